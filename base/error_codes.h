@@ -1,0 +1,20 @@
+// The one enumeration of every published error code of the library.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace ulix {
+
+using HRESULT = std::int32_t;
+
+enum ErrorConstants : HRESULT {
+#define ULIX_ERROR_CODE(name, value) name = static_cast<HRESULT>(value##U),
+#include "base/error_codes.def"
+#undef ULIX_ERROR_CODE
+};
+
+// The enumerator of a published code, such as "kelvo10CtlErrNotKelvo10"; empty for any other code.
+std::string_view ErrorCodeName(HRESULT code);
+
+}  // namespace ulix

@@ -1,0 +1,22 @@
+// The four arrays in which results cross the interface; element k of each is for the same channel.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "base/date.h"
+#include "base/result.h"
+#include "drivers/model_card.h"
+
+namespace ulix {
+
+struct ChannelArrays {
+  std::vector<ChannelId> ids;
+  std::vector<float> values;
+  std::vector<HRESULT> errors;  // 0 for success; a value beside a failure means nothing
+  std::vector<Date> times;
+
+  std::size_t size() const { return ids.size(); }
+};
+
+}  // namespace ulix

@@ -1,0 +1,163 @@
+// An instrument control: the one interface behind which every model stands.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/byte_stream.h"
+#include "base/value.h"
+#include "core/channel_arrays.h"
+#include "core/error_info.h"
+#include "core/events.h"
+#include "core/group_settings.h"
+#include "core/user_interface.h"
+#include "drivers/driver.h"
+
+namespace ulix {
+
+class AcqGroup;
+struct ControlState;
+
+// Members carry the names of the automation interface and return its codes. Common to all of them:
+//  - They check in this order: null pointers, scalar ids, array lengths (E_INVALIDARG); the connection, where the
+//  member
+//    needs the instrument (E_UNEXPECTED); the ids inside arrays (E_INVALIDARG). Then the instrument is asked.
+//  - A failure leaves the instrument as it was, except that a failed Connect closes the link; it sets the calling
+//  thread's
+//    error information (core/error_info.h). An exception inside becomes the control's exception code.
+//  - Any thread may call any member, also from inside an event.
+//  - Texts are Windows-1252. Booleans are 1 and 0. Periods are milliseconds, times of dead bands whole seconds.
+class Instrument {
+ public:
+  struct Options {
+    Clock* clock = &SystemClock();
+    Language language = Language::kEnglish;
+    UserInterface* user_interface = nullptr;  // none: every dialog answers Cancel
+  };
+
+  explicit Instrument(std::unique_ptr<Driver> driver) : Instrument(std::move(driver), Options{}) {}
+  Instrument(std::unique_ptr<Driver> driver, Options options);
+  // Stops and removes the groups, hands the instrument back if it was connected. Bounded, also inside an event.
+  ~Instrument();
+  Instrument(const Instrument&) = delete;
+  Instrument& operator=(const Instrument&) = delete;
+
+  // --- versions and texts ---
+  HRESULT Version(std::string* version);
+  HRESULT GetBinVersion(std::uint32_t* version_ms, std::uint32_t* version_ls, std::int32_t* error);
+  HRESULT GetDevVersion(std::string* version);  // asks the instrument
+  HRESULT GetDevFileVersion(std::string* version);
+  HRESULT InstrType(std::string* type);
+  HRESULT GetCfgText(std::string* text);
+  HRESULT GetCommInfo(std::string* info);
+  HRESULT ExplKeyNum(std::int16_t* number);
+  // `unknown` is 1 and `text` empty for a code that is neither the control's nor its link's.
+  HRESULT GetErrorText(HRESULT error, bool short_text, std::int32_t* unknown, std::string* text);
+
+  // --- link and instrument ---
+  HRESULT Connect();
+  HRESULT Disconnect();
+  HRESULT IsConnected(std::int32_t* connected);
+  HRESULT Identify(std::string* identification);  // the text is set, empty, also on failure
+  HRESULT SendCfg();
+  HRESULT ReadCfg();
+  HRESULT Run();
+  HRESULT Stop();
+  HRESULT GetDevStatus(std::uint32_t* status);
+  HRESULT UseConnected(std::int32_t* use_connected);
+
+  // --- channels ---
+  HRESULT GetChanDir(ChannelId channel, std::int32_t* direction);
+  HRESULT GetChanName(ChannelId channel, std::string* name);
+  HRESULT GetChanDefName(ChannelId channel, std::string* name);
+  HRESULT GetChanUnit(ChannelId channel, std::string* unit);          // "" for an unknown channel
+  HRESULT GetChanResol(ChannelId channel, std::int16_t* resolution);  // decimals; 6 for an unknown channel
+  HRESULT GetChanLim(ChannelId channel, std::int16_t index, float* limit, std::int16_t* level);
+  HRESULT OutChans(std::vector<ChannelId>* channels);
+  // The records' last values; no exchange with the instrument.
+  HRESULT GetChansVals(std::span<const ChannelId> channels, ChannelArrays* arrays);
+  HRESULT SetChanVal(ChannelId channel, const Value& value);
+  HRESULT SetChansVals(std::span<const ChannelId> channels, std::span<const Value> values);
+
+  // --- groups ---
+  HRESULT Groups(std::vector<std::uint32_t>* groups);
+  HRESULT CreateGroup(std::uint32_t* group);
+  HRESULT RemoveGroup(std::uint32_t group);
+  HRESULT InChans(std::uint32_t group, std::vector<ChannelId>* channels);
+  HRESULT Period(std::uint32_t group, std::uint32_t* period);
+  HRESULT DeadBand(std::uint32_t group, float* dead_band);
+  HRESULT DeadBandAbs(std::uint32_t group, float* dead_band);
+  HRESULT DeadTimeMax(std::uint32_t group, std::uint32_t* time);
+  HRESULT ConnectGroupChan(std::uint32_t group, ChannelId channel);
+  HRESULT RemoveGroupChan(std::uint32_t group, ChannelId channel);
+  HRESULT RunGroup(std::uint32_t group);
+  HRESULT StopGroup(std::uint32_t group);
+  HRESULT IsGroupRunning(std::uint32_t group, std::int32_t* running);
+  HRESULT RunAllGroups();
+  HRESULT StopAllGroups();
+  HRESULT ImmediateReadGroups(std::span<const std::uint32_t> groups);
+
+  // --- dialogs; `result` is 1 for OK, 2 for Cancel ---
+  HRESULT EditGroup(std::uint32_t group, std::int32_t* result);
+  HRESULT EditOutChans(std::int32_t* result);
+  HRESULT EditCommParams(std::int32_t* result);
+  HRESULT EditCfg(std::int32_t* result);
+  HRESULT ShowProperties();
+
+  // --- capabilities, from the model's tables ---
+  HRESULT HasCommParams(std::int32_t* has);
+  HRESULT HasCfg(std::int32_t* has);
+  HRESULT CfgHasInChans(std::int32_t* has);
+  HRESULT CfgHasOutChans(std::int32_t* has);
+  HRESULT CanEditOutChans(std::int32_t* can);
+
+  // --- recorded memory; a model without memory has no blocks, and every block id is unknown ---
+  HRESULT MemBlocks(std::vector<std::uint32_t>* blocks);
+  HRESULT CfgHasMemBlocks(std::int32_t* has);
+  HRESULT GetMemBlockStatus(std::int32_t block, std::uint32_t* size, std::uint32_t* records,
+                            std::int32_t* destructive_reading, std::int32_t* recording);
+  HRESULT ReadMemBlock(std::int32_t block, std::uint32_t records_max, bool clear, ChannelArrays* arrays,
+                       std::uint32_t* records_read);
+  HRESULT ClearMemBlock(std::int32_t block, std::uint32_t records);
+  HRESULT GetMemBlockName(std::int32_t block, std::string* name);
+  HRESULT GetMemBlockSize(std::int32_t block, std::uint32_t* size);
+  HRESULT GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cycle_records, std::uint32_t* cycle_period);
+
+  // === Beyond the automation interface ===
+
+  // The defaults: settings, link, directions; no groups.
+  HRESULT InitNew();
+  // The configuration stream: versions, settings, link, groups, ids, directions. Loading resets first, stops the groups
+  // and starts none; only a stream that does not begin with two version words is refused (E_INVALIDARG, defaults kept),
+  // anything wrong later cuts the load there.
+  HRESULT Save(ByteStream& stream);
+  HRESULT Load(ByteStream& stream);
+  bool IsDirty() const;
+
+  // Settings of a group; E_INVALIDARG for an unknown one, or a dead band that is no finite number.
+  HRESULT GetGroupSettings(std::uint32_t group, GroupSettings* settings);
+  HRESULT SetGroupSettings(std::uint32_t group, const GroupSettings& settings);
+  // The configuration record.
+  Settings& settings();
+  // Null for a model without a serial link. Change it while the link is closed.
+  SerialParams* serial_params();
+  EventSinks& events();
+  const ModelCard& card() const;
+
+ private:
+  template <typename Body>
+  HRESULT Member(Body&& body);
+  std::shared_ptr<AcqGroup> FindGroup(std::uint32_t id) const;
+  template <typename Body>
+  HRESULT WithGroup(std::uint32_t id, Body&& body);
+  std::vector<std::shared_ptr<AcqGroup>> GroupList() const;
+  // ...
+};
+
+}  // namespace ulix

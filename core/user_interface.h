@@ -1,0 +1,26 @@
+// The questions that an instrument asks a person. Injected: dialogs on a desktop, a terminal, or nobody.
+#pragma once
+
+#include <cstdint>
+
+namespace ulix {
+
+class Instrument;
+
+// What a dialog came back with; published values.
+enum class DialogResult : int { kOk = 1, kCancel = 2 };
+
+// Called on the host's thread with no lock held; each may call the instrument's members.
+class UserInterface {
+ public:
+  virtual ~UserInterface() = default;
+  virtual DialogResult EditGroup(Instrument& instrument, std::uint32_t group) = 0;
+  virtual DialogResult EditOutChans(Instrument& instrument) = 0;
+  virtual DialogResult EditCommParams(Instrument& instrument) = 0;
+  virtual DialogResult EditCfg(Instrument& instrument) = 0;
+  virtual void ShowProperties(Instrument& instrument) = 0;
+  // A long operation has come to `percent`; false asks it to stop.
+  virtual bool Progress(int percent) = 0;
+};
+
+}  // namespace ulix

@@ -1,0 +1,95 @@
+// What the core knows of an instrument: one driver owns one link and one configuration record.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "base/result.h"
+#include "base/variant_stream.h"
+#include "drivers/model_card.h"
+#include "links/serial_link.h"
+#include "platform/clock.h"
+
+namespace ulix {
+
+// What a driver takes from whoever creates it.
+struct DriverServices {
+  Clock* clock = &SystemClock();
+  platform::SerialPortOpener open_serial_port = platform::OpenSerialPort;
+  LinkTrace trace;
+  std::uint32_t timeout_ms = 0;  // replaces the link's read and write timeouts; 0 keeps the driver's own
+};
+
+// One reading of a channel. A negative code is a failure and there is no value; 0 comes with a value; a positive code
+// is a warning: the channel keeps the value it had.
+struct Reading {
+  HRESULT code = S_OK;
+  float value = 0.0F;
+};
+
+struct ChannelLimit {
+  float value = 0.0F;
+  eLimitLevel level = LimitNo;
+};
+
+// Members that use the link may be called from several threads: each whole exchange (query and reply, or a sequence
+// that belongs together) holds the driver's exchange lock. Failures are the link's codes and those of the model's card.
+// None of them needs the connection; whoever calls them checks it.
+class Driver {
+ public:
+  explicit Driver(const ModelCard& card) : card_(card), settings_(card.settings) {}
+  virtual ~Driver() = default;
+  Driver(const Driver&) = delete;
+  Driver& operator=(const Driver&) = delete;
+
+  const ModelCard& card() const { return card_; }
+  Settings& settings() { return settings_; }
+  const Settings& settings() const { return settings_; }
+
+  // Opens the link without a word to the instrument; S_OK when it is open.
+  virtual HRESULT OpenLink() = 0;
+  virtual bool LinkIsOpen() const = 0;
+
+  // Opens the link and makes sure that the instrument is the model. A failure closes the link again.
+  virtual HRESULT Connect() = 0;
+  // Hands the instrument back and closes the link; what the instrument thinks of it does not matter.
+  virtual void Disconnect() = 0;
+  // The reply to the identification query, as it came.
+  virtual Expected<std::string> Identify() = 0;
+
+  virtual HRESULT SendCfg() = 0;
+  // Changes the record only when all of it was read.
+  virtual HRESULT ReadCfg() = 0;
+
+  // E_INVALIDARG for a channel that cannot be read (written).
+  virtual Reading ReadChannel(ChannelId id) = 0;
+  virtual HRESULT WriteChannel(ChannelId id, float value) = 0;
+
+  virtual HRESULT Run() { return S_OK; }
+  virtual HRESULT Stop() { return S_OK; }
+
+  // "" and 6 for an unknown channel.
+  virtual std::string ChannelUnit(ChannelId id) const = 0;
+  virtual int ChannelResolution(ChannelId id) const = 0;
+  virtual ChannelLimit Limit(ChannelId, int) const { return {}; }
+
+  // The link's settings and texts.
+  virtual std::string CommInfo(Language language) const = 0;
+  virtual void ResetCommParams() = 0;
+  virtual void SaveCommParams(VariantWriter& writer) const = 0;
+  virtual HRESULT LoadCommParams(VariantReader& reader) = 0;
+  virtual std::span<const ErrorRow> LinkErrors() const = 0;
+  // The serial settings, where the link is a serial one. Take effect at the next open.
+  virtual SerialParams* serial_params() { return nullptr; }
+
+ private:
+  const ModelCard& card_;
+  Settings settings_;
+};
+
+using DriverFactory = std::unique_ptr<Driver> (*)(DriverServices services);
+
+}  // namespace ulix

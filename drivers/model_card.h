@@ -1,0 +1,41 @@
+// What is constant about a model: its names, channels, settings and errors.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "drivers/settings.h"
+#include "resources/error_row.h"
+
+namespace ulix {
+
+using ChannelId = std::uint32_t;
+
+// Published names and values.
+enum eChanDir : std::int32_t { ChanIn = -1, ChanIO = 0, ChanOut = 1 };
+enum eLimitLevel : std::int32_t { LimitLow = -1, LimitNo = 0, LimitHigh = 1 };
+
+enum class LinkKind { kSerial, kNetwork, kModbus, kUsb };
+
+// A channel's id is its place in the table.
+struct ChannelRow {
+  const char* name;
+  eChanDir direction;
+};
+
+struct ModelCard {
+  const char* word;        // "kelvo10": on the command line
+  const char* class_name;  // "Kelvo10": in class names, ProgIDs and trace lines
+  const char* class_id;    // without braces
+  Words display_name;
+  int display_name_id;      // string-table number
+  const char* config_text;  // what GetCfgText answers
+  LinkKind link;
+  std::int16_t expl_key_num;
+  HRESULT exception_code;  // start of the control's block; its first 0x100 codes are exceptions
+  std::span<const ChannelRow> channels;
+  std::span<const SettingRow> settings;
+  std::span<const ErrorRow> errors;
+};
+
+}  // namespace ulix

@@ -1,0 +1,82 @@
+// An instrument's configuration record: described by a table, held as stored values, read and written by key.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "base/result.h"
+#include "base/text.h"
+#include "base/variant_stream.h"
+
+namespace ulix {
+
+// A word that stands for a code, on the command line and in dialogs.
+struct CodedWord {
+  std::uint32_t code;
+  const char* word;
+};
+
+// One setting. The rows of one stored value follow each other and share its number; their bits do not overlap.
+struct SettingRow {
+  const char* key;
+  Words label;
+  int stored;                        // number of the stored value that holds it, from 0 without gaps
+  VariantType type;                  // type of that value: kUi1, kUi4 or kR4
+  unsigned shift;                    // place of the setting's bits in it
+  unsigned bits;                     // how many; 0 for a real
+  std::span<const CodedWord> words;  // empty for a plain number
+  double initial;                    // the code or the value after a reset
+};
+
+// A value as the record holds it: the bits of an integer, or a real.
+using StoredValue = std::variant<std::uint32_t, float>;
+
+// Thread-safe: a reader sees a whole record, never parts of two.
+class Settings {
+ public:
+  explicit Settings(std::span<const SettingRow> rows);
+
+  std::span<const SettingRow> rows() const { return rows_; }
+  // The row of a key, any case; null when there is none.
+  const SettingRow* Find(std::string_view key) const;
+
+  void Reset();
+
+  // A consistent copy of every stored value, and its replacement as a whole. `values` comes from Snapshot.
+  std::vector<StoredValue> Snapshot() const;
+  void Replace(std::vector<StoredValue> values);
+
+  // The value as its word where it has one, else as its number.
+  std::string TextOf(const SettingRow& row) const;
+  // By word (any case) or by stored number; E_INVALIDARG, and nothing changed, for anything else or a number that the
+  // setting has no room for.
+  HRESULT SetText(const SettingRow& row, std::string_view text);
+
+  // All stored values in order. Loading stops at the first that is of another type or not there, returns that code and
+  // keeps what came before.
+  void Save(VariantWriter& writer) const;
+  HRESULT Load(VariantReader& reader);
+
+ private:
+  std::span<const SettingRow> rows_;
+  mutable std::mutex mutex_;
+  std::vector<StoredValue> values_;  // guarded by mutex_
+};
+
+// The setting inside a snapshot.
+std::uint32_t CodeIn(const std::vector<StoredValue>& values, const SettingRow& row);
+float RealIn(const std::vector<StoredValue>& values, const SettingRow& row);
+void PutCode(std::vector<StoredValue>& values, const SettingRow& row, std::uint32_t code);
+void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float value);
+
+// The word of a code; empty when it has none.
+std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code);
+std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::string_view word);
+
+}  // namespace ulix

@@ -1,0 +1,12 @@
+// Texts of the serial link's codes, for every control that owns such a link.
+#pragma once
+
+#include <span>
+
+#include "resources/error_row.h"
+
+namespace ulix {
+
+std::span<const ErrorRow> SerialErrorTexts();
+
+}  // namespace ulix

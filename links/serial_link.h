@@ -1,0 +1,100 @@
+// The one serial-port object of the library: opens, configures, reads and writes a COM port.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/result.h"
+#include "links/serial_params.h"
+#include "platform/named_mutex.h"
+#include "platform/serial_port.h"
+
+namespace ulix {
+
+enum class TraceDirection { kSent, kReceived };
+// Told of every piece that went over a link, on the thread that moved it.
+using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
+
+// Every operation that touches the port holds one mutex shared by all processes of the machine, whatever port it
+// drives, so that whole operations interleave and never bytes. It is waited for at most 60 s; E_FAIL when it was not
+// obtained. Operations on a closed port give serialCommErrCommClosed without waiting. Any thread may call any
+// operation.
+//
+// Timeouts are in milliseconds. As an argument, 0 keeps the port's own (1000 each way after Open); another value
+// replaces it for that call. Reading goes byte by byte, so that nothing behind a terminator is taken: the timeout
+// bounds the silence before each byte, not the line.
+class SerialLink {
+ public:
+  struct Options {
+    platform::SerialPortOpener open = platform::OpenSerialPort;
+    std::chrono::milliseconds lock_wait{60000};
+    LinkTrace trace;
+  };
+
+  SerialLink() : SerialLink(Options{}) {}
+  explicit SerialLink(Options options);
+  SerialLink(const SerialLink&) = delete;
+  SerialLink& operator=(const SerialLink&) = delete;
+
+  // Read by Open. Set by the owner while nobody else uses the link.
+  SerialParams params;
+  // Whether received text is converted from the OEM code page. Text is always converted when sent.
+  bool oemConversion = true;
+
+  // serialCommErrUnableToOpenComm when the port is not there, is in use, or refuses the settings; S_OK when already
+  // open, whatever the fields say now.
+  HRESULT Open();
+  HRESULT Close();
+  bool IsOpen() const { return open_; }
+
+  // E_FAIL when the port refuses. Until the next Close.
+  HRESULT SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms);
+  HRESULT GetTimeouts(std::uint32_t* read_ms, std::uint32_t* write_ms) const;
+
+  // serialCommErrUnableToWriteComm when not every byte went out; a timeout given with that call then stays in force.
+  HRESULT WriteString(std::string_view text, std::uint32_t timeout_ms);
+  // The text, then the terminator as a write of its own, under one hold of the mutex. A terminator of 0 adds nothing.
+  HRESULT WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms);
+  HRESULT WriteBytes(std::string_view bytes, std::uint32_t timeout_ms);
+
+  // Reads up to the terminator and puts a zero in its place. A buffer that fills up first is cut there with success. On
+  // serialCommErrUnableToReadComm the buffer holds what came, without a zero. A buffer below 2 is left alone with S_OK.
+  HRESULT ReadLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
+  // The line, cut at its first zero byte; empty on any failure.
+  std::string ReadLineText(int buffer_size, char terminator, std::uint32_t timeout_ms);
+  // Waits for all bytes and succeeds with what came, if anything came; how many is not told, since callers know their
+  // frames.
+  HRESULT ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms);
+
+  // S_OK at once when both are false, even when closed.
+  HRESULT Purge(bool input, bool output);
+
+  // The system's error code of the last byte that ReadLine could not read; 0 when the read only ran out of time.
+  std::uint32_t lastError() const { return last_error_; }
+
+ private:
+  class Hold;
+  class ReadTimeout;
+  template <typename Body>
+  HRESULT WithPort(Body&& body);
+  std::unique_ptr<platform::SerialPort> OpenConfigured();
+  HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
+  HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
+  HRESULT WriteLocked(std::string_view bytes, std::uint32_t timeout_ms);
+  void Trace(TraceDirection direction, std::string_view bytes) const;
+
+  Options options_;
+  platform::NamedMutex port_mutex_;
+  std::unique_ptr<platform::SerialPort> port_;  // guarded by port_mutex_
+  std::atomic<bool> open_ = false;
+  std::atomic<std::uint32_t> last_error_ = 0;
+};
+
+}  // namespace ulix

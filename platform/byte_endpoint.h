@@ -1,0 +1,32 @@
+// The instrument's end of a line: what a simulated instrument serves on.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/result.h"
+
+namespace ulix::platform {
+
+class ByteEndpoint {
+ public:
+  virtual ~ByteEndpoint() = default;
+  // Where clients find it: a device path or "127.0.0.1:port".
+  virtual const std::string& address() const = 0;
+  // Bytes that have come, waiting at most `wait` for the first; 0 when none came. A client that leaves is no event: the
+  // next one is served.
+  virtual std::size_t Read(std::span<char> bytes, std::chrono::milliseconds wait) = 0;
+  // Bytes that nobody takes are lost, as on a line with nothing plugged in.
+  virtual void Write(std::string_view bytes) = 0;
+};
+
+// A pseudo terminal; clients open address() as a serial device. E_NOTIMPL where the system has none.
+Expected<std::unique_ptr<ByteEndpoint>> OpenPseudoTerminal();
+
+// A TCP port of the loopback interface, one client at a time; port 0 takes a free one.
+Expected<std::unique_ptr<ByteEndpoint>> ListenOnTcp(int port);
+
+}  // namespace ulix::platform

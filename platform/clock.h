@@ -1,0 +1,46 @@
+// Time: a monotonic clock for every wait and schedule, the local time for stamps. Injected, so that tests own it.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+#include "base/date.h"
+
+namespace ulix {
+
+using MonotonicTime = std::chrono::steady_clock::time_point;
+using Milliseconds = std::chrono::milliseconds;
+
+class Clock {
+ public:
+  virtual ~Clock() = default;
+  virtual MonotonicTime Now() = 0;
+  // The local time, kept to the millisecond.
+  virtual Date LocalTime() = 0;
+  // Waits until `changed` is notified or `until` has come; spurious wake-ups happen. `lock` is held on return.
+  virtual void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) = 0;
+  // Returns when `duration` has passed on this clock.
+  void SleepFor(Milliseconds duration);
+};
+
+// The machine's clock.
+Clock& SystemClock();
+
+// The moment at which a wait ends; none for a wait without limit.
+class Deadline {
+ public:
+  static Deadline Never() { return Deadline(std::nullopt); }
+  static Deadline In(Clock& clock, Milliseconds duration) { return Deadline(clock.Now() + duration); }
+  bool Passed(Clock& clock) const { return at_ && clock.Now() >= *at_; }
+  // A moment that waits can be given; a day ahead when there is no limit, for the caller to ask again.
+  MonotonicTime WaitPoint(Clock& clock) const { return at_ ? *at_ : clock.Now() + std::chrono::hours(24); }
+
+ private:
+  explicit Deadline(std::optional<MonotonicTime> at) : at_(at) {}
+  std::optional<MonotonicTime> at_;
+};
+
+}  // namespace ulix

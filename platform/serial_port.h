@@ -1,0 +1,71 @@
+// A serial port: the few calls that the serial link needs of the operating system.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace ulix::platform {
+
+enum class Parity { kNone, kEven, kOdd };
+enum class FlowControl { kNone, kDtrDsr, kXonXoff };
+
+struct LineSettings {
+  std::uint32_t baud_rate = 9600;
+  int data_bits = 8;
+  int stop_bits = 1;
+  Parity parity = Parity::kNone;
+  FlowControl flow_control = FlowControl::kNone;
+};
+
+// How long one read or write may take in all, in milliseconds; 0 waits without limit.
+struct SerialTimeouts {
+  std::uint32_t read_ms = 0;
+  std::uint32_t write_ms = 0;
+};
+
+enum class IoOutcome {
+  kComplete,
+  kNoFirstByte,    // the time ran out before any byte moved
+  kStoppedMidway,  // the time ran out with some bytes moved
+  kLinkLost,       // the system call failed: the device is gone or refuses
+};
+
+struct IoResult {
+  IoOutcome outcome = IoOutcome::kComplete;
+  std::size_t count = 0;
+  std::uint32_t os_error = 0;  // the system's code, with kLinkLost only
+};
+
+// One open port. Reads and writes of different threads are kept apart by the caller. Destroying it closes the port.
+class SerialPort {
+ public:
+  virtual ~SerialPort() = default;
+  // Sizes of the driver's queues in bytes; a system that has no such setting answers true.
+  virtual bool SetQueueSizes(std::uint32_t receive, std::uint32_t transmit) = 0;
+  virtual bool SetTimeouts(const SerialTimeouts& timeouts) = 0;
+  virtual bool GetTimeouts(SerialTimeouts* timeouts) const = 0;
+  // Binary mode, no echo, every byte as it comes; all that `settings` does not name stays as the driver reports it.
+  virtual bool Configure(const LineSettings& settings) = 0;
+  // Reads until `bytes` is full or the read time is over.
+  virtual IoResult Read(std::span<char> bytes) = 0;
+  virtual IoResult Write(std::string_view bytes) = 0;
+  // Discards what was received and not read, and what was written and not sent.
+  virtual void Purge(bool input, bool output) = 0;
+  virtual void ClearError() = 0;
+};
+
+struct OpenResult {
+  std::unique_ptr<SerialPort> port;  // none when the port could not be opened
+  std::uint32_t os_error = 0;
+};
+
+// Opens port number `port` for this program alone. The number's device is found by platform/port_list.h.
+OpenResult OpenSerialPort(int port);
+
+// Where a link gets its port from: the system, or a simulated instrument in this process.
+using SerialPortOpener = std::function<OpenResult(int port)>;
+
+}  // namespace ulix::platform

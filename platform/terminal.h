@@ -1,0 +1,13 @@
+// What the command line needs to know of the terminal it writes to.
+#pragma once
+
+namespace ulix::platform {
+
+// Whether standard output is a terminal that moves its cursor; makes it understand escape sequences where it has to be
+// told.
+bool OutputIsTerminal();
+
+// Columns of that terminal; 80 when unknown.
+int TerminalWidth();
+
+}  // namespace ulix::platform

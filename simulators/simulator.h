@@ -1,0 +1,49 @@
+// A simulated instrument: a model of the device's state behind the commands of its wire.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/result.h"
+#include "platform/clock.h"
+
+namespace ulix {
+
+// One request taken off the wire and what the instrument says to it.
+struct SimulatedReply {
+  std::string bytes;      // empty when the instrument answers nothing to this request
+  bool expected = false;  // whether the request is one that is answered at all
+};
+
+// Called from one thread.
+class Simulator {
+ public:
+  virtual ~Simulator() = default;
+  // Takes bytes as they come off the wire and returns one reply for every whole request that they complete.
+  virtual std::vector<SimulatedReply> Receive(std::string_view bytes) = 0;
+  // The instrument's own way to refuse a request, for the fault `refuse`.
+  virtual std::string Refusal() const = 0;
+  // Sets a property of the simulated device, such as "input" or "identity"; E_INVALIDARG for one that it does not have.
+  virtual HRESULT Set(std::string_view key, std::string_view value) = 0;
+  // The properties and what they are now, for help texts.
+  virtual std::vector<std::pair<std::string, std::string>> Properties() const = 0;
+  // Requests that the real instrument would not know, as they came.
+  const std::vector<std::string>& unknown_requests() const { return unknown_requests_; }
+
+ protected:
+  void NoteUnknown(std::string request) { unknown_requests_.push_back(std::move(request)); }
+
+ private:
+  std::vector<std::string> unknown_requests_;
+};
+
+using SimulatorFactory = std::unique_ptr<Simulator> (*)(Clock& clock);
+
+// The simulator of a model word; null when there is none.
+SimulatorFactory FindSimulator(std::string_view model);
+
+}  // namespace ulix
