@@ -145,19 +145,46 @@ class Instrument {
   HRESULT SetGroupSettings(std::uint32_t group, const GroupSettings& settings);
   // The configuration record.
   Settings& settings();
-  // Null for a model without a serial link. Change it while the link is closed.
-  SerialParams* serial_params();
+  // The serial link's settings, taken at its next open; E_NOTIMPL for a model without a serial link.
+  HRESULT GetSerialParams(SerialParams* params);
+  HRESULT SetSerialParams(const SerialParams& params);
   EventSinks& events();
   const ModelCard& card() const;
 
  private:
+  // Runs a member's body: no exception leaves it, and a failure sets the error information.
   template <typename Body>
   HRESULT Member(Body&& body);
-  std::shared_ptr<AcqGroup> FindGroup(std::uint32_t id) const;
   template <typename Body>
   HRESULT WithGroup(std::uint32_t id, Body&& body);
+  template <typename Ask>
+  HRESULT AskUser(std::int32_t* result, Ask&& ask);
+  template <typename Act>
+  HRESULT WhenConnected(Act&& act);
+  std::string DescriptionOf(HRESULT code) const;
+  std::shared_ptr<AcqGroup> FindGroup(std::uint32_t id) const;
   std::vector<std::shared_ptr<AcqGroup>> GroupList() const;
-  // ...
+  std::uint32_t HighestGroup() const;
+  void StopGroups();
+  std::vector<ChannelId> ChannelsWhere(bool (*wanted)(std::int32_t direction)) const;
+  bool HasChannel(bool (*wanted)(std::int32_t direction)) const;
+  template <typename T>
+  HRESULT GetGroupSetting(std::uint32_t group, T GroupSettings::*setting, T* place);
+  HRESULT SetGroupMember(std::uint32_t group, ChannelId channel, bool member);
+  HRESULT UnknownBlock();
+  HRESULT SendValue(ChannelId channel, float value);
+
+  void ResetToDefaults();
+  HRESULT LoadRows(VariantReader& reader);
+  HRESULT LoadGroups(VariantReader& reader);
+
+  const std::shared_ptr<ControlState> control_;
+  const Options options_;
+  std::atomic<bool> connected_ = false;
+  std::atomic<bool> dirty_ = false;
+  mutable std::mutex mutex_;
+  std::vector<std::shared_ptr<AcqGroup>> groups_;  // guarded by mutex_, in creation order
+  std::uint32_t highest_group_ = 0;                // guarded by mutex_
 };
 
 }  // namespace ulix

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 
@@ -82,8 +82,16 @@ class Driver {
   virtual void SaveCommParams(VariantWriter& writer) const = 0;
   virtual HRESULT LoadCommParams(VariantReader& reader) = 0;
   virtual std::span<const ErrorRow> LinkErrors() const = 0;
-  // The serial settings, where the link is a serial one. Take effect at the next open.
-  virtual SerialParams* serial_params() { return nullptr; }
+  // The serial settings, where the link is a serial one; E_NOTIMPL where it is not. They take effect at the next open.
+  virtual Expected<SerialParams> GetSerialParams() const { return Failure(E_NOTIMPL); }
+  virtual HRESULT SetSerialParams(const SerialParams&) { return E_NOTIMPL; }
+
+  // Whether another thread is in the middle of an exchange.
+  bool IsBusy() const;
+
+ protected:
+  // Held over whole exchanges, so that a reply goes to the thread that asked. Each link wait inside is bounded.
+  mutable std::recursive_mutex exchange_mutex_;
 
  private:
   const ModelCard& card_;

@@ -43,8 +43,9 @@ class SerialLink {
   SerialLink(const SerialLink&) = delete;
   SerialLink& operator=(const SerialLink&) = delete;
 
-  // Read by Open. Set by the owner while nobody else uses the link.
-  SerialParams params;
+  // The settings that the next Open will use.
+  SerialParams params() const;
+  void SetParams(const SerialParams& params);
   // Whether received text is converted from the OEM code page. Text is always converted when sent.
   bool oemConversion = true;
 
@@ -88,12 +89,20 @@ class SerialLink {
   HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
   HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
   HRESULT WriteLocked(std::string_view bytes, std::uint32_t timeout_ms);
+  // The timeouts in force, kept beside the port so that GetTimeouts needs no lock.
+  platform::SerialTimeouts timeouts() const;
+  void Remember(const platform::SerialTimeouts& timeouts);
+  bool Apply(const platform::SerialTimeouts& timeouts);
   void Trace(TraceDirection direction, std::string_view bytes) const;
 
   Options options_;
   platform::NamedMutex port_mutex_;
+  mutable std::mutex params_mutex_;
+  SerialParams params_;                         // guarded by params_mutex_
   std::unique_ptr<platform::SerialPort> port_;  // guarded by port_mutex_
   std::atomic<bool> open_ = false;
+  std::atomic<std::uint32_t> read_ms_ = 0;
+  std::atomic<std::uint32_t> write_ms_ = 0;
   std::atomic<std::uint32_t> last_error_ = 0;
 };
 

@@ -33,6 +33,7 @@ Clock& SystemClock();
 class Deadline {
  public:
   static Deadline Never() { return Deadline(std::nullopt); }
+  static Deadline At(MonotonicTime at) { return Deadline(at); }
   static Deadline In(Clock& clock, Milliseconds duration) { return Deadline(clock.Now() + duration); }
   bool Passed(Clock& clock) const { return at_ && clock.Now() >= *at_; }
   // A moment that waits can be given; a day ahead when there is no limit, for the caller to ask again.

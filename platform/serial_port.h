@@ -46,7 +46,6 @@ class SerialPort {
   // Sizes of the driver's queues in bytes; a system that has no such setting answers true.
   virtual bool SetQueueSizes(std::uint32_t receive, std::uint32_t transmit) = 0;
   virtual bool SetTimeouts(const SerialTimeouts& timeouts) = 0;
-  virtual bool GetTimeouts(SerialTimeouts* timeouts) const = 0;
   // Binary mode, no echo, every byte as it comes; all that `settings` does not name stays as the driver reports it.
   virtual bool Configure(const LineSettings& settings) = 0;
   // Reads until `bytes` is full or the read time is over.

@@ -1,0 +1,22 @@
+#include "core/error_text.h"
+
+#include <algorithm>
+
+namespace ulix {
+namespace {
+
+const ErrorRow* FindIn(std::span<const ErrorRow> rows, HRESULT code) {
+  const auto row = std::find_if(rows.begin(), rows.end(), [code](const ErrorRow& r) { return r.code == code; });
+  return row == rows.end() ? nullptr : &*row;
+}
+
+}  // namespace
+
+const ErrorRow* FindErrorText(const Driver& driver, HRESULT code) {
+  // A server fault during an exchange is shown to the user as the failed read that it is.
+  if (code == RPC_E_SERVERFAULT) code = serialCommErrUnableToReadComm;
+  if (const ErrorRow* own = FindIn(driver.card().errors, code)) return own;
+  return FindIn(driver.LinkErrors(), code);
+}
+
+}  // namespace ulix

@@ -1,0 +1,38 @@
+// The seven manual-reset events by which a group and its threads talk. One set per run: a thread that was left behind
+// keeps its own and disturbs no later run.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+#include "platform/clock.h"
+
+namespace ulix {
+
+enum GroupEvent : unsigned {
+  KillTimer = 1U << 0,
+  TimerKilled = 1U << 1,
+  ScanCreated = 1U << 2,
+  TimeToScan = 1U << 3,
+  ScanDone = 1U << 4,
+  KillScan = 1U << 5,
+  ScanKilled = 1U << 6,
+};
+
+class GroupEvents {
+ public:
+  explicit GroupEvents(Clock& clock) : clock_(clock) {}
+  void Set(GroupEvent event);
+  void Reset(GroupEvent event);
+  bool IsSet(GroupEvent event) const;
+  // Waits until any of `events` (ORed) is set and returns those that are; 0 when the time ran out.
+  unsigned Wait(unsigned events, Deadline deadline);
+
+ private:
+  Clock& clock_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  unsigned set_ = 0;  // guarded by mutex_
+};
+
+}  // namespace ulix

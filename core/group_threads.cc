@@ -1,0 +1,121 @@
+#include "core/group_threads.h"
+
+#include <vector>
+
+#include "core/reporting.h"
+#include "platform/thread_priority.h"
+
+namespace ulix {
+namespace {
+
+// One scan thread's work and what it remembers from scan to scan.
+class Scanner {
+ public:
+  Scanner(ControlState& control, GroupState& group, GroupEvents& events)
+      : control_(control), group_(group), events_(events), last_reported_(control.channels.size(), 0.0F) {}
+
+  void Scan();
+
+ private:
+  // Reads one channel into its record and the arrays; true when its value is worth a report.
+  bool ReadChannel(ChannelId id, ChannelArrays& arrays);
+  void Report(const ChannelArrays& arrays);
+  bool Stopped() const { return events_.IsSet(KillScan); }
+
+  ControlState& control_;
+  GroupState& group_;
+  GroupEvents& events_;
+  // The dead band is measured from here, not from the channel records.
+  std::vector<float> last_reported_;
+
+  GroupSettings settings_;  // of the present scan, with the two below
+  MonotonicTime now_;
+  Date stamp_ = 0.0;
+  bool report_due_ = false;
+};
+
+void Scanner::Scan() {
+  settings_ = group_.Settings();
+  now_ = control_.clock.Now();
+  stamp_ = control_.clock.LocalTime();
+  report_due_ = group_.TakeReportDue(now_);
+  ChannelArrays arrays;
+  bool changed = false;
+  for (const ChannelId id : group_.Members()) {
+    if (Stopped()) return;
+    if (control_.channels.Direction(id) == ChanOut) continue;
+    if (ReadChannel(id, arrays)) changed = true;
+  }
+  if (changed) Report(arrays);
+}
+
+bool Scanner::ReadChannel(ChannelId id, ChannelArrays& arrays) {
+  GroupChannel record = control_.channels.Record(id);
+  const bool time_moved = record.read_at != now_;
+  const Reading reading = control_.driver->ReadChannel(id);
+  // A failure takes part in the dead band as 0; a warning leaves the value as it was.
+  if (reading.code <= 0) record.value = Failed(reading.code) ? 0.0F : reading.value;
+  record.error = Failed(reading.code) ? reading.code : S_OK;
+  record.time = stamp_;
+  record.read_at = now_;
+  const bool changed = report_due_ || LeavesDeadBand(record.value, last_reported_[id], settings_);
+  if (changed) last_reported_[id] = record.value;
+  control_.channels.Store(record);
+  arrays.ids.push_back(id);
+  arrays.values.push_back(record.value);
+  arrays.errors.push_back(record.error);
+  arrays.times.push_back(stamp_);
+  return changed && time_moved;
+}
+
+void Scanner::Report(const ChannelArrays& arrays) {
+  if (Stopped()) return;
+  control_.sinks.Fire(&EventSink::DataChange, group_.id, arrays);
+  if (Stopped()) return;
+  control_.sinks.Fire(&EventSink::MeasReady, group_.id);
+  group_.NoteReport(control_.clock.Now());
+}
+
+// Scans until told to end. Index order of the two events: the end comes first.
+void ScanUntilKilled(ControlState& control, GroupState& group, GroupEvents& events) {
+  Scanner scanner(control, group, events);
+  while ((events.Wait(KillScan | TimeToScan, Deadline::Never()) & KillScan) == 0) {
+    // Before the reading: a beat that comes during the scan stays for the next one.
+    events.Reset(TimeToScan);
+    events.Reset(ScanDone);
+    try {
+      scanner.Scan();
+    } catch (...) {
+      TraceGroup(control, group.id, "ScanThreadProc: Error");
+    }
+    events.Set(ScanDone);
+  }
+}
+
+}  // namespace
+
+void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& events, MonotonicTime start) {
+  platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);
+  MonotonicTime due = start;
+  for (;;) {
+    due = NextBeat(due, Milliseconds(group.Settings().period_ms), control.clock.Now());
+    if (events.Wait(KillTimer, Deadline::At(due))) break;
+    events.Set(TimeToScan);
+  }
+  events.Set(TimerKilled);
+}
+
+void ScanThreadProc(ControlState& control, GroupState& group, GroupEvents& events) {
+  try {
+    if (Succeeded(control.driver->OpenLink())) {
+      group.ForgetLastReport();
+      events.Set(ScanCreated);
+      ScanUntilKilled(control, group, events);
+    }
+  } catch (...) {
+    TraceGroup(control, group.id, "ScanThreadProc: Error");
+  }
+  events.Set(ScanKilled);
+}
+
+}  // namespace ulix

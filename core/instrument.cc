@@ -1,0 +1,189 @@
+#include "core/instrument.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/error_text.h"
+#include "core/instrument_member.h"
+#include "core/trace.h"
+#include "core/version.h"
+#include "resources/texts.h"
+
+namespace ulix {
+
+Instrument::Instrument(std::unique_ptr<Driver> driver, Options options)
+    : control_(std::make_shared<ControlState>(std::move(driver), *options.clock)), options_(options) {}
+
+// A scan thread that was left behind in an exchange keeps the link and closes it when it comes back.
+Instrument::~Instrument() {
+  StopGroups();
+  if (connected_ && !control_->driver->IsBusy()) control_->driver->Disconnect();
+}
+
+const ModelCard& Instrument::card() const { return control_->driver->card(); }
+Settings& Instrument::settings() { return control_->driver->settings(); }
+EventSinks& Instrument::events() { return control_->sinks; }
+bool Instrument::IsDirty() const { return dirty_; }
+
+std::string Instrument::DescriptionOf(HRESULT code) const {
+  if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);
+  if (code == E_INVALIDARG) return Text(TextId::kInvalidArgument, options_.language);
+  const ErrorRow* row = FindErrorText(*control_->driver, code);
+  return row ? row->long_text.In(options_.language) : std::string();
+}
+
+HRESULT Instrument::Version(std::string* version) {
+  return Member([&] { return Give(version, VersionText()); });
+}
+
+HRESULT Instrument::GetBinVersion(std::uint32_t* version_ms, std::uint32_t* version_ls, std::int32_t* error) {
+  return Member([&]() -> HRESULT {
+    if (AnyNull(version_ms, version_ls, error)) return E_INVALIDARG;
+    *version_ms = FileVersionMS();
+    *version_ls = FileVersionLS();
+    *error = S_OK;
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::GetDevVersion(std::string* version) { return Identify(version); }
+
+HRESULT Instrument::GetDevFileVersion(std::string* version) {
+  return Member([&] { return Give(version, ""); });
+}
+
+HRESULT Instrument::InstrType(std::string* type) {
+  return Member([&] { return Give(type, card().display_name.In(options_.language)); });
+}
+
+// The text was never written for these models; hosts show the placeholder as it stands.
+HRESULT Instrument::GetCfgText(std::string* text) {
+  return Member([&] {
+    TraceLine(card().config_text + std::string("\n"));
+    return Give(text, card().config_text);
+  });
+}
+
+HRESULT Instrument::GetCommInfo(std::string* info) {
+  return Member([&] { return Give(info, control_->driver->CommInfo(options_.language)); });
+}
+
+HRESULT Instrument::ExplKeyNum(std::int16_t* number) {
+  return Member([&] { return Give(number, card().expl_key_num); });
+}
+
+HRESULT Instrument::GetErrorText(HRESULT error, bool short_text, std::int32_t* unknown, std::string* text) {
+  return Member([&]() -> HRESULT {
+    if (AnyNull(unknown, text)) return E_INVALIDARG;
+    const ErrorRow* row = FindErrorText(*control_->driver, error);
+    *unknown = row ? 0 : 1;
+    text->clear();
+    if (row) *text = short_text ? std::string(row->short_text) : row->long_text.In(options_.language);
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::GetSerialParams(SerialParams* params) {
+  return Member([&]() -> HRESULT {
+    if (!params) return E_INVALIDARG;
+    const auto current = control_->driver->GetSerialParams();
+    if (current) *params = *current;
+    return CodeOf(current);
+  });
+}
+
+HRESULT Instrument::SetSerialParams(const SerialParams& params) {
+  return Member([&] {
+    dirty_ = true;
+    return control_->driver->SetSerialParams(params);
+  });
+}
+
+HRESULT Instrument::Connect() {
+  return Member([&]() -> HRESULT {
+    if (connected_) return S_OK;
+    const HRESULT result = control_->driver->Connect();
+    if (Succeeded(result)) connected_ = true;
+    return result;
+  });
+}
+
+HRESULT Instrument::Disconnect() {
+  return Member([&]() -> HRESULT {
+    StopGroups();
+    control_->driver->Disconnect();
+    connected_ = false;
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::IsConnected(std::int32_t* connected) {
+  return Member([&] { return Give(connected, connected_ ? 1 : 0); });
+}
+
+HRESULT Instrument::Identify(std::string* identification) {
+  return Member([&]() -> HRESULT {
+    if (!identification) return E_INVALIDARG;
+    identification->clear();
+    if (!connected_) return E_UNEXPECTED;
+    const auto reply = control_->driver->Identify();
+    if (reply) *identification = *reply;
+    return CodeOf(reply);
+  });
+}
+
+HRESULT Instrument::SendCfg() {
+  return WhenConnected([&] { return control_->driver->SendCfg(); });
+}
+
+HRESULT Instrument::ReadCfg() {
+  return WhenConnected([&] {
+    const HRESULT result = control_->driver->ReadCfg();
+    if (Succeeded(result)) dirty_ = true;
+    return result;
+  });
+}
+
+HRESULT Instrument::Run() {
+  return WhenConnected([&] { return control_->driver->Run(); });
+}
+
+HRESULT Instrument::Stop() {
+  return WhenConnected([&] { return control_->driver->Stop(); });
+}
+
+HRESULT Instrument::GetDevStatus(std::uint32_t* status) {
+  return Member([&] { return Give(status, 0U); });
+}
+
+HRESULT Instrument::UseConnected(std::int32_t* use_connected) {
+  return Member([&] { return Give(use_connected, 0); });
+}
+
+HRESULT Instrument::EditGroup(std::uint32_t group, std::int32_t* result) {
+  if (result && !FindGroup(group)) {
+    return Member([] { return E_INVALIDARG; });
+  }
+  return AskUser(result, [&](UserInterface& ui) { return ui.EditGroup(*this, group); });
+}
+
+HRESULT Instrument::EditOutChans(std::int32_t* result) {
+  return AskUser(result, [&](UserInterface& ui) { return ui.EditOutChans(*this); });
+}
+
+HRESULT Instrument::EditCommParams(std::int32_t* result) {
+  return AskUser(result, [&](UserInterface& ui) { return ui.EditCommParams(*this); });
+}
+
+HRESULT Instrument::EditCfg(std::int32_t* result) {
+  return AskUser(result, [&](UserInterface& ui) { return ui.EditCfg(*this); });
+}
+
+HRESULT Instrument::ShowProperties() {
+  return Member([&] {
+    if (options_.user_interface) options_.user_interface->ShowProperties(*this);
+    return S_OK;
+  });
+}
+
+}  // namespace ulix

@@ -1,0 +1,165 @@
+// Members about channels, and the capability answers that follow from the channel and settings tables.
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+
+#include "core/instrument_member.h"
+
+namespace ulix {
+namespace {
+
+bool IsInput(std::int32_t direction) { return direction != ChanOut; }
+bool IsOutput(std::int32_t direction) { return direction != ChanIn; }
+
+// Real and integer values only: an empty value must never drive an output to 0.
+std::optional<float> NumberIn(const Value& value) {
+  return std::visit(
+      [](const auto& held) -> std::optional<float> {
+        if constexpr (std::is_arithmetic_v<std::decay_t<decltype(held)>>) {
+          const auto number = static_cast<float>(held);
+          if (std::isfinite(number)) return number;
+        }
+        return std::nullopt;
+      },
+      value);
+}
+
+}  // namespace
+
+HRESULT Instrument::GetChanDir(ChannelId channel, std::int32_t* direction) {
+  return Member([&]() -> HRESULT {
+    if (!direction || !control_->channels.Knows(channel)) return E_INVALIDARG;
+    return Give(direction, control_->channels.Direction(channel));
+  });
+}
+
+HRESULT Instrument::GetChanName(ChannelId channel, std::string* name) {
+  return Member([&]() -> HRESULT {
+    if (!name || !control_->channels.Knows(channel)) return E_INVALIDARG;
+    return Give(name, control_->channels.Row(channel).name);
+  });
+}
+
+HRESULT Instrument::GetChanDefName(ChannelId channel, std::string* name) { return GetChanName(channel, name); }
+
+HRESULT Instrument::GetChanUnit(ChannelId channel, std::string* unit) {
+  return Member([&] { return Give(unit, control_->driver->ChannelUnit(channel)); });
+}
+
+HRESULT Instrument::GetChanResol(ChannelId channel, std::int16_t* resolution) {
+  return Member([&] { return Give(resolution, control_->driver->ChannelResolution(channel)); });
+}
+
+HRESULT Instrument::GetChanLim(ChannelId channel, std::int16_t index, float* limit, std::int16_t* level) {
+  return Member([&]() -> HRESULT {
+    if (AnyNull(limit, level) || !control_->channels.Knows(channel)) return E_INVALIDARG;
+    const ChannelLimit found = control_->driver->Limit(channel, index);
+    *limit = found.value;
+    return Give(level, found.level);
+  });
+}
+
+std::vector<ChannelId> Instrument::ChannelsWhere(bool (*wanted)(std::int32_t direction)) const {
+  std::vector<ChannelId> ids;
+  for (ChannelId id = 0; id < control_->channels.size(); ++id) {
+    if (wanted(control_->channels.Direction(id))) ids.push_back(id);
+  }
+  return ids;
+}
+
+bool Instrument::HasChannel(bool (*wanted)(std::int32_t direction)) const {
+  return std::any_of(card().channels.begin(), card().channels.end(),
+                     [&](const ChannelRow& row) { return wanted(row.direction); });
+}
+
+HRESULT Instrument::OutChans(std::vector<ChannelId>* channels) {
+  return Member([&] { return Give(channels, ChannelsWhere(IsOutput)); });
+}
+
+HRESULT Instrument::InChans(std::uint32_t group, std::vector<ChannelId>* channels) {
+  return Member([&]() -> HRESULT {
+    if (!channels) return E_INVALIDARG;
+    return WithGroup(group, [&](AcqGroup& found) {
+      std::vector<ChannelId> members = ChannelsWhere(IsInput);
+      std::erase_if(members, [&](ChannelId id) { return !found.state().IsMember(id); });
+      return Give(channels, std::move(members));
+    });
+  });
+}
+
+HRESULT Instrument::GetChansVals(std::span<const ChannelId> channels, ChannelArrays* arrays) {
+  return Member([&]() -> HRESULT {
+    if (!arrays) return E_INVALIDARG;
+    *arrays = {};
+    if (!connected_) return E_UNEXPECTED;
+    ChannelArrays copied;
+    for (const ChannelId id : channels) {
+      if (!control_->channels.Knows(id)) return E_INVALIDARG;
+      const GroupChannel record = control_->channels.Record(id);
+      copied.ids.push_back(id);
+      copied.values.push_back(record.value);
+      copied.errors.push_back(record.error);
+      copied.times.push_back(record.time);
+    }
+    *arrays = std::move(copied);
+    return S_OK;
+  });
+}
+
+// The record has the new value while it is sent, and its old one back when that fails.
+HRESULT Instrument::SendValue(ChannelId channel, float value) {
+  const GroupChannel before = control_->channels.Record(channel);
+  control_->channels.Replace({channel, value, S_OK, control_->clock.LocalTime(), control_->clock.Now()});
+  const HRESULT result = control_->driver->WriteChannel(channel, value);
+  if (Failed(result)) control_->channels.Replace(before);
+  return result;
+}
+
+HRESULT Instrument::SetChanVal(ChannelId channel, const Value& value) {
+  return Member([&]() -> HRESULT {
+    const auto number = NumberIn(value);
+    if (!control_->channels.Knows(channel) || !IsOutput(control_->channels.Direction(channel)) || !number) {
+      return E_INVALIDARG;
+    }
+    return connected_ ? SendValue(channel, *number) : E_UNEXPECTED;
+  });
+}
+
+HRESULT Instrument::SetChansVals(std::span<const ChannelId> channels, std::span<const Value> values) {
+  return Member([&]() -> HRESULT {
+    if (channels.size() != values.size()) return E_INVALIDARG;
+    if (!connected_) return E_UNEXPECTED;
+    std::vector<float> numbers;
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      const auto number = NumberIn(values[i]);
+      const bool writable =
+          control_->channels.Knows(channels[i]) && IsOutput(control_->channels.Direction(channels[i]));
+      if (!writable || !number) return E_INVALIDARG;
+      numbers.push_back(*number);
+    }
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      if (const HRESULT result = SendValue(channels[i], numbers[i]); Failed(result)) return result;
+    }
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::HasCommParams(std::int32_t* has) {
+  return Member([&] { return Give(has, 1); });
+}
+
+HRESULT Instrument::HasCfg(std::int32_t* has) {
+  return Member([&] { return Give(has, card().settings.empty() ? 0 : 1); });
+}
+
+HRESULT Instrument::CfgHasInChans(std::int32_t* has) {
+  return Member([&] { return Give(has, HasChannel(IsInput) ? 1 : 0); });
+}
+
+HRESULT Instrument::CfgHasOutChans(std::int32_t* has) {
+  return Member([&] { return Give(has, HasChannel(IsOutput) ? 1 : 0); });
+}
+
+HRESULT Instrument::CanEditOutChans(std::int32_t* can) { return CfgHasOutChans(can); }
+
+}  // namespace ulix

@@ -1,0 +1,62 @@
+// How the members of Instrument are built. For the files that implement them only.
+#pragma once
+
+#include <new>
+
+#include "core/acq_group.h"
+#include "core/instrument.h"
+
+namespace ulix {
+
+template <typename Body>
+HRESULT Instrument::Member(Body&& body) {
+  HRESULT result = S_OK;
+  std::string description;
+  try {
+    result = body();
+    if (Failed(result)) description = DescriptionOf(result);
+  } catch (const std::bad_alloc&) {
+    result = E_OUTOFMEMORY;
+  } catch (...) {
+    result = card().exception_code;
+  }
+  if (Failed(result)) SetLastErrorInfo({result, std::move(description)});
+  return result;
+}
+
+template <typename Body>
+HRESULT Instrument::WithGroup(std::uint32_t id, Body&& body) {
+  const auto group = FindGroup(id);
+  return group ? body(*group) : E_INVALIDARG;
+}
+
+// A member that needs the instrument.
+template <typename Act>
+HRESULT Instrument::WhenConnected(Act&& act) {
+  return Member([&]() -> HRESULT { return connected_ ? act() : E_UNEXPECTED; });
+}
+
+template <typename Ask>
+HRESULT Instrument::AskUser(std::int32_t* result, Ask&& ask) {
+  return Member([&]() -> HRESULT {
+    if (!result) return E_INVALIDARG;
+    UserInterface* ui = options_.user_interface;
+    *result = static_cast<std::int32_t>(ui ? ask(*ui) : DialogResult::kCancel);
+    return S_OK;
+  });
+}
+
+template <typename... Pointers>
+bool AnyNull(Pointers*... pointers) {
+  return ((pointers == nullptr) || ...);
+}
+
+// The whole of a member that needs nothing but a place for its answer.
+template <typename T, typename U>
+HRESULT Give(T* place, U&& answer) {
+  if (!place) return E_INVALIDARG;
+  *place = static_cast<T>(std::forward<U>(answer));
+  return S_OK;
+}
+
+}  // namespace ulix

@@ -1,0 +1,137 @@
+// The configuration stream. In order: file version (two words), the settings' stored values, the link's block, the
+// group count and the groups, the highest group id issued, the channel directions.
+#include <algorithm>
+#include <cmath>
+
+#include "core/instrument_member.h"
+#include "core/trace.h"
+#include "core/version.h"
+
+namespace ulix {
+namespace {
+
+// A group's block: id, period, dead bands, silent time, then a byte for each channel that a group can hold.
+void SaveGroup(VariantWriter& writer, AcqGroup& group, const ChannelTable& channels) {
+  const GroupSettings settings = group.state().Settings();
+  writer.Ui4(group.id());
+  writer.Ui4(settings.period_ms);
+  writer.R4(settings.dead_band_percent);
+  writer.R4(settings.dead_band_abs);
+  writer.Ui4(settings.dead_time_max_s);
+  for (ChannelId id = 0; id < channels.size(); ++id) {
+    if (channels.IsReadable(id)) writer.Ui1(group.state().IsMember(id) ? 1 : 0);
+  }
+}
+
+// Null when the block is cut, of another type, or holds what no group can have.
+std::shared_ptr<AcqGroup> LoadGroup(VariantReader& reader, const std::shared_ptr<ControlState>& control) {
+  const auto id = reader.Ui4();
+  const auto period = reader.Ui4();
+  const auto percent = reader.R4();
+  const auto absolute = reader.R4();
+  const auto silence = reader.Ui4();
+  if (!id || !period || !percent || !absolute || !silence) return nullptr;
+  if (!std::isfinite(*percent) || !std::isfinite(*absolute)) return nullptr;
+  auto group = std::make_shared<AcqGroup>(*id, control);
+  group->state().SetSettings({*period, *percent, *absolute, *silence});
+  for (ChannelId channel = 0; channel < control->channels.size(); ++channel) {
+    if (!control->channels.IsReadable(channel)) continue;
+    const auto member = reader.Ui1();
+    if (!member) return nullptr;
+    group->state().SetMember(channel, *member != 0);
+  }
+  return group;
+}
+
+void TraceVersion(const char* what, std::uint32_t ms, std::uint32_t ls) {
+  TraceLine(std::string(what) + " Cfg Version: " + VersionParts(ms, ls, ',') + ".\n");
+}
+
+}  // namespace
+
+HRESULT Instrument::InitNew() {
+  return Member([&] {
+    ResetToDefaults();
+    dirty_ = false;
+    return S_OK;
+  });
+}
+
+void Instrument::ResetToDefaults() {
+  StopGroups();
+  {
+    const std::lock_guard lock(mutex_);
+    groups_.clear();
+    highest_group_ = 0;
+  }
+  settings().Reset();
+  control_->driver->ResetCommParams();
+  control_->channels.ResetDirections();
+}
+
+HRESULT Instrument::Save(ByteStream& stream) {
+  return Member([&] {
+    TraceVersion("Write", FileVersionMS(), FileVersionLS());
+    VariantWriter writer(stream);
+    writer.Ui4(FileVersionMS());
+    writer.Ui4(FileVersionLS());
+    settings().Save(writer);
+    control_->driver->SaveCommParams(writer);
+    const auto groups = GroupList();
+    writer.Ui2(static_cast<std::uint16_t>(groups.size()));
+    for (const auto& group : groups) SaveGroup(writer, *group, control_->channels);
+    writer.Ui4(HighestGroup());
+    for (ChannelId id = 0; id < control_->channels.size(); ++id) {
+      writer.I2(static_cast<std::int16_t>(control_->channels.Direction(id)));
+    }
+    dirty_ = false;
+    return writer.result();
+  });
+}
+
+HRESULT Instrument::Load(ByteStream& stream) {
+  return Member([&]() -> HRESULT {
+    ResetToDefaults();
+    VariantReader reader(stream);
+    const auto version_ms = reader.Ui4();
+    const auto version_ls = version_ms ? reader.Ui4() : version_ms;
+    if (!version_ms || !version_ls) return E_INVALIDARG;
+    TraceVersion("Read", *version_ms, *version_ls);
+    LoadRows(reader);  // a cut from here on is silent: what was read stays, the rest keeps its default
+    dirty_ = false;
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::LoadRows(VariantReader& reader) {
+  if (const HRESULT result = settings().Load(reader); Failed(result)) return result;
+  if (const HRESULT result = control_->driver->LoadCommParams(reader); Failed(result)) return result;
+  if (const HRESULT result = LoadGroups(reader); Failed(result)) return result;
+  const auto highest = reader.Ui4();
+  if (!highest) return highest.error();
+  {
+    const std::lock_guard lock(mutex_);
+    highest_group_ = std::max(highest_group_, *highest);
+  }
+  for (ChannelId id = 0; id < control_->channels.size(); ++id) {
+    const auto direction = reader.I2();
+    if (!direction) return direction.error();
+    control_->channels.SetDirection(id, *direction);
+  }
+  return S_OK;
+}
+
+HRESULT Instrument::LoadGroups(VariantReader& reader) {
+  const auto count = reader.Ui2();
+  if (!count) return count.error();
+  for (int i = 0; i < *count; ++i) {
+    auto group = LoadGroup(reader, control_);
+    if (!group || group->id() == 0 || FindGroup(group->id())) return E_INVALIDARG;
+    const std::lock_guard lock(mutex_);
+    highest_group_ = std::max(highest_group_, group->id());
+    groups_.push_back(std::move(group));
+  }
+  return S_OK;
+}
+
+}  // namespace ulix

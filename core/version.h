@@ -1,0 +1,19 @@
+// The library's file version.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ulix {
+
+// The four 16-bit parts, two to a word.
+std::uint32_t FileVersionMS();
+std::uint32_t FileVersionLS();
+
+// The four parts of two version words: "1.0.0.0" with '.' between them.
+std::string VersionParts(std::uint32_t ms, std::uint32_t ls, char between);
+
+// The library's own, dotted.
+std::string VersionText();
+
+}  // namespace ulix

@@ -1,0 +1,166 @@
+#include "drivers/settings.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+
+namespace ulix {
+namespace {
+
+bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
+
+std::uint32_t MaskOf(const SettingRow& row) { return row.bits >= 32 ? ~0U : (1U << row.bits) - 1U; }
+
+const StoredValue& StoredOf(const std::vector<StoredValue>& values, const SettingRow& row) {
+  return values[static_cast<std::size_t>(row.stored)];
+}
+
+std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
+  std::vector<StoredValue> values;
+  for (const SettingRow& row : rows) {
+    if (static_cast<std::size_t>(row.stored) == values.size()) {
+      values.push_back(IsReal(row) ? StoredValue(0.0F) : StoredValue(0U));
+    }
+    if (IsReal(row)) {
+      PutReal(values, row, static_cast<float>(row.initial));
+    } else {
+      PutCode(values, row, static_cast<std::uint32_t>(row.initial));
+    }
+  }
+  return values;
+}
+
+std::optional<std::uint32_t> CodeOfText(const SettingRow& row, std::string_view text) {
+  if (const auto code = CodeOfWord(row.words, text)) return code;
+  const auto number = ParseDecimal(text);
+  if (!number || *number < 0 || *number > MaskOf(row) || std::trunc(*number) != *number) return std::nullopt;
+  return static_cast<std::uint32_t>(*number);
+}
+
+std::optional<float> RealOfText(std::string_view text) {
+  const auto number = ParseDecimal(text);
+  if (!number || !std::isfinite(static_cast<float>(*number))) return std::nullopt;
+  return static_cast<float>(*number);
+}
+
+void SaveValue(VariantWriter& writer, VariantType type, const StoredValue& value) {
+  switch (type) {
+    case VariantType::kR4:
+      return writer.R4(std::get<float>(value));
+    case VariantType::kUi1:
+      return writer.Ui1(static_cast<std::uint8_t>(std::get<std::uint32_t>(value)));
+    default:
+      return writer.Ui4(std::get<std::uint32_t>(value));
+  }
+}
+
+Expected<StoredValue> LoadValue(VariantReader& reader, VariantType type) {
+  switch (type) {
+    case VariantType::kR4:
+      return reader.R4().and_then([](float value) -> Expected<StoredValue> {
+        if (!std::isfinite(value)) return Failure(E_INVALIDARG);
+        return StoredValue(value);
+      });
+    case VariantType::kUi1:
+      return reader.Ui1().map([](std::uint8_t value) { return StoredValue(std::uint32_t{value}); });
+    default:
+      return reader.Ui4().map([](std::uint32_t value) { return StoredValue(value); });
+  }
+}
+
+}  // namespace
+
+std::uint32_t CodeIn(const std::vector<StoredValue>& values, const SettingRow& row) {
+  return (std::get<std::uint32_t>(StoredOf(values, row)) >> row.shift) & MaskOf(row);
+}
+
+float RealIn(const std::vector<StoredValue>& values, const SettingRow& row) {
+  return std::get<float>(StoredOf(values, row));
+}
+
+void PutCode(std::vector<StoredValue>& values, const SettingRow& row, std::uint32_t code) {
+  auto& word = std::get<std::uint32_t>(values[static_cast<std::size_t>(row.stored)]);
+  const std::uint32_t mask = MaskOf(row) << row.shift;
+  word = (word & ~mask) | ((code << row.shift) & mask);
+}
+
+void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float value) {
+  values[static_cast<std::size_t>(row.stored)] = value;
+}
+
+std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code) {
+  const auto found = std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return w.code == code; });
+  return found == words.end() ? std::string_view() : found->word;
+}
+
+std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::string_view word) {
+  const auto found =
+      std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return EqualIgnoringCase(w.word, word); });
+  if (found == words.end()) return std::nullopt;
+  return found->code;
+}
+
+Settings::Settings(std::span<const SettingRow> rows) : rows_(rows), values_(InitialValues(rows)) {}
+
+const SettingRow* Settings::Find(std::string_view key) const {
+  const auto found =
+      std::find_if(rows_.begin(), rows_.end(), [&](const SettingRow& row) { return EqualIgnoringCase(row.key, key); });
+  return found == rows_.end() ? nullptr : &*found;
+}
+
+void Settings::Reset() { Replace(InitialValues(rows_)); }
+
+std::vector<StoredValue> Settings::Snapshot() const {
+  const std::lock_guard lock(mutex_);
+  return values_;
+}
+
+void Settings::Replace(std::vector<StoredValue> values) {
+  const std::lock_guard lock(mutex_);
+  values_ = std::move(values);
+}
+
+std::string Settings::TextOf(const SettingRow& row) const {
+  const auto values = Snapshot();
+  if (IsReal(row)) return FormatShortest(RealIn(values, row));
+  const std::uint32_t code = CodeIn(values, row);
+  const std::string_view word = WordOf(row.words, code);
+  return word.empty() ? std::to_string(code) : std::string(word);
+}
+
+HRESULT Settings::SetText(const SettingRow& row, std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  if (IsReal(row)) {
+    const auto value = RealOfText(text);
+    if (value) PutReal(values_, row, *value);
+    return value ? S_OK : E_INVALIDARG;
+  }
+  const auto code = CodeOfText(row, text);
+  if (code) PutCode(values_, row, *code);
+  return code ? S_OK : E_INVALIDARG;
+}
+
+void Settings::Save(VariantWriter& writer) const {
+  const auto values = Snapshot();
+  int next = 0;
+  for (const SettingRow& row : rows_) {
+    if (row.stored != next) continue;
+    SaveValue(writer, row.type, StoredOf(values, row));
+    ++next;
+  }
+}
+
+HRESULT Settings::Load(VariantReader& reader) {
+  int next = 0;
+  for (const SettingRow& row : rows_) {
+    if (row.stored != next) continue;
+    const auto value = LoadValue(reader, row.type);
+    if (!value) return value.error();
+    const std::lock_guard lock(mutex_);
+    values_[static_cast<std::size_t>(next++)] = *value;
+  }
+  return S_OK;
+}
+
+}  // namespace ulix

@@ -1,0 +1,229 @@
+#include "platform/serial_port.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "platform/port_list.h"
+#include "platform/posix/custom_baud.h"
+#include "platform/posix/file_descriptor.h"
+
+namespace ulix::platform {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct SpeedRow {
+  std::uint32_t rate;
+  speed_t speed;
+};
+
+constexpr std::array kSpeeds = {SpeedRow{300, B300},      SpeedRow{600, B600},     SpeedRow{1200, B1200},
+                                SpeedRow{2400, B2400},    SpeedRow{4800, B4800},   SpeedRow{9600, B9600},
+                                SpeedRow{19200, B19200},  SpeedRow{38400, B38400}, SpeedRow{57600, B57600},
+                                SpeedRow{115200, B115200}};
+
+// Marks that PARMRK puts before a byte received with an error, and before a 0xFF that was meant.
+constexpr char kMark = '\xFF';
+constexpr char kBadByte = '\0';
+
+bool IsPseudoTerminal(const std::string& device) { return device.starts_with("/dev/pts/"); }
+
+std::optional<steady_clock::time_point> DeadlineAfter(std::uint32_t ms) {
+  if (ms == 0) return std::nullopt;
+  return steady_clock::now() + std::chrono::milliseconds(ms);
+}
+
+// Waits until the descriptor is ready for `events`: 1 ready, 0 out of time, -1 failed with errno set.
+int WaitReady(int fd, short events, std::optional<steady_clock::time_point> deadline) {
+  for (;;) {
+    timespec left{};
+    if (deadline) {
+      const auto ns = std::max<std::int64_t>(0, std::chrono::nanoseconds(*deadline - steady_clock::now()).count());
+      left = {.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
+    }
+    pollfd entry{.fd = fd, .events = events, .revents = 0};
+    const int ready = ppoll(&entry, 1, deadline ? &left : nullptr, nullptr);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready > 0 && !(entry.revents & events)) {
+      errno = EIO;  // hung up with nothing left to read
+      return -1;
+    }
+    return ready;
+  }
+}
+
+void SetCharacterFormat(termios& settings, const LineSettings& line) {
+  settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS);
+  settings.c_cflag |= CREAD | CLOCAL | static_cast<tcflag_t>(line.data_bits == 8 ? CS8 : CS7);
+  if (line.stop_bits == 2) settings.c_cflag |= CSTOPB;
+  if (line.parity != Parity::kNone) settings.c_cflag |= PARENB;
+  if (line.parity == Parity::kOdd) settings.c_cflag |= PARODD;
+}
+
+// DTR/DSR handshake is not something this kernel's terminals do: both lines are raised and data flows freely.
+void SetFlowControl(termios& settings, FlowControl flow) {
+  settings.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF | IXANY);
+  if (flow != FlowControl::kXonXoff) return;
+  settings.c_iflag |= IXON | IXOFF;
+  settings.c_cc[VSTART] = 0x11;
+  settings.c_cc[VSTOP] = 0x13;
+}
+
+void SetBinary(termios& settings, bool parity_checked) {
+  settings.c_iflag &= ~static_cast<tcflag_t>(BRKINT | PARMRK | ISTRIP | INLCR | IGNCR | ICRNL | INPCK | IGNPAR);
+  if (parity_checked) settings.c_iflag |= INPCK | PARMRK;
+  settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+  settings.c_cc[VMIN] = 1;
+  settings.c_cc[VTIME] = 0;
+}
+
+class TerminalPort final : public SerialPort {
+ public:
+  TerminalPort(FileDescriptor fd, bool exclusive_mark) : fd_(std::move(fd)), exclusive_mark_(exclusive_mark) {}
+
+  ~TerminalPort() override {
+    if (exclusive_mark_) ioctl(fd_.get(), TIOCNXCL);
+  }
+
+  bool SetQueueSizes(std::uint32_t, std::uint32_t) override { return true; }
+
+  bool SetTimeouts(const SerialTimeouts& timeouts) override {
+    timeouts_ = timeouts;
+    return true;
+  }
+
+  bool Configure(const LineSettings& line) override {
+    termios settings{};
+    if (tcgetattr(fd_.get(), &settings) != 0) return false;
+    parity_checked_ = line.parity != Parity::kNone;
+    SetCharacterFormat(settings, line);
+    SetFlowControl(settings, line.flow_control);
+    SetBinary(settings, parity_checked_);
+    if (!ApplyWithSpeed(settings, line.baud_rate)) return false;
+    int lines = TIOCM_DTR | TIOCM_RTS;
+    ioctl(fd_.get(), TIOCMBIS, &lines);  // a terminal without modem lines fails here, and works
+    return true;
+  }
+
+  IoResult Read(std::span<char> bytes) override {
+    const auto deadline = DeadlineAfter(timeouts_.read_ms);
+    std::size_t count = 0;
+    while (count < bytes.size()) {
+      const IoResult some = ReadSome(bytes.subspan(count), deadline);
+      count += some.count;
+      if (some.outcome != IoOutcome::kComplete) return Ended(some, count);
+    }
+    return {IoOutcome::kComplete, count, 0};
+  }
+
+  IoResult Write(std::string_view bytes) override {
+    const auto deadline = DeadlineAfter(timeouts_.write_ms);
+    std::size_t count = 0;
+    while (count < bytes.size()) {
+      const ssize_t written = write(fd_.get(), bytes.data() + count, bytes.size() - count);
+      if (written > 0) {
+        count += static_cast<std::size_t>(written);
+        continue;
+      }
+      const IoResult wait = WaitAfterRefusal(POLLOUT, deadline);
+      if (wait.outcome != IoOutcome::kComplete) return Ended(wait, count);
+    }
+    return {IoOutcome::kComplete, count, 0};
+  }
+
+  void Purge(bool input, bool output) override {
+    if (input) tcflush(fd_.get(), TCIFLUSH);
+    if (output) tcflush(fd_.get(), TCOFLUSH);
+  }
+
+  void ClearError() override {}
+
+ private:
+  bool ApplyWithSpeed(termios& settings, std::uint32_t rate) {
+    const auto row = std::find_if(kSpeeds.begin(), kSpeeds.end(), [&](const SpeedRow& r) { return r.rate == rate; });
+    if (row == kSpeeds.end()) return tcsetattr(fd_.get(), TCSANOW, &settings) == 0 && SetCustomBaud(fd_.get(), rate);
+    cfsetispeed(&settings, row->speed);
+    cfsetospeed(&settings, row->speed);
+    if (tcsetattr(fd_.get(), TCSANOW, &settings) != 0) return false;
+    // A driver that cannot do the speed keeps another one and reports success.
+    termios taken{};
+    return tcgetattr(fd_.get(), &taken) == 0 && cfgetospeed(&taken) == row->speed;
+  }
+
+  // What ended a transfer of which `count` bytes were done.
+  static IoResult Ended(IoResult why, std::size_t count) {
+    if (why.outcome == IoOutcome::kNoFirstByte && count > 0) why.outcome = IoOutcome::kStoppedMidway;
+    why.count = count;
+    return why;
+  }
+
+  // After a call that moved nothing: waits until it may, or says why it cannot. The call's errno still stands.
+  IoResult WaitAfterRefusal(short events, std::optional<steady_clock::time_point> deadline) {
+    if (errno != EAGAIN && errno != EINTR) return Lost();
+    const int ready = WaitReady(fd_.get(), events, deadline);
+    if (ready < 0) return Lost();
+    return {ready == 0 ? IoOutcome::kNoFirstByte : IoOutcome::kComplete, 0, 0};
+  }
+
+  static IoResult Lost() { return {IoOutcome::kLinkLost, 0, static_cast<std::uint32_t>(errno)}; }
+
+  // At least one byte, or the reason for none. Reading comes before waiting: most bytes of a reply are there already.
+  IoResult ReadSome(std::span<char> bytes, std::optional<steady_clock::time_point> deadline) {
+    for (;;) {
+      const ssize_t got = read(fd_.get(), bytes.data(), parity_checked_ ? 1 : bytes.size());
+      if (got > 0) {
+        const IoResult taken{IoOutcome::kComplete, static_cast<std::size_t>(got), 0};
+        return parity_checked_ && bytes[0] == kMark ? ResolveMark(deadline) : taken;
+      }
+      if (got == 0) errno = EIO;  // the other end is gone
+      const IoResult wait = WaitAfterRefusal(POLLIN, deadline);
+      if (wait.outcome != IoOutcome::kComplete) return wait;
+    }
+  }
+
+  // A mark was read: a second one stands for itself, anything else announces a byte that arrived damaged.
+  IoResult ResolveMark(std::optional<steady_clock::time_point> deadline) {
+    char next = kBadByte;
+    for (;;) {
+      const ssize_t got = read(fd_.get(), &next, 1);
+      if (got > 0 && next == kMark) return {IoOutcome::kComplete, 1, 0};
+      if (got > 0) errno = EILSEQ;
+      if (got == 0) errno = EIO;
+      const IoResult wait = WaitAfterRefusal(POLLIN, deadline);
+      if (wait.outcome != IoOutcome::kComplete) return wait;
+    }
+  }
+
+  FileDescriptor fd_;
+  bool exclusive_mark_;
+  bool parity_checked_ = false;
+  SerialTimeouts timeouts_;
+};
+
+}  // namespace
+
+OpenResult OpenSerialPort(int port) {
+  const auto device = DeviceOfPort(port);
+  if (!device) return {nullptr, ENOENT};
+  FileDescriptor fd(open(device->c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+  if (!fd.valid() || !isatty(fd.get()) || flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+    return {nullptr, static_cast<std::uint32_t>(errno)};
+  }
+  // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
+  const bool mark = !IsPseudoTerminal(*device) && ioctl(fd.get(), TIOCEXCL) == 0;
+  return {std::make_unique<TerminalPort>(std::move(fd), mark), 0};
+}
+
+}  // namespace ulix::platform
