@@ -6,7 +6,7 @@
 namespace ulix {
 
 // Sets TimeToScan once per period until KillTimer. The first beat comes one period after `start`; later ones keep the
-// phase, beats that could not be given in time are skipped.
+// phase; of beats that were missed one is given.
 void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& events, MonotonicTime start);
 
 // Opens the link if need be (and ends when that fails), then scans at each TimeToScan until KillScan. Once KillScan is

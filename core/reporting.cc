@@ -19,8 +19,7 @@ bool LeavesDeadBand(float value, float last_reported, const GroupSettings& setti
 
 MonotonicTime NextBeat(MonotonicTime due, Milliseconds period, MonotonicTime now) {
   const MonotonicTime next = due + period;
-  if (next > now) return next;
-  return next + ((now - next) / period + 1) * period;
+  return next > now ? next : next + (now - next) / period * period;
 }
 
 }  // namespace ulix

@@ -27,10 +27,6 @@ class InProcessPort final : public platform::SerialPort {
     timeouts_ = timeouts;
     return true;
   }
-  bool GetTimeouts(platform::SerialTimeouts* timeouts) const {
-    *timeouts = timeouts_;
-    return true;
-  }
   bool Configure(const platform::LineSettings& settings) override { return settings.baud_rate != 0; }
   platform::IoResult Read(std::span<char> bytes) override;
   platform::IoResult Write(std::string_view bytes) override;

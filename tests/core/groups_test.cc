@@ -1,0 +1,286 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "core/instrument.h"
+#include "core/trace.h"
+#include "core/worker.h"
+#include "tests/support/fake_driver.h"
+#include "tests/support/manual_clock.h"
+#include "tests/support/recording_sink.h"
+
+namespace ulix {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+// An instrument with a fake driver, one group of channel A and a sink, on a clock that the test turns.
+class Groups : public testing::Test {
+ protected:
+  ~Groups() override {
+    instrument.reset();
+    Release();
+    EXPECT_TRUE(AllThreadsEnd());
+  }
+
+  void MakeInstrument(Clock& on) {
+    auto made = std::make_unique<FakeDriver>();
+    driver = made.get();
+    driver->reading = [this](ChannelId) { return Read(); };
+    instrument = std::make_unique<Instrument>(std::move(made), Instrument::Options{.clock = &on});
+    instrument->Connect();
+    instrument->events().Advise(sink);
+    instrument->CreateGroup(&group);
+    instrument->ConnectGroupChan(group, 0);
+  }
+
+  Reading Read() {
+    reads.Update([](int& count) { ++count; });
+    gate.Await([](bool open) { return open; });
+    return {code, value};
+  }
+  void Hold() {
+    gate.Update([](bool& open) { open = false; });
+  }
+  void Release() {
+    gate.Update([](bool& open) { open = true; });
+  }
+  bool AwaitReads(int count) {
+    return reads.Await([&](int done) { return done >= count; });
+  }
+  // One period on, and the scan that it causes begun.
+  void Beat() {
+    const int before = reads.Get();
+    clock.Advance(1s);
+    ASSERT_TRUE(AwaitReads(before + 1));
+  }
+  static bool AllThreadsEnd() {
+    for (const auto until = steady_clock::now() + kTestPatience; ThreadsAlive() > 0;) {
+      if (steady_clock::now() > until) return false;
+      std::this_thread::yield();
+    }
+    return true;
+  }
+
+  ManualClock clock;
+  std::shared_ptr<RecordingSink> sink = std::make_shared<RecordingSink>();
+  Watched<int> reads;
+  Watched<bool> gate{true};
+  std::atomic<float> value = 1.0F;
+  std::atomic<HRESULT> code = S_OK;
+  FakeDriver* driver = nullptr;
+  std::unique_ptr<Instrument> instrument;
+  std::uint32_t group = 0;
+};
+
+TEST_F(Groups, AScanReportsItsArraysThenItsEnd) {
+  MakeInstrument(clock);
+  instrument->ConnectGroupChan(group, 1);
+  value = 12.5F;
+  ASSERT_EQ(instrument->RunGroup(group), S_OK);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK) << "running twice is harmless";
+  clock.Advance(1s);
+  ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; }));
+  const auto seen = sink->seen.Get();
+  EXPECT_EQ(seen.order, (std::vector<std::string>{"data 1", "ready 1"}));
+  EXPECT_EQ(seen.data[0].ids, (std::vector<ChannelId>{0, 1}));
+  EXPECT_EQ(seen.data[0].values, (std::vector<float>{12.5F, 12.5F}));
+  EXPECT_EQ(seen.data[0].errors, (std::vector<HRESULT>{0, 0}));
+  ChannelArrays records;
+  EXPECT_EQ(instrument->GetChansVals(seen.data[0].ids, &records), S_OK);
+  EXPECT_EQ(records.times, seen.data[0].times);
+  EXPECT_EQ(instrument->StopGroup(group), S_OK);
+  EXPECT_EQ(instrument->StopGroup(group), S_OK);
+}
+
+TEST_F(Groups, ASteadyValueIsSilentUntilTheLongestSilence) {
+  MakeInstrument(clock);
+  instrument->SetGroupSettings(group, {.dead_band_abs = 0.5F, .dead_time_max_s = 3});
+  instrument->RunGroup(group);
+  Beat();
+  ASSERT_TRUE(sink->AwaitReports(1)) << "the first scan is reported whatever it reads";
+  for (int second = 1; second <= 4; ++second) Beat();
+  ASSERT_TRUE(sink->AwaitReports(2));
+  EXPECT_EQ(sink->reports(), 2U) << "3 s of silence are not more than 3";
+  value = 1.6F;
+  Beat();
+  EXPECT_TRUE(sink->AwaitReports(3));
+}
+
+TEST_F(Groups, AFailureIsReportedBesideTheOthersAndTheScanGoesOn) {
+  MakeInstrument(clock);
+  code = serialCommErrUnableToReadComm;
+  instrument->RunGroup(group);
+  Beat();
+  ASSERT_TRUE(sink->AwaitReports(1));
+  EXPECT_EQ(sink->seen.Get().data[0].errors[0], serialCommErrUnableToReadComm);
+  code = S_OK;
+  Beat();
+  ASSERT_TRUE(sink->AwaitReports(2));
+  EXPECT_EQ(sink->seen.Get().data[1].errors[0], 0);
+  code = 1;  // a warning keeps the value
+  value = 99.0F;
+  Beat();
+  ASSERT_TRUE(sink->AwaitReports(3));
+  EXPECT_EQ(sink->seen.Get().data[2].values[0], 1.0F);
+  EXPECT_EQ(sink->seen.Get().data[2].errors[0], 0);
+}
+
+TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
+  MakeInstrument(clock);
+  instrument->RunGroup(group);
+  Hold();
+  Beat();
+  for (int i = 0; i < 5; ++i) clock.Advance(1s);
+  Release();
+  ASSERT_TRUE(AwaitReads(2));
+  ASSERT_TRUE(sink->AwaitReports(2));
+  Beat();
+  EXPECT_EQ(reads.Get(), 3) << "no burst";
+}
+
+TEST_F(Groups, AnImmediateReadOfARunningGroupForcesTheNextReportEvenDuringAScan) {
+  MakeInstrument(clock);
+  instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
+  instrument->RunGroup(group);
+  Hold();
+  Beat();
+  const std::uint32_t ids[] = {group};
+  ASSERT_EQ(instrument->ImmediateReadGroups(ids), S_OK);
+  clock.Advance(1ms);
+  Release();
+  EXPECT_TRUE(sink->AwaitReports(2)) << "the scan in flight, and the forced one after it";
+  Beat();
+  instrument->StopGroup(group);
+  EXPECT_EQ(sink->reports(), 2U);
+}
+
+TEST_F(Groups, AnImmediateReadOfAStoppedGroupScansOnceAndWaits) {
+  MakeInstrument(SystemClock());
+  const std::uint32_t ids[] = {group};
+  ASSERT_EQ(instrument->ImmediateReadGroups(ids), S_OK);
+  EXPECT_EQ(reads.Get(), 1);
+  EXPECT_EQ(sink->reports(), 1U);
+  ASSERT_EQ(instrument->ImmediateReadGroups(ids), S_OK);
+  EXPECT_EQ(sink->reports(), 2U);
+  const std::uint32_t with_unknown[] = {group, 77, group};
+  EXPECT_EQ(instrument->ImmediateReadGroups(with_unknown), E_INVALIDARG);
+  EXPECT_EQ(reads.Get(), 3) << "groups before the unknown one stay handled";
+}
+
+TEST_F(Groups, AnImmediateReadLongerThanThePeriodReportsNothingButKeepsItsValue) {
+  MakeInstrument(SystemClock());
+  instrument->SetGroupSettings(group, {.period_ms = 1});
+  Hold();
+  std::thread opener([&] {
+    AwaitReads(1);
+    std::this_thread::sleep_for(300ms);  // past the period of 100 ms, within the wait for the thread's end
+    Release();
+  });
+  const std::uint32_t ids[] = {group};
+  EXPECT_EQ(instrument->ImmediateReadGroups(ids), S_OK);
+  opener.join();
+  EXPECT_EQ(sink->reports(), 0U);
+  const ChannelId channels[] = {0};
+  ChannelArrays records;
+  instrument->GetChansVals(channels, &records);
+  EXPECT_EQ(records.values[0], 1.0F);
+}
+
+TEST_F(Groups, AThreadThatMissesItsDeadlineIsLeftBehindAndFiresNothing) {
+  static std::atomic<int> traced = 0;
+  traced = 0;
+  SetTraceSink([](std::string_view line) {
+    if (line == "InstrFake::GrpID1::Stop: Unable to kill Scan Thread\n") ++traced;
+  });
+  MakeInstrument(SystemClock());
+  instrument->SetGroupSettings(group, {.period_ms = 100});
+  Hold();
+  instrument->RunGroup(group);
+  ASSERT_TRUE(AwaitReads(1));
+  const auto start = steady_clock::now();
+  instrument.reset();
+  EXPECT_LT(steady_clock::now() - start, 3s);
+  EXPECT_EQ(traced, 1);
+  EXPECT_EQ(ThreadsAlive(), 1);
+  Release();
+  EXPECT_TRUE(AllThreadsEnd());
+  EXPECT_EQ(sink->reports(), 0U);
+  SetTraceSink(nullptr);
+}
+
+TEST_F(Groups, AHostMayDoAnythingInsideAnEvent) {
+  const std::function<void()> deeds[] = {
+      [&] { instrument->StopGroup(group); },
+      [&] { instrument->StopAllGroups(); },
+      [&] { instrument->RemoveGroup(group); },
+      [&] { instrument->Disconnect(); },
+      [&] { instrument.reset(); },
+      [&] {
+        const std::uint32_t ids[] = {group};
+        instrument->ImmediateReadGroups(ids);
+        instrument->StopGroup(group);
+        instrument->RunGroup(group);
+      },
+  };
+  for (const auto& deed : deeds) {
+    std::atomic<bool> done = false;
+    sink->in_data_change = [&] {
+      if (done) return;
+      deed();
+      done = true;
+    };
+    MakeInstrument(SystemClock());
+    instrument->SetGroupSettings(group, {.period_ms = 100});
+    const auto start = steady_clock::now();
+    instrument->RunGroup(group);
+    while (!done && steady_clock::now() - start < kTestPatience) std::this_thread::yield();
+    EXPECT_TRUE(done);
+    EXPECT_LT(steady_clock::now() - start, 2s);
+    instrument.reset();
+    EXPECT_TRUE(AllThreadsEnd());
+  }
+}
+
+TEST_F(Groups, AGroupWhoseLinkCannotBeOpenedCountsAsRunningUntilStopped) {
+  MakeInstrument(SystemClock());
+  driver->opening = [] { return serialCommErrUnableToOpenComm; };
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
+  std::int32_t running = 0;
+  EXPECT_EQ(instrument->IsGroupRunning(group, &running), S_OK);
+  EXPECT_EQ(running, 1);
+  const auto start = steady_clock::now();
+  instrument->StopGroup(group);
+  EXPECT_LT(steady_clock::now() - start, 500ms);
+  EXPECT_EQ(sink->reports(), 0U);
+}
+
+TEST_F(Groups, ReadersNeverSeeHalfARecordNorWaitForAScan) {
+  MakeInstrument(SystemClock());
+  // Success goes with 1, failure with 0: a mixture is half a record.
+  std::atomic<bool> good = true;
+  driver->reading = [&](ChannelId) {
+    return good.exchange(!good) ? Reading{S_OK, 1.0F} : Reading{serialCommErrCommClosed, 0.0F};
+  };
+  std::atomic<bool> stop = false;
+  std::thread scanner([&] {
+    const std::uint32_t ids[] = {group};
+    while (!stop) instrument->ImmediateReadGroups(ids);
+  });
+  const ChannelId channels[] = {0};
+  bool whole = true;
+  for (const auto until = steady_clock::now() + 300ms; steady_clock::now() < until;) {
+    ChannelArrays records;
+    instrument->GetChansVals(channels, &records);
+    if (records.times[0] == 0) continue;
+    whole = whole && (records.errors[0] == 0) == (records.values[0] == 1.0F);
+  }
+  stop = true;
+  scanner.join();
+  EXPECT_TRUE(whole);
+}
+
+}  // namespace
+}  // namespace ulix

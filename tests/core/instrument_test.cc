@@ -1,0 +1,268 @@
+#include "core/instrument.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "core/version.h"
+#include "tests/support/fake_driver.h"
+
+namespace ulix {
+namespace {
+
+struct Rig {
+  Rig() {
+    auto made = std::make_unique<FakeDriver>();
+    driver = made.get();
+    instrument = std::make_unique<Instrument>(std::move(made));
+  }
+  std::uint32_t NewGroup() {
+    std::uint32_t id = 0;
+    EXPECT_EQ(instrument->CreateGroup(&id), S_OK);
+    return id;
+  }
+  FakeDriver* driver;
+  std::unique_ptr<Instrument> instrument;
+};
+
+TEST(Instrument, ArgumentsComeBeforeTheConnectionAndIdsInArraysAfterIt) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  const ChannelId unknown[] = {5};
+  const Value one[] = {1.0};
+  ChannelArrays arrays;
+  EXPECT_EQ(device.SetChanVal(5, 1.0), E_INVALIDARG);
+  EXPECT_EQ(device.SetChanVal(2, 1.0), E_UNEXPECTED);
+  EXPECT_EQ(device.GetChansVals(unknown, nullptr), E_INVALIDARG);
+  EXPECT_EQ(device.GetChansVals(unknown, &arrays), E_UNEXPECTED);
+  EXPECT_EQ(device.SetChansVals(unknown, {}), E_INVALIDARG);
+  EXPECT_EQ(device.SetChansVals(unknown, one), E_UNEXPECTED);
+  const std::uint32_t no_group[] = {9};
+  EXPECT_EQ(device.ImmediateReadGroups(no_group), E_UNEXPECTED);
+  device.Connect();
+  EXPECT_EQ(device.GetChansVals(unknown, &arrays), E_INVALIDARG);
+  EXPECT_EQ(device.SetChansVals(unknown, one), E_INVALIDARG);
+  EXPECT_EQ(device.ImmediateReadGroups(no_group), E_INVALIDARG);
+}
+
+TEST(Instrument, EveryMemberThatNeedsTheInstrumentSaysSo) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  std::string text = "before";
+  EXPECT_EQ(device.Identify(&text), E_UNEXPECTED);
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(device.GetDevVersion(&text), E_UNEXPECTED);
+  EXPECT_EQ(device.SendCfg(), E_UNEXPECTED);
+  EXPECT_EQ(device.ReadCfg(), E_UNEXPECTED);
+  EXPECT_EQ(device.Run(), E_UNEXPECTED);
+  EXPECT_EQ(device.Stop(), E_UNEXPECTED);
+  EXPECT_EQ(TakeErrorInfo().description, "Communication not opened");
+  EXPECT_EQ(device.RunAllGroups(), S_OK);
+  EXPECT_EQ(device.GetCfgText(&text), S_OK);
+  EXPECT_EQ(device.Disconnect(), S_OK);
+}
+
+TEST(Instrument, AFailureDescribesItselfAndAnExceptionStaysInside) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
+  EXPECT_EQ(device.SendCfg(), kambicCtlErrBadCmde);
+  EXPECT_EQ(TakeErrorInfo().description, "Bad command");
+  EXPECT_EQ(device.ReadCfg(), kambicErrExceptionCode);
+  const ErrorInfo info = TakeErrorInfo();
+  EXPECT_EQ(info.code, kambicErrExceptionCode);
+  EXPECT_EQ(info.description, "");
+  EXPECT_EQ(TakeErrorInfo().code, S_OK) << "taken once";
+  rig.driver->writing = [](ChannelId, float) -> HRESULT { throw std::bad_alloc(); };
+  EXPECT_EQ(device.SetChanVal(2, 1.0), E_OUTOFMEMORY);
+  EXPECT_EQ(device.GetChanName(9, nullptr), E_INVALIDARG);
+  EXPECT_EQ(TakeErrorInfo().description, "Invalid Argument");
+}
+
+TEST(Instrument, OnlyFiniteNumbersDriveAnOutput) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
+  int sent = 0;
+  rig.driver->writing = [&](ChannelId, float) {
+    ++sent;
+    return S_OK;
+  };
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const Value& refused : {Value(), Value(NullValue()), Value(OtherValue()), Value(std::string("1")),
+                               Value(infinity), Value(std::nan("")), Value(1e300)}) {
+    EXPECT_EQ(device.SetChanVal(2, refused), E_INVALIDARG);
+    const ChannelId ids[] = {2, 2};
+    const Value values[] = {1.0, refused};
+    EXPECT_EQ(device.SetChansVals(ids, values), E_INVALIDARG) << "all are checked before any is sent";
+  }
+  EXPECT_EQ(sent, 0);
+  EXPECT_EQ(device.SetChanVal(0, 1.0), E_INVALIDARG) << "an input";
+  EXPECT_EQ(device.SetChanVal(2, std::int64_t{7}), S_OK);
+  EXPECT_EQ(device.SetChanVal(1, 2.5F), S_OK) << "read and written";
+  EXPECT_EQ(sent, 2);
+}
+
+TEST(Instrument, AnOutputThatCouldNotBeSentKeepsItsOldRecord) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
+  device.SetChanVal(2, 5.0);
+  rig.driver->writing = [](ChannelId, float) { return serialCommErrUnableToWriteComm; };
+  EXPECT_EQ(device.SetChanVal(2, 6.0), serialCommErrUnableToWriteComm);
+  const ChannelId ids[] = {2};
+  ChannelArrays arrays;
+  device.GetChansVals(ids, &arrays);
+  EXPECT_EQ(arrays.values[0], 5.0F);
+  EXPECT_GT(arrays.times[0], 46000.0) << "local time";
+}
+
+TEST(Instrument, ChannelsAnswerFromTheirTable) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  std::vector<ChannelId> ids;
+  device.OutChans(&ids);
+  EXPECT_EQ(ids, (std::vector<ChannelId>{1, 2}));
+  const std::uint32_t group = rig.NewGroup();
+  EXPECT_EQ(device.InChans(group, &ids), S_OK);
+  EXPECT_TRUE(ids.empty());
+  EXPECT_EQ(device.ConnectGroupChan(group, 1), S_OK);
+  EXPECT_EQ(device.ConnectGroupChan(group, 2), E_INVALIDARG) << "an output";
+  EXPECT_EQ(device.ConnectGroupChan(group, 3), E_INVALIDARG);
+  EXPECT_EQ(device.ConnectGroupChan(group + 1, 0), E_INVALIDARG);
+  device.InChans(group, &ids);
+  EXPECT_EQ(ids, (std::vector<ChannelId>{1}));
+  std::string unit = "before";
+  std::int16_t resolution = 0;
+  EXPECT_EQ(device.GetChanUnit(99, &unit), S_OK);
+  EXPECT_EQ(unit, "");
+  EXPECT_EQ(device.GetChanResol(99, &resolution), S_OK);
+  EXPECT_EQ(resolution, 6);
+  float limit = 1;
+  std::int16_t level = 1;
+  EXPECT_EQ(device.GetChanLim(0, 0, &limit, &level), S_OK);
+  EXPECT_EQ(limit, 0.0F);
+  EXPECT_EQ(level, LimitNo);
+  EXPECT_EQ(device.GetChanLim(99, 0, &limit, &level), E_INVALIDARG);
+}
+
+TEST(Instrument, GroupIdsAreNeverGivenTwice) {
+  Rig rig;
+  EXPECT_EQ(rig.NewGroup(), 1U);
+  EXPECT_EQ(rig.NewGroup(), 2U);
+  EXPECT_EQ(rig.instrument->RemoveGroup(2), S_OK);
+  EXPECT_EQ(rig.instrument->RemoveGroup(2), E_INVALIDARG);
+  EXPECT_EQ(rig.NewGroup(), 3U);
+  std::vector<std::uint32_t> ids;
+  rig.instrument->Groups(&ids);
+  EXPECT_EQ(ids, (std::vector<std::uint32_t>{1, 3}));
+}
+
+TEST(Instrument, WithoutAUserEveryDialogIsCancelled) {
+  Rig rig;
+  std::int32_t result = 0;
+  EXPECT_EQ(rig.instrument->EditCfg(&result), S_OK);
+  EXPECT_EQ(result, 2);
+  EXPECT_EQ(rig.instrument->EditGroup(4, &result), E_INVALIDARG);
+  EXPECT_EQ(rig.instrument->EditOutChans(nullptr), E_INVALIDARG);
+}
+
+// Rows of the stream as bytes, by hand.
+std::string Bytes(std::initializer_list<int> bytes) {
+  std::string text;
+  for (const int byte : bytes) text += static_cast<char>(byte);
+  return text;
+}
+
+const std::string kVersions = Bytes({19, 0, 2, 0, 1, 0}) + Bytes({19, 0, 4, 0, 3, 0});
+// mode 0, depth 0x12; level 2.0; link byte 9.
+const std::string kSettings = Bytes({19, 0, 0x20, 0x01, 0, 0}) + Bytes({4, 0, 0, 0, 0, 0x40}) + Bytes({17, 0, 9});
+
+std::string GroupBlock(char id) {
+  return Bytes({19, 0, id, 0, 0, 0}) + Bytes({19, 0, 0xF4, 1, 0, 0}) + Bytes({4, 0, 0, 0, 0x20, 0x41}) +
+         Bytes({4, 0, 0, 0, 0, 0x3F}) + Bytes({19, 0, 60, 0, 0, 0}) + Bytes({17, 0, 0}) + Bytes({17, 0, 1});
+}
+const std::string kEnd =
+    Bytes({19, 0, 40, 0, 0, 0}) + Bytes({2, 0, 255, 255}) + Bytes({2, 0, 0, 0}) + Bytes({2, 0, 1, 0});
+const std::string kWhole = kVersions + kSettings + Bytes({18, 0, 2, 0}) + GroupBlock(3) + GroupBlock(7) + kEnd;
+
+TEST(Persistence, LoadsTheLayoutByteByByteAndWritesItBack) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  MemoryStream in(kWhole);
+  ASSERT_EQ(device.Load(in), S_OK);
+  EXPECT_EQ(device.settings().TextOf(*device.settings().Find("mode")), "off");
+  EXPECT_EQ(device.settings().TextOf(*device.settings().Find("depth")), "18");
+  EXPECT_EQ(rig.driver->link_byte, 9);
+  GroupSettings settings;
+  ASSERT_EQ(device.GetGroupSettings(7, &settings), S_OK);
+  EXPECT_EQ(settings, (GroupSettings{500, 10.0F, 0.5F, 60}));
+  std::vector<ChannelId> members;
+  device.InChans(3, &members);
+  EXPECT_EQ(members, (std::vector<ChannelId>{1}));
+  EXPECT_EQ(rig.NewGroup(), 41U);
+  device.RemoveGroup(41);
+  EXPECT_TRUE(device.IsDirty());
+
+  MemoryStream out;
+  ASSERT_EQ(device.Save(out), S_OK);
+  EXPECT_FALSE(device.IsDirty());
+  std::string expected = kWhole;
+  expected[expected.size() - 16] = 41;  // the highest id has moved on; the version is the library's own
+  EXPECT_EQ(out.bytes().substr(kVersions.size()), expected.substr(kVersions.size()));
+  EXPECT_EQ(static_cast<unsigned char>(out.bytes()[4]), FileVersionMS() >> 16);
+}
+
+TEST(Persistence, EveryCutKeepsWhatCameBeforeIt) {
+  for (std::size_t length = 0; length <= kWhole.size(); ++length) {
+    Rig rig;
+    rig.NewGroup();
+    rig.driver->link_byte = 77;
+    MemoryStream in(kWhole.substr(0, length));
+    EXPECT_EQ(rig.instrument->Load(in), length < kVersions.size() ? E_INVALIDARG : S_OK);
+    std::vector<std::uint32_t> groups;
+    rig.instrument->Groups(&groups);
+    const std::size_t first_group = kVersions.size() + kSettings.size() + 4;
+    const std::size_t whole_groups =
+        length < first_group ? 0 : std::min<std::size_t>(2, (length - first_group) / GroupBlock(1).size());
+    EXPECT_EQ(groups.size(), whole_groups) << length;
+    EXPECT_EQ(rig.driver->link_byte, length >= kVersions.size() + kSettings.size() ? 9 : 0) << length;
+    EXPECT_EQ(rig.NewGroup(), length >= kWhole.size() - 12 ? 41U
+                              : whole_groups == 2          ? 8U
+                              : whole_groups == 1          ? 4U
+                                                           : 1U);
+  }
+}
+
+TEST(Persistence, HostileValuesCutTheLoad) {
+  const std::string nan = Bytes({4, 0, 0, 0, 0xC0, 0x7F});
+  std::string bad_level = kWhole, same_id = kWhole, zero_id = kWhole, bad_band = kWhole;
+  bad_level.replace(kVersions.size() + 6, 6, nan);
+  const std::size_t second = kVersions.size() + kSettings.size() + 4 + GroupBlock(1).size();
+  same_id[second + 2] = 3;
+  zero_id[second + 2] = 0;
+  bad_band.replace(second + 12, 6, nan);
+  const std::pair<std::string, std::size_t> cases[] = {{bad_level, 0}, {same_id, 1}, {zero_id, 1}, {bad_band, 1}};
+  for (const auto& [bytes, groups_kept] : cases) {
+    Rig rig;
+    MemoryStream in(bytes);
+    EXPECT_EQ(rig.instrument->Load(in), S_OK);
+    std::vector<std::uint32_t> groups;
+    rig.instrument->Groups(&groups);
+    EXPECT_EQ(groups.size(), groups_kept);
+    EXPECT_EQ(RealIn(rig.instrument->settings().Snapshot(), kFakeSettings[2]), groups_kept ? 2.0F : 1.5F);
+  }
+}
+
+TEST(Persistence, AGroupIdThatRanOutIsRefusedWithItsOwnText) {
+  Rig rig;
+  MemoryStream in(kVersions + kSettings + Bytes({18, 0, 0, 0}) + Bytes({19, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
+  rig.instrument->Load(in);
+  std::uint32_t id = 0;
+  EXPECT_EQ(rig.instrument->CreateGroup(&id), E_UNEXPECTED);
+  EXPECT_EQ(TakeErrorInfo().description, "Group ID not available");
+}
+
+}  // namespace
+}  // namespace ulix

@@ -1,0 +1,72 @@
+// A driver without an instrument: tests say what each reading gives and when it returns.
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "drivers/driver.h"
+
+namespace ulix {
+
+inline constexpr std::array kFakeChannels = {ChannelRow{"A", ChanIn}, ChannelRow{"B", ChanIO},
+                                             ChannelRow{"C", ChanOut}};
+inline constexpr std::array kFakeWords = {CodedWord{0, "off"}, CodedWord{1, "on"}};
+inline constexpr std::array kFakeSettings = {
+    SettingRow{"mode", {"Mode", "Mode"}, 0, VariantType::kUi4, 0, 4, kFakeWords, 1},
+    SettingRow{"depth", {"Depth", "Profondeur"}, 0, VariantType::kUi4, 4, 8, {}, 2},
+    SettingRow{"level", {"Level", "Niveau"}, 1, VariantType::kR4, 0, 0, {}, 1.5},
+};
+inline constexpr std::array kFakeErrors = {
+    ErrorRow{kambicCtlErrBadCmde, {"Bad command", "Mauvaise commande"}, "BAD_CMDE", 1, 2}};
+inline constexpr ModelCard kFakeCard = {.word = "fake",
+                                        .class_name = "Fake",
+                                        .class_id = "",
+                                        .display_name = {"Fake", "Faux"},
+                                        .display_name_id = 0,
+                                        .config_text = "FAKE",
+                                        .link = LinkKind::kSerial,
+                                        .expl_key_num = 1,
+                                        .exception_code = kambicErrExceptionCode,
+                                        .channels = kFakeChannels,
+                                        .settings = kFakeSettings,
+                                        .errors = kFakeErrors};
+
+class FakeDriver final : public Driver {
+ public:
+  FakeDriver() : Driver(kFakeCard) {}
+
+  // What the calls give; read under no lock, so set before threads run, or made of atomics.
+  std::function<Reading(ChannelId)> reading = [](ChannelId) { return Reading{S_OK, 1.0F}; };
+  std::function<HRESULT(ChannelId, float)> writing = [](ChannelId, float) { return S_OK; };
+  std::function<HRESULT()> opening = [] { return S_OK; };
+  std::function<HRESULT()> connecting = [] { return S_OK; };
+  std::function<void()> leaving = [] {};
+
+  HRESULT OpenLink() override { return opening(); }
+  bool LinkIsOpen() const override { return true; }
+  HRESULT Connect() override { return connecting(); }
+  void Disconnect() override { leaving(); }
+  Expected<std::string> Identify() override { return "FAKE 1"; }
+  HRESULT SendCfg() override { return kambicCtlErrBadCmde; }
+  HRESULT ReadCfg() override { throw 1; }
+  Reading ReadChannel(ChannelId id) override { return reading(id); }
+  HRESULT WriteChannel(ChannelId id, float value) override { return writing(id, value); }
+  std::string ChannelUnit(ChannelId id) const override { return id < kFakeChannels.size() ? "V" : ""; }
+  int ChannelResolution(ChannelId) const override { return 6; }
+  std::string CommInfo(Language) const override { return "fake"; }
+  void ResetCommParams() override { link_byte = 0; }
+  void SaveCommParams(VariantWriter& writer) const override { writer.Ui1(link_byte); }
+  HRESULT LoadCommParams(VariantReader& reader) override {
+    const auto loaded = reader.Ui1();
+    if (loaded) link_byte = *loaded;
+    return CodeOf(loaded);
+  }
+  std::span<const ErrorRow> LinkErrors() const override { return {}; }
+
+  std::uint8_t link_byte = 0;
+};
+
+}  // namespace ulix

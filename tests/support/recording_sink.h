@@ -1,0 +1,72 @@
+// A sink that keeps what it is told, and lets a test wait for it.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "core/events.h"
+
+namespace ulix {
+
+// How long a test waits for something that is going to happen; reached only when it does not.
+inline constexpr std::chrono::seconds kTestPatience{20};
+
+// Something that threads change and tests wait for.
+template <typename T>
+class Watched {
+ public:
+  explicit Watched(T value = T()) : value_(std::move(value)) {}
+  template <typename Change>
+  void Update(Change&& change) {
+    {
+      const std::lock_guard lock(mutex_);
+      change(value_);
+    }
+    changed_.notify_all();
+  }
+  T Get() const {
+    const std::lock_guard lock(mutex_);
+    return value_;
+  }
+  // False when it did not come true in a test's patience.
+  template <typename Condition>
+  bool Await(Condition&& condition) const {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kTestPatience, [&] { return condition(value_); });
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  T value_;
+};
+
+class RecordingSink final : public EventSink {
+ public:
+  struct Seen {
+    std::vector<std::string> order;  // "data 1", "ready 1"
+    std::vector<ChannelArrays> data;
+  };
+  Watched<Seen> seen;
+  std::function<void()> in_data_change = [] {};
+
+  void DataChange(std::uint32_t group, const ChannelArrays& arrays) override {
+    seen.Update([&](Seen& s) {
+      s.order.push_back("data " + std::to_string(group));
+      s.data.push_back(arrays);
+    });
+    in_data_change();
+  }
+  void MeasReady(std::uint32_t group) override {
+    seen.Update([&](Seen& s) { s.order.push_back("ready " + std::to_string(group)); });
+  }
+  bool AwaitReports(std::size_t count) {
+    return seen.Await([&](const Seen& s) { return s.data.size() >= count; });
+  }
+  std::size_t reports() const { return seen.Get().data.size(); }
+};
+
+}  // namespace ulix
