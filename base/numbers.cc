@@ -1,9 +1,10 @@
 #include "base/numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <limits>
+#include <cstdint>
+#include <system_error>
 
 #include "base/text.h"
 
@@ -36,15 +37,27 @@ std::size_t UnsignedNumberLength(std::string_view text) {
   return at;
 }
 
+// Which of the two a number outside the range of doubles is. `number` is well formed and has a digit that is not 0.
+bool IsTooSmall(std::string_view number) {
+  const std::size_t end = std::min(number.find_first_of("eE"), number.size());
+  const std::size_t point = std::min(number.find('.'), end);
+  const std::size_t first = number.find_first_not_of("0.");
+  // The power of ten of the first digit, but for the exponent; off by one where that does not matter.
+  const auto power = static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first);
+  if (end == number.size()) return power < 0;
+  std::string_view exponent = number.substr(end + 1);
+  if (exponent.starts_with('+')) exponent.remove_prefix(1);
+  std::int64_t value = 0;
+  const auto error = std::from_chars(exponent.data(), exponent.data() + exponent.size(), value).ec;
+  return error == std::errc() ? value < -power : exponent.starts_with('-');
+}
+
 // `number` is a well-formed unsigned number; from_chars then fails only on its range.
 std::optional<double> Convert(std::string_view number) {
   double value = 0;
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+  const auto error = std::from_chars(number.data(), number.data() + number.size(), value).ec;
   if (error == std::errc()) return value;
-  const std::size_t exponent = number.find_first_of("eE");
-  const bool tiny = exponent != std::string_view::npos && number.substr(exponent + 1).starts_with('-');
-  if (tiny || number.starts_with("0.") || number.starts_with('.')) return 0.0;
-  return std::nullopt;
+  return IsTooSmall(number) ? std::optional(0.0) : std::nullopt;
 }
 
 // Room for the widest double in "%f": 309 digits, the sign, the point and the decimals.
