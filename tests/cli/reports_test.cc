@@ -1,0 +1,100 @@
+// How a report looks as CSV, JSON, text and in the live table.
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "tools/ulix/csv.h"
+#include "tools/ulix/live_table.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/scan_output.h"
+#include "tools/ulix/wire_log.h"
+
+namespace ulix::cli {
+namespace {
+
+using testing::ElementsAre;
+
+const std::vector<Channel> kChannels = {{0, "IN", ChanIn, "V", 3}, {2, "T, \"top\"", ChanIn, "°C", 1}};
+
+// 2026-01-31T10:11:12.345, the second channel failed.
+const Date kTime = DateFromCivil({2026, 1, 31, 10, 11, 12, 345});
+const ScanReport kReport = {1, {{0, 2}, {12.345F, 7}, {S_OK, serialCommErrUnableToReadComm}, {kTime, kTime}}};
+
+std::string ErrorTextOf(HRESULT) { return "Unable to read answer"; }
+
+TEST(CsvTest, HeaderNamesChannelsAndUnits) {
+  EXPECT_EQ(CsvHeader(kChannels), "time,IN (V),IN error,\"T, \"\"top\"\" (°C)\",\"T, \"\"top\"\" error\"\n");
+}
+
+TEST(CsvTest, RowHoldsAValueOrAnErrorForEachChannel) {
+  EXPECT_EQ(CsvRow(kChannels, kReport.data, ErrorTextOf),
+            "2026-01-31T10:11:12.345,12.345,,,0x80044403 Unable to read answer\n");
+}
+
+TEST(CsvTest, KeepsColumnsOfChannelsThatTheReportDoesNotHold) {
+  const ChannelArrays second = {{2}, {7}, {S_OK}, {kTime}};
+  EXPECT_EQ(CsvRow(kChannels, second, ErrorTextOf), "2026-01-31T10:11:12.345,,,7,\n");
+  EXPECT_EQ(CsvRow(kChannels, {}, ErrorTextOf), ",,,,\n");
+}
+
+TEST(CsvTest, QuotesOnlyWhatNeedsIt) {
+  const std::vector<std::string> cells = {"a b", "a,b", "a\"b", "a\nb", ""};
+  EXPECT_EQ(CsvLine(cells), "a b,\"a,b\",\"a\"\"b\",\"a\nb\",\n");
+}
+
+TEST(ScanJsonTest, HasTheShortestValuesAndUnsignedErrors) {
+  EXPECT_EQ(ScanJson(kReport).dump(),
+            R"({"group":1,"time":"2026-01-31T10:11:12.345","channels":[{"id":0,"value":12.345,"error":0},)"
+            R"({"id":2,"value":null,"error":2147763203}]})");
+}
+
+TEST(ScanJsonTest, HasNoNumberForWhatJsonCannotHold) {
+  EXPECT_TRUE(JsonNumber(std::numeric_limits<float>::infinity()).is_null());
+  EXPECT_EQ(JsonNumber(-0.1F).dump(), "-0.1");
+  EXPECT_DOUBLE_EQ(JsonNumber(1e30F).get<double>(), 1e30);
+}
+
+TEST(ScanTextTest, ShowsResolutionUnitAndError) {
+  EXPECT_EQ(ScanText(kChannels, kReport, ErrorTextOf),
+            "2026-01-31T10:11:12.345  IN 12.345 V  T, \"top\" 0x80044403 Unable to read answer");
+}
+
+TEST(LiveTableTest, SparklineSpansItsRangeWithBlanksForFailures) {
+  EXPECT_EQ(Sparkline({1.0F, std::nullopt, 2.0F}), "▁ █");
+  EXPECT_EQ(Sparkline({5.0F, 5.0F}), "▄▄");
+  EXPECT_EQ(Sparkline({std::nullopt}), " ");
+}
+
+TEST(LiveTableTest, NoLineIsWiderThanTheTerminal) {
+  const std::vector<LiveRow> rows = {{kChannels[0], {1.0F, 2.0F}, ""}, {kChannels[1], {std::nullopt}, "échec"}};
+  for (const std::size_t width : {1U, 12U, 30U, 45U}) {
+    for (const std::string& line : LiveLines(rows, width)) EXPECT_LE(DisplayWidth(line), width);
+  }
+}
+
+TEST(TableTest, AlignsByCharactersAndWrapsTheLastColumn) {
+  Table table({"A", "UNIT", "TEXT"});
+  table.Add({"é", "°C", "one two three four five six seven"});
+  table.Add({"bb", "", ""});
+  EXPECT_THAT(table.Lines(32),
+              ElementsAre("A   UNIT  TEXT", "é   °C    one two three four", "          five six seven", "bb"));
+}
+
+TEST(WireLogTest, MakesLinesOfThePiecesOnTheWire) {
+  std::vector<std::string> lines;
+  {
+    WireLog log([&](TraceDirection direction, const std::string& bytes) {
+      lines.push_back((direction == TraceDirection::kSent ? ">" : "<") + bytes);
+    });
+    log.Add(TraceDirection::kSent, "*IDN?");
+    log.Add(TraceDirection::kSent, "\n");
+    log.Add(TraceDirection::kReceived,
+            "\x02"
+            "A\xB0\r\nB");
+    log.Add(TraceDirection::kSent, "\x06");
+  }
+  EXPECT_THAT(lines, ElementsAre(">*IDN?<LF>", "<<0x02>A<0xB0><CR><LF>", "<B", "><0x06>"));
+}
+
+}  // namespace
+}  // namespace ulix::cli

@@ -1,0 +1,426 @@
+"""What a user types at `ulix` for a Kelvo10, against an instrument that shares no code with the program.
+
+Run as: python3 test_kelvo10_contract.py PATH_TO_ULIX [unittest arguments]
+"""
+
+import datetime
+import json
+import os
+import pathlib
+import re
+import select
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import termios
+import threading
+import time
+import tty
+import unittest
+import xml.etree.ElementTree
+
+from kelvo10_instrument import SILENCE, Kelvo10Instrument, Reply
+
+ULIX = "ulix"
+HELLO, BYE = b"*IDN?\nREM\n", b"LOC\n"
+NOT_KELVO10 = "ulix: 0x80043B00 Device connected is not a KELVO10\n"
+NO_RANGE = "ulix: 0x80043B03 Range not supported\n"
+NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
+NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
+
+FUNCTIONS = "V50 V5 MV500 MV50 V_AUTO MA50 MA24 OHM5000 OHM500 OHM_AUTO TC RT".split()
+CONNECTIONS = "WIRE2 WIRE3 WIRE4 TXP TXA TXA24 TXA50".split()
+SENSORS = ["TYP_" + name for name in ("K T J E N U L S R B C PL MO PT50 PT100 PT200 PT500 PT1000 A3916 A3926 CU10 CU50 "
+                                      "NI100 NI120 NI1000").split()]
+JUNCTIONS, UNITS = "JR_ON JR_OFF JR_PROG JR_RTD".split(), "CEL FAR K".split()
+
+# The persisted stream: each value after its 16-bit type, little-endian; kinds by row, and what a reset leaves.
+I2, R4, UI1, UI2, UI4 = 2, 4, 17, 18, 19
+FORMATS = {I2: "<Hh", R4: "<Hf", UI1: "<HB", UI2: "<HH", UI4: "<HI"}
+HEAD = [UI4, UI4, UI4, UI1, R4, UI4, UI1, R4, UI1, I2, UI4, UI1, UI1, UI1, UI1, UI2]
+GROUP, TAIL = [UI4, UI4, R4, R4, UI4, UI1], [UI4, I2, I2]
+RESET = [0x00010002, 3, 1, 0, 0.0, 1, 0, 0.0, 0, 1, 9600, 1, 0, 2, 1, 0, 0, -1, 1]
+
+
+def encode(values):
+    kinds = HEAD + GROUP * sum(values[15:16]) + TAIL
+    return b"".join(struct.pack(FORMATS[kind], kind, value) for kind, value in zip(kinds, values))
+
+
+def record(in_word=1, in_junction=0, in_degrees=0.0, out_word=1, out_junction=0, out_degrees=0.0, unit=0):
+    return [in_word, in_junction, in_degrees, out_word, out_junction, out_degrees, unit]
+
+
+def word(function, connection=0, sensor=0):
+    return function | connection << 4 | sensor << 7
+
+
+def sets(**fields):
+    return [part for key, value in fields.items() for part in ("--set", f"{key.replace('_', '-')}={value}")]
+
+
+class InstrumentTest(unittest.TestCase):
+    def test_answers_and_records(self):
+        unit = Kelvo10Instrument({"MEAS?": ["1.5", Reply(b"2", vanish=True)]})
+        slave = os.open(unit.device, os.O_RDWR | os.O_NOCTTY)
+        tty.setraw(slave)
+        os.write(slave, b"REM\nOUT 1.500000\nOUT 1\nMEAS?\n")
+        self.assertTrue(select.select([slave], [], [], 5)[0])
+        self.assertEqual(os.read(slave, 100), b"1.5\n")
+        self.assertEqual((unit.wire(), unit.unknown), (b"REM\nOUT 1.500000\nOUT 1\nMEAS?\n", ["OUT 1"]))
+        os.write(slave, b"MEAS?\n")
+        unit._thread.join(5)
+        self.assertRaises(OSError, os.write, slave, b"MEAS?\n")
+        os.close(slave)
+
+
+class ContractTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        # Nothing of the user's own ports and language; local time is seven hours ahead, so that UTC in its place shows.
+        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
+        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
+
+    def instrument(self, **answers):
+        queries = {"idn": "*IDN?", "meas": "MEAS?", "cfg_in": "CFG_IN?", "cfg_out": "CFG_OUT?"}
+        unit = Kelvo10Instrument({queries[key]: reply for key, reply in answers.items()})
+        self.addCleanup(unit.close)
+        return unit
+
+    def file(self, values):
+        path = self.folder / "file.cfg"
+        path.write_bytes(values if isinstance(values, bytes) else encode(values))
+        return path
+
+    def assert_saved(self, path, rows):
+        """`rows` from the third on, whatever the version rows hold."""
+        expected = encode([0, 0, *rows])[12:]
+        self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
+
+    def ulix(self, *args):
+        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=20)
+        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+    def succeed(self, *args):
+        status, out, err = self.ulix(*args)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def start(self, *args):
+        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, bufsize=0)
+        self.addCleanup(lambda: (process.kill(), process.communicate()))
+        return process
+
+    def read_line(self, process):
+        limit = threading.Timer(10, process.kill)
+        limit.start()
+        text = process.stdout.readline().decode("utf-8")
+        limit.cancel()
+        self.assertTrue(text.endswith("\n"), f"no line in time, only {text!r}")
+        return text.rstrip("\n")
+
+    def interrupt(self, process):
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(timeout=10)
+        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+
+    def test_bytes_on_the_wire(self):
+        big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
+        for args, body in [("identify", "*IDN?\n"), ("run", ""), ("stop", ""), ("read", "MEAS?\n"),
+                           ("read in", "MEAS?\n"), ("read 0", "MEAS?\n"), ("set OUT 100.1", "OUT 100.099998\nOPER\n"),
+                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -0.5", "OUT -0.500000\nOPER\n"),
+                           ("set OUT 3.4e38", big)]:
+            with self.subTest(args):
+                unit = self.instrument()
+                verb, *rest = args.split()
+                self.succeed(verb, "kelvo10", *rest, "--port", unit.device)
+                self.assertEqual((unit.wire(), unit.unknown), (HELLO + body.encode() + BYE, []))
+
+    def test_port_by_number(self):
+        unit = self.instrument()
+        self.env["ULIX_COM5"] = unit.device
+        for port in ("5", "COM5"):
+            self.assertEqual(self.succeed("identify", "kelvo10", "--port", port), "KELVO10 SN 1234 V1.0\n")
+        fifth = [port for port in json.loads(self.succeed("ports", "--json")) if port["number"] == 5]
+        self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": unit.device}])
+        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{unit.device}")
+        self.assertEqual(self.ulix("identify", "kelvo10", "--port", "/dev/pts/none"), (1, "", NO_PORT))
+
+    def test_identification_replies(self):
+        prompt, waits = (0, 2.5), (0.9, 2.5)  # seconds
+        for name, reply, expected, (least, most) in [
+                ("among other words", "X KELVO10 Y", "X KELVO10 Y\n", prompt),
+                ("another model", "KELVO1", NOT_KELVO10, prompt),
+                ("garbage", Reply(b"\xff\x01\xfe~\r\x1b[2J\n"), NOT_KELVO10, prompt),
+                ("silence", SILENCE, NO_ANSWER, waits),
+                ("line without its end", Reply(b"KELVO10"), NO_ANSWER, waits),
+                ("empty line", "", NO_ANSWER, prompt),
+                ("the wait is per byte", Reply(b"KELVO10\n", delay=0.5, drip=0.1), "KELVO10\n", (2.3, 6)),
+                ("cut at 49 characters", "KELVO10" + "x" * 193, "KELVO10" + "x" * 42 + "\n", prompt),
+                ("word beyond the cut", "x" * 45 + "KELVO10" + "x" * 148, NOT_KELVO10, prompt),
+                ("cut at a NUL", "KELVO10 A\0BC", "KELVO10 A\n", prompt),
+                ("word behind a NUL", "X\0KELVO10", NOT_KELVO10, prompt),
+                ("OEM characters", "KELVO10 ° ø", "KELVO10 ° ø\n", prompt),
+                ("stale line behind", "KELVO10 A\nSTALE", "KELVO10 A\n", prompt)]:
+            with self.subTest(name):
+                unit, began = self.instrument(idn=reply), time.monotonic()
+                result = self.ulix("identify", "kelvo10", "--port", unit.device)
+                took, refused = time.monotonic() - began, expected.startswith("ulix: ")
+                self.assertEqual(result, (1, "", expected) if refused else (0, expected, ""))
+                self.assertTrue(least <= took <= most, f"took {took:.2f} s")
+                self.assertEqual(unit.wire(), b"*IDN?\n" if refused else HELLO + b"*IDN?\n" + BYE)
+
+    def test_texts(self):
+        refused = self.ulix("identify", "kelvo10", "--lang", "fr", "--port", self.instrument(idn="KELVO1").device)
+        self.assertEqual(refused, (1, "", "ulix: 0x80043B00 L'appareil connecté n'est pas un KELVO10\n"))
+        for args, text in [("0x80043B03 --short", "RGE_NOT_SUPP"), ("0x80043B03", "Range not supported"),
+                           ("0x80043B03 --lang fr", "Calibre non supporté"), ("0x80010105", "Unable to read answer"),
+                           ("0x80010105 --lang fr", "Impossible de lire la réponse")]:
+            with self.subTest(args):
+                self.assertEqual(self.succeed("error", *args.split(), "--model", "kelvo10").strip(), text)
+
+    def test_trace_shows_exchanges(self):
+        _, out, trace = self.ulix("read", "kelvo10", "--port", self.instrument().device, "--trace")
+        for shown in (r"\d.*\*IDN\?", r"KELVO10 SN 1234 V1\.0\S", r"MEAS\?", r"12\.345\S", r"LOC"):
+            self.assertRegex(trace, shown)
+        self.assertNotRegex(trace + out, r"[\x00-\x09\x0b-\x1f]")
+
+    def test_line_pulled(self):
+        for verb, query in [("identify", "idn"), ("read", "meas")]:
+            unit, began = self.instrument(**{query: Reply(b"1", vanish=True)}), time.monotonic()
+            status, out, err = self.ulix(verb, "kelvo10", "--port", unit.device)
+            self.assertRegex(f"{status} {out}{err}", r"^1 (.*\n)*.*(0x8004440[1-3]|Unable to)")
+            self.assertLess(time.monotonic() - began, 5)
+
+    def test_read(self):
+        row = {"id": 0, "name": "IN", "unit": "V", "error": 0, "text": ""}
+        for reply, value in [("12.345", 12.345), ("12.345 V", 12.345), ("  +1.5E-01", 0.15), ("-7", -7), ("none", 0),
+                             ("nan", 0), ("inf", 0), ("0x10", 0), ("1,5", 1)]:
+            with self.subTest(reply):
+                unit = self.instrument(meas=reply)
+                got, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
+                self.assertAlmostEqual(got.pop("value"), value, 6)
+                self.assertEqual(got, row)
+        for lang, text in [("en", "Unable to read answer"), ("fr", "Impossible de lire la réponse")]:
+            status, out, err = self.ulix("read", "kelvo10", "--port", self.instrument(meas=SILENCE).device, "--json",
+                                         "--lang", lang)
+            failed = row | {"value": None, "error": 2147763203, "text": text}
+            self.assertEqual((status, json.loads(out)), (1, [failed]))
+            self.assertIn(err, ("", f"ulix: 0x80044403 {text}\n"))
+        for function, degrees, text in [("MV50", 0, "V"), (6, 0, "mA"), ("OHM500", 0, "Ohm"), ("TC", "CEL", "°C"),
+                                        ("RT", "FAR", "°F"), (11, 2, "°K")]:
+            settings = sets(input_function=function, temperature_unit=degrees)
+            rows = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json", *settings))
+            self.assertEqual(rows[0]["unit"], text)
+        plain = self.succeed("read", "kelvo10", "--port", self.instrument().device)
+        self.assertRegex(plain, r"\A[^\x1b]*\bIN\b[^\x1b]*\b12\.345\d*\s+V\b[^\x1b]*\Z")
+
+    def scan(self, unit, *args):
+        rows = self.ulix("scan", "kelvo10", "--port", unit.device, "--json", *args)[1].splitlines()
+        return [json.loads(row) for row in rows]
+
+    def values(self, scans):
+        return [round(scan["channels"][0]["value"], 4) for scan in scans]
+
+    def test_scan(self):
+        unit, plot = self.instrument(meas=["1.5", "-2", "3"]), self.folder / "scan.svg"
+        scans = self.scan(unit, "--count", 3, "--period", 200, "--plot", plot)
+        self.assertEqual(self.values(scans), [1.5, -2, 3])
+        for scan in scans:
+            value, moment = scan["channels"][0]["value"], scan["time"]
+            self.assertEqual(scan, {"group": 1, "time": moment, "channels": [{"id": 0, "value": value, "error": 0}]})
+            self.assertRegex(moment, r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\Z")
+            late = datetime.datetime.now(datetime.timezone.utc) - datetime.datetime.fromisoformat(moment + "+07:00")
+            self.assertTrue(0 <= late.total_seconds() < 60, late)
+        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
+        first, _, third = unit.times("MEAS?")[:3]
+        self.assertTrue(0.35 <= third - first <= 1.5, f"two periods took {third - first:.3f} s")
+        self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
+
+    def test_late_reply_belongs_to_nobody(self):
+        late = [Reply(b"9.9\n", delay=1.5), "4.2"]
+        unit = self.instrument(meas=late)
+        self.assertEqual(self.ulix("read", "kelvo10", "--port", unit.device)[0], 1)
+        unit.wait_sent()
+        row, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
+        self.assertAlmostEqual(row["value"], 4.2, 5)
+        first, second = self.scan(self.instrument(meas=late), "--period", 2000, "--count", 2)
+        self.assertEqual((first["channels"][0]["error"], self.values([second])), (2147763203, [4.2]))
+
+    def test_dead_band_silences_small_changes(self):
+        replies = ["10.0", "10.4", "9.6", "10.0", "10.5", "10.4", "10.2"]
+        for option, value in (("--dead-band-abs", 0.5), ("--dead-band", 5)):
+            unit = self.instrument(meas=replies)
+            scans = self.scan(unit, "--duration", 2, "--period", 150, option, value, "--dead-time-max", 60)
+            self.assertGreaterEqual(len(unit.times("MEAS?")), len(replies))
+            self.assertEqual(self.values(scans), [10.0, 10.5])
+
+    def test_interrupted_scan_ends_well(self):
+        unit, csv = self.instrument(), self.folder / "scan.csv"
+        process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "150", "--json", "--csv", csv)
+        rows = [self.read_line(process), self.read_line(process)]
+        second = self.ulix("identify", "kelvo10", "--port", unit.device)
+        self.assertEqual(second, (1, "", NO_PORT))  # the line is taken
+        status, out, err = self.interrupt(process)
+        rows += out.splitlines()
+        self.assertEqual((status, err, self.values(map(json.loads, rows))), (0, "", [12.345] * len(rows)))
+        self.assertTrue(unit.wire().endswith(b"MEAS?\n" + BYE), unit.wire()[-30:])
+        text = csv.read_text("utf-8")
+        header, *lines = text.splitlines()
+        self.assertTrue(text.endswith("\n") and "12.345" not in header, text)
+        self.assertEqual(["12.345" in entry for entry in lines], [True] * len(rows))
+
+    def send(self, *args):
+        unit = self.instrument()
+        status, _, err = self.ulix("config", "kelvo10", "send", "--port", unit.device, *args)
+        wire = unit.wire()
+        self.assertTrue(wire.startswith(HELLO) and wire.endswith(BYE), wire)
+        return status, err, wire[len(HELLO):-len(BYE)].decode()
+
+    def test_config_send(self):
+        rows = [(dict(input_function="TC", input_sensor="TYP_K", input_cold_junction="JR_PROG",
+                      input_cold_junction_temperature=degrees), f"TC,TYP_K,CEL,JR_PROG,{shown}", "V50")
+                for degrees, shown in ((20, "20"), (-12.25, "-12.25"), (0.00001, "1E-05"), (1234567, "1.23457E+06"))]
+        for code, name in enumerate(FUNCTIONS[:10], 1):
+            rows.append((dict(input_function=code, input_connection=1, output_function=name, output_connection="WIRE2"),
+                         name + ",WIRE2" * (code > 5), name + ",WIRE2" * (code in (6, 7))))
+        for code, sensor in enumerate(SENSORS, 1):
+            wires, unit, junction = CONNECTIONS[code % 7], UNITS[code % 3], (0, 1, 3)[code % 3]
+            rows.append((dict(input_function="TC", input_connection=wires, input_sensor=code, temperature_unit=unit,
+                              input_cold_junction=junction, output_function=12, output_connection=code % 7 + 1,
+                              output_sensor=sensor), f"TC,{wires},{sensor},{unit},{JUNCTIONS[junction]}",
+                         f"RT,{wires},{sensor},{unit}"))
+        for fields, in_words, out_words in rows:
+            with self.subTest(fields):
+                lines = f"REM\nRANGE_IN {in_words}\nRANGE_OUT {out_words}\nMEAS RUN\n"
+                self.assertEqual(self.send(*sets(**fields)), (0, "", lines))
+
+    def test_config_out_of_its_tables_is_not_sent(self):
+        sent = "REM\nRANGE_IN V50\n"
+        for lines, fields in [("REM\n", dict(in_word=13)), ("REM\n", dict(in_word=0)), ("REM\n", dict(in_word=word(8))),
+                              ("REM\n", dict(in_word=word(11, 1, 26))), ("REM\n", dict(in_word=word(12, 0, 15))),
+                              ("REM\n", dict(in_word=word(11))), ("REM\n", dict(in_word=word(12, 1, 15), unit=3)),
+                              ("REM\n", dict(in_word=word(11, 0, 1), in_junction=4)), (sent, dict(out_word=15)),
+                              (sent, dict(out_word=7)), (sent, dict(out_word=word(12, 2, 31)))]:
+            with self.subTest(fields):
+                config = self.file(RESET[:2] + record(**fields) + RESET[9:])
+                self.assertEqual(self.send("--config", config), (1, NO_RANGE, lines))
+        config = self.file(RESET[:2] + record(unit=3, out_word=8) + RESET[9:])  # ranges that use no unit
+        self.assertEqual(self.send("--config", config), (0, "", sent + "RANGE_OUT OHM5000\nMEAS RUN\n"))
+
+    def test_config_read(self):
+        k20 = dict(in_word=word(11, 0, 1), in_junction=2, in_degrees=20.0)
+        for cfg_in, cfg_out, fields in [
+                ("RANGE_IN TC,TYP_K,CEL,JR_PROG,20", "RANGE_OUT V50", k20), ("TC,TYP_K,CEL,JR_PROG,20", "V50", k20),
+                ("TC,TYP_S,FAR,JR_RTD", "V5", dict(in_word=word(11, 0, 8), in_junction=3, out_word=2, unit=1)),
+                ("RT,WIRE4,TYP_PT500,K", "MA24,WIRE2", dict(in_word=word(12, 3, 17), out_word=word(7, 1), unit=2)),
+                ("CFG_IN RT,WIRE3,TYP_PT50,CEL", "CFG_OUT RT,WIRE2,TYP_PT1000,CEL",
+                 dict(in_word=word(12, 2, 14), out_word=word(12, 1, 18))),
+                ("V50", "MV50", dict(out_word=4)), ("V5", "MV500", dict(in_word=2, out_word=3)),
+                ("OHM5000,WIRE3", "OHM500", dict(in_word=word(8, 2), out_word=9)),
+                ("MA50,TXA50", "V_AUTO", dict(in_word=word(6, 7), out_word=5)),
+                ("TC,WIRE2,TYP_B,CEL,JR_OFF", "TC,TYP_T,CEL,JR_PROG,-12.5",
+                 dict(in_word=word(11, 1, 10), in_junction=1, out_word=word(11, 0, 2), out_junction=2,
+                      out_degrees=-12.5)),
+                ("RANGE_IN RT, WIRE4, TYP_PT100, FAR", "V50 ", dict(in_word=word(12, 3, 15), unit=1)),
+                ("V500", "V50", NO_RANGE), ("V5,FOO", "V50", NO_RANGE), ("V5", "MA25,WIRE2", NO_RANGE),
+                ("RANGE_IN TC,TYP_PT,CEL,JR_ON", "V50", NO_RANGE), ("V5", SILENCE, NO_ANSWER)]:
+            with self.subTest((cfg_in, cfg_out)):
+                unit, file = self.instrument(cfg_in=cfg_in + "\nSTALE", cfg_out=cfg_out), self.file(RESET)
+                args = ("--port", unit.device, "--config", file, "--save", file)
+                status, _, err = self.ulix("config", "kelvo10", "read", *args)
+                refused = isinstance(fields, str)
+                order = rb"\A\*IDN\?\nREM\nCFG_IN\?\n(CFG_OUT\?\n)%sLOC\n\Z" % (b"?" * refused)
+                self.assertEqual((status, err), (1, fields) if refused else (0, ""))
+                self.assert_saved(file, record(**{} if refused else fields))
+                self.assertRegex(unit.wire(), order)
+
+    def test_config_stream_written(self):
+        saved = self.folder / "saved.cfg"
+        options = "--port 5 --baud 19200 --data-bits 7 --stop-bits 2 --parity even --handshake xonxoff".split()
+        settings = sets(input_function="TC", input_connection=7, input_sensor="TYP_NI1000", temperature_unit="K",
+                        input_cold_junction="JR_PROG", input_cold_junction_temperature=-1.5, output_function=7,
+                        output_connection="WIRE2", output_cold_junction=3, output_cold_junction_temperature=20)
+        out = self.succeed("config", "kelvo10", "show", "--save", saved, *options, *settings)
+        expected = record(word(11, 7, 25), 2, -1.5, word(7, 1), 3, 20.0, 2) + [5, 19200, 0, 1, 0, 2, 0, 0, -1, 1]
+        self.assert_saved(saved, expected)
+        self.assertRegex(saved.read_bytes(), rb"(?s)\A(\x13\0....){3}\x11")
+        for key, shown in [("input-function", "TC"), ("input-sensor", "TYP_NI1000"), ("input-cold-junction", "JR_PROG"),
+                           ("input-cold-junction-temperature", r"-1\.5"), ("output-connection", "WIRE2")]:
+            self.assertRegex(out, rf"(?m)^\s*{key}(?![-\w]).*(?<!\w){shown}(?!\w)")
+
+    def test_config_stream_loaded(self):
+        groups = [3, 500, 1.5, 0.25, 10, 1, 7, 100, 0.0, 0.0, 0, 0]
+        values = [0xFFFF0001, 9, *record(word(11, 0, 1), 2, 20.0, word(6, 1), 1, 3.5, 1), 5, 4800, 1, 0, 1, 0,
+                  2, *groups, 9, -1, 1]
+        whole, saved = encode(values), self.folder / "saved.cfg"
+        retyped = encode(values[:4]) + b"\x13" + whole[len(encode(values[:4])) + 1:]
+        for name, data, expected in [("whole", whole, values[2:]), ("versions only", whole[:12], RESET[2:]),
+                                     ("cut after the record", encode(values[:9]), values[2:9] + RESET[9:]),
+                                     ("cut inside a row", encode(values[:6])[:-1], values[2:5] + RESET[5:]),
+                                     ("cut in group 7", encode(values[:24]), values[2:15] + [1, *groups[:6], 3, -1, 1]),
+                                     ("foreign type", retyped, values[2:4] + RESET[4:])]:
+            with self.subTest(name):
+                self.succeed("config", "kelvo10", "show", "--config", self.file(data), "--save", saved)
+                self.assert_saved(saved, expected)
+        for data in (b"\x89PNG\r\n\x1a\n, not a stream at all", b"", whole[:6]):
+            status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.file(data))
+            self.assertRegex(f"{status} {err}", r"\A1 ulix: 0x80070057 .+\n\Z")
+        unit = self.instrument()
+        self.env["ULIX_COM5"] = unit.device  # the port that the stream names
+        self.succeed("read", "kelvo10", "--config", self.file(whole))
+        self.assertEqual((unit.wire(), unit.speed), (HELLO + b"MEAS?\n" + BYE, termios.B4800))
+
+    def test_wrong_usage_names_the_argument(self):
+        unit = self.instrument()
+        for args, named in [("frobnicate", "frobnicate"), ("read kelvo11", "kelvo11"), ("read kelvo10 CH7", "CH7"),
+                            ("read kelvo10 5", r"\b5\b"), ("set kelvo10 OUT nan", "nan"),
+                            ("set kelvo10 OUT", "VALUE"), ("read kelvo10 --set nonsense=1", "nonsense"),
+                            ("read kelvo10 --set input-function=BOGUS", "input-function"), ("error zz", "zz"),
+                            ("read kelvo10 --set input-function", "input-function"), ("config kelvo10 shew", "shew"),
+                            ("scan kelvo10 --count 1", "--period"), ("scan kelvo10 --period x", "--period"),
+                            ("read kelvo10 --parity maybe", "--parity"), ("read kelvo10 --lang de", "--lang"),
+                            ("set kelvo10 OUT abc", "abc")]:
+            with self.subTest(args):
+                port = ["--port", unit.device] if "kelvo10" in args else []
+                status, _, err = self.ulix(*args.split(), *port)
+                self.assertEqual(status, 2, err)
+                self.assertRegex(err, named)
+        status, _, err = self.ulix("set", "kelvo10", "IN", "1", "--port", unit.device)
+        self.assertRegex(f"{status} {err}", r"\A(1 ulix: 0x80070057 .+|2 .*\bIN\b)")
+        self.assertNotIn(b"OUT", unit.wire())
+
+    def test_lists(self):
+        card, = [model for model in json.loads(self.succeed("models", "--json")) if "kelvo10" in model.values()]
+        self.assertIn("Ulix.UlixInstrKelvo10Ctl.1", card.values())
+        self.assertRegex(self.succeed("models"), r"(?m)^kelvo10\b.*Ulix\.UlixInstrKelvo10Ctl\.1")
+        listed = set(re.findall(r"[\w-]+", self.succeed("keys", "kelvo10")))
+        parts = "function connection sensor cold-junction cold-junction-temperature".split()
+        keys = {"temperature-unit"} | {f"{side}-{part}" for side in ("input", "output") for part in parts}
+        self.assertLessEqual(keys | set(FUNCTIONS + CONNECTIONS + SENSORS + JUNCTIONS + UNITS), listed)
+
+    def test_simulator(self):
+        self.assertIn("KELVO10", self.succeed("identify", "kelvo10", "--port", "sim"))
+        for requests, clean in [(b"*IDN?\n", True), (b"FOO\n*IDN?\n", False)]:
+            process = self.start("simulate", "kelvo10")
+            slave = os.open(self.read_line(process), os.O_RDWR | os.O_NOCTTY)
+            tty.setraw(slave)
+            os.write(slave, requests)
+            self.assertTrue(select.select([slave], [], [], 5)[0], "the simulator is silent")
+            self.assertIn(b"KELVO10", os.read(slave, 200))
+            os.close(slave)
+            status, _, err = self.interrupt(process)
+            self.assertEqual(status == 0, clean, f"exit status {status} {err}")
+
+
+if __name__ == "__main__":
+    ULIX = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)

@@ -1,0 +1,92 @@
+#include "tools/ulix/arguments.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "links/local_number.h"
+#include "tools/ulix/failures.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr int kHighestPort = 65535;
+
+// All of `text` as an integer of the given base.
+std::optional<std::int64_t> WholeInteger(std::string_view text, int base) {
+  std::int64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::string Keys(const Settings& settings) {
+  std::string keys;
+  for (const SettingRow& row : settings.rows()) {
+    if (!keys.empty()) keys += ", ";
+    keys += row.key;
+  }
+  return keys;
+}
+
+}  // namespace
+
+PortArgument ParsePort(std::string_view text) {
+  if (EqualIgnoringCase(text, "sim")) return SimulatedPort{};
+  if (text.find_first_of("/\\") != std::string_view::npos) return std::string(text);
+  const bool named = EqualIgnoringCase(text.substr(0, 3), "COM");
+  const auto number = WholeInteger(named ? text.substr(3) : text, 10);
+  if (number && *number >= 1 && *number <= kHighestPort) return static_cast<int>(*number);
+  throw UsageError("--port",
+                   "'" + std::string(text) + "' is no port; takes a number, COMn, a device path (with a '/') or sim");
+}
+
+HRESULT ParseCode(std::string_view text) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  const auto value = WholeInteger(hexadecimal ? text.substr(2) : text, hexadecimal ? 16 : 10);
+  const bool fits = value && *value <= std::numeric_limits<std::uint32_t>::max() &&
+                    *value >= (hexadecimal ? 0 : std::numeric_limits<std::int32_t>::min());
+  if (fits) return static_cast<HRESULT>(static_cast<std::uint32_t>(*value));
+  throw UsageError("CODE", "'" + std::string(text) + "' is no result code; takes 32 bits as 0x80044403, " +
+                               "2147763203 or -2147204093");
+}
+
+float ParseValue(const std::string& text) {
+  auto value = ParseDecimal(text);
+  if (!value) value = ParseDecimal(FromLocalDecimal(text, '.'));
+  if (value && std::abs(*value) <= std::numeric_limits<float>::max()) return static_cast<float>(*value);
+  throw UsageError("VALUE", "'" + text + "' is no value; takes a finite number such as 12.5");
+}
+
+std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string_view::npos || equals == 0) {
+    throw UsageError(argument, "'" + std::string(text) + "' is no setting; takes KEY=VALUE");
+  }
+  return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+}
+
+void ApplySetting(Settings& settings, std::string_view assignment) {
+  const auto [key, value] = ParseAssignment("--set", assignment);
+  const SettingRow* row = settings.Find(key);
+  if (row == nullptr) throw UsageError("--set", "'" + key + "' is not a setting; takes " + Keys(settings));
+  if (Failed(settings.SetText(*row, AnsiFromUtf8(value)))) {
+    throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
+  }
+}
+
+std::string AllowedValues(const SettingRow& row) {
+  if (row.bits == 0) return "a number";
+  if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
+  std::string values;
+  for (const CodedWord& word : row.words) {
+    if (!values.empty()) values += ", ";
+    values += std::string(word.word) + "=" + std::to_string(word.code);
+  }
+  return values;
+}
+
+}  // namespace ulix::cli

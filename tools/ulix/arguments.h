@@ -1,0 +1,36 @@
+// What the user types, taken apart. Every function throws UsageError for a text that it does not take.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "base/result.h"
+#include "drivers/settings.h"
+
+namespace ulix::cli {
+
+struct SimulatedPort {};
+// A port number, a device path, or the model's own simulator.
+using PortArgument = std::variant<int, std::string, SimulatedPort>;
+
+PortArgument ParsePort(std::string_view text);
+
+// A result code: hexadecimal with 0x, or decimal with or without a sign.
+HRESULT ParseCode(std::string_view text);
+
+// A whole finite number that fits a channel; a point or the user's own separator.
+float ParseValue(const std::string& text);
+
+// "KEY=VALUE"; the value may hold further '=' and be empty. `argument` is what a failure names.
+std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text);
+
+// One "KEY=VALUE" into the record, by word or by stored number.
+void ApplySetting(Settings& settings, std::string_view assignment);
+
+// "V50=1, V5=2", or what a plain number may be.
+std::string AllowedValues(const SettingRow& row);
+
+}  // namespace ulix::cli

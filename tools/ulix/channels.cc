@@ -1,0 +1,65 @@
+#include "tools/ulix/channels.h"
+
+#include <algorithm>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "tools/ulix/failures.h"
+
+namespace ulix::cli {
+namespace {
+
+std::string NamesOf(std::span<const Channel> channels) {
+  std::string names;
+  for (const Channel& channel : channels) {
+    if (!names.empty()) names += ", ";
+    names += std::to_string(channel.id) + " " + channel.name;
+  }
+  return names;
+}
+
+const Channel& Find(std::span<const Channel> channels, const std::string& asked) {
+  const auto by_id = [&](const Channel& channel) { return std::to_string(channel.id) == asked; };
+  const auto by_name = [&](const Channel& channel) { return EqualIgnoringCase(channel.name, asked); };
+  auto found = std::find_if(channels.begin(), channels.end(), by_id);
+  if (found == channels.end()) found = std::find_if(channels.begin(), channels.end(), by_name);
+  if (found != channels.end()) return *found;
+  throw UsageError("CHANNEL", "'" + asked + "' is not a channel; takes an id or a name: " + NamesOf(channels));
+}
+
+}  // namespace
+
+const char* DirectionWord(eChanDir direction) {
+  if (direction == ChanIO) return "in/out";
+  return direction == ChanIn ? "in" : "out";
+}
+
+std::string FormatValue(const Channel& channel, float value) { return FormatFixed(value, channel.resolution); }
+
+std::string FormatWithUnit(const Channel& channel, float value) {
+  return channel.unit.empty() ? FormatValue(channel, value) : FormatValue(channel, value) + " " + channel.unit;
+}
+
+std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<const std::string> asked) {
+  std::vector<Channel> selected;
+  if (asked.empty()) {
+    std::copy_if(channels.begin(), channels.end(), std::back_inserter(selected),
+                 [](const Channel& channel) { return channel.direction != ChanOut; });
+  }
+  for (const std::string& text : asked) {
+    const Channel& channel = Find(channels, text);
+    if (channel.direction == ChanOut) throw UsageError("CHANNEL", channel.name + " is an output: it can only be set");
+    const bool again =
+        std::any_of(selected.begin(), selected.end(), [&](const Channel& c) { return c.id == channel.id; });
+    if (!again) selected.push_back(channel);
+  }
+  return selected;
+}
+
+Channel SelectOutput(std::span<const Channel> channels, const std::string& asked) {
+  const Channel& channel = Find(channels, asked);
+  if (channel.direction == ChanIn) throw UsageError("CHANNEL", channel.name + " is an input: it cannot be set");
+  return channel;
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,36 @@
+// The channels of an instrument as the command line shows them and as the user names them.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "drivers/model_card.h"
+
+namespace ulix::cli {
+
+// Texts in UTF-8.
+struct Channel {
+  ChannelId id = 0;
+  std::string name;
+  eChanDir direction = ChanIn;
+  std::string unit;
+  int resolution = 6;  // decimals
+};
+
+// "in", "out" or "in/out".
+const char* DirectionWord(eChanDir direction);
+
+// The value with the channel's decimals and a point.
+std::string FormatValue(const Channel& channel, float value);
+// The same with the unit behind it.
+std::string FormatWithUnit(const Channel& channel, float value);
+
+// The channels that the user asked for, by id or by name in any case, in that order and each once; every input channel
+// when none was asked for. UsageError for one that is not there or that is an output only.
+std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<const std::string> asked);
+// One channel that can be written.
+Channel SelectOutput(std::span<const Channel> channels, const std::string& asked);
+
+}  // namespace ulix::cli

@@ -1,0 +1,120 @@
+#include "core/version.h"
+#include "tools/ulix/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <exception>
+#include <iostream>
+#include <map>
+
+#include "tools/ulix/failures.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kWrongUsage = 2;
+
+struct Verb {
+  const char* name;
+  const char* summary;
+  Action (*define)(CLI::App& verb);
+};
+
+constexpr std::array kVerbs = {
+    Verb{"models", "What can be driven: model, display name, ProgID, link, channels", DefineModels},
+    Verb{"ports", "The serial ports: number, name, device", DefinePorts},
+    Verb{"keys", "A model's settings: key, default, allowed words and their codes", DefineKeys},
+    Verb{"identify", "Print the instrument's identification", DefineIdentify},
+    Verb{"read", "One reading of each channel", DefineRead},
+    Verb{"scan", "Readings at a period: live, as lines, as CSV, as a plot", DefineScan},
+    Verb{"set", "Write an output channel", DefineSet},
+    Verb{"run", "Start the instrument", DefineRun},
+    Verb{"stop", "Stop the instrument", DefineStop},
+    Verb{"config", "Show, send or read the instrument's configuration", DefineConfig},
+    Verb{"error", "What a result code means", DefineError},
+    Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
+    Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},
+};
+
+constexpr char kFooter[] =
+    R"(Examples
+  ulix models
+  ulix identify kelvo10 --port 5
+  ulix read kelvo10 --port sim --json
+  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60 --csv run.csv --plot run.svg
+  ulix set kelvo10 OUT 12.5 --port COM5
+  ulix config kelvo10 send --port 5 --set input-function=TC --set input-sensor=TYP_K --save bench.cfg
+  ulix error 0x80044403 --lang fr
+  ulix simulate kelvo10 --fault delay=200
+
+Ports
+  5 or COM5      a port number; 'ulix ports' lists them
+  /dev/ttyUSB0   a device path
+  sim            the model's own simulator, inside this program
+  ULIX_COM5=/dev/ttyUSB0 in the environment says which device port 5 is
+
+Faults of simulated instruments
+  silent  delay=MS  drip=MS  garbage  truncate  oversize  late  drop=N  refuse
+
+Output is a table on a terminal, plain lines elsewhere, and JSON with --json.
+Exit status: 0 done, 1 the instrument, the link or a file failed, 2 wrong usage.
+'ulix VERB --help' tells more about a verb.)";
+
+std::string WhichVerb(const std::vector<std::string>& typed) {
+  std::string message = typed.empty() ? "is missing; takes" : "'" + typed.front() + "' is no verb; takes";
+  for (const Verb& verb : kVerbs) message += std::string(&verb == kVerbs.data() ? " " : ", ") + verb.name;
+  return message;
+}
+
+int RunVerb(int argc, char** argv) {
+  CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
+  app.set_version_flag("--version", "ulix " + VersionText());
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  std::map<const CLI::App*, Action> actions;
+  for (const Verb& verb : kVerbs) {
+    CLI::App* const command = app.add_subcommand(verb.name, verb.summary);
+    actions[command] = verb.define(*command);
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
+  } catch (const CLI::RequiredError&) {
+    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(app.remaining()));
+    throw;
+  }
+  return actions.at(app.get_subcommands().front())();
+}
+
+int Complain(int status, const std::string& what) {
+  std::cout.flush();
+  std::cerr << "ulix: " << what << '\n';
+  return status;
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+  try {
+    const int status = RunVerb(argc, argv);
+    std::cout.flush();
+    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, "Unable to write to standard output"));
+  } catch (const CLI::ParseError& error) {
+    return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
+  } catch (const UsageError& error) {
+    return Complain(kWrongUsage, error.what());
+  } catch (const OperationFailed& error) {
+    return Complain(kFailed, error.what());
+  } catch (const std::bad_alloc&) {
+    return Complain(kFailed, FailureLine(E_OUTOFMEMORY, "Out of memory"));
+  } catch (const std::exception& error) {
+    return Complain(kFailed, FailureLine(E_FAIL, error.what()));
+  } catch (...) {
+    return Complain(kFailed, FailureLine(E_FAIL, ""));
+  }
+}
+
+}  // namespace ulix::cli

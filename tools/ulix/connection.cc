@@ -1,0 +1,217 @@
+#include "tools/ulix/connection.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <span>
+#include <variant>
+
+#include "platform/port_list.h"
+#include "platform/user_locale.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/simulation.h"
+#include "tools/ulix/wire_log.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr std::array kDataBits = {CodedWord{0, "7"}, CodedWord{1, "8"}};
+constexpr std::array kStopBits = {CodedWord{0, "1"}, CodedWord{1, "2"}};
+constexpr std::array kParities = {CodedWord{0, "even"}, CodedWord{1, "odd"}, CodedWord{2, "ignore"},
+                                  CodedWord{3, "none"}};
+constexpr std::array kHandshakes = {CodedWord{0, "hardware"}, CodedWord{1, "none"}, CodedWord{2, "xonxoff"}};
+constexpr std::array kLanguages = {CodedWord{0, "en"}, CodedWord{1, "fr"}};
+
+struct LineOption {
+  const char* name;
+  std::int32_t SerialParams::*field;
+  std::span<const CodedWord> words;
+  const char* help;
+};
+constexpr std::array kLineOptions = {
+    LineOption{"--data-bits", &SerialParams::dataBitsCode, kDataBits, "Bits of a character"},
+    LineOption{"--stop-bits", &SerialParams::stopBitsCode, kStopBits, "Stop bits of a character"},
+    LineOption{"--parity", &SerialParams::parityCode, kParities, "Parity bit; ignore sends none"},
+    LineOption{"--handshake", &SerialParams::handshakeCode, kHandshakes, "Flow control; hardware is DTR/DSR"}};
+
+template <typename Words, typename Name>
+std::string Joined(const Words& words, const char* between, Name&& name) {
+  std::string joined;
+  for (const auto& word : words) joined += (joined.empty() ? "" : between) + std::string(name(word));
+  return joined;
+}
+
+// Adds an option that takes one of `words` and hands its code to `take`.
+CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const CodedWord> words, const std::string& help,
+                           std::function<void(std::uint32_t)> take) {
+  const std::string allowed = Joined(words, "|", [](const CodedWord& word) { return word.word; });
+  const auto handle = [=](const std::string& text) {
+    const auto code = CodeOfWord(words, text);
+    if (!code) throw UsageError(name, "'" + text + "' is not known; takes " + allowed);
+    take(*code);
+  };
+  return verb.add_option_function<std::string>(name, handle, help)->type_name(allowed);
+}
+
+std::string BaudRates() {
+  return Joined(kBaudRates, ", ", [](std::uint32_t rate) { return std::to_string(rate); });
+}
+
+DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace) {
+  DriverServices services;
+  services.timeout_ms = options.timeout_ms;
+  services.trace = std::move(trace);
+  if (!services.trace && options.trace) services.trace = TraceToStandardError();
+  if (!options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port))) {
+    services.open_serial_port = SimulatedPortOpener(options.model);
+  }
+  return services;
+}
+
+std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace trace) {
+  return FindModel(options.model)->create(ServicesFor(options, std::move(trace)));
+}
+
+Instrument::Options InstrumentOptions(const ConnectionOptions& options) {
+  Instrument::Options chosen;
+  chosen.language = options.language.value_or(platform::UserLanguage());
+  return chosen;
+}
+
+int PortNumber(const PortArgument& port, int unchanged) {
+  if (std::holds_alternative<SimulatedPort>(port)) return unchanged;
+  if (const int* number = std::get_if<int>(&port)) return *number;
+  const auto& device = std::get<std::string>(port);
+  const int number = platform::PortOfDevice(device);
+  if (number == 0) throw UsageError("--port", "no port number is left for " + device);
+  return number;
+}
+
+// What is wrong with a model word; empty for a good one.
+std::string NotAModel(const std::string& word) {
+  const auto name = [](const CatalogueEntry& entry) { return entry.card->word; };
+  return FindModel(word) ? std::string() : "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name);
+}
+
+constexpr char kGroup[] = "Connection";
+
+// Options of other kinds of link go beside this one.
+void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
+  const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
+  const auto is_rate = [](const std::string& text) {
+    const auto same = [&](std::uint32_t rate) { return std::to_string(rate) == text; };
+    const bool found = std::any_of(kBaudRates.begin(), kBaudRates.end(), same);
+    return found ? std::string() : "'" + text + "' is no rate; takes one of " + BaudRates();
+  };
+  verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
+      ->type_name("N|COMn|DEVICE|sim")
+      ->check(is_port)
+      ->group(kGroup);
+  verb.add_option("--baud", options.baud_rate, "Bits per second")->type_name("RATE")->check(is_rate)->group(kGroup);
+  for (const LineOption& option : kLineOptions) {
+    const auto take = [&options, field = option.field](std::uint32_t code) {
+      options.line.emplace_back(field, static_cast<std::int32_t>(code));
+    };
+    AddWordOption(verb, option.name, option.words, option.help, take)->group(kGroup);
+  }
+}
+
+}  // namespace
+
+void AddModel(CLI::App& verb, ConnectionOptions& options) {
+  verb.add_option("MODEL", options.model, "The instrument's model word; 'ulix models' lists them")
+      ->required()
+      ->type_name("")
+      ->check(NotAModel);
+}
+
+void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
+  verb.add_option("--model", options.model, "Ask this model only")->type_name("MODEL")->check(NotAModel);
+}
+
+void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
+  AddWordOption(verb, "--lang", kLanguages, "Language of the instrument's texts; the user's own if not given",
+                [&](std::uint32_t code) { options.language = code == 0 ? Language::kEnglish : Language::kFrench; });
+}
+
+void AddConnection(CLI::App& verb, ConnectionOptions& options) {
+  AddSerialLine(verb, options);
+  verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
+      ->type_name("MS")
+      ->check(CLI::Range(1U, 3600000U).description(""))
+      ->group(kGroup);
+  verb.add_option("--config", options.config_file, "Start from a saved configuration")
+      ->type_name("FILE")
+      ->group(kGroup);
+  verb.add_option("--set", options.settings, "Change a setting, by word or by stored number; may be repeated")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false)
+      ->group(kGroup);
+  verb.add_flag("--trace", options.trace, "Show every exchange on standard error")->group(kGroup);
+  AddLanguage(verb, options);
+}
+
+Session::Session(const ConnectionOptions& options, LinkTrace trace)
+    : instrument_(CreateDriver(options, std::move(trace)), InstrumentOptions(options)) {
+  Configure(options);
+}
+
+void Session::Configure(const ConnectionOptions& options) {
+  if (options.config_file.empty()) {
+    Check(instrument_.InitNew());
+  } else {
+    MemoryStream stream(ReadWholeFile(options.config_file));
+    const HRESULT loaded = instrument_.Load(stream);
+    if (Failed(loaded)) throw OperationFailed(loaded, options.config_file + " holds no configuration");
+  }
+  for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
+  ConfigureLine(options);
+}
+
+void Session::ConfigureLine(const ConnectionOptions& options) {
+  if (options.port.empty() && !options.baud_rate && options.line.empty()) return;
+  SerialParams params;
+  const HRESULT result = instrument_.GetSerialParams(&params);
+  if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
+  Check(result);
+  if (!options.port.empty()) params.port = PortNumber(ParsePort(options.port), params.port);
+  params.baudRate = options.baud_rate.value_or(params.baudRate);
+  for (const auto& [field, code] : options.line) params.*field = code;
+  Check(instrument_.SetSerialParams(params));
+}
+
+std::vector<Channel> Session::Channels() {
+  std::vector<Channel> channels;
+  for (ChannelId id = 0; id < instrument_.card().channels.size(); ++id) {
+    std::string name;
+    std::string unit;
+    std::int32_t direction = 0;
+    std::int16_t resolution = 0;
+    Check(instrument_.GetChanName(id, &name));
+    Check(instrument_.GetChanDir(id, &direction));
+    Check(instrument_.GetChanUnit(id, &unit));
+    Check(instrument_.GetChanResol(id, &resolution));
+    channels.push_back({id, Shown(name), static_cast<eChanDir>(direction), Shown(unit), resolution});
+  }
+  return channels;
+}
+
+void Session::Check(HRESULT result) {
+  if (Succeeded(result)) return;
+  const ErrorInfo info = TakeErrorInfo();
+  std::string text = ErrorText(result);
+  if (text.empty() && info.code == result) text = Shown(info.description);
+  if (text.empty()) text = ErrorCodeName(result);
+  throw OperationFailed(result, text);
+}
+
+std::string Session::ErrorText(HRESULT code, bool short_text) {
+  std::int32_t unknown = 0;
+  std::string text;
+  instrument_.GetErrorText(code, short_text, &unknown, &text);
+  return unknown != 0 ? std::string() : Shown(text);
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,58 @@
+// From the options of the command line to an instrument: model, port, line, configuration, language.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/instrument.h"
+#include "drivers/catalogue.h"
+#include "tools/ulix/channels.h"
+
+namespace ulix::cli {
+
+// What the options said; nothing is looked up or opened yet.
+struct ConnectionOptions {
+  std::string model;
+  std::string port;
+  std::optional<std::uint32_t> baud_rate;
+  std::vector<std::pair<std::int32_t SerialParams::*, std::int32_t>> line;  // fields of the line and their codes
+  std::string config_file;
+  std::vector<std::string> settings;  // "KEY=VALUE"
+  std::uint32_t timeout_ms = 0;
+  std::optional<Language> language;
+  bool trace = false;
+};
+
+// Each adds its arguments to a verb; `options` outlives the parsing.
+void AddModel(CLI::App& verb, ConnectionOptions& options);
+void AddModelOption(CLI::App& verb, ConnectionOptions& options);
+void AddLanguage(CLI::App& verb, ConnectionOptions& options);
+void AddConnection(CLI::App& verb, ConnectionOptions& options);
+
+// An instrument with its configuration; connected when asked to, handed back at the end.
+class Session {
+ public:
+  // `trace` takes the place of the one that the options ask for. UsageError for options that do not fit the model.
+  explicit Session(const ConnectionOptions& options, LinkTrace trace = {});
+
+  Instrument& instrument() { return instrument_; }
+  void Connect() { Check(instrument_.Connect()); }
+  std::vector<Channel> Channels();
+
+  // OperationFailed with the code's text when `result` is a failure of a member of the instrument.
+  void Check(HRESULT result);
+  // In UTF-8; empty for a code that neither the instrument nor its link has a text for.
+  std::string ErrorText(HRESULT code, bool short_text = false);
+
+ private:
+  void Configure(const ConnectionOptions& options);
+  void ConfigureLine(const ConnectionOptions& options);
+
+  Instrument instrument_;
+};
+
+}  // namespace ulix::cli

@@ -1,0 +1,55 @@
+// error: what a result code means.
+#include <memory>
+
+#include "drivers/catalogue.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct ErrorOptions {
+  ConnectionOptions connection;
+  std::string code;
+  bool short_text = false;
+};
+
+std::string TextFrom(const ErrorOptions& options, const std::string& model, HRESULT code) {
+  ConnectionOptions connection = options.connection;
+  connection.model = model;
+  return Session(connection).ErrorText(code, options.short_text);
+}
+
+// The text of the first model that has one, else the code's own name.
+std::string TextFromAny(const ErrorOptions& options, HRESULT code) {
+  for (const CatalogueEntry& entry : Catalogue()) {
+    const std::string text = TextFrom(options, entry.card->word, code);
+    if (!text.empty()) return text;
+  }
+  return std::string(ErrorCodeName(code));
+}
+
+int Explain(const ErrorOptions& options) {
+  const HRESULT code = ParseCode(options.code);
+  const std::string& model = options.connection.model;
+  const std::string text = model.empty() ? TextFromAny(options, code) : TextFrom(options, model, code);
+  if (text.empty()) throw OperationFailed(code, "is not a code of " + (model.empty() ? "any model" : model));
+  PrintLine(text);
+  return 0;
+}
+
+}  // namespace
+
+Action DefineError(CLI::App& verb) {
+  const auto options = std::make_shared<ErrorOptions>();
+  verb.add_option("CODE", options->code, "0x80044403, or decimal with or without a sign")->required()->type_name("");
+  AddModelOption(verb, options->connection);
+  verb.add_flag("--short", options->short_text, "The short text, the same in every language");
+  AddLanguage(verb, options->connection);
+  return [=] { return Explain(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,12 @@
+// Ctrl-C and the request to terminate, as a flag that long verbs look at.
+#pragma once
+
+#include <atomic>
+
+namespace ulix::cli {
+
+// From here on the first Ctrl-C (or SIGTERM) only raises the flag; a second one ends the program as usual. A reader of
+// our output who leaves shows as a failed write instead of ending us before the instrument is handed back.
+const std::atomic<bool>& CatchInterrupts();
+
+}  // namespace ulix::cli

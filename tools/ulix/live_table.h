@@ -1,0 +1,43 @@
+// A scan as a table that a terminal redraws in place.
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/ulix/csv.h"
+#include "tools/ulix/scan.h"
+
+namespace ulix::cli {
+
+// A line of eighths, lowest to highest of what it shows; a blank for a reading that failed.
+std::string Sparkline(const std::deque<std::optional<float>>& values);
+
+struct LiveRow {
+  Channel channel;
+  std::deque<std::optional<float>> history;  // oldest first
+  std::string error;                         // of the last reading, UTF-8; empty when it succeeded
+};
+
+// One line a channel, none longer than `width` columns.
+std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width);
+
+class LiveTable final : public ScanOutput {
+ public:
+  LiveTable(std::span<const Channel> channels, ErrorText error_text);
+  void Show(const ScanReport& report) override;
+
+ private:
+  void Draw();
+
+  std::vector<LiveRow> rows_;
+  ErrorText error_text_;
+  std::uint64_t reports_ = 0;
+  Date first_ = 0;
+  Date last_ = 0;
+  std::size_t drawn_ = 0;  // lines on the screen
+};
+
+}  // namespace ulix::cli

@@ -1,0 +1,137 @@
+#include "tools/ulix/output.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "links/local_number.h"
+#include "platform/terminal.h"
+#include "tools/ulix/failures.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr std::size_t kGap = 2;
+constexpr char kBeside[] = ".new";
+
+OperationFailed CannotWrite(const std::string& path) { return OperationFailed(kWriteFault, "Unable to write " + path); }
+
+std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths(rows.front().size());
+  for (const auto& row : rows) {
+    for (std::size_t k = 0; k < row.size(); ++k) widths[k] = std::max(widths[k], DisplayWidth(row[k]));
+  }
+  return widths;
+}
+
+// Breaks at blanks; a word longer than the width stays whole.
+std::vector<std::string> Wrapped(const std::string& text, std::size_t width) {
+  std::vector<std::string> lines(1);
+  for (const std::string_view word : SplitWords(text, " ")) {
+    std::string& line = lines.back();
+    if (!line.empty() && DisplayWidth(line) + 1 + DisplayWidth(word) > width) {
+      lines.emplace_back(word);
+    } else {
+      line += (line.empty() ? "" : " ") + std::string(word);
+    }
+  }
+  return lines;
+}
+
+void AppendWrapped(std::vector<std::string>& lines, const std::vector<std::string>& row,
+                   const std::vector<std::size_t>& widths, std::size_t width) {
+  std::string start;
+  for (std::size_t k = 0; k + 1 < row.size(); ++k) start += PaddedTo(row[k], widths[k] + kGap);
+  const std::size_t indent = DisplayWidth(start);
+  for (const std::string& piece : Wrapped(row.back(), width > indent + 20 ? width - indent : 20)) {
+    lines.push_back(start + piece);
+    lines.back().resize(lines.back().find_last_not_of(' ') + 1);
+    start.assign(indent, ' ');
+  }
+}
+
+}  // namespace
+
+std::string Shown(std::string_view ansi) { return Utf8FromAnsi(ansi); }
+
+bool OnTerminal() {
+  static const bool terminal = platform::OutputIsTerminal();
+  return terminal;
+}
+
+std::string ShownNumber(const std::string& number) { return OnTerminal() ? ToLocalDecimal(number, '.') : number; }
+
+std::size_t DisplayWidth(std::string_view utf8) {
+  return static_cast<std::size_t>(
+      std::count_if(utf8.begin(), utf8.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+std::string PaddedTo(std::string text, std::size_t width) {
+  const std::size_t shown = DisplayWidth(text);
+  if (shown < width) text.append(width - shown, ' ');
+  return text;
+}
+
+std::vector<std::string> Table::Lines(std::size_t width) const {
+  const auto widths = ColumnWidths(rows_);
+  std::vector<std::string> lines;
+  for (const auto& row : rows_) AppendWrapped(lines, row, widths, width);
+  return lines;
+}
+
+void Table::Print() const {
+  const auto width = OnTerminal() ? static_cast<std::size_t>(platform::TerminalWidth()) : std::string::npos;
+  const auto lines = Lines(width);
+  if (OnTerminal()) std::cout << Bold(lines.front()) << '\n';
+  for (std::size_t k = 1; k < lines.size(); ++k) std::cout << lines[k] << '\n';
+}
+
+std::string Bold(const std::string& text) { return "\x1b[1m" + text + "\x1b[0m"; }
+std::string Red(const std::string& text) { return "\x1b[31m" + text + "\x1b[0m"; }
+
+Json JsonNumber(float value) { return std::isfinite(value) ? Json::parse(FormatShortest(value)) : Json(nullptr); }
+
+Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
+
+void PrintLine(const std::string& line) {
+  std::cout << line << std::endl;
+  if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
+}
+
+void CheckWritable(const std::string& path) {
+  std::error_code ignored;
+  const bool existed = std::filesystem::exists(path, ignored);
+  if (!std::ofstream(path, std::ios::binary | std::ios::app)) throw CannotWrite(path);
+  if (!existed) std::filesystem::remove(path, ignored);
+}
+
+void CheckReplaceable(const std::string& path) {
+  CheckWritable(path);
+  CheckWritable(path + kBeside);
+}
+
+void WriteWholeFile(const std::string& path, std::string_view bytes) {
+  const std::string beside = path + kBeside;
+  std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  std::error_code failed;
+  if (file) std::filesystem::rename(beside, path, failed);
+  if (file && !failed) return;
+  std::filesystem::remove(beside, failed);
+  throw CannotWrite(path);
+}
+
+std::string ReadWholeFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  if (!file.is_open() || file.bad()) throw OperationFailed(kFileNotFound, "Unable to read " + path);
+  return bytes;
+}
+
+}  // namespace ulix::cli

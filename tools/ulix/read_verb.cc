@@ -1,0 +1,83 @@
+// read: one reading of each channel.
+#include <memory>
+#include <optional>
+
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/scan.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct ReadOptions {
+  ConnectionOptions connection;
+  std::vector<std::string> channels;
+  bool json = false;
+};
+
+struct Row {
+  Channel channel;
+  std::optional<float> value;  // none when the reading failed
+  HRESULT error = S_OK;
+  std::string text;  // of the error, UTF-8
+};
+
+std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
+  const auto channels = SelectInputs(session.Channels(), options.channels);
+  session.Connect();
+  const ChannelArrays arrays = ReadOnce(session, channels, options.connection.timeout_ms);
+  std::vector<Row> rows;
+  for (std::size_t k = 0; k < channels.size(); ++k) {
+    Row row{channels[k], arrays.values.at(k), arrays.errors.at(k), {}};
+    if (Failed(row.error)) {
+      row.value.reset();
+      row.text = session.ErrorText(row.error);
+    }
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+Json RowJson(const Row& row) {
+  return {{"id", row.channel.id},
+          {"name", row.channel.name},
+          {"value", row.value ? JsonNumber(*row.value) : Json(nullptr)},
+          {"unit", row.channel.unit},
+          {"error", JsonError(row.error)},
+          {"text", row.text}};
+}
+
+void PrintRows(const std::vector<Row>& rows, bool json) {
+  Json array = Json::array();
+  Table table({"ID", "NAME", "VALUE", "UNIT", "ERROR"});
+  for (const Row& row : rows) {
+    array.push_back(RowJson(row));
+    const std::string value = row.value ? ShownNumber(FormatValue(row.channel, *row.value)) : std::string("--");
+    const std::string error = Failed(row.error) ? FailureLine(row.error, row.text) : std::string();
+    table.Add({std::to_string(row.channel.id), row.channel.name, value, row.channel.unit, error});
+  }
+  json ? PrintLine(array.dump()) : table.Print();
+}
+
+int Read(const ReadOptions& options) {
+  Session session(options.connection);
+  const auto rows = ReadRows(session, options);
+  PrintRows(rows, options.json);
+  for (const Row& row : rows) session.Check(row.error);
+  return 0;
+}
+
+}  // namespace
+
+Action DefineRead(CLI::App& verb) {
+  const auto options = std::make_shared<ReadOptions>();
+  AddModel(verb, options->connection);
+  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel if none is given")->type_name("");
+  verb.add_flag("--json", options->json, "One JSON array");
+  AddConnection(verb, options->connection);
+  return [=] { return Read(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,137 @@
+#include "tools/ulix/scan.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+
+#include "tools/ulix/interrupt.h"
+
+namespace ulix::cli {
+namespace {
+
+// How soon the end of the scan is noticed while no report comes.
+constexpr std::chrono::milliseconds kGlance{50};
+// A stopped group waits this long for its one scan, and longer where the user allows longer exchanges.
+constexpr std::uint32_t kReadTimeMs = 60000;
+
+// Carries reports from the scan thread to the main thread.
+class ReportQueue final : public EventSink {
+ public:
+  void DataChange(std::uint32_t group, const ChannelArrays& data) override {
+    const std::lock_guard lock(mutex_);
+    reports_.push_back({group, data});
+    arrived_.notify_one();
+  }
+
+  std::optional<ScanReport> Take(std::chrono::milliseconds wait) {
+    std::unique_lock lock(mutex_);
+    if (!arrived_.wait_for(lock, wait, [&] { return !reports_.empty(); })) return std::nullopt;
+    ScanReport report = std::move(reports_.front());
+    reports_.pop_front();
+    return report;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable arrived_;
+  std::deque<ScanReport> reports_;  // guarded by mutex_
+};
+
+// A group of the instrument for as long as this lives.
+class Group {
+ public:
+  Group(Session& session, std::span<const Channel> channels, const GroupSettings& settings) : session_(session) {
+    session_.Check(session_.instrument().CreateGroup(&id_));
+    session_.Check(session_.instrument().SetGroupSettings(id_, settings));
+    for (const Channel& channel : channels) session_.Check(session_.instrument().ConnectGroupChan(id_, channel.id));
+  }
+  ~Group() { session_.instrument().RemoveGroup(id_); }
+  Group(const Group&) = delete;
+  Group& operator=(const Group&) = delete;
+
+  std::uint32_t id() const { return id_; }
+  void Run() { session_.Check(session_.instrument().RunGroup(id_)); }
+  void Stop() { session_.Check(session_.instrument().StopGroup(id_)); }
+  void ReadNow() { session_.Check(session_.instrument().ImmediateReadGroups(std::span(&id_, 1))); }
+
+ private:
+  Session& session_;
+  std::uint32_t id_ = 0;
+};
+
+// The events of an instrument for as long as this lives.
+class Subscription {
+ public:
+  Subscription(EventSinks& sinks, std::shared_ptr<EventSink> sink) : sinks_(sinks), cookie_(sinks.Advise(sink)) {}
+  ~Subscription() { sinks_.Unadvise(cookie_); }
+  Subscription(const Subscription&) = delete;
+  Subscription& operator=(const Subscription&) = delete;
+
+ private:
+  EventSinks& sinks_;
+  std::uint32_t cookie_;
+};
+
+// Shows reports until the plan's count is reached.
+class Reporter {
+ public:
+  Reporter(const ScanPlan& plan, ScanOutputs& outputs) : plan_(plan), outputs_(outputs) {}
+  bool Wanted() const { return !plan_.count || shown_ < *plan_.count; }
+  void Show(const ScanReport& report) {
+    for (const auto& output : outputs_) output->Show(report);
+    ++shown_;
+  }
+  std::uint64_t shown() const { return shown_; }
+
+ private:
+  const ScanPlan& plan_;
+  ScanOutputs& outputs_;
+  std::uint64_t shown_ = 0;
+};
+
+}  // namespace
+
+std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const ScanPlan& plan, ScanOutputs& outputs) {
+  const std::atomic<bool>& interrupted = CatchInterrupts();
+  const auto queue = std::make_shared<ReportQueue>();
+  const Subscription subscription(session.instrument().events(), queue);
+  Group group(session, channels, plan.settings);
+  Reporter reporter(plan, outputs);
+
+  group.Run();
+  const auto started = std::chrono::steady_clock::now();
+  const auto over = [&] {
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - started;
+    return interrupted || (plan.duration_s && elapsed.count() >= *plan.duration_s);
+  };
+  while (reporter.Wanted() && !over()) {
+    if (const auto report = queue->Take(kGlance)) reporter.Show(*report);
+  }
+  group.Stop();
+  while (reporter.Wanted()) {
+    const auto report = queue->Take(std::chrono::milliseconds(0));
+    if (!report) break;
+    reporter.Show(*report);
+  }
+  for (const auto& output : outputs) output->Finish();
+  return reporter.shown();
+}
+
+ChannelArrays ReadOnce(Session& session, std::span<const Channel> channels, std::uint32_t timeout_ms) {
+  const auto exchanges = static_cast<std::uint32_t>(2 * (channels.size() + 1));
+  Group group(session, channels, {.period_ms = std::max(kReadTimeMs, exchanges * timeout_ms)});
+  group.ReadNow();
+  std::vector<ChannelId> ids;
+  for (const Channel& channel : channels) ids.push_back(channel.id);
+  ChannelArrays arrays;
+  session.Check(session.instrument().GetChansVals(ids, &arrays));
+  for (std::size_t k = 0; k < arrays.size(); ++k) {
+    const bool never_read = arrays.times[k] == 0 && arrays.errors[k] == S_OK;
+    if (never_read) arrays.errors[k] = E_FAIL;
+  }
+  return arrays;
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,129 @@
+#include "tools/ulix/scan_output.h"
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include "base/date.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/live_table.h"
+#include "tools/ulix/output.h"
+
+namespace ulix::cli {
+namespace {
+
+class JsonLines final : public ScanOutput {
+ public:
+  void Show(const ScanReport& report) override { PrintLine(ScanJson(report).dump()); }
+};
+
+class PlainLines final : public ScanOutput {
+ public:
+  PlainLines(std::span<const Channel> channels, ErrorText error_text)
+      : channels_(channels.begin(), channels.end()), error_text_(std::move(error_text)) {}
+  void Show(const ScanReport& report) override { PrintLine(ScanText(channels_, report, error_text_)); }
+
+ private:
+  std::vector<Channel> channels_;
+  ErrorText error_text_;
+};
+
+class CsvFile final : public ScanOutput {
+ public:
+  CsvFile(const std::string& path, std::span<const Channel> channels, ErrorText error_text)
+      : path_(path),
+        file_(path, std::ios::binary | std::ios::trunc),
+        channels_(channels.begin(), channels.end()),
+        error_text_(std::move(error_text)) {
+    Write(CsvHeader(channels_));
+  }
+  void Show(const ScanReport& report) override { Write(CsvRow(channels_, report.data, error_text_)); }
+
+ private:
+  void Write(const std::string& line) {
+    file_ << line << std::flush;
+    if (!file_) throw OperationFailed(kWriteFault, "Unable to write " + path_);
+  }
+
+  std::string path_;
+  std::ofstream file_;
+  std::vector<Channel> channels_;
+  ErrorText error_text_;
+};
+
+class PlotFile final : public ScanOutput {
+ public:
+  PlotFile(std::string path, std::string title, std::span<const Channel> channels)
+      : path_(std::move(path)), title_(std::move(title)) {
+    for (const Channel& channel : channels) {
+      ids_.push_back(channel.id);
+      curves_.push_back({channel.name, channel.unit, {}});
+    }
+  }
+  void Show(const ScanReport& report) override {
+    for (std::size_t k = 0; k < report.data.size(); ++k) {
+      const auto curve = std::find(ids_.begin(), ids_.end(), report.data.ids[k]) - ids_.begin();
+      const bool failed = Failed(report.data.errors[k]);
+      const auto value = failed ? std::nullopt : std::optional(report.data.values[k]);
+      curves_.at(static_cast<std::size_t>(curve)).points.push_back({report.data.times[k], value});
+    }
+  }
+  void Finish() override { WriteWholeFile(path_, PlotSvg(title_, curves_)); }
+
+ private:
+  std::string path_;
+  std::string title_;
+  std::vector<ChannelId> ids_;  // of the curves, in their order
+  std::vector<PlotCurve> curves_;
+};
+
+}  // namespace
+
+Json ScanJson(const ScanReport& report) {
+  Json channels = Json::array();
+  for (std::size_t k = 0; k < report.data.size(); ++k) {
+    const HRESULT error = report.data.errors[k];
+    channels.push_back({{"id", report.data.ids[k]},
+                        {"value", Failed(error) ? Json(nullptr) : JsonNumber(report.data.values[k])},
+                        {"error", JsonError(error)}});
+  }
+  const std::string time = report.data.times.empty() ? std::string() : IsoTime(report.data.times.front());
+  return {{"group", report.group}, {"time", time}, {"channels", std::move(channels)}};
+}
+
+std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text) {
+  std::string text = report.data.times.empty() ? std::string() : IsoTime(report.data.times.front());
+  for (std::size_t k = 0; k < report.data.size(); ++k) {
+    const auto channel = std::find_if(channels.begin(), channels.end(),
+                                      [&](const Channel& candidate) { return candidate.id == report.data.ids[k]; });
+    if (channel == channels.end()) continue;
+    const HRESULT error = report.data.errors[k];
+    text += "  " + channel->name + " ";
+    text += Failed(error) ? FailureLine(error, error_text(error)) : FormatWithUnit(*channel, report.data.values[k]);
+  }
+  return text;
+}
+
+std::unique_ptr<ScanOutput> MakeJsonLines() { return std::make_unique<JsonLines>(); }
+
+std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text) {
+  return std::make_unique<PlainLines>(channels, std::move(error_text));
+}
+
+std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text) {
+  if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text));
+  return MakePlainLines(channels, std::move(error_text));
+}
+
+std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const Channel> channels,
+                                        ErrorText error_text) {
+  return std::make_unique<CsvFile>(path, channels, std::move(error_text));
+}
+
+std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,
+                                         std::span<const Channel> channels) {
+  return std::make_unique<PlotFile>(path, title, channels);
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,94 @@
+// scan: periodic readings, shown and kept.
+#include <memory>
+
+#include "base/numbers.h"
+#include "tools/ulix/connection.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/scan.h"
+#include "tools/ulix/scan_output.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct ScanOptions {
+  ConnectionOptions connection;
+  std::vector<std::string> channels;
+  ScanPlan plan;
+  std::string csv_file;
+  std::string plot_file;
+  bool json = false;
+};
+
+ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<const Channel> channels) {
+  const ErrorText error_text = [&session](HRESULT code) { return session.ErrorText(code); };
+  ScanOutputs outputs;
+  if (options.json) {
+    outputs.push_back(MakeJsonLines());
+  } else {
+    outputs.push_back(MakeScreen(channels, error_text));
+  }
+  if (!options.csv_file.empty()) outputs.push_back(MakeCsvFile(options.csv_file, channels, error_text));
+  if (!options.plot_file.empty()) {
+    const std::string title = Shown(session.instrument().card().display_name.In(Language::kEnglish));
+    outputs.push_back(MakePlotFile(options.plot_file, title, channels));
+  }
+  return outputs;
+}
+
+int Scan(const ScanOptions& options) {
+  Session session(options.connection);
+  const auto channels = SelectInputs(session.Channels(), options.channels);
+  if (!options.csv_file.empty()) CheckWritable(options.csv_file);
+  if (!options.plot_file.empty()) CheckReplaceable(options.plot_file);
+  session.Connect();
+  ScanOutputs outputs = OutputsFor(session, options, channels);
+  RunScan(session, channels, options.plan, outputs);
+  return 0;
+}
+
+// A number of at least 0; neither "nan" nor "inf" is one.
+std::string NotNegative(const std::string& text) {
+  const auto value = ParseDecimal(text);
+  return value && *value >= 0 ? std::string() : "'" + text + "' is not taken; takes a number from 0 up";
+}
+
+void AddPlan(CLI::App& verb, ScanPlan& plan) {
+  GroupSettings& settings = plan.settings;
+  verb.add_option("--period", settings.period_ms, "Between readings; 100 at least")
+      ->required()
+      ->type_name("MS")
+      ->check(CLI::Range(1U, 86400000U).description(""));
+  verb.add_option("--dead-band", settings.dead_band_percent, "Report only changes of this share of the last report")
+      ->type_name("PCT")
+      ->check(NotNegative);
+  verb.add_option("--dead-band-abs", settings.dead_band_abs, "Report only changes of this size, in the channel's unit")
+      ->type_name("X")
+      ->check(NotNegative);
+  verb.add_option("--dead-time-max", settings.dead_time_max_s, "Report anyway after more than this silence")
+      ->type_name("S");
+  const auto count = verb.add_option("--count", plan.count, "End after so many reports")
+                         ->type_name("N")
+                         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 53U).description(""));
+  verb.add_option("--duration", plan.duration_s, "End after so many seconds")
+      ->type_name("S")
+      ->check(NotNegative)
+      ->excludes(count);
+}
+
+}  // namespace
+
+Action DefineScan(CLI::App& verb) {
+  const auto options = std::make_shared<ScanOptions>();
+  AddModel(verb, options->connection);
+  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel if none is given")->type_name("");
+  AddPlan(verb, options->plan);
+  verb.add_option("--csv", options->csv_file, "Keep every report as a line of values")->type_name("FILE");
+  verb.add_option("--plot", options->plot_file, "Draw the curves at the end")->type_name("FILE.svg");
+  verb.add_flag("--json", options->json, "One JSON object a line");
+  AddConnection(verb, options->connection);
+  verb.footer("Ends at --count, at --duration or with Ctrl-C, which hands the instrument back and writes the files.");
+  return [=] { return Scan(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,65 @@
+// simulate: a simulated instrument for other programs.
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/simulation.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct SimulateOptions {
+  ConnectionOptions connection;  // its model only
+  std::optional<int> tcp_port;
+  std::vector<std::string> properties;
+  std::vector<std::string> faults;
+};
+
+std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const std::optional<int>& tcp_port) {
+  auto endpoint = tcp_port ? platform::ListenOnTcp(*tcp_port) : platform::OpenPseudoTerminal();
+  if (endpoint) return std::move(*endpoint);
+  throw OperationFailed(endpoint.error(), tcp_port ? "Unable to listen on port " + std::to_string(*tcp_port)
+                                                   : "Unable to make a pseudo terminal; --tcp PORT takes its place");
+}
+
+int Simulate(const SimulateOptions& options) {
+  SimulatedInstrument instrument(options.connection.model);
+  for (const std::string& property : options.properties) instrument.Set(property);
+  instrument.SetFaults(options.faults);
+  const std::atomic<bool>& interrupted = CatchInterrupts();
+  auto endpoint = OpenEndpoint(options.tcp_port);
+  PrintLine(endpoint->address());
+  instrument.Serve(*endpoint, interrupted);
+  endpoint.reset();
+
+  const auto unknown = instrument.UnknownRequests();
+  for (const std::string& request : unknown) std::cerr << "ulix: unknown request: " << request << '\n';
+  return unknown.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+Action DefineSimulate(CLI::App& verb) {
+  const auto options = std::make_shared<SimulateOptions>();
+  AddModel(verb, options->connection);
+  verb.add_option("--tcp", options->tcp_port, "Serve on this port of the machine, 0 for a free one; else on a terminal")
+      ->type_name("PORT")
+      ->check(CLI::Range(0, 65535).description(""));
+  verb.add_option("--set", options->properties, "Change the simulated device; may be repeated")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
+  verb.add_option("--fault", options->faults, "Order a fault; may be repeated")
+      ->type_name("KIND[=ARG]")
+      ->allow_extra_args(false);
+  verb.footer(
+      "The first line is the device path or host:port to connect to. Ctrl-C ends; a request that the instrument\n"
+      "would not know makes the exit status 1. An unknown KEY or KIND prints those that there are.");
+  return [=] { return Simulate(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,67 @@
+#include "tools/ulix/simulation.h"
+
+#include <memory>
+
+#include "platform/clock.h"
+#include "simulators/faults.h"
+#include "simulators/in_process_port.h"
+#include "simulators/server.h"
+#include "simulators/simulator.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/wire_log.h"
+
+namespace ulix::cli {
+namespace {
+
+std::unique_ptr<Simulator> NewSimulator(const std::string& model) {
+  const SimulatorFactory create = FindSimulator(model);
+  if (create == nullptr) throw UsageError("MODEL", model + " has no simulator");
+  return create(SystemClock());
+}
+
+std::string PropertyList(const Simulator& simulator) {
+  std::string list;
+  for (const auto& [key, value] : simulator.Properties()) list += (list.empty() ? "" : ", ") + key + "=" + value;
+  return list;
+}
+
+}  // namespace
+
+platform::SerialPortOpener SimulatedPortOpener(const std::string& model) {
+  return OpenerOf(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock()));
+}
+
+SimulatedInstrument::SimulatedInstrument(const std::string& model) : instrument_(NewSimulator(model)) {}
+
+void SimulatedInstrument::Set(const std::string& assignment) {
+  const auto [key, value] = ParseAssignment("--set", assignment);
+  instrument_.WithSimulator([&](Simulator& simulator) {
+    if (Succeeded(simulator.Set(key, value))) return;
+    throw UsageError("--set", "'" + assignment + "' is not taken; there are now " + PropertyList(simulator));
+  });
+}
+
+void SimulatedInstrument::SetFaults(const std::vector<std::string>& faults) {
+  FaultSet set;
+  for (const std::string& text : faults) {
+    const auto fault = ParseFault(text);
+    if (!fault) throw UsageError("--fault", fault.error());
+    set.Add(*fault);
+  }
+  instrument_.SetFaults(set);
+}
+
+void SimulatedInstrument::Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop) {
+  ulix::Serve(instrument_, endpoint, SystemClock(), stop);
+}
+
+std::vector<std::string> SimulatedInstrument::UnknownRequests() {
+  std::vector<std::string> visible;
+  instrument_.WithSimulator([&](const Simulator& simulator) {
+    for (const std::string& request : simulator.unknown_requests()) visible.push_back(VisibleBytes(request));
+  });
+  return visible;
+}
+
+}  // namespace ulix::cli

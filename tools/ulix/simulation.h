@@ -1,0 +1,35 @@
+// The simulated instruments, as the command line uses them: the one place that knows the simulators.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "platform/byte_endpoint.h"
+#include "platform/serial_port.h"
+#include "simulators/faulty_instrument.h"
+
+namespace ulix::cli {
+
+// For `--port sim`: whatever port it opens is the line to one simulated instrument in this process.
+platform::SerialPortOpener SimulatedPortOpener(const std::string& model);
+
+// A simulated instrument that is served to this and to other programs. Any thread may call anything.
+class SimulatedInstrument {
+ public:
+  explicit SimulatedInstrument(const std::string& model);
+
+  // "KEY=VALUE" of the simulated device; UsageError for what it does not have.
+  void Set(const std::string& assignment);
+  // "KIND" or "KIND=ARG" each, in place of those in force; UsageError for one that there is not.
+  void SetFaults(const std::vector<std::string>& faults);
+  // Until `stop` is set or the instrument has vanished by a fault; the endpoint is to be destroyed then.
+  void Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop);
+  // What came and the real instrument would not know, made visible.
+  std::vector<std::string> UnknownRequests();
+
+ private:
+  FaultyInstrument instrument_;
+};
+
+}  // namespace ulix::cli

@@ -1,0 +1,29 @@
+// The verbs. Each adds its arguments to its own sub-command and gives back what to do once they are parsed; what it
+// does returns the exit status, or throws a UsageError or an OperationFailed (tools/ulix/failures.h).
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace ulix::cli {
+
+using Action = std::function<int()>;
+
+Action DefineModels(CLI::App& verb);
+Action DefinePorts(CLI::App& verb);
+Action DefineKeys(CLI::App& verb);
+
+Action DefineIdentify(CLI::App& verb);
+Action DefineSet(CLI::App& verb);
+Action DefineRun(CLI::App& verb);
+Action DefineStop(CLI::App& verb);
+Action DefineConfig(CLI::App& verb);
+
+Action DefineRead(CLI::App& verb);
+Action DefineScan(CLI::App& verb);
+
+Action DefineError(CLI::App& verb);
+Action DefineSimulate(CLI::App& verb);
+Action DefineDemo(CLI::App& verb);
+
+}  // namespace ulix::cli

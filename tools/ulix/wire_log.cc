@@ -1,0 +1,58 @@
+#include "tools/ulix/wire_log.h"
+
+#include <array>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include "base/date.h"
+#include "platform/clock.h"
+
+namespace ulix::cli {
+
+std::string VisibleBytes(std::string_view bytes) {
+  std::string visible;
+  for (const char c : bytes) {
+    std::array<char, 7> hexadecimal{};
+    if (c == '\n') {
+      visible += "<LF>";
+    } else if (c == '\r') {
+      visible += "<CR>";
+    } else if (c >= ' ' && c <= '~') {
+      visible += c;
+    } else {
+      std::snprintf(hexadecimal.data(), hexadecimal.size(), "<0x%02X", static_cast<unsigned char>(c));
+      visible += hexadecimal.data() + std::string(">");
+    }
+  }
+  return visible;
+}
+
+void WireLog::Add(TraceDirection direction, std::string_view bytes) {
+  const std::lock_guard lock(mutex_);
+  if (direction != direction_) Flush();
+  direction_ = direction;
+  for (const char c : bytes) {
+    pending_ += c;
+    if (c == '\n') Flush();
+  }
+}
+
+void WireLog::Flush() {
+  if (!pending_.empty()) line_(direction_, VisibleBytes(pending_));
+  pending_.clear();
+}
+
+LinkTrace TraceTo(WireLog::Line line) {
+  const auto log = std::make_shared<WireLog>(std::move(line));
+  return [log](TraceDirection direction, std::string_view bytes) { log->Add(direction, bytes); };
+}
+
+LinkTrace TraceToStandardError() {
+  return TraceTo([](TraceDirection direction, const std::string& bytes) {
+    const char* arrow = direction == TraceDirection::kSent ? " > " : " < ";
+    std::cerr << IsoTime(SystemClock().LocalTime()).substr(11) + arrow + bytes + "\n";
+  });
+}
+
+}  // namespace ulix::cli
