@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -31,19 +30,22 @@ class Simulator {
   virtual HRESULT Set(std::string_view key, std::string_view value) = 0;
   // The properties and what they are now, for help texts.
   virtual std::vector<std::pair<std::string, std::string>> Properties() const = 0;
-  // Requests that the real instrument would not know, as they came.
+  // Requests that the real instrument would not know, as they came; the first kMostUnknown of them.
   const std::vector<std::string>& unknown_requests() const { return unknown_requests_; }
 
  protected:
-  void NoteUnknown(std::string request) { unknown_requests_.push_back(std::move(request)); }
+  void NoteUnknown(std::string_view request) {
+    if (unknown_requests_.size() < kMostUnknown) unknown_requests_.emplace_back(request);
+  }
 
  private:
+  static constexpr std::size_t kMostUnknown = 100;
   std::vector<std::string> unknown_requests_;
 };
 
 using SimulatorFactory = std::unique_ptr<Simulator> (*)(Clock& clock);
 
-// The simulator of a model word; null when there is none.
+// The simulator of a model word, any case; null when there is none.
 SimulatorFactory FindSimulator(std::string_view model);
 
 }  // namespace ulix

@@ -1,0 +1,33 @@
+#include <algorithm>
+#include <iterator>
+
+#include "base/text.h"
+#include "simulators/kelvo10.h"
+#include "simulators/simulator.h"
+
+namespace ulix {
+namespace {
+
+struct CatalogueRow {
+  std::string_view model;
+  SimulatorFactory make;
+};
+
+template <typename T>
+std::unique_ptr<Simulator> Make(Clock& clock) {
+  return std::make_unique<T>(clock);
+}
+
+constexpr CatalogueRow kCatalogue[] = {
+    {"kelvo10", Make<Kelvo10Simulator>},
+};
+
+}  // namespace
+
+SimulatorFactory FindSimulator(std::string_view model) {
+  const auto row = std::find_if(std::begin(kCatalogue), std::end(kCatalogue),
+                                [&](const CatalogueRow& r) { return EqualIgnoringCase(r.model, model); });
+  return row == std::end(kCatalogue) ? nullptr : row->make;
+}
+
+}  // namespace ulix

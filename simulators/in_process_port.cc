@@ -1,0 +1,121 @@
+#include "simulators/in_process_port.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+namespace ulix {
+namespace {
+
+// Bytes that a host may leave unread; what comes beyond is lost.
+constexpr std::size_t kReceiveQueue = 64 * 1024;
+
+constexpr std::uint32_t SystemCode(std::errc code) { return static_cast<std::uint32_t>(code); }
+
+}  // namespace
+
+class InProcessPort final : public platform::SerialPort {
+ public:
+  explicit InProcessPort(std::shared_ptr<SimulatedBench> bench) : bench_(std::move(bench)) {}
+  ~InProcessPort() override {
+    std::lock_guard lock(bench_->mutex_);
+    bench_->open_ = false;
+  }
+
+  bool SetQueueSizes(std::uint32_t, std::uint32_t) override { return true; }
+  bool SetTimeouts(const platform::SerialTimeouts& timeouts) override {
+    timeouts_ = timeouts;
+    return true;
+  }
+  bool GetTimeouts(platform::SerialTimeouts* timeouts) const {
+    *timeouts = timeouts_;
+    return true;
+  }
+  bool Configure(const platform::LineSettings& settings) override { return settings.baud_rate != 0; }
+  platform::IoResult Read(std::span<char> bytes) override;
+  platform::IoResult Write(std::string_view bytes) override;
+  void Purge(bool input, bool output) override;
+  void ClearError() override {}
+
+ private:
+  std::size_t TakeReceived(std::span<char> bytes);
+
+  std::shared_ptr<SimulatedBench> bench_;
+  platform::SerialTimeouts timeouts_;
+};
+
+platform::IoResult InProcessPort::Read(std::span<char> bytes) {
+  using enum platform::IoOutcome;
+  std::unique_lock lock(bench_->mutex_);
+  Clock& clock = bench_->clock_;
+  const Deadline deadline =
+      timeouts_.read_ms ? Deadline::In(clock, Milliseconds(timeouts_.read_ms)) : Deadline::Never();
+  std::size_t count = 0;
+  for (;;) {
+    // Asked before the bytes are taken: what came up to the deadline is in time.
+    const bool late = deadline.Passed(clock);
+    bench_->TakeArrived();
+    count += TakeReceived(bytes.subspan(count));
+    if (count == bytes.size()) return {kComplete, count, 0};
+    if (bench_->lost_) return {kLinkLost, count, SystemCode(std::errc::io_error)};
+    if (late) return {count > 0 ? kStoppedMidway : kNoFirstByte, count, 0};
+    const MonotonicTime end = deadline.WaitPoint(clock);
+    clock.WaitUntil(lock, bench_->changed_, std::min(end, bench_->instrument_.NextDue().value_or(end)));
+  }
+}
+
+platform::IoResult InProcessPort::Write(std::string_view bytes) {
+  std::lock_guard lock(bench_->mutex_);
+  bench_->TakeArrived();
+  if (bench_->lost_) return {platform::IoOutcome::kLinkLost, 0, SystemCode(std::errc::io_error)};
+  bench_->instrument_.Receive(bytes, bench_->clock_.Now());
+  return {platform::IoOutcome::kComplete, bytes.size(), 0};
+}
+
+void InProcessPort::Purge(bool input, bool) {
+  std::lock_guard lock(bench_->mutex_);
+  bench_->TakeArrived();
+  if (input) bench_->received_.clear();
+}
+
+std::size_t InProcessPort::TakeReceived(std::span<char> bytes) {
+  std::string& received = bench_->received_;
+  const std::size_t count = received.copy(bytes.data(), bytes.size());
+  received.erase(0, count);
+  return count;
+}
+
+SimulatedBench::SimulatedBench(std::unique_ptr<Simulator> simulator, Clock& clock, const FaultSet& faults)
+    : clock_(clock), instrument_(std::move(simulator), faults) {}
+
+void SimulatedBench::SetFaults(const FaultSet& faults) {
+  std::lock_guard lock(mutex_);
+  TakeArrived();
+  instrument_.SetFaults(faults);
+  TakeArrived();
+  changed_.notify_all();
+}
+
+// With the lock held: bytes that are due by now, and whether the device went after them.
+void SimulatedBench::TakeArrived() {
+  received_ += instrument_.TakeDue(clock_.Now()).substr(0, kReceiveQueue - received_.size());
+  lost_ = lost_ || instrument_.Vanished();
+}
+
+platform::OpenResult OpenBench(const std::shared_ptr<SimulatedBench>& bench) {
+  std::lock_guard lock(bench->mutex_);
+  if (bench->open_) return {nullptr, SystemCode(std::errc::device_or_resource_busy)};
+  bench->TakeArrived();
+  if (bench->instrument_.Vanished()) return {nullptr, SystemCode(std::errc::no_such_device)};
+  auto port = std::make_unique<InProcessPort>(bench);
+  bench->received_.clear();  // nobody listened
+  bench->open_ = true;
+  bench->lost_ = false;
+  return {std::move(port), 0};
+}
+
+platform::SerialPortOpener OpenerOf(std::shared_ptr<SimulatedBench> bench) {
+  return [bench = std::move(bench)](int) { return OpenBench(bench); };
+}
+
+}  // namespace ulix
