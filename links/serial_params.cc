@@ -66,7 +66,7 @@ std::string CommInfoText(const SerialParams& params, Language language) {
   for (const std::string& part :
        {DataBitsText(params.dataBitsCode, language), StopBitsText(params.stopBitsCode, language),
         ParityText(params.parityCode, language), FlowText(params.handshakeCode, language)}) {
-    text += " ," + part;
+    text += " , " + part;
   }
   return text + ")";
 }
