@@ -108,6 +108,10 @@ class AcqGroup {
   std::shared_ptr<GroupRun> run_;  // guarded by mutex_; null while stopped
 };
 
+// Tells the sinks of a failed connection or reading, where the model does so: DevError for a code of the control's own
+// block, SysError for any other.
+void FireFailure(const ControlState& control, HRESULT code);
+
 // "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n": a trace line of a control's group.
 void TraceGroup(const ControlState& control, std::uint32_t group, const char* what);
 

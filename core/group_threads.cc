@@ -58,6 +58,7 @@ bool Scanner::ReadChannel(ChannelId id, ChannelArrays& arrays) {
   record.error = Failed(reading.code) ? reading.code : S_OK;
   record.time = stamp_;
   record.read_at = now_;
+  if (Failed(reading.code) && !Stopped()) FireFailure(control_, reading.code);
   const bool changed = report_due_ || LeavesDeadBand(record.value, last_reported_[id], settings_);
   if (changed) last_reported_[id] = record.value;
   control_.channels.Store(record);

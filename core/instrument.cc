@@ -104,6 +104,7 @@ HRESULT Instrument::Connect() {
     if (connected_) return S_OK;
     const HRESULT result = control_->driver->Connect();
     if (Succeeded(result)) connected_ = true;
+    if (Failed(result)) FireFailure(*control_, result);
     return result;
   });
 }

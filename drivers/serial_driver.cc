@@ -6,9 +6,15 @@
 
 namespace ulix {
 
-SerialDriver::SerialDriver(const ModelCard& card, LineFormat format, DriverServices services)
+namespace {
+
+constexpr Milliseconds kOpenPause{1000};
+
+}  // namespace
+
+SerialDriver::SerialDriver(const ModelCard& card, LineProfile profile, DriverServices services)
     : Driver(card),
-      format_(format),
+      profile_(profile),
       services_(std::move(services)),
       link_({.open = services_.open_serial_port, .trace = services_.trace}) {}
 
@@ -17,9 +23,31 @@ SerialDriver::~SerialDriver() { link_.Close(); }
 HRESULT SerialDriver::OpenLink() {
   const std::lock_guard exchange(exchange_mutex_);
   if (link_.IsOpen()) return S_OK;
-  const HRESULT result = link_.Open();
-  if (Failed(result) || services_.timeout_ms == 0) return result;
-  return link_.SetTimeouts(services_.timeout_ms, services_.timeout_ms);
+  HRESULT result = OpenPort();
+  if (Succeeded(result)) result = ApplyTimeouts();
+  if (Failed(result)) link_.Close();
+  return result;
+}
+
+// The machine-wide mutex is free between the attempts.
+HRESULT SerialDriver::OpenPort() {
+  for (int attempt = 1;; ++attempt) {
+    const HRESULT result = link_.Open();
+    if (Succeeded(result) && attempt > 1) OpenedLate(attempt);
+    if (Succeeded(result) || attempt == profile_.open_attempts) return result;
+    clock().SleepFor(kOpenPause);
+  }
+}
+
+HRESULT SerialDriver::ApplyTimeouts() {
+  std::uint32_t read_ms = 0;
+  std::uint32_t write_ms = 0;
+  const HRESULT result = link_.GetTimeouts(&read_ms, &write_ms);
+  if (Failed(result)) return result;
+  if (profile_.read_ms != 0) read_ms = profile_.read_ms;
+  if (profile_.write_ms != 0) write_ms = profile_.write_ms;
+  if (services_.timeout_ms != 0) read_ms = write_ms = services_.timeout_ms;
+  return link_.SetTimeouts(read_ms, write_ms);
 }
 
 HRESULT SerialDriver::Connect() {
@@ -56,15 +84,21 @@ HRESULT SerialDriver::SetSerialParams(const SerialParams& params) {
 
 std::span<const ErrorRow> SerialDriver::LinkErrors() const { return SerialErrorTexts(); }
 
-HRESULT SerialDriver::Send(std::string_view command) { return link_.WriteLine(command, format_.terminator, 0); }
+HRESULT SerialDriver::Send(std::string_view command) { return link_.WriteLine(command, profile_.terminator, 0); }
 
-Expected<std::string> SerialDriver::Query(std::string_view query) {
+Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
+  for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
+    std::string reply = link_.ReadLineText(plan.size, profile_.terminator, 0);
+    if (!reply.empty()) return reply;
+  }
+  return Failure(serialCommErrUnableToReadComm);
+}
+
+Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
   const std::lock_guard exchange(exchange_mutex_);
   link_.Purge(true, false);
   if (const HRESULT result = Send(query); Failed(result)) return Failure(result);
-  std::string reply = link_.ReadLineText(format_.reply_size, format_.terminator, 0);
-  if (reply.empty()) return Failure(serialCommErrUnableToReadComm);
-  return reply;
+  return ReadReply(plan);
 }
 
 }  // namespace ulix

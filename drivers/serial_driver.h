@@ -9,15 +9,24 @@
 
 namespace ulix {
 
-// How a model ends its lines, and the longest reply it reads (the terminator's place included).
-struct LineFormat {
-  char terminator;
-  int reply_size;
+// How a model's line is opened and spoken on.
+struct LineProfile {
+  char terminator;            // ends commands and replies
+  int reply_size;             // longest reply read where nothing else is said, the terminator's place included
+  int open_attempts = 1;      // a second apart
+  std::uint32_t read_ms = 0;  // timeouts once open; 0 keeps the link's
+  std::uint32_t write_ms = 0;
+};
+
+// How a reply is read.
+struct ReplyPlan {
+  int size;          // the terminator's place included
+  int attempts = 1;  // at reading, while nothing or an empty line comes; the query is sent once
 };
 
 class SerialDriver : public Driver {
  public:
-  SerialDriver(const ModelCard& card, LineFormat format, DriverServices services);
+  SerialDriver(const ModelCard& card, LineProfile profile, DriverServices services);
   ~SerialDriver() override;
 
   HRESULT OpenLink() override;
@@ -38,15 +47,22 @@ class SerialDriver : public Driver {
   virtual HRESULT Greet() = 0;
   // The last words before the link is closed.
   virtual void TakeLeave() {}
+  // The port opened at this attempt, after the ones before it had failed.
+  virtual void OpenedLate(int /*attempt*/) {}
 
   HRESULT Send(std::string_view command);
-  // Discards what came unasked, sends the query and reads one line. No line is serialCommErrUnableToReadComm, and so is
-  // an empty one.
-  Expected<std::string> Query(std::string_view query);
+  // One line. None is serialCommErrUnableToReadComm, and so is an empty one.
+  Expected<std::string> ReadReply(ReplyPlan plan);
+  // Discards what came unasked, sends the query and reads one line.
+  Expected<std::string> Query(std::string_view query) { return Query(query, {profile_.reply_size}); }
+  Expected<std::string> Query(std::string_view query, ReplyPlan plan);
+  SerialLink& link() { return link_; }
   Clock& clock() const { return *services_.clock; }
 
  private:
-  LineFormat format_;
+  HRESULT OpenPort();
+  HRESULT ApplyTimeouts();
+  LineProfile profile_;
   DriverServices services_;
   SerialLink link_;
 };

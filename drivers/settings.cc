@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 #include "base/numbers.h"
 
@@ -12,6 +14,20 @@ bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 std::uint32_t MaskOf(const SettingRow& row) { return row.bits >= 32 ? ~0U : (1U << row.bits) - 1U; }
 
+// Two's complement for a negative number.
+std::uint32_t BitsOf(double number) { return static_cast<std::uint32_t>(static_cast<std::int64_t>(number)); }
+
+StoredValue EmptyValue(VariantType type) {
+  switch (type) {
+    case VariantType::kR4:
+      return 0.0F;
+    case VariantType::kBstr:
+      return std::string();
+    default:
+      return 0U;
+  }
+}
+
 const StoredValue& StoredOf(const std::vector<StoredValue>& values, const SettingRow& row) {
   return values[static_cast<std::size_t>(row.stored)];
 }
@@ -19,13 +35,12 @@ const StoredValue& StoredOf(const std::vector<StoredValue>& values, const Settin
 std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
   std::vector<StoredValue> values;
   for (const SettingRow& row : rows) {
-    if (static_cast<std::size_t>(row.stored) == values.size()) {
-      values.push_back(IsReal(row) ? StoredValue(0.0F) : StoredValue(0U));
-    }
+    if (static_cast<std::size_t>(row.stored) == values.size()) values.push_back(EmptyValue(row.type));
+    if (row.type == VariantType::kBstr) continue;
     if (IsReal(row)) {
       PutReal(values, row, static_cast<float>(row.initial));
     } else {
-      PutCode(values, row, static_cast<std::uint32_t>(row.initial));
+      PutCode(values, row, BitsOf(row.initial));
     }
   }
   return values;
@@ -34,8 +49,10 @@ std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
 std::optional<std::uint32_t> CodeOfText(const SettingRow& row, std::string_view text) {
   if (const auto code = CodeOfWord(row.words, text)) return code;
   const auto number = ParseDecimal(text);
-  if (!number || *number < 0 || *number > MaskOf(row) || std::trunc(*number) != *number) return std::nullopt;
-  return static_cast<std::uint32_t>(*number);
+  const double lowest = row.is_signed ? std::numeric_limits<std::int32_t>::min() : 0;
+  const double highest = row.is_signed ? std::numeric_limits<std::int32_t>::max() : MaskOf(row);
+  if (!number || *number < lowest || *number > highest || std::trunc(*number) != *number) return std::nullopt;
+  return BitsOf(*number);
 }
 
 std::optional<float> RealOfText(std::string_view text) {
@@ -48,6 +65,8 @@ void SaveValue(VariantWriter& writer, VariantType type, const StoredValue& value
   switch (type) {
     case VariantType::kR4:
       return writer.R4(std::get<float>(value));
+    case VariantType::kBstr:
+      return writer.Bstr(std::get<std::string>(value));
     case VariantType::kUi1:
       return writer.Ui1(static_cast<std::uint8_t>(std::get<std::uint32_t>(value)));
     default:
@@ -62,6 +81,8 @@ Expected<StoredValue> LoadValue(VariantReader& reader, VariantType type) {
         if (!std::isfinite(value)) return Failure(E_INVALIDARG);
         return StoredValue(value);
       });
+    case VariantType::kBstr:
+      return reader.Bstr().map([](std::string&& text) { return StoredValue(std::move(text)); });
     case VariantType::kUi1:
       return reader.Ui1().map([](std::uint8_t value) { return StoredValue(std::uint32_t{value}); });
     default:
@@ -73,6 +94,14 @@ Expected<StoredValue> LoadValue(VariantReader& reader, VariantType type) {
 
 std::uint32_t CodeIn(const std::vector<StoredValue>& values, const SettingRow& row) {
   return (std::get<std::uint32_t>(StoredOf(values, row)) >> row.shift) & MaskOf(row);
+}
+
+std::int32_t SignedIn(const std::vector<StoredValue>& values, const SettingRow& row) {
+  return static_cast<std::int32_t>(CodeIn(values, row));
+}
+
+const std::string& TextIn(const std::vector<StoredValue>& values, const SettingRow& row) {
+  return std::get<std::string>(StoredOf(values, row));
 }
 
 float RealIn(const std::vector<StoredValue>& values, const SettingRow& row) {
@@ -87,6 +116,10 @@ void PutCode(std::vector<StoredValue>& values, const SettingRow& row, std::uint3
 
 void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float value) {
   values[static_cast<std::size_t>(row.stored)] = value;
+}
+
+void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::string value) {
+  values[static_cast<std::size_t>(row.stored)] = std::move(value);
 }
 
 std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code) {
@@ -124,9 +157,10 @@ void Settings::Replace(std::vector<StoredValue> values) {
 std::string Settings::TextOf(const SettingRow& row) const {
   const auto values = Snapshot();
   if (IsReal(row)) return FormatShortest(RealIn(values, row));
+  if (row.type == VariantType::kBstr) return TextIn(values, row);
   const std::uint32_t code = CodeIn(values, row);
-  const std::string_view word = WordOf(row.words, code);
-  return word.empty() ? std::to_string(code) : std::string(word);
+  if (const std::string_view word = WordOf(row.words, code); !word.empty()) return std::string(word);
+  return row.is_signed ? std::to_string(SignedIn(values, row)) : std::to_string(code);
 }
 
 HRESULT Settings::SetText(const SettingRow& row, std::string_view text) {
@@ -135,6 +169,10 @@ HRESULT Settings::SetText(const SettingRow& row, std::string_view text) {
     const auto value = RealOfText(text);
     if (value) PutReal(values_, row, *value);
     return value ? S_OK : E_INVALIDARG;
+  }
+  if (row.type == VariantType::kBstr) {
+    PutText(values_, row, std::string(text));
+    return S_OK;
   }
   const auto code = CodeOfText(row, text);
   if (code) PutCode(values_, row, *code);

@@ -27,15 +27,16 @@ struct SettingRow {
   const char* key;
   Words label;
   int stored;                        // number of the stored value that holds it, from 0 without gaps
-  VariantType type;                  // type of that value: kUi1, kUi4 or kR4
+  VariantType type;                  // type of that value: kUi1, kUi4, kR4 or kBstr
   unsigned shift;                    // place of the setting's bits in it
-  unsigned bits;                     // how many; 0 for a real
+  unsigned bits;                     // how many; 0 for a real or a text
   std::span<const CodedWord> words;  // empty for a plain number
-  double initial;                    // the code or the value after a reset
+  double initial;                    // the code or the value after a reset; texts start empty
+  bool is_signed = false;            // whether all 32 bits of a kUi4 are a signed number
 };
 
-// A value as the record holds it: the bits of an integer, or a real.
-using StoredValue = std::variant<std::uint32_t, float>;
+// A value as the record holds it: the bits of an integer, a real, or a text in Windows-1252.
+using StoredValue = std::variant<std::uint32_t, float, std::string>;
 
 // Thread-safe: a reader sees a whole record, never parts of two.
 class Settings {
@@ -71,9 +72,12 @@ class Settings {
 
 // The setting inside a snapshot.
 std::uint32_t CodeIn(const std::vector<StoredValue>& values, const SettingRow& row);
+std::int32_t SignedIn(const std::vector<StoredValue>& values, const SettingRow& row);
+const std::string& TextIn(const std::vector<StoredValue>& values, const SettingRow& row);
 float RealIn(const std::vector<StoredValue>& values, const SettingRow& row);
 void PutCode(std::vector<StoredValue>& values, const SettingRow& row, std::uint32_t code);
 void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float value);
+void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::string value);
 
 // The word of a code; empty when it has none.
 std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code);

@@ -7,7 +7,7 @@
 namespace ulix::kelvo10 {
 namespace {
 
-constexpr LineFormat kLines = {.terminator = '\n', .reply_size = 50};
+constexpr LineProfile kLine = {.terminator = '\n', .reply_size = 50};
 
 // The instrument switches relays after a range command and hears nothing meanwhile.
 constexpr Milliseconds kRangePause{100};
@@ -16,7 +16,7 @@ std::uint32_t UnitIn(const std::vector<StoredValue>& record) { return CodeIn(rec
 
 }  // namespace
 
-Kelvo10Driver::Kelvo10Driver(DriverServices services) : SerialDriver(kCard, kLines, std::move(services)) {}
+Kelvo10Driver::Kelvo10Driver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
 std::unique_ptr<Driver> Kelvo10Driver::Create(DriverServices services) {
   return std::make_unique<Kelvo10Driver>(std::move(services));
