@@ -1,11 +1,24 @@
 // Settings by key and text: each line of the input is "key=text".
 #include "drivers/settings.h"
 
+#include <array>
+
 #include "drivers/calibrators/kelvo10/tables.h"
 #include "fuzz/require.h"
 
 namespace ulix {
 namespace {
+
+// A setting of each kind, and two that share a stored value.
+constexpr std::array kWords = {CodedWord{0, "off"}, CodedWord{3, "on"}};
+constexpr std::array kEveryKind = {
+    SettingRow{"low", {"", ""}, 0, VariantType::kUi1, 0, 3, kWords, 0},
+    SettingRow{"high", {"", ""}, 0, VariantType::kUi1, 3, 5, {}, 7},
+    SettingRow{"whole", {"", ""}, 1, VariantType::kUi4, 0, 32, kWords, 1},
+    SettingRow{"signed", {"", ""}, 2, VariantType::kUi4, 0, 32, {}, -1, true},
+    SettingRow{"real", {"", ""}, 3, VariantType::kR4, 0, 0, {}, 1.5},
+    SettingRow{"text", {"", ""}, 4, VariantType::kBstr, 0, 0, {}, 0},
+};
 
 std::vector<std::string> Texts(const Settings& settings) {
   std::vector<std::string> texts;
@@ -38,8 +51,8 @@ void CheckSaved(const Settings& settings) {
   Require(loaded.Snapshot() == settings.Snapshot(), "and is the same record");
 }
 
-void CheckLines(std::string_view lines) {
-  Settings settings(kelvo10::kSettings);
+void CheckLines(std::span<const SettingRow> rows, std::string_view lines) {
+  Settings settings(rows);
   for (const std::string_view line : SplitWords(lines, "\n")) {
     const std::size_t end = line.find('=');
     const SettingRow* row = settings.Find(line.substr(0, end));
@@ -52,6 +65,7 @@ void CheckLines(std::string_view lines) {
 }  // namespace ulix
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ulix::CheckLines(ulix::TextOfInput(data, size));
+  ulix::CheckLines(ulix::kelvo10::kSettings, ulix::TextOfInput(data, size));
+  ulix::CheckLines(ulix::kEveryKind, ulix::TextOfInput(data, size));
   return 0;
 }

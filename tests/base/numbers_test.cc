@@ -25,6 +25,7 @@ TEST(NumbersTest, ReadsThePrefixThatIsANumber) {
                       {"1e-400", 0, 6},
                       {"-1e-400", 0, 7},
                       {"0." + std::string(400, '0') + "1", 0, 403},
+                      {std::string(400, '0') + ".1e-99999999999999999999", 0, 424},
                       {"1.7976931348623157e308", 1.7976931348623157e308, 22}};
   for (const Row& row : rows) {
     const auto prefix = ParseDecimalPrefix(row.text);
@@ -36,8 +37,24 @@ TEST(NumbersTest, ReadsThePrefixThatIsANumber) {
 }
 
 TEST(NumbersTest, FindsNoNumber) {
-  const std::string texts[] = {"",   " ",   "+",   "-",   ".",    "e5",    "+-1",    "- 1",
-                               "V1", "nan", "inf", "INF", "-inf", "1e400", "-1e400", std::string(400, '9')};
+  const std::string texts[] = {"",
+                               " ",
+                               "+",
+                               "-",
+                               ".",
+                               "e5",
+                               "+-1",
+                               "- 1",
+                               "V1",
+                               "nan",
+                               "inf",
+                               "INF",
+                               "-inf",
+                               "1e400",
+                               "-1e400",
+                               "0.1e999",
+                               ".1e+99999999999999999999",
+                               std::string(400, '9') + "e-9"};
   for (const std::string& text : texts) EXPECT_FALSE(ParseDecimalPrefix(text)) << text;
 }
 

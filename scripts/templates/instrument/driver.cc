@@ -8,7 +8,7 @@
 namespace ulix::new_word {
 namespace {
 
-constexpr LineFormat kLines = {.terminator = '\n', .reply_size = 80};
+constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
 constexpr int kUnknownResolution = 6;
 
 }  // namespace
