@@ -52,6 +52,7 @@ TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
                       {zeros + "7", 7},  {zeros + "7x", 7},
                       {zeros + "77", 7}, {zeros.substr(1) + "7x", -50}};
   for (const Row& row : rows) EXPECT_EQ(ParseLocalNumber(row.text, 100, -50), row.value) << row.text;
+  EXPECT_EQ(ParseLocalNumber("1e400", 10, 5), 10);
   EXPECT_EQ(ParseLocalNumber("", 10, 5), 5);
   EXPECT_EQ(ParseLocalNumber("", -5, -10), -5);
 }
