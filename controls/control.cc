@@ -56,7 +56,7 @@ void* Control::Find(REFIID id) {
       {IID_IPersistStreamInit, static_cast<IPersistStreamInit*>(this)},
       {IID_IPersistStorage, static_cast<IPersistStorage*>(this)},
       {IID_IPersistPropertyBag, static_cast<IPersistPropertyBag*>(this)},
-      {__uuidof(IInstrumentAccess), static_cast<IInstrumentAccess*>(this)},
+      {kInstrumentAccessId, static_cast<IInstrumentAccess*>(this)},
   };
   for (const auto& part : parts) {
     if (IsEqualIID(part.id, id)) return part.part;

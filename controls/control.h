@@ -14,9 +14,11 @@
 namespace ulix::controls {
 
 // The way from an automation object to the instrument inside it, for objects of this library only.
-struct __declspec(uuid("6C1E52E0-9B1B-4B53-8F0B-5B0C2A7D0003")) IInstrumentAccess : IUnknown {
+struct IInstrumentAccess : IUnknown {
   virtual Instrument& Access() = 0;
 };
+inline constexpr GUID kInstrumentAccessId = {
+    0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x03}};
 
 // The Spec and Debug interfaces of every model have these two forms.
 struct ISpecForm : IDispatch {};
@@ -155,7 +157,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
 
   class DebugPart final : public ControlPart<IDebugForm> {
    public:
-    DebugPart(REFIID id, Control& owner) : ControlPart(id, owner), control_(owner) {}
+    DebugPart(REFIID id, Control& owner) : ControlPart(id, static_cast<IUlixInstr&>(owner)), control_(owner) {}
     STDMETHODIMP DebugCreateCfgTest() override { return control_.CreateTestConfiguration(); }
 
    private:

@@ -38,8 +38,8 @@ STDMETHODIMP Control::GetBinVersion(long* version_ms, long* version_ls, int* err
   return Member([&] {
     std::uint32_t ms = 0, ls = 0;
     std::int32_t code = 0;
-    const HRESULT result = instrument_->GetBinVersion(version_ms ? &ms : nullptr, version_ls ? &ls : nullptr,
-                                                      error ? &code : nullptr);
+    const HRESULT result =
+        instrument_->GetBinVersion(version_ms ? &ms : nullptr, version_ls ? &ls : nullptr, error ? &code : nullptr);
     if (version_ms) *version_ms = static_cast<long>(ms);
     if (version_ls) *version_ls = static_cast<long>(ls);
     if (error) *error = code;
@@ -149,8 +149,8 @@ STDMETHODIMP Control::GetChanResol(long channel, short* resolution) {
 
 STDMETHODIMP Control::GetChanLim(long channel, short index, float* limit, short* level) {
   if (limit) *limit = 0.0F;
-  return Answer<std::int16_t>(
-      level, [&](auto* place) { return instrument_->GetChanLim(Id(channel), index, limit, place); });
+  return Answer<std::int16_t>(level,
+                              [&](auto* place) { return instrument_->GetChanLim(Id(channel), index, limit, place); });
 }
 
 STDMETHODIMP Control::RunGroup(long group) {
@@ -293,10 +293,9 @@ STDMETHODIMP Control::GetMemBlockStatus(long block, long* size, long* records, l
   return Member([&] {
     std::uint32_t block_size = 0, held = 0;
     std::int32_t is_destructive = 0, is_recording = 0;
-    const HRESULT result = instrument_->GetMemBlockStatus(block, size ? &block_size : nullptr,
-                                                          records ? &held : nullptr,
-                                                          destructive ? &is_destructive : nullptr,
-                                                          recording ? &is_recording : nullptr);
+    const HRESULT result =
+        instrument_->GetMemBlockStatus(block, size ? &block_size : nullptr, records ? &held : nullptr,
+                                       destructive ? &is_destructive : nullptr, recording ? &is_recording : nullptr);
     if (size) *size = static_cast<long>(block_size);
     if (records) *records = static_cast<long>(held);
     if (destructive) *destructive = is_destructive;

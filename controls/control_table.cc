@@ -9,9 +9,7 @@
 namespace ulix::controls {
 namespace {
 
-constexpr unsigned HexDigit(char c) {
-  return static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
-}
+constexpr unsigned HexDigit(char c) { return static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10); }
 
 constexpr unsigned long Hex(std::string_view digits) {
   unsigned long value = 0;
@@ -21,8 +19,10 @@ constexpr unsigned long Hex(std::string_view digits) {
 
 // "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21".
 constexpr GUID GuidOf(std::string_view text) {
-  GUID id{static_cast<unsigned long>(Hex(text.substr(0, 8))), static_cast<unsigned short>(Hex(text.substr(9, 4))),
-          static_cast<unsigned short>(Hex(text.substr(14, 4))), {}};
+  GUID id{static_cast<unsigned long>(Hex(text.substr(0, 8))),
+          static_cast<unsigned short>(Hex(text.substr(9, 4))),
+          static_cast<unsigned short>(Hex(text.substr(14, 4))),
+          {}};
   for (std::size_t i = 0; i < 8; ++i) {
     id.Data4[i] = static_cast<unsigned char>(Hex(text.substr(i < 2 ? 19 + 2 * i : 20 + 2 * i, 2)));
   }

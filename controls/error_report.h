@@ -7,7 +7,8 @@
 
 namespace ulix::controls {
 
-// Describes a failure of a member of `interface_id`; `source` is the ProgID of the class, `description` in Windows-1252.
+// Describes a failure of a member of `interface_id`; `source` is the ProgID of the class, `description` in
+// Windows-1252.
 void ReportError(REFIID interface_id, const std::wstring& source, const std::string& description);
 
 }  // namespace ulix::controls

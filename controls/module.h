@@ -1,8 +1,8 @@
 // The library as a loaded component server: its file, its type library, and whether it is in use.
 #pragma once
 
-#include <windows.h>
 #include <oaidl.h>
+#include <windows.h>
 #include <wrl/client.h>
 
 #include <string>

@@ -123,11 +123,13 @@ std::wstring ClassesKey(const std::wstring& key) { return L"Software\\Classes\\"
 HRESULT Write(HKEY root, const Entry& entry) {
   const auto size = static_cast<DWORD>((entry.value.size() + 1) * sizeof(wchar_t));
   HKEY key = nullptr;
-  LSTATUS status = RegCreateKeyExW(root, ClassesKey(entry.key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
+  LSTATUS status =
+      RegCreateKeyExW(root, ClassesKey(entry.key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
   if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
   // An empty value is a key that says something by being there.
   if (!entry.value.empty()) {
-    status = RegSetValueExW(key, entry.name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(entry.value.c_str()), size);
+    status =
+        RegSetValueExW(key, entry.name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(entry.value.c_str()), size);
   }
   RegCloseKey(key);
   return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
@@ -151,7 +153,8 @@ HRESULT Unregister(Scope scope) {
   HRESULT result = S_OK;
   for (const std::wstring& key : WholeRegistration().own_keys) {
     const LSTATUS status = RegDeleteTreeW(RootOf(scope), ClassesKey(key).c_str());
-    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) result = HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND)
+      result = HRESULT_FROM_WIN32(static_cast<DWORD>(status));
   }
   return result;
 }

@@ -1,6 +1,6 @@
 // The entries by which the system loads, registers and unloads the component server.
-#include <windows.h>
 #include <olectl.h>
+#include <windows.h>
 
 #include <atomic>
 #include <new>

@@ -44,7 +44,8 @@ const SerialKey* FindSerialKey(BSTR wanted) {
 STDMETHODIMP SetupObject::QueryInterface(REFIID id, void** object) {
   if (!object) return E_POINTER;
   *object = nullptr;
-  const bool setup = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IDispatch) || IsEqualIID(id, __uuidof(IUlixSetup));
+  const bool setup =
+      IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IDispatch) || IsEqualIID(id, __uuidof(IUlixSetup));
   if (setup) *object = static_cast<IUlixSetup*>(this);
   if (IsEqualIID(id, IID_ISupportErrorInfo)) *object = static_cast<ISupportErrorInfo*>(this);
   if (!*object) return E_NOINTERFACE;
@@ -80,8 +81,8 @@ HRESULT SetupObject::Attached(Body&& body) {
 
 STDMETHODIMP SetupObject::Attach(IUnknown* control) {
   ComPtr<IInstrumentAccess> access;
-  if (!control || FAILED(control->QueryInterface(__uuidof(IInstrumentAccess),
-                                                 reinterpret_cast<void**>(access.GetAddressOf())))) {
+  if (!control ||
+      FAILED(control->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(access.GetAddressOf())))) {
     return Told(E_INVALIDARG);
   }
   control_ = access;
@@ -158,9 +159,9 @@ STDMETHODIMP SetupObject::GetGroup(long group, long* period, float* dead_band, f
 STDMETHODIMP SetupObject::SetGroup(long group, long period, float dead_band, float dead_band_abs, long dead_time) {
   return Attached([&](Instrument& instrument) -> HRESULT {
     if (period < 0 || dead_time < 0) return E_INVALIDARG;
-    return instrument.SetGroupSettings(static_cast<std::uint32_t>(group),
-                                       {static_cast<std::uint32_t>(period), dead_band, dead_band_abs,
-                                        static_cast<std::uint32_t>(dead_time)});
+    return instrument.SetGroupSettings(
+        static_cast<std::uint32_t>(group),
+        {static_cast<std::uint32_t>(period), dead_band, dead_band_abs, static_cast<std::uint32_t>(dead_time)});
   });
 }
 

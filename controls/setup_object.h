@@ -8,8 +8,8 @@
 
 namespace ulix::controls {
 
-// Attached to one control at a time, which it keeps alive. E_UNEXPECTED before Attach; E_INVALIDARG for an unknown key, a
-// value that the setting does not take, an unknown group. Nothing changes on failure.
+// Attached to one control at a time, which it keeps alive. E_UNEXPECTED before Attach; E_INVALIDARG for an unknown key,
+// a value that the setting does not take, an unknown group. Nothing changes on failure.
 class SetupObject final : public TypedDispatch<IUlixSetup>, public ISupportErrorInfo {
  public:
   SetupObject() : TypedDispatch(__uuidof(IUlixSetup)) {}

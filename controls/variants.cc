@@ -107,22 +107,36 @@ Value ValueOf(const VARIANT& variant) {
   OwnedVariant plain;  // scripts hand variables in by reference
   if (FAILED(VariantCopyInd(plain.get(), const_cast<VARIANT*>(&variant)))) return OtherValue();
   switch (V_VT(plain.get())) {
-    case VT_EMPTY: return std::monostate();
-    case VT_NULL: return NullValue();
-    case VT_I1: return std::int64_t{V_I1(plain.get())};
-    case VT_UI1: return std::int64_t{V_UI1(plain.get())};
-    case VT_I2: return std::int64_t{V_I2(plain.get())};
-    case VT_UI2: return std::int64_t{V_UI2(plain.get())};
+    case VT_EMPTY:
+      return std::monostate();
+    case VT_NULL:
+      return NullValue();
+    case VT_I1:
+      return std::int64_t{V_I1(plain.get())};
+    case VT_UI1:
+      return std::int64_t{V_UI1(plain.get())};
+    case VT_I2:
+      return std::int64_t{V_I2(plain.get())};
+    case VT_UI2:
+      return std::int64_t{V_UI2(plain.get())};
     case VT_I4:
-    case VT_INT: return std::int64_t{V_I4(plain.get())};
+    case VT_INT:
+      return std::int64_t{V_I4(plain.get())};
     case VT_UI4:
-    case VT_UINT: return std::int64_t{V_UI4(plain.get())};
-    case VT_I8: return std::int64_t{V_I8(plain.get())};
-    case VT_UI8: return static_cast<double>(V_UI8(plain.get()));
-    case VT_R4: return V_R4(plain.get());
-    case VT_R8: return V_R8(plain.get());
-    case VT_BSTR: return AnsiOf(V_BSTR(plain.get()));
-    default: return OtherValue();
+    case VT_UINT:
+      return std::int64_t{V_UI4(plain.get())};
+    case VT_I8:
+      return std::int64_t{V_I8(plain.get())};
+    case VT_UI8:
+      return static_cast<double>(V_UI8(plain.get()));
+    case VT_R4:
+      return V_R4(plain.get());
+    case VT_R8:
+      return V_R8(plain.get());
+    case VT_BSTR:
+      return AnsiOf(V_BSTR(plain.get()));
+    default:
+      return OtherValue();
   }
 }
 

@@ -1,8 +1,8 @@
 // Between the library's values and the automation types that cross the interface.
 #pragma once
 
-#include <windows.h>
 #include <oaidl.h>
+#include <windows.h>
 
 #include <span>
 #include <string>
