@@ -73,8 +73,7 @@ class CommPort final : public SerialPort {
   bool Configure(const LineSettings& line) override {
     DCB state{};
     state.DCBlength = sizeof state;
-    // Not every driver refuses a rate of 0.
-    if (line.baud_rate == 0 || !GetCommState(port_.get(), &state)) return false;
+    if (!GetCommState(port_.get(), &state)) return false;
     SetCharacterFormat(state, line);
     SetFlowControl(state, line.flow_control);
     return SetCommState(port_.get(), &state);
