@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/scoped_env.h"
-
 namespace ulix {
 namespace {
 
@@ -12,16 +10,6 @@ class LocalNumberTest : public testing::Test {
   void SetUp() override { SetLocalDecimalSeparator(','); }
   void TearDown() override { SetLocalDecimalSeparator(std::nullopt); }
 };
-
-TEST_F(LocalNumberTest, AsksTheSystemOnce) {
-  SetLocalDecimalSeparator(std::nullopt);
-  const ScopedEnv all("LC_ALL", "C");
-  EXPECT_EQ(LocalDecimalSeparator(), '.');
-  const ScopedEnv later("LC_ALL", "fr_FR.UTF-8");
-  EXPECT_EQ(LocalDecimalSeparator(), '.');
-  SetLocalDecimalSeparator(std::nullopt);
-  EXPECT_EQ(LocalDecimalSeparator(), ',');
-}
 
 TEST_F(LocalNumberTest, SwapsEverySeparator) {
   char buffer[] = "1.2.3;4";
