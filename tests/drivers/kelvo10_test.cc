@@ -1,13 +1,9 @@
 // The Kelvo10 driver: its pure protocol, then whole exchanges with the simulated instrument over an in-process line.
 #include <gtest/gtest.h>
 
-#include "core/instrument.h"
-#include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/calibrators/kelvo10/protocol.h"
 #include "drivers/calibrators/kelvo10/tables.h"
-#include "simulators/in_process_port.h"
-#include "simulators/simulator.h"
-#include "tests/support/manual_clock.h"
+#include "tests/support/line_bench.h"
 
 namespace ulix::kelvo10 {
 namespace {
@@ -102,33 +98,9 @@ TEST(Kelvo10Protocol, UnitsAndResolutionsFollowTheFunction) {
   EXPECT_EQ(OutputCommand(3.4e38F), "OUT 339999995214436424907732413799364296704.000000");
 }
 
-// The instrument on a simulated line; every byte that goes over it is kept. Time passes by being waited for.
-class Kelvo10 : public testing::Test {
+class Kelvo10 : public LineBench {
  protected:
-  Kelvo10() {
-    DriverServices services;
-    services.clock = &clock;
-    services.open_serial_port = OpenerOf(bench);
-    services.trace = [this](TraceDirection direction, std::string_view bytes) {
-      if (direction == TraceDirection::kSent) sent += bytes;
-    };
-    auto driver = Kelvo10Driver::Create(services);
-    kelvo = driver.get();
-    device = std::make_unique<Instrument>(std::move(driver), Instrument::Options{.clock = &clock});
-  }
-  void Set(const char* key, const char* value) {
-    ASSERT_EQ(device->settings().SetText(*device->settings().Find(key), value), S_OK);
-  }
-  void SetBench(const char* key, const char* value) {
-    ASSERT_EQ(bench->WithSimulator([&](Simulator& s) { return s.Set(key, value); }), S_OK);
-  }
-  std::string TakeSent() { return std::exchange(sent, {}); }
-
-  ManualClock clock{ManualClock::Mode::kAutomatic};
-  std::shared_ptr<SimulatedBench> bench = std::make_shared<SimulatedBench>(FindSimulator("kelvo10")(clock), clock);
-  std::string sent;
-  std::unique_ptr<Instrument> device;
-  Driver* kelvo = nullptr;
+  Kelvo10() : LineBench("kelvo10") {}
 };
 
 TEST_F(Kelvo10, SaysExactlyTheseWords) {
@@ -153,7 +125,7 @@ TEST_F(Kelvo10, SaysExactlyTheseWords) {
   EXPECT_EQ(TakeSent(), "OUT 100.099998\nOPER\n");
   EXPECT_EQ(device->Disconnect(), S_OK);
   EXPECT_EQ(TakeSent(), "LOC\n");
-  EXPECT_TRUE(bench->WithSimulator([](Simulator& s) { return s.unknown_requests(); }).empty());
+  EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
 }
 
 TEST_F(Kelvo10, ReadsItsConfigurationWholeOrNotAtAll) {
@@ -191,20 +163,12 @@ TEST_F(Kelvo10, AnotherInstrumentOrNoneIsRefusedAndTheLinkClosed) {
   const MonotonicTime before = clock.Now();
   EXPECT_EQ(device->Connect(), serialCommErrUnableToReadComm);
   EXPECT_EQ(clock.Now() - before, Milliseconds(1000));
-  std::int32_t connected = 1;
-  device->IsConnected(&connected);
-  EXPECT_EQ(connected, 0);
+  EXPECT_FALSE(IsConnected());
   EXPECT_NE(OpenerOf(bench)(1).port, nullptr) << "the line is free again";
 }
 
-// What a reading gives under each fault, and that the next one after it is right.
 TEST_F(Kelvo10, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  struct Case {
-    Fault fault;
-    HRESULT error;
-    Milliseconds at_most;
-  };
-  const Case cases[] = {
+  const FaultCase cases[] = {
       {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(1000)},
       {{FaultKind::kDelay, 900}, S_OK, Milliseconds(1000)},
       {{FaultKind::kDelay, 1500}, serialCommErrUnableToReadComm, Milliseconds(1000)},
@@ -214,21 +178,11 @@ TEST_F(Kelvo10, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
   };
   SetBench("measure-text", "12.345 V");
   device->Connect();
-  Driver& driver = *kelvo;
-  for (const Case& c : cases) {
-    bench->SetFaults({c.fault});
-    const MonotonicTime before = clock.Now();
-    const Reading reading = driver.ReadChannel(0);
-    EXPECT_EQ(reading.code, c.error) << static_cast<int>(c.fault.kind);
-    EXPECT_LE(clock.Now() - before, c.at_most) << static_cast<int>(c.fault.kind);
-    bench->SetFaults({});
-    clock.SleepFor(Milliseconds(3000));  // what was late has come by now, and is purged
-    EXPECT_EQ(driver.ReadChannel(0).value, 12.345F) << static_cast<int>(c.fault.kind);
-  }
+  ExpectFaultsToPass(cases, 0, 12.345F);
   bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(driver.ReadChannel(0).code, serialCommErrUnableToWriteComm);
+  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
   device->Disconnect();
-  EXPECT_EQ(driver.ReadChannel(0).code, serialCommErrCommClosed);
+  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
 }
 
 TEST_F(Kelvo10, EveryTextOfItsErrorsAndOfItsLink) {
@@ -246,19 +200,11 @@ TEST_F(Kelvo10, EveryTextOfItsErrorsAndOfItsLink) {
       {cmx310CtlErrNotCmx310, "", ""},
   };
   for (const Case& c : cases) {
-    std::int32_t unknown = 7;
-    std::string text;
-    ASSERT_EQ(device->GetErrorText(c.code, false, &unknown, &text), S_OK);
-    EXPECT_EQ(text, c.text);
-    EXPECT_EQ(unknown, *c.text ? 0 : 1);
-    device->GetErrorText(c.code, true, &unknown, &text);
-    EXPECT_EQ(text, c.short_text);
+    EXPECT_EQ(ErrorText(c.code, false), c.text);
+    EXPECT_EQ(ErrorText(c.code, true), c.short_text);
   }
-  Instrument french(Kelvo10Driver::Create({}), {.language = Language::kFrench});
-  std::int32_t unknown = 0;
+  EXPECT_EQ(FrenchErrorText(RPC_E_SERVERFAULT), "Impossible de lire la r\xE9ponse");
   std::string text;
-  french.GetErrorText(RPC_E_SERVERFAULT, false, &unknown, &text);
-  EXPECT_EQ(text, "Impossible de lire la r\xE9ponse");
   EXPECT_EQ(device->GetErrorText(0, false, nullptr, &text), E_INVALIDARG);
 }
 
