@@ -4,13 +4,12 @@
 #include <array>
 
 #include "drivers/calibrators/kelvo10/driver.h"
-#include "drivers/calibrators/kelvo10/tables.h"
 
 namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
-    CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
 };
 
 }  // namespace

@@ -1,12 +1,14 @@
 // The Kelvo10 driver: its pure protocol, then whole exchanges with the simulated instrument over an in-process line.
 #include <gtest/gtest.h>
 
-#include "drivers/calibrators/kelvo10/protocol.h"
 #include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/calibrators/range_calibrator/protocol.h"
 #include "tests/support/line_bench.h"
 
-namespace ulix::kelvo10 {
+namespace ulix::range_calibrator {
 namespace {
+
+using kelvo10::kModel;
 
 TEST(Kelvo10Protocol, BuildsRangeCommands) {
   struct Case {
@@ -33,22 +35,22 @@ TEST(Kelvo10Protocol, BuildsRangeCommands) {
       {Side::kInput, {11, 0, 1, 4, 0.0F}, 0, nullptr},
   };
   for (const Case& c : cases) {
-    const auto line = RangeCommand(c.side, c.config, c.unit);
+    const auto line = RangeCommand(kModel, c.side, c.config, c.unit);
     EXPECT_EQ(line.value_or(""), c.line ? c.line : "") << c.config.function;
     EXPECT_EQ(CodeOf(line), c.line ? S_OK : kelvo10CtlErrRgeNotSupported);
   }
 }
 
 TEST(Kelvo10Protocol, ReadsBackEveryCommandThatItCanBuild) {
-  for (std::uint32_t function = 1; function <= kFunctions.size(); ++function) {
-    for (std::uint32_t sensor = 1; sensor <= kSensorWords.size(); ++sensor) {
+  for (std::uint32_t function = 1; function <= kelvo10::kFunctions.size(); ++function) {
+    for (std::uint32_t sensor = 1; sensor <= kelvo10::kSensorWords.size(); ++sensor) {
       for (const Side side : {Side::kInput, Side::kOutput}) {
         const SideConfig sent{function, sensor % 7 + 1, sensor, sensor % 4, 12.5F};
-        const auto line = RangeCommand(side, sent, sensor % 3);
+        const auto line = RangeCommand(kModel, side, sent, sensor % 3);
         ASSERT_TRUE(line);
-        const auto reply = ParseRangeReply(*line, sent);
+        const auto reply = ParseRangeReply(kModel, *line, sent);
         ASSERT_TRUE(reply) << *line;
-        EXPECT_EQ(RangeCommand(side, reply->config, reply->unit.value_or(0)).value_or(""), *line);
+        EXPECT_EQ(RangeCommand(kModel, side, reply->config, reply->unit.value_or(0)).value_or(""), *line);
       }
     }
   }
@@ -56,16 +58,16 @@ TEST(Kelvo10Protocol, ReadsBackEveryCommandThatItCanBuild) {
 
 TEST(Kelvo10Protocol, TellsWordsThatContainEachOtherApart) {
   const SideConfig before{1, 2, 3, 1, 7.0F};
-  const auto rtd = ParseRangeReply("CFG_IN TC,TYP_PT500,CEL,JR_RTD", before);
+  const auto rtd = ParseRangeReply(kModel, "CFG_IN TC,TYP_PT500,CEL,JR_RTD", before);
   ASSERT_TRUE(rtd);
   EXPECT_EQ(rtd->config, (SideConfig{11, 0, 17, 3, 7.0F}));
-  EXPECT_EQ(ParseRangeReply("V50", before)->config.function, 1U);
-  EXPECT_EQ(ParseRangeReply("  V5 \r", before)->config.function, 2U);
-  EXPECT_EQ(ParseRangeReply("V50", before)->config.cold_junction, 1U) << "not named, not changed";
+  EXPECT_EQ(ParseRangeReply(kModel, "V50", before)->config.function, 1U);
+  EXPECT_EQ(ParseRangeReply(kModel, "  V5 \r", before)->config.function, 2U);
+  EXPECT_EQ(ParseRangeReply(kModel, "V50", before)->config.cold_junction, 1U) << "not named, not changed";
   for (const char* refused :
        {"", "CFG_IN", "V51", "V50,V5", "TC,TYP_K", "TC,CEL,JR_ON", "TYP_K,CEL", "V50 CFG_IN",
         "TC,TYP_K,CEL,JR_PROG,20,30", "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99", "V50,20"}) {
-    EXPECT_FALSE(ParseRangeReply(refused, before)) << refused;
+    EXPECT_FALSE(ParseRangeReply(kModel, refused, before)) << refused;
   }
 }
 
@@ -82,18 +84,18 @@ TEST(Kelvo10Protocol, ReadsTheNumberAtTheStartOfAMeasure) {
 }
 
 TEST(Kelvo10Protocol, UnitsAndResolutionsFollowTheFunction) {
-  EXPECT_EQ(UnitOf(3, 0), "V");
-  EXPECT_EQ(UnitOf(7, 0), "mA");
-  EXPECT_EQ(UnitOf(12, 1),
+  EXPECT_EQ(UnitOf(kModel, 3, 0), "V");
+  EXPECT_EQ(UnitOf(kModel, 7, 0), "mA");
+  EXPECT_EQ(UnitOf(kModel, 12, 1),
             "\xB0"
             "F");
-  EXPECT_EQ(UnitOf(11, 3),
+  EXPECT_EQ(UnitOf(kModel, 11, 3),
             "\xB0"
             "C");
-  EXPECT_EQ(UnitOf(0, 0), "");
-  EXPECT_EQ(UnitOf(13, 0), "");
-  EXPECT_EQ(ResolutionOf(9), 2);
-  EXPECT_EQ(ResolutionOf(13), 6);
+  EXPECT_EQ(UnitOf(kModel, 0, 0), "");
+  EXPECT_EQ(UnitOf(kModel, 13, 0), "");
+  EXPECT_EQ(ResolutionOf(kModel, 9), 2);
+  EXPECT_EQ(ResolutionOf(kModel, 13), 6);
   EXPECT_EQ(OutputCommand(100.1F), "OUT 100.099998");
   EXPECT_EQ(OutputCommand(3.4e38F), "OUT 339999995214436424907732413799364296704.000000");
 }
@@ -209,4 +211,4 @@ TEST_F(Kelvo10, EveryTextOfItsErrorsAndOfItsLink) {
 }
 
 }  // namespace
-}  // namespace ulix::kelvo10
+}  // namespace ulix::range_calibrator
