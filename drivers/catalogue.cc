@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/calibrators/cmx310/driver.h"
 #include "drivers/calibrators/kelvo10/driver.h"
 
 namespace ulix {
@@ -10,6 +11,7 @@ namespace {
 
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
+    CatalogueEntry{&cmx310::kCard, cmx310::Create},
 };
 
 }  // namespace
