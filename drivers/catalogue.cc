@@ -5,6 +5,8 @@
 
 #include "drivers/calibrators/cmx310/driver.h"
 #include "drivers/calibrators/kelvo10/driver.h"
+#include "drivers/field/hart/driver.h"
+#include "drivers/field/hart/tables.h"
 
 namespace ulix {
 namespace {
@@ -12,6 +14,7 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
 };
 
 }  // namespace

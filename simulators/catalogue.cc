@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "simulators/cmx310.h"
+#include "simulators/hart.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -22,6 +23,7 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
     {"cmx310", Make<Cmx310Simulator>},
+    {"hart", Make<HartSimulator>},
 };
 
 }  // namespace
