@@ -3,14 +3,18 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/calibrators/cmx310/driver.h"
 #include "drivers/calibrators/kelvo10/driver.h"
-#include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/field/hart/driver.h"
+#include "drivers/field/hart/tables.h"
 
 namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
-    CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
+    CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
 };
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/cmx310.h"
+#include "simulators/hart.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -20,6 +22,8 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"cmx310", Make<Cmx310Simulator>},
+    {"hart", Make<HartSimulator>},
 };
 
 }  // namespace
