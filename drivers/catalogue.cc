@@ -5,12 +5,18 @@
 
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/others/isotech/driver.h"
+#include "drivers/others/isotech/tables.h"
+#include "drivers/others/kambic/driver.h"
+#include "drivers/others/kambic/tables.h"
 
 namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
+    CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
 };
 
 }  // namespace

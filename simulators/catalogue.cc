@@ -2,6 +2,8 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/isotech.h"
+#include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -20,6 +22,8 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"isotech", Make<IsotechSimulator>},
+    {"kambic", Make<KambicSimulator>},
 };
 
 }  // namespace
