@@ -7,6 +7,10 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/others/isotech/driver.h"
+#include "drivers/others/isotech/tables.h"
+#include "drivers/others/kambic/driver.h"
+#include "drivers/others/kambic/tables.h"
 
 namespace ulix {
 namespace {
@@ -15,6 +19,8 @@ constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
     CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
+    CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
+    CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
 };
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include "base/text.h"
 #include "simulators/cmx310.h"
 #include "simulators/hart.h"
+#include "simulators/isotech.h"
+#include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -24,6 +26,8 @@ constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
     {"cmx310", Make<Cmx310Simulator>},
     {"hart", Make<HartSimulator>},
+    {"isotech", Make<IsotechSimulator>},
+    {"kambic", Make<KambicSimulator>},
 };
 
 }  // namespace
