@@ -152,23 +152,25 @@ bool SerialLink::Apply(const platform::SerialTimeouts& timeouts) {
 }
 
 HRESULT SerialLink::WriteString(std::string_view text, std::uint32_t timeout_ms) {
-  return WithPort([&] {
-    std::string oem(text);
-    platform::OemFromAnsi(oem);
-    return WriteLocked(oem, timeout_ms);
-  });
+  return WithPort([&] { return WriteTextLocked(text, timeout_ms); });
 }
 
 HRESULT SerialLink::WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms) {
   return WithPort([&] {
-    const HRESULT result = WriteString(text, timeout_ms);
+    const HRESULT result = WriteTextLocked(text, timeout_ms);
     if (Failed(result) || terminator == '\0') return result;
-    return WriteString(std::string_view(&terminator, 1), timeout_ms);
+    return WriteTextLocked(std::string_view(&terminator, 1), timeout_ms);
   });
 }
 
 HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms) {
   return WithPort([&] { return WriteLocked(bytes, timeout_ms); });
+}
+
+HRESULT SerialLink::WriteTextLocked(std::string_view text, std::uint32_t timeout_ms) {
+  std::string oem(text);
+  platform::OemFromAnsi(oem);
+  return WriteLocked(oem, timeout_ms);
 }
 
 HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms) {

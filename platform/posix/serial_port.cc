@@ -33,27 +33,35 @@ constexpr std::array kSpeeds = {SpeedRow{300, B300},      SpeedRow{600, B600},  
                                 SpeedRow{19200, B19200},  SpeedRow{38400, B38400}, SpeedRow{57600, B57600},
                                 SpeedRow{115200, B115200}};
 
-// Marks that PARMRK puts before a byte received with an error, and before a 0xFF that was meant.
+// With PARMRK a byte received with an error comes as this, a zero and the byte; a 0xFF that was meant comes twice.
 constexpr char kMark = '\xFF';
-constexpr char kBadByte = '\0';
 
 bool IsPseudoTerminal(const std::string& device) { return device.starts_with("/dev/pts/"); }
 
-std::optional<steady_clock::time_point> DeadlineAfter(std::uint32_t ms) {
-  if (ms == 0) return std::nullopt;
-  return steady_clock::now() + std::chrono::milliseconds(ms);
-}
+// The time of one read or write. It runs from the first wait, since most bytes of a reply are there already and need
+// not ask the clock.
+class TransferTime {
+ public:
+  explicit TransferTime(std::uint32_t ms) : ms_(ms) {}
+  bool limited() const { return ms_ != 0; }
+  timespec Left() {
+    const auto now = steady_clock::now();
+    if (!end_) end_ = now + std::chrono::milliseconds(ms_);
+    const auto ns = std::max<std::int64_t>(0, std::chrono::nanoseconds(*end_ - now).count());
+    return {.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
+  }
+
+ private:
+  std::uint32_t ms_;
+  std::optional<steady_clock::time_point> end_;
+};
 
 // Waits until the descriptor is ready for `events`: 1 ready, 0 out of time, -1 failed with errno set.
-int WaitReady(int fd, short events, std::optional<steady_clock::time_point> deadline) {
+int WaitReady(int fd, short events, TransferTime& time) {
   for (;;) {
-    timespec left{};
-    if (deadline) {
-      const auto ns = std::max<std::int64_t>(0, std::chrono::nanoseconds(*deadline - steady_clock::now()).count());
-      left = {.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
-    }
+    const timespec left = time.limited() ? time.Left() : timespec{};
     pollfd entry{.fd = fd, .events = events, .revents = 0};
-    const int ready = ppoll(&entry, 1, deadline ? &left : nullptr, nullptr);
+    const int ready = ppoll(&entry, 1, time.limited() ? &left : nullptr, nullptr);
     if (ready < 0 && errno == EINTR) continue;
     if (ready > 0 && !(entry.revents & events)) {
       errno = EIO;  // hung up with nothing left to read
@@ -118,18 +126,20 @@ class TerminalPort final : public SerialPort {
   }
 
   IoResult Read(std::span<char> bytes) override {
-    const auto deadline = DeadlineAfter(timeouts_.read_ms);
+    TransferTime time(timeouts_.read_ms);
     std::size_t count = 0;
     while (count < bytes.size()) {
-      const IoResult some = ReadSome(bytes.subspan(count), deadline);
-      count += some.count;
-      if (some.outcome != IoOutcome::kComplete) return Ended(some, count);
+      IoResult next = NextByte(bytes[count], time);
+      if (next.outcome == IoOutcome::kComplete && parity_checked_ && bytes[count] == kMark) next = ResolveMark(time);
+      if (next.outcome != IoOutcome::kComplete) return Ended(next, count);
+      ++count;
     }
     return {IoOutcome::kComplete, count, 0};
   }
 
   IoResult Write(std::string_view bytes) override {
-    const auto deadline = DeadlineAfter(timeouts_.write_ms);
+    TransferTime time(timeouts_.write_ms);
+    reply_awaited_ = true;
     std::size_t count = 0;
     while (count < bytes.size()) {
       const ssize_t written = write(fd_.get(), bytes.data() + count, bytes.size() - count);
@@ -137,14 +147,17 @@ class TerminalPort final : public SerialPort {
         count += static_cast<std::size_t>(written);
         continue;
       }
-      const IoResult wait = WaitAfterRefusal(POLLOUT, deadline);
+      const IoResult wait = WaitAfterRefusal(POLLOUT, time);
       if (wait.outcome != IoOutcome::kComplete) return Ended(wait, count);
     }
     return {IoOutcome::kComplete, count, 0};
   }
 
   void Purge(bool input, bool output) override {
-    if (input) tcflush(fd_.get(), TCIFLUSH);
+    if (input) {
+      tcflush(fd_.get(), TCIFLUSH);
+      received_ = {};
+    }
     if (output) tcflush(fd_.get(), TCOFLUSH);
   }
 
@@ -170,45 +183,65 @@ class TerminalPort final : public SerialPort {
   }
 
   // After a call that moved nothing: waits until it may, or says why it cannot. The call's errno still stands.
-  IoResult WaitAfterRefusal(short events, std::optional<steady_clock::time_point> deadline) {
-    if (errno != EAGAIN && errno != EINTR) return Lost();
-    const int ready = WaitReady(fd_.get(), events, deadline);
+  IoResult WaitAfterRefusal(short events, TransferTime& time) {
+    return errno == EAGAIN || errno == EINTR ? WaitUntilReady(events, time) : Lost();
+  }
+
+  IoResult WaitUntilReady(short events, TransferTime& time) {
+    const int ready = WaitReady(fd_.get(), events, time);
     if (ready < 0) return Lost();
     return {ready == 0 ? IoOutcome::kNoFirstByte : IoOutcome::kComplete, 0, 0};
   }
 
   static IoResult Lost() { return {IoOutcome::kLinkLost, 0, static_cast<std::uint32_t>(errno)}; }
 
-  // At least one byte, or the reason for none. Reading comes before waiting: most bytes of a reply are there already.
-  IoResult ReadSome(std::span<char> bytes, std::optional<steady_clock::time_point> deadline) {
+  // The next byte as the driver gave it.
+  IoResult NextByte(char& byte, TransferTime& time) {
+    if (received_.empty()) {
+      const IoResult filled = Receive(time);
+      if (filled.outcome != IoOutcome::kComplete) return filled;
+    }
+    byte = received_.front();
+    received_ = received_.subspan(1);
+    return {};
+  }
+
+  // Takes at least one byte from the driver. The first of a reply is waited for at once; later ones are mostly there.
+  IoResult Receive(TransferTime& time) {
+    if (std::exchange(reply_awaited_, false)) {
+      const IoResult wait = WaitUntilReady(POLLIN, time);
+      if (wait.outcome != IoOutcome::kComplete) return wait;
+    }
     for (;;) {
-      const ssize_t got = read(fd_.get(), bytes.data(), parity_checked_ ? 1 : bytes.size());
+      const ssize_t got = read(fd_.get(), buffer_.data(), buffer_.size());
       if (got > 0) {
-        const IoResult taken{IoOutcome::kComplete, static_cast<std::size_t>(got), 0};
-        return parity_checked_ && bytes[0] == kMark ? ResolveMark(deadline) : taken;
+        received_ = std::span(buffer_).first(static_cast<std::size_t>(got));
+        return {};
       }
       if (got == 0) errno = EIO;  // the other end is gone
-      const IoResult wait = WaitAfterRefusal(POLLIN, deadline);
+      const IoResult wait = WaitAfterRefusal(POLLIN, time);
       if (wait.outcome != IoOutcome::kComplete) return wait;
     }
   }
 
   // A mark was read: a second one stands for itself, anything else announces a byte that arrived damaged.
-  IoResult ResolveMark(std::optional<steady_clock::time_point> deadline) {
-    char next = kBadByte;
-    for (;;) {
-      const ssize_t got = read(fd_.get(), &next, 1);
-      if (got > 0 && next == kMark) return {IoOutcome::kComplete, 1, 0};
-      if (got > 0) errno = EILSEQ;
-      if (got == 0) errno = EIO;
-      const IoResult wait = WaitAfterRefusal(POLLIN, deadline);
-      if (wait.outcome != IoOutcome::kComplete) return wait;
-    }
+  IoResult ResolveMark(TransferTime& time) {
+    char next = kMark;
+    IoResult result = NextByte(next, time);
+    if (result.outcome != IoOutcome::kComplete || next == kMark) return result;
+    result = NextByte(next, time);
+    errno = EILSEQ;
+    return result.outcome == IoOutcome::kComplete ? Lost() : result;
   }
 
   FileDescriptor fd_;
   bool exclusive_mark_;
   bool parity_checked_ = false;
+  bool reply_awaited_ = false;  // nothing was read since the last write
+  // What came together is taken together, though it is asked for byte by byte. No other program has the port open, so
+  // nobody misses it.
+  std::array<char, 256> buffer_;
+  std::span<const char> received_;  // the rest of buffer_
   SerialTimeouts timeouts_;
 };
 

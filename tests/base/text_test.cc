@@ -1,0 +1,44 @@
+#include "base/text.h"
+
+#include <gtest/gtest.h>
+
+namespace ulix {
+namespace {
+
+TEST(TextTest, EveryByteSurvivesBothEncodings) {
+  std::string every;
+  for (int i = 0; i < 256; ++i) every += static_cast<char>(i);
+  EXPECT_EQ(AnsiFromUtf8(Utf8FromAnsi(every)), every);
+  EXPECT_EQ(AnsiFromUtf16(Utf16FromAnsi(every)), every);
+  EXPECT_EQ(Utf8FromAnsi("\x80\xE9\x9F"), "\u20AC\u00E9\u0178");
+  EXPECT_EQ(Utf16FromAnsi("\x80\xB0"), u"\u20AC\u00B0");
+}
+
+TEST(TextTest, WhatThePageLacksIsAQuestionMark) {
+  EXPECT_EQ(AnsiFromUtf8("\u03A9=\U0001F600!"), "?=?!");
+  EXPECT_EQ(AnsiFromUtf16(u"\u03A9\xD83D\xDE00"), "???");
+}
+
+TEST(TextTest, EachByteOfABrokenSequenceIsAQuestionMark) {
+  EXPECT_EQ(AnsiFromUtf8("\xE2\x82"), "??");
+  EXPECT_EQ(AnsiFromUtf8("\xE2\x82g"), "??g");
+  EXPECT_EQ(AnsiFromUtf8("\x80\xBF"), "??");
+  EXPECT_EQ(AnsiFromUtf8("\xC0\xAF"), "??");
+  EXPECT_EQ(AnsiFromUtf8("\xF5\xFF"), "??");
+  EXPECT_EQ(AnsiFromUtf8("a\xC3"), "a?");
+}
+
+TEST(TextTest, ComparesAndCutsByAsciiRulesOnly) {
+  EXPECT_EQ(AsciiUpper("az{\xE9"), "AZ{\xE9");
+  EXPECT_TRUE(EqualIgnoringCase("Kelvo10", "KELVO10"));
+  EXPECT_FALSE(EqualIgnoringCase("\xE9", "\xC9"));
+  EXPECT_FALSE(EqualIgnoringCase("ab", "abc"));
+  EXPECT_EQ(Trimmed(" \t\r\n a b\v\f"), "a b");
+  EXPECT_EQ(Trimmed(" \t"), "");
+  const std::vector<std::string_view> words = {"a", "b", "c"};
+  EXPECT_EQ(SplitWords(",a ,, b,c ", ", "), words);
+  EXPECT_TRUE(SplitWords(" ,", ", ").empty());
+}
+
+}  // namespace
+}  // namespace ulix

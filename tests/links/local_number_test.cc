@@ -1,0 +1,70 @@
+#include "links/local_number.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/scoped_env.h"
+
+namespace ulix {
+namespace {
+
+class LocalNumberTest : public testing::Test {
+ protected:
+  void SetUp() override { SetLocalDecimalSeparator(','); }
+  void TearDown() override { SetLocalDecimalSeparator(std::nullopt); }
+};
+
+TEST_F(LocalNumberTest, AsksTheSystemOnce) {
+  SetLocalDecimalSeparator(std::nullopt);
+  const ScopedEnv all("LC_ALL", "C");
+  EXPECT_EQ(LocalDecimalSeparator(), '.');
+  const ScopedEnv later("LC_ALL", "fr_FR.UTF-8");
+  EXPECT_EQ(LocalDecimalSeparator(), '.');
+  SetLocalDecimalSeparator(std::nullopt);
+  EXPECT_EQ(LocalDecimalSeparator(), ',');
+}
+
+TEST_F(LocalNumberTest, SwapsEverySeparator) {
+  char buffer[] = "1.2.3;4";
+  ToLocalDecimal(buffer, '.');
+  EXPECT_STREQ(buffer, "1,2,3;4");
+  FromLocalDecimal(buffer, ';');
+  EXPECT_STREQ(buffer, "1;2;3;4");
+  EXPECT_EQ(ToLocalDecimal(std::string("1.2,3"), '.'), "1,2,3");
+  EXPECT_EQ(FromLocalDecimal(std::string("1.2,3"), '.'), "1.2.3");
+}
+
+TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
+  struct Row {
+    std::string text;
+    double value;
+  };
+  const std::string zeros(78, '0');
+  // Between -50 and 100; anything left over is -50.
+  const Row rows[] = {{"3,5", 3.5},      {"3.5", 3.5},
+                      {"", 0},           {"  +4e1", 40},
+                      {"-,5", -0.5},     {"1e9", 100},
+                      {"100,001", 100},  {"-1e9", -50},
+                      {"12abc", -50},    {"3 ", -50},
+                      {" ", -50},        {"nan", -50},
+                      {"inf", -50},      {"0x10", -50},
+                      {"1e", -50},       {"3,5,5", -50},
+                      {"1e-400", 0},     {"-", -50},
+                      {zeros + "7", 7},  {zeros + "7x", 7},
+                      {zeros + "77", 7}, {zeros.substr(1) + "7x", -50}};
+  for (const Row& row : rows) EXPECT_EQ(ParseLocalNumber(row.text, 100, -50), row.value) << row.text;
+  EXPECT_EQ(ParseLocalNumber("", 10, 5), 5);
+  EXPECT_EQ(ParseLocalNumber("", -5, -10), -5);
+}
+
+TEST_F(LocalNumberTest, FormatsSignificantDigits) {
+  EXPECT_EQ(FormatLocalNumber(1234.5678, 6), "1234,57");
+  EXPECT_EQ(FormatLocalNumber(1234.5678, 20), "1234,5678");
+  EXPECT_EQ(FormatLocalNumber(1.0 / 3, 20), "0,333333333333333");
+  EXPECT_EQ(FormatLocalNumber(1234.5678, 0), "1E+03");
+  EXPECT_EQ(FormatLocalNumber(-1.5e-7, 6), "-1,5E-07");
+  SetLocalDecimalSeparator('.');
+  EXPECT_EQ(FormatLocalNumber(2.5, 6), "2.5");
+}
+
+}  // namespace
+}  // namespace ulix

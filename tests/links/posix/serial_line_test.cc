@@ -1,0 +1,215 @@
+// The serial link over a real terminal: the test is the instrument at the other end.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+
+#include <array>
+#include <cerrno>
+#include <future>
+
+#include "links/serial_link.h"
+#include "platform/byte_endpoint.h"
+#include "platform/port_list.h"
+#include "platform/posix/file_descriptor.h"
+
+namespace ulix {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::uint32_t kLongMs = 20'000;
+constexpr milliseconds kLong{kLongMs};
+
+class SerialLineTest : public testing::Test {
+ protected:
+  void Open(SerialParams params = {}) {
+    params.port = port_;
+    link_.SetParams(params);
+    ASSERT_EQ(link_.Open(), S_OK);
+  }
+  std::string TakeSent(std::size_t count) {
+    std::string bytes;
+    std::array<char, 64> buffer;
+    while (bytes.size() < count) {
+      const std::size_t got = endpoint_->Read(buffer, kLong);
+      if (got == 0) break;
+      bytes.append(buffer.data(), got);
+    }
+    return bytes;
+  }
+  std::string ReadBytes(std::size_t count, std::uint32_t timeout_ms = kLongMs) {
+    std::string bytes(count, '.');
+    return Failed(link_.ReadBytes(bytes, timeout_ms)) ? "failed" : bytes;
+  }
+  // Another look at the terminal, past the link.
+  platform::FileDescriptor Terminal() const {
+    return platform::FileDescriptor(open(endpoint_->address().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  }
+  termios TerminalSettings() const {
+    termios settings{};
+    EXPECT_EQ(tcgetattr(Terminal().get(), &settings), 0);
+    return settings;
+  }
+  // Waits until the terminal holds that many bytes for the link.
+  void AwaitQueued(int count) const {
+    const platform::FileDescriptor terminal = Terminal();
+    const auto end = steady_clock::now() + kLong;
+    int queued = 0;
+    while (queued < count && steady_clock::now() < end) ASSERT_EQ(ioctl(terminal.get(), FIONREAD, &queued), 0);
+    EXPECT_EQ(queued, count);
+  }
+
+  std::unique_ptr<platform::ByteEndpoint> endpoint_ = platform::OpenPseudoTerminal().value();
+  const int port_ = platform::PortOfDevice(endpoint_->address());
+  SerialLink link_;
+};
+
+TEST_F(SerialLineTest, ExchangesLinesAndEveryByte) {
+  Open();
+  EXPECT_EQ(link_.WriteLine("*IDN?", '\n', 0), S_OK);
+  EXPECT_EQ(TakeSent(6), "*IDN?\n");
+  endpoint_->Write("KELVO10\r\nnext");
+  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "KELVO10\r");
+  EXPECT_EQ(ReadBytes(4), "next");
+
+  std::string every;
+  for (int i = 0; i < 256; ++i) every += static_cast<char>(i);
+  EXPECT_EQ(link_.WriteBytes(every, 0), S_OK);
+  EXPECT_EQ(TakeSent(256), every);
+  endpoint_->Write(every);
+  EXPECT_EQ(ReadBytes(256), every);
+}
+
+TEST_F(SerialLineTest, LosesWhatWasPurged) {
+  Open();
+  endpoint_->Write("a\nstale");
+  AwaitQueued(7);
+  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "a");
+  EXPECT_EQ(link_.Purge(true, false), S_OK);
+  endpoint_->Write("fresh\n");
+  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "fresh");
+  endpoint_->Write("left behind");
+  AwaitQueued(11);
+  link_.Close();
+  Open();
+  endpoint_->Write("new\n");
+  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "new");
+}
+
+TEST_F(SerialLineTest, SilenceFailsAfterItsTime) {
+  Open();
+  const auto start = steady_clock::now();
+  std::string buffer(8, '.');
+  EXPECT_EQ(link_.ReadLine(buffer, '\n', 100), serialCommErrUnableToReadComm);
+  EXPECT_EQ(link_.lastError(), 0u);
+  const auto taken = steady_clock::now() - start;
+  EXPECT_GE(taken, milliseconds(100));
+  EXPECT_LT(taken, milliseconds(5000));
+  endpoint_->Write("AB");
+  EXPECT_EQ(link_.ReadLine(buffer, '\n', 100), serialCommErrUnableToReadComm);
+  EXPECT_EQ(buffer, "AB......");
+  endpoint_->Write("CD");
+  EXPECT_EQ(ReadBytes(4, 100), "CD..");
+  EXPECT_EQ(ReadBytes(4, 1), "failed");
+}
+
+TEST_F(SerialLineTest, AWriteThatNobodyTakesEnds) {
+  Open();
+  const std::string much(1 << 20, 'x');
+  EXPECT_EQ(link_.WriteBytes(much, 100), serialCommErrUnableToWriteComm);
+  std::uint32_t read_ms = 0;
+  std::uint32_t write_ms = 0;
+  EXPECT_EQ(link_.GetTimeouts(&read_ms, &write_ms), S_OK);
+  EXPECT_EQ(write_ms, 100u);
+}
+
+TEST_F(SerialLineTest, HangUpEndsAWaitAtOnce) {
+  Open();
+  auto reply = std::async(std::launch::async, [&] {
+    link_.WriteLine("?", '\n', 0);
+    std::string buffer(8, '.');
+    return link_.ReadLine(buffer, '\n', 60'000);
+  });
+  EXPECT_EQ(TakeSent(2), "?\n");
+  const auto start = steady_clock::now();
+  endpoint_.reset();
+  EXPECT_EQ(reply.get(), serialCommErrUnableToReadComm);
+  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
+  EXPECT_EQ(link_.lastError(), static_cast<std::uint32_t>(EIO));
+  EXPECT_EQ(link_.WriteLine("?", '\n', 0), serialCommErrUnableToWriteComm);
+  EXPECT_EQ(link_.Close(), S_OK);
+  EXPECT_EQ(link_.Open(), serialCommErrUnableToOpenComm);
+}
+
+TEST_F(SerialLineTest, OpensForOneAtATime) {
+  Open();
+  SerialLink second;
+  second.SetParams({.port = port_});
+  EXPECT_EQ(second.Open(), serialCommErrUnableToOpenComm);
+  endpoint_->Write("still\n");
+  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "still");
+  link_.Close();
+  EXPECT_EQ(second.Open(), S_OK);
+  EXPECT_EQ(second.Close(), S_OK);
+}
+
+TEST_F(SerialLineTest, TakesEveryRate) {
+  for (const std::uint32_t rate : kBaudRates) {
+    Open({.baudRate = rate});
+    link_.WriteBytes("x", 0);
+    EXPECT_EQ(TakeSent(1), "x");
+    link_.Close();
+  }
+  Open({.baudRate = 19200});
+  const termios settings = TerminalSettings();
+  EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B19200));
+  EXPECT_EQ(cfgetispeed(&settings), static_cast<speed_t>(B19200));
+}
+
+TEST_F(SerialLineTest, SetsFlowControlInTheTerminal) {
+  Open({.handshakeCode = 2});
+  termios settings = TerminalSettings();
+  EXPECT_EQ(settings.c_iflag & static_cast<tcflag_t>(IXON | IXOFF | IXANY), static_cast<tcflag_t>(IXON | IXOFF));
+  EXPECT_EQ(settings.c_cc[VSTART], 17);
+  EXPECT_EQ(settings.c_cc[VSTOP], 19);
+  for (const int handshake : {0, 1}) {
+    link_.Close();
+    Open({.handshakeCode = handshake});
+    EXPECT_EQ(TerminalSettings().c_iflag & static_cast<tcflag_t>(IXON | IXOFF), 0u);
+  }
+}
+
+TEST_F(SerialLineTest, ParityKeepsEveryGoodByte) {
+  for (const int parity : {0, 1}) {
+    Open({.parityCode = parity});
+    EXPECT_NE(TerminalSettings().c_iflag & static_cast<tcflag_t>(INPCK), 0u);
+    const std::string reply(
+        "\xFF\xFF"
+        "A\xFF\0\n",
+        6);
+    endpoint_->Write(reply);
+    EXPECT_EQ(ReadBytes(6), reply);
+    link_.Close();
+  }
+}
+
+TEST_F(SerialLineTest, ADamagedByteFailsTheReadAndIsGone) {
+  Open({.parityCode = 0});
+  // A pseudo terminal damages nothing: its marks are put into the line with the marking off.
+  const platform::FileDescriptor terminal = Terminal();
+  termios settings = TerminalSettings();
+  settings.c_iflag &= ~static_cast<tcflag_t>(PARMRK);
+  ASSERT_EQ(tcsetattr(terminal.get(), TCSANOW, &settings), 0);
+  endpoint_->Write(std::string_view("A\xFF\0xB\n", 6));
+  AwaitQueued(6);
+  std::string buffer(8, '.');
+  EXPECT_EQ(link_.ReadLine(buffer, '\n', 0), serialCommErrUnableToReadComm);
+  EXPECT_EQ(buffer[0], 'A');
+  EXPECT_EQ(link_.lastError(), static_cast<std::uint32_t>(EILSEQ));
+  EXPECT_EQ(link_.ReadLineText(8, '\n', 0), "B");
+}
+
+}  // namespace
+}  // namespace ulix

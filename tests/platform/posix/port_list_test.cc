@@ -1,0 +1,84 @@
+#include "platform/port_list.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "links/port_enumeration.h"
+#include "links/serial_link.h"
+#include "platform/byte_endpoint.h"
+#include "tests/support/scoped_env.h"
+
+namespace ulix {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A home of its own for the user's port file.
+class PortListTest : public testing::Test {
+ protected:
+  PortListTest() {
+    std::string pattern = fs::temp_directory_path() / "ulix-ports-XXXXXX";
+    home_ = mkdtemp(pattern.data());
+    fs::create_directories(home_ / "ulix");
+    config_.emplace("XDG_CONFIG_HOME", home_);
+  }
+  ~PortListTest() override { fs::remove_all(home_); }
+  void WritePortFile(std::string_view text) { std::ofstream(home_ / "ulix/ports") << text; }
+
+  fs::path home_;
+  std::optional<ScopedEnv> config_;
+};
+
+TEST_F(PortListTest, NamedPortsWinInTheirOrder) {
+  const ScopedEnv five("ULIX_COM5", "/dev/from-environment");
+  WritePortFile(
+      "# my ports\n COM5 = /dev/from-file\nCOM10=/dev/ten\n\nCOM1=/dev/one\nCOM0=/dev/no\nCOMx=/dev/no\nCOM3\n");
+  EXPECT_EQ(platform::DeviceOfPort(5), "/dev/from-environment");
+  EXPECT_EQ(platform::DeviceOfPort(10), "/dev/ten");
+  EXPECT_EQ(platform::DeviceOfPort(1), "/dev/one");
+  EXPECT_EQ(platform::DeviceOfPort(0), std::nullopt);
+  EXPECT_EQ(platform::DeviceOfPort(31999), std::nullopt);
+  EXPECT_EQ(platform::PortOfDevice("/dev/ten"), 10);
+
+  std::vector<int> ports = {99};
+  const int count = EnumSerialPorts(ports);
+  EXPECT_EQ(count, static_cast<int>(ports.size()));
+  EXPECT_TRUE(std::is_sorted(ports.begin(), ports.end()));
+  for (const int port : {1, 5, 10}) EXPECT_EQ(std::count(ports.begin(), ports.end(), port), 1) << port;
+}
+
+TEST_F(PortListTest, ListsAtMost256) {
+  std::string file;
+  for (int i = 1; i <= 300; ++i) file += "COM" + std::to_string(i) + "=/dev/many" + std::to_string(i) + "\n";
+  WritePortFile(file);
+  std::vector<int> ports;
+  EXPECT_EQ(EnumSerialPorts(ports), 256);
+  EXPECT_EQ(ports.back(), 256);
+  EXPECT_EQ(platform::DeviceOfPort(300), "/dev/many300");
+}
+
+TEST_F(PortListTest, GivesADeviceANumberThatStays) {
+  const int number = platform::PortOfDevice("/dev/somewhere");
+  EXPECT_GT(number, 0);
+  EXPECT_EQ(platform::PortOfDevice("/dev/somewhere"), number);
+  EXPECT_EQ(platform::DeviceOfPort(number), "/dev/somewhere");
+  EXPECT_NE(platform::PortOfDevice("/dev/elsewhere"), number);
+}
+
+TEST_F(PortListTest, ANamedPortOpens) {
+  const auto endpoint = platform::OpenPseudoTerminal().value();
+  const ScopedEnv five("ULIX_COM5", endpoint->address());
+  SerialLink link;
+  link.SetParams({.port = 5});
+  EXPECT_EQ(link.Open(), S_OK);
+  EXPECT_EQ(link.Close(), S_OK);
+  const ScopedEnv file("ULIX_COM5", home_ / "ulix/ports");
+  WritePortFile("no terminal");
+  EXPECT_EQ(link.Open(), serialCommErrUnableToOpenComm);
+}
+
+}  // namespace
+}  // namespace ulix

@@ -1,0 +1,78 @@
+// A serial port that does what a test orders and notes what it was asked.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/serial_port.h"
+
+namespace ulix {
+
+// The line behind the port; lives on when the port is closed.
+struct FakeLine {
+  std::vector<std::string> calls;  // such as "open 1", "timeouts 1000 1000", "write MEAS?", "read 1", "clear"
+  platform::LineSettings settings;
+  std::string input;  // what the device has sent
+  platform::IoResult after_input{platform::IoOutcome::kNoFirstByte, 0, 0};
+
+  bool refuses_open = false;
+  bool refuses_queues = false;
+  bool refuses_configure = false;
+  int timeouts_taken = -1;             // how many more times they can be set; negative: always
+  std::size_t bytes_taken = SIZE_MAX;  // of each write
+};
+
+class FakeSerialPort final : public platform::SerialPort {
+ public:
+  explicit FakeSerialPort(FakeLine& line) : line_(line) {}
+  ~FakeSerialPort() override { line_.calls.push_back("close"); }
+
+  bool SetQueueSizes(std::uint32_t receive, std::uint32_t transmit) override {
+    line_.calls.push_back("queues " + std::to_string(receive) + " " + std::to_string(transmit));
+    return !line_.refuses_queues;
+  }
+  bool SetTimeouts(const platform::SerialTimeouts& timeouts) override {
+    line_.calls.push_back("timeouts " + std::to_string(timeouts.read_ms) + " " + std::to_string(timeouts.write_ms));
+    if (line_.timeouts_taken == 0) return false;
+    if (line_.timeouts_taken > 0) --line_.timeouts_taken;
+    return true;
+  }
+  bool Configure(const platform::LineSettings& settings) override {
+    line_.calls.push_back("configure");
+    line_.settings = settings;
+    return !line_.refuses_configure;
+  }
+  platform::IoResult Read(std::span<char> bytes) override {
+    line_.calls.push_back("read " + std::to_string(bytes.size()));
+    const std::size_t count = line_.input.copy(bytes.data(), bytes.size());
+    line_.input.erase(0, count);
+    if (count == bytes.size()) return {platform::IoOutcome::kComplete, count, 0};
+    platform::IoResult ended = line_.after_input;
+    ended.count = count;
+    return ended;
+  }
+  platform::IoResult Write(std::string_view bytes) override {
+    line_.calls.push_back("write " + std::string(bytes));
+    const std::size_t count = std::min(bytes.size(), line_.bytes_taken);
+    return {count == bytes.size() ? platform::IoOutcome::kComplete : platform::IoOutcome::kStoppedMidway, count, 0};
+  }
+  void Purge(bool input, bool output) override {
+    line_.calls.push_back(std::string("purge") + (input ? " in" : "") + (output ? " out" : ""));
+  }
+  void ClearError() override { line_.calls.push_back("clear"); }
+
+ private:
+  FakeLine& line_;
+};
+
+// Notes the port number and refuses when the line says so. The line outlives every port.
+inline platform::SerialPortOpener OpenerOf(FakeLine& line) {
+  return [&line](int port) {
+    line.calls.push_back("open " + std::to_string(port));
+    if (line.refuses_open) return platform::OpenResult{nullptr, 2};
+    return platform::OpenResult{std::make_unique<FakeSerialPort>(line), 0};
+  };
+}
+
+}  // namespace ulix
