@@ -5,12 +5,18 @@
 
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/others/flukehydra/driver.h"
+#include "drivers/others/flukehydra/tables.h"
+#include "drivers/others/jofrartcptc/driver.h"
+#include "drivers/others/jofrartcptc/tables.h"
 
 namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
+    CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
 };
 
 }  // namespace

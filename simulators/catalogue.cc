@@ -2,6 +2,8 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/flukehydra.h"
+#include "simulators/jofrartcptc.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -20,6 +22,8 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"flukehydra", Make<FlukeHydraSimulator>},
+    {"jofrartcptc", Make<JofraRtcPtcSimulator>},
 };
 
 }  // namespace
