@@ -11,6 +11,10 @@
 #include "drivers/others/isotech/tables.h"
 #include "drivers/others/kambic/driver.h"
 #include "drivers/others/kambic/tables.h"
+#include "drivers/others/flukehydra/driver.h"
+#include "drivers/others/flukehydra/tables.h"
+#include "drivers/others/jofrartcptc/driver.h"
+#include "drivers/others/jofrartcptc/tables.h"
 
 namespace ulix {
 namespace {
@@ -21,6 +25,8 @@ constexpr std::array kModels = {
     CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
     CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
     CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
+    CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
+    CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
 };
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include "simulators/hart.h"
 #include "simulators/isotech.h"
 #include "simulators/kambic.h"
+#include "simulators/flukehydra.h"
+#include "simulators/jofrartcptc.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 
@@ -28,6 +30,8 @@ constexpr CatalogueRow kCatalogue[] = {
     {"hart", Make<HartSimulator>},
     {"isotech", Make<IsotechSimulator>},
     {"kambic", Make<KambicSimulator>},
+    {"flukehydra", Make<FlukeHydraSimulator>},
+    {"jofrartcptc", Make<JofraRtcPtcSimulator>},
 };
 
 }  // namespace
