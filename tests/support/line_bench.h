@@ -1,0 +1,101 @@
+// A model's driver at its simulated instrument, over a line inside the process.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "core/instrument.h"
+#include "drivers/catalogue.h"
+#include "simulators/in_process_port.h"
+#include "simulators/simulator.h"
+#include "tests/support/manual_clock.h"
+
+namespace ulix {
+
+// What a reading gives under a fault, and the time it may take.
+struct FaultCase {
+  Fault fault;
+  HRESULT error;
+  Milliseconds at_most;
+};
+
+// Time passes by being waited for. Every byte that goes to the instrument is kept.
+class LineBench : public testing::Test {
+ protected:
+  explicit LineBench(const char* model)
+      : bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)), create_(FindModel(model)->create) {
+    DriverServices services;
+    services.clock = &clock;
+    services.open_serial_port = OpenerOf(bench);
+    services.trace = [this](TraceDirection direction, std::string_view bytes) {
+      if (direction == TraceDirection::kSent) sent += bytes;
+    };
+    auto made = create_(services);
+    driver = made.get();
+    device = std::make_unique<Instrument>(std::move(made), Instrument::Options{.clock = &clock});
+  }
+
+  void Set(const char* key, const char* value) {
+    const SettingRow* row = device->settings().Find(key);
+    ASSERT_NE(row, nullptr) << key;
+    ASSERT_EQ(device->settings().SetText(*row, value), S_OK) << key;
+  }
+  void SetBench(const char* key, std::string_view value) {
+    ASSERT_EQ(bench->WithSimulator([&](Simulator& s) { return s.Set(key, value); }), S_OK) << key;
+  }
+  std::string TakeSent() { return std::exchange(sent, {}); }
+  std::vector<std::string> UnknownRequests() {
+    return bench->WithSimulator([](Simulator& s) { return s.unknown_requests(); });
+  }
+  bool IsConnected() {
+    std::int32_t connected = 0;
+    EXPECT_EQ(device->IsConnected(&connected), S_OK);
+    return connected != 0;
+  }
+
+  // The text of a code, "" where the model has none.
+  std::string ErrorText(HRESULT code, bool is_short) { return ErrorText(*device, code, is_short); }
+  std::string FrenchErrorText(HRESULT code) {
+    Instrument french(create_({}), {.language = Language::kFrench});
+    return ErrorText(french, code, false);
+  }
+
+  // Reads the channel under each fault, and again when the fault has passed: that reading must be right.
+  void ExpectFaultsToPass(std::span<const FaultCase> cases, ChannelId channel, float right) {
+    for (const FaultCase& c : cases) {
+      SCOPED_TRACE(testing::Message() << "fault " << static_cast<int>(c.fault.kind) << '=' << c.fault.amount);
+      bench->SetFaults({c.fault});
+      const MonotonicTime before = clock.Now();
+      EXPECT_EQ(driver->ReadChannel(channel).code, c.error);
+      EXPECT_LE(clock.Now() - before, c.at_most);
+      bench->SetFaults({});
+      clock.SleepFor(Milliseconds(10'000));  // what was late has come by now
+      const Reading next = driver->ReadChannel(channel);
+      EXPECT_EQ(next.code, S_OK);
+      EXPECT_EQ(next.value, right);
+    }
+  }
+
+  ManualClock clock{ManualClock::Mode::kAutomatic};
+  std::shared_ptr<SimulatedBench> bench;
+  std::string sent;
+  std::unique_ptr<Instrument> device;
+  Driver* driver = nullptr;  // the device's own
+
+ private:
+  static std::string ErrorText(Instrument& of, HRESULT code, bool is_short) {
+    std::int32_t unknown = -1;
+    std::string text;
+    EXPECT_EQ(of.GetErrorText(code, is_short, &unknown, &text), S_OK);
+    EXPECT_EQ(unknown, text.empty() ? 1 : 0);
+    return text;
+  }
+
+  DriverFactory create_;
+};
+
+}  // namespace ulix
