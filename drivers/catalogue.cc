@@ -7,14 +7,14 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
-#include "drivers/others/isotech/driver.h"
-#include "drivers/others/isotech/tables.h"
-#include "drivers/others/kambic/driver.h"
-#include "drivers/others/kambic/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
+#include "drivers/others/isotech/driver.h"
+#include "drivers/others/isotech/tables.h"
 #include "drivers/others/jofrartcptc/driver.h"
 #include "drivers/others/jofrartcptc/tables.h"
+#include "drivers/others/kambic/driver.h"
+#include "drivers/others/kambic/tables.h"
 
 namespace ulix {
 namespace {

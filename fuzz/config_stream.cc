@@ -24,14 +24,14 @@ HRESULT LoadInto(Instrument& device, std::string bytes) {
 }
 
 void CheckLoad(std::string_view bytes) {
-  Instrument device(kelvo10::Kelvo10Driver::Create({}));
+  Instrument device(kelvo10::Create({}));
   const HRESULT loaded = LoadInto(device, std::string(bytes));
   Require(loaded == S_OK || loaded == E_INVALIDARG, "a stream is taken or refused");
   std::vector<std::uint32_t> groups;
   Require(device.Groups(&groups) == S_OK && groups.size() <= bytes.size() / kGroupBytes, "each group has its bytes");
 
   const std::string saved = SavedBy(device);
-  Instrument other(kelvo10::Kelvo10Driver::Create({}));
+  Instrument other(kelvo10::Create({}));
   for (Instrument* again : {&other, &device}) {
     Require(LoadInto(*again, saved) == S_OK, "what was saved loads");
     Require(SavedBy(*again) == saved, "and is saved the same");

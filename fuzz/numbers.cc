@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "base/text.h"
@@ -45,7 +46,9 @@ void CheckPrefix(std::string_view text) {
   }
   Require(prefix->length <= text.size() && std::isfinite(prefix->value), "a number is finite and inside its text");
   const std::string_view number = text.substr(0, prefix->length);
-  Require(SameBits(prefix->value, std::strtod(std::string(number).c_str(), nullptr)), "a number is as strtod has it");
+  constexpr double kLargest = std::numeric_limits<double>::max();
+  const double read = std::clamp(std::strtod(std::string(number).c_str(), nullptr), -kLargest, kLargest);
+  Require(SameBits(prefix->value, read), "a number is as strtod has it, held at the largest");
   const auto whole = ParseDecimal(number);
   Require(whole && SameBits(*whole, prefix->value), "the number alone reads the same");
   Require(ParseDecimal(text).has_value() == (number.size() == text.size()), "nothing may be left over");

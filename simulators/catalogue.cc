@@ -3,11 +3,11 @@
 
 #include "base/text.h"
 #include "simulators/cmx310.h"
+#include "simulators/flukehydra.h"
 #include "simulators/hart.h"
 #include "simulators/isotech.h"
-#include "simulators/kambic.h"
-#include "simulators/flukehydra.h"
 #include "simulators/jofrartcptc.h"
+#include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
 #include "simulators/simulator.h"
 

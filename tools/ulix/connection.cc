@@ -45,7 +45,7 @@ std::string Joined(const Words& words, const char* between, Name&& name) {
 
 // Adds an option that takes one of `words` and hands its code to `take`.
 CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const CodedWord> words, const std::string& help,
-                           std::function<void(std::uint32_t)> take) {
+                           const std::function<void(std::uint32_t)>& take) {
   const std::string allowed = Joined(words, "|", [](const CodedWord& word) { return word.word; });
   const auto handle = [=](const std::string& text) {
     const auto code = CodeOfWord(words, text);
