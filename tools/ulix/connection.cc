@@ -85,7 +85,7 @@ int PortNumber(const PortArgument& port, int unchanged) {
   if (const int* number = std::get_if<int>(&port)) return *number;
   const auto& device = std::get<std::string>(port);
   const int number = platform::PortOfDevice(device);
-  if (number == 0) throw UsageError("--port", "no port number is left for " + device);
+  if (number == 0) throw UsageError("--port", "no port number stands for " + device);
   return number;
 }
 
