@@ -2,6 +2,10 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/cmx310.h"
+#include "simulators/hart.h"
+#include "simulators/isotech.h"
+#include "simulators/kambic.h"
 #include "simulators/flukehydra.h"
 #include "simulators/jofrartcptc.h"
 #include "simulators/kelvo10.h"
@@ -22,6 +26,10 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"cmx310", Make<Cmx310Simulator>},
+    {"hart", Make<HartSimulator>},
+    {"isotech", Make<IsotechSimulator>},
+    {"kambic", Make<KambicSimulator>},
     {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
 };
