@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/trace.h"
 #include "core/error_text.h"
 #include "core/instrument_member.h"
-#include "core/trace.h"
 #include "core/version.h"
 #include "resources/texts.h"
 
@@ -24,6 +24,7 @@ const ModelCard& Instrument::card() const { return control_->driver->card(); }
 Settings& Instrument::settings() { return control_->driver->settings(); }
 EventSinks& Instrument::events() { return control_->sinks; }
 bool Instrument::IsDirty() const { return dirty_; }
+void Instrument::MarkDirty() { dirty_ = true; }
 
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);

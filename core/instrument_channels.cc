@@ -36,7 +36,7 @@ HRESULT Instrument::GetChanDir(ChannelId channel, std::int32_t* direction) {
 HRESULT Instrument::GetChanName(ChannelId channel, std::string* name) {
   return Member([&]() -> HRESULT {
     if (!name || !control_->channels.Knows(channel)) return E_INVALIDARG;
-    return Give(name, control_->channels.Row(channel).name);
+    return Give(name, control_->driver->ChannelName(channel));
   });
 }
 
@@ -57,6 +57,10 @@ HRESULT Instrument::GetChanLim(ChannelId channel, std::int16_t index, float* lim
     *limit = found.value;
     return Give(level, found.level);
   });
+}
+
+bool Instrument::OffersChannel(ChannelId channel) const {
+  return control_->channels.Knows(channel) && control_->driver->OffersChannel(channel);
 }
 
 std::vector<ChannelId> Instrument::ChannelsWhere(bool (*wanted)(std::int32_t direction)) const {
