@@ -21,3 +21,7 @@ add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM
 foreach(library gtest gtest_main gmock gmock_main)
   target_compile_options(${library} PRIVATE -w)
 endforeach()
+
+# This compiler puts an inline constexpr table into .data in one unit and into .rdata in another, and the linker then takes
+# the copies, which are the same to the byte, for two definitions.
+add_link_options(-Wl,--allow-multiple-definition)

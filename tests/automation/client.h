@@ -3,6 +3,7 @@
 
 #include <oaidl.h>
 #include <ocidl.h>
+#include <olectl.h>
 #include <windows.h>
 #include <wrl/client.h>
 

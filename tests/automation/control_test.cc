@@ -14,7 +14,7 @@ ComPtr<IUlixInstr> NewControl() { return Create<IUlixInstr>(kProgId); }
 // A setup object attached to a control.
 ComPtr<IUlixSetup> SetupOf(IUlixInstr* control) {
   const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
-  if (setup) EXPECT_EQ(setup->Attach(control), S_OK);
+  EXPECT_TRUE(setup && setup->Attach(control) == S_OK);
   return setup;
 }
 
