@@ -12,6 +12,7 @@ namespace ulix {
 namespace {
 
 constexpr std::size_t kLongestLine = 50;
+constexpr int kMostReadings = 20;
 constexpr unsigned kLostAtEnd = 1;
 constexpr unsigned kTakesNothing = 2;
 
@@ -47,7 +48,7 @@ void Exchange(Driver& driver, FakeLine& line, bool takes_nothing) {
   });
   CheckTaken(line, 0, [&] { return driver.SendCfg(); });
   CheckTaken(line, 1, [&] { return CodeOf(driver.Identify()); });
-  while (!line.input.empty() && !takes_nothing) {
+  for (int readings = 0; readings < kMostReadings && !line.input.empty(); ++readings) {
     CheckTaken(line, 1, [&] {
       const Reading reading = driver.ReadChannel(0);
       CheckReading(reading);

@@ -3,7 +3,7 @@
 namespace ulix {
 namespace {
 
-using enum RangeFunction::Takes;
+using namespace range_takes;
 
 // No output is told a connection.
 constexpr unsigned kSourcedThermocouple = kSensorAndUnit | kColdJunction;

@@ -3,7 +3,7 @@
 namespace ulix {
 namespace {
 
-using enum RangeFunction::Takes;
+using namespace range_takes;
 
 constexpr unsigned kThermocouple = kConnectionIfGiven | kSensorAndUnit | kColdJunction;
 constexpr unsigned kResistanceThermometer = kConnection | kSensorAndUnit;

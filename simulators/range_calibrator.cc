@@ -11,7 +11,7 @@
 namespace ulix {
 namespace {
 
-using enum RangeFunction::Takes;
+using namespace range_takes;
 
 // Hosts read at most this many characters of a configuration line.
 constexpr std::size_t kLongestLine = 49;

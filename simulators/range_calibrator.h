@@ -12,20 +12,24 @@
 
 namespace ulix {
 
+// The parameters that a function takes on one side, in this order.
+namespace range_takes {
+
+enum : unsigned {
+  kNothing = 0,
+  kConnection = 1,
+  kConnectionIfGiven = 2,  // thermocouples are connected one way: the word may be left out
+  kSensorAndUnit = 4,
+  kColdJunction = 8,
+};
+
+}  // namespace range_takes
+
 // One measuring or sourcing function.
 struct RangeFunction {
-  // The parameters that it takes on one side, in this order.
-  enum Takes : unsigned {
-    kNothing = 0,
-    kConnection = 1,
-    kConnectionIfGiven = 2,  // thermocouples are connected one way: the word may be left out
-    kSensorAndUnit = 4,
-    kColdJunction = 8,
-  };
-
   std::string_view word;
-  unsigned input;   // Takes
-  unsigned output;  // Takes
+  unsigned input;   // of range_takes
+  unsigned output;  // of range_takes
   int decimals;
   std::string_view unit;  // empty: the temperature unit asked for
 };
