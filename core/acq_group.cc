@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "base/trace.h"
 #include "core/group_threads.h"
 #include "core/reporting.h"
-#include "core/trace.h"
 
 namespace ulix {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/trace.h"
 #include "core/error_text.h"
 #include "core/instrument_member.h"
-#include "core/trace.h"
 #include "core/version.h"
 #include "resources/texts.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/trace.h"
 #include "core/instrument_member.h"
-#include "core/trace.h"
 #include "core/version.h"
 
 namespace ulix {

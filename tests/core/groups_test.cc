@@ -3,8 +3,8 @@
 #include <atomic>
 #include <thread>
 
+#include "base/trace.h"
 #include "core/instrument.h"
-#include "core/trace.h"
 #include "core/worker.h"
 #include "tests/support/fake_driver.h"
 #include "tests/support/manual_clock.h"
