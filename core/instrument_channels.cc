@@ -36,7 +36,7 @@ HRESULT Instrument::GetChanDir(ChannelId channel, std::int32_t* direction) {
 HRESULT Instrument::GetChanName(ChannelId channel, std::string* name) {
   return Member([&]() -> HRESULT {
     if (!name || !control_->channels.Knows(channel)) return E_INVALIDARG;
-    return Give(name, control_->channels.Row(channel).name);
+    return Give(name, control_->driver->ChannelName(channel));
   });
 }
 

@@ -71,6 +71,8 @@ class Driver {
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
+  // Of a channel that the model has.
+  virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
   // "" and 6 for an unknown channel.
   virtual std::string ChannelUnit(ChannelId id) const = 0;
   virtual int ChannelResolution(ChannelId id) const = 0;
