@@ -1,6 +1,9 @@
 #include "drivers/serial_driver.h"
 
+#include <algorithm>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "links/serial_errors.h"
 
@@ -87,9 +90,15 @@ std::span<const ErrorRow> SerialDriver::LinkErrors() const { return SerialErrorT
 HRESULT SerialDriver::Send(std::string_view command) { return link_.WriteLine(command, profile_.terminator, 0); }
 
 Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
+  std::vector<char> line(static_cast<std::size_t>(plan.size));
+  std::size_t filled = 0;
   for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
-    std::string reply = link_.ReadLineText(plan.size, profile_.terminator, 0);
-    if (!reply.empty()) return reply;
+    // The start of a line that stopped midway is kept: its rest alone would read as another value.
+    const auto rest = std::span(line).subspan(filled);
+    std::fill(rest.begin(), rest.end(), '\0');
+    const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
+    filled = std::string_view(line.data()).size();
+    if (Succeeded(result) && filled > 0) return std::string(line.data());
   }
   return Failure(serialCommErrUnableToReadComm);
 }

@@ -21,7 +21,7 @@ struct LineProfile {
 // How a reply is read.
 struct ReplyPlan {
   int size;          // the terminator's place included
-  int attempts = 1;  // at reading, while nothing or an empty line comes; the query is sent once
+  int attempts = 1;  // at reading, until a line is whole that is not empty; the query is sent once
 };
 
 class SerialDriver : public Driver {
