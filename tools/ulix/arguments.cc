@@ -79,6 +79,7 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
 }
 
 std::string AllowedValues(const SettingRow& row) {
+  if (row.type == VariantType::kBstr) return "a text";
   if (row.bits == 0) return "a number";
   if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
   std::string values;
