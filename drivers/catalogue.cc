@@ -5,12 +5,15 @@
 
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/others/microk/driver.h"
+#include "drivers/others/microk/tables.h"
 
 namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "simulators/kelvo10.h"
+#include "simulators/microk.h"
 #include "simulators/simulator.h"
 
 namespace ulix {
@@ -20,6 +21,7 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"microk", Make<MicrokSimulator>},
 };
 
 }  // namespace
