@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 namespace ulix {
 
-using HRESULT = std::int32_t;
+// 32 bits, and the very type of the system where that has one of this name.
+using HRESULT = std::conditional_t<sizeof(long) == 4, long, std::int32_t>;
 
 enum ErrorConstants : HRESULT {
 #define ULIX_ERROR_CODE(name, value) name = static_cast<HRESULT>(value##U),

@@ -1,5 +1,6 @@
 #include "base/numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -36,15 +37,30 @@ std::size_t UnsignedNumberLength(std::string_view text) {
   return at;
 }
 
+// How many digits stand before the point of a well-formed unsigned number, its exponent counted in; below 1 for a
+// fraction that begins with zeros.
+long Magnitude(std::string_view number) {
+  const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view digits = number.substr(0, exponent);
+  const auto point = static_cast<long>(std::min(digits.find('.'), digits.size()));
+  const auto first = static_cast<long>(std::min(digits.find_first_of("123456789"), digits.size()));
+  constexpr long kBeyondAll = 100'000;
+  long power = 0;
+  if (exponent < number.size()) {
+    std::string_view text = number.substr(exponent + 1);
+    if (text.starts_with('+')) text.remove_prefix(1);
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), power);
+    if (error != std::errc()) power = text.starts_with('-') ? -kBeyondAll : kBeyondAll;
+  }
+  return power + (first < point ? point - first : point - first + 1);
+}
+
 // `number` is a well-formed unsigned number; from_chars then fails only on its range.
-std::optional<double> Convert(std::string_view number) {
+double Convert(std::string_view number) {
   double value = 0;
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
   if (error == std::errc()) return value;
-  const std::size_t exponent = number.find_first_of("eE");
-  const bool tiny = exponent != std::string_view::npos && number.substr(exponent + 1).starts_with('-');
-  if (tiny || number.starts_with("0.") || number.starts_with('.')) return 0.0;
-  return std::nullopt;
+  return Magnitude(number) > 0 ? std::numeric_limits<double>::max() : 0.0;
 }
 
 // Room for the widest double in "%f": 309 digits, the sign, the point and the decimals.
@@ -65,9 +81,8 @@ std::optional<DecimalPrefix> ParseDecimalPrefix(std::string_view text) {
   if (negative || text[at] == '+') ++at;
   const std::size_t length = UnsignedNumberLength(text.substr(at));
   if (length == 0) return std::nullopt;
-  const auto value = Convert(text.substr(at, length));
-  if (!value) return std::nullopt;
-  return DecimalPrefix{negative ? -*value : *value, at + length};
+  const double value = Convert(text.substr(at, length));
+  return DecimalPrefix{negative ? -value : value, at + length};
 }
 
 std::optional<double> ParseDecimal(std::string_view text) {

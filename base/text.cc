@@ -54,6 +54,10 @@ Decoded DecodeUtf8(std::string_view text) {
     if ((next & 0xC0) != 0x80) return {0, 0};
     code_point = (code_point << 6) | (next & 0x3F);
   }
+  // The shortest form only, and no halves of UTF-16 pairs.
+  constexpr std::array<char32_t, 5> kLowest = {0, 0, 0x80, 0x800, 0x10000};
+  const bool surrogate = code_point >= 0xD800 && code_point <= 0xDFFF;
+  if (code_point < kLowest[length] || surrogate || code_point > 0x10FFFF) return {0, 0};
   return {code_point, length};
 }
 

@@ -1,7 +1,8 @@
-// What the measuring programs share: medians, percentiles, and processes that keep the machine busy.
+// What the measuring programs share.
 #pragma once
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,13 +19,14 @@ inline double Percentile(std::vector<double> values, double share) {
   return values.empty() ? 0.0 : values[static_cast<std::size_t>(share * last)];
 }
 
-// A process of our own that ends with this object.
+// A process of our own that ends with this object, or with us.
 class ChildProcess {
  public:
   // Fork before any thread is started.
   template <typename Body>
   explicit ChildProcess(Body&& body) : pid_(fork()) {
     if (pid_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     body();
     _exit(0);
   }

@@ -24,6 +24,7 @@ const ModelCard& Instrument::card() const { return control_->driver->card(); }
 Settings& Instrument::settings() { return control_->driver->settings(); }
 EventSinks& Instrument::events() { return control_->sinks; }
 bool Instrument::IsDirty() const { return dirty_; }
+void Instrument::MarkDirty() { dirty_ = true; }
 
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);

@@ -139,6 +139,9 @@ class Instrument {
   HRESULT Save(ByteStream& stream);
   HRESULT Load(ByteStream& stream);
   bool IsDirty() const;
+  void MarkDirty();
+  // What error information says of a code; empty for codes that have no text.
+  std::string DescriptionOf(HRESULT code) const;
 
   // Settings of a group; E_INVALIDARG for an unknown one, or a dead band that is no finite number.
   HRESULT GetGroupSettings(std::uint32_t group, GroupSettings* settings);
@@ -161,7 +164,6 @@ class Instrument {
   HRESULT AskUser(std::int32_t* result, Ask&& ask);
   template <typename Act>
   HRESULT WhenConnected(Act&& act);
-  std::string DescriptionOf(HRESULT code) const;
   std::shared_ptr<AcqGroup> FindGroup(std::uint32_t id) const;
   std::vector<std::shared_ptr<AcqGroup>> GroupList() const;
   std::uint32_t HighestGroup() const;

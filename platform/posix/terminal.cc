@@ -8,6 +8,8 @@
 
 namespace ulix::platform {
 
+void ShowUtf8() {}  // the user's terminal takes what the user's locale says
+
 bool OutputIsTerminal() {
   const char* kind = std::getenv("TERM");
   return isatty(STDOUT_FILENO) && kind && std::string_view(kind) != "dumb";

@@ -25,6 +25,8 @@ TEST(TextTest, EachByteOfABrokenSequenceIsAQuestionMark) {
   EXPECT_EQ(AnsiFromUtf8("\x80\xBF"), "??");
   EXPECT_EQ(AnsiFromUtf8("\xC0\xAF"), "??");
   EXPECT_EQ(AnsiFromUtf8("\xF5\xFF"), "??");
+  EXPECT_EQ(AnsiFromUtf8("\xE0\x80\xAF"), "???");
+  EXPECT_EQ(AnsiFromUtf8("\xED\xA0\x80"), "???");
   EXPECT_EQ(AnsiFromUtf8("a\xC3"), "a?");
 }
 

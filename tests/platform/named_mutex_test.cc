@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <future>
 
 namespace ulix::platform {
@@ -12,6 +13,15 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kLong{20'000};
 constexpr const char* kName = "UlixTestThreads";
+constexpr const char* kOtherName = "UlixTestThreads2";
+
+class NamedMutexTest : public testing::Test {
+ protected:
+  // Some systems keep a file for each name.
+  ~NamedMutexTest() override {
+    for (const char* name : {kName, kOtherName}) std::filesystem::remove(std::string("/dev/shm/ulix.") + name);
+  }
+};
 
 // Whether another thread gets the mutex within `wait`; it gives it back.
 bool AnotherThreadGetsIt(milliseconds wait) {
@@ -25,7 +35,7 @@ bool AnotherThreadGetsIt(milliseconds wait) {
       .get();
 }
 
-TEST(NamedMutexTest, IsRecursiveForItsThreadWhateverObjectItUses) {
+TEST_F(NamedMutexTest, IsRecursiveForItsThreadWhateverObjectItUses) {
   NamedMutex mutex(kName);
   NamedMutex same(kName);
   ASSERT_TRUE(mutex.LockFor(kLong));
@@ -38,7 +48,7 @@ TEST(NamedMutexTest, IsRecursiveForItsThreadWhateverObjectItUses) {
   EXPECT_TRUE(AnotherThreadGetsIt(milliseconds(1)));
 }
 
-TEST(NamedMutexTest, WaitsItsTimeAndNoLonger) {
+TEST_F(NamedMutexTest, WaitsItsTimeAndNoLonger) {
   NamedMutex mutex(kName);
   ASSERT_TRUE(mutex.LockFor(kLong));
   const auto start = steady_clock::now();
@@ -50,9 +60,9 @@ TEST(NamedMutexTest, WaitsItsTimeAndNoLonger) {
   EXPECT_LT(steady_clock::now() - start, milliseconds(10'000));
 }
 
-TEST(NamedMutexTest, OtherNamesAreOtherMutexes) {
+TEST_F(NamedMutexTest, OtherNamesAreOtherMutexes) {
   NamedMutex mutex(kName);
-  NamedMutex other("UlixTestThreads2");
+  NamedMutex other(kOtherName);
   ASSERT_TRUE(mutex.LockFor(kLong));
   EXPECT_TRUE(std::async(std::launch::async, [&] {
                 const bool got = other.LockFor(kLong);

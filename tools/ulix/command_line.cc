@@ -7,6 +7,7 @@
 #include <iostream>
 #include <map>
 
+#include "platform/terminal.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/verbs.h"
 
@@ -98,6 +99,7 @@ int Complain(int status, const std::string& what) {
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
+  platform::ShowUtf8();
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();

@@ -168,11 +168,7 @@ bool IsKelvo10(std::string_view identification) { return identification.find("KE
 
 Expected<float> ParseMeasure(std::string_view reply) {
   const auto number = ParseDecimalPrefix(reply);
-  if (!number) {
-    const std::size_t first = reply.find_first_not_of(" \t+-.");
-    const bool too_large = first != std::string_view::npos && reply[first] >= '0' && reply[first] <= '9';
-    return too_large ? Expected<float>(Failure(serialCommErrUnableToReadComm)) : 0.0F;
-  }
+  if (!number) return 0.0F;
   const auto value = static_cast<float>(number->value);
   if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
   return value;

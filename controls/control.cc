@@ -1,0 +1,127 @@
+#include "controls/control.h"
+
+#include <olectl.h>
+
+#include <new>
+
+#include "controls/control_member.h"
+#include "controls/error_report.h"
+#include "platform/user_locale.h"
+
+namespace ulix::controls {
+namespace {
+
+std::unique_ptr<Instrument> MakeInstrument(const ControlRow& row) {
+  Instrument::Options options;
+  options.language = platform::UserLanguage();
+  return std::make_unique<Instrument>(ModelOf(row)->create({}), options);
+}
+
+}  // namespace
+
+Control::Control(const ControlRow& row)
+    : TypedDispatch(__uuidof(IUlixInstr)),
+      row_(row),
+      instrument_(MakeInstrument(row)),
+      events_(*this, instrument_->events()),
+      spec_(row.spec_id, *static_cast<IUlixInstr*>(this)),
+      debug_(row.debug_id, *this) {}
+
+HRESULT Control::Told(HRESULT result) const {
+  if (FAILED(result)) {
+    ErrorInfo info = TakeErrorInfo();
+    // A failure that the instrument did not see has the description that it gives such a code.
+    if (info.code != result) info.description = instrument_->DescriptionOf(result);
+    ReportError(__uuidof(IUlixInstr), ProgIdOf(row_, true), info.description);
+  }
+  return result;
+}
+
+// The interface's part of this object; null when it has none of that id.
+void* Control::Find(REFIID id) {
+  const struct {
+    const IID& id;
+    void* part;
+  } parts[] = {
+      {IID_IUnknown, static_cast<IUlixInstr*>(this)},
+      {IID_IDispatch, static_cast<IUlixInstr*>(this)},
+      {__uuidof(IUlixInstr), static_cast<IUlixInstr*>(this)},
+      {row_.spec_id, static_cast<ISpecForm*>(&spec_)},
+      {row_.debug_id, static_cast<IDebugForm*>(&debug_)},
+      {IID_ISupportErrorInfo, static_cast<ISupportErrorInfo*>(this)},
+      {IID_IConnectionPointContainer, static_cast<IConnectionPointContainer*>(this)},
+      {IID_IProvideClassInfo, static_cast<IProvideClassInfo*>(this)},
+      {IID_IProvideClassInfo2, static_cast<IProvideClassInfo2*>(this)},
+      {IID_IPersist, static_cast<IPersist*>(static_cast<IPersistStreamInit*>(this))},
+      {IID_IPersistStreamInit, static_cast<IPersistStreamInit*>(this)},
+      {IID_IPersistStorage, static_cast<IPersistStorage*>(this)},
+      {IID_IPersistPropertyBag, static_cast<IPersistPropertyBag*>(this)},
+      {kInstrumentAccessId, static_cast<IInstrumentAccess*>(this)},
+  };
+  for (const auto& part : parts) {
+    if (IsEqualIID(part.id, id)) return part.part;
+  }
+  return nullptr;
+}
+
+STDMETHODIMP Control::QueryInterface(REFIID id, void** object) {
+  if (!object) return E_POINTER;
+  *object = Find(id);
+  if (!*object) return E_NOINTERFACE;
+  AddRef();
+  return S_OK;
+}
+
+STDMETHODIMP_(ULONG) Control::AddRef() { return ++references_; }
+
+STDMETHODIMP_(ULONG) Control::Release() {
+  const ULONG left = --references_;
+  if (left == 0) delete this;
+  return left;
+}
+
+STDMETHODIMP Control::InterfaceSupportsErrorInfo(REFIID id) {
+  return IsEqualIID(id, __uuidof(IUlixInstr)) ? S_OK : S_FALSE;
+}
+
+STDMETHODIMP Control::EnumConnectionPoints(IEnumConnectionPoints** points) { return EnumThePoint(events_, points); }
+
+STDMETHODIMP Control::FindConnectionPoint(REFIID id, IConnectionPoint** point) {
+  if (!point) return E_POINTER;
+  *point = nullptr;
+  if (!IsEqualIID(id, __uuidof(IUlixInstrEvents))) return CONNECT_E_NOCONNECTION;
+  AddRef();
+  *point = &events_;
+  return S_OK;
+}
+
+STDMETHODIMP Control::GetClassInfo(ITypeInfo** info) {
+  if (!info) return E_POINTER;
+  *info = nullptr;
+  return LoadOwnTypeInfo(row_.class_id, info);
+}
+
+STDMETHODIMP Control::GetGUID(DWORD kind, GUID* id) {
+  if (!id) return E_POINTER;
+  *id = kind == GUIDKIND_DEFAULT_SOURCE_DISP_IID ? __uuidof(IUlixInstrEvents) : GUID_NULL;
+  return kind == GUIDKIND_DEFAULT_SOURCE_DISP_IID ? S_OK : E_INVALIDARG;
+}
+
+// Two groups with every input, the second slower and with dead bands.
+HRESULT Control::CreateTestConfiguration() {
+  return Member([&]() -> HRESULT {
+    const GroupSettings settings[] = {{}, {.period_ms = 5000, .dead_band_percent = 1.0F, .dead_time_max_s = 60}};
+    HRESULT result = instrument_->InitNew();
+    for (const GroupSettings& wanted : settings) {
+      std::uint32_t group = 0;
+      if (SUCCEEDED(result)) result = instrument_->CreateGroup(&group);
+      if (SUCCEEDED(result)) result = instrument_->SetGroupSettings(group, wanted);
+      for (ChannelId id = 0; SUCCEEDED(result) && id < instrument_->card().channels.size(); ++id) {
+        if (instrument_->card().channels[id].direction != ChanOut) result = instrument_->ConnectGroupChan(group, id);
+      }
+    }
+    return result;
+  });
+}
+
+}  // namespace ulix::controls

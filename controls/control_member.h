@@ -1,0 +1,55 @@
+// How the members of Control are built. For the files that implement them only.
+#pragma once
+
+#include <new>
+
+#include "controls/control.h"
+#include "controls/variants.h"
+
+namespace ulix::controls {
+
+template <typename Body>
+HRESULT Control::Member(Body&& body) const {
+  try {
+    return Told(body());
+  } catch (const std::bad_alloc&) {
+    return Told(E_OUTOFMEMORY);
+  } catch (...) {
+    return Told(instrument_->card().exception_code);
+  }
+}
+
+// `ask` gets a place for the answer, or null when the host gave none, which the instrument refuses.
+template <typename Native, typename Place, typename Ask>
+HRESULT Control::Answer(Place* place, Ask&& ask) const {
+  return Member([&] {
+    Native native{};
+    const HRESULT result = ask(place ? &native : nullptr);
+    if (place) *place = SUCCEEDED(result) ? static_cast<Place>(native) : Place{};
+    return result;
+  });
+}
+
+template <typename Ask>
+HRESULT Control::AnswerText(BSTR* place, Ask&& ask) const {
+  return Member([&]() -> HRESULT {
+    if (place) *place = nullptr;
+    std::string text;
+    const HRESULT result = ask(place ? &text : nullptr);
+    if (FAILED(result)) return result;
+    *place = BstrOf(text);
+    return *place ? S_OK : E_OUTOFMEMORY;
+  });
+}
+
+template <typename Ask>
+HRESULT Control::AnswerIds(VARIANT* place, Ask&& ask) const {
+  return Member([&]() -> HRESULT {
+    if (place) VariantInit(place);
+    std::vector<std::uint32_t> ids;
+    const HRESULT result = ask(place ? &ids : nullptr);
+    return FAILED(result) ? result : PutIds(ids, place);
+  });
+}
+
+}  // namespace ulix::controls

@@ -1,0 +1,36 @@
+// The controls that the server offers, one row each.
+#pragma once
+
+#include <guiddef.h>
+
+#include <span>
+#include <string>
+
+#include "drivers/catalogue.h"
+
+namespace ulix::controls {
+
+struct ControlRow {
+  const char* class_word;  // "Kelvo10"; that of the model card
+  GUID class_id;
+  GUID spec_id;   // IUlixInstr<Model>Spec
+  GUID debug_id;  // IUlixInstr<Model>Debug
+};
+
+std::span<const ControlRow> ControlTable();
+// Null for a class that is not a control of this server.
+const ControlRow* FindControl(REFGUID class_id);
+// The model behind a control.
+const CatalogueEntry* ModelOf(const ControlRow& row);
+
+// "Ulix.UlixInstrKelvo10Ctl", with or without its version.
+std::wstring ProgIdOf(const ControlRow& row, bool with_version);
+
+// "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
+std::wstring GuidText(REFGUID id);
+
+// The published interface ids that this compiler takes from the generated header, and the ones of the setup object.
+extern const GUID kSetupClassId;
+inline constexpr wchar_t kSetupProgId[] = L"Ulix.UlixSetup";
+
+}  // namespace ulix::controls

@@ -1,0 +1,62 @@
+// The automation enumerators, all alike: over a list that was copied when the enumerator was made.
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+#include "controls/module.h"
+
+namespace ulix::controls {
+
+// `Interface` enumerates elements of type `Element`, made from kept items by `Traits::Give(item)`, which adds what
+// references the receiver will release.
+template <typename Interface, typename Element, typename Item, typename Traits>
+class Enumerator final : public Interface {
+ public:
+  explicit Enumerator(std::vector<Item> items, std::size_t at = 0) : items_(std::move(items)), at_(at) {}
+
+  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    const bool known = IsEqualIID(id, __uuidof(IUnknown)) || IsEqualIID(id, __uuidof(Interface));
+    *object = known ? this : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP Next(ULONG count, Element* elements, ULONG* fetched) override {
+    if (!elements || (!fetched && count != 1)) return E_POINTER;
+    ULONG given = 0;
+    for (; given < count && at_ < items_.size(); ++given) elements[given] = Traits::Give(items_[at_++]);
+    if (fetched) *fetched = given;
+    return given == count ? S_OK : S_FALSE;
+  }
+  STDMETHODIMP Skip(ULONG count) override {
+    const std::size_t left = items_.size() - at_;
+    at_ += std::min<std::size_t>(count, left);
+    return count <= left ? S_OK : S_FALSE;
+  }
+  STDMETHODIMP Reset() override {
+    at_ = 0;
+    return S_OK;
+  }
+  STDMETHODIMP Clone(Interface** copy) override {
+    if (!copy) return E_POINTER;
+    *copy = new Enumerator(items_, at_);
+    return S_OK;
+  }
+
+ private:
+  const InUse in_use_;
+  std::atomic<ULONG> references_ = 1;
+  std::vector<Item> items_;
+  std::size_t at_;
+};
+
+}  // namespace ulix::controls

@@ -1,0 +1,14 @@
+// Automation error information, set on the calling thread before a failing member returns.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace ulix::controls {
+
+// Describes a failure of a member of `interface_id`; `source` is the ProgID of the class, `description` in
+// Windows-1252.
+void ReportError(REFIID interface_id, const std::wstring& source, const std::string& description);
+
+}  // namespace ulix::controls

@@ -1,0 +1,36 @@
+// The library as a loaded component server: its file, its type library, and whether it is in use.
+#pragma once
+
+#include <oaidl.h>
+#include <windows.h>
+#include <wrl/client.h>
+
+#include <string>
+
+#include "base/result.h"
+
+namespace ulix::controls {
+
+using Microsoft::WRL::ComPtr;
+
+// Held by every object that a host can hold, and by a locked class factory: the library stays loaded meanwhile.
+class InUse {
+ public:
+  InUse();
+  ~InUse();
+  InUse(const InUse&) = delete;
+  InUse& operator=(const InUse&) = delete;
+};
+
+// Whether objects, locks or threads (those left behind included) still need the library's code.
+bool IsInUse();
+
+void SetModuleInstance(HINSTANCE instance);
+// The full path of the library's file.
+std::wstring ModulePath();
+
+// The library's own type library, and the description of one interface or class in it.
+HRESULT LoadOwnTypeLib(ITypeLib** library);
+HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info);
+
+}  // namespace ulix::controls

@@ -1,0 +1,162 @@
+#include "controls/registration.h"
+
+#include <string>
+#include <vector>
+
+#include "UlixInstrAx.h"
+#include "controls/control_table.h"
+#include "controls/module.h"
+
+namespace ulix::controls {
+namespace {
+
+constexpr wchar_t kLibraryId[] = L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}";
+constexpr wchar_t kLibraryVersion[] = L"1.0";
+constexpr wchar_t kLibraryName[] = L"UlixInstrAx 1.0 Type Library";
+// The system's marshaler for interfaces that a type library describes.
+constexpr wchar_t kAutomationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
+constexpr wchar_t kToolboxBitmap[] = L"102";
+constexpr wchar_t kMiscStatus[] = L"131473";
+
+// A value under Software\Classes; `name` empty for a key's default value.
+struct Entry {
+  std::wstring key;
+  std::wstring name;
+  std::wstring value;
+};
+using Entries = std::vector<Entry>;
+
+// A registration: the keys that are wholly its own, and what stands in them.
+struct Registration {
+  std::vector<std::wstring> own_keys;
+  Entries entries;
+};
+
+struct ClassNames {
+  GUID id;
+  std::wstring title;
+  std::wstring prog_id;  // without version
+};
+
+void AddClass(Registration& registration, const ClassNames& names, const std::wstring& path) {
+  const std::wstring id = GuidText(names.id);
+  const std::wstring versioned = names.prog_id + L".1";
+  const std::wstring class_key = L"CLSID\\" + id;
+  registration.own_keys.insert(registration.own_keys.end(), {names.prog_id, versioned, class_key});
+  const Entries entries = {
+      {versioned, L"", names.title},
+      {versioned + L"\\CLSID", L"", id},
+      {names.prog_id, L"", names.title},
+      {names.prog_id + L"\\CLSID", L"", id},
+      {names.prog_id + L"\\CurVer", L"", versioned},
+      {class_key, L"", names.title},
+      {class_key + L"\\ProgID", L"", versioned},
+      {class_key + L"\\VersionIndependentProgID", L"", names.prog_id},
+      {class_key + L"\\Programmable", L"", L""},
+      {class_key + L"\\InprocServer32", L"", path},
+      {class_key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
+      {class_key + L"\\TypeLib", L"", kLibraryId},
+      {class_key + L"\\Version", L"", kLibraryVersion},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
+// What makes a class one that can be put on a form.
+void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
+  const std::string word(row.class_word);
+  const std::wstring title = L"UlixInstr" + std::wstring(word.begin(), word.end()) + L"Ctl Class";
+  AddClass(registration, {row.class_id, title, ProgIdOf(row, false)}, path);
+  const std::wstring class_key = L"CLSID\\" + GuidText(row.class_id);
+  const Entries entries = {
+      {class_key + L"\\Control", L"", L""},
+      {class_key + L"\\Insertable", L"", L""},
+      {ProgIdOf(row, true) + L"\\Insertable", L"", L""},
+      {class_key + L"\\ToolboxBitmap32", L"", path + L", " + kToolboxBitmap},
+      {class_key + L"\\MiscStatus", L"", L"0"},
+      {class_key + L"\\MiscStatus\\1", L"", kMiscStatus},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
+void AddLibrary(Registration& registration, const std::wstring& path) {
+  const std::wstring library = std::wstring(L"TypeLib\\") + kLibraryId;
+  const std::wstring version = library + L"\\" + kLibraryVersion;
+  const wchar_t* platform = sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32";
+  registration.own_keys.push_back(library);
+  const Entries entries = {
+      {version, L"", kLibraryName},
+      {version + L"\\FLAGS", L"", L"0"},
+      {version + L"\\HELPDIR", L"", path.substr(0, path.find_last_of(L'\\'))},
+      {version + platform, L"", path},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
+void AddInterface(Registration& registration, const GUID& id, const std::wstring& name) {
+  const std::wstring key = L"Interface\\" + GuidText(id);
+  registration.own_keys.push_back(key);
+  const Entries entries = {
+      {key, L"", name},
+      {key + L"\\ProxyStubClsid32", L"", kAutomationMarshaler},
+      {key + L"\\TypeLib", L"", kLibraryId},
+      {key + L"\\TypeLib", L"Version", kLibraryVersion},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
+Registration WholeRegistration() {
+  const std::wstring path = ModulePath();
+  Registration registration;
+  AddLibrary(registration, path);
+  AddInterface(registration, __uuidof(IUlixInstr), L"IUlixInstr");
+  AddInterface(registration, __uuidof(IUlixInstrEvents), L"IUlixInstrEvents");
+  AddInterface(registration, __uuidof(IUlixSetup), L"IUlixSetup");
+  AddClass(registration, {kSetupClassId, L"UlixSetup Class", kSetupProgId}, path);
+  for (const ControlRow& row : ControlTable()) AddControl(registration, row, path);
+  return registration;
+}
+
+HKEY RootOf(Scope scope) { return scope == Scope::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
+
+std::wstring ClassesKey(const std::wstring& key) { return L"Software\\Classes\\" + key; }
+
+HRESULT Write(HKEY root, const Entry& entry) {
+  const auto size = static_cast<DWORD>((entry.value.size() + 1) * sizeof(wchar_t));
+  HKEY key = nullptr;
+  LSTATUS status =
+      RegCreateKeyExW(root, ClassesKey(entry.key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
+  if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+  // An empty value is a key that says something by being there.
+  if (!entry.value.empty()) {
+    status =
+        RegSetValueExW(key, entry.name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(entry.value.c_str()), size);
+  }
+  RegCloseKey(key);
+  return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+}
+
+}  // namespace
+
+HRESULT Register(Scope scope) {
+  const Registration registration = WholeRegistration();
+  for (const Entry& entry : registration.entries) {
+    const HRESULT result = Write(RootOf(scope), entry);
+    if (FAILED(result)) {
+      Unregister(scope);
+      return result;
+    }
+  }
+  return S_OK;
+}
+
+HRESULT Unregister(Scope scope) {
+  HRESULT result = S_OK;
+  for (const std::wstring& key : WholeRegistration().own_keys) {
+    const LSTATUS status = RegDeleteTreeW(RootOf(scope), ClassesKey(key).c_str());
+    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND)
+      result = HRESULT_FROM_WIN32(static_cast<DWORD>(status));
+  }
+  return result;
+}
+
+}  // namespace ulix::controls

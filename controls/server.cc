@@ -1,0 +1,107 @@
+// The entries by which the system loads, registers and unloads the component server.
+#include <olectl.h>
+#include <windows.h>
+
+#include <atomic>
+#include <new>
+#include <string_view>
+
+#include "controls/control.h"
+#include "controls/module.h"
+#include "controls/registration.h"
+#include "controls/setup_object.h"
+
+namespace ulix::controls {
+namespace {
+
+// Makes objects of one class: a control of the table, or the setup object where `row` is null.
+class ClassFactory final : public IClassFactory {
+ public:
+  explicit ClassFactory(const ControlRow* row) : row_(row) {}
+
+  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IClassFactory);
+    *object = known ? this : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    if (outer) return CLASS_E_NOAGGREGATION;
+    try {
+      IUnknown* made = row_ ? static_cast<IUnknown*>(static_cast<IUlixInstr*>(new Control(*row_)))
+                            : static_cast<IUnknown*>(static_cast<IUlixSetup*>(new SetupObject));
+      const HRESULT result = made->QueryInterface(id, object);
+      made->Release();
+      return result;
+    } catch (const std::bad_alloc&) {
+      return E_OUTOFMEMORY;
+    } catch (...) {
+      return E_FAIL;
+    }
+  }
+
+  STDMETHODIMP LockServer(BOOL lock) override {
+    if (lock) {
+      locks.push_back(std::make_unique<InUse>());
+    } else if (!locks.empty()) {
+      locks.pop_back();
+    }
+    return S_OK;
+  }
+
+ private:
+  ~ClassFactory() = default;
+  static inline std::vector<std::unique_ptr<InUse>> locks;
+  const InUse in_use_;
+  std::atomic<ULONG> references_ = 1;
+  const ControlRow* row_;
+};
+
+}  // namespace
+}  // namespace ulix::controls
+
+using namespace ulix::controls;
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    SetModuleInstance(instance);
+    DisableThreadLibraryCalls(instance);
+  }
+  return TRUE;
+}
+
+STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** object) {
+  if (!object) return E_POINTER;
+  *object = nullptr;
+  const ControlRow* row = FindControl(class_id);
+  if (!row && !IsEqualCLSID(class_id, kSetupClassId)) return CLASS_E_CLASSNOTAVAILABLE;
+  auto* factory = new (std::nothrow) ClassFactory(row);
+  if (!factory) return E_OUTOFMEMORY;
+  const HRESULT result = factory->QueryInterface(id, object);
+  factory->Release();
+  return result;
+}
+
+STDAPI DllCanUnloadNow() { return IsInUse() ? S_FALSE : S_OK; }
+
+STDAPI DllRegisterServer() { return Register(Scope::kMachine); }
+
+STDAPI DllUnregisterServer() { return Unregister(Scope::kMachine); }
+
+// "user" registers for the present user, without administrator rights.
+STDAPI DllInstall(BOOL install, LPCWSTR command) {
+  const std::wstring_view word = command ? command : L"";
+  if (!word.empty() && word != L"user") return E_INVALIDARG;
+  const Scope scope = word.empty() ? Scope::kMachine : Scope::kUser;
+  return install ? Register(scope) : Unregister(scope);
+}

@@ -1,0 +1,121 @@
+#include "platform/serial_port.h"
+
+#include <windows.h>
+
+#include <array>
+
+#include "platform/port_list.h"
+#include "platform/win32/handle.h"
+
+namespace ulix::platform {
+namespace {
+
+constexpr char kXon = 0x11;
+constexpr char kXoff = 0x13;
+
+struct FlowRow {
+  bool xon_xoff;
+  DWORD dtr_control : 2;
+  bool dsr_output_flow;
+};
+
+// In the order of FlowControl.
+constexpr std::array kFlows = {FlowRow{false, DTR_CONTROL_ENABLE, false}, FlowRow{false, DTR_CONTROL_HANDSHAKE, true},
+                               FlowRow{true, DTR_CONTROL_ENABLE, false}};
+constexpr std::array<BYTE, 3> kParities = {NOPARITY, EVENPARITY, ODDPARITY};  // in the order of Parity
+
+void SetCharacterFormat(DCB& state, const LineSettings& line) {
+  state.BaudRate = line.baud_rate;
+  state.ByteSize = line.data_bits == 8 ? 8 : 7;
+  state.StopBits = line.stop_bits == 2 ? TWOSTOPBITS : ONESTOPBIT;
+  state.Parity = kParities[static_cast<std::size_t>(line.parity)];
+  state.fParity = line.parity != Parity::kNone;
+  state.fBinary = TRUE;
+}
+
+void SetFlowControl(DCB& state, FlowControl flow) {
+  const FlowRow& row = kFlows[static_cast<std::size_t>(flow)];
+  state.fOutX = row.xon_xoff;
+  state.fInX = row.xon_xoff;
+  state.fDtrControl = row.dtr_control;
+  state.fOutxDsrFlow = row.dsr_output_flow;
+  state.fRtsControl = RTS_CONTROL_ENABLE;
+  state.fOutxCtsFlow = FALSE;
+  if (!row.xon_xoff) return;
+  state.XonChar = kXon;
+  state.XoffChar = kXoff;
+}
+
+// What a transfer of `wanted` bytes came to. The times are the driver's, so a short one is one that ran out of time.
+IoResult ResultOf(BOOL succeeded, DWORD count, std::size_t wanted) {
+  if (!succeeded) return {IoOutcome::kLinkLost, count, GetLastError()};
+  if (count == wanted) return {IoOutcome::kComplete, count, 0};
+  return {count == 0 ? IoOutcome::kNoFirstByte : IoOutcome::kStoppedMidway, count, 0};
+}
+
+class CommPort final : public SerialPort {
+ public:
+  explicit CommPort(Handle port) : port_(std::move(port)) {}
+
+  bool SetQueueSizes(std::uint32_t receive, std::uint32_t transmit) override {
+    return SetupComm(port_.get(), receive, transmit);
+  }
+
+  bool SetTimeouts(const SerialTimeouts& timeouts) override {
+    COMMTIMEOUTS times{.ReadIntervalTimeout = 0,
+                       .ReadTotalTimeoutMultiplier = 0,
+                       .ReadTotalTimeoutConstant = timeouts.read_ms,
+                       .WriteTotalTimeoutMultiplier = 0,
+                       .WriteTotalTimeoutConstant = timeouts.write_ms};
+    return SetCommTimeouts(port_.get(), &times);
+  }
+
+  bool Configure(const LineSettings& line) override {
+    DCB state{};
+    state.DCBlength = sizeof state;
+    if (!GetCommState(port_.get(), &state)) return false;
+    SetCharacterFormat(state, line);
+    SetFlowControl(state, line.flow_control);
+    return SetCommState(port_.get(), &state);
+  }
+
+  IoResult Read(std::span<char> bytes) override {
+    DWORD count = 0;
+    const BOOL succeeded = ReadFile(port_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    return ResultOf(succeeded, count, bytes.size());
+  }
+
+  IoResult Write(std::string_view bytes) override {
+    DWORD count = 0;
+    const BOOL succeeded = WriteFile(port_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    return ResultOf(succeeded, count, bytes.size());
+  }
+
+  void Purge(bool input, bool output) override {
+    const DWORD input_actions = input ? PURGE_RXABORT | PURGE_RXCLEAR : 0;
+    const DWORD output_actions = output ? PURGE_TXABORT | PURGE_TXCLEAR : 0;
+    PurgeComm(port_.get(), input_actions | output_actions);
+  }
+
+  void ClearError() override {
+    DWORD errors = 0;
+    ClearCommError(port_.get(), &errors, nullptr);
+  }
+
+ private:
+  Handle port_;
+};
+
+}  // namespace
+
+OpenResult OpenSerialPort(int port) {
+  constexpr DWORD kNotShared = 0;
+  const auto device = DeviceOfPort(port);
+  if (!device) return {nullptr, ERROR_FILE_NOT_FOUND};
+  Handle handle(CreateFileA(device->c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!handle.valid()) return {nullptr, GetLastError()};
+  return {std::make_unique<CommPort>(std::move(handle)), 0};
+}
+
+}  // namespace ulix::platform

@@ -1,0 +1,33 @@
+"""Plugs instruments into two serial ports of this machine, or of Wine's, and runs the conformance tests on them.
+
+Run as: python3 run.py PROGRAM [googletest options]
+"""
+
+import os
+import pathlib
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "cli"))
+from kelvo10_instrument import Kelvo10Instrument, Reply  # noqa: E402
+
+PORT, VANISHING_PORT = 31, 32
+EVERY_BYTE = bytes(byte for byte in range(256) if byte != 10)
+
+
+def main(program, *options):
+    steady = Kelvo10Instrument({EVERY_BYTE.decode("latin-1"): "HEARD", "CFG_OUT?": Reply(EVERY_BYTE + b"\n")})
+    vanishing = Kelvo10Instrument({"MEAS?": Reply(b"last words\n", vanish=True)})
+    devices = {PORT: steady.device, VANISHING_PORT: vanishing.device}
+    env = os.environ | {"ULIX_TEST_PORT": str(PORT), "ULIX_TEST_VANISHING_PORT": str(VANISHING_PORT)}
+    env |= {f"ULIX_COM{number}": device for number, device in devices.items()}
+    command = [program]
+    if program.endswith(".exe"):
+        links = [word for number, device in devices.items() for word in ("--com", f"{number}={device}")]
+        env["ULIX_TEST_SHARED_PORTS"] = "1"  # Wine passes the exclusive use of a port on to nobody
+        command = [str(ROOT / "scripts" / "wine"), *links, program]
+    return subprocess.run([*command, *options], env=env, timeout=200).returncode
+
+
+sys.exit(main(*sys.argv[1:]))

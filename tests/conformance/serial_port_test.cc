@@ -1,0 +1,178 @@
+// A serial port with an instrument behind it, the same on every system. The driver script plugs in the instrument.
+#include "platform/serial_port.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+
+#include "links/serial_params.h"
+#include "platform/port_list.h"
+
+namespace ulix {
+namespace {
+
+using platform::IoOutcome;
+using platform::IoResult;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kEnough{10'000};
+
+int PortFromEnvironment(const char* variable) {
+  const char* text = std::getenv(variable);
+  return text ? std::atoi(text) : 0;
+}
+
+// All bytes but the terminator.
+std::string EveryByte() {
+  std::string bytes;
+  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  return bytes.erase('\n', 1);
+}
+
+class SerialPortConformance : public testing::Test {
+ protected:
+  void Open(const char* variable) {
+    number_ = PortFromEnvironment(variable);
+    ASSERT_GT(number_, 0) << variable << " gives no port";
+    port_ = platform::OpenSerialPort(number_).port;
+    ASSERT_TRUE(port_);
+    EXPECT_TRUE(port_->SetQueueSizes(2000, 1000));
+    port_->Purge(true, true);
+    EXPECT_TRUE(port_->SetTimeouts({.read_ms = 5000, .write_ms = 5000}));
+    EXPECT_TRUE(port_->Configure({}));
+  }
+  void SetUp() override { Open("ULIX_TEST_PORT"); }
+
+  void Send(const std::string& line) {
+    const IoResult sent = port_->Write(line + "\n");
+    EXPECT_EQ(sent.outcome, IoOutcome::kComplete) << sent.os_error;
+    EXPECT_EQ(sent.count, line.size() + 1);
+  }
+  std::string ReadLine() {
+    std::string line;
+    for (char byte = 0; byte != '\n'; line += byte) {
+      if (port_->Read({&byte, 1}).outcome != IoOutcome::kComplete) return line + "<nothing more>";
+    }
+    line.pop_back();
+    return line;
+  }
+  std::string Ask(const std::string& query) {
+    Send(query);
+    return ReadLine();
+  }
+  // Reads that many bytes within `ms`, expecting it to take all of that time.
+  IoResult ReadInVain(std::size_t count, std::uint32_t ms) {
+    EXPECT_TRUE(port_->SetTimeouts({.read_ms = ms, .write_ms = 5000}));
+    std::string bytes(count, '.');
+    const auto start = steady_clock::now();
+    const IoResult result = port_->Read(bytes);
+    const auto taken = steady_clock::now() - start;
+    EXPECT_GE(taken, milliseconds(ms) * 9 / 10);
+    EXPECT_LT(taken, kEnough);
+    EXPECT_TRUE(port_->SetTimeouts({.read_ms = 5000, .write_ms = 5000}));
+    return result;
+  }
+
+  int number_ = 0;
+  std::unique_ptr<platform::SerialPort> port_;
+  const std::string identity_ = "KELVO10 SN 1234 V1.0";
+};
+
+TEST_F(SerialPortConformance, CarriesEveryByteBothWays) {
+  EXPECT_EQ(Ask("*IDN?"), identity_);
+  EXPECT_EQ(Ask(EveryByte()), "HEARD");
+  EXPECT_EQ(Ask("CFG_OUT?"), EveryByte());
+  EXPECT_EQ(ReadInVain(1, 50).outcome, IoOutcome::kNoFirstByte);
+}
+
+TEST_F(SerialPortConformance, AReadOfMoreThanComesEndsMidway) {
+  Send("*IDN?");
+  const IoResult result = ReadInVain(100, 300);
+  EXPECT_EQ(result.outcome, IoOutcome::kStoppedMidway);
+  EXPECT_EQ(result.count, identity_.size() + 1);
+}
+
+TEST_F(SerialPortConformance, PurgingLosesWhatCame) {
+  Send("*IDN?");
+  char first = 0;
+  EXPECT_EQ(port_->Read({&first, 1}).outcome, IoOutcome::kComplete);
+  port_->Purge(true, false);
+  EXPECT_EQ(ReadInVain(1, 50).outcome, IoOutcome::kNoFirstByte);
+  port_->ClearError();
+  EXPECT_EQ(Ask("*IDN?"), identity_);
+}
+
+TEST_F(SerialPortConformance, OpensForOneAtATime) {
+  if (std::getenv("ULIX_TEST_SHARED_PORTS")) GTEST_SKIP() << "this system gives a port to everybody who asks";
+  const auto second = platform::OpenSerialPort(number_);
+  EXPECT_FALSE(second.port);
+  EXPECT_NE(second.os_error, 0u);
+  EXPECT_EQ(Ask("*IDN?"), identity_);
+}
+
+TEST_F(SerialPortConformance, OpensAgainWhenClosed) {
+  port_.reset();
+  Open("ULIX_TEST_PORT");
+  EXPECT_EQ(Ask("*IDN?"), identity_);
+}
+
+TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
+  for (const std::uint32_t rate : kBaudRates) {
+    ASSERT_TRUE(port_->Configure({.baud_rate = rate})) << rate;
+    EXPECT_EQ(Ask("*IDN?"), identity_) << rate;
+  }
+  for (const auto parity : {platform::Parity::kNone, platform::Parity::kEven, platform::Parity::kOdd}) {
+    for (const auto flow :
+         {platform::FlowControl::kNone, platform::FlowControl::kDtrDsr, platform::FlowControl::kXonXoff}) {
+      // A pseudo terminal has no parity bit, and a change of nothing else is refused: other things change each time.
+      ASSERT_TRUE(port_->Configure({}));
+      EXPECT_TRUE(port_->Configure({.stop_bits = 2, .parity = parity, .flow_control = flow}));
+      EXPECT_EQ(Ask("*IDN?"), identity_);
+    }
+  }
+}
+
+TEST_F(SerialPortConformance, IsListedByItsNumber) {
+  const auto ports = platform::ListSerialPorts();
+  const auto by_number = [](const auto& a, const auto& b) { return a.number < b.number; };
+  EXPECT_TRUE(std::is_sorted(ports.begin(), ports.end(), by_number));
+  const auto same = [&](const platform::PortEntry& entry) { return entry.number == number_; };
+  const auto found = std::find_if(ports.begin(), ports.end(), same);
+  ASSERT_NE(found, ports.end());
+  EXPECT_EQ(platform::PortOfDevice(found->device), number_);
+  EXPECT_EQ(platform::DeviceOfPort(number_), found->device);
+}
+
+TEST(SerialPortOpening, SaysWhyThereIsNoPort) {
+  const auto opened = platform::OpenSerialPort(247);
+  EXPECT_FALSE(opened.port);
+  EXPECT_NE(opened.os_error, 0u);
+}
+
+class VanishingPortConformance : public SerialPortConformance {
+  void SetUp() override { Open("ULIX_TEST_VANISHING_PORT"); }
+};
+
+TEST_F(VanishingPortConformance, NoCallHangs) {
+  EXPECT_EQ(Ask("*IDN?"), identity_);
+  Send("MEAS?");
+  std::string bytes(100, '.');
+  const auto start = steady_clock::now();
+  IoResult read = port_->Read(bytes);  // the last bytes, where a system lets them be read
+  if (read.count > 0) read = port_->Read(bytes);
+  EXPECT_TRUE(read.outcome == IoOutcome::kLinkLost || read.outcome == IoOutcome::kNoFirstByte);
+  EXPECT_EQ(read.os_error != 0, read.outcome == IoOutcome::kLinkLost);
+  port_->Write("?\n");
+  port_->Purge(true, true);
+  port_->ClearError();
+  port_.reset();
+  EXPECT_FALSE(platform::OpenSerialPort(number_).port);
+  EXPECT_LT(steady_clock::now() - start, milliseconds(15'000));
+}
+
+}  // namespace
+}  // namespace ulix
