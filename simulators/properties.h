@@ -16,10 +16,11 @@ namespace ulix {
 class PropertyTable {
  public:
   struct Row {
-    const char* key;
+    std::string key;
     std::variant<double*, bool*, std::string*> field;
   };
   PropertyTable(std::initializer_list<Row> rows) : rows_(rows) {}
+  void Add(Row row) { rows_.push_back(std::move(row)); }
 
   // A number, `on` or `off` (also 1 or 0), or any text. E_INVALIDARG, and nothing changed, for anything else and for a
   // key that is not there.
