@@ -151,6 +151,8 @@ class Instrument {
   // The serial link's settings, taken at its next open; E_NOTIMPL for a model without a serial link.
   HRESULT GetSerialParams(SerialParams* params);
   HRESULT SetSerialParams(const SerialParams& params);
+  // Whether the instrument has the channel, the way it is set: models that are several instruments differ in that.
+  bool OffersChannel(ChannelId channel) const;
   EventSinks& events();
   const ModelCard& card() const;
 

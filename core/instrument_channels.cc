@@ -59,6 +59,10 @@ HRESULT Instrument::GetChanLim(ChannelId channel, std::int16_t index, float* lim
   });
 }
 
+bool Instrument::OffersChannel(ChannelId channel) const {
+  return control_->channels.Knows(channel) && control_->driver->OffersChannel(channel);
+}
+
 std::vector<ChannelId> Instrument::ChannelsWhere(bool (*wanted)(std::int32_t direction)) const {
   std::vector<ChannelId> ids;
   for (ChannelId id = 0; id < control_->channels.size(); ++id) {

@@ -71,6 +71,8 @@ class Driver {
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
+  // Whether the instrument has this channel of its model's table, the way it is set.
+  virtual bool OffersChannel(ChannelId) const { return true; }
   // Of a channel that the model has.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
   // "" and 6 for an unknown channel.

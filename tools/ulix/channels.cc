@@ -44,7 +44,7 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
   std::vector<Channel> selected;
   if (asked.empty()) {
     std::copy_if(channels.begin(), channels.end(), std::back_inserter(selected),
-                 [](const Channel& channel) { return channel.direction != ChanOut; });
+                 [](const Channel& channel) { return channel.offered && channel.direction != ChanOut; });
   }
   for (const std::string& text : asked) {
     const Channel& channel = Find(channels, text);

@@ -16,7 +16,8 @@ struct Channel {
   std::string name;
   eChanDir direction = ChanIn;
   std::string unit;
-  int resolution = 6;  // decimals
+  int resolution = 6;   // decimals
+  bool offered = true;  // whether the instrument has it, the way it is set
 };
 
 // "in", "out" or "in/out".
@@ -28,7 +29,7 @@ std::string FormatValue(const Channel& channel, float value);
 std::string FormatWithUnit(const Channel& channel, float value);
 
 // The channels that the user asked for, by id or by name in any case, in that order and each once; every input channel
-// when none was asked for. UsageError for one that is not there or that is an output only.
+// on offer when none was asked for. UsageError for one that is not there or that is an output only.
 std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<const std::string> asked);
 // One channel that can be written.
 Channel SelectOutput(std::span<const Channel> channels, const std::string& asked);

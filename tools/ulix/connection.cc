@@ -197,7 +197,8 @@ std::vector<Channel> Session::Channels() {
     Check(instrument_.GetChanDir(id, &direction));
     Check(instrument_.GetChanUnit(id, &unit));
     Check(instrument_.GetChanResol(id, &resolution));
-    channels.push_back({id, Shown(name), static_cast<eChanDir>(direction), Shown(unit), resolution});
+    channels.push_back(
+        {id, Shown(name), static_cast<eChanDir>(direction), Shown(unit), resolution, instrument_.OffersChannel(id)});
   }
   return channels;
 }
