@@ -126,11 +126,7 @@ double Kelvo10Model::Source() const {
   return input + amplitude * std::sin(2 * std::numbers::pi * seconds / period);
 }
 
-double Kelvo10Model::Measure() {
-  constexpr double kSpan = static_cast<double>(std::minstd_rand::max() - std::minstd_rand::min());
-  const double share = static_cast<double>(random_() - std::minstd_rand::min()) / kSpan;
-  return Source() + noise * (2 * share - 1);
-}
+double Kelvo10Model::Measure() { return Source() + random_.Next(noise); }
 
 Kelvo10Simulator::Kelvo10Simulator(Clock& clock)
     : LineSimulator('\n'),

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <memory>
-#include <random>
 #include <string>
 #include <string_view>
 
 #include "simulators/line_simulator.h"
+#include "simulators/noise.h"
 #include "simulators/properties.h"
 
 namespace ulix {
@@ -27,7 +27,6 @@ class Kelvo10Model {
   bool remote = false;
   bool measuring = false;  // told to run
 
-  // One measurement. The noise is the same series in every run.
   double Measure();
 
  private:
@@ -35,7 +34,7 @@ class Kelvo10Model {
 
   Clock& clock_;
   MonotonicTime started_;
-  std::minstd_rand random_;
+  Noise random_;
 };
 
 class Kelvo10Simulator final : public LineSimulator {
