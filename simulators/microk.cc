@@ -122,11 +122,9 @@ bool IsListed(std::string_view list, unsigned number) {
 }  // namespace
 
 double MicrokModel::Measure(unsigned channel) {
-  constexpr double kSpan = static_cast<double>(std::minstd_rand::max() - std::minstd_rand::min());
-  const double share = static_cast<double>(random_() - std::minstd_rand::min()) / kSpan;
   const double seconds = std::chrono::duration<double>(clock_.Now() - started_).count();
   const double swing = period > 0 ? amplitude * std::sin(2 * std::numbers::pi * seconds / period) : 0;
-  return temperature + swing + step * channel + noise * (2 * share - 1);
+  return temperature + swing + step * channel + random_.Next(noise);
 }
 
 MicrokSimulator::MicrokSimulator(Clock& clock)

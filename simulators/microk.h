@@ -2,11 +2,11 @@
 #pragma once
 
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 
 #include "simulators/line_simulator.h"
+#include "simulators/noise.h"
 #include "simulators/properties.h"
 
 namespace ulix {
@@ -24,13 +24,13 @@ class MicrokModel {
   double noise = 0.0005;    // greatest deviation of one measurement, degrees
   bool remote = false;
 
-  // One measurement in degrees Celsius. The noise is the same series in every run.
+  // One measurement in degrees Celsius.
   double Measure(unsigned channel);
 
  private:
   Clock& clock_;
   MonotonicTime started_;
-  std::minstd_rand random_;
+  Noise random_;
 };
 
 class MicrokSimulator final : public LineSimulator {

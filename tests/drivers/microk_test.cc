@@ -268,6 +268,8 @@ TEST_F(Microk, AMillikIsSentTheQueryOfEachEnabledChannel) {
             "MEAS:TEMP17? 3,K,115,NORM\r");
   EXPECT_EQ(driver->ReadChannel(3).code, microkCtlErrMeasureNotAvailable);
   EXPECT_EQ(TakeSent(), "") << "no query, no exchange";
+  EXPECT_TRUE(device->OffersChannel(10));
+  EXPECT_FALSE(device->OffersChannel(3));
   EXPECT_THAT(UnknownRequests(), IsEmpty());
 }
 

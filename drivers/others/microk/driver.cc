@@ -119,6 +119,11 @@ int MicrokDriver::Attempts() {
   return static_cast<int>(std::max<std::uint64_t>(attempts, 1));
 }
 
+bool MicrokDriver::OffersChannel(ChannelId id) const {
+  const auto record = settings().Snapshot();
+  return ModelIn(record) == kMicrok || ConfigIn(record, id).enabled != 0;
+}
+
 std::string MicrokDriver::ChannelName(ChannelId id) const {
   const int model = SignedIn(settings().Snapshot(), kSettings[0]);
   char line[100];

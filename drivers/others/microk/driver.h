@@ -24,6 +24,8 @@ class MicrokDriver final : public SerialDriver {
   // microkCtlErrMeasureNotAvailable for an id that is none, and on a milliK for a channel that is not enabled.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
+  // A milliK offers the channels that are enabled.
+  bool OffersChannel(ChannelId id) const override;
   std::string ChannelName(ChannelId id) const override;
   std::string ChannelUnit(ChannelId id) const override;
   int ChannelResolution(ChannelId id) const override;

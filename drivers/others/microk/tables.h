@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "drivers/model_card.h"
+#include "drivers/numbered_text.h"
 
 namespace ulix::microk {
 
@@ -26,32 +27,16 @@ constexpr unsigned InstrumentChannel(ChannelId id) {
   return (on_scanners / kScannerInputs + 1) * 10 + on_scanners % kScannerInputs;
 }
 
-// A text put together at compile time; the tables keep its address.
-template <std::size_t kSize>
-struct FixedText {
-  char text[kSize] = {};
-  std::size_t length = 0;
-
-  constexpr FixedText& operator+=(std::string_view more) {
-    for (const char c : more) text[length++] = c;
-    return *this;
-  }
-  constexpr FixedText& operator+=(unsigned number) {
-    if (number >= 10) *this += number / 10;
-    text[length++] = static_cast<char>('0' + number % 10);
-    return *this;
-  }
-};
-
-inline constexpr auto kChannelNames = [] {
-  std::array<FixedText<8>, kChannelCount> names;
-  for (ChannelId id = 0; id < kChannelCount; ++id) (names[id] += "CH") += InstrumentChannel(id);
+consteval auto ChannelNames() {
+  std::array<NumberedText, kChannelCount> names{};
+  for (ChannelId id = 0; id < kChannelCount; ++id) names[id] = NumberText("CH", InstrumentChannel(id), {});
   return names;
-}();
+}
+inline constexpr auto kChannelNames = ChannelNames();
 
 inline constexpr auto kChannels = [] {
   std::array<ChannelRow, kChannelCount> rows{};
-  for (ChannelId id = 0; id < kChannelCount; ++id) rows[id] = {kChannelNames[id].text, ChanIn};
+  for (ChannelId id = 0; id < kChannelCount; ++id) rows[id] = {kChannelNames[id].data(), ChanIn};
   return rows;
 }();
 
@@ -112,50 +97,40 @@ inline constexpr std::array kEnabledWords = {CodedWord{0, "off"}, CodedWord{1, "
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
 
 struct FieldRow {
-  const char* key;
-  Words label;
+  const char* key;  // behind "channel.12"
+  const char* label_en;
+  const char* label_fr;
   std::span<const CodedWord> words;  // empty for a text
   std::uint32_t initial;
 };
 
 inline constexpr std::array kFields = {
-    FieldRow{"enabled", {"measured", "mesurée"}, kEnabledWords, 0},
-    FieldRow{"kind", {"kind of measurement", "nature de la mesure"}, kKindWords, kResistance},
-    FieldRow{"sub-kind",
-             {"conversion or thermocouple type", "conversion ou type de thermocouple"},
-             kSubKindWords,
+    FieldRow{".enabled", ": measured", ": mesurée", kEnabledWords, 0},
+    FieldRow{".kind", ": kind of measurement", ": nature de la mesure", kKindWords, kResistance},
+    FieldRow{".sub-kind", ": conversion or thermocouple type", ": conversion ou type de thermocouple", kSubKindWords,
              kStandard},
-    FieldRow{"unit", {"temperature unit", "unité de température"}, kUnitWords, kCelsius},
-    FieldRow{"range", {"resistance range", "calibre de résistance"}, kRangeWords, 0},
-    FieldRow{"current", {"sense current", "courant de mesure"}, kCurrentWords, 0},
-    FieldRow{"wiring", {"wiring", "raccordement"}, kWiringWords, kFourWires},
-    FieldRow{"junction", {"reference junction", "jonction de référence"}, kJunctionWords, 0},
-    FieldRow{"probe", {"user probe", "sonde utilisateur"}, {}, 0},
+    FieldRow{".unit", ": temperature unit", ": unité de température", kUnitWords, kCelsius},
+    FieldRow{".range", ": resistance range", ": calibre de résistance", kRangeWords, 0},
+    FieldRow{".current", ": sense current", ": courant de mesure", kCurrentWords, 0},
+    FieldRow{".wiring", ": wiring", ": raccordement", kWiringWords, kFourWires},
+    FieldRow{".junction", ": reference junction", ": jonction de référence", kJunctionWords, 0},
+    FieldRow{".probe", ": user probe", ": sonde utilisateur", {}, 0},
 };
+
+// One for each channel of each field: "channel.12.kind".
+consteval auto FieldTexts(std::string_view before, const char* FieldRow::*after) {
+  std::array<std::array<NumberedText, kChannelCount>, kFields.size()> texts{};
+  for (std::size_t i = 0; i < kFields.size(); ++i) texts[i] = NumberTexts<kChannelCount>(before, kFields[i].*after);
+  return texts;
+}
+inline constexpr auto kKeys = FieldTexts("channel.", &FieldRow::key);
+inline constexpr auto kLabelsEn = FieldTexts("Channel ", &FieldRow::label_en);
+inline constexpr auto kLabelsFr = FieldTexts("Voie ", &FieldRow::label_fr);
 
 constexpr std::size_t SettingIndex(ChannelId id, Field field) {
   return 1 + id * kFields.size() + static_cast<std::size_t>(field);
 }
 inline constexpr std::size_t kSettingCount = SettingIndex(kChannelCount, kEnabled);
-
-struct SettingTexts {
-  FixedText<24> key;
-  FixedText<64> label_en, label_fr;
-};
-
-// "channel.12.kind", "Channel 12: kind of measurement".
-inline constexpr auto kSettingTexts = [] {
-  std::array<SettingTexts, kSettingCount> texts;
-  for (ChannelId id = 0; id < kChannelCount; ++id) {
-    for (std::size_t i = 0; i < kFields.size(); ++i) {
-      SettingTexts& row = texts[SettingIndex(id, static_cast<Field>(i))];
-      (((row.key += "channel.") += id) += ".") += kFields[i].key;
-      (((row.label_en += "Channel ") += id) += ": ") += kFields[i].label.en;
-      (((row.label_fr += "Voie ") += id) += ": ") += kFields[i].label.fr;
-    }
-  }
-  return texts;
-}();
 
 // The model, then the fields of each channel; every one is a stored value of its own.
 inline constexpr auto kSettings = [] {
@@ -165,10 +140,9 @@ inline constexpr auto kSettings = [] {
   for (ChannelId id = 0; id < kChannelCount; ++id) {
     for (std::size_t i = 0; i < kFields.size(); ++i) {
       const std::size_t index = SettingIndex(id, static_cast<Field>(i));
-      const SettingTexts& texts = kSettingTexts[index];
-      const Words label = {texts.label_en.text, texts.label_fr.text};
+      const Words label = {kLabelsEn[i][id].data(), kLabelsFr[i][id].data()};
       const bool is_text = kFields[i].words.empty();
-      rows[index] = {texts.key.text,
+      rows[index] = {kKeys[i][id].data(),
                      label,
                      static_cast<int>(index),
                      is_text ? VariantType::kBstr : VariantType::kUi1,
