@@ -3,8 +3,18 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/calibrators/cmx310/driver.h"
 #include "drivers/calibrators/kelvo10/driver.h"
-#include "drivers/calibrators/kelvo10/tables.h"
+#include "drivers/field/hart/driver.h"
+#include "drivers/field/hart/tables.h"
+#include "drivers/others/flukehydra/driver.h"
+#include "drivers/others/flukehydra/tables.h"
+#include "drivers/others/isotech/driver.h"
+#include "drivers/others/isotech/tables.h"
+#include "drivers/others/jofrartcptc/driver.h"
+#include "drivers/others/jofrartcptc/tables.h"
+#include "drivers/others/kambic/driver.h"
+#include "drivers/others/kambic/tables.h"
 #include "drivers/others/microk/driver.h"
 #include "drivers/others/microk/tables.h"
 
@@ -12,8 +22,14 @@ namespace ulix {
 namespace {
 
 constexpr std::array kModels = {
-    CatalogueEntry{&kelvo10::kCard, kelvo10::Kelvo10Driver::Create},
+    CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
+    CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
+    CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
+    CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
     CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
+    CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
+    CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
 };
 
 }  // namespace

@@ -56,6 +56,9 @@ class SerialDriver : public Driver {
   // Discards what came unasked, sends the query and reads one line.
   Expected<std::string> Query(std::string_view query) { return Query(query, {profile_.reply_size}); }
   Expected<std::string> Query(std::string_view query, ReplyPlan plan);
+  // The timeout of one operation on the link: the model's own, or 0, the link's, where whoever created the driver chose
+  // that.
+  std::uint32_t TimeoutOr(std::uint32_t own_ms) const { return services_.timeout_ms == 0 ? own_ms : 0; }
   SerialLink& link() { return link_; }
   Clock& clock() const { return *services_.clock; }
 

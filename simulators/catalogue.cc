@@ -2,6 +2,12 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/cmx310.h"
+#include "simulators/flukehydra.h"
+#include "simulators/hart.h"
+#include "simulators/isotech.h"
+#include "simulators/jofrartcptc.h"
+#include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
 #include "simulators/microk.h"
 #include "simulators/simulator.h"
@@ -21,7 +27,13 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 
 constexpr CatalogueRow kCatalogue[] = {
     {"kelvo10", Make<Kelvo10Simulator>},
+    {"cmx310", Make<Cmx310Simulator>},
+    {"hart", Make<HartSimulator>},
+    {"isotech", Make<IsotechSimulator>},
+    {"kambic", Make<KambicSimulator>},
     {"microk", Make<MicrokSimulator>},
+    {"flukehydra", Make<FlukeHydraSimulator>},
+    {"jofrartcptc", Make<JofraRtcPtcSimulator>},
 };
 
 }  // namespace

@@ -44,7 +44,7 @@ class LineBench : public testing::Test {
     ASSERT_NE(row, nullptr) << key;
     ASSERT_EQ(device->settings().SetText(*row, value), S_OK) << key;
   }
-  void SetBench(const char* key, const char* value) {
+  void SetBench(const char* key, std::string_view value) {
     ASSERT_EQ(bench->WithSimulator([&](Simulator& s) { return s.Set(key, value); }), S_OK) << key;
   }
   std::string TakeSent() { return std::exchange(sent, {}); }

@@ -4,19 +4,12 @@
 
 #include <array>
 
-#include "drivers/model_card.h"
+#include "drivers/calibrators/range_calibrator/tables.h"
 
 namespace ulix::kelvo10 {
 
-enum class Family { kVoltage, kCurrent, kResistance, kThermocouple, kResistanceThermometer };
-
-// One measuring or sourcing function; its code is its place in the table plus 1.
-struct FunctionRow {
-  const char* word;
-  const char* unit;  // null: the temperature unit
-  int resolution;    // decimals
-  Family family;
-};
+using range_calibrator::FunctionRow;
+using range_calibrator::Quantity;
 
 //  RANGE_IN  TC , WIRE2      , TYP_K , CEL  , JR_PROG , 20
 //            |    |            |       |      |         programmed cold-junction temperature, with JR_PROG only
@@ -24,26 +17,22 @@ struct FunctionRow {
 //            |    connection   sensor  unit of TC and RT
 //            function
 inline constexpr std::array kFunctions = {
-    FunctionRow{"V50", "V", 3, Family::kVoltage},
-    FunctionRow{"V5", "V", 4, Family::kVoltage},
+    FunctionRow{"V50", "V", 3, Quantity::kVoltage},
+    FunctionRow{"V5", "V", 4, Quantity::kVoltage},
     // The millivolt ranges report volts.
-    FunctionRow{"MV500", "V", 5, Family::kVoltage},
-    FunctionRow{"MV50", "V", 6, Family::kVoltage},
-    FunctionRow{"V_AUTO", "V", 6, Family::kVoltage},
-    FunctionRow{"MA50", "mA", 3, Family::kCurrent},
-    FunctionRow{"MA24", "mA", 3, Family::kCurrent},
-    FunctionRow{"OHM5000", "Ohm", 1, Family::kResistance},
-    FunctionRow{"OHM500", "Ohm", 2, Family::kResistance},
-    FunctionRow{"OHM_AUTO", "Ohm", 6, Family::kResistance},
-    FunctionRow{"TC", nullptr, 1, Family::kThermocouple},
-    FunctionRow{"RT", nullptr, 1, Family::kResistanceThermometer},
+    FunctionRow{"MV500", "V", 5, Quantity::kVoltage},
+    FunctionRow{"MV50", "V", 6, Quantity::kVoltage},
+    FunctionRow{"V_AUTO", "V", 6, Quantity::kVoltage},
+    FunctionRow{"MA50", "mA", 3, Quantity::kCurrent},
+    FunctionRow{"MA24", "mA", 3, Quantity::kCurrent},
+    FunctionRow{"OHM5000", "Ohm", 1, Quantity::kResistance},
+    FunctionRow{"OHM500", "Ohm", 2, Quantity::kResistance},
+    FunctionRow{"OHM_AUTO", "Ohm", 6, Quantity::kResistance},
+    FunctionRow{"TC", nullptr, 1, Quantity::kThermocouple},
+    FunctionRow{"RT", nullptr, 1, Quantity::kResistanceThermometer},
 };
 
-inline constexpr auto kFunctionWords = [] {
-  std::array<CodedWord, kFunctions.size()> words{};
-  for (std::uint32_t i = 0; i < words.size(); ++i) words[i] = {i + 1, kFunctions[i].word};
-  return words;
-}();
+inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
 
 inline constexpr std::array kConnectionWords = {
     CodedWord{1, "WIRE2"}, CodedWord{2, "WIRE3"}, CodedWord{3, "WIRE4"}, CodedWord{4, "TXP"},
@@ -60,102 +49,7 @@ inline constexpr std::array kSensorWords = {
     CodedWord{25, "TYP_NI1000"},
 };
 
-inline constexpr std::uint32_t kProgrammedColdJunction = 2;
-inline constexpr std::array kColdJunctionWords = {
-    CodedWord{0, "JR_ON"},
-    CodedWord{1, "JR_OFF"},
-    CodedWord{kProgrammedColdJunction, "JR_PROG"},
-    CodedWord{3, "JR_RTD"},
-};
-
-inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}, CodedWord{2, "K"}};
-
-// How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
-inline constexpr std::array kUnitTexts = {
-    "\xB0"
-    "C",
-    "\xB0"
-    "F",
-    "\xB0"
-    "K"};
-
-// The rows below, in order.
-enum SettingIndex {
-  kInputFunction,
-  kInputConnection,
-  kInputSensor,
-  kInputColdJunction,
-  kInputColdJunctionTemperature,
-  kOutputFunction,
-  kOutputConnection,
-  kOutputSensor,
-  kOutputColdJunction,
-  kOutputColdJunctionTemperature,
-  kTemperatureUnit,
-};
-
-inline constexpr std::array kSettings = {
-    SettingRow{
-        "input-function", {"Input function", "Fonction d'entrée"}, 0, VariantType::kUi4, 0, 4, kFunctionWords, 1},
-    SettingRow{"input-connection",
-               {"Input connection", "Raccordement d'entrée"},
-               0,
-               VariantType::kUi4,
-               4,
-               3,
-               kConnectionWords,
-               0},
-    SettingRow{"input-sensor", {"Input sensor", "Capteur d'entrée"}, 0, VariantType::kUi4, 7, 5, kSensorWords, 0},
-    SettingRow{"input-cold-junction",
-               {"Input cold junction", "Jonction de référence d'entrée"},
-               1,
-               VariantType::kUi1,
-               0,
-               8,
-               kColdJunctionWords,
-               0},
-    SettingRow{"input-cold-junction-temperature",
-               {"Input cold-junction temperature", "Température de jonction d'entrée"},
-               2,
-               VariantType::kR4,
-               0,
-               0,
-               {},
-               0},
-    SettingRow{
-        "output-function", {"Output function", "Fonction de sortie"}, 3, VariantType::kUi4, 0, 4, kFunctionWords, 1},
-    SettingRow{"output-connection",
-               {"Output connection", "Raccordement de sortie"},
-               3,
-               VariantType::kUi4,
-               4,
-               3,
-               kConnectionWords,
-               0},
-    SettingRow{"output-sensor", {"Output sensor", "Capteur de sortie"}, 3, VariantType::kUi4, 7, 5, kSensorWords, 0},
-    SettingRow{"output-cold-junction",
-               {"Output cold junction", "Jonction de référence de sortie"},
-               4,
-               VariantType::kUi1,
-               0,
-               8,
-               kColdJunctionWords,
-               0},
-    SettingRow{"output-cold-junction-temperature",
-               {"Output cold-junction temperature", "Température de jonction de sortie"},
-               5,
-               VariantType::kR4,
-               0,
-               0,
-               {},
-               0},
-    SettingRow{
-        "temperature-unit", {"Temperature unit", "Unité de température"}, 6, VariantType::kUi1, 0, 8, kUnitWords, 0},
-};
-
-inline constexpr ChannelId kInChannel = 0;
-inline constexpr ChannelId kOutChannel = 1;
-inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn}, ChannelRow{"OUT", ChanOut}};
+inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
 
 inline constexpr std::array kErrors = {
     ErrorRow{kelvo10CtlErrNotKelvo10,
@@ -186,9 +80,18 @@ inline constexpr ModelCard kCard = {
     .link = LinkKind::kSerial,
     .expl_key_num = 17,
     .exception_code = kelvo10ErrExceptionCode,
-    .channels = kChannels,
+    .channels = range_calibrator::kChannels,
     .settings = kSettings,
     .errors = kErrors,
+};
+
+inline constexpr range_calibrator::Model kModel = {
+    .card = kCard,
+    .identity = "KELVO10",
+    .not_this_model = kelvo10CtlErrNotKelvo10,
+    .range_not_supported = kelvo10CtlErrRgeNotSupported,
+    .functions = kFunctions,
+    .output_has_connection = true,
 };
 
 }  // namespace ulix::kelvo10

@@ -1,0 +1,99 @@
+// CMX310 calibrator: what it is, what it can be set to, what can go wrong. Source: the instrument's command reference.
+#pragma once
+
+#include <array>
+
+#include "drivers/calibrators/range_calibrator/tables.h"
+
+namespace ulix::cmx310 {
+
+using range_calibrator::FunctionRow;
+using range_calibrator::Quantity;
+
+//  RANGE_IN   RT , WIRE3      , TYP_PT100 , CEL
+//  RANGE_OUT  TC              , TYP_K     , CEL  , JR_PROG , 20
+//             |    |            |           |      |         programmed cold-junction temperature, with JR_PROG only
+//             |    |            |           |      cold junction, TC only
+//             |    |            sensor      unit of TC and RT
+//             |    connection, of inputs only
+//             function
+inline constexpr std::array kFunctions = {
+    FunctionRow{"V50", "V", 3, Quantity::kVoltage},
+    FunctionRow{"V30", "V", 3, Quantity::kVoltage},
+    FunctionRow{"V5", "V", 4, Quantity::kVoltage},
+    // The millivolt ranges report volts.
+    FunctionRow{"MV500", "V", 5, Quantity::kVoltage},
+    FunctionRow{"MV50", "V", 6, Quantity::kVoltage},
+    FunctionRow{"V_AUTO", "V", 6, Quantity::kVoltage},
+    FunctionRow{"MA50", "mA", 3, Quantity::kCurrent},
+    FunctionRow{"MA24", "mA", 3, Quantity::kCurrent},
+    FunctionRow{"OHM5000", "Ohm", 1, Quantity::kResistance},
+    FunctionRow{"OHM500", "Ohm", 2, Quantity::kResistance},
+    FunctionRow{"OHM_AUTO", "Ohm", 6, Quantity::kResistance},
+    FunctionRow{"TC", nullptr, 1, Quantity::kThermocouple},
+    FunctionRow{"RT", nullptr, 1, Quantity::kResistanceThermometer},
+};
+
+inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
+
+inline constexpr std::array kConnectionWords = {
+    CodedWord{1, "WIRE2"},
+    CodedWord{2, "WIRE3"},
+    CodedWord{3, "TXP"},
+    CodedWord{4, "TXA"},
+};
+
+inline constexpr std::array kSensorWords = {
+    CodedWord{1, "TYP_K"},       CodedWord{2, "TYP_T"},      CodedWord{3, "TYP_J"},      CodedWord{4, "TYP_E"},
+    CodedWord{5, "TYP_N"},       CodedWord{6, "TYP_U"},      CodedWord{7, "TYP_L"},      CodedWord{8, "TYP_S"},
+    CodedWord{9, "TYP_R"},       CodedWord{10, "TYP_B"},     CodedWord{11, "TYP_C"},     CodedWord{12, "TYP_PL"},
+    CodedWord{13, "TYP_MO"},     CodedWord{14, "TYP_PT100"}, CodedWord{15, "TYP_PT200"}, CodedWord{16, "TYP_PT500"},
+    CodedWord{17, "TYP_PT1000"},
+};
+
+inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
+
+inline constexpr std::array kErrors = {
+    ErrorRow{cmx310CtlErrNotCmx310,
+             {"Device connected is not a CMX310", "L'appareil connecté n'est pas un CMX310"},
+             "NOT_CMX310",
+             3800,
+             4800},
+    ErrorRow{cmx310CtlErrHigherCmx310VerRequired,
+             {"Too old CMX310 Version", "Version trop ancienne du CMX310"},
+             "HIGHER_CMX310_VER",
+             3801,
+             4801},
+    ErrorRow{cmx310CtlErrHigherCmx310CtlVerRequired,
+             {"Too old Exploitation Software Version", "Version trop ancienne du logiciel d'exploitation"},
+             "HIGHER_CMX310CTL_VER",
+             3802,
+             4802},
+    ErrorRow{cmx310CtlErrRgeNotSupported, {"Range not supported", "Calibre non supporté"}, "RGE_NOT_SUPP", 3803, 4803},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "cmx310",
+    .class_name = "Cmx310",
+    .class_id = "F6F598BF-BF86-44C9-B06F-11CA446F1A05",
+    .display_name = {"CMX310", "CMX310"},
+    .display_name_id = 2009,
+    .config_text = "CMX310: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 16,
+    .exception_code = cmx310ErrExceptionCode,
+    .channels = range_calibrator::kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+inline constexpr range_calibrator::Model kModel = {
+    .card = kCard,
+    .identity = "CMX310",
+    .not_this_model = cmx310CtlErrNotCmx310,
+    .range_not_supported = cmx310CtlErrRgeNotSupported,
+    .functions = kFunctions,
+    .output_has_connection = false,
+};
+
+}  // namespace ulix::cmx310

@@ -1,0 +1,34 @@
+// A range calibrator on a serial line: one measured channel "IN", one sourced channel "OUT".
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "drivers/calibrators/range_calibrator/protocol.h"
+#include "drivers/serial_driver.h"
+
+namespace ulix::range_calibrator {
+
+class RangeCalibratorDriver final : public SerialDriver {
+ public:
+  RangeCalibratorDriver(const Model& model, DriverServices services);
+
+  Expected<std::string> Identify() override;
+  HRESULT SendCfg() override;
+  HRESULT ReadCfg() override;
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId id, float value) override;
+  std::string ChannelUnit(ChannelId id) const override;
+  int ChannelResolution(ChannelId id) const override;
+
+ private:
+  HRESULT Greet() override;
+  void TakeLeave() override;
+  HRESULT SendRange(Side side, const std::vector<StoredValue>& record);
+  Expected<RangeReply> ReadRange(Side side, const std::vector<StoredValue>& record);
+  std::uint32_t FunctionOf(ChannelId id) const;
+
+  const Model& model_;
+};
+
+}  // namespace ulix::range_calibrator

@@ -1,0 +1,201 @@
+#include "drivers/calibrators/range_calibrator/protocol.h"
+
+#include <array>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "base/text.h"
+
+namespace ulix::range_calibrator {
+namespace {
+
+constexpr int kUnknownResolution = 6;
+
+const FunctionRow* FunctionOf(const Model& model, std::uint32_t code) {
+  return code >= 1 && code <= model.functions.size() ? &model.functions[code - 1] : nullptr;
+}
+
+bool MeasuresTemperature(Quantity quantity) {
+  return quantity == Quantity::kThermocouple || quantity == Quantity::kResistanceThermometer;
+}
+
+// A thermocouple needs no connection word and takes one; elsewhere a range either has one or none.
+bool HasConnection(const Model& model, Side side, Quantity quantity, std::uint32_t connection) {
+  if (side == Side::kOutput && !model.output_has_connection) return false;
+  switch (quantity) {
+    case Quantity::kVoltage:
+      return false;
+    case Quantity::kResistance:
+      return side == Side::kInput;
+    case Quantity::kThermocouple:
+      return connection != 0;
+    default:
+      return true;
+  }
+}
+
+const SettingRow& Row(const Model& model, SettingIndex index) {
+  return model.card.settings[static_cast<std::size_t>(index)];
+}
+
+const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
+  const int step = side == Side::kInput ? 0 : kOutputFunction - kInputFunction;
+  return Row(model, static_cast<SettingIndex>(of_input + step));
+}
+
+// Parameters of a range command; a word that its table does not have spoils the whole.
+class Parameters {
+ public:
+  void AddWord(const SettingRow& row, std::uint32_t code) { Add(WordOf(row.words, code)); }
+  void Add(std::string_view word) {
+    if (word.empty()) valid_ = false;
+    text_ += text_.empty() ? "" : ",";
+    text_ += word;
+  }
+  bool valid() const { return valid_; }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+  bool valid_ = true;
+};
+
+bool IsHeader(std::string_view word) { return word.starts_with("RANGE_") || word.starts_with("CFG_"); }
+
+// The places that words of a reply fill, each once.
+struct FoundWords {
+  std::optional<std::uint32_t> function, connection, sensor, unit, cold_junction;
+  std::optional<double> temperature;
+};
+
+struct Place {
+  SettingIndex setting;
+  std::optional<std::uint32_t> FoundWords::*found;
+};
+
+constexpr std::array kPlaces = {
+    Place{kInputFunction, &FoundWords::function},
+    Place{kInputConnection, &FoundWords::connection},
+    Place{kInputSensor, &FoundWords::sensor},
+    Place{kTemperatureUnit, &FoundWords::unit},
+    Place{kInputColdJunction, &FoundWords::cold_junction},
+};
+
+// False for a word that fits no place or comes a second time. Words are compared whole: "RT" is no part of "JR_RTD".
+bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
+  for (const Place& place : kPlaces) {
+    const auto code = CodeOfWord(Row(model, place.setting).words, word);
+    if (!code) continue;
+    if (found.*place.found) return false;
+    found.*place.found = code;
+    return true;
+  }
+  const auto number = ParseDecimal(word);
+  if (!number || found.temperature || found.cold_junction != kProgrammedColdJunction) return false;
+  found.temperature = number;
+  return true;
+}
+
+// Whether what was found is all that the function needs.
+bool IsWhole(const Model& model, const FoundWords& found) {
+  const FunctionRow* function = found.function ? FunctionOf(model, *found.function) : nullptr;
+  if (!function) return false;
+  if (found.temperature && !std::isfinite(static_cast<float>(*found.temperature))) return false;
+  return !MeasuresTemperature(function->quantity) || (found.sensor && found.unit);
+}
+
+}  // namespace
+
+SideConfig SideIn(const Model& model, const std::vector<StoredValue>& record, Side side) {
+  SideConfig config;
+  config.function = CodeIn(record, RowOn(model, side, kInputFunction));
+  config.connection = CodeIn(record, RowOn(model, side, kInputConnection));
+  config.sensor = CodeIn(record, RowOn(model, side, kInputSensor));
+  config.cold_junction = CodeIn(record, RowOn(model, side, kInputColdJunction));
+  config.cold_junction_temperature = RealIn(record, RowOn(model, side, kInputColdJunctionTemperature));
+  return config;
+}
+
+void PutSide(const Model& model, std::vector<StoredValue>& record, Side side, const SideConfig& config) {
+  PutCode(record, RowOn(model, side, kInputFunction), config.function);
+  PutCode(record, RowOn(model, side, kInputConnection), config.connection);
+  PutCode(record, RowOn(model, side, kInputSensor), config.sensor);
+  PutCode(record, RowOn(model, side, kInputColdJunction), config.cold_junction);
+  PutReal(record, RowOn(model, side, kInputColdJunctionTemperature), config.cold_junction_temperature);
+}
+
+std::uint32_t UnitIn(const Model& model, const std::vector<StoredValue>& record) {
+  return CodeIn(record, Row(model, kTemperatureUnit));
+}
+
+void PutUnit(const Model& model, std::vector<StoredValue>& record, std::uint32_t unit) {
+  PutCode(record, Row(model, kTemperatureUnit), unit);
+}
+
+Expected<std::string> RangeCommand(const Model& model, Side side, const SideConfig& config, std::uint32_t unit) {
+  const FunctionRow* function = FunctionOf(model, config.function);
+  if (!function) return Failure(model.range_not_supported);
+  Parameters parameters;
+  parameters.Add(function->word);
+  if (HasConnection(model, side, function->quantity, config.connection)) {
+    parameters.AddWord(Row(model, kInputConnection), config.connection);
+  }
+  if (MeasuresTemperature(function->quantity)) {
+    parameters.AddWord(Row(model, kInputSensor), config.sensor);
+    parameters.AddWord(Row(model, kTemperatureUnit), unit);
+  }
+  if (function->quantity == Quantity::kThermocouple) {
+    parameters.AddWord(Row(model, kInputColdJunction), config.cold_junction);
+    if (config.cold_junction == kProgrammedColdJunction) {
+      parameters.Add(FormatGeneral(config.cold_junction_temperature));
+    }
+  }
+  if (!parameters.valid()) return Failure(model.range_not_supported);
+  return (side == Side::kInput ? "RANGE_IN " : "RANGE_OUT ") + parameters.text();
+}
+
+Expected<RangeReply> ParseRangeReply(const Model& model, std::string_view reply, const SideConfig& before) {
+  FoundWords found;
+  bool first = true;
+  for (const std::string_view word : SplitWords(reply, ", \t\r")) {
+    const bool is_header = first && IsHeader(word);
+    first = false;
+    if (!is_header && !PutWord(model, found, word)) return Failure(model.range_not_supported);
+  }
+  if (!IsWhole(model, found)) return Failure(model.range_not_supported);
+  RangeReply range{before, found.unit};
+  range.config.function = *found.function;
+  range.config.connection = found.connection.value_or(0);
+  range.config.sensor = found.sensor.value_or(0);
+  range.config.cold_junction = found.cold_junction.value_or(before.cold_junction);
+  if (found.temperature) range.config.cold_junction_temperature = static_cast<float>(*found.temperature);
+  return range;
+}
+
+bool IsModel(const Model& model, std::string_view identification) {
+  return identification.find(model.identity) != std::string_view::npos;
+}
+
+Expected<float> ParseMeasure(std::string_view reply) {
+  const auto number = ParseDecimalPrefix(reply);
+  if (!number) return 0.0F;
+  const auto value = static_cast<float>(number->value);
+  if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
+  return value;
+}
+
+std::string OutputCommand(float value) { return "OUT " + FormatFixed(value); }
+
+std::string UnitOf(const Model& model, std::uint32_t function, std::uint32_t unit) {
+  const FunctionRow* row = FunctionOf(model, function);
+  if (!row) return {};
+  if (row->unit) return row->unit;
+  return kUnitTexts[unit < kUnitTexts.size() ? unit : 0];
+}
+
+int ResolutionOf(const Model& model, std::uint32_t function) {
+  const FunctionRow* row = FunctionOf(model, function);
+  return row ? row->resolution : kUnknownResolution;
+}
+
+}  // namespace ulix::range_calibrator

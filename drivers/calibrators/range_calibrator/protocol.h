@@ -1,0 +1,63 @@
+// Between command lines of range calibrators and values. Pure functions, each given its model.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/result.h"
+#include "drivers/calibrators/range_calibrator/tables.h"
+
+namespace ulix::range_calibrator {
+
+enum class Side { kInput, kOutput };
+
+// Codes of the model's tables; a code outside its table is held as it is.
+struct SideConfig {
+  std::uint32_t function = 1;
+  std::uint32_t connection = 0;
+  std::uint32_t sensor = 0;
+  std::uint32_t cold_junction = 0;
+  float cold_junction_temperature = 0.0F;
+
+  bool operator==(const SideConfig&) const = default;
+};
+
+// Parts of a configuration record.
+SideConfig SideIn(const Model& model, const std::vector<StoredValue>& record, Side side);
+void PutSide(const Model& model, std::vector<StoredValue>& record, Side side, const SideConfig& config);
+std::uint32_t UnitIn(const Model& model, const std::vector<StoredValue>& record);
+void PutUnit(const Model& model, std::vector<StoredValue>& record, std::uint32_t unit);
+
+// "RANGE_IN ..." or "RANGE_OUT ...". A code that its table does not have is the model's range_not_supported.
+Expected<std::string> RangeCommand(const Model& model, Side side, const SideConfig& config, std::uint32_t unit);
+
+// What a configuration reply says of one side. `unit` is there when the reply names one.
+struct RangeReply {
+  SideConfig config;
+  std::optional<std::uint32_t> unit;
+};
+
+// Reads the reply to "CFG_IN?" or "CFG_OUT?": words of the range command in any order, a header before them or not. A
+// connection or a sensor that the reply does not name is none; what it does not name of the cold junction is as in
+// `before`. An unknown word, a word twice, or a temperature function without its sensor is the model's
+// range_not_supported.
+Expected<RangeReply> ParseRangeReply(const Model& model, std::string_view reply, const SideConfig& before);
+
+// Whether an identification line comes from the model.
+bool IsModel(const Model& model, std::string_view identification);
+
+// The number at the start of a "MEAS?" reply. A reply that begins with none is 0, as it always was; one that is too
+// large for a float is serialCommErrUnableToReadComm.
+Expected<float> ParseMeasure(std::string_view reply);
+
+// "OUT 100.099998": the float's own digits.
+std::string OutputCommand(float value);
+
+// Unit and decimals of a function; "" and 6 for a code that is none.
+std::string UnitOf(const Model& model, std::uint32_t function, std::uint32_t unit);
+int ResolutionOf(const Model& model, std::uint32_t function);
+
+}  // namespace ulix::range_calibrator

@@ -1,0 +1,127 @@
+// Calibrators with one measuring and one sourcing range, set by words. What the models of the family have in common;
+// what differs is in the Model of each.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::range_calibrator {
+
+enum class Quantity { kVoltage, kCurrent, kResistance, kThermocouple, kResistanceThermometer };
+
+// One measuring or sourcing function; its code is its place in the table plus 1.
+struct FunctionRow {
+  const char* word;
+  const char* unit;  // null: the temperature unit
+  int resolution;    // decimals
+  Quantity quantity;
+};
+
+// What differs between the models, beside the words of their settings; all of it lives as long as the program.
+struct Model {
+  const ModelCard& card;
+  const char* identity;  // the word that its identification contains
+  HRESULT not_this_model;
+  HRESULT range_not_supported;
+  std::span<const FunctionRow> functions;
+  bool output_has_connection;  // whether current and temperature ranges of the output name one
+};
+
+template <std::size_t kCount>
+constexpr std::array<CodedWord, kCount> WordsOf(const std::array<FunctionRow, kCount>& functions) {
+  std::array<CodedWord, kCount> words{};
+  for (std::uint32_t i = 0; i < kCount; ++i) words[i] = {i + 1, functions[i].word};
+  return words;
+}
+
+inline constexpr std::uint32_t kProgrammedColdJunction = 2;
+inline constexpr std::array kColdJunctionWords = {
+    CodedWord{0, "JR_ON"},
+    CodedWord{1, "JR_OFF"},
+    CodedWord{kProgrammedColdJunction, "JR_PROG"},
+    CodedWord{3, "JR_RTD"},
+};
+
+inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}, CodedWord{2, "K"}};
+
+// How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
+inline constexpr std::array kUnitTexts = {
+    "\xB0"
+    "C",
+    "\xB0"
+    "F",
+    "\xB0"
+    "K"};
+
+// The rows of RangeSettings, in order.
+enum SettingIndex {
+  kInputFunction,
+  kInputConnection,
+  kInputSensor,
+  kInputColdJunction,
+  kInputColdJunctionTemperature,
+  kOutputFunction,
+  kOutputConnection,
+  kOutputSensor,
+  kOutputColdJunction,
+  kOutputColdJunctionTemperature,
+  kTemperatureUnit,
+  kSettingCount,
+};
+
+// The configuration record: the same fields in every model, with the model's words.
+constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const CodedWord> functions,
+                                                              std::span<const CodedWord> connections,
+                                                              std::span<const CodedWord> sensors) {
+  constexpr auto kUi4 = VariantType::kUi4;
+  constexpr auto kUi1 = VariantType::kUi1;
+  constexpr auto kR4 = VariantType::kR4;
+  return {{
+      {"input-function", {"Input function", "Fonction d'entrée"}, 0, kUi4, 0, 4, functions, 1},
+      {"input-connection", {"Input connection", "Raccordement d'entrée"}, 0, kUi4, 4, 3, connections, 0},
+      {"input-sensor", {"Input sensor", "Capteur d'entrée"}, 0, kUi4, 7, 5, sensors, 0},
+      {"input-cold-junction",
+       {"Input cold junction", "Jonction de référence d'entrée"},
+       1,
+       kUi1,
+       0,
+       8,
+       kColdJunctionWords,
+       0},
+      {"input-cold-junction-temperature",
+       {"Input cold-junction temperature", "Température de jonction d'entrée"},
+       2,
+       kR4,
+       0,
+       0,
+       {},
+       0},
+      {"output-function", {"Output function", "Fonction de sortie"}, 3, kUi4, 0, 4, functions, 1},
+      {"output-connection", {"Output connection", "Raccordement de sortie"}, 3, kUi4, 4, 3, connections, 0},
+      {"output-sensor", {"Output sensor", "Capteur de sortie"}, 3, kUi4, 7, 5, sensors, 0},
+      {"output-cold-junction",
+       {"Output cold junction", "Jonction de référence de sortie"},
+       4,
+       kUi1,
+       0,
+       8,
+       kColdJunctionWords,
+       0},
+      {"output-cold-junction-temperature",
+       {"Output cold-junction temperature", "Température de jonction de sortie"},
+       5,
+       kR4,
+       0,
+       0,
+       {},
+       0},
+      {"temperature-unit", {"Temperature unit", "Unité de température"}, 6, kUi1, 0, 8, kUnitWords, 0},
+  }};
+}
+
+inline constexpr ChannelId kInChannel = 0;
+inline constexpr ChannelId kOutChannel = 1;
+inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn}, ChannelRow{"OUT", ChanOut}};
+
+}  // namespace ulix::range_calibrator

@@ -1,0 +1,62 @@
+#include "drivers/field/hart/driver.h"
+
+#include <utility>
+
+#include "drivers/field/hart/protocol.h"
+#include "drivers/field/hart/tables.h"
+
+namespace ulix::hart {
+namespace {
+
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 20};
+
+// No line feeds behind replies, no echo of commands, no temperatures unasked.
+constexpr std::array kGreeting = {"lf=of", "du=h", "sa=0"};
+
+constexpr std::array kQueries = {"t", "s"};  // by channel
+constexpr int kUnknownResolution = 6;
+
+}  // namespace
+
+HartDriver::HartDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+
+std::unique_ptr<Driver> HartDriver::Create(DriverServices services) {
+  return std::make_unique<HartDriver>(std::move(services));
+}
+
+// What the unit says to the greeting while it still echoes is thrown away.
+HRESULT HartDriver::Greet() {
+  HRESULT result = S_OK;
+  for (const char* command : kGreeting) {
+    if (Succeeded(result)) result = Send(command);
+  }
+  link().Purge(true, false);
+  return result;
+}
+
+Reading HartDriver::ReadChannel(ChannelId id) {
+  if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
+  const auto value = Query(kQueries[id]).and_then([](const std::string& reply) { return ParseValue(reply); });
+  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+}
+
+// The unit keeps whatever it accepted; what it says it keeps must be what was sent.
+HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
+  if (id >= kChannels.size()) return hartCtlErrChNum;
+  if (id != kSetPointChannel) return E_INVALIDARG;
+  const std::string sent = SetPointText(value);
+  const std::lock_guard exchange(exchange_mutex_);
+  link().Purge(true, false);
+  if (const HRESULT result = Send("s=" + sent); Failed(result)) return result;
+  const auto reply = Query(kQueries[kSetPointChannel]);
+  if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
+  return Confirms(*reply, sent) ? S_OK : hartCtlErrNack;
+}
+
+std::string HartDriver::ChannelUnit(ChannelId id) const { return id < kChannels.size() ? kUnit : ""; }
+
+int HartDriver::ChannelResolution(ChannelId id) const {
+  return id < kChannels.size() ? kResolution : kUnknownResolution;
+}
+
+}  // namespace ulix::hart

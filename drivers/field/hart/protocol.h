@@ -1,0 +1,20 @@
+// Between the lines of a HART interface unit and values. Pure functions.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "base/result.h"
+
+namespace ulix::hart {
+
+// "21.46", as a set point is sent.
+std::string SetPointText(float value);
+
+// The number behind the first colon, as in "t:23.50". A reply without one is serialCommErrUnableToReadComm.
+Expected<float> ParseValue(std::string_view reply);
+
+// Whether the reply to "s" says the set point that was sent: its text, or the same number in two decimals.
+bool Confirms(std::string_view reply, std::string_view sent);
+
+}  // namespace ulix::hart

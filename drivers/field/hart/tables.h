@@ -1,0 +1,54 @@
+// HART interface unit: what it is and what can go wrong. Source: the unit's command reference.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::hart {
+
+inline constexpr ChannelId kTemperatureChannel = 0;
+inline constexpr ChannelId kSetPointChannel = 1;
+inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn}, ChannelRow{"SETPOINT", ChanIO}};
+
+// Of both channels. The unit takes set points of two decimals.
+inline constexpr const char* kUnit =
+    "\xB0"
+    "C";
+inline constexpr int kResolution = 2;
+
+inline constexpr std::array kErrors = {
+    ErrorRow{hartCtlErrNotHart,
+             {"Device connected is not a HART", "L'appareil connecté n'est pas un HART"},
+             "NOT_HART",
+             3600,
+             4600},
+    ErrorRow{hartCtlErrNack,
+             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
+             "NEG_ACKNOWLEDGE",
+             3601,
+             4601},
+    ErrorRow{hartCtlErrOutOfRange,
+             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
+             "OUT_OF_RANGE",
+             3602,
+             4602},
+    ErrorRow{hartCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "WRONG_CHAN_NUM", 3603, 4603},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "hart",
+    .class_name = "Hart",
+    .class_id = "9BB2AFD5-020B-4C42-8543-883FFAB71638",
+    .display_name = {"Hart", "Hart"},
+    .display_name_id = 2031,
+    .config_text = "HART: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 23,
+    .fires_errors = true,
+    .exception_code = hartErrExceptionCode,
+    .channels = kChannels,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::hart

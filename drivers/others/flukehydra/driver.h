@@ -1,0 +1,48 @@
+// Fluke Hydra data bucket on a serial line: 21 measured channels, read from the instrument's last scan.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "drivers/others/flukehydra/protocol.h"
+#include "drivers/serial_driver.h"
+
+namespace ulix::flukehydra {
+
+class FlukeHydraDriver final : public SerialDriver {
+ public:
+  explicit FlukeHydraDriver(DriverServices services);
+
+  Expected<std::string> Identify() override;
+  // Channels are set up at the instrument; the record says what was found there.
+  HRESULT SendCfg() override { return S_OK; }
+  HRESULT ReadCfg() override;
+  // flukehydraCtlErrChNum for a channel that is none.
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
+  HRESULT Run() override;
+  HRESULT Stop() override;
+  std::string ChannelUnit(ChannelId id) const override;
+  int ChannelResolution(ChannelId id) const override;
+
+  static std::unique_ptr<Driver> Create(DriverServices services);
+
+ private:
+  struct Answer {
+    std::string result;
+    std::string prompt;
+  };
+
+  HRESULT Greet() override;
+  void OpenedLate(int attempt) override;
+  Expected<Answer> Ask(const std::string& query, const Refusals& refusals);
+  // One configuration query's result.
+  Expected<std::string> AskConfig(const std::string& query);
+  // Sends a command that has no result and looks at its prompt.
+  HRESULT Order(std::string_view command);
+  HRESULT ReadChannels(std::vector<StoredValue>& record);
+  HRESULT ReadShared(std::vector<StoredValue>& record);
+};
+
+}  // namespace ulix::flukehydra

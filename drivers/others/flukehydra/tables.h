@@ -1,0 +1,186 @@
+// Fluke Hydra data bucket, the 2635 family: what it is, what its channels can measure, what can go wrong. Source: the
+// instrument's users manual, chapter on computer operation.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "drivers/model_card.h"
+#include "drivers/numbered_text.h"
+
+namespace ulix::flukehydra {
+
+inline constexpr std::size_t kChannelCount = 21;
+
+// A range of a function. The instrument tells base units; its range decides in which unit the channel reports.
+struct RangeRow {
+  double scale;  // the value told is multiplied by it
+  const char* unit;
+  int resolution;  // decimals
+};
+
+// One measuring function. Index 0 of its ranges is automatic.
+struct FunctionRow {
+  std::uint32_t code;
+  const char* word;  // as "FUNC?" tells it
+  std::span<const RangeRow> ranges;
+};
+
+inline constexpr std::array kDirectVoltageRanges = {
+    RangeRow{1, "V", 6}, RangeRow{1000, "mV", 2}, RangeRow{1, "V", 4},     RangeRow{1, "V", 3},
+    RangeRow{1, "V", 2}, RangeRow{1000, "mV", 3}, RangeRow{1000, "mV", 2},
+};
+inline constexpr std::array kAlternatingVoltageRanges = {
+    RangeRow{1, "V", 6}, RangeRow{1000, "mV", 2}, RangeRow{1, "V", 4}, RangeRow{1, "V", 3}, RangeRow{1, "V", 2},
+};
+inline constexpr std::array kResistanceRanges = {
+    RangeRow{1, "Ohm", 2},         RangeRow{1, "Ohm", 2},      RangeRow{0.001, "kOhm", 4},
+    RangeRow{0.001, "kOhm", 3},    RangeRow{0.001, "kOhm", 2}, RangeRow{0.000001, "MOhm", 4},
+    RangeRow{0.000001, "MOhm", 3},
+};
+inline constexpr std::array kFrequencyRanges = {
+    RangeRow{1, "Hz", 2},      RangeRow{1, "Hz", 2},      RangeRow{0.001, "kHz", 4},
+    RangeRow{0.001, "kHz", 3}, RangeRow{0.001, "kHz", 2}, RangeRow{0.000001, "MHz", 4},
+};
+
+// Functions whose ranges scale the value; the value of any other is taken as it is told.
+inline constexpr std::array kScaledFunctions = {
+    FunctionRow{1, "VDC", kDirectVoltageRanges},
+    FunctionRow{2, "VAC", kAlternatingVoltageRanges},
+    FunctionRow{3, "OHMS", kResistanceRanges},
+    FunctionRow{4, "FREQ", kFrequencyRanges},
+};
+
+inline constexpr unsigned kCodeBits = 4;  // of a function and of a range, as they are stored
+inline constexpr std::uint32_t kGreatestCode = (1U << kCodeBits) - 1;
+
+inline constexpr std::uint32_t kThermocouple = 9;
+inline constexpr std::uint32_t kResistanceThermometer = 11;
+
+inline constexpr std::array kFunctionWords = {
+    CodedWord{0, "OFF"},
+    CodedWord{1, "VDC"},
+    CodedWord{2, "VAC"},
+    CodedWord{3, "OHMS"},
+    CodedWord{4, "FREQ"},
+    CodedWord{kThermocouple, "TC"},
+    CodedWord{kResistanceThermometer, "RTD"},
+};
+
+// The range of a thermocouple is its type.
+inline constexpr std::array kThermocoupleTypes = {
+    CodedWord{1, "J"}, CodedWord{2, "K"}, CodedWord{3, "E"}, CodedWord{4, "T"}, CodedWord{5, "N"},
+    CodedWord{6, "R"}, CodedWord{7, "S"}, CodedWord{8, "B"}, CodedWord{9, "C"},
+};
+
+inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}};
+inline constexpr std::array kUnitTexts = {
+    "\xB0"
+    "C",
+    "\xB0"
+    "F"};
+inline constexpr int kTemperatureResolution = 2;
+
+inline constexpr std::array kSwitchWords = {CodedWord{0, "OFF"}, CodedWord{1, "ON"}};
+inline constexpr std::array kRateWords = {CodedWord{0, "SLOW"}, CodedWord{1, "FAST"}};
+
+inline constexpr auto kFunctionKeys = NumberTexts<kChannelCount>("channel.", ".function");
+inline constexpr auto kRangeKeys = NumberTexts<kChannelCount>("channel.", ".range");
+inline constexpr auto kFunctionLabels = NumberTexts<kChannelCount>("Channel ", ": function");
+inline constexpr auto kFunctionLabelsFr = NumberTexts<kChannelCount>("Voie ", " : fonction");
+inline constexpr auto kRangeLabels = NumberTexts<kChannelCount>("Channel ", ": range");
+inline constexpr auto kRangeLabelsFr = NumberTexts<kChannelCount>("Voie ", " : calibre");
+
+// Function and range of each channel, then what the channels share.
+inline constexpr std::size_t kSharedSettings = 2 * kChannelCount;
+enum SharedSetting : std::size_t {
+  kTemperatureUnit = kSharedSettings,
+  kOpenThermocoupleCheck,
+  kRate,
+  kInterval,
+  kSettingCount,
+};
+constexpr std::size_t FunctionSetting(ChannelId channel) { return 2 * channel; }
+constexpr std::size_t RangeSetting(ChannelId channel) { return 2 * channel + 1; }
+
+inline constexpr auto kSettings = [] {
+  std::array<SettingRow, kSettingCount> rows{};
+  const auto put = [&](std::size_t at, int stored, const char* key, Words label, VariantType type, unsigned shift,
+                       unsigned bits, std::span<const CodedWord> words) {
+    rows.at(at) = {key, label, stored, type, shift, bits, words, 0};
+  };
+  int stored = 0;
+  for (std::uint32_t channel = 0; channel < kChannelCount; ++channel) {
+    put(FunctionSetting(channel), stored++, kFunctionKeys[channel].data(),
+        {kFunctionLabels[channel].data(), kFunctionLabelsFr[channel].data()}, VariantType::kUi1, 0, kCodeBits,
+        kFunctionWords);
+    put(RangeSetting(channel), stored++, kRangeKeys[channel].data(),
+        {kRangeLabels[channel].data(), kRangeLabelsFr[channel].data()}, VariantType::kUi1, 0, kCodeBits, {});
+  }
+  put(kTemperatureUnit, stored, "temperature-unit", {"Temperature unit", "Unité de température"}, VariantType::kUi1, 0,
+      1, kUnitWords);
+  put(kOpenThermocoupleCheck, stored++, "open-thermocouple-check",
+      {"Open thermocouple check", "Détection de thermocouple ouvert"}, VariantType::kUi1, 1, 1, kSwitchWords);
+  put(kRate, stored++, "rate", {"Measuring rate", "Vitesse de mesure"}, VariantType::kUi1, 0, 1, kRateWords);
+  put(kInterval, stored++, "interval", {"Scan interval in seconds", "Intervalle de scrutation en secondes"},
+      VariantType::kUi4, 0, 32, {});
+  return rows;
+}();
+
+inline constexpr auto kChannelNames = NumberTexts<kChannelCount>("CH");
+inline constexpr auto kChannels = [] {
+  std::array<ChannelRow, kChannelCount> rows{};
+  for (std::size_t channel = 0; channel < kChannelCount; ++channel) {
+    rows[channel] = {kChannelNames[channel].data(), ChanIn};
+  }
+  return rows;
+}();
+
+inline constexpr std::array kErrors = {
+    ErrorRow{flukehydraCtlErrNotFlukeHydra,
+             {"Device connected is not a Fluke Hydra", "L'appareil connecté n'est pas un Fluke Hydra"},
+             "NOT_FLUKE_HYDRA",
+             7540,
+             8540},
+    ErrorRow{flukehydraCtlErrNack,
+             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
+             "NEG_ACKNOWLEDGE",
+             7541,
+             8541},
+    ErrorRow{flukehydraCtlErrOutOfRange, {"Measure out of range", "Mesure hors limites"}, "OUT_OF_RANGE", 7542, 8542},
+    ErrorRow{flukehydraCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7543, 8543},
+    ErrorRow{flukehydraCtlErrNoMeasAvailable,
+             {"Measure not available", "Mesure non disponible"},
+             "MEAS_NOT_AVAILABLE",
+             7544,
+             8544},
+    ErrorRow{flukehydraCtlErrCmdSyntaxError,
+             {"Command syntax error", "Erreur de syntaxe dans la commande"},
+             "CMD_SYNTAX_ERROR",
+             7545,
+             8545},
+    ErrorRow{flukehydraCtlErrCmdExecError,
+             {"Command execution error", "Erreur d'exécution de la commande"},
+             "CMD_EXEC_ERROR",
+             7546,
+             8546},
+    ErrorRow{flukehydraCtlErrOtc, {"Open thermocouple", "Thermocouple ouvert"}, "OPEN_TC", 7547, 8547},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "flukehydra",
+    .class_name = "FlukeHydra",
+    .class_id = "7008DADB-D917-4420-BC0C-3CC2E95F3558",
+    .display_name = {"Fluke Hydra", "Fluke Hydra"},
+    .display_name_id = 2033,
+    .config_text = "Fluke Hydra: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 33,
+    .fires_errors = true,
+    .exception_code = flukehydraErrExceptionCode,
+    .channels = kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::flukehydra

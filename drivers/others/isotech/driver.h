@@ -1,0 +1,57 @@
+// Isotech dry-block or bath calibrator: one channel "SETPOINT" to be set; nothing is measured.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "drivers/serial_driver.h"
+
+namespace ulix::isotech {
+
+// Where set points go when the setting `model` is `object` (1), in place of the line: the host's own object for its
+// controller, given the address setting as it stands and degrees Celsius. What it returns is what the write returns.
+// Called on the thread that writes, with no lock held; several threads may call at once.
+using SetPointObject = std::function<HRESULT(std::uint32_t address, float degrees)>;
+
+class IsotechDriver final : public SerialDriver {
+ public:
+  explicit IsotechDriver(DriverServices services);
+
+  // At any time, from any thread; an empty one takes the object away. Without one, such writes are E_NOTIMPL.
+  void SetObject(SetPointObject object);
+
+  // E_NOTIMPL: the controllers have no identification query, and connecting asks them nothing.
+  Expected<std::string> Identify() override;
+  // The configuration is this side's alone; nothing goes over the line.
+  HRESULT SendCfg() override { return S_OK; }
+  HRESULT ReadCfg() override { return S_OK; }
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId id, float value) override;
+  HRESULT Run() override;
+  HRESULT Stop() override;
+  std::string ChannelUnit(ChannelId id) const override;
+  int ChannelResolution(ChannelId id) const override;
+
+  static std::unique_ptr<Driver> Create(DriverServices services);
+
+ private:
+  HRESULT Greet() override { return S_OK; }
+  HRESULT SendSetPoint(float degrees);
+  HRESULT SendToObject(std::uint32_t address, float degrees);
+  HRESULT SendAddressed(std::uint32_t address, float degrees);
+  // `command` without its argument.
+  HRESULT SendLine(std::string_view frame, std::string_view command);
+  HRESULT SendStop();
+  HRESULT ReadToLineEnd();
+  // Sends a frame and reads an answer of known size. Of one that stops midway, the rest is zeros.
+  Expected<std::string> Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms);
+  Expected<std::string> ReadAnswer(std::size_t size, std::uint32_t timeout_ms);
+
+  std::mutex object_mutex_;
+  SetPointObject object_;  // guarded by object_mutex_
+};
+
+}  // namespace ulix::isotech

@@ -1,0 +1,88 @@
+// Isotech dry-block and bath calibrators: what they are, what they can be set to, what can go wrong. Source: the
+// controllers' communication manuals.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::isotech {
+
+// How the controller is spoken to. Stored codes.
+enum Model : std::uint32_t {
+  kAddressed = 0,  // frames with an address and a block check
+  kObject = 1,     // set points go to an object of the host; the line stays silent
+  kLine = 2,       // frames that begin with STX and end in CR LF
+};
+inline constexpr std::array kModelWords = {CodedWord{kAddressed, "addressed"}, CodedWord{kObject, "object"},
+                                           CodedWord{kLine, "line"}};
+
+// What Run does. Stored codes.
+enum StartMode : std::uint32_t {
+  kSendSetPoint = 1,
+  kSwitchOutputOn = 2,  // kLine only
+};
+inline constexpr std::array kStartModeWords = {CodedWord{kSendSetPoint, "set-point"},
+                                               CodedWord{kSwitchOutputOn, "output-on"}};
+
+inline constexpr std::uint32_t kHighestAddress = 99;
+
+// The rows below, in order.
+enum SettingIndex { kModel, kAddress, kStartMode, kStartSetPoint };
+
+inline constexpr std::array kSettings = {
+    SettingRow{
+        "model", {"Protocol model", "Modèle de protocole"}, 0, VariantType::kUi4, 0, 32, kModelWords, kAddressed},
+    SettingRow{"address", {"Controller address", "Adresse du régulateur"}, 1, VariantType::kUi4, 0, 32, {}, 0},
+    SettingRow{
+        "start-mode", {"Start mode", "Mode de démarrage"}, 2, VariantType::kUi4, 0, 32, kStartModeWords, kSendSetPoint},
+    // Whole degrees Celsius.
+    SettingRow{
+        "start-set-point", {"Start set point", "Consigne de démarrage"}, 3, VariantType::kUi4, 0, 32, {}, 0, true},
+};
+
+inline constexpr ChannelId kSetPointChannel = 0;
+inline constexpr std::array kChannels = {ChannelRow{"SETPOINT", ChanOut}};
+
+// The same for every protocol.
+inline constexpr const char* kUnit =
+    "\xB0"
+    "C";
+inline constexpr int kResolution = 1;
+
+inline constexpr std::array kErrors = {
+    ErrorRow{isotechCtlErrNotIsotech,
+             {"Device connected is not an Isotech", "L'appareil connecté n'est pas un Isotech"},
+             "NOT_ISOTECH",
+             3700,
+             4700},
+    // Spelt as programs know it.
+    ErrorRow{isotechCtlErrNack,
+             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
+             "NEG_ACKNOLEDGE",
+             3701,
+             4701},
+    ErrorRow{isotechCtlErrOutOfRange,
+             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
+             "OUT_OF_RANGE",
+             3702,
+             4702},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "isotech",
+    .class_name = "Isotech",
+    .class_id = "8C2E028B-889B-4E70-BD36-67867563094F",
+    .display_name = {"Isotech", "Isotech"},
+    .display_name_id = 2007,
+    .config_text = "ISOTECH: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 21,
+    .fires_errors = true,
+    .exception_code = isotechErrExceptionCode,
+    .channels = kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::isotech

@@ -1,0 +1,98 @@
+#include "drivers/others/jofrartcptc/driver.h"
+
+#include <utility>
+
+#include "base/text.h"
+#include "drivers/others/jofrartcptc/protocol.h"
+
+namespace ulix::jofrartcptc {
+namespace {
+
+// Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11};
+constexpr int kUnknownResolution = 6;
+
+}  // namespace
+
+JofraRtcPtcDriver::JofraRtcPtcDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+
+std::unique_ptr<Driver> JofraRtcPtcDriver::Create(DriverServices services) {
+  return std::make_unique<JofraRtcPtcDriver>(std::move(services));
+}
+
+const Dialect& JofraRtcPtcDriver::Spoken() const {
+  return CodeIn(settings().Snapshot(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
+}
+
+HRESULT JofraRtcPtcDriver::Greet() {
+  const Dialect& dialect = Spoken();
+  if (const HRESULT result = Take(dialect.prelude); Failed(result)) return result;
+  const auto ascii = Ask("ascii+");
+  if (!ascii) return ascii.error();
+  if (!SpeaksAscii(*ascii)) return jofrartcptcCtlErrNotJofraRtcPtc;
+  const auto identification = Ask(dialect.identify);
+  if (!identification) return identification.error();
+  return IsOf(dialect, *identification) ? Take(dialect.log_on) : dialect.not_this;
+}
+
+// A step that fails does not spare the instrument the next.
+void JofraRtcPtcDriver::TakeLeave() {
+  for (const Step& step : Spoken().leave) Order(step.command, step.answer);
+}
+
+Expected<std::string> JofraRtcPtcDriver::Identify() { return Ask(Spoken().identify); }
+
+Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
+  const Dialect& dialect = Spoken();
+  if (id >= dialect.channels.size()) return {.code = jofrartcptcCtlErrChNum};
+  const auto value = Ask(dialect.readings).and_then([&](const std::string& answer) {
+    return ParseReading(dialect, answer, dialect.channels[id]);
+  });
+  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+}
+
+HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
+  const Dialect& dialect = Spoken();
+  if (id >= dialect.channels.size()) return jofrartcptcCtlErrChNum;
+  if (id != kTargetChannel) return E_INVALIDARG;
+  const auto command = SetPointCommand(dialect, value);
+  if (!command) return command.error();
+  const std::lock_guard exchange(exchange_mutex_);
+  if (const HRESULT result = Order(*command, dialect.set_point_answer); Failed(result)) return result;
+  const auto told = Ask(dialect.set_point);
+  if (!told) return told.error();
+  return ConfirmsSetPoint(dialect, *told, value) ? S_OK : jofrartcptcCtlErrNack;
+}
+
+Expected<std::string> JofraRtcPtcDriver::Ask(std::string_view query) {
+  return Query(query).and_then([](const std::string& line) -> Expected<std::string> {
+    const std::string_view answer = Trimmed(line);
+    if (answer.empty()) return Failure(serialCommErrUnableToReadComm);
+    return std::string(answer);
+  });
+}
+
+HRESULT JofraRtcPtcDriver::Order(std::string_view command, const char* answer) {
+  if (!answer) return Send(command);
+  const auto told = Ask(command);
+  if (!told) return told.error();
+  return *told == answer ? S_OK : jofrartcptcCtlErrNack;
+}
+
+HRESULT JofraRtcPtcDriver::Take(std::span<const Step> steps) {
+  for (const Step& step : steps) {
+    if (const HRESULT result = Order(step.command, step.answer); Failed(result)) return result;
+  }
+  return S_OK;
+}
+
+std::string JofraRtcPtcDriver::ChannelName(ChannelId id) const {
+  const auto channels = Spoken().channels;
+  return id < channels.size() ? channels[id].name : kUnknownChannel;
+}
+
+int JofraRtcPtcDriver::ChannelResolution(ChannelId id) const {
+  return OffersChannel(id) ? kResolution : kUnknownResolution;
+}
+
+}  // namespace ulix::jofrartcptc

@@ -1,0 +1,43 @@
+// Jofra dry-block calibrator on a serial line: its temperatures are read, its set point read and set.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "drivers/others/jofrartcptc/tables.h"
+#include "drivers/serial_driver.h"
+
+namespace ulix::jofrartcptc {
+
+class JofraRtcPtcDriver final : public SerialDriver {
+ public:
+  explicit JofraRtcPtcDriver(DriverServices services);
+
+  Expected<std::string> Identify() override;
+  // The model is this side's knowledge: the instrument has nothing to be told or asked of it.
+  HRESULT SendCfg() override { return S_OK; }
+  HRESULT ReadCfg() override { return S_OK; }
+  // jofrartcptcCtlErrChNum for a channel that the series does not have.
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId id, float value) override;
+  bool OffersChannel(ChannelId id) const override { return id < Spoken().channels.size(); }
+  std::string ChannelName(ChannelId id) const override;
+  std::string ChannelUnit(ChannelId id) const override { return OffersChannel(id) ? kUnit : ""; }
+  int ChannelResolution(ChannelId id) const override;
+
+  static std::unique_ptr<Driver> Create(DriverServices services);
+
+ private:
+  HRESULT Greet() override;
+  void TakeLeave() override;
+  // Of the series that is set.
+  const Dialect& Spoken() const;
+  // One answer, without line ends and blanks around it; one of nothing else is none.
+  Expected<std::string> Ask(std::string_view query);
+  // Sends a command and wants that answer, or none where it is null; another is jofrartcptcCtlErrNack.
+  HRESULT Order(std::string_view command, const char* answer);
+  HRESULT Take(std::span<const Step> steps);
+};
+
+}  // namespace ulix::jofrartcptc

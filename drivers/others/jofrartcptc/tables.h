@@ -1,0 +1,157 @@
+// AMETEK Jofra dry-block calibrators of the RTC, PTC and CTC series: what they are, what can go wrong. Source: the
+// instruments' remote control manuals.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "drivers/model_card.h"
+
+namespace ulix::jofrartcptc {
+
+// Where a channel stands in the answer to the reading query, by fields from 0.
+struct ChannelPlace {
+  const char* name;
+  std::size_t value;
+  std::size_t unit;  // kNoField: degrees Celsius
+};
+inline constexpr std::size_t kNoField = ~std::size_t{0};
+
+// A channel's id is its place in its series' table.
+inline constexpr std::array kRtcPlaces = {
+    ChannelPlace{"TRUE TEMPERATURE", 5, kNoField},
+    ChannelPlace{"SENSOR TEMPERATURE", 15, kNoField},
+    ChannelPlace{"TARGET TEMPERATURE", 24, kNoField},
+};
+//  INT. REF.   TARGET      EXT. REF.       SENSOR
+//  23.12, CEL, 50.00, CEL, 49.98, CEL, 1,  50.03, CEL
+inline constexpr std::array kCtcPlaces = {
+    ChannelPlace{"EXT. REF. SENSOR TEMPERATURE", 4, 5},
+    ChannelPlace{"SENSOR TEMPERATURE", 7, 8},
+    ChannelPlace{"TARGET TEMPERATURE", 2, 3},
+    ChannelPlace{"INT. REF. TEMPERATURE", 0, 1},
+};
+inline constexpr ChannelId kTargetChannel = 2;  // of either series
+inline constexpr const char* kUnknownChannel = "(UNKNOWN/UNSUPPORTED INPUT !?)";
+
+// One command and what must be answered to it; null: nothing is.
+struct Step {
+  const char* command;
+  const char* answer;
+};
+
+inline constexpr std::array kRtcLogOn = {
+    Step{"LogOn", "<CallResponse TelegramValue`1>"},
+    Step{"Isloggedon?", "<GetResponse Isloggedon True>"},
+};
+inline constexpr std::array kRtcLeave = {Step{"LogOff", "<CallResponse LogOff>"}, Step{"ascii-", nullptr}};
+inline constexpr std::array kCtcPrelude = {Step{"*CLS", nullptr}};
+inline constexpr std::array kCtcLogOn = {Step{"REMOTE", nullptr}, Step{"REMOTE_MODE?", "REMOTE"}};
+inline constexpr std::array kCtcLeave = {Step{"LOCAL", nullptr}};
+
+// What a series says differently.
+struct Dialect {
+  std::span<const Step> prelude;
+  const char* identify;
+  HRESULT not_this;  // the identification is another's
+  std::span<const Step> log_on;
+  std::span<const Step> leave;
+  const char* readings;
+  const char* separators;  // of answers' fields
+  std::span<const ChannelPlace> channels;
+  const char* set_point;         // the query
+  const char* set_point_answer;  // to the command; null: nothing is
+};
+
+inline constexpr Dialect kRtc = {
+    .prelude = {},
+    .identify = "CalibratorDevice?",
+    .not_this = jofrartcptcCtlErrNotJofraRtcPtc,
+    .log_on = kRtcLogOn,
+    .leave = kRtcLeave,
+    .readings = "LiveSensors?",
+    .separators = " \t",
+    .channels = kRtcPlaces,
+    .set_point = "Settemperature?",
+    .set_point_answer = "<SetResponse SETTemperature>",
+};
+inline constexpr Dialect kCtc = {
+    .prelude = kCtcPrelude,
+    .identify = "*IDN?",
+    .not_this = jofrartcptcCtlErrNotJofraCtc,
+    .log_on = kCtcLogOn,
+    .leave = kCtcLeave,
+    .readings = "READINGS?",
+    .separators = ", ",
+    .channels = kCtcPlaces,
+    .set_point = "SETTEMP?",
+    .set_point_answer = nullptr,
+};
+
+inline constexpr std::uint32_t kRtcPtcModel = 0;
+inline constexpr std::uint32_t kCtcModel = 1;
+inline constexpr std::array kModelWords = {CodedWord{kRtcPtcModel, "RTC/PTC"}, CodedWord{kCtcModel, "CTC"}};
+
+inline constexpr std::array kSettings = {
+    SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelWords, kRtcPtcModel},
+};
+
+// The CTC's ids, under the names of the RTC and PTC where these have them.
+inline constexpr std::array kChannels = {
+    ChannelRow{kRtcPlaces[0].name, ChanIn},
+    ChannelRow{kRtcPlaces[1].name, ChanIn},
+    ChannelRow{kRtcPlaces[2].name, ChanIO},
+    ChannelRow{kCtcPlaces[3].name, ChanIn},
+};
+
+inline constexpr const char* kUnit =
+    "\xB0"
+    "C";
+inline constexpr int kResolution = 2;
+
+inline constexpr std::array kErrors = {
+    ErrorRow{jofrartcptcCtlErrNotJofraRtcPtc,
+             {"Device connected is not a JOFRA RTC/PTC", "L'appareil connecté n'est pas un JOFRA RTC/PTC"},
+             "NOT_JOFRA_RTC_PTC",
+             7560,
+             8560},
+    ErrorRow{jofrartcptcCtlErrNack,
+             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
+             "NEG_ACKNOWLEDGE",
+             7561,
+             8561},
+    ErrorRow{jofrartcptcCtlErrOutOfRange,
+             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
+             "OUT_OF_RANGE",
+             7562,
+             8562},
+    ErrorRow{jofrartcptcCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7563, 8563},
+    ErrorRow{jofrartcptcCtlErrNoMeasAvailable,
+             {"Measure not available", "Mesure non disponible"},
+             "MEAS_NOT_AVAILABLE",
+             7564,
+             8564},
+    ErrorRow{jofrartcptcCtlErrNotJofraCtc,
+             {"Device connected is not a JOFRA CTC", "L'appareil connecté n'est pas un JOFRA CTC"},
+             "NOT_JOFRA_CTC",
+             7565,
+             8565},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "jofrartcptc",
+    .class_name = "JofraRtcPtc",
+    .class_id = "867B12DD-0351-4DB7-AC78-74736A196683",
+    .display_name = {"Jofra RTC/PTC", "Jofra RTC/PTC"},
+    .display_name_id = 2034,
+    .config_text = "Ametek JOFRA RTC/PTC: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 34,
+    .fires_errors = true,
+    .exception_code = jofrartcptcErrExceptionCode,
+    .channels = kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::jofrartcptc

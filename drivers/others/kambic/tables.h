@@ -1,0 +1,69 @@
+// Kambic calibration baths of the OB series: what they are, what can go wrong. Source: the bath's communication manual.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::kambic {
+
+// One of them stands in the identification, in this case. A bath tells itself with a hyphen or without.
+inline constexpr std::array<const char*, 6> kModelWords = {"OB7", "OB22", "OB50", "OB-7", "OB-22", "OB-50"};
+
+// A channel's number in the answer to "TXD" stands behind its key, up to a blank or the end of its line:
+//
+//  T= 25.012 CR TSET= 30.000 CR LF
+//     |               |
+//     temperature     set point
+inline constexpr ChannelId kTemperatureChannel = 0;
+inline constexpr ChannelId kSetPointChannel = 1;
+inline constexpr std::array<const char*, 2> kKeys = {"T=", "TSET="};
+inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn}, ChannelRow{"SETPOINT", ChanIO}};
+
+// Both channels'. The bath takes and tells thousandths.
+inline constexpr const char* kUnit =
+    "\xB0"
+    "C";
+inline constexpr int kResolution = 3;
+
+inline constexpr std::array kErrors = {
+    ErrorRow{kambicCtlErrNotKambic,
+             {"Device connected is not a KAMBIC", "L'appareil connecté n'est pas un KAMBIC"},
+             "NOT_KAMBIC",
+             7580,
+             8580},
+    ErrorRow{kambicCtlErrOutOfRange,
+             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
+             "OUT_OF_RANGE",
+             7581,
+             8581},
+    ErrorRow{kambicCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7582, 8582},
+    ErrorRow{kambicCtlErrBadCmde,
+             {"Command refused by the device", "Commande refusée par l'appareil"},
+             "BAD_CMDE",
+             7583,
+             8583},
+    ErrorRow{kambicCtlErrBadResp,
+             {"Incorrect answer from the device", "Réponse incorrecte de l'appareil"},
+             "BAD_RESP",
+             7584,
+             8584},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "kambic",
+    .class_name = "Kambic",
+    .class_id = "6517B728-343F-4F99-A26D-18D06086BD7D",
+    .display_name = {"Kambic", "Kambic"},
+    .display_name_id = 2029,
+    .config_text = "KAMBIC: XXXX_A_IMPLANTER",
+    .link = LinkKind::kSerial,
+    .expl_key_num = 36,
+    .fires_errors = true,
+    .exception_code = kambicErrExceptionCode,
+    .channels = kChannels,
+    .settings = {},
+    .errors = kErrors,
+};
+
+}  // namespace ulix::kambic

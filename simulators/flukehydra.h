@@ -1,0 +1,73 @@
+// A simulated Fluke Hydra data bucket: 21 channels, each set up at the instrument, asked by lines.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulators/line_simulator.h"
+#include "simulators/properties.h"
+
+namespace ulix {
+
+// The device itself. While it scans, each channel swings around its own value, a little behind the channel before.
+class FlukeHydraModel {
+ public:
+  static constexpr std::size_t kChannels = 21;
+  struct Channel {
+    std::string function;  // as "FUNC?" tells it: "VDC,2", "TEMP,K", "OFF"
+    double value;          // in the base unit of the function; from 1e9 up overload, from 9e9 up an open thermocouple
+  };
+
+  explicit FlukeHydraModel(Clock& clock);
+
+  std::array<Channel, kChannels> channels;
+  double swing = 1;    // percent of a channel's value
+  double period = 20;  // of the swing, seconds; 0 or less stands still
+
+  bool scanning() const { return !stopped_.has_value(); }
+  void Scan(bool on);
+  // The last measurement of a channel; none of one that is off.
+  std::optional<double> Last(std::size_t channel) const;
+
+ private:
+  Clock& clock_;
+  MonotonicTime started_;
+  std::optional<MonotonicTime> stopped_;
+};
+
+class FlukeHydraSimulator final : public LineSimulator {
+ public:
+  explicit FlukeHydraSimulator(Clock& clock);
+
+  std::string Refusal() const override { return "=?\r\n"; }
+  // Also "function.N" and "value.N" of channel N.
+  HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  const FlukeHydraModel& model() const { return model_; }
+  bool printing() const { return printing_; }
+
+ private:
+  SimulatedReply Answer(std::string_view request) override;
+  // The answer to a command without its carriage return: result and prompt, or a prompt alone; none for a command that
+  // the instrument does not know.
+  std::optional<std::string> Obey(std::string_view command);
+  std::optional<std::string> ObeySwitch(std::string_view command);
+  std::optional<std::string> AnswerChannel(std::string_view command);
+  std::string Result(const std::string& result) const { return result + "\r\n" + Prompt(); }
+  std::string Prompt() const { return prompt_ + "\r\n"; }
+
+  FlukeHydraModel model_;
+  bool printing_ = true;
+  std::string identity_ = "FLUKE,2635A,0,M2.41 A4.7 D1.0 L1.2";
+  std::string temperature_config_ = "2";
+  std::string measuring_rate_ = "0";
+  std::string scan_interval_ = "0,0,10";
+  std::string last_text_;      // answered to "LAST?" in place of a measurement when not empty
+  std::string prompt_ = "=>";  // behind what was understood and done
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

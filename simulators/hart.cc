@@ -1,0 +1,59 @@
+#include "simulators/hart.h"
+
+#include "base/numbers.h"
+
+namespace ulix {
+namespace {
+
+constexpr int kDecimals = 2;
+
+}  // namespace
+
+HartSimulator::HartSimulator(Clock& clock)
+    : LineSimulator('\r'),
+      block_(clock),
+      properties_{{"temperature", &block_.temperature},
+                  {"set-point", &block_.set_point},
+                  {"time-constant", &block_.time_constant},
+                  {"noise", &block_.noise},
+                  {"lowest", &lowest_},
+                  {"highest", &highest_},
+                  {"reply-text", &reply_text_},
+                  {"reply-unit", &reply_unit_}} {
+  block_.set_point = 25;
+  block_.noise = 0.02;
+}
+
+HRESULT HartSimulator::Set(std::string_view key, std::string_view value) {
+  block_.Advance();
+  return properties_.Set(key, value);
+}
+
+// Half duplex and silence between queries are how it is anyway.
+SimulatedReply HartSimulator::Answer(std::string_view request) {
+  if (request == "t") return Say("T", block_.Measure());
+  if (request == "s") return Say("S", block_.set_point);
+  if (request == "lf=of") {
+    end_ = "\r";
+    return {};
+  }
+  const bool known =
+      request == "du=h" || request == "sa=0" || (request.starts_with("s=") && TakeSetPoint(request.substr(2)));
+  if (!known) NoteUnknown(request);
+  return {};
+}
+
+SimulatedReply HartSimulator::Say(std::string_view word, double value) const {
+  const std::string text = std::string(word) + ':' + FormatFixed(value, kDecimals) + ' ' + reply_unit_;
+  return {(reply_text_.empty() ? text : reply_text_) + end_, true};
+}
+
+// False for what is no number of two decimals; one that the block does not take is a known request all the same.
+bool HartSimulator::TakeSetPoint(std::string_view number) {
+  const auto value = ParseDecimal(number);
+  if (!value || FormatFixed(*value, kDecimals) != number) return false;
+  if (*value >= lowest_ && *value <= highest_) block_.SetPoint(*value);
+  return true;
+}
+
+}  // namespace ulix

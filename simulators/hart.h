@@ -1,0 +1,37 @@
+// A simulated HART interface unit, asked by lines, with a heated block behind it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "simulators/line_simulator.h"
+#include "simulators/properties.h"
+#include "simulators/thermal_model.h"
+
+namespace ulix {
+
+class HartSimulator final : public LineSimulator {
+ public:
+  explicit HartSimulator(Clock& clock);
+
+  std::string Refusal() const override { return "?" + end_; }
+  HRESULT Set(std::string_view key, std::string_view value) override;
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  const ThermalModel& block() const { return block_; }
+
+ private:
+  SimulatedReply Answer(std::string_view request) override;
+  SimulatedReply Say(std::string_view word, double value) const;
+  bool TakeSetPoint(std::string_view number);
+
+  ThermalModel block_;
+  double lowest_ = -40;  // set points that the block takes; another leaves it as it was
+  double highest_ = 150;
+  std::string reply_text_;        // answered to "t" and "s" in place of the value when not empty
+  std::string reply_unit_ = "C";  // behind a value
+  std::string end_ = "\r\n";      // of replies
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,44 @@
+// A simulated Isotech calibrator: a controller that hears framed set points, in either of two protocols.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulators/properties.h"
+#include "simulators/simulator.h"
+
+namespace ulix {
+
+// Frames that begin with EOT carry an address and a block check and are answered by one byte; frames that begin with
+// STX are lines and are answered by lines. Nothing can be read back over the wire.
+class IsotechSimulator final : public Simulator {
+ public:
+  explicit IsotechSimulator(Clock&);
+
+  std::vector<SimulatedReply> Receive(std::string_view bytes) override;
+  // In the protocol of the last frame.
+  std::string Refusal() const override;
+  HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  double set_point() const { return set_point_; }
+  bool output_on() const { return output_on_; }
+
+ private:
+  bool FrameIsWhole() const;
+  SimulatedReply Answer(std::string_view frame);
+  SimulatedReply AnswerAddressed(std::string_view frame);
+  SimulatedReply AnswerLine(std::string_view frame);
+  SimulatedReply Refuse(std::string_view frame);
+
+  std::string pending_;  // the frame so far
+  bool last_is_line_ = false;
+  double set_point_ = 20;  // degrees Celsius
+  bool output_on_ = false;
+  double address_ = -1;             // the controller's own; negative: it hears every one
+  std::string stop_answer_ = "CP";  // between STX and CR LF
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,67 @@
+// A simulated Jofra dry-block calibrator: of the RTC and PTC series, or of the CTC series, which speaks another
+// language over the same block.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulators/line_simulator.h"
+#include "simulators/properties.h"
+#include "simulators/thermal_model.h"
+
+namespace ulix {
+
+class JofraRtcPtcSimulator final : public LineSimulator {
+ public:
+  explicit JofraRtcPtcSimulator(Clock& clock);
+
+  std::string Refusal() const override { return Line("<Error Invalid command or argument(s)>"); }
+  HRESULT Set(std::string_view key, std::string_view value) override;
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  const ThermalModel& block() const { return block_; }
+  // Whether a host has taken it over: logged on to (RTC, PTC) or in remote mode (CTC).
+  bool taken() const { return taken_; }
+
+ private:
+  struct Request;
+  static const std::vector<Request>& Requests();
+
+  SimulatedReply Answer(std::string_view request) override;
+  bool IsCtc() const { return model_ == "CTC"; }
+  // One answer, with what ends it.
+  std::string Line(std::string_view text) const { return std::string(text) + (line_feed_ ? "\r\n" : "\r"); }
+
+  // Each gives the answer, empty where nothing is answered; none where the request is refused.
+  using Taken = std::optional<std::string>;
+  Taken Activate();
+  Taken LiveSensors();
+  Taken Readings();
+  Taken SetPointRtc(std::string_view number);
+  Taken SetPointCtc(std::string_view words);
+  Taken LogOn();
+  Taken Remote();
+  void SetPoint(double celsius);
+  // A value with its unit word, as the CTC tells it.
+  std::string WithUnit(double celsius) const;
+
+  ThermalModel block_;
+  bool ascii_ = false;
+  bool taken_ = false;
+  std::string model_ = "RTC/PTC";  // or "CTC"
+  std::string identity_ = "RTC_157_B";
+  std::string ctc_identity_ = "JOFRA, CTC-155 A, 605155-00012, 1.20";
+  std::string unit_ = "CEL";       // of the CTC's answers
+  double sensor_offset_ = -0.05;   // of the sensor under test
+  double internal_offset_ = 0.08;  // of the CTC's internal reference
+  bool sensor_connected_ = true;
+  bool locked_ = false;     // no host may take it over
+  bool stuck_ = false;      // set points are taken and not kept
+  bool line_feed_ = false;  // answers end in CR LF
+  std::string ascii_text_;  // answered to "ascii+" when not empty
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,107 @@
+// Simulated calibrators with one measuring and one sourcing range, asked by lines. Models differ in their words.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "simulators/line_simulator.h"
+#include "simulators/noise.h"
+#include "simulators/properties.h"
+
+namespace ulix {
+
+// One measuring or sourcing function.
+struct RangeFunction {
+  // The parameters that it takes on one side, in this order.
+  enum Takes : unsigned {
+    kNothing = 0,
+    kConnection = 1,
+    kConnectionIfGiven = 2,  // thermocouples are connected one way: the word may be left out
+    kSensorAndUnit = 4,
+    kColdJunction = 8,
+  };
+
+  std::string_view word;
+  unsigned input;   // Takes
+  unsigned output;  // Takes
+  int decimals;
+  std::string_view unit;  // empty: the temperature unit asked for
+};
+
+// The words of a model; they outlive its simulators.
+struct RangeWords {
+  std::string_view identity;  // answer to "*IDN?"
+  std::span<const RangeFunction> functions;
+  std::span<const std::string_view> connections;
+  std::span<const std::string_view> sensors;
+};
+
+// The device itself. Its input swings slowly around a value, or follows its own output.
+class CalibratorModel {
+ public:
+  explicit CalibratorModel(Clock& clock) : clock_(clock), started_(clock.Now()) {}
+
+  double input = 10;           // centre of the swing, in the unit of the input range
+  double amplitude = 2;        // of the swing, same unit
+  double period = 20;          // of the swing, seconds; 0 or less stands still
+  double noise = 0.002;        // greatest deviation of one measurement, same unit
+  bool follow_output = false;  // as if the output were wired to the input, which then sees 0 while the output is off
+
+  double output = 0;
+  bool output_on = false;
+  bool remote = false;
+  bool measuring = false;  // told to run
+
+  double Measure();
+
+ private:
+  double Source() const;
+
+  Clock& clock_;
+  MonotonicTime started_;
+  Noise random_;
+};
+
+class RangeCalibratorSimulator : public LineSimulator {
+ public:
+  std::string Refusal() const override { return "ERROR\n"; }
+  HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  const CalibratorModel& model() const { return model_; }
+  // The configuration as it is told to hosts, such as "RANGE_IN V50".
+  std::string input_range() const { return input_.Line(); }
+  std::string output_range() const { return output_.Line(); }
+
+ protected:
+  RangeCalibratorSimulator(const RangeWords& words, Clock& clock);
+
+ private:
+  struct Side {
+    std::string command;  // that sets its range, with the blank
+    std::string words;    // the range's parameters as they came
+    int decimals;         // of the values of the range
+    std::string unit;     // as it stands behind a value
+    std::string Line() const { return command + words; }
+  };
+  struct Request;
+  static const std::vector<Request>& Requests();
+
+  SimulatedReply Answer(std::string_view request) override;
+  std::string MeasuredText();
+  bool TakeRange(Side& side, std::string_view words);
+  bool TakeOutput(std::string_view number);
+
+  const RangeWords& words_;
+  CalibratorModel model_;
+  Side input_{"RANGE_IN ", "V50", 3, "V"};
+  Side output_{"RANGE_OUT ", "V50", 3, "V"};
+  std::string identity_;
+  std::string measure_text_;  // answered to "MEAS?" in place of a measurement when not empty
+  bool reply_unit_ = false;   // whether a blank and the unit follow a measured value
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,321 @@
+// The registered control, created by ProgID by a program that knows only the type library.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "tests/automation/client.h"
+
+namespace client {
+namespace {
+
+ComPtr<IUlixInstr> NewControl() { return Create<IUlixInstr>(kProgId); }
+
+// A setup object attached to a control.
+ComPtr<IUlixSetup> SetupOf(IUlixInstr* control) {
+  const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
+  if (setup) EXPECT_EQ(setup->Attach(control), S_OK);
+  return setup;
+}
+
+long PortOfInstrument() {
+  const char* port = std::getenv("ULIX_TEST_PORT");
+  return port ? std::atol(port) : 0;
+}
+
+// A control whose port is the instrument's.
+class Connected : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_GT(PortOfInstrument(), 0);
+    control = NewControl();
+    ASSERT_TRUE(control);
+    setup = SetupOf(control.Get());
+    ASSERT_EQ(setup->put_Serial(const_cast<BSTR>(L"port"), PortOfInstrument()), S_OK);
+  }
+  void TearDown() override {
+    if (control) control->Disconnect();
+  }
+  ComPtr<IUlixInstr> control;
+  ComPtr<IUlixSetup> setup;
+};
+
+TEST(TypeLibrary, HasThePublishedIdsAndMembersInOrder) {
+  const struct {
+    const IID& id;
+    const wchar_t* published;
+  } ids[] = {{__uuidof(IUlixInstr), L"{3DC98EAA-4F18-4807-B266-0C55544D64F5}"},
+             {__uuidof(IUlixInstrEvents), L"{5AC86136-E359-4D18-A4B5-ED0DAE1CADA1}"},
+             {__uuidof(IUlixInstrReadFile), L"{DA58B7C1-26DF-4AA3-AC6C-42CB88801448}"}};
+  for (const auto& row : ids) {
+    IID published;
+    IIDFromString(row.published, &published);
+    EXPECT_TRUE(IsEqualIID(row.id, published)) << row.published;
+  }
+  GUID library_id;
+  CLSIDFromString(L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}", &library_id);
+  ComPtr<ITypeLib> library;
+  ASSERT_EQ(LoadRegTypeLib(library_id, 1, 0, LOCALE_NEUTRAL, &library), S_OK);
+  ComPtr<ITypeInfo> dispatch, table;
+  ASSERT_EQ(library->GetTypeInfoOfGuid(__uuidof(IUlixInstr), &dispatch), S_OK);
+  HREFTYPE reference = 0;
+  ASSERT_EQ(dispatch->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), S_OK);
+  ASSERT_EQ(dispatch->GetRefTypeInfo(reference, &table), S_OK);
+  constexpr UINT kMembers = 63;
+  constexpr int kDispatchSlots = 7;
+  for (UINT k = 0; k < kMembers; ++k) {
+    FUNCDESC* member = nullptr;
+    ASSERT_EQ(table->GetFuncDesc(k, &member), S_OK);
+    EXPECT_EQ(member->memid, static_cast<MEMBERID>(k + 1));
+    EXPECT_EQ(member->oVft, static_cast<SHORT>((kDispatchSlots + k) * sizeof(void*)));
+    table->ReleaseFuncDesc(member);
+  }
+}
+
+TEST(Control, AnswersByName) {
+  const auto control = NewControl();
+  ASSERT_TRUE(control);
+  Variant version, type, id, groups, resolution;
+  EXPECT_EQ(CallByName(control.Get(), L"Version", DISPATCH_PROPERTYGET, {}, &version), S_OK);
+  EXPECT_STREQ(version.bstrVal, L"1.0.0.0");
+  EXPECT_EQ(CallByName(control.Get(), L"InstrType", DISPATCH_PROPERTYGET, {}, &type), S_OK);
+  EXPECT_STREQ(type.bstrVal, L"Kelvo10");
+  EXPECT_EQ(CallByName(control.Get(), L"CreateGroup", DISPATCH_METHOD, {}, &id), S_OK);
+  EXPECT_EQ(id.lVal, 1);
+  EXPECT_EQ(CallByName(control.Get(), L"Groups", DISPATCH_PROPERTYGET, {}, &groups), S_OK);
+  EXPECT_EQ(groups.vt, 0x2003);
+  EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1}));
+  Variant channel(1L);
+  EXPECT_EQ(CallByName(control.Get(), L"GetChanResol", DISPATCH_METHOD, {channel}, &resolution), S_OK);
+  EXPECT_EQ(resolution.iVal, 3);
+}
+
+TEST(Control, ShowsTheInterfacesOfAControlAndNoOthers) {
+  const auto control = NewControl();
+  const IID* const shown[] = {&IID_ISupportErrorInfo,    &IID_IConnectionPointContainer, &IID_IProvideClassInfo2,
+                              &IID_IPersistStreamInit,   &IID_IPersistStorage,           &IID_IPersistPropertyBag,
+                              &__uuidof(IUlixInstrKelvo10Spec), &__uuidof(IUlixInstrKelvo10Debug)};
+  for (const IID* id : shown) {
+    ComPtr<IUnknown> part, identity, own;
+    EXPECT_EQ(control->QueryInterface(*id, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
+    part.As(&identity);
+    control.As(&own);
+    EXPECT_EQ(identity.Get(), own.Get());
+  }
+  ComPtr<IUnknown> none;
+  EXPECT_EQ(control->QueryInterface(__uuidof(IUlixInstrReadFile), reinterpret_cast<void**>(none.GetAddressOf())),
+            E_NOINTERFACE);
+  ComPtr<IUlixInstrKelvo10Debug> debug;
+  ASSERT_EQ(control.As(&debug), S_OK);
+  EXPECT_EQ(debug->DebugCreateCfgTest(), S_OK);
+  Variant groups;
+  control->get_Groups(&groups);
+  EXPECT_EQ(Elements<long>(groups).size(), 2U);
+  ComPtr<IProvideClassInfo2> classes;
+  GUID source;
+  control.As(&classes);
+  EXPECT_EQ(classes->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &source), S_OK);
+  EXPECT_TRUE(IsEqualGUID(source, __uuidof(IUlixInstrEvents)));
+}
+
+TEST(Control, DescribesEveryFailure) {
+  const auto control = NewControl();
+  BSTR text = SysAllocString(L"before");
+  EXPECT_EQ(control->Identify(&text), E_UNEXPECTED);
+  EXPECT_EQ(text, nullptr);
+  Failure failure = TakeFailure();
+  EXPECT_EQ(failure.description, L"Communication not opened");
+  EXPECT_EQ(failure.source, kProgId);
+  EXPECT_TRUE(IsEqualGUID(failure.interface_id, __uuidof(IUlixInstr)));
+  EXPECT_EQ(control->Identify(nullptr), E_INVALIDARG);
+  EXPECT_EQ(TakeFailure().description, L"Invalid Argument");
+  EXPECT_EQ(control->get_InChans(9, nullptr), E_INVALIDARG);
+  EXPECT_EQ(control->ConnectGroupChan(1, 1), E_INVALIDARG);
+  EXPECT_EQ(TakeFailure().description, L"Invalid Argument");
+  Variant result;
+  EXPECT_EQ(CallByName(control.Get(), L"Connect", DISPATCH_METHOD, {}, &result), HRESULT(0x80044400));
+  int unknown = 7;
+  ASSERT_EQ(control->GetErrorText(HRESULT(0x80010105), 0, &unknown, &text), S_OK);
+  EXPECT_EQ(unknown, 0);
+  EXPECT_EQ(Taken(text), L"Unable to read answer");
+  ASSERT_EQ(control->GetErrorText(HRESULT(0x80043A05), 0, &unknown, &text), S_OK);
+  EXPECT_EQ(unknown, 1);
+  EXPECT_EQ(Taken(text), L"");
+}
+
+TEST_F(Connected, TakesOnlyTheExactArrays) {
+  ASSERT_EQ(control->Connect(), S_OK);
+  Variant values, errors, times;
+  const Variant ids = IdArray({0, 1});
+  ASSERT_EQ(control->GetChansVals(ids, &values, &errors, &times), S_OK);
+  EXPECT_EQ(values.vt, 0x200C);
+  EXPECT_EQ(errors.vt, 0x2003);
+  EXPECT_EQ(times.vt, 0x2007);
+  EXPECT_EQ(Elements<VARIANT>(values)[0].vt, VT_R4);
+  EXPECT_EQ(Elements<DATE>(times), (std::vector<DATE>{0, 0}));
+
+  VARIANT by_reference = ids;
+  SAFEARRAY* array = ids.parray;
+  by_reference.vt = VT_ARRAY | VT_BYREF | VT_I4;
+  by_reference.pparray = &array;
+  Variant wrong_values, wrong_errors, wrong_times;
+  EXPECT_EQ(control->GetChansVals(by_reference, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
+  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
+  EXPECT_EQ(control->GetChansVals(values, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
+  EXPECT_EQ(control->GetChansVals(IdArray({0, 5}), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
+  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
+  EXPECT_EQ(control->GetChansVals(Variant(1L), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
+  const Variant none = IdArray({});
+  ASSERT_EQ(control->GetChansVals(none, &wrong_values, &wrong_errors, &wrong_times), S_OK);
+  EXPECT_TRUE(Elements<VARIANT>(wrong_values).empty());
+}
+
+TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
+  ASSERT_EQ(control->Connect(), S_OK);
+  BSTR text = nullptr;
+  ASSERT_EQ(control->Identify(&text), S_OK);
+  EXPECT_NE(Taken(text).find(L"KELVO10"), std::wstring::npos);
+  long group = 0;
+  ASSERT_EQ(control->CreateGroup(&group), S_OK);
+  ASSERT_EQ(setup->SetGroup(group, 100, 0, 0, 0), S_OK);
+  ASSERT_EQ(control->ConnectGroupChan(group, 0), S_OK);
+
+  ComPtr<IConnectionPointContainer> container;
+  ComPtr<IConnectionPoint> point;
+  control.As(&container);
+  ASSERT_EQ(container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point), S_OK);
+  Sink sink;
+  DWORD cookie = 0;
+  ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+  ASSERT_EQ(control->RunGroup(group), S_OK);
+  ASSERT_TRUE(sink.Await(4));
+  ASSERT_EQ(control->StopGroup(group), S_OK);
+  EXPECT_EQ(point->Unadvise(cookie), S_OK);
+  EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
+  EXPECT_EQ(sink.order()[0], L"data 1");
+  EXPECT_EQ(sink.order()[1], L"ready 1");
+  const Sink::Data data = sink.data()[0];
+  EXPECT_EQ(data.quantity, 1);
+  EXPECT_EQ(data.types, (std::array<VARTYPE, 4>{0x2003, 0x200C, 0x2003, 0x2007}));
+  EXPECT_EQ(data.ids, (std::vector<long>{0}));
+  EXPECT_EQ(data.values[0].vt, VT_R4);
+  EXPECT_EQ(data.values[0].fltVal, 12.345F);
+  EXPECT_EQ(data.errors[0], 0);
+  SYSTEMTIME now;
+  GetLocalTime(&now);
+  DATE local = 0;
+  SystemTimeToVariantTime(&now, &local);
+  EXPECT_NEAR(data.times[0], local, 1.0 / 1440) << "local time";
+
+  EXPECT_EQ(control->SetChanVal(1, Variant(100.1)), S_OK);
+  EXPECT_EQ(control->SetChanVal(1, Variant()), E_INVALIDARG);
+  EXPECT_EQ(control->SetChanVal(1, Variant(L"1")), E_INVALIDARG);
+  EXPECT_EQ(control->SetChanVal(0, Variant(1.0)), E_INVALIDARG);
+}
+
+TEST_F(Connected, KeepsItsConfigurationInStreamStorageAndBag) {
+  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"input-function"), const_cast<BSTR>(L"ohm500")), S_OK);
+  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"input-function"), const_cast<BSTR>(L"V51")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"no-such"), const_cast<BSTR>(L"1")), E_INVALIDARG);
+  ComPtr<IPersistStreamInit> persist;
+  control.As(&persist);
+  EXPECT_EQ(persist->IsDirty(), S_OK);
+  ComPtr<IStream> stream;
+  ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
+  ASSERT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
+  EXPECT_EQ(persist->IsDirty(), S_FALSE);
+
+  ComPtr<ILockBytes> bytes;
+  ComPtr<IStorage> storage;
+  ASSERT_EQ(CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes), S_OK);
+  ASSERT_EQ(StgCreateDocfileOnILockBytes(bytes.Get(), STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_CREATE, 0, &storage),
+            S_OK);
+  ComPtr<IPersistStorage> stored;
+  control.As(&stored);
+  ASSERT_EQ(stored->Save(storage.Get(), FALSE), S_OK);
+
+  const auto loads = [&](auto&& load) {
+    const auto other = NewControl();
+    load(other.Get());
+    const auto other_setup = SetupOf(other.Get());
+    BSTR value = nullptr;
+    EXPECT_EQ(other_setup->get_Setting(const_cast<BSTR>(L"INPUT-function"), &value), S_OK);
+    EXPECT_EQ(Taken(value), L"OHM500");
+    long port = 0;
+    EXPECT_EQ(other_setup->get_Serial(const_cast<BSTR>(L"port"), &port), S_OK);
+    EXPECT_EQ(port, PortOfInstrument());
+  };
+  loads([&](IUlixInstr* other) {
+    ComPtr<IPersistStreamInit> loaded;
+    other->QueryInterface(IID_IPersistStreamInit, reinterpret_cast<void**>(loaded.GetAddressOf()));
+    stream->Seek({}, STREAM_SEEK_SET, nullptr);
+    EXPECT_EQ(loaded->Load(stream.Get()), S_OK);
+  });
+  loads([&](IUlixInstr* other) {
+    ComPtr<IPersistStorage> loaded;
+    other->QueryInterface(IID_IPersistStorage, reinterpret_cast<void**>(loaded.GetAddressOf()));
+    EXPECT_EQ(loaded->Load(storage.Get()), S_OK);
+  });
+  ComPtr<IStream> empty;
+  CreateStreamOnHGlobal(nullptr, TRUE, &empty);
+  EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
+}
+
+TEST_F(Connected, CyclesLeaveNothingBehind) {
+  const auto handles = [] {
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+  };
+  const auto cycle = [] {
+    const auto other = NewControl();
+    const auto other_setup = SetupOf(other.Get());
+    EXPECT_EQ(other_setup->put_Serial(const_cast<BSTR>(L"port"), PortOfInstrument()), S_OK);
+    return other->Connect();
+  };
+  for (int k = 0; k < 20; ++k) EXPECT_EQ(cycle(), S_OK);
+  const DWORD before = handles();
+  const char* wanted = std::getenv("ULIX_TEST_CYCLES");
+  const int cycles = wanted ? std::atoi(wanted) : 200;
+  for (int k = 0; k < cycles; ++k) ASSERT_EQ(cycle(), S_OK) << k;
+  EXPECT_LE(handles(), before + 5);
+
+  long group = 0;
+  ASSERT_EQ(control->CreateGroup(&group), S_OK);
+  control->ConnectGroupChan(group, 0);
+  const auto run_and_stop = [&] {
+    EXPECT_EQ(control->RunGroup(group), S_OK);
+    EXPECT_EQ(control->StopGroup(group), S_OK);
+  };
+  for (int k = 0; k < 20; ++k) run_and_stop();
+  const DWORD stopped = handles();
+  for (int k = 0; k < cycles / 10; ++k) run_and_stop();
+  EXPECT_LE(handles(), stopped + 5);
+}
+
+TEST(Server, StaysLoadedWhileSomethingRuns) {
+  HMODULE module = nullptr;
+  {
+    const auto control = NewControl();
+    module = GetModuleHandleW(L"UlixInstrAx.dll");
+    ASSERT_TRUE(module);
+    const auto can_unload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+        reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
+    EXPECT_EQ(can_unload(), S_FALSE);
+  }
+  const auto can_unload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+      reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
+  EXPECT_EQ(can_unload(), S_OK);
+}
+
+}  // namespace
+}  // namespace client
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  const int result = RUN_ALL_TESTS();
+  CoFreeUnusedLibrariesEx(0, 0);
+  CoUninitialize();
+  return result;
+}
