@@ -15,8 +15,8 @@ struct DecimalPrefix {
 };
 
 // Reads the decimal number at the start of `text`: leading blanks, a sign, digits with an optional point, an optional
-// exponent. Text after it is left alone. Empty when there is no number there; "nan", "inf" and hexadecimal digits are never
-// numbers. One that is too large for a double is the largest double, one that is too small is 0.
+// exponent. Text after it is left alone. Empty when there is no number there; "nan", "inf" and hexadecimal digits are
+// never numbers. One that is too large for a double is the largest double, one that is too small is 0.
 std::optional<DecimalPrefix> ParseDecimalPrefix(std::string_view text);
 
 // The whole of `text` as one finite number; empty when anything is left over.

@@ -8,7 +8,7 @@ namespace ulix {
 namespace {
 
 // Bytes that a host may leave unread; what comes beyond is lost.
-constexpr std::size_t kReceiveQueue = 64 * 1024;
+constexpr std::size_t kReceiveQueue = 65536;
 
 constexpr std::uint32_t SystemCode(std::errc code) { return static_cast<std::uint32_t>(code); }
 

@@ -12,7 +12,7 @@ constexpr std::size_t kLongestRequest = 256;
 
 std::vector<SimulatedReply> LineSimulator::Receive(std::string_view bytes) {
   std::vector<SimulatedReply> replies;
-  for (auto end = bytes.find(terminator_); end != bytes.npos; end = bytes.find(terminator_)) {
+  for (auto end = bytes.find(terminator_); end != std::string_view::npos; end = bytes.find(terminator_)) {
     Keep(bytes.substr(0, end));
     bytes.remove_prefix(end + 1);
     replies.push_back(Finish());

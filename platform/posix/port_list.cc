@@ -79,6 +79,7 @@ std::vector<std::string> DevicesNamed(std::string_view stem) {
     if (number && !IsPhantom(name)) found.emplace(*number, entry.path());
   }
   std::vector<std::string> devices;
+  devices.reserve(found.size());
   for (auto& [number, device] : found) devices.push_back(std::move(device));
   return devices;
 }

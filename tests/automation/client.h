@@ -1,9 +1,9 @@
 // What a program that knows only the type library needs: created objects, variants, a sink, late-bound calls.
 #pragma once
 
-#include <windows.h>
 #include <oaidl.h>
 #include <ocidl.h>
+#include <windows.h>
 #include <wrl/client.h>
 
 #include <array>
@@ -151,8 +151,13 @@ class Sink final : public IUlixInstrEvents {
                           VARIANT times) override {
     {
       const std::lock_guard lock(mutex_);
-      data_.push_back({group, quantity, {ids.vt, values.vt, errors.vt, times.vt}, Elements<long>(ids),
-                       Elements<VARIANT>(values), Elements<long>(errors), Elements<DATE>(times)});
+      data_.push_back({group,
+                       quantity,
+                       {ids.vt, values.vt, errors.vt, times.vt},
+                       Elements<long>(ids),
+                       Elements<VARIANT>(values),
+                       Elements<long>(errors),
+                       Elements<DATE>(times)});
     }
     Note(L"data " + std::to_wstring(group));
     return S_OK;

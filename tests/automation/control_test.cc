@@ -92,9 +92,14 @@ TEST(Control, AnswersByName) {
 
 TEST(Control, ShowsTheInterfacesOfAControlAndNoOthers) {
   const auto control = NewControl();
-  const IID* const shown[] = {&IID_ISupportErrorInfo,    &IID_IConnectionPointContainer, &IID_IProvideClassInfo2,
-                              &IID_IPersistStreamInit,   &IID_IPersistStorage,           &IID_IPersistPropertyBag,
-                              &__uuidof(IUlixInstrKelvo10Spec), &__uuidof(IUlixInstrKelvo10Debug)};
+  const IID* const shown[] = {&IID_ISupportErrorInfo,
+                              &IID_IConnectionPointContainer,
+                              &IID_IProvideClassInfo2,
+                              &IID_IPersistStreamInit,
+                              &IID_IPersistStorage,
+                              &IID_IPersistPropertyBag,
+                              &__uuidof(IUlixInstrKelvo10Spec),
+                              &__uuidof(IUlixInstrKelvo10Debug)};
   for (const IID* id : shown) {
     ComPtr<IUnknown> part, identity, own;
     EXPECT_EQ(control->QueryInterface(*id, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
@@ -303,8 +308,8 @@ TEST(Server, StaysLoadedWhileSomethingRuns) {
         reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
     EXPECT_EQ(can_unload(), S_FALSE);
   }
-  const auto can_unload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-      reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
+  const auto can_unload =
+      reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
   EXPECT_EQ(can_unload(), S_OK);
 }
 

@@ -24,6 +24,8 @@ import xml.etree.ElementTree
 from kelvo10_instrument import SILENCE, Kelvo10Instrument, Reply
 
 ULIX = "ulix"
+# Wine's ports have other names, are nobody's alone, and it has no pseudo terminals of its own to offer.
+UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 HELLO, BYE = b"*IDN?\nREM\n", b"LOC\n"
 NOT_KELVO10 = "ulix: 0x80043B00 Device connected is not a KELVO10\n"
 NO_RANGE = "ulix: 0x80043B03 Range not supported\n"
@@ -149,10 +151,11 @@ class ContractTest(unittest.TestCase):
         self.env["ULIX_COM5"] = unit.device
         for port in ("5", "COM5"):
             self.assertEqual(self.succeed("identify", "kelvo10", "--port", port), "KELVO10 SN 1234 V1.0\n")
+        device, missing = (r"\\.\COM5", "COM99") if UNDER_WINE else (unit.device, "/dev/pts/none")
         fifth = [port for port in json.loads(self.succeed("ports", "--json")) if port["number"] == 5]
-        self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": unit.device}])
-        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{unit.device}")
-        self.assertEqual(self.ulix("identify", "kelvo10", "--port", "/dev/pts/none"), (1, "", NO_PORT))
+        self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": device}])
+        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
+        self.assertEqual(self.ulix("identify", "kelvo10", "--port", missing), (1, "", NO_PORT))
 
     def test_identification_replies(self):
         prompt, waits = (0, 2.5), (0.9, 2.5)  # seconds
@@ -168,7 +171,7 @@ class ContractTest(unittest.TestCase):
                 ("word beyond the cut", "x" * 45 + "KELVO10" + "x" * 148, NOT_KELVO10, prompt),
                 ("cut at a NUL", "KELVO10 A\0BC", "KELVO10 A\n", prompt),
                 ("word behind a NUL", "X\0KELVO10", NOT_KELVO10, prompt),
-                ("OEM characters", "KELVO10 ° ø", "KELVO10 ° ø\n", prompt),
+                ("OEM characters", "KELVO10 ° é", "KELVO10 ° é\n", prompt),
                 ("stale line behind", "KELVO10 A\nSTALE", "KELVO10 A\n", prompt)]:
             with self.subTest(name):
                 unit, began = self.instrument(idn=reply), time.monotonic()
@@ -267,8 +270,9 @@ class ContractTest(unittest.TestCase):
         unit, csv = self.instrument(), self.folder / "scan.csv"
         process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "150", "--json", "--csv", csv)
         rows = [self.read_line(process), self.read_line(process)]
-        second = self.ulix("identify", "kelvo10", "--port", unit.device)
-        self.assertEqual(second, (1, "", NO_PORT))  # the line is taken
+        if not UNDER_WINE:
+            second = self.ulix("identify", "kelvo10", "--port", unit.device)
+            self.assertEqual(second, (1, "", NO_PORT))  # the line is taken
         status, out, err = self.interrupt(process)
         rows += out.splitlines()
         self.assertEqual((status, err, self.values(map(json.loads, rows))), (0, "", [12.345] * len(rows)))
@@ -409,6 +413,8 @@ class ContractTest(unittest.TestCase):
 
     def test_simulator(self):
         self.assertIn("KELVO10", self.succeed("identify", "kelvo10", "--port", "sim"))
+        if UNDER_WINE:
+            return
         for requests, clean in [(b"*IDN?\n", True), (b"FOO\n*IDN?\n", False)]:
             process = self.start("simulate", "kelvo10")
             slave = os.open(self.read_line(process), os.O_RDWR | os.O_NOCTTY)

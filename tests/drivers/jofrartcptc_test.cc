@@ -197,7 +197,7 @@ TEST_F(Jofra, AnotherInstrumentIsRefusedAndTheLinkClosed) {
     EXPECT_EQ(device->Connect(), c.error) << c.model << ' ' << c.key << '=' << c.value;
     EXPECT_EQ(IsConnected(), c.error == S_OK);
     device->Disconnect();
-    SetBench(c.key, before.c_str());
+    SetBench(c.key, before);
   }
   bench->SetFaults({{FaultKind::kSilent}});
   const MonotonicTime before = clock.Now();

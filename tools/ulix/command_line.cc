@@ -1,5 +1,5 @@
-#include "core/version.h"
 #include "tools/ulix/command_line.h"
+#include "core/version.h"
 
 #include <CLI/CLI.hpp>
 #include <array>

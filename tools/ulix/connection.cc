@@ -44,7 +44,7 @@ std::string Joined(const Words& words, const char* between, Name&& name) {
 
 // Adds an option that takes one of `words` and hands its code to `take`.
 CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const CodedWord> words, const std::string& help,
-                           std::function<void(std::uint32_t)> take) {
+                           const std::function<void(std::uint32_t)>& take) {
   const std::string allowed = Joined(words, "|", [](const CodedWord& word) { return word.word; });
   const auto handle = [=](const std::string& text) {
     const auto code = CodeOfWord(words, text);
@@ -87,7 +87,7 @@ int PortNumber(const PortArgument& port, int unchanged) {
   if (const int* number = std::get_if<int>(&port)) return *number;
   const auto& device = std::get<std::string>(port);
   const int number = platform::PortOfDevice(device);
-  if (number == 0) throw UsageError("--port", "no port number is left for " + device);
+  if (number == 0) throw UsageError("--port", "no port number stands for " + device);
   return number;
 }
 

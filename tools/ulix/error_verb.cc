@@ -26,7 +26,7 @@ std::string TextFrom(const ErrorOptions& options, const std::string& model, HRES
 // The text of the first model that has one, else the code's own name.
 std::string TextFromAny(const ErrorOptions& options, HRESULT code) {
   for (const CatalogueEntry& entry : Catalogue()) {
-    const std::string text = TextFrom(options, entry.card->word, code);
+    std::string text = TextFrom(options, entry.card->word, code);
     if (!text.empty()) return text;
   }
   return std::string(ErrorCodeName(code));

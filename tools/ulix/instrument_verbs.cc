@@ -64,7 +64,7 @@ void ShowConfig(Session& session) {
   const auto values = settings.Snapshot();
   for (const SettingRow& row : settings.rows()) {
     const std::string text = Shown(settings.TextOf(row));
-    const std::string code = row.bits == 0 ? text : std::to_string(CodeIn(values, row));
+    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(values, row));
     PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
   }
   std::string communication;

@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kGap = 2;
 constexpr char kBeside[] = ".new";
 
-OperationFailed CannotWrite(const std::string& path) { return OperationFailed(kWriteFault, "Unable to write " + path); }
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
 
 std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.front().size());

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <utility>
 
 #include "tools/ulix/interrupt.h"
 
@@ -64,7 +65,8 @@ class Group {
 // The events of an instrument for as long as this lives.
 class Subscription {
  public:
-  Subscription(EventSinks& sinks, std::shared_ptr<EventSink> sink) : sinks_(sinks), cookie_(sinks.Advise(sink)) {}
+  Subscription(EventSinks& sinks, std::shared_ptr<EventSink> sink)
+      : sinks_(sinks), cookie_(sinks.Advise(std::move(sink))) {}
   ~Subscription() { sinks_.Unadvise(cookie_); }
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;

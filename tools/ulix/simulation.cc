@@ -44,9 +44,9 @@ void SimulatedLine::Match(const Settings& settings) {
 SimulatedInstrument::SimulatedInstrument(const std::string& model) : instrument_(NewSimulator(model)) {}
 
 void SimulatedInstrument::Set(const std::string& assignment) {
-  const auto [key, value] = ParseAssignment("--set", assignment);
+  const auto parsed = ParseAssignment("--set", assignment);
   instrument_.WithSimulator([&](Simulator& simulator) {
-    if (Succeeded(simulator.Set(key, value))) return;
+    if (Succeeded(simulator.Set(parsed.first, parsed.second))) return;
     throw UsageError("--set", "'" + assignment + "' is not taken; there are now " + PropertyList(simulator));
   });
 }

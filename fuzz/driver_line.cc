@@ -1,0 +1,76 @@
+// A Kelvo10 driver whose instrument says any bytes. Of the first byte of the input, bit 0 says that the line is lost
+// behind the last byte, silent otherwise; bit 1 that it takes nothing once connected. The rest is what comes.
+#include <cmath>
+#include <memory>
+
+#include "drivers/calibrators/kelvo10/driver.h"
+#include "fuzz/require.h"
+#include "tests/support/fake_serial_port.h"
+#include "tests/support/manual_clock.h"
+
+namespace ulix {
+namespace {
+
+constexpr std::size_t kLongestLine = 50;
+constexpr unsigned kLostAtEnd = 1;
+constexpr unsigned kTakesNothing = 2;
+
+void CheckCode(HRESULT code) {
+  const bool known = code == S_OK || code == serialCommErrCommClosed || code == serialCommErrUnableToReadComm ||
+                     code == serialCommErrUnableToWriteComm || code == kelvo10CtlErrNotKelvo10 ||
+                     code == kelvo10CtlErrRgeNotSupported;
+  Require(known, "an exchange ends with a code of the link or of the model");
+}
+
+// Runs `exchange` and sees that it took no more than so many lines.
+template <typename Exchange>
+void CheckTaken(const FakeLine& line, std::size_t lines, Exchange&& exchange) {
+  const std::size_t before = line.input.size();
+  CheckCode(exchange());
+  Require(before - line.input.size() <= lines * kLongestLine, "an exchange takes its lines and no more");
+}
+
+void CheckReading(const Reading& reading) {
+  CheckCode(reading.code);
+  Require(std::isfinite(reading.value), "a reading is finite");
+}
+
+void Exchange(Driver& driver, FakeLine& line, bool takes_nothing) {
+  CheckTaken(line, 1, [&] { return driver.Connect(); });
+  if (takes_nothing) line.bytes_taken = 0;
+  CheckTaken(line, 0, [&] { return driver.OpenLink(); });
+  const auto record = driver.settings().Snapshot();
+  CheckTaken(line, 2, [&] {
+    const HRESULT read = driver.ReadCfg();
+    Require(Succeeded(read) || driver.settings().Snapshot() == record, "a record is read whole or not at all");
+    return read;
+  });
+  CheckTaken(line, 0, [&] { return driver.SendCfg(); });
+  CheckTaken(line, 1, [&] { return CodeOf(driver.Identify()); });
+  while (!line.input.empty() && !takes_nothing) {
+    CheckTaken(line, 1, [&] {
+      const Reading reading = driver.ReadChannel(0);
+      CheckReading(reading);
+      return reading.code;
+    });
+  }
+  CheckTaken(line, 0, [&] { return driver.WriteChannel(1, 100.1F); });
+  driver.Disconnect();
+  Require(!driver.LinkIsOpen(), "a link that was closed is closed");
+}
+
+}  // namespace
+}  // namespace ulix
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  ulix::FakeLine line{.input = std::string(ulix::TextOfInput(data + 1, size - 1))};
+  if (data[0] & ulix::kLostAtEnd) line.after_input = {ulix::platform::IoOutcome::kLinkLost, 0, 5};
+  ulix::ManualClock clock(ulix::ManualClock::Mode::kAutomatic);
+  ulix::DriverServices services;
+  services.clock = &clock;
+  services.open_serial_port = ulix::OpenerOf(line);
+  const auto driver = ulix::kelvo10::Create(services);
+  ulix::Exchange(*driver, line, (data[0] & ulix::kTakesNothing) != 0);
+  return 0;
+}

@@ -1,0 +1,31 @@
+#include "drivers/new_family/new_word/protocol.h"
+
+#include <cmath>
+
+#include "base/numbers.h"
+#include "base/text.h"
+#include "drivers/new_family/new_word/tables.h"
+
+namespace ulix::new_word {
+
+bool IsNewClass(std::string_view identification) { return identification.find("NEW_WORD") != std::string_view::npos; }
+
+Expected<float> ParseMeasure(std::string_view reply) {
+  const auto number = ParseDecimalPrefix(reply);
+  if (!number || !std::isfinite(static_cast<float>(number->value))) return Failure(serialCommErrUnableToReadComm);
+  return static_cast<float>(number->value);
+}
+
+Expected<std::string> RateCommand(std::uint32_t rate) {
+  const std::string_view word = WordOf(kRateWords, rate);
+  if (word.empty()) return Failure(E_INVALIDARG);
+  return "RATE " + std::string(word);
+}
+
+Expected<std::uint32_t> ParseRate(std::string_view reply) {
+  const auto rate = CodeOfWord(kRateWords, Trimmed(reply));
+  if (!rate) return Failure(serialCommErrUnableToReadComm);
+  return *rate;
+}
+
+}  // namespace ulix::new_word

@@ -1,0 +1,50 @@
+// NewClass: what it is, what it can be set to, what can go wrong. Source: the instrument's command reference.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::new_word {
+
+//  RATE FAST
+//       |
+//       how often it measures
+inline constexpr std::array kRateWords = {CodedWord{0, "SLOW"}, CodedWord{1, "FAST"}};
+
+// The rows below, in order.
+enum SettingIndex { kRate };
+
+inline constexpr std::array kSettings = {
+    SettingRow{"rate", {"Measuring rate", "Cadence de mesure"}, 0, VariantType::kUi1, 0, 8, kRateWords, 0},
+};
+
+inline constexpr ChannelId kInChannel = 0;
+inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn}};
+inline constexpr const char* kInUnit = "V";
+inline constexpr int kInResolution = 4;  // decimals
+
+inline constexpr std::array kErrors = {
+    ErrorRow{new_wordCtlErrNotNewClass,
+             {"Device connected is not a NEW_WORD", "L'appareil connecté n'est pas un NEW_WORD"},
+             "NOT_NEW_WORD",
+             NEW_LONG_ID,
+             NEW_SHORT_ID},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "new_word",
+    .class_name = "NewClass",
+    .class_id = "NEW_CLASS_ID",
+    .display_name = {"NewClass", "NewClass"},
+    .display_name_id = NEW_NAME_ID,
+    .config_text = "NEW_WORD",
+    .link = LinkKind::kSerial,
+    .expl_key_num = NEW_KEY_NUMBER,
+    .exception_code = new_wordErrExceptionCode,
+    .channels = kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::new_word
