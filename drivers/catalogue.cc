@@ -15,6 +15,8 @@
 #include "drivers/others/jofrartcptc/tables.h"
 #include "drivers/others/kambic/driver.h"
 #include "drivers/others/kambic/tables.h"
+#include "drivers/others/microk/driver.h"
+#include "drivers/others/microk/tables.h"
 
 namespace ulix {
 namespace {
@@ -25,6 +27,7 @@ constexpr std::array kModels = {
     CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
     CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
     CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
+    CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
     CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
     CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
 };

@@ -9,6 +9,7 @@
 #include "simulators/jofrartcptc.h"
 #include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
+#include "simulators/microk.h"
 #include "simulators/simulator.h"
 
 namespace ulix {
@@ -30,6 +31,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {"hart", Make<HartSimulator>},
     {"isotech", Make<IsotechSimulator>},
     {"kambic", Make<KambicSimulator>},
+    {"microk", Make<MicrokSimulator>},
     {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
 };

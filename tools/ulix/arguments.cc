@@ -79,8 +79,9 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
 }
 
 std::string AllowedValues(const SettingRow& row) {
+  if (row.type == VariantType::kBstr) return "a text";
   if (row.bits == 0) return "a number";
-  if (row.is_signed) return "-2147483648 to 2147483647";
+  if (row.words.empty() && row.is_signed) return "-2147483648 to 2147483647";
   if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
   std::string values;
   for (const CodedWord& word : row.words) {

@@ -11,7 +11,6 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
-#include "tools/ulix/simulation.h"
 #include "tools/ulix/wire_log.h"
 
 namespace ulix::cli {
@@ -59,19 +58,22 @@ std::string BaudRates() {
   return Joined(kBaudRates, ", ", [](std::uint32_t rate) { return std::to_string(rate); });
 }
 
-DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace) {
+std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
+  const bool simulated = !options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port));
+  return simulated ? std::make_unique<SimulatedLine>(options.model) : nullptr;
+}
+
+DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
   DriverServices services;
   services.timeout_ms = options.timeout_ms;
   services.trace = std::move(trace);
   if (!services.trace && options.trace) services.trace = TraceToStandardError();
-  if (!options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port))) {
-    services.open_serial_port = SimulatedPortOpener(options.model);
-  }
+  if (line != nullptr) services.open_serial_port = line->Opener();
   return services;
 }
 
-std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace trace) {
-  return FindModel(options.model)->create(ServicesFor(options, std::move(trace)));
+std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
+  return FindModel(options.model)->create(ServicesFor(options, std::move(trace), line));
 }
 
 Instrument::Options InstrumentOptions(const ConnectionOptions& options) {
@@ -154,7 +156,8 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
 }
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace)
-    : instrument_(CreateDriver(options, std::move(trace)), InstrumentOptions(options)) {
+    : simulated_line_(LineFor(options)),
+      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(options)) {
   Configure(options);
 }
 
@@ -167,6 +170,7 @@ void Session::Configure(const ConnectionOptions& options) {
     if (Failed(loaded)) throw OperationFailed(loaded, options.config_file + " holds no configuration");
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
+  if (simulated_line_) simulated_line_->Match(instrument_.settings());
   ConfigureLine(options);
 }
 

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
 #include "tools/ulix/channels.h"
+#include "tools/ulix/simulation.h"
 
 namespace ulix::cli {
 
@@ -52,6 +54,7 @@ class Session {
   void Configure(const ConnectionOptions& options);
   void ConfigureLine(const ConnectionOptions& options);
 
+  std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   Instrument instrument_;
 };
 

@@ -75,6 +75,7 @@ int ListPorts(bool json) {
 }
 
 std::string DefaultOf(const SettingRow& row) {
+  if (row.type == VariantType::kBstr) return {};
   const auto initial = static_cast<float>(row.initial);
   if (row.bits == 0) return FormatShortest(initial);
   const auto word = WordOf(row.words, static_cast<std::uint32_t>(row.initial));

@@ -4,7 +4,6 @@
 
 #include "platform/clock.h"
 #include "simulators/faults.h"
-#include "simulators/in_process_port.h"
 #include "simulators/server.h"
 #include "simulators/simulator.h"
 #include "tools/ulix/arguments.h"
@@ -28,8 +27,18 @@ std::string PropertyList(const Simulator& simulator) {
 
 }  // namespace
 
-platform::SerialPortOpener SimulatedPortOpener(const std::string& model) {
-  return OpenerOf(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock()));
+SimulatedLine::SimulatedLine(const std::string& model)
+    : bench_(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock())) {}
+
+platform::SerialPortOpener SimulatedLine::Opener() const { return OpenerOf(bench_); }
+
+void SimulatedLine::Match(const Settings& settings) {
+  bench_->WithSimulator([&](Simulator& simulator) {
+    for (const auto& [key, value] : simulator.Properties()) {
+      const SettingRow* row = settings.Find(key);
+      if (row != nullptr) simulator.Set(key, settings.TextOf(*row));
+    }
+  });
 }
 
 SimulatedInstrument::SimulatedInstrument(const std::string& model) : instrument_(NewSimulator(model)) {}

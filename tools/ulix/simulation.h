@@ -2,17 +2,29 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "drivers/settings.h"
 #include "platform/byte_endpoint.h"
 #include "platform/serial_port.h"
 #include "simulators/faulty_instrument.h"
+#include "simulators/in_process_port.h"
 
 namespace ulix::cli {
 
 // For `--port sim`: whatever port it opens is the line to one simulated instrument in this process.
-platform::SerialPortOpener SimulatedPortOpener(const std::string& model);
+class SimulatedLine {
+ public:
+  explicit SimulatedLine(const std::string& model);
+  platform::SerialPortOpener Opener() const;
+  // Makes the instrument the one that the settings are for: its properties that bear a setting's name take its value.
+  void Match(const Settings& settings);
+
+ private:
+  std::shared_ptr<SimulatedBench> bench_;
+};
 
 // A simulated instrument that is served to this and to other programs. Any thread may call anything.
 class SimulatedInstrument {

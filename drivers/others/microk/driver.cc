@@ -1,0 +1,140 @@
+#include "drivers/others/microk/driver.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "base/trace.h"
+
+namespace ulix::microk {
+namespace {
+
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kReplySize, .read_ms = 3000, .write_ms = 3000};
+
+// At reading one reply. Fixed on purpose for the microK, whatever the timeouts are.
+constexpr int kMicrokAttempts = 4;
+constexpr std::uint64_t kMillikMsPerAttempt = 1000;
+
+}  // namespace
+
+MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+
+std::unique_ptr<Driver> MicrokDriver::Create(DriverServices services) {
+  return std::make_unique<MicrokDriver>(std::move(services));
+}
+
+HRESULT MicrokDriver::Greet() {
+  const auto reply = Query("*IDN?");
+  if (!reply) return reply.error();
+  const auto record = settings().Snapshot();
+  const Model model = ModelIn(record);
+  if (const HRESULT other = CheckIdentity(model, *reply); Failed(other)) return other;
+  identification_ = *reply;
+  version_ = VersionIn(model, *reply);
+  if (model == kMicrok) return S_OK;
+  const HRESULT remote = TakesRemote(*reply) ? Send("REM") : S_OK;
+  return Failed(remote) ? remote : PrepareQueries(record);
+}
+
+Expected<std::string> MicrokDriver::Identify() {
+  const std::lock_guard exchange(exchange_mutex_);
+  return identification_;
+}
+
+std::optional<double> MicrokDriver::instrument_version() const {
+  const std::lock_guard exchange(exchange_mutex_);
+  return version_;
+}
+
+HRESULT MicrokDriver::SendCfg() {
+  const std::lock_guard exchange(exchange_mutex_);
+  const auto record = settings().Snapshot();
+  return ModelIn(record) == kMillik ? PrepareQueries(record) : S_OK;
+}
+
+// Builds the queries of all channels; the first failure is returned, each channel keeps its own. Asks for the probes
+// when a channel needs one; when they cannot be read, the next reading tries again.
+HRESULT MicrokDriver::PrepareQueries(const std::vector<StoredValue>& record) {
+  std::optional<Expected<std::vector<std::string>>> names;
+  const auto number_of = [&](const std::string& probe) -> Expected<std::uint32_t> {
+    if (!names) names = ReadProbeNames();
+    if (!*names) return Failure(names->error());
+    const auto found = std::find((*names)->begin(), (*names)->end(), probe);
+    return found == (*names)->end() ? 0U : static_cast<std::uint32_t>(found - (*names)->begin() + 1);
+  };
+  HRESULT first = S_OK;
+  for (ChannelId id = 0; id < kChannelCount; ++id) {
+    const ChannelConfig config = ConfigIn(record, id);
+    queries_[id] = Failure(microkCtlErrMeasureNotAvailable);
+    if (config.enabled == 0) continue;
+    queries_[id] = (config.NeedsProbe() ? number_of(config.probe) : Expected<std::uint32_t>(0U))
+                       .and_then([&](std::uint32_t probe) { return MeasureQuery(id, config, probe); });
+    if (Succeeded(first)) first = CodeOf(queries_[id]);
+  }
+  const bool names_failed = names && !*names;
+  prepared_for_ = names_failed ? std::vector<StoredValue>() : record;
+  return first;
+}
+
+Expected<std::vector<std::string>> MicrokDriver::ReadProbeNames() {
+  const auto count = Query("PROB:COUN?").and_then(ParseProbeCount);
+  if (!count) return Failure(count.error());
+  std::vector<std::string> names;
+  while (names.size() < *count) {
+    auto name = Query("PROB:NAM" + std::to_string(names.size() + 1) + "?").and_then(ParseProbeName);
+    if (!name) return Failure(name.error());
+    names.push_back(std::move(*name));
+  }
+  return names;
+}
+
+Reading MicrokDriver::ReadChannel(ChannelId id) {
+  if (id >= kChannelCount) return {.code = microkCtlErrMeasureNotAvailable};
+  const std::lock_guard exchange(exchange_mutex_);
+  const auto record = settings().Snapshot();
+  const auto value = ModelIn(record) == kMillik ? MeasureMillik(id, record) : MeasureMicrok(id);
+  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+}
+
+Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {
+  return Query(ReadQuery(id), {kReplySize, kMicrokAttempts}).and_then(ParseMicrokReply);
+}
+
+// A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
+Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const std::vector<StoredValue>& record) {
+  if (record != prepared_for_) PrepareQueries(record);
+  return queries_[id]
+      .and_then([&](const std::string& query) {
+        return Query(query, {kReplySize, Attempts()});
+      })
+      .and_then(ParseMillikReply);
+}
+
+// More of them the longer a reply may take.
+int MicrokDriver::Attempts() {
+  std::uint32_t read_ms = 10000;  // of a link that does not say
+  std::uint32_t write_ms = 3000;
+  link().GetTimeouts(&read_ms, &write_ms);
+  const std::uint64_t attempts = std::uint64_t{read_ms} * 9 / 10 / kMillikMsPerAttempt;
+  return static_cast<int>(std::max<std::uint64_t>(attempts, 1));
+}
+
+bool MicrokDriver::OffersChannel(ChannelId id) const {
+  const auto record = settings().Snapshot();
+  return ModelIn(record) == kMicrok || ConfigIn(record, id).enabled != 0;
+}
+
+std::string MicrokDriver::ChannelName(ChannelId id) const {
+  const int model = SignedIn(settings().Snapshot(), kSettings[0]);
+  char line[100];
+  std::snprintf(line, sizeof line, "Debug CUlixInstrMicrokCtl::GetChanName() : m_nInstrumentModel == %d (0x%02X)",
+                model, static_cast<unsigned>(model));
+  TraceLine(line);
+  return SerialDriver::ChannelName(id);
+}
+
+std::string MicrokDriver::ChannelUnit(ChannelId id) const { return UnitOf(ConfigIn(settings().Snapshot(), id)); }
+
+int MicrokDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(ConfigIn(settings().Snapshot(), id)); }
+
+}  // namespace ulix::microk

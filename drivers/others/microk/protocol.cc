@@ -1,0 +1,189 @@
+#include "drivers/others/microk/protocol.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <initializer_list>
+
+#include "base/numbers.h"
+#include "base/text.h"
+
+namespace ulix::microk {
+namespace {
+
+constexpr int kUnknownResolution = 6;
+constexpr int kTemperatureResolution = 4;
+constexpr double kMostProbes = 999;
+
+struct KindRow {
+  const char* head;  // of the query, before the channel number
+  const char* unit;  // null: the temperature unit
+  int resolution;    // decimals; 0: of the resistance range
+};
+
+constexpr std::array kKinds = {
+    KindRow{"MEAS:RES", "Ohms", 0},
+    KindRow{"MEAS:TEMP", nullptr, kTemperatureResolution},
+    KindRow{"MEAS:VOLT", "Volts", 7},
+    KindRow{"MEAS:TEMP", nullptr, kTemperatureResolution},
+    // The instrument does not tell the unit of a current.
+    KindRow{"MEAS:CURR", "", 4},
+};
+
+// The current input has no number of its own, and is channel 3 when a probe converts it.
+constexpr std::string_view kCurrentQuery = "MEAS:CURR? ";
+constexpr std::string_view kCurrentProbeQuery = "MEAS:TEMP3? ";
+
+const KindRow* RowOf(std::uint32_t kind) { return kind < kKinds.size() ? &kKinds[kind] : nullptr; }
+
+bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+bool IsRejection(std::string_view reply) { return Contains(reply, "Error"); }
+
+// A query with its options; an empty option, of a code that its table does not have, spoils the whole.
+Expected<std::string> WithOptions(std::string head, std::initializer_list<std::string> options) {
+  const char* before = "";
+  for (const std::string& option : options) {
+    if (option.empty()) return Failure(microkCtlErrBadInternalChanConfig);
+    head += before + option;
+    before = ",";
+  }
+  return head;
+}
+
+// `word` between two fixed texts; empty when there is no word.
+std::string Wrapped(const char* before, std::string_view word, const char* after) {
+  return word.empty() ? std::string() : std::string(before).append(word).append(after);
+}
+
+std::string Word(std::span<const CodedWord> words, std::uint32_t code) { return std::string(WordOf(words, code)); }
+
+std::string PrtConversion(const ChannelConfig& config, std::uint32_t probe) {
+  if (config.sub_kind == kUserProbe) return std::to_string(probe);
+  if (config.sub_kind != kStandard) return {};
+  return Wrapped("IEC60751(", WordOf(kWiringWords, config.wiring), ")");
+}
+
+Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t probe) {
+  if (config.sub_kind == kStandard) return std::string(kCurrentQuery);
+  if (config.sub_kind != kUserProbe) return Failure(microkCtlErrBadInternalChanConfig);
+  return WithOptions(std::string(kCurrentProbeQuery), {std::to_string(probe), Word(kUnitWords, config.unit)});
+}
+
+Expected<float> ParseNumber(std::string_view reply) {
+  const auto number = ParseDecimalPrefix(reply);
+  // A reply that fills its room was cut, perhaps inside the number.
+  const bool was_cut = reply.size() + 1 >= kReplySize;
+  if (!number || was_cut || !std::isfinite(static_cast<float>(number->value))) {
+    return Failure(serialCommErrUnableToReadComm);
+  }
+  return static_cast<float>(number->value);
+}
+
+}  // namespace
+
+bool ChannelConfig::NeedsProbe() const {
+  return enabled != 0 && (kind == kPrt || kind == kCurrentInput) && sub_kind == kUserProbe;
+}
+
+Model ModelIn(const std::vector<StoredValue>& record) {
+  return SignedIn(record, kSettings[0]) == kMillik ? kMillik : kMicrok;
+}
+
+ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id) {
+  if (id >= kChannelCount) return {.kind = kNoKind};
+  const auto code = [&](Field field) { return CodeIn(record, kSettings[SettingIndex(id, field)]); };
+  return {.enabled = code(kEnabled),
+          .kind = code(kKind),
+          .sub_kind = code(kSubKind),
+          .unit = code(kUnit),
+          .range = code(kRange),
+          .current = code(kCurrent),
+          .wiring = code(kWiring),
+          .junction = code(kJunction),
+          .probe = TextIn(record, kSettings[SettingIndex(id, kProbe)])};
+}
+
+HRESULT CheckIdentity(Model model, std::string_view reply) {
+  const std::string upper = AsciiUpper(reply);
+  if (model == kMillik) return Contains(upper, "MILLIK") ? S_OK : microkCtlErrNotMillik;
+  return Contains(upper, "MICROK") || Contains(upper, "MICROSKANNER") ? S_OK : microkCtlErrNotMicrok;
+}
+
+std::optional<double> VersionIn(Model model, std::string_view reply) {
+  const std::string upper = AsciiUpper(reply);
+  const std::size_t mark = upper.find(model == kMillik ? "," : "VERSION");
+  if (mark == std::string::npos) return std::nullopt;
+  const std::size_t at = mark + (model == kMillik ? 1 : std::string_view("VERSION ").size());
+  const auto number = ParseDecimalPrefix(std::string_view(upper).substr(std::min(at, upper.size())));
+  return number ? std::optional(number->value) : std::nullopt;
+}
+
+bool TakesRemote(std::string_view reply) { return Contains(reply, ","); }
+
+std::string ReadQuery(ChannelId id) { return "read" + std::to_string(InstrumentChannel(id)) + "?"; }
+
+Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, std::uint32_t probe) {
+  const KindRow* row = RowOf(config.kind);
+  if (!row) return Failure(microkCtlErrBadInternalChanConfig);
+  if (config.NeedsProbe() && probe == 0) return Failure(microkCtlErrUserProbeNotFound);
+  const std::string head = row->head + std::to_string(InstrumentChannel(id)) + "? ";
+  const std::string unit = Word(kUnitWords, config.unit);
+  const std::string range = Word(kRangeWords, config.range);
+  const std::string current = Word(kCurrentWords, config.current);
+  const std::string junction = Word(kJunctionWords, config.junction);
+  switch (config.kind) {
+    case kResistance:
+      return WithOptions(head, {range, current});
+    case kPrt:
+      return WithOptions(head, {PrtConversion(config, probe), unit, range, current});
+    case kVoltage:
+      return WithOptions(head, {junction});
+    case kThermocouple:
+      return WithOptions(head, {Wrapped("TYPE ", WordOf(kThermocoupleWords, config.sub_kind), ""), unit, junction});
+    default:
+      return CurrentQuery(config, probe);
+  }
+}
+
+Expected<float> ParseMicrokReply(std::string_view reply) {
+  const std::string upper = AsciiUpper(reply);
+  if (Contains(upper, "NOT ENABLED") || Contains(upper, "NOT VALID")) return Failure(microkCtlErrMeasureNotAvailable);
+  return ParseNumber(reply);
+}
+
+Expected<float> ParseMillikReply(std::string_view reply) {
+  if (IsRejection(reply)) return Failure(microkCtlErrScpiCmdeError);
+  return ParseNumber(reply);
+}
+
+Expected<std::uint32_t> ParseProbeCount(std::string_view reply) {
+  return ParseMillikReply(reply).and_then([](float count) -> Expected<std::uint32_t> {
+    if (count < 0 || count > kMostProbes) return Failure(serialCommErrUnableToReadComm);
+    return static_cast<std::uint32_t>(count);
+  });
+}
+
+Expected<std::string> ParseProbeName(std::string_view reply) {
+  if (IsRejection(reply)) return Failure(microkCtlErrScpiCmdeError);
+  reply = Trimmed(reply);
+  const bool quoted = reply.size() >= 2 && reply.front() == '"' && reply.back() == '"';
+  return std::string(quoted ? reply.substr(1, reply.size() - 2) : reply);
+}
+
+std::string UnitOf(const ChannelConfig& config) {
+  const KindRow* row = RowOf(config.kind);
+  if (!row) return {};
+  const bool through_probe = config.kind == kCurrentInput && config.sub_kind == kUserProbe;
+  if (row->unit && !through_probe) return row->unit;
+  return config.unit < kUnitTexts.size() ? kUnitTexts[config.unit] : "";
+}
+
+int ResolutionOf(const ChannelConfig& config) {
+  const KindRow* row = RowOf(config.kind);
+  if (!row) return kUnknownResolution;
+  if (row->resolution != 0) return row->resolution;
+  return config.range < kRangeResolutions.size() ? kRangeResolutions[config.range] : kUnknownResolution;
+}
+
+}  // namespace ulix::microk

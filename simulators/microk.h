@@ -1,0 +1,68 @@
+// A simulated microK bridge with its scanners, or a milliK thermometer with a database of probes, asked by lines.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulators/line_simulator.h"
+#include "simulators/noise.h"
+#include "simulators/properties.h"
+
+namespace ulix {
+
+// A bath whose temperature swings slowly, with a probe on every channel in it; each sits a little warmer than the one
+// before.
+class MicrokModel {
+ public:
+  explicit MicrokModel(Clock& clock) : clock_(clock), started_(clock.Now()) {}
+
+  double temperature = 25;  // centre of the swing, degrees Celsius
+  double amplitude = 0.5;   // of the swing, degrees
+  double period = 60;       // of the swing, seconds; 0 or less stands still
+  double step = 0.01;       // from one channel number to the next, degrees
+  double noise = 0.0005;    // greatest deviation of one measurement, degrees
+  bool remote = false;
+
+  // One measurement in degrees Celsius.
+  double Measure(unsigned channel);
+
+ private:
+  Clock& clock_;
+  MonotonicTime started_;
+  Noise random_;
+};
+
+class MicrokSimulator final : public LineSimulator {
+ public:
+  explicit MicrokSimulator(Clock& clock);
+
+  std::string Refusal() const override { return IsMillik() ? "Error 102: Syntax error\r" : "Channel not valid\r"; }
+  HRESULT Set(std::string_view key, std::string_view value) override;
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  const MicrokModel& model() const { return model_; }
+
+ private:
+  SimulatedReply Answer(std::string_view request) override;
+  bool IsMillik() const;
+  std::string Identity() const;
+  std::optional<std::string> Ask(std::string_view request);
+  std::optional<std::string> AskMicrok(std::string_view request);
+  std::optional<std::string> AskMillik(std::string_view request);
+  std::optional<std::string> AskProbes(std::string_view request) const;
+  std::optional<std::string> Measure(std::string_view request);
+  std::string Measured(double value) const;
+  bool HasChannel(unsigned channel) const;
+
+  MicrokModel model_;
+  std::string face_ = "microK";
+  std::string identity_;                        // answered to "*IDN?" in place of the face's own when not empty
+  double scanners_ = 4;                         // connected, of 8 channels each
+  std::string not_enabled_;                     // channel numbers, with commas between them
+  std::string probes_ = "PRT-A,PRT-B,SPRT-25";  // names in the database
+  std::string measure_text_;                    // answered in place of a measurement when not empty
+  PropertyTable properties_;
+};
+
+}  // namespace ulix
