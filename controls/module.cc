@@ -8,6 +8,7 @@ namespace ulix::controls {
 namespace {
 
 std::atomic<long> uses = 0;
+std::atomic<long> locks = 0;
 HINSTANCE module_instance = nullptr;
 
 }  // namespace
@@ -15,7 +16,13 @@ HINSTANCE module_instance = nullptr;
 InUse::InUse() { ++uses; }
 InUse::~InUse() { --uses; }
 
-bool IsInUse() { return uses > 0 || ThreadsAlive() > 0; }
+void LockModule(bool lock) {
+  long held = locks;
+  while ((lock || held > 0) && !locks.compare_exchange_weak(held, held + (lock ? 1 : -1))) {
+  }
+}
+
+bool IsInUse() { return uses > 0 || locks > 0 || ThreadsAlive() > 0; }
 
 void SetModuleInstance(HINSTANCE instance) { module_instance = instance; }
 

@@ -22,6 +22,9 @@ class InUse {
   InUse& operator=(const InUse&) = delete;
 };
 
+// A host's lock on the library, and its end; ends without a lock are ignored.
+void LockModule(bool lock);
+
 // Whether objects, locks or threads (those left behind included) still need the library's code.
 bool IsInUse();
 

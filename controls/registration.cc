@@ -1,5 +1,6 @@
 #include "controls/registration.h"
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ constexpr wchar_t kLibraryName[] = L"UlixInstrAx 1.0 Type Library";
 constexpr wchar_t kAutomationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
 constexpr wchar_t kToolboxBitmap[] = L"102";
 constexpr wchar_t kMiscStatus[] = L"131473";
+
+// The 32-bit and the 64-bit library share a key, and one of them may go while the other stays.
+constexpr const wchar_t* kOwnPlatform = sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32";
+constexpr const wchar_t* kOtherPlatform = sizeof(void*) == 8 ? L"\\0\\win32" : L"\\0\\win64";
 
 // A value under Software\Classes; `name` empty for a key's default value.
 struct Entry {
@@ -61,37 +66,6 @@ void AddClass(Registration& registration, const ClassNames& names, const std::ws
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }
 
-// What makes a class one that can be put on a form.
-void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
-  const std::string word(row.class_word);
-  const std::wstring title = L"UlixInstr" + std::wstring(word.begin(), word.end()) + L"Ctl Class";
-  AddClass(registration, {row.class_id, title, ProgIdOf(row, false)}, path);
-  const std::wstring class_key = L"CLSID\\" + GuidText(row.class_id);
-  const Entries entries = {
-      {class_key + L"\\Control", L"", L""},
-      {class_key + L"\\Insertable", L"", L""},
-      {ProgIdOf(row, true) + L"\\Insertable", L"", L""},
-      {class_key + L"\\ToolboxBitmap32", L"", path + L", " + kToolboxBitmap},
-      {class_key + L"\\MiscStatus", L"", L"0"},
-      {class_key + L"\\MiscStatus\\1", L"", kMiscStatus},
-  };
-  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
-}
-
-void AddLibrary(Registration& registration, const std::wstring& path) {
-  const std::wstring library = std::wstring(L"TypeLib\\") + kLibraryId;
-  const std::wstring version = library + L"\\" + kLibraryVersion;
-  const wchar_t* platform = sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32";
-  registration.own_keys.push_back(library);
-  const Entries entries = {
-      {version, L"", kLibraryName},
-      {version + L"\\FLAGS", L"", L"0"},
-      {version + L"\\HELPDIR", L"", path.substr(0, path.find_last_of(L'\\'))},
-      {version + platform, L"", path},
-  };
-  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
-}
-
 void AddInterface(Registration& registration, const GUID& id, const std::wstring& name) {
   const std::wstring key = L"Interface\\" + GuidText(id);
   registration.own_keys.push_back(key);
@@ -104,12 +78,44 @@ void AddInterface(Registration& registration, const GUID& id, const std::wstring
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }
 
+// What makes a class one that can be put on a form.
+void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
+  const std::wstring model = L"UlixInstr" + std::wstring(row.class_word, row.class_word + std::strlen(row.class_word));
+  AddClass(registration, {row.class_id, model + L"Ctl Class", ProgIdOf(row, false)}, path);
+  AddInterface(registration, row.spec_id, L"I" + model + L"Spec");
+  AddInterface(registration, row.debug_id, L"I" + model + L"Debug");
+  const std::wstring class_key = L"CLSID\\" + GuidText(row.class_id);
+  const Entries entries = {
+      {class_key + L"\\Control", L"", L""},
+      {class_key + L"\\Insertable", L"", L""},
+      {ProgIdOf(row, true) + L"\\Insertable", L"", L""},
+      {class_key + L"\\ToolboxBitmap32", L"", path + L", " + kToolboxBitmap},
+      {class_key + L"\\MiscStatus", L"", L"0"},
+      {class_key + L"\\MiscStatus\\1", L"", kMiscStatus},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
+std::wstring LibraryKey() { return std::wstring(L"TypeLib\\") + kLibraryId; }
+
+void AddLibrary(Registration& registration, const std::wstring& path) {
+  const std::wstring version = LibraryKey() + L"\\" + kLibraryVersion;
+  const Entries entries = {
+      {version, L"", kLibraryName},
+      {version + L"\\FLAGS", L"", L"0"},
+      {version + L"\\HELPDIR", L"", path.substr(0, path.find_last_of(L'\\'))},
+      {version + kOwnPlatform, L"", path},
+  };
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
 Registration WholeRegistration() {
   const std::wstring path = ModulePath();
   Registration registration;
   AddLibrary(registration, path);
   AddInterface(registration, __uuidof(IUlixInstr), L"IUlixInstr");
   AddInterface(registration, __uuidof(IUlixInstrEvents), L"IUlixInstrEvents");
+  AddInterface(registration, __uuidof(IUlixInstrReadFile), L"IUlixInstrReadFile");
   AddInterface(registration, __uuidof(IUlixSetup), L"IUlixSetup");
   AddClass(registration, {kSetupClassId, L"UlixSetup Class", kSetupProgId}, path);
   for (const ControlRow& row : ControlTable()) AddControl(registration, row, path);
@@ -135,6 +141,24 @@ HRESULT Write(HKEY root, const Entry& entry) {
   return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
 }
 
+bool Exists(HKEY root, const std::wstring& name) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(root, ClassesKey(name).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
+  RegCloseKey(key);
+  return true;
+}
+
+// A key that others share goes when nothing is left in it.
+void RemoveIfEmpty(HKEY root, const std::wstring& name) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(root, ClassesKey(name).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+  DWORD keys = 0, values = 0;
+  const LSTATUS known = RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr,
+                                         nullptr, nullptr, nullptr);
+  RegCloseKey(key);
+  if (known == ERROR_SUCCESS && keys == 0 && values == 0) RegDeleteKeyW(root, ClassesKey(name).c_str());
+}
+
 }  // namespace
 
 HRESULT Register(Scope scope) {
@@ -151,11 +175,15 @@ HRESULT Register(Scope scope) {
 
 HRESULT Unregister(Scope scope) {
   HRESULT result = S_OK;
-  for (const std::wstring& key : WholeRegistration().own_keys) {
+  std::vector<std::wstring> keys = WholeRegistration().own_keys;
+  const std::wstring version = LibraryKey() + L"\\" + kLibraryVersion;
+  keys.push_back(Exists(RootOf(scope), version + kOtherPlatform) ? version + kOwnPlatform : LibraryKey());
+  for (const std::wstring& key : keys) {
     const LSTATUS status = RegDeleteTreeW(RootOf(scope), ClassesKey(key).c_str());
     if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND)
       result = HRESULT_FROM_WIN32(static_cast<DWORD>(status));
   }
+  for (const wchar_t* shared : {L"CLSID", L"Interface", L"TypeLib"}) RemoveIfEmpty(RootOf(scope), shared);
   return result;
 }
 

@@ -51,17 +51,12 @@ class ClassFactory final : public IClassFactory {
   }
 
   STDMETHODIMP LockServer(BOOL lock) override {
-    if (lock) {
-      locks.push_back(std::make_unique<InUse>());
-    } else if (!locks.empty()) {
-      locks.pop_back();
-    }
+    LockModule(lock);
     return S_OK;
   }
 
  private:
   ~ClassFactory() = default;
-  static inline std::vector<std::unique_ptr<InUse>> locks;
   const InUse in_use_;
   std::atomic<ULONG> references_ = 1;
   const ControlRow* row_;

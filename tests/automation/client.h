@@ -75,6 +75,18 @@ std::vector<Element> Elements(const VARIANT& variant) {
   return elements;
 }
 
+// A string for the interface.
+class Text {
+ public:
+  explicit Text(const wchar_t* text) : text_(SysAllocString(text)) {}
+  Text(const Text&) = delete;
+  ~Text() { SysFreeString(text_); }
+  operator BSTR() const { return text_; }
+
+ private:
+  BSTR text_;
+};
+
 // A string from the interface, which is let go of.
 inline std::wstring Taken(BSTR text) {
   const std::wstring taken = text ? std::wstring(text, SysStringLen(text)) : std::wstring();
@@ -195,6 +207,27 @@ class Sink final : public IUlixInstrEvents {
   std::condition_variable changed_;
   std::vector<std::wstring> order_;  // guarded by mutex_, with the data
   std::vector<Data> data_;
+};
+
+// A sink that gets a control's events while this lives.
+class Advised {
+ public:
+  Advised(IUnknown* control, Sink& sink) {
+    ComPtr<IConnectionPointContainer> container;
+    if (SUCCEEDED(control->QueryInterface(IID_IConnectionPointContainer,
+                                          reinterpret_cast<void**>(container.GetAddressOf()))) &&
+        SUCCEEDED(container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point_))) {
+      point_->Advise(&sink, &cookie_);
+    }
+  }
+  Advised(const Advised&) = delete;
+  ~Advised() {
+    if (point_) point_->Unadvise(cookie_);
+  }
+
+ private:
+  ComPtr<IConnectionPoint> point_;
+  DWORD cookie_ = 0;
 };
 
 }  // namespace client

@@ -1,6 +1,8 @@
 // The registered control, created by ProgID by a program that knows only the type library.
 #include <gtest/gtest.h>
 
+#include <shlwapi.h>
+
 #include <cstdlib>
 #include <thread>
 
@@ -23,6 +25,12 @@ long PortOfInstrument() {
   return port ? std::atol(port) : 0;
 }
 
+constexpr long kNoSuchPort = 200;
+
+std::wstring InUserLanguage(const wchar_t* english, const wchar_t* french) {
+  return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH ? french : english;
+}
+
 // A control whose port is the instrument's.
 class Connected : public testing::Test {
  protected:
@@ -31,7 +39,7 @@ class Connected : public testing::Test {
     control = NewControl();
     ASSERT_TRUE(control);
     setup = SetupOf(control.Get());
-    ASSERT_EQ(setup->put_Serial(const_cast<BSTR>(L"port"), PortOfInstrument()), S_OK);
+    ASSERT_EQ(setup->put_Serial(Text(L"port"), PortOfInstrument()), S_OK);
   }
   void TearDown() override {
     if (control) control->Disconnect();
@@ -129,20 +137,21 @@ TEST(Control, DescribesEveryFailure) {
   EXPECT_EQ(control->Identify(&text), E_UNEXPECTED);
   EXPECT_EQ(text, nullptr);
   Failure failure = TakeFailure();
-  EXPECT_EQ(failure.description, L"Communication not opened");
+  EXPECT_EQ(failure.description, InUserLanguage(L"Communication not opened", L"Communication non ouverte"));
   EXPECT_EQ(failure.source, kProgId);
   EXPECT_TRUE(IsEqualGUID(failure.interface_id, __uuidof(IUlixInstr)));
   EXPECT_EQ(control->Identify(nullptr), E_INVALIDARG);
-  EXPECT_EQ(TakeFailure().description, L"Invalid Argument");
+  EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
   EXPECT_EQ(control->get_InChans(9, nullptr), E_INVALIDARG);
   EXPECT_EQ(control->ConnectGroupChan(1, 1), E_INVALIDARG);
-  EXPECT_EQ(TakeFailure().description, L"Invalid Argument");
+  EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
   Variant result;
+  ASSERT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
   EXPECT_EQ(CallByName(control.Get(), L"Connect", DISPATCH_METHOD, {}, &result), HRESULT(0x80044400));
   int unknown = 7;
   ASSERT_EQ(control->GetErrorText(HRESULT(0x80010105), 0, &unknown, &text), S_OK);
   EXPECT_EQ(unknown, 0);
-  EXPECT_EQ(Taken(text), L"Unable to read answer");
+  EXPECT_EQ(Taken(text), InUserLanguage(L"Unable to read answer", L"Impossible de lire la r\u00E9ponse"));
   ASSERT_EQ(control->GetErrorText(HRESULT(0x80043A05), 0, &unknown, &text), S_OK);
   EXPECT_EQ(unknown, 1);
   EXPECT_EQ(Taken(text), L"");
@@ -219,9 +228,9 @@ TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
 }
 
 TEST_F(Connected, KeepsItsConfigurationInStreamStorageAndBag) {
-  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"input-function"), const_cast<BSTR>(L"ohm500")), S_OK);
-  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"input-function"), const_cast<BSTR>(L"V51")), E_INVALIDARG);
-  EXPECT_EQ(setup->put_Setting(const_cast<BSTR>(L"no-such"), const_cast<BSTR>(L"1")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK);
+  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
   ComPtr<IPersistStreamInit> persist;
   control.As(&persist);
   EXPECT_EQ(persist->IsDirty(), S_OK);
@@ -244,10 +253,10 @@ TEST_F(Connected, KeepsItsConfigurationInStreamStorageAndBag) {
     load(other.Get());
     const auto other_setup = SetupOf(other.Get());
     BSTR value = nullptr;
-    EXPECT_EQ(other_setup->get_Setting(const_cast<BSTR>(L"INPUT-function"), &value), S_OK);
+    EXPECT_EQ(other_setup->get_Setting(Text(L"INPUT-function"), &value), S_OK);
     EXPECT_EQ(Taken(value), L"OHM500");
     long port = 0;
-    EXPECT_EQ(other_setup->get_Serial(const_cast<BSTR>(L"port"), &port), S_OK);
+    EXPECT_EQ(other_setup->get_Serial(Text(L"port"), &port), S_OK);
     EXPECT_EQ(port, PortOfInstrument());
   };
   loads([&](IUlixInstr* other) {
@@ -266,6 +275,41 @@ TEST_F(Connected, KeepsItsConfigurationInStreamStorageAndBag) {
   EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
 }
 
+// What another program wrote by the published layout loads, and what is saved here has that layout: the caller compares.
+TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
+  const char *given = std::getenv("ULIX_TEST_STREAM"), *kept = std::getenv("ULIX_TEST_KEPT");
+  ASSERT_TRUE(given && kept);
+  const auto control = NewControl();
+  const auto setup = SetupOf(control.Get());
+  ComPtr<IPersistStreamInit> persist;
+  control.As(&persist);
+  ComPtr<IStream> stream, written;
+  ASSERT_EQ(SHCreateStreamOnFileA(given, STGM_READ, &stream), S_OK);
+  ASSERT_EQ(persist->Load(stream.Get()), S_OK);
+  EXPECT_EQ(persist->IsDirty(), S_FALSE);
+  Variant groups, channels;
+  EXPECT_EQ(control->get_Groups(&groups), S_OK);
+  EXPECT_EQ(Elements<long>(groups), (std::vector<long>{4, 2}));
+  EXPECT_EQ(control->get_InChans(4, &channels), S_OK);
+  EXPECT_EQ(Elements<long>(channels), (std::vector<long>{0}));
+  long period = 0, dead_time = 0, rate = 0, next = 0;
+  float percent = 0, absolute = 0;
+  EXPECT_EQ(setup->GetGroup(4, &period, &percent, &absolute, &dead_time), S_OK);
+  EXPECT_EQ(period, 250);
+  EXPECT_EQ(percent, 1.5F);
+  EXPECT_EQ(absolute, 0.25F);
+  EXPECT_EQ(dead_time, 60);
+  EXPECT_EQ(setup->get_Serial(Text(L"baud"), &rate), S_OK);
+  EXPECT_EQ(rate, 19200);
+  BSTR value = nullptr;
+  EXPECT_EQ(setup->get_Setting(Text(L"input-cold-junction"), &value), S_OK);
+  EXPECT_EQ(Taken(value), L"JR_PROG");
+  ASSERT_EQ(SHCreateStreamOnFileA(kept, STGM_WRITE | STGM_CREATE, &written), S_OK);
+  ASSERT_EQ(persist->Save(written.Get(), TRUE), S_OK);
+  EXPECT_EQ(control->CreateGroup(&next), S_OK);
+  EXPECT_EQ(next, 10) << "after the highest id that was ever given";
+}
+
 TEST_F(Connected, CyclesLeaveNothingBehind) {
   const auto handles = [] {
     DWORD count = 0;
@@ -275,7 +319,7 @@ TEST_F(Connected, CyclesLeaveNothingBehind) {
   const auto cycle = [] {
     const auto other = NewControl();
     const auto other_setup = SetupOf(other.Get());
-    EXPECT_EQ(other_setup->put_Serial(const_cast<BSTR>(L"port"), PortOfInstrument()), S_OK);
+    EXPECT_EQ(other_setup->put_Serial(Text(L"port"), PortOfInstrument()), S_OK);
     return other->Connect();
   };
   for (int k = 0; k < 20; ++k) EXPECT_EQ(cycle(), S_OK);
@@ -296,6 +340,12 @@ TEST_F(Connected, CyclesLeaveNothingBehind) {
   const DWORD stopped = handles();
   for (int k = 0; k < cycles / 10; ++k) run_and_stop();
   EXPECT_LE(handles(), stopped + 5);
+}
+
+// The run for a French user interface has one.
+TEST(French, IsTheLanguageOfThisRun) {
+  const bool wanted = std::getenv("ULIX_TEST_FRENCH") != nullptr;
+  EXPECT_EQ(PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH, wanted);
 }
 
 TEST(Server, StaysLoadedWhileSomethingRuns) {

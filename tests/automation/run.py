@@ -1,55 +1,166 @@
-"""Registers the component server for the user under Wine, runs the automation client on it, and takes it away again.
+"""Runs the component server as its hosts do, under Wine: registered, created by ProgID, on real terminals, taken away.
 
-Run as: python3 run.py LIBRARY PROGRAM [googletest options]
+Run as: python3 run.py LIBRARY CLIENT EXAMPLE SIMULATOR [googletest options of the client]
 """
 
+import contextlib
 import os
 import pathlib
+import re
+import signal
+import struct
 import subprocess
 import sys
+import tempfile
+import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
 from kelvo10_instrument import Kelvo10Instrument  # noqa: E402
 
 WINE = str(ROOT / "scripts" / "wine")
-PORT = 33
-# Every place where a registration leaves something.
-TRACES = ["UlixInstr", "UlixSetup"]
+OBJDUMP = "x86_64-w64-mingw32-objdump"
+HIVES = ("HKCU", "HKLM")
+CLASSES = r"\Software\Classes"
+OURS = re.compile("UlixInstr|UlixSetup|A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9", re.I)
+KELVO10_PORT, FIRST_SIMULATED_PORT = 33, 34
+SIMULATED = {"Cmx310": "cmx310", "Isotech": "isotech", "Microk": "microk", "FlukeHydra": "flukehydra",
+             "JofraRtcPtc": "jofrartcptc", "Kambic": "kambic", "Hart": "hart"}
+# What every Windows 10 has in its system folder.
+SYSTEM_LIBRARIES = {"ADVAPI32.dll", "COMCTL32.dll", "COMDLG32.dll", "GDI32.dll", "KERNEL32.dll", "msvcrt.dll",
+                    "ole32.dll", "OLEAUT32.dll", "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "VERSION.dll",
+                    "WINSPOOL.DRV", "WS2_32.dll"}
+
+# A Kelvo10's configuration, each value after its type: version, input and output, link, two groups, highest id,
+# directions. As any other program would write it.
+UI4, UI2, UI1, R4, I2 = (19, "I"), (18, "H"), (17, "B"), (4, "f"), (2, "h")
+STREAM = b"".join(struct.pack("<H" + form, kind, value) for (kind, form), value in [
+    (UI4, 0x00010000), (UI4, 7), (UI4, 3), (UI1, 2), (R4, 21.5), (UI4, 1), (UI1, 0), (R4, 0), (UI1, 2),
+    (I2, 7), (UI4, 19200), (UI1, 1), (UI1, 1), (UI1, 0), (UI1, 2), (UI2, 2),
+    (UI4, 4), (UI4, 250), (R4, 1.5), (R4, 0.25), (UI4, 60), (UI1, 1),
+    (UI4, 2), (UI4, 2000), (R4, 0), (R4, 0), (UI4, 0), (UI1, 0),
+    (UI4, 9), (I2, -1), (I2, 1)])
 
 
-def wine(*arguments, **options):
-    return subprocess.run([WINE, *arguments], timeout=200, **options)
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
 
 
-def traces():
-    found = []
-    for root in ("HKCU", "HKLM"):
-        for key in ("", r"\CLSID", r"\TypeLib", r"\Interface"):
-            listed = wine("reg", "query", rf"{root}\Software\Classes{key}", "/s", capture_output=True)
-            text = listed.stdout.decode("cp1252", "replace")
-            found += [f"{root}: {line.strip()}" for line in text.splitlines() if any(word in line for word in TRACES)]
-    return found
+def wine(*arguments, seconds=60, **options):
+    """Runs a Windows program, and ends it and what it started when it takes too long."""
+    with subprocess.Popen([WINE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
+                          **options) as process:
+        try:
+            output, _ = process.communicate(timeout=seconds)
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            output = process.communicate()[0] + b"\n(killed: it took too long)"
+    return process.returncode, output.decode("utf-8", "replace").replace("\r\n", "\n")
 
 
-def main(library, program, *options):
-    instrument = Kelvo10Instrument({"MEAS?": "12.345 V"})
-    env = os.environ | {"ULIX_TEST_PORT": str(PORT)}
-    windows_path = "Z:" + library.replace("/", "\\")
-    if wine("regsvr32", "/s", "/n", "/i:user", windows_path).returncode != 0:
-        print("the server could not be registered")
-        return 1
-    in_machine = [line for line in traces() if line.startswith("HKLM")]
-    result = wine("--com", f"{PORT}={instrument.device}", program, *options, env=env).returncode
-    wine("regsvr32", "/s", "/u", "/n", "/i:user", windows_path)
-    for line in in_machine + traces():
-        print(f"the registration left, or put where it should not: {line}")
-        result = result or 1
-    for wanted in ("*IDN?", "REM", "MEAS?", "OUT 100.099998", "OPER", "LOC"):
-        if not options and wanted not in [command for _, command in instrument.commands]:
-            print(f"the instrument never heard {wanted}")
-            result = result or 1
-    return result
+def keys(hive):
+    """Every key and value of ours in a hive."""
+    _, listed = wine("reg", "query", hive + CLASSES, "/s")
+    blocks = [block for block in listed.split("\n\n") if OURS.search(block)]
+    return [block.strip() for block in blocks]
 
 
-sys.exit(main(*sys.argv[1:]))
+class Server(unittest.TestCase):
+    library = client = example = simulator = None
+    options = ()
+
+    def setUp(self):
+        self.before = {hive: wine("reg", "query", hive + CLASSES, "/s")[1] for hive in HIVES}
+
+    def register(self, *how):
+        self.assertEqual(wine("regsvr32", "/s", *how, windows_path(self.library)), (0, ""))
+
+    def succeed(self, *arguments, **options):
+        code, output = wine(*arguments, **options)
+        self.assertEqual(code, 0, output)
+        return output
+
+    @contextlib.contextmanager
+    def registered(self, *how):
+        self.register(*how)
+        try:
+            yield
+        finally:
+            self.register("/u", *how)
+        for hive in HIVES:
+            self.assertEqual(keys(hive), [], "left behind")
+            self.assertEqual(wine("reg", "query", hive + CLASSES, "/s")[1], self.before[hive])
+
+    def simulated(self, model):
+        process = subprocess.Popen([self.simulator, "simulate", model], stdout=subprocess.PIPE, text=True)
+
+        def end():
+            process.send_signal(signal.SIGINT)
+            with process:
+                self.assertEqual(process.wait(10), 0, f"the {model} heard what it does not know")
+        self.addCleanup(end)
+        return process.stdout.readline().strip()
+
+    def test_registers_for_the_user_alone(self):
+        with self.registered("/n", "/i:user"):
+            self.assertEqual(keys("HKLM"), [])
+            self.assertGreater(len(keys("HKCU")), 50)
+            # Windows shows programs the user's classes over the machine's; this Wine does not, so they are copied there.
+            with tempfile.NamedTemporaryFile(suffix=".reg") as file:
+                self.succeed("regedit", "/e", windows_path(file.name), "HKEY_CURRENT_USER" + CLASSES)
+                text = pathlib.Path(file.name).read_text("utf-16")
+                copied = text.replace("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE")
+                pathlib.Path(file.name).write_text(copied, "utf-16")
+                self.succeed("regedit", windows_path(file.name))
+                script = windows_path(ROOT / "examples" / "vbscript" / "kelvo10.vbs")
+                try:
+                    self.assertEqual(self.succeed("cscript", "//nologo", script), "Kelvo10, library 1.0.0.0\n")
+                finally:
+                    gone = re.sub(r"(?m)^\[(?=HKEY_LOCAL_MACHINE\\Software\\Classes\\(?:[A-Za-z]+\\\{|Ulix))", "[-", copied)
+                    pathlib.Path(file.name).write_text(gone, "utf-16")
+                    wine("regedit", windows_path(file.name))
+
+    def test_drives_instruments_for_its_hosts(self):
+        kelvo10 = Kelvo10Instrument({"MEAS?": "12.345 V"})
+        self.addCleanup(kelvo10.close)
+        ports = {"Kelvo10": (KELVO10_PORT, kelvo10.device)}
+        for number, (word, model) in enumerate(SIMULATED.items(), FIRST_SIMULATED_PORT):
+            ports[word] = number, self.simulated(model)
+        links = [part for number, device in ports.values() for part in ("--com", f"{number}={device}")]
+        with self.registered(), tempfile.TemporaryDirectory() as folder:
+            given, kept = pathlib.Path(folder, "given"), pathlib.Path(folder, "kept")
+            given.write_bytes(STREAM)
+            env = os.environ | {"ULIX_TEST_PORT": str(KELVO10_PORT), "ULIX_TEST_STREAM": windows_path(given),
+                                "ULIX_TEST_KEPT": windows_path(kept),
+                                "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in ports.items())}
+            output = self.succeed(*links, self.client, *self.options, env=env, seconds=300)
+            if self.options:
+                print(output)
+                return
+            # The version written is the library's own; the rest is as given, then what the host's form keeps.
+            self.assertEqual(kept.read_bytes()[12:len(STREAM)], STREAM[12:])
+            self.assertEqual(len(kept.read_bytes()), len(STREAM) + 12)
+            for wanted in ("*IDN?", "REM", "MEAS?", "OUT 100.099998", "OPER", "LOC"):
+                self.assertIn(wanted + "\n", kelvo10.wire().decode())
+            self.assertIn("Control.DescribesEveryFailure", self.in_french(env))
+            self.assertEqual(self.succeed(self.example, str(KELVO10_PORT)).count("IN: 12.345"), 3)
+            script = windows_path(ROOT / "examples" / "vbscript" / "kelvo10.vbs")
+            self.assertIn("KELVO10 SN 1234", self.succeed("cscript", "//nologo", script, str(KELVO10_PORT)))
+
+    def in_french(self, env):
+        with tempfile.TemporaryDirectory() as locales:
+            subprocess.run(["localedef", "-i", "fr_FR", "-f", "UTF-8", f"{locales}/fr_FR.UTF-8"], check=True)
+            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*",
+                                env=env | {"LOCPATH": locales, "LC_ALL": "fr_FR.UTF-8", "ULIX_TEST_FRENCH": "1"})
+
+    def test_needs_nothing_that_a_bare_windows_lacks(self):
+        listed = subprocess.run([OBJDUMP, "-p", self.library], capture_output=True, text=True, check=True).stdout
+        imported = set(re.findall(r"DLL Name: (\S+)", listed))
+        self.assertTrue(imported)
+        self.assertEqual({name.lower() for name in imported} - {name.lower() for name in SYSTEM_LIBRARIES}, set())
+
+
+if __name__ == "__main__":
+    Server.library, Server.client, Server.example, Server.simulator, *options = sys.argv[1:]
+    Server.options = tuple(options)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

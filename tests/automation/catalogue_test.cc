@@ -1,0 +1,223 @@
+// Every control of the type library, found by reading it, does what all controls do.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+
+#include "tests/automation/client.h"
+
+namespace client {
+namespace {
+
+struct ClassOfLibrary {
+  GUID id;
+  std::wstring name;  // "UlixInstrKelvo10Ctl"
+};
+
+ComPtr<ITypeLib> Library() {
+  GUID id;
+  CLSIDFromString(L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}", &id);
+  ComPtr<ITypeLib> library;
+  LoadRegTypeLib(id, 1, 0, LOCALE_NEUTRAL, &library);
+  return library;
+}
+
+// Calls `visit` with each description of one kind and its attributes.
+template <typename Visit>
+void ForEachType(TYPEKIND wanted, Visit&& visit) {
+  const auto library = Library();
+  ASSERT_TRUE(library);
+  for (UINT k = 0; k < library->GetTypeInfoCount(); ++k) {
+    ComPtr<ITypeInfo> info;
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(library->GetTypeInfo(k, &info), S_OK);
+    ASSERT_EQ(info->GetTypeAttr(&attributes), S_OK);
+    if (attributes->typekind == wanted) visit(info.Get(), *attributes);
+    info->ReleaseTypeAttr(attributes);
+  }
+}
+
+std::wstring NameOf(ITypeInfo* info) {
+  BSTR name = nullptr;
+  info->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr);
+  return Taken(name);
+}
+
+std::vector<ClassOfLibrary> ControlsOfLibrary() {
+  std::vector<ClassOfLibrary> controls;
+  ForEachType(TKIND_COCLASS, [&](ITypeInfo* info, const TYPEATTR& attributes) {
+    if (attributes.wTypeFlags & TYPEFLAG_FCONTROL) controls.push_back({attributes.guid, NameOf(info)});
+  });
+  return controls;
+}
+
+std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
+
+// The model word in a class's name.
+std::wstring ModelOf(const ClassOfLibrary& control) {
+  constexpr std::size_t kPrefix = 9, kSuffix = 3;  // "UlixInstr", "Ctl"
+  return control.name.substr(kPrefix, control.name.size() - kPrefix - kSuffix);
+}
+
+ComPtr<IUlixInstr> Make(const ClassOfLibrary& control) {
+  const auto made = Create<IUlixInstr>((L"Ulix." + control.name).c_str());
+  EXPECT_TRUE(made) << Narrow(control.name);
+  return made;
+}
+
+// "Kelvo10=33,Hart=34" in the environment: the ports behind which instruments answer.
+std::map<std::string, long> PortsOfInstruments() {
+  std::map<std::string, long> ports;
+  const char* text = std::getenv("ULIX_TEST_PORTS");
+  std::string rest = text ? text : "";
+  while (!rest.empty()) {
+    const std::size_t equals = rest.find('='), comma = rest.find(',');
+    ports[rest.substr(0, equals)] = std::atol(rest.c_str() + equals + 1);
+    rest = comma == std::string::npos ? "" : rest.substr(comma + 1);
+  }
+  return ports;
+}
+
+TEST(EveryControl, IsMadeByItsClassAndSaysWhatItIs) {
+  const auto controls = ControlsOfLibrary();
+  ASSERT_FALSE(controls.empty());
+  for (const ClassOfLibrary& control : controls) {
+    SCOPED_TRACE(Narrow(control.name));
+    GUID id;
+    ASSERT_EQ(CLSIDFromProgID((L"Ulix." + control.name + L".1").c_str(), &id), S_OK);
+    EXPECT_TRUE(IsEqualGUID(id, control.id));
+    const auto instrument = Make(control);
+    ASSERT_TRUE(instrument);
+    BSTR text = nullptr;
+    EXPECT_EQ(instrument->get_InstrType(&text), S_OK);
+    EXPECT_FALSE(Taken(text).empty());
+    EXPECT_EQ(instrument->GetCfgText(&text), S_OK);
+    EXPECT_NE(Taken(text).find(L"XXXX_A_IMPLANTER"), std::wstring::npos);
+    ComPtr<IPersistStreamInit> persist;
+    CLSID own;
+    ASSERT_EQ(instrument.As(&persist), S_OK);
+    EXPECT_EQ(persist->GetClassID(&own), S_OK);
+    EXPECT_TRUE(IsEqualGUID(own, control.id));
+  }
+}
+
+TEST(EveryControl, HasItsSpecAndDebugInterfacesAndItsTestConfigurationSurvivesAStream) {
+  for (const ClassOfLibrary& control : ControlsOfLibrary()) {
+    SCOPED_TRACE(Narrow(control.name));
+    const auto instrument = Make(control);
+    ASSERT_TRUE(instrument);
+    int found = 0;
+    ComPtr<IDispatch> debug;  // of the Debug interface itself, which a query for IDispatch would not give
+    ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
+      const std::wstring name = NameOf(info), own = L"IUlixInstr" + ModelOf(control);
+      if (name != own + L"Spec" && name != own + L"Debug") return;
+      ComPtr<IDispatch> part;
+      EXPECT_EQ(instrument->QueryInterface(attributes.guid, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
+      ++found;
+      if (name == own + L"Debug") debug = part;
+    });
+    ASSERT_EQ(found, 2);
+    Variant nothing;
+    ASSERT_EQ(CallByName(debug.Get(), L"DebugCreateCfgTest", DISPATCH_METHOD, {}, &nothing), S_OK);
+
+    ComPtr<IStream> stream;
+    ComPtr<IPersistStreamInit> persist, loaded;
+    const auto other = Make(control);
+    instrument.As(&persist);
+    other.As(&loaded);
+    ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
+    ASSERT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
+    stream->Seek({}, STREAM_SEEK_SET, nullptr);
+    ASSERT_EQ(loaded->Load(stream.Get()), S_OK);
+    Variant groups, channels, inputs;
+    EXPECT_EQ(other->get_Groups(&groups), S_OK);
+    EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1, 2}));
+    EXPECT_EQ(instrument->get_InChans(2, &channels), S_OK);
+    EXPECT_EQ(other->get_InChans(2, &inputs), S_OK);
+    EXPECT_EQ(Elements<long>(inputs), Elements<long>(channels));
+    long period = 0;
+    EXPECT_EQ(other->get_Period(2, &period), S_OK);
+    EXPECT_EQ(period, 5000);
+  }
+}
+
+// Each published code has a text, short and long, in at least one control, and no control has an empty one.
+TEST(EveryControl, ExplainsItsCodes) {
+  std::map<long, std::string> codes;
+  ForEachType(TKIND_ENUM, [&](ITypeInfo* info, const TYPEATTR& attributes) {
+    if (NameOf(info) != L"eErrors") return;
+    for (UINT k = 0; k < attributes.cVars; ++k) {
+      VARDESC* constant = nullptr;
+      ASSERT_EQ(info->GetVarDesc(k, &constant), S_OK);
+      BSTR name = nullptr;
+      UINT count = 0;
+      info->GetNames(constant->memid, &name, 1, &count);
+      codes[constant->lpvarValue->lVal] = Narrow(Taken(name));
+      info->ReleaseVarDesc(constant);
+    }
+  });
+  ASSERT_GT(codes.size(), 20U);
+  for (const ClassOfLibrary& control : ControlsOfLibrary()) {
+    const auto instrument = Make(control);
+    ASSERT_TRUE(instrument);
+    int explained = 0;
+    for (const auto& [code, name] : codes) {
+      for (const long is_short : {0L, 1L}) {
+        int unknown = 0;
+        BSTR text = nullptr;
+        ASSERT_EQ(instrument->GetErrorText(code, is_short, &unknown, &text), S_OK) << name;
+        EXPECT_EQ(Taken(text).empty(), unknown != 0) << Narrow(control.name) << ' ' << name;
+        explained += unknown == 0;
+      }
+    }
+    EXPECT_GT(explained, 10) << Narrow(control.name);
+  }
+}
+
+// One that has something to read is scanned; the others are written.
+void Drive(IUlixInstr* instrument, IUlixSetup* setup) {
+  int direction = 0;
+  ASSERT_EQ(instrument->GetChanDir(0, &direction), S_OK);
+  if (direction == ChanOut) {
+    EXPECT_EQ(instrument->SetChanVal(0, Variant(25.0)), S_OK) << Narrow(TakeFailure().description);
+    return;
+  }
+  long group = 0;
+  ASSERT_EQ(instrument->CreateGroup(&group), S_OK);
+  ASSERT_EQ(instrument->ConnectGroupChan(group, 0), S_OK) << Narrow(TakeFailure().description);
+  ASSERT_EQ(setup->SetGroup(group, 100, 0, 0, 0), S_OK);
+  Sink sink;
+  const Advised advised(instrument, sink);
+  ASSERT_EQ(instrument->RunGroup(group), S_OK);
+  EXPECT_TRUE(sink.Await(2));
+  EXPECT_EQ(instrument->StopGroup(group), S_OK);
+  for (const Sink::Data& scan : sink.data()) {
+    EXPECT_EQ(scan.errors, (std::vector<long>{0}));
+    EXPECT_EQ(scan.values[0].vt, VT_R4);
+  }
+}
+
+TEST(EveryControl, DrivesItsInstrument) {
+  const auto ports = PortsOfInstruments();
+  ASSERT_FALSE(ports.empty());
+  for (const ClassOfLibrary& control : ControlsOfLibrary()) {
+    const auto port = ports.find(Narrow(ModelOf(control)));
+    if (port == ports.end()) continue;
+    SCOPED_TRACE(port->first);
+    const auto instrument = Make(control);
+    const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
+    ASSERT_TRUE(instrument && setup);
+    ASSERT_EQ(setup->Attach(instrument.Get()), S_OK);
+    ASSERT_EQ(setup->put_Serial(Text(L"port"), port->second), S_OK);
+    ASSERT_EQ(instrument->Connect(), S_OK) << Narrow(TakeFailure().description);
+    BSTR text = nullptr;
+    const HRESULT identified = instrument->Identify(&text);
+    EXPECT_TRUE(identified == S_OK || identified == E_NOTIMPL) << Narrow(TakeFailure().description);
+    Taken(text);
+    Drive(instrument.Get(), setup.Get());
+    EXPECT_EQ(instrument->Disconnect(), S_OK);
+  }
+}
+
+}  // namespace
+}  // namespace client
