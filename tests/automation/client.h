@@ -181,6 +181,14 @@ class Sink final : public IUlixInstrEvents {
   STDMETHODIMP Progress(short) override { return S_OK; }
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
 
+  // While held, the sink does not return to who calls it.
+  void Hold(bool held) {
+    {
+      const std::lock_guard lock(mutex_);
+      held_ = held;
+    }
+    changed_.notify_all();
+  }
   bool Await(std::size_t events) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return order_.size() >= events; });
@@ -196,15 +204,15 @@ class Sink final : public IUlixInstrEvents {
 
  private:
   void Note(std::wstring event) {
-    {
-      const std::lock_guard lock(mutex_);
-      order_.push_back(std::move(event));
-    }
+    std::unique_lock lock(mutex_);
+    order_.push_back(std::move(event));
     changed_.notify_all();
+    changed_.wait(lock, [&] { return !held_; });
   }
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
+  bool held_ = false;                // guarded by mutex_
   std::vector<std::wstring> order_;  // guarded by mutex_, with the data
   std::vector<Data> data_;
 };

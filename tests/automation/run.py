@@ -69,9 +69,6 @@ class Server(unittest.TestCase):
     library = client = example = simulator = None
     options = ()
 
-    def setUp(self):
-        self.before = {hive: wine("reg", "query", hive + CLASSES, "/s")[1] for hive in HIVES}
-
     def register(self, *how):
         self.assertEqual(wine("regsvr32", "/s", *how, windows_path(self.library)), (0, ""))
 
@@ -82,14 +79,14 @@ class Server(unittest.TestCase):
 
     @contextlib.contextmanager
     def registered(self, *how):
+        before = {hive: wine("reg", "query", hive + CLASSES, "/s")[1] for hive in HIVES}
         self.register(*how)
         try:
             yield
         finally:
             self.register("/u", *how)
         for hive in HIVES:
-            self.assertEqual(keys(hive), [], "left behind")
-            self.assertEqual(wine("reg", "query", hive + CLASSES, "/s")[1], self.before[hive])
+            self.assertEqual(wine("reg", "query", hive + CLASSES, "/s")[1], before[hive], "something was left behind")
 
     def simulated(self, model):
         process = subprocess.Popen([self.simulator, "simulate", model], stdout=subprocess.PIPE, text=True)
