@@ -128,7 +128,7 @@ class Server(unittest.TestCase):
             given, kept = pathlib.Path(folder, "given"), pathlib.Path(folder, "kept")
             given.write_bytes(STREAM)
             env = os.environ | {"ULIX_TEST_PORT": str(KELVO10_PORT), "ULIX_TEST_STREAM": windows_path(given),
-                                "ULIX_TEST_KEPT": windows_path(kept),
+                                "ULIX_TEST_KEPT": windows_path(kept), "ULIX_TRACE": "1",
                                 "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in ports.items())}
             output = self.succeed(*links, self.client, *self.options, env=env, seconds=300)
             if self.options:
@@ -147,7 +147,7 @@ class Server(unittest.TestCase):
     def in_french(self, env):
         with tempfile.TemporaryDirectory() as locales:
             subprocess.run(["localedef", "-i", "fr_FR", "-f", "UTF-8", f"{locales}/fr_FR.UTF-8"], check=True)
-            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*",
+            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*:Dialogs.*",
                                 env=env | {"LOCPATH": locales, "LC_ALL": "fr_FR.UTF-8", "ULIX_TEST_FRENCH": "1"})
 
     def test_needs_nothing_that_a_bare_windows_lacks(self):
