@@ -10,7 +10,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
-from kelvo10_instrument import Kelvo10Instrument  # noqa: E402
+from instruments import kelvo10  # noqa: E402
 
 WINE = str(ROOT / "scripts" / "wine")
 PORT = 33
@@ -33,7 +33,7 @@ def traces():
 
 
 def main(library, program, *options):
-    instrument = Kelvo10Instrument({"MEAS?": "12.345 V"})
+    instrument = kelvo10({"MEAS?": "12.345 V"})
     env = os.environ | {"ULIX_TEST_PORT": str(PORT)}
     windows_path = "Z:" + library.replace("/", "\\")
     if wine("regsvr32", "/s", "/n", "/i:user", windows_path).returncode != 0:
