@@ -24,12 +24,12 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
-    CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
-    CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
-    CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
-    CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
-    CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
-    CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
+    CatalogueEntry{&hart::kCard, CreateDriver<hart::HartDriver>},
+    CatalogueEntry{&isotech::kCard, CreateDriver<isotech::IsotechDriver>},
+    CatalogueEntry{&kambic::kCard, CreateDriver<kambic::KambicDriver>},
+    CatalogueEntry{&microk::kCard, CreateDriver<microk::MicrokDriver>},
+    CatalogueEntry{&flukehydra::kCard, CreateDriver<flukehydra::FlukeHydraDriver>},
+    CatalogueEntry{&jofrartcptc::kCard, CreateDriver<jofrartcptc::JofraRtcPtcDriver>},
 };
 
 }  // namespace

@@ -103,7 +103,7 @@ TEXTS = {
         0x80044B01: ("Device Negative Acknowledge", "Acquittement négatif de l'appareil", "NEG_ACKNOWLEDGE"),
         0x80044B02: ("Setpoint temperature is out of range",
                      "La température de consigne est hors limites", "OUT_OF_RANGE"),
-        0x80044B03: ("Invalid channel number", "Numéro de voie incorrect", "WRONG_CHAN_NUM")}}
+        0x80044B03: ("Invalid channel number", "Numéro de voie incorrect", "CH_NUM")}}
 SERIAL_TEXTS = {
     0x80044400: ("Unable to open communication", "Impossible d'ouvrir la communication", "UNABLE_TO_OPEN_COMM"),
     0x80044401: ("Communication is closed", "Communication fermée", "COMM_CLOSED"),

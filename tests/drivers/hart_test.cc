@@ -151,7 +151,7 @@ TEST_F(Hart, EveryTextOfItsErrors) {
       {hartCtlErrNack, "Device Negative Acknowledge", "Acquittement n\xE9gatif de l'appareil", "NEG_ACKNOWLEDGE"},
       {hartCtlErrOutOfRange, "Setpoint temperature is out of range", "La temp\xE9rature de consigne est hors limites",
        "OUT_OF_RANGE"},
-      {hartCtlErrChNum, "Invalid channel number", "Num\xE9ro de voie incorrect", "WRONG_CHAN_NUM"},
+      {hartCtlErrChNum, "Invalid channel number", "Num\xE9ro de voie incorrect", "CH_NUM"},
       {serialCommErrUnableToReadComm, "Unable to read answer", "Impossible de lire la r\xE9ponse",
        "UNABLE_TO_READ_COMM"},
       {hartErrExceptionCode, "", "", ""},

@@ -2,7 +2,6 @@
 // time that it may take, and that the first exchange after it is right.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <iterator>
 #include <optional>
@@ -306,17 +305,6 @@ std::string NameOf(const testing::TestParamInfo<Row>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, LineFaults, testing::ValuesIn(kRows), NameOf);
-
-// A model that comes later is not forgotten.
-TEST(LineFaultRows, HoldEveryModelOnASerialLine) {
-  for (const CatalogueEntry& entry : Catalogue()) {
-    if (entry.card->link != LinkKind::kSerial) continue;
-    const bool held = std::any_of(std::begin(kRows), std::end(kRows), [&](const Row& row) {
-      return std::string_view(DeviceOf(row).model) == entry.card->word;
-    });
-    EXPECT_TRUE(held) << entry.card->word;
-  }
-}
 
 }  // namespace
 }  // namespace ulix

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -14,6 +15,14 @@
 #include "tests/support/manual_clock.h"
 
 namespace ulix {
+
+// What a reading gives under a fault, and the time it may take: for a model on its own.
+// tests/drivers/line_faults_test.cc has every fault to the models on a serial line.
+struct FaultCase {
+  Fault fault;
+  HRESULT error;
+  Milliseconds at_most;
+};
 
 // Time passes by being waited for. Every byte that goes to the instrument is kept.
 class LineBench : public testing::Test {
@@ -54,6 +63,22 @@ class LineBench : public testing::Test {
   std::string FrenchErrorText(HRESULT code) {
     Instrument french(create_({}), {.language = Language::kFrench});
     return ErrorText(french, code, false);
+  }
+
+  // Reads the channel under each fault, and again when the fault has passed: that reading must be right.
+  void ExpectFaultsToPass(std::span<const FaultCase> cases, ChannelId channel, float right) {
+    for (const FaultCase& c : cases) {
+      SCOPED_TRACE(testing::Message() << "fault " << static_cast<int>(c.fault.kind) << '=' << c.fault.amount);
+      bench->SetFaults({c.fault});
+      const MonotonicTime before = clock.Now();
+      EXPECT_EQ(driver->ReadChannel(channel).code, c.error);
+      EXPECT_LE(clock.Now() - before, c.at_most);
+      bench->SetFaults({});
+      clock.SleepFor(Milliseconds(10'000));  // what was late has come by now
+      const Reading next = driver->ReadChannel(channel);
+      EXPECT_EQ(next.code, S_OK);
+      EXPECT_EQ(next.value, right);
+    }
   }
 
   ManualClock clock{ManualClock::Mode::kAutomatic};
