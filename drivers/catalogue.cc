@@ -24,12 +24,12 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
-    CatalogueEntry{&hart::kCard, CreateDriver<hart::HartDriver>},
-    CatalogueEntry{&isotech::kCard, CreateDriver<isotech::IsotechDriver>},
-    CatalogueEntry{&kambic::kCard, CreateDriver<kambic::KambicDriver>},
-    CatalogueEntry{&microk::kCard, CreateDriver<microk::MicrokDriver>},
-    CatalogueEntry{&flukehydra::kCard, CreateDriver<flukehydra::FlukeHydraDriver>},
-    CatalogueEntry{&jofrartcptc::kCard, CreateDriver<jofrartcptc::JofraRtcPtcDriver>},
+    CatalogueEntry{&hart::kCard, MakeDriver<hart::HartDriver>},
+    CatalogueEntry{&isotech::kCard, MakeDriver<isotech::IsotechDriver>},
+    CatalogueEntry{&kambic::kCard, MakeDriver<kambic::KambicDriver>},
+    CatalogueEntry{&microk::kCard, MakeDriver<microk::MicrokDriver>},
+    CatalogueEntry{&flukehydra::kCard, MakeDriver<flukehydra::FlukeHydraDriver>},
+    CatalogueEntry{&jofrartcptc::kCard, MakeDriver<jofrartcptc::JofraRtcPtcDriver>},
 };
 
 }  // namespace

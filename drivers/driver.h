@@ -115,7 +115,7 @@ using DriverFactory = std::unique_ptr<Driver> (*)(DriverServices services);
 
 // The factory of a driver's class.
 template <typename T>
-std::unique_ptr<Driver> CreateDriver(DriverServices services) {
+std::unique_ptr<Driver> MakeDriver(DriverServices services) {
   return std::make_unique<T>(std::move(services));
 }
 

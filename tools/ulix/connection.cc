@@ -158,8 +158,8 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
 }
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace)
-    : simulated_line_(LineFor(options)),
-      language_(LanguageOf(options)),
+    : language_(LanguageOf(options)),
+      simulated_line_(LineFor(options)),
       instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(language_)) {
   Configure(options);
 }

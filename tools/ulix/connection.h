@@ -59,8 +59,8 @@ class Session {
   void Configure(const ConnectionOptions& options);
   void ConfigureLine(const ConnectionOptions& options);
 
-  std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   Language language_;
+  std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   Instrument instrument_;
 };
 

@@ -95,8 +95,8 @@ enum SharedSetting : std::size_t {
   kInterval,
   kSettingCount,
 };
-constexpr std::size_t FunctionSetting(ChannelId channel) { return 2 * channel; }
-constexpr std::size_t RangeSetting(ChannelId channel) { return 2 * channel + 1; }
+constexpr std::size_t FunctionSetting(ChannelId channel) { return std::size_t{2} * channel; }
+constexpr std::size_t RangeSetting(ChannelId channel) { return FunctionSetting(channel) + 1; }
 
 inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
