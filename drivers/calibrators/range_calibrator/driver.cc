@@ -70,7 +70,7 @@ Reading RangeCalibratorDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
   if (!LinkIsOpen()) return {.code = serialCommErrCommClosed};
   const auto value = Query("MEAS?").and_then([](const std::string& reply) { return ParseMeasure(reply); });
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT RangeCalibratorDriver::WriteChannel(ChannelId id, float value) {

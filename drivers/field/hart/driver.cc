@@ -14,15 +14,10 @@ constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 20};
 constexpr std::array kGreeting = {"lf=of", "du=h", "sa=0"};
 
 constexpr std::array kQueries = {"t", "s"};  // by channel
-constexpr int kUnknownResolution = 6;
 
 }  // namespace
 
 HartDriver::HartDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
-
-std::unique_ptr<Driver> HartDriver::Create(DriverServices services) {
-  return std::make_unique<HartDriver>(std::move(services));
-}
 
 // What the unit says to the greeting while it still echoes is thrown away.
 HRESULT HartDriver::Greet() {
@@ -37,7 +32,7 @@ HRESULT HartDriver::Greet() {
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
   const auto value = Query(kQueries[id]).and_then([](const std::string& reply) { return ParseValue(reply); });
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 // The unit keeps whatever it accepted; what it says it keeps must be what was sent.
@@ -51,12 +46,6 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   const auto reply = Query(kQueries[kSetPointChannel]);
   if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
   return Confirms(*reply, sent) ? S_OK : hartCtlErrNack;
-}
-
-std::string HartDriver::ChannelUnit(ChannelId id) const { return id < kChannels.size() ? kUnit : ""; }
-
-int HartDriver::ChannelResolution(ChannelId id) const {
-  return id < kChannels.size() ? kResolution : kUnknownResolution;
 }
 
 }  // namespace ulix::hart

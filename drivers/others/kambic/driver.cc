@@ -20,10 +20,6 @@ constexpr LineProfile kLine = {
 
 KambicDriver::KambicDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
-std::unique_ptr<Driver> KambicDriver::Create(DriverServices services) {
-  return std::make_unique<KambicDriver>(std::move(services));
-}
-
 HRESULT KambicDriver::Greet() {
   const auto identification = Identify();
   if (!identification) return identification.error();
@@ -46,7 +42,7 @@ Reading KambicDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = kambicCtlErrChNum};
   const auto value =
       Ask("TXD", kReadingSize).and_then([id](const std::string& answer) { return ParseReading(answer, id); });
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
@@ -57,9 +53,5 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   const auto answer = Ask(*command, kSetPointSize);
   return answer ? CheckSetPointAnswer(*answer, *command) : answer.error();
 }
-
-std::string KambicDriver::ChannelUnit(ChannelId id) const { return id < kChannels.size() ? kUnit : ""; }
-
-int KambicDriver::ChannelResolution(ChannelId id) const { return id < kChannels.size() ? kResolution : 6; }
 
 }  // namespace ulix::kambic

@@ -9,15 +9,10 @@ namespace ulix::new_word {
 namespace {
 
 constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
-constexpr int kUnknownResolution = 6;
 
 }  // namespace
 
 NewClassDriver::NewClassDriver(DriverServices services) : SerialDriver(kCard, kLines, std::move(services)) {}
-
-std::unique_ptr<Driver> NewClassDriver::Create(DriverServices services) {
-  return std::make_unique<NewClassDriver>(std::move(services));
-}
 
 HRESULT NewClassDriver::Greet() {
   const auto identification = Identify();
@@ -45,16 +40,7 @@ HRESULT NewClassDriver::ReadCfg() {
 Reading NewClassDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
   const auto value = Query("MEAS?").and_then([](const std::string& reply) { return ParseMeasure(reply); });
-  return value ? Reading{S_OK, *value} : Reading{.code = value.error()};
-}
-
-// It has no channel that can be written.
-HRESULT NewClassDriver::WriteChannel(ChannelId, float) { return E_INVALIDARG; }
-
-std::string NewClassDriver::ChannelUnit(ChannelId id) const { return id == kInChannel ? kInUnit : ""; }
-
-int NewClassDriver::ChannelResolution(ChannelId id) const {
-  return id == kInChannel ? kInResolution : kUnknownResolution;
+  return ReadingOf(value);
 }
 
 }  // namespace ulix::new_word
