@@ -6,26 +6,20 @@ Run as: python3 test_kelvo10_contract.py PATH_TO_ULIX [unittest arguments]
 import datetime
 import json
 import os
-import pathlib
 import re
 import select
-import signal
 import struct
-import subprocess
-import sys
-import tempfile
 import termios
-import threading
 import time
 import tty
 import unittest
 import xml.etree.ElementTree
 
-from kelvo10_instrument import SILENCE, Kelvo10Instrument, Reply
+import contract
+from contract import UNDER_WINE, ContractTest
+from kelvo10_instrument import Kelvo10Instrument
+from pty_instrument import SILENCE, Reply
 
-ULIX = "ulix"
-# Wine's ports have other names, are nobody's alone, and it has no pseudo terminals of its own to offer.
-UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 HELLO, BYE = b"*IDN?\nREM\n", b"LOC\n"
 NOT_KELVO10 = "ulix: 0x80043B00 Device connected is not a KELVO10\n"
 NO_RANGE = "ulix: 0x80043B03 Range not supported\n"
@@ -78,17 +72,7 @@ class InstrumentTest(unittest.TestCase):
         os.close(slave)
 
 
-class ContractTest(unittest.TestCase):
-    maxDiff = None
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        # Nothing of the user's own ports and language; local time is seven hours ahead, so that UTC in its place shows.
-        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
-        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
-
+class Kelvo10ContractTest(ContractTest):
     def instrument(self, **answers):
         queries = {"idn": "*IDN?", "meas": "MEAS?", "cfg_in": "CFG_IN?", "cfg_out": "CFG_OUT?"}
         unit = Kelvo10Instrument({queries[key]: reply for key, reply in answers.items()})
@@ -104,35 +88,6 @@ class ContractTest(unittest.TestCase):
         """`rows` from the third on, whatever the version rows hold."""
         expected = encode([0, 0, *rows])[12:]
         self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
-
-    def ulix(self, *args):
-        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=20)
-        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
-
-    def succeed(self, *args):
-        status, out, err = self.ulix(*args)
-        self.assertEqual((status, err), (0, ""))
-        return out
-
-    def start(self, *args):
-        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, bufsize=0)
-        self.addCleanup(lambda: (process.kill(), process.communicate()))
-        return process
-
-    def read_line(self, process):
-        limit = threading.Timer(10, process.kill)
-        limit.start()
-        text = process.stdout.readline().decode("utf-8")
-        limit.cancel()
-        self.assertTrue(text.endswith("\n"), f"no line in time, only {text!r}")
-        return text.rstrip("\n")
-
-    def interrupt(self, process):
-        process.send_signal(signal.SIGINT)
-        out, err = process.communicate(timeout=10)
-        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
 
     def test_bytes_on_the_wire(self):
         big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
@@ -428,5 +383,4 @@ class ContractTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    ULIX = os.path.abspath(sys.argv.pop(1))
-    unittest.main(verbosity=2)
+    contract.main()
