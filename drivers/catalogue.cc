@@ -7,6 +7,8 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/others/adt760/driver.h"
+#include "drivers/others/adt760/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
 #include "drivers/others/isotech/driver.h"
@@ -30,6 +32,7 @@ constexpr std::array kModels = {
     CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
     CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
     CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
+    CatalogueEntry{&adt760::kCard, adt760::Adt760Driver::Create},
 };
 
 }  // namespace

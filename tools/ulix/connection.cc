@@ -68,7 +68,10 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   services.timeout_ms = options.timeout_ms;
   services.trace = std::move(trace);
   if (!services.trace && options.trace) services.trace = TraceToStandardError();
-  if (line != nullptr) services.open_serial_port = line->Opener();
+  if (line != nullptr) {
+    services.open_serial_port = line->Opener();
+    services.load_usb_library = line->UsbLoader();
+  }
   return services;
 }
 
@@ -82,8 +85,7 @@ Instrument::Options InstrumentOptions(const ConnectionOptions& options) {
   return chosen;
 }
 
-int PortNumber(const PortArgument& port, int unchanged) {
-  if (std::holds_alternative<SimulatedPort>(port)) return unchanged;
+int PortNumber(const PortArgument& port) {
   if (const int* number = std::get_if<int>(&port)) return *number;
   const auto& device = std::get<std::string>(port);
   const int number = platform::PortOfDevice(device);
@@ -175,12 +177,13 @@ void Session::Configure(const ConnectionOptions& options) {
 }
 
 void Session::ConfigureLine(const ConnectionOptions& options) {
-  if (options.port.empty() && !options.baud_rate && options.line.empty()) return;
+  const std::string port = simulated_line_ ? std::string() : options.port;
+  if (port.empty() && !options.baud_rate && options.line.empty()) return;
   SerialParams params;
   const HRESULT result = instrument_.GetSerialParams(&params);
   if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
   Check(result);
-  if (!options.port.empty()) params.port = PortNumber(ParsePort(options.port), params.port);
+  if (!port.empty()) params.port = PortNumber(ParsePort(port));
   params.baudRate = options.baud_rate.value_or(params.baudRate);
   for (const auto& [field, code] : options.line) params.*field = code;
   Check(instrument_.SetSerialParams(params));
