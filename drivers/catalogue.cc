@@ -9,6 +9,8 @@
 #include "drivers/field/hart/tables.h"
 #include "drivers/others/adt760/driver.h"
 #include "drivers/others/adt760/tables.h"
+#include "drivers/others/adt761/driver.h"
+#include "drivers/others/adt761/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
 #include "drivers/others/isotech/driver.h"
@@ -33,6 +35,7 @@ constexpr std::array kModels = {
     CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
     CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
     CatalogueEntry{&adt760::kCard, adt760::Adt760Driver::Create},
+    CatalogueEntry{&adt761::kCard, adt761::Adt761Driver::Create},
 };
 
 }  // namespace

@@ -23,6 +23,8 @@ HRESULT UsbLink::MapFailure(HRESULT result, HRESULT of_step) const {
   return result == kUsbBadIdentifier ? winUsbCommErrBadIdentifier : of_step;
 }
 
+HRESULT UsbLink::ClosedCode() const { return library_ ? HRESULT{winUsbCommErrCommClosed} : options_.not_loaded; }
+
 void UsbLink::Trace(TraceDirection direction, std::string_view bytes) const {
   if (options_.trace && !bytes.empty()) options_.trace(direction, bytes);
 }
@@ -82,7 +84,7 @@ void UsbLink::Close() {
 }
 
 HRESULT UsbLink::Write(std::string_view text) {
-  if (!open_) return winUsbCommErrCommClosed;
+  if (!open_) return ClosedCode();
   if (out_of_step_) {
     if (const HRESULT result = Prepare(); Failed(result)) return result;
   }
@@ -98,7 +100,7 @@ HRESULT UsbLink::Write(std::string_view text) {
 }
 
 Expected<std::string> UsbLink::Read() {
-  if (!open_) return Failure(winUsbCommErrCommClosed);
+  if (!open_) return Failure(ClosedCode());
   std::array<char, kReplySize + 1> buffer{};
   std::uint32_t size = kReplySize;
   const HRESULT result = library_->Read(*device_, buffer.data(), size);

@@ -54,6 +54,7 @@ class UsbLink {
   HRESULT Prepare();
   HRESULT Drain();
   HRESULT MapFailure(HRESULT result, HRESULT of_step) const;
+  HRESULT ClosedCode() const;
   void Trace(TraceDirection direction, std::string_view bytes) const;
 
   Options options_;

@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "simulators/adt760.h"
+#include "simulators/adt761.h"
 #include "simulators/cmx310.h"
 #include "simulators/flukehydra.h"
 #include "simulators/hart.h"
@@ -36,6 +37,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
     {"adt760", Make<Adt760Simulator>},
+    {"adt761", Make<Adt761Simulator>},
 };
 
 }  // namespace

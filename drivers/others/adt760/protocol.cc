@@ -26,12 +26,12 @@ const ElectricalFunction* FindFunction(std::string_view answer) {
 
 Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
   if (channel == kVentChannel) return Contains(AsciiUpper(answer), "VENT") ? 1.0F : 0.0F;
+  const bool whole = answer.size() < UsbLink::kReplySize || answer.ends_with('\n');
   const auto number = ParseDecimalPrefix(answer);
-  if (!number) return Failure(adt760CtlErrNoMeasAvailable);
-  const bool cut = number->length == answer.size() && answer.size() >= UsbLink::kReplySize;
-  const auto value = static_cast<float>(number->value);
-  if (cut || !std::isfinite(value)) return Failure(adt760CtlErrNoMeasAvailable);
-  return value;
+  if (!whole || !number || !std::isfinite(static_cast<float>(number->value))) {
+    return Failure(adt760CtlErrNoMeasAvailable);
+  }
+  return static_cast<float>(number->value);
 }
 
 Expected<std::string> WriteCommand(ChannelId channel, float value) {

@@ -14,8 +14,8 @@ bool IsAdt760(std::string_view identification);
 // The function that an answer to "SENS:ELEC:FUNC?" tells, in any case; null for none of them.
 const ElectricalFunction* FindFunction(std::string_view answer);
 
-// The value of a channel in the answer to its query. adt760CtlErrNoMeasAvailable where there is no number, or one that
-// is cut by the end of the longest answer that is read. The vent channel is 1 while venting and else 0.
+// The value of a channel in the answer to its query. adt760CtlErrNoMeasAvailable where there is no number, or where the
+// answer is longer than what is read of one: no number is. The vent channel is 1 while venting and else 0.
 Expected<float> ParseReading(std::string_view answer, ChannelId channel);
 
 // The command that sets an output channel, empty for one that has none: venting is never ended by a command.
