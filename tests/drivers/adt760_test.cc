@@ -314,24 +314,6 @@ TEST_F(Adt760, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
   EXPECT_EQ(device->Connect(), winUsbCommErrBadIdentifier);
 }
 
-TEST_F(Adt760, AScanCarriesTheErrorOfItsChannelAndFiresIt) {
-  SetBench("measuring-error", "-200,\"Execution error\"");
-  SetBench("identity", "OTHER");
-  EXPECT_EQ(device->Connect(), adt760CtlErrNotAdt760);
-  SetBench("identity", "HPC-HOST");
-  ASSERT_EQ(device->Connect(), S_OK);
-  std::uint32_t group = 0;
-  ASSERT_EQ(device->CreateGroup(&group), S_OK);
-  ASSERT_EQ(device->ConnectGroupChan(group, 0), S_OK);
-  ASSERT_EQ(device->ConnectGroupChan(group, kVentChannel), S_OK);
-  const std::uint32_t groups[] = {group};
-  ASSERT_EQ(device->ImmediateReadGroups(groups), S_OK);
-  const ChannelId ids[] = {0, kVentChannel};
-  ChannelArrays arrays;
-  ASSERT_EQ(device->GetChansVals(ids, &arrays), S_OK);
-  EXPECT_EQ(arrays.errors, (std::vector<HRESULT>{adt760CtlErrScpiCmde, S_OK}));
-}
-
 TEST_F(Adt760, EveryTextOfItsErrors) {
   struct Case {
     HRESULT code;
