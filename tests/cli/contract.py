@@ -19,6 +19,7 @@ UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 
 class ContractTest(unittest.TestCase):
     maxDiff = None
+    program = None  # the one under test, unless a test sets another
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -29,7 +30,7 @@ class ContractTest(unittest.TestCase):
         self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
 
     def ulix(self, *args):
-        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+        done = subprocess.run([self.program or ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
                               timeout=20)
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
 
@@ -39,7 +40,7 @@ class ContractTest(unittest.TestCase):
         return out
 
     def start(self, *args):
-        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        process = subprocess.Popen([self.program or ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, bufsize=0)
         self.addCleanup(lambda: (process.kill(), process.communicate()))
         return process
