@@ -106,8 +106,8 @@ std::vector<Candidate> FindCandidates(libusb_context* context, std::uint16_t ven
 // An open instrument.
 class UsbInstrument {
  public:
-  // None when the device cannot be opened or something else has it.
-  static std::unique_ptr<UsbInstrument> Open(Context context, const Candidate& candidate);
+  // None when the device cannot be opened or something else has it; takes the context only when it was.
+  static std::unique_ptr<UsbInstrument> Open(Context& context, const Candidate& candidate);
   ~UsbInstrument() { libusb_release_interface(handle_.get(), pipes_.interface); }
   UsbInstrument(const UsbInstrument&) = delete;
   UsbInstrument& operator=(const UsbInstrument&) = delete;
@@ -129,11 +129,10 @@ class UsbInstrument {
   std::string received_;  // came and was not asked for yet
 };
 
-std::unique_ptr<UsbInstrument> UsbInstrument::Open(Context context, const Candidate& candidate) {
+std::unique_ptr<UsbInstrument> UsbInstrument::Open(Context& context, const Candidate& candidate) {
   libusb_device_handle* opened = nullptr;
   if (libusb_open(candidate.device.get(), &opened) != 0) return nullptr;
   Handle handle(opened);
-  libusb_set_auto_detach_kernel_driver(opened, 1);
   if (libusb_claim_interface(opened, candidate.pipes.interface) != 0) return nullptr;
   return std::unique_ptr<UsbInstrument>(new UsbInstrument(std::move(context), std::move(handle), candidate.pipes));
 }
@@ -241,7 +240,7 @@ HRESULT LibusbLibrary::Connect(UsbDevice& device) {
   if (!context) return E_FAIL;
   const auto found = FindCandidates(context.get(), identity.vendor, identity.product);
   if (found.empty()) return E_FAIL;
-  auto opened = UsbInstrument::Open(std::move(context), found[0]);
+  auto opened = UsbInstrument::Open(context, found[0]);
   PutIn(device, opened.release());
   return OpenIn(device) ? S_OK : E_FAIL;
 }

@@ -83,9 +83,41 @@ class EmulatedUsbTest(ContractTest):
         done = subprocess.run(command, env=self.env, capture_output=True, text=True, timeout=60, check=False)
         return done.returncode, done.stdout, done.stderr
 
-    def test_identify_and_read(self):
-        hello = [("*CLS\n",), ("*IDN?\n", "Additel,HPC-HOST,1,V1\n")]
-        self.assertEqual(self.over_usb(["identify", "adt760"], *hello), (0, "Additel,HPC-HOST,1,V1\n", ""))
+    HELLO = [("*CLS\n",), ("*IDN?\n", "Additel,HPC-HOST,1,V1\n")]
+
+    def test_identify(self):
+        self.assertEqual(self.over_usb(["identify", "adt760"], *self.HELLO), (0, "Additel,HPC-HOST,1,V1\n", ""))
+        # A packet that is full has another behind it.
+        longer = "HPC-HOST," + "x" * 55, "y" * 9 + "\n"
+        answer = self.over_usb(["identify", "adt760"], ("*CLS\n",), ("*IDN?\n", *longer))
+        self.assertEqual(answer, (0, "".join(longer), ""))
+
+    def test_read(self):
+        talk = [*self.HELLO, ("MEAS:PRES2?\n", "1013.25\n"), ("SYST:ERR?\n", '0,"No error"\n')]
+        status, out, err = self.over_usb(["read", "adt760", "1", "--json"], *talk)
+        row, = json.loads(out)
+        self.assertEqual((status, err, row["value"]), (0, "", 1013.25))
+        talk[-1] = ("SYST:ERR?\n", '-113,"Undefined header"\n')
+        self.assertEqual(self.over_usb(["read", "adt760", "1"], *talk)[2], "ulix: 0x80046304 Scpi command error\n")
+        # A command that the device does not take, and one that it does not answer to.
+        self.assertEqual(self.over_usb(["read", "adt760", "0"], *talk)[2], "ulix: 0x80046602 Unable to send command\n")
+        status, _, err = self.over_usb(["read", "adt760", "1"], *self.HELLO, ("MEAS:PRES2?\n",))
+        self.assertEqual((status, err), (1, "ulix: 0x80046603 Unable to read answer\n"))
+
+    def test_which_device(self):
+        shown = self.over_usb(["config", "adt760", "read"], *self.HELLO)
+        self.assertIn("GUID:04835740-554C-4958-4C69-6E7578555342 VENDOR_ID:0483 PRODUCT_ID:5740\n", shown[1])
+        for settings, error in [(["vendor-id=1155"], ""), (["guid=04835740-554C-4958-4C69-6E7578555342"], ""),
+                                (["guid=F06E89B5-6258-4CE7-83AA-248D25DEBF60", "vendor-id=1155"], ""),
+                                (["vendor-id=1156"], "ulix: 0x80046607 USB device not found\n"),
+                                (["guid=04835741-554C-4958-4C69-6E7578555342"],
+                                 "ulix: 0x80046600 Unable to open communication\n"),
+                                (["guid=F06E89B5-6258-4CE7-83AA-248D25DEBF60"],
+                                 "ulix: 0x80046605 Bad USB device identifier\n")]:
+            args = ["identify", "adt760", *(part for setting in settings for part in ("--set", setting))]
+            self.assertEqual(self.over_usb(args, *self.HELLO)[2], error, settings)
+        keyboard = self.over_usb(["identify", "adt760"], *self.HELLO, interface_class=3)
+        self.assertEqual(keyboard, (1, "", "ulix: 0x80046607 USB device not found\n"))
 
 
 if __name__ == "__main__":

@@ -42,14 +42,14 @@ H: descriptors={descriptors(vendor, product, **how).hex().upper()}
 """
 
 
+def transfer(endpoint, size, data):
+    return f"USBDEVFS_REAPURBNDELAY 0 {BULK} {endpoint} 0 0 {size} {len(data)} 0 {data.hex().upper()}"
+
+
 def conversation(*exchanges):
-    """Commands and the packets that come after each, as umockdev-run replays them."""
-    lines = [f"@DEV {DEVICE}"]
+    """Commands and the packets that come after each, as umockdev-run replays them; what is asked for unasked is empty."""
+    lines = [f"@DEV {DEVICE}", transfer(IN, PACKET, b"")]
     for command, *packets in exchanges:
-        said = command.encode()
-        lines.append(f"USBDEVFS_REAPURBNDELAY 0 {BULK} {OUT} 0 0 {len(said)} {len(said)} 0 {said.hex().upper()}")
-        for depth, packet in enumerate(packets, 1):
-            data = packet.encode()
-            lines.append(" " * depth + f"USBDEVFS_REAPURBNDELAY 0 {BULK} {IN} 0 0 {PACKET} {len(data)} 0 "
-                         f"{data.hex().upper()}")
+        lines.append(transfer(OUT, len(command), command.encode()))
+        lines += [" " * depth + transfer(IN, PACKET, packet.encode()) for depth, packet in enumerate(packets, 1)]
     return "\n".join(lines) + "\n"
