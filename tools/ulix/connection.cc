@@ -79,8 +79,9 @@ std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace
   return FindModel(options.model)->create(ServicesFor(options, std::move(trace), line));
 }
 
-Instrument::Options InstrumentOptions(const ConnectionOptions& options) {
+Instrument::Options InstrumentOptions(const ConnectionOptions& options, UserInterface& user) {
   Instrument::Options chosen;
+  chosen.user_interface = &user;
   chosen.language = options.language.value_or(platform::UserLanguage());
   return chosen;
 }
@@ -159,7 +160,7 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace)
     : simulated_line_(LineFor(options)),
-      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(options)) {
+      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(options, user_)) {
   Configure(options);
 }
 
