@@ -171,15 +171,20 @@ void UsbInstrument::SetTimeout(std::uint32_t directions, std::uint32_t milliseco
   if (directions & kUsbOutput) write_ms_ = limit;
 }
 
-// The open instrument of a device record, whose place in it has no alignment; null while closed.
+// What this library keeps in a device record, where nothing is aligned.
+struct Kept {
+  UsbInstrument* open;  // null while closed
+};
+
 UsbInstrument* OpenIn(const UsbDevice& device) {
-  UsbInstrument* instrument = nullptr;
-  std::memcpy(&instrument, device.library.data(), sizeof(UsbInstrument*));
-  return instrument;
+  Kept kept{};
+  std::memcpy(&kept, device.library.data(), sizeof kept);
+  return kept.open;
 }
 
 void PutIn(UsbDevice& device, UsbInstrument* instrument) {
-  std::memcpy(device.library.data(), &instrument, sizeof(UsbInstrument*));
+  const Kept kept{instrument};
+  std::memcpy(device.library.data(), &kept, sizeof kept);
 }
 
 class LibusbLibrary final : public UsbLibrary {

@@ -60,7 +60,8 @@ std::string BaudRates() {
 
 std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
   const bool simulated = !options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port));
-  return simulated ? std::make_unique<SimulatedLine>(options.model) : nullptr;
+  if (!simulated) return nullptr;
+  return std::make_unique<SimulatedLine>(options.model);
 }
 
 DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {

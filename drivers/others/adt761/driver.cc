@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/trace.h"
 #include "drivers/others/adt761/protocol.h"
 
 namespace ulix::adt761 {
@@ -96,7 +97,10 @@ Expected<const char*> Adt761Driver::ChooseQuery(ChannelId id) {
   // Whatever is sourced, the sources' channels are there.
   if (channel.item_query == kSourcedItemQuery) return channel.query;
   const Item* item = FindItem(fields->back());
-  if (!item || !Provides(*item, id)) return Failure(adt761CtlErrNoMeasAvailable);
+  if (!item || !Provides(*item, id)) {
+    TraceLine("CUlixInstrAdt761Ctl: measuring " + std::string(item ? item->display : "something unknown") + "\n");
+    return Failure(adt761CtlErrNoMeasAvailable);
+  }
   return channel.query ? channel.query : item->pressure_query;
 }
 
