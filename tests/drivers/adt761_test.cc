@@ -26,14 +26,14 @@ TEST(Adt761Protocol, KnowsItselfARefusalAndOthers) {
 
 TEST(Adt761Protocol, WholeWordsComeBeforeTheLongestPart) {
   for (const Unit& unit : kUnits) EXPECT_EQ(FindUnit(unit.word), &unit) << unit.word;
-  for (const Item& item : kItems) EXPECT_EQ(FindItem(item.word), &item) << item.word;
+  for (const Item& item : kItems) EXPECT_EQ(&FindItem(item.word), &item) << item.word;
   const std::pair<const char*, const char*> parts[] = {{"KPAG", "kPa"},     {"mmHG", "mmHg"},   {"INHG ", "inHg"},
                                                        {"INH2O4", "inH2O"}, {"MMH2O", "mmH2O"}, {"MBARA", "mbar"}};
   for (const auto& [word, display] : parts) EXPECT_STREQ(FindUnit(word)->display, display) << word;
-  EXPECT_STREQ(FindItem("HPM1")->word, "HPM");
-  EXPECT_STREQ(FindItem("SWITCH")->word, "SW");
+  EXPECT_STREQ(FindItem("HPM1").word, "HPM");
+  EXPECT_STREQ(FindItem("SWITCH").word, "SW");
   EXPECT_EQ(FindUnit(""), nullptr);
-  EXPECT_EQ(FindItem("OHM"), nullptr);
+  EXPECT_EQ(&FindItem("OHM"), &kOtherItem);
 }
 
 TEST(Adt761Protocol, ReadsEachFormOfAnswer) {
@@ -108,7 +108,7 @@ TEST_F(Adt761, EachChannelIsReadWhileItsItemIsMeasured) {
   EXPECT_EQ(SaidWhile("MA", 2), item + Frame(":R:MVAL"));
   EXPECT_EQ(SaidWhile("HPM", 3), item + Frame(":R:HPMVALUE"));
   EXPECT_EQ(SaidWhile("LPM", 3), item + Frame(":R:LPMVALUE"));
-  for (const char* other : {"EPM", "HART", "V", "MA"}) {
+  for (const char* other : {"EPM", "HART", "V", "MA", "OHM"}) {
     EXPECT_EQ(SaidWhile(other, 3), item + Frame(":R:EPMVALUE")) << other;
   }
   EXPECT_EQ(SaidWhile("HPM", 4), item + Frame(":R:OATMO"));
@@ -122,7 +122,8 @@ TEST_F(Adt761, EachChannelIsReadWhileItsItemIsMeasured) {
   EXPECT_EQ(SaidWhile("V", 1, adt761CtlErrNoMeasAvailable), item);
   EXPECT_EQ(SaidWhile("HART", 2, adt761CtlErrNoMeasAvailable), item);
   EXPECT_EQ(SaidWhile("SW", 4, adt761CtlErrNoMeasAvailable), item);
-  EXPECT_EQ(SaidWhile("OHM", 3, adt761CtlErrNoMeasAvailable), item);
+  EXPECT_EQ(SaidWhile("OHM", 0, adt761CtlErrNoMeasAvailable), item);
+  EXPECT_EQ(SaidWhile("", 3, adt761CtlErrNoMeasAvailable), item);
   EXPECT_EQ(SaidWhile("V", 10, adt761CtlErrChNum), "");
   SetBench("refused", "SITEM");
   EXPECT_EQ(SaidWhile("V", 5, adt761CtlErrNoMeasAvailable), source);

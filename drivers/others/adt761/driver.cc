@@ -89,16 +89,18 @@ Expected<float> Adt761Driver::Measure(ChannelId id) {
 
 Expected<const char*> Adt761Driver::ChooseQuery(ChannelId id) {
   const Channel& channel = kReadings[id];
-  if (!channel.item_query) return channel.query;
-  const auto answer = Ask(channel.item_query, kLongestAnswer);
-  if (!answer) return Failure(answer.error());
-  const auto fields = Accepted(*answer, channel.item_query);
-  if (!fields) return Failure(fields.error());
+  if (channel.first == FirstAsk::kNothing) return channel.query;
   // Whatever is sourced, the sources' channels are there.
-  if (channel.item_query == kSourcedItemQuery) return channel.query;
-  const Item* item = FindItem(fields->back());
-  if (!item || !Provides(*item, id)) {
-    TraceLine("CUlixInstrAdt761Ctl: measuring " + std::string(item ? item->display : "something unknown") + "\n");
+  if (channel.first == FirstAsk::kSourcedItem) {
+    return Ask(kSourcedItemQuery, kLongestAnswer).and_then([&](const std::string& answer) {
+      return Accepted(answer, kSourcedItemQuery).map([&](const auto&) { return channel.query; });
+    });
+  }
+  const auto item =
+      Ask(kMeasuredItemQuery, kLongestAnswer).and_then([](const std::string& answer) { return ParseItem(answer); });
+  if (!item) return Failure(item.error());
+  if (!Provides(*item, id)) {
+    TraceLine(std::string("CUlixInstrAdt761Ctl: measuring ") + item->display + "\n");
     return Failure(adt761CtlErrNoMeasAvailable);
   }
   return channel.query ? channel.query : item->pressure_query;

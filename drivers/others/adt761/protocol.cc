@@ -62,7 +62,11 @@ Introduction ParseIntroduction(std::string_view answer) {
   return is ? Introduction::kAdt761 : Introduction::kOther;
 }
 
-const Item* FindItem(std::string_view word) { return FindWord<Item>(kItems, word); }
+const Item& FindItem(std::string_view word) {
+  const Item* item = FindWord<Item>(kItems, word);
+  return item ? *item : kOtherItem;
+}
+
 const Unit* FindUnit(std::string_view word) { return FindWord<Unit>(kUnits, word); }
 
 Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::string_view query) {
@@ -70,6 +74,16 @@ Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::s
   const bool agreed = FieldAt(fields, 1) == kAgreed && !NamesAnother(FieldAt(fields, 2), NameIn(query));
   if (!agreed) return Failure(adt761CtlErrNoMeasAvailable);
   return fields;
+}
+
+Expected<Item> ParseItem(std::string_view answer) {
+  const auto fields = Accepted(answer, kMeasuredItemQuery);
+  if (!fields) return Failure(fields.error());
+  const std::string_view word = fields->back();
+  if (fields->size() < 3 || word.empty() || word == NameIn(kMeasuredItemQuery)) {
+    return Failure(adt761CtlErrNoMeasAvailable);
+  }
+  return FindItem(word);
 }
 
 bool Provides(const Item& item, ChannelId channel) {

@@ -15,14 +15,16 @@ namespace ulix::adt761 {
 enum class Introduction { kAdt761, kRefused, kOther };
 Introduction ParseIntroduction(std::string_view answer);
 
-// The item in the answer to an item query: whole words first, then the longest that is part of it; null for none of
-// them.
-const Item* FindItem(std::string_view word);
+// Whole words first, then the longest that is part of the word; kOtherItem, or null, for none of them.
+const Item& FindItem(std::string_view word);
 const Unit* FindUnit(std::string_view word);
 
 // The fields of an answer that agrees to `query`: adt761CtlErrNoMeasAvailable when the instrument refused, or when the
 // answer names another question.
 Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::string_view query);
+
+// The item that the answer to kMeasuredItemQuery tells, its last field. adt761CtlErrNoMeasAvailable when there is none.
+Expected<Item> ParseItem(std::string_view answer);
 
 // Whether the channel is there while `item` is measured.
 bool Provides(const Item& item, ChannelId channel);

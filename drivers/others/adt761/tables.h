@@ -44,6 +44,9 @@ inline constexpr std::array kItems = {
     Item{"HART", Quantity::kNone, ":R:EPMVALUE", "HART module"},
 };
 
+// An item without a row.
+inline constexpr Item kOtherItem = {"", Quantity::kNone, ":R:EPMVALUE", "another item"};
+
 // Units as answers tell them.
 struct Unit {
   const char* word;
@@ -68,12 +71,14 @@ enum class AnswerForm {
   kSecond,    // field 2 is the value
 };
 
+// What is asked before a channel is.
+enum class FirstAsk { kNothing, kMeasuredItem, kSourcedItem };
 inline constexpr const char* kMeasuredItemQuery = ":R:MITEM";
 inline constexpr const char* kSourcedItemQuery = ":R:SITEM";
 
 struct Channel {
-  const char* item_query;  // asked first; null where nothing is
-  const char* query;       // null: the item's own
+  FirstAsk first;
+  const char* query;  // null: the item's own
   AnswerForm form;
   Quantity quantity;  // kNone: of no one
   const char* unit;   // until an answer tells another
@@ -86,16 +91,16 @@ inline constexpr ChannelId kPressureChannel = 3;
 inline constexpr ChannelId kAtmosphereChannel = 4;
 inline constexpr ChannelId kSetPointChannel = 9;
 inline constexpr std::array<Channel, 10> kReadings = {
-    Channel{kMeasuredItemQuery, ":R:MVAL", AnswerForm::kMeasured, Quantity::kVoltage, "V", 5},
-    Channel{kMeasuredItemQuery, ":R:MVAL", AnswerForm::kMeasured, Quantity::kSwitch, "", 5},
-    Channel{kMeasuredItemQuery, ":R:MVAL", AnswerForm::kMeasured, Quantity::kCurrent, "mA", 5},
-    Channel{kMeasuredItemQuery, nullptr, AnswerForm::kMeasured, Quantity::kPressure, "", 5},
-    Channel{kMeasuredItemQuery, ":R:OATMO", AnswerForm::kMeasured, Quantity::kPressure, "", 5},
-    Channel{kSourcedItemQuery, ":R:SMAVALUE", AnswerForm::kMeasured, Quantity::kCurrent, "mA", 3},
-    Channel{nullptr, ":R:SMAPOWER", AnswerForm::kNamed, Quantity::kNone, "", 0},
-    Channel{nullptr, ":R:O24POWER", AnswerForm::kNamed, Quantity::kNone, "", 0},
-    Channel{nullptr, ":R:ORUNKIND", AnswerForm::kNamed, Quantity::kNone, "", 0},
-    Channel{kSourcedItemQuery, ":R:CSV", AnswerForm::kSecond, Quantity::kPressure, "", 2},
+    Channel{FirstAsk::kMeasuredItem, ":R:MVAL", AnswerForm::kMeasured, Quantity::kVoltage, "V", 5},
+    Channel{FirstAsk::kMeasuredItem, ":R:MVAL", AnswerForm::kMeasured, Quantity::kSwitch, "", 5},
+    Channel{FirstAsk::kMeasuredItem, ":R:MVAL", AnswerForm::kMeasured, Quantity::kCurrent, "mA", 5},
+    Channel{FirstAsk::kMeasuredItem, nullptr, AnswerForm::kMeasured, Quantity::kPressure, "", 5},
+    Channel{FirstAsk::kMeasuredItem, ":R:OATMO", AnswerForm::kMeasured, Quantity::kPressure, "", 5},
+    Channel{FirstAsk::kSourcedItem, ":R:SMAVALUE", AnswerForm::kMeasured, Quantity::kCurrent, "mA", 3},
+    Channel{FirstAsk::kNothing, ":R:SMAPOWER", AnswerForm::kNamed, Quantity::kNone, "", 0},
+    Channel{FirstAsk::kNothing, ":R:O24POWER", AnswerForm::kNamed, Quantity::kNone, "", 0},
+    Channel{FirstAsk::kNothing, ":R:ORUNKIND", AnswerForm::kNamed, Quantity::kNone, "", 0},
+    Channel{FirstAsk::kSourcedItem, ":R:CSV", AnswerForm::kSecond, Quantity::kPressure, "", 2},
 };
 
 inline constexpr std::array kChannels = {
