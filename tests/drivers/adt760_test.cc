@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <thread>
 
 #include "core/instrument.h"
 #include "drivers/others/adt760/driver.h"
@@ -256,6 +257,29 @@ TEST_F(Adt760Calls, WritesGoOutWithFiveDecimals) {
   EXPECT_EQ(driver->WriteChannel(10, 1.0F), adt760CtlErrChNum);
   EXPECT_EQ(driver->WriteChannel(kSetPointChannel, NAN), adt760CtlErrOutOfRange);
   EXPECT_EQ(usb.TakeWritten(), "");
+}
+
+TEST_F(Adt760Calls, ExchangesOfTwoThreadsDoNotMix) {
+  constexpr int kReadings = 200;
+  Connect();
+  usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
+  usb.answers["MEAS:VOLT?"] = "5";
+  usb.answers["MEAS:PRES1?"] = "1000";
+  const auto read = [&](ChannelId id, float right) {
+    for (int i = 0; i < kReadings; ++i) EXPECT_EQ(driver->ReadChannel(id).value, right);
+  };
+  std::thread other(read, kElectricalChannel, 5.0F);
+  read(0, 1000.0F);
+  other.join();
+  const std::string written = usb.TakeWritten();
+  const std::string pressure = "*CLS\nMEAS:PRES1?\nSYST:ERR?\n";
+  const std::string electrical = "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nMEAS:VOLT?\nSYST:ERR?\n";
+  std::string_view rest = written;
+  while (rest.starts_with(pressure) || rest.starts_with(electrical)) {
+    rest.remove_prefix(rest.starts_with(pressure) ? pressure.size() : electrical.size());
+  }
+  EXPECT_EQ(rest, "");
+  EXPECT_EQ(written.size(), kReadings * (pressure.size() + electrical.size()));
 }
 
 class Adt760 : public LineBench {
