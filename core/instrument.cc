@@ -104,9 +104,11 @@ HRESULT Instrument::Connect() {
   return Member([&]() -> HRESULT {
     if (connected_) return S_OK;
     const HRESULT result = control_->driver->Connect();
-    if (Succeeded(result)) connected_ = true;
+    connected_ = result == S_OK;
+    const auto warning = control_->driver->TakeWarning();
+    if (warning && options_.user_interface) options_.user_interface->Warn(*this, Text(*warning, options_.language));
     if (Failed(result)) FireFailure(*control_, result);
-    return result;
+    return Failed(result) ? result : S_OK;
   });
 }
 

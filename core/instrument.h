@@ -176,6 +176,7 @@ class Instrument {
   HRESULT GetGroupSetting(std::uint32_t group, T GroupSettings::*setting, T* place);
   HRESULT SetGroupMember(std::uint32_t group, ChannelId channel, bool member);
   HRESULT UnknownBlock();
+  HRESULT CheckOutput(ChannelId channel) const;
   HRESULT SendValue(ChannelId channel, float value);
 
   void ResetToDefaults();

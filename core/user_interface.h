@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace ulix {
 
@@ -19,6 +20,8 @@ class UserInterface {
   virtual DialogResult EditCommParams(Instrument& instrument) = 0;
   virtual DialogResult EditCfg(Instrument& instrument) = 0;
   virtual void ShowProperties(Instrument& instrument) = 0;
+  // Something to be told that is no failure; Windows-1252.
+  virtual void Warn(Instrument&, const std::string& /*text*/) {}
   // A long operation has come to `percent`; false asks it to stop.
   virtual bool Progress(int percent) = 0;
 };

@@ -7,6 +7,10 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/others/adt760/driver.h"
+#include "drivers/others/adt760/tables.h"
+#include "drivers/others/adt761/driver.h"
+#include "drivers/others/adt761/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
 #include "drivers/others/isotech/driver.h"
@@ -30,6 +34,8 @@ constexpr std::array kModels = {
     CatalogueEntry{&microk::kCard, MakeDriver<microk::MicrokDriver>},
     CatalogueEntry{&flukehydra::kCard, MakeDriver<flukehydra::FlukeHydraDriver>},
     CatalogueEntry{&jofrartcptc::kCard, MakeDriver<jofrartcptc::JofraRtcPtcDriver>},
+    CatalogueEntry{&adt760::kCard, MakeDriver<adt760::Adt760Driver>},
+    CatalogueEntry{&adt761::kCard, MakeDriver<adt761::Adt761Driver>},
 };
 
 }  // namespace

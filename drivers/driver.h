@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -12,7 +13,9 @@
 #include "base/variant_stream.h"
 #include "drivers/model_card.h"
 #include "links/serial_link.h"
+#include "links/usb_library.h"
 #include "platform/clock.h"
+#include "resources/texts.h"
 
 namespace ulix {
 
@@ -20,6 +23,7 @@ namespace ulix {
 struct DriverServices {
   Clock* clock = &SystemClock();
   platform::SerialPortOpener open_serial_port = platform::OpenSerialPort;
+  UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
   LinkTrace trace;
   std::uint32_t timeout_ms = 0;  // replaces the link's read and write timeouts; 0 keeps the driver's own
 };
@@ -34,6 +38,9 @@ struct Reading {
 inline Reading ReadingOf(const Expected<float>& value) {
   return value ? Reading{S_OK, *value} : Reading{.code = value.error()};
 }
+
+// A connection that failed without an error: the instrument heard the question and would not say what it is.
+inline constexpr HRESULT kNotConnected = 1;
 
 struct ChannelLimit {
   float value = 0.0F;
@@ -58,10 +65,13 @@ class Driver {
   virtual HRESULT OpenLink() = 0;
   virtual bool LinkIsOpen() const = 0;
 
-  // Opens the link and makes sure that the instrument is the model. A failure closes the link again.
+  // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
+  // kNotConnected.
   virtual HRESULT Connect() = 0;
   // Hands the instrument back and closes the link; what the instrument thinks of it does not matter.
   virtual void Disconnect() = 0;
+  // What the user is to be told of the last connection although it is no failure; once.
+  virtual std::optional<TextId> TakeWarning() { return std::nullopt; }
   // The reply to the identification query, as it came.
   virtual Expected<std::string> Identify() = 0;
 

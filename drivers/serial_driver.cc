@@ -57,7 +57,7 @@ HRESULT SerialDriver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
   HRESULT result = OpenLink();
   if (Succeeded(result)) result = Greet();
-  if (Failed(result)) link_.Close();
+  if (result != S_OK) link_.Close();
   return result;
 }
 

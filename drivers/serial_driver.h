@@ -43,7 +43,7 @@ class SerialDriver : public Driver {
   HRESULT SetSerialParams(const SerialParams& params) override;
 
  protected:
-  // The words exchanged once the link is open; a failure closes it again.
+  // The words exchanged once the link is open; a failure closes it again, and so does kNotConnected.
   virtual HRESULT Greet() = 0;
   // The last words before the link is closed.
   virtual void TakeLeave() {}

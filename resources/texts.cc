@@ -19,6 +19,9 @@ constexpr std::array kTexts = {
     TextRow{TextId::kNotOpened, {"Communication not opened", "Communication non ouverte"}},
     TextRow{TextId::kInvalidArgument, {"Invalid Argument", "Argument incorrect"}},
     TextRow{TextId::kNoGroupId, {"Group ID not available", "ID de groupe non disponible"}},
+    TextRow{TextId::kOpenedLate,
+            {"The serial port could be opened after several attempts only",
+             "Le port série n'a pu être ouvert qu'après plusieurs tentatives"}},
 };
 
 }  // namespace

@@ -20,6 +20,7 @@ enum class TextId : int {
   kNotOpened = 513,
   kInvalidArgument = 514,
   kNoGroupId = 518,
+  kOpenedLate = 7662,
 };
 
 struct TextRow {

@@ -2,6 +2,8 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/adt760.h"
+#include "simulators/adt761.h"
 #include "simulators/cmx310.h"
 #include "simulators/flukehydra.h"
 #include "simulators/hart.h"
@@ -34,6 +36,8 @@ constexpr CatalogueRow kCatalogue[] = {
     {"microk", Make<MicrokSimulator>},
     {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
+    {"adt760", Make<Adt760Simulator>},
+    {"adt761", Make<Adt761Simulator>},
 };
 
 }  // namespace

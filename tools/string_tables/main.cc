@@ -6,6 +6,7 @@
 
 #include "drivers/catalogue.h"
 #include "links/serial_errors.h"
+#include "links/usb_errors.h"
 #include "resources/texts.h"
 
 namespace ulix {
@@ -35,6 +36,7 @@ Tables AllTables() {
   Tables tables;
   for (const TextRow& row : AllTexts()) Add(tables, static_cast<int>(row.id), row.words);
   Add(tables, SerialErrorTexts());
+  Add(tables, UsbErrorTexts());
   for (const CatalogueEntry& entry : Catalogue()) {
     Add(tables, entry.card->display_name_id, entry.card->display_name);
     Add(tables, entry.card->errors);

@@ -60,7 +60,8 @@ std::string BaudRates() {
 
 std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
   const bool simulated = !options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port));
-  return simulated ? std::make_unique<SimulatedLine>(options.model) : nullptr;
+  if (!simulated) return nullptr;
+  return std::make_unique<SimulatedLine>(options.model);
 }
 
 DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
@@ -68,7 +69,10 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   services.timeout_ms = options.timeout_ms;
   services.trace = std::move(trace);
   if (!services.trace && options.trace) services.trace = TraceToStandardError();
-  if (line != nullptr) services.open_serial_port = line->Opener();
+  if (line != nullptr) {
+    services.open_serial_port = line->Opener();
+    services.load_usb_library = line->UsbLoader();
+  }
   return services;
 }
 
@@ -76,14 +80,14 @@ std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace
   return FindModel(options.model)->create(ServicesFor(options, std::move(trace), line));
 }
 
-Instrument::Options InstrumentOptions(Language language) {
+Instrument::Options InstrumentOptions(Language language, UserInterface& user) {
   Instrument::Options chosen;
+  chosen.user_interface = &user;
   chosen.language = language;
   return chosen;
 }
 
-int PortNumber(const PortArgument& port, int unchanged) {
-  if (std::holds_alternative<SimulatedPort>(port)) return unchanged;
+int PortNumber(const PortArgument& port) {
   if (const int* number = std::get_if<int>(&port)) return *number;
   const auto& device = std::get<std::string>(port);
   const int number = platform::PortOfDevice(device);
@@ -160,7 +164,7 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
 Session::Session(const ConnectionOptions& options, LinkTrace trace)
     : language_(LanguageOf(options)),
       simulated_line_(LineFor(options)),
-      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(language_)) {
+      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(language_, user_)) {
   Configure(options);
 }
 
@@ -178,12 +182,13 @@ void Session::Configure(const ConnectionOptions& options) {
 }
 
 void Session::ConfigureLine(const ConnectionOptions& options) {
-  if (options.port.empty() && !options.baud_rate && options.line.empty()) return;
+  const std::string port = simulated_line_ ? std::string() : options.port;
+  if (port.empty() && !options.baud_rate && options.line.empty()) return;
   SerialParams params;
   const HRESULT result = instrument_.GetSerialParams(&params);
   if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
   Check(result);
-  if (!options.port.empty()) params.port = PortNumber(ParsePort(options.port), params.port);
+  if (!port.empty()) params.port = PortNumber(ParsePort(port));
   params.baudRate = options.baud_rate.value_or(params.baudRate);
   for (const auto& [field, code] : options.line) params.*field = code;
   Check(instrument_.SetSerialParams(params));

@@ -13,6 +13,7 @@
 #include "drivers/catalogue.h"
 #include "tools/ulix/channels.h"
 #include "tools/ulix/simulation.h"
+#include "tools/ulix/terminal_user.h"
 
 namespace ulix::cli {
 
@@ -61,6 +62,7 @@ class Session {
 
   Language language_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
+  TerminalUser user_;
   Instrument instrument_;
 };
 

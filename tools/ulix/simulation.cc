@@ -4,6 +4,7 @@
 
 #include "platform/clock.h"
 #include "simulators/faults.h"
+#include "simulators/in_process_usb.h"
 #include "simulators/server.h"
 #include "simulators/simulator.h"
 #include "tools/ulix/arguments.h"
@@ -31,6 +32,8 @@ SimulatedLine::SimulatedLine(const std::string& model)
     : bench_(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock())) {}
 
 platform::SerialPortOpener SimulatedLine::Opener() const { return OpenerOf(bench_); }
+
+UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
 
 void SimulatedLine::Match(const Settings& settings) {
   bench_->WithSimulator([&](Simulator& simulator) {
