@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "drivers/progress.h"
+
 namespace ulix {
 
 class Instrument;
@@ -21,6 +23,8 @@ class UserInterface {
   virtual void ShowProperties(Instrument& instrument) = 0;
   // A long operation has come to `percent`; false asks it to stop.
   virtual bool Progress(int percent) = 0;
+  // The same with what the operation says of itself, for those that show it.
+  virtual bool ShowProgress(const ProgressStep& step) { return Progress(step.percent); }
 };
 
 }  // namespace ulix

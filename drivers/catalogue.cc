@@ -7,6 +7,8 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/loggers/memolog/driver.h"
+#include "drivers/loggers/memolog/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
 #include "drivers/others/isotech/driver.h"
@@ -24,6 +26,7 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&memolog::kCard, memolog::MemologDriver::Create},
     CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
     CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
     CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},

@@ -4,14 +4,19 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 
 #include "base/result.h"
 #include "base/variant_stream.h"
 #include "drivers/model_card.h"
+#include "drivers/program_transfer.h"
+#include "drivers/recorded_memory.h"
+#include "links/network_address.h"
 #include "links/serial_link.h"
 #include "platform/clock.h"
+#include "resources/texts.h"
 
 namespace ulix {
 
@@ -59,6 +64,8 @@ class Driver {
   virtual void Disconnect() = 0;
   // The reply to the identification query, as it came.
   virtual Expected<std::string> Identify() = 0;
+  // What the instrument says of its version.
+  virtual Expected<std::string> DeviceVersion() { return Identify(); }
 
   virtual HRESULT SendCfg() = 0;
   // Changes the record only when all of it was read.
@@ -75,6 +82,8 @@ class Driver {
   virtual bool OffersChannel(ChannelId) const { return true; }
   // Of a channel that the model has.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
+  // Asks the instrument which channels it has, where that is up to the instrument.
+  virtual HRESULT RefreshChannels() { return S_OK; }
   // "" and 6 for an unknown channel.
   virtual std::string ChannelUnit(ChannelId id) const = 0;
   virtual int ChannelResolution(ChannelId id) const = 0;
@@ -89,6 +98,17 @@ class Driver {
   // The serial settings, where the link is a serial one; E_NOTIMPL where it is not. They take effect at the next open.
   virtual Expected<SerialParams> GetSerialParams() const { return Failure(E_NOTIMPL); }
   virtual HRESULT SetSerialParams(const SerialParams&) { return E_NOTIMPL; }
+
+  virtual std::span<const std::uint32_t> BaudRates() const { return kBaudRates; }
+  // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL where it always is.
+  virtual Expected<std::optional<NetworkAddress>> GetNetworkAddress() const { return Failure(E_NOTIMPL); }
+  virtual HRESULT SetNetworkAddress(const std::optional<NetworkAddress>&) { return E_NOTIMPL; }
+  // What error information says of a code in place of its own text.
+  virtual std::optional<TextId> Description(HRESULT) const { return std::nullopt; }
+
+  // What else the instrument has; null for what it has not.
+  virtual RecordedMemory* memory() { return nullptr; }
+  virtual ProgramTransfer* program() { return nullptr; }
 
   // Whether another thread is in the middle of an exchange.
   bool IsBusy() const;

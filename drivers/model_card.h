@@ -35,6 +35,7 @@ struct ModelCard {
   bool fires_errors = false;  // whether failed connections and readings are told by DevError and SysError
   HRESULT exception_code;     // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
+  bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
   std::span<const SettingRow> settings;
   std::span<const ErrorRow> errors;
 };
