@@ -10,7 +10,7 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::size_t kBar = 30;
+constexpr std::size_t kBar = 20;
 
 }  // namespace
 
