@@ -21,7 +21,7 @@ SocketWait Await(SOCKET socket, bool writable, std::optional<milliseconds> wait)
   for (;;) {
     const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
     const auto turn = wait ? std::clamp(left, milliseconds(0), kLongestSelect) : kLongestSelect;
-    const timeval time{static_cast<long>(turn.count() / 1000), static_cast<long>(turn.count() % 1000 * 1000)};
+    timeval time{static_cast<long>(turn.count() / 1000), static_cast<long>(turn.count() % 1000 * 1000)};
     fd_set wanted;
     fd_set failed;
     FD_ZERO(&wanted);

@@ -288,12 +288,10 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
     program_sent = device->SendProgram(path);
   };
   EXPECT_EQ(ReadBlock(1), S_OK);
-  EXPECT_EQ(read, 1001U);
+  EXPECT_EQ(read, 1125U);
   EXPECT_EQ(second, memologCtlErrMemLocked);
   EXPECT_EQ(program_sent, memologCtlErrMemLocked);
-  progress->once = [&] {
-    device->Disconnect();
-  };
+  progress->once = [&] { device->Disconnect(); };
   EXPECT_EQ(ReadBlock(1), serialCommErrCommClosed);
   EXPECT_EQ(arrays.size(), 0U);
   EXPECT_EQ(progress->percents.back(), 100);
