@@ -78,6 +78,7 @@ int RunVerb(int argc, char** argv) {
   app.set_version_flag("--version", "ulix " + VersionText());
   app.footer(kFooter);
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // an argument that begins with '/' is a path on every system
   std::map<const CLI::App*, Action> actions;
   for (const Verb& verb : kVerbs) {
     CLI::App* const command = app.add_subcommand(verb.name, verb.summary);
