@@ -11,7 +11,7 @@
 namespace ulix {
 
 struct ModbusProfile {
-  ModbusExceptionCodes exceptions;
+  ModbusRefusalCodes exceptions;
   std::span<const std::uint32_t> baud_rates;  // that its line has; the first one is the default
   Milliseconds timeout{1000};                 // of one request
 };

@@ -13,7 +13,7 @@ namespace ulix {
 
 // The codes in which a control tells exception replies apart: illegal function (1), illegal data address (2), illegal
 // data value (3).
-struct ModbusExceptionCodes {
+struct ModbusRefusalCodes {
   HRESULT function;
   HRESULT address;
   HRESULT data;

@@ -10,7 +10,7 @@ namespace ulix {
 
 class ModbusMaster final : public ModbusClient {
  public:
-  ModbusMaster(std::unique_ptr<ModbusTransport> transport, ModbusExceptionCodes exceptions)
+  ModbusMaster(std::unique_ptr<ModbusTransport> transport, ModbusRefusalCodes exceptions)
       : transport_(std::move(transport)), exceptions_(exceptions) {}
 
   void SetSlave(std::uint8_t slave) override { slave_ = slave; }
@@ -32,7 +32,7 @@ class ModbusMaster final : public ModbusClient {
   HRESULT Misunderstood();
 
   std::unique_ptr<ModbusTransport> transport_;
-  ModbusExceptionCodes exceptions_;
+  ModbusRefusalCodes exceptions_;
   std::uint8_t slave_ = 1;
   Milliseconds timeout_{1000};
   bool open_ = false;  // between Open and Close, whatever becomes of the connection meanwhile

@@ -218,7 +218,7 @@ void MemologSimulator::AnswerText() {
     asked += static_cast<char>(value / 256);
     asked += static_cast<char>(value % 256);
   }
-  asked = asked.c_str();
+  asked = asked.substr(0, asked.find('\0'));
   std::string answer = "Illegal";
   if (asked == "*IDN?") {
     answer = identity_;

@@ -57,9 +57,9 @@ Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
 }
 
 Expected<std::string> MemologDriver::DeviceVersion() {
-  const auto identification = Identify();
+  auto identification = Identify();
   if (!identification) return identification;
-  const auto name = AskText("NOMPROG?");
+  auto name = AskText("NOMPROG?");
   if (!name) return name;
   return VersionText(*identification, *name);
 }
@@ -99,7 +99,7 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::LoadProgram() {
   return program;
 }
 
-const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, ChannelId id) const {
+const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, ChannelId id) {
   if (!program) return nullptr;
   const auto found = program->channels.find(id);
   return found == program->channels.end() ? nullptr : &found->second;

@@ -73,7 +73,7 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   ProgramPointer CachedProgram() const;
   void SetProgram(ProgramPointer program);
   Expected<ProgramPointer> LoadProgram();
-  const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id) const;
+  static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
   // Every record of the logger's program in turn, until `take` fails or the program ends.
   using TakeRecord = std::function<HRESULT(const ProgramRecord& record, int percent)>;
   HRESULT ReadRecords(const TakeRecord& take);

@@ -18,7 +18,7 @@
 namespace ulix {
 namespace {
 
-constexpr ModbusExceptionCodes kExceptions = {memologCtlErrMbusFct, memologCtlErrMbusAddr, memologCtlErrMbusData};
+constexpr ModbusRefusalCodes kExceptions = {memologCtlErrMbusFct, memologCtlErrMbusAddr, memologCtlErrMbusData};
 constexpr int kFirst = 600;
 constexpr int kCount = 400;
 
