@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "drivers/progress.h"
+
 namespace ulix {
 
 class Instrument;
@@ -24,6 +26,8 @@ class UserInterface {
   virtual void Warn(Instrument&, const std::string& /*text*/) {}
   // A long operation has come to `percent`; false asks it to stop.
   virtual bool Progress(int percent) = 0;
+  // The same with what the operation says of itself, for those that show it.
+  virtual bool ShowProgress(const ProgressStep& step) { return Progress(step.percent); }
 };
 
 }  // namespace ulix

@@ -7,6 +7,8 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/loggers/memolog/driver.h"
+#include "drivers/loggers/memolog/tables.h"
 #include "drivers/others/adt760/driver.h"
 #include "drivers/others/adt760/tables.h"
 #include "drivers/others/adt761/driver.h"
@@ -28,6 +30,7 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&memolog::kCard, MakeDriver<memolog::MemologDriver>},
     CatalogueEntry{&hart::kCard, MakeDriver<hart::HartDriver>},
     CatalogueEntry{&isotech::kCard, MakeDriver<isotech::IsotechDriver>},
     CatalogueEntry{&kambic::kCard, MakeDriver<kambic::KambicDriver>},

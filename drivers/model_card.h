@@ -40,6 +40,7 @@ struct ModelCard {
   HRESULT input_write_code = E_INVALIDARG;  // what writing an input channel gives
   HRESULT exception_code;                   // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
+  bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
   std::span<const SettingRow> settings;
   std::span<const ErrorRow> errors;
 };

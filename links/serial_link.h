@@ -18,6 +18,10 @@
 
 namespace ulix {
 
+// Formatted once, with the port number that every link has when it is made: all links of the machine share one mutex,
+// whatever ports they drive. Programs rely on it to interleave whole operations.
+inline constexpr const char* kPortMutexName = "SerialComMutex1";
+
 // Every operation that touches the port holds one mutex shared by all processes of the machine, whatever port it
 // drives, so that whole operations interleave and never bytes. It is waited for at most 60 s; E_FAIL when it was not
 // obtained. Operations on a closed port give serialCommErrCommClosed without waiting. Any thread may call any

@@ -11,6 +11,7 @@
 #include "simulators/jofrartcptc.h"
 #include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
+#include "simulators/memolog.h"
 #include "simulators/microk.h"
 #include "simulators/simulator.h"
 
@@ -28,13 +29,10 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 }
 
 constexpr CatalogueRow kCatalogue[] = {
-    {"kelvo10", Make<Kelvo10Simulator>},
-    {"cmx310", Make<Cmx310Simulator>},
-    {"hart", Make<HartSimulator>},
-    {"isotech", Make<IsotechSimulator>},
-    {"kambic", Make<KambicSimulator>},
-    {"microk", Make<MicrokSimulator>},
-    {"flukehydra", Make<FlukeHydraSimulator>},
+    {"kelvo10", Make<Kelvo10Simulator>},         {"cmx310", Make<Cmx310Simulator>},
+    {"memolog", Make<MemologSimulator>},         {"hart", Make<HartSimulator>},
+    {"isotech", Make<IsotechSimulator>},         {"kambic", Make<KambicSimulator>},
+    {"microk", Make<MicrokSimulator>},           {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
     {"adt760", Make<Adt760Simulator>},
     {"adt761", Make<Adt761Simulator>},

@@ -64,6 +64,10 @@ void SimulatedInstrument::SetFaults(const std::vector<std::string>& faults) {
   instrument_.SetFaults(set);
 }
 
+void SimulatedInstrument::OnNetwork() {
+  instrument_.WithSimulator([](Simulator& simulator) { simulator.OnNetwork(); });
+}
+
 void SimulatedInstrument::Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop) {
   ulix::Serve(instrument_, endpoint, SystemClock(), stop);
 }

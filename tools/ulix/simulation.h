@@ -37,6 +37,8 @@ class SimulatedInstrument {
   void Set(const std::string& assignment);
   // "KIND" or "KIND=ARG" each, in place of those in force; UsageError for one that there is not.
   void SetFaults(const std::vector<std::string>& faults);
+  // Before it is served on a network port instead of a line.
+  void OnNetwork();
   // Until `stop` is set or the instrument has vanished by a fault; the endpoint is to be destroyed then.
   void Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop);
   // What came and the real instrument would not know, made visible.

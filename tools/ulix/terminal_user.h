@@ -9,7 +9,7 @@
 
 namespace ulix::cli {
 
-class TerminalUser final : public UserInterface {
+class TerminalUser : public UserInterface {
  public:
   DialogResult EditGroup(Instrument&, std::uint32_t) override { return DialogResult::kCancel; }
   DialogResult EditOutChans(Instrument&) override { return DialogResult::kCancel; }
