@@ -46,8 +46,7 @@ std::string TitleOf(Instrument& instrument, const std::string& what, Language la
 }
 
 std::string RangeText(double least, double most, Language language) {
-  return Say(Word::kOutOfRange, language, ShownNumber(least) + (language == Language::kFrench ? " à " : " to ") +
-                                              ShownNumber(most));
+  return Say(Word::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
 }
 
 // A form's page as it was entered, and what to say of its fields.
@@ -181,7 +180,7 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
     const std::string_view own = ChannelOfKey(row.key);
     if (pages.empty() || own != channel) {
       pages.push_back({own.empty() ? Say(Word::kConfiguration, language)
-                                   : Say(Word::kChannel, language, std::string(own)),
+                                   : Say(Word::kChannel, language, {std::string(own)}),
                        {}});
       channel = own;
     }
@@ -221,7 +220,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::s
     const EnteredPage entered{form.pages[p], p, language};
     for (std::size_t k = 0; k < entered.page.fields.size(); ++k) {
       const Field& field = entered.page.fields[k];
-      const SettingRow* row = record.Find(field.key);
+      const SettingRow* row = field.kind == FieldKind::kShown ? nullptr : record.Find(field.key);
       if (!row || Enter(record, *row, field)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
@@ -256,7 +255,7 @@ Page GroupPage(const GroupSettings& settings, std::uint32_t group, Language lang
     return field;
   };
   return {Say(Word::kGeneral, language),
-          {Shown("name", Say(Word::kName, language), Say(Word::kGroup, language, std::to_string(group))),
+          {Shown("name", Say(Word::kName, language), Say(Word::kGroup, language, {std::to_string(group)})),
            number("period", Word::kPeriod, settings.period_ms, "ms"),
            number("dead-band", Word::kDeadBandPercent, settings.dead_band_percent, "%"),
            number("dead-band-abs", Word::kDeadBandAbs, settings.dead_band_abs, ""),
@@ -316,7 +315,7 @@ std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<Ch
   for (std::size_t k = 0; k < outputs.size(); ++k) {
     if (is_left(k)) continue;
     const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kMost, kMost)));
-    if (Failed(result)) return entered.Refuse(k, Say(Word::kNotTaken, language, instrument.DescriptionOf(result)));
+    if (Failed(result)) return entered.Refuse(k, Say(Word::kNotTaken, language, {instrument.DescriptionOf(result)}));
   }
   return std::nullopt;
 }
@@ -365,7 +364,7 @@ Form CfgForm(Instrument& instrument, Language language) {
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
   GroupSettings settings;
   instrument.GetGroupSettings(group, &settings);
-  return {TitleOf(instrument, Say(Word::kGroup, language, std::to_string(group)), language),
+  return {TitleOf(instrument, Say(Word::kGroup, language, {std::to_string(group)}), language),
           {GroupPage(settings, group, language), MembersPage(instrument, group, language)},
           [&instrument, group, language](const Form& form) { return ApplyGroup(instrument, group, form, language); }};
 }

@@ -33,7 +33,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kNoInstrument, {"(not connected)", "(non connecté)"}},
     {Word::kPleaseWait, {"Please wait...", "Veuillez patienter..."}},
     {Word::kNotANumber, {"This is not a number.", "Ce n'est pas un nombre."}},
-    {Word::kOutOfRange, {"From % please.", "De % s'il vous plaît."}},
+    {Word::kOutOfRange, {"From % to % please.", "De % à % s'il vous plaît."}},
     {Word::kNotAChoice, {"Choose one of the list.", "Choisissez dans la liste."}},
     {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
     {Word::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
@@ -44,10 +44,16 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
 
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
-std::string Say(Word word, Language language, const std::string& value) {
+std::string Say(Word word, Language language, std::initializer_list<std::string> values) {
   std::string text = Say(word, language);
-  const std::size_t place = text.find('%');
-  return place == std::string::npos ? text : text.replace(place, 1, value);
+  std::size_t place = 0;
+  for (const std::string& value : values) {
+    place = text.find('%', place);
+    if (place == std::string::npos) break;
+    text.replace(place, 1, value);
+    place += value.size();
+  }
+  return text;
 }
 
 }  // namespace ulix

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <initializer_list>
 #include <string>
 
 #include "base/text.h"
@@ -56,8 +57,8 @@ struct WordRow {
 // Every word, in the order of the enumeration; '%' in a text is where something is put in.
 extern const std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords;
 
-// In Windows-1252; the second form puts `value` in place of the '%'.
+// In Windows-1252; the second form puts values in place of the '%'s.
 std::string Say(Word word, Language language);
-std::string Say(Word word, Language language, const std::string& value);
+std::string Say(Word word, Language language, std::initializer_list<std::string> values);
 
 }  // namespace ulix

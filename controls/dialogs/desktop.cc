@@ -9,6 +9,7 @@ namespace ulix::controls {
 namespace {
 
 constexpr int kDone = 100;
+constexpr DWORD kDoneShownMs = 300;
 
 }  // namespace
 
@@ -40,10 +41,14 @@ void Desktop::Warn(Instrument& instrument, const std::string& text) {
   MessageBoxW(GetActiveWindow(), WideOf(text).c_str(), title.c_str(), MB_OK | MB_ICONWARNING);
 }
 
-bool Desktop::Progress(int percent) {
-  if (!progress_) progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), L"UlixInstrAx", language_);
-  const bool go_on = progress_->Report(percent);
-  if (percent >= kDone || !go_on) progress_.reset();
+// The window stays for a moment at the end, so that a person sees that the operation is done.
+bool Desktop::ShowProgress(const ProgressStep& step) {
+  // An operation that was stopped still says that it is over.
+  if (!progress_ && step.percent >= kDone) return true;
+  if (!progress_) progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), WideOf(step.title), language_);
+  const bool go_on = progress_->Report(step.percent, WideOf(step.text));
+  if (step.percent >= kDone && go_on) Sleep(kDoneShownMs);
+  if (step.percent >= kDone || !go_on) progress_.reset();
   return go_on;
 }
 

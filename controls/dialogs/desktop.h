@@ -25,7 +25,8 @@ class Desktop final : public UserInterface {
   DialogResult EditCfg(Instrument& instrument) override;
   void ShowProperties(Instrument& instrument) override;
   void Warn(Instrument& instrument, const std::string& text) override;
-  bool Progress(int percent) override;
+  bool Progress(int percent) override { return ShowProgress({percent, "UlixInstrAx", ""}); }
+  bool ShowProgress(const ProgressStep& step) override;
 
  private:
   const Language language_;

@@ -8,7 +8,7 @@
 namespace ulix::controls {
 namespace {
 
-constexpr int kBar = 101;
+constexpr int kText = 100, kBar = 101;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ void ProgressDialog::OnOpen() {
   SetTitle(title_);
   const int margin = metrics_.Across(2), width = metrics_.Across(60), line = metrics_.Down(1.8);
   Size(width, 2 * margin + 4 * line);
-  Make(L"STATIC", WideOf(Say(Word::kPleaseWait, language_)), SS_LEFT, {margin, margin, width - margin, margin + line}, -1,
+  Make(L"STATIC", WideOf(Say(Word::kPleaseWait, language_)), SS_LEFT, {margin, margin, width - margin, margin + line}, kText,
        metrics_.font());
   Make(PROGRESS_CLASSW, L"", 0, {margin, margin + line, width - margin, margin + 2 * line}, kBar, metrics_.font());
   const int button = metrics_.Across(14), top = margin + 3 * line;
@@ -45,8 +45,9 @@ bool ProgressDialog::OnCommand(int command) {
   return command == IDCANCEL || command == IDOK;
 }
 
-bool ProgressDialog::Report(int percent) {
+bool ProgressDialog::Report(int percent, const std::wstring& text) {
   if (!dialog_) return true;
+  if (!text.empty()) SetDlgItemTextW(dialog_, kText, text.c_str());
   SendDlgItemMessageW(dialog_, kBar, PBM_SETPOS, static_cast<WPARAM>(percent), 0);
   MSG message;
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {

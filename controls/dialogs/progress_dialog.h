@@ -15,8 +15,8 @@ class ProgressDialog final : private DialogWindow {
  public:
   ProgressDialog(HWND owner, const std::wstring& title, Language language);
   ~ProgressDialog() override;
-  // Shows 0 to 100 and handles what was pressed; whether to go on.
-  bool Report(int percent);
+  // Shows 0 to 100 and what is being done, and handles what was pressed; whether to go on.
+  bool Report(int percent, const std::wstring& text);
 
  private:
   void OnOpen() override;

@@ -209,7 +209,8 @@ TEST(EveryControl, DrivesItsInstrument) {
     ASSERT_TRUE(instrument && setup);
     ASSERT_EQ(setup->Attach(instrument.Get()), S_OK);
     // A model without a serial link finds its instrument itself.
-    if (port->second > 0) ASSERT_EQ(setup->put_Serial(Text(L"port"), port->second), S_OK);
+    const HRESULT placed = port->second > 0 ? setup->put_Serial(Text(L"port"), port->second) : S_OK;
+    ASSERT_EQ(placed, S_OK);
     ASSERT_EQ(instrument->Connect(), S_OK) << Narrow(TakeFailure().description);
     BSTR text = nullptr;
     const HRESULT identified = instrument->Identify(&text);

@@ -178,7 +178,11 @@ class Sink final : public IUlixInstrEvents {
   STDMETHODIMP DevStatusChange(long) override { return S_OK; }
   STDMETHODIMP DevError(long) override { return S_OK; }
   STDMETHODIMP SysError(long) override { return S_OK; }
-  STDMETHODIMP Progress(short) override { return S_OK; }
+  STDMETHODIMP Progress(short percent) override {
+    const std::lock_guard lock(mutex_);
+    percents_.push_back(percent);
+    return S_OK;
+  }
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
 
   // While held, the sink does not return to who calls it.
@@ -196,6 +200,10 @@ class Sink final : public IUlixInstrEvents {
   std::vector<std::wstring> order() const {
     const std::lock_guard lock(mutex_);
     return order_;
+  }
+  std::vector<short> percents() const {
+    const std::lock_guard lock(mutex_);
+    return percents_;
   }
   std::vector<Data> data() const {
     const std::lock_guard lock(mutex_);
@@ -215,6 +223,7 @@ class Sink final : public IUlixInstrEvents {
   bool held_ = false;                // guarded by mutex_
   std::vector<std::wstring> order_;  // guarded by mutex_, with the data
   std::vector<Data> data_;
+  std::vector<short> percents_;  // guarded by mutex_
 };
 
 // A sink that gets a control's events while this lives.
