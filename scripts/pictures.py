@@ -1,4 +1,4 @@
-"""Turns the raw pictures that the automation client takes of dialogs into PNG files: pictures.py FOLDER TARGET [SUFFIX]."""
+"""Turns the raw pictures that the automation client takes of dialogs into PNG files: pictures.py FOLDER TARGET."""
 
 import pathlib
 import struct
@@ -20,11 +20,11 @@ def png(width, height, bgra):
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", head) + chunk(b"IDAT", zlib.compress(b"".join(rows), 9)) + chunk(b"IEND", b"")
 
 
-def main(folder, target, suffix=""):
+def main(folder, target):
     for raw in sorted(pathlib.Path(folder).glob("*.bgra")):
         size, _, bgra = raw.read_bytes().partition(b"\n")
         width, height = map(int, size.split())
-        pathlib.Path(target, raw.stem + suffix + ".png").write_bytes(png(width, height, bgra))
+        pathlib.Path(target, raw.stem + ".png").write_bytes(png(width, height, bgra))
 
 
 main(*sys.argv[1:])

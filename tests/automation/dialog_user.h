@@ -108,7 +108,8 @@ class DialogUser {
     const HBITMAP bitmap = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
     const HGDIOBJ before = SelectObject(memory, bitmap);
     BitBlt(memory, 0, 0, width, height, screen, place.left, place.top, SRCCOPY);
-    std::ofstream file(std::string(folder) + "\\" + name + ".bgra", std::ios::binary);
+    const bool french = PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH;
+    std::ofstream file(std::string(folder) + "\\" + name + (french ? "-fr" : "-en") + ".bgra", std::ios::binary);
     file << width << ' ' << height << '\n';
     file.write(static_cast<const char*>(bits), std::streamsize{4} * width * height);
     SelectObject(memory, before);
