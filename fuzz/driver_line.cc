@@ -1,5 +1,6 @@
 // A Kelvo10 driver whose instrument says any bytes. Of the first byte of the input, bit 0 says that the line is lost
 // behind the last byte, silent otherwise; bit 1 that it takes nothing once connected. The rest is what comes.
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
@@ -23,11 +24,15 @@ void CheckCode(HRESULT code) {
   Require(known, "an exchange ends with a code of the link or of the model");
 }
 
-// Runs `exchange` and sees that it took no more than so many lines.
+// Runs `exchange` and sees that it took no more than so many lines; one that had to bring the line in step first asks
+// for the identification, and takes what comes before it.
 template <typename Exchange>
-void CheckTaken(const FakeLine& line, std::size_t lines, Exchange&& exchange) {
+void CheckTaken(FakeLine& line, std::size_t lines, Exchange&& exchange) {
   const std::size_t before = line.input.size();
+  line.calls.clear();
   CheckCode(exchange());
+  const auto& calls = line.calls;
+  if (std::find(calls.begin(), calls.end(), "write *IDN?") != calls.end() && lines > 0) return;
   Require(before - line.input.size() <= lines * kLongestLine, "an exchange takes its lines and no more");
 }
 

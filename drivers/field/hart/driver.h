@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "drivers/field/hart/protocol.h"
 #include "drivers/serial_driver.h"
 
 namespace ulix::hart {
@@ -27,6 +28,8 @@ class HartDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override { return IsSetPoint(reply); }
 };
 
 }  // namespace ulix::hart
