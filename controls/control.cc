@@ -5,27 +5,36 @@
 #include <new>
 
 #include "controls/control_member.h"
+#include "controls/dialogs/window_text.h"
 #include "controls/error_report.h"
 #include "platform/user_locale.h"
 
 namespace ulix::controls {
 namespace {
 
-std::unique_ptr<Instrument> MakeInstrument(const ControlRow& row) {
+std::unique_ptr<Instrument> MakeInstrument(const ControlRow& row, UserInterface& user_interface) {
   Instrument::Options options;
   options.language = platform::UserLanguage();
+  options.user_interface = &user_interface;
   return std::make_unique<Instrument>(ModelOf(row)->create({}), options);
 }
 
 }  // namespace
 
+HostedControl Control::HostedFaceOf(const ControlRow& row) {
+  return {row.class_id, WideOf(instrument_->card().display_name.In(platform::UserLanguage())), row.class_word,
+          [this] { instrument_->ShowProperties(); }};
+}
+
 Control::Control(const ControlRow& row)
     : TypedDispatch(__uuidof(IUlixInstr)),
       row_(row),
-      instrument_(MakeInstrument(row)),
+      desktop_(platform::UserLanguage()),
+      instrument_(MakeInstrument(row, desktop_)),
       events_(*this, instrument_->events()),
       spec_(row.spec_id, *static_cast<IUlixInstr*>(this)),
-      debug_(row.debug_id, *this) {}
+      debug_(row.debug_id, *this),
+      hosting_(*static_cast<IUlixInstr*>(this), HostedFaceOf(row)) {}
 
 HRESULT Control::Told(HRESULT result) const {
   if (FAILED(result)) {
@@ -61,7 +70,7 @@ void* Control::Find(REFIID id) {
   for (const auto& part : parts) {
     if (IsEqualIID(part.id, id)) return part.part;
   }
-  return nullptr;
+  return hosting_.Find(id);
 }
 
 STDMETHODIMP Control::QueryInterface(REFIID id, void** object) {

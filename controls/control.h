@@ -7,6 +7,8 @@
 #include "UlixInstrAx.h"
 #include "controls/connection_points.h"
 #include "controls/control_table.h"
+#include "controls/dialogs/desktop.h"
+#include "controls/hosting.h"
 #include "controls/module.h"
 #include "controls/typed_dispatch.h"
 #include "core/instrument.h"
@@ -165,6 +167,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
   };
 
   void* Find(REFIID id);
+  HostedControl HostedFaceOf(const ControlRow& row);
   HRESULT CreateTestConfiguration();
   // Ends a member: hands a failure's description on to automation.
   HRESULT Told(HRESULT result) const;
@@ -181,11 +184,12 @@ class Control final : public TypedDispatch<IUlixInstr>,
   const InUse in_use_;
   std::atomic<ULONG> references_ = 1;
   const ControlRow& row_;
+  Desktop desktop_;
   std::unique_ptr<Instrument> instrument_;
   EventsPoint events_;
   ControlPart<ISpecForm> spec_;
   DebugPart debug_;
-  SIZEL extent_{5080, 5080};  // on a form, in hundredths of a millimetre
+  Hosting hosting_;
 };
 
 }  // namespace ulix::controls

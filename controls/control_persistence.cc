@@ -72,7 +72,7 @@ STDMETHODIMP Control::Load(IStream* stream) {
     const HRESULT result = instrument_->Load(bytes);
     PropertyMap map{};
     const bool whole = SUCCEEDED(result) && SUCCEEDED(bytes.Read({reinterpret_cast<char*>(&map), sizeof(map)}));
-    if (whole && map.width > 0 && map.height > 0) extent_ = {map.width, map.height};
+    if (whole && map.width > 0 && map.height > 0) hosting_.SetExtent({map.width, map.height});
     return result;
   });
 }
@@ -84,7 +84,7 @@ STDMETHODIMP Control::Save(IStream* stream, BOOL) {
     HostStream bytes(*stream);
     const HRESULT result = instrument_->Save(bytes);
     if (FAILED(result)) return result;
-    const PropertyMap map{kPropertyMapVersion, extent_.cx, extent_.cy};
+    const PropertyMap map{kPropertyMapVersion, hosting_.extent().cx, hosting_.extent().cy};
     return bytes.Write({reinterpret_cast<const char*>(&map), sizeof(map)});
   });
 }
@@ -131,8 +131,10 @@ STDMETHODIMP Control::Load(IPropertyBag* bag, IErrorLog* log) {
       place = V_I4(value.get());
     }
   };
-  read(L"_cx", extent_.cx);
-  read(L"_cy", extent_.cy);
+  SIZEL extent = hosting_.extent();
+  read(L"_cx", extent.cx);
+  read(L"_cy", extent.cy);
+  hosting_.SetExtent(extent);
   return S_OK;
 }
 
@@ -146,8 +148,8 @@ STDMETHODIMP Control::Save(IPropertyBag* bag, BOOL, BOOL) {
   };
   HRESULT result = PutVersion(*bag, L"FileVersionMS", FileVersionMS());
   if (SUCCEEDED(result)) result = PutVersion(*bag, L"FileVersionLS", FileVersionLS());
-  if (SUCCEEDED(result)) result = put(L"_cx", extent_.cx);
-  return FAILED(result) ? result : put(L"_cy", extent_.cy);
+  if (SUCCEEDED(result)) result = put(L"_cx", hosting_.extent().cx);
+  return FAILED(result) ? result : put(L"_cy", hosting_.extent().cy);
 }
 
 }  // namespace ulix::controls

@@ -26,6 +26,8 @@ bool IsInUse() { return uses > 0 || locks > 0 || ThreadsAlive() > 0; }
 
 void SetModuleInstance(HINSTANCE instance) { module_instance = instance; }
 
+HINSTANCE ModuleInstance() { return module_instance; }
+
 std::wstring ModulePath() {
   std::wstring path(MAX_PATH, L'\0');
   for (;;) {

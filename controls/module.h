@@ -29,6 +29,7 @@ void LockModule(bool lock);
 bool IsInUse();
 
 void SetModuleInstance(HINSTANCE instance);
+HINSTANCE ModuleInstance();
 // The full path of the library's file.
 std::wstring ModulePath();
 

@@ -7,6 +7,7 @@
 #include "UlixInstrAx.h"
 #include "controls/control_table.h"
 #include "controls/module.h"
+#include "controls/property_page.h"
 
 namespace ulix::controls {
 namespace {
@@ -66,6 +67,16 @@ void AddClass(Registration& registration, const ClassNames& names, const std::ws
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }
 
+// A class that is created by its id alone.
+void AddPage(Registration& registration, const PageRow& page, const std::wstring& path) {
+  const std::wstring class_key = L"CLSID\\" + GuidText(page.class_id);
+  registration.own_keys.push_back(class_key);
+  const Entries entries = {{class_key, L"", page.class_title},
+                           {class_key + L"\\InprocServer32", L"", path},
+                           {class_key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"}};
+  registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
+}
+
 void AddInterface(Registration& registration, const GUID& id, const std::wstring& name) {
   const std::wstring key = L"Interface\\" + GuidText(id);
   registration.own_keys.push_back(key);
@@ -119,6 +130,7 @@ Registration WholeRegistration() {
   AddInterface(registration, __uuidof(IUlixSetup), L"IUlixSetup");
   AddClass(registration, {kSetupClassId, L"UlixSetup Class", kSetupProgId}, path);
   for (const ControlRow& row : ControlTable()) AddControl(registration, row, path);
+  for (const PageRow& page : PageTable()) AddPage(registration, page, path);
   return registration;
 }
 

@@ -3,21 +3,40 @@
 #include <windows.h>
 
 #include <atomic>
+#include <functional>
 #include <new>
 #include <string_view>
 
+#include "base/trace.h"
 #include "controls/control.h"
 #include "controls/module.h"
+#include "controls/property_page.h"
 #include "controls/registration.h"
 #include "controls/setup_object.h"
 
 namespace ulix::controls {
 namespace {
 
-// Makes objects of one class: a control of the table, or the setup object where `row` is null.
+IUnknown* NewControl(const ControlRow& row) { return static_cast<IUlixInstr*>(new Control(row)); }
+IUnknown* NewSetupObject() { return static_cast<IUlixSetup*>(new SetupObject); }
+
+// How an object of a class is made; empty for a class that this library does not have. It may throw.
+using Maker = std::function<IUnknown*()>;
+
+Maker MakerOf(REFCLSID class_id) {
+  if (const ControlRow* row = FindControl(class_id)) return [row] { return NewControl(*row); };
+  if (const PageRow* row = FindPage(class_id)) return [row] { return NewPropertyPage(*row); };
+  if (IsEqualCLSID(class_id, kSetupClassId)) return NewSetupObject;
+  return {};
+}
+
+// Debug traces go to whoever listens to the process, when ULIX_TRACE is set in its environment.
+void TraceToDebugger(std::string_view line) { OutputDebugStringA(std::string(line).c_str()); }
+
+// Makes objects of one class.
 class ClassFactory final : public IClassFactory {
  public:
-  explicit ClassFactory(const ControlRow* row) : row_(row) {}
+  explicit ClassFactory(Maker maker) : maker_(std::move(maker)) {}
 
   STDMETHODIMP QueryInterface(REFIID id, void** object) override {
     if (!object) return E_POINTER;
@@ -38,8 +57,7 @@ class ClassFactory final : public IClassFactory {
     *object = nullptr;
     if (outer) return CLASS_E_NOAGGREGATION;
     try {
-      IUnknown* made = row_ ? static_cast<IUnknown*>(static_cast<IUlixInstr*>(new Control(*row_)))
-                            : static_cast<IUnknown*>(static_cast<IUlixSetup*>(new SetupObject));
+      IUnknown* made = maker_();
       const HRESULT result = made->QueryInterface(id, object);
       made->Release();
       return result;
@@ -59,7 +77,7 @@ class ClassFactory final : public IClassFactory {
   ~ClassFactory() = default;
   const InUse in_use_;
   std::atomic<ULONG> references_ = 1;
-  const ControlRow* row_;
+  const Maker maker_;
 };
 
 }  // namespace
@@ -71,6 +89,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) {
     SetModuleInstance(instance);
     DisableThreadLibraryCalls(instance);
+    if (GetEnvironmentVariableW(L"ULIX_TRACE", nullptr, 0) > 0) ulix::SetTraceSink(TraceToDebugger);
   }
   return TRUE;
 }
@@ -78,10 +97,14 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** object) {
   if (!object) return E_POINTER;
   *object = nullptr;
-  const ControlRow* row = FindControl(class_id);
-  if (!row && !IsEqualCLSID(class_id, kSetupClassId)) return CLASS_E_CLASSNOTAVAILABLE;
-  auto* factory = new (std::nothrow) ClassFactory(row);
-  if (!factory) return E_OUTOFMEMORY;
+  ClassFactory* factory = nullptr;
+  try {
+    Maker maker = MakerOf(class_id);
+    if (!maker) return CLASS_E_CLASSNOTAVAILABLE;
+    factory = new ClassFactory(std::move(maker));
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
   const HRESULT result = factory->QueryInterface(id, object);
   factory->Release();
   return result;

@@ -10,6 +10,9 @@
 
 namespace ulix {
 
+// The error of a channel that gave a warning in place of a value while it has no earlier value to keep: E_PENDING.
+inline constexpr HRESULT kNoValueYet = static_cast<HRESULT>(0x8000000AU);
+
 struct ChannelArrays {
   std::vector<ChannelId> ids;
   std::vector<float> values;

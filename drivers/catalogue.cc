@@ -24,12 +24,12 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
-    CatalogueEntry{&hart::kCard, hart::HartDriver::Create},
-    CatalogueEntry{&isotech::kCard, isotech::IsotechDriver::Create},
-    CatalogueEntry{&kambic::kCard, kambic::KambicDriver::Create},
-    CatalogueEntry{&microk::kCard, microk::MicrokDriver::Create},
-    CatalogueEntry{&flukehydra::kCard, flukehydra::FlukeHydraDriver::Create},
-    CatalogueEntry{&jofrartcptc::kCard, jofrartcptc::JofraRtcPtcDriver::Create},
+    CatalogueEntry{&hart::kCard, MakeDriver<hart::HartDriver>},
+    CatalogueEntry{&isotech::kCard, MakeDriver<isotech::IsotechDriver>},
+    CatalogueEntry{&kambic::kCard, MakeDriver<kambic::KambicDriver>},
+    CatalogueEntry{&microk::kCard, MakeDriver<microk::MicrokDriver>},
+    CatalogueEntry{&flukehydra::kCard, MakeDriver<flukehydra::FlukeHydraDriver>},
+    CatalogueEntry{&jofrartcptc::kCard, MakeDriver<jofrartcptc::JofraRtcPtcDriver>},
 };
 
 }  // namespace

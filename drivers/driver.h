@@ -6,6 +6,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "base/result.h"
 #include "base/variant_stream.h"
@@ -29,6 +30,10 @@ struct Reading {
   HRESULT code = S_OK;
   float value = 0.0F;
 };
+
+inline Reading ReadingOf(const Expected<float>& value) {
+  return value ? Reading{S_OK, *value} : Reading{.code = value.error()};
+}
 
 struct ChannelLimit {
   float value = 0.0F;
@@ -60,13 +65,14 @@ class Driver {
   // The reply to the identification query, as it came.
   virtual Expected<std::string> Identify() = 0;
 
-  virtual HRESULT SendCfg() = 0;
+  // Both succeed where the instrument has no configuration to be told or asked.
+  virtual HRESULT SendCfg() { return S_OK; }
   // Changes the record only when all of it was read.
-  virtual HRESULT ReadCfg() = 0;
+  virtual HRESULT ReadCfg() { return S_OK; }
 
   // E_INVALIDARG for a channel that cannot be read (written).
   virtual Reading ReadChannel(ChannelId id) = 0;
-  virtual HRESULT WriteChannel(ChannelId id, float value) = 0;
+  virtual HRESULT WriteChannel(ChannelId, float) { return E_INVALIDARG; }
 
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
@@ -75,9 +81,9 @@ class Driver {
   virtual bool OffersChannel(ChannelId) const { return true; }
   // Of a channel that the model has.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
-  // "" and 6 for an unknown channel.
-  virtual std::string ChannelUnit(ChannelId id) const = 0;
-  virtual int ChannelResolution(ChannelId id) const = 0;
+  // As in the card; "" and 6 for an unknown channel or one that is not offered.
+  virtual std::string ChannelUnit(ChannelId id) const;
+  virtual int ChannelResolution(ChannelId id) const;
   virtual ChannelLimit Limit(ChannelId, int) const { return {}; }
 
   // The link's settings and texts.
@@ -98,10 +104,19 @@ class Driver {
   mutable std::recursive_mutex exchange_mutex_;
 
  private:
+  // Null for a channel that the model does not have, or does not offer.
+  const ChannelRow* RowOf(ChannelId id) const;
+
   const ModelCard& card_;
   Settings settings_;
 };
 
 using DriverFactory = std::unique_ptr<Driver> (*)(DriverServices services);
+
+// The factory of a driver's class.
+template <typename T>
+std::unique_ptr<Driver> MakeDriver(DriverServices services) {
+  return std::make_unique<T>(std::move(services));
+}
 
 }  // namespace ulix

@@ -17,10 +17,14 @@ enum eLimitLevel : std::int32_t { LimitLow = -1, LimitNo = 0, LimitHigh = 1 };
 
 enum class LinkKind { kSerial, kNetwork, kModbus, kUsb };
 
-// A channel's id is its place in the table.
+inline constexpr int kUnknownResolution = 6;  // decimals
+
+// A channel's id is its place in the table. Unit and resolution of one that depends on the settings are the driver's.
 struct ChannelRow {
   const char* name;
   eChanDir direction;
+  const char* unit = "";
+  int resolution = kUnknownResolution;
 };
 
 struct ModelCard {

@@ -53,7 +53,9 @@ HRESULT SerialDriver::OpenPort() {
   }
 }
 
+// Of a port that was just opened.
 HRESULT SerialDriver::ApplyTimeouts() {
+  partial_.clear();
   std::uint32_t read_ms = 0;
   std::uint32_t write_ms = 0;
   const HRESULT result = link_.GetTimeouts(&read_ms, &write_ms);
@@ -109,7 +111,6 @@ void SerialDriver::NoteLoss() {
   if (!link_.IsOpen() || !link_.IsLost()) return;
   lost_ = true;
   link_.Close();
-  partial_.clear();
 }
 
 std::string SerialDriver::CommInfo(Language language) const { return CommInfoText(link_.params(), language); }

@@ -22,8 +22,8 @@ struct LineProfile {
 
 // How a reply is read.
 struct ReplyPlan {
-  int size;          // the terminator's place included
-  int attempts = 1;  // at reading, until a line is whole that is not empty; the query is sent once
+  int size;                 // the terminator's place included
+  int attempts = 1;         // at reading, until a line is whole that is not empty; the query is sent once
   bool start_does = false;  // a longer line is expected, and its start is all that matters
 };
 

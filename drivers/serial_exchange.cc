@@ -12,7 +12,7 @@ namespace {
 
 // Beyond these a line that does not come in step is left for the next exchange.
 constexpr int kMostProbes = 6;
-constexpr int kLongestOwed = 4096;  // of the lines that are thrown away; as much as a system holds for a reader
+constexpr int kLongestOwed = 4096;          // of the lines that are thrown away; as much as a system holds for a reader
 constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
 
 bool IsCut(std::string_view line, const ReplyPlan& plan) {

@@ -1,6 +1,6 @@
 """Runs the component server as its hosts do, under Wine: registered, created by ProgID, on real terminals, taken away.
 
-Run as: python3 run.py LIBRARY CLIENT EXAMPLE SIMULATOR [googletest options of the client]
+Run as: python3 run.py LIBRARY CLIENT EXAMPLE [googletest options of the client]
 """
 
 import contextlib
@@ -16,16 +16,19 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
-from kelvo10_instrument import Kelvo10Instrument  # noqa: E402
+import instruments  # noqa: E402
+from serial_instrument import SerialInstrument  # noqa: E402
 
 WINE = str(ROOT / "scripts" / "wine")
 OBJDUMP = "x86_64-w64-mingw32-objdump"
 HIVES = ("HKCU", "HKLM")
 CLASSES = r"\Software\Classes"
 OURS = re.compile("UlixInstr|UlixSetup|A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9", re.I)
-KELVO10_PORT, FIRST_SIMULATED_PORT = 33, 34
-SIMULATED = {"Cmx310": "cmx310", "Isotech": "isotech", "Microk": "microk", "FlukeHydra": "flukehydra",
-             "JofraRtcPtc": "jofrartcptc", "Kambic": "kambic", "Hart": "hart"}
+# The instrument behind each control, on ports from the first one on.
+FIRST_PORT = KELVO10_PORT = 33
+INSTRUMENTS = {"Kelvo10": instruments.KELVO10, "Cmx310": instruments.CMX310, "Isotech": instruments.ISOTECH,
+               "Microk": instruments.MICROK, "FlukeHydra": instruments.FLUKEHYDRA, "JofraRtcPtc": instruments.JOFRA_RTC,
+               "Kambic": instruments.KAMBIC, "Hart": instruments.HART}
 # What every Windows 10 has in its system folder.
 SYSTEM_LIBRARIES = {"ADVAPI32.dll", "COMCTL32.dll", "COMDLG32.dll", "GDI32.dll", "KERNEL32.dll", "msvcrt.dll",
                     "ole32.dll", "OLEAUT32.dll", "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "VERSION.dll",
@@ -66,7 +69,7 @@ def keys(hive):
 
 
 class Server(unittest.TestCase):
-    library = client = example = simulator = None
+    library = client = example = None
     options = ()
 
     def register(self, *how):
@@ -88,15 +91,13 @@ class Server(unittest.TestCase):
         for hive in HIVES:
             self.assertEqual(wine("reg", "query", hive + CLASSES, "/s")[1], before[hive], "something was left behind")
 
-    def simulated(self, model):
-        process = subprocess.Popen([self.simulator, "simulate", model], stdout=subprocess.PIPE, text=True)
-
-        def end():
-            process.send_signal(signal.SIGINT)
-            with process:
-                self.assertEqual(process.wait(10), 0, f"the {model} heard what it does not know")
-        self.addCleanup(end)
-        return process.stdout.readline().strip()
+    def bench(self):
+        """An instrument behind a port for each control: by word, the port's number and the instrument."""
+        bench = {}
+        for number, (word, command_set) in enumerate(INSTRUMENTS.items(), FIRST_PORT):
+            bench[word] = number, SerialInstrument(command_set, {"MEAS?": "12.345 V"} if word == "Kelvo10" else None)
+            self.addCleanup(bench[word][1].close)
+        return bench
 
     def test_registers_for_the_user_alone(self):
         with self.registered("/n", "/i:user"):
@@ -118,18 +119,14 @@ class Server(unittest.TestCase):
                     wine("regedit", windows_path(file.name))
 
     def test_drives_instruments_for_its_hosts(self):
-        kelvo10 = Kelvo10Instrument({"MEAS?": "12.345 V"})
-        self.addCleanup(kelvo10.close)
-        ports = {"Kelvo10": (KELVO10_PORT, kelvo10.device)}
-        for number, (word, model) in enumerate(SIMULATED.items(), FIRST_SIMULATED_PORT):
-            ports[word] = number, self.simulated(model)
-        links = [part for number, device in ports.values() for part in ("--com", f"{number}={device}")]
+        bench = self.bench()
+        links = [part for number, unit in bench.values() for part in ("--com", f"{number}={unit.device}")]
         with self.registered(), tempfile.TemporaryDirectory() as folder:
             given, kept = pathlib.Path(folder, "given"), pathlib.Path(folder, "kept")
             given.write_bytes(STREAM)
             env = os.environ | {"ULIX_TEST_PORT": str(KELVO10_PORT), "ULIX_TEST_STREAM": windows_path(given),
-                                "ULIX_TEST_KEPT": windows_path(kept),
-                                "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in ports.items())}
+                                "ULIX_TEST_KEPT": windows_path(kept), "ULIX_TRACE": "1",
+                                "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items())}
             output = self.succeed(*links, self.client, *self.options, env=env, seconds=300)
             if self.options:
                 print(output)
@@ -138,7 +135,10 @@ class Server(unittest.TestCase):
             self.assertEqual(kept.read_bytes()[12:len(STREAM)], STREAM[12:])
             self.assertEqual(len(kept.read_bytes()), len(STREAM) + 12)
             for wanted in ("*IDN?", "REM", "MEAS?", "OUT 100.099998", "OPER", "LOC"):
-                self.assertIn(wanted + "\n", kelvo10.wire().decode())
+                self.assertIn(wanted + "\n", bench["Kelvo10"][1].wire().decode())
+            for word, (_, unit) in bench.items():
+                # A Kelvo10 that is opened again at once may lose the end of what it was left with.
+                self.assertEqual([] if word == "Kelvo10" else unit.unknown, [], word)
             self.assertIn("Control.DescribesEveryFailure", self.in_french(env))
             self.assertEqual(self.succeed(self.example, str(KELVO10_PORT)).count("IN: 12.345"), 3)
             script = windows_path(ROOT / "examples" / "vbscript" / "kelvo10.vbs")
@@ -147,7 +147,7 @@ class Server(unittest.TestCase):
     def in_french(self, env):
         with tempfile.TemporaryDirectory() as locales:
             subprocess.run(["localedef", "-i", "fr_FR", "-f", "UTF-8", f"{locales}/fr_FR.UTF-8"], check=True)
-            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*",
+            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*:Dialogs.*",
                                 env=env | {"LOCPATH": locales, "LC_ALL": "fr_FR.UTF-8", "ULIX_TEST_FRENCH": "1"})
 
     def test_needs_nothing_that_a_bare_windows_lacks(self):
@@ -158,6 +158,6 @@ class Server(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Server.library, Server.client, Server.example, Server.simulator, *options = sys.argv[1:]
+    Server.library, Server.client, Server.example, *options = sys.argv[1:]
     Server.options = tuple(options)
     unittest.main(argv=sys.argv[:1], verbosity=2)

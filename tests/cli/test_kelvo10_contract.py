@@ -6,31 +6,23 @@ Run as: python3 test_kelvo10_contract.py PATH_TO_ULIX [unittest arguments]
 import datetime
 import json
 import os
-import pathlib
 import re
 import select
-import signal
 import struct
-import subprocess
-import sys
-import tempfile
 import termios
-import threading
 import time
 import tty
 import unittest
 import xml.etree.ElementTree
 
-from kelvo10_instrument import SILENCE, Kelvo10Instrument, Reply
+from contract import NO_ANSWER, NO_PORT, UNDER_WINE, ContractTest, main, sets
+from instruments import kelvo10
+from range_calibrator_stream import RESET, encode, record, word
+from serial_instrument import SILENCE, Reply
 
-ULIX = "ulix"
-# Wine's ports have other names, are nobody's alone, and it has no pseudo terminals of its own to offer.
-UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 HELLO, BYE = b"*IDN?\nREM\n", b"LOC\n"
 NOT_KELVO10 = "ulix: 0x80043B00 Device connected is not a KELVO10\n"
 NO_RANGE = "ulix: 0x80043B03 Range not supported\n"
-NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
-NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
 
 FUNCTIONS = "V50 V5 MV500 MV50 V_AUTO MA50 MA24 OHM5000 OHM500 OHM_AUTO TC RT".split()
 CONNECTIONS = "WIRE2 WIRE3 WIRE4 TXP TXA TXA24 TXA50".split()
@@ -38,34 +30,10 @@ SENSORS = ["TYP_" + name for name in ("K T J E N U L S R B C PL MO PT50 PT100 PT
                                       "NI100 NI120 NI1000").split()]
 JUNCTIONS, UNITS = "JR_ON JR_OFF JR_PROG JR_RTD".split(), "CEL FAR K".split()
 
-# The persisted stream: each value after its 16-bit type, little-endian; kinds by row, and what a reset leaves.
-I2, R4, UI1, UI2, UI4 = 2, 4, 17, 18, 19
-FORMATS = {I2: "<Hh", R4: "<Hf", UI1: "<HB", UI2: "<HH", UI4: "<HI"}
-HEAD = [UI4, UI4, UI4, UI1, R4, UI4, UI1, R4, UI1, I2, UI4, UI1, UI1, UI1, UI1, UI2]
-GROUP, TAIL = [UI4, UI4, R4, R4, UI4, UI1], [UI4, I2, I2]
-RESET = [0x00010002, 3, 1, 0, 0.0, 1, 0, 0.0, 0, 1, 9600, 1, 0, 2, 1, 0, 0, -1, 1]
-
-
-def encode(values):
-    kinds = HEAD + GROUP * sum(values[15:16]) + TAIL
-    return b"".join(struct.pack(FORMATS[kind], kind, value) for kind, value in zip(kinds, values))
-
-
-def record(in_word=1, in_junction=0, in_degrees=0.0, out_word=1, out_junction=0, out_degrees=0.0, unit=0):
-    return [in_word, in_junction, in_degrees, out_word, out_junction, out_degrees, unit]
-
-
-def word(function, connection=0, sensor=0):
-    return function | connection << 4 | sensor << 7
-
-
-def sets(**fields):
-    return [part for key, value in fields.items() for part in ("--set", f"{key.replace('_', '-')}={value}")]
-
 
 class InstrumentTest(unittest.TestCase):
     def test_answers_and_records(self):
-        unit = Kelvo10Instrument({"MEAS?": ["1.5", Reply(b"2", vanish=True)]})
+        unit = kelvo10({"MEAS?": ["1.5", Reply(b"2", vanish=True)]})
         slave = os.open(unit.device, os.O_RDWR | os.O_NOCTTY)
         tty.setraw(slave)
         os.write(slave, b"REM\nOUT 1.500000\nOUT 1\nMEAS?\n")
@@ -78,61 +46,10 @@ class InstrumentTest(unittest.TestCase):
         os.close(slave)
 
 
-class ContractTest(unittest.TestCase):
-    maxDiff = None
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        # Nothing of the user's own ports and language; local time is seven hours ahead, so that UTC in its place shows.
-        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
-        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
-
+class Kelvo10Test(ContractTest):
     def instrument(self, **answers):
         queries = {"idn": "*IDN?", "meas": "MEAS?", "cfg_in": "CFG_IN?", "cfg_out": "CFG_OUT?"}
-        unit = Kelvo10Instrument({queries[key]: reply for key, reply in answers.items()})
-        self.addCleanup(unit.close)
-        return unit
-
-    def file(self, values):
-        path = self.folder / "file.cfg"
-        path.write_bytes(values if isinstance(values, bytes) else encode(values))
-        return path
-
-    def assert_saved(self, path, rows):
-        """`rows` from the third on, whatever the version rows hold."""
-        expected = encode([0, 0, *rows])[12:]
-        self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
-
-    def ulix(self, *args):
-        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=20)
-        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
-
-    def succeed(self, *args):
-        status, out, err = self.ulix(*args)
-        self.assertEqual((status, err), (0, ""))
-        return out
-
-    def start(self, *args):
-        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, bufsize=0)
-        self.addCleanup(lambda: (process.kill(), process.communicate()))
-        return process
-
-    def read_line(self, process):
-        limit = threading.Timer(10, process.kill)
-        limit.start()
-        text = process.stdout.readline().decode("utf-8")
-        limit.cancel()
-        self.assertTrue(text.endswith("\n"), f"no line in time, only {text!r}")
-        return text.rstrip("\n")
-
-    def interrupt(self, process):
-        process.send_signal(signal.SIGINT)
-        out, err = process.communicate(timeout=10)
-        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+        return self.plug_in(kelvo10({queries[key]: reply for key, reply in answers.items()}))
 
     def test_bytes_on_the_wire(self):
         big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
@@ -428,5 +345,4 @@ class ContractTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    ULIX = os.path.abspath(sys.argv.pop(1))
-    unittest.main(verbosity=2)
+    main()

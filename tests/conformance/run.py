@@ -10,15 +10,16 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
-from kelvo10_instrument import Kelvo10Instrument, Reply  # noqa: E402
+from instruments import kelvo10  # noqa: E402
+from serial_instrument import Reply  # noqa: E402
 
 PORT, VANISHING_PORT = 31, 32
 EVERY_BYTE = bytes(byte for byte in range(256) if byte != 10)
 
 
 def main(program, *options):
-    steady = Kelvo10Instrument({EVERY_BYTE.decode("latin-1"): "HEARD", "CFG_OUT?": Reply(EVERY_BYTE + b"\n")})
-    vanishing = Kelvo10Instrument({"MEAS?": Reply(b"last words\n", vanish=True)})
+    steady = kelvo10({EVERY_BYTE.decode("latin-1"): "HEARD", "CFG_OUT?": Reply(EVERY_BYTE + b"\n")})
+    vanishing = kelvo10({"MEAS?": Reply(b"last words\n", vanish=True)})
     devices = {PORT: steady.device, VANISHING_PORT: vanishing.device}
     env = os.environ | {"ULIX_TEST_PORT": str(PORT), "ULIX_TEST_VANISHING_PORT": str(VANISHING_PORT)}
     env |= {f"ULIX_COM{number}": device for number, device in devices.items()}

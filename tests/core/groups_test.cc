@@ -131,6 +131,20 @@ TEST_F(Groups, AFailureIsReportedBesideTheOthersAndTheScanGoesOn) {
   EXPECT_EQ(sink->seen.Get().data[2].errors[0], 0);
 }
 
+TEST_F(Groups, AWarningWithoutAValueToKeepIsNoValue) {
+  MakeInstrument(clock);
+  const std::vector<std::uint32_t> groups = {group};
+  const std::vector<ChannelId> channels = {0};
+  ChannelArrays arrays;
+  for (const HRESULT given : {HRESULT{1}, HRESULT{1}, HRESULT{serialCommErrUnableToReadComm}, HRESULT{1}}) {
+    code = given;
+    ASSERT_EQ(instrument->ImmediateReadGroups(groups), S_OK);
+    ASSERT_EQ(instrument->GetChansVals(channels, &arrays), S_OK);
+    EXPECT_EQ(arrays.errors[0], given == 1 ? kNoValueYet : given);
+    clock.Advance(1s);
+  }
+}
+
 TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
   MakeInstrument(clock);
   instrument->RunGroup(group);

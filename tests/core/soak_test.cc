@@ -56,7 +56,8 @@ class Station final : public EventSink {
     services.clock = &clock;
     services.open_serial_port = OpenerOf(bench_);
     services.timeout_ms = kTimeoutMs;
-    instrument = std::make_unique<Instrument>(FindModel("kelvo10")->create(services), Instrument::Options{.clock = &clock});
+    instrument =
+        std::make_unique<Instrument>(FindModel("kelvo10")->create(services), Instrument::Options{.clock = &clock});
   }
 
   void DataChange(std::uint32_t, const ChannelArrays& arrays) override {

@@ -209,28 +209,6 @@ TEST_F(FlukeHydra, APromptStillOnItsWayIsNotTakenForTheNextResult) {
   EXPECT_EQ(reading.value, 1.5F);
 }
 
-TEST_F(FlukeHydra, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  const FaultCase cases[] = {
-      {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(50'000)},
-      {{FaultKind::kDelay, 45'000}, S_OK, Milliseconds(45'000)},
-      {{FaultKind::kDelay, 55'000}, serialCommErrUnableToReadComm, Milliseconds(50'000)},
-      {{FaultKind::kDrip, 3000}, S_OK, Milliseconds(60'000)},
-      {{FaultKind::kGarbage}, serialCommErrUnableToReadComm, Milliseconds(50'000)},
-      {{FaultKind::kTruncate}, serialCommErrUnableToReadComm, Milliseconds(50'000)},
-      {{FaultKind::kOversize}, S_OK, Milliseconds(0)},
-      {{FaultKind::kLate}, serialCommErrUnableToReadComm, Milliseconds(50'000)},
-      {{FaultKind::kRefuse}, flukehydraCtlErrCmdExecError, Milliseconds(0)},
-  };
-  device->Connect();
-  ExpectFaultsToPass(cases, 0, 1.5F);
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
-  device->Disconnect();
-  const MonotonicTime before = clock.Now();
-  EXPECT_EQ(device->Connect(), serialCommErrUnableToOpenComm);
-  EXPECT_EQ(clock.Now() - before, Milliseconds(10'000)) << "eleven attempts";
-}
-
 TEST_F(FlukeHydra, AResultThatComesInPiecesIsNoOtherValue) {
   SetBench("last-text", "+123.45E+0");
   device->Connect();

@@ -194,54 +194,6 @@ TEST_F(Isotech, NeedsTheConnectionAndKnowsOneOutput) {
   EXPECT_EQ(device->SetChanVal(0, 1.0), E_INVALIDARG) << "a code of no protocol";
 }
 
-// What a set point gives under each fault in both protocols, and that the next one after it is taken.
-TEST_F(Isotech, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  struct Case {
-    const char* model;
-    Fault fault;
-    HRESULT error;
-    int at_most_ms;
-  };
-  constexpr HRESULT kUnread = serialCommErrUnableToReadComm;
-  const Case cases[] = {
-      {"addressed", {FaultKind::kSilent}, kUnread, 100},
-      {"line", {FaultKind::kSilent}, kUnread, 1000},
-      {"addressed", {FaultKind::kDelay, 90}, S_OK, 100},
-      {"line", {FaultKind::kDelay, 900}, S_OK, 1000},
-      {"addressed", {FaultKind::kDelay, 150}, kUnread, 100},
-      {"line", {FaultKind::kDelay, 1500}, kUnread, 1000},
-      {"addressed", {FaultKind::kTruncate}, kUnread, 100},
-      {"line", {FaultKind::kTruncate}, isotechCtlErrNack, 1000},
-      {"addressed", {FaultKind::kLate}, kUnread, 100},
-      {"line", {FaultKind::kLate}, kUnread, 1000},
-      {"addressed", {FaultKind::kRefuse}, isotechCtlErrNack, 0},
-      {"line", {FaultKind::kRefuse}, isotechCtlErrNack, 0},
-      {"addressed", {FaultKind::kDrip, 300}, S_OK, 0},
-      {"line", {FaultKind::kDrip, 200}, S_OK, 800},
-      {"addressed", {FaultKind::kOversize}, S_OK, 0},
-      {"line", {FaultKind::kOversize}, isotechCtlErrNack, 0},
-      {"addressed", {FaultKind::kGarbage}, S_OK, 0},
-      {"line", {FaultKind::kGarbage}, isotechCtlErrNack, 0},
-  };
-  Start("addressed");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.model << " fault " << static_cast<int>(c.fault.kind));
-    Set("model", c.model);
-    bench->SetFaults({c.fault});
-    StartWatch();
-    EXPECT_EQ(device->SetChanVal(0, 12.5), c.error);
-    EXPECT_LE(Elapsed(), Milliseconds(c.at_most_ms));
-    bench->SetFaults({});
-    clock.SleepFor(Milliseconds(3000));
-    EXPECT_EQ(device->SetChanVal(0, 13.0), S_OK);
-  }
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(device->SetChanVal(0, 12.5), serialCommErrUnableToWriteComm);
-  EXPECT_EQ(device->Disconnect(), S_OK);
-  EXPECT_EQ(driver->WriteChannel(0, 12.5F), serialCommErrCommClosed);
-  EXPECT_EQ(device->Connect(), serialCommErrUnableToOpenComm);
-}
-
 TEST_F(Isotech, ConfigurationSurvivesAndKeepsItsSigns) {
   Set("model", "line");
   Set("address", "45");

@@ -234,31 +234,6 @@ TEST_F(Jofra, ASensorThatIsNotConnectedHasNoValue) {
   }
 }
 
-TEST_F(Jofra, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  const FaultCase cases[] = {
-      {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDelay, 900}, S_OK, Milliseconds(900)},
-      {{FaultKind::kDelay, 1500}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDrip, 300}, S_OK, Milliseconds(60'000)},
-      {{FaultKind::kGarbage}, serialCommErrUnableToReadComm, Milliseconds(0)},
-      {{FaultKind::kTruncate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kOversize}, S_OK, Milliseconds(0)},
-      {{FaultKind::kLate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kRefuse}, jofrartcptcCtlErrNack, Milliseconds(0)},
-  };
-  for (const char* model : {"RTC/PTC", "CTC"}) {
-    SCOPED_TRACE(model);
-    Speak(model);
-    ASSERT_EQ(device->Connect(), S_OK);
-    ExpectFaultsToPass(cases, 0, 20.0F);
-    device->Disconnect();
-  }
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  const MonotonicTime before = clock.Now();
-  EXPECT_EQ(device->Connect(), serialCommErrUnableToOpenComm);
-  EXPECT_EQ(clock.Now() - before, Milliseconds(10'000)) << "eleven attempts";
-}
-
 TEST_F(Jofra, EveryTextOfItsErrors) {
   struct Case {
     HRESULT code;

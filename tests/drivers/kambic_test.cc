@@ -149,27 +149,6 @@ TEST_F(Kambic, ANumberThatMayBeCutIsNone) {
   EXPECT_EQ(driver->ReadChannel(0).value, 25.012F);
 }
 
-TEST_F(Kambic, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  SetBench("reading-text", "T= 25.5\rTSET= 30.0");
-  device->Connect();
-  const FaultCase cases[] = {
-      {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(3000)},
-      {{FaultKind::kDelay, 2900}, S_OK, Milliseconds(3000)},
-      {{FaultKind::kDelay, 3500}, serialCommErrUnableToReadComm, Milliseconds(3000)},
-      {{FaultKind::kDrip, 300}, S_OK, Milliseconds(10'000)},
-      {{FaultKind::kGarbage}, kambicCtlErrBadResp, Milliseconds(0)},
-      {{FaultKind::kTruncate}, serialCommErrUnableToReadComm, Milliseconds(3000)},
-      {{FaultKind::kOversize}, S_OK, Milliseconds(0)},
-      {{FaultKind::kLate}, serialCommErrUnableToReadComm, Milliseconds(3000)},
-      {{FaultKind::kRefuse}, kambicCtlErrBadCmde, Milliseconds(0)},
-  };
-  ExpectFaultsToPass(cases, 0, 25.5F);
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
-  device->Disconnect();
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
-}
-
 TEST_F(Kambic, EveryTextOfItsErrors) {
   struct Case {
     HRESULT code;

@@ -184,24 +184,6 @@ TEST_P(RangeCalibrator, AnotherInstrumentOrNoneIsRefusedAndTheLinkClosed) {
   EXPECT_NE(OpenerOf(bench)(1).port, nullptr) << "the line is free again";
 }
 
-TEST_P(RangeCalibrator, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  const FaultCase cases[] = {
-      {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDelay, 900}, S_OK, Milliseconds(1000)},
-      {{FaultKind::kDelay, 1500}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDrip, 300}, S_OK, Milliseconds(5000)},
-      {{FaultKind::kTruncate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kLate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-  };
-  SetBench("measure-text", "12.345 V");
-  device->Connect();
-  ExpectFaultsToPass(cases, 0, 12.345F);
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
-  device->Disconnect();
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
-}
-
 TEST_P(RangeCalibrator, EveryTextOfItsErrorsAndOfItsLink) {
   const std::string name = model.identity;
   struct Case {

@@ -17,7 +17,8 @@ class FastClock final : public Clock {
   }
   void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
     // Waits without limit are a day or more ahead.
-    changed.wait_until(lock, start_ + std::min<MonotonicTime::duration>(until - start_, std::chrono::hours(2400)) / times_);
+    changed.wait_until(lock,
+                       start_ + std::min<MonotonicTime::duration>(until - start_, std::chrono::hours(2400)) / times_);
   }
 
  private:

@@ -16,7 +16,8 @@
 
 namespace ulix {
 
-// What a reading gives under a fault, and the time it may take.
+// What a reading gives under a fault, and the time it may take: for a model on its own.
+// tests/drivers/line_faults_test.cc has every fault to the models on a serial line.
 struct FaultCase {
   Fault fault;
   HRESULT error;

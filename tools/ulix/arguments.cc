@@ -1,9 +1,11 @@
 #include "tools/ulix/arguments.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <vector>
 
 #include "base/numbers.h"
 #include "base/text.h"
@@ -23,13 +25,28 @@ std::optional<std::int64_t> WholeInteger(std::string_view text, int base) {
   return value;
 }
 
+// The number between the dots of a key such as "channel.12.range", as a part of it; empty for a key without one.
+std::string_view NumberIn(std::string_view key) {
+  const std::size_t first = key.find('.');
+  const std::size_t last = key.rfind('.');
+  return first == last ? std::string_view() : key.substr(first + 1, last - first - 1);
+}
+
+// Keys that differ in their number only are told once: "model, channel.N.range (N is 0 to 34)".
 std::string Keys(const Settings& settings) {
-  std::string keys;
+  std::vector<std::string> patterns;
+  std::string_view greatest;
   for (const SettingRow& row : settings.rows()) {
-    if (!keys.empty()) keys += ", ";
-    keys += row.key;
+    std::string pattern = row.key;
+    const std::string_view number = NumberIn(row.key);
+    if (!number.empty()) pattern.replace(pattern.find(number), number.size(), "N");
+    if (std::find(patterns.begin(), patterns.end(), pattern) == patterns.end()) patterns.push_back(std::move(pattern));
+    if (!number.empty()) greatest = number;
   }
-  return keys;
+  std::string keys;
+  for (const std::string& pattern : patterns) keys += (keys.empty() ? "" : ", ") + pattern;
+  if (keys.empty()) return "none";
+  return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
 }
 
 }  // namespace

@@ -76,9 +76,9 @@ std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace
   return FindModel(options.model)->create(ServicesFor(options, std::move(trace), line));
 }
 
-Instrument::Options InstrumentOptions(const ConnectionOptions& options) {
+Instrument::Options InstrumentOptions(Language language) {
   Instrument::Options chosen;
-  chosen.language = options.language.value_or(platform::UserLanguage());
+  chosen.language = language;
   return chosen;
 }
 
@@ -138,6 +138,8 @@ void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
                 [&](std::uint32_t code) { options.language = code == 0 ? Language::kEnglish : Language::kFrench; });
 }
 
+Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(platform::UserLanguage()); }
+
 void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddSerialLine(verb, options);
   verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
@@ -156,8 +158,9 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
 }
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace)
-    : simulated_line_(LineFor(options)),
-      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(options)) {
+    : language_(LanguageOf(options)),
+      simulated_line_(LineFor(options)),
+      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(language_)) {
   Configure(options);
 }
 
@@ -208,8 +211,14 @@ void Session::Check(HRESULT result) {
   const ErrorInfo info = TakeErrorInfo();
   std::string text = ErrorText(result);
   if (text.empty() && info.code == result) text = Shown(info.description);
-  if (text.empty()) text = ErrorCodeName(result);
+  if (text.empty()) text = Explain(result);
   throw OperationFailed(result, text);
+}
+
+std::string Session::Explain(HRESULT code) {
+  std::string text = ErrorText(code);
+  if (text.empty()) text = SystemText(code, language_);
+  return text.empty() ? std::string(ErrorCodeName(code)) : text;
 }
 
 std::string Session::ErrorText(HRESULT code, bool short_text) {

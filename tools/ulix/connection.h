@@ -35,6 +35,9 @@ void AddModelOption(CLI::App& verb, ConnectionOptions& options);
 void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);
 
+// The language asked for, else the user's own.
+Language LanguageOf(const ConnectionOptions& options);
+
 // An instrument with its configuration; connected when asked to, handed back at the end.
 class Session {
  public:
@@ -49,11 +52,14 @@ class Session {
   void Check(HRESULT result);
   // In UTF-8; empty for a code that neither the instrument nor its link has a text for.
   std::string ErrorText(HRESULT code, bool short_text = false);
+  // What a person is told of any code: its text, the system's, or the code's name; empty for a code that has none.
+  std::string Explain(HRESULT code);
 
  private:
   void Configure(const ConnectionOptions& options);
   void ConfigureLine(const ConnectionOptions& options);
 
+  Language language_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   Instrument instrument_;
 };

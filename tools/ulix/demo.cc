@@ -147,7 +147,7 @@ class Tour {
   std::string File(const char* name) const { return (std::filesystem::path(options_.directory) / name).string(); }
   std::vector<Channel> Inputs() { return SelectInputs(session_.Channels(), {}); }
   ErrorText Texts() {
-    return [this](HRESULT code) { return session_.ErrorText(code); };
+    return [this](HRESULT code) { return session_.Explain(code); };
   }
 
   const DemoOptions& options_;
@@ -235,7 +235,7 @@ void Tour::PullTheLine() {
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());
   RunScan(session_, inputs, {.settings = {.period_ms = kPeriodMs}, .count = count}, outputs);
-  const std::string failure = FailureLine(line.code(), session_.ErrorText(line.code()));
+  const std::string failure = FailureLine(line.code(), session_.Explain(line.code()));
   Expect(line.code() == serialCommErrUnableToReadComm, std::to_string(line.failed()) + " readings failed: " + failure);
   Expect(line.recovered(), "readings are back with the line plugged in again");
 }

@@ -23,13 +23,14 @@ std::string TextFrom(const ErrorOptions& options, const std::string& model, HRES
   return Session(connection).ErrorText(code, options.short_text);
 }
 
-// The text of the first model that has one, else the code's own name.
+// The text of the first model that has one, else the system's, else the code's own name.
 std::string TextFromAny(const ErrorOptions& options, HRESULT code) {
   for (const CatalogueEntry& entry : Catalogue()) {
     std::string text = TextFrom(options, entry.card->word, code);
     if (!text.empty()) return text;
   }
-  return std::string(ErrorCodeName(code));
+  const std::string text = SystemText(code, LanguageOf(options.connection));
+  return text.empty() ? std::string(ErrorCodeName(code)) : text;
 }
 
 int Explain(const ErrorOptions& options) {

@@ -4,7 +4,34 @@
 #include <array>
 #include <cstdio>
 
+#include "core/channel_arrays.h"
+#include "tools/ulix/output.h"
+
 namespace ulix::cli {
+namespace {
+
+struct SystemRow {
+  HRESULT code;
+  Words text;
+};
+constexpr std::array kSystemRows = {
+    SystemRow{E_NOTIMPL, {"Not implemented", "Non implémenté"}},
+    SystemRow{E_FAIL, {"Unspecified error", "Erreur non spécifiée"}},
+    SystemRow{kNoValueYet,
+              {"The data necessary to complete this operation is not yet available",
+               "Les données nécessaires à cette opération ne sont pas encore disponibles"}},
+    SystemRow{E_OUTOFMEMORY, {"Ran out of memory", "Mémoire insuffisante"}},
+    SystemRow{E_INVALIDARG, {"Invalid Argument", "Argument incorrect"}},
+    SystemRow{E_UNEXPECTED, {"Catastrophic failure", "Défaillance irrémédiable"}},
+};
+
+}  // namespace
+
+std::string SystemText(HRESULT code, Language language) {
+  const auto row = std::find_if(kSystemRows.begin(), kSystemRows.end(),
+                                [code](const SystemRow& candidate) { return candidate.code == code; });
+  return row == kSystemRows.end() ? std::string() : Shown(row->text.In(language));
+}
 
 OperationFailed::OperationFailed(HRESULT code, const std::string& text) : std::runtime_error(FailureLine(code, text)) {}
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/result.h"
+#include "base/text.h"
 
 namespace ulix::cli {
 
@@ -23,6 +24,9 @@ class OperationFailed : public std::runtime_error {
  public:
   OperationFailed(HRESULT code, const std::string& text);
 };
+
+// The system's own text of one of its codes that members of an instrument give, in UTF-8; empty for any other code.
+std::string SystemText(HRESULT code, Language language);
 
 // "0x80044403".
 std::string CodeText(HRESULT code);

@@ -33,7 +33,7 @@ std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
     Row row{channels[k], arrays.values.at(k), arrays.errors.at(k), {}};
     if (Failed(row.error)) {
       row.value.reset();
-      row.text = session.ErrorText(row.error);
+      row.text = session.Explain(row.error);
     }
     rows.push_back(std::move(row));
   }

@@ -21,7 +21,7 @@ struct ScanOptions {
 };
 
 ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<const Channel> channels) {
-  const ErrorText error_text = [&session](HRESULT code) { return session.ErrorText(code); };
+  const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
   ScanOutputs outputs;
   if (options.json) {
     outputs.push_back(MakeJsonLines());

@@ -74,7 +74,7 @@ Expected<RangeReply> RangeCalibratorDriver::ReadRange(Side side, const std::vect
 Reading RangeCalibratorDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
   const auto value = Query("MEAS?", usual_plan(), ParseMeasure);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT RangeCalibratorDriver::WriteChannel(ChannelId id, float value) {

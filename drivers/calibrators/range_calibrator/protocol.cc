@@ -9,8 +9,6 @@
 namespace ulix::range_calibrator {
 namespace {
 
-constexpr int kUnknownResolution = 6;
-
 const FunctionRow* FunctionOf(const Model& model, std::uint32_t code) {
   return code >= 1 && code <= model.functions.size() ? &model.functions[code - 1] : nullptr;
 }

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::range_calibrator {
@@ -46,13 +47,9 @@ inline constexpr std::array kColdJunctionWords = {
 inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}, CodedWord{2, "K"}};
 
 // How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
-inline constexpr std::array kUnitTexts = {
-    "\xB0"
-    "C",
-    "\xB0"
-    "F",
-    "\xB0"
-    "K"};
+inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText,
+                                          "\xB0"
+                                          "K"};
 
 // The rows of RangeSettings, in order.
 enum SettingIndex {

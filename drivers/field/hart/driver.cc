@@ -13,15 +13,10 @@ constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 20};
 constexpr std::array kGreeting = {"lf=of", "du=h", "sa=0"};
 
 constexpr std::array kQueries = {"t", "s"};  // by channel
-constexpr int kUnknownResolution = 6;
 
 }  // namespace
 
 HartDriver::HartDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
-
-std::unique_ptr<Driver> HartDriver::Create(DriverServices services) {
-  return std::make_unique<HartDriver>(std::move(services));
-}
 
 // The unit has no query but the two; their replies begin with the query's letter.
 Landmark HartDriver::landmark() const {
@@ -41,7 +36,7 @@ HRESULT HartDriver::Greet() {
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
   const auto value = Query(kQueries[id], usual_plan(), ParseValue);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 // The unit keeps whatever it accepted; what it says it keeps must be what was sent.
@@ -55,12 +50,6 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   const auto reply = Query(kQueries[kSetPointChannel]);
   if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
   return Confirms(*reply, sent) ? S_OK : hartCtlErrNack;
-}
-
-std::string HartDriver::ChannelUnit(ChannelId id) const { return id < kChannels.size() ? kUnit : ""; }
-
-int HartDriver::ChannelResolution(ChannelId id) const {
-  return id < kChannels.size() ? kResolution : kUnknownResolution;
 }
 
 }  // namespace ulix::hart

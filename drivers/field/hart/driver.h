@@ -1,7 +1,6 @@
 // HART interface unit on a serial line: a measured temperature and a set point.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "drivers/field/hart/protocol.h"
@@ -15,16 +14,9 @@ class HartDriver final : public SerialDriver {
 
   // The unit has no such query.
   Expected<std::string> Identify() override { return Failure(E_NOTIMPL); }
-  // It has no configuration either.
-  HRESULT SendCfg() override { return S_OK; }
-  HRESULT ReadCfg() override { return S_OK; }
   // hartCtlErrChNum for a channel that is none.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override;

@@ -33,7 +33,8 @@ Expected<float> ParseValue(std::string_view reply) {
 
 bool IsSetPoint(std::string_view reply) {
   const std::string word = AsciiUpper(reply.substr(0, reply.rfind(':')));
-  const std::string_view letters = std::string_view(word).substr(word.find_last_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") + 1);
+  const std::string_view letters =
+      std::string_view(word).substr(word.find_last_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") + 1);
   return letters.starts_with('S') || letters.ends_with('S');
 }
 

@@ -3,19 +3,16 @@
 
 #include <array>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::hart {
 
 inline constexpr ChannelId kTemperatureChannel = 0;
 inline constexpr ChannelId kSetPointChannel = 1;
-inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn}, ChannelRow{"SETPOINT", ChanIO}};
-
-// Of both channels. The unit takes set points of two decimals.
-inline constexpr const char* kUnit =
-    "\xB0"
-    "C";
-inline constexpr int kResolution = 2;
+// The unit takes set points of two decimals.
+inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, 2},
+                                         ChannelRow{"SETPOINT", ChanIO, kCelsiusText, 2}};
 
 inline constexpr std::array kErrors = {
     ErrorRow{hartCtlErrNotHart,
@@ -23,17 +20,9 @@ inline constexpr std::array kErrors = {
              "NOT_HART",
              3600,
              4600},
-    ErrorRow{hartCtlErrNack,
-             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
-             "NEG_ACKNOWLEDGE",
-             3601,
-             4601},
-    ErrorRow{hartCtlErrOutOfRange,
-             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
-             "OUT_OF_RANGE",
-             3602,
-             4602},
-    ErrorRow{hartCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "WRONG_CHAN_NUM", 3603, 4603},
+    ErrorRow{hartCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 3601, 4601},
+    ErrorRow{hartCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3602, 4602},
+    ErrorRow{hartCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 3603, 4603},
 };
 
 inline constexpr ModelCard kCard = {

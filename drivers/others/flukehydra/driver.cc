@@ -31,10 +31,6 @@ constexpr Refusals kConfigRefusals = {flukehydraCtlErrCmdSyntaxError, flukehydra
 
 FlukeHydraDriver::FlukeHydraDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
-std::unique_ptr<Driver> FlukeHydraDriver::Create(DriverServices services) {
-  return std::make_unique<FlukeHydraDriver>(std::move(services));
-}
-
 HRESULT FlukeHydraDriver::Greet() {
   const auto identification = Identify();
   if (!identification) return identification.error();
@@ -80,7 +76,7 @@ Reading FlukeHydraDriver::ReadChannel(ChannelId id) {
   if (!answer) return {.code = answer.error()};
   if (IsImpossible(answer->prompt)) return {.code = kNotStored};
   const auto value = ParseLast(answer->result, *scale);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT FlukeHydraDriver::Run() {

@@ -1,7 +1,6 @@
 // Fluke Hydra data bucket on a serial line: 21 measured channels, read from the instrument's last scan.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -15,18 +14,14 @@ class FlukeHydraDriver final : public SerialDriver {
   explicit FlukeHydraDriver(DriverServices services);
 
   Expected<std::string> Identify() override;
-  // Channels are set up at the instrument; the record says what was found there.
-  HRESULT SendCfg() override { return S_OK; }
+  // Channels are set up at the instrument; the record says what was found there, and nothing is sent.
   HRESULT ReadCfg() override;
   // flukehydraCtlErrChNum for a channel that is none.
   Reading ReadChannel(ChannelId id) override;
-  HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
   HRESULT Run() override;
   HRESULT Stop() override;
   std::string ChannelUnit(ChannelId id) const override;
   int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   struct Answer {

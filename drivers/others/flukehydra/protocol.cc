@@ -11,8 +11,6 @@
 namespace ulix::flukehydra {
 namespace {
 
-constexpr int kUnknownResolution = 6;
-
 // Values that stand for none. No measurement comes near them.
 constexpr double kOverload = 1e9;  // of either sign
 constexpr double kOpenThermocouple = 9e9;

@@ -5,8 +5,9 @@
 #include <array>
 #include <span>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
-#include "drivers/numbered_text.h"
+#include "drivers/numbered_channels.h"
 
 namespace ulix::flukehydra {
 
@@ -74,22 +75,16 @@ inline constexpr std::array kThermocoupleTypes = {
 };
 
 inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}};
-inline constexpr std::array kUnitTexts = {
-    "\xB0"
-    "C",
-    "\xB0"
-    "F"};
+inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText};
 inline constexpr int kTemperatureResolution = 2;
 
 inline constexpr std::array kSwitchWords = {CodedWord{0, "OFF"}, CodedWord{1, "ON"}};
 inline constexpr std::array kRateWords = {CodedWord{0, "SLOW"}, CodedWord{1, "FAST"}};
 
-inline constexpr auto kFunctionKeys = NumberTexts<kChannelCount>("channel.", ".function");
-inline constexpr auto kRangeKeys = NumberTexts<kChannelCount>("channel.", ".range");
-inline constexpr auto kFunctionLabels = NumberTexts<kChannelCount>("Channel ", ": function");
-inline constexpr auto kFunctionLabelsFr = NumberTexts<kChannelCount>("Voie ", " : fonction");
-inline constexpr auto kRangeLabels = NumberTexts<kChannelCount>("Channel ", ": range");
-inline constexpr auto kRangeLabelsFr = NumberTexts<kChannelCount>("Voie ", " : calibre");
+inline constexpr std::array kChannelFields = {
+    ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionWords},
+    ChannelField{".range", {": range", " : calibre"}, kCodeBits, {}},
+};
 
 // Function and range of each channel, then what the channels share.
 inline constexpr std::size_t kSharedSettings = 2 * kChannelCount;
@@ -100,41 +95,33 @@ enum SharedSetting : std::size_t {
   kInterval,
   kSettingCount,
 };
-constexpr std::size_t FunctionSetting(ChannelId channel) { return 2 * channel; }
-constexpr std::size_t RangeSetting(ChannelId channel) { return 2 * channel + 1; }
+constexpr std::size_t FunctionSetting(ChannelId channel) { return std::size_t{2} * channel; }
+constexpr std::size_t RangeSetting(ChannelId channel) { return FunctionSetting(channel) + 1; }
 
 inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
-  const auto put = [&](std::size_t at, int stored, const char* key, Words label, VariantType type, unsigned shift,
-                       unsigned bits, std::span<const CodedWord> words) {
-    rows.at(at) = {key, label, stored, type, shift, bits, words, 0};
-  };
-  int stored = 0;
-  for (std::uint32_t channel = 0; channel < kChannelCount; ++channel) {
-    put(FunctionSetting(channel), stored++, kFunctionKeys[channel].data(),
-        {kFunctionLabels[channel].data(), kFunctionLabelsFr[channel].data()}, VariantType::kUi1, 0, kCodeBits,
-        kFunctionWords);
-    put(RangeSetting(channel), stored++, kRangeKeys[channel].data(),
-        {kRangeLabels[channel].data(), kRangeLabelsFr[channel].data()}, VariantType::kUi1, 0, kCodeBits, {});
-  }
-  put(kTemperatureUnit, stored, "temperature-unit", {"Temperature unit", "Unité de température"}, VariantType::kUi1, 0,
-      1, kUnitWords);
-  put(kOpenThermocoupleCheck, stored++, "open-thermocouple-check",
-      {"Open thermocouple check", "Détection de thermocouple ouvert"}, VariantType::kUi1, 1, 1, kSwitchWords);
-  put(kRate, stored++, "rate", {"Measuring rate", "Vitesse de mesure"}, VariantType::kUi1, 0, 1, kRateWords);
-  put(kInterval, stored++, "interval", {"Scan interval in seconds", "Intervalle de scrutation en secondes"},
-      VariantType::kUi4, 0, 32, {});
+  PutChannelSettings<kChannelFields, kChannelCount>(rows, 0);
+  int stored = kSharedSettings;
+  rows[kTemperatureUnit] = {
+      "temperature-unit", {"Temperature unit", "Unité de température"}, stored, VariantType::kUi1, 0, 1, kUnitWords, 0};
+  rows[kOpenThermocoupleCheck] = {"open-thermocouple-check",
+                                  {"Open thermocouple check", "Détection de thermocouple ouvert"},
+                                  stored++,
+                                  VariantType::kUi1,
+                                  1,
+                                  1,
+                                  kSwitchWords,
+                                  0};
+  rows[kRate] = {"rate", {"Measuring rate", "Vitesse de mesure"}, stored++, VariantType::kUi1, 0, 1, kRateWords, 0};
+  rows[kInterval] = {"interval", {"Scan interval in seconds", "Intervalle de scrutation en secondes"},
+                     stored,     VariantType::kUi4,
+                     0,          32,
+                     {},         0};
   return rows;
 }();
 
 inline constexpr auto kChannelNames = NumberTexts<kChannelCount>("CH");
-inline constexpr auto kChannels = [] {
-  std::array<ChannelRow, kChannelCount> rows{};
-  for (std::size_t channel = 0; channel < kChannelCount; ++channel) {
-    rows[channel] = {kChannelNames[channel].data(), ChanIn};
-  }
-  return rows;
-}();
+inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
 inline constexpr std::array kErrors = {
     ErrorRow{flukehydraCtlErrNotFlukeHydra,
@@ -142,18 +129,10 @@ inline constexpr std::array kErrors = {
              "NOT_FLUKE_HYDRA",
              7540,
              8540},
-    ErrorRow{flukehydraCtlErrNack,
-             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
-             "NEG_ACKNOWLEDGE",
-             7541,
-             8541},
+    ErrorRow{flukehydraCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 7541, 8541},
     ErrorRow{flukehydraCtlErrOutOfRange, {"Measure out of range", "Mesure hors limites"}, "OUT_OF_RANGE", 7542, 8542},
-    ErrorRow{flukehydraCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7543, 8543},
-    ErrorRow{flukehydraCtlErrNoMeasAvailable,
-             {"Measure not available", "Mesure non disponible"},
-             "MEAS_NOT_AVAILABLE",
-             7544,
-             8544},
+    ErrorRow{flukehydraCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7543, 8543},
+    ErrorRow{flukehydraCtlErrNoMeasAvailable, kMeasureNotAvailable, "MEAS_NOT_AVAILABLE", 7544, 8544},
     ErrorRow{flukehydraCtlErrCmdSyntaxError,
              {"Command syntax error", "Erreur de syntaxe dans la commande"},
              "CMD_SYNTAX_ERROR",

@@ -28,10 +28,6 @@ constexpr std::string_view kStopCommand = "CP";
 
 IsotechDriver::IsotechDriver(DriverServices services) : SerialDriver(kCard, kProfile, std::move(services)) {}
 
-std::unique_ptr<Driver> IsotechDriver::Create(DriverServices services) {
-  return std::make_unique<IsotechDriver>(std::move(services));
-}
-
 void IsotechDriver::SetObject(SetPointObject object) {
   const std::lock_guard lock(object_mutex_);
   object_ = std::move(object);
@@ -135,9 +131,5 @@ Expected<std::string> IsotechDriver::ReadAnswer(std::size_t size, std::uint32_t 
   NoteLoss();
   return Failure(result);
 }
-
-std::string IsotechDriver::ChannelUnit(ChannelId id) const { return id == kSetPointChannel ? kUnit : ""; }
-
-int IsotechDriver::ChannelResolution(ChannelId id) const { return id == kSetPointChannel ? kResolution : 6; }
 
 }  // namespace ulix::isotech

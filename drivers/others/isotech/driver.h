@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -25,17 +24,10 @@ class IsotechDriver final : public SerialDriver {
 
   // E_NOTIMPL: the controllers have no identification query, and connecting asks them nothing.
   Expected<std::string> Identify() override;
-  // The configuration is this side's alone; nothing goes over the line.
-  HRESULT SendCfg() override { return S_OK; }
-  HRESULT ReadCfg() override { return S_OK; }
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
   HRESULT Run() override;
   HRESULT Stop() override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override { return S_OK; }

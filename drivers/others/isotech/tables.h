@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::isotech {
@@ -42,13 +43,7 @@ inline constexpr std::array kSettings = {
 };
 
 inline constexpr ChannelId kSetPointChannel = 0;
-inline constexpr std::array kChannels = {ChannelRow{"SETPOINT", ChanOut}};
-
-// The same for every protocol.
-inline constexpr const char* kUnit =
-    "\xB0"
-    "C";
-inline constexpr int kResolution = 1;
+inline constexpr std::array kChannels = {ChannelRow{"SETPOINT", ChanOut, kCelsiusText, 1}};
 
 inline constexpr std::array kErrors = {
     ErrorRow{isotechCtlErrNotIsotech,
@@ -57,16 +52,8 @@ inline constexpr std::array kErrors = {
              3700,
              4700},
     // Spelt as programs know it.
-    ErrorRow{isotechCtlErrNack,
-             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
-             "NEG_ACKNOLEDGE",
-             3701,
-             4701},
-    ErrorRow{isotechCtlErrOutOfRange,
-             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
-             "OUT_OF_RANGE",
-             3702,
-             4702},
+    ErrorRow{isotechCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOLEDGE", 3701, 4701},
+    ErrorRow{isotechCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3702, 4702},
 };
 
 inline constexpr ModelCard kCard = {

@@ -10,15 +10,10 @@ namespace {
 
 // Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11};
-constexpr int kUnknownResolution = 6;
 
 }  // namespace
 
 JofraRtcPtcDriver::JofraRtcPtcDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
-
-std::unique_ptr<Driver> JofraRtcPtcDriver::Create(DriverServices services) {
-  return std::make_unique<JofraRtcPtcDriver>(std::move(services));
-}
 
 const Dialect& JofraRtcPtcDriver::Spoken() const {
   return CodeIn(settings().Snapshot(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
@@ -53,7 +48,7 @@ Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
   const auto value = Query(dialect.readings, usual_plan(), [&](const std::string& answer) {
     return ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
   });
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
@@ -94,10 +89,6 @@ HRESULT JofraRtcPtcDriver::Take(std::span<const Step> steps) {
 std::string JofraRtcPtcDriver::ChannelName(ChannelId id) const {
   const auto channels = Spoken().channels;
   return id < channels.size() ? channels[id].name : kUnknownChannel;
-}
-
-int JofraRtcPtcDriver::ChannelResolution(ChannelId id) const {
-  return OffersChannel(id) ? kResolution : kUnknownResolution;
 }
 
 }  // namespace ulix::jofrartcptc

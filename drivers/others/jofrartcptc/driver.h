@@ -1,7 +1,6 @@
 // Jofra dry-block calibrator on a serial line: its temperatures are read, its set point read and set.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -15,18 +14,11 @@ class JofraRtcPtcDriver final : public SerialDriver {
   explicit JofraRtcPtcDriver(DriverServices services);
 
   Expected<std::string> Identify() override;
-  // The model is this side's knowledge: the instrument has nothing to be told or asked of it.
-  HRESULT SendCfg() override { return S_OK; }
-  HRESULT ReadCfg() override { return S_OK; }
   // jofrartcptcCtlErrChNum for a channel that the series does not have.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
   bool OffersChannel(ChannelId id) const override { return id < Spoken().channels.size(); }
   std::string ChannelName(ChannelId id) const override;
-  std::string ChannelUnit(ChannelId id) const override { return OffersChannel(id) ? kUnit : ""; }
-  int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override;

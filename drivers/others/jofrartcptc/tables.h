@@ -5,6 +5,7 @@
 #include <array>
 #include <span>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::jofrartcptc {
@@ -101,16 +102,11 @@ inline constexpr std::array kSettings = {
 
 // The CTC's ids, under the names of the RTC and PTC where these have them.
 inline constexpr std::array kChannels = {
-    ChannelRow{kRtcPlaces[0].name, ChanIn},
-    ChannelRow{kRtcPlaces[1].name, ChanIn},
-    ChannelRow{kRtcPlaces[2].name, ChanIO},
-    ChannelRow{kCtcPlaces[3].name, ChanIn},
+    ChannelRow{kRtcPlaces[0].name, ChanIn, kCelsiusText, 2},
+    ChannelRow{kRtcPlaces[1].name, ChanIn, kCelsiusText, 2},
+    ChannelRow{kRtcPlaces[2].name, ChanIO, kCelsiusText, 2},
+    ChannelRow{kCtcPlaces[3].name, ChanIn, kCelsiusText, 2},
 };
-
-inline constexpr const char* kUnit =
-    "\xB0"
-    "C";
-inline constexpr int kResolution = 2;
 
 inline constexpr std::array kErrors = {
     ErrorRow{jofrartcptcCtlErrNotJofraRtcPtc,
@@ -118,22 +114,10 @@ inline constexpr std::array kErrors = {
              "NOT_JOFRA_RTC_PTC",
              7560,
              8560},
-    ErrorRow{jofrartcptcCtlErrNack,
-             {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"},
-             "NEG_ACKNOWLEDGE",
-             7561,
-             8561},
-    ErrorRow{jofrartcptcCtlErrOutOfRange,
-             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
-             "OUT_OF_RANGE",
-             7562,
-             8562},
-    ErrorRow{jofrartcptcCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7563, 8563},
-    ErrorRow{jofrartcptcCtlErrNoMeasAvailable,
-             {"Measure not available", "Mesure non disponible"},
-             "MEAS_NOT_AVAILABLE",
-             7564,
-             8564},
+    ErrorRow{jofrartcptcCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 7561, 8561},
+    ErrorRow{jofrartcptcCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7562, 8562},
+    ErrorRow{jofrartcptcCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7563, 8563},
+    ErrorRow{jofrartcptcCtlErrNoMeasAvailable, kMeasureNotAvailable, "MEAS_NOT_AVAILABLE", 7564, 8564},
     ErrorRow{jofrartcptcCtlErrNotJofraCtc,
              {"Device connected is not a JOFRA CTC", "L'appareil connecté n'est pas un JOFRA CTC"},
              "NOT_JOFRA_CTC",

@@ -29,10 +29,6 @@ std::string WholeWords(std::string line, int size) {
 
 KambicDriver::KambicDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
-std::unique_ptr<Driver> KambicDriver::Create(DriverServices services) {
-  return std::make_unique<KambicDriver>(std::move(services));
-}
-
 HRESULT KambicDriver::Greet() {
   const auto identification = Identify();
   if (!identification) return identification.error();
@@ -49,9 +45,11 @@ Expected<std::string> KambicDriver::Identify() {
 
 Reading KambicDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = kambicCtlErrChNum};
-  const auto parse = [id](std::string&& answer) { return ParseReading(WholeWords(std::move(answer), kReadingSize), id); };
+  const auto parse = [id](std::string&& answer) {
+    return ParseReading(WholeWords(std::move(answer), kReadingSize), id);
+  };
   const auto value = Query("TXD", {kReadingSize}, parse, kambicCtlErrBadResp);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
@@ -62,9 +60,5 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   const auto answer = Query(*command, {kSetPointSize});
   return answer ? CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command) : answer.error();
 }
-
-std::string KambicDriver::ChannelUnit(ChannelId id) const { return id < kChannels.size() ? kUnit : ""; }
-
-int KambicDriver::ChannelResolution(ChannelId id) const { return id < kChannels.size() ? kResolution : 6; }
 
 }  // namespace ulix::kambic

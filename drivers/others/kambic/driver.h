@@ -1,7 +1,6 @@
 // Kambic calibration bath: its temperature is read, its set point read and set.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,16 +13,9 @@ class KambicDriver final : public SerialDriver {
   explicit KambicDriver(DriverServices services);
 
   Expected<std::string> Identify() override;
-  // There is nothing to configure.
-  HRESULT SendCfg() override { return S_OK; }
-  HRESULT ReadCfg() override { return S_OK; }
   // kambicCtlErrChNum for a channel that is none.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override;

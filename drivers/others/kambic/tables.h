@@ -3,6 +3,7 @@
 
 #include <array>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::kambic {
@@ -18,13 +19,10 @@ inline constexpr std::array<const char*, 6> kModelWords = {"OB7", "OB22", "OB50"
 inline constexpr ChannelId kTemperatureChannel = 0;
 inline constexpr ChannelId kSetPointChannel = 1;
 inline constexpr std::array<const char*, 2> kKeys = {"T=", "TSET="};
-inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn}, ChannelRow{"SETPOINT", ChanIO}};
-
-// Both channels'. The bath takes and tells thousandths.
-inline constexpr const char* kUnit =
-    "\xB0"
-    "C";
+// The bath takes and tells thousandths.
 inline constexpr int kResolution = 3;
+inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, kResolution},
+                                         ChannelRow{"SETPOINT", ChanIO, kCelsiusText, kResolution}};
 
 inline constexpr std::array kErrors = {
     ErrorRow{kambicCtlErrNotKambic,
@@ -32,12 +30,8 @@ inline constexpr std::array kErrors = {
              "NOT_KAMBIC",
              7580,
              8580},
-    ErrorRow{kambicCtlErrOutOfRange,
-             {"Setpoint temperature is out of range", "La température de consigne est hors limites"},
-             "OUT_OF_RANGE",
-             7581,
-             8581},
-    ErrorRow{kambicCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 7582, 8582},
+    ErrorRow{kambicCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7581, 8581},
+    ErrorRow{kambicCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7582, 8582},
     ErrorRow{kambicCtlErrBadCmde,
              {"Command refused by the device", "Commande refusée par l'appareil"},
              "BAD_CMDE",

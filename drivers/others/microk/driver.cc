@@ -21,10 +21,6 @@ constexpr std::uint64_t kMillikMsPerAttempt = 1000;
 
 MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
-std::unique_ptr<Driver> MicrokDriver::Create(DriverServices services) {
-  return std::make_unique<MicrokDriver>(std::move(services));
-}
-
 Landmark MicrokDriver::landmark() const { return {.query = kIdentify}; }
 
 bool MicrokDriver::IsLandmark(std::string_view reply) const {
@@ -101,7 +97,7 @@ Reading MicrokDriver::ReadChannel(ChannelId id) {
   const std::lock_guard exchange(exchange_mutex_);
   const auto record = settings().Snapshot();
   const auto value = ModelIn(record) == kMillik ? MeasureMillik(id, record) : MeasureMicrok(id);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(value);
 }
 
 Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,7 +22,6 @@ class MicrokDriver final : public SerialDriver {
   HRESULT ReadCfg() override { return E_NOTIMPL; }
   // microkCtlErrMeasureNotAvailable for an id that is none, and on a milliK for a channel that is not enabled.
   Reading ReadChannel(ChannelId id) override;
-  HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
   // A milliK offers the channels that are enabled.
   bool OffersChannel(ChannelId id) const override;
   std::string ChannelName(ChannelId id) const override;
@@ -32,8 +30,6 @@ class MicrokDriver final : public SerialDriver {
 
   // As the instrument named it when it was connected. Kept, never compared.
   std::optional<double> instrument_version() const;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override;

@@ -11,7 +11,6 @@
 namespace ulix::microk {
 namespace {
 
-constexpr int kUnknownResolution = 6;
 constexpr int kTemperatureResolution = 4;
 constexpr double kMostProbes = 999;
 

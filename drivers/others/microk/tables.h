@@ -7,8 +7,9 @@
 #include <span>
 #include <string_view>
 
+#include "drivers/common_texts.h"
 #include "drivers/model_card.h"
-#include "drivers/numbered_text.h"
+#include "drivers/numbered_channels.h"
 
 namespace ulix::microk {
 
@@ -34,11 +35,7 @@ consteval auto ChannelNames() {
 }
 inline constexpr auto kChannelNames = ChannelNames();
 
-inline constexpr auto kChannels = [] {
-  std::array<ChannelRow, kChannelCount> rows{};
-  for (ChannelId id = 0; id < kChannelCount; ++id) rows[id] = {kChannelNames[id].data(), ChanIn};
-  return rows;
-}();
+inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
 inline constexpr std::array kModelWords = {CodedWord{kMicrok, "microK"}, CodedWord{kMillik, "milliK"}};
 
@@ -76,12 +73,8 @@ inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFir
 
 inline constexpr std::uint32_t kCelsius = 1;
 inline constexpr std::array kUnitWords = {CodedWord{0, "K"}, CodedWord{kCelsius, "C"}, CodedWord{2, "F"}};
-// How they are shown, the degree sign as one byte.
-inline constexpr std::array kUnitTexts = {"K",
-                                          "\xB0"
-                                          "C",
-                                          "\xB0"
-                                          "F"};
+// How they are shown.
+inline constexpr std::array kUnitTexts = {"K", kCelsiusText, kFahrenheitText};
 
 // In ohms. The resolution of a resistance goes with them.
 inline constexpr std::array kRangeWords = {CodedWord{0, "115"}, CodedWord{1, "460"}, CodedWord{2, "500000"}};
@@ -96,36 +89,22 @@ inline constexpr std::array kEnabledWords = {CodedWord{0, "off"}, CodedWord{1, "
 // The settings of one channel, in their stored order.
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
 
-struct FieldRow {
-  const char* key;  // behind "channel.12"
-  const char* label_en;
-  const char* label_fr;
-  std::span<const CodedWord> words;  // empty for a text
-  std::uint32_t initial;
-};
-
+inline constexpr unsigned kCodeBits = 8;
 inline constexpr std::array kFields = {
-    FieldRow{".enabled", ": measured", ": mesurée", kEnabledWords, 0},
-    FieldRow{".kind", ": kind of measurement", ": nature de la mesure", kKindWords, kResistance},
-    FieldRow{".sub-kind", ": conversion or thermocouple type", ": conversion ou type de thermocouple", kSubKindWords,
-             kStandard},
-    FieldRow{".unit", ": temperature unit", ": unité de température", kUnitWords, kCelsius},
-    FieldRow{".range", ": resistance range", ": calibre de résistance", kRangeWords, 0},
-    FieldRow{".current", ": sense current", ": courant de mesure", kCurrentWords, 0},
-    FieldRow{".wiring", ": wiring", ": raccordement", kWiringWords, kFourWires},
-    FieldRow{".junction", ": reference junction", ": jonction de référence", kJunctionWords, 0},
-    FieldRow{".probe", ": user probe", ": sonde utilisateur", {}, 0},
+    ChannelField{".enabled", {": measured", " : mesurée"}, kCodeBits, kEnabledWords},
+    ChannelField{".kind", {": kind of measurement", " : nature de la mesure"}, kCodeBits, kKindWords, kResistance},
+    ChannelField{".sub-kind",
+                 {": conversion or thermocouple type", " : conversion ou type de thermocouple"},
+                 kCodeBits,
+                 kSubKindWords,
+                 kStandard},
+    ChannelField{".unit", {": temperature unit", " : unité de température"}, kCodeBits, kUnitWords, kCelsius},
+    ChannelField{".range", {": resistance range", " : calibre de résistance"}, kCodeBits, kRangeWords},
+    ChannelField{".current", {": sense current", " : courant de mesure"}, kCodeBits, kCurrentWords},
+    ChannelField{".wiring", {": wiring", " : raccordement"}, kCodeBits, kWiringWords, kFourWires},
+    ChannelField{".junction", {": reference junction", " : jonction de référence"}, kCodeBits, kJunctionWords},
+    ChannelField{".probe", {": user probe", " : sonde utilisateur"}, 0, {}},
 };
-
-// One for each channel of each field: "channel.12.kind".
-consteval auto FieldTexts(std::string_view before, const char* FieldRow::*after) {
-  std::array<std::array<NumberedText, kChannelCount>, kFields.size()> texts{};
-  for (std::size_t i = 0; i < kFields.size(); ++i) texts[i] = NumberTexts<kChannelCount>(before, kFields[i].*after);
-  return texts;
-}
-inline constexpr auto kKeys = FieldTexts("channel.", &FieldRow::key);
-inline constexpr auto kLabelsEn = FieldTexts("Channel ", &FieldRow::label_en);
-inline constexpr auto kLabelsFr = FieldTexts("Voie ", &FieldRow::label_fr);
 
 constexpr std::size_t SettingIndex(ChannelId id, Field field) {
   return 1 + id * kFields.size() + static_cast<std::size_t>(field);
@@ -137,22 +116,8 @@ inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
   rows[0] = {"model", {"Instrument model", "Modèle d'instrument"}, 0, VariantType::kUi4, 0, 32, kModelWords, kMicrok,
              true};
-  for (ChannelId id = 0; id < kChannelCount; ++id) {
-    for (std::size_t i = 0; i < kFields.size(); ++i) {
-      const std::size_t index = SettingIndex(id, static_cast<Field>(i));
-      const Words label = {kLabelsEn[i][id].data(), kLabelsFr[i][id].data()};
-      const bool is_text = kFields[i].words.empty();
-      rows[index] = {kKeys[i][id].data(),
-                     label,
-                     static_cast<int>(index),
-                     is_text ? VariantType::kBstr : VariantType::kUi1,
-                     0,
-                     is_text ? 0U : 8U,
-                     kFields[i].words,
-                     static_cast<double>(kFields[i].initial)};
-    }
-    if (id < kFrontInputs) rows[SettingIndex(id, kEnabled)].initial = 1;
-  }
+  PutChannelSettings<kFields, kChannelCount>(rows, SettingIndex(0, kEnabled));
+  for (ChannelId id = 0; id < kFrontInputs; ++id) rows[SettingIndex(id, kEnabled)].initial = 1;
   return rows;
 }();
 
@@ -167,11 +132,7 @@ inline constexpr std::array kErrors = {
              "HIGHER_MICROK_VER",
              7501,
              7401},
-    ErrorRow{microkCtlErrMeasureNotAvailable,
-             {"Measure not available", "Mesure non disponible"},
-             "MEAS_NOT_AVAILABLE",
-             7502,
-             7402},
+    ErrorRow{microkCtlErrMeasureNotAvailable, kMeasureNotAvailable, "MEAS_NOT_AVAILABLE", 7502, 7402},
     ErrorRow{microkCtlErrNotMillik,
              {"Device connected is not a MilliK thermometer", "L'appareil connecté n'est pas un thermomètre MilliK"},
              "NOT_MILLIK",

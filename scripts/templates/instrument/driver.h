@@ -1,7 +1,6 @@
 // NewClass on a serial line: one measured channel "IN".
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "drivers/serial_driver.h"
@@ -16,14 +15,11 @@ class NewClassDriver final : public SerialDriver {
   HRESULT SendCfg() override;
   HRESULT ReadCfg() override;
   Reading ReadChannel(ChannelId id) override;
-  HRESULT WriteChannel(ChannelId id, float value) override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
-
-  static std::unique_ptr<Driver> Create(DriverServices services);
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
 };
 
 }  // namespace ulix::new_word

@@ -20,9 +20,7 @@ inline constexpr std::array kSettings = {
 };
 
 inline constexpr ChannelId kInChannel = 0;
-inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn}};
-inline constexpr const char* kInUnit = "V";
-inline constexpr int kInResolution = 4;  // decimals
+inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn, "V", 4}};
 
 inline constexpr std::array kErrors = {
     ErrorRow{new_wordCtlErrNotNewClass,

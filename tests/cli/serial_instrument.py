@@ -1,4 +1,4 @@
-"""A Kelvo10 calibrator on a pseudo terminal, written from its command set alone.
+"""A serial instrument on a pseudo terminal, described by the table of its command set alone.
 
 Every byte that arrives is kept with its time of arrival; every answer can be ordered: late, dripped, cut, missing.
 """
@@ -21,21 +21,33 @@ class Reply(NamedTuple):
 
 
 SILENCE = Reply()
-UNANSWERED = re.compile(r"REM|LOC|MEAS RUN|OPER|OUT -?\d+\.\d{6}|RANGE_(IN|OUT) [A-Z0-9_,.+-]+")
 
 
-class Kelvo10Instrument:
-    """Serves one pseudo terminal until closed. `answers` maps a query to a reply, or to replies given in turn, of which
-    the last one stays; text stands for a whole line. The line starts as any terminal does: cooked, with echo."""
+class CommandSet(NamedTuple):
+    """What an instrument understands. `commands` maps the pattern of a whole command to the line that answers it, None
+    when none does. Groups named in a pattern are kept in the instrument's state, from which braces in an answer are
+    filled. A command is what `frame`'s first group holds."""
+    commands: dict
+    end: bytes = b"\n"  # of an answer
+    frame: bytes = rb"([^\n]*)\n"
+    state: dict = {}
 
-    def __init__(self, answers):
-        usual = {"*IDN?": "KELVO10 SN 1234 V1.0", "CFG_IN?": "V50", "CFG_OUT?": "V50", "MEAS?": "12.345"}
-        self._answers = {query: list(replies) if isinstance(replies, list) else [replies]
-                         for query, replies in (usual | answers).items()}
-        self.unknown = []  # commands that no Kelvo10 has
+
+class SerialInstrument:
+    """Serves one pseudo terminal until closed. `answers` maps a command to a reply, or to replies given in turn, of
+    which the last one stays; text stands for a whole line. The line starts as any terminal does: cooked, with echo."""
+
+    def __init__(self, command_set, answers=None):
+        self._answers = {command: list(replies) if isinstance(replies, list) else [replies]
+                         for command, replies in (answers or {}).items()}
+        self._set = command_set
+        self._rows = [(re.compile(pattern, re.DOTALL), answer) for pattern, answer in command_set.commands.items()]
+        self._frame = re.compile(command_set.frame, re.DOTALL)
+        self.state = dict(command_set.state)
+        self.commands = []  # (monotonic seconds, whole command)
+        self.unknown = []  # commands that it has not
         self.speed = None  # of the terminal when the last bytes came
         self._received = []  # (monotonic seconds, bytes)
-        self._commands = []  # (monotonic seconds, whole command)
         self._outbox = []  # (due, bytes, vanish), in order of sending
         self._partial = b""
         self._idle_turns = 0
@@ -58,7 +70,7 @@ class Kelvo10Instrument:
         return b"".join(data for _, data in self._received)
 
     def times(self, command):
-        return [when for when, text in self._commands if text == command]
+        return [when for when, text in self.commands if text == command]
 
     def wait_sent(self):
         """Until every ordered reply has left."""
@@ -90,18 +102,27 @@ class Kelvo10Instrument:
     def _receive(self, data, now):
         self.speed = termios.tcgetattr(self._master)[4]
         self._received.append((now, data))
-        *commands, self._partial = (self._partial + data).split(b"\n")
-        for command in (text.decode("latin-1") for text in commands):
-            self._commands.append((now, command))
-            if command in self._answers:
-                self._order(self._answers[command], now)
-            elif not UNANSWERED.fullmatch(command):
-                self.unknown.append(command)
+        self._partial += data
+        while match := self._frame.match(self._partial):
+            self._partial = self._partial[match.end():]
+            command = match[1].decode("latin-1")
+            self.commands.append((now, command))
+            self._order(self._reply(command), now)
 
-    def _order(self, replies, now):
-        reply = replies.pop(0) if len(replies) > 1 else replies[0]
+    def _reply(self, command):
+        if command in self._answers:
+            replies = self._answers[command]
+            return replies.pop(0) if len(replies) > 1 else replies[0]
+        for pattern, answer in self._rows:
+            if match := pattern.fullmatch(command):
+                self.state |= match.groupdict()
+                return SILENCE if answer is None else answer.format_map(self.state)
+        self.unknown.append(command)
+        return SILENCE
+
+    def _order(self, reply, now):
         if isinstance(reply, str):
-            reply = Reply(reply.encode("cp850") + b"\n")
+            reply = Reply(reply.encode("cp850") + self._set.end)
         pieces = [bytes([byte]) for byte in reply.data] if reply.drip else [reply.data]
         self._outbox += [(now + reply.delay + index * reply.drip, piece, reply.vanish and index == len(pieces) - 1)
                          for index, piece in enumerate(pieces)]

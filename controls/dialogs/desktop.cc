@@ -1,0 +1,44 @@
+#include "controls/dialogs/desktop.h"
+
+#include "controls/dialogs/form_dialog.h"
+#include "controls/dialogs/progress_dialog.h"
+#include "forms/instrument_forms.h"
+
+namespace ulix::controls {
+namespace {
+
+constexpr int kDone = 100;
+
+}  // namespace
+
+Desktop::Desktop(Language language) : language_(language) {}
+Desktop::~Desktop() = default;
+
+DialogResult Desktop::EditGroup(Instrument& instrument, std::uint32_t group) {
+  return AskInWindow(GroupForm(instrument, group, language_), language_, GetActiveWindow());
+}
+
+DialogResult Desktop::EditOutChans(Instrument& instrument) {
+  return AskInWindow(OutChansForm(instrument, language_), language_, GetActiveWindow());
+}
+
+DialogResult Desktop::EditCommParams(Instrument& instrument) {
+  return AskInWindow(CommForm(instrument, language_), language_, GetActiveWindow());
+}
+
+DialogResult Desktop::EditCfg(Instrument& instrument) {
+  return AskInWindow(CfgForm(instrument, language_), language_, GetActiveWindow());
+}
+
+void Desktop::ShowProperties(Instrument& instrument) {
+  AskInWindow(PropertiesForm(instrument, language_), language_, GetActiveWindow());
+}
+
+bool Desktop::Progress(int percent) {
+  if (!progress_) progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), L"UlixInstrAx", language_);
+  const bool go_on = progress_->Report(percent);
+  if (percent >= kDone || !go_on) progress_.reset();
+  return go_on;
+}
+
+}  // namespace ulix::controls

@@ -1,0 +1,280 @@
+#include "controls/dialogs/form_view.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+
+#include "controls/dialogs/window_text.h"
+#include "controls/module.h"
+
+namespace ulix::controls {
+namespace {
+
+constexpr COLORREF kRefusalColour = RGB(176, 0, 32);
+constexpr double kLineHeight = 1.9;  // of a row, in lines of text
+constexpr double kEntryWidth = 24, kUnitWidth = 6, kReasonWidth = 30, kGap = 1.5;  // in characters
+constexpr double kListLines = 14;
+
+bool IsTickList(const Page& page) {
+  return !page.fields.empty() && std::all_of(page.fields.begin(), page.fields.end(),
+                                             [](const Field& field) { return field.kind == FieldKind::kTick; });
+}
+
+int LabelWidth(const Page& page, const Metrics& metrics) {
+  int width = metrics.Across(10);
+  for (const Field& field : page.fields) width = std::max(width, metrics.WidthOf(WideOf(field.label)));
+  return width + metrics.Across(kGap);
+}
+
+// The label with an underlined letter that no other label of the page has, and its own ampersands doubled.
+std::wstring WithAccelerator(const std::string& label, std::wstring& taken) {
+  std::wstring text;
+  bool marked = false;
+  for (const wchar_t letter : WideOf(label)) {
+    const wchar_t lower = static_cast<wchar_t>(letter < 128 ? std::tolower(static_cast<int>(letter)) : letter);
+    if (!marked && lower >= L'a' && lower <= L'z' && taken.find(lower) == std::wstring::npos) {
+      taken += lower;
+      text += L'&';
+      marked = true;
+    }
+    if (letter == L'&') text += letter;
+    text += letter;
+  }
+  return text;
+}
+
+RECT Moved(const RECT& place, int right, int width) {
+  return {place.left + right, place.top, place.left + right + width, place.bottom};
+}
+
+}  // namespace
+
+FormView::FormView(HWND parent, const Metrics& metrics)
+    : ChildWindow(parent, WS_CLIPCHILDREN, WS_EX_CONTROLPARENT), metrics_(metrics) {
+  INITCOMMONCONTROLSEX wanted{sizeof(wanted), ICC_LISTVIEW_CLASSES};
+  InitCommonControlsEx(&wanted);
+}
+
+void FormView::Place(const RECT& place) {
+  MoveWindow(window(), place.left, place.top, place.right - place.left, place.bottom - place.top, TRUE);
+  UpdateScrollBar();
+}
+
+SIZE FormView::SizeOf(const Page& page, const Metrics& metrics) {
+  const int width = LabelWidth(page, metrics) + metrics.Across(kEntryWidth + kUnitWidth + kReasonWidth);
+  const double lines = IsTickList(page) ? kListLines : kLineHeight * static_cast<double>(page.fields.size());
+  return {width, metrics.Down(lines)};
+}
+
+void FormView::Show(const Page& page) {
+  showing_ = true;
+  Clear();
+  IsTickList(page) ? ShowList(page) : ShowRows(page);
+  UpdateScrollBar();
+  showing_ = false;
+}
+
+void FormView::ShowRows(const Page& page) {
+  const int label_width = LabelWidth(page, metrics_), height = metrics_.Down(kLineHeight);
+  std::wstring taken;
+  for (const Field& field : page.fields) {
+    Row row;
+    row.top = height_;
+    row.bottom = height_ += height;
+    const RECT line{0, row.top, 0, row.top + metrics_.Down(1.55)};
+    RECT label = Moved(line, 0, label_width);
+    label.top += metrics_.Down(0.2);
+    // A tick has its label beside the box, so that a click on either ticks it.
+    const bool is_tick = field.kind == FieldKind::kTick;
+    if (!is_tick) {
+      const bool is_shown = field.kind == FieldKind::kShown;
+      Make(L"STATIC", is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken),
+           is_shown ? SS_LEFT | SS_NOPREFIX : SS_LEFT, label);
+    }
+    row.entry = MakeEntry(field, Moved(line, label_width, metrics_.Across(kEntryWidth)));
+    RECT unit = Moved(label, label_width + metrics_.Across(kEntryWidth + 0.5), metrics_.Across(kUnitWidth));
+    if (!field.unit.empty()) Make(L"STATIC", WideOf(field.unit), SS_LEFT | SS_NOPREFIX, unit);
+    row.reason = Make(L"STATIC", L"", SS_LEFT | SS_NOPREFIX,
+                      Moved(unit, metrics_.Across(kUnitWidth), metrics_.Across(kReasonWidth)));
+    rows_.push_back(row);
+  }
+}
+
+HWND FormView::MakeEntry(const Field& field, const RECT& place) {
+  switch (field.kind) {
+    case FieldKind::kShown: {
+      // Selectable, so that it can be copied; long texts are shown in full by scrolling inside.
+      RECT wide = place, inside;
+      GetClientRect(window(), &inside);
+      wide.right = inside.right - metrics_.Across(kGap);
+      Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_AUTOHSCROLL | WS_TABSTOP, wide);
+      return nullptr;
+    }
+    case FieldKind::kTick: {
+      std::wstring taken;
+      const HWND box = Make(L"BUTTON", WithAccelerator(field.label, taken), BS_AUTOCHECKBOX | WS_TABSTOP, place);
+      SendMessageW(box, BM_SETCHECK, field.value.empty() ? BST_UNCHECKED : BST_CHECKED, 0);
+      return box;
+    }
+    case FieldKind::kChoice:
+    case FieldKind::kOpenList: {
+      RECT open = place;
+      open.bottom += metrics_.Down(14);  // of the list when it is open
+      const DWORD kind = field.kind == FieldKind::kChoice ? CBS_DROPDOWNLIST : CBS_DROPDOWN | CBS_AUTOHSCROLL;
+      const HWND box = Make(L"COMBOBOX", L"", kind | WS_VSCROLL | WS_TABSTOP, open);
+      for (const std::string& choice : field.choices)
+        SendMessageW(box, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WideOf(choice).c_str()));
+      const auto chosen = std::find(field.choices.begin(), field.choices.end(), field.value);
+      if (chosen != field.choices.end()) {
+        SendMessageW(box, CB_SETCURSEL, static_cast<WPARAM>(chosen - field.choices.begin()), 0);
+      } else {
+        SetWindowTextW(box, WideOf(field.value).c_str());
+      }
+      return box;
+    }
+    default:
+      return Make(L"EDIT", WideOf(field.value), ES_AUTOHSCROLL | WS_TABSTOP | WS_BORDER, place);
+  }
+}
+
+void FormView::ShowList(const Page& page) {
+  RECT place;
+  GetClientRect(window(), &place);
+  list_ = Make(WC_LISTVIEWW, L"", LVS_REPORT | LVS_NOCOLUMNHEADER | LVS_SINGLESEL | WS_TABSTOP | WS_BORDER, place);
+  ListView_SetExtendedListViewStyle(list_, LVS_EX_CHECKBOXES | LVS_EX_FULLROWSELECT);
+  LVCOLUMNW column{};
+  column.mask = LVCF_WIDTH;
+  column.cx = place.right - GetSystemMetrics(SM_CXVSCROLL) - 4;
+  SendMessageW(list_, LVM_INSERTCOLUMNW, 0, reinterpret_cast<LPARAM>(&column));
+  for (std::size_t k = 0; k < page.fields.size(); ++k) {
+    std::wstring label = WideOf(page.fields[k].label);
+    LVITEMW item{};
+    item.mask = LVIF_TEXT;
+    item.iItem = static_cast<int>(k);
+    item.pszText = label.data();
+    SendMessageW(list_, LVM_INSERTITEMW, 0, reinterpret_cast<LPARAM>(&item));
+    ListView_SetCheckState(list_, static_cast<int>(k), !page.fields[k].value.empty());
+  }
+}
+
+void FormView::Collect(Page& page) const {
+  for (std::size_t k = 0; k < page.fields.size(); ++k) {
+    Field& field = page.fields[k];
+    if (list_) {
+      field.value = ListView_GetCheckState(list_, static_cast<int>(k)) ? "1" : "";
+    } else if (k < rows_.size() && rows_[k].entry) {
+      const HWND entry = rows_[k].entry;
+      const bool is_tick = field.kind == FieldKind::kTick;
+      const bool ticked = is_tick && SendMessageW(entry, BM_GETCHECK, 0, 0) == BST_CHECKED;
+      field.value = is_tick ? (ticked ? "1" : "") : TextOfWindow(entry);
+    }
+  }
+}
+
+void FormView::Refuse(std::size_t field, const std::string& reason) {
+  for (const Row& row : rows_) SetWindowTextW(row.reason, L"");
+  if (field >= rows_.size()) return;
+  SetWindowTextW(rows_[field].reason, WideOf(reason).c_str());
+  BringIntoView(rows_[field].entry);
+  SetFocus(rows_[field].entry);
+  SendMessageW(rows_[field].entry, EM_SETSEL, 0, -1);
+  MessageBeep(MB_ICONWARNING);
+}
+
+HWND FormView::Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place) {
+  const HWND made = CreateWindowExW(0, kind, text.c_str(), WS_CHILD | WS_VISIBLE | style, place.left, place.top,
+                                    place.right - place.left, place.bottom - place.top, window(), nullptr,
+                                    ModuleInstance(), nullptr);
+  SendMessageW(made, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font()), TRUE);
+  return made;
+}
+
+void FormView::Clear() {
+  ScrollTo(0);
+  while (const HWND child = GetWindow(window(), GW_CHILD)) DestroyWindow(child);
+  rows_.clear();
+  list_ = nullptr;
+  height_ = 0;
+}
+
+void FormView::ScrollTo(int top) {
+  RECT visible;
+  GetClientRect(window(), &visible);
+  top = std::clamp(top, 0, std::max(0, height_ - static_cast<int>(visible.bottom)));
+  ScrollWindowEx(window(), 0, scrolled_ - top, nullptr, nullptr, nullptr, nullptr,
+                 SW_SCROLLCHILDREN | SW_INVALIDATE | SW_ERASE);
+  scrolled_ = top;
+  UpdateScrollBar();
+}
+
+void FormView::BringIntoView(HWND entry) {
+  RECT visible;
+  GetClientRect(window(), &visible);
+  const auto row = std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) { return each.entry == entry; });
+  if (!entry || row == rows_.end()) return;
+  if (row->top < scrolled_) ScrollTo(row->top);
+  if (row->bottom > scrolled_ + visible.bottom) ScrollTo(row->bottom - visible.bottom);
+}
+
+void FormView::UpdateScrollBar() {
+  RECT visible;
+  GetClientRect(window(), &visible);
+  SCROLLINFO info{};
+  info.cbSize = sizeof(info);
+  info.fMask = SIF_RANGE | SIF_PAGE | SIF_POS;
+  info.nMax = std::max(0, height_ - 1);
+  info.nPage = static_cast<UINT>(visible.bottom);
+  info.nPos = scrolled_;
+  SetScrollInfo(window(), SB_VERT, &info, TRUE);
+}
+
+void FormView::HandleScroll(int action, int position) {
+  RECT visible;
+  GetClientRect(window(), &visible);
+  const int line = metrics_.Down(kLineHeight);
+  switch (action) {
+    case SB_LINEUP: ScrollTo(scrolled_ - line); break;
+    case SB_LINEDOWN: ScrollTo(scrolled_ + line); break;
+    case SB_PAGEUP: ScrollTo(scrolled_ - visible.bottom); break;
+    case SB_PAGEDOWN: ScrollTo(scrolled_ + visible.bottom); break;
+    case SB_THUMBTRACK: ScrollTo(position); break;
+    default: break;
+  }
+}
+
+void FormView::TellParent() {
+  if (!showing_) SendMessageW(GetParent(window()), kChanged, 0, 0);
+}
+
+LRESULT FormView::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
+  switch (message) {
+    case WM_VSCROLL:
+      HandleScroll(LOWORD(wide), HIWORD(wide));
+      return 0;
+    case WM_MOUSEWHEEL:
+      ScrollTo(scrolled_ - GET_WHEEL_DELTA_WPARAM(wide) / WHEEL_DELTA * 3 * metrics_.Down(kLineHeight));
+      return 0;
+    case WM_NOTIFY:
+      if (reinterpret_cast<NMHDR*>(lengthy)->code == LVN_ITEMCHANGED) TellParent();
+      return 0;
+    case WM_COMMAND: {
+      const int what = HIWORD(wide);
+      if (what == EN_SETFOCUS || what == CBN_SETFOCUS) BringIntoView(reinterpret_cast<HWND>(lengthy));
+      // A click on a box is number 0, as menus are, but comes from a window.
+      const bool clicked = what == BN_CLICKED && lengthy != 0;
+      if (what == EN_CHANGE || what == CBN_SELCHANGE || what == CBN_EDITCHANGE || clicked) TellParent();
+      return 0;
+    }
+    case WM_CTLCOLORSTATIC: {
+      const HWND text = reinterpret_cast<HWND>(lengthy);
+      const bool is_reason = std::any_of(rows_.begin(), rows_.end(), [&](const Row& row) { return row.reason == text; });
+      const LRESULT brush = ChildWindow::Handle(message, wide, lengthy);
+      if (is_reason) SetTextColor(reinterpret_cast<HDC>(wide), kRefusalColour);
+      return brush;
+    }
+    default:
+      return ChildWindow::Handle(message, wide, lengthy);
+  }
+}
+
+}  // namespace ulix::controls

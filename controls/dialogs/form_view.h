@@ -1,0 +1,62 @@
+// The questions of one page of a form, as child windows.
+#pragma once
+
+#include <windows.h>
+
+#include <vector>
+
+#include "controls/dialogs/child_window.h"
+#include "controls/dialogs/metrics.h"
+#include "forms/form.h"
+
+namespace ulix::controls {
+
+// Lives on the thread of its windows. Rows of label, entry and unit, with the reason of a refusal behind them; a page of
+// ticks only is one list. Longer than the place it is given, it scrolls.
+class FormView final : public ChildWindow {
+ public:
+  // Sent to the parent when something was entered.
+  static constexpr UINT kChanged = WM_APP + 1;
+
+  FormView(HWND parent, const Metrics& metrics);
+
+  void Place(const RECT& place);
+  // Takes the place of what was shown before; entries of that are gone unless they were collected.
+  void Show(const Page& page);
+  // Puts what was entered into the page that is shown.
+  void Collect(Page& page) const;
+  // Gives the field the focus and says why it was refused, until the page is shown again.
+  void Refuse(std::size_t field, const std::string& reason);
+
+  // The width that a page needs, and its height.
+  static SIZE SizeOf(const Page& page, const Metrics& metrics);
+
+ private:
+  struct Row {
+    HWND entry = nullptr;   // none for what is shown only
+    HWND reason = nullptr;  // where a refusal is told
+    int top = 0;
+    int bottom = 0;
+  };
+
+  LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override;
+  void HandleScroll(int action, int position);
+  void TellParent();
+  void ShowRows(const Page& page);
+  void ShowList(const Page& page);
+  HWND MakeEntry(const Field& field, const RECT& place);
+  HWND Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place);
+  void Clear();
+  void ScrollTo(int top);
+  void BringIntoView(HWND entry);
+  void UpdateScrollBar();
+
+  const Metrics& metrics_;
+  HWND list_ = nullptr;  // of a page of ticks
+  std::vector<Row> rows_;
+  int height_ = 0;  // of all rows
+  int scrolled_ = 0;
+  bool showing_ = false;  // while entries change because a page is shown
+};
+
+}  // namespace ulix::controls

@@ -1,0 +1,47 @@
+#include "controls/dialogs/metrics.h"
+
+namespace ulix::controls {
+namespace {
+
+// The screen with a font in it.
+class ScreenWith {
+ public:
+  explicit ScreenWith(HFONT font) : screen_(GetDC(nullptr)), before_(SelectObject(screen_, font)) {}
+  ~ScreenWith() {
+    SelectObject(screen_, before_);
+    ReleaseDC(nullptr, screen_);
+  }
+  ScreenWith(const ScreenWith&) = delete;
+  ScreenWith& operator=(const ScreenWith&) = delete;
+  SIZE Measure(const std::wstring& text) const {
+    SIZE size{};
+    GetTextExtentPoint32W(screen_, text.c_str(), static_cast<int>(text.size()), &size);
+    return size;
+  }
+
+ private:
+  HDC screen_;
+  HGDIOBJ before_;
+};
+
+HFONT MessageFont() {
+  NONCLIENTMETRICSW metrics{};
+  metrics.cbSize = sizeof(metrics);
+  SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0);
+  return CreateFontIndirectW(&metrics.lfMessageFont);
+}
+
+}  // namespace
+
+Metrics::Metrics() : font_(MessageFont()) {
+  const std::wstring alphabet = L"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  const SIZE size = ScreenWith(font_).Measure(alphabet);
+  width_ = static_cast<int>((static_cast<std::size_t>(size.cx) + alphabet.size() - 1) / alphabet.size());
+  height_ = size.cy;
+}
+
+Metrics::~Metrics() { DeleteObject(font_); }
+
+int Metrics::WidthOf(const std::wstring& text) const { return ScreenWith(font_).Measure(text).cx; }
+
+}  // namespace ulix::controls

@@ -1,0 +1,60 @@
+#include "controls/dialogs/progress_dialog.h"
+
+#include <commctrl.h>
+
+#include "controls/dialogs/window_text.h"
+#include "forms/words.h"
+
+namespace ulix::controls {
+namespace {
+
+constexpr int kBar = 101;
+
+}  // namespace
+
+ProgressDialog::ProgressDialog(HWND owner, const std::wstring& title, Language language)
+    : title_(title), language_(language), owner_(owner) {
+  INITCOMMONCONTROLSEX wanted{sizeof(wanted), ICC_PROGRESS_CLASS};
+  InitCommonControlsEx(&wanted);
+  dialog_ = Open(owner);
+  if (owner_) EnableWindow(owner_, FALSE);
+  if (dialog_) ShowWindow(dialog_, SW_SHOW);
+}
+
+ProgressDialog::~ProgressDialog() {
+  // Before the window goes, so that the host's comes to the front again.
+  if (owner_) EnableWindow(owner_, TRUE);
+  if (dialog_) DestroyWindow(dialog_);
+}
+
+void ProgressDialog::OnOpen() {
+  SetTitle(title_);
+  const int margin = metrics_.Across(2), width = metrics_.Across(60), line = metrics_.Down(1.8);
+  Size(width, 2 * margin + 4 * line);
+  Make(L"STATIC", WideOf(Say(Word::kPleaseWait, language_)), SS_LEFT, {margin, margin, width - margin, margin + line}, -1,
+       metrics_.font());
+  Make(PROGRESS_CLASSW, L"", 0, {margin, margin + line, width - margin, margin + 2 * line}, kBar, metrics_.font());
+  const int button = metrics_.Across(14), top = margin + 3 * line;
+  const HWND cancel = Make(L"BUTTON", WideOf(Say(Word::kCancel, language_)), WS_TABSTOP,
+                           {width - margin - button, top, width - margin, top + line}, IDCANCEL, metrics_.font());
+  SetFocus(cancel);
+}
+
+bool ProgressDialog::OnCommand(int command) {
+  if (command == IDCANCEL || command == IDOK) cancelled_ = true;
+  return command == IDCANCEL || command == IDOK;
+}
+
+bool ProgressDialog::Report(int percent) {
+  if (!dialog_) return true;
+  SendDlgItemMessageW(dialog_, kBar, PBM_SETPOS, static_cast<WPARAM>(percent), 0);
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (IsDialogMessageW(dialog_, &message)) continue;
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+  return !cancelled_;
+}
+
+}  // namespace ulix::controls

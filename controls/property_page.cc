@@ -1,0 +1,152 @@
+#include "controls/property_page.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <optional>
+
+#include "controls/control.h"
+#include "controls/dialogs/form_pane.h"
+#include "controls/dialogs/window_text.h"
+#include "controls/hosting.h"
+#include "forms/instrument_forms.h"
+#include "platform/user_locale.h"
+
+namespace ulix::controls {
+
+const GUID kAboutPageId = {0x9861775B, 0x4481, 0x4564, {0x84, 0x6C, 0xB1, 0x1A, 0x70, 0xFB, 0x73, 0xE4}};
+const GUID kCommunicationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x10}};
+const GUID kConfigurationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x11}};
+
+namespace {
+
+const std::array kPages = {
+    PageRow{kCommunicationPageId, L"UlixInstr Communication Page", Word::kCommunication, CommForm},
+    PageRow{kConfigurationPageId, L"UlixInstr Configuration Page", Word::kConfiguration, CfgForm},
+    PageRow{kAboutPageId, L"AboutPage Class", Word::kAbout, AboutForm},
+};
+
+// Shows one form of the first control that it is given.
+class PropertyPage final : public IPropertyPage {
+ public:
+  explicit PropertyPage(const PageRow& row) : row_(row), language_(platform::UserLanguage()) {}
+
+  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IPropertyPage);
+    *object = known ? this : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
+  STDMETHODIMP_(ULONG) Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete this;
+    return left;
+  }
+
+  STDMETHODIMP SetPageSite(IPropertyPageSite* site) override {
+    site_ = site;
+    return S_OK;
+  }
+
+  STDMETHODIMP Activate(HWND parent, LPCRECT place, BOOL) override {
+    if (!place) return E_POINTER;
+    if (!control_) return E_UNEXPECTED;
+    form_ = row_.make(control_->Access(), language_);
+    pane_.emplace(parent, form_, metrics_);
+    pane_->OnChange([this] { SetDirty(true); });
+    SetDirty(false);
+    return Move(place);
+  }
+  STDMETHODIMP Deactivate() override {
+    pane_.reset();
+    return S_OK;
+  }
+
+  STDMETHODIMP GetPageInfo(PROPPAGEINFO* info) override {
+    if (!info) return E_POINTER;
+    const std::wstring title = WideOf(Say(row_.title, language_));
+    const std::size_t size = (title.size() + 1) * sizeof(wchar_t);
+    // A page is measured before it has a control, so it asks for room for the usual one.
+    info->size = {metrics_.Across(96), metrics_.Down(24)};
+    info->pszTitle = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
+    if (info->pszTitle) std::copy_n(title.c_str(), title.size() + 1, info->pszTitle);
+    info->pszDocString = nullptr;
+    info->pszHelpFile = nullptr;
+    info->dwHelpContext = 0;
+    return info->pszTitle ? S_OK : E_OUTOFMEMORY;
+  }
+
+  STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
+    control_.Reset();
+    if (count == 0) return S_OK;
+    if (!objects || !objects[0]) return E_POINTER;
+    return objects[0]->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(control_.GetAddressOf()));
+  }
+
+  STDMETHODIMP Show(UINT command) override {
+    if (!pane_) return E_UNEXPECTED;
+    ShowWindow(pane_->window(), static_cast<int>(command));
+    return S_OK;
+  }
+  STDMETHODIMP Move(LPCRECT place) override {
+    if (!place) return E_POINTER;
+    if (!pane_) return E_UNEXPECTED;
+    const int margin = metrics_.Across(1);
+    pane_->Place({place->left + margin, place->top + margin, place->right - margin, place->bottom - margin});
+    return S_OK;
+  }
+
+  STDMETHODIMP IsPageDirty() override { return dirty_ ? S_OK : S_FALSE; }
+  STDMETHODIMP Apply() override {
+    if (!pane_ || !form_.apply) return S_OK;
+    pane_->Collect();
+    if (const auto refusal = form_.apply(form_)) {
+      pane_->Refuse(*refusal);
+      return E_INVALIDARG;
+    }
+    SetDirty(false);
+    return S_OK;
+  }
+
+  STDMETHODIMP Help(LPCOLESTR) override { return E_NOTIMPL; }
+  STDMETHODIMP TranslateAccelerator(MSG* message) override {
+    if (!message) return E_POINTER;
+    return pane_ && IsDialogMessageW(pane_->window(), message) ? S_OK : S_FALSE;
+  }
+
+ private:
+  ~PropertyPage() = default;
+
+  void SetDirty(bool dirty) {
+    if (dirty_ == dirty) return;
+    dirty_ = dirty;
+    if (site_) site_->OnStatusChange(dirty ? PROPPAGESTATUS_DIRTY : 0);
+  }
+
+  const InUse in_use_;
+  std::atomic<ULONG> references_ = 1;
+  const PageRow& row_;
+  const Language language_;
+  const Metrics metrics_;
+  ComPtr<IPropertyPageSite> site_;
+  ComPtr<IInstrumentAccess> control_;
+  Form form_;
+  std::optional<FormPane> pane_;
+  bool dirty_ = false;
+};
+
+}  // namespace
+
+std::span<const PageRow> PageTable() { return kPages; }
+
+const PageRow* FindPage(REFGUID class_id) {
+  const auto row = std::find_if(kPages.begin(), kPages.end(),
+                                [&](const PageRow& page) { return IsEqualGUID(page.class_id, class_id); });
+  return row == kPages.end() ? nullptr : &*row;
+}
+
+IUnknown* NewPropertyPage(const PageRow& row) { return new PropertyPage(row); }
+
+}  // namespace ulix::controls

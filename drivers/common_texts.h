@@ -1,0 +1,23 @@
+// Texts that several models have in common: one wording each.
+#pragma once
+
+#include "base/text.h"
+
+namespace ulix {
+
+// Units as they are shown, the degree sign as one byte.
+inline constexpr const char* kCelsiusText =
+    "\xB0"
+    "C";
+inline constexpr const char* kFahrenheitText =
+    "\xB0"
+    "F";
+
+// Of errors.
+inline constexpr Words kNegativeAcknowledge = {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"};
+inline constexpr Words kSetPointOutOfRange = {"Setpoint temperature is out of range",
+                                              "La température de consigne est hors limites"};
+inline constexpr Words kInvalidChannelNumber = {"Invalid channel number", "Numéro de voie incorrect"};
+inline constexpr Words kMeasureNotAvailable = {"Measure not available", "Mesure non disponible"};
+
+}  // namespace ulix

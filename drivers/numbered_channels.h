@@ -1,0 +1,67 @@
+// Tables of instruments whose channels are many and alike: numbered names, and the same settings for each.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "drivers/model_card.h"
+#include "drivers/numbered_text.h"
+
+namespace ulix {
+
+// A measured channel for each name. The names outlive the rows.
+template <std::size_t kCount>
+constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<NumberedText, kCount>& names) {
+  std::array<ChannelRow, kCount> rows{};
+  for (std::size_t id = 0; id < kCount; ++id) rows[id] = {names[id].data(), ChanIn};
+  return rows;
+}
+
+// One setting that every channel has: a small code, or a text. Each is a stored value of its own.
+struct ChannelField {
+  const char* key;  // behind "channel.12."
+  Words label;      // behind the channel's own
+  unsigned bits;    // of the code; 0 for a text
+  std::span<const CodedWord> words;
+  std::uint32_t initial = 0;
+};
+
+// The keys and labels of every channel's fields, which the rows point to.
+template <const auto& kFields, std::size_t kCount>
+struct ChannelFieldTexts {
+  using OfField = std::array<NumberedText, kCount>;
+  static consteval auto Make(const char* before, auto after) {
+    std::array<OfField, kFields.size()> texts{};
+    for (std::size_t field = 0; field < kFields.size(); ++field) {
+      texts[field] = NumberTexts<kCount>(before, after(kFields[field]));
+    }
+    return texts;
+  }
+  static constexpr auto kKeys = Make("channel.", [](const ChannelField& field) { return field.key; });
+  static constexpr auto kEnglish = Make("Channel ", [](const ChannelField& field) { return field.label.en; });
+  static constexpr auto kFrench = Make("Voie ", [](const ChannelField& field) { return field.label.fr; });
+};
+
+// Puts the rows of `kCount` channels into a table from `first` on, a channel's fields together, stored in that order
+// from the number `first` on.
+template <const auto& kFields, std::size_t kCount, std::size_t kRows>
+constexpr void PutChannelSettings(std::array<SettingRow, kRows>& rows, std::size_t first) {
+  using Texts = ChannelFieldTexts<kFields, kCount>;
+  for (std::size_t id = 0; id < kCount; ++id) {
+    for (std::size_t field = 0; field < kFields.size(); ++field) {
+      const ChannelField& kind = kFields[field];
+      const std::size_t at = first + id * kFields.size() + field;
+      rows.at(at) = {Texts::kKeys[field][id].data(),
+                     {Texts::kEnglish[field][id].data(), Texts::kFrench[field][id].data()},
+                     static_cast<int>(at),
+                     kind.bits == 0 ? VariantType::kBstr : VariantType::kUi1,
+                     0,
+                     kind.bits,
+                     kind.words,
+                     static_cast<double>(kind.initial)};
+    }
+  }
+}
+
+}  // namespace ulix

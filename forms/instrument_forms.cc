@@ -1,0 +1,407 @@
+#include "forms/instrument_forms.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "base/numbers.h"
+#include "forms/entries.h"
+#include "forms/words.h"
+#include "links/local_number.h"
+#include "links/port_enumeration.h"
+#include "links/serial_params.h"
+
+namespace ulix {
+namespace {
+
+constexpr std::int32_t kMostPort = 32767;  // what the persisted configuration has room for
+
+Field MakeField(const char* key, std::string label, FieldKind kind, std::string value) {
+  Field field;
+  field.key = key;
+  field.label = std::move(label);
+  field.kind = kind;
+  field.value = std::move(value);
+  return field;
+}
+
+Field Shown(const char* key, std::string label, std::string value) {
+  return MakeField(key, std::move(label), FieldKind::kShown, std::move(value));
+}
+
+Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen) {
+  Field field = MakeField(key, std::move(label), FieldKind::kChoice, choices[std::min(chosen, choices.size() - 1)]);
+  field.choices = std::move(choices);
+  return field;
+}
+
+std::string DisplayName(Instrument& instrument, Language language) {
+  return instrument.card().display_name.In(language);
+}
+
+std::string TitleOf(Instrument& instrument, const std::string& what, Language language) {
+  return DisplayName(instrument, language) + " - " + what;
+}
+
+std::string RangeText(double least, double most, Language language) {
+  return Say(Word::kOutOfRange, language, ShownNumber(least) + (language == Language::kFrench ? " à " : " to ") +
+                                              ShownNumber(most));
+}
+
+// A form's page as it was entered, and what to say of its fields.
+struct EnteredPage {
+  const Page& page;
+  std::size_t number;
+  Language language;
+
+  Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
+  Refusal RefuseNumber(std::size_t field, double least, double most) const {
+    const bool is_number = EnteredNumber(page.fields[field].value).has_value();
+    return Refuse(field, is_number ? RangeText(least, most, language) : Say(Word::kNotANumber, language));
+  }
+  // The number of a field within the limits.
+  std::optional<double> Number(std::size_t field, double least, double most) const {
+    const auto value = EnteredNumber(page.fields[field].value);
+    return value && *value >= least && *value <= most ? value : std::nullopt;
+  }
+};
+
+// --- the link ---
+
+// The fields of the page about a serial link, in order.
+enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow };
+
+std::string PortName(int port) { return "COM" + std::to_string(port); }
+
+// "COM5", "com 5" or "5".
+std::optional<std::int32_t> PortOf(const std::string& entered) {
+  std::string_view text = Trimmed(entered);
+  if (text.size() >= 3 && EqualIgnoringCase(text.substr(0, 3), "COM")) text = Trimmed(text.substr(3));
+  std::int32_t port = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), port);
+  const bool whole = read.ec == std::errc() && read.ptr == text.data() + text.size();
+  return whole && port >= 1 && port <= kMostPort ? std::optional(port) : std::nullopt;
+}
+
+Field PortField(const SerialParams& params, Language language) {
+  Field field = MakeField("port", Say(Word::kPort, language), FieldKind::kOpenList, PortName(params.port));
+  std::vector<int> ports;
+  EnumSerialPorts(ports);
+  for (const int port : ports) field.choices.push_back(PortName(port));
+  return field;
+}
+
+// Codes 0, 1, ... as their texts.
+template <typename TextOf>
+std::vector<std::string> CodeTexts(std::int32_t count, Language language, TextOf&& text_of) {
+  std::vector<std::string> texts;
+  for (std::int32_t code = 0; code < count; ++code) texts.push_back(text_of(code, language));
+  return texts;
+}
+
+Page CommPage(Instrument& instrument, Language language) {
+  Page page{Say(Word::kCommunication, language), {}};
+  SerialParams params;
+  if (Failed(instrument.GetSerialParams(&params))) return page;
+  const auto code = [](std::int32_t value) { return static_cast<std::size_t>(std::max(value, 0)); };
+  std::vector<std::string> speeds, flows = CodeTexts(2, language, FlowText);
+  for (const std::uint32_t rate : kBaudRates) speeds.push_back(std::to_string(rate));
+  flows.emplace_back("XON/XOFF");
+  page.fields = {
+      PortField(params, language),
+      Choice("baud", Say(Word::kSpeed, language), speeds, code(PositionOfBaud(params.baudRate))),
+      Choice("data-bits", Say(Word::kDataBits, language), CodeTexts(2, language, DataBitsText),
+             code(params.dataBitsCode)),
+      Choice("stop-bits", Say(Word::kStopBits, language), CodeTexts(2, language, StopBitsText),
+             code(params.stopBitsCode)),
+      Choice("parity", Say(Word::kParity, language), CodeTexts(4, language, ParityText), code(params.parityCode)),
+      Choice("handshake", Say(Word::kFlow, language), flows, code(params.handshakeCode)),
+  };
+  page.fields[kSpeed].unit = "bds";
+  return page;
+}
+
+// Reads the page into `params`, which stays as it is for a page without fields.
+std::optional<Refusal> ReadComm(const EnteredPage& entered, SerialParams& params) {
+  const auto& fields = entered.page.fields;
+  if (fields.empty()) return std::nullopt;
+  const auto port = PortOf(fields[kPort].value);
+  if (!port) return entered.Refuse(kPort, Say(Word::kPortRange, entered.language));
+  std::array<std::int32_t, kFlow + 1> codes{};
+  for (std::size_t k = kSpeed; k <= kFlow; ++k) {
+    const auto choice = ChoiceOf(fields[k]);
+    if (!choice) return entered.Refuse(k, Say(Word::kNotAChoice, entered.language));
+    codes[k] = static_cast<std::int32_t>(*choice);
+  }
+  params = {*port, BaudFromPosition(codes[kSpeed]), codes[kDataBits], codes[kStopBits], codes[kParity], codes[kFlow]};
+  return std::nullopt;
+}
+
+// Nothing to do for a link that has no serial settings.
+void SetComm(Instrument& instrument, const Page& page, const SerialParams& params) {
+  if (!page.fields.empty()) instrument.SetSerialParams(params);
+}
+
+// --- the configuration record ---
+
+// The N of a key "channel.N.rest"; empty for any other.
+std::string_view ChannelOfKey(std::string_view key) {
+  constexpr std::string_view kPrefix = "channel.";
+  if (!key.starts_with(kPrefix)) return {};
+  key.remove_prefix(kPrefix.size());
+  return key.substr(0, key.find('.'));
+}
+
+bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
+
+Field SettingField(const Settings& settings, const SettingRow& row, Language language) {
+  Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row));
+  if (IsReal(row)) field.value = ToLocalDecimal(field.value, '.');
+  if (row.type == VariantType::kBstr) field.kind = FieldKind::kText;
+  if (row.words.empty()) return field;
+  field.kind = FieldKind::kChoice;
+  for (const CodedWord& word : row.words) field.choices.emplace_back(word.word);
+  // A code without a word, such as "none of them", is a choice while it is set.
+  if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
+  return field;
+}
+
+// Labels begin with "Channel 3: ", which the page's title says already.
+void DropChannel(std::string& label) {
+  const std::size_t end = label.find(": ");
+  if (end != std::string::npos) label.erase(0, end + 2);
+}
+
+std::vector<Page> CfgPages(Instrument& instrument, Language language) {
+  std::vector<Page> pages;
+  std::string_view channel = "-";
+  for (const SettingRow& row : instrument.settings().rows()) {
+    const std::string_view own = ChannelOfKey(row.key);
+    if (pages.empty() || own != channel) {
+      pages.push_back({own.empty() ? Say(Word::kConfiguration, language)
+                                   : Say(Word::kChannel, language, std::string(own)),
+                       {}});
+      channel = own;
+    }
+    pages.back().fields.push_back(SettingField(instrument.settings(), row, language));
+    if (!own.empty()) DropChannel(pages.back().fields.back().label);
+  }
+  if (pages.empty()) {
+    pages.push_back({Say(Word::kConfiguration, language), {Shown("", Say(Word::kNothingToSet, language), "")}});
+  }
+  return pages;
+}
+
+// The smallest and the largest number that a setting has room for.
+std::pair<double, double> Limits(const SettingRow& row) {
+  if (IsReal(row)) return {-double{std::numeric_limits<float>::max()}, std::numeric_limits<float>::max()};
+  if (row.is_signed) return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
+  return {0.0, std::exp2(row.bits) - 1};
+}
+
+// Puts an entry into a record; false when the setting does not take it.
+bool Enter(Settings& record, const SettingRow& row, const Field& field) {
+  if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, field.value));
+  const auto value = EnteredNumber(field.value);
+  const auto [least, most] = Limits(row);
+  if (!value || *value < least || *value > most) return false;
+  if (!IsReal(row) && *value != std::floor(*value)) return false;
+  const std::string text = IsReal(row) ? FormatShortest(static_cast<float>(*value)) : FormatFixed(*value, 0);
+  return Succeeded(record.SetText(row, text));
+}
+
+// The pages of `form` from `first` on, whose fields are settings.
+std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::size_t first, Language language) {
+  Settings record(instrument.settings().rows());
+  const auto before = instrument.settings().Snapshot();
+  record.Replace(before);
+  for (std::size_t p = first; p < form.pages.size(); ++p) {
+    const EnteredPage entered{form.pages[p], p, language};
+    for (std::size_t k = 0; k < entered.page.fields.size(); ++k) {
+      const Field& field = entered.page.fields[k];
+      const SettingRow* row = record.Find(field.key);
+      if (!row || Enter(record, *row, field)) continue;
+      const auto [least, most] = Limits(*row);
+      return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
+                                              : entered.Refuse(k, Say(Word::kNotAChoice, language));
+    }
+  }
+  if (record.Snapshot() != before) {
+    instrument.settings().Replace(record.Snapshot());
+    instrument.MarkDirty();
+  }
+  return std::nullopt;
+}
+
+// --- groups ---
+
+// The fields of the page about a group, in order; the channels have a page of their own.
+enum GroupField { kGroupName, kPeriod, kPercent, kAbsolute, kSilence };
+
+std::string ChannelKey(ChannelId id) { return "channel." + std::to_string(id); }
+
+std::string ChannelLabel(Instrument& instrument, ChannelId id) {
+  std::string name, unit;
+  instrument.GetChanName(id, &name);
+  instrument.GetChanUnit(id, &unit);
+  return unit.empty() ? name : name + " (" + unit + ")";
+}
+
+Page GroupPage(const GroupSettings& settings, std::uint32_t group, Language language) {
+  const auto number = [&](const char* key, Word label, double value, const char* unit) {
+    Field field = MakeField(key, Say(label, language), FieldKind::kNumber, ShownNumber(value));
+    field.unit = unit;
+    return field;
+  };
+  return {Say(Word::kGeneral, language),
+          {Shown("name", Say(Word::kName, language), Say(Word::kGroup, language, std::to_string(group))),
+           number("period", Word::kPeriod, settings.period_ms, "ms"),
+           number("dead-band", Word::kDeadBandPercent, settings.dead_band_percent, "%"),
+           number("dead-band-abs", Word::kDeadBandAbs, settings.dead_band_abs, ""),
+           number("dead-time-max", Word::kSilence, settings.dead_time_max_s, "s")}};
+}
+
+Page MembersPage(Instrument& instrument, std::uint32_t group, Language language) {
+  Page page{Say(Word::kChannels, language), {}};
+  std::vector<ChannelId> members;
+  instrument.InChans(group, &members);
+  for (ChannelId id = 0; id < instrument.card().channels.size(); ++id) {
+    if (instrument.card().channels[id].direction == ChanOut || !instrument.OffersChannel(id)) continue;
+    const bool member = std::find(members.begin(), members.end(), id) != members.end();
+    page.fields.push_back(
+        MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kTick, member ? "1" : ""));
+  }
+  return page;
+}
+
+std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, const Form& form, Language language) {
+  const EnteredPage entered{form.pages.front(), 0, language};
+  constexpr double kMostWhole = std::numeric_limits<std::uint32_t>::max();
+  constexpr double kMostReal = std::numeric_limits<float>::max();
+  const struct {
+    std::size_t field;
+    double least, most;
+  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole},
+                {kPercent, 0, kMostReal},
+                {kAbsolute, 0, kMostReal},
+                {kSilence, 0, kMostWhole}};
+  for (const auto& limit : limits) {
+    if (!entered.Number(limit.field, limit.least, limit.most))
+      return entered.RefuseNumber(limit.field, limit.least, limit.most);
+  }
+  const auto number = [&](std::size_t field) { return EnteredNumber(entered.page.fields[field].value).value_or(0); };
+  const GroupSettings settings{static_cast<std::uint32_t>(number(kPeriod)), static_cast<float>(number(kPercent)),
+                               static_cast<float>(number(kAbsolute)), static_cast<std::uint32_t>(number(kSilence))};
+  if (const HRESULT result = instrument.SetGroupSettings(group, settings); Failed(result))
+    return entered.Refuse(kPeriod, instrument.DescriptionOf(result));
+  for (const Field& field : form.pages.back().fields) {
+    const auto id = static_cast<ChannelId>(std::stoul(field.key.substr(field.key.find('.') + 1)));
+    field.value.empty() ? instrument.RemoveGroupChan(group, id) : instrument.ConnectGroupChan(group, id);
+  }
+  return std::nullopt;
+}
+
+// --- outputs ---
+
+std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<ChannelId>& outputs, const Form& form,
+                                    Language language) {
+  const EnteredPage entered{form.pages.front(), 0, language};
+  constexpr double kMost = std::numeric_limits<float>::max();
+  const auto is_left = [&](std::size_t k) { return Trimmed(entered.page.fields[k].value).empty(); };
+  for (std::size_t k = 0; k < outputs.size(); ++k) {
+    if (!is_left(k) && !entered.Number(k, -kMost, kMost)) return entered.RefuseNumber(k, -kMost, kMost);
+  }
+  for (std::size_t k = 0; k < outputs.size(); ++k) {
+    if (is_left(k)) continue;
+    const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kMost, kMost)));
+    if (Failed(result)) return entered.Refuse(k, Say(Word::kNotTaken, language, instrument.DescriptionOf(result)));
+  }
+  return std::nullopt;
+}
+
+Page AboutPage(Instrument& instrument, Language language) {
+  std::string version, identification = Say(Word::kNotConnected, language), link;
+  instrument.Version(&version);
+  instrument.GetCommInfo(&link);
+  std::int32_t connected = 0;
+  instrument.IsConnected(&connected);
+  if (connected) instrument.Identify(&identification);
+  return {Say(Word::kAbout, language),
+          {Shown("model", Say(Word::kModel, language), DisplayName(instrument, language)),
+           Shown("version", Say(Word::kLibraryVersion, language), version),
+           Shown("identification", Say(Word::kIdentification, language), identification),
+           Shown("link", Say(Word::kLink, language), link)}};
+}
+
+}  // namespace
+
+Field* FindField(Form& form, const std::string& key) {
+  for (Page& page : form.pages) {
+    const auto found = std::find_if(page.fields.begin(), page.fields.end(),
+                                    [&](const Field& field) { return EqualIgnoringCase(field.key, key); });
+    if (found != page.fields.end()) return &*found;
+  }
+  return nullptr;
+}
+
+Form CommForm(Instrument& instrument, Language language) {
+  return {TitleOf(instrument, Say(Word::kCommunication, language), language),
+          {CommPage(instrument, language)},
+          [&instrument, language](const Form& form) {
+            SerialParams params;
+            auto refusal = ReadComm({form.pages.front(), 0, language}, params);
+            if (!refusal) SetComm(instrument, form.pages.front(), params);
+            return refusal;
+          }};
+}
+
+Form CfgForm(Instrument& instrument, Language language) {
+  return {TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language),
+          [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language); }};
+}
+
+Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
+  GroupSettings settings;
+  instrument.GetGroupSettings(group, &settings);
+  return {TitleOf(instrument, Say(Word::kGroup, language, std::to_string(group)), language),
+          {GroupPage(settings, group, language), MembersPage(instrument, group, language)},
+          [&instrument, group, language](const Form& form) { return ApplyGroup(instrument, group, form, language); }};
+}
+
+Form OutChansForm(Instrument& instrument, Language language) {
+  std::vector<ChannelId> outputs;
+  instrument.OutChans(&outputs);
+  Page page{Say(Word::kOutputs, language), {}};
+  for (const ChannelId id : outputs) {
+    page.fields.push_back(
+        MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kNumber, ""));
+  }
+  return {TitleOf(instrument, page.title, language),
+          {page},
+          [&instrument, outputs, language](const Form& form) {
+            return ApplyOutputs(instrument, outputs, form, language);
+          }};
+}
+
+Form AboutForm(Instrument& instrument, Language language) {
+  return {TitleOf(instrument, Say(Word::kAbout, language), language), {AboutPage(instrument, language)}, {}};
+}
+
+Form PropertiesForm(Instrument& instrument, Language language) {
+  Form form{DisplayName(instrument, language), {CommPage(instrument, language)}, {}};
+  const std::vector<Page> settings = CfgPages(instrument, language);
+  form.pages.insert(form.pages.end(), settings.begin(), settings.end());
+  form.pages.push_back(AboutPage(instrument, language));
+  form.apply = [&instrument, language](const Form& entered) {
+    SerialParams params;
+    auto refusal = ReadComm({entered.pages.front(), 0, language}, params);
+    if (!refusal) refusal = ApplyCfg(instrument, entered, 1, language);
+    if (!refusal) SetComm(instrument, entered.pages.front(), params);
+    return refusal;
+  };
+  return form;
+}
+
+}  // namespace ulix

@@ -1,0 +1,53 @@
+#include "forms/words.h"
+
+namespace ulix {
+
+constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords = {{
+    {Word::kOk, {"OK", "OK"}},
+    {Word::kCancel, {"Cancel", "Annuler"}},
+    {Word::kApply, {"Apply", "Appliquer"}},
+    {Word::kPages, {"&Pages", "&Pages"}},
+    {Word::kCommunication, {"Communication", "Communication"}},
+    {Word::kConfiguration, {"Configuration", "Configuration"}},
+    {Word::kGeneral, {"General", "Général"}},
+    {Word::kChannel, {"Channel %", "Voie %"}},
+    {Word::kChannels, {"Channels", "Voies"}},
+    {Word::kGroup, {"Group %", "Groupe %"}},
+    {Word::kName, {"Name", "Nom"}},
+    {Word::kOutputs, {"Outputs", "Sorties"}},
+    {Word::kAbout, {"About", "À propos"}},
+    {Word::kPort, {"Serial port", "Port série"}},
+    {Word::kSpeed, {"Speed", "Vitesse"}},
+    {Word::kDataBits, {"Data bits", "Bits de données"}},
+    {Word::kStopBits, {"Stop bits", "Bits d'arrêt"}},
+    {Word::kParity, {"Parity", "Parité"}},
+    {Word::kFlow, {"Flow control", "Contrôle de flux"}},
+    {Word::kPeriod, {"Period", "Période"}},
+    {Word::kDeadBandPercent, {"Dead band, relative", "Bande morte relative"}},
+    {Word::kDeadBandAbs, {"Dead band, absolute", "Bande morte absolue"}},
+    {Word::kSilence, {"Longest silence", "Silence maximal"}},
+    {Word::kModel, {"Instrument", "Instrument"}},
+    {Word::kLibraryVersion, {"Library version", "Version de la bibliothèque"}},
+    {Word::kIdentification, {"Identification", "Identification"}},
+    {Word::kLink, {"Link", "Liaison"}},
+    {Word::kNotConnected, {"(not connected)", "(non connecté)"}},
+    {Word::kPleaseWait, {"Please wait...", "Veuillez patienter..."}},
+    {Word::kNotANumber, {"This is not a number.", "Ce n'est pas un nombre."}},
+    {Word::kOutOfRange, {"From % please.", "De % s'il vous plaît."}},
+    {Word::kNotAChoice, {"Choose one of the list.", "Choisissez dans la liste."}},
+    {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
+    {Word::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
+    {Word::kNothingToSet, {"Nothing to set.", "Rien à régler."}},
+    {Word::kYes, {"yes", "oui"}},
+    {Word::kNo, {"no", "non"}},
+}};
+
+std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
+
+std::string Say(Word word, Language language, const std::string& value) {
+  std::string text = Say(word, language);
+  const std::size_t place = text.find('%');
+  return place == std::string::npos ? text : text.replace(place, 1, value);
+}
+
+}  // namespace ulix

@@ -1,0 +1,63 @@
+// The words of the forms, in both languages.
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "base/text.h"
+
+namespace ulix {
+
+enum class Word {
+  kOk,
+  kCancel,
+  kApply,
+  kPages,
+  kCommunication,
+  kConfiguration,
+  kGeneral,
+  kChannel,
+  kChannels,
+  kGroup,
+  kName,
+  kOutputs,
+  kAbout,
+  kPort,
+  kSpeed,
+  kDataBits,
+  kStopBits,
+  kParity,
+  kFlow,
+  kPeriod,
+  kDeadBandPercent,
+  kDeadBandAbs,
+  kSilence,
+  kModel,
+  kLibraryVersion,
+  kIdentification,
+  kLink,
+  kNotConnected,
+  kPleaseWait,
+  kNotANumber,
+  kOutOfRange,
+  kNotAChoice,
+  kPortRange,
+  kNotTaken,
+  kNothingToSet,
+  kYes,
+  kNo,
+};
+
+struct WordRow {
+  Word word;
+  Words text;
+};
+
+// Every word, in the order of the enumeration; '%' in a text is where something is put in.
+extern const std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords;
+
+// In Windows-1252; the second form puts `value` in place of the '%'.
+std::string Say(Word word, Language language);
+std::string Say(Word word, Language language, const std::string& value);
+
+}  // namespace ulix

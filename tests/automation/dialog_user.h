@@ -1,0 +1,149 @@
+// Somebody who sits at the dialogs of a control: finds the window, presses keys in it, looks at it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace client {
+
+class DialogUser {
+ public:
+  // The dialog that this process shows; null when none comes in time.
+  HWND Find() {
+    for (int waited = 0; waited < 500; ++waited) {
+      dialog_ = nullptr;
+      EnumWindows(Visit, reinterpret_cast<LPARAM>(this));
+      if (dialog_) return dialog_;
+      Sleep(10);
+    }
+    return nullptr;
+  }
+
+  std::wstring Title() const { return TextOf(dialog_); }
+
+  // The entry that stands behind a label, or the box that has it.
+  HWND Entry(const std::wstring& label) const {
+    HWND found = nullptr;
+    const auto children = Children();
+    for (std::size_t k = 0; k < children.size(); ++k) {
+      std::wstring text = TextOf(children[k]);
+      std::erase(text, L'&');
+      if (text != label) continue;
+      found = ClassOf(children[k]) == L"Static" && k + 1 < children.size() ? children[k + 1] : children[k];
+    }
+    return found;
+  }
+  HWND FirstOf(const std::wstring& kind) const {
+    for (const HWND child : Children()) {
+      if (ClassOf(child) == kind) return child;
+    }
+    return nullptr;
+  }
+  // Whether a text stands anywhere in the dialog.
+  bool Says(const std::wstring& text) const {
+    for (const HWND child : Children()) {
+      if (TextOf(child).find(text) != std::wstring::npos) return true;
+    }
+    return false;
+  }
+
+  // Gives an entry the focus, as a click would.
+  void GoTo(HWND entry) const { SendMessageW(dialog_, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(entry), TRUE); }
+  HWND Focused() const {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof(info);
+    GetGUIThreadInfo(GetWindowThreadProcessId(dialog_, nullptr), &info);
+    return info.hwndFocus;
+  }
+  // A key in the window that has the focus now.
+  void Press(WORD key) const {
+    const HWND focused = Focused();
+    PostMessageW(focused, WM_KEYDOWN, key, 1);
+    PostMessageW(focused, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
+  }
+  // Replaces what stands in an entry, and waits until it stands there.
+  bool Type(HWND entry, const std::wstring& text) const {
+    GoTo(entry);
+    SetWindowTextFor(entry, L"");
+    const HWND target = Focused();
+    for (const wchar_t letter : text) PostMessageW(target, WM_CHAR, letter, 1);
+    return Eventually([&] { return TextOf(entry) == text; });
+  }
+  void Click(int button) const { PostMessageW(GetDlgItem(dialog_, button), BM_CLICK, 0, 0); }
+
+  template <typename Condition>
+  static bool Eventually(Condition&& condition) {
+    for (int waited = 0; waited < 500; ++waited) {
+      if (condition()) return true;
+      Sleep(10);
+    }
+    return false;
+  }
+  static std::wstring TextOf(HWND window) {
+    wchar_t text[512] = L"";
+    SendMessageW(window, WM_GETTEXT, 512, reinterpret_cast<LPARAM>(text));
+    return text;
+  }
+  bool IsOpen() const { return IsWindow(dialog_) && IsWindowVisible(dialog_); }
+
+  // Keeps what the screen shows of the dialog, when somebody asked for pictures.
+  void Picture(const std::string& name) const { Look(dialog_, name); }
+  static void Look(HWND window, const std::string& name) {
+    const char* folder = std::getenv("ULIX_TEST_PICTURES");
+    if (!folder) return;
+    Sleep(200);  // what is drawn on idle
+    RECT place;
+    GetWindowRect(window, &place);
+    const int width = place.right - place.left, height = place.bottom - place.top;
+    const HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    void* bits = nullptr;
+    const HBITMAP bitmap = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    const HGDIOBJ before = SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, screen, place.left, place.top, SRCCOPY);
+    std::ofstream file(std::string(folder) + "\\" + name + ".bgra", std::ios::binary);
+    file << width << ' ' << height << '\n';
+    file.write(static_cast<const char*>(bits), std::streamsize{4} * width * height);
+    SelectObject(memory, before);
+    DeleteObject(bitmap);
+    DeleteDC(memory);
+    ReleaseDC(nullptr, screen);
+  }
+
+ private:
+  static BOOL CALLBACK Visit(HWND window, LPARAM self) {
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    if (process != GetCurrentProcessId() || ClassOf(window) != L"#32770" || !IsWindowVisible(window)) return TRUE;
+    reinterpret_cast<DialogUser*>(self)->dialog_ = window;
+    return FALSE;
+  }
+  static BOOL CALLBACK Keep(HWND window, LPARAM list) {
+    reinterpret_cast<std::vector<HWND>*>(list)->push_back(window);
+    return TRUE;
+  }
+  std::vector<HWND> Children() const {
+    std::vector<HWND> children;
+    EnumChildWindows(dialog_, Keep, reinterpret_cast<LPARAM>(&children));
+    return children;
+  }
+  static std::wstring ClassOf(HWND window) {
+    wchar_t name[64] = L"";
+    GetClassNameW(window, name, 64);
+    return name;
+  }
+  static void SetWindowTextFor(HWND entry, const wchar_t* text) {
+    SendMessageW(entry, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text));
+  }
+
+  HWND dialog_ = nullptr;
+};
+
+}  // namespace client

@@ -1,0 +1,83 @@
+"""What the contract tests share: the program under test, run as its user runs it."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+from range_calibrator_stream import encode
+
+ULIX = "ulix"
+# Wine's ports have other names, are nobody's alone, and it has no pseudo terminals of its own to offer.
+UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
+NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
+NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
+
+
+def sets(**fields):
+    return [part for key, value in fields.items() for part in ("--set", f"{key.replace('_', '-')}={value}")]
+
+
+class ContractTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        # Nothing of the user's own ports and language; local time is seven hours ahead, so that UTC in its place shows.
+        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
+        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
+
+    def plug_in(self, unit):
+        self.addCleanup(unit.close)
+        return unit
+
+    def file(self, values):
+        path = self.folder / "file.cfg"
+        path.write_bytes(values if isinstance(values, bytes) else encode(values))
+        return path
+
+    def assert_saved(self, path, rows):
+        """`rows` from the third on, whatever the version rows hold."""
+        expected = encode([0, 0, *rows])[12:]
+        self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
+
+    def ulix(self, *args):
+        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=20)
+        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+    def succeed(self, *args):
+        status, out, err = self.ulix(*args)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def start(self, *args):
+        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, bufsize=0)
+        self.addCleanup(lambda: (process.kill(), process.communicate()))
+        return process
+
+    def read_line(self, process):
+        limit = threading.Timer(10, process.kill)
+        limit.start()
+        text = process.stdout.readline().decode("utf-8")
+        limit.cancel()
+        self.assertTrue(text.endswith("\n"), f"no line in time, only {text!r}")
+        return text.rstrip("\n")
+
+    def interrupt(self, process):
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(timeout=10)
+        return process.returncode, out.decode("utf-8"), err.decode("utf-8")
+
+
+def main():
+    global ULIX
+    ULIX = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)
