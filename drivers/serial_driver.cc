@@ -56,6 +56,7 @@ HRESULT SerialDriver::OpenPort() {
 // Of a port that was just opened.
 HRESULT SerialDriver::ApplyTimeouts() {
   partial_.clear();
+  cut_ = false;
   std::uint32_t read_ms = 0;
   std::uint32_t write_ms = 0;
   const HRESULT result = link_.GetTimeouts(&read_ms, &write_ms);

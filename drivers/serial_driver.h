@@ -40,7 +40,6 @@ struct Landmark {
 //
 // A device that vanishes closes the link. Each later exchange tries once to open it again, and, when it was connected,
 // says the words of the connection first; until then exchanges are serialCommErrCommClosed.
-
 class SerialDriver : public Driver {
  public:
   SerialDriver(const ModelCard& card, LineProfile profile, DriverServices services);
@@ -118,6 +117,7 @@ class SerialDriver : public Driver {
   Expected<std::string> Await(ReplyKind kind, ReplyPlan plan);
   bool TakeBehind(ReplyPlan plan);
   Expected<std::string> TakeLine(ReplyPlan plan);
+  bool SkipRest();
 
   LineProfile profile_;
   DriverServices services_;
@@ -128,6 +128,7 @@ class SerialDriver : public Driver {
   bool lost_ = false;     // the device went; to be had back
   bool formal_ = false;   // greeting or taking leave
   ReplyLedger owed_;
+  bool cut_ = false;     // the end of the last line was not read: it was longer than its plan
   std::string partial_;  // the start of a line that stopped midway: its rest alone would read as another value
 
   std::atomic<int> leaving_ = 0;  // threads that disconnect: exchanges stop trying again

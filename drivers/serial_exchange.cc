@@ -79,9 +79,22 @@ Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
   return Failure(serialCommErrUnableToReadComm);
 }
 
+// Of a line that was cut; false when its end does not come.
+bool SerialDriver::SkipRest() {
+  const Deadline patience = Deadline::In(clock(), MostChatter());
+  std::vector<char> rest(kLongestOwed);
+  while (!patience.Passed(clock())) {
+    rest.back() = profile_.terminator;  // a zero takes its place only when the buffer filled up first
+    if (Failed(link_.ReadLine(rest, profile_.terminator, 0))) break;
+    if (rest.back() != '\0') return true;
+  }
+  return false;
+}
+
 Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
   auto line = TakeLine(plan);
-  if (!line || IsCut(*line, plan)) Distrust();
+  cut_ = line && IsCut(*line, plan);
+  if (!line) Distrust();
   return line;
 }
 
@@ -143,15 +156,17 @@ Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan
   const std::lock_guard exchange(exchange_mutex_);
   const ReplyKind kind = KindOf(query);
   HRESULT result = HaveLinkBack();
+  if (Succeeded(result) && std::exchange(cut_, false) && !SkipRest()) Distrust();
   if (Succeeded(result) && !formal_) result = BringInStep(kind, query, plan);
   if (Succeeded(result) && owed_.full()) result = serialCommErrUnableToReadComm;
   const bool in_step = owed_.empty();
   if (Succeeded(result)) result = Ask(query, kind);
   if (Failed(result)) return Failure(result);
-  if (!in_step) return Await(kind, plan);
-  auto reply = TakeLine(plan);
+  auto reply = in_step ? TakeLine(plan) : Await(kind, plan);
+  if (!in_step && reply) reply->resize(std::min(reply->size(), static_cast<std::size_t>(plan.size) - 1));
+  if (!in_step) return reply;
   if (reply) owed_.Clear();
-  if (reply && IsCut(*reply, plan)) Distrust();
+  cut_ = reply && IsCut(*reply, plan);
   return reply;
 }
 

@@ -109,6 +109,30 @@ TEST_P(StaleReplies, FirstReadingAfterALongSilenceIsRight) {
   EXPECT_EQ(wrong, 0);
 }
 
+class CutReply : public LineBench {
+ protected:
+  CutReply() : LineBench("kelvo10") {}
+};
+
+// A line that is longer than what is read of it is read to its end before the next query: no byte goes out for it, and
+// its rest is no reply.
+TEST_F(CutReply, ItsRestIsNobodysReply) {
+  SetBench("identity", "KELVO10" + std::string(150, '7'));
+  ASSERT_EQ(device->Connect(), S_OK);
+  SetBench("measure-text", "1.5");
+  for (const int drip_ms : {0, 5}) {
+    bench->SetFaults({{FaultKind::kDrip, drip_ms}});
+    TakeSent();
+    std::string text;
+    EXPECT_EQ(device->Identify(&text), S_OK);
+    EXPECT_EQ(text, "KELVO10" + std::string(42, '7'));
+    const Reading reading = driver->ReadChannel(0);
+    EXPECT_EQ(reading.code, S_OK);
+    EXPECT_EQ(reading.value, 1.5F);
+    EXPECT_EQ(TakeSent(), "*IDN?\nMEAS?\n");
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(kReaders), NameOf);
 
 TEST(ReplyLedgerTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
