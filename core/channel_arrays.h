@@ -20,6 +20,13 @@ struct ChannelArrays {
   std::vector<Date> times;
 
   std::size_t size() const { return ids.size(); }
+  // Keeps what was allocated.
+  void clear() {
+    ids.clear();
+    values.clear();
+    errors.clear();
+    times.clear();
+  }
 };
 
 }  // namespace ulix

@@ -29,6 +29,7 @@ void Instrument::MarkDirty() { dirty_ = true; }
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);
   if (code == E_INVALIDARG) return Text(TextId::kInvalidArgument, options_.language);
+  if (const auto text = control_->driver->Description(code)) return Text(*text, options_.language);
   const ErrorRow* row = FindErrorText(*control_->driver, code);
   return row ? row->long_text.In(options_.language) : std::string();
 }
@@ -47,7 +48,7 @@ HRESULT Instrument::GetBinVersion(std::uint32_t* version_ms, std::uint32_t* vers
   });
 }
 
-HRESULT Instrument::GetDevVersion(std::string* version) { return Identify(version); }
+HRESULT Instrument::GetDevVersion(std::string* version) { return AskText(version, &Driver::DeviceVersion); }
 
 HRESULT Instrument::GetDevFileVersion(std::string* version) {
   return Member([&] { return Give(version, ""); });
@@ -100,13 +101,33 @@ HRESULT Instrument::SetSerialParams(const SerialParams& params) {
   });
 }
 
+HRESULT Instrument::GetNetworkAddress(std::optional<NetworkAddress>* address) {
+  return Member([&]() -> HRESULT {
+    if (!address) return E_INVALIDARG;
+    const auto current = control_->driver->GetNetworkAddress();
+    if (current) *address = *current;
+    return CodeOf(current);
+  });
+}
+
+HRESULT Instrument::SetNetworkAddress(const std::optional<NetworkAddress>& address) {
+  return Member([&] {
+    dirty_ = true;
+    return control_->driver->SetNetworkAddress(address);
+  });
+}
+
+std::span<const std::uint32_t> Instrument::BaudRates() const { return control_->driver->BaudRates(); }
+
 HRESULT Instrument::Connect() {
   return Member([&]() -> HRESULT {
     if (connected_) return S_OK;
     const HRESULT result = control_->driver->Connect();
-    if (Succeeded(result)) connected_ = true;
+    connected_ = result == S_OK;
+    const auto warning = control_->driver->TakeWarning();
+    if (warning && options_.user_interface) options_.user_interface->Warn(*this, Text(*warning, options_.language));
     if (Failed(result)) FireFailure(*control_, result);
-    return result;
+    return Failed(result) ? result : S_OK;
   });
 }
 
@@ -123,16 +144,19 @@ HRESULT Instrument::IsConnected(std::int32_t* connected) {
   return Member([&] { return Give(connected, connected_ ? 1 : 0); });
 }
 
-HRESULT Instrument::Identify(std::string* identification) {
+// The text is set, empty, also on failure.
+HRESULT Instrument::AskText(std::string* text, Expected<std::string> (Driver::*ask)()) {
   return Member([&]() -> HRESULT {
-    if (!identification) return E_INVALIDARG;
-    identification->clear();
+    if (!text) return E_INVALIDARG;
+    text->clear();
     if (!connected_) return E_UNEXPECTED;
-    const auto reply = control_->driver->Identify();
-    if (reply) *identification = *reply;
+    const auto reply = (*control_->driver.*ask)();
+    if (reply) *text = *reply;
     return CodeOf(reply);
   });
 }
+
+HRESULT Instrument::Identify(std::string* identification) { return AskText(identification, &Driver::Identify); }
 
 HRESULT Instrument::SendCfg() {
   return WhenConnected([&] { return control_->driver->SendCfg(); });

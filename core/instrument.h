@@ -16,6 +16,7 @@
 #include "core/error_info.h"
 #include "core/events.h"
 #include "core/group_settings.h"
+#include "core/record_sink.h"
 #include "core/user_interface.h"
 #include "drivers/driver.h"
 
@@ -118,6 +119,8 @@ class Instrument {
   HRESULT CanEditOutChans(std::int32_t* can);
 
   // --- recorded memory; a model without memory has no blocks, and every block id is unknown ---
+  // Ids go from 0 to 99; the cycle period alone takes 100. A long read tells its progress to the sinks and to the user
+  // interface, which may stop it: it then succeeds with no records. The last step told is 100.
   HRESULT MemBlocks(std::vector<std::uint32_t>* blocks);
   HRESULT CfgHasMemBlocks(std::int32_t* has);
   HRESULT GetMemBlockStatus(std::int32_t block, std::uint32_t* size, std::uint32_t* records,
@@ -142,6 +145,27 @@ class Instrument {
   void MarkDirty();
   // What error information says of a code; empty for codes that have no text.
   std::string DescriptionOf(HRESULT code) const;
+
+  // ReadMemBlock without the arrays: the records go to a sink as they come, of which no more are held than one exchange
+  // brings.
+  HRESULT StreamMemBlock(std::int32_t block, std::uint32_t records_max, bool clear, RecordSink& sink,
+                         std::uint32_t* records_read);
+
+  // The instrument's program and files of it; E_NOTIMPL for a model without one. Transfers connect when need be, and
+  // then disconnect at the end. They tell their progress as long reads do; stopped, they are kCancelled.
+  // CheckProgram asks no instrument: is the file one of the model's, and can all of it be sent?
+  HRESULT CheckProgram(const std::string& path, std::uint32_t* records);
+  HRESULT SendProgram(const std::string& path);
+  // The file is replaced only when all of the program was read.
+  HRESULT ReadProgram(const std::string& path);
+
+  // Asks the instrument which channels it has, where the model leaves that to it. Needs the connection.
+  HRESULT RefreshChannels();
+  // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL for a model that is on none.
+  HRESULT GetNetworkAddress(std::optional<NetworkAddress>* address);
+  HRESULT SetNetworkAddress(const std::optional<NetworkAddress>& address);
+  // The rates that its serial line can have.
+  std::span<const std::uint32_t> BaudRates() const;
 
   // Settings of a group; E_INVALIDARG for an unknown one, or a dead band that is no finite number.
   HRESULT GetGroupSettings(std::uint32_t group, GroupSettings* settings);
@@ -175,7 +199,13 @@ class Instrument {
   template <typename T>
   HRESULT GetGroupSetting(std::uint32_t group, T GroupSettings::*setting, T* place);
   HRESULT SetGroupMember(std::uint32_t group, ChannelId channel, bool member);
-  HRESULT UnknownBlock();
+  HRESULT CheckOutput(ChannelId channel) const;
+  HRESULT AskText(std::string* text, Expected<std::string> (Driver::*ask)());
+  Progress ProgressTeller();
+  template <typename Body>
+  HRESULT WithBlock(std::int32_t block, std::int32_t last, bool places_given, Body&& body);
+  template <typename Transfer>
+  HRESULT WithProgram(Transfer&& transfer);
   HRESULT SendValue(ChannelId channel, float value);
 
   void ResetToDefaults();

@@ -119,12 +119,16 @@ HRESULT Instrument::SendValue(ChannelId channel, float value) {
   return result;
 }
 
+HRESULT Instrument::CheckOutput(ChannelId channel) const {
+  if (!control_->channels.Knows(channel)) return E_INVALIDARG;
+  return IsOutput(control_->channels.Direction(channel)) ? S_OK : card().input_write_code;
+}
+
 HRESULT Instrument::SetChanVal(ChannelId channel, const Value& value) {
   return Member([&]() -> HRESULT {
     const auto number = NumberIn(value);
-    if (!control_->channels.Knows(channel) || !IsOutput(control_->channels.Direction(channel)) || !number) {
-      return E_INVALIDARG;
-    }
+    if (!number) return E_INVALIDARG;
+    if (const HRESULT result = CheckOutput(channel); Failed(result)) return result;
     return connected_ ? SendValue(channel, *number) : E_UNEXPECTED;
   });
 }
@@ -136,9 +140,8 @@ HRESULT Instrument::SetChansVals(std::span<const ChannelId> channels, std::span<
     std::vector<float> numbers;
     for (std::size_t i = 0; i < channels.size(); ++i) {
       const auto number = NumberIn(values[i]);
-      const bool writable =
-          control_->channels.Knows(channels[i]) && IsOutput(control_->channels.Direction(channels[i]));
-      if (!writable || !number) return E_INVALIDARG;
+      if (!number) return E_INVALIDARG;
+      if (const HRESULT result = CheckOutput(channels[i]); Failed(result)) return result;
       numbers.push_back(*number);
     }
     for (std::size_t i = 0; i < channels.size(); ++i) {

@@ -1,32 +1,198 @@
-// Members about recorded memory, as a control without memory answers them.
+// Members about recorded memory and about the instrument's program.
 #include "core/instrument_member.h"
+#include "core/record_decoder.h"
 
 namespace ulix {
+namespace {
+
+constexpr std::int32_t kLastCycleBlock = kLastMemBlock + 1;
+
+// The arrays of ReadMemBlock.
+class Collector final : public RecordSink {
+ public:
+  HRESULT Take(const ChannelArrays& records) override {
+    Append(all_.ids, records.ids);
+    Append(all_.values, records.values);
+    Append(all_.errors, records.errors);
+    Append(all_.times, records.times);
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    complete = true;
+    return S_OK;
+  }
+  ChannelArrays TakeAll() { return std::move(all_); }
+  bool complete = false;
+
+ private:
+  template <typename T>
+  static void Append(std::vector<T>& to, const std::vector<T>& from) {
+    to.insert(to.end(), from.begin(), from.end());
+  }
+  ChannelArrays all_;
+};
+
+}  // namespace
+
+// Tells the sinks and the person of each step; that person may stop the operation.
+Progress Instrument::ProgressTeller() {
+  return [control = control_, ui = options_.user_interface](const ProgressStep& step) {
+    control->sinks.Fire(&EventSink::Progress, step.percent);
+    return ui == nullptr || ui->ShowProgress(step);
+  };
+}
+
+// A member about one block: `last` is the highest id that it takes.
+template <typename Body>
+HRESULT Instrument::WithBlock(std::int32_t block, std::int32_t last, bool places_given, Body&& body) {
+  return Member([&]() -> HRESULT {
+    RecordedMemory* memory = control_->driver->memory();
+    if (memory == nullptr || !places_given || block < 0 || block > last) return E_INVALIDARG;
+    return body(*memory, static_cast<std::uint32_t>(block));
+  });
+}
 
 HRESULT Instrument::MemBlocks(std::vector<std::uint32_t>* blocks) {
-  return Member([&] { return Give(blocks, std::vector<std::uint32_t>()); });
+  return Member([&]() -> HRESULT {
+    if (!blocks) return E_INVALIDARG;
+    blocks->clear();
+    RecordedMemory* memory = control_->driver->memory();
+    if (memory == nullptr) return S_OK;
+    auto found = memory->Blocks();
+    if (found) *blocks = std::move(*found);
+    return CodeOf(found);
+  });
 }
 
 HRESULT Instrument::CfgHasMemBlocks(std::int32_t* has) {
-  return Member([&] { return Give(has, 0); });
+  return Member([&] {
+    const RecordedMemory* memory = control_->driver->memory();
+    return Give(has, memory != nullptr && memory->HasBlocks() ? 1 : 0);
+  });
 }
 
-HRESULT Instrument::UnknownBlock() {
-  return Member([] { return E_INVALIDARG; });
+HRESULT Instrument::GetMemBlockStatus(std::int32_t block, std::uint32_t* size, std::uint32_t* records,
+                                      std::int32_t* destructive_reading, std::int32_t* recording) {
+  const bool places_given = !AnyNull(size, records) && !AnyNull(destructive_reading, recording);
+  return WithBlock(block, kLastMemBlock, places_given, [&](RecordedMemory& memory, std::uint32_t id) -> HRESULT {
+    if (!connected_) return E_UNEXPECTED;
+    const auto status = memory.Status(id);
+    if (!status) return status.error();
+    *size = status->size;
+    *records = status->records;
+    *destructive_reading = 0;
+    *recording = status->recording ? 1 : 0;
+    return S_OK;
+  });
 }
 
-HRESULT Instrument::GetMemBlockStatus(std::int32_t, std::uint32_t*, std::uint32_t*, std::int32_t*, std::int32_t*) {
-  return UnknownBlock();
+HRESULT Instrument::StreamMemBlock(std::int32_t block, std::uint32_t records_max, bool clear, RecordSink& sink,
+                                   std::uint32_t* records_read) {
+  if (records_read) *records_read = 0;
+  return WithBlock(block, kLastMemBlock, records_read, [&](RecordedMemory& memory, std::uint32_t id) -> HRESULT {
+    if (!connected_) return E_UNEXPECTED;
+    const auto alive = control_;  // a host may let go of the control while it is told of the progress
+    RecordDecoder decoder;
+    ChannelArrays part;
+    std::uint32_t total = 0;
+    const auto take = [&](std::string_view bytes) {
+      part.clear();
+      decoder.Decode(bytes, part);
+      total += static_cast<std::uint32_t>(part.size());
+      return sink.Take(part);
+    };
+    const auto read = memory.Read(id, records_max, take, ProgressTeller());
+    if (!read) return read.error();
+    if (read->cancelled) return S_OK;
+    if (const HRESULT result = sink.Complete(); Failed(result)) return result;
+    *records_read = total;
+    // A part of a block is never cleared, on purpose. Of an empty one nothing is: 0 would clear what came since.
+    return clear && records_max == 0 && read->held > 0 ? memory.Clear(id, read->held) : S_OK;
+  });
 }
 
-HRESULT Instrument::ReadMemBlock(std::int32_t, std::uint32_t, bool, ChannelArrays*, std::uint32_t*) {
-  return UnknownBlock();
+HRESULT Instrument::ReadMemBlock(std::int32_t block, std::uint32_t records_max, bool clear, ChannelArrays* arrays,
+                                 std::uint32_t* records_read) {
+  if (!arrays || !records_read) {
+    return Member([] { return E_INVALIDARG; });
+  }
+  *arrays = {};
+  Collector collector;
+  const HRESULT result = StreamMemBlock(block, records_max, clear, collector, records_read);
+  // Also when only the clearing failed: what was read is not there a second time, if it was cleared after all.
+  if (collector.complete) *arrays = collector.TakeAll();
+  return result;
 }
 
-HRESULT Instrument::ClearMemBlock(std::int32_t, std::uint32_t) { return UnknownBlock(); }
-HRESULT Instrument::GetMemBlockName(std::int32_t, std::string*) { return UnknownBlock(); }
-HRESULT Instrument::GetMemBlockSize(std::int32_t, std::uint32_t*) { return UnknownBlock(); }
+HRESULT Instrument::ClearMemBlock(std::int32_t block, std::uint32_t records) {
+  return WithBlock(block, kLastMemBlock, true, [&](RecordedMemory& memory, std::uint32_t id) {
+    return connected_ ? memory.Clear(id, records) : E_UNEXPECTED;
+  });
+}
 
-HRESULT Instrument::GetMemBlockCyclePeriod(std::int32_t, std::uint32_t*, std::uint32_t*) { return UnknownBlock(); }
+// Blocks are shown from 1.
+HRESULT Instrument::GetMemBlockName(std::int32_t block, std::string* name) {
+  return WithBlock(block, kLastMemBlock, name,
+                   [&](RecordedMemory&, std::uint32_t id) { return Give(name, std::to_string(id + 1)); });
+}
+
+HRESULT Instrument::GetMemBlockSize(std::int32_t block, std::uint32_t* size) {
+  return WithBlock(block, kLastMemBlock, size, [&](RecordedMemory& memory, std::uint32_t id) {
+    const auto found = memory.BlockSize(id);
+    return found ? Give(size, *found) : found.error();
+  });
+}
+
+// Takes one id more than the other members, as it always did.
+HRESULT Instrument::GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cycle_records,
+                                           std::uint32_t* cycle_period) {
+  const bool places_given = !AnyNull(cycle_records, cycle_period);
+  return WithBlock(block, kLastCycleBlock, places_given, [&](RecordedMemory& memory, std::uint32_t id) -> HRESULT {
+    const auto cycle = memory.CyclePeriod(id);
+    if (!cycle) return cycle.error();
+    *cycle_records = cycle->records;
+    *cycle_period = cycle->period;
+    return S_OK;
+  });
+}
+
+// Runs a transfer with the instrument connected, which it is for that time only if it was not before.
+template <typename Transfer>
+HRESULT Instrument::WithProgram(Transfer&& transfer) {
+  return Member([&]() -> HRESULT {
+    const auto alive = control_;
+    ProgramTransfer* program = alive->driver->program();
+    if (program == nullptr) return E_NOTIMPL;
+    const bool was_connected = connected_;
+    if (const HRESULT result = Connect(); Failed(result)) return result;
+    const HRESULT result = transfer(*program);
+    if (!was_connected) Disconnect();
+    return result;
+  });
+}
+
+HRESULT Instrument::CheckProgram(const std::string& path, std::uint32_t* records) {
+  return Member([&]() -> HRESULT {
+    ProgramTransfer* program = control_->driver->program();
+    if (program == nullptr) return E_NOTIMPL;
+    if (records == nullptr) return E_INVALIDARG;
+    if (const HRESULT result = program->Check(path); Failed(result)) return result;
+    const auto count = program->CountRecords(path);
+    if (count) *records = *count;
+    return CodeOf(count);
+  });
+}
+
+HRESULT Instrument::SendProgram(const std::string& path) {
+  return WithProgram([&](ProgramTransfer& program) { return program.Send(path, ProgressTeller()); });
+}
+
+HRESULT Instrument::ReadProgram(const std::string& path) {
+  return WithProgram([&](ProgramTransfer& program) { return program.Read(path, ProgressTeller()); });
+}
+
+HRESULT Instrument::RefreshChannels() {
+  return WhenConnected([&] { return control_->driver->RefreshChannels(); });
+}
 
 }  // namespace ulix

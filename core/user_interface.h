@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+
+#include "drivers/progress.h"
 
 namespace ulix {
 
@@ -19,8 +22,12 @@ class UserInterface {
   virtual DialogResult EditCommParams(Instrument& instrument) = 0;
   virtual DialogResult EditCfg(Instrument& instrument) = 0;
   virtual void ShowProperties(Instrument& instrument) = 0;
+  // Something to be told that is no failure; Windows-1252.
+  virtual void Warn(Instrument&, const std::string& /*text*/) {}
   // A long operation has come to `percent`; false asks it to stop.
   virtual bool Progress(int percent) = 0;
+  // The same with what the operation says of itself, for those that show it.
+  virtual bool ShowProgress(const ProgressStep& step) { return Progress(step.percent); }
 };
 
 }  // namespace ulix

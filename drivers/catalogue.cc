@@ -7,6 +7,12 @@
 #include "drivers/calibrators/kelvo10/driver.h"
 #include "drivers/field/hart/driver.h"
 #include "drivers/field/hart/tables.h"
+#include "drivers/loggers/memolog/driver.h"
+#include "drivers/loggers/memolog/tables.h"
+#include "drivers/others/adt760/driver.h"
+#include "drivers/others/adt760/tables.h"
+#include "drivers/others/adt761/driver.h"
+#include "drivers/others/adt761/tables.h"
 #include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/flukehydra/tables.h"
 #include "drivers/others/isotech/driver.h"
@@ -24,12 +30,15 @@ namespace {
 constexpr std::array kModels = {
     CatalogueEntry{&kelvo10::kCard, kelvo10::Create},
     CatalogueEntry{&cmx310::kCard, cmx310::Create},
+    CatalogueEntry{&memolog::kCard, MakeDriver<memolog::MemologDriver>},
     CatalogueEntry{&hart::kCard, MakeDriver<hart::HartDriver>},
     CatalogueEntry{&isotech::kCard, MakeDriver<isotech::IsotechDriver>},
     CatalogueEntry{&kambic::kCard, MakeDriver<kambic::KambicDriver>},
     CatalogueEntry{&microk::kCard, MakeDriver<microk::MicrokDriver>},
     CatalogueEntry{&flukehydra::kCard, MakeDriver<flukehydra::FlukeHydraDriver>},
     CatalogueEntry{&jofrartcptc::kCard, MakeDriver<jofrartcptc::JofraRtcPtcDriver>},
+    CatalogueEntry{&adt760::kCard, MakeDriver<adt760::Adt760Driver>},
+    CatalogueEntry{&adt761::kCard, MakeDriver<adt761::Adt761Driver>},
 };
 
 }  // namespace

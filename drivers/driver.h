@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -11,8 +12,13 @@
 #include "base/result.h"
 #include "base/variant_stream.h"
 #include "drivers/model_card.h"
+#include "drivers/program_transfer.h"
+#include "drivers/recorded_memory.h"
+#include "links/network_address.h"
 #include "links/serial_link.h"
+#include "links/usb_library.h"
 #include "platform/clock.h"
+#include "resources/texts.h"
 
 namespace ulix {
 
@@ -20,6 +26,7 @@ namespace ulix {
 struct DriverServices {
   Clock* clock = &SystemClock();
   platform::SerialPortOpener open_serial_port = platform::OpenSerialPort;
+  UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
   LinkTrace trace;
   std::uint32_t timeout_ms = 0;  // replaces the link's read and write timeouts; 0 keeps the driver's own
 };
@@ -34,6 +41,9 @@ struct Reading {
 inline Reading ReadingOf(const Expected<float>& value) {
   return value ? Reading{S_OK, *value} : Reading{.code = value.error()};
 }
+
+// A connection that failed without an error: the instrument heard the question and would not say what it is.
+inline constexpr HRESULT kNotConnected = 1;
 
 struct ChannelLimit {
   float value = 0.0F;
@@ -58,12 +68,17 @@ class Driver {
   virtual HRESULT OpenLink() = 0;
   virtual bool LinkIsOpen() const = 0;
 
-  // Opens the link and makes sure that the instrument is the model. A failure closes the link again.
+  // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
+  // kNotConnected.
   virtual HRESULT Connect() = 0;
   // Hands the instrument back and closes the link; what the instrument thinks of it does not matter.
   virtual void Disconnect() = 0;
+  // What the user is to be told of the last connection although it is no failure; once.
+  virtual std::optional<TextId> TakeWarning() { return std::nullopt; }
   // The reply to the identification query, as it came.
   virtual Expected<std::string> Identify() = 0;
+  // What the instrument says of its version.
+  virtual Expected<std::string> DeviceVersion() { return Identify(); }
 
   // Both succeed where the instrument has no configuration to be told or asked.
   virtual HRESULT SendCfg() { return S_OK; }
@@ -81,6 +96,8 @@ class Driver {
   virtual bool OffersChannel(ChannelId) const { return true; }
   // Of a channel that the model has.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
+  // Asks the instrument which channels it has, where that is up to the instrument.
+  virtual HRESULT RefreshChannels() { return S_OK; }
   // As in the card; "" and 6 for an unknown channel or one that is not offered.
   virtual std::string ChannelUnit(ChannelId id) const;
   virtual int ChannelResolution(ChannelId id) const;
@@ -95,6 +112,17 @@ class Driver {
   // The serial settings, where the link is a serial one; E_NOTIMPL where it is not. They take effect at the next open.
   virtual Expected<SerialParams> GetSerialParams() const { return Failure(E_NOTIMPL); }
   virtual HRESULT SetSerialParams(const SerialParams&) { return E_NOTIMPL; }
+
+  virtual std::span<const std::uint32_t> BaudRates() const { return kBaudRates; }
+  // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL where it always is.
+  virtual Expected<std::optional<NetworkAddress>> GetNetworkAddress() const { return Failure(E_NOTIMPL); }
+  virtual HRESULT SetNetworkAddress(const std::optional<NetworkAddress>&) { return E_NOTIMPL; }
+  // What error information says of a code in place of its own text.
+  virtual std::optional<TextId> Description(HRESULT) const { return std::nullopt; }
+
+  // What else the instrument has; null for what it has not.
+  virtual RecordedMemory* memory() { return nullptr; }
+  virtual ProgramTransfer* program() { return nullptr; }
 
   // Whether another thread is in the middle of an exchange.
   bool IsBusy() const;

@@ -36,9 +36,11 @@ struct ModelCard {
   const char* config_text;  // what GetCfgText answers
   LinkKind link;
   std::int16_t expl_key_num;
-  bool fires_errors = false;  // whether failed connections and readings are told by DevError and SysError
-  HRESULT exception_code;     // start of the control's block; its first 0x100 codes are exceptions
+  bool fires_errors = false;                // whether failed connections and readings are told by DevError and SysError
+  HRESULT input_write_code = E_INVALIDARG;  // what writing an input channel gives
+  HRESULT exception_code;                   // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
+  bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
   std::span<const SettingRow> settings;
   std::span<const ErrorRow> errors;
 };

@@ -8,29 +8,34 @@
 namespace ulix {
 
 // Zero-terminated.
-using NumberedText = std::array<char, 64>;
+template <std::size_t kSize>
+using NumberedTextOf = std::array<char, kSize>;
+using NumberedText = NumberedTextOf<64>;
 
-// `before`, the number from 0 to 99, `after`. Does not compile where it does not fit.
-consteval NumberedText NumberText(std::string_view before, std::size_t number, std::string_view after) {
-  NumberedText text{};
+// `before`, the number from 0 to 9999, `after`. Does not compile where it does not fit.
+template <std::size_t kSize = 64>
+consteval NumberedTextOf<kSize> NumberText(std::string_view before, std::size_t number, std::string_view after) {
+  NumberedTextOf<kSize> text{};
   std::size_t end = 0;
   const auto add = [&](std::string_view part) {
     for (const char c : part) text.at(end++) = c;
   };
   add(before);
-  if (number >= 10) text.at(end++) = static_cast<char>('0' + number / 10);
-  text.at(end++) = static_cast<char>('0' + number % 10);
+  std::size_t unit = 1;
+  while (number / unit >= 10) unit *= 10;
+  for (; unit > 0; unit /= 10) text.at(end++) = static_cast<char>('0' + number / unit % 10);
   add(after);
   text.at(end) = '\0';
   return text;
 }
 
-// One for each number from 0.
-template <std::size_t kCount>
-consteval std::array<NumberedText, kCount> NumberTexts(std::string_view before, std::string_view after = {}) {
-  static_assert(kCount <= 100);
-  std::array<NumberedText, kCount> texts{};
-  for (std::size_t number = 0; number < kCount; ++number) texts[number] = NumberText(before, number, after);
+// One for each number from `first`.
+template <std::size_t kCount, std::size_t kSize = 64>
+consteval std::array<NumberedTextOf<kSize>, kCount> NumberTexts(std::string_view before, std::string_view after = {},
+                                                                std::size_t first = 0) {
+  static_assert(kCount < 10'000);
+  std::array<NumberedTextOf<kSize>, kCount> texts{};
+  for (std::size_t k = 0; k < kCount; ++k) texts[k] = NumberText<kSize>(before, first + k, after);
   return texts;
 }
 

@@ -71,15 +71,15 @@ HRESULT SerialDriver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
   lost_ = false;
   const HRESULT result = GreetOn(OpenLink());
-  greeted_ = Succeeded(result);
+  greeted_ = result == S_OK;
   return result;
 }
 
-// A failure closes the link.
+// A failure closes the link, and so does kNotConnected.
 HRESULT SerialDriver::GreetOn(HRESULT opened) {
   const Formalities greeting(*this);
   const HRESULT result = Failed(opened) ? opened : Greet();
-  if (Failed(result)) link_.Close();
+  if (result != S_OK) link_.Close();
   return result;
 }
 
@@ -104,7 +104,7 @@ HRESULT SerialDriver::HaveLinkBack() {
     return serialCommErrCommClosed;
   }
   if (greeted_) result = GreetOn(S_OK);
-  if (Succeeded(result)) lost_ = false;
+  if (result == S_OK) lost_ = false;
   return result;
 }
 

@@ -59,7 +59,8 @@ class SerialDriver : public Driver {
   HRESULT SetSerialParams(const SerialParams& params) override;
 
  protected:
-  // The words exchanged once the link is open, also when the device is back; a failure closes it again.
+  // The words exchanged once the link is open, also when the device is back; a failure closes it again, and so does
+  // kNotConnected.
   virtual HRESULT Greet() = 0;
   // The last words before the link is closed.
   virtual void TakeLeave() {}
@@ -69,6 +70,9 @@ class SerialDriver : public Driver {
   virtual Landmark landmark() const { return {}; }
   // Whether the line ends with a reply to the landmark's query: another one that stopped midway may stand before it.
   virtual bool IsLandmark(std::string_view /*reply*/) const { return false; }
+
+  // How a command goes out: as a line, unless a model has other frames.
+  virtual HRESULT Transmit(std::string_view command) { return link_.WriteLine(command, profile_.terminator, 0); }
 
   HRESULT Send(std::string_view command);
   // A further line of the answer. None is serialCommErrUnableToReadComm, and so is an empty one.
@@ -91,6 +95,8 @@ class SerialDriver : public Driver {
   // Throws away what has come.
   void DiscardInput();
 
+  // Opens the port of a device that went, and greets it; S_OK where there is nothing to do. Every exchange begins so.
+  HRESULT HaveLinkBack();
   // For exchanges that are no lines: before one, and after an operation on the link that failed.
   HRESULT PrepareLine();
   void Distrust() { owed_.Asked(ReplyKind::kPlain); }
@@ -107,7 +113,6 @@ class SerialDriver : public Driver {
   HRESULT OpenPort();
   HRESULT ApplyTimeouts();
   HRESULT GreetOn(HRESULT opened);
-  HRESULT HaveLinkBack();
 
   ReplyKind KindOf(std::string_view query) const;
   HRESULT Ask(std::string_view query, ReplyKind kind);

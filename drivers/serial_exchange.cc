@@ -10,14 +10,13 @@ namespace ulix {
 
 namespace {
 
+// At the end of a buffer, whose last place is only written when a line fills it.
+constexpr char kNotFilled = 1;
+
 // Beyond these a line that does not come in step is left for the next exchange.
 constexpr int kMostProbes = 6;
 constexpr int kLongestOwed = 4096;          // of the lines that are thrown away; as much as a system holds for a reader
 constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
-
-bool IsCut(std::string_view line, const ReplyPlan& plan) {
-  return line.size() + 1 >= static_cast<std::size_t>(plan.size) && !plan.start_does;
-}
 
 }  // namespace
 
@@ -28,7 +27,7 @@ ReplyKind SerialDriver::KindOf(std::string_view query) const {
 HRESULT SerialDriver::Send(std::string_view command) {
   const std::lock_guard exchange(exchange_mutex_);
   if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
-  const HRESULT result = link_.WriteLine(command, profile_.terminator, 0);
+  const HRESULT result = Transmit(command);
   if (Failed(result)) NoteLoss();
   return result;
 }
@@ -69,7 +68,9 @@ Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
   for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
     const auto rest = std::span(buffer).subspan(line.size());
     std::fill(rest.begin(), rest.end(), '\0');
+    rest.back() = kNotFilled;
     const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
+    cut_ = Succeeded(result) && rest.back() != kNotFilled && !plan.start_does;
     line += rest.data();
     if (Succeeded(result) && !line.empty()) return line;
     if (leaving_ > 0) break;
@@ -84,16 +85,15 @@ bool SerialDriver::SkipRest() {
   const Deadline patience = Deadline::In(clock(), MostChatter());
   std::vector<char> rest(kLongestOwed);
   while (!patience.Passed(clock())) {
-    rest.back() = profile_.terminator;  // a zero takes its place only when the buffer filled up first
+    rest.back() = kNotFilled;
     if (Failed(link_.ReadLine(rest, profile_.terminator, 0))) break;
-    if (rest.back() != '\0') return true;
+    if (rest.back() == kNotFilled) return true;
   }
   return false;
 }
 
 Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
   auto line = TakeLine(plan);
-  cut_ = line && IsCut(*line, plan);
   if (!line) Distrust();
   return line;
 }
@@ -113,8 +113,8 @@ Expected<std::string> SerialDriver::Await(ReplyKind kind, ReplyPlan plan) {
   auto line = TakeLine(plan);
   auto foreign = line;
   while (line) {
-    const bool whole = !within && !IsCut(*line, plan);
-    within = IsCut(*line, plan);
+    const bool whole = !within && !cut_;
+    within = cut_;
     const ReplyKind came = IsLandmark(*line) ? ReplyKind::kLandmark : ReplyKind::kPlain;
     if (whole) owed_.Came(came);
     if (whole && came == ReplyKind::kLandmark && !TakeBehind(plan)) return Failure(serialCommErrUnableToReadComm);
@@ -166,7 +166,6 @@ Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan
   if (!in_step && reply) reply->resize(std::min(reply->size(), static_cast<std::size_t>(plan.size) - 1));
   if (!in_step) return reply;
   if (reply) owed_.Clear();
-  cut_ = reply && IsCut(*reply, plan);
   return reply;
 }
 

@@ -322,7 +322,7 @@ std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<Ch
 }
 
 Page AboutPage(Instrument& instrument, Language language) {
-  std::string version, identification = Say(Word::kNotConnected, language), link;
+  std::string version, identification = Say(Word::kNoInstrument, language), link;
   instrument.Version(&version);
   instrument.GetCommInfo(&link);
   std::int32_t connected = 0;

@@ -30,7 +30,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kLibraryVersion, {"Library version", "Version de la bibliothèque"}},
     {Word::kIdentification, {"Identification", "Identification"}},
     {Word::kLink, {"Link", "Liaison"}},
-    {Word::kNotConnected, {"(not connected)", "(non connecté)"}},
+    {Word::kNoInstrument, {"(not connected)", "(non connecté)"}},
     {Word::kPleaseWait, {"Please wait...", "Veuillez patienter..."}},
     {Word::kNotANumber, {"This is not a number.", "Ce n'est pas un nombre."}},
     {Word::kOutOfRange, {"From % please.", "De % s'il vous plaît."}},

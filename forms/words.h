@@ -36,7 +36,7 @@ enum class Word {
   kLibraryVersion,
   kIdentification,
   kLink,
-  kNotConnected,
+  kNoInstrument,
   kPleaseWait,
   kNotANumber,
   kOutOfRange,

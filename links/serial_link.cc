@@ -13,26 +13,8 @@ constexpr std::uint32_t kReceiveQueue = 2000;
 constexpr std::uint32_t kTransmitQueue = 1000;
 constexpr platform::SerialTimeouts kDefaultTimeouts = {.read_ms = 1000, .write_ms = 1000};
 
-// Formatted once, with the port number that every link has when it is made: all links of the machine share one mutex,
-// whatever ports they drive. Programs rely on it to interleave whole operations.
-constexpr const char* kPortMutexName = "SerialComMutex1";
-
 bool IsSupportedRate(std::uint32_t rate) {
   return std::find(kBaudRates.begin(), kBaudRates.end(), rate) != kBaudRates.end();
-}
-
-platform::LineSettings LineSettingsOf(const SerialParams& params) {
-  platform::LineSettings line;
-  line.baud_rate = params.baudRate;
-  line.data_bits = params.dataBitsCode == 1 ? 8 : 7;
-  line.stop_bits = params.stopBitsCode == 1 ? 2 : 1;
-  line.parity = params.parityCode == 0   ? platform::Parity::kEven
-                : params.parityCode == 1 ? platform::Parity::kOdd
-                                         : platform::Parity::kNone;
-  line.flow_control = params.handshakeCode == 0   ? platform::FlowControl::kDtrDsr
-                      : params.handshakeCode == 2 ? platform::FlowControl::kXonXoff
-                                                  : platform::FlowControl::kNone;
-  return line;
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -12,15 +11,16 @@
 #include <string_view>
 
 #include "base/result.h"
+#include "links/link_trace.h"
 #include "links/serial_params.h"
 #include "platform/named_mutex.h"
 #include "platform/serial_port.h"
 
 namespace ulix {
 
-enum class TraceDirection { kSent, kReceived };
-// Told of every piece that went over a link, on the thread that moved it.
-using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
+// Formatted once, with the port number that every link has when it is made: all links of the machine share one mutex,
+// whatever ports they drive. Programs rely on it to interleave whole operations.
+inline constexpr const char* kPortMutexName = "SerialComMutex1";
 
 // Every operation that touches the port holds one mutex shared by all processes of the machine, whatever port it
 // drives, so that whole operations interleave and never bytes. It is waited for at most 60 s; E_FAIL when it was not

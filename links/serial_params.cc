@@ -71,6 +71,20 @@ std::string CommInfoText(const SerialParams& params, Language language) {
   return text + ")";
 }
 
+platform::LineSettings LineSettingsOf(const SerialParams& params) {
+  platform::LineSettings line;
+  line.baud_rate = params.baudRate;
+  line.data_bits = params.dataBitsCode == 1 ? 8 : 7;
+  line.stop_bits = params.stopBitsCode == 1 ? 2 : 1;
+  line.parity = params.parityCode == 0   ? platform::Parity::kEven
+                : params.parityCode == 1 ? platform::Parity::kOdd
+                                         : platform::Parity::kNone;
+  line.flow_control = params.handshakeCode == 0   ? platform::FlowControl::kDtrDsr
+                      : params.handshakeCode == 2 ? platform::FlowControl::kXonXoff
+                                                  : platform::FlowControl::kNone;
+  return line;
+}
+
 void SaveParams(VariantWriter& writer, const SerialParams& params) {
   writer.I2(static_cast<std::int16_t>(params.port));
   writer.Ui4(params.baudRate);

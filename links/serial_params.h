@@ -8,6 +8,7 @@
 #include "base/result.h"
 #include "base/text.h"
 #include "base/variant_stream.h"
+#include "platform/serial_port.h"
 
 namespace ulix {
 
@@ -40,6 +41,9 @@ std::string FlowText(std::int32_t code, Language language);
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". The word CMX310 stands there whatever
 // the instrument is; hosts show the text as it is.
 std::string CommInfoText(const SerialParams& params, Language language);
+
+// What a port is told of them.
+platform::LineSettings LineSettingsOf(const SerialParams& params);
 
 // Six values in the order of the fields. Loading stops at the first value of another type (E_INVALIDARG) or at the
 // stream's own failure, and keeps the fields read so far.

@@ -19,6 +19,15 @@ constexpr std::array kTexts = {
     TextRow{TextId::kNotOpened, {"Communication not opened", "Communication non ouverte"}},
     TextRow{TextId::kInvalidArgument, {"Invalid Argument", "Argument incorrect"}},
     TextRow{TextId::kNoGroupId, {"Group ID not available", "ID de groupe non disponible"}},
+    TextRow{TextId::kNoModbusServer, {"Unable to access UlixModbusServer", "Impossible d'accéder à UlixModbusServer"}},
+    TextRow{TextId::kAccessRights,
+            {"Access Rights Configuration Problem.\nPlease, contact your Network Administrator.",
+             "Problème de configuration des droits d'accès.\nVeuillez contacter votre administrateur réseau."}},
+    TextRow{TextId::kNoIpPort, {"Unable to open IP Port", "Impossible d'ouvrir le port IP"}},
+    TextRow{TextId::kNoSerialPort, {"Unable to open Local Serial Port", "Impossible d'ouvrir le port série local"}},
+    TextRow{TextId::kOpenedLate,
+            {"The serial port could be opened after several attempts only",
+             "Le port série n'a pu être ouvert qu'après plusieurs tentatives"}},
 };
 
 }  // namespace

@@ -20,6 +20,11 @@ enum class TextId : int {
   kNotOpened = 513,
   kInvalidArgument = 514,
   kNoGroupId = 518,
+  kNoModbusServer = 521,
+  kAccessRights = 523,
+  kNoIpPort = 524,
+  kNoSerialPort = 525,
+  kOpenedLate = 7662,
 };
 
 struct TextRow {

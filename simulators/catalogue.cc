@@ -2,6 +2,8 @@
 #include <iterator>
 
 #include "base/text.h"
+#include "simulators/adt760.h"
+#include "simulators/adt761.h"
 #include "simulators/cmx310.h"
 #include "simulators/flukehydra.h"
 #include "simulators/hart.h"
@@ -9,6 +11,7 @@
 #include "simulators/jofrartcptc.h"
 #include "simulators/kambic.h"
 #include "simulators/kelvo10.h"
+#include "simulators/memolog.h"
 #include "simulators/microk.h"
 #include "simulators/simulator.h"
 
@@ -26,14 +29,13 @@ std::unique_ptr<Simulator> Make(Clock& clock) {
 }
 
 constexpr CatalogueRow kCatalogue[] = {
-    {"kelvo10", Make<Kelvo10Simulator>},
-    {"cmx310", Make<Cmx310Simulator>},
-    {"hart", Make<HartSimulator>},
-    {"isotech", Make<IsotechSimulator>},
-    {"kambic", Make<KambicSimulator>},
-    {"microk", Make<MicrokSimulator>},
-    {"flukehydra", Make<FlukeHydraSimulator>},
+    {"kelvo10", Make<Kelvo10Simulator>},         {"cmx310", Make<Cmx310Simulator>},
+    {"memolog", Make<MemologSimulator>},         {"hart", Make<HartSimulator>},
+    {"isotech", Make<IsotechSimulator>},         {"kambic", Make<KambicSimulator>},
+    {"microk", Make<MicrokSimulator>},           {"flukehydra", Make<FlukeHydraSimulator>},
     {"jofrartcptc", Make<JofraRtcPtcSimulator>},
+    {"adt760", Make<Adt760Simulator>},
+    {"adt761", Make<Adt761Simulator>},
 };
 
 }  // namespace

@@ -24,6 +24,9 @@ class Simulator {
   virtual ~Simulator() = default;
   // Takes bytes as they come off the wire and returns one reply for every whole request that they complete.
   virtual std::vector<SimulatedReply> Receive(std::string_view bytes) = 0;
+  // Tells it, before any byte, that it is served on a network instead of a line: some protocols have other frames
+  // there.
+  virtual void OnNetwork() {}
   // The instrument's own way to refuse a request, for the fault `refuse`.
   virtual std::string Refusal() const = 0;
   // Sets a property of the simulated device, such as "input" or "identity"; E_INVALIDARG for one that it does not have.

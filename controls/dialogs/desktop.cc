@@ -2,6 +2,7 @@
 
 #include "controls/dialogs/form_dialog.h"
 #include "controls/dialogs/progress_dialog.h"
+#include "controls/dialogs/window_text.h"
 #include "forms/instrument_forms.h"
 
 namespace ulix::controls {
@@ -32,6 +33,11 @@ DialogResult Desktop::EditCfg(Instrument& instrument) {
 
 void Desktop::ShowProperties(Instrument& instrument) {
   AskInWindow(PropertiesForm(instrument, language_), language_, GetActiveWindow());
+}
+
+void Desktop::Warn(Instrument& instrument, const std::string& text) {
+  const std::wstring title = WideOf(instrument.card().display_name.In(language_));
+  MessageBoxW(GetActiveWindow(), WideOf(text).c_str(), title.c_str(), MB_OK | MB_ICONWARNING);
 }
 
 bool Desktop::Progress(int percent) {

@@ -24,6 +24,7 @@ class Desktop final : public UserInterface {
   DialogResult EditCommParams(Instrument& instrument) override;
   DialogResult EditCfg(Instrument& instrument) override;
   void ShowProperties(Instrument& instrument) override;
+  void Warn(Instrument& instrument, const std::string& text) override;
   bool Progress(int percent) override;
 
  private:

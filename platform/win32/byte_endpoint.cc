@@ -1,10 +1,10 @@
 #include "platform/byte_endpoint.h"
 
-#include <winsock2.h>
-
 #include <algorithm>
 #include <optional>
 #include <utility>
+
+#include "platform/win32/socket_handle.h"
 
 namespace ulix::platform {
 namespace {
@@ -12,45 +12,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Sockets work while one of these lives.
-class SocketLibrary {
- public:
-  SocketLibrary() { ready_ = WSAStartup(MAKEWORD(2, 2), &data_) == 0; }
-  ~SocketLibrary() {
-    if (ready_) WSACleanup();
-  }
-  SocketLibrary(const SocketLibrary&) = delete;
-  SocketLibrary& operator=(const SocketLibrary&) = delete;
-
- private:
-  WSADATA data_{};
-  bool ready_ = false;
-};
-
-class Socket {
- public:
-  Socket() = default;
-  explicit Socket(SOCKET socket) : socket_(socket) {}
-  Socket(Socket&& other) noexcept : socket_(std::exchange(other.socket_, INVALID_SOCKET)) {}
-  Socket& operator=(Socket&& other) noexcept {
-    std::swap(socket_, other.socket_);
-    return *this;
-  }
-  ~Socket() {
-    if (valid()) closesocket(socket_);
-  }
-  SOCKET get() const { return socket_; }
-  bool valid() const { return socket_ != INVALID_SOCKET; }
-  bool Unblock() const {
-    u_long on = 1;
-    return ioctlsocket(socket_, FIONBIO, &on) == 0;
-  }
-
- private:
-  SOCKET socket_ = INVALID_SOCKET;
-};
-
-bool WaitReadable(const Socket& socket, steady_clock::time_point until) {
+bool WaitReadable(const SocketHandle& socket, steady_clock::time_point until) {
   const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now()).count();
   WSAPOLLFD entry{.fd = socket.get(), .events = POLLRDNORM, .revents = 0};
   return WSAPoll(&entry, 1, static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000))) > 0;
@@ -60,7 +22,8 @@ bool OnlyLater() { return WSAGetLastError() == WSAEWOULDBLOCK; }
 
 class TcpEndpoint final : public ByteEndpoint {
  public:
-  TcpEndpoint(Socket listener, std::string address) : listener_(std::move(listener)), address_(std::move(address)) {}
+  TcpEndpoint(SocketHandle listener, std::string address)
+      : listener_(std::move(listener)), address_(std::move(address)) {}
 
   const std::string& address() const override { return address_; }
 
@@ -73,7 +36,7 @@ class TcpEndpoint final : public ByteEndpoint {
       }
       const int count = recv(client_.get(), bytes.data(), static_cast<int>(bytes.size()), 0);
       if (count > 0) return static_cast<std::size_t>(count);
-      if (count == 0 || !OnlyLater()) client_ = Socket();
+      if (count == 0 || !OnlyLater()) client_ = SocketHandle();
     }
     return 0;
   }
@@ -85,14 +48,14 @@ class TcpEndpoint final : public ByteEndpoint {
         bytes.remove_prefix(static_cast<std::size_t>(count));
         continue;
       }
-      if (!OnlyLater()) client_ = Socket();
+      if (!OnlyLater()) client_ = SocketHandle();
       return;
     }
   }
 
  private:
   void Accept() {
-    client_ = Socket(accept(listener_.get(), nullptr, nullptr));
+    client_ = SocketHandle(accept(listener_.get(), nullptr, nullptr));
     const BOOL on = TRUE;
     if (client_.valid() && client_.Unblock()) {
       setsockopt(client_.get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);
@@ -100,14 +63,14 @@ class TcpEndpoint final : public ByteEndpoint {
   }
 
   SocketLibrary library_;
-  Socket listener_;
-  Socket client_;
+  SocketHandle listener_;
+  SocketHandle client_;
   std::string address_;
 };
 
 // The port that a listener got; none when it could not listen. Without the exclusive use another program could listen
 // on the same port.
-std::optional<int> ListenOn(const Socket& listener, int port) {
+std::optional<int> ListenOn(const SocketHandle& listener, int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<u_short>(port));
@@ -129,7 +92,7 @@ Expected<std::unique_ptr<ByteEndpoint>> OpenPseudoTerminal() { return Failure(E_
 Expected<std::unique_ptr<ByteEndpoint>> ListenOnTcp(int port) {
   if (port < 0 || port > 65535) return Failure(E_INVALIDARG);
   const SocketLibrary library;
-  Socket listener(socket(AF_INET, SOCK_STREAM, 0));
+  SocketHandle listener(socket(AF_INET, SOCK_STREAM, 0));
   const auto taken = listener.valid() ? ListenOn(listener, port) : std::nullopt;
   if (!taken) return Failure(E_FAIL);
   return std::make_unique<TcpEndpoint>(std::move(listener), "127.0.0.1:" + std::to_string(*taken));

@@ -1,12 +1,13 @@
 """Runs the component server as its hosts do, under Wine: registered, created by ProgID, on real terminals, taken away.
 
-Run as: python3 run.py LIBRARY CLIENT EXAMPLE [googletest options of the client]
+Run as: python3 run.py LIBRARY USB_HELPER CLIENT EXAMPLE [googletest options of the client]
 """
 
 import contextlib
 import os
 import pathlib
 import re
+import shutil
 import signal
 import struct
 import subprocess
@@ -17,6 +18,7 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
 import instruments  # noqa: E402
+from adt761_instrument import Adt761Instrument  # noqa: E402
 from serial_instrument import SerialInstrument  # noqa: E402
 
 WINE = str(ROOT / "scripts" / "wine")
@@ -69,11 +71,19 @@ def keys(hive):
 
 
 class Server(unittest.TestCase):
-    library = client = example = None
+    library = usb_helper = client = example = None
     options = ()
 
+    def setUp(self):
+        # The library has its own folder, in which it looks for the helper of its USB links: here a simulated one.
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        for file in (self.library, self.usb_helper):
+            shutil.copy(file, folder.name)
+        self.installed = pathlib.Path(folder.name, pathlib.Path(self.library).name)
+
     def register(self, *how):
-        self.assertEqual(wine("regsvr32", "/s", *how, windows_path(self.library)), (0, ""))
+        self.assertEqual(wine("regsvr32", "/s", *how, windows_path(self.installed)), (0, ""))
 
     def succeed(self, *arguments, **options):
         code, output = wine(*arguments, **options)
@@ -96,7 +106,9 @@ class Server(unittest.TestCase):
         bench = {}
         for number, (word, command_set) in enumerate(INSTRUMENTS.items(), FIRST_PORT):
             bench[word] = number, SerialInstrument(command_set, {"MEAS?": "12.345 V"} if word == "Kelvo10" else None)
-            self.addCleanup(bench[word][1].close)
+        bench["Adt761"] = FIRST_PORT + len(INSTRUMENTS), Adt761Instrument()
+        for _, unit in bench.values():
+            self.addCleanup(unit.close)
         return bench
 
     def test_registers_for_the_user_alone(self):
@@ -126,7 +138,7 @@ class Server(unittest.TestCase):
             given.write_bytes(STREAM)
             env = os.environ | {"ULIX_TEST_PORT": str(KELVO10_PORT), "ULIX_TEST_STREAM": windows_path(given),
                                 "ULIX_TEST_KEPT": windows_path(kept), "ULIX_TRACE": "1",
-                                "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items())}
+                                "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items()) + ",Adt760=0"}
             output = self.succeed(*links, self.client, *self.options, env=env, seconds=300)
             if self.options:
                 print(output)
@@ -158,6 +170,6 @@ class Server(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Server.library, Server.client, Server.example, *options = sys.argv[1:]
+    Server.library, Server.usb_helper, Server.client, Server.example, *options = sys.argv[1:]
     Server.options = tuple(options)
     unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -23,6 +23,7 @@ def sets(**fields):
 
 
 class ContractTest(unittest.TestCase):
+    program = None  # the one under test, unless a test sets another
     maxDiff = None
 
     def setUp(self):
@@ -48,7 +49,7 @@ class ContractTest(unittest.TestCase):
         self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
 
     def ulix(self, *args):
-        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+        done = subprocess.run([self.program or ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
                               timeout=20)
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
 
@@ -58,7 +59,7 @@ class ContractTest(unittest.TestCase):
         return out
 
     def start(self, *args):
-        process = subprocess.Popen([ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        process = subprocess.Popen([self.program or ULIX, *args], env=self.env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, bufsize=0)
         self.addCleanup(lambda: (process.kill(), process.communicate()))
         return process

@@ -86,7 +86,7 @@ TEST_P(StaleReplies, CostNoByteInOrdinaryExchanges) {
   EXPECT_EQ(read(), ordinary);
   bench->SetFaults({{FaultKind::kSilent}});
   EXPECT_EQ(driver->ReadChannel(reader.channels[0]).code, serialCommErrUnableToReadComm);
-  EXPECT_EQ(TakeSent(), ordinary) << "the query that fails";
+  EXPECT_TRUE(ordinary.starts_with(TakeSent())) << "the query that fails";
   bench->SetFaults({});
   const std::string next = read();
   EXPECT_GT(next.size(), ordinary.size());

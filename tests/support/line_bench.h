@@ -11,6 +11,7 @@
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
 #include "simulators/in_process_port.h"
+#include "simulators/in_process_usb.h"
 #include "simulators/simulator.h"
 #include "tests/support/manual_clock.h"
 
@@ -32,6 +33,7 @@ class LineBench : public testing::Test {
     DriverServices services;
     services.clock = &clock;
     services.open_serial_port = OpenerOf(bench);
+    services.load_usb_library = UsbLoaderOf(bench, clock);
     services.trace = [this](TraceDirection direction, std::string_view bytes) {
       if (direction == TraceDirection::kSent) sent += bytes;
     };

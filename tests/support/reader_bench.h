@@ -41,6 +41,7 @@ inline const Reader kReaders[] = {
     {"JofraRtc", "jofrartcptc", {}, kStillBlock, {2}, {"set-point"}, 1000},
     {"JofraCtc", "jofrartcptc", {{"model", "1"}}, kStillCtc, {2}, {"set-point"}, 1000},
     {"Kambic", "kambic", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 3000},
+    {"Adt761", "adt761", {}, {{"item", "V"}}, {0}, {"value"}, 1000},
     {"Hart", "hart", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 1000},
 };
 

@@ -5,7 +5,9 @@
 #include <string>
 
 #include "drivers/catalogue.h"
+#include "links/network_errors.h"
 #include "links/serial_errors.h"
+#include "links/usb_errors.h"
 #include "resources/texts.h"
 
 namespace ulix {
@@ -35,6 +37,8 @@ Tables AllTables() {
   Tables tables;
   for (const TextRow& row : AllTexts()) Add(tables, static_cast<int>(row.id), row.words);
   Add(tables, SerialErrorTexts());
+  Add(tables, NetworkErrorTexts());
+  Add(tables, UsbErrorTexts());
   for (const CatalogueEntry& entry : Catalogue()) {
     Add(tables, entry.card->display_name_id, entry.card->display_name);
     Add(tables, entry.card->errors);

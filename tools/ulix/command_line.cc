@@ -34,6 +34,8 @@ constexpr std::array kVerbs = {
     Verb{"run", "Start the instrument", DefineRun},
     Verb{"stop", "Stop the instrument", DefineStop},
     Verb{"config", "Show, send or read the instrument's configuration", DefineConfig},
+    Verb{"memory", "List, read or clear what a logger has recorded", DefineMemory},
+    Verb{"program", "Check, send or read back a logger's program", DefineProgram},
     Verb{"error", "What a result code means", DefineError},
     Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
     Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},
@@ -47,6 +49,8 @@ constexpr char kFooter[] =
   ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60 --csv run.csv --plot run.svg
   ulix set kelvo10 OUT 12.5 --port COM5
   ulix config kelvo10 send --port 5 --set input-function=TC --set input-sensor=TYP_K --save bench.cfg
+  ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv --plot oven.svg
+  ulix program memolog send oven.p90 --port 5 --slave 3
   ulix error 0x80044403 --lang fr
   ulix simulate kelvo10 --fault delay=200
 
@@ -74,6 +78,7 @@ int RunVerb(int argc, char** argv) {
   app.set_version_flag("--version", "ulix " + VersionText());
   app.footer(kFooter);
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // an argument that begins with '/' is a path on every system
   std::map<const CLI::App*, Action> actions;
   for (const Verb& verb : kVerbs) {
     CLI::App* const command = app.add_subcommand(verb.name, verb.summary);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <functional>
 #include <span>
 #include <variant>
@@ -54,13 +55,18 @@ CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const Cod
   return verb.add_option_function<std::string>(name, handle, help)->type_name(allowed);
 }
 
-std::string BaudRates() {
-  return Joined(kBaudRates, ", ", [](std::uint32_t rate) { return std::to_string(rate); });
+std::string Rates(std::span<const std::uint32_t> rates) {
+  return Joined(rates, ", ", [](std::uint32_t rate) { return std::to_string(rate); });
+}
+
+UsageError NotARate(const std::string& text, std::span<const std::uint32_t> rates) {
+  return {"--baud", "'" + text + "' is no rate; takes one of " + Rates(rates)};
 }
 
 std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
   const bool simulated = !options.port.empty() && std::holds_alternative<SimulatedPort>(ParsePort(options.port));
-  return simulated ? std::make_unique<SimulatedLine>(options.model) : nullptr;
+  if (!simulated) return nullptr;
+  return std::make_unique<SimulatedLine>(options.model);
 }
 
 DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
@@ -68,7 +74,10 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   services.timeout_ms = options.timeout_ms;
   services.trace = std::move(trace);
   if (!services.trace && options.trace) services.trace = TraceToStandardError();
-  if (line != nullptr) services.open_serial_port = line->Opener();
+  if (line != nullptr) {
+    services.open_serial_port = line->Opener();
+    services.load_usb_library = line->UsbLoader();
+  }
   return services;
 }
 
@@ -76,14 +85,14 @@ std::unique_ptr<Driver> CreateDriver(const ConnectionOptions& options, LinkTrace
   return FindModel(options.model)->create(ServicesFor(options, std::move(trace), line));
 }
 
-Instrument::Options InstrumentOptions(Language language) {
+Instrument::Options InstrumentOptions(Language language, UserInterface& user) {
   Instrument::Options chosen;
+  chosen.user_interface = &user;
   chosen.language = language;
   return chosen;
 }
 
-int PortNumber(const PortArgument& port, int unchanged) {
-  if (std::holds_alternative<SimulatedPort>(port)) return unchanged;
+int PortNumber(const PortArgument& port) {
   if (const int* number = std::get_if<int>(&port)) return *number;
   const auto& device = std::get<std::string>(port);
   const int number = platform::PortOfDevice(device);
@@ -102,22 +111,39 @@ constexpr char kGroup[] = "Connection";
 // Options of other kinds of link go beside this one.
 void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
   const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
-  const auto is_rate = [](const std::string& text) {
-    const auto same = [&](std::uint32_t rate) { return std::to_string(rate) == text; };
-    const bool found = std::any_of(kBaudRates.begin(), kBaudRates.end(), same);
-    return found ? std::string() : "'" + text + "' is no rate; takes one of " + BaudRates();
+  // Which rates there are depends on the model.
+  const auto take_rate = [&options](const std::string& text) {
+    std::uint32_t rate = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rate);
+    if (error != std::errc() || end != text.data() + text.size()) throw NotARate(text, kBaudRates);
+    options.baud_rate = rate;
   };
   verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
       ->type_name("N|COMn|DEVICE|sim")
       ->check(is_port)
       ->group(kGroup);
-  verb.add_option("--baud", options.baud_rate, "Bits per second")->type_name("RATE")->check(is_rate)->group(kGroup);
+  verb.add_option_function<std::string>("--baud", take_rate, "Bits per second")->type_name("RATE")->group(kGroup);
   for (const LineOption& option : kLineOptions) {
     const auto take = [&options, field = option.field](std::uint32_t code) {
       options.line.emplace_back(field, static_cast<std::int32_t>(code));
     };
     AddWordOption(verb, option.name, option.words, option.help, take)->group(kGroup);
   }
+}
+
+void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
+  verb.add_option("--host", options.host, "Where the instrument is on Ethernet; a number or a name")
+      ->type_name("HOST")
+      ->excludes(verb.get_option("--port"))
+      ->group(kGroup);
+  verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
+      ->type_name("PORT")
+      ->check(CLI::Range(1, 65535).description(""))
+      ->group(kGroup);
+  verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
+      ->type_name("N")
+      ->check(CLI::Range(0U, 255U).description(""))
+      ->group(kGroup);
 }
 
 }  // namespace
@@ -142,6 +168,7 @@ Language LanguageOf(const ConnectionOptions& options) { return options.language.
 
 void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddSerialLine(verb, options);
+  AddNetwork(verb, options);
   verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
       ->type_name("MS")
       ->check(CLI::Range(1U, 3600000U).description(""))
@@ -157,10 +184,11 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddLanguage(verb, options);
 }
 
-Session::Session(const ConnectionOptions& options, LinkTrace trace)
+Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterface* user_interface)
     : language_(LanguageOf(options)),
       simulated_line_(LineFor(options)),
-      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()), InstrumentOptions(language_)) {
+      instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()),
+                  InstrumentOptions(language_, user_interface ? *user_interface : user_)) {
   Configure(options);
 }
 
@@ -173,25 +201,55 @@ void Session::Configure(const ConnectionOptions& options) {
     if (Failed(loaded)) throw OperationFailed(loaded, options.config_file + " holds no configuration");
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
+  if (options.slave) {
+    if (!instrument_.settings().Find("slave")) throw UsageError("--slave", options.model + " is no Modbus slave");
+    ApplySetting(instrument_.settings(), "slave=" + std::to_string(*options.slave));
+  }
   if (simulated_line_) simulated_line_->Match(instrument_.settings());
+  ConfigureNetwork(options);
   ConfigureLine(options);
 }
 
+// A port given in place of a host takes the instrument off the network.
+void Session::ConfigureNetwork(const ConnectionOptions& options) {
+  if (options.host.empty() && !options.tcp_port && options.port.empty()) return;
+  std::optional<NetworkAddress> address;
+  const HRESULT result = instrument_.GetNetworkAddress(&address);
+  const char* argument = options.host.empty() ? "--tcp-port" : "--host";
+  if (result == E_NOTIMPL && options.host.empty() && !options.tcp_port) return;
+  if (result == E_NOTIMPL) throw UsageError(argument, options.model + " is not on a network");
+  Check(result);
+  if (!options.port.empty()) address.reset();
+  if (!options.host.empty()) address = NetworkAddress{options.host, address.value_or(NetworkAddress()).port};
+  if (options.tcp_port && !address) throw UsageError("--tcp-port", "takes effect with --host");
+  if (options.tcp_port) address->port = *options.tcp_port;
+  Check(instrument_.SetNetworkAddress(address));
+}
+
 void Session::ConfigureLine(const ConnectionOptions& options) {
-  if (options.port.empty() && !options.baud_rate && options.line.empty()) return;
+  const std::string port = simulated_line_ ? std::string() : options.port;
+  if (port.empty() && !options.baud_rate && options.line.empty()) return;
   SerialParams params;
   const HRESULT result = instrument_.GetSerialParams(&params);
   if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
   Check(result);
-  if (!options.port.empty()) params.port = PortNumber(ParsePort(options.port), params.port);
+  if (!port.empty()) params.port = PortNumber(ParsePort(port));
   params.baudRate = options.baud_rate.value_or(params.baudRate);
+  const auto rates = instrument_.BaudRates();
+  if (options.baud_rate && std::find(rates.begin(), rates.end(), params.baudRate) == rates.end()) {
+    throw NotARate(std::to_string(params.baudRate), rates);
+  }
   for (const auto& [field, code] : options.line) params.*field = code;
   Check(instrument_.SetSerialParams(params));
 }
 
 std::vector<Channel> Session::Channels() {
+  const bool ask = instrument_.card().channels_in_instrument;
+  if (ask) Connect();
+  if (ask) Check(instrument_.RefreshChannels());
   std::vector<Channel> channels;
   for (ChannelId id = 0; id < instrument_.card().channels.size(); ++id) {
+    if (ask && !instrument_.OffersChannel(id)) continue;
     std::string name;
     std::string unit;
     std::int32_t direction = 0;

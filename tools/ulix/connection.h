@@ -13,6 +13,7 @@
 #include "drivers/catalogue.h"
 #include "tools/ulix/channels.h"
 #include "tools/ulix/simulation.h"
+#include "tools/ulix/terminal_user.h"
 
 namespace ulix::cli {
 
@@ -22,6 +23,9 @@ struct ConnectionOptions {
   std::string port;
   std::optional<std::uint32_t> baud_rate;
   std::vector<std::pair<std::int32_t SerialParams::*, std::int32_t>> line;  // fields of the line and their codes
+  std::string host;                                                         // empty: not on a network
+  std::optional<std::int32_t> tcp_port;
+  std::optional<std::uint32_t> slave;
   std::string config_file;
   std::vector<std::string> settings;  // "KEY=VALUE"
   std::uint32_t timeout_ms = 0;
@@ -42,10 +46,12 @@ Language LanguageOf(const ConnectionOptions& options);
 class Session {
  public:
   // `trace` takes the place of the one that the options ask for. UsageError for options that do not fit the model.
-  explicit Session(const ConnectionOptions& options, LinkTrace trace = {});
+  // `user_interface` outlives it; without one the person at the terminal is told what there is to tell.
+  explicit Session(const ConnectionOptions& options, LinkTrace trace = {}, UserInterface* user_interface = nullptr);
 
   Instrument& instrument() { return instrument_; }
   void Connect() { Check(instrument_.Connect()); }
+  // Those on offer only, and the instrument connected to, where it is the instrument that knows them.
   std::vector<Channel> Channels();
 
   // OperationFailed with the code's text when `result` is a failure of a member of the instrument.
@@ -58,9 +64,11 @@ class Session {
  private:
   void Configure(const ConnectionOptions& options);
   void ConfigureLine(const ConnectionOptions& options);
+  void ConfigureNetwork(const ConnectionOptions& options);
 
   Language language_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
+  TerminalUser user_;
   Instrument instrument_;
 };
 

@@ -30,9 +30,14 @@ std::string DisplayName(const ModelCard& card) { return Shown(card.display_name.
 
 std::string ProgId(const ModelCard& card) { return std::string("Ulix.UlixInstr") + card.class_name + "Ctl.1"; }
 
+// Those that every instrument of the model has.
+std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
+  return card.channels_in_instrument ? std::span<const ChannelRow>() : card.channels;
+}
+
 std::string ChannelList(const ModelCard& card) {
-  std::string list;
-  for (const ChannelRow& row : card.channels) {
+  std::string list = card.channels_in_instrument ? "as programmed" : "";
+  for (const ChannelRow& row : FixedChannels(card)) {
     list += (list.empty() ? "" : ", ") + std::string(row.name) + " " + DirectionWord(row.direction);
   }
   return list;
@@ -40,7 +45,7 @@ std::string ChannelList(const ModelCard& card) {
 
 Json ModelJson(const ModelCard& card) {
   Json channels = Json::array();
-  for (const ChannelRow& row : card.channels) {
+  for (const ChannelRow& row : FixedChannels(card)) {
     channels.push_back({{"id", channels.size()}, {"name", row.name}, {"direction", DirectionWord(row.direction)}});
   }
   return {{"model", card.word},

@@ -10,6 +10,7 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "links/local_number.h"
+#include "platform/files.h"
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
 
@@ -17,7 +18,6 @@ namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr char kBeside[] = ".new";
 
 OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
 
@@ -112,19 +112,12 @@ void CheckWritable(const std::string& path) {
 
 void CheckReplaceable(const std::string& path) {
   CheckWritable(path);
-  CheckWritable(path + kBeside);
+  CheckWritable(platform::NewFile::Beside(path));
 }
 
 void WriteWholeFile(const std::string& path, std::string_view bytes) {
-  const std::string beside = path + kBeside;
-  std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  std::error_code failed;
-  if (file) std::filesystem::rename(beside, path, failed);
-  if (file && !failed) return;
-  std::filesystem::remove(beside, failed);
-  throw CannotWrite(path);
+  platform::NewFile file(path);
+  if (!file.Write(bytes) || !file.Commit()) throw CannotWrite(path);
 }
 
 std::string ReadWholeFile(const std::string& path) {

@@ -31,6 +31,7 @@ int Simulate(const SimulateOptions& options) {
   SimulatedInstrument instrument(options.connection.model);
   for (const std::string& property : options.properties) instrument.Set(property);
   instrument.SetFaults(options.faults);
+  if (options.tcp_port) instrument.OnNetwork();
   const std::atomic<bool>& interrupted = CatchInterrupts();
   auto endpoint = OpenEndpoint(options.tcp_port);
   PrintLine(endpoint->address());

@@ -4,6 +4,7 @@
 
 #include "platform/clock.h"
 #include "simulators/faults.h"
+#include "simulators/in_process_usb.h"
 #include "simulators/server.h"
 #include "simulators/simulator.h"
 #include "tools/ulix/arguments.h"
@@ -32,6 +33,8 @@ SimulatedLine::SimulatedLine(const std::string& model)
 
 platform::SerialPortOpener SimulatedLine::Opener() const { return OpenerOf(bench_); }
 
+UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
+
 void SimulatedLine::Match(const Settings& settings) {
   bench_->WithSimulator([&](Simulator& simulator) {
     for (const auto& [key, value] : simulator.Properties()) {
@@ -59,6 +62,10 @@ void SimulatedInstrument::SetFaults(const std::vector<std::string>& faults) {
     set.Add(*fault);
   }
   instrument_.SetFaults(set);
+}
+
+void SimulatedInstrument::OnNetwork() {
+  instrument_.WithSimulator([](Simulator& simulator) { simulator.OnNetwork(); });
 }
 
 void SimulatedInstrument::Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop) {

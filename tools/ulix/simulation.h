@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drivers/settings.h"
+#include "links/usb_library.h"
 #include "platform/byte_endpoint.h"
 #include "platform/serial_port.h"
 #include "simulators/faulty_instrument.h"
@@ -14,11 +15,12 @@
 
 namespace ulix::cli {
 
-// For `--port sim`: whatever port it opens is the line to one simulated instrument in this process.
+// For `--port sim`: whatever port or USB device it opens is the link to one simulated instrument in this process.
 class SimulatedLine {
  public:
   explicit SimulatedLine(const std::string& model);
   platform::SerialPortOpener Opener() const;
+  UsbLibraryLoader UsbLoader() const;
   // Makes the instrument the one that the settings are for: its properties that bear a setting's name take its value.
   void Match(const Settings& settings);
 
@@ -35,6 +37,8 @@ class SimulatedInstrument {
   void Set(const std::string& assignment);
   // "KIND" or "KIND=ARG" each, in place of those in force; UsageError for one that there is not.
   void SetFaults(const std::vector<std::string>& faults);
+  // Before it is served on a network port instead of a line.
+  void OnNetwork();
   // Until `stop` is set or the instrument has vanished by a fault; the endpoint is to be destroyed then.
   void Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop);
   // What came and the real instrument would not know, made visible.

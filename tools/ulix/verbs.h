@@ -22,6 +22,9 @@ Action DefineConfig(CLI::App& verb);
 Action DefineRead(CLI::App& verb);
 Action DefineScan(CLI::App& verb);
 
+Action DefineMemory(CLI::App& verb);
+Action DefineProgram(CLI::App& verb);
+
 Action DefineError(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
 Action DefineDemo(CLI::App& verb);

@@ -106,8 +106,9 @@ Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {
 
 // A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
 Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const std::vector<StoredValue>& record) {
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return Failure(back);  // which may prepare other queries
   if (record != prepared_for_) PrepareQueries(record);
-  return queries_[id].and_then([&](const std::string& query) {
+  return queries_[id].and_then([&](std::string query) {
     return Query(query, {kReplySize, Attempts()}, ParseMillikReply);
   });
 }

@@ -1,0 +1,149 @@
+#include "drivers/loggers/memolog/driver.h"
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "drivers/loggers/memolog/tables.h"
+
+namespace ulix::memolog {
+namespace {
+
+constexpr ModbusProfile kProfile = {
+    .exceptions = {.function = memologCtlErrMbusFct, .address = memologCtlErrMbusAddr, .data = memologCtlErrMbusData},
+    .baud_rates = kRates,
+};
+
+constexpr int kUnknownResolution = 6;
+
+}  // namespace
+
+MemologDriver::MemologDriver(DriverServices services) : ModbusDriver(kCard, kProfile, std::move(services)) {}
+
+std::uint8_t MemologDriver::Slave() const {
+  return static_cast<std::uint8_t>(CodeIn(settings().Snapshot(), kSettings[kSlave]));
+}
+
+HRESULT MemologDriver::Greet() {
+  SetProgram(nullptr);
+  const auto identification = Identify();
+  if (!identification) return identification.error();
+  return IsMemolog(*identification) ? S_OK : memologCtlErrNotMemolog;
+}
+
+Expected<std::string> MemologDriver::AskText(std::string_view command) {
+  const std::lock_guard exchange(exchange_mutex_);
+  return Mailbox(client()).AskText(command);
+}
+
+HRESULT MemologDriver::Tell(Command command, const Words& data) {
+  const std::lock_guard exchange(exchange_mutex_);
+  return Mailbox(client()).Tell(command, data);
+}
+
+Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
+  const std::lock_guard exchange(exchange_mutex_);
+  return Mailbox(client()).Ask(command, data, at_once);
+}
+
+Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
+  const std::lock_guard exchange(exchange_mutex_);
+  return client().ReadOne(address);
+}
+
+Expected<std::string> MemologDriver::DeviceVersion() {
+  auto identification = Identify();
+  if (!identification) return identification;
+  auto name = AskText("NOMPROG?");
+  if (!name) return name;
+  return VersionText(*identification, *name);
+}
+
+std::string MemologDriver::CommInfo(Language) const {
+  const Params way = params();
+  const std::string slave = "#" + std::to_string(Slave());
+  if (way.on_network) return "Ethernet:MEMOLOG@" + way.network.host + slave;
+  return "COM " + std::to_string(way.line.port) + ":MEMOLOG" + slave + " (" + std::to_string(way.line.baudRate) +
+         " bds)";
+}
+
+MemologDriver::ProgramPointer MemologDriver::CachedProgram() const {
+  const std::lock_guard lock(program_mutex_);
+  return program_;
+}
+
+void MemologDriver::SetProgram(ProgramPointer program) {
+  const std::lock_guard lock(program_mutex_);
+  program_ = std::move(program);
+}
+
+Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
+  if (auto known = CachedProgram()) return known;
+  if (!LinkIsOpen()) return std::make_shared<const Program>();
+  return LoadProgram();
+}
+
+Expected<MemologDriver::ProgramPointer> MemologDriver::LoadProgram() {
+  auto program = std::make_shared<Program>();
+  const HRESULT result = ReadRecords([&](const ProgramRecord& record, int) {
+    PresentLayout().Add(record, *program);
+    return S_OK;
+  });
+  if (Failed(result)) return Failure(result);
+  SetProgram(program);
+  return program;
+}
+
+const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, ChannelId id) {
+  if (!program) return nullptr;
+  const auto found = program->channels.find(id);
+  return found == program->channels.end() ? nullptr : &found->second;
+}
+
+bool MemologDriver::OffersChannel(ChannelId id) const {
+  const auto program = CachedProgram();
+  const ChannelRecord* channel = ChannelOf(program, id);
+  return channel != nullptr && IsListed(*channel);
+}
+
+std::string MemologDriver::ChannelName(ChannelId id) const {
+  const auto program = CachedProgram();
+  const ChannelRecord* channel = ChannelOf(program, id);
+  return channel == nullptr || channel->name.empty() ? card().channels[id].name : channel->name;
+}
+
+std::string MemologDriver::ChannelUnit(ChannelId id) const {
+  const auto program = CachedProgram();
+  const ChannelRecord* channel = ChannelOf(program, id);
+  return channel == nullptr ? "" : channel->unit;
+}
+
+int MemologDriver::ChannelResolution(ChannelId id) const {
+  const auto program = CachedProgram();
+  const ChannelRecord* channel = ChannelOf(program, id);
+  return channel == nullptr ? kUnknownResolution : channel->resolution;
+}
+
+ChannelLimit MemologDriver::Limit(ChannelId id, int index) const {
+  const auto program = CachedProgram();
+  const ChannelRecord* channel = ChannelOf(program, id);
+  const bool known = channel != nullptr && index >= 0 && index < static_cast<int>(channel->limits.size());
+  return known ? LimitOf(channel->limits[static_cast<std::size_t>(index)]) : ChannelLimit();
+}
+
+// Two registers that hold a float, its low half first.
+Reading MemologDriver::ReadChannel(ChannelId id) {
+  const auto program = KnownProgram();
+  if (!program) return {.code = program.error()};
+  const ChannelRecord* channel = ChannelOf(*program, id);
+  if (channel == nullptr || !channel->value_register) return {.code = memologCtlErrChNum};
+  const std::lock_guard exchange(exchange_mutex_);
+  std::array<std::uint16_t, 2> halves{};
+  const HRESULT result = client().ReadHolding(*channel->value_register, halves);
+  if (Failed(result)) return {.code = result};
+  const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
+  return std::isfinite(value) ? Reading{S_OK, value} : Reading{client().NoAnswer(), 0.0F};
+}
+
+}  // namespace ulix::memolog

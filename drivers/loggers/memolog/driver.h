@@ -1,0 +1,92 @@
+// Memolog data loggers: identified, programmed from a file, read out.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "drivers/loggers/memolog/mailbox.h"
+#include "drivers/loggers/memolog/program_model.h"
+#include "drivers/modbus_driver.h"
+
+namespace ulix::memolog {
+
+// Long operations (a program, a block of memory) hold the exchange lock for each frame and not in between, so that no
+// lock is held while a host is told of the progress. A second one meanwhile is memologCtlErrMemLocked.
+class MemologDriver final : public ModbusDriver, public RecordedMemory, public ProgramTransfer {
+ public:
+  explicit MemologDriver(DriverServices services);
+
+  Expected<std::string> Identify() override { return AskText("*IDN?"); }
+  Expected<std::string> DeviceVersion() override;
+  // The program file that is set, into the logger.
+  HRESULT SendCfg() override;
+  // The logger's program, into the program file that is set, if one is, and into what is known of the channels.
+  HRESULT ReadCfg() override;
+  HRESULT RefreshChannels() override { return CodeOf(LoadProgram()); }
+  // memologCtlErrChNum for a channel that the program does not have.
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
+
+  // From the program, as far as it is known.
+  bool OffersChannel(ChannelId id) const override;
+  std::string ChannelName(ChannelId id) const override;
+  std::string ChannelUnit(ChannelId id) const override;
+  int ChannelResolution(ChannelId id) const override;
+  ChannelLimit Limit(ChannelId id, int index) const override;
+
+  std::string CommInfo(Language language) const override;
+
+  RecordedMemory* memory() override { return this; }
+  Expected<std::vector<std::uint32_t>> Blocks() override;
+  Expected<std::uint32_t> BlockSize(std::uint32_t block) override;
+  Expected<MemBlockCycle> CyclePeriod(std::uint32_t block) override;
+  bool HasBlocks() const override;
+  Expected<MemBlockStatus> Status(std::uint32_t block) override;
+  Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
+                              const Progress& progress) override;
+  HRESULT Clear(std::uint32_t block, std::uint32_t count) override;
+
+  ProgramTransfer* program() override { return this; }
+  HRESULT Check(const std::string& path) override;
+  Expected<std::uint32_t> CountRecords(const std::string& path) override;
+  HRESULT Send(const std::string& path, const Progress& progress) override;
+  HRESULT Read(const std::string& path, const Progress& progress) override;
+
+ private:
+  using ProgramPointer = std::shared_ptr<const Program>;
+  class LongOperation;
+  struct BlockReading;
+
+  HRESULT Greet() override;
+  std::uint8_t Slave() const override;
+
+  Expected<std::string> AskText(std::string_view command);
+  HRESULT Tell(Command command, const Words& data);
+  Expected<Words> Ask(Command command, const Words& data, std::size_t at_once);
+  Expected<std::uint16_t> ReadRegister(std::uint16_t address);
+
+  // The program as it is known: read from the logger when the link is open and none is known yet.
+  Expected<ProgramPointer> KnownProgram();
+  ProgramPointer CachedProgram() const;
+  void SetProgram(ProgramPointer program);
+  Expected<ProgramPointer> LoadProgram();
+  static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
+  // Every record of the logger's program in turn, until `take` fails or the program ends.
+  using TakeRecord = std::function<HRESULT(const ProgramRecord& record, int percent)>;
+  HRESULT ReadRecords(const TakeRecord& take);
+  Expected<ProgramRecord> ReadRecord(Command command, const Words& data);
+
+  HRESULT SendFile(const std::string& path, const Progress& progress);
+  HRESULT SendProgram(class ProgramFile& file, std::uint32_t records, const Progress& progress);
+  HRESULT Initialise();
+  HRESULT ReadFile(const std::string& path, const Progress& progress);
+  HRESULT ReadFrozen(BlockReading& reading);
+  HRESULT ReadNewest(BlockReading& reading);
+
+  mutable std::mutex program_mutex_;
+  ProgramPointer program_;          // guarded by program_mutex_; null while not known
+  std::atomic<bool> busy_ = false;  // with a long operation
+};
+
+}  // namespace ulix::memolog

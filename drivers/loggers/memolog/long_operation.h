@@ -1,0 +1,24 @@
+// The one long operation that a logger may be busy with.
+#pragma once
+
+#include "drivers/loggers/memolog/driver.h"
+
+namespace ulix::memolog {
+
+class MemologDriver::LongOperation {
+ public:
+  explicit LongOperation(std::atomic<bool>& busy) : busy_(busy), begun_(!busy.exchange(true)) {}
+  ~LongOperation() {
+    if (begun_) busy_ = false;
+  }
+  LongOperation(const LongOperation&) = delete;
+  LongOperation& operator=(const LongOperation&) = delete;
+  // False when another one is under way.
+  bool begun() const { return begun_; }
+
+ private:
+  std::atomic<bool>& busy_;
+  bool begun_;
+};
+
+}  // namespace ulix::memolog

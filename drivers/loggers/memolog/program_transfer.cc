@@ -1,0 +1,136 @@
+// The logger's program: sent from a file, read back into one.
+#include <algorithm>
+#include <utility>
+
+#include "drivers/loggers/memolog/long_operation.h"
+#include "drivers/loggers/memolog/program_file.h"
+#include "drivers/loggers/memolog/tables.h"
+
+namespace ulix::memolog {
+namespace {
+
+constexpr const char* kSendTitle = "Program MEMOLOG";
+constexpr const char* kReadTitle = "Re-Read MEMOLOG Program";
+
+constexpr Milliseconds kInitialiseTimeout{500};
+
+int Percent(std::uint32_t done, std::uint32_t total) {
+  return total == 0 ? 100 : static_cast<int>(std::min<std::uint64_t>(std::uint64_t{done} * 100 / total, 100));
+}
+
+// The last step of an operation, whatever came of it.
+HRESULT Ended(const Progress& progress, const char* title, HRESULT result, const char* done, const char* failed) {
+  progress({100, title, Failed(result) ? failed : done});
+  return result;
+}
+
+}  // namespace
+
+HRESULT MemologDriver::Check(const std::string& path) { return CheckChosenFile(path); }
+
+Expected<std::uint32_t> MemologDriver::CountRecords(const std::string& path) {
+  auto file = ProgramFile::Open(path);
+  return file ? file->CountRecords() : Failure(file.error());
+}
+
+HRESULT MemologDriver::SendCfg() {
+  return Send(TextIn(settings().Snapshot(), kSettings[kProgramFile]), [](const ProgressStep&) { return true; });
+}
+
+HRESULT MemologDriver::ReadCfg() {
+  const std::string path = TextIn(settings().Snapshot(), kSettings[kProgramFile]);
+  if (path.empty()) return CodeOf(LoadProgram());
+  return Read(path, [](const ProgressStep&) { return true; });
+}
+
+HRESULT MemologDriver::Send(const std::string& path, const Progress& progress) {
+  return Ended(progress, kSendTitle, SendFile(path, progress), "Program sent", "Unable to send Program File");
+}
+
+// All of the file is checked before a word is sent.
+HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progress) {
+  const LongOperation operation(busy_);
+  if (!operation.begun()) return memologCtlErrMemLocked;
+  auto file = ProgramFile::Open(path);
+  if (!file) return file.error();
+  const auto records = file->CountRecords();
+  if (!records) return records.error();
+  SetProgram(nullptr);
+  HRESULT result = Initialise();
+  if (Succeeded(result)) result = Tell(kEnterProgramMode, EnterProgramModeData());
+  if (Succeeded(result)) result = SendProgram(*file, *records, progress);
+  const HRESULT left = Tell(kLeaveProgramMode, {});
+  return Failed(result) ? result : left;
+}
+
+// The logger starts anew, and mostly says nothing to it.
+HRESULT MemologDriver::Initialise() {
+  const std::lock_guard exchange(exchange_mutex_);
+  const Milliseconds usual = client().timeout();
+  client().SetTimeout(std::min(usual, kInitialiseTimeout));
+  const HRESULT result = Mailbox(client()).SendText("INITOUI");
+  client().SetTimeout(usual);
+  return result == client().NoAnswer() ? S_OK : result;
+}
+
+HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, const Progress& progress) {
+  for (std::uint32_t sent = 1; sent <= records; ++sent) {
+    const auto record = file.Next();
+    if (!record) return record.error();
+    if (const HRESULT result = Tell(kWriteRecord, *record); Failed(result)) return result;
+    const std::string text = std::to_string(sent) + " / " + std::to_string(records);
+    if (!progress({Percent(sent, records), kSendTitle, text}) && sent < records) return kCancelled;
+  }
+  return S_OK;
+}
+
+Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& data) {
+  auto reply = Ask(command, data, kFrameHead);
+  if (!reply) return reply;
+  const std::size_t length = std::min<std::size_t>((*reply)[1], kMostRecordWords);
+  return ProgramRecord(reply->begin() + kFrameHead, reply->begin() + static_cast<std::ptrdiff_t>(kFrameHead + length));
+}
+
+// A program that turns out longer or shorter than the logger said is none: its rest would be missing, or never end.
+HRESULT MemologDriver::ReadRecords(const TakeRecord& take) {
+  constexpr std::size_t kCountAt = 2;
+  const auto counted = Ask(kCountRecords, {}, kCountAt + 1);
+  if (!counted) return counted.error();
+  const std::uint32_t count = (*counted)[kCountAt];
+  std::uint32_t read = 0;
+  auto record = ReadRecord(kFirstRecord, {});
+  while (record && !record->empty() && read < count) {
+    if (const HRESULT result = take(*record, Percent(++read, count)); Failed(result)) return result;
+    record->resize(2);  // by its first two words the logger knows which one is next
+    record = ReadRecord(kNextRecord, *record);
+  }
+  if (!record) return record.error();
+  const std::lock_guard exchange(exchange_mutex_);
+  return read == count && record->empty() ? S_OK : client().NoAnswer();
+}
+
+HRESULT MemologDriver::Read(const std::string& path, const Progress& progress) {
+  return Ended(progress, kReadTitle, ReadFile(path, progress), "Program re-read", "Unable to create Program File");
+}
+
+HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progress) {
+  const LongOperation operation(busy_);
+  if (!operation.begun()) return memologCtlErrMemLocked;
+  platform::NewFile file(path);
+  if (!file.good()) return memologCtlErrOpenFile;
+  const auto identification = Identify();
+  if (!identification) return identification.error();
+  file.Write(ProgramFileHead(*identification));
+  auto program = std::make_shared<Program>();
+  const HRESULT result = ReadRecords([&](const ProgramRecord& record, int percent) -> HRESULT {
+    PresentLayout().Add(record, *program);
+    if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
+    return progress({percent, kReadTitle, std::to_string(percent) + " %"}) ? S_OK : kCancelled;
+  });
+  if (Failed(result)) return result;
+  if (!file.Commit()) return memologCtlErrOpenFile;
+  SetProgram(std::move(program));
+  return S_OK;
+}
+
+}  // namespace ulix::memolog

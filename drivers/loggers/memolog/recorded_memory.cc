@@ -1,0 +1,131 @@
+// The logger's memory blocks.
+#include <algorithm>
+
+#include "drivers/loggers/memolog/long_operation.h"
+#include "drivers/loggers/record_memory.h"
+
+namespace ulix::memolog {
+
+using record_memory::kLockRegister;
+using record_memory::kRecordsPerRead;
+
+namespace {
+
+constexpr const char* kTitle = "Reading...";
+constexpr std::size_t kBlockStateReply = 8;
+
+std::string StepText(std::uint32_t part, std::uint32_t parts) {
+  return "Reading measurement bloc " + std::to_string(part) + " from " + std::to_string(parts);
+}
+
+}  // namespace
+
+// One read of a block under way.
+struct MemologDriver::BlockReading {
+  std::uint32_t block;
+  std::uint32_t count = 0;  // records wanted
+  BlockState state;
+  const TakeRecords& take;
+  const Progress& progress;
+  bool cancelled = false;
+};
+
+Expected<std::vector<std::uint32_t>> MemologDriver::Blocks() {
+  return KnownProgram().map([](const ProgramPointer& program) {
+    std::vector<std::uint32_t> blocks;
+    for (const auto& [block, size] : program->blocks) blocks.push_back(block);
+    return blocks;
+  });
+}
+
+bool MemologDriver::HasBlocks() const {
+  const auto program = CachedProgram();
+  return program && !program->blocks.empty();
+}
+
+Expected<std::uint32_t> MemologDriver::BlockSize(std::uint32_t block) {
+  return KnownProgram().map([=](const ProgramPointer& program) {
+    const auto found = program->blocks.find(block);
+    return found == program->blocks.end() ? 0U : std::uint32_t{found->second};
+  });
+}
+
+Expected<MemBlockCycle> MemologDriver::CyclePeriod(std::uint32_t block) {
+  return KnownProgram().map([=](const ProgramPointer& program) { return CycleOf(*program, block); });
+}
+
+// A logger that is connected to is taken to be running.
+Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
+  const auto size = BlockSize(block);
+  if (!size) return Failure(size.error());
+  const auto reply = Ask(kMemoryBlock, BlockStateData(block), kBlockStateReply);
+  if (!reply) return Failure(reply.error());
+  const auto state = ParseBlockState(*reply);
+  const std::lock_guard exchange(exchange_mutex_);
+  if (!state) return Failure(client().NoAnswer());
+  return MemBlockStatus{*size, state->held, state->recording};
+}
+
+Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
+                                           const Progress& progress) {
+  BlockReading reading{.block = block, .state = {}, .take = take, .progress = progress};
+  reading.count = most;
+  const LongOperation operation(busy_);
+  const HRESULT result = operation.begun() ? ReadFrozen(reading) : memologCtlErrMemLocked;
+  progress({100, kTitle, ""});
+  if (Failed(result)) return Failure(result);
+  return MemBlockRead{reading.state.held, reading.cancelled};
+}
+
+// Whatever happens once the block may be frozen, it is released and the lock register gets back what it held.
+HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
+  const auto reply = Ask(kMemoryBlock, BlockStateData(reading.block), kBlockStateReply);
+  if (!reply) return reply.error();
+  const auto state = ParseBlockState(*reply);
+  if (!state) {
+    const std::lock_guard exchange(exchange_mutex_);
+    return client().NoAnswer();
+  }
+  reading.state = *state;
+  if (reading.count == 0 || reading.count > state->held) reading.count = state->held;
+  const auto lock = ReadRegister(kLockRegister);
+  if (!lock) return lock.error();
+  if (*lock > 1) return memologCtlErrMemLocked;
+  HRESULT result = S_OK;
+  const auto keep_first = [&](HRESULT next) { result = Failed(result) ? result : next; };
+  const bool freeze = !state->freezes_itself;
+  if (freeze) keep_first(Tell(kMemoryBlock, FreezeData(reading.block, state->recording, true)));
+  if (Succeeded(result)) keep_first(ReadNewest(reading));
+  if (freeze) keep_first(Tell(kMemoryBlock, FreezeData(reading.block, state->recording, false)));
+  const std::lock_guard exchange(exchange_mutex_);
+  keep_first(client().WriteOne(kLockRegister, *lock));
+  return result;
+}
+
+HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
+  const std::uint32_t first = reading.state.held - reading.count + 1;
+  const std::uint32_t parts = (reading.count + kRecordsPerRead - 1) / kRecordsPerRead;
+  for (std::uint32_t done = 0; done < reading.count;) {
+    const std::uint32_t count = std::min<std::uint32_t>(kRecordsPerRead, reading.count - done);
+    const Words request = ReadRecordsData(reading.block, first + done, count);
+    const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count));
+    if (!reply) return reply.error();
+    const auto records = RecordsIn(*reply, request);
+    if (!records) {
+      const std::lock_guard exchange(exchange_mutex_);
+      return client().NoAnswer();
+    }
+    if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
+    done += count;
+    const int percent = static_cast<int>(std::uint64_t{done} * 100 / reading.count);
+    reading.cancelled = !reading.progress({percent, kTitle, StepText(1 + (done - 1) / kRecordsPerRead, parts)});
+    if (reading.cancelled) return S_OK;
+  }
+  return S_OK;
+}
+
+HRESULT MemologDriver::Clear(std::uint32_t block, std::uint32_t count) {
+  return Tell(kMemoryBlock, ClearData(block, count));
+}
+
+}  // namespace ulix::memolog

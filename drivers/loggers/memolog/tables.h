@@ -1,0 +1,95 @@
+// Memolog data loggers: what they are, what can go wrong.
+#pragma once
+
+#include <array>
+
+#include "drivers/loggers/memolog/program_model.h"
+#include "drivers/model_card.h"
+#include "drivers/numbered_text.h"
+
+namespace ulix::memolog {
+
+// One of them stands in the identification: "ULIX,MEMOLOG90,1234567,V2.10".
+inline constexpr std::array<const char*, 3> kModelWords = {"MEMOLOG20", "MEMOLOG90", "MEMOLOG140"};
+
+// Bits per second of the serial line; the first one is the default. 56000 is no rate of other serial links.
+inline constexpr std::array<std::uint32_t, 4> kRates = {9600, 19200, 38400, 56000};
+
+// A channel's id is its number - 1. Which of them a logger has is up to its program.
+inline constexpr auto kChannelNames = NumberTexts<kChannelCount, 8>("CH", "", 1);
+consteval std::array<ChannelRow, kChannelCount> ChannelRows() {
+  std::array<ChannelRow, kChannelCount> rows{};
+  for (std::size_t k = 0; k < rows.size(); ++k) rows[k] = {kChannelNames[k].data(), ChanIn};
+  return rows;
+}
+inline constexpr auto kChannels = ChannelRows();
+
+enum SettingIndex { kSlave, kProgramFile };
+
+inline constexpr std::array kSettings = {
+    SettingRow{"slave", {"Slave address", "Adresse esclave"}, 0, VariantType::kUi1, 0, 8, {}, 1},
+    SettingRow{"program-file", {"Program file", "Fichier programme"}, 1, VariantType::kBstr, 0, 0, {}, 0},
+};
+
+inline constexpr std::array kErrors = {
+    ErrorRow{memologCtlErrNotMemolog,
+             {"Device connected is not a MEMOLOG", "L'appareil connecté n'est pas un MEMOLOG"},
+             "NOT_MEMOLOG",
+             3300,
+             4300},
+    ErrorRow{memologCtlErrHigherMemologVerRequired,
+             {"Too old MEMOLOG Version", "Version trop ancienne du MEMOLOG"},
+             "HIGHER_MEMOLOG_VER",
+             3301,
+             4301},
+    ErrorRow{memologCtlErrHigherMemologCtlVerRequired,
+             {"Too old Exploitation Software Version", "Version trop ancienne du logiciel d'exploitation"},
+             "HIGHER_MEMOLOGCTL_VER",
+             3302,
+             4302},
+    ErrorRow{memologCtlErrMbusFct,
+             {"Modbus function refused by the device", "Fonction Modbus refusée par l'appareil"},
+             "MBUS_FCT",
+             3303,
+             4303},
+    ErrorRow{memologCtlErrMbusAddr,
+             {"Modbus address refused by the device", "Adresse Modbus refusée par l'appareil"},
+             "MBUS_ADDR",
+             3304,
+             4304},
+    ErrorRow{memologCtlErrMbusData,
+             {"Modbus data refused by the device", "Données Modbus refusées par l'appareil"},
+             "MBUS_DATA",
+             3305,
+             4305},
+    ErrorRow{memologCtlErrOpenFile, {"Unable to open file", "Impossible d'ouvrir le fichier"}, "OPEN_FILE", 3306, 4306},
+    ErrorRow{memologCtlErrInvalidProgFile,
+             {"Invalid program file", "Fichier programme incorrect"},
+             "INVALID_PROG_FILE",
+             3307,
+             4307},
+    ErrorRow{memologCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 3308, 4308},
+    ErrorRow{memologCtlErrMemLocked,
+             {"Memory is being read by another program", "Mémoire en cours de lecture par un autre programme"},
+             "MEM_LOCKED",
+             3309,
+             4309},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "memolog",
+    .class_name = "Memolog",
+    .class_id = "51B3DEA3-CFFC-4AD5-A435-80E13EC21D29",
+    .display_name = {"Memolog", "Memolog"},
+    .display_name_id = 2003,
+    .config_text = "MEMOLOG: XXXX_A_IMPLANTER",
+    .link = LinkKind::kModbus,
+    .expl_key_num = 3,
+    .exception_code = memologErrExceptionCode,
+    .channels = kChannels,
+    .channels_in_instrument = true,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::memolog

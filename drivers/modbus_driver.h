@@ -1,0 +1,71 @@
+// What every Modbus instrument shares: the way to it, over a line or over Ethernet, and that way's settings.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "drivers/driver.h"
+#include "links/modbus_client.h"
+
+namespace ulix {
+
+struct ModbusProfile {
+  ModbusRefusalCodes exceptions;
+  std::span<const std::uint32_t> baud_rates;  // that its line has; the first one is the default
+  Milliseconds timeout{1000};                 // of one request
+};
+
+class ModbusDriver : public Driver {
+ public:
+  ModbusDriver(const ModelCard& card, const ModbusProfile& profile, DriverServices services);
+  ~ModbusDriver() override;
+
+  HRESULT OpenLink() override;
+  bool LinkIsOpen() const override { return open_; }
+  HRESULT Connect() override;
+  void Disconnect() override;
+
+  void ResetCommParams() override;
+  // Kind of link (0 serial, 1 Ethernet), the serial line's values, host, port.
+  void SaveCommParams(VariantWriter& writer) const override;
+  HRESULT LoadCommParams(VariantReader& reader) override;
+  std::span<const ErrorRow> LinkErrors() const override;
+  Expected<SerialParams> GetSerialParams() const override { return params().line; }
+  // E_INVALIDARG for a rate that the model's line has not.
+  HRESULT SetSerialParams(const SerialParams& line) override;
+  std::span<const std::uint32_t> BaudRates() const override { return profile_.baud_rates; }
+  Expected<std::optional<NetworkAddress>> GetNetworkAddress() const override;
+  HRESULT SetNetworkAddress(const std::optional<NetworkAddress>& network) override;
+  std::optional<TextId> Description(HRESULT code) const override;
+
+ protected:
+  struct Params {
+    bool on_network = false;
+    SerialParams line;
+    NetworkAddress network;
+  };
+  // The words exchanged once the link is open; a failure closes it again.
+  virtual HRESULT Greet() = 0;
+  // The slave's address, at the moment the link is opened.
+  virtual std::uint8_t Slave() const = 0;
+
+  Params params() const;
+  // With the exchange lock held. Closed before OpenLink and after Disconnect.
+  ModbusClient& client() { return *client_; }
+  DriverServices& services() { return services_; }
+
+ private:
+  std::unique_ptr<ModbusClient> MakeClient() const;
+  Params Defaults() const;
+  void SetParams(const Params& params);
+
+  ModbusProfile profile_;
+  DriverServices services_;
+  mutable std::mutex params_mutex_;
+  Params params_;                         // guarded by params_mutex_
+  std::unique_ptr<ModbusClient> client_;  // guarded by exchange_mutex_
+  std::atomic<bool> open_ = false;
+};
+
+}  // namespace ulix

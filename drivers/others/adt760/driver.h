@@ -1,0 +1,60 @@
+// Additel ADT760 pressure calibrator on USB: pressures and an electrical input are read, pressure, current and vent
+// set.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "drivers/driver.h"
+#include "drivers/others/adt760/tables.h"
+#include "links/usb_link.h"
+
+namespace ulix::adt760 {
+
+class Adt760Driver final : public Driver {
+ public:
+  explicit Adt760Driver(DriverServices services);
+
+  HRESULT OpenLink() override;
+  bool LinkIsOpen() const override;
+  HRESULT Connect() override;
+  void Disconnect() override;
+  Expected<std::string> Identify() override;
+  // The configuration is this side's alone; nothing goes over the link.
+  HRESULT SendCfg() override { return S_OK; }
+  HRESULT ReadCfg() override { return S_OK; }
+  // adt760CtlErrChNum for a channel that is none or, when writing, an input.
+  Reading ReadChannel(ChannelId id) override;
+  HRESULT WriteChannel(ChannelId id, float value) override;
+  std::string ChannelUnit(ChannelId id) const override;
+  int ChannelResolution(ChannelId id) const override;
+
+  // The device that the configuration names, or the one that is open. "GUID:... VENDOR_ID:... PRODUCT_ID:...".
+  std::string CommInfo(Language language) const override;
+  // What names the device is among the settings.
+  void ResetCommParams() override {}
+  void SaveCommParams(VariantWriter&) const override {}
+  HRESULT LoadCommParams(VariantReader&) override { return S_OK; }
+  std::span<const ErrorRow> LinkErrors() const override;
+
+  // The last answer to "SYST:ERR?", as it came.
+  std::string LastError() const;
+
+ private:
+  HRESULT Greet();
+  // Clears the error queue, then sends the command.
+  HRESULT Order(std::string_view command);
+  Expected<std::string> Ask(std::string_view query);
+  Expected<float> Measure(ChannelId id);
+  Expected<const ElectricalFunction*> AskFunction();
+  HRESULT ReadErrorQueue();
+  UsbIdentity Wanted() const;
+
+  UsbLink link_;
+  std::string last_error_;                                           // guarded by the exchange lock
+  std::atomic<const ElectricalFunction*> function_{&kFunctions[3]};  // that the electrical input last told
+};
+
+}  // namespace ulix::adt760

@@ -1,0 +1,54 @@
+#include "drivers/others/adt760/protocol.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "links/usb_link.h"
+
+namespace ulix::adt760 {
+namespace {
+
+constexpr std::string_view kDigits = "0123456789";
+
+bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+}  // namespace
+
+bool IsAdt760(std::string_view identification) { return Contains(identification, kModelWord); }
+
+const ElectricalFunction* FindFunction(std::string_view answer) {
+  const std::string upper = AsciiUpper(answer);
+  const auto found = std::find_if(kFunctions.begin(), kFunctions.end(),
+                                  [&](const ElectricalFunction& function) { return Contains(upper, function.word); });
+  return found == kFunctions.end() ? nullptr : &*found;
+}
+
+Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
+  if (channel == kVentChannel) return Contains(AsciiUpper(answer), "VENT") ? 1.0F : 0.0F;
+  const bool whole = answer.size() < UsbLink::kReplySize || answer.ends_with('\n');
+  const auto number = ParseDecimalPrefix(answer);
+  if (!whole || !number || !std::isfinite(static_cast<float>(number->value))) {
+    return Failure(adt760CtlErrNoMeasAvailable);
+  }
+  return static_cast<float>(number->value);
+}
+
+Expected<std::string> WriteCommand(ChannelId channel, float value) {
+  const bool is_output = channel < kChannels.size() && kChannels[channel].direction != ChanIn;
+  if (!is_output) return Failure(adt760CtlErrChNum);
+  if (!std::isfinite(value)) return Failure(adt760CtlErrOutOfRange);
+  if (channel == kVentChannel) return value != 0.0F ? std::string("OUTP:MODE VENT\n") : std::string();
+  const std::string word = channel == kSetPointChannel ? "SOUR:PRES " : "CURR:SOUR ";
+  return word + FormatFixed(value, kResolution) + '\n';
+}
+
+// Only the leading whole number counts, as far as it has digits.
+HRESULT CheckErrorQueue(std::string_view answer) {
+  answer.remove_prefix(std::min(answer.find_first_not_of(kBlanks), answer.size()));
+  if (answer.starts_with('+') || answer.starts_with('-')) answer.remove_prefix(1);
+  const std::string_view digits = answer.substr(0, answer.find_first_not_of(kDigits));
+  return digits.find_first_not_of('0') == std::string_view::npos ? S_OK : adt760CtlErrScpiCmde;
+}
+
+}  // namespace ulix::adt760

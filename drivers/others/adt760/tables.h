@@ -1,0 +1,120 @@
+// Additel ADT760 pressure calibrator: what it is, what it can be set to, what can go wrong. Source: the calibrator's
+// command reference.
+#pragma once
+
+#include <array>
+
+#include "drivers/model_card.h"
+
+namespace ulix::adt760 {
+
+// Stands in the answer to "*IDN?".
+inline constexpr const char* kModelWord = "HPC-HOST";
+
+inline constexpr std::array kYesNoWords = {CodedWord{0, "no"}, CodedWord{1, "yes"}};
+
+// The rows below, in order.
+enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };
+
+// The device is looked for where the GUID is empty; vendor and product then narrow the search when they are not 0.
+inline constexpr std::array kSettings = {
+    SettingRow{"identify",
+               {"Identify on connection", "Identifier à la connexion"},
+               0,
+               VariantType::kUi4,
+               0,
+               32,
+               kYesNoWords,
+               1},
+    SettingRow{"guid", {"Device interface GUID", "GUID de l'interface"}, 1, VariantType::kBstr, 0, 0, {}, 0},
+    SettingRow{"vendor-id", {"USB vendor id", "Identifiant USB du fabricant"}, 2, VariantType::kUi4, 0, 16, {}, 0},
+    SettingRow{"product-id", {"USB product id", "Identifiant USB du produit"}, 3, VariantType::kUi4, 0, 16, {}, 0},
+};
+
+// Channels 0 to 5 are the pressure modules.
+inline constexpr ChannelId kElectricalChannel = 6;
+inline constexpr ChannelId kSetPointChannel = 7;
+inline constexpr ChannelId kCurrentChannel = 8;
+inline constexpr ChannelId kVentChannel = 9;
+
+inline constexpr std::array kChannels = {
+    ChannelRow{"PRESSURE1", ChanIn},  ChannelRow{"PRESSURE2", ChanIn}, ChannelRow{"PRESSURE3", ChanIn},
+    ChannelRow{"PRESSURE4", ChanIn},  ChannelRow{"PRESSURE5", ChanIn}, ChannelRow{"PRESSURE6", ChanIn},
+    ChannelRow{"ELECTRICAL", ChanIn}, ChannelRow{"SETPOINT", ChanIO},  ChannelRow{"CURRENT", ChanIO},
+    ChannelRow{"VENT", ChanIO},
+};
+
+// What a channel is asked by; that of the electrical input depends on its function, below.
+inline constexpr std::array<const char*, kChannels.size()> kQueries = {
+    "MEAS:PRES1?\n", "MEAS:PRES2?\n", "MEAS:PRES3?\n", "MEAS:PRES4?\n", "MEAS:PRES5?\n", "MEAS:PRES6?\n", "",
+    "SOUR:PRES?\n",  "CURR:SOUR?\n",  "OUTP:MODE?\n"};
+
+// The electrical input's functions, in the order in which their words are looked for in the answer to
+// "SENS:ELEC:FUNC?": the longer ones come before the one that they contain.
+struct ElectricalFunction {
+  const char* word;
+  const char* query;
+  const char* unit;
+};
+inline constexpr std::array kFunctions = {
+    ElectricalFunction{"CURRENT:SIMULATE", "CURR:SOUR?\n", "mA"},
+    ElectricalFunction{"CURRENT:SOURCE", "CURR:SOUR?\n", "mA"},
+    ElectricalFunction{"VOLTAGE", "MEAS:VOLT?\n", "V"},
+    ElectricalFunction{"CURRENT", "MEAS:CURR?\n", "mA"},
+    ElectricalFunction{"SWITCH:REGULAR", "MEAS:SWIT:REG?\n", ""},
+    ElectricalFunction{"SWITCH:PNP", "MEAS:SWIT:PNP?\n", ""},
+    ElectricalFunction{"SWITCH:NPN", "MEAS:SWIT:NPN?\n", ""},
+};
+
+inline constexpr const char* kPressureUnit = "mbar";
+inline constexpr const char* kCurrentUnit = "mA";
+// The calibrator takes set points of so many decimals.
+inline constexpr int kResolution = 5;
+
+inline constexpr std::array kErrors = {
+    ErrorRow{adt760CtlErrNotAdt760,
+             {"Device connected is not an Adt760 calibrator", "L'appareil connecté n'est pas un calibrateur Adt760"},
+             "NOT_ADT760",
+             7620,
+             8620},
+    ErrorRow{adt760CtlErrOutOfRange,
+             {"The set point is out of range", "La consigne est hors limites"},
+             "OUT_OF_RANGE",
+             7621,
+             8621},
+    ErrorRow{adt760CtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "WRONG_CHAN_NUM", 7622, 8622},
+    ErrorRow{adt760CtlErrNoMeasAvailable,
+             {"No measure available", "Pas de mesure disponible"},
+             "NO_MEAS_AVAILABLE",
+             7623,
+             8623},
+    ErrorRow{adt760CtlErrScpiCmde, {"Scpi command error", "Erreur de commande Scpi"}, "SCPI_ERROR", 7624, 8624},
+    // The enumerator is the other model's, deliberately: hosts know the code by it, and this control has its text.
+    ErrorRow{adt761CtlErrWinUsbNotLoaded,
+             {"The Usb communication management library has not been loaded. Check the presence of the UlixWinUsb.dll "
+              "file in the system.",
+              "La bibliothèque de gestion de la communication Usb n'a pas été chargée. Vérifiez la présence du fichier "
+              "UlixWinUsb.dll dans le système."},
+             "WINUSB_NOT_LOADED",
+             7625,
+             8625},
+};
+
+inline constexpr ModelCard kCard = {
+    .word = "adt760",
+    .class_name = "Adt760",
+    .class_id = "F06E89B5-6258-4CE7-83AA-248D25DEBF60",
+    .display_name = {"ADT760", "ADT760"},
+    .display_name_id = 2035,
+    .config_text = "Additel ADT760: XXXX_A_IMPLANTER",
+    .link = LinkKind::kUsb,
+    .expl_key_num = 37,
+    .fires_errors = true,
+    .input_write_code = adt760CtlErrChNum,
+    .exception_code = adt760ErrExceptionCode,
+    .channels = kChannels,
+    .settings = kSettings,
+    .errors = kErrors,
+};
+
+}  // namespace ulix::adt760

@@ -1,0 +1,141 @@
+#include "drivers/others/adt761/driver.h"
+
+#include <utility>
+
+#include "base/trace.h"
+#include "drivers/others/adt761/protocol.h"
+
+namespace ulix::adt761 {
+namespace {
+
+constexpr int kLongestAnswer = 256;
+constexpr int kLongestSetPoint = 50;
+constexpr int kLongestAcknowledgement = 50;
+constexpr int kUnknownResolution = 6;
+
+constexpr LineProfile kLine = {.terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11};
+constexpr int kLateAttempt = 5;  // from which on the user is told
+
+constexpr std::string_view kTypeQuery = ":R:OTYPE";
+constexpr std::string_view kReleaseKeypad = ":W:OKEYLOCK:0";
+
+}  // namespace
+
+Adt761Driver::Adt761Driver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+
+void Adt761Driver::OpenedLate(int attempt) { opened_late_ = attempt >= kLateAttempt; }
+
+std::optional<TextId> Adt761Driver::TakeWarning() {
+  return opened_late_.exchange(false) ? std::optional(TextId::kOpenedLate) : std::nullopt;
+}
+
+HRESULT Adt761Driver::Greet() {
+  if (CodeIn(settings().Snapshot(), kSettings[kLinkMode]) != kInstrument) return S_OK;
+  const auto answer = Identify();
+  if (!answer) return answer.error();
+  switch (ParseIntroduction(*answer)) {
+    case Introduction::kAdt761:
+      return S_OK;
+    case Introduction::kRefused:  // lenient on purpose: hosts look at IsConnected
+      return kNotConnected;
+    case Introduction::kOther:
+      break;
+  }
+  return adt761CtlErrNotAdt761;
+}
+
+// What the instrument says to it comes too late for anybody.
+void Adt761Driver::TakeLeave() {
+  DiscardInput();
+  Send(kReleaseKeypad);
+}
+
+Expected<std::string> Adt761Driver::Identify() { return Ask(kTypeQuery, kLongestAnswer); }
+
+Landmark Adt761Driver::landmark() const { return {.query = kTypeQuery}; }
+
+bool Adt761Driver::IsLandmark(std::string_view reply) const {
+  const std::size_t start = reply.rfind(":F:OTYPE");
+  return start != reply.npos && ParseIntroduction(reply.substr(start)) == Introduction::kAdt761;
+}
+
+HRESULT Adt761Driver::Transmit(std::string_view text) {
+  const auto prefix = static_cast<char>(CodeIn(settings().Snapshot(), kSettings[kFramePrefix]));
+  if (const HRESULT result = link().WriteBytes({&prefix, 1}, 0); Failed(result)) return result;
+  return link().WriteBytes(std::string(text) + '\0', 0);
+}
+
+Expected<std::string> Adt761Driver::Ask(std::string_view text, int longest) {
+  // A frame without its end may be cut anywhere, and counts for none.
+  return Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
+    if (answer.size() >= static_cast<std::size_t>(longest)) return Failure(serialCommErrUnableToReadComm);
+    return std::move(answer);
+  });
+}
+
+Reading Adt761Driver::ReadChannel(ChannelId id) {
+  if (id >= kReadings.size()) return {.code = adt761CtlErrChNum};
+  const std::lock_guard exchange(exchange_mutex_);
+  const auto value = Measure(id);
+  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+}
+
+Expected<float> Adt761Driver::Measure(ChannelId id) {
+  const auto query = ChooseQuery(id);
+  if (!query) return Failure(query.error());
+  const auto answer = Ask(*query, id == kSetPointChannel ? kLongestSetPoint : kLongestAnswer);
+  if (!answer) return Failure(answer.error());
+  const auto measured = ParseReading(*answer, *query, kReadings[id]);
+  if (!measured) return Failure(measured.error());
+  units_[id] = measured->unit;
+  return measured->value;
+}
+
+Expected<const char*> Adt761Driver::ChooseQuery(ChannelId id) {
+  const Channel& channel = kReadings[id];
+  if (channel.first == FirstAsk::kNothing) return channel.query;
+  // Whatever is sourced, the sources' channels are there.
+  if (channel.first == FirstAsk::kSourcedItem) {
+    return Ask(kSourcedItemQuery, kLongestAnswer).and_then([&](const std::string& answer) {
+      return Accepted(answer, kSourcedItemQuery).map([&](const auto&) { return channel.query; });
+    });
+  }
+  const auto item =
+      Ask(kMeasuredItemQuery, kLongestAnswer).and_then([](const std::string& answer) { return ParseItem(answer); });
+  if (!item) return Failure(item.error());
+  if (!Provides(*item, id)) {
+    TraceLine(std::string("CUlixInstrAdt761Ctl: measuring ") + item->display + "\n");
+    return Failure(adt761CtlErrNoMeasAvailable);
+  }
+  return channel.query ? channel.query : item->pressure_query;
+}
+
+HRESULT Adt761Driver::WriteChannel(ChannelId id, float value) {
+  const Write* write = FindWrite(id);
+  if (!write) return adt761CtlErrChNum;
+  const auto command = WriteCommand(*write, value);
+  if (!command) return command.error();
+  const std::lock_guard exchange(exchange_mutex_);
+  if (write->before) {
+    if (const HRESULT result = Order(write->before, write->before_answer); Failed(result)) return result;
+  }
+  return Order(*command, write->answer);
+}
+
+HRESULT Adt761Driver::Order(std::string_view command, std::string_view acknowledgement) {
+  const auto answer = Ask(command, kLongestAcknowledgement);
+  if (!answer) return answer.error();
+  return answer->starts_with(acknowledgement) ? S_OK : adt761CtlErrNack;
+}
+
+std::string Adt761Driver::ChannelUnit(ChannelId id) const {
+  if (id >= kReadings.size()) return "";
+  const Unit* told = units_[id];
+  return told ? told->display : kReadings[id].unit;
+}
+
+int Adt761Driver::ChannelResolution(ChannelId id) const {
+  return id < kReadings.size() ? kReadings[id].resolution : kUnknownResolution;
+}
+
+}  // namespace ulix::adt761

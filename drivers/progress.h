@@ -1,0 +1,24 @@
+// How a long transfer tells how far it is, and is told to stop.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "base/result.h"
+
+namespace ulix {
+
+struct ProgressStep {
+  int percent = 0;    // 0 to 100
+  const char* title;  // of the whole operation
+  std::string text;   // what is being done
+};
+
+// False asks the operation to stop. Called on the thread that works, with no lock held. Every operation ends with a
+// step of 100, whose answer does not matter.
+using Progress = std::function<bool(const ProgressStep&)>;
+
+// The result of an operation that was asked to stop: E_ABORT.
+inline constexpr HRESULT kCancelled = static_cast<HRESULT>(0x80004004U);
+
+}  // namespace ulix

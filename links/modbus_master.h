@@ -1,0 +1,41 @@
+// The library's own Modbus master.
+#pragma once
+
+#include <memory>
+
+#include "links/modbus_client.h"
+#include "links/modbus_transport.h"
+
+namespace ulix {
+
+class ModbusMaster final : public ModbusClient {
+ public:
+  ModbusMaster(std::unique_ptr<ModbusTransport> transport, ModbusRefusalCodes exceptions)
+      : transport_(std::move(transport)), exceptions_(exceptions) {}
+
+  void SetSlave(std::uint8_t slave) override { slave_ = slave; }
+  void SetTimeout(Milliseconds timeout) override { timeout_ = timeout; }
+  Milliseconds timeout() const override { return timeout_; }
+  HRESULT Open() override;
+  void Close() override;
+  bool IsOpen() const override { return open_; }
+  HRESULT ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers) override;
+  HRESULT WriteMultiple(std::uint16_t address, std::span<const std::uint16_t> registers) override;
+  Expected<std::uint16_t> ReadOne(std::uint16_t address) override;
+  HRESULT WriteOne(std::uint16_t address, std::uint16_t value) override;
+  HRESULT NoAnswer() const override { return transport_->NoAnswer(); }
+  std::optional<TextId> TextOf(HRESULT code) const override;
+
+ private:
+  Expected<std::string_view> Ask(std::string_view request);
+  HRESULT Write(std::string_view request);
+  HRESULT Misunderstood();
+
+  std::unique_ptr<ModbusTransport> transport_;
+  ModbusRefusalCodes exceptions_;
+  std::uint8_t slave_ = 1;
+  Milliseconds timeout_{1000};
+  bool open_ = false;  // between Open and Close, whatever becomes of the connection meanwhile
+};
+
+}  // namespace ulix

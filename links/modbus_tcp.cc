@@ -1,0 +1,132 @@
+#include <array>
+#include <chrono>
+
+#include "links/modbus_frames.h"
+#include "links/modbus_transport.h"
+#include "platform/socket.h"
+
+namespace ulix {
+namespace {
+
+using modbus::kNetworkHead;
+using platform::SocketWait;
+
+class ModbusTcp final : public ModbusTransport {
+ public:
+  ModbusTcp(NetworkAddress address, LinkTrace trace) : address_(std::move(address)), trace_(std::move(trace)) {}
+
+  HRESULT Open(Milliseconds timeout) override {
+    if (socket_) return S_OK;
+    const auto host = platform::FindHost(address_.host);
+    auto socket = host ? platform::MakeStreamSocket() : nullptr;
+    if (!socket || !socket->Connect(*host, static_cast<std::uint16_t>(address_.port), timeout)) {
+      return networkCommErrUnableToConnect;
+    }
+    socket_ = std::move(socket);
+    filled_ = 0;
+    return S_OK;
+  }
+  void Close() override { socket_.reset(); }
+  bool IsOpen() const override { return socket_ != nullptr; }
+  void Distrust() override {}  // transactions tell replies apart
+  HRESULT NoAnswer() const override { return networkCommErrUnableToReadComm; }
+  HRESULT Closed() const override { return networkCommErrConnexClosed; }
+
+  Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
+    if (!StillThere()) Close();
+    if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
+    end_ = std::chrono::steady_clock::now() + timeout;
+    const std::string request = modbus::NetworkFrame(++transaction_, slave, pdu);
+    if (const HRESULT result = Send(request); Failed(result)) return Failure(result);
+    return Await(slave);
+  }
+
+ private:
+  // Takes what came unasked; false when the peer has left.
+  bool StillThere() {
+    if (!socket_) return false;
+    if (filled_ == buffer_.size()) return true;
+    const int count = socket_->Receive(std::span(buffer_).subspan(filled_));
+    if (count > 0) filled_ += static_cast<std::size_t>(count);
+    return count > 0 || (count < 0 && socket_->WouldWait());
+  }
+
+  Milliseconds Left() const {
+    const auto left = std::chrono::ceil<Milliseconds>(end_ - std::chrono::steady_clock::now());
+    return std::max(left, Milliseconds(0));
+  }
+
+  // A connection that can no longer be trusted is given up: half a frame may be under way.
+  HRESULT Lost(HRESULT code) {
+    Close();
+    return code;
+  }
+
+  HRESULT Send(std::string_view frame) {
+    if (trace_) trace_(TraceDirection::kSent, frame);
+    while (!frame.empty()) {
+      const int count = socket_->Send(frame);
+      if (count < 0 && !socket_->WouldWait()) return Lost(networkCommErrConnexClosed);
+      if (count > 0) frame.remove_prefix(static_cast<std::size_t>(count));
+      if (frame.empty()) return S_OK;
+      const SocketWait wait = socket_->AwaitWritable(Left());
+      if (wait == SocketWait::kTimedOut) return Lost(networkCommErrUnableToWriteComm);
+      if (wait == SocketWait::kFailed) return Lost(networkCommErrConnexClosed);
+    }
+    return S_OK;
+  }
+
+  // The frame of this transaction. Those of earlier ones, which came late, are dropped.
+  Expected<std::string_view> Await(std::uint8_t slave) {
+    for (std::size_t length = 0;; Drop(length)) {
+      if (const HRESULT result = Fill(kNetworkHead); Failed(result)) return Failure(result);
+      length = modbus::NetworkFrameLength(Received());
+      if (length == 0) return Failure(Lost(networkCommErrUnableToReadComm));
+      if (const HRESULT result = Fill(length); Failed(result)) return Failure(result);
+      const std::string_view frame = Received().substr(0, length);
+      if (trace_) trace_(TraceDirection::kReceived, frame);
+      const bool ours = modbus::WordAt(frame, 0) == transaction_ && frame[kNetworkHead - 1] == static_cast<char>(slave);
+      if (!ours) continue;
+      reply_.assign(frame.substr(kNetworkHead));
+      Drop(length);
+      return reply_;
+    }
+  }
+
+  std::string_view Received() const { return {buffer_.data(), filled_}; }
+
+  void Drop(std::size_t count) {
+    std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(count),
+              buffer_.begin() + static_cast<std::ptrdiff_t>(filled_), buffer_.begin());
+    filled_ -= count;
+  }
+
+  // Until at least `wanted` bytes are there.
+  HRESULT Fill(std::size_t wanted) {
+    while (filled_ < wanted) {
+      const SocketWait wait = socket_->AwaitReadable(Left());
+      if (wait == SocketWait::kTimedOut) return networkCommErrUnableToReadComm;
+      const int count = wait == SocketWait::kReady ? socket_->Receive(std::span(buffer_).subspan(filled_)) : -1;
+      if (count == 0 || (count < 0 && !socket_->WouldWait())) return Lost(networkCommErrConnexClosed);
+      if (count > 0) filled_ += static_cast<std::size_t>(count);
+    }
+    return S_OK;
+  }
+
+  NetworkAddress address_;
+  LinkTrace trace_;
+  std::unique_ptr<platform::StreamSocket> socket_;
+  std::uint16_t transaction_ = 0;
+  std::chrono::steady_clock::time_point end_;  // of the exchange under way
+  std::array<char, 1024> buffer_;              // several frames at most, so that it never stays full
+  std::size_t filled_ = 0;
+  std::string reply_;
+};
+
+}  // namespace
+
+std::unique_ptr<ModbusTransport> MakeModbusTcp(NetworkAddress address, LinkTrace trace) {
+  return std::make_unique<ModbusTcp>(std::move(address), std::move(trace));
+}
+
+}  // namespace ulix

@@ -1,0 +1,103 @@
+#include "platform/socket.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/posix/file_descriptor.h"
+
+namespace ulix::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Without a limit the wait ends with what it waits for.
+SocketWait Await(int fd, short events, std::optional<milliseconds> wait) {
+  const auto end =
+      steady_clock::now() + std::min(wait.value_or(milliseconds(0)), milliseconds(std::chrono::hours(876000)));
+  for (;;) {
+    constexpr std::int64_t kLongestPoll = 60'000;
+    const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now()).count();
+    pollfd entry{.fd = fd, .events = events, .revents = 0};
+    const int ready =
+        poll(&entry, 1, static_cast<int>(wait ? std::clamp<std::int64_t>(left, 0, kLongestPoll) : kLongestPoll));
+    if (ready > 0) return (entry.revents & POLLNVAL) != 0 ? SocketWait::kFailed : SocketWait::kReady;
+    if (ready < 0 && errno != EINTR) return SocketWait::kFailed;
+    if (wait && steady_clock::now() >= end) return SocketWait::kTimedOut;
+  }
+}
+
+class PosixSocket final : public StreamSocket {
+ public:
+  explicit PosixSocket(FileDescriptor fd) : fd_(std::move(fd)) {}
+
+  bool Connect(Ipv4Address address, std::uint16_t port, std::optional<milliseconds> wait) override {
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    peer.sin_addr.s_addr = htonl(address.bits);
+    if (connect(fd_.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return true;
+    if (errno != EINPROGRESS || Await(fd_.get(), POLLOUT, wait) != SocketWait::kReady) return false;
+    int error = 0;
+    socklen_t size = sizeof error;
+    return getsockopt(fd_.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+  }
+
+  SocketWait AwaitReadable(milliseconds wait) override { return Wait(POLLIN, wait); }
+  SocketWait AwaitWritable(milliseconds wait) override { return Wait(POLLOUT, wait); }
+
+  int Send(std::string_view bytes) override {
+    return Moved([&] { return send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); });
+  }
+  int Receive(std::span<char> bytes) override {
+    return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), 0); });
+  }
+  bool WouldWait() const override { return would_wait_; }
+
+ private:
+  SocketWait Wait(short events, milliseconds wait) {
+    return wait.count() < 0 ? SocketWait::kFailed : Await(fd_.get(), events, wait);
+  }
+
+  template <typename Call>
+  int Moved(Call&& call) {
+    ssize_t count = call();
+    while (count < 0 && errno == EINTR) count = call();
+    would_wait_ = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    return static_cast<int>(count);
+  }
+
+  FileDescriptor fd_;
+  bool would_wait_ = false;
+};
+
+}  // namespace
+
+std::optional<Ipv4Address> FindHost(const std::string& host) {
+  const in_addr_t dotted = inet_addr(host.c_str());
+  if (dotted != INADDR_NONE) return Ipv4Address{ntohl(dotted)};
+  addrinfo wanted{};
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (host.empty() || getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0) return std::nullopt;
+  const Ipv4Address address{ntohl(reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr)};
+  freeaddrinfo(found);
+  return address;
+}
+
+std::unique_ptr<StreamSocket> MakeStreamSocket() {
+  FileDescriptor fd(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+  const int on = 1;
+  if (!fd.valid() || setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) != 0) return nullptr;
+  return std::make_unique<PosixSocket>(std::move(fd));
+}
+
+}  // namespace ulix::platform

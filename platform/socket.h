@@ -1,0 +1,45 @@
+// A TCP client socket over IPv4: the few calls that the network links need of the operating system.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ulix::platform {
+
+// In host byte order.
+struct Ipv4Address {
+  std::uint32_t bits = 0;
+};
+
+// A dotted number as the classic address conversion takes it ("10.1" and "0x7F.1" included), else the first IPv4
+// address of a host name. None when both fail. Name resolution takes as long as the system's resolver does.
+std::optional<Ipv4Address> FindHost(const std::string& host);
+
+enum class SocketWait { kReady, kTimedOut, kFailed };
+
+// One socket, not shared between threads. A signal does not end a wait, a peer that is gone raises none. Destroying it
+// closes the connection.
+class StreamSocket {
+ public:
+  virtual ~StreamSocket() = default;
+  // Without a `wait` the system's own time for a connection applies. False when there is none.
+  virtual bool Connect(Ipv4Address address, std::uint16_t port, std::optional<std::chrono::milliseconds> wait) = 0;
+  // A negative `wait` is a failure. An end of the connection counts as readable.
+  virtual SocketWait AwaitReadable(std::chrono::milliseconds wait) = 0;
+  virtual SocketWait AwaitWritable(std::chrono::milliseconds wait) = 0;
+  // Bytes moved without waiting; -1 when none could be. Receive gives 0 at the end of the connection.
+  virtual int Send(std::string_view bytes) = 0;
+  virtual int Receive(std::span<char> bytes) = 0;
+  // Whether the last Send or Receive that gave -1 did so only because it would have had to wait.
+  virtual bool WouldWait() const = 0;
+};
+
+// Null when the system gives none. Small writes go out at once.
+std::unique_ptr<StreamSocket> MakeStreamSocket();
+
+}  // namespace ulix::platform

@@ -1,0 +1,104 @@
+#include "platform/socket.h"
+
+#include "platform/win32/socket_handle.h"
+// After winsock2.h.
+#include <ws2tcpip.h>
+
+#include <algorithm>
+
+namespace ulix::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Select and not the newer poll: that one does not tell of a connection that failed on every version. Without a limit
+// the wait ends with what it waits for.
+SocketWait Await(SOCKET socket, bool writable, std::optional<milliseconds> wait) {
+  constexpr milliseconds kLongestSelect{60'000};
+  const auto end =
+      steady_clock::now() + std::min(wait.value_or(milliseconds(0)), milliseconds(std::chrono::hours(876000)));
+  for (;;) {
+    const auto left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
+    const auto turn = wait ? std::clamp(left, milliseconds(0), kLongestSelect) : kLongestSelect;
+    timeval time{static_cast<long>(turn.count() / 1000), static_cast<long>(turn.count() % 1000 * 1000)};
+    fd_set wanted;
+    fd_set failed;
+    FD_ZERO(&wanted);
+    FD_ZERO(&failed);
+    FD_SET(socket, &wanted);
+    FD_SET(socket, &failed);
+    const int ready = select(0, writable ? nullptr : &wanted, writable ? &wanted : nullptr, &failed, &time);
+    if (ready < 0) return SocketWait::kFailed;
+    if (ready > 0) return FD_ISSET(socket, &wanted) ? SocketWait::kReady : SocketWait::kFailed;
+    if (wait && steady_clock::now() >= end) return SocketWait::kTimedOut;
+  }
+}
+
+class WindowsSocket final : public StreamSocket {
+ public:
+  WindowsSocket() : socket_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {}
+
+  bool Prepare() {
+    const BOOL on = TRUE;
+    return socket_.valid() && socket_.Unblock() &&
+           setsockopt(socket_.get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on) == 0;
+  }
+
+  bool Connect(Ipv4Address address, std::uint16_t port, std::optional<milliseconds> wait) override {
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    peer.sin_port = htons(port);
+    peer.sin_addr.s_addr = htonl(address.bits);
+    if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return true;
+    return WSAGetLastError() == WSAEWOULDBLOCK && Await(socket_.get(), true, wait) == SocketWait::kReady;
+  }
+
+  SocketWait AwaitReadable(milliseconds wait) override { return Wait(false, wait); }
+  SocketWait AwaitWritable(milliseconds wait) override { return Wait(true, wait); }
+
+  int Send(std::string_view bytes) override {
+    return Moved(send(socket_.get(), bytes.data(), static_cast<int>(bytes.size()), 0));
+  }
+  int Receive(std::span<char> bytes) override {
+    return Moved(recv(socket_.get(), bytes.data(), static_cast<int>(bytes.size()), 0));
+  }
+  bool WouldWait() const override { return would_wait_; }
+
+ private:
+  SocketWait Wait(bool writable, milliseconds wait) {
+    return wait.count() < 0 ? SocketWait::kFailed : Await(socket_.get(), writable, wait);
+  }
+  int Moved(int count) {
+    would_wait_ = count < 0 && WSAGetLastError() == WSAEWOULDBLOCK;
+    return count;
+  }
+
+  SocketLibrary library_;
+  SocketHandle socket_;
+  bool would_wait_ = false;
+};
+
+}  // namespace
+
+std::optional<Ipv4Address> FindHost(const std::string& host) {
+  const SocketLibrary library;
+  const unsigned long dotted = inet_addr(host.c_str());
+  if (dotted != INADDR_NONE) return Ipv4Address{ntohl(dotted)};
+  addrinfo wanted{};
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (host.empty() || getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0) return std::nullopt;
+  const Ipv4Address address{ntohl(reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr)};
+  freeaddrinfo(found);
+  return address;
+}
+
+std::unique_ptr<StreamSocket> MakeStreamSocket() {
+  auto made = std::make_unique<WindowsSocket>();
+  if (!made->Prepare()) return nullptr;
+  return made;
+}
+
+}  // namespace ulix::platform

@@ -1,0 +1,49 @@
+// A simulated Additel ADT761: one item measured, a pressure controller, a current source; asked by frames.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulators/line_simulator.h"
+#include "simulators/properties.h"
+#include "simulators/thermal_model.h"
+
+namespace ulix {
+
+class Adt761Simulator final : public LineSimulator {
+ public:
+  explicit Adt761Simulator(Clock& clock);
+
+  std::string Refusal() const override { return std::string(":E:") + '\0'; }
+  HRESULT Set(std::string_view key, std::string_view value) override;
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
+
+  bool keypad_locked() const { return keypad_locked_; }
+
+ private:
+  SimulatedReply Answer(std::string_view request) override;
+  // The answer without its NUL; none for a frame that the calibrator does not know.
+  std::optional<std::string> Tell(std::string_view name);
+  std::optional<std::string> TellPressure(std::string_view name);
+  bool Take(std::string_view name, std::string_view value);
+  bool TakeSwitch(std::string_view name, bool on);
+
+  ThermalModel controller_;  // its pressure, in `pressure-unit`
+  double prefix_ = 1;        // the byte that stands before every request
+  std::string type_ = "Additel 761";
+  std::string item_ = "LPM";   // what is measured: MA, V, SW, HPM, LPM, EPM, HART
+  std::string unit_ = "KPA";   // of the pressures
+  double value_ = 12.5;        // measured while the item is no pressure
+  double atmosphere_ = 101.3;  // kPa
+  double source_ = 4;          // mA
+  bool source_power_ = false;
+  bool loop_power_ = false;
+  bool keypad_locked_ = true;
+  double run_kind_ = 0;
+  std::string set_point_text_;  // answered as the set point when not empty
+  std::string refused_;         // the name of a request that is refused
+  PropertyTable properties_;
+};
+
+}  // namespace ulix

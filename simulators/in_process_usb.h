@@ -1,0 +1,19 @@
+// A simulated instrument behind the operations of the USB helper library.
+#pragma once
+
+#include <memory>
+
+#include "links/usb_library.h"
+#include "simulators/in_process_port.h"
+
+namespace ulix {
+
+// What the simulated device says that it is. A configuration that names another device is answered kUsbBadIdentifier.
+inline constexpr UsbIdentity kSimulatedUsbIdentity = {
+    {0x8A5B2C10, 0x760A, 0x4D7E, {0x9B, 0x21, 0x55, 0x4C, 0x49, 0x58, 0x00, 0x01}}, 0x0760, 0x0001};
+
+// A loader whose library has this one instrument; its transfers end with a line feed, when the room is full, or when
+// their time has passed on `clock`.
+UsbLibraryLoader UsbLoaderOf(std::shared_ptr<SimulatedBench> bench, Clock& clock);
+
+}  // namespace ulix

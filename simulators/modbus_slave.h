@@ -1,0 +1,47 @@
+// What simulated instruments have in common that are Modbus slaves: frames of a serial line, or of a network.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulators/simulator.h"
+
+namespace ulix {
+
+class ModbusSlaveSimulator : public Simulator {
+ public:
+  std::vector<SimulatedReply> Receive(std::string_view bytes) final;
+  // An exception to the last request: illegal data value.
+  std::string Refusal() const final;
+  void OnNetwork() final { network_ = true; }
+
+ protected:
+  static constexpr std::uint8_t kDone = 0;
+  static constexpr std::uint8_t kNoFunction = 1;
+  static constexpr std::uint8_t kNoAddress = 2;
+  static constexpr std::uint8_t kBadValue = 3;
+
+  // Each answers with kDone or an exception code.
+  virtual std::uint8_t ReadRegisters(unsigned address, std::span<std::uint16_t> values) = 0;
+  virtual std::uint8_t WriteRegisters(unsigned address, std::span<const std::uint16_t> values) = 0;
+  // Function 6. Not every register takes it.
+  virtual std::uint8_t WriteRegister(unsigned address, std::uint16_t value) = 0;
+
+  double slave_ = 1;  // its address
+
+ private:
+  std::size_t FrameLength() const;
+  SimulatedReply Answer(std::string_view frame);
+  std::string Act(std::string_view message);
+  std::string Framed(std::string_view message) const;
+
+  bool network_ = false;
+  std::string pending_;
+  std::string head_;        // of the last request on a network: its transaction
+  std::uint8_t asked_ = 0;  // the last request's function
+};
+
+}  // namespace ulix

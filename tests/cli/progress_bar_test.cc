@@ -1,0 +1,15 @@
+#include "tools/ulix/progress_bar.h"
+
+#include <gtest/gtest.h>
+
+namespace ulix {
+namespace {
+
+TEST(ProgressLine, FitsTheTerminal) {
+  EXPECT_EQ(cli::ProgressLine({40, "Reading...", "bloc 2 from 5"}, 79),
+            "Reading...  [########............]  40 %  bloc 2 from 5");
+  EXPECT_EQ(cli::ProgressLine({100, "Reading...", "x"}, 20).size(), 20U);
+}
+
+}  // namespace
+}  // namespace ulix

@@ -1,0 +1,135 @@
+"""What a user types at `ulix` for an ADT761, against an instrument that shares no code with the program."""
+
+import json
+import time
+import unittest
+
+import contract
+from adt761_instrument import Adt761Instrument
+from contract import ContractTest
+from serial_instrument import SILENCE, Reply
+
+NO_MEASURE = "ulix: 0x80046504 No measure available\n"
+NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
+NOT_ADT761 = "ulix: 0x80046500 Device connected is not an Adt761 calibrator\n"
+NACK = "ulix: 0x80046501 Negative acknowledge\n"
+
+
+def frames(*texts, prefix=b"\x01"):
+    return b"".join(prefix + text.encode() + b"\0" for text in texts)
+
+
+HELLO, BYE = frames(":R:OTYPE"), frames(":W:OKEYLOCK:0")
+
+
+class Adt761ContractTest(ContractTest):
+    def instrument(self, answers=(), **how):
+        unit = Adt761Instrument(answers, **how)
+        self.addCleanup(unit.close)
+        return unit
+
+    def assert_said(self, unit, *texts):
+        self.assertEqual((unit.wire(), unit.unknown), (HELLO + frames(*texts) + BYE, []))
+
+    def read(self, unit, channel):
+        status, out, err = self.ulix("read", "adt761", channel, "--json", "--port", unit.device)
+        row, = json.loads(out)
+        return row["value"], row["unit"], err if status else ""
+
+    def test_channels_read(self):
+        item, source = ":R:MITEM", ":R:SITEM"
+        for channel, measured, asked, value, unit_text in [
+                (0, "V", (item, ":R:MVAL"), 1.5, "V"),
+                (3, "HPM", (item, ":R:HPMVALUE"), 700.25, "kPa"), (3, "LPM", (item, ":R:LPMVALUE"), -2.5, "mbar"),
+                (3, "EPM", (item, ":R:EPMVALUE"), 14.7, "psi"), (3, "V", (item, ":R:EPMVALUE"), 14.7, "psi"),
+                (4, "MA", (item, ":R:OATMO"), 101.325, "kPa"), (5, "V", (source, ":R:SMAVALUE"), 12, "mA"),
+                (6, "V", (":R:SMAPOWER",), 1, ""), (7, "V", (":R:O24POWER",), 0, ""),
+                (8, "V", (":R:ORUNKIND",), 2, ""), (9, "V", (source, ":R:CSV"), 250, "")]:
+            with self.subTest(channel=channel, item=measured):
+                unit = self.instrument(item=measured)
+                got, unit_got, err = self.read(unit, channel)
+                self.assertAlmostEqual(got, value, 4)
+                self.assertEqual((unit_got, err), (unit_text, ""))
+                self.assert_said(unit, *asked)
+        for channel, answer, value in [(1, ":F:MVAL:0.25:S", 0.25), (2, ":F:MVAL:-3.5:MA", -3.5)]:
+            unit = self.instrument({":R:MVAL": answer}, item="SW" if channel == 1 else "MA")
+            self.assertEqual(self.read(unit, channel)[0::2], (value, ""))
+
+    def test_channels_that_the_item_has_not(self):
+        for channel, measured in [(0, "MA"), (0, "HPM"), (1, "V"), (2, "SW"), (4, "SW"), (2, "HART")]:
+            with self.subTest(channel=channel, item=measured):
+                unit = self.instrument(item=measured)
+                self.assertEqual(self.read(unit, channel)[0::2], (None, NO_MEASURE))
+                self.assert_said(unit, ":R:MITEM")
+
+    def test_answers_that_are_none(self):
+        for channel, query, answer, error in [
+                (0, ":R:MITEM", ":E:MITEM", NO_MEASURE), (0, ":R:MVAL", ":E:MVAL", NO_MEASURE),
+                (5, ":R:SITEM", ":E:SITEM", NO_MEASURE), (9, ":R:SITEM", ":E:SITEM", NO_MEASURE),
+                (9, ":R:CSV", ":F:NaN", NO_MEASURE), (6, ":R:SMAPOWER", ":F:O24POWER:1", NO_MEASURE),
+                (0, ":R:MVAL", ":F:MVAL:OL:V", NO_MEASURE), (0, ":R:MVAL", ":F:MVAL:3.5:MA", NO_MEASURE),
+                (0, ":R:MVAL", Reply(b"\xff\x80\x00"), NO_MEASURE), (0, ":R:MITEM", SILENCE, NO_ANSWER),
+                (0, ":R:MVAL", SILENCE, NO_ANSWER), (8, ":R:ORUNKIND", Reply(b"\0"), NO_ANSWER),
+                (0, ":R:MVAL", Reply(b":F:MVAL:1.5:V"), NO_ANSWER), (0, ":R:MVAL", "x" * 4000, NO_ANSWER),
+                (9, ":R:CSV", ":F:1" + "0" * 60, NO_ANSWER)]:
+            with self.subTest(channel=channel, answer=answer):
+                began = time.monotonic()
+                self.assertEqual(self.read(self.instrument({query: answer}), channel)[0::2], (None, error))
+                self.assertLess(time.monotonic() - began, 4)
+        dripped = Reply(b":F:MVAL:1.5:V\0", delay=0.4, drip=0.05)
+        self.assertEqual(self.read(self.instrument({":R:MVAL": dripped}), 0)[0], 1.5)
+
+    def test_writes(self):
+        for args, *asked in [("ATMOSPHERE 0", ":W:CVENT:0"), ("4 0.5", ":W:CVENT:1"), ("5 12.3456", ":W:SMAVAL:12.346"),
+                             ("SOURCE -1", ":W:SMAVAL:-1.000"), ("6 1", ":W:SMAPOWER:1"), ("6 0", ":W:SMAPOWER:0"),
+                             ("7 9", ":W:O24POWER:1"), ("9 1200.5", ":W:OIPMUNIT:1", ":W:CSV:1200.50")]:
+            with self.subTest(args):
+                unit = self.instrument()
+                self.succeed("set", "adt761", *args.split(), "--port", unit.device)
+                self.assert_said(unit, *asked)
+        for channel, order, answer, error in [
+                (9, ":W:OIPMUNIT:", ":E:OIPMUNIT", NACK), (9, ":W:CSV:", ":F:CSV:NO", NACK),
+                (5, ":W:SMAVAL:", ":F:SMAPOWER:OK", NACK), (4, ":W:CVENT:", SILENCE, NO_ANSWER)]:
+            unit = self.instrument({order: answer})
+            self.assertEqual(self.ulix("set", "adt761", channel, "1", "--port", unit.device), (1, "", error))
+        unit = self.instrument({":W:CVENT:": ":F:CVENT:OK, venting"})
+        self.succeed("set", "adt761", "4", "1", "--port", unit.device)
+        unit = self.instrument()
+        for args in ("0 1", "8 1", "10 1", "9 nan", "9 much"):
+            self.assertEqual(self.ulix("set", "adt761", *args.split(), "--port", unit.device)[0], 2, args)
+        self.assertEqual(unit.wire(), b"")
+
+    def test_introductions(self):
+        for answer, error in [(":F:OTYPE:Additel 760", NOT_ADT761), (":F:TYPE", NOT_ADT761), (SILENCE, NO_ANSWER),
+                              (Reply(b"KELVO10\n\0"), NOT_ADT761)]:
+            unit = self.instrument({":R:OTYPE": answer})
+            self.assertEqual(self.ulix("read", "adt761", "--port", unit.device), (1, "", error))
+            self.assertEqual(unit.wire(), HELLO)
+        self.assertIn("Additel 761", self.succeed("identify", "adt761", "--port", self.instrument().device))
+        refusing = self.instrument({":R:OTYPE": ":E:OTYPE"})
+        status, _, err = self.ulix("identify", "adt761", "--port", refusing.device)
+        self.assertEqual((status, err), (1, "ulix: 0x8000FFFF Communication not opened\n"))
+        self.assertEqual(refusing.wire(), HELLO)
+
+    def test_settings(self):
+        unit = self.instrument()
+        self.succeed("read", "adt761", "6", "--port", unit.device, "--set", "link-mode=0")
+        self.assertEqual(unit.wire(), frames(":R:SMAPOWER") + BYE)
+        unit = self.instrument(prefix="\x02")
+        self.succeed("read", "adt761", "6", "--port", unit.device, "--set", "frame-prefix=2")
+        self.assertEqual(unit.wire(), frames(":R:OTYPE", ":R:SMAPOWER", ":W:OKEYLOCK:0", prefix=b"\x02"))
+        self.assertEqual(unit.unknown, [])
+        status, _, err = self.ulix("read", "adt761", "--port", unit.device, "--set", "frame-prefix=256")
+        self.assertEqual(status, 2)
+        self.assertIn("frame-prefix", err)
+
+    def test_scan_follows_the_item(self):
+        unit = self.instrument({":R:MITEM": [":F:MITEM:V", ":F:MITEM:MA", ":F:MITEM:V"]})
+        out = self.succeed("scan", "adt761", "VOLTAGE", "--period", "100", "--count", "3", "--json", "--port", unit.device)
+        channels = [json.loads(line)["channels"][0] for line in out.splitlines()]
+        self.assertEqual([channel["error"] for channel in channels], [0, 0x80046504, 0])
+        self.assertEqual([channels[0]["value"], channels[2]["value"]], [1.5, 1.5])
+
+
+if __name__ == "__main__":
+    contract.main()

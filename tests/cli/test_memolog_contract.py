@@ -1,0 +1,333 @@
+"""What a user types at `ulix` for a Memolog, against a logger that shares no code with the program.
+
+Run as: python3 test_memolog_contract.py PATH_TO_ULIX [unittest arguments]
+"""
+
+import json
+import os
+import pathlib
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import xml.etree.ElementTree
+
+from memolog_logger import (FRAME, LOCK, READ, STATUS, TEXT, WRITE, WRITE_ONE, Memolog, failure, measurement,
+                            time_record, words_of)
+
+ULIX = "ulix"
+UNDER_WINE = "ULIX_UNDER_WINE" in os.environ  # no pseudo terminals of its own
+IDN = [(WRITE, TEXT, [0x2A49, 0x444E, 0x3F00]), (READ, 649, 1), (READ, TEXT, 50)]
+STATE = [(WRITE, FRAME, [10, 2, 19, 1]), (READ, FRAME, 8)]
+CODES = {"invalid": "0x80041D07", "open": "0x80041D06", "locked": "0x80041D09", "not": "0x80041D00",
+         "function": "0x80041D03", "address": "0x80041D04", "data": "0x80041D05"}
+
+
+def freeze(flags):
+    return (WRITE, FRAME, [10, 3, 20, 1, flags])
+
+
+def read_records(first, count):
+    words = 4 * count + 6
+    reads = [(READ, FRAME, min(words, 125))] + ([(READ, FRAME + 125, words - 125)] if words > 125 else [])
+    return [(WRITE, FRAME, [10, 4, 21, 1, first, count])] + reads
+
+
+def frame_writes(words):
+    """The block writes of one frame, last part first."""
+    parts = [(WRITE, FRAME + at, words[at:at + 60]) for at in range(0, len(words), 60)]
+    return parts[::-1]
+
+
+def program_file(records, identity=b"ULIX,MEMOLOG90,77,V1", mark=b"PROGRAM FILE", tail=b""):
+    head = bytes(9) + identity.ljust(80, b"\0") + mark.ljust(13, b"\0")
+    body = b"".join(struct.pack("<%dH" % (len(record) + 1), len(record), *record) for record in records)
+    return head.ljust(512, b"\0") + body + tail
+
+
+def record_of(number, length):
+    return [4, number] + [(number * 1000 + k) & 0xFFFF for k in range(length - 2)]
+
+
+PROGRAM = [record_of(1, 2), record_of(2, 58), record_of(3, 59), record_of(4, 196), record_of(5, 100)]
+
+
+def sixty_five():
+    """A time base, 63 measurements half a second apart, and one that failed."""
+    records = [time_record(1, 366 * 86400, 100)]
+    records += [measurement(1 + k % 5, 64, k + 0.5) for k in range(63)]
+    return records + [failure(7, 10, -3)]
+
+
+class MemologTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
+        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
+
+    def logger(self, **options):
+        logger = Memolog(**options)
+        self.addCleanup(logger.close)
+        return logger
+
+    def loggers(self, **options):
+        yield self.logger(**options)
+        if not UNDER_WINE:
+            yield self.logger(serial=True, **options)
+
+    def ulix(self, *args):
+        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=60)
+        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+    def succeed(self, *args):
+        status, out, err = self.ulix(*args)
+        self.assertEqual((status, err), (0, ""))
+        return out
+
+    def fail_with(self, code, *args):
+        status, out, err = self.ulix(*args)
+        self.assertEqual((status, out), (1, ""), err)
+        self.assertRegex(err, f"^ulix: {code}[^\n]*\n$")
+        return err
+
+    def file(self, data):
+        path = self.folder / "file.p90"
+        path.write_bytes(data)
+        return path
+
+    def test_identity(self):
+        for logger in self.loggers(slave=7):
+            out = self.succeed("identify", "memolog", *logger.where, "--slave", 7)
+            self.assertEqual((out, logger.requests), ("ULIX,MEMOLOG90,77,V1\n", IDN + IDN))
+        other = self.logger(identity="ULIX,MEMOLOG30,77,V1")
+        self.fail_with(CODES["not"], "identify", "memolog", *other.where)
+
+    def test_program_there_and_back(self):
+        for logger in self.loggers():
+            logger.silent_init = logger.serial
+            data = program_file(PROGRAM)
+            self.assertEqual(self.succeed("program", "memolog", "check", self.file(data)), "5 records\n")
+            self.succeed("program", "memolog", "send", self.file(data), *logger.where)
+            sent = [frame_writes([4, 10] + words_of(b"ENTER PROG MODE...\0\0"))]
+            sent += [frame_writes([5, len(record)] + record) for record in PROGRAM] + [frame_writes([6, 0])]
+            init = (WRITE, TEXT, [0x494E, 0x4954, 0x4F55, 0x4900])
+            self.assertEqual(logger.requests, IDN + [init] + sum(sent, []))
+            # 60 words go as one block; 61 as two, the one register first.
+            self.assertEqual([len(write[2]) for write in sent[2]], [60])
+            self.assertEqual([(write[1], len(write[2])) for write in sent[3]], [(FRAME + 60, 1), (FRAME, 60)])
+            self.assertEqual((logger.program, logger.incoming), (PROGRAM, None))
+
+            logger.requests.clear()
+            back = self.folder / "back.p90"
+            self.succeed("program", "memolog", "read", back, *logger.where)
+            self.assertEqual(back.read_bytes(), data)
+            wanted = IDN + IDN + [(WRITE, FRAME, [15, 0]), (READ, FRAME, 3), (WRITE, FRAME, [7, 0]), (READ, FRAME, 2)]
+            self.assertEqual(logger.requests[:len(wanted)], wanted)
+            self.assertIn((WRITE, FRAME, [8, 2, 4, 4]), logger.requests)
+            self.assertIn((READ, FRAME + 127, 71), logger.requests)
+            self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["back.p90", "file.p90"])
+            back.unlink()
+
+    def test_an_empty_program(self):
+        logger = self.logger()
+        for tail in b"", b"\0\0", b"\x05":
+            logger.requests.clear()
+            self.succeed("program", "memolog", "send", self.file(program_file([], tail=tail)), *logger.where)
+            commands = [words[0] for function, address, words in logger.requests if address == FRAME]
+            self.assertEqual(commands, [4, 6])
+
+    def test_invalid_files(self):
+        logger = self.logger()
+        good = program_file(PROGRAM)
+        for data in (good[:511], program_file(PROGRAM, identity=b"MEMOLOG90"), program_file(PROGRAM, mark=b"PROGRAM"),
+                     program_file(PROGRAM + [record_of(6, 197)]), good[:-1]):
+            logger.requests.clear()
+            self.fail_with(CODES["invalid"], "program", "memolog", "send", self.file(data), *logger.where)
+            self.assertEqual(logger.requests, IDN)
+            self.fail_with(CODES["invalid"], "program", "memolog", "check", self.file(data))
+        self.fail_with(CODES["open"], "program", "memolog", "send", self.folder / "none", *logger.where)
+        self.fail_with(CODES["open"], "program", "memolog", "send", self.folder, *logger.where)
+        # Any of the maker's files can be sent, whatever the case of its mark; chosen are only loggers' own.
+        other = self.file(program_file(PROGRAM, identity=b"XULIX,OTHER", mark=b"Program File"))
+        self.fail_with(CODES["invalid"], "program", "memolog", "check", other)
+        self.succeed("program", "memolog", "send", other, *logger.where)
+
+    def test_a_refused_frame(self):
+        logger = self.logger()
+        logger.refuse[5] = 0x21
+        self.fail_with("0x80041C21", "program", "memolog", "send", self.file(program_file(PROGRAM)), *logger.where)
+        self.assertEqual(logger.requests[-2:], [(READ, STATUS, 1), (WRITE, FRAME, [6, 0])])
+
+    def test_reading_a_block(self):
+        for logger in self.loggers():
+            logger.blocks[1], logger.recording = sixty_five(), 1
+            out = json.loads(self.succeed("memory", "memolog", "read", 0, *logger.where, "--json"))
+            self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1), freeze(3)] + read_records(1, 48) +
+                             read_records(49, 17) + [freeze(1), (WRITE_ONE, LOCK, 0)])
+            self.assertEqual(len(out), 64)
+            # 100/128 s and half a second: the fraction runs over into the seconds.
+            self.assertEqual(out[0], {"channel": 0, "value": 0.5, "error": 0, "time": "1997-01-01T00:00:01.281"})
+            self.assertEqual(out[62]["time"], "1997-01-01T00:00:32.281")
+            self.assertEqual(out[63], {"channel": 6, "value": None, "error": 0xFFFFFFFD,
+                                       "time": "1997-01-01T00:00:32.359"})
+            self.assertEqual((logger.frozen, len(logger.blocks[1])), (set(), 65))
+
+    def test_what_is_read_and_what_is_cleared(self):
+        logger = self.logger()
+        read = ["memory", "memolog", "read", 0, *logger.where]
+        logger.blocks[1] = [time_record(6, 86400)] * 7 + [time_record(6, 5)] + [measurement(2, 0, 1)] * 4
+        self.assertEqual(self.succeed(*read, "--max", 5, "--clear"), "1996-01-01T00:00:05.000  CH2  1\n" * 4)
+        self.assertIn(read_records(8, 5)[0], logger.requests)
+        self.assertEqual(len(logger.blocks[1]), 12)
+        logger.freezes_itself = 1
+        logger.requests.clear()
+        self.assertEqual(self.succeed(*read, "--max", 50, "--clear"), "1996-01-01T00:00:05.000  CH2  1\n" * 4)
+        self.assertEqual(len(logger.blocks[1]), 12)
+        self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1)] + read_records(1, 12) +
+                         [(WRITE_ONE, LOCK, 0)])
+        self.succeed(*read, "--clear")
+        self.assertEqual(logger.requests[-1], (WRITE, FRAME, [10, 4, 22, 1, 2, 12]))
+        self.assertEqual(logger.blocks[1], [])
+        logger.freezes_itself = 0
+        logger.requests.clear()
+        self.assertEqual(self.succeed(*read, "--json", "--clear"), "[]\n")
+        self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1), freeze(2), freeze(0), (WRITE_ONE, LOCK, 0)])
+
+    def test_clearing(self):
+        logger = self.logger()
+        logger.blocks[100] = [measurement(1, 0, 1)] * 9
+        for count, on_wire, left in (4, 4, 5), (65536, 0, 0):
+            self.succeed("memory", "memolog", "clear", 99, count, *logger.where)
+            self.assertEqual(logger.requests[-1], (WRITE, FRAME, [10, 4, 22, 100, 2, on_wire]))
+            self.assertEqual(len(logger.blocks[100]), left)
+        status, _, err = self.ulix("memory", "memolog", "clear", 100, *logger.where)
+        self.assertEqual((status, err), (2, "ulix: BLOCK: '100' is no block; takes a number from 0 to 99\n"))
+
+    def test_a_memory_that_is_being_read(self):
+        logger = self.logger()
+        logger.blocks[1] = sixty_five()
+        logger.lock_register = 2
+        self.fail_with(CODES["locked"], "memory", "memolog", "read", 0, *logger.where)
+        self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1)])
+        logger.lock_register = 1
+        self.succeed("memory", "memolog", "read", 0, *logger.where)
+        self.assertEqual(logger.requests[-1], (WRITE_ONE, LOCK, 1))
+
+    def test_files_of_records(self):
+        logger = self.logger()
+        logger.blocks[1] = sixty_five()
+        csv, plot = self.folder / "out.csv", self.folder / "out.svg"
+        self.succeed("memory", "memolog", "read", 0, *logger.where, "--csv", csv, "--plot", plot)
+        lines = csv.read_text().split("\n")
+        self.assertEqual(lines[:2] + lines[64:], ["time,channel,value,error", "1997-01-01T00:00:01.281,0,0.5,",
+                                                  "1997-01-01T00:00:32.359,6,,0xFFFFFFFD", ""])
+        drawing = xml.etree.ElementTree.fromstring(plot.read_text())
+        texts = [element.text for element in drawing.iter("{http://www.w3.org/2000/svg}text")]
+        self.assertTrue({"CH1", "CH5", "Local time, 1997-01-01", "00:00:10"} <= set(texts), texts)
+        # A file that cannot be written keeps the logger's records.
+        status, _, err = self.ulix("memory", "memolog", "read", 0, *logger.where, "--clear", "--csv", "/dev/full/x")
+        self.assertEqual((status, len(logger.blocks[1])), (1, 65), err)
+
+    def test_every_step_of_a_read_can_fail(self):
+        logger = self.logger()
+        logger.blocks[1] = sixty_five()
+        csv = self.folder / "out.csv"
+        read = ["memory", "memolog", "read", 0, *logger.where, "--csv", csv, "--timeout", 150, "--clear"]
+        total = 3 + 2 + 1 + 1 + 3 + 2 + 1 + 1
+        for kind in "silent", "vanish", "short", "garbage", "other", "exception":
+            for step in range(3, total):
+                with self.subTest(fault=kind, step=step):
+                    logger.order(kind, step)
+                    status, out, err = self.ulix(*read)
+                    self.assertEqual((status, out), (1, ""))
+                    self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$")
+                    self.assertFalse(list(self.folder.iterdir()))
+                    self.assertEqual(len(logger.blocks[1]), 65)
+                    self.assertEqual(logger.frozen, set())
+                    logger.order("silent", 9999)
+                    self.assertEqual(len(json.loads(self.succeed(*read[:-3], "--json"))), 64)
+                    csv.unlink()
+
+    def test_exceptions_are_told_apart(self):
+        logger = self.logger()
+        logger.blocks[1] = sixty_five()
+        for number, code in (1, "function"), (2, "address"), (3, "data"):
+            logger.order("exception", 4, 1, number)
+            self.fail_with(CODES[code], "memory", "memolog", "read", 0, *logger.where)
+
+    def test_every_step_of_a_transfer_can_fail(self):
+        logger = self.logger()
+        sent = self.file(program_file(PROGRAM[:3]))
+        for kind in "silent", "vanish", "short", "garbage", "other", "exception":
+            for step in range(4, 10):
+                with self.subTest(fault=kind, step=step):
+                    logger.order(kind, step)
+                    status, out, err = self.ulix("program", "memolog", "send", sent, *logger.where, "--timeout", 150)
+                    self.assertEqual((status, out), (1, ""))
+                    self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$")
+                    self.assertEqual(logger.requests[-1], (WRITE, FRAME, [6, 0]))
+                    logger.order("silent", 9999)
+                    self.succeed("program", "memolog", "send", sent, *logger.where)
+                    self.assertEqual(logger.program, PROGRAM[:3])
+            back = self.folder / "back.p90"
+            for step in range(3, 16):
+                with self.subTest(fault=kind, re_read_step=step):
+                    back.write_bytes(b"as it was")
+                    logger.order(kind, step)
+                    status, _, _ = self.ulix("program", "memolog", "read", back, *logger.where, "--timeout", 150)
+                    self.assertEqual((status, back.read_bytes()), (1, b"as it was"))
+                    self.assertFalse((self.folder / "back.p90.new").exists())
+                    logger.order("silent", 9999)
+
+    def test_late_replies_are_nobodys(self):
+        for logger in self.loggers():
+            logger.blocks[1] = sixty_five()
+            for step in 6, 7, 8, 10:
+                with self.subTest(step=step, serial=logger.serial):
+                    logger.order("late", step, 1, 0.45)
+                    status, out, _ = self.ulix("memory", "memolog", "read", 0, *logger.where, "--timeout", 300)
+                    self.assertEqual((status, out, logger.frozen), (1, "", set()))
+                    self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
+                    self.assertTrue(logger.sent_late.wait(10))
+
+    def test_interrupted(self):
+        logger = self.logger()
+        logger.blocks[1] = [time_record(6, 86400)] + [measurement(1, 1, 1)] * 9999
+        csv = self.folder / "out.csv"
+        logger.order("late", 0, 99999, 0.01)
+        process = subprocess.Popen([ULIX, "memory", "memolog", "read", "0", *map(str, logger.where), "--clear", "--csv",
+                                    str(csv)], env=self.env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(lambda: (process.kill(), process.communicate()))
+        end = time.monotonic() + 20
+        while len(logger.requests) < 20 and time.monotonic() < end:
+            time.sleep(0.005)
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(timeout=20)
+        self.assertEqual((process.returncode, out, err), (1, b"", b"ulix: 0x80004004 Cancelled\n"))
+        self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
+        self.assertEqual((len(logger.blocks[1]), list(self.folder.iterdir())), (10000, []))
+
+    def test_settings_are_kept(self):
+        config = self.folder / "logger.cfg"
+        self.succeed("config", "memolog", "show", "--host", "10.1.2.3", "--slave", 9, "--tcp-port", 1502, "--save",
+                     config)
+        shown = self.succeed("config", "memolog", "show", "--config", config)
+        self.assertEqual(shown, "slave = 9\nprogram-file = \nEthernet:MEMOLOG@10.1.2.3#9\n")
+        shown = self.succeed("config", "memolog", "show", "--config", config, "--port", 4, "--baud", 56000)
+        self.assertEqual(shown.split("\n")[2], "COM 4:MEMOLOG#9 (56000 bds)")
+        status, _, err = self.ulix("identify", "memolog", "--port", 4, "--baud", 57600)
+        self.assertEqual((status, err), (2, "ulix: --baud: '57600' is no rate; takes one of 9600, 19200, 38400, "
+                                            "56000\n"))
+
+
+if __name__ == "__main__":
+    ULIX = sys.argv.pop(1)
+    unittest.main()

@@ -1,0 +1,55 @@
+"""An instrument on an emulated USB: what its device is, and a conversation to replay. Linux, by umockdev-run.
+
+The device has one vendor-specific interface with a bulk endpoint each way, full speed.
+"""
+
+import shutil
+import struct
+
+DEVICE = "/dev/bus/usb/001/007"
+BULK, OUT, IN, PACKET = 3, 0x02, 0x81, 64
+
+
+def available():
+    return shutil.which("umockdev-run") is not None
+
+
+def descriptors(vendor, product, interface_class=0xFF):
+    endpoints = b"".join(struct.pack("<BBBBHB", 7, 5, endpoint, 2, PACKET, 0) for endpoint in (OUT, IN))
+    interface = struct.pack("<9B", 9, 4, 0, 0, 2, interface_class, 0, 0, 0) + endpoints
+    config = struct.pack("<BBHBBBBB", 9, 2, 9 + len(interface), 1, 1, 0, 0x80, 50) + interface
+    return struct.pack("<BBHBBBBHHHBBBB", 18, 1, 0x200, 0, 0, 0, 64, vendor, product, 0x100, 0, 0, 0, 1) + config
+
+
+def description(vendor, product, **how):
+    """A device as umockdev-run takes it."""
+    return f"""P: /devices/pci0000:00/0000:00:14.0/usb1/1-1
+N: bus/usb/001/007
+E: DEVNAME={DEVICE}
+E: DEVTYPE=usb_device
+E: SUBSYSTEM=usb
+E: BUSNUM=001
+E: DEVNUM=007
+E: MAJOR=189
+E: MINOR=6
+A: bConfigurationValue=1
+A: busnum=1
+A: devnum=7
+A: idVendor={vendor:04x}
+A: idProduct={product:04x}
+A: speed=12
+H: descriptors={descriptors(vendor, product, **how).hex().upper()}
+"""
+
+
+def transfer(endpoint, size, data):
+    return f"USBDEVFS_REAPURBNDELAY 0 {BULK} {endpoint} 0 0 {size} {len(data)} 0 {data.hex().upper()}"
+
+
+def conversation(*exchanges):
+    """Commands and the packets that come after each, as umockdev-run replays them; what is asked for unasked is empty."""
+    lines = [f"@DEV {DEVICE}", transfer(IN, PACKET, b"")]
+    for command, *packets in exchanges:
+        lines.append(transfer(OUT, len(command), command.encode()))
+        lines += [" " * depth + transfer(IN, PACKET, packet.encode()) for depth, packet in enumerate(packets, 1)]
+    return "\n".join(lines) + "\n"

@@ -1,0 +1,132 @@
+#include "forms/instrument_forms.h"
+
+#include <gtest/gtest.h>
+
+#include "drivers/catalogue.h"
+#include "forms/entries.h"
+#include "forms/words.h"
+#include "links/local_number.h"
+
+namespace ulix {
+namespace {
+
+class InstrumentForms : public testing::Test {
+ protected:
+  void SetUp() override { SetLocalDecimalSeparator(','); }
+  void TearDown() override { SetLocalDecimalSeparator(std::nullopt); }
+
+  static Instrument Make(const char* model) { return Instrument(FindModel(model)->create({})); }
+  // Enters a value and gives the form to the instrument; the reason of a refusal, or nothing.
+  static std::string Enter(Form& form, const std::string& key, const std::string& value) {
+    Field* field = FindField(form, key);
+    if (!field) return "no such field";
+    field->value = value;
+    const auto refusal = form.apply(form);
+    if (!refusal) return "";
+    EXPECT_EQ(form.pages[refusal->page].fields[refusal->field].key, key);
+    return refusal->reason;
+  }
+};
+
+TEST_F(InstrumentForms, WordsHaveBothLanguagesAndTheSamePlaceholders) {
+  const auto places = [](const char* text) { return std::count(text, text + std::char_traits<char>::length(text), '%'); };
+  for (std::size_t k = 0; k < kFormWords.size(); ++k) {
+    const WordRow& row = kFormWords[k];
+    EXPECT_EQ(static_cast<std::size_t>(row.word), k) << row.text.en;
+    EXPECT_NE(std::string(row.text.fr), "") << row.text.en;
+    EXPECT_EQ(places(row.text.en), places(row.text.fr)) << row.text.en;
+  }
+}
+
+TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAll) {
+  auto instrument = Make("kelvo10");
+  Form form = CommForm(instrument, Language::kEnglish);
+  FindField(form, "baud")->value = "19200";
+  FindField(form, "handshake")->value = "XON/XOFF";
+  for (const char* nonsense : {"elephant", "", "COM", "COM0", "0", "-3", "99999", "COM5x"})
+    EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
+  SerialParams params;
+  instrument.GetSerialParams(&params);
+  EXPECT_EQ(params, SerialParams());
+  EXPECT_EQ(Enter(form, "port", " com 12 "), "");
+  instrument.GetSerialParams(&params);
+  EXPECT_EQ(params, (SerialParams{12, 19200, 1, 0, 2, 2}));
+  EXPECT_TRUE(instrument.IsDirty());
+}
+
+TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
+  auto instrument = Make("kelvo10");
+  const auto before = instrument.settings().Snapshot();
+  Form form = CfgForm(instrument, Language::kFrench);
+  ASSERT_EQ(form.pages.size(), 1U);
+  FindField(form, "output-function")->value = "TC";
+  EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "tiède"), "Ce n'est pas un nombre.");
+  EXPECT_NE(Enter(form, "input-cold-junction-temperature", "1e60"), "");
+  EXPECT_EQ(instrument.settings().Snapshot(), before);
+  EXPECT_FALSE(instrument.IsDirty());
+  EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "21,5"), "");
+  EXPECT_TRUE(instrument.IsDirty());
+  const Form again = CfgForm(instrument, Language::kFrench);
+  Form changed = again;
+  EXPECT_EQ(FindField(changed, "input-cold-junction-temperature")->value, "21,5");
+  EXPECT_EQ(FindField(changed, "output-function")->value, "TC");
+}
+
+// Every model's configuration can be shown, and taken as it is shown without a change.
+TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
+  for (const CatalogueEntry& entry : Catalogue()) {
+    SCOPED_TRACE(entry.card->word);
+    Instrument instrument(entry.create({}));
+    const auto before = instrument.settings().Snapshot();
+    const Form form = PropertiesForm(instrument, Language::kEnglish);
+    EXPECT_FALSE(form.apply(form).has_value());
+    EXPECT_EQ(instrument.settings().Snapshot(), before);
+    std::size_t fields = 0;
+    const Form configuration = CfgForm(instrument, Language::kEnglish);
+    for (const Page& page : configuration.pages) {
+      EXPECT_NE(page.title, "");
+      for (const Field& field : page.fields) fields += !field.key.empty();
+    }
+    EXPECT_EQ(fields, entry.card->settings.size());
+  }
+}
+
+TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
+  auto instrument = Make("kelvo10");
+  std::uint32_t group = 0;
+  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
+  Form form = GroupForm(instrument, group, Language::kEnglish);
+  EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4,294967E+09 please.");
+  EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "period", "250"), "");
+  EXPECT_EQ(Enter(form, "dead-band", "-1"), "From 0 to 3,402823E+38 please.");
+  FindField(form, "channel.0")->value = "1";
+  EXPECT_EQ(Enter(form, "dead-band", "0,5"), "");
+  GroupSettings settings;
+  std::vector<ChannelId> members;
+  EXPECT_EQ(instrument.GetGroupSettings(group, &settings), S_OK);
+  EXPECT_EQ(settings, (GroupSettings{250, 0.5F, 0, 0}));
+  EXPECT_EQ(instrument.InChans(group, &members), S_OK);
+  EXPECT_EQ(members, (std::vector<ChannelId>{0}));
+  EXPECT_EQ(Enter(form, "channel.0", ""), "");
+  EXPECT_EQ(instrument.InChans(group, &members), S_OK);
+  EXPECT_TRUE(members.empty());
+}
+
+TEST_F(InstrumentForms, AnOutputThatCannotBeWrittenSaysWhy) {
+  auto instrument = Make("kelvo10");
+  Form form = OutChansForm(instrument, Language::kEnglish);
+  EXPECT_EQ(Enter(form, "channel.1", "much"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "channel.1", "1,5"), "The instrument does not take this: Communication not opened");
+  EXPECT_EQ(Enter(form, "channel.1", " "), "") << "left as it is";
+}
+
+TEST_F(InstrumentForms, EntriesAreNumbersOfTheUser) {
+  EXPECT_EQ(EnteredNumber(" -1,5E3 "), -1500);
+  EXPECT_EQ(EnteredNumber("2.5"), 2.5);
+  for (const char* nonsense : {"", "  ", "1,5,5", "0x10", "nan", "inf", "1e999", "5 V"})
+    EXPECT_FALSE(EnteredNumber(nonsense)) << nonsense;
+}
+
+}  // namespace
+}  // namespace ulix

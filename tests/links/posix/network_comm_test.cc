@@ -1,0 +1,140 @@
+#include "links/network_comm.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
+
+#include <chrono>
+
+#include "tests/support/tcp_peer.h"
+
+namespace ulix {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct Line {
+  HRESULT result;
+  std::int32_t count = -7;
+  std::string text;
+};
+
+Line ReceiveLine(CNetworkComm& link) {
+  char buffer[256] = "before";
+  Line line{};
+  line.count = -7;
+  line.result = link.ReceiveString(buffer, &line.count);
+  line.text = buffer;
+  return line;
+}
+
+TEST(NetworkComm, LinesComeOneByOneWithTheirEnd) {
+  TcpPeer peer([](TcpPeer& p) {
+    p.Say("OK\r\nnext\n" + p.Take(6));
+    p.Say("half");
+  });
+  CNetworkComm link("127.1", peer.port() + 65536, 5);  // a dotted number of the classic kind; the low 16 bits
+  ASSERT_EQ(link.Connect(), S_OK);
+  std::int32_t length = 6;
+  EXPECT_EQ(link.Send("*IDN?\n", &length), S_OK);
+  EXPECT_EQ(length, 6);
+  Line line = ReceiveLine(link);
+  EXPECT_EQ(line.text, "OK\r\n");
+  EXPECT_EQ(line.count, 4);
+  EXPECT_EQ(ReceiveLine(link).text, "next\n");
+  EXPECT_EQ(ReceiveLine(link).text, "*IDN?\n");
+  EXPECT_EQ(link.lastErrorText(), "");
+  line = ReceiveLine(link);
+  EXPECT_EQ(line.result, networkCommErrConnexClosed);
+  EXPECT_EQ(line.text, "half");
+  EXPECT_EQ(line.count, -7);
+  EXPECT_EQ(link.lastErrorText(), "Connexion closed");
+  EXPECT_TRUE(link.IsConnected());
+  ASSERT_EQ(link.Connect(), S_OK);  // once more
+}
+
+TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
+  TcpPeer peer([](TcpPeer& p) {
+    p.Say("ab");
+    p.AwaitEnd();
+  });
+  CNetworkComm link("localhost", peer.port(), 1);
+  ASSERT_EQ(link.Connect(), S_OK);
+  struct sigaction quiet {};
+  quiet.sa_handler = [](int) {};
+  struct sigaction before {};
+  sigaction(SIGALRM, &quiet, &before);
+  const itimerval often{{0, 20'000}, {0, 20'000}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  const auto start = steady_clock::now();
+  const Line line = ReceiveLine(link);
+  const auto waited = steady_clock::now() - start;
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(line.result, networkCommErrUnableToReadComm);
+  EXPECT_EQ(line.text, "ab");
+  EXPECT_EQ(link.lastErrorText(), "Reception TimeOut");
+  EXPECT_GE(waited, std::chrono::milliseconds(990));
+}
+
+TEST(NetworkComm, BlocksAreTakenUpToTheirLength) {
+  TcpPeer peer([](TcpPeer& p) { p.Say("0123456789"); });
+  CNetworkComm link("127.0.0.1", peer.port(), 1);
+  ASSERT_EQ(link.Connect(), S_OK);
+  char buffer[20] = {};
+  EXPECT_EQ(link.Receive(buffer, 4), 4);
+  EXPECT_EQ(link.Receive(buffer + 4, 10), 6);
+  EXPECT_STREQ(buffer, "0123456789");
+  EXPECT_EQ(link.lastErrorText(), "Connexion closed");
+}
+
+TEST(NetworkComm, APartialSendIsASuccessToBeLookedAt) {
+  TcpPeer peer([](TcpPeer& p) { p.Take(1'000'000'000); });
+  CNetworkComm link("127.0.0.1", peer.port(), 1);
+  ASSERT_EQ(link.Connect(), S_OK);
+  const std::string much(200'000'000, 'x');
+  auto length = static_cast<std::int32_t>(much.size());
+  EXPECT_EQ(link.Send(much.data(), &length), S_OK);
+  EXPECT_GT(length, 0);
+  EXPECT_LT(length, static_cast<std::int32_t>(much.size()));
+  EXPECT_EQ(link.lastErrorText(), "");
+  link.Disconnect();
+}
+
+TEST(NetworkComm, WithoutAPeerThereIsNoConnection) {
+  int port = 0;
+  {
+    TcpPeer gone([](TcpPeer&) {});
+    port = gone.port();
+  }
+  for (const char* host : {"127.0.0.1", "no-such-host.invalid", ""}) {
+    CNetworkComm link(host, port, 1);
+    EXPECT_EQ(link.Connect(), networkCommErrUnableToConnect);
+    EXPECT_EQ(link.lastErrorText(), "Can't Establish connexion with following parameters:\r\nIP Address: " +
+                                        std::string(host) + "\r\nPort: " + std::to_string(port));
+    std::int32_t length = 1;
+    EXPECT_EQ(link.Send("x", &length), networkCommErrConnexClosed);
+    EXPECT_EQ(ReceiveLine(link).result, networkCommErrConnexClosed);
+    EXPECT_EQ(link.lastErrorText(), "Connexion closed");
+  }
+}
+
+TEST(NetworkComm, ANegativeTimeoutIsNoWaitAndACopyIsNotConnected) {
+  TcpPeer peer([](TcpPeer& p) {
+    p.Say("x\n");
+    p.AwaitEnd();
+  });
+  CNetworkComm link("127.0.0.1", peer.port(), -1);
+  ASSERT_EQ(link.Connect(), S_OK);
+  std::int32_t length = 1;
+  EXPECT_EQ(link.Send("x", &length), networkCommErrConnexClosed);
+  EXPECT_EQ(ReceiveLine(link).result, networkCommErrConnexClosed);
+  CNetworkComm copy(link);
+  EXPECT_FALSE(copy.IsConnected());
+  link.Disconnect();
+  EXPECT_EQ(copy.Connect(), S_OK);
+}
+
+}  // namespace
+}  // namespace ulix

@@ -1,0 +1,174 @@
+// The USB link over a real helper library file whose calls are recorded.
+#include "links/usb_link.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/support/fake_usb_library.h"
+
+namespace ulix {
+namespace {
+
+using Calls = std::vector<std::string>;
+
+constexpr HRESULT kNotLoaded = adt761CtlErrWinUsbNotLoaded;
+constexpr HRESULT kOfTheLibrary = static_cast<HRESULT>(0x80049301U);
+
+const Calls kPreparing = {"Flush", "SetTimeout 1 1", "Read 80", "SetTimeout 3 5000"};
+
+Calls Joined(Calls first, const Calls& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+TEST(UsbDeviceTest, AGuidIsReadAndWrittenInOneForm) {
+  const std::string text = "F06E89B5-6258-4CE7-83AA-248D25DEBF60";
+  const UsbGuid guid{0xF06E89B5, 0x6258, 0x4CE7, {0x83, 0xAA, 0x24, 0x8D, 0x25, 0xDE, 0xBF, 0x60}};
+  EXPECT_EQ(GuidText(guid), text);
+  for (const std::string& same : {text, "{" + text + "}", std::string("f06e89b5-6258-4ce7-83aa-248d25debf60")}) {
+    EXPECT_EQ(ParseGuid(same), guid) << same;
+  }
+  for (const std::string& bad :
+       {std::string(), text + "0", "{" + text, text.substr(1), " " + text,
+        std::string("F06E89B5-6258-4CE7-83AA+248D25DEBF60"), std::string("-06E89B5-6258-4CE7-83AA-248D25DEBF60"),
+        std::string("G06E89B5-6258-4CE7-83AA-248D25DEBF60")}) {
+    EXPECT_EQ(ParseGuid(bad), std::nullopt) << bad;
+  }
+}
+
+TEST(UsbLibraryTest, IsLoadedWholeOrNotAtAll) {
+  EXPECT_FALSE(LoadUsbLibrary(TestUsbFolder("nowhere")));
+  for (const char* entry : {"GetInterfaceGuid", "Connect", "Write", "Read", "SetTimeout", "Flush", "Disconnect"}) {
+    const auto loaded = LoadUsbLibrary(TestUsbFolder(std::string("lacks-WinUsb") + entry));
+    EXPECT_FALSE(loaded) << entry;
+  }
+  EXPECT_TRUE(LoadUsbLibrary(TestUsbFolder("whole")));
+
+  const auto folder = TestUsbFolder("text");
+  std::filesystem::create_directories(folder);
+  std::ofstream(folder / platform::SharedLibraryFile("UlixWinUsb")) << "no library at all";
+  EXPECT_FALSE(LoadUsbLibrary(folder));
+  std::filesystem::remove_all(folder);
+  EXPECT_FALSE(LoadOwnUsbLibrary()) << "there is none beside the tests";
+}
+
+class UsbLinkTest : public testing::Test {
+ protected:
+  UsbLinkTest() : link({.not_loaded = kNotLoaded, .load = usb.Loader()}) {}
+
+  FakeUsbLibrary usb;
+  UsbLink link;
+};
+
+TEST_F(UsbLinkTest, OpensInItsOrderAndGivesTheLibraryAnEmptyRecord) {
+  usb.received = {"left over", "\n"};
+  ASSERT_EQ(link.Open({.vendor = 0x0483}), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), (Calls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "Read 80",
+                                    "Read 80", "SetTimeout 3 5000"}));
+  EXPECT_EQ(usb.seen.identity, (UsbIdentity{.vendor = 0x0483}));
+  EXPECT_EQ(usb.seen.library, UsbDevice().library);
+  EXPECT_EQ(link.identity(), usb.found);
+  EXPECT_EQ(link.Open({}), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), Calls()) << "open already";
+  link.Close();
+  link.Close();
+  EXPECT_EQ(usb.TakeCalls(), Calls{"Disconnect"});
+
+  ASSERT_EQ(link.Open(usb.found), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not looked up";
+  EXPECT_EQ(usb.loads, 1);
+}
+
+TEST_F(UsbLinkTest, EachStepFailsWithItsCodeAndStopsTheSequence) {
+  struct Case {
+    const char* step;
+    HRESULT code;
+    Calls calls;
+  };
+  const Case cases[] = {
+      {"GetInterfaceGuid", winUsbCommErrGuidNotFound, {"GetInterfaceGuid"}},
+      {"Connect", winUsbCommErrUnableToOpenComm, {"GetInterfaceGuid", "Connect"}},
+      {"Flush", winUsbCommErrUnableToFlushComm, {"GetInterfaceGuid", "Connect", "Flush", "Disconnect"}},
+      {"SetTimeout 1 1",
+       winUsbCommErrUnableToFlushComm,
+       {"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Disconnect"}},
+      {"SetTimeout 3 5000",
+       winUsbCommErrUnableToSetupComm,
+       {"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "SetTimeout 3 5000", "Disconnect"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.step);
+    for (const auto& [answered, code] : {std::pair{kOfTheLibrary, c.code},
+                                         {kUsbBadIdentifier, HRESULT{winUsbCommErrBadIdentifier}},
+                                         {kNotLoaded, kNotLoaded}}) {
+      usb.failing = {{c.step, answered}};
+      EXPECT_EQ(link.Open({}), code);
+      EXPECT_FALSE(link.IsOpen());
+      EXPECT_EQ(usb.TakeCalls(), c.calls);
+    }
+  }
+  usb.failing = {{"Read", kUsbBadIdentifier}};
+  EXPECT_EQ(link.Open({}), S_OK) << "a read that fails ends the draining";
+  EXPECT_EQ(usb.loads, 1) << "the library stays loaded";
+}
+
+TEST_F(UsbLinkTest, ADeviceThatNeverFallsSilentDoesNotHoldUs) {
+  usb.received.assign(5000, "noise");
+  EXPECT_EQ(link.Open({}), winUsbCommErrUnableToFlushComm);
+  EXPECT_EQ(usb.calls.back(), "Disconnect");
+}
+
+TEST_F(UsbLinkTest, WithoutALibraryEverythingIsNotLoaded) {
+  UsbLink none({.not_loaded = kNotLoaded, .load = [] { return LoadUsbLibrary(TestUsbFolder("lacks-WinUsbRead")); }});
+  EXPECT_EQ(none.Open({}), kNotLoaded);
+  EXPECT_EQ(none.Write("*CLS\n"), kNotLoaded);
+  EXPECT_EQ(CodeOf(none.Read()), kNotLoaded);
+  none.Close();
+}
+
+TEST_F(UsbLinkTest, TransfersFailWithTheirCodes) {
+  ASSERT_EQ(link.Open({}), S_OK);
+  usb.answers = {{"*IDN?", "HPC-HOST"}};
+  EXPECT_EQ(link.Write("*IDN?\n"), S_OK);
+  EXPECT_EQ(link.Read().value(), "HPC-HOST\n");
+  for (const auto& [answered, write, read] :
+       {std::tuple{kOfTheLibrary, winUsbCommErrUnableToWriteComm, winUsbCommErrUnableToReadComm},
+        {kUsbBadIdentifier, winUsbCommErrBadIdentifier, winUsbCommErrBadIdentifier}}) {
+    usb.failing = {{"Write", answered}};
+    EXPECT_EQ(link.Write("A\n"), write);
+    usb.failing = {{"Read", answered}};
+    EXPECT_EQ(CodeOf(link.Read()), read);
+    usb.failing.clear();
+  }
+  usb.received = {""};
+  EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm) << "success without a byte";
+  usb.received = {"x"};
+  usb.oversize = 80;
+  EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm) << "more than there was room for";
+  usb.oversize = 0;
+  usb.count = 2;
+  EXPECT_EQ(link.Write("ABC\n"), winUsbCommErrUnableToWriteComm) << "cut";
+  usb.count = 0;
+  EXPECT_EQ(link.Write("ABC\n"), S_OK) << "a library that does not count";
+}
+
+TEST_F(UsbLinkTest, WhatIsLeftOfAReplyIsNoAnswerToTheNextQuestion) {
+  ASSERT_EQ(link.Open({}), S_OK);
+  usb.TakeCalls();
+  EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm);
+  usb.received = {"late\n"};
+  usb.answers = {{"A?", std::string(95, 'x')}, {"B?", "b"}};
+  EXPECT_EQ(link.Write("A?\n"), S_OK);
+  EXPECT_EQ(usb.TakeCalls(),
+            (Calls{"Read 80", "Flush", "SetTimeout 1 1", "Read 80", "Read 80", "SetTimeout 3 5000", "Write A?"}));
+  EXPECT_EQ(link.Read().value(), std::string(80, 'x'));
+  EXPECT_EQ(link.Write("B?\n"), S_OK);
+  EXPECT_EQ(link.Read().value(), "b\n");
+  usb.TakeCalls();
+  EXPECT_EQ(link.Write("B?\n"), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), Calls{"Write B?"}) << "in step again";
+}
+
+}  // namespace
+}  // namespace ulix

@@ -1,0 +1,203 @@
+// memory, program: what a logger has recorded, and what it is told to record.
+#include <algorithm>
+#include <charconv>
+#include <memory>
+
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/memory_output.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/progress_bar.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct MemoryOptions {
+  ConnectionOptions connection;
+  std::string action;
+  std::string block;
+  std::optional<std::uint32_t> count;  // to clear
+  std::uint32_t most = 0;
+  bool clear = false;
+  std::string csv_file;
+  std::string plot_file;
+  bool json = false;
+};
+
+struct ProgramOptions {
+  ConnectionOptions connection;
+  std::string action;
+  std::string file;
+};
+
+[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, "Cancelled"); }
+
+std::int32_t BlockOf(const std::string& text) {
+  std::int32_t block = -1;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), block);
+  const bool whole = error == std::errc() && end == text.data() + text.size();
+  if (whole && block >= 0 && block <= static_cast<std::int32_t>(kLastMemBlock)) return block;
+  throw UsageError("BLOCK", text.empty() ? "is missing; takes a block's number from 0 to 99"
+                                         : "'" + text + "' is no block; takes a number from 0 to 99");
+}
+
+void CheckHasMemory(Session& session) {
+  std::string name;
+  if (session.instrument().GetMemBlockName(0, &name) != S_OK) {
+    throw UsageError("MODEL", std::string(session.instrument().card().word) + " records nothing");
+  }
+}
+
+int ListBlocks(Session& session, bool json) {
+  session.Connect();
+  std::vector<std::uint32_t> blocks;
+  session.Check(session.instrument().MemBlocks(&blocks));
+  Table table({"BLOCK", "NAME", "SIZE", "RECORDS", "RECORDING"});
+  Json array = Json::array();
+  for (const std::uint32_t block : blocks) {
+    const auto id = static_cast<std::int32_t>(block);
+    std::uint32_t size = 0;
+    std::uint32_t records = 0;
+    std::int32_t destructive = 0;
+    std::int32_t recording = 0;
+    std::string name;
+    session.Check(session.instrument().GetMemBlockStatus(id, &size, &records, &destructive, &recording));
+    session.Check(session.instrument().GetMemBlockName(id, &name));
+    array.push_back(
+        {{"block", id}, {"name", name}, {"size", size}, {"records", records}, {"recording", recording != 0}});
+    table.Add({std::to_string(id), name, std::to_string(size), std::to_string(records), recording ? "yes" : "no"});
+  }
+  json ? PrintLine(array.dump()) : table.Print();
+  return 0;
+}
+
+void AddOutputs(const MemoryOptions& options, const std::string& title, RecordSinks& sinks) {
+  // The files first: what went to the screen cannot be taken back.
+  if (!options.csv_file.empty()) sinks.Add(MakeRecordCsv(options.csv_file));
+  if (!options.plot_file.empty()) sinks.Add(MakeRecordPlot(options.plot_file, title));
+  sinks.Add(options.json ? MakeRecordJson() : MakeRecordLines());
+}
+
+// A failed write ends the read like any other failure: the logger is let go first.
+class Guarded final : public RecordSink {
+ public:
+  explicit Guarded(RecordSink& sink) : sink_(sink) {}
+  HRESULT Take(const ChannelArrays& records) override {
+    return Guard([&] { return sink_.Take(records); });
+  }
+  HRESULT Complete() override {
+    return Guard([&] { return sink_.Complete(); });
+  }
+  void Rethrow() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+  }
+
+ private:
+  template <typename Call>
+  HRESULT Guard(Call&& call) {
+    try {
+      return call();
+    } catch (...) {
+      thrown_ = std::current_exception();
+      return kWriteFault;
+    }
+  }
+  RecordSink& sink_;
+  std::exception_ptr thrown_;
+};
+
+int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options, std::int32_t block) {
+  if (!options.csv_file.empty()) CheckReplaceable(options.csv_file);
+  if (!options.plot_file.empty()) CheckReplaceable(options.plot_file);
+  session.Connect();
+  const std::string model = Shown(session.instrument().card().display_name.In(Language::kEnglish));
+  RecordSinks outputs;
+  AddOutputs(options, model + ", memory block " + std::to_string(block + 1), outputs);
+  Guarded sink(outputs);
+  std::uint32_t read = 0;
+  const HRESULT result = session.instrument().StreamMemBlock(block, options.most, options.clear, sink, &read);
+  sink.Rethrow();
+  session.Check(result);
+  if (!outputs.complete() && bar.interrupted()) ThrowCancelled();
+  if (OnTerminal() && !options.json) PrintLine(std::to_string(read) + (read == 1 ? " record" : " records"));
+  return 0;
+}
+
+int Memory(const MemoryOptions& options) {
+  if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
+  if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
+  const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
+  ProgressBar bar;
+  Session session(options.connection, {}, &bar);
+  CheckHasMemory(session);
+  if (options.action == "list") return ListBlocks(session, options.json);
+  if (options.action == "read") return ReadBlock(session, bar, options, block);
+  session.Connect();
+  session.Check(session.instrument().ClearMemBlock(block, options.count.value_or(0)));
+  return 0;
+}
+
+int CheckProgram(Session& session, const std::string& file) {
+  std::uint32_t records = 0;
+  session.Check(session.instrument().CheckProgram(file, &records));
+  PrintLine(std::to_string(records) + (records == 1 ? " record" : " records"));
+  return 0;
+}
+
+int Program(const ProgramOptions& options) {
+  ProgressBar bar;
+  Session session(options.connection, {}, &bar);
+  if (session.instrument().CheckProgram("", nullptr) == E_NOTIMPL) {
+    throw UsageError("MODEL", options.connection.model + " has no program");
+  }
+  if (options.action == "check") return CheckProgram(session, options.file);
+  const bool send = options.action == "send";
+  if (!send) CheckReplaceable(options.file);
+  Instrument& instrument = session.instrument();
+  const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
+  if (result == kCancelled) ThrowCancelled();
+  session.Check(result);
+  if (OnTerminal()) PrintLine(send ? "Program sent" : "Program re-read");
+  return 0;
+}
+
+}  // namespace
+
+Action DefineMemory(CLI::App& verb) {
+  const auto options = std::make_shared<MemoryOptions>();
+  AddModel(verb, options->connection);
+  verb.add_option("ACTION", options->action,
+                  "list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest")
+      ->required()
+      ->type_name("list|read|clear")
+      ->check(CLI::IsMember({"list", "read", "clear"}));
+  verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99")->type_name("");
+  verb.add_option("N", options->count, "How many records to clear; 0 is all")->type_name("");
+  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")->type_name("N");
+  verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
+  verb.add_option("--csv", options->csv_file, "Keep the records as lines of values")->type_name("FILE");
+  verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
+  verb.add_flag("--json", options->json, "One JSON array");
+  AddConnection(verb, options->connection);
+  verb.footer(
+      "Ctrl-C stops a read: the logger is let go, nothing is printed, written or cleared. Files are put in place\n"
+      "when all was read, and before anything is cleared.");
+  return [=] { return Memory(*options); };
+}
+
+Action DefineProgram(CLI::App& verb) {
+  const auto options = std::make_shared<ProgramOptions>();
+  AddModel(verb, options->connection);
+  verb.add_option("ACTION", options->action,
+                  "check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE")
+      ->required()
+      ->type_name("check|send|read")
+      ->check(CLI::IsMember({"check", "send", "read"}));
+  verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
+  AddConnection(verb, options->connection);
+  verb.footer("A file that is read into is replaced only when all of the program has come.");
+  return [=] { return Program(*options); };
+}
+
+}  // namespace ulix::cli

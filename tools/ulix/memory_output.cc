@@ -1,0 +1,149 @@
+#include "tools/ulix/memory_output.h"
+
+#include <array>
+#include <cmath>
+#include <iostream>
+#include <map>
+
+#include "base/date.h"
+#include "base/numbers.h"
+#include "platform/files.h"
+#include "tools/ulix/csv.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/svg_plot.h"
+
+namespace ulix::cli {
+namespace {
+
+// Any error but 0 is one, also a positive code: they are the logger's own.
+std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
+  const bool good = records.errors[k] == 0 && std::isfinite(records.values[k]);
+  return good ? std::optional(records.values[k]) : std::nullopt;
+}
+
+std::string ChannelName(ChannelId id) { return "CH" + std::to_string(static_cast<std::int32_t>(id) + 1); }
+
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
+
+class Lines final : public RecordSink {
+ public:
+  HRESULT Take(const ChannelArrays& records) override {
+    for (std::size_t k = 0; k < records.size(); ++k) text_ += RecordLine(records, k) + '\n';
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    std::cout << text_ << std::flush;
+    if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
+    return S_OK;
+  }
+
+ private:
+  std::string text_;
+};
+
+class JsonArray final : public RecordSink {
+ public:
+  HRESULT Take(const ChannelArrays& records) override {
+    for (std::size_t k = 0; k < records.size(); ++k) text_ += (text_.empty() ? "" : ",") + RecordJson(records, k);
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    PrintLine("[" + text_ + "]");
+    return S_OK;
+  }
+
+ private:
+  std::string text_;
+};
+
+class CsvFile final : public RecordSink {
+ public:
+  explicit CsvFile(const std::string& path) : path_(path), file_(path) { Write("time,channel,value,error\n"); }
+  HRESULT Take(const ChannelArrays& records) override {
+    for (std::size_t k = 0; k < records.size(); ++k) {
+      const auto value = ValueOf(records, k);
+      const std::array<std::string, 4> cells = {
+          IsoTime(records.times[k]), std::to_string(static_cast<std::int32_t>(records.ids[k])),
+          value ? FormatShortest(*value) : "", records.errors[k] == 0 ? "" : CodeText(records.errors[k])};
+      Write(CsvLine(cells));
+    }
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    if (!file_.Commit()) throw CannotWrite(path_);
+    return S_OK;
+  }
+
+ private:
+  void Write(const std::string& line) {
+    if (!file_.Write(line)) throw CannotWrite(path_);
+  }
+  std::string path_;
+  platform::NewFile file_;
+};
+
+class PlotFile final : public RecordSink {
+ public:
+  PlotFile(std::string path, std::string title) : path_(std::move(path)), title_(std::move(title)) {}
+  HRESULT Take(const ChannelArrays& records) override {
+    for (std::size_t k = 0; k < records.size(); ++k) {
+      PlotCurve& curve = curves_[records.ids[k]];
+      if (curve.name.empty()) curve.name = ChannelName(records.ids[k]);
+      curve.points.push_back({records.times[k], ValueOf(records, k)});
+    }
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    std::vector<PlotCurve> curves;
+    for (auto& [id, curve] : curves_) curves.push_back(std::move(curve));
+    WriteWholeFile(path_, PlotSvg(title_, curves));
+    return S_OK;
+  }
+
+ private:
+  std::string path_;
+  std::string title_;
+  std::map<ChannelId, PlotCurve> curves_;
+};
+
+}  // namespace
+
+std::string RecordJson(const ChannelArrays& records, std::size_t k) {
+  const auto value = ValueOf(records, k);
+  const Json record = {{"channel", static_cast<std::int32_t>(records.ids[k])},
+                       {"value", value ? JsonNumber(*value) : Json(nullptr)},
+                       {"error", JsonError(records.errors[k])},
+                       {"time", IsoTime(records.times[k])}};
+  return record.dump();
+}
+
+std::string RecordLine(const ChannelArrays& records, std::size_t k) {
+  const auto value = ValueOf(records, k);
+  const std::string shown = value                    ? ShownNumber(FormatShortest(*value))
+                            : records.errors[k] != 0 ? CodeText(records.errors[k])
+                                                     : std::string("--");
+  return IsoTime(records.times[k]) + "  " + ChannelName(records.ids[k]) + "  " + shown;
+}
+
+std::unique_ptr<RecordSink> MakeRecordLines() { return std::make_unique<Lines>(); }
+std::unique_ptr<RecordSink> MakeRecordJson() { return std::make_unique<JsonArray>(); }
+std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path) { return std::make_unique<CsvFile>(path); }
+std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title) {
+  return std::make_unique<PlotFile>(path, title);
+}
+
+HRESULT RecordSinks::Take(const ChannelArrays& records) {
+  HRESULT result = S_OK;
+  for (const auto& sink : sinks_) result = Failed(result) ? result : sink->Take(records);
+  return result;
+}
+
+HRESULT RecordSinks::Complete() {
+  HRESULT result = S_OK;
+  for (const auto& sink : sinks_) result = Failed(result) ? result : sink->Complete();
+  complete_ = Succeeded(result);
+  return result;
+}
+
+}  // namespace ulix::cli

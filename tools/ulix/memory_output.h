@@ -1,0 +1,36 @@
+// Where the records of a memory block go: the screen, JSON, a CSV file, a plot.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/record_sink.h"
+
+namespace ulix::cli {
+
+// One record as the command line shows it. `k` is its place in the arrays.
+std::string RecordJson(const ChannelArrays& records, std::size_t k);
+std::string RecordLine(const ChannelArrays& records, std::size_t k);
+
+// Each throws OperationFailed when it cannot write. Nothing is shown and no file is in place before Complete. What is
+// kept for the screen is bounded by the 65535 records that a block holds at most; a CSV file grows as they come.
+std::unique_ptr<RecordSink> MakeRecordLines();
+std::unique_ptr<RecordSink> MakeRecordJson();
+std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path);
+std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title);
+
+// Hands all to each of several, and completes them in order.
+class RecordSinks final : public RecordSink {
+ public:
+  void Add(std::unique_ptr<RecordSink> sink) { sinks_.push_back(std::move(sink)); }
+  HRESULT Take(const ChannelArrays& records) override;
+  HRESULT Complete() override;
+  bool complete() const { return complete_; }
+
+ private:
+  std::vector<std::unique_ptr<RecordSink>> sinks_;
+  bool complete_ = false;
+};
+
+}  // namespace ulix::cli

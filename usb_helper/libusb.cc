@@ -1,0 +1,260 @@
+// The helper library for instruments on the USB of this machine, over libusb-1.0.
+//
+// An instrument is a device with a vendor-specific interface that has a bulk endpoint each way. There are no interface
+// GUIDs here: a device has one that is made of its vendor and product id.
+#include <libusb.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "usb_helper/forwarding.h"
+
+namespace ulix {
+namespace {
+
+constexpr std::uint32_t kUsbOutput = 2;
+constexpr std::uint32_t kTimeoutMs = 5000;  // until one is set
+constexpr UsbGuid kGuidForm = {0, 0x554C, 0x4958, {'L', 'i', 'n', 'u', 'x', 'U', 'S', 'B'}};
+
+UsbGuid GuidOf(std::uint16_t vendor, std::uint16_t product) {
+  UsbGuid guid = kGuidForm;
+  guid.data1 = std::uint32_t{vendor} << 16 | product;
+  return guid;
+}
+
+struct ContextEnd {
+  void operator()(libusb_context* context) const { libusb_exit(context); }
+};
+using Context = std::unique_ptr<libusb_context, ContextEnd>;
+
+struct HandleEnd {
+  void operator()(libusb_device_handle* handle) const { libusb_close(handle); }
+};
+using Handle = std::unique_ptr<libusb_device_handle, HandleEnd>;
+
+Context NewContext() {
+  libusb_context* context = nullptr;
+  return libusb_init(&context) == 0 ? Context(context) : nullptr;
+}
+
+// Where an instrument is spoken to.
+struct Pipes {
+  int interface = -1;
+  unsigned char in = 0;
+  unsigned char out = 0;
+  int packet = 0;  // largest one that comes in
+};
+
+Pipes PipesOf(const libusb_interface_descriptor& interface) {
+  Pipes pipes{.interface = interface.bInterfaceNumber};
+  for (int i = 0; i < interface.bNumEndpoints; ++i) {
+    const libusb_endpoint_descriptor& endpoint = interface.endpoint[i];
+    if ((endpoint.bmAttributes & LIBUSB_TRANSFER_TYPE_MASK) != LIBUSB_TRANSFER_TYPE_BULK) continue;
+    const bool in = (endpoint.bEndpointAddress & LIBUSB_ENDPOINT_DIR_MASK) == LIBUSB_ENDPOINT_IN;
+    (in ? pipes.in : pipes.out) = endpoint.bEndpointAddress;
+    if (in) pipes.packet = endpoint.wMaxPacketSize;
+  }
+  return pipes;
+}
+
+// Of the first interface that an instrument could have; none where there is no such interface.
+Pipes FindPipes(libusb_device* device) {
+  libusb_config_descriptor* found = nullptr;
+  if (libusb_get_active_config_descriptor(device, &found) != 0) return {};
+  const std::unique_ptr<libusb_config_descriptor, decltype(&libusb_free_config_descriptor)> config(
+      found, libusb_free_config_descriptor);
+  for (int i = 0; i < config->bNumInterfaces; ++i) {
+    if (config->interface[i].num_altsetting == 0) continue;
+    const libusb_interface_descriptor& interface = config->interface[i].altsetting[0];
+    if (interface.bInterfaceClass != LIBUSB_CLASS_VENDOR_SPEC) continue;
+    const Pipes pipes = PipesOf(interface);
+    if (pipes.in != 0 && pipes.out != 0 && pipes.packet > 0) return pipes;
+  }
+  return {};
+}
+
+struct Candidate {
+  std::uint16_t vendor;
+  std::uint16_t product;
+  Pipes pipes;
+  std::shared_ptr<libusb_device> device;
+};
+
+// The instruments on the machine; a vendor or product of 0 is any.
+std::vector<Candidate> FindCandidates(libusb_context* context, std::uint16_t vendor, std::uint16_t product) {
+  std::vector<Candidate> candidates;
+  libusb_device** list = nullptr;
+  const auto count = libusb_get_device_list(context, &list);
+  for (int i = 0; i < count; ++i) {
+    libusb_device_descriptor is{};
+    if (libusb_get_device_descriptor(list[i], &is) != 0) continue;
+    if ((vendor != 0 && is.idVendor != vendor) || (product != 0 && is.idProduct != product)) continue;
+    const Pipes pipes = FindPipes(list[i]);
+    if (pipes.interface < 0) continue;
+    candidates.push_back({is.idVendor, is.idProduct, pipes, {libusb_ref_device(list[i]), libusb_unref_device}});
+  }
+  if (count >= 0) libusb_free_device_list(list, 1);
+  return candidates;
+}
+
+// An open instrument.
+class UsbInstrument {
+ public:
+  // None when the device cannot be opened or something else has it; takes the context only when it was.
+  static std::unique_ptr<UsbInstrument> Open(Context& context, const Candidate& candidate);
+  ~UsbInstrument() { libusb_release_interface(handle_.get(), pipes_.interface); }
+  UsbInstrument(const UsbInstrument&) = delete;
+  UsbInstrument& operator=(const UsbInstrument&) = delete;
+
+  HRESULT Write(std::string_view text, std::uint32_t& count);
+  HRESULT Read(char* buffer, std::uint32_t& size);
+  void SetTimeout(std::uint32_t directions, std::uint32_t milliseconds);
+  void Flush() { received_.clear(); }
+
+ private:
+  UsbInstrument(Context context, Handle handle, Pipes pipes)
+      : context_(std::move(context)), handle_(std::move(handle)), pipes_(pipes) {}
+
+  Context context_;
+  Handle handle_;
+  Pipes pipes_;
+  std::uint32_t read_ms_ = kTimeoutMs;
+  std::uint32_t write_ms_ = kTimeoutMs;
+  std::string received_;  // came and was not asked for yet
+};
+
+std::unique_ptr<UsbInstrument> UsbInstrument::Open(Context& context, const Candidate& candidate) {
+  libusb_device_handle* opened = nullptr;
+  if (libusb_open(candidate.device.get(), &opened) != 0) return nullptr;
+  Handle handle(opened);
+  if (libusb_claim_interface(opened, candidate.pipes.interface) != 0) return nullptr;
+  return std::unique_ptr<UsbInstrument>(new UsbInstrument(std::move(context), std::move(handle), candidate.pipes));
+}
+
+HRESULT UsbInstrument::Write(std::string_view text, std::uint32_t& count) {
+  std::string bytes(text);
+  int sent = 0;
+  const int failed = libusb_bulk_transfer(handle_.get(), pipes_.out, reinterpret_cast<unsigned char*>(bytes.data()),
+                                          static_cast<int>(bytes.size()), &sent, write_ms_);
+  count = static_cast<std::uint32_t>(sent);
+  return failed == 0 && count == bytes.size() ? S_OK : E_FAIL;
+}
+
+// A reply ends with a line feed, with a packet that is not full, or where there is no more room; a device that fills
+// its last packet to the brim need not send an empty one behind it.
+HRESULT UsbInstrument::Read(char* buffer, std::uint32_t& size) {
+  const std::uint32_t room = std::exchange(size, 0);
+  bool ended = !received_.empty();
+  while (!ended && received_.size() < room) {
+    std::vector<unsigned char> packet(static_cast<std::size_t>(pipes_.packet));
+    int came = 0;
+    const int failed = libusb_bulk_transfer(handle_.get(), pipes_.in, packet.data(), pipes_.packet, &came, read_ms_);
+    received_.append(packet.begin(), packet.begin() + came);
+    if (failed != 0) return E_FAIL;
+    ended = came < pipes_.packet || received_.ends_with('\n');
+  }
+  size = static_cast<std::uint32_t>(received_.copy(buffer, room));
+  received_.erase(0, size);
+  return S_OK;
+}
+
+// libusb takes 0 for no limit at all.
+void UsbInstrument::SetTimeout(std::uint32_t directions, std::uint32_t milliseconds) {
+  const std::uint32_t limit = std::max(milliseconds, 1U);
+  if (directions & kUsbInput) read_ms_ = limit;
+  if (directions & kUsbOutput) write_ms_ = limit;
+}
+
+// What this library keeps in a device record, where nothing is aligned.
+struct Kept {
+  UsbInstrument* open;  // null while closed
+};
+
+UsbInstrument* OpenIn(const UsbDevice& device) {
+  Kept kept{};
+  std::memcpy(&kept, device.library.data(), sizeof kept);
+  return kept.open;
+}
+
+void PutIn(UsbDevice& device, UsbInstrument* instrument) {
+  const Kept kept{instrument};
+  std::memcpy(device.library.data(), &kept, sizeof kept);
+}
+
+class LibusbLibrary final : public UsbLibrary {
+ public:
+  HRESULT GetInterfaceGuid(UsbDevice& device) override;
+  HRESULT Connect(UsbDevice& device) override;
+  HRESULT Write(UsbDevice& device, const char* text, std::uint32_t& count) override {
+    return WhenOpen(device, [&](UsbInstrument& open) { return open.Write(text, count); });
+  }
+  HRESULT Read(UsbDevice& device, char* buffer, std::uint32_t& size) override {
+    return WhenOpen(device, [&](UsbInstrument& open) { return open.Read(buffer, size); });
+  }
+  HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t milliseconds) override {
+    return WhenOpen(device, [&](UsbInstrument& open) { return open.SetTimeout(directions, milliseconds), S_OK; });
+  }
+  HRESULT Flush(UsbDevice& device) override {
+    return WhenOpen(device, [](UsbInstrument& open) { return open.Flush(), S_OK; });
+  }
+  HRESULT Disconnect(UsbDevice& device) override {
+    delete OpenIn(device);
+    PutIn(device, nullptr);
+    return S_OK;
+  }
+
+ private:
+  template <typename Operation>
+  static HRESULT WhenOpen(UsbDevice& device, Operation&& operation) {
+    UsbInstrument* const open = OpenIn(device);
+    return open ? operation(*open) : E_FAIL;
+  }
+};
+
+// Strangers are not written to: where several devices could be the instrument, the user has to say which.
+HRESULT LibusbLibrary::GetInterfaceGuid(UsbDevice& device) {
+  const Context context = NewContext();
+  if (!context) return E_FAIL;
+  const auto found = FindCandidates(context.get(), device.identity.vendor, device.identity.product);
+  if (found.empty()) return E_FAIL;
+  const auto another = [&](const Candidate& candidate) {
+    return candidate.vendor != found[0].vendor || candidate.product != found[0].product;
+  };
+  if (std::any_of(found.begin(), found.end(), another)) return kUsbBadIdentifier;
+  device.identity = {GuidOf(found[0].vendor, found[0].product), found[0].vendor, found[0].product};
+  return S_OK;
+}
+
+// A GUID of another system says nothing here; vendor and product then do.
+HRESULT LibusbLibrary::Connect(UsbDevice& device) {
+  UsbIdentity& identity = device.identity;
+  const auto vendor = static_cast<std::uint16_t>(identity.guid.data1 >> 16);
+  const auto product = static_cast<std::uint16_t>(identity.guid.data1);
+  if (identity.guid == GuidOf(vendor, product)) {
+    identity.vendor = vendor;
+    identity.product = product;
+  }
+  if (identity.vendor == 0) return kUsbBadIdentifier;
+  Context context = NewContext();
+  if (!context) return E_FAIL;
+  const auto found = FindCandidates(context.get(), identity.vendor, identity.product);
+  if (found.empty()) return E_FAIL;
+  auto opened = UsbInstrument::Open(context, found[0]);
+  PutIn(device, opened.release());
+  return OpenIn(device) ? S_OK : E_FAIL;
+}
+
+}  // namespace
+
+UsbLibrary& TheLibrary() {
+  static LibusbLibrary library;
+  return library;
+}
+
+}  // namespace ulix
