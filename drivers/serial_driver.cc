@@ -1,9 +1,6 @@
 #include "drivers/serial_driver.h"
 
-#include <algorithm>
-#include <span>
 #include <utility>
-#include <vector>
 
 #include "links/serial_errors.h"
 
@@ -14,6 +11,19 @@ namespace {
 constexpr Milliseconds kOpenPause{1000};
 
 }  // namespace
+
+// While it lives, the words of a connection or of its end are exchanged: they are not held up to put the line in step,
+// which an instrument that was switched off cannot always do before it is greeted, and they bring no link back.
+class SerialDriver::Formalities {
+ public:
+  explicit Formalities(SerialDriver& driver) : driver_(driver) { driver_.formal_ = true; }
+  ~Formalities() { driver_.formal_ = false; }
+  Formalities(const Formalities&) = delete;
+  Formalities& operator=(const Formalities&) = delete;
+
+ private:
+  SerialDriver& driver_;
+};
 
 SerialDriver::SerialDriver(const ModelCard& card, LineProfile profile, DriverServices services)
     : Driver(card),
@@ -26,6 +36,7 @@ SerialDriver::~SerialDriver() { link_.Close(); }
 HRESULT SerialDriver::OpenLink() {
   const std::lock_guard exchange(exchange_mutex_);
   if (link_.IsOpen()) return S_OK;
+  if (lost_) return HaveLinkBack();
   HRESULT result = OpenPort();
   if (Succeeded(result)) result = ApplyTimeouts();
   if (Failed(result)) link_.Close();
@@ -37,12 +48,15 @@ HRESULT SerialDriver::OpenPort() {
   for (int attempt = 1;; ++attempt) {
     const HRESULT result = link_.Open();
     if (Succeeded(result) && attempt > 1) OpenedLate(attempt);
-    if (Succeeded(result) || attempt == profile_.open_attempts) return result;
+    if (Succeeded(result) || attempt == profile_.open_attempts || leaving_ > 0) return result;
     clock().SleepFor(kOpenPause);
   }
 }
 
+// Of a port that was just opened.
 HRESULT SerialDriver::ApplyTimeouts() {
+  partial_.clear();
+  cut_ = false;
   std::uint32_t read_ms = 0;
   std::uint32_t write_ms = 0;
   const HRESULT result = link_.GetTimeouts(&read_ms, &write_ms);
@@ -55,15 +69,48 @@ HRESULT SerialDriver::ApplyTimeouts() {
 
 HRESULT SerialDriver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
-  HRESULT result = OpenLink();
-  if (Succeeded(result)) result = Greet();
+  lost_ = false;
+  const HRESULT result = GreetOn(OpenLink());
+  greeted_ = result == S_OK;
+  return result;
+}
+
+// A failure closes the link, and so does kNotConnected.
+HRESULT SerialDriver::GreetOn(HRESULT opened) {
+  const Formalities greeting(*this);
+  const HRESULT result = Failed(opened) ? opened : Greet();
   if (result != S_OK) link_.Close();
   return result;
 }
 
+// Waits for the exchange of another thread, which stops at its next wait's end.
 void SerialDriver::Disconnect() {
+  ++leaving_;
   const std::lock_guard exchange(exchange_mutex_);
+  --leaving_;
+  const Formalities leave(*this);
+  greeted_ = lost_ = false;
   TakeLeave();
+  link_.Close();
+}
+
+// One attempt, whatever the profile says: the next exchange makes the next.
+HRESULT SerialDriver::HaveLinkBack() {
+  if (!lost_ || formal_ || link_.IsOpen()) return S_OK;
+  HRESULT result = link_.Open();
+  if (Succeeded(result)) result = ApplyTimeouts();
+  if (Failed(result)) {
+    link_.Close();
+    return serialCommErrCommClosed;
+  }
+  if (greeted_) result = GreetOn(S_OK);
+  if (result == S_OK) lost_ = false;
+  return result;
+}
+
+void SerialDriver::NoteLoss() {
+  if (!link_.IsOpen() || !link_.IsLost()) return;
+  lost_ = true;
   link_.Close();
 }
 
@@ -86,28 +133,5 @@ HRESULT SerialDriver::SetSerialParams(const SerialParams& params) {
 }
 
 std::span<const ErrorRow> SerialDriver::LinkErrors() const { return SerialErrorTexts(); }
-
-HRESULT SerialDriver::Send(std::string_view command) { return link_.WriteLine(command, profile_.terminator, 0); }
-
-Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
-  std::vector<char> line(static_cast<std::size_t>(plan.size));
-  std::size_t filled = 0;
-  for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
-    // The start of a line that stopped midway is kept: its rest alone would read as another value.
-    const auto rest = std::span(line).subspan(filled);
-    std::fill(rest.begin(), rest.end(), '\0');
-    const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
-    filled = std::string_view(line.data()).size();
-    if (Succeeded(result) && filled > 0) return std::string(line.data());
-  }
-  return Failure(serialCommErrUnableToReadComm);
-}
-
-Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
-  const std::lock_guard exchange(exchange_mutex_);
-  link_.Purge(true, false);
-  if (const HRESULT result = Send(query); Failed(result)) return Failure(result);
-  return ReadReply(plan);
-}
 
 }  // namespace ulix

@@ -67,6 +67,10 @@ void SerialLink::Trace(TraceDirection direction, std::string_view bytes) const {
   if (options_.trace && !bytes.empty()) options_.trace(direction, bytes);
 }
 
+void SerialLink::Note(const platform::IoResult& result) {
+  if (result.outcome == platform::IoOutcome::kLinkLost) lost_ = true;
+}
+
 SerialParams SerialLink::params() const {
   const std::lock_guard lock(params_mutex_);
   return params_;
@@ -83,6 +87,7 @@ HRESULT SerialLink::Open() {
   if (!hold) return E_FAIL;
   if (port_) return S_OK;
   port_ = OpenConfigured();
+  lost_ = false;
   open_ = port_ != nullptr;
   return open_ ? S_OK : serialCommErrUnableToOpenComm;
 }
@@ -159,6 +164,7 @@ HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms
   const platform::SerialTimeouts saved = timeouts();
   if (timeout_ms != 0 && !Apply({saved.read_ms, timeout_ms})) return serialCommErrUnableToWriteComm;
   const platform::IoResult written = port_->Write(bytes);
+  Note(written);
   Trace(TraceDirection::kSent, bytes.substr(0, written.count));
   if (written.outcome != platform::IoOutcome::kComplete) {
     port_->ClearError();
@@ -199,7 +205,8 @@ HRESULT SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_
     buffer[filled] = '\0';
     return S_OK;
   }
-  if (got.outcome == platform::IoOutcome::kLinkLost) last_error_ = got.os_error;
+  Note(got);
+  last_error_ = got.os_error;
   port_->ClearError();
   return serialCommErrUnableToReadComm;
 }
@@ -218,6 +225,7 @@ HRESULT SerialLink::ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms) 
     HRESULT result = serialCommErrUnableToReadComm;
     if (timeout.applied()) {
       const platform::IoResult got = port_->Read(buffer);
+      Note(got);
       Trace(TraceDirection::kReceived, std::string_view(buffer.data(), got.count));
       if (got.count > 0) result = S_OK;
       if (got.count == 0) port_->ClearError();

@@ -54,6 +54,8 @@ class SerialLink {
   HRESULT Open();
   HRESULT Close();
   bool IsOpen() const { return open_; }
+  // Whether the device went since it was opened. The link stays open: whoever owns it closes it and opens it again.
+  bool IsLost() const { return lost_; }
 
   // E_FAIL when the port refuses. Until the next Close.
   HRESULT SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms);
@@ -94,6 +96,7 @@ class SerialLink {
   platform::SerialTimeouts timeouts() const;
   void Remember(const platform::SerialTimeouts& timeouts);
   bool Apply(const platform::SerialTimeouts& timeouts);
+  void Note(const platform::IoResult& result);
   void Trace(TraceDirection direction, std::string_view bytes) const;
 
   Options options_;
@@ -102,6 +105,7 @@ class SerialLink {
   SerialParams params_;                         // guarded by params_mutex_
   std::unique_ptr<platform::SerialPort> port_;  // guarded by port_mutex_
   std::atomic<bool> open_ = false;
+  std::atomic<bool> lost_ = false;
   std::atomic<std::uint32_t> read_ms_ = 0;
   std::atomic<std::uint32_t> write_ms_ = 0;
   std::atomic<std::uint32_t> last_error_ = 0;

@@ -30,13 +30,14 @@ enum class IoOutcome {
   kComplete,
   kNoFirstByte,    // the time ran out before any byte moved
   kStoppedMidway,  // the time ran out with some bytes moved
+  kDamaged,        // a byte arrived with a parity or framing error
   kLinkLost,       // the system call failed: the device is gone or refuses
 };
 
 struct IoResult {
   IoOutcome outcome = IoOutcome::kComplete;
   std::size_t count = 0;
-  std::uint32_t os_error = 0;  // the system's code, with kLinkLost only
+  std::uint32_t os_error = 0;  // the system's code, with kDamaged and kLinkLost only
 };
 
 // One open port. Reads and writes of different threads are kept apart by the caller. Destroying it closes the port.

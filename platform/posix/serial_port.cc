@@ -36,7 +36,11 @@ constexpr std::array kSpeeds = {SpeedRow{300, B300},      SpeedRow{600, B600},  
 // With PARMRK a byte received with an error comes as this, a zero and the byte; a 0xFF that was meant comes twice.
 constexpr char kMark = '\xFF';
 
-bool IsPseudoTerminal(const std::string& device) { return device.starts_with("/dev/pts/"); }
+// Whatever link led to it.
+bool IsPseudoTerminal(int fd) {
+  std::array<char, 64> name{};
+  return ttyname_r(fd, name.data(), name.size()) == 0 && std::string_view(name.data()).starts_with("/dev/pts/");
+}
 
 // The time of one read or write. It runs from the first wait, since most bytes of a reply are there already and need
 // not ask the clock.
@@ -230,8 +234,7 @@ class TerminalPort final : public SerialPort {
     IoResult result = NextByte(next, time);
     if (result.outcome != IoOutcome::kComplete || next == kMark) return result;
     result = NextByte(next, time);
-    errno = EILSEQ;
-    return result.outcome == IoOutcome::kComplete ? Lost() : result;
+    return result.outcome == IoOutcome::kComplete ? IoResult{IoOutcome::kDamaged, 0, EILSEQ} : result;
   }
 
   FileDescriptor fd_;
@@ -255,7 +258,7 @@ OpenResult OpenSerialPort(int port) {
     return {nullptr, static_cast<std::uint32_t>(errno)};
   }
   // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
-  const bool mark = !IsPseudoTerminal(*device) && ioctl(fd.get(), TIOCEXCL) == 0;
+  const bool mark = !IsPseudoTerminal(fd.get()) && ioctl(fd.get(), TIOCEXCL) == 0;
   return {std::make_unique<TerminalPort>(std::move(fd), mark), 0};
 }
 

@@ -7,6 +7,8 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\n', .reply_size = 50};
 
+constexpr std::string_view kIdentify = "*IDN?";
+
 // The instrument switches relays after a range command and hears nothing meanwhile.
 constexpr Milliseconds kRangePause{100};
 
@@ -24,7 +26,9 @@ HRESULT RangeCalibratorDriver::Greet() {
 
 void RangeCalibratorDriver::TakeLeave() { Send("LOC"); }
 
-Expected<std::string> RangeCalibratorDriver::Identify() { return Query("*IDN?"); }
+Landmark RangeCalibratorDriver::landmark() const { return {.query = kIdentify}; }
+
+Expected<std::string> RangeCalibratorDriver::Identify() { return Query(kIdentify); }
 
 // The output's command is built once the input's is sent: an output that cannot be expressed leaves the input set.
 HRESULT RangeCalibratorDriver::SendCfg() {
@@ -61,15 +65,15 @@ HRESULT RangeCalibratorDriver::ReadCfg() {
 }
 
 Expected<RangeReply> RangeCalibratorDriver::ReadRange(Side side, const std::vector<StoredValue>& record) {
-  return Query(side == Side::kInput ? "CFG_IN?" : "CFG_OUT?").and_then([&](const std::string& reply) {
+  const auto parse = [&](const std::string& reply) {
     return ParseRangeReply(model_, reply, SideIn(model_, record, side));
-  });
+  };
+  return Query(side == Side::kInput ? "CFG_IN?" : "CFG_OUT?", usual_plan(), parse, model_.range_not_supported);
 }
 
 Reading RangeCalibratorDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
-  if (!LinkIsOpen()) return {.code = serialCommErrCommClosed};
-  const auto value = Query("MEAS?").and_then([](const std::string& reply) { return ParseMeasure(reply); });
+  const auto value = Query("MEAS?", usual_plan(), ParseMeasure);
   return ReadingOf(value);
 }
 

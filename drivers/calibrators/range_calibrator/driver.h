@@ -23,6 +23,8 @@ class RangeCalibratorDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override { return IsModel(model_, reply); }
   void TakeLeave() override;
   HRESULT SendRange(Side side, const std::vector<StoredValue>& record);
   Expected<RangeReply> ReadRange(Side side, const std::vector<StoredValue>& record);

@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "drivers/field/hart/protocol.h"
 #include "drivers/field/hart/tables.h"
 
 namespace ulix::hart {
@@ -19,19 +18,24 @@ constexpr std::array kQueries = {"t", "s"};  // by channel
 
 HartDriver::HartDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
+// The unit has no query but the two; their replies begin with the query's letter.
+Landmark HartDriver::landmark() const {
+  return {.query = kQueries[kSetPointChannel], .opposite = kQueries[kTemperatureChannel]};
+}
+
 // What the unit says to the greeting while it still echoes is thrown away.
 HRESULT HartDriver::Greet() {
   HRESULT result = S_OK;
   for (const char* command : kGreeting) {
     if (Succeeded(result)) result = Send(command);
   }
-  link().Purge(true, false);
+  DiscardInput();
   return result;
 }
 
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
-  const auto value = Query(kQueries[id]).and_then([](const std::string& reply) { return ParseValue(reply); });
+  const auto value = Query(kQueries[id], usual_plan(), ParseValue);
   return ReadingOf(value);
 }
 
@@ -41,7 +45,7 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   if (id != kSetPointChannel) return E_INVALIDARG;
   const std::string sent = SetPointText(value);
   const std::lock_guard exchange(exchange_mutex_);
-  link().Purge(true, false);
+  DiscardInput();
   if (const HRESULT result = Send("s=" + sent); Failed(result)) return result;
   const auto reply = Query(kQueries[kSetPointChannel]);
   if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();

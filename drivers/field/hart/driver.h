@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "drivers/field/hart/protocol.h"
 #include "drivers/serial_driver.h"
 
 namespace ulix::hart {
@@ -19,6 +20,8 @@ class HartDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override { return IsSetPoint(reply); }
 };
 
 }  // namespace ulix::hart

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "base/text.h"
 
 namespace ulix::hart {
 namespace {
@@ -28,6 +29,13 @@ Expected<float> ParseValue(std::string_view reply) {
   const float value = number ? static_cast<float>(number->value) : NAN;
   if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
   return value;
+}
+
+bool IsSetPoint(std::string_view reply) {
+  const std::string word = AsciiUpper(reply.substr(0, reply.rfind(':')));
+  const std::string_view letters =
+      std::string_view(word).substr(word.find_last_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") + 1);
+  return letters.starts_with('S') || letters.ends_with('S');
 }
 
 // The unit ends its reply with a character of its own, which is no part of the number.

@@ -14,6 +14,10 @@ std::string SetPointText(float value);
 // The number behind the first colon, as in "t:23.50". A reply without one is serialCommErrUnableToReadComm.
 Expected<float> ParseValue(std::string_view reply);
 
+// Whether a line ends with a reply to "s": what stands before its last colon begins with s or S, or, behind a reply
+// that stopped midway, ends with it.
+bool IsSetPoint(std::string_view reply);
+
 // Whether the reply to "s" says the set point that was sent: its text, or the same number in two decimals.
 bool Confirms(std::string_view reply, std::string_view sent);
 

@@ -45,24 +45,32 @@ HRESULT Adt761Driver::Greet() {
 }
 
 // What the instrument says to it comes too late for anybody.
-void Adt761Driver::TakeLeave() { SendFrame(kReleaseKeypad); }
+void Adt761Driver::TakeLeave() {
+  DiscardInput();
+  Send(kReleaseKeypad);
+}
 
 Expected<std::string> Adt761Driver::Identify() { return Ask(kTypeQuery, kLongestAnswer); }
 
-HRESULT Adt761Driver::SendFrame(std::string_view text) {
+Landmark Adt761Driver::landmark() const { return {.query = kTypeQuery}; }
+
+bool Adt761Driver::IsLandmark(std::string_view reply) const {
+  const std::size_t start = reply.rfind(":F:OTYPE");
+  return start != reply.npos && ParseIntroduction(reply.substr(start)) == Introduction::kAdt761;
+}
+
+HRESULT Adt761Driver::Transmit(std::string_view text) {
   const auto prefix = static_cast<char>(CodeIn(settings().Snapshot(), kSettings[kFramePrefix]));
-  link().Purge(true, false);
   if (const HRESULT result = link().WriteBytes({&prefix, 1}, 0); Failed(result)) return result;
   return link().WriteBytes(std::string(text) + '\0', 0);
 }
 
 Expected<std::string> Adt761Driver::Ask(std::string_view text, int longest) {
-  const std::lock_guard exchange(exchange_mutex_);
-  if (const HRESULT result = SendFrame(text); Failed(result)) return Failure(result);
-  auto answer = ReadReply({longest + 1});
   // A frame without its end may be cut anywhere, and counts for none.
-  if (answer && answer->size() >= static_cast<std::size_t>(longest)) return Failure(serialCommErrUnableToReadComm);
-  return answer;
+  return Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
+    if (answer.size() >= static_cast<std::size_t>(longest)) return Failure(serialCommErrUnableToReadComm);
+    return std::move(answer);
+  });
 }
 
 Reading Adt761Driver::ReadChannel(ChannelId id) {

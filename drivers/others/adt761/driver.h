@@ -34,8 +34,10 @@ class Adt761Driver final : public SerialDriver {
   HRESULT Greet() override;
   void TakeLeave() override;
   void OpenedLate(int attempt) override;
-  // Discards what came unasked, then sends the prefix and, as a write of its own, the frame.
-  HRESULT SendFrame(std::string_view text);
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
+  // The prefix and, as a write of its own, the frame.
+  HRESULT Transmit(std::string_view text) override;
   // One answer of at most `longest` bytes, its NUL included, without that.
   Expected<std::string> Ask(std::string_view text, int longest);
   Expected<float> Measure(ChannelId id);

@@ -9,12 +9,13 @@
 namespace ulix::flukehydra {
 namespace {
 
+constexpr std::string_view kIdentify = "*IDN?\r";
 constexpr int kAttempts = 5;
 constexpr LineProfile kLine = {
     .terminator = '\n', .reply_size = 256, .open_attempts = 11, .read_ms = 10000, .write_ms = 1000};
 constexpr ReplyPlan kIdentification = {.size = 256, .attempts = kAttempts};
 constexpr ReplyPlan kResult = {.size = 512, .attempts = kAttempts};
-constexpr ReplyPlan kResultPrompt = {.size = 4, .attempts = kAttempts};
+constexpr ReplyPlan kResultPrompt = {.size = 4, .attempts = kAttempts, .start_does = true};
 constexpr ReplyPlan kOrderPrompt = {.size = 50, .attempts = kAttempts};
 
 // From here on a late opening is worth a trace.
@@ -41,9 +42,16 @@ void FlukeHydraDriver::OpenedLate(int attempt) {
   TraceLine(AnsiFromUtf8("FLUKE HYDRA Open() : ok, mais plus de 4 essais nécessaires !!!???"));
 }
 
+Landmark FlukeHydraDriver::landmark() const { return {.query = kIdentify, .lines_behind = 1}; }
+
+bool FlukeHydraDriver::IsLandmark(std::string_view reply) const {
+  const std::size_t start = reply.rfind("FLUKE");
+  return start != reply.npos && IsHydra(reply.substr(start));
+}
+
 // The prompt behind it stays unread.
 Expected<std::string> FlukeHydraDriver::Identify() {
-  return Query("*IDN?\r", kIdentification).map([](const std::string& line) {
+  return Query(kIdentify, kIdentification).map([](const std::string& line) {
     return std::string(WithoutReturn(line));
   });
 }

@@ -30,6 +30,8 @@ class FlukeHydraDriver final : public SerialDriver {
   };
 
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
   void OpenedLate(int attempt) override;
   Expected<Answer> Ask(const std::string& query, const Refusals& refusals);
   // One configuration query's result.

@@ -115,15 +115,21 @@ HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command
 
 Expected<std::string> IsotechDriver::Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms) {
   const std::lock_guard exchange(exchange_mutex_);
-  link().Purge(true, false);
-  if (const HRESULT result = link().WriteBytes(frame, 0); Failed(result)) return Failure(result);
-  return ReadAnswer(answer_size, timeout_ms);
+  HRESULT result = PrepareLine();
+  if (Failed(result)) return Failure(result);
+  result = link().WriteBytes(frame, 0);
+  if (Succeeded(result)) return ReadAnswer(answer_size, timeout_ms);
+  NoteLoss();
+  return Failure(result);
 }
 
 Expected<std::string> IsotechDriver::ReadAnswer(std::size_t size, std::uint32_t timeout_ms) {
   std::string answer(size, '\0');
-  if (const HRESULT result = link().ReadBytes(answer, TimeoutOr(timeout_ms)); Failed(result)) return Failure(result);
-  return answer;
+  const HRESULT result = link().ReadBytes(answer, TimeoutOr(timeout_ms));
+  if (Failed(result) || answer.back() == '\0') Distrust();
+  if (Succeeded(result)) return answer;
+  NoteLoss();
+  return Failure(result);
 }
 
 }  // namespace ulix::isotech

@@ -35,13 +35,18 @@ void JofraRtcPtcDriver::TakeLeave() {
   for (const Step& step : Spoken().leave) Order(step.command, step.answer);
 }
 
+bool JofraRtcPtcDriver::IsLandmark(std::string_view reply) const {
+  const std::size_t start = reply.rfind(Spoken().identification_start);
+  return start != reply.npos && IsOf(Spoken(), Trimmed(reply.substr(start)));
+}
+
 Expected<std::string> JofraRtcPtcDriver::Identify() { return Ask(Spoken().identify); }
 
 Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
   const Dialect& dialect = Spoken();
   if (id >= dialect.channels.size()) return {.code = jofrartcptcCtlErrChNum};
-  const auto value = Ask(dialect.readings).and_then([&](const std::string& answer) {
-    return ParseReading(dialect, answer, dialect.channels[id]);
+  const auto value = Query(dialect.readings, usual_plan(), [&](const std::string& answer) {
+    return ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
   });
   return ReadingOf(value);
 }
@@ -60,7 +65,7 @@ HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
 }
 
 Expected<std::string> JofraRtcPtcDriver::Ask(std::string_view query) {
-  return Query(query).and_then([](const std::string& line) -> Expected<std::string> {
+  return Query(query, usual_plan(), [](const std::string& line) -> Expected<std::string> {
     const std::string_view answer = Trimmed(line);
     if (answer.empty()) return Failure(serialCommErrUnableToReadComm);
     return std::string(answer);

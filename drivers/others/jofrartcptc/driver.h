@@ -22,6 +22,8 @@ class JofraRtcPtcDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override { return {.query = Spoken().identify}; }
+  bool IsLandmark(std::string_view reply) const override;
   void TakeLeave() override;
   // Of the series that is set.
   const Dialect& Spoken() const;

@@ -54,6 +54,7 @@ inline constexpr std::array kCtcLeave = {Step{"LOCAL", nullptr}};
 struct Dialect {
   std::span<const Step> prelude;
   const char* identify;
+  const char* identification_start;
   HRESULT not_this;  // the identification is another's
   std::span<const Step> log_on;
   std::span<const Step> leave;
@@ -67,6 +68,7 @@ struct Dialect {
 inline constexpr Dialect kRtc = {
     .prelude = {},
     .identify = "CalibratorDevice?",
+    .identification_start = "<",
     .not_this = jofrartcptcCtlErrNotJofraRtcPtc,
     .log_on = kRtcLogOn,
     .leave = kRtcLeave,
@@ -79,6 +81,7 @@ inline constexpr Dialect kRtc = {
 inline constexpr Dialect kCtc = {
     .prelude = kCtcPrelude,
     .identify = "*IDN?",
+    .identification_start = "JOFRA",
     .not_this = jofrartcptcCtlErrNotJofraCtc,
     .log_on = kCtcLogOn,
     .leave = kCtcLeave,

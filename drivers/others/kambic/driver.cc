@@ -8,6 +8,8 @@
 namespace ulix::kambic {
 namespace {
 
+constexpr std::string_view kIdentify = "IDENT";
+
 // Longest lines read, the line feed's place included.
 constexpr int kIdentificationSize = 100;
 constexpr int kReadingSize = 150;
@@ -15,6 +17,13 @@ constexpr int kSetPointSize = 50;
 
 constexpr LineProfile kLine = {
     .terminator = '\n', .reply_size = kIdentificationSize, .read_ms = 3000, .write_ms = 3000};
+
+// Of a line that is longer than `size`, no word that may be cut.
+std::string WholeWords(std::string line, int size) {
+  const bool full = line.size() + 1 == static_cast<std::size_t>(size);
+  if (full) line.erase(line.find_last_of(" \t\r") + 1);
+  return line;
+}
 
 }  // namespace
 
@@ -26,22 +35,20 @@ HRESULT KambicDriver::Greet() {
   return IsKambic(*identification) ? S_OK : kambicCtlErrNotKambic;
 }
 
-Expected<std::string> KambicDriver::Identify() {
-  return Query("IDENT").map([](const std::string& line) { return std::string(Trimmed(line)); });
-}
+Landmark KambicDriver::landmark() const { return {.query = kIdentify}; }
 
-Expected<std::string> KambicDriver::Ask(std::string_view command, int size) {
-  return Query(command, {size}).map([size](std::string&& line) {
-    const bool full = line.size() + 1 == static_cast<std::size_t>(size);
-    if (full) line.erase(line.find_last_of(" \t\r") + 1);
-    return std::move(line);
-  });
+bool KambicDriver::IsLandmark(std::string_view reply) const { return IsKambic(reply); }
+
+Expected<std::string> KambicDriver::Identify() {
+  return Query(kIdentify).map([](const std::string& line) { return std::string(Trimmed(line)); });
 }
 
 Reading KambicDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = kambicCtlErrChNum};
-  const auto value =
-      Ask("TXD", kReadingSize).and_then([id](const std::string& answer) { return ParseReading(answer, id); });
+  const auto parse = [id](std::string&& answer) {
+    return ParseReading(WholeWords(std::move(answer), kReadingSize), id);
+  };
+  const auto value = Query("TXD", {kReadingSize}, parse, kambicCtlErrBadResp);
   return ReadingOf(value);
 }
 
@@ -50,8 +57,8 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   if (id != kSetPointChannel) return E_INVALIDARG;
   const auto command = SetPointCommand(value);
   if (!command) return command.error();
-  const auto answer = Ask(*command, kSetPointSize);
-  return answer ? CheckSetPointAnswer(*answer, *command) : answer.error();
+  const auto answer = Query(*command, {kSetPointSize});
+  return answer ? CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command) : answer.error();
 }
 
 }  // namespace ulix::kambic

@@ -19,8 +19,8 @@ class KambicDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
-  // One answer; of a line that is longer than `size`, no word that may be cut.
-  Expected<std::string> Ask(std::string_view command, int size);
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
 };
 
 }  // namespace ulix::kambic

@@ -11,6 +11,8 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kReplySize, .read_ms = 3000, .write_ms = 3000};
 
+constexpr std::string_view kIdentify = "*IDN?";
+
 // At reading one reply. Fixed on purpose for the microK, whatever the timeouts are.
 constexpr int kMicrokAttempts = 4;
 constexpr std::uint64_t kMillikMsPerAttempt = 1000;
@@ -19,8 +21,14 @@ constexpr std::uint64_t kMillikMsPerAttempt = 1000;
 
 MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
+Landmark MicrokDriver::landmark() const { return {.query = kIdentify}; }
+
+bool MicrokDriver::IsLandmark(std::string_view reply) const {
+  return Succeeded(CheckIdentity(ModelIn(settings().Snapshot()), reply));
+}
+
 HRESULT MicrokDriver::Greet() {
-  const auto reply = Query("*IDN?");
+  const auto reply = Query(kIdentify);
   if (!reply) return reply.error();
   const auto record = settings().Snapshot();
   const Model model = ModelIn(record);
@@ -73,11 +81,11 @@ HRESULT MicrokDriver::PrepareQueries(const std::vector<StoredValue>& record) {
 }
 
 Expected<std::vector<std::string>> MicrokDriver::ReadProbeNames() {
-  const auto count = Query("PROB:COUN?").and_then(ParseProbeCount);
+  const auto count = Query("PROB:COUN?", usual_plan(), ParseProbeCount);
   if (!count) return Failure(count.error());
   std::vector<std::string> names;
   while (names.size() < *count) {
-    auto name = Query("PROB:NAM" + std::to_string(names.size() + 1) + "?").and_then(ParseProbeName);
+    auto name = Query("PROB:NAM" + std::to_string(names.size() + 1) + "?", usual_plan(), ParseProbeName);
     if (!name) return Failure(name.error());
     names.push_back(std::move(*name));
   }
@@ -93,17 +101,16 @@ Reading MicrokDriver::ReadChannel(ChannelId id) {
 }
 
 Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {
-  return Query(ReadQuery(id), {kReplySize, kMicrokAttempts}).and_then(ParseMicrokReply);
+  return Query(ReadQuery(id), {kReplySize, kMicrokAttempts}, ParseMicrokReply);
 }
 
 // A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
 Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const std::vector<StoredValue>& record) {
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return Failure(back);  // which may prepare other queries
   if (record != prepared_for_) PrepareQueries(record);
-  return queries_[id]
-      .and_then([&](const std::string& query) {
-        return Query(query, {kReplySize, Attempts()});
-      })
-      .and_then(ParseMillikReply);
+  return queries_[id].and_then([&](std::string query) {
+    return Query(query, {kReplySize, Attempts()}, ParseMillikReply);
+  });
 }
 
 // More of them the longer a reply may take.

@@ -33,6 +33,8 @@ class MicrokDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
   HRESULT PrepareQueries(const std::vector<StoredValue>& record);
   Expected<std::vector<std::string>> ReadProbeNames();
   Expected<float> MeasureMicrok(ChannelId id);

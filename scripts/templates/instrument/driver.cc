@@ -9,6 +9,7 @@ namespace ulix::new_word {
 namespace {
 
 constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
+constexpr std::string_view kIdentify = "*IDN?";
 
 }  // namespace
 
@@ -20,7 +21,11 @@ HRESULT NewClassDriver::Greet() {
   return IsNewClass(*identification) ? S_OK : new_wordCtlErrNotNewClass;
 }
 
-Expected<std::string> NewClassDriver::Identify() { return Query("*IDN?"); }
+Landmark NewClassDriver::landmark() const { return {.query = kIdentify}; }
+
+bool NewClassDriver::IsLandmark(std::string_view reply) const { return IsNewClass(reply); }
+
+Expected<std::string> NewClassDriver::Identify() { return Query(kIdentify); }
 
 HRESULT NewClassDriver::SendCfg() {
   const auto command = RateCommand(CodeIn(settings().Snapshot(), kSettings[kRate]));
@@ -29,7 +34,7 @@ HRESULT NewClassDriver::SendCfg() {
 
 HRESULT NewClassDriver::ReadCfg() {
   const std::lock_guard exchange(exchange_mutex_);
-  const auto rate = Query("RATE?").and_then([](const std::string& reply) { return ParseRate(reply); });
+  const auto rate = Query("RATE?", usual_plan(), ParseRate);
   if (!rate) return rate.error();
   auto record = settings().Snapshot();
   PutCode(record, kSettings[kRate], *rate);
@@ -39,7 +44,7 @@ HRESULT NewClassDriver::ReadCfg() {
 
 Reading NewClassDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
-  const auto value = Query("MEAS?").and_then([](const std::string& reply) { return ParseMeasure(reply); });
+  const auto value = Query("MEAS?", usual_plan(), ParseMeasure);
   return ReadingOf(value);
 }
 

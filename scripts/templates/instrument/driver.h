@@ -18,6 +18,8 @@ class NewClassDriver final : public SerialDriver {
 
  private:
   HRESULT Greet() override;
+  Landmark landmark() const override;
+  bool IsLandmark(std::string_view reply) const override;
 };
 
 }  // namespace ulix::new_word

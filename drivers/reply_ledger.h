@@ -1,0 +1,39 @@
+// What a line still owes: the queries that were sent and not seen answered.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace ulix {
+
+// How a reply can be told from others. Plain ones look alike, so that one cannot be laid to one query of several; a
+// landmark is known by its face.
+enum class ReplyKind { kPlain, kLandmark };
+
+// Instruments answer in order: a reply shows that nothing is coming any more that was asked before its query. Which of
+// several like queries it answers is never guessed; the first that it can belong to counts.
+class ReplyLedger {
+ public:
+  void Asked(ReplyKind kind);
+  // A line of that kind came. A plain one may also be noise or half of a reply, so it settles what was asked before the
+  // first plain query and never a plain query.
+  void Came(ReplyKind kind);
+  void Clear() { runs_.clear(); }
+
+  bool empty() const { return runs_.empty(); }
+  bool Owes(ReplyKind kind) const;
+  // The kind that was asked first; of a ledger that is not empty.
+  ReplyKind front() const { return runs_.front().kind; }
+  // Whether it grew beyond any use, which takes many queries of both kinds by turns on a silent line.
+  bool full() const { return runs_.size() >= kMostRuns; }
+
+ private:
+  static constexpr std::size_t kMostRuns = 64;
+  struct Run {
+    ReplyKind kind;
+    std::size_t count;
+  };
+  std::vector<Run> runs_;  // neighbours differ in kind, so there are two of any kind only with another between
+};
+
+}  // namespace ulix

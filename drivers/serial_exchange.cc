@@ -1,0 +1,172 @@
+// The exchange of lines: how a query gets its own reply and no other.
+#include <algorithm>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "drivers/serial_driver.h"
+
+namespace ulix {
+
+namespace {
+
+// At the end of a buffer, whose last place is only written when a line fills it.
+constexpr char kNotFilled = 1;
+
+// Beyond these a line that does not come in step is left for the next exchange.
+constexpr int kMostProbes = 6;
+constexpr int kLongestOwed = 4096;          // of the lines that are thrown away; as much as a system holds for a reader
+constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
+
+}  // namespace
+
+ReplyKind SerialDriver::KindOf(std::string_view query) const {
+  return query == landmark().query ? ReplyKind::kLandmark : ReplyKind::kPlain;
+}
+
+HRESULT SerialDriver::Send(std::string_view command) {
+  const std::lock_guard exchange(exchange_mutex_);
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
+  const HRESULT result = Transmit(command);
+  if (Failed(result)) NoteLoss();
+  return result;
+}
+
+void SerialDriver::DiscardInput() {
+  link_.Purge(true, false);
+  partial_.clear();
+}
+
+HRESULT SerialDriver::PrepareLine() {
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
+  if (!owed_.empty()) DrainUntilQuiet();
+  owed_.Clear();
+  DiscardInput();
+  return S_OK;
+}
+
+Milliseconds SerialDriver::MostChatter() const {
+  std::uint32_t read_ms = 0;
+  std::uint32_t write_ms = 0;
+  link_.GetTimeouts(&read_ms, &write_ms);
+  return Milliseconds(read_ms * kMostSilences);
+}
+
+// For one read timeout, that is; a line that never is quiet is cut off in the end.
+void SerialDriver::DrainUntilQuiet() {
+  const Deadline patience = Deadline::In(clock(), MostChatter());
+  char byte = 0;
+  while (Succeeded(link_.ReadBytes(std::span(&byte, 1), 0)) && !patience.Passed(clock())) {
+  }
+}
+
+// One line, from the part of it that came before. What is longer than the plan's size is cut.
+Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
+  std::vector<char> buffer(static_cast<std::size_t>(plan.size));
+  std::string line = std::exchange(partial_, {});
+  line.resize(std::min(line.size(), buffer.size() - 2));
+  for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
+    const auto rest = std::span(buffer).subspan(line.size());
+    std::fill(rest.begin(), rest.end(), '\0');
+    rest.back() = kNotFilled;
+    const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
+    cut_ = Succeeded(result) && rest.back() != kNotFilled && !plan.start_does;
+    line += rest.data();
+    if (Succeeded(result) && !line.empty()) return line;
+    if (leaving_ > 0) break;
+  }
+  partial_ = std::move(line);
+  NoteLoss();
+  return Failure(serialCommErrUnableToReadComm);
+}
+
+// Of a line that was cut; false when its end does not come.
+bool SerialDriver::SkipRest() {
+  const Deadline patience = Deadline::In(clock(), MostChatter());
+  std::vector<char> rest(kLongestOwed);
+  while (!patience.Passed(clock())) {
+    rest.back() = kNotFilled;
+    if (Failed(link_.ReadLine(rest, profile_.terminator, 0))) break;
+    if (rest.back() == kNotFilled) return true;
+  }
+  return false;
+}
+
+Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
+  auto line = TakeLine(plan);
+  if (!line) Distrust();
+  return line;
+}
+
+HRESULT SerialDriver::Ask(std::string_view query, ReplyKind kind) {
+  if (owed_.empty()) DiscardInput();
+  const HRESULT result = Send(query);
+  if (result != serialCommErrCommClosed) owed_.Asked(kind);  // some of it may have gone out
+  return result;
+}
+
+// The next line of that kind; others are thrown away. It may answer an earlier query of the kind.
+Expected<std::string> SerialDriver::Await(ReplyKind kind, ReplyPlan plan) {
+  plan = {.size = kLongestOwed, .attempts = plan.attempts};
+  const Deadline patience = Deadline::In(clock(), MostChatter());
+  bool within = false;  // a line that was cut: what follows is its rest and no line
+  auto line = TakeLine(plan);
+  auto foreign = line;
+  while (line) {
+    const bool whole = !within && !cut_;
+    within = cut_;
+    const ReplyKind came = IsLandmark(*line) ? ReplyKind::kLandmark : ReplyKind::kPlain;
+    if (whole) owed_.Came(came);
+    if (whole && came == ReplyKind::kLandmark && !TakeBehind(plan)) return Failure(serialCommErrUnableToReadComm);
+    if (whole && came == kind) return line;
+    foreign = std::exchange(line, patience.Passed(clock()) ? Failure(serialCommErrUnableToReadComm) : TakeLine(plan));
+  }
+  // At a greeting another model may be on the line, and be told from a silent one.
+  return formal_ ? foreign : line;
+}
+
+// The lines that belong to a landmark's reply; false when one did not come.
+bool SerialDriver::TakeBehind(ReplyPlan plan) {
+  for (int line = 0; line < landmark().lines_behind; ++line) {
+    if (!ReadReply(plan)) return false;
+  }
+  return true;
+}
+
+// Until nothing is owed. What was asked first is flushed by a reply of the other kind, since that was asked later.
+HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, ReplyPlan plan) {
+  const Landmark mark = landmark();
+  if (mark.query.empty()) return owed_.empty() ? S_OK : PrepareLine();
+  if (wanted == ReplyKind::kLandmark && mark.opposite.empty()) return S_OK;  // any of them does
+  for (int probes = 0; !owed_.empty(); ++probes) {
+    if (probes == kMostProbes) return serialCommErrUnableToReadComm;
+    const ReplyKind other = owed_.front() == ReplyKind::kPlain ? ReplyKind::kLandmark : ReplyKind::kPlain;
+    // Of a line that this cuts in two, the rest can only be taken for a plain reply, which settles nothing here.
+    if (other == ReplyKind::kLandmark) DiscardInput();
+    const std::string_view plain = wanted == ReplyKind::kPlain ? query : mark.opposite;
+    if (const HRESULT asked = Ask(other == ReplyKind::kLandmark ? mark.query : plain, other); Failed(asked)) {
+      return asked;
+    }
+    if (const auto reply = Await(other, plan); !reply) return reply.error();
+  }
+  return S_OK;
+}
+
+Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
+  const std::lock_guard exchange(exchange_mutex_);
+  const ReplyKind kind = KindOf(query);
+  HRESULT result = HaveLinkBack();
+  if (Succeeded(result) && std::exchange(cut_, false) && !SkipRest()) Distrust();
+  if (Succeeded(result) && !formal_) result = BringInStep(kind, query, plan);
+  if (Succeeded(result) && owed_.full()) result = serialCommErrUnableToReadComm;
+  const bool in_step = owed_.empty();
+  if (Succeeded(result)) result = Ask(query, kind);
+  if (Failed(result)) return Failure(result);
+  auto reply = in_step ? TakeLine(plan) : Await(kind, plan);
+  if (!in_step && reply) reply->resize(std::min(reply->size(), static_cast<std::size_t>(plan.size) - 1));
+  if (!in_step) return reply;
+  if (reply) owed_.Clear();
+  return reply;
+}
+
+}  // namespace ulix

@@ -1,0 +1,176 @@
+// A running group on a real terminal behind a link path, as a USB adapter has one: the terminal goes, another comes
+// under the same path. ULIX_UNPLUG_CYCLES sets how often.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <thread>
+
+#include "core/instrument.h"
+#include "core/worker.h"
+#include "drivers/catalogue.h"
+#include "platform/byte_endpoint.h"
+#include "platform/port_list.h"
+#include "simulators/server.h"
+#include "simulators/simulator.h"
+#include "tests/support/long_run.h"
+#include "tests/support/recording_sink.h"
+
+namespace ulix {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::uint32_t kPeriodMs = 100;
+constexpr int kUsualCycles = 5;
+
+// A Kelvo10 that measures `value`, on a terminal under `link`; both are gone with it.
+class PluggedDevice {
+ public:
+  PluggedDevice(std::filesystem::path link, int value)
+      : link_(std::move(link)), instrument_(FindSimulator("kelvo10")(SystemClock())) {
+    instrument_.WithSimulator([&](Simulator& s) { s.Set("measure-text", std::to_string(value)); });
+    std::filesystem::create_symlink(endpoint_->address(), link_);
+    server_ = std::thread([this] { Serve(instrument_, *endpoint_, SystemClock(), stop_); });
+  }
+  ~PluggedDevice() {
+    std::filesystem::remove(link_);
+    stop_ = true;
+    server_.join();
+  }
+  PluggedDevice(const PluggedDevice&) = delete;
+  PluggedDevice& operator=(const PluggedDevice&) = delete;
+
+ private:
+  std::filesystem::path link_;
+  std::unique_ptr<platform::ByteEndpoint> endpoint_ = platform::OpenPseudoTerminal().value();
+  FaultyInstrument instrument_;
+  std::atomic<bool> stop_ = false;
+  std::thread server_;
+};
+
+class Reports final : public EventSink {
+ public:
+  struct Seen {
+    int count = 0;
+    HRESULT error = S_OK;
+    float value = 0;
+    int wrong = 0;
+  };
+  Watched<Seen> seen;
+  std::atomic<float> plugged = 0;  // the value of the device that is there
+
+  void DataChange(std::uint32_t, const ChannelArrays& arrays) override {
+    seen.Update([&](Seen& s) {
+      ++s.count;
+      s.error = arrays.errors[0];
+      s.value = arrays.values[0];
+      if (s.error == S_OK && s.value != plugged) ++s.wrong;
+    });
+  }
+};
+
+std::size_t OpenHandles() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+milliseconds Since(steady_clock::time_point start) {
+  return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
+}
+
+class UnplugTerminal : public testing::Test {
+ protected:
+  UnplugTerminal() {
+    std::filesystem::create_directory(folder_);
+    device_ = std::make_unique<PluggedDevice>(link_, 1);
+    reports_->plugged = 1;
+    SerialParams params;
+    params.port = platform::PortOfDevice(link_);
+    EXPECT_EQ(instrument_.SetSerialParams(params), S_OK);
+    EXPECT_EQ(instrument_.Connect(), S_OK);
+    instrument_.events().Advise(reports_);
+    EXPECT_EQ(instrument_.CreateGroup(&group_), S_OK);
+    EXPECT_EQ(instrument_.ConnectGroupChan(group_, 0), S_OK);
+    EXPECT_EQ(instrument_.SetGroupSettings(group_, {.period_ms = kPeriodMs}), S_OK);
+  }
+  ~UnplugTerminal() override { std::filesystem::remove_all(folder_); }
+
+  bool AwaitOutcome(bool good) {
+    return reports_->seen.Await([&](const Reports::Seen& s) { return s.count > 0 && (s.error == S_OK) == good; });
+  }
+  void Unplug() { device_.reset(); }
+  void Plug(int value) {
+    reports_->plugged = static_cast<float>(value);
+    device_ = std::make_unique<PluggedDevice>(link_, value);
+  }
+
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("ulix-unplug-" + std::to_string(getpid()));
+  const std::filesystem::path link_ = folder_ / "usb";
+  std::unique_ptr<PluggedDevice> device_;
+  std::shared_ptr<Reports> reports_ = std::make_shared<Reports>();
+  Instrument instrument_{FindModel("kelvo10")->create({})};
+  std::uint32_t group_ = 0;
+};
+
+TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
+  ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
+  ASSERT_TRUE(AwaitOutcome(true));
+  const std::size_t handles = OpenHandles();
+  const int threads = ThreadsAlive();
+  milliseconds slowest_notice{0}, slowest_return{0};
+  const int cycles = LongRun("ULIX_UNPLUG_CYCLES", kUsualCycles);
+  for (int cycle = 2; cycle < 2 + cycles; ++cycle) {
+    Unplug();
+    auto start = steady_clock::now();
+    ASSERT_TRUE(AwaitOutcome(false));
+    slowest_notice = std::max(slowest_notice, Since(start));
+    std::int32_t connected = 0, running = 0;
+    instrument_.IsConnected(&connected);
+    instrument_.IsGroupRunning(group_, &running);
+    EXPECT_TRUE(connected == 1 && running == 1) << "as the host left them";
+    std::string text = "?";
+    EXPECT_TRUE(Failed(instrument_.Identify(&text)));
+    EXPECT_EQ(text, "");
+    ASSERT_TRUE(reports_->seen.Await([](const Reports::Seen& s) { return s.error == serialCommErrCommClosed; }));
+    const int before = reports_->seen.Get().count;
+    start = steady_clock::now();
+    Plug(cycle);
+    ASSERT_TRUE(AwaitOutcome(true));
+    const milliseconds back = Since(start);
+    slowest_return = std::max(slowest_return, back);
+    EXPECT_LE(reports_->seen.Get().count - before, back.count() / kPeriodMs + 2) << "no burst of late scans";
+  }
+  // Other programs that talk on serial lines meanwhile, such as other tests, hold it up; a long run is run alone.
+  if (cycles > kUsualCycles) {
+    EXPECT_LE(slowest_notice.count(), 1000);
+  }
+  EXPECT_EQ(reports_->seen.Get().wrong, 0);
+  EXPECT_EQ(OpenHandles(), handles);
+  EXPECT_EQ(ThreadsAlive(), threads);
+  std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
+              static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
+}
+
+// In every state in which the device may be gone, the members that end something come back.
+TEST_F(UnplugTerminal, EverythingEndsWithTheDeviceGone) {
+  ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
+  ASSERT_TRUE(AwaitOutcome(true));
+  Unplug();
+  ASSERT_TRUE(AwaitOutcome(false));
+  const auto start = steady_clock::now();
+  EXPECT_EQ(instrument_.StopGroup(group_), S_OK);
+  EXPECT_EQ(instrument_.Disconnect(), S_OK);
+  EXPECT_EQ(instrument_.Connect(), serialCommErrUnableToOpenComm);
+  EXPECT_LT(Since(start), milliseconds(1000));
+  Plug(7);
+  EXPECT_EQ(instrument_.Connect(), S_OK);
+}
+
+}  // namespace
+}  // namespace ulix

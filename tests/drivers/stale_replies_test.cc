@@ -1,0 +1,157 @@
+// Replies that come late, at any time, alone or several at once: no driver ever takes one for the answer to a later
+// query.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "drivers/reply_ledger.h"
+#include "tests/support/reader_bench.h"
+
+namespace ulix {
+namespace {
+
+// How the replies of a stretch of queries come.
+enum class Weather { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed };
+
+class StaleReplies : public ReaderBench {
+ protected:
+  FaultSet FaultsIn(Weather weather) {
+    const int patience = reader.patience_ms;
+    switch (weather) {
+      case Weather::kInTime:
+        return {{FaultKind::kDelay, Within(0, patience / 5)}};
+      case Weather::kAround:
+        return {{FaultKind::kDelay, Within(patience - 20, patience + 20)}};
+      case Weather::kLate:
+        return {{FaultKind::kDelay, Within(0, 10) * patience / Within(1, 10)}};
+      case Weather::kBursts:
+        return {{FaultKind::kDelay, Within(0, 3) == 0 ? Within(1, 10) * patience : 0}};
+      case Weather::kDripping:
+        return {{FaultKind::kDelay, Within(0, patience * 2)}, {FaultKind::kDrip, Within(1, patience / 10)}};
+      case Weather::kCut:
+        if (Within(0, 3) == 0) return {{FaultKind::kTruncate}, {FaultKind::kDelay, Within(0, patience * 2)}};
+        if (Within(0, 3) == 0) return {{FaultKind::kSilent}};
+        return {{FaultKind::kDelay, Within(0, patience * 3 / 2)}};
+      default:
+        return FaultsIn(static_cast<Weather>(Within(0, static_cast<int>(Weather::kMixed) - 1)));
+    }
+  }
+};
+
+TEST_P(StaleReplies, AreNeverTakenForTheReplyThatWasAskedFor) {
+  for (int weather = 0; weather <= static_cast<int>(Weather::kMixed); ++weather) {
+    SCOPED_TRACE(testing::Message() << "weather " << weather);
+    for (int i = 0; i < 500; ++i) {
+      bench->SetFaults(FaultsIn(static_cast<Weather>(weather)));
+      const HRESULT code = AskOnce();
+      EXPECT_TRUE(code == S_OK || code == serialCommErrUnableToReadComm) << code;
+      if (Within(0, 1) == 0) clock.SleepFor(Milliseconds(Within(0, 2 * reader.patience_ms)));
+    }
+    bench->SetFaults({});
+    clock.SleepFor(Milliseconds(100 * reader.patience_ms));
+    EXPECT_EQ(AskOnce(), S_OK) << "all is well again, and all that was late has come";
+    EXPECT_EQ(wrong, 0);
+  }
+  EXPECT_GE(values, 500) << "the fair weather alone";
+  // A few exchanges to get in step, then the query; each reply may use up the patience, and its bytes may drip.
+  EXPECT_LE(longest.count(), 60 * reader.patience_ms);
+  RecordProperty("values", values);
+  RecordProperty("longest_ms", static_cast<int>(longest.count()));
+}
+
+// One late reply, at every lateness in steps, between queries that follow at once.
+TEST_P(StaleReplies, AtEveryLatenessOfOneReplyInTwenty) {
+  for (int tenths = 0; tenths <= 100; ++tenths) {
+    SCOPED_TRACE(testing::Message() << "late by " << tenths << " tenths of the patience");
+    values = 0;
+    for (int i = 0; i < 40; ++i) {
+      bench->SetFaults({{FaultKind::kDelay, i % 20 == 5 ? reader.patience_ms * (10 + tenths) / 10 : 0}});
+      AskOnce();
+      clock.SleepFor(Milliseconds(10));
+    }
+    clock.SleepFor(Milliseconds(20 * reader.patience_ms));
+    EXPECT_GE(values, tenths < 20 ? 30 : 2);
+  }
+  EXPECT_EQ(wrong, 0);
+}
+
+// Only after an exchange that failed does a byte go out that was not there before.
+TEST_P(StaleReplies, CostNoByteInOrdinaryExchanges) {
+  const auto read = [&] {
+    TakeSent();
+    EXPECT_EQ(driver->ReadChannel(reader.channels[0]).code, S_OK);
+    return TakeSent();
+  };
+  const std::string ordinary = read();
+  EXPECT_EQ(read(), ordinary);
+  bench->SetFaults({{FaultKind::kSilent}});
+  EXPECT_EQ(driver->ReadChannel(reader.channels[0]).code, serialCommErrUnableToReadComm);
+  EXPECT_TRUE(ordinary.starts_with(TakeSent())) << "the query that fails";
+  bench->SetFaults({});
+  const std::string next = read();
+  EXPECT_GT(next.size(), ordinary.size());
+  EXPECT_TRUE(next.ends_with(ordinary));
+  EXPECT_EQ(read(), ordinary);
+  EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
+}
+
+// A line that is mute for hours owes more and more; the first exchange with the instrument back is right.
+TEST_P(StaleReplies, FirstReadingAfterALongSilenceIsRight) {
+  bench->SetFaults({{FaultKind::kSilent}});
+  for (int i = 0; i < 300; ++i) {
+    EXPECT_EQ(AskOnce(), serialCommErrUnableToReadComm);
+    std::string text;
+    if (i % 3 == 0) device->Identify(&text);
+  }
+  EXPECT_LE(longest.count(), reader.patience_ms) << "a wait, as ever";
+  bench->SetFaults({});
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), S_OK);
+  EXPECT_EQ(wrong, 0);
+}
+
+class CutReply : public LineBench {
+ protected:
+  CutReply() : LineBench("kelvo10") {}
+};
+
+// A line that is longer than what is read of it is read to its end before the next query: no byte goes out for it, and
+// its rest is no reply.
+TEST_F(CutReply, ItsRestIsNobodysReply) {
+  SetBench("identity", "KELVO10" + std::string(150, '7'));
+  ASSERT_EQ(device->Connect(), S_OK);
+  SetBench("measure-text", "1.5");
+  for (const int drip_ms : {0, 5}) {
+    bench->SetFaults({{FaultKind::kDrip, drip_ms}});
+    TakeSent();
+    std::string text;
+    EXPECT_EQ(device->Identify(&text), S_OK);
+    EXPECT_EQ(text, "KELVO10" + std::string(42, '7'));
+    const Reading reading = driver->ReadChannel(0);
+    EXPECT_EQ(reading.code, S_OK);
+    EXPECT_EQ(reading.value, 1.5F);
+    EXPECT_EQ(TakeSent(), "*IDN?\nMEAS?\n");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(kReaders), NameOf);
+
+TEST(ReplyLedgerTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
+  using enum ReplyKind;
+  ReplyLedger owed;
+  owed.Came(kLandmark);
+  EXPECT_TRUE(owed.empty());
+  for (const ReplyKind kind : {kLandmark, kPlain, kLandmark, kLandmark}) owed.Asked(kind);
+  owed.Came(kLandmark);  // the first one's, for all that is known
+  EXPECT_TRUE(owed.Owes(kPlain));
+  EXPECT_EQ(owed.front(), kPlain);
+  owed.Came(kPlain);
+  EXPECT_TRUE(owed.Owes(kPlain)) << "it may have been noise";
+  owed.Came(kLandmark);
+  EXPECT_FALSE(owed.Owes(kPlain));
+  EXPECT_TRUE(owed.Owes(kLandmark));
+  owed.Came(kLandmark);
+  EXPECT_TRUE(owed.empty());
+}
+
+}  // namespace
+}  // namespace ulix
