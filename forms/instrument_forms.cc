@@ -70,7 +70,14 @@ struct EnteredPage {
 // --- the link ---
 
 // The fields of the page about a serial link, in order.
-enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow };
+enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
+constexpr std::int32_t kMostTcpPort = 65535;
+
+// What the page says of a link. `network` is there for models that can be on one; without an address they are on the line.
+struct CommEntry {
+  SerialParams line;
+  std::optional<std::optional<NetworkAddress>> network;
+};
 
 std::string PortName(int port) { return "COM" + std::to_string(port); }
 
@@ -100,17 +107,35 @@ std::vector<std::string> CodeTexts(std::int32_t count, Language language, TextOf
   return texts;
 }
 
+std::size_t SpeedOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
+  const auto found = std::find(rates.begin(), rates.end(), rate);
+  return found == rates.end() ? 0 : static_cast<std::size_t>(found - rates.begin());
+}
+
+// A host's name puts the instrument on the network; without one it is on the serial line.
+void AddNetwork(Instrument& instrument, Language language, Page& page) {
+  std::optional<NetworkAddress> address;
+  if (Failed(instrument.GetNetworkAddress(&address))) return;
+  const NetworkAddress shown = address.value_or(NetworkAddress());
+  page.fields.push_back(MakeField("host", Say(Word::kHost, language), FieldKind::kText, shown.host));
+  page.fields.push_back(
+      MakeField("tcp-port", Say(Word::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
+}
+
 Page CommPage(Instrument& instrument, Language language) {
   Page page{Say(Word::kCommunication, language), {}};
   SerialParams params;
-  if (Failed(instrument.GetSerialParams(&params))) return page;
+  if (Failed(instrument.GetSerialParams(&params))) {
+    page.fields.push_back(Shown("", Say(Word::kNothingToSet, language), ""));
+    return page;
+  }
   const auto code = [](std::int32_t value) { return static_cast<std::size_t>(std::max(value, 0)); };
   std::vector<std::string> speeds, flows = CodeTexts(2, language, FlowText);
-  for (const std::uint32_t rate : kBaudRates) speeds.push_back(std::to_string(rate));
+  for (const std::uint32_t rate : instrument.BaudRates()) speeds.push_back(std::to_string(rate));
   flows.emplace_back("XON/XOFF");
   page.fields = {
       PortField(params, language),
-      Choice("baud", Say(Word::kSpeed, language), speeds, code(PositionOfBaud(params.baudRate))),
+      Choice("baud", Say(Word::kSpeed, language), speeds, SpeedOf(instrument.BaudRates(), params.baudRate)),
       Choice("data-bits", Say(Word::kDataBits, language), CodeTexts(2, language, DataBitsText),
              code(params.dataBitsCode)),
       Choice("stop-bits", Say(Word::kStopBits, language), CodeTexts(2, language, StopBitsText),
@@ -119,28 +144,44 @@ Page CommPage(Instrument& instrument, Language language) {
       Choice("handshake", Say(Word::kFlow, language), flows, code(params.handshakeCode)),
   };
   page.fields[kSpeed].unit = "bds";
+  AddNetwork(instrument, language, page);
   return page;
 }
 
-// Reads the page into `params`, which stays as it is for a page without fields.
-std::optional<Refusal> ReadComm(const EnteredPage& entered, SerialParams& params) {
+std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
-  if (fields.empty()) return std::nullopt;
-  const auto port = PortOf(fields[kPort].value);
-  if (!port) return entered.Refuse(kPort, Say(Word::kPortRange, entered.language));
-  std::array<std::int32_t, kFlow + 1> codes{};
-  for (std::size_t k = kSpeed; k <= kFlow; ++k) {
-    const auto choice = ChoiceOf(fields[k]);
-    if (!choice) return entered.Refuse(k, Say(Word::kNotAChoice, entered.language));
-    codes[k] = static_cast<std::int32_t>(*choice);
-  }
-  params = {*port, BaudFromPosition(codes[kSpeed]), codes[kDataBits], codes[kStopBits], codes[kParity], codes[kFlow]};
+  if (fields.size() <= kTcpPort) return std::nullopt;
+  const auto port = entered.Number(kTcpPort, 1, kMostTcpPort);
+  if (!port) return entered.RefuseNumber(kTcpPort, 1, kMostTcpPort);
+  const std::string host(Trimmed(fields[kHost].value));
+  entry.network.emplace();
+  if (!host.empty()) *entry.network = NetworkAddress{host, static_cast<std::int32_t>(*port)};
   return std::nullopt;
 }
 
-// Nothing to do for a link that has no serial settings.
-void SetComm(Instrument& instrument, const Page& page, const SerialParams& params) {
-  if (!page.fields.empty()) instrument.SetSerialParams(params);
+// Reads the page, which has one field at most for a link without serial settings.
+std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& entered, CommEntry& entry) {
+  const auto& fields = entered.page.fields;
+  if (fields.size() <= kFlow) return std::nullopt;
+  const auto port = PortOf(fields[kPort].value);
+  if (!port) return entered.Refuse(kPort, Say(Word::kPortRange, entered.language));
+  std::array<std::size_t, kFlow + 1> codes{};
+  for (std::size_t k = kSpeed; k <= kFlow; ++k) {
+    const auto choice = ChoiceOf(fields[k]);
+    if (!choice) return entered.Refuse(k, Say(Word::kNotAChoice, entered.language));
+    codes[k] = *choice;
+  }
+  const auto code = [&](std::size_t field) { return static_cast<std::int32_t>(codes[field]); };
+  entry.line = {*port, instrument.BaudRates()[codes[kSpeed]], code(kDataBits), code(kStopBits), code(kParity), code(kFlow)};
+  return ReadNetwork(entered, entry);
+}
+
+// Gives what was read to the instrument; its own refusal is told at the page's first field.
+std::optional<Refusal> SetComm(Instrument& instrument, const EnteredPage& entered, const CommEntry& entry) {
+  if (entered.page.fields.size() <= kFlow) return std::nullopt;
+  HRESULT result = instrument.SetSerialParams(entry.line);
+  if (Succeeded(result) && entry.network) result = instrument.SetNetworkAddress(*entry.network);
+  return Failed(result) ? std::optional(entered.Refuse(kPort, instrument.DescriptionOf(result))) : std::nullopt;
 }
 
 // --- the configuration record ---
@@ -349,10 +390,10 @@ Form CommForm(Instrument& instrument, Language language) {
   return {TitleOf(instrument, Say(Word::kCommunication, language), language),
           {CommPage(instrument, language)},
           [&instrument, language](const Form& form) {
-            SerialParams params;
-            auto refusal = ReadComm({form.pages.front(), 0, language}, params);
-            if (!refusal) SetComm(instrument, form.pages.front(), params);
-            return refusal;
+            CommEntry entry;
+            const EnteredPage entered{form.pages.front(), 0, language};
+            const auto refusal = ReadComm(instrument, entered, entry);
+            return refusal ? refusal : SetComm(instrument, entered, entry);
           }};
 }
 
@@ -393,12 +434,12 @@ Form PropertiesForm(Instrument& instrument, Language language) {
   const std::vector<Page> settings = CfgPages(instrument, language);
   form.pages.insert(form.pages.end(), settings.begin(), settings.end());
   form.pages.push_back(AboutPage(instrument, language));
-  form.apply = [&instrument, language](const Form& entered) {
-    SerialParams params;
-    auto refusal = ReadComm({entered.pages.front(), 0, language}, params);
-    if (!refusal) refusal = ApplyCfg(instrument, entered, 1, language);
-    if (!refusal) SetComm(instrument, entered.pages.front(), params);
-    return refusal;
+  form.apply = [&instrument, language](const Form& whole) {
+    CommEntry entry;
+    const EnteredPage entered{whole.pages.front(), 0, language};
+    auto refusal = ReadComm(instrument, entered, entry);
+    if (!refusal) refusal = ApplyCfg(instrument, whole, 1, language);
+    return refusal ? refusal : SetComm(instrument, entered, entry);
   };
   return form;
 }

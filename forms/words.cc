@@ -22,6 +22,8 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kStopBits, {"Stop bits", "Bits d'arrêt"}},
     {Word::kParity, {"Parity", "Parité"}},
     {Word::kFlow, {"Flow control", "Contrôle de flux"}},
+    {Word::kHost, {"Network host (empty: serial)", "Hôte réseau (vide : série)"}},
+    {Word::kTcpPort, {"TCP port", "Port TCP"}},
     {Word::kPeriod, {"Period", "Période"}},
     {Word::kDeadBandPercent, {"Dead band, relative", "Bande morte relative"}},
     {Word::kDeadBandAbs, {"Dead band, absolute", "Bande morte absolue"}},

@@ -29,6 +29,8 @@ enum class Word {
   kStopBits,
   kParity,
   kFlow,
+  kHost,
+  kTcpPort,
   kPeriod,
   kDeadBandPercent,
   kDeadBandAbs,

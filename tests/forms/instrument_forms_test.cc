@@ -54,6 +54,25 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAll) {
   EXPECT_TRUE(instrument.IsDirty());
 }
 
+TEST_F(InstrumentForms, ALoggerIsOnTheLineOrOnTheNetwork) {
+  auto instrument = Make("memolog");
+  Form form = CommForm(instrument, Language::kEnglish);
+  EXPECT_EQ(FindField(form, "baud")->choices, (std::vector<std::string>{"9600", "19200", "38400", "56000"}));
+  FindField(form, "baud")->value = "56000";
+  EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535 please.");
+  FindField(form, "tcp-port")->value = "1502";
+  EXPECT_EQ(Enter(form, "host", " logger.local "), "");
+  SerialParams line;
+  std::optional<NetworkAddress> address;
+  EXPECT_EQ(instrument.GetSerialParams(&line), S_OK);
+  EXPECT_EQ(line.baudRate, 56000U);
+  EXPECT_EQ(instrument.GetNetworkAddress(&address), S_OK);
+  EXPECT_EQ(address, (NetworkAddress{"logger.local", 1502}));
+  EXPECT_EQ(Enter(form, "host", ""), "");
+  EXPECT_EQ(instrument.GetNetworkAddress(&address), S_OK);
+  EXPECT_FALSE(address);
+}
+
 TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
   auto instrument = Make("kelvo10");
   const auto before = instrument.settings().Snapshot();
