@@ -29,7 +29,7 @@ std::wstring ProgIdOf(const ControlRow& row, bool with_version);
 // "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
 std::wstring GuidText(REFGUID id);
 
-// The published interface ids that this compiler takes from the generated header, and the ones of the setup object.
+// The ids of the setup object.
 extern const GUID kSetupClassId;
 inline constexpr wchar_t kSetupProgId[] = L"Ulix.UlixSetup";
 

@@ -2,33 +2,18 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <vector>
 
-#include "controls/module.h"
+#include "controls/single_interface.h"
 
 namespace ulix::controls {
 
 // `Interface` enumerates elements of type `Element`, made from kept items by `Traits::Give(item)`, which adds what
 // references the receiver will release.
 template <typename Interface, typename Element, typename Item, typename Traits>
-class Enumerator final : public Interface {
+class Enumerator final : public SingleInterface<Interface> {
  public:
   explicit Enumerator(std::vector<Item> items, std::size_t at = 0) : items_(std::move(items)), at_(at) {}
-
-  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    const bool known = IsEqualIID(id, __uuidof(IUnknown)) || IsEqualIID(id, __uuidof(Interface));
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP Next(ULONG count, Element* elements, ULONG* fetched) override {
     if (!elements || (!fetched && count != 1)) return E_POINTER;
@@ -53,8 +38,6 @@ class Enumerator final : public Interface {
   }
 
  private:
-  const InUse in_use_;
-  std::atomic<ULONG> references_ = 1;
   std::vector<Item> items_;
   std::size_t at_;
 };

@@ -6,6 +6,7 @@
 #include "controls/dialogs/child_window.h"
 #include "controls/dialogs/metrics.h"
 #include "controls/enumerator.h"
+#include "controls/property_page.h"
 #include "controls/variants.h"
 
 namespace ulix::controls {
@@ -299,15 +300,12 @@ STDMETHODIMP Hosting::GetAdvise(DWORD* aspects, DWORD* flags, IAdviseSink** sink
 
 STDMETHODIMP Hosting::GetPages(CAUUID* pages) {
   if (!pages) return E_POINTER;
-  const GUID ids[] = {kCommunicationPageId, kConfigurationPageId, kAboutPageId};
-  pages->cElems = static_cast<ULONG>(std::size(ids));
-  pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(sizeof(ids)));
-  if (!pages->pElems) {
-    pages->cElems = 0;
-    return E_OUTOFMEMORY;
-  }
-  std::copy(std::begin(ids), std::end(ids), pages->pElems);
-  return S_OK;
+  const std::span<const PageRow> table = PageTable();
+  pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(table.size() * sizeof(GUID)));
+  pages->cElems = pages->pElems ? static_cast<ULONG>(table.size()) : 0;
+  std::transform(table.begin(), table.begin() + pages->cElems, pages->pElems,
+                 [](const PageRow& page) { return page.class_id; });
+  return pages->pElems ? S_OK : E_OUTOFMEMORY;
 }
 
 void Hosting::OnDoubleClick() { TraceLine("CUlixInstr" + control_.class_name + "Ctl::OnLButtonDblClk()\n"); }

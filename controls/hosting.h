@@ -20,12 +20,6 @@ struct HostedControl {
   std::function<void()> show_properties;
 };
 
-// The class ids of the property pages, fixed once: a page for the link and one for the configuration; the page about the
-// instrument is published.
-extern const GUID kAboutPageId;
-extern const GUID kCommunicationPageId;
-extern const GUID kConfigurationPageId;
-
 class HostWindow;
 
 // Part of a control, whose life and identity it shares. All on the control's own thread, as containers do.

@@ -2,23 +2,22 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <optional>
 
 #include "controls/control.h"
 #include "controls/dialogs/form_pane.h"
 #include "controls/dialogs/window_text.h"
-#include "controls/hosting.h"
+#include "controls/single_interface.h"
 #include "forms/instrument_forms.h"
 #include "platform/user_locale.h"
 
 namespace ulix::controls {
+namespace {
 
+// Fixed once, the page about the instrument by the interface.
 const GUID kAboutPageId = {0x9861775B, 0x4481, 0x4564, {0x84, 0x6C, 0xB1, 0x1A, 0x70, 0xFB, 0x73, 0xE4}};
 const GUID kCommunicationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x10}};
 const GUID kConfigurationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x11}};
-
-namespace {
 
 const std::array kPages = {
     PageRow{kCommunicationPageId, L"UlixInstr Communication Page", Word::kCommunication, CommForm},
@@ -27,23 +26,9 @@ const std::array kPages = {
 };
 
 // Shows one form of the first control that it is given.
-class PropertyPage final : public IPropertyPage {
+class PropertyPage final : public SingleInterface<IPropertyPage> {
  public:
   explicit PropertyPage(const PageRow& row) : row_(row), language_(platform::UserLanguage()) {}
-
-  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IPropertyPage);
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP SetPageSite(IPropertyPageSite* site) override {
     site_ = site;
@@ -117,16 +102,12 @@ class PropertyPage final : public IPropertyPage {
   }
 
  private:
-  ~PropertyPage() = default;
-
   void SetDirty(bool dirty) {
     if (dirty_ == dirty) return;
     dirty_ = dirty;
     if (site_) site_->OnStatusChange(dirty ? PROPPAGESTATUS_DIRTY : 0);
   }
 
-  const InUse in_use_;
-  std::atomic<ULONG> references_ = 1;
   const PageRow& row_;
   const Language language_;
   const Metrics metrics_;

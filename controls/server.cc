@@ -2,7 +2,6 @@
 #include <olectl.h>
 #include <windows.h>
 
-#include <atomic>
 #include <functional>
 #include <new>
 #include <string_view>
@@ -13,6 +12,7 @@
 #include "controls/property_page.h"
 #include "controls/registration.h"
 #include "controls/setup_object.h"
+#include "controls/single_interface.h"
 
 namespace ulix::controls {
 namespace {
@@ -34,23 +34,9 @@ Maker MakerOf(REFCLSID class_id) {
 void TraceToDebugger(std::string_view line) { OutputDebugStringA(std::string(line).c_str()); }
 
 // Makes objects of one class.
-class ClassFactory final : public IClassFactory {
+class ClassFactory final : public SingleInterface<IClassFactory> {
  public:
   explicit ClassFactory(Maker maker) : maker_(std::move(maker)) {}
-
-  STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, IID_IClassFactory);
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  STDMETHODIMP_(ULONG) AddRef() override { return ++references_; }
-  STDMETHODIMP_(ULONG) Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
 
   STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) override {
     if (!object) return E_POINTER;
@@ -74,9 +60,6 @@ class ClassFactory final : public IClassFactory {
   }
 
  private:
-  ~ClassFactory() = default;
-  const InUse in_use_;
-  std::atomic<ULONG> references_ = 1;
   const Maker maker_;
 };
 

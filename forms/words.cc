@@ -2,11 +2,9 @@
 
 namespace ulix {
 
-constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords = {{
+constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1> kFormWords = {{
     {Word::kOk, {"OK", "OK"}},
     {Word::kCancel, {"Cancel", "Annuler"}},
-    {Word::kApply, {"Apply", "Appliquer"}},
-    {Word::kPages, {"&Pages", "&Pages"}},
     {Word::kCommunication, {"Communication", "Communication"}},
     {Word::kConfiguration, {"Configuration", "Configuration"}},
     {Word::kGeneral, {"General", "Général"}},
@@ -40,8 +38,6 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
     {Word::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
     {Word::kNothingToSet, {"Nothing to set.", "Rien à régler."}},
-    {Word::kYes, {"yes", "oui"}},
-    {Word::kNo, {"no", "non"}},
 }};
 
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }

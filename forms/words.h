@@ -12,8 +12,6 @@ namespace ulix {
 enum class Word {
   kOk,
   kCancel,
-  kApply,
-  kPages,
   kCommunication,
   kConfiguration,
   kGeneral,
@@ -47,8 +45,6 @@ enum class Word {
   kPortRange,
   kNotTaken,
   kNothingToSet,
-  kYes,
-  kNo,
 };
 
 struct WordRow {
@@ -57,7 +53,7 @@ struct WordRow {
 };
 
 // Every word, in the order of the enumeration; '%' in a text is where something is put in.
-extern const std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords;
+extern const std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1> kFormWords;
 
 // In Windows-1252; the second form puts values in place of the '%'s.
 std::string Say(Word word, Language language);

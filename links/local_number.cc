@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "base/numbers.h"
 #include "platform/user_locale.h"
@@ -55,6 +57,12 @@ double ParseLocalNumber(const std::string& text, double maximum, double minimum)
   const double value = typed.empty() ? 0.0 : ParseDecimal(typed).value_or(minimum);
   if (value > maximum) return maximum;
   return value < minimum ? minimum : value;
+}
+
+std::optional<double> TypedNumber(const std::string& text) {
+  const std::optional<double> value = ParseDecimal(FromLocalDecimal(text, '.'));
+  // What is too large for a double reads as the largest.
+  return value && std::abs(*value) < std::numeric_limits<double>::max() ? value : std::nullopt;
 }
 
 std::string FormatLocalNumber(double value, unsigned digits) {

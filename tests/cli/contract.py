@@ -39,6 +39,7 @@ class ContractTest(unittest.TestCase):
         return unit
 
     def file(self, values):
+        """A file of those bytes, or a configuration of those values."""
         path = self.folder / "file.cfg"
         path.write_bytes(values if isinstance(values, bytes) else encode(values))
         return path
@@ -50,7 +51,7 @@ class ContractTest(unittest.TestCase):
 
     def ulix(self, *args):
         done = subprocess.run([self.program or ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=20)
+                              timeout=60)
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
 
     def succeed(self, *args):
@@ -74,7 +75,7 @@ class ContractTest(unittest.TestCase):
 
     def interrupt(self, process):
         process.send_signal(signal.SIGINT)
-        out, err = process.communicate(timeout=10)
+        out, err = process.communicate(timeout=20)
         return process.returncode, out.decode("utf-8"), err.decode("utf-8")
 
 

@@ -4,22 +4,14 @@ Run as: python3 test_memolog_contract.py PATH_TO_ULIX [unittest arguments]
 """
 
 import json
-import os
-import pathlib
-import signal
 import struct
-import subprocess
-import sys
-import tempfile
 import time
-import unittest
 import xml.etree.ElementTree
 
+import contract
 from memolog_logger import (FRAME, LOCK, READ, STATUS, TEXT, WRITE, WRITE_ONE, Memolog, failure, measurement,
                             time_record, words_of)
 
-ULIX = "ulix"
-UNDER_WINE = "ULIX_UNDER_WINE" in os.environ  # no pseudo terminals of its own
 IDN = [(WRITE, TEXT, [0x2A49, 0x444E, 0x3F00]), (READ, 649, 1), (READ, TEXT, 50)]
 STATE = [(WRITE, FRAME, [10, 2, 19, 1]), (READ, FRAME, 8)]
 CODES = {"invalid": "0x80041D07", "open": "0x80041D06", "locked": "0x80041D09", "not": "0x80041D00",
@@ -62,16 +54,7 @@ def sixty_five():
     return records + [failure(7, 10, -3)]
 
 
-class MemologTest(unittest.TestCase):
-    maxDiff = None
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
-        self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
-
+class MemologTest(contract.ContractTest):
     def logger(self, **options):
         logger = Memolog(**options)
         self.addCleanup(logger.close)
@@ -79,29 +62,14 @@ class MemologTest(unittest.TestCase):
 
     def loggers(self, **options):
         yield self.logger(**options)
-        if not UNDER_WINE:
+        if not contract.UNDER_WINE:
             yield self.logger(serial=True, **options)
-
-    def ulix(self, *args):
-        done = subprocess.run([ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=60)
-        return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
-
-    def succeed(self, *args):
-        status, out, err = self.ulix(*args)
-        self.assertEqual((status, err), (0, ""))
-        return out
 
     def fail_with(self, code, *args):
         status, out, err = self.ulix(*args)
         self.assertEqual((status, out), (1, ""), err)
         self.assertRegex(err, f"^ulix: {code}[^\n]*\n$")
         return err
-
-    def file(self, data):
-        path = self.folder / "file.p90"
-        path.write_bytes(data)
-        return path
 
     def test_identity(self):
         for logger in self.loggers(slave=7):
@@ -133,7 +101,7 @@ class MemologTest(unittest.TestCase):
             self.assertEqual(logger.requests[:len(wanted)], wanted)
             self.assertIn((WRITE, FRAME, [8, 2, 4, 4]), logger.requests)
             self.assertIn((READ, FRAME + 127, 71), logger.requests)
-            self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["back.p90", "file.p90"])
+            self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["back.p90", "file.cfg"])
             back.unlink()
 
     def test_an_empty_program(self):
@@ -303,15 +271,11 @@ class MemologTest(unittest.TestCase):
         logger.blocks[1] = [time_record(6, 86400)] + [measurement(1, 1, 1)] * 9999
         csv = self.folder / "out.csv"
         logger.order("late", 0, 99999, 0.01)
-        process = subprocess.Popen([ULIX, "memory", "memolog", "read", "0", *map(str, logger.where), "--clear", "--csv",
-                                    str(csv)], env=self.env, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.addCleanup(lambda: (process.kill(), process.communicate()))
+        process = self.start("memory", "memolog", "read", "0", *map(str, logger.where), "--clear", "--csv", str(csv))
         end = time.monotonic() + 20
         while len(logger.requests) < 20 and time.monotonic() < end:
             time.sleep(0.005)
-        process.send_signal(signal.SIGINT)
-        out, err = process.communicate(timeout=20)
-        self.assertEqual((process.returncode, out, err), (1, b"", b"ulix: 0x80004004 Cancelled\n"))
+        self.assertEqual(self.interrupt(process), (1, "", "ulix: 0x80004004 Cancelled\n"))
         self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
         self.assertEqual((len(logger.blocks[1]), list(self.folder.iterdir())), (10000, []))
 
@@ -329,5 +293,4 @@ class MemologTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    ULIX = sys.argv.pop(1)
-    unittest.main()
+    contract.main()

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "platform/named_mutex.h"
+#include "tests/support/unique_name.h"
 
 namespace ulix {
 namespace {
@@ -28,10 +29,7 @@ bool Await(Condition&& condition) {
   return true;
 }
 
-fs::path NewFile() {
-  const auto now = steady_clock::now().time_since_epoch().count();
-  return fs::temp_directory_path() / ("ulix-holder-" + std::to_string(now));
-}
+fs::path NewFile() { return fs::temp_directory_path() / UniqueName("ulix-holder-"); }
 
 }  // namespace
 

@@ -10,6 +10,7 @@
 #include "drivers/loggers/memolog/tables.h"
 #include "simulators/memolog.h"
 #include "tests/support/line_bench.h"
+#include "tests/support/unique_name.h"
 
 namespace ulix::memolog {
 namespace {
@@ -145,9 +146,7 @@ class MemologTest : public LineBench {
   std::shared_ptr<ProgressSink> progress = std::make_shared<ProgressSink>();
   ChannelArrays arrays;
   std::uint32_t read = 0;
-  std::string path = (std::filesystem::temp_directory_path() /
-                      ("memolog_test_" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".p90"))
-                         .string();
+  std::string path = (std::filesystem::temp_directory_path() / (UniqueName("ulix-memolog-") + ".p90")).string();
 };
 
 TEST_F(MemologTest, OnlyAMemologIsConnectedTo) {

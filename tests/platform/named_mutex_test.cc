@@ -4,6 +4,9 @@
 
 #include <filesystem>
 #include <future>
+#include <string>
+
+#include "tests/support/unique_name.h"
 
 namespace ulix::platform {
 namespace {
@@ -12,14 +15,14 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kLong{20'000};
-constexpr const char* kName = "UlixTestThreads";
-constexpr const char* kOtherName = "UlixTestThreads2";
+const std::string kName = UniqueName("UlixTest");
+const std::string kOtherName = UniqueName("UlixTest");
 
 class NamedMutexTest : public testing::Test {
  protected:
   // Some systems keep a file for each name.
   ~NamedMutexTest() override {
-    for (const char* name : {kName, kOtherName}) std::filesystem::remove(std::string("/dev/shm/ulix.") + name);
+    for (const std::string& name : {kName, kOtherName}) std::filesystem::remove("/dev/shm/ulix." + name);
   }
 };
 

@@ -72,8 +72,7 @@ HRESULT ParseCode(std::string_view text) {
 }
 
 float ParseValue(const std::string& text) {
-  auto value = ParseDecimal(text);
-  if (!value) value = ParseDecimal(FromLocalDecimal(text, '.'));
+  const std::optional<double> value = TypedNumber(text);
   if (value && std::abs(*value) <= std::numeric_limits<float>::max()) return static_cast<float>(*value);
   throw UsageError("VALUE", "'" + text + "' is no value; takes a finite number such as 12.5");
 }

@@ -1,0 +1,14 @@
+// Names that no other test has, of this process or of one beside it.
+#pragma once
+
+#include <random>
+#include <string>
+
+namespace ulix {
+
+inline std::string UniqueName(const std::string& start) {
+  std::random_device random;
+  return start + std::to_string(random()) + "-" + std::to_string(random());
+}
+
+}  // namespace ulix
