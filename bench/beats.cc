@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "bench/measure.h"
+#include "bench/plain_driver.h"
 #include "core/instrument.h"
 #include "platform/thread_priority.h"
 
@@ -17,6 +18,7 @@ namespace ulix::bench {
 namespace {
 
 constexpr std::chrono::milliseconds kPeriod{100};
+constexpr double kBound = 1.25;
 
 // Moments at which something happened that was due every period from a start.
 class BeatLog {
@@ -51,28 +53,13 @@ constexpr ChannelRow kChannels[] = {{"IN", ChanIn}};
 constexpr ModelCard kCard = {.word = "beats", .class_name = "Beats", .channels = kChannels};
 
 // An instrument that answers at once and notes when it was asked.
-class NotingDriver final : public Driver {
+class NotingDriver final : public PlainDriver {
  public:
-  explicit NotingDriver(BeatLog& log) : Driver(kCard), log_(log) {}
+  explicit NotingDriver(BeatLog& log) : PlainDriver(kCard), log_(log) {}
   Reading ReadChannel(ChannelId) override {
     log_.Note(std::chrono::steady_clock::now());
     return {};
   }
-  HRESULT OpenLink() override { return S_OK; }
-  bool LinkIsOpen() const override { return true; }
-  HRESULT Connect() override { return S_OK; }
-  void Disconnect() override {}
-  Expected<std::string> Identify() override { return std::string(); }
-  HRESULT SendCfg() override { return S_OK; }
-  HRESULT ReadCfg() override { return S_OK; }
-  HRESULT WriteChannel(ChannelId, float) override { return S_OK; }
-  std::string ChannelUnit(ChannelId) const override { return ""; }
-  int ChannelResolution(ChannelId) const override { return 6; }
-  std::string CommInfo(Language) const override { return ""; }
-  void ResetCommParams() override {}
-  void SaveCommParams(VariantWriter&) const override {}
-  HRESULT LoadCommParams(VariantReader&) override { return S_OK; }
-  std::span<const ErrorRow> LinkErrors() const override { return {}; }
 
  private:
   BeatLog& log_;
@@ -116,15 +103,20 @@ double PunctualOfTenth(const std::vector<double>& values, bool last) {
               : Percentile({values.begin(), values.begin() + tenth}, 0.1);
 }
 
-void Print(const char* what, const BeatLog& log, const BeatLog& bare) {
+// The 99th percentile of lateness over that of the bare sleep.
+bool ShowLateness(const std::string& what, const BeatLog& log, const BeatLog& bare, double bound) {
   const std::vector<double> late = log.late_us();
-  std::printf("%5.2f  %s: late 50th %.0f us, 99th %.0f us, max %.0f us; drift %+.0f us; %zu beats, %ld missed\n",
-              Percentile(late, 0.99) / Percentile(bare.late_us(), 0.99), what, Percentile(late, 0.5),
-              Percentile(late, 0.99), Percentile(late, 1.0), PunctualOfTenth(late, true) - PunctualOfTenth(late, false),
-              late.size(), log.Missed());
+  const std::vector<double> bare_late = bare.late_us();
+  const double drift = PunctualOfTenth(late, true) - PunctualOfTenth(late, false);
+  return Show(
+      {what, Percentile(late, 0.99) / Percentile(bare_late, 0.99), "of bare p99", bound, false,
+       Text("p50 %.0f, p99 %.0f, most %.0f us; bare p50 %.0f, p99 %.0f, most %.0f us; drift %+.0f us; %zu beats, "
+            "%ld missed",
+            Percentile(late, 0.5), Percentile(late, 0.99), Percentile(late, 1.0), Percentile(bare_late, 0.5),
+            Percentile(bare_late, 0.99), Percentile(bare_late, 1.0), drift, late.size(), log.Missed())});
 }
 
-void Measure(int seconds) {
+bool Measure(const std::string& when, int seconds) {
   BeatLog beat_log, reading_log, critical_log, normal_log;
   NotingClock clock(beat_log);
   Instrument instrument(std::make_unique<NotingDriver>(reading_log), {.clock = &clock});
@@ -144,10 +136,9 @@ void Measure(int seconds) {
   critical.join();
   normal.join();
   instrument.StopGroup(group);
-  Print("beat of the group's timer", beat_log, critical_log);
-  Print("bare sleep at the same priority", critical_log, critical_log);
-  Print("reading on the group's scan thread", reading_log, normal_log);
-  Print("bare sleep at the same priority", normal_log, normal_log);
+  const bool held = ShowLateness("beats late, " + when, beat_log, critical_log, kBound);
+  ShowLateness("readings late, " + when, reading_log, normal_log, 0);
+  return held;
 }
 
 void Spin() {
@@ -159,15 +150,11 @@ void Spin() {
 int Run(int seconds) {
   const bool granted = platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);
   platform::SetThreadPriority(platform::ThreadPriority::kNormal);
-  std::printf(
-      "First figure: 99th percentile of lateness over that of the bare sleep below it. Time-critical priority %s.\n",
-      granted ? "granted" : "not granted to this user");
-  std::printf("idle, %d s:\n", seconds);
-  Measure(seconds);
+  if (!granted) std::fprintf(stderr, "time-critical priority is not granted to this user\n");
+  const bool idle = Measure("idle", seconds);
   const ChildProcess one(Spin), two(Spin);
-  std::printf("two busy processes, %d s:\n", seconds);
-  Measure(seconds);
-  return 0;
+  const bool busy = Measure("two busy processes", seconds);
+  return idle && busy ? 0 : 1;
 }
 
 }  // namespace

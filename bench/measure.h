@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace ulix::bench {
@@ -17,6 +19,57 @@ inline double Percentile(std::vector<double> values, double share) {
   std::sort(values.begin(), values.end());
   const auto last = static_cast<double>(values.size() - 1);
   return values.empty() ? 0.0 : values[static_cast<std::size_t>(share * last)];
+}
+
+// A row of the table that scripts/bench prints: what, figure, unit, bound, whether it held, details; tabs in between.
+struct Figure {
+  std::string what;
+  double value;
+  const char* unit = "";
+  double bound = 0;  // none
+  bool bound_is_least = false;
+  std::string details = {};
+
+  bool Holds() const { return bound == 0 || (bound_is_least ? value >= bound : value <= bound); }
+};
+
+// Prints it; whether its bound held.
+inline bool Show(const Figure& figure) {
+  const char* verdict = figure.Holds() ? "held" : "not held";
+  std::printf("%s\t%.4g\t%s\t", figure.what.c_str(), figure.value, figure.unit);
+  if (figure.bound != 0) std::printf("%s%.4g\t%s", figure.bound_is_least ? ">= " : "<= ", figure.bound, verdict);
+  if (figure.bound == 0) std::printf("\t");
+  std::printf("\t%s\n", figure.details.c_str());
+  std::fflush(stdout);
+  return figure.Holds();
+}
+
+// As printf.
+template <typename... Arguments>
+std::string Text(const char* format, Arguments... arguments) {
+  std::string text(300, '\0');
+  const int length = std::snprintf(text.data(), text.size(), format, arguments...);
+  text.resize(std::min(static_cast<std::size_t>(length), text.size()));
+  return text;
+}
+
+// Medians of two kinds of work that take turns, so that what else the machine does meets both. Each gives its time.
+struct Comparison {
+  double ratio, ratio_10th, ratio_90th, time, bare_time;
+};
+template <typename Work, typename Bare>
+Comparison Compare(int rounds, Work&& work, Bare&& bare) {
+  std::vector<double> ratios, times, bare_times;
+  for (int i = 0; i < rounds; ++i) {
+    double bare_time = i % 2 == 0 ? bare() : 0;
+    const double time = work();
+    if (i % 2 != 0) bare_time = bare();
+    times.push_back(time);
+    bare_times.push_back(bare_time);
+    ratios.push_back(time / bare_time);
+  }
+  return {Percentile(ratios, 0.5), Percentile(ratios, 0.1), Percentile(ratios, 0.9), Percentile(times, 0.5),
+          Percentile(bare_times, 0.5)};
 }
 
 // A process of our own that ends with this object, or with us.

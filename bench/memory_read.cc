@@ -125,22 +125,14 @@ int Run() {
   endpoint->reset();
   ReadBare(port);
   const double before = ResidentMegabytes();
-  std::vector<double> ratios, times, bare_times;
-  for (int i = 0; i < kRounds; ++i) {
-    double bare = i % 2 == 0 ? ReadBare(port) : 0;
-    const double time = ReadByInstrument(port);
-    if (i % 2 != 0) bare = ReadBare(port);
-    times.push_back(time);
-    bare_times.push_back(bare);
-    ratios.push_back(time / bare);
-  }
-  const double ratio = Percentile(ratios, 0.5);
-  std::printf("%.3f  %d records read and decoded: %.0f ms over %.0f ms bare (ratio 10th %.3f, 90th %.3f)\n", ratio,
-              kReads * kRecordsHeld, 1e3 * Percentile(times, 0.5), 1e3 * Percentile(bare_times, 0.5),
-              Percentile(ratios, 0.1), Percentile(ratios, 0.9));
-  std::printf("%.1f MB  greatest resident size, %.1f MB before the first read\n", ResidentMegabytes(), before);
-  std::printf("%s  bound %.2f\n", ratio <= kBound ? "held" : "exceeded", kBound);
-  return ratio <= kBound ? 0 : 1;
+  const Comparison found = Compare(
+      kRounds, [&] { return ReadByInstrument(port); }, [&] { return ReadBare(port); });
+  const bool held = Show({"memory read and decoded, over libmodbus", found.ratio, "of bare", kBound, false,
+                          Text("%d records: %.0f ms over %.0f ms; ratio 10th %.3f, 90th %.3f", kReads * kRecordsHeld,
+                               1e3 * found.time, 1e3 * found.bare_time, found.ratio_10th, found.ratio_90th)});
+  Show({"its memory", ResidentMegabytes() - before, "MB", 0, false,
+        Text("greatest resident %.1f MB, %.1f MB before the first read", ResidentMegabytes(), before)});
+  return held ? 0 : 1;
 }
 
 }  // namespace

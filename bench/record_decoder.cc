@@ -54,15 +54,15 @@ double Decoded(const std::string& records, std::size_t at_once) {
 int Run() {
   const std::string records = Records();
   const double as_read = Decoded(records, 48);
-  std::printf("%.1f  million records a second, 48 at a time as they are read\n", as_read / 1e6);
-  std::printf("%.1f  million records a second, %zu at once\n", Decoded(records, kRecords) / 1e6, kRecords);
   const std::vector<char> from(64U << 20U, 'a');
   std::vector<char> to(from.size());
   const double copied =
       static_cast<double>(from.size()) / MedianSeconds([&] { std::memcpy(to.data(), from.data(), from.size()); });
-  std::printf("%.2f  GB a second copied by the same processor; a record is 8 bytes in and 20 out\n", copied / 1e9);
-  std::printf("%s  bound %.0f million\n", as_read >= kBound ? "held" : "missed", kBound / 1e6);
-  return as_read >= kBound ? 0 : 1;
+  const bool held =
+      Show({"memory decode", as_read / 1e6, "million records/s", kBound / 1e6, true,
+            Text("48 at a time as they are read; %.1f at once; memcpy %.2f GB/s, a record is 8 bytes in, 20 out",
+                 Decoded(records, kRecords) / 1e6, copied / 1e9)});
+  return held ? 0 : 1;
 }
 
 }  // namespace

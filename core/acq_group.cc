@@ -152,6 +152,13 @@ HRESULT AcqGroup::Stop() {
   return S_OK;
 }
 
+void AcqGroup::TellToEnd() {
+  const std::lock_guard lock(mutex_);
+  if (!run_) return;
+  run_->events().Set(KillTimer);
+  run_->events().Set(KillScan);
+}
+
 bool AcqGroup::IsRunning() const {
   const std::lock_guard lock(mutex_);
   return run_ && run_->HasTimer();

@@ -94,6 +94,8 @@ class AcqGroup {
   // Both threads; nothing when they run already. The first beat comes one period later.
   HRESULT Run();
   HRESULT Stop();
+  // For a Stop that is to come: its threads end as soon as they can, and fire nothing more.
+  void TellToEnd();
   bool IsRunning() const;
   // A running group scans as soon as it can and reports; the call does not wait. A stopped one is scanned once, and the
   // call waits for it: at most a second for the thread, one period for the scan, a second for the end.

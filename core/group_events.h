@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <vector>
 
 #include "platform/clock.h"
 
@@ -32,7 +33,8 @@ class GroupEvents {
   Clock& clock_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  unsigned set_ = 0;  // guarded by mutex_
+  unsigned set_ = 0;               // guarded by mutex_
+  std::vector<unsigned> awaited_;  // guarded by mutex_; what each waiting thread waits for
 };
 
 }  // namespace ulix

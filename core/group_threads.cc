@@ -8,6 +8,10 @@
 namespace ulix {
 namespace {
 
+// A device that went is told of within a second: by the next beat, or by a look in between.
+constexpr Milliseconds kTellingPeriod{1000};
+constexpr Milliseconds kLookInterval{900};
+
 // One scan thread's work and what it remembers from scan to scan.
 class Scanner {
  public:
@@ -15,10 +19,16 @@ class Scanner {
       : control_(control), group_(group), events_(events), last_reported_(control.channels.size(), 0.0F) {}
 
   void Scan();
+  // When to look whether the device is still there.
+  Deadline NextLook() const;
+  // Tells of a device that went, once for each scan.
+  void LookForDevice();
 
  private:
-  // Reads one channel into its record and the arrays; true when its value is worth a report.
-  bool ReadChannel(ChannelId id, ChannelArrays& arrays);
+  void Begin();
+  std::vector<ChannelId> InputMembers() const;
+  // Puts what a channel gave into its record and the arrays; true when its value is worth a report.
+  bool Take(ChannelId id, const Reading& reading, ChannelArrays& arrays);
   void Report(const ChannelArrays& arrays);
   bool Stopped() const { return events_.IsSet(KillScan); }
 
@@ -32,27 +42,52 @@ class Scanner {
   MonotonicTime now_;
   Date stamp_ = 0.0;
   bool report_due_ = false;
+  bool loss_told_ = false;  // since the last scan
 };
 
-void Scanner::Scan() {
+void Scanner::Begin() {
   settings_ = group_.Settings();
   now_ = control_.clock.Now();
   stamp_ = control_.clock.LocalTime();
   report_due_ = group_.TakeReportDue(now_);
+}
+
+std::vector<ChannelId> Scanner::InputMembers() const {
+  std::vector<ChannelId> ids = group_.Members();
+  std::erase_if(ids, [this](ChannelId id) { return control_.channels.Direction(id) == ChanOut; });
+  return ids;
+}
+
+void Scanner::Scan() {
+  Begin();
+  loss_told_ = false;
   ChannelArrays arrays;
   bool changed = false;
-  for (const ChannelId id : group_.Members()) {
+  for (const ChannelId id : InputMembers()) {
     if (Stopped()) return;
-    if (control_.channels.Direction(id) == ChanOut) continue;
-    if (ReadChannel(id, arrays)) changed = true;
+    if (Take(id, control_.driver->ReadChannel(id), arrays)) changed = true;
   }
   if (changed) Report(arrays);
 }
 
-bool Scanner::ReadChannel(ChannelId id, ChannelArrays& arrays) {
+Deadline Scanner::NextLook() const {
+  const bool beats_tell = Milliseconds(group_.Settings().period_ms) <= kTellingPeriod;
+  return beats_tell || loss_told_ ? Deadline::Never() : Deadline::In(control_.clock, kLookInterval);
+}
+
+void Scanner::LookForDevice() {
+  const HRESULT presence = control_.driver->Presence();
+  if (Succeeded(presence)) return;
+  loss_told_ = true;
+  Begin();
+  ChannelArrays arrays;
+  for (const ChannelId id : InputMembers()) Take(id, {.code = presence}, arrays);
+  if (!arrays.ids.empty()) Report(arrays);
+}
+
+bool Scanner::Take(ChannelId id, const Reading& reading, ChannelArrays& arrays) {
   GroupChannel record = control_.channels.Record(id);
   const bool time_moved = record.read_at != now_;
-  const Reading reading = control_.driver->ReadChannel(id);
   // A failure takes part in the dead band as 0; a warning leaves the value as it was, where there is one.
   const bool has_value = record.time != 0.0 && Succeeded(record.error);
   if (reading.code <= 0) record.value = Failed(reading.code) ? 0.0F : reading.value;
@@ -82,15 +117,24 @@ void Scanner::Report(const ChannelArrays& arrays) {
 // Scans until told to end. Index order of the two events: the end comes first.
 void ScanUntilKilled(ControlState& control, GroupState& group, GroupEvents& events) {
   Scanner scanner(control, group, events);
-  while ((events.Wait(KillScan | TimeToScan, Deadline::Never()) & KillScan) == 0) {
-    // Before the reading: a beat that comes during the scan stays for the next one.
-    events.Reset(TimeToScan);
-    events.Reset(ScanDone);
+  const auto guarded = [&](void (Scanner::*act)()) {
     try {
-      scanner.Scan();
+      (scanner.*act)();
     } catch (...) {
       TraceGroup(control, group.id, "ScanThreadProc: Error");
     }
+  };
+  for (;;) {
+    const unsigned set = events.Wait(KillScan | TimeToScan, scanner.NextLook());
+    if (set & KillScan) return;
+    if (set == 0) {
+      guarded(&Scanner::LookForDevice);
+      continue;
+    }
+    // Before the reading: a beat that comes during the scan stays for the next one.
+    events.Reset(TimeToScan);
+    events.Reset(ScanDone);
+    guarded(&Scanner::Scan);
     events.Set(ScanDone);
   }
 }

@@ -16,7 +16,7 @@ Instrument::Instrument(std::unique_ptr<Driver> driver, Options options)
 
 // A scan thread that was left behind in an exchange keeps the link and closes it when it comes back.
 Instrument::~Instrument() {
-  StopGroups();
+  EndGroups();
   if (connected_ && !control_->driver->IsBusy()) control_->driver->Disconnect();
 }
 
@@ -133,7 +133,7 @@ HRESULT Instrument::Connect() {
 
 HRESULT Instrument::Disconnect() {
   return Member([&]() -> HRESULT {
-    StopGroups();
+    EndGroups();
     control_->driver->Disconnect();
     connected_ = false;
     return S_OK;

@@ -194,6 +194,7 @@ class Instrument {
   std::vector<std::shared_ptr<AcqGroup>> GroupList() const;
   std::uint32_t HighestGroup() const;
   void StopGroups();
+  void EndGroups();
   std::vector<ChannelId> ChannelsWhere(bool (*wanted)(std::int32_t direction)) const;
   bool HasChannel(bool (*wanted)(std::int32_t direction)) const;
   template <typename T>

@@ -34,6 +34,13 @@ void Instrument::StopGroups() {
   for (const auto& group : GroupList()) group->Stop();
 }
 
+// Before the instrument is left: what its groups wait for does not matter any more.
+void Instrument::EndGroups() {
+  for (const auto& group : GroupList()) group->TellToEnd();
+  const WaitInterruption interruption(*control_->driver);
+  StopGroups();
+}
+
 HRESULT Instrument::Groups(std::vector<std::uint32_t>* groups) {
   return Member([&]() -> HRESULT {
     if (!groups) return E_INVALIDARG;

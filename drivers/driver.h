@@ -18,6 +18,7 @@
 #include "links/serial_link.h"
 #include "links/usb_library.h"
 #include "platform/clock.h"
+#include "platform/socket.h"
 #include "resources/texts.h"
 
 namespace ulix {
@@ -26,6 +27,7 @@ namespace ulix {
 struct DriverServices {
   Clock* clock = &SystemClock();
   platform::SerialPortOpener open_serial_port = platform::OpenSerialPort;
+  platform::SocketMaker make_socket = platform::MakeStreamSocket;
   UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
   LinkTrace trace;
   std::uint32_t timeout_ms = 0;  // replaces the link's read and write timeouts; 0 keeps the driver's own
@@ -67,6 +69,13 @@ class Driver {
   // Opens the link without a word to the instrument; S_OK when it is open.
   virtual HRESULT OpenLink() = 0;
   virtual bool LinkIsOpen() const = 0;
+  // Whether the device is still on its line: what a reading would fail with if it went, as far as that can be told
+  // without a word to it and without a wait.
+  virtual HRESULT Presence() { return S_OK; }
+  // Between the two no exchange waits for the instrument any longer: one that does fails soon, as if it were mute. They
+  // nest. Nothing where the link's waits cannot be ended.
+  virtual void InterruptWaits() {}
+  virtual void ResumeWaits() {}
 
   // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
   // kNotConnected.
@@ -137,6 +146,18 @@ class Driver {
 
   const ModelCard& card_;
   Settings settings_;
+};
+
+// While it lives, a driver's waits end.
+class WaitInterruption {
+ public:
+  explicit WaitInterruption(Driver& driver) : driver_(driver) { driver_.InterruptWaits(); }
+  ~WaitInterruption() { driver_.ResumeWaits(); }
+  WaitInterruption(const WaitInterruption&) = delete;
+  WaitInterruption& operator=(const WaitInterruption&) = delete;
+
+ private:
+  Driver& driver_;
 };
 
 using DriverFactory = std::unique_ptr<Driver> (*)(DriverServices services);

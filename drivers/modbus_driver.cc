@@ -35,7 +35,7 @@ void ModbusDriver::SetParams(const Params& params) {
 std::unique_ptr<ModbusClient> ModbusDriver::MakeClient() const {
   const Params params = this->params();
   auto transport = params.on_network
-                       ? MakeModbusTcp(params.network, services_.trace)
+                       ? MakeModbusTcp({params.network, services_.make_socket, services_.clock, services_.trace})
                        : MakeModbusRtu({params.line, services_.open_serial_port, services_.clock, services_.trace});
   auto client = std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions);
   client->SetTimeout(services_.timeout_ms == 0 ? profile_.timeout : Milliseconds(services_.timeout_ms));
@@ -64,6 +64,12 @@ void ModbusDriver::Disconnect() {
   const std::lock_guard exchange(exchange_mutex_);
   client_->Close();
   open_ = false;
+}
+
+// A request that is under way finds out by itself.
+HRESULT ModbusDriver::Presence() {
+  const std::unique_lock exchange(exchange_mutex_, std::try_to_lock);
+  return exchange && open_ ? client_->Presence() : HRESULT{S_OK};
 }
 
 void ModbusDriver::ResetCommParams() { SetParams(Defaults()); }

@@ -23,6 +23,7 @@ class ModbusDriver : public Driver {
 
   HRESULT OpenLink() override;
   bool LinkIsOpen() const override { return open_; }
+  HRESULT Presence() override;
   HRESULT Connect() override;
   void Disconnect() override;
 

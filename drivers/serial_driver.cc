@@ -48,7 +48,7 @@ HRESULT SerialDriver::OpenPort() {
   for (int attempt = 1;; ++attempt) {
     const HRESULT result = link_.Open();
     if (Succeeded(result) && attempt > 1) OpenedLate(attempt);
-    if (Succeeded(result) || attempt == profile_.open_attempts || leaving_ > 0) return result;
+    if (Succeeded(result) || attempt == profile_.open_attempts || interruptions_ > 0) return result;
     clock().SleepFor(kOpenPause);
   }
 }
@@ -83,19 +83,38 @@ HRESULT SerialDriver::GreetOn(HRESULT opened) {
   return result;
 }
 
-// Waits for the exchange of another thread, which stops at its next wait's end.
+void SerialDriver::InterruptWaits() {
+  ++interruptions_;
+  link_.InterruptReads();
+}
+
+void SerialDriver::ResumeWaits() {
+  link_.ResumeReads();
+  --interruptions_;
+}
+
+// The exchange of another thread is not waited for, but for its end.
 void SerialDriver::Disconnect() {
-  ++leaving_;
+  std::optional<WaitInterruption> interruption(*this);
   const std::lock_guard exchange(exchange_mutex_);
-  --leaving_;
+  interruption.reset();
   const Formalities leave(*this);
-  greeted_ = lost_ = false;
   TakeLeave();
   link_.Close();
+  greeted_ = lost_ = false;
+}
+
+// An exchange that is under way finds out by itself.
+HRESULT SerialDriver::Presence() {
+  const std::unique_lock exchange(exchange_mutex_, std::try_to_lock);
+  if (!exchange) return S_OK;
+  if (link_.IsOpen() && !link_.DeviceIsThere()) lost_ = true;
+  return lost_ ? serialCommErrCommClosed : S_OK;
 }
 
 // One attempt, whatever the profile says: the next exchange makes the next.
 HRESULT SerialDriver::HaveLinkBack() {
+  NoteLoss();
   if (!lost_ || formal_ || link_.IsOpen()) return S_OK;
   HRESULT result = link_.Open();
   if (Succeeded(result)) result = ApplyTimeouts();

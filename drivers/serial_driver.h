@@ -47,6 +47,9 @@ class SerialDriver : public Driver {
 
   HRESULT OpenLink() override;
   bool LinkIsOpen() const override { return link_.IsOpen(); }
+  HRESULT Presence() override;
+  void InterruptWaits() override;
+  void ResumeWaits() override;
   HRESULT Connect() override;
   void Disconnect() override;
 
@@ -136,7 +139,7 @@ class SerialDriver : public Driver {
   bool cut_ = false;     // the end of the last line was not read: it was longer than its plan
   std::string partial_;  // the start of a line that stopped midway: its rest alone would read as another value
 
-  std::atomic<int> leaving_ = 0;  // threads that disconnect: exchanges stop trying again
+  std::atomic<int> interruptions_ = 0;  // while there are any, exchanges stop trying again
 };
 
 }  // namespace ulix

@@ -73,7 +73,7 @@ Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
     cut_ = Succeeded(result) && rest.back() != kNotFilled && !plan.start_does;
     line += rest.data();
     if (Succeeded(result) && !line.empty()) return line;
-    if (leaving_ > 0) break;
+    if (interruptions_ > 0) break;
   }
   partial_ = std::move(line);
   NoteLoss();

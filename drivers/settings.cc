@@ -134,7 +134,7 @@ std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::s
   return found->code;
 }
 
-Settings::Settings(std::span<const SettingRow> rows) : rows_(rows), values_(InitialValues(rows)) {}
+Settings::Settings(std::span<const SettingRow> rows) : rows_(rows) { Reset(); }
 
 const SettingRow* Settings::Find(std::string_view key) const {
   const auto found =
@@ -144,18 +144,29 @@ const SettingRow* Settings::Find(std::string_view key) const {
 
 void Settings::Reset() { Replace(InitialValues(rows_)); }
 
-std::vector<StoredValue> Settings::Snapshot() const {
+std::shared_ptr<const std::vector<StoredValue>> Settings::Current() const {
   const std::lock_guard lock(mutex_);
   return values_;
 }
 
 void Settings::Replace(std::vector<StoredValue> values) {
+  auto replacement = std::make_shared<const std::vector<StoredValue>>(std::move(values));
   const std::lock_guard lock(mutex_);
-  values_ = std::move(values);
+  values_ = std::move(replacement);
+}
+
+// Whoever holds the values that were keeps them.
+template <typename Put>
+void Settings::Change(Put&& put) {
+  const std::lock_guard lock(mutex_);
+  auto changed = std::make_shared<std::vector<StoredValue>>(*values_);
+  put(*changed);
+  values_ = std::move(changed);
 }
 
 std::string Settings::TextOf(const SettingRow& row) const {
-  const auto values = Snapshot();
+  const auto current = Current();
+  const std::vector<StoredValue>& values = *current;
   if (IsReal(row)) return FormatShortest(RealIn(values, row));
   if (row.type == VariantType::kBstr) return TextIn(values, row);
   const std::uint32_t code = CodeIn(values, row);
@@ -164,41 +175,39 @@ std::string Settings::TextOf(const SettingRow& row) const {
 }
 
 HRESULT Settings::SetText(const SettingRow& row, std::string_view text) {
-  const std::lock_guard lock(mutex_);
-  if (IsReal(row)) {
-    const auto value = RealOfText(text);
-    if (value) PutReal(values_, row, *value);
-    return value ? S_OK : E_INVALIDARG;
-  }
   if (row.type == VariantType::kBstr) {
-    PutText(values_, row, std::string(text));
+    Change([&](auto& values) { PutText(values, row, std::string(text)); });
     return S_OK;
   }
-  const auto code = CodeOfText(row, text);
-  if (code) PutCode(values_, row, *code);
-  return code ? S_OK : E_INVALIDARG;
+  const auto real = IsReal(row) ? RealOfText(text) : std::nullopt;
+  const auto code = IsReal(row) ? std::nullopt : CodeOfText(row, text);
+  if (real) Change([&](auto& values) { PutReal(values, row, *real); });
+  if (code) Change([&](auto& values) { PutCode(values, row, *code); });
+  return real || code ? S_OK : E_INVALIDARG;
 }
 
 void Settings::Save(VariantWriter& writer) const {
-  const auto values = Snapshot();
+  const auto values = Current();
   int next = 0;
   for (const SettingRow& row : rows_) {
     if (row.stored != next) continue;
-    SaveValue(writer, row.type, StoredOf(values, row));
+    SaveValue(writer, row.type, StoredOf(*values, row));
     ++next;
   }
 }
 
 HRESULT Settings::Load(VariantReader& reader) {
-  int next = 0;
+  std::vector<StoredValue> loaded;
+  HRESULT result = S_OK;
   for (const SettingRow& row : rows_) {
-    if (row.stored != next) continue;
-    const auto value = LoadValue(reader, row.type);
-    if (!value) return value.error();
-    const std::lock_guard lock(mutex_);
-    values_[static_cast<std::size_t>(next++)] = *value;
+    if (row.stored != static_cast<int>(loaded.size())) continue;
+    auto value = LoadValue(reader, row.type);
+    result = CodeOf(value);
+    if (Failed(result)) break;
+    loaded.push_back(std::move(*value));
   }
-  return S_OK;
+  Change([&](auto& values) { std::move(loaded.begin(), loaded.end(), values.begin()); });
+  return result;
 }
 
 }  // namespace ulix

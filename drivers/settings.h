@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -49,8 +50,10 @@ class Settings {
 
   void Reset();
 
-  // A consistent copy of every stored value, and its replacement as a whole. `values` comes from Snapshot.
-  std::vector<StoredValue> Snapshot() const;
+  // Every stored value as it is now: what is handed out is never changed, and costs no copy.
+  std::shared_ptr<const std::vector<StoredValue>> Current() const;
+  // A copy of it, and its replacement as a whole. `values` comes from Snapshot.
+  std::vector<StoredValue> Snapshot() const { return *Current(); }
   void Replace(std::vector<StoredValue> values);
 
   // The value as its word where it has one, else as its number.
@@ -65,9 +68,12 @@ class Settings {
   HRESULT Load(VariantReader& reader);
 
  private:
+  template <typename Put>
+  void Change(Put&& put);
+
   std::span<const SettingRow> rows_;
   mutable std::mutex mutex_;
-  std::vector<StoredValue> values_;  // guarded by mutex_
+  std::shared_ptr<const std::vector<StoredValue>> values_;  // guarded by mutex_; others may hold it too
 };
 
 // The setting inside a snapshot.

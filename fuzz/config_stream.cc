@@ -1,9 +1,9 @@
-// Configurations of a Kelvo10, loaded from any bytes.
+// Configurations of any model, loaded from any bytes. The first byte chooses the model.
 #include <string>
 #include <vector>
 
 #include "core/instrument.h"
-#include "drivers/calibrators/kelvo10/driver.h"
+#include "drivers/catalogue.h"
 #include "fuzz/require.h"
 
 namespace ulix {
@@ -23,15 +23,15 @@ HRESULT LoadInto(Instrument& device, std::string bytes) {
   return device.Load(stream);
 }
 
-void CheckLoad(std::string_view bytes) {
-  Instrument device(kelvo10::Create({}));
+void CheckLoad(DriverFactory create, std::string_view bytes) {
+  Instrument device(create({}));
   const HRESULT loaded = LoadInto(device, std::string(bytes));
   Require(loaded == S_OK || loaded == E_INVALIDARG, "a stream is taken or refused");
   std::vector<std::uint32_t> groups;
   Require(device.Groups(&groups) == S_OK && groups.size() <= bytes.size() / kGroupBytes, "each group has its bytes");
 
   const std::string saved = SavedBy(device);
-  Instrument other(kelvo10::Create({}));
+  Instrument other(create({}));
   for (Instrument* again : {&other, &device}) {
     Require(LoadInto(*again, saved) == S_OK, "what was saved loads");
     Require(SavedBy(*again) == saved, "and is saved the same");
@@ -42,6 +42,8 @@ void CheckLoad(std::string_view bytes) {
 }  // namespace ulix
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ulix::CheckLoad(ulix::TextOfInput(data, size));
+  if (size == 0) return 0;
+  const auto models = ulix::Catalogue();
+  ulix::CheckLoad(models[data[0] % models.size()].create, ulix::TextOfInput(data + 1, size - 1));
   return 0;
 }

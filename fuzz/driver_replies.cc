@@ -1,10 +1,13 @@
 // Any model's driver whose instrument says any bytes. The first byte of the input chooses the model, the second how the
-// line is behind the last byte: lost or silent. The rest is what comes.
+// line is behind the last byte: lost or silent. The rest is what comes; from instruments that are not on a line of
+// text, as the replies to their requests, each behind a byte that says how long it is.
+#include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "drivers/catalogue.h"
 #include "fuzz/require.h"
+#include "simulators/in_process_usb.h"
 #include "tests/support/fake_serial_port.h"
 #include "tests/support/manual_clock.h"
 
@@ -14,9 +17,33 @@ namespace {
 // A line whose silence takes no time of the clock: what it bounds are the reads.
 constexpr std::size_t kMostReads = 200'000;
 
+// Answers each request with the next piece of what it was given, and is silent behind it.
+class Mouth final : public Simulator {
+ public:
+  explicit Mouth(std::string_view words) : words_(words) {}
+  std::vector<SimulatedReply> Receive(std::string_view) override {
+    if (words_.empty()) return {};
+    const auto size = std::min<std::size_t>(static_cast<unsigned char>(words_[0]), words_.size() - 1);
+    SimulatedReply reply{words_.substr(1, size), true};
+    words_.erase(0, size + 1);
+    return {reply};
+  }
+  std::string Refusal() const override { return ""; }
+  HRESULT Set(std::string_view, std::string_view) override { return E_INVALIDARG; }
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return {}; }
+
+ private:
+  std::string words_;
+};
+
+bool IsOneOf(HRESULT code, HRESULT first, HRESULT last) { return code >= first && code <= last; }
+
+// A logger's status of two bytes is added to its block.
 void CheckCode(const ModelCard& card, HRESULT code) {
-  const bool link = code >= serialCommErrUnableToOpenComm && code <= serialCommErrUnableToReadComm;
-  const bool model = code >= card.exception_code && code < card.exception_code + 0x200;
+  const bool link = IsOneOf(code, serialCommErrUnableToOpenComm, serialCommErrUnableToReadComm) ||
+                    IsOneOf(code, winUsbCommErrUnableToOpenComm, winUsbCommErrGuidNotFound);
+  const HRESULT block = card.link == LinkKind::kModbus ? 0xFFFF : 0x1FF;
+  const bool model = IsOneOf(code, card.exception_code, card.exception_code + block);
   const bool common = code == S_OK || code == 1 || code == E_INVALIDARG || code == E_NOTIMPL;
   Require(link || model || common, "an exchange ends with a published code");
 }
@@ -31,13 +58,20 @@ void Exchange(Driver& driver) {
   Require(Succeeded(read) || driver.settings().Snapshot() == record, "a record is read whole or not at all");
   CheckCode(card, CodeOf(driver.Identify()));
   for (int round = 0; round < 3; ++round) {
-    for (ChannelId id = 0; id <= card.channels.size(); ++id) {
+    for (ChannelId id = 0; id <= std::min<std::size_t>(card.channels.size(), 40); ++id) {
       const Reading reading = driver.ReadChannel(id);
       CheckCode(card, reading.code);
       Require(std::isfinite(reading.value), "a reading is finite");
     }
     CheckCode(card, driver.WriteChannel(0, 20.5F));
     CheckCode(card, driver.WriteChannel(1, 20.5F));
+  }
+  if (RecordedMemory* memory = driver.memory()) {
+    CheckCode(card, CodeOf(memory->Blocks()));
+    const auto take = [](std::string_view) { return S_OK; };
+    const auto read = memory->Read(0, 0, take, [](const ProgressStep&) { return true; });
+    CheckCode(card, CodeOf(read));
+    CheckCode(card, memory->Clear(0, 1));
   }
   CheckCode(card, driver.Run());
   CheckCode(card, driver.Stop());
@@ -52,13 +86,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size < 2) return 0;
   const auto models = ulix::Catalogue();
   const auto& model = models[data[0] % models.size()];
-  ulix::FakeLine line{.input = std::string(ulix::TextOfInput(data + 2, size - 2))};
+  const std::string_view words = ulix::TextOfInput(data + 2, size - 2);
+  ulix::FakeLine line{.input = std::string(words)};
   if (data[1] & 1) line.after_input = {ulix::platform::IoOutcome::kLinkLost, 0, 5};
   ulix::ManualClock clock(ulix::ManualClock::Mode::kAutomatic);
   ulix::DriverServices services;
   services.clock = &clock;
   services.open_serial_port = ulix::OpenerOf(line);
-  if (model.card->link != ulix::LinkKind::kSerial) return 0;
+  if (model.card->link != ulix::LinkKind::kSerial) {
+    const auto bench = std::make_shared<ulix::SimulatedBench>(std::make_unique<ulix::Mouth>(words), clock);
+    services.open_serial_port = ulix::OpenerOf(bench);
+    services.load_usb_library = ulix::UsbLoaderOf(bench, clock);
+  }
   const auto driver = model.create(services);
   ulix::Exchange(*driver);
   ulix::Require(line.calls.size() < ulix::kMostReads, "an exchange is bounded");

@@ -37,6 +37,9 @@ class ModbusClient {
   virtual HRESULT Open() = 0;
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
+  // The link's code for a closed way when the device is gone from it, as far as that can be told without a word and
+  // without a wait. The next request opens the way again.
+  virtual HRESULT Presence() = 0;
 
   // Function 3, at most 125 registers.
   virtual HRESULT ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers) = 0;

@@ -41,6 +41,10 @@ class ModbusRtu final : public ModbusTransport {
   }
   void Close() override { port_.reset(); }
   bool IsOpen() const override { return port_ != nullptr; }
+  bool IsThere() override {
+    gone_ = port_ && !port_->IsPresent();
+    return !gone_;
+  }
   void Distrust() override { unsettled_ = last_timeout_; }
   HRESULT NoAnswer() const override { return serialCommErrUnableToReadComm; }
   HRESULT Closed() const override { return serialCommErrCommClosed; }
@@ -49,6 +53,7 @@ class ModbusRtu final : public ModbusTransport {
     if (!mutex_.LockFor(kLockWait)) return Failure(E_FAIL);
     const std::unique_ptr<platform::NamedMutex, void (*)(platform::NamedMutex*)> hold(
         &mutex_, [](platform::NamedMutex* mutex) { mutex->Unlock(); });
+    if (std::exchange(gone_, false)) Close();
     if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
     if (const HRESULT result = Settle(timeout); Failed(result)) return Failure(result);
     auto reply = Converse(modbus::SerialFrame(slave, pdu), timeout);
@@ -150,6 +155,7 @@ class ModbusRtu final : public ModbusTransport {
   ModbusLine line_;
   platform::NamedMutex mutex_;
   std::unique_ptr<platform::SerialPort> port_;
+  bool gone_ = false;            // the port's device
   MonotonicTime quiet_since_{};  // the end of the last exchange, or of what came after it
   Milliseconds last_timeout_{0};
   std::optional<Milliseconds> unsettled_;  // after an exchange that failed: how long the line must be quiet

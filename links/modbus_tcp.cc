@@ -13,13 +13,13 @@ using platform::SocketWait;
 
 class ModbusTcp final : public ModbusTransport {
  public:
-  ModbusTcp(NetworkAddress address, LinkTrace trace) : address_(std::move(address)), trace_(std::move(trace)) {}
+  explicit ModbusTcp(ModbusNetwork network) : network_(std::move(network)) {}
 
   HRESULT Open(Milliseconds timeout) override {
     if (socket_) return S_OK;
-    const auto host = platform::FindHost(address_.host);
-    auto socket = host ? platform::MakeStreamSocket() : nullptr;
-    if (!socket || !socket->Connect(*host, static_cast<std::uint16_t>(address_.port), timeout)) {
+    const auto host = platform::FindHost(network_.address.host);
+    auto socket = host ? network_.make_socket() : nullptr;
+    if (!socket || !socket->Connect(*host, static_cast<std::uint16_t>(network_.address.port), timeout)) {
       return networkCommErrUnableToConnect;
     }
     socket_ = std::move(socket);
@@ -28,6 +28,7 @@ class ModbusTcp final : public ModbusTransport {
   }
   void Close() override { socket_.reset(); }
   bool IsOpen() const override { return socket_ != nullptr; }
+  bool IsThere() override { return true; }
   void Distrust() override {}  // transactions tell replies apart
   HRESULT NoAnswer() const override { return networkCommErrUnableToReadComm; }
   HRESULT Closed() const override { return networkCommErrConnexClosed; }
@@ -35,7 +36,7 @@ class ModbusTcp final : public ModbusTransport {
   Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
     if (!StillThere()) Close();
     if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
-    end_ = std::chrono::steady_clock::now() + timeout;
+    end_ = network_.clock->Now() + timeout;
     const std::string request = modbus::NetworkFrame(++transaction_, slave, pdu);
     if (const HRESULT result = Send(request); Failed(result)) return Failure(result);
     return Await(slave);
@@ -52,7 +53,7 @@ class ModbusTcp final : public ModbusTransport {
   }
 
   Milliseconds Left() const {
-    const auto left = std::chrono::ceil<Milliseconds>(end_ - std::chrono::steady_clock::now());
+    const auto left = std::chrono::ceil<Milliseconds>(end_ - network_.clock->Now());
     return std::max(left, Milliseconds(0));
   }
 
@@ -63,7 +64,7 @@ class ModbusTcp final : public ModbusTransport {
   }
 
   HRESULT Send(std::string_view frame) {
-    if (trace_) trace_(TraceDirection::kSent, frame);
+    if (network_.trace) network_.trace(TraceDirection::kSent, frame);
     while (!frame.empty()) {
       const int count = socket_->Send(frame);
       if (count < 0 && !socket_->WouldWait()) return Lost(networkCommErrConnexClosed);
@@ -84,7 +85,7 @@ class ModbusTcp final : public ModbusTransport {
       if (length == 0) return Failure(Lost(networkCommErrUnableToReadComm));
       if (const HRESULT result = Fill(length); Failed(result)) return Failure(result);
       const std::string_view frame = Received().substr(0, length);
-      if (trace_) trace_(TraceDirection::kReceived, frame);
+      if (network_.trace) network_.trace(TraceDirection::kReceived, frame);
       const bool ours = modbus::WordAt(frame, 0) == transaction_ && frame[kNetworkHead - 1] == static_cast<char>(slave);
       if (!ours) continue;
       reply_.assign(frame.substr(kNetworkHead));
@@ -113,20 +114,19 @@ class ModbusTcp final : public ModbusTransport {
     return S_OK;
   }
 
-  NetworkAddress address_;
-  LinkTrace trace_;
+  ModbusNetwork network_;
   std::unique_ptr<platform::StreamSocket> socket_;
   std::uint16_t transaction_ = 0;
-  std::chrono::steady_clock::time_point end_;  // of the exchange under way
-  std::array<char, 1024> buffer_;              // several frames at most, so that it never stays full
+  MonotonicTime end_;              // of the exchange under way
+  std::array<char, 1024> buffer_;  // several frames at most, so that it never stays full
   std::size_t filled_ = 0;
   std::string reply_;
 };
 
 }  // namespace
 
-std::unique_ptr<ModbusTransport> MakeModbusTcp(NetworkAddress address, LinkTrace trace) {
-  return std::make_unique<ModbusTcp>(std::move(address), std::move(trace));
+std::unique_ptr<ModbusTransport> MakeModbusTcp(ModbusNetwork network) {
+  return std::make_unique<ModbusTcp>(std::move(network));
 }
 
 }  // namespace ulix

@@ -10,6 +10,7 @@
 #include "links/serial_link.h"
 #include "links/serial_params.h"
 #include "platform/clock.h"
+#include "platform/socket.h"
 
 namespace ulix {
 
@@ -20,6 +21,9 @@ class ModbusTransport {
   virtual HRESULT Open(Milliseconds timeout) = 0;
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
+  // False when the device is known to be gone; the next exchange opens the way again. On a network only an exchange
+  // tells.
+  virtual bool IsThere() = 0;
   // The reply's message, valid until the next call. It is the answer to this request and to no earlier one, as far as
   // the way can tell: transactions on a network; on a line, a silence of one timeout after an exchange that failed.
   virtual Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) = 0;
@@ -30,7 +34,13 @@ class ModbusTransport {
 };
 
 // The connection is made again when it was lost or when what came was no Modbus.
-std::unique_ptr<ModbusTransport> MakeModbusTcp(NetworkAddress address, LinkTrace trace);
+struct ModbusNetwork {
+  NetworkAddress address;
+  platform::SocketMaker make_socket = platform::MakeStreamSocket;
+  Clock* clock = &SystemClock();
+  LinkTrace trace;
+};
+std::unique_ptr<ModbusTransport> MakeModbusTcp(ModbusNetwork network);
 
 // Remote terminal units on a serial line ("RTU"), at any rate that the port takes. An exchange holds the mutex of all
 // serial traffic.

@@ -86,7 +86,7 @@ HRESULT SerialLink::Open() {
   const Hold hold(*this);
   if (!hold) return E_FAIL;
   if (port_) return S_OK;
-  port_ = OpenConfigured();
+  SetPort(OpenConfigured());
   lost_ = false;
   open_ = port_ != nullptr;
   return open_ ? S_OK : serialCommErrUnableToOpenComm;
@@ -110,8 +110,26 @@ HRESULT SerialLink::Close() {
   const Hold hold(*this);
   if (!hold) return E_FAIL;
   open_ = false;
-  port_.reset();
+  SetPort(nullptr);
   return S_OK;
+}
+
+void SerialLink::SetPort(std::unique_ptr<platform::SerialPort> port) {
+  const std::lock_guard lock(port_life_mutex_);
+  if (port && interruptions_ > 0) port->Interrupt(true);
+  port_.swap(port);  // closing one may take its time: not with the lock held
+}
+
+void SerialLink::AddInterruptions(int count) {
+  const std::lock_guard lock(port_life_mutex_);
+  interruptions_ += count;
+  if (port_) port_->Interrupt(interruptions_ > 0);
+}
+
+bool SerialLink::DeviceIsThere() {
+  const std::lock_guard lock(port_life_mutex_);
+  if (port_ && !port_->IsPresent()) lost_ = true;
+  return port_ && !lost_;
 }
 
 HRESULT SerialLink::SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) {

@@ -56,6 +56,13 @@ class SerialLink {
   bool IsOpen() const { return open_; }
   // Whether the device went since it was opened. The link stays open: whoever owns it closes it and opens it again.
   bool IsLost() const { return lost_; }
+  // Asks the system, not the instrument: no wait for the mutex and no byte on the line. A device that went is lost from
+  // then on. Not while another thread reads or writes.
+  bool DeviceIsThere();
+  // Between the two no read waits for more than what has come: one that waits fails soon, whichever port it is on. They
+  // nest.
+  void InterruptReads() { AddInterruptions(1); }
+  void ResumeReads() { AddInterruptions(-1); }
 
   // E_FAIL when the port refuses. Until the next Close.
   HRESULT SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms);
@@ -87,6 +94,8 @@ class SerialLink {
   class ReadTimeout;
   template <typename Body>
   HRESULT WithPort(Body&& body);
+  void SetPort(std::unique_ptr<platform::SerialPort> port);
+  void AddInterruptions(int count);
   std::unique_ptr<platform::SerialPort> OpenConfigured();
   HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
   HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
@@ -102,8 +111,12 @@ class SerialLink {
   Options options_;
   platform::NamedMutex port_mutex_;
   mutable std::mutex params_mutex_;
-  SerialParams params_;                         // guarded by params_mutex_
-  std::unique_ptr<platform::SerialPort> port_;  // guarded by port_mutex_
+  SerialParams params_;  // guarded by params_mutex_
+  // Both guarded by port_life_mutex_; the port is changed with port_mutex_ held as well, so that either will do to use
+  // it.
+  std::unique_ptr<platform::SerialPort> port_;
+  int interruptions_ = 0;
+  std::mutex port_life_mutex_;
   std::atomic<bool> open_ = false;
   std::atomic<bool> lost_ = false;
   std::atomic<std::uint32_t> read_ms_ = 0;

@@ -32,6 +32,7 @@ enum class IoOutcome {
   kStoppedMidway,  // the time ran out with some bytes moved
   kDamaged,        // a byte arrived with a parity or framing error
   kLinkLost,       // the system call failed: the device is gone or refuses
+  kCancelled,      // an interruption ended the wait
 };
 
 struct IoResult {
@@ -40,7 +41,8 @@ struct IoResult {
   std::uint32_t os_error = 0;  // the system's code, with kDamaged and kLinkLost only
 };
 
-// One open port. Reads and writes of different threads are kept apart by the caller. Destroying it closes the port.
+// One open port. Reads and writes of different threads are kept apart by the caller; only Interrupt may come at any
+// time. Destroying it closes the port.
 class SerialPort {
  public:
   virtual ~SerialPort() = default;
@@ -55,6 +57,10 @@ class SerialPort {
   // Discards what was received and not read, and what was written and not sent.
   virtual void Purge(bool input, bool output) = 0;
   virtual void ClearError() = 0;
+  // Whether the device is still there, as far as the system knows: no wait, and no byte on the line.
+  virtual bool IsPresent() = 0;
+  // While on, no read waits for more than what has come: the one under way ends within half a second, kCancelled.
+  virtual void Interrupt(bool on) = 0;
 };
 
 struct OpenResult {

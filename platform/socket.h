@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -41,5 +42,8 @@ class StreamSocket {
 
 // Null when the system gives none. Small writes go out at once.
 std::unique_ptr<StreamSocket> MakeStreamSocket();
+
+// Where a link gets its socket from: the system, or a simulated instrument in this process.
+using SocketMaker = std::function<std::unique_ptr<StreamSocket>()>;
 
 }  // namespace ulix::platform

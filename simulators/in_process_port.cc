@@ -32,12 +32,15 @@ class InProcessPort final : public platform::SerialPort {
   platform::IoResult Write(std::string_view bytes) override;
   void Purge(bool input, bool output) override;
   void ClearError() override {}
+  bool IsPresent() override;
+  void Interrupt(bool on) override;
 
  private:
   std::size_t TakeReceived(std::span<char> bytes);
 
   std::shared_ptr<SimulatedBench> bench_;
   platform::SerialTimeouts timeouts_;
+  bool interrupted_ = false;  // guarded by the bench's mutex
 };
 
 platform::IoResult InProcessPort::Read(std::span<char> bytes) {
@@ -55,6 +58,7 @@ platform::IoResult InProcessPort::Read(std::span<char> bytes) {
     if (count == bytes.size()) return {kComplete, count, 0};
     if (bench_->lost_) return {kLinkLost, count, SystemCode(std::errc::io_error)};
     if (late) return {count > 0 ? kStoppedMidway : kNoFirstByte, count, 0};
+    if (interrupted_) return {kCancelled, count, 0};
     const MonotonicTime end = deadline.WaitPoint(clock);
     clock.WaitUntil(lock, bench_->changed_, std::min(end, bench_->instrument_.NextDue().value_or(end)));
   }
@@ -72,6 +76,18 @@ void InProcessPort::Purge(bool input, bool) {
   std::lock_guard lock(bench_->mutex_);
   bench_->TakeArrived();
   if (input) bench_->received_.clear();
+}
+
+bool InProcessPort::IsPresent() {
+  std::lock_guard lock(bench_->mutex_);
+  bench_->TakeArrived();
+  return !bench_->lost_;
+}
+
+void InProcessPort::Interrupt(bool on) {
+  std::lock_guard lock(bench_->mutex_);
+  interrupted_ = on;
+  bench_->changed_.notify_all();
 }
 
 std::size_t InProcessPort::TakeReceived(std::span<char> bytes) {

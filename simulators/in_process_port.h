@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/serial_port.h"
+#include "platform/socket.h"
 #include "simulators/faulty_instrument.h"
 
 namespace ulix {
@@ -42,5 +43,8 @@ class SimulatedBench {
 
 // An opener whose every port number is this bench: for SerialLink::Options.
 platform::SerialPortOpener OpenerOf(std::shared_ptr<SimulatedBench> bench);
+
+// A maker whose sockets find this bench at every address.
+platform::SocketMaker SocketMakerOf(std::shared_ptr<SimulatedBench> bench);
 
 }  // namespace ulix

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -11,8 +12,8 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/port_list.h"
 #include "platform/posix/custom_baud.h"
@@ -50,30 +51,34 @@ class TransferTime {
   bool limited() const { return ms_ != 0; }
   timespec Left() {
     const auto now = steady_clock::now();
-    if (!end_) end_ = now + std::chrono::milliseconds(ms_);
-    const auto ns = std::max<std::int64_t>(0, std::chrono::nanoseconds(*end_ - now).count());
+    if (!std::exchange(started_, true)) end_ = now + std::chrono::milliseconds(ms_);
+    const auto ns = std::max<std::int64_t>(0, std::chrono::nanoseconds(end_ - now).count());
     return {.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
   }
 
  private:
   std::uint32_t ms_;
-  std::optional<steady_clock::time_point> end_;
+  bool started_ = false;
+  steady_clock::time_point end_{};
 };
 
-// Waits until the descriptor is ready for `events`: 1 ready, 0 out of time, -1 failed with errno set.
-int WaitReady(int fd, short events, TransferTime& time) {
-  for (;;) {
-    const timespec left = time.limited() ? time.Left() : timespec{};
-    pollfd entry{.fd = fd, .events = events, .revents = 0};
-    const int ready = ppoll(&entry, 1, time.limited() ? &left : nullptr, nullptr);
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready > 0 && !(entry.revents & events)) {
-      errno = EIO;  // hung up with nothing left to read
-      return -1;
+// An event that ends waits as long as it is set.
+class Interruption {
+ public:
+  Interruption() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+  int fd() const { return event_.get(); }
+  void Set(bool on) {
+    eventfd_t ignored = 0;
+    if (on) {
+      eventfd_write(event_.get(), 1);
+    } else {
+      eventfd_read(event_.get(), &ignored);
     }
-    return ready;
   }
-}
+
+ private:
+  FileDescriptor event_;
+};
 
 void SetCharacterFormat(termios& settings, const LineSettings& line) {
   settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS);
@@ -167,6 +172,14 @@ class TerminalPort final : public SerialPort {
 
   void ClearError() override {}
 
+  // A terminal whose device went, or whose other end closed, is hung up.
+  bool IsPresent() override {
+    pollfd entry{.fd = fd_.get(), .events = 0, .revents = 0};
+    return poll(&entry, 1, 0) <= 0;
+  }
+
+  void Interrupt(bool on) override { interruption_.Set(on); }
+
  private:
   bool ApplyWithSpeed(termios& settings, std::uint32_t rate) {
     const auto row = std::find_if(kSpeeds.begin(), kSpeeds.end(), [&](const SpeedRow& r) { return r.rate == rate; });
@@ -191,10 +204,22 @@ class TerminalPort final : public SerialPort {
     return errno == EAGAIN || errno == EINTR ? WaitUntilReady(events, time) : Lost();
   }
 
+  // Until the terminal is ready for `events`. Only what waits for the instrument's words can be interrupted.
   IoResult WaitUntilReady(short events, TransferTime& time) {
-    const int ready = WaitReady(fd_.get(), events, time);
-    if (ready < 0) return Lost();
-    return {ready == 0 ? IoOutcome::kNoFirstByte : IoOutcome::kComplete, 0, 0};
+    std::array<pollfd, 2> entries{{{.fd = fd_.get(), .events = events, .revents = 0},
+                                   {.fd = interruption_.fd(), .events = POLLIN, .revents = 0}}};
+    const nfds_t count = events == POLLIN ? 2 : 1;
+    for (;;) {
+      const timespec left = time.limited() ? time.Left() : timespec{};
+      const int ready = ppoll(entries.data(), count, time.limited() ? &left : nullptr, nullptr);
+      if (ready < 0 && errno == EINTR) continue;
+      if (ready < 0) return Lost();
+      if (ready == 0) return {IoOutcome::kNoFirstByte, 0, 0};
+      if (entries[0].revents & events) return {};
+      if (entries[0].revents == 0) return {IoOutcome::kCancelled, 0, 0};
+      errno = EIO;  // hung up with nothing left to read
+      return Lost();
+    }
   }
 
   static IoResult Lost() { return {IoOutcome::kLinkLost, 0, static_cast<std::uint32_t>(errno)}; }
@@ -238,6 +263,7 @@ class TerminalPort final : public SerialPort {
   }
 
   FileDescriptor fd_;
+  Interruption interruption_;
   bool exclusive_mark_;
   bool parity_checked_ = false;
   bool reply_awaited_ = false;  // nothing was read since the last write

@@ -2,7 +2,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 
 #include "platform/port_list.h"
 #include "platform/win32/handle.h"
@@ -46,6 +48,14 @@ void SetFlowControl(DCB& state, FlowControl flow) {
   state.XoffChar = kXoff;
 }
 
+// Reads wait in slices no longer than this, so that one can be interrupted.
+constexpr std::uint32_t kLongestSliceMs = 500;
+
+// How many slices a read of that time has; 1 for one that is not limited.
+constexpr std::uint32_t SlicesOf(std::uint32_t read_ms) {
+  return std::max(1U, (read_ms + kLongestSliceMs - 1) / kLongestSliceMs);
+}
+
 // What a transfer of `wanted` bytes came to. The times are the driver's, so a short one is one that ran out of time.
 IoResult ResultOf(BOOL succeeded, DWORD count, std::size_t wanted) {
   if (!succeeded) return {IoOutcome::kLinkLost, count, GetLastError()};
@@ -62,11 +72,14 @@ class CommPort final : public SerialPort {
   }
 
   bool SetTimeouts(const SerialTimeouts& timeouts) override {
-    COMMTIMEOUTS times{.ReadIntervalTimeout = 0,
-                       .ReadTotalTimeoutMultiplier = 0,
-                       .ReadTotalTimeoutConstant = timeouts.read_ms,
-                       .WriteTotalTimeoutMultiplier = 0,
-                       .WriteTotalTimeoutConstant = timeouts.write_ms};
+    limited_ = timeouts.read_ms != 0;
+    slices_ = SlicesOf(timeouts.read_ms);
+    COMMTIMEOUTS times{
+        .ReadIntervalTimeout = 0,
+        .ReadTotalTimeoutMultiplier = 0,
+        .ReadTotalTimeoutConstant = limited_ ? (timeouts.read_ms + slices_ - 1) / slices_ : kLongestSliceMs,
+        .WriteTotalTimeoutMultiplier = 0,
+        .WriteTotalTimeoutConstant = timeouts.write_ms};
     return SetCommTimeouts(port_.get(), &times);
   }
 
@@ -80,9 +93,17 @@ class CommPort final : public SerialPort {
   }
 
   IoResult Read(std::span<char> bytes) override {
-    DWORD count = 0;
-    const BOOL succeeded = ReadFile(port_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
-    return ResultOf(succeeded, count, bytes.size());
+    std::size_t filled = 0;
+    for (std::uint32_t slice = 1;; ++slice) {
+      const std::span<char> rest = bytes.subspan(filled);
+      DWORD count = 0;
+      const BOOL succeeded = ReadFile(port_.get(), rest.data(), static_cast<DWORD>(rest.size()), &count, nullptr);
+      filled += count;
+      const bool over = limited_ && slice >= slices_;
+      if (!succeeded || filled == bytes.size() || over)
+        return ResultOf(succeeded, static_cast<DWORD>(filled), bytes.size());
+      if (interrupted_) return {IoOutcome::kCancelled, filled, 0};
+    }
   }
 
   IoResult Write(std::string_view bytes) override {
@@ -102,8 +123,19 @@ class CommPort final : public SerialPort {
     ClearCommError(port_.get(), &errors, nullptr);
   }
 
+  bool IsPresent() override {
+    DWORD errors = 0;
+    COMSTAT state{};
+    return ClearCommError(port_.get(), &errors, &state);
+  }
+
+  void Interrupt(bool on) override { interrupted_ = on; }
+
  private:
   Handle port_;
+  bool limited_ = false;      // the time of a read
+  std::uint32_t slices_ = 1;  // of it
+  std::atomic<bool> interrupted_ = false;
 };
 
 }  // namespace

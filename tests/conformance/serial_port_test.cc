@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <future>
 #include <string>
 
 #include "links/serial_params.h"
@@ -147,6 +148,21 @@ TEST_F(SerialPortConformance, IsListedByItsNumber) {
   EXPECT_EQ(platform::DeviceOfPort(number_), found->device);
 }
 
+// The instrument says nothing unasked: only the interruption can end the read.
+TEST_F(SerialPortConformance, AnInterruptionEndsAWaitAndLetsTheNextOneBe) {
+  EXPECT_TRUE(port_->SetTimeouts({.read_ms = 60'000, .write_ms = 5000}));
+  for (int round = 0; round < 2; ++round) {
+    char byte = 0;
+    auto reading = std::async(std::launch::async, [&] { return port_->Read({&byte, 1}); });
+    const auto start = steady_clock::now();
+    port_->Interrupt(true);
+    EXPECT_EQ(reading.get().outcome, IoOutcome::kCancelled);
+    EXPECT_LT(steady_clock::now() - start, kEnough);
+    port_->Interrupt(false);
+    EXPECT_EQ(Ask("*IDN?"), identity_);
+  }
+}
+
 TEST(SerialPortOpening, SaysWhyThereIsNoPort) {
   const auto opened = platform::OpenSerialPort(247);
   EXPECT_FALSE(opened.port);
@@ -159,6 +175,7 @@ class VanishingPortConformance : public SerialPortConformance {
 
 TEST_F(VanishingPortConformance, NoCallHangs) {
   EXPECT_EQ(Ask("*IDN?"), identity_);
+  EXPECT_TRUE(port_->IsPresent());
   Send("MEAS?");
   std::string bytes(100, '.');
   const auto start = steady_clock::now();
@@ -169,6 +186,7 @@ TEST_F(VanishingPortConformance, NoCallHangs) {
   port_->Write("?\n");
   port_->Purge(true, true);
   port_->ClearError();
+  EXPECT_FALSE(port_->IsPresent());
   port_.reset();
   EXPECT_FALSE(platform::OpenSerialPort(number_).port);
   EXPECT_LT(steady_clock::now() - start, milliseconds(15'000));

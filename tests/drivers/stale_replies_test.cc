@@ -15,8 +15,13 @@ enum class Weather { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed }
 
 class StaleReplies : public ReaderBench {
  protected:
+  void AreNeverTakenForTheReplyThatWasAskedFor();
+  void AtEveryLatenessOfOneReplyInTwenty();
+  void CostNoByteInOrdinaryExchanges();
+  void FirstReadingAfterALongSilenceIsRight();
+
   FaultSet FaultsIn(Weather weather) {
-    const int patience = reader.patience_ms;
+    const int patience = model.patience_ms;
     switch (weather) {
       case Weather::kInTime:
         return {{FaultKind::kDelay, Within(0, patience / 5)}};
@@ -38,54 +43,56 @@ class StaleReplies : public ReaderBench {
   }
 };
 
-TEST_P(StaleReplies, AreNeverTakenForTheReplyThatWasAskedFor) {
+void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
   for (int weather = 0; weather <= static_cast<int>(Weather::kMixed); ++weather) {
     SCOPED_TRACE(testing::Message() << "weather " << weather);
     for (int i = 0; i < 500; ++i) {
       bench->SetFaults(FaultsIn(static_cast<Weather>(weather)));
       const HRESULT code = AskOnce();
       EXPECT_TRUE(code == S_OK || code == serialCommErrUnableToReadComm) << code;
-      if (Within(0, 1) == 0) clock.SleepFor(Milliseconds(Within(0, 2 * reader.patience_ms)));
+      if (Within(0, 1) == 0) clock.SleepFor(Milliseconds(Within(0, 2 * model.patience_ms)));
     }
     bench->SetFaults({});
-    clock.SleepFor(Milliseconds(100 * reader.patience_ms));
+    clock.SleepFor(Milliseconds(100 * model.patience_ms));
     EXPECT_EQ(AskOnce(), S_OK) << "all is well again, and all that was late has come";
     EXPECT_EQ(wrong, 0);
   }
   EXPECT_GE(values, 500) << "the fair weather alone";
   // A few exchanges to get in step, then the query; each reply may use up the patience, and its bytes may drip.
-  EXPECT_LE(longest.count(), 60 * reader.patience_ms);
+  EXPECT_LE(longest.count(), 60 * model.patience_ms);
   RecordProperty("values", values);
   RecordProperty("longest_ms", static_cast<int>(longest.count()));
 }
 
 // One late reply, at every lateness in steps, between queries that follow at once.
-TEST_P(StaleReplies, AtEveryLatenessOfOneReplyInTwenty) {
+void StaleReplies::AtEveryLatenessOfOneReplyInTwenty() {
+  SCOPED_TRACE("every lateness");
   for (int tenths = 0; tenths <= 100; ++tenths) {
     SCOPED_TRACE(testing::Message() << "late by " << tenths << " tenths of the patience");
     values = 0;
     for (int i = 0; i < 40; ++i) {
-      bench->SetFaults({{FaultKind::kDelay, i % 20 == 5 ? reader.patience_ms * (10 + tenths) / 10 : 0}});
+      bench->SetFaults({{FaultKind::kDelay, i % 20 == 5 ? model.patience_ms * (10 + tenths) / 10 : 0}});
       AskOnce();
       clock.SleepFor(Milliseconds(10));
     }
-    clock.SleepFor(Milliseconds(20 * reader.patience_ms));
+    clock.SleepFor(Milliseconds(20 * model.patience_ms));
     EXPECT_GE(values, tenths < 20 ? 30 : 2);
   }
   EXPECT_EQ(wrong, 0);
 }
 
 // Only after an exchange that failed does a byte go out that was not there before.
-TEST_P(StaleReplies, CostNoByteInOrdinaryExchanges) {
+void StaleReplies::CostNoByteInOrdinaryExchanges() {
+  SCOPED_TRACE("no byte more");
   const auto read = [&] {
     TakeSent();
-    EXPECT_EQ(driver->ReadChannel(reader.channels[0]).code, S_OK);
+    EXPECT_EQ(driver->ReadChannel(model.channels[0]).code, S_OK);
     return TakeSent();
   };
   const std::string ordinary = read();
   EXPECT_EQ(read(), ordinary);
   bench->SetFaults({{FaultKind::kSilent}});
-  EXPECT_EQ(driver->ReadChannel(reader.channels[0]).code, serialCommErrUnableToReadComm);
+  EXPECT_EQ(driver->ReadChannel(model.channels[0]).code, serialCommErrUnableToReadComm);
   EXPECT_TRUE(ordinary.starts_with(TakeSent())) << "the query that fails";
   bench->SetFaults({});
   const std::string next = read();
@@ -96,17 +103,26 @@ TEST_P(StaleReplies, CostNoByteInOrdinaryExchanges) {
 }
 
 // A line that is mute for hours owes more and more; the first exchange with the instrument back is right.
-TEST_P(StaleReplies, FirstReadingAfterALongSilenceIsRight) {
+void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
+  SCOPED_TRACE("a long silence");
+  longest = {};
   bench->SetFaults({{FaultKind::kSilent}});
   for (int i = 0; i < 300; ++i) {
     EXPECT_EQ(AskOnce(), serialCommErrUnableToReadComm);
     std::string text;
     if (i % 3 == 0) device->Identify(&text);
   }
-  EXPECT_LE(longest.count(), reader.patience_ms) << "a wait, as ever";
+  EXPECT_LE(longest.count(), model.patience_ms) << "a wait, as ever";
   bench->SetFaults({});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), S_OK);
   EXPECT_EQ(wrong, 0);
+}
+
+TEST_P(StaleReplies, AreNobodysAnswer) {
+  CostNoByteInOrdinaryExchanges();
+  AreNeverTakenForTheReplyThatWasAskedFor();
+  AtEveryLatenessOfOneReplyInTwenty();
+  FirstReadingAfterALongSilenceIsRight();
 }
 
 class CutReply : public LineBench {
@@ -133,7 +149,7 @@ TEST_F(CutReply, ItsRestIsNobodysReply) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(kReaders), NameOf);
+INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(Readers()), NameOf);
 
 TEST(ReplyLedgerTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
   using enum ReplyKind;

@@ -119,13 +119,13 @@ TEST_F(SteppedInProcessPortTest, WakesAWaitingReader) {
   port_->Write("*IDN?\n");
   platform::IoOutcome outcome{};
   std::thread reader([&] { outcome = Read(kIdentity.size()); });
-  EXPECT_TRUE(clock_.AwaitWaiter());
+  EXPECT_TRUE(clock_.AwaitWaiters(1));
   clock_.Advance(Milliseconds(60'000));
   reader.join();
   EXPECT_EQ(outcome, kComplete);
 
   std::thread second([&] { outcome = Read(1); });
-  EXPECT_TRUE(clock_.AwaitWaiter());
+  EXPECT_TRUE(clock_.AwaitWaiters(1));
   bench_->SetFaults({{FaultKind::kDrop, 0}});
   second.join();
   EXPECT_EQ(outcome, kLinkLost);

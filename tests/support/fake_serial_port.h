@@ -61,6 +61,8 @@ class FakeSerialPort final : public platform::SerialPort {
     line_.calls.push_back(std::string("purge") + (input ? " in" : "") + (output ? " out" : ""));
   }
   void ClearError() override { line_.calls.push_back("clear"); }
+  bool IsPresent() override { return true; }
+  void Interrupt(bool) override {}
 
  private:
   FakeLine& line_;

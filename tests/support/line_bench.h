@@ -25,14 +25,17 @@ struct FaultCase {
   Milliseconds at_most;
 };
 
-// Time passes by being waited for. Every byte that goes to the instrument is kept.
+// Time passes by being waited for, unless it is stepped. Every byte that goes to the instrument is kept.
 class LineBench : public testing::Test {
  protected:
-  explicit LineBench(const char* model)
-      : bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)), create_(FindModel(model)->create) {
+  explicit LineBench(const char* model, ManualClock::Mode mode = ManualClock::Mode::kAutomatic)
+      : clock(mode),
+        bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)),
+        create_(FindModel(model)->create) {
     DriverServices services;
     services.clock = &clock;
     services.open_serial_port = OpenerOf(bench);
+    services.make_socket = SocketMakerOf(bench);
     services.load_usb_library = UsbLoaderOf(bench, clock);
     services.trace = [this](TraceDirection direction, std::string_view bytes) {
       if (direction == TraceDirection::kSent) sent += bytes;
@@ -83,7 +86,7 @@ class LineBench : public testing::Test {
     }
   }
 
-  ManualClock clock{ManualClock::Mode::kAutomatic};
+  ManualClock clock;
   std::shared_ptr<SimulatedBench> bench;
   std::string sent;
   std::unique_ptr<Instrument> device;

@@ -1,7 +1,6 @@
 #include "tests/support/manual_clock.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace ulix {
 namespace {
@@ -12,6 +11,11 @@ constexpr CivilTime kLocalStart{2026, 1, 31, 10, 11, 12, 0};
 constexpr double kMillisecondsPerDay = 86'400'000;
 
 }  // namespace
+
+void ManualClock::SetMode(Mode mode) {
+  std::lock_guard guard(mutex_);
+  mode_ = mode;
+}
 
 MonotonicTime ManualClock::Now() {
   std::lock_guard guard(mutex_);
@@ -24,15 +28,17 @@ Date ManualClock::LocalTime() {
 }
 
 void ManualClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) {
+  Mode mode;
   {
     std::lock_guard guard(mutex_);
+    mode = mode_;
     if (kStart + elapsed_ >= until) return;
     if (mode_ == Mode::kAutomatic) elapsed_ = std::chrono::ceil<Milliseconds>(until - kStart);
-    waited_for_ = true;
+    waiting_.insert(std::this_thread::get_id());
     waiter_came_.notify_all();
   }
   // Advance does not know this condition; a short real wait that ends for nothing stands in for its notice.
-  if (mode_ == Mode::kStepped) {
+  if (mode == Mode::kStepped) {
     changed.wait_for(lock, Milliseconds(1));
   } else {
     lock.unlock();
@@ -44,12 +50,12 @@ void ManualClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_v
 void ManualClock::Advance(Milliseconds by) {
   std::lock_guard guard(mutex_);
   elapsed_ += by;
-  waited_for_ = false;
+  waiting_.clear();
 }
 
-bool ManualClock::AwaitWaiter() {
+bool ManualClock::AwaitWaiters(std::size_t count) {
   std::unique_lock guard(mutex_);
-  return waiter_came_.wait_for(guard, std::chrono::seconds(10), [this] { return waited_for_; });
+  return waiter_came_.wait_for(guard, std::chrono::seconds(10), [&] { return waiting_.size() >= count; });
 }
 
 }  // namespace ulix

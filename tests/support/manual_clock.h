@@ -2,6 +2,8 @@
 #pragma once
 
 #include <mutex>
+#include <set>
+#include <thread>
 
 #include "platform/clock.h"
 
@@ -15,6 +17,8 @@ class ManualClock final : public Clock {
   };
   explicit ManualClock(Mode mode = Mode::kStepped) : mode_(mode) {}
 
+  void SetMode(Mode mode);
+
   MonotonicTime Now() override;
   // Starts at 2026-01-31 10:11:12.000 and keeps step with Now.
   Date LocalTime() override;
@@ -22,16 +26,16 @@ class ManualClock final : public Clock {
 
   // Wakes those whose moment has come. May be called with any lock held.
   void Advance(Milliseconds by);
-  // Waits until a thread waits on this clock for a moment still to come; false after 10 s of real time. Only waits
-  // begun or renewed since the last Advance count.
-  bool AwaitWaiter();
+  // Waits until so many threads wait on this clock for a moment still to come; false after 10 s of real time. Only
+  // waits begun or renewed since the last Advance count.
+  bool AwaitWaiters(std::size_t count);
 
  private:
-  Mode mode_;
   std::mutex mutex_;  // guards all below
+  Mode mode_;
   std::condition_variable waiter_came_;
   Milliseconds elapsed_{0};
-  bool waited_for_ = false;
+  std::set<std::thread::id> waiting_;
 };
 
 }  // namespace ulix

@@ -22,7 +22,7 @@ constexpr int kUnknownResolution = 6;
 MemologDriver::MemologDriver(DriverServices services) : ModbusDriver(kCard, kProfile, std::move(services)) {}
 
 std::uint8_t MemologDriver::Slave() const {
-  return static_cast<std::uint8_t>(CodeIn(settings().Snapshot(), kSettings[kSlave]));
+  return static_cast<std::uint8_t>(CodeIn(*settings().Current(), kSettings[kSlave]));
 }
 
 HRESULT MemologDriver::Greet() {

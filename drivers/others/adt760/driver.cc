@@ -59,7 +59,7 @@ HRESULT Adt760Driver::Connect() {
 
 HRESULT Adt760Driver::Greet() {
   if (const HRESULT result = link_.Write(kClearErrors); Failed(result)) return result;
-  if (CodeIn(settings().Snapshot(), kSettings[kIdentify]) == 0) return S_OK;
+  if (CodeIn(*settings().Current(), kSettings[kIdentify]) == 0) return S_OK;
   const auto identification = Identify();
   if (!identification) return identification.error();
   return IsAdt760(*identification) ? S_OK : adt760CtlErrNotAdt760;

@@ -30,7 +30,7 @@ std::optional<TextId> Adt761Driver::TakeWarning() {
 }
 
 HRESULT Adt761Driver::Greet() {
-  if (CodeIn(settings().Snapshot(), kSettings[kLinkMode]) != kInstrument) return S_OK;
+  if (CodeIn(*settings().Current(), kSettings[kLinkMode]) != kInstrument) return S_OK;
   const auto answer = Identify();
   if (!answer) return answer.error();
   switch (ParseIntroduction(*answer)) {
@@ -60,7 +60,7 @@ bool Adt761Driver::IsLandmark(std::string_view reply) const {
 }
 
 HRESULT Adt761Driver::Transmit(std::string_view text) {
-  const auto prefix = static_cast<char>(CodeIn(settings().Snapshot(), kSettings[kFramePrefix]));
+  const auto prefix = static_cast<char>(CodeIn(*settings().Current(), kSettings[kFramePrefix]));
   if (const HRESULT result = link().WriteBytes({&prefix, 1}, 0); Failed(result)) return result;
   return link().WriteBytes(std::string(text) + '\0', 0);
 }

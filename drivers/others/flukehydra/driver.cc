@@ -70,7 +70,7 @@ Expected<FlukeHydraDriver::Answer> FlukeHydraDriver::Ask(const std::string& quer
 
 Reading FlukeHydraDriver::ReadChannel(ChannelId id) {
   if (id >= kChannelCount) return {.code = flukehydraCtlErrChNum};
-  const auto scale = ScaleOf(ChannelIn(settings().Snapshot(), id));
+  const auto scale = ScaleOf(ChannelIn(*settings().Current(), id));
   if (!scale) return {.code = scale.error()};
   const auto answer = Ask("LAST? " + std::to_string(id), kReadingRefusals);
   if (!answer) return {.code = answer.error()};
@@ -143,7 +143,7 @@ std::string FlukeHydraDriver::ChannelUnit(ChannelId id) const {
 }
 
 int FlukeHydraDriver::ChannelResolution(ChannelId id) const {
-  return ResolutionOf(id < kChannelCount ? ChannelIn(settings().Snapshot(), id) : ChannelConfig{});
+  return ResolutionOf(id < kChannelCount ? ChannelIn(*settings().Current(), id) : ChannelConfig{});
 }
 
 }  // namespace ulix::flukehydra

@@ -84,7 +84,7 @@ HRESULT IsotechDriver::Run() {
 }
 
 HRESULT IsotechDriver::Stop() {
-  if (CodeIn(settings().Snapshot(), kSettings[kModel]) != kLine) return S_OK;
+  if (CodeIn(*settings().Current(), kSettings[kModel]) != kLine) return S_OK;
   const std::lock_guard exchange(exchange_mutex_);
   clock().SleepFor(kStopPause);
   const HRESULT result = SendStop();

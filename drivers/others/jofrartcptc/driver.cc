@@ -16,7 +16,7 @@ constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_att
 JofraRtcPtcDriver::JofraRtcPtcDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
 
 const Dialect& JofraRtcPtcDriver::Spoken() const {
-  return CodeIn(settings().Snapshot(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
+  return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
 }
 
 HRESULT JofraRtcPtcDriver::Greet() {

@@ -24,7 +24,7 @@ MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine,
 Landmark MicrokDriver::landmark() const { return {.query = kIdentify}; }
 
 bool MicrokDriver::IsLandmark(std::string_view reply) const {
-  return Succeeded(CheckIdentity(ModelIn(settings().Snapshot()), reply));
+  return Succeeded(CheckIdentity(ModelIn(*settings().Current()), reply));
 }
 
 HRESULT MicrokDriver::Greet() {
@@ -95,8 +95,8 @@ Expected<std::vector<std::string>> MicrokDriver::ReadProbeNames() {
 Reading MicrokDriver::ReadChannel(ChannelId id) {
   if (id >= kChannelCount) return {.code = microkCtlErrMeasureNotAvailable};
   const std::lock_guard exchange(exchange_mutex_);
-  const auto record = settings().Snapshot();
-  const auto value = ModelIn(record) == kMillik ? MeasureMillik(id, record) : MeasureMicrok(id);
+  const auto record = settings().Current();
+  const auto value = ModelIn(*record) == kMillik ? MeasureMillik(id, *record) : MeasureMicrok(id);
   return ReadingOf(value);
 }
 
@@ -123,12 +123,12 @@ int MicrokDriver::Attempts() {
 }
 
 bool MicrokDriver::OffersChannel(ChannelId id) const {
-  const auto record = settings().Snapshot();
-  return ModelIn(record) == kMicrok || ConfigIn(record, id).enabled != 0;
+  const auto record = settings().Current();
+  return ModelIn(*record) == kMicrok || ConfigIn(*record, id).enabled != 0;
 }
 
 std::string MicrokDriver::ChannelName(ChannelId id) const {
-  const int model = SignedIn(settings().Snapshot(), kSettings[0]);
+  const int model = SignedIn(*settings().Current(), kSettings[0]);
   char line[100];
   std::snprintf(line, sizeof line, "Debug CUlixInstrMicrokCtl::GetChanName() : m_nInstrumentModel == %d (0x%02X)",
                 model, static_cast<unsigned>(model));
@@ -136,8 +136,8 @@ std::string MicrokDriver::ChannelName(ChannelId id) const {
   return SerialDriver::ChannelName(id);
 }
 
-std::string MicrokDriver::ChannelUnit(ChannelId id) const { return UnitOf(ConfigIn(settings().Snapshot(), id)); }
+std::string MicrokDriver::ChannelUnit(ChannelId id) const { return UnitOf(ConfigIn(*settings().Current(), id)); }
 
-int MicrokDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(ConfigIn(settings().Snapshot(), id)); }
+int MicrokDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(ConfigIn(*settings().Current(), id)); }
 
 }  // namespace ulix::microk

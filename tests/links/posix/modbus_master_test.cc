@@ -133,7 +133,7 @@ void Converse(std::unique_ptr<ModbusTransport> transport) {
 
 TEST(ModbusMaster, SpeaksWithAnIndependentSlaveOverTcp) {
   const IndependentSlave slave;
-  Converse(MakeModbusTcp({"127.0.0.1", slave.port()}, {}));
+  Converse(MakeModbusTcp({{"127.0.0.1", slave.port()}}));
 }
 
 TEST(ModbusMaster, SpeaksWithAnIndependentSlaveOnALine) {
@@ -148,7 +148,7 @@ TEST(ModbusMaster, SpeaksWithAnIndependentSlaveOnALine) {
 }
 
 std::unique_ptr<ModbusMaster> OpenMaster(const TcpPeer& peer, int timeout_ms) {
-  auto master = std::make_unique<ModbusMaster>(MakeModbusTcp({"127.0.0.1", peer.port()}, {}), kExceptions);
+  auto master = std::make_unique<ModbusMaster>(MakeModbusTcp({{"127.0.0.1", peer.port()}}), kExceptions);
   master->SetTimeout(Milliseconds(timeout_ms));
   EXPECT_EQ(master->Open(), S_OK);
   return master;

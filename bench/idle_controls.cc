@@ -1,5 +1,5 @@
-// What one hundred groups at 1 s cost, each on a simulated Kelvo10 of its own in this process. Usage:
-// bench_hundred_groups [seconds]
+// What controls cost that do little: each has a group of one channel at 1 s, and a simulated Kelvo10 of its own in this
+// process. Usage: bench_idle_controls [seconds]. Exit code 1 above a bound.
 #include <sys/resource.h>
 
 #include <atomic>
@@ -17,7 +17,9 @@
 namespace ulix::bench {
 namespace {
 
-constexpr int kInstruments = 100;
+constexpr int kInstruments = 32;
+constexpr double kMostProcessorPercent = 0.3;
+constexpr double kMostMegabytes = 8;
 
 class CountingSink final : public EventSink {
  public:
@@ -72,12 +74,13 @@ int Run(int seconds) {
   const long seen = reports;
   const double memory = ResidentMegabytes();
   for (const auto& instrument : instruments) instrument->StopAllGroups();
-  std::printf("%.4f  processor time over time: %.3f s in %.1f s, %.0f us a scan, the simulators' share included\n",
-              cpu / taken.count(), cpu, taken.count(), 1e6 * cpu / static_cast<double>(seen));
-  std::printf("%.4f  reports over beats: %ld in %.1f s\n", static_cast<double>(seen) / kInstruments / taken.count(),
-              seen, taken.count());
-  std::printf("%.1f MB  resident, %.1f MB before the first instrument\n", memory, memory_before);
-  return 0;
+  const bool idle = Show({Text("%d idle controls, one channel each at 1 Hz", kInstruments), 100 * cpu / taken.count(),
+                          "% of a core", kMostProcessorPercent, false,
+                          Text("%.1f us a scan, the simulators' share included; %ld scans of %.0f",
+                               1e6 * cpu / static_cast<double>(seen), seen, kInstruments * taken.count())});
+  const bool small = Show({"their memory", memory - memory_before, "MB", kMostMegabytes, false,
+                           Text("%.1f MB resident, %.1f MB before the first", memory, memory_before)});
+  return idle && small ? 0 : 1;
 }
 
 }  // namespace

@@ -1,0 +1,99 @@
+// The exchange that others are measured against: a bare loop on a pseudo terminal, with an instrument in another
+// process that answers each line at once.
+#pragma once
+
+#include <fcntl.h>
+#include <sched.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+
+#include "bench/measure.h"
+#include "links/serial_link.h"
+#include "platform/port_list.h"
+#include "platform/posix/file_descriptor.h"
+
+namespace ulix::bench {
+
+inline constexpr int kReplySize = 50;
+inline constexpr std::string_view kQuery = "MEAS?";
+inline constexpr std::string_view kReply = "+12.3456\n";
+
+// On one processor the peer's wake-up costs the same every time; across two it swamps what is measured.
+inline void StayOnThisProcessor() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(static_cast<unsigned>(sched_getcpu()), &set);
+  sched_setaffinity(0, sizeof set, &set);
+}
+
+// The instrument: answers each line at once, until its line is gone.
+inline void AnswerLines(int fd) {
+  char buffer[256];
+  for (;;) {
+    const ssize_t count = read(fd, buffer, sizeof buffer);
+    if (count <= 0) return;
+    const auto lines = std::count(buffer, buffer + count, '\n');
+    for (std::ptrdiff_t i = 0; i < lines; ++i) {
+      if (write(fd, kReply.data(), kReply.size()) < 0) return;
+    }
+  }
+}
+
+// Made before any thread is started.
+class BenchLine {
+ public:
+  BenchLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    if (grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) std::exit(2);
+    path_ = ptsname(master_.get());
+    bare_ = platform::FileDescriptor(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    // Sets the terminal as every port of ours is set, the bare loop's as well.
+    link.SetParams({.port = platform::PortOfDevice(path_), .baudRate = 115200});
+    if (!bare_.valid() || Failed(link.Open())) std::exit(2);
+    instrument_.emplace([this] { AnswerLines(master_.get()); });
+  }
+
+  const std::string& path() const { return path_; }
+
+  bool ExchangeBare() const {
+    const char terminator = '\n';
+    char line[kReplySize];
+    const int fd = bare_.get();
+    if (write(fd, kQuery.data(), kQuery.size()) < 0 || write(fd, &terminator, 1) != 1) return false;
+    for (int i = 0; i < kReplySize - 1; ++i) {
+      if (read(fd, line + i, 1) != 1) return false;
+      if (line[i] == terminator) return true;
+    }
+    return false;
+  }
+  bool ExchangeByLink() {
+    return Succeeded(link.WriteLine(kQuery, '\n', 0)) && !link.ReadLineText(kReplySize, '\n', 0).empty();
+  }
+  // As the drivers do it: what came unasked is discarded first.
+  bool ExchangeByDriver() { return Succeeded(link.Purge(true, false)) && ExchangeByLink(); }
+
+  SerialLink link;
+
+ private:
+  platform::FileDescriptor master_;
+  platform::FileDescriptor bare_;
+  std::string path_;
+  std::optional<ChildProcess> instrument_;
+};
+
+// Microseconds of one of so many exchanges.
+template <typename Exchange>
+double Batch(int exchanges, Exchange&& exchange) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < exchanges; ++i) {
+    if (exchange()) continue;
+    std::fprintf(stderr, "an exchange failed\n");
+    std::exit(2);
+  }
+  const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+  return taken.count() / exchanges;
+}
+
+}  // namespace ulix::bench

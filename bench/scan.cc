@@ -1,0 +1,108 @@
+// The price of a scan: so many channels read by a running group, from the wish to its event, over so many bare
+// exchanges whose values are kept, on the same pseudo terminal with the same peer.
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "bench/exchange.h"
+#include "bench/plain_driver.h"
+#include "core/instrument.h"
+
+namespace ulix::bench {
+namespace {
+
+constexpr std::size_t kChannelCounts[] = {1, 35, 1000};
+constexpr int kExchangesInRound = 2000;
+constexpr int kRounds = 21;
+
+const std::vector<ChannelRow> kChannels(1000, ChannelRow{"IN", ChanIn});
+const ModelCard kCard = {.word = "scan", .class_name = "Scan", .channels = kChannels};
+
+class LineDriver final : public PlainDriver {
+ public:
+  explicit LineDriver(BenchLine& line) : PlainDriver(kCard), line_(line) {}
+  Reading ReadChannel(ChannelId) override {
+    const std::lock_guard exchange(exchange_mutex_);
+    return {line_.ExchangeByDriver() ? S_OK : HRESULT{serialCommErrUnableToReadComm}, 12.3456F};
+  }
+
+ private:
+  BenchLine& line_;
+};
+
+class Waiter final : public EventSink {
+ public:
+  void MeasReady(std::uint32_t) override {
+    const std::lock_guard lock(mutex_);
+    ++scans_;
+    changed_.notify_one();
+  }
+  void AwaitNext() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return scans_ > seen_; });
+    seen_ = scans_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int scans_ = 0;
+  int seen_ = 0;
+};
+
+class Scanned {
+ public:
+  Scanned(BenchLine& line, std::size_t channels) : instrument_(std::make_unique<LineDriver>(line)) {
+    instrument_.events().Advise(waiter_);
+    std::uint32_t group = 0;
+    instrument_.Connect();
+    instrument_.CreateGroup(&group);
+    instrument_.SetGroupSettings(group, {.period_ms = 3'600'000});
+    for (ChannelId id = 0; id < channels; ++id) instrument_.ConnectGroupChan(group, id);
+    instrument_.RunGroup(group);
+    groups_ = {group};
+  }
+  void Scan() {
+    instrument_.ImmediateReadGroups(groups_);
+    waiter_->AwaitNext();
+  }
+
+ private:
+  std::shared_ptr<Waiter> waiter_ = std::make_shared<Waiter>();
+  Instrument instrument_;
+  std::vector<std::uint32_t> groups_;
+};
+
+int Run() {
+  StayOnThisProcessor();
+  BenchLine line;
+  for (const std::size_t channels : kChannelCounts) {
+    Scanned scanned(line, channels);
+    const int scans = std::max(1, kExchangesInRound / static_cast<int>(channels));
+    std::vector<float> kept(channels);
+    const auto bare_scan = [&] {
+      return std::all_of(kept.begin(), kept.end(), [&](float& value) {
+        value = 12.3456F;
+        return line.ExchangeBare();
+      });
+    };
+    const Comparison found = Compare(
+        kRounds,
+        [&] {
+          return Batch(scans, [&] {
+            scanned.Scan();
+            return true;
+          });
+        },
+        [&] { return Batch(scans, bare_scan); });
+    Show(
+        {Text("scan of %zu channels", channels), found.ratio, "of bare", 0, false,
+         Text("%.1f us over %.1f us; %.2f us more a scan", found.time, found.bare_time, found.time - found.bare_time)});
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace ulix::bench
+
+int main() { return ulix::bench::Run(); }

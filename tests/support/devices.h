@@ -1,0 +1,65 @@
+// Every model, and every device that a model can be set to be, at its simulated instrument.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/driver.h"
+
+namespace ulix {
+
+struct Property {
+  const char* key;
+  const char* value;
+};
+
+struct Device {
+  const char* name;
+  const char* model;
+  std::vector<Property> settings;
+  std::vector<Property> bench;  // a world that stands still
+  std::vector<ChannelId> channels;
+  std::vector<const char*> worlds;  // by channel: the bench's property that its value follows; none: it has its own
+  int patience_ms;                  // from a query for a value to the end of the wait for its reply
+  ChannelId written = 0;
+  HRESULT closed = serialCommErrCommClosed;  // of an exchange while nobody is connected
+  bool on_network = false;
+
+  // Whether a test can say what is read.
+  bool tells_its_world() const { return !worlds.empty(); }
+};
+
+inline void PrintTo(const Device& device, std::ostream* out) { *out << device.name; }
+
+inline const std::vector<Property> kStillBlock = {{"noise", "0"}, {"time-constant", "0"}};
+inline const std::vector<Property> kStillCtc = {{"noise", "0"}, {"time-constant", "0"}, {"model", "CTC"}};
+inline const Device kDevices[] = {
+    {"Kelvo10", "kelvo10", {}, {}, {0}, {"measure-text"}, 1000, 1},
+    {"Cmx310", "cmx310", {}, {}, {0}, {"measure-text"}, 1000, 1},
+    {"Isotech", "isotech", {}, {}, {}, {}, 100},
+    {"IsotechLine", "isotech", {{"model", "line"}, {"start-mode", "output-on"}}, {}, {}, {}, 1000},
+    {"Microk", "microk", {}, {}, {0, 2}, {"measure-text", "measure-text"}, 12'000},
+    {"Millik", "microk", {{"model", "1"}}, {{"model", "1"}}, {0}, {"measure-text"}, 6000},
+    {"FlukeHydra", "flukehydra", {}, {{"period", "0"}}, {0, 3}, {"value.0", "value.3"}, 50'000},
+    {"JofraRtc", "jofrartcptc", {}, kStillBlock, {2}, {"set-point"}, 1000, 2},
+    {"JofraCtc", "jofrartcptc", {{"model", "1"}}, kStillCtc, {2}, {"set-point"}, 1000, 2},
+    {"Kambic", "kambic", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 3000, 1},
+    {"Adt761", "adt761", {}, {{"item", "V"}}, {0}, {"value"}, 1000, 7},
+    {"Hart", "hart", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 1000, 1},
+    {"Adt760", "adt760", {}, {}, {0}, {"reading-text"}, 5000, 7, winUsbCommErrCommClosed},
+    {"Memolog", "memolog", {}, {}, {0, 1, 2}, {}, 1000},
+    {"MemologNetwork", "memolog", {}, {}, {0, 1, 2}, {}, 1000, 0, networkCommErrConnexClosed, true},
+};
+
+// Those on a line of text whose values a test can set: what comes late there must be told from what was asked.
+inline std::vector<Device> Readers() {
+  std::vector<Device> readers;
+  for (const Device& device : kDevices) {
+    if (device.tells_its_world() && device.closed == serialCommErrCommClosed) readers.push_back(device);
+  }
+  return readers;
+}
+
+}  // namespace ulix
