@@ -47,15 +47,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
 std::string Say(Word word, Language language, std::initializer_list<std::string> values) {
-  std::string text = Say(word, language);
-  std::size_t place = 0;
-  for (const std::string& value : values) {
-    place = text.find('%', place);
-    if (place == std::string::npos) break;
-    text.replace(place, 1, value);
-    place += value.size();
-  }
-  return text;
+  return Filled(Say(word, language), values);
 }
 
 }  // namespace ulix
