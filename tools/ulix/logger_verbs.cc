@@ -157,7 +157,7 @@ int Memory(const MemoryOptions& options) {
   if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
   if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
   const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
-  ProgressBar bar;
+  ProgressBar bar(CliWord::kReadingMemory, LanguageOf(options.connection));
   Session session(options.connection, {}, &bar);
   CheckHasMemory(session);
   if (options.action == "list") return ListBlocks(session, options.json, LanguageOf(options.connection));
@@ -178,13 +178,13 @@ int CheckProgram(Session& session, const std::string& file, Language language) {
 
 int Program(const ProgramOptions& options) {
   const Language language = LanguageOf(options.connection);
-  ProgressBar bar;
+  const bool send = options.action == "send";
+  ProgressBar bar(send ? CliWord::kSendingProgram : CliWord::kReadingProgram, language);
   Session session(options.connection, {}, &bar);
   if (session.instrument().CheckProgram("", nullptr) == E_NOTIMPL) {
     throw UsageError("MODEL", options.connection.model + " has no program");
   }
   if (options.action == "check") return CheckProgram(session, options.file, language);
-  const bool send = options.action == "send";
   if (!send) CheckReplaceable(options.file);
   Instrument& instrument = session.instrument();
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);

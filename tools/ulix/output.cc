@@ -78,10 +78,11 @@ std::string PaddedTo(std::string text, std::size_t width) {
 
 std::string Cut(const std::string& utf8, std::size_t width) {
   if (DisplayWidth(utf8) <= width) return utf8;
+  if (width == 0) return {};
   std::size_t end = utf8.size();
-  while (end > 0 && DisplayWidth(std::string_view(utf8).substr(0, end)) > width) --end;
+  while (end > 0 && DisplayWidth(std::string_view(utf8).substr(0, end)) > width - 1) --end;
   while (end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80U) --end;
-  return utf8.substr(0, end);
+  return utf8.substr(0, end) + "…";
 }
 
 std::vector<std::string> Wrapped(const std::string& text, std::size_t width) {

@@ -34,7 +34,7 @@ std::string ShownNumber(const std::string& number);
 // Columns that a terminal gives a text without escape sequences: one a character.
 std::size_t DisplayWidth(std::string_view utf8);
 std::string PaddedTo(std::string text, std::size_t width);
-// At most the first `width` columns.
+// In at most `width` columns, the last of which says whether something was left out.
 std::string Cut(const std::string& utf8, std::size_t width);
 // In lines of at most `width` columns, broken at blanks; a word longer than that stays whole.
 std::vector<std::string> Wrapped(const std::string& text, std::size_t width);

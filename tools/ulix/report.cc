@@ -7,7 +7,6 @@
 
 #include "base/numbers.h"
 #include "core/version.h"
-#include "forms/words.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
@@ -26,9 +25,10 @@ h2{font-size:1.2em;margin:1.6em 0 .4em;border-bottom:2px solid #0072b2;break-aft
 h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
 p.when{margin:0;color:#555}
 table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums}
-th,td{padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
+th,td{min-width:3.4em;padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
 thead th{border-bottom:1px solid #888;background:#f2f5f8}
-th.n,td.n{text-align:right;white-space:nowrap}
+th.n,td.n{text-align:right;min-width:0}
+td.n{white-space:nowrap}
 td.t{white-space:nowrap}
 td.bad{color:#a00000}
 table.facts th{width:34%;font-weight:normal;color:#555}
@@ -120,6 +120,7 @@ class Page {
   void AddNote(const std::string& text) { html_ += "<p class=\"note\">" + Escaped(text) + "</p>\n"; }
   std::string Duration() const;
   Cell Number(const Channel& channel, std::optional<double> value, int more_decimals) const;
+  Cell Difference(std::optional<double> value) const;
   std::string FailureText(HRESULT code) const;
   void AddReadingsOf(std::size_t first, std::size_t end);
   Cell Reading(const RecordedRow& row, std::size_t channel) const;
@@ -190,18 +191,24 @@ void Page::AddPlot(const std::string& title) {
 
 // With the channel's decimals and some more where the value is made of many.
 Cell Page::Number(const Channel& channel, std::optional<double> value, int more_decimals) const {
-  if (!value) return {"-", Kind::kNumber};
   constexpr double kMostPlain = 1e9;
   constexpr int kDigits = 7;
+  if (!value) return {"-", Kind::kNumber};
   const bool plain = channel.resolution != kShortest && std::abs(*value) < kMostPlain;
   const std::string text =
       plain ? FormatFixed(*value, channel.resolution + more_decimals) : FormatGeneral(*value, kDigits);
   return {InLanguage(text, language_), Kind::kNumber};
 }
 
+// What readings differ by, of which more digits would say nothing.
+Cell Page::Difference(std::optional<double> value) const {
+  constexpr int kDigits = 4;
+  return {value ? InLanguage(FormatGeneral(*value, kDigits), language_) : "-", Kind::kNumber};
+}
+
 void Page::AddStatistics() {
   AddHeading(CliWord::kStatistics);
-  Row head{{Shown(ulix::Say(Word::kChannels, language_))}, {Say(CliWord::kUnit)}};
+  Row head{{Say(CliWord::kChannelLabel)}, {Say(CliWord::kUnit)}};
   for (const CliWord word : {CliWord::kReadingCount, CliWord::kFailedCount, CliWord::kLeast, CliWord::kMost,
                              CliWord::kMean, CliWord::kDeviation, CliWord::kFirst, CliWord::kLast, CliWord::kDrift}) {
     head.push_back({Say(word), Kind::kNumber});
@@ -218,15 +225,19 @@ void Page::AddStatistics() {
                number(statistics.least(), 0),
                number(statistics.most(), 0),
                number(statistics.mean(), 1),
-               number(statistics.deviation(), 2),
+               Difference(statistics.deviation()),
                number(statistics.first(), 0),
                number(statistics.last(), 0),
-               number(statistics.drift(), 1)});
+               Difference(statistics.drift())});
   }
   html_ += table.Html();
 }
 
-std::string Page::FailureText(HRESULT code) const { return code == S_OK ? Say(CliWord::kNoNumber) : error_text_(code); }
+std::string Page::FailureText(HRESULT code) const {
+  if (code == S_OK) return Say(CliWord::kNoNumber);
+  const std::string text = error_text_(code);
+  return text.empty() ? cli::Say(CliWord::kOwnCode, language_, {std::to_string(code)}) : text;
+}
 
 void Page::AddErrors() {
   AddHeading(CliWord::kErrors);
@@ -236,7 +247,7 @@ void Page::AddErrors() {
   }
   HtmlTable table({{Say(CliWord::kFrom)},
                    {Say(CliWord::kTo)},
-                   {Shown(ulix::Say(Word::kChannels, language_))},
+                   {Say(CliWord::kChannelLabel)},
                    {Say(CliWord::kReadings), Kind::kNumber},
                    {Say(CliWord::kCode)},
                    {Say(CliWord::kText)}});
@@ -245,7 +256,7 @@ void Page::AddErrors() {
                {Time(failure.last), Kind::kTime},
                {recording_.channels()[failure.channel].channel.name},
                {std::to_string(failure.readings), Kind::kNumber},
-               {failure.code == S_OK ? "" : CodeText(failure.code)},
+               {failure.code == S_OK ? "" : CodeText(failure.code), Kind::kTime},
                {FailureText(failure.code)}});
   }
   html_ += table.Html();

@@ -1,5 +1,6 @@
 #include "base/numbers.h"
 #include "core/version.h"
+#include "forms/instrument_forms.h"
 #include "forms/words.h"
 #include "platform/clock.h"
 #include "platform/machine.h"
@@ -20,14 +21,33 @@ std::string Identification(Session& session) {
   return Failed(result) ? FailureLine(result, session.Explain(result)) : Shown(text);
 }
 
+// The network address, or all of the serial line's settings.
+std::string LinkText(Session& session, Language language) {
+  if (session.simulated()) return Say(CliWord::kSimulated, language);
+  std::optional<NetworkAddress> address;
+  if (Succeeded(session.instrument().GetNetworkAddress(&address)) && address) {
+    return Shown(address->host) + ":" + std::to_string(address->port);
+  }
+  std::string text;
+  SerialParams params;
+  if (Failed(session.instrument().GetSerialParams(&params))) {
+    session.instrument().GetCommInfo(&text);
+    return Shown(text);
+  }
+  const Form form = CommForm(session.instrument(), language);
+  for (const Field& field : form.pages.front().fields) {
+    if (field.key == "host" || field.key == "tcp-port") continue;
+    text += (text.empty() ? "" : ", ") + field.value + (field.unit.empty() ? "" : " ") + field.unit;
+  }
+  return Shown(text);
+}
+
 std::vector<Fact> InstrumentFacts(Session& session, Language language) {
   const ModelCard& card = session.instrument().card();
-  std::string link;
-  session.instrument().GetCommInfo(&link);
   return {{Say(CliWord::kDisplayName, language), Shown(card.display_name.In(language))},
           {Say(CliWord::kModelWord, language), card.word},
           {Label(Word::kIdentification, language), Identification(session)},
-          {Label(Word::kLink, language), Shown(link)},
+          {Label(Word::kLink, language), LinkText(session, language)},
           {Label(Word::kLibraryVersion, language), VersionText()},
           {Say(CliWord::kComputer, language), platform::MachineName()},
           {Say(CliWord::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};

@@ -26,8 +26,8 @@ constexpr double kPanelGap = 12;
 constexpr double kBelow = 66;
 constexpr double kCharacter = 7.2;
 constexpr double kTitleCharacter = 9.4;
-constexpr double kMark = 3.5;  // half of a cross
-constexpr double kMarkStep = 9;
+constexpr double kMark = 4;  // half of a cross
+constexpr double kMarkStep = 10;
 constexpr std::size_t kMarkRows = 6;
 constexpr std::size_t kMostOfAName = 60;  // characters
 
@@ -172,6 +172,7 @@ std::string TickLabel(double value, int decimals, Language language) {
 void FindLabels(Panel& panel, Language language) {
   panel.has_values = !panel.y.empty();
   Widen(panel.y, 0.06);
+  if (!panel.has_values) return;
   panel.exponent = ExponentOf(panel.y);
   const double scale = std::pow(10, panel.exponent);
   const Ticks ticks = NiceTicks(panel.y.low / scale, panel.y.high / scale, 6);
@@ -206,8 +207,8 @@ std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
         {Cut(plot.curves[k].name, kMostOfAName), "<path d=\"M0 0 h26\" class=\"curve\" " + LineStyle(k) + "/>"});
   }
   if (panel.has_outages()) {
-    entries.push_back(
-        {Say(CliWord::kReadingFailed, plot.language), "<path d=\"" + Cross(20, 0) + "\" class=\"fail\"/>"});
+    entries.push_back({Say(CliWord::kReadingFailed, plot.language),
+                       "<path d=\"" + Cross(20, 0) + "\" class=\"fail\" stroke=\"#c00000\"/>"});
   }
   return entries;
 }
@@ -254,16 +255,20 @@ std::string ValueGrid(const Plot& plot, const Panel& panel) {
   return svg;
 }
 
+// The name of the axis stands below the days, where there are any.
 std::string TimeGrid(const Plot& plot) {
   std::string svg;
   if (!plot.has_points) return svg;
+  double name = plot.bottom + 40;
   for (const TimeTick& tick : TimeTicks(plot.time.low, plot.time.high, plot.language)) {
     const double x = plot.time.Place(tick.at);
     for (const Panel& panel : plot.panels) svg += Line(x, panel.y.to, x, panel.y.from, "grid");
     svg += Label(x, plot.bottom + 18, "text-anchor=\"middle\"", tick.label);
-    if (!tick.day.empty()) svg += Label(x, plot.bottom + 33, "text-anchor=\"middle\" class=\"key\"", tick.day);
+    if (tick.day.empty()) continue;
+    svg += Label(x, plot.bottom + 33, "text-anchor=\"middle\" class=\"key\"", tick.day);
+    name = plot.bottom + 54;
   }
-  return svg + Label((plot.left + kRight) / 2, plot.bottom + 54, "text-anchor=\"middle\"",
+  return svg + Label((plot.left + kRight) / 2, name, "text-anchor=\"middle\"",
                      TimeAxisName(plot.time.low, plot.time.high, plot.language));
 }
 
@@ -275,15 +280,30 @@ std::string Frame(const Plot& plot, const Panel& panel) {
                      Say(CliWord::kNoData, plot.language));
 }
 
-// A pale band over the panel, and at its foot a cross and a line in the curve's colour for as long as it lasted.
+// Pale bands over the panel for as long as any of its curves has an outage.
+std::string Bands(const Panel& panel) {
+  std::vector<Outage> all;
+  for (const std::vector<Outage>& list : panel.outages) all.insert(all.end(), list.begin(), list.end());
+  std::sort(all.begin(), all.end(), [](const Outage& a, const Outage& b) { return a.from < b.from; });
+  std::vector<Outage> bands;
+  for (const Outage& outage : all) {
+    if (bands.empty() || outage.from > bands.back().to + 1) bands.push_back(outage);
+    bands.back().to = std::max(bands.back().to, outage.to);
+  }
+  std::string svg;
+  for (const Outage& band : bands) {
+    svg += Box(band.from - 1, panel.y.to, band.to - band.from + 2, panel.y.from - panel.y.to, "outage");
+  }
+  return svg;
+}
+
+// At the foot of the panel a cross and a line in the curve's colour for as long as it lasted.
 std::string Outages(const Panel& panel) {
-  std::string bands;
   std::string marks;
   for (std::size_t k = 0; k < panel.outages.size(); ++k) {
     const double y = panel.y.from - 8 - static_cast<double>(k % kMarkRows) * kMarkStep;
     std::string path;
     for (const Outage& outage : panel.outages[k]) {
-      bands += Box(outage.from - 1, panel.y.to, outage.to - outage.from + 2, panel.y.from - panel.y.to, "outage");
       path += Cross(outage.from, y);
       if (outage.to > outage.from + kMark) path += " M" + Pixel(outage.from) + " " + Pixel(y) + " H" + Pixel(outage.to);
     }
@@ -291,7 +311,7 @@ std::string Outages(const Panel& panel) {
       marks += "<path d=\"" + path + "\" class=\"fail\" stroke=\"" + ColourOf(panel.curves[k]) + "\"/>\n";
     }
   }
-  return bands + marks;
+  return Bands(panel) + marks;
 }
 
 // The curve between gaps: a path where points follow each other, a dot for a point between two gaps.

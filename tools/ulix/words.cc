@@ -77,6 +77,9 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kMinutes, {"% min % s", "% min % s"}},
     {CliWord::kSeconds, {"% s", "% s"}},
     {CliWord::kChannelsOf, {"Channels % to % of %", "Voies % à % sur %"}},
+    {CliWord::kChannelLabel, {"Channel", "Voie"}},
+    {CliWord::kOwnCode, {"The instrument's own code %", "Code propre à l'instrument : %"}},
+    {CliWord::kSimulated, {"simulated instrument", "instrument simulé"}},
     {CliWord::kWaitingForReport,
      {"waiting for the first report; Ctrl-C ends", "en attente du premier relevé ; Ctrl-C termine"}},
     {CliWord::kOneReport, {"% report", "% relevé"}},
@@ -110,7 +113,19 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kProgramReRead, {"Program re-read", "Programme relu"}},
     {CliWord::kConfigurationSent, {"configuration sent", "configuration envoyée"}},
     {CliWord::kChannelSet, {"% set to %", "% mis à %"}},
+    {CliWord::kReadingMemory, {"Reading", "Lecture"}},
+    {CliWord::kSendingProgram, {"Sending the program", "Envoi du programme"}},
+    {CliWord::kReadingProgram, {"Reading the program", "Relecture du programme"}},
 }};
+
+static_assert(
+    [] {
+      for (std::size_t k = 0; k < kCliWords.size(); ++k) {
+        if (kCliWords[k].word != static_cast<CliWord>(k)) return false;
+      }
+      return true;
+    }(),
+    "the table has the order of the enumeration");
 
 std::string Say(CliWord word, Language language) {
   const Words& text = kCliWords[static_cast<std::size_t>(word)].text;

@@ -77,6 +77,9 @@ enum class CliWord {
   kMinutes,
   kSeconds,
   kChannelsOf,
+  kChannelLabel,
+  kOwnCode,
+  kSimulated,
   // Tables and progress.
   kWaitingForReport,
   kOneReport,
@@ -110,6 +113,9 @@ enum class CliWord {
   kProgramReRead,
   kConfigurationSent,
   kChannelSet,
+  kReadingMemory,
+  kSendingProgram,
+  kReadingProgram,
   kWordCount,
 };
 
