@@ -63,6 +63,17 @@ Decoded DecodeUtf8(std::string_view text) {
 
 }  // namespace
 
+std::string Filled(std::string text, std::initializer_list<std::string> values) {
+  std::size_t place = 0;
+  for (const std::string& value : values) {
+    place = text.find('%', place);
+    if (place == std::string::npos) break;
+    text.replace(place, 1, value);
+    place += value.size();
+  }
+  return text;
+}
+
 std::string Words::In(Language language) const { return AnsiFromUtf8(language == Language::kFrench ? fr : en); }
 
 std::string Utf8FromAnsi(std::string_view ansi) {

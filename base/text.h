@@ -1,6 +1,7 @@
 // Text as bytes: Windows-1252 inside the library and on the wire, UTF-8 in the sources and on the command line.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,17 @@ struct Words {
   // The text in Windows-1252, the form in which it leaves the library.
   std::string In(Language language) const;
 };
+
+// A row of a table of visible words, which has every word of an enumeration in its order. '%' in a text is where
+// something is put in.
+template <typename Word>
+struct WordRowOf {
+  Word word;
+  Words text;
+};
+
+// `text` with `values` in place of its '%'s, in their order.
+std::string Filled(std::string text, std::initializer_list<std::string> values);
 
 // Between the encodings. What one has and the other lacks becomes '?', and so does each byte of a broken sequence.
 std::string Utf8FromAnsi(std::string_view ansi);

@@ -73,7 +73,8 @@ struct EnteredPage {
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
 constexpr std::int32_t kMostTcpPort = 65535;
 
-// What the page says of a link. `network` is there for models that can be on one; without an address they are on the line.
+// What the page says of a link. `network` is there for models that can be on one; without an address they are on the
+// line.
 struct CommEntry {
   SerialParams line;
   std::optional<std::optional<NetworkAddress>> network;
@@ -172,7 +173,8 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
     codes[k] = *choice;
   }
   const auto code = [&](std::size_t field) { return static_cast<std::int32_t>(codes[field]); };
-  entry.line = {*port, instrument.BaudRates()[codes[kSpeed]], code(kDataBits), code(kStopBits), code(kParity), code(kFlow)};
+  entry.line = {*port,      instrument.BaudRates()[codes[kSpeed]], code(kDataBits), code(kStopBits), code(kParity),
+                code(kFlow)};
   return ReadNetwork(entered, entry);
 }
 
@@ -220,9 +222,8 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
   for (const SettingRow& row : instrument.settings().rows()) {
     const std::string_view own = ChannelOfKey(row.key);
     if (pages.empty() || own != channel) {
-      pages.push_back({own.empty() ? Say(Word::kConfiguration, language)
-                                   : Say(Word::kChannel, language, {std::string(own)}),
-                       {}});
+      pages.push_back(
+          {own.empty() ? Say(Word::kConfiguration, language) : Say(Word::kChannel, language, {std::string(own)}), {}});
       channel = own;
     }
     pages.back().fields.push_back(SettingField(instrument.settings(), row, language));
@@ -252,8 +253,12 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field) {
   return Succeeded(record.SetText(row, text));
 }
 
+// Whether entries are only looked at, or given to the instrument as well.
+enum class Extent { kCheck, kGive };
+
 // The pages of `form` from `first` on, whose fields are settings.
-std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::size_t first, Language language) {
+std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::size_t first, Language language,
+                                Extent extent) {
   Settings record(instrument.settings().rows());
   const auto before = instrument.settings().Snapshot();
   record.Replace(before);
@@ -268,7 +273,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::s
                                               : entered.Refuse(k, Say(Word::kNotAChoice, language));
     }
   }
-  if (record.Snapshot() != before) {
+  if (extent == Extent::kGive && record.Snapshot() != before) {
     instrument.settings().Replace(record.Snapshot());
     instrument.MarkDirty();
   }
@@ -387,19 +392,23 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
+  const auto take = [&instrument, language](const Form& form, Extent extent) {
+    CommEntry entry;
+    const EnteredPage entered{form.pages.front(), 0, language};
+    const auto refusal = ReadComm(instrument, entered, entry);
+    return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
+  };
   return {TitleOf(instrument, Say(Word::kCommunication, language), language),
           {CommPage(instrument, language)},
-          [&instrument, language](const Form& form) {
-            CommEntry entry;
-            const EnteredPage entered{form.pages.front(), 0, language};
-            const auto refusal = ReadComm(instrument, entered, entry);
-            return refusal ? refusal : SetComm(instrument, entered, entry);
-          }};
+          [take](const Form& form) { return take(form, Extent::kGive); },
+          [take](const Form& form) { return take(form, Extent::kCheck); }};
 }
 
 Form CfgForm(Instrument& instrument, Language language) {
-  return {TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language),
-          [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language); }};
+  return {
+      TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language),
+      [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language, Extent::kGive); },
+      [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language, Extent::kCheck); }};
 }
 
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
@@ -415,12 +424,9 @@ Form OutChansForm(Instrument& instrument, Language language) {
   instrument.OutChans(&outputs);
   Page page{Say(Word::kOutputs, language), {}};
   for (const ChannelId id : outputs) {
-    page.fields.push_back(
-        MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kNumber, ""));
+    page.fields.push_back(MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kNumber, ""));
   }
-  return {TitleOf(instrument, page.title, language),
-          {page},
-          [&instrument, outputs, language](const Form& form) {
+  return {TitleOf(instrument, page.title, language), {page}, [&instrument, outputs, language](const Form& form) {
             return ApplyOutputs(instrument, outputs, form, language);
           }};
 }
@@ -434,13 +440,15 @@ Form PropertiesForm(Instrument& instrument, Language language) {
   const std::vector<Page> settings = CfgPages(instrument, language);
   form.pages.insert(form.pages.end(), settings.begin(), settings.end());
   form.pages.push_back(AboutPage(instrument, language));
-  form.apply = [&instrument, language](const Form& whole) {
+  const auto take = [&instrument, language](const Form& whole, Extent extent) {
     CommEntry entry;
     const EnteredPage entered{whole.pages.front(), 0, language};
     auto refusal = ReadComm(instrument, entered, entry);
-    if (!refusal) refusal = ApplyCfg(instrument, whole, 1, language);
-    return refusal ? refusal : SetComm(instrument, entered, entry);
+    if (!refusal) refusal = ApplyCfg(instrument, whole, 1, language, extent);
+    return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
   };
+  form.apply = [take](const Form& whole) { return take(whole, Extent::kGive); };
+  form.check = [take](const Form& whole) { return take(whole, Extent::kCheck); };
   return form;
 }
 

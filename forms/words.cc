@@ -2,7 +2,7 @@
 
 namespace ulix {
 
-constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1> kFormWords = {{
+constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords = {{
     {Word::kOk, {"OK", "OK"}},
     {Word::kCancel, {"Cancel", "Annuler"}},
     {Word::kCommunication, {"Communication", "Communication"}},
@@ -38,20 +38,14 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1>
     {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
     {Word::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
     {Word::kNothingToSet, {"Nothing to set.", "Rien à régler."}},
+    {Word::kYes, {"yes", "oui"}},
+    {Word::kNo, {"no", "non"}},
 }};
 
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
 std::string Say(Word word, Language language, std::initializer_list<std::string> values) {
-  std::string text = Say(word, language);
-  std::size_t place = 0;
-  for (const std::string& value : values) {
-    place = text.find('%', place);
-    if (place == std::string::npos) break;
-    text.replace(place, 1, value);
-    place += value.size();
-  }
-  return text;
+  return Filled(Say(word, language), values);
 }
 
 }  // namespace ulix

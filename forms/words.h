@@ -45,15 +45,14 @@ enum class Word {
   kPortRange,
   kNotTaken,
   kNothingToSet,
+  kYes,
+  kNo,
 };
 
-struct WordRow {
-  Word word;
-  Words text;
-};
+using WordRow = WordRowOf<Word>;
 
-// Every word, in the order of the enumeration; '%' in a text is where something is put in.
-extern const std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1> kFormWords;
+// Every word, in the order of the enumeration.
+extern const std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords;
 
 // In Windows-1252; the second form puts values in place of the '%'s.
 std::string Say(Word word, Language language);

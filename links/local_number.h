@@ -8,7 +8,7 @@ namespace ulix {
 
 // The user's separator, asked of the system once per process.
 char LocalDecimalSeparator();
-// For tests: replaces the cached separator; empty asks the system again at the next use.
+// Another one in its place, for a user who chose one; empty asks the system again at the next use.
 void SetLocalDecimalSeparator(std::optional<char> separator);
 
 // Replace every `from` by the separator, and every separator by `to`. The first forms work on a zero-terminated buffer.

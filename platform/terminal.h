@@ -1,6 +1,10 @@
 // What the command line needs to know of the terminal it writes to.
 #pragma once
 
+#include <atomic>
+#include <optional>
+#include <string>
+
 namespace ulix::platform {
 
 // Sees to it that UTF-8 on standard output and standard error shows as it is meant, until the program ends.
@@ -12,5 +16,13 @@ bool OutputIsTerminal();
 
 // Columns of that terminal; 80 when unknown.
 int TerminalWidth();
+// Its lines; 24 when unknown.
+int TerminalHeight();
+
+// Whether standard input is a terminal, so that somebody is there to be asked.
+bool InputIsTerminal();
+
+// The next line typed there, in UTF-8 without its end; none when there are no more, and once `stop` is set.
+std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop);
 
 }  // namespace ulix::platform

@@ -1,12 +1,22 @@
 #include "platform/terminal.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <string_view>
 
 namespace ulix::platform {
+namespace {
+
+winsize OutputSize() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size : winsize{};
+}
+
+}  // namespace
 
 void ShowUtf8() {}  // the user's terminal takes what the user's locale says
 
@@ -16,9 +26,33 @@ bool OutputIsTerminal() {
 }
 
 int TerminalWidth() {
-  winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
-  return size.ws_col;
+  const winsize size = OutputSize();
+  return size.ws_col == 0 ? 80 : size.ws_col;
+}
+
+int TerminalHeight() {
+  const winsize size = OutputSize();
+  return size.ws_row == 0 ? 24 : size.ws_row;
+}
+
+bool InputIsTerminal() { return isatty(STDIN_FILENO); }
+
+std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
+  constexpr int kGlanceMs = 50;  // how soon `stop` is noticed
+  std::string line;
+  while (!stop) {
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, kGlanceMs) <= 0) continue;
+    // A terminal hands out one line at most.
+    std::array<char, 512> piece{};
+    const ssize_t length = read(STDIN_FILENO, piece.data(), piece.size());
+    if (length <= 0) return std::nullopt;
+    line.append(piece.data(), static_cast<std::size_t>(length));
+    if (line.back() != '\n') continue;
+    line.pop_back();
+    return line;
+  }
+  return std::nullopt;
 }
 
 }  // namespace ulix::platform

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <array>
+
 namespace ulix::platform {
 namespace {
 
@@ -18,6 +20,15 @@ class Utf8Output {
 };
 
 HANDLE Output() { return GetStdHandle(STD_OUTPUT_HANDLE); }
+HANDLE Input() { return GetStdHandle(STD_INPUT_HANDLE); }
+
+std::string Utf8(const std::wstring& wide) {
+  std::string text(3 * wide.size(), '\0');  // of each unit three bytes at most
+  const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
+                                         static_cast<int>(text.size()), nullptr, nullptr);
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
 
 }  // namespace
 
@@ -32,6 +43,32 @@ int TerminalWidth() {
   CONSOLE_SCREEN_BUFFER_INFO info{};
   if (!GetConsoleScreenBufferInfo(Output(), &info)) return 80;
   return info.srWindow.Right - info.srWindow.Left + 1;
+}
+
+int TerminalHeight() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (!GetConsoleScreenBufferInfo(Output(), &info)) return 24;
+  return info.srWindow.Bottom - info.srWindow.Top + 1;
+}
+
+bool InputIsTerminal() {
+  DWORD mode = 0;
+  return GetConsoleMode(Input(), &mode);
+}
+
+// Ctrl-C ends a read that is under way with nothing read.
+std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
+  constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl-Z
+  std::wstring line;
+  while (!stop && !line.ends_with(L'\n')) {
+    std::array<wchar_t, 256> piece{};
+    DWORD length = 0;
+    if (!ReadConsoleW(Input(), piece.data(), piece.size(), &length, nullptr) || length == 0) return std::nullopt;
+    line.append(piece.data(), length);
+  }
+  if (stop || line.front() == kEndOfInput) return std::nullopt;
+  line.erase(line.find_last_not_of(L"\r\n") + 1);
+  return Utf8(line);
 }
 
 }  // namespace ulix::platform

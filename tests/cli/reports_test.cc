@@ -59,17 +59,26 @@ TEST(ScanTextTest, ShowsResolutionUnitAndError) {
             "2026-01-31T10:11:12.345  IN 12.345 V  T, \"top\" 0x80044403 Unable to read answer");
 }
 
-TEST(LiveTableTest, SparklineSpansItsRangeWithBlanksForFailures) {
-  EXPECT_EQ(Sparkline({1.0F, std::nullopt, 2.0F}), "▁ █");
-  EXPECT_EQ(Sparkline({5.0F, 5.0F}), "▄▄");
-  EXPECT_EQ(Sparkline({std::nullopt}), " ");
+TEST(LiveTableTest, SparklineSpansItsRangeWithCrossesForFailures) {
+  EXPECT_EQ(Sparkline({7.0F, 1.0F, std::nullopt, 2.0F}, 3), "▁×█");
+  EXPECT_EQ(Sparkline({5.0F, 5.0F}, 9), "▄▄");
 }
 
-TEST(LiveTableTest, NoLineIsWiderThanTheTerminal) {
-  const std::vector<LiveRow> rows = {{kChannels[0], {1.0F, 2.0F}, ""}, {kChannels[1], {std::nullopt}, "échec"}};
-  for (const std::size_t width : {1U, 12U, 30U, 45U}) {
-    for (const std::string& line : LiveLines(rows, width)) EXPECT_LE(DisplayWidth(line), width);
+TEST(LiveTableTest, AnErrorStandsInPlaceOfTheTrendWhereThereIsNoRoomForBoth) {
+  const std::vector<LiveRow> rows = {{kChannels[0], {1.0F, 2.0F}, ""}, {kChannels[1], {1.0F, std::nullopt}, "échec"}};
+  for (const std::size_t width : {1U, 12U, 30U, 45U, 80U}) {
+    for (std::string line : LiveLines(rows, width, Language::kFrench)) {
+      for (const std::string code : {"\x1b[1m", "\x1b[31m", "\x1b[0m"}) {
+        if (const auto at = line.find(code); at != std::string::npos) line.erase(at, code.size());
+      }
+      EXPECT_LE(DisplayWidth(line), width);
+    }
   }
+  const auto wide = LiveLines(rows, 80, Language::kFrench);
+  EXPECT_THAT(wide[0], testing::HasSubstr("VALEUR UNITÉ  TENDANCE"));
+  EXPECT_THAT(wide[2], testing::AllOf(testing::HasSubstr("▄×"), testing::HasSubstr("échec")));
+  EXPECT_THAT(LiveLines(rows, 45, Language::kFrench)[2],
+              testing::AllOf(testing::Not(testing::HasSubstr("×")), testing::HasSubstr("échec")));
 }
 
 TEST(TableTest, AlignsByCharactersAndWrapsTheLastColumn) {

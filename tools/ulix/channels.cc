@@ -34,7 +34,13 @@ const char* DirectionWord(eChanDir direction) {
   return direction == ChanIn ? "in" : "out";
 }
 
-std::string FormatValue(const Channel& channel, float value) { return FormatFixed(value, channel.resolution); }
+Channel LoggerChannel(ChannelId id) {
+  return {id, "CH" + std::to_string(static_cast<std::int32_t>(id) + 1), ChanIn, "", kShortest};
+}
+
+std::string FormatValue(const Channel& channel, float value) {
+  return channel.resolution == kShortest ? FormatShortest(value) : FormatFixed(value, channel.resolution);
+}
 
 std::string FormatWithUnit(const Channel& channel, float value) {
   return channel.unit.empty() ? FormatValue(channel, value) : FormatValue(channel, value) + " " + channel.unit;

@@ -10,6 +10,8 @@
 
 namespace ulix::cli {
 
+inline constexpr int kShortest = -1;  // as many decimals as tell a value from every other
+
 // Texts in UTF-8.
 struct Channel {
   ChannelId id = 0;
@@ -19,6 +21,9 @@ struct Channel {
   int resolution = 6;   // decimals
   bool offered = true;  // whether the instrument has it, the way it is set
 };
+
+// A channel of which its records tell no more than the number.
+Channel LoggerChannel(ChannelId id);
 
 // "in", "out" or "in/out".
 const char* DirectionWord(eChanDir direction);

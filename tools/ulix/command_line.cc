@@ -30,10 +30,11 @@ constexpr std::array kVerbs = {
     Verb{"identify", "Print the instrument's identification", DefineIdentify},
     Verb{"read", "One reading of each channel", DefineRead},
     Verb{"scan", "Readings at a period: live, as lines, as CSV, as a plot", DefineScan},
+    Verb{"report", "A scan or a logger's memory as a page to print and to keep", DefineReport},
     Verb{"set", "Write an output channel", DefineSet},
     Verb{"run", "Start the instrument", DefineRun},
     Verb{"stop", "Stop the instrument", DefineStop},
-    Verb{"config", "Show, send or read the instrument's configuration", DefineConfig},
+    Verb{"config", "Show, edit, send or read the instrument's configuration", DefineConfig},
     Verb{"memory", "List, read or clear what a logger has recorded", DefineMemory},
     Verb{"program", "Check, send or read back a logger's program", DefineProgram},
     Verb{"error", "What a result code means", DefineError},
@@ -47,8 +48,11 @@ constexpr char kFooter[] =
   ulix identify kelvo10 --port 5
   ulix read kelvo10 --port sim --json
   ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60 --csv run.csv --plot run.svg
+  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60 --lang fr
+  ulix report memolog oven.html --block 1 --host 192.168.0.10
   ulix set kelvo10 OUT 12.5 --port COM5
   ulix config kelvo10 send --port 5 --set input-function=TC --set input-sensor=TYP_K --save bench.cfg
+  ulix config kelvo10 edit --config bench.cfg --save bench.cfg
   ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv --plot oven.svg
   ulix program memolog send oven.p90 --port 5 --slave 3
   ulix error 0x80044403 --lang fr

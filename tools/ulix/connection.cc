@@ -7,6 +7,7 @@
 #include <span>
 #include <variant>
 
+#include "links/local_number.h"
 #include "platform/port_list.h"
 #include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
@@ -160,7 +161,8 @@ void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
 }
 
 void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
-  AddWordOption(verb, "--lang", kLanguages, "Language of the instrument's texts; the user's own if not given",
+  AddWordOption(verb, "--lang", kLanguages,
+                "Language and decimal separator of what is shown; the user's own if not given",
                 [&](std::uint32_t code) { options.language = code == 0 ? Language::kEnglish : Language::kFrench; });
 }
 
@@ -189,6 +191,7 @@ Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterfac
       simulated_line_(LineFor(options)),
       instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()),
                   InstrumentOptions(language_, user_interface ? *user_interface : user_)) {
+  if (options.language) SetLocalDecimalSeparator(DecimalSeparatorOf(language_));
   Configure(options);
 }
 

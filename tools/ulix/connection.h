@@ -50,6 +50,7 @@ class Session {
   explicit Session(const ConnectionOptions& options, LinkTrace trace = {}, UserInterface* user_interface = nullptr);
 
   Instrument& instrument() { return instrument_; }
+  bool simulated() const { return simulated_line_ != nullptr; }
   void Connect() { Check(instrument_.Connect()); }
   // Those on offer only, and the instrument connected to, where it is the instrument that knows them.
   std::vector<Channel> Channels();

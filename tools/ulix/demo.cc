@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
@@ -190,7 +191,7 @@ void Tour::ScanLive() {
   const auto inputs = Inputs();
   std::uint64_t good = 0;
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts()));
+  outputs.push_back(MakeScreen(inputs, Texts(), platform::UserLanguage()));
   outputs.push_back(std::make_unique<GoodReports>(good));
   const ScanPlan plan{.settings = {.period_ms = kPeriodMs}, .duration_s = options_.seconds};
   const std::uint64_t reports = RunScan(session_, inputs, plan, outputs);
@@ -215,7 +216,7 @@ void Tour::StepOutput() {
 void Tour::ScanWithDeadBand() {
   bench_.Swing("2.5", "0.5");
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(Inputs(), Texts()));
+  outputs.push_back(MakeScreen(Inputs(), Texts(), platform::UserLanguage()));
   tap_.TakeReceived();
   const GroupSettings settings{.period_ms = 100, .dead_band_abs = 0.25F, .dead_time_max_s = 60};
   const std::uint64_t reports = RunScan(session_, Inputs(), {.settings = settings, .duration_s = 3}, outputs);
@@ -229,9 +230,10 @@ void Tour::PullTheLine() {
   const auto inputs = Inputs();
   const auto count = static_cast<std::uint64_t>(options_.seconds * 1000 / kPeriodMs);
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts()));
+  outputs.push_back(MakeScreen(inputs, Texts(), platform::UserLanguage()));
   outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), inputs, Texts()));
-  outputs.push_back(MakePlotFile(File("ulix-demo.svg"), "Kelvo10 with its line pulled for a while", inputs));
+  outputs.push_back(
+      MakePlotFile(File("ulix-demo.svg"), "Kelvo10 with its line pulled for a while", inputs, Language::kEnglish));
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());
   RunScan(session_, inputs, {.settings = {.period_ms = kPeriodMs}, .count = count}, outputs);

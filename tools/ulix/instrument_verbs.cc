@@ -1,4 +1,4 @@
-// identify, set, run, stop, config: one thing asked of an instrument.
+// identify, set, run, stop: one thing asked of an instrument.
 #include <memory>
 
 #include "base/numbers.h"
@@ -6,14 +6,10 @@
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
-
-// What a person wants to hear when it went well, and a script does not.
-void Tell(const std::string& text) {
-  if (OnTerminal()) PrintLine(text);
-}
 
 int Identify(const ConnectionOptions& connection) {
   Session session(connection);
@@ -36,7 +32,8 @@ int Set(const SetOptions& options) {
   const float value = ParseValue(options.value);
   session.Connect();
   session.Check(session.instrument().SetChanVal(channel.id, value));
-  Tell(channel.name + " set to " + ShownNumber(FormatShortest(value)) + " " + channel.unit);
+  const std::string shown = ShownNumber(FormatShortest(value)) + " " + channel.unit;
+  Tell(Say(CliWord::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
   return 0;
 }
 
@@ -51,46 +48,6 @@ Action DefineOrder(CLI::App& verb, HRESULT (Instrument::*order)()) {
     session.Check((session.instrument().*order)());
     return 0;
   };
-}
-
-struct ConfigOptions {
-  ConnectionOptions connection;
-  std::string action;
-  std::string save_file;
-};
-
-void ShowConfig(Session& session) {
-  const Settings& settings = session.instrument().settings();
-  const auto values = settings.Snapshot();
-  for (const SettingRow& row : settings.rows()) {
-    const std::string text = Shown(settings.TextOf(row));
-    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(values, row));
-    PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
-  }
-  std::string communication;
-  session.Check(session.instrument().GetCommInfo(&communication));
-  PrintLine(Shown(communication));
-}
-
-void SaveConfig(Session& session, const std::string& path) {
-  MemoryStream stream;
-  session.Check(session.instrument().Save(stream));
-  WriteWholeFile(path, stream.bytes());
-}
-
-int Config(const ConfigOptions& options) {
-  Session session(options.connection);
-  if (!options.save_file.empty()) CheckReplaceable(options.save_file);
-  if (options.action != "show") session.Connect();
-  if (options.action == "send") session.Check(session.instrument().SendCfg());
-  if (options.action == "read") session.Check(session.instrument().ReadCfg());
-  if (options.action == "send") {
-    Tell("configuration sent");
-  } else {
-    ShowConfig(session);
-  }
-  if (!options.save_file.empty()) SaveConfig(session, options.save_file);
-  return 0;
 }
 
 }  // namespace
@@ -116,18 +73,5 @@ Action DefineSet(CLI::App& verb) {
 Action DefineRun(CLI::App& verb) { return DefineOrder(verb, &Instrument::Run); }
 
 Action DefineStop(CLI::App& verb) { return DefineOrder(verb, &Instrument::Stop); }
-
-Action DefineConfig(CLI::App& verb) {
-  const auto options = std::make_shared<ConfigOptions>();
-  AddModel(verb, options->connection);
-  verb.add_option("ACTION", options->action,
-                  "show: print it, without an instrument; send: to the instrument; read: from the instrument")
-      ->required()
-      ->type_name("show|send|read")
-      ->check(CLI::IsMember({"show", "send", "read"}));
-  verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
-  AddConnection(verb, options->connection);
-  return [=] { return Config(*options); };
-}
 
 }  // namespace ulix::cli

@@ -4,10 +4,12 @@
 #include "base/numbers.h"
 #include "drivers/catalogue.h"
 #include "platform/port_list.h"
+#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -56,7 +58,9 @@ Json ModelJson(const ModelCard& card) {
 }
 
 int ListModels(bool json) {
-  Table table({"MODEL", "NAME", "PROGID", "LINK", "CHANNELS"});
+  Table table(
+      Heads({CliWord::kModelHead, CliWord::kNameHead, CliWord::kProgIdHead, CliWord::kLinkHead, CliWord::kChannelsHead},
+            platform::UserLanguage()));
   Json array = Json::array();
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
@@ -68,7 +72,7 @@ int ListModels(bool json) {
 }
 
 int ListPorts(bool json) {
-  Table table({"NUMBER", "NAME", "DEVICE"});
+  Table table(Heads({CliWord::kNumberHead, CliWord::kNameHead, CliWord::kDeviceHead}, platform::UserLanguage()));
   Json array = Json::array();
   for (const platform::PortEntry& port : platform::ListSerialPorts()) {
     const std::string name = "COM" + std::to_string(port.number);
@@ -88,7 +92,7 @@ std::string DefaultOf(const SettingRow& row) {
 }
 
 int ListKeys(const std::string& model) {
-  Table table({"KEY", "DEFAULT", "TAKES"});
+  Table table(Heads({CliWord::kKeyHead, CliWord::kDefaultHead, CliWord::kTakesHead}, platform::UserLanguage()));
   for (const SettingRow& row : FindModel(model)->card->settings) {
     table.Add({row.key, DefaultOf(row), AllowedValues(row)});
   }

@@ -9,22 +9,16 @@
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/time_axis.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kHistory = 32;
 constexpr std::array kEighths = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr double kSecondsPerDay = 86400;
-
-// At most `width` columns of UTF-8.
-std::string Cut(const std::string& text, std::size_t width) {
-  if (DisplayWidth(text) <= width) return text;
-  std::size_t end = text.size();
-  while (end > 0 && DisplayWidth(std::string_view(text).substr(0, end)) > width) --end;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-  return text.substr(0, end);
-}
+constexpr std::size_t kLeastTrend = 8;
+constexpr std::size_t kLeastError = 24;  // columns for the code and the beginning of its text
 
 std::string ShownValue(const LiveRow& row) {
   const bool held = !row.history.empty() && row.history.back();
@@ -45,42 +39,53 @@ std::size_t Widest(std::span<const LiveRow> rows, Text&& text) {
 
 }  // namespace
 
-std::string Sparkline(const std::deque<std::optional<float>>& values) {
+std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most) {
+  const auto first = values.end() - static_cast<std::ptrdiff_t>(std::min(most, values.size()));
   float low = INFINITY;
   float high = -INFINITY;
-  for (const auto& value : values) {
+  std::for_each(first, values.end(), [&](const auto& value) {
     if (value) low = std::min(low, *value), high = std::max(high, *value);
-  }
+  });
   std::string line;
-  for (const auto& value : values) {
+  std::for_each(first, values.end(), [&](const auto& value) {
     const float share = value && high > low ? (*value - low) / (high - low) : 0.5F;
     const auto eighth = static_cast<std::size_t>(std::clamp(share * 7.99F, 0.0F, 7.0F));
-    line += value ? kEighths[eighth] : " ";
-  }
+    line += value ? kEighths[eighth] : "×";
+  });
   return line;
 }
 
-std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width) {
-  const std::size_t names = Widest(rows, [](const LiveRow& row) { return row.channel.name; });
-  const std::size_t values = std::max<std::size_t>(10, Widest(rows, ShownValue));
-  const std::size_t units = Widest(rows, [](const LiveRow& row) { return row.channel.unit; });
+std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language) {
+  const auto head = [&](CliWord word) { return Say(word, language); };
+  const auto wide = [&](CliWord word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
+  const std::size_t names =
+      wide(CliWord::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
+  const std::size_t values = wide(CliWord::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
+  const std::size_t units = wide(CliWord::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
+  const std::size_t errors = Widest(rows, [](const LiveRow& row) { return row.error; });
+  const std::size_t used = names + values + units + 5;
+  const std::size_t left = width > used ? width - used : 0;
+  const std::size_t trend =
+      std::clamp(left > errors + 2 ? left - errors - 2 : 0, std::min(kLeastTrend, left), kHistory);
+  const bool both = left >= trend + 2 + kLeastError;
+
+  const auto line = [&](const std::string& name, const std::string& value, const std::string& unit) {
+    return Cut(PaddedTo(name, names) + "  " + RightAligned(value, values) + " " + PaddedTo(unit, units) + "  ", width);
+  };
   std::vector<std::string> lines;
+  lines.push_back(Bold(line(head(CliWord::kChannelHead), head(CliWord::kValueHead), head(CliWord::kUnitHead)) +
+                       Cut(head(CliWord::kTrendHead), left)));
   for (const LiveRow& row : rows) {
-    const std::string start = PaddedTo(row.channel.name, names) + "  " + RightAligned(ShownValue(row), values) + " " +
-                              PaddedTo(row.channel.unit, units) + "  ";
-    const std::size_t used = DisplayWidth(start);
-    const std::size_t left = width > used ? width - used : 0;
-    if (left < kHistory + 2) {
-      lines.push_back(Cut(start + row.error, width));
-      continue;
-    }
-    const std::string error = Cut(row.error, left - kHistory - 2);
-    lines.push_back(start + PaddedTo(Sparkline(row.history), kHistory) + "  " + (error.empty() ? error : Red(error)));
+    lines.push_back(line(row.channel.name, ShownValue(row), row.channel.unit));
+    const bool failed = !row.error.empty();
+    if (both || !failed) lines.back() += PaddedTo(Sparkline(row.history, trend), failed ? trend + 2 : 0);
+    if (failed) lines.back() += Red(Cut(row.error, both ? left - trend - 2 : left));
   }
   return lines;
 }
 
-LiveTable::LiveTable(std::span<const Channel> channels, ErrorText error_text) : error_text_(std::move(error_text)) {
+LiveTable::LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language)
+    : error_text_(std::move(error_text)), language_(language) {
   for (const Channel& channel : channels) rows_.push_back({channel, {}, {}});
   Draw();
 }
@@ -92,6 +97,7 @@ void LiveTable::Show(const ScanReport& report) {
     const auto k = static_cast<std::size_t>(found - report.data.ids.begin());
     const HRESULT error = report.data.errors[k];
     row.error = Failed(error) ? FailureLine(error, error_text_(error)) : std::string();
+    if (Failed(error)) ++failed_;
     row.history.push_back(Failed(error) ? std::nullopt : std::optional(report.data.values[k]));
     if (row.history.size() > kHistory) row.history.pop_front();
     last_ = report.data.times[k];
@@ -100,15 +106,29 @@ void LiveTable::Show(const ScanReport& report) {
   Draw();
 }
 
-void LiveTable::Draw() {
-  const auto width = static_cast<std::size_t>(platform::TerminalWidth());
+// What matters most first: a narrow terminal cuts the rest.
+std::string LiveTable::StatusLine() const {
+  if (reports_ == 0) return Say(CliWord::kWaitingForReport, language_);
   const double seconds = (last_ - first_) * kSecondsPerDay;
   const double rate = seconds > 0 ? static_cast<double>(reports_ - 1) / seconds : 0;
-  auto lines = LiveLines(rows_, width - 1);
-  const std::string clock = reports_ == 0 ? std::string("waiting") : IsoTime(last_).substr(11);
-  lines.push_back(Cut(std::to_string(reports_) + (reports_ == 1 ? " report, " : " reports, ") +
-                          ShownNumber(FormatFixed(rate, 1)) + "/s, " + clock + "; Ctrl-C ends",
-                      width - 1));
+  std::string status = ShownNumber(IsoTime(last_).substr(11)) + ", ";
+  status += Say(reports_ == 1 ? CliWord::kOneReport : CliWord::kReports, language_, {std::to_string(reports_)}) + ", ";
+  status += ShownNumber(FormatFixed(rate, 1)) + "/s";
+  if (failed_ > 0) status += ", " + Say(CliWord::kReadingsFailed, language_, {std::to_string(failed_)});
+  return status + "; " + Say(CliWord::kCtrlCEnds, language_);
+}
+
+// Of more channels than the terminal has lines the first are shown: what has scrolled off cannot be drawn again.
+void LiveTable::Draw() {
+  const auto width = static_cast<std::size_t>(std::max(platform::TerminalWidth(), 2)) - 1;
+  const auto height = static_cast<std::size_t>(std::max(platform::TerminalHeight(), 5));
+  auto lines = LiveLines(rows_, width, language_);
+  if (lines.size() + 2 > height) {
+    const std::size_t hidden = lines.size() - (height - 3);
+    lines.resize(height - 3);
+    lines.push_back(Cut(Say(CliWord::kMoreChannels, language_, {std::to_string(hidden)}), width));
+  }
+  lines.push_back(Cut(StatusLine(), width));
   if (drawn_ > 0) std::cout << "\x1b[" << drawn_ << "A";
   for (const std::string& line : lines) std::cout << "\r" << line << "\x1b[K\n";
   std::cout.flush();

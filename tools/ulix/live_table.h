@@ -12,8 +12,8 @@
 
 namespace ulix::cli {
 
-// A line of eighths, lowest to highest of what it shows; a blank for a reading that failed.
-std::string Sparkline(const std::deque<std::optional<float>>& values);
+// The last `most` values as a line of eighths, lowest to highest of what it shows; a cross for a reading that failed.
+std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most);
 
 struct LiveRow {
   Channel channel;
@@ -21,20 +21,24 @@ struct LiveRow {
   std::string error;                         // of the last reading, UTF-8; empty when it succeeded
 };
 
-// One line a channel, none longer than `width` columns.
-std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width);
+// The headings and one line a channel, none longer than `width` columns. Where an error leaves no room for a trend, it
+// stands in its place.
+std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language);
 
 class LiveTable final : public ScanOutput {
  public:
-  LiveTable(std::span<const Channel> channels, ErrorText error_text);
+  LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language);
   void Show(const ScanReport& report) override;
 
  private:
   void Draw();
+  std::string StatusLine() const;
 
   std::vector<LiveRow> rows_;
   ErrorText error_text_;
+  Language language_;
   std::uint64_t reports_ = 0;
+  std::uint64_t failed_ = 0;  // readings
   Date first_ = 0;
   Date last_ = 0;
   std::size_t drawn_ = 0;  // lines on the screen

@@ -3,27 +3,18 @@
 #include <charconv>
 #include <memory>
 
+#include "forms/words.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/memory_output.h"
+#include "tools/ulix/memory_verb.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/progress_bar.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
-
-struct MemoryOptions {
-  ConnectionOptions connection;
-  std::string action;
-  std::string block;
-  std::optional<std::uint32_t> count;  // to clear
-  std::uint32_t most = 0;
-  bool clear = false;
-  std::string csv_file;
-  std::string plot_file;
-  bool json = false;
-};
 
 struct ProgramOptions {
   ConnectionOptions connection;
@@ -49,11 +40,18 @@ void CheckHasMemory(Session& session) {
   }
 }
 
-int ListBlocks(Session& session, bool json) {
+// Scripts read the English word.
+std::string YesOrNo(bool yes, Language language) {
+  return Shown(ulix::Say(yes ? Word::kYes : Word::kNo, OnTerminal() ? language : Language::kEnglish));
+}
+
+int ListBlocks(Session& session, bool json, Language language) {
   session.Connect();
   std::vector<std::uint32_t> blocks;
   session.Check(session.instrument().MemBlocks(&blocks));
-  Table table({"BLOCK", "NAME", "SIZE", "RECORDS", "RECORDING"});
+  Table table(Heads(
+      {CliWord::kBlockHead, CliWord::kNameHead, CliWord::kSizeHead, CliWord::kRecordsHead, CliWord::kRecordingHead},
+      language));
   Json array = Json::array();
   for (const std::uint32_t block : blocks) {
     const auto id = static_cast<std::int32_t>(block);
@@ -66,17 +64,46 @@ int ListBlocks(Session& session, bool json) {
     session.Check(session.instrument().GetMemBlockName(id, &name));
     array.push_back(
         {{"block", id}, {"name", name}, {"size", size}, {"records", records}, {"recording", recording != 0}});
-    table.Add({std::to_string(id), name, std::to_string(size), std::to_string(records), recording ? "yes" : "no"});
+    table.Add(
+        {std::to_string(id), name, std::to_string(size), std::to_string(records), YesOrNo(recording != 0, language)});
   }
   json ? PrintLine(array.dump()) : table.Print();
   return 0;
 }
 
-void AddOutputs(const MemoryOptions& options, const std::string& title, RecordSinks& sinks) {
+// Of a block's plot and report; with a '%' for the instrument's name.
+std::string TitleOf(std::int32_t block, Language language) {
+  return Say(CliWord::kMemoryTitle, language, {"%", std::to_string(block + 1)});
+}
+
+ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32_t block) {
+  const Language language = LanguageOf(options.connection);
+  ReportFacts facts = FactsOf(session, TitleOf(block, language), language);
+  std::string name;
+  session.instrument().GetMemBlockName(block, &name);
+  facts.measurement = {{Say(CliWord::kMemoryBlock, language), Shown(name)}};
+  const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
+  return {options.report_file, std::move(facts), error_text, language};
+}
+
+void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, RecordSinks& sinks) {
   // The files first: what went to the screen cannot be taken back.
   if (!options.csv_file.empty()) sinks.Add(MakeRecordCsv(options.csv_file));
-  if (!options.plot_file.empty()) sinks.Add(MakeRecordPlot(options.plot_file, title));
-  sinks.Add(options.json ? MakeRecordJson() : MakeRecordLines());
+  if (!options.plot_file.empty()) {
+    const Language language = LanguageOf(options.connection);
+    const std::string name = Shown(session.instrument().card().display_name.In(language));
+    sinks.Add(MakeRecordPlot(options.plot_file, Filled(TitleOf(block, language), {name}), language));
+  }
+  if (!options.report_file.empty()) sinks.Add(MakeRecordReport(PlanReport(session, options, block)));
+  if (options.json) {
+    sinks.Add(MakeRecordJson());
+  } else if (options.lines) {
+    sinks.Add(MakeRecordLines());
+  }
+}
+
+std::string RecordCount(std::uint32_t records, Language language) {
+  return Say(records == 1 ? CliWord::kOneRecord : CliWord::kRecordCount, language, {std::to_string(records)});
 }
 
 // A failed write ends the read like any other failure: the logger is let go first.
@@ -108,57 +135,62 @@ class Guarded final : public RecordSink {
 };
 
 int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options, std::int32_t block) {
-  if (!options.csv_file.empty()) CheckReplaceable(options.csv_file);
-  if (!options.plot_file.empty()) CheckReplaceable(options.plot_file);
+  for (const std::string& file : {options.csv_file, options.plot_file, options.report_file}) {
+    if (!file.empty()) CheckReplaceable(file);
+  }
   session.Connect();
-  const std::string model = Shown(session.instrument().card().display_name.In(Language::kEnglish));
   RecordSinks outputs;
-  AddOutputs(options, model + ", memory block " + std::to_string(block + 1), outputs);
+  AddOutputs(session, options, block, outputs);
   Guarded sink(outputs);
   std::uint32_t read = 0;
   const HRESULT result = session.instrument().StreamMemBlock(block, options.most, options.clear, sink, &read);
   sink.Rethrow();
   session.Check(result);
   if (!outputs.complete() && bar.interrupted()) ThrowCancelled();
-  if (OnTerminal() && !options.json) PrintLine(std::to_string(read) + (read == 1 ? " record" : " records"));
+  if (!options.json) Tell(RecordCount(read, LanguageOf(options.connection)));
   return 0;
 }
+
+}  // namespace
 
 int Memory(const MemoryOptions& options) {
   if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
   if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
   const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
-  ProgressBar bar;
+  ProgressBar bar(CliWord::kReadingMemory, LanguageOf(options.connection));
   Session session(options.connection, {}, &bar);
   CheckHasMemory(session);
-  if (options.action == "list") return ListBlocks(session, options.json);
+  if (options.action == "list") return ListBlocks(session, options.json, LanguageOf(options.connection));
   if (options.action == "read") return ReadBlock(session, bar, options, block);
   session.Connect();
   session.Check(session.instrument().ClearMemBlock(block, options.count.value_or(0)));
   return 0;
 }
 
-int CheckProgram(Session& session, const std::string& file) {
+namespace {
+
+int CheckProgram(Session& session, const std::string& file, Language language) {
   std::uint32_t records = 0;
   session.Check(session.instrument().CheckProgram(file, &records));
-  PrintLine(std::to_string(records) + (records == 1 ? " record" : " records"));
+  PrintLine(RecordCount(records, OnTerminal() ? language : Language::kEnglish));
   return 0;
 }
 
 int Program(const ProgramOptions& options) {
-  ProgressBar bar;
+  const Language language = LanguageOf(options.connection);
+  const bool send = options.action == "send";
+  ProgressBar bar(send ? CliWord::kSendingProgram : CliWord::kReadingProgram, language);
   Session session(options.connection, {}, &bar);
   if (session.instrument().CheckProgram("", nullptr) == E_NOTIMPL) {
     throw UsageError("MODEL", options.connection.model + " has no program");
   }
-  if (options.action == "check") return CheckProgram(session, options.file);
-  const bool send = options.action == "send";
+  if (options.action == "check") return CheckProgram(session, options.file, language);
   if (!send) CheckReplaceable(options.file);
   Instrument& instrument = session.instrument();
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
   if (result == kCancelled) ThrowCancelled();
   session.Check(result);
-  if (OnTerminal()) PrintLine(send ? "Program sent" : "Program re-read");
+  Tell(Say(send ? CliWord::kProgramSent : CliWord::kProgramReRead, language));
   return 0;
 }
 
@@ -178,6 +210,7 @@ Action DefineMemory(CLI::App& verb) {
   verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
   verb.add_option("--csv", options->csv_file, "Keep the records as lines of values")->type_name("FILE");
   verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
+  verb.add_option("--report", options->report_file, "Write a page to print and to keep")->type_name("FILE.html");
   verb.add_flag("--json", options->json, "One JSON array");
   AddConnection(verb, options->connection);
   verb.footer(

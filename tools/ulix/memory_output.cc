@@ -22,8 +22,6 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
-std::string ChannelName(ChannelId id) { return "CH" + std::to_string(static_cast<std::int32_t>(id) + 1); }
-
 OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
 
 class Lines final : public RecordSink {
@@ -85,26 +83,45 @@ class CsvFile final : public RecordSink {
 
 class PlotFile final : public RecordSink {
  public:
-  PlotFile(std::string path, std::string title) : path_(std::move(path)), title_(std::move(title)) {}
+  PlotFile(std::string path, std::string title, Language language)
+      : path_(std::move(path)), title_(std::move(title)), language_(language) {}
   HRESULT Take(const ChannelArrays& records) override {
     for (std::size_t k = 0; k < records.size(); ++k) {
       PlotCurve& curve = curves_[records.ids[k]];
-      if (curve.name.empty()) curve.name = ChannelName(records.ids[k]);
-      curve.points.push_back({records.times[k], ValueOf(records, k)});
+      if (curve.name.empty()) curve.name = LoggerChannel(records.ids[k]).name;
+      curve.Add({records.times[k], ValueOf(records, k)});
     }
     return S_OK;
   }
   HRESULT Complete() override {
     std::vector<PlotCurve> curves;
     for (auto& [id, curve] : curves_) curves.push_back(std::move(curve));
-    WriteWholeFile(path_, PlotSvg(title_, curves));
+    WriteWholeFile(path_, PlotSvg(title_, curves, language_));
     return S_OK;
   }
 
  private:
   std::string path_;
   std::string title_;
+  Language language_;
   std::map<ChannelId, PlotCurve> curves_;
+};
+
+class ReportFile final : public RecordSink {
+ public:
+  explicit ReportFile(ReportPlan plan) : plan_(std::move(plan)), recording_({}) {}
+  HRESULT Take(const ChannelArrays& records) override {
+    recording_.AddRecords(records);
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    WriteReport(plan_, recording_);
+    return S_OK;
+  }
+
+ private:
+  ReportPlan plan_;
+  Recording recording_;
 };
 
 }  // namespace
@@ -123,15 +140,16 @@ std::string RecordLine(const ChannelArrays& records, std::size_t k) {
   const std::string shown = value                    ? ShownNumber(FormatShortest(*value))
                             : records.errors[k] != 0 ? CodeText(records.errors[k])
                                                      : std::string("--");
-  return IsoTime(records.times[k]) + "  " + ChannelName(records.ids[k]) + "  " + shown;
+  return IsoTime(records.times[k]) + "  " + LoggerChannel(records.ids[k]).name + "  " + shown;
 }
 
 std::unique_ptr<RecordSink> MakeRecordLines() { return std::make_unique<Lines>(); }
 std::unique_ptr<RecordSink> MakeRecordJson() { return std::make_unique<JsonArray>(); }
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path) { return std::make_unique<CsvFile>(path); }
-std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title) {
-  return std::make_unique<PlotFile>(path, title);
+std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language) {
+  return std::make_unique<PlotFile>(path, title, language);
 }
+std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan) { return std::make_unique<ReportFile>(std::move(plan)); }
 
 HRESULT RecordSinks::Take(const ChannelArrays& records) {
   HRESULT result = S_OK;

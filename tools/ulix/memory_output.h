@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/record_sink.h"
+#include "tools/ulix/report.h"
 
 namespace ulix::cli {
 
@@ -18,7 +19,8 @@ std::string RecordLine(const ChannelArrays& records, std::size_t k);
 std::unique_ptr<RecordSink> MakeRecordLines();
 std::unique_ptr<RecordSink> MakeRecordJson();
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path);
-std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title);
+std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language);
+std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan);
 
 // Hands all to each of several, and completes them in order.
 class RecordSinks final : public RecordSink {

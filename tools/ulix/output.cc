@@ -29,20 +29,6 @@ std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>
   return widths;
 }
 
-// Breaks at blanks; a word longer than the width stays whole.
-std::vector<std::string> Wrapped(const std::string& text, std::size_t width) {
-  std::vector<std::string> lines(1);
-  for (const std::string_view word : SplitWords(text, " ")) {
-    std::string& line = lines.back();
-    if (!line.empty() && DisplayWidth(line) + 1 + DisplayWidth(word) > width) {
-      lines.emplace_back(word);
-    } else {
-      line += (line.empty() ? "" : " ") + std::string(word);
-    }
-  }
-  return lines;
-}
-
 void AppendWrapped(std::vector<std::string>& lines, const std::vector<std::string>& row,
                    const std::vector<std::size_t>& widths, std::size_t width) {
   std::string start;
@@ -64,6 +50,19 @@ bool OnTerminal() {
   return terminal;
 }
 
+char DecimalSeparatorOf(Language language) { return language == Language::kFrench ? ',' : '.'; }
+
+std::string InLanguage(std::string number, Language language) {
+  std::replace(number.begin(), number.end(), '.', DecimalSeparatorOf(language));
+  return number;
+}
+
+std::string ShownTime(Date date, Language language) {
+  std::string time = IsoTime(date);
+  std::replace(time.begin(), time.end(), 'T', ' ');
+  return InLanguage(std::move(time), language);
+}
+
 std::string ShownNumber(const std::string& number) { return OnTerminal() ? ToLocalDecimal(number, '.') : number; }
 
 std::size_t DisplayWidth(std::string_view utf8) {
@@ -75,6 +74,28 @@ std::string PaddedTo(std::string text, std::size_t width) {
   const std::size_t shown = DisplayWidth(text);
   if (shown < width) text.append(width - shown, ' ');
   return text;
+}
+
+std::string Cut(const std::string& utf8, std::size_t width) {
+  if (DisplayWidth(utf8) <= width) return utf8;
+  if (width == 0) return {};
+  std::size_t end = utf8.size();
+  while (end > 0 && DisplayWidth(std::string_view(utf8).substr(0, end)) > width - 1) --end;
+  while (end > 0 && (static_cast<unsigned char>(utf8[end]) & 0xC0U) == 0x80U) --end;
+  return utf8.substr(0, end) + "…";
+}
+
+std::vector<std::string> Wrapped(const std::string& text, std::size_t width) {
+  std::vector<std::string> lines(1);
+  for (const std::string_view word : SplitWords(text, " ")) {
+    std::string& line = lines.back();
+    if (!line.empty() && DisplayWidth(line) + 1 + DisplayWidth(word) > width) {
+      lines.emplace_back(word);
+    } else {
+      line += (line.empty() ? "" : " ") + std::string(word);
+    }
+  }
+  return lines;
 }
 
 std::vector<std::string> Table::Lines(std::size_t width) const {
@@ -101,6 +122,10 @@ Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
 void PrintLine(const std::string& line) {
   std::cout << line << std::endl;
   if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
+}
+
+void Tell(const std::string& text) {
+  if (OnTerminal()) PrintLine(text);
 }
 
 void CheckWritable(const std::string& path) {

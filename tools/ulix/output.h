@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/date.h"
 #include "base/result.h"
+#include "base/text.h"
 
 namespace ulix::cli {
 
@@ -19,12 +21,23 @@ std::string Shown(std::string_view ansi);
 // the system once.
 bool OnTerminal();
 
+// What a language puts between units and decimals.
+char DecimalSeparatorOf(Language language);
+// A number with a point, as people write it in a language.
+std::string InLanguage(std::string number, Language language);
+// "2026-01-31 10:11:12.345", likewise.
+std::string ShownTime(Date date, Language language);
+
 // A number with a point, as it is to be shown: with the user's own separator on a terminal.
 std::string ShownNumber(const std::string& number);
 
 // Columns that a terminal gives a text without escape sequences: one a character.
 std::size_t DisplayWidth(std::string_view utf8);
 std::string PaddedTo(std::string text, std::size_t width);
+// In at most `width` columns, the last of which says whether something was left out.
+std::string Cut(const std::string& utf8, std::size_t width);
+// In lines of at most `width` columns, broken at blanks; a word longer than that stays whole.
+std::vector<std::string> Wrapped(const std::string& text, std::size_t width);
 
 // Rows in aligned columns. On a terminal: under bold headers, the last column wrapped. Piped: a line a row, no headers.
 class Table {
@@ -49,6 +62,9 @@ Json JsonError(HRESULT code);
 // A line, out at once: whoever reads the other end of a pipe gets it now. OperationFailed when nobody takes it any
 // more.
 void PrintLine(const std::string& line);
+
+// What a person wants to hear when it went well, and a script does not.
+void Tell(const std::string& text);
 
 // Each is an OperationFailed when the file cannot be written (read). The checks leave nothing behind. A whole file is
 // written beside the old one and takes its place, so that there is never half of it; CheckReplaceable is for that.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/ulix/terminal_user.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 
@@ -15,13 +16,16 @@ std::string ProgressLine(const ProgressStep& step, std::size_t width);
 // the operation.
 class ProgressBar final : public TerminalUser {
  public:
-  ProgressBar();
+  // `title` is what people are told who read another language than that of the operation's own texts, English.
+  ProgressBar(CliWord title, Language language);
   bool interrupted() const { return interrupted_; }
 
   bool Progress(int) override { return !interrupted_; }
   bool ShowProgress(const ProgressStep& step) override;
 
  private:
+  std::string title_;
+  Language language_;
   const std::atomic<bool>& interrupted_;
   std::string drawn_;
 };

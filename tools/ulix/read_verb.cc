@@ -7,6 +7,7 @@
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -50,9 +51,10 @@ Json RowJson(const Row& row) {
           {"text", row.text}};
 }
 
-void PrintRows(const std::vector<Row>& rows, bool json) {
+void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
   Json array = Json::array();
-  Table table({"ID", "NAME", "VALUE", "UNIT", "ERROR"});
+  Table table(Heads(
+      {CliWord::kIdHead, CliWord::kNameHead, CliWord::kValueHead, CliWord::kUnitHead, CliWord::kErrorHead}, language));
   for (const Row& row : rows) {
     array.push_back(RowJson(row));
     const std::string value = row.value ? ShownNumber(FormatValue(row.channel, *row.value)) : std::string("--");
@@ -65,7 +67,7 @@ void PrintRows(const std::vector<Row>& rows, bool json) {
 int Read(const ReadOptions& options) {
   Session session(options.connection);
   const auto rows = ReadRows(session, options);
-  PrintRows(rows, options.json);
+  PrintRows(rows, options.json, LanguageOf(options.connection));
   for (const Row& row : rows) session.Check(row.error);
   return 0;
 }

@@ -9,6 +9,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/live_table.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/svg_plot.h"
 
 namespace ulix::cli {
 namespace {
@@ -54,8 +55,8 @@ class CsvFile final : public ScanOutput {
 
 class PlotFile final : public ScanOutput {
  public:
-  PlotFile(std::string path, std::string title, std::span<const Channel> channels)
-      : path_(std::move(path)), title_(std::move(title)) {
+  PlotFile(std::string path, std::string title, std::span<const Channel> channels, Language language)
+      : path_(std::move(path)), title_(std::move(title)), language_(language) {
     for (const Channel& channel : channels) {
       ids_.push_back(channel.id);
       curves_.push_back({channel.name, channel.unit, {}});
@@ -66,16 +67,28 @@ class PlotFile final : public ScanOutput {
       const auto curve = std::find(ids_.begin(), ids_.end(), report.data.ids[k]) - ids_.begin();
       const bool failed = Failed(report.data.errors[k]);
       const auto value = failed ? std::nullopt : std::optional(report.data.values[k]);
-      curves_.at(static_cast<std::size_t>(curve)).points.push_back({report.data.times[k], value});
+      curves_.at(static_cast<std::size_t>(curve)).Add({report.data.times[k], value});
     }
   }
-  void Finish() override { WriteWholeFile(path_, PlotSvg(title_, curves_)); }
+  void Finish() override { WriteWholeFile(path_, PlotSvg(title_, curves_, language_)); }
 
  private:
   std::string path_;
   std::string title_;
+  Language language_;
   std::vector<ChannelId> ids_;  // of the curves, in their order
   std::vector<PlotCurve> curves_;
+};
+
+class ReportFile final : public ScanOutput {
+ public:
+  ReportFile(ReportPlan plan, std::span<const Channel> channels) : plan_(std::move(plan)), recording_(channels) {}
+  void Show(const ScanReport& report) override { recording_.AddReport(report.data); }
+  void Finish() override { WriteReport(plan_, recording_); }
+
+ private:
+  ReportPlan plan_;
+  Recording recording_;
 };
 
 }  // namespace
@@ -111,8 +124,8 @@ std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, Er
   return std::make_unique<PlainLines>(channels, std::move(error_text));
 }
 
-std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text) {
-  if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text));
+std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language) {
+  if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text), language);
   return MakePlainLines(channels, std::move(error_text));
 }
 
@@ -122,8 +135,12 @@ std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const
 }
 
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,
-                                         std::span<const Channel> channels) {
-  return std::make_unique<PlotFile>(path, title, channels);
+                                         std::span<const Channel> channels, Language language) {
+  return std::make_unique<PlotFile>(path, title, channels, language);
+}
+
+std::unique_ptr<ScanOutput> MakeReportFile(ReportPlan plan, std::span<const Channel> channels) {
+  return std::make_unique<ReportFile>(std::move(plan), channels);
 }
 
 }  // namespace ulix::cli

@@ -7,8 +7,8 @@
 
 #include "tools/ulix/csv.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/report.h"
 #include "tools/ulix/scan.h"
-#include "tools/ulix/svg_plot.h"
 
 namespace ulix::cli {
 
@@ -21,7 +21,7 @@ std::string ScanText(std::span<const Channel> channels, const ScanReport& report
 std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text);
 
 // The live table on a terminal, plain lines elsewhere.
-std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text);
+std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language);
 
 // Lines are written as they come; OperationFailed when the file takes no more.
 std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const Channel> channels,
@@ -29,6 +29,9 @@ std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const
 
 // The drawing is written at the end.
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,
-                                         std::span<const Channel> channels);
+                                         std::span<const Channel> channels, Language language);
+
+// As is the page.
+std::unique_ptr<ScanOutput> MakeReportFile(ReportPlan plan, std::span<const Channel> channels);
 
 }  // namespace ulix::cli

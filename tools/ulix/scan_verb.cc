@@ -2,50 +2,61 @@
 #include <memory>
 
 #include "base/numbers.h"
-#include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
-#include "tools/ulix/scan.h"
 #include "tools/ulix/scan_output.h"
+#include "tools/ulix/scan_verb.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
 
-struct ScanOptions {
-  ConnectionOptions connection;
-  std::vector<std::string> channels;
-  ScanPlan plan;
-  std::string csv_file;
-  std::string plot_file;
-  bool json = false;
-};
+// The title of a scan's plot and report, with a '%' for the instrument's name.
+std::string TitleOf(Language language) { return Say(CliWord::kScanTitle, language); }
+
+ReportPlan PlanReport(Session& session, const ScanOptions& options, const ErrorText& error_text) {
+  const Language language = LanguageOf(options.connection);
+  ReportFacts facts = FactsOf(session, TitleOf(language), language);
+  facts.measurement = FactsOf(options.plan.settings, language);
+  return {options.report_file, std::move(facts), error_text, language};
+}
 
 ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<const Channel> channels) {
   const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
   ScanOutputs outputs;
+  const Language language = LanguageOf(options.connection);
   if (options.json) {
     outputs.push_back(MakeJsonLines());
-  } else {
-    outputs.push_back(MakeScreen(channels, error_text));
+  } else if (options.lines || OnTerminal()) {
+    outputs.push_back(MakeScreen(channels, error_text, language));
   }
   if (!options.csv_file.empty()) outputs.push_back(MakeCsvFile(options.csv_file, channels, error_text));
   if (!options.plot_file.empty()) {
-    const std::string title = Shown(session.instrument().card().display_name.In(Language::kEnglish));
-    outputs.push_back(MakePlotFile(options.plot_file, title, channels));
+    const std::string name = Shown(session.instrument().card().display_name.In(language));
+    outputs.push_back(MakePlotFile(options.plot_file, Filled(TitleOf(language), {name}), channels, language));
+  }
+  if (!options.report_file.empty()) {
+    outputs.push_back(MakeReportFile(PlanReport(session, options, error_text), channels));
   }
   return outputs;
 }
+
+}  // namespace
 
 int Scan(const ScanOptions& options) {
   Session session(options.connection);
   const auto channels = SelectInputs(session.Channels(), options.channels);
   if (!options.csv_file.empty()) CheckWritable(options.csv_file);
-  if (!options.plot_file.empty()) CheckReplaceable(options.plot_file);
+  for (const std::string& file : {options.plot_file, options.report_file}) {
+    if (!file.empty()) CheckReplaceable(file);
+  }
   session.Connect();
   ScanOutputs outputs = OutputsFor(session, options, channels);
   RunScan(session, channels, options.plan, outputs);
   return 0;
 }
+
+namespace {
 
 // A number of at least 0; neither "nan" nor "inf" is one.
 std::string NotNegative(const std::string& text) {
@@ -78,13 +89,19 @@ void AddPlan(CLI::App& verb, ScanPlan& plan) {
 
 }  // namespace
 
+void AddScan(CLI::App& verb, ScanOptions& options) {
+  verb.add_option("CHANNEL", options.channels, "Ids or names; every input channel if none is given")->type_name("");
+  AddPlan(verb, options.plan);
+}
+
 Action DefineScan(CLI::App& verb) {
   const auto options = std::make_shared<ScanOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel if none is given")->type_name("");
-  AddPlan(verb, options->plan);
+  AddScan(verb, *options);
   verb.add_option("--csv", options->csv_file, "Keep every report as a line of values")->type_name("FILE");
   verb.add_option("--plot", options->plot_file, "Draw the curves at the end")->type_name("FILE.svg");
+  verb.add_option("--report", options->report_file, "Write a page to print and to keep at the end")
+      ->type_name("FILE.html");
   verb.add_flag("--json", options->json, "One JSON object a line");
   AddConnection(verb, options->connection);
   verb.footer("Ends at --count, at --duration or with Ctrl-C, which hands the instrument back and writes the files.");

@@ -6,22 +6,30 @@
 #include <limits>
 
 #include "base/numbers.h"
+#include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/time_axis.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
 
 // All in pixels.
 constexpr double kWidth = 960;
-constexpr double kLeft = 84;
-constexpr double kRight = kWidth - 24;
+constexpr double kLeastLeft = 56;
+constexpr double kRight = kWidth - 36;
 constexpr double kTitleLine = 30;
-constexpr double kLegendLine = 54;
+constexpr double kTitleHeight = 44;
+constexpr double kAbove = 8;  // of a page's drawing, which has no title
 constexpr double kLegendStep = 20;
-constexpr double kPanelGap = 22;
-constexpr double kBelow = 58;
+constexpr double kPanelGap = 12;
+constexpr double kBelow = 66;
 constexpr double kCharacter = 7.2;
-constexpr double kSecondsPerDay = 86400;
+constexpr double kTitleCharacter = 9.4;
+constexpr double kMark = 4;  // half of a cross
+constexpr double kMarkStep = 10;
+constexpr std::size_t kMarkRows = 6;
+constexpr std::size_t kMostOfAName = 60;  // characters
 
 // Told apart also by readers who see few colours; after a round of them the dashes change.
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
@@ -43,41 +51,43 @@ struct Axis {
   double Place(double value) const { return from + (value - low) / (high - low) * (to - from); }
 };
 
+// The readings of a curve that failed one after the other.
+struct Outage {
+  double from = 0;  // pixels
+  double to = 0;
+};
+
 struct Panel {
   std::string unit;
-  std::vector<std::size_t> curves;  // places in the list of curves
+  std::vector<std::size_t> curves;           // places in the list of curves
+  std::vector<std::vector<Outage>> outages;  // of each of them
   Axis y;
   bool has_values = false;
+  int exponent = 0;  // the labels are to be multiplied by this power of ten
+  std::vector<std::pair<double, std::string>> labels;
+  double top = 0;  // of its legend
+
+  bool has_outages() const {
+    return std::any_of(outages.begin(), outages.end(), [](const auto& list) { return !list.empty(); });
+  }
+};
+
+// A drawing in the making.
+struct Plot {
+  const std::vector<PlotCurve>& curves;
+  Language language;
+  std::vector<Panel> panels;
+  Axis time;
+  bool has_points = false;
+  double left = kLeastLeft;
+  double bottom = 0;  // of the last panel
 };
 
 std::string Pixel(double value) { return FormatFixed(value, 1); }
 
-std::string Escaped(const std::string& text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        // XML has no way to hold the other control characters.
-        escaped += static_cast<unsigned char>(c) < 0x20U ? ' ' : c;
-    }
-  }
-  return escaped;
-}
-
-std::string Label(double x, double y, const char* attributes, const std::string& text) {
-  return "<text x=\"" + Pixel(x) + "\" y=\"" + Pixel(y) + "\" " + attributes + ">" + Escaped(text) + "</text>\n";
+std::string Label(double x, double y, const std::string& attributes, const std::string& text) {
+  return "<text x=\"" + Pixel(x) + "\" y=\"" + Pixel(y) + "\"" + (attributes.empty() ? "" : " ") + attributes + ">" +
+         Escaped(text) + "</text>\n";
 }
 
 std::string Line(double x1, double y1, double x2, double y2, const char* style) {
@@ -85,38 +95,48 @@ std::string Line(double x1, double y1, double x2, double y2, const char* style) 
          "\" class=\"" + style + "\"/>\n";
 }
 
+std::string Box(double x, double y, double width, double height, const char* style) {
+  return "<rect x=\"" + Pixel(x) + "\" y=\"" + Pixel(y) + "\" width=\"" + Pixel(width) + "\" height=\"" +
+         Pixel(height) + "\" class=\"" + style + "\"/>\n";
+}
+
+const char* ColourOf(std::size_t curve) { return kColours[curve % kColours.size()]; }
+
 std::string LineStyle(std::size_t curve) {
   const std::string dash = kDashes[curve / kColours.size() % kDashes.size()];
-  return std::string("stroke=\"") + kColours[curve % kColours.size()] + "\"" +
-         (dash.empty() ? "" : " stroke-dasharray=\"" + dash + "\"");
+  return std::string("stroke=\"") + ColourOf(curve) + "\"" + (dash.empty() ? "" : " stroke-dasharray=\"" + dash + "\"");
 }
 
-// What is drawn of a point: a value that is no finite number is a gap as well.
-std::optional<double> Drawn(const PlotPoint& point) {
-  if (!point.value || !std::isfinite(*point.value)) return std::nullopt;
-  return *point.value;
+std::string Cross(double x, double y) {
+  const std::string size = Pixel(2 * kMark);
+  return "M" + Pixel(x - kMark) + " " + Pixel(y - kMark) + " l" + size + " " + size + " m-" + size + " 0 l" + size +
+         " -" + size;
 }
+
+// --- what is drawn, and over which ranges ---
 
 // A range that can be drawn over: never empty, never of width 0.
-void Widen(Axis& axis, double margin, double least) {
+void Widen(Axis& axis, double margin) {
   if (axis.empty()) axis.low = axis.high = 0;
-  const double around = axis.low == axis.high ? std::max(std::abs(axis.low) * 0.01, least) : 0;
+  const double size = std::max(std::abs(axis.low), std::abs(axis.high));
+  const double around = axis.low == axis.high ? (size == 0 ? 1 : size * 0.01) : 0;
   const double room = (axis.high - axis.low) * margin + around;
   axis.low -= room;
   axis.high += room;
 }
 
-Axis TimeAxis(const std::vector<PlotCurve>& curves) {
-  Axis axis{.from = kLeft, .to = kRight};
-  for (const PlotCurve& curve : curves) {
-    for (const PlotPoint& point : curve.points) axis.Include(point.time);
+void FindTimes(Plot& plot) {
+  for (const PlotCurve& curve : plot.curves) {
+    for (const PlotPoint& point : curve.points) plot.time.Include(point.time);
   }
-  if (axis.empty() || axis.low == axis.high) {
-    const double middle = axis.empty() ? 0 : axis.low;
-    axis.low = middle - 0.5 / kSecondsPerDay;
-    axis.high = middle + 0.5 / kSecondsPerDay;
-  }
-  return axis;
+  plot.has_points = !plot.time.empty();
+  if (!plot.has_points) plot.time.low = plot.time.high = 0;
+  constexpr double kHalfSecond = 0.5 / kSecondsPerDay;
+  const double around = plot.time.low == plot.time.high ? kHalfSecond : 0;
+  plot.time.low -= around;
+  plot.time.high += around;
+  plot.time.from = plot.left;
+  plot.time.to = kRight;
 }
 
 std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
@@ -133,85 +153,165 @@ std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
   return panels;
 }
 
-// Stacks the panels from `top` down.
-double LayOut(std::vector<Panel>& panels, double top) {
-  const double height = panels.size() == 1 ? 340 : 220;
-  for (Panel& panel : panels) {
-    panel.has_values = !panel.y.empty();
-    Widen(panel.y, 0.06, panel.has_values && panel.y.low != 0 ? 1e-9 : 1);
-    panel.y.from = top + height;
-    panel.y.to = top;
-    top += height + kPanelGap;
+// 0 for sizes that are read as they stand, else a multiple of three.
+int ExponentOf(const Axis& axis) {
+  constexpr double kLeastPlain = 1e-3;
+  constexpr double kMostPlain = 1e6;
+  const double size = std::max(std::abs(axis.low), std::abs(axis.high));
+  if (size >= kLeastPlain && size < kMostPlain) return 0;
+  return 3 * static_cast<int>(std::floor(std::log10(size) / 3));
+}
+
+// A number as the language writes it; -0 as 0.
+std::string TickLabel(double value, int decimals, Language language) {
+  std::string text = FormatFixed(value, decimals);
+  if (text.starts_with('-') && text.find_first_of("123456789") == std::string::npos) text.erase(0, 1);
+  return InLanguage(text, language);
+}
+
+void FindLabels(Panel& panel, Language language) {
+  panel.has_values = !panel.y.empty();
+  Widen(panel.y, 0.06);
+  if (!panel.has_values) return;
+  panel.exponent = ExponentOf(panel.y);
+  const double scale = std::pow(10, panel.exponent);
+  const Ticks ticks = NiceTicks(panel.y.low / scale, panel.y.high / scale, 6);
+  for (const double at : ticks.at) panel.labels.emplace_back(at * scale, TickLabel(at, ticks.decimals, language));
+}
+
+void FindOutages(Plot& plot, Panel& panel) {
+  for (const std::size_t k : panel.curves) {
+    std::vector<Outage>& outages = panel.outages.emplace_back();
+    bool failed = false;
+    for (const PlotPoint& point : plot.curves[k].points) {
+      const double x = plot.time.Place(point.time);
+      const bool fails = !Drawn(point);
+      if (fails && !failed) outages.push_back({x, x});
+      if (fails) outages.back().to = x;
+      failed = fails;
+    }
   }
-  return top - kPanelGap;
 }
 
-std::string TickLabel(double value, int decimals) {
-  const double size = std::abs(value);
-  const bool plain = size < 1e7 && decimals <= 7;
-  const std::string text = plain ? FormatFixed(value, decimals) : FormatGeneral(value, 4);
-  const bool negative_zero = text.starts_with('-') && text.find_first_of("123456789") == std::string::npos;
-  return negative_zero ? text.substr(1) : text;
-}
+// --- legends ---
 
-std::string ValueGrid(const Panel& panel) {
-  std::string svg;
-  const Ticks ticks = NiceTicks(panel.y.low, panel.y.high, 6);
-  for (const double value : ticks.at) {
-    const double y = panel.y.Place(value);
-    svg += Line(kLeft, y, kRight, y, "grid");
-    svg += Label(kLeft - 8, y + 4, "text-anchor=\"end\"", TickLabel(value, ticks.decimals));
-  }
-  return svg;
-}
-
-// Seconds between time ticks and how much of "2026-01-31T10:11:12.345" a label shows.
-struct TimeStep {
-  double seconds;
-  std::size_t start;
-  std::size_t length;
+struct Entry {
+  std::string text;
+  std::string sign;  // drawn in the 26 pixels before it, from (0, 0)
 };
-constexpr std::array kTimeSteps = {
-    TimeStep{0.01, 11, 12}, TimeStep{0.02, 11, 12}, TimeStep{0.05, 11, 12}, TimeStep{0.1, 11, 10},
-    TimeStep{0.2, 11, 10},  TimeStep{0.5, 11, 10},  TimeStep{1, 11, 8},     TimeStep{2, 11, 8},
-    TimeStep{5, 11, 8},     TimeStep{10, 11, 8},    TimeStep{15, 11, 8},    TimeStep{30, 11, 8},
-    TimeStep{60, 11, 5},    TimeStep{120, 11, 5},   TimeStep{300, 11, 5},   TimeStep{600, 11, 5},
-    TimeStep{900, 11, 5},   TimeStep{1800, 11, 5},  TimeStep{3600, 11, 5},  TimeStep{7200, 11, 5},
-    TimeStep{10800, 11, 5}, TimeStep{21600, 11, 5}, TimeStep{43200, 11, 5}, TimeStep{86400, 0, 10}};
-constexpr double kTimeTicks = 7;
 
-TimeStep TimeStepFor(double seconds) {
-  const auto fits = [=](const TimeStep& step) { return seconds / step.seconds <= kTimeTicks; };
-  const auto step = std::find_if(kTimeSteps.begin(), kTimeSteps.end(), fits);
-  if (step != kTimeSteps.end()) return *step;
-  const double days = std::ceil(seconds / kSecondsPerDay / kTimeTicks);
-  return TimeStep{days * kSecondsPerDay, 0, 10};
+std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
+  std::vector<Entry> entries;
+  for (const std::size_t k : panel.curves) {
+    entries.push_back(
+        {Cut(plot.curves[k].name, kMostOfAName), "<path d=\"M0 0 h26\" class=\"curve\" " + LineStyle(k) + "/>"});
+  }
+  if (panel.has_outages()) {
+    entries.push_back({Say(CliWord::kReadingFailed, plot.language),
+                       "<path d=\"" + Cross(20, 0) + "\" class=\"fail\" stroke=\"#c00000\"/>"});
+  }
+  return entries;
 }
 
-std::string TimeGrid(const Axis& time, double top, double bottom) {
-  std::string svg;
-  const TimeStep step = TimeStepFor((time.high - time.low) * kSecondsPerDay);
-  const double days = step.seconds / kSecondsPerDay;
-  for (double k = std::ceil(time.low / days); k * days <= time.high; ++k) {
-    const double x = time.Place(k * days);
-    svg += Line(x, top, x, bottom, "grid");
-    svg += Label(x, bottom + 18, "text-anchor=\"middle\"", IsoTime(k * days).substr(step.start, step.length));
-  }
-  const std::string day = IsoTime(time.low).substr(0, 10);
-  return svg + Label((kLeft + kRight) / 2, bottom + 42, "text-anchor=\"middle\"", "Local time, " + day);
+std::string UnitText(const Panel& panel, Language language) {
+  const std::string unit = panel.unit.empty() ? Say(CliWord::kValue, language) : panel.unit;
+  if (panel.exponent == 0) return unit;
+  static constexpr std::array kRaised = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
+  std::string power = "10";
+  for (const char c : std::to_string(panel.exponent))
+    power += c == '-' ? "⁻" : kRaised[static_cast<std::size_t>(c - '0')];
+  return power + " " + unit;
 }
 
-std::string Frame(const Panel& panel) {
-  const double middle = (panel.y.from + panel.y.to) / 2;
-  std::string svg = "<rect x=\"" + Pixel(kLeft) + "\" y=\"" + Pixel(panel.y.to) + "\" width=\"" +
-                    Pixel(kRight - kLeft) + "\" height=\"" + Pixel(panel.y.from - panel.y.to) +
-                    "\" class=\"frame\"/>\n";
-  if (!panel.unit.empty()) {
-    const std::string turned = "text-anchor=\"middle\" transform=\"rotate(-90 18 " + Pixel(middle) + ")\"";
-    svg += Label(18, middle, turned.c_str(), panel.unit);
+// The unit, then the entries side by side in as many lines as they take. `bottom` becomes the end of the last line.
+std::string Legend(const Plot& plot, const Panel& panel, double& bottom) {
+  const std::string unit = UnitText(panel, plot.language);
+  const double start = plot.left + static_cast<double>(DisplayWidth(unit)) * kCharacter + 24;
+  double x = start;
+  double y = panel.top + 14;
+  std::string svg = Label(plot.left, y, "font-weight=\"bold\"", unit);
+  for (const Entry& entry : EntriesOf(plot, panel)) {
+    const double width = 34 + static_cast<double>(DisplayWidth(entry.text)) * kCharacter + 18;
+    if (x > start && x + width > kRight) {
+      x = start;
+      y += kLegendStep;
+    }
+    svg += "<g transform=\"translate(" + Pixel(x) + " " + Pixel(y - 4) + ")\">" + entry.sign + "</g>";
+    svg += Label(x + 34, y, "class=\"key\"", entry.text);
+    x += width;
   }
-  if (!panel.has_values) svg += Label((kLeft + kRight) / 2, middle, "text-anchor=\"middle\"", "no data");
+  bottom = y + 8;
   return svg;
+}
+
+// --- panels ---
+
+std::string ValueGrid(const Plot& plot, const Panel& panel) {
+  std::string svg;
+  for (const auto& [value, text] : panel.labels) {
+    const double y = panel.y.Place(value);
+    svg += Line(plot.left, y, kRight, y, "grid") + Label(plot.left - 8, y + 4, "text-anchor=\"end\"", text);
+  }
+  return svg;
+}
+
+// The name of the axis stands below the days, where there are any.
+std::string TimeGrid(const Plot& plot) {
+  std::string svg;
+  if (!plot.has_points) return svg;
+  double name = plot.bottom + 40;
+  for (const TimeTick& tick : TimeTicks(plot.time.low, plot.time.high, plot.language)) {
+    const double x = plot.time.Place(tick.at);
+    for (const Panel& panel : plot.panels) svg += Line(x, panel.y.to, x, panel.y.from, "grid");
+    svg += Label(x, plot.bottom + 18, "text-anchor=\"middle\"", tick.label);
+    if (tick.day.empty()) continue;
+    svg += Label(x, plot.bottom + 33, "text-anchor=\"middle\" class=\"key\"", tick.day);
+    name = plot.bottom + 54;
+  }
+  return svg + Label((plot.left + kRight) / 2, name, "text-anchor=\"middle\"",
+                     TimeAxisName(plot.time.low, plot.time.high, plot.language));
+}
+
+std::string Frame(const Plot& plot, const Panel& panel) {
+  const double height = panel.y.from - panel.y.to;
+  std::string svg = Box(plot.left, panel.y.to, kRight - plot.left, height, "frame");
+  if (panel.has_values) return svg;
+  return svg + Label((plot.left + kRight) / 2, panel.y.to + height / 2, "text-anchor=\"middle\"",
+                     Say(CliWord::kNoData, plot.language));
+}
+
+// Pale bands over the panel for as long as any of its curves has an outage.
+std::string Bands(const Panel& panel) {
+  std::vector<Outage> all;
+  for (const std::vector<Outage>& list : panel.outages) all.insert(all.end(), list.begin(), list.end());
+  std::sort(all.begin(), all.end(), [](const Outage& a, const Outage& b) { return a.from < b.from; });
+  std::vector<Outage> bands;
+  for (const Outage& outage : all) {
+    if (bands.empty() || outage.from > bands.back().to + 1) bands.push_back(outage);
+    bands.back().to = std::max(bands.back().to, outage.to);
+  }
+  std::string svg;
+  for (const Outage& band : bands) {
+    svg += Box(band.from - 1, panel.y.to, band.to - band.from + 2, panel.y.from - panel.y.to, "outage");
+  }
+  return svg;
+}
+
+// At the foot of the panel a cross and a line in the curve's colour for as long as it lasted.
+std::string Outages(const Panel& panel) {
+  std::string marks;
+  for (std::size_t k = 0; k < panel.outages.size(); ++k) {
+    const double y = panel.y.from - 8 - static_cast<double>(k % kMarkRows) * kMarkStep;
+    std::string path;
+    for (const Outage& outage : panel.outages[k]) {
+      path += Cross(outage.from, y);
+      if (outage.to > outage.from + kMark) path += " M" + Pixel(outage.from) + " " + Pixel(y) + " H" + Pixel(outage.to);
+    }
+    if (!path.empty()) {
+      marks += "<path d=\"" + path + "\" class=\"fail\" stroke=\"" + ColourOf(panel.curves[k]) + "\"/>\n";
+    }
+  }
+  return Bands(panel) + marks;
 }
 
 // The curve between gaps: a path where points follow each other, a dot for a point between two gaps.
@@ -223,7 +323,7 @@ class CurvePath {
     if (length_++ == 0) dot_ = "<circle cx=\"" + Pixel(x) + "\" cy=\"" + Pixel(y) + "\" r=\"2.5\"";
   }
   void Break() {
-    if (length_ == 1) svg_ += dot_ + " fill=\"" + kColours[curve_ % kColours.size()] + "\"/>\n";
+    if (length_ == 1) svg_ += dot_ + " fill=\"" + ColourOf(curve_) + "\"/>\n";
     if (length_ > 1) svg_ += "<path d=\"" + run_ + "\" class=\"curve\" " + LineStyle(curve_) + "/>\n";
     run_.clear();
     length_ = 0;
@@ -238,11 +338,11 @@ class CurvePath {
   std::size_t length_ = 0;
 };
 
-std::string Curve(const PlotCurve& curve, std::size_t place, const Axis& time, const Axis& y) {
-  CurvePath path(place);
-  for (const PlotPoint& point : curve.points) {
+std::string Curve(const Plot& plot, const Panel& panel, std::size_t k) {
+  CurvePath path(k);
+  for (const PlotPoint& point : plot.curves[k].points) {
     if (const auto value = Drawn(point)) {
-      path.Add(time.Place(point.time), y.Place(*value));
+      path.Add(plot.time.Place(point.time), panel.y.Place(*value));
     } else {
       path.Break();
     }
@@ -251,35 +351,50 @@ std::string Curve(const PlotCurve& curve, std::size_t place, const Axis& time, c
   return path.svg();
 }
 
-// Entries side by side, in as many lines as they take. `bottom` becomes the end of the last line.
-std::string Legend(const std::vector<PlotCurve>& curves, double& bottom) {
-  std::string svg;
-  double x = kLeft;
-  double y = kLegendLine;
-  for (std::size_t k = 0; k < curves.size(); ++k) {
-    const std::string text = curves[k].unit.empty() ? curves[k].name : curves[k].name + " (" + curves[k].unit + ")";
-    const double width = 34 + static_cast<double>(DisplayWidth(text)) * kCharacter + 18;
-    if (x > kLeft && x + width > kRight) {
-      x = kLeft;
-      y += kLegendStep;
-    }
-    svg += "<path d=\"M" + Pixel(x) + " " + Pixel(y - 4) + " h26\" class=\"curve\" " + LineStyle(k) + "/>\n";
-    svg += Label(x + 34, y, "class=\"key\"", text);
-    x += width;
-  }
-  bottom = y;
-  return svg;
-}
-
-std::string Header(double height, const std::string& title) {
-  return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Pixel(kWidth) + "\" height=\"" + Pixel(height) +
-         "\" viewBox=\"0 0 " + Pixel(kWidth) + " " + Pixel(height) +
+std::string Header(double height, const std::string& title, PlotPlace place) {
+  const bool file = place == PlotPlace::kFile;
+  std::string svg = "<svg ";
+  if (file)
+    svg += "xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Pixel(kWidth) + "\" height=\"" + Pixel(height) + "\" ";
+  svg += "viewBox=\"0 0 " + Pixel(kWidth) + " " + Pixel(height) +
          "\" font-family=\"Helvetica, Arial, sans-serif\" font-size=\"12\" fill=\"#333333\">\n<title>" +
          Escaped(title) +
          "</title>\n<style>.grid{stroke:#dddddd;stroke-width:1}.frame{fill:none;stroke:#666666;stroke-width:1}"
-         ".curve{fill:none;stroke-width:1.6;stroke-linejoin:round}</style>\n"
-         "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n" +
-         Label(kLeft, kTitleLine, "font-size=\"16\" font-weight=\"bold\"", title);
+         ".curve{fill:none;stroke-width:1.6;stroke-linejoin:round}.outage{fill:#d00000;fill-opacity:0.1}"
+         ".fail{fill:none;stroke-width:1.6}.key{fill:#555555}</style>\n"
+         "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
+  const auto most = static_cast<std::size_t>((kWidth - 2 * kLeastLeft) / kTitleCharacter);
+  if (file) svg += Label(kLeastLeft, kTitleLine, "font-size=\"16\" font-weight=\"bold\"", Cut(title, most));
+  return svg;
+}
+
+// Finds ranges and labels, and with them the room that the labels need.
+Plot Prepare(const std::vector<PlotCurve>& curves, Language language) {
+  Plot plot{.curves = curves, .language = language, .panels = PanelsOf(curves)};
+  std::size_t widest = 0;
+  for (Panel& panel : plot.panels) {
+    FindLabels(panel, language);
+    for (const auto& label : panel.labels) widest = std::max(widest, DisplayWidth(label.second));
+  }
+  plot.left = std::max(kLeastLeft, static_cast<double>(widest) * kCharacter + 16);
+  FindTimes(plot);
+  for (Panel& panel : plot.panels) FindOutages(plot, panel);
+  return plot;
+}
+
+// Stacks the panels with their legends from `top` down.
+std::string LayOut(Plot& plot, double top) {
+  const double height = plot.panels.size() == 1 ? 340 : 200;
+  std::string legends;
+  for (Panel& panel : plot.panels) {
+    panel.top = top;
+    legends += Legend(plot, panel, top);
+    panel.y.to = top;
+    panel.y.from = top + height;
+    plot.bottom = panel.y.from;
+    top = plot.bottom + kPanelGap;
+  }
+  return legends;
 }
 
 }  // namespace
@@ -296,17 +411,17 @@ Ticks NiceTicks(double low, double high, int wanted) {
   return ticks;
 }
 
-std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves) {
-  double top = 0;
-  const std::string legend = Legend(curves, top);
-  std::vector<Panel> panels = PanelsOf(curves);
-  const double first = top + 14;
-  const double bottom = LayOut(panels, first);
-  const Axis time = TimeAxis(curves);
-  std::string svg = Header(bottom + kBelow, title) + legend + TimeGrid(time, first, bottom);
-  for (const Panel& panel : panels) {
-    svg += ValueGrid(panel) + Frame(panel);
-    for (const std::size_t k : panel.curves) svg += Curve(curves[k], k, time, panel.y);
+std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
+                    PlotPlace place) {
+  std::vector<PlotCurve> drawn = curves;
+  for (PlotCurve& curve : drawn) curve.points = Thinned(curve.points, static_cast<std::size_t>(kRight - kLeastLeft));
+  Plot plot = Prepare(drawn, language);
+  const std::string legends = LayOut(plot, place == PlotPlace::kFile ? kTitleHeight : kAbove);
+  std::string svg = Header(plot.bottom + kBelow, title, place) + legends + TimeGrid(plot);
+  for (const Panel& panel : plot.panels) {
+    svg += ValueGrid(plot, panel) + Outages(panel);
+    for (const std::size_t k : panel.curves) svg += Curve(plot, panel, k);
+    svg += Frame(plot, panel);
   }
   return svg + "</svg>\n";
 }

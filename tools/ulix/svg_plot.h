@@ -1,28 +1,22 @@
 // Channels over time as a drawing for a report.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "base/date.h"
+#include "base/text.h"
+#include "tools/ulix/plot_curve.h"
 
 namespace ulix::cli {
 
-struct PlotPoint {
-  Date time = 0;               // local
-  std::optional<float> value;  // none where the reading failed: the curve has a gap there
-};
+// Whether a drawing is a file or a part of a page, which has the title and the namespace already.
+enum class PlotPlace { kFile, kPage };
 
-struct PlotCurve {
-  std::string name;  // UTF-8, as `unit`
-  std::string unit;
-  std::vector<PlotPoint> points;  // in order of time
-};
-
-// One panel a unit, one above the other over a common time axis, with a legend. Well-formed whatever the texts and the
-// points are, also without any point.
-std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves);
+// One panel a unit, one above the other over a common time axis, each with its legend and with marks where readings
+// failed. Well-formed whatever the texts and the points are, also without any point; its size does not grow with the
+// number of points.
+std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
+                    PlotPlace place = PlotPlace::kFile);
 
 // Round positions inside [low, high], about `wanted` of them, and the decimals that tell them apart.
 struct Ticks {

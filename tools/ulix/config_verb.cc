@@ -1,0 +1,121 @@
+// config: the instrument's configuration, shown, edited, sent, read back and kept.
+#include <algorithm>
+#include <array>
+#include <iostream>
+#include <memory>
+
+#include "forms/instrument_forms.h"
+#include "platform/terminal.h"
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/form_prompt.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct ConfigOptions {
+  ConnectionOptions connection;
+  std::string action;
+  std::string save_file;
+};
+
+void Show(Session& session, const ConfigOptions&) {
+  const Settings& settings = session.instrument().settings();
+  const auto values = settings.Snapshot();
+  for (const SettingRow& row : settings.rows()) {
+    const std::string text = Shown(settings.TextOf(row));
+    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(values, row));
+    PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
+  }
+  std::string communication;
+  session.Check(session.instrument().GetCommInfo(&communication));
+  PrintLine(Shown(communication));
+}
+
+void Send(Session& session, const ConfigOptions& options) {
+  session.Connect();
+  session.Check(session.instrument().SendCfg());
+  Tell(Say(CliWord::kConfigurationSent, LanguageOf(options.connection)));
+}
+
+void Read(Session& session, const ConfigOptions& options) {
+  session.Connect();
+  session.Check(session.instrument().ReadCfg());
+  Show(session, options);
+}
+
+void Edit(Session& session, const ConfigOptions& options) {
+  const Language language = LanguageOf(options.connection);
+  const bool kept = !options.save_file.empty();
+  if (!kept) PrintLine(Say(CliWord::kNothingIsKept, language));
+  const std::atomic<bool>& interrupted = CatchInterrupts();
+  const auto width = static_cast<std::size_t>(platform::TerminalWidth());
+  FormPrompt prompt([&] { return platform::ReadTypedLine(interrupted); }, std::cout, language, width);
+  Form form = PropertiesForm(session.instrument(), language);
+  if (prompt.Run(form) == FormPrompt::Outcome::kLeft) {
+    std::cout << std::endl;
+    throw OperationFailed(kCancelled, Say(CliWord::kNothingWasChanged, language));
+  }
+  if (!kept) Show(session, options);
+}
+
+void Save(Session& session, const std::string& path) {
+  MemoryStream stream;
+  session.Check(session.instrument().Save(stream));
+  WriteWholeFile(path, stream.bytes());
+}
+
+struct ConfigAction {
+  const char* word;
+  void (*act)(Session& session, const ConfigOptions& options);
+};
+constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit", Edit}, ConfigAction{"send", Send},
+                                 ConfigAction{"read", Read}};
+
+// Looked at before anything else: whoever cannot be asked need not wait for a refusal.
+void CheckSomebodyIsThere() {
+  if (platform::InputIsTerminal() && OnTerminal()) return;
+  throw UsageError("edit",
+                   "asks questions, so standard input and standard output must be a terminal; elsewhere --set "
+                   "KEY=VALUE changes a setting");
+}
+
+int Config(const ConfigOptions& options) {
+  if (options.action == "edit") CheckSomebodyIsThere();
+  Session session(options.connection);
+  if (!options.save_file.empty()) CheckReplaceable(options.save_file);
+  const auto action = std::find_if(kActions.begin(), kActions.end(),
+                                   [&](const ConfigAction& row) { return options.action == row.word; });
+  action->act(session, options);
+  if (options.save_file.empty()) return 0;
+  Save(session, options.save_file);
+  if (options.action == "edit") Tell(Say(CliWord::kKeptIn, LanguageOf(options.connection), {options.save_file}));
+  return 0;
+}
+
+}  // namespace
+
+Action DefineConfig(CLI::App& verb) {
+  const auto options = std::make_shared<ConfigOptions>();
+  AddModel(verb, options->connection);
+  std::vector<std::string> words;
+  for (const ConfigAction& row : kActions) words.emplace_back(row.word);
+  verb.add_option("ACTION", options->action,
+                  "show: print it; edit: ask for each of its values, on a terminal; send: to the instrument; "
+                  "read: from the instrument")
+      ->required()
+      ->type_name("show|edit|send|read")
+      ->check(CLI::IsMember(words));
+  verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
+  AddConnection(verb, options->connection);
+  verb.footer(
+      "show and edit need no instrument. edit asks for the link and for every setting: Enter keeps the value in\n"
+      "brackets, < goes back, > to the next page, >> to the end, ? says what is taken. What changes is shown, and\n"
+      "applied when you say so. !, Ctrl-C or Ctrl-D stops, and nothing is changed or written.");
+  return [=] { return Config(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,333 @@
+#include "tools/ulix/report.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+
+#include "base/numbers.h"
+#include "core/version.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/markup.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/svg_plot.h"
+#include "tools/ulix/time_axis.h"
+#include "tools/ulix/words.h"
+
+namespace ulix::cli {
+namespace {
+
+// Also for paper: A4, rows and pictures whole, headings with what they head, a table's head on each of its pages.
+constexpr char kStyle[] = R"css(
+body{font:14px/1.45 Helvetica,Arial,sans-serif;color:#222;background:#fff;max-width:60em;margin:2em auto;padding:0 1em}
+h1{font-size:1.7em;margin:0 0 .2em}
+h2{font-size:1.2em;margin:1.6em 0 .4em;border-bottom:2px solid #0072b2;break-after:avoid}
+h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
+p.when{margin:0;color:#555}
+table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums}
+th,td{min-width:3.4em;padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
+thead th{border-bottom:1px solid #888;background:#f2f5f8}
+th.n,td.n{text-align:right;min-width:0}
+td.n{white-space:nowrap}
+td.t{white-space:nowrap}
+td.bad{color:#a00000}
+table.facts th{width:34%;font-weight:normal;color:#555}
+p.note{background:#fff6dd;border-left:4px solid #e69f00;padding:.4em .8em}
+svg{display:block;width:100%;height:auto;break-inside:avoid}
+footer{margin-top:2em;color:#777;font-size:.85em}
+@page{size:A4;margin:16mm 14mm}
+@media print{
+body{font-size:9.5pt;margin:0;padding:0;max-width:none}
+tr{break-inside:avoid}
+thead{display:table-header-group}
+thead th,p.note{print-color-adjust:exact;-webkit-print-color-adjust:exact}
+}
+)css";
+
+constexpr std::size_t kChannelsOfATable = 6;  // what the width of paper has room for
+
+enum class Kind { kText, kNumber, kTime, kBad };
+
+struct Cell {
+  std::string text;
+  Kind kind = Kind::kText;
+};
+using Row = std::vector<Cell>;
+
+std::string Attribute(Kind kind) {
+  switch (kind) {
+    case Kind::kNumber:
+      return " class=\"n\"";
+    case Kind::kTime:
+      return " class=\"t\"";
+    case Kind::kBad:
+      return " class=\"n bad\"";
+    case Kind::kText:
+      break;
+  }
+  return {};
+}
+
+std::string Element(const std::string& name, const std::string& text) {
+  return "<" + name + ">" + Escaped(text) + "</" + name + ">\n";
+}
+
+std::string TableRow(const Row& cells, const char* element) {
+  std::string html = "<tr>";
+  for (const Cell& cell : cells) {
+    html += std::string("<") + element + Attribute(cell.kind) + ">" + Escaped(cell.text) + "</" + element + ">";
+  }
+  return html + "</tr>\n";
+}
+
+class HtmlTable {
+ public:
+  explicit HtmlTable(const Row& head) : html_("<table>\n<thead>" + TableRow(head, "th") + "</thead>\n<tbody>\n") {}
+  void Add(const Row& row) { html_ += TableRow(row, "td"); }
+  std::string Html() const { return html_ + "</tbody>\n</table>\n"; }
+
+ private:
+  std::string html_;
+};
+
+std::string FactTable(const std::vector<Fact>& facts) {
+  std::string html = "<table class=\"facts\">\n<tbody>\n";
+  for (const auto& [label, text] : facts) {
+    html += "<tr><th>" + Escaped(label) + "</th><td>" + Escaped(text) + "</td></tr>\n";
+  }
+  return html + "</tbody>\n</table>\n";
+}
+
+// The page, of which every part adds its own.
+class Page {
+ public:
+  Page(const Recording& recording, const ErrorText& error_text, Language language)
+      : recording_(recording), error_text_(error_text), language_(language) {}
+
+  void AddHead(const std::string& title);
+  void AddFacts(CliWord heading, const std::vector<Fact>& facts);
+  void AddMeasurement(std::vector<Fact> facts);
+  void AddPlot(const std::string& title);
+  void AddStatistics();
+  void AddErrors();
+  void AddReadings();
+  std::string Finish();
+
+ private:
+  std::string Say(CliWord word) const { return cli::Say(word, language_); }
+  std::string Time(Date date) const { return ShownTime(date, language_); }
+  void AddHeading(CliWord word) { html_ += Element("h2", Say(word)); }
+  void AddNote(const std::string& text) { html_ += "<p class=\"note\">" + Escaped(text) + "</p>\n"; }
+  std::string Duration() const;
+  Cell Number(const Channel& channel, std::optional<double> value, int more_decimals) const;
+  Cell Difference(std::optional<double> value) const;
+  std::string FailureText(HRESULT code) const;
+  void AddReadingsOf(std::size_t first, std::size_t end);
+  Cell Reading(const RecordedRow& row, std::size_t channel) const;
+
+  const Recording& recording_;
+  const ErrorText& error_text_;
+  Language language_;
+  std::string html_;
+};
+
+std::string WithUnit(const Channel& channel) {
+  return channel.unit.empty() ? channel.name : channel.name + " (" + channel.unit + ")";
+}
+
+void Page::AddHead(const std::string& title) {
+  const std::string language = language_ == Language::kFrench ? "fr" : "en";
+  html_ +=
+      "<!DOCTYPE html>\n<html lang=\"" + language + "\">\n<head>\n<meta charset=\"utf-8\"/>\n" +
+      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n" +
+      "<meta name=\"viewport\" content=\"width=device-width\"/>\n" + Element("title", title) + "<style>" + kStyle +
+      "</style>\n</head>\n<body>\n" + Element("h1", title);
+  if (recording_.row_count() == 0) return;
+  const Date first = recording_.first_time();
+  html_ += "<p class=\"when\">" + Escaped(Time(first) + " - " + Time(recording_.last_time())) + "</p>\n";
+}
+
+void Page::AddFacts(CliWord heading, const std::vector<Fact>& facts) {
+  if (facts.empty()) return;
+  AddHeading(heading);
+  html_ += FactTable(facts);
+}
+
+// The two largest units that there are.
+std::string Page::Duration() const {
+  struct Pair {
+    std::int64_t seconds;
+    std::int64_t smaller;
+    CliWord word;
+  };
+  constexpr std::array kPairs = {Pair{86400, 3600, CliWord::kDays}, Pair{3600, 60, CliWord::kHours},
+                                 Pair{60, 1, CliWord::kMinutes}};
+  const double seconds = (recording_.last_time() - recording_.first_time()) * kSecondsPerDay;
+  const auto whole = static_cast<std::int64_t>(std::llround(seconds));
+  for (const Pair& pair : kPairs) {
+    if (whole < pair.seconds) continue;
+    return cli::Say(pair.word, language_,
+                    {std::to_string(whole / pair.seconds), std::to_string(whole % pair.seconds / pair.smaller)});
+  }
+  return cli::Say(CliWord::kSeconds, language_, {InLanguage(FormatFixed(seconds, 3), language_)});
+}
+
+void Page::AddMeasurement(std::vector<Fact> facts) {
+  if (recording_.row_count() > 0) {
+    facts.emplace_back(Say(CliWord::kFrom), Time(recording_.first_time()));
+    facts.emplace_back(Say(CliWord::kTo), Time(recording_.last_time()));
+    facts.emplace_back(Say(CliWord::kDuration), Duration());
+  }
+  facts.emplace_back(Say(CliWord::kRows), std::to_string(recording_.row_count()));
+  AddFacts(CliWord::kMeasurement, facts);
+}
+
+void Page::AddPlot(const std::string& title) {
+  AddHeading(CliWord::kPlot);
+  std::vector<PlotCurve> curves;
+  for (const RecordedChannel& channel : recording_.channels()) curves.push_back(channel.curve);
+  html_ += PlotSvg(title, curves, language_, PlotPlace::kPage);
+}
+
+// With the channel's decimals and some more where the value is made of many.
+Cell Page::Number(const Channel& channel, std::optional<double> value, int more_decimals) const {
+  constexpr double kMostPlain = 1e9;
+  constexpr int kDigits = 7;
+  if (!value) return {"-", Kind::kNumber};
+  const bool plain = channel.resolution != kShortest && std::abs(*value) < kMostPlain;
+  const std::string text =
+      plain ? FormatFixed(*value, channel.resolution + more_decimals) : FormatGeneral(*value, kDigits);
+  return {InLanguage(text, language_), Kind::kNumber};
+}
+
+// What readings differ by, of which more digits would say nothing.
+Cell Page::Difference(std::optional<double> value) const {
+  constexpr int kDigits = 4;
+  return {value ? InLanguage(FormatGeneral(*value, kDigits), language_) : "-", Kind::kNumber};
+}
+
+void Page::AddStatistics() {
+  AddHeading(CliWord::kStatistics);
+  Row head{{Say(CliWord::kChannelLabel)}, {Say(CliWord::kUnit)}};
+  for (const CliWord word : {CliWord::kReadingCount, CliWord::kFailedCount, CliWord::kLeast, CliWord::kMost,
+                             CliWord::kMean, CliWord::kDeviation, CliWord::kFirst, CliWord::kLast, CliWord::kDrift}) {
+    head.push_back({Say(word), Kind::kNumber});
+  }
+  HtmlTable table(head);
+  for (const auto& [channel, statistics, curve] : recording_.channels()) {
+    const auto number = [&, &of = channel, any = statistics.good() > 0](std::optional<double> value, int more) {
+      return Number(of, any ? value : std::nullopt, more);
+    };
+    table.Add({{channel.name},
+               {channel.unit},
+               {std::to_string(statistics.count()), Kind::kNumber},
+               {std::to_string(statistics.failed()), statistics.failed() > 0 ? Kind::kBad : Kind::kNumber},
+               number(statistics.least(), 0),
+               number(statistics.most(), 0),
+               number(statistics.mean(), 1),
+               Difference(statistics.deviation()),
+               number(statistics.first(), 0),
+               number(statistics.last(), 0),
+               Difference(statistics.drift())});
+  }
+  html_ += table.Html();
+}
+
+std::string Page::FailureText(HRESULT code) const {
+  if (code == S_OK) return Say(CliWord::kNoNumber);
+  const std::string text = error_text_(code);
+  return text.empty() ? cli::Say(CliWord::kOwnCode, language_, {std::to_string(code)}) : text;
+}
+
+void Page::AddErrors() {
+  AddHeading(CliWord::kErrors);
+  if (recording_.failures().empty()) {
+    html_ += Element("p", Say(CliWord::kNoErrors));
+    return;
+  }
+  HtmlTable table({{Say(CliWord::kFrom)},
+                   {Say(CliWord::kTo)},
+                   {Say(CliWord::kChannelLabel)},
+                   {Say(CliWord::kReadings), Kind::kNumber},
+                   {Say(CliWord::kCode)},
+                   {Say(CliWord::kText)}});
+  for (const RecordedFailure& failure : recording_.failures()) {
+    table.Add({{Time(failure.first), Kind::kTime},
+               {Time(failure.last), Kind::kTime},
+               {recording_.channels()[failure.channel].channel.name},
+               {std::to_string(failure.readings), Kind::kNumber},
+               {failure.code == S_OK ? "" : CodeText(failure.code), Kind::kTime},
+               {FailureText(failure.code)}});
+  }
+  html_ += table.Html();
+  if (recording_.failures_left_out() == 0) return;
+  AddNote(cli::Say(CliWord::kErrorsLeftOut, language_,
+                   {std::to_string(recording_.failures_left_out()), std::to_string(recording_.failures().size())}));
+}
+
+Cell Page::Reading(const RecordedRow& row, std::size_t channel) const {
+  if (channel >= row.cells.size() || !row.cells[channel].held) return {};
+  const RecordedCell& cell = row.cells[channel];
+  if (!cell.value) return {cell.code == S_OK ? Say(CliWord::kNoNumber) : CodeText(cell.code), Kind::kBad};
+  return {InLanguage(FormatValue(recording_.channels()[channel].channel, *cell.value), language_), Kind::kNumber};
+}
+
+// A table of the channels from `first` to before `end`.
+void Page::AddReadingsOf(std::size_t first, std::size_t end) {
+  Row head{{Say(CliWord::kNumber), Kind::kNumber}, {Say(CliWord::kTime)}};
+  for (std::size_t k = first; k < end; ++k) {
+    head.push_back({WithUnit(recording_.channels()[k].channel), Kind::kNumber});
+  }
+  HtmlTable table(head);
+  for (const RecordedRow* row : recording_.Rows()) {
+    Row cells{{std::to_string(row->number), Kind::kNumber}, {Time(row->time), Kind::kTime}};
+    for (std::size_t k = first; k < end; ++k) cells.push_back(Reading(*row, k));
+    table.Add(cells);
+  }
+  html_ += table.Html();
+}
+
+void Page::AddReadings() {
+  AddHeading(CliWord::kReadings);
+  const std::uint64_t kept = recording_.Rows().size();
+  if (kept == 0) html_ += Element("p", Say(CliWord::kNoReadings));
+  if (kept < recording_.row_count()) {
+    const std::string half = std::to_string(Recording::kMostRows / 2);
+    AddNote(cli::Say(CliWord::kRowsShortened, language_, {half, half, std::to_string(recording_.row_count())}));
+  }
+  const std::size_t channels = recording_.channels().size();
+  for (std::size_t first = 0; kept > 0 && first < channels; first += kChannelsOfATable) {
+    const std::size_t end = std::min(first + kChannelsOfATable, channels);
+    const std::string heading = cli::Say(CliWord::kChannelsOf, language_,
+                                         {std::to_string(first + 1), std::to_string(end), std::to_string(channels)});
+    if (channels > kChannelsOfATable) html_ += Element("h3", heading);
+    AddReadingsOf(first, end);
+  }
+}
+
+std::string Page::Finish() {
+  html_ += Element("footer", cli::Say(CliWord::kMadeBy, language_, {VersionText()})) + "</body>\n</html>\n";
+  return std::move(html_);
+}
+
+}  // namespace
+
+std::string ReportHtml(const ReportFacts& facts, const Recording& recording, const ErrorText& error_text,
+                       Language language) {
+  Page page(recording, error_text, language);
+  page.AddHead(facts.title);
+  page.AddFacts(CliWord::kInstrument, facts.instrument);
+  page.AddMeasurement(facts.measurement);
+  page.AddPlot(facts.title);
+  page.AddStatistics();
+  page.AddErrors();
+  page.AddFacts(CliWord::kSettings, facts.settings);
+  page.AddReadings();
+  return page.Finish();
+}
+
+void WriteReport(const ReportPlan& plan, const Recording& recording) {
+  WriteWholeFile(plan.path, ReportHtml(plan.facts, recording, plan.error_text, plan.language));
+}
+
+}  // namespace ulix::cli

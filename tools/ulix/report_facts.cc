@@ -1,0 +1,85 @@
+#include "base/numbers.h"
+#include "core/version.h"
+#include "forms/instrument_forms.h"
+#include "forms/words.h"
+#include "platform/clock.h"
+#include "platform/machine.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/report.h"
+#include "tools/ulix/words.h"
+
+namespace ulix::cli {
+namespace {
+
+std::string Label(Word word, Language language) { return Shown(ulix::Say(word, language)); }
+
+// What the instrument answers, or why it does not.
+std::string Identification(Session& session) {
+  std::string text;
+  const HRESULT result = session.instrument().Identify(&text);
+  return Failed(result) ? FailureLine(result, session.Explain(result)) : Shown(text);
+}
+
+// The network address, or all of the serial line's settings.
+std::string LinkText(Session& session, Language language) {
+  if (session.simulated()) return Say(CliWord::kSimulated, language);
+  std::optional<NetworkAddress> address;
+  if (Succeeded(session.instrument().GetNetworkAddress(&address)) && address) {
+    return Shown(address->host) + ":" + std::to_string(address->port);
+  }
+  std::string text;
+  SerialParams params;
+  if (Failed(session.instrument().GetSerialParams(&params))) {
+    session.instrument().GetCommInfo(&text);
+    return Shown(text);
+  }
+  const Form form = CommForm(session.instrument(), language);
+  for (const Field& field : form.pages.front().fields) {
+    if (field.key == "host" || field.key == "tcp-port") continue;
+    text += (text.empty() ? "" : ", ") + field.value + (field.unit.empty() ? "" : " ") + field.unit;
+  }
+  return Shown(text);
+}
+
+std::vector<Fact> InstrumentFacts(Session& session, Language language) {
+  const ModelCard& card = session.instrument().card();
+  return {{Say(CliWord::kDisplayName, language), Shown(card.display_name.In(language))},
+          {Say(CliWord::kModelWord, language), card.word},
+          {Label(Word::kIdentification, language), Identification(session)},
+          {Label(Word::kLink, language), LinkText(session, language)},
+          {Label(Word::kLibraryVersion, language), VersionText()},
+          {Say(CliWord::kComputer, language), platform::MachineName()},
+          {Say(CliWord::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
+}
+
+std::vector<Fact> SettingFacts(Session& session, Language language) {
+  const Settings& settings = session.instrument().settings();
+  std::vector<Fact> facts;
+  for (const SettingRow& row : settings.rows()) {
+    const std::string text = Shown(settings.TextOf(row));
+    const bool real = row.type == VariantType::kR4;
+    facts.emplace_back(Shown(row.label.In(language)), real ? InLanguage(text, language) : text);
+  }
+  return facts;
+}
+
+}  // namespace
+
+ReportFacts FactsOf(Session& session, const std::string& title, Language language) {
+  const std::string name = Shown(session.instrument().card().display_name.In(language));
+  return {Filled(title, {name}), InstrumentFacts(session, language), {}, SettingFacts(session, language)};
+}
+
+std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {
+  std::vector<Fact> facts{{Label(Word::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
+  const auto add = [&](Word word, float value, const char* unit) {
+    if (value > 0) facts.emplace_back(Label(word, language), InLanguage(FormatShortest(value), language) + unit);
+  };
+  add(Word::kDeadBandPercent, settings.dead_band_percent, " %");
+  add(Word::kDeadBandAbs, settings.dead_band_abs, "");
+  add(Word::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
+  return facts;
+}
+
+}  // namespace ulix::cli

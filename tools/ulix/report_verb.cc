@@ -1,0 +1,64 @@
+// report: a scan or a memory block as a page to print and to keep.
+#include <memory>
+
+#include "tools/ulix/failures.h"
+#include "tools/ulix/memory_verb.h"
+#include "tools/ulix/scan_verb.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+struct ReportOptions {
+  ScanOptions scan;
+  std::optional<std::string> block;
+  std::uint32_t most = 0;
+};
+
+int ReportBlock(const ReportOptions& options) {
+  MemoryOptions memory;
+  memory.connection = options.scan.connection;
+  memory.action = "read";
+  memory.block = *options.block;
+  memory.most = options.most;
+  memory.report_file = options.scan.report_file;
+  memory.csv_file = options.scan.csv_file;
+  memory.lines = false;
+  return Memory(memory);
+}
+
+int Report(const ReportOptions& options) {
+  if (!options.block && options.most > 0) throw UsageError("--max", "takes effect with --block");
+  return options.block ? ReportBlock(options) : Scan(options.scan);
+}
+
+}  // namespace
+
+Action DefineReport(CLI::App& verb) {
+  const auto options = std::make_shared<ReportOptions>();
+  options->scan.lines = false;
+  AddModel(verb, options->scan.connection);
+  verb.add_option("FILE", options->scan.report_file, "The page, an HTML file that needs nothing else")
+      ->required()
+      ->type_name("");
+  AddScan(verb, options->scan);
+  const auto period = verb.get_option("--period")->required(false);
+  const auto block =
+      verb.add_option("--block", options->block, "Of this block of the memory, from 0 to 99, not of a scan")
+          ->type_name("BLOCK")
+          ->excludes(period);
+  for (const char* name : {"CHANNEL", "--count", "--duration"}) block->excludes(verb.get_option(name));
+  verb.add_option("--max", options->most, "With --block: its newest N records only; 0 is all")->type_name("N");
+  verb.add_option("--csv", options->scan.csv_file, "Keep the readings as lines of values too")->type_name("FILE");
+  AddConnection(verb, options->scan.connection);
+  verb.footer(
+      "A scan ends at --count, at --duration or with Ctrl-C. The page has the instrument, its settings, the curves,\n"
+      "statistics and errors of all readings, and the readings themselves: the first and the last 1000 of more than\n"
+      "2000. It is in the language of --lang.");
+  return [=] {
+    if (!options->block && period->empty()) throw UsageError("--period", "is missing; takes milliseconds, or --block");
+    return Report(*options);
+  };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,30 @@
+// A scan as the user ordered it, for the verbs that make one.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/ulix/connection.h"
+#include "tools/ulix/scan.h"
+
+namespace ulix::cli {
+
+struct ScanOptions {
+  ConnectionOptions connection;
+  std::vector<std::string> channels;
+  ScanPlan plan;
+  std::string csv_file;
+  std::string plot_file;
+  std::string report_file;
+  bool json = false;
+  bool lines = true;  // where there is no live table
+};
+
+// Channels, period and ends.
+void AddScan(CLI::App& verb, ScanOptions& options);
+
+// Makes the scan and writes its files; the exit status.
+int Scan(const ScanOptions& options);
+
+}  // namespace ulix::cli

@@ -1,0 +1,134 @@
+// The words that the command line shows to people, in both languages. What scripts read has one language.
+#pragma once
+
+#include <array>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "base/text.h"
+
+namespace ulix::cli {
+
+enum class CliWord {
+  // A form asked line by line.
+  kPromptKeys,
+  kPromptStop,
+  kPageOf,
+  kTakesChoice,
+  kTakesOpenList,
+  kTakesNumber,
+  kTakesText,
+  kTakesTick,
+  kTakesYesOrNo,
+  kWhatChanges,
+  kNothingChanges,
+  kApplyThis,
+  kNothingWasChanged,
+  kNothingIsKept,
+  kKeptIn,
+  // Plots and reports.
+  kReadingFailed,
+  kValue,
+  kNoData,
+  kLocalTimeOf,
+  kLocalTimeFromTo,
+  kScanTitle,
+  kMemoryTitle,
+  kInstrument,
+  kMeasurement,
+  kSettings,
+  kPlot,
+  kStatistics,
+  kErrors,
+  kReadings,
+  kModelWord,
+  kDisplayName,
+  kComputer,
+  kMadeOn,
+  kFrom,
+  kTo,
+  kDuration,
+  kRows,
+  kMemoryBlock,
+  kRecords,
+  kUnit,
+  kReadingCount,
+  kFailedCount,
+  kLeast,
+  kMost,
+  kMean,
+  kDeviation,
+  kFirst,
+  kLast,
+  kDrift,
+  kTime,
+  kNumber,
+  kCode,
+  kText,
+  kNoErrors,
+  kErrorsLeftOut,
+  kNoNumber,
+  kNoReadings,
+  kRowsShortened,
+  kMadeBy,
+  kDays,
+  kHours,
+  kMinutes,
+  kSeconds,
+  kChannelsOf,
+  kChannelLabel,
+  kOwnCode,
+  kSimulated,
+  // Tables and progress.
+  kWaitingForReport,
+  kOneReport,
+  kReports,
+  kReadingsFailed,
+  kCtrlCEnds,
+  kMoreChannels,
+  kChannelHead,
+  kValueHead,
+  kUnitHead,
+  kTrendHead,
+  kErrorHead,
+  kIdHead,
+  kNameHead,
+  kBlockHead,
+  kSizeHead,
+  kRecordsHead,
+  kRecordingHead,
+  kModelHead,
+  kProgIdHead,
+  kLinkHead,
+  kChannelsHead,
+  kNumberHead,
+  kDeviceHead,
+  kKeyHead,
+  kDefaultHead,
+  kTakesHead,
+  kOneRecord,
+  kRecordCount,
+  kProgramSent,
+  kProgramReRead,
+  kConfigurationSent,
+  kChannelSet,
+  kReadingMemory,
+  kSendingProgram,
+  kReadingProgram,
+  kWordCount,
+};
+
+using CliWordRow = WordRowOf<CliWord>;
+
+// Every word, in the order of the enumeration.
+extern const std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> kCliWords;
+
+// In UTF-8; the second form puts values in place of the '%'s.
+std::string Say(CliWord word, Language language);
+std::string Say(CliWord word, Language language, std::initializer_list<std::string> values);
+
+// The headings of a table.
+std::vector<std::string> Heads(std::initializer_list<CliWord> words, Language language);
+
+}  // namespace ulix::cli
