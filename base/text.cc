@@ -109,6 +109,17 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && AsciiUpper(a) == AsciiUpper(b);
 }
 
+std::string WithValues(std::string text, std::span<const std::string> values) {
+  std::size_t place = 0;
+  for (const std::string& value : values) {
+    place = text.find('%', place);
+    if (place == std::string::npos) break;
+    text.replace(place, 1, value);
+    place += value.size();
+  }
+  return text;
+}
+
 std::string_view Trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};

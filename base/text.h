@@ -1,6 +1,7 @@
 // Text as bytes: Windows-1252 inside the library and on the wire, UTF-8 in the sources and on the command line.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,6 +34,9 @@ std::string AsciiUpper(std::string_view text);
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 std::string_view Trimmed(std::string_view text);
+
+// The text with the values in place of its '%'s, in order.
+std::string WithValues(std::string text, std::span<const std::string> values);
 
 // The fields of `text` between runs of `separators`; empty fields are dropped.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);

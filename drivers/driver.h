@@ -67,6 +67,8 @@ class Driver {
   // Opens the link without a word to the instrument; S_OK when it is open.
   virtual HRESULT OpenLink() = 0;
   virtual bool LinkIsOpen() const = 0;
+  // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
+  virtual HRESULT CheckLink() { return S_OK; }
 
   // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
   // kNotConnected.

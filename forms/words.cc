@@ -22,6 +22,9 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1>
     {Word::kFlow, {"Flow control", "Contrôle de flux"}},
     {Word::kHost, {"Network host (empty: serial)", "Hôte réseau (vide : série)"}},
     {Word::kTcpPort, {"TCP port", "Port TCP"}},
+    {Word::kUsbLibrary, {"USB library", "Bibliothèque USB"}},
+    {Word::kFound, {"found", "trouvée"}},
+    {Word::kNotFound, {"not found", "introuvable"}},
     {Word::kPeriod, {"Period", "Période"}},
     {Word::kDeadBandPercent, {"Dead band, relative", "Bande morte relative"}},
     {Word::kDeadBandAbs, {"Dead band, absolute", "Bande morte absolue"}},
@@ -43,15 +46,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNothingToSet) + 1>
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
 std::string Say(Word word, Language language, std::initializer_list<std::string> values) {
-  std::string text = Say(word, language);
-  std::size_t place = 0;
-  for (const std::string& value : values) {
-    place = text.find('%', place);
-    if (place == std::string::npos) break;
-    text.replace(place, 1, value);
-    place += value.size();
-  }
-  return text;
+  return WithValues(Say(word, language), std::span(values.begin(), values.size()));
 }
 
 }  // namespace ulix

@@ -14,18 +14,18 @@ constexpr std::size_t kBar = 20;
 
 }  // namespace
 
-std::string ProgressLine(const ProgressStep& step, std::size_t width) {
+std::string ProgressLine(const ShownProgress& step, std::size_t width) {
   const auto done = static_cast<std::size_t>(std::clamp(step.percent, 0, 100)) * kBar / 100;
   std::string percent = std::to_string(step.percent);
   percent.insert(0, 3 - std::min<std::size_t>(percent.size(), 3), ' ');
-  const std::string line = std::string(step.title) + "  [" + std::string(done, '#') + std::string(kBar - done, '.') +
+  const std::string line = step.title + "  [" + std::string(done, '#') + std::string(kBar - done, '.') +
                            "] " + percent + " %  " + step.text;
-  return line.substr(0, width);
+  return Shown(line.substr(0, width));
 }
 
 ProgressBar::ProgressBar() : interrupted_(CatchInterrupts()) {}
 
-bool ProgressBar::ShowProgress(const ProgressStep& step) {
+bool ProgressBar::ShowProgress(const ShownProgress& step) {
   if (!OnTerminal()) return !interrupted_;
   const std::string line = ProgressLine(step, static_cast<std::size_t>(std::max(platform::TerminalWidth(), 2)) - 1);
   if (line != drawn_) std::cout << '\r' << line << "\x1b[K";

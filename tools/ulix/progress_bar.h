@@ -9,7 +9,7 @@
 namespace ulix::cli {
 
 // "Reading...  [########............]  40 %  Reading measurement bloc 2 from 5", at most `width` columns.
-std::string ProgressLine(const ProgressStep& step, std::size_t width);
+std::string ProgressLine(const ShownProgress& step, std::size_t width);
 
 // Draws on a terminal only, and leaves its line empty at the end. From its making on the first Ctrl-C stops
 // the operation.
@@ -19,7 +19,7 @@ class ProgressBar final : public TerminalUser {
   bool interrupted() const { return interrupted_; }
 
   bool Progress(int) override { return !interrupted_; }
-  bool ShowProgress(const ProgressStep& step) override;
+  bool ShowProgress(const ShownProgress& step) override;
 
  private:
   const std::atomic<bool>& interrupted_;
