@@ -63,17 +63,6 @@ Decoded DecodeUtf8(std::string_view text) {
 
 }  // namespace
 
-std::string Filled(std::string text, std::initializer_list<std::string> values) {
-  std::size_t place = 0;
-  for (const std::string& value : values) {
-    place = text.find('%', place);
-    if (place == std::string::npos) break;
-    text.replace(place, 1, value);
-    place += value.size();
-  }
-  return text;
-}
-
 std::string Words::In(Language language) const { return AnsiFromUtf8(language == Language::kFrench ? fr : en); }
 
 std::string Utf8FromAnsi(std::string_view ansi) {
@@ -118,6 +107,17 @@ std::string AsciiUpper(std::string_view text) {
 
 bool EqualIgnoringCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && AsciiUpper(a) == AsciiUpper(b);
+}
+
+std::string WithValues(std::string text, std::span<const std::string> values) {
+  std::size_t place = 0;
+  for (const std::string& value : values) {
+    place = text.find('%', place);
+    if (place == std::string::npos) break;
+    text.replace(place, 1, value);
+    place += value.size();
+  }
+  return text;
 }
 
 std::string_view Trimmed(std::string_view text) {

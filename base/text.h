@@ -2,8 +2,10 @@
 #pragma once
 
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ulix {
@@ -30,9 +32,6 @@ struct WordRowOf {
   Words text;
 };
 
-// `text` with `values` in place of its '%'s, in their order.
-std::string Filled(std::string text, std::initializer_list<std::string> values);
-
 // Between the encodings. What one has and the other lacks becomes '?', and so does each byte of a broken sequence.
 std::string Utf8FromAnsi(std::string_view ansi);
 std::string AnsiFromUtf8(std::string_view utf8);
@@ -45,6 +44,12 @@ std::string AsciiUpper(std::string_view text);
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 std::string_view Trimmed(std::string_view text);
+
+// The text with the values in place of its '%'s, in order.
+std::string WithValues(std::string text, std::span<const std::string> values);
+inline std::string WithValues(std::string text, std::initializer_list<std::string> values) {
+  return WithValues(std::move(text), std::span(values.begin(), values.size()));
+}
 
 // The fields of `text` between runs of `separators`; empty fields are dropped.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);

@@ -7,9 +7,12 @@
 #include "base/text.h"
 #include "controls/error_report.h"
 #include "controls/variants.h"
+#include "platform/user_locale.h"
 
 namespace ulix::controls {
 namespace {
+
+constexpr Words kNotAttached = {"Attach a control first", "Attachez d'abord un contrôle"};
 
 struct SerialKey {
   const char* key;
@@ -65,7 +68,8 @@ STDMETHODIMP SetupObject::InterfaceSupportsErrorInfo(REFIID id) {
 
 HRESULT SetupObject::Told(HRESULT result) const {
   if (SUCCEEDED(result)) return result;
-  const std::string text = control_ ? control_->Access().DescriptionOf(result) : "Attach a control first";
+  const std::string text =
+      control_ ? control_->Access().DescriptionOf(result) : kNotAttached.In(platform::UserLanguage());
   ReportError(__uuidof(IUlixSetup), std::wstring(kSetupProgId) + L".1", text);
   return result;
 }

@@ -101,6 +101,10 @@ HRESULT Instrument::SetSerialParams(const SerialParams& params) {
   });
 }
 
+HRESULT Instrument::CheckLink() {
+  return Member([&] { return control_->driver->CheckLink(); });
+}
+
 HRESULT Instrument::GetNetworkAddress(std::optional<NetworkAddress>* address) {
   return Member([&]() -> HRESULT {
     if (!address) return E_INVALIDARG;
@@ -159,12 +163,18 @@ HRESULT Instrument::AskText(std::string* text, Expected<std::string> (Driver::*a
 HRESULT Instrument::Identify(std::string* identification) { return AskText(identification, &Driver::Identify); }
 
 HRESULT Instrument::SendCfg() {
-  return WhenConnected([&] { return control_->driver->SendCfg(); });
+  return WhenConnected([&] {
+    const auto alive = control_;  // a host may let go of the control while it is told of the progress
+    ProgramTransfer* program = alive->driver->program();
+    return program ? SendOwnProgram(*program) : alive->driver->SendCfg();
+  });
 }
 
 HRESULT Instrument::ReadCfg() {
   return WhenConnected([&] {
-    const HRESULT result = control_->driver->ReadCfg();
+    const auto alive = control_;
+    ProgramTransfer* program = alive->driver->program();
+    const HRESULT result = program ? ReadOwnProgram(*program) : alive->driver->ReadCfg();
     if (Succeeded(result)) dirty_ = true;
     return result;
   });

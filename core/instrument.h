@@ -66,6 +66,9 @@ class Instrument {
   HRESULT Disconnect();
   HRESULT IsConnected(std::int32_t* connected);
   HRESULT Identify(std::string* identification);  // the text is set, empty, also on failure
+  // Of an instrument with a program: the program, to and from the file that the configuration names. Where it names none,
+  // the person is asked, kCancelled when that person gives up; the file chosen becomes part of the configuration. Where
+  // nobody can be asked, the program is read without a file.
   HRESULT SendCfg();
   HRESULT ReadCfg();
   HRESULT Run();
@@ -158,9 +161,13 @@ class Instrument {
   HRESULT SendProgram(const std::string& path);
   // The file is replaced only when all of the program was read.
   HRESULT ReadProgram(const std::string& path);
+  // What a person is asked who is to choose the file of a setting; none for a setting that names no file.
+  std::optional<FileQuestion> FileQuestionOf(const SettingRow& row) const;
 
   // Asks the instrument which channels it has, where the model leaves that to it. Needs the connection.
   HRESULT RefreshChannels();
+  // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
+  HRESULT CheckLink();
   // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL for a model that is on none.
   HRESULT GetNetworkAddress(std::optional<NetworkAddress>* address);
   HRESULT SetNetworkAddress(const std::optional<NetworkAddress>& address);
@@ -207,6 +214,10 @@ class Instrument {
   HRESULT WithBlock(std::int32_t block, std::int32_t last, bool places_given, Body&& body);
   template <typename Transfer>
   HRESULT WithProgram(Transfer&& transfer);
+  const SettingRow* ProgramFileRow() const;
+  Expected<std::string> ProgramFile(bool to_write);
+  HRESULT SendOwnProgram(ProgramTransfer& program);
+  HRESULT ReadOwnProgram(ProgramTransfer& program);
   HRESULT SendValue(ChannelId channel, float value);
 
   void ResetToDefaults();

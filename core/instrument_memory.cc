@@ -32,13 +32,19 @@ class Collector final : public RecordSink {
   ChannelArrays all_;
 };
 
+ShownProgress ShownIn(Language language, const ProgressStep& step) {
+  std::vector<std::string> numbers;
+  for (const std::uint32_t number : step.numbers) numbers.push_back(std::to_string(number));
+  return {step.percent, step.title.In(language), WithValues(step.text.In(language), numbers)};
+}
+
 }  // namespace
 
 // Tells the sinks and the person of each step; that person may stop the operation.
 Progress Instrument::ProgressTeller() {
-  return [control = control_, ui = options_.user_interface](const ProgressStep& step) {
+  return [control = control_, ui = options_.user_interface, language = options_.language](const ProgressStep& step) {
     control->sinks.Fire(&EventSink::Progress, step.percent);
-    return ui == nullptr || ui->ShowProgress(step);
+    return ui == nullptr || ui->ShowProgress(ShownIn(language, step));
   };
 }
 
@@ -189,6 +195,49 @@ HRESULT Instrument::SendProgram(const std::string& path) {
 
 HRESULT Instrument::ReadProgram(const std::string& path) {
   return WithProgram([&](ProgramTransfer& program) { return program.Read(path, ProgressTeller()); });
+}
+
+const SettingRow* Instrument::ProgramFileRow() const {
+  const ProgramTransfer* program = control_->driver->program();
+  return program ? control_->driver->settings().Find(program->file_kind().setting) : nullptr;
+}
+
+std::optional<FileQuestion> Instrument::FileQuestionOf(const SettingRow& row) const {
+  if (&row != ProgramFileRow()) return std::nullopt;
+  const ProgramFileKind& kind = control_->driver->program()->file_kind();
+  return FileQuestion{.title = kind.title.In(options_.language),
+                      .files = kind.files.In(options_.language),
+                      .pattern = kind.pattern,
+                      .suggested = control_->driver->settings().TextOf(row)};
+}
+
+// The file that the configuration names, or else the one that a person chooses for it; empty where there is nobody.
+Expected<std::string> Instrument::ProgramFile(bool to_write) {
+  const SettingRow* row = ProgramFileRow();
+  std::optional<std::string> path = settings().TextOf(*row);
+  if (!path->empty() || !options_.user_interface) return *path;
+  FileQuestion question = *FileQuestionOf(*row);
+  question.to_write = to_write;
+  path = options_.user_interface->ChooseFile(question);
+  if (!path) return Failure(kCancelled);
+  if (path->empty()) return *path;
+  if (!to_write) {
+    if (const HRESULT result = control_->driver->program()->Check(*path); Failed(result)) return Failure(result);
+  }
+  dirty_ = true;
+  const HRESULT result = settings().SetText(*row, *path);
+  return Failed(result) ? Failure(result) : Expected<std::string>(*path);
+}
+
+HRESULT Instrument::SendOwnProgram(ProgramTransfer& program) {
+  const auto path = ProgramFile(false);
+  return path ? program.Send(*path, ProgressTeller()) : path.error();
+}
+
+HRESULT Instrument::ReadOwnProgram(ProgramTransfer& program) {
+  const auto path = ProgramFile(true);
+  if (!path) return path.error();
+  return path->empty() ? control_->driver->ReadCfg() : program.Read(*path, ProgressTeller());
 }
 
 HRESULT Instrument::RefreshChannels() {

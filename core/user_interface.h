@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "drivers/progress.h"
+#include "core/file_question.h"
 
 namespace ulix {
 
@@ -12,6 +13,13 @@ class Instrument;
 
 // What a dialog came back with; published values.
 enum class DialogResult : int { kOk = 1, kCancel = 2 };
+
+// How far a long operation has come, in the person's words, Windows-1252.
+struct ShownProgress {
+  int percent = 0;
+  std::string title;
+  std::string text;
+};
 
 // Called on the host's thread with no lock held; each may call the instrument's members.
 class UserInterface {
@@ -24,10 +32,12 @@ class UserInterface {
   virtual void ShowProperties(Instrument& instrument) = 0;
   // Something to be told that is no failure; Windows-1252.
   virtual void Warn(Instrument&, const std::string& /*text*/) {}
+  // The path that was chosen, in the system's encoding; none when the person gave up, empty where nobody can be asked.
+  virtual std::optional<std::string> ChooseFile(const FileQuestion&) { return std::string(); }
   // A long operation has come to `percent`; false asks it to stop.
   virtual bool Progress(int percent) = 0;
   // The same with what the operation says of itself, for those that show it.
-  virtual bool ShowProgress(const ProgressStep& step) { return Progress(step.percent); }
+  virtual bool ShowProgress(const ShownProgress& step) { return Progress(step.percent); }
 };
 
 }  // namespace ulix

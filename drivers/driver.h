@@ -76,6 +76,8 @@ class Driver {
   // nest. Nothing where the link's waits cannot be ended.
   virtual void InterruptWaits() {}
   virtual void ResumeWaits() {}
+  // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
+  virtual HRESULT CheckLink() { return S_OK; }
 
   // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
   // kNotConnected.

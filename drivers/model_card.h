@@ -42,6 +42,7 @@ struct ModelCard {
   std::span<const ChannelRow> channels;
   bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
   std::span<const SettingRow> settings;
+  std::span<const char* const> link_settings = {};  // keys of those that are about the link, and asked for with it
   std::span<const ErrorRow> errors;
 };
 

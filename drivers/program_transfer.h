@@ -5,14 +5,24 @@
 #include <string>
 
 #include "base/result.h"
+#include "base/text.h"
 #include "drivers/progress.h"
 
 namespace ulix {
+
+// How a person is asked for a program file.
+struct ProgramFileKind {
+  Words title;  // of the question
+  Words files;  // what such files are called
+  const char* pattern;
+  const char* setting;  // key of the setting that keeps the file last selected
+};
 
 // Paths are the system's. Each code is one of the model's card or of its link.
 class ProgramTransfer {
  public:
   virtual ~ProgramTransfer() = default;
+  virtual const ProgramFileKind& file_kind() const = 0;
   // Whether a file chosen by a person is one of the model's, by its first bytes.
   virtual HRESULT Check(const std::string& path) = 0;
   // How many records a file has, if all of it can be sent.

@@ -1,17 +1,20 @@
 // How a long transfer tells how far it is, and is told to stop.
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <string>
+#include <vector>
 
 #include "base/result.h"
+#include "base/text.h"
 
 namespace ulix {
 
 struct ProgressStep {
-  int percent = 0;    // 0 to 100
-  const char* title;  // of the whole operation
-  std::string text;   // what is being done
+  int percent = 0;                     // 0 to 100
+  Words title;                         // of the whole operation
+  Words text;                          // what is being done, '%' where a number stands
+  std::vector<std::uint32_t> numbers;  // of the text
 };
 
 // False asks the operation to stop. Called on the thread that works, with no lock held. Every operation ends with a

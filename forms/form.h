@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "core/file_question.h"
+
 namespace ulix {
 
 enum class FieldKind {
   kText,      // anything
   kNumber,    // with the user's decimal separator
   kChoice,    // one of `choices`
+  kFile,      // the path of a file, as `file` asks for it
   kOpenList,  // one of `choices`, or something else typed
   kTick,      // "1" or ""
   kShown,     // nothing to enter
@@ -24,7 +27,8 @@ struct Field {
   FieldKind kind = FieldKind::kText;
   std::string value;
   std::vector<std::string> choices;
-  std::string unit;  // shown behind the field
+  std::string unit;   // shown behind the field
+  FileQuestion file;  // of a file's path
 };
 
 struct Page {

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <fstream>
 #include <limits>
 
 #include "base/numbers.h"
@@ -45,6 +46,15 @@ std::string TitleOf(Instrument& instrument, const std::string& what, Language la
   return DisplayName(instrument, language) + " - " + what;
 }
 
+// What the instrument says that it is, where it is connected.
+Field IdentificationField(Instrument& instrument, Language language) {
+  std::string text = Say(Word::kNoInstrument, language);
+  std::int32_t connected = 0;
+  instrument.IsConnected(&connected);
+  if (connected) instrument.Identify(&text);
+  return Shown("identification", Say(Word::kIdentification, language), text);
+}
+
 std::string RangeText(double least, double most, Language language) {
   return Say(Word::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
 }
@@ -73,8 +83,8 @@ struct EnteredPage {
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
 constexpr std::int32_t kMostTcpPort = 65535;
 
-// What the page says of a link. `network` is there for models that can be on one; without an address they are on the
-// line.
+// What the page says of the way to an instrument that is on a line or on a network. `network` is there for models that can
+// be on one; without an address they are on the line.
 struct CommEntry {
   SerialParams line;
   std::optional<std::optional<NetworkAddress>> network;
@@ -123,13 +133,10 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
       MakeField("tcp-port", Say(Word::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
 }
 
-Page CommPage(Instrument& instrument, Language language) {
-  Page page{Say(Word::kCommunication, language), {}};
+// The fields in the order of CommField; nothing for an instrument that is on no line.
+void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
-  if (Failed(instrument.GetSerialParams(&params))) {
-    page.fields.push_back(Shown("", Say(Word::kNothingToSet, language), ""));
-    return page;
-  }
+  if (Failed(instrument.GetSerialParams(&params))) return;
   const auto code = [](std::int32_t value) { return static_cast<std::size_t>(std::max(value, 0)); };
   std::vector<std::string> speeds, flows = CodeTexts(2, language, FlowText);
   for (const std::uint32_t rate : instrument.BaudRates()) speeds.push_back(std::to_string(rate));
@@ -146,12 +153,13 @@ Page CommPage(Instrument& instrument, Language language) {
   };
   page.fields[kSpeed].unit = "bds";
   AddNetwork(instrument, language, page);
-  return page;
 }
+
+bool IsOnLine(const Page& page) { return page.fields.size() > kFlow && page.fields[kPort].key == "port"; }
 
 std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
-  if (fields.size() <= kTcpPort) return std::nullopt;
+  if (fields.size() <= kTcpPort || fields[kHost].key != "host") return std::nullopt;
   const auto port = entered.Number(kTcpPort, 1, kMostTcpPort);
   if (!port) return entered.RefuseNumber(kTcpPort, 1, kMostTcpPort);
   const std::string host(Trimmed(fields[kHost].value));
@@ -160,10 +168,9 @@ std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry)
   return std::nullopt;
 }
 
-// Reads the page, which has one field at most for a link without serial settings.
 std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
-  if (fields.size() <= kFlow) return std::nullopt;
+  if (!IsOnLine(entered.page)) return std::nullopt;
   const auto port = PortOf(fields[kPort].value);
   if (!port) return entered.Refuse(kPort, Say(Word::kPortRange, entered.language));
   std::array<std::size_t, kFlow + 1> codes{};
@@ -180,7 +187,7 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
 
 // Gives what was read to the instrument; its own refusal is told at the page's first field.
 std::optional<Refusal> SetComm(Instrument& instrument, const EnteredPage& entered, const CommEntry& entry) {
-  if (entered.page.fields.size() <= kFlow) return std::nullopt;
+  if (!IsOnLine(entered.page)) return std::nullopt;
   HRESULT result = instrument.SetSerialParams(entry.line);
   if (Succeeded(result) && entry.network) result = instrument.SetNetworkAddress(*entry.network);
   return Failed(result) ? std::optional(entered.Refuse(kPort, instrument.DescriptionOf(result))) : std::nullopt;
@@ -198,16 +205,46 @@ std::string_view ChannelOfKey(std::string_view key) {
 
 bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
-Field SettingField(const Settings& settings, const SettingRow& row, Language language) {
+Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
+  const Settings& settings = instrument.settings();
   Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row));
   if (IsReal(row)) field.value = ToLocalDecimal(field.value, '.');
   if (row.type == VariantType::kBstr) field.kind = FieldKind::kText;
+  if (auto question = instrument.FileQuestionOf(row)) {
+    field.kind = FieldKind::kFile;
+    field.file = std::move(*question);
+  }
   if (row.words.empty()) return field;
   field.kind = FieldKind::kChoice;
   for (const CodedWord& word : row.words) field.choices.emplace_back(word.word);
   // A code without a word, such as "none of them", is a choice while it is set.
   if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
   return field;
+}
+
+bool IsOfLink(Instrument& instrument, const SettingRow& row) {
+  const auto keys = instrument.card().link_settings;
+  return std::any_of(keys.begin(), keys.end(), [&](const char* key) { return std::string_view(key) == row.key; });
+}
+
+// What the USB link needs and what it found.
+void AddUsb(Instrument& instrument, Language language, Page& page) {
+  if (instrument.card().link != LinkKind::kUsb) return;
+  const bool found = Succeeded(instrument.CheckLink());
+  page.fields.push_back(Shown("", Say(Word::kUsbLibrary, language), Say(found ? Word::kFound : Word::kNotFound, language)));
+  page.fields.push_back(IdentificationField(instrument, language));
+}
+
+// The line's fields come first, the settings that are about the link behind them.
+Page CommPage(Instrument& instrument, Language language) {
+  Page page{Say(Word::kCommunication, language), {}};
+  AddLine(instrument, language, page);
+  for (const SettingRow& row : instrument.settings().rows()) {
+    if (IsOfLink(instrument, row)) page.fields.push_back(SettingField(instrument, row, language));
+  }
+  AddUsb(instrument, language, page);
+  if (page.fields.empty()) page.fields.push_back(Shown("", Say(Word::kNothingToSet, language), ""));
+  return page;
 }
 
 // Labels begin with "Channel 3: ", which the page's title says already.
@@ -220,13 +257,14 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
   std::vector<Page> pages;
   std::string_view channel = "-";
   for (const SettingRow& row : instrument.settings().rows()) {
+    if (IsOfLink(instrument, row)) continue;
     const std::string_view own = ChannelOfKey(row.key);
     if (pages.empty() || own != channel) {
       pages.push_back(
           {own.empty() ? Say(Word::kConfiguration, language) : Say(Word::kChannel, language, {std::string(own)}), {}});
       channel = own;
     }
-    pages.back().fields.push_back(SettingField(instrument.settings(), row, language));
+    pages.back().fields.push_back(SettingField(instrument, row, language));
     if (!own.empty()) DropChannel(pages.back().fields.back().label);
   }
   if (pages.empty()) {
@@ -256,17 +294,26 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field) {
 // Whether entries are only looked at, or given to the instrument as well.
 enum class Extent { kCheck, kGive };
 
-// The pages of `form` from `first` on, whose fields are settings.
-std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::size_t first, Language language,
-                                Extent extent) {
+// What speaks against a file that a person chose; nothing where none is yet.
+std::optional<std::string> FileReason(Instrument& instrument, const Field& field) {
+  const bool chosen = field.kind == FieldKind::kFile && field.value != field.file.suggested;
+  if (!chosen || !std::ifstream(field.value).good()) return std::nullopt;
+  std::uint32_t records = 0;
+  const HRESULT result = instrument.CheckProgram(field.value, &records);
+  return Failed(result) ? std::optional(instrument.DescriptionOf(result)) : std::nullopt;
+}
+
+// The fields of `form` that are settings.
+std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Language language, Extent extent) {
   Settings record(instrument.settings().rows());
   const auto before = instrument.settings().Snapshot();
   record.Replace(before);
-  for (std::size_t p = first; p < form.pages.size(); ++p) {
+  for (std::size_t p = 0; p < form.pages.size(); ++p) {
     const EnteredPage entered{form.pages[p], p, language};
     for (std::size_t k = 0; k < entered.page.fields.size(); ++k) {
       const Field& field = entered.page.fields[k];
       const SettingRow* row = field.kind == FieldKind::kShown ? nullptr : record.Find(field.key);
+      if (const auto reason = FileReason(instrument, field)) return entered.Refuse(k, *reason);
       if (!row || Enter(record, *row, field)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
@@ -278,6 +325,26 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, std::s
     instrument.MarkDirty();
   }
   return std::nullopt;
+}
+
+// The link, on the form's first page, and the settings.
+std::optional<Refusal> ApplyAll(Instrument& instrument, const Form& form, Language language, Extent extent) {
+  CommEntry entry;
+  const EnteredPage entered{form.pages.front(), 0, language};
+  auto refusal = ReadComm(instrument, entered, entry);
+  if (!refusal) refusal = ApplyCfg(instrument, form, language, extent);
+  return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
+}
+
+// Lets `take` check what was entered, and give it.
+template <typename Take>
+void TakeWith(Form& form, Instrument& instrument, Language language, Take* take) {
+  form.apply = [&instrument, language, take](const Form& entered) {
+    return take(instrument, entered, language, Extent::kGive);
+  };
+  form.check = [&instrument, language, take](const Form& entered) {
+    return take(instrument, entered, language, Extent::kCheck);
+  };
 }
 
 // --- groups ---
@@ -367,16 +434,13 @@ std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<Ch
 }
 
 Page AboutPage(Instrument& instrument, Language language) {
-  std::string version, identification = Say(Word::kNoInstrument, language), link;
+  std::string version, link;
   instrument.Version(&version);
   instrument.GetCommInfo(&link);
-  std::int32_t connected = 0;
-  instrument.IsConnected(&connected);
-  if (connected) instrument.Identify(&identification);
   return {Say(Word::kAbout, language),
           {Shown("model", Say(Word::kModel, language), DisplayName(instrument, language)),
            Shown("version", Say(Word::kLibraryVersion, language), version),
-           Shown("identification", Say(Word::kIdentification, language), identification),
+           IdentificationField(instrument, language),
            Shown("link", Say(Word::kLink, language), link)}};
 }
 
@@ -392,23 +456,15 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
-  const auto take = [&instrument, language](const Form& form, Extent extent) {
-    CommEntry entry;
-    const EnteredPage entered{form.pages.front(), 0, language};
-    const auto refusal = ReadComm(instrument, entered, entry);
-    return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
-  };
-  return {TitleOf(instrument, Say(Word::kCommunication, language), language),
-          {CommPage(instrument, language)},
-          [take](const Form& form) { return take(form, Extent::kGive); },
-          [take](const Form& form) { return take(form, Extent::kCheck); }};
+  Form form{TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
+  TakeWith(form, instrument, language, ApplyAll);
+  return form;
 }
 
 Form CfgForm(Instrument& instrument, Language language) {
-  return {
-      TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language),
-      [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language, Extent::kGive); },
-      [&instrument, language](const Form& form) { return ApplyCfg(instrument, form, 0, language, Extent::kCheck); }};
+  Form form{TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language), {}, {}};
+  TakeWith(form, instrument, language, ApplyCfg);
+  return form;
 }
 
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
@@ -440,15 +496,7 @@ Form PropertiesForm(Instrument& instrument, Language language) {
   const std::vector<Page> settings = CfgPages(instrument, language);
   form.pages.insert(form.pages.end(), settings.begin(), settings.end());
   form.pages.push_back(AboutPage(instrument, language));
-  const auto take = [&instrument, language](const Form& whole, Extent extent) {
-    CommEntry entry;
-    const EnteredPage entered{whole.pages.front(), 0, language};
-    auto refusal = ReadComm(instrument, entered, entry);
-    if (!refusal) refusal = ApplyCfg(instrument, whole, 1, language, extent);
-    return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
-  };
-  form.apply = [take](const Form& whole) { return take(whole, Extent::kGive); };
-  form.check = [take](const Form& whole) { return take(whole, Extent::kCheck); };
+  TakeWith(form, instrument, language, ApplyAll);
   return form;
 }
 

@@ -22,6 +22,9 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kFlow, {"Flow control", "Contrôle de flux"}},
     {Word::kHost, {"Network host (empty: serial)", "Hôte réseau (vide : série)"}},
     {Word::kTcpPort, {"TCP port", "Port TCP"}},
+    {Word::kUsbLibrary, {"USB library", "Bibliothèque USB"}},
+    {Word::kFound, {"found", "trouvée"}},
+    {Word::kNotFound, {"not found", "introuvable"}},
     {Word::kPeriod, {"Period", "Période"}},
     {Word::kDeadBandPercent, {"Dead band, relative", "Bande morte relative"}},
     {Word::kDeadBandAbs, {"Dead band, absolute", "Bande morte absolue"}},
@@ -45,7 +48,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
 std::string Say(Word word, Language language, std::initializer_list<std::string> values) {
-  return Filled(Say(word, language), values);
+  return WithValues(Say(word, language), values);
 }
 
 }  // namespace ulix

@@ -30,7 +30,9 @@ class UsbLink {
   UsbLink(const UsbLink&) = delete;
   UsbLink& operator=(const UsbLink&) = delete;
 
-  // Loads the library at the first call that finds it, then looks up the interface unless `wanted` names one, opens it,
+  // Loads the library at the first call that finds it; without one, the not-loaded code.
+  HRESULT Load();
+  // Loads the library, then looks up the interface unless `wanted` names one, opens it,
   // discards what is pending both ways and sets the timeouts. The first step that fails closes the link again and is
   // the result: winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when
   // already open.
@@ -49,7 +51,6 @@ class UsbLink {
   static constexpr std::uint32_t kReplySize = 80;
 
  private:
-  HRESULT Load();
   HRESULT OpenDevice();
   HRESULT Prepare();
   HRESULT Drain();

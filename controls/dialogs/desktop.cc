@@ -1,5 +1,6 @@
 #include "controls/dialogs/desktop.h"
 
+#include "controls/dialogs/file_dialog.h"
 #include "controls/dialogs/form_dialog.h"
 #include "controls/dialogs/progress_dialog.h"
 #include "controls/dialogs/window_text.h"
@@ -41,14 +42,31 @@ void Desktop::Warn(Instrument& instrument, const std::string& text) {
   MessageBoxW(GetActiveWindow(), WideOf(text).c_str(), title.c_str(), MB_OK | MB_ICONWARNING);
 }
 
+std::optional<std::string> Desktop::ChooseFile(const FileQuestion& question) {
+  return AskForFile(question, GetActiveWindow());
+}
+
+// The window that shows the step. None for an operation that was stopped and still says that it is over, and none for one
+// that was refused while another goes on, on that one's thread from inside a report or on another thread.
+ProgressDialog* Desktop::ProgressOf(const ShownProgress& step) {
+  const DWORD self = GetCurrentThreadId();
+  if (progress_thread_ == self) return reporting_ ? nullptr : progress_.get();
+  DWORD nobody = 0;
+  if (step.percent >= kDone || !progress_thread_.compare_exchange_strong(nobody, self)) return nullptr;
+  progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), WideOf(step.title), language_);
+  return progress_.get();
+}
+
 // The window stays for a moment at the end, so that a person sees that the operation is done.
-bool Desktop::ShowProgress(const ProgressStep& step) {
-  // An operation that was stopped still says that it is over.
-  if (!progress_ && step.percent >= kDone) return true;
-  if (!progress_) progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), WideOf(step.title), language_);
-  const bool go_on = progress_->Report(step.percent, WideOf(step.text));
-  if (step.percent >= kDone && go_on) Sleep(kDoneShownMs);
-  if (step.percent >= kDone || !go_on) progress_.reset();
+bool Desktop::ShowProgress(const ShownProgress& step) {
+  ProgressDialog* progress = ProgressOf(step);
+  if (!progress) return true;
+  reporting_ = true;
+  const bool done = step.percent >= kDone, go_on = progress->Report(step.percent, WideOf(step.text));
+  if (done && go_on) Sleep(kDoneShownMs);
+  if (done || !go_on) progress_.reset();
+  reporting_ = false;
+  if (!progress_) progress_thread_ = 0;
   return go_on;
 }
 

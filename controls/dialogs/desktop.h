@@ -25,12 +25,18 @@ class Desktop final : public UserInterface {
   DialogResult EditCfg(Instrument& instrument) override;
   void ShowProperties(Instrument& instrument) override;
   void Warn(Instrument& instrument, const std::string& text) override;
+  std::optional<std::string> ChooseFile(const FileQuestion& question) override;
   bool Progress(int percent) override { return ShowProgress({percent, "UlixInstrAx", ""}); }
-  bool ShowProgress(const ProgressStep& step) override;
+  bool ShowProgress(const ShownProgress& step) override;
 
  private:
+  ProgressDialog* ProgressOf(const ShownProgress& step);
+
   const Language language_;
-  std::unique_ptr<ProgressDialog> progress_;  // while a long operation goes on, on the host's thread
+  // While a long operation goes on its thread has the window and the flag.
+  std::atomic<DWORD> progress_thread_ = 0;
+  std::unique_ptr<ProgressDialog> progress_;
+  bool reporting_ = false;
 };
 
 }  // namespace ulix::controls

@@ -14,7 +14,8 @@ constexpr double kMargin = 1.5, kButtonWidth = 14;  // in characters
 
 class FormDialog final : public DialogWindow {
  public:
-  FormDialog(Form form, Language language) : form_(std::move(form)), language_(language) {}
+  FormDialog(Form form, Language language, int dpi)
+      : form_(std::move(form)), language_(language), metrics_(dpi) {}
 
   DialogResult Ask(HWND owner) {
     return Run(owner) == static_cast<INT_PTR>(DialogResult::kOk) ? DialogResult::kOk : DialogResult::kCancel;
@@ -66,8 +67,8 @@ class FormDialog final : public DialogWindow {
 
 }  // namespace
 
-DialogResult AskInWindow(Form form, Language language, HWND owner) {
-  FormDialog dialog(std::move(form), language);
+DialogResult AskInWindow(Form form, Language language, HWND owner, int dpi) {
+  FormDialog dialog(std::move(form), language, dpi);
   return dialog.Ask(owner);
 }
 

@@ -10,7 +10,7 @@
 namespace ulix::controls {
 
 // Asks until the entries are taken or the person gives up. A form that takes nothing has one button. Cancel where no
-// window can be shown. `owner` may be null.
-DialogResult AskInWindow(Form form, Language language, HWND owner);
+// window can be shown. `owner` may be null; a resolution of 0 is the screen's.
+DialogResult AskInWindow(Form form, Language language, HWND owner, int dpi = 0);
 
 }  // namespace ulix::controls

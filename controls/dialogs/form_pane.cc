@@ -10,6 +10,10 @@ namespace {
 
 constexpr double kListWidth = 18, kGap = 1.5;  // in characters
 constexpr double kMostLines = 30;              // of a page before it scrolls
+constexpr double kReasonLines = 3, kReasonWidth = 60;
+constexpr COLORREF kReasonColour = RGB(176, 0, 32);
+
+int ReasonHeight(const Metrics& metrics) { return metrics.Down(kReasonLines); }
 
 int ListWidth(const Form& form, const Metrics& metrics) {
   return form.pages.size() > 1 ? metrics.Across(kListWidth + kGap) : 0;
@@ -28,6 +32,9 @@ FormPane::FormPane(HWND parent, Form& form, const Metrics& metrics)
     SendMessageW(list_, LB_SETCURSEL, 0, 0);
   }
   view_.emplace(window(), metrics_);
+  reason_ = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | SS_LEFT | SS_NOPREFIX, 0, 0, 0, 0, window(), nullptr,
+                            ModuleInstance(), nullptr);
+  SendMessageW(reason_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font()), TRUE);
 }
 
 SIZE FormPane::SizeOf(const Form& form, const Metrics& metrics) {
@@ -37,19 +44,28 @@ SIZE FormPane::SizeOf(const Form& form, const Metrics& metrics) {
     inner.cx = std::max(inner.cx, size.cx);
     inner.cy = std::max(inner.cy, std::min<LONG>(size.cy, metrics.Down(kMostLines)));
   }
-  return {ListWidth(form, metrics) + inner.cx + GetSystemMetrics(SM_CXVSCROLL), inner.cy};
+  const LONG width = ListWidth(form, metrics) + inner.cx + GetSystemMetrics(SM_CXVSCROLL);
+  const bool takes = static_cast<bool>(form.apply);
+  return {std::max<LONG>(width, metrics.Across(kReasonWidth)), inner.cy + (takes ? ReasonHeight(metrics) : 0)};
 }
 
 void FormPane::Place(const RECT& place) {
-  const int width = place.right - place.left, height = place.bottom - place.top;
-  MoveWindow(window(), place.left, place.top, width, height, TRUE);
+  const int width = place.right - place.left, whole = place.bottom - place.top;
+  const int height = form_.apply ? std::max(0, whole - ReasonHeight(metrics_)) : whole;
+  MoveWindow(window(), place.left, place.top, width, whole, TRUE);
+  MoveWindow(reason_, 0, height, width, whole - height, TRUE);
   const int list = ListWidth(form_, metrics_);
   if (list_) MoveWindow(list_, 0, 0, list - metrics_.Across(kGap), height, TRUE);
   view_->Place({list, 0, width, height});
   view_->Show(form_.pages[shown_]);
 }
 
-void FormPane::Collect() { view_->Collect(form_.pages[shown_]); }
+void FormPane::Collect() {
+  TellReason("");
+  view_->Collect(form_.pages[shown_]);
+}
+
+void FormPane::TellReason(const std::string& reason) { SetWindowTextW(reason_, WideOf(reason).c_str()); }
 
 void FormPane::TurnTo(std::size_t page) {
   if (page == shown_ || page >= form_.pages.size()) return;
@@ -61,7 +77,9 @@ void FormPane::TurnTo(std::size_t page) {
 void FormPane::Refuse(const Refusal& refusal) {
   if (list_) SendMessageW(list_, LB_SETCURSEL, refusal.page, 0);
   TurnTo(refusal.page);
-  view_->Refuse(refusal.field, refusal.reason);
+  view_->GoTo(refusal.field);
+  TellReason(refusal.reason);
+  MessageBeep(MB_ICONWARNING);
 }
 
 HWND FormPane::First() const { return list_ ? list_ : GetNextDlgTabItem(view_->window(), nullptr, FALSE); }
@@ -70,6 +88,11 @@ LRESULT FormPane::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
   if (message == WM_COMMAND && list_ && reinterpret_cast<HWND>(lengthy) == list_) {
     if (HIWORD(wide) == LBN_SELCHANGE) TurnTo(static_cast<std::size_t>(SendMessageW(list_, LB_GETCURSEL, 0, 0)));
     return 0;
+  }
+  if (message == WM_CTLCOLORSTATIC && reinterpret_cast<HWND>(lengthy) == reason_) {
+    const LRESULT brush = ChildWindow::Handle(message, wide, lengthy);
+    SetTextColor(reinterpret_cast<HDC>(wide), kReasonColour);
+    return brush;
   }
   if (message == FormView::kChanged && changed_) changed_();
   return ChildWindow::Handle(message, wide, lengthy);

@@ -1,4 +1,5 @@
-// The pages of a form inside a dialog or a property page: a list to turn them by, where there are several, and one page.
+// The pages of a form inside a dialog or a property page: a list to turn them by, where there are several, one page, and
+// below it the reason of a refusal.
 #pragma once
 
 #include <optional>
@@ -19,7 +20,7 @@ class FormPane final : public ChildWindow {
   void Place(const RECT& place);
   // Gives the form the entries of the page that is shown, the only ones that it does not have.
   void Collect();
-  // Turns to the field and says why it was refused.
+  // Turns to the field and says why it was refused, until the page is turned or the entries are collected again.
   void Refuse(const Refusal& refusal);
   // The first window to enter something in, null when there is none.
   HWND First() const;
@@ -29,10 +30,12 @@ class FormPane final : public ChildWindow {
  private:
   LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override;
   void TurnTo(std::size_t page);
+  void TellReason(const std::string& reason);
 
   Form& form_;
   const Metrics& metrics_;
   HWND list_ = nullptr;  // none for a single page
+  HWND reason_ = nullptr;
   std::optional<FormView> view_;
   std::size_t shown_ = 0;
   std::function<void()> changed_;

@@ -4,15 +4,15 @@
 
 #include <algorithm>
 
+#include "controls/dialogs/file_dialog.h"
 #include "controls/dialogs/window_text.h"
 #include "controls/module.h"
 
 namespace ulix::controls {
 namespace {
 
-constexpr COLORREF kRefusalColour = RGB(176, 0, 32);
-constexpr double kLineHeight = 1.9;  // of a row, in lines of text
-constexpr double kEntryWidth = 24, kUnitWidth = 6, kReasonWidth = 30, kGap = 1.5;  // in characters
+constexpr double kLineHeight = 1.9, kEntryHeight = 1.55;  // of a row, in lines of text
+constexpr double kEntryWidth = 24, kUnitWidth = 6, kUnitGap = 0.5, kBrowseWidth = 4, kGap = 1.5;  // in characters
 constexpr double kListLines = 14;
 
 bool IsTickList(const Page& page) {
@@ -61,7 +61,7 @@ void FormView::Place(const RECT& place) {
 }
 
 SIZE FormView::SizeOf(const Page& page, const Metrics& metrics) {
-  const int width = LabelWidth(page, metrics) + metrics.Across(kEntryWidth + kUnitWidth + kReasonWidth);
+  const int width = LabelWidth(page, metrics) + metrics.Across(kEntryWidth + kUnitWidth);
   const double lines = IsTickList(page) ? kListLines : kLineHeight * static_cast<double>(page.fields.size());
   return {width, metrics.Down(lines)};
 }
@@ -75,66 +75,69 @@ void FormView::Show(const Page& page) {
 }
 
 void FormView::ShowRows(const Page& page) {
-  const int label_width = LabelWidth(page, metrics_), height = metrics_.Down(kLineHeight);
+  const int label_width = LabelWidth(page, metrics_);
   std::wstring taken;
-  for (const Field& field : page.fields) {
-    Row row;
-    row.top = height_;
-    row.bottom = height_ += height;
-    const RECT line{0, row.top, 0, row.top + metrics_.Down(1.55)};
-    RECT label = Moved(line, 0, label_width);
-    label.top += metrics_.Down(0.2);
-    // A tick has its label beside the box, so that a click on either ticks it.
-    const bool is_tick = field.kind == FieldKind::kTick;
-    if (!is_tick) {
-      const bool is_shown = field.kind == FieldKind::kShown;
-      Make(L"STATIC", is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken),
-           is_shown ? SS_LEFT | SS_NOPREFIX : SS_LEFT, label);
-    }
-    row.entry = MakeEntry(field, Moved(line, label_width, metrics_.Across(kEntryWidth)));
-    RECT unit = Moved(label, label_width + metrics_.Across(kEntryWidth + 0.5), metrics_.Across(kUnitWidth));
-    if (!field.unit.empty()) Make(L"STATIC", WideOf(field.unit), SS_LEFT | SS_NOPREFIX, unit);
-    row.reason = Make(L"STATIC", L"", SS_LEFT | SS_NOPREFIX,
-                      Moved(unit, metrics_.Across(kUnitWidth), metrics_.Across(kReasonWidth)));
-    rows_.push_back(row);
-  }
+  for (const Field& field : page.fields) rows_.push_back(MakeRow(field, label_width, taken));
 }
 
-HWND FormView::MakeEntry(const Field& field, const RECT& place) {
+FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstring& taken) {
+  Row row;
+  row.top = height_;
+  row.bottom = height_ += metrics_.Down(kLineHeight);
+  const RECT line{0, row.top, 0, row.top + metrics_.Down(kEntryHeight)};
+  RECT label = Moved(line, 0, label_width);
+  label.top += metrics_.Down(0.2);
+  const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kTick;
+  const std::wstring text = is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken);
+  // A tick has its label beside the box, so that a click on either ticks it.
+  if (!is_tick) Make(L"STATIC", text, is_shown ? SS_LEFT | SS_NOPREFIX : SS_LEFT, label);
+  row.entry = MakeEntry(field, Moved(line, label_width, metrics_.Across(kEntryWidth)), text);
+  const int behind = label_width + metrics_.Across(kEntryWidth + kUnitGap);
+  if (field.kind == FieldKind::kFile) {
+    row.file = field.file;
+    row.browse = Make(L"BUTTON", L"...", WS_TABSTOP, Moved(line, behind, metrics_.Across(kBrowseWidth)));
+  }
+  const RECT unit = Moved(label, behind, metrics_.Across(kUnitWidth - kUnitGap));
+  if (!field.unit.empty()) Make(L"STATIC", WideOf(field.unit), SS_LEFT | SS_NOPREFIX, unit);
+  return row;
+}
+
+HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstring& label) {
   switch (field.kind) {
     case FieldKind::kShown: {
       // Selectable, so that it can be copied; long texts are shown in full by scrolling inside.
       RECT wide = place, inside;
       GetClientRect(window(), &inside);
-      wide.right = inside.right - metrics_.Across(kGap);
+      wide.right = std::max(wide.right, inside.right - metrics_.Across(kGap));
       Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_AUTOHSCROLL | WS_TABSTOP, wide);
       return nullptr;
     }
     case FieldKind::kTick: {
-      std::wstring taken;
-      const HWND box = Make(L"BUTTON", WithAccelerator(field.label, taken), BS_AUTOCHECKBOX | WS_TABSTOP, place);
+      const HWND box = Make(L"BUTTON", label, BS_AUTOCHECKBOX | WS_TABSTOP, place);
       SendMessageW(box, BM_SETCHECK, field.value.empty() ? BST_UNCHECKED : BST_CHECKED, 0);
       return box;
     }
     case FieldKind::kChoice:
-    case FieldKind::kOpenList: {
-      RECT open = place;
-      open.bottom += metrics_.Down(14);  // of the list when it is open
-      const DWORD kind = field.kind == FieldKind::kChoice ? CBS_DROPDOWNLIST : CBS_DROPDOWN | CBS_AUTOHSCROLL;
-      const HWND box = Make(L"COMBOBOX", L"", kind | WS_VSCROLL | WS_TABSTOP, open);
-      for (const std::string& choice : field.choices)
-        SendMessageW(box, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WideOf(choice).c_str()));
-      const auto chosen = std::find(field.choices.begin(), field.choices.end(), field.value);
-      if (chosen != field.choices.end()) {
-        SendMessageW(box, CB_SETCURSEL, static_cast<WPARAM>(chosen - field.choices.begin()), 0);
-      } else {
-        SetWindowTextW(box, WideOf(field.value).c_str());
-      }
-      return box;
-    }
+    case FieldKind::kOpenList:
+      return MakeList(field, place);
     default:
       return Make(L"EDIT", WideOf(field.value), ES_AUTOHSCROLL | WS_TABSTOP | WS_BORDER, place);
   }
+}
+
+HWND FormView::MakeList(const Field& field, RECT place) {
+  place.bottom += metrics_.Down(14);  // of the list when it is open
+  const DWORD kind = field.kind == FieldKind::kChoice ? CBS_DROPDOWNLIST : CBS_DROPDOWN | CBS_AUTOHSCROLL;
+  const HWND box = Make(L"COMBOBOX", L"", kind | WS_VSCROLL | WS_TABSTOP, place);
+  for (const std::string& choice : field.choices)
+    SendMessageW(box, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WideOf(choice).c_str()));
+  const auto chosen = std::find(field.choices.begin(), field.choices.end(), field.value);
+  if (chosen != field.choices.end()) {
+    SendMessageW(box, CB_SETCURSEL, static_cast<WPARAM>(chosen - field.choices.begin()), 0);
+  } else {
+    SetWindowTextW(box, WideOf(field.value).c_str());
+  }
+  return box;
 }
 
 void FormView::ShowList(const Page& page) {
@@ -171,14 +174,19 @@ void FormView::Collect(Page& page) const {
   }
 }
 
-void FormView::Refuse(std::size_t field, const std::string& reason) {
-  for (const Row& row : rows_) SetWindowTextW(row.reason, L"");
+void FormView::GoTo(std::size_t field) {
   if (field >= rows_.size()) return;
-  SetWindowTextW(rows_[field].reason, WideOf(reason).c_str());
   BringIntoView(rows_[field].entry);
   SetFocus(rows_[field].entry);
   SendMessageW(rows_[field].entry, EM_SETSEL, 0, -1);
-  MessageBeep(MB_ICONWARNING);
+}
+
+// What was entered is where the question begins.
+void FormView::Browse(const Row& row) {
+  FileQuestion question = row.file;
+  question.suggested = TextOfWindow(row.entry);
+  const auto path = AskForFile(question, GetAncestor(window(), GA_ROOT));
+  if (path && !path->empty()) SetWindowTextW(row.entry, WideOf(*path).c_str());
 }
 
 HWND FormView::Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place) {
@@ -259,18 +267,18 @@ LRESULT FormView::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
       return 0;
     case WM_COMMAND: {
       const int what = HIWORD(wide);
+      const auto row = std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) {
+        return lengthy != 0 && each.browse == reinterpret_cast<HWND>(lengthy);
+      });
+      if (row != rows_.end()) {
+        if (what == BN_CLICKED) Browse(*row);
+        return 0;
+      }
       if (what == EN_SETFOCUS || what == CBN_SETFOCUS) BringIntoView(reinterpret_cast<HWND>(lengthy));
       // A click on a box is number 0, as menus are, but comes from a window.
       const bool clicked = what == BN_CLICKED && lengthy != 0;
       if (what == EN_CHANGE || what == CBN_SELCHANGE || what == CBN_EDITCHANGE || clicked) TellParent();
       return 0;
-    }
-    case WM_CTLCOLORSTATIC: {
-      const HWND text = reinterpret_cast<HWND>(lengthy);
-      const bool is_reason = std::any_of(rows_.begin(), rows_.end(), [&](const Row& row) { return row.reason == text; });
-      const LRESULT brush = ChildWindow::Handle(message, wide, lengthy);
-      if (is_reason) SetTextColor(reinterpret_cast<HDC>(wide), kRefusalColour);
-      return brush;
     }
     default:
       return ChildWindow::Handle(message, wide, lengthy);

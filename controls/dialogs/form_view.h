@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <string>
 #include <vector>
 
 #include "controls/dialogs/child_window.h"
@@ -11,8 +12,8 @@
 
 namespace ulix::controls {
 
-// Lives on the thread of its windows. Rows of label, entry and unit, with the reason of a refusal behind them; a page of
-// ticks only is one list. Longer than the place it is given, it scrolls.
+// Lives on the thread of its windows. Rows of label, entry and unit, or of a button that chooses a file; a page of ticks
+// only is one list. Longer than the place it is given, it scrolls.
 class FormView final : public ChildWindow {
  public:
   // Sent to the parent when something was entered.
@@ -25,8 +26,8 @@ class FormView final : public ChildWindow {
   void Show(const Page& page);
   // Puts what was entered into the page that is shown.
   void Collect(Page& page) const;
-  // Gives the field the focus and says why it was refused, until the page is shown again.
-  void Refuse(std::size_t field, const std::string& reason);
+  // Gives the field the focus.
+  void GoTo(std::size_t field);
 
   // The width that a page needs, and its height.
   static SIZE SizeOf(const Page& page, const Metrics& metrics);
@@ -34,7 +35,8 @@ class FormView final : public ChildWindow {
  private:
   struct Row {
     HWND entry = nullptr;   // none for what is shown only
-    HWND reason = nullptr;  // where a refusal is told
+    HWND browse = nullptr;  // asks for the entry's file
+    FileQuestion file;
     int top = 0;
     int bottom = 0;
   };
@@ -44,7 +46,10 @@ class FormView final : public ChildWindow {
   void TellParent();
   void ShowRows(const Page& page);
   void ShowList(const Page& page);
-  HWND MakeEntry(const Field& field, const RECT& place);
+  Row MakeRow(const Field& field, int label_width, std::wstring& taken);
+  HWND MakeEntry(const Field& field, const RECT& place, const std::wstring& label);
+  HWND MakeList(const Field& field, RECT place);
+  void Browse(const Row& row);
   HWND Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place);
   void Clear();
   void ScrollTo(int top);

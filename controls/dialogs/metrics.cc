@@ -24,16 +24,24 @@ class ScreenWith {
   HGDIOBJ before_;
 };
 
-HFONT MessageFont() {
+int ScreenDpi() {
+  const HDC screen = GetDC(nullptr);
+  const int dpi = GetDeviceCaps(screen, LOGPIXELSY);
+  ReleaseDC(nullptr, screen);
+  return dpi;
+}
+
+HFONT MessageFont(int dpi) {
   NONCLIENTMETRICSW metrics{};
   metrics.cbSize = sizeof(metrics);
   SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof(metrics), &metrics, 0);
+  if (dpi != 0) metrics.lfMessageFont.lfHeight = MulDiv(metrics.lfMessageFont.lfHeight, dpi, ScreenDpi());
   return CreateFontIndirectW(&metrics.lfMessageFont);
 }
 
 }  // namespace
 
-Metrics::Metrics() : font_(MessageFont()) {
+Metrics::Metrics(int dpi) : font_(MessageFont(dpi)) {
   const std::wstring alphabet = L"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
   const SIZE size = ScreenWith(font_).Measure(alphabet);
   width_ = static_cast<int>((static_cast<std::size_t>(size.cx) + alphabet.size() - 1) / alphabet.size());

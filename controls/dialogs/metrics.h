@@ -9,7 +9,8 @@ namespace ulix::controls {
 
 class Metrics {
  public:
-  Metrics();
+  // At a resolution in dots an inch; 0 is the screen's.
+  explicit Metrics(int dpi = 0);
   ~Metrics();
   Metrics(const Metrics&) = delete;
   Metrics& operator=(const Metrics&) = delete;

@@ -12,8 +12,8 @@ constexpr int kText = 100, kBar = 101;
 
 }  // namespace
 
-ProgressDialog::ProgressDialog(HWND owner, const std::wstring& title, Language language)
-    : title_(title), language_(language), owner_(owner) {
+ProgressDialog::ProgressDialog(HWND owner, const std::wstring& title, Language language, int dpi)
+    : title_(title), language_(language), metrics_(dpi), owner_(owner) {
   INITCOMMONCONTROLSEX wanted{sizeof(wanted), ICC_PROGRESS_CLASS};
   InitCommonControlsEx(&wanted);
   dialog_ = Open(owner);
@@ -51,6 +51,10 @@ bool ProgressDialog::Report(int percent, const std::wstring& text) {
   SendDlgItemMessageW(dialog_, kBar, PBM_SETPOS, static_cast<WPARAM>(percent), 0);
   MSG message;
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) {  // the host's to see, and the end of what it waits for
+      PostQuitMessage(static_cast<int>(message.wParam));
+      return false;
+    }
     if (IsDialogMessageW(dialog_, &message)) continue;
     TranslateMessage(&message);
     DispatchMessageW(&message);

@@ -13,8 +13,9 @@ namespace ulix::controls {
 // work while reports come.
 class ProgressDialog final : private DialogWindow {
  public:
-  ProgressDialog(HWND owner, const std::wstring& title, Language language);
+  ProgressDialog(HWND owner, const std::wstring& title, Language language, int dpi = 0);
   ~ProgressDialog() override;
+  HWND window() const { return dialog_; }
   // Shows 0 to 100 and what is being done, and handles what was pressed; whether to go on.
   bool Report(int percent, const std::wstring& text);
 

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <condition_variable>
+#include <functional>
 #include <initializer_list>
 #include <mutex>
 #include <string>
@@ -179,11 +180,17 @@ class Sink final : public IUlixInstrEvents {
   STDMETHODIMP DevError(long) override { return S_OK; }
   STDMETHODIMP SysError(long) override { return S_OK; }
   STDMETHODIMP Progress(short percent) override {
-    const std::lock_guard lock(mutex_);
-    percents_.push_back(percent);
+    {
+      const std::lock_guard lock(mutex_);
+      percents_.push_back(percent);
+    }
+    if (on_progress) on_progress();
     return S_OK;
   }
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
+
+  // What else a step of a long operation does; set before the sink is advised.
+  std::function<void()> on_progress;
 
   // While held, the sink does not return to who calls it.
   void Hold(bool held) {

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdlib>
+#include <cwctype>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -14,15 +15,15 @@ namespace client {
 
 class DialogUser {
  public:
-  // The dialog that this process shows; null when none comes in time.
-  HWND Find() {
-    for (int waited = 0; waited < 500; ++waited) {
+  // The dialog that this process shows, of that title if one is given; null when none comes in time.
+  HWND Find(const std::wstring& title = L"") {
+    wanted_ = title;
+    Eventually([this] {
       dialog_ = nullptr;
       EnumWindows(Visit, reinterpret_cast<LPARAM>(this));
-      if (dialog_) return dialog_;
-      Sleep(10);
-    }
-    return nullptr;
+      return dialog_ != nullptr;
+    });
+    return dialog_;
   }
 
   std::wstring Title() const { return TextOf(dialog_); }
@@ -38,6 +39,17 @@ class DialogUser {
       found = ClassOf(children[k]) == L"Static" && k + 1 < children.size() ? children[k + 1] : children[k];
     }
     return found;
+  }
+  // The label that ends before an entry; empty where it has none.
+  std::wstring LabelOf(HWND entry) const {
+    const HWND before = GetWindow(entry, GW_HWNDPREV);
+    return before && ClassOf(before) == L"Static" ? TextOf(before) : L"";
+  }
+  // What Tab goes to, in its order.
+  std::vector<HWND> Stops() const {
+    std::vector<HWND> stops = Children();
+    std::erase_if(stops, [](HWND child) { return !(GetWindowLongPtrW(child, GWL_STYLE) & WS_TABSTOP); });
+    return stops;
   }
   HWND FirstOf(const std::wstring& kind) const {
     for (const HWND child : Children()) {
@@ -67,6 +79,11 @@ class DialogUser {
     PostMessageW(focused, WM_KEYDOWN, key, 1);
     PostMessageW(focused, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
   }
+  // A letter while Alt is held down.
+  void PressAlt(wchar_t letter) const {
+    constexpr LPARAM kAltDown = LPARAM{1} << 29;
+    PostMessageW(Focused(), WM_SYSKEYDOWN, static_cast<WPARAM>(std::towupper(letter)), 1 | kAltDown);
+  }
   // Replaces what stands in an entry, and waits until it stands there.
   bool Type(HWND entry, const std::wstring& text) const {
     GoTo(entry);
@@ -79,9 +96,9 @@ class DialogUser {
 
   template <typename Condition>
   static bool Eventually(Condition&& condition) {
-    for (int waited = 0; waited < 500; ++waited) {
+    constexpr ULONGLONG kPatienceMs = 30000;
+    for (const ULONGLONG begin = GetTickCount64(); GetTickCount64() - begin < kPatienceMs; Sleep(10)) {
       if (condition()) return true;
-      Sleep(10);
     }
     return false;
   }
@@ -123,7 +140,9 @@ class DialogUser {
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);
     if (process != GetCurrentProcessId() || ClassOf(window) != L"#32770" || !IsWindowVisible(window)) return TRUE;
-    reinterpret_cast<DialogUser*>(self)->dialog_ = window;
+    auto* user = reinterpret_cast<DialogUser*>(self);
+    if (!user->wanted_.empty() && TextOf(window) != user->wanted_) return TRUE;
+    user->dialog_ = window;
     return FALSE;
   }
   static BOOL CALLBACK Keep(HWND window, LPARAM list) {
@@ -144,6 +163,7 @@ class DialogUser {
     SendMessageW(entry, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text));
   }
 
+  std::wstring wanted_;
   HWND dialog_ = nullptr;
 };
 

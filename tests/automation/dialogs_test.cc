@@ -1,6 +1,7 @@
 // The dialogs of a control, used with keys and clicks by somebody at the screen.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 
 #include "tests/automation/client.h"
@@ -15,10 +16,10 @@ std::wstring Local(const wchar_t* english, const wchar_t* french) {
   return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH ? french : english;
 }
 
-// A dialog that opens by itself somewhere else would wait for ever: whatever the person does, it is closed at the end.
-template <typename Open, typename Use>
-int Meet(Open&& open, Use&& use) {
-  std::thread person([&] {
+// Somebody at the screen, while a call goes on that shows a window.
+template <typename Use>
+std::thread Somebody(Use&& use) {
+  return std::thread([&] {
     DialogUser user;
     if (!user.Find()) {
       ADD_FAILURE() << "no dialog came";
@@ -30,6 +31,12 @@ int Meet(Open&& open, Use&& use) {
       user.Click(IDCANCEL);
     }
   });
+}
+
+// A dialog that opens by itself somewhere else would wait for ever: whatever the person does, it is closed at the end.
+template <typename Open, typename Use>
+int Meet(Open&& open, Use&& use) {
+  std::thread person = Somebody(use);
   int result = 0;
   EXPECT_EQ(open(&result), S_OK);
   person.join();
@@ -207,6 +214,199 @@ TEST_F(Dialogs, PropertiesShowLinkConfigurationAndWhatTheInstrumentIs) {
     user.Picture("about");
     user.Press(VK_RETURN);
   });
+}
+
+TEST_F(Dialogs, TheKeyboardReachesEverything) {
+  Meet(EditCommParams(), [&](DialogUser& user) {
+    const std::vector<HWND> stops = user.Stops();
+    EXPECT_EQ(stops.size(), 8U);
+    const auto has_focus = [&](HWND stop) {
+      return [&user, stop] { return user.Focused() == stop || IsChild(stop, user.Focused()); };
+    };
+    for (const HWND stop : stops) {
+      EXPECT_TRUE(user.Eventually(has_focus(stop)));
+      user.Press(VK_TAB);
+    }
+    EXPECT_TRUE(user.Eventually(has_focus(stops.front()))) << "round again";
+    for (const HWND stop : stops) {
+      const std::wstring label = user.LabelOf(stop);
+      const std::size_t mark = label.find(L'&');
+      if (GetDlgCtrlID(stop) == IDOK || GetDlgCtrlID(stop) == IDCANCEL) continue;
+      ASSERT_NE(mark, label.npos);
+      user.GoTo(has_focus(stops.back())() ? stops.front() : stops.back());
+      user.PressAlt(label[mark + 1]);
+      EXPECT_TRUE(user.Eventually(has_focus(stop))) << testing::PrintToString(label);
+    }
+    user.Press(VK_ESCAPE);
+  });
+}
+
+TEST_F(Dialogs, AUsbDeviceIsNamedAndItsLibraryToldOf) {
+  Make(L"Ulix.UlixInstrAdt760Ctl.1");
+  EXPECT_EQ(Meet(EditCommParams(),
+                 [&](DialogUser& user) {
+                   EXPECT_TRUE(user.Says(Local(L"found", L"trouv\u00E9e")));
+                   const HWND vendor = user.Entry(Local(L"USB vendor id", L"Identifiant USB du fabricant"));
+                   EXPECT_TRUE(user.Type(vendor, L"1155"));
+                   user.Picture("usb");
+                   user.Press(VK_RETURN);
+                 }),
+            kTaken);
+  EXPECT_EQ(Setting(L"vendor-id"), L"1155");
+}
+
+// Attempts at opening a port are traced; after the fourth that failed nobody has the port any more.
+HANDLE held_port = INVALID_HANDLE_VALUE;
+int failed_attempts = 0;
+
+LONG CALLBACK LetGoOfThePort(EXCEPTION_POINTERS* event) {
+  constexpr DWORD kDebugText = 0x40010006;
+  if (event->ExceptionRecord->ExceptionCode != kDebugText) return EXCEPTION_CONTINUE_SEARCH;
+  const auto* text = reinterpret_cast<const char*>(event->ExceptionRecord->ExceptionInformation[1]);
+  if (std::string(text).starts_with("Adt761: not opened") && ++failed_attempts == 4) CloseHandle(held_port);
+  return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+TEST_F(Dialogs, APortThatOpenedLateIsWarnedOf) {
+  const char* port = std::getenv("ULIX_TEST_PORT");
+  ASSERT_TRUE(port);
+  Make(L"Ulix.UlixInstrAdt761Ctl.1");
+  ASSERT_EQ(setup->put_Serial(Text(L"port"), std::atol(port)), S_OK);
+  ASSERT_EQ(setup->put_Setting(Text(L"link-mode"), Text(L"port-only")), S_OK);
+  held_port = CreateFileA(("\\\\.\\COM" + std::string(port)).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                          OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(held_port, INVALID_HANDLE_VALUE);
+  failed_attempts = 0;
+  PVOID listener = AddVectoredExceptionHandler(1, LetGoOfThePort);
+  std::thread person = Somebody([&](DialogUser& user) {
+    EXPECT_EQ(user.Title(), L"ADT761");
+    EXPECT_TRUE(user.Says(Local(L"The serial port could be opened after several attempts only",
+                                L"Le port s\u00E9rie n'a pu \u00EAtre ouvert qu'apr\u00E8s plusieurs tentatives")));
+    user.Picture("warning");
+    user.Press(VK_ESCAPE);
+  });
+  EXPECT_EQ(control->Connect(), S_OK);
+  person.join();
+  RemoveVectoredExceptionHandler(listener);
+  EXPECT_EQ(failed_attempts, 4);
+  EXPECT_EQ(control->Disconnect(), S_OK);
+}
+
+// A logger on its line, and a folder for its program files.
+class LoggerDialogs : public Dialogs {
+ protected:
+  void SetUp() override {
+    const char* port = std::getenv("ULIX_TEST_MEMOLOG");
+    ASSERT_TRUE(port);
+    Make(L"Ulix.UlixInstrMemologCtl.1");
+    ASSERT_EQ(setup->put_Serial(Text(L"port"), std::atol(port)), S_OK);
+    ASSERT_EQ(control->Connect(), S_OK);
+    wchar_t folder[MAX_PATH];
+    GetTempPathW(MAX_PATH, folder);
+    path = folder + std::wstring(L"ulix") + std::to_wstring(GetCurrentProcessId()) + L".p90";
+  }
+  void TearDown() override {
+    control->Disconnect();
+    DeleteFileW(path.c_str());
+  }
+
+  // Somebody acts while the window is there: the operation waits at its second step until that was done.
+  template <typename Operation, typename Use>
+  void Interrupt(Operation&& operation, Use&& use) {
+    std::atomic<bool> acted = false;
+    int steps = 0;
+    Sink sink;
+    sink.on_progress = [&] {
+      MSG message;
+      const auto answer_others = [&] { return PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE), acted.load(); };
+      if (++steps == 2) EXPECT_TRUE(DialogUser::Eventually(answer_others));
+    };
+    std::thread person = Somebody([&](DialogUser& user) {
+      use(user);
+      acted = true;
+    });
+    {
+      const Advised advised(control.Get(), sink);
+      operation();
+    }
+    person.join();
+    EXPECT_EQ(sink.percents().back(), 100);
+  }
+  long ReadRecords(long most) {
+    Variant ids, values, errors, times;
+    long count = -1;
+    EXPECT_EQ(control->ReadMemBlock(1, most, 0, &ids, &values, &errors, &times, &count), S_OK);
+    return count;
+  }
+  static std::wstring Question() {
+    return Local(L"Select Memolog Program File", L"S\u00E9lectionner un fichier programme Memolog");
+  }
+
+  std::wstring path;
+};
+
+TEST_F(LoggerDialogs, ALongReadIsStoppedByItsButton) {
+  long count = -1;
+  Interrupt([&] { count = ReadRecords(0); },
+            [&](DialogUser& user) {
+              EXPECT_EQ(user.Title(), Local(L"Reading...", L"Lecture..."));
+              EXPECT_TRUE(user.Says(Local(L"Reading measurement bloc 1 from", L"Lecture du bloc de mesures 1 sur")));
+              user.Picture("progress");
+              user.Click(IDCANCEL);
+            });
+  EXPECT_EQ(count, 0);
+  EXPECT_GT(ReadRecords(40), 0) << "the block is free again";
+}
+
+TEST_F(LoggerDialogs, AProgramFileIsAskedForAndItsTransferStoppedByEscape) {
+  std::thread nobody = Somebody([&](DialogUser& user) {
+    EXPECT_EQ(user.Title(), Question());
+    user.Press(VK_ESCAPE);
+  });
+  EXPECT_EQ(control->SendCfg(), E_ABORT);
+  nobody.join();
+  std::thread person([&] {
+    DialogUser user;
+    ASSERT_TRUE(user.Find(Question()));
+    EXPECT_TRUE(user.Type(user.FirstOf(L"Edit"), path));
+    user.Picture("choose-file");
+    user.Click(IDOK);
+  });
+  EXPECT_EQ(control->ReadCfg(), S_OK);
+  person.join();
+  EXPECT_EQ(Setting(L"program-file"), path);
+  Interrupt([&] { EXPECT_EQ(control->SendCfg(), E_ABORT); },
+            [&](DialogUser& user) {
+              EXPECT_EQ(user.Title(), Local(L"Program MEMOLOG", L"Programmer le MEMOLOG"));
+              user.Press(VK_ESCAPE);
+            });
+  EXPECT_EQ(control->SendCfg(), S_OK) << "the logger is free again";
+}
+
+TEST_F(LoggerDialogs, AProgramFileIsLookedForFromTheConfiguration) {
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  CloseHandle(file);
+  EXPECT_EQ(Meet(EditCfg(),
+                 [&](DialogUser& user) {
+                   const HWND entry = user.FirstOf(L"Edit");
+                   user.GoTo(entry);
+                   user.Press(VK_TAB);
+                   EXPECT_TRUE(user.Eventually([&] { return DialogUser::TextOf(user.Focused()) == L"..."; }));
+                   user.Press(VK_SPACE);
+                   DialogUser chooser;
+                   ASSERT_TRUE(chooser.Find(Question()));
+                   EXPECT_TRUE(chooser.Type(chooser.FirstOf(L"Edit"), path));
+                   chooser.Click(IDOK);
+                   EXPECT_TRUE(user.Eventually([&] { return DialogUser::TextOf(entry) == path; }));
+                   user.Press(VK_RETURN);
+                   const std::wstring reason = Local(L"Invalid program file", L"Fichier programme incorrect");
+                   EXPECT_TRUE(user.Eventually([&] { return user.Says(reason); }));
+                   user.Picture("program-file");
+                   user.Click(IDCANCEL);
+                 }),
+            kGivenUp);
+  EXPECT_EQ(Setting(L"program-file"), L"");
 }
 
 }  // namespace

@@ -304,6 +304,12 @@ struct StoppingUi final : UserInterface {
   DialogResult EditCfg(Instrument&) override { return DialogResult::kCancel; }
   void ShowProperties(Instrument&) override {}
   bool Progress(int percent) override { return percent < at; }
+  std::optional<std::string> ChooseFile(const FileQuestion& question) override {
+    questions.push_back(question);
+    return chosen;
+  }
+  std::optional<std::string> chosen;  // none: given up
+  std::vector<FileQuestion> questions;
 };
 
 TEST_F(MemologTest, APersonMayStopALongOperation) {
@@ -327,6 +333,34 @@ TEST_F(MemologTest, APersonMayStopALongOperation) {
   ui.at = 30;
   EXPECT_EQ(stopped.SendProgram(path), kCancelled);
   EXPECT_FALSE(WithLogger([](MemologSimulator& s) { return s.in_program_mode(); }));
+}
+
+TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
+  StoppingUi ui;
+  ui.at = 1000;
+  DriverServices services;
+  services.clock = &clock;
+  services.open_serial_port = OpenerOf(bench);
+  Instrument logger(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &ui});
+  const auto file_set = [&] { return logger.settings().TextOf(kSettings[kProgramFile]); };
+  ASSERT_EQ(logger.Connect(), S_OK);
+  EXPECT_EQ(logger.SendCfg(), kCancelled);
+  EXPECT_EQ(logger.ReadCfg(), kCancelled);
+  ui.chosen = path;  // not there yet
+  EXPECT_EQ(logger.SendCfg(), memologCtlErrOpenFile);
+  EXPECT_EQ(file_set(), "");
+  EXPECT_FALSE(logger.IsDirty());
+  EXPECT_EQ(logger.ReadCfg(), S_OK);
+  EXPECT_EQ(file_set(), path);
+  EXPECT_TRUE(logger.IsDirty());
+  ASSERT_EQ(ui.questions.size(), 4U);
+  EXPECT_EQ(ui.questions[0].title, "Select Memolog Program File");
+  EXPECT_EQ(ui.questions[0].files, "Memolog Files (*.p90)");
+  EXPECT_FALSE(ui.questions[0].to_write);
+  EXPECT_TRUE(ui.questions[3].to_write);
+  ui.at = 30;
+  EXPECT_EQ(logger.SendCfg(), kCancelled) << "while it goes on";
+  EXPECT_EQ(ui.questions.size(), 4U) << "asked although the file is set";
 }
 
 TEST_F(MemologTest, FaultsEndAReadAndTheNextOneIsRight) {

@@ -92,7 +92,7 @@ void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t blo
   if (!options.plot_file.empty()) {
     const Language language = LanguageOf(options.connection);
     const std::string name = Shown(session.instrument().card().display_name.In(language));
-    sinks.Add(MakeRecordPlot(options.plot_file, Filled(TitleOf(block, language), {name}), language));
+    sinks.Add(MakeRecordPlot(options.plot_file, WithValues(TitleOf(block, language), {name}), language));
   }
   if (!options.report_file.empty()) sinks.Add(MakeRecordReport(PlanReport(session, options, block)));
   if (options.json) {
@@ -157,7 +157,7 @@ int Memory(const MemoryOptions& options) {
   if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
   if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
   const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
-  ProgressBar bar(CliWord::kReadingMemory, LanguageOf(options.connection));
+  ProgressBar bar;
   Session session(options.connection, {}, &bar);
   CheckHasMemory(session);
   if (options.action == "list") return ListBlocks(session, options.json, LanguageOf(options.connection));
@@ -179,7 +179,7 @@ int CheckProgram(Session& session, const std::string& file, Language language) {
 int Program(const ProgramOptions& options) {
   const Language language = LanguageOf(options.connection);
   const bool send = options.action == "send";
-  ProgressBar bar(send ? CliWord::kSendingProgram : CliWord::kReadingProgram, language);
+  ProgressBar bar;
   Session session(options.connection, {}, &bar);
   if (session.instrument().CheckProgram("", nullptr) == E_NOTIMPL) {
     throw UsageError("MODEL", options.connection.model + " has no program");

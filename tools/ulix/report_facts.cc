@@ -68,7 +68,7 @@ std::vector<Fact> SettingFacts(Session& session, Language language) {
 
 ReportFacts FactsOf(Session& session, const std::string& title, Language language) {
   const std::string name = Shown(session.instrument().card().display_name.In(language));
-  return {Filled(title, {name}), InstrumentFacts(session, language), {}, SettingFacts(session, language)};
+  return {WithValues(title, {name}), InstrumentFacts(session, language), {}, SettingFacts(session, language)};
 }
 
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {

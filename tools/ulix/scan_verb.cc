@@ -33,7 +33,7 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   if (!options.csv_file.empty()) outputs.push_back(MakeCsvFile(options.csv_file, channels, error_text));
   if (!options.plot_file.empty()) {
     const std::string name = Shown(session.instrument().card().display_name.In(language));
-    outputs.push_back(MakePlotFile(options.plot_file, Filled(TitleOf(language), {name}), channels, language));
+    outputs.push_back(MakePlotFile(options.plot_file, WithValues(TitleOf(language), {name}), channels, language));
   }
   if (!options.report_file.empty()) {
     outputs.push_back(MakeReportFile(PlanReport(session, options, error_text), channels));

@@ -113,9 +113,6 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kProgramReRead, {"Program re-read", "Programme relu"}},
     {CliWord::kConfigurationSent, {"configuration sent", "configuration envoyée"}},
     {CliWord::kChannelSet, {"% set to %", "% mis à %"}},
-    {CliWord::kReadingMemory, {"Reading", "Lecture"}},
-    {CliWord::kSendingProgram, {"Sending the program", "Envoi du programme"}},
-    {CliWord::kReadingProgram, {"Reading the program", "Relecture du programme"}},
 }};
 
 static_assert(
@@ -133,7 +130,7 @@ std::string Say(CliWord word, Language language) {
 }
 
 std::string Say(CliWord word, Language language, std::initializer_list<std::string> values) {
-  return Filled(Say(word, language), values);
+  return WithValues(Say(word, language), values);
 }
 
 std::vector<std::string> Heads(std::initializer_list<CliWord> words, Language language) {

@@ -113,9 +113,6 @@ enum class CliWord {
   kProgramReRead,
   kConfigurationSent,
   kChannelSet,
-  kReadingMemory,
-  kSendingProgram,
-  kReadingProgram,
   kWordCount,
 };
 

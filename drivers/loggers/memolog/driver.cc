@@ -86,7 +86,7 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
 
 Expected<MemologDriver::ProgramPointer> MemologDriver::LoadProgram() {
   auto program = std::make_shared<Program>();
-  const HRESULT result = ReadRecords([&](const ProgramRecord& record, int) {
+  const HRESULT result = ReadRecords([&](const ProgramRecord& record, std::uint32_t, std::uint32_t) {
     PresentLayout().Add(record, *program);
     return S_OK;
   });

@@ -19,10 +19,8 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
 
   Expected<std::string> Identify() override { return AskText("*IDN?"); }
   Expected<std::string> DeviceVersion() override;
-  // The program file that is set, into the logger.
-  HRESULT SendCfg() override;
-  // The logger's program, into the program file that is set, if one is, and into what is known of the channels.
-  HRESULT ReadCfg() override;
+  // The logger's program, into what is known of the channels.
+  HRESULT ReadCfg() override { return CodeOf(LoadProgram()); }
   HRESULT RefreshChannels() override { return CodeOf(LoadProgram()); }
   // memologCtlErrChNum for a channel that the program does not have.
   Reading ReadChannel(ChannelId id) override;
@@ -48,6 +46,7 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   HRESULT Clear(std::uint32_t block, std::uint32_t count) override;
 
   ProgramTransfer* program() override { return this; }
+  const ProgramFileKind& file_kind() const override;
   HRESULT Check(const std::string& path) override;
   Expected<std::uint32_t> CountRecords(const std::string& path) override;
   HRESULT Send(const std::string& path, const Progress& progress) override;
@@ -73,7 +72,7 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   Expected<ProgramPointer> LoadProgram();
   static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
   // Every record of the logger's program in turn, until `take` fails or the program ends.
-  using TakeRecord = std::function<HRESULT(const ProgramRecord& record, int percent)>;
+  using TakeRecord = std::function<HRESULT(const ProgramRecord& record, std::uint32_t number, std::uint32_t count)>;
   HRESULT ReadRecords(const TakeRecord& take);
   Expected<ProgramRecord> ReadRecord(Command command, const Words& data);
 

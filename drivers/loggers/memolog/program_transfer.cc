@@ -9,9 +9,6 @@
 namespace ulix::memolog {
 namespace {
 
-constexpr const char* kSendTitle = "Program MEMOLOG";
-constexpr const char* kReadTitle = "Re-Read MEMOLOG Program";
-
 constexpr Milliseconds kInitialiseTimeout{500};
 
 int Percent(std::uint32_t done, std::uint32_t total) {
@@ -19,12 +16,15 @@ int Percent(std::uint32_t done, std::uint32_t total) {
 }
 
 // The last step of an operation, whatever came of it.
-HRESULT Ended(const Progress& progress, const char* title, HRESULT result, const char* done, const char* failed) {
-  progress({100, title, Failed(result) ? failed : done});
+HRESULT Ended(const Progress& progress, const ulix::Words& title, HRESULT result, const ulix::Words& done,
+              const ulix::Words& failed) {
+  progress({100, title, Failed(result) ? failed : done, {}});
   return result;
 }
 
 }  // namespace
+
+const ProgramFileKind& MemologDriver::file_kind() const { return kProgramFileKind; }
 
 HRESULT MemologDriver::Check(const std::string& path) { return CheckChosenFile(path); }
 
@@ -33,18 +33,8 @@ Expected<std::uint32_t> MemologDriver::CountRecords(const std::string& path) {
   return file ? file->CountRecords() : Failure(file.error());
 }
 
-HRESULT MemologDriver::SendCfg() {
-  return Send(TextIn(settings().Snapshot(), kSettings[kProgramFile]), [](const ProgressStep&) { return true; });
-}
-
-HRESULT MemologDriver::ReadCfg() {
-  const std::string path = TextIn(settings().Snapshot(), kSettings[kProgramFile]);
-  if (path.empty()) return CodeOf(LoadProgram());
-  return Read(path, [](const ProgressStep&) { return true; });
-}
-
 HRESULT MemologDriver::Send(const std::string& path, const Progress& progress) {
-  return Ended(progress, kSendTitle, SendFile(path, progress), "Program sent", "Unable to send Program File");
+  return Ended(progress, kSendTitle, SendFile(path, progress), kSent, kNotSent);
 }
 
 // All of the file is checked before a word is sent.
@@ -78,8 +68,7 @@ HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, con
     const auto record = file.Next();
     if (!record) return record.error();
     if (const HRESULT result = Tell(kWriteRecord, *record); Failed(result)) return result;
-    const std::string text = std::to_string(sent) + " / " + std::to_string(records);
-    if (!progress({Percent(sent, records), kSendTitle, text}) && sent < records) return kCancelled;
+    if (!progress({Percent(sent, records), kSendTitle, kRecordOf, {sent, records}}) && sent < records) return kCancelled;
   }
   return S_OK;
 }
@@ -100,7 +89,7 @@ HRESULT MemologDriver::ReadRecords(const TakeRecord& take) {
   std::uint32_t read = 0;
   auto record = ReadRecord(kFirstRecord, {});
   while (record && !record->empty() && read < count) {
-    if (const HRESULT result = take(*record, Percent(++read, count)); Failed(result)) return result;
+    if (const HRESULT result = take(*record, ++read, count); Failed(result)) return result;
     record->resize(2);  // by its first two words the logger knows which one is next
     record = ReadRecord(kNextRecord, *record);
   }
@@ -110,7 +99,7 @@ HRESULT MemologDriver::ReadRecords(const TakeRecord& take) {
 }
 
 HRESULT MemologDriver::Read(const std::string& path, const Progress& progress) {
-  return Ended(progress, kReadTitle, ReadFile(path, progress), "Program re-read", "Unable to create Program File");
+  return Ended(progress, kReadTitle, ReadFile(path, progress), kReRead, kNotCreated);
 }
 
 HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progress) {
@@ -122,10 +111,10 @@ HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progres
   if (!identification) return identification.error();
   file.Write(ProgramFileHead(*identification));
   auto program = std::make_shared<Program>();
-  const HRESULT result = ReadRecords([&](const ProgramRecord& record, int percent) -> HRESULT {
+  const HRESULT result = ReadRecords([&](const ProgramRecord& record, std::uint32_t number, std::uint32_t count) -> HRESULT {
     PresentLayout().Add(record, *program);
     if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
-    return progress({percent, kReadTitle, std::to_string(percent) + " %"}) ? S_OK : kCancelled;
+    return progress({Percent(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
   });
   if (Failed(result)) return result;
   if (!file.Commit()) return memologCtlErrOpenFile;

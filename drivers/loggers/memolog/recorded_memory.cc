@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "drivers/loggers/memolog/long_operation.h"
+#include "drivers/loggers/memolog/tables.h"
 #include "drivers/loggers/record_memory.h"
 
 namespace ulix::memolog {
@@ -11,12 +12,7 @@ using record_memory::kRecordsPerRead;
 
 namespace {
 
-constexpr const char* kTitle = "Reading...";
 constexpr std::size_t kBlockStateReply = 8;
-
-std::string StepText(std::uint32_t part, std::uint32_t parts) {
-  return "Reading measurement bloc " + std::to_string(part) + " from " + std::to_string(parts);
-}
 
 }  // namespace
 
@@ -72,7 +68,7 @@ Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t mo
   reading.count = most;
   const LongOperation operation(busy_);
   const HRESULT result = operation.begun() ? ReadFrozen(reading) : memologCtlErrMemLocked;
-  progress({100, kTitle, ""});
+  progress({100, kReadingTitle, kReadingEnds, {}});
   if (Failed(result)) return Failure(result);
   return MemBlockRead{reading.state.held, reading.cancelled};
 }
@@ -118,7 +114,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
     done += count;
     const int percent = static_cast<int>(std::uint64_t{done} * 100 / reading.count);
-    reading.cancelled = !reading.progress({percent, kTitle, StepText(1 + (done - 1) / kRecordsPerRead, parts)});
+    reading.cancelled = !reading.progress({percent, kReadingTitle, kReadingBlock, {1 + (done - 1) / kRecordsPerRead, parts}});
     if (reading.cancelled) return S_OK;
   }
   return S_OK;

@@ -6,6 +6,7 @@
 #include "drivers/loggers/memolog/program_model.h"
 #include "drivers/model_card.h"
 #include "drivers/numbered_text.h"
+#include "drivers/program_transfer.h"
 
 namespace ulix::memolog {
 
@@ -30,6 +31,27 @@ inline constexpr std::array kSettings = {
     SettingRow{"slave", {"Slave address", "Adresse esclave"}, 0, VariantType::kUi1, 0, 8, {}, 1},
     SettingRow{"program-file", {"Program file", "Fichier programme"}, 1, VariantType::kBstr, 0, 0, {}, 0},
 };
+
+inline constexpr std::array kLinkSettings = {kSettings[kSlave].key};
+
+inline constexpr ProgramFileKind kProgramFileKind = {
+    .title = {"Select Memolog Program File", "Sélectionner un fichier programme Memolog"},
+    .files = {"Memolog Files (*.p90)", "Fichiers Memolog (*.p90)"},
+    .pattern = "*.p90",
+    .setting = kSettings[kProgramFile].key,
+};
+
+// Of long operations, as they go on.
+inline constexpr ulix::Words kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
+inline constexpr ulix::Words kSent = {"Program sent", "Programme envoyé"};
+inline constexpr ulix::Words kNotSent = {"Unable to send Program File", "Impossible d'envoyer le fichier programme"};
+inline constexpr ulix::Words kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
+inline constexpr ulix::Words kReRead = {"Program re-read", "Programme relu"};
+inline constexpr ulix::Words kNotCreated = {"Unable to create Program File", "Impossible de créer le fichier programme"};
+inline constexpr ulix::Words kRecordOf = {"Record % from %", "Enregistrement % sur %"};
+inline constexpr ulix::Words kReadingTitle = {"Reading...", "Lecture..."};
+inline constexpr ulix::Words kReadingBlock = {"Reading measurement bloc % from %", "Lecture du bloc de mesures % sur %"};
+inline constexpr ulix::Words kReadingEnds = {"End of the reading", "Fin de la lecture"};
 
 inline constexpr std::array kErrors = {
     ErrorRow{memologCtlErrNotMemolog,
@@ -89,6 +111,7 @@ inline constexpr ModelCard kCard = {
     .channels = kChannels,
     .channels_in_instrument = true,
     .settings = kSettings,
+    .link_settings = kLinkSettings,
     .errors = kErrors,
 };
 

@@ -49,6 +49,11 @@ bool Adt760Driver::LinkIsOpen() const {
   return link_.IsOpen();
 }
 
+HRESULT Adt760Driver::CheckLink() {
+  const std::lock_guard exchange(exchange_mutex_);
+  return link_.Load();
+}
+
 HRESULT Adt760Driver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
   HRESULT result = OpenLink();

@@ -19,6 +19,7 @@ class Adt760Driver final : public Driver {
 
   HRESULT OpenLink() override;
   bool LinkIsOpen() const override;
+  HRESULT CheckLink() override;
   HRESULT Connect() override;
   void Disconnect() override;
   Expected<std::string> Identify() override;

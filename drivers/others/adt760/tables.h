@@ -31,6 +31,8 @@ inline constexpr std::array kSettings = {
     SettingRow{"product-id", {"USB product id", "Identifiant USB du produit"}, 3, VariantType::kUi4, 0, 16, {}, 0},
 };
 
+inline constexpr std::array kLinkSettings = {kSettings[kGuid].key, kSettings[kVendor].key, kSettings[kProduct].key};
+
 // Channels 0 to 5 are the pressure modules.
 inline constexpr ChannelId kElectricalChannel = 6;
 inline constexpr ChannelId kSetPointChannel = 7;
@@ -114,6 +116,7 @@ inline constexpr ModelCard kCard = {
     .exception_code = adt760ErrExceptionCode,
     .channels = kChannels,
     .settings = kSettings,
+    .link_settings = kLinkSettings,
     .errors = kErrors,
 };
 

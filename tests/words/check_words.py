@@ -1,0 +1,190 @@
+"""Reads the sources for texts that people see, and says what is wrong with them: check_words.py [ROOT].
+
+A text is in both languages where the source says it: a pair of literals, English and French, that is a field of a table's
+row, the value of a constant of type Words, or the value of a named field. Tables are found by that shape, wherever they
+stand. Told are: a language that is missing or empty, a text that Windows-1252 has no room for, places for values that
+differ, one English text with two French ones, a word that nothing says, more or fewer values than a word has places, and
+prose that stands in the code of what people see, in one language only.
+"""
+
+import pathlib
+import re
+import sys
+from collections import defaultdict
+from typing import NamedTuple
+
+ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "controls", "tools")
+# Where every sentence in a literal is shown to somebody. What else is a sentence there is named below, with its reason.
+SHOWN_ROOMS = ("core", "drivers", "forms", "controls")
+TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
+                   r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
+PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
+SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}")
+NO_SENTENCES = {
+    "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion)$"),  # for who develops
+    "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # an instrument's
+    "traced": re.compile(r"^(Stop: Unable to kill (Timer|Scan) Thread|ImmediateRead: .*|(switch test|high range pressure|"
+                         r"low range pressure|\(external\) pressure module|HART module|another item))$"),
+    "published": re.compile(r"^UlixInstrAx 1\.0 Type Library$"),
+}
+
+
+class Token(NamedTuple):
+    text: str
+    line: int
+    literal: bool
+
+
+class Pair(NamedTuple):
+    path: str
+    line: int
+    english: str
+    french: str
+    name: str  # the word's or the constant's; empty where the row has none
+
+
+def tokens(source):
+    """The tokens of a source without comments; literals that follow each other are one."""
+    found = []
+    for match in TOKEN.finditer(source):
+        text = match.group()
+        if text.startswith(("//", "/*", "#", "\\\n")):
+            continue
+        line = source.count("\n", 0, match.start()) + 1
+        literal = text.endswith('"') and len(text) > 1
+        if literal:
+            text = text[text.index('"') + 1:-1].replace(r"\"", '"').replace(r"\n", "\n").replace(r"\\", "\\")
+        if literal and found and found[-1].literal:
+            found[-1] = Token(found[-1].text + text, found[-1].line, True)
+        else:
+            found.append(Token(text, line, literal))
+    return found
+
+
+def name_of(found, brace):
+    """What a pair that begins at `brace` is called: Enum::kWord of its row, or the constant. None where it is no text."""
+    before = [token.text for token in found[max(0, brace - 5):brace]]
+    if before[-1:] == [","]:
+        return "".join(before[-4:-1]) if before[-3:-2] == ["::"] else ""
+    if before[-1:] == ["="]:
+        return before[-2] if before[-3:-2] == ["Words"] else "" if before[-3:-2] == ["."] else None
+    return None
+
+
+def scan(path, found):
+    """The pairs of one file, the literals outside them, and rows that have one language only."""
+    pairs, others, halves = [], [], []
+    inside = set()
+    for k, token in enumerate(found):
+        if token.text != "{" or token.literal:
+            continue
+        kinds = ["s" if part.literal else part.text for part in found[k + 1:k + 5]]
+        name = name_of(found, k)
+        if name is not None and kinds[:3] == ["s", ",", "s"] and kinds[3:] in (["}"], [","]):
+            pairs.append(Pair(path, token.line, found[k + 1].text, found[k + 3].text, name))
+            inside |= {k + 1, k + 3}
+        elif name and kinds[:2] == ["s", "}"]:
+            halves.append((path, token.line, found[k + 1].text))
+    others = [(k, token) for k, token in enumerate(found) if token.literal and k not in inside]
+    return pairs, others, halves
+
+
+def places(text):
+    return [place for place in PLACE.findall(text) if place != "%%"]
+
+
+def values_given(found):
+    """Each word that is said with values, and how many: Say(Enum::kWord, language, {a, b})."""
+    for k, token in enumerate(found):
+        if token.text != "Say" or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
+            continue
+        depth, commas, values, name = 0, 0, None, "".join(part.text for part in found[k + 2:k + 5])
+        for part in found[k + 1:]:
+            if part.literal:
+                continue
+            if part.text == "," and depth == 1:
+                commas += 1
+            if part.text == "{" and depth == 1 and commas == 2:
+                values = 1
+            if part.text == "," and depth == 2 and values:
+                values += 1
+            depth += (part.text in "({[") - (part.text in ")}]")
+            if depth == 0:
+                break
+        yield name, token.line, values or 0
+
+
+def is_sentence(found, k):
+    text = found[k].text
+    begin = next((j for j in range(k - 1, 0, -1) if not found[j].literal and found[j].text in ";{}"), 0)
+    callees = [found[j - 1].text for j in range(begin + 1, k) if found[j].text == "("]
+    excused = any(map(NO_SENTENCES["trace"].match, callees)) or any(
+        NO_SENTENCES[kind].match(text.strip()) for kind in ("wire", "traced", "published"))
+    return SENTENCE.search(text) and "::" not in text and "?" not in text and not excused
+
+
+def published(path_tokens):
+    """Words whose number is fixed in their enumeration: hosts ask for them by it, whether the code does or not."""
+    names = set()
+    for found in path_tokens.values():
+        texts = [token.text for token in found]
+        for k in range(len(texts) - 4):
+            if texts[k:k + 2] == ["enum", "class"]:
+                end = texts.index("}", k)
+                names |= {f"{texts[k + 2]}::{texts[j - 1]}" for j in range(k, end) if texts[j] == "="}
+    return names
+
+
+def check(root):
+    """Every complaint about the sources below `root`, as lines, and how many texts there are."""
+    files = sorted(file for room in ROOMS for file in (root / room).rglob("*") if file.suffix in (".h", ".cc"))
+    path_tokens = {str(file.relative_to(root)): tokens(file.read_text()) for file in files}
+    complaints, pairs, said = [], [], defaultdict(int)
+
+    def complain(path, line, what):
+        complaints.append(f"{path}:{line}: {what}")
+    for path, found in path_tokens.items():
+        own, others, halves = scan(path, found)
+        pairs += own
+        for path_, line, text in halves:
+            complain(path_, line, f'one language only: "{text}"')
+        for k, token in others:
+            if path.startswith(SHOWN_ROOMS) and is_sentence(found, k):
+                complain(path, token.line, f'shown in one language only: "{token.text.strip()}"')
+        for k, token in enumerate(found):
+            said[token.text] += not token.literal
+            # Another's size counted from its last word says nothing.
+            if token.text == "::" and [part.text for part in found[k + 2:k + 4]] != [")", "+"]:
+                said["".join(part.text for part in found[k - 1:k + 2])] += 1
+    french, of_word = {}, {pair.name: pair for pair in pairs if "::" in pair.name}
+    fixed = published(path_tokens)
+    for pair in pairs:
+        def tell(what):
+            complain(pair.path, pair.line, f'{what}: "{pair.english}" / "{pair.french}"')
+        for text in (pair.english, pair.french):
+            if not text.strip():
+                tell("empty")
+            if text.encode("cp1252", "replace").decode("cp1252") != text:
+                tell("not to be had in Windows-1252")
+        if places(pair.english) != places(pair.french):
+            tell("places for values differ")
+        if french.setdefault(pair.english, pair.french) != pair.french:
+            tell(f'also translated as "{french[pair.english]}"')
+        if pair.name and pair.name not in fixed and said[pair.name] < 2:
+            tell(f"nothing says {pair.name}")
+    for path, found in path_tokens.items():
+        for name, line, values in values_given(found):
+            if name in of_word and len(places(of_word[name].english)) != values:
+                complain(path, line, f"{name} is said with {values} values")
+    return complaints, len(pairs)
+
+
+def main():
+    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parents[2])
+    complaints, count = check(root)
+    print("\n".join([*complaints, f"{count} texts, {len(complaints)} complaints"]))
+    return 1 if complaints or not count else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,53 @@
+"""The texts of this tree are whole, and the check that says so tells every way in which they could not be."""
+
+import pathlib
+import shutil
+import sys
+import tempfile
+import unittest
+
+import check_words
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+WORDS, TEXTS, KELVO10, FORMS = ("forms/words.cc", "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h",
+                                "forms/instrument_forms.cc")
+# What is put in place of what, where, and what is said of it.
+FAULTS = [
+    (WORDS, '"Voie %"', '"Voie"', "places for values differ"),
+    (WORDS, '"Voies"', '""', "empty"),
+    (WORDS, '{"Channels", "Voies"}', '{"Channels"}', "one language only"),
+    (WORDS, '"Voies"', '"Voies \u2192"', "not to be had in Windows-1252"),
+    (WORDS, '{"Data bits"', '{"Channels"', "also translated as"),
+    (WORDS, '    {Word::kCancel,', '    {Word::kNever, {"Never", "Jamais"}},\n    {Word::kCancel,', "nothing says Word::kNever"),
+    (TEXTS, '"%c bits de données"', '"%d bits de données"', "places for values differ"),
+    (KELVO10, "namespace ulix", 'constexpr Words kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
+    (FORMS, "Say(Word::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
+    (FORMS, "Say(Word::kPortRange, entered.language)", "Say(Word::kPortRange, entered.language, {entered})",
+     "Word::kPortRange is said with 1 values"),
+]
+
+
+class Words(unittest.TestCase):
+    def test_every_text_is_whole_and_used(self):
+        complaints, count = check_words.check(ROOT)
+        self.assertEqual(complaints, [])
+        self.assertGreater(count, 150)
+
+    def test_every_fault_is_told(self):
+        with tempfile.TemporaryDirectory() as folder:
+            root = pathlib.Path(folder)
+            for room in ("forms", "resources", "drivers", "links"):
+                shutil.copytree(ROOT / room, root / room)
+            before, _ = check_words.check(root)
+            for name, right, wrong, what in FAULTS:
+                with self.subTest(wrong):
+                    source = (ROOT / name).read_text()
+                    self.assertIn(right, source)
+                    (root / name).write_text(source.replace(right, wrong, 1))
+                    new = [line for line in check_words.check(root)[0] if line not in before and line.startswith(name)]
+                    self.assertTrue(any(what in line for line in new), new)
+                    (root / name).write_text(source)
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main(verbosity=2))
