@@ -125,6 +125,7 @@ void FormPrompt::Help(const Field& field) {
       out_ << Say(CliWord::kTakesTick) << '\n';
       break;
     case FieldKind::kText:
+    case FieldKind::kFile:
     case FieldKind::kShown:
       out_ << Say(CliWord::kTakesText) << '\n';
   }
@@ -209,7 +210,8 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   if (field.kind == FieldKind::kChoice) {
     if (const auto choice = ChoiceEntered(field, entry)) field.value = field.choices[*choice];
   }
-  if (field.kind == FieldKind::kText && entry == "-") field.value.clear();
+  const bool text = field.kind == FieldKind::kText || field.kind == FieldKind::kFile;
+  if (text && entry == "-") field.value.clear();
   if (field.kind == FieldKind::kTick) {
     const auto ticked = YesOrNo(entry);
     field.value = ticked.value_or(!before.empty()) ? "1" : "";
