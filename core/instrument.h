@@ -66,9 +66,9 @@ class Instrument {
   HRESULT Disconnect();
   HRESULT IsConnected(std::int32_t* connected);
   HRESULT Identify(std::string* identification);  // the text is set, empty, also on failure
-  // Of an instrument with a program: the program, to and from the file that the configuration names. Where it names none,
-  // the person is asked, kCancelled when that person gives up; the file chosen becomes part of the configuration. Where
-  // nobody can be asked, the program is read without a file.
+  // Of an instrument with a program: the program, to and from the file that the configuration names. Where it names
+  // none, the person is asked, kCancelled when that person gives up; the file chosen becomes part of the configuration.
+  // Where nobody can be asked, the program is read without a file.
   HRESULT SendCfg();
   HRESULT ReadCfg();
   HRESULT Run();

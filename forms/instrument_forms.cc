@@ -83,8 +83,8 @@ struct EnteredPage {
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
 constexpr std::int32_t kMostTcpPort = 65535;
 
-// What the page says of the way to an instrument that is on a line or on a network. `network` is there for models that can
-// be on one; without an address they are on the line.
+// What the page says of the way to an instrument that is on a line or on a network. `network` is there for models that
+// can be on one; without an address they are on the line.
 struct CommEntry {
   SerialParams line;
   std::optional<std::optional<NetworkAddress>> network;
@@ -231,7 +231,8 @@ bool IsOfLink(Instrument& instrument, const SettingRow& row) {
 void AddUsb(Instrument& instrument, Language language, Page& page) {
   if (instrument.card().link != LinkKind::kUsb) return;
   const bool found = Succeeded(instrument.CheckLink());
-  page.fields.push_back(Shown("", Say(Word::kUsbLibrary, language), Say(found ? Word::kFound : Word::kNotFound, language)));
+  page.fields.push_back(
+      Shown("", Say(Word::kUsbLibrary, language), Say(found ? Word::kFound : Word::kNotFound, language)));
   page.fields.push_back(IdentificationField(instrument, language));
 }
 
@@ -439,8 +440,7 @@ Page AboutPage(Instrument& instrument, Language language) {
   instrument.GetCommInfo(&link);
   return {Say(Word::kAbout, language),
           {Shown("model", Say(Word::kModel, language), DisplayName(instrument, language)),
-           Shown("version", Say(Word::kLibraryVersion, language), version),
-           IdentificationField(instrument, language),
+           Shown("version", Say(Word::kLibraryVersion, language), version), IdentificationField(instrument, language),
            Shown("link", Say(Word::kLink, language), link)}};
 }
 

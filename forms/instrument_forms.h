@@ -10,8 +10,8 @@ namespace ulix {
 
 // Each form keeps a reference to the instrument and applies to it; use it no longer than that lives.
 
-// The link: the ports found, the model's speeds, bits, parity and handshake; a host and its port where the model can be on
-// a network; which USB device, and whether there is a library for it; the model's settings that are about the link.
+// The link: the ports found, the model's speeds, bits, parity and handshake; a host and its port where the model can be
+// on a network; which USB device, and whether there is a library for it; the model's settings that are about the link.
 Form CommForm(Instrument& instrument, Language language);
 // The configuration record: a page for the instrument, and one for each channel whose settings are keyed "channel.N.".
 Form CfgForm(Instrument& instrument, Language language);

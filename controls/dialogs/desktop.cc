@@ -46,8 +46,8 @@ std::optional<std::string> Desktop::ChooseFile(const FileQuestion& question) {
   return AskForFile(question, GetActiveWindow());
 }
 
-// The window that shows the step. None for an operation that was stopped and still says that it is over, and none for one
-// that was refused while another goes on, on that one's thread from inside a report or on another thread.
+// The window that shows the step. None for an operation that was stopped and still says that it is over, and none for
+// one that was refused while another goes on, on that one's thread from inside a report or on another thread.
 ProgressDialog* Desktop::ProgressOf(const ShownProgress& step) {
   const DWORD self = GetCurrentThreadId();
   if (progress_thread_ == self) return reporting_ ? nullptr : progress_.get();

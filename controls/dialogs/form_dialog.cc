@@ -14,8 +14,7 @@ constexpr double kMargin = 1.5, kButtonWidth = 14;  // in characters
 
 class FormDialog final : public DialogWindow {
  public:
-  FormDialog(Form form, Language language, int dpi)
-      : form_(std::move(form)), language_(language), metrics_(dpi) {}
+  FormDialog(Form form, Language language, int dpi) : form_(std::move(form)), language_(language), metrics_(dpi) {}
 
   DialogResult Ask(HWND owner) {
     return Run(owner) == static_cast<INT_PTR>(DialogResult::kOk) ? DialogResult::kOk : DialogResult::kCancel;

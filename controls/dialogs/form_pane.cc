@@ -32,8 +32,8 @@ FormPane::FormPane(HWND parent, Form& form, const Metrics& metrics)
     SendMessageW(list_, LB_SETCURSEL, 0, 0);
   }
   view_.emplace(window(), metrics_);
-  reason_ = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | SS_LEFT | SS_NOPREFIX, 0, 0, 0, 0, window(), nullptr,
-                            ModuleInstance(), nullptr);
+  reason_ = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | SS_LEFT | SS_NOPREFIX, 0, 0, 0, 0, window(),
+                            nullptr, ModuleInstance(), nullptr);
   SendMessageW(reason_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font()), TRUE);
 }
 

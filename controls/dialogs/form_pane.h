@@ -1,5 +1,5 @@
-// The pages of a form inside a dialog or a property page: a list to turn them by, where there are several, one page, and
-// below it the reason of a refusal.
+// The pages of a form inside a dialog or a property page: a list to turn them by, where there are several, one page,
+// and below it the reason of a refusal.
 #pragma once
 
 #include <optional>

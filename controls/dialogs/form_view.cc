@@ -254,6 +254,15 @@ void FormView::TellParent() {
   if (!showing_) SendMessageW(GetParent(window()), kChanged, 0, 0);
 }
 
+void FormView::HandleCommand(int what, HWND from) {
+  // A click on a box is number 0, as menus are, but comes from a window.
+  const bool clicked = what == BN_CLICKED && from;
+  const auto row = std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) { return each.browse == from; });
+  if (clicked && row != rows_.end()) return Browse(*row);
+  if (what == EN_SETFOCUS || what == CBN_SETFOCUS) BringIntoView(from);
+  if (what == EN_CHANGE || what == CBN_SELCHANGE || what == CBN_EDITCHANGE || clicked) TellParent();
+}
+
 LRESULT FormView::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
   switch (message) {
     case WM_VSCROLL:
@@ -265,21 +274,9 @@ LRESULT FormView::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
     case WM_NOTIFY:
       if (reinterpret_cast<NMHDR*>(lengthy)->code == LVN_ITEMCHANGED) TellParent();
       return 0;
-    case WM_COMMAND: {
-      const int what = HIWORD(wide);
-      const auto row = std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) {
-        return lengthy != 0 && each.browse == reinterpret_cast<HWND>(lengthy);
-      });
-      if (row != rows_.end()) {
-        if (what == BN_CLICKED) Browse(*row);
-        return 0;
-      }
-      if (what == EN_SETFOCUS || what == CBN_SETFOCUS) BringIntoView(reinterpret_cast<HWND>(lengthy));
-      // A click on a box is number 0, as menus are, but comes from a window.
-      const bool clicked = what == BN_CLICKED && lengthy != 0;
-      if (what == EN_CHANGE || what == CBN_SELCHANGE || what == CBN_EDITCHANGE || clicked) TellParent();
+    case WM_COMMAND:
+      HandleCommand(HIWORD(wide), reinterpret_cast<HWND>(lengthy));
       return 0;
-    }
     default:
       return ChildWindow::Handle(message, wide, lengthy);
   }

@@ -12,8 +12,8 @@
 
 namespace ulix::controls {
 
-// Lives on the thread of its windows. Rows of label, entry and unit, or of a button that chooses a file; a page of ticks
-// only is one list. Longer than the place it is given, it scrolls.
+// Lives on the thread of its windows. Rows of label, entry and unit, or of a button that chooses a file; a page of
+// ticks only is one list. Longer than the place it is given, it scrolls.
 class FormView final : public ChildWindow {
  public:
   // Sent to the parent when something was entered.
@@ -43,6 +43,7 @@ class FormView final : public ChildWindow {
 
   LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override;
   void HandleScroll(int action, int position);
+  void HandleCommand(int what, HWND from);
   void TellParent();
   void ShowRows(const Page& page);
   void ShowList(const Page& page);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <functional>
 
 #include "tests/automation/client.h"
 #include "tests/automation/dialog_user.h"
@@ -17,9 +18,8 @@ std::wstring Local(const wchar_t* english, const wchar_t* french) {
 }
 
 // Somebody at the screen, while a call goes on that shows a window.
-template <typename Use>
-std::thread Somebody(Use&& use) {
-  return std::thread([&] {
+std::thread Somebody(std::function<void(DialogUser&)> use) {
+  return std::thread([use = std::move(use)] {
     DialogUser user;
     if (!user.Find()) {
       ADD_FAILURE() << "no dialog came";
@@ -319,7 +319,8 @@ class LoggerDialogs : public Dialogs {
     sink.on_progress = [&] {
       MSG message;
       const auto answer_others = [&] { return PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE), acted.load(); };
-      if (++steps == 2) EXPECT_TRUE(DialogUser::Eventually(answer_others));
+      if (++steps != 2) return;
+      EXPECT_TRUE(DialogUser::Eventually(answer_others));
     };
     std::thread person = Somebody([&](DialogUser& user) {
       use(user);

@@ -168,8 +168,8 @@ class ShownForm {
  public:
   ShownForm(Form form, int dpi) : form_(std::move(form)), metrics_(dpi) {
     const SIZE size = FormPane::SizeOf(form_, metrics_);
-    frame_ = CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, size.cx, size.cy, nullptr, nullptr, nullptr,
-                             nullptr);
+    frame_ = CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, size.cx, size.cy, nullptr, nullptr,
+                             nullptr, nullptr);
     pane_.emplace(frame_, form_, metrics_);
     pane_->Place({0, 0, size.cx, size.cy});
   }
@@ -197,7 +197,8 @@ TEST(Layout, EveryFormIsReadableAtEveryResolution) {
       std::uint32_t group = 0;
       ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
       for (const int dpi : kResolutions) {
-        SCOPED_TRACE(std::string(entry.card->word) + (language == Language::kFrench ? " fr " : " en ") + std::to_string(dpi));
+        SCOPED_TRACE(std::string(entry.card->word) + (language == Language::kFrench ? " fr " : " en ") +
+                     std::to_string(dpi));
         for (Form form : {PropertiesForm(instrument, language), GroupForm(instrument, group, language),
                           OutChansForm(instrument, language), AboutForm(instrument, language)}) {
           ShownForm shown(std::move(form), dpi);

@@ -135,6 +135,13 @@ class MemologTest : public LineBench {
   auto WithLogger(Body&& body) {
     return bench->WithSimulator([&](Simulator& s) { return body(dynamic_cast<MemologSimulator&>(s)); });
   }
+  // Another control of the same logger, with somebody in front of it.
+  Instrument WithPerson(UserInterface& person) {
+    DriverServices services;
+    services.clock = &clock;
+    services.open_serial_port = OpenerOf(bench);
+    return Instrument(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &person});
+  }
   HRESULT ReadBlock(std::int32_t block, std::uint32_t most = 0, bool clear = false) {
     arrays = {};
     return device->ReadMemBlock(block, most, clear, &arrays, &read);
@@ -315,10 +322,7 @@ struct StoppingUi final : UserInterface {
 TEST_F(MemologTest, APersonMayStopALongOperation) {
   StoppingUi ui;
   ui.at = 30;
-  DriverServices services;
-  services.clock = &clock;
-  services.open_serial_port = OpenerOf(bench);
-  Instrument stopped(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &ui});
+  Instrument stopped = WithPerson(ui);
   ASSERT_EQ(stopped.Connect(), S_OK);
   read = 7;
   EXPECT_EQ(stopped.ReadMemBlock(1, 0, true, &arrays, &read), S_OK);
@@ -338,10 +342,7 @@ TEST_F(MemologTest, APersonMayStopALongOperation) {
 TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
   StoppingUi ui;
   ui.at = 1000;
-  DriverServices services;
-  services.clock = &clock;
-  services.open_serial_port = OpenerOf(bench);
-  Instrument logger(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &ui});
+  Instrument logger = WithPerson(ui);
   const auto file_set = [&] { return logger.settings().TextOf(kSettings[kProgramFile]); };
   ASSERT_EQ(logger.Connect(), S_OK);
   EXPECT_EQ(logger.SendCfg(), kCancelled);

@@ -6,9 +6,10 @@ import sys
 import tempfile
 import unittest
 
-import check_words
-
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "scripts"))
+import check_words  # noqa: E402
+
 WORDS, TEXTS, KELVO10, FORMS = ("forms/words.cc", "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h",
                                 "forms/instrument_forms.cc")
 # What is put in place of what, where, and what is said of it.

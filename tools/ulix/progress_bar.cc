@@ -18,8 +18,8 @@ std::string ProgressLine(const ShownProgress& step, std::size_t width) {
   const auto done = static_cast<std::size_t>(std::clamp(step.percent, 0, 100)) * kBar / 100;
   std::string percent = std::to_string(step.percent);
   percent.insert(0, 3 - std::min<std::size_t>(percent.size(), 3), ' ');
-  const std::string line = step.title + "  [" + std::string(done, '#') + std::string(kBar - done, '.') +
-                           "] " + percent + " %  " + step.text;
+  const std::string line =
+      step.title + "  [" + std::string(done, '#') + std::string(kBar - done, '.') + "] " + percent + " %  " + step.text;
   return Cut(Shown(line.substr(0, line.find_last_not_of(' ') + 1)), width);
 }
 

@@ -68,7 +68,8 @@ HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, con
     const auto record = file.Next();
     if (!record) return record.error();
     if (const HRESULT result = Tell(kWriteRecord, *record); Failed(result)) return result;
-    if (!progress({Percent(sent, records), kSendTitle, kRecordOf, {sent, records}}) && sent < records) return kCancelled;
+    if (!progress({Percent(sent, records), kSendTitle, kRecordOf, {sent, records}}) && sent < records)
+      return kCancelled;
   }
   return S_OK;
 }
@@ -111,11 +112,12 @@ HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progres
   if (!identification) return identification.error();
   file.Write(ProgramFileHead(*identification));
   auto program = std::make_shared<Program>();
-  const HRESULT result = ReadRecords([&](const ProgramRecord& record, std::uint32_t number, std::uint32_t count) -> HRESULT {
-    PresentLayout().Add(record, *program);
-    if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
-    return progress({Percent(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
-  });
+  const HRESULT result =
+      ReadRecords([&](const ProgramRecord& record, std::uint32_t number, std::uint32_t count) -> HRESULT {
+        PresentLayout().Add(record, *program);
+        if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
+        return progress({Percent(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
+      });
   if (Failed(result)) return result;
   if (!file.Commit()) return memologCtlErrOpenFile;
   SetProgram(std::move(program));

@@ -47,10 +47,12 @@ inline constexpr ulix::Words kSent = {"Program sent", "Programme envoyé"};
 inline constexpr ulix::Words kNotSent = {"Unable to send Program File", "Impossible d'envoyer le fichier programme"};
 inline constexpr ulix::Words kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
 inline constexpr ulix::Words kReRead = {"Program re-read", "Programme relu"};
-inline constexpr ulix::Words kNotCreated = {"Unable to create Program File", "Impossible de créer le fichier programme"};
+inline constexpr ulix::Words kNotCreated = {"Unable to create Program File",
+                                            "Impossible de créer le fichier programme"};
 inline constexpr ulix::Words kRecordOf = {"Record % from %", "Enregistrement % sur %"};
 inline constexpr ulix::Words kReadingTitle = {"Reading...", "Lecture..."};
-inline constexpr ulix::Words kReadingBlock = {"Reading measurement bloc % from %", "Lecture du bloc de mesures % sur %"};
+inline constexpr ulix::Words kReadingBlock = {"Reading measurement bloc % from %",
+                                              "Lecture du bloc de mesures % sur %"};
 inline constexpr ulix::Words kReadingEnds = {"End of the reading", "Fin de la lecture"};
 
 inline constexpr std::array kErrors = {

@@ -180,7 +180,7 @@ def check(root):
 
 
 def main():
-    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parents[2])
+    root = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).resolve().parents[1])
     complaints, count = check(root)
     print("\n".join([*complaints, f"{count} texts, {len(complaints)} complaints"]))
     return 1 if complaints or not count else 0
