@@ -202,7 +202,7 @@ class Sink final : public IUlixInstrEvents {
   }
   bool Await(std::size_t events) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return order_.size() >= events; });
+    return changed_.wait_for(lock, std::chrono::seconds(60), [&] { return order_.size() >= events; });
   }
   std::vector<std::wstring> order() const {
     const std::lock_guard lock(mutex_);

@@ -55,7 +55,7 @@ def windows_path(path):
     return "Z:" + str(path).replace("/", "\\")
 
 
-def wine(*arguments, seconds=60, **options):
+def wine(*arguments, seconds=180, **options):
     """Runs a Windows program, and ends it and what it started when it takes too long."""
     with subprocess.Popen([WINE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
                           **options) as process:
@@ -111,7 +111,7 @@ class Server(unittest.TestCase):
         def end():
             process.send_signal(signal.SIGINT)
             with process:
-                self.assertEqual(process.wait(10), 0, f"the {model} heard what it does not know")
+                self.assertEqual(process.wait(60), 0, f"the {model} heard what it does not know")
         self.addCleanup(end)
         return process.stdout.readline().strip()
 
@@ -155,7 +155,7 @@ class Server(unittest.TestCase):
                                 "ULIX_TEST_KEPT": windows_path(kept), "ULIX_TRACE": "1",
                                 "ULIX_TEST_MEMOLOG": str(MEMOLOG_PORT),
                                 "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items()) + ",Adt760=0"}
-            output = self.succeed(*links, self.client, *self.options, env=env, seconds=300)
+            output = self.succeed(*links, self.client, *self.options, env=env, seconds=600)
             # A program that crashed ends as if all were well.
             self.assertIn("[  PASSED  ]", output)
             if self.options:

@@ -61,7 +61,7 @@ class SerialInstrument:
 
     def close(self):
         self._ended = True
-        self._thread.join(5)
+        self._thread.join(30)
 
     def wire(self):
         """Every byte received, once none is left on the way."""
@@ -78,7 +78,7 @@ class SerialInstrument:
 
     def _wait(self, condition):
         with self._turned:
-            if not self._turned.wait_for(lambda: self._ended or condition(), 5):
+            if not self._turned.wait_for(lambda: self._ended or condition(), 30):
                 raise TimeoutError("the instrument's thread is stuck")
 
     def _serve(self):
