@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "base/trace.h"
 #include "links/serial_errors.h"
 
 namespace ulix {
@@ -50,7 +49,6 @@ HRESULT SerialDriver::OpenPort() {
     const HRESULT result = link_.Open();
     if (Succeeded(result) && attempt > 1) OpenedLate(attempt);
     if (Succeeded(result) || attempt == profile_.open_attempts || interruptions_ > 0) return result;
-    TraceLine(std::string(card().class_name) + ": not opened, attempt " + std::to_string(attempt) + "\n");
     clock().SleepFor(kOpenPause);
   }
 }

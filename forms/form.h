@@ -49,9 +49,9 @@ struct Form {
   std::vector<Page> pages;  // one at least
   // Checks the entries and gives them to the instrument; without refusal they are taken. A form that has none shows
   // only.
-  std::function<std::optional<Refusal>(const Form& entered)> apply;
+  std::function<std::optional<Refusal>(const Form& entered)> apply = {};
   // The same check alone, as far as it can be made without giving anything; may be missing.
-  std::function<std::optional<Refusal>(const Form& entered)> check;
+  std::function<std::optional<Refusal>(const Form& entered)> check = {};
 };
 
 // A question that a form asks; null when it has none of that key.

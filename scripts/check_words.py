@@ -94,17 +94,15 @@ def places(text):
 
 
 def values_given(found):
-    """Each word that is said with values, and how many: Say(Enum::kWord, language, {a, b})."""
+    """Each word that is said with values, and how many: Say(Enum::kWord, language, {a, b}), the language being optional."""
     for k, token in enumerate(found):
         if token.text != "Say" or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
             continue
-        depth, commas, values, name = 0, 0, None, "".join(part.text for part in found[k + 2:k + 5])
+        depth, values, name = 0, None, "".join(part.text for part in found[k + 2:k + 5])
         for part in found[k + 1:]:
             if part.literal:
                 continue
-            if part.text == "," and depth == 1:
-                commas += 1
-            if part.text == "{" and depth == 1 and commas == 2:
+            if part.text == "{" and depth == 1:
                 values = 1
             if part.text == "," and depth == 2 and values:
                 values += 1

@@ -85,7 +85,7 @@ void FormPrompt::ShowPage(const Form& form, std::size_t page) {
   const std::string title = Shown(form.pages[page].title);
   const auto number = [](std::size_t value) { return std::to_string(value); };
   const std::size_t count = questions_.back().page + 1;
-  out_ << '\n' << Bold(WithValues(Say(CliWord::kPageOf), {title, number(page + 1), number(count)})) << '\n';
+  out_ << '\n' << Bold(Say(CliWord::kPageOf, {title, number(page + 1), number(count)})) << '\n';
   for (const Field& field : form.pages[page].fields) {
     if (field.kind == FieldKind::kShown) out_ << LabelOf(field) << ": " << Shown(field.value) << '\n';
   }
@@ -119,7 +119,7 @@ void FormPrompt::Help(const Field& field) {
       out_ << Say(CliWord::kTakesOpenList) << '\n';
       break;
     case FieldKind::kNumber:
-      out_ << WithValues(Say(CliWord::kTakesNumber), {ulix::ShownNumber(-12.5)}) << '\n';
+      out_ << Say(CliWord::kTakesNumber, {ulix::ShownNumber(-12.5)}) << '\n';
       break;
     case FieldKind::kTick:
       out_ << Say(CliWord::kTakesTick) << '\n';

@@ -38,7 +38,9 @@ class FormPrompt {
   enum class Move { kNext, kBack, kNextPage, kEnd, kLeave };
   struct MoveWord;
 
-  std::string Say(CliWord word) const { return cli::Say(word, language_); }
+  std::string Say(CliWord word, std::initializer_list<std::string> values = {}) const {
+    return cli::Say(word, language_, values);
+  }
   static const Move* FindMove(const std::string& entry);
   static std::vector<Question> QuestionsOf(const Form& form);
   static Field& FieldOf(Form& form, const Question& question);

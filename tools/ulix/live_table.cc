@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kHistory = 32;
 constexpr std::array kEighths = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::size_t kLeastTrend = 8;
-constexpr std::size_t kLeastError = 24;  // columns for the code and the beginning of its text
+constexpr std::size_t kLeastError = 24;  // columns for the code and the beginning of its text, where it is that long
 
 std::string ShownValue(const LiveRow& row) {
   const bool held = !row.history.empty() && row.history.back();
@@ -67,7 +67,7 @@ std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t wi
   const std::size_t left = width > used ? width - used : 0;
   const std::size_t trend =
       std::clamp(left > errors + 2 ? left - errors - 2 : 0, std::min(kLeastTrend, left), kHistory);
-  const bool both = left >= trend + 2 + kLeastError;
+  const bool both = left >= trend + 2 + std::min(errors, kLeastError);
 
   const auto line = [&](const std::string& name, const std::string& value, const std::string& unit) {
     return Cut(PaddedTo(name, names) + "  " + RightAligned(value, values) + " " + PaddedTo(unit, units) + "  ", width);

@@ -47,7 +47,6 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kDuration, {"Duration", "Durée"}},
     {CliWord::kRows, {"Rows", "Lignes"}},
     {CliWord::kMemoryBlock, {"Memory block", "Bloc mémoire"}},
-    {CliWord::kRecords, {"Records read", "Enregistrements lus"}},
     {CliWord::kUnit, {"Unit", "Unité"}},
     {CliWord::kReadingCount, {"Count", "Nombre"}},
     {CliWord::kFailedCount, {"Failed", "Échecs"}},

@@ -51,7 +51,6 @@ enum class CliWord {
   kDuration,
   kRows,
   kMemoryBlock,
-  kRecords,
   kUnit,
   kReadingCount,
   kFailedCount,
