@@ -130,6 +130,12 @@ class Adt761ContractTest(ContractTest):
         self.assertEqual([channel["error"] for channel in channels], [0, 0x80046504, 0])
         self.assertEqual([channels[0]["value"], channels[2]["value"]], [1.5, 1.5])
 
+    def test_a_scan_knows_the_unit_from_its_first_row_on(self):
+        unit = self.instrument(item="EPM")
+        rows = self.folder / "rows.csv"
+        self.succeed("scan", "adt761", "PRESSURE", "--period", "100", "--count", "1", "--csv", rows, "--port", unit.device)
+        self.assertIn("PRESSURE (psi)", rows.read_text())
+
 
 if __name__ == "__main__":
     contract.main()
