@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "platform/posix/file_descriptor.h"
@@ -90,33 +91,37 @@ class NamedMutex::Shared {
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
+  // Most holds are had at once: neither the clock is asked for them nor a waiter told.
   bool LockFor(std::chrono::milliseconds wait) {
     if (!page_) return false;
-    const auto deadline = steady_clock::now() + wait;
     const auto self = std::this_thread::get_id();
     std::unique_lock lock(mutex_);
     if (depth_ > 0 && owner_ == self) {
       ++depth_;
       return true;
     }
-    if (!released_.wait_until(lock, deadline, [this] { return depth_ == 0; })) return false;
+    std::optional<steady_clock::time_point> deadline;
+    if (depth_ > 0) {
+      deadline = steady_clock::now() + wait;
+      ++waiting_;
+      const bool free = released_.wait_until(lock, *deadline, [this] { return depth_ == 0; });
+      --waiting_;
+      if (!free) return false;
+    }
     owner_ = self;
     depth_ = 1;
+    const int result = pthread_mutex_trylock(&page_->mutex);
+    if (result != EBUSY) return Settle(result);
     lock.unlock();
-    if (LockPage(deadline)) return true;
-    Release();
-    return false;
+    const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
+    const int awaited = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
+    lock.lock();
+    return Settle(awaited);
   }
 
   void Unlock() {
-    {
-      const std::lock_guard lock(mutex_);
-      if (depth_ > 1) {
-        --depth_;
-        return;
-      }
-    }
-    pthread_mutex_unlock(&page_->mutex);
+    const std::lock_guard lock(mutex_);
+    if (depth_ == 1) pthread_mutex_unlock(&page_->mutex);
     Release();
   }
 
@@ -130,27 +135,24 @@ class NamedMutex::Shared {
   }
 
  private:
-  bool LockPage(steady_clock::time_point deadline) {
-    const timespec until = MonotonicTimespec(deadline);
-    int result = pthread_mutex_trylock(&page_->mutex);
-    if (result == EBUSY) result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
+  // With mutex_ held, what came of locking the page. A holder that died leaves it to be had.
+  bool Settle(int result) {
     if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);
+    if (result != 0) Release();
     return result == 0;
   }
 
   void Release() {
-    {
-      const std::lock_guard lock(mutex_);
-      depth_ = 0;
-    }
-    released_.notify_one();
+    if (--depth_ == 0 && waiting_ > 0) released_.notify_one();
   }
 
   Page* page_;
   std::mutex mutex_;
   std::condition_variable released_;
-  std::thread::id owner_;  // with depth_ guarded by mutex_
+  // Guarded by mutex_.
+  std::thread::id owner_;
   int depth_ = 0;
+  int waiting_ = 0;  // threads of this process
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}
