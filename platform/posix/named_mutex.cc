@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "platform/posix/file_descriptor.h"
 
@@ -110,19 +111,25 @@ class NamedMutex::Shared {
     }
     owner_ = self;
     depth_ = 1;
-    const int result = pthread_mutex_trylock(&page_->mutex);
-    if (result != EBUSY) return Settle(result);
-    lock.unlock();
-    const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
-    const int awaited = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
-    lock.lock();
-    return Settle(awaited);
+    int result = pthread_mutex_trylock(&page_->mutex);
+    if (result == EBUSY) {
+      lock.unlock();
+      const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
+      result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
+      lock.lock();
+    }
+    if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);  // its holder died
+    if (result == 0) return true;
+    depth_ = 0;
+    TellNext(std::move(lock));
+    return false;
   }
 
   void Unlock() {
-    const std::lock_guard lock(mutex_);
-    if (depth_ == 1) pthread_mutex_unlock(&page_->mutex);
-    Release();
+    std::unique_lock lock(mutex_);
+    if (--depth_ > 0) return;
+    pthread_mutex_unlock(&page_->mutex);
+    TellNext(std::move(lock));
   }
 
   static std::shared_ptr<Shared> Of(const std::string& name) {
@@ -135,15 +142,11 @@ class NamedMutex::Shared {
   }
 
  private:
-  // With mutex_ held, what came of locking the page. A holder that died leaves it to be had.
-  bool Settle(int result) {
-    if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);
-    if (result != 0) Release();
-    return result == 0;
-  }
-
-  void Release() {
-    if (--depth_ == 0 && waiting_ > 0) released_.notify_one();
+  // Of this process, without the lock: who wakes up wants it.
+  void TellNext(std::unique_lock<std::mutex> lock) {
+    const bool awaited = waiting_ > 0;
+    lock.unlock();
+    if (awaited) released_.notify_one();
   }
 
   Page* page_;
