@@ -41,21 +41,20 @@ void GroupState::SetSettings(GroupSettings settings) {
 
 bool GroupState::IsMember(ChannelId channel) const {
   const std::lock_guard lock(mutex_);
-  return members_[channel];
+  return std::ranges::binary_search(members_, channel);
 }
 
 void GroupState::SetMember(ChannelId channel, bool member) {
   const std::lock_guard lock(mutex_);
-  members_[channel] = member;
+  const auto at = std::ranges::lower_bound(members_, channel);
+  const bool was = at != members_.end() && *at == channel;
+  if (member && !was) members_.insert(at, channel);
+  if (!member && was) members_.erase(at);
 }
 
 std::vector<ChannelId> GroupState::Members() const {
   const std::lock_guard lock(mutex_);
-  std::vector<ChannelId> ids;
-  for (ChannelId channel = 0; channel < members_.size(); ++channel) {
-    if (members_[channel]) ids.push_back(channel);
-  }
-  return ids;
+  return members_;
 }
 
 void GroupState::ForceReport() {
@@ -129,7 +128,7 @@ void GroupRun::Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const c
 }
 
 AcqGroup::AcqGroup(std::uint32_t id, std::shared_ptr<ControlState> control)
-    : control_(std::move(control)), state_(std::make_shared<GroupState>(id, control_->channels.size())) {}
+    : control_(std::move(control)), state_(std::make_shared<GroupState>(id)) {}
 
 HRESULT AcqGroup::Run() {
   const std::lock_guard lock(mutex_);

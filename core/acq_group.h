@@ -30,7 +30,7 @@ struct ControlState {
 // What a group's threads share with it.
 class GroupState {
  public:
-  GroupState(std::uint32_t group_id, std::size_t channel_count) : id(group_id), members_(channel_count) {}
+  explicit GroupState(std::uint32_t group_id) : id(group_id) {}
   const std::uint32_t id;
 
   GroupSettings Settings() const;
@@ -38,7 +38,7 @@ class GroupState {
 
   bool IsMember(ChannelId channel) const;
   void SetMember(ChannelId channel, bool member);
-  std::vector<ChannelId> Members() const;
+  std::vector<ChannelId> Members() const;  // in the order of their ids
 
   // The next scan to begin reports whatever its values are.
   void ForceReport();
@@ -50,7 +50,7 @@ class GroupState {
  private:
   mutable std::mutex mutex_;  // guards all below
   GroupSettings settings_;
-  std::vector<bool> members_;
+  std::vector<ChannelId> members_;  // sorted: each scan takes them
   std::optional<MonotonicTime> last_report_;
   bool report_forced_ = false;
 };

@@ -109,13 +109,15 @@ HRESULT SerialDriver::Ask(std::string_view query, ReplyKind kind) {
 Expected<std::string> SerialDriver::Await(ReplyKind kind, ReplyPlan plan) {
   plan = {.size = kLongestOwed, .attempts = plan.attempts};
   const Deadline patience = Deadline::In(clock(), MostChatter());
-  bool within = false;  // a line that was cut: what follows is its rest and no line
+  bool within = false;                // a line that was cut: what follows is its rest and no line
+  std::size_t old = partial_.size();  // of the next line: what had come of an earlier one, whose rest may never come
   auto line = TakeLine(plan);
   auto foreign = line;
   while (line) {
     const bool whole = !within && !cut_;
     within = cut_;
-    const ReplyKind came = IsLandmark(*line) ? ReplyKind::kLandmark : ReplyKind::kPlain;
+    const auto reply = std::string_view(*line).substr(std::min(std::exchange(old, 0), line->size()));
+    const ReplyKind came = IsLandmark(reply) ? ReplyKind::kLandmark : ReplyKind::kPlain;
     if (whole) owed_.Came(came);
     if (whole && came == ReplyKind::kLandmark && !TakeBehind(plan)) return Failure(serialCommErrUnableToReadComm);
     if (whole && came == kind) return line;

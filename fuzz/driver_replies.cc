@@ -69,8 +69,7 @@ void Exchange(Driver& driver) {
   if (RecordedMemory* memory = driver.memory()) {
     CheckCode(card, CodeOf(memory->Blocks()));
     const auto take = [](std::string_view) { return S_OK; };
-    const auto read = memory->Read(0, 0, take, [](const ProgressStep&) { return true; });
-    CheckCode(card, CodeOf(read));
+    CheckCode(card, CodeOf(memory->Read(0, 0, take, [](const ProgressStep&) { return true; })));
     CheckCode(card, memory->Clear(0, 1));
   }
   CheckCode(card, driver.Run());

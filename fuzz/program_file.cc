@@ -8,6 +8,7 @@
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
 #include "drivers/loggers/memolog/program_file.h"
+#include "drivers/loggers/memolog/protocol.h"
 #include "fuzz/require.h"
 #include "simulators/in_process_port.h"
 #include "simulators/memolog.h"

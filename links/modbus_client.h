@@ -51,6 +51,8 @@ class ModbusClient {
 
   // The link's code for an answer that did not come, or that makes no sense.
   virtual HRESULT NoAnswer() const = 0;
+  // The link's code for a request while it is not open.
+  virtual HRESULT Closed() const = 0;
   // What error information says of one of its codes in place of the code's own text.
   virtual std::optional<TextId> TextOf(HRESULT code) const = 0;
 };

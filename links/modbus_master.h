@@ -25,6 +25,7 @@ class ModbusMaster final : public ModbusClient {
   Expected<std::uint16_t> ReadOne(std::uint16_t address) override;
   HRESULT WriteOne(std::uint16_t address, std::uint16_t value) override;
   HRESULT NoAnswer() const override { return transport_->NoAnswer(); }
+  HRESULT Closed() const override { return transport_->Closed(); }
   std::optional<TextId> TextOf(HRESULT code) const override;
 
  private:

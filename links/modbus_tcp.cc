@@ -106,7 +106,9 @@ class ModbusTcp final : public ModbusTransport {
   HRESULT Fill(std::size_t wanted) {
     while (filled_ < wanted) {
       const SocketWait wait = socket_->AwaitReadable(Left());
-      if (wait == SocketWait::kTimedOut) return networkCommErrUnableToReadComm;
+      // A reply that has not begun is dropped by its transaction when it comes; the rest of one that has would not be.
+      if (wait == SocketWait::kTimedOut && filled_ == 0) return networkCommErrUnableToReadComm;
+      if (wait == SocketWait::kTimedOut) return Lost(networkCommErrUnableToReadComm);
       const int count = wait == SocketWait::kReady ? socket_->Receive(std::span(buffer_).subspan(filled_)) : -1;
       if (count == 0 || (count < 0 && !socket_->WouldWait())) return Lost(networkCommErrConnexClosed);
       if (count > 0) filled_ += static_cast<std::size_t>(count);

@@ -11,7 +11,9 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
+#include <utility>
 
 #include "platform/posix/file_descriptor.h"
 
@@ -90,34 +92,44 @@ class NamedMutex::Shared {
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
+  // Most holds are had at once: neither the clock is asked for them nor a waiter told.
   bool LockFor(std::chrono::milliseconds wait) {
     if (!page_) return false;
-    const auto deadline = steady_clock::now() + wait;
     const auto self = std::this_thread::get_id();
     std::unique_lock lock(mutex_);
     if (depth_ > 0 && owner_ == self) {
       ++depth_;
       return true;
     }
-    if (!released_.wait_until(lock, deadline, [this] { return depth_ == 0; })) return false;
+    std::optional<steady_clock::time_point> deadline;
+    if (depth_ > 0) {
+      deadline = steady_clock::now() + wait;
+      ++waiting_;
+      const bool free = released_.wait_until(lock, *deadline, [this] { return depth_ == 0; });
+      --waiting_;
+      if (!free) return false;
+    }
     owner_ = self;
     depth_ = 1;
-    lock.unlock();
-    if (LockPage(deadline)) return true;
-    Release();
+    int result = pthread_mutex_trylock(&page_->mutex);
+    if (result == EBUSY) {
+      lock.unlock();
+      const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
+      result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
+      lock.lock();
+    }
+    if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);  // its holder died
+    if (result == 0) return true;
+    depth_ = 0;
+    TellNext(std::move(lock));
     return false;
   }
 
   void Unlock() {
-    {
-      const std::lock_guard lock(mutex_);
-      if (depth_ > 1) {
-        --depth_;
-        return;
-      }
-    }
+    std::unique_lock lock(mutex_);
+    if (--depth_ > 0) return;
     pthread_mutex_unlock(&page_->mutex);
-    Release();
+    TellNext(std::move(lock));
   }
 
   static std::shared_ptr<Shared> Of(const std::string& name) {
@@ -130,27 +142,20 @@ class NamedMutex::Shared {
   }
 
  private:
-  bool LockPage(steady_clock::time_point deadline) {
-    const timespec until = MonotonicTimespec(deadline);
-    int result = pthread_mutex_trylock(&page_->mutex);
-    if (result == EBUSY) result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
-    if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);
-    return result == 0;
-  }
-
-  void Release() {
-    {
-      const std::lock_guard lock(mutex_);
-      depth_ = 0;
-    }
-    released_.notify_one();
+  // Of this process, without the lock: who wakes up wants it.
+  void TellNext(std::unique_lock<std::mutex> lock) {
+    const bool awaited = waiting_ > 0;
+    lock.unlock();
+    if (awaited) released_.notify_one();
   }
 
   Page* page_;
   std::mutex mutex_;
   std::condition_variable released_;
-  std::thread::id owner_;  // with depth_ guarded by mutex_
+  // Guarded by mutex_.
+  std::thread::id owner_;
   int depth_ = 0;
+  int waiting_ = 0;  // threads of this process
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}

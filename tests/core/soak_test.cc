@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <random>
 #include <thread>
 
@@ -101,14 +100,6 @@ constexpr long kMostPagesMore = 1'000'000;
 constexpr long kMostPagesMore = 2048;  // 8 MB
 #endif
 
-// Pages of memory that the process holds; 0 where the system does not tell.
-long ResidentPages() {
-  long size = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> size >> resident;
-  return resident;
-}
-
 TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
   FastClock clock(kTimesFaster);
   std::array<std::shared_ptr<Station>, kInstruments> stations;
@@ -125,9 +116,12 @@ TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
   }
   const std::chrono::milliseconds length(1000 * LongRun("ULIX_SOAK_SECONDS", 2));
   std::this_thread::sleep_for(length / 5);
-  const long pages = ResidentPages();
+  const long pages = ResidentPages(), handles = OpenHandles(), threads = SystemThreads();
   std::this_thread::sleep_for(length * 4 / 5);
-  EXPECT_LE(ResidentPages() - pages, kMostPagesMore);
+  const long more = ResidentPages() - pages;
+  EXPECT_LE(more, kMostPagesMore);
+  EXPECT_EQ(OpenHandles(), handles);
+  EXPECT_EQ(SystemThreads(), threads);
   int scans = 0, failures = 0;
   for (const auto& station : stations) {
     EXPECT_EQ(station->instrument->Disconnect(), S_OK);
@@ -138,7 +132,7 @@ TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
     failures += station->failures;
   }
   EXPECT_EQ(ThreadsAlive(), 0);
-  std::printf("%d scans, %d of them failed, %ld pages more\n", scans, failures, ResidentPages() - pages);
+  std::printf("%d scans, %d of them failed, %ld pages more\n", scans, failures, more);
 }
 
 }  // namespace

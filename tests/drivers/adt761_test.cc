@@ -214,27 +214,6 @@ TEST_F(Adt761, ThePrefixIsASetting) {
   EXPECT_EQ(TakeSent(), std::string("\2:R:OTYPE\0\2:R:OTYPE\0", 20));
 }
 
-TEST_F(Adt761, EveryFaultGivesItsErrorInItsTimeAndThenPasses) {
-  const FaultCase cases[] = {
-      {{FaultKind::kSilent}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDelay, 900}, S_OK, Milliseconds(2000)},
-      {{FaultKind::kDelay, 1500}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kDrip, 300}, S_OK, Milliseconds(30'000)},
-      {{FaultKind::kGarbage}, adt761CtlErrNoMeasAvailable, Milliseconds(0)},
-      {{FaultKind::kTruncate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kOversize}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kLate}, serialCommErrUnableToReadComm, Milliseconds(1000)},
-      {{FaultKind::kRefuse}, adt761CtlErrNoMeasAvailable, Milliseconds(0)},
-  };
-  ExpectFaultsToPass(cases, kPressureChannel, 100.0F);
-  bench->SetFaults({{FaultKind::kSilent}});
-  EXPECT_EQ(device->SetChanVal(9, 1.0), serialCommErrUnableToReadComm);
-  bench->SetFaults({{FaultKind::kDrop, 0}});
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
-  device->Disconnect();
-  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
-}
-
 // A port that another program has for a while, and a user who reads what he is told.
 class Adt761Opening : public testing::Test, public UserInterface {
  protected:

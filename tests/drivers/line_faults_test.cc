@@ -1,310 +1,498 @@
-// Every fault of the line to every serial instrument, while it is connected, read and written: the published error, the
-// time that it may take, and that the first exchange after it is right.
+// Every fault of the line to every device in every operation: the published error, the time that it may take, the state
+// that it leaves behind, and that the first exchange after it is right.
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iterator>
+#include <filesystem>
+#include <functional>
 #include <optional>
-#include <ostream>
-#include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include "tests/support/line_bench.h"
+#include "core/worker.h"
+#include "simulators/memolog.h"
+#include "tests/support/reader_bench.h"
+#include "tests/support/recording_sink.h"
 
 namespace ulix {
 namespace {
 
-struct Property {
-  const char* key;
-  const char* value;
-};
-
-struct Device {
-  const char* name;
-  const char* model;
-  std::vector<Property> settings;
-  std::vector<Property> bench;  // a world that stands still
-  // What the bench's property is made to be before and after the fault, and what is read then. The two differ: a reply
-  // that belongs to the past shows.
-  const char* world_key = nullptr;
-  std::array<const char*, 2> worlds = {};
-  std::array<float, 2> readings = {};
-  ChannelId written = 0;
-  bool tells_set_point = false;  // by the bench's property "set-point"
-};
-
-const Device kDevices[] = {
-    {"Kelvo10", "kelvo10", {}, {}, "measure-text", {"12.345 V", "-3.5 V"}, {12.345F, -3.5F}, 1},
-    {"Cmx310", "cmx310", {}, {}, "measure-text", {"12.345 V", "-3.5 V"}, {12.345F, -3.5F}, 1},
-    {.name = "Isotech", .model = "isotech", .tells_set_point = true},
-    {.name = "IsotechLine", .model = "isotech", .settings = {{"model", "line"}}, .tells_set_point = true},
-    {"Microk", "microk", {}, {}, "measure-text", {"7.79", "21.5"}, {7.79F, 21.5F}},
-    {"Millik", "microk", {{"model", "1"}}, {{"model", "1"}}, "measure-text", {"7.79", "21.5"}, {7.79F, 21.5F}},
-    {"FlukeHydra", "flukehydra", {}, {{"period", "0"}}, "value.0", {"1.5", "-2.25"}, {1.5F, -2.25F}},
-    {"JofraRtc",
-     "jofrartcptc",
-     {},
-     {{"noise", "0"}, {"time-constant", "0"}},
-     "set-point",
-     {"20", "31"},
-     {20.0F, 31.0F},
-     2,
-     true},
-    {"JofraCtc",
-     "jofrartcptc",
-     {{"model", "1"}},
-     {{"noise", "0"}, {"time-constant", "0"}, {"model", "CTC"}},
-     "set-point",
-     {"20", "31"},
-     {20.0F, 31.0F},
-     2,
-     true},
-    {"Kambic",
-     "kambic",
-     {},
-     {{"noise", "0"}, {"time-constant", "0"}},
-     "set-point",
-     {"20", "31"},
-     {20.F, 31.F},
-     1,
-     true},
-    {"Hart", "hart", {}, {{"noise", "0"}, {"time-constant", "0"}}, "set-point", {"20", "31"}, {20.0F, 31.0F}, 1, true},
-};
-
-enum class Operation { kConnect, kRead, kWrite };
-using enum Operation;
-
+// What an exchange comes to.
 struct Outcome {
   HRESULT code;
-  int ms;                                     // that it takes at most, and in full where the line is waited for in vain
+  bool in_vain = false;                       // the whole patience is waited for
   std::optional<float> value = std::nullopt;  // of a reading that is not the right one, on purpose
-
-  bool IsWaitInVain() const { return code == serialCommErrUnableToReadComm || code == serialCommErrUnableToOpenComm; }
+  bool leaves_closed = false;                 // a connection that is refused without an error
+  bool leaves_held = false;                   // a line that is never quiet lets the release of a block not through
 };
-constexpr Outcome Ok(int ms) { return {S_OK, ms}; }
-constexpr Outcome Unread(int ms) { return {serialCommErrUnableToReadComm, ms}; }
-constexpr Outcome Unopened(int ms) { return {serialCommErrUnableToOpenComm, ms}; }
-constexpr Outcome kUnwritten = {serialCommErrUnableToWriteComm, 0};
+constexpr Outcome kFine = {S_OK};
+constexpr Outcome kNought = {S_OK, false, 0.0F};
+constexpr Outcome kShutOut = {S_OK, false, std::nullopt, true};
+constexpr Outcome kMute = {serialCommErrUnableToReadComm, true};
+constexpr Outcome kMuteHeld = {serialCommErrUnableToReadComm, true, std::nullopt, false, true};
+constexpr Outcome kNoReply = {serialCommErrUnableToReadComm};
+constexpr Outcome kUnwritten = {serialCommErrUnableToWriteComm};
+constexpr Outcome kUnopened = {serialCommErrUnableToOpenComm};
+constexpr Outcome kNetMute = {networkCommErrUnableToReadComm, true};
+constexpr Outcome kNetNoReply = {networkCommErrUnableToReadComm};
+constexpr Outcome kNetUnopened = {networkCommErrUnableToConnect};
+constexpr Outcome kUsbMute = {winUsbCommErrUnableToReadComm, true};
+constexpr Outcome kUsbNoReply = {winUsbCommErrUnableToReadComm};
+constexpr Outcome kUsbUnwritten = {winUsbCommErrUnableToWriteComm};
 
 constexpr int kDripMs = 200;
 constexpr Milliseconds kLongAfter{200'000};  // what was late has come by then
+constexpr std::size_t kFaults = 10;
+
+// In the order of a row's outcomes: slow is inside the patience, too slow beyond.
+std::array<Fault, kFaults> FaultsOf(int patience_ms) {
+  return {{{FaultKind::kSilent},
+           {FaultKind::kDelay, patience_ms * 9 / 10},
+           {FaultKind::kDelay, patience_ms * 3 / 2},
+           {FaultKind::kDrip, kDripMs},
+           {FaultKind::kGarbage},
+           {FaultKind::kTruncate},
+           {FaultKind::kOversize},
+           {FaultKind::kLate},
+           {FaultKind::kRefuse},
+           {FaultKind::kDrop, 0}}};
+}
 
 struct Row {
   const char* device;
-  Operation operation;
-  int slow_ms;      // before each reply, inside the patience with it
-  int too_slow_ms;  // beyond
-  // silent, slow, too slow, drip, garbage, truncate, oversize, late, refuse, drop
-  Outcome outcomes[10];
+  const char* operation;
+  int patience_ms;  // of one exchange, with a mute device
+  int most_ms;      // that any outcome may take
+  Outcome outcomes[kFaults];
 };
 
+// An operation of a device without a row sends nothing.
 // clang-format off
+//  silent, slow, too slow, drip, garbage, truncate, oversize, late, refuse, drop
 const Row kRows[] = {
-    {"Kelvo10", kConnect, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(8000), {kelvo10CtlErrNotKelvo10, 0}, Unread(1000), Ok(0), Unread(1000),
-      {kelvo10CtlErrNotKelvo10, 0}, Unopened(0)}},
-    // The value is the number that a reply begins with, and 0 where it begins with none.
-    {"Kelvo10", kRead, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(2000), {S_OK, 0, 0.0F}, Unread(1000), Ok(0), Unread(1000),
-      {S_OK, 0, 0.0F}, kUnwritten}},
-    {"Kelvo10", kWrite, 900, 1500,
-     {Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), kUnwritten}},
-    {"Cmx310", kConnect, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(8000), {cmx310CtlErrNotCmx310, 0}, Unread(1000), Ok(0), Unread(1000),
-      {cmx310CtlErrNotCmx310, 0}, Unopened(0)}},
-    {"Cmx310", kRead, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(2000), {S_OK, 0, 0.0F}, Unread(1000), Ok(0), Unread(1000),
-      {S_OK, 0, 0.0F}, kUnwritten}},
-    {"Cmx310", kWrite, 900, 1500,
-     {Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), kUnwritten}},
-    {"Isotech", kConnect, 90, 150,
-     {Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Unopened(0)}},
-    // Garbage and excess leave the one byte of the reply as it is.
-    {"Isotech", kWrite, 90, 150,
-     {Unread(100), Ok(90), Unread(100), Ok(0), Ok(0), Unread(100), Ok(0), Unread(100), {isotechCtlErrNack, 0},
-      kUnwritten}},
-    {"IsotechLine", kConnect, 900, 1500,
-     {Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Unopened(0)}},
-    {"IsotechLine", kWrite, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(1000), {isotechCtlErrNack, 0}, {isotechCtlErrNack, 1000},
-      {isotechCtlErrNack, 0}, Unread(1000), {isotechCtlErrNack, 0}, kUnwritten}},
-    {"Microk", kConnect, 2900, 3500,
-     {Unread(3000), Ok(2900), Unread(3000), Ok(10'000), {microkCtlErrNotMicrok, 0}, Unread(3000), Ok(0), Unread(3000),
-      {microkCtlErrNotMicrok, 0}, Unopened(0)}},
-    {"Microk", kRead, 11'900, 12'500,
-     {Unread(12'000), Ok(11'900), Unread(12'000), Ok(2000), Unread(0), Unread(12'000), Unread(0), Unread(12'000),
-      {microkCtlErrMeasureNotAvailable, 0}, kUnwritten}},
-    {"Millik", kConnect, 2900, 3500,
-     {Unread(3000), Ok(2900), Unread(3000), Ok(10'000), {microkCtlErrNotMillik, 0}, Unread(3000), Ok(0), Unread(3000),
-      {microkCtlErrNotMillik, 0}, Unopened(0)}},
-    {"Millik", kRead, 5900, 6500,
-     {Unread(6000), Ok(5900), Unread(6000), Ok(2000), Unread(0), Unread(6000), Unread(0), Unread(6000),
-      {microkCtlErrScpiCmdeError, 0}, kUnwritten}},
-    {"FlukeHydra", kConnect, 45'000, 55'000,
-     {Unread(50'000), Ok(45'000), Unread(50'000), Ok(10'000), {flukehydraCtlErrNotFlukeHydra, 0}, Unread(50'000), Ok(0),
-      Unread(50'000), {flukehydraCtlErrNotFlukeHydra, 0}, Unopened(10'000)}},
-    {"FlukeHydra", kRead, 45'000, 55'000,
-     {Unread(50'000), Ok(45'000), Unread(50'000), Ok(5000), Unread(50'000), Unread(50'000), Ok(0), Unread(50'000),
-      {flukehydraCtlErrCmdExecError, 0}, kUnwritten}},
-    {"JofraRtc", kConnect, 900, 1500,
-     {Unread(1000), Ok(3600), Unread(1000), Ok(60'000), {jofrartcptcCtlErrNotJofraRtcPtc, 0}, Unread(1000),
-      {jofrartcptcCtlErrNotJofraRtcPtc, 0}, Unread(1000), {jofrartcptcCtlErrNotJofraRtcPtc, 0}, Unopened(10'000)}},
-    {"JofraRtc", kRead, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(60'000), Unread(0), Unread(1000), Ok(0), Unread(1000),
-      {jofrartcptcCtlErrNack, 0}, kUnwritten}},
-    {"JofraRtc", kWrite, 900, 1500,
-     {Unread(1000), Ok(1800), Unread(1000), Ok(60'000), {jofrartcptcCtlErrNack, 0}, Unread(1000),
-      {jofrartcptcCtlErrNack, 0}, Unread(1000), {jofrartcptcCtlErrNack, 0}, kUnwritten}},
-    {"JofraCtc", kConnect, 900, 1500,
-     {Unread(1000), Ok(2700), Unread(1000), Ok(60'000), {jofrartcptcCtlErrNotJofraRtcPtc, 0}, Unread(1000),
-      {jofrartcptcCtlErrNotJofraRtcPtc, 0}, Unread(1000), {jofrartcptcCtlErrNotJofraCtc, 0}, Unopened(10'000)}},
-    {"JofraCtc", kRead, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(60'000), Unread(0), Unread(1000), Ok(0), Unread(1000),
-      {jofrartcptcCtlErrNack, 0}, kUnwritten}},
-    {"JofraCtc", kWrite, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(60'000), {jofrartcptcCtlErrNack, 0}, Unread(1000),
-      {jofrartcptcCtlErrNack, 0}, Unread(1000), {jofrartcptcCtlErrNack, 0}, kUnwritten}},
-    {"Kambic", kConnect, 2900, 3500,
-     {Unread(3000), Ok(2900), Unread(3000), Ok(10'000), {kambicCtlErrNotKambic, 0}, Unread(3000), Ok(0), Unread(3000),
-      {kambicCtlErrNotKambic, 0}, Unopened(0)}},
-    {"Kambic", kRead, 2900, 3500,
-     {Unread(3000), Ok(2900), Unread(3000), Ok(10'000), {kambicCtlErrBadResp, 0}, Unread(3000), Ok(0), Unread(3000),
-      {kambicCtlErrBadCmde, 0}, kUnwritten}},
-    {"Kambic", kWrite, 2900, 3500,
-     {Unread(3000), Ok(2900), Unread(3000), Ok(10'000), {kambicCtlErrBadResp, 0}, Unread(3000), Ok(0), Unread(3000),
-      {kambicCtlErrBadCmde, 0}, kUnwritten}},
-    {"Hart", kConnect, 900, 1500,
-     {Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Ok(0), Unopened(0)}},
-    {"Hart", kRead, 900, 1500,
-     {Unread(1000), Ok(900), Unread(1000), Ok(5000), Unread(0), Unread(1000), Ok(0), Unread(1000), Unread(0),
-      kUnwritten}},
-    {"Hart", kWrite, 900, 1500,
-     {{hartCtlErrNack, 1000}, Ok(900), {hartCtlErrNack, 1000}, Ok(5000), {hartCtlErrNack, 0}, {hartCtlErrNack, 1000},
-      Ok(0), {hartCtlErrNack, 1000}, {hartCtlErrNack, 0}, kUnwritten}},
+    {"Kelvo10", "Connect", 1000, 5000,
+     {kMute, kFine, kMute, kFine, {kelvo10CtlErrNotKelvo10}, kMute, kFine, kMute, {kelvo10CtlErrNotKelvo10},
+      kUnopened}},
+    {"Kelvo10", "Identify", 1000, 5000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"Kelvo10", "Read", 1000, 1000,
+     {kMute, kFine, kMute, kFine, kNought, kMute, {S_OK, false, 12.2512F}, kMute, kNought, kUnwritten}},
+    {"Kelvo10", "Write", 1000, 0,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
+    {"Kelvo10", "SendCfg", 1000, 200,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
+    {"Kelvo10", "ReadCfg", 1000, 5000,
+     {kMute, kFine, kMute, kFine, {kelvo10CtlErrRgeNotSupported}, kMute, {kelvo10CtlErrRgeNotSupported}, kMute,
+      {kelvo10CtlErrRgeNotSupported}, kUnwritten}},
+    {"Cmx310", "Connect", 1000, 4800,
+     {kMute, kFine, kMute, kFine, {cmx310CtlErrNotCmx310}, kMute, kFine, kMute, {cmx310CtlErrNotCmx310}, kUnopened}},
+    {"Cmx310", "Identify", 1000, 4800,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"Cmx310", "Read", 1000, 1000,
+     {kMute, kFine, kMute, kFine, kNought, kMute, {S_OK, false, 12.2512F}, kMute, kNought, kUnwritten}},
+    {"Cmx310", "Write", 1000, 0,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
+    {"Cmx310", "SendCfg", 1000, 200,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
+    {"Cmx310", "ReadCfg", 1000, 5000,
+     {kMute, kFine, kMute, kFine, {cmx310CtlErrRgeNotSupported}, kMute, {cmx310CtlErrRgeNotSupported}, kMute,
+      {cmx310CtlErrRgeNotSupported}, kUnwritten}},
+    {"Isotech", "Connect", 100, 0,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnopened}},
+    {"Isotech", "Write", 100, 100,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, {isotechCtlErrNack}, kUnwritten}},
+    {"Isotech", "Run", 100, 1100,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, {isotechCtlErrNack, true}, kUnwritten}},
+    {"IsotechLine", "Connect", 1000, 0,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnopened}},
+    {"IsotechLine", "Write", 1000, 1000,
+     {kMute, kFine, kMute, kFine, {isotechCtlErrNack}, {isotechCtlErrNack, true}, {isotechCtlErrNack}, kMute,
+      {isotechCtlErrNack}, kUnwritten}},
+    {"IsotechLine", "Run", 1000, 2000,
+     {kMute, kFine, kMute, kFine, {isotechCtlErrNack}, {isotechCtlErrNack, true}, {isotechCtlErrNack, true}, kMute,
+      {isotechCtlErrNack, true}, kUnwritten}},
+    {"IsotechLine", "Stop", 1000, 4000,
+     {kMute, kFine, kMute, kFine, {isotechCtlErrNack}, {isotechCtlErrNack, true}, {isotechCtlErrNack, true}, kMute,
+      {isotechCtlErrNack, true}, kUnwritten}},
+    {"Microk", "Connect", 3000, 8400,
+     {kMute, kFine, kMute, kFine, {microkCtlErrNotMicrok}, kMute, kFine, kMute, {microkCtlErrNotMicrok}, kUnopened}},
+    {"Microk", "Read", 12000, 12000,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kMute, {microkCtlErrMeasureNotAvailable}, kUnwritten}},
+    {"Millik", "Connect", 3000, 3000,
+     {kMute, kFine, kMute, kFine, {microkCtlErrNotMillik}, kMute, kFine, kMute, {microkCtlErrNotMillik}, kUnopened}},
+    {"Millik", "Read", 6000, 6000,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kMute, {microkCtlErrScpiCmdeError}, kUnwritten}},
+    {"FlukeHydra", "Connect", 50000, 50000,
+     {kMute, kFine, kMute, kFine, {flukehydraCtlErrNotFlukeHydra}, kMute, kFine, kMute,
+      {flukehydraCtlErrNotFlukeHydra}, kUnopened}},
+    {"FlukeHydra", "Identify", 50000, 50000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"FlukeHydra", "Read", 50000, 50000,
+     {kMute, kFine, kMute, kFine, kMute, kMute, kFine, kMute, {flukehydraCtlErrCmdExecError}, kUnwritten}},
+    {"FlukeHydra", "Run", 50000, 90000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kNoReply, kUnwritten}},
+    {"FlukeHydra", "Stop", 50000, 50000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kNoReply, kUnwritten}},
+    {"FlukeHydra", "ReadCfg", 50000, 1080000,
+     {kMute, kFine, kMute, kFine, kMute, kMute, kFine, kMute, {flukehydraCtlErrCmdSyntaxError}, kUnwritten}},
+    {"JofraRtc", "Connect", 1000, 31200,
+     {kMute, kFine, kMute, kFine, {jofrartcptcCtlErrNotJofraRtcPtc}, kMute, {jofrartcptcCtlErrNotJofraRtcPtc}, kMute,
+      {jofrartcptcCtlErrNotJofraRtcPtc}, kUnopened}},
+    {"JofraRtc", "Identify", 1000, 14200,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"JofraRtc", "Read", 1000, 17400,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kFine, kMute, {jofrartcptcCtlErrNack}, kUnwritten}},
+    {"JofraRtc", "Write", 1000, 12400,
+     {kMute, kFine, kMute, kFine, {jofrartcptcCtlErrNack}, kMute, {jofrartcptcCtlErrNack}, kMute,
+      {jofrartcptcCtlErrNack}, kUnwritten}},
+    {"JofraCtc", "Connect", 1000, 16000,
+     {kMute, kFine, kMute, kFine, {jofrartcptcCtlErrNotJofraRtcPtc}, kMute, {jofrartcptcCtlErrNotJofraRtcPtc}, kMute,
+      {jofrartcptcCtlErrNotJofraCtc}, kUnopened}},
+    {"JofraCtc", "Identify", 1000, 7200,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"JofraCtc", "Read", 1000, 9800,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kFine, kMute, {jofrartcptcCtlErrNack}, kUnwritten}},
+    {"JofraCtc", "Write", 1000, 2000,
+     {kMute, kFine, kMute, kFine, {jofrartcptcCtlErrNack}, kMute, {jofrartcptcCtlErrNack}, kMute,
+      {jofrartcptcCtlErrNack}, kUnwritten}},
+    {"Kambic", "Connect", 3000, 6000,
+     {kMute, kFine, kMute, kFine, {kambicCtlErrNotKambic}, kMute, kFine, kMute, {kambicCtlErrNotKambic}, kUnopened}},
+    {"Kambic", "Identify", 3000, 6000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
+    {"Kambic", "Read", 3000, 4600,
+     {kMute, kFine, kMute, kFine, {kambicCtlErrBadResp}, kMute, kFine, kMute, {kambicCtlErrBadCmde}, kUnwritten}},
+    {"Kambic", "Write", 3000, 3200,
+     {kMute, kFine, kMute, kFine, {kambicCtlErrBadResp}, kMute, kFine, kMute, {kambicCtlErrBadCmde}, kUnwritten}},
+    {"Adt761", "Connect", 1000, 10000,
+     {kMute, kFine, kMute, kFine, {adt761CtlErrNotAdt761}, kMute, kNoReply, kMute, kShutOut, kUnopened}},
+    {"Adt761", "Identify", 1000, 4000,
+     {kMute, kFine, kMute, kFine, kFine, kMute, kNoReply, kMute, kFine, kUnwritten}},
+    {"Adt761", "Read", 1000, 5400,
+     {kMute, kFine, kMute, kFine, {adt761CtlErrNoMeasAvailable}, kMute, kNoReply, kMute,
+      {adt761CtlErrNoMeasAvailable}, kUnwritten}},
+    {"Adt761", "Write", 1000, 2800,
+     {kMute, kFine, kMute, kFine, {adt761CtlErrNack}, kMute, kNoReply, kMute, {adt761CtlErrNack}, kUnwritten}},
+    {"Hart", "Connect", 1000, 0,
+     {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnopened}},
+    {"Hart", "Read", 1000, 1800,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kFine, kMute, kNoReply, kUnwritten}},
+    {"Hart", "Write", 1000, 1800,
+     {{hartCtlErrNack, true}, kFine, {hartCtlErrNack, true}, kFine, {hartCtlErrNack}, {hartCtlErrNack, true}, kFine,
+      {hartCtlErrNack, true}, {hartCtlErrNack}, kUnwritten}},
+    {"Adt760", "Connect", 5000, 5002,
+     {kUsbMute, kFine, kUsbMute, kUsbMute, {adt760CtlErrNotAdt760}, kUsbMute, kFine, kUsbMute, kUsbMute,
+      {winUsbCommErrGuidNotFound}}},
+    {"Adt760", "Identify", 5000, 5001,
+     {kUsbMute, kFine, kUsbMute, kUsbMute, kFine, kUsbMute, kFine, kUsbMute, kUsbMute, kUsbUnwritten}},
+    {"Adt760", "Read", 5000, 9000,
+     {kUsbMute, kFine, kUsbMute, kFine, {adt760CtlErrNoMeasAvailable}, kUsbMute, {adt760CtlErrNoMeasAvailable},
+      kUsbMute, kUsbMute, kUsbUnwritten}},
+    {"Adt760", "Write", 5000, 5000,
+     {kUsbMute, kFine, kUsbMute, kFine, kFine, kUsbMute, kFine, kUsbMute, kUsbMute, kUsbUnwritten}},
+    {"Memolog", "Connect", 1000, 4530,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnopened}},
+    {"Memolog", "Identify", 1000, 4530,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "Read", 1000, 1605,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "SendCfg", 1000, 17355,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kNoReply, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ReadCfg", 1000, 31620,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ListMemory", 1000, 3229,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ReadMemory", 1000, 18640,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ReadMemoryMidway", 1000, 11800,
+     {kMute, kFine, kMute, kMuteHeld, kNoReply, kMute, kNoReply, kNoReply, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ClearMemory", 1000, 1405,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "SendProgram", 1000, 17355,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kNoReply, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "SendProgramMidway", 1000, 12660,
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kNoReply, kNoReply, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ReadProgram", 1000, 31620,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"Memolog", "ReadProgramMidway", 1000, 25208,
+     {kMute, kFine, kMute, kMute, kNoReply, kMute, kNoReply, kMute, {memologCtlErrMbusData}, kUnwritten}},
+    {"MemologNetwork", "Connect", 1000, 2700,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "Identify", 1000, 2700,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "Read", 1000, 1001,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kFine, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "SendCfg", 1000, 2501,
+     {kNetMute, kNetMute, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ReadCfg", 1000, 30600,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ListMemory", 1000, 1800,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ReadMemory", 1000, 18000,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ReadMemoryMidway", 1000, 11700,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ClearMemory", 1000, 1001,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "SendProgram", 1000, 2501,
+     {kNetMute, kNetMute, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "SendProgramMidway", 1000, 8100,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ReadProgram", 1000, 30600,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
+    {"MemologNetwork", "ReadProgramMidway", 1000, 23400,
+     {kNetMute, kFine, kNetMute, kNetMute, kNetNoReply, kNetMute, kNetNoReply, kNetMute, {memologCtlErrMbusData},
+      kNetUnopened}},
 };
 // clang-format on
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.device; }
-
-// A fault in the order of a row's outcomes.
-Fault FaultAt(const Row& row, std::size_t index) {
-  const std::array<Fault, 10> faults = {{{FaultKind::kSilent},
-                                         {FaultKind::kDelay, row.slow_ms},
-                                         {FaultKind::kDelay, row.too_slow_ms},
-                                         {FaultKind::kDrip, kDripMs},
-                                         {FaultKind::kGarbage},
-                                         {FaultKind::kTruncate},
-                                         {FaultKind::kOversize},
-                                         {FaultKind::kLate},
-                                         {FaultKind::kRefuse},
-                                         {FaultKind::kDrop, 0}}};
-  return faults[index];
-}
-
-const Device& DeviceOf(const Row& row) {
-  for (const Device& device : kDevices) {
-    if (std::string_view(device.name) == row.device) return device;
+const Row* FindRow(const Device& device, std::string_view operation) {
+  for (const Row& row : kRows) {
+    if (std::string_view(row.device) == device.name && row.operation == operation) return &row;
   }
-  throw std::logic_error(row.device);
+  return nullptr;
 }
 
-class LineFaults : public LineBench, public testing::WithParamInterface<Row> {
+class LineFaults : public ReaderBench {
  protected:
-  LineFaults() : LineBench(DeviceOf(GetParam()).model) {
-    for (const Property& setting : device_row.settings) Set(setting.key, setting.value);
-    for (const Property& property : device_row.bench) SetBench(property.key, property.value);
-    TurnWorld(0);
+  struct Operation {
+    const char* name;
+    HRESULT (*act)(LineFaults& f);
+  };
+  static const Operation kOperations[];
+
+  LineFaults() {
+    TurnWorld(kBefore);
+    if (!logger()) return;
+    EXPECT_EQ(device->ReadProgram(path), S_OK);
+    Set("program-file", path.c_str());
+    program = logger()->program();
+    EXPECT_EQ(ReadMemory(), S_OK);
+    right_records = records;
+  }
+  ~LineFaults() override {
+    std::filesystem::remove(path);
+    EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
   }
 
-  void TurnWorld(std::size_t to) {
-    if (device_row.world_key) SetBench(device_row.world_key, device_row.worlds[to]);
-  }
-
-  HRESULT Operate(const Outcome& expected) {
-    if (row.operation == kConnect) return device->Connect();
-    if (row.operation == kWrite) return device->SetChanVal(device_row.written, 25.0);
-    const Reading reading = driver->ReadChannel(0);
-    if (reading.code == S_OK) {
-      EXPECT_EQ(reading.value, expected.value.value_or(device_row.readings[0]));
-    }
+  HRESULT Read() {
+    reading = driver->ReadChannel(model.channels.empty() ? 0 : model.channels[0]);
     return reading.code;
   }
-
-  // With the line as it should be, and everything that came too late behind.
-  void ExpectAllWell() {
-    TurnWorld(1);
-    if (!IsConnected()) {
-      ASSERT_EQ(device->Connect(), S_OK);
-    }
-    if (device_row.world_key) {
-      const Reading reading = driver->ReadChannel(0);
-      EXPECT_EQ(reading.code, S_OK);
-      EXPECT_EQ(reading.value, device_row.readings[1]);
-    }
-    if (row.operation == kWrite) {
-      EXPECT_EQ(device->SetChanVal(device_row.written, 22.0), S_OK);
-      if (device_row.tells_set_point) {
-        EXPECT_EQ(BenchSetPoint(), 22.0);
+  HRESULT ListMemory() {
+    std::vector<std::uint32_t> blocks;
+    std::uint32_t size = 0;
+    std::int32_t flag = 0;
+    const HRESULT listed = device->MemBlocks(&blocks);
+    return Failed(listed) ? listed : device->GetMemBlockStatus(kBlock, &size, &size, &flag, &flag);
+  }
+  HRESULT ReadMemory() {
+    std::uint32_t count = 0;
+    return device->ReadMemBlock(kBlock, kRecords, false, &records, &count);
+  }
+  HRESULT CheckProgram() {
+    std::uint32_t count = 0;
+    return device->CheckProgram(path, &count);
+  }
+  // The fault in force comes with the first step of the operation's progress only.
+  HRESULT Midway(const std::function<HRESULT()>& operation) {
+    struct Sink final : EventSink {
+      std::function<void()> once;
+      void Progress(int) override {
+        if (const auto act = std::exchange(once, nullptr)) act();
       }
-    }
-    TurnWorld(0);
-    device->Disconnect();
+    };
+    const auto sink = std::make_shared<Sink>();
+    sink->once = [this] { bench->SetFaults({fault}); };
+    bench->SetFaults({});
+    const auto cookie = device->events().Advise(sink);
+    const HRESULT result = operation();
+    device->events().Unadvise(cookie);
+    return result;
   }
 
-  double BenchSetPoint() {
-    const auto properties = bench->WithSimulator([](Simulator& s) { return s.Properties(); });
-    for (const auto& [key, value] : properties) {
-      if (key == "set-point") return std::stod(value);
-    }
-    return -1;
+  // Null for any other instrument.
+  MemologSimulator* logger() {
+    return bench->WithSimulator([](Simulator& s) { return dynamic_cast<MemologSimulator*>(&s); });
   }
+  bool LoggerIsFree() { return !logger()->frozen(kBlock + 1) && logger()->lock() == 0 && !logger()->in_program_mode(); }
 
-  const Row& row = GetParam();
-  const Device& device_row = DeviceOf(row);
-};
-
-TEST_P(LineFaults, GiveTheirErrorInTheirTimeAndPass) {
-  for (std::size_t index = 0; index < std::size(row.outcomes); ++index) {
-    const Fault fault = FaultAt(row, index);
-    const Outcome& expected = row.outcomes[index];
-    SCOPED_TRACE(testing::Message() << "fault " << index << ", amount " << fault.amount);
-    if (row.operation != kConnect) {
-      ASSERT_EQ(device->Connect(), S_OK);
-    }
-    bench->SetFaults({fault});
-    const MonotonicTime before = clock.Now();
-    EXPECT_EQ(Operate(expected), expected.code);
-    const Milliseconds took = std::chrono::duration_cast<Milliseconds>(clock.Now() - before);
-    EXPECT_LE(took.count(), expected.ms);
-    if (expected.IsWaitInVain()) {
-      EXPECT_EQ(took.count(), expected.ms);
-    }
-    if (row.operation == kConnect) {
-      EXPECT_EQ(IsConnected(), expected.code == S_OK);
-    }
+  // Once the fault has passed, and what came too late with it.
+  void BringBack() {
     bench->SetFaults({});
     clock.SleepFor(kLongAfter);
-    if (fault.kind == FaultKind::kDrop) {
-      device->Disconnect();
-      if (row.operation == kRead) {
-        EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
-      }
-      if (row.operation == kWrite) {
-        EXPECT_EQ(driver->WriteChannel(device_row.written, 1.0F), serialCommErrCommClosed);
-      }
-    }
-    ExpectAllWell();
   }
-  EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
+  void Check(const Operation& operation, const Row& row);
+  void CheckFault(const Operation& operation, const Row& row, const Outcome& expected);
+  void ExpectAllWell(const Operation& operation);
+  void ExpectSilence(const Operation& operation);
+  void CheckGroup();
+
+  static constexpr float kBefore = 12.25F;
+  static constexpr float kAfter = 31.5F;
+  static constexpr std::int32_t kBlock = 1;
+  static constexpr std::uint32_t kRecords = 200;  // five exchanges
+  const std::string path = (std::filesystem::temp_directory_path() /
+                            ("line_faults_" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".p90"))
+                               .string();
+  Fault fault{FaultKind::kSilent};
+  Reading reading;
+  ChannelArrays records, right_records;
+  std::vector<MemologSimulator::Record> program;
+};
+
+const LineFaults::Operation LineFaults::kOperations[] = {
+    {"Connect", [](LineFaults& f) { return f.device->Connect(); }},
+    {"Identify", [](LineFaults& f) { return CodeOf(f.driver->Identify()); }},
+    {"Read", [](LineFaults& f) { return f.Read(); }},
+    {"Write", [](LineFaults& f) { return f.driver->WriteChannel(f.model.written, 25.0F); }},
+    {"Run", [](LineFaults& f) { return f.device->Run(); }},
+    {"Stop", [](LineFaults& f) { return f.device->Stop(); }},
+    {"SendCfg", [](LineFaults& f) { return f.device->SendCfg(); }},
+    {"ReadCfg", [](LineFaults& f) { return f.device->ReadCfg(); }},
+    {"ListMemory", [](LineFaults& f) { return f.ListMemory(); }},
+    {"ReadMemory", [](LineFaults& f) { return f.ReadMemory(); }},
+    {"ReadMemoryMidway", [](LineFaults& f) { return f.Midway([&] { return f.ReadMemory(); }); }},
+    {"ClearMemory", [](LineFaults& f) { return f.device->ClearMemBlock(0, 1); }},
+    {"CheckProgram", [](LineFaults& f) { return f.CheckProgram(); }},
+    {"SendProgram", [](LineFaults& f) { return f.device->SendProgram(f.path); }},
+    {"SendProgramMidway", [](LineFaults& f) { return f.Midway([&] { return f.device->SendProgram(f.path); }); }},
+    {"ReadProgram", [](LineFaults& f) { return f.device->ReadProgram(f.path); }},
+    {"ReadProgramMidway", [](LineFaults& f) { return f.Midway([&] { return f.device->ReadProgram(f.path); }); }},
+};
+
+bool Connects(const char* operation) { return std::string_view(operation) == "Connect"; }
+
+// A mute device is not even noticed.
+void LineFaults::ExpectSilence(const Operation& operation) {
+  TakeSent();
+  fault = {FaultKind::kSilent};
+  bench->SetFaults({fault});
+  const MonotonicTime before = clock.Now();
+  operation.act(*this);
+  EXPECT_EQ(clock.Now(), before);
+  EXPECT_EQ(TakeSent(), "");
+  bench->SetFaults({});
 }
 
-std::string NameOf(const testing::TestParamInfo<Row>& info) {
-  constexpr std::array kOperations = {"Connect", "Read", "Write"};
-  return info.param.device + std::string(kOperations[static_cast<std::size_t>(info.param.operation)]);
+void LineFaults::CheckFault(const Operation& operation, const Row& row, const Outcome& expected) {
+  if (Connects(operation.name)) device->Disconnect();
+  bench->SetFaults({fault});
+  const MonotonicTime before = clock.Now();
+  EXPECT_EQ(operation.act(*this), expected.code);
+  const auto took = std::chrono::duration_cast<Milliseconds>(clock.Now() - before).count();
+  EXPECT_LE(took, row.most_ms);
+  if (expected.in_vain) {
+    EXPECT_GE(took, row.patience_ms);
+  }
+  EXPECT_EQ(IsConnected(), !Connects(operation.name) || (expected.code == S_OK && !expected.leaves_closed));
+  const bool reads = std::string_view(operation.name) == "Read";
+  if (reads && expected.code == S_OK && model.tells_its_world()) {
+    EXPECT_EQ(reading.value, expected.value.value_or(kBefore));
+  }
+  // Its registers are written back although no reply tells that they were; a device that is gone cannot be.
+  if (logger() && fault.kind != FaultKind::kDrop) {
+    EXPECT_EQ(LoggerIsFree(), !expected.leaves_held);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, LineFaults, testing::ValuesIn(kRows), NameOf);
+void LineFaults::ExpectAllWell(const Operation& operation) {
+  TurnWorld(kAfter);
+  ASSERT_EQ(device->Connect(), S_OK);
+  if (logger()) {
+    EXPECT_EQ(device->SendProgram(path), S_OK) << "the file is as it was";
+    EXPECT_EQ(logger()->program(), program);
+    EXPECT_EQ(ReadMemory(), S_OK);
+    EXPECT_EQ(records.values, right_records.values);
+    EXPECT_TRUE(LoggerIsFree());
+  }
+  if (!model.channels.empty()) {
+    EXPECT_EQ(Read(), S_OK);
+  }
+  if (model.tells_its_world()) {
+    EXPECT_EQ(reading.value, kAfter);
+  }
+  if (std::string_view(operation.name) == "Write") {
+    EXPECT_EQ(operation.act(*this), S_OK);
+  }
+  TurnWorld(kBefore);
+}
+
+void LineFaults::Check(const Operation& operation, const Row& row) {
+  const auto faults = FaultsOf(row.patience_ms);
+  for (std::size_t index = 0; index < faults.size(); ++index) {
+    fault = faults[index];
+    SCOPED_TRACE(testing::Message() << operation.name << ", fault " << index << ", amount " << fault.amount);
+    CheckFault(operation, row, row.outcomes[index]);
+    BringBack();
+    if (fault.kind == FaultKind::kDrop && !model.channels.empty()) {
+      device->Disconnect();
+      EXPECT_EQ(Read(), model.closed);
+    }
+    ExpectAllWell(operation);
+  }
+}
+
+// Run, scanned once, stopped: each works whatever the fault, and the report says what a reading says.
+void LineFaults::CheckGroup() {
+  const Row* row = FindRow(model, "Read");
+  if (row == nullptr || model.channels.empty()) return;
+  const auto sink = std::make_shared<RecordingSink>();
+  const auto cookie = device->events().Advise(sink);
+  std::uint32_t group = 0;
+  ASSERT_EQ(device->CreateGroup(&group), S_OK);
+  ASSERT_EQ(device->ConnectGroupChan(group, model.channels[0]), S_OK);
+  ASSERT_EQ(device->SetGroupSettings(group, {.period_ms = 3'600'000}), S_OK);
+  const auto scan = [&](const FaultSet& faults, HRESULT code) {
+    bench->SetFaults(faults);
+    clock.SetMode(ManualClock::Mode::kStepped);
+    const std::size_t before = sink->reports();
+    EXPECT_EQ(device->RunGroup(group), S_OK);
+    EXPECT_EQ(device->ImmediateReadGroups(std::vector{group}), S_OK);
+    for (int step = 0; step < 100 && sink->reports() == before; ++step) {
+      ASSERT_TRUE(clock.AwaitWaiters(2));
+      clock.Advance(Milliseconds(row->patience_ms / 10 + 1));
+    }
+    ASSERT_TRUE(sink->AwaitReports(before + 1));
+    EXPECT_EQ(sink->seen.Get().data.back().errors, std::vector<HRESULT>{code});
+    EXPECT_EQ(device->StopGroup(group), S_OK);
+    EXPECT_EQ(ThreadsAlive(), 0);
+    clock.SetMode(ManualClock::Mode::kAutomatic);
+    BringBack();
+  };
+  for (const std::size_t index : {0, 4, 8, 9}) {
+    SCOPED_TRACE(testing::Message() << "group, fault " << index);
+    scan({FaultsOf(row->patience_ms)[index]}, row->outcomes[index].code);
+    scan({}, S_OK);
+    if (model.tells_its_world()) {
+      EXPECT_EQ(sink->seen.Get().data.back().values, std::vector<float>{kBefore});
+    }
+  }
+  device->events().Unadvise(cookie);
+}
+
+TEST_P(LineFaults, GiveTheirErrorInTheirTimeAndPass) {
+  for (const Operation& operation : kOperations) {
+    SCOPED_TRACE(operation.name);
+    const Row* row = FindRow(model, operation.name);
+    row ? Check(operation, *row) : ExpectSilence(operation);
+  }
+  CheckGroup();
+}
+
+std::vector<Device> All() { return {std::begin(kDevices), std::end(kDevices)}; }
+INSTANTIATE_TEST_SUITE_P(Devices, LineFaults, testing::ValuesIn(All()), NameOf);
 
 }  // namespace
 }  // namespace ulix

@@ -137,8 +137,10 @@ Reading MemologDriver::ReadChannel(ChannelId id) {
   const auto program = KnownProgram();
   if (!program) return {.code = program.error()};
   const ChannelRecord* channel = ChannelOf(*program, id);
-  if (channel == nullptr || !channel->value_register) return {.code = memologCtlErrChNum};
   const std::lock_guard exchange(exchange_mutex_);
+  if (channel == nullptr || !channel->value_register) {
+    return {.code = LinkIsOpen() ? HRESULT{memologCtlErrChNum} : client().Closed()};
+  }
   std::array<std::uint16_t, 2> halves{};
   const HRESULT result = client().ReadHolding(*channel->value_register, halves);
   if (Failed(result)) return {.code = result};

@@ -38,6 +38,7 @@ UsbIdentity Adt760Driver::Wanted() const {
 // A text that is no GUID names no device; without one the device is looked for.
 HRESULT Adt760Driver::OpenLink() {
   const std::lock_guard exchange(exchange_mutex_);
+  if (lost_) return HaveLinkBack();
   const UsbIdentity wanted = Wanted();
   const bool named = !TextIn(settings().Snapshot(), kSettings[kGuid]).empty();
   if (named && wanted.guid == UsbGuid()) return winUsbCommErrGuidNotFound;
@@ -56,14 +57,35 @@ HRESULT Adt760Driver::CheckLink() {
 
 HRESULT Adt760Driver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
+  greeted_ = lost_ = false;
   HRESULT result = OpenLink();
   if (Succeeded(result)) result = Greet();
   if (Failed(result)) link_.Close();
+  greeted_ = Succeeded(result);
+  lost_ = false;
+  return result;
+}
+
+HRESULT Adt760Driver::HaveLinkBack() {
+  if (!std::exchange(lost_, false)) return S_OK;
+  HRESULT result = OpenLink();
+  if (Failed(result)) result = winUsbCommErrCommClosed;
+  if (Succeeded(result) && greeted_) result = Greet();
+  if (Failed(result)) link_.Close();
+  lost_ = Failed(result);
+  return result;
+}
+
+HRESULT Adt760Driver::Send(std::string_view text) {
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
+  const HRESULT result = link_.Write(text);
+  lost_ = Failed(result) && link_.IsOpen();
+  if (lost_) link_.Close();
   return result;
 }
 
 HRESULT Adt760Driver::Greet() {
-  if (const HRESULT result = link_.Write(kClearErrors); Failed(result)) return result;
+  if (const HRESULT result = Send(kClearErrors); Failed(result)) return result;
   if (CodeIn(*settings().Current(), kSettings[kIdentify]) == 0) return S_OK;
   const auto identification = Identify();
   if (!identification) return identification.error();
@@ -73,6 +95,7 @@ HRESULT Adt760Driver::Greet() {
 void Adt760Driver::Disconnect() {
   const std::lock_guard exchange(exchange_mutex_);
   link_.Close();
+  greeted_ = lost_ = false;
 }
 
 Expected<std::string> Adt760Driver::Identify() {
@@ -81,13 +104,13 @@ Expected<std::string> Adt760Driver::Identify() {
 
 Expected<std::string> Adt760Driver::Ask(std::string_view query) {
   const std::lock_guard exchange(exchange_mutex_);
-  if (const HRESULT result = link_.Write(query); Failed(result)) return Failure(result);
+  if (const HRESULT result = Send(query); Failed(result)) return Failure(result);
   return link_.Read();
 }
 
 HRESULT Adt760Driver::Order(std::string_view command) {
-  if (const HRESULT result = link_.Write(kClearErrors); Failed(result)) return result;
-  return link_.Write(command);
+  if (const HRESULT result = Send(kClearErrors); Failed(result)) return result;
+  return Send(command);
 }
 
 HRESULT Adt760Driver::ReadErrorQueue() {
@@ -137,7 +160,7 @@ HRESULT Adt760Driver::WriteChannel(ChannelId id, float value) {
   if (!command) return command.error();
   const std::lock_guard exchange(exchange_mutex_);
   // Venting is never ended from here, deliberately: a nought clears the error queue and that is all.
-  if (command->empty()) return link_.Write(kClearErrors);
+  if (command->empty()) return Send(kClearErrors);
   if (const HRESULT result = Order(*command); Failed(result)) return result;
   return ReadErrorQueue();
 }

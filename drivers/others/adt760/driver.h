@@ -45,6 +45,10 @@ class Adt760Driver final : public Driver {
 
  private:
   HRESULT Greet();
+  HRESULT HaveLinkBack();
+  // All that goes out. A device that cannot be written to is taken to be gone: each later exchange tries once to have
+  // it back, with the words of the connection when it was connected.
+  HRESULT Send(std::string_view text);
   // Clears the error queue, then sends the command.
   HRESULT Order(std::string_view command);
   Expected<std::string> Ask(std::string_view query);
@@ -53,8 +57,12 @@ class Adt760Driver final : public Driver {
   HRESULT ReadErrorQueue();
   UsbIdentity Wanted() const;
 
+  // Guarded by the exchange lock.
   UsbLink link_;
-  std::string last_error_;                                           // guarded by the exchange lock
+  bool greeted_ = false;
+  bool lost_ = false;
+  std::string last_error_;
+
   std::atomic<const ElectricalFunction*> function_{&kFunctions[3]};  // that the electrical input last told
 };
 

@@ -30,8 +30,8 @@ bool MicrokDriver::IsLandmark(std::string_view reply) const {
 HRESULT MicrokDriver::Greet() {
   const auto reply = Query(kIdentify);
   if (!reply) return reply.error();
-  const auto record = settings().Snapshot();
-  const Model model = ModelIn(record);
+  const auto record = settings().Current();
+  const Model model = ModelIn(*record);
   if (const HRESULT other = CheckIdentity(model, *reply); Failed(other)) return other;
   identification_ = *reply;
   version_ = VersionIn(model, *reply);
@@ -52,13 +52,13 @@ std::optional<double> MicrokDriver::instrument_version() const {
 
 HRESULT MicrokDriver::SendCfg() {
   const std::lock_guard exchange(exchange_mutex_);
-  const auto record = settings().Snapshot();
-  return ModelIn(record) == kMillik ? PrepareQueries(record) : S_OK;
+  const auto record = settings().Current();
+  return ModelIn(*record) == kMillik ? PrepareQueries(record) : S_OK;
 }
 
 // Builds the queries of all channels; the first failure is returned, each channel keeps its own. Asks for the probes
 // when a channel needs one; when they cannot be read, the next reading tries again.
-HRESULT MicrokDriver::PrepareQueries(const std::vector<StoredValue>& record) {
+HRESULT MicrokDriver::PrepareQueries(const Record& record) {
   std::optional<Expected<std::vector<std::string>>> names;
   const auto number_of = [&](const std::string& probe) -> Expected<std::uint32_t> {
     if (!names) names = ReadProbeNames();
@@ -68,7 +68,7 @@ HRESULT MicrokDriver::PrepareQueries(const std::vector<StoredValue>& record) {
   };
   HRESULT first = S_OK;
   for (ChannelId id = 0; id < kChannelCount; ++id) {
-    const ChannelConfig config = ConfigIn(record, id);
+    const ChannelConfig config = ConfigIn(*record, id);
     queries_[id] = Failure(microkCtlErrMeasureNotAvailable);
     if (config.enabled == 0) continue;
     queries_[id] = (config.NeedsProbe() ? number_of(config.probe) : Expected<std::uint32_t>(0U))
@@ -76,7 +76,7 @@ HRESULT MicrokDriver::PrepareQueries(const std::vector<StoredValue>& record) {
     if (Succeeded(first)) first = CodeOf(queries_[id]);
   }
   const bool names_failed = names && !*names;
-  prepared_for_ = names_failed ? std::vector<StoredValue>() : record;
+  prepared_for_ = names_failed ? nullptr : record;
   return first;
 }
 
@@ -96,7 +96,7 @@ Reading MicrokDriver::ReadChannel(ChannelId id) {
   if (id >= kChannelCount) return {.code = microkCtlErrMeasureNotAvailable};
   const std::lock_guard exchange(exchange_mutex_);
   const auto record = settings().Current();
-  const auto value = ModelIn(*record) == kMillik ? MeasureMillik(id, *record) : MeasureMicrok(id);
+  const auto value = ModelIn(*record) == kMillik ? MeasureMillik(id, record) : MeasureMicrok(id);
   return ReadingOf(value);
 }
 
@@ -104,10 +104,15 @@ Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {
   return Query(ReadQuery(id), {kReplySize, kMicrokAttempts}, ParseMicrokReply);
 }
 
+// Records are never changed in place, so that the same one needs no look at what is in it.
+bool MicrokDriver::IsPreparedFor(const Record& record) const {
+  return prepared_for_ == record || (prepared_for_ && *prepared_for_ == *record);
+}
+
 // A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
-Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const std::vector<StoredValue>& record) {
+Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const Record& record) {
   if (const HRESULT back = HaveLinkBack(); Failed(back)) return Failure(back);  // which may prepare other queries
-  if (record != prepared_for_) PrepareQueries(record);
+  if (!IsPreparedFor(record)) PrepareQueries(record);
   return queries_[id].and_then([&](std::string query) {
     return Query(query, {kReplySize, Attempts()}, ParseMillikReply);
   });

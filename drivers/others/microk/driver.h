@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,20 +33,22 @@ class MicrokDriver final : public SerialDriver {
   std::optional<double> instrument_version() const;
 
  private:
+  using Record = std::shared_ptr<const std::vector<StoredValue>>;
   HRESULT Greet() override;
   Landmark landmark() const override;
   bool IsLandmark(std::string_view reply) const override;
-  HRESULT PrepareQueries(const std::vector<StoredValue>& record);
+  HRESULT PrepareQueries(const Record& record);
+  bool IsPreparedFor(const Record& record) const;
   Expected<std::vector<std::string>> ReadProbeNames();
   Expected<float> MeasureMicrok(ChannelId id);
-  Expected<float> MeasureMillik(ChannelId id, const std::vector<StoredValue>& record);
+  Expected<float> MeasureMillik(ChannelId id, const Record& record);
   int Attempts();
 
   // Guarded by exchange_mutex_.
   std::string identification_;
   std::optional<double> version_;
   std::array<Expected<std::string>, kChannelCount> queries_;  // of the milliK
-  std::vector<StoredValue> prepared_for_;                     // the record that they were built from; empty: none
+  Record prepared_for_;                                       // the record that they were built from; null: none
 };
 
 }  // namespace ulix::microk
