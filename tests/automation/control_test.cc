@@ -35,8 +35,8 @@ std::wstring InUserLanguage(const wchar_t* english, const wchar_t* french) {
 }
 
 // Opening a port discards what was written to it and not sent, and on a pseudo terminal that is what the instrument has
-// not taken yet: the end of the "LOC" with which the port was left a moment ago. The "*IDN?" is then part of a line that
-// the instrument does not know.
+// not taken yet: the end of the "LOC" with which the port was left a moment ago. The "*IDN?" is then part of a line
+// that the instrument does not know.
 HRESULT ConnectAfterAnother(IUlixInstr* control) {
   HRESULT result = E_FAIL;
   for (int tries = 0; result != S_OK && tries < 5; ++tries) result = control->Connect();
@@ -92,57 +92,6 @@ TEST(TypeLibrary, HasThePublishedIdsAndMembersInOrder) {
   }
 }
 
-TEST(Control, AnswersByName) {
-  const auto control = NewControl();
-  ASSERT_TRUE(control);
-  Variant version, type, id, groups, resolution;
-  EXPECT_EQ(CallByName(control.Get(), L"Version", DISPATCH_PROPERTYGET, {}, &version), S_OK);
-  EXPECT_STREQ(version.bstrVal, L"1.0.0.0");
-  EXPECT_EQ(CallByName(control.Get(), L"InstrType", DISPATCH_PROPERTYGET, {}, &type), S_OK);
-  EXPECT_STREQ(type.bstrVal, L"Kelvo10");
-  EXPECT_EQ(CallByName(control.Get(), L"CreateGroup", DISPATCH_METHOD, {}, &id), S_OK);
-  EXPECT_EQ(id.lVal, 1);
-  EXPECT_EQ(CallByName(control.Get(), L"Groups", DISPATCH_PROPERTYGET, {}, &groups), S_OK);
-  EXPECT_EQ(groups.vt, 0x2003);
-  EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1}));
-  Variant channel(1L);
-  EXPECT_EQ(CallByName(control.Get(), L"GetChanResol", DISPATCH_METHOD, {channel}, &resolution), S_OK);
-  EXPECT_EQ(resolution.iVal, 3);
-}
-
-TEST(Control, ShowsTheInterfacesOfAControlAndNoOthers) {
-  const auto control = NewControl();
-  const IID* const shown[] = {&IID_ISupportErrorInfo,
-                              &IID_IConnectionPointContainer,
-                              &IID_IProvideClassInfo2,
-                              &IID_IPersistStreamInit,
-                              &IID_IPersistStorage,
-                              &IID_IPersistPropertyBag,
-                              &__uuidof(IUlixInstrKelvo10Spec),
-                              &__uuidof(IUlixInstrKelvo10Debug)};
-  for (const IID* id : shown) {
-    ComPtr<IUnknown> part, identity, own;
-    EXPECT_EQ(control->QueryInterface(*id, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
-    part.As(&identity);
-    control.As(&own);
-    EXPECT_EQ(identity.Get(), own.Get());
-  }
-  ComPtr<IUnknown> none;
-  EXPECT_EQ(control->QueryInterface(__uuidof(IUlixInstrReadFile), reinterpret_cast<void**>(none.GetAddressOf())),
-            E_NOINTERFACE);
-  ComPtr<IUlixInstrKelvo10Debug> debug;
-  ASSERT_EQ(control.As(&debug), S_OK);
-  EXPECT_EQ(debug->DebugCreateCfgTest(), S_OK);
-  Variant groups;
-  control->get_Groups(&groups);
-  EXPECT_EQ(Elements<long>(groups).size(), 2U);
-  ComPtr<IProvideClassInfo2> classes;
-  GUID source;
-  control.As(&classes);
-  EXPECT_EQ(classes->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &source), S_OK);
-  EXPECT_TRUE(IsEqualGUID(source, __uuidof(IUlixInstrEvents)));
-}
-
 TEST(Control, DescribesEveryFailure) {
   const auto control = NewControl();
   BSTR text = SysAllocString(L"before");
@@ -155,6 +104,9 @@ TEST(Control, DescribesEveryFailure) {
   EXPECT_EQ(control->Identify(nullptr), E_INVALIDARG);
   EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
   EXPECT_EQ(control->get_InChans(9, nullptr), E_INVALIDARG);
+  ComPtr<IUnknown> none;
+  EXPECT_EQ(control->QueryInterface(__uuidof(IUlixInstrReadFile), reinterpret_cast<void**>(none.GetAddressOf())),
+            E_NOINTERFACE);
   EXPECT_EQ(control->ConnectGroupChan(1, 1), E_INVALIDARG);
   EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
   Variant result;
@@ -185,39 +137,30 @@ TEST_F(Connected, TakesOnlyTheExactArrays) {
   by_reference.vt = VT_ARRAY | VT_BYREF | VT_I4;
   by_reference.pparray = &array;
   Variant wrong_values, wrong_errors, wrong_times;
-  EXPECT_EQ(control->GetChansVals(by_reference, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
-  EXPECT_EQ(control->GetChansVals(values, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(control->GetChansVals(IdArray({0, 5}), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
-  EXPECT_EQ(control->GetChansVals(Variant(1L), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  const Variant none = IdArray({});
+  const Variant unknown = IdArray({0, 5}), none = IdArray({}), one(1L);
+  for (const VARIANT& wrong :
+       {by_reference, static_cast<VARIANT>(values), static_cast<VARIANT>(unknown), static_cast<VARIANT>(one)}) {
+    EXPECT_EQ(control->GetChansVals(wrong, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
+    EXPECT_EQ(wrong_values.vt, VT_EMPTY);
+  }
   ASSERT_EQ(control->GetChansVals(none, &wrong_values, &wrong_errors, &wrong_times), S_OK);
   EXPECT_TRUE(Elements<VARIANT>(wrong_values).empty());
 }
 
 TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
   ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
-  BSTR text = nullptr;
-  ASSERT_EQ(control->Identify(&text), S_OK);
-  EXPECT_NE(Taken(text).find(L"KELVO10"), std::wstring::npos);
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
   ASSERT_EQ(setup->SetGroup(group, 100, 0, 0, 0), S_OK);
   ASSERT_EQ(control->ConnectGroupChan(group, 0), S_OK);
 
-  ComPtr<IConnectionPointContainer> container;
-  ComPtr<IConnectionPoint> point;
-  control.As(&container);
-  ASSERT_EQ(container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point), S_OK);
   Sink sink;
-  DWORD cookie = 0;
-  ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
-  ASSERT_EQ(control->RunGroup(group), S_OK);
-  ASSERT_TRUE(sink.Await(4));
-  ASSERT_EQ(control->StopGroup(group), S_OK);
-  EXPECT_EQ(point->Unadvise(cookie), S_OK);
-  EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
+  {
+    const Advised advised(control.Get(), sink);
+    ASSERT_EQ(control->RunGroup(group), S_OK);
+    ASSERT_TRUE(sink.Await(4));
+    ASSERT_EQ(control->StopGroup(group), S_OK);
+  }
   EXPECT_EQ(sink.order()[0], L"data 1");
   EXPECT_EQ(sink.order()[1], L"ready 1");
   const Sink::Data data = sink.data()[0];
@@ -234,60 +177,11 @@ TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
   EXPECT_NEAR(data.times[0], local, 1.0 / 1440) << "local time";
 
   EXPECT_EQ(control->SetChanVal(1, Variant(100.1)), S_OK);
-  EXPECT_EQ(control->SetChanVal(1, Variant()), E_INVALIDARG);
   EXPECT_EQ(control->SetChanVal(1, Variant(L"1")), E_INVALIDARG);
-  EXPECT_EQ(control->SetChanVal(0, Variant(1.0)), E_INVALIDARG);
 }
 
-TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
-  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK);
-  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
-  EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
-  ComPtr<IPersistStreamInit> persist;
-  control.As(&persist);
-  EXPECT_EQ(persist->IsDirty(), S_OK);
-  ComPtr<IStream> stream;
-  ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
-  ASSERT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
-  EXPECT_EQ(persist->IsDirty(), S_FALSE);
-
-  ComPtr<ILockBytes> bytes;
-  ComPtr<IStorage> storage;
-  ASSERT_EQ(CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes), S_OK);
-  ASSERT_EQ(StgCreateDocfileOnILockBytes(bytes.Get(), STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_CREATE, 0, &storage),
-            S_OK);
-  ComPtr<IPersistStorage> stored;
-  control.As(&stored);
-  ASSERT_EQ(stored->Save(storage.Get(), FALSE), S_OK);
-
-  const auto loads = [&](auto&& load) {
-    const auto other = NewControl();
-    load(other.Get());
-    const auto other_setup = SetupOf(other.Get());
-    BSTR value = nullptr;
-    EXPECT_EQ(other_setup->get_Setting(Text(L"INPUT-function"), &value), S_OK);
-    EXPECT_EQ(Taken(value), L"OHM500");
-    long port = 0;
-    EXPECT_EQ(other_setup->get_Serial(Text(L"port"), &port), S_OK);
-    EXPECT_EQ(port, PortOfInstrument());
-  };
-  loads([&](IUlixInstr* other) {
-    ComPtr<IPersistStreamInit> loaded;
-    other->QueryInterface(IID_IPersistStreamInit, reinterpret_cast<void**>(loaded.GetAddressOf()));
-    stream->Seek({}, STREAM_SEEK_SET, nullptr);
-    EXPECT_EQ(loaded->Load(stream.Get()), S_OK);
-  });
-  loads([&](IUlixInstr* other) {
-    ComPtr<IPersistStorage> loaded;
-    other->QueryInterface(IID_IPersistStorage, reinterpret_cast<void**>(loaded.GetAddressOf()));
-    EXPECT_EQ(loaded->Load(storage.Get()), S_OK);
-  });
-  ComPtr<IStream> empty;
-  CreateStreamOnHGlobal(nullptr, TRUE, &empty);
-  EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
-}
-
-// What another program wrote by the published layout loads, and what is saved here has that layout: the caller compares.
+// What another program wrote by the published layout loads, and what is saved here has that layout: the caller
+// compares.
 TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
   const char *given = std::getenv("ULIX_TEST_STREAM"), *kept = std::getenv("ULIX_TEST_KEPT");
   ASSERT_TRUE(given && kept);
@@ -295,7 +189,13 @@ TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
   const auto setup = SetupOf(control.Get());
   ComPtr<IPersistStreamInit> persist;
   control.As(&persist);
-  ComPtr<IStream> stream, written;
+  ComPtr<IStream> stream, written, empty;
+  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK);
+  EXPECT_EQ(persist->IsDirty(), S_OK);
+  CreateStreamOnHGlobal(nullptr, TRUE, &empty);
+  EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
   ASSERT_EQ(SHCreateStreamOnFileA(given, STGM_READ, &stream), S_OK);
   ASSERT_EQ(persist->Load(stream.Get()), S_OK);
   EXPECT_EQ(persist->IsDirty(), S_FALSE);
@@ -322,40 +222,30 @@ TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
   EXPECT_EQ(next, 10) << "after the highest id that was ever given";
 }
 
-// A property bag in memory.
+// A property bag in memory, of numbers.
 class Bag final : public IPropertyBag {
  public:
-  STDMETHODIMP QueryInterface(REFIID, void** object) override {
-    *object = this;
-    return S_OK;
-  }
+  STDMETHODIMP QueryInterface(REFIID, void** object) override { return *object = this, S_OK; }
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP Read(LPCOLESTR name, VARIANT* value, IErrorLog*) override {
     const auto found = kept.find(name);
-    if (found == kept.end()) return E_INVALIDARG;
-    return VariantChangeType(value, &found->second, 0, V_VT(value));
+    return found == kept.end() ? E_INVALIDARG : VariantChangeType(value, &found->second, 0, V_VT(value));
   }
-  STDMETHODIMP Write(LPCOLESTR name, VARIANT* value) override {
-    kept[name] = *value;
-    return S_OK;
-  }
-  std::map<std::wstring, VARIANT> kept;  // numbers only, which hold nothing
+  STDMETHODIMP Write(LPCOLESTR name, VARIANT* value) override { return kept[name] = *value, S_OK; }
+  std::map<std::wstring, VARIANT> kept;
 };
 
 TEST(Persistence, KeepsTheVersionInABag) {
   const auto control = NewControl();
   ComPtr<IPersistPropertyBag> persist;
   ASSERT_EQ(control.As(&persist), S_OK);
-  Bag bag;
+  Bag bag, empty;
   ASSERT_EQ(persist->Save(&bag, TRUE, TRUE), S_OK);
   EXPECT_EQ(bag.kept[L"FileVersionMS"].vt, VT_UI4);
   EXPECT_EQ(bag.kept[L"FileVersionMS"].ulVal, 0x00010000U);
-  EXPECT_EQ(bag.kept[L"FileVersionLS"].vt, VT_UI4);
-  EXPECT_EQ(persist->Load(&bag, nullptr), S_OK);
+  for (Bag* given : {&bag, &empty}) EXPECT_EQ(persist->Load(given, nullptr), S_OK);
   EXPECT_EQ(persist->Load(nullptr, nullptr), E_POINTER);
-  Bag empty;
-  EXPECT_EQ(persist->Load(&empty, nullptr), S_OK);
 }
 
 // A string of the library's tables in one language.
@@ -436,8 +326,8 @@ TEST_F(Connected, CyclesLeaveNothingBehind) {
 
 HRESULT CanUnloadServer() {
   const HMODULE module = GetModuleHandleW(L"UlixInstrAx.dll");
-  const auto ask = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-      reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
+  const auto ask =
+      reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
   return ask ? ask() : E_FAIL;
 }
 

@@ -9,16 +9,6 @@
 namespace client {
 namespace {
 
-struct Read {
-  HRESULT result = S_OK;
-  Variant ids, values, errors, times;
-  long count = -1;
-};
-
-void ReadBlock(IUlixInstr* logger, long block, long most, Read& read) {
-  read.result = logger->ReadMemBlock(block, most, 0, &read.ids, &read.values, &read.errors, &read.times, &read.count);
-}
-
 TEST(Memory, IsReadIntoFourArraysWithProgressToTheEnd) {
   const char* port = std::getenv("ULIX_TEST_MEMOLOG");
   ASSERT_TRUE(port);
@@ -27,40 +17,33 @@ TEST(Memory, IsReadIntoFourArraysWithProgressToTheEnd) {
   ASSERT_TRUE(logger && setup);
   ASSERT_EQ(setup->Attach(logger.Get()), S_OK);
   ASSERT_EQ(setup->put_Serial(Text(L"port"), std::atol(port)), S_OK);
-  {
-    Read unconnected;
-    ReadBlock(logger.Get(), 0, 0, unconnected);
-    EXPECT_EQ(unconnected.result, E_UNEXPECTED);
-    EXPECT_EQ(unconnected.values.vt, VT_EMPTY);
-  }
+  Variant blocks, ids, values, errors, times;
+  long count = -1;
+  const auto read = [&] { return logger->ReadMemBlock(0, 0, 0, &ids, &values, &errors, &times, &count); };
+  EXPECT_EQ(read(), E_UNEXPECTED);
+  EXPECT_EQ(values.vt, VT_EMPTY);
   ASSERT_EQ(logger->Connect(), S_OK);
-  Variant blocks;
   ASSERT_EQ(logger->get_MemBlocks(&blocks), S_OK);
-  const auto ids = Elements<long>(blocks);
-  ASSERT_FALSE(ids.empty());
+  EXPECT_EQ(Elements<long>(blocks)[0], 0);
   long size = 0, held = 0, destructive = 1, recording = 1;
-  ASSERT_EQ(logger->GetMemBlockStatus(ids[0], &size, &held, &destructive, &recording), S_OK);
+  ASSERT_EQ(logger->GetMemBlockStatus(0, &size, &held, &destructive, &recording), S_OK);
   EXPECT_GT(held, 0);
   EXPECT_EQ(destructive, 0);
   EXPECT_EQ(logger->GetMemBlockStatus(100, &size, &held, &destructive, &recording), E_INVALIDARG);
 
   Sink sink;
   const Advised advised(logger.Get(), sink);
-  Read read;
-  ReadBlock(logger.Get(), ids[0], 0, read);
-  ASSERT_EQ(read.result, S_OK);
-  ASSERT_GT(read.count, 0);
-  const auto length = static_cast<std::size_t>(read.count);
-  EXPECT_EQ(read.ids.vt, 0x2003);
-  EXPECT_EQ(read.values.vt, 0x200C);
-  EXPECT_EQ(read.errors.vt, 0x2003);
-  EXPECT_EQ(read.times.vt, 0x2007);
-  EXPECT_EQ(Elements<long>(read.ids).size(), length);
-  EXPECT_EQ(Elements<long>(read.errors).size(), length);
-  EXPECT_EQ(Elements<VARIANT>(read.values).size(), length);
-  EXPECT_EQ(Elements<VARIANT>(read.values)[0].vt, VT_R4);
-  const auto times = Elements<DATE>(read.times);
-  EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+  ASSERT_EQ(read(), S_OK);
+  ASSERT_GT(count, 0);
+  EXPECT_EQ((std::array{ids.vt, values.vt, errors.vt, times.vt}),
+            (std::array<VARTYPE, 4>{0x2003, 0x200C, 0x2003, 0x2007}));
+  const auto length = static_cast<std::size_t>(count);
+  EXPECT_EQ(Elements<long>(ids).size(), length);
+  EXPECT_EQ(Elements<long>(errors).size(), length);
+  EXPECT_EQ(Elements<VARIANT>(values).size(), length);
+  EXPECT_EQ(Elements<VARIANT>(values)[0].vt, VT_R4);
+  const auto dates = Elements<DATE>(times);
+  EXPECT_TRUE(std::is_sorted(dates.begin(), dates.end()));
   const auto percents = sink.percents();
   ASSERT_FALSE(percents.empty());
   EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));

@@ -9,7 +9,6 @@ import pathlib
 import re
 import shutil
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
@@ -19,6 +18,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tests" / "cli"))
 import instruments  # noqa: E402
 from adt761_instrument import Adt761Instrument  # noqa: E402
+from range_calibrator_stream import encode  # noqa: E402
 from serial_instrument import SerialInstrument  # noqa: E402
 
 WINE = str(ROOT / "scripts" / "wine")
@@ -40,15 +40,10 @@ SYSTEM_LIBRARIES = {"ADVAPI32.dll", "COMCTL32.dll", "COMDLG32.dll", "GDI32.dll",
                     "ole32.dll", "OLEAUT32.dll", "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "VERSION.dll",
                     "WINSPOOL.DRV", "WS2_32.dll"}
 
-# A Kelvo10's configuration, each value after its type: version, input and output, link, two groups, highest id,
-# directions. As any other program would write it.
-UI4, UI2, UI1, R4, I2 = (19, "I"), (18, "H"), (17, "B"), (4, "f"), (2, "h")
-STREAM = b"".join(struct.pack("<H" + form, kind, value) for (kind, form), value in [
-    (UI4, 0x00010000), (UI4, 7), (UI4, 3), (UI1, 2), (R4, 21.5), (UI4, 1), (UI1, 0), (R4, 0), (UI1, 2),
-    (I2, 7), (UI4, 19200), (UI1, 1), (UI1, 1), (UI1, 0), (UI1, 2), (UI2, 2),
-    (UI4, 4), (UI4, 250), (R4, 1.5), (R4, 0.25), (UI4, 60), (UI1, 1),
-    (UI4, 2), (UI4, 2000), (R4, 0), (R4, 0), (UI4, 0), (UI1, 0),
-    (UI4, 9), (I2, -1), (I2, 1)])
+# A Kelvo10's configuration as any other program would write it: version, input and output, link, two groups, highest id,
+# directions.
+STREAM = encode([0x00010000, 7, 3, 2, 21.5, 1, 0, 0, 2, 7, 19200, 1, 1, 0, 2, 2, 4, 250, 1.5, 0.25, 60, 1, 2, 2000, 0, 0, 0, 0,
+                 9, -1, 1])
 
 
 def windows_path(path):
