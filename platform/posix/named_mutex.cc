@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -92,7 +93,8 @@ class NamedMutex::Shared {
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
-  // Most holds are had at once: neither the clock is asked for them nor a waiter told.
+  // Most holds are had at once: neither the clock is asked for them nor a waiter told. Threads that wait get it in the
+  // order in which they came: who gives it back and wants it again comes last.
   bool LockFor(std::chrono::milliseconds wait) {
     if (!page_) return false;
     const auto self = std::this_thread::get_id();
@@ -102,12 +104,9 @@ class NamedMutex::Shared {
       return true;
     }
     std::optional<steady_clock::time_point> deadline;
-    if (depth_ > 0) {
+    if (depth_ > 0 || !queue_.empty()) {
       deadline = steady_clock::now() + wait;
-      ++waiting_;
-      const bool free = released_.wait_until(lock, *deadline, [this] { return depth_ == 0; });
-      --waiting_;
-      if (!free) return false;
+      if (!AwaitTurn(lock, *deadline)) return false;
     }
     owner_ = self;
     depth_ = 1;
@@ -142,11 +141,20 @@ class NamedMutex::Shared {
   }
 
  private:
-  // Of this process, without the lock: who wakes up wants it.
+  bool AwaitTurn(std::unique_lock<std::mutex>& lock, steady_clock::time_point deadline) {
+    const std::uint64_t turn = next_turn_++;
+    queue_.push_back(turn);
+    const bool come = released_.wait_until(lock, deadline, [&] { return depth_ == 0 && queue_.front() == turn; });
+    std::erase(queue_, turn);
+    if (!come) TellNext(std::move(lock));  // who was first may have been told, and be leaving
+    return come;
+  }
+
+  // Those who wait see whose turn it is. Without the lock, which they want when they wake up.
   void TellNext(std::unique_lock<std::mutex> lock) {
-    const bool awaited = waiting_ > 0;
+    const bool awaited = !queue_.empty();
     lock.unlock();
-    if (awaited) released_.notify_one();
+    if (awaited) released_.notify_all();
   }
 
   Page* page_;
@@ -155,7 +163,8 @@ class NamedMutex::Shared {
   // Guarded by mutex_.
   std::thread::id owner_;
   int depth_ = 0;
-  int waiting_ = 0;  // threads of this process
+  std::deque<std::uint64_t> queue_;  // the turns that threads of this process wait for
+  std::uint64_t next_turn_ = 0;
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}

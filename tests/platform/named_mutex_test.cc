@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
 #include <future>
 #include <string>
+#include <thread>
 
 #include "tests/support/unique_name.h"
 
@@ -61,6 +63,31 @@ TEST_F(NamedMutexTest, WaitsItsTimeAndNoLonger) {
   mutex.Unlock();
   EXPECT_TRUE(waiter.get());
   EXPECT_LT(steady_clock::now() - start, milliseconds(10'000));
+}
+
+// A thread that gives it back and wants it again at once, as a group does that reads a mute instrument.
+TEST_F(NamedMutexTest, WhoWaitsIsNotOvertaken) {
+  constexpr int kTurns = 20;
+  std::atomic<bool> stop = false;
+  std::atomic<int> holds = 0;
+  auto greedy = std::async(std::launch::async, [&] {
+    for (NamedMutex mutex(kName); !stop; mutex.Unlock()) {
+      if (!mutex.LockFor(kLong)) return;
+      ++holds;
+      std::this_thread::sleep_for(milliseconds(2));
+    }
+  });
+  NamedMutex mutex(kName);
+  int waited_for = 0;
+  for (int turn = 0; turn < kTurns; ++turn) {
+    const int before = holds;
+    while (holds == before) std::this_thread::yield();
+    EXPECT_TRUE(mutex.LockFor(kLong));
+    waited_for += holds - before;
+    mutex.Unlock();
+  }
+  EXPECT_LE(waited_for, 3 * kTurns) << "the hold that was there, and now and then one that began before the wait";
+  stop = true;
 }
 
 TEST_F(NamedMutexTest, OtherNamesAreOtherMutexes) {
