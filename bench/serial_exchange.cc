@@ -1,7 +1,7 @@
 // The price of the serial link: a query and its reply through SerialLink over a bare loop that makes the same two
 // writes and reads one byte at a time, on the same pseudo terminal with the same peer. Exit code 1 above the bound.
-// With --serve, for programs in other languages: prints the terminal's path, and then, for each line that it is given,
-// the microseconds of a bare exchange.
+// With --serve, for programs in other languages: prints the path of a terminal with the same peer, and then, for each
+// line that it is given, the microseconds of a bare exchange on its own.
 #include <chrono>
 #include <cstdio>
 #include <string_view>
@@ -35,8 +35,9 @@ int Run() {
 
 int Serve() {
   BenchLine line;
-  line.link.Close();  // others may open it
-  std::printf("%s\n", line.path().c_str());
+  BenchLine theirs;  // whoever opens it sets the terminal as they like it
+  theirs.link.Close();
+  std::printf("%s\n", theirs.path().c_str());
   std::fflush(stdout);
   while (std::getchar() != EOF) {
     std::printf("%.4f\n", Batch(kServedExchanges, [&] { return line.ExchangeBare(); }));

@@ -8,7 +8,8 @@
 namespace ulix::platform {
 
 // A holder that dies, whatever killed it, releases the mutex: the next one gets it at once. Safe to use from any
-// thread; the thread that locked it unlocks it, as many times as it locked it.
+// thread; the thread that locked it unlocks it, as many times as it locked it. Threads of one process that wait get it
+// in the order in which they came.
 class NamedMutex {
  public:
   explicit NamedMutex(const std::string& name);

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -92,7 +93,8 @@ class NamedMutex::Shared {
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
-  // Most holds are had at once: neither the clock is asked for them nor a waiter told.
+  // Most holds are had at once: neither the clock is asked for them nor a waiter told. Threads that wait get it in the
+  // order in which they came: who gives it back and wants it again comes last.
   bool LockFor(std::chrono::milliseconds wait) {
     if (!page_) return false;
     const auto self = std::this_thread::get_id();
@@ -102,22 +104,22 @@ class NamedMutex::Shared {
       return true;
     }
     std::optional<steady_clock::time_point> deadline;
-    if (depth_ > 0) {
+    if (depth_ > 0 || !queue_.empty()) {
       deadline = steady_clock::now() + wait;
-      ++waiting_;
-      const bool free = released_.wait_until(lock, *deadline, [this] { return depth_ == 0; });
-      --waiting_;
-      if (!free) return false;
+      if (!AwaitTurn(lock, *deadline)) return false;
     }
     owner_ = self;
     depth_ = 1;
     int result = pthread_mutex_trylock(&page_->mutex);
     if (result == EBUSY) {
       lock.unlock();
+      result = TryForAMoment();
+    }
+    if (result == EBUSY) {
       const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
       result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
-      lock.lock();
     }
+    if (!lock.owns_lock()) lock.lock();
     if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);  // its holder died
     if (result == 0) return true;
     depth_ = 0;
@@ -142,11 +144,32 @@ class NamedMutex::Shared {
   }
 
  private:
-  // Of this process, without the lock: who wakes up wants it.
+  // Another process that holds it for microseconds only is not slept for: waking up takes longer, and with a sleeper each
+  // of its holds would end in a call of the system.
+  int TryForAMoment() {
+    constexpr int kTries = 100;
+    int result = EBUSY;
+    for (int k = 0; result == EBUSY && k < kTries; ++k) {
+      std::this_thread::yield();
+      result = pthread_mutex_trylock(&page_->mutex);
+    }
+    return result;
+  }
+
+  bool AwaitTurn(std::unique_lock<std::mutex>& lock, steady_clock::time_point deadline) {
+    const std::uint64_t turn = next_turn_++;
+    queue_.push_back(turn);
+    const bool come = released_.wait_until(lock, deadline, [&] { return depth_ == 0 && queue_.front() == turn; });
+    std::erase(queue_, turn);
+    if (!come) TellNext(std::move(lock));  // who was first may have been told, and be leaving
+    return come;
+  }
+
+  // Those who wait see whose turn it is. Without the lock, which they want when they wake up.
   void TellNext(std::unique_lock<std::mutex> lock) {
-    const bool awaited = waiting_ > 0;
+    const bool awaited = !queue_.empty();
     lock.unlock();
-    if (awaited) released_.notify_one();
+    if (awaited) released_.notify_all();
   }
 
   Page* page_;
@@ -155,7 +178,8 @@ class NamedMutex::Shared {
   // Guarded by mutex_.
   std::thread::id owner_;
   int depth_ = 0;
-  int waiting_ = 0;  // threads of this process
+  std::deque<std::uint64_t> queue_;  // the turns that threads of this process wait for
+  std::uint64_t next_turn_ = 0;
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}

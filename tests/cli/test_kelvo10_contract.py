@@ -125,7 +125,7 @@ class Kelvo10Test(ContractTest):
             self.assertTrue(0 <= late.total_seconds() < 60, late)
         self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
         first, _, third = unit.times("MEAS?")[:3]
-        self.assertTrue(0.35 <= third - first <= 1.5, f"two periods took {third - first:.3f} s")
+        self.assertTrue(0.2 <= third - first <= 1.5, f"two periods took {third - first:.3f} s")
         self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
 
     def test_late_reply_belongs_to_nobody(self):
