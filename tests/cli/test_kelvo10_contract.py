@@ -101,7 +101,7 @@ class Kelvo10Test(ContractTest):
         for function, degrees, text in [("MV50", 0, "V"), (6, 0, "mA"), ("OHM500", 0, "Ohm"), ("TC", "CEL", "°C"),
                                         ("RT", "FAR", "°F"), (11, 2, "°K")]:
             settings = sets(input_function=function, temperature_unit=degrees)
-            rows = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json", *settings))
+            rows = json.loads(self.succeed("read", "kelvo10", "--port", self.instrument().device, "--json", *settings))
             self.assertEqual(rows[0]["unit"], text)
         plain = self.succeed("read", "kelvo10", "--port", self.instrument().device)
         self.assertRegex(plain, r"\A[^\x1b]*\bIN\b[^\x1b]*\b12\.345\d*\s+V\b[^\x1b]*\Z")
