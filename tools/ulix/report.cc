@@ -26,7 +26,7 @@ h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
 p.when{margin:0;color:#555}
 table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums}
 th,td{min-width:3.4em;padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
-thead th{border-bottom:1px solid #888;background:#f2f5f8}
+thead th{border-bottom:1px solid #888;background:#f2f5f8;font-size:.9em;overflow-wrap:normal}
 th.n,td.n{text-align:right;min-width:0}
 td.n{white-space:nowrap}
 td.t{white-space:nowrap}
