@@ -251,7 +251,9 @@ Page CommPage(Instrument& instrument, Language language) {
 // Labels begin with "Channel 3: ", which the page's title says already.
 void DropChannel(std::string& label) {
   const std::size_t end = label.find(": ");
-  if (end != std::string::npos) label.erase(0, end + 2);
+  if (end == std::string::npos) return;
+  label.erase(0, end + 2);
+  if (!label.empty() && label[0] >= 'a' && label[0] <= 'z') label[0] = static_cast<char>(label[0] - 'a' + 'A');
 }
 
 std::vector<Page> CfgPages(Instrument& instrument, Language language) {

@@ -181,12 +181,14 @@ void FormView::GoTo(std::size_t field) {
   SendMessageW(rows_[field].entry, EM_SETSEL, 0, -1);
 }
 
-// What was entered is where the question begins.
+// What was entered is where the question begins. Enter then takes what was found, and asks no more.
 void FormView::Browse(const Row& row) {
   FileQuestion question = row.file;
   question.suggested = TextOfWindow(row.entry);
   const auto path = AskForFile(question, GetAncestor(window(), GA_ROOT));
-  if (path && !path->empty()) SetWindowTextW(row.entry, WideOf(*path).c_str());
+  if (!path || path->empty()) return;
+  SetFocus(row.entry);
+  SetWindowTextW(row.entry, WideOf(*path).c_str());
 }
 
 HWND FormView::Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place) {

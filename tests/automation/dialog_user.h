@@ -94,6 +94,8 @@ class DialogUser {
   }
   void Click(int button) const { PostMessageW(GetDlgItem(dialog_, button), BM_CLICK, 0, 0); }
 
+  void Close() const { PostMessageW(dialog_, WM_COMMAND, IDCANCEL, 0); }
+
   template <typename Condition>
   static bool Eventually(Condition&& condition) {
     constexpr ULONGLONG kPatienceMs = 30000;

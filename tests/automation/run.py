@@ -13,6 +13,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -31,7 +32,7 @@ OURS = re.compile("|".join(["UlixInstr", "UlixSetup", "6C1E52E0-9B1B", "A8DFAD2D
                             "DA58B7C1-26DF", "9861775B-4481", *IDS]), re.I)
 # The instrument behind each control, on ports from the first one on.
 FIRST_PORT = KELVO10_PORT = 33
-MEMOLOG_PORT = 60
+MEMOLOG_PORT, LATE_PORT = 60, 61
 INSTRUMENTS = {"Kelvo10": instruments.KELVO10, "Cmx310": instruments.CMX310, "Isotech": instruments.ISOTECH,
                "Microk": instruments.MICROK, "FlukeHydra": instruments.FLUKEHYDRA, "JofraRtcPtc": instruments.JOFRA_RTC,
                "Kambic": instruments.KAMBIC, "Hart": instruments.HART}
@@ -125,6 +126,27 @@ class Server(unittest.TestCase):
             self.addCleanup(unit.close)
         return bench
 
+    @contextlib.contextmanager
+    def coming_late(self, folder, device):
+        """A link to the device, made five seconds after the file `wanted` and gone with it."""
+        wanted, link, over = folder / "wanted", folder / "late", threading.Event()
+
+        def watch():
+            while not over.wait(0.05):
+                if wanted.exists():
+                    over.wait(5)
+                    link.symlink_to(device)
+                    while wanted.exists() and not over.wait(0.05):
+                        pass
+                    link.unlink()
+        watcher = threading.Thread(target=watch)
+        watcher.start()
+        try:
+            yield wanted, link
+        finally:
+            over.set()
+            watcher.join()
+
     def test_registers_for_the_user_alone(self):
         with self.registered("/n", "/i:user"):
             self.assertEqual(keys("HKLM"), [])
@@ -148,12 +170,15 @@ class Server(unittest.TestCase):
         bench = self.bench()
         links = [part for number, unit in bench.values() for part in ("--com", f"{number}={unit.device}")]
         links += ["--com", f"{MEMOLOG_PORT}={self.simulated('memolog')}"]
-        with self.registered(), tempfile.TemporaryDirectory() as folder:
-            given, kept = pathlib.Path(folder, "given"), pathlib.Path(folder, "kept")
+        folder = pathlib.Path(self.installed).parent
+        with self.registered(), self.coming_late(folder, bench["Adt761"][1].device) as (wanted, late):
+            links += ["--com", f"{LATE_PORT}={late}"]
+            given, kept = folder / "given", folder / "kept"
             given.write_bytes(STREAM)
             env = os.environ | {"ULIX_TEST_PORT": str(KELVO10_PORT), "ULIX_TEST_STREAM": windows_path(given),
                                 "ULIX_TEST_KEPT": windows_path(kept), "ULIX_TRACE": "1",
                                 "ULIX_TEST_MEMOLOG": str(MEMOLOG_PORT),
+                                "ULIX_TEST_LATE_PORT": str(LATE_PORT), "ULIX_TEST_LATE_WANTED": windows_path(wanted),
                                 "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items()) + ",Adt760=0"}
             output = self.succeed(*links, self.client, *self.options, env=env, seconds=600)
             # A program that crashed ends as if all were well.

@@ -14,20 +14,20 @@ TEST(TextTest, EveryByteSurvivesBothEncodings) {
   EXPECT_EQ(Utf16FromAnsi("\x80\xB0"), u"\u20AC\u00B0");
 }
 
-TEST(TextTest, WhatThePageLacksIsAQuestionMark) {
-  EXPECT_EQ(AnsiFromUtf8("\u03A9=\U0001F600!"), "?=?!");
+TEST(TextTest, WhatThePageLacksAndEachByteOfABrokenSequenceIsAQuestionMark) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"\u03A9=\U0001F600!", "?=?!"},
+      {"\xE2\x82", "??"},
+      {"\xE2\x82g", "??g"},
+      {"\x80\xBF", "??"},
+      {"\xC0\xAF", "??"},
+      {"\xF5\xFF", "??"},
+      {"\xE0\x80\xAF", "???"},
+      {"\xED\xA0\x80", "???"},
+      {"a\xC3", "a?"},
+  };
+  for (const auto& [utf8, ansi] : cases) EXPECT_EQ(AnsiFromUtf8(utf8), ansi);
   EXPECT_EQ(AnsiFromUtf16(u"\u03A9\xD83D\xDE00"), "???");
-}
-
-TEST(TextTest, EachByteOfABrokenSequenceIsAQuestionMark) {
-  EXPECT_EQ(AnsiFromUtf8("\xE2\x82"), "??");
-  EXPECT_EQ(AnsiFromUtf8("\xE2\x82g"), "??g");
-  EXPECT_EQ(AnsiFromUtf8("\x80\xBF"), "??");
-  EXPECT_EQ(AnsiFromUtf8("\xC0\xAF"), "??");
-  EXPECT_EQ(AnsiFromUtf8("\xF5\xFF"), "??");
-  EXPECT_EQ(AnsiFromUtf8("\xE0\x80\xAF"), "???");
-  EXPECT_EQ(AnsiFromUtf8("\xED\xA0\x80"), "???");
-  EXPECT_EQ(AnsiFromUtf8("a\xC3"), "a?");
 }
 
 TEST(TextTest, ComparesAndCutsByAsciiRulesOnly) {

@@ -1,5 +1,6 @@
 """What the contract tests share: the program under test, run as its user runs it."""
 
+import concurrent.futures
 import os
 import pathlib
 import signal
@@ -53,6 +54,13 @@ class ContractTest(unittest.TestCase):
         done = subprocess.run([self.program or ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
                               timeout=60)
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+    def side_by_side(self, check, cases):
+        """Checks cases that have nothing in common at the same time: most of it is waiting."""
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+            for case, checked in [(case, pool.submit(check, *case)) for case in cases]:
+                with self.subTest(case):
+                    checked.result()
 
     def succeed(self, *args):
         status, out, err = self.ulix(*args)

@@ -51,16 +51,6 @@ class Adt760ContractTest(ContractTest):
         self.assertEqual(other, (1, "", "ulix: 0x80046605 Bad USB device identifier\n"))
         for args in (("--port", "5"), ("--baud", "9600"), ("--set", "vendor-id=65536"), ("--set", "identify=maybe")):
             self.assertEqual(self.ulix("read", "adt760", *args)[0], 2, args)
-        lines = self.succeed("scan", "adt760", "PRESSURE1", "--period", "100", "--count", "3", "--json").splitlines()
-        self.assertEqual([json.loads(line)["channels"][0]["error"] for line in lines], [0, 0, 0])
-
-    def test_configuration(self):
-        saved = self.folder / "saved.cfg"
-        settings = ("guid=F06E89B5-6258-4CE7-83AA-248D25DEBF60", "vendor-id=1155", "product-id=22336", "identify=no")
-        self.succeed("config", "adt760", "show", "--save", saved, *(part for s in settings for part in ("--set", s)))
-        shown = self.succeed("config", "adt760", "show", "--config", saved).splitlines()
-        self.assertEqual(shown[0], "identify = no (0)")
-        self.assertEqual(shown[-1], "GUID:F06E89B5-6258-4CE7-83AA-248D25DEBF60 VENDOR_ID:0483 PRODUCT_ID:5740")
 
 
 @unittest.skipUnless(usb_testbed.available(), "no umockdev-run here")

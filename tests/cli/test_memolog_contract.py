@@ -6,7 +6,6 @@ Run as: python3 test_memolog_contract.py PATH_TO_ULIX [unittest arguments]
 import json
 import struct
 import time
-import xml.etree.ElementTree
 
 import contract
 from memolog_logger import (FRAME, LOCK, READ, STATUS, TEXT, WRITE, WRITE_ONE, Memolog, failure, measurement,
@@ -104,15 +103,7 @@ class MemologTest(contract.ContractTest):
             self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["back.p90", "file.cfg"])
             back.unlink()
 
-    def test_an_empty_program(self):
-        logger = self.logger()
-        for tail in b"", b"\0\0", b"\x05":
-            logger.requests.clear()
-            self.succeed("program", "memolog", "send", self.file(program_file([], tail=tail)), *logger.where)
-            commands = [words[0] for function, address, words in logger.requests if address == FRAME]
-            self.assertEqual(commands, [4, 6])
-
-    def test_invalid_files(self):
+    def test_files_that_are_none(self):
         logger = self.logger()
         good = program_file(PROGRAM)
         for data in (good[:511], program_file(PROGRAM, identity=b"MEMOLOG90"), program_file(PROGRAM, mark=b"PROGRAM"),
@@ -121,17 +112,16 @@ class MemologTest(contract.ContractTest):
             self.fail_with(CODES["invalid"], "program", "memolog", "send", self.file(data), *logger.where)
             self.assertEqual(logger.requests, IDN)
             self.fail_with(CODES["invalid"], "program", "memolog", "check", self.file(data))
-        self.fail_with(CODES["open"], "program", "memolog", "send", self.folder / "none", *logger.where)
-        self.fail_with(CODES["open"], "program", "memolog", "send", self.folder, *logger.where)
+        for missing in self.folder / "none", self.folder:
+            self.fail_with(CODES["open"], "program", "memolog", "send", missing, *logger.where)
         # Any of the maker's files can be sent, whatever the case of its mark; chosen are only loggers' own.
-        other = self.file(program_file(PROGRAM, identity=b"XULIX,OTHER", mark=b"Program File"))
+        other = self.file(program_file([], identity=b"XULIX,OTHER", mark=b"Program File", tail=b"\0\0"))
         self.fail_with(CODES["invalid"], "program", "memolog", "check", other)
+        logger.requests.clear()
         self.succeed("program", "memolog", "send", other, *logger.where)
-
-    def test_a_refused_frame(self):
-        logger = self.logger()
+        self.assertEqual([words[0] for _, address, words in logger.requests if address == FRAME], [4, 6])
         logger.refuse[5] = 0x21
-        self.fail_with("0x80041C21", "program", "memolog", "send", self.file(program_file(PROGRAM)), *logger.where)
+        self.fail_with("0x80041C21", "program", "memolog", "send", self.file(good), *logger.where)
         self.assertEqual(logger.requests[-2:], [(READ, STATUS, 1), (WRITE, FRAME, [6, 0])])
 
     def test_reading_a_block(self):
@@ -188,6 +178,9 @@ class MemologTest(contract.ContractTest):
         logger.lock_register = 1
         self.succeed("memory", "memolog", "read", 0, *logger.where)
         self.assertEqual(logger.requests[-1], (WRITE_ONE, LOCK, 1))
+        for number, code in (1, "function"), (2, "address"), (3, "data"):
+            logger.order("exception", 4, 1, number)
+            self.fail_with(CODES[code], "memory", "memolog", "read", 0, *logger.where)
 
     def test_files_of_records(self):
         logger = self.logger()
@@ -197,63 +190,47 @@ class MemologTest(contract.ContractTest):
         lines = csv.read_text().split("\n")
         self.assertEqual(lines[:2] + lines[64:], ["time,channel,value,error", "1997-01-01T00:00:01.281,0,0.5,",
                                                   "1997-01-01T00:00:32.359,6,,0xFFFFFFFD", ""])
-        drawing = xml.etree.ElementTree.fromstring(plot.read_text())
-        texts = [element.text for element in drawing.iter("{http://www.w3.org/2000/svg}text")]
-        self.assertTrue({"CH1", "CH5", "Local time, 1997-01-01", "00:00:10"} <= set(texts), texts)
+        self.assertIn("CH5", plot.read_text())
         # A file that cannot be written keeps the logger's records.
         status, _, err = self.ulix("memory", "memolog", "read", 0, *logger.where, "--clear", "--csv", "/dev/full/x")
         self.assertEqual((status, len(logger.blocks[1])), (1, 65), err)
 
-    def test_every_step_of_a_read_can_fail(self):
-        logger = self.logger()
-        logger.blocks[1] = sixty_five()
-        csv = self.folder / "out.csv"
-        read = ["memory", "memolog", "read", 0, *logger.where, "--csv", csv, "--timeout", 150, "--clear"]
-        total = 3 + 2 + 1 + 1 + 3 + 2 + 1 + 1
-        for kind in "silent", "vanish", "short", "garbage", "other", "exception":
-            for step in range(3, total):
-                with self.subTest(fault=kind, step=step):
-                    logger.order(kind, step)
-                    status, out, err = self.ulix(*read)
-                    self.assertEqual((status, out), (1, ""))
-                    self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$")
-                    self.assertFalse(list(self.folder.iterdir()))
-                    self.assertEqual(len(logger.blocks[1]), 65)
-                    self.assertEqual(logger.frozen, set())
-                    logger.order("silent", 9999)
-                    self.assertEqual(len(json.loads(self.succeed(*read[:-3], "--json"))), 64)
-                    csv.unlink()
+    def fail_at_every_step(self, steps, args, check):
+        """Every fault at each step of an operation, after which `check` finds all well. `{}` is a folder."""
+        def spoil(kind):
+            logger, folder = self.logger(), self.folder / f"{kind}-{args[1]}-{args[2]}"
+            folder.mkdir()
+            logger.blocks[1], logger.program = sixty_five(), PROGRAM[:3]
+            (folder / "back.p90").write_bytes(b"as it was")
+            for step in steps:
+                logger.order(kind, step)
+                status, out, err = self.ulix(*(str(part).format(folder) for part in args), *logger.where, "--timeout", 400)
+                self.assertEqual((status, out), (1, ""), step)
+                self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$", step)
+                heard = list(logger.requests)
+                logger.order("silent", 9999)
+                check(logger, heard)
+                self.assertEqual([path.name for path in folder.iterdir()], ["back.p90"])
+                self.assertEqual((folder / "back.p90").read_bytes(), b"as it was")
+        self.side_by_side(spoil, [["silent"], ["vanish"], ["short"], ["garbage"], ["other"], ["exception"]])
 
-    def test_exceptions_are_told_apart(self):
-        logger = self.logger()
-        logger.blocks[1] = sixty_five()
-        for number, code in (1, "function"), (2, "address"), (3, "data"):
-            logger.order("exception", 4, 1, number)
-            self.fail_with(CODES[code], "memory", "memolog", "read", 0, *logger.where)
+    def test_every_step_of_a_read_can_fail(self):
+        def check(logger, _):
+            self.assertEqual((len(logger.blocks[1]), logger.frozen), (65, set()))
+            self.assertEqual(len(json.loads(self.succeed("memory", "memolog", "read", 0, *logger.where, "--json"))), 64)
+        args = ["memory", "memolog", "read", 0, "--csv", "{}/out.csv", "--clear"]
+        self.fail_at_every_step(range(3, 14), args, check)
 
     def test_every_step_of_a_transfer_can_fail(self):
-        logger = self.logger()
-        sent = self.file(program_file(PROGRAM[:3]))
-        for kind in "silent", "vanish", "short", "garbage", "other", "exception":
-            for step in range(4, 10):
-                with self.subTest(fault=kind, step=step):
-                    logger.order(kind, step)
-                    status, out, err = self.ulix("program", "memolog", "send", sent, *logger.where, "--timeout", 150)
-                    self.assertEqual((status, out), (1, ""))
-                    self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$")
-                    self.assertEqual(logger.requests[-1], (WRITE, FRAME, [6, 0]))
-                    logger.order("silent", 9999)
-                    self.succeed("program", "memolog", "send", sent, *logger.where)
-                    self.assertEqual(logger.program, PROGRAM[:3])
-            back = self.folder / "back.p90"
-            for step in range(3, 16):
-                with self.subTest(fault=kind, re_read_step=step):
-                    back.write_bytes(b"as it was")
-                    logger.order(kind, step)
-                    status, _, _ = self.ulix("program", "memolog", "read", back, *logger.where, "--timeout", 150)
-                    self.assertEqual((status, back.read_bytes()), (1, b"as it was"))
-                    self.assertFalse((self.folder / "back.p90.new").exists())
-                    logger.order("silent", 9999)
+        sent = ["program", "memolog", "send", self.file(program_file(PROGRAM[:3]))]
+
+        def check(logger, heard):
+            self.assertEqual(heard[-1], (WRITE, FRAME, [6, 0]))
+            logger.program = []
+            self.succeed(*sent, *logger.where)
+            self.assertEqual(logger.program, PROGRAM[:3])
+        self.fail_at_every_step(range(4, 10), sent, check)
+        self.fail_at_every_step(range(3, 16), ["program", "memolog", "read", "{}/back.p90"], lambda *_: None)
 
     def test_late_replies_are_nobodys(self):
         for logger in self.loggers():

@@ -5,7 +5,6 @@ Run as: python3 test_people_contract.py PATH_TO_ULIX [unittest arguments]
 
 import csv
 import fcntl
-import html.parser
 import math
 import os
 import re
@@ -66,28 +65,18 @@ class Terminal:
         return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1]), rest
 
 
-class Page(html.parser.HTMLParser):
+class Page:
     """The tables of a page under their headings, and every attribute."""
 
     def __init__(self, text):
-        super().__init__()
-        self.tables, self.attributes, self.heading, self.open, self.text = {}, [], "", None, ""
-        self.feed(text)
-
-    def handle_starttag(self, tag, attributes):
-        self.attributes += attributes
-        self.open, self.text = tag, ""
-        if tag == "tr":
-            self.tables.setdefault(self.heading, []).append([])
-
-    def handle_data(self, data):
-        self.text += data
-
-    def handle_endtag(self, tag):
-        if tag in ("th", "td"):
-            self.tables[self.heading][-1].append(self.text)
-        if tag in ("h1", "h2"):
-            self.heading = self.text
+        self.tables, self.attributes, heading = {}, [], ""
+        for element in xml.etree.ElementTree.fromstring(text).iter():
+            tag = element.tag.rpartition("}")[2]
+            self.attributes += element.attrib.items()
+            if tag in ("h1", "h2"):
+                heading = "".join(element.itertext())
+            if tag == "tr":
+                self.tables.setdefault(heading, []).append(["".join(cell.itertext()) for cell in element])
 
 
 @unittest.skipIf(UNDER_WINE, "it has no pseudo terminals")
@@ -162,7 +151,6 @@ class ReportTest(ContractTest):
         self.succeed("report", "kelvo10", page, "--port", unit.device, "--period", 100, "--count", 12, "--timeout", 120,
                      "--csv", rows, "--lang", lang)
         text = page.read_text("utf-8")
-        xml.etree.ElementTree.fromstring(text)
         return text, Page(text), list(csv.reader(rows.read_text(encoding="utf-8").splitlines()))[1:]
 
     def test_a_scan(self):

@@ -1,44 +1,106 @@
+// Mutexes by name, among threads and among processes. The other process is this program again, run with arguments, so
+// its main function is here.
 #include "platform/named_mutex.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/conformance/mutex_holder.h"
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include "tests/support/unique_name.h"
 
 namespace ulix {
 namespace {
 
+namespace fs = std::filesystem;
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 constexpr milliseconds kLong{20'000};
+constexpr const char* kDies = "dies";
 
-// One that no other run of the program uses.
-std::string NewName() {
-  return "UlixConformance" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+std::string holder_program;  // the file name of this one, which is in the current folder
+
+// False when it did not come true in time.
+template <typename Condition>
+bool Await(Condition&& condition) {
+  const auto end = steady_clock::now() + kLong;
+  while (!condition()) {
+    if (steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(milliseconds(2));
+  }
+  return true;
 }
 
-TEST(NamedMutexConformance, ShutsOutOtherProcesses) {
-  const std::string name = NewName();
-  MutexHolder holder(name, HoldersEnd::kUnlocks);
-  ASSERT_TRUE(holder.holding());
+// What the other process does: takes the mutex, makes a file, waits until it is removed, and ends.
+int HoldMutex(const std::string& name, const fs::path& file, const std::string& end) {
   platform::NamedMutex mutex(name);
-  EXPECT_FALSE(mutex.LockFor(milliseconds(50)));
-  holder.Release();
-  ASSERT_TRUE(mutex.LockFor(kLong));
-  EXPECT_TRUE(mutex.LockFor(milliseconds(0)));
+  if (!mutex.LockFor(kLong)) return 1;
+  std::ofstream(file) << "held";
+  const bool told = Await([&] { return !fs::exists(file); });
+  if (end == kDies) std::_Exit(0);
   mutex.Unlock();
-  mutex.Unlock();
+  return told ? 0 : 1;
 }
 
-TEST(NamedMutexConformance, AHolderThatDiesBlocksNobody) {
-  const std::string name = NewName();
-  MutexHolder holder(name, HoldersEnd::kDies);
-  ASSERT_TRUE(holder.holding());
-  platform::NamedMutex mutex(name);
-  EXPECT_FALSE(mutex.LockFor(milliseconds(0)));
-  holder.Release();
+class NamedMutexConformance : public testing::Test {
+ protected:
+  // Some systems keep a file for each name.
+  ~NamedMutexConformance() override { fs::remove("/dev/shm/ulix." + name); }
+  bool AnotherThreadGetsIt(milliseconds wait) const {
+    return std::async(std::launch::async,
+                      [&] {
+                        platform::NamedMutex own(name);
+                        const bool got = own.LockFor(wait);
+                        if (got) own.Unlock();
+                        return got;
+                      })
+        .get();
+  }
+  const std::string name = UniqueName("UlixConformance");
+  platform::NamedMutex mutex{name};
+};
+
+TEST_F(NamedMutexConformance, IsRecursiveForItsThreadAndOthersWaitTheirTime) {
+  platform::NamedMutex same(name);
   ASSERT_TRUE(mutex.LockFor(kLong));
-  mutex.Unlock();
+  EXPECT_TRUE(same.LockFor(milliseconds(0)));
+  for (int held = 2; held > 0; --held) {
+    const auto start = steady_clock::now();
+    EXPECT_FALSE(AnotherThreadGetsIt(milliseconds(50)));
+    EXPECT_GE(steady_clock::now() - start, milliseconds(50));
+    (held == 2 ? mutex : same).Unlock();
+  }
+  EXPECT_TRUE(AnotherThreadGetsIt(kLong));
+}
+
+TEST_F(NamedMutexConformance, IsHeldByAnotherProcessUntilThatUnlocksItOrDies) {
+  for (const char* end : {"unlocks", kDies}) {
+    SCOPED_TRACE(end);
+    const fs::path file = fs::temp_directory_path() / UniqueName("ulix-holder-");
+    const std::string program = (fs::path(".") / holder_program).make_preferred().string();
+    const std::string command = program + " " + name + " " + file.string() + " " + end;
+    const auto process = std::async(std::launch::async, [command] { return std::system(command.c_str()); });
+    ASSERT_TRUE(Await([&] { return fs::exists(file); }));
+    EXPECT_FALSE(mutex.LockFor(milliseconds(50)));
+    fs::remove(file);
+    ASSERT_TRUE(mutex.LockFor(kLong));
+    mutex.Unlock();
+  }
 }
 
 }  // namespace
 }  // namespace ulix
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  if (argc > 3) return ulix::HoldMutex(argv[1], argv[2], argv[3]);
+  // A bare name is the same for every system's command interpreter, blanks in our path or not.
+  const std::filesystem::path program = argv[0];
+  if (program.has_parent_path()) std::filesystem::current_path(program.parent_path());
+  ulix::holder_program = program.filename().string();
+  return RUN_ALL_TESTS();
+}

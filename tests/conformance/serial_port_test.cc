@@ -97,30 +97,6 @@ TEST_F(SerialPortConformance, AReadOfMoreThanComesEndsMidway) {
   EXPECT_EQ(result.count, identity_.size() + 1);
 }
 
-TEST_F(SerialPortConformance, PurgingLosesWhatCame) {
-  Send("*IDN?");
-  char first = 0;
-  EXPECT_EQ(port_->Read({&first, 1}).outcome, IoOutcome::kComplete);
-  port_->Purge(true, false);
-  EXPECT_EQ(ReadInVain(1, 50).outcome, IoOutcome::kNoFirstByte);
-  port_->ClearError();
-  EXPECT_EQ(Ask("*IDN?"), identity_);
-}
-
-TEST_F(SerialPortConformance, OpensForOneAtATime) {
-  if (std::getenv("ULIX_TEST_SHARED_PORTS")) GTEST_SKIP() << "this system gives a port to everybody who asks";
-  const auto second = platform::OpenSerialPort(number_);
-  EXPECT_FALSE(second.port);
-  EXPECT_NE(second.os_error, 0u);
-  EXPECT_EQ(Ask("*IDN?"), identity_);
-}
-
-TEST_F(SerialPortConformance, OpensAgainWhenClosed) {
-  port_.reset();
-  Open("ULIX_TEST_PORT");
-  EXPECT_EQ(Ask("*IDN?"), identity_);
-}
-
 TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
   for (const std::uint32_t rate : kBaudRates) {
     ASSERT_TRUE(port_->Configure({.baud_rate = rate})) << rate;
@@ -135,17 +111,6 @@ TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
       EXPECT_EQ(Ask("*IDN?"), identity_);
     }
   }
-}
-
-TEST_F(SerialPortConformance, IsListedByItsNumber) {
-  const auto ports = platform::ListSerialPorts();
-  const auto by_number = [](const auto& a, const auto& b) { return a.number < b.number; };
-  EXPECT_TRUE(std::is_sorted(ports.begin(), ports.end(), by_number));
-  const auto same = [&](const platform::PortEntry& entry) { return entry.number == number_; };
-  const auto found = std::find_if(ports.begin(), ports.end(), same);
-  ASSERT_NE(found, ports.end());
-  EXPECT_EQ(platform::PortOfDevice(found->device), number_);
-  EXPECT_EQ(platform::DeviceOfPort(number_), found->device);
 }
 
 // The instrument says nothing unasked: only the interruption can end the read.

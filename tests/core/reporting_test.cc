@@ -8,31 +8,29 @@ namespace {
 using std::chrono::milliseconds;
 
 TEST(Reporting, BoundsOfTheDeadBandAreOutside) {
-  const GroupSettings absolute{.dead_band_abs = 0.5F};
-  EXPECT_TRUE(LeavesDeadBand(9.5F, 10.0F, absolute));
-  EXPECT_TRUE(LeavesDeadBand(10.5F, 10.0F, absolute));
-  EXPECT_FALSE(LeavesDeadBand(9.6F, 10.0F, absolute));
-  EXPECT_FALSE(LeavesDeadBand(10.4F, 10.0F, absolute));
-  EXPECT_TRUE(LeavesDeadBand(10.0F, 10.0F, {}));
-  EXPECT_TRUE(LeavesDeadBand(0.3F + 0.1F, 0.3F, {.dead_band_abs = 0.1F})) << "rounded in float after each step";
-}
-
-TEST(Reporting, RelativeBandFollowsTheSizeOfTheLastValue) {
+  const GroupSettings absolute{.dead_band_abs = 0.5F}, tenth{.dead_band_abs = 0.1F};
   const GroupSettings both{.dead_band_percent = 10.0F, .dead_band_abs = 1.0F};
-  EXPECT_FALSE(LeavesDeadBand(-102.9F, -100.0F, both));
-  EXPECT_FALSE(LeavesDeadBand(-110.9F, -100.0F, both));
-  EXPECT_TRUE(LeavesDeadBand(-111.0F, -100.0F, both));
-  EXPECT_TRUE(LeavesDeadBand(-89.0F, -100.0F, both));
+  struct Case {
+    float value, last;
+    GroupSettings settings;
+    bool leaves;
+  };
+  const Case cases[] = {
+      {9.5F, 10.0F, absolute, true},   {10.5F, 10.0F, absolute, true},  {9.6F, 10.0F, absolute, false},
+      {10.4F, 10.0F, absolute, false}, {10.0F, 10.0F, {}, true},        {0.3F + 0.1F, 0.3F, tenth, true},
+      {-102.9F, -100.0F, both, false}, {-110.9F, -100.0F, both, false}, {-111.0F, -100.0F, both, true},
+      {-89.0F, -100.0F, both, true},
+  };
+  for (const Case& c : cases) EXPECT_EQ(LeavesDeadBand(c.value, c.last, c.settings), c.leaves) << c.value;
 }
 
 TEST(Reporting, SilenceCountsWholeSeconds) {
   EXPECT_TRUE(SilenceIsOver(std::nullopt, 0xFFFFFFFF));
-  EXPECT_FALSE(SilenceIsOver(milliseconds(999), 0));
-  EXPECT_TRUE(SilenceIsOver(milliseconds(1000), 0));
-  EXPECT_FALSE(SilenceIsOver(milliseconds(10'999), 10));
-  EXPECT_TRUE(SilenceIsOver(milliseconds(11'000), 10));
-  EXPECT_FALSE(SilenceIsOver(milliseconds(4'294'967'295'999), 0xFFFFFFFF));
-  EXPECT_TRUE(SilenceIsOver(milliseconds(4'294'967'296'000), 0xFFFFFFFF));
+  for (const std::uint32_t most_s : {0U, 10U, 0xFFFFFFFFU}) {
+    const milliseconds over(1000 * (std::int64_t{most_s} + 1));
+    EXPECT_FALSE(SilenceIsOver(over - milliseconds(1), most_s));
+    EXPECT_TRUE(SilenceIsOver(over, most_s));
+  }
 }
 
 TEST(Reporting, BeatsKeepTheirPhase) {

@@ -1,15 +1,14 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "core/error_info.h"
-#include "core/user_interface.h"
 #include "drivers/loggers/memolog/program_model.h"
 #include "drivers/loggers/memolog/protocol.h"
 #include "drivers/loggers/memolog/tables.h"
 #include "simulators/memolog.h"
 #include "tests/support/line_bench.h"
+#include "tests/support/silent_user.h"
 #include "tests/support/unique_name.h"
 
 namespace ulix::memolog {
@@ -18,17 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(MemologProtocol, FramesAreWrittenFromTheirEnd) {
-  const auto sizes = [](std::size_t words) {
-    std::vector<std::pair<std::size_t, std::size_t>> blocks;
-    for (const FrameBlock& block : FrameBlocks(words)) blocks.emplace_back(block.first, block.count);
-    return blocks;
-  };
-  using Pair = std::pair<std::size_t, std::size_t>;
-  EXPECT_THAT(sizes(60), ElementsAre(Pair(0, 60)));
-  EXPECT_THAT(sizes(61), ElementsAre(Pair(60, 1), Pair(0, 60)));
-  EXPECT_THAT(sizes(198), ElementsAre(Pair(180, 18), Pair(120, 60), Pair(60, 60), Pair(0, 60)));
-}
+using Pair = std::pair<std::size_t, std::size_t>;
 
 TEST(MemologProtocol, TextsFillWholeRegisters) {
   EXPECT_THAT(TextRegisters("ABC"), ElementsAre(0x4142, 0x4300));
@@ -53,8 +42,6 @@ TEST(MemologProtocol, RepliesAreOfTheirRequest) {
   }
   EXPECT_FALSE(RecordsIn(std::span(reply).first(9), request));
   EXPECT_FALSE(ParseBlockState(std::span(reply).first(7)));
-  EXPECT_EQ(ReadRecordsReply(48), 198U);
-  EXPECT_EQ(ReadRecordsReply(17), 74U);
   EXPECT_THAT(ClearData(0, 65535), ElementsAre(22, 1, 2, 65535));
   EXPECT_THAT(ClearData(0, 65536), ElementsAre(22, 1, 2, 0));
 }
@@ -66,9 +53,8 @@ TEST(MemologProgram, ACycleIsWhatItsOneSequenceMakesIt) {
                        {.block = 3, .mode = 32, .period = 1, .channels = {1}}};
   const auto cycle = [&] {
     const MemBlockCycle found = CycleOf(program, 2);
-    return std::pair(found.records, found.period);
+    return Pair(found.records, found.period);
   };
-  using Pair = std::pair<std::uint32_t, std::uint32_t>;
   EXPECT_EQ(cycle(), Pair(7, 1 + 2 + 3 + 5 + 6 + 7));
   program.sequences[0].mode = 2;
   EXPECT_EQ(cycle(), Pair(7, 24 * 7));
@@ -85,34 +71,16 @@ TEST(MemologProgram, ACycleIsWhatItsOneSequenceMakesIt) {
 }
 
 TEST(MemologProgram, ChannelsAndLimitsByTheirBits) {
-  const auto listed = [](unsigned category, unsigned sub_type) {
-    return IsListed({.type = static_cast<std::uint8_t>(category << 5U | sub_type)});
-  };
   for (unsigned category = 0; category < 8; ++category) {
     for (unsigned sub = 0; sub < 8; ++sub) {
-      EXPECT_EQ(listed(category, sub), category == 0 ? sub != 2 : category == 7 && (sub == 1 || sub == 2));
+      const bool listed = category == 0 ? sub != 2 : category == 7 && (sub == 1 || sub == 2);
+      EXPECT_EQ(IsListed({.type = static_cast<std::uint8_t>(category << 5U | sub)}), listed) << category << ' ' << sub;
     }
   }
-  EXPECT_EQ(LimitOf({9, 2.5F}).level, LimitHigh);
-  EXPECT_EQ(LimitOf({1, 2.5F}).level, LimitLow);
+  for (const auto& [flags, level] : {std::pair{9, LimitHigh}, {1, LimitLow}, {8, LimitNo}, {13, LimitNo}}) {
+    EXPECT_EQ(LimitOf({static_cast<std::uint8_t>(flags), 2.5F}).level, level) << flags;
+  }
   EXPECT_EQ(LimitOf({9, 2.5F}).value, 2.5F);
-  EXPECT_EQ(LimitOf({8, 2.5F}).level, LimitNo);
-  EXPECT_EQ(LimitOf({13, 2.5F}).level, LimitNo);
-}
-
-// Any record of a hostile program is passed over or taken.
-TEST(MemologProgram, RecordsOfAnyLengthAreTaken) {
-  Program program;
-  for (std::uint16_t kind = 0; kind < 6; ++kind) {
-    for (std::size_t length = 0; length <= kMostRecordWords; ++length) {
-      ProgramRecord record(length, 0xFFFF);
-      if (length > 0) record[0] = kind;
-      if (length > 1) record[1] = 1;
-      PresentLayout().Add(record, program);
-    }
-  }
-  for (std::uint32_t block = 0; block <= 100; ++block) CycleOf(program, block);
-  EXPECT_EQ(program.blocks.at(0), 0xFFFF);
 }
 
 struct ProgressSink final : EventSink {
@@ -156,19 +124,22 @@ class MemologTest : public LineBench {
   std::string path = (std::filesystem::temp_directory_path() / (UniqueName("ulix-memolog-") + ".p90")).string();
 };
 
-TEST_F(MemologTest, OnlyAMemologIsConnectedTo) {
-  for (const char* identity : {"ULIX,MEMOLOG20,1", "MEMOLOG90", "x MEMOLOG140 y"}) {
-    SetBench("identity", identity);
-    EXPECT_EQ(device->Connect(), S_OK);
-    std::string said;
-    EXPECT_EQ(device->Identify(&said), S_OK);
-    EXPECT_EQ(said, identity);
-    device->Disconnect();
-  }
+TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
   SetBench("identity", "ULIX,MEMOLOG30");
   EXPECT_EQ(device->Connect(), memologCtlErrNotMemolog);
-  EXPECT_FALSE(IsConnected());
   EXPECT_FALSE(driver->LinkIsOpen());
+  std::string text;
+  for (const char* identity : {"MEMOLOG90", "x MEMOLOG140 y", "ULIX,MEMOLOG20,1"}) {
+    SetBench("identity", identity);
+    EXPECT_EQ(device->Connect(), S_OK);
+    EXPECT_EQ(device->Identify(&text), S_OK);
+    EXPECT_EQ(text, identity);
+    EXPECT_EQ(device->GetDevVersion(&text), S_OK);
+    EXPECT_EQ(text, identity + std::string(" (\"FURNACE\")"));
+    device->Disconnect();
+  }
+  EXPECT_EQ(device->GetCommInfo(&text), S_OK);
+  EXPECT_EQ(text, "COM 1:MEMOLOG#1 (9600 bds)");
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(device->Connect(), serialCommErrUnableToOpenComm);
   EXPECT_EQ(TakeErrorInfo().description, "Unable to open Local Serial Port");
@@ -177,115 +148,10 @@ TEST_F(MemologTest, OnlyAMemologIsConnectedTo) {
   EXPECT_EQ(TakeErrorInfo().description, "Unable to open IP Port");
 }
 
-TEST_F(MemologTest, TellsItsVersionAndItsWay) {
-  ASSERT_EQ(device->Connect(), S_OK);
-  std::string text;
-  EXPECT_EQ(device->GetDevVersion(&text), S_OK);
-  EXPECT_EQ(text, "ULIX,MEMOLOG90,1234567,V2.10 (\"FURNACE\")");
-  SetBench("program-name", "");
-  EXPECT_EQ(device->GetDevVersion(&text), S_OK);
-  EXPECT_EQ(text, "ULIX,MEMOLOG90,1234567,V2.10");
-  EXPECT_EQ(device->GetCommInfo(&text), S_OK);
-  EXPECT_EQ(text, "COM 1:MEMOLOG#1 (9600 bds)");
-  Set("slave", "255");
-  ASSERT_EQ(device->SetNetworkAddress(NetworkAddress{"logger.lan", 502}), S_OK);
-  EXPECT_EQ(device->GetCommInfo(&text), S_OK);
-  EXPECT_EQ(text, "Ethernet:MEMOLOG@logger.lan#255");
-}
-
-TEST_F(MemologTest, EveryCodeHasItsTexts) {
-  for (const ErrorRow& row : kErrors) {
-    EXPECT_NE(ErrorText(row.code, false), "");
-    EXPECT_NE(ErrorText(row.code, true), "");
-    EXPECT_NE(FrenchErrorText(row.code), ErrorText(row.code, false));
-  }
-  EXPECT_EQ(ErrorText(memologErrExceptionCode + 5, false), "");
-  EXPECT_EQ(ErrorText(networkCommErrUnableToReadComm, false), "Unable to read answer");
-  EXPECT_EQ(ErrorText(serialCommErrUnableToReadComm, true), "UNABLE_TO_READ_COMM");
-}
-
-TEST_F(MemologTest, BlocksComeFromTheProgram) {
-  std::vector<std::uint32_t> blocks;
-  std::uint32_t size = 7;
-  EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
-  EXPECT_THAT(blocks, IsEmpty());
-  EXPECT_EQ(device->GetMemBlockSize(1, &size), S_OK);
-  EXPECT_EQ(size, 0U);
-  ASSERT_EQ(device->Connect(), S_OK);
-  EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
-  EXPECT_THAT(blocks, ElementsAre(0, 1));
-  std::int32_t has = 0;
-  EXPECT_EQ(device->CfgHasMemBlocks(&has), S_OK);
-  EXPECT_EQ(has, 1);
-  device->Disconnect();
-  EXPECT_EQ(device->GetMemBlockSize(1, &size), S_OK);
-  EXPECT_EQ(size, 60000U);
-  std::uint32_t records = 0;
-  std::uint32_t period = 0;
-  EXPECT_EQ(device->GetMemBlockCyclePeriod(0, &records, &period), S_OK);
-  EXPECT_EQ(std::pair(records, period), std::pair(4U, 10000U));
-  EXPECT_EQ(device->GetMemBlockCyclePeriod(1, &records, &period), S_OK);
-  EXPECT_EQ(std::pair(records, period), std::pair(4U, 3000U));
-  EXPECT_EQ(device->GetMemBlockCyclePeriod(100, &records, &period), S_OK);
-  EXPECT_EQ(std::pair(records, period), std::pair(0U, 0U));
-}
-
-TEST_F(MemologTest, ArgumentsComeBeforeTheConnection) {
-  std::uint32_t number = 0;
-  std::int32_t flag = 0;
-  std::string name;
-  for (const std::int32_t block : {-1, 100}) {
-    EXPECT_EQ(device->GetMemBlockStatus(block, &number, &number, &flag, &flag), E_INVALIDARG);
-    EXPECT_EQ(ReadBlock(block), E_INVALIDARG);
-    EXPECT_EQ(device->ClearMemBlock(block, 0), E_INVALIDARG);
-    EXPECT_EQ(device->GetMemBlockName(block, &name), E_INVALIDARG);
-    EXPECT_EQ(device->GetMemBlockSize(block, &number), E_INVALIDARG);
-  }
-  EXPECT_EQ(device->GetMemBlockCyclePeriod(101, &number, &number), E_INVALIDARG);
-  EXPECT_EQ(device->GetMemBlockStatus(0, &number, nullptr, &flag, &flag), E_INVALIDARG);
-  EXPECT_EQ(device->ReadMemBlock(0, 0, false, nullptr, &read), E_INVALIDARG);
-  EXPECT_EQ(device->ReadMemBlock(0, 0, false, &arrays, nullptr), E_INVALIDARG);
-  EXPECT_EQ(TakeErrorInfo().description, "Invalid Argument");
-  EXPECT_EQ(device->GetMemBlockStatus(0, &number, &number, &flag, &flag), E_UNEXPECTED);
-  EXPECT_EQ(ReadBlock(99), E_UNEXPECTED);
-  EXPECT_EQ(TakeErrorInfo().description, "Communication not opened");
-  EXPECT_EQ(device->ClearMemBlock(0, 0), E_UNEXPECTED);
-  EXPECT_EQ(device->GetMemBlockName(0, &name), S_OK);
-  EXPECT_EQ(name, "1");
-  EXPECT_THAT(progress->percents, IsEmpty());
-}
-
-TEST_F(MemologTest, ReadsAndClearsABlock) {
-  SetBench("recording", "on");
-  ASSERT_EQ(device->Connect(), S_OK);
-  std::uint32_t size = 0;
-  std::uint32_t records = 0;
-  std::int32_t destructive = 7;
-  std::int32_t recording = 7;
-  EXPECT_EQ(device->GetMemBlockStatus(0, &size, &records, &destructive, &recording), S_OK);
-  EXPECT_THAT((std::vector<std::uint32_t>{size, records}), ElementsAre(100, 12));
-  EXPECT_THAT((std::vector<std::int32_t>{destructive, recording}), ElementsAre(0, 1));
-  EXPECT_EQ(ReadBlock(0, 5, true), S_OK);
-  EXPECT_EQ(read, 4U);
-  EXPECT_EQ(ReadBlock(0, 0, true), S_OK);
-  EXPECT_EQ(read, 10U);
-  EXPECT_EQ(arrays.errors.back(), -3);
-  EXPECT_EQ(WithLogger([](MemologSimulator& s) { return s.held(1); }), 0U);
-  EXPECT_EQ(ReadBlock(0, 0, true), S_OK);
-  EXPECT_EQ(read, 0U);
-  progress->percents.clear();
-  EXPECT_EQ(ReadBlock(1, 100), S_OK);
-  EXPECT_THAT(progress->percents, ElementsAre(48, 96, 100, 100));
-  EXPECT_EQ(device->ClearMemBlock(1, 501), S_OK);
-  EXPECT_EQ(WithLogger([](MemologSimulator& s) { return s.held(2); }), 1000U);
-  EXPECT_TRUE(LoggerIsFree());
-}
-
 TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   ASSERT_EQ(device->Connect(), S_OK);
   std::string said;
-  HRESULT second = S_OK;
-  HRESULT program_sent = S_OK;
+  HRESULT second = S_OK, program_sent = S_OK;
   progress->once = [&] {
     EXPECT_EQ(device->Identify(&said), S_OK);
     ChannelArrays other;
@@ -295,6 +161,7 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   };
   EXPECT_EQ(ReadBlock(1), S_OK);
   EXPECT_EQ(read, 1125U);
+  EXPECT_EQ(progress->percents.front(), 3);
   EXPECT_EQ(second, memologCtlErrMemLocked);
   EXPECT_EQ(program_sent, memologCtlErrMemLocked);
   progress->once = [&] { device->Disconnect(); };
@@ -303,13 +170,8 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   EXPECT_EQ(progress->percents.back(), 100);
 }
 
-struct StoppingUi final : UserInterface {
+struct StoppingUser final : SilentUser {
   int at = 0;  // percent from which on it stops
-  DialogResult EditGroup(Instrument&, std::uint32_t) override { return DialogResult::kCancel; }
-  DialogResult EditOutChans(Instrument&) override { return DialogResult::kCancel; }
-  DialogResult EditCommParams(Instrument&) override { return DialogResult::kCancel; }
-  DialogResult EditCfg(Instrument&) override { return DialogResult::kCancel; }
-  void ShowProperties(Instrument&) override {}
   bool Progress(int percent) override { return percent < at; }
   std::optional<std::string> ChooseFile(const FileQuestion& question) override {
     questions.push_back(question);
@@ -320,7 +182,7 @@ struct StoppingUi final : UserInterface {
 };
 
 TEST_F(MemologTest, APersonMayStopALongOperation) {
-  StoppingUi ui;
+  StoppingUser ui;
   ui.at = 30;
   Instrument stopped = WithPerson(ui);
   ASSERT_EQ(stopped.Connect(), S_OK);
@@ -340,7 +202,7 @@ TEST_F(MemologTest, APersonMayStopALongOperation) {
 }
 
 TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
-  StoppingUi ui;
+  StoppingUser ui;
   ui.at = 1000;
   Instrument logger = WithPerson(ui);
   const auto file_set = [&] { return logger.settings().TextOf(kSettings[kProgramFile]); };
@@ -378,37 +240,38 @@ TEST_F(MemologTest, ADeviceThatGoesAtAnyExchangeIsReadRightWhenItIsBack) {
   }
 }
 
-TEST_F(MemologTest, ChannelsAreThoseOfTheProgram) {
+TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
+  std::vector<std::uint32_t> blocks;
+  EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
+  EXPECT_THAT(blocks, IsEmpty());
   EXPECT_FALSE(device->OffersChannel(0));
+  for (const auto& [block, result] : {std::pair{-1, E_INVALIDARG}, {100, E_INVALIDARG}, {0, E_UNEXPECTED}}) {
+    EXPECT_EQ(ReadBlock(block), result) << block;
+    EXPECT_EQ(device->ClearMemBlock(block, 0), result) << block;
+  }
   ASSERT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(device->RefreshChannels(), S_OK);
-  std::vector<ChannelId> offered;
-  for (ChannelId id = 0; id < kChannelCount; ++id) {
-    if (device->OffersChannel(id)) offered.push_back(id);
-  }
-  EXPECT_THAT(offered, ElementsAre(0, 1, 2));  // the fourth is of the other class
-  std::string name;
-  std::string unit;
-  std::int16_t resolution = 0;
-  std::int16_t level = 0;
-  float limit = 0;
-  EXPECT_EQ(device->GetChanName(0, &name), S_OK);
-  EXPECT_EQ(device->GetChanUnit(0, &unit), S_OK);
-  EXPECT_EQ(device->GetChanResol(0, &resolution), S_OK);
-  EXPECT_EQ(name + ' ' + unit + ' ' + std::to_string(resolution),
-            "OVEN \xB0"
-            "C 2");
-  EXPECT_EQ(device->GetChanLim(0, 0, &limit, &level), S_OK);
-  EXPECT_EQ(std::pair(limit, int{level}), std::pair(250.0F, int{LimitHigh}));
-  EXPECT_EQ(device->GetChanLim(0, 2, &limit, &level), S_OK);
-  EXPECT_EQ(level, LimitNo);
-  EXPECT_EQ(device->GetChanName(2, &name), S_OK);
-  EXPECT_EQ(name, "CH3");
-  EXPECT_EQ(device->GetChanName(1999, &name), S_OK);
-  EXPECT_EQ(name, "CH2000");
+  for (ChannelId id = 0; id < kChannelCount; ++id) EXPECT_EQ(device->OffersChannel(id), id < 3) << id;
+  EXPECT_EQ(driver->ChannelName(0) + driver->ChannelUnit(0) + std::to_string(driver->ChannelResolution(0)),
+            "OVEN\260C2");
+  EXPECT_EQ(driver->ChannelName(2) + driver->ChannelName(1999), "CH3CH2000");
+  EXPECT_EQ(driver->Limit(0, 0).value, 250.0F);
+  EXPECT_EQ(driver->Limit(0, 0).level, LimitHigh);
+  EXPECT_EQ(driver->Limit(0, 2).level, LimitNo);
   EXPECT_EQ(driver->ReadChannel(1).code, S_OK);
   EXPECT_NEAR(driver->ReadChannel(1).value, 21.5, 0.1);
   EXPECT_EQ(driver->ReadChannel(1999).code, memologCtlErrChNum);
+  device->Disconnect();
+  EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
+  EXPECT_THAT(blocks, ElementsAre(0, 1));
+  std::uint32_t size = 0;
+  EXPECT_EQ(device->GetMemBlockSize(1, &size), S_OK);
+  EXPECT_EQ(size, 60000U);
+  for (const auto& [block, cycle] : {std::pair{0, Pair(4, 10000)}, {1, Pair(4, 3000)}, {100, Pair(0, 0)}}) {
+    std::uint32_t records = 7, period = 7;
+    EXPECT_EQ(device->GetMemBlockCyclePeriod(block, &records, &period), S_OK);
+    EXPECT_EQ(Pair(records, period), cycle) << block;
+  }
 }
 
 TEST_F(MemologTest, TheProgramFileIsPartOfTheConfiguration) {
@@ -422,26 +285,10 @@ TEST_F(MemologTest, TheProgramFileIsPartOfTheConfiguration) {
   const auto program = WithLogger([](MemologSimulator& s) { return s.program(); });
   EXPECT_EQ(device->SendCfg(), S_OK);
   EXPECT_EQ(WithLogger([](MemologSimulator& s) { return s.program(); }), program);
-
-  MemoryStream saved;
-  ASSERT_EQ(device->SetNetworkAddress(NetworkAddress{"10.0.0.9", 1502}), S_OK);
-  Set("slave", "7");
-  ASSERT_EQ(device->Save(saved), S_OK);
-  Instrument loaded(FindModel("memolog")->create({}));
-  ASSERT_EQ(loaded.Load(saved), S_OK);
-  std::string info;
-  EXPECT_EQ(loaded.GetCommInfo(&info), S_OK);
-  EXPECT_EQ(info, "Ethernet:MEMOLOG@10.0.0.9#7");
-  EXPECT_EQ(loaded.settings().TextOf(kSettings[kProgramFile]), path);
-}
-
-TEST_F(MemologTest, AConnectionIsMadeForATransferAndGivenUpAgain) {
+  device->Disconnect();
   EXPECT_EQ(device->ReadProgram(path), S_OK);
   EXPECT_FALSE(IsConnected());
-  EXPECT_FALSE(driver->LinkIsOpen());
-  std::uint32_t records = 0;
-  EXPECT_EQ(device->CheckProgram(path, &records), S_OK);
-  EXPECT_EQ(records, 9U);
+  EXPECT_FALSE(driver->LinkIsOpen()) << "a connection for the transfer is given up again";
   EXPECT_EQ(device->ReadProgram("/no/such/folder/x.p90"), memologCtlErrOpenFile);
   SetBench("refuse-with", "33");
   EXPECT_EQ(device->SendProgram(path), memologErrExceptionCode + 33);

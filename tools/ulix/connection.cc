@@ -267,6 +267,15 @@ std::vector<Channel> Session::Channels() {
   return channels;
 }
 
+std::vector<Channel> Session::WithUnits(std::vector<Channel> channels) {
+  for (Channel& channel : channels) {
+    std::string unit;
+    Check(instrument_.GetChanUnit(channel.id, &unit));
+    channel.unit = Shown(unit);
+  }
+  return channels;
+}
+
 void Session::Check(HRESULT result) {
   if (Succeeded(result)) return;
   const ErrorInfo info = TakeErrorInfo();

@@ -54,6 +54,8 @@ class Session {
   void Connect() { Check(instrument_.Connect()); }
   // Those on offer only, and the instrument connected to, where it is the instrument that knows them.
   std::vector<Channel> Channels();
+  // Some models tell the units only with the readings: the channels with the units of now.
+  std::vector<Channel> WithUnits(std::vector<Channel> channels);
 
   // OperationFailed with the code's text when `result` is a failure of a member of the instrument.
   void Check(HRESULT result);

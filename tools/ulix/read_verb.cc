@@ -29,10 +29,10 @@ std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
   const auto channels = SelectInputs(session.Channels(), options.channels);
   session.Connect();
   const ChannelArrays arrays = ReadOnce(session, channels, options.connection.timeout_ms);
-  const auto known = session.Channels();  // some units come with the readings
+  const auto known = session.WithUnits(channels);
   std::vector<Row> rows;
-  for (std::size_t k = 0; k < channels.size(); ++k) {
-    Row row{known.at(channels[k].id), arrays.values.at(k), arrays.errors.at(k), {}};
+  for (std::size_t k = 0; k < known.size(); ++k) {
+    Row row{known[k], arrays.values.at(k), arrays.errors.at(k), {}};
     if (Failed(row.error)) {
       row.value.reset();
       row.text = session.Explain(row.error);

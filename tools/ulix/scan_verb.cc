@@ -41,16 +41,25 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   return outputs;
 }
 
+bool ShowsUnits(const ScanOptions& options) {
+  return !options.json || !options.csv_file.empty() || !options.plot_file.empty() || !options.report_file.empty();
+}
+
 }  // namespace
 
 int Scan(const ScanOptions& options) {
   Session session(options.connection);
-  const auto channels = SelectInputs(session.Channels(), options.channels);
+  auto channels = SelectInputs(session.Channels(), options.channels);
   if (!options.csv_file.empty()) CheckWritable(options.csv_file);
   for (const std::string& file : {options.plot_file, options.report_file}) {
     if (!file.empty()) CheckReplaceable(file);
   }
   session.Connect();
+  // One reading more, so that what is kept has its unit.
+  if (session.instrument().card().units_with_readings && ShowsUnits(options)) {
+    ReadOnce(session, channels, options.connection.timeout_ms);
+    channels = session.WithUnits(channels);
+  }
   ScanOutputs outputs = OutputsFor(session, options, channels);
   RunScan(session, channels, options.plan, outputs);
   return 0;

@@ -115,6 +115,7 @@ inline constexpr ModelCard kCard = {
     .input_write_code = adt760CtlErrChNum,
     .exception_code = adt760ErrExceptionCode,
     .channels = kChannels,
+    .units_with_readings = true,
     .settings = kSettings,
     .link_settings = kLinkSettings,
     .errors = kErrors,

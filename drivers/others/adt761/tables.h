@@ -161,6 +161,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = adt761ErrExceptionCode,
     .channels = kChannels,
+    .units_with_readings = true,
     .settings = kSettings,
     .errors = kErrors,
 };

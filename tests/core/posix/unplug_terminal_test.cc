@@ -148,23 +148,15 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
   EXPECT_EQ(reports_->seen.Get().wrong, 0);
   EXPECT_EQ(OpenHandles(), handles);
   EXPECT_EQ(ThreadsAlive(), threads);
-  std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
-              static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
-}
-
-// In every state in which the device may be gone, the members that end something come back.
-TEST_F(UnplugTerminal, EverythingEndsWithTheDeviceGone) {
-  ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
-  ASSERT_TRUE(AwaitOutcome(true));
   Unplug();
   ASSERT_TRUE(AwaitOutcome(false));
   const auto start = steady_clock::now();
   EXPECT_EQ(instrument_.StopGroup(group_), S_OK);
   EXPECT_EQ(instrument_.Disconnect(), S_OK);
   EXPECT_EQ(instrument_.Connect(), serialCommErrUnableToOpenComm);
-  EXPECT_LT(Since(start), milliseconds(1000));
-  Plug(7);
-  EXPECT_EQ(instrument_.Connect(), S_OK);
+  EXPECT_LT(Since(start), milliseconds(1000)) << "what ends something comes back with the device gone";
+  std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
+              static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
 }
 
 }  // namespace

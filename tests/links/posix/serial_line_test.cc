@@ -66,111 +66,16 @@ class SerialLineTest : public testing::Test {
   SerialLink link_;
 };
 
-TEST_F(SerialLineTest, ExchangesLinesAndEveryByte) {
-  Open();
-  EXPECT_EQ(link_.WriteLine("*IDN?", '\n', 0), S_OK);
-  EXPECT_EQ(TakeSent(6), "*IDN?\n");
-  endpoint_->Write("KELVO10\r\nnext");
-  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "KELVO10\r");
-  EXPECT_EQ(ReadBytes(4), "next");
-
-  std::string every;
-  for (int i = 0; i < 256; ++i) every += static_cast<char>(i);
-  EXPECT_EQ(link_.WriteBytes(every, 0), S_OK);
-  EXPECT_EQ(TakeSent(256), every);
-  endpoint_->Write(every);
-  EXPECT_EQ(ReadBytes(256), every);
-}
-
-TEST_F(SerialLineTest, LosesWhatWasPurged) {
-  Open();
-  endpoint_->Write("a\nstale");
-  AwaitQueued(7);
-  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "a");
-  EXPECT_EQ(link_.Purge(true, false), S_OK);
-  endpoint_->Write("fresh\n");
-  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "fresh");
-  endpoint_->Write("left behind");
-  AwaitQueued(11);
-  link_.Close();
-  Open();
-  endpoint_->Write("new\n");
-  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "new");
-}
-
-TEST_F(SerialLineTest, SilenceFailsAfterItsTime) {
-  Open();
-  const auto start = steady_clock::now();
-  std::string buffer(8, '.');
-  EXPECT_EQ(link_.ReadLine(buffer, '\n', 100), serialCommErrUnableToReadComm);
-  EXPECT_EQ(link_.lastError(), 0u);
-  const auto taken = steady_clock::now() - start;
-  EXPECT_GE(taken, milliseconds(100));
-  EXPECT_LT(taken, milliseconds(5000));
-  endpoint_->Write("AB");
-  EXPECT_EQ(link_.ReadLine(buffer, '\n', 100), serialCommErrUnableToReadComm);
-  EXPECT_EQ(buffer, "AB......");
-  endpoint_->Write("CD");
-  EXPECT_EQ(ReadBytes(4, 100), "CD..");
-  EXPECT_EQ(ReadBytes(4, 1), "failed");
-}
-
 TEST_F(SerialLineTest, AWriteThatNobodyTakesEnds) {
   Open();
-  const std::string much(1 << 20, 'x');
-  EXPECT_EQ(link_.WriteBytes(much, 100), serialCommErrUnableToWriteComm);
-  std::uint32_t read_ms = 0;
-  std::uint32_t write_ms = 0;
-  EXPECT_EQ(link_.GetTimeouts(&read_ms, &write_ms), S_OK);
-  EXPECT_EQ(write_ms, 100u);
+  EXPECT_EQ(link_.WriteBytes(std::string(1 << 20, 'x'), 100), serialCommErrUnableToWriteComm);
 }
 
-TEST_F(SerialLineTest, HangUpEndsAWaitAtOnce) {
-  Open();
-  auto reply = std::async(std::launch::async, [&] {
-    link_.WriteLine("?", '\n', 0);
-    std::string buffer(8, '.');
-    return link_.ReadLine(buffer, '\n', 60'000);
-  });
-  EXPECT_EQ(TakeSent(2), "?\n");
-  const auto start = steady_clock::now();
-  endpoint_.reset();
-  EXPECT_EQ(reply.get(), serialCommErrUnableToReadComm);
-  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
-  EXPECT_EQ(link_.lastError(), static_cast<std::uint32_t>(EIO));
-  EXPECT_EQ(link_.WriteLine("?", '\n', 0), serialCommErrUnableToWriteComm);
-  EXPECT_EQ(link_.Close(), S_OK);
-  EXPECT_EQ(link_.Open(), serialCommErrUnableToOpenComm);
-}
-
-TEST_F(SerialLineTest, OpensForOneAtATime) {
-  Open();
-  SerialLink second;
-  second.SetParams({.port = port_});
-  EXPECT_EQ(second.Open(), serialCommErrUnableToOpenComm);
-  endpoint_->Write("still\n");
-  EXPECT_EQ(link_.ReadLineText(50, '\n', 0), "still");
-  link_.Close();
-  EXPECT_EQ(second.Open(), S_OK);
-  EXPECT_EQ(second.Close(), S_OK);
-}
-
-TEST_F(SerialLineTest, TakesEveryRate) {
-  for (const std::uint32_t rate : kBaudRates) {
-    Open({.baudRate = rate});
-    link_.WriteBytes("x", 0);
-    EXPECT_EQ(TakeSent(1), "x");
-    link_.Close();
-  }
-  Open({.baudRate = 19200});
-  const termios settings = TerminalSettings();
+TEST_F(SerialLineTest, SetsRateAndFlowControlInTheTerminal) {
+  Open({.baudRate = 19200, .handshakeCode = 2});
+  termios settings = TerminalSettings();
   EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B19200));
   EXPECT_EQ(cfgetispeed(&settings), static_cast<speed_t>(B19200));
-}
-
-TEST_F(SerialLineTest, SetsFlowControlInTheTerminal) {
-  Open({.handshakeCode = 2});
-  termios settings = TerminalSettings();
   EXPECT_EQ(settings.c_iflag & static_cast<tcflag_t>(IXON | IXOFF | IXANY), static_cast<tcflag_t>(IXON | IXOFF));
   EXPECT_EQ(settings.c_cc[VSTART], 17);
   EXPECT_EQ(settings.c_cc[VSTOP], 19);
@@ -182,17 +87,11 @@ TEST_F(SerialLineTest, SetsFlowControlInTheTerminal) {
 }
 
 TEST_F(SerialLineTest, ParityKeepsEveryGoodByte) {
-  for (const int parity : {0, 1}) {
-    Open({.parityCode = parity});
-    EXPECT_NE(TerminalSettings().c_iflag & static_cast<tcflag_t>(INPCK), 0u);
-    const std::string reply(
-        "\xFF\xFF"
-        "A\xFF\0\n",
-        6);
-    endpoint_->Write(reply);
-    EXPECT_EQ(ReadBytes(6), reply);
-    link_.Close();
-  }
+  Open({.parityCode = 1});
+  EXPECT_NE(TerminalSettings().c_iflag & static_cast<tcflag_t>(INPCK), 0u);
+  const std::string reply("\377\377A\377\000\n", 6);
+  endpoint_->Write(reply);
+  EXPECT_EQ(ReadBytes(6), reply);
 }
 
 TEST_F(SerialLineTest, ADamagedByteFailsTheReadAndIsGone) {

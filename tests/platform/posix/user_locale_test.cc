@@ -2,38 +2,46 @@
 
 #include <gtest/gtest.h>
 
+#include "links/local_number.h"
 #include "tests/support/scoped_env.h"
 
 namespace ulix {
 namespace {
 
-struct Row {
-  const char* all;
-  const char* category;  // LC_MESSAGES and LC_NUMERIC
-  const char* lang;
-  Language language;
-  char separator;
-};
-
 TEST(UserLocaleTest, TheFirstVariableThatSaysAnythingDecides) {
+  struct Row {
+    const char* all;
+    const char* category;  // LC_MESSAGES and LC_NUMERIC
+    const char* lang;
+    bool french;
+  };
   const Row rows[] = {
-      {"", "", "", Language::kEnglish, '.'},
-      {"C", "fr_FR.UTF-8", "fr_FR.UTF-8", Language::kEnglish, '.'},
-      {"fr_FR.UTF-8", "C", "C", Language::kFrench, ','},
-      {"", "fr_CA", "C", Language::kFrench, ','},
-      {"", "C", "fr_FR.UTF-8", Language::kEnglish, '.'},
-      {"", "", "fr", Language::kFrench, ','},
-      {"", "", "en_US.UTF-8", Language::kEnglish, '.'},
+      {"", "", "", false},
+      {"C", "fr_FR.UTF-8", "fr_FR.UTF-8", false},
+      {"fr_FR.UTF-8", "C", "C", true},
+      {"", "fr_CA", "C", true},
+      {"", "C", "fr_FR.UTF-8", false},
+      {"", "", "fr", true},
+      {"", "", "en_US.UTF-8", false},
   };
   for (const Row& row : rows) {
-    const ScopedEnv all("LC_ALL", row.all);
-    const ScopedEnv messages("LC_MESSAGES", row.category);
-    const ScopedEnv numeric("LC_NUMERIC", row.category);
-    const ScopedEnv lang("LANG", row.lang);
+    const ScopedEnv all("LC_ALL", row.all), lang("LANG", row.lang);
+    const ScopedEnv messages("LC_MESSAGES", row.category), numeric("LC_NUMERIC", row.category);
     SCOPED_TRACE(std::string(row.all) + "|" + row.category + "|" + row.lang);
-    EXPECT_EQ(platform::UserLanguage(), row.language);
-    EXPECT_EQ(platform::UserDecimalSeparator(), row.separator);
+    EXPECT_EQ(platform::UserLanguage() == Language::kFrench, row.french);
+    EXPECT_EQ(platform::UserDecimalSeparator(), row.french ? ',' : '.');
   }
+}
+
+TEST(UserLocaleTest, TheSeparatorIsAskedForOnce) {
+  SetLocalDecimalSeparator(std::nullopt);
+  const ScopedEnv all("LC_ALL", "C");
+  EXPECT_EQ(LocalDecimalSeparator(), '.');
+  const ScopedEnv later("LC_ALL", "fr_FR.UTF-8");
+  EXPECT_EQ(LocalDecimalSeparator(), '.');
+  SetLocalDecimalSeparator(std::nullopt);
+  EXPECT_EQ(LocalDecimalSeparator(), ',');
+  SetLocalDecimalSeparator(std::nullopt);
 }
 
 }  // namespace

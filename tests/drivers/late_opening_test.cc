@@ -1,0 +1,65 @@
+// A port that another program has for a while: some models are opened again, a second apart, and say so.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "base/text.h"
+#include "base/trace.h"
+#include "core/instrument.h"
+#include "drivers/catalogue.h"
+#include "simulators/in_process_port.h"
+#include "tests/support/manual_clock.h"
+#include "tests/support/silent_user.h"
+
+namespace ulix {
+namespace {
+
+std::string traced;
+
+class LateOpening : public testing::TestWithParam<const char*>, public SilentUser {
+ protected:
+  ~LateOpening() override { SetTraceSink(nullptr); }
+  HRESULT ConnectWhenRefused(int refusals) {
+    const auto bench = std::make_shared<SimulatedBench>(FindSimulator(GetParam())(clock), clock);
+    DriverServices services;
+    services.clock = &clock;
+    services.open_serial_port = [this, refusals, open = OpenerOf(bench)](int port) {
+      return ++attempts > refusals ? open(port) : platform::OpenResult{};
+    };
+    attempts = 0;
+    told.clear();
+    traced.clear();
+    SetTraceSink([](std::string_view line) { traced += line; });
+    Instrument device(FindModel(GetParam())->create(services), {.clock = &clock, .user_interface = this});
+    const MonotonicTime start = clock.Now();
+    const HRESULT result = device.Connect();
+    EXPECT_EQ(clock.Now() - start, Milliseconds(1000 * (attempts - 1)));
+    told += Utf8FromAnsi(traced);
+    return result;
+  }
+  void Warn(Instrument&, const std::string& text) override { told += text; }
+
+  ManualClock clock{ManualClock::Mode::kAutomatic};
+  int attempts = 0;
+  std::string told;
+};
+
+TEST_P(LateOpening, IsTriedElevenTimesASecondApartAndToldFromTheFifthOn) {
+  const std::map<std::string, std::string> texts = {
+      {"adt761", "The serial port could be opened after several attempts only"},
+      {"flukehydra", "FLUKE HYDRA Open() : ok, mais plus de 4 essais nécessaires !!!???"}};
+  for (const auto& [refusals, is_told] : {std::pair{3, false}, {4, true}, {10, true}}) {
+    EXPECT_EQ(ConnectWhenRefused(refusals), S_OK);
+    EXPECT_EQ(told, is_told && texts.contains(GetParam()) ? texts.at(GetParam()) : "");
+  }
+  EXPECT_EQ(ConnectWhenRefused(11), serialCommErrUnableToOpenComm);
+  EXPECT_EQ(attempts, 11);
+  EXPECT_EQ(told, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, LateOpening, testing::Values("adt761", "flukehydra", "jofrartcptc"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+}  // namespace
+}  // namespace ulix

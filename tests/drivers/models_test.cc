@@ -1,0 +1,101 @@
+// What every model promises: settings that the stream keeps, texts for every code, channels that are its own.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "core/instrument.h"
+#include "drivers/catalogue.h"
+#include "tests/support/reader_bench.h"
+
+namespace ulix {
+namespace {
+
+enum class Form { kEnglish, kFrench, kShort };
+
+// The text of a code, "" where the model has none.
+std::string ErrorText(const CatalogueEntry& model, HRESULT code, Form form) {
+  Instrument device(model.create({}), {.language = form == Form::kFrench ? Language::kFrench : Language::kEnglish});
+  std::int32_t unknown = -1;
+  std::string text;
+  EXPECT_EQ(device.GetErrorText(code, form == Form::kShort, &unknown, &text), S_OK);
+  EXPECT_EQ(unknown, text.empty() ? 1 : 0);
+  return text;
+}
+
+class Models : public testing::TestWithParam<CatalogueEntry> {
+ protected:
+  const ModelCard& card = *GetParam().card;
+};
+
+TEST_P(Models, EveryCodeHasItsTexts) {
+  std::set<HRESULT> codes;
+  const auto driver = GetParam().create({});
+  for (const auto& rows : {card.errors, driver->LinkErrors()}) {
+    for (const ErrorRow& row : rows) {
+      SCOPED_TRACE(row.short_text);
+      EXPECT_TRUE(codes.insert(row.code).second);
+      EXPECT_NE(ErrorText(GetParam(), row.code, Form::kEnglish), "");
+      EXPECT_NE(ErrorText(GetParam(), row.code, Form::kFrench), ErrorText(GetParam(), row.code, Form::kEnglish));
+      EXPECT_EQ(ErrorText(GetParam(), row.code, Form::kShort), row.short_text);
+    }
+  }
+  EXPECT_EQ(ErrorText(GetParam(), card.exception_code + 5, Form::kEnglish), "");
+  for (const CatalogueEntry& other : Catalogue()) {
+    if (other.card == &card) continue;
+    EXPECT_EQ(ErrorText(GetParam(), other.card->errors.front().code, Form::kEnglish), "") << other.card->word;
+  }
+}
+
+TEST_P(Models, TheStreamKeepsEverySetting) {
+  std::set<std::string> keys;
+  Instrument device(GetParam().create({}));
+  auto record = device.settings().Snapshot();
+  for (std::size_t i = 0; i < card.settings.size(); ++i) {
+    const SettingRow& row = card.settings[i];
+    EXPECT_TRUE(keys.insert(row.key).second) << row.key;
+    EXPECT_NE(row.label.In(Language::kFrench), "") << row.key;
+    const auto number = static_cast<std::uint32_t>(37 * i + 1);
+    if (row.type == VariantType::kBstr)
+      PutText(record, row, "Sonde \xE9 " + std::to_string(number));
+    else if (row.type == VariantType::kR4)
+      PutReal(record, row, static_cast<float>(number) + 0.5F);
+    else
+      PutCode(record, row, static_cast<std::uint32_t>(number % (std::uint64_t{1} << row.bits)));
+  }
+  device.settings().Replace(record);
+  MemoryStream saved;
+  ASSERT_EQ(device.Save(saved), S_OK);
+  ASSERT_EQ(device.InitNew(), S_OK);
+  EXPECT_EQ(device.settings().Snapshot() == record, card.settings.empty());
+  ASSERT_EQ(device.Load(saved), S_OK);
+  EXPECT_EQ(device.settings().Snapshot(), record);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Models, testing::ValuesIn(Catalogue()),
+                         [](const auto& instance) { return std::string(instance.param.card->class_name); });
+
+class Connected : public DeviceBench, public testing::WithParamInterface<Device> {
+ protected:
+  Connected() : DeviceBench(GetParam()) {}
+};
+
+TEST_P(Connected, WhatIsNoInputOrNoOutputIsNeitherAskedNorToldAnything) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  TakeSent();
+  const std::span<const ChannelRow> channels = driver->card().channels;
+  const auto none = static_cast<ChannelId>(channels.size());
+  EXPECT_TRUE(Failed(driver->ReadChannel(none).code));
+  EXPECT_TRUE(Failed(driver->WriteChannel(none, 1.0F)));
+  EXPECT_EQ(driver->ChannelUnit(none), "");
+  EXPECT_EQ(driver->ChannelResolution(none), kUnknownResolution);
+  for (ChannelId id = 0; id < none; ++id) {
+    EXPECT_TRUE(channels[id].direction != ChanIn || Failed(driver->WriteChannel(id, 1.0F))) << id;
+  }
+  // A logger is asked which channels it has.
+  EXPECT_EQ(TakeSent() == "", std::string_view(model.model) != "memolog");
+}
+
+INSTANTIATE_TEST_SUITE_P(, Connected, testing::ValuesIn(kDevices), NameOf);
+
+}  // namespace
+}  // namespace ulix
