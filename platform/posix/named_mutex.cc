@@ -14,7 +14,6 @@
 #include <mutex>
 #include <optional>
 #include <thread>
-#include <utility>
 
 #include "platform/posix/file_descriptor.h"
 
@@ -123,15 +122,15 @@ class NamedMutex::Shared {
     if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);  // its holder died
     if (result == 0) return true;
     depth_ = 0;
-    TellNext(std::move(lock));
+    TellNext();
     return false;
   }
 
   void Unlock() {
-    std::unique_lock lock(mutex_);
+    const std::lock_guard lock(mutex_);
     if (--depth_ > 0) return;
     pthread_mutex_unlock(&page_->mutex);
-    TellNext(std::move(lock));
+    TellNext();
   }
 
   static std::shared_ptr<Shared> Of(const std::string& name) {
@@ -157,29 +156,25 @@ class NamedMutex::Shared {
   }
 
   bool AwaitTurn(std::unique_lock<std::mutex>& lock, steady_clock::time_point deadline) {
-    const std::uint64_t turn = next_turn_++;
-    queue_.push_back(turn);
-    const bool come = released_.wait_until(lock, deadline, [&] { return depth_ == 0 && queue_.front() == turn; });
-    std::erase(queue_, turn);
-    if (!come) TellNext(std::move(lock));  // who was first may have been told, and be leaving
+    std::condition_variable turn;
+    queue_.push_back(&turn);
+    const bool come = turn.wait_until(lock, deadline, [&] { return depth_ == 0 && queue_.front() == &turn; });
+    std::erase(queue_, &turn);
+    if (!come) TellNext();  // who was first may have been told, and be leaving
     return come;
   }
 
-  // Those who wait see whose turn it is. Without the lock, which they want when they wake up.
-  void TellNext(std::unique_lock<std::mutex> lock) {
-    const bool awaited = !queue_.empty();
-    lock.unlock();
-    if (awaited) released_.notify_all();
+  // With mutex_ held, as long as which the first of those who wait is there.
+  void TellNext() {
+    if (depth_ == 0 && !queue_.empty()) queue_.front()->notify_one();
   }
 
   Page* page_;
   std::mutex mutex_;
-  std::condition_variable released_;
   // Guarded by mutex_.
   std::thread::id owner_;
   int depth_ = 0;
-  std::deque<std::uint64_t> queue_;  // the turns that threads of this process wait for
-  std::uint64_t next_turn_ = 0;
+  std::deque<std::condition_variable*> queue_;  // one for each thread of this process that waits
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}

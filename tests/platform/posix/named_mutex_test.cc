@@ -25,13 +25,13 @@ TEST(NamedMutexPageTest, ADamagedPageIsRefused) {
 }
 
 // A thread that gives it back and wants it again at once, as a group does that reads a mute instrument.
-TEST(NamedMutexQueueTest, WhoWaitsIsNotOvertaken) {
+TEST(NamedMutexTest, WhoWaitsIsNotOvertaken) {
+  constexpr std::chrono::milliseconds kLong{20'000};
   constexpr int kTurns = 20;
-  constexpr std::chrono::minutes kLong(1);
   const std::string name = UniqueName("UlixTest");
   std::atomic<bool> stop = false;
   std::atomic<int> holds = 0;
-  const auto greedy = std::async(std::launch::async, [&] {
+  auto greedy = std::async(std::launch::async, [&] {
     for (NamedMutex mutex(name); !stop; mutex.Unlock()) {
       if (!mutex.LockFor(kLong)) return;
       ++holds;
