@@ -1,4 +1,6 @@
 // How a report looks as CSV, JSON, text and in the live table.
+#include <nlohmann/json.hpp>
+
 #include <gmock/gmock.h>
 
 #include <limits>

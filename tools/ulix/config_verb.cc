@@ -1,4 +1,6 @@
 // config: the instrument's configuration, shown, edited, sent, read back and kept.
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <iostream>

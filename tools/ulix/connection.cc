@@ -1,5 +1,7 @@
 #include "tools/ulix/connection.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <charconv>

@@ -1,7 +1,6 @@
 // From the options of the command line to an instrument: model, port, line, configuration, language.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -14,6 +13,10 @@
 #include "tools/ulix/channels.h"
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/terminal_user.h"
+
+namespace CLI {
+class App;
+}
 
 namespace ulix::cli {
 

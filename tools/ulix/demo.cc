@@ -1,4 +1,6 @@
 // demo: the tour. Everything it shows goes the whole way, over a real serial device of the system, and is checked.
+#include <CLI/CLI.hpp>
+
 #include <array>
 #include <atomic>
 #include <cmath>

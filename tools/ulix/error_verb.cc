@@ -1,4 +1,6 @@
 // error: what a result code means.
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 #include "drivers/catalogue.h"

@@ -1,4 +1,6 @@
 // identify, set, run, stop: one thing asked of an instrument.
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 #include "base/numbers.h"

@@ -1,4 +1,7 @@
 // models, ports, keys: what there is, without touching an instrument.
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <memory>
 
 #include "base/numbers.h"

@@ -1,4 +1,7 @@
 // memory, program: what a logger has recorded, and what it is told to record.
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <memory>

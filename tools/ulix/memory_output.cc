@@ -1,5 +1,7 @@
 #include "tools/ulix/memory_output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cmath>
 #include <iostream>

@@ -1,5 +1,7 @@
 #include "tools/ulix/output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>

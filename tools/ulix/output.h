@@ -1,7 +1,7 @@
 // What goes to standard output: texts of the library turned into UTF-8, tables, JSON numbers, files.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -1,4 +1,7 @@
 // read: one reading of each channel.
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <memory>
 #include <optional>
 

@@ -1,4 +1,6 @@
 // report: a scan or a memory block as a page to print and to keep.
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 #include "tools/ulix/failures.h"

@@ -1,5 +1,7 @@
 #include "tools/ulix/scan_output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <fstream>
 #include <utility>

@@ -1,4 +1,6 @@
 // scan: periodic readings, shown and kept.
+#include <CLI/CLI.hpp>
+
 #include <memory>
 
 #include "base/numbers.h"

@@ -1,12 +1,15 @@
 // A scan as the user ordered it, for the verbs that make one.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/ulix/connection.h"
 #include "tools/ulix/scan.h"
+
+namespace CLI {
+class App;
+}
 
 namespace ulix::cli {
 

@@ -1,4 +1,6 @@
 // simulate: a simulated instrument for other programs.
+#include <CLI/CLI.hpp>
+
 #include <iostream>
 #include <memory>
 #include <optional>

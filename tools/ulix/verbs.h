@@ -2,8 +2,11 @@
 // does returns the exit status, or throws a UsageError or an OperationFailed (tools/ulix/failures.h).
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+
+namespace CLI {
+class App;
+}
 
 namespace ulix::cli {
 
