@@ -1,5 +1,7 @@
 #include "forms/entries.h"
 
+#include <cmath>
+
 #include "base/text.h"
 #include "links/local_number.h"
 
@@ -7,9 +9,16 @@ namespace ulix {
 
 std::optional<double> EnteredNumber(const std::string& text) { return TypedNumber(std::string(Trimmed(text))); }
 
+// A form that is taken as it was opened changes nothing.
 std::string ShownNumber(double value) {
-  constexpr unsigned kDigits = 7;
-  return FormatLocalNumber(value, kDigits);
+  constexpr unsigned kUsualDigits = 7, kMostDigits = 15;
+  const bool whole = value == std::floor(value) && std::abs(value) < std::exp2(53);
+  for (unsigned digits = kUsualDigits; digits < kMostDigits; ++digits) {
+    std::string text = FormatLocalNumber(value, digits);
+    const double read = EnteredNumber(text).value_or(NAN);
+    if (read == value || (!whole && static_cast<float>(read) == static_cast<float>(value))) return text;
+  }
+  return FormatLocalNumber(value, kMostDigits);
 }
 
 std::optional<std::size_t> ChoiceOf(const Field& field) {

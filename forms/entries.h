@@ -10,7 +10,7 @@ namespace ulix {
 
 // A number as the user writes one, blanks around it allowed; none for anything else, and for what is no finite number.
 std::optional<double> EnteredNumber(const std::string& text);
-// With as many digits as a float holds.
+// With seven digits, or as many more as it takes to read the same whole number or the same float from it.
 std::string ShownNumber(double value);
 
 // The place of an entry among the choices of its field, any case.

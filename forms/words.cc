@@ -36,7 +36,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kNoInstrument, {"(not connected)", "(non connecté)"}},
     {Word::kPleaseWait, {"Please wait...", "Veuillez patienter..."}},
     {Word::kNotANumber, {"This is not a number.", "Ce n'est pas un nombre."}},
-    {Word::kOutOfRange, {"From % to % please.", "De % à % s'il vous plaît."}},
+    {Word::kOutOfRange, {"From % to %.", "De % à %."}},
     {Word::kNotAChoice, {"Choose one of the list.", "Choisissez dans la liste."}},
     {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
     {Word::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},

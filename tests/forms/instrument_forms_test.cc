@@ -39,9 +39,9 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   for (const char* nonsense : {"elephant", "", "COM", "COM0", "0", "-3", "99999", "COM5x"})
     EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
   FindField(form, "port")->value = " com 12 ";
-  EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535 please.");
+  EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535.");
   FindField(form, "tcp-port")->value = "1502";
-  EXPECT_EQ(Enter(form, "slave", "256"), "From 0 to 255 please.");
+  EXPECT_EQ(Enter(form, "slave", "256"), "From 0 to 255.");
   FindField(form, "slave")->value = "7";
   SerialParams line;
   EXPECT_EQ(instrument.GetSerialParams(&line), S_OK);
@@ -127,10 +127,13 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   std::uint32_t group = 0;
   ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
   Form form = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4,294967E+09 please.");
+  EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4294967295.");
   EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "period", "12345678"), "");
+  Form again = GroupForm(instrument, group, Language::kEnglish);
+  EXPECT_EQ(FindField(again, "period")->value, "12345678") << "and not as a rounded one, which OK would set";
   EXPECT_EQ(Enter(form, "period", "250"), "");
-  EXPECT_EQ(Enter(form, "dead-band", "-1"), "From 0 to 3,402823E+38 please.");
+  EXPECT_EQ(Enter(form, "dead-band", "-1"), "From 0 to 3,4028235E+38.");
   FindField(form, "channel.0")->value = "1";
   EXPECT_EQ(Enter(form, "dead-band", "0,5"), "");
   GroupSettings settings;
