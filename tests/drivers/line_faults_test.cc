@@ -13,6 +13,7 @@
 #include "simulators/memolog.h"
 #include "tests/support/reader_bench.h"
 #include "tests/support/recording_sink.h"
+#include "tests/support/unique_name.h"
 
 namespace ulix {
 namespace {
@@ -343,9 +344,8 @@ class LineFaults : public ReaderBench {
   static constexpr float kAfter = 31.5F;
   static constexpr std::int32_t kBlock = 1;
   static constexpr std::uint32_t kRecords = 200;  // five exchanges
-  const std::string path = (std::filesystem::temp_directory_path() /
-                            ("line_faults_" + std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".p90"))
-                               .string();
+  const std::string path =
+      (std::filesystem::temp_directory_path() / (UniqueName("ulix-line-faults-") + ".p90")).string();
   Fault fault{FaultKind::kSilent};
   Reading reading;
   ChannelArrays records, right_records;
