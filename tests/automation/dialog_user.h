@@ -73,9 +73,15 @@ class DialogUser {
     GetGUIThreadInfo(GetWindowThreadProcessId(dialog_, nullptr), &info);
     return info.hwndFocus;
   }
-  // A key in the window that has the focus now.
+  // A key in the window that has the focus now. Without a window manager the screen may have given it to nobody: then the
+  // dialog is clicked first, as anybody would.
   void Press(WORD key) const {
-    const HWND focused = Focused();
+    HWND focused = nullptr;
+    Eventually([&] {
+      focused = Focused();
+      if (!focused) SetForegroundWindow(dialog_);
+      return focused != nullptr;
+    });
     PostMessageW(focused, WM_KEYDOWN, key, 1);
     PostMessageW(focused, WM_KEYUP, key, static_cast<LPARAM>(0xC0000001));
   }
