@@ -73,8 +73,8 @@ class DialogUser {
     GetGUIThreadInfo(GetWindowThreadProcessId(dialog_, nullptr), &info);
     return info.hwndFocus;
   }
-  // A key in the window that has the focus now. Without a window manager the screen may have given it to nobody: then the
-  // dialog is clicked first, as anybody would.
+  // A key in the window that has the focus now. Without a window manager the screen may have given it to nobody: then
+  // the dialog is clicked first, as anybody would.
   void Press(WORD key) const {
     HWND focused = nullptr;
     Eventually([&] {
