@@ -32,6 +32,15 @@ struct WordRowOf {
   Words text;
 };
 
+// Whether each row of such a table stands where its word says.
+template <typename Rows>
+constexpr bool IsInOrder(const Rows& rows) {
+  for (std::size_t k = 0; k < rows.size(); ++k) {
+    if (static_cast<std::size_t>(rows[k].word) != k) return false;
+  }
+  return true;
+}
+
 // Between the encodings. What one has and the other lacks becomes '?', and so does each byte of a broken sequence.
 std::string Utf8FromAnsi(std::string_view ansi);
 std::string AnsiFromUtf8(std::string_view utf8);

@@ -3,16 +3,20 @@
 #include <sys/resource.h>
 
 #include <atomic>
-#include <cstdio>
-#include <fstream>
+#include <chrono>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "bench/measure.h"
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
+#include "platform/thread_priority.h"
 #include "simulators/in_process_port.h"
+#include "tests/support/holdings.h"
 
 namespace ulix::bench {
 namespace {
@@ -39,11 +43,65 @@ double CpuSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double ResidentMegabytes() {
-  long total = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
+// The least that a control with a group costs here: a thread that beats once a second and one that is woken by it.
+class BarePair {
+ public:
+  BarePair() : timer_([this] { Beat(); }), scan_([this] { TakeBeats(); }) {}
+  BarePair(const BarePair&) = delete;
+  BarePair& operator=(const BarePair&) = delete;
+  ~BarePair() {
+    Post(true);
+    timer_.join();
+    scan_.join();
+  }
+
+ private:
+  void Post(bool last) {
+    {
+      const std::lock_guard lock(mutex_);
+      beat_ = true;
+      ended_ = ended_ || last;
+    }
+    posted_.notify_all();
+  }
+  void Beat() {
+    platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);
+    auto due = std::chrono::steady_clock::now();
+    std::unique_lock lock(mutex_);
+    while (!end_.wait_until(lock, due += std::chrono::seconds(1), [this] { return ended_; })) {
+      lock.unlock();
+      Post(false);
+      lock.lock();
+    }
+  }
+  void TakeBeats() {
+    std::unique_lock lock(mutex_);
+    while (!ended_) {
+      posted_.wait(lock, [this] { return beat_; });
+      beat_ = false;
+    }
+    end_.notify_all();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable posted_, end_;
+  bool beat_ = false;   // guarded by mutex_
+  bool ended_ = false;  // guarded by mutex_
+  std::thread timer_, scan_;
+};
+
+// Of a core, while `seconds` pass.
+double ProcessorPercent(int seconds) {
+  const double before = CpuSeconds();
+  const auto start = std::chrono::steady_clock::now();
+  std::this_thread::sleep_until(start + std::chrono::seconds(seconds));
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  return 100 * (CpuSeconds() - before) / taken.count();
+}
+
+double BarePercent(int seconds) {
+  const std::vector<BarePair> pairs(kInstruments);
+  return ProcessorPercent(seconds);
 }
 
 std::unique_ptr<Instrument> StartOne(std::atomic<long>& reports) {
@@ -60,24 +118,21 @@ std::unique_ptr<Instrument> StartOne(std::atomic<long>& reports) {
 
 int Run(int seconds) {
   std::atomic<long> reports = 0;
-  const double memory_before = ResidentMegabytes();
+  const double memory_before = HoldingsNow().megabytes;
   std::vector<std::unique_ptr<Instrument>> instruments;
   for (int i = 0; i < kInstruments; ++i) {
     instruments.push_back(StartOne(reports));
     if (!instruments.back()) return 2;
   }
-  const double cpu_before = CpuSeconds();
-  const auto start = std::chrono::steady_clock::now();
-  std::this_thread::sleep_until(start + std::chrono::seconds(seconds));
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-  const double cpu = CpuSeconds() - cpu_before;
-  const long seen = reports;
-  const double memory = ResidentMegabytes();
+  const double percent = ProcessorPercent(seconds);
+  const double memory = HoldingsNow().megabytes;
   for (const auto& instrument : instruments) instrument->StopAllGroups();
-  const bool idle = Show({Text("%d idle controls, one channel each at 1 Hz", kInstruments), 100 * cpu / taken.count(),
-                          "% of a core", kMostProcessorPercent, false,
-                          Text("%.1f us a scan, the simulators' share included; %ld scans of %.0f",
-                               1e6 * cpu / static_cast<double>(seen), seen, kInstruments * taken.count())});
+  const double bare = BarePercent(seconds);
+  const bool idle = Show({Text("%d idle controls, one channel each at 1 Hz", kInstruments), percent, "% of a core",
+                          kMostProcessorPercent, false,
+                          Text("%.2f of bare pairs of threads that beat, %.3f %%; the simulators' share included; "
+                               "%ld scans in %d s",
+                               percent / bare, bare, reports.load(), seconds)});
   const bool small = Show({"their memory", memory - memory_before, "MB", kMostMegabytes, false,
                            Text("%.1f MB resident, %.1f MB before the first", memory, memory_before)});
   return idle && small ? 0 : 1;

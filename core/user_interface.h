@@ -21,21 +21,22 @@ struct ShownProgress {
   std::string text;
 };
 
-// Called on the host's thread with no lock held; each may call the instrument's members.
+// Called on the host's thread with no lock held; each may call the instrument's members. Of itself it asks nobody: it
+// cancels, tells nothing, and goes on.
 class UserInterface {
  public:
   virtual ~UserInterface() = default;
-  virtual DialogResult EditGroup(Instrument& instrument, std::uint32_t group) = 0;
-  virtual DialogResult EditOutChans(Instrument& instrument) = 0;
-  virtual DialogResult EditCommParams(Instrument& instrument) = 0;
-  virtual DialogResult EditCfg(Instrument& instrument) = 0;
-  virtual void ShowProperties(Instrument& instrument) = 0;
+  virtual DialogResult EditGroup(Instrument&, std::uint32_t /*group*/) { return DialogResult::kCancel; }
+  virtual DialogResult EditOutChans(Instrument&) { return DialogResult::kCancel; }
+  virtual DialogResult EditCommParams(Instrument&) { return DialogResult::kCancel; }
+  virtual DialogResult EditCfg(Instrument&) { return DialogResult::kCancel; }
+  virtual void ShowProperties(Instrument&) {}
   // Something to be told that is no failure; Windows-1252.
   virtual void Warn(Instrument&, const std::string& /*text*/) {}
   // The path that was chosen, in the system's encoding; none when the person gave up, empty where nobody can be asked.
   virtual std::optional<std::string> ChooseFile(const FileQuestion&) { return std::string(); }
   // A long operation has come to `percent`; false asks it to stop.
-  virtual bool Progress(int percent) = 0;
+  virtual bool Progress(int /*percent*/) { return true; }
   // The same with what the operation says of itself, for those that show it.
   virtual bool ShowProgress(const ShownProgress& step) { return Progress(step.percent); }
 };

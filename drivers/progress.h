@@ -1,6 +1,7 @@
 // How a long transfer tells how far it is, and is told to stop.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -9,6 +10,11 @@
 #include "base/text.h"
 
 namespace ulix {
+
+// Of nothing, all is done.
+constexpr int PercentOf(std::uint32_t done, std::uint32_t total) {
+  return total == 0 ? 100 : static_cast<int>(std::min<std::uint64_t>(std::uint64_t{done} * 100 / total, 100));
+}
 
 struct ProgressStep {
   int percent = 0;                     // 0 to 100

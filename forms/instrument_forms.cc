@@ -253,7 +253,7 @@ void DropChannel(std::string& label) {
   const std::size_t end = label.find(": ");
   if (end == std::string::npos) return;
   label.erase(0, end + 2);
-  if (!label.empty() && label[0] >= 'a' && label[0] <= 'z') label[0] = static_cast<char>(label[0] - 'a' + 'A');
+  if (!label.empty()) label[0] = AsciiUpper(label.substr(0, 1))[0];
 }
 
 std::vector<Page> CfgPages(Instrument& instrument, Language language) {

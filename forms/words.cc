@@ -45,6 +45,8 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kNo, {"no", "non"}},
 }};
 
+static_assert(IsInOrder(kFormWords));
+
 std::string Say(Word word, Language language) { return kFormWords[static_cast<std::size_t>(word)].text.In(language); }
 
 std::string Say(Word word, Language language, std::initializer_list<std::string> values) {

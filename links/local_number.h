@@ -21,8 +21,8 @@ std::string FromLocalDecimal(std::string text, char to);
 // with anything left over (a blank, "nan", hexadecimal) is the minimum.
 double ParseLocalNumber(const std::string& text, double maximum, double minimum);
 
-// A number typed with the user's separator or a point; none when anything is left over, or when
-// it is too large for a double.
+// A number typed with the user's separator or a point; none when anything is left over, or when it is too large for a
+// double.
 std::optional<double> TypedNumber(const std::string& text);
 
 // The value with 1 to 15 significant digits, exponent letter upper case.

@@ -32,9 +32,8 @@ class UsbLink {
 
   // Loads the library at the first call that finds it; without one, the not-loaded code.
   HRESULT Load();
-  // Loads the library, then looks up the interface unless `wanted` names one, opens it,
-  // discards what is pending both ways and sets the timeouts. The first step that fails closes the link again and is
-  // the result: winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when
+  // Loads the library, then looks up the interface unless `wanted` names one, opens it, discards what is pending both
+  // ways and sets the timeouts. The first step that fails closes the link again and is the result: winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when
   // already open.
   HRESULT Open(const UsbIdentity& wanted);
   void Close();

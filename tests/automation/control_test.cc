@@ -1,15 +1,14 @@
 // The registered control, created by ProgID by a program that knows only the type library.
 #include <gtest/gtest.h>
 #include <windows.h>
-// After the one above, which they need.
-#include <psapi.h>
+// After the one above, which it needs.
 #include <shlwapi.h>
-#include <tlhelp32.h>
 
 #include <cstdlib>
 #include <map>
 
 #include "tests/automation/client.h"
+#include "tests/support/holdings.h"
 
 namespace client {
 namespace {
@@ -381,39 +380,16 @@ TEST(Resources, HoldTheTextsTheVersionAndTheToolboxBitmap) {
   EXPECT_TRUE(FindResourceW(library, MAKEINTRESOURCEW(1), RT_VERSION));
 }
 
-// What a process holds of the system.
-struct Holdings {
-  DWORD handles = 0;
-  int threads = 0;
-  SIZE_T bytes = 0;
-};
-
-Holdings HoldingsNow() {
-  Holdings now;
-  GetProcessHandleCount(GetCurrentProcess(), &now.handles);
-  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-  THREADENTRY32 thread{};
-  thread.dwSize = sizeof(thread);
-  for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
-    now.threads += thread.th32OwnerProcessID == GetCurrentProcessId();
-  }
-  CloseHandle(snapshot);
-  PROCESS_MEMORY_COUNTERS_EX memory{};
-  GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory));
-  now.bytes = memory.PrivateUsage;
-  return now;
-}
-
 // Runs `cycle` so often that what each leaves behind would show.
 template <typename Cycle>
 void ExpectNothingLeftBy(int cycles, Cycle&& cycle) {
   for (int k = 0; k < 20; ++k) ASSERT_EQ(cycle(), S_OK);
-  const Holdings before = HoldingsNow();
+  const ulix::Holdings before = ulix::HoldingsNow();
   for (int k = 0; k < cycles; ++k) ASSERT_EQ(cycle(), S_OK) << k;
-  const Holdings after = HoldingsNow();
+  const ulix::Holdings after = ulix::HoldingsNow();
   EXPECT_LE(after.handles, before.handles + 5);
   EXPECT_LE(after.threads, before.threads);
-  EXPECT_LE(after.bytes, before.bytes + 2'000'000);
+  EXPECT_LE(after.megabytes, before.megabytes + 2);
 }
 
 TEST_F(Connected, CyclesLeaveNothingBehind) {

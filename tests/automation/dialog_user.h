@@ -110,6 +110,11 @@ class DialogUser {
     }
     return false;
   }
+  static std::wstring ClassOf(HWND window) {
+    wchar_t name[64] = L"";
+    GetClassNameW(window, name, 64);
+    return name;
+  }
   static std::wstring TextOf(HWND window) {
     wchar_t text[512] = L"";
     SendMessageW(window, WM_GETTEXT, 512, reinterpret_cast<LPARAM>(text));
@@ -161,11 +166,6 @@ class DialogUser {
     std::vector<HWND> children;
     EnumChildWindows(dialog_, Keep, reinterpret_cast<LPARAM>(&children));
     return children;
-  }
-  static std::wstring ClassOf(HWND window) {
-    wchar_t name[64] = L"";
-    GetClassNameW(window, name, 64);
-    return name;
   }
   static void SetWindowTextFor(HWND entry, const wchar_t* text) {
     SendMessageW(entry, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text));

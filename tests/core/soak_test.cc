@@ -15,6 +15,7 @@
 #include "simulators/in_process_port.h"
 #include "simulators/line_simulator.h"
 #include "tests/support/fast_clock.h"
+#include "tests/support/holdings.h"
 #include "tests/support/long_run.h"
 
 namespace ulix {
@@ -95,9 +96,9 @@ class Station final : public EventSink {
 
 // A thread sanitizer remembers accesses in memory of its own, which is not the library's.
 #ifdef __SANITIZE_THREAD__
-constexpr long kMostPagesMore = 1'000'000;
+constexpr double kMostMegabytesMore = 4000;
 #else
-constexpr long kMostPagesMore = 2048;  // 8 MB
+constexpr double kMostMegabytesMore = 8;
 #endif
 
 TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
@@ -116,12 +117,13 @@ TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
   }
   const std::chrono::milliseconds length(1000 * LongRun("ULIX_SOAK_SECONDS", 2));
   std::this_thread::sleep_for(length / 5);
-  const long pages = ResidentPages(), handles = OpenHandles(), threads = SystemThreads();
+  const Holdings before = HoldingsNow();
   std::this_thread::sleep_for(length * 4 / 5);
-  const long more = ResidentPages() - pages;
-  EXPECT_LE(more, kMostPagesMore);
-  EXPECT_EQ(OpenHandles(), handles);
-  EXPECT_EQ(SystemThreads(), threads);
+  const Holdings after = HoldingsNow();
+  const double more = after.megabytes - before.megabytes;
+  EXPECT_LE(more, kMostMegabytesMore);
+  EXPECT_LE(after.handles, before.handles + kHandlesOfLocks);
+  EXPECT_EQ(after.threads, before.threads);
   int scans = 0, failures = 0;
   for (const auto& station : stations) {
     EXPECT_EQ(station->instrument->Disconnect(), S_OK);
@@ -132,7 +134,7 @@ TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
     failures += station->failures;
   }
   EXPECT_EQ(ThreadsAlive(), 0);
-  std::printf("%d scans, %d of them failed, %ld pages more\n", scans, failures, more);
+  std::printf("%d scans, %d of them failed, %.1f MB more\n", scans, failures, more);
 }
 
 }  // namespace

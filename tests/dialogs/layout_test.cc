@@ -24,11 +24,7 @@ namespace {
 constexpr int kResolutions[] = {96, 120, 144, 192};
 constexpr Language kLanguages[] = {Language::kEnglish, Language::kFrench};
 
-std::wstring ClassOf(HWND window) {
-  wchar_t name[64] = L"";
-  GetClassNameW(window, name, 64);
-  return name;
-}
+std::wstring ClassOf(HWND window) { return client::DialogUser::ClassOf(window); }
 
 bool IsContainer(HWND window) { return ClassOf(window) == L"UlixWindow"; }
 
@@ -157,7 +153,7 @@ void ExpectReadable(HWND root) {
 std::vector<std::string> ReasonsOf(const ModelCard& card, Language language) {
   std::vector<std::string> reasons = {Say(Word::kNotANumber, language), Say(Word::kNotAChoice, language),
                                       Say(Word::kPortRange, language),
-                                      Say(Word::kOutOfRange, language, {"-3,402823E+38", "3,402823E+38"})};
+                                      Say(Word::kOutOfRange, language, {"-3,4028235E+38", "3,4028235E+38"})};
   for (const ErrorRow& row : card.errors)
     reasons.push_back(Say(Word::kNotTaken, language, {row.long_text.In(language)}));
   return reasons;

@@ -10,14 +10,13 @@
 #include "drivers/catalogue.h"
 #include "simulators/in_process_port.h"
 #include "tests/support/manual_clock.h"
-#include "tests/support/silent_user.h"
 
 namespace ulix {
 namespace {
 
 std::string traced;
 
-class LateOpening : public testing::TestWithParam<const char*>, public SilentUser {
+class LateOpening : public testing::TestWithParam<const char*>, public UserInterface {
  protected:
   ~LateOpening() override { SetTraceSink(nullptr); }
   HRESULT ConnectWhenRefused(int refusals) {

@@ -8,7 +8,6 @@
 #include "drivers/loggers/memolog/tables.h"
 #include "simulators/memolog.h"
 #include "tests/support/line_bench.h"
-#include "tests/support/silent_user.h"
 #include "tests/support/unique_name.h"
 
 namespace ulix::memolog {
@@ -170,7 +169,7 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   EXPECT_EQ(progress->percents.back(), 100);
 }
 
-struct StoppingUser final : SilentUser {
+struct StoppingUser final : UserInterface {
   int at = 0;  // percent from which on it stops
   bool Progress(int percent) override { return percent < at; }
   std::optional<std::string> ChooseFile(const FileQuestion& question) override {

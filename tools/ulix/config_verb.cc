@@ -26,10 +26,10 @@ struct ConfigOptions {
 
 void Show(Session& session, const ConfigOptions&) {
   const Settings& settings = session.instrument().settings();
-  const auto values = settings.Snapshot();
+  const auto values = settings.Current();
   for (const SettingRow& row : settings.rows()) {
     const std::string text = Shown(settings.TextOf(row));
-    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(values, row));
+    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(*values, row));
     PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
   }
   std::string communication;

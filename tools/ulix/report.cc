@@ -46,7 +46,7 @@ thead th,p.note{print-color-adjust:exact;-webkit-print-color-adjust:exact}
 
 constexpr std::size_t kChannelsOfATable = 6;  // what the width of paper has room for
 
-enum class Kind { kText, kNumber, kTime, kBad };
+enum class Kind { kText, kNumber, kOneLine, kBad };
 
 struct Cell {
   std::string text;
@@ -58,7 +58,7 @@ std::string Attribute(Kind kind) {
   switch (kind) {
     case Kind::kNumber:
       return " class=\"n\"";
-    case Kind::kTime:
+    case Kind::kOneLine:
       return " class=\"t\"";
     case Kind::kBad:
       return " class=\"n bad\"";
@@ -252,11 +252,11 @@ void Page::AddErrors() {
                    {Say(CliWord::kCode)},
                    {Say(CliWord::kText)}});
   for (const RecordedFailure& failure : recording_.failures()) {
-    table.Add({{Time(failure.first), Kind::kTime},
-               {Time(failure.last), Kind::kTime},
+    table.Add({{Time(failure.first), Kind::kOneLine},
+               {Time(failure.last), Kind::kOneLine},
                {recording_.channels()[failure.channel].channel.name},
                {std::to_string(failure.readings), Kind::kNumber},
-               {failure.code == S_OK ? "" : CodeText(failure.code), Kind::kTime},
+               {failure.code == S_OK ? "" : CodeText(failure.code), Kind::kOneLine},
                {FailureText(failure.code)}});
   }
   html_ += table.Html();
@@ -280,7 +280,7 @@ void Page::AddReadingsOf(std::size_t first, std::size_t end) {
   }
   HtmlTable table(head);
   for (const RecordedRow* row : recording_.Rows()) {
-    Row cells{{std::to_string(row->number), Kind::kNumber}, {Time(row->time), Kind::kTime}};
+    Row cells{{std::to_string(row->number), Kind::kNumber}, {Time(row->time), Kind::kOneLine}};
     for (std::size_t k = first; k < end; ++k) cells.push_back(Reading(*row, k));
     table.Add(cells);
   }

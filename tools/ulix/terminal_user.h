@@ -11,13 +11,7 @@ namespace ulix::cli {
 
 class TerminalUser : public UserInterface {
  public:
-  DialogResult EditGroup(Instrument&, std::uint32_t) override { return DialogResult::kCancel; }
-  DialogResult EditOutChans(Instrument&) override { return DialogResult::kCancel; }
-  DialogResult EditCommParams(Instrument&) override { return DialogResult::kCancel; }
-  DialogResult EditCfg(Instrument&) override { return DialogResult::kCancel; }
-  void ShowProperties(Instrument&) override {}
   void Warn(Instrument&, const std::string& text) override { std::cerr << "ulix: " << Shown(text) << '\n'; }
-  bool Progress(int) override { return true; }
 };
 
 }  // namespace ulix::cli

@@ -114,14 +114,7 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kChannelSet, {"% set to %", "% mis à %"}},
 }};
 
-static_assert(
-    [] {
-      for (std::size_t k = 0; k < kCliWords.size(); ++k) {
-        if (kCliWords[k].word != static_cast<CliWord>(k)) return false;
-      }
-      return true;
-    }(),
-    "the table has the order of the enumeration");
+static_assert(IsInOrder(kCliWords));
 
 std::string Say(CliWord word, Language language) {
   const Words& text = kCliWords[static_cast<std::size_t>(word)].text;

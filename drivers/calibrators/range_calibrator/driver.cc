@@ -33,10 +33,10 @@ Expected<std::string> RangeCalibratorDriver::Identify() { return Query(kIdentify
 // The output's command is built once the input's is sent: an output that cannot be expressed leaves the input set.
 HRESULT RangeCalibratorDriver::SendCfg() {
   const std::lock_guard exchange(exchange_mutex_);
-  const auto record = settings().Snapshot();
+  const auto record = settings().Current();
   HRESULT result = Send("REM");
-  if (Succeeded(result)) result = SendRange(Side::kInput, record);
-  if (Succeeded(result)) result = SendRange(Side::kOutput, record);
+  if (Succeeded(result)) result = SendRange(Side::kInput, *record);
+  if (Succeeded(result)) result = SendRange(Side::kOutput, *record);
   return Failed(result) ? result : Send("MEAS RUN");
 }
 
@@ -86,13 +86,13 @@ HRESULT RangeCalibratorDriver::WriteChannel(ChannelId id, float value) {
 
 // 0 stands for no function: of a channel that is none.
 std::uint32_t RangeCalibratorDriver::FunctionOf(ChannelId id) const {
-  const auto record = settings().Snapshot();
-  if (id == kInChannel) return SideIn(model_, record, Side::kInput).function;
-  return id == kOutChannel ? SideIn(model_, record, Side::kOutput).function : 0;
+  const auto record = settings().Current();
+  if (id == kInChannel) return SideIn(model_, *record, Side::kInput).function;
+  return id == kOutChannel ? SideIn(model_, *record, Side::kOutput).function : 0;
 }
 
 std::string RangeCalibratorDriver::ChannelUnit(ChannelId id) const {
-  return UnitOf(model_, FunctionOf(id), UnitIn(model_, settings().Snapshot()));
+  return UnitOf(model_, FunctionOf(id), UnitIn(model_, *settings().Current()));
 }
 
 int RangeCalibratorDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(model_, FunctionOf(id)); }

@@ -11,10 +11,6 @@ namespace {
 
 constexpr Milliseconds kInitialiseTimeout{500};
 
-int Percent(std::uint32_t done, std::uint32_t total) {
-  return total == 0 ? 100 : static_cast<int>(std::min<std::uint64_t>(std::uint64_t{done} * 100 / total, 100));
-}
-
 // The last step of an operation, whatever came of it.
 HRESULT Ended(const Progress& progress, const ulix::Words& title, HRESULT result, const ulix::Words& done,
               const ulix::Words& failed) {
@@ -68,7 +64,7 @@ HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, con
     const auto record = file.Next();
     if (!record) return record.error();
     if (const HRESULT result = Tell(kWriteRecord, *record); Failed(result)) return result;
-    if (!progress({Percent(sent, records), kSendTitle, kRecordOf, {sent, records}}) && sent < records)
+    if (!progress({PercentOf(sent, records), kSendTitle, kRecordOf, {sent, records}}) && sent < records)
       return kCancelled;
   }
   return S_OK;
@@ -116,7 +112,7 @@ HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progres
       ReadRecords([&](const ProgramRecord& record, std::uint32_t number, std::uint32_t count) -> HRESULT {
         PresentLayout().Add(record, *program);
         if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
-        return progress({Percent(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
+        return progress({PercentOf(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
       });
   if (Failed(result)) return result;
   if (!file.Commit()) return memologCtlErrOpenFile;

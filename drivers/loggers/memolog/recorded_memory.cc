@@ -113,7 +113,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     }
     if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
     done += count;
-    const int percent = static_cast<int>(std::uint64_t{done} * 100 / reading.count);
+    const int percent = PercentOf(done, reading.count);
     reading.cancelled =
         !reading.progress({percent, kReadingTitle, kReadingBlock, {1 + (done - 1) / kRecordsPerRead, parts}});
     if (reading.cancelled) return S_OK;

@@ -29,10 +29,10 @@ UsbLink::Options LinkOptions(DriverServices services) {
 Adt760Driver::Adt760Driver(DriverServices services) : Driver(kCard), link_(LinkOptions(std::move(services))) {}
 
 UsbIdentity Adt760Driver::Wanted() const {
-  const auto record = settings().Snapshot();
-  return {.guid = ParseGuid(TextIn(record, kSettings[kGuid])).value_or(UsbGuid()),
-          .vendor = static_cast<std::uint16_t>(CodeIn(record, kSettings[kVendor])),
-          .product = static_cast<std::uint16_t>(CodeIn(record, kSettings[kProduct]))};
+  const auto record = settings().Current();
+  return {.guid = ParseGuid(TextIn(*record, kSettings[kGuid])).value_or(UsbGuid()),
+          .vendor = static_cast<std::uint16_t>(CodeIn(*record, kSettings[kVendor])),
+          .product = static_cast<std::uint16_t>(CodeIn(*record, kSettings[kProduct]))};
 }
 
 // A text that is no GUID names no device; without one the device is looked for.
@@ -40,7 +40,7 @@ HRESULT Adt760Driver::OpenLink() {
   const std::lock_guard exchange(exchange_mutex_);
   if (lost_) return HaveLinkBack();
   const UsbIdentity wanted = Wanted();
-  const bool named = !TextIn(settings().Snapshot(), kSettings[kGuid]).empty();
+  const bool named = !TextIn(*settings().Current(), kSettings[kGuid]).empty();
   if (named && wanted.guid == UsbGuid()) return winUsbCommErrGuidNotFound;
   return link_.Open(wanted);
 }

@@ -138,8 +138,8 @@ Expected<std::string> FlukeHydraDriver::AskConfig(const std::string& query) {
 
 std::string FlukeHydraDriver::ChannelUnit(ChannelId id) const {
   if (id >= kChannelCount) return {};
-  const auto record = settings().Snapshot();
-  return UnitOf(ChannelIn(record, id), CodeIn(record, kSettings[kTemperatureUnit]));
+  const auto record = settings().Current();
+  return UnitOf(ChannelIn(*record, id), CodeIn(*record, kSettings[kTemperatureUnit]));
 }
 
 int FlukeHydraDriver::ChannelResolution(ChannelId id) const {

@@ -42,9 +42,9 @@ HRESULT IsotechDriver::WriteChannel(ChannelId id, float value) {
 }
 
 HRESULT IsotechDriver::SendSetPoint(float degrees) {
-  const auto record = settings().Snapshot();
-  const std::uint32_t model = CodeIn(record, kSettings[kModel]);
-  const std::uint32_t address = CodeIn(record, kSettings[kAddress]);
+  const auto record = settings().Current();
+  const std::uint32_t model = CodeIn(*record, kSettings[kModel]);
+  const std::uint32_t address = CodeIn(*record, kSettings[kAddress]);
   if (const HRESULT result = CheckSetPoint(model, degrees); Failed(result)) return result;
   switch (model) {
     case kAddressed:
@@ -76,10 +76,10 @@ HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
 }
 
 HRESULT IsotechDriver::Run() {
-  const auto record = settings().Snapshot();
-  const std::uint32_t mode = CodeIn(record, kSettings[kStartMode]);
-  if (mode == kSendSetPoint) return SendSetPoint(static_cast<float>(SignedIn(record, kSettings[kStartSetPoint])));
-  const bool switches_on = mode == kSwitchOutputOn && CodeIn(record, kSettings[kModel]) == kLine;
+  const auto record = settings().Current();
+  const std::uint32_t mode = CodeIn(*record, kSettings[kStartMode]);
+  if (mode == kSendSetPoint) return SendSetPoint(static_cast<float>(SignedIn(*record, kSettings[kStartSetPoint])));
+  const bool switches_on = mode == kSwitchOutputOn && CodeIn(*record, kSettings[kModel]) == kLine;
   return switches_on ? SendLine(LineFrame(kOutputOnCommand), kOutputOnCommand) : S_OK;
 }
 

@@ -16,6 +16,7 @@
 #include "platform/port_list.h"
 #include "simulators/server.h"
 #include "simulators/simulator.h"
+#include "tests/support/holdings.h"
 #include "tests/support/long_run.h"
 #include "tests/support/recording_sink.h"
 
@@ -116,7 +117,7 @@ class UnplugTerminal : public testing::Test {
 TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
   ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
   ASSERT_TRUE(AwaitOutcome(true));
-  const long handles = OpenHandles();
+  const long handles = HoldingsNow().handles;
   const int threads = ThreadsAlive();
   milliseconds slowest_notice{0}, slowest_return{0};
   const int cycles = LongRun("ULIX_UNPLUG_CYCLES", kUsualCycles);
@@ -146,7 +147,7 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
     EXPECT_LE(slowest_notice.count(), 1000);
   }
   EXPECT_EQ(reports_->seen.Get().wrong, 0);
-  EXPECT_EQ(OpenHandles(), handles);
+  EXPECT_EQ(HoldingsNow().handles, handles);
   EXPECT_EQ(ThreadsAlive(), threads);
   Unplug();
   ASSERT_TRUE(AwaitOutcome(false));
