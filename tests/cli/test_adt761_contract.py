@@ -57,7 +57,8 @@ class Adt761ContractTest(ContractTest):
 
     def test_answers_that_are_none(self):
         for channel, query, answer, error in [
-                (0, ":R:MITEM", ":E:MITEM", NO_MEASURE), (0, ":R:MVAL", ":E:MVAL", NO_MEASURE),
+                (0, ":R:MITEM", ":F:MITEM", NO_MEASURE), (0, ":R:MITEM", ":E:MITEM", NO_MEASURE),
+                (0, ":R:MVAL", ":E:MVAL", NO_MEASURE),
                 (2, ":R:MITEM", ":F:MITEM:V", NO_MEASURE), (4, ":R:MITEM", ":F:MITEM:SW", NO_MEASURE),
                 (5, ":R:SITEM", ":E:SITEM", NO_MEASURE), (9, ":R:SITEM", ":E:SITEM", NO_MEASURE),
                 (9, ":R:CSV", ":F:NaN", NO_MEASURE), (6, ":R:SMAPOWER", ":F:O24POWER:1", NO_MEASURE),

@@ -146,7 +146,7 @@ class TerminalTest(ContractTest):
 class ReportTest(ContractTest):
     def report(self, lang, identity="KELVO10"):
         values = [f"{math.sin(k):.3f}" for k in range(12)]
-        unit = self.plug_in(kelvo10({"*IDN?": identity, "MEAS?": values[:5] + [SILENCE] + values[5:]}))
+        unit = self.plug_in(kelvo10({"*IDN?": identity, "MEAS?": values[:5] + [SILENCE, SILENCE] + values[5:]}))
         page, rows = self.folder / "run.html", self.folder / "run.csv"
         self.succeed("report", "kelvo10", page, "--port", unit.device, "--period", 100, "--count", 12, "--timeout", 120,
                      "--csv", rows, "--lang", lang)

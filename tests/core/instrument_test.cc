@@ -127,6 +127,29 @@ TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
   EXPECT_EQ(ids, (std::vector<ChannelId>{1, 2}));
 }
 
+TEST(Instrument, WhatIsNotThereHasItsDefault) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  std::string unit = "before";
+  std::int16_t resolution = 0, level = 1;
+  float limit = 1;
+  EXPECT_EQ(device.GetChanUnit(99, &unit), S_OK);
+  EXPECT_EQ(unit, "");
+  EXPECT_EQ(device.GetCfgText(&unit), S_OK);
+  EXPECT_EQ(unit, "FAKE");
+  EXPECT_EQ(device.GetChanResol(99, &resolution), S_OK);
+  EXPECT_EQ(resolution, 6);
+  EXPECT_EQ(device.GetChanLim(0, 0, &limit, &level), S_OK);
+  EXPECT_EQ(std::pair(limit, int{level}), std::pair(0.0F, int{LimitNo}));
+  EXPECT_EQ(device.GetChanLim(99, 0, &limit, &level), E_INVALIDARG);
+  std::int32_t result = 0;
+  EXPECT_EQ(device.EditCfg(&result), S_OK);
+  EXPECT_EQ(result, 2) << "without a user every dialog is cancelled";
+  EXPECT_EQ(device.EditGroup(4, &result), E_INVALIDARG);
+  EXPECT_EQ(device.EditOutChans(nullptr), E_INVALIDARG);
+  EXPECT_EQ(device.GetErrorText(0, false, nullptr, &unit), E_INVALIDARG);
+}
+
 // Rows of the stream as bytes, by hand.
 std::string Bytes(std::initializer_list<int> bytes) {
   std::string text;

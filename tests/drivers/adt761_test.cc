@@ -38,6 +38,10 @@ TEST_F(Adt761, UnitsFollowTheInstrumentAndNoSetPointIsSentInAnother) {
   EXPECT_EQ(driver->ReadChannel(kPressureChannel).value, 100.0F);
   EXPECT_EQ(driver->ReadChannel(kAtmosphereChannel).value, 101.3F);
   EXPECT_EQ(driver->ChannelUnit(kPressureChannel) + driver->ChannelUnit(kAtmosphereChannel), "inH2OkPa");
+  for (const auto& [channel, value] : {std::pair{5U, 12.5F}, {6U, 1.0F}, {7U, 0.0F}, {9U, -100.5F}}) {
+    EXPECT_EQ(device->SetChanVal(channel, value), S_OK);
+    EXPECT_EQ(driver->ReadChannel(channel).value, value) << channel;
+  }
   SetBench("refused", "OIPMUNIT");
   TakeSent();
   EXPECT_EQ(device->SetChanVal(9, 1.0), adt761CtlErrNack);

@@ -70,6 +70,8 @@ TEST_F(FlukeHydra, TellsWhyThereIsNoValue) {
   TakeSent();
   EXPECT_EQ(driver->ReadChannel(4).code, flukehydraCtlErrNack);
   EXPECT_EQ(TakeSent(), "") << "a range that its function does not have is not asked for";
+  EXPECT_EQ(device->Run(), S_OK);
+  EXPECT_EQ(device->Stop(), S_OK);
   SetBench("value.2", "9e9");
   SetBench("prompt", "=!");
   EXPECT_EQ(driver->ReadChannel(2).code, 1) << "the prompt is judged before the value";

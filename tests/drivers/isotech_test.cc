@@ -27,6 +27,9 @@ TEST_F(Isotech, AnAddressOutOfRangeIsSentAndKeptAsTheHighest) {
   device->SetChanVal(0, 1.0);
   EXPECT_EQ(TakeSent().substr(0, 6), "\0049999\002");
   EXPECT_EQ(address(), "99");
+  std::string text = "before";
+  EXPECT_EQ(device->Identify(&text), E_NOTIMPL);
+  EXPECT_EQ(text, "");
   Set("model", "3");
   EXPECT_EQ(device->SetChanVal(0, 1.0), E_INVALIDARG) << "a code of no protocol";
 }

@@ -248,8 +248,17 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
     EXPECT_EQ(ReadBlock(block), result) << block;
     EXPECT_EQ(device->ClearMemBlock(block, 0), result) << block;
   }
+  EXPECT_EQ(device->ReadMemBlock(0, 0, false, &arrays, nullptr), E_INVALIDARG);
+  SetBench("recording", "on");
   ASSERT_EQ(device->Connect(), S_OK);
+  std::uint32_t held = 0, room = 0;
+  std::int32_t destructive = 7, recording = 7;
+  EXPECT_EQ(device->GetMemBlockStatus(0, &room, &held, &destructive, &recording), S_OK);
+  EXPECT_EQ(Pair(room, held), Pair(100, 12));
+  EXPECT_EQ(std::pair(destructive, recording), std::pair(0, 1));
   ASSERT_EQ(device->RefreshChannels(), S_OK);
+  EXPECT_EQ(device->CfgHasMemBlocks(&recording), S_OK);
+  EXPECT_EQ(recording, 1);
   for (ChannelId id = 0; id < kChannelCount; ++id) EXPECT_EQ(device->OffersChannel(id), id < 3) << id;
   EXPECT_EQ(driver->ChannelName(0) + driver->ChannelUnit(0) + std::to_string(driver->ChannelResolution(0)),
             "OVEN\260C2");

@@ -48,8 +48,8 @@ TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
   }
   EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
   EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "told by its case";
-  for (const std::string& none :
-       {std::string("ready"), std::string("nan"), std::string("1e39"), std::string(79, '1')}) {
+  const std::string too_long(79, '1');
+  for (const char* none : {"ready", "nan", "1e39", too_long.c_str()}) {
     EXPECT_EQ(CodeOf(ParseMillikReply(none)), serialCommErrUnableToReadComm) << none;
   }
   EXPECT_EQ(ParseProbeCount("12"), 12U);
@@ -149,6 +149,7 @@ TEST_F(Microk, ReadingIsRepeatedAsOftenAsTheTimeoutsAllow) {
 TEST_F(Microk, AReplyThatStopsMidwayIsReadToItsEndOrGivenUp) {
   SetBench("measure-text", "7.5");
   device->Connect();
+  EXPECT_EQ(dynamic_cast<MicrokDriver&>(*driver).instrument_version(), 2.05);
   bench->SetFaults({{FaultKind::kDrip, 3200}});
   EXPECT_EQ(driver->ReadChannel(0).value, 7.5F);
   BecomeMillik();

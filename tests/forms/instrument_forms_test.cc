@@ -147,5 +147,18 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   EXPECT_TRUE(members.empty());
 }
 
+TEST_F(InstrumentForms, AnOutputThatCannotBeWrittenSaysWhy) {
+  auto instrument = Make("kelvo10");
+  Form form = OutChansForm(instrument, Language::kEnglish);
+  EXPECT_EQ(Enter(form, "channel.1", "much"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "channel.1", "1,5"), "The instrument does not take this: Communication not opened");
+  EXPECT_EQ(Enter(form, "channel.1", " "), "") << "left as it is";
+}
+
+TEST_F(InstrumentForms, WordsStandWhereTheyAreLookedFor) {
+  for (std::size_t k = 0; k < kFormWords.size(); ++k)
+    EXPECT_EQ(static_cast<std::size_t>(kFormWords[k].word), k) << kFormWords[k].text.en;
+}
+
 }  // namespace
 }  // namespace ulix

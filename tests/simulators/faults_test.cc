@@ -61,6 +61,9 @@ TEST_F(FaultyInstrumentTest, DelaysRepliesAndDripsTheirBytesInTheirOrder) {
   EXPECT_EQ(Ask("CFG_IN?\n"), "") << "a later reply came first";
   EXPECT_EQ(Take(1), "L");
   EXPECT_EQ(Take(50'000), "IX,KELVO10,123456,V2.10\nRANGE_IN V50\n");
+  instrument_.SetFaults({{FaultKind::kDelay, 300}});
+  EXPECT_EQ(Ask("CFG_IN?\nCFG_IN?\n"), "");
+  for (int k = 0; k < 2; ++k) EXPECT_EQ(Take(300), "RANGE_IN V50\n") << "one after the other";
 }
 
 TEST_F(FaultyInstrumentTest, BoundsWhatIsUnderWay) {

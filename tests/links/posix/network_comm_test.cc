@@ -59,7 +59,7 @@ TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
   });
   CNetworkComm link("localhost", peer.port(), 1);
   ASSERT_EQ(link.Connect(), S_OK);
-  struct sigaction before {}, interrupt {};
+  struct sigaction before = {}, interrupt = {};
   interrupt.sa_handler = [](int) {};
   sigaction(SIGALRM, &interrupt, &before);
   const itimerval often{{0, 20'000}, {0, 20'000}}, never{};
@@ -73,6 +73,16 @@ TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
   EXPECT_EQ(line.text, "ab");
   EXPECT_EQ(link.lastErrorText(), "Reception TimeOut");
   EXPECT_GE(waited, std::chrono::milliseconds(990));
+}
+
+TEST(NetworkComm, BlocksAreTakenUpToTheirLength) {
+  TcpPeer peer([](TcpPeer& p) { p.Say("0123456789"); });
+  CNetworkComm link("127.0.0.1", peer.port(), 1);
+  ASSERT_EQ(link.Connect(), S_OK);
+  char buffer[20] = {};
+  EXPECT_EQ(link.Receive(buffer, 4), 4);
+  EXPECT_EQ(link.Receive(buffer + 4, 10), 6);
+  EXPECT_STREQ(buffer, "0123456789");
 }
 
 TEST(NetworkComm, APartialSendIsASuccessToBeLookedAt) {
