@@ -2,9 +2,11 @@
 // It proves nothing by itself: run it under the thread and address sanitizers, for ULIX_STRESS_SECONDS.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -67,15 +69,20 @@ class MeddlingSink final : public EventSink {
 
 class Stress : public testing::TestWithParam<const char*> {
  protected:
+  // What it counts is told at the end: between the calls nothing orders the threads, which would hide a race.
   void Meddle(unsigned seed) {
     Chance chance(seed);
-    while (!stop) {
+    int made = 0;
+    milliseconds longest{0};
+    while (!stop.load(std::memory_order_relaxed)) {
       const auto start = steady_clock::now();
       CallOne(chance);
-      const auto took = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
-      if (took > kLongestCall) ++too_long;
-      ++calls;
+      longest = std::max(longest, std::chrono::duration_cast<milliseconds>(steady_clock::now() - start));
+      ++made;
     }
+    const std::lock_guard lock(mutex_);
+    calls += made;
+    slowest = std::max(slowest, longest);
   }
 
   void CallOne(Chance& chance) {
@@ -171,8 +178,11 @@ class Stress : public testing::TestWithParam<const char*> {
   }();
   std::shared_ptr<MeddlingSink> sink = std::make_shared<MeddlingSink>(*instrument, 7);
   std::atomic<bool> stop = false;
-  std::atomic<int> calls = 0;
-  std::atomic<int> too_long = 0;
+  int calls = 0;  // this and the next guarded by mutex_
+  milliseconds slowest{0};
+
+ private:
+  std::mutex mutex_;
 };
 
 TEST_P(Stress, EveryMemberFromSeveralThreads) {
@@ -188,9 +198,10 @@ TEST_P(Stress, EveryMemberFromSeveralThreads) {
     std::this_thread::yield();
   }
   EXPECT_EQ(ThreadsAlive(), 0);
-  EXPECT_EQ(too_long, 0);
+  EXPECT_LE(slowest.count(), kLongestCall.count());
   EXPECT_GT(calls, 0);
-  std::printf("%d calls, %d events\n", calls.load(), sink->events.load());
+  std::printf("%d calls, the slowest %d ms, %d events\n", calls, static_cast<int>(slowest.count()),
+              sink->events.load());
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, Stress, testing::Values("kelvo10", "hart", "kambic"),

@@ -17,6 +17,14 @@
 
 namespace ulix {
 
+// What a reading gives under a fault, and the time it may take: for a model on its own, as new ones start.
+// tests/drivers/line_faults_test.cc has every fault to the models on a serial line.
+struct FaultCase {
+  Fault fault;
+  HRESULT error;
+  Milliseconds at_most;
+};
+
 // Time passes by being waited for, unless it is stepped. Every byte that goes to the instrument is kept.
 class LineBench : public testing::Test {
  protected:
@@ -51,6 +59,22 @@ class LineBench : public testing::Test {
     std::int32_t connected = 0;
     EXPECT_EQ(device->IsConnected(&connected), S_OK);
     return connected != 0;
+  }
+
+  // Reads the channel under each fault, and again when the fault has passed: that reading must be right.
+  void ExpectFaultsToPass(std::span<const FaultCase> cases, ChannelId channel, float right) {
+    for (const FaultCase& c : cases) {
+      SCOPED_TRACE(testing::Message() << "fault " << static_cast<int>(c.fault.kind) << '=' << c.fault.amount);
+      bench->SetFaults({c.fault});
+      const MonotonicTime before = clock.Now();
+      EXPECT_EQ(driver->ReadChannel(channel).code, c.error);
+      EXPECT_LE(clock.Now() - before, c.at_most);
+      bench->SetFaults({});
+      clock.SleepFor(Milliseconds(10'000));  // what was late has come by now
+      const Reading next = driver->ReadChannel(channel);
+      EXPECT_EQ(next.code, S_OK);
+      EXPECT_EQ(next.value, right);
+    }
   }
 
   ManualClock clock;
