@@ -119,6 +119,7 @@ class SerialDriver : public Driver {
 
   ReplyKind KindOf(std::string_view query) const;
   HRESULT Ask(std::string_view query, ReplyKind kind);
+  Expected<std::string> QueryOnce(std::string_view query, ReplyKind kind, ReplyPlan plan);
   HRESULT BringInStep(ReplyKind wanted, std::string_view query, ReplyPlan plan);
   void DrainUntilQuiet();
   Milliseconds MostChatter() const;

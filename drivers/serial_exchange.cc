@@ -157,6 +157,16 @@ HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, Repl
 Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
   const std::lock_guard exchange(exchange_mutex_);
   const ReplyKind kind = KindOf(query);
+  for (int probes = 0; probes < kMostProbes; ++probes) {
+    auto reply = QueryOnce(query, kind, plan);
+    const bool stray = reply && kind == ReplyKind::kPlain && !formal_ && IsLandmark(*reply);
+    if (!stray) return reply;
+    owed_.Asked(kind);  // still: what came was asked by whoever had the line before
+  }
+  return Failure(serialCommErrUnableToReadComm);
+}
+
+Expected<std::string> SerialDriver::QueryOnce(std::string_view query, ReplyKind kind, ReplyPlan plan) {
   HRESULT result = HaveLinkBack();
   if (Succeeded(result) && std::exchange(cut_, false) && !SkipRest()) Distrust();
   if (Succeeded(result) && !formal_) result = BringInStep(kind, query, plan);

@@ -49,5 +49,24 @@ TEST_F(Hart, LineFeedsThatAreStillOnBelongToNoReading) {
   for (int k = 0; k < 2; ++k) EXPECT_EQ(driver->ReadChannel(0).value, 23.5F);
 }
 
+// What another program asked and did not wait for: it is for nobody here, be there one or several of them.
+TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
+  for (const char* key : {"time-constant", "noise"}) SetBench(key, "0");
+  for (const char* asked : {"s\r", "s\rs\rs\r"}) {
+    SetBench("set-point", "23.5");
+    bench->SetFaults({{FaultKind::kDelay, 600}});
+    EXPECT_TRUE(OpenerOf(bench)(1).port->Write(asked).outcome == platform::IoOutcome::kComplete);
+    bench->SetFaults({});
+    SetBench("set-point", "20.25");
+    ASSERT_EQ(device->Connect(), S_OK);
+    TakeSent();
+    const Reading reading = driver->ReadChannel(0);
+    EXPECT_EQ(reading.code, S_OK);
+    EXPECT_EQ(reading.value, 20.25F);
+    EXPECT_TRUE(TakeSent().starts_with("t\rs\r"));
+    device->Disconnect();
+  }
+}
+
 }  // namespace
 }  // namespace ulix::hart
