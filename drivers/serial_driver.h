@@ -25,6 +25,7 @@ struct ReplyPlan {
   int size;                 // the terminator's place included
   int attempts = 1;         // at reading, until a line is whole that is not empty; the query is sent once
   bool start_does = false;  // a longer line is expected, and its start is all that matters
+  bool in_pieces = false;   // of a line that may have no end: others have the line's turn in between
 };
 
 // A query whose reply cannot be taken for another's. With it a line is brought back in step.
@@ -126,6 +127,7 @@ class SerialDriver : public Driver {
   Expected<std::string> Await(ReplyKind kind, ReplyPlan plan);
   bool TakeBehind(ReplyPlan plan);
   Expected<std::string> TakeLine(ReplyPlan plan);
+  HRESULT ReadOn(std::string& line, ReplyPlan plan);
   bool SkipRest();
 
   LineProfile profile_;

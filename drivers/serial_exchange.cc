@@ -15,8 +15,13 @@ constexpr char kNotFilled = 1;
 
 // Beyond these a line that does not come in step is left for the next exchange.
 constexpr int kMostProbes = 6;
-constexpr int kLongestOwed = 4096;          // of the lines that are thrown away; as much as a system holds for a reader
 constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
+// Read at once of what may have no end. Each byte may take a read timeout, and all other instruments wait so long.
+constexpr std::size_t kPiece = 16;
+constexpr std::size_t kLongestReply = 100;
+
+// A line that is thrown away; as long as what a system holds for a reader.
+constexpr ReplyPlan kThrownAway = {.size = 4096, .in_pieces = true};
 
 }  // namespace
 
@@ -62,17 +67,10 @@ void SerialDriver::DrainUntilQuiet() {
 
 // One line, from the part of it that came before. What is longer than the plan's size is cut.
 Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
-  std::vector<char> buffer(static_cast<std::size_t>(plan.size));
   std::string line = std::exchange(partial_, {});
-  line.resize(std::min(line.size(), buffer.size() - 2));
+  line.resize(std::min(line.size(), static_cast<std::size_t>(plan.size) - 2));
   for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
-    const auto rest = std::span(buffer).subspan(line.size());
-    std::fill(rest.begin(), rest.end(), '\0');
-    rest.back() = kNotFilled;
-    const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
-    cut_ = Succeeded(result) && rest.back() != kNotFilled && !plan.start_does;
-    line += rest.data();
-    if (Succeeded(result) && !line.empty()) return line;
+    if (Succeeded(ReadOn(line, plan)) && !line.empty()) return line;
     if (interruptions_ > 0) break;
   }
   partial_ = std::move(line);
@@ -80,16 +78,31 @@ Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
   return Failure(serialCommErrUnableToReadComm);
 }
 
+// To the line's end or the plan's; what is longer than any reply, only while patience lasts.
+HRESULT SerialDriver::ReadOn(std::string& line, ReplyPlan plan) {
+  const auto size = static_cast<std::size_t>(plan.size);
+  const Deadline patience = plan.in_pieces ? Deadline::In(clock(), MostChatter()) : Deadline::Never();
+  const auto longest = std::max(kLongestReply, static_cast<std::size_t>(profile_.reply_size));
+  std::vector<char> piece(plan.in_pieces ? kPiece : size);
+  HRESULT result = S_OK;
+  bool filled = true;
+  while (Succeeded(result) && filled && line.size() + 1 < size &&
+         (line.size() < longest || !patience.Passed(clock()))) {
+    piece.assign(std::min(piece.size(), size - line.size()), '\0');
+    piece.back() = kNotFilled;
+    result = link_.ReadLine(piece, profile_.terminator, 0);
+    filled = Succeeded(result) && piece.back() != kNotFilled;
+    line += piece.data();
+  }
+  cut_ = filled && !plan.start_does;
+  return result;
+}
+
 // Of a line that was cut; false when its end does not come.
 bool SerialDriver::SkipRest() {
-  const Deadline patience = Deadline::In(clock(), MostChatter());
-  std::vector<char> rest(kLongestOwed);
-  while (!patience.Passed(clock())) {
-    rest.back() = kNotFilled;
-    if (Failed(link_.ReadLine(rest, profile_.terminator, 0))) break;
-    if (rest.back() == kNotFilled) return true;
-  }
-  return false;
+  std::string rest;
+  const bool read = Succeeded(ReadOn(rest, kThrownAway));
+  return read && !std::exchange(cut_, false);
 }
 
 Expected<std::string> SerialDriver::ReadReply(ReplyPlan plan) {
@@ -107,7 +120,7 @@ HRESULT SerialDriver::Ask(std::string_view query, ReplyKind kind) {
 
 // The next line of that kind; others are thrown away. It may answer an earlier query of the kind.
 Expected<std::string> SerialDriver::Await(ReplyKind kind, ReplyPlan plan) {
-  plan = {.size = kLongestOwed, .attempts = plan.attempts};
+  plan = {.size = kThrownAway.size, .attempts = plan.attempts, .in_pieces = true};
   const Deadline patience = Deadline::In(clock(), MostChatter());
   bool within = false;                // a line that was cut: what follows is its rest and no line
   std::size_t old = partial_.size();  // of the next line: what had come of an earlier one, whose rest may never come

@@ -149,6 +149,17 @@ TEST_F(CutReply, ItsRestIsNobodysReply) {
   }
 }
 
+// A babbler that is slow would keep the line, and with it every other instrument's, for its thousands of bytes.
+TEST_F(CutReply, ABabblerIsGivenUp) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, 600}});
+  for (int i = 0; i < 3; ++i) {
+    const MonotonicTime before = clock.Now();
+    driver->ReadChannel(0);
+    EXPECT_LE(clock.Now() - before, Milliseconds(200'000));
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(Readers()), NameOf);
 
 TEST(ReplyLedgerTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
