@@ -22,7 +22,7 @@ class HostSink final : public EventSink {
         FAILED(PutErrors(data.errors, errors.get())) || FAILED(PutDates(data.times, times.get()))) {
       return;
     }
-    sink_->DataChange(static_cast<long>(group), static_cast<short>(data.size()), *ids, *values, *errors, *times);
+    sink_->DataChange(static_cast<long>(group), static_cast<long>(data.size()), *ids, *values, *errors, *times);
   }
   void DevStatusChange(std::uint32_t status) override { sink_->DevStatusChange(static_cast<long>(status)); }
   void DevError(HRESULT error) override { sink_->DevError(error); }

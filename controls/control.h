@@ -173,13 +173,13 @@ class Control final : public TypedDispatch<IUlixInstr>,
   HRESULT Told(HRESULT result) const;
   // Runs a member's body; nothing thrown leaves it.
   template <typename Body>
-  HRESULT Member(Body&& body) const;
+  HRESULT Member(Body&& body);
   template <typename Native, typename Place, typename Ask>
-  HRESULT Answer(Place* place, Ask&& ask) const;
+  HRESULT Answer(Place* place, Ask&& ask);
   template <typename Ask>
-  HRESULT AnswerText(BSTR* place, Ask&& ask) const;
+  HRESULT AnswerText(BSTR* place, Ask&& ask);
   template <typename Ask>
-  HRESULT AnswerIds(VARIANT* place, Ask&& ask) const;
+  HRESULT AnswerIds(VARIANT* place, Ask&& ask);
 
   const InUse in_use_;
   std::atomic<ULONG> references_ = 1;

@@ -8,8 +8,10 @@
 
 namespace ulix::controls {
 
+// The control lives on until the member's end, also when the host lets go of it inside an event.
 template <typename Body>
-HRESULT Control::Member(Body&& body) const {
+HRESULT Control::Member(Body&& body) {
+  const ComPtr<IUlixInstr> alive(this);
   try {
     return Told(body());
   } catch (const std::bad_alloc&) {
@@ -21,7 +23,7 @@ HRESULT Control::Member(Body&& body) const {
 
 // `ask` gets a place for the answer, or null when the host gave none, which the instrument refuses.
 template <typename Native, typename Place, typename Ask>
-HRESULT Control::Answer(Place* place, Ask&& ask) const {
+HRESULT Control::Answer(Place* place, Ask&& ask) {
   return Member([&] {
     Native native{};
     const HRESULT result = ask(place ? &native : nullptr);
@@ -31,7 +33,7 @@ HRESULT Control::Answer(Place* place, Ask&& ask) const {
 }
 
 template <typename Ask>
-HRESULT Control::AnswerText(BSTR* place, Ask&& ask) const {
+HRESULT Control::AnswerText(BSTR* place, Ask&& ask) {
   return Member([&]() -> HRESULT {
     if (place) *place = nullptr;
     std::string text;
@@ -43,7 +45,7 @@ HRESULT Control::AnswerText(BSTR* place, Ask&& ask) const {
 }
 
 template <typename Ask>
-HRESULT Control::AnswerIds(VARIANT* place, Ask&& ask) const {
+HRESULT Control::AnswerIds(VARIANT* place, Ask&& ask) {
   return Member([&]() -> HRESULT {
     if (place) VariantInit(place);
     std::vector<std::uint32_t> ids;

@@ -72,7 +72,8 @@ STDMETHODIMP Control::Load(IStream* stream) {
     const HRESULT result = instrument_->Load(bytes);
     PropertyMap map{};
     const bool whole = SUCCEEDED(result) && SUCCEEDED(bytes.Read({reinterpret_cast<char*>(&map), sizeof(map)}));
-    if (whole && map.width > 0 && map.height > 0) hosting_.SetExtent({map.width, map.height});
+    if (whole && map.version == kPropertyMapVersion && map.width > 0 && map.height > 0)
+      hosting_.SetExtent({map.width, map.height});
     return result;
   });
 }

@@ -8,6 +8,7 @@
 #include "controls/error_report.h"
 #include "controls/variants.h"
 #include "platform/user_locale.h"
+#include "resources/texts.h"
 
 namespace ulix::controls {
 namespace {
@@ -68,8 +69,10 @@ STDMETHODIMP SetupObject::InterfaceSupportsErrorInfo(REFIID id) {
 
 HRESULT SetupObject::Told(HRESULT result) const {
   if (SUCCEEDED(result)) return result;
-  const std::string text =
-      control_ ? control_->Access().DescriptionOf(result) : kNotAttached.In(platform::UserLanguage());
+  const Language language = platform::UserLanguage();
+  const std::string text = control_                 ? control_->Access().DescriptionOf(result)
+                           : result == E_UNEXPECTED ? kNotAttached.In(language)
+                                                    : Text(TextId::kInvalidArgument, language);
   ReportError(__uuidof(IUlixSetup), std::wstring(kSetupProgId) + L".1", text);
   return result;
 }

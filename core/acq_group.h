@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "core/channel_table.h"
@@ -69,10 +70,10 @@ class GroupRun {
   GroupEvents& events() { return *events_; }
   // Tells the threads to end and waits at most a second for each; one that does not come is left behind. At once inside
   // an event of this run. May be called again, by any thread.
-  void End();
+  void End(const char* operation = "Stop");
 
  private:
-  void Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const char* trace);
+  void Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const std::string& failure);
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> group_;
   std::shared_ptr<GroupEvents> events_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "links/serial_errors.h"
+
 namespace ulix {
 namespace {
 
@@ -13,8 +15,8 @@ const ErrorRow* FindIn(std::span<const ErrorRow> rows, HRESULT code) {
 }  // namespace
 
 const ErrorRow* FindErrorText(const Driver& driver, HRESULT code) {
-  // A server fault during an exchange is shown to the user as the failed read that it is.
-  if (code == RPC_E_SERVERFAULT) code = serialCommErrUnableToReadComm;
+  // A server fault during an exchange is shown to the user as the failed read that it is, on whatever link.
+  if (code == RPC_E_SERVERFAULT) return FindIn(SerialErrorTexts(), serialCommErrUnableToReadComm);
   if (const ErrorRow* own = FindIn(driver.card().errors, code)) return own;
   return FindIn(driver.LinkErrors(), code);
 }

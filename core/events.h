@@ -11,9 +11,9 @@
 
 namespace ulix {
 
-// A host's receiver. Called on the scan thread of a group (Progress and errors: on the thread that works), with none of
-// the library's locks held: it may call any member of the instrument, withdraw itself or let the instrument go. It must
-// not throw.
+// A host's receiver. Called on the scan thread of a group, Progress and what befell a call on the thread of that call,
+// with none of the library's locks held: it may call any member of the instrument and withdraw itself. On a scan thread
+// it may let the instrument go; inside a call of its own the instrument must live on, as any object. It must not throw.
 class EventSink {
  public:
   virtual ~EventSink() = default;

@@ -96,8 +96,10 @@ HRESULT Instrument::GetSerialParams(SerialParams* params) {
 
 HRESULT Instrument::SetSerialParams(const SerialParams& params) {
   return Member([&] {
-    dirty_ = true;
-    return control_->driver->SetSerialParams(params);
+    if (!CanBeKept(params)) return E_INVALIDARG;
+    const HRESULT result = control_->driver->SetSerialParams(params);
+    if (Succeeded(result)) dirty_ = true;
+    return result;
   });
 }
 
@@ -116,8 +118,9 @@ HRESULT Instrument::GetNetworkAddress(std::optional<NetworkAddress>* address) {
 
 HRESULT Instrument::SetNetworkAddress(const std::optional<NetworkAddress>& address) {
   return Member([&] {
-    dirty_ = true;
-    return control_->driver->SetNetworkAddress(address);
+    const HRESULT result = control_->driver->SetNetworkAddress(address);
+    if (Succeeded(result)) dirty_ = true;
+    return result;
   });
 }
 
@@ -164,17 +167,15 @@ HRESULT Instrument::Identify(std::string* identification) { return AskText(ident
 
 HRESULT Instrument::SendCfg() {
   return WhenConnected([&] {
-    const auto alive = control_;  // a host may let go of the control while it is told of the progress
-    ProgramTransfer* program = alive->driver->program();
-    return program ? SendOwnProgram(*program) : alive->driver->SendCfg();
+    ProgramTransfer* program = control_->driver->program();
+    return program ? SendOwnProgram(*program) : control_->driver->SendCfg();
   });
 }
 
 HRESULT Instrument::ReadCfg() {
   return WhenConnected([&] {
-    const auto alive = control_;
-    ProgramTransfer* program = alive->driver->program();
-    const HRESULT result = program ? ReadOwnProgram(*program) : alive->driver->ReadCfg();
+    ProgramTransfer* program = control_->driver->program();
+    const HRESULT result = program ? ReadOwnProgram(*program) : control_->driver->ReadCfg();
     if (Succeeded(result)) dirty_ = true;
     return result;
   });

@@ -42,9 +42,10 @@ ShownProgress ShownIn(Language language, const ProgressStep& step) {
 
 // Tells the sinks and the person of each step; that person may stop the operation.
 Progress Instrument::ProgressTeller() {
-  return [control = control_, ui = options_.user_interface, language = options_.language](const ProgressStep& step) {
-    control->sinks.Fire(&EventSink::Progress, step.percent);
-    return ui == nullptr || ui->ShowProgress(ShownIn(language, step));
+  return [this](const ProgressStep& step) {
+    control_->sinks.Fire(&EventSink::Progress, step.percent);
+    UserInterface* ui = options_.user_interface;
+    return ui == nullptr || ui->ShowProgress(ShownIn(options_.language, step));
   };
 }
 
@@ -97,7 +98,6 @@ HRESULT Instrument::StreamMemBlock(std::int32_t block, std::uint32_t records_max
   if (records_read) *records_read = 0;
   return WithBlock(block, kLastMemBlock, records_read, [&](RecordedMemory& memory, std::uint32_t id) -> HRESULT {
     if (!connected_) return E_UNEXPECTED;
-    const auto alive = control_;  // a host may let go of the control while it is told of the progress
     RecordDecoder decoder;
     ChannelArrays part;
     std::uint32_t total = 0;
@@ -166,8 +166,7 @@ HRESULT Instrument::GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cy
 template <typename Transfer>
 HRESULT Instrument::WithProgram(Transfer&& transfer) {
   return Member([&]() -> HRESULT {
-    const auto alive = control_;
-    ProgramTransfer* program = alive->driver->program();
+    ProgramTransfer* program = control_->driver->program();
     if (program == nullptr) return E_NOTIMPL;
     const bool was_connected = connected_;
     if (const HRESULT result = Connect(); Failed(result)) return result;

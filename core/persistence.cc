@@ -2,6 +2,7 @@
 // group count and the groups, the highest group id issued, the channel directions.
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "base/trace.h"
 #include "core/instrument_member.h"
@@ -124,9 +125,10 @@ HRESULT Instrument::LoadRows(VariantReader& reader) {
 HRESULT Instrument::LoadGroups(VariantReader& reader) {
   const auto count = reader.Ui2();
   if (!count) return count.error();
+  std::set<std::uint32_t> ids;
   for (int i = 0; i < *count; ++i) {
     auto group = LoadGroup(reader, control_);
-    if (!group || group->id() == 0 || FindGroup(group->id())) return E_INVALIDARG;
+    if (!group || group->id() == 0 || !ids.insert(group->id()).second) return E_INVALIDARG;
     const std::lock_guard lock(mutex_);
     highest_group_ = std::max(highest_group_, group->id());
     groups_.push_back(std::move(group));

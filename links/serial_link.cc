@@ -51,20 +51,21 @@ class SerialLink::ReadTimeout {
   bool applied_ = true;
 };
 
-SerialLink::SerialLink(Options options) : options_(std::move(options)), port_mutex_(kPortMutexName) {}
+SerialLink::SerialLink(Options options)
+    : options_(std::move(options)), port_mutex_(kPortMutexName), trace_(options_.trace) {}
 
 // Runs an operation on the open port under the machine-wide mutex.
 template <typename Body>
 HRESULT SerialLink::WithPort(Body&& body) {
   if (!open_) return serialCommErrCommClosed;
-  const Hold hold(*this);
-  if (!hold) return E_FAIL;
-  if (!port_) return serialCommErrCommClosed;  // closed while this call waited
-  return body();
-}
-
-void SerialLink::Trace(TraceDirection direction, std::string_view bytes) const {
-  if (options_.trace && !bytes.empty()) options_.trace(direction, bytes);
+  HRESULT result = E_FAIL;
+  HeldTrace::Pieces passed;
+  if (const Hold hold(*this); hold) {
+    result = port_ ? body() : serialCommErrCommClosed;  // closed while this call waited
+    passed = trace_.Take();
+  }
+  trace_.Tell(passed);
+  return result;
 }
 
 void SerialLink::Note(const platform::IoResult& result) {
@@ -183,7 +184,7 @@ HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms
   if (timeout_ms != 0 && !Apply({saved.read_ms, timeout_ms})) return serialCommErrUnableToWriteComm;
   const platform::IoResult written = port_->Write(bytes);
   Note(written);
-  Trace(TraceDirection::kSent, bytes.substr(0, written.count));
+  trace_.Note(TraceDirection::kSent, bytes.substr(0, written.count));
   if (written.outcome != platform::IoOutcome::kComplete) {
     port_->ClearError();
     return serialCommErrUnableToWriteComm;  // the given timeout stays in force, as programs have come to expect
@@ -218,7 +219,7 @@ HRESULT SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_
   }
   const bool complete = got.outcome == platform::IoOutcome::kComplete;
   const bool terminated = complete && filled < buffer.size() - 1;
-  Trace(TraceDirection::kReceived, std::string_view(buffer.data(), filled + (terminated ? 1 : 0)));
+  trace_.Note(TraceDirection::kReceived, std::string_view(buffer.data(), filled + (terminated ? 1 : 0)));
   if (complete) {
     buffer[filled] = '\0';
     return S_OK;
@@ -244,9 +245,9 @@ HRESULT SerialLink::ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms) 
     if (timeout.applied()) {
       const platform::IoResult got = port_->Read(buffer);
       Note(got);
-      Trace(TraceDirection::kReceived, std::string_view(buffer.data(), got.count));
-      if (got.count > 0) result = S_OK;
-      if (got.count == 0) port_->ClearError();
+      trace_.Note(TraceDirection::kReceived, std::string_view(buffer.data(), got.count));
+      if (got.count > 0 && got.outcome != platform::IoOutcome::kLinkLost) result = S_OK;
+      if (Failed(result)) port_->ClearError();
     }
     return timeout.Restore() ? result : E_FAIL;
   });

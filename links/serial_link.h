@@ -106,10 +106,10 @@ class SerialLink {
   void Remember(const platform::SerialTimeouts& timeouts);
   bool Apply(const platform::SerialTimeouts& timeouts);
   void Note(const platform::IoResult& result);
-  void Trace(TraceDirection direction, std::string_view bytes) const;
 
   Options options_;
   platform::NamedMutex port_mutex_;
+  HeldTrace trace_;  // guarded by port_mutex_
   mutable std::mutex params_mutex_;
   SerialParams params_;  // guarded by params_mutex_
   // Both guarded by port_life_mutex_; the port is changed with port_mutex_ held as well, so that either will do to use

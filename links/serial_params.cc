@@ -1,6 +1,7 @@
 #include "links/serial_params.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "resources/texts.h"
 
@@ -31,6 +32,14 @@ HRESULT Take(Field& field, const Expected<Stored>& value) {
 }
 
 }  // namespace
+
+bool CanBeKept(const SerialParams& params) {
+  const auto within = [](std::int32_t value, std::int32_t least, std::int32_t most) {
+    return least <= value && value <= most;
+  };
+  return within(params.port, 1, std::numeric_limits<std::int16_t>::max()) && within(params.dataBitsCode, 0, 1) &&
+         within(params.stopBitsCode, 0, 1) && within(params.parityCode, 0, 3) && within(params.handshakeCode, 0, 2);
+}
 
 int PositionOfBaud(std::uint32_t rate) {
   const auto found = std::find(kBaudRates.begin(), kBaudRates.end(), rate);

@@ -20,7 +20,7 @@ class Printer final : public IUlixInstrEvents {
   explicit Printer(int scans) : left_(scans) {}
   bool Done() const { return left_ <= 0; }
 
-  STDMETHODIMP DataChange(long, short channels, VARIANT, VARIANT values, VARIANT errors, VARIANT) override {
+  STDMETHODIMP DataChange(long, long channels, VARIANT, VARIANT values, VARIANT errors, VARIANT) override {
     for (LONG k = 0; k < channels; ++k) {
       VARIANT value;
       VariantInit(&value);
@@ -98,8 +98,8 @@ HRESULT Scan(IUlixInstr* control, IUlixSetup* setup) {
   ComPtr<IConnectionPoint> point;
   DWORD cookie = 0;
   long group = 0;
-  HRESULT result = control->QueryInterface(IID_IConnectionPointContainer,
-                                           reinterpret_cast<void**>(container.GetAddressOf()));
+  HRESULT result =
+      control->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(container.GetAddressOf()));
   if (SUCCEEDED(result)) result = container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point);
   if (SUCCEEDED(result)) result = point->Advise(&printer, &cookie);
   if (SUCCEEDED(result)) result = control->CreateGroup(&group);

@@ -135,7 +135,7 @@ class Sink final : public IUlixInstrEvents {
  public:
   struct Data {
     long group;
-    short quantity;
+    long quantity;
     std::array<VARTYPE, 4> types;
     std::vector<long> ids;
     std::vector<VARIANT> values;
@@ -161,7 +161,7 @@ class Sink final : public IUlixInstrEvents {
     Note(L"ready " + std::to_wstring(group));
     return S_OK;
   }
-  STDMETHODIMP DataChange(long group, short quantity, VARIANT ids, VARIANT values, VARIANT errors,
+  STDMETHODIMP DataChange(long group, long quantity, VARIANT ids, VARIANT values, VARIANT errors,
                           VARIANT times) override {
     {
       const std::lock_guard lock(mutex_);
@@ -178,7 +178,10 @@ class Sink final : public IUlixInstrEvents {
   }
   STDMETHODIMP DevStatusChange(long) override { return S_OK; }
   STDMETHODIMP DevError(long) override { return S_OK; }
-  STDMETHODIMP SysError(long) override { return S_OK; }
+  STDMETHODIMP SysError(long) override {
+    if (on_error) on_error();
+    return S_OK;
+  }
   STDMETHODIMP Progress(short percent) override {
     {
       const std::lock_guard lock(mutex_);
@@ -189,8 +192,8 @@ class Sink final : public IUlixInstrEvents {
   }
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
 
-  // What else a step of a long operation does; set before the sink is advised.
-  std::function<void()> on_progress;
+  // What else a step of a long operation and a failed call do; set before the sink is advised.
+  std::function<void()> on_progress, on_error;
 
   // While held, the sink does not return to who calls it.
   void Hold(bool held) {

@@ -442,6 +442,27 @@ TEST_F(Connected, StaysLoadedUntilItsThreadsEnded) {
   EXPECT_EQ(can_unload, S_OK);
 }
 
+TEST(Server, AHostLetsGoOfItsControlInsideAnEventOfItsOwnCall) {
+  auto control = NewControl();
+  EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"parity"), 256), E_INVALIDARG);
+  EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
+  Sink sink;
+  sink.on_error = [&] {
+    control.Reset();
+    EXPECT_EQ(CanUnloadServer(), S_FALSE);
+  };
+  ComPtr<IConnectionPointContainer> container;
+  ComPtr<IConnectionPoint> point;
+  ASSERT_EQ(control.As(&container), S_OK);
+  ASSERT_EQ(container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point), S_OK);
+  DWORD cookie = 0;
+  ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+  container.Reset();
+  point.Reset();
+  EXPECT_EQ(control.Get()->Connect(), HRESULT(0x80044400));
+  EXPECT_EQ(control.Get(), nullptr);
+}
+
 // The run for a French user interface has one.
 TEST(French, IsTheLanguageOfThisRun) {
   const bool wanted = std::getenv("ULIX_TEST_FRENCH") != nullptr;

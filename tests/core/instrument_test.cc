@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "core/version.h"
+#include "drivers/catalogue.h"
 #include "tests/support/fake_driver.h"
 
 namespace ulix {
@@ -125,6 +126,29 @@ TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
   EXPECT_EQ(ids, (std::vector<ChannelId>{1}));
   device.OutChans(&ids);
   EXPECT_EQ(ids, (std::vector<ChannelId>{1, 2}));
+}
+
+// What a stream could not keep is not taken: it would come back as less, or as another port.
+TEST(Instrument, TakesOnlyWhatAStreamKeeps) {
+  const auto kelvo10 = std::make_unique<Instrument>(FindModel("kelvo10")->create({}));
+  for (const SerialParams& refused : {SerialParams{.port = 0}, SerialParams{.port = 65541},
+                                      SerialParams{.dataBitsCode = 2}, SerialParams{.parityCode = 256}}) {
+    EXPECT_EQ(kelvo10->SetSerialParams(refused), E_INVALIDARG);
+  }
+  EXPECT_FALSE(kelvo10->IsDirty());
+  for (int i = 0; i < 0xFFFF; ++i) {
+    std::uint32_t group = 0;
+    ASSERT_EQ(kelvo10->CreateGroup(&group), S_OK);
+  }
+  MemoryStream stream;
+  EXPECT_EQ(kelvo10->Save(stream), S_OK);
+  std::uint32_t group = 0;
+  EXPECT_EQ(kelvo10->CreateGroup(&group), E_UNEXPECTED);
+  MemoryStream kept(stream.bytes());
+  EXPECT_EQ(kelvo10->Load(kept), S_OK);
+  std::vector<std::uint32_t> ids;
+  kelvo10->Groups(&ids);
+  EXPECT_EQ(ids.size(), 0xFFFFU);
 }
 
 TEST(Instrument, WhatIsNotThereHasItsDefault) {

@@ -258,6 +258,21 @@ TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
   EXPECT_EQ(impatient.Close(), S_OK);
 }
 
+// Who shows a trace may stand still, a terminal that is paused say: nobody else waits for it.
+TEST_F(SerialLinkTest, ATraceIsToldWhenOthersMayHaveTheLine) {
+  bool free = false;
+  platform::NamedMutex mutex("SerialComMutex1");
+  SerialLink link({.open = OpenerOf(line_), .trace = [&](TraceDirection, std::string_view) {
+                     std::thread([&] {
+                       free = mutex.LockFor(std::chrono::seconds(10));
+                       if (free) mutex.Unlock();
+                     }).join();
+                   }});
+  ASSERT_EQ(link.Open(), S_OK);
+  EXPECT_EQ(link.WriteLine("A", '\n', 0), S_OK);
+  EXPECT_TRUE(free);
+}
+
 // Both links write to one unguarded log: an overlap breaks a line in two, and shows as a race.
 TEST_F(SerialLinkTest, LinksOnDifferentPortsNeverOverlap) {
   const auto write_lines = [&](int port, std::string_view text) {
