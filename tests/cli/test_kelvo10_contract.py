@@ -9,11 +9,14 @@ import os
 import re
 import select
 import struct
+import subprocess
 import termios
 import time
 import tty
+import unittest
 import xml.etree.ElementTree
 
+import contract
 from contract import NO_ANSWER, NO_PORT, UNDER_WINE, ContractTest, main, sets
 from instruments import kelvo10
 from range_calibrator_stream import RESET, encode, record, word
@@ -161,6 +164,14 @@ class Kelvo10Test(ContractTest):
         header, *lines = text.splitlines()
         self.assertTrue(text.endswith("\n") and "12.345" not in header, text)
         self.assertEqual(["12.345" in entry for entry in lines], [True] * len(rows))
+
+    @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
+    def test_closed_standard_streams_are_not_the_line(self):
+        unit, rows = self.instrument(), self.folder / "rows.csv"
+        closed = ["sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", contract.ULIX, "scan", "kelvo10", "--port", unit.device]
+        done = subprocess.run([*closed, "--period", "100", "--count", "3", "--csv", rows], env=self.env, timeout=60, check=False)
+        self.assertEqual((done.returncode, len(rows.read_text().splitlines())), (0, 4))
+        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
 
     def send(self, *args):
         unit = self.instrument()
