@@ -173,6 +173,25 @@ class Kelvo10Test(ContractTest):
         self.assertEqual((done.returncode, len(rows.read_text().splitlines())), (0, 4))
         self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
 
+    @unittest.skipIf(UNDER_WINE, "it has other links and modes")
+    def test_a_file_is_replaced_and_nothing_else(self):
+        target, link, others, pipe = (self.folder / name for name in ("kept.cfg", "link.cfg", "link.cfg.new", "pipe"))
+        link.symlink_to("kept.cfg")
+        others.write_text("mine")
+        save = ["config", "kelvo10", "show", "--save"]
+        self.succeed(*save, link)  # which leads nowhere as yet
+        whole = target.read_bytes()
+        target.write_text("before")
+        target.chmod(0o640)
+        self.succeed(*save, link)
+        self.assertEqual((target.read_bytes(), target.stat().st_mode & 0o777, link.is_symlink()), (whole, 0o640, True))
+        os.mkfifo(pipe)
+        saving = self.start(*save, pipe)
+        self.assertEqual(pipe.read_bytes(), whole)
+        self.assertEqual((saving.wait(20), pipe.is_fifo()), (0, True))
+        self.assertEqual(self.ulix(*save, self.folder)[1:], ("", f"ulix: 0x8003001D Unable to write {self.folder}\n"))
+        self.assertEqual((others.read_text(), sorted(self.folder.iterdir())), ("mine", [target, link, others, pipe]))
+
     def send(self, *args):
         unit = self.instrument()
         status, _, err = self.ulix("config", "kelvo10", "send", "--port", unit.device, *args)
