@@ -173,6 +173,19 @@ class Kelvo10Test(ContractTest):
         self.assertEqual((done.returncode, len(rows.read_text().splitlines())), (0, 4))
         self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
 
+    @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
+    def test_an_output_that_is_lost_costs_no_other(self):
+        rows, plot, page = (self.folder / name for name in ("rows.csv", "plot.svg", "page.html"))
+        process = self.start("scan", "kelvo10", "--port", self.instrument().device, "--period", "100", "--csv", rows,
+                             "--plot", plot, "--report", page)
+        self.read_line(process)
+        process.stdout.close()
+        self.assertEqual((process.wait(20), process.stderr.read()),
+                         (1, b"ulix: 0x8003001D Unable to write to standard output\n"))
+        self.assertIn("<svg", page.read_text("utf-8"))
+        self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
+        self.assertGreaterEqual(len(rows.read_text().splitlines()), 3)
+
     @unittest.skipIf(UNDER_WINE, "it has other links and modes")
     def test_a_file_is_replaced_and_nothing_else(self):
         target, link, others, pipe = (self.folder / name for name in ("kept.cfg", "link.cfg", "link.cfg.new", "pipe"))
