@@ -105,6 +105,7 @@ class Reporter {
 
 void Acquire(Session& session, std::span<const Channel> channels, const ScanPlan& plan, Reporter& reporter) {
   const std::atomic<bool>& interrupted = CatchInterrupts();
+  if (interrupted) return;
   const auto queue = std::make_shared<ReportQueue>();
   const Subscription subscription(session.instrument().events(), queue);
   Group group(session, channels, plan.settings);
