@@ -7,7 +7,8 @@
 namespace ulix {
 
 enum class TraceDirection { kSent, kReceived };
-// Told of every piece that went over a link, on the thread that moved it.
+// Told of every piece that went over a link, on the thread that moved it and as soon as it has. What is sent comes as a
+// whole message.
 using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
 
 }  // namespace ulix

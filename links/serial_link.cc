@@ -157,33 +157,41 @@ bool SerialLink::Apply(const platform::SerialTimeouts& timeouts) {
 }
 
 HRESULT SerialLink::WriteString(std::string_view text, std::uint32_t timeout_ms) {
-  return WithPort([&] { return WriteTextLocked(text, timeout_ms); });
+  return WriteLine(text, '\0', timeout_ms);
 }
 
 HRESULT SerialLink::WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms) {
   return WithPort([&] {
-    const HRESULT result = WriteTextLocked(text, timeout_ms);
-    if (Failed(result) || terminator == '\0') return result;
-    return WriteTextLocked(std::string_view(&terminator, 1), timeout_ms);
+    std::string sent;
+    HRESULT result = WriteTextLocked(text, timeout_ms, sent);
+    const std::string_view end(&terminator, terminator == '\0' ? 0 : 1);
+    if (Succeeded(result) && !end.empty()) result = WriteTextLocked(end, timeout_ms, sent);
+    Trace(TraceDirection::kSent, sent);
+    return result;
   });
 }
 
 HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms) {
-  return WithPort([&] { return WriteLocked(bytes, timeout_ms); });
+  return WithPort([&] {
+    std::string sent;
+    const HRESULT result = WriteLocked(bytes, timeout_ms, sent);
+    Trace(TraceDirection::kSent, sent);
+    return result;
+  });
 }
 
-HRESULT SerialLink::WriteTextLocked(std::string_view text, std::uint32_t timeout_ms) {
+HRESULT SerialLink::WriteTextLocked(std::string_view text, std::uint32_t timeout_ms, std::string& sent) {
   std::string oem(text);
   platform::OemFromAnsi(oem);
-  return WriteLocked(oem, timeout_ms);
+  return WriteLocked(oem, timeout_ms, sent);
 }
 
-HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms) {
+HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms, std::string& sent) {
   const platform::SerialTimeouts saved = timeouts();
   if (timeout_ms != 0 && !Apply({saved.read_ms, timeout_ms})) return serialCommErrUnableToWriteComm;
   const platform::IoResult written = port_->Write(bytes);
   Note(written);
-  Trace(TraceDirection::kSent, bytes.substr(0, written.count));
+  sent += bytes.substr(0, written.count);
   if (written.outcome != platform::IoOutcome::kComplete) {
     port_->ClearError();
     return serialCommErrUnableToWriteComm;  // the given timeout stays in force, as programs have come to expect

@@ -99,8 +99,9 @@ class SerialLink {
   std::unique_ptr<platform::SerialPort> OpenConfigured();
   HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
   HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
-  HRESULT WriteTextLocked(std::string_view text, std::uint32_t timeout_ms);
-  HRESULT WriteLocked(std::string_view bytes, std::uint32_t timeout_ms);
+  // They append to `sent` what went out, for one trace of all that belongs together.
+  HRESULT WriteTextLocked(std::string_view text, std::uint32_t timeout_ms, std::string& sent);
+  HRESULT WriteLocked(std::string_view bytes, std::uint32_t timeout_ms, std::string& sent);
   // The timeouts in force, kept beside the port so that GetTimeouts needs no lock.
   platform::SerialTimeouts timeouts() const;
   void Remember(const platform::SerialTimeouts& timeouts);
