@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <span>
@@ -23,8 +24,19 @@ class InputFile {
 // Null when there is no such file, it is no ordinary one, or a writer has it.
 std::unique_ptr<InputFile> OpenExcludingWriters(const std::string& path);
 
-// A file written beside its name ("NAME.new") and put in place when whole. Until then, and if it never comes to that,
-// the file that had the name stays as it was and nothing is left behind.
+// A file's name, in the system's narrow encoding, as a path.
+std::filesystem::path PathOf(const std::string& name);
+
+// Whether the name is that of a folder, a pipe, a device: of something that is there and is no ordinary file.
+bool IsNoFile(const std::filesystem::path& path);
+
+// Makes an empty file where there is none of any kind; false when that cannot be done. Its mode, and its owner where
+// the system lets us, are those of `original`, if there is one.
+bool CreateLike(const std::filesystem::path& original, const std::filesystem::path& path);
+
+// A file written beside its name ("NAME.a1b2c3d4.new") and put in place when whole. Until then, and if it never comes
+// to that, the file that had the name stays as it was and nothing is left behind. A link stays one: what it leads to is
+// replaced. What is there but is no file, such as a pipe or a device, is kept and gets all of it at once.
 class NewFile {
  public:
   explicit NewFile(const std::string& path);
@@ -33,16 +45,19 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   // Whether all went well so far.
-  bool good() const { return static_cast<bool>(file_); }
+  bool good() const { return !replaces_ || static_cast<bool>(file_); }
   bool Write(std::string_view bytes);
   bool Commit();
 
-  static std::string Beside(const std::string& path) { return path + ".new"; }
-
  private:
-  std::string path_;
+  bool CreateBeside();
+  bool HandOver();
+
+  std::filesystem::path path_;    // of what is written in the end, links followed
+  bool replaces_ = true;          // false where IsNoFile
+  std::filesystem::path beside_;  // empty while there is none
   std::ofstream file_;
-  bool created_ = false;
+  std::string kept_;  // for what is no file
 };
 
 }  // namespace ulix::platform

@@ -1,29 +1,79 @@
+#include <array>
+#include <cstdio>
 #include <filesystem>
+#include <random>
 
 #include "platform/files.h"
 
 namespace ulix::platform {
+namespace {
 
-NewFile::NewFile(const std::string& path)
-    : path_(path), file_(Beside(path), std::ios::binary | std::ios::trunc), created_(file_.is_open()) {}
+namespace fs = std::filesystem;
+
+// Where the name leads; also when nothing is there yet.
+fs::path LinksFollowed(fs::path path) {
+  constexpr int kMostLinks = 40;  // more go round in a circle
+  std::error_code failed;
+  for (int followed = 0; followed < kMostLinks && fs::is_symlink(path, failed); ++followed) {
+    path = path.parent_path() / fs::read_symlink(path, failed);
+  }
+  return path;
+}
+
+fs::path RandomName(fs::path path) {
+  std::array<char, 16> suffix{};
+  std::snprintf(suffix.data(), suffix.size(), ".%08x.new", std::random_device()());
+  return path += suffix.data();
+}
+
+}  // namespace
+
+NewFile::NewFile(const std::string& path) : path_(PathOf(path)), replaces_(!IsNoFile(path_)) {
+  if (!replaces_) return;
+  path_ = LinksFollowed(path_);
+  if (CreateBeside()) {
+    file_.open(beside_, std::ios::binary | std::ios::trunc);
+  } else {
+    file_.setstate(std::ios::failbit);
+  }
+}
 
 NewFile::~NewFile() {
   file_.close();
   std::error_code ignored;
-  if (created_) std::filesystem::remove(Beside(path_), ignored);
+  if (!beside_.empty()) fs::remove(beside_, ignored);
+}
+
+// A name that somebody has is his.
+bool NewFile::CreateBeside() {
+  constexpr int kMostNames = 10;
+  for (int tried = 0; tried < kMostNames && beside_.empty(); ++tried) {
+    const fs::path name = RandomName(path_);
+    if (CreateLike(path_, name)) beside_ = name;
+  }
+  return !beside_.empty();
 }
 
 bool NewFile::Write(std::string_view bytes) {
+  if (!replaces_) return kept_ += bytes, true;
   return static_cast<bool>(file_.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
 bool NewFile::Commit() {
+  if (!replaces_) return HandOver();
   file_.close();
   std::error_code failed;
-  if (file_) std::filesystem::rename(Beside(path_), path_, failed);
+  if (file_) fs::rename(beside_, path_, failed);
   if (!file_ || failed) return false;
-  created_ = false;
+  beside_.clear();
   return true;
+}
+
+bool NewFile::HandOver() {
+  file_.open(path_, std::ios::binary);
+  file_ << kept_;
+  file_.close();
+  return static_cast<bool>(file_);
 }
 
 }  // namespace ulix::platform

@@ -7,8 +7,9 @@
 
 namespace ulix::platform {
 
-// Sees to it that UTF-8 on standard output and standard error shows as it is meant, until the program ends.
-void ShowUtf8();
+// Before anything else is opened. Sees to it that UTF-8 on standard output and standard error shows as it is meant,
+// until the program ends, and that whatever is opened later never takes the place of a standard stream that is closed.
+void PrepareStandardStreams();
 
 // Whether standard output is a terminal that moves its cursor; makes it understand escape sequences where it has to be
 // told.

@@ -1,5 +1,6 @@
 #include "platform/terminal.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -18,7 +19,15 @@ winsize OutputSize() {
 
 }  // namespace
 
-void ShowUtf8() {}  // the user's terminal takes what the user's locale says
+// The user's terminal takes what the user's locale says. The system gives the lowest free number to what is opened
+// next.
+void PrepareStandardStreams() {
+  int opened = -1;
+  do {
+    opened = open("/dev/null", O_RDWR);
+  } while (opened >= 0 && opened <= STDERR_FILENO);
+  if (opened >= 0) close(opened);
+}
 
 bool OutputIsTerminal() {
   const char* kind = std::getenv("TERM");

@@ -32,7 +32,8 @@ std::string Utf8(const std::wstring& wide) {
 
 }  // namespace
 
-void ShowUtf8() { static const Utf8Output until_the_program_ends; }
+// Handles of standard streams are not given to others.
+void PrepareStandardStreams() { static const Utf8Output until_the_program_ends; }
 
 bool OutputIsTerminal() {
   DWORD mode = 0;

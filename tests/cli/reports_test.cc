@@ -78,17 +78,20 @@ TEST(TableTest, AlignsByCharactersAndWrapsTheLastColumn) {
 TEST(WireLogTest, MakesLinesOfThePiecesOnTheWire) {
   std::vector<std::string> lines;
   {
-    WireLog log([&](TraceDirection direction, const std::string& bytes) {
+    WireLog log([&](TraceDirection direction, Date, const std::string& bytes) {
       lines.push_back((direction == TraceDirection::kSent ? ">" : "<") + bytes);
     });
-    log.Add(TraceDirection::kSent, "*IDN?");
-    log.Add(TraceDirection::kSent, "\n");
+    log.Add(TraceDirection::kSent, "*IDN?\n");
+    log.Add(TraceDirection::kSent, "t\r");
+    EXPECT_EQ(lines.size(), 2U) << "while nothing answers";
     log.Add(TraceDirection::kReceived,
             "\x02"
             "A\xB0\r\nB");
+    for (const char* byte : {"o", "l", "d"}) log.Add(TraceDirection::kReceived, byte);
     log.Add(TraceDirection::kSent, "\x06");
+    log.Add(TraceDirection::kReceived, "\x15");
   }
-  EXPECT_THAT(lines, ElementsAre(">*IDN?<LF>", "<<0x02>A<0xB0><CR><LF>", "<B", "><0x06>"));
+  EXPECT_THAT(lines, ElementsAre(">*IDN?<LF>", ">t<CR>", "<<0x02>A<0xB0><CR><LF>", "<B", "<old", "><0x06>", "<<0x15>"));
 }
 
 }  // namespace

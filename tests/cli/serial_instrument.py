@@ -72,6 +72,10 @@ class SerialInstrument:
     def times(self, command):
         return [when for when, text in self.commands if text == command]
 
+    def wait_for(self, command):
+        """Until it has come."""
+        self._wait(lambda: self.times(command))
+
     def wait_sent(self):
         """Until every ordered reply has left."""
         self._wait(lambda: not self._outbox)

@@ -124,6 +124,15 @@ class Adt761ContractTest(ContractTest):
         self.succeed("scan", "adt761", "PRESSURE", "--period", "100", "--count", "1", "--csv", rows, "--port", unit.device)
         self.assertIn("PRESSURE (psi)", rows.read_text())
 
+    def test_whoever_stops_a_scan_before_its_first_row_gets_the_instrument_back(self):
+        unit, rows, plot = self.instrument({":R:MITEM": Reply(b":F:MITEM:V\0", delay=0.5)}), *map(
+            self.folder.joinpath, ("rows.csv", "plot.svg"))
+        scan = self.start("scan", "adt761", "0", "--period", "100", "--csv", rows, "--plot", plot, "--port", unit.device)
+        unit.wait_for("\x01:R:MITEM")
+        self.assertEqual(self.interrupt(scan), (0, "", ""))
+        self.assert_said(unit, ":R:MITEM", ":R:MVAL")
+        self.assertEqual((rows.read_text(), plot.exists()), ("time,VOLTAGE (V),VOLTAGE error\n", True))
+
 
 if __name__ == "__main__":
     contract.main()

@@ -9,11 +9,14 @@ import os
 import re
 import select
 import struct
+import subprocess
 import termios
 import time
 import tty
+import unittest
 import xml.etree.ElementTree
 
+import contract
 from contract import NO_ANSWER, NO_PORT, UNDER_WINE, ContractTest, main, sets
 from instruments import kelvo10
 from range_calibrator_stream import RESET, encode, record, word
@@ -161,6 +164,46 @@ class Kelvo10Test(ContractTest):
         header, *lines = text.splitlines()
         self.assertTrue(text.endswith("\n") and "12.345" not in header, text)
         self.assertEqual(["12.345" in entry for entry in lines], [True] * len(rows))
+
+    @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
+    def test_closed_standard_streams_are_not_the_line(self):
+        unit, rows = self.instrument(), self.folder / "rows.csv"
+        closed = ["sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", contract.ULIX, "scan", "kelvo10", "--port", unit.device]
+        done = subprocess.run([*closed, "--period", "100", "--count", "3", "--csv", rows], env=self.env, timeout=60, check=False)
+        self.assertEqual((done.returncode, len(rows.read_text().splitlines())), (0, 4))
+        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
+
+    @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
+    def test_an_output_that_is_lost_costs_no_other(self):
+        rows, plot, page = (self.folder / name for name in ("rows.csv", "plot.svg", "page.html"))
+        process = self.start("scan", "kelvo10", "--port", self.instrument().device, "--period", "100", "--csv", rows,
+                             "--plot", plot, "--report", page)
+        self.read_line(process)
+        process.stdout.close()
+        self.assertEqual((process.wait(20), process.stderr.read()),
+                         (1, b"ulix: 0x8003001D Unable to write to standard output\n"))
+        self.assertIn("<svg", page.read_text("utf-8"))
+        self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
+        self.assertGreaterEqual(len(rows.read_text().splitlines()), 3)
+
+    @unittest.skipIf(UNDER_WINE, "it has other links and modes")
+    def test_a_file_is_replaced_and_nothing_else(self):
+        target, link, others, pipe = (self.folder / name for name in ("kept.cfg", "link.cfg", "link.cfg.new", "pipe"))
+        link.symlink_to("kept.cfg")
+        others.write_text("mine")
+        save = ["config", "kelvo10", "show", "--save"]
+        self.succeed(*save, link)  # which leads nowhere as yet
+        whole = target.read_bytes()
+        target.write_text("before")
+        target.chmod(0o640)
+        self.succeed(*save, link)
+        self.assertEqual((target.read_bytes(), target.stat().st_mode & 0o777, link.is_symlink()), (whole, 0o640, True))
+        os.mkfifo(pipe)
+        saving = self.start(*save, pipe)
+        self.assertEqual(pipe.read_bytes(), whole)
+        self.assertEqual((saving.wait(20), pipe.is_fifo()), (0, True))
+        self.assertEqual(self.ulix(*save, self.folder)[1:], ("", f"ulix: 0x8003001D Unable to write {self.folder}\n"))
+        self.assertEqual((others.read_text(), sorted(self.folder.iterdir())), ("mine", [target, link, others, pipe]))
 
     def send(self, *args):
         unit = self.instrument()

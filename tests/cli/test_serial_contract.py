@@ -292,6 +292,16 @@ class SerialTest(ContractTest):
                 self.assertEqual((got.result, got.text), (expected, self.text_of(expected)))
                 self.assertTrue(wait * 0.9 <= got.seconds <= wait + 4, f"took {got.seconds:.2f} s")  # on a busy machine
 
+    def test_a_trace_has_the_times_of_the_exchange(self):
+        unit = self.plug_in(SerialInstrument(instruments.HART, {"t": Reply(b"t: 23.50\r", delay=0.5), "s": SILENCE}))
+        _, _, trace = self.ulix("read", "hart", "--port", unit.device, "--trace")
+        lines = [line.split(" ", 1) for line in trace.splitlines() if line[:1].isdigit()]
+        self.assertEqual([text for _, text in lines],
+                         ["> lf=of<CR>", "> du=h<CR>", "> sa=0<CR>", "> t<CR>", "< t: 23.50<CR>", "> s<CR>"])
+        seconds = [float(stamp.rsplit(":", 1)[1]) for stamp, _ in lines]
+        self.assertGreater((seconds[4] - seconds[3]) % 60, 0.4, trace)
+        self.assertLess((seconds[5] - seconds[4]) % 60, 0.9, trace)
+
     def text_of(self, expected):
         return TEXTS.get(expected[0] if isinstance(expected, list) else expected, [""])[0]
 

@@ -108,7 +108,7 @@ int Complain(int status, const std::string& what) {
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
-  platform::ShowUtf8();
+  platform::PrepareStandardStreams();
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();

@@ -71,7 +71,7 @@ class Bench {
 class WireTap {
  public:
   LinkTrace Trace() {
-    return TraceTo([this](TraceDirection direction, const std::string& bytes) {
+    return TraceTo([this](TraceDirection direction, Date, const std::string& bytes) {
       const std::lock_guard lock(mutex_);
       lines_[direction == TraceDirection::kSent ? 0 : 1].push_back(bytes);
     });

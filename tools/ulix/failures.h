@@ -1,6 +1,7 @@
 // How a verb ends early: what the user typed is wrong, or the instrument, the link or a file failed.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -23,6 +24,29 @@ inline constexpr HRESULT kWriteFault = static_cast<HRESULT>(0x8003001DU);
 class OperationFailed : public std::runtime_error {
  public:
   OperationFailed(HRESULT code, const std::string& text);
+};
+
+// Keeps the first of what several attempts throw for when it can be reported.
+class FirstFailure {
+ public:
+  // Whether it threw nothing.
+  template <typename Call>
+  bool Attempt(Call&& call) {
+    try {
+      call();
+      return true;
+    } catch (...) {
+      if (!thrown_) thrown_ = std::current_exception();
+      return false;
+    }
+  }
+  explicit operator bool() const { return thrown_ != nullptr; }
+  void Rethrow() const {
+    if (thrown_) std::rethrow_exception(thrown_);
+  }
+
+ private:
+  std::exception_ptr thrown_;
 };
 
 // The system's own text of one of its codes that members of an instrument give, in UTF-8; empty for any other code.

@@ -13,15 +13,20 @@ extern "C" void OnInterrupt(int signal) {
   std::signal(signal, SIG_DFL);
 }
 
-}  // namespace
-
-const std::atomic<bool>& CatchInterrupts() {
+bool Catch() {
   std::signal(SIGINT, OnInterrupt);
   std::signal(SIGTERM, OnInterrupt);
 // Not every C library has this one.
 #ifdef SIGPIPE
   std::signal(SIGPIPE, SIG_IGN);
 #endif
+  return true;
+}
+
+}  // namespace
+
+const std::atomic<bool>& CatchInterrupts() {
+  [[maybe_unused]] static const bool caught = Catch();
   return interrupted;
 }
 

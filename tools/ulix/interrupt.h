@@ -6,7 +6,8 @@
 namespace ulix::cli {
 
 // From here on the first Ctrl-C (or SIGTERM) only raises the flag; a second one ends the program as usual. A reader of
-// our output who leaves shows as a failed write instead of ending us before the instrument is handed back.
+// our output who leaves shows as a failed write instead of ending us before the instrument is handed back. Asked again
+// it changes nothing.
 const std::atomic<bool>& CatchInterrupts();
 
 }  // namespace ulix::cli

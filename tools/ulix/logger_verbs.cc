@@ -119,22 +119,17 @@ class Guarded final : public RecordSink {
   HRESULT Complete() override {
     return Guard([&] { return sink_.Complete(); });
   }
-  void Rethrow() const {
-    if (thrown_) std::rethrow_exception(thrown_);
-  }
+  void Rethrow() const { failure_.Rethrow(); }
 
  private:
   template <typename Call>
   HRESULT Guard(Call&& call) {
-    try {
-      return call();
-    } catch (...) {
-      thrown_ = std::current_exception();
-      return kWriteFault;
-    }
+    HRESULT result = kWriteFault;
+    failure_.Attempt([&] { result = call(); });
+    return result;
   }
   RecordSink& sink_;
-  std::exception_ptr thrown_;
+  FirstFailure failure_;
 };
 
 int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options, std::int32_t block) {

@@ -132,14 +132,16 @@ void Tell(const std::string& text) {
 
 void CheckWritable(const std::string& path) {
   std::error_code ignored;
-  const bool existed = std::filesystem::exists(path, ignored);
-  if (!std::ofstream(path, std::ios::binary | std::ios::app)) throw CannotWrite(path);
-  if (!existed) std::filesystem::remove(path, ignored);
+  // A pipe is opened once: its reader takes the end of what came for the end of all.
+  if (std::filesystem::is_fifo(path, ignored)) return;
+  const bool there = std::filesystem::exists(path, ignored);
+  const bool writable = there ? std::ofstream(path, std::ios::app).is_open() : platform::NewFile(path).good();
+  if (!writable) throw CannotWrite(path);
 }
 
 void CheckReplaceable(const std::string& path) {
   CheckWritable(path);
-  CheckWritable(platform::NewFile::Beside(path));
+  if (!platform::NewFile(path).good()) throw CannotWrite(path);
 }
 
 void WriteWholeFile(const std::string& path, std::string_view bytes) {

@@ -67,7 +67,8 @@ void PrintLine(const std::string& line);
 void Tell(const std::string& text);
 
 // Each is an OperationFailed when the file cannot be written (read). The checks leave nothing behind. A whole file is
-// written beside the old one and takes its place, so that there is never half of it; CheckReplaceable is for that.
+// written beside the old one and takes its place, so that there is never half of it; CheckReplaceable is for that. What
+// is no file, such as a pipe or a device, is written to and stays what it is.
 void CheckWritable(const std::string& path);
 void CheckReplaceable(const std::string& path);
 void WriteWholeFile(const std::string& path, std::string_view bytes);

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
 
 namespace ulix::cli {
@@ -76,31 +77,38 @@ class Subscription {
   std::uint32_t cookie_;
 };
 
-// Shows reports until the plan's count is reached.
+// Shows reports until the plan's count is reached or an output fails, which then gets no more.
 class Reporter {
  public:
   Reporter(const ScanPlan& plan, ScanOutputs& outputs) : plan_(plan), outputs_(outputs) {}
-  bool Wanted() const { return !plan_.count || shown_ < *plan_.count; }
+  bool Wanted() const { return !failure_ && (!plan_.count || shown_ < *plan_.count); }
   void Show(const ScanReport& report) {
-    for (const auto& output : outputs_) output->Show(report);
+    std::erase_if(outputs_, [&](const auto& output) { return !failure_.Attempt([&] { output->Show(report); }); });
     ++shown_;
+  }
+  // Whatever goes wrong from the first report on, those that took it keep it.
+  template <typename Call>
+  void FillWith(Call&& acquire) {
+    failure_.Attempt(acquire);
+    if (shown_ == 0) failure_.Rethrow();
+    for (const auto& output : outputs_) failure_.Attempt([&] { output->Finish(); });
+    failure_.Rethrow();
   }
   std::uint64_t shown() const { return shown_; }
 
  private:
   const ScanPlan& plan_;
   ScanOutputs& outputs_;
+  FirstFailure failure_;
   std::uint64_t shown_ = 0;
 };
 
-}  // namespace
-
-std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const ScanPlan& plan, ScanOutputs& outputs) {
+void Acquire(Session& session, std::span<const Channel> channels, const ScanPlan& plan, Reporter& reporter) {
   const std::atomic<bool>& interrupted = CatchInterrupts();
+  if (interrupted) return;
   const auto queue = std::make_shared<ReportQueue>();
   const Subscription subscription(session.instrument().events(), queue);
   Group group(session, channels, plan.settings);
-  Reporter reporter(plan, outputs);
 
   group.Run();
   const auto started = std::chrono::steady_clock::now();
@@ -117,7 +125,13 @@ std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const
     if (!report) break;
     reporter.Show(*report);
   }
-  for (const auto& output : outputs) output->Finish();
+}
+
+}  // namespace
+
+std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const ScanPlan& plan, ScanOutputs& outputs) {
+  Reporter reporter(plan, outputs);
+  reporter.FillWith([&] { Acquire(session, channels, plan, reporter); });
   return reporter.shown();
 }
 

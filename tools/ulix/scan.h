@@ -36,7 +36,9 @@ struct ScanPlan {
   std::optional<double> duration_s;
 };
 
-// How many reports there were. The session is connected, and keeps nothing of the group.
+// How many reports there were. The first output that fails ends the scan; the others are finished before its failure is
+// thrown, and so are all of them when the instrument fails after the first report. The session is connected, and keeps
+// nothing of the group.
 std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const ScanPlan& plan, ScanOutputs& outputs);
 
 // One reading of each channel, in their order. A channel that could not be asked has a code of its own as well.

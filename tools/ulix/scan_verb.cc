@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/numbers.h"
+#include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan_output.h"
 #include "tools/ulix/scan_verb.h"
@@ -51,6 +52,7 @@ bool ShowsUnits(const ScanOptions& options) {
 
 int Scan(const ScanOptions& options) {
   Session session(options.connection);
+  const auto& interrupted = CatchInterrupts();
   auto channels = SelectInputs(session.Channels(), options.channels);
   if (!options.csv_file.empty()) CheckWritable(options.csv_file);
   for (const std::string& file : {options.plot_file, options.report_file}) {
@@ -58,7 +60,7 @@ int Scan(const ScanOptions& options) {
   }
   session.Connect();
   // One reading more, so that what is kept has its unit.
-  if (session.instrument().card().units_with_readings && ShowsUnits(options)) {
+  if (session.instrument().card().units_with_readings && ShowsUnits(options) && !interrupted) {
     ReadOnce(session, channels, options.connection.timeout_ms);
     channels = session.WithUnits(channels);
   }

@@ -32,14 +32,18 @@ void WireLog::Add(TraceDirection direction, std::string_view bytes) {
   const std::lock_guard lock(mutex_);
   if (direction != direction_) Flush();
   direction_ = direction;
+  const Date now = SystemClock().LocalTime();
   for (const char c : bytes) {
+    if (pending_.empty()) began_ = now;
     pending_ += c;
     if (c == '\n') Flush();
   }
+  const bool one_of_many = direction == TraceDirection::kReceived && bytes.size() == 1;
+  if (!one_of_many) Flush();
 }
 
 void WireLog::Flush() {
-  if (!pending_.empty()) line_(direction_, VisibleBytes(pending_));
+  if (!pending_.empty()) line_(direction_, began_, VisibleBytes(pending_));
   pending_.clear();
 }
 
@@ -49,9 +53,9 @@ LinkTrace TraceTo(WireLog::Line line) {
 }
 
 LinkTrace TraceToStandardError() {
-  return TraceTo([](TraceDirection direction, const std::string& bytes) {
+  return TraceTo([](TraceDirection direction, Date began, const std::string& bytes) {
     const char* arrow = direction == TraceDirection::kSent ? " > " : " < ";
-    std::cerr << IsoTime(SystemClock().LocalTime()).substr(11) + arrow + bytes + "\n";
+    std::cerr << IsoTime(began).substr(11) + arrow + bytes + "\n";
   });
 }
 

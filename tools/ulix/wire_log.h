@@ -6,18 +6,20 @@
 #include <string>
 #include <string_view>
 
-#include "links/serial_link.h"
+#include "base/date.h"
+#include "links/link_trace.h"
 
 namespace ulix::cli {
 
 // Printable characters as they are; line ends as <LF> and <CR>, every other byte as <0x02>.
 std::string VisibleBytes(std::string_view bytes);
 
-// Puts the pieces that a link moves together again: one line of text for each run of bytes in one direction, ended by a
-// line feed on the wire or by the other side's turn. Any thread may call it.
+// One line of text for each message that a link moves, as soon as it has moved it. Bytes that are received one by one
+// are put together again, up to a line feed or to whatever comes next. Any thread may call it.
 class WireLog {
  public:
-  using Line = std::function<void(TraceDirection direction, const std::string& bytes)>;
+  // `began` is the local time when the first of the bytes had come or gone.
+  using Line = std::function<void(TraceDirection direction, Date began, const std::string& bytes)>;
   // `line` gets the bytes made visible, on the thread that moved the last of them.
   explicit WireLog(Line line) : line_(std::move(line)) {}
   // Hands out what has no end yet.
@@ -34,6 +36,7 @@ class WireLog {
   std::mutex mutex_;
   TraceDirection direction_ = TraceDirection::kSent;  // guarded by mutex_, as pending_
   std::string pending_;
+  Date began_ = 0;
 };
 
 // A link's trace that hands each line to `line`.

@@ -61,8 +61,7 @@ bool Adt761Driver::IsLandmark(std::string_view reply) const {
 
 HRESULT Adt761Driver::Transmit(std::string_view text) {
   const auto prefix = static_cast<char>(CodeIn(*settings().Current(), kSettings[kFramePrefix]));
-  if (const HRESULT result = link().WriteBytes({&prefix, 1}, 0); Failed(result)) return result;
-  return link().WriteBytes(std::string(text) + '\0', 0);
+  return link().WriteBytes(prefix + std::string(text) + '\0', 0);
 }
 
 Expected<std::string> Adt761Driver::Ask(std::string_view text, int longest) {
