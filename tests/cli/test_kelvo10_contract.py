@@ -264,7 +264,11 @@ class Kelvo10Test(ContractTest):
         unit = self.instrument()
         for args, named in [("frobnicate", "frobnicate"), ("read kelvo11", "kelvo11"), ("read kelvo10 CH7", "CH7"),
                             ("read kelvo10 5", r"\b5\b"), ("set kelvo10 OUT nan", "nan"),
-                            ("set kelvo10 OUT", "VALUE"), ("read kelvo10 --set nonsense=1", "nonsense"),
+                            ("set kelvo10 OUT", "VALUE: .*a number"), ("read", "MODEL: .*takes"),
+                            ("memory memolog clear 1 0x3 --port sim", "N: .*0 to 4294967295"),
+                            ("scan kelvo10 --period 500 --dead-time-max -1", "--dead-time-max: .*takes"),
+                            ("scan kelvo10 --period 500 --dead-band 1e39", "--dead-band: .*takes"),
+                            ("read kelvo10 --set nonsense=1", "nonsense"),
                             ("read kelvo10 --set input-function=BOGUS", "input-function"), ("error zz", "zz"),
                             ("read kelvo10 --set input-function", "input-function"), ("config kelvo10 shew", "shew"),
                             ("scan kelvo10 --count 1", "--period"), ("scan kelvo10 --period x", "--period"),

@@ -161,8 +161,8 @@ class MemologTest(contract.ContractTest):
 
     def test_clearing(self):
         logger = self.logger()
-        logger.blocks[100] = [measurement(1, 0, 1)] * 9
-        for count, on_wire, left in (4, 4, 5), (65536, 0, 0):
+        logger.blocks[100] = [measurement(1, 0, 1)] * 30
+        for count, on_wire, left in ("010", 10, 20), (65536, 0, 0):
             self.succeed("memory", "memolog", "clear", 99, count, *logger.where)
             self.assertEqual(logger.requests[-1], (WRITE, FRAME, [10, 4, 22, 100, 2, on_wire]))
             self.assertEqual(len(logger.blocks[100]), left)

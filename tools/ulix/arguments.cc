@@ -1,10 +1,14 @@
 #include "tools/ulix/arguments.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "base/numbers.h"
@@ -49,7 +53,39 @@ std::string Keys(const Settings& settings) {
   return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
 }
 
+std::string NotTaken(const std::string& text, const std::string& kind, const std::string& least,
+                     const std::string& most) {
+  return "'" + text + "' is not taken; takes " + kind + " from " + least + " to " + most;
+}
+
 }  // namespace
+
+// The parser of the command line takes a leading zero for octal and 0x for hexadecimal, so it gets the digits anew.
+CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
+  const auto take = [=](std::string& text) {
+    const auto value = WholeInteger(text, 10);
+    const bool fits = value && *value >= least && *value <= most;
+    const std::string typed = std::exchange(text, std::to_string(value.value_or(0)));
+    return fits ? std::string() : NotTaken(typed, "a whole number", std::to_string(least), std::to_string(most));
+  };
+  return {take, ""};
+}
+
+CLI::Validator Number(float least, float most) {
+  const auto take = [=](const std::string& text) {
+    const auto value = ParseDecimal(text);
+    const bool fits = value && *value >= least && *value <= most;
+    return fits ? std::string() : NotTaken(text, "a number", FormatShortest(least), FormatShortest(most));
+  };
+  return {take, ""};
+}
+
+std::string MissingText(const CLI::Option& option) {
+  std::string takes = option.get_description();
+  takes.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(takes.front())));
+  const std::string type = option.get_type_name();
+  return "is missing; takes " + (type.empty() ? takes : type + " (" + takes + ")");
+}
 
 PortArgument ParsePort(std::string_view text) {
   if (EqualIgnoringCase(text, "sim")) return SimulatedPort{};

@@ -10,7 +10,20 @@
 #include "base/result.h"
 #include "drivers/settings.h"
 
+namespace CLI {
+class Option;
+class Validator;
+}  // namespace CLI
+
 namespace ulix::cli {
+
+// What an option takes, to be given to its transform(): a whole number in decimal digits, whatever zeros lead it, and a
+// number with a point; both bounds are taken.
+CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
+CLI::Validator Number(float least, float most);
+
+// What is said of an option that is required and missing.
+std::string MissingText(const CLI::Option& option);
 
 struct SimulatedPort {};
 // A port number, a device path, or the model's own simulator.

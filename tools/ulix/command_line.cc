@@ -8,6 +8,7 @@
 #include <map>
 
 #include "platform/terminal.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/verbs.h"
 
@@ -77,6 +78,12 @@ std::string WhichVerb(const std::vector<std::string>& typed) {
   return message;
 }
 
+void CheckNothingIsMissing(const CLI::App& verb) {
+  const auto missing = [](const CLI::Option* option) { return option->get_required() && option->empty(); };
+  for (const CLI::Option* option : verb.get_options(missing))
+    throw UsageError(option->get_name(), MissingText(*option));
+}
+
 int RunVerb(int argc, char** argv) {
   CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
   app.set_version_flag("--version", "ulix " + VersionText());
@@ -94,6 +101,7 @@ int RunVerb(int argc, char** argv) {
     return app.exit(asked);
   } catch (const CLI::RequiredError&) {
     if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(app.remaining()));
+    CheckNothingIsMissing(*app.get_subcommands().front());
     throw;
   }
   return actions.at(app.get_subcommands().front())();

@@ -141,11 +141,11 @@ void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
       ->group(kGroup);
   verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
       ->type_name("PORT")
-      ->check(CLI::Range(1, 65535).description(""))
+      ->transform(WholeNumber(1, 65535))
       ->group(kGroup);
   verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
       ->type_name("N")
-      ->check(CLI::Range(0U, 255U).description(""))
+      ->transform(WholeNumber(0, 255))
       ->group(kGroup);
 }
 
@@ -175,7 +175,7 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddNetwork(verb, options);
   verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
       ->type_name("MS")
-      ->check(CLI::Range(1U, 3600000U).description(""))
+      ->transform(WholeNumber(1, 3600000))
       ->group(kGroup);
   verb.add_option("--config", options.config_file, "Start from a saved configuration")
       ->type_name("FILE")

@@ -286,7 +286,7 @@ Action DefineDemo(CLI::App& verb) {
   verb.add_option("--seconds", options->seconds, "Of each of the two long scans")
       ->capture_default_str()
       ->type_name("S")
-      ->check(CLI::Range(2.0, 3600.0).description(""));
+      ->transform(Number(2, 3600));
   verb.add_option("--dir", options->directory, "Where the CSV and the plot go; else the temporary folder")
       ->type_name("DIR");
   return [=] { return Demo(*options); };

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "forms/words.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/memory_output.h"
@@ -206,10 +207,14 @@ Action DefineMemory(CLI::App& verb) {
                   "list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest")
       ->required()
       ->type_name("list|read|clear")
-      ->check(CLI::IsMember({"list", "read", "clear"}));
+      ->check(CLI::IsMember({"list", "read", "clear"}).description(""));
   verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99")->type_name("");
-  verb.add_option("N", options->count, "How many records to clear; 0 is all")->type_name("");
-  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")->type_name("N");
+  verb.add_option("N", options->count, "How many records to clear; 0 is all")
+      ->type_name("")
+      ->transform(WholeNumber(0, UINT32_MAX));
+  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")
+      ->type_name("N")
+      ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
   verb.add_option("--csv", options->csv_file, "Keep the records as lines of values")->type_name("FILE");
   verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
@@ -229,7 +234,7 @@ Action DefineProgram(CLI::App& verb) {
                   "check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE")
       ->required()
       ->type_name("check|send|read")
-      ->check(CLI::IsMember({"check", "send", "read"}));
+      ->check(CLI::IsMember({"check", "send", "read"}).description(""));
   verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
   AddConnection(verb, options->connection);
   verb.footer("A file that is read into is replaced only when all of the program has come.");

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
@@ -52,7 +53,7 @@ Action DefineSimulate(CLI::App& verb) {
   AddModel(verb, options->connection);
   verb.add_option("--tcp", options->tcp_port, "Serve on this port of the machine, 0 for a free one; else on a terminal")
       ->type_name("PORT")
-      ->check(CLI::Range(0, 65535).description(""));
+      ->transform(WholeNumber(0, 65535));
   verb.add_option("--set", options->properties, "Change the simulated device; may be repeated")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
