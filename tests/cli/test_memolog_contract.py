@@ -121,7 +121,7 @@ class MemologTest(contract.ContractTest):
         self.succeed("program", "memolog", "send", other, *logger.where)
         self.assertEqual([words[0] for _, address, words in logger.requests if address == FRAME], [4, 6])
         logger.refuse[5] = 0x21
-        self.fail_with("0x80041C21", "program", "memolog", "send", self.file(good), *logger.where)
+        self.fail_with("0x80041C21 The instrument's own code 33", "program", "memolog", "send", self.file(good), *logger.where)
         self.assertEqual(logger.requests[-2:], [(READ, STATUS, 1), (WRITE, FRAME, [6, 0])])
 
     def test_reading_a_block(self):

@@ -16,6 +16,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/wire_log.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -107,6 +108,14 @@ int PortNumber(const PortArgument& port) {
 std::string NotAModel(const std::string& word) {
   const auto name = [](const CatalogueEntry& entry) { return entry.card->word; };
   return FindModel(word) ? std::string() : "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name);
+}
+
+// The number by which the instrument itself calls a failure: that of a record, or the one within the model's block.
+std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
+  constexpr HRESULT kOwnCodes = 0x100;
+  if (code > 0) return code;
+  const HRESULT number = code - card.exception_code;
+  return code < card.exception_code || number >= kOwnCodes ? std::nullopt : std::optional(number);
 }
 
 constexpr char kGroup[] = "Connection";
@@ -290,7 +299,9 @@ void Session::Check(HRESULT result) {
 std::string Session::Explain(HRESULT code) {
   std::string text = ErrorText(code);
   if (text.empty()) text = SystemText(code, language_);
-  return text.empty() ? std::string(ErrorCodeName(code)) : text;
+  if (text.empty()) text = ErrorCodeName(code);
+  const auto own = OwnCode(instrument_.card(), code);
+  return text.empty() && own ? Say(CliWord::kOwnCode, language_, {std::to_string(*own)}) : text;
 }
 
 std::string Session::ErrorText(HRESULT code, bool short_text) {
