@@ -53,9 +53,10 @@ class Kelvo10Test(ContractTest):
         for port in ("5", "COM5"):
             self.assertEqual(self.succeed("identify", "kelvo10", "--port", port), "KELVO10 SN 1234 V1.0\n")
         device, missing = (r"\\.\COM5", "COM99") if UNDER_WINE else (unit.device, "/dev/pts/none")
+        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
+        self.env |= {} if UNDER_WINE else {"ULIX_COM6": os.fsdecode(b"/dev/\xff")}  # no text
         fifth = [port for port in json.loads(self.succeed("ports", "--json")) if port["number"] == 5]
         self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": device}])
-        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
         self.assertEqual(self.ulix("identify", "kelvo10", "--port", missing), (1, "", NO_PORT))
 
     def test_identification_replies(self):
@@ -255,6 +256,9 @@ class Kelvo10Test(ContractTest):
         for data in (b"\x89PNG\r\n\x1a\n, not a stream at all", b"", whole[:6]):
             status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.file(data))
             self.assertRegex(f"{status} {err}", r"\A1 ulix: 0x80070057 .+\n\Z")
+        for none in [self.folder] if UNDER_WINE else [self.folder, "/dev/zero"]:
+            status, _, err = self.ulix("config", "kelvo10", "show", "--config", none)
+            self.assertEqual((status, err), (1, f"ulix: 0x80030002 Unable to read {none}\n"))
         unit = self.instrument()
         self.env["ULIX_COM5"] = unit.device  # the port that the stream names
         self.succeed("read", "kelvo10", "--config", self.file(whole))

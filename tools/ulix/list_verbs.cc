@@ -70,7 +70,7 @@ int ListModels(bool json) {
     array.push_back(ModelJson(card));
     table.Add({card.word, DisplayName(card), ProgId(card), LinkWord(card.link), ChannelList(card)});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 
@@ -82,7 +82,7 @@ int ListPorts(bool json) {
     array.push_back({{"number", port.number}, {"name", name}, {"device", port.device}});
     table.Add({std::to_string(port.number), name, port.device});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 

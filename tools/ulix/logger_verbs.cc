@@ -71,7 +71,7 @@ int ListBlocks(Session& session, bool json, Language language) {
     table.Add(
         {std::to_string(id), name, std::to_string(size), std::to_string(records), YesOrNo(recording != 0, language)});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "base/numbers.h"
 #include "base/text.h"
@@ -20,6 +19,7 @@ namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
+constexpr std::size_t kMostBytes = std::size_t{1} << 20U;  // of a file that is read whole
 
 OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
 
@@ -126,6 +126,8 @@ void PrintLine(const std::string& line) {
   if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
 }
 
+void PrintJson(const Json& json) { PrintLine(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
+
 void Tell(const std::string& text) {
   if (OnTerminal()) PrintLine(text);
 }
@@ -149,8 +151,11 @@ void WriteWholeFile(const std::string& path, std::string_view bytes) {
 
 std::string ReadWholeFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (!file.is_open() || file.bad()) throw OperationFailed(kFileNotFound, "Unable to read " + path);
+  std::string bytes(kMostBytes + 1, '\0');
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  if (!file.is_open() || file.bad() || bytes.size() > kMostBytes)
+    throw OperationFailed(kFileNotFound, "Unable to read " + path);
   return bytes;
 }
 
