@@ -114,6 +114,12 @@ class MemologTest(contract.ContractTest):
             self.fail_with(CODES["invalid"], "program", "memolog", "check", self.file(data))
         for missing in self.folder / "none", self.folder:
             self.fail_with(CODES["open"], "program", "memolog", "send", missing, *logger.where)
+        if not contract.UNDER_WINE:  # whose arguments are in the system's code page
+            named = self.file(good).rename(self.folder / "é€.p90")
+            self.succeed("config", "memolog", "send", "--set", f"program-file={named}", *logger.where)
+            self.assertEqual(logger.program, PROGRAM)
+            status, _, err = self.ulix("config", "memolog", "send", "--set", "program-file=日本.p90", *logger.where)
+            self.assertRegex(f"{status} {err}", "2 ulix: --set: .*日本.p90'; takes a text in Windows-1252")
         # Any of the maker's files can be sent, whatever the case of its mark; chosen are only loggers' own.
         other = self.file(program_file([], identity=b"XULIX,OTHER", mark=b"Program File", tail=b"\0\0"))
         self.fail_with(CODES["invalid"], "program", "memolog", "check", other)

@@ -121,17 +121,23 @@ std::pair<std::string, std::string> ParseAssignment(const std::string& argument,
   return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
 }
 
+std::optional<std::string> LibraryText(std::string_view typed) {
+  std::string text = AnsiFromUtf8(typed);
+  return Utf8FromAnsi(text) == typed ? std::optional(std::move(text)) : std::nullopt;
+}
+
 void ApplySetting(Settings& settings, std::string_view assignment) {
   const auto [key, value] = ParseAssignment("--set", assignment);
   const SettingRow* row = settings.Find(key);
   if (row == nullptr) throw UsageError("--set", "'" + key + "' is not a setting; takes " + Keys(settings));
-  if (Failed(settings.SetText(*row, AnsiFromUtf8(value)))) {
+  const auto text = LibraryText(value);
+  if (!text || Failed(settings.SetText(*row, *text))) {
     throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
   }
 }
 
 std::string AllowedValues(const SettingRow& row) {
-  if (row.type == VariantType::kBstr) return "a text";
+  if (row.type == VariantType::kBstr) return "a text in Windows-1252";
   if (row.bits == 0) return "a number";
   if (row.words.empty() && row.is_signed) return "-2147483648 to 2147483647";
   if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);

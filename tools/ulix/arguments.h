@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -39,6 +40,9 @@ float ParseValue(const std::string& text);
 
 // "KEY=VALUE"; the value may hold further '=' and be empty. `argument` is what a failure names.
 std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text);
+
+// A text typed in UTF-8 as the library has it; none when Windows-1252 does not hold it.
+std::optional<std::string> LibraryText(std::string_view typed);
 
 // One "KEY=VALUE" into the record, by word or by stored number.
 void ApplySetting(Settings& settings, std::string_view assignment);

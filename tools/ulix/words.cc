@@ -14,6 +14,8 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kTakesOpenList, {"One of the list, or another.", "Un choix de la liste, ou un autre."}},
     {CliWord::kTakesNumber, {"A number such as %.", "Un nombre tel que %."}},
     {CliWord::kTakesText, {"A text; - makes it empty.", "Un texte ; - le vide."}},
+    {CliWord::kTakesLibraryText,
+     {"Only characters of Windows-1252 are taken.", "Seuls les caractères de Windows-1252 sont acceptés."}},
     {CliWord::kTakesTick, {"y for yes, n for no.", "o pour oui, n pour non."}},
     {CliWord::kTakesYesOrNo, {"y/n", "o/n"}},
     {CliWord::kWhatChanges, {"What changes:", "Ce qui change :"}},

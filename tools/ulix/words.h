@@ -19,6 +19,7 @@ enum class CliWord {
   kTakesOpenList,
   kTakesNumber,
   kTakesText,
+  kTakesLibraryText,
   kTakesTick,
   kTakesYesOrNo,
   kWhatChanges,
