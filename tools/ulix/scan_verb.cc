@@ -78,7 +78,7 @@ void AddPlan(CLI::App& verb, ScanPlan& plan) {
   verb.add_option("--period", settings.period_ms, "Between readings; 100 at least")
       ->required()
       ->type_name("MS")
-      ->transform(WholeNumber(1, 86400000));
+      ->transform(WholeNumber(kShortestPeriodMs, 86400000));
   verb.add_option("--dead-band", settings.dead_band_percent, "Report only changes of this share of the last report")
       ->type_name("PCT")
       ->transform(Number(0, kGreatest));
