@@ -39,7 +39,7 @@ class Kelvo10Test(ContractTest):
         big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
         for args, body in [("identify", "*IDN?\n"), ("run", ""), ("stop", ""), ("read", "MEAS?\n"),
                            ("read in", "MEAS?\n"), ("read 0", "MEAS?\n"), ("set OUT 100.1", "OUT 100.099998\nOPER\n"),
-                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -0.5", "OUT -0.500000\nOPER\n"),
+                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -.5", "OUT -0.500000\nOPER\n"),
                            ("set OUT 3.4e38", big)]:
             with self.subTest(args):
                 unit = self.instrument()

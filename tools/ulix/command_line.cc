@@ -3,9 +3,12 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
+#include <cctype>
 #include <exception>
 #include <iostream>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
@@ -84,6 +87,20 @@ void CheckNothingIsMissing(const CLI::App& verb) {
     throw UsageError(option->get_name(), MissingText(*option));
 }
 
+// The parser takes '-' and a digit for a number and any other '-' for an option, so -.5 and -,5 become -0.5 and -0,5.
+// The last comes first, as it wants them.
+std::vector<std::string> ArgumentsOf(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int k = argc - 1; k > 0; --k) {
+    arguments.emplace_back(argv[k]);
+    std::string& argument = arguments.back();
+    const bool fraction = argument.size() > 2 && argument[0] == '-' && (argument[1] == '.' || argument[1] == ',') &&
+                          std::isdigit(static_cast<unsigned char>(argument[2]));
+    if (fraction) argument.insert(1, "0");
+  }
+  return arguments;
+}
+
 int RunVerb(int argc, char** argv) {
   CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
   app.set_version_flag("--version", "ulix " + VersionText());
@@ -96,7 +113,7 @@ int RunVerb(int argc, char** argv) {
     actions[command] = verb.define(*command);
   }
   try {
-    app.parse(argc, argv);
+    app.parse(ArgumentsOf(argc, argv));
   } catch (const CLI::Success& asked) {
     return app.exit(asked);
   } catch (const CLI::RequiredError&) {
