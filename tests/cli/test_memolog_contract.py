@@ -172,8 +172,13 @@ class MemologTest(contract.ContractTest):
             self.succeed("memory", "memolog", "clear", 99, count, *logger.where)
             self.assertEqual(logger.requests[-1], (WRITE, FRAME, [10, 4, 22, 100, 2, on_wire]))
             self.assertEqual(len(logger.blocks[100]), left)
-        status, _, err = self.ulix("memory", "memolog", "clear", 100, *logger.where)
-        self.assertEqual((status, err), (2, "ulix: BLOCK: '100' is no block; takes a number from 0 to 99\n"))
+        logger.requests.clear()
+        for args, complaint in [("clear 100", "BLOCK: '100' is no block; takes a number from 0 to 99"),
+                                ("list --csv a.csv", "--csv: list takes none"), ("clear 1 --max 0", "--max: clear takes none"),
+                                ("read 1 --csv {0}/a --plot {0}/./a", "--csv: '{0}/a' is asked for twice; takes a file of its own")]:
+            status, _, err = self.ulix("memory", "memolog", *args.format(self.folder).split(), *logger.where)
+            self.assertEqual((status, err), (2, f"ulix: {complaint.format(self.folder)}\n"))
+        self.assertEqual(logger.requests, [])
 
     def test_a_memory_that_is_being_read(self):
         logger = self.logger()

@@ -6,8 +6,10 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -51,6 +53,15 @@ std::string Keys(const Settings& settings) {
   for (const std::string& pattern : patterns) keys += (keys.empty() ? "" : ", ") + pattern;
   if (keys.empty()) return "none";
   return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
+}
+
+// Devices take whatever comes, as often as it comes.
+bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+  namespace fs = std::filesystem;
+  std::error_code failed;
+  if (fs::exists(one, failed) && !fs::is_regular_file(one, failed)) return false;
+  const fs::path whole = fs::weakly_canonical(fs::absolute(one, failed), failed);
+  return !failed && whole == fs::weakly_canonical(fs::absolute(other, failed), failed);
 }
 
 std::string NotTaken(const std::string& text, const std::string& kind, const std::string& least,
@@ -134,6 +145,16 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
   if (!text || Failed(settings.SetText(*row, *text))) {
     throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
   }
+}
+
+void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report) {
+  const auto check = [](const char* name, const std::string& file, const std::string& other) {
+    if (file.empty() || other.empty() || !IsSameFile(file, other)) return;
+    throw UsageError(name, "'" + file + "' is asked for twice; takes a file of its own");
+  };
+  check("--csv", csv, plot);
+  check("--csv", csv, report);
+  check("--plot", plot, report);
 }
 
 std::string AllowedValues(const SettingRow& row) {

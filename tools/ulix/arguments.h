@@ -50,4 +50,7 @@ void ApplySetting(Settings& settings, std::string_view assignment);
 // "V50=1, V5=2", or what a plain number may be.
 std::string AllowedValues(const SettingRow& row);
 
+// The files that go with a measurement, each empty when it was not asked for: no two may be one.
+void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report);
+
 }  // namespace ulix::cli

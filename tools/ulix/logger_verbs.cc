@@ -3,8 +3,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <memory>
+#include <string_view>
 
 #include "forms/words.h"
 #include "tools/ulix/arguments.h"
@@ -158,8 +160,7 @@ int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& opt
 }  // namespace
 
 int Memory(const MemoryOptions& options) {
-  if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
-  if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
+  CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
   ProgressBar bar;
   Session session(options.connection, {}, &bar);
@@ -198,6 +199,22 @@ int Program(const ProgramOptions& options) {
   return 0;
 }
 
+struct MemoryArgument {
+  const char* name;
+  std::string_view actions;  // that take it
+};
+constexpr std::array kMemoryArguments = {MemoryArgument{"BLOCK", "read clear"}, MemoryArgument{"N", "clear"},
+                                         MemoryArgument{"--max", "read"},       MemoryArgument{"--clear", "read"},
+                                         MemoryArgument{"--csv", "read"},       MemoryArgument{"--plot", "read"},
+                                         MemoryArgument{"--report", "read"},    MemoryArgument{"--json", "list read"}};
+
+void CheckArguments(const CLI::App& verb, const std::string& action) {
+  for (const auto& [name, actions] : kMemoryArguments) {
+    const bool taken = actions.find(action) != std::string_view::npos;
+    if (!taken && !verb.get_option(name)->empty()) throw UsageError(name, action + " takes none");
+  }
+}
+
 }  // namespace
 
 Action DefineMemory(CLI::App& verb) {
@@ -224,7 +241,10 @@ Action DefineMemory(CLI::App& verb) {
   verb.footer(
       "Ctrl-C stops a read: the logger is let go, nothing is printed, written or cleared. Files are put in place\n"
       "when all was read, and before anything is cleared.");
-  return [=] { return Memory(*options); };
+  return [=, &verb] {
+    CheckArguments(verb, options->action);
+    return Memory(*options);
+  };
 }
 
 Action DefineProgram(CLI::App& verb) {

@@ -52,6 +52,7 @@ bool ShowsUnits(const ScanOptions& options) {
 }  // namespace
 
 int Scan(const ScanOptions& options) {
+  CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   Session session(options.connection);
   auto channels = SelectInputs(session.Channels(), options.channels);
   if (!options.csv_file.empty()) CheckWritable(options.csv_file);
