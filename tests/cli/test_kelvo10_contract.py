@@ -259,6 +259,8 @@ class Kelvo10Test(ContractTest):
         for none in [self.folder] if UNDER_WINE else [self.folder, "/dev/zero"]:
             status, _, err = self.ulix("config", "kelvo10", "show", "--config", none)
             self.assertEqual((status, err), (1, f"ulix: 0x80030002 Unable to read {none}\n"))
+        status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.folder, "--lang", "fr")
+        self.assertEqual((status, err), (1, f"ulix: 0x80030002 Impossible de lire {self.folder}\n"))
         unit = self.instrument()
         self.env["ULIX_COM5"] = unit.device  # the port that the stream names
         self.succeed("read", "kelvo10", "--config", self.file(whole))

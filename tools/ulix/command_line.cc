@@ -14,6 +14,7 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -137,7 +138,7 @@ int RunCommandLine(int argc, char** argv) {
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
-    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, "Unable to write to standard output"));
+    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Say(CliWord::kUnableToPrint)));
   } catch (const CLI::ParseError& error) {
     return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
   } catch (const UsageError& error) {
@@ -145,7 +146,7 @@ int RunCommandLine(int argc, char** argv) {
   } catch (const OperationFailed& error) {
     return Complain(kFailed, error.what());
   } catch (const std::bad_alloc&) {
-    return Complain(kFailed, FailureLine(E_OUTOFMEMORY, "Out of memory"));
+    return Complain(kFailed, FailureLine(E_OUTOFMEMORY, SystemText(E_OUTOFMEMORY, ShownLanguage())));
   } catch (const std::exception& error) {
     return Complain(kFailed, FailureLine(E_FAIL, error.what()));
   } catch (...) {

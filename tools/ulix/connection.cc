@@ -11,7 +11,6 @@
 
 #include "links/local_number.h"
 #include "platform/port_list.h"
-#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
@@ -174,10 +173,13 @@ void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
 void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
   AddWordOption(verb, "--lang", kLanguages,
                 "Language and decimal separator of what is shown; the user's own if not given",
-                [&](std::uint32_t code) { options.language = code == 0 ? Language::kEnglish : Language::kFrench; });
+                [&](std::uint32_t code) {
+                  options.language = code == 0 ? Language::kEnglish : Language::kFrench;
+                  SetShownLanguage(*options.language);
+                });
 }
 
-Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(platform::UserLanguage()); }
+Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(ShownLanguage()); }
 
 void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddSerialLine(verb, options);
@@ -212,7 +214,7 @@ void Session::Configure(const ConnectionOptions& options) {
   } else {
     MemoryStream stream(ReadWholeFile(options.config_file));
     const HRESULT loaded = instrument_.Load(stream);
-    if (Failed(loaded)) throw OperationFailed(loaded, options.config_file + " holds no configuration");
+    if (Failed(loaded)) throw OperationFailed(loaded, Say(CliWord::kNoConfiguration, {options.config_file}));
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
   if (options.slave) {

@@ -28,7 +28,7 @@ struct ProgramOptions {
   std::string file;
 };
 
-[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, "Cancelled"); }
+[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Say(CliWord::kCancelled)); }
 
 std::int32_t BlockOf(const std::string& text) {
   std::int32_t block = -1;

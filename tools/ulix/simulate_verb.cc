@@ -12,6 +12,7 @@
 #include "tools/ulix/output.h"
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -26,8 +27,8 @@ struct SimulateOptions {
 std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const std::optional<int>& tcp_port) {
   auto endpoint = tcp_port ? platform::ListenOnTcp(*tcp_port) : platform::OpenPseudoTerminal();
   if (endpoint) return std::move(*endpoint);
-  throw OperationFailed(endpoint.error(), tcp_port ? "Unable to listen on port " + std::to_string(*tcp_port)
-                                                   : "Unable to make a pseudo terminal; --tcp PORT takes its place");
+  throw OperationFailed(endpoint.error(), tcp_port ? Say(CliWord::kUnableToListen, {std::to_string(*tcp_port)})
+                                                   : Say(CliWord::kNoTerminalButTcp));
 }
 
 int Simulate(const SimulateOptions& options) {
@@ -42,7 +43,9 @@ int Simulate(const SimulateOptions& options) {
   endpoint.reset();
 
   const auto unknown = instrument.UnknownRequests();
-  for (const std::string& request : unknown) std::cerr << "ulix: unknown request: " << request << '\n';
+  for (const std::string& request : unknown) {
+    std::cerr << "ulix: " << Say(CliWord::kUnknownRequest, {request}) << '\n';
+  }
   return unknown.empty() ? 0 : 1;
 }
 
