@@ -1,6 +1,7 @@
 // Members about recorded memory and about the instrument's program.
 #include "core/instrument_member.h"
 #include "core/record_decoder.h"
+#include "platform/code_page.h"
 
 namespace ulix {
 namespace {
@@ -221,7 +222,8 @@ Expected<std::string> Instrument::ProgramFile(bool to_write) {
   if (!path) return Failure(kCancelled);
   if (path->empty()) return *path;
   if (!to_write) {
-    if (const HRESULT result = control_->driver->program()->Check(*path); Failed(result)) return Failure(result);
+    if (const HRESULT result = control_->driver->program()->Check(platform::PathFromAnsi(*path)); Failed(result))
+      return Failure(result);
   }
   dirty_ = true;
   const HRESULT result = settings().SetText(*row, *path);
@@ -230,13 +232,14 @@ Expected<std::string> Instrument::ProgramFile(bool to_write) {
 
 HRESULT Instrument::SendOwnProgram(ProgramTransfer& program) {
   const auto path = ProgramFile(false);
-  return path ? program.Send(*path, ProgressTeller()) : path.error();
+  return path ? program.Send(platform::PathFromAnsi(*path), ProgressTeller()) : path.error();
 }
 
 HRESULT Instrument::ReadOwnProgram(ProgramTransfer& program) {
   const auto path = ProgramFile(true);
   if (!path) return path.error();
-  return path->empty() ? control_->driver->ReadCfg() : program.Read(*path, ProgressTeller());
+  if (path->empty()) return control_->driver->ReadCfg();
+  return program.Read(platform::PathFromAnsi(*path), ProgressTeller());
 }
 
 HRESULT Instrument::RefreshChannels() {

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "base/text.h"
+
 namespace ulix::platform {
 namespace {
 
@@ -42,5 +44,7 @@ void Convert(std::span<char> text, const HighHalf& table) {
 
 void OemFromAnsi(std::span<char> text) { Convert(text, kOemOfAnsi); }
 void AnsiFromOem(std::span<char> text) { Convert(text, kAnsiOfOem); }
+
+std::string PathFromAnsi(std::string_view name) { return Utf8FromAnsi(name); }
 
 }  // namespace ulix::platform

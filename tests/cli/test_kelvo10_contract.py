@@ -42,7 +42,7 @@ class Kelvo10Test(ContractTest):
         big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
         for args, body in [("identify", "*IDN?\n"), ("run", ""), ("stop", ""), ("read", "MEAS?\n"),
                            ("read in", "MEAS?\n"), ("read 0", "MEAS?\n"), ("set OUT 100.1", "OUT 100.099998\nOPER\n"),
-                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -0.5", "OUT -0.500000\nOPER\n"),
+                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -.5", "OUT -0.500000\nOPER\n"),
                            ("set OUT 3.4e38", big)]:
             with self.subTest(args):
                 unit = self.instrument()
@@ -56,9 +56,10 @@ class Kelvo10Test(ContractTest):
         for port in ("5", "COM5"):
             self.assertEqual(self.succeed("identify", "kelvo10", "--port", port), "KELVO10 SN 1234 V1.0\n")
         device, missing = (r"\\.\COM5", "COM99") if UNDER_WINE else (unit.device, "/dev/pts/none")
+        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
+        self.env |= {} if UNDER_WINE else {"ULIX_COM6": os.fsdecode(b"/dev/\xff")}  # no text
         fifth = [port for port in json.loads(self.succeed("ports", "--json")) if port["number"] == 5]
         self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": device}])
-        self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
         self.assertEqual(self.ulix("identify", "kelvo10", "--port", missing), (1, "", NO_PORT))
 
     def test_identification_replies(self):
@@ -298,6 +299,11 @@ class Kelvo10Test(ContractTest):
         for data in (b"\x89PNG\r\n\x1a\n, not a stream at all", b"", whole[:6]):
             status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.file(data))
             self.assertRegex(f"{status} {err}", r"\A1 ulix: 0x80070057 .+\n\Z")
+        for none in [self.folder] if UNDER_WINE else [self.folder, "/dev/zero"]:
+            status, _, err = self.ulix("config", "kelvo10", "show", "--config", none)
+            self.assertEqual((status, err), (1, f"ulix: 0x80030002 Unable to read {none}\n"))
+        status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.folder, "--lang", "fr")
+        self.assertEqual((status, err), (1, f"ulix: 0x80030002 Impossible de lire {self.folder}\n"))
         unit = self.instrument()
         self.env["ULIX_COM5"] = unit.device  # the port that the stream names
         self.succeed("read", "kelvo10", "--config", self.file(whole))
@@ -307,10 +313,14 @@ class Kelvo10Test(ContractTest):
         unit = self.instrument()
         for args, named in [("frobnicate", "frobnicate"), ("read kelvo11", "kelvo11"), ("read kelvo10 CH7", "CH7"),
                             ("read kelvo10 5", r"\b5\b"), ("set kelvo10 OUT nan", "nan"),
-                            ("set kelvo10 OUT", "VALUE"), ("read kelvo10 --set nonsense=1", "nonsense"),
+                            ("set kelvo10 OUT", "VALUE: .*a number"), ("read", "MODEL: .*takes"),
+                            ("memory memolog clear 1 0x3 --port sim", "N: .*0 to 4294967295"),
+                            ("scan kelvo10 --period 500 --dead-time-max -1", "--dead-time-max: .*takes"),
+                            ("scan kelvo10 --period 500 --dead-band 1e39", "--dead-band: .*takes"),
+                            ("read kelvo10 --set nonsense=1", "nonsense"),
                             ("read kelvo10 --set input-function=BOGUS", "input-function"), ("error zz", "zz"),
                             ("read kelvo10 --set input-function", "input-function"), ("config kelvo10 shew", "shew"),
-                            ("scan kelvo10 --count 1", "--period"), ("scan kelvo10 --period x", "--period"),
+                            ("scan kelvo10 --count 1", "--period"), ("scan kelvo10 --period 99", "--period: .*100 to"),
                             ("read kelvo10 --parity maybe", "--parity"), ("read kelvo10 --lang de", "--lang"),
                             ("set kelvo10 OUT abc", "abc")]:
             with self.subTest(args):

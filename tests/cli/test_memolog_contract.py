@@ -114,6 +114,12 @@ class MemologTest(contract.ContractTest):
             self.fail_with(CODES["invalid"], "program", "memolog", "check", self.file(data))
         for missing in self.folder / "none", self.folder:
             self.fail_with(CODES["open"], "program", "memolog", "send", missing, *logger.where)
+        if not contract.UNDER_WINE:  # whose arguments are in the system's code page
+            named = self.file(good).rename(self.folder / "é€.p90")
+            self.succeed("config", "memolog", "send", "--set", f"program-file={named}", *logger.where)
+            self.assertEqual(logger.program, PROGRAM)
+            status, _, err = self.ulix("config", "memolog", "send", "--set", "program-file=日本.p90", *logger.where)
+            self.assertRegex(f"{status} {err}", "2 ulix: --set: .*日本.p90'; takes a text in Windows-1252")
         # Any of the maker's files can be sent, whatever the case of its mark; chosen are only loggers' own.
         other = self.file(program_file([], identity=b"XULIX,OTHER", mark=b"Program File", tail=b"\0\0"))
         self.fail_with(CODES["invalid"], "program", "memolog", "check", other)
@@ -121,7 +127,7 @@ class MemologTest(contract.ContractTest):
         self.succeed("program", "memolog", "send", other, *logger.where)
         self.assertEqual([words[0] for _, address, words in logger.requests if address == FRAME], [4, 6])
         logger.refuse[5] = 0x21
-        self.fail_with("0x80041C21", "program", "memolog", "send", self.file(good), *logger.where)
+        self.fail_with("0x80041C21 The instrument's own code 33", "program", "memolog", "send", self.file(good), *logger.where)
         self.assertEqual(logger.requests[-2:], [(READ, STATUS, 1), (WRITE, FRAME, [6, 0])])
 
     def test_reading_a_block(self):
@@ -161,13 +167,18 @@ class MemologTest(contract.ContractTest):
 
     def test_clearing(self):
         logger = self.logger()
-        logger.blocks[100] = [measurement(1, 0, 1)] * 9
-        for count, on_wire, left in (4, 4, 5), (65536, 0, 0):
+        logger.blocks[100] = [measurement(1, 0, 1)] * 30
+        for count, on_wire, left in ("010", 10, 20), (65536, 0, 0):
             self.succeed("memory", "memolog", "clear", 99, count, *logger.where)
             self.assertEqual(logger.requests[-1], (WRITE, FRAME, [10, 4, 22, 100, 2, on_wire]))
             self.assertEqual(len(logger.blocks[100]), left)
-        status, _, err = self.ulix("memory", "memolog", "clear", 100, *logger.where)
-        self.assertEqual((status, err), (2, "ulix: BLOCK: '100' is no block; takes a number from 0 to 99\n"))
+        logger.requests.clear()
+        for args, complaint in [("clear 100", "BLOCK: '100' is no block; takes a number from 0 to 99"),
+                                ("list --csv a.csv", "--csv: list takes none"), ("clear 1 --max 0", "--max: clear takes none"),
+                                ("read 1 --csv {0}/a --plot {0}/./a", "--csv: '{0}/a' is asked for twice; takes a file of its own")]:
+            status, _, err = self.ulix("memory", "memolog", *args.format(self.folder).split(), *logger.where)
+            self.assertEqual((status, err), (2, f"ulix: {complaint.format(self.folder)}\n"))
+        self.assertEqual(logger.requests, [])
 
     def test_a_memory_that_is_being_read(self):
         logger = self.logger()

@@ -1,10 +1,16 @@
 #include "tools/ulix/arguments.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <optional>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "base/numbers.h"
@@ -49,7 +55,48 @@ std::string Keys(const Settings& settings) {
   return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
 }
 
+// Devices take whatever comes, as often as it comes.
+bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
+  namespace fs = std::filesystem;
+  std::error_code failed;
+  if (fs::exists(one, failed) && !fs::is_regular_file(one, failed)) return false;
+  const fs::path whole = fs::weakly_canonical(fs::absolute(one, failed), failed);
+  return !failed && whole == fs::weakly_canonical(fs::absolute(other, failed), failed);
+}
+
+std::string NotTaken(const std::string& text, const std::string& kind, const std::string& least,
+                     const std::string& most) {
+  return "'" + text + "' is not taken; takes " + kind + " from " + least + " to " + most;
+}
+
 }  // namespace
+
+// The parser of the command line takes a leading zero for octal and 0x for hexadecimal, so it gets the digits anew.
+CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
+  const auto take = [=](std::string& text) {
+    const auto value = WholeInteger(text, 10);
+    const bool fits = value && *value >= least && *value <= most;
+    const std::string typed = std::exchange(text, std::to_string(value.value_or(0)));
+    return fits ? std::string() : NotTaken(typed, "a whole number", std::to_string(least), std::to_string(most));
+  };
+  return {take, ""};
+}
+
+CLI::Validator Number(float least, float most) {
+  const auto take = [=](const std::string& text) {
+    const auto value = ParseDecimal(text);
+    const bool fits = value && *value >= least && *value <= most;
+    return fits ? std::string() : NotTaken(text, "a number", FormatShortest(least), FormatShortest(most));
+  };
+  return {take, ""};
+}
+
+std::string MissingText(const CLI::Option& option) {
+  std::string takes = option.get_description();
+  takes.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(takes.front())));
+  const std::string type = option.get_type_name();
+  return "is missing; takes " + (type.empty() ? takes : type + " (" + takes + ")");
+}
 
 PortArgument ParsePort(std::string_view text) {
   if (EqualIgnoringCase(text, "sim")) return SimulatedPort{};
@@ -85,17 +132,33 @@ std::pair<std::string, std::string> ParseAssignment(const std::string& argument,
   return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
 }
 
+std::optional<std::string> LibraryText(std::string_view typed) {
+  std::string text = AnsiFromUtf8(typed);
+  return Utf8FromAnsi(text) == typed ? std::optional(std::move(text)) : std::nullopt;
+}
+
 void ApplySetting(Settings& settings, std::string_view assignment) {
   const auto [key, value] = ParseAssignment("--set", assignment);
   const SettingRow* row = settings.Find(key);
   if (row == nullptr) throw UsageError("--set", "'" + key + "' is not a setting; takes " + Keys(settings));
-  if (Failed(settings.SetText(*row, AnsiFromUtf8(value)))) {
+  const auto text = LibraryText(value);
+  if (!text || Failed(settings.SetText(*row, *text))) {
     throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
   }
 }
 
+void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report) {
+  const auto check = [](const char* name, const std::string& file, const std::string& other) {
+    if (file.empty() || other.empty() || !IsSameFile(file, other)) return;
+    throw UsageError(name, "'" + file + "' is asked for twice; takes a file of its own");
+  };
+  check("--csv", csv, plot);
+  check("--csv", csv, report);
+  check("--plot", plot, report);
+}
+
 std::string AllowedValues(const SettingRow& row) {
-  if (row.type == VariantType::kBstr) return "a text";
+  if (row.type == VariantType::kBstr) return "a text in Windows-1252";
   if (row.bits == 0) return "a number";
   if (row.words.empty() && row.is_signed) return "-2147483648 to 2147483647";
   if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);

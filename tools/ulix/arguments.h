@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,7 +11,20 @@
 #include "base/result.h"
 #include "drivers/settings.h"
 
+namespace CLI {
+class Option;
+class Validator;
+}  // namespace CLI
+
 namespace ulix::cli {
+
+// What an option takes, to be given to its transform(): a whole number in decimal digits, whatever zeros lead it, and a
+// number with a point; both bounds are taken.
+CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
+CLI::Validator Number(float least, float most);
+
+// What is said of an option that is required and missing.
+std::string MissingText(const CLI::Option& option);
 
 struct SimulatedPort {};
 // A port number, a device path, or the model's own simulator.
@@ -27,10 +41,16 @@ float ParseValue(const std::string& text);
 // "KEY=VALUE"; the value may hold further '=' and be empty. `argument` is what a failure names.
 std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text);
 
+// A text typed in UTF-8 as the library has it; none when Windows-1252 does not hold it.
+std::optional<std::string> LibraryText(std::string_view typed);
+
 // One "KEY=VALUE" into the record, by word or by stored number.
 void ApplySetting(Settings& settings, std::string_view assignment);
 
 // "V50=1, V5=2", or what a plain number may be.
 std::string AllowedValues(const SettingRow& row);
+
+// The files that go with a measurement, each empty when it was not asked for: no two may be one.
+void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report);
 
 }  // namespace ulix::cli

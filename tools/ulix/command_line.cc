@@ -3,13 +3,18 @@
 
 #include <CLI/CLI.hpp>
 #include <array>
+#include <cctype>
 #include <exception>
 #include <iostream>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "platform/terminal.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -77,6 +82,26 @@ std::string WhichVerb(const std::vector<std::string>& typed) {
   return message;
 }
 
+void CheckNothingIsMissing(const CLI::App& verb) {
+  const auto missing = [](const CLI::Option* option) { return option->get_required() && option->empty(); };
+  for (const CLI::Option* option : verb.get_options(missing))
+    throw UsageError(option->get_name(), MissingText(*option));
+}
+
+// The parser takes '-' and a digit for a number and any other '-' for an option, so -.5 and -,5 become -0.5 and -0,5.
+// The last comes first, as it wants them.
+std::vector<std::string> ArgumentsOf(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int k = argc - 1; k > 0; --k) {
+    arguments.emplace_back(argv[k]);
+    std::string& argument = arguments.back();
+    const bool fraction = argument.size() > 2 && argument[0] == '-' && (argument[1] == '.' || argument[1] == ',') &&
+                          std::isdigit(static_cast<unsigned char>(argument[2]));
+    if (fraction) argument.insert(1, "0");
+  }
+  return arguments;
+}
+
 int RunVerb(int argc, char** argv) {
   CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
   app.set_version_flag("--version", "ulix " + VersionText());
@@ -89,11 +114,12 @@ int RunVerb(int argc, char** argv) {
     actions[command] = verb.define(*command);
   }
   try {
-    app.parse(argc, argv);
+    app.parse(ArgumentsOf(argc, argv));
   } catch (const CLI::Success& asked) {
     return app.exit(asked);
   } catch (const CLI::RequiredError&) {
     if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(app.remaining()));
+    CheckNothingIsMissing(*app.get_subcommands().front());
     throw;
   }
   return actions.at(app.get_subcommands().front())();
@@ -112,7 +138,7 @@ int RunCommandLine(int argc, char** argv) {
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
-    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, "Unable to write to standard output"));
+    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Say(CliWord::kUnableToPrint)));
   } catch (const CLI::ParseError& error) {
     return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
   } catch (const UsageError& error) {
@@ -120,7 +146,7 @@ int RunCommandLine(int argc, char** argv) {
   } catch (const OperationFailed& error) {
     return Complain(kFailed, error.what());
   } catch (const std::bad_alloc&) {
-    return Complain(kFailed, FailureLine(E_OUTOFMEMORY, "Out of memory"));
+    return Complain(kFailed, FailureLine(E_OUTOFMEMORY, SystemText(E_OUTOFMEMORY, ShownLanguage())));
   } catch (const std::exception& error) {
     return Complain(kFailed, FailureLine(E_FAIL, error.what()));
   } catch (...) {

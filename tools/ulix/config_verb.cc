@@ -110,7 +110,7 @@ Action DefineConfig(CLI::App& verb) {
                   "read: from the instrument")
       ->required()
       ->type_name("show|edit|send|read")
-      ->check(CLI::IsMember(words));
+      ->check(CLI::IsMember(words).description(""));
   verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
   AddConnection(verb, options->connection);
   verb.footer(

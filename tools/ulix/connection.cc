@@ -11,11 +11,11 @@
 
 #include "links/local_number.h"
 #include "platform/port_list.h"
-#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/wire_log.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -109,6 +109,14 @@ std::string NotAModel(const std::string& word) {
   return FindModel(word) ? std::string() : "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name);
 }
 
+// The number by which the instrument itself calls a failure: that of a record, or the one within the model's block.
+std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
+  constexpr HRESULT kOwnCodes = 0x100;
+  if (code > 0) return code;
+  const HRESULT number = code - card.exception_code;
+  return code < card.exception_code || number >= kOwnCodes ? std::nullopt : std::optional(number);
+}
+
 constexpr char kGroup[] = "Connection";
 
 // Options of other kinds of link go beside this one.
@@ -141,11 +149,11 @@ void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
       ->group(kGroup);
   verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
       ->type_name("PORT")
-      ->check(CLI::Range(1, 65535).description(""))
+      ->transform(WholeNumber(1, 65535))
       ->group(kGroup);
   verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
       ->type_name("N")
-      ->check(CLI::Range(0U, 255U).description(""))
+      ->transform(WholeNumber(0, 255))
       ->group(kGroup);
 }
 
@@ -165,17 +173,20 @@ void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
 void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
   AddWordOption(verb, "--lang", kLanguages,
                 "Language and decimal separator of what is shown; the user's own if not given",
-                [&](std::uint32_t code) { options.language = code == 0 ? Language::kEnglish : Language::kFrench; });
+                [&](std::uint32_t code) {
+                  options.language = code == 0 ? Language::kEnglish : Language::kFrench;
+                  SetShownLanguage(*options.language);
+                });
 }
 
-Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(platform::UserLanguage()); }
+Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(ShownLanguage()); }
 
 void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddSerialLine(verb, options);
   AddNetwork(verb, options);
   verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
       ->type_name("MS")
-      ->check(CLI::Range(1U, 3600000U).description(""))
+      ->transform(WholeNumber(1, 3600000))
       ->group(kGroup);
   verb.add_option("--config", options.config_file, "Start from a saved configuration")
       ->type_name("FILE")
@@ -203,7 +214,7 @@ void Session::Configure(const ConnectionOptions& options) {
   } else {
     MemoryStream stream(ReadWholeFile(options.config_file));
     const HRESULT loaded = instrument_.Load(stream);
-    if (Failed(loaded)) throw OperationFailed(loaded, options.config_file + " holds no configuration");
+    if (Failed(loaded)) throw OperationFailed(loaded, Say(CliWord::kNoConfiguration, {options.config_file}));
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
   if (options.slave) {
@@ -290,7 +301,9 @@ void Session::Check(HRESULT result) {
 std::string Session::Explain(HRESULT code) {
   std::string text = ErrorText(code);
   if (text.empty()) text = SystemText(code, language_);
-  return text.empty() ? std::string(ErrorCodeName(code)) : text;
+  if (text.empty()) text = ErrorCodeName(code);
+  const auto own = OwnCode(instrument_.card(), code);
+  return text.empty() && own ? Say(CliWord::kOwnCode, language_, {std::to_string(*own)}) : text;
 }
 
 std::string Session::ErrorText(HRESULT code, bool short_text) {

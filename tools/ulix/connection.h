@@ -64,7 +64,8 @@ class Session {
   void Check(HRESULT result);
   // In UTF-8; empty for a code that neither the instrument nor its link has a text for.
   std::string ErrorText(HRESULT code, bool short_text = false);
-  // What a person is told of any code: its text, the system's, or the code's name; empty for a code that has none.
+  // What a person is told of any code: its text, the system's, the code's name, or the instrument's own number; empty
+  // for a code that has none of them.
   std::string Explain(HRESULT code);
 
  private:

@@ -10,7 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
@@ -21,6 +20,7 @@
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/verbs.h"
 #include "tools/ulix/wire_log.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -57,7 +57,7 @@ class Bench {
  private:
   static std::unique_ptr<platform::ByteEndpoint> Open() {
     auto endpoint = platform::OpenPseudoTerminal();
-    if (!endpoint) throw OperationFailed(endpoint.error(), "Unable to make a pseudo terminal");
+    if (!endpoint) throw OperationFailed(endpoint.error(), Say(CliWord::kNoTerminal));
     return std::move(*endpoint);
   }
 
@@ -161,7 +161,7 @@ class Tour {
 };
 
 void Tour::Expect(bool shown, const std::string& what) {
-  PrintLine((shown ? "  ok: " : "  NOT SHOWN: ") + what);
+  PrintLine("  " + (shown ? Say(CliWord::kTourShown, {what}) : Say(CliWord::kTourNotShown, {what})));
   if (!shown) ++missed_;
 }
 
@@ -169,12 +169,13 @@ void Tour::Meet() {
   session_.Connect();
   std::string identity;
   session_.Check(session_.instrument().Identify(&identity));
-  Table table({"CHANNEL", "DIRECTION", "UNIT", "DECIMALS"});
+  Table table(Heads({CliWord::kChannelHead, CliWord::kDirectionHead, CliWord::kUnitHead, CliWord::kDecimalsHead},
+                    ShownLanguage()));
   for (const Channel& channel : session_.Channels()) {
     table.Add({channel.name, DirectionWord(channel.direction), channel.unit, std::to_string(channel.resolution)});
   }
   table.Print();
-  Expect(!identity.empty(), "on " + bench_.address() + " answers \"" + Shown(identity) + "\"");
+  Expect(!identity.empty(), Say(CliWord::kTourAnswer, {bench_.address(), Shown(identity)}));
 }
 
 void Tour::SendConfiguration() {
@@ -185,7 +186,7 @@ void Tour::SendConfiguration() {
   session_.Check(session_.instrument().SendCfg());
   const auto lines = tap_.TakeSent();
   for (const std::string& line : lines) PrintLine("  > " + line);
-  Expect(lines.size() >= 2, std::to_string(lines.size()) + " lines went over the wire");
+  Expect(lines.size() >= 2, Say(CliWord::kTourLines, {std::to_string(lines.size())}));
 }
 
 void Tour::ScanLive() {
@@ -193,11 +194,11 @@ void Tour::ScanLive() {
   const auto inputs = Inputs();
   std::uint64_t good = 0;
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts(), platform::UserLanguage()));
+  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
   outputs.push_back(std::make_unique<GoodReports>(good));
   const ScanPlan plan{.settings = {.period_ms = kPeriodMs}, .duration_s = options_.seconds};
   const std::uint64_t reports = RunScan(session_, inputs, plan, outputs);
-  Expect(good > 0 && good == reports, std::to_string(good) + " scans, every one with a value");
+  Expect(good > 0 && good == reports, Say(CliWord::kTourScans, {std::to_string(good)}));
 }
 
 void Tour::StepOutput() {
@@ -210,21 +211,22 @@ void Tour::StepOutput() {
     const ChannelArrays read = ReadOnce(session_, inputs, kTimeoutMs);
     session_.Check(read.errors.at(0));
     const bool followed = std::abs(read.values.at(0) - value) < 0.05F;
-    Expect(followed, "OUT set to " + FormatWithUnit(output, value) + ", wired to IN, which reads " +
-                         FormatWithUnit(inputs.at(0), read.values.at(0)));
+    const std::string set = ShownNumber(FormatWithUnit(output, value));
+    Expect(followed, Say(CliWord::kTourFollows, {set, ShownNumber(FormatWithUnit(inputs.at(0), read.values.at(0)))}));
   }
 }
 
 void Tour::ScanWithDeadBand() {
   bench_.Swing("2.5", "0.5");
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(Inputs(), Texts(), platform::UserLanguage()));
+  outputs.push_back(MakeScreen(Inputs(), Texts(), ShownLanguage()));
   tap_.TakeReceived();
   const GroupSettings settings{.period_ms = 100, .dead_band_abs = 0.25F, .dead_time_max_s = 60};
   const std::uint64_t reports = RunScan(session_, Inputs(), {.settings = settings, .duration_s = 3}, outputs);
   const std::size_t scans = tap_.TakeReceived().size();
-  Expect(reports > 0 && reports * 2 < scans, "with a dead band of 0.25 V, " + std::to_string(scans) +
-                                                 " scans made only " + std::to_string(reports) + " reports");
+  const std::string band = ShownNumber("0.25 V");
+  Expect(reports > 0 && reports * 2 < scans,
+         Say(CliWord::kTourFewReports, {band, std::to_string(scans), std::to_string(reports)}));
 }
 
 void Tour::PullTheLine() {
@@ -232,41 +234,41 @@ void Tour::PullTheLine() {
   const auto inputs = Inputs();
   const auto count = static_cast<std::uint64_t>(options_.seconds * 1000 / kPeriodMs);
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts(), platform::UserLanguage()));
+  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
   outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), inputs, Texts()));
-  outputs.push_back(
-      MakePlotFile(File("ulix-demo.svg"), "Kelvo10 with its line pulled for a while", inputs, Language::kEnglish));
+  outputs.push_back(MakePlotFile(File("ulix-demo.svg"), Say(CliWord::kTourPlotTitle), inputs, ShownLanguage()));
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());
   RunScan(session_, inputs, {.settings = {.period_ms = kPeriodMs}, .count = count}, outputs);
   const std::string failure = FailureLine(line.code(), session_.Explain(line.code()));
-  Expect(line.code() == serialCommErrUnableToReadComm, std::to_string(line.failed()) + " readings failed: " + failure);
-  Expect(line.recovered(), "readings are back with the line plugged in again");
+  Expect(line.code() == serialCommErrUnableToReadComm,
+         Say(CliWord::kTourFailed, {std::to_string(line.failed()), failure}));
+  Expect(line.recovered(), Say(CliWord::kTourRecovered));
 }
 
 int Tour::Run() {
   struct Step {
-    const char* title;
+    std::string title;
     void (Tour::*show)();
   };
-  static constexpr std::array kSteps = {
-      Step{"A simulated Kelvo10 on a serial device", &Tour::Meet},
-      Step{"A configuration is set and sent", &Tour::SendConfiguration},
-      Step{"A scan every 200 ms", &Tour::ScanLive},
-      Step{"The output steps", &Tour::StepOutput},
-      Step{"A dead band keeps quiet what hardly changes", &Tour::ScanWithDeadBand},
-      Step{"The line is pulled, and plugged in again", &Tour::PullTheLine},
+  const std::array steps = {
+      Step{Say(CliWord::kTourConnection), &Tour::Meet},
+      Step{Say(CliWord::kTourConfiguration), &Tour::SendConfiguration},
+      Step{Say(CliWord::kTourScan, {std::to_string(kPeriodMs)}), &Tour::ScanLive},
+      Step{Say(CliWord::kTourOutput), &Tour::StepOutput},
+      Step{Say(CliWord::kTourDeadBand), &Tour::ScanWithDeadBand},
+      Step{Say(CliWord::kTourPulledLine), &Tour::PullTheLine},
   };
   const std::atomic<bool>& interrupted = CatchInterrupts();
-  for (const Step& step : kSteps) {
+  for (const Step& step : steps) {
     PrintLine(OnTerminal() ? "\n" + Bold(step.title) : step.title);
     (this->*step.show)();
     if (interrupted) return 1;
   }
-  PrintLine("CSV:  " + File("ulix-demo.csv"));
-  PrintLine("Plot: " + File("ulix-demo.svg"));
+  PrintLine(Say(CliWord::kTourCsv, {File("ulix-demo.csv")}));
+  PrintLine(Say(CliWord::kTourPlot, {File("ulix-demo.svg")}));
   if (missed_ == 0) return 0;
-  throw OperationFailed(E_FAIL, "the tour did not show " + std::to_string(missed_) + " of the things it is for");
+  throw OperationFailed(E_FAIL, Say(CliWord::kTourIncomplete, {std::to_string(missed_)}));
 }
 
 int Demo(DemoOptions options) {
@@ -286,7 +288,7 @@ Action DefineDemo(CLI::App& verb) {
   verb.add_option("--seconds", options->seconds, "Of each of the two long scans")
       ->capture_default_str()
       ->type_name("S")
-      ->check(CLI::Range(2.0, 3600.0).description(""));
+      ->transform(Number(2, 3600));
   verb.add_option("--dir", options->directory, "Where the CSV and the plot go; else the temporary folder")
       ->type_name("DIR");
   return [=] { return Demo(*options); };

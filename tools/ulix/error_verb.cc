@@ -9,6 +9,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -39,7 +40,9 @@ int Explain(const ErrorOptions& options) {
   const HRESULT code = ParseCode(options.code);
   const std::string& model = options.connection.model;
   const std::string text = model.empty() ? TextFromAny(options, code) : TextFrom(options, model, code);
-  if (text.empty()) throw OperationFailed(code, "is not a code of " + (model.empty() ? "any model" : model));
+  if (text.empty()) {
+    throw OperationFailed(code, model.empty() ? Say(CliWord::kNoCode) : Say(CliWord::kNoCodeOf, {model}));
+  }
   PrintLine(text);
   return 0;
 }

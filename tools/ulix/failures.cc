@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "core/channel_arrays.h"
+#include "drivers/progress.h"
 #include "tools/ulix/output.h"
 
 namespace ulix::cli {
@@ -23,6 +24,11 @@ constexpr std::array kSystemRows = {
     SystemRow{E_OUTOFMEMORY, {"Ran out of memory", "Mémoire insuffisante"}},
     SystemRow{E_INVALIDARG, {"Invalid Argument", "Argument incorrect"}},
     SystemRow{E_UNEXPECTED, {"Catastrophic failure", "Défaillance irrémédiable"}},
+    SystemRow{kCancelled, {"Operation aborted", "Opération abandonnée"}},
+    SystemRow{kFileNotFound, {"The file could not be found", "Le fichier est introuvable"}},
+    SystemRow{kWriteFault,
+              {"A disk error occurred during a write operation",
+               "Une erreur de disque s'est produite lors d'une opération d'écriture"}},
 };
 
 }  // namespace

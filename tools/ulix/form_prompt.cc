@@ -6,6 +6,7 @@
 
 #include "forms/entries.h"
 #include "forms/words.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/output.h"
 
 namespace ulix::cli {
@@ -197,9 +198,10 @@ FormPrompt::Move FormPrompt::Ask(Form& form, const Question& question) {
       Help(field);
       continue;
     }
-    const std::string reason = Enter(form, question, AnsiFromUtf8(entry));
+    const auto text = LibraryText(entry);
+    const std::string reason = text ? Shown(Enter(form, question, *text)) : Say(CliWord::kTakesLibraryText);
     if (reason.empty()) return Move::kNext;
-    out_ << Shown(reason) << '\n';
+    out_ << reason << '\n';
   }
 }
 

@@ -65,7 +65,7 @@ Action DefineSet(CLI::App& verb) {
   const auto options = std::make_shared<SetOptions>();
   AddModel(verb, options->connection);
   verb.add_option("CHANNEL", options->channel, "An output channel's id or name")->required()->type_name("");
-  verb.add_option("VALUE", options->value, "In the channel's unit; a point or your own separator")
+  verb.add_option("VALUE", options->value, "A number in the channel's unit, with a point or your own separator")
       ->required()
       ->type_name("");
   AddConnection(verb, options->connection);

@@ -7,7 +7,6 @@
 #include "base/numbers.h"
 #include "drivers/catalogue.h"
 #include "platform/port_list.h"
-#include "platform/user_locale.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
@@ -63,26 +62,26 @@ Json ModelJson(const ModelCard& card) {
 int ListModels(bool json) {
   Table table(
       Heads({CliWord::kModelHead, CliWord::kNameHead, CliWord::kProgIdHead, CliWord::kLinkHead, CliWord::kChannelsHead},
-            platform::UserLanguage()));
+            ShownLanguage()));
   Json array = Json::array();
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
     table.Add({card.word, DisplayName(card), ProgId(card), LinkWord(card.link), ChannelList(card)});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 
 int ListPorts(bool json) {
-  Table table(Heads({CliWord::kNumberHead, CliWord::kNameHead, CliWord::kDeviceHead}, platform::UserLanguage()));
+  Table table(Heads({CliWord::kNumberHead, CliWord::kNameHead, CliWord::kDeviceHead}, ShownLanguage()));
   Json array = Json::array();
   for (const platform::PortEntry& port : platform::ListSerialPorts()) {
     const std::string name = "COM" + std::to_string(port.number);
     array.push_back({{"number", port.number}, {"name", name}, {"device", port.device}});
     table.Add({std::to_string(port.number), name, port.device});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 
@@ -95,7 +94,7 @@ std::string DefaultOf(const SettingRow& row) {
 }
 
 int ListKeys(const std::string& model) {
-  Table table(Heads({CliWord::kKeyHead, CliWord::kDefaultHead, CliWord::kTakesHead}, platform::UserLanguage()));
+  Table table(Heads({CliWord::kKeyHead, CliWord::kDefaultHead, CliWord::kTakesHead}, ShownLanguage()));
   for (const SettingRow& row : FindModel(model)->card->settings) {
     table.Add({row.key, DefaultOf(row), AllowedValues(row)});
   }

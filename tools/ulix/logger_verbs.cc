@@ -3,10 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <memory>
+#include <string_view>
 
 #include "forms/words.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/memory_output.h"
@@ -25,7 +28,7 @@ struct ProgramOptions {
   std::string file;
 };
 
-[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, "Cancelled"); }
+[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Say(CliWord::kCancelled)); }
 
 std::int32_t BlockOf(const std::string& text) {
   std::int32_t block = -1;
@@ -70,7 +73,7 @@ int ListBlocks(Session& session, bool json, Language language) {
     table.Add(
         {std::to_string(id), name, std::to_string(size), std::to_string(records), YesOrNo(recording != 0, language)});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 
@@ -152,8 +155,7 @@ int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& opt
 }  // namespace
 
 int Memory(const MemoryOptions& options) {
-  if (options.action == "list" && !options.block.empty()) throw UsageError("BLOCK", "list takes none");
-  if (options.action != "clear" && options.count) throw UsageError("N", options.action + " takes none");
+  CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
   ProgressBar bar;
   Session session(options.connection, {}, &bar);
@@ -192,6 +194,22 @@ int Program(const ProgramOptions& options) {
   return 0;
 }
 
+struct MemoryArgument {
+  const char* name;
+  std::string_view actions;  // that take it
+};
+constexpr std::array kMemoryArguments = {MemoryArgument{"BLOCK", "read clear"}, MemoryArgument{"N", "clear"},
+                                         MemoryArgument{"--max", "read"},       MemoryArgument{"--clear", "read"},
+                                         MemoryArgument{"--csv", "read"},       MemoryArgument{"--plot", "read"},
+                                         MemoryArgument{"--report", "read"},    MemoryArgument{"--json", "list read"}};
+
+void CheckArguments(const CLI::App& verb, const std::string& action) {
+  for (const auto& [name, actions] : kMemoryArguments) {
+    const bool taken = actions.find(action) != std::string_view::npos;
+    if (!taken && !verb.get_option(name)->empty()) throw UsageError(name, action + " takes none");
+  }
+}
+
 }  // namespace
 
 Action DefineMemory(CLI::App& verb) {
@@ -201,10 +219,14 @@ Action DefineMemory(CLI::App& verb) {
                   "list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest")
       ->required()
       ->type_name("list|read|clear")
-      ->check(CLI::IsMember({"list", "read", "clear"}));
+      ->check(CLI::IsMember({"list", "read", "clear"}).description(""));
   verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99")->type_name("");
-  verb.add_option("N", options->count, "How many records to clear; 0 is all")->type_name("");
-  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")->type_name("N");
+  verb.add_option("N", options->count, "How many records to clear; 0 is all")
+      ->type_name("")
+      ->transform(WholeNumber(0, UINT32_MAX));
+  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")
+      ->type_name("N")
+      ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
   verb.add_option("--csv", options->csv_file, "Keep the records as lines of values")->type_name("FILE");
   verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
@@ -214,7 +236,10 @@ Action DefineMemory(CLI::App& verb) {
   verb.footer(
       "Ctrl-C stops a read: the logger is let go, nothing is printed, written or cleared. Files are put in place\n"
       "when all was read, and before anything is cleared.");
-  return [=] { return Memory(*options); };
+  return [=, &verb] {
+    CheckArguments(verb, options->action);
+    return Memory(*options);
+  };
 }
 
 Action DefineProgram(CLI::App& verb) {
@@ -224,7 +249,7 @@ Action DefineProgram(CLI::App& verb) {
                   "check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE")
       ->required()
       ->type_name("check|send|read")
-      ->check(CLI::IsMember({"check", "send", "read"}));
+      ->check(CLI::IsMember({"check", "send", "read"}).description(""));
   verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
   AddConnection(verb, options->connection);
   verb.footer("A file that is read into is replaced only when all of the program has come.");

@@ -14,6 +14,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -24,7 +25,7 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Say(CliWord::kUnableToWrite, {path})}; }
 
 class Lines final : public RecordSink {
  public:
@@ -34,7 +35,7 @@ class Lines final : public RecordSink {
   }
   HRESULT Complete() override {
     std::cout << text_ << std::flush;
-    if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
+    if (!std::cout) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToPrint));
     return S_OK;
   }
 

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "base/numbers.h"
 #include "base/text.h"
@@ -15,13 +14,15 @@
 #include "platform/files.h"
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
+constexpr std::size_t kMostBytes = std::size_t{1} << 20U;  // of a file that is read whole
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, "Unable to write " + path}; }
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Say(CliWord::kUnableToWrite, {path})}; }
 
 std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
@@ -123,8 +124,10 @@ Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
 
 void PrintLine(const std::string& line) {
   std::cout << line << std::endl;
-  if (!std::cout) throw OperationFailed(kWriteFault, "Unable to write to standard output");
+  if (!std::cout) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToPrint));
 }
+
+void PrintJson(const Json& json) { PrintLine(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
 
 void Tell(const std::string& text) {
   if (OnTerminal()) PrintLine(text);
@@ -151,8 +154,11 @@ void WriteWholeFile(const std::string& path, std::string_view bytes) {
 
 std::string ReadWholeFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (!file.is_open() || file.bad()) throw OperationFailed(kFileNotFound, "Unable to read " + path);
+  std::string bytes(kMostBytes + 1, '\0');
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  if (!file.is_open() || file.bad() || bytes.size() > kMostBytes)
+    throw OperationFailed(kFileNotFound, Say(CliWord::kUnableToRead, {path}));
   return bytes;
 }
 

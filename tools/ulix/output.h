@@ -62,6 +62,8 @@ Json JsonError(HRESULT code);
 // A line, out at once: whoever reads the other end of a pipe gets it now. OperationFailed when nobody takes it any
 // more.
 void PrintLine(const std::string& line);
+// The same of a JSON value; bytes that are no UTF-8 become U+FFFD.
+void PrintJson(const Json& json);
 
 // What a person wants to hear when it went well, and a script does not.
 void Tell(const std::string& text);
@@ -72,6 +74,6 @@ void Tell(const std::string& text);
 void CheckWritable(const std::string& path);
 void CheckReplaceable(const std::string& path);
 void WriteWholeFile(const std::string& path, std::string_view bytes);
-std::string ReadWholeFile(const std::string& path);
+std::string ReadWholeFile(const std::string& path);  // of 1 MiB at most
 
 }  // namespace ulix::cli

@@ -64,7 +64,7 @@ void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
     const std::string error = Failed(row.error) ? FailureLine(row.error, row.text) : std::string();
     table.Add({std::to_string(row.channel.id), row.channel.name, value, row.channel.unit, error});
   }
-  json ? PrintLine(array.dump()) : table.Print();
+  json ? PrintJson(array) : table.Print();
 }
 
 int Read(const ReadOptions& options) {

@@ -234,9 +234,7 @@ void Page::AddStatistics() {
 }
 
 std::string Page::FailureText(HRESULT code) const {
-  if (code == S_OK) return Say(CliWord::kNoNumber);
-  const std::string text = error_text_(code);
-  return text.empty() ? cli::Say(CliWord::kOwnCode, language_, {std::to_string(code)}) : text;
+  return code == S_OK ? Say(CliWord::kNoNumber) : error_text_(code);
 }
 
 void Page::AddErrors() {

@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/memory_verb.h"
 #include "tools/ulix/scan_verb.h"
@@ -50,7 +51,9 @@ Action DefineReport(CLI::App& verb) {
           ->type_name("BLOCK")
           ->excludes(period);
   for (const char* name : {"CHANNEL", "--count", "--duration"}) block->excludes(verb.get_option(name));
-  verb.add_option("--max", options->most, "With --block: its newest N records only; 0 is all")->type_name("N");
+  verb.add_option("--max", options->most, "With --block: its newest N records only; 0 is all")
+      ->type_name("N")
+      ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_option("--csv", options->scan.csv_file, "Keep the readings as lines of values too")->type_name("FILE");
   AddConnection(verb, options->scan.connection);
   verb.footer(

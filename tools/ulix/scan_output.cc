@@ -12,6 +12,7 @@
 #include "tools/ulix/live_table.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -46,7 +47,7 @@ class CsvFile final : public ScanOutput {
  private:
   void Write(const std::string& line) {
     file_ << line << std::flush;
-    if (!file_) throw OperationFailed(kWriteFault, "Unable to write " + path_);
+    if (!file_) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToWrite, {path_}));
   }
 
   std::string path_;

@@ -1,9 +1,12 @@
 // scan: periodic readings, shown and kept.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <memory>
 
-#include "base/numbers.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan_output.h"
@@ -50,7 +53,10 @@ bool ShowsUnits(const ScanOptions& options) {
 
 }  // namespace
 
-int Scan(const ScanOptions& options) {
+int Scan(ScanOptions options) {
+  // As a group has it, so that a report says what was done.
+  options.plan.settings.period_ms = std::max(options.plan.settings.period_ms, kShortestPeriodMs);
+  CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   Session session(options.connection);
   const auto& interrupted = CatchInterrupts();
   auto channels = SelectInputs(session.Channels(), options.channels);
@@ -71,32 +77,29 @@ int Scan(const ScanOptions& options) {
 
 namespace {
 
-// A number of at least 0; neither "nan" nor "inf" is one.
-std::string NotNegative(const std::string& text) {
-  const auto value = ParseDecimal(text);
-  return value && *value >= 0 ? std::string() : "'" + text + "' is not taken; takes a number from 0 up";
-}
+constexpr float kGreatest = std::numeric_limits<float>::max();
 
 void AddPlan(CLI::App& verb, ScanPlan& plan) {
   GroupSettings& settings = plan.settings;
-  verb.add_option("--period", settings.period_ms, "Between readings; 100 at least")
+  verb.add_option("--period", settings.period_ms, "Between readings; less than 100 is 100")
       ->required()
       ->type_name("MS")
-      ->check(CLI::Range(1U, 86400000U).description(""));
+      ->transform(WholeNumber(1, 86400000));
   verb.add_option("--dead-band", settings.dead_band_percent, "Report only changes of this share of the last report")
       ->type_name("PCT")
-      ->check(NotNegative);
+      ->transform(Number(0, kGreatest));
   verb.add_option("--dead-band-abs", settings.dead_band_abs, "Report only changes of this size, in the channel's unit")
       ->type_name("X")
-      ->check(NotNegative);
+      ->transform(Number(0, kGreatest));
   verb.add_option("--dead-time-max", settings.dead_time_max_s, "Report anyway after more than this silence")
-      ->type_name("S");
+      ->type_name("S")
+      ->transform(WholeNumber(0, UINT32_MAX));
   const auto count = verb.add_option("--count", plan.count, "End after so many reports")
                          ->type_name("N")
-                         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 53U).description(""));
+                         ->transform(WholeNumber(1, std::int64_t{1} << 53U));
   verb.add_option("--duration", plan.duration_s, "End after so many seconds")
       ->type_name("S")
-      ->check(NotNegative)
+      ->transform(Number(0, kGreatest))
       ->excludes(count);
 }
 

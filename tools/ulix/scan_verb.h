@@ -28,6 +28,6 @@ struct ScanOptions {
 void AddScan(CLI::App& verb, ScanOptions& options);
 
 // Makes the scan and writes its files; the exit status.
-int Scan(const ScanOptions& options);
+int Scan(ScanOptions options);
 
 }  // namespace ulix::cli

@@ -5,12 +5,14 @@
 #include <memory>
 #include <optional>
 
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -25,8 +27,8 @@ struct SimulateOptions {
 std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const std::optional<int>& tcp_port) {
   auto endpoint = tcp_port ? platform::ListenOnTcp(*tcp_port) : platform::OpenPseudoTerminal();
   if (endpoint) return std::move(*endpoint);
-  throw OperationFailed(endpoint.error(), tcp_port ? "Unable to listen on port " + std::to_string(*tcp_port)
-                                                   : "Unable to make a pseudo terminal; --tcp PORT takes its place");
+  throw OperationFailed(endpoint.error(), tcp_port ? Say(CliWord::kUnableToListen, {std::to_string(*tcp_port)})
+                                                   : Say(CliWord::kNoTerminalButTcp));
 }
 
 int Simulate(const SimulateOptions& options) {
@@ -41,7 +43,9 @@ int Simulate(const SimulateOptions& options) {
   endpoint.reset();
 
   const auto unknown = instrument.UnknownRequests();
-  for (const std::string& request : unknown) std::cerr << "ulix: unknown request: " << request << '\n';
+  for (const std::string& request : unknown) {
+    std::cerr << "ulix: " << Say(CliWord::kUnknownRequest, {request}) << '\n';
+  }
   return unknown.empty() ? 0 : 1;
 }
 
@@ -52,7 +56,7 @@ Action DefineSimulate(CLI::App& verb) {
   AddModel(verb, options->connection);
   verb.add_option("--tcp", options->tcp_port, "Serve on this port of the machine, 0 for a free one; else on a terminal")
       ->type_name("PORT")
-      ->check(CLI::Range(0, 65535).description(""));
+      ->transform(WholeNumber(0, 65535));
   verb.add_option("--set", options->properties, "Change the simulated device; may be repeated")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);

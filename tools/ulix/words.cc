@@ -1,5 +1,7 @@
 #include "tools/ulix/words.h"
 
+#include "platform/user_locale.h"
+
 namespace ulix::cli {
 
 constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> kCliWords = {{
@@ -14,6 +16,8 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kTakesOpenList, {"One of the list, or another.", "Un choix de la liste, ou un autre."}},
     {CliWord::kTakesNumber, {"A number such as %.", "Un nombre tel que %."}},
     {CliWord::kTakesText, {"A text; - makes it empty.", "Un texte ; - le vide."}},
+    {CliWord::kTakesLibraryText,
+     {"Only characters of Windows-1252 are taken.", "Seuls les caractères de Windows-1252 sont acceptés."}},
     {CliWord::kTakesTick, {"y for yes, n for no.", "o pour oui, n pour non."}},
     {CliWord::kTakesYesOrNo, {"y/n", "o/n"}},
     {CliWord::kWhatChanges, {"What changes:", "Ce qui change :"}},
@@ -83,7 +87,7 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
      {"waiting for the first report; Ctrl-C ends", "en attente du premier relevé ; Ctrl-C termine"}},
     {CliWord::kOneReport, {"% report", "% relevé"}},
     {CliWord::kReports, {"% reports", "% relevés"}},
-    {CliWord::kReadingsFailed, {"% failed", "% échecs"}},
+    {CliWord::kReadingsFailed, {"% failed", "% en échec"}},
     {CliWord::kCtrlCEnds, {"Ctrl-C ends", "Ctrl-C termine"}},
     {CliWord::kMoreChannels, {"... and % more channels", "... et % autres voies"}},
     {CliWord::kChannelHead, {"CHANNEL", "VOIE"}},
@@ -112,9 +116,59 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
     {CliWord::kProgramReRead, {"Program re-read", "Programme relu"}},
     {CliWord::kConfigurationSent, {"configuration sent", "configuration envoyée"}},
     {CliWord::kChannelSet, {"% set to %", "% mis à %"}},
+    {CliWord::kUnableToRead, {"Unable to read %", "Impossible de lire %"}},
+    {CliWord::kNoConfiguration, {"% holds no configuration", "% ne contient pas de configuration"}},
+    {CliWord::kUnableToWrite, {"Unable to write %", "Impossible d'écrire %"}},
+    {CliWord::kUnableToPrint, {"Unable to write to standard output", "Impossible d'écrire sur la sortie standard"}},
+    {CliWord::kCancelled, {"Cancelled", "Annulé"}},
+    {CliWord::kUnableToListen, {"Unable to listen on port %", "Impossible d'écouter sur le port %"}},
+    {CliWord::kNoTerminal, {"Unable to make a pseudo terminal", "Impossible de créer un pseudo-terminal"}},
+    {CliWord::kNoTerminalButTcp,
+     {"Unable to make a pseudo terminal; --tcp PORT takes its place",
+      "Impossible de créer un pseudo-terminal ; --tcp PORT le remplace"}},
+    {CliWord::kUnknownRequest, {"unknown request: %", "requête inconnue : %"}},
+    {CliWord::kNoCode, {"is not a code of any model", "n'est le code d'aucun modèle"}},
+    {CliWord::kNoCodeOf, {"is not a code of %", "n'est pas un code de %"}},
+    {CliWord::kDirectionHead, {"DIRECTION", "SENS"}},
+    {CliWord::kDecimalsHead, {"DECIMALS", "DÉCIMALES"}},
+    {CliWord::kTourConnection, {"A simulated Kelvo10 on a serial device", "Un Kelvo10 simulé sur un port série"}},
+    {CliWord::kTourConfiguration, {"A configuration is set and sent", "Une configuration est réglée et envoyée"}},
+    {CliWord::kTourScan, {"A scan every % ms", "Une acquisition toutes les % ms"}},
+    {CliWord::kTourOutput, {"The output steps", "La sortie change par paliers"}},
+    {CliWord::kTourDeadBand,
+     {"A dead band keeps quiet what hardly changes", "Une bande morte tait ce qui ne change guère"}},
+    {CliWord::kTourPulledLine,
+     {"The line is pulled, and plugged in again", "La ligne est débranchée, puis rebranchée"}},
+    {CliWord::kTourShown, {"ok: %", "ok : %"}},
+    {CliWord::kTourNotShown, {"NOT SHOWN: %", "NON MONTRÉ : %"}},
+    {CliWord::kTourAnswer, {"on % answers \"%\"", "sur % répond « % »"}},
+    {CliWord::kTourLines, {"% lines went over the wire", "% lignes sont passées sur la liaison"}},
+    {CliWord::kTourScans, {"% scans, every one with a value", "% acquisitions, toutes avec une valeur"}},
+    {CliWord::kTourFollows, {"OUT set to %, wired to IN, which reads %", "OUT mis à %, relié à IN, qui lit %"}},
+    {CliWord::kTourFewReports,
+     {"with a dead band of %, % scans made only % reports",
+      "avec une bande morte de %, % acquisitions n'ont donné que % relevés"}},
+    {CliWord::kTourPlotTitle, {"Kelvo10 with its line pulled for a while", "Kelvo10, ligne débranchée un moment"}},
+    {CliWord::kTourFailed, {"% readings failed: %", "% lectures ont échoué : %"}},
+    {CliWord::kTourRecovered,
+     {"readings are back with the line plugged in again", "les lectures reprennent, la ligne rebranchée"}},
+    {CliWord::kTourCsv, {"CSV:  %", "CSV :     %"}},
+    {CliWord::kTourPlot, {"Plot: %", "Courbes : %"}},
+    {CliWord::kTourIncomplete,
+     {"the tour did not show % of the things it is for", "la visite n'a pas montré % des choses prévues"}},
 }};
 
 static_assert(IsInOrder(kCliWords));
+
+namespace {
+
+// Set before anything is shown.
+Language& Chosen() {
+  static Language language = platform::UserLanguage();
+  return language;
+}
+
+}  // namespace
 
 std::string Say(CliWord word, Language language) {
   const Words& text = kCliWords[static_cast<std::size_t>(word)].text;
@@ -124,6 +178,11 @@ std::string Say(CliWord word, Language language) {
 std::string Say(CliWord word, Language language, std::initializer_list<std::string> values) {
   return WithValues(Say(word, language), values);
 }
+
+std::string Say(CliWord word, std::initializer_list<std::string> values) { return Say(word, ShownLanguage(), values); }
+
+Language ShownLanguage() { return Chosen(); }
+void SetShownLanguage(Language language) { Chosen() = language; }
 
 std::vector<std::string> Heads(std::initializer_list<CliWord> words, Language language) {
   std::vector<std::string> heads;

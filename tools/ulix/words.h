@@ -19,6 +19,7 @@ enum class CliWord {
   kTakesOpenList,
   kTakesNumber,
   kTakesText,
+  kTakesLibraryText,
   kTakesTick,
   kTakesYesOrNo,
   kWhatChanges,
@@ -112,6 +113,40 @@ enum class CliWord {
   kProgramReRead,
   kConfigurationSent,
   kChannelSet,
+  // Failures.
+  kUnableToRead,
+  kNoConfiguration,
+  kUnableToWrite,
+  kUnableToPrint,
+  kCancelled,
+  kUnableToListen,
+  kNoTerminal,
+  kNoTerminalButTcp,
+  kUnknownRequest,
+  kNoCode,
+  kNoCodeOf,
+  // The tour.
+  kDirectionHead,
+  kDecimalsHead,
+  kTourConnection,
+  kTourConfiguration,
+  kTourScan,
+  kTourOutput,
+  kTourDeadBand,
+  kTourPulledLine,
+  kTourShown,
+  kTourNotShown,
+  kTourAnswer,
+  kTourLines,
+  kTourScans,
+  kTourFollows,
+  kTourFewReports,
+  kTourPlotTitle,
+  kTourFailed,
+  kTourRecovered,
+  kTourCsv,
+  kTourPlot,
+  kTourIncomplete,
   kWordCount,
 };
 
@@ -123,6 +158,10 @@ extern const std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount
 // In UTF-8; the second form puts values in place of the '%'s.
 std::string Say(CliWord word, Language language);
 std::string Say(CliWord word, Language language, std::initializer_list<std::string> values);
+// The same in the language that this program shows: the user's own until another is asked for.
+std::string Say(CliWord word, std::initializer_list<std::string> values = {});
+Language ShownLanguage();
+void SetShownLanguage(Language language);
 
 // The headings of a table.
 std::vector<std::string> Heads(std::initializer_list<CliWord> words, Language language);
