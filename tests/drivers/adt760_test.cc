@@ -164,12 +164,13 @@ TEST_F(Adt760Calls, TheElectricalInputIsAskedWhatItIs) {
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).value, 5.0F);
   EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nMEAS:VOLT?\nSYST:ERR?\n");
   EXPECT_EQ(driver->ChannelUnit(kElectricalChannel), "V");
+  usb.answers["SYST:ERR?"] = "-100,\"Command error\"";
   usb.answers["SENS:ELEC:FUNC?"] = "HART";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, winUsbCommErrUnableToReadComm);
+  EXPECT_EQ(driver->LastError(), "-100,\"Command error\"\n") << "the queue is read after a bad answer, too";
   usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
-  usb.answers["SYST:ERR?"] = "-100,\"Command error\"";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, adt760CtlErrScpiCmde);
-  EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\n*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n");
+  EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n");
 }
 
 TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {

@@ -148,9 +148,10 @@ Expected<const ElectricalFunction*> Adt760Driver::AskFunction() {
   if (const HRESULT result = Order(kFunctionQuery); Failed(result)) return Failure(result);
   const auto answer = link_.Read();
   if (!answer) return Failure(answer.error());
+  const HRESULT queue = ReadErrorQueue();
   const ElectricalFunction* function = FindFunction(*answer);
   if (!function) return Failure(winUsbCommErrUnableToReadComm);
-  if (const HRESULT queue = ReadErrorQueue(); Failed(queue)) return Failure(queue);
+  if (Failed(queue)) return Failure(queue);
   function_ = function;
   return function;
 }
