@@ -170,7 +170,7 @@ Expected<std::string> SerialDriver::QueryOnce(std::string_view query, ReplyKind 
   HRESULT result = HaveLinkBack();
   if (Succeeded(result) && std::exchange(cut_, false) && !SkipRest()) Distrust();
   if (Succeeded(result) && !formal_) result = BringInStep(kind, query, plan);
-  if (Succeeded(result) && owed_.full()) result = serialCommErrUnableToReadComm;
+  if (Succeeded(result) && owed_.full() && !formal_) result = serialCommErrUnableToReadComm;
   const bool in_step = owed_.empty();
   if (Succeeded(result)) result = Ask(query, kind);
   if (Failed(result)) return Failure(result);

@@ -115,6 +115,18 @@ void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
   EXPECT_LE(longest.count(), model.patience_ms) << "a wait, as ever";
   bench->SetFaults({});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), S_OK);
+
+  // Queries of both kinds by turns are never forgotten, and keep nobody from connecting again.
+  bench->SetFaults({{FaultKind::kSilent}});
+  for (int i = 0; i < 70; ++i) {
+    std::string text;
+    i % 2 == 0 ? device->Identify(&text) : AskOnce();
+  }
+  device->Disconnect();
+  bench->SetFaults({});
+  EXPECT_EQ(device->Connect(), S_OK);
+  for (int i = 0; i < 10; ++i) AskOnce();
+  EXPECT_EQ(AskOnce(), S_OK);
   EXPECT_EQ(wrong, 0);
 }
 
