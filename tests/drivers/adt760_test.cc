@@ -201,6 +201,33 @@ TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
   }
 }
 
+// Behind a library that gives line feeds, and behind one that does not.
+TEST_F(Adt760Calls, AReplyThatWasOwedIsThrownAwayBeforeTheFirstWordOfTheNextOperation) {
+  for (const char* line_end : {"\n", ""}) {
+    usb.line_end = line_end;
+    Connect();
+    EXPECT_EQ(driver->ReadChannel(kVentChannel).code, winUsbCommErrUnableToReadComm);
+    EXPECT_EQ(usb.TakeWritten(), "*CLS\nOUTP:MODE?\n");
+    usb.answers["MEAS:PRES1?"] = "0.75";
+    usb.answers["*IDN?"] = "VENT" + usb.line_end + "Additel,HPC-HOST,1,2";
+    EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+    EXPECT_EQ(usb.TakeWritten(), "*IDN?\n*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
+    EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+    EXPECT_EQ(usb.TakeWritten(), "*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
+    EXPECT_EQ(device->Disconnect(), S_OK);
+  }
+}
+
+// The error queue tells an error once only, so that a set point whose answer was somebody else's is sent again.
+TEST_F(Adt760Calls, AReplyThatSomebodyElseAskedForIsNobodysHere) {
+  Connect();
+  usb.received = {"Additel,HPC-HOST,1,2\n"};
+  usb.answers["SYST:ERR?"] = "-222,\"Data out of range\"";
+  EXPECT_EQ(device->SetChanVal(kSetPointChannel, 9.0), adt760CtlErrScpiCmde);
+  const std::string set = "*CLS\nSOUR:PRES 9.00000\nSYST:ERR?\n";
+  EXPECT_EQ(usb.TakeWritten(), set + "*IDN?\n" + set);
+}
+
 TEST_F(Adt760Calls, WritesGoOutWithFiveDecimals) {
   Connect();
   EXPECT_EQ(device->SetChanVal(kSetPointChannel, 1200.5), S_OK);
