@@ -2,13 +2,22 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
+
+#include "base/result.h"
 
 namespace ulix {
 
 // How a reply can be told from others. Plain ones look alike, so that one cannot be laid to one query of several; a
 // landmark is known by its face.
 enum class ReplyKind { kPlain, kLandmark };
+
+// Of the read timeouts of chatter after which a line that does not bring what is waited for is left for the next
+// exchange.
+inline constexpr std::uint32_t kMostSilences = 5;
+// So many exchanges, too.
+inline constexpr int kMostProbes = 6;
 
 // Instruments answer in order: a reply shows that nothing is coming any more that was asked before its query. Which of
 // several like queries it answers is never guessed; the first that it can belong to counts.
@@ -24,6 +33,17 @@ class ReplyLedger {
   bool Owes(ReplyKind kind) const;
   // The kind that was asked first; of a ledger that is not empty.
   ReplyKind front() const { return runs_.front().kind; }
+  // Until nothing is owed: what was asked first is flushed by a reply of the other kind, since that was asked later.
+  // `probe` asks for one of a kind and waits for it, and says both here.
+  template <typename Probe>
+  HRESULT Settle(Probe&& probe, HRESULT never) {
+    for (int probes = 0; !empty(); ++probes) {
+      if (probes == kMostProbes) return never;
+      const ReplyKind other = front() == ReplyKind::kPlain ? ReplyKind::kLandmark : ReplyKind::kPlain;
+      if (const HRESULT result = probe(other); Failed(result)) return result;
+    }
+    return S_OK;
+  }
   // Whether it grew beyond any use, which takes many queries of both kinds by turns on a silent line.
   bool full() const { return runs_.size() >= kMostRuns; }
 

@@ -13,9 +13,6 @@ namespace {
 // At the end of a buffer, whose last place is only written when a line fills it.
 constexpr char kNotFilled = 1;
 
-// Beyond these a line that does not come in step is left for the next exchange.
-constexpr int kMostProbes = 6;
-constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
 // Read at once of what may have no end. Each byte may take a read timeout, and all other instruments wait so long.
 constexpr std::size_t kPiece = 16;
 constexpr std::size_t kLongestReply = 100;
@@ -148,23 +145,18 @@ bool SerialDriver::TakeBehind(ReplyPlan plan) {
   return true;
 }
 
-// Until nothing is owed. What was asked first is flushed by a reply of the other kind, since that was asked later.
 HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, ReplyPlan plan) {
   const Landmark mark = landmark();
   if (mark.query.empty()) return owed_.empty() ? S_OK : PrepareLine();
   if (wanted == ReplyKind::kLandmark && mark.opposite.empty()) return S_OK;  // any of them does
-  for (int probes = 0; !owed_.empty(); ++probes) {
-    if (probes == kMostProbes) return serialCommErrUnableToReadComm;
-    const ReplyKind other = owed_.front() == ReplyKind::kPlain ? ReplyKind::kLandmark : ReplyKind::kPlain;
+  const std::string_view plain = wanted == ReplyKind::kPlain ? query : mark.opposite;
+  const auto probe = [&](ReplyKind kind) -> HRESULT {
     // Of a line that this cuts in two, the rest can only be taken for a plain reply, which settles nothing here.
-    if (other == ReplyKind::kLandmark) DiscardInput();
-    const std::string_view plain = wanted == ReplyKind::kPlain ? query : mark.opposite;
-    if (const HRESULT asked = Ask(other == ReplyKind::kLandmark ? mark.query : plain, other); Failed(asked)) {
-      return asked;
-    }
-    if (const auto reply = Await(other, plan); !reply) return reply.error();
-  }
-  return S_OK;
+    if (kind == ReplyKind::kLandmark) DiscardInput();
+    const HRESULT asked = Ask(kind == ReplyKind::kLandmark ? mark.query : plain, kind);
+    return Failed(asked) ? asked : CodeOf(Await(kind, plan));
+  };
+  return owed_.Settle(probe, serialCommErrUnableToReadComm);
 }
 
 Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
@@ -183,7 +175,7 @@ Expected<std::string> SerialDriver::QueryOnce(std::string_view query, ReplyKind 
   HRESULT result = HaveLinkBack();
   if (Succeeded(result) && std::exchange(cut_, false) && !SkipRest()) Distrust();
   if (Succeeded(result) && !formal_) result = BringInStep(kind, query, plan);
-  if (Succeeded(result) && owed_.full()) result = serialCommErrUnableToReadComm;
+  if (Succeeded(result) && owed_.full() && !formal_) result = serialCommErrUnableToReadComm;
   const bool in_step = owed_.empty();
   if (Succeeded(result)) result = Ask(query, kind);
   if (Failed(result)) return Failure(result);

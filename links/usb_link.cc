@@ -10,6 +10,7 @@ namespace {
 constexpr std::uint32_t kDrainTimeoutMs = 1;
 // A device that still has something to say after so many blocks never ends.
 constexpr int kMostDrained = 1000;
+constexpr std::size_t kLongestKept = 4096;  // of a reply that comes in pieces
 
 }  // namespace
 
@@ -43,7 +44,7 @@ HRESULT UsbLink::Open(const UsbIdentity& wanted) {
   *device_ = UsbDevice{.identity = wanted};
   if (const HRESULT result = OpenDevice(); Failed(result)) return result;
   open_ = true;
-  const HRESULT result = Prepare();
+  const HRESULT result = Discard();
   if (Failed(result)) Close();
   return result;
 }
@@ -56,12 +57,14 @@ HRESULT UsbLink::OpenDevice() {
   return MapFailure(library_->Connect(*device_), winUsbCommErrUnableToOpenComm);
 }
 
-HRESULT UsbLink::Prepare() {
+HRESULT UsbLink::Discard() {
+  if (!open_) return ClosedCode();
+  partial_.clear();
+  cut_ = false;
   if (const HRESULT flushed = library_->Flush(*device_); Failed(flushed)) {
     return MapFailure(flushed, winUsbCommErrUnableToFlushComm);
   }
   if (const HRESULT drained = Drain(); Failed(drained)) return drained;
-  out_of_step_ = false;
   return MapFailure(library_->SetTimeout(*device_, kUsbBothWays, options_.timeout_ms), winUsbCommErrUnableToSetupComm);
 }
 
@@ -85,9 +88,6 @@ void UsbLink::Close() {
 
 HRESULT UsbLink::Write(std::string_view text) {
   if (!open_) return ClosedCode();
-  if (out_of_step_) {
-    if (const HRESULT result = Prepare(); Failed(result)) return result;
-  }
   const std::string terminated(text);
   std::uint32_t count = 0;
   if (const HRESULT result = library_->Write(*device_, terminated.c_str(), count); Failed(result)) {
@@ -104,12 +104,30 @@ Expected<std::string> UsbLink::Read() {
   std::array<char, kReplySize + 1> buffer{};
   std::uint32_t size = kReplySize;
   const HRESULT result = library_->Read(*device_, buffer.data(), size);
-  out_of_step_ = true;
-  if (Failed(result)) return Failure(MapFailure(result, winUsbCommErrUnableToReadComm));
+  cut_ = false;
+  if (Failed(result)) {
+    partial_ += buffer.data();
+    return Failure(MapFailure(result, winUsbCommErrUnableToReadComm));
+  }
   if (size == 0 || size > kReplySize) return Failure(winUsbCommErrUnableToReadComm);
   Trace(TraceDirection::kReceived, {buffer.data(), size});
-  out_of_step_ = size == kReplySize && buffer[size - 1] != '\n';
+  cut_ = size == kReplySize && buffer[size - 1] != '\n';
   return std::string(buffer.data());
+}
+
+Expected<std::string> UsbLink::ReadWhole(Deadline patience) {
+  bool ended = false;  // for all that the library says
+  while (!partial_.ends_with('\n')) {
+    if (patience.Passed(*options_.clock)) return Failure(winUsbCommErrUnableToReadComm);
+    const std::size_t before = partial_.size();
+    const auto piece = Read();
+    if (!piece && ended && partial_.size() == before) break;
+    if (!piece) return piece;
+    ended = !cut_;
+    partial_ += *piece;
+    partial_.erase(0, partial_.size() - std::min(partial_.size(), kLongestKept));
+  }
+  return std::exchange(partial_, {});
 }
 
 }  // namespace ulix

@@ -10,6 +10,7 @@
 #include "base/result.h"
 #include "links/link_trace.h"
 #include "links/usb_library.h"
+#include "platform/clock.h"
 
 namespace ulix {
 
@@ -22,6 +23,7 @@ class UsbLink {
     HRESULT not_loaded;  // of the owning control
     UsbLibraryLoader load = LoadOwnUsbLibrary;
     std::uint32_t timeout_ms = 5000;  // of each transfer
+    Clock* clock = &SystemClock();
     LinkTrace trace;
   };
 
@@ -33,25 +35,32 @@ class UsbLink {
   // Loads the library at the first call that finds it; without one, the not-loaded code.
   HRESULT Load();
   // Loads the library, then looks up the interface unless `wanted` names one, opens it, discards what is pending both
-  // ways and sets the timeouts. The first step that fails closes the link again and is the result: winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when
-  // already open.
+  // ways and sets the timeouts. The first step that fails closes the link again and is the result:
+  // winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when already
+  // open.
   HRESULT Open(const UsbIdentity& wanted);
   void Close();
   bool IsOpen() const { return open_; }
   // Of the open device, as far as the library told it.
   const UsbIdentity& identity() const { return device_->identity; }
 
-  // winUsbCommErrUnableToWriteComm. After a reply that did not come, or not to its end, what is left of it is discarded
-  // first (winUsbCommErrUnableToFlushComm): it would be taken for the next one.
+  // winUsbCommErrUnableToWriteComm.
   HRESULT Write(std::string_view text);
   // One reply of at most kReplySize bytes, cut at its first zero byte. winUsbCommErrUnableToReadComm when none comes in
-  // time, or an empty one.
+  // time, or an empty one; what came of it is kept for ReadWhole.
   Expected<std::string> Read();
   static constexpr std::uint32_t kReplySize = 80;
+  // Whether the last reply was longer than what was read of it.
+  bool cut() const { return cut_; }
+  // For a line on which replies are late or longer than a transfer: one from what there is of it to its line feed, or,
+  // where the library gives none, to a transfer's time without a byte. Of a very long one its end.
+  Expected<std::string> ReadWhole(Deadline patience);
+  // Discards what has come: winUsbCommErrUnableToFlushComm or ...UnableToSetupComm. The rest of a reply may still come.
+  HRESULT Discard();
+  Milliseconds timeout() const { return Milliseconds(options_.timeout_ms); }
 
  private:
   HRESULT OpenDevice();
-  HRESULT Prepare();
   HRESULT Drain();
   HRESULT MapFailure(HRESULT result, HRESULT of_step) const;
   HRESULT ClosedCode() const;
@@ -61,7 +70,8 @@ class UsbLink {
   std::shared_ptr<UsbLibrary> library_;  // stays loaded when a connection fails
   std::unique_ptr<UsbDevice> device_;
   bool open_ = false;
-  bool out_of_step_ = false;  // a reply, or the rest of one, may still come
+  bool cut_ = false;
+  std::string partial_;  // the start of a reply that stopped midway
 };
 
 }  // namespace ulix

@@ -164,12 +164,13 @@ TEST_F(Adt760Calls, TheElectricalInputIsAskedWhatItIs) {
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).value, 5.0F);
   EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nMEAS:VOLT?\nSYST:ERR?\n");
   EXPECT_EQ(driver->ChannelUnit(kElectricalChannel), "V");
+  usb.answers["SYST:ERR?"] = "-100,\"Command error\"";
   usb.answers["SENS:ELEC:FUNC?"] = "HART";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, winUsbCommErrUnableToReadComm);
+  EXPECT_EQ(driver->LastError(), "-100,\"Command error\"\n") << "the queue is read after a bad answer, too";
   usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
-  usb.answers["SYST:ERR?"] = "-100,\"Command error\"";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, adt760CtlErrScpiCmde);
-  EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\n*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n");
+  EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n");
 }
 
 TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
@@ -198,6 +199,33 @@ TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
     usb.failing = {{c.failing, E_FAIL}};
     EXPECT_EQ(driver->ReadChannel(0).code, c.result);
   }
+}
+
+// Behind a library that gives line feeds, and behind one that does not.
+TEST_F(Adt760Calls, AReplyThatWasOwedIsThrownAwayBeforeTheFirstWordOfTheNextOperation) {
+  for (const char* line_end : {"\n", ""}) {
+    usb.line_end = line_end;
+    Connect();
+    EXPECT_EQ(driver->ReadChannel(kVentChannel).code, winUsbCommErrUnableToReadComm);
+    EXPECT_EQ(usb.TakeWritten(), "*CLS\nOUTP:MODE?\n");
+    usb.answers["MEAS:PRES1?"] = "0.75";
+    usb.answers["*IDN?"] = "VENT" + usb.line_end + "Additel,HPC-HOST,1,2";
+    EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+    EXPECT_EQ(usb.TakeWritten(), "*IDN?\n*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
+    EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+    EXPECT_EQ(usb.TakeWritten(), "*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
+    EXPECT_EQ(device->Disconnect(), S_OK);
+  }
+}
+
+// The error queue tells an error once only, so that a set point whose answer was somebody else's is sent again.
+TEST_F(Adt760Calls, AReplyThatSomebodyElseAskedForIsNobodysHere) {
+  Connect();
+  usb.received = {"Additel,HPC-HOST,1,2\n"};
+  usb.answers["SYST:ERR?"] = "-222,\"Data out of range\"";
+  EXPECT_EQ(device->SetChanVal(kSetPointChannel, 9.0), adt760CtlErrScpiCmde);
+  const std::string set = "*CLS\nSOUR:PRES 9.00000\nSYST:ERR?\n";
+  EXPECT_EQ(usb.TakeWritten(), set + "*IDN?\n" + set);
 }
 
 TEST_F(Adt760Calls, WritesGoOutWithFiveDecimals) {

@@ -438,7 +438,7 @@ void LineFaults::Check(const Operation& operation, const Row& row) {
     BringBack();
     if (fault.kind == FaultKind::kDrop && !model.channels.empty()) {
       device->Disconnect();
-      EXPECT_EQ(Read(), model.closed);
+      EXPECT_EQ(Read(), model.codes.closed);
     }
     ExpectAllWell(operation);
   }

@@ -34,8 +34,8 @@ void Unplug::IsToldAtOnceAndTheReturnConnectsAgain() {
     SCOPED_TRACE(cycle);
     const MonotonicTime before = clock.Now();
     Drop();
-    EXPECT_EQ(AskOnce(), serialCommErrUnableToWriteComm);
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), serialCommErrCommClosed);
+    EXPECT_EQ(AskOnce(), model.codes.unwritten);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), model.codes.closed);
     EXPECT_TRUE(IsConnected()) << "as the host left it";
     EXPECT_EQ(clock.Now(), before) << "nobody waits for a device that is not there";
     BringBack();
@@ -64,7 +64,7 @@ void Unplug::AReturnThatFailsIsTriedAgain() {
   AskOnce();
   bench->SetFaults({{FaultKind::kSilent}});
   longest = {};
-  EXPECT_EQ(AskOnce(), serialCommErrUnableToReadComm);
+  EXPECT_EQ(AskOnce(), model.codes.unread);
   EXPECT_LE(longest.count(), model.patience_ms);
   BringBack();
   EXPECT_EQ(AskOnce(), S_OK);
@@ -81,9 +81,9 @@ void Unplug::LeavesNothingToWaitForAtDisconnecting() {
     const MonotonicTime before = clock.Now();
     EXPECT_EQ(device->Disconnect(), S_OK);
     EXPECT_FALSE(IsConnected());
-    EXPECT_EQ(AskOnce(), serialCommErrCommClosed);
+    EXPECT_EQ(AskOnce(), model.codes.closed);
     BringBack();
-    EXPECT_EQ(AskOnce(), serialCommErrCommClosed) << "nobody opens a port that the host closed";
+    EXPECT_EQ(AskOnce(), model.codes.closed) << "nobody opens a port that the host closed";
     EXPECT_EQ(clock.Now(), before);
     EXPECT_EQ(TakeSent(), "");
   }

@@ -136,6 +136,12 @@ TEST_F(UsbLinkTest, TransfersFailWithTheirCodes) {
     EXPECT_EQ(CodeOf(link.Read()), read);
     usb.failing.clear();
   }
+  usb.received = {std::string(80, '1'), "2\n", "HPC-", "HOST\n", "3"};
+  EXPECT_EQ(link.Read().value(), std::string(80, '1'));
+  EXPECT_TRUE(link.cut());
+  for (const char* whole : {"2\n", "HPC-HOST\n", "3"}) {
+    EXPECT_EQ(link.ReadWhole(Deadline::Never()).value_or(""), whole) << "joined up to its line feed or to a silence";
+  }
   usb.received = {""};
   EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm) << "success without a byte";
   usb.received = {"x"};

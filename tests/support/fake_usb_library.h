@@ -42,6 +42,7 @@ class FakeUsbLibrary final : public UsbLibrary {
   std::string written;
   std::map<std::string, HRESULT> failing;      // by such a call, or by its first word
   std::map<std::string, std::string> answers;  // by command, without the line feeds of either
+  std::string line_end = "\n";                 // of an answer, unless the library gives none
   std::deque<std::string> received;            // blocks that wait to be read
   std::uint32_t count = 0xFFFFFFFF;            // said of a write, but for all ones: its length
   std::uint32_t oversize = 0;                  // added to the size said of a read
@@ -63,7 +64,7 @@ class FakeUsbLibrary final : public UsbLibrary {
     const std::string command(text, std::min(std::string(text).find('\n'), std::string(text).size()));
     const HRESULT result = Note("Write " + command);
     const auto answer = answers.find(command);
-    if (Succeeded(result) && answer != answers.end()) received.push_back(answer->second + "\n");
+    if (Succeeded(result) && answer != answers.end()) received.push_back(answer->second + line_end);
     sent = count == 0xFFFFFFFF ? static_cast<std::uint32_t>(std::string(text).size()) : count;
     return result;
   }

@@ -19,14 +19,20 @@ constexpr int kUnknownResolution = 6;
 UsbLink::Options LinkOptions(DriverServices services) {
   UsbLink::Options options{.not_loaded = adt761CtlErrWinUsbNotLoaded,
                            .load = std::move(services.load_usb_library),
+                           .clock = services.clock,
                            .trace = std::move(services.trace)};
   if (services.timeout_ms != 0) options.timeout_ms = services.timeout_ms;
   return options;
 }
 
+ReplyKind KindOf(std::string_view query) { return query == kIdentifyQuery ? ReplyKind::kLandmark : ReplyKind::kPlain; }
+
+ReplyKind KindOfReply(std::string_view reply) { return IsAdt760(reply) ? ReplyKind::kLandmark : ReplyKind::kPlain; }
+
 }  // namespace
 
-Adt760Driver::Adt760Driver(DriverServices services) : Driver(kCard), link_(LinkOptions(std::move(services))) {}
+Adt760Driver::Adt760Driver(DriverServices services)
+    : Driver(kCard), clock_(*services.clock), link_(LinkOptions(std::move(services))) {}
 
 UsbIdentity Adt760Driver::Wanted() const {
   const auto record = settings().Current();
@@ -87,7 +93,9 @@ HRESULT Adt760Driver::Send(std::string_view text) {
 HRESULT Adt760Driver::Greet() {
   if (const HRESULT result = Send(kClearErrors); Failed(result)) return result;
   if (CodeIn(*settings().Current(), kSettings[kIdentify]) == 0) return S_OK;
-  const auto identification = Identify();
+  formal_ = true;
+  const auto identification = owed_.empty() ? Ask(kIdentifyQuery) : Probe(ReplyKind::kLandmark);
+  formal_ = false;
   if (!identification) return identification.error();
   return IsAdt760(*identification) ? S_OK : adt760CtlErrNotAdt760;
 }
@@ -99,18 +107,80 @@ void Adt760Driver::Disconnect() {
 }
 
 Expected<std::string> Adt760Driver::Identify() {
-  return Ask(kIdentifyQuery).map([](const std::string& line) { return std::string(Trimmed(line)); });
+  const std::lock_guard exchange(exchange_mutex_);
+  Expected<std::string> line;
+  const HRESULT result = InStep([&] {
+    line = Ask(kIdentifyQuery);
+    return CodeOf(line);
+  });
+  if (Failed(result)) return Failure(result);
+  return std::string(Trimmed(*line));
+}
+
+HRESULT Adt760Driver::InStep(const std::function<HRESULT()>& operation) {
+  for (int attempt = 0; attempt < kMostProbes; ++attempt) {
+    if (const HRESULT result = BringInStep(); Failed(result)) return result;
+    const HRESULT result = operation();
+    if (!std::exchange(stray_, false)) return result;
+  }
+  return winUsbCommErrUnableToReadComm;
+}
+
+HRESULT Adt760Driver::BringInStep() {
+  if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
+  const auto probe = [this](ReplyKind kind) -> HRESULT {
+    // Of a reply that this cuts in two, the rest settles nothing here.
+    const HRESULT result = kind == ReplyKind::kLandmark ? link_.Discard() : S_OK;
+    return Failed(result) ? result : CodeOf(Probe(kind));
+  };
+  return owed_.Settle(probe, winUsbCommErrUnableToReadComm);
+}
+
+HRESULT Adt760Driver::Put(std::string_view query, ReplyKind kind) {
+  if (link_.IsOpen()) owed_.Asked(kind);  // also where it fails: some of it may have gone out
+  return Send(query);
 }
 
 Expected<std::string> Adt760Driver::Ask(std::string_view query) {
-  const std::lock_guard exchange(exchange_mutex_);
-  if (const HRESULT result = Send(query); Failed(result)) return Failure(result);
-  return link_.Read();
+  if (!owed_.empty()) return Failure(winUsbCommErrUnableToReadComm);  // the step was lost in the middle of an operation
+  const ReplyKind kind = KindOf(query);
+  if (const HRESULT result = Put(query, kind); Failed(result)) return Failure(result);
+  auto reply = link_.Read();
+  if (!reply) return reply;
+  stray_ = kind == ReplyKind::kPlain && KindOfReply(*reply) == ReplyKind::kLandmark;
+  if (stray_) return Failure(winUsbCommErrUnableToReadComm);
+  if (!link_.cut() || link_.ReadWhole(Patience())) owed_.Clear();
+  return reply;
 }
 
-HRESULT Adt760Driver::Order(std::string_view command) {
-  if (const HRESULT result = Send(kClearErrors); Failed(result)) return result;
-  return Send(command);
+Expected<std::string> Adt760Driver::Probe(ReplyKind kind) {
+  // What the error queue says by then was never anybody's: it is cleared at the start of each operation.
+  const HRESULT result = Put(kind == ReplyKind::kLandmark ? kIdentifyQuery : kErrorQuery, kind);
+  if (Failed(result)) return Failure(result);
+  return Await(kind);
+}
+
+Expected<std::string> Adt760Driver::Await(ReplyKind kind) {
+  const Deadline patience = Patience();
+  auto reply = link_.ReadWhole(patience);
+  auto foreign = reply;
+  while (reply) {
+    const ReplyKind came = KindOfReply(*reply);
+    owed_.Came(came);
+    // A landmark that stopped midway and the plain reply behind it come as one.
+    const bool flushed = kind == ReplyKind::kPlain && owed_.front() == kind;
+    if (came == kind || flushed) return reply;
+    foreign = std::exchange(reply, link_.ReadWhole(patience));
+  }
+  // At a greeting another model may answer, and be told from a silent one.
+  return formal_ ? foreign : reply;
+}
+
+Deadline Adt760Driver::Patience() const { return Deadline::In(clock_, link_.timeout() * kMostSilences); }
+
+Expected<std::string> Adt760Driver::AskAnew(std::string_view query) {
+  if (const HRESULT result = Send(kClearErrors); Failed(result)) return Failure(result);
+  return Ask(query);
 }
 
 HRESULT Adt760Driver::ReadErrorQueue() {
@@ -124,8 +194,12 @@ HRESULT Adt760Driver::ReadErrorQueue() {
 Reading Adt760Driver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = adt760CtlErrChNum};
   const std::lock_guard exchange(exchange_mutex_);
-  const auto value = Measure(id);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  Expected<float> value = 0.0F;
+  const HRESULT result = InStep([&] {
+    value = Measure(id);
+    return CodeOf(value);
+  });
+  return Succeeded(result) ? Reading{S_OK, *value} : Reading{result, 0.0F};
 }
 
 Expected<float> Adt760Driver::Measure(ChannelId id) {
@@ -135,8 +209,7 @@ Expected<float> Adt760Driver::Measure(ChannelId id) {
     if (!function) return Failure(function.error());
     query = (*function)->query;
   }
-  if (const HRESULT result = Order(query); Failed(result)) return Failure(result);
-  const auto answer = link_.Read();
+  const auto answer = AskAnew(query);
   if (!answer) return Failure(answer.error());
   const auto value = ParseReading(*answer, id);
   const HRESULT queue = ReadErrorQueue();
@@ -145,12 +218,12 @@ Expected<float> Adt760Driver::Measure(ChannelId id) {
 }
 
 Expected<const ElectricalFunction*> Adt760Driver::AskFunction() {
-  if (const HRESULT result = Order(kFunctionQuery); Failed(result)) return Failure(result);
-  const auto answer = link_.Read();
+  const auto answer = AskAnew(kFunctionQuery);
   if (!answer) return Failure(answer.error());
+  const HRESULT queue = ReadErrorQueue();
   const ElectricalFunction* function = FindFunction(*answer);
   if (!function) return Failure(winUsbCommErrUnableToReadComm);
-  if (const HRESULT queue = ReadErrorQueue(); Failed(queue)) return Failure(queue);
+  if (Failed(queue)) return Failure(queue);
   function_ = function;
   return function;
 }
@@ -161,8 +234,11 @@ HRESULT Adt760Driver::WriteChannel(ChannelId id, float value) {
   const std::lock_guard exchange(exchange_mutex_);
   // Venting is never ended from here, deliberately: a nought clears the error queue and that is all.
   if (command->empty()) return Send(kClearErrors);
-  if (const HRESULT result = Order(*command); Failed(result)) return result;
-  return ReadErrorQueue();
+  return InStep([&] {
+    HRESULT result = Send(kClearErrors);
+    if (Succeeded(result)) result = Send(*command);
+    return Failed(result) ? result : ReadErrorQueue();
+  });
 }
 
 std::string Adt760Driver::ChannelUnit(ChannelId id) const {
