@@ -55,15 +55,28 @@ HRESULT ModbusDriver::OpenLink() {
 HRESULT ModbusDriver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
   HRESULT result = OpenLink();
-  if (Succeeded(result)) result = Greet();
+  connected_ = true;
+  greeted_ = false;
+  if (Succeeded(result)) result = MakeReady();
   if (Failed(result)) Disconnect();
+  return result;
+}
+
+HRESULT ModbusDriver::MakeReady() {
+  const std::lock_guard exchange(exchange_mutex_);
+  const auto restored = client_->Restore();
+  if (!restored) return restored.error();
+  if (*restored) greeted_ = false;
+  if (!connected_ || greeted_) return S_OK;
+  const HRESULT result = Greet();
+  greeted_ = Succeeded(result);
   return result;
 }
 
 void ModbusDriver::Disconnect() {
   const std::lock_guard exchange(exchange_mutex_);
   client_->Close();
-  open_ = false;
+  open_ = connected_ = false;
 }
 
 // A request that is under way finds out by itself.

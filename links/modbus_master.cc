@@ -15,6 +15,8 @@ void ModbusMaster::Close() {
   open_ = false;
 }
 
+Expected<bool> ModbusMaster::Restore() { return open_ ? transport_->Restore(timeout_) : Failure(transport_->Closed()); }
+
 std::optional<TextId> ModbusMaster::TextOf(HRESULT code) const {
   if (code == networkCommErrUnableToConnect) return TextId::kNoIpPort;
   if (code == serialCommErrUnableToOpenComm) return TextId::kNoSerialPort;

@@ -19,6 +19,7 @@ class ModbusMaster final : public ModbusClient {
   HRESULT Open() override;
   void Close() override;
   bool IsOpen() const override { return open_; }
+  Expected<bool> Restore() override;
   HRESULT Presence() override { return transport_->IsThere() ? HRESULT{S_OK} : transport_->Closed(); }
   HRESULT ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers) override;
   HRESULT WriteMultiple(std::uint16_t address, std::span<const std::uint16_t> registers) override;

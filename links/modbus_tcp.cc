@@ -1,5 +1,6 @@
 #include <array>
 #include <chrono>
+#include <utility>
 
 #include "links/modbus_frames.h"
 #include "links/modbus_transport.h"
@@ -28,14 +29,20 @@ class ModbusTcp final : public ModbusTransport {
   }
   void Close() override { socket_.reset(); }
   bool IsOpen() const override { return socket_ != nullptr; }
+  Expected<bool> Restore(Milliseconds timeout) override {
+    if (StillThere()) return false;
+    const bool given_up = !socket_ && std::exchange(given_up_, false);
+    Close();
+    const HRESULT result = Open(timeout);
+    return Failed(result) ? Failure(result) : Expected<bool>(!given_up);
+  }
   bool IsThere() override { return true; }
   void Distrust() override {}  // transactions tell replies apart
   HRESULT NoAnswer() const override { return networkCommErrUnableToReadComm; }
   HRESULT Closed() const override { return networkCommErrConnexClosed; }
 
   Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
-    if (!StillThere()) Close();
-    if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
+    if (!StillThere()) return Failure(socket_ ? Lost(Closed()) : Closed());
     end_ = network_.clock->Now() + timeout;
     const std::string request = modbus::NetworkFrame(++transaction_, slave, pdu);
     if (const HRESULT result = Send(request); Failed(result)) return Failure(result);
@@ -60,6 +67,7 @@ class ModbusTcp final : public ModbusTransport {
   // A connection that can no longer be trusted is given up: half a frame may be under way.
   HRESULT Lost(HRESULT code) {
     Close();
+    given_up_ = code != Closed();
     return code;
   }
 
@@ -118,6 +126,7 @@ class ModbusTcp final : public ModbusTransport {
 
   ModbusNetwork network_;
   std::unique_ptr<platform::StreamSocket> socket_;
+  bool given_up_ = false;  // the last connection, while the peer was there
   std::uint16_t transaction_ = 0;
   MonotonicTime end_;              // of the exchange under way
   std::array<char, 1024> buffer_;  // several frames at most, so that it never stays full

@@ -27,29 +27,37 @@ std::uint8_t MemologDriver::Slave() const {
 
 HRESULT MemologDriver::Greet() {
   SetProgram(nullptr);
-  const auto identification = Identify();
-  if (!identification) return identification.error();
-  return IsMemolog(*identification) ? S_OK : memologCtlErrNotMemolog;
+  return CodeOf(AskIdentification());
+}
+
+Expected<std::string> MemologDriver::AskIdentification() {
+  auto text = Mailbox(client()).AskText("*IDN?");
+  if (text && !IsMemolog(*text)) return Failure(memologCtlErrNotMemolog);
+  return text;
+}
+
+Expected<std::string> MemologDriver::Identify() {
+  return Exchange([this](ModbusClient&) { return AskIdentification(); });
 }
 
 Expected<std::string> MemologDriver::AskText(std::string_view command) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).AskText(command);
+  return Exchange([&](ModbusClient& client) { return Mailbox(client).AskText(command); });
 }
 
 HRESULT MemologDriver::Tell(Command command, const Words& data) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).Tell(command, data);
+  return Exchange([&](ModbusClient& client) { return Mailbox(client).Tell(command, data); });
 }
 
 Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).Ask(command, data, at_once);
+  return Exchange([&](ModbusClient& client) { return Mailbox(client).Ask(command, data, at_once); });
 }
 
 Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return client().ReadOne(address);
+  return Exchange([=](ModbusClient& client) { return client.ReadOne(address); });
+}
+
+HRESULT MemologDriver::WriteRegister(std::uint16_t address, std::uint16_t value) {
+  return Exchange([=](ModbusClient& client) { return client.WriteOne(address, value); });
 }
 
 Expected<std::string> MemologDriver::DeviceVersion() {
@@ -134,18 +142,20 @@ ChannelLimit MemologDriver::Limit(ChannelId id, int index) const {
 
 // Two registers that hold a float, its low half first.
 Reading MemologDriver::ReadChannel(ChannelId id) {
+  if (const HRESULT ready = MakeReady(); Failed(ready)) return {.code = ready};  // or the program is another logger's
   const auto program = KnownProgram();
   if (!program) return {.code = program.error()};
-  const ChannelRecord* channel = ChannelOf(*program, id);
-  const std::lock_guard exchange(exchange_mutex_);
-  if (channel == nullptr || !channel->value_register) {
-    return {.code = LinkIsOpen() ? HRESULT{memologCtlErrChNum} : client().Closed()};
-  }
-  std::array<std::uint16_t, 2> halves{};
-  const HRESULT result = client().ReadHolding(*channel->value_register, halves);
-  if (Failed(result)) return {.code = result};
-  const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
-  return std::isfinite(value) ? Reading{S_OK, value} : Reading{client().NoAnswer(), 0.0F};
+  return ReadingOf(Exchange([&](ModbusClient& client) -> Expected<float> {
+    // Another program was sent in between, or another logger is there.
+    if (CachedProgram() != *program) return Failure(memologCtlErrMemLocked);
+    const ChannelRecord* channel = ChannelOf(*program, id);
+    if (channel == nullptr || !channel->value_register) return Failure(memologCtlErrChNum);
+    std::array<std::uint16_t, 2> halves{};
+    const HRESULT result = client.ReadHolding(*channel->value_register, halves);
+    if (Failed(result)) return Failure(result);
+    const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
+    return std::isfinite(value) ? Expected<float>(value) : Failure(client.NoAnswer());
+  }));
 }
 
 }  // namespace ulix::memolog

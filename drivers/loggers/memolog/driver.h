@@ -17,7 +17,8 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
  public:
   explicit MemologDriver(DriverServices services);
 
-  Expected<std::string> Identify() override { return AskText("*IDN?"); }
+  // memologCtlErrNotMemolog for another instrument.
+  Expected<std::string> Identify() override;
   Expected<std::string> DeviceVersion() override;
   // The logger's program, into what is known of the channels.
   HRESULT ReadCfg() override { return CodeOf(LoadProgram()); }
@@ -60,10 +61,13 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   HRESULT Greet() override;
   std::uint8_t Slave() const override;
 
+  // With the exchange lock held and the way open.
+  Expected<std::string> AskIdentification();
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);
   Expected<Words> Ask(Command command, const Words& data, std::size_t at_once);
   Expected<std::uint16_t> ReadRegister(std::uint16_t address);
+  HRESULT WriteRegister(std::uint16_t address, std::uint16_t value);
 
   // The program as it is known: read from the logger when the link is open and none is known yet.
   Expected<ProgramPointer> KnownProgram();

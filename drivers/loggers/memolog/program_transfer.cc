@@ -51,12 +51,13 @@ HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progres
 
 // The logger starts anew, and mostly says nothing to it.
 HRESULT MemologDriver::Initialise() {
-  const std::lock_guard exchange(exchange_mutex_);
-  const Milliseconds usual = client().timeout();
-  client().SetTimeout(std::min(usual, kInitialiseTimeout));
-  const HRESULT result = Mailbox(client()).SendText("INITOUI");
-  client().SetTimeout(usual);
-  return result == client().NoAnswer() ? S_OK : result;
+  return Exchange([](ModbusClient& client) -> HRESULT {
+    const Milliseconds usual = client.timeout();
+    client.SetTimeout(std::min(usual, kInitialiseTimeout));
+    const HRESULT result = Mailbox(client).SendText("INITOUI");
+    client.SetTimeout(usual);
+    return result == client.NoAnswer() ? S_OK : result;
+  });
 }
 
 HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, const Progress& progress) {

@@ -172,7 +172,7 @@ TEST(ModbusMaster, ALateReplyIsNobodys) {
   EXPECT_EQ(master->ReadOne(6).value_or(0), 2);
 }
 
-TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionAndTheNextRequestMakesAnother) {
+TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionUntilItIsRestored) {
   const auto spoil = [](std::string request, int kind) {
     std::string reply = Reply(request, 7);
     if (kind == 0) reply[2] = 1;                       // another protocol
@@ -192,6 +192,9 @@ TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionAndTheNextRequestMakesAnother)
     const auto master = OpenMaster(peer, 2000);
     const HRESULT result = CodeOf(master->ReadOne(5));
     EXPECT_TRUE(result == networkCommErrUnableToReadComm || result == networkCommErrConnexClosed) << kind;
+    EXPECT_EQ(CodeOf(master->ReadOne(5)), networkCommErrConnexClosed) << kind;
+    const bool peer_left = kind > 2;
+    EXPECT_EQ(master->Restore().value_or(!peer_left), peer_left) << kind;
     EXPECT_EQ(master->ReadOne(5).value_or(0), 7) << kind;
   }
 }
@@ -288,12 +291,16 @@ TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
   EXPECT_EQ(clock.Now() - start, Milliseconds(5));  // three and a half characters at 9600 are 4.01 ms
 }
 
-TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgain) {
+TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgainWhenTold) {
   Say(Registers(4));
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToWriteComm);
-  EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToOpenComm);
+  EXPECT_EQ(master->Presence(), serialCommErrCommClosed);
+  EXPECT_EQ(CodeOf(master->Restore()), serialCommErrCommClosed);
   bench->SetFaults({});
+  EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrCommClosed);
+  EXPECT_TRUE(master->Restore().value_or(false));
+  EXPECT_EQ(master->Presence(), S_OK);
   EXPECT_EQ(master->ReadOne(5).value_or(0), 4);
 }
 
