@@ -181,6 +181,22 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   EXPECT_EQ(progress->percents.back(), 100);
 }
 
+TEST_F(MemologTest, NothingIsAskedOfTheProgramWhileAnotherIsSent) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  WriteOtherProgram();
+  HRESULT size_asked = S_OK;
+  HRESULT value_asked = S_OK;
+  progress->once = [&] {
+    std::uint32_t size = 0;
+    size_asked = device->GetMemBlockSize(0, &size);
+    value_asked = driver->ReadChannel(0).code;
+  };
+  EXPECT_EQ(device->SendProgram(path), S_OK);
+  EXPECT_EQ(size_asked, memologCtlErrMemLocked);
+  EXPECT_EQ(value_asked, memologCtlErrMemLocked);
+  ExpectTheOtherProgram();
+}
+
 struct StoppingUser final : UserInterface {
   int at = 0;  // percent from which on it stops
   bool Progress(int percent) override { return percent < at; }

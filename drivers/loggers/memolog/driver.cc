@@ -26,7 +26,7 @@ std::uint8_t MemologDriver::Slave() const {
 }
 
 HRESULT MemologDriver::Greet() {
-  SetProgram(nullptr);
+  ForgetProgram();
   return CodeOf(AskIdentification());
 }
 
@@ -49,7 +49,10 @@ HRESULT MemologDriver::Tell(Command command, const Words& data) {
 }
 
 Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
-  return Exchange([&](ModbusClient& client) { return Mailbox(client).Ask(command, data, at_once); });
+  return Exchange([&](ModbusClient& client) -> Expected<Words> {
+    if (sending_) return Failure(memologCtlErrMemLocked);
+    return Mailbox(client).Ask(command, data, at_once);
+  });
 }
 
 Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
@@ -81,9 +84,11 @@ MemologDriver::ProgramPointer MemologDriver::CachedProgram() const {
   return program_;
 }
 
-void MemologDriver::SetProgram(ProgramPointer program) {
+void MemologDriver::ForgetProgram() {
+  const std::lock_guard exchange(exchange_mutex_);
   const std::lock_guard lock(program_mutex_);
-  program_ = std::move(program);
+  program_ = nullptr;
+  ++forgotten_;
 }
 
 Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
@@ -93,14 +98,7 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
 }
 
 Expected<MemologDriver::ProgramPointer> MemologDriver::LoadProgram() {
-  auto program = std::make_shared<Program>();
-  const HRESULT result = ReadRecords([&](const ProgramRecord& record, std::uint32_t, std::uint32_t) {
-    PresentLayout().Add(record, *program);
-    return S_OK;
-  });
-  if (Failed(result)) return Failure(result);
-  SetProgram(program);
-  return program;
+  return ReadRecords([](const ProgramRecord&, std::uint32_t, std::uint32_t) { return S_OK; });
 }
 
 const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, ChannelId id) {
@@ -143,12 +141,11 @@ ChannelLimit MemologDriver::Limit(ChannelId id, int index) const {
 // Two registers that hold a float, its low half first.
 Reading MemologDriver::ReadChannel(ChannelId id) {
   if (const HRESULT ready = MakeReady(); Failed(ready)) return {.code = ready};  // or the program is another logger's
-  const auto program = KnownProgram();
-  if (!program) return {.code = program.error()};
+  if (const auto known = KnownProgram(); !known) return {.code = known.error()};
   return ReadingOf(Exchange([&](ModbusClient& client) -> Expected<float> {
-    // Another program was sent in between, or another logger is there.
-    if (CachedProgram() != *program) return Failure(memologCtlErrMemLocked);
-    const ChannelRecord* channel = ChannelOf(*program, id);
+    const auto program = CachedProgram();
+    if (!program) return Failure(memologCtlErrMemLocked);  // another one is being sent since
+    const ChannelRecord* channel = ChannelOf(program, id);
     if (channel == nullptr || !channel->value_register) return Failure(memologCtlErrChNum);
     std::array<std::uint16_t, 2> halves{};
     const HRESULT result = client.ReadHolding(*channel->value_register, halves);

@@ -72,12 +72,13 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   // The program as it is known: read from the logger when the link is open and none is known yet.
   Expected<ProgramPointer> KnownProgram();
   ProgramPointer CachedProgram() const;
-  void SetProgram(ProgramPointer program);
+  // What is being read of it is not remembered either.
+  void ForgetProgram();
   Expected<ProgramPointer> LoadProgram();
   static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
-  // Every record of the logger's program in turn, until `take` fails or the program ends.
+  // Every record of the logger's program in turn, until `take` fails or the program ends. It is the program known then.
   using TakeRecord = std::function<HRESULT(const ProgramRecord& record, std::uint32_t number, std::uint32_t count)>;
-  HRESULT ReadRecords(const TakeRecord& take);
+  Expected<ProgramPointer> ReadRecords(const TakeRecord& take);
   Expected<ProgramRecord> ReadRecord(Command command, const Words& data);
 
   HRESULT SendFile(const std::string& path, const Progress& progress);
@@ -88,8 +89,10 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   HRESULT ReadNewest(BlockReading& reading);
 
   mutable std::mutex program_mutex_;
-  ProgramPointer program_;          // guarded by program_mutex_; null while not known
-  std::atomic<bool> busy_ = false;  // with a long operation
+  ProgramPointer program_;             // guarded by program_mutex_; null while not known
+  unsigned forgotten_ = 0;             // so many times; guarded by exchange_mutex_
+  std::atomic<bool> busy_ = false;     // with a long operation
+  std::atomic<bool> sending_ = false;  // a program: nothing is asked for in between
 };
 
 }  // namespace ulix::memolog
