@@ -37,7 +37,8 @@ std::unique_ptr<ModbusClient> ModbusDriver::MakeClient() const {
   auto transport = params.on_network
                        ? MakeModbusTcp({params.network, services_.make_socket, services_.clock, services_.trace})
                        : MakeModbusRtu({params.line, services_.open_serial_port, services_.clock, services_.trace});
-  auto client = std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions);
+  auto client =
+      std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions, [this] { return interruptions_ > 0; });
   client->SetTimeout(services_.timeout_ms == 0 ? profile_.timeout : Milliseconds(services_.timeout_ms));
   return client;
 }
@@ -73,8 +74,11 @@ HRESULT ModbusDriver::MakeReady() {
   return result;
 }
 
+// A sequence of exchanges on another thread ends, and does not take the lock again and again.
 void ModbusDriver::Disconnect() {
+  std::optional<WaitInterruption> interruption(*this);
   const std::lock_guard exchange(exchange_mutex_);
+  interruption.reset();
   client_->Close();
   open_ = connected_ = false;
 }

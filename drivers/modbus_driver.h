@@ -27,6 +27,9 @@ class ModbusDriver : public Driver {
   HRESULT OpenLink() override;
   bool LinkIsOpen() const override { return open_; }
   HRESULT Presence() override;
+  // The request that is under way comes to its end; no further one is made.
+  void InterruptWaits() override { ++interruptions_; }
+  void ResumeWaits() override { --interruptions_; }
   HRESULT Connect() override;
   void Disconnect() override;
 
@@ -88,6 +91,7 @@ class ModbusDriver : public Driver {
   bool connected_ = false;                // as the host left it
   bool greeted_ = false;                  // on the way as it is open now
   std::atomic<bool> open_ = false;
+  std::atomic<int> interruptions_ = 0;
 };
 
 }  // namespace ulix

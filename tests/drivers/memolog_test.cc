@@ -197,6 +197,18 @@ TEST_F(MemologTest, NothingIsAskedOfTheProgramWhileAnotherIsSent) {
   ExpectTheOtherProgram();
 }
 
+TEST_F(MemologTest, AHostThatLeavesEndsALongOperation) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  progress->once = [&] {
+    driver->InterruptWaits();
+    TakeSent();
+  };
+  EXPECT_EQ(device->ReadProgram(path), serialCommErrUnableToReadComm);
+  EXPECT_EQ(TakeSent(), "");
+  driver->ResumeWaits();
+  EXPECT_EQ(device->ReadProgram(path), S_OK);
+}
+
 struct StoppingUser final : UserInterface {
   int at = 0;  // percent from which on it stops
   bool Progress(int percent) override { return percent < at; }
