@@ -139,6 +139,8 @@ TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
   SetBench("identity", "ULIX,MEMOLOG30");
   EXPECT_EQ(device->Connect(), memologCtlErrNotMemolog);
   EXPECT_FALSE(driver->LinkIsOpen());
+  EXPECT_EQ(device->SendProgram(path), memologCtlErrNotMemolog);
+  EXPECT_THAT(progress->percents, ElementsAre(100));
   std::string text;
   for (const char* identity : {"MEMOLOG90", "x MEMOLOG140 y", "ULIX,MEMOLOG20,1"}) {
     SetBench("identity", identity);
