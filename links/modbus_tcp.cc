@@ -85,9 +85,13 @@ class ModbusTcp final : public ModbusTransport {
     return S_OK;
   }
 
-  // The frame of this transaction. Those of earlier ones, which came late, are dropped.
+  // A reply that has not begun is dropped by its transaction when it comes; the rest of one that has would not be.
+  HRESULT TooLate() { return filled_ == 0 ? HRESULT{networkCommErrUnableToReadComm} : Lost(NoAnswer()); }
+
+  // The frame of this transaction. Those of earlier ones, which came late, are dropped, but do not extend the wait.
   Expected<std::string_view> Await(std::uint8_t slave) {
     for (std::size_t length = 0;; Drop(length)) {
+      if (length != 0 && Left() == Milliseconds(0)) return Failure(TooLate());
       if (const HRESULT result = Fill(kNetworkHead); Failed(result)) return Failure(result);
       length = modbus::NetworkFrameLength(Received());
       if (length == 0) return Failure(Lost(networkCommErrUnableToReadComm));
@@ -114,9 +118,7 @@ class ModbusTcp final : public ModbusTransport {
   HRESULT Fill(std::size_t wanted) {
     while (filled_ < wanted) {
       const SocketWait wait = socket_->AwaitReadable(Left());
-      // A reply that has not begun is dropped by its transaction when it comes; the rest of one that has would not be.
-      if (wait == SocketWait::kTimedOut && filled_ == 0) return networkCommErrUnableToReadComm;
-      if (wait == SocketWait::kTimedOut) return Lost(networkCommErrUnableToReadComm);
+      if (wait == SocketWait::kTimedOut) return TooLate();
       const int count = wait == SocketWait::kReady ? socket_->Receive(std::span(buffer_).subspan(filled_)) : -1;
       if (count == 0 || (count < 0 && !socket_->WouldWait())) return Lost(networkCommErrConnexClosed);
       if (count > 0) filled_ += static_cast<std::size_t>(count);

@@ -214,6 +214,36 @@ TEST(ModbusMaster, RepliesOfAnotherFormAreNoAnswers) {
   EXPECT_EQ(CodeOf(OpenMaster(stubborn, 200)->ReadOne(5)), networkCommErrUnableToReadComm);
 }
 
+// A peer that says, every ten milliseconds, what nobody asked for; for a minute.
+class FloodingPeer final : public platform::StreamSocket {
+ public:
+  explicit FloodingPeer(ManualClock& clock) : clock_(clock) {}
+  bool Connect(platform::Ipv4Address, std::uint16_t, std::optional<std::chrono::milliseconds>) override { return true; }
+  platform::SocketWait AwaitReadable(std::chrono::milliseconds) override { return platform::SocketWait::kReady; }
+  platform::SocketWait AwaitWritable(std::chrono::milliseconds) override { return platform::SocketWait::kReady; }
+  int Send(std::string_view bytes) override { return static_cast<int>(bytes.size()); }
+  int Receive(std::span<char> bytes) override {
+    clock_.SleepFor(Milliseconds(10));
+    return ++said_ > 6000 ? 0 : static_cast<int>(Reply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
+  }
+  bool WouldWait() const override { return false; }
+
+ private:
+  ManualClock& clock_;
+  int said_ = 0;
+};
+
+TEST(ModbusMaster, RepliesThatNobodyAskedForExtendNoRequest) {
+  ManualClock clock(ManualClock::Mode::kAutomatic);
+  const auto make = [&] { return std::make_unique<FloodingPeer>(clock); };
+  ModbusMaster master(MakeModbusTcp({.address = {"127.0.0.1", 1}, .make_socket = make, .clock = &clock, .trace = {}}),
+                      kExceptions);
+  ASSERT_EQ(master.Open(), S_OK);
+  const MonotonicTime start = clock.Now();
+  EXPECT_EQ(CodeOf(master.ReadOne(5)), networkCommErrUnableToReadComm);
+  EXPECT_LE(clock.Now() - start, Milliseconds(1020));
+}
+
 // A slave on a line that says what it is told to, at the times it is told.
 class ScriptedSlave final : public Simulator {
  public:
