@@ -14,10 +14,15 @@ namespace ulix {
 Instrument::Instrument(std::unique_ptr<Driver> driver, Options options)
     : control_(std::make_shared<ControlState>(std::move(driver), *options.clock)), options_(options) {}
 
-// A scan thread that was left behind in an exchange keeps the link and closes it when it comes back.
+// A scan thread that was left behind in an exchange keeps the link and closes it when it comes back, without another
+// one.
 Instrument::~Instrument() {
   EndGroups();
-  if (connected_ && !control_->driver->IsBusy()) control_->driver->Disconnect();
+  if (control_->driver->IsBusy()) {
+    control_->driver->InterruptWaits();
+  } else if (connected_) {
+    control_->driver->Disconnect();
+  }
 }
 
 const ModelCard& Instrument::card() const { return control_->driver->card(); }

@@ -170,7 +170,10 @@ HRESULT Instrument::WithProgram(Transfer&& transfer) {
     ProgramTransfer* program = control_->driver->program();
     if (program == nullptr) return E_NOTIMPL;
     const bool was_connected = connected_;
-    if (const HRESULT result = Connect(); Failed(result)) return result;
+    if (const HRESULT result = Connect(); Failed(result)) {
+      alive->sinks.Fire(&EventSink::Progress, 100);
+      return result;
+    }
     const HRESULT result = transfer(*program);
     if (!was_connected) Disconnect();
     return result;

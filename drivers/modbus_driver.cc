@@ -37,7 +37,8 @@ std::unique_ptr<ModbusClient> ModbusDriver::MakeClient() const {
   auto transport = params.on_network
                        ? MakeModbusTcp({params.network, services_.make_socket, services_.clock, services_.trace})
                        : MakeModbusRtu({params.line, services_.open_serial_port, services_.clock, services_.trace});
-  auto client = std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions);
+  auto client =
+      std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions, [this] { return interruptions_ > 0; });
   client->SetTimeout(services_.timeout_ms == 0 ? profile_.timeout : Milliseconds(services_.timeout_ms));
   return client;
 }
@@ -55,15 +56,31 @@ HRESULT ModbusDriver::OpenLink() {
 HRESULT ModbusDriver::Connect() {
   const std::lock_guard exchange(exchange_mutex_);
   HRESULT result = OpenLink();
-  if (Succeeded(result)) result = Greet();
+  connected_ = true;
+  greeted_ = false;
+  if (Succeeded(result)) result = MakeReady();
   if (Failed(result)) Disconnect();
   return result;
 }
 
-void ModbusDriver::Disconnect() {
+HRESULT ModbusDriver::MakeReady() {
   const std::lock_guard exchange(exchange_mutex_);
+  const auto restored = client_->Restore();
+  if (!restored) return restored.error();
+  if (*restored) greeted_ = false;
+  if (!connected_ || greeted_) return S_OK;
+  const HRESULT result = Greet();
+  greeted_ = Succeeded(result);
+  return result;
+}
+
+// A sequence of exchanges on another thread ends, and does not take the lock again and again.
+void ModbusDriver::Disconnect() {
+  std::optional<WaitInterruption> interruption(*this);
+  const std::lock_guard exchange(exchange_mutex_);
+  interruption.reset();
   client_->Close();
-  open_ = false;
+  open_ = connected_ = false;
 }
 
 // A request that is under way finds out by itself.

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "drivers/driver.h"
 #include "links/modbus_client.h"
@@ -16,6 +17,8 @@ struct ModbusProfile {
   Milliseconds timeout{1000};                 // of one request
 };
 
+// A way that was lost is opened again at the start of the next exchange, which says the words of the connection first
+// when the instrument had been connected to: another one may be there by now. Each exchange tries that once.
 class ModbusDriver : public Driver {
  public:
   ModbusDriver(const ModelCard& card, const ModbusProfile& profile, DriverServices services);
@@ -24,6 +27,9 @@ class ModbusDriver : public Driver {
   HRESULT OpenLink() override;
   bool LinkIsOpen() const override { return open_; }
   HRESULT Presence() override;
+  // The request that is under way comes to its end; no further one is made.
+  void InterruptWaits() override { ++interruptions_; }
+  void ResumeWaits() override { --interruptions_; }
   HRESULT Connect() override;
   void Disconnect() override;
 
@@ -46,10 +52,26 @@ class ModbusDriver : public Driver {
     SerialParams line;
     NetworkAddress network;
   };
-  // The words exchanged once the link is open; a failure closes it again.
+  // The words said on a way that was just opened, with the exchange lock held; not by Exchange, which says them. A
+  // failure fails the exchange, and closes the link again at a connection.
   virtual HRESULT Greet() = 0;
   // The slave's address, at the moment the link is opened.
   virtual std::uint8_t Slave() const = 0;
+
+  // What `body` makes of the client, with the lock held and the way and the instrument there.
+  template <typename Body>
+  auto Exchange(Body&& body) {
+    using Result = std::invoke_result_t<Body, ModbusClient&>;
+    const std::lock_guard exchange(exchange_mutex_);
+    const HRESULT ready = MakeReady();
+    if constexpr (std::is_same_v<Result, HRESULT>) {
+      return Failed(ready) ? ready : body(*client_);
+    } else {
+      return Failed(ready) ? Result(Failure(ready)) : body(*client_);
+    }
+  }
+  // Brings back a way that was lost. Every exchange begins so.
+  HRESULT MakeReady();
 
   Params params() const;
   // With the exchange lock held. Closed before OpenLink and after Disconnect.
@@ -65,8 +87,11 @@ class ModbusDriver : public Driver {
   DriverServices services_;
   mutable std::mutex params_mutex_;
   Params params_;                         // guarded by params_mutex_
-  std::unique_ptr<ModbusClient> client_;  // guarded by exchange_mutex_
+  std::unique_ptr<ModbusClient> client_;  // guarded by exchange_mutex_, and so are the next two
+  bool connected_ = false;                // as the host left it
+  bool greeted_ = false;                  // on the way as it is open now
   std::atomic<bool> open_ = false;
+  std::atomic<int> interruptions_ = 0;
 };
 
 }  // namespace ulix

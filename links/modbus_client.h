@@ -24,7 +24,8 @@ struct ModbusRefusalCodes {
 //
 // Register numbers are protocol addresses, from 0. Each request and its reply are bounded by the timeout. Failures of
 // the way are its link's own codes; exception replies are the control's three, and any other exception is NoAnswer().
-// A way that is lost in between is opened again by the next request. One thread at a time.
+// A way that is lost in between stays so until Restore, so that no exchange goes on at another instrument than it began
+// with. One thread at a time.
 class ModbusClient {
  public:
   virtual ~ModbusClient() = default;
@@ -37,8 +38,10 @@ class ModbusClient {
   virtual HRESULT Open() = 0;
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
+  // Opens the way again where it was lost after Open. True when another device may be there by now.
+  virtual Expected<bool> Restore() = 0;
   // The link's code for a closed way when the device is gone from it, as far as that can be told without a word and
-  // without a wait. The next request opens the way again.
+  // without a wait.
   virtual HRESULT Presence() = 0;
 
   // Function 3, at most 125 registers.

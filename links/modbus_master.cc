@@ -15,6 +15,11 @@ void ModbusMaster::Close() {
   open_ = false;
 }
 
+Expected<bool> ModbusMaster::Restore() {
+  if (!open_) return Failure(transport_->Closed());
+  return given_up_() ? Failure(NoAnswer()) : transport_->Restore(timeout_);
+}
+
 std::optional<TextId> ModbusMaster::TextOf(HRESULT code) const {
   if (code == networkCommErrUnableToConnect) return TextId::kNoIpPort;
   if (code == serialCommErrUnableToOpenComm) return TextId::kNoSerialPort;
@@ -24,6 +29,7 @@ std::optional<TextId> ModbusMaster::TextOf(HRESULT code) const {
 // The reply, unless it is an exception.
 Expected<std::string_view> ModbusMaster::Ask(std::string_view request) {
   if (!open_) return Failure(transport_->Closed());
+  if (given_up_()) return Failure(NoAnswer());
   const auto reply = transport_->Exchange(slave_, request, timeout_);
   const auto exception = reply ? modbus::ExceptionIn(*reply, request) : std::nullopt;
   if (!exception) return reply;

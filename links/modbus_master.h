@@ -1,6 +1,7 @@
 // The library's own Modbus master.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "links/modbus_client.h"
@@ -10,8 +11,12 @@ namespace ulix {
 
 class ModbusMaster final : public ModbusClient {
  public:
-  ModbusMaster(std::unique_ptr<ModbusTransport> transport, ModbusRefusalCodes exceptions)
-      : transport_(std::move(transport)), exceptions_(exceptions) {}
+  // While `given_up` says so nothing is sent, and every request is at once without an answer. Asked at each.
+  using GivenUp = std::function<bool()>;
+  ModbusMaster(
+      std::unique_ptr<ModbusTransport> transport, ModbusRefusalCodes exceptions,
+      GivenUp given_up = [] { return false; })
+      : transport_(std::move(transport)), exceptions_(exceptions), given_up_(std::move(given_up)) {}
 
   void SetSlave(std::uint8_t slave) override { slave_ = slave; }
   void SetTimeout(Milliseconds timeout) override { timeout_ = timeout; }
@@ -19,6 +24,7 @@ class ModbusMaster final : public ModbusClient {
   HRESULT Open() override;
   void Close() override;
   bool IsOpen() const override { return open_; }
+  Expected<bool> Restore() override;
   HRESULT Presence() override { return transport_->IsThere() ? HRESULT{S_OK} : transport_->Closed(); }
   HRESULT ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers) override;
   HRESULT WriteMultiple(std::uint16_t address, std::span<const std::uint16_t> registers) override;
@@ -35,6 +41,7 @@ class ModbusMaster final : public ModbusClient {
 
   std::unique_ptr<ModbusTransport> transport_;
   ModbusRefusalCodes exceptions_;
+  GivenUp given_up_;
   std::uint8_t slave_ = 1;
   Milliseconds timeout_{1000};
   bool open_ = false;  // between Open and Close, whatever becomes of the connection meanwhile

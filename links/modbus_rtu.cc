@@ -36,25 +36,33 @@ class ModbusRtu final : public ModbusTransport {
     }
     port->Purge(true, true);
     port_ = std::move(port);
+    lost_ = false;
     quiet_since_ = line_.clock->Now();
     return S_OK;
   }
-  void Close() override { port_.reset(); }
+  void Close() override {
+    port_.reset();
+    lost_ = false;
+  }
   bool IsOpen() const override { return port_ != nullptr; }
+  Expected<bool> Restore(Milliseconds timeout) override {
+    if (port_ && !lost_) return false;
+    port_.reset();
+    return Succeeded(Open(timeout)) ? Expected<bool>(true) : Failure(Closed());
+  }
   bool IsThere() override {
-    gone_ = port_ && !port_->IsPresent();
-    return !gone_;
+    if (port_ && !port_->IsPresent()) lost_ = true;
+    return !lost_;
   }
   void Distrust() override { unsettled_ = last_timeout_; }
   HRESULT NoAnswer() const override { return serialCommErrUnableToReadComm; }
   HRESULT Closed() const override { return serialCommErrCommClosed; }
 
   Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
+    if (!port_) return Failure(Closed());
     if (!mutex_.LockFor(kLockWait)) return Failure(E_FAIL);
     const std::unique_ptr<platform::NamedMutex, void (*)(platform::NamedMutex*)> hold(
         &mutex_, [](platform::NamedMutex* mutex) { mutex->Unlock(); });
-    if (std::exchange(gone_, false)) Close();
-    if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
     if (const HRESULT result = Settle(timeout); Failed(result)) return Failure(result);
     auto reply = Converse(modbus::SerialFrame(slave, pdu), timeout);
     // The reply to a request that failed may still come: nothing in it would tell it from the next one's.
@@ -88,7 +96,7 @@ class ModbusRtu final : public ModbusTransport {
     const auto silence = Silence(line_.params.baudRate);
     if (since < silence) line_.clock->SleepFor(std::chrono::ceil<Milliseconds>(silence - since));
     if (port_) port_->Purge(true, false);
-    return port_ ? S_OK : Open(timeout);
+    return port_ ? S_OK : NoAnswer();
   }
 
   // Throws away what comes within the time; whether anything did. A line that breaks meanwhile is quiet.
@@ -139,12 +147,13 @@ class ModbusRtu final : public ModbusTransport {
     if (!port_ || !port_->SetTimeouts({.read_ms = read_ms, .write_ms = read_ms})) return lost;
     const platform::IoResult result = port_->Read(bytes);
     port_->ClearError();
-    if (result.outcome == platform::IoOutcome::kLinkLost) Close();
+    if (result.outcome == platform::IoOutcome::kLinkLost) Lost(serialCommErrUnableToReadComm);
     return result;
   }
 
   HRESULT Lost(HRESULT code) {
-    Close();
+    port_.reset();
+    lost_ = true;
     return code;
   }
 
@@ -155,7 +164,7 @@ class ModbusRtu final : public ModbusTransport {
   ModbusLine line_;
   platform::NamedMutex mutex_;
   std::unique_ptr<platform::SerialPort> port_;
-  bool gone_ = false;            // the port's device
+  bool lost_ = false;            // the port's device, since it was opened
   MonotonicTime quiet_since_{};  // the end of the last exchange, or of what came after it
   Milliseconds last_timeout_{0};
   std::optional<Milliseconds> unsettled_;  // after an exchange that failed: how long the line must be quiet

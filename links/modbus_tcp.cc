@@ -1,5 +1,6 @@
 #include <array>
 #include <chrono>
+#include <utility>
 
 #include "links/modbus_frames.h"
 #include "links/modbus_transport.h"
@@ -28,14 +29,20 @@ class ModbusTcp final : public ModbusTransport {
   }
   void Close() override { socket_.reset(); }
   bool IsOpen() const override { return socket_ != nullptr; }
+  Expected<bool> Restore(Milliseconds timeout) override {
+    if (StillThere()) return false;
+    const bool given_up = !socket_ && std::exchange(given_up_, false);
+    Close();
+    const HRESULT result = Open(timeout);
+    return Failed(result) ? Failure(result) : Expected<bool>(!given_up);
+  }
   bool IsThere() override { return true; }
   void Distrust() override {}  // transactions tell replies apart
   HRESULT NoAnswer() const override { return networkCommErrUnableToReadComm; }
   HRESULT Closed() const override { return networkCommErrConnexClosed; }
 
   Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
-    if (!StillThere()) Close();
-    if (const HRESULT result = Open(timeout); Failed(result)) return Failure(result);
+    if (!StillThere()) return Failure(socket_ ? Lost(Closed()) : Closed());
     end_ = network_.clock->Now() + timeout;
     const std::string request = modbus::NetworkFrame(++transaction_, slave, pdu);
     if (const HRESULT result = Send(request); Failed(result)) return Failure(result);
@@ -60,6 +67,7 @@ class ModbusTcp final : public ModbusTransport {
   // A connection that can no longer be trusted is given up: half a frame may be under way.
   HRESULT Lost(HRESULT code) {
     Close();
+    given_up_ = code != Closed();
     return code;
   }
 
@@ -77,9 +85,13 @@ class ModbusTcp final : public ModbusTransport {
     return S_OK;
   }
 
-  // The frame of this transaction. Those of earlier ones, which came late, are dropped.
+  // A reply that has not begun is dropped by its transaction when it comes; the rest of one that has would not be.
+  HRESULT TooLate() { return filled_ == 0 ? HRESULT{networkCommErrUnableToReadComm} : Lost(NoAnswer()); }
+
+  // The frame of this transaction. Those of earlier ones, which came late, are dropped, but do not extend the wait.
   Expected<std::string_view> Await(std::uint8_t slave) {
     for (std::size_t length = 0;; Drop(length)) {
+      if (length != 0 && Left() == Milliseconds(0)) return Failure(TooLate());
       if (const HRESULT result = Fill(kNetworkHead); Failed(result)) return Failure(result);
       length = modbus::NetworkFrameLength(Received());
       if (length == 0) return Failure(Lost(networkCommErrUnableToReadComm));
@@ -106,9 +118,7 @@ class ModbusTcp final : public ModbusTransport {
   HRESULT Fill(std::size_t wanted) {
     while (filled_ < wanted) {
       const SocketWait wait = socket_->AwaitReadable(Left());
-      // A reply that has not begun is dropped by its transaction when it comes; the rest of one that has would not be.
-      if (wait == SocketWait::kTimedOut && filled_ == 0) return networkCommErrUnableToReadComm;
-      if (wait == SocketWait::kTimedOut) return Lost(networkCommErrUnableToReadComm);
+      if (wait == SocketWait::kTimedOut) return TooLate();
       const int count = wait == SocketWait::kReady ? socket_->Receive(std::span(buffer_).subspan(filled_)) : -1;
       if (count == 0 || (count < 0 && !socket_->WouldWait())) return Lost(networkCommErrConnexClosed);
       if (count > 0) filled_ += static_cast<std::size_t>(count);
@@ -118,6 +128,7 @@ class ModbusTcp final : public ModbusTransport {
 
   ModbusNetwork network_;
   std::unique_ptr<platform::StreamSocket> socket_;
+  bool given_up_ = false;  // the last connection, while the peer was there
   std::uint16_t transaction_ = 0;
   MonotonicTime end_;              // of the exchange under way
   std::array<char, 1024> buffer_;  // several frames at most, so that it never stays full

@@ -21,11 +21,13 @@ class ModbusTransport {
   virtual HRESULT Open(Milliseconds timeout) = 0;
   virtual void Close() = 0;
   virtual bool IsOpen() const = 0;
-  // False when the device is known to be gone; the next exchange opens the way again. On a network only an exchange
-  // tells.
+  // Opens the way again where it is not open. True when the device had gone from it: another one may be there by now.
+  virtual Expected<bool> Restore(Milliseconds timeout) = 0;
+  // False when the device is known to be gone, until the way is open again. On a network only an exchange tells.
   virtual bool IsThere() = 0;
-  // The reply's message, valid until the next call. It is the answer to this request and to no earlier one, as far as
-  // the way can tell: transactions on a network; on a line, a silence of one timeout after an exchange that failed.
+  // Closed() when the way is lost. The reply's message, valid until the next call. It is the answer to this request and
+  // to no earlier one, as far as the way can tell: transactions on a network; on a line, a silence of one timeout after
+  // an exchange that failed.
   virtual Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) = 0;
   // The last reply was no answer to its request: it may belong to an earlier one, and so may what comes next.
   virtual void Distrust() = 0;
@@ -33,7 +35,8 @@ class ModbusTransport {
   virtual HRESULT Closed() const = 0;
 };
 
-// The connection is made again when it was lost or when what came was no Modbus.
+// The connection is given up, too, when what came was no Modbus; made again at once, it is taken to lead to the same
+// device.
 struct ModbusNetwork {
   NetworkAddress address;
   platform::SocketMaker make_socket = platform::MakeStreamSocket;

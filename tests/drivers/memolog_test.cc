@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "core/error_info.h"
+#include "drivers/loggers/memolog/program_file.h"
 #include "drivers/loggers/memolog/program_model.h"
 #include "drivers/loggers/memolog/protocol.h"
 #include "drivers/loggers/memolog/tables.h"
@@ -113,6 +115,16 @@ class MemologTest : public LineBench {
     arrays = {};
     return device->ReadMemBlock(block, most, clear, &arrays, &read);
   }
+  // The logger's own program, with the first channel's value where the second one's is.
+  void WriteOtherProgram() {
+    std::ofstream file(path, std::ios::binary);
+    file << ProgramFileHead("ULIX,MEMOLOG90");
+    for (auto record : WithLogger([](MemologSimulator& s) { return s.program(); })) {
+      if (record[0] == 4 && record[1] == 1) record.back() = static_cast<std::uint16_t>(record.back() + 2);
+      file << ProgramFileRecord(record);
+    }
+  }
+  void ExpectTheOtherProgram() { EXPECT_NEAR(driver->ReadChannel(0).value, driver->ReadChannel(1).value, 0.1F); }
   bool LoggerIsFree() {
     return WithLogger([](MemologSimulator& s) { return !s.frozen(1) && !s.frozen(2) && s.lock() == 0; });
   }
@@ -127,6 +139,8 @@ TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
   SetBench("identity", "ULIX,MEMOLOG30");
   EXPECT_EQ(device->Connect(), memologCtlErrNotMemolog);
   EXPECT_FALSE(driver->LinkIsOpen());
+  EXPECT_EQ(device->SendProgram(path), memologCtlErrNotMemolog);
+  EXPECT_THAT(progress->percents, ElementsAre(100));
   std::string text;
   for (const char* identity : {"MEMOLOG90", "x MEMOLOG140 y", "ULIX,MEMOLOG20,1"}) {
     SetBench("identity", identity);
@@ -167,6 +181,34 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   EXPECT_EQ(ReadBlock(1), serialCommErrCommClosed);
   EXPECT_EQ(arrays.size(), 0U);
   EXPECT_EQ(progress->percents.back(), 100);
+}
+
+TEST_F(MemologTest, NothingIsAskedOfTheProgramWhileAnotherIsSent) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  WriteOtherProgram();
+  HRESULT size_asked = S_OK;
+  HRESULT value_asked = S_OK;
+  progress->once = [&] {
+    std::uint32_t size = 0;
+    size_asked = device->GetMemBlockSize(0, &size);
+    value_asked = driver->ReadChannel(0).code;
+  };
+  EXPECT_EQ(device->SendProgram(path), S_OK);
+  EXPECT_EQ(size_asked, memologCtlErrMemLocked);
+  EXPECT_EQ(value_asked, memologCtlErrMemLocked);
+  ExpectTheOtherProgram();
+}
+
+TEST_F(MemologTest, AHostThatLeavesEndsALongOperation) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  progress->once = [&] {
+    driver->InterruptWaits();
+    TakeSent();
+  };
+  EXPECT_EQ(device->ReadProgram(path), serialCommErrUnableToReadComm);
+  EXPECT_EQ(TakeSent(), "");
+  driver->ResumeWaits();
+  EXPECT_EQ(device->ReadProgram(path), S_OK);
 }
 
 struct StoppingUser final : UserInterface {
@@ -237,6 +279,27 @@ TEST_F(MemologTest, ADeviceThatGoesAtAnyExchangeIsReadRightWhenItIsBack) {
     EXPECT_EQ(read, 10U);
     EXPECT_TRUE(LoggerIsFree());
   }
+}
+
+TEST_F(MemologTest, ALoggerThatComesBackIsAskedWhoItIsAndForItsProgram) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  const float before = driver->ReadChannel(0).value;
+  bench->SetFaults({{FaultKind::kDrop, 0}});
+  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToWriteComm);
+  EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrCommClosed);
+  bench->SetFaults({});
+  WriteOtherProgram();
+  StoppingUser nobody;
+  nobody.at = 1000;
+  EXPECT_EQ(WithPerson(nobody).SendProgram(path), S_OK);
+  SetBench("identity", "ULIX,OTHER");
+  std::string text;
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(driver->ReadChannel(0).code, memologCtlErrNotMemolog);
+  SetBench("identity", "MEMOLOG20");
+  ExpectTheOtherProgram();
+  EXPECT_GT(std::abs(driver->ReadChannel(0).value - before), 1.0F);
+  SetBench("identity", "ULIX,OTHER");
+  EXPECT_EQ(device->Identify(&text), memologCtlErrNotMemolog);
 }
 
 TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {

@@ -26,30 +26,41 @@ std::uint8_t MemologDriver::Slave() const {
 }
 
 HRESULT MemologDriver::Greet() {
-  SetProgram(nullptr);
-  const auto identification = Identify();
-  if (!identification) return identification.error();
-  return IsMemolog(*identification) ? S_OK : memologCtlErrNotMemolog;
+  ForgetProgram();
+  return CodeOf(AskIdentification());
+}
+
+Expected<std::string> MemologDriver::AskIdentification() {
+  auto text = Mailbox(client()).AskText("*IDN?");
+  if (text && !IsMemolog(*text)) return Failure(memologCtlErrNotMemolog);
+  return text;
+}
+
+Expected<std::string> MemologDriver::Identify() {
+  return Exchange([this](ModbusClient&) { return AskIdentification(); });
 }
 
 Expected<std::string> MemologDriver::AskText(std::string_view command) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).AskText(command);
+  return Exchange([&](ModbusClient& client) { return Mailbox(client).AskText(command); });
 }
 
 HRESULT MemologDriver::Tell(Command command, const Words& data) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).Tell(command, data);
+  return Exchange([&](ModbusClient& client) { return Mailbox(client).Tell(command, data); });
 }
 
 Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return Mailbox(client()).Ask(command, data, at_once);
+  return Exchange([&](ModbusClient& client) -> Expected<Words> {
+    if (sending_) return Failure(memologCtlErrMemLocked);
+    return Mailbox(client).Ask(command, data, at_once);
+  });
 }
 
 Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
-  const std::lock_guard exchange(exchange_mutex_);
-  return client().ReadOne(address);
+  return Exchange([=](ModbusClient& client) { return client.ReadOne(address); });
+}
+
+HRESULT MemologDriver::WriteRegister(std::uint16_t address, std::uint16_t value) {
+  return Exchange([=](ModbusClient& client) { return client.WriteOne(address, value); });
 }
 
 Expected<std::string> MemologDriver::DeviceVersion() {
@@ -73,9 +84,11 @@ MemologDriver::ProgramPointer MemologDriver::CachedProgram() const {
   return program_;
 }
 
-void MemologDriver::SetProgram(ProgramPointer program) {
+void MemologDriver::ForgetProgram() {
+  const std::lock_guard exchange(exchange_mutex_);
   const std::lock_guard lock(program_mutex_);
-  program_ = std::move(program);
+  program_ = nullptr;
+  ++forgotten_;
 }
 
 Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
@@ -85,14 +98,7 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
 }
 
 Expected<MemologDriver::ProgramPointer> MemologDriver::LoadProgram() {
-  auto program = std::make_shared<Program>();
-  const HRESULT result = ReadRecords([&](const ProgramRecord& record, std::uint32_t, std::uint32_t) {
-    PresentLayout().Add(record, *program);
-    return S_OK;
-  });
-  if (Failed(result)) return Failure(result);
-  SetProgram(program);
-  return program;
+  return ReadRecords([](const ProgramRecord&, std::uint32_t, std::uint32_t) { return S_OK; });
 }
 
 const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, ChannelId id) {
@@ -134,18 +140,19 @@ ChannelLimit MemologDriver::Limit(ChannelId id, int index) const {
 
 // Two registers that hold a float, its low half first.
 Reading MemologDriver::ReadChannel(ChannelId id) {
-  const auto program = KnownProgram();
-  if (!program) return {.code = program.error()};
-  const ChannelRecord* channel = ChannelOf(*program, id);
-  const std::lock_guard exchange(exchange_mutex_);
-  if (channel == nullptr || !channel->value_register) {
-    return {.code = LinkIsOpen() ? HRESULT{memologCtlErrChNum} : client().Closed()};
-  }
-  std::array<std::uint16_t, 2> halves{};
-  const HRESULT result = client().ReadHolding(*channel->value_register, halves);
-  if (Failed(result)) return {.code = result};
-  const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
-  return std::isfinite(value) ? Reading{S_OK, value} : Reading{client().NoAnswer(), 0.0F};
+  if (const HRESULT ready = MakeReady(); Failed(ready)) return {.code = ready};  // or the program is another logger's
+  if (const auto known = KnownProgram(); !known) return {.code = known.error()};
+  return ReadingOf(Exchange([&](ModbusClient& client) -> Expected<float> {
+    const auto program = CachedProgram();
+    if (!program) return Failure(memologCtlErrMemLocked);  // another one is being sent since
+    const ChannelRecord* channel = ChannelOf(program, id);
+    if (channel == nullptr || !channel->value_register) return Failure(memologCtlErrChNum);
+    std::array<std::uint16_t, 2> halves{};
+    const HRESULT result = client.ReadHolding(*channel->value_register, halves);
+    if (Failed(result)) return Failure(result);
+    const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
+    return std::isfinite(value) ? Expected<float>(value) : Failure(client.NoAnswer());
+  }));
 }
 
 }  // namespace ulix::memolog

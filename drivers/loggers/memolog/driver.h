@@ -17,7 +17,8 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
  public:
   explicit MemologDriver(DriverServices services);
 
-  Expected<std::string> Identify() override { return AskText("*IDN?"); }
+  // memologCtlErrNotMemolog for another instrument.
+  Expected<std::string> Identify() override;
   Expected<std::string> DeviceVersion() override;
   // The logger's program, into what is known of the channels.
   HRESULT ReadCfg() override { return CodeOf(LoadProgram()); }
@@ -60,20 +61,24 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   HRESULT Greet() override;
   std::uint8_t Slave() const override;
 
+  // With the exchange lock held and the way open.
+  Expected<std::string> AskIdentification();
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);
   Expected<Words> Ask(Command command, const Words& data, std::size_t at_once);
   Expected<std::uint16_t> ReadRegister(std::uint16_t address);
+  HRESULT WriteRegister(std::uint16_t address, std::uint16_t value);
 
   // The program as it is known: read from the logger when the link is open and none is known yet.
   Expected<ProgramPointer> KnownProgram();
   ProgramPointer CachedProgram() const;
-  void SetProgram(ProgramPointer program);
+  // What is being read of it is not remembered either.
+  void ForgetProgram();
   Expected<ProgramPointer> LoadProgram();
   static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
-  // Every record of the logger's program in turn, until `take` fails or the program ends.
+  // Every record of the logger's program in turn, until `take` fails or the program ends. It is the program known then.
   using TakeRecord = std::function<HRESULT(const ProgramRecord& record, std::uint32_t number, std::uint32_t count)>;
-  HRESULT ReadRecords(const TakeRecord& take);
+  Expected<ProgramPointer> ReadRecords(const TakeRecord& take);
   Expected<ProgramRecord> ReadRecord(Command command, const Words& data);
 
   HRESULT SendFile(const std::string& path, const Progress& progress);
@@ -84,8 +89,10 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   HRESULT ReadNewest(BlockReading& reading);
 
   mutable std::mutex program_mutex_;
-  ProgramPointer program_;          // guarded by program_mutex_; null while not known
-  std::atomic<bool> busy_ = false;  // with a long operation
+  ProgramPointer program_;             // guarded by program_mutex_; null while not known
+  unsigned forgotten_ = 0;             // so many times; guarded by exchange_mutex_
+  std::atomic<bool> busy_ = false;     // with a long operation
+  std::atomic<bool> sending_ = false;  // a program: nothing is asked for in between
 };
 
 }  // namespace ulix::memolog

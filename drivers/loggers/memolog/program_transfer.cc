@@ -41,7 +41,8 @@ HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progres
   if (!file) return file.error();
   const auto records = file->CountRecords();
   if (!records) return records.error();
-  SetProgram(nullptr);
+  const LongOperation sending(sending_);
+  ForgetProgram();
   HRESULT result = Initialise();
   if (Succeeded(result)) result = Tell(kEnterProgramMode, EnterProgramModeData());
   if (Succeeded(result)) result = SendProgram(*file, *records, progress);
@@ -51,12 +52,13 @@ HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progres
 
 // The logger starts anew, and mostly says nothing to it.
 HRESULT MemologDriver::Initialise() {
-  const std::lock_guard exchange(exchange_mutex_);
-  const Milliseconds usual = client().timeout();
-  client().SetTimeout(std::min(usual, kInitialiseTimeout));
-  const HRESULT result = Mailbox(client()).SendText("INITOUI");
-  client().SetTimeout(usual);
-  return result == client().NoAnswer() ? S_OK : result;
+  return Exchange([](ModbusClient& client) -> HRESULT {
+    const Milliseconds usual = client.timeout();
+    client.SetTimeout(std::min(usual, kInitialiseTimeout));
+    const HRESULT result = Mailbox(client).SendText("INITOUI");
+    client.SetTimeout(usual);
+    return result == client.NoAnswer() ? S_OK : result;
+  });
 }
 
 HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, const Progress& progress) {
@@ -77,22 +79,30 @@ Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& 
   return ProgramRecord(reply->begin() + kFrameHead, reply->begin() + static_cast<std::ptrdiff_t>(kFrameHead + length));
 }
 
-// A program that turns out longer or shorter than the logger said is none: its rest would be missing, or never end.
-HRESULT MemologDriver::ReadRecords(const TakeRecord& take) {
+// A program that turns out longer or shorter than the logger said is none: its rest would be missing, or never end. So
+// is one whose logger went in between, or was sent another.
+Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRecord& take) {
   constexpr std::size_t kCountAt = 2;
+  std::unique_lock exchange(exchange_mutex_);
   const auto counted = Ask(kCountRecords, {}, kCountAt + 1);
-  if (!counted) return counted.error();
+  const unsigned forgotten = forgotten_;
+  exchange.unlock();
+  if (!counted) return Failure(counted.error());
+  auto program = std::make_shared<Program>();
   const std::uint32_t count = (*counted)[kCountAt];
   std::uint32_t read = 0;
   auto record = ReadRecord(kFirstRecord, {});
   while (record && !record->empty() && read < count) {
-    if (const HRESULT result = take(*record, ++read, count); Failed(result)) return result;
+    PresentLayout().Add(*record, *program);
+    if (const HRESULT result = take(*record, ++read, count); Failed(result)) return Failure(result);
     record->resize(2);  // by its first two words the logger knows which one is next
     record = ReadRecord(kNextRecord, *record);
   }
-  if (!record) return record.error();
-  const std::lock_guard exchange(exchange_mutex_);
-  return read == count && record->empty() ? S_OK : client().NoAnswer();
+  if (!record) return Failure(record.error());
+  exchange.lock();
+  if (read != count || !record->empty() || forgotten != forgotten_) return Failure(client().NoAnswer());
+  const std::lock_guard lock(program_mutex_);
+  return program_ = std::move(program);
 }
 
 HRESULT MemologDriver::Read(const std::string& path, const Progress& progress) {
@@ -107,17 +117,13 @@ HRESULT MemologDriver::ReadFile(const std::string& path, const Progress& progres
   const auto identification = Identify();
   if (!identification) return identification.error();
   file.Write(ProgramFileHead(*identification));
-  auto program = std::make_shared<Program>();
-  const HRESULT result =
+  const auto program =
       ReadRecords([&](const ProgramRecord& record, std::uint32_t number, std::uint32_t count) -> HRESULT {
-        PresentLayout().Add(record, *program);
         if (!file.Write(ProgramFileRecord(record))) return memologCtlErrOpenFile;
         return progress({PercentOf(number, count), kReadTitle, kRecordOf, {number, count}}) ? S_OK : kCancelled;
       });
-  if (Failed(result)) return result;
-  if (!file.Commit()) return memologCtlErrOpenFile;
-  SetProgram(std::move(program));
-  return S_OK;
+  if (!program) return program.error();
+  return file.Commit() ? HRESULT{S_OK} : memologCtlErrOpenFile;
 }
 
 }  // namespace ulix::memolog

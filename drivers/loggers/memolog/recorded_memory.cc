@@ -52,10 +52,10 @@ Expected<MemBlockCycle> MemologDriver::CyclePeriod(std::uint32_t block) {
 
 // A logger that is connected to is taken to be running.
 Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
-  const auto size = BlockSize(block);
-  if (!size) return Failure(size.error());
   const auto reply = Ask(kMemoryBlock, BlockStateData(block), kBlockStateReply);
   if (!reply) return Failure(reply.error());
+  const auto size = BlockSize(block);  // in this order: the exchange may have met another logger
+  if (!size) return Failure(size.error());
   const auto state = ParseBlockState(*reply);
   const std::lock_guard exchange(exchange_mutex_);
   if (!state) return Failure(client().NoAnswer());
@@ -93,8 +93,7 @@ HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
   if (freeze) keep_first(Tell(kMemoryBlock, FreezeData(reading.block, state->recording, true)));
   if (Succeeded(result)) keep_first(ReadNewest(reading));
   if (freeze) keep_first(Tell(kMemoryBlock, FreezeData(reading.block, state->recording, false)));
-  const std::lock_guard exchange(exchange_mutex_);
-  keep_first(client().WriteOne(kLockRegister, *lock));
+  keep_first(WriteRegister(kLockRegister, *lock));
   return result;
 }
 

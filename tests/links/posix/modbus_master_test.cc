@@ -172,7 +172,7 @@ TEST(ModbusMaster, ALateReplyIsNobodys) {
   EXPECT_EQ(master->ReadOne(6).value_or(0), 2);
 }
 
-TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionAndTheNextRequestMakesAnother) {
+TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionUntilItIsRestored) {
   const auto spoil = [](std::string request, int kind) {
     std::string reply = Reply(request, 7);
     if (kind == 0) reply[2] = 1;                       // another protocol
@@ -192,6 +192,9 @@ TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionAndTheNextRequestMakesAnother)
     const auto master = OpenMaster(peer, 2000);
     const HRESULT result = CodeOf(master->ReadOne(5));
     EXPECT_TRUE(result == networkCommErrUnableToReadComm || result == networkCommErrConnexClosed) << kind;
+    EXPECT_EQ(CodeOf(master->ReadOne(5)), networkCommErrConnexClosed) << kind;
+    const bool peer_left = kind > 2;
+    EXPECT_EQ(master->Restore().value_or(!peer_left), peer_left) << kind;
     EXPECT_EQ(master->ReadOne(5).value_or(0), 7) << kind;
   }
 }
@@ -209,6 +212,36 @@ TEST(ModbusMaster, RepliesOfAnotherFormAreNoAnswers) {
     for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Say(Reply(request, 1, 1));
   });
   EXPECT_EQ(CodeOf(OpenMaster(stubborn, 200)->ReadOne(5)), networkCommErrUnableToReadComm);
+}
+
+// A peer that says, every ten milliseconds, what nobody asked for; for a minute.
+class FloodingPeer final : public platform::StreamSocket {
+ public:
+  explicit FloodingPeer(ManualClock& clock) : clock_(clock) {}
+  bool Connect(platform::Ipv4Address, std::uint16_t, std::optional<std::chrono::milliseconds>) override { return true; }
+  platform::SocketWait AwaitReadable(std::chrono::milliseconds) override { return platform::SocketWait::kReady; }
+  platform::SocketWait AwaitWritable(std::chrono::milliseconds) override { return platform::SocketWait::kReady; }
+  int Send(std::string_view bytes) override { return static_cast<int>(bytes.size()); }
+  int Receive(std::span<char> bytes) override {
+    clock_.SleepFor(Milliseconds(10));
+    return ++said_ > 6000 ? 0 : static_cast<int>(Reply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
+  }
+  bool WouldWait() const override { return false; }
+
+ private:
+  ManualClock& clock_;
+  int said_ = 0;
+};
+
+TEST(ModbusMaster, RepliesThatNobodyAskedForExtendNoRequest) {
+  ManualClock clock(ManualClock::Mode::kAutomatic);
+  const auto make = [&] { return std::make_unique<FloodingPeer>(clock); };
+  ModbusMaster master(MakeModbusTcp({.address = {"127.0.0.1", 1}, .make_socket = make, .clock = &clock, .trace = {}}),
+                      kExceptions);
+  ASSERT_EQ(master.Open(), S_OK);
+  const MonotonicTime start = clock.Now();
+  EXPECT_EQ(CodeOf(master.ReadOne(5)), networkCommErrUnableToReadComm);
+  EXPECT_LE(clock.Now() - start, Milliseconds(1020));
 }
 
 // A slave on a line that says what it is told to, at the times it is told.
@@ -288,12 +321,16 @@ TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
   EXPECT_EQ(clock.Now() - start, Milliseconds(5));  // three and a half characters at 9600 are 4.01 ms
 }
 
-TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgain) {
+TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgainWhenTold) {
   Say(Registers(4));
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToWriteComm);
-  EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToOpenComm);
+  EXPECT_EQ(master->Presence(), serialCommErrCommClosed);
+  EXPECT_EQ(CodeOf(master->Restore()), serialCommErrCommClosed);
   bench->SetFaults({});
+  EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrCommClosed);
+  EXPECT_TRUE(master->Restore().value_or(false));
+  EXPECT_EQ(master->Presence(), S_OK);
   EXPECT_EQ(master->ReadOne(5).value_or(0), 4);
 }
 
