@@ -171,7 +171,7 @@ HRESULT Instrument::WithProgram(Transfer&& transfer) {
     if (program == nullptr) return E_NOTIMPL;
     const bool was_connected = connected_;
     if (const HRESULT result = Connect(); Failed(result)) {
-      alive->sinks.Fire(&EventSink::Progress, 100);
+      control_->sinks.Fire(&EventSink::Progress, 100);
       return result;
     }
     const HRESULT result = transfer(*program);

@@ -26,10 +26,12 @@ std::chrono::microseconds Silence(std::uint32_t rate) {
 
 class ModbusRtu final : public ModbusTransport {
  public:
-  explicit ModbusRtu(ModbusLine line) : line_(std::move(line)), mutex_(kPortMutexName) {}
+  explicit ModbusRtu(ModbusLine line) : line_(std::move(line)), mutex_(kPortMutexName), trace_(line_.trace) {}
 
   HRESULT Open(Milliseconds) override {
     if (port_) return S_OK;
+    const Hold hold = TakeMutex();
+    if (!hold) return E_FAIL;
     auto port = line_.open(line_.params.port).port;
     if (!port || !port->SetQueueSizes(kQueue, kQueue) || !port->Configure(LineSettingsOf(line_.params))) {
       return serialCommErrUnableToOpenComm;
@@ -60,9 +62,21 @@ class ModbusRtu final : public ModbusTransport {
 
   Expected<std::string_view> Exchange(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) override {
     if (!port_) return Failure(Closed());
-    if (!mutex_.LockFor(kLockWait)) return Failure(E_FAIL);
-    const std::unique_ptr<platform::NamedMutex, void (*)(platform::NamedMutex*)> hold(
-        &mutex_, [](platform::NamedMutex* mutex) { mutex->Unlock(); });
+    const auto reply = ExchangeAlone(slave, pdu, timeout);
+    trace_.Tell(trace_.Take());
+    return reply;
+  }
+
+ private:
+  using Hold = std::unique_ptr<platform::NamedMutex, void (*)(platform::NamedMutex*)>;
+  Hold TakeMutex() {
+    const auto give_back = [](platform::NamedMutex* mutex) { mutex->Unlock(); };
+    return {mutex_.LockFor(kLockWait) ? &mutex_ : nullptr, give_back};
+  }
+
+  Expected<std::string_view> ExchangeAlone(std::uint8_t slave, std::string_view pdu, Milliseconds timeout) {
+    const Hold hold = TakeMutex();
+    if (!hold) return Failure(E_FAIL);
     if (const HRESULT result = Settle(timeout); Failed(result)) return Failure(result);
     auto reply = Converse(modbus::SerialFrame(slave, pdu), timeout);
     // The reply to a request that failed may still come: nothing in it would tell it from the next one's.
@@ -72,7 +86,6 @@ class ModbusRtu final : public ModbusTransport {
     return reply;
   }
 
- private:
   Expected<std::string_view> Converse(const std::string& frame, Milliseconds timeout) {
     const HRESULT sent = Send(frame, timeout);
     return Failed(sent) ? Failure(sent) : Receive(frame, timeout);
@@ -108,7 +121,7 @@ class ModbusRtu final : public ModbusTransport {
   }
 
   HRESULT Send(const std::string& frame, Milliseconds timeout) {
-    if (line_.trace) line_.trace(TraceDirection::kSent, frame);
+    trace_.Note(TraceDirection::kSent, frame);
     const auto whole = timeout + OnWire(frame.size());
     const auto write_ms = static_cast<std::uint32_t>(whole.count());
     if (!port_->SetTimeouts({.read_ms = write_ms, .write_ms = write_ms})) return Lost(serialCommErrUnableToWriteComm);
@@ -130,7 +143,7 @@ class ModbusRtu final : public ModbusTransport {
     const HRESULT result = rest.empty() ? S_OK : ReadAll(rest, timeout + OnWire(rest.size()));
     if (Failed(result)) return Failure(result);
     const std::string_view frame(buffer_.data(), length);
-    if (line_.trace) line_.trace(TraceDirection::kReceived, frame);
+    trace_.Note(TraceDirection::kReceived, frame);
     // The check over a frame that ends in its own check is 0.
     const bool ours = frame[0] == request[0] && modbus::Crc16(frame) == 0;
     if (!ours) return Failure(serialCommErrUnableToReadComm);
@@ -163,6 +176,7 @@ class ModbusRtu final : public ModbusTransport {
 
   ModbusLine line_;
   platform::NamedMutex mutex_;
+  HeldTrace trace_;
   std::unique_ptr<platform::SerialPort> port_;
   bool lost_ = false;            // the port's device, since it was opened
   MonotonicTime quiet_since_{};  // the end of the last exchange, or of what came after it

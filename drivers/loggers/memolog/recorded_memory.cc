@@ -101,6 +101,10 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
   const std::uint32_t first = reading.state.held - reading.count + 1;
   const std::uint32_t parts = (reading.count + kRecordsPerRead - 1) / kRecordsPerRead;
   for (std::uint32_t done = 0; done < reading.count;) {
+    // Before the exchange, so that also the first can be stopped.
+    const int percent = PercentOf(done, reading.count);
+    reading.cancelled = !reading.progress({percent, kReadingTitle, kReadingBlock, {1 + done / kRecordsPerRead, parts}});
+    if (reading.cancelled) return S_OK;
     const std::uint32_t count = std::min<std::uint32_t>(kRecordsPerRead, reading.count - done);
     const Words request = ReadRecordsData(reading.block, first + done, count);
     const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count));
@@ -112,10 +116,6 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     }
     if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
     done += count;
-    const int percent = PercentOf(done, reading.count);
-    reading.cancelled =
-        !reading.progress({percent, kReadingTitle, kReadingBlock, {1 + (done - 1) / kRecordsPerRead, parts}});
-    if (reading.cancelled) return S_OK;
   }
   return S_OK;
 }
