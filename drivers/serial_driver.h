@@ -22,9 +22,10 @@ struct LineProfile {
 
 // How a reply is read.
 struct ReplyPlan {
-  int size;                 // the terminator's place included
-  int attempts = 1;         // at reading, until a line is whole that is not empty; the query is sent once
-  bool start_does = false;  // a longer line is expected, and its start is all that matters
+  int size;                   // the terminator's place included
+  int attempts = 1;           // at reading, until a line is whole that is not empty; the query is sent once
+  bool start_does = false;    // a longer line is expected, and its start is all that matters
+  std::uint32_t read_ms = 0;  // of an attempt; 0: the link's timeout
 };
 
 // A query whose reply cannot be taken for another's. With it a line is brought back in step.
@@ -125,6 +126,7 @@ class SerialDriver : public Driver {
   Milliseconds MostChatter() const;
   Expected<std::string> Await(ReplyKind kind, ReplyPlan plan);
   bool TakeBehind(ReplyPlan plan);
+  void TakeBehindSoon();
   Expected<std::string> TakeLine(ReplyPlan plan);
   bool SkipRest();
 

@@ -18,6 +18,9 @@ constexpr int kMostProbes = 6;
 constexpr int kLongestOwed = 4096;          // of the lines that are thrown away; as much as a system holds for a reader
 constexpr std::uint32_t kMostSilences = 5;  // as a time: so many read timeouts of chatter
 
+// Within this the lines begin that belong to the reply before them.
+constexpr std::uint32_t kBehindMs = 1000;
+
 }  // namespace
 
 ReplyKind SerialDriver::KindOf(std::string_view query) const {
@@ -69,7 +72,7 @@ Expected<std::string> SerialDriver::TakeLine(ReplyPlan plan) {
     const auto rest = std::span(buffer).subspan(line.size());
     std::fill(rest.begin(), rest.end(), '\0');
     rest.back() = kNotFilled;
-    const HRESULT result = link_.ReadLine(rest, profile_.terminator, 0);
+    const HRESULT result = link_.ReadLine(rest, profile_.terminator, TimeoutOr(plan.read_ms));
     cut_ = Succeeded(result) && rest.back() != kNotFilled && !plan.start_does;
     line += rest.data();
     if (Succeeded(result) && !line.empty()) return line;
@@ -135,6 +138,16 @@ bool SerialDriver::TakeBehind(ReplyPlan plan) {
   return true;
 }
 
+// The same on a line that is in step: a model that leaves them out is not waited for long, and one that begins them and
+// stops may go on at any time.
+void SerialDriver::TakeBehindSoon() {
+  for (int line = 0; line < landmark().lines_behind; ++line) {
+    if (TakeLine({.size = kLongestOwed, .read_ms = kBehindMs})) continue;
+    if (!partial_.empty()) Distrust();
+    return;
+  }
+}
+
 // Until nothing is owed. What was asked first is flushed by a reply of the other kind, since that was asked later.
 HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, ReplyPlan plan) {
   const Landmark mark = landmark();
@@ -178,6 +191,7 @@ Expected<std::string> SerialDriver::QueryOnce(std::string_view query, ReplyKind 
   if (!in_step && reply) reply->resize(std::min(reply->size(), static_cast<std::size_t>(plan.size) - 1));
   if (!in_step) return reply;
   if (reply) owed_.Clear();
+  if (reply && kind == ReplyKind::kLandmark && !cut_ && IsLandmark(*reply)) TakeBehindSoon();
   return reply;
 }
 

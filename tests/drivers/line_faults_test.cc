@@ -131,7 +131,7 @@ const Row kRows[] = {
     {"FlukeHydra", "Read", 50000, 50000,
      {kMute, kFine, kMute, kFine, kMute, kMute, kFine, kMute, {flukehydraCtlErrCmdExecError}, kUnwritten}},
     {"FlukeHydra", "Run", 50000, 90000,
-     {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kNoReply, kUnwritten}},
+     {kMute, kFine, kMute, kFine, kNoReply, kMute, kFine, kMute, kNoReply, kUnwritten}},
     {"FlukeHydra", "Stop", 50000, 50000,
      {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kNoReply, kUnwritten}},
     {"FlukeHydra", "ReadCfg", 50000, 1080000,
