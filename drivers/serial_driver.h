@@ -18,6 +18,7 @@ struct LineProfile {
   int open_attempts = 1;      // a second apart
   std::uint32_t read_ms = 0;  // timeouts once open; 0 keeps the link's
   std::uint32_t write_ms = 0;
+  std::span<const std::uint32_t> baud_rates = kBaudRates;  // that its line has
 };
 
 // How a reply is read.
@@ -61,6 +62,7 @@ class SerialDriver : public Driver {
   std::span<const ErrorRow> LinkErrors() const override;
   Expected<SerialParams> GetSerialParams() const override { return link_.params(); }
   HRESULT SetSerialParams(const SerialParams& params) override;
+  std::span<const std::uint32_t> BaudRates() const override { return profile_.baud_rates; }
 
  protected:
   // The words exchanged once the link is open, also when the device is back; a failure closes it again, and so does

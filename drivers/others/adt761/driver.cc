@@ -13,7 +13,9 @@ constexpr int kLongestSetPoint = 50;
 constexpr int kLongestAcknowledgement = 50;
 constexpr int kUnknownResolution = 6;
 
-constexpr LineProfile kLine = {.terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11};
+constexpr std::array<std::uint32_t, 7> kRates = {2400, 4800, 9600, 19200, 38400, 57600, 115200};
+constexpr LineProfile kLine = {
+    .terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11, .baud_rates = kRates};
 constexpr int kLateAttempt = 5;  // from which on the user is told
 
 constexpr std::string_view kTypeQuery = ":R:OTYPE";

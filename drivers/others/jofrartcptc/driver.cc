@@ -8,8 +8,10 @@
 namespace ulix::jofrartcptc {
 namespace {
 
+constexpr std::array<std::uint32_t, 3> kRates = {9600, 19200, 115200};
+
 // Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
-constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11};
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11, .baud_rates = kRates};
 
 }  // namespace
 
