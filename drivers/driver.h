@@ -123,7 +123,7 @@ class Driver {
   // The serial settings, where the link is a serial one; E_NOTIMPL where it is not. They take effect at the next open.
   virtual Expected<SerialParams> GetSerialParams() const { return Failure(E_NOTIMPL); }
   virtual HRESULT SetSerialParams(const SerialParams&) { return E_NOTIMPL; }
-
+  // The rates to choose from.
   virtual std::span<const std::uint32_t> BaudRates() const { return kBaudRates; }
   // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL where it always is.
   virtual Expected<std::optional<NetworkAddress>> GetNetworkAddress() const { return Failure(E_NOTIMPL); }

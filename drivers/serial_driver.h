@@ -18,14 +18,16 @@ struct LineProfile {
   int open_attempts = 1;      // a second apart
   std::uint32_t read_ms = 0;  // timeouts once open; 0 keeps the link's
   std::uint32_t write_ms = 0;
+  std::span<const std::uint32_t> baud_rates = kBaudRates;  // that its line has
 };
 
 // How a reply is read.
 struct ReplyPlan {
-  int size;                 // the terminator's place included
-  int attempts = 1;         // at reading, until a line is whole that is not empty; the query is sent once
-  bool start_does = false;  // a longer line is expected, and its start is all that matters
-  bool in_pieces = false;   // of a line that may have no end: others have the line's turn in between
+  int size;                   // the terminator's place included
+  int attempts = 1;           // at reading, until a line is whole that is not empty; the query is sent once
+  bool start_does = false;    // a longer line is expected, and its start is all that matters
+  std::uint32_t read_ms = 0;  // of an attempt; 0: the link's timeout
+  bool in_pieces = false;     // of a line that may have no end: others have the line's turn in between
 };
 
 // A query whose reply cannot be taken for another's. With it a line is brought back in step.
@@ -61,6 +63,7 @@ class SerialDriver : public Driver {
   std::span<const ErrorRow> LinkErrors() const override;
   Expected<SerialParams> GetSerialParams() const override { return link_.params(); }
   HRESULT SetSerialParams(const SerialParams& params) override;
+  std::span<const std::uint32_t> BaudRates() const override { return profile_.baud_rates; }
 
  protected:
   // The words exchanged once the link is open, also when the device is back; a failure closes it again, and so does
@@ -126,6 +129,7 @@ class SerialDriver : public Driver {
   Milliseconds MostChatter() const;
   Expected<std::string> Await(ReplyKind kind, ReplyPlan plan);
   bool TakeBehind(ReplyPlan plan);
+  void TakeBehindSoon();
   Expected<std::string> TakeLine(ReplyPlan plan);
   HRESULT ReadOn(std::string& line, ReplyPlan plan);
   bool SkipRest();

@@ -20,6 +20,9 @@ constexpr std::size_t kLongestReply = 100;
 // A line that is thrown away; as long as what a system holds for a reader.
 constexpr ReplyPlan kThrownAway = {.size = 4096, .in_pieces = true};
 
+// Within this the lines begin that belong to the reply before them.
+constexpr std::uint32_t kBehindMs = 1000;
+
 }  // namespace
 
 ReplyKind SerialDriver::KindOf(std::string_view query) const {
@@ -87,7 +90,7 @@ HRESULT SerialDriver::ReadOn(std::string& line, ReplyPlan plan) {
          (line.size() < longest || !patience.Passed(clock()))) {
     piece.assign(std::min(piece.size(), size - line.size()), '\0');
     piece.back() = kNotFilled;
-    result = link_.ReadLine(piece, profile_.terminator, 0);
+    result = link_.ReadLine(piece, profile_.terminator, TimeoutOr(plan.read_ms));
     filled = Succeeded(result) && piece.back() != kNotFilled;
     line += piece.data();
   }
@@ -145,6 +148,16 @@ bool SerialDriver::TakeBehind(ReplyPlan plan) {
   return true;
 }
 
+// The same on a line that is in step: a model that leaves them out is not waited for long, and one that begins them and
+// stops may go on at any time.
+void SerialDriver::TakeBehindSoon() {
+  for (int line = 0; line < landmark().lines_behind; ++line) {
+    if (TakeLine({.size = kThrownAway.size, .read_ms = kBehindMs, .in_pieces = true})) continue;
+    if (!partial_.empty()) Distrust();
+    return;
+  }
+}
+
 HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, ReplyPlan plan) {
   const Landmark mark = landmark();
   if (mark.query.empty()) return owed_.empty() ? S_OK : PrepareLine();
@@ -183,6 +196,7 @@ Expected<std::string> SerialDriver::QueryOnce(std::string_view query, ReplyKind 
   if (!in_step && reply) reply->resize(std::min(reply->size(), static_cast<std::size_t>(plan.size) - 1));
   if (!in_step) return reply;
   if (reply) owed_.Clear();
+  if (reply && kind == ReplyKind::kLandmark && !cut_ && IsLandmark(*reply)) TakeBehindSoon();
   return reply;
 }
 

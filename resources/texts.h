@@ -24,7 +24,7 @@ enum class TextId : int {
   kAccessRights = 523,
   kNoIpPort = 524,
   kNoSerialPort = 525,
-  kOpenedLate = 7662,
+  kOpenedLate = 7662,  // OPEN_RS_MAX_RETRIES
 };
 
 struct TextRow {

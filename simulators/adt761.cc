@@ -51,7 +51,7 @@ HRESULT Adt761Simulator::Set(std::string_view key, std::string_view value) {
 
 // What does not begin with the prefix was not meant for it.
 SimulatedReply Adt761Simulator::Answer(std::string_view request) {
-  const std::string prefix(1, static_cast<char>(static_cast<unsigned char>(prefix_)));
+  const std::string prefix(1, static_cast<char>(prefix_));
   const std::string_view text = request.substr(request.starts_with(prefix) ? 1 : 0);
   if (text.size() == request.size()) {
     NoteUnknown(request);

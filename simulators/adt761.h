@@ -30,7 +30,7 @@ class Adt761Simulator final : public LineSimulator {
   bool TakeSwitch(std::string_view name, bool on);
 
   ThermalModel controller_;  // its pressure, in `pressure-unit`
-  double prefix_ = 1;        // the byte that stands before every request
+  std::uint8_t prefix_ = 1;  // the byte that stands before every request
   std::string type_ = "Additel 761";
   std::string item_ = "LPM";   // what is measured: MA, V, SW, HPM, LPM, EPM, HART
   std::string unit_ = "KPA";   // of the pressures

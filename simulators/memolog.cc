@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/text.h"
+
 namespace ulix {
 namespace {
 
@@ -138,8 +140,7 @@ MemologSimulator::MemologSimulator(Clock& clock)
 
 HRESULT MemologSimulator::Set(std::string_view key, std::string_view value) {
   const HRESULT result = properties_.Set(key, value);
-  records_ = std::clamp(std::floor(records_), 0.0, 65535.0);
-  if (Succeeded(result) && key == "records") FillBlocks();
+  if (Succeeded(result) && EqualIgnoringCase(key, "records")) FillBlocks();
   return result;
 }
 
@@ -153,7 +154,7 @@ void MemologSimulator::FillBlocks() {
   small.Failure(2, 1, 0xFFFD);
   blocks_[kSmallBlock] = {small.Take(), false};
 
-  Recorder large(static_cast<std::size_t>(records_));
+  Recorder large(records_);
   for (std::uint32_t round = 0; !large.full(); ++round) {
     if (round % 100 == 0) large.TimeBase(round % 200 == 0 ? 3 : 6, kStart + 10 * round, 0);
     for (unsigned channel = 1; channel <= 3; ++channel) {
@@ -176,7 +177,7 @@ double MemologSimulator::PresentValue(unsigned channel) const {
 std::uint8_t MemologSimulator::ReadRegisters(unsigned address, std::span<std::uint16_t> values) {
   const unsigned end = address + static_cast<unsigned>(values.size());
   if (address == kLock && values.size() == 1) {
-    values[0] = static_cast<std::uint16_t>(lock_);
+    values[0] = lock_;
   } else if (address == kStatus && values.size() == 1) {
     values[0] = status_;
   } else if (address >= kText && end <= kText + text_.size()) {
@@ -251,7 +252,7 @@ void MemologSimulator::Reply(unsigned command, const Record& data) {
 std::uint8_t MemologSimulator::ActOnFrame() {
   const unsigned command = frame_[0];
   status_ = 0;
-  if (refuse_with_ != 0) return Refuse(static_cast<unsigned>(refuse_with_));
+  if (refuse_with_ != 0) return Refuse(refuse_with_);
   if (frame_[1] > frame_.size() - 2) return Refuse(kNotKnown);
   switch (command) {
     case 4: {

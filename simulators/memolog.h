@@ -24,7 +24,7 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   // Numbers from 1, as the logger has them.
   bool frozen(unsigned block) const { return blocks_.contains(block) && blocks_.at(block).frozen; }
   std::size_t held(unsigned block) const { return blocks_.contains(block) ? blocks_.at(block).records.size() : 0; }
-  double lock() const { return lock_; }
+  unsigned lock() const { return lock_; }
 
  private:
   using StoredRecord = std::array<unsigned char, 8>;
@@ -53,9 +53,9 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   MonotonicTime started_;
   std::string identity_ = "ULIX,MEMOLOG90,1234567,V2.10";
   std::string program_name_ = "FURNACE";
-  double records_ = 1501;   // in block 2
-  double lock_ = 0;         // the register by which readers keep each other out
-  double refuse_with_ = 0;  // the status with which frames are refused; 0: they are not
+  std::uint16_t records_ = 1501;   // in block 2
+  std::uint16_t lock_ = 0;         // the register by which readers keep each other out
+  std::uint16_t refuse_with_ = 0;  // the status with which frames are refused; 0: they are not
   bool recording_ = false;
   bool freezes_itself_ = false;
 

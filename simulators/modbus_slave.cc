@@ -68,7 +68,7 @@ std::vector<SimulatedReply> ModbusSlaveSimulator::Receive(std::string_view bytes
 // What is not for this slave, or arrived damaged, is not answered.
 SimulatedReply ModbusSlaveSimulator::Answer(std::string_view frame) {
   const std::size_t slave_at = network_ ? 6 : 0;
-  if (Byte(frame, slave_at) != static_cast<unsigned>(slave_)) return {};
+  if (Byte(frame, slave_at) != slave_) return {};
   std::string_view message = frame.substr(slave_at + 1);
   if (!network_) {
     const bool whole = Check(frame.substr(0, frame.size() - 2)) == frame.substr(frame.size() - 2);
@@ -104,7 +104,7 @@ std::string ModbusSlaveSimulator::Act(std::string_view message) {
 }
 
 std::string ModbusSlaveSimulator::Framed(std::string_view message) const {
-  std::string frame(1, static_cast<char>(static_cast<unsigned>(slave_)));
+  std::string frame(1, static_cast<char>(slave_));
   frame += message;
   return network_ ? head_ + BigBytes(static_cast<unsigned>(frame.size())) + frame : frame + Check(frame);
 }

@@ -30,7 +30,7 @@ class ModbusSlaveSimulator : public Simulator {
   // Function 6. Not every register takes it.
   virtual std::uint8_t WriteRegister(unsigned address, std::uint16_t value) = 0;
 
-  double slave_ = 1;  // its address
+  std::uint8_t slave_ = 1;  // its address
 
  private:
   std::size_t FrameLength() const;

@@ -1,6 +1,8 @@
 #include "simulators/properties.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <optional>
 
 #include "base/numbers.h"
@@ -16,6 +18,14 @@ std::optional<bool> ParseSwitch(std::string_view text) {
 }
 
 template <typename T>
+std::optional<T> ParseWhole(std::string_view text) {
+  const auto number = ParseDecimal(text);
+  const bool fits =
+      number && *number >= 0 && *number <= std::numeric_limits<T>::max() && std::trunc(*number) == *number;
+  return fits ? std::optional(static_cast<T>(*number)) : std::nullopt;
+}
+
+template <typename T>
 HRESULT Store(T* field, const std::optional<T>& value) {
   if (!value) return E_INVALIDARG;
   *field = *value;
@@ -25,12 +35,16 @@ HRESULT Store(T* field, const std::optional<T>& value) {
 struct Storing {
   std::string_view text;
   HRESULT operator()(double* field) const { return Store(field, ParseDecimal(text)); }
+  HRESULT operator()(std::uint8_t* field) const { return Store(field, ParseWhole<std::uint8_t>(text)); }
+  HRESULT operator()(std::uint16_t* field) const { return Store(field, ParseWhole<std::uint16_t>(text)); }
   HRESULT operator()(bool* field) const { return Store(field, ParseSwitch(text)); }
   HRESULT operator()(std::string* field) const { return Store(field, std::optional(std::string(text))); }
 };
 
 struct Showing {
   std::string operator()(const double* field) const { return FormatGeneral(*field, 10); }
+  std::string operator()(const std::uint8_t* field) const { return std::to_string(*field); }
+  std::string operator()(const std::uint16_t* field) const { return std::to_string(*field); }
   std::string operator()(const bool* field) const { return *field ? "on" : "off"; }
   std::string operator()(const std::string* field) const { return *field; }
 };

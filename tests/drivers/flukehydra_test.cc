@@ -104,13 +104,44 @@ TEST_F(FlukeHydra, ReadsItsConfigurationWholeOrNotAtAll) {
   EXPECT_EQ(device->settings().Snapshot(), record);
 }
 
-TEST_F(FlukeHydra, PiecesOfAReplyAreNoOther) {
-  bench->SetFaults({{FaultKind::kDrip, 100}});
+TEST_F(FlukeHydra, AnIdentificationsPromptIsNoOrders) {
+  bench->SetFaults({{FaultKind::kDrip, 4}});
   ASSERT_EQ(device->Connect(), S_OK);
-  bench->SetFaults({});
-  const Reading reading = driver->ReadChannel(0);
-  EXPECT_EQ(reading.code, S_OK);
-  EXPECT_EQ(reading.value, 1.5F) << "the identification's prompt was still on its way";
+  SetBench("prompt", "=!");
+  EXPECT_EQ(device->Stop(), serialCommErrUnableToReadComm) << "refused";
+  SetBench("prompt", "=>");
+  EXPECT_EQ(device->Run(), S_OK);
+}
+
+// Pieces of a line, or another's: the value behind them is no channel's.
+TEST_F(FlukeHydra, AfterAnAnswerWithoutSenseTheLineIsBroughtInStep) {
+  device->Connect();
+  for (const auto& [key, nonsense, sense] : {std::tuple{"prompt", "00E+0", "=>"}, {"last-text", "E+0", ""}}) {
+    SetBench(key, nonsense);
+    EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);
+    SetBench(key, sense);
+    TakeSent();
+    EXPECT_EQ(driver->ReadChannel(0).value, 1.5F);
+    EXPECT_EQ(TakeSent(), "*IDN?\r\nLAST? 0\r\n");
+  }
+}
+
+TEST_F(FlukeHydra, PiecesOfAReplyAreNoOther) {
+  // The identification's prompt is in, on its way, or cut in two by the next command's purge.
+  for (const int wait_ms : {0, 500, 1000, 2000, 3000, 4000}) {
+    for (const int drip_ms : {100, 1100}) {
+      SCOPED_TRACE(testing::Message() << drip_ms << " between bytes, then " << wait_ms);
+      bench->SetFaults({{FaultKind::kDrip, drip_ms}});
+      ASSERT_EQ(device->Connect(), S_OK);
+      bench->SetFaults({});
+      clock.SleepFor(Milliseconds(wait_ms));
+      const Reading reading = driver->ReadChannel(0);
+      EXPECT_EQ(reading.code, S_OK);
+      EXPECT_EQ(reading.value, 1.5F);
+      device->Disconnect();
+    }
+  }
+  ASSERT_EQ(device->Connect(), S_OK);
   SetBench("last-text", "+123.45E+0");
   bench->SetFaults({{FaultKind::kDrip, 10'500}});  // two of these silences are inside a result's first characters
   EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);

@@ -137,6 +137,37 @@ TEST_P(StaleReplies, AreNobodysAnswer) {
   FirstReadingAfterALongSilenceIsRight();
 }
 
+struct WriteCase {
+  const char* model;
+  ChannelId channel;
+  const char* landmark;
+};
+
+class SenselessAnswer : public LineBench, public testing::WithParamInterface<WriteCase> {
+ protected:
+  SenselessAnswer() : LineBench(GetParam().model) {}
+};
+
+// What answers a write without being an answer to it may be another's reply; its own may still come.
+TEST_P(SenselessAnswer, ToAWriteLeavesTheLineInDoubt) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  const auto next_asks_for_landmark = [&](const Fault& fault) {
+    bench->SetFaults({fault});
+    EXPECT_LT(driver->WriteChannel(GetParam().channel, 20.0F), 0);
+    bench->SetFaults({});
+    TakeSent();
+    EXPECT_EQ(driver->ReadChannel(GetParam().channel).code, S_OK);
+    return TakeSent().find(GetParam().landmark) != std::string::npos;
+  };
+  EXPECT_TRUE(next_asks_for_landmark({FaultKind::kGarbage}));
+  EXPECT_FALSE(next_asks_for_landmark({FaultKind::kRefuse})) << "an answer";
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, SenselessAnswer,
+                         testing::Values(WriteCase{"jofrartcptc", 2, "CalibratorDevice?"},
+                                         WriteCase{"kambic", 1, "IDENT"}, WriteCase{"adt761", 5, ":R:OTYPE"}),
+                         [](const auto& tested) { return std::string(tested.param.model); });
+
 class CutReply : public LineBench {
  protected:
   CutReply() : LineBench("kelvo10") {}

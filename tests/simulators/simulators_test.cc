@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "simulators/memolog.h"
 #include "tests/support/manual_clock.h"
 
 namespace ulix {
@@ -50,6 +51,26 @@ TEST(Simulators, TellWhatTheInstrumentWouldNotKnow) {
     EXPECT_EQ(simulator->Properties(), before);
     EXPECT_EQ(simulator->Set("colour", "blue"), E_INVALIDARG);
   }
+}
+
+TEST(Simulators, RefuseWhatAPropertyDoesNotHold) {
+  ManualClock clock;
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"adt761", "frame-prefix", "255"}, {"memolog", "slave", "255"},     {"memolog", "lock", "65535"},
+      {"memolog", "Records", "40"},      {"memolog", "refuse-with", "7"},
+  };
+  for (const auto& [model, key, value] : cases) {
+    const auto simulator = FindSimulator(model)(clock);
+    EXPECT_EQ(simulator->Set(key, value), S_OK) << key;
+    const auto before = simulator->Properties();
+    for (const char* bad : {"-1", "65536", "1e300", "0.5", "nan"}) {
+      EXPECT_EQ(simulator->Set(key, bad), E_INVALIDARG) << key << ' ' << bad;
+    }
+    EXPECT_EQ(simulator->Properties(), before);
+  }
+  MemologSimulator logger(clock);
+  EXPECT_EQ(logger.Set("Records", "40"), S_OK);
+  EXPECT_EQ(logger.held(2), 40u) << "a key is known in any case";
 }
 
 TEST(Simulators, TakeWholeRequestsHoweverTheyArriveAndGiveUpEndlessOnes) {

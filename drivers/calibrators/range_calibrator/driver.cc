@@ -56,7 +56,10 @@ HRESULT RangeCalibratorDriver::ReadCfg() {
   const auto output = ReadRange(Side::kOutput, record);
   if (!output) return output.error();
   // One unit serves both sides; a reply that claims two is not this instrument's.
-  if (input->unit && output->unit && *input->unit != *output->unit) return model_.range_not_supported;
+  if (input->unit && output->unit && *input->unit != *output->unit) {
+    Distrust();
+    return model_.range_not_supported;
+  }
   PutSide(model_, record, Side::kInput, input->config);
   PutSide(model_, record, Side::kOutput, output->config);
   PutUnit(model_, record, input->unit.value_or(output->unit.value_or(UnitIn(model_, record))));

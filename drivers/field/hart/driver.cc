@@ -49,7 +49,9 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   if (const HRESULT result = Send("s=" + sent); Failed(result)) return result;
   const auto reply = Query(kQueries[kSetPointChannel]);
   if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
-  return Confirms(*reply, sent) ? S_OK : hartCtlErrNack;
+  if (Confirms(*reply, sent)) return S_OK;
+  if (!IsSetPoint(*reply) || !ParseValue(*reply)) Distrust();
+  return hartCtlErrNack;
 }
 
 }  // namespace ulix::hart

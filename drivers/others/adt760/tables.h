@@ -77,20 +77,20 @@ inline constexpr std::array kErrors = {
     ErrorRow{adt760CtlErrNotAdt760,
              {"Device connected is not an Adt760 calibrator", "L'appareil connecté n'est pas un calibrateur Adt760"},
              "NOT_ADT760",
-             7620,
-             8620},
+             8620,
+             7620},
     ErrorRow{adt760CtlErrOutOfRange,
              {"The set point is out of range", "La consigne est hors limites"},
              "OUT_OF_RANGE",
-             7621,
-             8621},
-    ErrorRow{adt760CtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "WRONG_CHAN_NUM", 7622, 8622},
+             8621,
+             7621},
+    ErrorRow{adt760CtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "WRONG_CHAN_NUM", 8622, 7622},
     ErrorRow{adt760CtlErrNoMeasAvailable,
              {"No measure available", "Pas de mesure disponible"},
              "NO_MEAS_AVAILABLE",
-             7623,
-             8623},
-    ErrorRow{adt760CtlErrScpiCmde, {"Scpi command error", "Erreur de commande Scpi"}, "SCPI_ERROR", 7624, 8624},
+             8623,
+             7623},
+    ErrorRow{adt760CtlErrScpiCmde, {"Scpi command error", "Erreur de commande Scpi"}, "SCPI_ERROR", 8624, 7624},
     // The enumerator is the other model's, deliberately: hosts know the code by it, and this control has its text.
     ErrorRow{adt761CtlErrWinUsbNotLoaded,
              {"The Usb communication management library has not been loaded. Check the presence of the UlixWinUsb.dll "
@@ -98,8 +98,8 @@ inline constexpr std::array kErrors = {
               "La bibliothèque de gestion de la communication Usb n'a pas été chargée. Vérifiez la présence du fichier "
               "UlixWinUsb.dll dans le système."},
              "WINUSB_NOT_LOADED",
-             7625,
-             8625},
+             8625,
+             7625},
 };
 
 inline constexpr ModelCard kCard = {

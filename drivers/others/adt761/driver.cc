@@ -13,7 +13,9 @@ constexpr int kLongestSetPoint = 50;
 constexpr int kLongestAcknowledgement = 50;
 constexpr int kUnknownResolution = 6;
 
-constexpr LineProfile kLine = {.terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11};
+constexpr std::array<std::uint32_t, 7> kRates = {2400, 4800, 9600, 19200, 38400, 57600, 115200};
+constexpr LineProfile kLine = {
+    .terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11, .baud_rates = kRates};
 constexpr int kLateAttempt = 5;  // from which on the user is told
 
 constexpr std::string_view kTypeQuery = ":R:OTYPE";
@@ -72,6 +74,15 @@ Expected<std::string> Adt761Driver::Ask(std::string_view text, int longest) {
   });
 }
 
+template <typename Parse>
+auto Adt761Driver::Ask(std::string_view text, int longest, Parse parse) -> decltype(parse(std::string_view())) {
+  const auto answer = Ask(text, longest);
+  if (!answer) return Failure(answer.error());
+  auto value = parse(*answer);
+  if (!value && !SaysNothing(*answer)) Distrust();
+  return value;
+}
+
 Reading Adt761Driver::ReadChannel(ChannelId id) {
   if (id >= kReadings.size()) return {.code = adt761CtlErrChNum};
   const std::lock_guard exchange(exchange_mutex_);
@@ -82,9 +93,9 @@ Reading Adt761Driver::ReadChannel(ChannelId id) {
 Expected<float> Adt761Driver::Measure(ChannelId id) {
   const auto query = ChooseQuery(id);
   if (!query) return Failure(query.error());
-  const auto answer = Ask(*query, id == kSetPointChannel ? kLongestSetPoint : kLongestAnswer);
-  if (!answer) return Failure(answer.error());
-  const auto measured = ParseReading(*answer, *query, kReadings[id]);
+  const int longest = id == kSetPointChannel ? kLongestSetPoint : kLongestAnswer;
+  const auto measured =
+      Ask(*query, longest, [&](std::string_view answer) { return ParseReading(answer, *query, kReadings[id]); });
   if (!measured) return Failure(measured.error());
   units_[id] = measured->unit;
   return measured->value;
@@ -95,12 +106,11 @@ Expected<const char*> Adt761Driver::ChooseQuery(ChannelId id) {
   if (channel.first == FirstAsk::kNothing) return channel.query;
   // Whatever is sourced, the sources' channels are there.
   if (channel.first == FirstAsk::kSourcedItem) {
-    return Ask(kSourcedItemQuery, kLongestAnswer).and_then([&](const std::string& answer) {
+    return Ask(kSourcedItemQuery, kLongestAnswer, [&](std::string_view answer) {
       return Accepted(answer, kSourcedItemQuery).map([&](const auto&) { return channel.query; });
     });
   }
-  const auto item =
-      Ask(kMeasuredItemQuery, kLongestAnswer).and_then([](const std::string& answer) { return ParseItem(answer); });
+  const auto item = Ask(kMeasuredItemQuery, kLongestAnswer, ParseItem);
   if (!item) return Failure(item.error());
   if (!Provides(*item, id)) {
     TraceLine(std::string("CUlixInstrAdt761Ctl: measuring ") + item->display + "\n");
@@ -122,9 +132,10 @@ HRESULT Adt761Driver::WriteChannel(ChannelId id, float value) {
 }
 
 HRESULT Adt761Driver::Order(std::string_view command, std::string_view acknowledgement) {
-  const auto answer = Ask(command, kLongestAcknowledgement);
-  if (!answer) return answer.error();
-  return answer->starts_with(acknowledgement) ? S_OK : adt761CtlErrNack;
+  return CodeOf(Ask(command, kLongestAcknowledgement, [&](std::string_view answer) -> Expected<std::string_view> {
+    if (!answer.starts_with(acknowledgement)) return Failure(adt761CtlErrNack);
+    return acknowledgement;
+  }));
 }
 
 std::string Adt761Driver::ChannelUnit(ChannelId id) const {

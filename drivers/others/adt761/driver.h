@@ -40,6 +40,9 @@ class Adt761Driver final : public SerialDriver {
   HRESULT Transmit(std::string_view text) override;
   // One answer of at most `longest` bytes, its NUL included, without that.
   Expected<std::string> Ask(std::string_view text, int longest);
+  // What `parse` makes of the answer. One of which it makes nothing, and that says so neither, may be another query's.
+  template <typename Parse>
+  auto Ask(std::string_view text, int longest, Parse parse) -> decltype(parse(std::string_view()));
   Expected<float> Measure(ChannelId id);
   // What the channel is asked by while the instrument measures what it does.
   Expected<const char*> ChooseQuery(ChannelId id);

@@ -62,6 +62,12 @@ Introduction ParseIntroduction(std::string_view answer) {
   return is ? Introduction::kAdt761 : Introduction::kOther;
 }
 
+bool SaysNothing(std::string_view answer) {
+  const auto fields = FieldsOf(answer);
+  const auto is_none = [](std::string_view field) { return Trimmed(field) == "NaN"; };
+  return FieldAt(fields, 1) == kRefused || std::any_of(fields.begin(), fields.end(), is_none);
+}
+
 const Item& FindItem(std::string_view word) {
   const Item* item = FindWord<Item>(kItems, word);
   return item ? *item : kOtherItem;

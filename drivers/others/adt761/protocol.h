@@ -15,6 +15,9 @@ namespace ulix::adt761 {
 enum class Introduction { kAdt761, kRefused, kOther };
 Introduction ParseIntroduction(std::string_view answer);
 
+// Whether the instrument refuses to answer, or has no value to tell.
+bool SaysNothing(std::string_view answer);
+
 // Whole words first, then the longest that is part of the word; kOtherItem, or null, for none of them.
 const Item& FindItem(std::string_view word);
 const Unit* FindUnit(std::string_view word);

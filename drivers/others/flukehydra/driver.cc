@@ -49,7 +49,6 @@ bool FlukeHydraDriver::IsLandmark(std::string_view reply) const {
   return start != reply.npos && IsHydra(reply.substr(start));
 }
 
-// The prompt behind it stays unread.
 Expected<std::string> FlukeHydraDriver::Identify() {
   return Query(kIdentify, kIdentification).map([](const std::string& line) {
     return std::string(WithoutReturn(line));
@@ -59,12 +58,16 @@ Expected<std::string> FlukeHydraDriver::Identify() {
 Expected<FlukeHydraDriver::Answer> FlukeHydraDriver::Ask(const std::string& query, const Refusals& refusals) {
   const std::lock_guard exchange(exchange_mutex_);
   auto result = Query(query + '\r', kResult);
-  // The identification's prompt may still have been on its way when the line was purged.
-  if (result && IsReady(*result)) result = ReadReply(kResult);
+  // The identification's prompt may still have been on its way when the line was purged, which may have cut it.
+  if (result && IsEndOfReady(*result)) result = ReadReply(kResult);
   if (!result) return Failure(result.error());
   if (const HRESULT refusal = RefusalIn(*result, refusals); Failed(refusal)) return Failure(refusal);
   auto prompt = ReadReply(kResultPrompt);
   if (!prompt) return Failure(prompt.error());
+  if (!IsPrompt(*prompt)) {
+    Distrust();
+    return Failure(serialCommErrUnableToReadComm);
+  }
   return Answer{std::move(*result), std::move(*prompt)};
 }
 
@@ -72,10 +75,12 @@ Reading FlukeHydraDriver::ReadChannel(ChannelId id) {
   if (id >= kChannelCount) return {.code = flukehydraCtlErrChNum};
   const auto scale = ScaleOf(ChannelIn(*settings().Current(), id));
   if (!scale) return {.code = scale.error()};
+  const std::lock_guard exchange(exchange_mutex_);
   const auto answer = Ask("LAST? " + std::to_string(id), kReadingRefusals);
   if (!answer) return {.code = answer.error()};
   if (IsImpossible(answer->prompt)) return {.code = kNotStored};
   const auto value = ParseLast(answer->result, *scale);
+  if (CodeOf(value) == serialCommErrUnableToReadComm) Distrust();
   return ReadingOf(value);
 }
 
@@ -89,8 +94,10 @@ HRESULT FlukeHydraDriver::Stop() { return Order("SCAN 0\r"); }
 
 // A refused order has the link's code on purpose: hosts know it as the failure of a start or stop.
 HRESULT FlukeHydraDriver::Order(std::string_view command) {
+  const std::lock_guard exchange(exchange_mutex_);
   const auto prompt = Query(command, kOrderPrompt);
   if (!prompt) return prompt.error();
+  if (!IsPrompt(*prompt)) Distrust();
   return IsRefusal(*prompt) ? serialCommErrUnableToReadComm : S_OK;
 }
 
@@ -100,6 +107,7 @@ HRESULT FlukeHydraDriver::ReadCfg() {
   HRESULT result = ReadChannels(record);
   if (Succeeded(result)) result = ReadShared(record);
   if (Succeeded(result)) settings().Replace(std::move(record));
+  if (result == flukehydraCtlErrNack) Distrust();
   return result;
 }
 

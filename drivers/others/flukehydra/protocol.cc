@@ -11,6 +11,8 @@
 namespace ulix::flukehydra {
 namespace {
 
+constexpr std::string_view kReady = "=>";
+
 // Values that stand for none. No measurement comes near them.
 constexpr double kOverload = 1e9;  // of either sign
 constexpr double kOpenThermocouple = 9e9;
@@ -77,7 +79,9 @@ bool IsHydra(std::string_view identification) {
   return rest.substr(0, rest.find(',')).find("2635") != std::string_view::npos;
 }
 
-bool IsReady(std::string_view line) { return WithoutReturn(line) == "=>"; }
+bool IsPrompt(std::string_view line) { return line.starts_with(kReady) || IsRefusal(line); }
+
+bool IsEndOfReady(std::string_view line) { return kReady.ends_with(WithoutReturn(line)); }
 
 bool IsImpossible(std::string_view prompt) { return prompt.starts_with("=!"); }
 

@@ -17,7 +17,9 @@ std::string_view WithoutReturn(std::string_view line);
 bool IsHydra(std::string_view identification);
 
 // Every answer ends in a prompt of its own line: ready, not understood, not possible.
-bool IsReady(std::string_view line);
+bool IsPrompt(std::string_view line);
+// Whether it is what a purge may leave of a prompt that was coming in: "=>", ">" or nothing.
+bool IsEndOfReady(std::string_view line);
 // Whether a prompt tells of a failure; one that ends a query's answer is told by its start alone.
 bool IsRefusal(std::string_view prompt);
 bool IsImpossible(std::string_view prompt);

@@ -72,7 +72,7 @@ HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
     settings().SetText(kSettings[kAddress], std::to_string(address));
   }
   const auto answer = Ask(AddressedFrame(address, degrees), kAddressedAnswerSize, kAddressedTimeoutMs);
-  return answer ? CheckAddressedAnswer(*answer) : answer.error();
+  return answer ? Judged(*answer, CheckAddressedAnswer(*answer)) : answer.error();
 }
 
 HRESULT IsotechDriver::Run() {
@@ -95,8 +95,14 @@ HRESULT IsotechDriver::Stop() {
 HRESULT IsotechDriver::SendStop() {
   const auto answer = Ask(LineFrame(kStopCommand), kLineAnswerSize, kLineTimeoutMs);
   if (!answer) return answer.error();
-  if (!IsLongStopAnswer(*answer)) return CheckLineAnswer(*answer, kStopCommand);
+  if (!IsLongStopAnswer(*answer)) return Judged(*answer, CheckLineAnswer(*answer, kStopCommand));
   return HasEnded(*answer) ? S_OK : ReadToLineEnd();
+}
+
+HRESULT IsotechDriver::Judged(std::string_view answer, HRESULT judgement) {
+  const std::lock_guard exchange(exchange_mutex_);
+  if (Failed(judgement) && !IsRefusal(answer)) Distrust();
+  return judgement;
 }
 
 HRESULT IsotechDriver::ReadToLineEnd() {
@@ -110,7 +116,7 @@ HRESULT IsotechDriver::ReadToLineEnd() {
 
 HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command) {
   const auto answer = Ask(frame, kLineAnswerSize, kLineTimeoutMs);
-  return answer ? CheckLineAnswer(*answer, command) : answer.error();
+  return answer ? Judged(*answer, CheckLineAnswer(*answer, command)) : answer.error();
 }
 
 Expected<std::string> IsotechDriver::Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms) {

@@ -38,6 +38,8 @@ class IsotechDriver final : public SerialDriver {
   HRESULT SendLine(std::string_view frame, std::string_view command);
   HRESULT SendStop();
   HRESULT ReadToLineEnd();
+  // An answer that is neither agreement nor refusal may be another frame's.
+  HRESULT Judged(std::string_view answer, HRESULT judgement);
   // Sends a frame and reads an answer of known size. Of one that stops midway, the rest is zeros.
   Expected<std::string> Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms);
   Expected<std::string> ReadAnswer(std::size_t size, std::uint32_t timeout_ms);

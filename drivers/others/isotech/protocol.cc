@@ -12,6 +12,7 @@ constexpr char kStx = '\x02';
 constexpr char kEtx = '\x03';
 constexpr char kEot = '\x04';
 constexpr std::string_view kAck = "\x06";
+constexpr std::string_view kNak = "\x15";
 constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kLongStopStart =
     "\x02"
@@ -62,6 +63,8 @@ std::string LineFrame(std::string_view command) { return std::string(1, kStx).ap
 std::string LineSetPointFrame(float degrees) { return LineFrame("ST0" + ZeroFilled(degrees)); }
 
 HRESULT CheckAddressedAnswer(std::string_view answer) { return answer == kAck ? S_OK : isotechCtlErrNack; }
+
+bool IsRefusal(std::string_view answer) { return answer == kNak; }
 
 HRESULT CheckLineAnswer(std::string_view answer, std::string_view command) {
   return answer == LineFrame(command) ? S_OK : isotechCtlErrNack;

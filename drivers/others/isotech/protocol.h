@@ -24,6 +24,8 @@ std::string LineSetPointFrame(float degrees);
 
 // Whether the controller agreed; isotechCtlErrNack for any other answer.
 HRESULT CheckAddressedAnswer(std::string_view answer);
+// Whether it is the one byte by which an addressed controller refuses.
+bool IsRefusal(std::string_view answer);
 // `command` is the one that was sent, without its argument.
 HRESULT CheckLineAnswer(std::string_view answer, std::string_view command);
 

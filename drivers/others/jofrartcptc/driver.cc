@@ -8,8 +8,10 @@
 namespace ulix::jofrartcptc {
 namespace {
 
+constexpr std::array<std::uint32_t, 3> kRates = {9600, 19200, 115200};
+
 // Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
-constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11};
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11, .baud_rates = kRates};
 
 }  // namespace
 
@@ -61,7 +63,7 @@ HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
   if (const HRESULT result = Order(*command, dialect.set_point_answer); Failed(result)) return result;
   const auto told = Ask(dialect.set_point);
   if (!told) return told.error();
-  return ConfirmsSetPoint(dialect, *told, value) ? S_OK : jofrartcptcCtlErrNack;
+  return ConfirmsSetPoint(dialect, *told, value) ? S_OK : NotAgreed(*told);
 }
 
 Expected<std::string> JofraRtcPtcDriver::Ask(std::string_view query) {
@@ -74,9 +76,16 @@ Expected<std::string> JofraRtcPtcDriver::Ask(std::string_view query) {
 
 HRESULT JofraRtcPtcDriver::Order(std::string_view command, const char* answer) {
   if (!answer) return Send(command);
+  const std::lock_guard exchange(exchange_mutex_);
   const auto told = Ask(command);
   if (!told) return told.error();
-  return *told == answer ? S_OK : jofrartcptcCtlErrNack;
+  return *told == answer ? S_OK : NotAgreed(*told);
+}
+
+// Unless the instrument says that it refuses, the answer may be another command's.
+HRESULT JofraRtcPtcDriver::NotAgreed(std::string_view answer) {
+  if (!IsError(answer)) Distrust();
+  return jofrartcptcCtlErrNack;
 }
 
 HRESULT JofraRtcPtcDriver::Take(std::span<const Step> steps) {

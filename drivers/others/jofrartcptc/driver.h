@@ -30,6 +30,7 @@ class JofraRtcPtcDriver final : public SerialDriver {
   // One answer, without line ends and blanks around it; one of nothing else is none.
   Expected<std::string> Ask(std::string_view query);
   // Sends a command and wants that answer, or none where it is null; another is jofrartcptcCtlErrNack.
+  HRESULT NotAgreed(std::string_view answer);
   HRESULT Order(std::string_view command, const char* answer);
   HRESULT Take(std::span<const Step> steps);
 };

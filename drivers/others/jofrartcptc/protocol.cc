@@ -68,8 +68,10 @@ bool IsOf(const Dialect& dialect, std::string_view identification) {
   return IsCtcDialect(dialect) ? IsCtc(fields) : IsRtc(fields);
 }
 
+bool IsError(std::string_view answer) { return answer.starts_with(kError); }
+
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place) {
-  if (answer.starts_with(kError)) return Failure(jofrartcptcCtlErrNack);
+  if (IsError(answer)) return Failure(jofrartcptcCtlErrNack);
   const auto fields = SplitWords(answer, dialect.separators);
   if (FieldAt(fields, place.value) == "NaN") return Failure(jofrartcptcCtlErrNoMeasAvailable);
   const auto value = TemperatureAt(fields, place.value, place.unit);

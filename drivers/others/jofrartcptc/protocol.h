@@ -17,6 +17,9 @@ bool SpeaksAscii(std::string_view answer);
 // Whether the answer to the dialect's identification query comes from its series.
 bool IsOf(const Dialect& dialect, std::string_view identification);
 
+// Whether the instrument refuses what it was told.
+bool IsError(std::string_view answer);
+
 // A channel's temperature. "NaN" in its place is jofrartcptcCtlErrNoMeasAvailable, an error answer
 // jofrartcptcCtlErrNack, anything else without a number there serialCommErrUnableToReadComm.
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place);

@@ -57,8 +57,12 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   if (id != kSetPointChannel) return E_INVALIDARG;
   const auto command = SetPointCommand(value);
   if (!command) return command.error();
+  const std::lock_guard exchange(exchange_mutex_);
   const auto answer = Query(*command, {kSetPointSize});
-  return answer ? CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command) : answer.error();
+  if (!answer) return answer.error();
+  const HRESULT result = CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command);
+  if (result == kambicCtlErrBadResp) Distrust();
+  return result;
 }
 
 }  // namespace ulix::kambic
