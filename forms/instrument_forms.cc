@@ -32,8 +32,11 @@ Field Shown(const char* key, std::string label, std::string value) {
   return MakeField(key, std::move(label), FieldKind::kShown, std::move(value));
 }
 
-Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen) {
-  Field field = MakeField(key, std::move(label), FieldKind::kChoice, choices[std::min(chosen, choices.size() - 1)]);
+// What is chosen is shown as the choice `otherwise` where it is none of them.
+Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen,
+             std::size_t otherwise) {
+  Field field =
+      MakeField(key, std::move(label), FieldKind::kChoice, choices[chosen < choices.size() ? chosen : otherwise]);
   field.choices = std::move(choices);
   return field;
 }
@@ -118,9 +121,19 @@ std::vector<std::string> CodeTexts(std::int32_t count, Language language, TextOf
   return texts;
 }
 
-std::size_t SpeedOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
-  const auto found = std::find(rates.begin(), rates.end(), rate);
-  return found == rates.end() ? 0 : static_cast<std::size_t>(found - rates.begin());
+std::size_t PlaceOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
+  return static_cast<std::size_t>(std::find(rates.begin(), rates.end(), rate) - rates.begin());
+}
+
+// Of a model that lists its own rates the first, where 9600 is none of them.
+Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Language language) {
+  std::vector<std::string> texts;
+  for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
+  const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
+  Field field = Choice("baud", Say(Word::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
+                       usual < rates.size() ? usual : 0);
+  field.unit = "bds";
+  return field;
 }
 
 // A host's name puts the instrument on the network; without one it is on the serial line.
@@ -137,21 +150,21 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
-  const auto code = [](std::int32_t value) { return static_cast<std::size_t>(std::max(value, 0)); };
-  std::vector<std::string> speeds, flows = CodeTexts(2, language, FlowText);
-  for (const std::uint32_t rate : instrument.BaudRates()) speeds.push_back(std::to_string(rate));
+  const auto choice = [&](const char* key, Word label, std::vector<std::string> texts, std::int32_t code,
+                          std::size_t otherwise) {
+    return Choice(key, Say(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
+  };
+  std::vector<std::string> flows = CodeTexts(2, language, FlowText);
   flows.emplace_back("XON/XOFF");
+  // A code that is not listed is shown as the one that the link takes it for.
   page.fields = {
       PortField(params, language),
-      Choice("baud", Say(Word::kSpeed, language), speeds, SpeedOf(instrument.BaudRates(), params.baudRate)),
-      Choice("data-bits", Say(Word::kDataBits, language), CodeTexts(2, language, DataBitsText),
-             code(params.dataBitsCode)),
-      Choice("stop-bits", Say(Word::kStopBits, language), CodeTexts(2, language, StopBitsText),
-             code(params.stopBitsCode)),
-      Choice("parity", Say(Word::kParity, language), CodeTexts(4, language, ParityText), code(params.parityCode)),
-      Choice("handshake", Say(Word::kFlow, language), flows, code(params.handshakeCode)),
+      SpeedField(instrument.BaudRates(), params.baudRate, language),
+      choice("data-bits", Word::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
+      choice("stop-bits", Word::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
+      choice("parity", Word::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
+      choice("handshake", Word::kFlow, std::move(flows), params.handshakeCode, 1),
   };
-  page.fields[kSpeed].unit = "bds";
   AddNetwork(instrument, language, page);
 }
 
@@ -458,7 +471,8 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
-  Form form{TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
+  Form form{
+      TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
   TakeWith(form, instrument, language, ApplyAll);
   return form;
 }

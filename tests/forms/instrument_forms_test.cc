@@ -58,6 +58,18 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   EXPECT_TRUE(instrument.IsDirty());
 }
 
+TEST_F(InstrumentForms, ALineSettingThatIsNotListedIsShownAsTheLinkTakesIt) {
+  auto instrument = Make("kelvo10");
+  ASSERT_EQ(instrument.SetSerialParams({1, 14400, 5, 5, -1, 9}), S_OK);
+  Form form = CommForm(instrument, Language::kEnglish);
+  for (const auto& [key, shown] : {std::pair{"baud", "9600"},
+                                   {"data-bits", "7 Data Bits"},
+                                   {"stop-bits", "1 Stop Bits"},
+                                   {"parity", "No Parity"},
+                                   {"handshake", "No Flow Control"}})
+    EXPECT_EQ(FindField(form, key)->value, shown);
+}
+
 TEST_F(InstrumentForms, AUsbDeviceIsToldOfAndSet) {
   DriverServices services;
   services.load_usb_library = [] { return LoadedUsbLibrary(tl::unexpect, 2U); };
