@@ -70,13 +70,18 @@ struct EnteredPage {
 
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
   Refusal RefuseNumber(std::size_t field, double least, double most) const {
-    const bool is_number = EnteredNumber(page.fields[field].value).has_value();
-    return Refuse(field, is_number ? RangeText(least, most, language) : Say(Word::kNotANumber, language));
+    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Say(Word::kNotANumber, language));
+    const bool in_range = Number(field, least, most).has_value();
+    return Refuse(field, in_range ? Say(Word::kNotWhole, language) : RangeText(least, most, language));
   }
   // The number of a field within the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= least && *value <= most ? value : std::nullopt;
+  }
+  std::optional<double> Whole(std::size_t field, double least, double most) const {
+    const auto value = Number(field, least, most);
+    return value && *value == std::floor(*value) ? value : std::nullopt;
   }
 };
 
@@ -173,7 +178,7 @@ bool IsOnLine(const Page& page) { return page.fields.size() > kFlow && page.fiel
 std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
   if (fields.size() <= kTcpPort || fields[kHost].key != "host") return std::nullopt;
-  const auto port = entered.Number(kTcpPort, 1, kMostTcpPort);
+  const auto port = entered.Whole(kTcpPort, 1, kMostTcpPort);
   if (!port) return entered.RefuseNumber(kTcpPort, 1, kMostTcpPort);
   const std::string host(Trimmed(fields[kHost].value));
   entry.network.emplace();
@@ -411,12 +416,13 @@ std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, c
   const struct {
     std::size_t field;
     double least, most;
-  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole},
-                {kPercent, 0, kMostReal},
-                {kAbsolute, 0, kMostReal},
-                {kSilence, 0, kMostWhole}};
+    std::optional<double> (EnteredPage::*read)(std::size_t, double, double) const;
+  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole, &EnteredPage::Whole},
+                {kPercent, 0, kMostReal, &EnteredPage::Number},
+                {kAbsolute, 0, kMostReal, &EnteredPage::Number},
+                {kSilence, 0, kMostWhole, &EnteredPage::Whole}};
   for (const auto& limit : limits) {
-    if (!entered.Number(limit.field, limit.least, limit.most))
+    if (!(entered.*limit.read)(limit.field, limit.least, limit.most))
       return entered.RefuseNumber(limit.field, limit.least, limit.most);
   }
   const auto number = [&](std::size_t field) { return EnteredNumber(entered.page.fields[field].value).value_or(0); };

@@ -36,6 +36,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kNoInstrument, {"(not connected)", "(non connecté)"}},
     {Word::kPleaseWait, {"Please wait...", "Veuillez patienter..."}},
     {Word::kNotANumber, {"This is not a number.", "Ce n'est pas un nombre."}},
+    {Word::kNotWhole, {"This is not a whole number.", "Ce n'est pas un nombre entier."}},
     {Word::kOutOfRange, {"From % to %.", "De % à %."}},
     {Word::kNotAChoice, {"Choose one of the list.", "Choisissez dans la liste."}},
     {Word::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},

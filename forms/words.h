@@ -43,6 +43,7 @@ enum class Word {
   kNoInstrument,
   kPleaseWait,
   kNotANumber,
+  kNotWhole,
   kOutOfRange,
   kNotAChoice,
   kPortRange,

@@ -40,6 +40,7 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
     EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
   FindField(form, "port")->value = " com 12 ";
   EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535.");
+  EXPECT_EQ(Enter(form, "tcp-port", "502,5"), "This is not a whole number.");
   FindField(form, "tcp-port")->value = "1502";
   EXPECT_EQ(Enter(form, "slave", "256"), "From 0 to 255.");
   FindField(form, "slave")->value = "7";
@@ -141,6 +142,7 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   Form form = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4294967295.");
   EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "period", "1000,7"), "This is not a whole number.");
   EXPECT_EQ(Enter(form, "period", "12345678"), "");
   Form again = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(FindField(again, "period")->value, "12345678") << "and not as a rounded one, which OK would set";
