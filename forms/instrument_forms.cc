@@ -225,7 +225,7 @@ bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
   const Settings& settings = instrument.settings();
-  Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row));
+  Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row, language));
   if (IsReal(row)) field.value = ToLocalDecimal(field.value, '.');
   if (row.type == VariantType::kBstr) field.kind = FieldKind::kText;
   if (auto question = instrument.FileQuestionOf(row)) {
@@ -234,7 +234,7 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
   }
   if (row.words.empty()) return field;
   field.kind = FieldKind::kChoice;
-  for (const CodedWord& word : row.words) field.choices.emplace_back(word.word);
+  for (const CodedWord& word : row.words) field.choices.push_back(word.In(language));
   // A code without a word, such as "none of them", is a choice while it is set.
   if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
   return field;
@@ -301,9 +301,16 @@ std::pair<double, double> Limits(const SettingRow& row) {
   return {0.0, std::exp2(row.bits) - 1};
 }
 
+// What an entry is for the record: the word of a choice that was shown in its place.
+std::string WordOfShown(const SettingRow& row, const std::string& entered, Language language) {
+  const auto found = std::find_if(row.words.begin(), row.words.end(),
+                                  [&](const CodedWord& word) { return EqualIgnoringCase(word.In(language), entered); });
+  return found == row.words.end() ? entered : found->word;
+}
+
 // Puts an entry into a record; false when the setting does not take it.
-bool Enter(Settings& record, const SettingRow& row, const Field& field) {
-  if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, field.value));
+bool Enter(Settings& record, const SettingRow& row, const Field& field, Language language) {
+  if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
   const auto value = EnteredNumber(field.value);
   const auto [least, most] = Limits(row);
   if (!value || *value < least || *value > most) return false;
@@ -335,7 +342,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       const Field& field = entered.page.fields[k];
       const SettingRow* row = field.kind == FieldKind::kShown ? nullptr : record.Find(field.key);
       if (const auto reason = FileReason(instrument, field)) return entered.Refuse(k, *reason);
-      if (!row || Enter(record, *row, field)) continue;
+      if (!row || Enter(record, *row, field, language)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
                                               : entered.Refuse(k, Say(Word::kNotAChoice, language));

@@ -29,6 +29,22 @@ class InstrumentForms : public testing::Test {
     EXPECT_EQ(form.pages[refusal->page].fields[refusal->field].key, key);
     return refusal->reason;
   }
+  // The choices of each setting are taken for the codes that they are shown for.
+  static void TakeEachChoice(Instrument& instrument, Language language) {
+    Form form = PropertiesForm(instrument, language);
+    constexpr std::size_t kMostChoices = 30;
+    for (std::size_t turn = 0; turn < kMostChoices; ++turn) {
+      const auto word_of = [&](const SettingRow& row) { return row.words[turn % row.words.size()]; };
+      for (const SettingRow& row : instrument.settings().rows()) {
+        if (!row.words.empty()) FindField(form, row.key)->value = word_of(row).In(language);
+      }
+      EXPECT_FALSE(form.apply(form).has_value());
+      for (const SettingRow& row : instrument.settings().rows()) {
+        if (row.words.empty()) continue;
+        EXPECT_EQ(instrument.settings().TextOf(row), word_of(row).word) << row.key;
+      }
+    }
+  }
 };
 
 TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork) {
@@ -132,6 +148,7 @@ TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
         settings += field.kind != FieldKind::kShown && instrument.settings().Find(field.key) != nullptr;
     }
     EXPECT_EQ(settings, entry.card->settings.size());
+    for (const Language language : {Language::kEnglish, Language::kFrench}) TakeEachChoice(instrument, language);
   }
 }
 
