@@ -68,8 +68,8 @@ inline constexpr std::array kSubKindWords = {
     CodedWord{8, "R"},
     CodedWord{9, "S"},
     CodedWord{10, "T"},
-    CodedWord{11, "AU-PT"},
-    CodedWord{12, "PT-PD"},
+    CodedWord{11, "AU-PT", {"Au-Pt", "Au-Pt"}},
+    CodedWord{12, "PT-PD", {"Pt-Pd", "Pt-Pd"}},
 };
 inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFirstThermocouple>();
 
@@ -79,7 +79,9 @@ inline constexpr std::array kUnitWords = {CodedWord{0, "K"}, CodedWord{kCelsius,
 inline constexpr std::array kUnitTexts = {"K", kCelsiusText, kFahrenheitText};
 
 // In ohms. The resolution of a resistance goes with them.
-inline constexpr std::array kRangeWords = {CodedWord{0, "115"}, CodedWord{1, "460"}, CodedWord{2, "500000"}};
+inline constexpr std::array kRangeWords = {CodedWord{0, "115", {"115 Ohms", "115 Ohms"}},
+                                           CodedWord{1, "460", {"460 Ohms", "460 Ohms"}},
+                                           CodedWord{2, "500000", {"500 kOhms", "500 kOhms"}}};
 inline constexpr std::array kRangeResolutions = {5, 4, 1};
 
 inline constexpr std::array kCurrentWords = {CodedWord{0, "NORM"}, CodedWord{1, "ROOT2"}};
