@@ -7,6 +7,7 @@ constexpr std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWord
     {Word::kCancel, {"Cancel", "Annuler"}},
     {Word::kCommunication, {"Communication", "Communication"}},
     {Word::kConfiguration, {"Configuration", "Configuration"}},
+    {Word::kPropertiesVerb, {"&Properties", "&Propriétés"}},
     {Word::kGeneral, {"General", "Général"}},
     {Word::kChannel, {"Channel %", "Voie %"}},
     {Word::kChannels, {"Channels", "Voies"}},

@@ -14,6 +14,7 @@ enum class Word {
   kCancel,
   kCommunication,
   kConfiguration,
+  kPropertiesVerb,
   kGeneral,
   kChannel,
   kChannels,
