@@ -5,9 +5,12 @@
 #include "base/trace.h"
 #include "controls/dialogs/child_window.h"
 #include "controls/dialogs/metrics.h"
+#include "controls/dialogs/window_text.h"
 #include "controls/enumerator.h"
 #include "controls/property_page.h"
 #include "controls/variants.h"
+#include "forms/words.h"
+#include "platform/user_locale.h"
 
 namespace ulix::controls {
 namespace {
@@ -16,13 +19,19 @@ constexpr int kIcon = 102;             // the toolbox bitmap
 constexpr int kIconShown = 32;         // its size on a form, at 96 dots an inch
 constexpr DWORD kMiscStatus = 131473;  // as registered
 
+// A verb of the container's menu.
+struct MenuVerb {
+  LONG verb;
+  Word name;
+};
+
 struct VerbTraits {
-  static OLEVERB Give(const OLEVERB& kept) {
-    OLEVERB verb = kept;
-    const std::size_t size = (wcslen(kept.lpszVerbName) + 1) * sizeof(wchar_t);
-    verb.lpszVerbName = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
-    if (verb.lpszVerbName) std::copy_n(kept.lpszVerbName, size / sizeof(wchar_t), verb.lpszVerbName);
-    return verb;
+  static OLEVERB Give(const MenuVerb& kept) {
+    const std::wstring name = WideOf(Say(kept.name, platform::UserLanguage()));
+    const std::size_t size = (name.size() + 1) * sizeof(wchar_t);
+    const auto copy = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
+    if (copy) std::copy_n(name.c_str(), name.size() + 1, copy);
+    return {kept.verb, copy, 0, OLEVERBATTRIB_ONCONTAINERMENU};
   }
 };
 
@@ -107,9 +116,8 @@ STDMETHODIMP Hosting::DoVerb(LONG verb, MSG*, IOleClientSite*, LONG, HWND parent
 
 STDMETHODIMP Hosting::EnumVerbs(IEnumOLEVERB** verbs) {
   if (!verbs) return E_POINTER;
-  static wchar_t properties[] = L"&Properties";
-  const OLEVERB verb{OLEIVERB_PROPERTIES, properties, 0, OLEVERBATTRIB_ONCONTAINERMENU};
-  *verbs = new (std::nothrow) Enumerator<IEnumOLEVERB, OLEVERB, OLEVERB, VerbTraits>({verb});
+  constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, Word::kPropertiesVerb};
+  *verbs = new (std::nothrow) Enumerator<IEnumOLEVERB, OLEVERB, MenuVerb, VerbTraits>({kVerb});
   return *verbs ? S_OK : E_OUTOFMEMORY;
 }
 

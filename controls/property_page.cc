@@ -38,14 +38,15 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
   STDMETHODIMP Activate(HWND parent, LPCRECT place, BOOL) override {
     if (!place) return E_POINTER;
     if (!control_) return E_UNEXPECTED;
-    form_ = row_.make(control_->Access(), language_);
-    pane_.emplace(parent, form_, metrics_);
-    pane_->OnChange([this] { SetDirty(true); });
-    SetDirty(false);
-    return Move(place);
+    parent_ = parent;
+    place_ = *place;
+    show_ = SW_SHOW;
+    Fill();
+    return S_OK;
   }
   STDMETHODIMP Deactivate() override {
     pane_.reset();
+    parent_ = nullptr;
     return S_OK;
   }
 
@@ -63,23 +64,29 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     return info->pszTitle ? S_OK : E_OUTOFMEMORY;
   }
 
+  // A page that is active is made anew for its new control; without one it is empty.
   STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
+    Empty();
     control_.Reset();
     if (count == 0) return S_OK;
     if (!objects || !objects[0]) return E_POINTER;
-    return objects[0]->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(control_.GetAddressOf()));
+    const HRESULT result =
+        objects[0]->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(control_.GetAddressOf()));
+    if (SUCCEEDED(result) && parent_) Fill();
+    return result;
   }
 
   STDMETHODIMP Show(UINT command) override {
-    if (!pane_) return E_UNEXPECTED;
-    ShowWindow(pane_->window(), static_cast<int>(command));
+    if (!parent_) return E_UNEXPECTED;
+    show_ = static_cast<int>(command);
+    if (pane_) ShowWindow(pane_->window(), show_);
     return S_OK;
   }
   STDMETHODIMP Move(LPCRECT place) override {
     if (!place) return E_POINTER;
-    if (!pane_) return E_UNEXPECTED;
-    const int margin = metrics_.Across(1);
-    pane_->Place({place->left + margin, place->top + margin, place->right - margin, place->bottom - margin});
+    if (!parent_) return E_UNEXPECTED;
+    place_ = *place;
+    if (pane_) PutInPlace();
     return S_OK;
   }
 
@@ -102,6 +109,24 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
   }
 
  private:
+  // The form belongs to the control: neither stays without the other.
+  void Empty() {
+    pane_.reset();
+    form_ = {};
+    SetDirty(false);
+  }
+  void Fill() {
+    Empty();
+    form_ = row_.make(control_->Access(), language_);
+    pane_.emplace(parent_, form_, metrics_);
+    pane_->OnChange([this] { SetDirty(true); });
+    PutInPlace();
+    ShowWindow(pane_->window(), show_);
+  }
+  void PutInPlace() {
+    const int margin = metrics_.Across(1);
+    pane_->Place({place_.left + margin, place_.top + margin, place_.right - margin, place_.bottom - margin});
+  }
   void SetDirty(bool dirty) {
     if (dirty_ == dirty) return;
     dirty_ = dirty;
@@ -113,6 +138,9 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
   const Metrics metrics_;
   ComPtr<IPropertyPageSite> site_;
   ComPtr<IInstrumentAccess> control_;
+  HWND parent_ = nullptr;  // while the page is active
+  RECT place_{};
+  int show_ = SW_SHOW;
   Form form_;
   std::optional<FormPane> pane_;
   bool dirty_ = false;

@@ -134,7 +134,9 @@ std::span<const std::uint32_t> Instrument::BaudRates() const { return control_->
 HRESULT Instrument::Connect() {
   return Member([&]() -> HRESULT {
     if (connected_) return S_OK;
+    auto wait = options_.user_interface ? options_.user_interface->ShowWait() : nullptr;
     const HRESULT result = control_->driver->Connect();
+    wait.reset();
     connected_ = result == S_OK;
     const auto warning = control_->driver->TakeWarning();
     if (warning && options_.user_interface) options_.user_interface->Warn(*this, Text(*warning, options_.language));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -31,6 +32,8 @@ class UserInterface {
   virtual DialogResult EditCommParams(Instrument&) { return DialogResult::kCancel; }
   virtual DialogResult EditCfg(Instrument&) { return DialogResult::kCancel; }
   virtual void ShowProperties(Instrument&) {}
+  // The instrument is waited for, until what is returned is let go.
+  virtual std::shared_ptr<void> ShowWait() { return nullptr; }
   // Something to be told that is no failure; Windows-1252.
   virtual void Warn(Instrument&, const std::string& /*text*/) {}
   // The path that was chosen, in the system's encoding; none when the person gave up, empty where nobody can be asked.

@@ -13,6 +13,10 @@ inline constexpr const char* kFahrenheitText =
     "\xB0"
     "F";
 
+// Of what is switched on or off.
+inline constexpr Words kOnText = {"on", "oui"};
+inline constexpr Words kOffText = {"off", "non"};
+
 // Of errors.
 inline constexpr Words kNegativeAcknowledge = {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"};
 inline constexpr Words kSetPointOutOfRange = {"Setpoint temperature is out of range",

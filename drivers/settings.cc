@@ -46,6 +46,11 @@ std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
   return values;
 }
 
+const CodedWord* FindCode(std::span<const CodedWord> words, std::uint32_t code) {
+  const auto found = std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return w.code == code; });
+  return found == words.end() ? nullptr : &*found;
+}
+
 std::optional<std::uint32_t> CodeOfText(const SettingRow& row, std::string_view text) {
   if (const auto code = CodeOfWord(row.words, text)) return code;
   const auto number = ParseDecimal(text);
@@ -123,8 +128,8 @@ void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::strin
 }
 
 std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code) {
-  const auto found = std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return w.code == code; });
-  return found == words.end() ? std::string_view() : found->word;
+  const CodedWord* found = FindCode(words, code);
+  return found ? found->word : std::string_view();
 }
 
 std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::string_view word) {
@@ -164,13 +169,13 @@ void Settings::Change(Put&& put) {
   values_ = std::move(changed);
 }
 
-std::string Settings::TextOf(const SettingRow& row) const {
+std::string Settings::TextOf(const SettingRow& row, std::optional<Language> shown_in) const {
   const auto current = Current();
   const std::vector<StoredValue>& values = *current;
   if (IsReal(row)) return FormatShortest(RealIn(values, row));
   if (row.type == VariantType::kBstr) return TextIn(values, row);
   const std::uint32_t code = CodeIn(values, row);
-  if (const std::string_view word = WordOf(row.words, code); !word.empty()) return std::string(word);
+  if (const CodedWord* word = FindCode(row.words, code)) return shown_in ? word->In(*shown_in) : word->word;
   return row.is_signed ? std::to_string(SignedIn(values, row)) : std::to_string(code);
 }
 

@@ -17,10 +17,14 @@
 
 namespace ulix {
 
-// A word that stands for a code, on the command line and in dialogs.
+// A word that stands for a code: what programs, the command line and some instruments call it, and what people are
+// shown in its place in forms and reports.
 struct CodedWord {
   std::uint32_t code;
   const char* word;
+  Words shown = {};  // none: the word itself
+
+  std::string In(Language language) const { return shown.en ? shown.In(language) : word; }
 };
 
 // One setting. The rows of one stored value follow each other and share its number; their bits do not overlap.
@@ -56,8 +60,9 @@ class Settings {
   std::vector<StoredValue> Snapshot() const { return *Current(); }
   void Replace(std::vector<StoredValue> values);
 
-  // The value as its word where it has one, else as its number.
-  std::string TextOf(const SettingRow& row) const;
+  // The value as its word where it has one, else as its number; the word as people are shown it in a language, where
+  // one is given.
+  std::string TextOf(const SettingRow& row, std::optional<Language> shown_in = std::nullopt) const;
   // By word (any case) or by stored number; E_INVALIDARG, and nothing changed, for anything else or a number that the
   // setting has no room for.
   HRESULT SetText(const SettingRow& row, std::string_view text);

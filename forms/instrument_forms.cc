@@ -32,8 +32,11 @@ Field Shown(const char* key, std::string label, std::string value) {
   return MakeField(key, std::move(label), FieldKind::kShown, std::move(value));
 }
 
-Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen) {
-  Field field = MakeField(key, std::move(label), FieldKind::kChoice, choices[std::min(chosen, choices.size() - 1)]);
+// What is chosen is shown as the choice `otherwise` where it is none of them.
+Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen,
+             std::size_t otherwise) {
+  Field field =
+      MakeField(key, std::move(label), FieldKind::kChoice, choices[chosen < choices.size() ? chosen : otherwise]);
   field.choices = std::move(choices);
   return field;
 }
@@ -67,13 +70,18 @@ struct EnteredPage {
 
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
   Refusal RefuseNumber(std::size_t field, double least, double most) const {
-    const bool is_number = EnteredNumber(page.fields[field].value).has_value();
-    return Refuse(field, is_number ? RangeText(least, most, language) : Say(Word::kNotANumber, language));
+    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Say(Word::kNotANumber, language));
+    const bool in_range = Number(field, least, most).has_value();
+    return Refuse(field, in_range ? Say(Word::kNotWhole, language) : RangeText(least, most, language));
   }
   // The number of a field within the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= least && *value <= most ? value : std::nullopt;
+  }
+  std::optional<double> Whole(std::size_t field, double least, double most) const {
+    const auto value = Number(field, least, most);
+    return value && *value == std::floor(*value) ? value : std::nullopt;
   }
 };
 
@@ -118,9 +126,19 @@ std::vector<std::string> CodeTexts(std::int32_t count, Language language, TextOf
   return texts;
 }
 
-std::size_t SpeedOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
-  const auto found = std::find(rates.begin(), rates.end(), rate);
-  return found == rates.end() ? 0 : static_cast<std::size_t>(found - rates.begin());
+std::size_t PlaceOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
+  return static_cast<std::size_t>(std::find(rates.begin(), rates.end(), rate) - rates.begin());
+}
+
+// Of a model that lists its own rates the first, where 9600 is none of them.
+Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Language language) {
+  std::vector<std::string> texts;
+  for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
+  const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
+  Field field = Choice("baud", Say(Word::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
+                       usual < rates.size() ? usual : 0);
+  field.unit = "bds";
+  return field;
 }
 
 // A host's name puts the instrument on the network; without one it is on the serial line.
@@ -137,21 +155,21 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
-  const auto code = [](std::int32_t value) { return static_cast<std::size_t>(std::max(value, 0)); };
-  std::vector<std::string> speeds, flows = CodeTexts(2, language, FlowText);
-  for (const std::uint32_t rate : instrument.BaudRates()) speeds.push_back(std::to_string(rate));
+  const auto choice = [&](const char* key, Word label, std::vector<std::string> texts, std::int32_t code,
+                          std::size_t otherwise) {
+    return Choice(key, Say(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
+  };
+  std::vector<std::string> flows = CodeTexts(2, language, FlowText);
   flows.emplace_back("XON/XOFF");
+  // A code that is not listed is shown as the one that the link takes it for.
   page.fields = {
       PortField(params, language),
-      Choice("baud", Say(Word::kSpeed, language), speeds, SpeedOf(instrument.BaudRates(), params.baudRate)),
-      Choice("data-bits", Say(Word::kDataBits, language), CodeTexts(2, language, DataBitsText),
-             code(params.dataBitsCode)),
-      Choice("stop-bits", Say(Word::kStopBits, language), CodeTexts(2, language, StopBitsText),
-             code(params.stopBitsCode)),
-      Choice("parity", Say(Word::kParity, language), CodeTexts(4, language, ParityText), code(params.parityCode)),
-      Choice("handshake", Say(Word::kFlow, language), flows, code(params.handshakeCode)),
+      SpeedField(instrument.BaudRates(), params.baudRate, language),
+      choice("data-bits", Word::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
+      choice("stop-bits", Word::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
+      choice("parity", Word::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
+      choice("handshake", Word::kFlow, std::move(flows), params.handshakeCode, 1),
   };
-  page.fields[kSpeed].unit = "bds";
   AddNetwork(instrument, language, page);
 }
 
@@ -160,7 +178,7 @@ bool IsOnLine(const Page& page) { return page.fields.size() > kFlow && page.fiel
 std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
   if (fields.size() <= kTcpPort || fields[kHost].key != "host") return std::nullopt;
-  const auto port = entered.Number(kTcpPort, 1, kMostTcpPort);
+  const auto port = entered.Whole(kTcpPort, 1, kMostTcpPort);
   if (!port) return entered.RefuseNumber(kTcpPort, 1, kMostTcpPort);
   const std::string host(Trimmed(fields[kHost].value));
   entry.network.emplace();
@@ -207,7 +225,7 @@ bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
   const Settings& settings = instrument.settings();
-  Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row));
+  Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row, language));
   if (IsReal(row)) field.value = ToLocalDecimal(field.value, '.');
   if (row.type == VariantType::kBstr) field.kind = FieldKind::kText;
   if (auto question = instrument.FileQuestionOf(row)) {
@@ -216,7 +234,7 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
   }
   if (row.words.empty()) return field;
   field.kind = FieldKind::kChoice;
-  for (const CodedWord& word : row.words) field.choices.emplace_back(word.word);
+  for (const CodedWord& word : row.words) field.choices.push_back(word.In(language));
   // A code without a word, such as "none of them", is a choice while it is set.
   if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
   return field;
@@ -283,9 +301,16 @@ std::pair<double, double> Limits(const SettingRow& row) {
   return {0.0, std::exp2(row.bits) - 1};
 }
 
+// What an entry is for the record: the word of a choice that was shown in its place.
+std::string WordOfShown(const SettingRow& row, const std::string& entered, Language language) {
+  const auto found = std::find_if(row.words.begin(), row.words.end(),
+                                  [&](const CodedWord& word) { return EqualIgnoringCase(word.In(language), entered); });
+  return found == row.words.end() ? entered : found->word;
+}
+
 // Puts an entry into a record; false when the setting does not take it.
-bool Enter(Settings& record, const SettingRow& row, const Field& field) {
-  if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, field.value));
+bool Enter(Settings& record, const SettingRow& row, const Field& field, Language language) {
+  if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
   const auto value = EnteredNumber(field.value);
   const auto [least, most] = Limits(row);
   if (!value || *value < least || *value > most) return false;
@@ -317,7 +342,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       const Field& field = entered.page.fields[k];
       const SettingRow* row = field.kind == FieldKind::kShown ? nullptr : record.Find(field.key);
       if (const auto reason = FileReason(instrument, field)) return entered.Refuse(k, *reason);
-      if (!row || Enter(record, *row, field)) continue;
+      if (!row || Enter(record, *row, field, language)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
                                               : entered.Refuse(k, Say(Word::kNotAChoice, language));
@@ -398,12 +423,13 @@ std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, c
   const struct {
     std::size_t field;
     double least, most;
-  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole},
-                {kPercent, 0, kMostReal},
-                {kAbsolute, 0, kMostReal},
-                {kSilence, 0, kMostWhole}};
+    std::optional<double> (EnteredPage::*read)(std::size_t, double, double) const;
+  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole, &EnteredPage::Whole},
+                {kPercent, 0, kMostReal, &EnteredPage::Number},
+                {kAbsolute, 0, kMostReal, &EnteredPage::Number},
+                {kSilence, 0, kMostWhole, &EnteredPage::Whole}};
   for (const auto& limit : limits) {
-    if (!entered.Number(limit.field, limit.least, limit.most))
+    if (!(entered.*limit.read)(limit.field, limit.least, limit.most))
       return entered.RefuseNumber(limit.field, limit.least, limit.most);
   }
   const auto number = [&](std::size_t field) { return EnteredNumber(entered.page.fields[field].value).value_or(0); };
@@ -458,7 +484,8 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
-  Form form{TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
+  Form form{
+      TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
   TakeWith(form, instrument, language, ApplyAll);
   return form;
 }

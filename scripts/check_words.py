@@ -4,7 +4,7 @@ A text is in both languages where the source says it: a pair of literals, Englis
 row, the value of a constant of type Words, or the value of a named field. Tables are found by that shape, wherever they
 stand. Told are: a language that is missing or empty, a text that Windows-1252 has no room for, places for values that
 differ, one English text with two French ones, a word that nothing says, more or fewer values than a word has places, and
-prose that stands in the code of what people see, in one language only.
+prose, or the name of a menu's entry, that stands in the code of what people see, in one language only.
 """
 
 import pathlib
@@ -19,7 +19,7 @@ SHOWN_ROOMS = ("core", "drivers", "forms", "controls")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
-SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}")
+SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}|&[A-Z][a-z]+")
 NO_SENTENCES = {
     "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion)$"),  # for who develops
     "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # an instrument's

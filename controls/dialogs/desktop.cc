@@ -12,6 +12,21 @@ namespace {
 constexpr int kDone = 100;
 constexpr DWORD kDoneShownMs = 300;
 
+// The wait cursor; afterwards the cursor and the focus are again what they were.
+class WaitCursor {
+ public:
+  WaitCursor() : focus_(GetFocus()), cursor_(SetCursor(LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_WAIT)))) {}
+  ~WaitCursor() {
+    if (focus_ && GetFocus() != focus_) SetFocus(focus_);
+    SetCursor(cursor_);
+  }
+  WaitCursor(const WaitCursor&) = delete;
+
+ private:
+  const HWND focus_;
+  const HCURSOR cursor_;
+};
+
 }  // namespace
 
 Desktop::Desktop(Language language) : language_(language) {}
@@ -36,6 +51,8 @@ DialogResult Desktop::EditCfg(Instrument& instrument) {
 void Desktop::ShowProperties(Instrument& instrument) {
   AskInWindow(PropertiesForm(instrument, language_), language_, GetActiveWindow());
 }
+
+std::shared_ptr<void> Desktop::ShowWait() { return std::make_shared<WaitCursor>(); }
 
 void Desktop::Warn(Instrument& instrument, const std::string& text) {
   const std::wstring title = WideOf(instrument.card().display_name.In(language_));

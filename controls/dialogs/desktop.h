@@ -24,6 +24,7 @@ class Desktop final : public UserInterface {
   DialogResult EditCommParams(Instrument& instrument) override;
   DialogResult EditCfg(Instrument& instrument) override;
   void ShowProperties(Instrument& instrument) override;
+  std::shared_ptr<void> ShowWait() override;
   void Warn(Instrument& instrument, const std::string& text) override;
   std::optional<std::string> ChooseFile(const FileQuestion& question) override;
   bool Progress(int percent) override { return ShowProgress({percent, "UlixInstrAx", ""}); }

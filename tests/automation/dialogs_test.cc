@@ -279,7 +279,17 @@ TEST_F(Dialogs, APortThatOpenedLateIsWarnedOf) {
     user.Picture("warning");
     user.Press(VK_ESCAPE);
   });
+  const HCURSOR arrow = LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
+  SetCursor(arrow);
+  std::thread onlooker([host = GetCurrentThreadId()] {
+    const HCURSOR wait = LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_WAIT));
+    AttachThreadInput(GetCurrentThreadId(), host, TRUE);
+    EXPECT_TRUE(DialogUser::Eventually([&] { return GetCursor() == wait; }));
+    AttachThreadInput(GetCurrentThreadId(), host, FALSE);
+  });
   EXPECT_EQ(control->Connect(), S_OK);
+  EXPECT_EQ(GetCursor(), arrow);
+  onlooker.join();
   person.join();
   EXPECT_EQ(control->Disconnect(), S_OK);
   CloseHandle(request);

@@ -213,11 +213,11 @@ TEST_F(Pages, GiveWhatWasEnteredToTheControlWhenTheyAreApplied) {
   ASSERT_EQ(page->SetObjects(1, objects), S_OK);
   ASSERT_EQ(page->Activate(frame, &place, FALSE), S_OK);
   EXPECT_EQ(page->IsPageDirty(), S_FALSE);
-  const HWND pane = GetWindow(frame, GW_CHILD);
-  const HWND port = FindWindowExW(GetWindow(pane, GW_CHILD), nullptr, L"ComboBox", nullptr);
-  ASSERT_TRUE(port);
-  const HWND entry = GetWindow(port, GW_CHILD);
   const auto type = [&](const wchar_t* text) {
+    const HWND pane = GetWindow(frame, GW_CHILD);
+    const HWND port = FindWindowExW(GetWindow(pane, GW_CHILD), nullptr, L"ComboBox", nullptr);
+    ASSERT_TRUE(port);
+    const HWND entry = GetWindow(port, GW_CHILD);
     SendMessageW(entry, EM_SETSEL, 0, -1);
     SendMessageW(entry, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text));
   };
@@ -229,8 +229,19 @@ TEST_F(Pages, GiveWhatWasEnteredToTheControlWhenTheyAreApplied) {
   type(L"elephant");
   EXPECT_EQ(page->Apply(), E_INVALIDARG);
   EXPECT_EQ(Port(), 44);
-  EXPECT_EQ(page->Deactivate(), S_OK);
+  // Another control while the page is active, and none, which leaves nothing of the one before.
+  const auto other = Create<IUlixInstr>(kProgId);
+  objects[0] = other.Get();
+  ASSERT_EQ(page->SetObjects(1, objects), S_OK);
+  type(L"COM55");
+  EXPECT_EQ(page->Apply(), S_OK);
+  EXPECT_EQ(Port(), 44);
+  ASSERT_EQ(setup->Attach(other.Get()), S_OK);
+  EXPECT_EQ(Port(), 55);
   EXPECT_EQ(page->SetObjects(0, nullptr), S_OK);
+  EXPECT_FALSE(GetWindow(frame, GW_CHILD));
+  EXPECT_EQ(page->Apply(), S_OK);
+  EXPECT_EQ(page->Deactivate(), S_OK);
   DestroyWindow(frame);
 }
 

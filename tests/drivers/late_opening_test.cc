@@ -24,6 +24,7 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
     DriverServices services;
     services.clock = &clock;
     services.open_serial_port = [this, refusals, open = OpenerOf(bench)](int port) {
+      EXPECT_TRUE(waiting);
       return ++attempts > refusals ? open(port) : platform::OpenResult{};
     };
     attempts = 0;
@@ -34,13 +35,22 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
     const MonotonicTime start = clock.Now();
     const HRESULT result = device.Connect();
     EXPECT_EQ(clock.Now() - start, Milliseconds(1000 * (attempts - 1)));
+    EXPECT_FALSE(waiting);
     told += Utf8FromAnsi(traced);
     return result;
   }
-  void Warn(Instrument&, const std::string& text) override { told += text; }
+  void Warn(Instrument&, const std::string& text) override {
+    EXPECT_FALSE(waiting);
+    told += text;
+  }
+  std::shared_ptr<void> ShowWait() override {
+    waiting = true;
+    return {this, [this](void*) { waiting = false; }};
+  }
 
   ManualClock clock{ManualClock::Mode::kAutomatic};
   int attempts = 0;
+  bool waiting = false;
   std::string told;
 };
 

@@ -29,6 +29,22 @@ class InstrumentForms : public testing::Test {
     EXPECT_EQ(form.pages[refusal->page].fields[refusal->field].key, key);
     return refusal->reason;
   }
+  // The choices of each setting are taken for the codes that they are shown for.
+  static void TakeEachChoice(Instrument& instrument, Language language) {
+    Form form = PropertiesForm(instrument, language);
+    constexpr std::size_t kMostChoices = 30;
+    for (std::size_t turn = 0; turn < kMostChoices; ++turn) {
+      const auto word_of = [&](const SettingRow& row) { return row.words[turn % row.words.size()]; };
+      for (const SettingRow& row : instrument.settings().rows()) {
+        if (!row.words.empty()) FindField(form, row.key)->value = word_of(row).In(language);
+      }
+      EXPECT_FALSE(form.apply(form).has_value());
+      for (const SettingRow& row : instrument.settings().rows()) {
+        if (row.words.empty()) continue;
+        EXPECT_EQ(instrument.settings().TextOf(row), word_of(row).word) << row.key;
+      }
+    }
+  }
 };
 
 TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork) {
@@ -40,6 +56,7 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
     EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
   FindField(form, "port")->value = " com 12 ";
   EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535.");
+  EXPECT_EQ(Enter(form, "tcp-port", "502,5"), "This is not a whole number.");
   FindField(form, "tcp-port")->value = "1502";
   EXPECT_EQ(Enter(form, "slave", "256"), "From 0 to 255.");
   FindField(form, "slave")->value = "7";
@@ -56,6 +73,18 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   EXPECT_EQ(instrument.GetCommInfo(&info), S_OK);
   EXPECT_EQ(info, "COM 12:MEMOLOG#7 (56000 bds)");
   EXPECT_TRUE(instrument.IsDirty());
+}
+
+TEST_F(InstrumentForms, ALineSettingThatIsNotListedIsShownAsTheLinkTakesIt) {
+  auto instrument = Make("kelvo10");
+  ASSERT_EQ(instrument.SetSerialParams({1, 14400, 5, 5, -1, 9}), S_OK);
+  Form form = CommForm(instrument, Language::kEnglish);
+  for (const auto& [key, shown] : {std::pair{"baud", "9600"},
+                                   {"data-bits", "7 Data Bits"},
+                                   {"stop-bits", "1 Stop Bits"},
+                                   {"parity", "No Parity"},
+                                   {"handshake", "No Flow Control"}})
+    EXPECT_EQ(FindField(form, key)->value, shown);
 }
 
 TEST_F(InstrumentForms, AUsbDeviceIsToldOfAndSet) {
@@ -119,6 +148,7 @@ TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
         settings += field.kind != FieldKind::kShown && instrument.settings().Find(field.key) != nullptr;
     }
     EXPECT_EQ(settings, entry.card->settings.size());
+    for (const Language language : {Language::kEnglish, Language::kFrench}) TakeEachChoice(instrument, language);
   }
 }
 
@@ -129,6 +159,7 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   Form form = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4294967295.");
   EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
+  EXPECT_EQ(Enter(form, "period", "1000,7"), "This is not a whole number.");
   EXPECT_EQ(Enter(form, "period", "12345678"), "");
   Form again = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(FindField(again, "period")->value, "12345678") << "and not as a rounded one, which OK would set";

@@ -23,6 +23,7 @@ FAULTS = [
     (TEXTS, '"%c bits de données"', '"%d bits de données"', "places for values differ"),
     (KELVO10, "namespace ulix", 'constexpr Words kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
     (FORMS, "Say(Word::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
+    (FORMS, "Say(Word::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
     (FORMS, "Say(Word::kPortRange, entered.language)", "Say(Word::kPortRange, entered.language, {entered})",
      "Word::kPortRange is said with 1 values"),
 ]

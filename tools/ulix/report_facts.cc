@@ -57,7 +57,7 @@ std::vector<Fact> SettingFacts(Session& session, Language language) {
   const Settings& settings = session.instrument().settings();
   std::vector<Fact> facts;
   for (const SettingRow& row : settings.rows()) {
-    const std::string text = Shown(settings.TextOf(row));
+    const std::string text = Shown(settings.TextOf(row, language));
     const bool real = row.type == VariantType::kR4;
     facts.emplace_back(Shown(row.label.In(language)), real ? InLanguage(text, language) : text);
   }

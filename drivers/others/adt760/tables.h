@@ -11,7 +11,7 @@ namespace ulix::adt760 {
 // Stands in the answer to "*IDN?".
 inline constexpr const char* kModelWord = "HPC-HOST";
 
-inline constexpr std::array kYesNoWords = {CodedWord{0, "no"}, CodedWord{1, "yes"}};
+inline constexpr std::array kYesNoWords = {CodedWord{0, "no", {"no", "non"}}, CodedWord{1, "yes", {"yes", "oui"}}};
 
 // The rows below, in order.
 enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };

@@ -13,7 +13,10 @@ enum LinkMode : std::uint32_t {
   kPortOnly = 0,    // opens the port and asks nothing
   kInstrument = 1,  // makes sure that the instrument is there
 };
-inline constexpr std::array kLinkModeWords = {CodedWord{kPortOnly, "port-only"}, CodedWord{kInstrument, "instrument"}};
+inline constexpr std::array kLinkModeWords = {
+    CodedWord{kPortOnly, "port-only", {"port only", "port seul"}},
+    CodedWord{kInstrument, "instrument", {"instrument", "instrument"}},
+};
 
 // The rows below, in order.
 enum SettingIndex { kLinkMode, kFramePrefix };

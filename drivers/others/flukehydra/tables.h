@@ -78,8 +78,9 @@ inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR
 inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText};
 inline constexpr int kTemperatureResolution = 2;
 
-inline constexpr std::array kSwitchWords = {CodedWord{0, "OFF"}, CodedWord{1, "ON"}};
-inline constexpr std::array kRateWords = {CodedWord{0, "SLOW"}, CodedWord{1, "FAST"}};
+inline constexpr std::array kSwitchWords = {CodedWord{0, "OFF", kOffText}, CodedWord{1, "ON", kOnText}};
+inline constexpr std::array kRateWords = {CodedWord{0, "SLOW", {"slow", "lente"}},
+                                          CodedWord{1, "FAST", {"fast", "rapide"}}};
 
 inline constexpr std::array kChannelFields = {
     ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionWords},

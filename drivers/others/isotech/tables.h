@@ -15,16 +15,21 @@ enum Model : std::uint32_t {
   kObject = 1,     // set points go to an object of the host; the line stays silent
   kLine = 2,       // frames that begin with STX and end in CR LF
 };
-inline constexpr std::array kModelWords = {CodedWord{kAddressed, "addressed"}, CodedWord{kObject, "object"},
-                                           CodedWord{kLine, "line"}};
+inline constexpr std::array kModelWords = {
+    CodedWord{kAddressed, "addressed", {"addressed frames", "trames adressées"}},
+    CodedWord{kObject, "object", {"object of the host", "objet de l'hôte"}},
+    CodedWord{kLine, "line", {"lines of text", "lignes de texte"}},
+};
 
 // What Run does. Stored codes.
 enum StartMode : std::uint32_t {
   kSendSetPoint = 1,
   kSwitchOutputOn = 2,  // kLine only
 };
-inline constexpr std::array kStartModeWords = {CodedWord{kSendSetPoint, "set-point"},
-                                               CodedWord{kSwitchOutputOn, "output-on"}};
+inline constexpr std::array kStartModeWords = {
+    CodedWord{kSendSetPoint, "set-point", {"send the set point", "envoyer la consigne"}},
+    CodedWord{kSwitchOutputOn, "output-on", {"switch the output on", "activer la sortie"}},
+};
 
 inline constexpr std::uint32_t kHighestAddress = 99;
 

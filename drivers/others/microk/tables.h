@@ -47,16 +47,18 @@ inline constexpr std::array kModelWords = {CodedWord{kMicrok, "microK"}, CodedWo
 //  MEAS:TEMP12? 4                , C    , 115 , NORM user probe, by its number in the instrument's database
 enum Kind : std::uint32_t { kResistance, kPrt, kVoltage, kThermocouple, kCurrentInput, kNoKind };
 inline constexpr std::array kKindWords = {
-    CodedWord{kResistance, "RESISTANCE"}, CodedWord{kPrt, "PRT"},
-    CodedWord{kVoltage, "VOLTAGE"},       CodedWord{kThermocouple, "THERMOCOUPLE"},
-    CodedWord{kCurrentInput, "CURRENT"},
+    CodedWord{kResistance, "RESISTANCE", {"resistance", "résistance"}},
+    CodedWord{kPrt, "PRT", {"PRT", "sonde platine"}},
+    CodedWord{kVoltage, "VOLTAGE", {"voltage", "tension"}},
+    CodedWord{kThermocouple, "THERMOCOUPLE", {"thermocouple", "thermocouple"}},
+    CodedWord{kCurrentInput, "CURRENT", {"current input", "entrée courant"}},
 };
 
 // What a PRT or the current input is converted by, and the types of thermocouples.
 enum SubKind : std::uint32_t { kStandard, kUserProbe, kFirstThermocouple };
 inline constexpr std::array kSubKindWords = {
-    CodedWord{kStandard, "STANDARD"},
-    CodedWord{kUserProbe, "USER-PROBE"},
+    CodedWord{kStandard, "STANDARD", {"standard", "normalisée"}},
+    CodedWord{kUserProbe, "USER-PROBE", {"user probe", "sonde utilisateur"}},
     CodedWord{2, "B"},
     CodedWord{3, "E"},
     CodedWord{4, "J"},
@@ -66,8 +68,8 @@ inline constexpr std::array kSubKindWords = {
     CodedWord{8, "R"},
     CodedWord{9, "S"},
     CodedWord{10, "T"},
-    CodedWord{11, "AU-PT"},
-    CodedWord{12, "PT-PD"},
+    CodedWord{11, "AU-PT", {"Au-Pt", "Au-Pt"}},
+    CodedWord{12, "PT-PD", {"Pt-Pd", "Pt-Pd"}},
 };
 inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFirstThermocouple>();
 
@@ -77,14 +79,18 @@ inline constexpr std::array kUnitWords = {CodedWord{0, "K"}, CodedWord{kCelsius,
 inline constexpr std::array kUnitTexts = {"K", kCelsiusText, kFahrenheitText};
 
 // In ohms. The resolution of a resistance goes with them.
-inline constexpr std::array kRangeWords = {CodedWord{0, "115"}, CodedWord{1, "460"}, CodedWord{2, "500000"}};
+inline constexpr std::array kRangeWords = {CodedWord{0, "115", {"115 Ohms", "115 Ohms"}},
+                                           CodedWord{1, "460", {"460 Ohms", "460 Ohms"}},
+                                           CodedWord{2, "500000", {"500 kOhms", "500 kOhms"}}};
 inline constexpr std::array kRangeResolutions = {5, 4, 1};
 
 inline constexpr std::array kCurrentWords = {CodedWord{0, "NORM"}, CodedWord{1, "ROOT2"}};
 inline constexpr std::uint32_t kFourWires = 1;
-inline constexpr std::array kWiringWords = {CodedWord{0, "3-WIRE"}, CodedWord{kFourWires, "4-WIRE"}};
-inline constexpr std::array kJunctionWords = {CodedWord{0, "INT"}, CodedWord{1, "NON"}};
-inline constexpr std::array kEnabledWords = {CodedWord{0, "off"}, CodedWord{1, "on"}};
+inline constexpr std::array kWiringWords = {CodedWord{0, "3-WIRE", {"3 wires", "3 fils"}},
+                                            CodedWord{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
+inline constexpr std::array kJunctionWords = {CodedWord{0, "INT", {"internal", "interne"}},
+                                              CodedWord{1, "NON", {"none", "aucune"}}};
+inline constexpr std::array kEnabledWords = {CodedWord{0, "off", kOffText}, CodedWord{1, "on", kOnText}};
 
 // The settings of one channel, in their stored order.
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
