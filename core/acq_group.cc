@@ -101,7 +101,7 @@ bool GroupRun::HasTimer() const {
   return timer_ != nullptr;
 }
 
-void GroupRun::End(const char* operation) {
+void GroupRun::End(Ending ending) {
   std::unique_ptr<Worker> timer, scan;
   {
     const std::lock_guard lock(mutex_);
@@ -111,19 +111,20 @@ void GroupRun::End(const char* operation) {
   if (timer) {
     events_->Set(KillTimer);
     events_->Reset(TimeToScan);
-    Finish(std::move(timer), TimerKilled, std::string(operation) + ": Unable to kill Timer Thread");
+    Finish(std::move(timer), TimerKilled, "Stop: Unable to kill Timer Thread");
     events_->Reset(TimeToScan);  // a beat that raced in is dropped
   }
   if (scan) {
     events_->Set(KillScan);
-    Finish(std::move(scan), ScanKilled, std::string(operation) + ": Unable to kill Scan Thread");
+    Finish(std::move(scan), ScanKilled,
+           ending == Ending::kStop ? "Stop: Unable to kill Scan Thread" : "ImmediateRead: Unable to kill Scan Thread");
   }
 }
 
-void GroupRun::Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const std::string& failure) {
+void GroupRun::Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const char* failure) {
   if (worker->IsCaller()) return worker->LeaveBehind();
   if (events_->Wait(killed, Deadline::In(control_->clock, kHandshake))) return worker->Join();
-  TraceGroup(*control_, group_->id, failure.c_str());
+  TraceGroup(*control_, group_->id, failure);
   worker->LeaveBehind();
 }
 
@@ -181,7 +182,7 @@ HRESULT AcqGroup::ImmediateRead() {
     const std::lock_guard lock(mutex_);
     if (run_ == run) run_.reset();
   }
-  run->End("ImmediateRead");
+  run->End(GroupRun::Ending::kImmediateRead);
   return S_OK;
 }
 

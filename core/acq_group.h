@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "core/channel_table.h"
@@ -68,12 +67,14 @@ class GroupRun {
   void StartScan();
   bool HasTimer() const;
   GroupEvents& events() { return *events_; }
+  // What ends the threads: traces name it.
+  enum class Ending { kStop, kImmediateRead };
   // Tells the threads to end and waits at most a second for each; one that does not come is left behind. At once inside
   // an event of this run. May be called again, by any thread.
-  void End(const char* operation = "Stop");
+  void End(Ending ending = Ending::kStop);
 
  private:
-  void Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const std::string& failure);
+  void Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const char* failure);
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> group_;
   std::shared_ptr<GroupEvents> events_;

@@ -443,7 +443,7 @@ TEST_F(Connected, StaysLoadedUntilItsThreadsEnded) {
 }
 
 TEST(Server, AHostLetsGoOfItsControlInsideAnEventOfItsOwnCall) {
-  auto control = NewControl();
+  auto control = Create<IUlixInstr>(L"Ulix.UlixInstrHartCtl.1");
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"parity"), 256), E_INVALIDARG);
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
   Sink sink;
