@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "base/text.h"
@@ -39,18 +40,19 @@ std::size_t UnsignedNumberLength(std::string_view text) {
 
 // How many digits stand before the point of a well-formed unsigned number, its exponent counted in; below 1 for a
 // fraction that begins with zeros.
-long Magnitude(std::string_view number) {
+std::int64_t Magnitude(std::string_view number) {
   const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());
   const std::string_view digits = number.substr(0, exponent);
-  const auto point = static_cast<long>(std::min(digits.find('.'), digits.size()));
-  const auto first = static_cast<long>(std::min(digits.find_first_of("123456789"), digits.size()));
-  constexpr long kBeyondAll = 100'000;
-  long power = 0;
+  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+  const auto first = static_cast<std::int64_t>(std::min(digits.find_first_of("123456789"), digits.size()));
+  constexpr std::int64_t kBeyondAll = 1'000'000'000'000;
+  std::int64_t power = 0;
   if (exponent < number.size()) {
     std::string_view text = number.substr(exponent + 1);
     if (text.starts_with('+')) text.remove_prefix(1);
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), power);
     if (error != std::errc()) power = text.starts_with('-') ? -kBeyondAll : kBeyondAll;
+    power = std::clamp(power, -kBeyondAll, kBeyondAll);
   }
   return power + (first < point ? point - first : point - first + 1);
 }

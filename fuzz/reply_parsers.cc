@@ -82,7 +82,7 @@ void CheckJofra(std::string_view answer) {
 
 void CheckHydra(std::string_view answer) {
   flukehydra::IsHydra(flukehydra::WithoutReturn(answer));
-  Require(!flukehydra::IsReady(answer) || !flukehydra::IsRefusal(answer), "a prompt is one thing");
+  Require(!flukehydra::IsEndOfReady(answer) || !flukehydra::IsRefusal(answer), "a prompt is one thing");
   flukehydra::IsImpossible(answer);
   CheckResult(flukehydra::RefusalIn(answer, {flukehydraCtlErrCmdSyntaxError, flukehydraCtlErrCmdExecError}),
               flukehydraErrExceptionCode);
