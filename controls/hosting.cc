@@ -76,7 +76,8 @@ void* Hosting::Find(REFIID id) {
       {IID_IViewObject2, static_cast<IViewObject2*>(this)},
       {IID_ISpecifyPropertyPages, static_cast<ISpecifyPropertyPages*>(this)},
   };
-  const auto part = std::find_if(std::begin(parts), std::end(parts), [&](const auto& p) { return IsEqualIID(p.id, id); });
+  const auto part =
+      std::find_if(std::begin(parts), std::end(parts), [&](const auto& p) { return IsEqualIID(p.id, id); });
   return part == std::end(parts) ? nullptr : part->part;
 }
 
@@ -127,7 +128,9 @@ STDMETHODIMP Hosting::GetUserClassID(CLSID* id) {
   return S_OK;
 }
 
-STDMETHODIMP Hosting::GetUserType(DWORD form, LPOLESTR* name) { return OleRegGetUserType(control_.class_id, form, name); }
+STDMETHODIMP Hosting::GetUserType(DWORD form, LPOLESTR* name) {
+  return OleRegGetUserType(control_.class_id, form, name);
+}
 
 STDMETHODIMP Hosting::SetExtent(DWORD aspect, SIZEL* extent) {
   if (!extent) return E_POINTER;
@@ -143,7 +146,9 @@ STDMETHODIMP Hosting::GetExtent(DWORD aspect, SIZEL* extent) {
   return aspect == DVASPECT_CONTENT ? S_OK : DV_E_DVASPECT;
 }
 
-STDMETHODIMP Hosting::GetExtent(DWORD aspect, LONG, DVTARGETDEVICE*, SIZEL* extent) { return GetExtent(aspect, extent); }
+STDMETHODIMP Hosting::GetExtent(DWORD aspect, LONG, DVTARGETDEVICE*, SIZEL* extent) {
+  return GetExtent(aspect, extent);
+}
 
 STDMETHODIMP Hosting::Advise(IAdviseSink* sink, DWORD* cookie) {
   if (!advises_) {
@@ -234,8 +239,8 @@ STDMETHODIMP Hosting::OnAmbientPropertyChange(DISPID property) {
   return S_OK;
 }
 
-STDMETHODIMP Hosting::Draw(DWORD aspect, LONG, void*, DVTARGETDEVICE*, HDC, HDC canvas, const RECTL* bounds, const RECTL*,
-                           BOOL(STDMETHODCALLTYPE*)(ULONG_PTR), ULONG_PTR) {
+STDMETHODIMP Hosting::Draw(DWORD aspect, LONG, void*, DVTARGETDEVICE*, HDC, HDC canvas, const RECTL* bounds,
+                           const RECTL*, BOOL(STDMETHODCALLTYPE*)(ULONG_PTR), ULONG_PTR) {
   if (!bounds || !canvas) return E_INVALIDARG;
   if (aspect != DVASPECT_CONTENT) return DV_E_DVASPECT;
   Paint(canvas, {bounds->left, bounds->top, bounds->right, bounds->bottom});
@@ -282,7 +287,8 @@ void Hosting::Paint(HDC canvas, const RECT& place) const {
   const HGDIOBJ font = SelectObject(canvas, metrics.font());
   SetBkMode(canvas, TRANSPARENT);
   SetTextColor(canvas, GetSysColor(COLOR_BTNTEXT));
-  DrawTextW(canvas, control_.title.c_str(), -1, &text, DT_CENTER | DT_TOP | DT_NOPREFIX | DT_SINGLELINE | DT_END_ELLIPSIS);
+  DrawTextW(canvas, control_.title.c_str(), -1, &text,
+            DT_CENTER | DT_TOP | DT_NOPREFIX | DT_SINGLELINE | DT_END_ELLIPSIS);
   SelectObject(canvas, font);
 }
 

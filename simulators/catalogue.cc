@@ -33,8 +33,7 @@ constexpr CatalogueRow kCatalogue[] = {
     {"memolog", Make<MemologSimulator>},         {"hart", Make<HartSimulator>},
     {"isotech", Make<IsotechSimulator>},         {"kambic", Make<KambicSimulator>},
     {"microk", Make<MicrokSimulator>},           {"flukehydra", Make<FlukeHydraSimulator>},
-    {"jofrartcptc", Make<JofraRtcPtcSimulator>},
-    {"adt760", Make<Adt760Simulator>},
+    {"jofrartcptc", Make<JofraRtcPtcSimulator>}, {"adt760", Make<Adt760Simulator>},
     {"adt761", Make<Adt761Simulator>},
 };
 

@@ -45,7 +45,8 @@ void DialogWindow::Size(int width, int height) {
   RECT outer{0, 0, width, height}, around;
   AdjustWindowRectEx(&outer, static_cast<DWORD>(GetWindowLongPtrW(window_, GWL_STYLE)), FALSE, WS_EX_CONTROLPARENT);
   const HWND owner = GetWindow(window_, GW_OWNER);
-  if (!owner || IsIconic(owner) || !GetWindowRect(owner, &around)) SystemParametersInfoW(SPI_GETWORKAREA, 0, &around, 0);
+  if (!owner || IsIconic(owner) || !GetWindowRect(owner, &around))
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &around, 0);
   const int across = outer.right - outer.left, down = outer.bottom - outer.top;
   const int left = (around.left + around.right - across) / 2, top = (around.top + around.bottom - down) / 2;
   SetWindowPos(window_, nullptr, std::max(0, left), std::max(0, top), across, down, SWP_NOZORDER);

@@ -24,7 +24,8 @@ int ListWidth(const Form& form, const Metrics& metrics) {
 FormPane::FormPane(HWND parent, Form& form, const Metrics& metrics)
     : ChildWindow(parent, WS_CLIPCHILDREN, WS_EX_CONTROLPARENT), form_(form), metrics_(metrics) {
   if (form_.pages.size() > 1) {
-    constexpr DWORD kStyle = WS_CHILD | WS_VISIBLE | LBS_NOTIFY | WS_BORDER | WS_VSCROLL | WS_TABSTOP | LBS_NOINTEGRALHEIGHT;
+    constexpr DWORD kStyle =
+        WS_CHILD | WS_VISIBLE | LBS_NOTIFY | WS_BORDER | WS_VSCROLL | WS_TABSTOP | LBS_NOINTEGRALHEIGHT;
     list_ = CreateWindowExW(0, L"LISTBOX", L"", kStyle, 0, 0, 0, 0, window(), nullptr, ModuleInstance(), nullptr);
     SendMessageW(list_, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font()), TRUE);
     for (const Page& page : form_.pages)

@@ -192,9 +192,9 @@ void FormView::Browse(const Row& row) {
 }
 
 HWND FormView::Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place) {
-  const HWND made = CreateWindowExW(0, kind, text.c_str(), WS_CHILD | WS_VISIBLE | style, place.left, place.top,
-                                    place.right - place.left, place.bottom - place.top, window(), nullptr,
-                                    ModuleInstance(), nullptr);
+  const HWND made =
+      CreateWindowExW(0, kind, text.c_str(), WS_CHILD | WS_VISIBLE | style, place.left, place.top,
+                      place.right - place.left, place.bottom - place.top, window(), nullptr, ModuleInstance(), nullptr);
   SendMessageW(made, WM_SETFONT, reinterpret_cast<WPARAM>(metrics_.font()), TRUE);
   return made;
 }
@@ -243,12 +243,23 @@ void FormView::HandleScroll(int action, int position) {
   GetClientRect(window(), &visible);
   const int line = metrics_.Down(kLineHeight);
   switch (action) {
-    case SB_LINEUP: ScrollTo(scrolled_ - line); break;
-    case SB_LINEDOWN: ScrollTo(scrolled_ + line); break;
-    case SB_PAGEUP: ScrollTo(scrolled_ - visible.bottom); break;
-    case SB_PAGEDOWN: ScrollTo(scrolled_ + visible.bottom); break;
-    case SB_THUMBTRACK: ScrollTo(position); break;
-    default: break;
+    case SB_LINEUP:
+      ScrollTo(scrolled_ - line);
+      break;
+    case SB_LINEDOWN:
+      ScrollTo(scrolled_ + line);
+      break;
+    case SB_PAGEUP:
+      ScrollTo(scrolled_ - visible.bottom);
+      break;
+    case SB_PAGEDOWN:
+      ScrollTo(scrolled_ + visible.bottom);
+      break;
+    case SB_THUMBTRACK:
+      ScrollTo(position);
+      break;
+    default:
+      break;
   }
 }
 

@@ -9,8 +9,8 @@
 
 namespace ulix::controls {
 
-// The owner is disabled meanwhile. The window lives from the first report on, on the thread that reports, and its buttons
-// work while reports come.
+// The owner is disabled meanwhile. The window lives from the first report on, on the thread that reports, and its
+// buttons work while reports come.
 class ProgressDialog final : private DialogWindow {
  public:
   ProgressDialog(HWND owner, const std::wstring& title, Language language, int dpi = 0);

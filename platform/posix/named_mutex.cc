@@ -143,8 +143,8 @@ class NamedMutex::Shared {
   }
 
  private:
-  // Another process that holds it for microseconds only is not slept for: waking up takes longer, and with a sleeper each
-  // of its holds would end in a call of the system.
+  // Another process that holds it for microseconds only is not slept for: waking up takes longer, and with a sleeper
+  // each of its holds would end in a call of the system.
   int TryForAMoment() {
     constexpr int kTries = 100;
     int result = EBUSY;

@@ -34,8 +34,8 @@ std::wstring InUserLanguage(const wchar_t* english, const wchar_t* french) {
 }
 
 // Opening a port discards what was written to it and not sent, and on a pseudo terminal that is what the instrument has
-// not taken yet: the end of the "LOC" with which the port was left a moment ago. The "*IDN?" is then part of a line that
-// the instrument does not know.
+// not taken yet: the end of the "LOC" with which the port was left a moment ago. The "*IDN?" is then part of a line
+// that the instrument does not know.
 HRESULT ConnectAfterAnother(IUlixInstr* control) {
   HRESULT result = E_FAIL;
   for (int tries = 0; result != S_OK && tries < 5; ++tries) result = control->Connect();
@@ -286,7 +286,8 @@ TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
   EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
 }
 
-// What another program wrote by the published layout loads, and what is saved here has that layout: the caller compares.
+// What another program wrote by the published layout loads, and what is saved here has that layout: the caller
+// compares.
 TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
   const char *given = std::getenv("ULIX_TEST_STREAM"), *kept = std::getenv("ULIX_TEST_KEPT");
   ASSERT_TRUE(given && kept);
@@ -412,8 +413,8 @@ TEST_F(Connected, CyclesLeaveNothingBehind) {
 
 HRESULT CanUnloadServer() {
   const HMODULE module = GetModuleHandleW(L"UlixInstrAx.dll");
-  const auto ask = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-      reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
+  const auto ask =
+      reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(GetProcAddress(module, "DllCanUnloadNow")));
   return ask ? ask() : E_FAIL;
 }
 

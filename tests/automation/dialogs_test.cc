@@ -198,12 +198,14 @@ TEST_F(Dialogs, AnOutputIsWrittenToTheInstrument) {
       user.Press(VK_RETURN);
     };
   };
-  EXPECT_EQ(Meet(edit, [&](DialogUser& user) {
-              set(L"2")(user);
-              EXPECT_TRUE(user.Eventually(
-                  [&] { return user.Says(Local(L"Communication not opened", L"Communication non ouverte")); }));
-              user.Press(VK_ESCAPE);
-            }), kGivenUp);
+  EXPECT_EQ(Meet(edit,
+                 [&](DialogUser& user) {
+                   set(L"2")(user);
+                   EXPECT_TRUE(user.Eventually(
+                       [&] { return user.Says(Local(L"Communication not opened", L"Communication non ouverte")); }));
+                   user.Press(VK_ESCAPE);
+                 }),
+            kGivenUp);
   HRESULT connected = E_FAIL;
   for (int tries = 0; connected != S_OK && tries < 5; ++tries) connected = control->Connect();
   ASSERT_EQ(connected, S_OK);
@@ -261,8 +263,8 @@ TEST_F(Dialogs, AUsbDeviceIsNamedAndItsLibraryToldOf) {
   EXPECT_EQ(Setting(L"vendor-id"), L"1155");
 }
 
-// The device comes five seconds after the file that asks for it, and goes with it. The fifth of eleven attempts, a second
-// apart, is the first that the person is told of.
+// The device comes five seconds after the file that asks for it, and goes with it. The fifth of eleven attempts, a
+// second apart, is the first that the person is told of.
 TEST_F(Dialogs, APortThatOpenedLateIsWarnedOf) {
   const char* port = std::getenv("ULIX_TEST_LATE_PORT");
   const char* wanted = std::getenv("ULIX_TEST_LATE_WANTED");

@@ -46,10 +46,10 @@ class Form {
     // Answers so only once in a process.
     static const bool ready = init && init();
     if (!ready) return;
-    frame_ = CreateWindowExW(0, L"STATIC", L"Form", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 50, 50, 400, 300, nullptr, nullptr,
-                             nullptr, nullptr);
-    host_ = CreateWindowExW(0, L"AtlAxWin100", kProgId, WS_CHILD | WS_VISIBLE, 20, 20, 200, 120, frame_, nullptr, nullptr,
-                            nullptr);
+    frame_ = CreateWindowExW(0, L"STATIC", L"Form", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 50, 50, 400, 300, nullptr,
+                             nullptr, nullptr, nullptr);
+    host_ = CreateWindowExW(0, L"AtlAxWin100", kProgId, WS_CHILD | WS_VISIBLE, 20, 20, 200, 120, frame_, nullptr,
+                            nullptr, nullptr);
     HandleMessages();
   }
   ~Form() {
@@ -194,8 +194,8 @@ TEST_F(Pages, ShowInThePropertyFrameOfTheSystem) {
     EXPECT_TRUE(DialogUser::Eventually([&] { return !user.IsOpen(); }));
   });
   IUnknown* object = control.Get();
-  EXPECT_EQ(OleCreatePropertyFrame(nullptr, 0, 0, L"Kelvo10", 1, &object, pages.cElems, pages.pElems, LOCALE_USER_DEFAULT,
-                                   0, nullptr),
+  EXPECT_EQ(OleCreatePropertyFrame(nullptr, 0, 0, L"Kelvo10", 1, &object, pages.cElems, pages.pElems,
+                                   LOCALE_USER_DEFAULT, 0, nullptr),
             S_OK);
   person.join();
 }

@@ -233,9 +233,7 @@ void Page::AddStatistics() {
   html_ += table.Html();
 }
 
-std::string Page::FailureText(HRESULT code) const {
-  return code == S_OK ? Say(CliWord::kNoNumber) : error_text_(code);
-}
+std::string Page::FailureText(HRESULT code) const { return code == S_OK ? Say(CliWord::kNoNumber) : error_text_(code); }
 
 void Page::AddErrors() {
   AddHeading(CliWord::kErrors);
