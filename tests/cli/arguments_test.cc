@@ -75,7 +75,6 @@ TEST(ArgumentsTest, ASettingThatIsNoneIsToldWhatItTakes) {
 TEST(ArgumentsTest, ChannelsAreSelectedByIdOrNameInTheOrderAskedForEachOnce) {
   const std::vector<Channel> channels = {
       {0, "IN", ChanIn, "V", 3}, {1, "OUT", ChanOut, "V", 3}, {2, "BOTH", ChanIO, "", 1}, {3, "0", ChanIn, "", 1}};
-  EXPECT_THAT(Complaint([&] { SelectInputs(std::span(channels).subspan(1, 1), {}); }), HasSubstr("CHANNEL: takes"));
   const auto inputs = [&](std::vector<std::string> asked) {
     std::string names;
     for (const Channel& channel : SelectInputs(channels, asked)) names += channel.name + ' ';

@@ -315,6 +315,7 @@ class Kelvo10Test(ContractTest):
                             ("read kelvo10 5", r"\b5\b"), ("set kelvo10 OUT nan", "nan"),
                             ("set kelvo10 OUT", "VALUE: .*a number"), ("read", "MODEL: .*takes"),
                             ("memory memolog clear 1 0x3 --port sim", "N: .*0 to 4294967295"),
+                            ("scan isotech --period 500 --port sim", "CHANNEL: .*none"),
                             ("scan kelvo10 --period 500 --dead-time-max -1", "--dead-time-max: .*takes"),
                             ("scan kelvo10 --period 500 --dead-band 1e39", "--dead-band: .*takes"),
                             ("read kelvo10 --set nonsense=1", "nonsense"),

@@ -59,7 +59,6 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
         std::any_of(selected.begin(), selected.end(), [&](const Channel& c) { return c.id == channel.id; });
     if (!again) selected.push_back(channel);
   }
-  if (selected.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
   return selected;
 }
 

@@ -60,6 +60,8 @@ int Scan(ScanOptions options) {
   Session session(options.connection);
   const auto& interrupted = CatchInterrupts();
   auto channels = SelectInputs(session.Channels(), options.channels);
+  // Nothing would ever be reported.
+  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
   if (!options.csv_file.empty()) CheckWritable(options.csv_file);
   for (const std::string& file : {options.plot_file, options.report_file}) {
     if (!file.empty()) CheckReplaceable(file);
