@@ -85,7 +85,10 @@ STDMETHODIMP_(ULONG) Control::AddRef() { return ++references_; }
 
 STDMETHODIMP_(ULONG) Control::Release() {
   const ULONG left = --references_;
-  if (left == 0) delete this;
+  if (left == 0) {
+    ++references_;  // a call that a sink makes meanwhile does not end it again
+    delete this;
+  }
   return left;
 }
 

@@ -86,13 +86,14 @@ HRESULT SerialDriver::ReadOn(std::string& line, ReplyPlan plan) {
   std::vector<char> piece(plan.in_pieces ? kPiece : size);
   HRESULT result = S_OK;
   bool filled = true;
-  while (Succeeded(result) && filled && line.size() + 1 < size &&
-         (line.size() < longest || !patience.Passed(clock()))) {
-    piece.assign(std::min(piece.size(), size - line.size()), '\0');
+  std::size_t taken = line.size();  // zeros as well, which end a piece and are not kept
+  while (Succeeded(result) && filled && taken + 1 < size && (taken < longest || !patience.Passed(clock()))) {
+    piece.assign(std::min(piece.size(), size - taken), '\0');
     piece.back() = kNotFilled;
     result = link_.ReadLine(piece, profile_.terminator, TimeoutOr(plan.read_ms));
     filled = Succeeded(result) && piece.back() != kNotFilled;
     line += piece.data();
+    taken += piece.size() - 1;
   }
   cut_ = filled && !plan.start_does;
   return result;

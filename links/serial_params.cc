@@ -34,11 +34,9 @@ HRESULT Take(Field& field, const Expected<Stored>& value) {
 }  // namespace
 
 bool CanBeKept(const SerialParams& params) {
-  const auto within = [](std::int32_t value, std::int32_t least, std::int32_t most) {
-    return least <= value && value <= most;
-  };
-  return within(params.port, 1, std::numeric_limits<std::int16_t>::max()) && within(params.dataBitsCode, 0, 1) &&
-         within(params.stopBitsCode, 0, 1) && within(params.parityCode, 0, 3) && within(params.handshakeCode, 0, 2);
+  const auto is_code = [](std::int32_t code) { return 0 <= code && code <= std::numeric_limits<std::uint8_t>::max(); };
+  return 1 <= params.port && params.port <= std::numeric_limits<std::int16_t>::max() && is_code(params.dataBitsCode) &&
+         is_code(params.stopBitsCode) && is_code(params.parityCode) && is_code(params.handshakeCode);
 }
 
 int PositionOfBaud(std::uint32_t rate) {

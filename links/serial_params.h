@@ -24,8 +24,7 @@ struct SerialParams {
   bool operator==(const SerialParams&) const = default;
 };
 
-// Whether every code has a meaning and every number its place in the persisted form. What is not kept would come back
-// as another port or parity.
+// Whether every number has its place in the persisted form. What is not kept would come back as another port or parity.
 bool CanBeKept(const SerialParams& params);
 
 inline constexpr std::array<std::uint32_t, 11> kBaudRates = {300,   600,   1200,  2400,   4800,  9600,

@@ -132,7 +132,7 @@ TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
 TEST(Instrument, TakesOnlyWhatAStreamKeeps) {
   const auto kelvo10 = std::make_unique<Instrument>(FindModel("kelvo10")->create({}));
   for (const SerialParams& refused : {SerialParams{.port = 0}, SerialParams{.port = 65541},
-                                      SerialParams{.dataBitsCode = 2}, SerialParams{.parityCode = 256}}) {
+                                      SerialParams{.dataBitsCode = -1}, SerialParams{.parityCode = 256}}) {
     EXPECT_EQ(kelvo10->SetSerialParams(refused), E_INVALIDARG);
   }
   EXPECT_FALSE(kelvo10->IsDirty());

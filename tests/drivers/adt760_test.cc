@@ -218,6 +218,30 @@ TEST_F(Adt760Calls, AReplyThatWasOwedIsThrownAwayBeforeTheFirstWordOfTheNextOper
   }
 }
 
+TEST_F(Adt760Calls, ADeviceThatGoesWhileItIsWaitedForIsHadBack) {
+  Connect();
+  usb.answers["MEAS:PRES1?"] = "0.75";
+  usb.failing = {{"Read", E_FAIL}};
+  EXPECT_EQ(driver->ReadChannel(0).code, winUsbCommErrUnableToReadComm);
+  usb.failing = {{"Flush", E_FAIL}};
+  EXPECT_EQ(driver->ReadChannel(0).code, winUsbCommErrUnableToFlushComm);
+  usb.failing.clear();
+  EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+}
+
+// Another instrument, which the host does not want to know of, has no identification that it could be brought in step
+// by.
+TEST_F(Adt760Calls, WithoutIdentificationALineThatOwesIsDrained) {
+  Set("identify", "no");
+  usb.answers["*IDN?"] = "OTHER";
+  Connect();
+  EXPECT_EQ(driver->ReadChannel(kVentChannel).code, winUsbCommErrUnableToReadComm);
+  usb.TakeWritten();
+  usb.answers["MEAS:PRES1?"] = "0.75";
+  EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
+  EXPECT_EQ(usb.TakeWritten(), "*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
+}
+
 // The error queue tells an error once only, so that a set point whose answer was somebody else's is sent again.
 TEST_F(Adt760Calls, AReplyThatSomebodyElseAskedForIsNobodysHere) {
   Connect();

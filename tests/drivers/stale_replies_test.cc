@@ -192,6 +192,16 @@ TEST_F(CutReply, ItsRestIsNobodysReply) {
   }
 }
 
+// Nor do zeros without end, such as a line that floats may give, keep an exchange.
+TEST_F(CutReply, ZerosAreCountedToo) {
+  SetBench("measure-text", std::string(5000, '\0'));
+  ASSERT_EQ(device->Connect(), S_OK);
+  bench->SetFaults({{FaultKind::kDrip, 100}});
+  const MonotonicTime before = clock.Now();
+  driver->ReadChannel(0);
+  EXPECT_LE(clock.Now() - before, Milliseconds(10'000));
+}
+
 // A babbler that is slow would keep the line, and with it every other instrument's, for its thousands of bytes.
 TEST_F(CutReply, ABabblerIsGivenUp) {
   ASSERT_EQ(device->Connect(), S_OK);

@@ -21,7 +21,7 @@
 namespace ulix::cli {
 namespace {
 
-constexpr int kHighestPort = 65535;
+constexpr int kHighestPort = 32767;  // that a configuration keeps
 
 // All of `text` as an integer of the given base.
 std::optional<std::int64_t> WholeInteger(std::string_view text, int base) {
@@ -74,7 +74,9 @@ std::string NotTaken(const std::string& text, const std::string& kind, const std
 // The parser of the command line takes a leading zero for octal and 0x for hexadecimal, so it gets the digits anew.
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
   const auto take = [=](std::string& text) {
-    const auto value = WholeInteger(text, 10);
+    std::string_view digits = Trimmed(text);
+    if (digits.starts_with('+')) digits.remove_prefix(1);
+    const auto value = WholeInteger(digits, 10);
     const bool fits = value && *value >= least && *value <= most;
     const std::string typed = std::exchange(text, std::to_string(value.value_or(0)));
     return fits ? std::string() : NotTaken(typed, "a whole number", std::to_string(least), std::to_string(most));

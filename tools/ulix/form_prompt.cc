@@ -18,7 +18,7 @@ struct FormPrompt::MoveWord {
 
 namespace {
 
-// The choice that an entry is, by its word or by its number in the list.
+// The choice that an entry is, by its text or by its number in the list.
 std::optional<std::size_t> ChoiceEntered(const Field& field, const std::string& entry) {
   Field asked = field;
   asked.value = entry;

@@ -58,7 +58,6 @@ int Scan(ScanOptions options) {
   options.plan.settings.period_ms = std::max(options.plan.settings.period_ms, kShortestPeriodMs);
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   Session session(options.connection);
-  const auto& interrupted = CatchInterrupts();
   auto channels = SelectInputs(session.Channels(), options.channels);
   // Nothing would ever be reported.
   if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
@@ -67,6 +66,7 @@ int Scan(ScanOptions options) {
     if (!file.empty()) CheckReplaceable(file);
   }
   session.Connect();
+  const auto& interrupted = CatchInterrupts();
   // One reading more, so that what is kept has its unit.
   if (session.instrument().card().units_with_readings && ShowsUnits(options) && !interrupted) {
     ReadOnce(session, channels, options.connection.timeout_ms);

@@ -12,7 +12,7 @@ constexpr std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> 
      {"!, Ctrl-C or Ctrl-D stops, and nothing is changed.", "!, Ctrl-C ou Ctrl-D arrête, et rien n'est modifié."}},
     {CliWord::kPageOf, {"% (page % of %)", "% (page % sur %)"}},
     {CliWord::kTakesChoice,
-     {"One of the list, by its number or its word.", "Un choix de la liste, par son numéro ou son mot."}},
+     {"One of the list, by its number or its text.", "Un choix de la liste, par son numéro ou son texte."}},
     {CliWord::kTakesOpenList, {"One of the list, or another.", "Un choix de la liste, ou un autre."}},
     {CliWord::kTakesNumber, {"A number such as %.", "Un nombre tel que %."}},
     {CliWord::kTakesText, {"A text; - makes it empty.", "Un texte ; - le vide."}},

@@ -24,6 +24,7 @@ struct MemologDriver::BlockReading {
   const TakeRecords& take;
   const Progress& progress;
   bool cancelled = false;
+  unsigned forgotten = 0;  // when the block was looked at
 };
 
 Expected<std::vector<std::uint32_t>> MemologDriver::Blocks() {
@@ -75,13 +76,13 @@ Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t mo
 
 // Whatever happens once the block may be frozen, it is released and the lock register gets back what it held.
 HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
+  std::unique_lock exchange(exchange_mutex_);
   const auto reply = Ask(kMemoryBlock, BlockStateData(reading.block), kBlockStateReply);
   if (!reply) return reply.error();
   const auto state = ParseBlockState(*reply);
-  if (!state) {
-    const std::lock_guard exchange(exchange_mutex_);
-    return client().NoAnswer();
-  }
+  if (!state) return client().NoAnswer();
+  reading.forgotten = forgotten_;
+  exchange.unlock();
   reading.state = *state;
   if (reading.count == 0 || reading.count > state->held) reading.count = state->held;
   const auto lock = ReadRegister(kLockRegister);
@@ -107,13 +108,13 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     if (reading.cancelled) return S_OK;
     const std::uint32_t count = std::min<std::uint32_t>(kRecordsPerRead, reading.count - done);
     const Words request = ReadRecordsData(reading.block, first + done, count);
+    std::unique_lock exchange(exchange_mutex_);
     const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count));
     if (!reply) return reply.error();
     const auto records = RecordsIn(*reply, request);
-    if (!records) {
-      const std::lock_guard exchange(exchange_mutex_);
-      return client().NoAnswer();
-    }
+    // What went and came back may be another logger.
+    if (!records || reading.forgotten != forgotten_) return client().NoAnswer();
+    exchange.unlock();
     if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
     done += count;
   }

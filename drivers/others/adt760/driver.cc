@@ -84,15 +84,21 @@ HRESULT Adt760Driver::HaveLinkBack() {
 
 HRESULT Adt760Driver::Send(std::string_view text) {
   if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
-  const HRESULT result = link_.Write(text);
+  return NoteLoss(link_.Write(text));
+}
+
+// A device that takes nothing more is gone: the next exchange looks for it.
+HRESULT Adt760Driver::NoteLoss(HRESULT result) {
   lost_ = Failed(result) && link_.IsOpen();
   if (lost_) link_.Close();
   return result;
 }
 
+bool Adt760Driver::WantsToKnow() const { return CodeIn(*settings().Current(), kSettings[kIdentify]) != 0; }
+
 HRESULT Adt760Driver::Greet() {
   if (const HRESULT result = Send(kClearErrors); Failed(result)) return result;
-  if (CodeIn(*settings().Current(), kSettings[kIdentify]) == 0) return S_OK;
+  if (!WantsToKnow()) return S_OK;
   formal_ = true;
   const auto identification = owed_.empty() ? Ask(kIdentifyQuery) : Probe(ReplyKind::kLandmark);
   formal_ = false;
@@ -128,9 +134,14 @@ HRESULT Adt760Driver::InStep(const std::function<HRESULT()>& operation) {
 
 HRESULT Adt760Driver::BringInStep() {
   if (const HRESULT back = HaveLinkBack(); Failed(back)) return back;
+  // Where the host does not want to know which instrument it is, any may be there, and has no landmark.
+  if (!owed_.empty() && !WantsToKnow()) {
+    owed_.Clear();
+    return NoteLoss(link_.Discard());
+  }
   const auto probe = [this](ReplyKind kind) -> HRESULT {
     // Of a reply that this cuts in two, the rest settles nothing here.
-    const HRESULT result = kind == ReplyKind::kLandmark ? link_.Discard() : S_OK;
+    const HRESULT result = kind == ReplyKind::kLandmark ? NoteLoss(link_.Discard()) : S_OK;
     return Failed(result) ? result : CodeOf(Probe(kind));
   };
   return owed_.Settle(probe, winUsbCommErrUnableToReadComm);

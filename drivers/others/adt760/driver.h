@@ -51,6 +51,8 @@ class Adt760Driver final : public Driver {
   // All that goes out. A device that cannot be written to is taken to be gone: each later exchange tries once to have
   // it back, with the words of the connection when it was connected.
   HRESULT Send(std::string_view text);
+  HRESULT NoteLoss(HRESULT result);
+  bool WantsToKnow() const;  // which instrument is there
   // An operation of several exchanges, with the line in step before its first word: a reply that is owed may still come
   // and would pass for the next one's. Where one in the middle was somebody else's, all of it is done again: the error
   // queue can be asked only once.

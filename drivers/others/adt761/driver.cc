@@ -54,7 +54,11 @@ void Adt761Driver::TakeLeave() {
 
 Expected<std::string> Adt761Driver::Identify() { return Ask(kTypeQuery, kLongestAnswer); }
 
-Landmark Adt761Driver::landmark() const { return {.query = kTypeQuery}; }
+// Where the host does not want to know which instrument it is, any may be there.
+Landmark Adt761Driver::landmark() const {
+  const bool known = CodeIn(*settings().Current(), kSettings[kLinkMode]) == kInstrument;
+  return known ? Landmark{.query = kTypeQuery} : Landmark{};
+}
 
 bool Adt761Driver::IsLandmark(std::string_view reply) const {
   const std::size_t start = reply.rfind(":F:OTYPE");

@@ -36,7 +36,7 @@ class Adt761Driver final : public SerialDriver {
   void OpenedLate(int attempt) override;
   Landmark landmark() const override;
   bool IsLandmark(std::string_view reply) const override;
-  // The prefix and, as a write of its own, the frame.
+  // The prefix, the text and its NUL, in one write.
   HRESULT Transmit(std::string_view text) override;
   // One answer of at most `longest` bytes, its NUL included, without that.
   Expected<std::string> Ask(std::string_view text, int longest);

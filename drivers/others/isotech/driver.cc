@@ -71,6 +71,7 @@ HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
     address = kHighestAddress;
     settings().SetText(kSettings[kAddress], std::to_string(address));
   }
+  const std::lock_guard exchange(exchange_mutex_);
   const auto answer = Ask(AddressedFrame(address, degrees), kAddressedAnswerSize, kAddressedTimeoutMs);
   return answer ? Judged(*answer, CheckAddressedAnswer(*answer)) : answer.error();
 }
@@ -93,6 +94,7 @@ HRESULT IsotechDriver::Stop() {
 }
 
 HRESULT IsotechDriver::SendStop() {
+  const std::lock_guard exchange(exchange_mutex_);
   const auto answer = Ask(LineFrame(kStopCommand), kLineAnswerSize, kLineTimeoutMs);
   if (!answer) return answer.error();
   if (!IsLongStopAnswer(*answer)) return Judged(*answer, CheckLineAnswer(*answer, kStopCommand));
@@ -100,7 +102,6 @@ HRESULT IsotechDriver::SendStop() {
 }
 
 HRESULT IsotechDriver::Judged(std::string_view answer, HRESULT judgement) {
-  const std::lock_guard exchange(exchange_mutex_);
   if (Failed(judgement) && !IsRefusal(answer)) Distrust();
   return judgement;
 }
@@ -115,6 +116,7 @@ HRESULT IsotechDriver::ReadToLineEnd() {
 }
 
 HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command) {
+  const std::lock_guard exchange(exchange_mutex_);
   const auto answer = Ask(frame, kLineAnswerSize, kLineTimeoutMs);
   return answer ? Judged(*answer, CheckLineAnswer(*answer, command)) : answer.error();
 }
