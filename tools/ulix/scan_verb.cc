@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "tools/ulix/arguments.h"
+#include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan_output.h"
