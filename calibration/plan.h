@@ -1,0 +1,261 @@
+// A calibration by comparison as it was planned: what the plan's file says, checked and with its defaults filled in.
+// Texts are UTF-8. Temperatures are degrees Celsius, times are seconds, unless a field says otherwise.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/text.h"
+#include "calibration/bench_plan.h"
+
+namespace ulix::calibration {
+
+enum class Quantity { kTemperature, kPressure };
+
+// Why a plan cannot be used, or what is strange about it.
+struct PlanProblem {
+  int line = 0;         // of the plan's file, from 1; 0 where it is about the file as a whole
+  std::string path;     // "units[1].tolerance"
+  std::string message;  // one sentence without its point
+  bool warning = false;
+};
+
+// One instrument by the name that the plan gives it.
+struct PlannedInstrument {
+  std::string name;
+  std::string model;          // model id of the catalogue
+  std::string port;           // number, COMn, device, tcp://HOST:PORT, or "sim"; empty: as the configuration says
+  std::string host;           // of an instrument on Ethernet; empty for others
+  std::optional<int> tcp_port;
+  std::string config_file;    // a persisted configuration to start from; empty: the defaults
+  std::vector<std::pair<std::string, std::string>> settings;  // key and text, in the plan's order
+  std::optional<std::uint32_t> baud_rate;
+  std::uint32_t timeout_ms = 0;  // 0: the driver's own
+  std::string serial_number;     // must stand in the identification; empty: whatever answers is taken
+  std::string manufacturer;      // for reports and certificates only
+  int line = 0;                  // of the plan's file
+
+  bool simulated() const { return port == "sim"; }
+};
+
+// A channel of one of the instruments.
+struct ChannelRef {
+  std::string instrument;  // name in Plan::instruments
+  std::string channel;     // name or id of the channel
+  int line = 0;
+
+  bool operator==(const ChannelRef& other) const {
+    return instrument == other.instrument && EqualIgnoringCase(channel, other.channel);
+  }
+};
+
+// What turns ohms or millivolts into a temperature.
+struct SensorSpec {
+  // "pt100" (IEC 60751), "cvd" (r0 and coefficients), "its90" (rtpw and coefficients) or a thermocouple's letter;
+  // empty: the channel tells the plan's quantity itself.
+  std::string type;
+  std::optional<double> r0;                     // ohms at 0 °C
+  std::optional<double> rtpw;                   // ohms at 0.01 °C
+  std::string subrange;                         // of its90
+  std::vector<std::pair<std::string, double>> coefficients;  // "a", "b", "c", "d"; A, B, C of cvd
+  std::optional<double> junction;               // temperature of a thermocouple's cold junction
+  std::optional<ChannelRef> junction_channel;   // where it is measured instead
+  int line = 0;
+};
+
+// Two points of a straight line from what is read to the quantity, as of a 4 to 20 mA transmitter.
+struct Scale {
+  double from_low = 0, from_high = 1;
+  double to_low = 0, to_high = 1;
+  double Apply(double value) const {
+    return to_low + (value - from_low) * (to_high - to_low) / (from_high - from_low);
+  }
+};
+
+struct CertificateRef {
+  std::string file;            // a DCC, or a table in JSON; empty: none. Relative to the plan's folder
+  std::string accept_overdue;  // the reason, printed; empty: an overdue certificate is refused
+  std::string sha256;          // expected digest in hexadecimal; empty: not checked
+  int line = 0;
+};
+
+// What makes the quantity.
+struct SourcePlan {
+  ChannelRef channel;              // an output: the set point
+  std::optional<ChannelRef> actual;  // what the source measures itself; shown, never used
+  double min = -std::numeric_limits<double>::infinity();
+  double max = std::numeric_limits<double>::infinity();
+  double safe = 0;          // what it is set to in every way out
+  double near = 0;          // the reference within this of the set point: near
+  double rate = 0;          // units a minute, for the time table; 0: not known
+  double settle = 0;        // seconds from near to quiet, for the time table
+  double step_above = 0;    // overshoot allowance, kept out of limits; 0: none
+};
+
+struct ReferencePlan {
+  std::string name;
+  ChannelRef channel;
+  std::string serial_number;  // of the probe
+  std::string manufacturer, model;
+  SensorSpec sensor;
+  std::optional<Scale> scale;
+  CertificateRef certificate;
+  double min = -std::numeric_limits<double>::infinity();
+  double max = std::numeric_limits<double>::infinity();
+  double resolution = 0;     // in the plan's unit; 0: from the channel
+  double height = 0;         // metres above the units, for the head correction of pressures
+};
+
+struct UnitPlan {
+  std::string name;
+  ChannelRef channel;
+  std::string serial_number;
+  std::string manufacturer, model;
+  std::string description;  // what it is, for the certificate
+  SensorSpec sensor;
+  std::optional<Scale> scale;
+  double tolerance = 0;  // of the deviation, either way; 0: none agreed
+  double min = -std::numeric_limits<double>::infinity();
+  double max = std::numeric_limits<double>::infinity();
+  double resolution = 0;  // 0: from the channel
+  double height = 0;      // metres above the reference plane
+};
+
+// When something counts as stable. Limits are in the plan's unit.
+struct StabilityRule {
+  double window = 600;   // seconds
+  double spread = 0.02;  // largest difference of two values in the window
+  double drift = 0.02;   // |slope of the regression| times the window
+  int min_samples = 10;
+  double unit_spread = 0;  // of units; 0: as for the reference
+  double unit_drift = 0;
+
+  bool operator==(const StabilityRule&) const = default;
+};
+
+enum class ReadingOrder {
+  kReferenceFirstAndLast,  // reference, units, units backwards, reference: a steady drift cancels
+  kReferenceThenUnits,
+};
+
+struct ReadingRule {
+  int count = 10;      // readings of each unit at a point
+  double period = 2;   // seconds between two rounds
+  ReadingOrder order = ReadingOrder::kReferenceFirstAndLast;
+
+  bool operator==(const ReadingRule&) const = default;
+};
+
+enum class Direction { kRising, kFalling };
+
+struct PlannedPoint {
+  double value = 0;
+  Direction direction = Direction::kRising;
+  int cycle = 1;
+  double dwell = 0;  // seconds to wait once stable, before reading
+  StabilityRule stability;
+  ReadingRule readings;
+  int line = 0;
+};
+
+// Before the points: the source goes to `value` and back to the first point, so many times.
+struct PreloadPlan {
+  int count = 0;
+  double value = 0;
+  double dwell = 30;  // seconds at either end
+};
+
+enum class Phase { kAsFound, kAsLeft };
+
+struct LimitPlan {
+  double point = 4 * 3600;   // seconds from setting a point to its last reading
+  double run = 72 * 3600;    // of the whole
+  double lost = 120;         // an instrument that gives no reading for longer ends the run
+  int repeats = 3;           // of a point whose stability was lost while it was read
+};
+
+// Conditions at the place of calibration. Measured ones are read at the start and the end of a phase.
+struct AmbientPlan {
+  std::optional<double> temperature;  // °C
+  std::optional<double> humidity;     // percent
+  std::optional<double> pressure;     // hPa
+  std::optional<ChannelRef> temperature_channel;
+};
+
+struct AddressPlan {
+  std::string name, street, street_number, city, post_code, country, email, phone;
+};
+
+struct LaboratoryPlan {
+  AddressPlan address;
+  std::string code;             // of its accreditation
+  std::string responsible;      // person who answers for the result
+  double best_uncertainty = 0;  // expanded, in the plan's unit: U is never below
+};
+
+// One contribution to the uncertainty of a point that the run itself does not show.
+struct UncertaintyTerm {
+  std::string name;
+  double value = 0;                      // half width, or expanded uncertainty for normal ones; in the plan's unit
+  std::string distribution = "rectangular";  // normal, rectangular, triangular, u-shaped, resolution
+  double k = 2;                          // coverage factor of a normal one
+  double sensitivity = 1;
+  std::optional<double> degrees_of_freedom;  // none: infinite
+  std::string unit_under_test;           // name of the unit that it is for; empty: all
+  int line = 0;
+};
+
+enum class DecisionRule { kNone, kSimple, kGuardBand, kFourOutcomes };
+
+struct DecisionPlan {
+  DecisionRule rule = DecisionRule::kNone;
+  double guard = 1;  // guard band as a multiple of U
+};
+
+struct CertificatePlan {
+  std::string identifier;   // of the certificate to be made
+  std::string location = "laboratory";  // DCC: laboratory, customer, laboratoryBranch, ...
+  std::string method;       // name of the procedure
+  std::string norm;
+};
+
+struct Plan {
+  std::string title;
+  std::string operator_name;
+  std::string order_number;
+  std::vector<std::string> remarks;
+  std::optional<Language> language;  // of reports; none: the user's
+  Quantity quantity = Quantity::kTemperature;
+  std::string unit = "°C";  // of every value of the plan: °C or a pressure
+  double density = 0;       // of the pressure medium, kg/m3, for the head correction
+
+  LaboratoryPlan laboratory;
+  AddressPlan customer;
+  CertificatePlan certificate;
+
+  std::vector<PlannedInstrument> instruments;
+  SourcePlan source;
+  ReferencePlan reference;
+  std::vector<UnitPlan> units;
+  std::vector<PlannedPoint> points;  // in the order in which they are taken, cycles and falling ones included
+  PreloadPlan preload;
+  std::vector<Phase> phases = {Phase::kAsFound};
+  double sampling = 1;  // seconds between two looks while a point is approached
+  LimitPlan limits;
+  AmbientPlan ambient;
+  std::vector<UncertaintyTerm> uncertainty;
+  DecisionPlan decision;
+  BenchPlan bench;  // of simulated instruments
+
+  std::string folder;  // of the plan's file; files that it names are relative to it
+  std::string text;    // the file as it was read
+
+  const PlannedInstrument* FindInstrument(const std::string& name) const;
+  bool simulated() const;  // every instrument is
+};
+
+}  // namespace ulix::calibration
