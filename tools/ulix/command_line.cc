@@ -43,6 +43,7 @@ constexpr std::array kVerbs = {
     Verb{"memory", "List, read or clear what a logger has recorded", DefineMemory},
     Verb{"program", "Check, send or read back a logger's program", DefineProgram},
     Verb{"error", "What a result code means", DefineError},
+    Verb{"convert", "Ohms and millivolts to temperature, and back", DefineConvert},
     Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
     Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},
 };

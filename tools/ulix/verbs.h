@@ -30,6 +30,7 @@ Action DefineMemory(CLI::App& verb);
 Action DefineProgram(CLI::App& verb);
 
 Action DefineError(CLI::App& verb);
+Action DefineConvert(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
 Action DefineDemo(CLI::App& verb);
 
