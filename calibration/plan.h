@@ -27,11 +27,11 @@ struct PlanProblem {
 // One instrument by the name that the plan gives it.
 struct PlannedInstrument {
   std::string name;
-  std::string model;          // model id of the catalogue
-  std::string port;           // number, COMn, device, tcp://HOST:PORT, or "sim"; empty: as the configuration says
-  std::string host;           // of an instrument on Ethernet; empty for others
+  std::string model;  // model id of the catalogue
+  std::string port;   // number, COMn, device, tcp://HOST:PORT, or "sim"; empty: as the configuration says
+  std::string host;   // of an instrument on Ethernet; empty for others
   std::optional<int> tcp_port;
-  std::string config_file;    // a persisted configuration to start from; empty: the defaults
+  std::string config_file;  // a persisted configuration to start from; empty: the defaults
   std::vector<std::pair<std::string, std::string>> settings;  // key and text, in the plan's order
   std::optional<std::uint32_t> baud_rate;
   std::uint32_t timeout_ms = 0;  // 0: the driver's own
@@ -58,12 +58,12 @@ struct SensorSpec {
   // "pt100" (IEC 60751), "cvd" (r0 and coefficients), "its90" (rtpw and coefficients) or a thermocouple's letter;
   // empty: the channel tells the plan's quantity itself.
   std::string type;
-  std::optional<double> r0;                     // ohms at 0 °C
-  std::optional<double> rtpw;                   // ohms at 0.01 °C
-  std::string subrange;                         // of its90
+  std::optional<double> r0;                                  // ohms at 0 °C
+  std::optional<double> rtpw;                                // ohms at 0.01 °C
+  std::string subrange;                                      // of its90
   std::vector<std::pair<std::string, double>> coefficients;  // "a", "b", "c", "d"; A, B, C of cvd
-  std::optional<double> junction;               // temperature of a thermocouple's cold junction
-  std::optional<ChannelRef> junction_channel;   // where it is measured instead
+  std::optional<double> junction;                            // temperature of a thermocouple's cold junction
+  std::optional<ChannelRef> junction_channel;                // where it is measured instead
   int line = 0;
 };
 
@@ -71,9 +71,7 @@ struct SensorSpec {
 struct Scale {
   double from_low = 0, from_high = 1;
   double to_low = 0, to_high = 1;
-  double Apply(double value) const {
-    return to_low + (value - from_low) * (to_high - to_low) / (from_high - from_low);
-  }
+  double Apply(double value) const { return to_low + (value - from_low) * (to_high - to_low) / (from_high - from_low); }
 };
 
 struct CertificateRef {
@@ -85,15 +83,15 @@ struct CertificateRef {
 
 // What makes the quantity.
 struct SourcePlan {
-  ChannelRef channel;              // an output: the set point
+  ChannelRef channel;                // an output: the set point
   std::optional<ChannelRef> actual;  // what the source measures itself; shown, never used
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double safe = 0;          // what it is set to in every way out
-  double near = 0;          // the reference within this of the set point: near
-  double rate = 0;          // units a minute, for the time table; 0: not known
-  double settle = 0;        // seconds from near to quiet, for the time table
-  double step_above = 0;    // overshoot allowance, kept out of limits; 0: none
+  double safe = 0;        // what it is set to in every way out
+  double near = 0;        // the reference within this of the set point: near
+  double rate = 0;        // units a minute, for the time table; 0: not known
+  double settle = 0;      // seconds from near to quiet, for the time table
+  double step_above = 0;  // overshoot allowance, kept out of limits; 0: none
 };
 
 struct ReferencePlan {
@@ -106,8 +104,8 @@ struct ReferencePlan {
   CertificateRef certificate;
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double resolution = 0;     // in the plan's unit; 0: from the channel
-  double height = 0;         // metres above the units, for the head correction of pressures
+  double resolution = 0;  // in the plan's unit; 0: from the channel
+  double height = 0;      // metres above the units, for the head correction of pressures
 };
 
 struct UnitPlan {
@@ -143,8 +141,8 @@ enum class ReadingOrder {
 };
 
 struct ReadingRule {
-  int count = 10;      // readings of each unit at a point
-  double period = 2;   // seconds between two rounds
+  int count = 10;     // readings of each unit at a point
+  double period = 2;  // seconds between two rounds
   ReadingOrder order = ReadingOrder::kReferenceFirstAndLast;
 
   bool operator==(const ReadingRule&) const = default;
@@ -172,10 +170,10 @@ struct PreloadPlan {
 enum class Phase { kAsFound, kAsLeft };
 
 struct LimitPlan {
-  double point = 4 * 3600;   // seconds from setting a point to its last reading
-  double run = 72 * 3600;    // of the whole
-  double lost = 120;         // an instrument that gives no reading for longer ends the run
-  int repeats = 3;           // of a point whose stability was lost while it was read
+  double point = 4 * 3600;  // seconds from setting a point to its last reading
+  double run = 72 * 3600;   // of the whole
+  double lost = 120;        // an instrument that gives no reading for longer ends the run
+  int repeats = 3;          // of a point whose stability was lost while it was read
 };
 
 // Conditions at the place of calibration. Measured ones are read at the start and the end of a phase.
@@ -200,12 +198,12 @@ struct LaboratoryPlan {
 // One contribution to the uncertainty of a point that the run itself does not show.
 struct UncertaintyTerm {
   std::string name;
-  double value = 0;                      // half width, or expanded uncertainty for normal ones; in the plan's unit
+  double value = 0;                          // half width, or expanded uncertainty for normal ones; in the plan's unit
   std::string distribution = "rectangular";  // normal, rectangular, triangular, u-shaped, resolution
-  double k = 2;                          // coverage factor of a normal one
+  double k = 2;                              // coverage factor of a normal one
   double sensitivity = 1;
   std::optional<double> degrees_of_freedom;  // none: infinite
-  std::string unit_under_test;           // name of the unit that it is for; empty: all
+  std::string unit_under_test;               // name of the unit that it is for; empty: all
   int line = 0;
 };
 
@@ -217,9 +215,9 @@ struct DecisionPlan {
 };
 
 struct CertificatePlan {
-  std::string identifier;   // of the certificate to be made
+  std::string identifier;               // of the certificate to be made
   std::string location = "laboratory";  // DCC: laboratory, customer, laboratoryBranch, ...
-  std::string method;       // name of the procedure
+  std::string method;                   // name of the procedure
   std::string norm;
 };
 

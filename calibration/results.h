@@ -22,11 +22,11 @@ struct SampledValue {
 struct ReadingSeries {
   std::vector<SampledValue> readings;
   double mean = 0;
-  double deviation = 0;   // experimental standard deviation of one reading; 0 for fewer than two
-  double spread = 0;      // of the readings, max - min
+  double deviation = 0;      // experimental standard deviation of one reading; 0 for fewer than two
+  double spread = 0;         // of the readings, max - min
   double window_spread = 0;  // of the stability window that ended when reading began
   double window_drift = 0;   // |slope| times the window, likewise
-  double resolution = 0;  // step of what was read: the plan's, else the channel's
+  double resolution = 0;     // step of what was read: the plan's, else the channel's
 
   double TypeA() const;  // standard uncertainty of the mean, deviation / sqrt(n); 0 for fewer than two
 };
@@ -40,12 +40,12 @@ struct PointResult {
   double nominal = 0;
   Direction direction = Direction::kRising;
   int cycle = 1;
-  ReadingSeries reference;        // as read: its certificate's correction is not applied here
+  ReadingSeries reference;  // as read: its certificate's correction is not applied here
   // In the order of Plan::units. Reading k of a unit belongs to reading k of the reference; with
   // kReferenceFirstAndLast two of them make a round, within which a steady drift cancels in the means.
   std::vector<ReadingSeries> units;
-  Date began = 0, ended = 0;      // local: the source was set; the last reading was taken
-  int attempts = 1;               // times that it was read; the last one counts
+  Date began = 0, ended = 0;  // local: the source was set; the last reading was taken
+  int attempts = 1;           // times that it was read; the last one counts
 };
 
 // An instrument as it answered.
@@ -72,14 +72,14 @@ struct PhaseResult {
 
 struct RunResult {
   Plan plan;
-  std::string run_id;        // of the journal
-  std::string version;       // of this library when the run began
+  std::string run_id;          // of the journal
+  std::string version;         // of this library when the run began
   std::string journal_digest;  // of the last line: names the whole journal
   std::vector<InstrumentFact> instruments;
   std::vector<PhaseResult> phases;
-  bool complete = false;     // every point of every phase was taken
+  bool complete = false;  // every point of every phase was taken
   bool simulated = false;
-  std::string end_reason;    // of the last end, for people
+  std::string end_reason;  // of the last end, for people
 };
 
 }  // namespace ulix::calibration
