@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "calibration/sensor.h"
+#include "calibration/plan_sensor.h"
 #include "calibration/thermocouples.h"
 
 namespace ulix::calibration {
@@ -177,6 +177,31 @@ TEST(Sensor, MistakesInATextOfASensor_AreRefused) {
   }
   EXPECT_EQ(Sensor::Parse("K:junction=hot").error().en, "sensor 'k': junction=hot is no number");
   EXPECT_EQ(Sensor::Parse("K:junction=hot").error().fr, "capteur 'k' : junction=hot n'est pas un nombre");
+}
+
+TEST(ToTemperature, UnitsOfInstruments_AreTaken) {
+  const SensorSpec pt100{.type = "pt100"};
+  EXPECT_NEAR(ToTemperature(pt100, 138.5055, "Ohms").value(), 100, 1e-6);
+  EXPECT_NEAR(ToTemperature(pt100, 0.1385055, "kΩ").value(), 100, 1e-6);
+  EXPECT_NEAR(ToTemperature(pt100, 138.5055, "").value(), 100, 1e-6);
+  EXPECT_FALSE(ToTemperature(pt100, 138.5055, "mV"));
+  const SensorSpec k{.type = "K", .junction = 25};
+  EXPECT_NEAR(ToTemperature(k, 4.096e-3, "V").value(), 124.310, 5e-4);
+  EXPECT_NEAR(ToTemperature(k, 4.09623, "mV", 0).value(), 100, 1e-3)
+      << "a measured junction takes the place of the planned";
+  EXPECT_EQ(ToTemperature({}, 12.5, "°C").value(), 12.5);
+}
+
+TEST(SensorOf, StandardThermometerOfAPlan_HasBothRanges) {
+  const SensorSpec spec{.type = "its90",
+                        .rtpw = 25.5,
+                        .subrange = "argon+zinc",
+                        .coefficients = {{"a", -2.1e-4}, {"b", 3.2e-5}, {"low-a", -2.4e-4}, {"low-b", 1e-5}}};
+  EXPECT_TRUE(SensorOf(spec)->Electrical(-180));
+  EXPECT_TRUE(SensorOf(spec)->Electrical(400));
+  const SensorSpec low{.type = "its90", .rtpw = 25.5, .subrange = "argon", .coefficients = {{"a", -2.4e-4}}};
+  EXPECT_FALSE(SensorOf(low)->Electrical(1));
+  EXPECT_TRUE(SensorOf(low)->Electrical(-1));
 }
 
 }  // namespace

@@ -1,0 +1,72 @@
+#include "calibration/plan_sensor.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/numbers.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr Words kWrongUnit{"a reading in % is not one of a sensor that gives %",
+                           "une lecture en % n'est pas celle d'un capteur qui donne des %"};
+
+struct UnitRow {
+  std::string_view spelling;
+  std::string_view unit;  // of a sensor
+  double factor;
+};
+
+constexpr std::array kUnits = {
+    UnitRow{"ohm", "ohm", 1},     UnitRow{"ohms", "ohm", 1},    UnitRow{"Ω", "ohm", 1},
+    UnitRow{"kohm", "ohm", 1e3},  UnitRow{"kohms", "ohm", 1e3}, UnitRow{"kΩ", "ohm", 1e3},
+    UnitRow{"mohm", "ohm", 1e-3}, UnitRow{"mv", "mV", 1},       UnitRow{"millivolts", "mV", 1},
+    UnitRow{"v", "mV", 1e3},      UnitRow{"volt", "mV", 1e3},   UnitRow{"volts", "mV", 1e3},
+    UnitRow{"uv", "mV", 1e-3},    UnitRow{"µv", "mV", 1e-3},
+};
+
+std::string RangeText(const std::string& subrange) {
+  std::string text;
+  for (const std::string_view name : SplitWords(subrange, "+ ")) {
+    const bool low = EqualIgnoringCase(name, "argon") ||
+                     (EqualIgnoringCase(name, "mercury") && subrange.find('+') != std::string::npos);
+    text += std::string(low ? "low-range=" : "range=") + std::string(name) + ",";
+  }
+  return text;
+}
+
+std::string Assignment(std::string_view key, double value) {
+  return std::string(key) + "=" + FormatGeneral(value, 17) + ",";
+}
+
+// As Sensor::Parse takes it.
+std::string TextOf(const SensorSpec& spec, std::optional<double> junction) {
+  const bool low_only = EqualIgnoringCase(spec.subrange, "argon");
+  std::string text = spec.type + ":" + RangeText(spec.subrange);
+  if (spec.r0) text += Assignment("r0", *spec.r0);
+  if (spec.rtpw) text += Assignment("r", *spec.rtpw);
+  for (const auto& [key, value] : spec.coefficients) text += Assignment(low_only ? "low-" + key : key, value);
+  if (junction) text += Assignment("junction", *junction);
+  return text;
+}
+
+}  // namespace
+
+Result<Sensor> SensorOf(const SensorSpec& spec, std::optional<double> junction) {
+  return Sensor::Parse(TextOf(spec, junction ? junction : spec.junction));
+}
+
+Result<double> ToTemperature(const SensorSpec& spec, double reading, std::string_view unit,
+                             std::optional<double> junction) {
+  if (spec.type.empty()) return reading;
+  return SensorOf(spec, junction).and_then([&](const Sensor& sensor) -> Result<double> {
+    if (unit.empty()) return sensor.Celsius(reading);
+    const auto row = std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& known) {
+      return known.unit == sensor.unit() && EqualIgnoringCase(known.spelling, unit);
+    });
+    if (row == kUnits.end()) return Refused(kWrongUnit, {std::string(unit), std::string(sensor.unit())});
+    return sensor.Celsius(reading * row->factor);
+  });
+}
+
+}  // namespace ulix::calibration
