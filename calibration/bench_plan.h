@@ -36,12 +36,14 @@ struct BenchSensor {
   double offset_after_adjustment = 0;    // takes the place of `offset` once the unit was adjusted
   // How its reading leaves the bench: as the quantity itself, or as a 4 to 20 mA loop over the span.
   bool loop = false;
+  int line = 0;  // of the plan's file
 };
 
 struct BenchPlan {
   std::uint32_t seed = 1;
   WorldPlan world;
   std::vector<BenchSensor> sensors;
+  int line = 0;  // of the plan's file; 0: the plan has no bench of its own
 };
 
 }  // namespace ulix

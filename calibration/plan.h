@@ -87,11 +87,10 @@ struct SourcePlan {
   std::optional<ChannelRef> actual;  // what the source measures itself; shown, never used
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double safe = 0;        // what it is set to in every way out
-  double near = 0;        // the reference within this of the set point: near
-  double rate = 0;        // units a minute, for the time table; 0: not known
-  double settle = 0;      // seconds from near to quiet, for the time table
-  double step_above = 0;  // overshoot allowance, kept out of limits; 0: none
+  double safe = 0;    // what it is set to in every way out
+  double near = 0;    // the reference within this of the set point: near
+  double rate = 0;    // units a minute, for the time table; 0: not known
+  double settle = 0;  // seconds from near to quiet, for the time table
 };
 
 struct ReferencePlan {

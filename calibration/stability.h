@@ -13,7 +13,7 @@ enum class StabilityState {
   kNear,      // near the target; the window is not full yet
   kSettling,  // the window is full and a limit is not kept
   kStable,
-  kLost,      // it was stable and is not any more
+  kLost,  // it was stable and is not any more
 };
 
 // "waiting", "near", "settling", "stable", "lost".
@@ -22,10 +22,10 @@ const char* NameOf(StabilityState state);
 // Limits are in the quantity's unit, times in seconds.
 struct StabilityLimits {
   double window = 600;
-  double spread = 0.02;    // of the values in the window, max - min
-  double drift = 0.02;     // |slope of the regression line| times the window
-  int min_samples = 10;    // in the window
-  double resolution = 0;   // step of the values; 0: none
+  double spread = 0.02;          // of the values in the window, max - min
+  double drift = 0.02;           // |slope of the regression line| times the window
+  int min_samples = 10;          // in the window
+  double resolution = 0;         // step of the values; 0: none
   std::optional<double> target;  // none: every value is near
   double near = std::numeric_limits<double>::infinity();
   double give_up = std::numeric_limits<double>::infinity();  // after the first sample

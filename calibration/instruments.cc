@@ -1,0 +1,143 @@
+#include "calibration/instruments.h"
+
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+#include "base/text.h"
+#include "calibration/json_document.h"
+#include "drivers/catalogue.h"
+#include "platform/files.h"
+#include "platform/port_list.h"
+
+namespace ulix::calibration {
+namespace {
+
+template <typename Number>
+std::optional<Number> WholeNumber(std::string_view text) {
+  Number number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+tl::unexpected<std::string> Because(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
+
+Outcome<void> ApplyConfiguration(Instrument& instrument, const PlannedInstrument& planned, const std::string& folder) {
+  if (planned.config_file.empty()) {
+    instrument.InitNew();
+    return {};
+  }
+  const std::string path = PathInPlan(folder, planned.config_file);
+  std::ifstream file(platform::PathOf(path), std::ios::binary);
+  if (!file) return Because("the configuration file " + path + " cannot be read");
+  MemoryStream stream(std::string(std::istreambuf_iterator<char>(file), {}));
+  if (Failed(instrument.Load(stream))) return Because(path + " is no configuration of a " + planned.model);
+  return {};
+}
+
+Outcome<void> ApplySettings(Instrument& instrument, const PlannedInstrument& planned) {
+  for (const auto& [key, text] : planned.settings) {
+    const SettingRow* row = instrument.settings().Find(key);
+    if (!row) {
+      std::vector<std::string> keys;
+      for (const SettingRow& known : instrument.settings().rows()) keys.emplace_back(known.key);
+      const std::string meant = Closest(key, keys);
+      return Because("\"" + key + "\" is no setting of " + planned.model +
+                     (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
+    }
+    if (Failed(instrument.settings().SetText(*row, AnsiFromUtf8(text)))) {
+      return Because("the setting " + key + " does not take '" + text + "'");
+    }
+  }
+  return {};
+}
+
+// A number, COMn, or a device.
+std::optional<int> PortNumberOf(const std::string& port) {
+  const bool com = port.size() > 3 && EqualIgnoringCase(port.substr(0, 3), "COM");
+  if (const auto number = WholeNumber<int>(com ? std::string_view(port).substr(3) : port)) return number;
+  const int number = platform::PortOfDevice(port);
+  return number > 0 ? std::optional(number) : std::nullopt;
+}
+
+Outcome<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned) {
+  const bool own_port = !planned.port.empty() && !planned.simulated();
+  if (!own_port && !planned.baud_rate) return {};
+  SerialParams params;
+  if (Failed(instrument.GetSerialParams(&params))) return Because(planned.model + " is not on a serial line");
+  if (own_port) {
+    const auto number = PortNumberOf(planned.port);
+    if (!number) return Because("there is no port " + planned.port);
+    params.port = *number;
+  }
+  params.baudRate = planned.baud_rate.value_or(params.baudRate);
+  if (Failed(instrument.SetSerialParams(params))) return Because("the line's settings are not taken");
+  return {};
+}
+
+Outcome<void> ApplyNetwork(Instrument& instrument, const PlannedInstrument& planned) {
+  if (planned.host.empty()) return {};
+  const NetworkAddress address{planned.host, planned.tcp_port.value_or(NetworkAddress().port)};
+  if (Failed(instrument.SetNetworkAddress(address))) return Because(planned.model + " is not on a network");
+  return {};
+}
+
+}  // namespace
+
+std::string PathInPlan(const std::string& folder, const std::string& file) {
+  const std::filesystem::path path = platform::PathOf(file);
+  return path.is_absolute() || folder.empty() ? file : (platform::PathOf(folder) / path).string();
+}
+
+Outcome<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
+                                                    DriverServices services, Instrument::Options options) {
+  const CatalogueEntry* entry = FindModel(planned.model);
+  if (!entry) return Because("'" + planned.model + "' is no model");
+  if (planned.timeout_ms > 0) services.timeout_ms = planned.timeout_ms;
+  auto instrument = std::make_unique<Instrument>(entry->create(std::move(services)), options);
+  if (auto done = ApplyConfiguration(*instrument, planned, folder); !done) return Because(done.error());
+  if (auto done = ApplySettings(*instrument, planned); !done) return Because(done.error());
+  if (auto done = ApplyNetwork(*instrument, planned); !done) return Because(done.error());
+  if (auto done = ApplyLine(*instrument, planned); !done) return Because(done.error());
+  return instrument;
+}
+
+Outcome<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id) {
+  const auto count = static_cast<ChannelId>(instrument.card().channels.size());
+  const auto id = WholeNumber<ChannelId>(name_or_id);
+  std::vector<std::string> names;
+  for (ChannelId channel = 0; channel < count; ++channel) {
+    std::string name;
+    instrument.GetChanName(channel, &name);
+    name = Utf8FromAnsi(name);
+    const bool meant = id ? *id == channel : EqualIgnoringCase(name, name_or_id);
+    if (meant && instrument.OffersChannel(channel)) return channel;
+    names.push_back(name);
+  }
+  const std::string meant = Closest(name_or_id, names);
+  return Because("there is no channel '" + name_or_id + "'" +
+                 (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
+}
+
+std::string ErrorTextOf(Instrument& instrument, HRESULT code) {
+  std::int32_t unknown = 0;
+  std::string text;
+  instrument.GetErrorText(code, false, &unknown, &text);
+  constexpr char kHex[] = "0123456789ABCDEF";
+  std::string shown = "0x";
+  for (int shift = 28; shift >= 0; shift -= 4) shown += kHex[(static_cast<std::uint32_t>(code) >> shift) & 15U];
+  if (unknown == 0 && !text.empty()) return shown + " " + Utf8FromAnsi(text);
+  const std::string_view name = ErrorCodeName(code);
+  return name.empty() ? shown : shown + " " + std::string(name);
+}
+
+double ResolutionOf(Instrument& instrument, ChannelId channel) {
+  std::int16_t decimals = kUnknownResolution;
+  if (Failed(instrument.GetChanResol(channel, &decimals)) || decimals >= kUnknownResolution) return 0;
+  return std::pow(10.0, -decimals);
+}
+
+}  // namespace ulix::calibration

@@ -1,0 +1,193 @@
+#include "calibration/json_document.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <numeric>
+
+#include <nlohmann/json.hpp>
+
+namespace ulix::calibration {
+namespace {
+
+constexpr std::size_t kMaxBytes = std::size_t{8} << 20U;
+constexpr std::size_t kMaxDepth = 64;
+
+struct Place {
+  int line = 1;
+  int column = 1;
+};
+
+// The text's characters; the parser's place is told as it goes.
+class CountingIterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  CountingIterator(const char* at, std::size_t* taken) : at_(at), taken_(taken) {}
+  const char& operator*() const { return *at_; }
+  CountingIterator& operator++() {
+    ++at_;
+    ++*taken_;
+    return *this;
+  }
+  CountingIterator operator++(int) {
+    CountingIterator before = *this;
+    ++*this;
+    return before;
+  }
+  bool operator==(const CountingIterator& other) const { return at_ == other.at_; }
+  bool operator!=(const CountingIterator& other) const { return at_ != other.at_; }
+
+ private:
+  const char* at_;
+  std::size_t* taken_;
+};
+
+class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  TreeBuilder(std::string_view text, const std::size_t& taken) : text_(text), taken_(taken) {}
+
+  bool null() override { return Put({}); }
+  bool boolean(bool value) override { return Put({value, 0, false}); }
+  bool number_integer(std::int64_t value) override { return PutNumber(static_cast<double>(value)); }
+  bool number_unsigned(std::uint64_t value) override { return PutNumber(static_cast<double>(value)); }
+  bool number_float(double value, const std::string&) override { return PutNumber(value); }
+  bool string(std::string& value) override { return Put({std::move(value), 0, false}); }
+  bool binary(nlohmann::json::binary_t&) override { return false; }
+  bool start_object(std::size_t) override { return Open(JsonNode::Object{}); }
+  bool start_array(std::size_t) override { return Open(JsonNode::Array{}); }
+  bool end_object() override { return Close(); }
+  bool end_array() override { return Close(); }
+  bool key(std::string& value) override {
+    key_ = std::move(value);
+    key_line_ = PlaceOf(taken_).line;
+    return true;
+  }
+  bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
+    if (!mistake.message.empty()) return false;
+    const Place place = PlaceOf(position > 0 ? position - 1 : 0);
+    // "[json.exception.parse_error.101] parse error at line 3, column 7: syntax error while ...": from "syntax" on.
+    const std::string what = error.what();
+    const std::size_t begin = what.find(": ");
+    mistake = {place.line, place.column, begin == what.npos ? what : what.substr(begin + 2)};
+    return false;
+  }
+
+  JsonNode root;
+  JsonMistake mistake;
+
+ private:
+  // Offsets hardly ever go back, so that each character is counted about once.
+  Place PlaceOf(std::size_t offset) {
+    offset = std::min(offset, text_.size());
+    if (offset < counted_) counted_ = line_start_ = 0, lines_ = 0;
+    for (; counted_ < offset; ++counted_) {
+      if (text_[counted_] != '\n') continue;
+      ++lines_;
+      line_start_ = counted_ + 1;
+    }
+    return {lines_ + 1, static_cast<int>(offset - line_start_) + 1};
+  }
+  // The parser has taken one character behind a number to see its end.
+  bool PutNumber(double value) {
+    const bool line_end = taken_ > 0 && taken_ <= text_.size() && text_[taken_ - 1] == '\n';
+    return Put({value, 0, false}, line_end ? taken_ - 1 : taken_);
+  }
+  bool Put(JsonNode node) { return Put(std::move(node), taken_); }
+  bool Put(JsonNode node, std::size_t offset) {
+    Insert(std::move(node), offset);
+    return true;
+  }
+  JsonNode* Insert(JsonNode node, std::size_t offset) {
+    node.line = PlaceOf(offset).line;
+    if (open_.empty()) {
+      root = std::move(node);
+      return &root;
+    }
+    if (auto* array = std::get_if<JsonNode::Array>(&open_.back()->value)) return &array->emplace_back(std::move(node));
+    auto& object = std::get<JsonNode::Object>(open_.back()->value);
+    node.line = key_line_;
+    node.again = std::any_of(object.begin(), object.end(), [&](const auto& member) { return member.first == key_; });
+    return &object.emplace_back(std::move(key_), std::move(node)).second;
+  }
+  template <typename Kind>
+  bool Open(Kind kind) {
+    if (open_.size() >= kMaxDepth) {
+      const Place place = PlaceOf(taken_);
+      mistake = {place.line, place.column, "more than 64 levels inside each other"};
+      return false;
+    }
+    JsonNode node;
+    node.value = std::move(kind);
+    open_.push_back(Insert(std::move(node), taken_));
+    return true;
+  }
+  bool Close() {
+    open_.pop_back();
+    return true;
+  }
+
+  std::string_view text_;
+  const std::size_t& taken_;
+  std::vector<JsonNode*> open_;  // from the root; a node does not move while one inside it is open
+  std::string key_;
+  int key_line_ = 0;
+  std::size_t counted_ = 0;     // characters whose lines are counted
+  std::size_t line_start_ = 0;  // of the line that the last of them is on
+  int lines_ = 0;               // complete ones before that
+};
+
+// Insertions, deletions, replacements and neighbours exchanged that make one of the other.
+std::size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> before_last, last(b.size() + 1), row(b.size() + 1);
+  std::iota(last.begin(), last.end(), 0);
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    row[0] = i;
+    for (std::size_t k = 1; k <= b.size(); ++k) {
+      row[k] = std::min({last[k] + 1, row[k - 1] + 1, last[k - 1] + (a[i - 1] == b[k - 1] ? 0 : 1)});
+      const bool swapped = i > 1 && k > 1 && a[i - 1] == b[k - 2] && a[i - 2] == b[k - 1];
+      if (swapped) row[k] = std::min(row[k], before_last[k - 2] + 1);
+    }
+    before_last = last;
+    last = row;
+  }
+  return last.back();
+}
+
+}  // namespace
+
+tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text) {
+  if (text.size() > kMaxBytes) return tl::unexpected(JsonMistake{0, 0, "larger than 8 MiB"});
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  std::size_t taken = 0;
+  TreeBuilder builder(text, taken);
+  const bool whole = nlohmann::json::sax_parse(CountingIterator(text.data(), &taken),
+                                               CountingIterator(text.data() + text.size(), &taken), &builder);
+  if (!whole) return tl::unexpected(builder.mistake);
+  return std::move(builder.root);
+}
+
+std::string Closest(std::string_view typed, const std::vector<std::string>& words) {
+  constexpr std::size_t kMaxTyped = 64;
+  if (typed.size() > kMaxTyped) return {};
+  const auto lower = [](std::string_view text) {
+    std::string folded(text);
+    for (char& c : folded) c = c == '_' || c == ' ' ? '-' : c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    return folded;
+  };
+  std::string best;
+  std::size_t least = std::max<std::size_t>(2, typed.size() / 3) + 1;
+  for (const std::string& word : words) {
+    const std::size_t distance = Distance(lower(typed), lower(word));
+    if (distance >= least) continue;
+    least = distance;
+    best = word;
+  }
+  return best;
+}
+
+}  // namespace ulix::calibration

@@ -1,0 +1,189 @@
+#include "calibration/json_reader.h"
+
+#include <array>
+#include <cmath>
+
+#include "base/numbers.h"
+
+namespace ulix::calibration {
+namespace {
+
+// A comment is for people.
+bool IsComment(const std::string& key) { return key.starts_with('$') || key == "comment"; }
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string joined;
+  for (const std::string& word : words) joined += (joined.empty() ? "" : ", ") + word;
+  return joined;
+}
+
+}  // namespace
+
+std::string NumberText(double value) { return FormatGeneral(value, 10); }
+
+std::optional<double> ParseDuration(const JsonNode& node) {
+  if (const double* number = node.number()) return *number;
+  const std::string* text = node.text();
+  if (!text) return std::nullopt;
+  const auto prefix = ParseDecimalPrefix(*text);
+  if (!prefix) return std::nullopt;
+  std::string_view unit = Trimmed(std::string_view(*text).substr(prefix->length));
+  constexpr std::array<std::pair<std::string_view, double>, 6> kUnits = {
+      {{"s", 1}, {"m", 60}, {"min", 60}, {"h", 3600}, {"d", 86400}, {"", 1}}};
+  for (const auto& [name, seconds] : kUnits) {
+    if (unit == name) return prefix->value * seconds;
+  }
+  return std::nullopt;
+}
+
+JsonReader::JsonReader(const JsonNode& node, std::string path, PlanProblems& problems)
+    : node_(node), path_(std::move(path)), problems_(problems) {
+  if (!node.object()) Note("is to be an object: { \"key\": value, ... }");
+}
+
+JsonReader::~JsonReader() {
+  if (!node_.object()) return;
+  for (const auto& [key, value] : *node_.object()) {
+    if (value.again) Note(value, key, "is there twice");
+    if (known_.contains(key) || IsComment(key)) continue;
+    const std::vector<std::string> known(known_.begin(), known_.end());
+    const std::string meant = Closest(key, known);
+    Note(value, key,
+         meant.empty() ? "is no key here; there are " + Joined(known) : "is no key; did you mean \"" + meant + "\"?");
+  }
+}
+
+void JsonReader::Note(const JsonNode& at, const std::string& key, const std::string& message) {
+  problems_.push_back({at.line, PathOf(key), message, false});
+}
+
+void JsonReader::Note(const std::string& message) { problems_.push_back({node_.line, path_, message, false}); }
+
+const JsonNode* JsonReader::Find(const std::string& key) {
+  known_.insert(key);
+  if (!node_.object()) return nullptr;
+  for (const auto& [name, value] : *node_.object()) {
+    if (name == key) return &value;
+  }
+  return nullptr;
+}
+
+const JsonNode* JsonReader::Require(const std::string& key) {
+  const JsonNode* found = Find(key);
+  if (!found && node_.object()) problems_.push_back({node_.line, PathOf(key), "is missing", false});
+  return found;
+}
+
+bool JsonReader::Text(const std::string& key, std::string& value) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  if (!node->text()) return Note(*node, key, "is to be a text in quotes"), false;
+  value = *node->text();
+  return true;
+}
+
+bool JsonReader::Texts(const std::string& key, std::vector<std::string>& values) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  if (node->text()) return values = {*node->text()}, true;
+  if (!node->array()) return Note(*node, key, "is to be a text or a list of texts"), false;
+  values.clear();
+  for (const JsonNode& element : *node->array()) {
+    if (!element.text()) return Note(element, key, "is to be a list of texts"), false;
+    values.push_back(*element.text());
+  }
+  return true;
+}
+
+bool JsonReader::InRange(const JsonNode& node, const std::string& key, double value, double min, double max) {
+  if (value >= min && value <= max) return true;
+  std::string range = "from " + NumberText(min) + " to " + NumberText(max);
+  if (max == kInfinity) range = "at least " + NumberText(min);
+  if (min == -kInfinity) range = "at most " + NumberText(max);
+  Note(node, key, NumberText(value) + " is out of range; takes " + range);
+  return false;
+}
+
+bool JsonReader::Number(const std::string& key, double& value, double min, double max) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  if (!node->number()) return Note(*node, key, "is to be a number"), false;
+  if (!InRange(*node, key, *node->number(), min, max)) return false;
+  value = *node->number();
+  return true;
+}
+
+bool JsonReader::Number(const std::string& key, std::optional<double>& value, double min, double max) {
+  double number = 0;
+  if (!Number(key, number, min, max)) return false;
+  value = number;
+  return true;
+}
+
+bool JsonReader::Whole(const std::string& key, int& value, int min, int max) {
+  double number = 0;
+  if (!Number(key, number, min, max)) return false;
+  if (number != std::floor(number)) return Note(*Find(key), key, "is to be a whole number"), false;
+  value = static_cast<int>(number);
+  return true;
+}
+
+bool JsonReader::Seconds(const std::string& key, double& value, double min, double max) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  const auto seconds = ParseDuration(*node);
+  if (!seconds) return Note(*node, key, "is to be seconds, or a text such as \"90s\", \"10m\", \"2h\""), false;
+  if (!InRange(*node, key, *seconds, min, max)) return false;
+  value = *seconds;
+  return true;
+}
+
+bool JsonReader::Flag(const std::string& key, bool& value) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  const bool* flag = std::get_if<bool>(&node->value);
+  if (!flag) return Note(*node, key, "is to be true or false"), false;
+  value = *flag;
+  return true;
+}
+
+void JsonReader::NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known) {
+  const std::string meant = Closest(word, known);
+  Note(*Find(key), key,
+       "'" + word + "' is not known; " + (meant.empty() ? "" : "did you mean \"" + meant + "\"? ") + "takes " +
+           Joined(known));
+}
+
+bool JsonReader::Object(const std::string& key, const std::function<void(JsonReader&)>& read) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  JsonReader reader(*node, PathOf(key), problems_);
+  if (node->object()) read(reader);
+  return node->object() != nullptr;
+}
+
+bool JsonReader::Objects(const std::string& key, const std::function<void(JsonReader&)>& read) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  if (!node->array()) return Note(*node, key, "is to be a list: [ ... ]"), false;
+  std::size_t number = 0;
+  for (const JsonNode& element : *node->array()) {
+    JsonReader reader(element, PathOf(key) + "[" + std::to_string(number++) + "]", problems_);
+    if (element.object()) read(reader);
+  }
+  return true;
+}
+
+bool JsonReader::Named(const std::string& key,
+                       const std::function<void(const std::string& name, const JsonNode& node)>& read) {
+  const JsonNode* node = Find(key);
+  if (!node) return false;
+  if (!node->object()) return Note(*node, key, "is to be an object: { \"name\": ... }"), false;
+  for (const auto& [name, value] : *node->object()) {
+    if (value.again) Note(value, key + "." + name, "is there twice");
+    if (!IsComment(name)) read(name, value);
+  }
+  return true;
+}
+
+}  // namespace ulix::calibration
