@@ -74,7 +74,10 @@ std::optional<double> Adt760Simulator::Measure(std::string_view query) {
   if (query == "SOUR:PRES?") return controller_.set_point;
   if (query == "CURR:SOUR?") return current_;
   for (std::size_t module = 0; module < kModules; ++module) {
-    if (query == "MEAS:PRES" + std::to_string(module + 1) + "?") return controller_.Measure() + offsets_[module];
+    if (query != "MEAS:PRES" + std::to_string(module + 1) + "?") continue;
+    const auto connected =
+        controller_.place ? controller_.place->Input(static_cast<unsigned>(module + 1)) : std::nullopt;
+    return connected ? *connected : controller_.Measure() + offsets_[module];
   }
   struct Input {
     std::string_view query;
@@ -111,8 +114,9 @@ bool Adt760Simulator::Obey(std::string_view command) {
   if (!pressure) {
     Source(current_, *value, kLowestCurrent, kHighestCurrent);
   } else {
-    controller_.Advance();
-    Source(controller_.set_point, *value, lowest_, highest_);
+    double wanted = controller_.set_point;
+    Source(wanted, *value, lowest_, highest_);
+    controller_.SetPoint(wanted);
   }
   return true;
 }

@@ -19,6 +19,10 @@ class Adt760Simulator final : public LineSimulator {
 
   // A request that it refuses is not answered; its error queue tells of it.
   std::string Refusal() const override { return {}; }
+  bool Place(Surroundings& place) override {
+    controller_.place = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override;
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 

@@ -87,7 +87,12 @@ std::optional<std::string> Adt761Simulator::Tell(std::string_view name) {
 std::optional<std::string> Adt761Simulator::TellPressure(std::string_view name) {
   if (name != "HPMVALUE" && name != "LPMVALUE" && name != "EPMVALUE") return std::nullopt;
   const bool other_range = name[0] != 'E' && item_ + "VALUE" != name;
-  return Fields(name, other_range ? "NaN" : FormatFixed(controller_.Measure(), 3), unit_);
+  return Fields(name, other_range ? "NaN" : FormatFixed(Pressure(), 3), unit_);
+}
+
+double Adt761Simulator::Pressure() {
+  const auto connected = controller_.place ? controller_.place->Input(0) : std::nullopt;
+  return connected ? *connected : controller_.Measure();
 }
 
 bool Adt761Simulator::Take(std::string_view name, std::string_view value) {

@@ -16,6 +16,10 @@ class Adt761Simulator final : public LineSimulator {
   explicit Adt761Simulator(Clock& clock);
 
   std::string Refusal() const override { return std::string(":E:") + '\0'; }
+  bool Place(Surroundings& place) override {
+    controller_.place = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override;
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 
@@ -26,6 +30,7 @@ class Adt761Simulator final : public LineSimulator {
   // The answer without its NUL; none for a frame that the calibrator does not know.
   std::optional<std::string> Tell(std::string_view name);
   std::optional<std::string> TellPressure(std::string_view name);
+  double Pressure();
   bool Take(std::string_view name, std::string_view value);
   bool TakeSwitch(std::string_view name, bool on);
 

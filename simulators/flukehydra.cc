@@ -55,6 +55,8 @@ void FlukeHydraModel::Scan(bool on) {
 
 std::optional<double> FlukeHydraModel::Last(std::size_t channel) const {
   if (channels[channel].function == "OFF") return std::nullopt;
+  const auto connected = place ? place->Input(static_cast<unsigned>(channel)) : std::nullopt;
+  if (connected) return *connected;
   if (period <= 0) return channels[channel].value;
   const double seconds = std::chrono::duration<double>(stopped_.value_or(clock_.Now()) - started_).count();
   const double turns = seconds / period - 0.05 * static_cast<double>(channel);

@@ -8,6 +8,7 @@
 
 #include "simulators/line_simulator.h"
 #include "simulators/properties.h"
+#include "simulators/surroundings.h"
 
 namespace ulix {
 
@@ -23,8 +24,9 @@ class FlukeHydraModel {
   explicit FlukeHydraModel(Clock& clock);
 
   std::array<Channel, kChannels> channels;
-  double swing = 1;    // percent of a channel's value
-  double period = 20;  // of the swing, seconds; 0 or less stands still
+  double swing = 1;               // percent of a channel's value
+  double period = 20;             // of the swing, seconds; 0 or less stands still
+  Surroundings* place = nullptr;  // what is connected to the channels; none, and a channel without: its own value
 
   bool scanning() const { return !stopped_.has_value(); }
   void Scan(bool on);
@@ -43,6 +45,10 @@ class FlukeHydraSimulator final : public LineSimulator {
 
   std::string Refusal() const override { return "=?\r\n"; }
   // Also "function.N" and "value.N" of channel N.
+  bool Place(Surroundings& place) override {
+    model_.place = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 

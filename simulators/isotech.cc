@@ -87,6 +87,7 @@ SimulatedReply IsotechSimulator::AnswerAddressed(std::string_view frame) {
   if (!value) return Refuse(frame);
   if (address_ >= 0 && *address != address_) return {};
   set_point_ = *value;
+  if (place_) place_->SetPoint(*value);
   return {std::string(1, kAck), true};
 }
 
@@ -101,6 +102,7 @@ SimulatedReply IsotechSimulator::AnswerLine(std::string_view frame) {
   if (!value) return Refuse(frame);
   if (*value < kLowestLine || *value > kHighestLine) return {Refusal(), true};
   set_point_ = *value;
+  if (place_) place_->SetPoint(*value);
   return {Line("ST"), true};
 }
 

@@ -7,6 +7,7 @@
 
 #include "simulators/properties.h"
 #include "simulators/simulator.h"
+#include "simulators/surroundings.h"
 
 namespace ulix {
 
@@ -19,6 +20,10 @@ class IsotechSimulator final : public Simulator {
   std::vector<SimulatedReply> Receive(std::string_view bytes) override;
   // In the protocol of the last frame.
   std::string Refusal() const override;
+  bool Place(Surroundings& place) override {
+    place_ = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 
@@ -34,6 +39,7 @@ class IsotechSimulator final : public Simulator {
 
   std::string pending_;  // the frame so far
   bool last_is_line_ = false;
+  Surroundings* place_ = nullptr;
   double set_point_ = 20;  // degrees Celsius
   bool output_on_ = false;
   double address_ = -1;             // the controller's own; negative: it hears every one

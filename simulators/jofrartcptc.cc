@@ -158,7 +158,7 @@ JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::LiveSensors() {
   fields[0] = "<GetResponse";
   fields[1] = "LiveSensors";
   fields[kTrueField] = FormatFixed(block_.Measure(), 3);
-  fields[kSensorField] = sensor_connected_ ? FormatFixed(block_.Measure() + sensor_offset_, 3) : "NaN";
+  fields[kSensorField] = sensor_connected_ ? FormatFixed(Sensor(), 3) : "NaN";
   fields[kTargetField] = Hundredths(block_.set_point);
   std::string line;
   for (const std::string& field : fields) line += (line.empty() ? "" : " ") + field;
@@ -167,9 +167,14 @@ JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::LiveSensors() {
 
 JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::Readings() {
   const double temperature = block_.Measure();
-  const std::string sensor = sensor_connected_ ? WithUnit(temperature + sensor_offset_) : "NaN, " + unit_;
+  const std::string sensor = sensor_connected_ ? WithUnit(Sensor()) : "NaN, " + unit_;
   return WithUnit(temperature + internal_offset_) + ", " + WithUnit(block_.set_point) + ", " + WithUnit(temperature) +
          ", 1, " + sensor;
+}
+
+double JofraRtcPtcSimulator::Sensor() {
+  const auto connected = block_.place ? block_.place->Input(0) : std::nullopt;
+  return connected ? *connected : block_.Measure() + sensor_offset_;
 }
 
 JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::SetPointRtc(std::string_view number) {

@@ -17,6 +17,10 @@ class JofraRtcPtcSimulator final : public LineSimulator {
  public:
   explicit JofraRtcPtcSimulator(Clock& clock);
 
+  bool Place(Surroundings& place) override {
+    block_.place = &place;
+    return true;
+  }
   std::string Refusal() const override { return Line("<Error Invalid command or argument(s)>"); }
   HRESULT Set(std::string_view key, std::string_view value) override;
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
@@ -44,6 +48,8 @@ class JofraRtcPtcSimulator final : public LineSimulator {
   Taken LogOn();
   Taken Remote();
   void SetPoint(double celsius);
+  // The sensor under test, in degrees Celsius.
+  double Sensor();
   // A value with its unit word, as the CTC tells it.
   std::string WithUnit(double celsius) const;
 

@@ -14,6 +14,10 @@ class KambicSimulator final : public LineSimulator {
  public:
   explicit KambicSimulator(Clock& clock);
 
+  bool Place(Surroundings& place) override {
+    bath_.place = &place;
+    return true;
+  }
   std::string Refusal() const override { return "COMMAND ERROR\r\n"; }
   HRESULT Set(std::string_view key, std::string_view value) override;
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }

@@ -93,8 +93,11 @@ std::optional<unsigned> ChannelOf(std::string_view request, const Query& query, 
   return WholeNumber(request.substr(0, mark));
 }
 
-// A platinum thermometer of 100 ohms.
-double Ohms(double celsius) { return 100 * (1 + 3.9083e-3 * celsius - 5.775e-7 * celsius * celsius); }
+// A platinum thermometer of 100 ohms, by IEC 60751.
+double Ohms(double celsius) {
+  const double below = celsius < 0 ? -4.183e-12 * (celsius - 100) * celsius * celsius * celsius : 0;
+  return 100 * (1 + 3.9083e-3 * celsius - 5.775e-7 * celsius * celsius + below);
+}
 
 double InUnit(double celsius, std::string_view request) {
   if (request.find(",K") != request.npos) return celsius + 273.15;
@@ -122,6 +125,8 @@ bool IsListed(std::string_view list, unsigned number) {
 }  // namespace
 
 double MicrokModel::Measure(unsigned channel) {
+  const auto connected = place ? place->Input(channel) : std::nullopt;
+  if (connected) return *connected;
   const double seconds = std::chrono::duration<double>(clock_.Now() - started_).count();
   const double swing = period > 0 ? amplitude * std::sin(2 * std::numbers::pi * seconds / period) : 0;
   return temperature + swing + step * channel + random_.Next(noise);

@@ -8,6 +8,7 @@
 #include "simulators/line_simulator.h"
 #include "simulators/noise.h"
 #include "simulators/properties.h"
+#include "simulators/surroundings.h"
 
 namespace ulix {
 
@@ -23,6 +24,7 @@ class MicrokModel {
   double step = 0.01;       // from one channel number to the next, degrees
   double noise = 0.0005;    // greatest deviation of one measurement, degrees
   bool remote = false;
+  Surroundings* place = nullptr;  // none: the bath is its own
 
   // One measurement in degrees Celsius.
   double Measure(unsigned channel);
@@ -38,6 +40,10 @@ class MicrokSimulator final : public LineSimulator {
   explicit MicrokSimulator(Clock& clock);
 
   std::string Refusal() const override { return IsMillik() ? "Error 102: Syntax error\r" : "Channel not valid\r"; }
+  bool Place(Surroundings& place) override {
+    model_.place = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override;
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 

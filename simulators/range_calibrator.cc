@@ -93,7 +93,10 @@ double CalibratorModel::Source() const {
   return input + amplitude * std::sin(2 * std::numbers::pi * seconds / period);
 }
 
-double CalibratorModel::Measure() { return Source() + random_.Next(noise); }
+double CalibratorModel::Measure() {
+  const auto connected = place ? place->Input(0) : std::nullopt;
+  return connected ? *connected : Source() + random_.Next(noise);
+}
 
 RangeCalibratorSimulator::RangeCalibratorSimulator(const RangeWords& words, Clock& clock)
     : LineSimulator('\n'),

@@ -9,6 +9,7 @@
 #include "simulators/line_simulator.h"
 #include "simulators/noise.h"
 #include "simulators/properties.h"
+#include "simulators/surroundings.h"
 
 namespace ulix {
 
@@ -53,6 +54,8 @@ class CalibratorModel {
   double noise = 0.002;        // greatest deviation of one measurement, same unit
   bool follow_output = false;  // as if the output were wired to the input, which then sees 0 while the output is off
 
+  Surroundings* place = nullptr;  // what is connected to the input, in the unit of its range; none: as above
+
   double output = 0;
   bool output_on = false;
   bool remote = false;
@@ -71,6 +74,10 @@ class CalibratorModel {
 class RangeCalibratorSimulator : public LineSimulator {
  public:
   std::string Refusal() const override { return "ERROR\n"; }
+  bool Place(Surroundings& place) override {
+    model_.place = &place;
+    return true;
+  }
   HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 

@@ -12,6 +12,8 @@
 
 namespace ulix {
 
+class Surroundings;
+
 // One request taken off the wire and what the instrument says to it.
 struct SimulatedReply {
   std::string bytes;      // empty when the instrument answers nothing to this request
@@ -27,6 +29,9 @@ class Simulator {
   // Tells it, before any byte, that it is served on a network instead of a line: some protocols have other frames
   // there.
   virtual void OnNetwork() {}
+  // Puts it, before any byte, where it shares a world with others; `place` outlives it. False for a model that is no
+  // source of what the others measure and measures nothing itself.
+  virtual bool Place(Surroundings& /*place*/) { return false; }
   // The instrument's own way to refuse a request, for the fault `refuse`.
   virtual std::string Refusal() const = 0;
   // Sets a property of the simulated device, such as "input" or "identity"; E_INVALIDARG for one that it does not have.

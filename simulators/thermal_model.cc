@@ -7,6 +7,10 @@
 namespace ulix {
 
 void ThermalModel::Advance() {
+  if (place) {
+    temperature = place->Actual();
+    return;
+  }
   const MonotonicTime now = clock_.Now();
   const double seconds = std::chrono::duration<double>(now - std::exchange(moved_, now)).count();
   const double left = time_constant > 0 ? std::exp(-seconds / time_constant) : 0;
@@ -15,12 +19,13 @@ void ThermalModel::Advance() {
 
 double ThermalModel::Measure() {
   Advance();
-  return temperature + random_.Next(noise);
+  return place ? temperature : temperature + random_.Next(noise);
 }
 
 void ThermalModel::SetPoint(double value) {
   Advance();
   set_point = value;
+  if (place) place->SetPoint(value);
 }
 
 }  // namespace ulix

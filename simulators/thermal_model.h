@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "simulators/noise.h"
+#include "simulators/surroundings.h"
 
 namespace ulix {
 
@@ -15,6 +16,9 @@ class ThermalModel {
   double set_point = 20;
   double time_constant = 30;  // in which the distance to the set point shrinks to a third or so; 0 or less: at once
   double noise = 0.002;       // greatest deviation of one measurement
+
+  // Of a shared world, which then has temperature, dynamics and noise of its own.
+  Surroundings* place = nullptr;
 
   // Brings the temperature up to the present.
   void Advance();
