@@ -1,0 +1,68 @@
+// Certificates against the XML schema that their keeper publishes. The schema is not part of this project.
+#include <libxml/xmlschemas.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "calibration/dcc/dcc.h"
+#include "calibration/dcc/xml_document.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr Words kNoSchema{"no schema in %", "pas de schéma dans %"};
+constexpr Words kUnusableSchema{"% is no usable schema: %", "% n'est pas un schéma utilisable : %"};
+
+constexpr std::size_t kMaxFindings = 50;
+
+using Findings = std::vector<std::string>;
+
+void OnError(void* findings, xmlError* error) {
+  auto& found = *static_cast<Findings*>(findings);
+  if (found.size() >= kMaxFindings) return;
+  const std::string text = error->message == nullptr ? "" : error->message;
+  found.push_back("line " + std::to_string(error->line) + ": " + std::string(Trimmed(text)));
+}
+
+// The schema of the certificates' newest known version that the folder has, wherever below it.
+std::string SchemaIn(const std::string& folder) {
+  std::error_code error;
+  for (const char* path : {"dcc.xsd", "v3.3.0/dcc.xsd", "dcc/v3.3.0/dcc.xsd", "schema/dcc/v3.3.0/dcc.xsd"}) {
+    const std::filesystem::path file = std::filesystem::path(folder) / path;
+    if (std::filesystem::is_regular_file(file, error)) return file.string();
+  }
+  return {};
+}
+
+using Schema = std::unique_ptr<xmlSchema, void (*)(xmlSchema*)>;
+
+Result<Schema> LoadSchema(const std::string& folder) {
+  const std::string file = SchemaIn(folder);
+  if (file.empty()) return Refused(kNoSchema, {folder});
+  const std::unique_ptr<xmlSchemaParserCtxt, void (*)(xmlSchemaParserCtxt*)> parser(
+      xmlSchemaNewParserCtxt(file.c_str()), xmlSchemaFreeParserCtxt);
+  Findings findings;
+  xmlSchemaSetParserStructuredErrors(parser.get(), OnError, &findings);
+  Schema schema(xmlSchemaParse(parser.get()), xmlSchemaFree);
+  if (!schema) return Refused(kUnusableSchema, {file, findings.empty() ? "" : findings.front()});
+  return schema;
+}
+
+}  // namespace
+
+Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std::string& folder) {
+  const auto document = ParseXml(xml);
+  if (!document) return tl::unexpected(document.error());
+  const auto schema = LoadSchema(folder);
+  if (!schema) return tl::unexpected(schema.error());
+  const std::unique_ptr<xmlSchemaValidCtxt, void (*)(xmlSchemaValidCtxt*)> validation(
+      xmlSchemaNewValidCtxt(schema->get()), xmlSchemaFreeValidCtxt);
+  Findings findings;
+  xmlSchemaSetValidStructuredErrors(validation.get(), OnError, &findings);
+  if (xmlSchemaValidateDoc(validation.get(), document->get()) != 0 && findings.empty()) {
+    findings.emplace_back("the schema does not hold");
+  }
+  return findings;
+}
+
+}  // namespace ulix::calibration

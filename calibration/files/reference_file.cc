@@ -1,0 +1,48 @@
+#include "calibration/files/reference_file.h"
+
+#include <fstream>
+
+#include "base/sha256.h"
+#include "calibration/dcc/dcc.h"
+#include "platform/files.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr Words kUnreadable{"% cannot be read", "% ne peut pas être lu"};
+constexpr Words kTooLarge{"% has more than % bytes", "% a plus de % octets"};
+
+bool IsXml(std::string_view bytes) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (bytes.starts_with(kByteOrderMark)) bytes.remove_prefix(kByteOrderMark.size());
+  return Trimmed(bytes).starts_with('<');
+}
+
+}  // namespace
+
+Result<std::string> ReadDocument(const std::string& path) {
+  std::ifstream file(platform::PathOf(path), std::ios::binary);
+  std::string bytes;
+  std::string piece(1U << 16, '\0');
+  while (file && bytes.size() <= kMaxDccBytes) {
+    file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+    bytes.append(piece, 0, static_cast<std::size_t>(file.gcount()));
+  }
+  if (bytes.size() > kMaxDccBytes) return Refused(kTooLarge, {path, std::to_string(kMaxDccBytes)});
+  if (!file.is_open() || file.bad() || !file.eof()) return Refused(kUnreadable, {path});
+  return bytes;
+}
+
+Result<ReferenceCertificate> LoadReferenceCertificate(const std::string& path, const std::string& unit) {
+  return ReadDocument(path).and_then([&](const std::string& bytes) {
+    auto read = IsXml(bytes) ? ReadDcc(bytes).and_then([&](const Certificate& c) { return ReferenceFrom(c, unit); })
+                             : ReferenceFromTable(bytes);
+    return std::move(read).map([&](ReferenceCertificate reference) {
+      reference.sha256 = Sha256Hex(bytes);
+      reference.file = path;
+      return reference;
+    });
+  });
+}
+
+}  // namespace ulix::calibration
