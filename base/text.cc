@@ -63,7 +63,7 @@ Decoded DecodeUtf8(std::string_view text) {
 
 }  // namespace
 
-std::string Words::In(Language language) const { return AnsiFromUtf8(language == Language::kFrench ? fr : en); }
+std::string LocalizedText::In(Language language) const { return AnsiFromUtf8(language == Language::kFrench ? fr : en); }
 
 std::string Utf8FromAnsi(std::string_view ansi) {
   std::string out;

@@ -17,7 +17,7 @@ inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
 enum class Language { kEnglish, kFrench };
 
 // One text in both languages, UTF-8 as the source has it.
-struct Words {
+struct LocalizedText {
   const char* en;
   const char* fr;
   // The text in Windows-1252, the form in which it leaves the library.
@@ -27,9 +27,9 @@ struct Words {
 // A row of a table of visible words, which has every word of an enumeration in its order. '%' in a text is where
 // something is put in.
 template <typename Word>
-struct WordRowOf {
+struct TextRowOf {
   Word word;
-  Words text;
+  LocalizedText text;
 };
 
 // Whether each row of such a table stands where its word says.

@@ -23,8 +23,8 @@ namespace ulix::bench {
 namespace {
 
 constexpr std::size_t kInstruments = 32;
-constexpr double kMostProcessorPercent = 0.3;
-constexpr double kMostMegabytes = 8;
+constexpr double kMaxProcessorPercent = 0.3;
+constexpr double kMaxMegabytes = 8;
 
 class CountingSink final : public EventSink {
  public:
@@ -44,10 +44,10 @@ double CpuSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// The least that a control with a group costs here: a thread that beats once a second and one that is woken by it.
+// The least that a control with a group costs here: a thread that ticks once a second and one that is woken by it.
 class BarePair {
  public:
-  BarePair() : timer_([this] { Beat(); }), scan_([this] { TakeBeats(); }) {}
+  BarePair() : timer_([this] { Tick(); }), scan_([this] { TakeTicks(); }) {}
   BarePair(const BarePair&) = delete;
   BarePair& operator=(const BarePair&) = delete;
   ~BarePair() {
@@ -60,12 +60,12 @@ class BarePair {
   void Post(bool last) {
     {
       const std::lock_guard lock(mutex_);
-      beat_ = true;
+      tick_ = true;
       ended_ = ended_ || last;
     }
     posted_.notify_all();
   }
-  void Beat() {
+  void Tick() {
     platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);
     auto due = std::chrono::steady_clock::now();
     std::unique_lock lock(mutex_);
@@ -75,18 +75,18 @@ class BarePair {
       lock.lock();
     }
   }
-  void TakeBeats() {
+  void TakeTicks() {
     std::unique_lock lock(mutex_);
     while (!ended_) {
-      posted_.wait(lock, [this] { return beat_; });
-      beat_ = false;
+      posted_.wait(lock, [this] { return tick_; });
+      tick_ = false;
     }
     end_.notify_all();
   }
 
   std::mutex mutex_;
   std::condition_variable posted_, end_;
-  bool beat_ = false;   // guarded by mutex_
+  bool tick_ = false;   // guarded by mutex_
   bool ended_ = false;  // guarded by mutex_
   std::thread timer_, scan_;
 };
@@ -100,7 +100,7 @@ double ProcessorPercent(int seconds) {
   return 100 * (CpuSeconds() - before) / taken.count();
 }
 
-// Of as many pairs, started over as long a time: beats that come together cost less.
+// Of as many pairs, started over as long a time: ticks that come together cost less.
 double BarePercent(int seconds, std::chrono::nanoseconds start_time) {
   std::deque<BarePair> pairs;
   while (pairs.size() < kInstruments) {
@@ -137,11 +137,11 @@ int Run(int seconds) {
   for (const auto& instrument : instruments) instrument->StopAllGroups();
   const double bare = BarePercent(seconds, start_time);
   const bool idle = Show({Text("%zu idle controls, one channel each at 1 Hz", kInstruments), percent, "% of a core",
-                          kMostProcessorPercent, false,
-                          Text("%.2f of bare pairs of threads that beat, %.3f %%; the simulators' share included; "
+                          kMaxProcessorPercent, false,
+                          Text("%.2f of bare pairs of threads that tick, %.3f %%; the simulators' share included; "
                                "%ld scans in %d s",
                                percent / bare, bare, reports.load(), seconds)});
-  const bool small = Show({"their memory", memory - memory_before, "MB", kMostMegabytes, false,
+  const bool small = Show({"their memory", memory - memory_before, "MB", kMaxMegabytes, false,
                            Text("%.1f MB resident, %.1f MB before the first", memory, memory_before)});
   return idle && small ? 0 : 1;
 }

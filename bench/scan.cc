@@ -16,7 +16,7 @@ constexpr int kExchangesInRound = 2000;
 constexpr int kRounds = 21;
 
 const std::vector<ChannelRow> kChannels(1000, ChannelRow{"IN", ChanIn});
-const ModelCard kCard = {.word = "scan", .class_name = "Scan", .channels = kChannels};
+const ModelCard kCard = {.model_id = "scan", .class_name = "Scan", .channels = kChannels};
 
 class LineDriver final : public PlainDriver {
  public:

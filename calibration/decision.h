@@ -23,8 +23,8 @@ Conformity Decide(DecisionRule rule, double deviation, double tolerance, double 
 
 // "pass", "fail", "conditionalPass", "conditionalFail".
 std::string_view ConformityName(Conformity conformity);
-Words ConformityText(Conformity conformity);
+LocalizedText ConformityText(Conformity conformity);
 // The rule in a sentence, to be printed.
-Words DecisionRuleText(DecisionRule rule);
+LocalizedText DecisionRuleText(DecisionRule rule);
 
 }  // namespace ulix::calibration

@@ -72,7 +72,7 @@ void PlanChecker::CheckInstruments() {
     const std::string path = "instruments." + planned.name;
     if (!FindModel(planned.model)) {
       std::vector<std::string> models;
-      for (const CatalogueEntry& entry : Catalogue()) models.emplace_back(entry.card->word);
+      for (const CatalogueEntry& entry : Catalogue()) models.emplace_back(entry.card->model_id);
       const std::string meant = Closest(planned.model, models);
       Refuse(planned.line, path + ".model",
              "'" + planned.model + "' is no model" + (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));

@@ -8,8 +8,8 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kWrongUnit{"a reading in % is not one of a sensor that gives %",
-                           "une lecture en % n'est pas celle d'un capteur qui donne des %"};
+constexpr LocalizedText kWrongUnit{"a reading in % is not one of a sensor that gives %",
+                                   "une lecture en % n'est pas celle d'un capteur qui donne des %"};
 
 struct UnitRow {
   std::string_view spelling;

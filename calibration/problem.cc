@@ -4,7 +4,7 @@
 
 namespace ulix::calibration {
 
-Problem MakeProblem(const Words& text, std::initializer_list<std::string> values) {
+Problem MakeProblem(const LocalizedText& text, std::initializer_list<std::string> values) {
   return {WithValues(text.en, values), WithValues(text.fr, values)};
 }
 

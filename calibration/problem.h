@@ -18,12 +18,12 @@ struct Problem {
 };
 
 // Both texts with the values in place of their '%'s, in order.
-Problem MakeProblem(const Words& text, std::initializer_list<std::string> values = {});
+Problem MakeProblem(const LocalizedText& text, std::initializer_list<std::string> values = {});
 
 template <typename T>
 using Result = tl::expected<T, Problem>;
 
-inline tl::unexpected<Problem> Refused(const Words& text, std::initializer_list<std::string> values = {}) {
+inline tl::unexpected<Problem> Refused(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
   return tl::unexpected<Problem>(MakeProblem(text, values));
 }
 

@@ -21,14 +21,14 @@ class Sensor::Function {
 
 namespace {
 
-constexpr Words kUnknownSensor{
+constexpr LocalizedText kUnknownSensor{
     "'%' is no sensor; takes pt100, pt25, pt500, pt1000, cvd:..., its90:..., B, E, J, K, N, R, S, T",
     "'%' n'est pas un capteur ; accepte pt100, pt25, pt500, pt1000, cvd:..., its90:..., B, E, J, K, N, R, S, T"};
-constexpr Words kUnknownKey{"sensor '%' has no '%'", "le capteur '%' n'a pas de '%'"};
-constexpr Words kNoNumber{"sensor '%': % is no number", "capteur '%' : % n'est pas un nombre"};
-constexpr Words kNoAssignment{"sensor '%': '%' is not KEY=VALUE", "capteur '%' : '%' n'est pas CLÉ=VALEUR"};
-constexpr Words kTwice{"sensor '%': % stands there twice", "capteur '%' : % y est deux fois"};
-constexpr Words kUnknownRange{
+constexpr LocalizedText kUnknownKey{"sensor '%' has no '%'", "le capteur '%' n'a pas de '%'"};
+constexpr LocalizedText kNoNumber{"sensor '%': % is no number", "capteur '%' : % n'est pas un nombre"};
+constexpr LocalizedText kNoAssignment{"sensor '%': '%' is not KEY=VALUE", "capteur '%' : '%' n'est pas CLÉ=VALEUR"};
+constexpr LocalizedText kTwice{"sensor '%': % stands there twice", "capteur '%' : % y est deux fois"};
+constexpr LocalizedText kUnknownRange{
     "sensor '%': '%' is no range; takes argon, mercury, gallium, indium, tin, zinc, aluminium, silver",
     "capteur '%' : '%' n'est pas un domaine ; accepte argon, mercury, gallium, indium, tin, zinc, aluminium, silver"};
 

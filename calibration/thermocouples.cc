@@ -10,7 +10,7 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kOutside{"type %: % is outside % to %", "type % : % est hors de l'intervalle de % à %"};
+constexpr LocalizedText kOutside{"type %: % is outside % to %", "type % : % est hors de l'intervalle de % à %"};
 
 // E = c0 + c1 t + c2 t^2 ..., in mV: NIST Standard Reference Database 60, which reproduces Monograph 175.
 // clang-format off

@@ -7,15 +7,17 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kNoTemperature{"% is outside % to %", "% est hors de l'intervalle de % à %"};
-constexpr Words kNotPlatinum{"the coefficients are not those of a platinum thermometer",
-                             "les coefficients ne sont pas ceux d'un thermomètre à résistance de platine"};
-constexpr Words kNoResistance{"a resistance of % ohm is not positive", "une résistance de % ohm n'est pas positive"};
-constexpr Words kNoDeviation{
+constexpr LocalizedText kNoTemperature{"% is outside % to %", "% est hors de l'intervalle de % à %"};
+constexpr LocalizedText kNotPlatinum{"the coefficients are not those of a platinum thermometer",
+                                     "les coefficients ne sont pas ceux d'un thermomètre à résistance de platine"};
+constexpr LocalizedText kNoResistance{"a resistance of % ohm is not positive",
+                                      "une résistance de % ohm n'est pas positive"};
+constexpr LocalizedText kNoDeviation{
     "an ITS-90 thermometer needs a deviation function below the triple point of water, or above, or both",
     "un thermomètre EIT-90 demande une fonction d'écart sous le point triple de l'eau, au-dessus, ou les deux"};
-constexpr Words kWrongSide{"the sub-range of a deviation function is on the other side of the triple point of water",
-                           "le sous-domaine d'une fonction d'écart est de l'autre côté du point triple de l'eau"};
+constexpr LocalizedText kWrongSide{
+    "the sub-range of a deviation function is on the other side of the triple point of water",
+    "le sous-domaine d'une fonction d'écart est de l'autre côté du point triple de l'eau"};
 
 // ln Wr below 273.16 K, in powers of (ln(T/273.16 K) + 1.5)/1.5.
 constexpr std::array kBelow = {-2.13534729, 3.18324720, -1.80143597, 0.71727204, 0.50344027, -0.61899395, -0.05332322,

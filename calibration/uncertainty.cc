@@ -12,7 +12,7 @@ namespace {
 struct DistributionRow {
   Distribution distribution;
   std::string_view name;
-  Words text;
+  LocalizedText text;
 };
 
 constexpr std::array kDistributions = {
@@ -70,7 +70,7 @@ std::optional<Distribution> DistributionOf(std::string_view name) {
   return row == kDistributions.end() ? std::nullopt : std::optional(row->distribution);
 }
 
-Words DistributionText(Distribution distribution) {
+LocalizedText DistributionText(Distribution distribution) {
   return kDistributions[static_cast<std::size_t>(distribution)].text;
 }
 

@@ -29,7 +29,7 @@ enum class Distribution {
 
 // "normal", "rectangular", "triangular", "u-shaped", "resolution", "type-a"; none for another text.
 std::optional<Distribution> DistributionOf(std::string_view name);
-Words DistributionText(Distribution distribution);
+LocalizedText DistributionText(Distribution distribution);
 
 // One line of a budget.
 struct BudgetTerm {

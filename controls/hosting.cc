@@ -22,12 +22,12 @@ constexpr DWORD kMiscStatus = 131473;  // as registered
 // A verb of the container's menu.
 struct MenuVerb {
   LONG verb;
-  Word name;
+  FormText name;
 };
 
 struct VerbTraits {
   static OLEVERB Give(const MenuVerb& kept) {
-    const std::wstring name = WideOf(Say(kept.name, platform::UserLanguage()));
+    const std::wstring name = WideOf(Localized(kept.name, platform::UserLanguage()));
     const std::size_t size = (name.size() + 1) * sizeof(wchar_t);
     const auto copy = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
     if (copy) std::copy_n(name.c_str(), name.size() + 1, copy);
@@ -43,10 +43,10 @@ class HostWindow final : public ChildWindow {
   HostWindow(HWND parent, Hosting& hosting) : ChildWindow(parent, WS_CLIPSIBLINGS | WS_TABSTOP, 0), hosting_(hosting) {}
 
  private:
-  LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override {
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override {
     if (message == WM_LBUTTONDBLCLK) hosting_.OnDoubleClick();
     if (message == WM_ERASEBKGND) return 1;
-    if (message != WM_PAINT) return ChildWindow::Handle(message, wide, lengthy);
+    if (message != WM_PAINT) return ChildWindow::Handle(message, wparam, lparam);
     PAINTSTRUCT paint;
     RECT place;
     const HDC canvas = BeginPaint(window(), &paint);
@@ -117,7 +117,7 @@ STDMETHODIMP Hosting::DoVerb(LONG verb, MSG*, IOleClientSite*, LONG, HWND parent
 
 STDMETHODIMP Hosting::EnumVerbs(IEnumOLEVERB** verbs) {
   if (!verbs) return E_POINTER;
-  constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, Word::kPropertiesVerb};
+  constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, FormText::kPropertiesVerb};
   *verbs = new (std::nothrow) Enumerator<IEnumOLEVERB, OLEVERB, MenuVerb, VerbTraits>({kVerb});
   return *verbs ? S_OK : E_OUTOFMEMORY;
 }

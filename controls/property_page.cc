@@ -20,9 +20,9 @@ const GUID kCommunicationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B
 const GUID kConfigurationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x11}};
 
 const std::array kPages = {
-    PageRow{kCommunicationPageId, L"UlixInstr Communication Page", Word::kCommunication, CommForm},
-    PageRow{kConfigurationPageId, L"UlixInstr Configuration Page", Word::kConfiguration, CfgForm},
-    PageRow{kAboutPageId, L"AboutPage Class", Word::kAbout, AboutForm},
+    PageRow{kCommunicationPageId, L"UlixInstr Communication Page", FormText::kCommunication, CommForm},
+    PageRow{kConfigurationPageId, L"UlixInstr Configuration Page", FormText::kConfiguration, CfgForm},
+    PageRow{kAboutPageId, L"AboutPage Class", FormText::kAbout, AboutForm},
 };
 
 // Shows one form of the first control that it is given.
@@ -52,7 +52,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
 
   STDMETHODIMP GetPageInfo(PROPPAGEINFO* info) override {
     if (!info) return E_POINTER;
-    const std::wstring title = WideOf(Say(row_.title, language_));
+    const std::wstring title = WideOf(Localized(row_.title, language_));
     const std::size_t size = (title.size() + 1) * sizeof(wchar_t);
     // A page is measured before it has a control, so it asks for room for the usual one.
     info->size = {metrics_.Across(96), metrics_.Down(24)};

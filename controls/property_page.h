@@ -17,7 +17,7 @@ namespace ulix::controls {
 struct PageRow {
   const GUID& class_id;
   const wchar_t* class_title;
-  Word title;
+  FormText title;
   Form (*make)(Instrument& instrument, Language language);
 };
 

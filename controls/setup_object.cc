@@ -13,7 +13,7 @@
 namespace ulix::controls {
 namespace {
 
-constexpr Words kNotAttached = {"Attach a control first", "Attachez d'abord un contrôle"};
+constexpr LocalizedText kNotAttached = {"Attach a control first", "Attachez d'abord un contrôle"};
 
 struct SerialKey {
   const char* key;

@@ -112,7 +112,7 @@ void GroupRun::End(Ending ending) {
     events_->Set(KillTimer);
     events_->Reset(TimeToScan);
     Finish(std::move(timer), TimerKilled, "Stop: Unable to kill Timer Thread");
-    events_->Reset(TimeToScan);  // a beat that raced in is dropped
+    events_->Reset(TimeToScan);  // a tick that raced in is dropped
   }
   if (scan) {
     events_->Set(KillScan);

@@ -1,4 +1,4 @@
-// One acquisition group: a timer thread that beats at the period, and a scan thread that reads the group's channels and
+// One acquisition group: a timer thread that ticks at the period, and a scan thread that reads the group's channels and
 // reports what changed.
 #pragma once
 
@@ -93,7 +93,7 @@ class AcqGroup {
   GroupState& state() { return *state_; }
   std::uint32_t id() const { return state_->id; }
 
-  // Both threads; nothing when they run already. The first beat comes one period later.
+  // Both threads; nothing when they run already. The first tick comes one period later.
   HRESULT Run();
   HRESULT Stop();
   // For a Stop that is to come: its threads end as soon as they can, and fire nothing more.

@@ -8,7 +8,7 @@
 namespace ulix {
 namespace {
 
-// A device that went is told of within a second: by the next beat, or by a look in between.
+// A device that went is told of within a second: by the next tick, or by a look in between.
 constexpr Milliseconds kTellingPeriod{1000};
 constexpr Milliseconds kLookInterval{900};
 
@@ -71,8 +71,8 @@ void Scanner::Scan() {
 }
 
 Deadline Scanner::NextLook() const {
-  const bool beats_tell = Milliseconds(group_.Settings().period_ms) <= kTellingPeriod;
-  return beats_tell || loss_told_ ? Deadline::Never() : Deadline::In(control_.clock, kLookInterval);
+  const bool ticks_tell = Milliseconds(group_.Settings().period_ms) <= kTellingPeriod;
+  return ticks_tell || loss_told_ ? Deadline::Never() : Deadline::In(control_.clock, kLookInterval);
 }
 
 void Scanner::LookForDevice() {
@@ -131,7 +131,7 @@ void ScanUntilKilled(ControlState& control, GroupState& group, GroupEvents& even
       guarded(&Scanner::LookForDevice);
       continue;
     }
-    // Before the reading: a beat that comes during the scan stays for the next one.
+    // Before the reading: a tick that comes during the scan stays for the next one.
     events.Reset(TimeToScan);
     events.Reset(ScanDone);
     guarded(&Scanner::Scan);
@@ -145,7 +145,7 @@ void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& even
   platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);
   MonotonicTime due = start;
   for (;;) {
-    due = NextBeat(due, Milliseconds(group.Settings().period_ms), control.clock.Now());
+    due = NextTick(due, Milliseconds(group.Settings().period_ms), control.clock.Now());
     if (events.Wait(KillTimer, Deadline::At(due))) break;
     events.Set(TimeToScan);
   }

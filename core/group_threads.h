@@ -5,8 +5,8 @@
 
 namespace ulix {
 
-// Sets TimeToScan once per period until KillTimer. The first beat comes one period after `start`; later ones keep the
-// phase; of beats that were missed one is given.
+// Sets TimeToScan once per period until KillTimer. The first tick comes one period after `start`; later ones keep the
+// phase; of ticks that were missed one is given.
 void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& events, MonotonicTime start);
 
 // Opens the link if need be (and ends when that fails), then scans at each TimeToScan until KillScan. Once KillScan is

@@ -10,7 +10,7 @@ namespace {
 
 // The id that is never given out.
 constexpr std::uint32_t kNoGroup = 0xFFFFFFFF;
-constexpr std::size_t kMostGroups = 0xFFFF;  // as many as a stream can count
+constexpr std::size_t kMaxGroups = 0xFFFF;  // as many as a stream can count
 
 }  // namespace
 
@@ -56,7 +56,7 @@ HRESULT Instrument::CreateGroup(std::uint32_t* group) {
   const HRESULT result = Member([&]() -> HRESULT {
     if (!group) return E_INVALIDARG;
     const std::lock_guard lock(mutex_);
-    ids_used_up = highest_group_ >= kNoGroup - 1 || groups_.size() >= kMostGroups;
+    ids_used_up = highest_group_ >= kNoGroup - 1 || groups_.size() >= kMaxGroups;
     if (ids_used_up) return E_UNEXPECTED;
     groups_.push_back(std::make_shared<AcqGroup>(highest_group_ + 1, control_));
     *group = ++highest_group_;

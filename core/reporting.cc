@@ -17,7 +17,7 @@ bool LeavesDeadBand(float value, float last_reported, const GroupSettings& setti
   return value <= low || value >= high;
 }
 
-MonotonicTime NextBeat(MonotonicTime due, Milliseconds period, MonotonicTime now) {
+MonotonicTime NextTick(MonotonicTime due, Milliseconds period, MonotonicTime now) {
   const MonotonicTime next = due + period;
   return next > now ? next : next + (now - next) / period * period;
 }

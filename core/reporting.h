@@ -16,8 +16,8 @@ bool SilenceIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t 
 // dead bands every value has left it. Computed in float, each step rounded.
 bool LeavesDeadBand(float value, float last_reported, const GroupSettings& settings);
 
-// The beat after `due`: one period on; when that has passed too, the last whole period that has, to be given at once in
+// The tick after `due`: one period on; when that has passed too, the last whole period that has, to be given at once in
 // place of all that were missed. Keeps its phase however late it is asked for.
-MonotonicTime NextBeat(MonotonicTime due, Milliseconds period, MonotonicTime now);
+MonotonicTime NextTick(MonotonicTime due, Milliseconds period, MonotonicTime now);
 
 }  // namespace ulix

@@ -47,7 +47,7 @@ std::span<const CatalogueEntry> Catalogue() { return kModels; }
 
 const CatalogueEntry* FindModel(std::string_view word) {
   const auto found = std::find_if(kModels.begin(), kModels.end(), [&](const CatalogueEntry& entry) {
-    return EqualIgnoringCase(entry.card->word, word);
+    return EqualIgnoringCase(entry.card->model_id, word);
   });
   return found == kModels.end() ? nullptr : &*found;
 }

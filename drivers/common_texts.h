@@ -14,14 +14,15 @@ inline constexpr const char* kFahrenheitText =
     "F";
 
 // Of what is switched on or off.
-inline constexpr Words kOnText = {"on", "oui"};
-inline constexpr Words kOffText = {"off", "non"};
+inline constexpr LocalizedText kOnText = {"on", "oui"};
+inline constexpr LocalizedText kOffText = {"off", "non"};
 
 // Of errors.
-inline constexpr Words kNegativeAcknowledge = {"Device Negative Acknowledge", "Acquittement négatif de l'appareil"};
-inline constexpr Words kSetPointOutOfRange = {"Setpoint temperature is out of range",
-                                              "La température de consigne est hors limites"};
-inline constexpr Words kInvalidChannelNumber = {"Invalid channel number", "Numéro de voie incorrect"};
-inline constexpr Words kMeasureNotAvailable = {"Measure not available", "Mesure non disponible"};
+inline constexpr LocalizedText kNegativeAcknowledge = {"Device Negative Acknowledge",
+                                                       "Acquittement négatif de l'appareil"};
+inline constexpr LocalizedText kSetPointOutOfRange = {"Setpoint temperature is out of range",
+                                                      "La température de consigne est hors limites"};
+inline constexpr LocalizedText kInvalidChannelNumber = {"Invalid channel number", "Numéro de voie incorrect"};
+inline constexpr LocalizedText kMeasureNotAvailable = {"Measure not available", "Mesure non disponible"};
 
 }  // namespace ulix

@@ -28,10 +28,10 @@ struct ChannelRow {
 };
 
 struct ModelCard {
-  const char* word;        // "kelvo10": on the command line
+  const char* model_id;    // "kelvo10": on the command line
   const char* class_name;  // "Kelvo10": in class names, ProgIDs and trace lines
   const char* class_id;    // without braces
-  Words display_name;
+  LocalizedText display_name;
   int display_name_id;      // string-table number
   const char* config_text;  // what GetCfgText answers
   LinkKind link;

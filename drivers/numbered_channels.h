@@ -20,10 +20,10 @@ constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<Numbere
 
 // One setting that every channel has: a small code, or a text. Each is a stored value of its own.
 struct ChannelField {
-  const char* key;  // behind "channel.12."
-  Words label;      // behind the channel's own
-  unsigned bits;    // of the code; 0 for a text
-  std::span<const CodedWord> words;
+  const char* key;      // behind "channel.12."
+  LocalizedText label;  // behind the channel's own
+  unsigned bits;        // of the code; 0 for a text
+  std::span<const EnumLabel> words;
   std::uint32_t initial = 0;
 };
 

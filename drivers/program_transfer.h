@@ -12,8 +12,8 @@ namespace ulix {
 
 // How a person is asked for a program file.
 struct ProgramFileKind {
-  Words title;  // of the question
-  Words files;  // what such files are called
+  LocalizedText title;  // of the question
+  LocalizedText files;  // what such files are called
   const char* pattern;
   const char* setting;  // key of the setting that keeps the file last selected
 };

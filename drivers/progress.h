@@ -18,8 +18,8 @@ constexpr int PercentOf(std::uint32_t done, std::uint32_t total) {
 
 struct ProgressStep {
   int percent = 0;                     // 0 to 100
-  Words title;                         // of the whole operation
-  Words text;                          // what is being done, '%' where a number stands
+  LocalizedText title;                 // of the whole operation
+  LocalizedText text;                  // what is being done, '%' where a number stands
   std::vector<std::uint32_t> numbers;  // of the text
 };
 

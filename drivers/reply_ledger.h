@@ -15,9 +15,9 @@ enum class ReplyKind { kPlain, kLandmark };
 
 // Of the read timeouts of chatter after which a line that does not bring what is waited for is left for the next
 // exchange.
-inline constexpr std::uint32_t kMostSilences = 5;
+inline constexpr std::uint32_t kMaxSilences = 5;
 // So many exchanges, too.
-inline constexpr int kMostProbes = 6;
+inline constexpr int kMaxProbes = 6;
 
 // Instruments answer in order: a reply shows that nothing is coming any more that was asked before its query. Which of
 // several like queries it answers is never guessed; the first that it can belong to counts.
@@ -38,17 +38,17 @@ class ReplyLedger {
   template <typename Probe>
   HRESULT Settle(Probe&& probe, HRESULT never) {
     for (int probes = 0; !empty(); ++probes) {
-      if (probes == kMostProbes) return never;
+      if (probes == kMaxProbes) return never;
       const ReplyKind other = front() == ReplyKind::kPlain ? ReplyKind::kLandmark : ReplyKind::kPlain;
       if (const HRESULT result = probe(other); Failed(result)) return result;
     }
     return S_OK;
   }
   // Whether it grew beyond any use, which takes many queries of both kinds by turns on a silent line.
-  bool full() const { return runs_.size() >= kMostRuns; }
+  bool full() const { return runs_.size() >= kMaxRuns; }
 
  private:
-  static constexpr std::size_t kMostRuns = 64;
+  static constexpr std::size_t kMaxRuns = 64;
   struct Run {
     ReplyKind kind;
     std::size_t count;

@@ -54,7 +54,7 @@ Milliseconds SerialDriver::MostChatter() const {
   std::uint32_t read_ms = 0;
   std::uint32_t write_ms = 0;
   link_.GetTimeouts(&read_ms, &write_ms);
-  return Milliseconds(read_ms * kMostSilences);
+  return Milliseconds(read_ms * kMaxSilences);
 }
 
 // For one read timeout, that is; a line that never is quiet is cut off in the end.
@@ -176,7 +176,7 @@ HRESULT SerialDriver::BringInStep(ReplyKind wanted, std::string_view query, Repl
 Expected<std::string> SerialDriver::Query(std::string_view query, ReplyPlan plan) {
   const std::lock_guard exchange(exchange_mutex_);
   const ReplyKind kind = KindOf(query);
-  for (int probes = 0; probes < kMostProbes; ++probes) {
+  for (int probes = 0; probes < kMaxProbes; ++probes) {
     auto reply = QueryOnce(query, kind, plan);
     const bool stray = reply && kind == ReplyKind::kPlain && !formal_ && IsLandmark(*reply);
     if (!stray) return reply;

@@ -46,13 +46,13 @@ std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
   return values;
 }
 
-const CodedWord* FindCode(std::span<const CodedWord> words, std::uint32_t code) {
-  const auto found = std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return w.code == code; });
+const EnumLabel* FindCode(std::span<const EnumLabel> words, std::uint32_t code) {
+  const auto found = std::find_if(words.begin(), words.end(), [&](const EnumLabel& w) { return w.code == code; });
   return found == words.end() ? nullptr : &*found;
 }
 
 std::optional<std::uint32_t> CodeOfText(const SettingRow& row, std::string_view text) {
-  if (const auto code = CodeOfWord(row.words, text)) return code;
+  if (const auto code = CodeOfLabel(row.labels, text)) return code;
   const auto number = ParseDecimal(text);
   const double lowest = row.is_signed ? std::numeric_limits<std::int32_t>::min() : 0;
   const double highest = row.is_signed ? std::numeric_limits<std::int32_t>::max() : MaskOf(row);
@@ -127,14 +127,14 @@ void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::strin
   values[static_cast<std::size_t>(row.stored)] = std::move(value);
 }
 
-std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code) {
-  const CodedWord* found = FindCode(words, code);
-  return found ? found->word : std::string_view();
+std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code) {
+  const EnumLabel* found = FindCode(words, code);
+  return found ? found->name : std::string_view();
 }
 
-std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::string_view word) {
+std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word) {
   const auto found =
-      std::find_if(words.begin(), words.end(), [&](const CodedWord& w) { return EqualIgnoringCase(w.word, word); });
+      std::find_if(words.begin(), words.end(), [&](const EnumLabel& w) { return EqualIgnoringCase(w.name, word); });
   if (found == words.end()) return std::nullopt;
   return found->code;
 }
@@ -175,7 +175,7 @@ std::string Settings::TextOf(const SettingRow& row, std::optional<Language> show
   if (IsReal(row)) return FormatShortest(RealIn(values, row));
   if (row.type == VariantType::kBstr) return TextIn(values, row);
   const std::uint32_t code = CodeIn(values, row);
-  if (const CodedWord* word = FindCode(row.words, code)) return shown_in ? word->In(*shown_in) : word->word;
+  if (const EnumLabel* word = FindCode(row.labels, code)) return shown_in ? word->In(*shown_in) : word->name;
   return row.is_signed ? std::to_string(SignedIn(values, row)) : std::to_string(code);
 }
 

@@ -17,27 +17,27 @@
 
 namespace ulix {
 
-// A word that stands for a code: what programs, the command line and some instruments call it, and what people are
+// A label that stands for a code: what programs, the command line and some instruments call it, and what people are
 // shown in its place in forms and reports.
-struct CodedWord {
+struct EnumLabel {
   std::uint32_t code;
-  const char* word;
-  Words shown = {};  // none: the word itself
+  const char* name;
+  LocalizedText shown = {};  // none: the name itself
 
-  std::string In(Language language) const { return shown.en ? shown.In(language) : word; }
+  std::string In(Language language) const { return shown.en ? shown.In(language) : name; }
 };
 
 // One setting. The rows of one stored value follow each other and share its number; their bits do not overlap.
 struct SettingRow {
   const char* key;
-  Words label;
-  int stored;                        // number of the stored value that holds it, from 0 without gaps
-  VariantType type;                  // type of that value: kUi1, kUi4, kR4 or kBstr
-  unsigned shift;                    // place of the setting's bits in it
-  unsigned bits;                     // how many; 0 for a real or a text
-  std::span<const CodedWord> words;  // empty for a plain number
-  double initial;                    // the code or the value after a reset; texts start empty
-  bool is_signed = false;            // whether all 32 bits of a kUi4 are a signed number
+  LocalizedText label;
+  int stored;                         // number of the stored value that holds it, from 0 without gaps
+  VariantType type;                   // type of that value: kUi1, kUi4, kR4 or kBstr
+  unsigned shift;                     // place of the setting's bits in it
+  unsigned bits;                      // how many; 0 for a real or a text
+  std::span<const EnumLabel> labels;  // empty for a plain number
+  double initial;                     // the code or the value after a reset; texts start empty
+  bool is_signed = false;             // whether all 32 bits of a kUi4 are a signed number
 };
 
 // A value as the record holds it: the bits of an integer, a real, or a text in Windows-1252.
@@ -91,7 +91,7 @@ void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float valu
 void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::string value);
 
 // The word of a code; empty when it has none.
-std::string_view WordOf(std::span<const CodedWord> words, std::uint32_t code);
-std::optional<std::uint32_t> CodeOfWord(std::span<const CodedWord> words, std::string_view word);
+std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code);
+std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word);
 
 }  // namespace ulix

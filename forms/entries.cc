@@ -11,14 +11,14 @@ std::optional<double> EnteredNumber(const std::string& text) { return TypedNumbe
 
 // A form that is taken as it was opened changes nothing.
 std::string ShownNumber(double value) {
-  constexpr unsigned kUsualDigits = 7, kMostDigits = 15;
+  constexpr unsigned kUsualDigits = 7, kMaxDigits = 15;
   const bool whole = value == std::floor(value) && std::abs(value) < std::exp2(53);
-  for (unsigned digits = kUsualDigits; digits < kMostDigits; ++digits) {
+  for (unsigned digits = kUsualDigits; digits < kMaxDigits; ++digits) {
     std::string text = FormatLocalNumber(value, digits);
     const double read = EnteredNumber(text).value_or(NAN);
     if (read == value || (!whole && static_cast<float>(read) == static_cast<float>(value))) return text;
   }
-  return FormatLocalNumber(value, kMostDigits);
+  return FormatLocalNumber(value, kMaxDigits);
 }
 
 std::optional<std::size_t> ChoiceOf(const Field& field) {

@@ -16,7 +16,7 @@ enum class FieldKind {
   kChoice,    // one of `choices`
   kFile,      // the path of a file, as `file` asks for it
   kOpenList,  // one of `choices`, or something else typed
-  kTick,      // "1" or ""
+  kCheckBox,  // "1" or ""
   kShown,     // nothing to enter
 };
 

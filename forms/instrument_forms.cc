@@ -17,7 +17,7 @@
 namespace ulix {
 namespace {
 
-constexpr std::int32_t kMostPort = 32767;  // what the persisted configuration has room for
+constexpr std::int32_t kMaxPort = 32767;  // what the persisted configuration has room for
 
 Field MakeField(const char* key, std::string label, FieldKind kind, std::string value) {
   Field field;
@@ -51,15 +51,15 @@ std::string TitleOf(Instrument& instrument, const std::string& what, Language la
 
 // What the instrument says that it is, where it is connected.
 Field IdentificationField(Instrument& instrument, Language language) {
-  std::string text = Say(Word::kNoInstrument, language);
+  std::string text = Localized(FormText::kNoInstrument, language);
   std::int32_t connected = 0;
   instrument.IsConnected(&connected);
   if (connected) instrument.Identify(&text);
-  return Shown("identification", Say(Word::kIdentification, language), text);
+  return Shown("identification", Localized(FormText::kIdentification, language), text);
 }
 
 std::string RangeText(double least, double most, Language language) {
-  return Say(Word::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
+  return Localized(FormText::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
 }
 
 // A form's page as it was entered, and what to say of its fields.
@@ -70,9 +70,9 @@ struct EnteredPage {
 
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
   Refusal RefuseNumber(std::size_t field, double least, double most) const {
-    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Say(Word::kNotANumber, language));
+    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Localized(FormText::kNotANumber, language));
     const bool in_range = Number(field, least, most).has_value();
-    return Refuse(field, in_range ? Say(Word::kNotWhole, language) : RangeText(least, most, language));
+    return Refuse(field, in_range ? Localized(FormText::kNotWhole, language) : RangeText(least, most, language));
   }
   // The number of a field within the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
@@ -89,7 +89,7 @@ struct EnteredPage {
 
 // The fields of the page about a serial link, in order.
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
-constexpr std::int32_t kMostTcpPort = 65535;
+constexpr std::int32_t kMaxTcpPort = 65535;
 
 // What the page says of the way to an instrument that is on a line or on a network. `network` is there for models that
 // can be on one; without an address they are on the line.
@@ -107,11 +107,11 @@ std::optional<std::int32_t> PortOf(const std::string& entered) {
   std::int32_t port = 0;
   const auto read = std::from_chars(text.data(), text.data() + text.size(), port);
   const bool whole = read.ec == std::errc() && read.ptr == text.data() + text.size();
-  return whole && port >= 1 && port <= kMostPort ? std::optional(port) : std::nullopt;
+  return whole && port >= 1 && port <= kMaxPort ? std::optional(port) : std::nullopt;
 }
 
 Field PortField(const SerialParams& params, Language language) {
-  Field field = MakeField("port", Say(Word::kPort, language), FieldKind::kOpenList, PortName(params.port));
+  Field field = MakeField("port", Localized(FormText::kPort, language), FieldKind::kOpenList, PortName(params.port));
   std::vector<int> ports;
   EnumSerialPorts(ports);
   for (const int port : ports) field.choices.push_back(PortName(port));
@@ -135,7 +135,7 @@ Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Langu
   std::vector<std::string> texts;
   for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
   const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
-  Field field = Choice("baud", Say(Word::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
+  Field field = Choice("baud", Localized(FormText::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
                        usual < rates.size() ? usual : 0);
   field.unit = "bds";
   return field;
@@ -146,18 +146,18 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
   std::optional<NetworkAddress> address;
   if (Failed(instrument.GetNetworkAddress(&address))) return;
   const NetworkAddress shown = address.value_or(NetworkAddress());
-  page.fields.push_back(MakeField("host", Say(Word::kHost, language), FieldKind::kText, shown.host));
+  page.fields.push_back(MakeField("host", Localized(FormText::kHost, language), FieldKind::kText, shown.host));
   page.fields.push_back(
-      MakeField("tcp-port", Say(Word::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
+      MakeField("tcp-port", Localized(FormText::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
 }
 
 // The fields in the order of CommField; nothing for an instrument that is on no line.
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
-  const auto choice = [&](const char* key, Word label, std::vector<std::string> texts, std::int32_t code,
+  const auto choice = [&](const char* key, FormText label, std::vector<std::string> texts, std::int32_t code,
                           std::size_t otherwise) {
-    return Choice(key, Say(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
+    return Choice(key, Localized(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
   };
   std::vector<std::string> flows = CodeTexts(2, language, FlowText);
   flows.emplace_back("XON/XOFF");
@@ -165,10 +165,10 @@ void AddLine(Instrument& instrument, Language language, Page& page) {
   page.fields = {
       PortField(params, language),
       SpeedField(instrument.BaudRates(), params.baudRate, language),
-      choice("data-bits", Word::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
-      choice("stop-bits", Word::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
-      choice("parity", Word::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
-      choice("handshake", Word::kFlow, std::move(flows), params.handshakeCode, 1),
+      choice("data-bits", FormText::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
+      choice("stop-bits", FormText::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
+      choice("parity", FormText::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
+      choice("handshake", FormText::kFlow, std::move(flows), params.handshakeCode, 1),
   };
   AddNetwork(instrument, language, page);
 }
@@ -178,8 +178,8 @@ bool IsOnLine(const Page& page) { return page.fields.size() > kFlow && page.fiel
 std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
   if (fields.size() <= kTcpPort || fields[kHost].key != "host") return std::nullopt;
-  const auto port = entered.Whole(kTcpPort, 1, kMostTcpPort);
-  if (!port) return entered.RefuseNumber(kTcpPort, 1, kMostTcpPort);
+  const auto port = entered.Whole(kTcpPort, 1, kMaxTcpPort);
+  if (!port) return entered.RefuseNumber(kTcpPort, 1, kMaxTcpPort);
   const std::string host(Trimmed(fields[kHost].value));
   entry.network.emplace();
   if (!host.empty()) *entry.network = NetworkAddress{host, static_cast<std::int32_t>(*port)};
@@ -190,11 +190,11 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   const auto& fields = entered.page.fields;
   if (!IsOnLine(entered.page)) return std::nullopt;
   const auto port = PortOf(fields[kPort].value);
-  if (!port) return entered.Refuse(kPort, Say(Word::kPortRange, entered.language));
+  if (!port) return entered.Refuse(kPort, Localized(FormText::kPortRange, entered.language));
   std::array<std::size_t, kFlow + 1> codes{};
   for (std::size_t k = kSpeed; k <= kFlow; ++k) {
     const auto choice = ChoiceOf(fields[k]);
-    if (!choice) return entered.Refuse(k, Say(Word::kNotAChoice, entered.language));
+    if (!choice) return entered.Refuse(k, Localized(FormText::kNotAChoice, entered.language));
     codes[k] = *choice;
   }
   const auto code = [&](std::size_t field) { return static_cast<std::int32_t>(codes[field]); };
@@ -232,9 +232,9 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
     field.kind = FieldKind::kFile;
     field.file = std::move(*question);
   }
-  if (row.words.empty()) return field;
+  if (row.labels.empty()) return field;
   field.kind = FieldKind::kChoice;
-  for (const CodedWord& word : row.words) field.choices.push_back(word.In(language));
+  for (const EnumLabel& word : row.labels) field.choices.push_back(word.In(language));
   // A code without a word, such as "none of them", is a choice while it is set.
   if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
   return field;
@@ -249,20 +249,20 @@ bool IsOfLink(Instrument& instrument, const SettingRow& row) {
 void AddUsb(Instrument& instrument, Language language, Page& page) {
   if (instrument.card().link != LinkKind::kUsb) return;
   const bool found = Succeeded(instrument.CheckLink());
-  page.fields.push_back(
-      Shown("", Say(Word::kUsbLibrary, language), Say(found ? Word::kFound : Word::kNotFound, language)));
+  page.fields.push_back(Shown("", Localized(FormText::kUsbLibrary, language),
+                              Localized(found ? FormText::kFound : FormText::kNotFound, language)));
   page.fields.push_back(IdentificationField(instrument, language));
 }
 
 // The line's fields come first, the settings that are about the link behind them.
 Page CommPage(Instrument& instrument, Language language) {
-  Page page{Say(Word::kCommunication, language), {}};
+  Page page{Localized(FormText::kCommunication, language), {}};
   AddLine(instrument, language, page);
   for (const SettingRow& row : instrument.settings().rows()) {
     if (IsOfLink(instrument, row)) page.fields.push_back(SettingField(instrument, row, language));
   }
   AddUsb(instrument, language, page);
-  if (page.fields.empty()) page.fields.push_back(Shown("", Say(Word::kNothingToSet, language), ""));
+  if (page.fields.empty()) page.fields.push_back(Shown("", Localized(FormText::kNothingToSet, language), ""));
   return page;
 }
 
@@ -281,15 +281,17 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
     if (IsOfLink(instrument, row)) continue;
     const std::string_view own = ChannelOfKey(row.key);
     if (pages.empty() || own != channel) {
-      pages.push_back(
-          {own.empty() ? Say(Word::kConfiguration, language) : Say(Word::kChannel, language, {std::string(own)}), {}});
+      pages.push_back({own.empty() ? Localized(FormText::kConfiguration, language)
+                                   : Localized(FormText::kChannel, language, {std::string(own)}),
+                       {}});
       channel = own;
     }
     pages.back().fields.push_back(SettingField(instrument, row, language));
     if (!own.empty()) DropChannel(pages.back().fields.back().label);
   }
   if (pages.empty()) {
-    pages.push_back({Say(Word::kConfiguration, language), {Shown("", Say(Word::kNothingToSet, language), "")}});
+    pages.push_back(
+        {Localized(FormText::kConfiguration, language), {Shown("", Localized(FormText::kNothingToSet, language), "")}});
   }
   return pages;
 }
@@ -303,9 +305,9 @@ std::pair<double, double> Limits(const SettingRow& row) {
 
 // What an entry is for the record: the word of a choice that was shown in its place.
 std::string WordOfShown(const SettingRow& row, const std::string& entered, Language language) {
-  const auto found = std::find_if(row.words.begin(), row.words.end(),
-                                  [&](const CodedWord& word) { return EqualIgnoringCase(word.In(language), entered); });
-  return found == row.words.end() ? entered : found->word;
+  const auto found = std::find_if(row.labels.begin(), row.labels.end(),
+                                  [&](const EnumLabel& word) { return EqualIgnoringCase(word.In(language), entered); });
+  return found == row.labels.end() ? entered : found->name;
 }
 
 // Puts an entry into a record; false when the setting does not take it.
@@ -345,7 +347,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       if (!row || Enter(record, *row, field, language)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
-                                              : entered.Refuse(k, Say(Word::kNotAChoice, language));
+                                              : entered.Refuse(k, Localized(FormText::kNotAChoice, language));
     }
   }
   if (extent == Extent::kGive && record.Snapshot() != before) {
@@ -390,44 +392,45 @@ std::string ChannelLabel(Instrument& instrument, ChannelId id) {
 }
 
 Page GroupPage(const GroupSettings& settings, std::uint32_t group, Language language) {
-  const auto number = [&](const char* key, Word label, double value, const char* unit) {
-    Field field = MakeField(key, Say(label, language), FieldKind::kNumber, ShownNumber(value));
+  const auto number = [&](const char* key, FormText label, double value, const char* unit) {
+    Field field = MakeField(key, Localized(label, language), FieldKind::kNumber, ShownNumber(value));
     field.unit = unit;
     return field;
   };
-  return {Say(Word::kGeneral, language),
-          {Shown("name", Say(Word::kName, language), Say(Word::kGroup, language, {std::to_string(group)})),
-           number("period", Word::kPeriod, settings.period_ms, "ms"),
-           number("dead-band", Word::kDeadBandPercent, settings.dead_band_percent, "%"),
-           number("dead-band-abs", Word::kDeadBandAbs, settings.dead_band_abs, ""),
-           number("dead-time-max", Word::kSilence, settings.dead_time_max_s, "s")}};
+  return {Localized(FormText::kGeneral, language),
+          {Shown("name", Localized(FormText::kName, language),
+                 Localized(FormText::kGroup, language, {std::to_string(group)})),
+           number("period", FormText::kPeriod, settings.period_ms, "ms"),
+           number("dead-band", FormText::kDeadBandPercent, settings.dead_band_percent, "%"),
+           number("dead-band-abs", FormText::kDeadBandAbs, settings.dead_band_abs, ""),
+           number("dead-time-max", FormText::kSilence, settings.dead_time_max_s, "s")}};
 }
 
 Page MembersPage(Instrument& instrument, std::uint32_t group, Language language) {
-  Page page{Say(Word::kChannels, language), {}};
+  Page page{Localized(FormText::kChannels, language), {}};
   std::vector<ChannelId> members;
   instrument.InChans(group, &members);
   for (ChannelId id = 0; id < instrument.card().channels.size(); ++id) {
     if (instrument.card().channels[id].direction == ChanOut || !instrument.OffersChannel(id)) continue;
     const bool member = std::find(members.begin(), members.end(), id) != members.end();
     page.fields.push_back(
-        MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kTick, member ? "1" : ""));
+        MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kCheckBox, member ? "1" : ""));
   }
   return page;
 }
 
 std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, const Form& form, Language language) {
   const EnteredPage entered{form.pages.front(), 0, language};
-  constexpr double kMostWhole = std::numeric_limits<std::uint32_t>::max();
-  constexpr double kMostReal = std::numeric_limits<float>::max();
+  constexpr double kMaxWhole = std::numeric_limits<std::uint32_t>::max();
+  constexpr double kMaxReal = std::numeric_limits<float>::max();
   const struct {
     std::size_t field;
     double least, most;
     std::optional<double> (EnteredPage::*read)(std::size_t, double, double) const;
-  } limits[] = {{kPeriod, kShortestPeriodMs, kMostWhole, &EnteredPage::Whole},
-                {kPercent, 0, kMostReal, &EnteredPage::Number},
-                {kAbsolute, 0, kMostReal, &EnteredPage::Number},
-                {kSilence, 0, kMostWhole, &EnteredPage::Whole}};
+  } limits[] = {{kPeriod, kShortestPeriodMs, kMaxWhole, &EnteredPage::Whole},
+                {kPercent, 0, kMaxReal, &EnteredPage::Number},
+                {kAbsolute, 0, kMaxReal, &EnteredPage::Number},
+                {kSilence, 0, kMaxWhole, &EnteredPage::Whole}};
   for (const auto& limit : limits) {
     if (!(entered.*limit.read)(limit.field, limit.least, limit.most))
       return entered.RefuseNumber(limit.field, limit.least, limit.most);
@@ -457,7 +460,8 @@ std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<Ch
   for (std::size_t k = 0; k < outputs.size(); ++k) {
     if (is_left(k)) continue;
     const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kMost, kMost)));
-    if (Failed(result)) return entered.Refuse(k, Say(Word::kNotTaken, language, {instrument.DescriptionOf(result)}));
+    if (Failed(result))
+      return entered.Refuse(k, Localized(FormText::kNotTaken, language, {instrument.DescriptionOf(result)}));
   }
   return std::nullopt;
 }
@@ -466,10 +470,10 @@ Page AboutPage(Instrument& instrument, Language language) {
   std::string version, link;
   instrument.Version(&version);
   instrument.GetCommInfo(&link);
-  return {Say(Word::kAbout, language),
-          {Shown("model", Say(Word::kModel, language), DisplayName(instrument, language)),
-           Shown("version", Say(Word::kLibraryVersion, language), version), IdentificationField(instrument, language),
-           Shown("link", Say(Word::kLink, language), link)}};
+  return {Localized(FormText::kAbout, language),
+          {Shown("model", Localized(FormText::kModel, language), DisplayName(instrument, language)),
+           Shown("version", Localized(FormText::kLibraryVersion, language), version),
+           IdentificationField(instrument, language), Shown("link", Localized(FormText::kLink, language), link)}};
 }
 
 }  // namespace
@@ -484,14 +488,19 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
-  Form form{
-      TitleOf(instrument, Say(Word::kCommunication, language), language), {CommPage(instrument, language)}, {}, {}};
+  Form form{TitleOf(instrument, Localized(FormText::kCommunication, language), language),
+            {CommPage(instrument, language)},
+            {},
+            {}};
   TakeWith(form, instrument, language, ApplyAll);
   return form;
 }
 
 Form CfgForm(Instrument& instrument, Language language) {
-  Form form{TitleOf(instrument, Say(Word::kConfiguration, language), language), CfgPages(instrument, language), {}, {}};
+  Form form{TitleOf(instrument, Localized(FormText::kConfiguration, language), language),
+            CfgPages(instrument, language),
+            {},
+            {}};
   TakeWith(form, instrument, language, ApplyCfg);
   return form;
 }
@@ -499,7 +508,7 @@ Form CfgForm(Instrument& instrument, Language language) {
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
   GroupSettings settings;
   instrument.GetGroupSettings(group, &settings);
-  return {TitleOf(instrument, Say(Word::kGroup, language, {std::to_string(group)}), language),
+  return {TitleOf(instrument, Localized(FormText::kGroup, language, {std::to_string(group)}), language),
           {GroupPage(settings, group, language), MembersPage(instrument, group, language)},
           [&instrument, group, language](const Form& form) { return ApplyGroup(instrument, group, form, language); }};
 }
@@ -507,7 +516,7 @@ Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
 Form OutChansForm(Instrument& instrument, Language language) {
   std::vector<ChannelId> outputs;
   instrument.OutChans(&outputs);
-  Page page{Say(Word::kOutputs, language), {}};
+  Page page{Localized(FormText::kOutputs, language), {}};
   for (const ChannelId id : outputs) {
     page.fields.push_back(MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kNumber, ""));
   }
@@ -517,7 +526,7 @@ Form OutChansForm(Instrument& instrument, Language language) {
 }
 
 Form AboutForm(Instrument& instrument, Language language) {
-  return {TitleOf(instrument, Say(Word::kAbout, language), language), {AboutPage(instrument, language)}, {}};
+  return {TitleOf(instrument, Localized(FormText::kAbout, language), language), {AboutPage(instrument, language)}, {}};
 }
 
 Form PropertiesForm(Instrument& instrument, Language language) {

@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-enum class Word {
+enum class FormText {
   kOk,
   kCancel,
   kCommunication,
@@ -54,13 +54,13 @@ enum class Word {
   kNo,
 };
 
-using WordRow = WordRowOf<Word>;
+using FormTextRow = TextRowOf<FormText>;
 
 // Every word, in the order of the enumeration.
-extern const std::array<WordRow, static_cast<std::size_t>(Word::kNo) + 1> kFormWords;
+extern const std::array<FormTextRow, static_cast<std::size_t>(FormText::kNo) + 1> kFormTexts;
 
 // In Windows-1252; the second form puts values in place of the '%'s.
-std::string Say(Word word, Language language);
-std::string Say(Word word, Language language, std::initializer_list<std::string> values);
+std::string Localized(FormText word, Language language);
+std::string Localized(FormText word, Language language, std::initializer_list<std::string> values);
 
 }  // namespace ulix

@@ -11,7 +11,7 @@
 namespace ulix {
 namespace {
 
-constexpr int kMostReadings = 20;
+constexpr int kMaxReadings = 20;
 constexpr unsigned kLostAtEnd = 1;
 constexpr unsigned kTakesNothing = 2;
 
@@ -45,7 +45,7 @@ void Exchange(Driver& driver, FakeLine& line, bool takes_nothing) {
   Require(Succeeded(read) || driver.settings().Snapshot() == record, "a record is read whole or not at all");
   CheckSilent(line, [&] { return driver.SendCfg(); });
   CheckCode(CodeOf(driver.Identify()));
-  for (int readings = 0; readings < kMostReadings && !line.input.empty(); ++readings) {
+  for (int readings = 0; readings < kMaxReadings && !line.input.empty(); ++readings) {
     CheckReading(driver.ReadChannel(0));
   }
   CheckSilent(line, [&] { return driver.WriteChannel(1, 100.1F); });

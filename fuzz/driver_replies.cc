@@ -15,7 +15,7 @@ namespace ulix {
 namespace {
 
 // A line whose silence takes no time of the clock: what it bounds are the reads.
-constexpr std::size_t kMostReads = 200'000;
+constexpr std::size_t kMaxReads = 200'000;
 
 // Answers each request with the next piece of what it was given, and is silent behind it.
 class Mouth final : public Simulator {
@@ -99,6 +99,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const auto driver = model.create(services);
   ulix::Exchange(*driver);
-  ulix::Require(line.calls.size() < ulix::kMostReads, "an exchange is bounded");
+  ulix::Require(line.calls.size() < ulix::kMaxReads, "an exchange is bounded");
   return 0;
 }

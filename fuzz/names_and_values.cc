@@ -62,7 +62,7 @@ void CheckArguments(std::string_view text) {
 
 void CheckLines(const CatalogueEntry& model, std::string_view lines) {
   ManualClock clock;
-  const auto simulator = FindSimulator(model.card->word)(clock);
+  const auto simulator = FindSimulator(model.card->model_id)(clock);
   Settings settings(model.card->settings);
   for (const std::string_view line : SplitWords(lines, "\n")) {
     CheckSetting(settings, line);

@@ -43,7 +43,7 @@ void CheckRecords(const std::string& path, std::string_view bytes) {
   std::string again(bytes.substr(0, kHead));
   for (std::uint32_t i = 0; i < *count; ++i) {
     const auto record = file->Next();
-    Require(record && !record->empty() && record->size() <= memolog::kMostRecordWords, "all that were counted come");
+    Require(record && !record->empty() && record->size() <= memolog::kMaxRecordWords, "all that were counted come");
     again += memolog::ProgramFileRecord(*record);
   }
   Require(bytes.starts_with(again), "and are what the file holds");

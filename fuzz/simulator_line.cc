@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kLongestReply = 64;     // a configuration line has at most 49 characters
 constexpr std::size_t kLongestRequest = 256;  // kept of a request
-constexpr std::size_t kMostUnknown = 100;     // requests noted
+constexpr std::size_t kMaxUnknown = 100;      // requests noted
 
 void Collect(std::vector<std::string>& said, const std::vector<SimulatedReply>& replies) {
   for (const SimulatedReply& reply : replies) {
@@ -39,7 +39,7 @@ void CheckRequests(std::string_view bytes) {
   Require(said_at_once.size() == static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')),
           "each line is one request");
   Require(at_once.unknown_requests() == in_pieces.unknown_requests(), "nor to what is not known");
-  Require(at_once.unknown_requests().size() <= kMostUnknown, "unknown requests are not kept without end");
+  Require(at_once.unknown_requests().size() <= kMaxUnknown, "unknown requests are not kept without end");
   for (const std::string& request : at_once.unknown_requests()) {
     Require(request.size() <= kLongestRequest, "nor is one of them");
   }

@@ -13,7 +13,7 @@ namespace ulix {
 namespace {
 
 constexpr std::size_t kLongestTypedNumber = 79;
-constexpr unsigned kMostDigits = 15;
+constexpr unsigned kMaxDigits = 15;
 
 // The separator's byte, or this when the system has not been asked.
 constexpr int kNotAsked = -1;
@@ -66,7 +66,7 @@ std::optional<double> TypedNumber(const std::string& text) {
 }
 
 std::string FormatLocalNumber(double value, unsigned digits) {
-  const unsigned kept = std::clamp(digits, 1U, kMostDigits);
+  const unsigned kept = std::clamp(digits, 1U, kMaxDigits);
   return ToLocalDecimal(FormatGeneral(value, static_cast<int>(kept)), '.');
 }
 

@@ -13,8 +13,8 @@ enum Function : std::uint8_t { kReadHolding = 3, kWriteSingle = 6, kWriteMultipl
 inline constexpr std::uint8_t kExceptionFlag = 0x80;
 enum Exception : std::uint8_t { kIllegalFunction = 1, kIllegalAddress = 2, kIllegalData = 3 };
 
-inline constexpr std::size_t kMostRead = 125;
-inline constexpr std::size_t kMostWritten = 123;
+inline constexpr std::size_t kMaxRead = 125;
+inline constexpr std::size_t kMaxWritten = 123;
 inline constexpr std::size_t kLongestPdu = 253;
 
 void AppendWord(std::string& bytes, std::uint16_t value);  // high byte first

@@ -46,7 +46,7 @@ Expected<std::string_view> ModbusMaster::Ask(std::string_view request) {
 }
 
 HRESULT ModbusMaster::ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers) {
-  if (registers.empty() || registers.size() > modbus::kMostRead) return E_INVALIDARG;
+  if (registers.empty() || registers.size() > modbus::kMaxRead) return E_INVALIDARG;
   const auto reply = Ask(modbus::ReadRequest(address, registers.size()));
   if (!reply) return reply.error();
   return modbus::TakeRegisters(*reply, registers) ? S_OK : Misunderstood();
@@ -64,7 +64,7 @@ HRESULT ModbusMaster::Write(std::string_view request) {
 }
 
 HRESULT ModbusMaster::WriteMultiple(std::uint16_t address, std::span<const std::uint16_t> registers) {
-  if (registers.empty() || registers.size() > modbus::kMostWritten) return E_INVALIDARG;
+  if (registers.empty() || registers.size() > modbus::kMaxWritten) return E_INVALIDARG;
   return Write(modbus::WriteRequest(address, registers));
 }
 

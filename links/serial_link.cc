@@ -95,7 +95,7 @@ HRESULT SerialLink::Open() {
 
 // The port, ready for use; null when any step of getting it there failed.
 std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured() {
-  // Some systems take a rate of nought or of their own choice; none is asked.
+  // Some systems take a rate of zero or of their own choice; none is asked.
   const SerialParams wanted = params();
   if (!IsSupportedRate(wanted.baudRate)) return nullptr;
   auto port = options_.open(wanted.port).port;

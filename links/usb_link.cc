@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kDrainTimeoutMs = 1;
 // A device that still has something to say after so many blocks never ends.
-constexpr int kMostDrained = 1000;
+constexpr int kMaxDrained = 1000;
 constexpr std::size_t kLongestKept = 4096;  // of a reply that comes in pieces
 
 }  // namespace
@@ -73,7 +73,7 @@ HRESULT UsbLink::Drain() {
   if (const HRESULT set = library_->SetTimeout(*device_, kUsbInput, kDrainTimeoutMs); Failed(set)) {
     return MapFailure(set, winUsbCommErrUnableToFlushComm);
   }
-  for (int block = 0; block < kMostDrained; ++block) {
+  for (int block = 0; block < kMaxDrained; ++block) {
     std::array<char, kReplySize + 1> buffer{};
     std::uint32_t size = kReplySize;
     if (Failed(library_->Read(*device_, buffer.data(), size)) || size == 0) return S_OK;
@@ -93,7 +93,7 @@ HRESULT UsbLink::Write(std::string_view text) {
   if (const HRESULT result = library_->Write(*device_, terminated.c_str(), count); Failed(result)) {
     return MapFailure(result, winUsbCommErrUnableToWriteComm);
   }
-  // A library that does not count leaves the nought.
+  // A library that does not count leaves the zero.
   const bool cut = count != 0 && count < terminated.size();
   Trace(TraceDirection::kSent, text.substr(0, cut ? count : text.size()));
   return cut ? winUsbCommErrUnableToWriteComm : S_OK;

@@ -12,9 +12,9 @@ namespace fs = std::filesystem;
 
 // Where the name leads; also when nothing is there yet.
 fs::path LinksFollowed(fs::path path) {
-  constexpr int kMostLinks = 40;  // more go round in a circle
+  constexpr int kMaxLinks = 40;  // more go round in a circle
   std::error_code failed;
-  for (int followed = 0; followed < kMostLinks && fs::is_symlink(path, failed); ++followed) {
+  for (int followed = 0; followed < kMaxLinks && fs::is_symlink(path, failed); ++followed) {
     path = path.parent_path() / fs::read_symlink(path, failed);
   }
   return path;
@@ -46,8 +46,8 @@ NewFile::~NewFile() {
 
 // A name that somebody has is his.
 bool NewFile::CreateBeside() {
-  constexpr int kMostNames = 10;
-  for (int tried = 0; tried < kMostNames && beside_.empty(); ++tried) {
+  constexpr int kMaxNames = 10;
+  for (int tried = 0; tried < kMaxNames && beside_.empty(); ++tried) {
     const fs::path name = RandomName(path_);
     if (CreateLike(path_, name)) beside_ = name;
   }

@@ -8,7 +8,7 @@ namespace ulix {
 
 struct ErrorRow {
   HRESULT code;
-  Words long_text;
+  LocalizedText long_text;
   const char* short_text;
   int long_id;  // string-table numbers of the two texts
   int short_id;

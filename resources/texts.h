@@ -29,7 +29,7 @@ enum class TextId : int {
 
 struct TextRow {
   TextId id;
-  Words words;
+  LocalizedText words;
 };
 
 std::span<const TextRow> AllTexts();

@@ -1,7 +1,7 @@
 """Reads the sources for texts that people see, and says what is wrong with them: check_words.py [ROOT].
 
 A text is in both languages where the source says it: a pair of literals, English and French, that is a field of a table's
-row, the value of a constant of type Words, or the value of a named field. Tables are found by that shape, wherever they
+row, the value of a constant of type LocalizedText, or the value of a named field. Tables are found by that shape, wherever they
 stand. Told are: a language that is missing or empty, a text that Windows-1252 has no room for, places for values that
 differ, one English text with two French ones, a word that nothing says, more or fewer values than a word has places, and
 prose, or the name of a menu's entry, that stands in the code of what people see, in one language only.
@@ -67,7 +67,7 @@ def name_of(found, brace):
     if before[-1:] == [","]:
         return "".join(before[-4:-1]) if before[-3:-2] == ["::"] else ""
     if before[-1:] == ["="]:
-        return before[-2] if before[-3:-2] == ["Words"] else "" if before[-3:-2] == ["."] else None
+        return before[-2] if before[-3:-2] == ["LocalizedText"] else "" if before[-3:-2] == ["."] else None
     return None
 
 
@@ -94,9 +94,9 @@ def places(text):
 
 
 def values_given(found):
-    """Each word that is said with values, and how many: Say(Enum::kWord, language, {a, b}), the language being optional."""
+    """Each word that is said with values, and how many: Localized(Enum::kWord, language, {a, b}), the language being optional."""
     for k, token in enumerate(found):
-        if token.text != "Say" or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
+        if token.text != "Localized" or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
             continue
         depth, values, name = 0, None, "".join(part.text for part in found[k + 2:k + 5])
         for part in found[k + 1:]:

@@ -51,7 +51,7 @@ HRESULT Adt760Simulator::Set(std::string_view key, std::string_view value) {
 SimulatedReply Adt760Simulator::Answer(std::string_view request) {
   if (request.ends_with('?')) {
     if (const auto answer = AnswerQuery(request)) return {*answer + "\n", true};
-  } else if (Obey(request)) {
+  } else if (Execute(request)) {
     return {};
   }
   NoteUnknown(request);
@@ -97,7 +97,7 @@ std::optional<double> Adt760Simulator::Measure(std::string_view query) {
   return std::nullopt;
 }
 
-bool Adt760Simulator::Obey(std::string_view command) {
+bool Adt760Simulator::Execute(std::string_view command) {
   if (command == "*CLS") {
     errors_.clear();
     return true;

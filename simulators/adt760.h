@@ -36,7 +36,7 @@ class Adt760Simulator final : public LineSimulator {
   std::optional<std::string> AnswerQuery(std::string_view query);
   std::optional<double> Measure(std::string_view query);
   // Whether the calibrator knows the command; what it does not like about it goes to the error queue.
-  bool Obey(std::string_view command);
+  bool Execute(std::string_view command);
   void Source(double& target, double value, double lowest, double highest);
   void QueueError(std::string_view error);
   std::string NextError();

@@ -81,7 +81,7 @@ tl::expected<Fault, std::string> ParseFault(std::string_view text) {
   return Fault{row->kind, *amount};
 }
 
-std::string FaultSet::Spoil(std::string reply, const std::string& refusal) const {
+std::string FaultSet::ApplyFaults(std::string reply, const std::string& refusal) const {
   if (Has(FaultKind::kRefuse)) reply = refusal;
   if (reply.empty() || Has(FaultKind::kSilent)) return {};
   if (Has(FaultKind::kGarbage)) reply = Garbled(std::move(reply));

@@ -45,7 +45,7 @@ class FaultSet {
   Milliseconds Time(FaultKind kind) const { return Milliseconds(Amount(kind).value_or(0)); }
 
   // The bytes of a reply with these faults in them; the timing is not part of it.
-  std::string Spoil(std::string reply, const std::string& refusal) const;
+  std::string ApplyFaults(std::string reply, const std::string& refusal) const;
 
  private:
   std::array<std::optional<int>, kFaultKinds> amounts_;

@@ -7,7 +7,7 @@ namespace ulix {
 namespace {
 
 // A host that asks and never reads, or asks faster than a slow line answers, loses what goes beyond.
-constexpr std::size_t kMostPieces = 8192;
+constexpr std::size_t kMaxPieces = 8192;
 
 }  // namespace
 
@@ -28,7 +28,7 @@ void FaultyInstrument::Receive(std::string_view bytes, MonotonicTime now) {
   for (SimulatedReply& reply : simulator_->Receive(bytes)) {
     if (!reply.expected || Leaving()) continue;
     ++exchanges_;
-    Reply(faults_.Spoil(std::move(reply.bytes), simulator_->Refusal()), now);
+    Reply(faults_.ApplyFaults(std::move(reply.bytes), simulator_->Refusal()), now);
   }
 }
 
@@ -65,7 +65,7 @@ void FaultyInstrument::Reply(std::string bytes, MonotonicTime now) {
 void FaultyInstrument::Schedule(std::string_view bytes, MonotonicTime start) {
   const Milliseconds drip = faults_.Time(FaultKind::kDrip);
   const std::size_t size = drip.count() > 0 ? 1 : bytes.size();
-  for (; !bytes.empty() && under_way_.size() < kMostPieces; bytes.remove_prefix(size), start += drip) {
+  for (; !bytes.empty() && under_way_.size() < kMaxPieces; bytes.remove_prefix(size), start += drip) {
     under_way_.push_back({start, std::string(bytes.substr(0, size))});
     free_at_ = start;
   }

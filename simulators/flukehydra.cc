@@ -83,12 +83,12 @@ FlukeHydraSimulator::FlukeHydraSimulator(Clock& clock)
 
 SimulatedReply FlukeHydraSimulator::Answer(std::string_view request) {
   const bool whole = request.ends_with('\r');
-  const auto answer = whole ? Obey(request.substr(0, request.size() - 1)) : std::nullopt;
+  const auto answer = whole ? Execute(request.substr(0, request.size() - 1)) : std::nullopt;
   if (!answer) NoteUnknown(request);
   return {answer.value_or(Refusal()), true};
 }
 
-std::optional<std::string> FlukeHydraSimulator::Obey(std::string_view command) {
+std::optional<std::string> FlukeHydraSimulator::Execute(std::string_view command) {
   if (command == "*IDN?") return Result(identity_);
   if (command == "TEMP_CONFIG?") return Result(temperature_config_);
   if (command == "RATE?") return Result(measuring_rate_);

@@ -59,7 +59,7 @@ class FlukeHydraSimulator final : public LineSimulator {
   SimulatedReply Answer(std::string_view request) override;
   // The answer to a command without its carriage return: result and prompt, or a prompt alone; none for a command that
   // the instrument does not know.
-  std::optional<std::string> Obey(std::string_view command);
+  std::optional<std::string> Execute(std::string_view command);
   std::optional<std::string> ObeySwitch(std::string_view command);
   std::optional<std::string> AnswerChannel(std::string_view command);
   std::string Result(const std::string& result) const { return result + "\r\n" + Prompt(); }

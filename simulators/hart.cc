@@ -31,8 +31,8 @@ HRESULT HartSimulator::Set(std::string_view key, std::string_view value) {
 
 // Half duplex and silence between queries are how it is anyway.
 SimulatedReply HartSimulator::Answer(std::string_view request) {
-  if (request == "t") return Say("T", block_.Measure());
-  if (request == "s") return Say("S", block_.set_point);
+  if (request == "t") return Localized("T", block_.Measure());
+  if (request == "s") return Localized("S", block_.set_point);
   if (request == "lf=of") {
     end_ = "\r";
     return {};
@@ -43,7 +43,7 @@ SimulatedReply HartSimulator::Answer(std::string_view request) {
   return {};
 }
 
-SimulatedReply HartSimulator::Say(std::string_view word, double value) const {
+SimulatedReply HartSimulator::Localized(std::string_view word, double value) const {
   const std::string text = std::string(word) + ':' + FormatFixed(value, kDecimals) + ' ' + reply_unit_;
   return {(reply_text_.empty() ? text : reply_text_) + end_, true};
 }

@@ -22,7 +22,7 @@ class HartSimulator final : public LineSimulator {
 
  private:
   SimulatedReply Answer(std::string_view request) override;
-  SimulatedReply Say(std::string_view word, double value) const;
+  SimulatedReply Localized(std::string_view word, double value) const;
   bool TakeSetPoint(std::string_view number);
 
   ThermalModel block_;

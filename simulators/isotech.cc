@@ -24,7 +24,7 @@ std::optional<int> AddressOf(std::string_view frame) {
   return (frame[1] - '0') * 10 + frame[3] - '0';
 }
 
-// The value of `SL` up to ETX when the byte behind it makes the block's exclusive-or nought.
+// The value of `SL` up to ETX when the byte behind it makes the block's exclusive-or zero.
 std::optional<double> CheckedValue(std::string_view block) {
   int check = 0;
   for (const char byte : block) check ^= static_cast<unsigned char>(byte);

@@ -24,8 +24,8 @@ constexpr unsigned kNoBlock = 3;
 constexpr unsigned kNotFrozen = 4;
 constexpr unsigned kNoRecord = 5;
 
-constexpr std::size_t kMostWordsOfRecord = 196;
-constexpr std::size_t kMostRecordsAtOnce = 48;
+constexpr std::size_t kMaxWordsOfRecord = 196;
+constexpr std::size_t kMaxRecordsAtOnce = 48;
 constexpr unsigned kSmallBlock = 1;
 constexpr unsigned kLargeBlock = 2;
 constexpr std::uint32_t kStart = 366U * 86400U;  // 1997-01-01 on the logger's clock
@@ -286,7 +286,7 @@ void MemologSimulator::ReplyWithRecord(std::size_t place) {
 std::uint8_t MemologSimulator::ActOnRecord(unsigned command) {
   const std::size_t count = frame_[1];
   if (command == 5) {
-    if (!programming_ || count == 0 || count > kMostWordsOfRecord) return Refuse(kNotProgramming);
+    if (!programming_ || count == 0 || count > kMaxWordsOfRecord) return Refuse(kNotProgramming);
     incoming_.emplace_back(frame_.begin() + 2, frame_.begin() + 2 + static_cast<std::ptrdiff_t>(count));
   } else if (command == 7) {
     ReplyWithRecord(0);
@@ -318,7 +318,7 @@ std::uint8_t MemologSimulator::ActOnBlock() {
     case 21: {
       const std::size_t count = frame_[5];
       if (!block.frozen && !freezes_itself_) return Refuse(kNotFrozen);
-      if (count == 0 || count > kMostRecordsAtOnce || frame_[4] == 0 || frame_[4] - 1 + count > held) {
+      if (count == 0 || count > kMaxRecordsAtOnce || frame_[4] == 0 || frame_[4] - 1 + count > held) {
         return Refuse(kNoRecord);
       }
       ReplyWithRecords(block);

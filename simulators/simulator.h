@@ -38,16 +38,16 @@ class Simulator {
   virtual HRESULT Set(std::string_view key, std::string_view value) = 0;
   // The properties and what they are now, for help texts.
   virtual std::vector<std::pair<std::string, std::string>> Properties() const = 0;
-  // Requests that the real instrument would not know, as they came; the first kMostUnknown of them.
+  // Requests that the real instrument would not know, as they came; the first kMaxUnknown of them.
   const std::vector<std::string>& unknown_requests() const { return unknown_requests_; }
 
  protected:
   void NoteUnknown(std::string_view request) {
-    if (unknown_requests_.size() < kMostUnknown) unknown_requests_.emplace_back(request);
+    if (unknown_requests_.size() < kMaxUnknown) unknown_requests_.emplace_back(request);
   }
 
  private:
-  static constexpr std::size_t kMostUnknown = 100;
+  static constexpr std::size_t kMaxUnknown = 100;
   std::vector<std::string> unknown_requests_;
 };
 

@@ -34,9 +34,9 @@ void ChildWindow::RegisterOnce() {
   static_cast<void>(registered);
 }
 
-LRESULT CALLBACK ChildWindow::Receive(HWND window, UINT message, WPARAM wide, LPARAM lengthy) {
+LRESULT CALLBACK ChildWindow::Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   if (message == WM_NCCREATE) {
-    auto* self = static_cast<ChildWindow*>(reinterpret_cast<CREATESTRUCTW*>(lengthy)->lpCreateParams);
+    auto* self = static_cast<ChildWindow*>(reinterpret_cast<CREATESTRUCTW*>(lparam)->lpCreateParams);
     self->window_ = window;
     SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
   }
@@ -46,11 +46,11 @@ LRESULT CALLBACK ChildWindow::Receive(HWND window, UINT message, WPARAM wide, LP
     SetWindowLongPtrW(window, GWLP_USERDATA, 0);
     self = nullptr;
   }
-  return self ? self->Handle(message, wide, lengthy) : DefWindowProcW(window, message, wide, lengthy);
+  return self ? self->Handle(message, wparam, lparam) : DefWindowProcW(window, message, wparam, lparam);
 }
 
-LRESULT ChildWindow::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
-  return DefWindowProcW(window_, message, wide, lengthy);
+LRESULT ChildWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
+  return DefWindowProcW(window_, message, wparam, lparam);
 }
 
 }  // namespace ulix::controls

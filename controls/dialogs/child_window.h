@@ -17,10 +17,10 @@ class ChildWindow {
   // `style` and `extended` are added to those of a visible child.
   ChildWindow(HWND parent, DWORD style, DWORD extended);
   virtual ~ChildWindow();
-  virtual LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy);
+  virtual LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
 
  private:
-  static LRESULT CALLBACK Receive(HWND window, UINT message, WPARAM wide, LPARAM lengthy);
+  static LRESULT CALLBACK Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   static void RegisterOnce();
   HWND window_ = nullptr;
 };

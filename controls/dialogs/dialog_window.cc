@@ -52,17 +52,17 @@ void DialogWindow::Size(int width, int height) {
   SetWindowPos(window_, nullptr, std::max(0, left), std::max(0, top), across, down, SWP_NOZORDER);
 }
 
-INT_PTR CALLBACK DialogWindow::Receive(HWND window, UINT message, WPARAM wide, LPARAM lengthy) {
+INT_PTR CALLBACK DialogWindow::Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   if (message == WM_INITDIALOG) {
-    auto* self = reinterpret_cast<DialogWindow*>(lengthy);
+    auto* self = reinterpret_cast<DialogWindow*>(lparam);
     self->window_ = window;
-    SetWindowLongPtrW(window, DWLP_USER, lengthy);
+    SetWindowLongPtrW(window, DWLP_USER, lparam);
     self->OnOpen();
     return FALSE;  // the dialog has set the focus
   }
   auto* self = reinterpret_cast<DialogWindow*>(GetWindowLongPtrW(window, DWLP_USER));
   if (message != WM_COMMAND || !self) return FALSE;
-  return self->OnCommand(LOWORD(wide)) ? TRUE : FALSE;
+  return self->OnCommand(LOWORD(wparam)) ? TRUE : FALSE;
 }
 
 }  // namespace ulix::controls

@@ -35,7 +35,7 @@ class DialogWindow {
   void Size(int width, int height);
 
  private:
-  static INT_PTR CALLBACK Receive(HWND window, UINT message, WPARAM wide, LPARAM lengthy);
+  static INT_PTR CALLBACK Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
   HWND window_ = nullptr;
 };
 

@@ -38,11 +38,11 @@ class FormDialog final : public DialogWindow {
     const int width = metrics_.Across(kButtonWidth), gap = metrics_.Across(1);
     const bool takes = static_cast<bool>(form_.apply);
     const int left = right - (takes ? 2 * width + gap : width);
-    Make(L"BUTTON", WideOf(Say(Word::kOk, language_)), BS_DEFPUSHBUTTON | WS_TABSTOP,
+    Make(L"BUTTON", WideOf(Localized(FormText::kOk, language_)), BS_DEFPUSHBUTTON | WS_TABSTOP,
          {left, top, left + width, top + height}, IDOK, metrics_.font());
     if (!takes) return;
-    Make(L"BUTTON", WideOf(Say(Word::kCancel, language_)), WS_TABSTOP, {right - width, top, right, top + height},
-         IDCANCEL, metrics_.font());
+    Make(L"BUTTON", WideOf(Localized(FormText::kCancel, language_)), WS_TABSTOP,
+         {right - width, top, right, top + height}, IDCANCEL, metrics_.font());
   }
 
   // Ends the dialog when the entries are taken, else shows what is wrong and where.

@@ -9,7 +9,7 @@ namespace ulix::controls {
 namespace {
 
 constexpr double kListWidth = 18, kGap = 1.5;  // in characters
-constexpr double kMostLines = 30;              // of a page before it scrolls
+constexpr double kMaxLines = 30;               // of a page before it scrolls
 constexpr double kReasonLines = 3, kReasonWidth = 60;
 constexpr COLORREF kReasonColour = RGB(176, 0, 32);
 
@@ -43,7 +43,7 @@ SIZE FormPane::SizeOf(const Form& form, const Metrics& metrics) {
   for (const Page& page : form.pages) {
     const SIZE size = FormView::SizeOf(page, metrics);
     inner.cx = std::max(inner.cx, size.cx);
-    inner.cy = std::max(inner.cy, std::min<LONG>(size.cy, metrics.Down(kMostLines)));
+    inner.cy = std::max(inner.cy, std::min<LONG>(size.cy, metrics.Down(kMaxLines)));
   }
   const LONG width = ListWidth(form, metrics) + inner.cx + GetSystemMetrics(SM_CXVSCROLL);
   const bool takes = static_cast<bool>(form.apply);
@@ -85,18 +85,18 @@ void FormPane::Refuse(const Refusal& refusal) {
 
 HWND FormPane::First() const { return list_ ? list_ : GetNextDlgTabItem(view_->window(), nullptr, FALSE); }
 
-LRESULT FormPane::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
-  if (message == WM_COMMAND && list_ && reinterpret_cast<HWND>(lengthy) == list_) {
-    if (HIWORD(wide) == LBN_SELCHANGE) TurnTo(static_cast<std::size_t>(SendMessageW(list_, LB_GETCURSEL, 0, 0)));
+LRESULT FormPane::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
+  if (message == WM_COMMAND && list_ && reinterpret_cast<HWND>(lparam) == list_) {
+    if (HIWORD(wparam) == LBN_SELCHANGE) TurnTo(static_cast<std::size_t>(SendMessageW(list_, LB_GETCURSEL, 0, 0)));
     return 0;
   }
-  if (message == WM_CTLCOLORSTATIC && reinterpret_cast<HWND>(lengthy) == reason_) {
-    const LRESULT brush = ChildWindow::Handle(message, wide, lengthy);
-    SetTextColor(reinterpret_cast<HDC>(wide), kReasonColour);
+  if (message == WM_CTLCOLORSTATIC && reinterpret_cast<HWND>(lparam) == reason_) {
+    const LRESULT brush = ChildWindow::Handle(message, wparam, lparam);
+    SetTextColor(reinterpret_cast<HDC>(wparam), kReasonColour);
     return brush;
   }
   if (message == FormView::kChanged && changed_) changed_();
-  return ChildWindow::Handle(message, wide, lengthy);
+  return ChildWindow::Handle(message, wparam, lparam);
 }
 
 }  // namespace ulix::controls

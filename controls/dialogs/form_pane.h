@@ -28,7 +28,7 @@ class FormPane final : public ChildWindow {
   void OnChange(std::function<void()> changed) { changed_ = std::move(changed); }
 
  private:
-  LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override;
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override;
   void TurnTo(std::size_t page);
   void TellReason(const std::string& reason);
 

@@ -17,7 +17,7 @@ constexpr double kListLines = 14;
 
 bool IsTickList(const Page& page) {
   return !page.fields.empty() && std::all_of(page.fields.begin(), page.fields.end(),
-                                             [](const Field& field) { return field.kind == FieldKind::kTick; });
+                                             [](const Field& field) { return field.kind == FieldKind::kCheckBox; });
 }
 
 int LabelWidth(const Page& page, const Metrics& metrics) {
@@ -87,7 +87,7 @@ FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstrin
   const RECT line{0, row.top, 0, row.top + metrics_.Down(kEntryHeight)};
   RECT label = Moved(line, 0, label_width);
   label.top += metrics_.Down(0.2);
-  const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kTick;
+  const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kCheckBox;
   const std::wstring text = is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken);
   // A tick has its label beside the box, so that a click on either ticks it.
   if (!is_tick) Make(L"STATIC", text, is_shown ? SS_LEFT | SS_NOPREFIX : SS_LEFT, label);
@@ -106,13 +106,13 @@ HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstri
   switch (field.kind) {
     case FieldKind::kShown: {
       // Selectable, so that it can be copied; long texts are shown in full by scrolling inside.
-      RECT wide = place, inside;
+      RECT wparam = place, inside;
       GetClientRect(window(), &inside);
-      wide.right = std::max(wide.right, inside.right - metrics_.Across(kGap));
-      Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_AUTOHSCROLL | WS_TABSTOP, wide);
+      wparam.right = std::max(wparam.right, inside.right - metrics_.Across(kGap));
+      Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_AUTOHSCROLL | WS_TABSTOP, wparam);
       return nullptr;
     }
-    case FieldKind::kTick: {
+    case FieldKind::kCheckBox: {
       const HWND box = Make(L"BUTTON", label, BS_AUTOCHECKBOX | WS_TABSTOP, place);
       SendMessageW(box, BM_SETCHECK, field.value.empty() ? BST_UNCHECKED : BST_CHECKED, 0);
       return box;
@@ -167,7 +167,7 @@ void FormView::Collect(Page& page) const {
       field.value = ListView_GetCheckState(list_, static_cast<int>(k)) ? "1" : "";
     } else if (k < rows_.size() && rows_[k].entry) {
       const HWND entry = rows_[k].entry;
-      const bool is_tick = field.kind == FieldKind::kTick;
+      const bool is_tick = field.kind == FieldKind::kCheckBox;
       const bool ticked = is_tick && SendMessageW(entry, BM_GETCHECK, 0, 0) == BST_CHECKED;
       field.value = is_tick ? (ticked ? "1" : "") : TextOfWindow(entry);
     }
@@ -276,22 +276,22 @@ void FormView::HandleCommand(int what, HWND from) {
   if (what == EN_CHANGE || what == CBN_SELCHANGE || what == CBN_EDITCHANGE || clicked) TellParent();
 }
 
-LRESULT FormView::Handle(UINT message, WPARAM wide, LPARAM lengthy) {
+LRESULT FormView::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
   switch (message) {
     case WM_VSCROLL:
-      HandleScroll(LOWORD(wide), HIWORD(wide));
+      HandleScroll(LOWORD(wparam), HIWORD(wparam));
       return 0;
     case WM_MOUSEWHEEL:
-      ScrollTo(scrolled_ - GET_WHEEL_DELTA_WPARAM(wide) / WHEEL_DELTA * 3 * metrics_.Down(kLineHeight));
+      ScrollTo(scrolled_ - GET_WHEEL_DELTA_WPARAM(wparam) / WHEEL_DELTA * 3 * metrics_.Down(kLineHeight));
       return 0;
     case WM_NOTIFY:
-      if (reinterpret_cast<NMHDR*>(lengthy)->code == LVN_ITEMCHANGED) TellParent();
+      if (reinterpret_cast<NMHDR*>(lparam)->code == LVN_ITEMCHANGED) TellParent();
       return 0;
     case WM_COMMAND:
-      HandleCommand(HIWORD(wide), reinterpret_cast<HWND>(lengthy));
+      HandleCommand(HIWORD(wparam), reinterpret_cast<HWND>(lparam));
       return 0;
     default:
-      return ChildWindow::Handle(message, wide, lengthy);
+      return ChildWindow::Handle(message, wparam, lparam);
   }
 }
 

@@ -41,7 +41,7 @@ class FormView final : public ChildWindow {
     int bottom = 0;
   };
 
-  LRESULT Handle(UINT message, WPARAM wide, LPARAM lengthy) override;
+  LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override;
   void HandleScroll(int action, int position);
   void HandleCommand(int what, HWND from);
   void TellParent();

@@ -55,7 +55,7 @@ TEST(ArgumentsTest, ValuesAreWholeFiniteNumbersWithAPointOrTheUsersSeparator) {
   SetLocalDecimalSeparator(std::nullopt);
 }
 
-constexpr std::array kWords = {CodedWord{1, "V50"}, CodedWord{2, "V5"}};
+constexpr std::array kWords = {EnumLabel{1, "V50"}, EnumLabel{2, "V5"}};
 constexpr std::array kRows = {
     SettingRow{"function", {"", ""}, 0, VariantType::kUi4, 0, 4, kWords, 1},
     SettingRow{"address", {"", ""}, 1, VariantType::kUi1, 0, 8, {}, 1},

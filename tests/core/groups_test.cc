@@ -51,7 +51,7 @@ class Groups : public testing::Test {
     return reads.Await([&](int done) { return done >= count; });
   }
   // One period on, and the scan that it causes begun.
-  void Beat() {
+  void Tick() {
     const int before = reads.Get();
     clock.Advance(1s);
     ASSERT_TRUE(AwaitReads(before + 1));
@@ -99,16 +99,16 @@ TEST_F(Groups, ASteadyValueIsSilentUntilTheLongestSilence) {
   MakeInstrument(clock);
   instrument->SetGroupSettings(group, {.dead_band_abs = 0.5F, .dead_time_max_s = 3});
   instrument->RunGroup(group);
-  Beat();
+  Tick();
   ASSERT_TRUE(sink->AwaitReports(1)) << "the first scan is reported whatever it reads";
   int seconds = 0;
-  for (; sink->reports() < 2 && seconds < 10; ++seconds) Beat();
+  for (; sink->reports() < 2 && seconds < 10; ++seconds) Tick();
   EXPECT_GE(seconds, 4) << "3 s of silence are not more than 3";
   // The report's time is taken after the sink has it, and the report is seen after its scan began: a second each.
   EXPECT_LE(seconds, 6);
   const std::size_t steady = sink->reports();
   value = 1.6F;
-  Beat();
+  Tick();
   EXPECT_TRUE(sink->AwaitReports(steady + 1));
 }
 
@@ -128,7 +128,7 @@ TEST_F(Groups, AFailureIsReportedAndTheScanGoesOn) {
   for (std::size_t reports = 1; const Case& c : cases) {
     code = c.given;
     value = c.value;
-    Beat();
+    Tick();
     ASSERT_TRUE(sink->AwaitReports(reports));
     const ChannelArrays told = sink->seen.Get().data[reports++ - 1];
     EXPECT_EQ(told.errors[0], c.reported);
@@ -140,12 +140,12 @@ TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
   MakeInstrument(clock);
   instrument->RunGroup(group);
   Hold();
-  Beat();
+  Tick();
   for (int i = 0; i < 5; ++i) clock.Advance(1s);
   Release();
   ASSERT_TRUE(AwaitReads(2));
   ASSERT_TRUE(sink->AwaitReports(2));
-  Beat();
+  Tick();
   EXPECT_EQ(reads.Get(), 3) << "no burst";
 }
 
@@ -154,12 +154,12 @@ TEST_F(Groups, AnImmediateReadOfARunningGroupForcesTheNextReportEvenDuringAScan)
   instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
   instrument->RunGroup(group);
   Hold();
-  Beat();
+  Tick();
   ASSERT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
   clock.Advance(1ms);
   Release();
   EXPECT_TRUE(sink->AwaitReports(2)) << "the scan in flight, and the forced one after it";
-  Beat();
+  Tick();
   instrument->StopGroup(group);
   EXPECT_EQ(sink->reports(), 2U);
 }

@@ -36,12 +36,12 @@ TEST(Reporting, SilenceCountsWholeSeconds) {
 TEST(Reporting, BeatsKeepTheirPhase) {
   const MonotonicTime start{};
   const milliseconds period(100);
-  EXPECT_EQ(NextBeat(start, period, start), start + period);
-  EXPECT_EQ(NextBeat(start, period, start + milliseconds(99)), start + period);
-  EXPECT_EQ(NextBeat(start, period, start + milliseconds(130)), start + period) << "late, given at once";
-  EXPECT_EQ(NextBeat(start, period, start + milliseconds(1030)), start + milliseconds(1000)) << "one for all missed";
+  EXPECT_EQ(NextTick(start, period, start), start + period);
+  EXPECT_EQ(NextTick(start, period, start + milliseconds(99)), start + period);
+  EXPECT_EQ(NextTick(start, period, start + milliseconds(130)), start + period) << "late, given at once";
+  EXPECT_EQ(NextTick(start, period, start + milliseconds(1030)), start + milliseconds(1000)) << "one for all missed";
   MonotonicTime due = start;
-  for (int i = 0; i < 315'360; ++i) due = NextBeat(due, period, due + milliseconds(i % 90));
+  for (int i = 0; i < 315'360; ++i) due = NextTick(due, period, due + milliseconds(i % 90));
   EXPECT_EQ(due, start + 315'360 * period);
 }
 

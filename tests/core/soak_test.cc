@@ -47,7 +47,7 @@ class NumberingSimulator final : public LineSimulator {
   std::atomic<int>& asked_;
 };
 
-// One scanned instrument. After each report it orders the weather of the next scan, on the scan thread.
+// One scanned instrument. After each report it orders the pattern of the next scan, on the scan thread.
 class Station final : public EventSink {
  public:
   Station(Clock& clock, unsigned seed)
@@ -96,9 +96,9 @@ class Station final : public EventSink {
 
 // A thread sanitizer remembers accesses in memory of its own, which is not the library's.
 #ifdef __SANITIZE_THREAD__
-constexpr double kMostMegabytesMore = 4000;
+constexpr double kMaxMegabytesMore = 4000;
 #else
-constexpr double kMostMegabytesMore = 8;
+constexpr double kMaxMegabytesMore = 8;
 #endif
 
 TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
@@ -121,7 +121,7 @@ TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
   std::this_thread::sleep_for(length * 4 / 5);
   const Holdings after = HoldingsNow();
   const double more = after.megabytes - before.megabytes;
-  EXPECT_LE(more, kMostMegabytesMore);
+  EXPECT_LE(more, kMaxMegabytesMore);
   EXPECT_LE(after.handles, before.handles + kHandlesOfLocks);
   EXPECT_EQ(after.threads, before.threads);
   int scans = 0, failures = 0;

@@ -28,7 +28,7 @@ using std::chrono::steady_clock;
 
 constexpr int kThreads = 4;
 constexpr std::uint32_t kTimeoutMs = 5;
-constexpr std::uint32_t kMostGroups = 4;
+constexpr std::uint32_t kMaxGroups = 4;
 // Every thread of a few groups may be waited for, a second each, and then an exchange.
 constexpr milliseconds kLongestCall{20'000};
 
@@ -86,7 +86,7 @@ class Stress : public testing::TestWithParam<const char*> {
   }
 
   void CallOne(Chance& chance) {
-    const auto group = static_cast<std::uint32_t>(chance(static_cast<int>(kMostGroups)) + 1);
+    const auto group = static_cast<std::uint32_t>(chance(static_cast<int>(kMaxGroups)) + 1);
     const auto channel = static_cast<ChannelId>(chance(4));
     std::uint32_t id = 0;
     std::int32_t flag = 0;
@@ -95,7 +95,7 @@ class Stress : public testing::TestWithParam<const char*> {
     switch (chance(24)) {
       case 0:
         instrument->Groups(&ids);
-        if (ids.size() < kMostGroups) instrument->CreateGroup(&id);
+        if (ids.size() < kMaxGroups) instrument->CreateGroup(&id);
         break;
       case 1:
         instrument->Groups(&ids);

@@ -151,11 +151,12 @@ void ExpectReadable(HWND root) {
 
 // All that a form can refuse an entry with: the words for it, and the model's own errors behind "does not take".
 std::vector<std::string> ReasonsOf(const ModelCard& card, Language language) {
-  std::vector<std::string> reasons = {Say(Word::kNotANumber, language), Say(Word::kNotAChoice, language),
-                                      Say(Word::kPortRange, language),
-                                      Say(Word::kOutOfRange, language, {"-3,4028235E+38", "3,4028235E+38"})};
+  std::vector<std::string> reasons = {Localized(FormText::kNotANumber, language),
+                                      Localized(FormText::kNotAChoice, language),
+                                      Localized(FormText::kPortRange, language),
+                                      Localized(FormText::kOutOfRange, language, {"-3,4028235E+38", "3,4028235E+38"})};
   for (const ErrorRow& row : card.errors)
-    reasons.push_back(Say(Word::kNotTaken, language, {row.long_text.In(language)}));
+    reasons.push_back(Localized(FormText::kNotTaken, language, {row.long_text.In(language)}));
   return reasons;
 }
 
@@ -193,7 +194,7 @@ TEST(Layout, EveryFormIsReadableAtEveryResolution) {
       std::uint32_t group = 0;
       ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
       for (const int dpi : kResolutions) {
-        SCOPED_TRACE(std::string(entry.card->word) + (language == Language::kFrench ? " fr " : " en ") +
+        SCOPED_TRACE(std::string(entry.card->model_id) + (language == Language::kFrench ? " fr " : " en ") +
                      std::to_string(dpi));
         for (Form form : {PropertiesForm(instrument, language), GroupForm(instrument, group, language),
                           OutChansForm(instrument, language), AboutForm(instrument, language)}) {

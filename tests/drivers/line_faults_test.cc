@@ -27,7 +27,7 @@ struct Outcome {
   bool leaves_held = false;                   // a line that is never quiet lets the release of a block not through
 };
 constexpr Outcome kFine = {S_OK};
-constexpr Outcome kNought = {S_OK, false, 0.0F};
+constexpr Outcome kZero = {S_OK, false, 0.0F};
 constexpr Outcome kShutOut = {S_OK, false, std::nullopt, true};
 constexpr Outcome kMute = {serialCommErrUnableToReadComm, true};
 constexpr Outcome kMuteHeld = {serialCommErrUnableToReadComm, true, std::nullopt, false, true};
@@ -77,7 +77,7 @@ const Row kRows[] = {
     {"Kelvo10", "Identify", 1000, 5000,
      {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
     {"Kelvo10", "Read", 1000, 1000,
-     {kMute, kFine, kMute, kFine, kNought, kMute, {S_OK, false, 12.2512F}, kMute, kNought, kUnwritten}},
+     {kMute, kFine, kMute, kFine, kZero, kMute, {S_OK, false, 12.2512F}, kMute, kZero, kUnwritten}},
     {"Kelvo10", "Write", 1000, 0,
      {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
     {"Kelvo10", "SendCfg", 1000, 200,
@@ -90,7 +90,7 @@ const Row kRows[] = {
     {"Cmx310", "Identify", 1000, 4800,
      {kMute, kFine, kMute, kFine, kFine, kMute, kFine, kMute, kFine, kUnwritten}},
     {"Cmx310", "Read", 1000, 1000,
-     {kMute, kFine, kMute, kFine, kNought, kMute, {S_OK, false, 12.2512F}, kMute, kNought, kUnwritten}},
+     {kMute, kFine, kMute, kFine, kZero, kMute, {S_OK, false, 12.2512F}, kMute, kZero, kUnwritten}},
     {"Cmx310", "Write", 1000, 0,
      {kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kFine, kUnwritten}},
     {"Cmx310", "SendCfg", 1000, 200,

@@ -43,7 +43,7 @@ TEST_P(Models, EveryCodeHasItsTexts) {
   EXPECT_EQ(ErrorText(GetParam(), RPC_E_SERVERFAULT, Form::kShort), "UNABLE_TO_READ_COMM");
   for (const CatalogueEntry& other : Catalogue()) {
     if (other.card == &card) continue;
-    EXPECT_EQ(ErrorText(GetParam(), other.card->errors.front().code, Form::kEnglish), "") << other.card->word;
+    EXPECT_EQ(ErrorText(GetParam(), other.card->errors.front().code, Form::kEnglish), "") << other.card->model_id;
   }
 }
 

@@ -15,12 +15,12 @@ std::string NameOf(const testing::TestParamInfo<const Model*>& info) { return in
 
 class RangeProtocol : public testing::TestWithParam<const Model*> {
  protected:
-  std::span<const CodedWord> Words(SettingIndex setting) const {
-    return model.card.settings[static_cast<std::size_t>(setting)].words;
+  std::span<const EnumLabel> Words(SettingIndex setting) const {
+    return model.card.settings[static_cast<std::size_t>(setting)].labels;
   }
   std::uint32_t CountOf(SettingIndex setting) const { return static_cast<std::uint32_t>(Words(setting).size()); }
   std::uint32_t CodeOf(SettingIndex setting, const char* word) const {
-    return CodeOfWord(Words(setting), word).value();
+    return CodeOfLabel(Words(setting), word).value();
   }
 
   const Model& model = *GetParam();
@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(Models, RangeProtocol, kModels, NameOf);
 
 class RangeCalibrator : public LineBench, public testing::WithParamInterface<const Model*> {
  protected:
-  RangeCalibrator() : LineBench(GetParam()->card.word) {}
+  RangeCalibrator() : LineBench(GetParam()->card.model_id) {}
   const Model& model = *GetParam();
 };
 

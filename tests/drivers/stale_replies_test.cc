@@ -11,7 +11,7 @@ namespace ulix {
 namespace {
 
 // How the replies of a stretch of queries come.
-enum class Weather { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed };
+enum class LatenessPattern { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed };
 
 class StaleReplies : public ReaderBench {
  protected:
@@ -20,34 +20,34 @@ class StaleReplies : public ReaderBench {
   void CostNoByteInOrdinaryExchanges();
   void FirstReadingAfterALongSilenceIsRight();
 
-  FaultSet FaultsIn(Weather weather) {
+  FaultSet FaultsIn(LatenessPattern pattern) {
     const int patience = model.patience_ms;
-    switch (weather) {
-      case Weather::kInTime:
+    switch (pattern) {
+      case LatenessPattern::kInTime:
         return {{FaultKind::kDelay, Within(0, patience / 5)}};
-      case Weather::kAround:
+      case LatenessPattern::kAround:
         return {{FaultKind::kDelay, Within(patience - 20, patience + 20)}};
-      case Weather::kLate:
+      case LatenessPattern::kLate:
         return {{FaultKind::kDelay, Within(0, 10) * patience / Within(1, 10)}};
-      case Weather::kBursts:
+      case LatenessPattern::kBursts:
         return {{FaultKind::kDelay, Within(0, 3) == 0 ? Within(1, 10) * patience : 0}};
-      case Weather::kDripping:
+      case LatenessPattern::kDripping:
         return {{FaultKind::kDelay, Within(0, patience * 2)}, {FaultKind::kDrip, Within(1, patience / 10)}};
-      case Weather::kCut:
+      case LatenessPattern::kCut:
         if (Within(0, 3) == 0) return {{FaultKind::kTruncate}, {FaultKind::kDelay, Within(0, patience * 2)}};
         if (Within(0, 3) == 0) return {{FaultKind::kSilent}};
         return {{FaultKind::kDelay, Within(0, patience * 3 / 2)}};
       default:
-        return FaultsIn(static_cast<Weather>(Within(0, static_cast<int>(Weather::kMixed) - 1)));
+        return FaultsIn(static_cast<LatenessPattern>(Within(0, static_cast<int>(LatenessPattern::kMixed) - 1)));
     }
   }
 };
 
 void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
-  for (int weather = 0; weather <= static_cast<int>(Weather::kMixed); ++weather) {
-    SCOPED_TRACE(testing::Message() << "weather " << weather);
+  for (int pattern = 0; pattern <= static_cast<int>(LatenessPattern::kMixed); ++pattern) {
+    SCOPED_TRACE(testing::Message() << "pattern " << pattern);
     for (int i = 0; i < 500; ++i) {
-      bench->SetFaults(FaultsIn(static_cast<Weather>(weather)));
+      bench->SetFaults(FaultsIn(static_cast<LatenessPattern>(pattern)));
       const HRESULT code = AskOnce();
       EXPECT_TRUE(code == S_OK || code == model.codes.unread) << code;
       if (Within(0, 1) == 0) clock.SleepFor(Milliseconds(Within(0, 2 * model.patience_ms)));
@@ -57,7 +57,7 @@ void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
     EXPECT_EQ(AskOnce(), S_OK) << "all is well again, and all that was late has come";
     EXPECT_EQ(wrong, 0);
   }
-  EXPECT_GE(values, 500) << "the fair weather alone";
+  EXPECT_GE(values, 500) << "the fair pattern alone";
   // A few exchanges to get in step, then the query; each reply may use up the patience, and its bytes may drip.
   EXPECT_LE(longest.count(), 60 * model.patience_ms);
   RecordProperty("values", values);

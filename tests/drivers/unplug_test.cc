@@ -139,7 +139,7 @@ class UnplugBesideGroups : public DeviceBench {
   std::uint32_t group = 0;
 };
 
-TEST_F(UnplugBesideGroups, IsToldWithinASecondHoweverRareTheBeats) {
+TEST_F(UnplugBesideGroups, IsToldWithinASecondHoweverRareTheTicks) {
   ASSERT_EQ(device->RunGroup(group), S_OK);
   ReadAtOnce();
   ASSERT_TRUE(sink->AwaitReports(1));

@@ -32,16 +32,16 @@ class InstrumentForms : public testing::Test {
   // The choices of each setting are taken for the codes that they are shown for.
   static void TakeEachChoice(Instrument& instrument, Language language) {
     Form form = PropertiesForm(instrument, language);
-    constexpr std::size_t kMostChoices = 30;
-    for (std::size_t turn = 0; turn < kMostChoices; ++turn) {
-      const auto word_of = [&](const SettingRow& row) { return row.words[turn % row.words.size()]; };
+    constexpr std::size_t kMaxChoices = 30;
+    for (std::size_t turn = 0; turn < kMaxChoices; ++turn) {
+      const auto word_of = [&](const SettingRow& row) { return row.labels[turn % row.labels.size()]; };
       for (const SettingRow& row : instrument.settings().rows()) {
-        if (!row.words.empty()) FindField(form, row.key)->value = word_of(row).In(language);
+        if (!row.labels.empty()) FindField(form, row.key)->value = word_of(row).In(language);
       }
       EXPECT_FALSE(form.apply(form).has_value());
       for (const SettingRow& row : instrument.settings().rows()) {
-        if (row.words.empty()) continue;
-        EXPECT_EQ(instrument.settings().TextOf(row), word_of(row).word) << row.key;
+        if (row.labels.empty()) continue;
+        EXPECT_EQ(instrument.settings().TextOf(row), word_of(row).name) << row.key;
       }
     }
   }
@@ -136,7 +136,7 @@ TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
 // Every model's configuration can be shown, and taken as it is shown without a change.
 TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
   for (const CatalogueEntry& entry : Catalogue()) {
-    SCOPED_TRACE(entry.card->word);
+    SCOPED_TRACE(entry.card->model_id);
     Instrument instrument(entry.create({}));
     const auto before = instrument.settings().Snapshot();
     const Form form = PropertiesForm(instrument, Language::kEnglish);
@@ -188,8 +188,8 @@ TEST_F(InstrumentForms, AnOutputThatCannotBeWrittenSaysWhy) {
 }
 
 TEST_F(InstrumentForms, WordsStandWhereTheyAreLookedFor) {
-  for (std::size_t k = 0; k < kFormWords.size(); ++k)
-    EXPECT_EQ(static_cast<std::size_t>(kFormWords[k].word), k) << kFormWords[k].text.en;
+  for (std::size_t k = 0; k < kFormTexts.size(); ++k)
+    EXPECT_EQ(static_cast<std::size_t>(kFormTexts[k].word), k) << kFormTexts[k].text.en;
 }
 
 }  // namespace

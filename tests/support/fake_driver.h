@@ -13,7 +13,7 @@ namespace ulix {
 
 inline constexpr std::array kFakeChannels = {ChannelRow{"A", ChanIn}, ChannelRow{"B", ChanIO},
                                              ChannelRow{"C", ChanOut}};
-inline constexpr std::array kFakeWords = {CodedWord{0, "off"}, CodedWord{1, "on"}};
+inline constexpr std::array kFakeWords = {EnumLabel{0, "off"}, EnumLabel{1, "on"}};
 inline constexpr std::array kFakeSettings = {
     SettingRow{"mode", {"Mode", "Mode"}, 0, VariantType::kUi4, 0, 4, kFakeWords, 1},
     SettingRow{"depth", {"Depth", "Profondeur"}, 0, VariantType::kUi4, 4, 8, {}, 2},
@@ -21,7 +21,7 @@ inline constexpr std::array kFakeSettings = {
 };
 inline constexpr std::array kFakeErrors = {
     ErrorRow{kambicCtlErrBadCmde, {"Bad command", "Mauvaise commande"}, "BAD_CMDE", 1, 2}};
-inline constexpr ModelCard kFakeCard = {.word = "fake",
+inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .class_name = "Fake",
                                         .class_id = "",
                                         .display_name = {"Fake", "Faux"},

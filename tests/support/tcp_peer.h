@@ -55,7 +55,7 @@ class TcpPeer {
     bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
     return bytes;
   }
-  void Say(std::string_view bytes) { send(client_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  void Localized(std::string_view bytes) { send(client_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
   // Until the other side closes.
   void AwaitEnd() {
     while (!Take(1).empty()) {

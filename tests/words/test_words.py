@@ -19,13 +19,13 @@ FAULTS = [
     (WORDS, '{"Channels", "Voies"}', '{"Channels"}', "one language only"),
     (WORDS, '"Voies"', '"Voies \u2192"', "not to be had in Windows-1252"),
     (WORDS, '{"Data bits"', '{"Channels"', "also translated as"),
-    (WORDS, '    {Word::kCancel,', '    {Word::kNever, {"Never", "Jamais"}},\n    {Word::kCancel,', "nothing says Word::kNever"),
+    (WORDS, '    {FormText::kCancel,', '    {FormText::kNever, {"Never", "Jamais"}},\n    {FormText::kCancel,', "nothing says FormText::kNever"),
     (TEXTS, '"%c bits de données"', '"%d bits de données"', "places for values differ"),
-    (KELVO10, "namespace ulix", 'constexpr Words kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
-    (FORMS, "Say(Word::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
-    (FORMS, "Say(Word::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
-    (FORMS, "Say(Word::kPortRange, entered.language)", "Say(Word::kPortRange, entered.language, {entered})",
-     "Word::kPortRange is said with 1 values"),
+    (KELVO10, "namespace ulix", 'constexpr LocalizedText kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
+    (FORMS, "Localized(FormText::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
+    (FORMS, "Localized(FormText::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
+    (FORMS, "Localized(FormText::kPortRange, entered.language)", "Localized(FormText::kPortRange, entered.language, {entered})",
+     "FormText::kPortRange is said with 1 values"),
 ]
 
 

@@ -21,7 +21,7 @@ struct Tables {
   Table neutral;  // the short texts, in blocks of sixteen of their own: a neutral string hides localised ones beside it
 };
 
-void Add(Tables& tables, int id, const Words& words) {
+void Add(Tables& tables, int id, const LocalizedText& words) {
   tables.english[id] = words.In(Language::kEnglish);
   tables.french[id] = words.In(Language::kFrench);
 }

@@ -162,12 +162,12 @@ void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std
 std::string AllowedValues(const SettingRow& row) {
   if (row.type == VariantType::kBstr) return "a text in Windows-1252";
   if (row.bits == 0) return "a number";
-  if (row.words.empty() && row.is_signed) return "-2147483648 to 2147483647";
-  if (row.words.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
+  if (row.labels.empty() && row.is_signed) return "-2147483648 to 2147483647";
+  if (row.labels.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
   std::string values;
-  for (const CodedWord& word : row.words) {
+  for (const EnumLabel& word : row.labels) {
     if (!values.empty()) values += ", ";
-    values += std::string(word.word) + "=" + std::to_string(word.code);
+    values += std::string(word.name) + "=" + std::to_string(word.code);
   }
   return values;
 }

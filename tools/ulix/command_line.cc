@@ -139,7 +139,7 @@ int RunCommandLine(int argc, char** argv) {
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
-    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Say(CliWord::kUnableToPrint)));
+    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Localized(CliText::kUnableToPrint)));
   } catch (const CLI::ParseError& error) {
     return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
   } catch (const UsageError& error) {

@@ -29,7 +29,7 @@ void Show(Session& session, const ConfigOptions&) {
   const auto values = settings.Current();
   for (const SettingRow& row : settings.rows()) {
     const std::string text = Shown(settings.TextOf(row));
-    const std::string code = row.words.empty() ? text : std::to_string(CodeIn(*values, row));
+    const std::string code = row.labels.empty() ? text : std::to_string(CodeIn(*values, row));
     PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
   }
   std::string communication;
@@ -40,7 +40,7 @@ void Show(Session& session, const ConfigOptions&) {
 void Send(Session& session, const ConfigOptions& options) {
   session.Connect();
   session.Check(session.instrument().SendCfg());
-  Tell(Say(CliWord::kConfigurationSent, LanguageOf(options.connection)));
+  Tell(Localized(CliText::kConfigurationSent, LanguageOf(options.connection)));
 }
 
 void Read(Session& session, const ConfigOptions& options) {
@@ -52,14 +52,14 @@ void Read(Session& session, const ConfigOptions& options) {
 void Edit(Session& session, const ConfigOptions& options) {
   const Language language = LanguageOf(options.connection);
   const bool kept = !options.save_file.empty();
-  if (!kept) PrintLine(Say(CliWord::kNothingIsKept, language));
+  if (!kept) PrintLine(Localized(CliText::kNothingIsKept, language));
   const std::atomic<bool>& interrupted = CatchInterrupts();
   const auto width = static_cast<std::size_t>(platform::TerminalWidth());
   FormPrompt prompt([&] { return platform::ReadTypedLine(interrupted); }, std::cout, language, width);
   Form form = PropertiesForm(session.instrument(), language);
   if (prompt.Run(form) == FormPrompt::Outcome::kLeft) {
     std::cout << std::endl;
-    throw OperationFailed(kCancelled, Say(CliWord::kNothingWasChanged, language));
+    throw OperationFailed(kCancelled, Localized(CliText::kNothingWasChanged, language));
   }
   if (!kept) Show(session, options);
 }
@@ -94,7 +94,7 @@ int Config(const ConfigOptions& options) {
   action->act(session, options);
   if (options.save_file.empty()) return 0;
   Save(session, options.save_file);
-  if (options.action == "edit") Tell(Say(CliWord::kKeptIn, LanguageOf(options.connection), {options.save_file}));
+  if (options.action == "edit") Tell(Localized(CliText::kKeptIn, LanguageOf(options.connection), {options.save_file}));
   return 0;
 }
 

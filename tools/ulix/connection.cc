@@ -20,17 +20,17 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::array kDataBits = {CodedWord{0, "7"}, CodedWord{1, "8"}};
-constexpr std::array kStopBits = {CodedWord{0, "1"}, CodedWord{1, "2"}};
-constexpr std::array kParities = {CodedWord{0, "even"}, CodedWord{1, "odd"}, CodedWord{2, "ignore"},
-                                  CodedWord{3, "none"}};
-constexpr std::array kHandshakes = {CodedWord{0, "hardware"}, CodedWord{1, "none"}, CodedWord{2, "xonxoff"}};
-constexpr std::array kLanguages = {CodedWord{0, "en"}, CodedWord{1, "fr"}};
+constexpr std::array kDataBits = {EnumLabel{0, "7"}, EnumLabel{1, "8"}};
+constexpr std::array kStopBits = {EnumLabel{0, "1"}, EnumLabel{1, "2"}};
+constexpr std::array kParities = {EnumLabel{0, "even"}, EnumLabel{1, "odd"}, EnumLabel{2, "ignore"},
+                                  EnumLabel{3, "none"}};
+constexpr std::array kHandshakes = {EnumLabel{0, "hardware"}, EnumLabel{1, "none"}, EnumLabel{2, "xonxoff"}};
+constexpr std::array kLanguages = {EnumLabel{0, "en"}, EnumLabel{1, "fr"}};
 
 struct LineOption {
   const char* name;
   std::int32_t SerialParams::*field;
-  std::span<const CodedWord> words;
+  std::span<const EnumLabel> words;
   const char* help;
 };
 constexpr std::array kLineOptions = {
@@ -39,19 +39,19 @@ constexpr std::array kLineOptions = {
     LineOption{"--parity", &SerialParams::parityCode, kParities, "Parity bit; ignore sends none"},
     LineOption{"--handshake", &SerialParams::handshakeCode, kHandshakes, "Flow control; hardware is DTR/DSR"}};
 
-template <typename Words, typename Name>
-std::string Joined(const Words& words, const char* between, Name&& name) {
+template <typename Items, typename Name>
+std::string Joined(const Items& words, const char* between, Name&& name) {
   std::string joined;
   for (const auto& word : words) joined += (joined.empty() ? "" : between) + std::string(name(word));
   return joined;
 }
 
 // Adds an option that takes one of `words` and hands its code to `take`.
-CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const CodedWord> words, const std::string& help,
+CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const EnumLabel> words, const std::string& help,
                            const std::function<void(std::uint32_t)>& take) {
-  const std::string allowed = Joined(words, "|", [](const CodedWord& word) { return word.word; });
+  const std::string allowed = Joined(words, "|", [](const EnumLabel& word) { return word.name; });
   const auto handle = [=](const std::string& text) {
-    const auto code = CodeOfWord(words, text);
+    const auto code = CodeOfLabel(words, text);
     if (!code) throw UsageError(name, "'" + text + "' is not known; takes " + allowed);
     take(*code);
   };
@@ -105,7 +105,7 @@ int PortNumber(const PortArgument& port) {
 
 // What is wrong with a model word; empty for a good one.
 std::string NotAModel(const std::string& word) {
-  const auto name = [](const CatalogueEntry& entry) { return entry.card->word; };
+  const auto name = [](const CatalogueEntry& entry) { return entry.card->model_id; };
   return FindModel(word) ? std::string() : "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name);
 }
 
@@ -214,7 +214,7 @@ void Session::Configure(const ConnectionOptions& options) {
   } else {
     MemoryStream stream(ReadWholeFile(options.config_file));
     const HRESULT loaded = instrument_.Load(stream);
-    if (Failed(loaded)) throw OperationFailed(loaded, Say(CliWord::kNoConfiguration, {options.config_file}));
+    if (Failed(loaded)) throw OperationFailed(loaded, Localized(CliText::kNoConfiguration, {options.config_file}));
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
   if (options.slave) {
@@ -303,7 +303,7 @@ std::string Session::Explain(HRESULT code) {
   if (text.empty()) text = SystemText(code, language_);
   if (text.empty()) text = ErrorCodeName(code);
   const auto own = OwnCode(instrument_.card(), code);
-  return text.empty() && own ? Say(CliWord::kOwnCode, language_, {std::to_string(*own)}) : text;
+  return text.empty() && own ? Localized(CliText::kOwnCode, language_, {std::to_string(*own)}) : text;
 }
 
 std::string Session::ErrorText(HRESULT code, bool short_text) {

@@ -29,7 +29,7 @@ std::string TextFrom(const ErrorOptions& options, const std::string& model, HRES
 // The text of the first model that has one, else the system's, else the code's own name.
 std::string TextFromAny(const ErrorOptions& options, HRESULT code) {
   for (const CatalogueEntry& entry : Catalogue()) {
-    std::string text = TextFrom(options, entry.card->word, code);
+    std::string text = TextFrom(options, entry.card->model_id, code);
     if (!text.empty()) return text;
   }
   const std::string text = SystemText(code, LanguageOf(options.connection));
@@ -41,7 +41,7 @@ int Explain(const ErrorOptions& options) {
   const std::string& model = options.connection.model;
   const std::string text = model.empty() ? TextFromAny(options, code) : TextFrom(options, model, code);
   if (text.empty()) {
-    throw OperationFailed(code, model.empty() ? Say(CliWord::kNoCode) : Say(CliWord::kNoCodeOf, {model}));
+    throw OperationFailed(code, model.empty() ? Localized(CliText::kNoCode) : Localized(CliText::kNoCodeOf, {model}));
   }
   PrintLine(text);
   return 0;

@@ -13,7 +13,7 @@ namespace {
 
 struct SystemRow {
   HRESULT code;
-  Words text;
+  LocalizedText text;
 };
 constexpr std::array kSystemRows = {
     SystemRow{E_NOTIMPL, {"Not implemented", "Non implémenté"}},

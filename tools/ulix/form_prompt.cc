@@ -77,8 +77,8 @@ std::size_t FormPrompt::Moved(std::size_t at, Move move) const {
 
 void FormPrompt::Introduce(const Form& form) {
   out_ << Bold(Shown(form.title)) << '\n';
-  for (const CliWord word : {CliWord::kPromptKeys, CliWord::kPromptStop}) {
-    for (const std::string& line : Wrapped(Say(word), width_)) out_ << line << '\n';
+  for (const CliText word : {CliText::kPromptKeys, CliText::kPromptStop}) {
+    for (const std::string& line : Wrapped(Localized(word), width_)) out_ << line << '\n';
   }
 }
 
@@ -86,7 +86,7 @@ void FormPrompt::ShowPage(const Form& form, std::size_t page) {
   const std::string title = Shown(form.pages[page].title);
   const auto number = [](std::size_t value) { return std::to_string(value); };
   const std::size_t count = questions_.back().page + 1;
-  out_ << '\n' << Bold(Say(CliWord::kPageOf, {title, number(page + 1), number(count)})) << '\n';
+  out_ << '\n' << Bold(Localized(CliText::kPageOf, {title, number(page + 1), number(count)})) << '\n';
   for (const Field& field : form.pages[page].fields) {
     if (field.kind == FieldKind::kShown) out_ << LabelOf(field) << ": " << Shown(field.value) << '\n';
   }
@@ -114,27 +114,28 @@ void FormPrompt::ShowChoices(const Field& field) {
 void FormPrompt::Help(const Field& field) {
   switch (field.kind) {
     case FieldKind::kChoice:
-      out_ << Say(CliWord::kTakesChoice) << '\n';
+      out_ << Localized(CliText::kTakesChoice) << '\n';
       break;
     case FieldKind::kOpenList:
-      out_ << Say(CliWord::kTakesOpenList) << '\n';
+      out_ << Localized(CliText::kTakesOpenList) << '\n';
       break;
     case FieldKind::kNumber:
-      out_ << Say(CliWord::kTakesNumber, {ulix::ShownNumber(-12.5)}) << '\n';
+      out_ << Localized(CliText::kTakesNumber, {ulix::ShownNumber(-12.5)}) << '\n';
       break;
-    case FieldKind::kTick:
-      out_ << Say(CliWord::kTakesTick) << '\n';
+    case FieldKind::kCheckBox:
+      out_ << Localized(CliText::kTakesCheckBox) << '\n';
       break;
     case FieldKind::kText:
     case FieldKind::kFile:
     case FieldKind::kShown:
-      out_ << Say(CliWord::kTakesText) << '\n';
+      out_ << Localized(CliText::kTakesText) << '\n';
   }
   ShowChoices(field);
 }
 
 std::string FormPrompt::Present(const Field& field) const {
-  if (field.kind == FieldKind::kTick) return Shown(ulix::Say(field.value.empty() ? Word::kNo : Word::kYes, language_));
+  if (field.kind == FieldKind::kCheckBox)
+    return Shown(ulix::Localized(field.value.empty() ? FormText::kNo : FormText::kYes, language_));
   return Shown(field.value);
 }
 
@@ -145,12 +146,12 @@ bool FormPrompt::ShowChanges(const Form& before, const Form& form) {
     const Field& field = page.fields[question.field];
     const Field& old = before.pages[question.page].fields[question.field];
     if (field.value == old.value) continue;
-    if (!any) out_ << '\n' << Bold(Say(CliWord::kWhatChanges)) << '\n';
+    if (!any) out_ << '\n' << Bold(Localized(CliText::kWhatChanges)) << '\n';
     any = true;
     out_ << "  " << Shown(page.title) << ", " << LabelOf(field) << ": [" << Present(old) << "] -> [" << Present(field)
          << "]\n";
   }
-  if (!any) out_ << Say(CliWord::kNothingChanges) << '\n';
+  if (!any) out_ << Localized(CliText::kNothingChanges) << '\n';
   return any;
 }
 
@@ -199,7 +200,7 @@ FormPrompt::Move FormPrompt::Ask(Form& form, const Question& question) {
       continue;
     }
     const auto text = LibraryText(entry);
-    const std::string reason = text ? Shown(Enter(form, question, *text)) : Say(CliWord::kTakesLibraryText);
+    const std::string reason = text ? Shown(Enter(form, question, *text)) : Localized(CliText::kTakesLibraryText);
     if (reason.empty()) return Move::kNext;
     out_ << reason << '\n';
   }
@@ -214,10 +215,10 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   }
   const bool text = field.kind == FieldKind::kText || field.kind == FieldKind::kFile;
   if (text && entry == "-") field.value.clear();
-  if (field.kind == FieldKind::kTick) {
+  if (field.kind == FieldKind::kCheckBox) {
     const auto ticked = YesOrNo(entry);
     field.value = ticked.value_or(!before.empty()) ? "1" : "";
-    return ticked ? std::string() : AnsiFromUtf8(Say(CliWord::kTakesTick));
+    return ticked ? std::string() : AnsiFromUtf8(Localized(CliText::kTakesCheckBox));
   }
   std::string reason = Objection(form, question);
   if (!reason.empty()) field.value = before;
@@ -227,8 +228,9 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
 // What other questions lack is told when all have been asked.
 std::string FormPrompt::Objection(const Form& form, const Question& question) const {
   const Field& field = form.pages[question.page].fields[question.field];
-  if (field.kind == FieldKind::kChoice && !ChoiceOf(field)) return ulix::Say(Word::kNotAChoice, language_);
-  if (field.kind == FieldKind::kNumber && !EnteredNumber(field.value)) return ulix::Say(Word::kNotANumber, language_);
+  if (field.kind == FieldKind::kChoice && !ChoiceOf(field)) return ulix::Localized(FormText::kNotAChoice, language_);
+  if (field.kind == FieldKind::kNumber && !EnteredNumber(field.value))
+    return ulix::Localized(FormText::kNotANumber, language_);
   const auto refusal = form.check ? form.check(form) : std::nullopt;
   const bool ours = refusal && refusal->page == question.page && refusal->field == question.field;
   return ours ? refusal->reason : std::string();
@@ -237,14 +239,14 @@ std::string FormPrompt::Objection(const Form& form, const Question& question) co
 // Next for yes.
 FormPrompt::Move FormPrompt::Confirm() {
   for (;;) {
-    out_ << Say(CliWord::kApplyThis) << " [" << Say(CliWord::kTakesYesOrNo) << "]: " << std::flush;
+    out_ << Localized(CliText::kApplyThis) << " [" << Localized(CliText::kTakesYesOrNo) << "]: " << std::flush;
     const auto line = read_line_();
     if (!line) return Move::kLeave;
     const std::string entry(Trimmed(*line));
     const Move* move = FindMove(entry);
     if (move && (*move == Move::kBack || *move == Move::kLeave)) return *move;
     if (const auto answer = YesOrNo(entry)) return *answer ? Move::kNext : Move::kLeave;
-    out_ << Say(CliWord::kTakesTick) << '\n';
+    out_ << Localized(CliText::kTakesCheckBox) << '\n';
   }
 }
 
@@ -252,7 +254,7 @@ FormPrompt::Move FormPrompt::Confirm() {
 std::optional<bool> FormPrompt::YesOrNo(const std::string& entry) const {
   for (const Language language : {Language::kEnglish, Language::kFrench}) {
     for (const bool yes : {true, false}) {
-      const std::string word = ulix::Say(yes ? Word::kYes : Word::kNo, language);
+      const std::string word = ulix::Localized(yes ? FormText::kYes : FormText::kNo, language);
       if (EqualIgnoringCase(entry, word) || EqualIgnoringCase(entry, word.substr(0, 1))) return yes;
     }
   }

@@ -38,8 +38,8 @@ class FormPrompt {
   enum class Move { kNext, kBack, kNextPage, kEnd, kLeave };
   struct MoveWord;
 
-  std::string Say(CliWord word, std::initializer_list<std::string> values = {}) const {
-    return cli::Say(word, language_, values);
+  std::string Localized(CliText word, std::initializer_list<std::string> values = {}) const {
+    return cli::Localized(word, language_, values);
   }
   static const Move* FindMove(const std::string& entry);
   static std::vector<Question> QuestionsOf(const Form& form);

@@ -35,7 +35,7 @@ int Set(const SetOptions& options) {
   session.Connect();
   session.Check(session.instrument().SetChanVal(channel.id, value));
   const std::string shown = ShownNumber(FormatShortest(value)) + " " + channel.unit;
-  Tell(Say(CliWord::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
+  Tell(Localized(CliText::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
   return 0;
 }
 

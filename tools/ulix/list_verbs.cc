@@ -52,7 +52,7 @@ Json ModelJson(const ModelCard& card) {
   for (const ChannelRow& row : FixedChannels(card)) {
     channels.push_back({{"id", channels.size()}, {"name", row.name}, {"direction", DirectionWord(row.direction)}});
   }
-  return {{"model", card.word},
+  return {{"model", card.model_id},
           {"name", DisplayName(card)},
           {"progid", ProgId(card)},
           {"link", LinkWord(card.link)},
@@ -61,20 +61,20 @@ Json ModelJson(const ModelCard& card) {
 
 int ListModels(bool json) {
   Table table(
-      Heads({CliWord::kModelHead, CliWord::kNameHead, CliWord::kProgIdHead, CliWord::kLinkHead, CliWord::kChannelsHead},
+      Heads({CliText::kModelHead, CliText::kNameHead, CliText::kProgIdHead, CliText::kLinkHead, CliText::kChannelsHead},
             ShownLanguage()));
   Json array = Json::array();
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
-    table.Add({card.word, DisplayName(card), ProgId(card), LinkWord(card.link), ChannelList(card)});
+    table.Add({card.model_id, DisplayName(card), ProgId(card), LinkWord(card.link), ChannelList(card)});
   }
   json ? PrintJson(array) : table.Print();
   return 0;
 }
 
 int ListPorts(bool json) {
-  Table table(Heads({CliWord::kNumberHead, CliWord::kNameHead, CliWord::kDeviceHead}, ShownLanguage()));
+  Table table(Heads({CliText::kNumberHead, CliText::kNameHead, CliText::kDeviceHead}, ShownLanguage()));
   Json array = Json::array();
   for (const platform::PortEntry& port : platform::ListSerialPorts()) {
     const std::string name = "COM" + std::to_string(port.number);
@@ -89,12 +89,12 @@ std::string DefaultOf(const SettingRow& row) {
   if (row.type == VariantType::kBstr) return {};
   const auto initial = static_cast<float>(row.initial);
   if (row.bits == 0) return FormatShortest(initial);
-  const auto word = WordOf(row.words, static_cast<std::uint32_t>(row.initial));
+  const auto word = LabelOf(row.labels, static_cast<std::uint32_t>(row.initial));
   return word.empty() ? FormatFixed(row.initial, 0) : std::string(word);
 }
 
 int ListKeys(const std::string& model) {
-  Table table(Heads({CliWord::kKeyHead, CliWord::kDefaultHead, CliWord::kTakesHead}, ShownLanguage()));
+  Table table(Heads({CliText::kKeyHead, CliText::kDefaultHead, CliText::kTakesHead}, ShownLanguage()));
   for (const SettingRow& row : FindModel(model)->card->settings) {
     table.Add({row.key, DefaultOf(row), AllowedValues(row)});
   }

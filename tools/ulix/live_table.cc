@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::size_t kHistory = 32;
 constexpr std::array kEighths = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr std::size_t kLeastTrend = 8;
-constexpr std::size_t kLeastError = 24;  // columns for the code and the beginning of its text, where it is that long
+constexpr std::size_t kMinTrend = 8;
+constexpr std::size_t kMinError = 24;  // columns for the code and the beginning of its text, where it is that long
 
 std::string ShownValue(const LiveRow& row) {
   const bool held = !row.history.empty() && row.history.back();
@@ -56,25 +56,24 @@ std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_
 }
 
 std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language) {
-  const auto head = [&](CliWord word) { return Say(word, language); };
-  const auto wide = [&](CliWord word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
+  const auto head = [&](CliText word) { return Localized(word, language); };
+  const auto wide = [&](CliText word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
   const std::size_t names =
-      wide(CliWord::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
-  const std::size_t values = wide(CliWord::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
-  const std::size_t units = wide(CliWord::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
+      wide(CliText::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
+  const std::size_t values = wide(CliText::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
+  const std::size_t units = wide(CliText::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
   const std::size_t errors = Widest(rows, [](const LiveRow& row) { return row.error; });
   const std::size_t used = names + values + units + 5;
   const std::size_t left = width > used ? width - used : 0;
-  const std::size_t trend =
-      std::clamp(left > errors + 2 ? left - errors - 2 : 0, std::min(kLeastTrend, left), kHistory);
-  const bool both = left >= trend + 2 + std::min(errors, kLeastError);
+  const std::size_t trend = std::clamp(left > errors + 2 ? left - errors - 2 : 0, std::min(kMinTrend, left), kHistory);
+  const bool both = left >= trend + 2 + std::min(errors, kMinError);
 
   const auto line = [&](const std::string& name, const std::string& value, const std::string& unit) {
     return Cut(PaddedTo(name, names) + "  " + RightAligned(value, values) + " " + PaddedTo(unit, units) + "  ", width);
   };
   std::vector<std::string> lines;
-  lines.push_back(Bold(line(head(CliWord::kChannelHead), head(CliWord::kValueHead), head(CliWord::kUnitHead)) +
-                       Cut(head(CliWord::kTrendHead), left)));
+  lines.push_back(Bold(line(head(CliText::kChannelHead), head(CliText::kValueHead), head(CliText::kUnitHead)) +
+                       Cut(head(CliText::kTrendHead), left)));
   for (const LiveRow& row : rows) {
     lines.push_back(line(row.channel.name, ShownValue(row), row.channel.unit));
     const bool failed = !row.error.empty();
@@ -108,14 +107,15 @@ void LiveTable::Show(const ScanReport& report) {
 
 // What matters most first: a narrow terminal cuts the rest.
 std::string LiveTable::StatusLine() const {
-  if (reports_ == 0) return Say(CliWord::kWaitingForReport, language_);
+  if (reports_ == 0) return Localized(CliText::kWaitingForReport, language_);
   const double seconds = (last_ - first_) * kSecondsPerDay;
   const double rate = seconds > 0 ? static_cast<double>(reports_ - 1) / seconds : 0;
   std::string status = ShownNumber(IsoTime(last_).substr(11)) + ", ";
-  status += Say(reports_ == 1 ? CliWord::kOneReport : CliWord::kReports, language_, {std::to_string(reports_)}) + ", ";
+  status +=
+      Localized(reports_ == 1 ? CliText::kOneReport : CliText::kReports, language_, {std::to_string(reports_)}) + ", ";
   status += ShownNumber(FormatFixed(rate, 1)) + "/s";
-  if (failed_ > 0) status += ", " + Say(CliWord::kReadingsFailed, language_, {std::to_string(failed_)});
-  return status + "; " + Say(CliWord::kCtrlCEnds, language_);
+  if (failed_ > 0) status += ", " + Localized(CliText::kReadingsFailed, language_, {std::to_string(failed_)});
+  return status + "; " + Localized(CliText::kCtrlCEnds, language_);
 }
 
 // Of more channels than the terminal has lines the first are shown: what has scrolled off cannot be drawn again.
@@ -126,7 +126,7 @@ void LiveTable::Draw() {
   if (lines.size() + 2 > height) {
     const std::size_t hidden = lines.size() - (height - 3);
     lines.resize(height - 3);
-    lines.push_back(Cut(Say(CliWord::kMoreChannels, language_, {std::to_string(hidden)}), width));
+    lines.push_back(Cut(Localized(CliText::kMoreChannels, language_, {std::to_string(hidden)}), width));
   }
   lines.push_back(Cut(StatusLine(), width));
   if (drawn_ > 0) std::cout << "\x1b[" << drawn_ << "A";

@@ -28,7 +28,7 @@ struct ProgramOptions {
   std::string file;
 };
 
-[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Say(CliWord::kCancelled)); }
+[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Localized(CliText::kCancelled)); }
 
 std::int32_t BlockOf(const std::string& text) {
   std::int32_t block = -1;
@@ -42,13 +42,13 @@ std::int32_t BlockOf(const std::string& text) {
 void CheckHasMemory(Session& session) {
   std::string name;
   if (session.instrument().GetMemBlockName(0, &name) != S_OK) {
-    throw UsageError("MODEL", std::string(session.instrument().card().word) + " records nothing");
+    throw UsageError("MODEL", std::string(session.instrument().card().model_id) + " records nothing");
   }
 }
 
 // Scripts read the English word.
 std::string YesOrNo(bool yes, Language language) {
-  return Shown(ulix::Say(yes ? Word::kYes : Word::kNo, OnTerminal() ? language : Language::kEnglish));
+  return Shown(ulix::Localized(yes ? FormText::kYes : FormText::kNo, OnTerminal() ? language : Language::kEnglish));
 }
 
 int ListBlocks(Session& session, bool json, Language language) {
@@ -56,7 +56,7 @@ int ListBlocks(Session& session, bool json, Language language) {
   std::vector<std::uint32_t> blocks;
   session.Check(session.instrument().MemBlocks(&blocks));
   Table table(Heads(
-      {CliWord::kBlockHead, CliWord::kNameHead, CliWord::kSizeHead, CliWord::kRecordsHead, CliWord::kRecordingHead},
+      {CliText::kBlockHead, CliText::kNameHead, CliText::kSizeHead, CliText::kRecordsHead, CliText::kRecordingHead},
       language));
   Json array = Json::array();
   for (const std::uint32_t block : blocks) {
@@ -79,7 +79,7 @@ int ListBlocks(Session& session, bool json, Language language) {
 
 // Of a block's plot and report; with a '%' for the instrument's name.
 std::string TitleOf(std::int32_t block, Language language) {
-  return Say(CliWord::kMemoryTitle, language, {"%", std::to_string(block + 1)});
+  return Localized(CliText::kMemoryTitle, language, {"%", std::to_string(block + 1)});
 }
 
 ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32_t block) {
@@ -87,7 +87,7 @@ ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32
   ReportFacts facts = FactsOf(session, TitleOf(block, language), language);
   std::string name;
   session.instrument().GetMemBlockName(block, &name);
-  facts.measurement = {{Say(CliWord::kMemoryBlock, language), Shown(name)}};
+  facts.measurement = {{Localized(CliText::kMemoryBlock, language), Shown(name)}};
   const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
   return {options.report_file, std::move(facts), error_text, language};
 }
@@ -109,7 +109,7 @@ void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t blo
 }
 
 std::string RecordCount(std::uint32_t records, Language language) {
-  return Say(records == 1 ? CliWord::kOneRecord : CliWord::kRecordCount, language, {std::to_string(records)});
+  return Localized(records == 1 ? CliText::kOneRecord : CliText::kRecordCount, language, {std::to_string(records)});
 }
 
 // A failed write ends the read like any other failure: the logger is let go first.
@@ -190,7 +190,7 @@ int Program(const ProgramOptions& options) {
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
   if (result == kCancelled) ThrowCancelled();
   session.Check(result);
-  Tell(Say(send ? CliWord::kProgramSent : CliWord::kProgramReRead, language));
+  Tell(Localized(send ? CliText::kProgramSent : CliText::kProgramReRead, language));
   return 0;
 }
 

@@ -25,7 +25,9 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Say(CliWord::kUnableToWrite, {path})}; }
+OperationFailed CannotWrite(const std::string& path) {
+  return {kWriteFault, Localized(CliText::kUnableToWrite, {path})};
+}
 
 class Lines final : public RecordSink {
  public:
@@ -35,7 +37,7 @@ class Lines final : public RecordSink {
   }
   HRESULT Complete() override {
     std::cout << text_ << std::flush;
-    if (!std::cout) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToPrint));
+    if (!std::cout) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToPrint));
     return S_OK;
   }
 

@@ -20,9 +20,11 @@ namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kMostBytes = std::size_t{1} << 20U;  // of a file that is read whole
+constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // of a file that is read whole
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Say(CliWord::kUnableToWrite, {path})}; }
+OperationFailed CannotWrite(const std::string& path) {
+  return {kWriteFault, Localized(CliText::kUnableToWrite, {path})};
+}
 
 std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
@@ -124,7 +126,7 @@ Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
 
 void PrintLine(const std::string& line) {
   std::cout << line << std::endl;
-  if (!std::cout) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToPrint));
+  if (!std::cout) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToPrint));
 }
 
 void PrintJson(const Json& json) { PrintLine(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
@@ -154,11 +156,11 @@ void WriteWholeFile(const std::string& path, std::string_view bytes) {
 
 std::string ReadWholeFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string bytes(kMostBytes + 1, '\0');
+  std::string bytes(kMaxBytes + 1, '\0');
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
-  if (!file.is_open() || file.bad() || bytes.size() > kMostBytes)
-    throw OperationFailed(kFileNotFound, Say(CliWord::kUnableToRead, {path}));
+  if (!file.is_open() || file.bad() || bytes.size() > kMaxBytes)
+    throw OperationFailed(kFileNotFound, Localized(CliText::kUnableToRead, {path}));
   return bytes;
 }
 

@@ -6,9 +6,9 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::size_t kMostPoints = 100'000;
+constexpr std::size_t kMaxPoints = 100'000;
 constexpr std::size_t kKeptColumns = 8192;  // far more than a drawing has
-constexpr std::size_t kMostOfAColumn = 6;
+constexpr std::size_t kMaxOfAColumn = 6;
 
 // The places of the points of one column that are kept.
 class Column {
@@ -52,11 +52,11 @@ std::optional<double> Drawn(const PlotPoint& point) {
 
 void PlotCurve::Add(const PlotPoint& point) {
   points.push_back(point);
-  if (points.size() >= kMostPoints) points = Thinned(points, kKeptColumns);
+  if (points.size() >= kMaxPoints) points = Thinned(points, kKeptColumns);
 }
 
 std::vector<PlotPoint> Thinned(const std::vector<PlotPoint>& points, std::size_t columns) {
-  if (points.size() <= columns * kMostOfAColumn / 2) return points;
+  if (points.size() <= columns * kMaxOfAColumn / 2) return points;
   const Date first = points.front().time;
   const double width = (points.back().time - first) / static_cast<double>(columns);
   const auto column_of = [&](const PlotPoint& point) {

@@ -57,7 +57,7 @@ Json RowJson(const Row& row) {
 void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
   Json array = Json::array();
   Table table(Heads(
-      {CliWord::kIdHead, CliWord::kNameHead, CliWord::kValueHead, CliWord::kUnitHead, CliWord::kErrorHead}, language));
+      {CliText::kIdHead, CliText::kNameHead, CliText::kValueHead, CliText::kUnitHead, CliText::kErrorHead}, language));
   for (const Row& row : rows) {
     array.push_back(RowJson(row));
     const std::string value = row.value ? ShownNumber(FormatValue(row.channel, *row.value)) : std::string("--");

@@ -54,9 +54,9 @@ RecordedRow& Recording::NewRow(Date time) {
   if (row_count_++ == 0) first_time_ = time;
   last_time_ = time;
   RecordedRow row{row_count_, time, std::vector<RecordedCell>(channels_.size())};
-  if (first_rows_.size() < kMostRows / 2) return first_rows_.emplace_back(std::move(row));
+  if (first_rows_.size() < kMaxRows / 2) return first_rows_.emplace_back(std::move(row));
   last_rows_.push_back(std::move(row));
-  if (last_rows_.size() > kMostRows / 2) last_rows_.pop_front();
+  if (last_rows_.size() > kMaxRows / 2) last_rows_.pop_front();
   return last_rows_.back();
 }
 
@@ -80,7 +80,7 @@ void Recording::AddFailure(std::size_t place, Date time, HRESULT code) {
     return;
   }
   open.reset();
-  if (failures_.size() == kMostFailures) {
+  if (failures_.size() == kMaxFailures) {
     ++failures_left_out_;
     return;
   }

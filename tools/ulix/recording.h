@@ -79,8 +79,8 @@ struct RecordedRow {
 
 class Recording {
  public:
-  static constexpr std::size_t kMostRows = 2000;  // the first half and the last half of more
-  static constexpr std::size_t kMostFailures = 200;
+  static constexpr std::size_t kMaxRows = 2000;  // the first half and the last half of more
+  static constexpr std::size_t kMaxFailures = 200;
 
   explicit Recording(std::span<const Channel> channels);
 

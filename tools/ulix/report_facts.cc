@@ -12,7 +12,7 @@
 namespace ulix::cli {
 namespace {
 
-std::string Label(Word word, Language language) { return Shown(ulix::Say(word, language)); }
+std::string Label(FormText word, Language language) { return Shown(ulix::Localized(word, language)); }
 
 // What the instrument answers, or why it does not.
 std::string Identification(Session& session) {
@@ -23,7 +23,7 @@ std::string Identification(Session& session) {
 
 // The network address, or all of the serial line's settings.
 std::string LinkText(Session& session, Language language) {
-  if (session.simulated()) return Say(CliWord::kSimulated, language);
+  if (session.simulated()) return Localized(CliText::kSimulated, language);
   std::optional<NetworkAddress> address;
   if (Succeeded(session.instrument().GetNetworkAddress(&address)) && address) {
     return Shown(address->host) + ":" + std::to_string(address->port);
@@ -44,13 +44,13 @@ std::string LinkText(Session& session, Language language) {
 
 std::vector<Fact> InstrumentFacts(Session& session, Language language) {
   const ModelCard& card = session.instrument().card();
-  return {{Say(CliWord::kDisplayName, language), Shown(card.display_name.In(language))},
-          {Say(CliWord::kModelWord, language), card.word},
-          {Label(Word::kIdentification, language), Identification(session)},
-          {Label(Word::kLink, language), LinkText(session, language)},
-          {Label(Word::kLibraryVersion, language), VersionText()},
-          {Say(CliWord::kComputer, language), platform::MachineName()},
-          {Say(CliWord::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
+  return {{Localized(CliText::kDisplayName, language), Shown(card.display_name.In(language))},
+          {Localized(CliText::kModelWord, language), card.model_id},
+          {Label(FormText::kIdentification, language), Identification(session)},
+          {Label(FormText::kLink, language), LinkText(session, language)},
+          {Label(FormText::kLibraryVersion, language), VersionText()},
+          {Localized(CliText::kComputer, language), platform::MachineName()},
+          {Localized(CliText::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
 }
 
 std::vector<Fact> SettingFacts(Session& session, Language language) {
@@ -72,13 +72,13 @@ ReportFacts FactsOf(Session& session, const std::string& title, Language languag
 }
 
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {
-  std::vector<Fact> facts{{Label(Word::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
-  const auto add = [&](Word word, float value, const char* unit) {
+  std::vector<Fact> facts{{Label(FormText::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
+  const auto add = [&](FormText word, float value, const char* unit) {
     if (value > 0) facts.emplace_back(Label(word, language), InLanguage(FormatShortest(value), language) + unit);
   };
-  add(Word::kDeadBandPercent, settings.dead_band_percent, " %");
-  add(Word::kDeadBandAbs, settings.dead_band_abs, "");
-  add(Word::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
+  add(FormText::kDeadBandPercent, settings.dead_band_percent, " %");
+  add(FormText::kDeadBandAbs, settings.dead_band_abs, "");
+  add(FormText::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
   return facts;
 }
 

@@ -47,7 +47,7 @@ class CsvFile final : public ScanOutput {
  private:
   void Write(const std::string& line) {
     file_ << line << std::flush;
-    if (!file_) throw OperationFailed(kWriteFault, Say(CliWord::kUnableToWrite, {path_}));
+    if (!file_) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToWrite, {path_}));
   }
 
   std::string path_;

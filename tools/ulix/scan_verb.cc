@@ -19,7 +19,7 @@ namespace ulix::cli {
 namespace {
 
 // The title of a scan's plot and report, with a '%' for the instrument's name.
-std::string TitleOf(Language language) { return Say(CliWord::kScanTitle, language, {"%"}); }
+std::string TitleOf(Language language) { return Localized(CliText::kScanTitle, language, {"%"}); }
 
 ReportPlan PlanReport(Session& session, const ScanOptions& options, const ErrorText& error_text) {
   const Language language = LanguageOf(options.connection);

@@ -16,7 +16,7 @@ namespace {
 
 // All in pixels.
 constexpr double kWidth = 960;
-constexpr double kLeastLeft = 56;
+constexpr double kMinLeft = 56;
 constexpr double kRight = kWidth - 36;
 constexpr double kTitleLine = 30;
 constexpr double kTitleHeight = 44;
@@ -29,7 +29,7 @@ constexpr double kTitleCharacter = 9.4;
 constexpr double kMark = 4;  // half of a cross
 constexpr double kMarkStep = 10;
 constexpr std::size_t kMarkRows = 6;
-constexpr std::size_t kMostOfAName = 60;  // characters
+constexpr std::size_t kMaxOfAName = 60;  // characters
 
 // Told apart also by readers who see few colours; after a round of them the dashes change.
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
@@ -79,7 +79,7 @@ struct Plot {
   std::vector<Panel> panels;
   Axis time;
   bool has_points = false;
-  double left = kLeastLeft;
+  double left = kMinLeft;
   double bottom = 0;  // of the last panel
 };
 
@@ -155,10 +155,10 @@ std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
 
 // 0 for sizes that are read as they stand, else a multiple of three.
 int ExponentOf(const Axis& axis) {
-  constexpr double kLeastPlain = 1e-3;
-  constexpr double kMostPlain = 1e6;
+  constexpr double kMinPlain = 1e-3;
+  constexpr double kMaxPlain = 1e6;
   const double size = std::max(std::abs(axis.low), std::abs(axis.high));
-  if (size >= kLeastPlain && size < kMostPlain) return 0;
+  if (size >= kMinPlain && size < kMaxPlain) return 0;
   return 3 * static_cast<int>(std::floor(std::log10(size) / 3));
 }
 
@@ -204,17 +204,17 @@ std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
   std::vector<Entry> entries;
   for (const std::size_t k : panel.curves) {
     entries.push_back(
-        {Cut(plot.curves[k].name, kMostOfAName), "<path d=\"M0 0 h26\" class=\"curve\" " + LineStyle(k) + "/>"});
+        {Cut(plot.curves[k].name, kMaxOfAName), "<path d=\"M0 0 h26\" class=\"curve\" " + LineStyle(k) + "/>"});
   }
   if (panel.has_outages()) {
-    entries.push_back({Say(CliWord::kReadingFailed, plot.language),
+    entries.push_back({Localized(CliText::kReadingFailed, plot.language),
                        "<path d=\"" + Cross(20, 0) + "\" class=\"fail\" stroke=\"#c00000\"/>"});
   }
   return entries;
 }
 
 std::string UnitText(const Panel& panel, Language language) {
-  const std::string unit = panel.unit.empty() ? Say(CliWord::kValue, language) : panel.unit;
+  const std::string unit = panel.unit.empty() ? Localized(CliText::kValue, language) : panel.unit;
   if (panel.exponent == 0) return unit;
   static constexpr std::array kRaised = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
   std::string power = "10";
@@ -277,7 +277,7 @@ std::string Frame(const Plot& plot, const Panel& panel) {
   std::string svg = Box(plot.left, panel.y.to, kRight - plot.left, height, "frame");
   if (panel.has_values) return svg;
   return svg + Label((plot.left + kRight) / 2, panel.y.to + height / 2, "text-anchor=\"middle\"",
-                     Say(CliWord::kNoData, plot.language));
+                     Localized(CliText::kNoData, plot.language));
 }
 
 // Pale bands over the panel for as long as any of its curves has an outage.
@@ -363,8 +363,8 @@ std::string Header(double height, const std::string& title, PlotPlace place) {
          ".curve{fill:none;stroke-width:1.6;stroke-linejoin:round}.outage{fill:#d00000;fill-opacity:0.1}"
          ".fail{fill:none;stroke-width:1.6}.key{fill:#555555}</style>\n"
          "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
-  const auto most = static_cast<std::size_t>((kWidth - 2 * kLeastLeft) / kTitleCharacter);
-  if (file) svg += Label(kLeastLeft, kTitleLine, "font-size=\"16\" font-weight=\"bold\"", Cut(title, most));
+  const auto most = static_cast<std::size_t>((kWidth - 2 * kMinLeft) / kTitleCharacter);
+  if (file) svg += Label(kMinLeft, kTitleLine, "font-size=\"16\" font-weight=\"bold\"", Cut(title, most));
   return svg;
 }
 
@@ -376,7 +376,7 @@ Plot Prepare(const std::vector<PlotCurve>& curves, Language language) {
     FindLabels(panel, language);
     for (const auto& label : panel.labels) widest = std::max(widest, DisplayWidth(label.second));
   }
-  plot.left = std::max(kLeastLeft, static_cast<double>(widest) * kCharacter + 16);
+  plot.left = std::max(kMinLeft, static_cast<double>(widest) * kCharacter + 16);
   FindTimes(plot);
   for (Panel& panel : plot.panels) FindOutages(plot, panel);
   return plot;
@@ -414,7 +414,7 @@ Ticks NiceTicks(double low, double high, int wanted) {
 std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
                     PlotPlace place) {
   std::vector<PlotCurve> drawn = curves;
-  for (PlotCurve& curve : drawn) curve.points = Thinned(curve.points, static_cast<std::size_t>(kRight - kLeastLeft));
+  for (PlotCurve& curve : drawn) curve.points = Thinned(curve.points, static_cast<std::size_t>(kRight - kMinLeft));
   Plot plot = Prepare(drawn, language);
   const std::string legends = LayOut(plot, place == PlotPlace::kFile ? kTitleHeight : kAbove);
   std::string svg = Header(plot.bottom + kBelow, title, place) + legends + TimeGrid(plot);

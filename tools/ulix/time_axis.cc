@@ -10,7 +10,7 @@
 namespace ulix::cli {
 namespace {
 
-constexpr double kMostTicks = 7;
+constexpr double kMaxTicks = 7;
 constexpr double kMinute = 60;
 constexpr double kHour = 3600;
 
@@ -21,9 +21,9 @@ constexpr std::array kSteps = {0.001, 0.002,     0.005,       0.01,        0.02,
                                kHour, 2 * kHour, 3 * kHour,   6 * kHour,   12 * kHour,   kSecondsPerDay};
 
 double StepFor(double seconds) {
-  const auto fits = [=](double step) { return seconds / step <= kMostTicks; };
+  const auto fits = [=](double step) { return seconds / step <= kMaxTicks; };
   const auto step = std::find_if(kSteps.begin(), kSteps.end(), fits);
-  return step != kSteps.end() ? *step : std::ceil(seconds / kSecondsPerDay / kMostTicks) * kSecondsPerDay;
+  return step != kSteps.end() ? *step : std::ceil(seconds / kSecondsPerDay / kMaxTicks) * kSecondsPerDay;
 }
 
 std::string DayOf(Date date) { return IsoTime(date).substr(0, 10); }
@@ -61,8 +61,8 @@ std::vector<TimeTick> TimeTicks(Date low, Date high, Language language) {
 
 std::string TimeAxisName(Date low, Date high, Language language) {
   const std::string first = DayOf(low), last = DayOf(high);
-  if (first == last) return Say(CliWord::kLocalTimeOf, language, {first});
-  return Say(CliWord::kLocalTimeFromTo, language, {first, last});
+  if (first == last) return Localized(CliText::kLocalTimeOf, language, {first});
+  return Localized(CliText::kLocalTimeFromTo, language, {first, last});
 }
 
 }  // namespace ulix::cli

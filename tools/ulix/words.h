@@ -10,7 +10,7 @@
 
 namespace ulix::cli {
 
-enum class CliWord {
+enum class CliText {
   // A form asked line by line.
   kPromptKeys,
   kPromptStop,
@@ -20,7 +20,7 @@ enum class CliWord {
   kTakesNumber,
   kTakesText,
   kTakesLibraryText,
-  kTakesTick,
+  kTakesCheckBox,
   kTakesYesOrNo,
   kWhatChanges,
   kNothingChanges,
@@ -150,20 +150,20 @@ enum class CliWord {
   kWordCount,
 };
 
-using CliWordRow = WordRowOf<CliWord>;
+using CliTextRow = TextRowOf<CliText>;
 
 // Every word, in the order of the enumeration.
-extern const std::array<CliWordRow, static_cast<std::size_t>(CliWord::kWordCount)> kCliWords;
+extern const std::array<CliTextRow, static_cast<std::size_t>(CliText::kWordCount)> kCliTexts;
 
 // In UTF-8; the second form puts values in place of the '%'s.
-std::string Say(CliWord word, Language language);
-std::string Say(CliWord word, Language language, std::initializer_list<std::string> values);
+std::string Localized(CliText word, Language language);
+std::string Localized(CliText word, Language language, std::initializer_list<std::string> values);
 // The same in the language that this program shows: the user's own until another is asked for.
-std::string Say(CliWord word, std::initializer_list<std::string> values = {});
+std::string Localized(CliText word, std::initializer_list<std::string> values = {});
 Language ShownLanguage();
 void SetShownLanguage(Language language);
 
 // The headings of a table.
-std::vector<std::string> Heads(std::initializer_list<CliWord> words, Language language);
+std::vector<std::string> Heads(std::initializer_list<CliText> words, Language language);
 
 }  // namespace ulix::cli

@@ -37,18 +37,18 @@ inline constexpr std::array kFunctions = {
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
 
 inline constexpr std::array kConnectionWords = {
-    CodedWord{1, "WIRE2"},
-    CodedWord{2, "WIRE3"},
-    CodedWord{3, "TXP"},
-    CodedWord{4, "TXA"},
+    EnumLabel{1, "WIRE2"},
+    EnumLabel{2, "WIRE3"},
+    EnumLabel{3, "TXP"},
+    EnumLabel{4, "TXA"},
 };
 
 inline constexpr std::array kSensorWords = {
-    CodedWord{1, "TYP_K"},       CodedWord{2, "TYP_T"},      CodedWord{3, "TYP_J"},      CodedWord{4, "TYP_E"},
-    CodedWord{5, "TYP_N"},       CodedWord{6, "TYP_U"},      CodedWord{7, "TYP_L"},      CodedWord{8, "TYP_S"},
-    CodedWord{9, "TYP_R"},       CodedWord{10, "TYP_B"},     CodedWord{11, "TYP_C"},     CodedWord{12, "TYP_PL"},
-    CodedWord{13, "TYP_MO"},     CodedWord{14, "TYP_PT100"}, CodedWord{15, "TYP_PT200"}, CodedWord{16, "TYP_PT500"},
-    CodedWord{17, "TYP_PT1000"},
+    EnumLabel{1, "TYP_K"},       EnumLabel{2, "TYP_T"},      EnumLabel{3, "TYP_J"},      EnumLabel{4, "TYP_E"},
+    EnumLabel{5, "TYP_N"},       EnumLabel{6, "TYP_U"},      EnumLabel{7, "TYP_L"},      EnumLabel{8, "TYP_S"},
+    EnumLabel{9, "TYP_R"},       EnumLabel{10, "TYP_B"},     EnumLabel{11, "TYP_C"},     EnumLabel{12, "TYP_PL"},
+    EnumLabel{13, "TYP_MO"},     EnumLabel{14, "TYP_PT100"}, EnumLabel{15, "TYP_PT200"}, EnumLabel{16, "TYP_PT500"},
+    EnumLabel{17, "TYP_PT1000"},
 };
 
 inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
@@ -73,7 +73,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "cmx310",
+    .model_id = "cmx310",
     .class_name = "Cmx310",
     .class_id = "F6F598BF-BF86-44C9-B06F-11CA446F1A05",
     .display_name = {"CMX310", "CMX310"},

@@ -35,18 +35,18 @@ inline constexpr std::array kFunctions = {
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
 
 inline constexpr std::array kConnectionWords = {
-    CodedWord{1, "WIRE2"}, CodedWord{2, "WIRE3"}, CodedWord{3, "WIRE4"}, CodedWord{4, "TXP"},
-    CodedWord{5, "TXA"},   CodedWord{6, "TXA24"}, CodedWord{7, "TXA50"},
+    EnumLabel{1, "WIRE2"}, EnumLabel{2, "WIRE3"}, EnumLabel{3, "WIRE4"}, EnumLabel{4, "TXP"},
+    EnumLabel{5, "TXA"},   EnumLabel{6, "TXA24"}, EnumLabel{7, "TXA50"},
 };
 
 inline constexpr std::array kSensorWords = {
-    CodedWord{1, "TYP_K"},       CodedWord{2, "TYP_T"},       CodedWord{3, "TYP_J"},      CodedWord{4, "TYP_E"},
-    CodedWord{5, "TYP_N"},       CodedWord{6, "TYP_U"},       CodedWord{7, "TYP_L"},      CodedWord{8, "TYP_S"},
-    CodedWord{9, "TYP_R"},       CodedWord{10, "TYP_B"},      CodedWord{11, "TYP_C"},     CodedWord{12, "TYP_PL"},
-    CodedWord{13, "TYP_MO"},     CodedWord{14, "TYP_PT50"},   CodedWord{15, "TYP_PT100"}, CodedWord{16, "TYP_PT200"},
-    CodedWord{17, "TYP_PT500"},  CodedWord{18, "TYP_PT1000"}, CodedWord{19, "TYP_A3916"}, CodedWord{20, "TYP_A3926"},
-    CodedWord{21, "TYP_CU10"},   CodedWord{22, "TYP_CU50"},   CodedWord{23, "TYP_NI100"}, CodedWord{24, "TYP_NI120"},
-    CodedWord{25, "TYP_NI1000"},
+    EnumLabel{1, "TYP_K"},       EnumLabel{2, "TYP_T"},       EnumLabel{3, "TYP_J"},      EnumLabel{4, "TYP_E"},
+    EnumLabel{5, "TYP_N"},       EnumLabel{6, "TYP_U"},       EnumLabel{7, "TYP_L"},      EnumLabel{8, "TYP_S"},
+    EnumLabel{9, "TYP_R"},       EnumLabel{10, "TYP_B"},      EnumLabel{11, "TYP_C"},     EnumLabel{12, "TYP_PL"},
+    EnumLabel{13, "TYP_MO"},     EnumLabel{14, "TYP_PT50"},   EnumLabel{15, "TYP_PT100"}, EnumLabel{16, "TYP_PT200"},
+    EnumLabel{17, "TYP_PT500"},  EnumLabel{18, "TYP_PT1000"}, EnumLabel{19, "TYP_A3916"}, EnumLabel{20, "TYP_A3926"},
+    EnumLabel{21, "TYP_CU10"},   EnumLabel{22, "TYP_CU50"},   EnumLabel{23, "TYP_NI100"}, EnumLabel{24, "TYP_NI120"},
+    EnumLabel{25, "TYP_NI1000"},
 };
 
 inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
@@ -71,7 +71,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "kelvo10",
+    .model_id = "kelvo10",
     .class_name = "Kelvo10",
     .class_id = "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21",
     .display_name = {"Kelvo10", "Kelvo10"},

@@ -44,7 +44,7 @@ const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
 // Parameters of a range command; a word that its table does not have spoils the whole.
 class Parameters {
  public:
-  void AddWord(const SettingRow& row, std::uint32_t code) { Add(WordOf(row.words, code)); }
+  void AddWord(const SettingRow& row, std::uint32_t code) { Add(LabelOf(row.labels, code)); }
   void Add(std::string_view word) {
     if (word.empty()) valid_ = false;
     text_ += text_.empty() ? "" : ",";
@@ -82,7 +82,7 @@ constexpr std::array kPlaces = {
 // False for a word that fits no place or comes a second time. Words are compared whole: "RT" is no part of "JR_RTD".
 bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
   for (const Place& place : kPlaces) {
-    const auto code = CodeOfWord(Row(model, place.setting).words, word);
+    const auto code = CodeOfLabel(Row(model, place.setting).labels, word);
     if (!code) continue;
     if (found.*place.found) return false;
     found.*place.found = code;

@@ -30,21 +30,21 @@ struct Model {
 };
 
 template <std::size_t kCount>
-constexpr std::array<CodedWord, kCount> WordsOf(const std::array<FunctionRow, kCount>& functions) {
-  std::array<CodedWord, kCount> words{};
+constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kCount>& functions) {
+  std::array<EnumLabel, kCount> words{};
   for (std::uint32_t i = 0; i < kCount; ++i) words[i] = {i + 1, functions[i].word};
   return words;
 }
 
 inline constexpr std::uint32_t kProgrammedColdJunction = 2;
 inline constexpr std::array kColdJunctionWords = {
-    CodedWord{0, "JR_ON"},
-    CodedWord{1, "JR_OFF"},
-    CodedWord{kProgrammedColdJunction, "JR_PROG"},
-    CodedWord{3, "JR_RTD"},
+    EnumLabel{0, "JR_ON"},
+    EnumLabel{1, "JR_OFF"},
+    EnumLabel{kProgrammedColdJunction, "JR_PROG"},
+    EnumLabel{3, "JR_RTD"},
 };
 
-inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}, CodedWord{2, "K"}};
+inline constexpr std::array kUnitWords = {EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
 
 // How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
 inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText,
@@ -68,9 +68,9 @@ enum SettingIndex {
 };
 
 // The configuration record: the same fields in every model, with the model's words.
-constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const CodedWord> functions,
-                                                              std::span<const CodedWord> connections,
-                                                              std::span<const CodedWord> sensors) {
+constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const EnumLabel> functions,
+                                                              std::span<const EnumLabel> connections,
+                                                              std::span<const EnumLabel> sensors) {
   constexpr auto kUi4 = VariantType::kUi4;
   constexpr auto kUi1 = VariantType::kUi1;
   constexpr auto kR4 = VariantType::kR4;

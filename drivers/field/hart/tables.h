@@ -26,7 +26,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "hart",
+    .model_id = "hart",
     .class_name = "Hart",
     .class_id = "9BB2AFD5-020B-4C42-8543-883FFAB71638",
     .display_name = {"Hart", "Hart"},

@@ -11,7 +11,7 @@ constexpr std::size_t kTextReplyRegisters = 50;
 constexpr std::uint16_t kTextReadyRegister = 649;  // read once before the reply; what it says is not known
 constexpr std::uint16_t kFrameRegister = 44000;
 constexpr std::uint16_t kStatusRegister = 44198;
-constexpr std::size_t kMostReadAtOnce = 125;
+constexpr std::size_t kMaxReadAtOnce = 125;
 
 std::uint16_t RegisterOf(std::size_t word) { return static_cast<std::uint16_t>(kFrameRegister + word); }
 
@@ -52,7 +52,7 @@ HRESULT Mailbox::Tell(Command command, std::span<const std::uint16_t> data) {
 HRESULT Mailbox::ReadReply(Words& reply, std::size_t until) {
   while (reply.size() < until) {
     const std::size_t first = reply.size();
-    reply.resize(std::min(until, first + kMostReadAtOnce));
+    reply.resize(std::min(until, first + kMaxReadAtOnce));
     const HRESULT result = client_.ReadHolding(RegisterOf(first), std::span(reply).subspan(first));
     if (Failed(result)) return result;
   }
@@ -63,7 +63,7 @@ Expected<Words> Mailbox::Ask(Command command, std::span<const std::uint16_t> dat
   if (const HRESULT result = Tell(command, data); Failed(result)) return Failure(result);
   Words reply;
   if (const HRESULT result = ReadReply(reply, at_once); Failed(result)) return Failure(result);
-  const std::size_t whole = std::min(kFrameHead + reply[1], kMostFrameWords);
+  const std::size_t whole = std::min(kFrameHead + reply[1], kMaxFrameWords);
   if (const HRESULT result = ReadReply(reply, whole); Failed(result)) return Failure(result);
   return reply;
 }

@@ -51,7 +51,7 @@ Expected<ProgramRecord> ProgramFile::Next() {
   if (count < 0) return Failure(memologCtlErrOpenFile);
   if (count < 2) return ProgramRecord();  // a byte left over is no length
   const std::size_t words = WordsOf({length.data(), length.size()}).front();
-  if (words > kMostRecordWords) return Failure(memologCtlErrInvalidProgFile);
+  if (words > kMaxRecordWords) return Failure(memologCtlErrInvalidProgFile);
   std::string bytes(words * 2, '\0');
   if (file_->Read(bytes) != static_cast<int>(bytes.size())) return Failure(memologCtlErrInvalidProgFile);
   return WordsOf(bytes);

@@ -12,8 +12,8 @@ namespace {
 constexpr Milliseconds kInitialiseTimeout{500};
 
 // The last step of an operation, whatever came of it.
-HRESULT Ended(const Progress& progress, const ulix::Words& title, HRESULT result, const ulix::Words& done,
-              const ulix::Words& failed) {
+HRESULT Ended(const Progress& progress, const ulix::LocalizedText& title, HRESULT result,
+              const ulix::LocalizedText& done, const ulix::LocalizedText& failed) {
   progress({100, title, Failed(result) ? failed : done, {}});
   return result;
 }
@@ -75,7 +75,7 @@ HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, con
 Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& data) {
   auto reply = Ask(command, data, kFrameHead);
   if (!reply) return reply;
-  const std::size_t length = std::min<std::size_t>((*reply)[1], kMostRecordWords);
+  const std::size_t length = std::min<std::size_t>((*reply)[1], kMaxRecordWords);
   return ProgramRecord(reply->begin() + kFrameHead, reply->begin() + static_cast<std::ptrdiff_t>(kFrameHead + length));
 }
 

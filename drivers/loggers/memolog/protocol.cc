@@ -12,7 +12,7 @@ namespace ulix::memolog {
 namespace {
 
 constexpr std::size_t kFrameBlock = 60;
-constexpr std::size_t kMostTextBytes = 100;
+constexpr std::size_t kMaxTextBytes = 100;
 constexpr std::size_t kRequestWords = 4;  // of kReadRecords, repeated in its reply
 
 std::uint16_t WireNumber(std::uint32_t block) { return static_cast<std::uint16_t>(block + 1); }
@@ -36,7 +36,7 @@ Words EnterProgramModeData() {
 }
 
 Words TextRegisters(std::string_view command) {
-  std::string text(command.substr(0, kMostTextBytes - 1));
+  std::string text(command.substr(0, kMaxTextBytes - 1));
   platform::OemFromAnsi(text);
   text += '\0';
   text.resize(text.size() + text.size() % 2);

@@ -27,8 +27,8 @@ enum Command : std::uint16_t {
 enum BlockCommand : std::uint16_t { kBlockState = 19, kFreezeBlock = 20, kReadRecords = 21, kClearRecords = 22 };
 
 inline constexpr std::size_t kFrameHead = 2;  // command, count of data words
-inline constexpr std::size_t kMostFrameWords = 199;
-inline constexpr std::size_t kMostRecordWords = 196;
+inline constexpr std::size_t kMaxFrameWords = 199;
+inline constexpr std::size_t kMaxRecordWords = 196;
 
 // A part of a frame, written by one request.
 struct FrameBlock {

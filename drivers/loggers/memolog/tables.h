@@ -42,18 +42,19 @@ inline constexpr ProgramFileKind kProgramFileKind = {
 };
 
 // Of long operations, as they go on.
-inline constexpr ulix::Words kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
-inline constexpr ulix::Words kSent = {"Program sent", "Programme envoyé"};
-inline constexpr ulix::Words kNotSent = {"Unable to send Program File", "Impossible d'envoyer le fichier programme"};
-inline constexpr ulix::Words kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
-inline constexpr ulix::Words kReRead = {"Program re-read", "Programme relu"};
-inline constexpr ulix::Words kNotCreated = {"Unable to create Program File",
-                                            "Impossible de créer le fichier programme"};
-inline constexpr ulix::Words kRecordOf = {"Record % from %", "Enregistrement % sur %"};
-inline constexpr ulix::Words kReadingTitle = {"Reading...", "Lecture..."};
-inline constexpr ulix::Words kReadingBlock = {"Reading measurement bloc % from %",
-                                              "Lecture du bloc de mesures % sur %"};
-inline constexpr ulix::Words kReadingEnds = {"End of the reading", "Fin de la lecture"};
+inline constexpr ulix::LocalizedText kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
+inline constexpr ulix::LocalizedText kSent = {"Program sent", "Programme envoyé"};
+inline constexpr ulix::LocalizedText kNotSent = {"Unable to send Program File",
+                                                 "Impossible d'envoyer le fichier programme"};
+inline constexpr ulix::LocalizedText kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
+inline constexpr ulix::LocalizedText kReRead = {"Program re-read", "Programme relu"};
+inline constexpr ulix::LocalizedText kNotCreated = {"Unable to create Program File",
+                                                    "Impossible de créer le fichier programme"};
+inline constexpr ulix::LocalizedText kRecordOf = {"Record % from %", "Enregistrement % sur %"};
+inline constexpr ulix::LocalizedText kReadingTitle = {"Reading...", "Lecture..."};
+inline constexpr ulix::LocalizedText kReadingBlock = {"Reading measurement bloc % from %",
+                                                      "Lecture du bloc de mesures % sur %"};
+inline constexpr ulix::LocalizedText kReadingEnds = {"End of the reading", "Fin de la lecture"};
 
 inline constexpr std::array kErrors = {
     ErrorRow{memologCtlErrNotMemolog,
@@ -101,7 +102,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "memolog",
+    .model_id = "memolog",
     .class_name = "Memolog",
     .class_id = "51B3DEA3-CFFC-4AD5-A435-80E13EC21D29",
     .display_name = {"Memolog", "Memolog"},

@@ -124,7 +124,7 @@ Expected<std::string> Adt760Driver::Identify() {
 }
 
 HRESULT Adt760Driver::InStep(const std::function<HRESULT()>& operation) {
-  for (int attempt = 0; attempt < kMostProbes; ++attempt) {
+  for (int attempt = 0; attempt < kMaxProbes; ++attempt) {
     if (const HRESULT result = BringInStep(); Failed(result)) return result;
     const HRESULT result = operation();
     if (!std::exchange(stray_, false)) return result;
@@ -187,7 +187,7 @@ Expected<std::string> Adt760Driver::Await(ReplyKind kind) {
   return formal_ ? foreign : reply;
 }
 
-Deadline Adt760Driver::Patience() const { return Deadline::In(clock_, link_.timeout() * kMostSilences); }
+Deadline Adt760Driver::Patience() const { return Deadline::In(clock_, link_.timeout() * kMaxSilences); }
 
 Expected<std::string> Adt760Driver::AskAnew(std::string_view query) {
   if (const HRESULT result = Send(kClearErrors); Failed(result)) return Failure(result);
@@ -243,7 +243,7 @@ HRESULT Adt760Driver::WriteChannel(ChannelId id, float value) {
   const auto command = WriteCommand(id, value);
   if (!command) return command.error();
   const std::lock_guard exchange(exchange_mutex_);
-  // Venting is never ended from here, deliberately: a nought clears the error queue and that is all.
+  // Venting is never ended from here, deliberately: a zero clears the error queue and that is all.
   if (command->empty()) return Send(kClearErrors);
   return InStep([&] {
     HRESULT result = Send(kClearErrors);

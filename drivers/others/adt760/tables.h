@@ -11,7 +11,7 @@ namespace ulix::adt760 {
 // Stands in the answer to "*IDN?".
 inline constexpr const char* kModelWord = "HPC-HOST";
 
-inline constexpr std::array kYesNoWords = {CodedWord{0, "no", {"no", "non"}}, CodedWord{1, "yes", {"yes", "oui"}}};
+inline constexpr std::array kYesNoWords = {EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
 
 // The rows below, in order.
 enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };
@@ -103,7 +103,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "adt760",
+    .model_id = "adt760",
     .class_name = "Adt760",
     .class_id = "F06E89B5-6258-4CE7-83AA-248D25DEBF60",
     .display_name = {"ADT760", "ADT760"},

@@ -14,8 +14,8 @@ enum LinkMode : std::uint32_t {
   kInstrument = 1,  // makes sure that the instrument is there
 };
 inline constexpr std::array kLinkModeWords = {
-    CodedWord{kPortOnly, "port-only", {"port only", "port seul"}},
-    CodedWord{kInstrument, "instrument", {"instrument", "instrument"}},
+    EnumLabel{kPortOnly, "port-only", {"port only", "port seul"}},
+    EnumLabel{kInstrument, "instrument", {"instrument", "instrument"}},
 };
 
 // The rows below, in order.
@@ -153,7 +153,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "adt761",
+    .model_id = "adt761",
     .class_name = "Adt761",
     .class_id = "EDD30DB0-4277-4018-B1B3-BCA25153A527",
     .display_name = {"ADT761", "ADT761"},

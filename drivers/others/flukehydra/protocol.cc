@@ -18,9 +18,9 @@ constexpr double kOverload = 1e9;  // of either sign
 constexpr double kOpenThermocouple = 9e9;
 
 // Longest interval that the instrument takes.
-constexpr std::uint32_t kMostHours = 99;
-constexpr std::uint32_t kMostMinutes = 59;
-constexpr std::uint32_t kMostSeconds = 59;
+constexpr std::uint32_t kMaxHours = 99;
+constexpr std::uint32_t kMaxMinutes = 59;
+constexpr std::uint32_t kMaxSeconds = 59;
 
 const FunctionRow* ScaledFunction(std::uint32_t code) {
   const auto row = std::find_if(kScaledFunctions.begin(), kScaledFunctions.end(),
@@ -47,14 +47,14 @@ std::vector<std::string_view> Fields(std::string_view result) { return SplitWord
 
 Expected<ChannelConfig> TemperatureConfig(std::string_view sensor) {
   if (EqualIgnoringCase(sensor, "PT")) return ChannelConfig{kResistanceThermometer, 0};
-  const auto type = CodeOfWord(kThermocoupleTypes, sensor);
+  const auto type = CodeOfLabel(kThermocoupleTypes, sensor);
   if (!type) return Failure(flukehydraCtlErrNack);
   return ChannelConfig{kThermocouple, *type};
 }
 
 // A function by its word or its number.
 std::optional<std::uint32_t> FunctionCode(std::string_view field) {
-  const auto code = CodeOfWord(kFunctionWords, field);
+  const auto code = CodeOfLabel(kFunctionWords, field);
   return code ? code : WholeNumber(field, kGreatestCode);
 }
 
@@ -144,9 +144,9 @@ Expected<std::uint32_t> ParseInterval(std::string_view result) {
   const auto fields = Fields(result);
   if (fields.size() == 1 && EqualIgnoringCase(fields[0], "OFF")) return 0;
   if (fields.size() != 3) return Failure(flukehydraCtlErrNack);
-  const auto hours = WholeNumber(fields[0], kMostHours);
-  const auto minutes = WholeNumber(fields[1], kMostMinutes);
-  const auto seconds = WholeNumber(fields[2], kMostSeconds);
+  const auto hours = WholeNumber(fields[0], kMaxHours);
+  const auto minutes = WholeNumber(fields[1], kMaxMinutes);
+  const auto seconds = WholeNumber(fields[2], kMaxSeconds);
   if (!hours || !minutes || !seconds) return Failure(flukehydraCtlErrNack);
   return (*hours * 60 + *minutes) * 60 + *seconds;
 }

@@ -59,28 +59,28 @@ inline constexpr std::uint32_t kThermocouple = 9;
 inline constexpr std::uint32_t kResistanceThermometer = 11;
 
 inline constexpr std::array kFunctionWords = {
-    CodedWord{0, "OFF"},
-    CodedWord{1, "VDC"},
-    CodedWord{2, "VAC"},
-    CodedWord{3, "OHMS"},
-    CodedWord{4, "FREQ"},
-    CodedWord{kThermocouple, "TC"},
-    CodedWord{kResistanceThermometer, "RTD"},
+    EnumLabel{0, "OFF"},
+    EnumLabel{1, "VDC"},
+    EnumLabel{2, "VAC"},
+    EnumLabel{3, "OHMS"},
+    EnumLabel{4, "FREQ"},
+    EnumLabel{kThermocouple, "TC"},
+    EnumLabel{kResistanceThermometer, "RTD"},
 };
 
 // The range of a thermocouple is its type.
 inline constexpr std::array kThermocoupleTypes = {
-    CodedWord{1, "J"}, CodedWord{2, "K"}, CodedWord{3, "E"}, CodedWord{4, "T"}, CodedWord{5, "N"},
-    CodedWord{6, "R"}, CodedWord{7, "S"}, CodedWord{8, "B"}, CodedWord{9, "C"},
+    EnumLabel{1, "J"}, EnumLabel{2, "K"}, EnumLabel{3, "E"}, EnumLabel{4, "T"}, EnumLabel{5, "N"},
+    EnumLabel{6, "R"}, EnumLabel{7, "S"}, EnumLabel{8, "B"}, EnumLabel{9, "C"},
 };
 
-inline constexpr std::array kUnitWords = {CodedWord{0, "CEL"}, CodedWord{1, "FAR"}};
+inline constexpr std::array kUnitWords = {EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}};
 inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText};
 inline constexpr int kTemperatureResolution = 2;
 
-inline constexpr std::array kSwitchWords = {CodedWord{0, "OFF", kOffText}, CodedWord{1, "ON", kOnText}};
-inline constexpr std::array kRateWords = {CodedWord{0, "SLOW", {"slow", "lente"}},
-                                          CodedWord{1, "FAST", {"fast", "rapide"}}};
+inline constexpr std::array kSwitchWords = {EnumLabel{0, "OFF", kOffText}, EnumLabel{1, "ON", kOnText}};
+inline constexpr std::array kRateWords = {EnumLabel{0, "SLOW", {"slow", "lente"}},
+                                          EnumLabel{1, "FAST", {"fast", "rapide"}}};
 
 inline constexpr std::array kChannelFields = {
     ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionWords},
@@ -148,7 +148,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "flukehydra",
+    .model_id = "flukehydra",
     .class_name = "FlukeHydra",
     .class_id = "7008DADB-D917-4420-BC0C-3CC2E95F3558",
     .display_name = {"Fluke Hydra", "Fluke Hydra"},

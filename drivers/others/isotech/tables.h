@@ -16,9 +16,9 @@ enum Model : std::uint32_t {
   kLine = 2,       // frames that begin with STX and end in CR LF
 };
 inline constexpr std::array kModelWords = {
-    CodedWord{kAddressed, "addressed", {"addressed frames", "trames adressées"}},
-    CodedWord{kObject, "object", {"object of the host", "objet de l'hôte"}},
-    CodedWord{kLine, "line", {"lines of text", "lignes de texte"}},
+    EnumLabel{kAddressed, "addressed", {"addressed frames", "trames adressées"}},
+    EnumLabel{kObject, "object", {"object of the host", "objet de l'hôte"}},
+    EnumLabel{kLine, "line", {"lines of text", "lignes de texte"}},
 };
 
 // What Run does. Stored codes.
@@ -27,8 +27,8 @@ enum StartMode : std::uint32_t {
   kSwitchOutputOn = 2,  // kLine only
 };
 inline constexpr std::array kStartModeWords = {
-    CodedWord{kSendSetPoint, "set-point", {"send the set point", "envoyer la consigne"}},
-    CodedWord{kSwitchOutputOn, "output-on", {"switch the output on", "activer la sortie"}},
+    EnumLabel{kSendSetPoint, "set-point", {"send the set point", "envoyer la consigne"}},
+    EnumLabel{kSwitchOutputOn, "output-on", {"switch the output on", "activer la sortie"}},
 };
 
 inline constexpr std::uint32_t kHighestAddress = 99;
@@ -62,7 +62,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "isotech",
+    .model_id = "isotech",
     .class_name = "Isotech",
     .class_id = "8C2E028B-889B-4E70-BD36-67867563094F",
     .display_name = {"Isotech", "Isotech"},

@@ -94,7 +94,7 @@ inline constexpr Dialect kCtc = {
 
 inline constexpr std::uint32_t kRtcPtcModel = 0;
 inline constexpr std::uint32_t kCtcModel = 1;
-inline constexpr std::array kModelWords = {CodedWord{kRtcPtcModel, "RTC/PTC"}, CodedWord{kCtcModel, "CTC"}};
+inline constexpr std::array kModelWords = {EnumLabel{kRtcPtcModel, "RTC/PTC"}, EnumLabel{kCtcModel, "CTC"}};
 
 inline constexpr std::array kSettings = {
     SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelWords, kRtcPtcModel},
@@ -126,7 +126,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "jofrartcptc",
+    .model_id = "jofrartcptc",
     .class_name = "JofraRtcPtc",
     .class_id = "867B12DD-0351-4DB7-AC78-74736A196683",
     .display_name = {"Jofra RTC/PTC", "Jofra RTC/PTC"},

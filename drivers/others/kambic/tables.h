@@ -45,7 +45,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "kambic",
+    .model_id = "kambic",
     .class_name = "Kambic",
     .class_id = "6517B728-343F-4F99-A26D-18D06086BD7D",
     .display_name = {"Kambic", "Kambic"},

@@ -12,7 +12,7 @@ namespace ulix::microk {
 namespace {
 
 constexpr int kTemperatureResolution = 4;
-constexpr double kMostProbes = 999;
+constexpr double kMaxProbes = 999;
 
 struct KindRow {
   const char* head;  // of the query, before the channel number
@@ -55,12 +55,12 @@ std::string Wrapped(const char* before, std::string_view word, const char* after
   return word.empty() ? std::string() : std::string(before).append(word).append(after);
 }
 
-std::string Word(std::span<const CodedWord> words, std::uint32_t code) { return std::string(WordOf(words, code)); }
+std::string Word(std::span<const EnumLabel> words, std::uint32_t code) { return std::string(LabelOf(words, code)); }
 
 std::string PrtConversion(const ChannelConfig& config, std::uint32_t probe) {
   if (config.sub_kind == kUserProbe) return std::to_string(probe);
   if (config.sub_kind != kStandard) return {};
-  return Wrapped("IEC60751(", WordOf(kWiringWords, config.wiring), ")");
+  return Wrapped("IEC60751(", LabelOf(kWiringWords, config.wiring), ")");
 }
 
 Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t probe) {
@@ -139,7 +139,7 @@ Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, st
     case kVoltage:
       return WithOptions(head, {junction});
     case kThermocouple:
-      return WithOptions(head, {Wrapped("TYPE ", WordOf(kThermocoupleWords, config.sub_kind), ""), unit, junction});
+      return WithOptions(head, {Wrapped("TYPE ", LabelOf(kThermocoupleWords, config.sub_kind), ""), unit, junction});
     default:
       return CurrentQuery(config, probe);
   }
@@ -158,7 +158,7 @@ Expected<float> ParseMillikReply(std::string_view reply) {
 
 Expected<std::uint32_t> ParseProbeCount(std::string_view reply) {
   return ParseMillikReply(reply).and_then([](float count) -> Expected<std::uint32_t> {
-    if (count < 0 || count > kMostProbes) return Failure(serialCommErrUnableToReadComm);
+    if (count < 0 || count > kMaxProbes) return Failure(serialCommErrUnableToReadComm);
     return static_cast<std::uint32_t>(count);
   });
 }

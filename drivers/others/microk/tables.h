@@ -37,7 +37,7 @@ inline constexpr auto kChannelNames = ChannelNames();
 
 inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
-inline constexpr std::array kModelWords = {CodedWord{kMicrok, "microK"}, CodedWord{kMillik, "milliK"}};
+inline constexpr std::array kModelWords = {EnumLabel{kMicrok, "microK"}, EnumLabel{kMillik, "milliK"}};
 
 //  MEAS:TEMP12? IEC60751(4-WIRE) , C    , 115   , NORM
 //           |   |                  |      |       |
@@ -47,50 +47,50 @@ inline constexpr std::array kModelWords = {CodedWord{kMicrok, "microK"}, CodedWo
 //  MEAS:TEMP12? 4                , C    , 115 , NORM user probe, by its number in the instrument's database
 enum Kind : std::uint32_t { kResistance, kPrt, kVoltage, kThermocouple, kCurrentInput, kNoKind };
 inline constexpr std::array kKindWords = {
-    CodedWord{kResistance, "RESISTANCE", {"resistance", "résistance"}},
-    CodedWord{kPrt, "PRT", {"PRT", "sonde platine"}},
-    CodedWord{kVoltage, "VOLTAGE", {"voltage", "tension"}},
-    CodedWord{kThermocouple, "THERMOCOUPLE", {"thermocouple", "thermocouple"}},
-    CodedWord{kCurrentInput, "CURRENT", {"current input", "entrée courant"}},
+    EnumLabel{kResistance, "RESISTANCE", {"resistance", "résistance"}},
+    EnumLabel{kPrt, "PRT", {"PRT", "sonde platine"}},
+    EnumLabel{kVoltage, "VOLTAGE", {"voltage", "tension"}},
+    EnumLabel{kThermocouple, "THERMOCOUPLE", {"thermocouple", "thermocouple"}},
+    EnumLabel{kCurrentInput, "CURRENT", {"current input", "entrée courant"}},
 };
 
 // What a PRT or the current input is converted by, and the types of thermocouples.
 enum SubKind : std::uint32_t { kStandard, kUserProbe, kFirstThermocouple };
 inline constexpr std::array kSubKindWords = {
-    CodedWord{kStandard, "STANDARD", {"standard", "normalisée"}},
-    CodedWord{kUserProbe, "USER-PROBE", {"user probe", "sonde utilisateur"}},
-    CodedWord{2, "B"},
-    CodedWord{3, "E"},
-    CodedWord{4, "J"},
-    CodedWord{5, "K"},
-    CodedWord{6, "L"},
-    CodedWord{7, "N"},
-    CodedWord{8, "R"},
-    CodedWord{9, "S"},
-    CodedWord{10, "T"},
-    CodedWord{11, "AU-PT", {"Au-Pt", "Au-Pt"}},
-    CodedWord{12, "PT-PD", {"Pt-Pd", "Pt-Pd"}},
+    EnumLabel{kStandard, "STANDARD", {"standard", "normalisée"}},
+    EnumLabel{kUserProbe, "USER-PROBE", {"user probe", "sonde utilisateur"}},
+    EnumLabel{2, "B"},
+    EnumLabel{3, "E"},
+    EnumLabel{4, "J"},
+    EnumLabel{5, "K"},
+    EnumLabel{6, "L"},
+    EnumLabel{7, "N"},
+    EnumLabel{8, "R"},
+    EnumLabel{9, "S"},
+    EnumLabel{10, "T"},
+    EnumLabel{11, "AU-PT", {"Au-Pt", "Au-Pt"}},
+    EnumLabel{12, "PT-PD", {"Pt-Pd", "Pt-Pd"}},
 };
 inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFirstThermocouple>();
 
 inline constexpr std::uint32_t kCelsius = 1;
-inline constexpr std::array kUnitWords = {CodedWord{0, "K"}, CodedWord{kCelsius, "C"}, CodedWord{2, "F"}};
+inline constexpr std::array kUnitWords = {EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
 // How they are shown.
 inline constexpr std::array kUnitTexts = {"K", kCelsiusText, kFahrenheitText};
 
 // In ohms. The resolution of a resistance goes with them.
-inline constexpr std::array kRangeWords = {CodedWord{0, "115", {"115 Ohms", "115 Ohms"}},
-                                           CodedWord{1, "460", {"460 Ohms", "460 Ohms"}},
-                                           CodedWord{2, "500000", {"500 kOhms", "500 kOhms"}}};
+inline constexpr std::array kRangeWords = {EnumLabel{0, "115", {"115 Ohms", "115 Ohms"}},
+                                           EnumLabel{1, "460", {"460 Ohms", "460 Ohms"}},
+                                           EnumLabel{2, "500000", {"500 kOhms", "500 kOhms"}}};
 inline constexpr std::array kRangeResolutions = {5, 4, 1};
 
-inline constexpr std::array kCurrentWords = {CodedWord{0, "NORM"}, CodedWord{1, "ROOT2"}};
+inline constexpr std::array kCurrentWords = {EnumLabel{0, "NORM"}, EnumLabel{1, "ROOT2"}};
 inline constexpr std::uint32_t kFourWires = 1;
-inline constexpr std::array kWiringWords = {CodedWord{0, "3-WIRE", {"3 wires", "3 fils"}},
-                                            CodedWord{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
-inline constexpr std::array kJunctionWords = {CodedWord{0, "INT", {"internal", "interne"}},
-                                              CodedWord{1, "NON", {"none", "aucune"}}};
-inline constexpr std::array kEnabledWords = {CodedWord{0, "off", kOffText}, CodedWord{1, "on", kOnText}};
+inline constexpr std::array kWiringWords = {EnumLabel{0, "3-WIRE", {"3 wires", "3 fils"}},
+                                            EnumLabel{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
+inline constexpr std::array kJunctionWords = {EnumLabel{0, "INT", {"internal", "interne"}},
+                                              EnumLabel{1, "NON", {"none", "aucune"}}};
+inline constexpr std::array kEnabledWords = {EnumLabel{0, "off", kOffText}, EnumLabel{1, "on", kOnText}};
 
 // The settings of one channel, in their stored order.
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
@@ -166,7 +166,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "microk",
+    .model_id = "microk",
     .class_name = "Microk",
     .class_id = "C907E9AB-E202-4E18-B2D1-7F151F5DA718",
     .display_name = {"MicroK", "MicroK/MilliK"},

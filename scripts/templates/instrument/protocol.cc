@@ -17,13 +17,13 @@ Expected<float> ParseMeasure(std::string_view reply) {
 }
 
 Expected<std::string> RateCommand(std::uint32_t rate) {
-  const std::string_view word = WordOf(kRateWords, rate);
+  const std::string_view word = LabelOf(kRateWords, rate);
   if (word.empty()) return Failure(E_INVALIDARG);
   return "RATE " + std::string(word);
 }
 
 Expected<std::uint32_t> ParseRate(std::string_view reply) {
-  const auto rate = CodeOfWord(kRateWords, Trimmed(reply));
+  const auto rate = CodeOfLabel(kRateWords, Trimmed(reply));
   if (!rate) return Failure(serialCommErrUnableToReadComm);
   return *rate;
 }

@@ -10,7 +10,7 @@ namespace ulix::new_word {
 //  RATE FAST
 //       |
 //       how often it measures
-inline constexpr std::array kRateWords = {CodedWord{0, "SLOW"}, CodedWord{1, "FAST"}};
+inline constexpr std::array kRateWords = {EnumLabel{0, "SLOW"}, EnumLabel{1, "FAST"}};
 
 // The rows below, in order.
 enum SettingIndex { kRate };
@@ -31,7 +31,7 @@ inline constexpr std::array kErrors = {
 };
 
 inline constexpr ModelCard kCard = {
-    .word = "new_word",
+    .model_id = "new_word",
     .class_name = "NewClass",
     .class_id = "NEW_CLASS_ID",
     .display_name = {"NewClass", "NewClass"},

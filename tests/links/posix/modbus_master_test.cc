@@ -111,12 +111,12 @@ void Converse(std::unique_ptr<ModbusTransport> transport) {
   std::uint16_t one = 0;
   EXPECT_NE(master.ReadHolding(kFirst, {&one, 1}), S_OK);  // not open
   ASSERT_EQ(master.Open(), S_OK);
-  std::vector<std::uint16_t> written(modbus::kMostWritten);
+  std::vector<std::uint16_t> written(modbus::kMaxWritten);
   std::iota(written.begin(), written.end(), static_cast<std::uint16_t>(0xFFC0));
   EXPECT_EQ(master.WriteMultiple(kFirst + 5, written), S_OK);
   EXPECT_EQ(master.WriteMultiple(kFirst, std::array{std::uint16_t{0x1234}}), S_OK);
   EXPECT_EQ(master.WriteOne(kFirst + 1, 0xABCD), S_OK);
-  std::vector<std::uint16_t> read(modbus::kMostRead);
+  std::vector<std::uint16_t> read(modbus::kMaxRead);
   EXPECT_EQ(master.ReadHolding(kFirst + 5, read), S_OK);
   EXPECT_TRUE(std::equal(written.begin(), written.end(), read.begin()));
   EXPECT_EQ(master.ReadOne(kFirst).value_or(0), 0x1234);
@@ -164,7 +164,7 @@ TEST(ModbusMaster, ALateReplyIsNobodys) {
   TcpPeer peer([](TcpPeer& p) {
     const std::string first = p.Take(12);
     const std::string second = p.Take(12);
-    p.Say(Reply(first, 1) + Reply(second, 9, 1) + Reply(second, 8, 0, 2) + Reply(second, 2));
+    p.Localized(Reply(first, 1) + Reply(second, 9, 1) + Reply(second, 8, 0, 2) + Reply(second, 2));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 300);
@@ -186,7 +186,7 @@ TEST(ModbusMaster, WhatIsNoModbusEndsTheConnectionUntilItIsRestored) {
     std::atomic<int> connections = 0;
     TcpPeer peer([&](TcpPeer& p) {
       const std::string request = p.Take(12);
-      p.Say(++connections == 1 ? spoil(request, kind) : Reply(request, 7));
+      p.Localized(++connections == 1 ? spoil(request, kind) : Reply(request, 7));
       if (connections > 1) p.AwaitEnd();
     });
     const auto master = OpenMaster(peer, 2000);
@@ -203,13 +203,13 @@ TEST(ModbusMaster, RepliesOfAnotherFormAreNoAnswers) {
   const std::string forms[] = {{3, 4, 0, 1, 0, 2}, {3, 2, 0}, {6, 0, 5, 0, 1}, {'\x84', 2}, {'\x83', 11}, {3, 0}};
   for (const std::string& form : forms) {
     TcpPeer peer([&](TcpPeer& p) {
-      p.Say(modbus::NetworkFrame(modbus::WordAt(p.Take(12), 0), 1, form));
+      p.Localized(modbus::NetworkFrame(modbus::WordAt(p.Take(12), 0), 1, form));
       p.AwaitEnd();
     });
     EXPECT_EQ(CodeOf(OpenMaster(peer, 2000)->ReadOne(5)), networkCommErrUnableToReadComm);
   }
   TcpPeer stubborn([](TcpPeer& p) {
-    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Say(Reply(request, 1, 1));
+    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Localized(Reply(request, 1, 1));
   });
   EXPECT_EQ(CodeOf(OpenMaster(stubborn, 200)->ReadOne(5)), networkCommErrUnableToReadComm);
 }
@@ -269,7 +269,7 @@ class ModbusLineTest : public testing::Test {
     modbus::AppendWord(pdu, value);
     return modbus::SerialFrame(unit, pdu);
   }
-  void Say(std::string reply) {
+  void Localized(std::string reply) {
     bench->WithSimulator([&](Simulator&) { slave->reply = std::move(reply); });
   }
 
@@ -281,11 +281,11 @@ class ModbusLineTest : public testing::Test {
 
 TEST_F(ModbusLineTest, AReplyThatComesAfterItsTimeIsDrained) {
   bench->SetFaults({{FaultKind::kDelay, 1500}});
-  Say(Registers(1));
+  Localized(Registers(1));
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
   // Asked of the next slave at once, as it would be: the late 1 must not be its answer.
   bench->SetFaults({});
-  Say(Registers(2));
+  Localized(Registers(2));
   EXPECT_EQ(master->ReadOne(5).value_or(0), 2);
 }
 
@@ -295,18 +295,18 @@ TEST_F(ModbusLineTest, RepliesThatAreDamagedOrAnothersAreNoAnswers) {
   for (const std::string& reply :
        {damaged, Registers(1, 2), Registers(1).substr(0, 6), std::string("\x01\x2B\x00\x00\x00\x00", 6),
         modbus::SerialFrame(1, std::string("\x06\x00\x05\x00\x01", 5)), std::string(5000, '\x03')}) {
-    Say(reply);
+    Localized(reply);
     EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
-    Say(Registers(3));
+    Localized(Registers(3));
     EXPECT_EQ(master->ReadOne(5).value_or(0), 3);
   }
-  Say(modbus::SerialFrame(1, "\x83\x02"));
+  Localized(modbus::SerialFrame(1, "\x83\x02"));
   EXPECT_EQ(CodeOf(master->ReadOne(5)), memologCtlErrMbusAddr);
 }
 
 TEST_F(ModbusLineTest, ALineThatIsNeverQuietIsGivenUp) {
   bench->SetFaults({{FaultKind::kDrip, 100}});
-  Say(std::string(2000, 'x'));
+  Localized(std::string(2000, 'x'));
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
   const MonotonicTime start = clock.Now();
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
@@ -314,7 +314,7 @@ TEST_F(ModbusLineTest, ALineThatIsNeverQuietIsGivenUp) {
 }
 
 TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
-  Say(Registers(4));
+  Localized(Registers(4));
   EXPECT_TRUE(master->ReadOne(5));
   const MonotonicTime start = clock.Now();
   EXPECT_TRUE(master->ReadOne(5));
@@ -322,7 +322,7 @@ TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
 }
 
 TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgainWhenTold) {
-  Say(Registers(4));
+  Localized(Registers(4));
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToWriteComm);
   EXPECT_EQ(master->Presence(), serialCommErrCommClosed);

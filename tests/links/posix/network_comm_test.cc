@@ -29,8 +29,8 @@ Line ReceiveLine(CNetworkComm& link) {
 
 TEST(NetworkComm, LinesComeOneByOneWithTheirEnd) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Say("OK\r\nnext\n" + p.Take(6));
-    p.Say("half");
+    p.Localized("OK\r\nnext\n" + p.Take(6));
+    p.Localized("half");
   });
   CNetworkComm link("127.1", peer.port() + 65536, 5);  // a dotted number of the classic kind; the low 16 bits
   ASSERT_EQ(link.Connect(), S_OK);
@@ -54,7 +54,7 @@ TEST(NetworkComm, LinesComeOneByOneWithTheirEnd) {
 
 TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Say("ab");
+    p.Localized("ab");
     p.AwaitEnd();
   });
   CNetworkComm link("localhost", peer.port(), 1);
@@ -76,7 +76,7 @@ TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
 }
 
 TEST(NetworkComm, BlocksAreTakenUpToTheirLength) {
-  TcpPeer peer([](TcpPeer& p) { p.Say("0123456789"); });
+  TcpPeer peer([](TcpPeer& p) { p.Localized("0123456789"); });
   CNetworkComm link("127.0.0.1", peer.port(), 1);
   ASSERT_EQ(link.Connect(), S_OK);
   char buffer[20] = {};
@@ -118,7 +118,7 @@ TEST(NetworkComm, WithoutAPeerThereIsNoConnection) {
 
 TEST(NetworkComm, ANegativeTimeoutIsNoWaitAndACopyIsNotConnected) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Say("x\n");
+    p.Localized("x\n");
     p.AwaitEnd();
   });
   CNetworkComm link("127.0.0.1", peer.port(), -1);

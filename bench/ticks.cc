@@ -1,5 +1,5 @@
-// Lateness of the beats of a 100 ms group against the monotonic schedule, beside a bare sleep to absolute deadlines, on
-// an idle machine and with two busy processes. Usage: bench_beats [seconds]
+// Lateness of the ticks of a 100 ms group against the monotonic schedule, beside a bare sleep to absolute deadlines, on
+// an idle machine and with two busy processes. Usage: bench_ticks [seconds]
 #include <time.h>
 
 #include <cstdio>
@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kPeriod{100};
 constexpr double kBound = 1.25;
 
 // Moments at which something happened that was due every period from a start.
-class BeatLog {
+class TickLog {
  public:
   void Start(MonotonicTime start) {
     const std::lock_guard lock(mutex_);
@@ -37,7 +37,7 @@ class BeatLog {
     const std::lock_guard lock(mutex_);
     return late_us_;
   }
-  // Beats that were due up to the last one and never came.
+  // Ticks that were due up to the last one and never came.
   long Missed() const {
     const std::lock_guard lock(mutex_);
     return (last_ - start_) / kPeriod - static_cast<long>(late_us_.size());
@@ -50,25 +50,25 @@ class BeatLog {
 };
 
 constexpr ChannelRow kChannels[] = {{"IN", ChanIn}};
-constexpr ModelCard kCard = {.word = "beats", .class_name = "Beats", .channels = kChannels};
+constexpr ModelCard kCard = {.model_id = "ticks", .class_name = "Ticks", .channels = kChannels};
 
 // An instrument that answers at once and notes when it was asked.
 class NotingDriver final : public PlainDriver {
  public:
-  explicit NotingDriver(BeatLog& log) : PlainDriver(kCard), log_(log) {}
+  explicit NotingDriver(TickLog& log) : PlainDriver(kCard), log_(log) {}
   Reading ReadChannel(ChannelId) override {
     log_.Note(std::chrono::steady_clock::now());
     return {};
   }
 
  private:
-  BeatLog& log_;
+  TickLog& log_;
 };
 
 // The machine's clock, noting each wait that ran its time: only a group's timer waits for a moment.
 class NotingClock final : public Clock {
  public:
-  explicit NotingClock(BeatLog& log) : log_(log) {}
+  explicit NotingClock(TickLog& log) : log_(log) {}
   MonotonicTime Now() override { return SystemClock().Now(); }
   Date LocalTime() override { return SystemClock().LocalTime(); }
   void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
@@ -77,16 +77,16 @@ class NotingClock final : public Clock {
   }
 
  private:
-  BeatLog& log_;
+  TickLog& log_;
 };
 
 // Sleeps from deadline to deadline, a part of a period out of step with the others.
-std::thread BareSleep(BeatLog& log, platform::ThreadPriority priority, std::chrono::milliseconds phase, int beats) {
-  return std::thread([&log, priority, phase, beats] {
+std::thread BareSleep(TickLog& log, platform::ThreadPriority priority, std::chrono::milliseconds phase, int ticks) {
+  return std::thread([&log, priority, phase, ticks] {
     platform::SetThreadPriority(priority);
     MonotonicTime due = std::chrono::steady_clock::now() + phase;
     log.Start(due);
-    for (int i = 0; i < beats; ++i) {
+    for (int i = 0; i < ticks; ++i) {
       due += kPeriod;
       const std::int64_t ns = std::chrono::nanoseconds(due.time_since_epoch()).count();
       const timespec at{.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
@@ -99,7 +99,7 @@ std::thread BareSleep(BeatLog& log, platform::ThreadPriority priority, std::chro
 // What one clock or thread did, over all rounds.
 struct Lateness {
   std::vector<double> all_us, p99_of_rounds;
-  void Add(const BeatLog& log) {
+  void Add(const TickLog& log) {
     const std::vector<double> late = log.late_us();
     all_us.insert(all_us.end(), late.begin(), late.end());
     p99_of_rounds.push_back(Percentile(late, 0.99));
@@ -123,35 +123,35 @@ bool ShowLateness(const std::string& what, const Lateness& late, const Lateness&
 }
 
 struct Measured {
-  Lateness beats, readings, critical, normal;
+  Lateness ticks, readings, critical, normal;
   long missed = 0;
 };
 
 void MeasureRound(std::chrono::milliseconds length, Measured& measured) {
-  BeatLog beat_log, reading_log, critical_log, normal_log;
-  NotingClock clock(beat_log);
+  TickLog tick_log, reading_log, critical_log, normal_log;
+  NotingClock clock(tick_log);
   Instrument instrument(std::make_unique<NotingDriver>(reading_log), {.clock = &clock});
   std::uint32_t group = 0;
   instrument.CreateGroup(&group);
   instrument.SetGroupSettings(group, {.period_ms = static_cast<std::uint32_t>(kPeriod.count())});
   instrument.ConnectGroupChan(group, 0);
 
-  const int beats = static_cast<int>(length / kPeriod);
+  const int ticks = static_cast<int>(length / kPeriod);
   const MonotonicTime start = std::chrono::steady_clock::now();
-  beat_log.Start(start);
+  tick_log.Start(start);
   reading_log.Start(start);
   if (Failed(instrument.RunGroup(group))) std::exit(2);
   using std::chrono::milliseconds;
-  auto critical = BareSleep(critical_log, platform::ThreadPriority::kTimeCritical, milliseconds(33), beats);
-  auto normal = BareSleep(normal_log, platform::ThreadPriority::kNormal, milliseconds(67), beats);
+  auto critical = BareSleep(critical_log, platform::ThreadPriority::kTimeCritical, milliseconds(33), ticks);
+  auto normal = BareSleep(normal_log, platform::ThreadPriority::kNormal, milliseconds(67), ticks);
   critical.join();
   normal.join();
   instrument.StopGroup(group);
-  measured.beats.Add(beat_log);
+  measured.ticks.Add(tick_log);
   measured.readings.Add(reading_log);
   measured.critical.Add(critical_log);
   measured.normal.Add(normal_log);
-  measured.missed += beat_log.Missed();
+  measured.missed += tick_log.Missed();
 }
 
 // In rounds that start at other phases: a machine does work of its own every 100 ms too, and in one round that meets
@@ -164,8 +164,8 @@ bool Measure(const std::string& when, int seconds) {
     std::this_thread::sleep_for(kShift);
     MeasureRound(std::chrono::milliseconds(seconds * 1000 / kRounds), measured);
   }
-  const bool held = ShowLateness("beats late, " + when, measured.beats, measured.critical, kBound,
-                                 Text("%zu beats, %ld missed", measured.beats.all_us.size(), measured.missed));
+  const bool held = ShowLateness("ticks late, " + when, measured.ticks, measured.critical, kBound,
+                                 Text("%zu ticks, %ld missed", measured.ticks.all_us.size(), measured.missed));
   ShowLateness("readings late, " + when, measured.readings, measured.normal, 0, "");
   return held;
 }
