@@ -8,18 +8,18 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kMissing{"% is missing", "% manque"};
-constexpr Words kOrder{"the calibration ends (%) before it begins (%)",
+constexpr LocalizedText kMissing{"% is missing", "% manque"};
+constexpr LocalizedText kOrder{"the calibration ends (%) before it begins (%)",
                        "l'étalonnage finit (%) avant de commencer (%)"};
-constexpr Words kIssuedEarly{"the certificate was issued (%) before the calibration ended (%)",
+constexpr LocalizedText kIssuedEarly{"the certificate was issued (%) before the calibration ended (%)",
                              "le certificat est délivré (%) avant la fin de l'étalonnage (%)"};
-constexpr Words kLengths{"table '%': a list of % values beside one of %",
+constexpr LocalizedText kLengths{"table '%': a list of % values beside one of %",
                          "tableau '%' : une liste de % valeurs à côté d'une de %"};
-constexpr Words kUncertaintyLength{"table '%': % uncertainties for % values",
+constexpr LocalizedText kUncertaintyLength{"table '%': % uncertainties for % values",
                                    "tableau '%' : % incertitudes pour % valeurs"};
-constexpr Words kFactor{"table '%': the coverage factor % is below 1",
+constexpr LocalizedText kFactor{"table '%': the coverage factor % is below 1",
                         "tableau '%' : le facteur d'élargissement % est inférieur à 1"};
-constexpr Words kNegative{"table '%': the uncertainty % is negative", "tableau '%' : l'incertitude % est négative"};
+constexpr LocalizedText kNegative{"table '%': the uncertainty % is negative", "tableau '%' : l'incertitude % est négative"};
 
 class ContentCheck {
  public:
@@ -37,7 +37,7 @@ class ContentCheck {
   }
 
  private:
-  void Find(const Words& text, std::initializer_list<std::string> values) {
+  void Find(const LocalizedText& text, std::initializer_list<std::string> values) {
     found_.push_back(MakeProblem(text, values));
   }
   void CheckMandatory();
@@ -117,7 +117,7 @@ MultilingualText::MultilingualText(std::string text) {
   if (!text.empty()) contents.push_back({"", std::move(text)});
 }
 
-MultilingualText::MultilingualText(const Words& text) : MultilingualText(text.en, text.fr) {}
+MultilingualText::MultilingualText(const LocalizedText& text) : MultilingualText(text.en, text.fr) {}
 
 MultilingualText::MultilingualText(std::string en, std::string fr)
     : contents{{"en", std::move(en)}, {"fr", std::move(fr)}} {}

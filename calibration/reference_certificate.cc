@@ -10,16 +10,16 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kOutside{"the certificate % covers % to %, not %", "le certificat % couvre % à %, pas %"};
-constexpr Words kNoTable{"the certificate % has no table of reference values and measured values in %",
+constexpr LocalizedText kOutside{"the certificate % covers % to %, not %", "le certificat % couvre % à %, pas %"};
+constexpr LocalizedText kNoTable{"the certificate % has no table of reference values and measured values in %",
                          "le certificat % n'a pas de tableau de valeurs de référence et de valeurs mesurées en %"};
-constexpr Words kNoUncertainty{"the certificate % states no uncertainty",
+constexpr LocalizedText kNoUncertainty{"the certificate % states no uncertainty",
                                "le certificat % n'indique pas d'incertitude"};
-constexpr Words kUnequal{"the certificate % has lists of different lengths in one table",
+constexpr LocalizedText kUnequal{"the certificate % has lists of different lengths in one table",
                          "le certificat % a des listes de longueurs différentes dans un tableau"};
-constexpr Words kTwice{"the certificate % has the indication % twice", "le certificat % a deux fois l'indication %"};
-constexpr Words kLine{"line % of the table: %", "ligne % du tableau : %"};
-constexpr Words kNoPoints{"the table has no points", "le tableau n'a pas de points"};
+constexpr LocalizedText kTwice{"the certificate % has the indication % twice", "le certificat % a deux fois l'indication %"};
+constexpr LocalizedText kLine{"line % of the table: %", "ligne % du tableau : %"};
+constexpr LocalizedText kNoPoints{"the table has no points", "le tableau n'a pas de points"};
 
 constexpr double kMaxFactor = 20;  // of coverage; beyond, a number is in the wrong place
 
@@ -187,7 +187,7 @@ class TextTable {
   std::optional<Problem> TakeKey(const Fields& fields);
   std::optional<Problem> TakePoint(const Fields& fields);
   bool IsHeading(const Fields& fields) const;
-  Problem At(const Words& text, const std::string& value) const;
+  Problem At(const LocalizedText& text, const std::string& value) const;
 
   ReferenceCertificate certificate_;
   double coverage_factor_ = 2;
@@ -195,13 +195,13 @@ class TextTable {
   int line_ = 0;
 };
 
-constexpr Words kUnknownKey{
+constexpr LocalizedText kUnknownKey{
     "'%' is not known; takes certificate, laboratory, serial, issued, due, k, then the heading of the columns",
     "'%' n'est pas connu ; accepte certificate, laboratory, serial, issued, due, k, puis l'en-tête des colonnes"};
-constexpr Words kWrongNumber{"'%' is no number that can stand here", "'%' n'est pas un nombre possible ici"};
-constexpr Words kWrongDate{"'%' is no date such as 2027-05-31", "'%' n'est pas une date telle que 2027-05-31"};
+constexpr LocalizedText kWrongNumber{"'%' is no number that can stand here", "'%' n'est pas un nombre possible ici"};
+constexpr LocalizedText kWrongDate{"'%' is no date such as 2027-05-31", "'%' n'est pas une date telle que 2027-05-31"};
 
-Problem TextTable::At(const Words& text, const std::string& value) const {
+Problem TextTable::At(const LocalizedText& text, const std::string& value) const {
   const Problem reason = MakeProblem(text, {value});
   const std::string line = std::to_string(line_);
   return {WithValues(kLine.en, {line, reason.en}), WithValues(kLine.fr, {line, reason.fr})};

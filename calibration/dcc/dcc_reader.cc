@@ -9,12 +9,12 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kWrongRoot{"the document is a '%', not a digital calibration certificate",
+constexpr LocalizedText kWrongRoot{"the document is a '%', not a digital calibration certificate",
                            "le document est un '%', pas un certificat d'étalonnage numérique"};
-constexpr Words kWrongVersion{"version '%' of certificates is not known; 3.0 to 3.3 are",
+constexpr LocalizedText kWrongVersion{"version '%' of certificates is not known; 3.0 to 3.3 are",
                               "la version '%' des certificats n'est pas connue ; 3.0 à 3.3 le sont"};
-constexpr Words kWrongNumber{"line %: '%' is no number", "ligne % : '%' n'est pas un nombre"};
-constexpr Words kNestedTooDeep{"line %: tables within tables, more than % deep",
+constexpr LocalizedText kWrongNumber{"line %: '%' is no number", "ligne % : '%' n'est pas un nombre"};
+constexpr LocalizedText kNestedTooDeep{"line %: tables within tables, more than % deep",
                                "ligne % : tableaux imbriqués, à plus de % niveaux"};
 
 constexpr int kMaxNestedTables = 16;
@@ -36,7 +36,7 @@ class Reader {
 
  private:
   std::vector<std::string> Numbers(const xmlNode* node);
-  void Fail(const xmlNode& node, const Words& text, const std::string& value);
+  void Fail(const xmlNode& node, const LocalizedText& text, const std::string& value);
 
   MultilingualText Text(const xmlNode* node) const;
   MultilingualText TextIn(const xmlNode& parent, std::string_view name) const { return Text(ChildOf(&parent, name)); }
@@ -65,7 +65,7 @@ class Reader {
   std::optional<Problem> fault_;  // the first one
 };
 
-void Reader::Fail(const xmlNode& node, const Words& text, const std::string& value) {
+void Reader::Fail(const xmlNode& node, const LocalizedText& text, const std::string& value) {
   constexpr std::size_t kShown = 40;
   if (!fault_) fault_ = MakeProblem(text, {std::to_string(xmlGetLineNo(&node)), value.substr(0, kShown)});
 }

@@ -10,8 +10,8 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kNoSchema{"no schema in %", "pas de schéma dans %"};
-constexpr Words kUnusableSchema{"% is no usable schema: %", "% n'est pas un schéma utilisable : %"};
+constexpr LocalizedText kNoSchema{"no schema in %", "pas de schéma dans %"};
+constexpr LocalizedText kUnusableSchema{"% is no usable schema: %", "% n'est pas un schéma utilisable : %"};
 
 constexpr std::size_t kMaxFindings = 50;
 

@@ -9,9 +9,9 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kNoText{"'%' holds bytes that a certificate cannot",
+constexpr LocalizedText kNoText{"'%' holds bytes that a certificate cannot",
                         "'%' contient des octets qu'un certificat ne peut pas contenir"};
-constexpr Words kNotWritten{"the certificate cannot be written", "le certificat ne peut pas être écrit"};
+constexpr LocalizedText kNotWritten{"the certificate cannot be written", "le certificat ne peut pas être écrit"};
 
 const xmlChar* Bytes(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
 const xmlChar* Bytes(const std::string& text) { return Bytes(text.c_str()); }
@@ -376,9 +376,9 @@ void AddEmptySignature(xmlNode* root) {
   add(add(add(signature, "KeyInfo"), "X509Data"), "X509Certificate");
 }
 
-constexpr Words kNotSigned{"the certificate is not signed", "le certificat n'est pas signé"};
-constexpr Words kSeveral{"the certificate has several signatures", "le certificat a plusieurs signatures"};
-constexpr Words kNotWhole{"the signature does not cover the whole certificate",
+constexpr LocalizedText kNotSigned{"the certificate is not signed", "le certificat n'est pas signé"};
+constexpr LocalizedText kSeveral{"the certificate has several signatures", "le certificat a plusieurs signatures"};
+constexpr LocalizedText kNotWhole{"the signature does not cover the whole certificate",
                           "la signature ne couvre pas tout le certificat"};
 
 std::size_t Count(const xmlNode* parent, std::string_view name) {

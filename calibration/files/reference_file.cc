@@ -9,8 +9,8 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kUnreadable{"% cannot be read", "% ne peut pas être lu"};
-constexpr Words kTooLarge{"% has more than % bytes", "% a plus de % octets"};
+constexpr LocalizedText kUnreadable{"% cannot be read", "% ne peut pas être lu"};
+constexpr LocalizedText kTooLarge{"% has more than % bytes", "% a plus de % octets"};
 
 bool IsXml(std::string_view bytes) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";

@@ -3,7 +3,7 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr Words kNotBuilt{"this build has no digital certificates: it was made without the XML library",
+constexpr LocalizedText kNotBuilt{"this build has no digital certificates: it was made without the XML library",
                           "cette version n'a pas de certificats numériques : elle est faite sans la bibliothèque XML"};
 
 }  // namespace
