@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "base/measured.h"
 #include "base/result.h"
 #include "base/variant_stream.h"
 #include "drivers/model_card.h"
@@ -34,14 +35,18 @@ struct DriverServices {
 };
 
 // One reading of a channel. A negative code is a failure and there is no value; 0 comes with a value; a positive code
-// is a warning: the channel keeps the value it had.
+// is a warning: the channel keeps the value it had. The doubt is for reports of our own; hosts are not told.
 struct Reading {
   HRESULT code = S_OK;
   float value = 0.0F;
+  Doubt doubt = Doubt::kNone;
 };
 
 inline Reading ReadingOf(const Expected<float>& value) {
   return value ? Reading{S_OK, *value} : Reading{.code = value.error()};
+}
+inline Reading ReadingOf(const Expected<Measured>& measured) {
+  return measured ? Reading{S_OK, measured->value, measured->doubt} : Reading{.code = measured.error()};
 }
 
 // A connection that failed without an error: the instrument heard the question and would not say what it is.

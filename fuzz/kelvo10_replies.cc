@@ -14,7 +14,7 @@ constexpr SideConfig kBefore{1, 2, 3, 1, 7.0F};
 
 void CheckMeasure(std::string_view reply) {
   const auto value = ParseMeasure(reply);
-  if (value) return Require(std::isfinite(*value), "a measure is finite");
+  if (value) return Require(std::isfinite(value->value), "a measure is finite");
   Require(value.error() == serialCommErrUnableToReadComm, "a measure fails as a read does");
 }
 

@@ -174,12 +174,12 @@ bool IsModel(const Model& model, std::string_view identification) {
   return identification.find(model.identity) != std::string_view::npos;
 }
 
-Expected<float> ParseMeasure(std::string_view reply) {
+Expected<Measured> ParseMeasure(std::string_view reply) {
   const auto number = ParseDecimalPrefix(reply);
-  if (!number) return 0.0F;
+  if (!number) return Measured{0.0F, Doubt::kNoNumber};
   const auto value = static_cast<float>(number->value);
   if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
-  return value;
+  return Measured{value};
 }
 
 std::string OutputCommand(float value) { return "OUT " + FormatFixed(value); }

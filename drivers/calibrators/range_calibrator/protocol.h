@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/measured.h"
 #include "base/result.h"
 #include "drivers/calibrators/range_calibrator/tables.h"
 
@@ -49,9 +50,9 @@ Expected<RangeReply> ParseRangeReply(const Model& model, std::string_view reply,
 // Whether an identification line comes from the model.
 bool IsModel(const Model& model, std::string_view identification);
 
-// The number at the start of a "MEAS?" reply. A reply that begins with none is 0, as it always was; one that is too
-// large for a float is serialCommErrUnableToReadComm.
-Expected<float> ParseMeasure(std::string_view reply);
+// The number at the start of a "MEAS?" reply. A reply that begins with none is 0 with Doubt::kNoNumber, as hosts know it;
+// one that is too large for a float is serialCommErrUnableToReadComm.
+Expected<Measured> ParseMeasure(std::string_view reply);
 
 // "OUT 100.099998": the float's own digits.
 std::string OutputCommand(float value);
