@@ -126,6 +126,16 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+std::vector<std::string_view> SplitFields(std::string_view text, char separator) {
+  std::vector<std::string_view> fields;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    fields.push_back(text.substr(0, end));
+    if (end == std::string_view::npos) return fields;
+    text.remove_prefix(end + 1);
+  }
+}
+
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators) {
   std::vector<std::string_view> words;
   std::size_t at = text.find_first_not_of(separators);

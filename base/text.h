@@ -60,6 +60,8 @@ inline std::string WithValues(std::string text, std::initializer_list<std::strin
   return WithValues(std::move(text), std::span(values.begin(), values.size()));
 }
 
+// The fields of `text` between separators; empty ones keep their place, and there is one at least.
+std::vector<std::string_view> SplitFields(std::string_view text, char separator);
 // The fields of `text` between runs of `separators`; empty fields are dropped.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);
 

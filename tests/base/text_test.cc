@@ -37,6 +37,8 @@ TEST(TextTest, ComparesAndCutsByAsciiRulesOnly) {
   EXPECT_FALSE(EqualIgnoringCase("ab", "abc"));
   EXPECT_EQ(Trimmed(" \t\r\n a b\v\f"), "a b");
   EXPECT_EQ(Trimmed(" \t"), "");
+  EXPECT_EQ(SplitFields(",a,,b", ','), (std::vector<std::string_view>{"", "a", "", "b"}));
+  EXPECT_EQ(SplitFields("", ',').size(), 1U);
   const std::vector<std::string_view> words = {"a", "b", "c"};
   EXPECT_EQ(SplitWords(",a ,, b,c ", ", "), words);
   EXPECT_TRUE(SplitWords(" ,", ", ").empty());
