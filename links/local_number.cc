@@ -55,8 +55,7 @@ std::string FromLocalDecimal(std::string text, char to) {
 double ParseLocalNumber(const std::string& text, double maximum, double minimum) {
   const std::string typed = FromLocalDecimal(text.substr(0, kLongestTypedNumber), '.');
   const double value = typed.empty() ? 0.0 : ParseDecimal(typed).value_or(minimum);
-  if (value > maximum) return maximum;
-  return value < minimum ? minimum : value;
+  return std::max(std::min(value, maximum), minimum);
 }
 
 std::optional<double> TypedNumber(const std::string& text) {

@@ -18,7 +18,7 @@ std::string ToLocalDecimal(std::string text, char from);
 std::string FromLocalDecimal(std::string text, char to);
 
 // A number typed by the user, held within the limits. Only the first 79 characters count; an empty text is 0; a text
-// with anything left over (a blank, "nan", hexadecimal) is the minimum.
+// with anything left over (a blank, "nan", hexadecimal) is the minimum, and so is any with a minimum above the maximum.
 double ParseLocalNumber(const std::string& text, double maximum, double minimum);
 
 // A number typed with the user's separator or a point; none when anything is left over, or when it is too large for a

@@ -34,6 +34,7 @@ TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
   EXPECT_EQ(ParseLocalNumber("1e400", 10, 5), 10);
   EXPECT_EQ(ParseLocalNumber("", 10, 5), 5);
   EXPECT_EQ(ParseLocalNumber("", -5, -10), -5);
+  for (const char* text : {"1", "5", "9", "x", "", "1e400"}) EXPECT_EQ(ParseLocalNumber(text, 2, 7), 7) << text;
 }
 
 TEST_F(LocalNumberTest, FormatsSignificantDigits) {
