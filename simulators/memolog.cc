@@ -67,9 +67,20 @@ Record ChannelRecord(unsigned number, const SimulatedChannel& channel) {
   return record;
 }
 
-// Kind 1 names it, kind 2 are its blocks, kind 3 its sequences.
+// Kind 1 says that the program is a simulated one, and laid out as this one is.
+Record MarkRecord() {
+  constexpr std::string_view kMark = "ULIX SIMULATED LOGGER, LAYOUT 1\n";
+  static_assert(kMark.size() % 2 == 0);
+  Record record{1, 0};
+  for (std::size_t i = 0; i < kMark.size(); i += 2) {
+    record.push_back(static_cast<std::uint16_t>(kMark[i] + 256 * kMark[i + 1]));
+  }
+  return record;
+}
+
+// Kind 2 are its blocks, kind 3 its sequences.
 std::vector<Record> FactoryProgram() {
-  std::vector<Record> program{{1, 0, 'U' + 256 * 'L'},
+  std::vector<Record> program{MarkRecord(),
                               {2, kSmallBlock, 100},
                               {2, kLargeBlock, 60000},
                               {3, 1, kSmallBlock, 4, 10, 0, 1, static_cast<std::uint16_t>(-3), 0},
@@ -134,7 +145,7 @@ MemologSimulator::MemologSimulator(Clock& clock)
       program_(FactoryProgram()),
       properties_{{"slave", &slave_},     {"identity", &identity_},      {"program-name", &program_name_},
                   {"records", &records_}, {"recording", &recording_},    {"freezes-itself", &freezes_itself_},
-                  {"lock", &lock_},       {"refuse-with", &refuse_with_}} {
+                  {"lock", &lock_},       {"refuse-with", &refuse_with_},   {"miscount", &miscount_}} {
   FillBlocks();
 }
 
@@ -270,7 +281,7 @@ std::uint8_t MemologSimulator::ActOnFrame() {
       programming_ = false;
       return kDone;
     case 15:
-      Reply(command, {static_cast<std::uint16_t>(program_.size())});
+      Reply(command, {static_cast<std::uint16_t>(program_.size() + miscount_)});
       return kDone;
     case 10:
       return ActOnBlock();

@@ -25,6 +25,8 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   bool frozen(unsigned block) const { return blocks_.contains(block) && blocks_.at(block).frozen; }
   std::size_t held(unsigned block) const { return blocks_.contains(block) ? blocks_.at(block).records.size() : 0; }
   unsigned lock() const { return lock_; }
+  // Of a channel of the program that it was made with, now.
+  double PresentValue(unsigned channel) const;
 
  private:
   using StoredRecord = std::array<unsigned char, 8>;
@@ -47,7 +49,6 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   void ReplyWithRecord(std::size_t place);
   void ReplyWithRecords(const Block& block);
   void FillBlocks();
-  double PresentValue(unsigned channel) const;
 
   Clock& clock_;
   MonotonicTime started_;
@@ -56,6 +57,7 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   std::uint16_t records_ = 1501;   // in block 2
   std::uint16_t lock_ = 0;         // the register by which readers keep each other out
   std::uint16_t refuse_with_ = 0;  // the status with which frames are refused; 0: they are not
+  std::uint16_t miscount_ = 0;     // records that are told beyond those that the program has
   bool recording_ = false;
   bool freezes_itself_ = false;
 

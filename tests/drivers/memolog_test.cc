@@ -345,6 +345,36 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
   }
 }
 
+// The mark is the first record: without it the same records are anybody's.
+TEST_F(MemologTest, AProgramOfAnotherLayoutListsNoChannels) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  const auto program = WithLogger([](MemologSimulator& s) { return s.program(); });
+  {
+    std::ofstream file(path, std::ios::binary);
+    file << ProgramFileHead("ULIX,MEMOLOG90");
+    for (auto record = program.begin() + 1; record != program.end(); ++record) file << ProgramFileRecord(*record);
+  }
+  EXPECT_EQ(device->SendProgram(path), S_OK);
+  EXPECT_EQ(device->ReadCfg(), S_OK);
+  EXPECT_FALSE(device->OffersChannel(0));
+  EXPECT_EQ(driver->ReadChannel(0).code, memologCtlErrChNum);
+  std::vector<std::uint32_t> blocks;
+  EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
+  EXPECT_THAT(blocks, IsEmpty());
+}
+
+TEST_F(MemologTest, AProgramEndsWhereItEndsWhateverTheLoggerCounts) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  for (const char* miscount : {"0", "3", "65533"}) {
+    SetBench("miscount", miscount);
+    EXPECT_EQ(device->ReadProgram(path), S_OK) << miscount;
+    EXPECT_EQ(progress->percents.back(), 100);
+    std::uint32_t records = 0;
+    EXPECT_EQ(device->CheckProgram(path, &records), S_OK);
+    EXPECT_EQ(records, WithLogger([](MemologSimulator& s) { return s.program().size(); })) << miscount;
+  }
+}
+
 TEST_F(MemologTest, TheProgramFileIsPartOfTheConfiguration) {
   EXPECT_EQ(device->SendCfg(), E_UNEXPECTED);
   ASSERT_EQ(device->Connect(), S_OK);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "drivers/loggers/memolog/protocol.h"
+
 namespace ulix::memolog {
 namespace {
 
@@ -12,6 +14,7 @@ std::uint32_t TwoWords(std::uint16_t low, std::uint16_t high) { return std::uint
 
 // The simulated logger's program. Word 0 of a record is its kind, word 1 its number:
 //
+//   kind 1, mark:      0             | "ULIX SIMULATED LOGGER, LAYOUT 1"; the first record
 //   kind 2, block:     number 1..100 | size
 //   kind 3, sequence:  number        | block | mode | period, 2 words | channels ... 0
 //   kind 4, channel:   number 1..2000 | name, 4 words | type, unit << 8 | resolution | 2 limits of 5 words |
@@ -21,6 +24,7 @@ std::uint32_t TwoWords(std::uint16_t low, std::uint16_t high) { return std::uint
 // Low words and low bytes first. Other kinds are for others.
 class SimulatedLayout final : public ProgramLayout {
  public:
+  bool Knows(const ProgramRecord& first) const override { return first == SimulatedProgramMark(); }
   void Add(const ProgramRecord& record, Program& program) const override {
     constexpr std::uint16_t kBlock = 2;
     constexpr std::uint16_t kSequence = 3;
@@ -96,9 +100,17 @@ std::uint32_t MeasuringTime(const Program& program, std::int32_t first, std::int
 
 }  // namespace
 
-const ProgramLayout& PresentLayout() {
-  static const SimulatedLayout layout;
-  return layout;
+const ProgramLayout* LayoutOf(const ProgramRecord& first) {
+  static const SimulatedLayout simulated;
+  return simulated.Knows(first) ? &simulated : nullptr;
+}
+
+ProgramRecord SimulatedProgramMark() {
+  constexpr std::uint16_t kMark = 1;
+  ProgramRecord record = {kMark, 0};
+  const Words text = WordsOf("ULIX SIMULATED LOGGER, LAYOUT 1\n");
+  record.insert(record.end(), text.begin(), text.end());
+  return record;
 }
 
 bool IsListed(const ChannelRecord& channel) {

@@ -47,16 +47,23 @@ struct Program {
 };
 
 // THE PLACE TO COMPLETE for a real logger: how a program's records are laid out is not known. Whoever knows it derives
-// from this and names the class in PresentLayout; nothing else changes.
+// from this and adds the class to the list in LayoutOf; nothing else changes.
 class ProgramLayout {
  public:
   virtual ~ProgramLayout() = default;
+  // Whether a program is laid out so, by its first record. Nothing is taken from a program that no layout knows: it has
+  // neither channels nor blocks, since values from guessed registers would be wrong ones.
+  virtual bool Knows(const ProgramRecord& first) const = 0;
   // Adds what one record says. A record that says nothing known is passed over.
   virtual void Add(const ProgramRecord& record, Program& program) const = 0;
 };
 
-// The layout in use: that of the simulated logger's program (docs/instruments/memolog.md).
-const ProgramLayout& PresentLayout();
+// The layout of the program that begins with that record; null when it is not known. There is one so far, that of the
+// simulated logger's program (docs/instruments/memolog.md).
+const ProgramLayout* LayoutOf(const ProgramRecord& first);
+
+// The record that the simulated logger's program begins with, and no other program.
+ProgramRecord SimulatedProgramMark();
 
 // Whether a programmed channel belongs to the class that the channel list is made of: category 7 with sub-types 1 and
 // 2, category 0 with any sub-type but 2.

@@ -1,5 +1,6 @@
 // The logger's program: sent from a file, read back into one.
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "drivers/loggers/memolog/long_operation.h"
@@ -79,8 +80,9 @@ Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& 
   return ProgramRecord(reply->begin() + kFrameHead, reply->begin() + static_cast<std::ptrdiff_t>(kFrameHead + length));
 }
 
-// A program that turns out longer or shorter than the logger said is none: its rest would be missing, or never end. So
-// is one whose logger went in between, or was sent another.
+// The program ends at the first record of length 0; the count that the logger tells serves the progress alone. A record
+// that comes a second time would never let it end: by its first two words the logger knows which one is next. A program
+// whose logger went in between, or was sent another, is none.
 Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRecord& take) {
   constexpr std::size_t kCountAt = 2;
   std::unique_lock exchange(exchange_mutex_);
@@ -90,17 +92,21 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRec
   if (!counted) return Failure(counted.error());
   auto program = std::make_shared<Program>();
   const std::uint32_t count = (*counted)[kCountAt];
-  std::uint32_t read = 0;
   auto record = ReadRecord(kFirstRecord, {});
-  while (record && !record->empty() && read < count) {
-    PresentLayout().Add(*record, *program);
-    if (const HRESULT result = take(*record, ++read, count); Failed(result)) return Failure(result);
-    record->resize(2);  // by its first two words the logger knows which one is next
-    record = ReadRecord(kNextRecord, *record);
+  const ProgramLayout* layout = record ? LayoutOf(*record) : nullptr;
+  std::set<ProgramRecord> heads;
+  bool ends = true;
+  while (record && !record->empty() && ends) {
+    if (layout) layout->Add(*record, *program);
+    const auto number = static_cast<std::uint32_t>(heads.size() + 1);
+    if (const HRESULT result = take(*record, number, std::max(count, number)); Failed(result)) return Failure(result);
+    record->resize(2);
+    ends = heads.insert(*record).second;
+    if (ends) record = ReadRecord(kNextRecord, *record);
   }
   if (!record) return Failure(record.error());
   exchange.lock();
-  if (read != count || !record->empty() || forgotten != forgotten_) return Failure(client().NoAnswer());
+  if (!ends || forgotten != forgotten_) return Failure(client().NoAnswer());
   const std::lock_guard lock(program_mutex_);
   return program_ = std::move(program);
 }
