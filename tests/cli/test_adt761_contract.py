@@ -51,9 +51,10 @@ class Adt761ContractTest(ContractTest):
                 self.assertAlmostEqual(got, value, 4)
                 self.assertEqual((unit_got, err), (unit_text, ""))
                 self.assert_said(unit, *asked)
-        for channel, answer, value in [(1, ":F:MVAL:0.25:S", 0.25), (2, ":F:MVAL:-3.5:MA", -3.5)]:
+        for channel, answer, *said in [(1, ":F:MVAL:0.25:S", 0.25, "s"), (2, ":F:MVAL:-3.5:MA", -3.5, "mA"),
+                                       (1, ":F:MVAL:1.5:V", 1.5, ""), (2, ":F:MVAL:1.5:MV", 1.5, "")]:
             unit = self.instrument({":R:MVAL": answer}, item="SW" if channel == 1 else "MA")
-            self.assertEqual(self.read(unit, channel)[0::2], (value, ""))
+            self.assertEqual(self.read(unit, channel), (*said, ""))
 
     def test_answers_that_are_none(self):
         for channel, query, answer, error in [
@@ -62,7 +63,7 @@ class Adt761ContractTest(ContractTest):
                 (2, ":R:MITEM", ":F:MITEM:V", NO_MEASURE), (4, ":R:MITEM", ":F:MITEM:SW", NO_MEASURE),
                 (5, ":R:SITEM", ":E:SITEM", NO_MEASURE), (9, ":R:SITEM", ":E:SITEM", NO_MEASURE),
                 (9, ":R:CSV", ":F:NaN", NO_MEASURE), (6, ":R:SMAPOWER", ":F:O24POWER:1", NO_MEASURE),
-                (0, ":R:MVAL", ":F:MVAL:OL:V", NO_MEASURE), (0, ":R:MVAL", ":F:MVAL:3.5:MA", NO_MEASURE),
+                (0, ":R:MVAL", ":F:MVAL:OL:V", NO_MEASURE), (0, ":R:MVAL", ":F:MVAL:3.5:V:F:MVAL:4.5:V", NO_MEASURE),
                 (0, ":R:MVAL", Reply(b"\xff\x80\x00"), NO_MEASURE), (0, ":R:MITEM", SILENCE, NO_ANSWER),
                 (0, ":R:MVAL", SILENCE, NO_ANSWER), (8, ":R:ORUNKIND", Reply(b"\0"), NO_ANSWER),
                 (0, ":R:MVAL", Reply(b":F:MVAL:1.5:V"), NO_ANSWER), (0, ":R:MVAL", "x" * 4000, NO_ANSWER),

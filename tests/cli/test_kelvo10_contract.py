@@ -90,12 +90,16 @@ class Kelvo10Test(ContractTest):
     def test_read(self):
         row = {"id": 0, "name": "IN", "unit": "V", "error": 0, "text": ""}
         for reply, value in [("12.345", 12.345), ("12.345 V", 12.345), ("  +1.5E-01", 0.15), ("-7", -7), ("none", 0),
-                             ("nan", 0), ("inf", 0), ("0x10", 0), ("1,5", 1)]:
+                             ("nan", 0), ("inf", 0), ("3.5mA", 3.5)]:
             with self.subTest(reply):
                 unit = self.instrument(meas=reply)
                 got, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
                 self.assertAlmostEqual(got.pop("value"), value, 6)
                 self.assertEqual(got, row)
+        for reply in ("0x10", "1,5", "12.3412.34", " " * 44 + "123.456"):
+            with self.subTest(reply):
+                status, _, err = self.ulix("read", "kelvo10", "--port", self.instrument(meas=reply).device)
+                self.assertEqual((status, err), (1, "ulix: 0x80044403 Unable to read answer\n"))
         for lang, text in [("en", "Unable to read answer"), ("fr", "Impossible de lire la réponse")]:
             status, out, err = self.ulix("read", "kelvo10", "--port", self.instrument(meas=SILENCE).device, "--json",
                                          "--lang", lang)

@@ -228,7 +228,7 @@ class SerialTest(ContractTest):
 
     def test_errors_of_the_instruments(self):
         resistance = "MEAS:RES1? 115,NORM"
-        nan_rtc = " ".join(["x"] * 5 + ["NaN"] + ["1.5"] * 20)
+        nan_rtc = " ".join(["<GetResponse LiveSensors"] + ["1.5"] * 3 + ["NaN"] + ["1.5"] * 20) + ">"
         for bench, args, answers, expected in [
                 ("isotech", "set 0 -275.1", {}, 0x80043502), ("isotech", "set 0 10001", {}, 0x80043502),
                 ("isotech line", "set 0 41", {}, 0x80043502), ("isotech line", "set 0 -101", {}, 0x80043502),
@@ -251,6 +251,8 @@ class SerialTest(ContractTest):
                 ("hydra", "read 0", {"LAST? 0": prompted("+002.500E+0", prompt="=!")}, [NO_VALUE]),
                 ("hydra", "read 0", {"LAST? 0": prompted("+001.00E+9")}, [0x80045D02]),
                 ("hydra", "read 0", {"LAST? 0": prompted("+009.00E+9")}, [0x80045D07]),
+                ("hydra", "read 0", {"LAST? 0": prompted("+023.45E+0,VDC")}, [23.45]),
+                ("hydra", "read 0", {"LAST? 0": prompted("+001.00E+9,C")}, [0x80045D02]),
                 ("hydra", "run", {"PRINT 0": "=?"}, NO_READ), ("hydra", "run", {"SCAN 1": "=!"}, NO_READ),
                 ("hydra", "stop", {"SCAN 0": "=?"}, NO_READ),
                 ("rtc", "read 0", {"LiveSensors?": nan_rtc}, [0x80045B04]),
@@ -265,6 +267,8 @@ class SerialTest(ContractTest):
                 ("kambic", "read 0", {"TXD": "TSET= 25.0\r"}, [0x80046104]),
                 ("kambic", "read 1", {"TXD": "T= 25.0\r"}, [0x80046104]),
                 ("kambic", "read 0", {"TXD": "T=  hot\r"}, [0x80046104]),
+                ("kambic", "read 0", {"TXD": "T= 25,912\r"}, [0x80046104]),
+                ("kambic", "set 1 30.499", {"SETTEMP=30.499": "SETTEMP=30,499\r"}, 0x80046104),
                 ("kambic", "set 1 20", {"SETTEMP=20.000": "COMMAND ERROR\r"}, 0x80046103),
                 ("kambic", "set 1 20", {"SETTEMP=20.000": "OUT OF RANGE\r"}, 0x80046101),
                 ("kambic", "set 1 20", {"SETTEMP=20.000": "COMMAND ERROR OUT OF RANGE\r"}, 0x80046103),
@@ -342,9 +346,9 @@ class SerialTest(ContractTest):
             got = self.attempt("millik", f"read {channel}", settings=fields)
             self.assertEqual((got.wire, got.unknown, got.result), ((asked + command).encode(), [], [21.5]))
             got = self.attempt("millik", f"read {channel}", settings=fields[:-1] + [f"channel.{channel}.probe=LOST"])
-            self.assertEqual((got.wire, got.result), (asked.encode(), 0x80045706))
+            self.assertEqual((got.wire, got.result), (asked.encode(), [0x80045706]))
         got = self.attempt("millik", "read 0", settings=["channel.0.kind=PRT", "channel.0.sub-kind=K"])
-        self.assertEqual((got.wire, got.result), (b"*IDN?\rREM\r", BAD_CONFIG))
+        self.assertEqual((got.wire, got.result), (b"*IDN?\rREM\r", [BAD_CONFIG]))
 
     def test_hydra_scales(self):
         factors = {1: [1, 1000, 1, 1, 1, 1000, 1000], 2: [1, 1000, 1, 1, 1], 3: [1, 1, 1e-3, 1e-3, 1e-3, 1e-6, 1e-6],

@@ -37,7 +37,9 @@ TEST(Adt760Protocol, FindsTheLongestWordOfAFunction) {
 TEST(Adt760Protocol, ReadsANumberOrSaysThatThereIsNone) {
   EXPECT_EQ(ParseReading("1013.25\n", 0), 1013.25F);
   EXPECT_EQ(ParseReading("  -2.5E+1 mbar", 5), -25.0F);
-  for (const std::string bad : {"", "\n", "mbar 5", "nan", "inf", "1e39", "---"}) {
+  EXPECT_EQ(ParseReading("12.5,KPA\n", 5), 12.5F);
+  for (const std::string bad : {"", "\n", "mbar 5", "nan", "inf", "1e39", "---", "9.9E37\n", "-9.91E+37", "NAN", "52,331",
+                               "34\a.2"}) {
     EXPECT_EQ(CodeOf(ParseReading(bad, 0)), adt760CtlErrNoMeasAvailable) << bad;
   }
   EXPECT_EQ(CodeOf(ParseReading(std::string(75, ' ') + "12.34", 0)), adt760CtlErrNoMeasAvailable) << "cut";
@@ -53,6 +55,13 @@ TEST(Adt760Protocol, OnlyANumberAtItsStartMakesAnErrorOfAQueue) {
   for (const char* error : {"-113,\"Undefined header\"\n", "1", " +200", "99999999999999999999"}) {
     EXPECT_EQ(CheckErrorQueue(error), adt760CtlErrScpiCmde) << error;
   }
+}
+
+TEST(Adt760Protocol, KnowsAnAnswerOfTheErrorQueue) {
+  for (const char* queue : {"0,\"No error\"\n", "-113,\"Undefined header\"", "0\n", " +200"}) {
+    EXPECT_TRUE(IsErrorQueue(queue)) << queue;
+  }
+  for (const char* other : {"", "\n", "1013.25\n", "VENT", "-", ",", "0x"}) EXPECT_FALSE(IsErrorQueue(other)) << other;
 }
 
 // Over the entries of a real library file.

@@ -13,15 +13,29 @@ namespace {
 // A frame with its prefix and NUL, as it goes over the line.
 std::string Frame(const std::string& text) { return '\x01' + text + '\0'; }
 
-TEST(Adt761Protocol, WholeWordsComeBeforeTheLongestPart) {
-  for (const Unit& unit : kUnits) EXPECT_EQ(FindUnit(unit.word), &unit) << unit.word;
+TEST(Adt761Protocol, WordsAreWholeButForColumnsOfMercuryAndWater) {
+  for (const Unit& unit : kUnits) EXPECT_EQ(&FindUnit(unit.word), &unit) << unit.word;
   for (const Item& item : kItems) EXPECT_EQ(&FindItem(item.word), &item) << item.word;
-  for (const auto& [word, display] : {std::pair{"KPAG", "kPa"}, {"INHG ", "inHg"}, {"INH2O4", "inH2O"}}) {
-    EXPECT_STREQ(FindUnit(word)->display, display) << word;
+  for (const auto& [word, display] : {std::pair{"MMHG", "mmHg"}, {"INHGA", "inHg"}, {"INH2O4", "inH2O"}, {"CMH2O", "mmH2O"}}) {
+    EXPECT_STREQ(FindUnit(word).display, display) << word;
   }
-  EXPECT_STREQ(FindItem("SWITCH").word, "SW");
-  EXPECT_EQ(FindUnit(""), nullptr);
+  for (const char* other : {"", "MV", "KPAG", "SV", "mPa"}) EXPECT_EQ(&FindUnit(other), &kNoUnit) << other;
   EXPECT_EQ(&FindItem("OHM"), &kOtherItem);
+}
+
+TEST(Adt761Protocol, AValueIsOfOneWholeFrameAndOfItsChannelsUnit) {
+  const auto unit_of = [](const char* answer, ChannelId channel) {
+    const auto measured = ParseReading(answer, ":R:MVAL", kReadings[channel]);
+    EXPECT_EQ(measured ? measured->value : -1, 1.5F) << answer;
+    return measured ? measured->unit->display : "none";
+  };
+  EXPECT_STREQ(unit_of(":F:MVAL:1.5:V", 0), "V");
+  EXPECT_STREQ(unit_of(":F:MVAL:1.5:MV", 0), "");
+  EXPECT_STREQ(unit_of(":F:MVAL:1.5:V", 1), "") << "a switch test in volts";
+  for (const char* bad : {":F:MVAL:1.5:V:F:MVAL:2.5:V", ":F:MVAL:1.5V", "x:F:MVAL:1.5:V", ":F:MVAL:1,5:V",
+                          ":F:MVAL:1.5 2:V", ":F:MVAL:1.5\a:V", ":F:MITEM:1.5:V"}) {
+    EXPECT_EQ(CodeOf(ParseReading(bad, ":R:MVAL", kReadings[0])), adt761CtlErrNoMeasAvailable) << bad;
+  }
 }
 
 class Adt761 : public LineBench {

@@ -9,11 +9,13 @@ namespace {
 
 TEST(HartProtocol, ReadsTheNumberBehindTheFirstColon) {
   const std::pair<const char*, float> cases[] = {
-      {"T:23.50", 23.5F},    {"t: 22.79 C", 22.79F}, {"set: -40.00C", -40.0F},
-      {"\nT:+1.5E2", 150.F}, {":0", 0.0F},           {"T:1:2", 1.0F},
+      {"T:23.50", 23.5F},     {"t: 22.79 C", 22.79F}, {"set: -40.00C", -40.0F},
+      {"\nT:+1.5E2", 150.F},  {":0", 0.0F},           {"sensor:23.5", 23.5F},
+      {"a long word: 23.5 C", 23.5F},
   };
   for (const auto& [reply, value] : cases) EXPECT_EQ(ParseValue(reply).value_or(-1.0F), value) << reply;
-  for (const char* reply : {"", "23.50", "T:", "T: C", "T:nan", "T:inf", "T:1e39", "T:-1e999", "t:x:1"}) {
+  for (const char* reply : {"", "23.50", "T:", "T: C", "T:nan", "T:inf", "T:1e39", "T:-1e999", "t:x:1", "T:1:2", "T:23,5",
+                            "T:60.39160.391", "T:34\a.2", "a longer word: 23.50"}) {
     EXPECT_EQ(CodeOf(ParseValue(reply)), serialCommErrUnableToReadComm) << reply;
   }
 }
@@ -32,8 +34,19 @@ TEST(HartProtocol, FindsTheSetPointThatItSent) {
       {"S:21.45 C", "21.46", false},   {"S:21.4", "21.46", false},
       {"21.46", "21.46", false},       {"S:23.00 C", "3.00", false},
       {"S:-3.00 C", "3.00", false},    {"", "3.00", false},
+      {"S:21.469 C", "21.46", false},  {"S:\a21.46 C", "21.46", false},
   };
   for (const Case& c : cases) EXPECT_EQ(Confirms(c.reply, c.sent), c.confirmed) << c.reply << " after " << c.sent;
+}
+
+TEST(HartProtocol, TellsTheUnit) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"T:1", "\260C"}, {"T:1 C", "\260C"}, {"T:1f", "\260F"}, {"T:1 K", "K"}, {"T:1 mV", ""}};
+  for (const auto& [reply, unit] : cases) {
+    const auto measured = ParseMeasurement(reply);
+    ASSERT_TRUE(measured) << reply;
+    EXPECT_STREQ(measured->unit, unit) << reply;
+  }
 }
 
 class Hart : public LineBench {

@@ -26,6 +26,23 @@ TEST(JofraProtocol, FindsEachChannelInItsPlace) {
   }
 }
 
+// Each of them has a number where the channel's is.
+TEST(JofraProtocol, WhatIsNotOneWholeAnswerToTheQueryHasNoValue) {
+  const std::string live =
+      "<GetResponse LiveSensors 2 3 4 5.5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25>";
+  for (const std::string& bad : {live.substr(0, live.size() - 1), live.substr(0, 60), live + live, "x" + live,
+                                 "<SetResponse SETTemperature>" + live, live + "<SetResponse SETTemperature>",
+                                 "<GetResponse Other" + live.substr(live.find(" 2"))}) {
+    EXPECT_EQ(CodeOf(ParseReading(kRtc, bad, kRtcPlaces[0])), serialCommErrUnableToReadComm) << bad;
+  }
+  const std::string readings = "23.12, CEL, 50.00, CEL, 49.98, CEL, 1, 50.03, CEL";
+  EXPECT_EQ(ParseReading(kCtc, readings, kCtcPlaces[3]).value(), 23.12F);
+  for (const std::string& bad : {std::string("50.00, CEL"), "50.00, CEL, " + readings, readings.substr(13),
+                                 readings.substr(0, readings.size() - 1), "REMOTE, " + readings}) {
+    EXPECT_EQ(CodeOf(ParseReading(kCtc, bad, kCtcPlaces[3])), serialCommErrUnableToReadComm) << bad;
+  }
+}
+
 TEST(JofraProtocol, SendsAndConfirmsSetPoints) {
   EXPECT_EQ(SetPointCommand(kRtc, 50.126F).value(), "Settemperature 50.13");
   EXPECT_EQ(SetPointCommand(kRtc, -25.0F).value(), "Settemperature -25.00");
@@ -40,7 +57,7 @@ TEST(JofraProtocol, SendsAndConfirmsSetPoints) {
   for (const char* told : {"50.0, CEL", "50.04 CEL", "122.0, FAR", "323.15, KEL"}) {
     EXPECT_TRUE(ConfirmsSetPoint(kCtc, told, 50.0F)) << told;
   }
-  for (const char* told : {"50.2, CEL", "50.0", "50.0, XYZ", "50.0, FAR", "NaN, CEL", ""}) {
+  for (const char* told : {"50.2, CEL", "50.0", "50.0, XYZ", "50.0, CEL, 1", "50.0, FAR", "NaN, CEL", ""}) {
     EXPECT_FALSE(ConfirmsSetPoint(kCtc, told, 50.0F)) << told;
   }
   for (float value = -40.0F; value < 160.0F; value += 0.35F) {

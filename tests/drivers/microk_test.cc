@@ -39,8 +39,14 @@ TEST(MicrokProtocol, ReadsTheirVersion) {
   for (const char* none : {"milliK,", "milliK version 3"}) EXPECT_FALSE(VersionIn(kMillik, none));
 }
 
+TEST(MicrokProtocol, AProbesNameIsNoIdentification) {
+  EXPECT_TRUE(IsIdentification(kMillik, "milliK,1.20", ""));
+  EXPECT_TRUE(IsIdentification(kMillik, "60.3milliK,1.20", "milliK,1.20")) << "behind a reply that stopped midway";
+  EXPECT_FALSE(IsIdentification(kMillik, "MILLIK-REF", "milliK,1.20"));
+}
+
 TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
-  for (const auto& [reply, value] : {std::pair{" +1.07E+02 ohm", 107.0F}, {"\n-0.5", -0.5F}, {"0x", 0.0F}}) {
+  for (const auto& [reply, value] : {std::pair{" +1.07E+02 ohm", 107.0F}, {"\n-0.5", -0.5F}, {"0. \t", 0.0F}}) {
     EXPECT_EQ(ParseMicrokReply(reply), value) << reply;
   }
   for (const char* none : {"Channel 7 not enabled", "0.0 Not Valid"}) {
@@ -49,11 +55,12 @@ TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
   EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
   EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "told by its case";
   const std::string too_long(79, '1');
-  for (const char* none : {"ready", "nan", "1e39", too_long.c_str()}) {
+  for (const char* none : {"ready", "nan", "1e39", "0x", "52,331", "60.39160.391", "60.391 12", "34\a.2", too_long.c_str()}) {
     EXPECT_EQ(CodeOf(ParseMillikReply(none)), serialCommErrUnableToReadComm) << none;
   }
   EXPECT_EQ(ParseProbeCount("12"), 12U);
-  for (const char* none : {"-1", "1e6"}) EXPECT_EQ(CodeOf(ParseProbeCount(none)), serialCommErrUnableToReadComm);
+  EXPECT_EQ(CodeOf(ParseMillikReply(std::string_view("24\0.131", 7))), serialCommErrUnableToReadComm);
+  for (const char* none : {"-1", "1e6", "1.5"}) EXPECT_EQ(CodeOf(ParseProbeCount(none)), serialCommErrUnableToReadComm);
   EXPECT_EQ(ParseProbeName(" \"PRT 1\" "), "PRT 1");
   EXPECT_EQ(ParseProbeName("\""), "\"");
 }
@@ -101,7 +108,7 @@ TEST_F(Microk, AnotherInstrumentOrNoneIsRefusedAndToldToTheSinks) {
   EXPECT_THAT(errors->of_system, ElementsAre(serialCommErrUnableToReadComm));
 }
 
-TEST_F(Microk, AMillikWithoutACommaIsLeftInLocalAndAnUnknownProbeIsNoConnection) {
+TEST_F(Microk, AMillikWithoutACommaIsLeftInLocalAndAnUnknownProbeFailsAlone) {
   BecomeMillik();
   SetBench("identity", "milliK");
   ASSERT_EQ(device->Connect(), S_OK);
@@ -111,8 +118,10 @@ TEST_F(Microk, AMillikWithoutACommaIsLeftInLocalAndAnUnknownProbeIsNoConnection)
           {"channel.10.kind", "PRT"},
           {"channel.10.sub-kind", "USER-PROBE"},
           {"channel.10.probe", "PRT-Z"}});
-  EXPECT_EQ(device->Connect(), microkCtlErrUserProbeNotFound);
-  EXPECT_FALSE(driver->LinkIsOpen());
+  EXPECT_EQ(device->Connect(), S_OK);
+  EXPECT_EQ(driver->ReadChannel(10).code, microkCtlErrUserProbeNotFound);
+  EXPECT_EQ(driver->ReadChannel(0).code, S_OK);
+  EXPECT_EQ(device->SendCfg(), microkCtlErrUserProbeNotFound);
   EXPECT_EQ(driver->ChannelUnit(10), "\260C");
   EXPECT_EQ(driver->ChannelResolution(10), 4);
 }

@@ -33,7 +33,7 @@ TEST_P(RangeProtocol, ReadsBackEveryCommandThatItCanBuild) {
         const SideConfig sent{function, sensor % CountOf(kInputConnection) + 1, sensor, sensor % 4, 12.5F};
         const auto line = RangeCommand(model, side, sent, sensor % 3);
         ASSERT_TRUE(line);
-        const auto reply = ParseRangeReply(model, *line, sent);
+        const auto reply = ParseRangeReply(model, side, *line, sent);
         ASSERT_TRUE(reply) << *line;
         EXPECT_EQ(RangeCommand(model, side, reply->config, reply->unit.value_or(0)).value_or(""), *line);
       }
@@ -43,9 +43,44 @@ TEST_P(RangeProtocol, ReadsBackEveryCommandThatItCanBuild) {
 
 TEST_P(RangeProtocol, RepliesThatMeanNothingAreRefused) {
   for (const char* refused : {"", "CFG_IN", "V50,V5", "TC,TYP_K", "TYP_K,CEL", "V50 CFG_IN", "V50,20",
-                              "TC,TYP_K,CEL,JR_PROG,20,30", "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99"}) {
-    EXPECT_EQ(ulix::CodeOf(ParseRangeReply(model, refused, {})), model.range_not_supported) << refused;
+                              "TC,TYP_K,CEL,JR_PROG,20,30", "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99",
+                              "CFG_OUT V50", "V5\a0", "MA50,V", "V50,V,V"}) {
+    EXPECT_EQ(ulix::CodeOf(ParseRangeReply(model, Side::kInput, refused, {})), model.range_not_supported) << refused;
   }
+}
+
+// 20 may have been cut to 2.
+TEST_P(RangeProtocol, AConfigurationThatFillsItsLineIsRefused) {
+  const std::string words = "TC,TYP_K,CEL,JR_PROG,2";
+  const std::string blanks(kLongestReply - words.size(), ' ');
+  EXPECT_EQ(ulix::CodeOf(ParseRangeReply(model, Side::kInput, blanks + words, {})), model.range_not_supported);
+  EXPECT_TRUE(ParseRangeReply(model, Side::kInput, blanks.substr(1) + words, {}));
+}
+
+TEST_P(RangeProtocol, TakesAnyHeaderAndTheUnitOfTheRange) {
+  for (const char* reply : {"V50", "cfg_in v50", "CFG_IN V50,V", "Range_In V50", "INPUT V50 , v"}) {
+    const auto range = ParseRangeReply(model, Side::kInput, reply, {});
+    ASSERT_TRUE(range) << reply;
+    EXPECT_EQ(range->config.function, 1U) << reply;
+  }
+}
+
+TEST_P(RangeProtocol, ReadsTheNumberOfAMeasure) {
+  const std::pair<const char*, float> cases[] = {
+      {"12.345 V", 12.345F}, {" -1.5E1\r", -15.0F}, {"3.5mA", 3.5F}, {"0 ready: 12", 0.0F}};
+  for (const auto& [reply, value] : cases) {
+    EXPECT_EQ(ParseMeasure(reply).value_or(Measured{-1}), Measured{value}) << reply;
+  }
+  for (const char* none : {"V", "OVERRANGE", "nan"}) {
+    EXPECT_EQ(ParseMeasure(none).value_or(Measured{-1}), (Measured{0.0F, Doubt::kNoNumber})) << none;
+  }
+  const std::string blanks(kLongestReply - 7, ' ');
+  for (const std::string& bad : {std::string("52,331"), std::string("34\a.2"), std::string("24\0.131", 7),
+                                 std::string("60.39160.391"), std::string("1e39"), std::string("\a"), std::string("12.345x"),
+                                 blanks + "1.23456", std::string(kLongestReply, ' ')}) {
+    EXPECT_EQ(ulix::CodeOf(ParseMeasure(bad)), serialCommErrUnableToReadComm) << bad;
+  }
+  EXPECT_EQ(ParseMeasure(blanks + "1.2345").value_or(Measured{-1}), Measured{1.2345F}) << "a line that ended";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, RangeProtocol, kModels, NameOf);
@@ -77,6 +112,15 @@ TEST_P(RangeCalibrator, ReadsItsConfigurationWholeOrNotAtAll) {
   Set("output-function", "0");
   EXPECT_EQ(device->SendCfg(), model.range_not_supported);
   EXPECT_EQ(TakeSent(), "REM\nRANGE_IN RT,WIRE3,TYP_PT100,FAR\n") << "stops behind the input";
+}
+
+TEST_P(RangeCalibrator, EachSideHasTheUnitThatItWasReadWith) {
+  OpenerOf(bench)(1).port->Write("RANGE_IN TC,TYP_K,CEL,JR_ON\nRANGE_OUT TC,TYP_J,FAR,JR_ON\n");
+  device->Connect();
+  ASSERT_EQ(device->ReadCfg(), S_OK);
+  EXPECT_EQ(driver->ChannelUnit(0) + driver->ChannelUnit(1), "\260C\260F");
+  Set("temperature-unit", "K");
+  EXPECT_EQ(driver->ChannelUnit(1), "\260K") << "as it will be sent";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, RangeCalibrator, kModels, NameOf);

@@ -5,7 +5,7 @@
 namespace ulix::range_calibrator {
 namespace {
 
-constexpr LineProfile kLine = {.terminator = '\n', .reply_size = 50};
+constexpr LineProfile kLine = {.terminator = '\n', .reply_size = kLongestReply + 1};
 
 constexpr std::string_view kIdentify = "*IDN?";
 
@@ -37,7 +37,9 @@ HRESULT RangeCalibratorDriver::SendCfg() {
   HRESULT result = Send("REM");
   if (Succeeded(result)) result = SendRange(Side::kInput, *record);
   if (Succeeded(result)) result = SendRange(Side::kOutput, *record);
-  return Failed(result) ? result : Send("MEAS RUN");
+  if (Failed(result)) return result;
+  units_read_ = UnitsRead{};  // both sides have the record's now
+  return Send("MEAS RUN");
 }
 
 HRESULT RangeCalibratorDriver::SendRange(Side side, const std::vector<StoredValue>& record) {
@@ -55,21 +57,18 @@ HRESULT RangeCalibratorDriver::ReadCfg() {
   if (!input) return input.error();
   const auto output = ReadRange(Side::kOutput, record);
   if (!output) return output.error();
-  // One unit serves both sides; a reply that claims two is not this instrument's.
-  if (input->unit && output->unit && *input->unit != *output->unit) {
-    Distrust();
-    return model_.range_not_supported;
-  }
   PutSide(model_, record, Side::kInput, input->config);
   PutSide(model_, record, Side::kOutput, output->config);
-  PutUnit(model_, record, input->unit.value_or(output->unit.value_or(UnitIn(model_, record))));
+  const std::uint32_t unit = input->unit.value_or(output->unit.value_or(UnitIn(model_, record)));
+  PutUnit(model_, record, unit);
   settings().Replace(std::move(record));
+  units_read_ = UnitsRead{unit, output->unit.value_or(unit)};
   return S_OK;
 }
 
 Expected<RangeReply> RangeCalibratorDriver::ReadRange(Side side, const std::vector<StoredValue>& record) {
   const auto parse = [&](const std::string& reply) {
-    return ParseRangeReply(model_, reply, SideIn(model_, record, side));
+    return ParseRangeReply(model_, side, reply, SideIn(model_, record, side));
   };
   return Query(side == Side::kInput ? "CFG_IN?" : "CFG_OUT?", usual_plan(), parse, model_.range_not_supported);
 }
@@ -95,7 +94,10 @@ std::uint32_t RangeCalibratorDriver::FunctionOf(ChannelId id) const {
 }
 
 std::string RangeCalibratorDriver::ChannelUnit(ChannelId id) const {
-  return UnitOf(model_, FunctionOf(id), UnitIn(model_, *settings().Current()));
+  const std::uint32_t unit = UnitIn(model_, *settings().Current());
+  const UnitsRead read = units_read_;
+  const bool own = id == kOutChannel && read.record == unit;
+  return UnitOf(model_, FunctionOf(id), own ? read.output : unit);
 }
 
 int RangeCalibratorDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(model_, FunctionOf(id)); }

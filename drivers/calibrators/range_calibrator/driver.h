@@ -1,6 +1,7 @@
 // A range calibrator on a serial line: one measured channel "IN", one sourced channel "OUT".
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,14 @@ class RangeCalibratorDriver final : public SerialDriver {
   Expected<RangeReply> ReadRange(Side side, const std::vector<StoredValue>& record);
   std::uint32_t FunctionOf(ChannelId id) const;
 
+  // The record has one temperature unit; an instrument that was set by hand may have another one on its output.
+  struct UnitsRead {
+    std::uint32_t record = ~0U;  // as it was read; what it says of the output holds while the record has this unit
+    std::uint32_t output = 0;
+  };
+
   const Model& model_;
+  std::atomic<UnitsRead> units_read_{};
 };
 
 }  // namespace ulix::range_calibrator

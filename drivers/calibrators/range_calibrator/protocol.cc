@@ -1,9 +1,10 @@
 #include "drivers/calibrators/range_calibrator/protocol.h"
 
+#include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
 
 namespace ulix::range_calibrator {
@@ -58,18 +59,27 @@ class Parameters {
   bool valid_ = true;
 };
 
-bool IsHeader(std::string_view word) { return word.starts_with("RANGE_") || word.starts_with("CFG_"); }
+// A word before those of the command. One that names the other side belongs to the other query's reply.
+bool IsHeader(Side side, std::string_view word) {
+  const std::string upper = AsciiUpper(word);
+  constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_";
+  const std::string_view other = side == Side::kInput ? "OUT" : "IN";
+  return upper.find_first_not_of(kLetters) == upper.npos && !upper.ends_with(other);
+}
 
 // The places that words of a reply fill, each once.
 struct FoundWords {
   std::optional<std::uint32_t> function, connection, sensor, unit, cold_junction;
-  std::optional<double> temperature;
+  std::optional<float> temperature;
+  std::string_view electrical_unit;
 };
 
 struct Place {
   SettingIndex setting;
   std::optional<std::uint32_t> FoundWords::*found;
 };
+
+constexpr std::string_view kSeparators = ", \t\r";
 
 constexpr std::array kPlaces = {
     Place{kInputFunction, &FoundWords::function},
@@ -78,6 +88,22 @@ constexpr std::array kPlaces = {
     Place{kTemperatureUnit, &FoundWords::unit},
     Place{kInputColdJunction, &FoundWords::cold_junction},
 };
+
+bool IsWord(const Model& model, std::string_view word) {
+  return std::any_of(kPlaces.begin(), kPlaces.end(), [&](const Place& place) {
+    return CodeOfLabel(Row(model, place.setting).labels, word).has_value();
+  });
+}
+
+// Where a range has a unit of its own, its reply may name it: "V50,V".
+bool PutElectricalUnit(const Model& model, FoundWords& found, std::string_view word) {
+  const bool known = std::any_of(model.functions.begin(), model.functions.end(), [&](const FunctionRow& function) {
+    return function.unit && EqualIgnoringCase(function.unit, word);
+  });
+  if (!known || !found.electrical_unit.empty()) return false;
+  found.electrical_unit = word;
+  return true;
+}
 
 // False for a word that fits no place or comes a second time. Words are compared whole: "RT" is no part of "JR_RTD".
 bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
@@ -88,9 +114,10 @@ bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
     found.*place.found = code;
     return true;
   }
-  const auto number = ParseDecimal(word);
+  if (PutElectricalUnit(model, found, word)) return true;
+  const auto number = ParseField(word);
   if (!number || found.temperature || found.cold_junction != kProgrammedColdJunction) return false;
-  found.temperature = number;
+  found.temperature = static_cast<float>(number->value);
   return true;
 }
 
@@ -98,7 +125,8 @@ bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
 bool IsWhole(const Model& model, const FoundWords& found) {
   const FunctionRow* function = found.function ? FunctionOf(model, *found.function) : nullptr;
   if (!function) return false;
-  if (found.temperature && !std::isfinite(static_cast<float>(*found.temperature))) return false;
+  const bool has_electrical = !found.electrical_unit.empty();
+  if (has_electrical && !(function->unit && EqualIgnoringCase(function->unit, found.electrical_unit))) return false;
   return !MeasuresTemperature(function->quantity) || (found.sensor && found.unit);
 }
 
@@ -152,21 +180,20 @@ Expected<std::string> RangeCommand(const Model& model, Side side, const SideConf
   return (side == Side::kInput ? "RANGE_IN " : "RANGE_OUT ") + parameters.text();
 }
 
-Expected<RangeReply> ParseRangeReply(const Model& model, std::string_view reply, const SideConfig& before) {
+Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before) {
+  const bool may_be_cut = reply.size() >= kLongestReply && reply.find_last_of(kSeparators) + 1 != reply.size();
+  auto words = SplitWords(reply, kSeparators);
+  const bool has_header = !words.empty() && !IsWord(model, words.front()) && IsHeader(side, words.front());
+  if (has_header) words.erase(words.begin());
   FoundWords found;
-  bool first = true;
-  for (const std::string_view word : SplitWords(reply, ", \t\r")) {
-    const bool is_header = first && IsHeader(word);
-    first = false;
-    if (!is_header && !PutWord(model, found, word)) return Failure(model.range_not_supported);
-  }
-  if (!IsWhole(model, found)) return Failure(model.range_not_supported);
+  const bool known = std::all_of(words.begin(), words.end(), [&](auto word) { return PutWord(model, found, word); });
+  if (may_be_cut || !known || !IsWhole(model, found)) return Failure(model.range_not_supported);
   RangeReply range{before, found.unit};
   range.config.function = *found.function;
   range.config.connection = found.connection.value_or(0);
   range.config.sensor = found.sensor.value_or(0);
   range.config.cold_junction = found.cold_junction.value_or(before.cold_junction);
-  if (found.temperature) range.config.cold_junction_temperature = static_cast<float>(*found.temperature);
+  if (found.temperature) range.config.cold_junction_temperature = *found.temperature;
   return range;
 }
 
@@ -175,11 +202,13 @@ bool IsModel(const Model& model, std::string_view identification) {
 }
 
 Expected<Measured> ParseMeasure(std::string_view reply) {
-  const auto number = ParseDecimalPrefix(reply);
-  if (!number) return Measured{0.0F, Doubt::kNoNumber};
-  const auto value = static_cast<float>(number->value);
-  if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
-  return Measured{value};
+  static constexpr std::array<std::string_view, 9> kUnits = {"V", "MV", "MA", "OHM", "OHMS", "C", "F", "K", "\xB0" "C"};
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kText, .joined_units = kUnits};
+  if (MayCutNumber(reply, kLongestReply)) return Failure(serialCommErrUnableToReadComm);
+  if (IsPlainText(reply) && !ParseDecimalPrefix(reply)) return Measured{0.0F, Doubt::kNoNumber};
+  const auto value = ParseFloatField(reply, kForm);
+  if (!value) return Failure(serialCommErrUnableToReadComm);
+  return Measured{*value};
 }
 
 std::string OutputCommand(float value) { return "OUT " + FormatFixed(value); }

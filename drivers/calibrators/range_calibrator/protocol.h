@@ -41,17 +41,22 @@ struct RangeReply {
   std::optional<std::uint32_t> unit;
 };
 
-// Reads the reply to "CFG_IN?" or "CFG_OUT?": words of the range command in any order, a header before them or not. A
-// connection or a sensor that the reply does not name is none; what it does not name of the cold junction is as in
-// `before`. An unknown word, a word twice, or a temperature function without its sensor is the model's
-// range_not_supported.
-Expected<RangeReply> ParseRangeReply(const Model& model, std::string_view reply, const SideConfig& before);
+// Longest reply, without its line feed. What is longer is cut there.
+inline constexpr std::size_t kLongestReply = 49;
+
+// Reads the reply to "CFG_IN?" or "CFG_OUT?": words of the range command in any order, in either case, behind a header
+// word or none. A connection or a sensor that the reply does not name is none; what it does not name of the cold
+// junction is as in `before`. An unknown word, a word twice, a temperature function without its sensor, the header of
+// the other side, a control character, or a line that may be cut in a word is the model's range_not_supported.
+Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before);
 
 // Whether an identification line comes from the model.
 bool IsModel(const Model& model, std::string_view identification);
 
-// The number at the start of a "MEAS?" reply. A reply that begins with none is 0 with Doubt::kNoNumber, as hosts know it;
-// one that is too large for a float is serialCommErrUnableToReadComm.
+// The number at the start of a "MEAS?" reply; behind a blank anything may follow it, directly a unit of the family. A
+// reply that begins with no number is 0 with Doubt::kNoNumber, as hosts know it. serialCommErrUnableToReadComm: a
+// control character, a number that goes on in another way (12,25), that may be cut at the line's limit, or that a float
+// cannot hold.
 Expected<Measured> ParseMeasure(std::string_view reply);
 
 // "OUT 100.099998": the float's own digits.

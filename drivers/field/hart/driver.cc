@@ -7,7 +7,7 @@
 namespace ulix::hart {
 namespace {
 
-constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 20};
+constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kLongestReply + 1};
 
 // No line feeds behind replies, no echo of commands, no temperatures unasked.
 constexpr std::array kGreeting = {"lf=of", "du=h", "sa=0"};
@@ -35,9 +35,13 @@ HRESULT HartDriver::Greet() {
 
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
-  const auto value = Query(kQueries[id], usual_plan(), ParseValue);
-  return ReadingOf(value);
+  const auto measured = Query(kQueries[id], usual_plan(), ParseMeasurement);
+  if (!measured) return {.code = measured.error()};
+  units_[id] = measured->unit;
+  return {S_OK, measured->value};
 }
+
+std::string HartDriver::ChannelUnit(ChannelId id) const { return id < units_.size() ? units_[id].load() : ""; }
 
 // The unit keeps whatever it accepted; what it says it keeps must be what was sent.
 HRESULT HartDriver::WriteChannel(ChannelId id, float value) {

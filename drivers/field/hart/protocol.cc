@@ -1,34 +1,51 @@
 #include "drivers/field/hart/protocol.h"
 
-#include <cmath>
+#include <algorithm>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
+#include "drivers/field/hart/tables.h"
 
 namespace ulix::hart {
 namespace {
 
 constexpr int kDecimals = 2;
+constexpr std::string_view kOfNumbers = "0123456789.-";
 
-// Not as the end of another number, such as 3.00 in 23.00 or -3.00.
+// Not as a part of another number, such as 3.00 in 23.00, -3.00 or 3.004.
 bool Contains(std::string_view reply, std::string_view number) {
   for (auto at = reply.find(number); at != reply.npos; at = reply.find(number, at + 1)) {
-    if (at == 0 || std::string_view("0123456789.-").find(reply[at - 1]) == reply.npos) return true;
+    const std::string_view behind = reply.substr(at + number.size(), 1);
+    const bool begins = at == 0 || kOfNumbers.find(reply[at - 1]) == kOfNumbers.npos;
+    if (begins && (behind.empty() || kOfNumbers.find(behind) == kOfNumbers.npos)) return true;
   }
   return false;
+}
+
+const char* UnitOf(std::string_view told) {
+  if (told.empty()) return kCelsiusText;
+  const auto row = std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& r) {
+    return EqualIgnoringCase(r.word, told);
+  });
+  return row == kUnits.end() ? "" : row->text;
 }
 
 }  // namespace
 
 std::string SetPointText(float value) { return FormatFixed(value, kDecimals); }
 
-Expected<float> ParseValue(std::string_view reply) {
+Expected<Measurement> ParseMeasurement(std::string_view reply) {
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .joined_units = kUnitWords};
   const std::size_t colon = reply.find(':');
-  if (colon == reply.npos) return Failure(serialCommErrUnableToReadComm);
-  const auto number = ParseDecimalPrefix(reply.substr(colon + 1));
-  const float value = number ? static_cast<float>(number->value) : NAN;
-  if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
-  return value;
+  const bool readable = colon != reply.npos && IsPlainText(reply) && !MayCutNumber(reply, kLongestReply);
+  const auto number = readable ? ParseField(reply.substr(colon + 1), kForm) : std::nullopt;
+  if (!number) return Failure(serialCommErrUnableToReadComm);
+  return Measurement{static_cast<float>(number->value), UnitOf(number->unit)};
+}
+
+Expected<float> ParseValue(std::string_view reply) {
+  return ParseMeasurement(reply).map([](const Measurement& measured) { return measured.value; });
 }
 
 bool IsSetPoint(std::string_view reply) {
@@ -40,6 +57,7 @@ bool IsSetPoint(std::string_view reply) {
 
 // The unit ends its reply with a character of its own, which is no part of the number.
 bool Confirms(std::string_view reply, std::string_view sent) {
+  if (!IsPlainText(reply) || MayCutNumber(reply, kLongestReply)) return false;
   if (Contains(reply.substr(0, reply.empty() ? 0 : reply.size() - 1), sent)) return true;
   const auto value = ParseValue(reply);
   // As numbers, since a set point sent as -0.00 may come back as 0.00.

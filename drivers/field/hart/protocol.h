@@ -11,7 +11,16 @@ namespace ulix::hart {
 // "21.46", as a set point is sent.
 std::string SetPointText(float value);
 
-// The number behind the first colon, as in "t:23.50". A reply without one is serialCommErrUnableToReadComm.
+// Longest reply, without its carriage return. What is longer is cut there.
+inline constexpr std::size_t kLongestReply = 19;
+
+struct Measurement {
+  float value;
+  const char* unit;  // degrees Celsius where the reply names none; "" for one that is no temperature's
+};
+// The number behind the first colon and its unit, as in "t:23.50 C". serialCommErrUnableToReadComm for a reply without
+// them, with anything else behind the colon, or with a number that may be cut at the line's limit.
+Expected<Measurement> ParseMeasurement(std::string_view reply);
 Expected<float> ParseValue(std::string_view reply);
 
 // Whether a line ends with a reply to "s": what stands before its last colon begins with s or S, or, behind a reply

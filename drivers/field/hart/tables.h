@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <string_view>
 
 #include "drivers/common_texts.h"
 #include "drivers/model_card.h"
@@ -13,6 +14,14 @@ inline constexpr ChannelId kSetPointChannel = 1;
 // The unit takes set points of two decimals.
 inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, 2},
                                          ChannelRow{"SETPOINT", ChanIO, kCelsiusText, 2}};
+
+// Units behind a value, by what the unit calls them; of a reply without one it is degrees Celsius.
+struct UnitRow {
+  std::string_view word;
+  const char* text;
+};
+inline constexpr std::array kUnits = {UnitRow{"C", kCelsiusText}, UnitRow{"F", kFahrenheitText}, UnitRow{"K", "K"}};
+inline constexpr std::array kUnitWords = {kUnits[0].word, kUnits[1].word, kUnits[2].word};
 
 inline constexpr std::array kErrors = {
     ErrorRow{hartCtlErrNotHart,
@@ -37,6 +46,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = hartErrExceptionCode,
     .channels = kChannels,
+    .units_with_readings = true,
     .errors = kErrors,
 };
 

@@ -4,12 +4,17 @@
 #include <cmath>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
+#include "base/text.h"
 #include "links/usb_link.h"
 
 namespace ulix::adt760 {
 namespace {
 
 constexpr std::string_view kDigits = "0123456789";
+
+// From here on a value stands for none: infinity is told as 9.9E37, NaN as 9.91E37.
+constexpr float kOverload = 9.9e37F;
 
 bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
@@ -26,12 +31,11 @@ const ElectricalFunction* FindFunction(std::string_view answer) {
 
 Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
   if (channel == kVentChannel) return Contains(AsciiUpper(answer), "VENT") ? 1.0F : 0.0F;
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool whole = answer.size() < UsbLink::kReplySize || answer.ends_with('\n');
-  const auto number = ParseDecimalPrefix(answer);
-  if (!whole || !number || !std::isfinite(static_cast<float>(number->value))) {
-    return Failure(adt760CtlErrNoMeasAvailable);
-  }
-  return static_cast<float>(number->value);
+  const auto value = whole ? ParseFloatField(answer, kForm) : std::nullopt;
+  if (!value || std::abs(*value) >= kOverload) return Failure(adt760CtlErrNoMeasAvailable);
+  return *value;
 }
 
 Expected<std::string> WriteCommand(ChannelId channel, float value) {
@@ -41,6 +45,14 @@ Expected<std::string> WriteCommand(ChannelId channel, float value) {
   if (channel == kVentChannel) return value != 0.0F ? std::string("OUTP:MODE VENT\n") : std::string();
   const std::string word = channel == kSetPointChannel ? "SOUR:PRES " : "CURR:SOUR ";
   return word + FormatFixed(value, kResolution) + '\n';
+}
+
+bool IsErrorQueue(std::string_view answer) {
+  if (!IsPlainText(answer)) return false;
+  answer = Trimmed(answer);
+  if (answer.starts_with('+') || answer.starts_with('-')) answer.remove_prefix(1);
+  const std::size_t end = answer.find_first_not_of(kDigits);
+  return end != 0 && !answer.empty() && (end == answer.npos || answer[end] == ',');
 }
 
 // Only the leading whole number counts, as far as it has digits.

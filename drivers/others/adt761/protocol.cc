@@ -5,6 +5,8 @@
 #include <span>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
+#include "base/text.h"
 
 namespace ulix::adt761 {
 namespace {
@@ -13,15 +15,7 @@ constexpr std::string_view kAgreed = "F";
 constexpr std::string_view kRefused = "E";
 
 // The part before the first colon is field 0.
-std::vector<std::string_view> FieldsOf(std::string_view answer) {
-  std::vector<std::string_view> fields;
-  for (;;) {
-    const std::size_t colon = answer.find(':');
-    fields.push_back(answer.substr(0, colon));
-    if (colon == std::string_view::npos) return fields;
-    answer.remove_prefix(colon + 1);
-  }
-}
+std::vector<std::string_view> FieldsOf(std::string_view answer) { return SplitFields(answer, ':'); }
 
 std::string_view FieldAt(const std::vector<std::string_view>& fields, std::size_t index) {
   return index < fields.size() ? fields[index] : std::string_view();
@@ -38,19 +32,16 @@ bool NamesAnother(std::string_view word, std::string_view name) {
          std::any_of(kItems.begin(), kItems.end(), [&](const Item& item) { return asks(item.pressure_query); });
 }
 
-// The row whose word it is, else the one with the longest word in it: "KPA" has "PA" in it.
 template <typename Row>
-const Row* FindWord(std::span<const Row> rows, std::string_view text) {
-  const Row* best = nullptr;
-  std::size_t length = 0;
-  for (const Row& row : rows) {
-    const std::string_view word = row.word;
-    if (word == text) return &row;
-    if (text.find(word) == std::string_view::npos || word.size() <= length) continue;
-    best = &row;
-    length = word.size();
-  }
-  return best;
+const Row* FindWord(std::span<const Row> rows, std::string_view word) {
+  const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.word == word; });
+  return found == rows.end() ? nullptr : &*found;
+}
+
+// Whether an answer is one frame: nothing before it, and no other one behind it, whose fields would pass for its own.
+bool IsOneFrame(const std::vector<std::string_view>& fields) {
+  const auto starts_frame = [](std::string_view field) { return field == kAgreed || field == kRefused; };
+  return fields.size() >= 2 && fields[0].empty() && std::none_of(fields.begin() + 2, fields.end(), starts_frame);
 }
 
 }  // namespace
@@ -73,12 +64,20 @@ const Item& FindItem(std::string_view word) {
   return item ? *item : kOtherItem;
 }
 
-const Unit* FindUnit(std::string_view word) { return FindWord<Unit>(kUnits, word); }
+// A maker's word for a column of mercury or water has more in it than the unit ("MMHG", "INH2O4"). Inches come first,
+// since each of their words ends in the other.
+const Unit& FindUnit(std::string_view word) {
+  if (const Unit* unit = FindWord<Unit>(kUnits, word)) return *unit;
+  for (const char* column : {"INHG", "HG", "INH2O", "H2O"}) {
+    if (word.find(column) != std::string_view::npos) return *FindWord<Unit>(kUnits, column);
+  }
+  return kNoUnit;
+}
 
 Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::string_view query) {
   auto fields = FieldsOf(answer);
   const bool agreed = FieldAt(fields, 1) == kAgreed && !NamesAnother(FieldAt(fields, 2), NameIn(query));
-  if (!agreed) return Failure(adt761CtlErrNoMeasAvailable);
+  if (!agreed || !IsOneFrame(fields) || !IsPlainText(answer)) return Failure(adt761CtlErrNoMeasAvailable);
   return fields;
 }
 
@@ -104,11 +103,11 @@ Expected<Measurement> ParseReading(std::string_view answer, std::string_view que
   const bool misnamed = channel.form == AnswerForm::kNamed && FieldAt(*fields, 2) != NameIn(query);
   if (misnamed || (measured && fields->size() < 4)) return Failure(adt761CtlErrNoMeasAvailable);
   const std::size_t place = measured ? fields->size() - 2 : channel.form == AnswerForm::kNamed ? 3 : 2;
-  const auto number = ParseDecimal(Trimmed(FieldAt(*fields, place)));
-  const Unit* unit = measured ? FindUnit(fields->back()) : nullptr;
-  const bool foreign = unit && channel.quantity != unit->quantity;
-  if (!number || foreign || !std::isfinite(static_cast<float>(*number))) return Failure(adt761CtlErrNoMeasAvailable);
-  return Measurement{static_cast<float>(*number), unit};
+  const auto value = ParseFloatField(FieldAt(*fields, place));
+  if (!value) return Failure(adt761CtlErrNoMeasAvailable);
+  if (!measured) return Measurement{*value, nullptr};
+  const Unit& unit = FindUnit(Trimmed(fields->back()));
+  return Measurement{*value, unit.quantity == channel.quantity ? &unit : &kNoUnit};
 }
 
 const Write* FindWrite(ChannelId channel) {

@@ -18,12 +18,13 @@ Introduction ParseIntroduction(std::string_view answer);
 // Whether the instrument refuses to answer, or has no value to tell.
 bool SaysNothing(std::string_view answer);
 
-// Whole words first, then the longest that is part of the word; kOtherItem, or null, for none of them.
+// By their whole word. Units of a column of mercury or water are also found inside a longer one. kOtherItem or kNoUnit
+// for any other word.
 const Item& FindItem(std::string_view word);
-const Unit* FindUnit(std::string_view word);
+const Unit& FindUnit(std::string_view word);
 
-// The fields of an answer that agrees to `query`: adt761CtlErrNoMeasAvailable when the instrument refused, or when the
-// answer names another question.
+// The fields of an answer that agrees to `query`: adt761CtlErrNoMeasAvailable when the instrument refused, when the
+// answer names another question, and when it is not one whole frame.
 Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::string_view query);
 
 // The item that the answer to kMeasuredItemQuery tells, its last field. adt761CtlErrNoMeasAvailable when there is none.
@@ -34,10 +35,9 @@ bool Provides(const Item& item, ChannelId channel);
 
 struct Measurement {
   float value;
-  const Unit* unit;  // null when the answer tells none
+  const Unit* unit;  // kNoUnit for one that is not of the channel's quantity; null where answers tell none
 };
-// A channel's value in the answer to `query`. adt761CtlErrNoMeasAvailable when there is none, or one of another
-// quantity.
+// A channel's value in the answer to `query`; adt761CtlErrNoMeasAvailable when there is none.
 Expected<Measurement> ParseReading(std::string_view answer, std::string_view query, const Channel& channel);
 
 // How the channel is set; null for one that is not.

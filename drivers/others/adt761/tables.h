@@ -67,6 +67,9 @@ inline constexpr std::array kUnits = {
     Unit{"S", "s", Quantity::kSwitch},
 };
 
+// A unit without a row, or of another quantity than its channel: a switch test may be told in volts.
+inline constexpr Unit kNoUnit = {"", "", Quantity::kNone};
+
 // How a channel is read.
 enum class AnswerForm {
   kMeasured,  // the last two fields are the value and its unit

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
 #include "drivers/others/flukehydra/tables.h"
 
@@ -43,7 +44,12 @@ std::optional<std::uint32_t> WholeNumber(std::string_view text, std::uint32_t gr
   return static_cast<std::uint32_t>(*number);
 }
 
-std::vector<std::string_view> Fields(std::string_view result) { return SplitWords(result, ", \t\r"); }
+// An empty one keeps its place: "OHMS,,4" names no range.
+std::vector<std::string_view> Fields(std::string_view result) {
+  auto fields = SplitFields(result, ',');
+  for (std::string_view& field : fields) field = Trimmed(field);
+  return fields;
+}
 
 Expected<ChannelConfig> TemperatureConfig(std::string_view sensor) {
   if (EqualIgnoringCase(sensor, "PT")) return ChannelConfig{kResistanceThermometer, 0};
@@ -79,7 +85,10 @@ bool IsHydra(std::string_view identification) {
   return rest.substr(0, rest.find(',')).find("2635") != std::string_view::npos;
 }
 
-bool IsPrompt(std::string_view line) { return line.starts_with(kReady) || IsRefusal(line); }
+bool IsPrompt(std::string_view line) {
+  line = WithoutReturn(line);
+  return line == kReady || line == "=?" || line == "=!";
+}
 
 bool IsEndOfReady(std::string_view line) { return kReady.ends_with(WithoutReturn(line)); }
 
@@ -108,12 +117,12 @@ Expected<double> ScaleOf(const ChannelConfig& config) {
 }
 
 Expected<float> ParseLast(std::string_view result, double scale) {
-  const auto words = SplitWords(WithoutReturn(result), kBlanks);
-  const auto number = words.empty() ? std::nullopt : ParseDecimal(words.front());
-  if (!number) return Failure(serialCommErrUnableToReadComm);
-  if (std::abs(*number) == kOverload) return Failure(flukehydraCtlErrOutOfRange);
-  if (*number == kOpenThermocouple) return Failure(flukehydraCtlErrOtc);
-  const auto value = static_cast<float>(*number * scale);
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
+  const auto field = ParseField(result, kForm);
+  if (!field) return Failure(serialCommErrUnableToReadComm);
+  if (std::abs(field->value) == kOverload) return Failure(flukehydraCtlErrOutOfRange);
+  if (field->value == kOpenThermocouple) return Failure(flukehydraCtlErrOtc);
+  const auto value = static_cast<float>(field->value * scale);
   if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);
   return value;
 }
@@ -125,7 +134,6 @@ Expected<float> ParseLast(std::string_view result, double scale) {
 //  function by word or number, or OFF
 Expected<ChannelConfig> ParseFunction(std::string_view result) {
   const auto fields = Fields(result);
-  if (fields.empty()) return Failure(flukehydraCtlErrNack);
   const std::string_view detail = fields.size() > 1 ? fields[1] : std::string_view();
   if (EqualIgnoringCase(fields[0], "TEMP")) return TemperatureConfig(detail);
   const auto function = FunctionCode(fields[0]);

@@ -45,7 +45,7 @@ void PutChannel(std::vector<StoredValue>& values, ChannelId channel, const Chann
 // What a told value is multiplied by. A range that its function does not have is flukehydraCtlErrNack.
 Expected<double> ScaleOf(const ChannelConfig& config);
 
-// The value at the start of a "LAST?" result, scaled. Overload is flukehydraCtlErrOutOfRange, an open thermocouple
+// The value of a "LAST?" result, scaled; a unit may follow it behind a blank or a comma. Overload is flukehydraCtlErrOutOfRange, an open thermocouple
 // flukehydraCtlErrOtc; what is no number, or none that fits a float, is serialCommErrUnableToReadComm.
 Expected<float> ParseLast(std::string_view result, double scale);
 

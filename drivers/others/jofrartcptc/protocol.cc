@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
 
 namespace ulix::jofrartcptc {
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::string_view kErrorAnswer = "<Error Invalid command or argument(s)>";
 constexpr std::string_view kError = "<Error";
+constexpr std::string_view kNoMeasure = "NaN";
 
 constexpr double kZeroCelsius = 273.15;  // in kelvin
 
@@ -33,16 +35,42 @@ std::optional<double> Celsius(double value, std::string_view unit) {
   return (value - row->zero) / row->per_celsius;
 }
 
-// Field of an answer, without the bracket that ends the answer; empty when there is none.
 std::string_view FieldAt(const std::vector<std::string_view>& fields, std::size_t at) {
-  if (at >= fields.size()) return {};
-  std::string_view field = fields[at];
-  if (field.ends_with('>')) field.remove_suffix(1);
-  return field;
+  return at < fields.size() ? fields[at] : std::string_view();
+}
+
+std::optional<double> Number(std::string_view field) {
+  const auto number = ParseField(field);
+  return number ? std::optional(number->value) : std::nullopt;
+}
+
+// The fields of an RTC's answer to `query`, without its brackets; none when it is not one whole answer to that query.
+// Another one before it would shift the fields.
+std::vector<std::string_view> RtcFields(std::string_view answer, std::string_view query) {
+  const bool whole = answer.starts_with('<') && answer.rfind('<') == 0 && answer.find('>') + 1 == answer.size();
+  if (!whole || !IsPlainText(answer)) return {};
+  auto fields = SplitWords(answer.substr(1, answer.size() - 2), kRtc.separators);
+  query.remove_suffix(query.ends_with('?') ? 1 : 0);
+  const bool is_reply = FieldAt(fields, 0) == "GetResponse" && EqualIgnoringCase(FieldAt(fields, 1), query);
+  return is_reply ? fields : std::vector<std::string_view>();
+}
+
+bool IsTold(const std::vector<std::string_view>& fields, const ChannelPlace& place) {
+  const std::string_view value = FieldAt(fields, place.value);
+  return (value == kNoMeasure || Number(value)) && Celsius(0, FieldAt(fields, place.unit));
+}
+
+// The fields of a CTC's answer to "READINGS?"; none when it has not each value and unit in its place. An answer to
+// another query is shorter, and one before it would shift the fields.
+std::vector<std::string_view> CtcFields(std::string_view answer) {
+  if (!IsPlainText(answer)) return {};
+  auto fields = SplitWords(answer, kCtc.separators);
+  const bool whole = std::ranges::all_of(kCtcPlaces, [&](const auto& place) { return IsTold(fields, place); });
+  return whole ? fields : std::vector<std::string_view>();
 }
 
 std::optional<double> TemperatureAt(const std::vector<std::string_view>& fields, std::size_t value, std::size_t unit) {
-  const auto number = ParseDecimal(FieldAt(fields, value));
+  const auto number = Number(FieldAt(fields, value));
   if (!number || unit == kNoField) return number;
   return Celsius(*number, FieldAt(fields, unit));
 }
@@ -72,8 +100,8 @@ bool IsError(std::string_view answer) { return answer.starts_with(kError); }
 
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place) {
   if (IsError(answer)) return Failure(jofrartcptcCtlErrNack);
-  const auto fields = SplitWords(answer, dialect.separators);
-  if (FieldAt(fields, place.value) == "NaN") return Failure(jofrartcptcCtlErrNoMeasAvailable);
+  const auto fields = IsCtcDialect(dialect) ? CtcFields(answer) : RtcFields(answer, dialect.readings);
+  if (FieldAt(fields, place.value) == kNoMeasure) return Failure(jofrartcptcCtlErrNoMeasAvailable);
   const auto value = TemperatureAt(fields, place.value, place.unit);
   if (!value || !std::isfinite(static_cast<float>(*value))) return Failure(serialCommErrUnableToReadComm);
   return static_cast<float>(*value);
@@ -87,12 +115,13 @@ Expected<std::string> SetPointCommand(const Dialect& dialect, float value) {
 
 //  <GetResponse SETTemperature 50.00>        323.15, KEL
 bool ConfirmsSetPoint(const Dialect& dialect, std::string_view answer, float value) {
-  const auto fields = SplitWords(answer, dialect.separators);
   std::optional<double> told;
   if (IsCtcDialect(dialect)) {
-    told = TemperatureAt(fields, 0, 1);
-  } else if (fields.size() > 2 && fields[2].find('>') != std::string_view::npos) {
-    told = TemperatureAt(fields, 2, kNoField);
+    const auto fields = SplitWords(answer, dialect.separators);
+    if (fields.size() == 2) told = TemperatureAt(fields, 0, 1);
+  } else {
+    const auto fields = RtcFields(answer, dialect.set_point);
+    if (fields.size() == 3) told = TemperatureAt(fields, 2, kNoField);
   }
   return told && std::abs(*told - value) <= kHalfTenth;
 }

@@ -5,6 +5,8 @@
 #include <optional>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
+#include "base/text.h"
 #include "drivers/others/kambic/tables.h"
 
 namespace ulix::kambic {
@@ -27,13 +29,15 @@ std::string_view TextBehind(std::string_view answer, std::string_view key) {
   return {};
 }
 
-// The number that the rest of a line begins with. One that runs into other characters is damaged, and is none.
+// The number behind a key. It ends at a blank, at CR, at LF or with the answer, and does not go on behind that; in
+// anything else it is damaged.
 std::optional<double> NumberAt(std::string_view text) {
-  text = text.substr(0, text.find_first_of("\r\n"));
-  const auto number = ParseDecimalPrefix(text);
-  if (!number) return std::nullopt;
-  const bool ends = number->length == text.size() || Contains(" \t,;", text.substr(number->length, 1));
-  return ends ? std::optional(number->value) : std::nullopt;
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
+  const std::string_view behind = Trimmed(text.substr(end)).substr(0, 1);
+  const bool goes_on = !behind.empty() && Contains("0123456789.,", behind);
+  const auto number = goes_on ? std::nullopt : ParseField(text.substr(0, end));
+  return number ? std::optional(number->value) : std::nullopt;
 }
 
 }  // namespace
@@ -45,9 +49,8 @@ bool IsKambic(std::string_view identification) {
 
 Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
   if (Contains(answer, kCommandError)) return Failure(kambicCtlErrBadCmde);
-  const auto number = NumberAt(TextBehind(answer, kKeys[channel]));
-  if (!number || !std::isfinite(static_cast<float>(*number))) return Failure(kambicCtlErrBadResp);
-  return static_cast<float>(*number);
+  const auto number = IsPlainText(answer) ? NumberAt(TextBehind(answer, kKeys[channel])) : std::nullopt;
+  return number ? Expected<float>(static_cast<float>(*number)) : Failure(kambicCtlErrBadResp);
 }
 
 Expected<std::string> SetPointCommand(float degrees) {
@@ -55,12 +58,14 @@ Expected<std::string> SetPointCommand(float degrees) {
   return std::string(kSetPointWord) + FormatFixed(degrees, kResolution);
 }
 
-// Against the number as it was sent: the float itself may lie beside it.
+// Against the number as it was sent: the float itself may lie beside it. An answer that tells the bath's temperature is
+// one to "TXD".
 HRESULT CheckSetPointAnswer(std::string_view answer, std::string_view command) {
   if (Contains(answer, kCommandError)) return kambicCtlErrBadCmde;
   if (Contains(answer, kOutOfRange)) return kambicCtlErrOutOfRange;
   const std::size_t equals = answer.find('=');
-  if (equals == std::string_view::npos) return kambicCtlErrBadResp;
+  const bool of_reading = !TextBehind(answer, kKeys[kTemperatureChannel]).empty();
+  if (equals == std::string_view::npos || of_reading || !IsPlainText(answer)) return kambicCtlErrBadResp;
   const auto said = NumberAt(answer.substr(equals + 1));
   return said && said == ParseDecimal(command.substr(kSetPointWord.size())) ? S_OK : kambicCtlErrBadResp;
 }

@@ -17,6 +17,11 @@ constexpr std::string_view kIdentify = "*IDN?";
 constexpr int kMicrokAttempts = 4;
 constexpr std::uint64_t kMillikMsPerAttempt = 1000;
 
+// Failures of one channel's configuration; its readings fail with them, and those of no other channel.
+bool IsOneChannels(HRESULT result) {
+  return result == microkCtlErrUserProbeNotFound || result == microkCtlErrBadInternalChanConfig;
+}
+
 }  // namespace
 
 MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
@@ -24,7 +29,7 @@ MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine,
 Landmark MicrokDriver::landmark() const { return {.query = kIdentify}; }
 
 bool MicrokDriver::IsLandmark(std::string_view reply) const {
-  return Succeeded(CheckIdentity(ModelIn(*settings().Current()), reply));
+  return IsIdentification(ModelIn(*settings().Current()), reply, identification_);
 }
 
 HRESULT MicrokDriver::Greet() {
@@ -37,7 +42,8 @@ HRESULT MicrokDriver::Greet() {
   version_ = VersionIn(model, *reply);
   if (model == kMicrok) return S_OK;
   const HRESULT remote = TakesRemote(*reply) ? Send("REM") : S_OK;
-  return Failed(remote) ? remote : PrepareQueries(record);
+  const HRESULT prepared = Failed(remote) ? remote : PrepareQueries(record);
+  return IsOneChannels(prepared) ? S_OK : prepared;
 }
 
 Expected<std::string> MicrokDriver::Identify() {
@@ -56,7 +62,8 @@ HRESULT MicrokDriver::SendCfg() {
   return ModelIn(*record) == kMillik ? PrepareQueries(record) : S_OK;
 }
 
-// Builds the queries of all channels; the first failure is returned, each channel keeps its own. Asks for the probes
+// Builds the queries of all channels; the first failure is returned, but that of the names before any, and each channel
+// keeps its own. Asks for the probes
 // when a channel needs one; when they cannot be read, the next reading tries again.
 HRESULT MicrokDriver::PrepareQueries(const Record& record) {
   std::optional<Expected<std::vector<std::string>>> names;
@@ -77,7 +84,7 @@ HRESULT MicrokDriver::PrepareQueries(const Record& record) {
   }
   const bool names_failed = names && !*names;
   prepared_for_ = names_failed ? nullptr : record;
-  return first;
+  return names_failed ? names->error() : first;
 }
 
 Expected<std::vector<std::string>> MicrokDriver::ReadProbeNames() {

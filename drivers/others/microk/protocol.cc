@@ -6,6 +6,7 @@
 #include <initializer_list>
 
 #include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
 
 namespace ulix::microk {
@@ -69,14 +70,12 @@ Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t pr
   return WithOptions(std::string(kCurrentProbeQuery), {std::to_string(probe), Word(kUnitWords, config.unit)});
 }
 
+// A reply that fills its room was cut, perhaps inside the number.
 Expected<float> ParseNumber(std::string_view reply) {
-  const auto number = ParseDecimalPrefix(reply);
-  // A reply that fills its room was cut, perhaps inside the number.
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool was_cut = reply.size() + 1 >= kReplySize;
-  if (!number || was_cut || !std::isfinite(static_cast<float>(number->value))) {
-    return Failure(serialCommErrUnableToReadComm);
-  }
-  return static_cast<float>(number->value);
+  const auto value = was_cut ? std::nullopt : ParseFloatField(reply, kForm);
+  return value ? Expected<float>(*value) : Failure(serialCommErrUnableToReadComm);
 }
 
 }  // namespace
@@ -116,6 +115,10 @@ std::optional<double> VersionIn(Model model, std::string_view reply) {
   const std::size_t at = mark + (model == kMillik ? 1 : std::string_view("VERSION ").size());
   const auto number = ParseDecimalPrefix(std::string_view(upper).substr(std::min(at, upper.size())));
   return number ? std::optional(number->value) : std::nullopt;
+}
+
+bool IsIdentification(Model model, std::string_view reply, std::string_view known) {
+  return known.empty() ? Succeeded(CheckIdentity(model, reply)) : reply.ends_with(known);
 }
 
 bool TakesRemote(std::string_view reply) { return Contains(reply, ","); }
@@ -158,13 +161,14 @@ Expected<float> ParseMillikReply(std::string_view reply) {
 
 Expected<std::uint32_t> ParseProbeCount(std::string_view reply) {
   return ParseMillikReply(reply).and_then([](float count) -> Expected<std::uint32_t> {
-    if (count < 0 || count > kMaxProbes) return Failure(serialCommErrUnableToReadComm);
+    if (count < 0 || count > kMaxProbes || std::trunc(count) != count) return Failure(serialCommErrUnableToReadComm);
     return static_cast<std::uint32_t>(count);
   });
 }
 
 Expected<std::string> ParseProbeName(std::string_view reply) {
   if (IsRejection(reply)) return Failure(microkCtlErrScpiCmdeError);
+  if (!IsPlainText(reply) || reply.size() + 1 >= kReplySize) return Failure(serialCommErrUnableToReadComm);
   reply = Trimmed(reply);
   const bool quoted = reply.size() >= 2 && reply.front() == '"' && reply.back() == '"';
   return std::string(quoted ? reply.substr(1, reply.size() - 2) : reply);

@@ -34,6 +34,9 @@ ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id);
 
 // microkCtlErrNotMicrok or microkCtlErrNotMillik when the reply to "*IDN?" comes from another instrument.
 HRESULT CheckIdentity(Model model, std::string_view reply);
+// Whether a line ends with the reply to "*IDN?". `known` is the one of this connection: the model's word alone does not
+// tell it, since a probe's name may hold that too. Empty before the first one, when the word has to do.
+bool IsIdentification(Model model, std::string_view reply, std::string_view known);
 // The software version that the reply names; none when it names none.
 std::optional<double> VersionIn(Model model, std::string_view reply);
 // Whether the milliK is put in remote mode: its reply goes on behind a comma.
@@ -45,15 +48,16 @@ std::string ReadQuery(ChannelId id);
 // microkCtlErrUserProbeNotFound. A code outside its table is microkCtlErrBadInternalChanConfig.
 Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, std::uint32_t probe);
 
-// The value of a reply. One that begins with no number, is too large for a float, or filled its room is
-// serialCommErrUnableToReadComm.
+// The value of a reply: a number alone, or with a unit behind a blank or a comma. serialCommErrUnableToReadComm for anything else,
+// for a number that a float cannot hold, and for a reply that filled its room.
 inline constexpr int kReplySize = 80;  // the terminator's place included
 Expected<float> ParseMicrokReply(std::string_view reply);
 // Also microkCtlErrScpiCmdeError for a command that the instrument rejected.
 Expected<float> ParseMillikReply(std::string_view reply);
 // The number of probes in the database; the errors of ParseMillikReply.
 Expected<std::uint32_t> ParseProbeCount(std::string_view reply);
-// A name of the database, without quotes around it; microkCtlErrScpiCmdeError for a command that was rejected.
+// A name of the database, without quotes around it; microkCtlErrScpiCmdeError for a command that was rejected,
+// serialCommErrUnableToReadComm for a name with control characters or one that was cut.
 Expected<std::string> ParseProbeName(std::string_view reply);
 
 // Of what a channel measures; "" and 6 for a code that is none.
