@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -28,8 +29,13 @@ struct FaultCase {
 // Time passes by being waited for, unless it is stepped. Every byte that goes to the instrument is kept.
 class LineBench : public testing::Test {
  protected:
-  explicit LineBench(const char* model, ManualClock::Mode mode = ManualClock::Mode::kAutomatic)
-      : clock(mode), bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)) {
+  using Wrap = std::function<std::unique_ptr<Simulator>(std::unique_ptr<Simulator>)>;
+
+  // `wrap` puts something between the model's simulator and the line.
+  explicit LineBench(
+      const char* model, ManualClock::Mode mode = ManualClock::Mode::kAutomatic,
+      const Wrap& wrap = [](auto simulator) { return simulator; })
+      : clock(mode), bench(std::make_shared<SimulatedBench>(wrap(FindSimulator(model)(clock)), clock)) {
     DriverServices services;
     services.clock = &clock;
     services.open_serial_port = OpenerOf(bench);
