@@ -11,7 +11,7 @@ namespace {
 void CheckAdt760(std::string_view answer) {
   for (ChannelId id = 0; id < adt760::kChannels.size(); ++id) {
     const auto value = adt760::ParseReading(answer, id);
-    if (value) Require(std::isfinite(*value), "a reading is finite");
+    if (value) Require(std::abs(*value) < 9.9e37F, "a reading is finite, and no overload");
     if (!value) Require(value.error() == adt760CtlErrNoMeasAvailable, "there is a measure or none");
   }
   const adt760::ElectricalFunction* function = adt760::FindFunction(answer);
@@ -31,8 +31,9 @@ void CheckAdt761(std::string_view answer) {
     }
     Require(std::isfinite(measured->value), "a reading is finite");
     Require(answer.find(":F") != std::string_view::npos, "what is refused has no value");
-    const bool right = !measured->unit || measured->unit->quantity == channel.quantity;
-    Require(right, "a value is of its channel's quantity");
+    Require(answer.find('\0') == std::string_view::npos, "a damaged answer has no value");
+    const bool right = !measured->unit || measured->unit == &adt761::kNoUnit || measured->unit->quantity == channel.quantity;
+    Require(right, "a unit is of its channel's quantity");
   }
 }
 

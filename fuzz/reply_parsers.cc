@@ -3,6 +3,7 @@
 #include <cmath>
 #include <string>
 
+#include "base/reply_field.h"
 #include "drivers/field/hart/protocol.h"
 #include "drivers/others/flukehydra/protocol.h"
 #include "drivers/others/isotech/protocol.h"
@@ -15,6 +16,16 @@ namespace ulix {
 namespace {
 
 constexpr HRESULT kBlock = 0x200;
+
+// A strict field allows nothing but plain text, and less than a loose one.
+void CheckField(std::string_view answer) {
+  const auto bare = ParseField(answer);
+  const auto unit = ParseField(answer, {.behind = FieldForm::Behind::kUnit, .separators = " ,"});
+  const auto text = ParseField(answer, {.behind = FieldForm::Behind::kText});
+  Require(!bare || (unit && text && unit->value == bare->value && bare->unit.empty()), "a bare number is one in any form");
+  Require(!(bare || unit || text) || IsPlainText(answer), "a field with control characters has no number");
+  Require(!unit || std::isfinite(static_cast<float>(unit->value)), "a field's number fits a float");
+}
 
 void CheckCode(HRESULT code, HRESULT block) {
   const bool own = code >= block && code < block + kBlock;
@@ -52,6 +63,8 @@ void CheckMicrok(std::string_view answer) {
     Require(!version || std::isfinite(*version), "a version is finite");
   }
   microk::TakesRemote(answer);
+  Require(!microk::IsIdentification(microk::kMillik, answer, "milliK,1.20") || answer.ends_with("milliK,1.20"),
+          "an identification is the one of the connection");
   Check(microk::ParseMicrokReply(answer), microkErrExceptionCode);
   Check(microk::ParseMillikReply(answer), microkErrExceptionCode);
   Check(microk::ParseProbeCount(answer), microkErrExceptionCode);
@@ -101,6 +114,7 @@ void CheckHydra(std::string_view answer) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view answer = ulix::TextOfInput(data, size);
+  ulix::CheckField(answer);
   ulix::CheckKambic(answer);
   ulix::CheckHart(answer);
   ulix::CheckMicrok(answer);
