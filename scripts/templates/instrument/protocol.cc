@@ -1,8 +1,6 @@
 #include "drivers/new_family/new_word/protocol.h"
 
-#include <cmath>
-
-#include "base/numbers.h"
+#include "base/reply_field.h"
 #include "base/text.h"
 #include "drivers/new_family/new_word/tables.h"
 
@@ -11,9 +9,9 @@ namespace ulix::new_word {
 bool IsNewClass(std::string_view identification) { return identification.find("NEW_WORD") != std::string_view::npos; }
 
 Expected<float> ParseMeasure(std::string_view reply) {
-  const auto number = ParseDecimalPrefix(reply);
-  if (!number || !std::isfinite(static_cast<float>(number->value))) return Failure(serialCommErrUnableToReadComm);
-  return static_cast<float>(number->value);
+  // What the protocol allows behind the number; anything else there makes the reply unreadable.
+  const auto value = ParseFloatField(reply, {.behind = FieldForm::Behind::kUnit});
+  return value ? Expected<float>(*value) : Failure(serialCommErrUnableToReadComm);
 }
 
 Expected<std::string> RateCommand(std::uint32_t rate) {

@@ -12,7 +12,7 @@ namespace ulix::new_word {
 // Whether an identification line comes from this model.
 bool IsNewClass(std::string_view identification);
 
-// The number at the start of a "MEAS?" reply; serialCommErrUnableToReadComm when there is none that a float holds.
+// The number of a "MEAS?" reply, alone or with a unit behind a blank; serialCommErrUnableToReadComm for anything else.
 Expected<float> ParseMeasure(std::string_view reply);
 
 // "RATE FAST"; E_INVALIDARG for a code that the table does not have.

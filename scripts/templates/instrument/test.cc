@@ -7,10 +7,10 @@
 namespace ulix::new_word {
 namespace {
 
-TEST(NewClassProtocol, ReadsTheNumberAtTheStartOfAMeasure) {
+TEST(NewClassProtocol, ReadsTheNumberOfAMeasure) {
   EXPECT_EQ(ParseMeasure("12.345 V").value(), 12.345F);
   EXPECT_EQ(ParseMeasure(" +1.5E-03").value(), 0.0015F);
-  for (const char* none : {"", "OVER", "nan", "1e39"}) {
+  for (const char* none : {"", "OVER", "nan", "1e39", "12,345", "12.34512.345", "12\a.3"}) {
     EXPECT_EQ(CodeOf(ParseMeasure(none)), serialCommErrUnableToReadComm) << none;
   }
 }
