@@ -12,7 +12,6 @@
 
 #include "bench/measure.h"
 #include "links/serial_link.h"
-#include "platform/port_list.h"
 #include "platform/posix/file_descriptor.h"
 
 namespace ulix::bench {
@@ -50,7 +49,7 @@ class BenchLine {
     path_ = ptsname(master_.get());
     bare_ = platform::FileDescriptor(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     // Sets the terminal as every port of ours is set, the bare loop's as well.
-    link.SetParams({.port = platform::PortOfDevice(path_), .baudRate = 115200});
+    link.SetParams({.baudRate = 115200, .location = path_});
     if (!bare_.valid() || Failed(link.Open())) std::exit(2);
     instrument_.emplace([this] { AnswerLines(master_.get()); });
   }

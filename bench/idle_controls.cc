@@ -113,7 +113,7 @@ double BarePercent(int seconds, std::chrono::nanoseconds start_time) {
 std::unique_ptr<Instrument> StartOne(std::atomic<long>& reports) {
   auto bench = std::make_shared<SimulatedBench>(FindSimulator("kelvo10")(SystemClock()), SystemClock());
   auto instrument =
-      std::make_unique<Instrument>(FindModel("kelvo10")->create({.open_serial_port = OpenerOf(std::move(bench))}));
+      std::make_unique<Instrument>(FindModel("kelvo10")->create({.resolve_port = ResolverOf(std::move(bench))}));
   instrument->events().Advise(std::make_shared<CountingSink>(reports));
   std::uint32_t group = 0;
   const bool started = Succeeded(instrument->Connect()) && Succeeded(instrument->CreateGroup(&group)) &&

@@ -17,7 +17,7 @@ namespace {
 using std::chrono::steady_clock;
 
 std::unique_ptr<Driver> Connected(const std::shared_ptr<SimulatedBench>& bench) {
-  auto driver = FindModel("kelvo10")->create({.open_serial_port = OpenerOf(bench)});
+  auto driver = FindModel("kelvo10")->create({.resolve_port = ResolverOf(bench)});
   if (Failed(driver->Connect())) std::exit(2);
   return driver;
 }

@@ -22,7 +22,7 @@ constexpr Bench kBenches[] = {{"microk"}, {"microk", "model", "1"}, {"flukehydra
 
 std::unique_ptr<Driver> Connected(const Bench& wanted) {
   const auto bench = std::make_shared<SimulatedBench>(FindSimulator(wanted.model)(SystemClock()), SystemClock());
-  auto driver = FindModel(wanted.model)->create({.open_serial_port = OpenerOf(bench)});
+  auto driver = FindModel(wanted.model)->create({.resolve_port = ResolverOf(bench)});
   if (wanted.key) {
     driver->settings().SetText(*driver->settings().Find(wanted.key), wanted.value);
     bench->WithSimulator([&](Simulator& s) { return s.Set(wanted.key, wanted.value); });

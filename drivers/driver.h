@@ -27,7 +27,7 @@ namespace ulix {
 // What a driver takes from whoever creates it.
 struct DriverServices {
   Clock* clock = &SystemClock();
-  platform::SerialPortOpener open_serial_port = platform::OpenSerialPort;
+  platform::PortResolver resolve_port = platform::ResolvePort;
   platform::SocketMaker make_socket = platform::MakeStreamSocket;
   UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
   LinkTrace trace;

@@ -36,7 +36,7 @@ std::unique_ptr<ModbusClient> ModbusDriver::MakeClient() const {
   const Params params = this->params();
   auto transport = params.on_network
                        ? MakeModbusTcp({params.network, services_.make_socket, services_.clock, services_.trace})
-                       : MakeModbusRtu({params.line, services_.open_serial_port, services_.clock, services_.trace});
+                       : MakeModbusRtu({params.line, services_.resolve_port, services_.clock, services_.trace});
   auto client =
       std::make_unique<ModbusMaster>(std::move(transport), profile_.exceptions, [this] { return interruptions_ > 0; });
   client->SetTimeout(services_.timeout_ms == 0 ? profile_.timeout : Milliseconds(services_.timeout_ms));

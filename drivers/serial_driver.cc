@@ -29,7 +29,7 @@ SerialDriver::SerialDriver(const ModelCard& card, LineProfile profile, DriverSer
     : Driver(card),
       profile_(profile),
       services_(std::move(services)),
-      link_({.open = services_.open_serial_port, .trace = services_.trace}) {}
+      link_({.resolve_port = services_.resolve_port, .trace = services_.trace}) {}
 
 SerialDriver::~SerialDriver() { link_.Close(); }
 
@@ -116,7 +116,7 @@ HRESULT SerialDriver::Presence() {
 HRESULT SerialDriver::HaveLinkBack() {
   NoteLoss();
   if (!lost_ || formal_ || link_.IsOpen()) return S_OK;
-  HRESULT result = link_.Open();
+  HRESULT result = link_.Reopen();
   if (Succeeded(result)) result = ApplyTimeouts();
   if (Failed(result)) {
     link_.Close();

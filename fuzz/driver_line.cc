@@ -63,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ulix::ManualClock clock(ulix::ManualClock::Mode::kAutomatic);
   ulix::DriverServices services;
   services.clock = &clock;
-  services.open_serial_port = ulix::OpenerOf(line);
+  services.resolve_port = ulix::ResolverOf(line);
   const auto driver = ulix::kelvo10::Create(services);
   ulix::Exchange(*driver, line, (data[0] & ulix::kTakesNothing) != 0);
   return 0;

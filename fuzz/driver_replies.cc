@@ -91,10 +91,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ulix::ManualClock clock(ulix::ManualClock::Mode::kAutomatic);
   ulix::DriverServices services;
   services.clock = &clock;
-  services.open_serial_port = ulix::OpenerOf(line);
+  services.resolve_port = ulix::ResolverOf(line);
   if (model.card->link != ulix::LinkKind::kSerial) {
     const auto bench = std::make_shared<ulix::SimulatedBench>(std::make_unique<ulix::Mouth>(words), clock);
-    services.open_serial_port = ulix::OpenerOf(bench);
+    services.resolve_port = ulix::ResolverOf(bench);
     services.load_usb_library = ulix::UsbLoaderOf(bench, clock);
   }
   const auto driver = model.create(services);

@@ -57,7 +57,7 @@ void CheckSending(const std::string& path) {
   };
   DriverServices services;
   services.clock = &clock;
-  services.open_serial_port = OpenerOf(bench);
+  services.resolve_port = ResolverOf(bench);
   Instrument device(FindModel("memolog")->create(services), {.clock = &clock});
   std::uint32_t records = 0;
   const HRESULT checked = device.CheckProgram(path, &records);

@@ -32,7 +32,7 @@ class ModbusRtu final : public ModbusTransport {
     if (port_) return S_OK;
     const Hold hold = TakeMutex();
     if (!hold) return E_FAIL;
-    auto port = line_.open(line_.params.port).port;
+    auto port = OpenBound();
     if (!port || !port->SetQueueSizes(kQueue, kQueue) || !port->Configure(LineSettingsOf(line_.params))) {
       return serialCommErrUnableToOpenComm;
     }
@@ -44,6 +44,7 @@ class ModbusRtu final : public ModbusTransport {
   }
   void Close() override {
     port_.reset();
+    bound_.reset();
     lost_ = false;
   }
   bool IsOpen() const override { return port_ != nullptr; }
@@ -68,6 +69,12 @@ class ModbusRtu final : public ModbusTransport {
   }
 
  private:
+  // The same device each time until Close.
+  std::unique_ptr<platform::SerialPort> OpenBound() {
+    if (!bound_) bound_ = line_.resolve_port(PortAddressOf(line_.params)).port;
+    return bound_ ? bound_->Open().port : nullptr;
+  }
+
   using Hold = std::unique_ptr<platform::NamedMutex, void (*)(platform::NamedMutex*)>;
   Hold TakeMutex() {
     const auto give_back = [](platform::NamedMutex* mutex) { mutex->Unlock(); };
@@ -177,6 +184,7 @@ class ModbusRtu final : public ModbusTransport {
   ModbusLine line_;
   platform::NamedMutex mutex_;
   HeldTrace trace_;
+  std::shared_ptr<platform::BoundPort> bound_;
   std::unique_ptr<platform::SerialPort> port_;
   bool lost_ = false;            // the port's device, since it was opened
   MonotonicTime quiet_since_{};  // the end of the last exchange, or of what came after it

@@ -49,7 +49,7 @@ std::unique_ptr<ModbusTransport> MakeModbusTcp(ModbusNetwork network);
 // serial traffic.
 struct ModbusLine {
   SerialParams params;
-  platform::SerialPortOpener open = platform::OpenSerialPort;
+  platform::PortResolver resolve_port = platform::ResolvePort;
   Clock* clock = &SystemClock();
   LinkTrace trace;
 };

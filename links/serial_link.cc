@@ -82,28 +82,57 @@ void SerialLink::SetParams(const SerialParams& params) {
   params_ = params;
 }
 
-HRESULT SerialLink::Open() {
+HRESULT SerialLink::Open() { return Open(Device::kAnew); }
+HRESULT SerialLink::Reopen() { return Open(Device::kBound); }
+
+HRESULT SerialLink::Open(Device device) {
   if (open_) return S_OK;
   const Hold hold(*this);
   if (!hold) return E_FAIL;
   if (port_) return S_OK;
-  SetPort(OpenConfigured());
+  SetPort(OpenConfigured(device));
   lost_ = false;
   open_ = port_ != nullptr;
   return open_ ? S_OK : serialCommErrUnableToOpenComm;
 }
 
 // The port, ready for use; null when any step of getting it there failed.
-std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured() {
-  // Some systems take a rate of zero or of their own choice; none is asked.
+std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured(Device device) {
   const SerialParams wanted = params();
-  if (!IsSupportedRate(wanted.baudRate)) return nullptr;
-  auto port = options_.open(wanted.port).port;
-  if (!port || !port->SetQueueSizes(kReceiveQueue, kTransmitQueue)) return nullptr;
-  port->Purge(true, true);
-  if (!port->SetTimeouts(kDefaultTimeouts) || !port->Configure(LineSettingsOf(wanted))) return nullptr;
+  platform::OpenResult opened = OpenDevice(device, wanted);
+  const bool configured = opened.port && Prepare(*opened.port, wanted);
+  if (opened.port && !configured) opened.failure.cause = platform::OpenFailureCause::kSettings;
+  const std::lock_guard lock(params_mutex_);
+  open_failure_ = opened.failure;
+  return configured ? std::move(opened.port) : nullptr;
+}
+
+bool SerialLink::Prepare(platform::SerialPort& port, const SerialParams& wanted) {
+  if (!port.SetQueueSizes(kReceiveQueue, kTransmitQueue)) return false;
+  port.Purge(true, true);
+  if (!port.SetTimeouts(kDefaultTimeouts) || !port.Configure(LineSettingsOf(wanted))) return false;
   Remember(kDefaultTimeouts);
-  return port;
+  return true;
+}
+
+platform::OpenResult SerialLink::OpenDevice(Device device, const SerialParams& wanted) {
+  // Some systems take a rate of zero or of their own choice; none is asked.
+  if (!IsSupportedRate(wanted.baudRate)) return {nullptr, {.cause = platform::OpenFailureCause::kSettings}};
+  const platform::PortResolution found = Bind(device, wanted);
+  return found.port ? found.port->Open() : platform::OpenResult{nullptr, found.failure};
+}
+
+platform::PortResolution SerialLink::Bind(Device device, const SerialParams& wanted) {
+  const std::lock_guard lock(params_mutex_);
+  if (bound_ && device == Device::kBound) return {bound_, {}};
+  platform::PortResolution found = options_.resolve_port(PortAddressOf(wanted));
+  bound_ = found.port;
+  return found;
+}
+
+platform::OpenFailure SerialLink::open_failure() const {
+  const std::lock_guard lock(params_mutex_);
+  return open_failure_;
 }
 
 HRESULT SerialLink::Close() {

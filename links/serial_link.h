@@ -14,7 +14,7 @@
 #include "links/link_trace.h"
 #include "links/serial_params.h"
 #include "platform/named_mutex.h"
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 
 namespace ulix {
 
@@ -33,7 +33,7 @@ inline constexpr const char* kPortMutexName = "SerialComMutex1";
 class SerialLink {
  public:
   struct Options {
-    platform::SerialPortOpener open = platform::OpenSerialPort;
+    platform::PortResolver resolve_port = platform::ResolvePort;
     std::chrono::milliseconds lock_wait{60000};
     LinkTrace trace;
   };
@@ -49,10 +49,15 @@ class SerialLink {
   // Whether received text is converted from the OEM code page. Text is always converted when sent.
   bool oemConversion = true;
 
-  // serialCommErrUnableToOpenComm when the port is not there, is in use, or refuses the settings; S_OK when already
-  // open, whatever the fields say now.
+  // Finds the device of the params' port and opens it. serialCommErrUnableToOpenComm when the port is not there, is in
+  // use, or refuses the settings; S_OK when already open, whatever the fields say now.
   HRESULT Open();
+  // As Open, but the device that the last Open found and no other, whatever has its number or its path by now. For who
+  // reconnects.
+  HRESULT Reopen();
   HRESULT Close();
+  // Why the last Open or Reopen failed.
+  platform::OpenFailure open_failure() const;
   bool IsOpen() const { return open_; }
   // Whether the device went since it was opened. The link stays open: whoever owns it closes it and opens it again.
   bool IsLost() const { return lost_; }
@@ -96,7 +101,12 @@ class SerialLink {
   HRESULT WithPort(Body&& body);
   void SetPort(std::unique_ptr<platform::SerialPort> port);
   void AddInterruptions(int count);
-  std::unique_ptr<platform::SerialPort> OpenConfigured();
+  enum class Device { kAnew, kBound };
+  HRESULT Open(Device device);
+  std::unique_ptr<platform::SerialPort> OpenConfigured(Device device);
+  platform::OpenResult OpenDevice(Device device, const SerialParams& wanted);
+  platform::PortResolution Bind(Device device, const SerialParams& wanted);
+  bool Prepare(platform::SerialPort& port, const SerialParams& wanted);
   HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
   HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
   HRESULT WriteTextLocked(std::string_view text, std::uint32_t timeout_ms);
@@ -111,7 +121,10 @@ class SerialLink {
   platform::NamedMutex port_mutex_;
   HeldTrace trace_;  // guarded by port_mutex_
   mutable std::mutex params_mutex_;
-  SerialParams params_;  // guarded by params_mutex_
+  // All guarded by params_mutex_.
+  SerialParams params_;
+  std::shared_ptr<platform::BoundPort> bound_;  // the device that was found; none before the first Open
+  platform::OpenFailure open_failure_;
   // Both guarded by port_life_mutex_; the port is changed with port_mutex_ held as well, so that either will do to use
   // it.
   std::unique_ptr<platform::SerialPort> port_;

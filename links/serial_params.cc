@@ -78,6 +78,8 @@ std::string CommInfoText(const SerialParams& params, Language language) {
   return text + ")";
 }
 
+platform::PortAddress PortAddressOf(const SerialParams& params) { return {params.port, params.location}; }
+
 platform::LineSettings LineSettingsOf(const SerialParams& params) {
   platform::LineSettings line;
   line.baud_rate = params.baudRate;
@@ -102,6 +104,7 @@ void SaveParams(VariantWriter& writer, const SerialParams& params) {
 
 HRESULT LoadParams(VariantReader& reader, SerialParams& params) {
   if (const HRESULT result = Take(params.port, reader.I2()); Failed(result)) return result;
+  params.location.clear();
   if (const HRESULT result = Take(params.baudRate, reader.Ui4()); Failed(result)) return result;
   for (std::int32_t* code : {&params.dataBitsCode, &params.stopBitsCode, &params.parityCode, &params.handshakeCode}) {
     if (const HRESULT result = Take(*code, reader.Ui1()); Failed(result)) return result;

@@ -8,7 +8,7 @@
 #include "base/result.h"
 #include "base/text.h"
 #include "base/variant_stream.h"
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 
 namespace ulix {
 
@@ -20,6 +20,9 @@ struct SerialParams {
   std::int32_t stopBitsCode = 0;   // 1: two stop bits, any other: one
   std::int32_t parityCode = 2;     // 0: even, 1: odd, any other: none
   std::int32_t handshakeCode = 1;  // 0: DTR/DSR, 2: XON/XOFF, any other: none
+  // A device path or a URL that is opened in place of the port's number; empty: the number's device. Not part of the
+  // persisted form: loading empties it.
+  std::string location;
 
   bool operator==(const SerialParams&) const = default;
 };
@@ -44,6 +47,8 @@ std::string FlowText(std::int32_t code, Language language);
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". The word CMX310 stands there whatever
 // the instrument is; hosts show the text as it is.
 std::string CommInfoText(const SerialParams& params, Language language);
+
+platform::PortAddress PortAddressOf(const SerialParams& params);
 
 // What a port is told of them.
 platform::LineSettings LineSettingsOf(const SerialParams& params);

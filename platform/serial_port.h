@@ -1,9 +1,9 @@
 // A serial port: the few calls that the serial link needs of the operating system.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <memory>
 #include <span>
 #include <string_view>
 
@@ -18,7 +18,22 @@ struct LineSettings {
   int stop_bits = 1;
   Parity parity = Parity::kNone;
   FlowControl flow_control = FlowControl::kNone;
+
+  bool operator==(const LineSettings&) const = default;
 };
+
+// Of one character on the line: start, data, parity and stop bits.
+constexpr int BitsPerCharacter(const LineSettings& line) {
+  return 1 + line.data_bits + (line.parity == Parity::kNone ? 0 : 1) + line.stop_bits;
+}
+
+// How long so many bytes take on the line, rounded up. A system's write returns before they have left: read timeouts
+// and pauses that follow a write begin that much later. Zero for a rate of 0.
+constexpr std::chrono::microseconds TransmissionTime(const LineSettings& line, std::size_t bytes) {
+  if (line.baud_rate == 0) return std::chrono::microseconds(0);
+  const std::uint64_t bits = std::uint64_t{bytes} * static_cast<std::uint64_t>(BitsPerCharacter(line));
+  return std::chrono::microseconds((bits * 1'000'000 + line.baud_rate - 1) / line.baud_rate);
+}
 
 // How long one read or write may take in all, in milliseconds; 0 waits without limit.
 struct SerialTimeouts {
@@ -62,16 +77,5 @@ class SerialPort {
   // While on, no read waits for more than what has come: the one under way ends within half a second, kCancelled.
   virtual void Interrupt(bool on) = 0;
 };
-
-struct OpenResult {
-  std::unique_ptr<SerialPort> port;  // none when the port could not be opened
-  std::uint32_t os_error = 0;
-};
-
-// Opens port number `port` for this program alone. The number's device is found by platform/port_list.h.
-OpenResult OpenSerialPort(int port);
-
-// Where a link gets its port from: the system, or a simulated instrument in this process.
-using SerialPortOpener = std::function<OpenResult(int port)>;
 
 }  // namespace ulix::platform

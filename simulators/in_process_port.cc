@@ -12,6 +12,10 @@ constexpr std::size_t kReceiveQueue = 65536;
 
 constexpr std::uint32_t SystemCode(std::errc code) { return static_cast<std::uint32_t>(code); }
 
+platform::OpenResult Refused(platform::OpenFailureCause cause, std::errc code) {
+  return {nullptr, {.cause = cause, .os_error = SystemCode(code)}};
+}
+
 }  // namespace
 
 class InProcessPort final : public platform::SerialPort {
@@ -116,18 +120,21 @@ void SimulatedBench::TakeArrived() {
 
 platform::OpenResult OpenBench(const std::shared_ptr<SimulatedBench>& bench) {
   std::lock_guard lock(bench->mutex_);
-  if (bench->open_) return {nullptr, SystemCode(std::errc::device_or_resource_busy)};
+  if (bench->open_) return Refused(platform::OpenFailureCause::kInUse, std::errc::device_or_resource_busy);
   bench->TakeArrived();
-  if (bench->instrument_.Vanished()) return {nullptr, SystemCode(std::errc::no_such_device)};
+  if (bench->instrument_.Vanished()) {
+    return Refused(platform::OpenFailureCause::kNoSuchDevice, std::errc::no_such_device);
+  }
   auto port = std::make_unique<InProcessPort>(bench);
   bench->received_.clear();  // nobody listened
   bench->open_ = true;
   bench->lost_ = false;
-  return {std::move(port), 0};
+  return {std::move(port), {}};
 }
 
-platform::SerialPortOpener OpenerOf(std::shared_ptr<SimulatedBench> bench) {
-  return [bench = std::move(bench)](int) { return OpenBench(bench); };
+platform::PortResolver ResolverOf(std::shared_ptr<SimulatedBench> bench) {
+  return platform::InProcessPorts(
+      [bench = std::move(bench)](const platform::PortAddress&) { return OpenBench(bench); });
 }
 
 }  // namespace ulix

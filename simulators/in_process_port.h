@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 #include "platform/socket.h"
 #include "simulators/faulty_instrument.h"
 
@@ -41,8 +41,11 @@ class SimulatedBench {
   bool lost_ = false;  // the device vanished while the line was open, or before
 };
 
-// An opener whose every port number is this bench: for SerialLink::Options.
-platform::SerialPortOpener OpenerOf(std::shared_ptr<SimulatedBench> bench);
+// Opens the line to the bench; busy while another port has it, and no such device once it vanished.
+platform::OpenResult OpenBench(const std::shared_ptr<SimulatedBench>& bench);
+
+// Every port address leads to this bench: for SerialLink::Options.
+platform::PortResolver ResolverOf(std::shared_ptr<SimulatedBench> bench);
 
 // A maker whose sockets find this bench at every address.
 platform::SocketMaker SocketMakerOf(std::shared_ptr<SimulatedBench> bench);

@@ -12,10 +12,10 @@ using platform::SocketWait;
 
 class InProcessSocket final : public platform::StreamSocket {
  public:
-  explicit InProcessSocket(platform::SerialPortOpener open) : open_(std::move(open)) {}
+  explicit InProcessSocket(std::shared_ptr<SimulatedBench> bench) : bench_(std::move(bench)) {}
 
-  bool Connect(platform::Ipv4Address, std::uint16_t port, std::optional<std::chrono::milliseconds>) override {
-    line_ = open_(port).port;
+  bool Connect(platform::Ipv4Address, std::uint16_t, std::optional<std::chrono::milliseconds>) override {
+    line_ = OpenBench(bench_).port;
     return line_ != nullptr;
   }
 
@@ -46,7 +46,7 @@ class InProcessSocket final : public platform::StreamSocket {
   bool WouldWait() const override { return would_wait_; }
 
  private:
-  platform::SerialPortOpener open_;
+  std::shared_ptr<SimulatedBench> bench_;
   std::unique_ptr<platform::SerialPort> line_;
   std::optional<char> came_;
   bool would_wait_ = false;
@@ -55,7 +55,7 @@ class InProcessSocket final : public platform::StreamSocket {
 }  // namespace
 
 platform::SocketMaker SocketMakerOf(std::shared_ptr<SimulatedBench> bench) {
-  return [open = OpenerOf(std::move(bench))] { return std::make_unique<InProcessSocket>(open); };
+  return [bench = std::move(bench)] { return std::make_unique<InProcessSocket>(bench); };
 }
 
 }  // namespace ulix

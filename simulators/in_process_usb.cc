@@ -8,7 +8,6 @@ namespace ulix {
 namespace {
 
 constexpr std::uint32_t kUsbOutput = 2;
-constexpr int kAnyPort = 1;
 
 bool Names(const UsbIdentity& wanted, const UsbIdentity& is) {
   const bool same_vendor = wanted.vendor == 0 || wanted.vendor == is.vendor;
@@ -17,7 +16,7 @@ bool Names(const UsbIdentity& wanted, const UsbIdentity& is) {
 
 class SimulatedUsbLibrary final : public UsbLibrary {
  public:
-  SimulatedUsbLibrary(platform::SerialPortOpener open, Clock& clock) : open_(std::move(open)), clock_(clock) {}
+  SimulatedUsbLibrary(std::shared_ptr<SimulatedBench> bench, Clock& clock) : bench_(std::move(bench)), clock_(clock) {}
 
   HRESULT GetInterfaceGuid(UsbDevice& device) override;
   HRESULT Connect(UsbDevice& device) override;
@@ -31,7 +30,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
   // One byte more before the deadline.
   bool ReadByte(char& byte, Deadline deadline);
 
-  platform::SerialPortOpener open_;
+  std::shared_ptr<SimulatedBench> bench_;
   Clock& clock_;
   std::unique_ptr<platform::SerialPort> port_;  // none while closed
   platform::SerialTimeouts timeouts_{5000, 5000};
@@ -39,7 +38,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
 
 // A device that is gone has no interface.
 HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
-  if (!open_(kAnyPort).port) return E_FAIL;
+  if (!OpenBench(bench_).port) return E_FAIL;
   if (!Names(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;
   device.identity = kSimulatedUsbIdentity;
   return S_OK;
@@ -48,7 +47,7 @@ HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
 HRESULT SimulatedUsbLibrary::Connect(UsbDevice& device) {
   const bool same = device.identity.guid == kSimulatedUsbIdentity.guid && Names(device.identity, kSimulatedUsbIdentity);
   if (!same) return kUsbBadIdentifier;
-  port_ = open_(kAnyPort).port;
+  port_ = OpenBench(bench_).port;
   if (!port_) return E_FAIL;
   device.identity = kSimulatedUsbIdentity;
   return S_OK;
@@ -99,7 +98,7 @@ HRESULT SimulatedUsbLibrary::Disconnect(UsbDevice&) {
 }  // namespace
 
 UsbLibraryLoader UsbLoaderOf(std::shared_ptr<SimulatedBench> bench, Clock& clock) {
-  const auto library = std::make_shared<SimulatedUsbLibrary>(OpenerOf(std::move(bench)), clock);
+  const auto library = std::make_shared<SimulatedUsbLibrary>(std::move(bench), clock);
   return [library]() -> LoadedUsbLibrary { return library; };
 }
 

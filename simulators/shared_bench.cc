@@ -90,7 +90,7 @@ DriverServices SharedBench::ServicesOf(const std::string& instrument) {
   const auto& line = lines_.at(instrument);
   DriverServices services;
   services.clock = &clock_;
-  services.open_serial_port = OpenerOf(line);
+  services.resolve_port = ResolverOf(line);
   services.make_socket = SocketMakerOf(line);
   services.load_usb_library = UsbLoaderOf(line, clock_);
   return services;

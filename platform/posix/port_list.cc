@@ -8,15 +8,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <mutex>
+#include <set>
 
 #include "base/text.h"
+#include "platform/posix/port_numbers.h"
 
 namespace ulix::platform {
 namespace {
 
-using PortMap = std::map<int, std::string>;
 namespace fs = std::filesystem;
 
 // Devices named to this process that have no number of their own get one from here up.
@@ -24,8 +24,8 @@ constexpr int kFirstFreeNumber = 200;
 constexpr int kLastNumber = 32767;  // the widest number that a saved configuration holds
 
 std::mutex session_mutex;
-PortMap& SessionPorts() {
-  static PortMap ports;  // guarded by session_mutex
+PortNumbers& SessionPorts() {
+  static PortNumbers ports;  // guarded by session_mutex
   return ports;
 }
 
@@ -37,7 +37,7 @@ std::optional<int> PositiveNumber(std::string_view text) {
 }
 
 // Takes an entry "<prefix>5=/dev/ttyS0".
-void AddEntry(PortMap& ports, std::string_view line, std::string_view prefix) {
+void AddEntry(PortNumbers& ports, std::string_view line, std::string_view prefix) {
   line = Trimmed(line);
   const std::size_t equals = line.find('=');
   if (!line.starts_with(prefix) || equals == std::string_view::npos) return;
@@ -53,8 +53,8 @@ fs::path PortFile() {
 }
 
 // The environment wins over the file.
-PortMap ExplicitPorts() {
-  PortMap ports;
+PortNumbers ExplicitPorts() {
+  PortNumbers ports;
   for (char** entry = environ; entry && *entry; ++entry) AddEntry(ports, *entry, "ULIX_COM");
   std::ifstream file(PortFile());
   for (std::string line; std::getline(file, line);) AddEntry(ports, line, "COM");
@@ -84,16 +84,40 @@ std::vector<std::string> DevicesNamed(std::string_view stem) {
   return devices;
 }
 
-PortMap AllPorts() {
-  PortMap ports = ExplicitPorts();
-  int place = 0;
+// The machine's serial devices in their fixed order.
+std::vector<std::string> MachineDevices() {
+  std::vector<std::string> devices;
   for (const std::string_view stem : {"ttyS", "ttyUSB", "ttyACM"}) {
-    for (auto& device : DevicesNamed(stem)) ports.emplace(++place, std::move(device));
+    for (auto& device : DevicesNamed(stem)) devices.push_back(std::move(device));
+  }
+  return devices;
+}
+
+// The device that a path leads to, through whatever links; a path that leads nowhere, and a URL, stand for themselves.
+std::string DeviceBehind(const std::string& path) {
+  std::error_code error;
+  const fs::path device = fs::canonical(path, error);
+  return error ? path : device.string();
+}
+
+PortNumbers AllPorts() { return NumberedPorts(ExplicitPorts(), MachineDevices()); }
+
+}  // namespace
+
+PortNumbers NumberedPorts(PortNumbers ports, const std::vector<std::string>& devices) {
+  std::set<std::string> named;
+  for (const auto& [number, device] : ports) named.insert(DeviceBehind(device));
+  std::vector<std::string> displaced;
+  for (int place = 1; place <= static_cast<int>(devices.size()); ++place) {
+    const std::string& device = devices[static_cast<std::size_t>(place - 1)];
+    if (!named.contains(device) && !ports.emplace(place, device).second) displaced.push_back(device);
+  }
+  int number = static_cast<int>(devices.size()) + 1;
+  for (const std::string& device : displaced) {
+    while (!ports.emplace(number, device).second) ++number;
   }
   return ports;
 }
-
-}  // namespace
 
 std::vector<PortEntry> ListSerialPorts() {
   std::vector<PortEntry> entries;
@@ -108,18 +132,21 @@ std::optional<std::string> DeviceOfPort(int port) {
     const std::lock_guard lock(session_mutex);
     if (const auto found = SessionPorts().find(port); found != SessionPorts().end()) return found->second;
   }
-  const PortMap ports = AllPorts();
+  const PortNumbers ports = AllPorts();
   const auto found = ports.find(port);
   if (found == ports.end()) return std::nullopt;
   return found->second;
 }
 
 int PortOfDevice(const std::string& device) {
-  const auto is_device = [&](const auto& entry) { return entry.second == device; };
-  const PortMap ports = AllPorts();
+  const std::string wanted = DeviceBehind(device);
+  const auto is_device = [&](const auto& entry) {
+    return entry.second == device || DeviceBehind(entry.second) == wanted;
+  };
+  const PortNumbers ports = AllPorts();
   if (const auto found = std::find_if(ports.begin(), ports.end(), is_device); found != ports.end()) return found->first;
   const std::lock_guard lock(session_mutex);
-  PortMap& session = SessionPorts();
+  PortNumbers& session = SessionPorts();
   if (const auto found = std::find_if(session.begin(), session.end(), is_device); found != session.end()) {
     return found->first;
   }

@@ -1,10 +1,12 @@
 #include "platform/serial_port.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -12,11 +14,17 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "platform/port_binding.h"
 #include "platform/port_list.h"
+#include "platform/posix/bound_terminal.h"
 #include "platform/posix/custom_baud.h"
+#include "platform/posix/device_identity.h"
 #include "platform/posix/file_descriptor.h"
 
 namespace ulix::platform {
@@ -274,18 +282,94 @@ class TerminalPort final : public SerialPort {
   SerialTimeouts timeouts_;
 };
 
+OpenFailureCause CauseOf(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENXIO:
+    case ENODEV:
+      return OpenFailureCause::kNoSuchDevice;
+    case EBUSY:
+    case EWOULDBLOCK:
+      return OpenFailureCause::kInUse;
+    case EACCES:
+    case EPERM:
+      return OpenFailureCause::kPermission;
+    case ENOTTY:
+    case EISDIR:
+      return OpenFailureCause::kNotSerial;
+    default:
+      return OpenFailureCause::kSystem;
+  }
+}
+
+// The group whose members may read and write the file; empty when they may not.
+std::string GroupThatMayOpen(const std::string& path) {
+  struct stat file {};
+  constexpr mode_t kBoth = S_IRGRP | S_IWGRP;
+  if (stat(path.c_str(), &file) != 0 || (file.st_mode & kBoth) != kBoth) return {};
+  std::array<char, 1024> buffer{};
+  group entry{};
+  group* found = nullptr;
+  getgrgid_r(file.st_gid, &entry, buffer.data(), buffer.size(), &found);
+  return found ? found->gr_name : std::to_string(file.st_gid);
+}
+
+OpenFailure FailureOf(int error, const std::string& path) {
+  OpenFailure failure{.cause = CauseOf(error), .os_error = static_cast<std::uint32_t>(error)};
+  if (failure.cause == OpenFailureCause::kInUse) failure.holder = HolderOf(path);
+  if (failure.cause == OpenFailureCause::kPermission) failure.detail = GroupThatMayOpen(path);
+  return failure;
+}
+
+dev_t DeviceNumber(int fd) {
+  struct stat file {};
+  return fstat(fd, &file) == 0 ? file.st_rdev : 0;
+}
+
+class BoundTerminal final : public BoundPort {
+ public:
+  BoundTerminal(std::string path, std::filesystem::path sysfs) : path_(std::move(path)), sysfs_(std::move(sysfs)) {}
+
+  const std::string& location() const override { return path_; }
+
+  OpenResult Open() override {
+    FileDescriptor fd(open(path_.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    if (!fd.valid() || !isatty(fd.get())) return {nullptr, FailureOf(errno, path_)};
+    const std::string identity = UsbIdentity(DeviceNumber(fd.get()), sysfs_);
+    if (!IsBoundDevice(identity)) return {nullptr, {.cause = OpenFailureCause::kAnotherDevice}};
+    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return {nullptr, FailureOf(errno, path_)};
+    RememberDevice(identity);
+    // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
+    const bool mark = !IsPseudoTerminal(fd.get()) && ioctl(fd.get(), TIOCEXCL) == 0;
+    return {std::make_unique<TerminalPort>(std::move(fd), mark), {}};
+  }
+
+ private:
+  bool IsBoundDevice(const std::string& identity) {
+    const std::lock_guard lock(mutex_);
+    return identity_.value_or(identity) == identity;
+  }
+  void RememberDevice(const std::string& identity) {
+    const std::lock_guard lock(mutex_);
+    identity_ = identity;
+  }
+
+  const std::string path_;
+  const std::filesystem::path sysfs_;
+  std::mutex mutex_;
+  std::optional<std::string> identity_;  // of the device that was opened first; guarded by mutex_
+};
+
 }  // namespace
 
-OpenResult OpenSerialPort(int port) {
-  const auto device = DeviceOfPort(port);
-  if (!device) return {nullptr, ENOENT};
-  FileDescriptor fd(open(device->c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  if (!fd.valid() || !isatty(fd.get()) || flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
-    return {nullptr, static_cast<std::uint32_t>(errno)};
-  }
-  // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
-  const bool mark = !IsPseudoTerminal(fd.get()) && ioctl(fd.get(), TIOCEXCL) == 0;
-  return {std::make_unique<TerminalPort>(std::move(fd), mark), 0};
+std::shared_ptr<BoundPort> BindTerminal(const std::string& path, const std::filesystem::path& sysfs) {
+  return std::make_shared<BoundTerminal>(path, sysfs);
+}
+
+PortResolution ResolvePort(const PortAddress& address) {
+  const auto device = address.location.empty() ? DeviceOfPort(address.number) : address.location;
+  if (!device) return {nullptr, {.cause = OpenFailureCause::kNoSuchDevice, .os_error = ENOENT}};
+  return {BindTerminal(*device), {}};
 }
 
 }  // namespace ulix::platform

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <optional>
+#include <string>
 
+#include "platform/port_binding.h"
 #include "platform/port_list.h"
 #include "platform/win32/handle.h"
 
@@ -138,16 +141,51 @@ class CommPort final : public SerialPort {
   std::atomic<bool> interrupted_ = false;
 };
 
+OpenFailureCause CauseOf(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+      return OpenFailureCause::kNoSuchDevice;
+    case ERROR_ACCESS_DENIED:  // what a port says that another program has open
+    case ERROR_SHARING_VIOLATION:
+      return OpenFailureCause::kInUse;
+    default:
+      return OpenFailureCause::kSystem;
+  }
+}
+
+// The system keeps a port's number with its device: another adapter gets another one.
+class BoundComm final : public BoundPort {
+ public:
+  explicit BoundComm(std::string path) : path_(std::move(path)) {}
+  const std::string& location() const override { return path_; }
+
+  OpenResult Open() override {
+    constexpr DWORD kNotShared = 0;
+    Handle handle(CreateFileA(path_.c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared, nullptr, OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (handle.valid()) return {std::make_unique<CommPort>(std::move(handle)), {}};
+    const DWORD error = GetLastError();
+    return {nullptr, {.cause = CauseOf(error), .os_error = error}};
+  }
+
+ private:
+  std::string path_;
+};
+
+// "COM5" is the name of a port up to 9 only; with the folder it is one at any number.
+std::optional<std::string> DeviceAt(const std::string& location) {
+  const int number = PortOfDevice(location);
+  return number > 0 ? DeviceOfPort(number) : std::optional(location);
+}
+
 }  // namespace
 
-OpenResult OpenSerialPort(int port) {
-  constexpr DWORD kNotShared = 0;
-  const auto device = DeviceOfPort(port);
-  if (!device) return {nullptr, ERROR_FILE_NOT_FOUND};
-  Handle handle(CreateFileA(device->c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared, nullptr, OPEN_EXISTING,
-                            FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!handle.valid()) return {nullptr, GetLastError()};
-  return {std::make_unique<CommPort>(std::move(handle)), 0};
+PortResolution ResolvePort(const PortAddress& address) {
+  const auto device = address.location.empty() ? DeviceOfPort(address.number) : DeviceAt(address.location);
+  if (!device) return {nullptr, {.cause = OpenFailureCause::kNoSuchDevice, .os_error = ERROR_FILE_NOT_FOUND}};
+  return {std::make_shared<BoundComm>(*device), {}};
 }
 
 }  // namespace ulix::platform

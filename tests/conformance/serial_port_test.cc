@@ -1,5 +1,5 @@
 // A serial port with an instrument behind it, the same on every system. The driver script plugs in the instrument.
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,6 @@
 #include <string>
 
 #include "links/serial_params.h"
-#include "platform/port_list.h"
 
 namespace ulix {
 namespace {
@@ -39,7 +38,7 @@ class SerialPortConformance : public testing::Test {
   void Open(const char* variable) {
     number_ = PortFromEnvironment(variable);
     ASSERT_GT(number_, 0) << variable << " gives no port";
-    port_ = platform::OpenSerialPort(number_).port;
+    port_ = platform::ResolvePort({.number = number_}).port->Open().port;
     ASSERT_TRUE(port_);
     EXPECT_TRUE(port_->SetQueueSizes(2000, 1000));
     port_->Purge(true, true);
@@ -129,9 +128,12 @@ TEST_F(SerialPortConformance, AnInterruptionEndsAWaitAndLetsTheNextOneBe) {
 }
 
 TEST(SerialPortOpening, SaysWhyThereIsNoPort) {
-  const auto opened = platform::OpenSerialPort(247);
-  EXPECT_FALSE(opened.port);
-  EXPECT_NE(opened.os_error, 0u);
+  for (const platform::PortAddress& address : {platform::PortAddress{247, ""}, {1, "nowhere"}}) {
+    const auto found = platform::ResolvePort(address);
+    const auto failure = found.port ? found.port->Open().failure : found.failure;
+    EXPECT_EQ(failure.cause, platform::OpenFailureCause::kNoSuchDevice);
+    EXPECT_NE(failure.os_error, 0u);
+  }
 }
 
 class VanishingPortConformance : public SerialPortConformance {
@@ -153,7 +155,7 @@ TEST_F(VanishingPortConformance, NoCallHangs) {
   port_->ClearError();
   EXPECT_FALSE(port_->IsPresent());
   port_.reset();
-  EXPECT_FALSE(platform::OpenSerialPort(number_).port);
+  EXPECT_FALSE(platform::ResolvePort({.number = number_}).port->Open().port);
   EXPECT_LT(steady_clock::now() - start, milliseconds(15'000));
 }
 

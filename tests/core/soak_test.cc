@@ -54,7 +54,7 @@ class Station final : public EventSink {
       : bench_(std::make_shared<SimulatedBench>(std::make_unique<NumberingSimulator>(asked_), clock)), random_(seed) {
     DriverServices services;
     services.clock = &clock;
-    services.open_serial_port = OpenerOf(bench_);
+    services.resolve_port = ResolverOf(bench_);
     services.timeout_ms = kTimeoutMs;
     instrument =
         std::make_unique<Instrument>(FindModel("kelvo10")->create(services), Instrument::Options{.clock = &clock});

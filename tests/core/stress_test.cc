@@ -172,7 +172,7 @@ class Stress : public testing::TestWithParam<const char*> {
       std::make_shared<SimulatedBench>(FindSimulator(GetParam())(SystemClock()), SystemClock());
   std::unique_ptr<Instrument> instrument = [this] {
     DriverServices services;
-    services.open_serial_port = OpenerOf(bench);
+    services.resolve_port = ResolverOf(bench);
     services.timeout_ms = kTimeoutMs;
     return std::make_unique<Instrument>(FindModel(GetParam())->create(services));
   }();

@@ -68,7 +68,7 @@ TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
   for (const char* asked : {"s\r", "s\rs\rs\r"}) {
     SetBench("set-point", "23.5");
     bench->SetFaults({{FaultKind::kDelay, 600}});
-    EXPECT_TRUE(OpenerOf(bench)(1).port->Write(asked).outcome == platform::IoOutcome::kComplete);
+    EXPECT_TRUE(OpenBench(bench).port->Write(asked).outcome == platform::IoOutcome::kComplete);
     bench->SetFaults({});
     SetBench("set-point", "20.25");
     ASSERT_EQ(device->Connect(), S_OK);

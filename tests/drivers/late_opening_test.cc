@@ -23,10 +23,10 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
     const auto bench = std::make_shared<SimulatedBench>(FindSimulator(GetParam())(clock), clock);
     DriverServices services;
     services.clock = &clock;
-    services.open_serial_port = [this, refusals, open = OpenerOf(bench)](int port) {
+    services.resolve_port = platform::InProcessPorts([this, refusals, bench](const platform::PortAddress&) {
       EXPECT_TRUE(waiting);
-      return ++attempts > refusals ? open(port) : platform::OpenResult{};
-    };
+      return ++attempts > refusals ? OpenBench(bench) : platform::OpenResult{};
+    });
     attempts = 0;
     told.clear();
     traced.clear();

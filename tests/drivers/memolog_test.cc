@@ -108,7 +108,7 @@ class MemologTest : public LineBench {
   Instrument WithPerson(UserInterface& person) {
     DriverServices services;
     services.clock = &clock;
-    services.open_serial_port = OpenerOf(bench);
+    services.resolve_port = ResolverOf(bench);
     return Instrument(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &person});
   }
   HRESULT ReadBlock(std::int32_t block, std::uint32_t most = 0, bool clear = false) {

@@ -146,7 +146,7 @@ TEST_F(Microk, ReadingIsRepeatedAsOftenAsTheTimeoutsAllow) {
   DriverServices services;
   services.clock = &clock;
   services.timeout_ms = 1500;
-  services.open_serial_port = OpenerOf(bench);
+  services.resolve_port = ResolverOf(bench);
   MicrokDriver impatient(services);
   ASSERT_EQ(impatient.Connect(), S_OK);
   EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(4 * 1500));

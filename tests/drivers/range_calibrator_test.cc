@@ -115,7 +115,7 @@ TEST_P(RangeCalibrator, ReadsItsConfigurationWholeOrNotAtAll) {
 }
 
 TEST_P(RangeCalibrator, EachSideHasTheUnitThatItWasReadWith) {
-  OpenerOf(bench)(1).port->Write("RANGE_IN TC,TYP_K,CEL,JR_ON\nRANGE_OUT TC,TYP_J,FAR,JR_ON\n");
+  OpenBench(bench).port->Write("RANGE_IN TC,TYP_K,CEL,JR_ON\nRANGE_OUT TC,TYP_J,FAR,JR_ON\n");
   device->Connect();
   ASSERT_EQ(device->ReadCfg(), S_OK);
   EXPECT_EQ(driver->ChannelUnit(0) + driver->ChannelUnit(1), "\260C\260F");

@@ -36,7 +36,7 @@ class SerialLinkTest : public testing::Test {
 
   FakeLine line_;
   std::string buffer_{kUntouched};
-  SerialLink link_{{.open = OpenerOf(line_)}};
+  SerialLink link_{{.resolve_port = ResolverOf(line_)}};
 };
 
 TEST_F(SerialLinkTest, OpensInOrderAndKeepsItsSettingsUntilTheNextOpen) {
@@ -228,8 +228,8 @@ std::vector<HRESULT> TryAll(SerialLink& link) {
 
 // The mutex is held by another thread: it would keep whoever waits for it for a minute.
 TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
-  SerialLink closed({.open = OpenerOf(line_), .lock_wait = std::chrono::milliseconds(1)});
-  SerialLink impatient({.open = OpenerOf(line_), .lock_wait = std::chrono::milliseconds(1)});
+  SerialLink closed({.resolve_port = ResolverOf(line_), .lock_wait = std::chrono::milliseconds(1)});
+  SerialLink impatient({.resolve_port = ResolverOf(line_), .lock_wait = std::chrono::milliseconds(1)});
   platform::NamedMutex mutex("SerialComMutex1");
   ASSERT_TRUE(mutex.LockFor(std::chrono::seconds(60)));
   ASSERT_EQ(impatient.Open(), S_OK);
@@ -262,7 +262,7 @@ TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
 TEST_F(SerialLinkTest, ATraceIsToldWhenOthersMayHaveTheLine) {
   bool free = false;
   platform::NamedMutex mutex("SerialComMutex1");
-  SerialLink link({.open = OpenerOf(line_), .trace = [&](TraceDirection, std::string_view) {
+  SerialLink link({.resolve_port = ResolverOf(line_), .trace = [&](TraceDirection, std::string_view) {
                      std::thread([&] {
                        free = mutex.LockFor(std::chrono::seconds(10));
                        if (free) mutex.Unlock();
@@ -276,7 +276,7 @@ TEST_F(SerialLinkTest, ATraceIsToldWhenOthersMayHaveTheLine) {
 // Both links write to one unguarded log: an overlap breaks a line in two, and shows as a race.
 TEST_F(SerialLinkTest, LinksOnDifferentPortsNeverOverlap) {
   const auto write_lines = [&](int port, std::string_view text) {
-    SerialLink link({.open = OpenerOf(line_)});
+    SerialLink link({.resolve_port = ResolverOf(line_)});
     link.SetParams({.port = port});
     EXPECT_EQ(link.Open(), S_OK);
     for (int i = 0; i < 300; ++i) EXPECT_EQ(link.WriteLine(text, '\n', 0), S_OK);

@@ -42,7 +42,7 @@ TEST(SerialParamsTest, SumsUpALinkInBothLanguages) {
 }
 
 TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
-  constexpr SerialParams kOthers = {0x1234, 0x12345678, 9, 8, 7, 6};
+  const SerialParams kOthers = {0x1234, 0x12345678, 9, 8, 7, 6};
   const std::string saved("\x02\0\x34\x12\x13\0\x78\x56\x34\x12\x11\0\x09\x11\0\x08\x11\0\x07\x11\0\x06", 22);
   MemoryStream stream;
   VariantWriter writer(stream);
@@ -53,8 +53,8 @@ TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
     VariantReader reader(from);
     return LoadParams(reader, params);
   };
-  SerialParams loaded;
-  EXPECT_EQ(load(saved, loaded), S_OK);
+  SerialParams loaded{.location = "/dev/ttyUSB7"};
+  EXPECT_EQ(load(saved, loaded), S_OK) << "of a location nothing is left";
   EXPECT_EQ(loaded, kOthers);
   std::string wrong = saved;
   wrong[13] = '\x03';
@@ -62,6 +62,18 @@ TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
   EXPECT_EQ(loaded, (SerialParams{0x1234, 0x12345678, 9}));
   EXPECT_EQ(load(saved.substr(0, 21), loaded = {}), kEndOfStream);
   EXPECT_EQ(loaded, (SerialParams{0x1234, 0x12345678, 9, 8, 7}));
+}
+
+TEST(SerialParamsTest, TransmissionTimeCountsEveryBitOfACharacter) {
+  using std::chrono::microseconds;
+  const auto time = [](const SerialParams& params, std::size_t bytes) {
+    return platform::TransmissionTime(LineSettingsOf(params), bytes);
+  };
+  EXPECT_EQ(time({.baudRate = 1200}, 120), microseconds(1'000'000));
+  EXPECT_EQ(time({.baudRate = 9600}, 1), microseconds(1042));
+  EXPECT_EQ(time({.baudRate = 1200, .dataBitsCode = 0}, 12), microseconds(90'000));
+  EXPECT_EQ(time({.baudRate = 1200, .stopBitsCode = 1, .parityCode = 0}, 12), microseconds(120'000));
+  EXPECT_EQ(time({.baudRate = 0}, 12), microseconds(0));
 }
 
 }  // namespace

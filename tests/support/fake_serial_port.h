@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 
 namespace ulix {
 
@@ -69,12 +69,12 @@ class FakeSerialPort final : public platform::SerialPort {
 };
 
 // Notes the port number and refuses when the line says so. The line outlives every port.
-inline platform::SerialPortOpener OpenerOf(FakeLine& line) {
-  return [&line](int port) {
-    line.calls.push_back("open " + std::to_string(port));
-    if (line.refuses_open) return platform::OpenResult{nullptr, 2};
-    return platform::OpenResult{std::make_unique<FakeSerialPort>(line), 0};
-  };
+inline platform::PortResolver ResolverOf(FakeLine& line) {
+  return platform::InProcessPorts([&line](const platform::PortAddress& address) {
+    line.calls.push_back("open " + std::to_string(address.number));
+    if (line.refuses_open) return platform::OpenResult{nullptr, {.cause = platform::OpenFailureCause::kNoSuchDevice}};
+    return platform::OpenResult{std::make_unique<FakeSerialPort>(line), {}};
+  });
 }
 
 }  // namespace ulix

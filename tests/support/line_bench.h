@@ -38,7 +38,7 @@ class LineBench : public testing::Test {
       : clock(mode), bench(std::make_shared<SimulatedBench>(wrap(FindSimulator(model)(clock)), clock)) {
     DriverServices services;
     services.clock = &clock;
-    services.open_serial_port = OpenerOf(bench);
+    services.resolve_port = ResolverOf(bench);
     services.make_socket = SocketMakerOf(bench);
     services.load_usb_library = UsbLoaderOf(bench, clock);
     services.trace = [this](TraceDirection direction, std::string_view bytes) {

@@ -78,7 +78,7 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   services.trace = std::move(trace);
   if (!services.trace && options.trace) services.trace = TraceToStandardError();
   if (line != nullptr) {
-    services.open_serial_port = line->Opener();
+    services.resolve_port = line->Ports();
     services.load_usb_library = line->UsbLoader();
   }
   return services;
@@ -95,12 +95,16 @@ Instrument::Options InstrumentOptions(Language language, UserInterface& user) {
   return chosen;
 }
 
-int PortNumber(const PortArgument& port) {
-  if (const int* number = std::get_if<int>(&port)) return *number;
-  const auto& device = std::get<std::string>(port);
-  const int number = platform::PortOfDevice(device);
-  if (number == 0) throw UsageError("--port", "no port number stands for " + device);
-  return number;
+// A device path is opened as it is; its number is for texts and saved configurations.
+void SetPort(SerialParams& params, const PortArgument& port) {
+  params.location.clear();
+  if (const int* number = std::get_if<int>(&port)) {
+    params.port = *number;
+    return;
+  }
+  params.location = std::get<std::string>(port);
+  params.port = platform::PortOfDevice(params.location);
+  if (params.port == 0) throw UsageError("--port", "no port number stands for " + params.location);
 }
 
 // What is wrong with a model word; empty for a good one.
@@ -249,7 +253,7 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
   const HRESULT result = instrument_.GetSerialParams(&params);
   if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
   Check(result);
-  if (!port.empty()) params.port = PortNumber(ParsePort(port));
+  if (!port.empty()) SetPort(params, ParsePort(port));
   params.baudRate = options.baud_rate.value_or(params.baudRate);
   const auto rates = instrument_.BaudRates();
   if (options.baud_rate && std::find(rates.begin(), rates.end(), params.baudRate) == rates.end()) {

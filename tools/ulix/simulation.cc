@@ -31,7 +31,7 @@ std::string PropertyList(const Simulator& simulator) {
 SimulatedLine::SimulatedLine(const std::string& model)
     : bench_(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock())) {}
 
-platform::SerialPortOpener SimulatedLine::Opener() const { return OpenerOf(bench_); }
+platform::PortResolver SimulatedLine::Ports() const { return ResolverOf(bench_); }
 
 UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
 

@@ -9,7 +9,7 @@
 #include "drivers/settings.h"
 #include "links/usb_library.h"
 #include "platform/byte_endpoint.h"
-#include "platform/serial_port.h"
+#include "platform/port_binding.h"
 #include "simulators/faulty_instrument.h"
 #include "simulators/in_process_port.h"
 
@@ -19,7 +19,7 @@ namespace ulix::cli {
 class SimulatedLine {
  public:
   explicit SimulatedLine(const std::string& model);
-  platform::SerialPortOpener Opener() const;
+  platform::PortResolver Ports() const;
   UsbLibraryLoader UsbLoader() const;
   // Makes the instrument the one that the settings are for: its properties that bear a setting's name take its value.
   void Match(const Settings& settings);

@@ -13,7 +13,6 @@
 #include "core/worker.h"
 #include "drivers/catalogue.h"
 #include "platform/byte_endpoint.h"
-#include "platform/port_list.h"
 #include "simulators/server.h"
 #include "simulators/simulator.h"
 #include "tests/support/holdings.h"
@@ -86,7 +85,7 @@ class UnplugTerminal : public testing::Test {
     device_ = std::make_unique<PluggedDevice>(link_, 1);
     reports_->plugged = 1;
     SerialParams params;
-    params.port = platform::PortOfDevice(link_);
+    params.location = link_;
     EXPECT_EQ(instrument_.SetSerialParams(params), S_OK);
     EXPECT_EQ(instrument_.Connect(), S_OK);
     instrument_.events().Advise(reports_);

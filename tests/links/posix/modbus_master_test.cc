@@ -9,7 +9,6 @@
 
 #include "links/modbus_frames.h"
 #include "platform/byte_endpoint.h"
-#include "platform/port_list.h"
 #include "simulators/in_process_port.h"
 #include "tests/support/fake_serial_port.h"
 #include "tests/support/manual_clock.h"
@@ -141,7 +140,7 @@ TEST(ModbusMaster, SpeaksWithAnIndependentSlaveOnALine) {
   const IndependentSlave slave(cable.end(1));
   for (const std::uint32_t rate : {9600U, 19200U, 56000U}) {
     SerialParams params;
-    params.port = platform::PortOfDevice(cable.end(0));
+    params.location = cable.end(0);
     params.baudRate = rate;
     Converse(MakeModbusRtu({.params = params}));
   }
@@ -261,7 +260,7 @@ class ModbusLineTest : public testing::Test {
     slave = made.get();
     bench = std::make_shared<SimulatedBench>(std::move(made), clock);
     master = std::make_unique<ModbusMaster>(
-        MakeModbusRtu({.params = {}, .open = OpenerOf(bench), .clock = &clock, .trace = {}}), kExceptions);
+        MakeModbusRtu({.params = {}, .resolve_port = ResolverOf(bench), .clock = &clock, .trace = {}}), kExceptions);
     EXPECT_EQ(master->Open(), S_OK);
   }
   static std::string Registers(std::uint16_t value, std::uint8_t unit = 1) {

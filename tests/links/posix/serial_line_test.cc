@@ -10,7 +10,6 @@
 
 #include "links/serial_link.h"
 #include "platform/byte_endpoint.h"
-#include "platform/port_list.h"
 #include "platform/posix/file_descriptor.h"
 
 namespace ulix {
@@ -25,7 +24,7 @@ constexpr milliseconds kLong{kLongMs};
 class SerialLineTest : public testing::Test {
  protected:
   void Open(SerialParams params = {}) {
-    params.port = port_;
+    params.location = endpoint_->address();
     link_.SetParams(params);
     ASSERT_EQ(link_.Open(), S_OK);
   }
@@ -62,7 +61,6 @@ class SerialLineTest : public testing::Test {
   }
 
   std::unique_ptr<platform::ByteEndpoint> endpoint_ = platform::OpenPseudoTerminal().value();
-  const int port_ = platform::PortOfDevice(endpoint_->address());
   SerialLink link_;
 };
 

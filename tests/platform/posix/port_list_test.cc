@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "links/port_enumeration.h"
+#include "platform/posix/port_numbers.h"
 #include "tests/support/scoped_env.h"
 
 namespace ulix {
@@ -43,12 +44,29 @@ TEST_F(PortListTest, NamedPortsWinInTheirOrder) {
   const int number = platform::PortOfDevice("/dev/somewhere");
   EXPECT_GT(number, 0);
   EXPECT_EQ(platform::DeviceOfPort(number), "/dev/somewhere") << "a number that stays";
+  WritePortFile("COM1=/dev/null\n");
+  fs::create_symlink("/dev/null", home_ / "link");
+  EXPECT_EQ(platform::PortOfDevice(home_ / "link"), 1) << "a link to a listed device";
+  WritePortFile("COM1=/dev/one\nCOM10=/dev/ten\n");
 
   std::vector<int> ports = {99};
   const int count = EnumSerialPorts(ports);
   EXPECT_EQ(count, static_cast<int>(ports.size()));
   EXPECT_TRUE(std::is_sorted(ports.begin(), ports.end()));
   for (const int port : {1, 5, 10}) EXPECT_EQ(std::count(ports.begin(), ports.end(), port), 1) << port;
+}
+
+TEST_F(PortListTest, NumbersEachDeviceOnceAndHidesNone) {
+  const std::vector<std::string> devices = {"/dev/null", "/dev/zero", "/dev/full"};
+  const auto numbers = [&](const platform::PortNumbers& entries) { return platform::NumberedPorts(entries, devices); };
+  using Numbers = platform::PortNumbers;
+  EXPECT_EQ(numbers({}), (Numbers{{1, "/dev/null"}, {2, "/dev/zero"}, {3, "/dev/full"}}));
+  EXPECT_EQ(numbers({{5, "/dev/zero"}}), (Numbers{{1, "/dev/null"}, {3, "/dev/full"}, {5, "/dev/zero"}}));
+  EXPECT_EQ(numbers({{1, "tcp://bench-3:4001"}, {4, "/dev/full"}}),
+            (Numbers{{1, "tcp://bench-3:4001"}, {2, "/dev/zero"}, {4, "/dev/full"}, {5, "/dev/null"}}));
+  const fs::path link = home_ / "by-id";
+  fs::create_symlink("/dev/zero", link);
+  EXPECT_EQ(numbers({{7, link}}), (Numbers{{1, "/dev/null"}, {3, "/dev/full"}, {7, link}})) << "named by a link";
 }
 
 TEST_F(PortListTest, ListsAtMost256) {

@@ -1,0 +1,79 @@
+// How a serial port is named, and the device that it stands for from then on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/serial_port.h"
+
+namespace ulix::platform {
+
+// A port as its user names it. A location is taken as it is; a number alone is looked up in platform/port_list.h.
+struct PortAddress {
+  std::int32_t number = 1;  // the 5 in COM5
+  std::string location;     // a device path or a URL; empty: the device of the number
+
+  bool operator==(const PortAddress&) const = default;
+};
+
+enum class OpenFailureCause {
+  kNone,
+  kNoSuchDevice,   // no device has this number, or nothing is at this path
+  kInUse,          // by the process `holder`, where the system tells which
+  kPermission,     // `detail` names the group whose members may open it, where there is one
+  kNotSerial,      // the path leads to something else
+  kAnotherDevice,  // the path leads to another device than the one that was bound
+  kUnknownHost,    // a server's name cannot be resolved
+  kRefused,        // a server does not take the connection; `detail` is what it says, if anything
+  kNoAnswer,       // a server did not answer in time
+  kSettings,       // the line settings were refused; `detail` says which, where it is known
+  kSystem,         // any other failure; `os_error` says which
+};
+
+// Why a port could not be opened.
+struct OpenFailure {
+  OpenFailureCause cause = OpenFailureCause::kNone;
+  std::uint32_t os_error = 0;  // the system's code; 0 when no call of the system failed
+  std::int64_t holder = 0;     // a process id; 0 when it is not known
+  std::string detail;          // as the cause says; empty when there is none
+};
+
+struct OpenResult {
+  std::unique_ptr<SerialPort> port;  // none when the port could not be opened
+  OpenFailure failure;
+};
+
+// One device, found once. It may be opened, closed and opened again: never does another device take its place, as far
+// as the system can tell devices apart. Any thread may use it.
+class BoundPort {
+ public:
+  virtual ~BoundPort() = default;
+  // For this program alone. A device that is gone, or another one at its path, is refused.
+  virtual OpenResult Open() = 0;
+  // The device path or URL.
+  virtual const std::string& location() const = 0;
+  // Whether other programs of this machine can reach the device; a simulated instrument of this process is its own.
+  virtual bool IsOfMachine() const { return true; }
+};
+
+struct PortResolution {
+  std::shared_ptr<BoundPort> port;  // none when the address leads nowhere
+  OpenFailure failure;
+};
+
+// Finds the device of an address among this machine's; nothing is opened.
+//
+// A number is looked up once: the device is the one that has this number now, and stays it when other devices before it
+// in the list come or go. A device path stays that path. Where the device has a USB identity (vendor, product, serial
+// number, interface), only a device with the same one is opened again.
+PortResolution ResolvePort(const PortAddress& address);
+
+// Where a link gets its ports from: the system, or a simulated instrument in this process.
+using PortResolver = std::function<PortResolution(const PortAddress& address)>;
+
+// Ports that only this process knows: every address resolves, and `open` opens it.
+PortResolver InProcessPorts(std::function<OpenResult(const PortAddress& address)> open);
+
+}  // namespace ulix::platform
