@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/trace.h"
 #include "platform/code_page.h"
 
 namespace ulix {
@@ -22,7 +23,11 @@ bool IsSupportedRate(std::uint32_t rate) {
 // One hold of the machine-wide mutex.
 class SerialLink::Hold {
  public:
-  explicit Hold(SerialLink& link) : mutex_(link.port_mutex_), held_(mutex_.LockFor(link.options_.lock_wait)) {}
+  explicit Hold(SerialLink& link) : mutex_(link.port_mutex_) {
+    platform::LockProblem problem;
+    held_ = mutex_.LockFor(link.options_.lock_wait, &problem);
+    if (!held_) TraceLine(problem.Describe());
+  }
   ~Hold() {
     if (held_) mutex_.Unlock();
   }
@@ -32,7 +37,7 @@ class SerialLink::Hold {
 
  private:
   platform::NamedMutex& mutex_;
-  bool held_;
+  bool held_ = false;
 };
 
 // A read timeout for one call, put back by Restore; 0 changes nothing.

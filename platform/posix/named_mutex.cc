@@ -1,185 +1,201 @@
 #include "platform/named_mutex.h"
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/mman.h>
+#include <signal.h>
+#include <sys/sem.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
-#include <condition_variable>
-#include <cstdint>
-#include <deque>
+#include <cstdio>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <thread>
 
-#include "platform/posix/file_descriptor.h"
+#include "platform/posix/named_semaphore.h"
 
 namespace ulix::platform {
 namespace {
 
+using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
-// What the shared page holds. Never laid out differently under one magic number.
-struct Page {
-  std::uint64_t magic;
-  pthread_mutex_t mutex;
-};
-constexpr std::uint64_t kMagic = 0x554C49584D545831;  // "ULIXMTX1"
+constexpr int kEverybody = 0666;  // the kernel takes no umask off a semaphore
 
-constexpr const char* kSharedFolder = "/dev/shm";
+// How often this process was forked off another, itself counted by its parent: what a thread held before is not held
+// by the thread that it became.
+std::atomic<unsigned> forks = 0;
 
-timespec MonotonicTimespec(steady_clock::time_point at) {
-  const std::int64_t ns = std::chrono::nanoseconds(at.time_since_epoch()).count();
-  return {.tv_sec = ns / 1'000'000'000, .tv_nsec = ns % 1'000'000'000};
+// What the kernel takes as one operation. Zero is free, so that a new semaphore needs no initialisation that a killed
+// process could leave undone; the undo makes it free again when the process ends.
+std::array<sembuf, 2> LockOperation() {
+  return {sembuf{.sem_num = 0, .sem_op = 0, .sem_flg = 0}, sembuf{.sem_num = 0, .sem_op = 1, .sem_flg = SEM_UNDO}};
 }
 
-Page* MapPage(int fd) {
-  void* page = mmap(nullptr, sizeof(Page), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  return page == MAP_FAILED ? nullptr : static_cast<Page*>(page);
-}
-
-bool InitialisePage(int fd) {
-  if (fchmod(fd, 0666) != 0 || ftruncate(fd, sizeof(Page)) != 0) return false;
-  Page* page = MapPage(fd);
-  if (!page) return false;
-  pthread_mutexattr_t kind;
-  pthread_mutexattr_init(&kind);
-  pthread_mutexattr_setpshared(&kind, PTHREAD_PROCESS_SHARED);
-  pthread_mutexattr_setrobust(&kind, PTHREAD_MUTEX_ROBUST);
-  const bool made = pthread_mutex_init(&page->mutex, &kind) == 0;
-  pthread_mutexattr_destroy(&kind);
-  page->magic = kMagic;
-  munmap(page, sizeof(Page));
-  return made;
-}
-
-// Gives the name to a page that is complete: whoever finds the name finds a mutex behind it.
-void CreatePage(const std::string& path) {
-  const FileDescriptor fd(open(kSharedFolder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0666));
-  if (!fd.valid() || !InitialisePage(fd.get())) return;
-  const std::string nameless = "/proc/self/fd/" + std::to_string(fd.get());
-  linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW);  // another process may have been first
-}
-
-Page* OpenPage(const std::string& name) {
-  const std::string path = std::string(kSharedFolder) + "/ulix." + name;
-  FileDescriptor fd(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-  if (!fd.valid()) {
-    CreatePage(path);
-    fd = FileDescriptor(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
-  }
-  struct stat status {};
-  if (!fd.valid() || fstat(fd.get(), &status) != 0 || status.st_size != sizeof(Page)) return nullptr;
-  Page* page = MapPage(fd.get());
-  if (page && page->magic == kMagic) return page;
-  if (page) munmap(page, sizeof(Page));
-  return nullptr;
+timespec TimespecOf(nanoseconds time) {
+  return {.tv_sec = time.count() / 1'000'000'000, .tv_nsec = time.count() % 1'000'000'000};
 }
 
 }  // namespace
 
-// One per name and process. Threads of the process take turns here first, so that the shared mutex is only ever
-// contended between processes.
+key_t SemaphoreKey(std::string_view name) {
+  std::uint32_t hash = 2166136261U;  // FNV-1a
+  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;
+  return static_cast<key_t>(0x554C0000U | (hash >> 16 ^ (hash & 0xFFFFU)));
+}
+
+// One per name and process. Threads wait in the kernel's queue, beside those of other processes: it hands the semaphore
+// over to the first of them, and lets nobody past who comes later.
 class NamedMutex::Shared {
  public:
-  explicit Shared(const std::string& name) : page_(OpenPage(name)) {}
-  ~Shared() {
-    if (page_) munmap(page_, sizeof(Page));
-  }
+  explicit Shared(std::string name) : name_(std::move(name)), key_(SemaphoreKey(name_)) {}
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
-  // Most holds are had at once: neither the clock is asked for them nor a waiter told. Threads that wait get it in the
-  // order in which they came: who gives it back and wants it again comes last.
-  bool LockFor(std::chrono::milliseconds wait) {
-    if (!page_) return false;
-    const auto self = std::this_thread::get_id();
-    std::unique_lock lock(mutex_);
-    if (depth_ > 0 && owner_ == self) {
+  bool LockFor(std::chrono::milliseconds wait, LockProblem* problem) {
+    if (IsMine()) {
       ++depth_;
       return true;
     }
-    std::optional<steady_clock::time_point> deadline;
-    if (depth_ > 0 || !queue_.empty()) {
-      deadline = steady_clock::now() + wait;
-      if (!AwaitTurn(lock, *deadline)) return false;
+    if (const int error = Acquire(wait); error != 0) {
+      if (problem) *problem = Explain(error);
+      return false;
     }
-    owner_ = self;
+    owner_.load();  // what the last owner wrote is seen from here on
     depth_ = 1;
-    int result = pthread_mutex_trylock(&page_->mutex);
-    if (result == EBUSY) {
-      lock.unlock();
-      result = TryForAMoment();
-    }
-    if (result == EBUSY) {
-      const timespec until = MonotonicTimespec(deadline.value_or(steady_clock::now() + wait));
-      result = pthread_mutex_clocklock(&page_->mutex, CLOCK_MONOTONIC, &until);
-    }
-    if (!lock.owns_lock()) lock.lock();
-    if (result == EOWNERDEAD) result = pthread_mutex_consistent(&page_->mutex);  // its holder died
-    if (result == 0) return true;
-    depth_ = 0;
-    TellNext();
-    return false;
+    forks_then_ = forks.load();
+    owner_ = std::this_thread::get_id();
+    return true;
   }
 
   void Unlock() {
-    const std::lock_guard lock(mutex_);
-    if (--depth_ > 0) return;
-    pthread_mutex_unlock(&page_->mutex);
-    TellNext();
+    if (!IsMine() || --depth_ > 0) return;
+    owner_ = std::thread::id();
+    sembuf unlock{.sem_num = 0, .sem_op = -1, .sem_flg = SEM_UNDO | IPC_NOWAIT};
+    // One that was removed meanwhile is nobody's.
+    while (semop(held_id_, &unlock, 1) != 0 && errno == EINTR) {
+    }
   }
 
   static std::shared_ptr<Shared> Of(const std::string& name) {
-    static std::mutex mutex;
-    static std::map<std::string, std::weak_ptr<Shared>> known;
-    const std::lock_guard lock(mutex);
-    auto shared = known[name].lock();
-    if (!shared) known[name] = shared = std::make_shared<Shared>(name);
+    Registry& registry = Registry::Get();
+    const std::lock_guard lock(registry.mutex);
+    auto shared = registry.known[name].lock();
+    if (!shared) registry.known[name] = shared = std::make_shared<Shared>(name);
     return shared;
   }
 
  private:
-  // Another process that holds it for microseconds only is not slept for: waking up takes longer, and with a sleeper
-  // each of its holds would end in a call of the system.
-  int TryForAMoment() {
-    constexpr int kTries = 100;
-    int result = EBUSY;
-    for (int k = 0; result == EBUSY && k < kTries; ++k) {
-      std::this_thread::yield();
-      result = pthread_mutex_trylock(&page_->mutex);
+  struct Registry {
+    std::mutex mutex;
+    std::map<std::string, std::weak_ptr<Shared>> known;
+
+    // Never destroyed: a fork may come at any time.
+    static Registry& Get() {
+      static Registry* const registry = [] {
+        pthread_atfork([] { Get().mutex.lock(); }, [] { Get().mutex.unlock(); },
+                       [] {
+                         ++forks;
+                         Get().mutex.unlock();
+                       });
+        return new Registry;
+      }();
+      return *registry;
     }
-    return result;
+  };
+
+  bool IsMine() const { return owner_ == std::this_thread::get_id() && forks_then_ == forks; }
+
+  // 0, or why not: EAGAIN when the time ran out.
+  int Acquire(std::chrono::milliseconds wait) {
+    const int error = TryAtOnce();
+    if (error != EAGAIN || wait.count() <= 0) return error;
+    const auto end = steady_clock::now() + wait;
+    for (;;) {
+      const int again = WaitUntil(end);
+      if (again != EINTR) return again;
+    }
   }
 
-  bool AwaitTurn(std::unique_lock<std::mutex>& lock, steady_clock::time_point deadline) {
-    std::condition_variable turn;
-    queue_.push_back(&turn);
-    const bool come = turn.wait_until(lock, deadline, [&] { return depth_ == 0 && queue_.front() == &turn; });
-    std::erase(queue_, &turn);
-    if (!come) TellNext();  // who was first may have been told, and be leaving
-    return come;
+  // Most locks are had at once: no clock is asked for them.
+  int TryAtOnce() {
+    auto operation = LockOperation();
+    for (sembuf& part : operation) part.sem_flg |= IPC_NOWAIT;
+    return OnSemaphore([&](int id) { return semop(id, operation.data(), operation.size()); });
   }
 
-  // With mutex_ held, as long as which the first of those who wait is there.
-  void TellNext() {
-    if (depth_ == 0 && !queue_.empty()) queue_.front()->notify_one();
+  int WaitUntil(steady_clock::time_point end) {
+    const auto left = std::max(nanoseconds(0), nanoseconds(end - steady_clock::now()));
+    const timespec time = TimespecOf(left);
+    auto operation = LockOperation();
+    return OnSemaphore([&](int id) { return semtimedop(id, operation.data(), operation.size(), &time); });
   }
 
-  Page* page_;
-  std::mutex mutex_;
-  // Guarded by mutex_.
-  std::thread::id owner_;
+  // A semaphore that was removed from the system, as a log-out of its owner may do, is made again: twice in a row is no
+  // chance.
+  template <typename Call>
+  int OnSemaphore(Call&& call) {
+    constexpr int kAttempts = 3;
+    int error = 0;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+      int id = Id();
+      if (id < 0) return errno;
+      error = call(id) == 0 ? 0 : errno;
+      if (error == 0) held_id_ = id;
+      if (error != EIDRM && error != EINVAL) return error;
+      id_.compare_exchange_strong(id, -1);
+    }
+    return error;
+  }
+
+  // The semaphore's id, made if there is none; -1 with errno set.
+  int Id() {
+    int id = id_;
+    if (id < 0) id_ = id = semget(key_, 1, IPC_CREAT | kEverybody);
+    return id;
+  }
+
+  LockProblem Explain(int error) const {
+    using enum LockProblem::Cause;
+    LockProblem problem{.os_error = static_cast<std::uint32_t>(error)};
+    std::array<char, 32> key{};
+    std::snprintf(key.data(), key.size(), "semaphore 0x%08x", static_cast<unsigned>(key_));
+    problem.object = std::string(key.data()) + " (" + name_ + ")";
+    if (error == EAGAIN) {
+      problem.holder = semctl(id_, 0, GETPID);
+      const bool gone = problem.holder > 0 && kill(static_cast<pid_t>(problem.holder), 0) != 0 && errno == ESRCH;
+      problem.cause = gone ? kHolderGone : kHeld;
+    } else {
+      problem.cause = error == EACCES || error == EPERM ? kNoPermission
+                      : error == EINVAL                 ? kForeign
+                      : error == ENOSPC                 ? kNoRoom
+                                                        : kSystem;
+    }
+    return problem;
+  }
+
+  const std::string name_;
+  const key_t key_;
+  std::atomic<int> id_ = -1;
+  // Of the thread that holds it; the others look whether they are it.
+  std::atomic<std::thread::id> owner_{};
+  std::atomic<unsigned> forks_then_ = 0;
   int depth_ = 0;
-  std::deque<std::condition_variable*> queue_;  // one for each thread of this process that waits
+  std::atomic<int> held_id_ = -1;
 };
 
 NamedMutex::NamedMutex(const std::string& name) : shared_(Shared::Of(name)) {}
 NamedMutex::~NamedMutex() = default;
-bool NamedMutex::LockFor(std::chrono::milliseconds wait) { return shared_->LockFor(wait); }
+bool NamedMutex::LockFor(std::chrono::milliseconds wait, LockProblem* problem) {
+  return shared_->LockFor(wait, problem);
+}
 void NamedMutex::Unlock() { shared_->Unlock(); }
+
+void RemoveNamedMutex(const std::string& name) {
+  const int id = semget(SemaphoreKey(name), 1, 0);
+  if (id >= 0) semctl(id, 0, IPC_RMID);
+}
 
 }  // namespace ulix::platform

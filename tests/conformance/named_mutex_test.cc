@@ -48,8 +48,7 @@ int HoldMutex(const std::string& name, const fs::path& file, const std::string& 
 
 class NamedMutexConformance : public testing::Test {
  protected:
-  // Some systems keep a file for each name.
-  ~NamedMutexConformance() override { fs::remove("/dev/shm/ulix." + name); }
+  ~NamedMutexConformance() override { platform::RemoveNamedMutex(name); }
   bool AnotherThreadGetsIt(milliseconds wait) const {
     return std::async(std::launch::async,
                       [&] {
@@ -85,7 +84,10 @@ TEST_F(NamedMutexConformance, IsHeldByAnotherProcessUntilThatUnlocksItOrDies) {
     const std::string command = program + " " + name + " " + file.string() + " " + end;
     const auto process = std::async(std::launch::async, [command] { return std::system(command.c_str()); });
     ASSERT_TRUE(Await([&] { return fs::exists(file); }));
-    EXPECT_FALSE(mutex.LockFor(milliseconds(50)));
+    platform::LockProblem problem;
+    EXPECT_FALSE(mutex.LockFor(milliseconds(50), &problem));
+    EXPECT_EQ(problem.cause, platform::LockProblem::Cause::kHeld);
+    EXPECT_NE(problem.Describe().find(name), std::string::npos) << problem.Describe();
     fs::remove(file);
     ASSERT_TRUE(mutex.LockFor(kLong));
     mutex.Unlock();

@@ -1,44 +1,133 @@
+// The kernel's semaphore behind a named mutex: turns between processes, what becomes of it when a holder is killed,
+// when it is removed or made by somebody else, and in a process that forks. Other processes are children of the test.
 #include "platform/named_mutex.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/sem.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
-#include <filesystem>
-#include <fstream>
+#include <functional>
 #include <future>
 #include <thread>
+#include <vector>
 
+#include "platform/posix/named_semaphore.h"
+#include "tests/support/long_run.h"
 #include "tests/support/unique_name.h"
 
 namespace ulix::platform {
 namespace {
 
-TEST(NamedMutexPageTest, ADamagedPageIsRefused) {
-  for (const std::size_t size : {0u, 7u, 48u, 4096u}) {
-    const std::string name = UniqueName("UlixTest");
-    const std::filesystem::path page = "/dev/shm/ulix." + name;
-    std::ofstream(page) << std::string(size, '\xA5');
-    NamedMutex mutex(name);
-    EXPECT_FALSE(mutex.LockFor(std::chrono::milliseconds(1))) << size;
-    std::filesystem::remove(page);
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kLong{20'000};
+constexpr milliseconds kShort{50};
+
+class ChildOfTest {
+ public:
+  explicit ChildOfTest(const std::function<bool()>& body) : id_(fork()) {
+    if (id_ == 0) _exit(body() ? 0 : 1);
   }
+  ~ChildOfTest() {
+    if (id_ > 0) Kill();
+  }
+  ChildOfTest(ChildOfTest&& other) noexcept : id_(std::exchange(other.id_, 0)) {}
+  void Kill() {
+    kill(id_, SIGKILL);
+    Succeeded();
+  }
+  bool Succeeded() {
+    int status = -1;
+    waitpid(std::exchange(id_, 0), &status, 0);
+    return status == 0;
+  }
+
+ private:
+  pid_t id_;
+};
+
+// What the processes of a test see of one another.
+struct Board {
+  std::atomic<int> turns;
+  std::atomic<int> ready;
+  std::atomic<int> worst;
+};
+
+class NamedMutexProcesses : public testing::Test {
+ protected:
+  ~NamedMutexProcesses() override {
+    RemoveNamedMutex(name_);
+    munmap(board_, sizeof(Board));
+  }
+
+  static void Await(const std::function<bool()>& condition) {
+    const auto end = steady_clock::now() + kLong;
+    while (!condition() && steady_clock::now() < end) std::this_thread::sleep_for(milliseconds(1));
+    EXPECT_TRUE(condition());
+  }
+  // A process that has the mutex until it is killed.
+  ChildOfTest Holder() {
+    const int before = board_->ready;
+    ChildOfTest child([&] {
+      NamedMutex mutex(name_);
+      if (!mutex.LockFor(kLong)) return false;
+      ++board_->ready;
+      for (;;) pause();
+    });
+    Await([&] { return board_->ready > before; });
+    return child;
+  }
+  bool AnotherProcessGetsIt(milliseconds wait) const {
+    return ChildOfTest([&] { return NamedMutex(name_).LockFor(wait); }).Succeeded();
+  }
+
+  const std::string name_ = UniqueName("UlixTest");
+  Board* board_ = new (mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board{};
+};
+
+// Each gives it back and wants it again at once, as a group does that reads a mute instrument. Between its wish and its
+// turn no more than the others' turns pass, but for one that began before the wish was known to the system.
+TEST_F(NamedMutexProcesses, EachWaitsForTheTurnsAheadOfItAlone) {
+  constexpr int kProcesses = 4;
+  constexpr int kTurns = 10;
+  std::vector<ChildOfTest> children;
+  for (int k = 0; k < kProcesses; ++k) {
+    children.emplace_back([&] {
+      NamedMutex mutex(name_);
+      ++board_->ready;
+      while (board_->ready < kProcesses) std::this_thread::yield();
+      int passed = 0;
+      for (int turn = 0; turn < kTurns; ++turn) {
+        const int before = board_->turns;
+        if (!mutex.LockFor(kLong)) return false;
+        passed += board_->turns++ - before;
+        std::this_thread::sleep_for(milliseconds(5));
+        mutex.Unlock();
+      }
+      return passed <= kProcesses * kTurns;
+    });
+  }
+  for (ChildOfTest& child : children) EXPECT_TRUE(child.Succeeded());
 }
 
-// A thread that gives it back and wants it again at once, as a group does that reads a mute instrument.
-TEST(NamedMutexTest, WhoWaitsIsNotOvertaken) {
-  constexpr std::chrono::milliseconds kLong{20'000};
+TEST_F(NamedMutexProcesses, AThreadThatWaitsIsNotOvertakenByOneThatHadIt) {
   constexpr int kTurns = 20;
-  const std::string name = UniqueName("UlixTest");
   std::atomic<bool> stop = false;
   std::atomic<int> holds = 0;
   auto greedy = std::async(std::launch::async, [&] {
-    for (NamedMutex mutex(name); !stop; mutex.Unlock()) {
+    for (NamedMutex mutex(name_); !stop; mutex.Unlock()) {
       if (!mutex.LockFor(kLong)) return;
       ++holds;
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      std::this_thread::sleep_for(milliseconds(2));
     }
   });
-  NamedMutex mutex(name);
+  NamedMutex mutex(name_);
   int waited_for = 0;
   for (int turn = 0; turn < kTurns; ++turn) {
     const int before = holds;
@@ -49,8 +138,91 @@ TEST(NamedMutexTest, WhoWaitsIsNotOvertaken) {
   }
   EXPECT_LE(waited_for, 3 * kTurns) << "the hold that was there, and now and then one that began before the wait";
   stop = true;
-  greedy.wait();
-  std::filesystem::remove("/dev/shm/ulix." + name);
+}
+
+TEST_F(NamedMutexProcesses, AKilledHolderLetsGoAtOnce) {
+  NamedMutex mutex(name_);
+  const int rounds = LongRun("ULIX_KILLED_HOLDERS", 20);
+  for (int round = 0; round < rounds; ++round) {
+    ChildOfTest holder = Holder();
+    ASSERT_FALSE(mutex.LockFor(milliseconds(0)));
+    auto waiting = std::async(std::launch::async, [&] {
+      const bool got = mutex.LockFor(kLong);
+      if (got) mutex.Unlock();
+      return got;
+    });
+    holder.Kill();
+    ASSERT_TRUE(waiting.get()) << round;
+  }
+}
+
+TEST_F(NamedMutexProcesses, AChildHoldsNothingThatItsParentHeld) {
+  NamedMutex mutex(name_);
+  ASSERT_TRUE(mutex.LockFor(kLong));
+  EXPECT_TRUE(ChildOfTest([&] {
+                const bool had = mutex.LockFor(milliseconds(0));
+                mutex.Unlock();  // as whoever held it when the fork came
+                return !had;
+              }).Succeeded());
+  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "the parent has it still";
+  ChildOfTest waits([&] { return mutex.LockFor(kLong); });
+  mutex.Unlock();
+  EXPECT_TRUE(waits.Succeeded());
+  EXPECT_TRUE(mutex.LockFor(kLong)) << "the child ended with it";
+  mutex.Unlock();
+}
+
+TEST_F(NamedMutexProcesses, OneThatIsRemovedIsMadeAgain) {
+  NamedMutex mutex(name_);
+  const ChildOfTest holder = Holder();
+  auto waiting = std::async(std::launch::async, [&] { return mutex.LockFor(kLong); });
+  EXPECT_EQ(waiting.wait_for(kShort), std::future_status::timeout);
+  RemoveNamedMutex(name_);
+  EXPECT_TRUE(waiting.get());
+  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "all find the new one";
+}
+
+TEST_F(NamedMutexProcesses, SaysWhichProcessHasIt) {
+  NamedMutex mutex(name_);
+  ASSERT_TRUE(mutex.LockFor(kLong));
+  LockProblem problem;
+  const bool had = std::async(std::launch::async, [&] { return NamedMutex(name_).LockFor(kShort, &problem); }).get();
+  EXPECT_FALSE(had);
+  EXPECT_EQ(problem.cause, LockProblem::Cause::kHeld);
+  EXPECT_EQ(problem.holder, getpid());
+  mutex.Unlock();
+}
+
+TEST_F(NamedMutexProcesses, SaysWhatIsWrongWithAnObjectThatItDidNotMake) {
+  struct Case {
+    LockProblem::Cause cause;
+    std::function<void(int)> spoil;
+  };
+  const Case cases[] = {{LockProblem::Cause::kHolderGone,
+                         [](int id) {
+                           sembuf take{.sem_num = 0, .sem_op = 1, .sem_flg = 0};
+                           ChildOfTest([&] { return semop(id, &take, 1) == 0; }).Succeeded();
+                         }},
+                        {LockProblem::Cause::kNoPermission, [](int id) {
+                           semid_ds status{};
+                           semctl(id, 0, IPC_STAT, &status);
+                           status.sem_perm.mode = 0600;
+                           semctl(id, 0, IPC_SET, &status);
+                         }}};
+  for (const Case& c : cases) {
+    RemoveNamedMutex(name_);
+    const int id = semget(SemaphoreKey(name_), 1, IPC_CREAT | 0666);
+    ASSERT_GE(id, 0);
+    c.spoil(id);
+    const bool foreign = c.cause == LockProblem::Cause::kNoPermission;
+    if (foreign && getuid() != 0) continue;  // nobody else to be
+    EXPECT_TRUE(ChildOfTest([&] {
+                  if (foreign && setuid(65534) != 0) return false;
+                  LockProblem problem;
+                  const bool had = NamedMutex(name_).LockFor(kShort, &problem);
+                  return !had && problem.cause == c.cause && problem.Describe().find("semaphore 0x554c") == 0;
+                }).Succeeded());
+  }
 }
 
 }  // namespace
