@@ -189,7 +189,10 @@ HRESULT Instrument::ReadCfg() {
 }
 
 HRESULT Instrument::Run() {
-  return WhenConnected([&] { return control_->driver->Run(); });
+  return WhenConnected([&] {
+    const SettingsWatch watch(*this);
+    return control_->driver->Run();
+  });
 }
 
 HRESULT Instrument::Stop() {

@@ -218,6 +218,7 @@ class Instrument {
   Expected<std::string> ProgramFile(bool to_write);
   HRESULT SendOwnProgram(ProgramTransfer& program);
   HRESULT ReadOwnProgram(ProgramTransfer& program);
+  class SettingsWatch;
   HRESULT SendValue(ChannelId channel, float value);
 
   void ResetToDefaults();

@@ -114,6 +114,7 @@ HRESULT Instrument::GetChansVals(std::span<const ChannelId> channels, ChannelArr
 HRESULT Instrument::SendValue(ChannelId channel, float value) {
   const GroupChannel before = control_->channels.Record(channel);
   control_->channels.Replace({channel, value, S_OK, control_->clock.LocalTime(), control_->clock.Now()});
+  const SettingsWatch watch(*this);
   const HRESULT result = control_->driver->WriteChannel(channel, value);
   if (Failed(result)) control_->channels.Replace(before);
   return result;

@@ -30,6 +30,22 @@ HRESULT Instrument::WithGroup(std::uint32_t id, Body&& body) {
   return group ? body(*group) : E_INVALIDARG;
 }
 
+// While it lives, a driver may correct its settings, as one that is told an address out of range: then there is something
+// to save.
+class Instrument::SettingsWatch {
+ public:
+  explicit SettingsWatch(Instrument& instrument) : instrument_(instrument), before_(instrument.settings().Current()) {}
+  ~SettingsWatch() {
+    if (instrument_.settings().Current() != before_) instrument_.MarkDirty();
+  }
+  SettingsWatch(const SettingsWatch&) = delete;
+  SettingsWatch& operator=(const SettingsWatch&) = delete;
+
+ private:
+  Instrument& instrument_;
+  const std::shared_ptr<const std::vector<StoredValue>> before_;
+};
+
 // A member that needs the instrument.
 template <typename Act>
 HRESULT Instrument::WhenConnected(Act&& act) {

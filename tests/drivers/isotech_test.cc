@@ -24,9 +24,11 @@ TEST_F(Isotech, AnAddressOutOfRangeIsSentAndKeptAsTheHighest) {
   const auto address = [&] { return device->settings().TextOf(kSettings[kAddress]); };
   EXPECT_EQ(device->SetChanVal(0, 20000.0), isotechCtlErrOutOfRange);
   EXPECT_EQ(address(), "4294967295") << "no frame was built";
+  EXPECT_FALSE(device->IsDirty());
   device->SetChanVal(0, 1.0);
   EXPECT_EQ(TakeSent().substr(0, 6), "\0049999\002");
   EXPECT_EQ(address(), "99");
+  EXPECT_TRUE(device->IsDirty()) << "there is something to save";
   std::string text = "before";
   EXPECT_EQ(device->Identify(&text), E_NOTIMPL);
   EXPECT_EQ(text, "");
