@@ -9,6 +9,7 @@ namespace ulix {
 enum class Doubt : std::uint8_t {
   kNone,
   kNoNumber,  // the reply held no number; the protocol counts it as 0
+  kNoValue,   // a warning came in place of a value; the channel keeps the one it had
 };
 
 struct Measured {

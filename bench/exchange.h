@@ -14,6 +14,8 @@
 #include "bench/measure.h"
 #include "links/serial_link.h"
 #include "platform/posix/file_descriptor.h"
+#include "sessions/line_framer.h"
+#include "sessions/session.h"
 
 namespace ulix::bench {
 
@@ -42,8 +44,10 @@ inline void AnswerLines(int fd) {
   }
 }
 
+inline constexpr ReplyPlan kReplyPlan = {kReplySize};
+
 // Made before any thread is started.
-class BenchLine {
+class BenchLine : private SessionPeer {
  public:
   BenchLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     if (grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) std::exit(2);
@@ -71,12 +75,18 @@ class BenchLine {
   bool ExchangeByLink() {
     return Succeeded(link.WriteLine(kQuery, '\n', 0)) && !link.ReadLineText(kReplySize, '\n', 0).empty();
   }
-  // As the drivers do it: what came unasked is discarded first.
-  bool ExchangeByDriver() { return Succeeded(link.Purge(true, false)) && ExchangeByLink(); }
+  // As the drivers do it.
+  bool ExchangeByDriver() {
+    return session_.Exchange([](Conversation& talk) { return talk.Query(kQuery, kReplyPlan); }).has_value();
+  }
 
   SerialLink link;
 
  private:
+  Expected<bool> StartSession(Conversation&) override { return true; }
+
+  Session session_{
+      link, std::make_unique<LineFramer>(link, SystemClock(), LineFramer::Options{'\n', kReplySize, {}}), *this, {}};
   platform::FileDescriptor master_;
   platform::FileDescriptor bare_;
   std::string path_;

@@ -2,22 +2,16 @@
 #pragma once
 
 #include "drivers/driver.h"
+#include "tests/support/plain_link.h"
 
 namespace ulix::bench {
 
 class PlainDriver : public Driver {
  public:
-  explicit PlainDriver(const ModelCard& card) : Driver(card) {}
-  HRESULT OpenLink() override { return S_OK; }
-  bool LinkIsOpen() const override { return true; }
-  HRESULT Connect() override { return S_OK; }
-  void Disconnect() override {}
-  Expected<std::string> Identify() override { return std::string(); }
-  std::string CommInfo(Language) const override { return ""; }
-  void ResetCommParams() override {}
-  void SaveCommParams(VariantWriter&) const override {}
-  HRESULT LoadCommParams(VariantReader&) override { return S_OK; }
-  std::span<const ErrorRow> LinkErrors() const override { return {}; }
+  explicit PlainDriver(const ModelCard& card) : Driver(card, PlainWire()) {}
+
+ private:
+  Expected<bool> StartSession(Conversation&) override { return true; }
 };
 
 }  // namespace ulix::bench

@@ -18,7 +18,7 @@ const ErrorRow* FindErrorText(const Driver& driver, HRESULT code) {
   // A server fault during an exchange is shown to the user as the failed read that it is, on whatever link.
   if (code == RPC_E_SERVERFAULT) return FindIn(SerialErrorTexts(), serialCommErrUnableToReadComm);
   if (const ErrorRow* own = FindIn(driver.card().errors, code)) return own;
-  return FindIn(driver.LinkErrors(), code);
+  return FindIn(driver.link().errors(), code);
 }
 
 }  // namespace ulix

@@ -90,9 +90,10 @@ bool Scanner::Take(ChannelId id, const Reading& reading, ChannelArrays& arrays) 
   const bool time_moved = record.read_at != now_;
   // A failure takes part in the dead band as 0; a warning leaves the value as it was, where there is one.
   const bool has_value = record.time != 0.0 && Succeeded(record.error);
-  if (reading.code <= 0) record.value = Failed(reading.code) ? 0.0F : reading.value;
-  record.error = Failed(reading.code) ? reading.code : S_OK;
-  if (reading.code > 0 && !has_value) record.error = kNoValueYet;
+  const bool no_value = reading.doubt == Doubt::kNoValue;
+  if (!no_value) record.value = Failed(reading.code) ? 0.0F : reading.value;
+  record.error = reading.code;
+  if (no_value && !has_value) record.error = kNoValueYet;
   record.time = stamp_;
   record.read_at = now_;
   if (Failed(reading.code) && !Stopped()) FireFailure(control_, reading.code);

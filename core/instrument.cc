@@ -34,7 +34,7 @@ void Instrument::MarkDirty() { dirty_ = true; }
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);
   if (code == E_INVALIDARG) return Text(TextId::kInvalidArgument, options_.language);
-  if (const auto text = control_->driver->Description(code)) return Text(*text, options_.language);
+  if (const auto text = control_->driver->link().Description(code)) return Text(*text, options_.language);
   const ErrorRow* row = FindErrorText(*control_->driver, code);
   return row ? row->long_text.In(options_.language) : std::string();
 }
@@ -72,7 +72,7 @@ HRESULT Instrument::GetCfgText(std::string* text) {
 }
 
 HRESULT Instrument::GetCommInfo(std::string* info) {
-  return Member([&] { return Give(info, control_->driver->CommInfo(options_.language)); });
+  return Member([&] { return Give(info, control_->driver->link().Info(options_.language)); });
 }
 
 HRESULT Instrument::ExplKeyNum(std::int16_t* number) {
@@ -93,55 +93,65 @@ HRESULT Instrument::GetErrorText(HRESULT error, bool short_text, std::int32_t* u
 HRESULT Instrument::GetSerialParams(SerialParams* params) {
   return Member([&]() -> HRESULT {
     if (!params) return E_INVALIDARG;
-    const auto current = control_->driver->GetSerialParams();
-    if (current) *params = *current;
-    return CodeOf(current);
+    const SerialLink* line = control_->driver->link().serial();
+    if (!line) return E_NOTIMPL;
+    *params = line->params();
+    return S_OK;
   });
 }
 
 HRESULT Instrument::SetSerialParams(const SerialParams& params) {
-  return Member([&] {
+  return Member([&]() -> HRESULT {
     if (!CanBeKept(params)) return E_INVALIDARG;
-    const HRESULT result = control_->driver->SetSerialParams(params);
+    SerialLink* line = control_->driver->link().serial();
+    const HRESULT result = line ? line->ChooseParams(params) : E_NOTIMPL;
     if (Succeeded(result)) dirty_ = true;
     return result;
   });
 }
 
 HRESULT Instrument::CheckLink() {
-  return Member([&] { return control_->driver->CheckLink(); });
+  return Member([&] { return control_->driver->link().Check(); });
 }
 
 HRESULT Instrument::GetNetworkAddress(std::optional<NetworkAddress>* address) {
   return Member([&]() -> HRESULT {
     if (!address) return E_INVALIDARG;
-    const auto current = control_->driver->GetNetworkAddress();
-    if (current) *address = *current;
-    return CodeOf(current);
+    const NetworkSetting* network = control_->driver->link().network();
+    if (!network) return E_NOTIMPL;
+    *address = network->address();
+    return S_OK;
   });
 }
 
 HRESULT Instrument::SetNetworkAddress(const std::optional<NetworkAddress>& address) {
-  return Member([&] {
-    const HRESULT result = control_->driver->SetNetworkAddress(address);
-    if (Succeeded(result)) dirty_ = true;
-    return result;
+  return Member([&]() -> HRESULT {
+    NetworkSetting* network = control_->driver->link().network();
+    if (!network) return E_NOTIMPL;
+    network->SetAddress(address);
+    dirty_ = true;
+    return S_OK;
   });
 }
 
-std::span<const std::uint32_t> Instrument::BaudRates() const { return control_->driver->BaudRates(); }
+std::span<const std::uint32_t> Instrument::BaudRates() const {
+  const SerialLink* line = control_->driver->link().serial();
+  return line ? line->baud_rates() : kBaudRates;
+}
+
+SessionStatistics Instrument::Statistics() const { return control_->driver->statistics(); }
 
 HRESULT Instrument::Connect() {
   return Member([&]() -> HRESULT {
     if (connected_) return S_OK;
     auto wait = options_.user_interface ? options_.user_interface->ShowWait() : nullptr;
-    const HRESULT result = control_->driver->Connect();
+    const auto connected = control_->driver->Connect();
     wait.reset();
-    connected_ = result == S_OK;
+    connected_ = connected.value_or(false);
     const auto warning = control_->driver->TakeWarning();
     if (warning && options_.user_interface) options_.user_interface->Warn(*this, Text(*warning, options_.language));
-    if (Failed(result)) FireFailure(*control_, result);
-    return Failed(result) ? result : S_OK;
+    if (!connected) FireFailure(*control_, connected.error());
+    return CodeOf(connected);
   });
 }
 

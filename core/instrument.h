@@ -171,6 +171,8 @@ class Instrument {
   // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL for a model that is on none.
   HRESULT GetNetworkAddress(std::optional<NetworkAddress>* address);
   HRESULT SetNetworkAddress(const std::optional<NetworkAddress>& address);
+  // What the session with the instrument counted since the control was made.
+  SessionStatistics Statistics() const;
   // The rates that its serial line can have.
   std::span<const std::uint32_t> BaudRates() const;
 

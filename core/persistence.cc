@@ -66,7 +66,7 @@ void Instrument::ResetToDefaults() {
     highest_group_ = 0;
   }
   settings().Reset();
-  control_->driver->ResetCommParams();
+  control_->driver->link().ResetParams();
   control_->channels.ResetDirections();
 }
 
@@ -77,7 +77,7 @@ HRESULT Instrument::Save(ByteStream& stream) {
     writer.Ui4(FileVersionMS());
     writer.Ui4(FileVersionLS());
     settings().Save(writer);
-    control_->driver->SaveCommParams(writer);
+    control_->driver->link().SaveParams(writer);
     const auto groups = GroupList();
     writer.Ui2(static_cast<std::uint16_t>(groups.size()));
     for (const auto& group : groups) SaveGroup(writer, *group, control_->channels);
@@ -106,7 +106,7 @@ HRESULT Instrument::Load(ByteStream& stream) {
 
 HRESULT Instrument::LoadRows(VariantReader& reader) {
   if (const HRESULT result = settings().Load(reader); Failed(result)) return result;
-  if (const HRESULT result = control_->driver->LoadCommParams(reader); Failed(result)) return result;
+  if (const HRESULT result = control_->driver->link().LoadParams(reader); Failed(result)) return result;
   if (const HRESULT result = LoadGroups(reader); Failed(result)) return result;
   const auto highest = reader.Ui4();
   if (!highest) return highest.error();

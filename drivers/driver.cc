@@ -2,23 +2,37 @@
 
 namespace ulix {
 
-bool Driver::IsBusy() const {
-  const std::unique_lock exchange(exchange_mutex_, std::try_to_lock);
-  return !exchange.owns_lock();
+Driver::Driver(const ModelCard& card, Wire wire, Facilities facilities)
+    : card_(card),
+      facilities_(facilities),
+      settings_(card.settings),
+      link_(std::move(wire.link)),
+      session_(*link_, std::move(wire.framer), *this, std::move(wire.options)) {}
+
+std::optional<TextId> Driver::TakeWarning() {
+  const int warning = warning_.exchange(kNoWarning);
+  return warning == kNoWarning ? std::nullopt : std::optional(static_cast<TextId>(warning));
 }
 
-const ChannelRow* Driver::RowOf(ChannelId id) const {
-  return id < card_.channels.size() && OffersChannel(id) ? &card_.channels[id] : nullptr;
+ChannelTraits Driver::DescribeChannel(ChannelId id) const {
+  const ChannelRow& row = card_.channels[id];
+  return {.unit = row.unit, .resolution = row.resolution, .limits = {}};
 }
 
-std::string Driver::ChannelUnit(ChannelId id) const {
-  const ChannelRow* row = RowOf(id);
-  return row ? row->unit : "";
+ChannelTraits Driver::TraitsOf(ChannelId id) const {
+  if (id >= card_.channels.size()) return {};
+  ChannelTraits traits = DescribeChannel(id);
+  return traits.offered ? traits : ChannelTraits{};
 }
 
-int Driver::ChannelResolution(ChannelId id) const {
-  const ChannelRow* row = RowOf(id);
-  return row ? row->resolution : kUnknownResolution;
+ChannelLimit Driver::Limit(ChannelId id, int index) const {
+  const ChannelTraits traits = TraitsOf(id);
+  const bool known = index >= 0 && index < static_cast<int>(traits.limits.size());
+  return known ? traits.limits[static_cast<std::size_t>(index)] : ChannelLimit();
+}
+
+Expected<std::string> Driver::AskText(std::string_view query, const ReplyPlan& plan) {
+  return Exchange([&](Conversation& talk) { return talk.QueryText(query, plan); });
 }
 
 }  // namespace ulix

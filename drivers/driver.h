@@ -1,45 +1,29 @@
-// What the core knows of an instrument: one driver owns one link and one configuration record.
+// What the core knows of an instrument: one driver has one session on one link, and one configuration record.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <span>
 #include <string>
 #include <utility>
 
 #include "base/measured.h"
 #include "base/result.h"
-#include "base/variant_stream.h"
 #include "drivers/model_card.h"
 #include "drivers/program_transfer.h"
 #include "drivers/recorded_memory.h"
-#include "links/network_address.h"
-#include "links/serial_link.h"
-#include "links/usb_library.h"
-#include "platform/clock.h"
-#include "platform/socket.h"
+#include "drivers/wire.h"
 #include "resources/texts.h"
+#include "sessions/session.h"
 
 namespace ulix {
 
-// What a driver takes from whoever creates it.
-struct DriverServices {
-  Clock* clock = &SystemClock();
-  platform::PortResolver resolve_port = platform::ResolvePort;
-  platform::SocketMaker make_socket = platform::MakeStreamSocket;
-  UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
-  LinkTrace trace;
-  std::uint32_t timeout_ms = 0;  // replaces the link's read and write timeouts; 0 keeps the driver's own
-};
-
-// One reading of a channel. A negative code is a failure and there is no value; 0 comes with a value; a positive code
-// is a warning: the channel keeps the value it had. The doubt is for reports of our own; hosts are not told.
+// One reading of a channel: a value, or the code that says why there is none.
 struct Reading {
   HRESULT code = S_OK;
   float value = 0.0F;
-  Doubt doubt = Doubt::kNone;
+  Doubt doubt = Doubt::kNone;  // with kNoValue, S_OK comes without a value
 };
 
 inline Reading ReadingOf(const Expected<float>& value) {
@@ -49,110 +33,113 @@ inline Reading ReadingOf(const Expected<Measured>& measured) {
   return measured ? Reading{S_OK, measured->value, measured->doubt} : Reading{.code = measured.error()};
 }
 
-// A connection that failed without an error: the instrument heard the question and would not say what it is.
-inline constexpr HRESULT kNotConnected = 1;
-
 struct ChannelLimit {
   float value = 0.0F;
   eLimitLevel level = LimitNo;
 };
 
+// A channel of the model's table as the instrument is set, or as it said.
+struct ChannelTraits {
+  bool offered = true;  // false: the instrument does not have it
+  std::string unit;
+  int resolution = kUnknownResolution;
+  std::array<ChannelLimit, 2> limits;
+};
+
+// What an instrument has besides channels; null for what it has not.
+struct Facilities {
+  RecordedMemory* memory = nullptr;
+  ProgramTransfer* program = nullptr;
+};
+
 // Members that use the link may be called from several threads: each whole exchange (query and reply, or a sequence
-// that belongs together) holds the driver's exchange lock. Failures are the link's codes and those of the model's card.
-// None of them needs the connection; whoever calls them checks it.
-class Driver {
+// that belongs together) is one Session::Exchange. Failures are the link's codes and those of the model's card. None of
+// them needs the connection; whoever calls them checks it.
+class Driver : protected SessionPeer {
  public:
-  explicit Driver(const ModelCard& card) : card_(card), settings_(card.settings) {}
-  virtual ~Driver() = default;
+  Driver(const ModelCard& card, Wire wire, Facilities facilities = {});
+  ~Driver() override = default;
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
 
   const ModelCard& card() const { return card_; }
   Settings& settings() { return settings_; }
   const Settings& settings() const { return settings_; }
+  Link& link() { return *link_; }
+  const Link& link() const { return *link_; }
 
-  // Opens the link without a word to the instrument; S_OK when it is open.
-  virtual HRESULT OpenLink() = 0;
-  virtual bool LinkIsOpen() const = 0;
-  // Whether the device is still on its line: what a reading would fail with if it went, as far as that can be told
-  // without a word to it and without a wait.
-  virtual HRESULT Presence() { return S_OK; }
-  // Between the two no exchange waits for the instrument any longer: one that does fails soon, as if it were mute. They
-  // nest. Nothing where the link's waits cannot be ended.
-  virtual void InterruptWaits() {}
-  virtual void ResumeWaits() {}
-  // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
-  virtual HRESULT CheckLink() { return S_OK; }
-
-  // Opens the link and makes sure that the instrument is the model. A failure closes the link again, and so does
-  // kNotConnected.
-  virtual HRESULT Connect() = 0;
-  // Hands the instrument back and closes the link; what the instrument thinks of it does not matter.
-  virtual void Disconnect() = 0;
+  // As of the session and the link.
+  HRESULT OpenLink() { return session_.Open(); }
+  bool LinkIsOpen() const { return session_.IsOpen(); }
+  Expected<bool> Connect() { return session_.Connect(); }
+  void Disconnect() { session_.Disconnect(); }
+  HRESULT Presence() { return session_.Presence(); }
+  void InterruptWaits() { session_.InterruptWaits(); }
+  void ResumeWaits() { session_.ResumeWaits(); }
+  bool IsBusy() const { return session_.IsBusy(); }
+  SessionState state() const { return session_.state(); }
+  SessionStatistics statistics() const { return session_.statistics(); }
   // What the user is to be told of the last connection although it is no failure; once.
-  virtual std::optional<TextId> TakeWarning() { return std::nullopt; }
-  // The reply to the identification query, as it came.
-  virtual Expected<std::string> Identify() = 0;
+  std::optional<TextId> TakeWarning();
+
+  // The reply to the identification query, as it came; E_NOTIMPL for an instrument that has no such query.
+  virtual Expected<std::string> Identify() { return Failure(E_NOTIMPL); }
   // What the instrument says of its version.
   virtual Expected<std::string> DeviceVersion() { return Identify(); }
 
   // Both succeed where the instrument has no configuration to be told or asked.
   virtual HRESULT SendCfg() { return S_OK; }
-  // Changes the record only when all of it was read.
+  // Changes the record only when all of it was read. Of an instrument whose channels are its own affair: asks it which
+  // ones it has.
   virtual HRESULT ReadCfg() { return S_OK; }
 
   // E_INVALIDARG for a channel that cannot be read (written).
-  virtual Reading ReadChannel(ChannelId id) = 0;
+  virtual Reading ReadChannel(ChannelId) { return {.code = E_INVALIDARG}; }
   virtual HRESULT WriteChannel(ChannelId, float) { return E_INVALIDARG; }
 
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
-  // Whether the instrument has this channel of its model's table, the way it is set.
-  virtual bool OffersChannel(ChannelId) const { return true; }
   // Of a channel that the model has.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
+  // As in the card, unless the driver knows better; asked for channels that the model has.
+  virtual ChannelTraits DescribeChannel(ChannelId id) const;
+
+  // Whether the instrument has this channel of its model's table, the way it is set.
+  bool OffersChannel(ChannelId id) const { return DescribeChannel(id).offered; }
   // Asks the instrument which channels it has, where that is up to the instrument.
-  virtual HRESULT RefreshChannels() { return S_OK; }
-  // As in the card; "" and 6 for an unknown channel or one that is not offered.
-  virtual std::string ChannelUnit(ChannelId id) const;
-  virtual int ChannelResolution(ChannelId id) const;
-  virtual ChannelLimit Limit(ChannelId, int) const { return {}; }
+  HRESULT RefreshChannels() { return card_.channels_in_instrument ? ReadCfg() : S_OK; }
+  // "" and 6 for an unknown channel or one that is not offered; no limit.
+  std::string ChannelUnit(ChannelId id) const { return TraitsOf(id).unit; }
+  int ChannelResolution(ChannelId id) const { return TraitsOf(id).resolution; }
+  ChannelLimit Limit(ChannelId id, int index) const;
 
-  // The link's settings and texts.
-  virtual std::string CommInfo(Language language) const = 0;
-  virtual void ResetCommParams() = 0;
-  virtual void SaveCommParams(VariantWriter& writer) const = 0;
-  virtual HRESULT LoadCommParams(VariantReader& reader) = 0;
-  virtual std::span<const ErrorRow> LinkErrors() const = 0;
-  // The serial settings, where the link is a serial one; E_NOTIMPL where it is not. They take effect at the next open.
-  virtual Expected<SerialParams> GetSerialParams() const { return Failure(E_NOTIMPL); }
-  virtual HRESULT SetSerialParams(const SerialParams&) { return E_NOTIMPL; }
-  // The rates to choose from.
-  virtual std::span<const std::uint32_t> BaudRates() const { return kBaudRates; }
-  // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL where it always is.
-  virtual Expected<std::optional<NetworkAddress>> GetNetworkAddress() const { return Failure(E_NOTIMPL); }
-  virtual HRESULT SetNetworkAddress(const std::optional<NetworkAddress>&) { return E_NOTIMPL; }
-  // What error information says of a code in place of its own text.
-  virtual std::optional<TextId> Description(HRESULT) const { return std::nullopt; }
-
-  // What else the instrument has; null for what it has not.
-  virtual RecordedMemory* memory() { return nullptr; }
-  virtual ProgramTransfer* program() { return nullptr; }
-
-  // Whether another thread is in the middle of an exchange.
-  bool IsBusy() const;
+  RecordedMemory* memory() const { return facilities_.memory; }
+  ProgramTransfer* program() const { return facilities_.program; }
 
  protected:
-  // Held over whole exchanges, so that a reply goes to the thread that asked. Each link wait inside is bounded.
-  mutable std::recursive_mutex exchange_mutex_;
+  Session& session() { return session_; }
+  // One exchange (sessions/session.h).
+  template <typename Body>
+  auto Exchange(Body&& body) {
+    return session_.Exchange(std::forward<Body>(body));
+  }
+  // An exchange of one query for a text.
+  Expected<std::string> AskText(std::string_view query, const ReplyPlan& plan);
+  // A handshake that ended with the code.
+  static Expected<bool> Started(HRESULT result) { return Failed(result) ? Failure(result) : Expected<bool>(true); }
+  void Warn(TextId warning) { warning_ = static_cast<int>(warning); }
 
  private:
-  // Null for a channel that the model does not have, or does not offer.
-  const ChannelRow* RowOf(ChannelId id) const;
+  ChannelTraits TraitsOf(ChannelId id) const;
 
+  static constexpr int kNoWarning = -1;
   const ModelCard& card_;
+  const Facilities facilities_;
   Settings settings_;
+  std::atomic<int> warning_ = kNoWarning;
+  const std::unique_ptr<Link> link_;
+  Session session_;
 };
 
 // While it lives, a driver's waits end.

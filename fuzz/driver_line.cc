@@ -36,7 +36,7 @@ void CheckReading(const Reading& reading) {
 }
 
 void Exchange(Driver& driver, FakeLine& line, bool takes_nothing) {
-  CheckCode(driver.Connect());
+  CheckCode(CodeOf(driver.Connect()));
   if (takes_nothing) line.bytes_taken = 0;
   CheckSilent(line, [&] { return driver.OpenLink(); });
   const auto record = driver.settings().Snapshot();

@@ -44,13 +44,13 @@ void CheckCode(const ModelCard& card, HRESULT code) {
                     IsOneOf(code, winUsbCommErrUnableToOpenComm, winUsbCommErrGuidNotFound);
   const HRESULT block = card.link == LinkKind::kModbus ? 0xFFFF : 0x1FF;
   const bool model = IsOneOf(code, card.exception_code, card.exception_code + block);
-  const bool common = code == S_OK || code == 1 || code == E_INVALIDARG || code == E_NOTIMPL;
+  const bool common = code == S_OK || code == E_INVALIDARG || code == E_NOTIMPL;
   Require(link || model || common, "an exchange ends with a published code");
 }
 
 void Exchange(Driver& driver) {
   const ModelCard& card = driver.card();
-  CheckCode(card, driver.Connect());
+  CheckCode(card, CodeOf(driver.Connect()));
   CheckCode(card, driver.OpenLink());
   const auto record = driver.settings().Snapshot();
   const HRESULT read = driver.ReadCfg();

@@ -16,6 +16,7 @@ enum Exception : std::uint8_t { kIllegalFunction = 1, kIllegalAddress = 2, kIlle
 inline constexpr std::size_t kMaxRead = 125;
 inline constexpr std::size_t kMaxWritten = 123;
 inline constexpr std::size_t kLongestPdu = 253;
+inline constexpr int kMaxReply = kLongestPdu + 1;  // in a place that holds one with a terminator
 
 void AppendWord(std::string& bytes, std::uint16_t value);  // high byte first
 std::uint16_t WordAt(std::string_view bytes, std::size_t at);

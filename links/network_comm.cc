@@ -51,6 +51,7 @@ platform::SocketWait CNetworkComm::AwaitReadable() {
 }
 
 HRESULT CNetworkComm::Send(const char* data, std::int32_t* length) {
+  if (*length < 0) return E_INVALIDARG;
   const auto wait =
       socket_ ? socket_->AwaitWritable(std::chrono::seconds(timeout_seconds_)) : platform::SocketWait::kFailed;
   if (wait == platform::SocketWait::kTimedOut) return Fail(networkCommErrUnableToWriteComm, kNotSent);

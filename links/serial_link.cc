@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/trace.h"
+#include "links/serial_errors.h"
 #include "platform/code_page.h"
 
 namespace ulix {
@@ -14,8 +15,18 @@ constexpr std::uint32_t kReceiveQueue = 2000;
 constexpr std::uint32_t kTransmitQueue = 1000;
 constexpr platform::SerialTimeouts kDefaultTimeouts = {.read_ms = 1000, .write_ms = 1000};
 
-bool IsSupportedRate(std::uint32_t rate) {
-  return std::find(kBaudRates.begin(), kBaudRates.end(), rate) != kBaudRates.end();
+constexpr LinkCodes kCodes = {.unopened = serialCommErrUnableToOpenComm,
+                              .closed = serialCommErrCommClosed,
+                              .unwritten = serialCommErrUnableToWriteComm,
+                              .unread = serialCommErrUnableToReadComm,
+                              .lost_reading = serialCommErrUnableToReadComm};
+
+bool IsOneOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
+  return std::find(rates.begin(), rates.end(), rate) != rates.end();
+}
+
+bool RanOutOfTime(const platform::IoResult& result) {
+  return result.outcome == platform::IoOutcome::kNoFirstByte || result.outcome == platform::IoOutcome::kStoppedMidway;
 }
 
 }  // namespace
@@ -47,7 +58,11 @@ class SerialLink::ReadTimeout {
     if (timeout_ms != 0) applied_ = changed_ = link.Apply({timeout_ms, saved_.write_ms});
   }
   bool applied() const { return applied_; }
-  bool Restore() { return !changed_ || link_.Apply(saved_); }
+  // What the read comes to once the timeout is put back.
+  LinkOutcome Restore(LinkOutcome read) {
+    if (!changed_ || link_.Apply(saved_)) return applied_ ? read : LinkOutcome::kNotSet;
+    return LinkOutcome::kNotPutBack;
+  }
 
  private:
   SerialLink& link_;
@@ -61,20 +76,32 @@ SerialLink::SerialLink(Options options)
 
 // Runs an operation on the open port under the machine-wide mutex.
 template <typename Body>
-HRESULT SerialLink::WithPort(Body&& body) {
-  if (!open_) return serialCommErrCommClosed;
-  HRESULT result = E_FAIL;
+LinkOutcome SerialLink::WithPort(Body&& body) {
+  if (!open_) return LinkOutcome::kNotOpen;
+  LinkOutcome result = LinkOutcome::kNoTurn;
   HeldTrace::Pieces passed;
   if (const Hold hold(*this); hold) {
-    result = port_ ? body() : serialCommErrCommClosed;  // closed while this call waited
+    result = port_ ? body() : LinkOutcome::kNotOpen;  // closed while this call waited
     passed = trace_.Take();
   }
   trace_.Tell(passed);
   return result;
 }
 
-void SerialLink::Note(const platform::IoResult& result) {
+LinkOutcome SerialLink::Note(const platform::IoResult& result) {
   if (result.outcome == platform::IoOutcome::kLinkLost) lost_ = true;
+  return OutcomeOf(result.outcome);
+}
+
+LinkCodes SerialLink::codes() const { return kCodes; }
+
+std::span<const ErrorRow> SerialLink::errors() const { return SerialErrorTexts(); }
+
+HRESULT SerialLink::LoadParams(VariantReader& reader) {
+  SerialParams loaded = params();
+  const HRESULT result = ulix::LoadParams(reader, loaded);
+  SetParams(loaded);
+  return result;
 }
 
 SerialParams SerialLink::params() const {
@@ -85,6 +112,16 @@ SerialParams SerialLink::params() const {
 void SerialLink::SetParams(const SerialParams& params) {
   const std::lock_guard lock(params_mutex_);
   params_ = params;
+}
+
+bool SerialLink::TakesRate(std::uint32_t rate) const {
+  return IsOneOf(options_.baud_rates, rate) || (options_.other_rates && IsOneOf(kBaudRates, rate));
+}
+
+HRESULT SerialLink::ChooseParams(const SerialParams& params) {
+  if (!options_.other_rates && !TakesRate(params.baudRate)) return E_INVALIDARG;
+  SetParams(params);
+  return S_OK;
 }
 
 HRESULT SerialLink::Open() { return Open(Device::kAnew); }
@@ -117,12 +154,14 @@ bool SerialLink::Prepare(platform::SerialPort& port, const SerialParams& wanted)
   port.Purge(true, true);
   if (!port.SetTimeouts(kDefaultTimeouts) || !port.Configure(LineSettingsOf(wanted))) return false;
   Remember(kDefaultTimeouts);
+  character_time_ = platform::TransmissionTime(LineSettingsOf(wanted), 1);
+  wire_free_ = {};
   return true;
 }
 
 platform::OpenResult SerialLink::OpenDevice(Device device, const SerialParams& wanted) {
   // Some systems take a rate of zero or of their own choice; none is asked.
-  if (!IsSupportedRate(wanted.baudRate)) return {nullptr, {.cause = platform::OpenFailureCause::kSettings}};
+  if (!TakesRate(wanted.baudRate)) return {nullptr, {.cause = platform::OpenFailureCause::kSettings}};
   const platform::PortResolution found = Bind(device, wanted);
   return found.port ? found.port->Open() : platform::OpenResult{nullptr, found.failure};
 }
@@ -168,7 +207,15 @@ bool SerialLink::DeviceIsThere() {
 }
 
 HRESULT SerialLink::SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) {
-  return WithPort([&] { return Apply({read_ms, write_ms}) ? S_OK : E_FAIL; });
+  const LinkOutcome set = WithPort([&] {
+    return Apply({read_ms, write_ms}) ? LinkOutcome::kComplete : LinkOutcome::kNotPutBack;
+  });
+  return CodeOfStep(LinkStep::kWrite, set);
+}
+
+HRESULT SerialLink::ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) {
+  if (read_ms == 0 && write_ms == 0) return S_OK;
+  return SetTimeouts(read_ms != 0 ? read_ms : read_ms_.load(), write_ms != 0 ? write_ms : write_ms_.load());
 }
 
 HRESULT SerialLink::GetTimeouts(std::uint32_t* read_ms, std::uint32_t* write_ms) const {
@@ -191,63 +238,103 @@ bool SerialLink::Apply(const platform::SerialTimeouts& timeouts) {
   return applied;
 }
 
+void SerialLink::NoteWritten(std::size_t count) {
+  wire_free_ = std::max(wire_free_, options_.clock->Now()) + character_time_ * count;
+}
+
+Milliseconds SerialLink::TimeLeftOnWire() {
+  const auto left = std::chrono::ceil<Milliseconds>(wire_free_ - options_.clock->Now());
+  return std::max(left, Milliseconds(0));
+}
+
 HRESULT SerialLink::WriteString(std::string_view text, std::uint32_t timeout_ms) {
-  return WithPort([&] { return WriteTextLocked(text, timeout_ms); });
+  return CodeOfStep(LinkStep::kWrite, SendLine(text, '\0', timeout_ms));
 }
 
 HRESULT SerialLink::WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms) {
+  return CodeOfStep(LinkStep::kWrite, SendLine(text, terminator, timeout_ms));
+}
+
+HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms) {
+  return CodeOfStep(LinkStep::kWrite, SendBytes(bytes, timeout_ms));
+}
+
+LinkOutcome SerialLink::SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms) {
   return WithPort([&] {
-    const HRESULT result = WriteTextLocked(text, timeout_ms);
-    if (Failed(result) || terminator == '\0') return result;
+    const LinkOutcome sent = WriteTextLocked(text, timeout_ms);
+    if (!IsComplete(sent) || terminator == '\0') return sent;
     return WriteTextLocked(std::string_view(&terminator, 1), timeout_ms);
   });
 }
 
-HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms) {
+LinkOutcome SerialLink::SendBytes(std::string_view bytes, std::uint32_t timeout_ms) {
   return WithPort([&] { return WriteLocked(bytes, timeout_ms); });
 }
 
-HRESULT SerialLink::WriteTextLocked(std::string_view text, std::uint32_t timeout_ms) {
+LinkOutcome SerialLink::WriteTextLocked(std::string_view text, std::uint32_t timeout_ms) {
   std::string oem(text);
   platform::OemFromAnsi(oem);
   return WriteLocked(oem, timeout_ms);
 }
 
-HRESULT SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms) {
+LinkOutcome SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeout_ms) {
   const platform::SerialTimeouts saved = timeouts();
-  if (timeout_ms != 0 && !Apply({saved.read_ms, timeout_ms})) return serialCommErrUnableToWriteComm;
+  if (timeout_ms != 0 && !Apply({saved.read_ms, timeout_ms})) return LinkOutcome::kNotSet;
   const platform::IoResult written = port_->Write(bytes);
-  Note(written);
+  NoteWritten(written.count);
   trace_.Note(TraceDirection::kSent, bytes.substr(0, written.count));
   if (written.outcome != platform::IoOutcome::kComplete) {
     port_->ClearError();
-    return serialCommErrUnableToWriteComm;  // the given timeout stays in force, as programs have come to expect
+    return Note(written);  // the given timeout stays in force, as programs have come to expect
   }
-  return timeout_ms == 0 || Apply(saved) ? S_OK : E_FAIL;
+  return timeout_ms == 0 || Apply(saved) ? LinkOutcome::kComplete : LinkOutcome::kNotPutBack;
+}
+
+// A read that ran out of time while bytes were still leaving goes on for the rest of its time.
+platform::IoResult SerialLink::ReadFrom(std::span<char> bytes) {
+  const platform::IoResult got = port_->Read(bytes);
+  if (got.count > 0) wire_free_ = {};  // it answers what has left
+  const platform::SerialTimeouts own = timeouts();
+  if (!RanOutOfTime(got) || own.read_ms == 0 || wire_free_ == MonotonicTime{}) return got;
+  const auto end = std::exchange(wire_free_, {}) + Milliseconds(own.read_ms);
+  const auto left = std::chrono::ceil<Milliseconds>(end - options_.clock->Now()).count();
+  if (left <= 0 || !Apply({static_cast<std::uint32_t>(left), own.write_ms})) return got;
+  platform::IoResult more = port_->Read(bytes.subspan(got.count));
+  Apply(own);
+  more.count += got.count;
+  if (more.outcome == platform::IoOutcome::kNoFirstByte) more.outcome = got.outcome;
+  return more;
 }
 
 HRESULT SerialLink::ReadLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms) {
-  if (!open_) return serialCommErrCommClosed;
-  if (buffer.size() < 2) return S_OK;
-  return WithPort([&] { return ReadLineLocked(buffer, terminator, timeout_ms); });
+  const Received got = ReceiveLine(buffer, terminator, timeout_ms);
+  return CodeOfStep(LinkStep::kRead, got.outcome);
 }
 
-HRESULT SerialLink::ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms) {
+SerialLink::Received SerialLink::ReceiveLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms) {
+  Received got;
+  if (!open_) return {LinkOutcome::kNotOpen};
+  if (buffer.size() < 2) return got;
+  got.outcome = WithPort([&] { return ReadLineLocked(buffer, terminator, timeout_ms, got.count); });
+  return got;
+}
+
+LinkOutcome SerialLink::ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms,
+                                       std::size_t& filled) {
   ReadTimeout timeout(*this, timeout_ms);
-  std::size_t filled = 0;
-  const HRESULT read = timeout.applied() ? ReadUpTo(buffer, terminator, filled) : serialCommErrUnableToReadComm;
-  const bool restored = timeout.Restore();
+  const LinkOutcome read = timeout.applied() ? ReadUpTo(buffer, terminator, filled) : LinkOutcome::kNotSet;
+  const LinkOutcome result = timeout.Restore(read);
   // Text is converted after a failed read too, as far as it came.
-  if (oemConversion && timeout.applied() && restored) platform::AnsiFromOem(buffer.first(filled));
-  return restored ? read : E_FAIL;
+  if (oemConversion && timeout.applied() && result == read) platform::AnsiFromOem(buffer.first(filled));
+  return result;
 }
 
 // `filled` counts the bytes read, the terminator not among them.
-HRESULT SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled) {
+LinkOutcome SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled) {
   platform::IoResult got;
   while (filled < buffer.size() - 1) {
     last_error_ = 0;
-    got = port_->Read(buffer.subspan(filled, 1));
+    got = ReadFrom(buffer.subspan(filled, 1));
     if (got.outcome != platform::IoOutcome::kComplete || buffer[filled] == terminator) break;
     ++filled;
   }
@@ -256,12 +343,12 @@ HRESULT SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_
   trace_.Note(TraceDirection::kReceived, std::string_view(buffer.data(), filled + (terminated ? 1 : 0)));
   if (complete) {
     buffer[filled] = '\0';
-    return S_OK;
+    return terminated ? LinkOutcome::kComplete : LinkOutcome::kTooLong;
   }
-  Note(got);
   last_error_ = got.os_error;
   port_->ClearError();
-  return serialCommErrUnableToReadComm;
+  if (got.outcome == platform::IoOutcome::kNoFirstByte && filled > 0) got.outcome = platform::IoOutcome::kStoppedMidway;
+  return Note(got);
 }
 
 std::string SerialLink::ReadLineText(int buffer_size, char terminator, std::uint32_t timeout_ms) {
@@ -270,28 +357,38 @@ std::string SerialLink::ReadLineText(int buffer_size, char terminator, std::uint
   return Failed(ReadLine(line, terminator, timeout_ms)) ? std::string() : std::string(buffer.data());
 }
 
+// A short read is a success, and how short is not told: owners know their frames.
 HRESULT SerialLink::ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms) {
-  if (!open_) return serialCommErrCommClosed;
-  if (buffer.empty()) return S_OK;
-  return WithPort([&]() -> HRESULT {
-    ReadTimeout timeout(*this, timeout_ms);
-    HRESULT result = serialCommErrUnableToReadComm;
-    if (timeout.applied()) {
-      const platform::IoResult got = port_->Read(buffer);
-      Note(got);
-      trace_.Note(TraceDirection::kReceived, std::string_view(buffer.data(), got.count));
-      if (got.count > 0 && got.outcome != platform::IoOutcome::kLinkLost) result = S_OK;
-      if (Failed(result)) port_->ClearError();
-    }
-    return timeout.Restore() ? result : E_FAIL;
-  });
+  const Received got = ReceiveBytes(buffer, timeout_ms);
+  const bool some = got.count > 0 && got.outcome != LinkOutcome::kLinkLost && got.outcome != LinkOutcome::kNotPutBack;
+  return some ? S_OK : CodeOfStep(LinkStep::kRead, got.outcome);
 }
 
-HRESULT SerialLink::Purge(bool input, bool output) {
-  if (!input && !output) return S_OK;
+SerialLink::Received SerialLink::ReceiveBytes(std::span<char> buffer, std::uint32_t timeout_ms) {
+  Received got;
+  if (!open_) return {LinkOutcome::kNotOpen};
+  if (buffer.empty()) return got;
+  got.outcome = WithPort([&] { return ReadBytesLocked(buffer, timeout_ms, got.count); });
+  return got;
+}
+
+LinkOutcome SerialLink::ReadBytesLocked(std::span<char> buffer, std::uint32_t timeout_ms, std::size_t& count) {
+  ReadTimeout timeout(*this, timeout_ms);
+  if (!timeout.applied()) return LinkOutcome::kNotSet;
+  const platform::IoResult got = ReadFrom(buffer);
+  count = got.count;
+  trace_.Note(TraceDirection::kReceived, std::string_view(buffer.data(), count));
+  if (count == 0 || got.outcome == platform::IoOutcome::kLinkLost) port_->ClearError();
+  return timeout.Restore(Note(got));
+}
+
+HRESULT SerialLink::Purge(bool input, bool output) { return CodeOfStep(LinkStep::kWrite, Discard(input, output)); }
+
+LinkOutcome SerialLink::Discard(bool input, bool output) {
+  if (!input && !output) return LinkOutcome::kComplete;
   return WithPort([&] {
     port_->Purge(input, output);
-    return S_OK;
+    return LinkOutcome::kComplete;
   });
 }
 

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "base/result.h"
+#include "links/link.h"
 #include "links/link_trace.h"
 #include "links/serial_params.h"
 #include "platform/named_mutex.h"
@@ -29,13 +30,17 @@ inline constexpr const char* kPortMutexName = "SerialComMutex1";
 //
 // Timeouts are in milliseconds. As an argument, 0 keeps the port's own (1000 each way after Open); another value
 // replaces it for that call. Reading goes byte by byte, so that nothing behind a terminator is taken: the timeout
-// bounds the silence before each byte, not the line.
-class SerialLink {
+// bounds the silence before each byte, not the line. A system takes what is written before it has left: the wait for
+// the first byte begins when the written bytes have had their time on the line.
+class SerialLink final : public Link {
  public:
   struct Options {
     platform::PortResolver resolve_port = platform::ResolvePort;
     std::chrono::milliseconds lock_wait{60000};
     LinkTrace trace;
+    Clock* clock = &SystemClock();
+    std::span<const std::uint32_t> baud_rates = kBaudRates;  // to choose from
+    bool other_rates = true;                                 // whether those of kBaudRates are taken as well
   };
 
   SerialLink() : SerialLink(Options{}) {}
@@ -46,31 +51,42 @@ class SerialLink {
   // The settings that the next Open will use.
   SerialParams params() const;
   void SetParams(const SerialParams& params);
+  // As a host sets them: E_INVALIDARG for a rate that the link never has.
+  HRESULT ChooseParams(const SerialParams& params);
   // Whether received text is converted from the OEM code page. Text is always converted when sent.
   bool oemConversion = true;
 
   // Finds the device of the params' port and opens it. serialCommErrUnableToOpenComm when the port is not there, is in
   // use, or refuses the settings; S_OK when already open, whatever the fields say now.
-  HRESULT Open();
-  // As Open, but the device that the last Open found and no other, whatever has its number or its path by now. For who
-  // reconnects.
-  HRESULT Reopen();
-  HRESULT Close();
+  HRESULT Open() override;
+  // The device that the last Open found and no other, whatever has its number or its path by now.
+  HRESULT Reopen() override;
+  HRESULT Close() override;
   // Why the last Open or Reopen failed.
   platform::OpenFailure open_failure() const;
-  bool IsOpen() const { return open_; }
-  // Whether the device went since it was opened. The link stays open: whoever owns it closes it and opens it again.
-  bool IsLost() const { return lost_; }
-  // Asks the system, not the instrument: no wait for the mutex and no byte on the line. A device that went is lost from
-  // then on. Not while another thread reads or writes.
-  bool DeviceIsThere();
-  // Between the two no read waits for more than what has come: one that waits fails soon, whichever port it is on. They
-  // nest.
-  void InterruptReads() { AddInterruptions(1); }
-  void ResumeReads() { AddInterruptions(-1); }
+  bool IsOpen() const override { return open_; }
+  bool IsLost() override { return lost_; }
+  // Without a wait for the mutex. A device that went is lost from then on. Not while another thread reads or writes.
+  bool DeviceIsThere() override;
+  void InterruptReads() override { AddInterruptions(1); }
+  void ResumeReads() override { AddInterruptions(-1); }
+
+  LinkCodes codes() const override;
+  HRESULT CodeWhileLost(HRESULT) const override { return serialCommErrCommClosed; }
+  std::span<const ErrorRow> errors() const override;
+  std::string Info(Language language) const override { return CommInfoText(params(), language); }
+  void ResetParams() override { SetParams(SerialParams()); }
+  void SaveParams(VariantWriter& writer) const override { ulix::SaveParams(writer, params()); }
+  HRESULT LoadParams(VariantReader& reader) override;
+  SerialLink* serial() override { return this; }
+  // The rates that a person may choose from.
+  std::span<const std::uint32_t> baud_rates() const { return options_.baud_rates; }
 
   // E_FAIL when the port refuses. Until the next Close.
   HRESULT SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms);
+  HRESULT ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) override;
+  Milliseconds read_timeout() const override { return Milliseconds(read_ms_); }
+  Milliseconds TimeLeftOnWire() override;
   HRESULT GetTimeouts(std::uint32_t* read_ms, std::uint32_t* write_ms) const;
 
   // serialCommErrUnableToWriteComm when not every byte went out; a timeout given with that call then stays in force.
@@ -91,6 +107,18 @@ class SerialLink {
   // S_OK at once when both are false, even when closed.
   HRESULT Purge(bool input, bool output);
 
+  // The same operations for a session, which wants to know what came of them.
+  struct Received {
+    LinkOutcome outcome = LinkOutcome::kComplete;
+    std::size_t count = 0;  // bytes read, zeros among them, without the terminator
+  };
+  LinkOutcome SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms);
+  LinkOutcome SendBytes(std::string_view bytes, std::uint32_t timeout_ms);
+  // kTooLong when all but the last place of the buffer was filled.
+  Received ReceiveLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
+  Received ReceiveBytes(std::span<char> buffer, std::uint32_t timeout_ms);
+  LinkOutcome DiscardInput() { return Discard(true, false); }
+
   // The system's error code of the last byte that ReadLine could not read; 0 when the read only ran out of time.
   std::uint32_t lastError() const { return last_error_; }
 
@@ -98,7 +126,7 @@ class SerialLink {
   class Hold;
   class ReadTimeout;
   template <typename Body>
-  HRESULT WithPort(Body&& body);
+  LinkOutcome WithPort(Body&& body);
   void SetPort(std::unique_ptr<platform::SerialPort> port);
   void AddInterruptions(int count);
   enum class Device { kAnew, kBound };
@@ -107,15 +135,21 @@ class SerialLink {
   platform::OpenResult OpenDevice(Device device, const SerialParams& wanted);
   platform::PortResolution Bind(Device device, const SerialParams& wanted);
   bool Prepare(platform::SerialPort& port, const SerialParams& wanted);
-  HRESULT ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
-  HRESULT ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
-  HRESULT WriteTextLocked(std::string_view text, std::uint32_t timeout_ms);
-  HRESULT WriteLocked(std::string_view bytes, std::uint32_t timeout_ms);
+  bool TakesRate(std::uint32_t rate) const;
+  LinkOutcome Discard(bool input, bool output);
+  LinkOutcome ReadLineLocked(std::span<char> buffer, char terminator, std::uint32_t timeout_ms, std::size_t& filled);
+  LinkOutcome ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled);
+  LinkOutcome ReadBytesLocked(std::span<char> buffer, std::uint32_t timeout_ms, std::size_t& count);
+  platform::IoResult ReadFrom(std::span<char> bytes);
+  LinkOutcome WriteTextLocked(std::string_view text, std::uint32_t timeout_ms);
+  LinkOutcome WriteLocked(std::string_view bytes, std::uint32_t timeout_ms);
+  HRESULT CodeOfStep(LinkStep step, LinkOutcome outcome) const { return PublishedCode(codes(), step, outcome); }
   // The timeouts in force, kept beside the port so that GetTimeouts needs no lock.
   platform::SerialTimeouts timeouts() const;
   void Remember(const platform::SerialTimeouts& timeouts);
   bool Apply(const platform::SerialTimeouts& timeouts);
-  void Note(const platform::IoResult& result);
+  void NoteWritten(std::size_t count);
+  LinkOutcome Note(const platform::IoResult& result);
 
   Options options_;
   platform::NamedMutex port_mutex_;
@@ -135,6 +169,9 @@ class SerialLink {
   std::atomic<std::uint32_t> read_ms_ = 0;
   std::atomic<std::uint32_t> write_ms_ = 0;
   std::atomic<std::uint32_t> last_error_ = 0;
+  // Both guarded by port_mutex_, the second of the open port.
+  MonotonicTime wire_free_{};  // when the last written byte has left
+  std::chrono::nanoseconds character_time_{0};
 };
 
 }  // namespace ulix

@@ -19,7 +19,9 @@ HartSimulator::HartSimulator(Clock& clock)
                   {"lowest", &lowest_},
                   {"highest", &highest_},
                   {"reply-text", &reply_text_},
-                  {"reply-unit", &reply_unit_}} {
+                  {"reply-unit", &reply_unit_},
+                  {"temperature-heading", &temperature_heading_},
+                  {"set-point-heading", &set_point_heading_}} {
   block_.set_point = 25;
   block_.noise = 0.02;
 }
@@ -31,8 +33,8 @@ HRESULT HartSimulator::Set(std::string_view key, std::string_view value) {
 
 // Half duplex and silence between queries are how it is anyway.
 SimulatedReply HartSimulator::Answer(std::string_view request) {
-  if (request == "t") return Localized("T", block_.Measure());
-  if (request == "s") return Localized("S", block_.set_point);
+  if (request == "t") return Localized(temperature_heading_, block_.Measure());
+  if (request == "s") return Localized(set_point_heading_, block_.set_point);
   if (request == "lf=of") {
     end_ = "\r";
     return {};

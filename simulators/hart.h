@@ -30,6 +30,8 @@ class HartSimulator final : public LineSimulator {
   double highest_ = 150;
   std::string reply_text_;        // answered to "t" and "s" in place of the value when not empty
   std::string reply_unit_ = "C";  // behind a value
+  std::string temperature_heading_ = "T";  // before a colon and the value
+  std::string set_point_heading_ = "S";
   std::string end_ = "\r\n";      // of replies
   PropertyTable properties_;
 };

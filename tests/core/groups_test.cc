@@ -39,7 +39,7 @@ class Groups : public testing::Test {
   Reading Read() {
     reads.Update([](int& count) { ++count; });
     gate.Await([](bool open) { return open; });
-    return {code, value};
+    return code == kWarning ? Reading{S_OK, value, Doubt::kNoValue} : Reading{code, value};
   }
   void Hold() {
     gate.Update([](bool& open) { open = false; });
@@ -69,6 +69,7 @@ class Groups : public testing::Test {
   Watched<int> reads;
   Watched<bool> gate{true};
   std::atomic<float> value = 1.0F;
+  static constexpr HRESULT kWarning = 1;
   std::atomic<HRESULT> code = S_OK;
   FakeDriver* driver = nullptr;
   std::unique_ptr<Instrument> instrument;
@@ -121,10 +122,10 @@ TEST_F(Groups, AFailureIsReportedAndTheScanGoesOn) {
     HRESULT reported;
     float kept;
   };
-  const Case cases[] = {{1, 99, kNoValueYet, 0},  // a warning without a value to keep
+  const Case cases[] = {{kWarning, 99, kNoValueYet, 0},  // a warning without a value to keep
                         {serialCommErrUnableToReadComm, 1, serialCommErrUnableToReadComm, 0},
                         {S_OK, 2, S_OK, 2},
-                        {1, 99, S_OK, 2}};  // a warning keeps the value
+                        {kWarning, 99, S_OK, 2}};  // a warning keeps the value
   for (std::size_t reports = 1; const Case& c : cases) {
     code = c.given;
     value = c.value;

@@ -70,6 +70,7 @@ class Adt760Calls : public testing::Test {
   Adt760Calls() {
     usb.answers = {{"*IDN?", "Additel,HPC-HOST,1,2"}, {"SYST:ERR?", "0,\"No error\""}};
     DriverServices services;
+    services.clock = &clock;
     services.load_usb_library = usb.Loader();
     auto made = std::make_unique<Adt760Driver>(services);
     driver = made.get();
@@ -90,6 +91,7 @@ class Adt760Calls : public testing::Test {
   }
 
   FakeUsbLibrary usb;
+  ManualClock clock{ManualClock::Mode::kAutomatic};
   std::unique_ptr<Instrument> device;
   Adt760Driver* driver = nullptr;  // the device's own
 };
@@ -135,7 +137,7 @@ TEST_F(Adt760Calls, AFailedConnectionClosesTheDevice) {
   DriverServices services;
   services.load_usb_library = [] { return LoadUsbLibrary(TestUsbFolder("nowhere")); };
   Adt760Driver without_library(services);
-  EXPECT_EQ(without_library.Connect(), adt761CtlErrWinUsbNotLoaded);
+  EXPECT_EQ(CodeOf(without_library.Connect()), adt761CtlErrWinUsbNotLoaded);
   EXPECT_EQ(without_library.ReadChannel(0).code, adt761CtlErrWinUsbNotLoaded);
   EXPECT_EQ(without_library.WriteChannel(kSetPointChannel, 1.0F), adt761CtlErrWinUsbNotLoaded);
 }
@@ -238,15 +240,18 @@ TEST_F(Adt760Calls, ADeviceThatGoesWhileItIsWaitedForIsHadBack) {
   EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
 }
 
-// Another instrument, which the host does not want to know of, has no identification that it could be brought in step
-// by.
-TEST_F(Adt760Calls, WithoutIdentificationALineThatOwesIsDrained) {
+// Another instrument, which the host does not want to know of, has no identification that it could be brought in sync
+// by: for ten read timeouts no value is given.
+TEST_F(Adt760Calls, WithoutIdentificationALineThatIsOutOfSyncIsDrained) {
   Set("identify", "no");
   usb.answers["*IDN?"] = "OTHER";
   Connect();
   EXPECT_EQ(driver->ReadChannel(kVentChannel).code, winUsbCommErrUnableToReadComm);
   usb.TakeWritten();
   usb.answers["MEAS:PRES1?"] = "0.75";
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(driver->ReadChannel(0).code, winUsbCommErrUnableToReadComm);
+  EXPECT_EQ(usb.TakeWritten(), "");
+  clock.SleepFor(Milliseconds(10'000));
   EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
   EXPECT_EQ(usb.TakeWritten(), "*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
 }

@@ -77,7 +77,7 @@ TEST_F(FlukeHydra, TellsWhyThereIsNoValue) {
   EXPECT_EQ(device->Stop(), S_OK);
   SetBench("value.2", "9e9");
   SetBench("prompt", "=!");
-  EXPECT_EQ(driver->ReadChannel(2).code, 1) << "the prompt is judged before the value";
+  EXPECT_EQ(driver->ReadChannel(2).doubt, Doubt::kNoValue) << "the prompt is judged before the value";
 }
 
 TEST_F(FlukeHydra, ReadsItsConfigurationWholeOrNotAtAll) {

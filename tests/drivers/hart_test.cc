@@ -1,6 +1,7 @@
 // The Hart driver: its pure protocol, then exchanges with the simulated unit over an in-process line.
 #include <gtest/gtest.h>
 
+#include "base/numbers.h"
 #include "drivers/field/hart/protocol.h"
 #include "tests/support/line_bench.h"
 
@@ -9,13 +10,12 @@ namespace {
 
 TEST(HartProtocol, ReadsTheNumberBehindTheFirstColon) {
   const std::pair<const char*, float> cases[] = {
-      {"T:23.50", 23.5F},     {"t: 22.79 C", 22.79F}, {"set: -40.00C", -40.0F},
-      {"\nT:+1.5E2", 150.F},  {":0", 0.0F},           {"sensor:23.5", 23.5F},
-      {"a long word: 23.5 C", 23.5F},
+      {"T:23.50", 23.5F}, {"t: 22.79 C", 22.79F}, {"set: -40.00C", -40.0F},       {"\nT:+1.5E2", 150.F},
+      {":0", 0.0F},       {"sensor:23.5", 23.5F}, {"a long word: 23.5 C", 23.5F},
   };
   for (const auto& [reply, value] : cases) EXPECT_EQ(ParseValue(reply).value_or(-1.0F), value) << reply;
-  for (const char* reply : {"", "23.50", "T:", "T: C", "T:nan", "T:inf", "T:1e39", "T:-1e999", "t:x:1", "T:1:2", "T:23,5",
-                            "T:60.39160.391", "T:34\a.2", "a longer word: 23.50"}) {
+  for (const char* reply : {"", "23.50", "T:", "T: C", "T:nan", "T:inf", "T:1e39", "T:-1e999", "t:x:1", "T:1:2",
+                            "T:23,5", "T:60.39160.391", "T:34\a.2", "a longer word: 23.50"}) {
     EXPECT_EQ(CodeOf(ParseValue(reply)), serialCommErrUnableToReadComm) << reply;
   }
 }
@@ -78,6 +78,37 @@ TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
     EXPECT_EQ(reading.value, 20.25F);
     EXPECT_TRUE(TakeSent().starts_with("t\rs\r"));
     device->Disconnect();
+  }
+}
+
+// Whatever stands before the colons: what comes late is nobody's value, and no channel stays dead.
+TEST_F(Hart, LearnsWhatItsRepliesBeginWith) {
+  const std::pair<const char*, const char*> headings[] = {
+      {"T", "S"}, {"temp", "V"}, {"V", "V"}, {"sensor", "set"}, {"", ""}};
+  for (const char* key : {"time-constant", "noise"}) SetBench(key, "0");
+  for (const auto& [temperature, set_point] : headings) {
+    SCOPED_TRACE(testing::Message() << temperature << ", " << set_point);
+    SetBench("temperature-heading", temperature);
+    SetBench("set-point-heading", set_point);
+    SetBench("set-point", "20.25");
+    ASSERT_EQ(device->Connect(), S_OK);
+    for (ChannelId id = 0; id < 2; ++id) EXPECT_EQ(driver->ReadChannel(id).value, 20.25F);
+    double told = 20;
+    for (int late_ms = 1100; late_ms < 9000; late_ms += 700) {
+      bench->SetFaults({{FaultKind::kDelay, late_ms}});
+      EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);
+      bench->SetFaults({});
+      Reading reading;
+      for (int i = 0; i < 12; ++i) {
+        told += 0.25;
+        SetBench("set-point", FormatFixed(told, 2));
+        reading = driver->ReadChannel(static_cast<ChannelId>(i % 2));
+        EXPECT_EQ(reading.code == S_OK ? reading.value : static_cast<float>(told), static_cast<float>(told)) << late_ms;
+      }
+      EXPECT_EQ(reading.code, S_OK) << "after ten read timeouts at the latest";
+    }
+    device->Disconnect();
+    clock.SleepFor(Milliseconds(60'000));
   }
 }
 

@@ -88,11 +88,13 @@ class Microk : public LineBench {
     for (const char* still : {"amplitude", "step", "noise"}) SetBench(still, "0");
   }
   // How long a reading waits for a silent instrument.
+  // Without what the query needs on the line, to a hundredth of a second.
   Milliseconds PatienceOf(Driver& of, SimulatedBench& at) {
     at.SetFaults({{FaultKind::kSilent}});
     const MonotonicTime before = clock.Now();
     EXPECT_EQ(of.ReadChannel(0).code, serialCommErrUnableToReadComm);
-    return std::chrono::duration_cast<Milliseconds>(clock.Now() - before);
+    const auto waited = std::chrono::duration_cast<Milliseconds>(clock.Now() - before);
+    return waited - waited % Milliseconds(10);
   }
 };
 
@@ -148,7 +150,7 @@ TEST_F(Microk, ReadingIsRepeatedAsOftenAsTheTimeoutsAllow) {
   services.timeout_ms = 1500;
   services.resolve_port = ResolverOf(bench);
   MicrokDriver impatient(services);
-  ASSERT_EQ(impatient.Connect(), S_OK);
+  ASSERT_EQ(impatient.Connect().value_or(false), true);
   EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(4 * 1500));
   impatient.settings().SetText(kSettings[0], "1");
   EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(1500)) << "one attempt at least";

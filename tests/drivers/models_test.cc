@@ -30,7 +30,7 @@ class Models : public testing::TestWithParam<CatalogueEntry> {
 TEST_P(Models, EveryCodeHasItsTexts) {
   std::set<HRESULT> codes;
   const auto driver = GetParam().create({});
-  for (const auto& rows : {card.errors, driver->LinkErrors()}) {
+  for (const auto& rows : {card.errors, driver->link().errors()}) {
     for (const ErrorRow& row : rows) {
       SCOPED_TRACE(row.short_text);
       EXPECT_TRUE(codes.insert(row.code).second);

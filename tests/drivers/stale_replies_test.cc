@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "drivers/reply_ledger.h"
+#include "sessions/outstanding_replies.h"
 #include "tests/support/reader_bench.h"
 
 namespace ulix {
@@ -58,7 +58,7 @@ void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
     EXPECT_EQ(wrong, 0);
   }
   EXPECT_GE(values, 500) << "the fair pattern alone";
-  // A few exchanges to get in step, then the query; each reply may use up the patience, and its bytes may drip.
+  // A few exchanges to get in sync, then the query; each reply may use up the patience, and its bytes may drip.
   EXPECT_LE(longest.count(), 60 * model.patience_ms);
   RecordProperty("values", values);
   RecordProperty("longest_ms", static_cast<int>(longest.count()));
@@ -112,7 +112,7 @@ void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
     std::string text;
     if (i % 3 == 0) device->Identify(&text);
   }
-  EXPECT_LE(longest.count(), model.patience_ms) << "a wait, as ever";
+  EXPECT_LE(longest.count(), model.patience_ms + kWireMs) << "a wait, as ever";
   bench->SetFaults({});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), S_OK);
 
@@ -140,7 +140,7 @@ TEST_P(StaleReplies, AreNobodysAnswer) {
 struct WriteCase {
   const char* model;
   ChannelId channel;
-  const char* landmark;
+  const char* sync_query;
 };
 
 class SenselessAnswer : public LineBench, public testing::WithParamInterface<WriteCase> {
@@ -151,16 +151,16 @@ class SenselessAnswer : public LineBench, public testing::WithParamInterface<Wri
 // What answers a write without being an answer to it may be another's reply; its own may still come.
 TEST_P(SenselessAnswer, ToAWriteLeavesTheLineInDoubt) {
   ASSERT_EQ(device->Connect(), S_OK);
-  const auto next_asks_for_landmark = [&](const Fault& fault) {
+  const auto next_resynchronises = [&](const Fault& fault) {
     bench->SetFaults({fault});
     EXPECT_LT(driver->WriteChannel(GetParam().channel, 20.0F), 0);
     bench->SetFaults({});
     TakeSent();
     EXPECT_EQ(driver->ReadChannel(GetParam().channel).code, S_OK);
-    return TakeSent().find(GetParam().landmark) != std::string::npos;
+    return TakeSent().find(GetParam().sync_query) != std::string::npos;
   };
-  EXPECT_TRUE(next_asks_for_landmark({FaultKind::kGarbage}));
-  EXPECT_FALSE(next_asks_for_landmark({FaultKind::kRefuse})) << "an answer";
+  EXPECT_TRUE(next_resynchronises({FaultKind::kGarbage}));
+  EXPECT_FALSE(next_resynchronises({FaultKind::kRefuse})) << "an answer";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, SenselessAnswer,
@@ -215,22 +215,22 @@ TEST_F(CutReply, ABabblerIsGivenUp) {
 
 INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(Readers()), NameOf);
 
-TEST(ReplyLedgerTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
+TEST(OutstandingRepliesTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
   using enum ReplyKind;
-  ReplyLedger owed;
-  owed.Came(kLandmark);
-  EXPECT_TRUE(owed.empty());
-  for (const ReplyKind kind : {kLandmark, kPlain, kLandmark, kLandmark}) owed.Asked(kind);
-  owed.Came(kLandmark);  // the first one's, for all that is known
-  EXPECT_TRUE(owed.Owes(kPlain));
-  EXPECT_EQ(owed.front(), kPlain);
-  owed.Came(kPlain);
-  EXPECT_TRUE(owed.Owes(kPlain)) << "it may have been noise";
-  owed.Came(kLandmark);
-  EXPECT_FALSE(owed.Owes(kPlain));
-  EXPECT_TRUE(owed.Owes(kLandmark));
-  owed.Came(kLandmark);
-  EXPECT_TRUE(owed.empty());
+  OutstandingReplies outstanding;
+  outstanding.OnReceived(kSync);
+  EXPECT_TRUE(outstanding.empty());
+  for (const ReplyKind kind : {kSync, kAmbiguous, kSync, kSync}) outstanding.OnSent(kind);
+  outstanding.OnReceived(kSync);  // the first one's, for all that is known
+  EXPECT_TRUE(outstanding.Expects(kAmbiguous));
+  EXPECT_EQ(outstanding.front(), kAmbiguous);
+  outstanding.OnReceived(kAmbiguous);
+  EXPECT_TRUE(outstanding.Expects(kAmbiguous)) << "it may have been noise";
+  outstanding.OnReceived(kSync);
+  EXPECT_FALSE(outstanding.Expects(kAmbiguous));
+  EXPECT_TRUE(outstanding.Expects(kSync));
+  outstanding.OnReceived(kSync);
+  EXPECT_TRUE(outstanding.empty());
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
 
 TEST_F(InstrumentForms, ALineSettingThatIsNotListedIsShownAsTheLinkTakesIt) {
   auto driver = FindModel("kelvo10")->create({});
-  driver->SetSerialParams({1, 14400, 5, 5, -1, 9});  // as an old stream may have them
+  driver->link().serial()->ChooseParams({1, 14400, 5, 5, -1, 9});  // as an old stream may have them
   Instrument instrument(std::move(driver));
   Form form = CommForm(instrument, Language::kEnglish);
   for (const auto& [key, shown] : {std::pair{"baud", "9600"},

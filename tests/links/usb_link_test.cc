@@ -58,27 +58,35 @@ TEST(UsbLibraryTest, IsLoadedWholeOrNotAtAll) {
 
 class UsbLinkTest : public testing::Test {
  protected:
-  UsbLinkTest() : link({.not_loaded = kNotLoaded, .load = usb.Loader()}) {}
+  UsbLinkTest() : link({.not_loaded = kNotLoaded, .wanted = [this] { return wanted; }, .load = usb.Loader()}) {}
+
+  HRESULT Open(const UsbIdentity& identity) {
+    wanted = identity;
+    return link.Open();
+  }
+  HRESULT Write(std::string_view text) { return PublishedCode(link.codes(), LinkStep::kWrite, link.Send(text)); }
+  HRESULT CodeOfRead() { return PublishedCode(link.codes(), LinkStep::kRead, link.Receive().outcome); }
 
   FakeUsbLibrary usb;
+  UsbIdentity wanted;
   UsbLink link;
 };
 
 TEST_F(UsbLinkTest, OpensInItsOrderAndGivesTheLibraryAnEmptyRecord) {
   usb.received = {"left over", "\n"};
-  ASSERT_EQ(link.Open({.vendor = 0x0483}), S_OK);
+  ASSERT_EQ(Open({.vendor = 0x0483}), S_OK);
   EXPECT_EQ(usb.TakeCalls(), (Calls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "Read 80",
                                     "Read 80", "SetTimeout 3 5000"}));
   EXPECT_EQ(usb.seen.identity, (UsbIdentity{.vendor = 0x0483}));
   EXPECT_EQ(usb.seen.library, UsbDevice().library);
-  EXPECT_EQ(link.identity(), usb.found);
-  EXPECT_EQ(link.Open({}), S_OK);
+  EXPECT_EQ(link.Info(Language::kEnglish), "GUID:00000001-0002-0003-0405-060708090A0B VENDOR_ID:0483 PRODUCT_ID:5740");
+  EXPECT_EQ(Open({}), S_OK);
   EXPECT_EQ(usb.TakeCalls(), Calls()) << "open already";
   link.Close();
   link.Close();
   EXPECT_EQ(usb.TakeCalls(), Calls{"Disconnect"});
 
-  ASSERT_EQ(link.Open(usb.found), S_OK);
+  ASSERT_EQ(Open(usb.found), S_OK);
   EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not looked up";
   EXPECT_EQ(usb.loads, 1);
 }
@@ -101,57 +109,58 @@ TEST_F(UsbLinkTest, EachStepFailsWithItsCodeAndStopsTheSequence) {
                                          {kUsbBadIdentifier, HRESULT{winUsbCommErrBadIdentifier}},
                                          {kNotLoaded, kNotLoaded}}) {
       usb.failing = {{step, answered}};
-      EXPECT_EQ(link.Open({}), code);
+      EXPECT_EQ(Open({}), code);
       EXPECT_FALSE(link.IsOpen());
       EXPECT_EQ(usb.TakeCalls(), calls);
     }
   }
   usb.failing = {{"Read", kUsbBadIdentifier}};
-  EXPECT_EQ(link.Open({}), S_OK) << "a read that fails ends the draining";
+  EXPECT_EQ(Open({}), S_OK) << "a read that fails ends the draining";
   EXPECT_EQ(usb.loads, 1) << "the library stays loaded";
   link.Close();
   usb.failing.clear();
   usb.received.assign(5000, "noise");
-  EXPECT_EQ(link.Open({}), winUsbCommErrUnableToFlushComm) << "a device that never falls silent does not hold us";
+  EXPECT_EQ(Open({}), winUsbCommErrUnableToFlushComm) << "a device that never falls silent does not hold us";
   EXPECT_EQ(usb.calls.back(), "Disconnect");
 
   UsbLink none({.not_loaded = kNotLoaded, .load = [] { return LoadUsbLibrary(TestUsbFolder("lacks-WinUsbRead")); }});
-  EXPECT_EQ(none.Open({}), kNotLoaded);
-  EXPECT_EQ(none.Write("*CLS\n"), kNotLoaded);
-  EXPECT_EQ(CodeOf(none.Read()), kNotLoaded);
+  EXPECT_EQ(none.Open(), kNotLoaded);
+  EXPECT_EQ(none.Send("*CLS\n"), LinkOutcome::kNotLoaded);
+  EXPECT_EQ(none.Receive().outcome, LinkOutcome::kNotLoaded);
+  EXPECT_EQ(PublishedCode(none.codes(), LinkStep::kWrite, LinkOutcome::kNotLoaded), kNotLoaded);
   none.Close();
 }
 
 TEST_F(UsbLinkTest, TransfersFailWithTheirCodes) {
-  ASSERT_EQ(link.Open({}), S_OK);
+  ASSERT_EQ(Open({}), S_OK);
   usb.answers = {{"*IDN?", "HPC-HOST"}};
-  EXPECT_EQ(link.Write("*IDN?\n"), S_OK);
-  EXPECT_EQ(link.Read().value(), "HPC-HOST\n");
+  EXPECT_EQ(Write("*IDN?\n"), S_OK);
+  EXPECT_EQ(link.Receive().text, "HPC-HOST\n");
   for (const auto& [answered, write, read] :
        {std::tuple{kOfTheLibrary, winUsbCommErrUnableToWriteComm, winUsbCommErrUnableToReadComm},
         {kUsbBadIdentifier, winUsbCommErrBadIdentifier, winUsbCommErrBadIdentifier}}) {
     usb.failing = {{"Write", answered}};
-    EXPECT_EQ(link.Write("A\n"), write);
+    EXPECT_EQ(Write("A\n"), write);
     usb.failing = {{"Read", answered}};
-    EXPECT_EQ(CodeOf(link.Read()), read);
+    EXPECT_EQ(CodeOfRead(), read);
     usb.failing.clear();
   }
   usb.received = {std::string(80, '1'), "2\n", "HPC-", "HOST\n", "3"};
-  EXPECT_EQ(link.Read().value(), std::string(80, '1'));
+  EXPECT_EQ(link.Receive().text, std::string(80, '1'));
   EXPECT_TRUE(link.cut());
   for (const char* whole : {"2\n", "HPC-HOST\n", "3"}) {
-    EXPECT_EQ(link.ReadWhole(Deadline::Never()).value_or(""), whole) << "joined up to its line feed or to a silence";
+    EXPECT_EQ(link.ReceiveWhole(Deadline::Never()).text, whole) << "joined up to its line feed or to a silence";
   }
   usb.received = {""};
-  EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm) << "success without a byte";
+  EXPECT_EQ(CodeOfRead(), winUsbCommErrUnableToReadComm) << "success without a byte";
   usb.received = {"x"};
   usb.oversize = 80;
-  EXPECT_EQ(CodeOf(link.Read()), winUsbCommErrUnableToReadComm) << "more than there was room for";
+  EXPECT_EQ(CodeOfRead(), winUsbCommErrUnableToReadComm) << "more than there was room for";
   usb.oversize = 0;
   usb.count = 2;
-  EXPECT_EQ(link.Write("ABC\n"), winUsbCommErrUnableToWriteComm) << "cut";
+  EXPECT_EQ(Write("ABC\n"), winUsbCommErrUnableToWriteComm) << "cut";
   usb.count = 0;
-  EXPECT_EQ(link.Write("ABC\n"), S_OK) << "a library that does not count";
+  EXPECT_EQ(Write("ABC\n"), S_OK) << "a library that does not count";
 }
 
 }  // namespace

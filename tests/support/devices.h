@@ -16,17 +16,21 @@ struct Property {
 };
 
 // What exchanges come to.
-struct LinkCodes {
+struct DeviceCodes {
   HRESULT closed;  // while nobody is connected
+  HRESULT gone;    // while the device is
   HRESULT unread;
   HRESULT unwritten;
 };
-inline constexpr LinkCodes kSerialCodes = {serialCommErrCommClosed, serialCommErrUnableToReadComm,
-                                           serialCommErrUnableToWriteComm};
-inline constexpr LinkCodes kUsbCodes = {winUsbCommErrCommClosed, winUsbCommErrUnableToReadComm,
-                                        winUsbCommErrUnableToWriteComm};
-inline constexpr LinkCodes kNetworkCodes = {networkCommErrConnexClosed, networkCommErrUnableToReadComm,
-                                            networkCommErrUnableToWriteComm};
+inline constexpr DeviceCodes kSerialCodes = {serialCommErrCommClosed, serialCommErrCommClosed,
+                                             serialCommErrUnableToReadComm, serialCommErrUnableToWriteComm};
+inline constexpr DeviceCodes kUsbCodes = {winUsbCommErrUnableToWriteComm, winUsbCommErrGuidNotFound,
+                                          winUsbCommErrUnableToReadComm, winUsbCommErrUnableToWriteComm};
+inline constexpr DeviceCodes kNetworkCodes = {networkCommErrConnexClosed, networkCommErrUnableToConnect,
+                                              networkCommErrUnableToReadComm, networkCommErrUnableToWriteComm};
+
+// What the longest query needs on a line at 9600 bits per second: waits begin behind it.
+inline constexpr int kWireMs = 50;
 
 struct Device {
   const char* name;
@@ -37,8 +41,9 @@ struct Device {
   std::vector<const char*> worlds;  // by channel: the bench's property that its value follows; none: it has its own
   int patience_ms;                  // from a query for a value to the end of the wait for its reply
   ChannelId written = 0;
-  LinkCodes codes = kSerialCodes;
+  DeviceCodes codes = kSerialCodes;
   bool on_network = false;
+  HRESULT mute_return = 0;  // of a reconnection to a mute device, where that is not the link's code
 
   // Whether a test can say what is read.
   bool tells_its_world() const { return !worlds.empty(); }
@@ -56,8 +61,28 @@ inline const Device kDevices[] = {
     {"Microk", "microk", {}, {}, {0, 2}, {"measure-text", "measure-text"}, 12'000},
     {"Millik", "microk", {{"model", "1"}}, {{"model", "1"}}, {0}, {"measure-text"}, 6000},
     {"FlukeHydra", "flukehydra", {}, {{"period", "0"}}, {0, 3}, {"value.0", "value.3"}, 50'000},
-    {"JofraRtc", "jofrartcptc", {}, kStillBlock, {2}, {"set-point"}, 1000, 2},
-    {"JofraCtc", "jofrartcptc", {{"model", "1"}}, kStillCtc, {2}, {"set-point"}, 1000, 2},
+    {"JofraRtc",
+     "jofrartcptc",
+     {},
+     kStillBlock,
+     {2},
+     {"set-point"},
+     1000,
+     2,
+     kSerialCodes,
+     false,
+     jofrartcptcCtlErrNotJofraRtcPtc},
+    {"JofraCtc",
+     "jofrartcptc",
+     {{"model", "1"}},
+     kStillCtc,
+     {2},
+     {"set-point"},
+     1000,
+     2,
+     kSerialCodes,
+     false,
+     jofrartcptcCtlErrNotJofraRtcPtc},
     {"Kambic", "kambic", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 3000, 1},
     {"Adt761", "adt761", {}, {{"item", "V"}}, {0}, {"value"}, 1000, 7},
     {"Hart", "hart", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 1000, 1},

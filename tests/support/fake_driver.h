@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "drivers/driver.h"
+#include "tests/support/plain_link.h"
 
 namespace ulix {
 
@@ -36,37 +37,47 @@ inline constexpr ModelCard kFakeCard = {.model_id = "fake",
 
 class FakeDriver final : public Driver {
  public:
-  FakeDriver() : Driver(kFakeCard) {}
+  FakeDriver() : FakeDriver(std::make_unique<FakeLink>()) {}
 
   // What the calls give; read under no lock, so set before threads run, or made of atomics.
   std::function<Reading(ChannelId)> reading = [](ChannelId) { return Reading{S_OK, 1.0F}; };
   std::function<HRESULT(ChannelId, float)> writing = [](ChannelId, float) { return S_OK; };
-  std::function<HRESULT()> opening = [] { return S_OK; };
-  std::function<HRESULT()> connecting = [] { return S_OK; };
+  std::function<HRESULT()>& opening;
+  std::function<Expected<bool>()> connecting = [] { return true; };
   std::function<void()> leaving = [] {};
 
-  HRESULT OpenLink() override { return opening(); }
-  bool LinkIsOpen() const override { return true; }
-  HRESULT Connect() override { return connecting(); }
-  void Disconnect() override { leaving(); }
   Expected<std::string> Identify() override { return "FAKE 1"; }
   HRESULT SendCfg() override { return kambicCtlErrBadCmde; }
   HRESULT ReadCfg() override { throw 1; }
   Reading ReadChannel(ChannelId id) override { return reading(id); }
   HRESULT WriteChannel(ChannelId id, float value) override { return writing(id, value); }
-  std::string ChannelUnit(ChannelId id) const override { return id < kFakeChannels.size() ? "V" : ""; }
-  int ChannelResolution(ChannelId) const override { return 6; }
-  std::string CommInfo(Language) const override { return "fake"; }
-  void ResetCommParams() override { link_byte = 0; }
-  void SaveCommParams(VariantWriter& writer) const override { writer.Ui1(link_byte); }
-  HRESULT LoadCommParams(VariantReader& reader) override {
-    const auto loaded = reader.Ui1();
-    if (loaded) link_byte = *loaded;
-    return CodeOf(loaded);
-  }
-  std::span<const ErrorRow> LinkErrors() const override { return {}; }
+  ChannelTraits DescribeChannel(ChannelId) const override { return {.unit = "V", .limits = {}}; }
 
-  std::uint8_t link_byte = 0;
+  std::uint8_t& link_byte;
+
+ private:
+  class FakeLink final : public PlainLink {
+   public:
+    HRESULT Open() override { return opening(); }
+    bool IsOpen() const override { return true; }
+    std::string Info(Language) const override { return "fake"; }
+    void ResetParams() override { byte = 0; }
+    void SaveParams(VariantWriter& writer) const override { writer.Ui1(byte); }
+    HRESULT LoadParams(VariantReader& reader) override {
+      const auto loaded = reader.Ui1();
+      if (loaded) byte = *loaded;
+      return CodeOf(loaded);
+    }
+    std::function<HRESULT()> opening = [] { return S_OK; };
+    std::uint8_t byte = 0;
+  };
+  explicit FakeDriver(std::unique_ptr<FakeLink> link)
+      : Driver(kFakeCard, {std::move(link), std::make_unique<PlainFramer>(), {}}),
+        opening(static_cast<FakeLink&>(this->link()).opening),
+        link_byte(static_cast<FakeLink&>(this->link()).byte) {}
+
+  Expected<bool> StartSession(Conversation&) override { return connecting(); }
+  void EndSession(Conversation&) override { leaving(); }
 };
 
 }  // namespace ulix

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <functional>
 #include <span>
 #include <variant>
@@ -200,16 +201,30 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
       ->allow_extra_args(false)
       ->group(kGroup);
   verb.add_flag("--trace", options.trace, "Show every exchange on standard error")->group(kGroup);
+  verb.add_flag("--stats", options.stats, "Show at the end, on standard error, what was counted")->group(kGroup);
   AddLanguage(verb, options);
 }
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterface* user_interface)
     : language_(LanguageOf(options)),
+      stats_(options.stats),
       simulated_line_(LineFor(options)),
       instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()),
                   InstrumentOptions(language_, user_interface ? *user_interface : user_)) {
   if (options.language) SetLocalDecimalSeparator(DecimalSeparatorOf(language_));
   Configure(options);
+}
+
+// Keys are for programs as well, and the same in every language.
+Session::~Session() {
+  if (!stats_) return;
+  const SessionStatistics counted = instrument_.Statistics();
+  std::fprintf(stderr,
+               "exchanges=%llu timeouts=%llu damaged=%llu discarded=%llu resynchronisations=%llu reconnections=%llu\n",
+               static_cast<unsigned long long>(counted.exchanges), static_cast<unsigned long long>(counted.timeouts),
+               static_cast<unsigned long long>(counted.damaged), static_cast<unsigned long long>(counted.discarded),
+               static_cast<unsigned long long>(counted.resynchronisations),
+               static_cast<unsigned long long>(counted.reconnections));
 }
 
 void Session::Configure(const ConnectionOptions& options) {

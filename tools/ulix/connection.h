@@ -34,6 +34,7 @@ struct ConnectionOptions {
   std::uint32_t timeout_ms = 0;
   std::optional<Language> language;
   bool trace = false;
+  bool stats = false;
 };
 
 // Each adds its arguments to a verb; `options` outlives the parsing.
@@ -51,6 +52,11 @@ class Session {
   // `trace` takes the place of the one that the options ask for. UsageError for options that do not fit the model.
   // `user_interface` outlives it; without one the person at the terminal is told what there is to tell.
   explicit Session(const ConnectionOptions& options, LinkTrace trace = {}, UserInterface* user_interface = nullptr);
+
+  // Prints what the session counted, where the options ask for it.
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   Instrument& instrument() { return instrument_; }
   bool simulated() const { return simulated_line_ != nullptr; }
@@ -74,6 +80,7 @@ class Session {
   void ConfigureNetwork(const ConnectionOptions& options);
 
   Language language_;
+  bool stats_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   TerminalUser user_;
   Instrument instrument_;

@@ -6,30 +6,28 @@
 #include <vector>
 
 #include "drivers/calibrators/range_calibrator/protocol.h"
-#include "drivers/serial_driver.h"
+#include "drivers/driver.h"
 
 namespace ulix::range_calibrator {
 
-class RangeCalibratorDriver final : public SerialDriver {
+class RangeCalibratorDriver final : public Driver {
  public:
-  RangeCalibratorDriver(const Model& model, DriverServices services);
+  RangeCalibratorDriver(const Model& model, const DriverServices& services);
 
   Expected<std::string> Identify() override;
   HRESULT SendCfg() override;
   HRESULT ReadCfg() override;
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
+  ChannelTraits DescribeChannel(ChannelId id) const override;
 
  private:
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override { return IsModel(model_, reply); }
-  void TakeLeave() override;
-  HRESULT SendRange(Side side, const std::vector<StoredValue>& record);
-  Expected<RangeReply> ReadRange(Side side, const std::vector<StoredValue>& record);
-  std::uint32_t FunctionOf(ChannelId id) const;
+  Expected<bool> StartSession(Conversation& talk) override;
+  void EndSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override { return IsModel(model_, reply); }
+  HRESULT SendRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
+  Expected<RangeReply> ReadRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
 
   // The record has one temperature unit; an instrument that was set by hand may have another one on its output.
   struct UnitsRead {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "base/text.h"
 #include "drivers/field/hart/tables.h"
 
 namespace ulix::hart {
@@ -10,52 +11,90 @@ namespace {
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kLongestReply + 1};
 
 // No line feeds behind replies, no echo of commands, no temperatures unasked.
-constexpr std::array kGreeting = {"lf=of", "du=h", "sa=0"};
+constexpr std::array kHandshake = {"lf=of", "du=h", "sa=0"};
 
 constexpr std::array kQueries = {"t", "s"};  // by channel
 
 }  // namespace
 
-HartDriver::HartDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+HartDriver::HartDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
 
-// The unit has no query but the two; their replies begin with the query's letter.
-Landmark HartDriver::landmark() const {
-  return {.query = kQueries[kSetPointChannel], .opposite = kQueries[kTemperatureChannel]};
+// What the unit says to the handshake while it still echoes is thrown away.
+Expected<bool> HartDriver::StartSession(Conversation& talk) {
+  HRESULT result = S_OK;
+  for (const char* command : kHandshake) {
+    if (Succeeded(result)) result = talk.Send(command);
+  }
+  talk.DiscardInput();
+  return Started(result);
 }
 
-// What the unit says to the greeting while it still echoes is thrown away.
-HRESULT HartDriver::Greet() {
-  HRESULT result = S_OK;
-  for (const char* command : kGreeting) {
-    if (Succeeded(result)) result = Send(command);
-  }
-  DiscardInput();
-  return result;
+// Until a temperature was read, it is taken to begin otherwise than a set point, if that begins as it should.
+SyncQuery HartDriver::sync_query() const {
+  const auto& temperature = headings_[kTemperatureChannel];
+  const auto& set_point = headings_[kSetPointChannel];
+  const bool as_usual = !set_point || IsSetPoint(*set_point + ':');
+  const bool recognised = !set_point || TellsSetPoint(*set_point);
+  const bool differ = temperature ? recognised && !TellsSetPoint(*temperature) : as_usual;
+  if (!differ) return {};
+  return {.query = kQueries[kSetPointChannel],
+          .alternate = kQueries[kTemperatureChannel],
+          .assumed = !temperature || !set_point};
+}
+
+// Behind a reply that stopped midway, the heading ends with the set point's.
+bool HartDriver::TellsSetPoint(std::string_view heading) const {
+  const auto& learned = headings_[kSetPointChannel];
+  return learned && !learned->empty() ? heading.ends_with(*learned) : IsSetPoint(std::string(heading) + ':');
+}
+
+bool HartDriver::IsSyncReply(std::string_view reply) const {
+  const auto heading = HeadingOf(reply);
+  return heading && !sync_query().query.empty() && TellsSetPoint(*heading);
+}
+
+Expected<std::string> HartDriver::Ask(Conversation& talk, ChannelId id) {
+  auto reply = talk.Query(kQueries[id], kLine.usual());
+  if (reply && talk.in_sync() && ParseValue(*reply)) headings_[id] = HeadingOf(*reply);
+  return reply;
 }
 
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
-  const auto measured = Query(kQueries[id], usual_plan(), ParseMeasurement);
-  if (!measured) return {.code = measured.error()};
-  units_[id] = measured->unit;
-  return {S_OK, measured->value};
+  return Exchange([&](Conversation& talk) -> Reading {
+    const auto reply = Ask(talk, id);
+    if (!reply) return {.code = reply.error()};
+    const auto measured = ParseMeasurement(*reply);
+    if (!measured) {
+      talk.MarkOutOfSync();
+      return {.code = measured.error()};
+    }
+    units_[id] = measured->unit;
+    return {S_OK, measured->value};
+  });
 }
 
-std::string HartDriver::ChannelUnit(ChannelId id) const { return id < units_.size() ? units_[id].load() : ""; }
+ChannelTraits HartDriver::DescribeChannel(ChannelId id) const {
+  ChannelTraits traits = Driver::DescribeChannel(id);
+  traits.unit = units_[id];
+  return traits;
+}
 
 // The unit keeps whatever it accepted; what it says it keeps must be what was sent.
 HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   if (id >= kChannels.size()) return hartCtlErrChNum;
   if (id != kSetPointChannel) return E_INVALIDARG;
   const std::string sent = SetPointText(value);
-  const std::lock_guard exchange(exchange_mutex_);
-  DiscardInput();
-  if (const HRESULT result = Send("s=" + sent); Failed(result)) return result;
-  const auto reply = Query(kQueries[kSetPointChannel]);
-  if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
-  if (Confirms(*reply, sent)) return S_OK;
-  if (!IsSetPoint(*reply) || !ParseValue(*reply)) Distrust();
-  return hartCtlErrNack;
+  return Exchange([&](Conversation& talk) -> HRESULT {
+    talk.DiscardInput();
+    if (const HRESULT result = talk.Send("s=" + sent); Failed(result)) return result;
+    const auto reply = Ask(talk, kSetPointChannel);
+    if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
+    if (Confirms(*reply, sent)) return S_OK;
+    const auto heading = HeadingOf(*reply);
+    if (!heading || !TellsSetPoint(*heading) || !ParseValue(*reply)) talk.MarkOutOfSync();
+    return hartCtlErrNack;
+  });
 }
 
 }  // namespace ulix::hart

@@ -3,31 +3,37 @@
 
 #include <array>
 #include <atomic>
+#include <optional>
 #include <string>
 
+#include "drivers/driver.h"
 #include "drivers/field/hart/protocol.h"
 #include "drivers/field/hart/tables.h"
-#include "drivers/serial_driver.h"
 
 namespace ulix::hart {
 
-class HartDriver final : public SerialDriver {
+// The unit has no query but the two, and how it begins its replies to them is not known for certain. It is learned from
+// replies that came in sync; until then a set point begins with S and a temperature does not. Where both begin alike, a
+// lost reply is followed by draining.
+class HartDriver final : public Driver {
  public:
-  explicit HartDriver(DriverServices services);
+  explicit HartDriver(const DriverServices& services);
 
-  // The unit has no such query.
-  Expected<std::string> Identify() override { return Failure(E_NOTIMPL); }
   // hartCtlErrChNum for a channel that is none.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
-  // Of the last reading.
-  std::string ChannelUnit(ChannelId id) const override;
+  // The unit is that of the last reading.
+  ChannelTraits DescribeChannel(ChannelId id) const override;
 
  private:
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override { return IsSetPoint(reply); }
+  Expected<bool> StartSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override;
+  Expected<std::string> Ask(Conversation& talk, ChannelId id);
+  bool TellsSetPoint(std::string_view heading) const;
 
+  // What stood before the colon of the last reply to each query; guarded by the exchange lock.
+  std::array<std::optional<std::string>, kChannels.size()> headings_;
   std::array<std::atomic<const char*>, kChannels.size()> units_{kCelsiusText, kCelsiusText};
 };
 

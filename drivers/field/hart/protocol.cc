@@ -48,6 +48,12 @@ Expected<float> ParseValue(std::string_view reply) {
   return ParseMeasurement(reply).map([](const Measurement& measured) { return measured.value; });
 }
 
+std::optional<std::string> HeadingOf(std::string_view reply) {
+  const std::size_t colon = reply.rfind(':');
+  if (colon == reply.npos) return std::nullopt;
+  return std::string(Trimmed(reply.substr(0, colon)));
+}
+
 bool IsSetPoint(std::string_view reply) {
   const std::string word = AsciiUpper(reply.substr(0, reply.rfind(':')));
   const std::string_view letters =

@@ -1,6 +1,7 @@
 // Between the lines of a HART interface unit and values. Pure functions.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ struct Measurement {
 // them, with anything else behind the colon, or with a number that may be cut at the line's limit.
 Expected<Measurement> ParseMeasurement(std::string_view reply);
 Expected<float> ParseValue(std::string_view reply);
+
+// What stands before the last colon, without blanks around it; none where there is no colon.
+std::optional<std::string> HeadingOf(std::string_view reply);
 
 // Whether a line ends with a reply to "s": what stands before its last colon begins with s or S, or, behind a reply
 // that stopped midway, ends with it.

@@ -1,5 +1,6 @@
 #include "drivers/loggers/memolog/driver.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -10,57 +11,87 @@
 namespace ulix::memolog {
 namespace {
 
-constexpr ModbusProfile kProfile = {
-    .exceptions = {.function = memologCtlErrMbusFct, .address = memologCtlErrMbusAddr, .data = memologCtlErrMbusData},
-    .baud_rates = kRates,
-};
+constexpr ModbusRefusalCodes kRefusals = {
+    .function = memologCtlErrMbusFct, .address = memologCtlErrMbusAddr, .data = memologCtlErrMbusData};
 
-constexpr int kUnknownResolution = 6;
+constexpr ModbusProfile kProfile = {.name = "MEMOLOG", .baud_rates = kRates, .sync_register = kTextRegister};
+
+constexpr std::uint32_t kInitialiseMs = 500;
+
+template <typename Body>
+auto OnRegisters(Conversation& talk, Body&& body) {
+  ModbusRegisters registers(talk, kRefusals);
+  return body(registers);
+}
 
 }  // namespace
 
-MemologDriver::MemologDriver(DriverServices services) : ModbusDriver(kCard, kProfile, std::move(services)) {}
+// One exchange on the logger's registers.
+template <typename Body>
+auto MemologDriver::OnLogger(Body&& body) {
+  return Exchange([&](Conversation& talk) { return OnRegisters(talk, body); });
+}
+
+MemologDriver::MemologDriver(const DriverServices& services)
+    : Driver(kCard,
+             ModbusWire(
+                 kProfile, [this] { return Slave(); }, services),
+             {.memory = this, .program = this}) {}
 
 std::uint8_t MemologDriver::Slave() const {
   return static_cast<std::uint8_t>(CodeIn(*settings().Current(), kSettings[kSlave]));
 }
 
-HRESULT MemologDriver::Greet() {
+Expected<bool> MemologDriver::StartSession(Conversation& talk) {
   ForgetProgram();
-  return CodeOf(AskIdentification());
+  const auto identification = AskIdentification(talk);
+  if (!identification) return Failure(identification.error());
+  return Started(talk.Admit(*identification, memologCtlErrNotMemolog));
 }
 
-Expected<std::string> MemologDriver::AskIdentification() {
-  auto text = Mailbox(client()).AskText("*IDN?");
+Expected<std::string> MemologDriver::AskIdentification(Conversation& talk) {
+  auto text = OnRegisters(talk, [](ModbusRegisters& registers) { return Mailbox(registers).AskText("*IDN?"); });
   if (text && !IsMemolog(*text)) return Failure(memologCtlErrNotMemolog);
   return text;
 }
 
 Expected<std::string> MemologDriver::Identify() {
-  return Exchange([this](ModbusClient&) { return AskIdentification(); });
+  return Exchange([this](Conversation& talk) { return AskIdentification(talk); });
 }
 
 Expected<std::string> MemologDriver::AskText(std::string_view command) {
-  return Exchange([&](ModbusClient& client) { return Mailbox(client).AskText(command); });
+  return OnLogger([&](ModbusRegisters& registers) { return Mailbox(registers).AskText(command); });
 }
 
 HRESULT MemologDriver::Tell(Command command, const Words& data) {
-  return Exchange([&](ModbusClient& client) { return Mailbox(client).Tell(command, data); });
+  return OnLogger([&](ModbusRegisters& registers) { return Mailbox(registers).Tell(command, data); });
+}
+
+Expected<Words> MemologDriver::Ask(Conversation& talk, Command command, const Words& data, std::size_t at_once) {
+  if (sending_) return Failure(memologCtlErrMemLocked);
+  return OnRegisters(talk, [&](ModbusRegisters& registers) { return Mailbox(registers).Ask(command, data, at_once); });
 }
 
 Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
-  return Exchange([&](ModbusClient& client) -> Expected<Words> {
-    if (sending_) return Failure(memologCtlErrMemLocked);
-    return Mailbox(client).Ask(command, data, at_once);
-  });
+  return Exchange([&](Conversation& talk) { return Ask(talk, command, data, at_once); });
 }
 
 Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {
-  return Exchange([=](ModbusClient& client) { return client.ReadOne(address); });
+  return OnLogger([=](ModbusRegisters& registers) { return registers.ReadOne(address); });
 }
 
 HRESULT MemologDriver::WriteRegister(std::uint16_t address, std::uint16_t value) {
-  return Exchange([=](ModbusClient& client) { return client.WriteOne(address, value); });
+  return OnLogger([=](ModbusRegisters& registers) { return registers.WriteOne(address, value); });
+}
+
+// The logger starts anew, and mostly says nothing to it.
+HRESULT MemologDriver::Initialise() {
+  return OnLogger([this](ModbusRegisters& registers) -> HRESULT {
+    const auto usual = static_cast<std::uint32_t>(link().read_timeout().count());
+    registers.SetTimeout(std::min(usual, kInitialiseMs));
+    const HRESULT result = Mailbox(registers).SendText("INITOUI");
+    return result == registers.Unread() ? S_OK : result;
+  });
 }
 
 Expected<std::string> MemologDriver::DeviceVersion() {
@@ -71,29 +102,25 @@ Expected<std::string> MemologDriver::DeviceVersion() {
   return VersionText(*identification, *name);
 }
 
-std::string MemologDriver::CommInfo(Language) const {
-  const Params way = params();
-  const std::string slave = "#" + std::to_string(Slave());
-  if (way.on_network) return "Ethernet:MEMOLOG@" + way.network.host + slave;
-  return "COM " + std::to_string(way.line.port) + ":MEMOLOG" + slave + " (" + std::to_string(way.line.baudRate) +
-         " bds)";
-}
-
 MemologDriver::ProgramPointer MemologDriver::CachedProgram() const {
   const std::lock_guard lock(program_mutex_);
   return program_;
 }
 
 void MemologDriver::ForgetProgram() {
-  const std::lock_guard exchange(exchange_mutex_);
   const std::lock_guard lock(program_mutex_);
   program_ = nullptr;
   ++forgotten_;
 }
 
+unsigned MemologDriver::TimesForgotten() const {
+  const std::lock_guard lock(program_mutex_);
+  return forgotten_;
+}
+
 Expected<MemologDriver::ProgramPointer> MemologDriver::KnownProgram() {
   if (auto known = CachedProgram()) return known;
-  if (!LinkIsOpen()) return std::make_shared<const Program>();
+  if (state() == SessionState::kClosed) return std::make_shared<const Program>();
   return LoadProgram();
 }
 
@@ -107,51 +134,38 @@ const ChannelRecord* MemologDriver::ChannelOf(const ProgramPointer& program, Cha
   return found == program->channels.end() ? nullptr : &found->second;
 }
 
-bool MemologDriver::OffersChannel(ChannelId id) const {
-  const auto program = CachedProgram();
-  const ChannelRecord* channel = ChannelOf(program, id);
-  return channel != nullptr && IsListed(*channel);
-}
-
 std::string MemologDriver::ChannelName(ChannelId id) const {
   const auto program = CachedProgram();
   const ChannelRecord* channel = ChannelOf(program, id);
   return channel == nullptr || channel->name.empty() ? card().channels[id].name : channel->name;
 }
 
-std::string MemologDriver::ChannelUnit(ChannelId id) const {
+ChannelTraits MemologDriver::DescribeChannel(ChannelId id) const {
   const auto program = CachedProgram();
   const ChannelRecord* channel = ChannelOf(program, id);
-  return channel == nullptr ? "" : channel->unit;
-}
-
-int MemologDriver::ChannelResolution(ChannelId id) const {
-  const auto program = CachedProgram();
-  const ChannelRecord* channel = ChannelOf(program, id);
-  return channel == nullptr ? kUnknownResolution : channel->resolution;
-}
-
-ChannelLimit MemologDriver::Limit(ChannelId id, int index) const {
-  const auto program = CachedProgram();
-  const ChannelRecord* channel = ChannelOf(program, id);
-  const bool known = channel != nullptr && index >= 0 && index < static_cast<int>(channel->limits.size());
-  return known ? LimitOf(channel->limits[static_cast<std::size_t>(index)]) : ChannelLimit();
+  if (channel == nullptr) return {.offered = false, .limits = {}};
+  return {.offered = IsListed(*channel),
+          .unit = channel->unit,
+          .resolution = channel->resolution,
+          .limits = {LimitOf(channel->limits[0]), LimitOf(channel->limits[1])}};
 }
 
 // Two registers that hold a float, its low half first.
 Reading MemologDriver::ReadChannel(ChannelId id) {
-  if (const HRESULT ready = MakeReady(); Failed(ready)) return {.code = ready};  // or the program is another logger's
+  // The link first: behind a reconnection the program is another one.
+  const HRESULT ready = Exchange([](Conversation&) { return HRESULT{S_OK}; });
+  if (Failed(ready)) return {.code = ready};
   if (const auto known = KnownProgram(); !known) return {.code = known.error()};
-  return ReadingOf(Exchange([&](ModbusClient& client) -> Expected<float> {
+  return ReadingOf(OnLogger([&](ModbusRegisters& registers) -> Expected<float> {
     const auto program = CachedProgram();
     if (!program) return Failure(memologCtlErrMemLocked);  // another one is being sent since
     const ChannelRecord* channel = ChannelOf(program, id);
     if (channel == nullptr || !channel->value_register) return Failure(memologCtlErrChNum);
     std::array<std::uint16_t, 2> halves{};
-    const HRESULT result = client.ReadHolding(*channel->value_register, halves);
+    const HRESULT result = registers.ReadHolding(*channel->value_register, halves);
     if (Failed(result)) return Failure(result);
     const auto value = std::bit_cast<float>(std::uint32_t{halves[1]} << 16U | halves[0]);
-    return std::isfinite(value) ? Expected<float>(value) : Failure(client.NoAnswer());
+    return std::isfinite(value) ? Expected<float>(value) : Failure(registers.Unread());
   }));
 }
 

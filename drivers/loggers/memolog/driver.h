@@ -1,42 +1,36 @@
 // Memolog data loggers: identified, programmed from a file, read out.
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
+#include "drivers/driver.h"
 #include "drivers/loggers/memolog/mailbox.h"
 #include "drivers/loggers/memolog/program_model.h"
-#include "drivers/modbus_driver.h"
 
 namespace ulix::memolog {
 
 // Long operations (a program, a block of memory) hold the exchange lock for each frame and not in between, so that no
 // lock is held while a host is told of the progress. A second one meanwhile is memologCtlErrMemLocked.
-class MemologDriver final : public ModbusDriver, public RecordedMemory, public ProgramTransfer {
+class MemologDriver final : public Driver, public RecordedMemory, public ProgramTransfer {
  public:
-  explicit MemologDriver(DriverServices services);
+  explicit MemologDriver(const DriverServices& services);
 
   // memologCtlErrNotMemolog for another instrument.
   Expected<std::string> Identify() override;
   Expected<std::string> DeviceVersion() override;
   // The logger's program, into what is known of the channels.
   HRESULT ReadCfg() override { return CodeOf(LoadProgram()); }
-  HRESULT RefreshChannels() override { return CodeOf(LoadProgram()); }
   // memologCtlErrChNum for a channel that the program does not have.
   Reading ReadChannel(ChannelId id) override;
-  HRESULT WriteChannel(ChannelId, float) override { return E_INVALIDARG; }
 
   // From the program, as far as it is known.
-  bool OffersChannel(ChannelId id) const override;
   std::string ChannelName(ChannelId id) const override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
-  ChannelLimit Limit(ChannelId id, int index) const override;
+  ChannelTraits DescribeChannel(ChannelId id) const override;
 
-  std::string CommInfo(Language language) const override;
-
-  RecordedMemory* memory() override { return this; }
   Expected<std::vector<std::uint32_t>> Blocks() override;
   Expected<std::uint32_t> BlockSize(std::uint32_t block) override;
   Expected<MemBlockCycle> CyclePeriod(std::uint32_t block) override;
@@ -46,7 +40,6 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
                               const Progress& progress) override;
   HRESULT Clear(std::uint32_t block, std::uint32_t count) override;
 
-  ProgramTransfer* program() override { return this; }
   const ProgramFileKind& file_kind() const override;
   HRESULT Check(const std::string& path) override;
   Expected<std::uint32_t> CountRecords(const std::string& path) override;
@@ -58,11 +51,15 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   class LongOperation;
   struct BlockReading;
 
-  HRESULT Greet() override;
-  std::uint8_t Slave() const override;
+  Expected<bool> StartSession(Conversation& talk) override;
+  std::uint8_t Slave() const;
 
-  // With the exchange lock held and the way open.
-  Expected<std::string> AskIdentification();
+  template <typename Body>
+  auto OnLogger(Body&& body);
+  // With the conversation of an exchange.
+  Expected<std::string> AskIdentification(Conversation& talk);
+  Expected<Words> Ask(Conversation& talk, Command command, const Words& data, std::size_t at_once);
+  // Exchanges of one mailbox operation each.
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);
   Expected<Words> Ask(Command command, const Words& data, std::size_t at_once);
@@ -75,6 +72,7 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
   // What is being read of it is not remembered either.
   void ForgetProgram();
   Expected<ProgramPointer> LoadProgram();
+  unsigned TimesForgotten() const;
   static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
   // Every record of the logger's program in turn, until `take` fails or the program ends. It is the program known then.
   using TakeRecord = std::function<HRESULT(const ProgramRecord& record, std::uint32_t number, std::uint32_t count)>;
@@ -90,7 +88,7 @@ class MemologDriver final : public ModbusDriver, public RecordedMemory, public P
 
   mutable std::mutex program_mutex_;
   ProgramPointer program_;             // guarded by program_mutex_; null while not known
-  unsigned forgotten_ = 0;             // so many times; guarded by exchange_mutex_
+  unsigned forgotten_ = 0;             // so many times; guarded by program_mutex_
   std::atomic<bool> busy_ = false;     // with a long operation
   std::atomic<bool> sending_ = false;  // a program: nothing is asked for in between
 };

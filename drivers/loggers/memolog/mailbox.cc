@@ -6,7 +6,6 @@
 namespace ulix::memolog {
 namespace {
 
-constexpr std::uint16_t kTextRegister = 600;
 constexpr std::size_t kTextReplyRegisters = 50;
 constexpr std::uint16_t kTextReadyRegister = 649;  // read once before the reply; what it says is not known
 constexpr std::uint16_t kFrameRegister = 44000;
@@ -18,20 +17,20 @@ std::uint16_t RegisterOf(std::size_t word) { return static_cast<std::uint16_t>(k
 }  // namespace
 
 HRESULT Mailbox::SendText(std::string_view command) {
-  return client_.WriteMultiple(kTextRegister, TextRegisters(command));
+  return registers_.WriteMultiple(kTextRegister, TextRegisters(command));
 }
 
 Expected<std::string> Mailbox::AskText(std::string_view command) {
   if (const HRESULT result = SendText(command); Failed(result)) return Failure(result);
-  if (const auto ready = client_.ReadOne(kTextReadyRegister); !ready) return Failure(ready.error());
+  if (const auto ready = registers_.ReadOne(kTextReadyRegister); !ready) return Failure(ready.error());
   std::array<std::uint16_t, kTextReplyRegisters> reply{};
-  if (const HRESULT result = client_.ReadHolding(kTextRegister, reply); Failed(result)) return Failure(result);
+  if (const HRESULT result = registers_.ReadHolding(kTextRegister, reply); Failed(result)) return Failure(result);
   return TextIn(reply);
 }
 
 HRESULT Mailbox::WriteFrame(std::span<const std::uint16_t> frame) {
   for (const FrameBlock& block : FrameBlocks(frame.size())) {
-    const HRESULT result = client_.WriteMultiple(RegisterOf(block.first), frame.subspan(block.first, block.count));
+    const HRESULT result = registers_.WriteMultiple(RegisterOf(block.first), frame.subspan(block.first, block.count));
     if (result == memologCtlErrMbusData) return Refused();
     if (Failed(result)) return result;
   }
@@ -39,7 +38,7 @@ HRESULT Mailbox::WriteFrame(std::span<const std::uint16_t> frame) {
 }
 
 HRESULT Mailbox::Refused() {
-  const auto status = client_.ReadOne(kStatusRegister);
+  const auto status = registers_.ReadOne(kStatusRegister);
   return status ? memologErrExceptionCode + *status : status.error();
 }
 
@@ -53,7 +52,7 @@ HRESULT Mailbox::ReadReply(Words& reply, std::size_t until) {
   while (reply.size() < until) {
     const std::size_t first = reply.size();
     reply.resize(std::min(until, first + kMaxReadAtOnce));
-    const HRESULT result = client_.ReadHolding(RegisterOf(first), std::span(reply).subspan(first));
+    const HRESULT result = registers_.ReadHolding(RegisterOf(first), std::span(reply).subspan(first));
     if (Failed(result)) return result;
   }
   return S_OK;

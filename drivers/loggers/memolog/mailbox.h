@@ -6,15 +6,18 @@
 #include <string_view>
 
 #include "drivers/loggers/memolog/protocol.h"
-#include "links/modbus_client.h"
+#include "sessions/modbus_registers.h"
 
 namespace ulix::memolog {
 
-// For one exchange or a few: refers to the client, whose use the caller serialises. Failures are the client's;
+// Within one exchange. Failures are those of the registers;
 // memologErrExceptionCode plus the logger's status for a frame that the logger refuses.
+// The first register of the lines of text.
+inline constexpr std::uint16_t kTextRegister = 600;
+
 class Mailbox {
  public:
-  explicit Mailbox(ModbusClient& client) : client_(client) {}
+  explicit Mailbox(ModbusRegisters& registers) : registers_(registers) {}
 
   // A command, and its reply up to its zero.
   HRESULT SendText(std::string_view command);
@@ -30,7 +33,7 @@ class Mailbox {
   HRESULT Refused();
   HRESULT ReadReply(Words& reply, std::size_t until);
 
-  ModbusClient& client_;
+  ModbusRegisters& registers_;
 };
 
 }  // namespace ulix::memolog

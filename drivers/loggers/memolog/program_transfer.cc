@@ -10,8 +10,6 @@
 namespace ulix::memolog {
 namespace {
 
-constexpr Milliseconds kInitialiseTimeout{500};
-
 // The last step of an operation, whatever came of it.
 HRESULT Ended(const Progress& progress, const ulix::LocalizedText& title, HRESULT result,
               const ulix::LocalizedText& done, const ulix::LocalizedText& failed) {
@@ -51,17 +49,6 @@ HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progres
   return Failed(result) ? result : left;
 }
 
-// The logger starts anew, and mostly says nothing to it.
-HRESULT MemologDriver::Initialise() {
-  return Exchange([](ModbusClient& client) -> HRESULT {
-    const Milliseconds usual = client.timeout();
-    client.SetTimeout(std::min(usual, kInitialiseTimeout));
-    const HRESULT result = Mailbox(client).SendText("INITOUI");
-    client.SetTimeout(usual);
-    return result == client.NoAnswer() ? S_OK : result;
-  });
-}
-
 HRESULT MemologDriver::SendProgram(ProgramFile& file, std::uint32_t records, const Progress& progress) {
   for (std::uint32_t sent = 1; sent <= records; ++sent) {
     const auto record = file.Next();
@@ -85,10 +72,12 @@ Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& 
 // whose logger went in between, or was sent another, is none.
 Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRecord& take) {
   constexpr std::size_t kCountAt = 2;
-  std::unique_lock exchange(exchange_mutex_);
-  const auto counted = Ask(kCountRecords, {}, kCountAt + 1);
-  const unsigned forgotten = forgotten_;
-  exchange.unlock();
+  unsigned forgotten = 0;
+  const auto counted = Exchange([&](Conversation& talk) {
+    auto reply = Ask(talk, kCountRecords, {}, kCountAt + 1);
+    forgotten = TimesForgotten();
+    return reply;
+  });
   if (!counted) return Failure(counted.error());
   auto program = std::make_shared<Program>();
   const std::uint32_t count = (*counted)[kCountAt];
@@ -105,9 +94,8 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRec
     if (ends) record = ReadRecord(kNextRecord, *record);
   }
   if (!record) return Failure(record.error());
-  exchange.lock();
-  if (!ends || forgotten != forgotten_) return Failure(client().NoAnswer());
   const std::lock_guard lock(program_mutex_);
+  if (!ends || forgotten != forgotten_) return Failure(link().codes().unread);
   return program_ = std::move(program);
 }
 

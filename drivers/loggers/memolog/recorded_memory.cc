@@ -58,8 +58,7 @@ Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
   const auto size = BlockSize(block);  // in this order: the exchange may have met another logger
   if (!size) return Failure(size.error());
   const auto state = ParseBlockState(*reply);
-  const std::lock_guard exchange(exchange_mutex_);
-  if (!state) return Failure(client().NoAnswer());
+  if (!state) return Failure(link().codes().unread);
   return MemBlockStatus{*size, state->held, state->recording};
 }
 
@@ -76,13 +75,14 @@ Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t mo
 
 // Whatever happens once the block may be frozen, it is released and the lock register gets back what it held.
 HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
-  std::unique_lock exchange(exchange_mutex_);
-  const auto reply = Ask(kMemoryBlock, BlockStateData(reading.block), kBlockStateReply);
+  const auto reply = Exchange([&](Conversation& talk) {
+    auto told = Ask(talk, kMemoryBlock, BlockStateData(reading.block), kBlockStateReply);
+    reading.forgotten = TimesForgotten();
+    return told;
+  });
   if (!reply) return reply.error();
   const auto state = ParseBlockState(*reply);
-  if (!state) return client().NoAnswer();
-  reading.forgotten = forgotten_;
-  exchange.unlock();
+  if (!state) return link().codes().unread;
   reading.state = *state;
   if (reading.count == 0 || reading.count > state->held) reading.count = state->held;
   const auto lock = ReadRegister(kLockRegister);
@@ -108,13 +108,16 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     if (reading.cancelled) return S_OK;
     const std::uint32_t count = std::min<std::uint32_t>(kRecordsPerRead, reading.count - done);
     const Words request = ReadRecordsData(reading.block, first + done, count);
-    std::unique_lock exchange(exchange_mutex_);
-    const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count));
+    unsigned forgotten = 0;
+    const auto reply = Exchange([&](Conversation& talk) {
+      auto told = Ask(talk, kMemoryBlock, request, ReadRecordsReply(count));
+      forgotten = TimesForgotten();
+      return told;
+    });
     if (!reply) return reply.error();
     const auto records = RecordsIn(*reply, request);
     // What went and came back may be another logger.
-    if (!records || reading.forgotten != forgotten_) return client().NoAnswer();
-    exchange.unlock();
+    if (!records || reading.forgotten != forgotten) return link().codes().unread;
     if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
     done += count;
   }

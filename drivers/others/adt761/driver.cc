@@ -11,7 +11,6 @@ namespace {
 constexpr int kLongestAnswer = 256;
 constexpr int kLongestSetPoint = 50;
 constexpr int kLongestAcknowledgement = 50;
-constexpr int kUnknownResolution = 6;
 
 constexpr std::array<std::uint32_t, 7> kRates = {2400, 4800, 9600, 19200, 38400, 57600, 115200};
 constexpr LineProfile kLine = {
@@ -21,100 +20,114 @@ constexpr int kLateAttempt = 5;  // from which on the user is told
 constexpr std::string_view kTypeQuery = ":R:OTYPE";
 constexpr std::string_view kReleaseKeypad = ":W:OKEYLOCK:0";
 
-}  // namespace
-
-Adt761Driver::Adt761Driver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
-
-void Adt761Driver::OpenedLate(int attempt) { opened_late_ = attempt >= kLateAttempt; }
-
-std::optional<TextId> Adt761Driver::TakeWarning() {
-  return opened_late_.exchange(false) ? std::optional(TextId::kOpenedLate) : std::nullopt;
-}
-
-HRESULT Adt761Driver::Greet() {
-  if (CodeIn(*settings().Current(), kSettings[kLinkMode]) != kInstrument) return S_OK;
-  const auto answer = Identify();
-  if (!answer) return answer.error();
-  switch (ParseIntroduction(*answer)) {
-    case Introduction::kAdt761:
-      return S_OK;
-    case Introduction::kRefused:  // lenient on purpose: hosts look at IsConnected
-      return kNotConnected;
-    case Introduction::kOther:
-      break;
-  }
-  return adt761CtlErrNotAdt761;
-}
-
-// What the instrument says to it comes too late for anybody.
-void Adt761Driver::TakeLeave() {
-  DiscardInput();
-  Send(kReleaseKeypad);
-}
-
-Expected<std::string> Adt761Driver::Identify() { return Ask(kTypeQuery, kLongestAnswer); }
-
-// Where the host does not want to know which instrument it is, any may be there.
-Landmark Adt761Driver::landmark() const {
-  const bool known = CodeIn(*settings().Current(), kSettings[kLinkMode]) == kInstrument;
-  return known ? Landmark{.query = kTypeQuery} : Landmark{};
-}
-
-bool Adt761Driver::IsLandmark(std::string_view reply) const {
-  const std::size_t start = reply.rfind(":F:OTYPE");
-  return start != reply.npos && ParseIntroduction(reply.substr(start)) == Introduction::kAdt761;
-}
-
-HRESULT Adt761Driver::Transmit(std::string_view text) {
-  const auto prefix = static_cast<char>(CodeIn(*settings().Current(), kSettings[kFramePrefix]));
-  return link().WriteBytes(prefix + std::string(text) + '\0', 0);
-}
-
-Expected<std::string> Adt761Driver::Ask(std::string_view text, int longest) {
-  // A frame without its end may be cut anywhere, and counts for none.
-  return Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
+// One answer of at most `longest` bytes, its NUL included, without that. A frame without its end may be cut anywhere,
+// and counts for none.
+Expected<std::string> Ask(Conversation& talk, std::string_view text, int longest) {
+  return talk.Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
     if (answer.size() >= static_cast<std::size_t>(longest)) return Failure(serialCommErrUnableToReadComm);
     return std::move(answer);
   });
 }
 
+// What `parse` makes of the answer. One of which it makes nothing, and that says so neither, may be another query's.
 template <typename Parse>
-auto Adt761Driver::Ask(std::string_view text, int longest, Parse parse) -> decltype(parse(std::string_view())) {
-  const auto answer = Ask(text, longest);
+auto Ask(Conversation& talk, std::string_view text, int longest, Parse parse) -> decltype(parse(std::string_view())) {
+  const auto answer = Ask(talk, text, longest);
   if (!answer) return Failure(answer.error());
   auto value = parse(*answer);
-  if (!value && !SaysNothing(*answer)) Distrust();
+  if (!value && !SaysNothing(*answer)) talk.MarkOutOfSync();
   return value;
+}
+
+HRESULT SendAndExpect(Conversation& talk, std::string_view command, std::string_view acknowledgement) {
+  const auto parse = [&](std::string_view answer) -> Expected<std::string_view> {
+    if (!answer.starts_with(acknowledgement)) return Failure(adt761CtlErrNack);
+    return acknowledgement;
+  };
+  return CodeOf(Ask(talk, command, kLongestAcknowledgement, parse));
+}
+
+}  // namespace
+
+Adt761Driver::Adt761Driver(const DriverServices& services)
+    : Driver(kCard, [&] {
+        Wire wire = LineWire(kLine, services, [this](std::string_view text) { return FrameOf(text); });
+        wire.options.on_open_retried = [this](int attempt) {
+          if (attempt >= kLateAttempt) Warn(TextId::kOpenedLate);
+        };
+        return wire;
+      }()) {}
+
+bool Adt761Driver::IdentifiesOnConnect() const {
+  return CodeIn(*settings().Current(), kSettings[kLinkMode]) == kInstrument;
+}
+
+Expected<bool> Adt761Driver::StartSession(Conversation& talk) {
+  if (!IdentifiesOnConnect()) return true;
+  const auto answer = Ask(talk, kTypeQuery, kLongestAnswer);
+  if (!answer) return Failure(answer.error());
+  switch (ParseIntroduction(*answer)) {
+    case Introduction::kAdt761:
+      return Started(talk.Admit(*answer, adt761CtlErrNotAdt761));
+    case Introduction::kRefused:  // lenient on purpose: hosts look at IsConnected
+      return false;
+    case Introduction::kOther:
+      break;
+  }
+  return Failure(adt761CtlErrNotAdt761);
+}
+
+// What the instrument says to it comes too late for anybody.
+void Adt761Driver::EndSession(Conversation& talk) {
+  talk.DiscardInput();
+  talk.Send(kReleaseKeypad);
+}
+
+Expected<std::string> Adt761Driver::Identify() {
+  return Exchange([](Conversation& talk) { return Ask(talk, kTypeQuery, kLongestAnswer); });
+}
+
+// Where the host does not want to know which instrument it is, any may be there.
+SyncQuery Adt761Driver::sync_query() const {
+  return IdentifiesOnConnect() ? SyncQuery{.query = kTypeQuery} : SyncQuery{};
+}
+
+bool Adt761Driver::IsSyncReply(std::string_view reply) const {
+  const std::size_t start = reply.rfind(":F:OTYPE");
+  return start != reply.npos && ParseIntroduction(reply.substr(start)) == Introduction::kAdt761;
+}
+
+std::string Adt761Driver::FrameOf(std::string_view text) const {
+  const auto prefix = static_cast<char>(CodeIn(*settings().Current(), kSettings[kFramePrefix]));
+  return prefix + std::string(text) + '\0';
 }
 
 Reading Adt761Driver::ReadChannel(ChannelId id) {
   if (id >= kReadings.size()) return {.code = adt761CtlErrChNum};
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto value = Measure(id);
-  return value ? Reading{S_OK, *value} : Reading{value.error(), 0.0F};
+  return ReadingOf(Exchange([&](Conversation& talk) { return Measure(talk, id); }));
 }
 
-Expected<float> Adt761Driver::Measure(ChannelId id) {
-  const auto query = ChooseQuery(id);
+Expected<float> Adt761Driver::Measure(Conversation& talk, ChannelId id) {
+  const auto query = ChooseQuery(talk, id);
   if (!query) return Failure(query.error());
   const int longest = id == kSetPointChannel ? kLongestSetPoint : kLongestAnswer;
-  const auto measured =
-      Ask(*query, longest, [&](std::string_view answer) { return ParseReading(answer, *query, kReadings[id]); });
+  const auto parse = [&](std::string_view answer) { return ParseReading(answer, *query, kReadings[id]); };
+  const auto measured = Ask(talk, *query, longest, parse);
   if (!measured) return Failure(measured.error());
   units_[id] = measured->unit;
   return measured->value;
 }
 
-Expected<const char*> Adt761Driver::ChooseQuery(ChannelId id) {
+Expected<const char*> Adt761Driver::ChooseQuery(Conversation& talk, ChannelId id) {
   const Channel& channel = kReadings[id];
   if (channel.first == FirstAsk::kNothing) return channel.query;
   // Whatever is sourced, the sources' channels are there.
   if (channel.first == FirstAsk::kSourcedItem) {
-    return Ask(kSourcedItemQuery, kLongestAnswer, [&](std::string_view answer) {
+    return Ask(talk, kSourcedItemQuery, kLongestAnswer, [&](std::string_view answer) {
       return Accepted(answer, kSourcedItemQuery).map([&](const auto&) { return channel.query; });
     });
   }
-  const auto item = Ask(kMeasuredItemQuery, kLongestAnswer, ParseItem);
+  const auto item = Ask(talk, kMeasuredItemQuery, kLongestAnswer, ParseItem);
   if (!item) return Failure(item.error());
   if (!Provides(*item, id)) {
     TraceLine(std::string("CUlixInstrAdt761Ctl: measuring ") + item->display + "\n");
@@ -128,28 +141,15 @@ HRESULT Adt761Driver::WriteChannel(ChannelId id, float value) {
   if (!write) return adt761CtlErrChNum;
   const auto command = WriteCommand(*write, value);
   if (!command) return command.error();
-  const std::lock_guard exchange(exchange_mutex_);
-  if (write->before) {
-    if (const HRESULT result = Order(write->before, write->before_answer); Failed(result)) return result;
-  }
-  return Order(*command, write->answer);
+  return Exchange([&](Conversation& talk) {
+    const HRESULT prepared = write->before ? SendAndExpect(talk, write->before, write->before_answer) : S_OK;
+    return Failed(prepared) ? prepared : SendAndExpect(talk, *command, write->answer);
+  });
 }
 
-HRESULT Adt761Driver::Order(std::string_view command, std::string_view acknowledgement) {
-  return CodeOf(Ask(command, kLongestAcknowledgement, [&](std::string_view answer) -> Expected<std::string_view> {
-    if (!answer.starts_with(acknowledgement)) return Failure(adt761CtlErrNack);
-    return acknowledgement;
-  }));
-}
-
-std::string Adt761Driver::ChannelUnit(ChannelId id) const {
-  if (id >= kReadings.size()) return "";
+ChannelTraits Adt761Driver::DescribeChannel(ChannelId id) const {
   const Unit* told = units_[id];
-  return told ? told->display : kReadings[id].unit;
-}
-
-int Adt761Driver::ChannelResolution(ChannelId id) const {
-  return id < kReadings.size() ? kReadings[id].resolution : kUnknownResolution;
+  return {.unit = told ? told->display : kReadings[id].unit, .resolution = kReadings[id].resolution, .limits = {}};
 }
 
 }  // namespace ulix::adt761

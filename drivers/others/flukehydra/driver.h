@@ -4,14 +4,14 @@
 #include <string>
 #include <string_view>
 
+#include "drivers/driver.h"
 #include "drivers/others/flukehydra/protocol.h"
-#include "drivers/serial_driver.h"
 
 namespace ulix::flukehydra {
 
-class FlukeHydraDriver final : public SerialDriver {
+class FlukeHydraDriver final : public Driver {
  public:
-  explicit FlukeHydraDriver(DriverServices services);
+  explicit FlukeHydraDriver(const DriverServices& services);
 
   Expected<std::string> Identify() override;
   // Channels are set up at the instrument; the record says what was found there, and nothing is sent.
@@ -20,8 +20,7 @@ class FlukeHydraDriver final : public SerialDriver {
   Reading ReadChannel(ChannelId id) override;
   HRESULT Run() override;
   HRESULT Stop() override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
+  ChannelTraits DescribeChannel(ChannelId id) const override;
 
  private:
   struct Answer {
@@ -29,17 +28,16 @@ class FlukeHydraDriver final : public SerialDriver {
     std::string prompt;
   };
 
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override;
-  void OpenedLate(int attempt) override;
-  Expected<Answer> Ask(const std::string& query, const Refusals& refusals);
+  Expected<bool> StartSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override;
+  static Expected<Answer> Ask(Conversation& talk, const std::string& query, const Refusals& refusals);
   // One configuration query's result.
-  Expected<std::string> AskConfig(const std::string& query);
+  static Expected<std::string> AskConfig(Conversation& talk, const std::string& query);
   // Sends a command that has no result and looks at its prompt.
-  HRESULT Order(std::string_view command);
-  HRESULT ReadChannels(std::vector<StoredValue>& record);
-  HRESULT ReadShared(std::vector<StoredValue>& record);
+  static HRESULT SendAndExpectPrompt(Conversation& talk, std::string_view command);
+  static HRESULT ReadChannels(Conversation& talk, std::vector<StoredValue>& record);
+  static HRESULT ReadShared(Conversation& talk, std::vector<StoredValue>& record);
 };
 
 }  // namespace ulix::flukehydra

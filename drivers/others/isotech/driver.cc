@@ -11,8 +11,9 @@ namespace {
 // Frames are read by their length; the terminator and the size serve nothing here.
 constexpr LineProfile kProfile = {.terminator = '\n', .reply_size = 64};
 
-constexpr std::uint32_t kAddressedTimeoutMs = 100;
-constexpr std::uint32_t kLineTimeoutMs = 1000;
+constexpr ReplyPlan kAddressedAnswer = {.size = kAddressedAnswerSize, .read_ms = 100};
+constexpr ReplyPlan kLineAnswer = {.size = kLineAnswerSize, .read_ms = 1000};
+constexpr ReplyPlan kNextByte = {.size = 1, .read_ms = 1000};
 
 // The controller hears nothing for a while before and after a stop.
 constexpr Milliseconds kStopPause{1000};
@@ -24,18 +25,29 @@ constexpr std::string_view kSetPointCommand = "ST";
 constexpr std::string_view kOutputOnCommand = "OC";
 constexpr std::string_view kStopCommand = "CP";
 
+// Of an answer that stopped midway the rest is zeros. One that is neither agreement nor refusal may be another frame's.
+HRESULT Judged(Conversation& talk, std::string_view answer, HRESULT judgement) {
+  if (answer.back() == '\0' || (Failed(judgement) && !IsRefusal(answer))) talk.MarkOutOfSync();
+  return judgement;
+}
+
+HRESULT ReadToLineEnd(Conversation& talk) {
+  for (int i = 0; i < kLongestStopAnswer; ++i) {
+    const auto byte = talk.ReadReply(kNextByte);
+    if (!byte) return byte.error();
+    if (HasEnded(*byte)) return S_OK;
+  }
+  return isotechCtlErrNack;
+}
+
 }  // namespace
 
-IsotechDriver::IsotechDriver(DriverServices services) : SerialDriver(kCard, kProfile, std::move(services)) {}
+IsotechDriver::IsotechDriver(const DriverServices& services) : Driver(kCard, FixedWire(kProfile, services)) {}
 
 void IsotechDriver::SetObject(SetPointObject object) {
   const std::lock_guard lock(object_mutex_);
   object_ = std::move(object);
 }
-
-Expected<std::string> IsotechDriver::Identify() { return Failure(E_NOTIMPL); }
-
-Reading IsotechDriver::ReadChannel(ChannelId) { return {.code = E_INVALIDARG}; }
 
 HRESULT IsotechDriver::WriteChannel(ChannelId id, float value) {
   return id == kSetPointChannel ? SendSetPoint(value) : E_INVALIDARG;
@@ -71,9 +83,10 @@ HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
     address = kHighestAddress;
     settings().SetText(kSettings[kAddress], std::to_string(address));
   }
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto answer = Ask(AddressedFrame(address, degrees), kAddressedAnswerSize, kAddressedTimeoutMs);
-  return answer ? Judged(*answer, CheckAddressedAnswer(*answer)) : answer.error();
+  return Exchange([&](Conversation& talk) {
+    const auto answer = talk.Query(AddressedFrame(address, degrees), kAddressedAnswer);
+    return answer ? Judged(talk, *answer, CheckAddressedAnswer(*answer)) : answer.error();
+  });
 }
 
 HRESULT IsotechDriver::Run() {
@@ -86,58 +99,26 @@ HRESULT IsotechDriver::Run() {
 
 HRESULT IsotechDriver::Stop() {
   if (CodeIn(*settings().Current(), kSettings[kModel]) != kLine) return S_OK;
-  const std::lock_guard exchange(exchange_mutex_);
-  clock().SleepFor(kStopPause);
-  const HRESULT result = SendStop();
-  clock().SleepFor(kStopPause);
-  return result;
+  return Exchange([this](Conversation& talk) {
+    talk.Pause(kStopPause);
+    const HRESULT result = SendStop(talk);
+    talk.Pause(kStopPause);
+    return result;
+  });
 }
 
-HRESULT IsotechDriver::SendStop() {
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto answer = Ask(LineFrame(kStopCommand), kLineAnswerSize, kLineTimeoutMs);
+HRESULT IsotechDriver::SendStop(Conversation& talk) {
+  const auto answer = talk.Query(LineFrame(kStopCommand), kLineAnswer);
   if (!answer) return answer.error();
-  if (!IsLongStopAnswer(*answer)) return Judged(*answer, CheckLineAnswer(*answer, kStopCommand));
-  return HasEnded(*answer) ? S_OK : ReadToLineEnd();
-}
-
-HRESULT IsotechDriver::Judged(std::string_view answer, HRESULT judgement) {
-  if (Failed(judgement) && !IsRefusal(answer)) Distrust();
-  return judgement;
-}
-
-HRESULT IsotechDriver::ReadToLineEnd() {
-  for (int i = 0; i < kLongestStopAnswer; ++i) {
-    const auto byte = ReadAnswer(1, kLineTimeoutMs);
-    if (!byte) return byte.error();
-    if (HasEnded(*byte)) return S_OK;
-  }
-  return isotechCtlErrNack;
+  if (!IsLongStopAnswer(*answer)) return Judged(talk, *answer, CheckLineAnswer(*answer, kStopCommand));
+  return HasEnded(*answer) ? S_OK : ReadToLineEnd(talk);
 }
 
 HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command) {
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto answer = Ask(frame, kLineAnswerSize, kLineTimeoutMs);
-  return answer ? Judged(*answer, CheckLineAnswer(*answer, command)) : answer.error();
-}
-
-Expected<std::string> IsotechDriver::Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms) {
-  const std::lock_guard exchange(exchange_mutex_);
-  HRESULT result = PrepareLine();
-  if (Failed(result)) return Failure(result);
-  result = link().WriteBytes(frame, 0);
-  if (Succeeded(result)) return ReadAnswer(answer_size, timeout_ms);
-  NoteLoss();
-  return Failure(result);
-}
-
-Expected<std::string> IsotechDriver::ReadAnswer(std::size_t size, std::uint32_t timeout_ms) {
-  std::string answer(size, '\0');
-  const HRESULT result = link().ReadBytes(answer, TimeoutOr(timeout_ms));
-  if (Failed(result) || answer.back() == '\0') Distrust();
-  if (Succeeded(result)) return answer;
-  NoteLoss();
-  return Failure(result);
+  return Exchange([&](Conversation& talk) {
+    const auto answer = talk.Query(frame, kLineAnswer);
+    return answer ? Judged(talk, *answer, CheckLineAnswer(*answer, command)) : answer.error();
+  });
 }
 
 }  // namespace ulix::isotech

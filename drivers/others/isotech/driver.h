@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "drivers/serial_driver.h"
+#include "drivers/driver.h"
 
 namespace ulix::isotech {
 
@@ -15,34 +15,26 @@ namespace ulix::isotech {
 // Called on the thread that writes, with no lock held; several threads may call at once.
 using SetPointObject = std::function<HRESULT(std::uint32_t address, float degrees)>;
 
-class IsotechDriver final : public SerialDriver {
+class IsotechDriver final : public Driver {
  public:
-  explicit IsotechDriver(DriverServices services);
+  explicit IsotechDriver(const DriverServices& services);
 
   // At any time, from any thread; an empty one takes the object away. Without one, such writes are E_NOTIMPL.
   void SetObject(SetPointObject object);
 
-  // E_NOTIMPL: the controllers have no identification query, and connecting asks them nothing.
-  Expected<std::string> Identify() override;
-  Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
   HRESULT Run() override;
   HRESULT Stop() override;
 
  private:
-  HRESULT Greet() override { return S_OK; }
+  // The controllers have no identification query, and connecting asks them nothing.
+  Expected<bool> StartSession(Conversation&) override { return true; }
   HRESULT SendSetPoint(float degrees);
   HRESULT SendToObject(std::uint32_t address, float degrees);
   HRESULT SendAddressed(std::uint32_t address, float degrees);
   // `command` without its argument.
   HRESULT SendLine(std::string_view frame, std::string_view command);
-  HRESULT SendStop();
-  HRESULT ReadToLineEnd();
-  // An answer that is neither agreement nor refusal may be another frame's.
-  HRESULT Judged(std::string_view answer, HRESULT judgement);
-  // Sends a frame and reads an answer of known size. Of one that stops midway, the rest is zeros.
-  Expected<std::string> Ask(std::string_view frame, std::size_t answer_size, std::uint32_t timeout_ms);
-  Expected<std::string> ReadAnswer(std::size_t size, std::uint32_t timeout_ms);
+  HRESULT SendStop(Conversation& talk);
 
   std::mutex object_mutex_;
   SetPointObject object_;  // guarded by object_mutex_

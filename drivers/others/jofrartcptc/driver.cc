@@ -13,91 +13,109 @@ constexpr std::array<std::uint32_t, 3> kRates = {9600, 19200, 115200};
 // Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11, .baud_rates = kRates};
 
-}  // namespace
-
-JofraRtcPtcDriver::JofraRtcPtcDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
-
-const Dialect& JofraRtcPtcDriver::Spoken() const {
-  return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
-}
-
-HRESULT JofraRtcPtcDriver::Greet() {
-  const Dialect& dialect = Spoken();
-  if (const HRESULT result = Take(dialect.prelude); Failed(result)) return result;
-  const auto ascii = Ask("ascii+");
-  if (!ascii) return ascii.error();
-  if (!SpeaksAscii(*ascii)) return jofrartcptcCtlErrNotJofraRtcPtc;
-  const auto identification = Ask(dialect.identify);
-  if (!identification) return identification.error();
-  return IsOf(dialect, *identification) ? Take(dialect.log_on) : dialect.not_this;
-}
-
-// A step that fails does not spare the instrument the next.
-void JofraRtcPtcDriver::TakeLeave() {
-  for (const Step& step : Spoken().leave) Order(step.command, step.answer);
-}
-
-bool JofraRtcPtcDriver::IsLandmark(std::string_view reply) const {
-  const std::size_t start = reply.rfind(Spoken().identification_start);
-  return start != reply.npos && IsOf(Spoken(), Trimmed(reply.substr(start)));
-}
-
-Expected<std::string> JofraRtcPtcDriver::Identify() { return Ask(Spoken().identify); }
-
-Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
-  const Dialect& dialect = Spoken();
-  if (id >= dialect.channels.size()) return {.code = jofrartcptcCtlErrChNum};
-  const auto value = Query(dialect.readings, usual_plan(), [&](const std::string& answer) {
-    return ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
-  });
-  return ReadingOf(value);
-}
-
-HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
-  const Dialect& dialect = Spoken();
-  if (id >= dialect.channels.size()) return jofrartcptcCtlErrChNum;
-  if (id != kTargetChannel) return E_INVALIDARG;
-  const auto command = SetPointCommand(dialect, value);
-  if (!command) return command.error();
-  const std::lock_guard exchange(exchange_mutex_);
-  if (const HRESULT result = Order(*command, dialect.set_point_answer); Failed(result)) return result;
-  const auto told = Ask(dialect.set_point);
-  if (!told) return told.error();
-  return ConfirmsSetPoint(dialect, *told, value) ? S_OK : NotAgreed(*told);
-}
-
-Expected<std::string> JofraRtcPtcDriver::Ask(std::string_view query) {
-  return Query(query, usual_plan(), [](const std::string& line) -> Expected<std::string> {
+// One answer, without line ends and blanks around it; one of nothing else is none.
+Expected<std::string> Ask(Conversation& talk, std::string_view query) {
+  return talk.Query(query, kLine.usual(), [](const std::string& line) -> Expected<std::string> {
     const std::string_view answer = Trimmed(line);
     if (answer.empty()) return Failure(serialCommErrUnableToReadComm);
     return std::string(answer);
   });
 }
 
-HRESULT JofraRtcPtcDriver::Order(std::string_view command, const char* answer) {
-  if (!answer) return Send(command);
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto told = Ask(command);
-  if (!told) return told.error();
-  return *told == answer ? S_OK : NotAgreed(*told);
-}
-
 // Unless the instrument says that it refuses, the answer may be another command's.
-HRESULT JofraRtcPtcDriver::NotAgreed(std::string_view answer) {
-  if (!IsError(answer)) Distrust();
+HRESULT Refused(Conversation& talk, std::string_view answer) {
+  if (!IsError(answer)) talk.MarkOutOfSync();
   return jofrartcptcCtlErrNack;
 }
 
-HRESULT JofraRtcPtcDriver::Take(std::span<const Step> steps) {
+// Sends a command and expects that answer, or none where it is null; another is jofrartcptcCtlErrNack.
+HRESULT SendAndExpect(Conversation& talk, std::string_view command, const char* answer) {
+  if (!answer) return talk.Send(command);
+  const auto told = Ask(talk, command);
+  if (!told) return told.error();
+  return *told == answer ? S_OK : Refused(talk, *told);
+}
+
+HRESULT Take(Conversation& talk, std::span<const Step> steps) {
   for (const Step& step : steps) {
-    if (const HRESULT result = Order(step.command, step.answer); Failed(result)) return result;
+    if (const HRESULT result = SendAndExpect(talk, step.command, step.answer); Failed(result)) return result;
   }
   return S_OK;
 }
 
+}  // namespace
+
+JofraRtcPtcDriver::JofraRtcPtcDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
+
+const Dialect& JofraRtcPtcDriver::CurrentDialect() const {
+  return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
+}
+
+// An instrument that is silent at the first question is none of these.
+Expected<bool> JofraRtcPtcDriver::StartSession(Conversation& talk) {
+  const Dialect& dialect = CurrentDialect();
+  if (const HRESULT result = Take(talk, dialect.prelude); Failed(result)) return Failure(result);
+  const auto ascii = Ask(talk, "ascii+");
+  if (!ascii && ascii.error() != serialCommErrUnableToReadComm) return Failure(ascii.error());
+  if (!ascii || !SpeaksAscii(*ascii)) return Failure(jofrartcptcCtlErrNotJofraRtcPtc);
+  const auto identification = Ask(talk, dialect.identify);
+  if (!identification) return Failure(identification.error());
+  if (!IsOf(dialect, *identification)) return Failure(dialect.not_this);
+  const HRESULT result = talk.Admit(*identification, dialect.not_this);
+  return Started(Failed(result) ? result : Take(talk, dialect.log_on));
+}
+
+// A step that fails does not spare the instrument the next.
+void JofraRtcPtcDriver::EndSession(Conversation& talk) {
+  for (const Step& step : CurrentDialect().leave) SendAndExpect(talk, step.command, step.answer);
+}
+
+bool JofraRtcPtcDriver::IsSyncReply(std::string_view reply) const {
+  const Dialect& dialect = CurrentDialect();
+  const std::size_t start = reply.rfind(dialect.identification_start);
+  return start != reply.npos && IsOf(dialect, Trimmed(reply.substr(start)));
+}
+
+Expected<std::string> JofraRtcPtcDriver::Identify() {
+  return Exchange([this](Conversation& talk) { return Ask(talk, CurrentDialect().identify); });
+}
+
+Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
+  const Dialect& dialect = CurrentDialect();
+  if (id >= dialect.channels.size()) return {.code = jofrartcptcCtlErrChNum};
+  const auto parse = [&](const std::string& answer) {
+    return ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
+  };
+  return ReadingOf(Exchange([&](Conversation& talk) { return talk.Query(dialect.readings, kLine.usual(), parse); }));
+}
+
+HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
+  const Dialect& dialect = CurrentDialect();
+  if (id >= dialect.channels.size()) return jofrartcptcCtlErrChNum;
+  if (id != kTargetChannel) return E_INVALIDARG;
+  const auto command = SetPointCommand(dialect, value);
+  if (!command) return command.error();
+  return Exchange([&](Conversation& talk) -> HRESULT {
+    const HRESULT sent = SendAndExpect(talk, *command, dialect.set_point_answer);
+    if (Failed(sent)) return sent;
+    const auto told = Ask(talk, dialect.set_point);
+    if (!told) return told.error();
+    if (ConfirmsSetPoint(dialect, *told, value)) return S_OK;
+    // Where the command has no answer of its own, a refusal may be its, and the query's answer is still to come.
+    if (!dialect.set_point_answer) talk.MarkOutOfSync();
+    return Refused(talk, *told);
+  });
+}
+
 std::string JofraRtcPtcDriver::ChannelName(ChannelId id) const {
-  const auto channels = Spoken().channels;
+  const auto channels = CurrentDialect().channels;
   return id < channels.size() ? channels[id].name : kUnknownChannel;
+}
+
+ChannelTraits JofraRtcPtcDriver::DescribeChannel(ChannelId id) const {
+  ChannelTraits traits = Driver::DescribeChannel(id);
+  traits.offered = id < CurrentDialect().channels.size();
+  return traits;
 }
 
 }  // namespace ulix::jofrartcptc

@@ -27,20 +27,21 @@ std::string WholeWords(std::string line, int size) {
 
 }  // namespace
 
-KambicDriver::KambicDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+KambicDriver::KambicDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
 
-HRESULT KambicDriver::Greet() {
-  const auto identification = Identify();
-  if (!identification) return identification.error();
-  return IsKambic(*identification) ? S_OK : kambicCtlErrNotKambic;
+Expected<bool> KambicDriver::StartSession(Conversation& talk) {
+  const auto identification = talk.QueryText(kIdentify, kLine.usual());
+  if (!identification) return Failure(identification.error());
+  if (!IsKambic(*identification)) return Failure(kambicCtlErrNotKambic);
+  return Started(talk.Admit(std::string(Trimmed(*identification)), kambicCtlErrNotKambic));
 }
 
-Landmark KambicDriver::landmark() const { return {.query = kIdentify}; }
+SyncQuery KambicDriver::sync_query() const { return {.query = kIdentify}; }
 
-bool KambicDriver::IsLandmark(std::string_view reply) const { return IsKambic(reply); }
+bool KambicDriver::IsSyncReply(std::string_view reply) const { return IsKambic(reply); }
 
 Expected<std::string> KambicDriver::Identify() {
-  return Query(kIdentify).map([](const std::string& line) { return std::string(Trimmed(line)); });
+  return AskText(kIdentify, kLine.usual()).map([](const std::string& line) { return std::string(Trimmed(line)); });
 }
 
 Reading KambicDriver::ReadChannel(ChannelId id) {
@@ -48,8 +49,8 @@ Reading KambicDriver::ReadChannel(ChannelId id) {
   const auto parse = [id](std::string&& answer) {
     return ParseReading(WholeWords(std::move(answer), kReadingSize), id);
   };
-  const auto value = Query("TXD", {kReadingSize}, parse, kambicCtlErrBadResp);
-  return ReadingOf(value);
+  return ReadingOf(
+      Exchange([&](Conversation& talk) { return talk.Query("TXD", {kReadingSize}, parse, kambicCtlErrBadResp); }));
 }
 
 HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
@@ -57,12 +58,13 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   if (id != kSetPointChannel) return E_INVALIDARG;
   const auto command = SetPointCommand(value);
   if (!command) return command.error();
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto answer = Query(*command, {kSetPointSize});
-  if (!answer) return answer.error();
-  const HRESULT result = CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command);
-  if (result == kambicCtlErrBadResp) Distrust();
-  return result;
+  return Exchange([&](Conversation& talk) {
+    const auto answer = talk.Query(*command, {kSetPointSize});
+    if (!answer) return answer.error();
+    const HRESULT result = CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command);
+    if (result == kambicCtlErrBadResp) talk.MarkOutOfSync();
+    return result;
+  });
 }
 
 }  // namespace ulix::kambic

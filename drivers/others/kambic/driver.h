@@ -4,13 +4,13 @@
 #include <string>
 #include <string_view>
 
-#include "drivers/serial_driver.h"
+#include "drivers/driver.h"
 
 namespace ulix::kambic {
 
-class KambicDriver final : public SerialDriver {
+class KambicDriver final : public Driver {
  public:
-  explicit KambicDriver(DriverServices services);
+  explicit KambicDriver(const DriverServices& services);
 
   Expected<std::string> Identify() override;
   // kambicCtlErrChNum for a channel that is none.
@@ -18,9 +18,9 @@ class KambicDriver final : public SerialDriver {
   HRESULT WriteChannel(ChannelId id, float value) override;
 
  private:
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override;
+  Expected<bool> StartSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override;
 };
 
 }  // namespace ulix::kambic

@@ -17,6 +17,24 @@ constexpr std::string_view kIdentify = "*IDN?";
 constexpr int kMicrokAttempts = 4;
 constexpr std::uint64_t kMillikMsPerAttempt = 1000;
 
+Expected<std::vector<std::string>> ReadProbeNames(Conversation& talk) {
+  const auto count = talk.Query("PROB:COUN?", kLine.usual(), ParseProbeCount);
+  if (!count) return Failure(count.error());
+  std::vector<std::string> names;
+  while (names.size() < *count) {
+    auto name = talk.Query("PROB:NAM" + std::to_string(names.size() + 1) + "?", kLine.usual(), ParseProbeName);
+    if (!name) return Failure(name.error());
+    names.push_back(std::move(*name));
+  }
+  return names;
+}
+
+// More of them the longer a reply may take.
+int AttemptsOfMillik(const Conversation& talk) {
+  const auto read_ms = static_cast<std::uint64_t>(talk.read_timeout().count());
+  return static_cast<int>(std::max<std::uint64_t>(read_ms * 9 / 10 / kMillikMsPerAttempt, 1));
+}
+
 // Failures of one channel's configuration; its readings fail with them, and those of no other channel.
 bool IsOneChannels(HRESULT result) {
   return result == microkCtlErrUserProbeNotFound || result == microkCtlErrBadInternalChanConfig;
@@ -24,51 +42,57 @@ bool IsOneChannels(HRESULT result) {
 
 }  // namespace
 
-MicrokDriver::MicrokDriver(DriverServices services) : SerialDriver(kCard, kLine, std::move(services)) {}
+MicrokDriver::MicrokDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
 
-Landmark MicrokDriver::landmark() const { return {.query = kIdentify}; }
+SyncQuery MicrokDriver::sync_query() const { return {.query = kIdentify}; }
 
-bool MicrokDriver::IsLandmark(std::string_view reply) const {
+bool MicrokDriver::IsSyncReply(std::string_view reply) const {
   return IsIdentification(ModelIn(*settings().Current()), reply, identification_);
 }
 
-HRESULT MicrokDriver::Greet() {
-  const auto reply = Query(kIdentify);
-  if (!reply) return reply.error();
+Expected<bool> MicrokDriver::StartSession(Conversation& talk) {
+  const auto reply = talk.QueryText(kIdentify, kLine.usual());
+  if (!reply) return Failure(reply.error());
   const auto record = settings().Current();
   const Model model = ModelIn(*record);
-  if (const HRESULT other = CheckIdentity(model, *reply); Failed(other)) return other;
-  identification_ = *reply;
-  version_ = VersionIn(model, *reply);
-  if (model == kMicrok) return S_OK;
-  const HRESULT remote = TakesRemote(*reply) ? Send("REM") : S_OK;
-  const HRESULT prepared = Failed(remote) ? remote : PrepareQueries(record);
-  return IsOneChannels(prepared) ? S_OK : prepared;
+  HRESULT result = CheckIdentity(model, *reply);
+  if (Succeeded(result)) result = talk.Admit(*reply, model == kMillik ? microkCtlErrNotMillik : microkCtlErrNotMicrok);
+  if (Failed(result)) return Failure(result);
+  {
+    const std::lock_guard lock(identity_mutex_);
+    identification_ = *reply;
+    version_ = VersionIn(model, *reply);
+  }
+  if (model == kMicrok) return true;
+  if (TakesRemote(*reply)) result = talk.Send("REM");
+  if (Succeeded(result)) result = PrepareQueries(talk, record);
+  return Started(IsOneChannels(result) ? S_OK : result);
 }
 
 Expected<std::string> MicrokDriver::Identify() {
-  const std::lock_guard exchange(exchange_mutex_);
+  const std::lock_guard lock(identity_mutex_);
   return identification_;
 }
 
 std::optional<double> MicrokDriver::instrument_version() const {
-  const std::lock_guard exchange(exchange_mutex_);
+  const std::lock_guard lock(identity_mutex_);
   return version_;
 }
 
 HRESULT MicrokDriver::SendCfg() {
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto record = settings().Current();
-  return ModelIn(*record) == kMillik ? PrepareQueries(record) : S_OK;
+  return Exchange([this](Conversation& talk) {
+    const auto record = settings().Current();
+    return ModelIn(*record) == kMillik ? PrepareQueries(talk, record) : S_OK;
+  });
 }
 
 // Builds the queries of all channels; the first failure is returned, but that of the names before any, and each channel
 // keeps its own. Asks for the probes
 // when a channel needs one; when they cannot be read, the next reading tries again.
-HRESULT MicrokDriver::PrepareQueries(const Record& record) {
+HRESULT MicrokDriver::PrepareQueries(Conversation& talk, const Record& record) {
   std::optional<Expected<std::vector<std::string>>> names;
   const auto number_of = [&](const std::string& probe) -> Expected<std::uint32_t> {
-    if (!names) names = ReadProbeNames();
+    if (!names) names = ReadProbeNames(talk);
     if (!*names) return Failure(names->error());
     const auto found = std::find((*names)->begin(), (*names)->end(), probe);
     return found == (*names)->end() ? 0U : static_cast<std::uint32_t>(found - (*names)->begin() + 1);
@@ -87,28 +111,13 @@ HRESULT MicrokDriver::PrepareQueries(const Record& record) {
   return names_failed ? names->error() : first;
 }
 
-Expected<std::vector<std::string>> MicrokDriver::ReadProbeNames() {
-  const auto count = Query("PROB:COUN?", usual_plan(), ParseProbeCount);
-  if (!count) return Failure(count.error());
-  std::vector<std::string> names;
-  while (names.size() < *count) {
-    auto name = Query("PROB:NAM" + std::to_string(names.size() + 1) + "?", usual_plan(), ParseProbeName);
-    if (!name) return Failure(name.error());
-    names.push_back(std::move(*name));
-  }
-  return names;
-}
-
 Reading MicrokDriver::ReadChannel(ChannelId id) {
   if (id >= kChannelCount) return {.code = microkCtlErrMeasureNotAvailable};
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto record = settings().Current();
-  const auto value = ModelIn(*record) == kMillik ? MeasureMillik(id, record) : MeasureMicrok(id);
-  return ReadingOf(value);
-}
-
-Expected<float> MicrokDriver::MeasureMicrok(ChannelId id) {
-  return Query(ReadQuery(id), {kReplySize, kMicrokAttempts}, ParseMicrokReply);
+  return ReadingOf(Exchange([&](Conversation& talk) -> Expected<float> {
+    const auto record = settings().Current();
+    if (ModelIn(*record) == kMillik) return MeasureMillik(talk, id, record);
+    return talk.Query(ReadQuery(id), {kReplySize, kMicrokAttempts}, ParseMicrokReply);
+  }));
 }
 
 // Records are never changed in place, so that the same one needs no look at what is in it.
@@ -117,26 +126,11 @@ bool MicrokDriver::IsPreparedFor(const Record& record) const {
 }
 
 // A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
-Expected<float> MicrokDriver::MeasureMillik(ChannelId id, const Record& record) {
-  if (const HRESULT back = HaveLinkBack(); Failed(back)) return Failure(back);  // which may prepare other queries
-  if (!IsPreparedFor(record)) PrepareQueries(record);
-  return queries_[id].and_then([&](std::string query) {
-    return Query(query, {kReplySize, Attempts()}, ParseMillikReply);
+Expected<float> MicrokDriver::MeasureMillik(Conversation& talk, ChannelId id, const Record& record) {
+  if (!IsPreparedFor(record)) PrepareQueries(talk, record);
+  return queries_[id].and_then([&](const std::string& query) {
+    return talk.Query(query, {kReplySize, AttemptsOfMillik(talk)}, ParseMillikReply);
   });
-}
-
-// More of them the longer a reply may take.
-int MicrokDriver::Attempts() {
-  std::uint32_t read_ms = 10000;  // of a link that does not say
-  std::uint32_t write_ms = 3000;
-  link().GetTimeouts(&read_ms, &write_ms);
-  const std::uint64_t attempts = std::uint64_t{read_ms} * 9 / 10 / kMillikMsPerAttempt;
-  return static_cast<int>(std::max<std::uint64_t>(attempts, 1));
-}
-
-bool MicrokDriver::OffersChannel(ChannelId id) const {
-  const auto record = settings().Current();
-  return ModelIn(*record) == kMicrok || ConfigIn(*record, id).enabled != 0;
 }
 
 std::string MicrokDriver::ChannelName(ChannelId id) const {
@@ -145,11 +139,16 @@ std::string MicrokDriver::ChannelName(ChannelId id) const {
   std::snprintf(line, sizeof line, "Debug CUlixInstrMicrokCtl::GetChanName() : m_nInstrumentModel == %d (0x%02X)",
                 model, static_cast<unsigned>(model));
   TraceLine(line);
-  return SerialDriver::ChannelName(id);
+  return Driver::ChannelName(id);
 }
 
-std::string MicrokDriver::ChannelUnit(ChannelId id) const { return UnitOf(ConfigIn(*settings().Current(), id)); }
-
-int MicrokDriver::ChannelResolution(ChannelId id) const { return ResolutionOf(ConfigIn(*settings().Current(), id)); }
+ChannelTraits MicrokDriver::DescribeChannel(ChannelId id) const {
+  const auto record = settings().Current();
+  const ChannelConfig config = ConfigIn(*record, id);
+  return {.offered = ModelIn(*record) == kMicrok || config.enabled != 0,
+          .unit = UnitOf(config),
+          .resolution = ResolutionOf(config),
+          .limits = {}};
+}
 
 }  // namespace ulix::microk

@@ -3,18 +3,19 @@
 
 #include <array>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "drivers/driver.h"
 #include "drivers/others/microk/protocol.h"
-#include "drivers/serial_driver.h"
 
 namespace ulix::microk {
 
-class MicrokDriver final : public SerialDriver {
+class MicrokDriver final : public Driver {
  public:
-  explicit MicrokDriver(DriverServices services);
+  explicit MicrokDriver(const DriverServices& services);
 
   // The reply that the connection began with; the instrument is not asked again.
   Expected<std::string> Identify() override;
@@ -23,30 +24,26 @@ class MicrokDriver final : public SerialDriver {
   HRESULT ReadCfg() override { return E_NOTIMPL; }
   // microkCtlErrMeasureNotAvailable for an id that is none, and on a milliK for a channel that is not enabled.
   Reading ReadChannel(ChannelId id) override;
-  // A milliK offers the channels that are enabled.
-  bool OffersChannel(ChannelId id) const override;
   std::string ChannelName(ChannelId id) const override;
-  std::string ChannelUnit(ChannelId id) const override;
-  int ChannelResolution(ChannelId id) const override;
+  // A milliK offers the channels that are enabled.
+  ChannelTraits DescribeChannel(ChannelId id) const override;
 
   // As the instrument named it when it was connected. Kept, never compared.
   std::optional<double> instrument_version() const;
 
  private:
   using Record = std::shared_ptr<const std::vector<StoredValue>>;
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override;
-  HRESULT PrepareQueries(const Record& record);
+  Expected<bool> StartSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override;
+  HRESULT PrepareQueries(Conversation& talk, const Record& record);
   bool IsPreparedFor(const Record& record) const;
-  Expected<std::vector<std::string>> ReadProbeNames();
-  Expected<float> MeasureMicrok(ChannelId id);
-  Expected<float> MeasureMillik(ChannelId id, const Record& record);
-  int Attempts();
+  Expected<float> MeasureMillik(Conversation& talk, ChannelId id, const Record& record);
 
-  // Guarded by exchange_mutex_.
-  std::string identification_;
-  std::optional<double> version_;
+  mutable std::mutex identity_mutex_;
+  std::string identification_;     // guarded by identity_mutex_
+  std::optional<double> version_;  // guarded by identity_mutex_
+  // Guarded by the exchange lock.
   std::array<Expected<std::string>, kChannelCount> queries_;  // of the milliK
   Record prepared_for_;                                       // the record that they were built from; null: none
 };

@@ -13,39 +13,41 @@ constexpr std::string_view kIdentify = "*IDN?";
 
 }  // namespace
 
-NewClassDriver::NewClassDriver(DriverServices services) : SerialDriver(kCard, kLines, std::move(services)) {}
+NewClassDriver::NewClassDriver(const DriverServices& services) : Driver(kCard, LineWire(kLines, services)) {}
 
-HRESULT NewClassDriver::Greet() {
-  const auto identification = Identify();
-  if (!identification) return identification.error();
-  return IsNewClass(*identification) ? S_OK : new_wordCtlErrNotNewClass;
+Expected<bool> NewClassDriver::StartSession(Conversation& talk) {
+  const auto identification = talk.QueryText(kIdentify, kLines.usual());
+  if (!identification) return Failure(identification.error());
+  if (!IsNewClass(*identification)) return Failure(new_wordCtlErrNotNewClass);
+  return Started(talk.Admit(*identification, new_wordCtlErrNotNewClass));
 }
 
-Landmark NewClassDriver::landmark() const { return {.query = kIdentify}; }
+SyncQuery NewClassDriver::sync_query() const { return {.query = kIdentify}; }
 
-bool NewClassDriver::IsLandmark(std::string_view reply) const { return IsNewClass(reply); }
+bool NewClassDriver::IsSyncReply(std::string_view reply) const { return IsNewClass(reply); }
 
-Expected<std::string> NewClassDriver::Identify() { return Query(kIdentify); }
+Expected<std::string> NewClassDriver::Identify() { return AskText(kIdentify, kLines.usual()); }
 
 HRESULT NewClassDriver::SendCfg() {
   const auto command = RateCommand(CodeIn(settings().Snapshot(), kSettings[kRate]));
-  return command ? Send(*command) : command.error();
+  if (!command) return command.error();
+  return Exchange([&](Conversation& talk) { return talk.Send(*command); });
 }
 
 HRESULT NewClassDriver::ReadCfg() {
-  const std::lock_guard exchange(exchange_mutex_);
-  const auto rate = Query("RATE?", usual_plan(), ParseRate);
-  if (!rate) return rate.error();
-  auto record = settings().Snapshot();
-  PutCode(record, kSettings[kRate], *rate);
-  settings().Replace(std::move(record));
-  return S_OK;
+  return Exchange([this](Conversation& talk) -> HRESULT {
+    const auto rate = talk.Query("RATE?", kLines.usual(), ParseRate);
+    if (!rate) return rate.error();
+    auto record = settings().Snapshot();
+    PutCode(record, kSettings[kRate], *rate);
+    settings().Replace(std::move(record));
+    return S_OK;
+  });
 }
 
 Reading NewClassDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
-  const auto value = Query("MEAS?", usual_plan(), ParseMeasure);
-  return ReadingOf(value);
+  return ReadingOf(Exchange([](Conversation& talk) { return talk.Query("MEAS?", kLines.usual(), ParseMeasure); }));
 }
 
 }  // namespace ulix::new_word

@@ -3,13 +3,13 @@
 
 #include <string>
 
-#include "drivers/serial_driver.h"
+#include "drivers/driver.h"
 
 namespace ulix::new_word {
 
-class NewClassDriver final : public SerialDriver {
+class NewClassDriver final : public Driver {
  public:
-  explicit NewClassDriver(DriverServices services);
+  explicit NewClassDriver(const DriverServices& services);
 
   Expected<std::string> Identify() override;
   HRESULT SendCfg() override;
@@ -17,9 +17,9 @@ class NewClassDriver final : public SerialDriver {
   Reading ReadChannel(ChannelId id) override;
 
  private:
-  HRESULT Greet() override;
-  Landmark landmark() const override;
-  bool IsLandmark(std::string_view reply) const override;
+  Expected<bool> StartSession(Conversation& talk) override;
+  SyncQuery sync_query() const override;
+  bool IsSyncReply(std::string_view reply) const override;
 };
 
 }  // namespace ulix::new_word

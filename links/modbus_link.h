@@ -1,0 +1,70 @@
+// The link of a Modbus instrument: a serial line or a connection on a network, whichever is set when it is opened.
+#pragma once
+
+#include <atomic>
+#include <functional>
+
+#include "links/serial_link.h"
+#include "links/tcp_link.h"
+
+namespace ulix {
+
+class ModbusLink final : public Link, public NetworkSetting {
+ public:
+  struct Options {
+    const char* name;                     // of the instrument, in the summary
+    std::function<std::uint8_t()> slave;  // its address as it is set
+    SerialLink::Options line;             // the first of its rates is the one at the start
+    TcpLink::Options network;
+  };
+  explicit ModbusLink(Options options);
+
+  SerialLink& line() { return line_; }
+  TcpLink& connection() { return connection_; }
+  // Whether the link that is open, or was last, is the one on the network.
+  bool opened_on_network() const { return current_ == &connection_; }
+
+  HRESULT Open() override;
+  HRESULT Reopen() override { return current().Reopen(); }
+  HRESULT Close() override { return current().Close(); }
+  bool IsOpen() const override { return current().IsOpen(); }
+  bool IsLost() override { return current().IsLost(); }
+  bool WasGivenUp() const override { return current().WasGivenUp(); }
+  bool DeviceIsThere() override { return current().DeviceIsThere(); }
+  void InterruptReads() override { line_.InterruptReads(); }
+  void ResumeReads() override { line_.ResumeReads(); }
+  Milliseconds read_timeout() const override { return current().read_timeout(); }
+  HRESULT ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) override {
+    return current().ApplyTimeouts(read_ms, write_ms);
+  }
+  Milliseconds TimeLeftOnWire() override { return current().TimeLeftOnWire(); }
+  LinkCodes codes() const override { return current().codes(); }
+  HRESULT CodeWhileLost(HRESULT opening) const override { return current().CodeWhileLost(opening); }
+  std::span<const ErrorRow> errors() const override;
+  std::optional<TextId> Description(HRESULT code) const override;
+  // "Ethernet:MEMOLOG@10.0.0.7#1" or "COM 5:MEMOLOG#1 (9600 bds)".
+  std::string Info(Language language) const override;
+  void ResetParams() override;
+  // Kind of link (0 serial, 1 network), the serial line's values, host, port. Loading takes all of it or nothing;
+  // E_INVALIDARG also for a rate that is not to choose from.
+  void SaveParams(VariantWriter& writer) const override;
+  HRESULT LoadParams(VariantReader& reader) override;
+  SerialLink* serial() override { return &line_; }
+  NetworkSetting* network() override { return this; }
+
+  std::optional<NetworkAddress> address() const override;
+  void SetAddress(const std::optional<NetworkAddress>& address) override;
+
+ private:
+  Link& current() const { return *current_.load(); }
+  Link* Chosen();
+
+  const char* name_;
+  std::function<std::uint8_t()> slave_;
+  SerialLink line_;
+  TcpLink connection_;
+  std::atomic<bool> on_network_ = false;
+  std::atomic<Link*> current_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,127 @@
+#include "sessions/line_framer.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "sessions/limits.h"
+
+namespace ulix {
+namespace {
+
+// Read at once of what may have no end. Each byte may take a read timeout, and all other instruments wait so long.
+constexpr std::size_t kPiece = 16;
+constexpr std::size_t kMaxLine = 100;
+
+// A line that is thrown away; as long as what a system holds for a reader.
+constexpr int kMaxThrownAway = 4096;
+
+// Between looks at a line that is drained.
+constexpr Milliseconds kDrainPause{20};
+constexpr std::uint32_t kDrainReadMs = 1;
+
+}  // namespace
+
+bool DiscardWithin(SerialLink& link, Clock& clock, Milliseconds time) {
+  const Deadline end = Deadline::In(clock, time);
+  std::array<char, 64> bytes;
+  for (;;) {
+    const bool last = end.Passed(clock);
+    const auto got = link.ReceiveBytes(bytes, kDrainReadMs);
+    if (got.count > 0) return true;
+    const bool open = got.outcome == LinkOutcome::kNoFirstByte || got.outcome == LinkOutcome::kDamaged;
+    if (last || !open) return false;
+    const auto left = std::chrono::ceil<Milliseconds>(end.WaitPoint(clock) - clock.Now());
+    clock.SleepFor(std::clamp(left, Milliseconds(0), kDrainPause));
+  }
+}
+
+LineFramer::LineFramer(SerialLink& link, Clock& clock, Options options)
+    : link_(link), clock_(clock), options_(std::move(options)) {}
+
+void LineFramer::Reset() {
+  part_.clear();
+  cut_ = within_ = false;
+}
+
+LinkOutcome LineFramer::Send(std::string_view message) {
+  within_ = false;
+  if (options_.wrap) return link_.SendBytes(options_.wrap(message), 0);
+  return link_.SendLine(message, options_.terminator, 0);
+}
+
+LinkOutcome LineFramer::Discard() {
+  part_.clear();
+  return link_.DiscardInput();
+}
+
+bool LineFramer::DiscardWithin(Milliseconds time) {
+  part_.clear();
+  return ulix::DiscardWithin(link_, clock_, time);
+}
+
+Reply LineFramer::Receive(const ReplyPlan& plan) {
+  Reply reply{.text = std::exchange(part_, {})};
+  reply.text.resize(std::min(reply.text.size(), static_cast<std::size_t>(plan.size) - 2));
+  for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
+    reply.outcome = ReadOn(reply.text, plan);
+    if (reply.there() && !reply.text.empty()) return reply;
+    if (reply.there() || reply.outcome == LinkOutcome::kNoFirstByte) continue;
+    if (reply.outcome != LinkOutcome::kStoppedMidway) break;  // behind a damaged byte the rest would pass for a number
+  }
+  if (reply.there()) return reply;  // an empty one
+  part_ = std::move(reply.text);
+  return {.outcome = reply.outcome, .text = {}};
+}
+
+// Behind a line that was cut its rest comes, which is no reply; nor is the start of one that came before.
+Reply LineFramer::ReceiveAny(const ReplyPlan& plan) {
+  const ReplyPlan any = {.size = kMaxThrownAway, .attempts = plan.attempts, .read_ms = plan.read_ms, .chunked = true};
+  const std::size_t old = part_.size();
+  Reply reply = Receive(any);
+  if (!reply.there()) return reply;
+  const bool rest = std::exchange(within_, cut_);
+  if (rest || cut_) {
+    reply.outcome = LinkOutcome::kTooLong;
+  } else {
+    reply.text.erase(0, std::min(old, reply.text.size()));
+  }
+  return reply;
+}
+
+// To the line's end or the plan's; what is longer than any reply, only while patience lasts.
+LinkOutcome LineFramer::ReadOn(std::string& line, const ReplyPlan& plan) {
+  const auto size = static_cast<std::size_t>(plan.size);
+  const Deadline patience =
+      plan.chunked ? Deadline::In(clock_, link_.read_timeout() * kMaxReadTimeouts) : Deadline::Never();
+  const auto longest = std::max(kMaxLine, static_cast<std::size_t>(options_.reply_size));
+  LinkOutcome result = LinkOutcome::kTooLong;
+  while (result == LinkOutcome::kTooLong && line.size() + 1 < size &&
+         (line.size() < longest || !patience.Passed(clock_))) {
+    buffer_.resize(std::min(plan.chunked ? kPiece : size, size - line.size()));
+    const auto got = link_.ReceiveLine(buffer_, options_.terminator, plan.read_ms);
+    result = got.outcome;
+    line.append(buffer_.data(), got.count);
+  }
+  cut_ = result == LinkOutcome::kTooLong && !plan.prefix_suffices;
+  return result;
+}
+
+// Of a line that was cut; false when its end does not come.
+bool LineFramer::SkipRest() {
+  std::string rest;
+  const LinkOutcome read = ReadOn(rest, {.size = kMaxThrownAway, .chunked = true});
+  return IsComplete(read) && !std::exchange(cut_, false);
+}
+
+Reply FixedFramer::Receive(const ReplyPlan& plan) {
+  Reply reply{.text = std::string(static_cast<std::size_t>(plan.size), '\0')};
+  const auto got = link_.ReceiveBytes(reply.text, plan.read_ms);
+  reply.outcome = got.count > 0 && got.outcome != LinkOutcome::kLinkLost ? LinkOutcome::kComplete : got.outcome;
+  if (got.outcome == LinkOutcome::kDamaged) reply.outcome = LinkOutcome::kDamaged;
+  return reply;
+}
+
+bool FixedFramer::DiscardWithin(Milliseconds time) { return ulix::DiscardWithin(link_, clock_, time); }
+
+}  // namespace ulix

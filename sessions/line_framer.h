@@ -1,0 +1,64 @@
+// Lines of text that end with a character, and frames of a serial line that end with a NUL or by their length.
+#pragma once
+
+#include <functional>
+
+#include "links/serial_link.h"
+#include "sessions/framer.h"
+
+namespace ulix {
+
+class LineFramer final : public Framer {
+ public:
+  // What goes out for a message, where that is not the message and the terminator.
+  using Wrap = std::function<std::string(std::string_view message)>;
+  struct Options {
+    char terminator;
+    int reply_size;  // the longest reply that is read
+    Wrap wrap;
+  };
+  LineFramer(SerialLink& link, Clock& clock, Options options);
+
+  void Reset() override;
+  LinkOutcome Send(std::string_view message) override;
+  Reply Receive(const ReplyPlan& plan) override;
+  Reply ReceiveAny(const ReplyPlan& plan) override;
+  LinkOutcome Discard() override;
+  bool DiscardWithin(Milliseconds time) override;
+  bool cut() const override { return cut_; }
+  bool SkipRest() override;
+  bool HasPart() const override { return !part_.empty(); }
+
+ private:
+  LinkOutcome ReadOn(std::string& line, const ReplyPlan& plan);
+
+  SerialLink& link_;
+  Clock& clock_;
+  const Options options_;
+  bool cut_ = false;     // the end of the last line was not read: it was longer than its plan
+  bool within_ = false;  // the line before was cut: what follows is its rest and no line
+  std::string part_;     // the start of a line that stopped midway: its rest alone would read as another value
+  std::vector<char> buffer_;
+};
+
+// Replies of known sizes, frame by frame.
+class FixedFramer final : public Framer {
+ public:
+  FixedFramer(SerialLink& link, Clock& clock) : link_(link), clock_(clock) {}
+
+  LinkOutcome Send(std::string_view message) override { return link_.SendBytes(message, 0); }
+  // Of a reply that stops midway, the rest is zeros.
+  Reply Receive(const ReplyPlan& plan) override;
+  Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
+  LinkOutcome Discard() override { return link_.DiscardInput(); }
+  bool DiscardWithin(Milliseconds time) override;
+
+ private:
+  SerialLink& link_;
+  Clock& clock_;
+};
+
+// Throws away what comes on a serial line within the time. The machine-wide lock is held while bytes are taken only.
+bool DiscardWithin(SerialLink& link, Clock& clock, Milliseconds time);
+
+}  // namespace ulix

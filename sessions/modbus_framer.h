@@ -1,0 +1,102 @@
+// Modbus requests and replies, without address and check, in the frames of a serial line ("RTU") and of a network.
+#pragma once
+
+#include <array>
+#include <functional>
+
+#include "links/modbus_link.h"
+#include "sessions/framer.h"
+
+namespace ulix {
+
+// On a serial line a reply tells the function, the count and, of a write, the address, but not which request it
+// answers: those are the kinds of reply. A line whose last exchange failed must be quiet before the next request.
+class RtuFramer final : public Framer {
+ public:
+  // `sync_register`: the first of eight that can be read at any time.
+  RtuFramer(SerialLink& link, Clock& clock, std::function<std::uint8_t()> slave, std::uint16_t sync_register);
+
+  void Reset() override;
+  LinkOutcome Send(std::string_view request) override;
+  Reply Receive(const ReplyPlan& plan) override;
+  Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
+  LinkOutcome Discard() override { return link_.DiscardInput(); }
+  bool DiscardWithin(Milliseconds time) override;
+  bool NeedsSilence() const override { return true; }
+  bool HasForms() const override { return true; }
+  std::optional<ReplyKind> KindOfQuery(std::string_view request) const override;
+  std::optional<ReplyKind> KindOfReply(std::string_view reply) const override;
+  bool Refuses(ReplyKind came, ReplyKind kind) const override;
+  std::vector<SyncCandidate> SyncQueries() const override;
+
+ private:
+  Reply ReceiveFrame(Milliseconds timeout);
+  std::chrono::microseconds TimeOf(std::size_t characters) const;
+
+  SerialLink& link_;
+  Clock& clock_;
+  const std::function<std::uint8_t()> slave_of_;
+  const std::uint16_t sync_register_;
+  std::uint8_t slave_ = 1;
+  std::uint32_t rate_ = 9600;
+  MonotonicTime quiet_since_{};  // the end of the last frame either way
+  std::array<char, 256> buffer_;
+};
+
+// On a network each reply names its request. One that was given up is dropped when it comes.
+class ModbusTcpFramer final : public Framer {
+ public:
+  ModbusTcpFramer(TcpLink& link, Clock& clock, std::function<std::uint8_t()> slave)
+      : link_(link), clock_(clock), slave_of_(std::move(slave)) {}
+
+  void Reset() override { slave_ = slave_of_(); }
+  LinkOutcome Send(std::string_view request) override;
+  Reply Receive(const ReplyPlan& plan) override;
+  Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
+  LinkOutcome Discard() override;
+  bool DiscardWithin(Milliseconds) override { return false; }
+  bool NamesItsQuery() const override { return true; }
+
+ private:
+  TcpLink& link_;
+  Clock& clock_;
+  const std::function<std::uint8_t()> slave_of_;
+  std::uint8_t slave_ = 1;
+  std::uint16_t transaction_ = 0;
+};
+
+// Whichever the link was opened as.
+class ModbusFramer final : public Framer {
+ public:
+  ModbusFramer(ModbusLink& link, Clock& clock, const std::function<std::uint8_t()>& slave, std::uint16_t sync_register)
+      : link_(link), rtu_(link.line(), clock, slave, sync_register), tcp_(link.connection(), clock, slave) {}
+
+  void Reset() override { current().Reset(); }
+  LinkOutcome Send(std::string_view request) override { return current().Send(request); }
+  Reply Receive(const ReplyPlan& plan) override { return current().Receive(plan); }
+  Reply ReceiveAny(const ReplyPlan& plan) override { return current().ReceiveAny(plan); }
+  LinkOutcome Discard() override { return current().Discard(); }
+  bool DiscardWithin(Milliseconds time) override { return current().DiscardWithin(time); }
+  bool NamesItsQuery() const override { return current().NamesItsQuery(); }
+  bool NeedsSilence() const override { return current().NeedsSilence(); }
+  bool HasForms() const override { return current().HasForms(); }
+  std::optional<ReplyKind> KindOfQuery(std::string_view request) const override {
+    return current().KindOfQuery(request);
+  }
+  std::optional<ReplyKind> KindOfReply(std::string_view reply) const override { return current().KindOfReply(reply); }
+  bool Refuses(ReplyKind came, ReplyKind kind) const override { return current().Refuses(came, kind); }
+  std::vector<SyncCandidate> SyncQueries() const override { return current().SyncQueries(); }
+
+ private:
+  Framer& current() {
+    if (link_.opened_on_network()) return tcp_;
+    return rtu_;
+  }
+  const Framer& current() const { return const_cast<ModbusFramer*>(this)->current(); }
+
+  ModbusLink& link_;
+  RtuFramer rtu_;
+  ModbusTcpFramer tcp_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,38 @@
+// What a session counted since it was made.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace ulix {
+
+struct SessionStatistics {
+  std::uint64_t exchanges = 0;           // queries sent for a reply, those of resynchronising not among them
+  std::uint64_t timeouts = 0;            // replies that did not begin, or stopped midway
+  std::uint64_t damaged = 0;             // replies with a parity or framing error, or that their frame's check refuses
+  std::uint64_t discarded = 0;           // replies that came late, or that nobody had asked for
+  std::uint64_t resynchronisations = 0;  // times that the line was brought in sync again
+  std::uint64_t reconnections = 0;       // times that a lost device was reconnected to
+
+  bool operator==(const SessionStatistics&) const = default;
+};
+
+// The same while they are counted: by the holder of the exchange lock, read by anybody.
+class SessionCounters {
+ public:
+  class Counter {
+   public:
+    void operator++() { value_.store(value_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed); }
+    operator std::uint64_t() const { return value_.load(std::memory_order_relaxed); }
+
+   private:
+    std::atomic<std::uint64_t> value_ = 0;
+  };
+  Counter exchanges, timeouts, damaged, discarded, resynchronisations, reconnections;
+
+  SessionStatistics Read() const {
+    return {exchanges, timeouts, damaged, discarded, resynchronisations, reconnections};
+  }
+};
+
+}  // namespace ulix

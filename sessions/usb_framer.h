@@ -1,0 +1,31 @@
+// Text over a USB device: one transfer a reply.
+#pragma once
+
+#include "links/usb_link.h"
+#include "sessions/framer.h"
+
+namespace ulix {
+
+class UsbFramer final : public Framer {
+ public:
+  UsbFramer(UsbLink& link, Clock& clock) : link_(link), clock_(clock) {}
+
+  LinkOutcome Send(std::string_view message) override { return link_.Send(message); }
+  Reply Receive(const ReplyPlan&) override;
+  Reply ReceiveAny(const ReplyPlan&) override;
+  LinkOutcome Discard() override { return link_.Discard(); }
+  // Nothing comes unasked from a device whose line is in sync.
+  void Prepare() override {}
+  bool DiscardWithin(Milliseconds time) override;
+  bool cut() const override { return link_.cut(); }
+  bool SkipRest() override;
+  bool HasPart() const override { return link_.HasPart(); }
+
+ private:
+  Deadline Patience() const { return Deadline::In(clock_, link_.read_timeout() * kMaxReadTimeouts); }
+
+  UsbLink& link_;
+  Clock& clock_;
+};
+
+}  // namespace ulix

@@ -1,0 +1,170 @@
+// Sessions over simulated instruments: who may come back, when waits begin, what is counted.
+#include "sessions/session.h"
+
+#include <gtest/gtest.h>
+
+#include "drivers/others/microk/driver.h"
+#include "tests/support/fake_serial_port.h"
+#include "tests/support/reader_bench.h"
+
+namespace ulix {
+namespace {
+
+struct IdentityCase {
+  const char* device;
+  const char* property;
+  const char* first;
+  const char* second;  // of the same model
+  HRESULT refusal;
+};
+
+class AnotherInstrument : public DeviceBench, public testing::WithParamInterface<IdentityCase> {
+ protected:
+  AnotherInstrument() : DeviceBench(Find(GetParam().device)) {}
+  static const Device& Find(std::string_view name) {
+    return *std::find_if(std::begin(kDevices), std::end(kDevices), [&](const Device& d) { return d.name == name; });
+  }
+  HRESULT Read() { return driver->ReadChannel(model.channels[0]).code; }
+};
+
+// The host connected to one instrument: another one of the same model in its place is neither read nor driven.
+TEST_P(AnotherInstrument, ComesBackAndIsRefusedUntilTheHostConnectsAnew) {
+  const IdentityCase& c = GetParam();
+  SetBench(c.property, c.first);
+  ASSERT_EQ(device->Connect(), S_OK);
+  ASSERT_EQ(Read(), S_OK);
+  bench->SetFaults({{FaultKind::kDrop, 0}});
+  EXPECT_LT(Read(), 0);
+  SetBench(c.property, c.second);
+  bench->SetFaults({});
+  TakeSent();
+  EXPECT_EQ(Read(), c.refusal);
+  const std::string asked = TakeSent();
+  EXPECT_NE(asked, "");
+  if (driver->card().channels[model.written].direction != ChanIn) {
+    EXPECT_EQ(driver->WriteChannel(model.written, 25.0F), c.refusal);
+  }
+  SetBench(c.property, c.first);
+  EXPECT_EQ(Read(), c.refusal) << "also when the first is there again";
+  EXPECT_EQ(TakeSent(), "");
+  EXPECT_EQ(driver->Presence(), c.refusal);
+  EXPECT_TRUE(IsConnected()) << "as the host left it";
+  EXPECT_EQ(device->Disconnect(), S_OK);
+  EXPECT_EQ(TakeSent(), "") << "nor is it told that the session ends";
+  SetBench(c.property, c.second);
+  ASSERT_EQ(device->Connect(), S_OK);
+  EXPECT_EQ(Read(), S_OK);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Models, AnotherInstrument,
+    testing::Values(
+        IdentityCase{"Kelvo10", "identity", "ULIX,KELVO10,1,V1", "ULIX,KELVO10,2,V1", kelvo10CtlErrNotKelvo10},
+        IdentityCase{"Cmx310", "identity", "ULIX,CMX310,1,V1", "ULIX,CMX310,2,V1", cmx310CtlErrNotCmx310},
+        IdentityCase{"FlukeHydra", "identity", "FLUKE,2635A,0,M2.41", "FLUKE,2635A,1,M2.41",
+                     flukehydraCtlErrNotFlukeHydra},
+        IdentityCase{"Adt760", "identity", "Additel,HPC-HOST,1,V1", "Additel,HPC-HOST,2,V1", adt760CtlErrNotAdt760},
+        IdentityCase{"Memolog", "identity", "ULIX,MEMOLOG90,1,V2", "ULIX,MEMOLOG90,2,V2", memologCtlErrNotMemolog},
+        IdentityCase{"MemologNetwork", "identity", "ULIX,MEMOLOG90,1,V2", "ULIX,MEMOLOG90,2,V2",
+                     memologCtlErrNotMemolog}),
+    [](const auto& tested) { return std::string(tested.param.device); });
+
+class SlowLine : public LineBench {
+ protected:
+  SlowLine() : LineBench("isotech") {}
+  HRESULT WriteAt(std::uint32_t rate, int late_ms) {
+    device->Disconnect();
+    EXPECT_EQ(device->SetSerialParams({.baudRate = rate}), S_OK);
+    EXPECT_EQ(device->Connect(), S_OK);
+    bench->SetFaults({{FaultKind::kDelay, late_ms}});
+    const HRESULT result = driver->WriteChannel(0, 20.0F);
+    bench->SetFaults({});
+    clock.SleepFor(Milliseconds(60'000));
+    return result;
+  }
+};
+
+// A frame of some twenty characters takes 0.15 s at 1200 bits per second, and the controller has 0.1 s to answer.
+TEST_F(SlowLine, TheReadTimeoutBeginsWhenTheBytesHaveLeft) {
+  EXPECT_EQ(WriteAt(1200, 200), S_OK);
+  EXPECT_EQ(WriteAt(9600, 200), serialCommErrUnableToReadComm);
+  EXPECT_EQ(WriteAt(1200, 400), serialCommErrUnableToReadComm);
+  const MonotonicTime before = clock.Now();
+  EXPECT_EQ(driver->WriteChannel(0, 20.0F), S_OK);
+  EXPECT_EQ(clock.Now(), before) << "an exchange that succeeds waits for nothing";
+}
+
+class CtcRefusal : public LineBench {
+ protected:
+  CtcRefusal() : LineBench("jofrartcptc") {
+    Set("model", "1");
+    SetBench("model", "CTC");
+  }
+};
+
+// The command has no answer, so that the refusal may be its, and the true answer to the query be still to come.
+TEST_F(CtcRefusal, LeavesRepliesOutstanding) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  bench->SetFaults({{FaultKind::kRefuse}});
+  EXPECT_EQ(driver->WriteChannel(2, 50.0F), jofrartcptcCtlErrNack);
+  EXPECT_EQ(driver->state(), SessionState::kOutOfSync);
+  bench->SetFaults({});
+  TakeSent();
+  EXPECT_EQ(driver->ReadChannel(3).code, S_OK);
+  EXPECT_TRUE(TakeSent().starts_with("*IDN?"));
+}
+
+TEST_F(CtcRefusal, SilenceAtTheFirstQuestionIsNotThisInstrument) {
+  bench->SetFaults({{FaultKind::kSilent}});
+  EXPECT_EQ(device->Connect(), jofrartcptcCtlErrNotJofraRtcPtc);
+}
+
+// Behind a byte that came damaged the rest of a line would pass for the number's: 12.3?56 is not 12.356, whatever the
+// number of attempts.
+TEST(DamagedByte, IsNoSilence) {
+  FakeLine line{.input = "Isotech,microK-100,0,1.0\r"};
+  ManualClock clock(ManualClock::Mode::kAutomatic);
+  DriverServices services;
+  services.clock = &clock;
+  services.resolve_port = ResolverOf(line);
+  microk::MicrokDriver driver(services);
+  ASSERT_TRUE(driver.Connect().value_or(false));
+  line.input = "12.3";
+  line.after_input = {platform::IoOutcome::kDamaged, 0, 0};
+  line.calls.clear();
+  EXPECT_EQ(driver.ReadChannel(0).code, serialCommErrUnableToReadComm);
+  EXPECT_EQ(std::count(line.calls.begin(), line.calls.end(), "read 1"), 5) << "one attempt";
+  EXPECT_EQ(driver.statistics().damaged, 1U);
+  EXPECT_EQ(driver.statistics().timeouts, 0U);
+  EXPECT_EQ(driver.state(), SessionState::kOutOfSync);
+}
+
+class Counted : public LineBench {
+ protected:
+  Counted() : LineBench("kelvo10") {}
+};
+
+TEST_F(Counted, EveryKindOfTroubleByItself) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  EXPECT_EQ(device->Statistics(), SessionStatistics{.exchanges = 1});
+  driver->ReadChannel(0);
+  bench->SetFaults({{FaultKind::kDelay, 1500}});
+  driver->ReadChannel(0);
+  EXPECT_EQ(driver->state(), SessionState::kOutOfSync);
+  bench->SetFaults({});
+  driver->ReadChannel(0);
+  EXPECT_EQ(driver->state(), SessionState::kInSync);
+  EXPECT_EQ(device->Statistics(),
+            (SessionStatistics{.exchanges = 4, .timeouts = 1, .discarded = 1, .resynchronisations = 1}));
+  bench->SetFaults({{FaultKind::kDrop, 0}});
+  driver->ReadChannel(0);
+  EXPECT_EQ(driver->state(), SessionState::kLost);
+  bench->SetFaults({});
+  EXPECT_EQ(driver->ReadChannel(0).code, S_OK);
+  EXPECT_EQ(device->Statistics().reconnections, 1U);
+  device->Disconnect();
+  EXPECT_EQ(driver->state(), SessionState::kClosed);
+}
+
+}  // namespace
+}  // namespace ulix
