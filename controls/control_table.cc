@@ -6,26 +6,16 @@
 #include <array>
 #include <string_view>
 
+#include "base/guid.h"
+
 namespace ulix::controls {
 namespace {
 
-constexpr unsigned HexDigit(char c) { return static_cast<unsigned>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10); }
-
-constexpr unsigned long Hex(std::string_view digits) {
-  unsigned long value = 0;
-  for (const char c : digits) value = value << 4 | HexDigit(c);
-  return value;
-}
-
-// "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21".
-constexpr GUID GuidOf(std::string_view text) {
-  GUID id{static_cast<unsigned long>(Hex(text.substr(0, 8))),
-          static_cast<unsigned short>(Hex(text.substr(9, 4))),
-          static_cast<unsigned short>(Hex(text.substr(14, 4))),
-          {}};
-  for (std::size_t i = 0; i < 8; ++i) {
-    id.Data4[i] = static_cast<unsigned char>(Hex(text.substr(i < 2 ? 19 + 2 * i : 20 + 2 * i, 2)));
-  }
+// A text that is no identifier does not compile.
+consteval GUID GuidOf(std::string_view text) {
+  const Guid guid = ParseGuid(text).value();
+  GUID id{guid.data1, guid.data2, guid.data3, {}};
+  std::copy(guid.data4.begin(), guid.data4.end(), id.Data4);
   return id;
 }
 
@@ -56,8 +46,8 @@ const CatalogueEntry* ModelOf(const ControlRow& row) {
 }
 
 std::wstring ProgIdOf(const ControlRow& row, bool with_version) {
-  const std::string word(row.class_word);
-  return L"Ulix.UlixInstr" + std::wstring(word.begin(), word.end()) + (with_version ? L"Ctl.1" : L"Ctl");
+  const std::string id = ProgId(row.class_word, with_version);
+  return {id.begin(), id.end()};
 }
 
 std::wstring GuidText(REFGUID id) {

@@ -21,11 +21,9 @@ void TraceGroup(const ControlState& control, std::uint32_t group, const char* wh
 }
 
 void FireFailure(const ControlState& control, HRESULT code) {
-  constexpr HRESULT kBlock = 0x200;
   const ModelCard& card = control.driver->card();
   if (!card.fires_errors) return;
-  const bool own = code >= card.exception_code && code < card.exception_code + kBlock;
-  control.sinks.Fire(own ? &EventSink::DevError : &EventSink::SysError, code);
+  control.sinks.Fire(IsOwnCode(card, code) ? &EventSink::DevError : &EventSink::SysError, code);
 }
 
 GroupSettings GroupState::Settings() const {

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "drivers/settings.h"
 #include "resources/error_row.h"
@@ -15,7 +17,7 @@ using ChannelId = std::uint32_t;
 enum eChanDir : std::int32_t { ChanIn = -1, ChanIO = 0, ChanOut = 1 };
 enum eLimitLevel : std::int32_t { LimitLow = -1, LimitNo = 0, LimitHigh = 1 };
 
-enum class LinkKind { kSerial, kNetwork, kModbus, kUsb };
+enum class LinkKind { kSerial, kModbus, kUsb };
 
 inline constexpr int kUnknownResolution = 6;  // decimals
 
@@ -30,7 +32,6 @@ struct ChannelRow {
 struct ModelCard {
   const char* model_id;    // "kelvo10": on the command line
   const char* class_name;  // "Kelvo10": in class names, ProgIDs and trace lines
-  const char* class_id;    // without braces
   LocalizedText display_name;
   int display_name_id;      // string-table number
   const char* config_text;  // what GetCfgText answers
@@ -46,5 +47,14 @@ struct ModelCard {
   std::span<const char* const> link_settings = {};  // keys of those that are about the link, and asked for with it
   std::span<const ErrorRow> errors;
 };
+
+// Whether a code is one of the model's own block: its exceptions and, behind them, its errors.
+constexpr bool IsOwnCode(const ModelCard& card, HRESULT code) {
+  constexpr HRESULT kBlock = 0x200;
+  return code >= card.exception_code && code - card.exception_code < kBlock;
+}
+
+// "Ulix.UlixInstrKelvo10Ctl", with or without its version.
+std::string ProgId(std::string_view class_name, bool with_version);
 
 }  // namespace ulix

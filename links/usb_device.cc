@@ -28,7 +28,7 @@ T HexadecimalAt(std::string_view text, std::size_t at) {
 
 }  // namespace
 
-std::string GuidText(const UsbGuid& guid) {
+std::string GuidText(const Guid& guid) {
   std::array<char, 40> text{};
   const auto& d = guid.data4;
   std::snprintf(text.data(), text.size(), "%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X", guid.data1, guid.data2,
@@ -36,12 +36,12 @@ std::string GuidText(const UsbGuid& guid) {
   return text.data();
 }
 
-std::optional<UsbGuid> ParseGuid(std::string_view text) {
+std::optional<Guid> ParseGuid(std::string_view text) {
   const bool braced = text.starts_with('{') && text.ends_with('}');
   if (braced) text = text.substr(1, text.size() - 2);
   if (!HasForm(text)) return std::nullopt;
   constexpr std::array<std::size_t, 8> kBytes = {19, 21, 24, 26, 28, 30, 32, 34};
-  UsbGuid guid{HexadecimalAt<std::uint32_t>(text, 0), HexadecimalAt<std::uint16_t>(text, 9),
+  Guid guid{HexadecimalAt<std::uint32_t>(text, 0), HexadecimalAt<std::uint16_t>(text, 9),
                HexadecimalAt<std::uint16_t>(text, 14)};
   for (std::size_t i = 0; i < kBytes.size(); ++i) guid.data4[i] = HexadecimalAt<std::uint8_t>(text, kBytes[i]);
   return guid;

@@ -94,7 +94,7 @@ HRESULT UsbLink::Open() {
 
 HRESULT UsbLink::OpenDevice(const UsbIdentity& wanted) {
   *device_ = UsbDevice{.identity = wanted};
-  if (wanted.guid == UsbGuid()) {
+  if (wanted.guid == Guid()) {
     const HRESULT found = library_->GetInterfaceGuid(*device_);
     if (Failed(found)) return MapFailure(found, winUsbCommErrGuidNotFound);
   }

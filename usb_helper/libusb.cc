@@ -20,10 +20,10 @@ namespace {
 
 constexpr std::uint32_t kUsbOutput = 2;
 constexpr std::uint32_t kTimeoutMs = 5000;  // until one is set
-constexpr UsbGuid kGuidForm = {0, 0x554C, 0x4958, {'L', 'i', 'n', 'u', 'x', 'U', 'S', 'B'}};
+constexpr Guid kGuidForm = {0, 0x554C, 0x4958, {'L', 'i', 'n', 'u', 'x', 'U', 'S', 'B'}};
 
-UsbGuid GuidOf(std::uint16_t vendor, std::uint16_t product) {
-  UsbGuid guid = kGuidForm;
+Guid GuidOf(std::uint16_t vendor, std::uint16_t product) {
+  Guid guid = kGuidForm;
   guid.data1 = std::uint32_t{vendor} << 16 | product;
   return guid;
 }

@@ -24,7 +24,7 @@ Calls Joined(Calls first, const Calls& second) {
 
 TEST(UsbDeviceTest, AGuidIsReadAndWrittenInOneForm) {
   const std::string text = "F06E89B5-6258-4CE7-83AA-248D25DEBF60";
-  const UsbGuid guid{0xF06E89B5, 0x6258, 0x4CE7, {0x83, 0xAA, 0x24, 0x8D, 0x25, 0xDE, 0xBF, 0x60}};
+  const Guid guid{0xF06E89B5, 0x6258, 0x4CE7, {0x83, 0xAA, 0x24, 0x8D, 0x25, 0xDE, 0xBF, 0x60}};
   EXPECT_EQ(GuidText(guid), text);
   for (const std::string& same : {text, "{" + text + "}", std::string("f06e89b5-6258-4ce7-83aa-248d25debf60")}) {
     EXPECT_EQ(ParseGuid(same), guid) << same;

@@ -116,10 +116,8 @@ std::string NotAModel(const std::string& word) {
 
 // The number by which the instrument itself calls a failure: that of a record, or the one within the model's block.
 std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
-  constexpr HRESULT kOwnCodes = 0x100;
   if (code > 0) return code;
-  const HRESULT number = code - card.exception_code;
-  return code < card.exception_code || number >= kOwnCodes ? std::nullopt : std::optional(number);
+  return IsOwnCode(card, code) ? std::optional(code - card.exception_code) : std::nullopt;
 }
 
 constexpr char kGroup[] = "Connection";

@@ -20,8 +20,6 @@ constexpr const char* LinkWord(LinkKind kind) {
   switch (kind) {
     case LinkKind::kSerial:
       return "serial";
-    case LinkKind::kNetwork:
-      return "network";
     case LinkKind::kModbus:
       return "modbus";
     case LinkKind::kUsb:
@@ -31,8 +29,6 @@ constexpr const char* LinkWord(LinkKind kind) {
 }
 
 std::string DisplayName(const ModelCard& card) { return Shown(card.display_name.In(Language::kEnglish)); }
-
-std::string ProgId(const ModelCard& card) { return std::string("Ulix.UlixInstr") + card.class_name + "Ctl.1"; }
 
 // Those that every instrument of the model has.
 std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
@@ -54,7 +50,7 @@ Json ModelJson(const ModelCard& card) {
   }
   return {{"model", card.model_id},
           {"name", DisplayName(card)},
-          {"progid", ProgId(card)},
+          {"progid", ProgId(card.class_name, true)},
           {"link", LinkWord(card.link)},
           {"channels", channels}};
 }
@@ -67,7 +63,7 @@ int ListModels(bool json) {
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
-    table.Add({card.model_id, DisplayName(card), ProgId(card), LinkWord(card.link), ChannelList(card)});
+    table.Add({card.model_id, DisplayName(card), ProgId(card.class_name, true), LinkWord(card.link), ChannelList(card)});
   }
   json ? PrintJson(array) : table.Print();
   return 0;

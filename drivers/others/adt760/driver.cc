@@ -31,7 +31,7 @@ Expected<UsbIdentity> Adt760Driver::WantedDevice() const {
   const auto record = settings().Current();
   const auto guid = ParseGuid(TextIn(*record, kSettings[kGuid]));
   if (!guid && !TextIn(*record, kSettings[kGuid]).empty()) return Failure(winUsbCommErrGuidNotFound);
-  return UsbIdentity{.guid = guid.value_or(UsbGuid()),
+  return UsbIdentity{.guid = guid.value_or(Guid()),
                      .vendor = static_cast<std::uint16_t>(CodeIn(*record, kSettings[kVendor])),
                      .product = static_cast<std::uint16_t>(CodeIn(*record, kSettings[kProduct]))};
 }
