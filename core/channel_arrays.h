@@ -20,6 +20,18 @@ struct ChannelArrays {
   std::vector<Date> times;
 
   std::size_t size() const { return ids.size(); }
+  void Add(ChannelId id, float value, HRESULT error, Date time) {
+    ids.push_back(id);
+    values.push_back(value);
+    errors.push_back(error);
+    times.push_back(time);
+  }
+  void resize(std::size_t size) {
+    ids.resize(size);
+    values.resize(size);
+    errors.resize(size);
+    times.resize(size);
+  }
   // Keeps what was allocated.
   void clear() {
     ids.clear();

@@ -100,10 +100,7 @@ bool Scanner::Take(ChannelId id, const Reading& reading, ChannelArrays& arrays) 
   const bool changed = report_due_ || LeavesDeadBand(record.value, last_reported_[id], settings_);
   if (changed) last_reported_[id] = record.value;
   control_.channels.Store(record);
-  arrays.ids.push_back(id);
-  arrays.values.push_back(record.value);
-  arrays.errors.push_back(record.error);
-  arrays.times.push_back(stamp_);
+  arrays.Add(id, record.value, record.error, stamp_);
   return changed && time_moved;
 }
 

@@ -100,10 +100,7 @@ HRESULT Instrument::GetChansVals(std::span<const ChannelId> channels, ChannelArr
     for (const ChannelId id : channels) {
       if (!control_->channels.Knows(id)) return E_INVALIDARG;
       const GroupChannel record = control_->channels.Record(id);
-      copied.ids.push_back(id);
-      copied.values.push_back(record.value);
-      copied.errors.push_back(record.error);
-      copied.times.push_back(record.time);
+      copied.Add(id, record.value, record.error, record.time);
     }
     *arrays = std::move(copied);
     return S_OK;

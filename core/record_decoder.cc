@@ -51,13 +51,6 @@ HRESULT ErrorIn(std::uint64_t record) {
   return (ByteOf(record, 3) & kFailed) != 0 ? static_cast<std::int16_t>(record >> 32U & 0xFFFFU) : 0;
 }
 
-void Resize(ChannelArrays& arrays, std::size_t size) {
-  arrays.ids.resize(size);
-  arrays.values.resize(size);
-  arrays.errors.resize(size);
-  arrays.times.resize(size);
-}
-
 }  // namespace
 
 Date DateOfDays(std::uint32_t days) { return kFirstDay + days - (days >= kDayAfter2100Leap ? 1 : 0); }
@@ -70,7 +63,7 @@ Date DateOf(const TimeBase& time) {
 
 void RecordDecoder::Decode(std::string_view bytes, ChannelArrays& out) {
   std::size_t filled = out.size();
-  Resize(out, filled + bytes.size() / kRecordBytes);
+  out.resize(filled + bytes.size() / kRecordBytes);
   TimeBase now = now_;
   for (; bytes.size() >= kRecordBytes; bytes.remove_prefix(kRecordBytes)) {
     const std::uint64_t record = Load(bytes.data());
@@ -88,7 +81,7 @@ void RecordDecoder::Decode(std::string_view bytes, ChannelArrays& out) {
     ++filled;
   }
   now_ = now;
-  Resize(out, filled);
+  out.resize(filled);
 }
 
 }  // namespace ulix
