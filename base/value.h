@@ -2,16 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <variant>
 
 namespace ulix {
 
-// A host's null, and anything that is no plain value at all (an array, an object, a date).
-struct NullValue {};
-struct OtherValue {};
+// Whatever a host hands in that is not a number: nothing, a null, a text, an array, an object, a date.
+struct NoNumber {};
 
-// std::monostate is an empty value.
-using Value = std::variant<std::monostate, NullValue, OtherValue, std::int64_t, float, double, std::string>;
+using Value = std::variant<NoNumber, std::int64_t, float, double>;
 
 }  // namespace ulix

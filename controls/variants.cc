@@ -105,12 +105,8 @@ Expected<std::vector<Value>> ValuesIn(const VARIANT& variant) {
 
 Value ValueOf(const VARIANT& variant) {
   OwnedVariant plain;  // scripts hand variables in by reference
-  if (FAILED(VariantCopyInd(plain.get(), const_cast<VARIANT*>(&variant)))) return OtherValue();
+  if (FAILED(VariantCopyInd(plain.get(), const_cast<VARIANT*>(&variant)))) return NoNumber();
   switch (V_VT(plain.get())) {
-    case VT_EMPTY:
-      return std::monostate();
-    case VT_NULL:
-      return NullValue();
     case VT_I1:
       return std::int64_t{V_I1(plain.get())};
     case VT_UI1:
@@ -133,10 +129,8 @@ Value ValueOf(const VARIANT& variant) {
       return V_R4(plain.get());
     case VT_R8:
       return V_R8(plain.get());
-    case VT_BSTR:
-      return AnsiOf(V_BSTR(plain.get()));
     default:
-      return OtherValue();
+      return NoNumber();
   }
 }
 
