@@ -24,7 +24,6 @@ inline constexpr std::array kFakeErrors = {
     ErrorRow{kambicCtlErrBadCmde, {"Bad command", "Mauvaise commande"}, "BAD_CMDE", 1, 2}};
 inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .class_name = "Fake",
-                                        .class_id = "",
                                         .display_name = {"Fake", "Faux"},
                                         .display_name_id = 0,
                                         .config_text = "FAKE",

@@ -75,7 +75,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "cmx310",
     .class_name = "Cmx310",
-    .class_id = "F6F598BF-BF86-44C9-B06F-11CA446F1A05",
     .display_name = {"CMX310", "CMX310"},
     .display_name_id = 2009,
     .config_text = "CMX310: XXXX_A_IMPLANTER",

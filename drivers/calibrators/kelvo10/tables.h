@@ -73,7 +73,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "kelvo10",
     .class_name = "Kelvo10",
-    .class_id = "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21",
     .display_name = {"Kelvo10", "Kelvo10"},
     .display_name_id = 2010,
     .config_text = "KELVO10: XXXX_A_IMPLANTER",

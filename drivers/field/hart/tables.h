@@ -37,7 +37,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "hart",
     .class_name = "Hart",
-    .class_id = "9BB2AFD5-020B-4C42-8543-883FFAB71638",
     .display_name = {"Hart", "Hart"},
     .display_name_id = 2032,
     .config_text = "HART: XXXX_A_IMPLANTER",

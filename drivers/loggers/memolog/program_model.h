@@ -26,7 +26,7 @@ struct ChannelRecord {
   std::string name;  // at most 8 characters; empty for the default name
   std::uint8_t type = 0;
   std::string unit;
-  int resolution = 6;
+  int resolution = kUnknownResolution;
   std::array<LimitDescriptor, 2> limits;
   std::uint32_t measuring_time = 0;             // in the unit of the cycle period
   std::optional<std::uint16_t> value_register;  // first of the two that hold the present value

@@ -104,7 +104,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "memolog",
     .class_name = "Memolog",
-    .class_id = "51B3DEA3-CFFC-4AD5-A435-80E13EC21D29",
     .display_name = {"Memolog", "Memolog"},
     .display_name_id = 2003,
     .config_text = "MEMOLOG: XXXX_A_IMPLANTER",

@@ -105,7 +105,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "adt760",
     .class_name = "Adt760",
-    .class_id = "F06E89B5-6258-4CE7-83AA-248D25DEBF60",
     .display_name = {"ADT760", "ADT760"},
     .display_name_id = 2035,
     .config_text = "Additel ADT760: XXXX_A_IMPLANTER",

@@ -158,7 +158,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "adt761",
     .class_name = "Adt761",
-    .class_id = "EDD30DB0-4277-4018-B1B3-BCA25153A527",
     .display_name = {"ADT761", "ADT761"},
     .display_name_id = 2036,
     .config_text = "Additel ADT761: XXXX_A_IMPLANTER",

@@ -150,7 +150,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "flukehydra",
     .class_name = "FlukeHydra",
-    .class_id = "7008DADB-D917-4420-BC0C-3CC2E95F3558",
     .display_name = {"Fluke Hydra", "Fluke Hydra"},
     .display_name_id = 2033,
     .config_text = "Fluke Hydra: XXXX_A_IMPLANTER",

@@ -64,7 +64,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "isotech",
     .class_name = "Isotech",
-    .class_id = "8C2E028B-889B-4E70-BD36-67867563094F",
     .display_name = {"Isotech", "Isotech"},
     .display_name_id = 2007,
     .config_text = "ISOTECH: XXXX_A_IMPLANTER",

@@ -128,7 +128,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "jofrartcptc",
     .class_name = "JofraRtcPtc",
-    .class_id = "867B12DD-0351-4DB7-AC78-74736A196683",
     .display_name = {"Jofra RTC/PTC", "Jofra RTC/PTC"},
     .display_name_id = 2034,
     .config_text = "Ametek JOFRA RTC/PTC: XXXX_A_IMPLANTER",

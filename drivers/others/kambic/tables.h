@@ -47,7 +47,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "kambic",
     .class_name = "Kambic",
-    .class_id = "6517B728-343F-4F99-A26D-18D06086BD7D",
     .display_name = {"Kambic", "Kambic"},
     .display_name_id = 2029,
     .config_text = "KAMBIC: XXXX_A_IMPLANTER",

@@ -168,7 +168,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "microk",
     .class_name = "Microk",
-    .class_id = "C907E9AB-E202-4E18-B2D1-7F151F5DA718",
     .display_name = {"MicroK", "MicroK/MilliK"},
     .display_name_id = 2031,
     .config_text = "MICROK: XXXX_A_IMPLANTER",

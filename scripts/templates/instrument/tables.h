@@ -33,7 +33,6 @@ inline constexpr std::array kErrors = {
 inline constexpr ModelCard kCard = {
     .model_id = "new_word",
     .class_name = "NewClass",
-    .class_id = "NEW_CLASS_ID",
     .display_name = {"NewClass", "NewClass"},
     .display_name_id = NEW_NAME_ID,
     .config_text = "NEW_WORD",
