@@ -24,23 +24,6 @@ struct LocalizedText {
   std::string In(Language language) const;
 };
 
-// A row of a table of visible words, which has every word of an enumeration in its order. '%' in a text is where
-// something is put in.
-template <typename Word>
-struct TextRowOf {
-  Word word;
-  LocalizedText text;
-};
-
-// Whether each row of such a table stands where its word says.
-template <typename Rows>
-constexpr bool IsInOrder(const Rows& rows) {
-  for (std::size_t k = 0; k < rows.size(); ++k) {
-    if (static_cast<std::size_t>(rows[k].word) != k) return false;
-  }
-  return true;
-}
-
 // Between the encodings. What one has and the other lacks becomes '?', and so does each byte of a broken sequence.
 std::string Utf8FromAnsi(std::string_view ansi);
 std::string AnsiFromUtf8(std::string_view utf8);

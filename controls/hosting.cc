@@ -9,8 +9,8 @@
 #include "controls/enumerator.h"
 #include "controls/property_page.h"
 #include "controls/variants.h"
-#include "forms/words.h"
 #include "platform/user_locale.h"
+#include "resources/texts.h"
 
 namespace ulix::controls {
 namespace {
@@ -22,7 +22,7 @@ constexpr DWORD kMiscStatus = 131473;  // as registered
 // A verb of the container's menu.
 struct MenuVerb {
   LONG verb;
-  FormText name;
+  TextId name;
 };
 
 struct VerbTraits {
@@ -117,7 +117,7 @@ STDMETHODIMP Hosting::DoVerb(LONG verb, MSG*, IOleClientSite*, LONG, HWND parent
 
 STDMETHODIMP Hosting::EnumVerbs(IEnumOLEVERB** verbs) {
   if (!verbs) return E_POINTER;
-  constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, FormText::kPropertiesVerb};
+  constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, TextId::kPropertiesVerb};
   *verbs = new (std::nothrow) Enumerator<IEnumOLEVERB, OLEVERB, MenuVerb, VerbTraits>({kVerb});
   return *verbs ? S_OK : E_OUTOFMEMORY;
 }

@@ -20,9 +20,9 @@ const GUID kCommunicationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B
 const GUID kConfigurationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x11}};
 
 const std::array kPages = {
-    PageRow{kCommunicationPageId, L"UlixInstr Communication Page", FormText::kCommunication, CommForm},
-    PageRow{kConfigurationPageId, L"UlixInstr Configuration Page", FormText::kConfiguration, CfgForm},
-    PageRow{kAboutPageId, L"AboutPage Class", FormText::kAbout, AboutForm},
+    PageRow{kCommunicationPageId, L"UlixInstr Communication Page", TextId::kCommunication, CommForm},
+    PageRow{kConfigurationPageId, L"UlixInstr Configuration Page", TextId::kConfiguration, CfgForm},
+    PageRow{kAboutPageId, L"AboutPage Class", TextId::kAbout, AboutForm},
 };
 
 // Shows one form of the first control that it is given.

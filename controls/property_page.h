@@ -9,7 +9,7 @@
 #include "controls/module.h"
 #include "core/instrument.h"
 #include "forms/form.h"
-#include "forms/words.h"
+#include "resources/texts.h"
 
 namespace ulix::controls {
 
@@ -17,7 +17,7 @@ namespace ulix::controls {
 struct PageRow {
   const GUID& class_id;
   const wchar_t* class_title;
-  FormText title;
+  TextId title;
   Form (*make)(Instrument& instrument, Language language);
 };
 

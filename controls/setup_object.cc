@@ -13,8 +13,6 @@
 namespace ulix::controls {
 namespace {
 
-constexpr LocalizedText kNotAttached = {"Attach a control first", "Attachez d'abord un contrôle"};
-
 struct SerialKey {
   const char* key;
   std::function<long(const SerialParams&)> get;
@@ -71,8 +69,8 @@ HRESULT SetupObject::Told(HRESULT result) const {
   if (SUCCEEDED(result)) return result;
   const Language language = platform::UserLanguage();
   const std::string text = control_                 ? control_->Access().DescriptionOf(result)
-                           : result == E_UNEXPECTED ? kNotAttached.In(language)
-                                                    : Text(TextId::kInvalidArgument, language);
+                           : result == E_UNEXPECTED ? Localized(TextId::kNotAttached, language)
+                                                    : Localized(TextId::kInvalidArgument, language);
   ReportError(__uuidof(IUlixSetup), std::wstring(kSetupProgId) + L".1", text);
   return result;
 }

@@ -32,9 +32,9 @@ bool Instrument::IsDirty() const { return dirty_; }
 void Instrument::MarkDirty() { dirty_ = true; }
 
 std::string Instrument::DescriptionOf(HRESULT code) const {
-  if (code == E_UNEXPECTED) return Text(TextId::kNotOpened, options_.language);
-  if (code == E_INVALIDARG) return Text(TextId::kInvalidArgument, options_.language);
-  if (const auto text = control_->driver->link().Description(code)) return Text(*text, options_.language);
+  if (code == E_UNEXPECTED) return Localized(TextId::kNotOpened, options_.language);
+  if (code == E_INVALIDARG) return Localized(TextId::kInvalidArgument, options_.language);
+  if (const auto text = control_->driver->link().Description(code)) return Localized(*text, options_.language);
   const ErrorRow* row = FindErrorText(*control_->driver, code);
   return row ? row->long_text.In(options_.language) : std::string();
 }
@@ -149,7 +149,8 @@ HRESULT Instrument::Connect() {
     wait.reset();
     connected_ = connected.value_or(false);
     const auto warning = control_->driver->TakeWarning();
-    if (warning && options_.user_interface) options_.user_interface->Warn(*this, Text(*warning, options_.language));
+    if (warning && options_.user_interface)
+      options_.user_interface->Warn(*this, Localized(*warning, options_.language));
     if (!connected) FireFailure(*control_, connected.error());
     return CodeOf(connected);
   });

@@ -63,7 +63,7 @@ HRESULT Instrument::CreateGroup(std::uint32_t* group) {
     dirty_ = true;
     return S_OK;
   });
-  if (ids_used_up) SetLastErrorInfo({E_UNEXPECTED, Text(TextId::kNoGroupId, options_.language)});
+  if (ids_used_up) SetLastErrorInfo({E_UNEXPECTED, Localized(TextId::kNoGroupId, options_.language)});
   return result;
 }
 

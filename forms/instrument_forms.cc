@@ -9,10 +9,10 @@
 
 #include "base/numbers.h"
 #include "forms/entries.h"
-#include "forms/words.h"
 #include "links/local_number.h"
 #include "links/port_enumeration.h"
 #include "links/serial_params.h"
+#include "resources/texts.h"
 
 namespace ulix {
 namespace {
@@ -51,15 +51,15 @@ std::string TitleOf(Instrument& instrument, const std::string& what, Language la
 
 // What the instrument says that it is, where it is connected.
 Field IdentificationField(Instrument& instrument, Language language) {
-  std::string text = Localized(FormText::kNoInstrument, language);
+  std::string text = Localized(TextId::kNoInstrument, language);
   std::int32_t connected = 0;
   instrument.IsConnected(&connected);
   if (connected) instrument.Identify(&text);
-  return Shown("identification", Localized(FormText::kIdentification, language), text);
+  return Shown("identification", Localized(TextId::kIdentification, language), text);
 }
 
 std::string RangeText(double least, double most, Language language) {
-  return Localized(FormText::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
+  return Localized(TextId::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
 }
 
 // A form's page as it was entered, and what to say of its fields.
@@ -70,9 +70,9 @@ struct EnteredPage {
 
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
   Refusal RefuseNumber(std::size_t field, double least, double most) const {
-    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Localized(FormText::kNotANumber, language));
+    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Localized(TextId::kNotANumber, language));
     const bool in_range = Number(field, least, most).has_value();
-    return Refuse(field, in_range ? Localized(FormText::kNotWhole, language) : RangeText(least, most, language));
+    return Refuse(field, in_range ? Localized(TextId::kNotWhole, language) : RangeText(least, most, language));
   }
   // The number of a field within the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
@@ -111,7 +111,7 @@ std::optional<std::int32_t> PortOf(const std::string& entered) {
 }
 
 Field PortField(const SerialParams& params, Language language) {
-  Field field = MakeField("port", Localized(FormText::kPort, language), FieldKind::kOpenList, PortName(params.port));
+  Field field = MakeField("port", Localized(TextId::kPort, language), FieldKind::kOpenList, PortName(params.port));
   std::vector<int> ports;
   EnumSerialPorts(ports);
   for (const int port : ports) field.choices.push_back(PortName(port));
@@ -135,7 +135,7 @@ Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Langu
   std::vector<std::string> texts;
   for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
   const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
-  Field field = Choice("baud", Localized(FormText::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
+  Field field = Choice("baud", Localized(TextId::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
                        usual < rates.size() ? usual : 0);
   field.unit = "bds";
   return field;
@@ -146,16 +146,16 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
   std::optional<NetworkAddress> address;
   if (Failed(instrument.GetNetworkAddress(&address))) return;
   const NetworkAddress shown = address.value_or(NetworkAddress());
-  page.fields.push_back(MakeField("host", Localized(FormText::kHost, language), FieldKind::kText, shown.host));
+  page.fields.push_back(MakeField("host", Localized(TextId::kHost, language), FieldKind::kText, shown.host));
   page.fields.push_back(
-      MakeField("tcp-port", Localized(FormText::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
+      MakeField("tcp-port", Localized(TextId::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
 }
 
 // The fields in the order of CommField; nothing for an instrument that is on no line.
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
-  const auto choice = [&](const char* key, FormText label, std::vector<std::string> texts, std::int32_t code,
+  const auto choice = [&](const char* key, TextId label, std::vector<std::string> texts, std::int32_t code,
                           std::size_t otherwise) {
     return Choice(key, Localized(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
   };
@@ -165,10 +165,10 @@ void AddLine(Instrument& instrument, Language language, Page& page) {
   page.fields = {
       PortField(params, language),
       SpeedField(instrument.BaudRates(), params.baudRate, language),
-      choice("data-bits", FormText::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
-      choice("stop-bits", FormText::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
-      choice("parity", FormText::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
-      choice("handshake", FormText::kFlow, std::move(flows), params.handshakeCode, 1),
+      choice("data-bits", TextId::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
+      choice("stop-bits", TextId::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
+      choice("parity", TextId::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
+      choice("handshake", TextId::kFlow, std::move(flows), params.handshakeCode, 1),
   };
   AddNetwork(instrument, language, page);
 }
@@ -190,11 +190,11 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   const auto& fields = entered.page.fields;
   if (!IsOnLine(entered.page)) return std::nullopt;
   const auto port = PortOf(fields[kPort].value);
-  if (!port) return entered.Refuse(kPort, Localized(FormText::kPortRange, entered.language));
+  if (!port) return entered.Refuse(kPort, Localized(TextId::kPortRange, entered.language));
   std::array<std::size_t, kFlow + 1> codes{};
   for (std::size_t k = kSpeed; k <= kFlow; ++k) {
     const auto choice = ChoiceOf(fields[k]);
-    if (!choice) return entered.Refuse(k, Localized(FormText::kNotAChoice, entered.language));
+    if (!choice) return entered.Refuse(k, Localized(TextId::kNotAChoice, entered.language));
     codes[k] = *choice;
   }
   const auto code = [&](std::size_t field) { return static_cast<std::int32_t>(codes[field]); };
@@ -249,20 +249,20 @@ bool IsOfLink(Instrument& instrument, const SettingRow& row) {
 void AddUsb(Instrument& instrument, Language language, Page& page) {
   if (instrument.card().link != LinkKind::kUsb) return;
   const bool found = Succeeded(instrument.CheckLink());
-  page.fields.push_back(Shown("", Localized(FormText::kUsbLibrary, language),
-                              Localized(found ? FormText::kFound : FormText::kNotFound, language)));
+  page.fields.push_back(Shown("", Localized(TextId::kUsbLibrary, language),
+                              Localized(found ? TextId::kFound : TextId::kNotFound, language)));
   page.fields.push_back(IdentificationField(instrument, language));
 }
 
 // The line's fields come first, the settings that are about the link behind them.
 Page CommPage(Instrument& instrument, Language language) {
-  Page page{Localized(FormText::kCommunication, language), {}};
+  Page page{Localized(TextId::kCommunication, language), {}};
   AddLine(instrument, language, page);
   for (const SettingRow& row : instrument.settings().rows()) {
     if (IsOfLink(instrument, row)) page.fields.push_back(SettingField(instrument, row, language));
   }
   AddUsb(instrument, language, page);
-  if (page.fields.empty()) page.fields.push_back(Shown("", Localized(FormText::kNothingToSet, language), ""));
+  if (page.fields.empty()) page.fields.push_back(Shown("", Localized(TextId::kNothingToSet, language), ""));
   return page;
 }
 
@@ -281,8 +281,8 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
     if (IsOfLink(instrument, row)) continue;
     const std::string_view own = ChannelOfKey(row.key);
     if (pages.empty() || own != channel) {
-      pages.push_back({own.empty() ? Localized(FormText::kConfiguration, language)
-                                   : Localized(FormText::kChannel, language, {std::string(own)}),
+      pages.push_back({own.empty() ? Localized(TextId::kConfiguration, language)
+                                   : Localized(TextId::kChannel, language, {std::string(own)}),
                        {}});
       channel = own;
     }
@@ -291,7 +291,7 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
   }
   if (pages.empty()) {
     pages.push_back(
-        {Localized(FormText::kConfiguration, language), {Shown("", Localized(FormText::kNothingToSet, language), "")}});
+        {Localized(TextId::kConfiguration, language), {Shown("", Localized(TextId::kNothingToSet, language), "")}});
   }
   return pages;
 }
@@ -347,7 +347,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       if (!row || Enter(record, *row, field, language)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
-                                              : entered.Refuse(k, Localized(FormText::kNotAChoice, language));
+                                              : entered.Refuse(k, Localized(TextId::kNotAChoice, language));
     }
   }
   if (extent == Extent::kGive && record.Snapshot() != before) {
@@ -392,22 +392,22 @@ std::string ChannelLabel(Instrument& instrument, ChannelId id) {
 }
 
 Page GroupPage(const GroupSettings& settings, std::uint32_t group, Language language) {
-  const auto number = [&](const char* key, FormText label, double value, const char* unit) {
+  const auto number = [&](const char* key, TextId label, double value, const char* unit) {
     Field field = MakeField(key, Localized(label, language), FieldKind::kNumber, ShownNumber(value));
     field.unit = unit;
     return field;
   };
-  return {Localized(FormText::kGeneral, language),
-          {Shown("name", Localized(FormText::kName, language),
-                 Localized(FormText::kGroup, language, {std::to_string(group)})),
-           number("period", FormText::kPeriod, settings.period_ms, "ms"),
-           number("dead-band", FormText::kDeadBandPercent, settings.dead_band_percent, "%"),
-           number("dead-band-abs", FormText::kDeadBandAbs, settings.dead_band_abs, ""),
-           number("dead-time-max", FormText::kSilence, settings.dead_time_max_s, "s")}};
+  return {
+      Localized(TextId::kGeneral, language),
+      {Shown("name", Localized(TextId::kName, language), Localized(TextId::kGroup, language, {std::to_string(group)})),
+       number("period", TextId::kPeriod, settings.period_ms, "ms"),
+       number("dead-band", TextId::kDeadBandPercent, settings.dead_band_percent, "%"),
+       number("dead-band-abs", TextId::kDeadBandAbs, settings.dead_band_abs, ""),
+       number("dead-time-max", TextId::kSilence, settings.dead_time_max_s, "s")}};
 }
 
 Page MembersPage(Instrument& instrument, std::uint32_t group, Language language) {
-  Page page{Localized(FormText::kChannels, language), {}};
+  Page page{Localized(TextId::kChannels, language), {}};
   std::vector<ChannelId> members;
   instrument.InChans(group, &members);
   for (ChannelId id = 0; id < instrument.card().channels.size(); ++id) {
@@ -461,7 +461,7 @@ std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<Ch
     if (is_left(k)) continue;
     const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kMost, kMost)));
     if (Failed(result))
-      return entered.Refuse(k, Localized(FormText::kNotTaken, language, {instrument.DescriptionOf(result)}));
+      return entered.Refuse(k, Localized(TextId::kNotTaken, language, {instrument.DescriptionOf(result)}));
   }
   return std::nullopt;
 }
@@ -470,10 +470,10 @@ Page AboutPage(Instrument& instrument, Language language) {
   std::string version, link;
   instrument.Version(&version);
   instrument.GetCommInfo(&link);
-  return {Localized(FormText::kAbout, language),
-          {Shown("model", Localized(FormText::kModel, language), DisplayName(instrument, language)),
-           Shown("version", Localized(FormText::kLibraryVersion, language), version),
-           IdentificationField(instrument, language), Shown("link", Localized(FormText::kLink, language), link)}};
+  return {Localized(TextId::kAbout, language),
+          {Shown("model", Localized(TextId::kModel, language), DisplayName(instrument, language)),
+           Shown("version", Localized(TextId::kLibraryVersion, language), version),
+           IdentificationField(instrument, language), Shown("link", Localized(TextId::kLink, language), link)}};
 }
 
 }  // namespace
@@ -488,7 +488,7 @@ Field* FindField(Form& form, const std::string& key) {
 }
 
 Form CommForm(Instrument& instrument, Language language) {
-  Form form{TitleOf(instrument, Localized(FormText::kCommunication, language), language),
+  Form form{TitleOf(instrument, Localized(TextId::kCommunication, language), language),
             {CommPage(instrument, language)},
             {},
             {}};
@@ -497,7 +497,7 @@ Form CommForm(Instrument& instrument, Language language) {
 }
 
 Form CfgForm(Instrument& instrument, Language language) {
-  Form form{TitleOf(instrument, Localized(FormText::kConfiguration, language), language),
+  Form form{TitleOf(instrument, Localized(TextId::kConfiguration, language), language),
             CfgPages(instrument, language),
             {},
             {}};
@@ -508,7 +508,7 @@ Form CfgForm(Instrument& instrument, Language language) {
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
   GroupSettings settings;
   instrument.GetGroupSettings(group, &settings);
-  return {TitleOf(instrument, Localized(FormText::kGroup, language, {std::to_string(group)}), language),
+  return {TitleOf(instrument, Localized(TextId::kGroup, language, {std::to_string(group)}), language),
           {GroupPage(settings, group, language), MembersPage(instrument, group, language)},
           [&instrument, group, language](const Form& form) { return ApplyGroup(instrument, group, form, language); }};
 }
@@ -516,7 +516,7 @@ Form GroupForm(Instrument& instrument, std::uint32_t group, Language language) {
 Form OutChansForm(Instrument& instrument, Language language) {
   std::vector<ChannelId> outputs;
   instrument.OutChans(&outputs);
-  Page page{Localized(FormText::kOutputs, language), {}};
+  Page page{Localized(TextId::kOutputs, language), {}};
   for (const ChannelId id : outputs) {
     page.fields.push_back(MakeField(ChannelKey(id).c_str(), ChannelLabel(instrument, id), FieldKind::kNumber, ""));
   }
@@ -526,7 +526,7 @@ Form OutChansForm(Instrument& instrument, Language language) {
 }
 
 Form AboutForm(Instrument& instrument, Language language) {
-  return {TitleOf(instrument, Localized(FormText::kAbout, language), language), {AboutPage(instrument, language)}, {}};
+  return {TitleOf(instrument, Localized(TextId::kAbout, language), language), {AboutPage(instrument, language)}, {}};
 }
 
 Form PropertiesForm(Instrument& instrument, Language language) {

@@ -11,7 +11,7 @@ namespace {
 constexpr int kFallbackPosition = 5;  // 9600
 
 std::string TextWithDigit(TextId id, char digit, Language language) {
-  std::string text = Text(id, language);
+  std::string text = Localized(id, language);
   text.replace(text.find("%c"), 2, 1, digit);
   return text;
 }
@@ -22,7 +22,7 @@ char DigitOf(std::int32_t code, char zero, char one) { return code == 0 ? zero :
 // The text that stands at `code` in a run of string-table numbers.
 std::string TextInRun(std::int32_t code, TextId first, std::int32_t count, Language language) {
   if (code < 0 || code >= count) return "?";
-  return Text(static_cast<TextId>(static_cast<int>(first) + code), language);
+  return Localized(static_cast<TextId>(static_cast<int>(first) + code), language);
 }
 
 template <typename Field, typename Stored>
@@ -52,11 +52,11 @@ std::uint32_t BaudFromPosition(int position) {
 std::string BaudText(std::uint32_t rate) { return std::to_string(BaudFromPosition(PositionOfBaud(rate))); }
 
 std::string DataBitsText(std::int32_t code, Language language) {
-  return TextWithDigit(TextId::kDataBits, DigitOf(code, '7', '8'), language);
+  return TextWithDigit(TextId::kDataBitsCount, DigitOf(code, '7', '8'), language);
 }
 
 std::string StopBitsText(std::int32_t code, Language language) {
-  return TextWithDigit(TextId::kStopBits, DigitOf(code, '1', '2'), language);
+  return TextWithDigit(TextId::kStopBitsCount, DigitOf(code, '1', '2'), language);
 }
 
 std::string ParityText(std::int32_t code, Language language) {

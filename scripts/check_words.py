@@ -94,9 +94,9 @@ def places(text):
 
 
 def values_given(found):
-    """Each word that is said with values, and how many: Localized(Enum::kWord, language, {a, b}), the language being optional."""
+    """Each text that is shown with values, and how many: Localized(TextId::kName, language, {a, b}), the language being optional."""
     for k, token in enumerate(found):
-        if token.text != "Localized" or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
+        if token.text not in ("Localized", "Shown", "Say") or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
             continue
         depth, values, name = 0, None, "".join(part.text for part in found[k + 2:k + 5])
         for part in found[k + 1:]:
@@ -122,14 +122,13 @@ def is_sentence(found, k):
 
 
 def published(path_tokens):
-    """Words whose number is fixed in their enumeration: hosts ask for them by it, whether the code does or not."""
+    """Texts whose row ends with their number in the string table: hosts ask for them by it, whether the code does or not."""
     names = set()
     for found in path_tokens.values():
         texts = [token.text for token in found]
-        for k in range(len(texts) - 4):
-            if texts[k:k + 2] == ["enum", "class"]:
-                end = texts.index("}", k)
-                names |= {f"{texts[k + 2]}::{texts[j - 1]}" for j in range(k, end) if texts[j] == "="}
+        for k in range(2, len(texts) - 9):
+            if texts[k] == "::" and texts[k + 2:k + 4] == [",", "{"] and texts[k + 7:k + 9] == ["}", ","] and texts[k + 9].isdigit():
+                names.add("".join(texts[k - 1:k + 2]))
     return names
 
 

@@ -5,7 +5,7 @@
 #include "controls/dialogs/dialog_window.h"
 #include "controls/dialogs/form_pane.h"
 #include "controls/dialogs/window_text.h"
-#include "forms/words.h"
+#include "resources/texts.h"
 
 namespace ulix::controls {
 namespace {
@@ -38,10 +38,10 @@ class FormDialog final : public DialogWindow {
     const int width = metrics_.Across(kButtonWidth), gap = metrics_.Across(1);
     const bool takes = static_cast<bool>(form_.apply);
     const int left = right - (takes ? 2 * width + gap : width);
-    Make(L"BUTTON", WideOf(Localized(FormText::kOk, language_)), BS_DEFPUSHBUTTON | WS_TABSTOP,
+    Make(L"BUTTON", WideOf(Localized(TextId::kOk, language_)), BS_DEFPUSHBUTTON | WS_TABSTOP,
          {left, top, left + width, top + height}, IDOK, metrics_.font());
     if (!takes) return;
-    Make(L"BUTTON", WideOf(Localized(FormText::kCancel, language_)), WS_TABSTOP,
+    Make(L"BUTTON", WideOf(Localized(TextId::kCancel, language_)), WS_TABSTOP,
          {right - width, top, right, top + height}, IDCANCEL, metrics_.font());
   }
 

@@ -3,7 +3,7 @@
 #include <commctrl.h>
 
 #include "controls/dialogs/window_text.h"
-#include "forms/words.h"
+#include "resources/texts.h"
 
 namespace ulix::controls {
 namespace {
@@ -31,11 +31,11 @@ void ProgressDialog::OnOpen() {
   SetTitle(title_);
   const int margin = metrics_.Across(2), width = metrics_.Across(60), line = metrics_.Down(1.8);
   Size(width, 2 * margin + 4 * line);
-  Make(L"STATIC", WideOf(Localized(FormText::kPleaseWait, language_)), SS_LEFT,
+  Make(L"STATIC", WideOf(Localized(TextId::kPleaseWait, language_)), SS_LEFT,
        {margin, margin, width - margin, margin + line}, kText, metrics_.font());
   Make(PROGRESS_CLASSW, L"", 0, {margin, margin + line, width - margin, margin + 2 * line}, kBar, metrics_.font());
   const int button = metrics_.Across(14), top = margin + 3 * line;
-  const HWND cancel = Make(L"BUTTON", WideOf(Localized(FormText::kCancel, language_)), WS_TABSTOP,
+  const HWND cancel = Make(L"BUTTON", WideOf(Localized(TextId::kCancel, language_)), WS_TABSTOP,
                            {width - margin - button, top, width - margin, top + line}, IDCANCEL, metrics_.font());
   SetFocus(cancel);
 }

@@ -15,7 +15,7 @@
 #include "controls/dialogs/window_text.h"
 #include "drivers/catalogue.h"
 #include "forms/instrument_forms.h"
-#include "forms/words.h"
+#include "resources/texts.h"
 #include "tests/automation/dialog_user.h"
 
 namespace ulix::controls {
@@ -151,12 +151,11 @@ void ExpectReadable(HWND root) {
 
 // All that a form can refuse an entry with: the words for it, and the model's own errors behind "does not take".
 std::vector<std::string> ReasonsOf(const ModelCard& card, Language language) {
-  std::vector<std::string> reasons = {Localized(FormText::kNotANumber, language),
-                                      Localized(FormText::kNotAChoice, language),
-                                      Localized(FormText::kPortRange, language),
-                                      Localized(FormText::kOutOfRange, language, {"-3,4028235E+38", "3,4028235E+38"})};
+  std::vector<std::string> reasons = {Localized(TextId::kNotANumber, language),
+                                      Localized(TextId::kNotAChoice, language), Localized(TextId::kPortRange, language),
+                                      Localized(TextId::kOutOfRange, language, {"-3,4028235E+38", "3,4028235E+38"})};
   for (const ErrorRow& row : card.errors)
-    reasons.push_back(Localized(FormText::kNotTaken, language, {row.long_text.In(language)}));
+    reasons.push_back(Localized(TextId::kNotTaken, language, {row.long_text.In(language)}));
   return reasons;
 }
 

@@ -7,8 +7,8 @@
 
 #include "drivers/catalogue.h"
 #include "forms/entries.h"
-#include "forms/words.h"
 #include "links/local_number.h"
+#include "resources/texts.h"
 
 namespace ulix {
 namespace {

@@ -10,22 +10,21 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "scripts"))
 import check_words  # noqa: E402
 
-WORDS, TEXTS, KELVO10, FORMS = ("forms/words.cc", "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h",
-                                "forms/instrument_forms.cc")
+TEXTS, KELVO10, FORMS = "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h", "forms/instrument_forms.cc"
 # What is put in place of what, where, and what is said of it.
 FAULTS = [
-    (WORDS, '"Voie %"', '"Voie"', "places for values differ"),
-    (WORDS, '"Voies"', '""', "empty"),
-    (WORDS, '{"Channels", "Voies"}', '{"Channels"}', "one language only"),
-    (WORDS, '"Voies"', '"Voies \u2192"', "not to be had in Windows-1252"),
-    (WORDS, '{"Data bits"', '{"Channels"', "also translated as"),
-    (WORDS, '    {FormText::kCancel,', '    {FormText::kNever, {"Never", "Jamais"}},\n    {FormText::kCancel,', "nothing says FormText::kNever"),
+    (TEXTS, '"Voie %"', '"Voie"', "places for values differ"),
+    (TEXTS, '"Voies"', '""', "empty"),
+    (TEXTS, '{"Channels", "Voies"}', '{"Channels"}', "one language only"),
+    (TEXTS, '"Voies"', '"Voies \u2192"', "not to be had in Windows-1252"),
+    (TEXTS, '{"Data bits"', '{"Channels"', "also translated as"),
+    (TEXTS, '    {TextId::kCancel,', '    {TextId::kNever, {"Never", "Jamais"}},\n    {TextId::kCancel,', "nothing says TextId::kNever"),
     (TEXTS, '"%c bits de données"', '"%d bits de données"', "places for values differ"),
     (KELVO10, "namespace ulix", 'constexpr LocalizedText kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
-    (FORMS, "Localized(FormText::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
-    (FORMS, "Localized(FormText::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
-    (FORMS, "Localized(FormText::kPortRange, entered.language)", "Localized(FormText::kPortRange, entered.language, {entered})",
-     "FormText::kPortRange is said with 1 values"),
+    (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
+    (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
+    (FORMS, "Localized(TextId::kPortRange, entered.language)", "Localized(TextId::kPortRange, entered.language, {entered})",
+     "TextId::kPortRange is said with 1 values"),
 ]
 
 

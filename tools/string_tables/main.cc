@@ -35,7 +35,9 @@ void Add(Tables& tables, std::span<const ErrorRow> rows) {
 
 Tables AllTables() {
   Tables tables;
-  for (const TextRow& row : AllTexts()) Add(tables, static_cast<int>(row.id), row.words);
+  for (const TextRow& row : AllTexts()) {
+    if (row.string_number != 0) Add(tables, row.string_number, row.text);
+  }
   Add(tables, SerialErrorTexts());
   Add(tables, NetworkErrorTexts());
   Add(tables, UsbErrorTexts());

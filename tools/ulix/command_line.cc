@@ -13,8 +13,8 @@
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -139,7 +139,7 @@ int RunCommandLine(int argc, char** argv) {
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
-    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Localized(CliText::kUnableToPrint)));
+    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Shown(TextId::kUnableToPrint)));
   } catch (const CLI::ParseError& error) {
     return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
   } catch (const UsageError& error) {

@@ -40,7 +40,7 @@ void Show(Session& session, const ConfigOptions&) {
 void Send(Session& session, const ConfigOptions& options) {
   session.Connect();
   session.Check(session.instrument().SendCfg());
-  Tell(Localized(CliText::kConfigurationSent, LanguageOf(options.connection)));
+  Tell(Shown(TextId::kConfigurationSent, LanguageOf(options.connection)));
 }
 
 void Read(Session& session, const ConfigOptions& options) {
@@ -52,14 +52,14 @@ void Read(Session& session, const ConfigOptions& options) {
 void Edit(Session& session, const ConfigOptions& options) {
   const Language language = LanguageOf(options.connection);
   const bool kept = !options.save_file.empty();
-  if (!kept) PrintLine(Localized(CliText::kNothingIsKept, language));
+  if (!kept) PrintLine(Shown(TextId::kNothingIsKept, language));
   const std::atomic<bool>& interrupted = CatchInterrupts();
   const auto width = static_cast<std::size_t>(platform::TerminalWidth());
   FormPrompt prompt([&] { return platform::ReadTypedLine(interrupted); }, std::cout, language, width);
   Form form = PropertiesForm(session.instrument(), language);
   if (prompt.Run(form) == FormPrompt::Outcome::kLeft) {
     std::cout << std::endl;
-    throw OperationFailed(kCancelled, Localized(CliText::kNothingWasChanged, language));
+    throw OperationFailed(kCancelled, Shown(TextId::kNothingWasChanged, language));
   }
   if (!kept) Show(session, options);
 }
@@ -94,7 +94,7 @@ int Config(const ConfigOptions& options) {
   action->act(session, options);
   if (options.save_file.empty()) return 0;
   Save(session, options.save_file);
-  if (options.action == "edit") Tell(Localized(CliText::kKeptIn, LanguageOf(options.connection), {options.save_file}));
+  if (options.action == "edit") Tell(Shown(TextId::kKeptIn, LanguageOf(options.connection), {options.save_file}));
   return 0;
 }
 

@@ -15,8 +15,8 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/wire_log.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -231,7 +231,7 @@ void Session::Configure(const ConnectionOptions& options) {
   } else {
     MemoryStream stream(ReadWholeFile(options.config_file));
     const HRESULT loaded = instrument_.Load(stream);
-    if (Failed(loaded)) throw OperationFailed(loaded, Localized(CliText::kNoConfiguration, {options.config_file}));
+    if (Failed(loaded)) throw OperationFailed(loaded, Shown(TextId::kNoConfiguration, {options.config_file}));
   }
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
   if (options.slave) {
@@ -320,7 +320,7 @@ std::string Session::Explain(HRESULT code) {
   if (text.empty()) text = SystemText(code, language_);
   if (text.empty()) text = ErrorCodeName(code);
   const auto own = OwnCode(instrument_.card(), code);
-  return text.empty() && own ? Localized(CliText::kOwnCode, language_, {std::to_string(*own)}) : text;
+  return text.empty() && own ? Shown(TextId::kOwnCode, language_, {std::to_string(*own)}) : text;
 }
 
 std::string Session::ErrorText(HRESULT code, bool short_text) {

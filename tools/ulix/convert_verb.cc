@@ -13,8 +13,8 @@
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {

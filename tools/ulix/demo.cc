@@ -18,9 +18,9 @@
 #include "tools/ulix/scan.h"
 #include "tools/ulix/scan_output.h"
 #include "tools/ulix/simulation.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 #include "tools/ulix/wire_log.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -57,7 +57,7 @@ class Bench {
  private:
   static std::unique_ptr<platform::ByteEndpoint> Open() {
     auto endpoint = platform::OpenPseudoTerminal();
-    if (!endpoint) throw OperationFailed(endpoint.error(), Localized(CliText::kNoTerminal));
+    if (!endpoint) throw OperationFailed(endpoint.error(), Shown(TextId::kNoTerminal));
     return std::move(*endpoint);
   }
 
@@ -161,7 +161,7 @@ class Tour {
 };
 
 void Tour::Expect(bool shown, const std::string& what) {
-  PrintLine("  " + (shown ? Localized(CliText::kTourShown, {what}) : Localized(CliText::kTourNotShown, {what})));
+  PrintLine("  " + (shown ? Shown(TextId::kTourShown, {what}) : Shown(TextId::kTourNotShown, {what})));
   if (!shown) ++missed_;
 }
 
@@ -169,13 +169,13 @@ void Tour::Meet() {
   session_.Connect();
   std::string identity;
   session_.Check(session_.instrument().Identify(&identity));
-  Table table(Heads({CliText::kChannelHead, CliText::kDirectionHead, CliText::kUnitHead, CliText::kDecimalsHead},
-                    ShownLanguage()));
+  Table table(
+      Heads({TextId::kChannelHead, TextId::kDirectionHead, TextId::kUnitHead, TextId::kDecimalsHead}, ShownLanguage()));
   for (const Channel& channel : session_.Channels()) {
     table.Add({channel.name, DirectionWord(channel.direction), channel.unit, std::to_string(channel.resolution)});
   }
   table.Print();
-  Expect(!identity.empty(), Localized(CliText::kTourAnswer, {bench_.address(), Shown(identity)}));
+  Expect(!identity.empty(), Shown(TextId::kTourAnswer, {bench_.address(), Shown(identity)}));
 }
 
 void Tour::SendConfiguration() {
@@ -186,7 +186,7 @@ void Tour::SendConfiguration() {
   session_.Check(session_.instrument().SendCfg());
   const auto lines = tap_.TakeSent();
   for (const std::string& line : lines) PrintLine("  > " + line);
-  Expect(lines.size() >= 2, Localized(CliText::kTourLines, {std::to_string(lines.size())}));
+  Expect(lines.size() >= 2, Shown(TextId::kTourLines, {std::to_string(lines.size())}));
 }
 
 void Tour::ScanLive() {
@@ -198,7 +198,7 @@ void Tour::ScanLive() {
   outputs.push_back(std::make_unique<GoodReports>(good));
   const ScanPlan plan{.settings = {.period_ms = kPeriodMs}, .duration_s = options_.seconds};
   const std::uint64_t reports = RunScan(session_, inputs, plan, outputs);
-  Expect(good > 0 && good == reports, Localized(CliText::kTourScans, {std::to_string(good)}));
+  Expect(good > 0 && good == reports, Shown(TextId::kTourScans, {std::to_string(good)}));
 }
 
 void Tour::StepOutput() {
@@ -212,8 +212,7 @@ void Tour::StepOutput() {
     session_.Check(read.errors.at(0));
     const bool followed = std::abs(read.values.at(0) - value) < 0.05F;
     const std::string set = ShownNumber(FormatWithUnit(output, value));
-    Expect(followed,
-           Localized(CliText::kTourFollows, {set, ShownNumber(FormatWithUnit(inputs.at(0), read.values.at(0)))}));
+    Expect(followed, Shown(TextId::kTourFollows, {set, ShownNumber(FormatWithUnit(inputs.at(0), read.values.at(0)))}));
   }
 }
 
@@ -227,7 +226,7 @@ void Tour::ScanWithDeadBand() {
   const std::size_t scans = tap_.TakeReceived().size();
   const std::string band = ShownNumber("0.25 V");
   Expect(reports > 0 && reports * 2 < scans,
-         Localized(CliText::kTourFewReports, {band, std::to_string(scans), std::to_string(reports)}));
+         Shown(TextId::kTourFewReports, {band, std::to_string(scans), std::to_string(reports)}));
 }
 
 void Tour::PullTheLine() {
@@ -237,14 +236,14 @@ void Tour::PullTheLine() {
   ScanOutputs outputs;
   outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
   outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), inputs, Texts()));
-  outputs.push_back(MakePlotFile(File("ulix-demo.svg"), Localized(CliText::kTourPlotTitle), inputs, ShownLanguage()));
+  outputs.push_back(MakePlotFile(File("ulix-demo.svg"), Shown(TextId::kTourPlotTitle), inputs, ShownLanguage()));
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());
   RunScan(session_, inputs, {.settings = {.period_ms = kPeriodMs}, .count = count}, outputs);
   const std::string failure = FailureLine(line.code(), session_.Explain(line.code()));
   Expect(line.code() == serialCommErrUnableToReadComm,
-         Localized(CliText::kTourFailed, {std::to_string(line.failed()), failure}));
-  Expect(line.recovered(), Localized(CliText::kTourRecovered));
+         Shown(TextId::kTourFailed, {std::to_string(line.failed()), failure}));
+  Expect(line.recovered(), Shown(TextId::kTourRecovered));
 }
 
 int Tour::Run() {
@@ -253,12 +252,12 @@ int Tour::Run() {
     void (Tour::*show)();
   };
   const std::array steps = {
-      Step{Localized(CliText::kTourConnection), &Tour::Meet},
-      Step{Localized(CliText::kTourConfiguration), &Tour::SendConfiguration},
-      Step{Localized(CliText::kTourScan, {std::to_string(kPeriodMs)}), &Tour::ScanLive},
-      Step{Localized(CliText::kTourOutput), &Tour::StepOutput},
-      Step{Localized(CliText::kTourDeadBand), &Tour::ScanWithDeadBand},
-      Step{Localized(CliText::kTourPulledLine), &Tour::PullTheLine},
+      Step{Shown(TextId::kTourConnection), &Tour::Meet},
+      Step{Shown(TextId::kTourConfiguration), &Tour::SendConfiguration},
+      Step{Shown(TextId::kTourScan, {std::to_string(kPeriodMs)}), &Tour::ScanLive},
+      Step{Shown(TextId::kTourOutput), &Tour::StepOutput},
+      Step{Shown(TextId::kTourDeadBand), &Tour::ScanWithDeadBand},
+      Step{Shown(TextId::kTourPulledLine), &Tour::PullTheLine},
   };
   const std::atomic<bool>& interrupted = CatchInterrupts();
   for (const Step& step : steps) {
@@ -266,10 +265,10 @@ int Tour::Run() {
     (this->*step.show)();
     if (interrupted) return 1;
   }
-  PrintLine(Localized(CliText::kTourCsv, {File("ulix-demo.csv")}));
-  PrintLine(Localized(CliText::kTourPlot, {File("ulix-demo.svg")}));
+  PrintLine(Shown(TextId::kTourCsv, {File("ulix-demo.csv")}));
+  PrintLine(Shown(TextId::kTourPlot, {File("ulix-demo.svg")}));
   if (missed_ == 0) return 0;
-  throw OperationFailed(E_FAIL, Localized(CliText::kTourIncomplete, {std::to_string(missed_)}));
+  throw OperationFailed(E_FAIL, Shown(TextId::kTourIncomplete, {std::to_string(missed_)}));
 }
 
 int Demo(DemoOptions options) {

@@ -8,8 +8,8 @@
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -41,7 +41,7 @@ int Explain(const ErrorOptions& options) {
   const std::string& model = options.connection.model;
   const std::string text = model.empty() ? TextFromAny(options, code) : TextFrom(options, model, code);
   if (text.empty()) {
-    throw OperationFailed(code, model.empty() ? Localized(CliText::kNoCode) : Localized(CliText::kNoCodeOf, {model}));
+    throw OperationFailed(code, model.empty() ? Shown(TextId::kNoCode) : Shown(TextId::kNoCodeOf, {model}));
   }
   PrintLine(text);
   return 0;

@@ -6,29 +6,21 @@
 
 #include "core/channel_arrays.h"
 #include "drivers/progress.h"
-#include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
 
 struct SystemRow {
   HRESULT code;
-  LocalizedText text;
+  TextId text;
 };
 constexpr std::array kSystemRows = {
-    SystemRow{E_NOTIMPL, {"Not implemented", "Non implémenté"}},
-    SystemRow{E_FAIL, {"Unspecified error", "Erreur non spécifiée"}},
-    SystemRow{kNoValueYet,
-              {"The data necessary to complete this operation is not yet available",
-               "Les données nécessaires à cette opération ne sont pas encore disponibles"}},
-    SystemRow{E_OUTOFMEMORY, {"Ran out of memory", "Mémoire insuffisante"}},
-    SystemRow{E_INVALIDARG, {"Invalid Argument", "Argument incorrect"}},
-    SystemRow{E_UNEXPECTED, {"Catastrophic failure", "Défaillance irrémédiable"}},
-    SystemRow{kCancelled, {"Operation aborted", "Opération abandonnée"}},
-    SystemRow{kFileNotFound, {"The file could not be found", "Le fichier est introuvable"}},
-    SystemRow{kWriteFault,
-              {"A disk error occurred during a write operation",
-               "Une erreur de disque s'est produite lors d'une opération d'écriture"}},
+    SystemRow{E_NOTIMPL, TextId::kSystemNotImplemented}, SystemRow{E_FAIL, TextId::kSystemFailed},
+    SystemRow{kNoValueYet, TextId::kSystemNotYet},       SystemRow{E_OUTOFMEMORY, TextId::kSystemNoMemory},
+    SystemRow{E_INVALIDARG, TextId::kInvalidArgument},   SystemRow{E_UNEXPECTED, TextId::kSystemUnexpected},
+    SystemRow{kCancelled, TextId::kSystemAborted},       SystemRow{kFileNotFound, TextId::kSystemNoFile},
+    SystemRow{kWriteFault, TextId::kSystemWriteFault},
 };
 
 }  // namespace
@@ -36,7 +28,7 @@ constexpr std::array kSystemRows = {
 std::string SystemText(HRESULT code, Language language) {
   const auto row = std::find_if(kSystemRows.begin(), kSystemRows.end(),
                                 [code](const SystemRow& candidate) { return candidate.code == code; });
-  return row == kSystemRows.end() ? std::string() : Shown(row->text.In(language));
+  return row == kSystemRows.end() ? std::string() : Shown(row->text, language);
 }
 
 OperationFailed::OperationFailed(HRESULT code, const std::string& text) : std::runtime_error(FailureLine(code, text)) {}

@@ -5,7 +5,6 @@
 #include <charconv>
 
 #include "forms/entries.h"
-#include "forms/words.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/output.h"
 
@@ -77,8 +76,8 @@ std::size_t FormPrompt::Moved(std::size_t at, Move move) const {
 
 void FormPrompt::Introduce(const Form& form) {
   out_ << Bold(Shown(form.title)) << '\n';
-  for (const CliText word : {CliText::kPromptKeys, CliText::kPromptStop}) {
-    for (const std::string& line : Wrapped(Localized(word), width_)) out_ << line << '\n';
+  for (const TextId word : {TextId::kPromptKeys, TextId::kPromptStop}) {
+    for (const std::string& line : Wrapped(Say(word), width_)) out_ << line << '\n';
   }
 }
 
@@ -86,7 +85,7 @@ void FormPrompt::ShowPage(const Form& form, std::size_t page) {
   const std::string title = Shown(form.pages[page].title);
   const auto number = [](std::size_t value) { return std::to_string(value); };
   const std::size_t count = questions_.back().page + 1;
-  out_ << '\n' << Bold(Localized(CliText::kPageOf, {title, number(page + 1), number(count)})) << '\n';
+  out_ << '\n' << Bold(Say(TextId::kPageOf, {title, number(page + 1), number(count)})) << '\n';
   for (const Field& field : form.pages[page].fields) {
     if (field.kind == FieldKind::kShown) out_ << LabelOf(field) << ": " << Shown(field.value) << '\n';
   }
@@ -114,28 +113,27 @@ void FormPrompt::ShowChoices(const Field& field) {
 void FormPrompt::Help(const Field& field) {
   switch (field.kind) {
     case FieldKind::kChoice:
-      out_ << Localized(CliText::kTakesChoice) << '\n';
+      out_ << Say(TextId::kTakesChoice) << '\n';
       break;
     case FieldKind::kOpenList:
-      out_ << Localized(CliText::kTakesOpenList) << '\n';
+      out_ << Say(TextId::kTakesOpenList) << '\n';
       break;
     case FieldKind::kNumber:
-      out_ << Localized(CliText::kTakesNumber, {ulix::ShownNumber(-12.5)}) << '\n';
+      out_ << Say(TextId::kTakesNumber, {ulix::ShownNumber(-12.5)}) << '\n';
       break;
     case FieldKind::kCheckBox:
-      out_ << Localized(CliText::kTakesCheckBox) << '\n';
+      out_ << Say(TextId::kTakesCheckBox) << '\n';
       break;
     case FieldKind::kText:
     case FieldKind::kFile:
     case FieldKind::kShown:
-      out_ << Localized(CliText::kTakesText) << '\n';
+      out_ << Say(TextId::kTakesText) << '\n';
   }
   ShowChoices(field);
 }
 
 std::string FormPrompt::Present(const Field& field) const {
-  if (field.kind == FieldKind::kCheckBox)
-    return Shown(ulix::Localized(field.value.empty() ? FormText::kNo : FormText::kYes, language_));
+  if (field.kind == FieldKind::kCheckBox) return Say(field.value.empty() ? TextId::kNo : TextId::kYes);
   return Shown(field.value);
 }
 
@@ -146,12 +144,12 @@ bool FormPrompt::ShowChanges(const Form& before, const Form& form) {
     const Field& field = page.fields[question.field];
     const Field& old = before.pages[question.page].fields[question.field];
     if (field.value == old.value) continue;
-    if (!any) out_ << '\n' << Bold(Localized(CliText::kWhatChanges)) << '\n';
+    if (!any) out_ << '\n' << Bold(Say(TextId::kWhatChanges)) << '\n';
     any = true;
     out_ << "  " << Shown(page.title) << ", " << LabelOf(field) << ": [" << Present(old) << "] -> [" << Present(field)
          << "]\n";
   }
-  if (!any) out_ << Localized(CliText::kNothingChanges) << '\n';
+  if (!any) out_ << Say(TextId::kNothingChanges) << '\n';
   return any;
 }
 
@@ -200,7 +198,7 @@ FormPrompt::Move FormPrompt::Ask(Form& form, const Question& question) {
       continue;
     }
     const auto text = LibraryText(entry);
-    const std::string reason = text ? Shown(Enter(form, question, *text)) : Localized(CliText::kTakesLibraryText);
+    const std::string reason = text ? Shown(Enter(form, question, *text)) : Say(TextId::kTakesLibraryText);
     if (reason.empty()) return Move::kNext;
     out_ << reason << '\n';
   }
@@ -218,7 +216,7 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   if (field.kind == FieldKind::kCheckBox) {
     const auto ticked = YesOrNo(entry);
     field.value = ticked.value_or(!before.empty()) ? "1" : "";
-    return ticked ? std::string() : AnsiFromUtf8(Localized(CliText::kTakesCheckBox));
+    return ticked ? std::string() : AnsiFromUtf8(Say(TextId::kTakesCheckBox));
   }
   std::string reason = Objection(form, question);
   if (!reason.empty()) field.value = before;
@@ -228,9 +226,8 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
 // What other questions lack is told when all have been asked.
 std::string FormPrompt::Objection(const Form& form, const Question& question) const {
   const Field& field = form.pages[question.page].fields[question.field];
-  if (field.kind == FieldKind::kChoice && !ChoiceOf(field)) return ulix::Localized(FormText::kNotAChoice, language_);
-  if (field.kind == FieldKind::kNumber && !EnteredNumber(field.value))
-    return ulix::Localized(FormText::kNotANumber, language_);
+  if (field.kind == FieldKind::kChoice && !ChoiceOf(field)) return Localized(TextId::kNotAChoice, language_);
+  if (field.kind == FieldKind::kNumber && !EnteredNumber(field.value)) return Localized(TextId::kNotANumber, language_);
   const auto refusal = form.check ? form.check(form) : std::nullopt;
   const bool ours = refusal && refusal->page == question.page && refusal->field == question.field;
   return ours ? refusal->reason : std::string();
@@ -239,14 +236,14 @@ std::string FormPrompt::Objection(const Form& form, const Question& question) co
 // Next for yes.
 FormPrompt::Move FormPrompt::Confirm() {
   for (;;) {
-    out_ << Localized(CliText::kApplyThis) << " [" << Localized(CliText::kTakesYesOrNo) << "]: " << std::flush;
+    out_ << Say(TextId::kApplyThis) << " [" << Say(TextId::kTakesYesOrNo) << "]: " << std::flush;
     const auto line = read_line_();
     if (!line) return Move::kLeave;
     const std::string entry(Trimmed(*line));
     const Move* move = FindMove(entry);
     if (move && (*move == Move::kBack || *move == Move::kLeave)) return *move;
     if (const auto answer = YesOrNo(entry)) return *answer ? Move::kNext : Move::kLeave;
-    out_ << Localized(CliText::kTakesCheckBox) << '\n';
+    out_ << Say(TextId::kTakesCheckBox) << '\n';
   }
 }
 
@@ -254,7 +251,7 @@ FormPrompt::Move FormPrompt::Confirm() {
 std::optional<bool> FormPrompt::YesOrNo(const std::string& entry) const {
   for (const Language language : {Language::kEnglish, Language::kFrench}) {
     for (const bool yes : {true, false}) {
-      const std::string word = ulix::Localized(yes ? FormText::kYes : FormText::kNo, language);
+      const std::string word = Localized(yes ? TextId::kYes : TextId::kNo, language);
       if (EqualIgnoringCase(entry, word) || EqualIgnoringCase(entry, word.substr(0, 1))) return yes;
     }
   }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "forms/form.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 
@@ -38,8 +38,8 @@ class FormPrompt {
   enum class Move { kNext, kBack, kNextPage, kEnd, kLeave };
   struct MoveWord;
 
-  std::string Localized(CliText word, std::initializer_list<std::string> values = {}) const {
-    return cli::Localized(word, language_, values);
+  std::string Say(TextId text, std::initializer_list<std::string> values = {}) const {
+    return Shown(text, language_, values);
   }
   static const Move* FindMove(const std::string& entry);
   static std::vector<Question> QuestionsOf(const Form& form);

@@ -7,8 +7,8 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -35,7 +35,7 @@ int Set(const SetOptions& options) {
   session.Connect();
   session.Check(session.instrument().SetChanVal(channel.id, value));
   const std::string shown = ShownNumber(FormatShortest(value)) + " " + channel.unit;
-  Tell(Localized(CliText::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
+  Tell(Shown(TextId::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
   return 0;
 }
 

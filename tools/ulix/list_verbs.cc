@@ -10,8 +10,8 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -57,20 +57,21 @@ Json ModelJson(const ModelCard& card) {
 
 int ListModels(bool json) {
   Table table(
-      Heads({CliText::kModelHead, CliText::kNameHead, CliText::kProgIdHead, CliText::kLinkHead, CliText::kChannelsHead},
+      Heads({TextId::kModelHead, TextId::kNameHead, TextId::kProgIdHead, TextId::kLinkHead, TextId::kChannelsHead},
             ShownLanguage()));
   Json array = Json::array();
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
-    table.Add({card.model_id, DisplayName(card), ProgId(card.class_name, true), LinkWord(card.link), ChannelList(card)});
+    table.Add(
+        {card.model_id, DisplayName(card), ProgId(card.class_name, true), LinkWord(card.link), ChannelList(card)});
   }
   json ? PrintJson(array) : table.Print();
   return 0;
 }
 
 int ListPorts(bool json) {
-  Table table(Heads({CliText::kNumberHead, CliText::kNameHead, CliText::kDeviceHead}, ShownLanguage()));
+  Table table(Heads({TextId::kNumberHead, TextId::kNameHead, TextId::kDeviceHead}, ShownLanguage()));
   Json array = Json::array();
   for (const platform::PortEntry& port : platform::ListSerialPorts()) {
     const std::string name = "COM" + std::to_string(port.number);
@@ -90,7 +91,7 @@ std::string DefaultOf(const SettingRow& row) {
 }
 
 int ListKeys(const std::string& model) {
-  Table table(Heads({CliText::kKeyHead, CliText::kDefaultHead, CliText::kTakesHead}, ShownLanguage()));
+  Table table(Heads({TextId::kKeyHead, TextId::kDefaultHead, TextId::kTakesHead}, ShownLanguage()));
   for (const SettingRow& row : FindModel(model)->card->settings) {
     table.Add({row.key, DefaultOf(row), AllowedValues(row)});
   }

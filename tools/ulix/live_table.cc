@@ -9,8 +9,8 @@
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/time_axis.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -56,12 +56,12 @@ std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_
 }
 
 std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language) {
-  const auto head = [&](CliText word) { return Localized(word, language); };
-  const auto wide = [&](CliText word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
+  const auto head = [&](TextId word) { return Shown(word, language); };
+  const auto wide = [&](TextId word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
   const std::size_t names =
-      wide(CliText::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
-  const std::size_t values = wide(CliText::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
-  const std::size_t units = wide(CliText::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
+      wide(TextId::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
+  const std::size_t values = wide(TextId::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
+  const std::size_t units = wide(TextId::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
   const std::size_t errors = Widest(rows, [](const LiveRow& row) { return row.error; });
   const std::size_t used = names + values + units + 5;
   const std::size_t left = width > used ? width - used : 0;
@@ -72,8 +72,8 @@ std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t wi
     return Cut(PaddedTo(name, names) + "  " + RightAligned(value, values) + " " + PaddedTo(unit, units) + "  ", width);
   };
   std::vector<std::string> lines;
-  lines.push_back(Bold(line(head(CliText::kChannelHead), head(CliText::kValueHead), head(CliText::kUnitHead)) +
-                       Cut(head(CliText::kTrendHead), left)));
+  lines.push_back(Bold(line(head(TextId::kChannelHead), head(TextId::kValueHead), head(TextId::kUnitHead)) +
+                       Cut(head(TextId::kTrendHead), left)));
   for (const LiveRow& row : rows) {
     lines.push_back(line(row.channel.name, ShownValue(row), row.channel.unit));
     const bool failed = !row.error.empty();
@@ -107,15 +107,14 @@ void LiveTable::Show(const ScanReport& report) {
 
 // What matters most first: a narrow terminal cuts the rest.
 std::string LiveTable::StatusLine() const {
-  if (reports_ == 0) return Localized(CliText::kWaitingForReport, language_);
+  if (reports_ == 0) return Shown(TextId::kWaitingForReport, language_);
   const double seconds = (last_ - first_) * kSecondsPerDay;
   const double rate = seconds > 0 ? static_cast<double>(reports_ - 1) / seconds : 0;
   std::string status = ShownNumber(IsoTime(last_).substr(11)) + ", ";
-  status +=
-      Localized(reports_ == 1 ? CliText::kOneReport : CliText::kReports, language_, {std::to_string(reports_)}) + ", ";
+  status += Shown(reports_ == 1 ? TextId::kOneReport : TextId::kReports, language_, {std::to_string(reports_)}) + ", ";
   status += ShownNumber(FormatFixed(rate, 1)) + "/s";
-  if (failed_ > 0) status += ", " + Localized(CliText::kReadingsFailed, language_, {std::to_string(failed_)});
-  return status + "; " + Localized(CliText::kCtrlCEnds, language_);
+  if (failed_ > 0) status += ", " + Shown(TextId::kReadingsFailed, language_, {std::to_string(failed_)});
+  return status + "; " + Shown(TextId::kCtrlCEnds, language_);
 }
 
 // Of more channels than the terminal has lines the first are shown: what has scrolled off cannot be drawn again.
@@ -126,7 +125,7 @@ void LiveTable::Draw() {
   if (lines.size() + 2 > height) {
     const std::size_t hidden = lines.size() - (height - 3);
     lines.resize(height - 3);
-    lines.push_back(Cut(Localized(CliText::kMoreChannels, language_, {std::to_string(hidden)}), width));
+    lines.push_back(Cut(Shown(TextId::kMoreChannels, language_, {std::to_string(hidden)}), width));
   }
   lines.push_back(Cut(StatusLine(), width));
   if (drawn_ > 0) std::cout << "\x1b[" << drawn_ << "A";

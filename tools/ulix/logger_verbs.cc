@@ -8,7 +8,6 @@
 #include <memory>
 #include <string_view>
 
-#include "forms/words.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
@@ -16,8 +15,8 @@
 #include "tools/ulix/memory_verb.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/progress_bar.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -28,7 +27,7 @@ struct ProgramOptions {
   std::string file;
 };
 
-[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Localized(CliText::kCancelled)); }
+[[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Shown(TextId::kOperationCancelled)); }
 
 std::int32_t BlockOf(const std::string& text) {
   std::int32_t block = -1;
@@ -48,16 +47,16 @@ void CheckHasMemory(Session& session) {
 
 // Scripts read the English word.
 std::string YesOrNo(bool yes, Language language) {
-  return Shown(ulix::Localized(yes ? FormText::kYes : FormText::kNo, OnTerminal() ? language : Language::kEnglish));
+  return Shown(yes ? TextId::kYes : TextId::kNo, OnTerminal() ? language : Language::kEnglish);
 }
 
 int ListBlocks(Session& session, bool json, Language language) {
   session.Connect();
   std::vector<std::uint32_t> blocks;
   session.Check(session.instrument().MemBlocks(&blocks));
-  Table table(Heads(
-      {CliText::kBlockHead, CliText::kNameHead, CliText::kSizeHead, CliText::kRecordsHead, CliText::kRecordingHead},
-      language));
+  Table table(
+      Heads({TextId::kBlockHead, TextId::kNameHead, TextId::kSizeHead, TextId::kRecordsHead, TextId::kRecordingHead},
+            language));
   Json array = Json::array();
   for (const std::uint32_t block : blocks) {
     const auto id = static_cast<std::int32_t>(block);
@@ -79,7 +78,7 @@ int ListBlocks(Session& session, bool json, Language language) {
 
 // Of a block's plot and report; with a '%' for the instrument's name.
 std::string TitleOf(std::int32_t block, Language language) {
-  return Localized(CliText::kMemoryTitle, language, {"%", std::to_string(block + 1)});
+  return Shown(TextId::kMemoryTitle, language, {"%", std::to_string(block + 1)});
 }
 
 ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32_t block) {
@@ -87,7 +86,7 @@ ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32
   ReportFacts facts = FactsOf(session, TitleOf(block, language), language);
   std::string name;
   session.instrument().GetMemBlockName(block, &name);
-  facts.measurement = {{Localized(CliText::kMemoryBlock, language), Shown(name)}};
+  facts.measurement = {{Shown(TextId::kMemoryBlock, language), Shown(name)}};
   const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
   return {options.report_file, std::move(facts), error_text, language};
 }
@@ -109,7 +108,7 @@ void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t blo
 }
 
 std::string RecordCount(std::uint32_t records, Language language) {
-  return Localized(records == 1 ? CliText::kOneRecord : CliText::kRecordCount, language, {std::to_string(records)});
+  return Shown(records == 1 ? TextId::kOneRecord : TextId::kRecordCount, language, {std::to_string(records)});
 }
 
 // A failed write ends the read like any other failure: the logger is let go first.
@@ -190,7 +189,7 @@ int Program(const ProgramOptions& options) {
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
   if (result == kCancelled) ThrowCancelled();
   session.Check(result);
-  Tell(Localized(send ? CliText::kProgramSent : CliText::kProgramReRead, language));
+  Tell(Shown(send ? TextId::kProgramSent : TextId::kProgramReRead, language));
   return 0;
 }
 

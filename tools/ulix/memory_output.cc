@@ -14,7 +14,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -25,9 +25,7 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
-OperationFailed CannotWrite(const std::string& path) {
-  return {kWriteFault, Localized(CliText::kUnableToWrite, {path})};
-}
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Shown(TextId::kUnableToWrite, {path})}; }
 
 class Lines final : public RecordSink {
  public:
@@ -37,7 +35,7 @@ class Lines final : public RecordSink {
   }
   HRESULT Complete() override {
     std::cout << text_ << std::flush;
-    if (!std::cout) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToPrint));
+    if (!std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
     return S_OK;
   }
 

@@ -14,7 +14,7 @@
 #include "platform/files.h"
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -22,9 +22,7 @@ namespace {
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // of a file that is read whole
 
-OperationFailed CannotWrite(const std::string& path) {
-  return {kWriteFault, Localized(CliText::kUnableToWrite, {path})};
-}
+OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Shown(TextId::kUnableToWrite, {path})}; }
 
 std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
@@ -126,7 +124,7 @@ Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
 
 void PrintLine(const std::string& line) {
   std::cout << line << std::endl;
-  if (!std::cout) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToPrint));
+  if (!std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
 }
 
 void PrintJson(const Json& json) { PrintLine(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
@@ -160,7 +158,7 @@ std::string ReadWholeFile(const std::string& path) {
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
   if (!file.is_open() || file.bad() || bytes.size() > kMaxBytes)
-    throw OperationFailed(kFileNotFound, Localized(CliText::kUnableToRead, {path}));
+    throw OperationFailed(kFileNotFound, Shown(TextId::kUnableToRead, {path}));
   return bytes;
 }
 

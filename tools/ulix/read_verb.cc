@@ -9,8 +9,8 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -56,8 +56,8 @@ Json RowJson(const Row& row) {
 
 void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
   Json array = Json::array();
-  Table table(Heads(
-      {CliText::kIdHead, CliText::kNameHead, CliText::kValueHead, CliText::kUnitHead, CliText::kErrorHead}, language));
+  Table table(
+      Heads({TextId::kIdHead, TextId::kNameHead, TextId::kValueHead, TextId::kUnitHead, TextId::kErrorHead}, language));
   for (const Row& row : rows) {
     array.push_back(RowJson(row));
     const std::string value = row.value ? ShownNumber(FormatValue(row.channel, *row.value)) : std::string("--");

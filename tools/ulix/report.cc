@@ -11,8 +11,8 @@
 #include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/time_axis.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -105,7 +105,7 @@ class Page {
       : recording_(recording), error_text_(error_text), language_(language) {}
 
   void AddHead(const std::string& title);
-  void AddFacts(CliText heading, const std::vector<Fact>& facts);
+  void AddFacts(TextId heading, const std::vector<Fact>& facts);
   void AddMeasurement(std::vector<Fact> facts);
   void AddPlot(const std::string& title);
   void AddStatistics();
@@ -114,9 +114,9 @@ class Page {
   std::string Finish();
 
  private:
-  std::string Localized(CliText word) const { return cli::Localized(word, language_); }
+  std::string Text(TextId text) const { return Shown(text, language_); }
   std::string Time(Date date) const { return ShownTime(date, language_); }
-  void AddHeading(CliText word) { html_ += Element("h2", Localized(word)); }
+  void AddHeading(TextId text) { html_ += Element("h2", Text(text)); }
   void AddNote(const std::string& text) { html_ += "<p class=\"note\">" + Escaped(text) + "</p>\n"; }
   std::string Duration() const;
   Cell Number(const Channel& channel, std::optional<double> value, int more_decimals) const;
@@ -147,7 +147,7 @@ void Page::AddHead(const std::string& title) {
   html_ += "<p class=\"when\">" + Escaped(Time(first) + " - " + Time(recording_.last_time())) + "</p>\n";
 }
 
-void Page::AddFacts(CliText heading, const std::vector<Fact>& facts) {
+void Page::AddFacts(TextId heading, const std::vector<Fact>& facts) {
   if (facts.empty()) return;
   AddHeading(heading);
   html_ += FactTable(facts);
@@ -158,32 +158,32 @@ std::string Page::Duration() const {
   struct Pair {
     std::int64_t seconds;
     std::int64_t smaller;
-    CliText word;
+    TextId word;
   };
-  constexpr std::array kPairs = {Pair{86400, 3600, CliText::kDays}, Pair{3600, 60, CliText::kHours},
-                                 Pair{60, 1, CliText::kMinutes}};
+  constexpr std::array kPairs = {Pair{86400, 3600, TextId::kDays}, Pair{3600, 60, TextId::kHours},
+                                 Pair{60, 1, TextId::kMinutes}};
   const double seconds = (recording_.last_time() - recording_.first_time()) * kSecondsPerDay;
   const auto whole = static_cast<std::int64_t>(std::llround(seconds));
   for (const Pair& pair : kPairs) {
     if (whole < pair.seconds) continue;
-    return cli::Localized(pair.word, language_,
-                          {std::to_string(whole / pair.seconds), std::to_string(whole % pair.seconds / pair.smaller)});
+    return Shown(pair.word, language_,
+                 {std::to_string(whole / pair.seconds), std::to_string(whole % pair.seconds / pair.smaller)});
   }
-  return cli::Localized(CliText::kSeconds, language_, {InLanguage(FormatFixed(seconds, 3), language_)});
+  return Shown(TextId::kSeconds, language_, {InLanguage(FormatFixed(seconds, 3), language_)});
 }
 
 void Page::AddMeasurement(std::vector<Fact> facts) {
   if (recording_.row_count() > 0) {
-    facts.emplace_back(Localized(CliText::kFrom), Time(recording_.first_time()));
-    facts.emplace_back(Localized(CliText::kTo), Time(recording_.last_time()));
-    facts.emplace_back(Localized(CliText::kDuration), Duration());
+    facts.emplace_back(Shown(TextId::kFrom), Time(recording_.first_time()));
+    facts.emplace_back(Shown(TextId::kTo), Time(recording_.last_time()));
+    facts.emplace_back(Shown(TextId::kDuration), Duration());
   }
-  facts.emplace_back(Localized(CliText::kRows), std::to_string(recording_.row_count()));
-  AddFacts(CliText::kMeasurement, facts);
+  facts.emplace_back(Shown(TextId::kRows), std::to_string(recording_.row_count()));
+  AddFacts(TextId::kMeasurement, facts);
 }
 
 void Page::AddPlot(const std::string& title) {
-  AddHeading(CliText::kPlot);
+  AddHeading(TextId::kPlot);
   std::vector<PlotCurve> curves;
   for (const RecordedChannel& channel : recording_.channels()) curves.push_back(channel.curve);
   html_ += PlotSvg(title, curves, language_, PlotPlace::kPage);
@@ -207,11 +207,11 @@ Cell Page::Difference(std::optional<double> value) const {
 }
 
 void Page::AddStatistics() {
-  AddHeading(CliText::kStatistics);
-  Row head{{Localized(CliText::kChannelLabel)}, {Localized(CliText::kUnit)}};
-  for (const CliText word : {CliText::kReadingCount, CliText::kFailedCount, CliText::kLeast, CliText::kMost,
-                             CliText::kMean, CliText::kDeviation, CliText::kFirst, CliText::kLast, CliText::kDrift}) {
-    head.push_back({Localized(word), Kind::kNumber});
+  AddHeading(TextId::kStatistics);
+  Row head{{Shown(TextId::kChannelLabel)}, {Shown(TextId::kUnit)}};
+  for (const TextId word : {TextId::kReadingCount, TextId::kFailedCount, TextId::kLeast, TextId::kMost, TextId::kMean,
+                            TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
+    head.push_back({Text(word), Kind::kNumber});
   }
   HtmlTable table(head);
   for (const auto& [channel, statistics, curve] : recording_.channels()) {
@@ -234,21 +234,21 @@ void Page::AddStatistics() {
 }
 
 std::string Page::FailureText(HRESULT code) const {
-  return code == S_OK ? Localized(CliText::kNoNumber) : error_text_(code);
+  return code == S_OK ? Shown(TextId::kNoNumber) : error_text_(code);
 }
 
 void Page::AddErrors() {
-  AddHeading(CliText::kErrors);
+  AddHeading(TextId::kErrors);
   if (recording_.failures().empty()) {
-    html_ += Element("p", Localized(CliText::kNoErrors));
+    html_ += Element("p", Shown(TextId::kNoErrors));
     return;
   }
-  HtmlTable table({{Localized(CliText::kFrom)},
-                   {Localized(CliText::kTo)},
-                   {Localized(CliText::kChannelLabel)},
-                   {Localized(CliText::kReadings), Kind::kNumber},
-                   {Localized(CliText::kCode)},
-                   {Localized(CliText::kText)}});
+  HtmlTable table({{Shown(TextId::kFrom)},
+                   {Shown(TextId::kTo)},
+                   {Shown(TextId::kChannelLabel)},
+                   {Shown(TextId::kReadings), Kind::kNumber},
+                   {Shown(TextId::kCode)},
+                   {Shown(TextId::kText)}});
   for (const RecordedFailure& failure : recording_.failures()) {
     table.Add({{Time(failure.first), Kind::kOneLine},
                {Time(failure.last), Kind::kOneLine},
@@ -259,21 +259,20 @@ void Page::AddErrors() {
   }
   html_ += table.Html();
   if (recording_.failures_left_out() == 0) return;
-  AddNote(
-      cli::Localized(CliText::kErrorsLeftOut, language_,
-                     {std::to_string(recording_.failures_left_out()), std::to_string(recording_.failures().size())}));
+  AddNote(Shown(TextId::kErrorsLeftOut, language_,
+                {std::to_string(recording_.failures_left_out()), std::to_string(recording_.failures().size())}));
 }
 
 Cell Page::Reading(const RecordedRow& row, std::size_t channel) const {
   if (channel >= row.cells.size() || !row.cells[channel].held) return {};
   const RecordedCell& cell = row.cells[channel];
-  if (!cell.value) return {cell.code == S_OK ? Localized(CliText::kNoNumber) : CodeText(cell.code), Kind::kBad};
+  if (!cell.value) return {cell.code == S_OK ? Shown(TextId::kNoNumber) : CodeText(cell.code), Kind::kBad};
   return {InLanguage(FormatValue(recording_.channels()[channel].channel, *cell.value), language_), Kind::kNumber};
 }
 
 // A table of the channels from `first` to before `end`.
 void Page::AddReadingsOf(std::size_t first, std::size_t end) {
-  Row head{{Localized(CliText::kNumber), Kind::kNumber}, {Localized(CliText::kTime)}};
+  Row head{{Shown(TextId::kNumber), Kind::kNumber}, {Shown(TextId::kTime)}};
   for (std::size_t k = first; k < end; ++k) {
     head.push_back({WithUnit(recording_.channels()[k].channel), Kind::kNumber});
   }
@@ -287,25 +286,25 @@ void Page::AddReadingsOf(std::size_t first, std::size_t end) {
 }
 
 void Page::AddReadings() {
-  AddHeading(CliText::kReadings);
+  AddHeading(TextId::kReadings);
   const std::uint64_t kept = recording_.Rows().size();
-  if (kept == 0) html_ += Element("p", Localized(CliText::kNoReadings));
+  if (kept == 0) html_ += Element("p", Shown(TextId::kNoReadings));
   if (kept < recording_.row_count()) {
     const std::string half = std::to_string(Recording::kMaxRows / 2);
-    AddNote(cli::Localized(CliText::kRowsShortened, language_, {half, half, std::to_string(recording_.row_count())}));
+    AddNote(Shown(TextId::kRowsShortened, language_, {half, half, std::to_string(recording_.row_count())}));
   }
   const std::size_t channels = recording_.channels().size();
   for (std::size_t first = 0; kept > 0 && first < channels; first += kChannelsOfATable) {
     const std::size_t end = std::min(first + kChannelsOfATable, channels);
-    const std::string heading = cli::Localized(
-        CliText::kChannelsOf, language_, {std::to_string(first + 1), std::to_string(end), std::to_string(channels)});
+    const std::string heading = Shown(TextId::kChannelsOf, language_,
+                                      {std::to_string(first + 1), std::to_string(end), std::to_string(channels)});
     if (channels > kChannelsOfATable) html_ += Element("h3", heading);
     AddReadingsOf(first, end);
   }
 }
 
 std::string Page::Finish() {
-  html_ += Element("footer", cli::Localized(CliText::kMadeBy, language_, {VersionText()})) + "</body>\n</html>\n";
+  html_ += Element("footer", Shown(TextId::kMadeBy, language_, {VersionText()})) + "</body>\n</html>\n";
   return std::move(html_);
 }
 
@@ -315,12 +314,12 @@ std::string ReportHtml(const ReportFacts& facts, const Recording& recording, con
                        Language language) {
   Page page(recording, error_text, language);
   page.AddHead(facts.title);
-  page.AddFacts(CliText::kInstrument, facts.instrument);
+  page.AddFacts(TextId::kModel, facts.instrument);
   page.AddMeasurement(facts.measurement);
   page.AddPlot(facts.title);
   page.AddStatistics();
   page.AddErrors();
-  page.AddFacts(CliText::kSettings, facts.settings);
+  page.AddFacts(TextId::kSettings, facts.settings);
   page.AddReadings();
   return page.Finish();
 }

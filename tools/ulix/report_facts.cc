@@ -1,18 +1,15 @@
 #include "base/numbers.h"
 #include "core/version.h"
 #include "forms/instrument_forms.h"
-#include "forms/words.h"
 #include "platform/clock.h"
 #include "platform/machine.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/report.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
-
-std::string Label(FormText word, Language language) { return Shown(ulix::Localized(word, language)); }
 
 // What the instrument answers, or why it does not.
 std::string Identification(Session& session) {
@@ -23,7 +20,7 @@ std::string Identification(Session& session) {
 
 // The network address, or all of the serial line's settings.
 std::string LinkText(Session& session, Language language) {
-  if (session.simulated()) return Localized(CliText::kSimulated, language);
+  if (session.simulated()) return Shown(TextId::kSimulated, language);
   std::optional<NetworkAddress> address;
   if (Succeeded(session.instrument().GetNetworkAddress(&address)) && address) {
     return Shown(address->host) + ":" + std::to_string(address->port);
@@ -44,13 +41,13 @@ std::string LinkText(Session& session, Language language) {
 
 std::vector<Fact> InstrumentFacts(Session& session, Language language) {
   const ModelCard& card = session.instrument().card();
-  return {{Localized(CliText::kDisplayName, language), Shown(card.display_name.In(language))},
-          {Localized(CliText::kModelWord, language), card.model_id},
-          {Label(FormText::kIdentification, language), Identification(session)},
-          {Label(FormText::kLink, language), LinkText(session, language)},
-          {Label(FormText::kLibraryVersion, language), VersionText()},
-          {Localized(CliText::kComputer, language), platform::MachineName()},
-          {Localized(CliText::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
+  return {{Shown(TextId::kName, language), Shown(card.display_name.In(language))},
+          {Shown(TextId::kModelWord, language), card.model_id},
+          {Shown(TextId::kIdentification, language), Identification(session)},
+          {Shown(TextId::kLink, language), LinkText(session, language)},
+          {Shown(TextId::kLibraryVersion, language), VersionText()},
+          {Shown(TextId::kComputer, language), platform::MachineName()},
+          {Shown(TextId::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
 }
 
 std::vector<Fact> SettingFacts(Session& session, Language language) {
@@ -72,13 +69,13 @@ ReportFacts FactsOf(Session& session, const std::string& title, Language languag
 }
 
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {
-  std::vector<Fact> facts{{Label(FormText::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
-  const auto add = [&](FormText word, float value, const char* unit) {
-    if (value > 0) facts.emplace_back(Label(word, language), InLanguage(FormatShortest(value), language) + unit);
+  std::vector<Fact> facts{{Shown(TextId::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
+  const auto add = [&](TextId label, float value, const char* unit) {
+    if (value > 0) facts.emplace_back(Shown(label, language), InLanguage(FormatShortest(value), language) + unit);
   };
-  add(FormText::kDeadBandPercent, settings.dead_band_percent, " %");
-  add(FormText::kDeadBandAbs, settings.dead_band_abs, "");
-  add(FormText::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
+  add(TextId::kDeadBandPercent, settings.dead_band_percent, " %");
+  add(TextId::kDeadBandAbs, settings.dead_band_abs, "");
+  add(TextId::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
   return facts;
 }
 

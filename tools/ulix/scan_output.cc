@@ -12,7 +12,7 @@
 #include "tools/ulix/live_table.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -47,7 +47,7 @@ class CsvFile final : public ScanOutput {
  private:
   void Write(const std::string& line) {
     file_ << line << std::flush;
-    if (!file_) throw OperationFailed(kWriteFault, Localized(CliText::kUnableToWrite, {path_}));
+    if (!file_) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToWrite, {path_}));
   }
 
   std::string path_;

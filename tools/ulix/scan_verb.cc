@@ -12,14 +12,14 @@
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan_output.h"
 #include "tools/ulix/scan_verb.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
 
 // The title of a scan's plot and report, with a '%' for the instrument's name.
-std::string TitleOf(Language language) { return Localized(CliText::kScanTitle, language, {"%"}); }
+std::string TitleOf(Language language) { return Shown(TextId::kScanTitle, language, {"%"}); }
 
 ReportPlan PlanReport(Session& session, const ScanOptions& options, const ErrorText& error_text) {
   const Language language = LanguageOf(options.connection);

@@ -11,8 +11,8 @@
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/simulation.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -27,8 +27,8 @@ struct SimulateOptions {
 std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const std::optional<int>& tcp_port) {
   auto endpoint = tcp_port ? platform::ListenOnTcp(*tcp_port) : platform::OpenPseudoTerminal();
   if (endpoint) return std::move(*endpoint);
-  throw OperationFailed(endpoint.error(), tcp_port ? Localized(CliText::kUnableToListen, {std::to_string(*tcp_port)})
-                                                   : Localized(CliText::kNoTerminalButTcp));
+  throw OperationFailed(endpoint.error(), tcp_port ? Shown(TextId::kUnableToListen, {std::to_string(*tcp_port)})
+                                                   : Shown(TextId::kNoTerminalButTcp));
 }
 
 int Simulate(const SimulateOptions& options) {
@@ -44,7 +44,7 @@ int Simulate(const SimulateOptions& options) {
 
   const auto unknown = instrument.UnknownRequests();
   for (const std::string& request : unknown) {
-    std::cerr << "ulix: " << Localized(CliText::kUnknownRequest, {request}) << '\n';
+    std::cerr << "ulix: " << Shown(TextId::kUnknownRequest, {request}) << '\n';
   }
   return unknown.empty() ? 0 : 1;
 }

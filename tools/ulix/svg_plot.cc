@@ -8,8 +8,8 @@
 #include "base/numbers.h"
 #include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/time_axis.h"
-#include "tools/ulix/words.h"
 
 namespace ulix::cli {
 namespace {
@@ -207,14 +207,14 @@ std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
         {Cut(plot.curves[k].name, kMaxOfAName), "<path d=\"M0 0 h26\" class=\"curve\" " + LineStyle(k) + "/>"});
   }
   if (panel.has_outages()) {
-    entries.push_back({Localized(CliText::kReadingFailed, plot.language),
+    entries.push_back({Shown(TextId::kReadingFailed, plot.language),
                        "<path d=\"" + Cross(20, 0) + "\" class=\"fail\" stroke=\"#c00000\"/>"});
   }
   return entries;
 }
 
 std::string UnitText(const Panel& panel, Language language) {
-  const std::string unit = panel.unit.empty() ? Localized(CliText::kValue, language) : panel.unit;
+  const std::string unit = panel.unit.empty() ? Shown(TextId::kValue, language) : panel.unit;
   if (panel.exponent == 0) return unit;
   static constexpr std::array kRaised = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
   std::string power = "10";
@@ -277,7 +277,7 @@ std::string Frame(const Plot& plot, const Panel& panel) {
   std::string svg = Box(plot.left, panel.y.to, kRight - plot.left, height, "frame");
   if (panel.has_values) return svg;
   return svg + Label((plot.left + kRight) / 2, panel.y.to + height / 2, "text-anchor=\"middle\"",
-                     Localized(CliText::kNoData, plot.language));
+                     Shown(TextId::kNoData, plot.language));
 }
 
 // Pale bands over the panel for as long as any of its curves has an outage.

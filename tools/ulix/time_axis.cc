@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "tools/ulix/output.h"
-#include "tools/ulix/words.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -61,8 +61,8 @@ std::vector<TimeTick> TimeTicks(Date low, Date high, Language language) {
 
 std::string TimeAxisName(Date low, Date high, Language language) {
   const std::string first = DayOf(low), last = DayOf(high);
-  if (first == last) return Localized(CliText::kLocalTimeOf, language, {first});
-  return Localized(CliText::kLocalTimeFromTo, language, {first, last});
+  if (first == last) return Shown(TextId::kLocalTimeOf, language, {first});
+  return Shown(TextId::kLocalTimeFromTo, language, {first, last});
 }
 
 }  // namespace ulix::cli

@@ -1,0 +1,33 @@
+#include "tools/ulix/texts.h"
+
+#include "platform/user_locale.h"
+#include "tools/ulix/output.h"
+
+namespace ulix::cli {
+namespace {
+
+// Set before anything is shown.
+Language& Chosen() {
+  static Language language = platform::UserLanguage();
+  return language;
+}
+
+}  // namespace
+
+std::string Shown(TextId id, Language language, std::initializer_list<std::string> values) {
+  const std::string text = Shown(Localized(id, language));
+  return values.size() == 0 ? text : WithValues(text, values);
+}
+
+std::string Shown(TextId id, std::initializer_list<std::string> values) { return Shown(id, ShownLanguage(), values); }
+
+Language ShownLanguage() { return Chosen(); }
+void SetShownLanguage(Language language) { Chosen() = language; }
+
+std::vector<std::string> Heads(std::initializer_list<TextId> texts, Language language) {
+  std::vector<std::string> heads;
+  for (const TextId text : texts) heads.push_back(Shown(text, language));
+  return heads;
+}
+
+}  // namespace ulix::cli
