@@ -1,7 +1,5 @@
 #include "controls/setup_object.h"
 
-#include <array>
-#include <functional>
 #include <new>
 
 #include "base/text.h"
@@ -13,30 +11,10 @@
 namespace ulix::controls {
 namespace {
 
-struct SerialKey {
-  const char* key;
-  std::function<long(const SerialParams&)> get;
-  std::function<void(SerialParams&, long)> set;
-};
-
-template <typename Field>
-SerialKey KeyOf(const char* key, Field SerialParams::*field) {
-  return {key, [field](const SerialParams& params) { return static_cast<long>(params.*field); },
-          [field](SerialParams& params, long value) { params.*field = static_cast<Field>(value); }};
-}
-
-const SerialKey* FindSerialKey(BSTR wanted) {
-  static const std::array kKeys = {
-      KeyOf("port", &SerialParams::port),
-      KeyOf("baud", &SerialParams::baudRate),
-      KeyOf("data-bits", &SerialParams::dataBitsCode),
-      KeyOf("stop-bits", &SerialParams::stopBitsCode),
-      KeyOf("parity", &SerialParams::parityCode),
-      KeyOf("handshake", &SerialParams::handshakeCode),
-  };
-  const std::string name = AnsiOf(wanted);
-  for (const SerialKey& key : kKeys) {
-    if (EqualIgnoringCase(key.key, name)) return &key;
+const LineField* FindLineField(BSTR wanted) {
+  const std::string key = AnsiOf(wanted);
+  for (const LineField& field : LineFields()) {
+    if (EqualIgnoringCase(field.key, key)) return &field;
   }
   return nullptr;
 }
@@ -126,23 +104,23 @@ STDMETHODIMP SetupObject::put_Setting(BSTR key, BSTR value) {
 
 STDMETHODIMP SetupObject::get_Serial(BSTR key, long* value) {
   return Attached([&](Instrument& instrument) -> HRESULT {
-    const SerialKey* found = FindSerialKey(key);
+    const LineField* found = FindLineField(key);
     if (!value || !found) return E_INVALIDARG;
     SerialParams params;
     const HRESULT result = instrument.GetSerialParams(&params);
-    *value = SUCCEEDED(result) ? found->get(params) : 0;
+    *value = SUCCEEDED(result) ? static_cast<long>(NumberIn(params, *found)) : 0;
     return result;
   });
 }
 
 STDMETHODIMP SetupObject::put_Serial(BSTR key, long value) {
   return Attached([&](Instrument& instrument) -> HRESULT {
-    const SerialKey* found = FindSerialKey(key);
+    const LineField* found = FindLineField(key);
     if (!found || value < 0) return E_INVALIDARG;
     SerialParams params;
     const HRESULT result = instrument.GetSerialParams(&params);
     if (FAILED(result)) return result;
-    found->set(params, value);
+    SetNumber(params, *found, value);
     return instrument.SetSerialParams(params);
   });
 }

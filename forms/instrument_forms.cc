@@ -87,7 +87,7 @@ struct EnteredPage {
 
 // --- the link ---
 
-// The fields of the page about a serial link, in order.
+// The fields of the page about a serial link: those of LineFields(), and of the network behind them.
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
 constexpr std::int32_t kMaxTcpPort = 65535;
 
@@ -111,19 +111,12 @@ std::optional<std::int32_t> PortOf(const std::string& entered) {
 }
 
 Field PortField(const SerialParams& params, Language language) {
-  Field field = MakeField("port", Localized(TextId::kPort, language), FieldKind::kOpenList, PortName(params.port));
+  Field field = MakeField(LineFields()[kPort].key, Localized(TextId::kPort, language), FieldKind::kOpenList,
+                          PortName(params.port));
   std::vector<int> ports;
   EnumSerialPorts(ports);
   for (const int port : ports) field.choices.push_back(PortName(port));
   return field;
-}
-
-// Codes 0, 1, ... as their texts.
-template <typename TextOf>
-std::vector<std::string> CodeTexts(std::int32_t count, Language language, TextOf&& text_of) {
-  std::vector<std::string> texts;
-  for (std::int32_t code = 0; code < count; ++code) texts.push_back(text_of(code, language));
-  return texts;
 }
 
 std::size_t PlaceOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
@@ -135,10 +128,20 @@ Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Langu
   std::vector<std::string> texts;
   for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
   const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
-  Field field = Choice("baud", Localized(TextId::kSpeed, language), std::move(texts), PlaceOf(rates, rate),
-                       usual < rates.size() ? usual : 0);
+  Field field = Choice(LineFields()[kSpeed].key, Localized(TextId::kSpeed, language), std::move(texts),
+                       PlaceOf(rates, rate), usual < rates.size() ? usual : 0);
   field.unit = "bds";
   return field;
+}
+
+// A code that is not listed is shown as the one that the link takes it for.
+Field CodeField(const LineField& line, const SerialParams& params, Language language) {
+  std::vector<std::string> texts;
+  for (std::size_t code = 0; code < line.codes.size(); ++code) {
+    texts.push_back(TextOf(line, static_cast<std::int64_t>(code), language));
+  }
+  return Choice(line.key, Localized(line.label, language), std::move(texts),
+                static_cast<std::size_t>(NumberIn(params, line)), static_cast<std::size_t>(line.otherwise));
 }
 
 // A host's name puts the instrument on the network; without one it is on the serial line.
@@ -155,21 +158,11 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
-  const auto choice = [&](const char* key, TextId label, std::vector<std::string> texts, std::int32_t code,
-                          std::size_t otherwise) {
-    return Choice(key, Localized(label, language), std::move(texts), static_cast<std::size_t>(code), otherwise);
-  };
-  std::vector<std::string> flows = CodeTexts(2, language, FlowText);
-  flows.emplace_back("XON/XOFF");
-  // A code that is not listed is shown as the one that the link takes it for.
-  page.fields = {
-      PortField(params, language),
-      SpeedField(instrument.BaudRates(), params.baudRate, language),
-      choice("data-bits", TextId::kDataBits, CodeTexts(2, language, DataBitsText), params.dataBitsCode, 0),
-      choice("stop-bits", TextId::kStopBits, CodeTexts(2, language, StopBitsText), params.stopBitsCode, 0),
-      choice("parity", TextId::kParity, CodeTexts(4, language, ParityText), params.parityCode, 3),
-      choice("handshake", TextId::kFlow, std::move(flows), params.handshakeCode, 1),
-  };
+  for (const LineField& field : LineFields()) {
+    page.fields.push_back(page.fields.size() == kPort    ? PortField(params, language)
+                          : page.fields.size() == kSpeed ? SpeedField(instrument.BaudRates(), params.baudRate, language)
+                                                         : CodeField(field, params, language));
+  }
   AddNetwork(instrument, language, page);
 }
 
@@ -191,15 +184,14 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   if (!IsOnLine(entered.page)) return std::nullopt;
   const auto port = PortOf(fields[kPort].value);
   if (!port) return entered.Refuse(kPort, Localized(TextId::kPortRange, entered.language));
-  std::array<std::size_t, kFlow + 1> codes{};
+  entry.line.port = *port;
   for (std::size_t k = kSpeed; k <= kFlow; ++k) {
     const auto choice = ChoiceOf(fields[k]);
     if (!choice) return entered.Refuse(k, Localized(TextId::kNotAChoice, entered.language));
-    codes[k] = *choice;
+    const auto number =
+        k == kSpeed ? std::int64_t{instrument.BaudRates()[*choice]} : static_cast<std::int64_t>(*choice);
+    SetNumber(entry.line, LineFields()[k], number);
   }
-  const auto code = [&](std::size_t field) { return static_cast<std::int32_t>(codes[field]); };
-  entry.line = {*port,      instrument.BaudRates()[codes[kSpeed]], code(kDataBits), code(kStopBits), code(kParity),
-                code(kFlow)};
   return ReadNetwork(entered, entry);
 }
 

@@ -3,26 +3,32 @@
 #include <algorithm>
 #include <limits>
 
-#include "resources/texts.h"
-
 namespace ulix {
 namespace {
 
 constexpr int kFallbackPosition = 5;  // 9600
 
-std::string TextWithDigit(TextId id, char digit, Language language) {
-  std::string text = Localized(id, language);
-  text.replace(text.find("%c"), 2, 1, digit);
-  return text;
-}
+constexpr std::array kDataBits = {LineCode{"7", TextId::kDataBitsCount}, LineCode{"8", TextId::kDataBitsCount}};
+constexpr std::array kStopBits = {LineCode{"1", TextId::kStopBitsCount}, LineCode{"2", TextId::kStopBitsCount}};
+constexpr std::array kParities = {LineCode{"even", TextId::kParityEven}, LineCode{"odd", TextId::kParityOdd},
+                                  LineCode{"ignore", TextId::kParityIgnore}, LineCode{"none", TextId::kParityNone}};
+constexpr std::array kHandshakes = {LineCode{"hardware", TextId::kFlowHardware}, LineCode{"none", TextId::kFlowNone},
+                                    LineCode{"xonxoff", TextId::kFlowXonXoff}};
 
-// The digit of code 0 or 1, '?' for any other code.
-char DigitOf(std::int32_t code, char zero, char one) { return code == 0 ? zero : code == 1 ? one : '?'; }
+constexpr std::array kFields = {
+    LineField{"port", TextId::kPort, &SerialParams::port},
+    LineField{"baud", TextId::kSpeed, &SerialParams::baudRate},
+    LineField{"data-bits", TextId::kDataBits, &SerialParams::dataBitsCode, kDataBits, 0},
+    LineField{"stop-bits", TextId::kStopBits, &SerialParams::stopBitsCode, kStopBits, 0},
+    LineField{"parity", TextId::kParity, &SerialParams::parityCode, kParities, 3},
+    LineField{"handshake", TextId::kFlow, &SerialParams::handshakeCode, kHandshakes, 1},
+};
 
-// The text that stands at `code` in a run of string-table numbers.
-std::string TextInRun(std::int32_t code, TextId first, std::int32_t count, Language language) {
-  if (code < 0 || code >= count) return "?";
-  return Localized(static_cast<TextId>(static_cast<int>(first) + code), language);
+// XON/XOFF has none.
+bool HasPublishedText(const LineField& field, std::int64_t code) {
+  const bool known = code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
+  const TextId text = field.codes[known ? static_cast<std::size_t>(code) : 0].text;
+  return AllTexts()[static_cast<std::size_t>(text)].string_number != 0;
 }
 
 template <typename Field, typename Stored>
@@ -51,29 +57,32 @@ std::uint32_t BaudFromPosition(int position) {
 
 std::string BaudText(std::uint32_t rate) { return std::to_string(BaudFromPosition(PositionOfBaud(rate))); }
 
-std::string DataBitsText(std::int32_t code, Language language) {
-  return TextWithDigit(TextId::kDataBitsCount, DigitOf(code, '7', '8'), language);
+std::span<const LineField> LineFields() { return kFields; }
+
+std::int64_t NumberIn(const SerialParams& params, const LineField& field) {
+  return std::visit([&](auto number) { return static_cast<std::int64_t>(params.*number); }, field.number);
 }
 
-std::string StopBitsText(std::int32_t code, Language language) {
-  return TextWithDigit(TextId::kStopBitsCount, DigitOf(code, '1', '2'), language);
+void SetNumber(SerialParams& params, const LineField& field, std::int64_t number) {
+  std::visit([&](auto place) { params.*place = static_cast<std::decay_t<decltype(params.*place)>>(number); },
+             field.number);
 }
 
-std::string ParityText(std::int32_t code, Language language) {
-  return TextInRun(code, TextId::kParityEven, 4, language);
-}
-
-// XON/XOFF has no text and shows as "?".
-std::string FlowText(std::int32_t code, Language language) {
-  return TextInRun(code, TextId::kFlowHardware, 2, language);
+std::string TextOf(const LineField& field, std::int64_t code, Language language) {
+  const bool known = code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
+  const LineCode& shown = field.codes[known ? static_cast<std::size_t>(code) : 0];
+  std::string text = Localized(shown.text, language);
+  const std::size_t place = text.find("%c");
+  if (place != std::string::npos) return text.replace(place, 2, known ? shown.name : "?");
+  return known ? text : "?";
 }
 
 std::string CommInfoText(const SerialParams& params, Language language) {
   std::string text = "COM " + std::to_string(params.port) + ":CMX310 (" + std::to_string(params.baudRate) + " bds";
-  for (const std::string& part :
-       {DataBitsText(params.dataBitsCode, language), StopBitsText(params.stopBitsCode, language),
-        ParityText(params.parityCode, language), FlowText(params.handshakeCode, language)}) {
-    text += " , " + part;
+  for (const LineField& field : kFields) {
+    if (field.codes.empty()) continue;
+    const auto code = NumberIn(params, field);
+    text += " , " + (HasPublishedText(field, code) ? TextOf(field, code, language) : "?");
   }
   return text + ")";
 }

@@ -3,12 +3,16 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <variant>
 
 #include "base/result.h"
 #include "base/text.h"
 #include "base/variant_stream.h"
 #include "platform/port_binding.h"
+#include "platform/serial_port.h"
+#include "resources/texts.h"
 
 namespace ulix {
 
@@ -38,11 +42,28 @@ std::uint32_t BaudFromPosition(int position);
 int PositionOfBaud(std::uint32_t rate);
 std::string BaudText(std::uint32_t rate);
 
-// Display texts of the codes, in Windows-1252; "?" (or a '?' for the digit) for a code without a text.
-std::string DataBitsText(std::int32_t code, Language language);
-std::string StopBitsText(std::int32_t code, Language language);
-std::string ParityText(std::int32_t code, Language language);
-std::string FlowText(std::int32_t code, Language language);
+// One code of a field: what it is called on the command line, and what people are shown, where '%c' stands for that.
+struct LineCode {
+  const char* name;
+  TextId text;
+};
+
+// One field of the line.
+struct LineField {
+  const char* key;  // in forms, of the setup object, and behind "--" on the command line
+  TextId label;
+  std::variant<std::int32_t SerialParams::*, std::uint32_t SerialParams::*> number;
+  std::span<const LineCode> codes = {};  // from code 0 on; none where the number is no code
+  std::int32_t otherwise = 0;            // the code that a link takes a number without one for
+};
+
+// In the order of SerialParams.
+std::span<const LineField> LineFields();
+
+std::int64_t NumberIn(const SerialParams& params, const LineField& field);
+void SetNumber(SerialParams& params, const LineField& field, std::int64_t number);
+// What people are shown of a code, in Windows-1252; "?", or a '?' for the name in it, where the number is no code.
+std::string TextOf(const LineField& field, std::int64_t code, Language language);
 
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". The word CMX310 stands there whatever
 // the instrument is; hosts show the text as it is.

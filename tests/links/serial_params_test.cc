@@ -30,14 +30,19 @@ TEST(SerialParamsTest, SumsUpALinkInBothLanguages) {
             " , 7 Data Bits , ? Stop Bits , Even Parity , Hardware Flow Control)");
   EXPECT_EQ(end({.dataBitsCode = 0, .stopBitsCode = 1, .parityCode = 0, .handshakeCode = 0}, kFr),
             " , 7 bits de donn\351es , 2 bits d'arr\352t , Parit\351 paire , Contr\364le de flux mat\351riel)");
-  EXPECT_EQ(FlowText(1, kFr), "Sans contr\364le de flux");
+  const auto text = [](std::size_t field, int code, Language language) {
+    return TextOf(LineFields()[field], code, language);
+  };
+  constexpr std::size_t kParity = 4, kHandshake = 5;
+  EXPECT_EQ(text(kHandshake, 1, kFr), "Sans contr\364le de flux");
+  EXPECT_EQ(text(kHandshake, 2, kFr), "XON/XOFF");
   const std::tuple<int, const char*, const char*> parities[] = {{1, "Odd Parity", "Parit\351 impaire"},
                                                                 {2, "Parity Ignore", "Sans parit\351"},
                                                                 {3, "No Parity", "Parit\351 ignor\351e"},
                                                                 {-1, "?", "?"}};
   for (const auto& [code, english, french] : parities) {
-    EXPECT_EQ(ParityText(code, kEn), english);
-    EXPECT_EQ(ParityText(code, kFr), french);
+    EXPECT_EQ(text(kParity, code, kEn), english);
+    EXPECT_EQ(text(kParity, code, kFr), french);
   }
 }
 

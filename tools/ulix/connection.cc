@@ -21,40 +21,22 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::array kDataBits = {EnumLabel{0, "7"}, EnumLabel{1, "8"}};
-constexpr std::array kStopBits = {EnumLabel{0, "1"}, EnumLabel{1, "2"}};
-constexpr std::array kParities = {EnumLabel{0, "even"}, EnumLabel{1, "odd"}, EnumLabel{2, "ignore"},
-                                  EnumLabel{3, "none"}};
-constexpr std::array kHandshakes = {EnumLabel{0, "hardware"}, EnumLabel{1, "none"}, EnumLabel{2, "xonxoff"}};
-constexpr std::array kLanguages = {EnumLabel{0, "en"}, EnumLabel{1, "fr"}};
-
-struct LineOption {
-  const char* name;
-  std::int32_t SerialParams::*field;
-  std::span<const EnumLabel> words;
-  const char* help;
-};
-constexpr std::array kLineOptions = {
-    LineOption{"--data-bits", &SerialParams::dataBitsCode, kDataBits, "Bits of a character"},
-    LineOption{"--stop-bits", &SerialParams::stopBitsCode, kStopBits, "Stop bits of a character"},
-    LineOption{"--parity", &SerialParams::parityCode, kParities, "Parity bit; ignore sends none"},
-    LineOption{"--handshake", &SerialParams::handshakeCode, kHandshakes, "Flow control; hardware is DTR/DSR"}};
-
-template <typename Items, typename Name>
-std::string Joined(const Items& words, const char* between, Name&& name) {
+template <typename Rows, typename Name>
+std::string Joined(const Rows& rows, const char* between, Name&& name) {
   std::string joined;
-  for (const auto& word : words) joined += (joined.empty() ? "" : between) + std::string(name(word));
+  for (const auto& row : rows) joined += (joined.empty() ? "" : between) + std::string(name(row));
   return joined;
 }
 
-// Adds an option that takes one of `words` and hands its code to `take`.
-CLI::Option* AddWordOption(CLI::App& verb, const char* name, std::span<const EnumLabel> words, const std::string& help,
-                           const std::function<void(std::uint32_t)>& take) {
-  const std::string allowed = Joined(words, "|", [](const EnumLabel& word) { return word.name; });
+// Adds an option that takes one of `choices` and hands its place to `take`.
+CLI::Option* AddChoice(CLI::App& verb, const std::string& name, std::vector<std::string> choices,
+                       const std::string& help, const std::function<void(std::size_t)>& take) {
+  const std::string allowed = Joined(choices, "|", [](const std::string& choice) { return choice; });
   const auto handle = [=](const std::string& text) {
-    const auto code = CodeOfLabel(words, text);
-    if (!code) throw UsageError(name, "'" + text + "' is not known; takes " + allowed);
-    take(*code);
+    const auto chosen = std::find_if(choices.begin(), choices.end(),
+                                     [&](const std::string& choice) { return EqualIgnoringCase(choice, text); });
+    if (chosen == choices.end()) throw UsageError(name, "'" + text + "' is not known; takes " + allowed);
+    take(static_cast<std::size_t>(chosen - choices.begin()));
   };
   return verb.add_option_function<std::string>(name, handle, help)->type_name(allowed);
 }
@@ -137,11 +119,12 @@ void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
       ->check(is_port)
       ->group(kGroup);
   verb.add_option_function<std::string>("--baud", take_rate, "Bits per second")->type_name("RATE")->group(kGroup);
-  for (const LineOption& option : kLineOptions) {
-    const auto take = [&options, field = option.field](std::uint32_t code) {
-      options.line.emplace_back(field, static_cast<std::int32_t>(code));
-    };
-    AddWordOption(verb, option.name, option.words, option.help, take)->group(kGroup);
+  for (const LineField& field : LineFields()) {
+    if (field.codes.empty()) continue;
+    std::vector<std::string> names;
+    for (const LineCode& code : field.codes) names.emplace_back(code.name);
+    const auto take = [&options, &field](std::size_t code) { options.line.emplace_back(&field, code); };
+    AddChoice(verb, std::string("--") + field.key, names, Shown(field.label, Language::kEnglish), take)->group(kGroup);
   }
 }
 
@@ -174,12 +157,11 @@ void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
 }
 
 void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
-  AddWordOption(verb, "--lang", kLanguages,
-                "Language and decimal separator of what is shown; the user's own if not given",
-                [&](std::uint32_t code) {
-                  options.language = code == 0 ? Language::kEnglish : Language::kFrench;
-                  SetShownLanguage(*options.language);
-                });
+  AddChoice(verb, "--lang", {"en", "fr"},
+            "Language and decimal separator of what is shown; the user's own if not given", [&](std::size_t chosen) {
+              options.language = chosen == 0 ? Language::kEnglish : Language::kFrench;
+              SetShownLanguage(*options.language);
+            });
 }
 
 Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(ShownLanguage()); }
@@ -272,7 +254,7 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
   if (options.baud_rate && std::find(rates.begin(), rates.end(), params.baudRate) == rates.end()) {
     throw NotARate(std::to_string(params.baudRate), rates);
   }
-  for (const auto& [field, code] : options.line) params.*field = code;
+  for (const auto& [field, code] : options.line) SetNumber(params, *field, static_cast<std::int64_t>(code));
   Check(instrument_.SetSerialParams(params));
 }
 

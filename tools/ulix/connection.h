@@ -25,8 +25,8 @@ struct ConnectionOptions {
   std::string model;
   std::string port;
   std::optional<std::uint32_t> baud_rate;
-  std::vector<std::pair<std::int32_t SerialParams::*, std::int32_t>> line;  // fields of the line and their codes
-  std::string host;                                                         // empty: not on a network
+  std::vector<std::pair<const LineField*, std::size_t>> line;  // fields of the line and their codes
+  std::string host;                                            // empty: not on a network
   std::optional<std::int32_t> tcp_port;
   std::optional<std::uint32_t> slave;
   std::string config_file;
