@@ -187,10 +187,5 @@ TEST_F(InstrumentForms, AnOutputThatCannotBeWrittenSaysWhy) {
   EXPECT_EQ(Enter(form, "channel.1", " "), "") << "left as it is";
 }
 
-TEST_F(InstrumentForms, WordsStandWhereTheyAreLookedFor) {
-  for (std::size_t k = 0; k < kFormTexts.size(); ++k)
-    EXPECT_EQ(static_cast<std::size_t>(kFormTexts[k].word), k) << kFormTexts[k].text.en;
-}
-
 }  // namespace
 }  // namespace ulix
