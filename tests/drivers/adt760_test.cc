@@ -46,6 +46,9 @@ TEST(Adt760Protocol, ReadsANumberOrSaysThatThereIsNone) {
   EXPECT_EQ(ParseReading("12.34" + std::string(74, ' ') + "\n", 0), 12.34F);
   EXPECT_EQ(ParseReading("vent\n", kVentChannel), 1.0F);
   EXPECT_EQ(ParseReading("MEASURE\n", kVentChannel), 0.0F);
+  for (const char* other : {"-221,\"Prevented\"\n", "1013.25\n", "VE\aNT\n"}) {
+    EXPECT_EQ(CodeOf(ParseReading(other, kVentChannel)), adt760CtlErrNoMeasAvailable) << other;
+  }
 }
 
 TEST(Adt760Protocol, OnlyANumberAtItsStartMakesAnErrorOfAQueue) {
@@ -61,7 +64,7 @@ TEST(Adt760Protocol, KnowsAnAnswerOfTheErrorQueue) {
   for (const char* queue : {"0,\"No error\"\n", "-113,\"Undefined header\"", "0\n", " +200"}) {
     EXPECT_TRUE(IsErrorQueue(queue)) << queue;
   }
-  for (const char* other : {"", "\n", "1013.25\n", "VENT", "-", ",", "0x"}) EXPECT_FALSE(IsErrorQueue(other)) << other;
+  for (const char* other : {"", "VENT", "No error", "1013.25\n", "1E3", "0x", "0\a,\"No error\""}) EXPECT_FALSE(IsErrorQueue(other)) << other;
 }
 
 // Over the entries of a real library file.

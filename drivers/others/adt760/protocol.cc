@@ -30,7 +30,11 @@ const ElectricalFunction* FindFunction(std::string_view answer) {
 }
 
 Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
-  if (channel == kVentChannel) return Contains(AsciiUpper(answer), "VENT") ? 1.0F : 0.0F;
+  if (channel == kVentChannel) {
+    const bool is_mode = IsPlainText(answer) && !ParseDecimalPrefix(answer);
+    if (!is_mode) return Failure(adt760CtlErrNoMeasAvailable);
+    return Contains(AsciiUpper(answer), "VENT") ? 1.0F : 0.0F;
+  }
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool whole = answer.size() < UsbLink::kReplySize || answer.ends_with('\n');
   const auto value = whole ? ParseFloatField(answer, kForm) : std::nullopt;
@@ -49,10 +53,11 @@ Expected<std::string> WriteCommand(ChannelId channel, float value) {
 
 bool IsErrorQueue(std::string_view answer) {
   if (!IsPlainText(answer)) return false;
-  answer = Trimmed(answer);
-  if (answer.starts_with('+') || answer.starts_with('-')) answer.remove_prefix(1);
-  const std::size_t end = answer.find_first_not_of(kDigits);
-  return end != 0 && !answer.empty() && (end == answer.npos || answer[end] == ',');
+  const auto number = ParseDecimalPrefix(answer);
+  if (!number) return false;
+  const bool whole = answer.substr(0, number->length).find_first_of(".eE") == answer.npos;
+  const std::string_view behind = Trimmed(answer.substr(number->length));
+  return whole && (behind.empty() || behind.starts_with(','));
 }
 
 // Only the leading whole number counts, as far as it has digits.
