@@ -80,7 +80,7 @@ class NotingClock final : public Clock {
   TickLog& log_;
 };
 
-// Sleeps from deadline to deadline, a part of a period out of step with the others.
+// Sleeps from deadline to deadline, shifted by a part of a period against the others.
 std::thread BareSleep(TickLog& log, platform::ThreadPriority priority, std::chrono::milliseconds phase, int ticks) {
   return std::thread([&log, priority, phase, ticks] {
     platform::SetThreadPriority(priority);

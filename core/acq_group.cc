@@ -64,7 +64,7 @@ bool GroupState::TakeReportDue(MonotonicTime now) {
   const std::lock_guard lock(mutex_);
   std::optional<Milliseconds> silence;
   if (last_report_) silence = std::chrono::duration_cast<Milliseconds>(now - *last_report_);
-  return std::exchange(report_forced_, false) || SilenceIsOver(silence, settings_.dead_time_max_s);
+  return std::exchange(report_forced_, false) || ReportIntervalIsOver(silence, settings_.dead_time_max_s);
 }
 
 void GroupState::ForgetLastReport() {

@@ -4,7 +4,7 @@
 
 namespace ulix {
 
-bool SilenceIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s) {
+bool ReportIntervalIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s) {
   if (!since_last_report) return true;
   return std::chrono::duration_cast<std::chrono::seconds>(*since_last_report).count() > std::int64_t{dead_time_max_s};
 }

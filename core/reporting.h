@@ -8,9 +8,9 @@
 
 namespace ulix {
 
-// Whether the time since the last report, cut to whole seconds, exceeds the longest silence. Always so when there was
+// Whether the time since the last report, cut to whole seconds, exceeds the max report interval. Always so when there was
 // no report yet.
-bool SilenceIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s);
+bool ReportIntervalIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s);
 
 // Whether `value` left the dead band around the last reported value. The bounds belong to the outside, so that without
 // dead bands every value has left it. Computed in float, each step rounded.

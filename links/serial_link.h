@@ -107,7 +107,7 @@ class SerialLink final : public Link {
   // S_OK at once when both are false, even when closed.
   HRESULT Purge(bool input, bool output);
 
-  // The same operations for a session, which wants to know what came of them.
+  // The same operations for a session, which needs their outcome.
   struct Received {
     LinkOutcome outcome = LinkOutcome::kComplete;
     std::size_t count = 0;  // bytes read, zeros among them, without the terminator

@@ -93,11 +93,11 @@ std::optional<std::string> FlukeHydraSimulator::Execute(std::string_view command
   if (command == "TEMP_CONFIG?") return Result(temperature_config_);
   if (command == "RATE?") return Result(measuring_rate_);
   if (command == "INTVL?") return Result(scan_interval_);
-  if (const auto obeyed = ObeySwitch(command)) return obeyed;
+  if (const auto executed = ExecuteSwitch(command)) return executed;
   return AnswerChannel(command);
 }
 
-std::optional<std::string> FlukeHydraSimulator::ObeySwitch(std::string_view command) {
+std::optional<std::string> FlukeHydraSimulator::ExecuteSwitch(std::string_view command) {
   const bool on = command.ends_with(" 1");
   if (command == "PRINT 0" || command == "PRINT 1") {
     printing_ = on;

@@ -60,7 +60,7 @@ class FlukeHydraSimulator final : public LineSimulator {
   // The answer to a command without its carriage return: result and prompt, or a prompt alone; none for a command that
   // the instrument does not know.
   std::optional<std::string> Execute(std::string_view command);
-  std::optional<std::string> ObeySwitch(std::string_view command);
+  std::optional<std::string> ExecuteSwitch(std::string_view command);
   std::optional<std::string> AnswerChannel(std::string_view command);
   std::string Result(const std::string& result) const { return result + "\r\n" + Prompt(); }
   std::string Prompt() const { return prompt_ + "\r\n"; }

@@ -156,7 +156,7 @@ HRESULT UsbInstrument::Read(char* buffer, std::uint32_t& size) {
     int came = 0;
     const int failed = libusb_bulk_transfer(handle_.get(), pipes_.in, packet.data(), pipes_.packet, &came, read_ms_);
     received_.append(packet.begin(), packet.begin() + came);
-    if (failed != 0) received_.clear();  // a part of a reply is nobody's
+    if (failed != 0) received_.clear();  // a part of a reply is no reply
     if (failed != 0) return E_FAIL;
     ended = came < pipes_.packet || received_.ends_with('\n');
   }

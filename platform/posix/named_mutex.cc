@@ -74,7 +74,7 @@ class NamedMutex::Shared {
     if (!IsMine() || --depth_ > 0) return;
     owner_ = std::thread::id();
     sembuf unlock{.sem_num = 0, .sem_op = -1, .sem_flg = SEM_UNDO | IPC_NOWAIT};
-    // One that was removed meanwhile is nobody's.
+    // A semaphore that was removed meanwhile needs no unlock.
     while (semop(held_id_, &unlock, 1) != 0 && errno == EINTR) {
     }
   }

@@ -13,7 +13,7 @@ import unittest
 from range_calibrator_stream import encode
 
 ULIX = "ulix"
-# Wine's ports have other names, are nobody's alone, and it has no pseudo terminals of its own to offer.
+# Wine's ports have other names, can be opened by several programs, and it has no pseudo terminals of its own to offer.
 UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
 NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"

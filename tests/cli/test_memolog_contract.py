@@ -208,7 +208,7 @@ class MemologTest(contract.ContractTest):
 
     def fail_at_every_step(self, steps, args, check):
         """Every fault at each step of an operation, after which `check` finds all well. `{}` is a folder."""
-        def spoil(kind):
+        def damage(kind):
             logger, folder = self.logger(), self.folder / f"{kind}-{args[1]}-{args[2]}"
             folder.mkdir()
             logger.blocks[1], logger.program = sixty_five(), PROGRAM[:3]
@@ -223,7 +223,7 @@ class MemologTest(contract.ContractTest):
                 check(logger, heard)
                 self.assertEqual([path.name for path in folder.iterdir()], ["back.p90"])
                 self.assertEqual((folder / "back.p90").read_bytes(), b"as it was")
-        self.side_by_side(spoil, [["silent"], ["vanish"], ["short"], ["garbage"], ["other"], ["exception"]])
+        self.side_by_side(damage, [["silent"], ["vanish"], ["short"], ["garbage"], ["other"], ["exception"]])
 
     def test_every_step_of_a_read_can_fail(self):
         def check(logger, _):

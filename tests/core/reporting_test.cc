@@ -25,11 +25,11 @@ TEST(Reporting, BoundsOfTheDeadBandAreOutside) {
 }
 
 TEST(Reporting, SilenceCountsWholeSeconds) {
-  EXPECT_TRUE(SilenceIsOver(std::nullopt, 0xFFFFFFFF));
+  EXPECT_TRUE(ReportIntervalIsOver(std::nullopt, 0xFFFFFFFF));
   for (const std::uint32_t most_s : {0U, 10U, 0xFFFFFFFFU}) {
     const milliseconds over(1000 * (std::int64_t{most_s} + 1));
-    EXPECT_FALSE(SilenceIsOver(over - milliseconds(1), most_s));
-    EXPECT_TRUE(SilenceIsOver(over, most_s));
+    EXPECT_FALSE(ReportIntervalIsOver(over - milliseconds(1), most_s));
+    EXPECT_TRUE(ReportIntervalIsOver(over, most_s));
   }
 }
 

@@ -81,7 +81,7 @@ TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
   }
 }
 
-// Whatever stands before the colons: what comes late is nobody's value, and no channel stays dead.
+// Whatever stands before the colons: a late reply is never taken for a value, and no channel stays dead.
 TEST_F(Hart, LearnsWhatItsRepliesBeginWith) {
   const std::pair<const char*, const char*> headings[] = {
       {"T", "S"}, {"temp", "V"}, {"V", "V"}, {"sensor", "set"}, {"", ""}};

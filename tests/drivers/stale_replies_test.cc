@@ -202,8 +202,8 @@ TEST_F(CutReply, ZerosAreCountedToo) {
   EXPECT_LE(clock.Now() - before, Milliseconds(10'000));
 }
 
-// A babbler that is slow would keep the line, and with it every other instrument's, for its thousands of bytes.
-TEST_F(CutReply, ABabblerIsGivenUp) {
+// A slow noisy line would keep the line, and with it every other instrument's, for its thousands of bytes.
+TEST_F(CutReply, SlowNoisyLine_IsGivenUp) {
   ASSERT_EQ(device->Connect(), S_OK);
   bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, 600}});
   for (int i = 0; i < 3; ++i) {

@@ -1,5 +1,5 @@
 // A device that goes from its port and comes back: every exchange says so at once, and the first one after its return
-// opens the port, says the words of the connection and brings its value. And a host that leaves while an instrument is
+// opens the port, repeats the handshake and gives its value. And a host that leaves while an instrument is
 // waited for.
 #include <gtest/gtest.h>
 

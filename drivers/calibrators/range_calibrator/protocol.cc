@@ -42,7 +42,7 @@ const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
   return Row(model, static_cast<SettingIndex>(of_input + step));
 }
 
-// Parameters of a range command; a word that its table does not have spoils the whole.
+// Parameters of a range command; a word that its table does not have makes the whole command invalid.
 class Parameters {
  public:
   void AddWord(const SettingRow& row, std::uint32_t code) { Add(LabelOf(row.labels, code)); }

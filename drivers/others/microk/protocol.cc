@@ -40,7 +40,7 @@ bool Contains(std::string_view text, std::string_view part) { return text.find(p
 
 bool IsRejection(std::string_view reply) { return Contains(reply, "Error"); }
 
-// A query with its options; an empty option, of a code that its table does not have, spoils the whole.
+// A query with its options; an empty option, of a code that its table does not have, makes the whole query invalid.
 Expected<std::string> WithOptions(std::string head, std::initializer_list<std::string> options) {
   const char* before = "";
   for (const std::string& option : options) {

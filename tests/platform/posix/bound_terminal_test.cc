@@ -92,7 +92,7 @@ TEST_F(BoundTerminalTest, OpensItsAdapterAgainAndNoOther) {
     EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kAnotherDevice);
     EXPECT_EQ(CauseOfOpening(*BindTerminal(path_, sysfs_)), OpenFailureCause::kNone) << "to who connects anew";
     Plug(*one_);
-    EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNone) << "the same one is had back";
+    EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNone) << "the same one is opened again";
   }
 }
 

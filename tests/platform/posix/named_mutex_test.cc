@@ -196,7 +196,7 @@ TEST_F(NamedMutexProcesses, SaysWhichProcessHasIt) {
 TEST_F(NamedMutexProcesses, SaysWhatIsWrongWithAnObjectThatItDidNotMake) {
   struct Case {
     LockProblem::Cause cause;
-    std::function<void(int)> spoil;
+    std::function<void(int)> damage;
   };
   const Case cases[] = {{LockProblem::Cause::kHolderGone,
                          [](int id) {
@@ -213,7 +213,7 @@ TEST_F(NamedMutexProcesses, SaysWhatIsWrongWithAnObjectThatItDidNotMake) {
     RemoveNamedMutex(name_);
     const int id = semget(SemaphoreKey(name_), 1, IPC_CREAT | 0666);
     ASSERT_GE(id, 0);
-    c.spoil(id);
+    c.damage(id);
     const bool foreign = c.cause == LockProblem::Cause::kNoPermission;
     if (foreign && getuid() != 0) continue;  // nobody else to be
     EXPECT_TRUE(ChildOfTest([&] {

@@ -242,7 +242,7 @@ TEST(ModbusRegistersTest, AnotherUnitsAnswerIsAnErrorAtOnce) {
   EXPECT_EQ(master->ReadOne(5).value_or(0), 7);
 }
 
-// Bytes behind a reply, and a frame whose length says one byte less than it has, spoil no later exchange.
+// Bytes behind a reply, and a frame whose length says one byte less than it has, do not disturb a later exchange.
 TEST(ModbusRegistersTest, WhatIsLeftBehindAReplyIsThrownAway) {
   TcpPeer peer([](TcpPeer& p) {
     p.Localized(Reply(p.Take(12), 1) + "xyz");
