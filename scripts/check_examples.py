@@ -1,0 +1,154 @@
+#!/usr/bin/env python3
+"""Reads the examples of hosts against the type library: every class and member that they name is there, and is given as
+many arguments as it takes: scripts/check_examples.py [FILE...]
+
+An example that no test runs says so. Prints what is wrong and ends with 1, or how many calls were read.
+"""
+
+import pathlib
+import re
+import sys
+from typing import NamedTuple
+
+ROOT = pathlib.Path(__file__).resolve().parents[1]
+INTERFACES = {"control": "IUlixInstr", "setup": "IUlixSetup"}  # by the name of the variable in an example
+NOT_RUN = "Not run by the project's tests"
+
+
+class Member(NamedTuple):
+    """What a member takes: arguments in, and places for what comes out beside its result."""
+    ins: int
+    outs: int
+
+
+class Language(NamedTuple):
+    passes_outs: bool = True  # places of what comes out are arguments; else they are results
+    bare_calls: bool = False  # a statement's arguments may stand without parentheses
+    run: bool = False  # by the tests
+    comment: str = ""
+
+
+LANGUAGES = {".bas": Language(bare_calls=True, comment="'"), ".vbs": Language(bare_calls=True, run=True, comment="'"),
+             ".js": Language(run=True, comment="//"), ".cs": Language(comment="//"), ".ps1": Language(comment="#"),
+             ".py": Language(passes_outs=False, comment="#"), ".md": Language(bare_calls=True, run=True, comment="'")}
+
+
+def read_types():
+    """The members of each interface, as (name, kind) with kind get, put or call, and the names of the classes."""
+    idl = re.sub(r"//.*", "", (ROOT / "controls" / "UlixInstrAx.idl").read_text())
+    interfaces = {}
+    for name, body in re.findall(r"interface (\w+) : IDispatch \{(.*?)\n\s*\}", idl, re.S):
+        members = interfaces.setdefault(name, {})
+        for flags, member, arguments in re.findall(r"\[id\(\d+\)(, prop\w+)?\] HRESULT (\w+)\((.*?)\);", body, re.S):
+            directions = re.findall(r"\[([\w, ]+)\]", arguments)
+            taken = Member(directions.count("in"), directions.count("out"))
+            members[member, {"": "call", ", propget": "get", ", propput": "put"}[flags]] = taken
+    controls = re.findall(r"ULIX_CONTROL\((\w+),", (ROOT / "controls" / "controls.def").read_text())
+    return interfaces, {f"UlixInstr{control}Ctl" for control in controls} | {"UlixSetup"}
+
+
+def split_arguments(text):
+    """The arguments at the beginning of a text: up to what closes them, or its end; what is left of the text after."""
+    depth, quoted, start, found = 0, "", 0, []
+    for index, character in enumerate(text):
+        if quoted:
+            quoted = "" if character == quoted else quoted
+        elif character in "\"'":
+            quoted = character
+        elif character in "([{":
+            depth += 1
+        elif character in ")]}":
+            if depth == 0:
+                return found + [text[start:index]] * bool(text[start:index].strip() or found), text[index + 1:]
+            depth -= 1
+        elif character == "," and depth == 0:
+            found.append(text[start:index])
+            start = index + 1
+    return found + [text[start:]] * bool(text[start:].strip() or found), ""
+
+
+def calls(text, language):
+    """Each use of a control or a setup object: line, variable, member, kind, how many arguments."""
+    for number, line in enumerate(text.splitlines(), 1):
+        code = line if not language.comment else re.sub(rf"(^|\s){re.escape(language.comment)}.*", "", line)
+        for match in re.finditer(rf"\$?\b({'|'.join(INTERFACES)})\.(\w+)", code):
+            variable, member = match.groups()
+            rest, given = code[match.end():], []
+            begins = code[:match.start()].strip() == ""  # a statement
+            indirect = re.match(r"\(\)\.InvokeMember\('(\w+)', 'SetProperty', [^@]*@\(", rest)
+            if indirect:
+                given, _ = split_arguments(rest[indirect.end():])
+                yield number, variable, indirect[1], "put", len(given)
+                continue
+            if rest[:1] in ("(", "["):
+                given, rest = split_arguments(rest[1:])
+            elif language.bare_calls and begins and rest[:1] == " " and not re.match(r"\s*=", rest):
+                given, rest = split_arguments(rest)
+            kind = "put" if begins and re.match(r"\s*=(?!=)", rest) else "use"
+            yield number, variable, member, kind, len(given) + (kind == "put")
+
+
+def takes(members, name, kind, language):
+    """How many arguments a member may be given by an example, None when there is no such member."""
+    for prefix, prefixed in (("", kind), ("set_", "put"), ("get_", "use"), ("Set", "put")):
+        if not name.startswith(prefix):
+            continue
+        for found in (("put",) if prefixed == "put" else ("get", "call")):
+            member = members.get((name[len(prefix):], found))
+            if member:
+                return member.ins + member.outs * language.passes_outs
+    return None
+
+
+def sinks(text, members):
+    """What is wrong with the methods of a Python class that takes the events."""
+    for name, arguments in re.findall(r"    def (\w+)\(self, ?([^)]*)\)", text):
+        member = members.get((name, "call"))
+        if member is None:
+            yield f"there is no event {name}"
+        elif len(arguments.split(",")) != member.ins:
+            yield f"event {name} has {member.ins} arguments, not {len(arguments.split(','))}"
+
+
+def faults(text, suffix, types):
+    """What an example names that is not there, and how many uses were read."""
+    interfaces, classes = types
+    language = LANGUAGES[suffix]
+    found, read = [], 0
+    for name in re.findall(r"(?<![\w.])(?:Ulix\.)?(Ulix(?:Instr\w+Ctl|Setup))\b", text):
+        if name not in classes:
+            found.append(f"there is no class {name}")
+    if suffix == ".md":
+        text = "\n".join(re.findall(r"^```vb\n(.*?)^```", text, re.S | re.M))
+    for line, variable, member, kind, given in calls(text, language):
+        read += 1
+        taken = takes(interfaces[INTERFACES[variable]], member, kind, language)
+        if taken is None:
+            found.append(f"line {line}: {INTERFACES[variable]} has no {member}" + " to be set" * (kind == "put"))
+        elif given != taken:
+            found.append(f"line {line}: {member} takes {taken} arguments, not {given}")
+    if suffix == ".py":
+        found += sinks(text, interfaces["IUlixInstrEvents"])
+    if not language.run and NOT_RUN not in " ".join(text.split()):
+        found.append(f"does not say: {NOT_RUN}")
+    return found, read
+
+
+def main(files):
+    types = read_types()
+    listed = [pathlib.Path(file) for file in files] or [
+        *sorted(file for file in (ROOT / "examples").glob("*/*") if file.suffix in LANGUAGES),
+        ROOT / "docs" / "automation.md"]
+    total, wrong = 0, 0
+    for file in listed:
+        found, read = faults(file.read_text(encoding="utf-8"), file.suffix, types)
+        total += read
+        wrong += len(found)
+        for fault in found:
+            print(f"{file}: {fault}")
+    print(f"{len(listed)} examples, {total} uses of the type library's members")
+    return 1 if wrong or total == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
