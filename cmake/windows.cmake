@@ -12,7 +12,12 @@ foreach(package tl CLI nlohmann)
 endforeach()
 include_directories(SYSTEM ${header_folder})
 
-set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine)
+# Each bitness has a Wine of its own.
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine)
+else()
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine32)
+endif()
 
 # GoogleTest is not packaged for Windows, but its sources are.
 set(BUILD_GMOCK ON)

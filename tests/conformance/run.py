@@ -27,7 +27,7 @@ def main(program, *options):
     if program.endswith(".exe"):
         links = [word for number, device in devices.items() for word in ("--com", f"{number}={device}")]
         env["ULIX_TEST_SHARED_PORTS"] = "1"  # Wine passes the exclusive use of a port on to nobody
-        command = [str(ROOT / "scripts" / "wine"), *links, program]
+        command = [os.environ["ULIX_WINE"], *links, program]
     return subprocess.run([*command, *options], env=env, timeout=200).returncode
 
 
