@@ -18,7 +18,7 @@ using std::chrono::steady_clock;
 
 std::unique_ptr<Driver> Connected(const std::shared_ptr<SimulatedBench>& bench) {
   auto driver = FindModel("kelvo10")->create({.resolve_port = ResolverOf(bench)});
-  if (Failed(driver->Connect())) std::exit(2);
+  if (!driver->Connect().value_or(false)) std::exit(2);
   return driver;
 }
 

@@ -27,7 +27,7 @@ std::unique_ptr<Driver> Connected(const Bench& wanted) {
     driver->settings().SetText(*driver->settings().Find(wanted.key), wanted.value);
     bench->WithSimulator([&](Simulator& s) { return s.Set(wanted.key, wanted.value); });
   }
-  if (Failed(driver->Connect())) std::exit(2);
+  if (!driver->Connect().value_or(false)) std::exit(2);
   return driver;
 }
 

@@ -259,8 +259,9 @@ HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms)
   return CodeOfStep(LinkStep::kWrite, SendBytes(bytes, timeout_ms));
 }
 
-LinkOutcome SerialLink::SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms) {
+LinkOutcome SerialLink::SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms, Input input) {
   return WithPort([&] {
+    if (input == Input::kDiscard) port_->Purge(true, false);
     const LinkOutcome sent = WriteTextLocked(text, timeout_ms);
     if (!IsComplete(sent) || terminator == '\0') return sent;
     return WriteTextLocked(std::string_view(&terminator, 1), timeout_ms);

@@ -112,7 +112,9 @@ class SerialLink final : public Link {
     LinkOutcome outcome = LinkOutcome::kComplete;
     std::size_t count = 0;  // bytes read, zeros among them, without the terminator
   };
-  LinkOutcome SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms);
+  // Either with what was received discarded first, under the same hold, or without.
+  enum class Input { kKeep, kDiscard };
+  LinkOutcome SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms, Input input = Input::kKeep);
   LinkOutcome SendBytes(std::string_view bytes, std::uint32_t timeout_ms);
   // kTooLong when all but the last place of the buffer was filled.
   Received ReceiveLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);

@@ -44,10 +44,20 @@ void LineFramer::Reset() {
   cut_ = within_ = false;
 }
 
+void LineFramer::Prepare() {
+  part_.clear();
+  discards_ = true;
+}
+
 LinkOutcome LineFramer::Send(std::string_view message) {
   within_ = false;
-  if (options_.wrap) return link_.SendBytes(options_.wrap(message), 0);
-  return link_.SendLine(message, options_.terminator, 0);
+  const bool discards = std::exchange(discards_, false);
+  if (options_.wrap) {
+    if (discards) link_.DiscardInput();
+    return link_.SendBytes(options_.wrap(message), 0);
+  }
+  using Input = SerialLink::Input;
+  return link_.SendLine(message, options_.terminator, 0, discards ? Input::kDiscard : Input::kKeep);
 }
 
 LinkOutcome LineFramer::Discard() {

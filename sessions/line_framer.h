@@ -24,6 +24,8 @@ class LineFramer final : public Framer {
   Reply Receive(const ReplyPlan& plan) override;
   Reply ReceiveAny(const ReplyPlan& plan) override;
   LinkOutcome Discard() override;
+  // With the message that is sent next, which is one hold of the machine-wide lock less.
+  void Prepare() override;
   bool DiscardWithin(Milliseconds time) override;
   bool cut() const override { return cut_; }
   bool SkipRest() override;
@@ -35,9 +37,10 @@ class LineFramer final : public Framer {
   SerialLink& link_;
   Clock& clock_;
   const Options options_;
-  bool cut_ = false;     // the end of the last line was not read: it was longer than its plan
-  bool within_ = false;  // the line before was cut: what follows is its rest and no line
-  std::string part_;     // the start of a line that stopped midway: its rest alone would read as another value
+  bool discards_ = false;  // before the next message
+  bool cut_ = false;       // the end of the last line was not read: it was longer than its plan
+  bool within_ = false;    // the line before was cut: what follows is its rest and no line
+  std::string part_;       // the start of a line that stopped midway: its rest alone would read as another value
   std::vector<char> buffer_;
 };
 

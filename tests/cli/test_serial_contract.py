@@ -275,6 +275,7 @@ class SerialTest(ContractTest):
                 ("kambic", "set 1 20.123", {"SETTEMP=20.123": "SETTEMP=20.1\r"}, 0x80046104),
                 ("hart", "read 0", {"t": "sensor:23.5"}, [23.5]),
                 ("hart", "read 0", {"t": "23.50"}, [NO_READ]), ("hart", "read 0", {"t": "T:23.50"}, [23.5]),
+                ("hart", "read 0", {"t": "sensor:23.5"}, [23.5]),
                 ("hart", "set 1 21.5", {"s": "set: 21.49 C"}, 0x80044B01),
                 ("hart", "set 1 21.5", {"s": "set: 21.50 C"}, ""), ("hart", "set 1 21.5", {"s": "set: 21.5"}, "")]:
             with self.subTest((bench, args, answers)):

@@ -13,7 +13,7 @@
 namespace ulix::hart {
 
 // The unit has no query but the two, and how it begins its replies to them is not known for certain. It is learned from
-// replies that came in sync; until then a set point begins with S and a temperature does not. Where both begin alike, a
+// replies that came in sync; until then a set point says S or SET and a temperature does not. Where both begin alike, a
 // lost reply is followed by draining.
 class HartDriver final : public Driver {
  public:

@@ -58,7 +58,7 @@ bool IsSetPoint(std::string_view reply) {
   const std::string word = AsciiUpper(reply.substr(0, reply.rfind(':')));
   const std::string_view letters =
       std::string_view(word).substr(word.find_last_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") + 1);
-  return letters.starts_with('S') || letters.ends_with('S');
+  return letters.ends_with('S') || letters.ends_with("SP") || letters.find("SET") != letters.npos;
 }
 
 // The unit ends its reply with a character of its own, which is no part of the number.
