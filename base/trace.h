@@ -9,6 +9,7 @@ using TraceSink = void (*)(std::string_view line);
 
 // Where lines go; null, the initial state, drops them. Lines come on any thread.
 void SetTraceSink(TraceSink sink);
-void TraceLine(std::string_view line);
+// A line that the sink throws at, for want of memory, is lost.
+void TraceLine(std::string_view line) noexcept;
 
 }  // namespace ulix
