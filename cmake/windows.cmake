@@ -27,6 +27,3 @@ foreach(library gtest gtest_main gmock gmock_main)
   target_compile_options(${library} PRIVATE -w)
 endforeach()
 
-# This compiler puts an inline constexpr table into .data in one unit and into .rdata in another, and the linker then takes
-# the copies, which are the same to the byte, for two definitions.
-add_link_options(-Wl,--allow-multiple-definition)

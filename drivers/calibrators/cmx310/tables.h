@@ -17,7 +17,7 @@ using range_calibrator::Quantity;
 //             |    |            sensor      unit of TC and RT
 //             |    connection, of inputs only
 //             function
-inline constexpr std::array kFunctions = {
+inline constexpr auto kFunctions = std::array{
     FunctionRow{"V50", "V", 3, Quantity::kVoltage},
     FunctionRow{"V30", "V", 3, Quantity::kVoltage},
     FunctionRow{"V5", "V", 4, Quantity::kVoltage},
@@ -36,14 +36,14 @@ inline constexpr std::array kFunctions = {
 
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
 
-inline constexpr std::array kConnectionWords = {
+inline constexpr auto kConnectionWords = std::array{
     EnumLabel{1, "WIRE2"},
     EnumLabel{2, "WIRE3"},
     EnumLabel{3, "TXP"},
     EnumLabel{4, "TXA"},
 };
 
-inline constexpr std::array kSensorWords = {
+inline constexpr auto kSensorWords = std::array{
     EnumLabel{1, "TYP_K"},       EnumLabel{2, "TYP_T"},      EnumLabel{3, "TYP_J"},      EnumLabel{4, "TYP_E"},
     EnumLabel{5, "TYP_N"},       EnumLabel{6, "TYP_U"},      EnumLabel{7, "TYP_L"},      EnumLabel{8, "TYP_S"},
     EnumLabel{9, "TYP_R"},       EnumLabel{10, "TYP_B"},     EnumLabel{11, "TYP_C"},     EnumLabel{12, "TYP_PL"},
@@ -53,7 +53,7 @@ inline constexpr std::array kSensorWords = {
 
 inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{cmx310CtlErrNotCmx310,
              {"Device connected is not a CMX310", "L'appareil connecté n'est pas un CMX310"},
              "NOT_CMX310",

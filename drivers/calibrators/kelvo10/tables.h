@@ -16,7 +16,7 @@ using range_calibrator::Quantity;
 //            |    |            |       |      cold junction, TC only
 //            |    connection   sensor  unit of TC and RT
 //            function
-inline constexpr std::array kFunctions = {
+inline constexpr auto kFunctions = std::array{
     FunctionRow{"V50", "V", 3, Quantity::kVoltage},
     FunctionRow{"V5", "V", 4, Quantity::kVoltage},
     // The millivolt ranges report volts.
@@ -34,12 +34,12 @@ inline constexpr std::array kFunctions = {
 
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
 
-inline constexpr std::array kConnectionWords = {
+inline constexpr auto kConnectionWords = std::array{
     EnumLabel{1, "WIRE2"}, EnumLabel{2, "WIRE3"}, EnumLabel{3, "WIRE4"}, EnumLabel{4, "TXP"},
     EnumLabel{5, "TXA"},   EnumLabel{6, "TXA24"}, EnumLabel{7, "TXA50"},
 };
 
-inline constexpr std::array kSensorWords = {
+inline constexpr auto kSensorWords = std::array{
     EnumLabel{1, "TYP_K"},       EnumLabel{2, "TYP_T"},       EnumLabel{3, "TYP_J"},      EnumLabel{4, "TYP_E"},
     EnumLabel{5, "TYP_N"},       EnumLabel{6, "TYP_U"},       EnumLabel{7, "TYP_L"},      EnumLabel{8, "TYP_S"},
     EnumLabel{9, "TYP_R"},       EnumLabel{10, "TYP_B"},      EnumLabel{11, "TYP_C"},     EnumLabel{12, "TYP_PL"},
@@ -51,7 +51,7 @@ inline constexpr std::array kSensorWords = {
 
 inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{kelvo10CtlErrNotKelvo10,
              {"Device connected is not a KELVO10", "L'appareil connecté n'est pas un KELVO10"},
              "NOT_KELVO10",

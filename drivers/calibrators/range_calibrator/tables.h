@@ -37,19 +37,19 @@ constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kC
 }
 
 inline constexpr std::uint32_t kProgrammedColdJunction = 2;
-inline constexpr std::array kColdJunctionWords = {
+inline constexpr auto kColdJunctionWords = std::array{
     EnumLabel{0, "JR_ON"},
     EnumLabel{1, "JR_OFF"},
     EnumLabel{kProgrammedColdJunction, "JR_PROG"},
     EnumLabel{3, "JR_RTD"},
 };
 
-inline constexpr std::array kUnitWords = {EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
+inline constexpr auto kUnitWords = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
 
 // How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
-inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText,
-                                          "\xB0"
-                                          "K"};
+inline constexpr auto kUnitTexts = std::array{kCelsiusText, kFahrenheitText,
+                                              "\xB0"
+                                              "K"};
 
 // The rows of RangeSettings, in order.
 enum SettingIndex {
@@ -119,6 +119,6 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
 
 inline constexpr ChannelId kInChannel = 0;
 inline constexpr ChannelId kOutChannel = 1;
-inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn}, ChannelRow{"OUT", ChanOut}};
+inline constexpr auto kChannels = std::array{ChannelRow{"IN", ChanIn}, ChannelRow{"OUT", ChanOut}};
 
 }  // namespace ulix::range_calibrator

@@ -12,18 +12,18 @@ namespace ulix::hart {
 inline constexpr ChannelId kTemperatureChannel = 0;
 inline constexpr ChannelId kSetPointChannel = 1;
 // The unit takes set points of two decimals.
-inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, 2},
-                                         ChannelRow{"SETPOINT", ChanIO, kCelsiusText, 2}};
+inline constexpr auto kChannels =
+    std::array{ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, 2}, ChannelRow{"SETPOINT", ChanIO, kCelsiusText, 2}};
 
 // Units behind a value, by what the unit calls them; of a reply without one it is degrees Celsius.
 struct UnitRow {
   std::string_view word;
   const char* text;
 };
-inline constexpr std::array kUnits = {UnitRow{"C", kCelsiusText}, UnitRow{"F", kFahrenheitText}, UnitRow{"K", "K"}};
-inline constexpr std::array kUnitWords = {kUnits[0].word, kUnits[1].word, kUnits[2].word};
+inline constexpr auto kUnits = std::array{UnitRow{"C", kCelsiusText}, UnitRow{"F", kFahrenheitText}, UnitRow{"K", "K"}};
+inline constexpr auto kUnitWords = std::array{kUnits[0].word, kUnits[1].word, kUnits[2].word};
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{hartCtlErrNotHart,
              {"Device connected is not a HART", "L'appareil connecté n'est pas un HART"},
              "NOT_HART",

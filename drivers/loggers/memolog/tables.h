@@ -27,12 +27,12 @@ inline constexpr auto kChannels = ChannelRows();
 
 enum SettingIndex { kSlave, kProgramFile };
 
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{"slave", {"Slave address", "Adresse esclave"}, 0, VariantType::kUi1, 0, 8, {}, 1},
     SettingRow{"program-file", {"Program file", "Fichier programme"}, 1, VariantType::kBstr, 0, 0, {}, 0},
 };
 
-inline constexpr std::array kLinkSettings = {kSettings[kSlave].key};
+inline constexpr auto kLinkSettings = std::array{kSettings[kSlave].key};
 
 inline constexpr ProgramFileKind kProgramFileKind = {
     .title = {"Select Memolog Program File", "Sélectionner un fichier programme Memolog"},
@@ -56,7 +56,7 @@ inline constexpr ulix::LocalizedText kReadingBlock = {"Reading measurement bloc 
                                                       "Lecture du bloc de mesures % sur %"};
 inline constexpr ulix::LocalizedText kReadingEnds = {"End of the reading", "Fin de la lecture"};
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{memologCtlErrNotMemolog,
              {"Device connected is not a MEMOLOG", "L'appareil connecté n'est pas un MEMOLOG"},
              "NOT_MEMOLOG",

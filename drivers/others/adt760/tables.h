@@ -11,13 +11,13 @@ namespace ulix::adt760 {
 // Stands in the answer to "*IDN?".
 inline constexpr const char* kModelWord = "HPC-HOST";
 
-inline constexpr std::array kYesNoWords = {EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
+inline constexpr auto kYesNoWords = std::array{EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
 
 // The rows below, in order.
 enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };
 
 // The device is looked for where the GUID is empty; vendor and product then narrow the search when they are not 0.
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{"identify",
                {"Identify on connection", "Identifier à la connexion"},
                0,
@@ -31,7 +31,7 @@ inline constexpr std::array kSettings = {
     SettingRow{"product-id", {"USB product id", "Identifiant USB du produit"}, 3, VariantType::kUi4, 0, 16, {}, 0},
 };
 
-inline constexpr std::array kLinkSettings = {kSettings[kGuid].key, kSettings[kVendor].key, kSettings[kProduct].key};
+inline constexpr auto kLinkSettings = std::array{kSettings[kGuid].key, kSettings[kVendor].key, kSettings[kProduct].key};
 
 // Channels 0 to 5 are the pressure modules.
 inline constexpr ChannelId kElectricalChannel = 6;
@@ -39,7 +39,7 @@ inline constexpr ChannelId kSetPointChannel = 7;
 inline constexpr ChannelId kCurrentChannel = 8;
 inline constexpr ChannelId kVentChannel = 9;
 
-inline constexpr std::array kChannels = {
+inline constexpr auto kChannels = std::array{
     ChannelRow{"PRESSURE1", ChanIn},  ChannelRow{"PRESSURE2", ChanIn}, ChannelRow{"PRESSURE3", ChanIn},
     ChannelRow{"PRESSURE4", ChanIn},  ChannelRow{"PRESSURE5", ChanIn}, ChannelRow{"PRESSURE6", ChanIn},
     ChannelRow{"ELECTRICAL", ChanIn}, ChannelRow{"SETPOINT", ChanIO},  ChannelRow{"CURRENT", ChanIO},
@@ -58,7 +58,7 @@ struct ElectricalFunction {
   const char* query;
   const char* unit;
 };
-inline constexpr std::array kFunctions = {
+inline constexpr auto kFunctions = std::array{
     ElectricalFunction{"CURRENT:SIMULATE", "CURR:SOUR?\n", "mA"},
     ElectricalFunction{"CURRENT:SOURCE", "CURR:SOUR?\n", "mA"},
     ElectricalFunction{"VOLTAGE", "MEAS:VOLT?\n", "V"},
@@ -73,7 +73,7 @@ inline constexpr const char* kCurrentUnit = "mA";
 // The calibrator takes set points of so many decimals.
 inline constexpr int kResolution = 5;
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{adt760CtlErrNotAdt760,
              {"Device connected is not an Adt760 calibrator", "L'appareil connecté n'est pas un calibrateur Adt760"},
              "NOT_ADT760",

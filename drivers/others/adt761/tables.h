@@ -13,7 +13,7 @@ enum LinkMode : std::uint32_t {
   kPortOnly = 0,    // opens the port and asks nothing
   kInstrument = 1,  // makes sure that the instrument is there
 };
-inline constexpr std::array kLinkModeWords = {
+inline constexpr auto kLinkModeWords = std::array{
     EnumLabel{kPortOnly, "port-only", {"port only", "port seul"}},
     EnumLabel{kInstrument, "instrument", {"instrument", "instrument"}},
 };
@@ -21,7 +21,7 @@ inline constexpr std::array kLinkModeWords = {
 // The rows below, in order.
 enum SettingIndex { kLinkMode, kFramePrefix };
 
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{"link-mode", {"Link mode", "Mode de liaison"}, 0, VariantType::kUi4, 0, 32, kLinkModeWords, kInstrument},
     // The byte before every frame.
     SettingRow{"frame-prefix", {"Frame prefix", "Préfixe de trame"}, 1, VariantType::kUi1, 0, 8, {}, 1},
@@ -37,7 +37,7 @@ struct Item {
   const char* pressure_query;
   const char* display;
 };
-inline constexpr std::array kItems = {
+inline constexpr auto kItems = std::array{
     Item{"MA", Quantity::kCurrent, ":R:EPMVALUE", "current"},
     Item{"V", Quantity::kVoltage, ":R:EPMVALUE", "voltage"},
     Item{"SW", Quantity::kSwitch, ":R:EPMVALUE", "switch test"},
@@ -56,7 +56,7 @@ struct Unit {
   const char* display;
   Quantity quantity;
 };
-inline constexpr std::array kUnits = {
+inline constexpr auto kUnits = std::array{
     Unit{"PA", "Pa", Quantity::kPressure},       Unit{"KPA", "kPa", Quantity::kPressure},
     Unit{"MPA", "MPa", Quantity::kPressure},     Unit{"PSI", "psi", Quantity::kPressure},
     Unit{"BAR", "bar", Quantity::kPressure},     Unit{"MBAR", "mbar", Quantity::kPressure},
@@ -109,7 +109,7 @@ inline constexpr std::array<Channel, 10> kReadings = {
     Channel{FirstAsk::kSourcedItem, ":R:CSV", AnswerForm::kSecond, Quantity::kPressure, "", 2},
 };
 
-inline constexpr std::array kChannels = {
+inline constexpr auto kChannels = std::array{
     ChannelRow{"VOLTAGE", ChanIn},     ChannelRow{"SWITCH", ChanIn},     ChannelRow{"CURRENT", ChanIn},
     ChannelRow{"PRESSURE", ChanIn},    ChannelRow{"ATMOSPHERE", ChanIO}, ChannelRow{"SOURCE", ChanIO},
     ChannelRow{"SOURCEPOWER", ChanIO}, ChannelRow{"LOOPPOWER", ChanIO},  ChannelRow{"RUNKIND", ChanIn},
@@ -126,7 +126,7 @@ struct Write {
   int decimals;  // of the value; 0: 0 for 0, 1 for any other
   const char* answer;
 };
-inline constexpr std::array kWrites = {
+inline constexpr auto kWrites = std::array{
     // Vents; the channel reads the atmosphere.
     Write{kAtmosphereChannel, nullptr, nullptr, ":W:CVENT:", 0, ":F:CVENT:OK"},
     Write{5, nullptr, nullptr, ":W:SMAVAL:", 3, ":F:SMAVAL:OK"},
@@ -135,7 +135,7 @@ inline constexpr std::array kWrites = {
     Write{kSetPointChannel, ":W:OIPMUNIT:1", ":F:OIPMUNIT:OK", ":W:CSV:", 2, ":F:CSV:OK"},
 };
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{adt761CtlErrNotAdt761,
              {"Device connected is not an Adt761 calibrator", "L'appareil connecté n'est pas un calibrateur Adt761"},
              "NOT_ADT761",

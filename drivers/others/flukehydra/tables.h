@@ -27,25 +27,25 @@ struct FunctionRow {
   std::span<const RangeRow> ranges;
 };
 
-inline constexpr std::array kDirectVoltageRanges = {
+inline constexpr auto kDirectVoltageRanges = std::array{
     RangeRow{1, "V", 6}, RangeRow{1000, "mV", 2}, RangeRow{1, "V", 4},     RangeRow{1, "V", 3},
     RangeRow{1, "V", 2}, RangeRow{1000, "mV", 3}, RangeRow{1000, "mV", 2},
 };
-inline constexpr std::array kAlternatingVoltageRanges = {
+inline constexpr auto kAlternatingVoltageRanges = std::array{
     RangeRow{1, "V", 6}, RangeRow{1000, "mV", 2}, RangeRow{1, "V", 4}, RangeRow{1, "V", 3}, RangeRow{1, "V", 2},
 };
-inline constexpr std::array kResistanceRanges = {
+inline constexpr auto kResistanceRanges = std::array{
     RangeRow{1, "Ohm", 2},         RangeRow{1, "Ohm", 2},      RangeRow{0.001, "kOhm", 4},
     RangeRow{0.001, "kOhm", 3},    RangeRow{0.001, "kOhm", 2}, RangeRow{0.000001, "MOhm", 4},
     RangeRow{0.000001, "MOhm", 3},
 };
-inline constexpr std::array kFrequencyRanges = {
+inline constexpr auto kFrequencyRanges = std::array{
     RangeRow{1, "Hz", 2},      RangeRow{1, "Hz", 2},      RangeRow{0.001, "kHz", 4},
     RangeRow{0.001, "kHz", 3}, RangeRow{0.001, "kHz", 2}, RangeRow{0.000001, "MHz", 4},
 };
 
 // Functions whose ranges scale the value; the value of any other is taken as it is told.
-inline constexpr std::array kScaledFunctions = {
+inline constexpr auto kScaledFunctions = std::array{
     FunctionRow{1, "VDC", kDirectVoltageRanges},
     FunctionRow{2, "VAC", kAlternatingVoltageRanges},
     FunctionRow{3, "OHMS", kResistanceRanges},
@@ -58,7 +58,7 @@ inline constexpr std::uint32_t kGreatestCode = (1U << kCodeBits) - 1;
 inline constexpr std::uint32_t kThermocouple = 9;
 inline constexpr std::uint32_t kResistanceThermometer = 11;
 
-inline constexpr std::array kFunctionWords = {
+inline constexpr auto kFunctionWords = std::array{
     EnumLabel{0, "OFF"},
     EnumLabel{1, "VDC"},
     EnumLabel{2, "VAC"},
@@ -69,20 +69,20 @@ inline constexpr std::array kFunctionWords = {
 };
 
 // The range of a thermocouple is its type.
-inline constexpr std::array kThermocoupleTypes = {
+inline constexpr auto kThermocoupleTypes = std::array{
     EnumLabel{1, "J"}, EnumLabel{2, "K"}, EnumLabel{3, "E"}, EnumLabel{4, "T"}, EnumLabel{5, "N"},
     EnumLabel{6, "R"}, EnumLabel{7, "S"}, EnumLabel{8, "B"}, EnumLabel{9, "C"},
 };
 
-inline constexpr std::array kUnitWords = {EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}};
-inline constexpr std::array kUnitTexts = {kCelsiusText, kFahrenheitText};
+inline constexpr auto kUnitWords = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}};
+inline constexpr auto kUnitTexts = std::array{kCelsiusText, kFahrenheitText};
 inline constexpr int kTemperatureResolution = 2;
 
-inline constexpr std::array kSwitchWords = {EnumLabel{0, "OFF", kOffText}, EnumLabel{1, "ON", kOnText}};
-inline constexpr std::array kRateWords = {EnumLabel{0, "SLOW", {"slow", "lente"}},
-                                          EnumLabel{1, "FAST", {"fast", "rapide"}}};
+inline constexpr auto kSwitchWords = std::array{EnumLabel{0, "OFF", kOffText}, EnumLabel{1, "ON", kOnText}};
+inline constexpr auto kRateWords =
+    std::array{EnumLabel{0, "SLOW", {"slow", "lente"}}, EnumLabel{1, "FAST", {"fast", "rapide"}}};
 
-inline constexpr std::array kChannelFields = {
+inline constexpr auto kChannelFields = std::array{
     ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionWords},
     ChannelField{".range", {": range", " : calibre"}, kCodeBits, {}},
 };
@@ -124,7 +124,7 @@ inline constexpr auto kSettings = [] {
 inline constexpr auto kChannelNames = NumberTexts<kChannelCount>("CH");
 inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{flukehydraCtlErrNotFlukeHydra,
              {"Device connected is not a Fluke Hydra", "L'appareil connecté n'est pas un Fluke Hydra"},
              "NOT_FLUKE_HYDRA",

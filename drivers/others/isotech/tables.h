@@ -15,7 +15,7 @@ enum Model : std::uint32_t {
   kObject = 1,     // set points go to an object of the host; the line stays silent
   kLine = 2,       // frames that begin with STX and end in CR LF
 };
-inline constexpr std::array kModelWords = {
+inline constexpr auto kModelWords = std::array{
     EnumLabel{kAddressed, "addressed", {"addressed frames", "trames adressées"}},
     EnumLabel{kObject, "object", {"object of the host", "objet de l'hôte"}},
     EnumLabel{kLine, "line", {"lines of text", "lignes de texte"}},
@@ -26,7 +26,7 @@ enum StartMode : std::uint32_t {
   kSendSetPoint = 1,
   kSwitchOutputOn = 2,  // kLine only
 };
-inline constexpr std::array kStartModeWords = {
+inline constexpr auto kStartModeWords = std::array{
     EnumLabel{kSendSetPoint, "set-point", {"send the set point", "envoyer la consigne"}},
     EnumLabel{kSwitchOutputOn, "output-on", {"switch the output on", "activer la sortie"}},
 };
@@ -36,7 +36,7 @@ inline constexpr std::uint32_t kHighestAddress = 99;
 // The rows below, in order.
 enum SettingIndex { kModel, kAddress, kStartMode, kStartSetPoint };
 
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{
         "model", {"Protocol model", "Modèle de protocole"}, 0, VariantType::kUi4, 0, 32, kModelWords, kAddressed},
     SettingRow{"address", {"Controller address", "Adresse du régulateur"}, 1, VariantType::kUi4, 0, 32, {}, 0},
@@ -48,9 +48,9 @@ inline constexpr std::array kSettings = {
 };
 
 inline constexpr ChannelId kSetPointChannel = 0;
-inline constexpr std::array kChannels = {ChannelRow{"SETPOINT", ChanOut, kCelsiusText, 1}};
+inline constexpr auto kChannels = std::array{ChannelRow{"SETPOINT", ChanOut, kCelsiusText, 1}};
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{isotechCtlErrNotIsotech,
              {"Device connected is not an Isotech", "L'appareil connecté n'est pas un Isotech"},
              "NOT_ISOTECH",

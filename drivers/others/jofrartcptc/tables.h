@@ -19,14 +19,14 @@ struct ChannelPlace {
 inline constexpr std::size_t kNoField = ~std::size_t{0};
 
 // A channel's id is its place in its series' table.
-inline constexpr std::array kRtcPlaces = {
+inline constexpr auto kRtcPlaces = std::array{
     ChannelPlace{"TRUE TEMPERATURE", 5, kNoField},
     ChannelPlace{"SENSOR TEMPERATURE", 15, kNoField},
     ChannelPlace{"TARGET TEMPERATURE", 24, kNoField},
 };
 //  INT. REF.   TARGET      EXT. REF.       SENSOR
 //  23.12, CEL, 50.00, CEL, 49.98, CEL, 1,  50.03, CEL
-inline constexpr std::array kCtcPlaces = {
+inline constexpr auto kCtcPlaces = std::array{
     ChannelPlace{"EXT. REF. SENSOR TEMPERATURE", 4, 5},
     ChannelPlace{"SENSOR TEMPERATURE", 7, 8},
     ChannelPlace{"TARGET TEMPERATURE", 2, 3},
@@ -41,14 +41,14 @@ struct Step {
   const char* answer;
 };
 
-inline constexpr std::array kRtcLogOn = {
+inline constexpr auto kRtcLogOn = std::array{
     Step{"LogOn", "<CallResponse TelegramValue`1>"},
     Step{"Isloggedon?", "<GetResponse Isloggedon True>"},
 };
-inline constexpr std::array kRtcLeave = {Step{"LogOff", "<CallResponse LogOff>"}, Step{"ascii-", nullptr}};
-inline constexpr std::array kCtcPrelude = {Step{"*CLS", nullptr}};
-inline constexpr std::array kCtcLogOn = {Step{"REMOTE", nullptr}, Step{"REMOTE_MODE?", "REMOTE"}};
-inline constexpr std::array kCtcLeave = {Step{"LOCAL", nullptr}};
+inline constexpr auto kRtcLeave = std::array{Step{"LogOff", "<CallResponse LogOff>"}, Step{"ascii-", nullptr}};
+inline constexpr auto kCtcPrelude = std::array{Step{"*CLS", nullptr}};
+inline constexpr auto kCtcLogOn = std::array{Step{"REMOTE", nullptr}, Step{"REMOTE_MODE?", "REMOTE"}};
+inline constexpr auto kCtcLeave = std::array{Step{"LOCAL", nullptr}};
 
 // What a series says differently.
 struct Dialect {
@@ -94,21 +94,21 @@ inline constexpr Dialect kCtc = {
 
 inline constexpr std::uint32_t kRtcPtcModel = 0;
 inline constexpr std::uint32_t kCtcModel = 1;
-inline constexpr std::array kModelWords = {EnumLabel{kRtcPtcModel, "RTC/PTC"}, EnumLabel{kCtcModel, "CTC"}};
+inline constexpr auto kModelWords = std::array{EnumLabel{kRtcPtcModel, "RTC/PTC"}, EnumLabel{kCtcModel, "CTC"}};
 
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelWords, kRtcPtcModel},
 };
 
 // The CTC's ids, under the names of the RTC and PTC where these have them.
-inline constexpr std::array kChannels = {
+inline constexpr auto kChannels = std::array{
     ChannelRow{kRtcPlaces[0].name, ChanIn, kCelsiusText, 2},
     ChannelRow{kRtcPlaces[1].name, ChanIn, kCelsiusText, 2},
     ChannelRow{kRtcPlaces[2].name, ChanIO, kCelsiusText, 2},
     ChannelRow{kCtcPlaces[3].name, ChanIn, kCelsiusText, 2},
 };
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{jofrartcptcCtlErrNotJofraRtcPtc,
              {"Device connected is not a JOFRA RTC/PTC", "L'appareil connecté n'est pas un JOFRA RTC/PTC"},
              "NOT_JOFRA_RTC_PTC",

@@ -21,10 +21,10 @@ inline constexpr ChannelId kSetPointChannel = 1;
 inline constexpr std::array<const char*, 2> kKeys = {"T=", "TSET="};
 // The bath takes and tells thousandths.
 inline constexpr int kResolution = 3;
-inline constexpr std::array kChannels = {ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, kResolution},
-                                         ChannelRow{"SETPOINT", ChanIO, kCelsiusText, kResolution}};
+inline constexpr auto kChannels = std::array{ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, kResolution},
+                                             ChannelRow{"SETPOINT", ChanIO, kCelsiusText, kResolution}};
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{kambicCtlErrNotKambic,
              {"Device connected is not a KAMBIC", "L'appareil connecté n'est pas un KAMBIC"},
              "NOT_KAMBIC",

@@ -37,7 +37,7 @@ inline constexpr auto kChannelNames = ChannelNames();
 
 inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
-inline constexpr std::array kModelWords = {EnumLabel{kMicrok, "microK"}, EnumLabel{kMillik, "milliK"}};
+inline constexpr auto kModelWords = std::array{EnumLabel{kMicrok, "microK"}, EnumLabel{kMillik, "milliK"}};
 
 //  MEAS:TEMP12? IEC60751(4-WIRE) , C    , 115   , NORM
 //           |   |                  |      |       |
@@ -46,7 +46,7 @@ inline constexpr std::array kModelWords = {EnumLabel{kMicrok, "microK"}, EnumLab
 //  MEAS:TEMP12? TYPE K           , C    , INT        reference junction, of thermocouples and voltages
 //  MEAS:TEMP12? 4                , C    , 115 , NORM user probe, by its number in the instrument's database
 enum Kind : std::uint32_t { kResistance, kPrt, kVoltage, kThermocouple, kCurrentInput, kNoKind };
-inline constexpr std::array kKindWords = {
+inline constexpr auto kKindWords = std::array{
     EnumLabel{kResistance, "RESISTANCE", {"resistance", "résistance"}},
     EnumLabel{kPrt, "PRT", {"PRT", "sonde platine"}},
     EnumLabel{kVoltage, "VOLTAGE", {"voltage", "tension"}},
@@ -56,7 +56,7 @@ inline constexpr std::array kKindWords = {
 
 // What a PRT or the current input is converted by, and the types of thermocouples.
 enum SubKind : std::uint32_t { kStandard, kUserProbe, kFirstThermocouple };
-inline constexpr std::array kSubKindWords = {
+inline constexpr auto kSubKindWords = std::array{
     EnumLabel{kStandard, "STANDARD", {"standard", "normalisée"}},
     EnumLabel{kUserProbe, "USER-PROBE", {"user probe", "sonde utilisateur"}},
     EnumLabel{2, "B"},
@@ -74,29 +74,29 @@ inline constexpr std::array kSubKindWords = {
 inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFirstThermocouple>();
 
 inline constexpr std::uint32_t kCelsius = 1;
-inline constexpr std::array kUnitWords = {EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
+inline constexpr auto kUnitWords = std::array{EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
 // How they are shown.
-inline constexpr std::array kUnitTexts = {"K", kCelsiusText, kFahrenheitText};
+inline constexpr auto kUnitTexts = std::array{"K", kCelsiusText, kFahrenheitText};
 
 // In ohms. The resolution of a resistance goes with them.
-inline constexpr std::array kRangeWords = {EnumLabel{0, "115", {"115 Ohms", "115 Ohms"}},
-                                           EnumLabel{1, "460", {"460 Ohms", "460 Ohms"}},
-                                           EnumLabel{2, "500000", {"500 kOhms", "500 kOhms"}}};
-inline constexpr std::array kRangeResolutions = {5, 4, 1};
+inline constexpr auto kRangeWords =
+    std::array{EnumLabel{0, "115", {"115 Ohms", "115 Ohms"}}, EnumLabel{1, "460", {"460 Ohms", "460 Ohms"}},
+               EnumLabel{2, "500000", {"500 kOhms", "500 kOhms"}}};
+inline constexpr auto kRangeResolutions = std::array{5, 4, 1};
 
-inline constexpr std::array kCurrentWords = {EnumLabel{0, "NORM"}, EnumLabel{1, "ROOT2"}};
+inline constexpr auto kCurrentWords = std::array{EnumLabel{0, "NORM"}, EnumLabel{1, "ROOT2"}};
 inline constexpr std::uint32_t kFourWires = 1;
-inline constexpr std::array kWiringWords = {EnumLabel{0, "3-WIRE", {"3 wires", "3 fils"}},
-                                            EnumLabel{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
-inline constexpr std::array kJunctionWords = {EnumLabel{0, "INT", {"internal", "interne"}},
-                                              EnumLabel{1, "NON", {"none", "aucune"}}};
-inline constexpr std::array kEnabledWords = {EnumLabel{0, "off", kOffText}, EnumLabel{1, "on", kOnText}};
+inline constexpr auto kWiringWords =
+    std::array{EnumLabel{0, "3-WIRE", {"3 wires", "3 fils"}}, EnumLabel{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
+inline constexpr auto kJunctionWords =
+    std::array{EnumLabel{0, "INT", {"internal", "interne"}}, EnumLabel{1, "NON", {"none", "aucune"}}};
+inline constexpr auto kEnabledWords = std::array{EnumLabel{0, "off", kOffText}, EnumLabel{1, "on", kOnText}};
 
 // The settings of one channel, in their stored order.
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
 
 inline constexpr unsigned kCodeBits = 8;
-inline constexpr std::array kFields = {
+inline constexpr auto kFields = std::array{
     ChannelField{".enabled", {": measured", " : mesurée"}, kCodeBits, kEnabledWords},
     ChannelField{".kind", {": kind of measurement", " : nature de la mesure"}, kCodeBits, kKindWords, kResistance},
     ChannelField{".sub-kind",
@@ -127,7 +127,7 @@ inline constexpr auto kSettings = [] {
   return rows;
 }();
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{microkCtlErrNotMicrok,
              {"Device connected is not a MicroK thermometer", "L'appareil connecté n'est pas un thermomètre MicroK"},
              "NOT_MICROK",

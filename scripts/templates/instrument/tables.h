@@ -10,19 +10,19 @@ namespace ulix::new_word {
 //  RATE FAST
 //       |
 //       how often it measures
-inline constexpr std::array kRateWords = {EnumLabel{0, "SLOW"}, EnumLabel{1, "FAST"}};
+inline constexpr auto kRateWords = std::array{EnumLabel{0, "SLOW"}, EnumLabel{1, "FAST"}};
 
 // The rows below, in order.
 enum SettingIndex { kRate };
 
-inline constexpr std::array kSettings = {
+inline constexpr auto kSettings = std::array{
     SettingRow{"rate", {"Measuring rate", "Cadence de mesure"}, 0, VariantType::kUi1, 0, 8, kRateWords, 0},
 };
 
 inline constexpr ChannelId kInChannel = 0;
-inline constexpr std::array kChannels = {ChannelRow{"IN", ChanIn, "V", 4}};
+inline constexpr auto kChannels = std::array{ChannelRow{"IN", ChanIn, "V", 4}};
 
-inline constexpr std::array kErrors = {
+inline constexpr auto kErrors = std::array{
     ErrorRow{new_wordCtlErrNotNewClass,
              {"Device connected is not a NEW_WORD", "L'appareil connecté n'est pas un NEW_WORD"},
              "NOT_NEW_WORD",
