@@ -1,7 +1,8 @@
 #include "core/acq_group.h"
 
 #include <algorithm>
-#include <string>
+#include <array>
+#include <cstdio>
 #include <utility>
 
 #include "base/trace.h"
@@ -15,15 +16,20 @@ constexpr Milliseconds kHandshake{1000};
 
 }  // namespace
 
-void TraceGroup(const ControlState& control, std::uint32_t group, const char* what) {
-  TraceLine(std::string("Instr") + control.driver->card().class_name + "::GrpID" + std::to_string(group) + "::" + what +
-            "\n");
+void TraceGroup(const ControlState& control, std::uint32_t group, const char* what) noexcept {
+  std::array<char, 160> line{};
+  const int length = std::snprintf(line.data(), line.size(), "Instr%s::GrpID%lu::%s\n",
+                                   control.driver->card().class_name, static_cast<unsigned long>(group), what);
+  TraceLine({line.data(), std::min(static_cast<std::size_t>(length), line.size() - 1)});
+}
+
+void FireError(const ControlState& control, HRESULT code) {
+  const bool own = IsOwnCode(control.driver->card(), code);
+  control.sinks.Fire(own ? &EventSink::DevError : &EventSink::SysError, code);
 }
 
 void FireFailure(const ControlState& control, HRESULT code) {
-  const ModelCard& card = control.driver->card();
-  if (!card.fires_errors) return;
-  control.sinks.Fire(IsOwnCode(card, code) ? &EventSink::DevError : &EventSink::SysError, code);
+  if (control.driver->card().fires_errors) FireError(control, code);
 }
 
 GroupSettings GroupState::Settings() const {
@@ -50,48 +56,49 @@ void GroupState::SetMember(ChannelId channel, bool member) {
   if (!member && was) members_.erase(at);
 }
 
-std::vector<ChannelId> GroupState::Members() const {
+void GroupState::GetMembers(std::vector<ChannelId>* members) const {
   const std::lock_guard lock(mutex_);
-  return members_;
+  members->assign(members_.begin(), members_.end());
 }
 
-void GroupState::ForceReport() {
+RunState::RunState(Clock& clock, std::size_t channels) : events(clock), last_reported(channels, 0.0F) {
+  scanned.reserve(channels);
+  arrays.reserve(channels);
+}
+
+void RunState::ForceReport() {
   const std::lock_guard lock(mutex_);
   report_forced_ = true;
 }
 
-bool GroupState::TakeReportDue(MonotonicTime now) {
+bool RunState::TakeReportDue(MonotonicTime now, std::uint32_t dead_time_max_s) {
   const std::lock_guard lock(mutex_);
-  std::optional<Milliseconds> silence;
-  if (last_report_) silence = std::chrono::duration_cast<Milliseconds>(now - *last_report_);
-  return std::exchange(report_forced_, false) || ReportIntervalIsOver(silence, settings_.dead_time_max_s);
+  std::optional<Milliseconds> interval;
+  if (last_report_) interval = std::chrono::duration_cast<Milliseconds>(now - *last_report_);
+  return std::exchange(report_forced_, false) || ReportIntervalIsOver(interval, dead_time_max_s);
 }
 
-void GroupState::ForgetLastReport() {
-  const std::lock_guard lock(mutex_);
-  last_report_.reset();
-}
-
-void GroupState::NoteReport(MonotonicTime now) {
+void RunState::NoteReport(MonotonicTime now) {
   const std::lock_guard lock(mutex_);
   last_report_ = now;
 }
 
 GroupRun::GroupRun(std::shared_ptr<ControlState> control, std::shared_ptr<GroupState> group)
-    : control_(std::move(control)), group_(std::move(group)), events_(std::make_shared<GroupEvents>(control_->clock)) {}
+    : control_(std::move(control)),
+      group_(std::move(group)),
+      state_(std::make_shared<RunState>(control_->clock, control_->channels.size())) {}
 
 void GroupRun::StartTimer() {
   const std::lock_guard lock(mutex_);
-  timer_ =
-      std::make_unique<Worker>([control = control_, group = group_, events = events_, start = control_->clock.Now()] {
-        TimerThreadProc(*control, *group, *events, start);
-      });
+  timer_ = std::make_unique<Worker>([control = control_, group = group_, run = state_, start = control_->clock.Now()] {
+    TimerThreadProc(*control, *group, run->events, start);
+  });
 }
 
 void GroupRun::StartScan() {
   const std::lock_guard lock(mutex_);
   scan_ = std::make_unique<Worker>(
-      [control = control_, group = group_, events = events_] { ScanThreadProc(*control, *group, *events); });
+      [control = control_, group = group_, run = state_] { ScanThreadProc(*control, *group, *run); });
 }
 
 bool GroupRun::HasTimer() const {
@@ -107,13 +114,13 @@ void GroupRun::End(Ending ending) {
     scan = std::move(scan_);
   }
   if (timer) {
-    events_->Set(KillTimer);
-    events_->Reset(TimeToScan);
+    state_->events.Set(KillTimer);
+    state_->events.Reset(TimeToScan);
     Finish(std::move(timer), TimerKilled, "Stop: Unable to kill Timer Thread");
-    events_->Reset(TimeToScan);  // a tick that raced in is dropped
+    state_->events.Reset(TimeToScan);  // a tick that raced in is dropped
   }
   if (scan) {
-    events_->Set(KillScan);
+    state_->events.Set(KillScan);
     Finish(std::move(scan), ScanKilled,
            ending == Ending::kStop ? "Stop: Unable to kill Scan Thread" : "ImmediateRead: Unable to kill Scan Thread");
   }
@@ -121,7 +128,7 @@ void GroupRun::End(Ending ending) {
 
 void GroupRun::Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const char* failure) {
   if (worker->IsCaller()) return worker->LeaveBehind();
-  if (events_->Wait(killed, Deadline::In(control_->clock, kHandshake))) return worker->Join();
+  if (state_->events.Wait(killed, Deadline::In(control_->clock, kHandshake))) return worker->Join();
   TraceGroup(*control_, group_->id, failure);
   worker->LeaveBehind();
 }
@@ -153,8 +160,8 @@ HRESULT AcqGroup::Stop() {
 void AcqGroup::TellToEnd() {
   const std::lock_guard lock(mutex_);
   if (!run_) return;
-  run_->events().Set(KillTimer);
-  run_->events().Set(KillScan);
+  run_->state().events.Set(KillTimer);
+  run_->state().events.Set(KillScan);
 }
 
 bool AcqGroup::IsRunning() const {
@@ -162,20 +169,25 @@ bool AcqGroup::IsRunning() const {
   return run_ && run_->HasTimer();
 }
 
+bool AcqGroup::IsActive() const {
+  const std::lock_guard lock(mutex_);
+  return run_ != nullptr;
+}
+
 HRESULT AcqGroup::ImmediateRead() {
   std::shared_ptr<GroupRun> run;
   {
     const std::lock_guard lock(mutex_);
     if (run_) {
-      state_->ForceReport();
-      run_->events().Set(TimeToScan);
+      run_->state().ForceReport();
+      run_->state().events.Set(TimeToScan);
       return S_OK;
     }
     run = std::make_shared<GroupRun>(control_, state_);
     run->StartScan();
     run_ = run;
   }
-  ScanOnce(run);
+  ScanOnce(run->state().events);
   {
     const std::lock_guard lock(mutex_);
     if (run_ == run) run_.reset();
@@ -184,15 +196,15 @@ HRESULT AcqGroup::ImmediateRead() {
   return S_OK;
 }
 
-void AcqGroup::ScanOnce(const std::shared_ptr<GroupRun>& run) {
-  GroupEvents& events = run->events();
+void AcqGroup::ScanOnce(GroupEvents& events) {
   Clock& clock = control_->clock;
-  if (!events.Wait(ScanCreated | ScanKilled, Deadline::In(clock, kHandshake))) {
+  // A thread that could not open the link has ended without being created.
+  if (!(events.Wait(ScanCreated | ScanKilled, Deadline::In(clock, kHandshake)) & ScanCreated)) {
     TraceGroup(*control_, id(), "ImmediateRead: Scanning Not Created");
   }
   events.Set(TimeToScan);
   const Milliseconds period{state_->Settings().period_ms};
-  if (!events.Wait(ScanDone | ScanKilled, Deadline::In(clock, period))) {
+  if (!(events.Wait(ScanDone | ScanKilled, Deadline::In(clock, period)) & ScanDone)) {
     TraceGroup(*control_, id(), "ImmediateRead: No Scanning done");
   }
 }

@@ -25,6 +25,7 @@ struct ControlState {
   Clock& clock;
   ChannelTable channels;
   EventSinks sinks;
+  std::mutex write_mutex;  // held from a value's place in the channel table to what the instrument says of it
 };
 
 // What a group's threads share with it.
@@ -38,21 +39,39 @@ class GroupState {
 
   bool IsMember(ChannelId channel) const;
   void SetMember(ChannelId channel, bool member);
-  std::vector<ChannelId> Members() const;  // in the order of their ids
+  // In the order of their ids, in place of what `members` held.
+  void GetMembers(std::vector<ChannelId>* members) const;
+
+ private:
+  mutable std::mutex mutex_;
+  GroupSettings settings_;          // guarded by mutex_
+  std::vector<ChannelId> members_;  // guarded by mutex_; sorted: each scan takes them
+};
+
+// What the threads of one run share with whoever started it. A thread that was left behind keeps its own and disturbs
+// no later run. All memory that scans need is taken when it is made.
+class RunState {
+ public:
+  RunState(Clock& clock, std::size_t channels);
+
+  GroupEvents events;
 
   // The next scan to begin reports whatever its values are.
   void ForceReport();
-  // Whether the scan that begins at `now` reports in any case: it was asked to, or the silence has lasted too long.
-  bool TakeReportDue(MonotonicTime now);
-  void ForgetLastReport();
+  // Whether the scan that begins at `now` reports in any case: it was asked to, nothing was reported yet, or the last
+  // report is longer ago than the maximum dead time.
+  bool TakeReportDue(MonotonicTime now, std::uint32_t dead_time_max_s);
   void NoteReport(MonotonicTime now);
 
+  // Of the scan thread alone. The dead band is measured from the last reported values, not from the channel records.
+  std::vector<float> last_reported;
+  std::vector<ChannelId> scanned;
+  ChannelArrays arrays;
+
  private:
-  mutable std::mutex mutex_;  // guards all below
-  GroupSettings settings_;
-  std::vector<ChannelId> members_;  // sorted: each scan takes them
-  std::optional<MonotonicTime> last_report_;
-  bool report_forced_ = false;
+  std::mutex mutex_;
+  std::optional<MonotonicTime> last_report_;  // guarded by mutex_
+  bool report_forced_ = false;                // guarded by mutex_
 };
 
 // The threads of one run, or of one immediate read (a scan thread alone).
@@ -66,7 +85,7 @@ class GroupRun {
   void StartTimer();
   void StartScan();
   bool HasTimer() const;
-  GroupEvents& events() { return *events_; }
+  RunState& state() { return *state_; }
   // What ends the threads: traces name it.
   enum class Ending { kStop, kImmediateRead };
   // Tells the threads to end and waits at most a second for each; one that does not come is left behind. At once inside
@@ -77,7 +96,7 @@ class GroupRun {
   void Finish(std::unique_ptr<Worker> worker, GroupEvent killed, const char* failure);
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> group_;
-  std::shared_ptr<GroupEvents> events_;
+  std::shared_ptr<RunState> state_;
   mutable std::mutex mutex_;
   std::unique_ptr<Worker> timer_;  // guarded by mutex_
   std::unique_ptr<Worker> scan_;   // guarded by mutex_
@@ -99,24 +118,27 @@ class AcqGroup {
   // For a Stop that is to come: its threads end as soon as they can, and fire nothing more.
   void TellToEnd();
   bool IsRunning() const;
+  bool IsActive() const;  // running, or being read at once
   // A running group scans as soon as it can and reports; the call does not wait. A stopped one is scanned once, and the
   // call waits for it: at most a second for the thread, one period for the scan, a second for the end.
   HRESULT ImmediateRead();
 
  private:
   std::shared_ptr<GroupRun> TakeRun();
-  void ScanOnce(const std::shared_ptr<GroupRun>& run);
+  void ScanOnce(GroupEvents& events);
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> state_;
   mutable std::mutex mutex_;
   std::shared_ptr<GroupRun> run_;  // guarded by mutex_; null while stopped
 };
 
-// Tells the sinks of a failed connection or reading, where the model does so: DevError for a code of the control's own
-// block, SysError for any other.
+// Tells the sinks of a failure: DevError for a code of the control's own block, SysError for any other.
+void FireError(const ControlState& control, HRESULT code);
+// The same for a failed connection or reading, where the model tells of those.
 void FireFailure(const ControlState& control, HRESULT code);
 
-// "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n": a trace line of a control's group.
-void TraceGroup(const ControlState& control, std::uint32_t group, const char* what);
+// "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n": a trace line of a control's group. Left out
+// when there is no memory for it.
+void TraceGroup(const ControlState& control, std::uint32_t group, const char* what) noexcept;
 
 }  // namespace ulix

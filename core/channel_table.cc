@@ -2,7 +2,8 @@
 
 namespace ulix {
 
-ChannelTable::ChannelTable(std::span<const ChannelRow> rows) : rows_(rows), records_(rows.size()) {
+ChannelTable::ChannelTable(std::span<const ChannelRow> rows)
+    : rows_(rows), records_(rows.size()), changes_(rows.size()) {
   for (ChannelId id = 0; id < rows.size(); ++id) records_[id].id = id;
   ResetDirections();
 }
@@ -28,14 +29,32 @@ GroupChannel ChannelTable::Record(ChannelId id) const {
   return records_[id];
 }
 
-void ChannelTable::Store(const GroupChannel& record) {
+GroupChannel ChannelTable::Store(const ChannelReading& reading) {
   const std::lock_guard lock(mutex_);
-  if (record.read_at >= records_[record.id].read_at) records_[record.id] = record;
+  GroupChannel& record = records_[reading.id];
+  const GroupChannel read = {.id = reading.id,
+                             .value = reading.value.value_or(record.value),
+                             .error = reading.error,
+                             .time = reading.time,
+                             .read_at = reading.read_at,
+                             .doubt = reading.doubt};
+  if (read.read_at < record.read_at) return read;
+  record = read;
+  ++changes_[reading.id];
+  return read;
 }
 
-void ChannelTable::Replace(const GroupChannel& record) {
+ChannelTable::Writing ChannelTable::BeginWriting(ChannelId id, float value, Date time) {
   const std::lock_guard lock(mutex_);
-  records_[record.id] = record;
+  const GroupChannel before = records_[id];
+  records_[id] = {.id = id, .value = value, .error = S_OK, .time = time, .read_at = before.read_at};
+  return {before, ++changes_[id]};
+}
+
+void ChannelTable::TakeBack(const Writing& writing) {
+  const std::lock_guard lock(mutex_);
+  const ChannelId id = writing.before.id;
+  if (changes_[id] == writing.change) records_[id] = writing.before;
 }
 
 }  // namespace ulix

@@ -1,6 +1,6 @@
 #include "core/group_events.h"
 
-#include <algorithm>
+#include <bit>
 
 namespace ulix {
 
@@ -10,7 +10,7 @@ void GroupEvents::Set(GroupEvent event) {
   {
     const std::lock_guard lock(mutex_);
     set_ |= event;
-    awaited = std::any_of(awaited_.begin(), awaited_.end(), [event](unsigned events) { return (events & event) != 0; });
+    awaited = waiters_[static_cast<std::size_t>(std::countr_zero(static_cast<unsigned>(event)))] > 0;
   }
   if (awaited) changed_.notify_all();
 }
@@ -25,13 +25,19 @@ bool GroupEvents::IsSet(GroupEvent event) const {
   return (set_ & event) != 0;
 }
 
+void GroupEvents::CountWaiter(unsigned events, int change) {
+  for (std::size_t bit = 0; bit < waiters_.size(); ++bit) {
+    if ((events >> bit & 1U) != 0) waiters_[bit] += change;
+  }
+}
+
 unsigned GroupEvents::Wait(unsigned events, Deadline deadline) {
   std::unique_lock lock(mutex_);
-  awaited_.push_back(events);
+  CountWaiter(events, 1);
   while ((set_ & events) == 0 && !deadline.Passed(clock_)) {
     clock_.WaitUntil(lock, changed_, deadline.WaitPoint(clock_));
   }
-  awaited_.erase(std::find(awaited_.begin(), awaited_.end(), events));
+  CountWaiter(events, -1);
   return set_ & events;
 }
 

@@ -1,10 +1,9 @@
-// The seven manual-reset events by which a group and its threads talk. One set per run: a thread that was left behind
-// keeps its own and disturbs no later run.
+// The seven manual-reset events by which a group and its threads talk.
 #pragma once
 
+#include <array>
 #include <condition_variable>
 #include <mutex>
-#include <vector>
 
 #include "platform/clock.h"
 
@@ -19,7 +18,9 @@ enum GroupEvent : unsigned {
   KillScan = 1U << 5,
   ScanKilled = 1U << 6,
 };
+inline constexpr std::size_t kGroupEventCount = 7;
 
+// Nothing here allocates: a thread can always be told to end.
 class GroupEvents {
  public:
   explicit GroupEvents(Clock& clock) : clock_(clock) {}
@@ -30,11 +31,12 @@ class GroupEvents {
   unsigned Wait(unsigned events, Deadline deadline);
 
  private:
+  void CountWaiter(unsigned events, int change);
   Clock& clock_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  unsigned set_ = 0;               // guarded by mutex_
-  std::vector<unsigned> awaited_;  // guarded by mutex_; what each waiting thread waits for
+  unsigned set_ = 0;                             // guarded by mutex_
+  std::array<int, kGroupEventCount> waiters_{};  // guarded by mutex_; threads that wait for each event, by its bit
 };
 
 }  // namespace ulix

@@ -11,6 +11,6 @@ void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& even
 
 // Opens the link if need be (and ends when that fails), then scans at each TimeToScan until KillScan. Once KillScan is
 // set it fires nothing more.
-void ScanThreadProc(ControlState& control, GroupState& group, GroupEvents& events);
+void ScanThreadProc(ControlState& control, GroupState& group, RunState& run);
 
 }  // namespace ulix

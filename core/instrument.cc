@@ -18,18 +18,21 @@ Instrument::Instrument(std::unique_ptr<Driver> driver, Options options)
 // one.
 Instrument::~Instrument() {
   EndGroups();
-  if (control_->driver->IsBusy()) {
-    control_->driver->InterruptWaits();
-  } else if (connected_) {
-    control_->driver->Disconnect();
-  }
+  Guarded([this] {
+    if (control_->driver->IsBusy()) {
+      control_->driver->InterruptWaits();
+    } else if (connected_) {
+      control_->driver->Disconnect();
+    }
+    return S_OK;
+  });
 }
 
 const ModelCard& Instrument::card() const { return control_->driver->card(); }
 Settings& Instrument::settings() { return control_->driver->settings(); }
 EventSinks& Instrument::events() { return control_->sinks; }
-bool Instrument::IsDirty() const { return dirty_; }
-void Instrument::MarkDirty() { dirty_ = true; }
+bool Instrument::IsDirty() const { return changes_ != saved_changes_; }
+void Instrument::MarkDirty() { ++changes_; }
 
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Localized(TextId::kNotOpened, options_.language);
@@ -37,6 +40,16 @@ std::string Instrument::DescriptionOf(HRESULT code) const {
   if (const auto text = control_->driver->link().Description(code)) return Localized(*text, options_.language);
   const ErrorRow* row = FindErrorText(*control_->driver, code);
   return row ? row->long_text.In(options_.language) : std::string();
+}
+
+void Instrument::DescribeFailure(HRESULT code) const noexcept {
+  ErrorInfo info{.code = code};
+  try {
+    info.description = DescriptionOf(code);
+  } catch (...) {
+    info.description.clear();
+  }
+  SetLastErrorInfo(std::move(info));
 }
 
 HRESULT Instrument::Version(std::string* version) {
@@ -105,13 +118,26 @@ HRESULT Instrument::SetSerialParams(const SerialParams& params) {
     if (!CanBeKept(params)) return E_INVALIDARG;
     SerialLink* line = control_->driver->link().serial();
     const HRESULT result = line ? line->ChooseParams(params) : E_NOTIMPL;
-    if (Succeeded(result)) dirty_ = true;
+    if (Succeeded(result)) MarkDirty();
     return result;
   });
 }
 
 HRESULT Instrument::CheckLink() {
   return Member([&] { return control_->driver->link().Check(); });
+}
+
+HRESULT Instrument::SetSetPointObject(SetPointObject object) {
+  return Member([&] {
+    SetPointForwarding* forwarding = control_->driver->set_point_forwarding();
+    if (forwarding == nullptr) return E_NOTIMPL;
+    forwarding->SetObject(std::move(object));
+    return S_OK;
+  });
+}
+
+HRESULT Instrument::CheckPresence() {
+  return Guarded([&] { return control_->driver->Presence(); });
 }
 
 HRESULT Instrument::GetNetworkAddress(std::optional<NetworkAddress>* address) {
@@ -129,7 +155,7 @@ HRESULT Instrument::SetNetworkAddress(const std::optional<NetworkAddress>& addre
     NetworkSetting* network = control_->driver->link().network();
     if (!network) return E_NOTIMPL;
     network->SetAddress(address);
-    dirty_ = true;
+    MarkDirty();
     return S_OK;
   });
 }
@@ -194,7 +220,7 @@ HRESULT Instrument::ReadCfg() {
   return WhenConnected([&] {
     ProgramTransfer* program = control_->driver->program();
     const HRESULT result = program ? ReadOwnProgram(*program) : control_->driver->ReadCfg();
-    if (Succeeded(result)) dirty_ = true;
+    if (Succeeded(result)) MarkDirty();
     return result;
   });
 }

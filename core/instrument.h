@@ -142,7 +142,9 @@ class Instrument {
   // The configuration stream: versions, settings, link, groups, ids, directions. Loading resets first, stops the groups
   // and starts none; only a stream that does not begin with two version words is refused (E_INVALIDARG, defaults kept),
   // anything wrong later cuts the load there.
-  HRESULT Save(ByteStream& stream);
+  // A save that fails, also at the `tail`, bytes of the caller's own that follow the configuration, leaves it dirty.
+  HRESULT Save(ByteStream& stream, std::string_view tail = {});
+  HRESULT SaveCopy(ByteStream& stream);  // the same stream; what was dirty stays so
   HRESULT Load(ByteStream& stream);
   bool IsDirty() const;
   void MarkDirty();
@@ -166,8 +168,13 @@ class Instrument {
 
   // Asks the instrument which channels it has, where the model leaves that to it. Needs the connection.
   HRESULT RefreshChannels();
+  // Where set points go of a model and a configuration that forward them (drivers/set_point_forwarding.h); an empty one
+  // takes the object away. E_NOTIMPL for a model that forwards none.
+  HRESULT SetSetPointObject(SetPointObject object);
   // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
   HRESULT CheckLink();
+  // Whether the device is still on its line: S_OK, or the code that a reading would fail with. No exchange, no wait.
+  HRESULT CheckPresence();
   // Where the instrument is on a network; none while its link is a serial one; E_NOTIMPL for a model that is on none.
   HRESULT GetNetworkAddress(std::optional<NetworkAddress>* address);
   HRESULT SetNetworkAddress(const std::optional<NetworkAddress>& address);
@@ -194,6 +201,10 @@ class Instrument {
   template <typename Body>
   HRESULT Member(Body&& body);
   template <typename Body>
+  HRESULT Guarded(Body&& body);
+  // Sets the calling thread's error information; without a text when there is no memory for one.
+  void DescribeFailure(HRESULT code) const noexcept;
+  template <typename Body>
   HRESULT WithGroup(std::uint32_t id, Body&& body);
   template <typename Ask>
   HRESULT AskUser(std::int32_t* result, Ask&& ask);
@@ -201,6 +212,7 @@ class Instrument {
   HRESULT WhenConnected(Act&& act);
   std::shared_ptr<AcqGroup> FindGroup(std::uint32_t id) const;
   std::vector<std::shared_ptr<AcqGroup>> GroupList() const;
+  std::shared_ptr<AcqGroup> FirstActiveGroup() const;
   std::uint32_t HighestGroup() const;
   void StopGroups();
   void EndGroups();
@@ -224,13 +236,16 @@ class Instrument {
   HRESULT SendValue(ChannelId channel, float value);
 
   void ResetToDefaults();
+  void MarkClean() { saved_changes_ = changes_.load(); }
+  HRESULT WriteConfiguration(ByteStream& stream) const;
   HRESULT LoadRows(VariantReader& reader);
   HRESULT LoadGroups(VariantReader& reader);
 
   const std::shared_ptr<ControlState> control_;
   const Options options_;
   std::atomic<bool> connected_ = false;
-  std::atomic<bool> dirty_ = false;
+  std::atomic<std::uint64_t> changes_ = 0;        // of what a stream keeps, so far
+  std::atomic<std::uint64_t> saved_changes_ = 0;  // those that the last save, load or reset has
   mutable std::mutex mutex_;
   std::vector<std::shared_ptr<AcqGroup>> groups_;  // guarded by mutex_, in creation order
   std::uint32_t highest_group_ = 0;                // guarded by mutex_

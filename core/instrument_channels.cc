@@ -99,22 +99,26 @@ HRESULT Instrument::GetChansVals(std::span<const ChannelId> channels, ChannelArr
     ChannelArrays copied;
     for (const ChannelId id : channels) {
       if (!control_->channels.Knows(id)) return E_INVALIDARG;
-      const GroupChannel record = control_->channels.Record(id);
-      copied.Add(id, record.value, record.error, record.time);
+      copied.Add(control_->channels.Record(id));
     }
     *arrays = std::move(copied);
     return S_OK;
   });
 }
 
-// The record has the new value while it is sent, and its old one back when that fails.
+// The record has the new value while it is sent, and loses it again when the instrument refuses it.
 HRESULT Instrument::SendValue(ChannelId channel, float value) {
-  const GroupChannel before = control_->channels.Record(channel);
-  control_->channels.Replace({channel, value, S_OK, control_->clock.LocalTime(), control_->clock.Now()});
-  const SettingsWatch watch(*this);
-  const HRESULT result = control_->driver->WriteChannel(channel, value);
-  if (Failed(result)) control_->channels.Replace(before);
-  return result;
+  const std::lock_guard lock(control_->write_mutex);
+  const auto writing = control_->channels.BeginWriting(channel, value, control_->clock.LocalTime());
+  try {
+    const SettingsWatch watch(*this);
+    const HRESULT result = control_->driver->WriteChannel(channel, value);
+    if (Failed(result)) control_->channels.TakeBack(writing);
+    return result;
+  } catch (...) {
+    control_->channels.TakeBack(writing);
+    throw;
+  }
 }
 
 HRESULT Instrument::CheckOutput(ChannelId channel) const {
@@ -134,13 +138,15 @@ HRESULT Instrument::SetChanVal(ChannelId channel, const Value& value) {
 HRESULT Instrument::SetChansVals(std::span<const ChannelId> channels, std::span<const Value> values) {
   return Member([&]() -> HRESULT {
     if (channels.size() != values.size()) return E_INVALIDARG;
-    if (!connected_) return E_UNEXPECTED;
     std::vector<float> numbers;
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-      const auto number = NumberIn(values[i]);
+    for (const Value& value : values) {
+      const auto number = NumberIn(value);
       if (!number) return E_INVALIDARG;
-      if (const HRESULT result = CheckOutput(channels[i]); Failed(result)) return result;
       numbers.push_back(*number);
+    }
+    if (!connected_) return E_UNEXPECTED;
+    for (const ChannelId channel : channels) {
+      if (const HRESULT result = CheckOutput(channel); Failed(result)) return result;
     }
     for (std::size_t i = 0; i < channels.size(); ++i) {
       if (const HRESULT result = SendValue(channels[i], numbers[i]); Failed(result)) return result;

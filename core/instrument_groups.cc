@@ -31,13 +31,23 @@ std::uint32_t Instrument::HighestGroup() const {
   return highest_group_;
 }
 
+std::shared_ptr<AcqGroup> Instrument::FirstActiveGroup() const {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::ranges::find_if(groups_, [](const auto& group) { return group->IsActive(); });
+  return found == groups_.end() ? nullptr : *found;
+}
+
+// Allocates nothing: groups can always be stopped.
 void Instrument::StopGroups() {
-  for (const auto& group : GroupList()) group->Stop();
+  while (const auto group = FirstActiveGroup()) group->Stop();
 }
 
 // Before the instrument is left: what its groups wait for does not matter any more.
 void Instrument::EndGroups() {
-  for (const auto& group : GroupList()) group->TellToEnd();
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& group : groups_) group->TellToEnd();
+  }
   const WaitInterruption interruption(*control_->driver);
   StopGroups();
 }
@@ -60,7 +70,7 @@ HRESULT Instrument::CreateGroup(std::uint32_t* group) {
     if (ids_used_up) return E_UNEXPECTED;
     groups_.push_back(std::make_shared<AcqGroup>(highest_group_ + 1, control_));
     *group = ++highest_group_;
-    dirty_ = true;
+    MarkDirty();
     return S_OK;
   });
   if (ids_used_up) SetLastErrorInfo({E_UNEXPECTED, Localized(TextId::kNoGroupId, options_.language)});
@@ -73,7 +83,7 @@ HRESULT Instrument::RemoveGroup(std::uint32_t group) {
       removed.Stop();
       const std::lock_guard lock(mutex_);
       std::erase_if(groups_, [&](const auto& entry) { return entry.get() == &removed; });
-      dirty_ = true;
+      MarkDirty();
       return S_OK;
     });
   });
@@ -91,7 +101,7 @@ HRESULT Instrument::SetGroupSettings(std::uint32_t group, const GroupSettings& s
     if (!std::isfinite(settings.dead_band_percent) || !std::isfinite(settings.dead_band_abs)) return E_INVALIDARG;
     return WithGroup(group, [&](AcqGroup& found) {
       found.state().SetSettings(settings);
-      dirty_ = true;
+      MarkDirty();
       return S_OK;
     });
   });
@@ -135,7 +145,7 @@ HRESULT Instrument::SetGroupMember(std::uint32_t group, ChannelId channel, bool 
     if (!channels.IsReadable(channel) || channels.Direction(channel) == ChanOut) return E_INVALIDARG;
     return WithGroup(group, [&](AcqGroup& found) {
       found.state().SetMember(channel, member);
-      dirty_ = true;
+      MarkDirty();
       return S_OK;
     });
   });

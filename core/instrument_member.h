@@ -10,18 +10,21 @@ namespace ulix {
 
 template <typename Body>
 HRESULT Instrument::Member(Body&& body) {
-  HRESULT result = S_OK;
-  std::string description;
-  try {
-    result = body();
-    if (Failed(result)) description = DescriptionOf(result);
-  } catch (const std::bad_alloc&) {
-    result = E_OUTOFMEMORY;
-  } catch (...) {
-    result = card().exception_code;
-  }
-  if (Failed(result)) SetLastErrorInfo({result, std::move(description)});
+  const HRESULT result = Guarded(std::forward<Body>(body));
+  if (Failed(result)) DescribeFailure(result);
   return result;
+}
+
+// No exception leaves it.
+template <typename Body>
+HRESULT Instrument::Guarded(Body&& body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return card().exception_code;
+  }
 }
 
 template <typename Body>
@@ -30,8 +33,8 @@ HRESULT Instrument::WithGroup(std::uint32_t id, Body&& body) {
   return group ? body(*group) : E_INVALIDARG;
 }
 
-// While it lives, a driver may correct its settings, as one that is told an address out of range: then there is something
-// to save.
+// While it lives, a driver may correct its settings, as one that is told an address out of range: then there is
+// something to save.
 class Instrument::SettingsWatch {
  public:
   explicit SettingsWatch(Instrument& instrument) : instrument_(instrument), before_(instrument.settings().Current()) {}

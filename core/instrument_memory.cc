@@ -12,10 +12,7 @@ constexpr std::int32_t kLastCycleBlock = kLastMemBlock + 1;
 class Collector final : public RecordSink {
  public:
   HRESULT Take(const ChannelArrays& records) override {
-    Append(all_.ids, records.ids);
-    Append(all_.values, records.values);
-    Append(all_.errors, records.errors);
-    Append(all_.times, records.times);
+    all_.Append(records);
     return S_OK;
   }
   HRESULT Complete() override {
@@ -26,10 +23,6 @@ class Collector final : public RecordSink {
   bool complete = false;
 
  private:
-  template <typename T>
-  static void Append(std::vector<T>& to, const std::vector<T>& from) {
-    to.insert(to.end(), from.begin(), from.end());
-  }
   ChannelArrays all_;
 };
 
@@ -114,7 +107,10 @@ HRESULT Instrument::StreamMemBlock(std::int32_t block, std::uint32_t records_max
     if (const HRESULT result = sink.Complete(); Failed(result)) return result;
     *records_read = total;
     // A part of a block is never cleared, on purpose. Of an empty one nothing is: 0 would clear what came since.
-    return clear && records_max == 0 && read->held > 0 ? memory.Clear(id, read->held) : S_OK;
+    if (!clear || records_max != 0 || read->held == 0) return S_OK;
+    const HRESULT cleared = memory.Clear(id, read->held);
+    if (Failed(cleared)) FireError(*control_, cleared);
+    return cleared;
   });
 }
 
@@ -228,7 +224,7 @@ Expected<std::string> Instrument::ProgramFile(bool to_write) {
     if (const HRESULT result = control_->driver->program()->Check(platform::PathFromAnsi(*path)); Failed(result))
       return Failure(result);
   }
-  dirty_ = true;
+  MarkDirty();
   const HRESULT result = settings().SetText(*row, *path);
   return Failed(result) ? Failure(result) : Expected<std::string>(*path);
 }

@@ -53,7 +53,7 @@ void TraceVersion(const char* what, std::uint32_t ms, std::uint32_t ls) {
 HRESULT Instrument::InitNew() {
   return Member([&] {
     ResetToDefaults();
-    dirty_ = false;
+    MarkClean();
     return S_OK;
   });
 }
@@ -70,24 +70,35 @@ void Instrument::ResetToDefaults() {
   control_->channels.ResetDirections();
 }
 
-HRESULT Instrument::Save(ByteStream& stream) {
+HRESULT Instrument::WriteConfiguration(ByteStream& stream) const {
+  TraceVersion("Write", FileVersionMS(), FileVersionLS());
+  VariantWriter writer(stream);
+  writer.Ui4(FileVersionMS());
+  writer.Ui4(FileVersionLS());
+  control_->driver->settings().Save(writer);
+  control_->driver->link().SaveParams(writer);
+  const auto groups = GroupList();
+  writer.Ui2(static_cast<std::uint16_t>(groups.size()));
+  for (const auto& group : groups) SaveGroup(writer, *group, control_->channels);
+  writer.Ui4(HighestGroup());
+  for (ChannelId id = 0; id < control_->channels.size(); ++id) {
+    writer.I2(static_cast<std::int16_t>(control_->channels.Direction(id)));
+  }
+  return writer.result();
+}
+
+HRESULT Instrument::Save(ByteStream& stream, std::string_view tail) {
   return Member([&] {
-    TraceVersion("Write", FileVersionMS(), FileVersionLS());
-    VariantWriter writer(stream);
-    writer.Ui4(FileVersionMS());
-    writer.Ui4(FileVersionLS());
-    settings().Save(writer);
-    control_->driver->link().SaveParams(writer);
-    const auto groups = GroupList();
-    writer.Ui2(static_cast<std::uint16_t>(groups.size()));
-    for (const auto& group : groups) SaveGroup(writer, *group, control_->channels);
-    writer.Ui4(HighestGroup());
-    for (ChannelId id = 0; id < control_->channels.size(); ++id) {
-      writer.I2(static_cast<std::int16_t>(control_->channels.Direction(id)));
-    }
-    dirty_ = false;
-    return writer.result();
+    const std::uint64_t written = changes_;  // a change that comes during the writing is not saved by it
+    HRESULT result = WriteConfiguration(stream);
+    if (Succeeded(result) && !tail.empty()) result = stream.Write(tail);
+    if (Succeeded(result)) saved_changes_ = written;
+    return result;
   });
+}
+
+HRESULT Instrument::SaveCopy(ByteStream& stream) {
+  return Member([&] { return WriteConfiguration(stream); });
 }
 
 HRESULT Instrument::Load(ByteStream& stream) {
@@ -99,7 +110,7 @@ HRESULT Instrument::Load(ByteStream& stream) {
     if (!version_ms || !version_ls) return E_INVALIDARG;
     TraceVersion("Read", *version_ms, *version_ls);
     LoadRows(reader);  // a cut from here on is silent: what was read stays, the rest keeps its default
-    dirty_ = false;
+    MarkClean();
     return S_OK;
   });
 }

@@ -13,6 +13,7 @@
 #include "drivers/model_card.h"
 #include "drivers/program_transfer.h"
 #include "drivers/recorded_memory.h"
+#include "drivers/set_point_forwarding.h"
 #include "drivers/wire.h"
 #include "resources/texts.h"
 #include "sessions/session.h"
@@ -50,6 +51,7 @@ struct ChannelTraits {
 struct Facilities {
   RecordedMemory* memory = nullptr;
   ProgramTransfer* program = nullptr;
+  SetPointForwarding* set_point_forwarding = nullptr;
 };
 
 // Members that use the link may be called from several threads: each whole exchange (query and reply, or a sequence
@@ -116,6 +118,7 @@ class Driver : protected SessionPeer {
 
   RecordedMemory* memory() const { return facilities_.memory; }
   ProgramTransfer* program() const { return facilities_.program; }
+  SetPointForwarding* set_point_forwarding() const { return facilities_.set_point_forwarding; }
 
  protected:
   Session& session() { return session_; }

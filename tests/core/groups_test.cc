@@ -39,7 +39,7 @@ class Groups : public testing::Test {
   Reading Read() {
     reads.Update([](int& count) { ++count; });
     gate.Await([](bool open) { return open; });
-    return code == kWarning ? Reading{S_OK, value, Doubt::kNoValue} : Reading{code, value};
+    return {code, value, doubt};
   }
   void Hold() {
     gate.Update([](bool& open) { open = false; });
@@ -69,8 +69,8 @@ class Groups : public testing::Test {
   Watched<int> reads;
   Watched<bool> gate{true};
   std::atomic<float> value = 1.0F;
-  static constexpr HRESULT kWarning = 1;
   std::atomic<HRESULT> code = S_OK;
+  std::atomic<Doubt> doubt = Doubt::kNone;
   FakeDriver* driver = nullptr;
   std::unique_ptr<Instrument> instrument;
   std::uint32_t group = 0;
@@ -113,28 +113,144 @@ TEST_F(Groups, ASteadyValueIsSilentUntilTheLongestSilence) {
   EXPECT_TRUE(sink->AwaitReports(steady + 1));
 }
 
-TEST_F(Groups, AFailureIsReportedAndTheScanGoesOn) {
+TEST_F(Groups, WarningInPlaceOfAValue_KeepsTheRecordsValueWithoutAnError) {
   MakeInstrument(clock);
   instrument->RunGroup(group);
   struct Case {
-    HRESULT given;
+    HRESULT code;
     float value;
-    HRESULT reported;
+    Doubt doubt;
     float kept;
   };
-  const Case cases[] = {{kWarning, 99, kNoValueYet, 0},  // a warning without a value to keep
-                        {serialCommErrUnableToReadComm, 1, serialCommErrUnableToReadComm, 0},
-                        {S_OK, 2, S_OK, 2},
-                        {kWarning, 99, S_OK, 2}};  // a warning keeps the value
+  const Case cases[] = {{S_OK, 99, Doubt::kNoValue, 0},  // the very first
+                        {S_OK, 2, Doubt::kNone, 2},
+                        {S_OK, 99, Doubt::kNoValue, 2},
+                        {serialCommErrUnableToReadComm, 99, Doubt::kNone, 2},
+                        {S_OK, 99, Doubt::kNoValue, 2},  // after a failure
+                        {S_OK, 0, Doubt::kNoNumber, 0}};
   for (std::size_t reports = 1; const Case& c : cases) {
-    code = c.given;
+    SCOPED_TRACE(reports);
+    code = c.code;
     value = c.value;
+    doubt = c.doubt;
     Tick();
     ASSERT_TRUE(sink->AwaitReports(reports));
-    const ChannelArrays told = sink->seen.Get().data[reports++ - 1];
-    EXPECT_EQ(told.errors[0], c.reported);
-    EXPECT_TRUE(Failed(c.reported) || told.values[0] == c.kept);
+    const ChannelArrays reported = sink->seen.Get().data[reports++ - 1];
+    EXPECT_EQ(reported.errors[0], c.code);
+    EXPECT_EQ(reported.values[0], c.kept);
+    EXPECT_EQ(reported.doubts[0], c.doubt);
   }
+}
+
+TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanGoesOn) {
+  MakeInstrument(clock);
+  instrument->ConnectGroupChan(group, 1);
+  std::atomic<bool> memory_runs_out = true;
+  driver->reading = [&](ChannelId id) -> Reading {
+    if (id == 1) return {S_OK, 5.0F};
+    if (memory_runs_out) throw std::bad_alloc();
+    throw 1;
+  };
+  instrument->RunGroup(group);
+  clock.Advance(1s);
+  ASSERT_TRUE(sink->AwaitReports(1));
+  memory_runs_out = false;
+  clock.Advance(1s);
+  ASSERT_TRUE(sink->AwaitReports(2));
+  const auto data = sink->seen.Get().data;
+  EXPECT_EQ(data[0].errors, (std::vector<HRESULT>{E_OUTOFMEMORY, S_OK}));
+  EXPECT_EQ(data[1].errors, (std::vector<HRESULT>{kambicErrExceptionCode, S_OK}));
+  EXPECT_EQ(data[1].values[1], 5.0F);
+  ChannelArrays records;
+  EXPECT_EQ(instrument->GetChansVals(data[1].ids, &records), S_OK);
+  EXPECT_EQ(records.errors, data[1].errors);
+}
+
+TEST_F(Groups, ReportThatASinkCannotTake_IsMadeUpForByTheNextScan) {
+  MakeInstrument(clock);
+  instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
+  sink->in_data_change = [this] {
+    if (sink->reports() == 1) throw std::bad_alloc();
+  };
+  instrument->RunGroup(group);
+  Tick();
+  ASSERT_TRUE(sink->AwaitReports(1));
+  Tick();
+  ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() >= 3; }));
+  EXPECT_EQ(sink->seen.Get().order, (std::vector<std::string>{"data 1", "data 1", "ready 1"}));
+}
+
+// The channel is read and written. Its record is looked at while nothing else runs.
+class RefusedSetPoint : public Groups {
+ protected:
+  static constexpr ChannelId kChannel = 1;
+
+  void RunWithReadingInFlight() {
+    MakeInstrument(clock);
+    instrument->RemoveGroupChan(group, 0);
+    instrument->ConnectGroupChan(group, kChannel);
+    instrument->RunGroup(group);
+    value = 7.0F;
+    Hold();
+    Tick();
+  }
+  float RecordedValue() {
+    ChannelArrays records;
+    EXPECT_EQ(instrument->GetChansVals(std::vector<ChannelId>{kChannel}, &records), S_OK);
+    return records.values[0];
+  }
+};
+
+TEST_F(RefusedSetPoint, ReadingInFlight_StaysInTheRecord) {
+  RunWithReadingInFlight();
+  driver->writing = [this](ChannelId, float) {
+    Release();
+    EXPECT_TRUE(sink->AwaitReports(1));
+    return serialCommErrUnableToWriteComm;
+  };
+  EXPECT_EQ(instrument->SetChanVal(kChannel, 99.0), serialCommErrUnableToWriteComm);
+  const ChannelArrays reported = sink->seen.Get().data[0];
+  EXPECT_EQ(reported.values[0], 7.0F);
+  ChannelArrays records;
+  instrument->GetChansVals(reported.ids, &records);
+  EXPECT_EQ(records.values, reported.values);
+  EXPECT_EQ(records.times, reported.times);
+}
+
+TEST_F(RefusedSetPoint, ReadingBegunBeforeTheWrite_IsNotDropped) {
+  RunWithReadingInFlight();
+  clock.Advance(10ms);
+  EXPECT_EQ(instrument->SetChanVal(kChannel, 99.0), S_OK);
+  EXPECT_EQ(RecordedValue(), 99.0F);
+  Release();
+  ASSERT_TRUE(sink->AwaitReports(1));
+  EXPECT_EQ(RecordedValue(), 7.0F) << "as the report said";
+}
+
+TEST_F(RefusedSetPoint, DriverThrows_OldValueComesBack) {
+  MakeInstrument(clock);
+  EXPECT_EQ(instrument->SetChanVal(kChannel, 3.0), S_OK);
+  driver->writing = [](ChannelId, float) -> HRESULT { throw std::bad_alloc(); };
+  EXPECT_EQ(instrument->SetChanVal(kChannel, 99.0), E_OUTOFMEMORY);
+  EXPECT_EQ(RecordedValue(), 3.0F);
+}
+
+TEST_F(Groups, DeviceGoneBetweenTicks_IsReportedAtTheNextTick) {
+  MakeInstrument(clock);
+  instrument->SetGroupSettings(group, {.period_ms = 60'000});
+  driver->present = [] { return false; };
+  instrument->RunGroup(group);
+  for (int second = 0; second < 59; ++second) {
+    ASSERT_TRUE(clock.AwaitWaiters(1));
+    clock.Advance(1s);
+  }
+  ASSERT_TRUE(clock.AwaitWaiters(1));
+  EXPECT_EQ(sink->reports(), 0U);
+  EXPECT_EQ(instrument->CheckPresence(), serialCommErrCommClosed) << "for a host that asks";
+  code = serialCommErrCommClosed;
+  clock.Advance(1s);
+  ASSERT_TRUE(sink->AwaitReports(1));
+  EXPECT_EQ(sink->seen.Get().data[0].errors[0], serialCommErrCommClosed);
 }
 
 TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
@@ -212,6 +328,34 @@ TEST_F(Groups, AThreadThatMissesItsDeadlineIsLeftBehindAndFiresNothing) {
   EXPECT_TRUE(AllThreadsEnd());
   EXPECT_EQ(sink->reports(), 0U);
   SetTraceSink(nullptr);
+}
+
+// Stopped and run again while the host is in MeasReady: what the old thread does when it comes back is its own affair.
+TEST_F(Groups, ThreadLeftBehindInMeasReady_DoesNotSilenceTheNextRun) {
+  MakeInstrument(SystemClock());
+  instrument->SetGroupSettings(group, {.period_ms = 1000, .dead_band_abs = 100.0F, .dead_time_max_s = 1000});
+  Watched<bool> host_returns{false};
+  sink->in_meas_ready = [&] { host_returns.Await([](bool returns) { return returns; }); };
+  instrument->RunGroup(group);
+  ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; }));
+  EXPECT_EQ(instrument->StopGroup(group), S_OK);
+  instrument->RunGroup(group);
+  host_returns.Update([](bool& returns) { returns = true; });
+  EXPECT_TRUE(sink->AwaitReports(2)) << "the first scan of a run is always reported";
+  instrument.reset();
+}
+
+TEST_F(Groups, ImmediateReadWhoseLinkDoesNotOpen_SaysThatNoScanningWasCreated) {
+  static std::vector<std::string> traced;
+  traced.clear();
+  MakeInstrument(SystemClock());
+  driver->link_open = [] { return false; };
+  driver->opening = [] { return serialCommErrUnableToOpenComm; };
+  SetTraceSink([](std::string_view line) { traced.emplace_back(line); });
+  EXPECT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
+  SetTraceSink(nullptr);
+  EXPECT_EQ(traced, (std::vector<std::string>{"InstrFake::GrpID1::ImmediateRead: Scanning Not Created\n",
+                                              "InstrFake::GrpID1::ImmediateRead: No Scanning done\n"}));
 }
 
 TEST_F(Groups, AHostMayDoAnythingInsideAnEvent) {

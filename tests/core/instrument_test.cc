@@ -39,6 +39,8 @@ TEST(Instrument, ArgumentsComeBeforeTheConnectionAndIdsInArraysAfterIt) {
   EXPECT_EQ(device.GetChansVals(unknown, &arrays), E_UNEXPECTED);
   EXPECT_EQ(device.SetChansVals(unknown, {}), E_INVALIDARG);
   EXPECT_EQ(device.SetChansVals(unknown, one), E_UNEXPECTED);
+  const Value no_number[] = {NoNumber()};
+  EXPECT_EQ(device.SetChansVals(unknown, no_number), E_INVALIDARG) << "the type of each element is an argument's";
   const std::uint32_t no_group[] = {9};
   EXPECT_EQ(device.ImmediateReadGroups(no_group), E_UNEXPECTED);
   std::string text = "before";
@@ -71,6 +73,34 @@ TEST(Instrument, AFailureDescribesItselfAndAnExceptionStaysInside) {
   EXPECT_EQ(device.SetChanVal(2, 1.0), E_OUTOFMEMORY);
   EXPECT_EQ(device.GetChanName(9, nullptr), E_INVALIDARG);
   EXPECT_EQ(TakeErrorInfo().description, "Invalid Argument");
+}
+
+struct ErrorSink final : EventSink {
+  std::vector<HRESULT> device, system;
+  void DevError(HRESULT code) override { device.push_back(code); }
+  void SysError(HRESULT code) override { system.push_back(code); }
+};
+
+TEST(Instrument, MemoryThatWasReadButNotCleared_IsDeliveredWithTheFailure) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  const auto errors = std::make_shared<ErrorSink>();
+  device.events().Advise(errors);
+  device.Connect();
+  FakeMemory& memory = rig.driver->memory_block;
+  memory.stored =
+      std::string("\x00\x10\x00\x00\x01\x00\x00\x00", 8) + std::string("\x01\x00\x00\x00\x00\x00\x80\x3f", 8);
+  for (const HRESULT refused : {kambicCtlErrBadCmde, serialCommErrUnableToReadComm}) {
+    memory.clearing = refused;
+    ChannelArrays arrays;
+    std::uint32_t read = 0;
+    EXPECT_EQ(device.ReadMemBlock(0, 0, true, &arrays, &read), refused);
+    EXPECT_EQ(read, 1U);
+    EXPECT_EQ(arrays.values, std::vector<float>{1.0F});
+    EXPECT_EQ(TakeErrorInfo().code, refused);
+  }
+  EXPECT_EQ(errors->device, std::vector<HRESULT>{kambicCtlErrBadCmde});
+  EXPECT_EQ(errors->system, std::vector<HRESULT>{serialCommErrUnableToReadComm});
 }
 
 TEST(Instrument, OnlyFiniteNumbersDriveAnOutput) {
@@ -211,6 +241,39 @@ TEST(Persistence, EveryCutKeepsWhatCameBeforeIt) {
                               : whole_groups == 1          ? 4U
                                                            : 1U);
   }
+}
+
+// Takes so many bytes and no more.
+class FullStream final : public ByteStream {
+ public:
+  explicit FullStream(std::size_t room) : room_(room) {}
+  HRESULT Write(std::string_view bytes) override {
+    if (bytes.size() > room_) return E_FAIL;
+    room_ -= bytes.size();
+    return S_OK;
+  }
+  HRESULT Read(std::span<char>) override { return kEndOfStream; }
+
+ private:
+  std::size_t room_;
+};
+
+TEST(Persistence, SaveThatFails_KeepsTheMarkOfAChange) {
+  Rig rig;
+  rig.NewGroup();
+  MemoryStream copy;
+  ASSERT_EQ(rig.instrument->SaveCopy(copy), S_OK);
+  EXPECT_TRUE(rig.instrument->IsDirty()) << "a copy saves nothing";
+  const std::string tail = "form";
+  const std::size_t size = copy.bytes().size() + tail.size();
+  for (std::size_t room = 0; room < size; ++room) {
+    FullStream stream(room);
+    ASSERT_EQ(rig.instrument->Save(stream, tail), E_FAIL) << room;
+    ASSERT_TRUE(rig.instrument->IsDirty()) << room;
+  }
+  FullStream stream(size);
+  EXPECT_EQ(rig.instrument->Save(stream, tail), S_OK);
+  EXPECT_FALSE(rig.instrument->IsDirty());
 }
 
 TEST(Persistence, HostileValuesCutTheLoad) {

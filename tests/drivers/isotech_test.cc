@@ -47,7 +47,7 @@ TEST_F(Isotech, SetPointsOfAnObjectNeverSeeTheLine) {
   Start("object");
   EXPECT_EQ(device->SetChanVal(0, 300.0), E_NOTIMPL) << "none is set";
   std::pair<std::uint32_t, float> seen;
-  static_cast<IsotechDriver*>(driver)->SetObject([&](std::uint32_t address, float degrees) {
+  driver->set_point_forwarding()->SetObject([&](std::uint32_t address, float degrees) {
     seen = {address, degrees};
     EXPECT_FALSE(driver->IsBusy()) << "no lock is held";
     return degrees > 100 ? isotechCtlErrNack : S_OK;

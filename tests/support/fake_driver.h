@@ -12,16 +12,16 @@
 
 namespace ulix {
 
-inline constexpr std::array kFakeChannels = {ChannelRow{"A", ChanIn}, ChannelRow{"B", ChanIO},
-                                             ChannelRow{"C", ChanOut}};
-inline constexpr std::array kFakeWords = {EnumLabel{0, "off"}, EnumLabel{1, "on"}};
-inline constexpr std::array kFakeSettings = {
+inline constexpr auto kFakeChannels =
+    std::array{ChannelRow{"A", ChanIn}, ChannelRow{"B", ChanIO}, ChannelRow{"C", ChanOut}};
+inline constexpr auto kFakeWords = std::array{EnumLabel{0, "off"}, EnumLabel{1, "on"}};
+inline constexpr auto kFakeSettings = std::array{
     SettingRow{"mode", {"Mode", "Mode"}, 0, VariantType::kUi4, 0, 4, kFakeWords, 1},
     SettingRow{"depth", {"Depth", "Profondeur"}, 0, VariantType::kUi4, 4, 8, {}, 2},
     SettingRow{"level", {"Level", "Niveau"}, 1, VariantType::kR4, 0, 0, {}, 1.5},
 };
-inline constexpr std::array kFakeErrors = {
-    ErrorRow{kambicCtlErrBadCmde, {"Bad command", "Mauvaise commande"}, "BAD_CMDE", 1, 2}};
+inline constexpr auto kFakeErrors =
+    std::array{ErrorRow{kambicCtlErrBadCmde, {"Bad command", "Mauvaise commande"}, "BAD_CMDE", 1, 2}};
 inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .class_name = "Fake",
                                         .display_name = {"Fake", "Faux"},
@@ -34,6 +34,25 @@ inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .settings = kFakeSettings,
                                         .errors = kFakeErrors};
 
+// A memory of one block. Its records lie as a logger keeps them: `stored` holds whole ones.
+class FakeMemory final : public RecordedMemory {
+ public:
+  std::string stored;
+  HRESULT clearing = S_OK;
+
+  Expected<std::vector<std::uint32_t>> Blocks() override { return std::vector<std::uint32_t>{0}; }
+  Expected<std::uint32_t> BlockSize(std::uint32_t) override { return 100U; }
+  Expected<MemBlockCycle> CyclePeriod(std::uint32_t) override { return MemBlockCycle{}; }
+  bool HasBlocks() const override { return true; }
+  Expected<MemBlockStatus> Status(std::uint32_t) override { return MemBlockStatus{.size = 100}; }
+  Expected<MemBlockRead> Read(std::uint32_t, std::uint32_t, const TakeRecords& take, const Progress&) override {
+    const HRESULT result = take(stored);
+    if (Failed(result)) return Failure(result);
+    return MemBlockRead{.held = static_cast<std::uint32_t>(stored.size() / 8)};
+  }
+  HRESULT Clear(std::uint32_t, std::uint32_t) override { return clearing; }
+};
+
 class FakeDriver final : public Driver {
  public:
   FakeDriver() : FakeDriver(std::make_unique<FakeLink>()) {}
@@ -44,6 +63,9 @@ class FakeDriver final : public Driver {
   std::function<HRESULT()>& opening;
   std::function<Expected<bool>()> connecting = [] { return true; };
   std::function<void()> leaving = [] {};
+  std::function<bool()>& present;
+  std::function<bool()>& link_open;
+  FakeMemory memory_block;
 
   Expected<std::string> Identify() override { return "FAKE 1"; }
   HRESULT SendCfg() override { return kambicCtlErrBadCmde; }
@@ -58,7 +80,7 @@ class FakeDriver final : public Driver {
   class FakeLink final : public PlainLink {
    public:
     HRESULT Open() override { return opening(); }
-    bool IsOpen() const override { return true; }
+    bool IsOpen() const override { return open(); }
     std::string Info(Language) const override { return "fake"; }
     void ResetParams() override { byte = 0; }
     void SaveParams(VariantWriter& writer) const override { writer.Ui1(byte); }
@@ -67,12 +89,17 @@ class FakeDriver final : public Driver {
       if (loaded) byte = *loaded;
       return CodeOf(loaded);
     }
+    bool DeviceIsThere() override { return present(); }
     std::function<HRESULT()> opening = [] { return S_OK; };
+    std::function<bool()> present = [] { return true; };
+    std::function<bool()> open = [] { return true; };
     std::uint8_t byte = 0;
   };
   explicit FakeDriver(std::unique_ptr<FakeLink> link)
-      : Driver(kFakeCard, {std::move(link), std::make_unique<PlainFramer>(), {}}),
+      : Driver(kFakeCard, {std::move(link), std::make_unique<PlainFramer>(), {}}, {.memory = &memory_block}),
         opening(static_cast<FakeLink&>(this->link()).opening),
+        present(static_cast<FakeLink&>(this->link()).present),
+        link_open(static_cast<FakeLink&>(this->link()).open),
         link_byte(static_cast<FakeLink&>(this->link()).byte) {}
 
   Expected<bool> StartSession(Conversation&) override { return connecting(); }

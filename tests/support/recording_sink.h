@@ -51,7 +51,7 @@ class RecordingSink final : public EventSink {
     std::vector<ChannelArrays> data;
   };
   Watched<Seen> seen;
-  std::function<void()> in_data_change = [] {};
+  std::function<void()> in_data_change = [] {}, in_meas_ready = [] {};
 
   void DataChange(std::uint32_t group, const ChannelArrays& arrays) override {
     seen.Update([&](Seen& s) {
@@ -62,6 +62,7 @@ class RecordingSink final : public EventSink {
   }
   void MeasReady(std::uint32_t group) override {
     seen.Update([&](Seen& s) { s.order.push_back("ready " + std::to_string(group)); });
+    in_meas_ready();
   }
   bool AwaitReports(std::size_t count) {
     return seen.Await([&](const Seen& s) { return s.data.size() >= count; });

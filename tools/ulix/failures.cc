@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 
-#include "core/channel_arrays.h"
 #include "drivers/progress.h"
 #include "tools/ulix/texts.h"
 
@@ -17,10 +16,9 @@ struct SystemRow {
 };
 constexpr std::array kSystemRows = {
     SystemRow{E_NOTIMPL, TextId::kSystemNotImplemented}, SystemRow{E_FAIL, TextId::kSystemFailed},
-    SystemRow{kNoValueYet, TextId::kSystemNotYet},       SystemRow{E_OUTOFMEMORY, TextId::kSystemNoMemory},
-    SystemRow{E_INVALIDARG, TextId::kInvalidArgument},   SystemRow{E_UNEXPECTED, TextId::kSystemUnexpected},
-    SystemRow{kCancelled, TextId::kSystemAborted},       SystemRow{kFileNotFound, TextId::kSystemNoFile},
-    SystemRow{kWriteFault, TextId::kSystemWriteFault},
+    SystemRow{E_OUTOFMEMORY, TextId::kSystemNoMemory},   SystemRow{E_INVALIDARG, TextId::kInvalidArgument},
+    SystemRow{E_UNEXPECTED, TextId::kSystemUnexpected},  SystemRow{kCancelled, TextId::kSystemAborted},
+    SystemRow{kFileNotFound, TextId::kSystemNoFile},     SystemRow{kWriteFault, TextId::kSystemWriteFault},
 };
 
 }  // namespace

@@ -42,7 +42,8 @@ HRESULT ReadToLineEnd(Conversation& talk) {
 
 }  // namespace
 
-IsotechDriver::IsotechDriver(const DriverServices& services) : Driver(kCard, FixedWire(kProfile, services)) {}
+IsotechDriver::IsotechDriver(const DriverServices& services)
+    : Driver(kCard, FixedWire(kProfile, services), {.set_point_forwarding = this}) {}
 
 void IsotechDriver::SetObject(SetPointObject object) {
   const std::lock_guard lock(object_mutex_);

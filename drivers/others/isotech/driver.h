@@ -1,7 +1,6 @@
 // Isotech dry-block or bath calibrator: one channel "SETPOINT" to be set; nothing is measured.
 #pragma once
 
-#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -10,17 +9,9 @@
 
 namespace ulix::isotech {
 
-// Where set points go when the setting `model` is `object` (1), in place of the line: the host's own object for its
-// controller, given the address setting as it stands and degrees Celsius. What it returns is what the write returns.
-// Called on the thread that writes, with no lock held; several threads may call at once.
-using SetPointObject = std::function<HRESULT(std::uint32_t address, float degrees)>;
-
-class IsotechDriver final : public Driver {
+class IsotechDriver final : public Driver, private SetPointForwarding {
  public:
   explicit IsotechDriver(const DriverServices& services);
-
-  // At any time, from any thread; an empty one takes the object away. Without one, such writes are E_NOTIMPL.
-  void SetObject(SetPointObject object);
 
   HRESULT WriteChannel(ChannelId id, float value) override;
   HRESULT Run() override;
@@ -29,6 +20,8 @@ class IsotechDriver final : public Driver {
  private:
   // The controllers have no identification query, and connecting asks them nothing.
   Expected<bool> StartSession(Conversation&) override { return true; }
+  // Set points go to this object when the setting `model` is `object` (1).
+  void SetObject(SetPointObject object) override;
   HRESULT SendSetPoint(float degrees);
   HRESULT SendToObject(std::uint32_t address, float degrees);
   HRESULT SendAddressed(std::uint32_t address, float degrees);

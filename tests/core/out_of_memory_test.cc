@@ -1,0 +1,294 @@
+// Memory runs out at the first allocation of a call, at its second, and so on until the call succeeds: what comes back
+// is E_OUTOFMEMORY or a code that the instrument has, the configuration is as before, the same call works
+// again, and nothing leaks.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "core/instrument.h"
+#include "core/worker.h"
+#include "drivers/catalogue.h"
+#include "simulators/in_process_port.h"
+#include "simulators/simulator.h"
+#include "tests/support/failing_memory.h"
+#include "tests/support/recording_sink.h"
+
+namespace ulix {
+namespace {
+
+constexpr long kMaxAllocations = 3000;  // of one call; a call that makes more is not walked to its end
+
+// A connected instrument with one group of its first input.
+struct Rig {
+  explicit Rig(const std::string& model)
+      : bench(std::make_shared<SimulatedBench>(FindSimulator(model.c_str())(SystemClock()), SystemClock())) {
+    DriverServices services;
+    services.resolve_port = ResolverOf(bench);
+    services.timeout_ms = 50;
+    device = std::make_unique<Instrument>(FindModel(model.c_str())->create(services));
+    EXPECT_EQ(device->Connect(), S_OK);
+    EXPECT_EQ(device->CreateGroup(&group), S_OK);
+    EXPECT_EQ(device->ConnectGroupChan(group, 0), S_OK);
+  }
+  std::string Configuration() const {
+    MemoryStream stream;
+    EXPECT_EQ(device->SaveCopy(stream), S_OK);
+    return stream.bytes();
+  }
+
+  std::shared_ptr<SimulatedBench> bench;
+  std::unique_ptr<Instrument> device;
+  std::uint32_t group = 0;
+};
+
+// Where members put their answers.
+struct Places {
+  std::string text;
+  std::int32_t number = 0, other = 0;
+  std::uint32_t word = 0, other_word = 0;
+  std::int16_t small = 0, other_small = 0;
+  float real = 0;
+  std::vector<std::uint32_t> ids;
+  ChannelArrays arrays;
+  GroupSettings settings;
+  MemoryStream stream;
+};
+
+struct Call {
+  const char* name;
+  std::function<HRESULT(Instrument&, Places&)> make;
+  bool changes = false;  // what it changes before it fails is its own affair
+};
+
+const std::vector<ChannelId> kChannels = {0, 1};
+const std::vector<std::uint32_t> kGroups = {1};
+const std::vector<ChannelId> kOutputs = {1};
+const std::vector<Value> kValues = {1.5};
+
+// Every member, in the order of the interface, and what hosts do beside them.
+const Call kCalls[] = {
+    {"Version", [](Instrument& i, Places& p) { return i.Version(&p.text); }},
+    {"GetBinVersion", [](Instrument& i, Places& p) { return i.GetBinVersion(&p.word, &p.other_word, &p.number); }},
+    {"GetDevVersion", [](Instrument& i, Places& p) { return i.GetDevVersion(&p.text); }},
+    {"GetDevFileVersion", [](Instrument& i, Places& p) { return i.GetDevFileVersion(&p.text); }},
+    {"Groups", [](Instrument& i, Places& p) { return i.Groups(&p.ids); }},
+    {"InChans", [](Instrument& i, Places& p) { return i.InChans(1, &p.ids); }},
+    {"Period", [](Instrument& i, Places& p) { return i.Period(1, &p.word); }},
+    {"DeadBand", [](Instrument& i, Places& p) { return i.DeadBand(1, &p.real); }},
+    {"DeadBandAbs", [](Instrument& i, Places& p) { return i.DeadBandAbs(1, &p.real); }},
+    {"DeadTimeMax", [](Instrument& i, Places& p) { return i.DeadTimeMax(1, &p.word); }},
+    {"OutChans", [](Instrument& i, Places& p) { return i.OutChans(&p.ids); }},
+    {"CreateGroup", [](Instrument& i, Places& p) { return i.CreateGroup(&p.word); }},
+    {"RemoveGroup", [](Instrument& i, Places&) { return i.RemoveGroup(1); }},
+    {"EditGroup", [](Instrument& i, Places& p) { return i.EditGroup(1, &p.number); }},
+    {"EditOutChans", [](Instrument& i, Places& p) { return i.EditOutChans(&p.number); }},
+    {"EditCommParams", [](Instrument& i, Places& p) { return i.EditCommParams(&p.number); }},
+    {"EditCfg", [](Instrument& i, Places& p) { return i.EditCfg(&p.number); }},
+    {"Connect again",
+     [](Instrument& i, Places&) {
+       const HRESULT left = i.Disconnect();
+       return Failed(left) ? left : i.Connect();
+     }},
+    {"IsConnected", [](Instrument& i, Places& p) { return i.IsConnected(&p.number); }},
+    {"Identify", [](Instrument& i, Places& p) { return i.Identify(&p.text); }},
+    {"SendCfg", [](Instrument& i, Places&) { return i.SendCfg(); }},
+    {"ReadCfg", [](Instrument& i, Places&) { return i.ReadCfg(); }, true},
+    {"GetChanDir", [](Instrument& i, Places& p) { return i.GetChanDir(0, &p.number); }},
+    {"GetChanName", [](Instrument& i, Places& p) { return i.GetChanName(0, &p.text); }},
+    {"GetChanDefName", [](Instrument& i, Places& p) { return i.GetChanDefName(0, &p.text); }},
+    {"GetChanUnit", [](Instrument& i, Places& p) { return i.GetChanUnit(0, &p.text); }},
+    {"GetChanResol", [](Instrument& i, Places& p) { return i.GetChanResol(0, &p.small); }},
+    {"GetChanLim", [](Instrument& i, Places& p) { return i.GetChanLim(0, 0, &p.real, &p.small); }},
+    {"RunGroup, StopGroup",
+     [](Instrument& i, Places&) {
+       const HRESULT run = i.RunGroup(1);
+       return Failed(run) ? run : i.StopGroup(1);
+     }},
+    {"IsGroupRunning", [](Instrument& i, Places& p) { return i.IsGroupRunning(1, &p.number); }},
+    {"RunAllGroups, StopAllGroups",
+     [](Instrument& i, Places&) {
+       const HRESULT run = i.RunAllGroups();
+       const HRESULT stop = i.StopAllGroups();
+       return Failed(run) ? run : stop;
+     }},
+    {"GetChansVals", [](Instrument& i, Places& p) { return i.GetChansVals(kChannels, &p.arrays); }},
+    {"SetChansVals",
+     [](Instrument& i, Places&) { return i.SetChansVals(kOutputs, kValues); }},
+    {"ImmediateReadGroups", [](Instrument& i, Places&) { return i.ImmediateReadGroups(kGroups); }},
+    {"GetDevStatus", [](Instrument& i, Places& p) { return i.GetDevStatus(&p.word); }},
+    {"GetErrorText",
+     [](Instrument& i, Places& p) { return i.GetErrorText(serialCommErrUnableToReadComm, false, &p.number, &p.text); }},
+    {"ShowProperties", [](Instrument& i, Places&) { return i.ShowProperties(); }},
+    {"InstrType", [](Instrument& i, Places& p) { return i.InstrType(&p.text); }},
+    {"UseConnected", [](Instrument& i, Places& p) { return i.UseConnected(&p.number); }},
+    {"HasCommParams", [](Instrument& i, Places& p) { return i.HasCommParams(&p.number); }},
+    {"HasCfg", [](Instrument& i, Places& p) { return i.HasCfg(&p.number); }},
+    {"CfgHasInChans", [](Instrument& i, Places& p) { return i.CfgHasInChans(&p.number); }},
+    {"CfgHasOutChans", [](Instrument& i, Places& p) { return i.CfgHasOutChans(&p.number); }},
+    {"Run", [](Instrument& i, Places&) { return i.Run(); }},
+    {"Stop", [](Instrument& i, Places&) { return i.Stop(); }},
+    {"GetCommInfo", [](Instrument& i, Places& p) { return i.GetCommInfo(&p.text); }},
+    {"CanEditOutChans", [](Instrument& i, Places& p) { return i.CanEditOutChans(&p.number); }},
+    {"SetChanVal", [](Instrument& i, Places&) { return i.SetChanVal(1, 1.5); }},
+    {"RemoveGroupChan", [](Instrument& i, Places&) { return i.RemoveGroupChan(1, 0); }},
+    {"ConnectGroupChan", [](Instrument& i, Places&) { return i.ConnectGroupChan(1, 0); }},
+    {"GetCfgText", [](Instrument& i, Places& p) { return i.GetCfgText(&p.text); }},
+    {"ExplKeyNum", [](Instrument& i, Places& p) { return i.ExplKeyNum(&p.small); }},
+    {"MemBlocks", [](Instrument& i, Places& p) { return i.MemBlocks(&p.ids); }},
+    {"CfgHasMemBlocks", [](Instrument& i, Places& p) { return i.CfgHasMemBlocks(&p.number); }},
+    {"GetMemBlockStatus",
+     [](Instrument& i, Places& p) { return i.GetMemBlockStatus(0, &p.word, &p.other_word, &p.number, &p.other); }},
+    {"ReadMemBlock", [](Instrument& i, Places& p) { return i.ReadMemBlock(0, 5, false, &p.arrays, &p.word); }},
+    {"ClearMemBlock", [](Instrument& i, Places&) { return i.ClearMemBlock(0, 1); }},
+    {"GetMemBlockName", [](Instrument& i, Places& p) { return i.GetMemBlockName(0, &p.text); }},
+    {"GetMemBlockSize", [](Instrument& i, Places& p) { return i.GetMemBlockSize(0, &p.word); }},
+    {"GetMemBlockCyclePeriod",
+     [](Instrument& i, Places& p) { return i.GetMemBlockCyclePeriod(0, &p.word, &p.other_word); }},
+    {"SetGroupSettings", [](Instrument& i, Places&) { return i.SetGroupSettings(1, {.period_ms = 500}); }},
+    {"Save", [](Instrument& i, Places& p) { return i.Save(p.stream); }},
+    {"Load and InitNew",
+     [](Instrument& i, Places& p) {
+       const HRESULT saved = i.SaveCopy(p.stream);
+       const HRESULT loaded = Failed(saved) ? saved : i.Load(p.stream);
+       return Failed(loaded) ? loaded : i.InitNew();
+     },
+     true},
+    {"CheckPresence", [](Instrument& i, Places&) { return i.CheckPresence(); }},
+};
+
+// The result of a call on a new instrument, once without memory and once with it; whether memory ran out at all.
+struct Outcome {
+  HRESULT without_memory = S_OK, again = S_OK, wanted = S_OK;
+  bool ran_out = false;
+  bool kept = true;
+};
+
+Outcome Attempt(const std::string& model, const Call& call, long allocation) {
+  Outcome outcome;
+  {
+    Rig calm(model);
+    Places places;
+    outcome.wanted = call.make(*calm.device, places);
+  }
+  Rig rig(model);
+  Places places;
+  const std::string before = rig.Configuration();
+  {
+    const FailingAllocation failure(allocation);
+    outcome.without_memory = call.make(*rig.device, places);
+    outcome.ran_out = failure.Happened();
+  }
+  if (!outcome.ran_out || Succeeded(outcome.without_memory)) return outcome;
+  outcome.kept = call.changes || rig.Configuration() == before;
+  // The simulated line is without memory too: what is left half sent on it may cost the next exchange.
+  for (int tries = 0; tries < 3 && (tries == 0 || outcome.again != outcome.wanted); ++tries) {
+    Places fresh;
+    outcome.again = call.make(*rig.device, fresh);
+  }
+  return outcome;
+}
+
+class OutOfMemory : public testing::TestWithParam<const char*> {
+ protected:
+  ~OutOfMemory() override { EXPECT_EQ(ThreadsAlive(), 0); }
+};
+
+TEST_P(OutOfMemory, AnywhereInAnyMember_IsACodeAndTheNextCallWorks) {
+  for (const Call& call : kCalls) {
+    SCOPED_TRACE(call.name);
+    long n = 1;
+    for (; n < kMaxAllocations; ++n) {
+      const Outcome outcome = Attempt(GetParam(), call, n);
+      if (!outcome.ran_out) break;
+      SCOPED_TRACE(n);
+      const bool is_code = outcome.without_memory == outcome.wanted || outcome.without_memory == E_OUTOFMEMORY ||
+                           (outcome.without_memory & 0xFFFF0000) == static_cast<HRESULT>(0x80040000);
+      EXPECT_TRUE(is_code) << std::hex << outcome.without_memory;
+      EXPECT_TRUE(outcome.kept);
+      if (Failed(outcome.without_memory)) {
+        EXPECT_EQ(outcome.again, outcome.wanted);
+      }
+    }
+    EXPECT_LT(n, kMaxAllocations);
+  }
+}
+
+TEST_P(OutOfMemory, AnywhereInAnyMember_LeaksNothing) {
+  for (const Call& call : kCalls) {
+    SCOPED_TRACE(call.name);
+    Attempt(GetParam(), call, 1);  // what is made once and kept is made now
+    TakeErrorInfo();
+    for (const long n : {1L, 2L, 3L, 5L, 8L, 13L}) {
+      const long before = BlocksHeld();
+      const Outcome outcome = Attempt(GetParam(), call, n);
+      TakeErrorInfo();
+      EXPECT_EQ(BlocksHeld(), before) << n;
+      if (!outcome.ran_out) break;
+    }
+  }
+}
+
+TEST_P(OutOfMemory, WhileItIsLetGo_IsNoMatter) {
+  for (long n = 1; n < kMaxAllocations; ++n) {
+    Rig rig(GetParam());
+    rig.device->SetGroupSettings(1, {.period_ms = 100});
+    rig.device->RunGroup(1);
+    const FailingAllocation failure(n);
+    rig.device.reset();
+    if (!failure.Happened()) return;
+  }
+}
+
+// Keeps a copy of each report, as hosts do, and can say that it cannot.
+class CopyingSink final : public EventSink {
+ public:
+  struct Seen {
+    int reports = 0, ends = 0;
+    HRESULT last_error = S_OK;
+  };
+  Watched<Seen> seen;
+
+  void DataChange(std::uint32_t, const ChannelArrays& arrays) override {
+    const ChannelArrays copy = arrays;
+    seen.Update([&](Seen& s) {
+      ++s.reports;
+      s.last_error = copy.errors[0];
+    });
+  }
+  void MeasReady(std::uint32_t) override {
+    seen.Update([](Seen& s) { ++s.ends; });
+  }
+};
+
+// The first scan of a run is always reported; one that memory ran out in, at the latest by the next one, and its value
+// is right in the end.
+TEST_P(OutOfMemory, InAScan_CostsAtMostThatScansReport) {
+  for (long n = 1; n < kMaxAllocations; ++n) {
+    SCOPED_TRACE(n);
+    Rig rig(GetParam());
+    rig.device->SetGroupSettings(1, {.period_ms = 100, .dead_band_abs = 1e6F, .dead_time_max_s = 1000});
+    const auto sink = std::make_shared<CopyingSink>();
+    rig.device->events().Advise(sink);
+    ASSERT_EQ(rig.device->RunGroup(1), S_OK);
+    bool ran_out = false;
+    {
+      const FailingAllocation failure(n);
+      ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.ends == 1; }));
+      ran_out = failure.Happened();
+    }
+    EXPECT_EQ(sink->seen.Get().reports, 1) << "neither event, or both";
+    ASSERT_EQ(rig.device->ImmediateReadGroups(kGroups), S_OK);
+    ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.ends == 2; })) << "the threads are alive";
+    EXPECT_EQ(sink->seen.Get().last_error, S_OK);
+    if (!ran_out) return;
+  }
+  FAIL() << "no scan succeeded";
+}
+
+std::string NameOf(const testing::TestParamInfo<const char*>& model) { return model.param; }
+
+INSTANTIATE_TEST_SUITE_P(Models, OutOfMemory, testing::Values("kelvo10", "memolog"), NameOf);
+
+}  // namespace
+}  // namespace ulix
