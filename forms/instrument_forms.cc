@@ -58,9 +58,7 @@ Field IdentificationField(Instrument& instrument, Language language) {
   return Shown("identification", Localized(TextId::kIdentification, language), text);
 }
 
-std::string RangeText(double least, double most, Language language) {
-  return Localized(TextId::kOutOfRange, language, {ShownNumber(least), ShownNumber(most)});
-}
+constexpr std::size_t kMaxQuoted = 20;  // characters of an entry that a refusal repeats
 
 // A form's page as it was entered, and what to say of its fields.
 struct EnteredPage {
@@ -68,11 +66,15 @@ struct EnteredPage {
   std::size_t number;
   Language language;
 
+  const Field& At(std::size_t field) const { return page.fields[field]; }
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
+  Refusal RefuseAs(std::size_t field, TextId reason) const { return Refuse(field, Localized(reason, language)); }
   Refusal RefuseNumber(std::size_t field, double least, double most) const {
-    if (!EnteredNumber(page.fields[field].value)) return Refuse(field, Localized(TextId::kNotANumber, language));
-    const bool in_range = Number(field, least, most).has_value();
-    return Refuse(field, in_range ? Localized(TextId::kNotWhole, language) : RangeText(least, most, language));
+    if (!EnteredNumber(At(field).value)) return RefuseAs(field, TextId::kNotANumber);
+    if (Number(field, least, most)) return RefuseAs(field, TextId::kNotWhole);
+    const std::string entered(Trimmed(At(field).value).substr(0, kMaxQuoted));
+    return Refuse(field, Localized(TextId::kOutOfRange, language,
+                                   {At(field).label, entered, ShownNumber(least), ShownNumber(most)}));
   }
   // The number of a field within the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
@@ -187,7 +189,7 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   entry.line.port = *port;
   for (std::size_t k = kSpeed; k <= kFlow; ++k) {
     const auto choice = ChoiceOf(fields[k]);
-    if (!choice) return entered.Refuse(k, Localized(TextId::kNotAChoice, entered.language));
+    if (!choice) return entered.RefuseAs(k, TextId::kNotAChoice);
     const auto number =
         k == kSpeed ? std::int64_t{instrument.BaudRates()[*choice]} : static_cast<std::int64_t>(*choice);
     SetNumber(entry.line, LineFields()[k], number);
@@ -213,6 +215,8 @@ std::string_view ChannelOfKey(std::string_view key) {
   return key.substr(0, key.find('.'));
 }
 
+constexpr const char* kNoneCode = "0";  // of a setting with labels, where none of them applies
+
 bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
@@ -227,8 +231,11 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
   if (row.labels.empty()) return field;
   field.kind = FieldKind::kChoice;
   for (const EnumLabel& word : row.labels) field.choices.push_back(word.In(language));
-  // A code without a word, such as "none of them", is a choice while it is set.
-  if (!ChoiceOf(field)) field.choices.insert(field.choices.begin(), field.value);
+  // A code without a label, as the connection of a voltage, is a choice while it is set.
+  if (!ChoiceOf(field)) {
+    if (field.value == kNoneCode) field.value = Localized(TextId::kNoChoice, language);
+    field.choices.insert(field.choices.begin(), field.value);
+  }
   return field;
 }
 
@@ -299,7 +306,8 @@ std::pair<double, double> Limits(const SettingRow& row) {
 std::string WordOfShown(const SettingRow& row, const std::string& entered, Language language) {
   const auto found = std::find_if(row.labels.begin(), row.labels.end(),
                                   [&](const EnumLabel& word) { return EqualIgnoringCase(word.In(language), entered); });
-  return found == row.labels.end() ? entered : found->name;
+  if (found != row.labels.end()) return found->name;
+  return entered == Localized(TextId::kNoChoice, language) ? kNoneCode : entered;
 }
 
 // Puts an entry into a record; false when the setting does not take it.
@@ -339,7 +347,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       if (!row || Enter(record, *row, field, language)) continue;
       const auto [least, most] = Limits(*row);
       return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
-                                              : entered.Refuse(k, Localized(TextId::kNotAChoice, language));
+                                              : entered.RefuseAs(k, TextId::kNotAChoice);
     }
   }
   if (extent == Extent::kGive && record.Snapshot() != before) {
@@ -372,7 +380,7 @@ void TakeWith(Form& form, Instrument& instrument, Language language, Take* take)
 // --- groups ---
 
 // The fields of the page about a group, in order; the channels have a page of their own.
-enum GroupField { kGroupName, kPeriod, kPercent, kAbsolute, kSilence };
+enum GroupField { kGroupName, kPeriod, kPercent, kAbsolute, kDeadTime };
 
 std::string ChannelKey(ChannelId id) { return "channel." + std::to_string(id); }
 
@@ -395,7 +403,7 @@ Page GroupPage(const GroupSettings& settings, std::uint32_t group, Language lang
        number("period", TextId::kPeriod, settings.period_ms, "ms"),
        number("dead-band", TextId::kDeadBandPercent, settings.dead_band_percent, "%"),
        number("dead-band-abs", TextId::kDeadBandAbs, settings.dead_band_abs, ""),
-       number("dead-time-max", TextId::kSilence, settings.dead_time_max_s, "s")}};
+       number("dead-time-max", TextId::kDeadTimeMax, settings.dead_time_max_s, "s")}};
 }
 
 Page MembersPage(Instrument& instrument, std::uint32_t group, Language language) {
@@ -422,14 +430,14 @@ std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, c
   } limits[] = {{kPeriod, kShortestPeriodMs, kMaxWhole, &EnteredPage::Whole},
                 {kPercent, 0, kMaxReal, &EnteredPage::Number},
                 {kAbsolute, 0, kMaxReal, &EnteredPage::Number},
-                {kSilence, 0, kMaxWhole, &EnteredPage::Whole}};
+                {kDeadTime, 0, kMaxWhole, &EnteredPage::Whole}};
   for (const auto& limit : limits) {
     if (!(entered.*limit.read)(limit.field, limit.least, limit.most))
       return entered.RefuseNumber(limit.field, limit.least, limit.most);
   }
   const auto number = [&](std::size_t field) { return EnteredNumber(entered.page.fields[field].value).value_or(0); };
   const GroupSettings settings{static_cast<std::uint32_t>(number(kPeriod)), static_cast<float>(number(kPercent)),
-                               static_cast<float>(number(kAbsolute)), static_cast<std::uint32_t>(number(kSilence))};
+                               static_cast<float>(number(kAbsolute)), static_cast<std::uint32_t>(number(kDeadTime))};
   if (const HRESULT result = instrument.SetGroupSettings(group, settings); Failed(result))
     return entered.Refuse(kPeriod, instrument.DescriptionOf(result));
   for (const Field& field : form.pages.back().fields) {

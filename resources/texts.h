@@ -55,7 +55,7 @@ enum class TextId : std::uint16_t {
   kPeriod,
   kDeadBandPercent,
   kDeadBandAbs,
-  kSilence,
+  kDeadTimeMax,
   kModel,
   kLibraryVersion,
   kIdentification,
@@ -69,6 +69,7 @@ enum class TextId : std::uint16_t {
   kPortRange,
   kNotTaken,
   kNothingToSet,
+  kNoChoice,
   kYes,
   kNo,
   // A form asked line by line.
@@ -208,7 +209,6 @@ enum class TextId : std::uint16_t {
   // The system's own codes, the line and the setup object.
   kSystemNotImplemented,
   kSystemFailed,
-  kSystemNotYet,
   kSystemNoMemory,
   kSystemUnexpected,
   kSystemAborted,

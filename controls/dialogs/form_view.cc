@@ -43,6 +43,20 @@ std::wstring WithAccelerator(const std::string& label, std::wstring& taken) {
   return text;
 }
 
+// What is only shown is broken into lines; the border of an entry takes a part of its width.
+int LinesOf(const Field& field, const Metrics& metrics) {
+  constexpr double kTextWidth = kEntryWidth + kUnitWidth - kGap - 1;
+  return field.kind == FieldKind::kShown ? metrics.LinesOf(WideOf(field.value), metrics.Across(kTextWidth)) : 1;
+}
+
+double RowLines(const Field& field, const Metrics& metrics) { return kLineHeight + LinesOf(field, metrics) - 1; }
+
+// An entry of several lines takes Enter, Escape and Tab for itself; one that only shows leaves them to the dialog.
+LRESULT CALLBACK ShowOnly(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR, DWORD_PTR) {
+  if (message == WM_GETDLGCODE) return DLGC_HASSETSEL | DLGC_WANTARROWS;
+  return DefSubclassProc(window, message, wparam, lparam);
+}
+
 RECT Moved(const RECT& place, int right, int width) {
   return {place.left + right, place.top, place.left + right + width, place.bottom};
 }
@@ -62,7 +76,10 @@ void FormView::Place(const RECT& place) {
 
 SIZE FormView::SizeOf(const Page& page, const Metrics& metrics) {
   const int width = LabelWidth(page, metrics) + metrics.Across(kEntryWidth + kUnitWidth);
-  const double lines = IsTickList(page) ? kListLines : kLineHeight * static_cast<double>(page.fields.size());
+  double lines = IsTickList(page) ? kListLines : 0;
+  if (!IsTickList(page)) {
+    for (const Field& field : page.fields) lines += RowLines(field, metrics);
+  }
   return {width, metrics.Down(lines)};
 }
 
@@ -83,8 +100,8 @@ void FormView::ShowRows(const Page& page) {
 FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstring& taken) {
   Row row;
   row.top = height_;
-  row.bottom = height_ += metrics_.Down(kLineHeight);
-  const RECT line{0, row.top, 0, row.top + metrics_.Down(kEntryHeight)};
+  row.bottom = height_ += metrics_.Down(RowLines(field, metrics_));
+  const RECT line{0, row.top, 0, row.top + metrics_.Down(kEntryHeight + LinesOf(field, metrics_) - 1)};
   RECT label = Moved(line, 0, label_width);
   label.top += metrics_.Down(0.2);
   const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kCheckBox;
@@ -105,11 +122,12 @@ FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstrin
 HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstring& label) {
   switch (field.kind) {
     case FieldKind::kShown: {
-      // Selectable, so that it can be copied; long texts are shown in full by scrolling inside.
-      RECT wparam = place, inside;
+      // Selectable, so that it can be copied.
+      RECT wide = place, inside;
       GetClientRect(window(), &inside);
-      wparam.right = std::max(wparam.right, inside.right - metrics_.Across(kGap));
-      Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_AUTOHSCROLL | WS_TABSTOP, wparam);
+      wide.right = std::max(wide.right, inside.right - metrics_.Across(kGap));
+      SetWindowSubclass(Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_MULTILINE | WS_TABSTOP, wide), ShowOnly, 0,
+                        0);
       return nullptr;
     }
     case FieldKind::kCheckBox: {

@@ -1,5 +1,7 @@
 #include "controls/dialogs/metrics.h"
 
+#include <algorithm>
+
 namespace ulix::controls {
 namespace {
 
@@ -17,6 +19,11 @@ class ScreenWith {
     SIZE size{};
     GetTextExtentPoint32W(screen_, text.c_str(), static_cast<int>(text.size()), &size);
     return size;
+  }
+  int HeightOfBroken(const std::wstring& text, int width) const {
+    RECT place{0, 0, width, 0};
+    DrawTextW(screen_, text.c_str(), -1, &place, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EDITCONTROL);
+    return place.bottom;
   }
 
  private:
@@ -51,5 +58,10 @@ Metrics::Metrics(int dpi) : font_(MessageFont(dpi)) {
 Metrics::~Metrics() { DeleteObject(font_); }
 
 int Metrics::WidthOf(const std::wstring& text) const { return ScreenWith(font_).Measure(text).cx; }
+
+int Metrics::LinesOf(const std::wstring& text, int width) const {
+  const int height = ScreenWith(font_).HeightOfBroken(text, width);
+  return std::max(1, (height + height_ - 1) / height_);
+}
 
 }  // namespace ulix::controls

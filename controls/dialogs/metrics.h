@@ -20,6 +20,8 @@ class Metrics {
   int Across(double characters) const { return static_cast<int>(characters * width_); }
   int Down(double lines) const { return static_cast<int>(lines * height_); }
   int WidthOf(const std::wstring& text) const;
+  // How many lines a text takes that is broken to fit a width; one at least.
+  int LinesOf(const std::wstring& text, int width) const;
 
  private:
   HFONT font_;

@@ -55,10 +55,10 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   for (const char* nonsense : {"elephant", "", "COM", "COM0", "0", "-3", "99999", "COM5x"})
     EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
   FindField(form, "port")->value = " com 12 ";
-  EXPECT_EQ(Enter(form, "tcp-port", "65536"), "From 1 to 65535.");
+  EXPECT_EQ(Enter(form, "tcp-port", "65536"), "TCP port: 65536 is not in the range from 1 to 65535.");
   EXPECT_EQ(Enter(form, "tcp-port", "502,5"), "This is not a whole number.");
   FindField(form, "tcp-port")->value = "1502";
-  EXPECT_EQ(Enter(form, "slave", "256"), "From 0 to 255.");
+  EXPECT_EQ(Enter(form, "slave", "256"), "Slave address: 256 is not in the range from 0 to 255.");
   FindField(form, "slave")->value = "7";
   SerialParams line;
   EXPECT_EQ(instrument.GetSerialParams(&line), S_OK);
@@ -121,6 +121,7 @@ TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
   Form form = CfgForm(instrument, Language::kFrench);
   ASSERT_EQ(form.pages.size(), 1U);
   FindField(form, "output-function")->value = "TC";
+  EXPECT_EQ(FindField(form, "input-connection")->value, "aucun") << "a voltage has none";
   EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "tiède"), "Ce n'est pas un nombre.");
   EXPECT_NE(Enter(form, "input-cold-junction-temperature", "1e60"), "");
   EXPECT_EQ(instrument.settings().Snapshot(), before);
@@ -131,6 +132,7 @@ TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
   Form changed = again;
   EXPECT_EQ(FindField(changed, "input-cold-junction-temperature")->value, "21,5");
   EXPECT_EQ(FindField(changed, "output-function")->value, "TC");
+  EXPECT_EQ(CodeIn(instrument.settings().Snapshot(), *instrument.settings().Find("input-connection")), 0U);
 }
 
 // Every model's configuration can be shown, and taken as it is shown without a change.
@@ -158,14 +160,14 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   std::uint32_t group = 0;
   ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
   Form form = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(Enter(form, "period", "99"), "From 100 to 4294967295.");
+  EXPECT_EQ(Enter(form, "period", "99"), "Period: 99 is not in the range from 100 to 4294967295.");
   EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
   EXPECT_EQ(Enter(form, "period", "1000,7"), "This is not a whole number.");
   EXPECT_EQ(Enter(form, "period", "12345678"), "");
   Form again = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(FindField(again, "period")->value, "12345678") << "and not as a rounded one, which OK would set";
   EXPECT_EQ(Enter(form, "period", "250"), "");
-  EXPECT_EQ(Enter(form, "dead-band", "-1"), "From 0 to 3,4028235E+38.");
+  EXPECT_EQ(Enter(form, "dead-band", "-1"), "Dead band, relative: -1 is not in the range from 0 to 3,4028235E+38.");
   FindField(form, "channel.0")->value = "1";
   EXPECT_EQ(Enter(form, "dead-band", "0,5"), "");
   GroupSettings settings;

@@ -75,7 +75,7 @@ std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {
   };
   add(TextId::kDeadBandPercent, settings.dead_band_percent, " %");
   add(TextId::kDeadBandAbs, settings.dead_band_abs, "");
-  add(TextId::kSilence, static_cast<float>(settings.dead_time_max_s), " s");
+  add(TextId::kDeadTimeMax, static_cast<float>(settings.dead_time_max_s), " s");
   return facts;
 }
 
