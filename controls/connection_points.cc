@@ -10,38 +10,14 @@
 namespace ulix::controls {
 namespace {
 
-// Hands the library's events to one host's sink.
-class HostSink final : public EventSink {
- public:
-  explicit HostSink(ComPtr<IUlixInstrEvents> sink) : sink_(std::move(sink)) {}
-
-  void MeasReady(std::uint32_t group) override { sink_->MeasReady(static_cast<long>(group)); }
-  void DataChange(std::uint32_t group, const ChannelArrays& data) override {
-    OwnedVariant ids, values, errors, times;
-    if (FAILED(PutIds(data.ids, ids.get())) || FAILED(PutValues(data.values, values.get())) ||
-        FAILED(PutErrors(data.errors, errors.get())) || FAILED(PutDates(data.times, times.get()))) {
-      return;
-    }
-    sink_->DataChange(static_cast<long>(group), static_cast<long>(data.size()), *ids, *values, *errors, *times);
-  }
-  void DevStatusChange(std::uint32_t status) override { sink_->DevStatusChange(static_cast<long>(status)); }
-  void DevError(HRESULT error) override { sink_->DevError(error); }
-  void SysError(HRESULT error) override { sink_->SysError(error); }
-  void Progress(int percent) override { sink_->Progress(static_cast<short>(percent)); }
-  void CfgGroupChange(std::uint32_t group) override { sink_->CfgGroupChange(static_cast<long>(group)); }
-
- private:
-  ComPtr<IUlixInstrEvents> sink_;
-};
-
+using Connection = std::pair<std::uint32_t, ComPtr<IUlixInstrEvents>>;
 struct GiveConnection {
-  static CONNECTDATA Give(const std::pair<DWORD, ComPtr<IUlixInstrEvents>>& connection) {
+  static CONNECTDATA Give(const Connection& connection) {
     connection.second->AddRef();
     return {connection.second.Get(), connection.first};
   }
 };
-using ConnectionList =
-    Enumerator<IEnumConnections, CONNECTDATA, std::pair<DWORD, ComPtr<IUlixInstrEvents>>, GiveConnection>;
+using ConnectionList = Enumerator<IEnumConnections, CONNECTDATA, Connection, GiveConnection>;
 
 struct GivePoint {
   static IConnectionPoint* Give(const ComPtr<IConnectionPoint>& point) {
@@ -51,7 +27,51 @@ struct GivePoint {
 };
 using PointList = Enumerator<IEnumConnectionPoints, IConnectionPoint*, ComPtr<IConnectionPoint>, GivePoint>;
 
+// A member of the sinks' interface for each of them, in connection order. What it returns is the host's business.
+template <typename... Parameters, typename... Arguments>
+void CallEach(const SinkList<ComPtr<IUlixInstrEvents>>& sinks,
+              HRESULT (STDMETHODCALLTYPE IUlixInstrEvents::*event)(Parameters...), const Arguments&... arguments) {
+  sinks.ForEach([&](const ComPtr<IUlixInstrEvents>& sink) { (sink.Get()->*event)(arguments...); });
+}
+
+void ThrowWithoutMemory(HRESULT result) {
+  if (FAILED(result)) throw std::bad_alloc();
+}
+
 }  // namespace
+
+void HostSinks::MeasReady(std::uint32_t group) {
+  CallEach(list_, &IUlixInstrEvents::MeasReady, static_cast<long>(group));
+}
+
+void HostSinks::DataChange(std::uint32_t group, const ChannelArrays& data) {
+  OwnedVariant ids, values, errors, times;
+  ThrowWithoutMemory(PutIds(data.ids, ids.get()));
+  ThrowWithoutMemory(PutValues(data.values, values.get()));
+  ThrowWithoutMemory(PutErrors(data.errors, errors.get()));
+  ThrowWithoutMemory(PutDates(data.times, times.get()));
+  CallEach(list_, &IUlixInstrEvents::DataChange, static_cast<long>(group), static_cast<long>(data.size()), *ids,
+           *values, *errors, *times);
+}
+
+void HostSinks::DevStatusChange(std::uint32_t status) {
+  CallEach(list_, &IUlixInstrEvents::DevStatusChange, static_cast<long>(status));
+}
+
+void HostSinks::DevError(HRESULT error) { CallEach(list_, &IUlixInstrEvents::DevError, static_cast<long>(error)); }
+
+void HostSinks::SysError(HRESULT error) { CallEach(list_, &IUlixInstrEvents::SysError, static_cast<long>(error)); }
+
+void HostSinks::Progress(int percent) { CallEach(list_, &IUlixInstrEvents::Progress, static_cast<short>(percent)); }
+
+void HostSinks::CfgGroupChange(std::uint32_t group) {
+  CallEach(list_, &IUlixInstrEvents::CfgGroupChange, static_cast<long>(group));
+}
+
+EventsPoint::EventsPoint(IConnectionPointContainer& owner, EventSinks& sinks)
+    : owner_(owner), hosts_(std::make_shared<HostSinks>()) {
+  sinks.Advise(hosts_);
+}
 
 STDMETHODIMP EventsPoint::QueryInterface(REFIID id, void** object) {
   if (!object) return E_POINTER;
@@ -81,39 +101,32 @@ STDMETHODIMP EventsPoint::Advise(IUnknown* sink, DWORD* cookie) {
   if (FAILED(sink->QueryInterface(__uuidof(IUlixInstrEvents), reinterpret_cast<void**>(events.GetAddressOf())))) {
     return CONNECT_E_CANNOTCONNECT;
   }
-  try {
-    const std::lock_guard lock(mutex_);
-    *cookie = sinks_.Advise(std::make_shared<HostSink>(events));
-    connected_.emplace(*cookie, events);
+  return Guarded([&] {
+    *cookie = hosts_->list().Add(events);
     return S_OK;
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  });
 }
 
 STDMETHODIMP EventsPoint::Unadvise(DWORD cookie) {
-  if (!sinks_.Unadvise(cookie)) return CONNECT_E_NOCONNECTION;
-  ComPtr<IUlixInstrEvents> released;  // outside the lock: its last release is the host's code
-  const std::lock_guard lock(mutex_);
-  const auto found = connected_.find(cookie);
-  if (found == connected_.end()) return S_OK;
-  released = std::move(found->second);
-  connected_.erase(found);
-  return S_OK;
+  return hosts_->list().Remove(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
 }
 
 STDMETHODIMP EventsPoint::EnumConnections(IEnumConnections** connections) {
   if (!connections) return E_POINTER;
-  const std::lock_guard lock(mutex_);
-  *connections = new (std::nothrow)
-      ConnectionList(std::vector<std::pair<DWORD, ComPtr<IUlixInstrEvents>>>(connected_.begin(), connected_.end()));
-  return *connections ? S_OK : E_OUTOFMEMORY;
+  *connections = nullptr;
+  return Guarded([&] {
+    *connections = new ConnectionList(hosts_->list().All());
+    return S_OK;
+  });
 }
 
 HRESULT EnumThePoint(EventsPoint& point, IEnumConnectionPoints** points) {
   if (!points) return E_POINTER;
-  *points = new (std::nothrow) PointList({ComPtr<IConnectionPoint>(&point)});
-  return *points ? S_OK : E_OUTOFMEMORY;
+  *points = nullptr;
+  return Guarded([&] {
+    *points = new PointList({ComPtr<IConnectionPoint>(&point)});
+    return S_OK;
+  });
 }
 
 }  // namespace ulix::controls

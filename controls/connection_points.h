@@ -1,8 +1,7 @@
 // The outgoing interface of a control: one connection point, for IUlixInstrEvents.
 #pragma once
 
-#include <map>
-#include <mutex>
+#include <memory>
 
 #include "UlixInstrAx.h"
 #include "controls/module.h"
@@ -10,10 +9,28 @@
 
 namespace ulix::controls {
 
-// The sinks of one control. Belongs to it and shares its life: whoever holds the point holds the control.
+// Hands the events of one control to its hosts' sinks. The arrays of a report are made once, before any sink is called:
+// without memory for them no sink hears of it.
+class HostSinks final : public EventSink {
+ public:
+  void MeasReady(std::uint32_t group) override;
+  void DataChange(std::uint32_t group, const ChannelArrays& data) override;  // std::bad_alloc before anybody is told
+  void DevStatusChange(std::uint32_t status) override;
+  void DevError(HRESULT error) override;
+  void SysError(HRESULT error) override;
+  void Progress(int percent) override;
+  void CfgGroupChange(std::uint32_t group) override;
+
+  SinkList<ComPtr<IUlixInstrEvents>>& list() { return list_; }
+
+ private:
+  SinkList<ComPtr<IUlixInstrEvents>> list_;
+};
+
+// The connection point of a control. Belongs to it and shares its life: whoever holds the point holds the control.
 class EventsPoint final : public IConnectionPoint {
  public:
-  EventsPoint(IConnectionPointContainer& owner, EventSinks& sinks) : owner_(owner), sinks_(sinks) {}
+  EventsPoint(IConnectionPointContainer& owner, EventSinks& sinks);
 
   STDMETHODIMP QueryInterface(REFIID id, void** object) override;
   STDMETHODIMP_(ULONG) AddRef() override { return owner_.AddRef(); }
@@ -27,9 +44,7 @@ class EventsPoint final : public IConnectionPoint {
 
  private:
   IConnectionPointContainer& owner_;
-  EventSinks& sinks_;
-  std::mutex mutex_;
-  std::map<DWORD, ComPtr<IUlixInstrEvents>> connected_;  // guarded by mutex_; for EnumConnections
+  const std::shared_ptr<HostSinks> hosts_;  // shared with a round of events that goes on when the control has gone
 };
 
 HRESULT EnumThePoint(EventsPoint& point, IEnumConnectionPoints** points);

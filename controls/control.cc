@@ -7,6 +7,7 @@
 #include "controls/control_member.h"
 #include "controls/dialogs/window_text.h"
 #include "controls/error_report.h"
+#include "controls/host_object.h"
 #include "platform/user_locale.h"
 
 namespace ulix::controls {
@@ -32,17 +33,20 @@ Control::Control(const ControlRow& row)
       desktop_(platform::UserLanguage()),
       instrument_(MakeInstrument(row, desktop_)),
       events_(*this, instrument_->events()),
-      spec_(row.spec_id, *static_cast<IUlixInstr*>(this)),
+      spec_(row.spec_id, *this),
       debug_(row.debug_id, *this),
       hosting_(*static_cast<IUlixInstr*>(this), HostedFaceOf(row)) {}
 
-HRESULT Control::Told(HRESULT result) const {
-  if (FAILED(result)) {
+// Without memory for a description there is none; the code is what counts.
+HRESULT Control::Told(HRESULT result) const noexcept {
+  if (SUCCEEDED(result)) return result;
+  Guarded([&] {
     ErrorInfo info = TakeErrorInfo();
     // A failure that the instrument did not see has the description that it gives such a code.
     if (info.code != result) info.description = instrument_->DescriptionOf(result);
     ReportError(__uuidof(IUlixInstr), ProgIdOf(row_, true), info.description);
-  }
+    return S_OK;
+  });
   return result;
 }
 
@@ -117,6 +121,28 @@ STDMETHODIMP Control::GetGUID(DWORD kind, GUID* id) {
   if (!id) return E_POINTER;
   *id = kind == GUIDKIND_DEFAULT_SOURCE_DISP_IID ? __uuidof(IUlixInstrEvents) : GUID_NULL;
   return kind == GUIDKIND_DEFAULT_SOURCE_DISP_IID ? S_OK : E_INVALIDARG;
+}
+
+STDMETHODIMP Control::SpecPart::get_SetPointObject(IDispatch** object) {
+  return control_.Member([&]() -> HRESULT {
+    if (!object) return E_INVALIDARG;
+    const std::lock_guard lock(mutex_);
+    return object_.CopyTo(object);
+  });
+}
+
+STDMETHODIMP Control::SpecPart::put_SetPointObject(IDispatch* object) {
+  return control_.Member([&] {
+    ComPtr<IDispatch> held(object);
+    SetPointObject forward;
+    if (held)
+      forward = [held](std::uint32_t address, float degrees) { return CallSetPoint(*held.Get(), address, degrees); };
+    const HRESULT result = control_.instrument_->SetSetPointObject(std::move(forward));
+    if (FAILED(result)) return result;
+    const std::lock_guard lock(mutex_);
+    object_.Swap(held);  // the one before is let go of last, outside the lock
+    return result;
+  });
 }
 
 // Two groups with every input, the second slower and with dead bands.

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 
 #include "UlixInstrAx.h"
 #include "controls/connection_points.h"
@@ -18,12 +19,18 @@ namespace ulix::controls {
 // The way from an automation object to the instrument inside it, for objects of this library only.
 struct IInstrumentAccess : IUnknown {
   virtual Instrument& Access() = 0;
+  virtual IDispatch& Spec() = 0;  // the model's Spec interface
 };
 inline constexpr GUID kInstrumentAccessId = {
     0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x03}};
 
-// The Spec and Debug interfaces of every model have these two forms.
-struct ISpecForm : IDispatch {};
+// The Spec and Debug interfaces of every model have these two forms. Of a model whose Spec interface is empty nobody
+// calls the property.
+struct ISpecForm : IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE get_SetPointObject(IDispatch** object) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_SetPointObject(IDispatch* object) = 0;
+  virtual HRESULT STDMETHODCALLTYPE putref_SetPointObject(IDispatch* object) = 0;
+};
 struct IDebugForm : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE DebugCreateCfgTest() = 0;
 };
@@ -153,9 +160,23 @@ class Control final : public TypedDispatch<IUlixInstr>,
 
   // IInstrumentAccess
   Instrument& Access() override { return *instrument_; }
+  IDispatch& Spec() override { return spec_; }
 
  private:
   ~Control() = default;
+
+  class SpecPart final : public ControlPart<ISpecForm> {
+   public:
+    SpecPart(REFIID id, Control& owner) : ControlPart(id, static_cast<IUlixInstr&>(owner)), control_(owner) {}
+    STDMETHODIMP get_SetPointObject(IDispatch** object) override;
+    STDMETHODIMP put_SetPointObject(IDispatch* object) override;
+    STDMETHODIMP putref_SetPointObject(IDispatch* object) override { return put_SetPointObject(object); }
+
+   private:
+    Control& control_;
+    std::mutex mutex_;
+    ComPtr<IDispatch> object_;  // guarded by mutex_; whom the instrument calls, for who asks
+  };
 
   class DebugPart final : public ControlPart<IDebugForm> {
    public:
@@ -170,7 +191,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
   HostedControl HostedFaceOf(const ControlRow& row);
   HRESULT CreateTestConfiguration();
   // Ends a member: hands a failure's description on to automation.
-  HRESULT Told(HRESULT result) const;
+  HRESULT Told(HRESULT result) const noexcept;
   // Runs a member's body; nothing thrown leaves it.
   template <typename Body>
   HRESULT Member(Body&& body);
@@ -187,7 +208,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
   Desktop desktop_;
   std::unique_ptr<Instrument> instrument_;
   EventsPoint events_;
-  ControlPart<ISpecForm> spec_;
+  SpecPart spec_;
   DebugPart debug_;
   Hosting hosting_;
 };

@@ -313,9 +313,11 @@ STDMETHODIMP Control::ReadMemBlock(long block, long records_max, long clear, VAR
     ChannelArrays arrays;
     std::uint32_t read = 0;
     const HRESULT result = instrument_->ReadMemBlock(block, Id(records_max), clear != 0, &arrays, &read);
-    if (FAILED(result)) return result;
-    *records_read = static_cast<long>(read);
-    return PutArrays(arrays, channels, values, errors, times);
+    // Where only the clearing failed there are records beside the failure.
+    if (FAILED(result) && arrays.size() == 0) return result;
+    const HRESULT put = PutArrays(arrays, channels, values, errors, times);
+    if (SUCCEEDED(put)) *records_read = static_cast<long>(read);
+    return FAILED(result) ? result : put;
   });
 }
 

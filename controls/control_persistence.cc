@@ -78,15 +78,13 @@ STDMETHODIMP Control::Load(IStream* stream) {
   });
 }
 
-// The mark of a change goes whatever the host asks: it always did.
+// The mark of a change goes whatever the host asks, once all is written: it always did.
 STDMETHODIMP Control::Save(IStream* stream, BOOL) {
   if (!stream) return E_POINTER;
   return Member([&] {
     HostStream bytes(*stream);
-    const HRESULT result = instrument_->Save(bytes);
-    if (FAILED(result)) return result;
     const PropertyMap map{kPropertyMapVersion, hosting_.extent().cx, hosting_.extent().cy};
-    return bytes.Write({reinterpret_cast<const char*>(&map), sizeof(map)});
+    return instrument_->Save(bytes, {reinterpret_cast<const char*>(&map), sizeof(map)});
   });
 }
 
@@ -94,9 +92,7 @@ STDMETHODIMP Control::GetSizeMax(ULARGE_INTEGER* size) {
   if (!size) return E_POINTER;
   return Member([&] {
     MemoryStream bytes;
-    const bool dirty = instrument_->IsDirty();
-    const HRESULT result = instrument_->Save(bytes);
-    if (dirty) instrument_->MarkDirty();
+    const HRESULT result = instrument_->SaveCopy(bytes);
     size->QuadPart = bytes.bytes().size() + sizeof(PropertyMap);
     return result;
   });

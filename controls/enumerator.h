@@ -33,8 +33,11 @@ class Enumerator final : public SingleInterface<Interface> {
   }
   STDMETHODIMP Clone(Interface** copy) override {
     if (!copy) return E_POINTER;
-    *copy = new Enumerator(items_, at_);
-    return S_OK;
+    *copy = nullptr;
+    return Guarded([&] {
+      *copy = new Enumerator(items_, at_);
+      return S_OK;
+    });
   }
 
  private:

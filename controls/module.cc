@@ -37,9 +37,11 @@ std::wstring ModulePath() {
   }
 }
 
-HRESULT LoadOwnTypeLib(ITypeLib** library) { return LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, library); }
+HRESULT LoadOwnTypeLib(ITypeLib** library) noexcept {
+  return Guarded([&] { return LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, library); });
+}
 
-HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info) {
+HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info) noexcept {
   ComPtr<ITypeLib> library;
   const HRESULT result = LoadOwnTypeLib(&library);
   return FAILED(result) ? result : library->GetTypeInfoOfGuid(id, info);

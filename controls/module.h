@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <wrl/client.h>
 
+#include <new>
 #include <string>
 
 #include "base/result.h"
@@ -12,6 +13,18 @@
 namespace ulix::controls {
 
 using Microsoft::WRL::ComPtr;
+
+// Runs `body`, which returns an HRESULT. Nothing thrown leaves it: E_OUTOFMEMORY, or E_FAIL.
+template <typename Body>
+HRESULT Guarded(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_FAIL;
+  }
+}
 
 // Held by every object that a host can hold, and by a locked class factory: the library stays loaded meanwhile.
 class InUse {
@@ -34,7 +47,7 @@ HINSTANCE ModuleInstance();
 std::wstring ModulePath();
 
 // The library's own type library, and the description of one interface or class in it.
-HRESULT LoadOwnTypeLib(ITypeLib** library);
-HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info);
+HRESULT LoadOwnTypeLib(ITypeLib** library) noexcept;
+HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info) noexcept;
 
 }  // namespace ulix::controls

@@ -43,23 +43,27 @@ STDMETHODIMP SetupObject::InterfaceSupportsErrorInfo(REFIID id) {
   return IsEqualIID(id, __uuidof(IUlixSetup)) ? S_OK : S_FALSE;
 }
 
-HRESULT SetupObject::Told(HRESULT result) const {
-  if (SUCCEEDED(result)) return result;
+HRESULT SetupObject::Told(HRESULT result) const noexcept {
+  if (FAILED(result)) {
+    Guarded([&] {
+      Describe(result);
+      return S_OK;
+    });
+  }
+  return result;
+}
+
+void SetupObject::Describe(HRESULT result) const {
   const Language language = platform::UserLanguage();
   const std::string text = control_                 ? control_->Access().DescriptionOf(result)
                            : result == E_UNEXPECTED ? Localized(TextId::kNotAttached, language)
                                                     : Localized(TextId::kInvalidArgument, language);
   ReportError(__uuidof(IUlixSetup), std::wstring(kSetupProgId) + L".1", text);
-  return result;
 }
 
 template <typename Body>
 HRESULT SetupObject::Attached(Body&& body) {
-  try {
-    return Told(control_ ? body(control_->Access()) : E_UNEXPECTED);
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  return Told(Guarded([&]() -> HRESULT { return control_ ? body(control_->Access()) : E_UNEXPECTED; }));
 }
 
 STDMETHODIMP SetupObject::Attach(IUnknown* control) {
@@ -145,6 +149,16 @@ STDMETHODIMP SetupObject::SetGroup(long group, long period, float dead_band, flo
     return instrument.SetGroupSettings(
         static_cast<std::uint32_t>(group),
         {static_cast<std::uint32_t>(period), dead_band, dead_band_abs, static_cast<std::uint32_t>(dead_time)});
+  });
+}
+
+STDMETHODIMP SetupObject::get_Spec(IDispatch** spec) {
+  if (spec) *spec = nullptr;
+  return Attached([&](Instrument&) -> HRESULT {
+    if (!spec) return E_INVALIDARG;
+    *spec = &control_->Spec();
+    (*spec)->AddRef();
+    return S_OK;
   });
 }
 

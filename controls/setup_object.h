@@ -29,12 +29,14 @@ class SetupObject final : public TypedDispatch<IUlixSetup>, public ISupportError
   STDMETHODIMP put_Serial(BSTR key, long value) override;
   STDMETHODIMP GetGroup(long group, long* period, float* dead_band, float* dead_band_abs, long* dead_time) override;
   STDMETHODIMP SetGroup(long group, long period, float dead_band, float dead_band_abs, long dead_time) override;
+  STDMETHODIMP get_Spec(IDispatch** spec) override;
 
  private:
   ~SetupObject() = default;
   template <typename Body>
   HRESULT Attached(Body&& body);
-  HRESULT Told(HRESULT result) const;
+  HRESULT Told(HRESULT result) const noexcept;
+  void Describe(HRESULT result) const;
 
   const InUse in_use_;
   std::atomic<ULONG> references_ = 1;

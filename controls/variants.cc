@@ -50,6 +50,13 @@ Expected<std::vector<Element>> ElementsOf(const VARIANT& variant, VARTYPE type) 
   return elements;
 }
 
+// An amount of money or a decimal fraction.
+Value RealOf(const VARIANT& variant) {
+  OwnedVariant real;
+  if (FAILED(VariantChangeType(real.get(), const_cast<VARIANT*>(&variant), 0, VT_R8))) return NoNumber();
+  return V_R8(real.get());
+}
+
 }  // namespace
 
 BSTR BstrOf(std::string_view ansi) {
@@ -129,6 +136,9 @@ Value ValueOf(const VARIANT& variant) {
       return V_R4(plain.get());
     case VT_R8:
       return V_R8(plain.get());
+    case VT_CY:
+    case VT_DECIMAL:
+      return RealOf(*plain);
     default:
       return NoNumber();
   }

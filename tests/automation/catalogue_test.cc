@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <map>
 
-#include "tests/automation/client.h"
+#include "tests/automation/type_library.h"
 
 namespace client {
 namespace {
@@ -14,35 +14,6 @@ struct ClassOfLibrary {
   std::wstring name;  // "UlixInstrKelvo10Ctl"
 };
 
-ComPtr<ITypeLib> Library() {
-  GUID id;
-  CLSIDFromString(L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}", &id);
-  ComPtr<ITypeLib> library;
-  LoadRegTypeLib(id, 1, 0, LOCALE_NEUTRAL, &library);
-  return library;
-}
-
-// Calls `visit` with each description of one kind and its attributes.
-template <typename Visit>
-void ForEachType(TYPEKIND wanted, Visit&& visit) {
-  const auto library = Library();
-  ASSERT_TRUE(library);
-  for (UINT k = 0; k < library->GetTypeInfoCount(); ++k) {
-    ComPtr<ITypeInfo> info;
-    TYPEATTR* attributes = nullptr;
-    ASSERT_EQ(library->GetTypeInfo(k, &info), S_OK);
-    ASSERT_EQ(info->GetTypeAttr(&attributes), S_OK);
-    if (attributes->typekind == wanted) visit(info.Get(), *attributes);
-    info->ReleaseTypeAttr(attributes);
-  }
-}
-
-std::wstring NameOf(ITypeInfo* info) {
-  BSTR name = nullptr;
-  info->GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr);
-  return Taken(name);
-}
-
 std::vector<ClassOfLibrary> ControlsOfLibrary() {
   std::vector<ClassOfLibrary> controls;
   ForEachType(TKIND_COCLASS, [&](ITypeInfo* info, const TYPEATTR& attributes) {
@@ -50,8 +21,6 @@ std::vector<ClassOfLibrary> ControlsOfLibrary() {
   });
   return controls;
 }
-
-std::string Narrow(const std::wstring& text) { return {text.begin(), text.end()}; }
 
 // The model word in a class's name.
 std::wstring ModelOf(const ClassOfLibrary& control) {

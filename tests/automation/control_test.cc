@@ -4,7 +4,10 @@
 // After the one above, which it needs.
 #include <shlwapi.h>
 
+#include <cmath>
 #include <cstdlib>
+#include <deque>
+#include <limits>
 #include <map>
 
 #include "tests/automation/client.h"
@@ -58,38 +61,6 @@ class Connected : public testing::Test {
   ComPtr<IUlixInstr> control;
   ComPtr<IUlixSetup> setup;
 };
-
-TEST(TypeLibrary, HasThePublishedIdsAndMembersInOrder) {
-  const struct {
-    const IID& id;
-    const wchar_t* published;
-  } ids[] = {{__uuidof(IUlixInstr), L"{3DC98EAA-4F18-4807-B266-0C55544D64F5}"},
-             {__uuidof(IUlixInstrEvents), L"{5AC86136-E359-4D18-A4B5-ED0DAE1CADA1}"},
-             {__uuidof(IUlixInstrReadFile), L"{DA58B7C1-26DF-4AA3-AC6C-42CB88801448}"}};
-  for (const auto& row : ids) {
-    IID published;
-    IIDFromString(row.published, &published);
-    EXPECT_TRUE(IsEqualIID(row.id, published)) << row.published;
-  }
-  GUID library_id;
-  CLSIDFromString(L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}", &library_id);
-  ComPtr<ITypeLib> library;
-  ASSERT_EQ(LoadRegTypeLib(library_id, 1, 0, LOCALE_NEUTRAL, &library), S_OK);
-  ComPtr<ITypeInfo> dispatch, table;
-  ASSERT_EQ(library->GetTypeInfoOfGuid(__uuidof(IUlixInstr), &dispatch), S_OK);
-  HREFTYPE reference = 0;
-  ASSERT_EQ(dispatch->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), S_OK);
-  ASSERT_EQ(dispatch->GetRefTypeInfo(reference, &table), S_OK);
-  constexpr UINT kMembers = 63;
-  constexpr int kDispatchSlots = 7;
-  for (UINT k = 0; k < kMembers; ++k) {
-    FUNCDESC* member = nullptr;
-    ASSERT_EQ(table->GetFuncDesc(k, &member), S_OK);
-    EXPECT_EQ(member->memid, static_cast<MEMBERID>(k + 1));
-    EXPECT_EQ(member->oVft, static_cast<SHORT>((kDispatchSlots + k) * sizeof(void*)));
-    table->ReleaseFuncDesc(member);
-  }
-}
 
 TEST(Control, AnswersByName) {
   const auto control = NewControl();
@@ -233,9 +204,94 @@ TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
   EXPECT_NEAR(data.times[0], local, 1.0 / 1440) << "local time";
 
   EXPECT_EQ(control->SetChanVal(1, Variant(100.1)), S_OK);
-  EXPECT_EQ(control->SetChanVal(1, Variant()), E_INVALIDARG);
-  EXPECT_EQ(control->SetChanVal(1, Variant(L"1")), E_INVALIDARG);
   EXPECT_EQ(control->SetChanVal(0, Variant(1.0)), E_INVALIDARG);
+}
+
+// A number of every kind that automation has, then each by reference. What they refer to lives as long as the list.
+class Numbers {
+ public:
+  Numbers() {
+    Add(VT_I1, [](VARIANT& v) { v.cVal = -2; });
+    Add(VT_UI1, [](VARIANT& v) { v.bVal = 2; });
+    Add(VT_I2, [](VARIANT& v) { v.iVal = -2; });
+    Add(VT_UI2, [](VARIANT& v) { v.uiVal = 2; });
+    Add(VT_I4, [](VARIANT& v) { v.lVal = -2; });
+    Add(VT_UI4, [](VARIANT& v) { v.ulVal = 2; });
+    Add(VT_INT, [](VARIANT& v) { v.intVal = -2; });
+    Add(VT_UINT, [](VARIANT& v) { v.uintVal = 2; });
+    Add(VT_I8, [](VARIANT& v) { v.llVal = -2; });
+    Add(VT_UI8, [](VARIANT& v) { v.ullVal = 2; });
+    Add(VT_R4, [](VARIANT& v) { v.fltVal = -2.5F; });
+    Add(VT_R8, [](VARIANT& v) { v.dblVal = 2.5; });
+    Add(VT_CY, [](VARIANT& v) { v.cyVal.int64 = 25000; });
+    Add(VT_DECIMAL, [](VARIANT& v) { VarDecFromR8(2.5, &v.decVal); });
+    const std::size_t plain = numbers_.size();
+    for (std::size_t k = 0; k < plain; ++k) {
+      AddReference(static_cast<VARTYPE>(VT_BYREF | numbers_[k].vt), PlaceOf(numbers_[k]));
+      AddReference(VT_BYREF | VT_VARIANT, &numbers_[k]);
+    }
+    AddReference(VT_BYREF | VT_VARIANT, &numbers_[plain]);  // a reference to a variant that refers to a number
+  }
+  const std::deque<VARIANT>& all() const { return numbers_; }
+
+ private:
+  template <typename Fill>
+  void Add(VARTYPE type, Fill&& fill) {
+    VARIANT number{};
+    fill(number);
+    number.vt = type;  // after the decimal, which lies over it
+    numbers_.push_back(number);
+  }
+  void AddReference(VARTYPE type, void* place) {
+    VARIANT reference{};
+    reference.vt = type;
+    reference.byref = place;
+    numbers_.push_back(reference);
+  }
+  static void* PlaceOf(VARIANT& number) {
+    return number.vt == VT_DECIMAL ? static_cast<void*>(&number.decVal) : &number.byref;
+  }
+
+  std::deque<VARIANT> numbers_;
+};
+
+TEST_F(Connected, AnyKindOfNumberDrivesTheOutput) {
+  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  const Numbers numbers;
+  for (const VARIANT& number : numbers.all()) {
+    SCOPED_TRACE(number.vt);
+    EXPECT_EQ(control->SetChanVal(1, number), S_OK);
+    Variant values, errors, times;
+    ASSERT_EQ(control->GetChansVals(IdArray({1}), &values, &errors, &times), S_OK);
+    EXPECT_TRUE(std::abs(Elements<VARIANT>(values)[0].fltVal) == 2.0F ||
+                std::abs(Elements<VARIANT>(values)[0].fltVal) == 2.5F);
+  }
+}
+
+TEST(Control, RefusesToDriveTheOutputWithWhatIsNoNumber) {
+  const auto control = NewControl();
+  EXPECT_EQ(control->SetChanVal(1, Variant(1.0)), E_UNEXPECTED) << "a number, and no instrument";
+  const double not_finite[] = {std::numeric_limits<double>::infinity(), std::nan(""), 1e300};
+  std::vector<Variant> refused;
+  refused.emplace_back();
+  refused.emplace_back(L"1");
+  refused.push_back(IdArray({1}));
+  for (const double value : not_finite) refused.emplace_back(value);
+  for (const VARTYPE type : {VT_NULL, VT_DATE, VT_BOOL, VT_ERROR, VT_DISPATCH}) refused.emplace_back().vt = type;
+  for (Variant& value : refused) {
+    SCOPED_TRACE(value.vt);
+    EXPECT_EQ(control->SetChanVal(1, value), E_INVALIDARG);
+    VARIANT reference{};
+    reference.vt = VT_BYREF | VT_VARIANT;
+    reference.pvarVal = &value;
+    EXPECT_EQ(control->SetChanVal(1, reference), E_INVALIDARG);
+    Variant values;
+    values.vt = VT_ARRAY | VT_VARIANT;
+    values.parray = SafeArrayCreateVector(VT_VARIANT, 0, 1);
+    LONG first = 0;
+    ASSERT_EQ(SafeArrayPutElement(values.parray, &first, &value), S_OK);
+    EXPECT_EQ(control->SetChansVals(IdArray({1}), values), E_INVALIDARG) << "elements are checked as arguments are";
+  }
 }
 
 TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
@@ -284,6 +340,55 @@ TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
   ComPtr<IStream> empty;
   CreateStreamOnHGlobal(nullptr, TRUE, &empty);
   EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
+}
+
+// A host's stream that takes so many bytes and no more.
+class FullStream final : public IStream {
+ public:
+  explicit FullStream(ULONG room) : room_(room) {}
+  STDMETHODIMP QueryInterface(REFIID, void** object) override {
+    *object = this;
+    return S_OK;
+  }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
+  STDMETHODIMP Write(const void*, ULONG size, ULONG* written) override {
+    if (size > room_) return STG_E_MEDIUMFULL;
+    room_ -= size;
+    if (written) *written = size;
+    return S_OK;
+  }
+  STDMETHODIMP Read(void*, ULONG, ULONG*) override { return E_NOTIMPL; }
+  STDMETHODIMP Seek(LARGE_INTEGER, DWORD, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+  STDMETHODIMP SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
+  STDMETHODIMP CopyTo(IStream*, ULARGE_INTEGER, ULARGE_INTEGER*, ULARGE_INTEGER*) override { return E_NOTIMPL; }
+  STDMETHODIMP Commit(DWORD) override { return E_NOTIMPL; }
+  STDMETHODIMP Revert() override { return E_NOTIMPL; }
+  STDMETHODIMP LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+  STDMETHODIMP UnlockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
+  STDMETHODIMP Stat(STATSTG*, DWORD) override { return E_NOTIMPL; }
+  STDMETHODIMP Clone(IStream**) override { return E_NOTIMPL; }
+
+ private:
+  ULONG room_;
+};
+
+TEST(Persistence, ASaveThatFailsAnywhereLeavesTheControlDirty) {
+  const auto control = NewControl();
+  ComPtr<IPersistStreamInit> persist;
+  ASSERT_EQ(control.As(&persist), S_OK);
+  long group = 0;
+  ASSERT_EQ(control->CreateGroup(&group), S_OK);
+  ULARGE_INTEGER size{};
+  ASSERT_EQ(persist->GetSizeMax(&size), S_OK);
+  for (ULONG room = 0; room < size.LowPart; ++room) {
+    FullStream stream(room);
+    ASSERT_EQ(persist->Save(&stream, TRUE), STG_E_MEDIUMFULL) << room;
+    ASSERT_EQ(persist->IsDirty(), S_OK) << room;
+  }
+  FullStream stream(size.LowPart);
+  EXPECT_EQ(persist->Save(&stream, TRUE), S_OK);
+  EXPECT_EQ(persist->IsDirty(), S_FALSE);
 }
 
 // What another program wrote by the published layout loads, and what is saved here has that layout: the caller

@@ -165,7 +165,8 @@ TEST_F(Dialogs, AGroupHasItsPeriodAndItsChannels) {
                  [&](DialogUser& user) {
                    EXPECT_TRUE(user.Type(user.Entry(period), L"50"));
                    user.Press(VK_RETURN);
-                   EXPECT_TRUE(user.Eventually([&] { return user.Says(Local(L"From 100 to", L"De 100 \u00E0")); }));
+                   EXPECT_TRUE(user.Eventually(
+                       [&] { return user.Says(Local(L"the range from 100 to", L"la plage de 100 \u00E0")); }));
                    EXPECT_TRUE(user.Type(user.Entry(period), L"250"));
                    user.Picture("group");
                    user.GoTo(user.FirstOf(L"ListBox"));
