@@ -18,7 +18,7 @@ namespace ulix {
 // What a driver takes from whoever creates it.
 struct DriverServices {
   Clock* clock = &SystemClock();
-  platform::PortResolver resolve_port = platform::ResolvePort;
+  platform::PortResolver resolve_port = ResolveSerialPort;
   platform::SocketMaker make_socket = platform::MakeStreamSocket;
   UsbLibraryLoader load_usb_library = LoadOwnUsbLibrary;
   LinkTrace trace;

@@ -13,6 +13,7 @@
 #include "base/result.h"
 #include "links/link.h"
 #include "links/link_trace.h"
+#include "links/network_port.h"
 #include "links/serial_params.h"
 #include "platform/named_mutex.h"
 #include "platform/port_binding.h"
@@ -35,7 +36,7 @@ inline constexpr const char* kPortMutexName = "SerialComMutex1";
 class SerialLink final : public Link {
  public:
   struct Options {
-    platform::PortResolver resolve_port = platform::ResolvePort;
+    platform::PortResolver resolve_port = ResolveSerialPort;
     std::chrono::milliseconds lock_wait{60000};
     LinkTrace trace;
     Clock* clock = &SystemClock();

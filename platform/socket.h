@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/port_binding.h"
+
 namespace ulix::platform {
 
 // In host byte order.
@@ -36,12 +38,23 @@ class StreamSocket {
   // Bytes moved without waiting; -1 when none could be. Receive gives 0 at the end of the connection.
   virtual int Send(std::string_view bytes) = 0;
   virtual int Receive(std::span<char> bytes) = 0;
+  // Tells the peer that no more is coming; receiving goes on.
+  virtual void FinishSending() {}
   // Whether the last Send or Receive that gave -1 did so only because it would have had to wait.
   virtual bool WouldWait() const = 0;
 };
 
 // Null when the system gives none. Small writes go out at once.
 std::unique_ptr<StreamSocket> MakeStreamSocket();
+
+struct Connection {
+  std::unique_ptr<StreamSocket> socket;  // none when there is no connection
+  OpenFailure failure;
+};
+
+// Connects to a host by its name or address, IPv6 too: its addresses one after the other, `wait` for each. A peer that
+// is gone without a word is noticed within two seconds: sends and receives fail then.
+Connection ConnectToHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds wait);
 
 // Where a link gets its socket from: the system, or a simulated instrument in this process.
 using SocketMaker = std::function<std::unique_ptr<StreamSocket>()>;

@@ -88,6 +88,13 @@ class Interruption {
   FileDescriptor event_;
 };
 
+// A pseudo terminal carries whole bytes: asked for parity or 7 data bits it would refuse, or take the rest of the
+// settings, as they differ from those it had.
+void SetWholeBytes(termios& settings) {
+  settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD);
+  settings.c_cflag |= CS8;
+}
+
 void SetCharacterFormat(termios& settings, const LineSettings& line) {
   settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CSTOPB | PARENB | PARODD | CRTSCTS);
   settings.c_cflag |= CREAD | CLOCAL | static_cast<tcflag_t>(line.data_bits == 8 ? CS8 : CS7);
@@ -134,6 +141,7 @@ class TerminalPort final : public SerialPort {
     if (tcgetattr(fd_.get(), &settings) != 0) return false;
     parity_checked_ = line.parity != Parity::kNone;
     SetCharacterFormat(settings, line);
+    if (IsPseudoTerminal(fd_.get())) SetWholeBytes(settings);
     SetFlowControl(settings, line.flow_control);
     SetBinary(settings, parity_checked_);
     if (!ApplyWithSpeed(settings, line.baud_rate)) return false;

@@ -59,6 +59,7 @@ class PosixSocket final : public StreamSocket {
   int Receive(std::span<char> bytes) override {
     return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), 0); });
   }
+  void FinishSending() override { shutdown(fd_.get(), SHUT_WR); }
   bool WouldWait() const override { return would_wait_; }
 
  private:
@@ -91,6 +92,59 @@ std::optional<Ipv4Address> FindHost(const std::string& host) {
   const Ipv4Address address{ntohl(reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr)};
   freeaddrinfo(found);
   return address;
+}
+
+namespace {
+
+// Where the kernel has been sending without an answer, or asking a quiet peer for one, for this long, it gives up.
+bool WatchPeer(int fd) {
+  const auto set = [&](int level, int option, int value) {
+    return setsockopt(fd, level, option, &value, sizeof value) == 0;
+  };
+  return set(SOL_SOCKET, SO_KEEPALIVE, 1) && set(IPPROTO_TCP, TCP_KEEPIDLE, 1) && set(IPPROTO_TCP, TCP_KEEPINTVL, 1) &&
+         set(IPPROTO_TCP, TCP_KEEPCNT, 1) && set(IPPROTO_TCP, TCP_USER_TIMEOUT, 1500) &&
+         set(IPPROTO_TCP, TCP_NODELAY, 1);
+}
+
+// 0, or the system's code of what went wrong.
+int ConnectTo(int fd, const addrinfo& address, milliseconds wait) {
+  if (connect(fd, address.ai_addr, address.ai_addrlen) == 0) return 0;
+  if (errno != EINPROGRESS) return errno;
+  const SocketWait waited = Await(fd, POLLOUT, wait);
+  if (waited != SocketWait::kReady) return waited == SocketWait::kTimedOut ? ETIMEDOUT : errno;
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+OpenFailure FailureOf(int error) {
+  const OpenFailureCause cause = error == ECONNREFUSED ? OpenFailureCause::kRefused
+                                 : error == ETIMEDOUT  ? OpenFailureCause::kNoAnswer
+                                                       : OpenFailureCause::kSystem;
+  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
+}
+
+}  // namespace
+
+Connection ConnectToHost(const std::string& host, std::uint16_t port, milliseconds wait) {
+  addrinfo wanted{};
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (host.empty() || getaddrinfo(host.c_str(), std::to_string(port).c_str(), &wanted, &found) != 0) {
+    return {nullptr, {.cause = OpenFailureCause::kUnknownHost}};
+  }
+  const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(found, freeaddrinfo);
+  int error = EHOSTUNREACH;
+  for (const addrinfo* address = found; address; address = address->ai_next) {
+    FileDescriptor fd(socket(address->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+    if (!fd.valid() || !WatchPeer(fd.get())) {
+      error = errno;
+      continue;
+    }
+    error = ConnectTo(fd.get(), *address, wait);
+    if (error == 0) return {std::make_unique<PosixSocket>(std::move(fd)), {}};
+  }
+  return {nullptr, FailureOf(error)};
 }
 
 std::unique_ptr<StreamSocket> MakeStreamSocket() {

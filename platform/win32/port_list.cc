@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdlib>
+#include <fstream>
 
 #include "base/text.h"
 
@@ -19,6 +21,31 @@ int NumberOf(std::string_view text) {
   text = Trimmed(text.substr(std::min<std::size_t>(3, text.size())));
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
+}
+
+// Where the user put ports of his own: values "COM5" = "rfc2217://bench-3:4001", or a device path.
+constexpr const char* kPortMapKey = R"(Software\ULIX Servers\Ports)";
+
+// The location that the user gave a number: in the environment (ULIX_COM5), the registry, or the file "ulix\ports" in
+// his application data, in this order.
+std::optional<std::string> MappedPort(int port) {
+  const std::string name = "COM" + std::to_string(port);
+  if (const char* text = std::getenv(("ULIX_" + name).c_str()); text && *text) return text;
+  std::array<char, 512> data{};
+  DWORD size = static_cast<DWORD>(data.size() - 1);
+  if (RegGetValueA(HKEY_CURRENT_USER, kPortMapKey, name.c_str(), RRF_RT_REG_SZ, nullptr, data.data(), &size) ==
+      ERROR_SUCCESS) {
+    return std::string(data.data());
+  }
+  const char* folder = std::getenv("APPDATA");
+  std::ifstream file(std::string(folder ? folder : "") + R"(\ulix\ports)");
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t equals = line.find('=');
+    if (equals != std::string::npos && EqualIgnoringCase(Trimmed(std::string_view(line).substr(0, equals)), name)) {
+      return std::string(Trimmed(std::string_view(line).substr(equals + 1)));
+    }
+  }
+  return std::nullopt;
 }
 
 std::string DevicePath(int port) { return std::string(kDeviceFolder) + "COM" + std::to_string(port); }
@@ -56,7 +83,11 @@ std::vector<PortEntry> ListSerialPorts() {
   return entries;
 }
 
-std::optional<std::string> DeviceOfPort(int port) { return port > 0 ? std::optional(DevicePath(port)) : std::nullopt; }
+std::optional<std::string> DeviceOfPort(int port) {
+  if (port <= 0) return std::nullopt;
+  auto mapped = MappedPort(port);
+  return mapped ? std::move(mapped) : DevicePath(port);
+}
 
 int PortOfDevice(const std::string& device) {
   std::string_view name = device;

@@ -2,6 +2,7 @@
 
 #include "platform/win32/socket_handle.h"
 // After winsock2.h.
+#include <mstcpip.h>
 #include <ws2tcpip.h>
 
 #include <algorithm>
@@ -37,7 +38,7 @@ SocketWait Await(SOCKET socket, bool writable, std::optional<milliseconds> wait)
 
 class WindowsSocket final : public StreamSocket {
  public:
-  WindowsSocket() : socket_(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {}
+  explicit WindowsSocket(int family) : socket_(socket(family, SOCK_STREAM, IPPROTO_TCP)) {}
 
   bool Prepare() {
     const BOOL on = TRUE;
@@ -54,6 +55,26 @@ class WindowsSocket final : public StreamSocket {
     return WSAGetLastError() == WSAEWOULDBLOCK && Await(socket_.get(), true, wait) == SocketWait::kReady;
   }
 
+  // 0, or the system's code of what went wrong.
+  int ConnectTo(const addrinfo& address, milliseconds wait) {
+    if (connect(socket_.get(), address.ai_addr, static_cast<int>(address.ai_addrlen)) == 0) return 0;
+    if (const int error = WSAGetLastError(); error != WSAEWOULDBLOCK) return error;
+    const SocketWait waited = Await(socket_.get(), true, wait);
+    if (waited == SocketWait::kReady) return 0;
+    int error = 0;
+    int size = sizeof error;
+    getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size);
+    return waited == SocketWait::kTimedOut ? WSAETIMEDOUT : error != 0 ? error : WSAECONNREFUSED;
+  }
+
+  // A quiet peer is asked for a sign of life after a second, and ten times in the next one.
+  bool WatchPeer() {
+    tcp_keepalive watch{.onoff = 1, .keepalivetime = 1000, .keepaliveinterval = 90};
+    DWORD ignored = 0;
+    return WSAIoctl(socket_.get(), SIO_KEEPALIVE_VALS, &watch, sizeof watch, nullptr, 0, &ignored, nullptr, nullptr) ==
+           0;
+  }
+
   SocketWait AwaitReadable(milliseconds wait) override { return Wait(false, wait); }
   SocketWait AwaitWritable(milliseconds wait) override { return Wait(true, wait); }
 
@@ -63,6 +84,7 @@ class WindowsSocket final : public StreamSocket {
   int Receive(std::span<char> bytes) override {
     return Moved(recv(socket_.get(), bytes.data(), static_cast<int>(bytes.size()), 0));
   }
+  void FinishSending() override { shutdown(socket_.get(), SD_SEND); }
   bool WouldWait() const override { return would_wait_; }
 
  private:
@@ -95,8 +117,43 @@ std::optional<Ipv4Address> FindHost(const std::string& host) {
   return address;
 }
 
+namespace {
+
+OpenFailure FailureOf(int error) {
+  const OpenFailureCause cause = error == WSAECONNREFUSED ? OpenFailureCause::kRefused
+                                 : error == WSAETIMEDOUT  ? OpenFailureCause::kNoAnswer
+                                                          : OpenFailureCause::kSystem;
+  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
+}
+
+}  // namespace
+
+Connection ConnectToHost(const std::string& host, std::uint16_t port, milliseconds wait) {
+  const SocketLibrary library;
+  addrinfo wanted{};
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (host.empty() || getaddrinfo(host.c_str(), std::to_string(port).c_str(), &wanted, &found) != 0) {
+    return {nullptr, {.cause = OpenFailureCause::kUnknownHost}};
+  }
+  const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(found, [](addrinfo* first) { freeaddrinfo(first); });
+  int error = WSAEHOSTUNREACH;
+  for (const addrinfo* address = found; address; address = address->ai_next) {
+    auto made = std::make_unique<WindowsSocket>(address->ai_family);
+    if (!made->Prepare()) {
+      error = WSAGetLastError();
+      continue;
+    }
+    error = made->ConnectTo(*address, wait);
+    if (error != 0) continue;
+    made->WatchPeer();  // Wine has no such setting; the connection works without
+    return {std::move(made), {}};
+  }
+  return {nullptr, FailureOf(error)};
+}
+
 std::unique_ptr<StreamSocket> MakeStreamSocket() {
-  auto made = std::make_unique<WindowsSocket>();
+  auto made = std::make_unique<WindowsSocket>(AF_INET);
   if (!made->Prepare()) return nullptr;
   return made;
 }

@@ -1,3 +1,4 @@
+#include "links/port_url.h"
 #include "tools/ulix/arguments.h"
 
 #include <CLI/CLI.hpp>
@@ -102,12 +103,15 @@ std::string MissingText(const CLI::Option& option) {
 
 PortArgument ParsePort(std::string_view text) {
   if (EqualIgnoringCase(text, "sim")) return SimulatedPort{};
+  if (IsUrl(text) && !ParsePortUrl(text)) {
+    throw UsageError("--port", "'" + std::string(text) + "' is no port; takes tcp://HOST:PORT or rfc2217://HOST:PORT");
+  }
   if (text.find_first_of("/\\") != std::string_view::npos) return std::string(text);
   const bool named = EqualIgnoringCase(text.substr(0, 3), "COM");
   const auto number = WholeInteger(named ? text.substr(3) : text, 10);
   if (number && *number >= 1 && *number <= kHighestPort) return static_cast<int>(*number);
   throw UsageError("--port",
-                   "'" + std::string(text) + "' is no port; takes a number, COMn, a device path (with a '/') or sim");
+                   "'" + std::string(text) + "' is no port; takes a number, COMn, a device path (with a '/'), a URL or sim");
 }
 
 HRESULT ParseCode(std::string_view text) {

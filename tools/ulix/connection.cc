@@ -11,6 +11,7 @@
 #include <variant>
 
 #include "links/local_number.h"
+#include "links/port_url.h"
 #include "platform/port_list.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
@@ -78,7 +79,7 @@ Instrument::Options InstrumentOptions(Language language, UserInterface& user) {
   return chosen;
 }
 
-// A device path is opened as it is; its number is for texts and saved configurations.
+// A device path or URL is opened as it is; its number, where it has one, is for texts and saved configurations.
 void SetPort(SerialParams& params, const PortArgument& port) {
   params.location.clear();
   if (const int* number = std::get_if<int>(&port)) {
@@ -86,8 +87,9 @@ void SetPort(SerialParams& params, const PortArgument& port) {
     return;
   }
   params.location = std::get<std::string>(port);
-  params.port = platform::PortOfDevice(params.location);
-  if (params.port == 0) throw UsageError("--port", "no port number stands for " + params.location);
+  const int number = platform::PortOfDevice(params.location);
+  if (number > 0) params.port = number;
+  if (number == 0 && !IsUrl(params.location)) throw UsageError("--port", "no port number stands for " + params.location);
 }
 
 // What is wrong with a model word; empty for a good one.
@@ -115,7 +117,7 @@ void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
     options.baud_rate = rate;
   };
   verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
-      ->type_name("N|COMn|DEVICE|sim")
+      ->type_name("N|COMn|DEVICE|URL|sim")
       ->check(is_port)
       ->group(kGroup);
   verb.add_option_function<std::string>("--baud", take_rate, "Bits per second")->type_name("RATE")->group(kGroup);

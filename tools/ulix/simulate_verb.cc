@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "simulators/rfc2217_endpoint.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
@@ -20,15 +21,20 @@ namespace {
 struct SimulateOptions {
   ConnectionOptions connection;  // its model only
   std::optional<int> tcp_port;
+  std::optional<int> rfc2217_port;
   std::vector<std::string> properties;
   std::vector<std::string> faults;
 };
 
-std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const std::optional<int>& tcp_port) {
-  auto endpoint = tcp_port ? platform::ListenOnTcp(*tcp_port) : platform::OpenPseudoTerminal();
-  if (endpoint) return std::move(*endpoint);
-  throw OperationFailed(endpoint.error(), tcp_port ? Shown(TextId::kUnableToListen, {std::to_string(*tcp_port)})
-                                                   : Shown(TextId::kNoTerminalButTcp));
+std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const SimulateOptions& options) {
+  const auto port = options.tcp_port ? options.tcp_port : options.rfc2217_port;
+  auto endpoint = port ? platform::ListenOnTcp(*port) : platform::OpenPseudoTerminal();
+  if (!endpoint) {
+    throw OperationFailed(endpoint.error(), port ? Shown(TextId::kUnableToListen, {std::to_string(*port)})
+                                                 : Shown(TextId::kNoTerminalButTcp));
+  }
+  if (!options.rfc2217_port) return std::move(*endpoint);
+  return MakeRfc2217Endpoint(std::move(*endpoint), {});
 }
 
 int Simulate(const SimulateOptions& options) {
@@ -37,7 +43,7 @@ int Simulate(const SimulateOptions& options) {
   instrument.SetFaults(options.faults);
   if (options.tcp_port) instrument.OnNetwork();
   const std::atomic<bool>& interrupted = CatchInterrupts();
-  auto endpoint = OpenEndpoint(options.tcp_port);
+  auto endpoint = OpenEndpoint(options);
   PrintLine(endpoint->address());
   instrument.Serve(*endpoint, interrupted);
   endpoint.reset();
@@ -56,6 +62,10 @@ Action DefineSimulate(CLI::App& verb) {
   AddModel(verb, options->connection);
   verb.add_option("--tcp", options->tcp_port, "Serve on this port of the machine, 0 for a free one; else on a terminal")
       ->type_name("PORT")
+      ->transform(WholeNumber(0, 65535));
+  verb.add_option("--rfc2217", options->rfc2217_port, "As --tcp, for clients that set the line by RFC 2217")
+      ->type_name("PORT")
+      ->excludes("--tcp")
       ->transform(WholeNumber(0, 65535));
   verb.add_option("--set", options->properties, "Change the simulated device; may be repeated")
       ->type_name("KEY=VALUE")

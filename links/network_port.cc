@@ -1,0 +1,355 @@
+#include "links/network_port.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "base/text.h"
+#include "links/telnet.h"
+#include "platform/port_list.h"
+#include "platform/socket.h"
+
+namespace ulix {
+namespace {
+
+using platform::IoOutcome;
+using platform::IoResult;
+using platform::OpenFailure;
+using platform::OpenFailureCause;
+using platform::SocketWait;
+using platform::StreamSocket;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kConnectWait{5000};
+// A server that has no room for another client says so at once and closes.
+constexpr milliseconds kRefusalWait{50};
+constexpr milliseconds kAnswerWait{1000};       // of a server, to a setting
+constexpr milliseconds kNegotiationWait{3000};  // to the first offers: it may still be busy with its last client
+constexpr milliseconds kCloseWait{300};
+constexpr milliseconds kSettleTime{100};
+constexpr milliseconds kFenceWait{500};  // and to a purge
+// Waits are cut into slices no longer than this, so that one can be interrupted.
+constexpr milliseconds kMaxSlice{200};
+constexpr std::size_t kMaxRefusalText = 200;
+
+// A connection as a serial port: what its bytes mean is up to the two kinds of it.
+class NetworkPort : public platform::SerialPort {
+ public:
+  explicit NetworkPort(std::unique_ptr<StreamSocket> socket) : socket_(std::move(socket)) {}
+
+  // A connection that is closed with bytes unread is reset, and the server may drop the last command with it: its end
+  // is awaited.
+  ~NetworkPort() override {
+    if (lost_) return;
+    // Servers empty their line's buffer when a client leaves: the last command needs its time there.
+    std::this_thread::sleep_until(last_write_ + kSettleTime);
+    socket_->FinishSending();
+    std::array<char, 256> rest;
+    const auto end = steady_clock::now() + kCloseWait;
+    while (socket_->AwaitReadable(std::max(LeftUntil(end), milliseconds(0))) == SocketWait::kReady) {
+      if (socket_->Receive(rest) <= 0) return;
+    }
+  }
+
+  bool SetQueueSizes(std::uint32_t, std::uint32_t) override { return true; }
+  bool SetTimeouts(const platform::SerialTimeouts& timeouts) override {
+    timeouts_ = timeouts;
+    return true;
+  }
+
+  IoResult Read(std::span<char> bytes) override {
+    std::optional<steady_clock::time_point> end;
+    std::size_t count = TakeReceived(bytes);
+    while (count < bytes.size()) {
+      if (!end) end = EndOf(timeouts_.read_ms);
+      IoResult more = AwaitMore(*end);
+      count += TakeReceived(bytes.subspan(count));
+      if (count == bytes.size()) break;
+      if (more.outcome == IoOutcome::kComplete) continue;
+      if (more.outcome == IoOutcome::kNoFirstByte && count > 0) more.outcome = IoOutcome::kStoppedMidway;
+      unfinished_ = true;
+      more.count = count;
+      return more;
+    }
+    return {IoOutcome::kComplete, count, 0};
+  }
+
+  IoResult Write(std::string_view bytes) override {
+    const IoResult sent = SendAll(Encoded(bytes), EndOf(timeouts_.write_ms));
+    last_write_ = steady_clock::now();
+    if (sent.outcome == IoOutcome::kComplete) return {IoOutcome::kComplete, bytes.size(), 0};
+    return {sent.outcome, std::min(sent.count, bytes.size()), sent.os_error};
+  }
+
+  void ClearError() override {}
+
+  bool IsPresent() override {
+    ReceiveSome();
+    return !lost_;
+  }
+
+  void Interrupt(bool on) override { interrupted_ = on; }
+
+  // Whether the server closed the connection at once; what it said then, if anything.
+  std::optional<std::string> Refusal() {
+    const auto end = steady_clock::now() + kRefusalWait;
+    while (!lost_ && AwaitMore(end).outcome == IoOutcome::kComplete && received_.size() < kMaxRefusalText) {
+    }
+    if (!lost_) return std::nullopt;
+    std::string text = received_.substr(0, kMaxRefusalText);
+    std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < ' '; });
+    return std::string(Trimmed(text));
+  }
+
+ protected:
+  virtual std::string Encoded(std::string_view data) = 0;
+  // Appends what is data among the bytes.
+  virtual void Decode(std::string_view bytes, std::string& data) = 0;
+
+  IoResult SendAll(std::string_view bytes, steady_clock::time_point end) {
+    std::size_t count = 0;
+    while (count < bytes.size()) {
+      const int sent = lost_ ? -1 : socket_->Send(bytes.substr(count));
+      if (sent >= 0) {
+        count += static_cast<std::size_t>(sent);
+        continue;
+      }
+      if (lost_ || !socket_->WouldWait()) return Lost(count);
+      const auto left = LeftUntil(end);
+      if (left.count() <= 0) return {count > 0 ? IoOutcome::kStoppedMidway : IoOutcome::kNoFirstByte, count, 0};
+      if (socket_->AwaitWritable(std::min(left, kMaxSlice)) == SocketWait::kFailed) return Lost(count);
+    }
+    return {IoOutcome::kComplete, count, 0};
+  }
+
+  // Until something has come, of whatever kind.
+  IoResult AwaitMore(steady_clock::time_point end) {
+    for (;;) {
+      if (lost_) return Lost(0);
+      const auto left = LeftUntil(end);
+      const SocketWait wait = socket_->AwaitReadable(std::clamp(left, milliseconds(0), kMaxSlice));
+      if (wait == SocketWait::kFailed) return Lost(0);
+      if (wait == SocketWait::kReady) {
+        ReceiveSome();
+        return lost_ && received_.empty() ? Lost(0) : IoResult{};
+      }
+      if (left.count() <= 0) return {IoOutcome::kNoFirstByte, 0, 0};
+      if (interrupted_) return {IoOutcome::kCancelled, 0, 0};
+    }
+  }
+
+  // Takes what is there, without waiting.
+  void ReceiveSome() {
+    std::array<char, 4096> buffer;
+    const int count = lost_ ? 0 : socket_->Receive(buffer);
+    if (count > 0) Decode({buffer.data(), static_cast<std::size_t>(count)}, received_);
+    if (count == 0 || (count < 0 && !socket_->WouldWait())) lost_ = true;
+  }
+
+  // Throws away what has come; whether anything did, or a reply is outstanding.
+  bool Discard() {
+    ReceiveSome();
+    const bool stale = !received_.empty() || unfinished_;
+    received_.clear();
+    unfinished_ = false;
+    return stale;
+  }
+  void ForgetReceived() { received_.clear(); }
+  bool lost() const { return lost_; }
+
+ private:
+  static steady_clock::time_point EndOf(std::uint32_t ms) {
+    return ms == 0 ? steady_clock::time_point::max() : steady_clock::now() + milliseconds(ms);
+  }
+  static milliseconds LeftUntil(steady_clock::time_point end) {
+    if (end == steady_clock::time_point::max()) return kMaxSlice;
+    return std::chrono::ceil<milliseconds>(end - steady_clock::now());
+  }
+  std::size_t TakeReceived(std::span<char> bytes) {
+    const std::size_t count = received_.copy(bytes.data(), bytes.size());
+    received_.erase(0, count);
+    return count;
+  }
+  IoResult Lost(std::size_t count) {
+    lost_ = true;
+    return {IoOutcome::kLinkLost, count, kConnectionReset};
+  }
+
+  static constexpr std::uint32_t kConnectionReset = 104;
+
+  std::unique_ptr<StreamSocket> socket_;
+  platform::SerialTimeouts timeouts_;
+  std::string received_;  // data that were not read yet
+  steady_clock::time_point last_write_{};
+  bool lost_ = false;
+  bool unfinished_ = true;  // a read ended without all of its bytes since the last purge, or none was made yet
+  std::atomic<bool> interrupted_ = false;
+};
+
+// The server sets its line by itself: what it is set to is not known here, and all settings are taken.
+class RawPort final : public NetworkPort {
+ public:
+  using NetworkPort::NetworkPort;
+  bool Configure(const platform::LineSettings& settings) override { return settings.baud_rate != 0; }
+  void Purge(bool input, bool) override {
+    if (input) Discard();
+  }
+
+ private:
+  std::string Encoded(std::string_view data) override { return std::string(data); }
+  void Decode(std::string_view bytes, std::string& data) override { data += bytes; }
+};
+
+std::uint8_t ParityValue(platform::Parity parity) {
+  return parity == platform::Parity::kOdd ? 2 : parity == platform::Parity::kEven ? 3 : 1;
+}
+
+std::uint8_t FlowValue(platform::FlowControl flow) {
+  return flow == platform::FlowControl::kXonXoff ? 2 : flow == platform::FlowControl::kDtrDsr ? 19 : 1;
+}
+
+class Rfc2217Port final : public NetworkPort, private telnet::Listener {
+ public:
+  using NetworkPort::NetworkPort;
+
+  // Whether the server takes line settings at all.
+  bool Negotiate() {
+    using namespace telnet;
+    sent_ = {OptionCommand(kWill, kComPort), OptionCommand(kWill, kBinary), OptionCommand(kDo, kBinary),
+             OptionCommand(kDo, kSuppressGoAhead)};
+    std::string offers;
+    for (const std::string& offer : sent_) offers += offer;
+    if (!Command(offers)) return false;
+    const auto end = steady_clock::now() + kNegotiationWait;
+    while (!com_port_ && !refused_ && AwaitMore(end).outcome == IoOutcome::kComplete) {
+    }
+    return com_port_;
+  }
+
+  bool Configure(const platform::LineSettings& line) override {
+    using namespace telnet;
+    const std::array<std::pair<std::uint8_t, std::string>, 4> wanted = {
+        {{kBaudRate, RateValue(line.baud_rate)},
+         {kDataBits, OneByte(static_cast<std::uint8_t>(line.data_bits))},
+         {kParity, OneByte(ParityValue(line.parity))},
+         {kStopBits, OneByte(static_cast<std::uint8_t>(line.stop_bits))}}};
+    answers_.clear();
+    std::string commands;
+    for (const auto& [code, value] : wanted) commands += ComPortCommand(code, value);
+    for (const std::uint8_t control : {FlowValue(line.flow_control), std::uint8_t{8}, std::uint8_t{11}}) {
+      commands += ComPortCommand(kControl, control);
+    }
+    if (!Command(commands)) return false;
+    const auto end = steady_clock::now() + kAnswerWait;
+    return std::all_of(wanted.begin(), wanted.end(),
+                       [&](const auto& setting) { return Answer(setting.first, end) == setting.second; });
+  }
+
+  // What the server has received and not passed on is asked to be thrown away where there may be any: the answer comes
+  // behind it. An exchange that found nothing left over costs no round trip.
+  void Purge(bool input, bool output) override {
+    using namespace telnet;
+    const bool fence = input && Discard();
+    const std::uint8_t what = static_cast<std::uint8_t>((fence ? 1 : 0) + (output ? 2 : 0));
+    if (what == 0) return;
+    answers_.erase(kPurge);
+    if (!Command(ComPortCommand(kPurge, what)) || !fence) return;
+    Answer(kPurge, steady_clock::now() + kFenceWait);
+    ForgetReceived();
+  }
+
+ private:
+  static std::string OneByte(std::uint8_t value) { return std::string(1, static_cast<char>(value)); }
+
+  bool Command(std::string_view bytes) {
+    return SendAll(bytes, steady_clock::now() + kAnswerWait).outcome == IoOutcome::kComplete;
+  }
+  // The server's answer to a command; none when it gives none in time.
+  std::optional<std::string> Answer(std::uint8_t code, steady_clock::time_point end) {
+    while (!answers_.contains(code)) {
+      if (AwaitMore(end).outcome != IoOutcome::kComplete) return std::nullopt;
+    }
+    return answers_.at(code);
+  }
+
+  std::string Encoded(std::string_view data) override { return telnet::Escaped(data); }
+  void Decode(std::string_view bytes, std::string& data) override { decoder_.Take(bytes, data, *this); }
+
+  void OnComPort(std::uint8_t code, std::string_view value) override {
+    if (code > telnet::kAnswer) answers_[static_cast<std::uint8_t>(code - telnet::kAnswer)] = value;
+  }
+  // An offer or a request of the server is answered once: an answer to an answer would go on for ever.
+  void OnOption(std::uint8_t verb, std::uint8_t option) override {
+    using namespace telnet;
+    if (option == kComPort && verb == kDo) com_port_ = true;
+    if (option == kComPort && verb == kDont) refused_ = true;
+    if (verb == kWont || verb == kDont) return;
+    const bool known = option == kBinary || option == kSuppressGoAhead || option == kComPort;
+    const Verb answer = verb == kDo ? (known ? kWill : kWont) : (known ? kDo : kDont);
+    const std::string bytes = OptionCommand(answer, static_cast<Option>(option));
+    if (std::find(sent_.begin(), sent_.end(), bytes) != sent_.end()) return;
+    sent_.push_back(bytes);
+    Command(bytes);
+  }
+
+  telnet::Decoder decoder_;
+  std::vector<std::string> sent_;  // option commands
+  std::map<std::uint8_t, std::string> answers_;
+  bool com_port_ = false;
+  bool refused_ = false;
+};
+
+class BoundNetworkPort final : public platform::BoundPort {
+ public:
+  BoundNetworkPort(PortUrl url, std::string location) : url_(std::move(url)), location_(std::move(location)) {}
+
+  const std::string& location() const override { return location_; }
+
+  platform::OpenResult Open() override {
+    auto connection = platform::ConnectToHost(url_.host, url_.port, kConnectWait);
+    if (!connection.socket) return {nullptr, connection.failure};
+    return url_.protocol == PortUrl::Protocol::kRaw ? OpenRaw(std::move(connection.socket))
+                                                    : OpenRfc2217(std::move(connection.socket));
+  }
+
+ private:
+  static platform::OpenResult Refused(std::string words) {
+    return {nullptr, {.cause = OpenFailureCause::kRefused, .detail = std::move(words)}};
+  }
+  static platform::OpenResult OpenRaw(std::unique_ptr<StreamSocket> socket) {
+    auto port = std::make_unique<RawPort>(std::move(socket));
+    if (auto words = port->Refusal()) return Refused(std::move(*words));
+    return {std::move(port), {}};
+  }
+  static platform::OpenResult OpenRfc2217(std::unique_ptr<StreamSocket> socket) {
+    auto port = std::make_unique<Rfc2217Port>(std::move(socket));
+    if (port->Negotiate()) return {std::move(port), {}};
+    if (auto words = port->Refusal()) return Refused(std::move(*words));
+    return Refused("the server does not speak RFC 2217");
+  }
+
+  const PortUrl url_;
+  const std::string location_;
+};
+
+}  // namespace
+
+std::shared_ptr<platform::BoundPort> BindNetworkPort(const PortUrl& url, std::string location) {
+  return std::make_shared<BoundNetworkPort>(url, std::move(location));
+}
+
+platform::PortResolution ResolveSerialPort(const platform::PortAddress& address) {
+  const auto location = address.location.empty() ? platform::DeviceOfPort(address.number) : address.location;
+  if (!location || !IsUrl(*location)) return platform::ResolvePort(address);
+  const auto url = ParsePortUrl(*location);
+  if (!url) return {nullptr, {.cause = OpenFailureCause::kNoSuchDevice, .detail = *location}};
+  return {BindNetworkPort(*url, *location), {}};
+}
+
+}  // namespace ulix

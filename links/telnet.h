@@ -1,0 +1,59 @@
+// The telnet stream of a serial port server (RFC 2217): data with commands among them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ulix::telnet {
+
+enum Verb : std::uint8_t { kSe = 0xF0, kSb = 0xFA, kWill = 0xFB, kWont = 0xFC, kDo = 0xFD, kDont = 0xFE, kIac = 0xFF };
+enum Option : std::uint8_t { kBinary = 0, kSuppressGoAhead = 3, kComPort = 0x2C };
+
+// Commands of the option COM-PORT; a server answers each with its code plus kAnswer.
+enum ComPortCode : std::uint8_t {
+  kBaudRate = 1,  // 4 bytes, most significant first
+  kDataBits = 2,  // 5 to 8
+  kParity = 3,    // 1 none, 2 odd, 3 even
+  kStopBits = 4,  // 1, 2
+  kControl = 5,   // 1 no flow control, 2 XON/XOFF, 3 hardware, 8 DTR on, 11 RTS on, 19 DSR flow control
+  kPurge = 12,    // 1 what was received, 2 what is to be sent, 3 both
+  kAnswer = 100
+};
+
+// Who is told of the commands in a stream.
+class Listener {
+ public:
+  virtual ~Listener() = default;
+  virtual void OnOption(std::uint8_t verb, std::uint8_t option) = 0;
+  virtual void OnComPort(std::uint8_t code, std::string_view value) = 0;
+};
+
+// Keeps its place in a command between two pieces of a stream. A subnegotiation that is broken off by another command
+// is dropped; of one that is longer than any that is known the end is dropped.
+class Decoder {
+ public:
+  // Appends the data among the bytes to `data`.
+  void Take(std::string_view bytes, std::string& data, Listener& listener);
+
+ private:
+  enum class State { kData, kCommand, kOption, kSubnegotiation, kSubnegotiationCommand };
+  void TakeCommand(std::uint8_t byte, std::string& data, Listener& listener);
+  void EndSubnegotiation(Listener& listener) const;
+  void Keep(char byte);
+
+  State state_ = State::kData;
+  std::uint8_t verb_ = 0;
+  std::string subnegotiation_;
+};
+
+// Data as they go into the stream.
+std::string Escaped(std::string_view data);
+std::string OptionCommand(Verb verb, Option option);
+std::string ComPortCommand(std::uint8_t code, std::string_view value);
+std::string ComPortCommand(std::uint8_t code, std::uint8_t value);
+std::string RateValue(std::uint32_t rate);
+// 0 for a value of another length.
+std::uint32_t RateOf(std::string_view value);
+
+}  // namespace ulix::telnet

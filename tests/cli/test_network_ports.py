@@ -1,0 +1,169 @@
+"""Serial instruments behind independent serial port servers of this machine: socat, ser2net and python3-serial's own.
+
+Run as: python3 test_network_ports.py PATH_TO_ULIX [unittest arguments]
+"""
+
+import pathlib
+import shutil
+import socket
+import subprocess
+import termios
+import time
+import unittest
+
+import contract
+from contract import NO_PORT, UNDER_WINE, ContractTest, main
+from instruments import kelvo10
+
+SER2NET = shutil.which("ser2net") or shutil.which("ser2net", path="/usr/sbin")
+PYSERIAL = pathlib.Path("/usr/share/doc/python3-serial/examples/rfc2217_server.py")
+# The server stops at a line without modem lines, as a pseudo terminal is one: they are made up.
+ON_TERMINALS = """
+import runpy, serial.serialposix as posix, sys
+for line in ("cts", "dsr", "ri", "cd"):
+    setattr(posix.Serial, line, property(lambda port: True))
+posix.Serial._update_rts_state = posix.Serial._update_dtr_state = lambda port: None
+sys.argv = sys.argv[1:]
+runpy.run_path(sys.argv[0], run_name="__main__")
+"""
+# Each simulator, and what is asked of it.
+MODELS = "adt761 cmx310 flukehydra hart isotech jofrartcptc kambic kelvo10 microk".split()
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def accepts(port):
+    with socket.socket() as probe:
+        return probe.connect_ex(("127.0.0.1", port)) == 0
+
+
+@unittest.skipIf(UNDER_WINE, "the servers are this system's")
+class NetworkPortTest(ContractTest):
+    def start(self, *command):
+        process = subprocess.Popen(command, env=self.env, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+
+        def stop():
+            process.terminate()
+            process.wait(10)
+            process.stdout.close()
+        self.addCleanup(stop)
+        return process
+
+    def listening(self, port):
+        # Of the kernel's table, so that a server with room for one client alone keeps it.
+        needle = f":{port:04X} "
+        end = time.monotonic() + 10
+        while time.monotonic() < end:
+            tables = "".join(pathlib.Path(f"/proc/net/{name}").read_text() for name in ("tcp", "tcp6"))
+            if any(needle in line and " 0A " in line for line in tables.splitlines()):
+                return
+            time.sleep(0.02)
+        self.fail(f"nothing listens on {port}")
+
+    def socat(self, device):
+        port = free_port()
+        self.start("socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork,nodelay", f"FILE:{device},raw,echo=0")
+        self.listening(port)
+        return f"tcp://127.0.0.1:{port}"
+
+    def ser2net(self, device, telnet="telnet(rfc2217),"):
+        port = free_port()
+        config = self.folder / f"ser2net-{port}.yaml"
+        config.write_text(f"connection: &line\n  accepter: {telnet}tcp,127.0.0.1,{port}\n"
+                          f"  connector: serialdev,{device},9600n81,local\n  options:\n    chardelay: false\n")
+        self.start(SER2NET, "-n", "-c", str(config))
+        self.listening(port)
+        return f"{'rfc2217' if telnet else 'tcp'}://127.0.0.1:{port}"
+
+    def ser2net_raw(self, device):
+        return self.ser2net(device, "")
+
+    def pyserial(self, device):
+        port = free_port()
+        self.start("/usr/bin/python3", "-c", ON_TERMINALS, str(PYSERIAL), "-p", str(port), device)
+        self.listening(port)
+        return f"rfc2217://127.0.0.1:{port}"
+
+    def servers(self):
+        found = [self.socat, self.ser2net, self.ser2net_raw]
+        return found + ([self.pyserial] if PYSERIAL.exists() else [])
+
+    def simulated(self, model, *options):
+        process = self.start(contract.ULIX, "simulate", model, *options)
+        return process.stdout.readline().strip()
+
+    def run_ulix(self, *arguments):
+        done = subprocess.run([contract.ULIX, *arguments], env=self.env, capture_output=True, text=True, timeout=60)
+        return done.returncode, done.stdout, done.stderr
+
+    def test_each_model_through_each_server(self):
+        for model in MODELS:
+            expected = self.run_ulix("identify", model, "--port", self.simulated(model))
+            for server in self.servers():
+                with self.subTest(model=model, server=server.__name__):
+                    url = server(self.simulated(model))
+                    self.assertEqual(self.run_ulix("identify", model, "--port", url), expected)
+
+    def test_the_simulators_own_servers(self):
+        for model in MODELS:
+            expected = self.run_ulix("identify", model, "--port", self.simulated(model))
+            for option, scheme in (("--tcp", "tcp"), ("--rfc2217", "rfc2217")):
+                with self.subTest(model=model, option=option):
+                    url = f"{scheme}://{self.simulated(model, option, '0')}"
+                    self.assertEqual(self.run_ulix("identify", model, "--port", url), expected)
+
+    def test_the_bytes_on_the_wire_are_those_of_a_terminal(self):
+        for server in self.servers():
+            with self.subTest(server.__name__):
+                unit = self.plug_in(kelvo10())
+                url = server(unit.device)
+                code, output, _ = self.run_ulix("read", "kelvo10", "in", "--port", url)
+                self.assertEqual(code, 0, output)
+                direct = self.plug_in(kelvo10())
+                self.assertEqual((code, output), self.run_ulix("read", "kelvo10", "in", "--port", direct.device)[:2])
+                for _ in range(100):  # the last command needs its time through the server
+                    if len(unit.commands) >= len(direct.commands) > 3:
+                        break
+                    time.sleep(0.02)
+                self.assertEqual([command for _, command in unit.commands],
+                                 [command for _, command in direct.commands])
+
+    def test_settings_arrive_at_the_far_terminal(self):
+        for server in (self.ser2net, *([self.pyserial] if PYSERIAL.exists() else [])):
+            with self.subTest(server.__name__):
+                unit = self.plug_in(kelvo10())
+                url = server(unit.device)
+                for rate in (1200, 57600):
+                    code, _, error = self.run_ulix("read", "kelvo10", "in", "--port", url, "--baud", str(rate))
+                    self.assertEqual((code, unit.speed), (0, getattr(termios, f"B{rate}")), error)
+
+    def test_late_replies_are_never_another_querys_value(self):
+        unit = self.simulated("kelvo10", "--set", "noise=0", "--fault", "delay=1300")
+        for server in (self.socat, self.ser2net):
+            with self.subTest(server.__name__):
+                _, output, _ = self.run_ulix("read", "kelvo10", "--repeat", "3", "--port", server(unit))
+                self.assertNotRegex(output, "KELVO10")
+
+    def test_the_port_map_takes_urls(self):
+        url = self.socat(self.plug_in(kelvo10()).device)
+        self.env["ULIX_COM77"] = url
+        code, output, error = self.run_ulix("read", "kelvo10", "in", "--port", "77")
+        self.assertEqual(code, 0, error)
+
+    def test_what_cannot_be_reached(self):
+        for url in (f"tcp://127.0.0.1:{free_port()}", "rfc2217://no-such-host.invalid:4001"):
+            code, output, error = self.run_ulix("identify", "kelvo10", "--port", url)
+            self.assertEqual((code != 0, output), (True, ""))
+            self.assertTrue(error.startswith(NO_PORT.rstrip("\n")), error)
+        for wrong in ("http://bench:1", "tcp://bench", "tcp://:5", "rfc2217://bench:0", "tcp://bench:65536", "tcp://a:b:1"):
+            code, _, error = self.run_ulix("identify", "kelvo10", "--port", wrong)
+            self.assertEqual(code, 2, error)
+            self.assertIn("tcp://HOST:PORT", error)
+
+
+if __name__ == "__main__":
+    main()
