@@ -43,7 +43,7 @@ def read_types():
             directions = re.findall(r"\[([\w, ]+)\]", arguments)
             taken = Member(directions.count("in"), directions.count("out"))
             members[member, {"": "call", ", propget": "get", ", propput": "put"}[flags]] = taken
-    controls = re.findall(r"ULIX_CONTROL\((\w+),", (ROOT / "controls" / "controls.def").read_text())
+    controls = re.findall(r"ULIX_\w*CONTROL\((\w+),", (ROOT / "controls" / "controls.def").read_text())
     return interfaces, {f"UlixInstr{control}Ctl" for control in controls} | {"UlixSetup"}
 
 
