@@ -71,7 +71,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
     {TextId::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
     {TextId::kNothingToSet, {"Nothing to set.", "Rien à régler."}},
-    {TextId::kNoChoice, {"none", "aucun"}},
+    {TextId::kNoChoice, {"(none)", "(aucun)"}},
     {TextId::kYes, {"yes", "oui"}},
     {TextId::kNo, {"no", "non"}},
     // A form asked line by line.

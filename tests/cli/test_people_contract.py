@@ -94,10 +94,10 @@ class TerminalTest(ContractTest):
         edit.answer("Data bits [8 Data Bits]: ", ">")
         edit.answer("Input function [V50]: ", "tc")
         for nonsense in "99", "TYP_Z":
-            edit.answer("Input connection [none]: ", nonsense)
+            edit.answer("Input connection [(none)]: ", nonsense)
             edit.wait_for("Choose one of the list.")
-        edit.answer("Input connection [none]: ", "")
-        edit.answer("Input sensor [none]: ", "")
+        edit.answer("Input connection [(none)]: ", "")
+        edit.answer("Input sensor [(none)]: ", "")
         edit.answer("Input cold junction [JR_ON]: ", "JR_PROG")
         for nonsense, reason in ("warm", "This is not a number."), ("1e60", "is not in the range from "):
             edit.answer("temperature [0]: ", nonsense)

@@ -139,7 +139,7 @@ class UnplugBesideGroups : public DeviceBench {
   std::uint32_t group = 0;
 };
 
-// Events come with ticks alone; who wants to know earlier asks.
+// Events come with ticks alone; a host that needs it earlier asks.
 TEST_F(UnplugBesideGroups, DeviceGone_IsSeenAtOnceByWhoAsksAndReportedAtTheNextTick) {
   ASSERT_EQ(device->RunGroup(group), S_OK);
   ReadAtOnce();

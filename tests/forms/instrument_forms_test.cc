@@ -121,7 +121,7 @@ TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
   Form form = CfgForm(instrument, Language::kFrench);
   ASSERT_EQ(form.pages.size(), 1U);
   FindField(form, "output-function")->value = "TC";
-  EXPECT_EQ(FindField(form, "input-connection")->value, "aucun") << "a voltage has none";
+  EXPECT_EQ(FindField(form, "input-connection")->value, "(aucun)") << "a voltage has none";
   EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "tiède"), "Ce n'est pas un nombre.");
   EXPECT_NE(Enter(form, "input-cold-junction-temperature", "1e60"), "");
   EXPECT_EQ(instrument.settings().Snapshot(), before);
