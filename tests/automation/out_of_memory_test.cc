@@ -12,13 +12,16 @@
 namespace client {
 namespace {
 
-// While it lives, the allocation of that number fails in the system's allocator, from 1, once: that of texts and
-// arrays.
-class FailingSystemMemory final : public IMallocSpy {
+// Watches the system's allocator, that of texts and arrays, as long as the program runs.
+class SystemMemory final : public IMallocSpy {
  public:
-  explicit FailingSystemMemory(long number) : left_(number) { CoRegisterMallocSpy(this); }
-  ~FailingSystemMemory() { CoRevokeMallocSpy(); }
-  bool Happened() const { return left_ <= 0; }
+  static SystemMemory& Watched() {
+    static SystemMemory memory;
+    return memory;
+  }
+  // The allocation of that number fails, from 1, once; none for 0.
+  void FailAt(long number) { left_ = number; }
+  bool HasFailed() const { return left_ == 0; }
 
   STDMETHODIMP QueryInterface(REFIID, void** object) override {
     *object = static_cast<IMallocSpy*>(this);
@@ -26,7 +29,7 @@ class FailingSystemMemory final : public IMallocSpy {
   }
   STDMETHODIMP_(ULONG) AddRef() override { return 2; }
   STDMETHODIMP_(ULONG) Release() override { return 1; }
-  STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T size) override { return left_-- == 1 ? 0 : size; }
+  STDMETHODIMP_(SIZE_T) PreAlloc(SIZE_T size) override { return left_ > 0 && --left_ == 0 ? 0 : size; }
   STDMETHODIMP_(void*) PostAlloc(void* block) override { return block; }
   STDMETHODIMP_(void*) PreFree(void* block, BOOL) override { return block; }
   STDMETHODIMP_(void) PostFree(BOOL) override {}
@@ -43,7 +46,22 @@ class FailingSystemMemory final : public IMallocSpy {
   STDMETHODIMP_(void) PostHeapMinimize() override {}
 
  private:
-  std::atomic<long> left_;
+  // Wine knows no watched block before the first one was made, and takes the release of any for that of a watched one.
+  SystemMemory() {
+    EXPECT_EQ(CoRegisterMallocSpy(this), S_OK);
+    CoTaskMemFree(CoTaskMemAlloc(1));
+  }
+
+  std::atomic<long> left_ = 0;
+};
+
+// While it lives, the allocation of that number fails.
+class FailingSystemMemory {
+ public:
+  explicit FailingSystemMemory(long number) { SystemMemory::Watched().FailAt(number); }
+  ~FailingSystemMemory() { SystemMemory::Watched().FailAt(0); }
+  FailingSystemMemory(const FailingSystemMemory&) = delete;
+  bool Happened() const { return SystemMemory::Watched().HasFailed(); }
 };
 
 ComPtr<IUlixInstr> ConnectedControl() {
@@ -88,7 +106,8 @@ TEST(OutOfMemory, AnywhereInACall_IsItsCodeAndLeavesThePlaceEmpty) {
   for (const Call& call : calls) {
     SCOPED_TRACE(call.name);
     bool ran_out = true;
-    for (long n = 1; ran_out && n < 100; ++n) {
+    long n = 1;
+    for (; ran_out && n < 100; ++n) {
       Variant place;
       BSTR text = nullptr;
       HRESULT result = S_OK;
@@ -102,6 +121,7 @@ TEST(OutOfMemory, AnywhereInACall_IsItsCodeAndLeavesThePlaceEmpty) {
       SysFreeString(text);
     }
     EXPECT_FALSE(ran_out);
+    EXPECT_GT(n, 2) << "no allocation was seen";
   }
   control->Disconnect();
 }

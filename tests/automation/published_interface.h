@@ -89,8 +89,8 @@ inline constexpr const char* kDebugMembers[] = {"1 DebugCreateCfgTest()"};
 // The Spec interfaces are empty, but for that of a control whose set points can go to an object of the host.
 inline constexpr const char* kSetPointControl = "Isotech";
 inline constexpr const char* kSetPointMembers[] = {"1 get SetPointObject(out retval IDispatch** ppObject)",
-                                                   "1 put SetPointObject(in IDispatch* pObject)",
-                                                   "1 putref SetPointObject(in IDispatch* pObject)"};
+                                                   "1 put SetPointObject(in IDispatch* ppObject)",
+                                                   "1 putref SetPointObject(in IDispatch* ppObject)"};
 
 struct Named {
   const char* name;

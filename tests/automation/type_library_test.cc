@@ -62,10 +62,11 @@ std::vector<std::string> NamesOf(ITypeInfo* info, MEMBERID id) {
   return names;
 }
 
-// "28 GetChanLim(in long dwIdChan, in short iLim, out float* pfltLim, out retval short* pnLevel)".
+// "28 GetChanLim(in long dwIdChan, in short iLim, out float* pfltLim, out retval short* pnLevel)". What is written to a
+// property has the name that reading it gave.
 std::string Signature(ITypeInfo* info, const FUNCDESC& member) {
   std::vector<std::string> names = NamesOf(info, member.memid);
-  names.resize(1 + static_cast<std::size_t>(member.cParams), "value");  // the value of a property to write has no name
+  names.resize(1 + static_cast<std::size_t>(member.cParams), "value");
   std::string text = std::to_string(member.memid) + " " + KindName(member.invkind) + names[0] + "(";
   for (SHORT k = 0; k < member.cParams; ++k) {
     const ELEMDESC& argument = member.lprgelemdescParam[k];
@@ -82,7 +83,7 @@ ComPtr<ITypeInfo> TableOf(const char* name) {
   ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
     if (Narrow(NameOf(info)) != name) return;
     EXPECT_TRUE(attributes.wTypeFlags & TYPEFLAG_FDUAL) << name;
-    EXPECT_TRUE(attributes.wTypeFlags & TYPEFLAG_FOLEAUTOMATION) << name;
+    EXPECT_TRUE(attributes.wTypeFlags & TYPEFLAG_FDISPATCHABLE) << name;
     HREFTYPE reference = 0;
     ASSERT_EQ(info->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), S_OK);
     ASSERT_EQ(info->GetRefTypeInfo(reference, &table), S_OK);
