@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 #include <random>
 #include <vector>
 
@@ -141,7 +142,7 @@ class Approach {
     time_ += seconds;
     const double x = time_ / source_;
     const double error = -step_ * std::exp(-x) * (1 + x) + step_ * overshoot_ * x * x * std::exp(-x);
-    const double block = error + cycle_ * std::sin(2 * M_PI * time_ / period_);
+    const double block = error + cycle_ * std::sin(2 * std::numbers::pi * time_ / period_);
     sensed_ += (block - sensed_) * (1 - std::exp(-seconds / sensor_));
     if (time_ == seconds) sensed_ = -step_;
     return sensed_ + std::normal_distribution<double>(0, noise_)(random_);

@@ -197,7 +197,7 @@ Outcome Attempt(Rig& rig, const Call& call, HRESULT wanted, long allocation) {
 
 void ExpectPublished(const Outcome& outcome, HRESULT wanted) {
   const bool is_code = outcome.without_memory == wanted || outcome.without_memory == E_OUTOFMEMORY ||
-                       (outcome.without_memory & 0xFFFF0000) == static_cast<HRESULT>(0x80040000);
+                       (static_cast<std::uint32_t>(outcome.without_memory) >> 16U) == 0x8004U;
   EXPECT_TRUE(is_code) << std::hex << outcome.without_memory;
   EXPECT_TRUE(outcome.kept);
   if (Failed(outcome.without_memory)) {
