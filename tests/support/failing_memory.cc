@@ -19,9 +19,12 @@ bool Fails() {
 }  // namespace
 
 void* operator new(std::size_t size) {
+  if (void* const block = operator new(size, std::nothrow)) return block;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   void* const block = Fails() ? nullptr : std::malloc(size > 0 ? size : 1);
-  if (!block) throw std::bad_alloc();
-  ++blocks_held;
+  if (block) ++blocks_held;
   return block;
 }
 void operator delete(void* block) noexcept {
