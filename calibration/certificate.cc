@@ -10,16 +10,17 @@ namespace {
 
 constexpr LocalizedText kMissing{"% is missing", "% manque"};
 constexpr LocalizedText kOrder{"the calibration ends (%) before it begins (%)",
-                       "l'étalonnage finit (%) avant de commencer (%)"};
+                               "l'étalonnage finit (%) avant de commencer (%)"};
 constexpr LocalizedText kIssuedEarly{"the certificate was issued (%) before the calibration ended (%)",
-                             "le certificat est délivré (%) avant la fin de l'étalonnage (%)"};
+                                     "le certificat est délivré (%) avant la fin de l'étalonnage (%)"};
 constexpr LocalizedText kLengths{"table '%': a list of % values beside one of %",
-                         "tableau '%' : une liste de % valeurs à côté d'une de %"};
+                                 "tableau '%' : une liste de % valeurs à côté d'une de %"};
 constexpr LocalizedText kUncertaintyLength{"table '%': % uncertainties for % values",
-                                   "tableau '%' : % incertitudes pour % valeurs"};
+                                           "tableau '%' : % incertitudes pour % valeurs"};
 constexpr LocalizedText kFactor{"table '%': the coverage factor % is below 1",
-                        "tableau '%' : le facteur d'élargissement % est inférieur à 1"};
-constexpr LocalizedText kNegative{"table '%': the uncertainty % is negative", "tableau '%' : l'incertitude % est négative"};
+                                "tableau '%' : le facteur d'élargissement % est inférieur à 1"};
+constexpr LocalizedText kNegative{"table '%': the uncertainty % is negative",
+                                  "tableau '%' : l'incertitude % est négative"};
 
 class ContentCheck {
  public:

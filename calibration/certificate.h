@@ -23,7 +23,7 @@ struct MultilingualText {
 
   MultilingualText() = default;
   // The same for every language.
-  MultilingualText(std::string text);   // NOLINT(google-explicit-constructor)
+  MultilingualText(std::string text);           // NOLINT(google-explicit-constructor)
   MultilingualText(const LocalizedText& text);  // NOLINT(google-explicit-constructor)
   MultilingualText(std::string en, std::string fr);
 

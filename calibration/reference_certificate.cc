@@ -11,13 +11,15 @@ namespace ulix::calibration {
 namespace {
 
 constexpr LocalizedText kOutside{"the certificate % covers % to %, not %", "le certificat % couvre % à %, pas %"};
-constexpr LocalizedText kNoTable{"the certificate % has no table of reference values and measured values in %",
-                         "le certificat % n'a pas de tableau de valeurs de référence et de valeurs mesurées en %"};
+constexpr LocalizedText kNoTable{
+    "the certificate % has no table of reference values and measured values in %",
+    "le certificat % n'a pas de tableau de valeurs de référence et de valeurs mesurées en %"};
 constexpr LocalizedText kNoUncertainty{"the certificate % states no uncertainty",
-                               "le certificat % n'indique pas d'incertitude"};
+                                       "le certificat % n'indique pas d'incertitude"};
 constexpr LocalizedText kUnequal{"the certificate % has lists of different lengths in one table",
-                         "le certificat % a des listes de longueurs différentes dans un tableau"};
-constexpr LocalizedText kTwice{"the certificate % has the indication % twice", "le certificat % a deux fois l'indication %"};
+                                 "le certificat % a des listes de longueurs différentes dans un tableau"};
+constexpr LocalizedText kTwice{"the certificate % has the indication % twice",
+                               "le certificat % a deux fois l'indication %"};
 constexpr LocalizedText kLine{"line % of the table: %", "ligne % du tableau : %"};
 constexpr LocalizedText kNoPoints{"the table has no points", "le tableau n'a pas de points"};
 

@@ -8,8 +8,8 @@
 
 namespace ulix {
 
-// Whether the time since the last report, cut to whole seconds, exceeds the max report interval. Always so when there was
-// no report yet.
+// Whether the time since the last report, cut to whole seconds, exceeds the max report interval. Always so when there
+// was no report yet.
 bool ReportIntervalIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s);
 
 // Whether `value` left the dead band around the last reported value. The bounds belong to the outside, so that without

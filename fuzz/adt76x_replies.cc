@@ -32,7 +32,8 @@ void CheckAdt761(std::string_view answer) {
     Require(std::isfinite(measured->value), "a reading is finite");
     Require(answer.find(":F") != std::string_view::npos, "what is refused has no value");
     Require(answer.find('\0') == std::string_view::npos, "a damaged answer has no value");
-    const bool right = !measured->unit || measured->unit == &adt761::kNoUnit || measured->unit->quantity == channel.quantity;
+    const bool right =
+        !measured->unit || measured->unit == &adt761::kNoUnit || measured->unit->quantity == channel.quantity;
     Require(right, "a unit is of its channel's quantity");
   }
 }

@@ -42,7 +42,8 @@ bool IsOneOf(HRESULT code, HRESULT first, HRESULT last) { return code >= first &
 void CheckCode(const ModelCard& card, HRESULT code) {
   const bool link = IsOneOf(code, serialCommErrUnableToOpenComm, serialCommErrUnableToReadComm) ||
                     IsOneOf(code, winUsbCommErrUnableToOpenComm, winUsbCommErrGuidNotFound);
-  const bool status = card.link == LinkKind::kModbus && IsOneOf(code, card.exception_code, card.exception_code + 0xFFFF);
+  const bool status =
+      card.link == LinkKind::kModbus && IsOneOf(code, card.exception_code, card.exception_code + 0xFFFF);
   const bool model = status || IsOwnCode(card, code);
   const bool common = code == S_OK || code == E_INVALIDARG || code == E_NOTIMPL;
   Require(link || model || common, "an exchange ends with a published code");

@@ -22,7 +22,8 @@ void CheckField(std::string_view answer) {
   const auto bare = ParseField(answer);
   const auto unit = ParseField(answer, {.behind = FieldForm::Behind::kUnit, .separators = " ,"});
   const auto text = ParseField(answer, {.behind = FieldForm::Behind::kText});
-  Require(!bare || (unit && text && unit->value == bare->value && bare->unit.empty()), "a bare number is one in any form");
+  Require(!bare || (unit && text && unit->value == bare->value && bare->unit.empty()),
+          "a bare number is one in any form");
   Require(!(bare || unit || text) || IsPlainText(answer), "a field with control characters has no number");
   Require(!unit || std::isfinite(static_cast<float>(unit->value)), "a field's number fits a float");
 }

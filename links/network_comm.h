@@ -28,7 +28,8 @@ class CNetworkComm {
   bool IsConnected() const { return socket_ != nullptr; }
 
   // One send of `*length` bytes. A partial one is S_OK with `*length` overwritten by what was sent (-1 for a send that
-  // failed): callers compare. E_INVALIDARG for a negative length; networkCommErrUnableToWriteComm after the timeout, networkCommErrConnexClosed.
+  // failed): callers compare. E_INVALIDARG for a negative length; networkCommErrUnableToWriteComm after the timeout,
+  // networkCommErrConnexClosed.
   HRESULT Send(const char* data, std::int32_t* length);
   // One line with its line feed, and a zero behind it; `*count` is the bytes without that zero. `buffer` must hold the
   // longest line that the instrument sends. The timeout bounds the gap before each byte. On a failure the partial text

@@ -28,11 +28,11 @@ class HartSimulator final : public LineSimulator {
   ThermalModel block_;
   double lowest_ = -40;  // set points that the block takes; another leaves it as it was
   double highest_ = 150;
-  std::string reply_text_;        // answered to "t" and "s" in place of the value when not empty
-  std::string reply_unit_ = "C";  // behind a value
+  std::string reply_text_;                 // answered to "t" and "s" in place of the value when not empty
+  std::string reply_unit_ = "C";           // behind a value
   std::string temperature_heading_ = "T";  // before a colon and the value
   std::string set_point_heading_ = "S";
-  std::string end_ = "\r\n";      // of replies
+  std::string end_ = "\r\n";  // of replies
   PropertyTable properties_;
 };
 

@@ -143,9 +143,9 @@ MemologSimulator::MemologSimulator(Clock& clock)
     : clock_(clock),
       started_(clock.Now()),
       program_(FactoryProgram()),
-      properties_{{"slave", &slave_},     {"identity", &identity_},      {"program-name", &program_name_},
-                  {"records", &records_}, {"recording", &recording_},    {"freezes-itself", &freezes_itself_},
-                  {"lock", &lock_},       {"refuse-with", &refuse_with_},   {"miscount", &miscount_}} {
+      properties_{{"slave", &slave_},     {"identity", &identity_},       {"program-name", &program_name_},
+                  {"records", &records_}, {"recording", &recording_},     {"freezes-itself", &freezes_itself_},
+                  {"lock", &lock_},       {"refuse-with", &refuse_with_}, {"miscount", &miscount_}} {
   FillBlocks();
 }
 

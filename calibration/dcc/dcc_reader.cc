@@ -10,12 +10,12 @@ namespace ulix::calibration {
 namespace {
 
 constexpr LocalizedText kWrongRoot{"the document is a '%', not a digital calibration certificate",
-                           "le document est un '%', pas un certificat d'étalonnage numérique"};
+                                   "le document est un '%', pas un certificat d'étalonnage numérique"};
 constexpr LocalizedText kWrongVersion{"version '%' of certificates is not known; 3.0 to 3.3 are",
-                              "la version '%' des certificats n'est pas connue ; 3.0 à 3.3 le sont"};
+                                      "la version '%' des certificats n'est pas connue ; 3.0 à 3.3 le sont"};
 constexpr LocalizedText kWrongNumber{"line %: '%' is no number", "ligne % : '%' n'est pas un nombre"};
 constexpr LocalizedText kNestedTooDeep{"line %: tables within tables, more than % deep",
-                               "ligne % : tableaux imbriqués, à plus de % niveaux"};
+                                       "ligne % : tableaux imbriqués, à plus de % niveaux"};
 
 constexpr int kMaxNestedTables = 16;
 

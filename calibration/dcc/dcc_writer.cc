@@ -10,7 +10,7 @@ namespace ulix::calibration {
 namespace {
 
 constexpr LocalizedText kNoText{"'%' holds bytes that a certificate cannot",
-                        "'%' contient des octets qu'un certificat ne peut pas contenir"};
+                                "'%' contient des octets qu'un certificat ne peut pas contenir"};
 constexpr LocalizedText kNotWritten{"the certificate cannot be written", "le certificat ne peut pas être écrit"};
 
 const xmlChar* Bytes(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
@@ -379,7 +379,7 @@ void AddEmptySignature(xmlNode* root) {
 constexpr LocalizedText kNotSigned{"the certificate is not signed", "le certificat n'est pas signé"};
 constexpr LocalizedText kSeveral{"the certificate has several signatures", "le certificat a plusieurs signatures"};
 constexpr LocalizedText kNotWhole{"the signature does not cover the whole certificate",
-                          "la signature ne couvre pas tout le certificat"};
+                                  "la signature ne couvre pas tout le certificat"};
 
 std::size_t Count(const xmlNode* parent, std::string_view name) {
   std::size_t count = 0;

@@ -10,11 +10,11 @@ namespace {
 
 constexpr LocalizedText kTooLarge{"the document has more than % bytes", "le document a plus de % octets"};
 constexpr LocalizedText kTooMany{"the document has more than % elements and attributes",
-                         "le document a plus de % éléments et attributs"};
+                                 "le document a plus de % éléments et attributs"};
 constexpr LocalizedText kDocumentType{"the document has a document type declaration, which certificates do not have",
-                              "le document a une déclaration de type, ce que les certificats n'ont pas"};
+                                      "le document a une déclaration de type, ce que les certificats n'ont pas"};
 constexpr LocalizedText kMalformed{"line %: the document is no well-formed XML: %",
-                           "ligne % : le document n'est pas un XML bien formé : %"};
+                                   "ligne % : le document n'est pas un XML bien formé : %"};
 
 // What is counted and noticed while a document is parsed.
 struct Watch {

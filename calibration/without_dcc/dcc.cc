@@ -3,8 +3,9 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr LocalizedText kNotBuilt{"this build has no digital certificates: it was made without the XML library",
-                          "cette version n'a pas de certificats numériques : elle est faite sans la bibliothèque XML"};
+constexpr LocalizedText kNotBuilt{
+    "this build has no digital certificates: it was made without the XML library",
+    "cette version n'a pas de certificats numériques : elle est faite sans la bibliothèque XML"};
 
 }  // namespace
 

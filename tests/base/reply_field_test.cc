@@ -38,10 +38,26 @@ TEST(ReplyFieldTest, AnythingElseMakesTheFieldUnreadable) {
   constexpr FieldForm kUnit = {.behind = Behind::kUnit, .separators = " ,"};
   constexpr FieldForm kText = {.behind = Behind::kText};
   const std::pair<std::string, FieldForm> rows[] = {
-      {"", {}},          {" ", {}},           {"V", kText},          {"nan", {}},         {"1e39", {}},
-      {"12.25 V", {}},   {"12.25V", kUnit},   {"12,25", kUnit},      {"12,25", kText},    {"12.25E", kUnit},
-      {"12.25E+", kUnit}, {"12.25.25", kText}, {"12.25 V12.25", kUnit}, {"12 .25", kText},   {"12 25", kText},
-      {"12.25,", kUnit}, {"12.\a25", kText},  {"12.25 \x7FV", kText}, {"12.25 V\x1B", kText}, {"12.25 V\rA", kUnit},
+      {"", {}},
+      {" ", {}},
+      {"V", kText},
+      {"nan", {}},
+      {"1e39", {}},
+      {"12.25 V", {}},
+      {"12.25V", kUnit},
+      {"12,25", kUnit},
+      {"12,25", kText},
+      {"12.25E", kUnit},
+      {"12.25E+", kUnit},
+      {"12.25.25", kText},
+      {"12.25 V12.25", kUnit},
+      {"12 .25", kText},
+      {"12 25", kText},
+      {"12.25,", kUnit},
+      {"12.\a25", kText},
+      {"12.25 \x7FV", kText},
+      {"12.25 V\x1B", kText},
+      {"12.25 V\rA", kUnit},
   };
   for (const auto& [field, form] : rows) EXPECT_FALSE(ParseField(field, form)) << field;
   EXPECT_FALSE(ParseField(std::string_view("24\0.131", 7), kText)) << "a text does not end at a zero byte";

@@ -38,8 +38,8 @@ TEST(Adt760Protocol, ReadsANumberOrSaysThatThereIsNone) {
   EXPECT_EQ(ParseReading("1013.25\n", 0), 1013.25F);
   EXPECT_EQ(ParseReading("  -2.5E+1 mbar", 5), -25.0F);
   EXPECT_EQ(ParseReading("12.5,KPA\n", 5), 12.5F);
-  for (const std::string bad : {"", "\n", "mbar 5", "nan", "inf", "1e39", "---", "9.9E37\n", "-9.91E+37", "NAN", "52,331",
-                               "34\a.2"}) {
+  for (const std::string bad :
+       {"", "\n", "mbar 5", "nan", "inf", "1e39", "---", "9.9E37\n", "-9.91E+37", "NAN", "52,331", "34\a.2"}) {
     EXPECT_EQ(CodeOf(ParseReading(bad, 0)), adt760CtlErrNoMeasAvailable) << bad;
   }
   EXPECT_EQ(CodeOf(ParseReading(std::string(75, ' ') + "12.34", 0)), adt760CtlErrNoMeasAvailable) << "cut";
@@ -64,7 +64,8 @@ TEST(Adt760Protocol, KnowsAnAnswerOfTheErrorQueue) {
   for (const char* queue : {"0,\"No error\"\n", "-113,\"Undefined header\"", "0\n", " +200"}) {
     EXPECT_TRUE(IsErrorQueue(queue)) << queue;
   }
-  for (const char* other : {"", "VENT", "No error", "1013.25\n", "1E3", "0x", "0\a,\"No error\""}) EXPECT_FALSE(IsErrorQueue(other)) << other;
+  for (const char* other : {"", "VENT", "No error", "1013.25\n", "1E3", "0x", "0\a,\"No error\""})
+    EXPECT_FALSE(IsErrorQueue(other)) << other;
 }
 
 // Over the entries of a real library file.

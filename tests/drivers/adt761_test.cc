@@ -16,7 +16,8 @@ std::string Frame(const std::string& text) { return '\x01' + text + '\0'; }
 TEST(Adt761Protocol, WordsAreWholeButForColumnsOfMercuryAndWater) {
   for (const Unit& unit : kUnits) EXPECT_EQ(&FindUnit(unit.word), &unit) << unit.word;
   for (const Item& item : kItems) EXPECT_EQ(&FindItem(item.word), &item) << item.word;
-  for (const auto& [word, display] : {std::pair{"MMHG", "mmHg"}, {"INHGA", "inHg"}, {"INH2O4", "inH2O"}, {"CMH2O", "mmH2O"}}) {
+  for (const auto& [word, display] :
+       {std::pair{"MMHG", "mmHg"}, {"INHGA", "inHg"}, {"INH2O4", "inH2O"}, {"CMH2O", "mmH2O"}}) {
     EXPECT_STREQ(FindUnit(word).display, display) << word;
   }
   for (const char* other : {"", "MV", "KPAG", "SV", "mPa"}) EXPECT_EQ(&FindUnit(other), &kNoUnit) << other;

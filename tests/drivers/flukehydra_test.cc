@@ -15,12 +15,12 @@ TEST(FlukeHydraProtocol, ReadsAResult) {
   EXPECT_EQ(ParseLast("+0.0\r", 1).value(), 0.0F);
   EXPECT_EQ(ParseLast("+023.45E+0,VDC\r", 1).value(), 23.45F);
   const std::pair<const char*, HRESULT> cases[] = {
-      {"+001.00E+9\r", flukehydraCtlErrOutOfRange}, {"-001.00E+9\r", flukehydraCtlErrOutOfRange},
-      {"+009.00E+9\r", flukehydraCtlErrOtc},        {"\r", serialCommErrUnableToReadComm},
-      {"=?", serialCommErrUnableToReadComm},        {"+00\x8F.50E+0\r", serialCommErrUnableToReadComm},
-      {"+001.00E+9,C\r", flukehydraCtlErrOutOfRange}, {"+023.45E\r", serialCommErrUnableToReadComm},
+      {"+001.00E+9\r", flukehydraCtlErrOutOfRange},    {"-001.00E+9\r", flukehydraCtlErrOutOfRange},
+      {"+009.00E+9\r", flukehydraCtlErrOtc},           {"\r", serialCommErrUnableToReadComm},
+      {"=?", serialCommErrUnableToReadComm},           {"+00\x8F.50E+0\r", serialCommErrUnableToReadComm},
+      {"+001.00E+9,C\r", flukehydraCtlErrOutOfRange},  {"+023.45E\r", serialCommErrUnableToReadComm},
       {"+023,45E+0\r", serialCommErrUnableToReadComm}, {"+023.45E+0+023.45E+0\r", serialCommErrUnableToReadComm},
-      {"nan\r", serialCommErrUnableToReadComm},     {"+999.00E+36\r", serialCommErrUnableToReadComm},
+      {"nan\r", serialCommErrUnableToReadComm},        {"+999.00E+36\r", serialCommErrUnableToReadComm},
   };
   for (const auto& [result, error] : cases) EXPECT_EQ(CodeOf(ParseLast(result, 1000)), error) << result;
 }
@@ -44,7 +44,8 @@ TEST(FlukeHydraProtocol, TellsWhatAChannelMeasures) {
     EXPECT_EQ(UnitOf(*config, 1), c.unit);
     EXPECT_EQ(ResolutionOf(*config), c.resolution);
   }
-  for (const char* bad : {"", "\r", "VDC", "VDC,7", "VAC,5", "OHMS,1.5", "TEMP", "TEMP,X", "OHMS,,4", "TC,K", "XYZ,1", "VDC,-1"}) {
+  for (const char* bad :
+       {"", "\r", "VDC", "VDC,7", "VAC,5", "OHMS,1.5", "TEMP", "TEMP,X", "OHMS,,4", "TC,K", "XYZ,1", "VDC,-1"}) {
     EXPECT_EQ(CodeOf(ParseFunction(bad)), flukehydraCtlErrNack) << bad;
   }
 }

@@ -25,9 +25,9 @@ TEST(KambicProtocol, FindsEachValueBehindItsOwnKey) {
     EXPECT_EQ(ParseReading(c.answer, kTemperatureChannel), c.temperature) << c.answer;
     EXPECT_EQ(ParseReading(c.answer, kSetPointChannel), c.set_point) << c.answer;
   }
-  for (const char* bad : {"", "TSET=30", "T=", "T=\r25.0", "T=abc", "T=nan", "T=inf", "T=1e39", "T=1e999", "T=2\x85.5",
-                          "T=2O.5", "T=0x10", "t=25", "T =25", "T= 25,912", "T=25;", "T=25TSET=30",
-                          "T=25.0\r\aTSET=30"}) {
+  for (const char* bad :
+       {"", "TSET=30", "T=", "T=\r25.0", "T=abc", "T=nan", "T=inf", "T=1e39", "T=1e999", "T=2\x85.5", "T=2O.5",
+        "T=0x10", "t=25", "T =25", "T= 25,912", "T=25;", "T=25TSET=30", "T=25.0\r\aTSET=30"}) {
     EXPECT_EQ(CodeOf(ParseReading(bad, kTemperatureChannel)), kambicCtlErrBadResp) << bad;
   }
   EXPECT_EQ(CodeOf(ParseReading("T=25 COMMAND ERROR", kTemperatureChannel)), kambicCtlErrBadCmde);

@@ -55,7 +55,8 @@ TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
   EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
   EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "told by its case";
   const std::string too_long(79, '1');
-  for (const char* none : {"ready", "nan", "1e39", "0x", "52,331", "60.39160.391", "60.391 12", "34\a.2", too_long.c_str()}) {
+  for (const char* none :
+       {"ready", "nan", "1e39", "0x", "52,331", "60.39160.391", "60.391 12", "34\a.2", too_long.c_str()}) {
     EXPECT_EQ(CodeOf(ParseMillikReply(none)), serialCommErrUnableToReadComm) << none;
   }
   EXPECT_EQ(ParseProbeCount("12"), 12U);

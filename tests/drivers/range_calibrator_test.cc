@@ -42,9 +42,9 @@ TEST_P(RangeProtocol, ReadsBackEveryCommandThatItCanBuild) {
 }
 
 TEST_P(RangeProtocol, RepliesThatMeanNothingAreRefused) {
-  for (const char* refused : {"", "CFG_IN", "V50,V5", "TC,TYP_K", "TYP_K,CEL", "V50 CFG_IN", "V50,20",
-                              "TC,TYP_K,CEL,JR_PROG,20,30", "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99",
-                              "CFG_OUT V50", "V5\a0", "MA50,V", "V50,V,V"}) {
+  for (const char* refused :
+       {"", "CFG_IN", "V50,V5", "TC,TYP_K", "TYP_K,CEL", "V50 CFG_IN", "V50,20", "TC,TYP_K,CEL,JR_PROG,20,30",
+        "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99", "CFG_OUT V50", "V5\a0", "MA50,V", "V50,V,V"}) {
     EXPECT_EQ(ulix::CodeOf(ParseRangeReply(model, Side::kInput, refused, {})), model.range_not_supported) << refused;
   }
 }
@@ -76,8 +76,8 @@ TEST_P(RangeProtocol, ReadsTheNumberOfAMeasure) {
   }
   const std::string blanks(kLongestReply - 7, ' ');
   for (const std::string& bad : {std::string("52,331"), std::string("34\a.2"), std::string("24\0.131", 7),
-                                 std::string("60.39160.391"), std::string("1e39"), std::string("\a"), std::string("12.345x"),
-                                 blanks + "1.23456", std::string(kLongestReply, ' ')}) {
+                                 std::string("60.39160.391"), std::string("1e39"), std::string("\a"),
+                                 std::string("12.345x"), blanks + "1.23456", std::string(kLongestReply, ' ')}) {
     EXPECT_EQ(ulix::CodeOf(ParseMeasure(bad)), serialCommErrUnableToReadComm) << bad;
   }
   EXPECT_EQ(ParseMeasure(blanks + "1.2345").value_or(Measured{-1}), Measured{1.2345F}) << "a line that ended";

@@ -1,5 +1,5 @@
-#include "links/port_url.h"
 #include "tools/ulix/arguments.h"
+#include "links/port_url.h"
 
 #include <CLI/CLI.hpp>
 
@@ -110,8 +110,8 @@ PortArgument ParsePort(std::string_view text) {
   const bool named = EqualIgnoringCase(text.substr(0, 3), "COM");
   const auto number = WholeInteger(named ? text.substr(3) : text, 10);
   if (number && *number >= 1 && *number <= kHighestPort) return static_cast<int>(*number);
-  throw UsageError("--port",
-                   "'" + std::string(text) + "' is no port; takes a number, COMn, a device path (with a '/'), a URL or sim");
+  throw UsageError("--port", "'" + std::string(text) +
+                                 "' is no port; takes a number, COMn, a device path (with a '/'), a URL or sim");
 }
 
 HRESULT ParseCode(std::string_view text) {

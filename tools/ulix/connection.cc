@@ -89,7 +89,8 @@ void SetPort(SerialParams& params, const PortArgument& port) {
   params.location = std::get<std::string>(port);
   const int number = platform::PortOfDevice(params.location);
   if (number > 0) params.port = number;
-  if (number == 0 && !IsUrl(params.location)) throw UsageError("--port", "no port number stands for " + params.location);
+  if (number == 0 && !IsUrl(params.location))
+    throw UsageError("--port", "no port number stands for " + params.location);
 }
 
 // What is wrong with a model word; empty for a good one.

@@ -202,7 +202,16 @@ bool IsModel(const Model& model, std::string_view identification) {
 }
 
 Expected<Measured> ParseMeasure(std::string_view reply) {
-  static constexpr std::array<std::string_view, 9> kUnits = {"V", "MV", "MA", "OHM", "OHMS", "C", "F", "K", "\xB0" "C"};
+  static constexpr std::array<std::string_view, 9> kUnits = {"V",
+                                                             "MV",
+                                                             "MA",
+                                                             "OHM",
+                                                             "OHMS",
+                                                             "C",
+                                                             "F",
+                                                             "K",
+                                                             "\xB0"
+                                                             "C"};
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kText, .joined_units = kUnits};
   if (MayCutNumber(reply, kLongestReply)) return Failure(serialCommErrUnableToReadComm);
   if (IsPlainText(reply) && !ParseDecimalPrefix(reply)) return Measured{0.0F, Doubt::kNoNumber};

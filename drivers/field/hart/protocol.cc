@@ -25,9 +25,8 @@ bool Contains(std::string_view reply, std::string_view number) {
 
 const char* UnitOf(std::string_view told) {
   if (told.empty()) return kCelsiusText;
-  const auto row = std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& r) {
-    return EqualIgnoringCase(r.word, told);
-  });
+  const auto row =
+      std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& r) { return EqualIgnoringCase(r.word, told); });
   return row == kUnits.end() ? "" : row->text;
 }
 

@@ -15,8 +15,8 @@ bool IsAdt760(std::string_view identification);
 const ElectricalFunction* FindFunction(std::string_view answer);
 
 // The value of a channel in the answer to its query: a number alone, or with a unit behind a blank or a comma.
-// adt760CtlErrNoMeasAvailable for anything else, for 9.9E37 and above of either sign, by which the instrument tells of an
-// overload or of no value, and for an answer that is longer than what is read of one. The vent channel is 1 while
+// adt760CtlErrNoMeasAvailable for anything else, for 9.9E37 and above of either sign, by which the instrument tells of
+// an overload or of no value, and for an answer that is longer than what is read of one. The vent channel is 1 while
 // venting and else 0; its answer is a word and no number.
 Expected<float> ParseReading(std::string_view answer, ChannelId channel);
 

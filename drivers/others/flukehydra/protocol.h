@@ -45,8 +45,9 @@ void PutChannel(std::vector<StoredValue>& values, ChannelId channel, const Chann
 // What a told value is multiplied by. A range that its function does not have is flukehydraCtlErrNack.
 Expected<double> ScaleOf(const ChannelConfig& config);
 
-// The value of a "LAST?" result, scaled; a unit may follow it behind a blank or a comma. Overload is flukehydraCtlErrOutOfRange, an open thermocouple
-// flukehydraCtlErrOtc; what is no number, or none that fits a float, is serialCommErrUnableToReadComm.
+// The value of a "LAST?" result, scaled; a unit may follow it behind a blank or a comma. Overload is
+// flukehydraCtlErrOutOfRange, an open thermocouple flukehydraCtlErrOtc; what is no number, or none that fits a float,
+// is serialCommErrUnableToReadComm.
 Expected<float> ParseLast(std::string_view result, double scale);
 
 // The results of the configuration queries; one that is not understood is flukehydraCtlErrNack.

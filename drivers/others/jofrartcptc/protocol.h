@@ -21,8 +21,8 @@ bool IsOf(const Dialect& dialect, std::string_view identification);
 bool IsError(std::string_view answer);
 
 // A channel's temperature. "NaN" in its place is jofrartcptcCtlErrNoMeasAvailable, an error answer
-// jofrartcptcCtlErrNack. serialCommErrUnableToReadComm: no number there, or not one whole answer to the reading query (an
-// RTC's bracket is missing, another answer stands before it, a CTC's value or unit is not in its place).
+// jofrartcptcCtlErrNack. serialCommErrUnableToReadComm: no number there, or not one whole answer to the reading query
+// (an RTC's bracket is missing, another answer stands before it, a CTC's value or unit is not in its place).
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place);
 
 // "Settemperature 50.00" or, in kelvin, "SETTEMP 323.15 KEL". What is no temperature is jofrartcptcCtlErrOutOfRange.

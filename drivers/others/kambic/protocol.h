@@ -13,7 +13,8 @@ namespace ulix::kambic {
 bool IsKambic(std::string_view identification);
 
 // A channel's value in the answer to "TXD". kambicCtlErrBadCmde when the bath refused the command; kambicCtlErrBadResp
-// when the channel's key is missing, or a number behind it that ends at a blank or a line end. `channel` is a known one.
+// when the channel's key is missing, or a number behind it that ends at a blank or a line end. `channel` is a known
+// one.
 Expected<float> ParseReading(std::string_view answer, ChannelId channel);
 
 // "SETTEMP=30.000". kambicCtlErrOutOfRange for what is no finite number.

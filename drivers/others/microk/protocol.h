@@ -48,8 +48,8 @@ std::string ReadQuery(ChannelId id);
 // microkCtlErrUserProbeNotFound. A code outside its table is microkCtlErrBadInternalChanConfig.
 Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, std::uint32_t probe);
 
-// The value of a reply: a number alone, or with a unit behind a blank or a comma. serialCommErrUnableToReadComm for anything else,
-// for a number that a float cannot hold, and for a reply that filled its room.
+// The value of a reply: a number alone, or with a unit behind a blank or a comma. serialCommErrUnableToReadComm for
+// anything else, for a number that a float cannot hold, and for a reply that filled its room.
 inline constexpr int kReplySize = 80;  // the terminator's place included
 Expected<float> ParseMicrokReply(std::string_view reply);
 // Also microkCtlErrScpiCmdeError for a command that the instrument rejected.
