@@ -37,24 +37,16 @@ class ResistanceSensor : public Sensor::Function {
   std::string_view unit() const override { return "ohm"; }
 };
 
-class IndustrialPlatinum : public ResistanceSensor {
+// CallendarVanDusen or StandardThermometer.
+template <typename Probe>
+class PlatinumSensor : public ResistanceSensor {
  public:
-  explicit IndustrialPlatinum(const CallendarVanDusen& probe) : probe_(probe) {}
+  explicit PlatinumSensor(const Probe& probe) : probe_(probe) {}
   Result<double> Celsius(double ohms) const override { return probe_.Celsius(ohms); }
   Result<double> Electrical(double celsius) const override { return probe_.Ohms(celsius); }
 
  private:
-  CallendarVanDusen probe_;
-};
-
-class StandardPlatinum : public ResistanceSensor {
- public:
-  explicit StandardPlatinum(const StandardThermometer& probe) : probe_(probe) {}
-  Result<double> Celsius(double ohms) const override { return probe_.Celsius(ohms); }
-  Result<double> Electrical(double celsius) const override { return probe_.Ohms(celsius); }
-
- private:
-  StandardThermometer probe_;
+  Probe probe_;
 };
 
 class Thermocouple : public Sensor::Function {
@@ -134,7 +126,7 @@ FunctionResult MakeIndustrial(CallendarVanDusen probe, Parameters parameters) {
   parameters.Take("c", probe.c);
   if (const auto fault = parameters.Fault()) return tl::unexpected(*fault);
   if (const auto fault = probe.Fault()) return tl::unexpected(*fault);
-  return std::make_shared<const IndustrialPlatinum>(probe);
+  return std::make_shared<const PlatinumSensor<CallendarVanDusen>>(probe);
 }
 
 FunctionResult MakeThermocouple(ThermocoupleType type, Parameters parameters) {
@@ -190,7 +182,7 @@ FunctionResult MakeStandard(Parameters parameters) {
   }
   if (const auto fault = parameters.Fault()) return tl::unexpected(*fault);
   return StandardThermometer::Make(ohms, *below, *above).map([](const StandardThermometer& probe) {
-    return std::shared_ptr<const Sensor::Function>(std::make_shared<const StandardPlatinum>(probe));
+    return std::shared_ptr<const Sensor::Function>(std::make_shared<const PlatinumSensor<StandardThermometer>>(probe));
   });
 }
 
