@@ -71,6 +71,8 @@ struct Mistake {
   const char* message;
 };
 
+void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.message; }
+
 class PlanMistake : public ::testing::TestWithParam<Mistake> {};
 
 TEST_P(PlanMistake, IsToldWithItsLine) {

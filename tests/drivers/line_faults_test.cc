@@ -275,7 +275,7 @@ class LineFaults : public ReaderBench {
   static const Operation kOperations[];
 
   LineFaults() {
-    TurnWorld(kBefore);
+    SetQuantity(kBefore);
     if (!logger()) return;
     EXPECT_EQ(device->ReadProgram(path), S_OK);
     Set("program-file", path.c_str());
@@ -399,7 +399,7 @@ void LineFaults::CheckFault(const Operation& operation, const Row& row, const Ou
   }
   EXPECT_EQ(IsConnected(), !Connects(operation.name) || (expected.code == S_OK && !expected.leaves_closed));
   const bool reads = std::string_view(operation.name) == "Read";
-  if (reads && expected.code == S_OK && model.tells_its_world()) {
+  if (reads && expected.code == S_OK && model.has_quantities()) {
     EXPECT_EQ(reading.value, expected.value.value_or(kBefore));
   }
   // Its registers are written back although no reply tells that they were; a device that is gone cannot be.
@@ -409,7 +409,7 @@ void LineFaults::CheckFault(const Operation& operation, const Row& row, const Ou
 }
 
 void LineFaults::ExpectAllWell(const Operation& operation) {
-  TurnWorld(kAfter);
+  SetQuantity(kAfter);
   ASSERT_EQ(device->Connect(), S_OK);
   if (logger()) {
     EXPECT_EQ(device->SendProgram(path), S_OK) << "the file is as it was";
@@ -421,13 +421,13 @@ void LineFaults::ExpectAllWell(const Operation& operation) {
   if (!model.channels.empty()) {
     EXPECT_EQ(Read(), S_OK);
   }
-  if (model.tells_its_world()) {
+  if (model.has_quantities()) {
     EXPECT_EQ(reading.value, kAfter);
   }
   if (std::string_view(operation.name) == "Write") {
     EXPECT_EQ(operation.act(*this), S_OK);
   }
-  TurnWorld(kBefore);
+  SetQuantity(kBefore);
 }
 
 void LineFaults::Check(const Operation& operation, const Row& row) {
@@ -476,7 +476,7 @@ void LineFaults::CheckGroup() {
     SCOPED_TRACE(testing::Message() << "group, fault " << index);
     scan({FaultsOf(row->patience_ms)[index]}, row->outcomes[index].code);
     scan({}, S_OK);
-    if (model.tells_its_world()) {
+    if (model.has_quantities()) {
       EXPECT_EQ(sink->seen.Get().data.back().values, std::vector<float>{kBefore});
     }
   }

@@ -109,7 +109,7 @@ class UnplugBesideGroups : public DeviceBench {
     EXPECT_EQ(device->CreateGroup(&group), S_OK);
     EXPECT_EQ(device->ConnectGroupChan(group, 0), S_OK);
     EXPECT_EQ(device->SetGroupSettings(group, {.period_ms = kPeriodMs, .dead_band_abs = 1000.0F}), S_OK);
-    TurnWorld(kValue);
+    SetQuantity(kValue);
   }
   ~UnplugBesideGroups() override {
     device.reset();

@@ -18,6 +18,8 @@ struct IdentityCase {
   HRESULT refusal;
 };
 
+void PrintTo(const IdentityCase& identity, std::ostream* out) { *out << identity.device; }
+
 class AnotherInstrument : public DeviceBench, public testing::WithParamInterface<IdentityCase> {
  protected:
   AnotherInstrument() : DeviceBench(Find(GetParam().device)) {}

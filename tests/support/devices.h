@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "drivers/driver.h"
@@ -36,23 +37,30 @@ struct Device {
   const char* name;
   const char* model;
   std::vector<Property> settings;
-  std::vector<Property> bench;  // a world that stands still
+  std::vector<Property> bench;  // simulated quantities that stand still
   std::vector<ChannelId> channels;
-  std::vector<const char*> worlds;  // by channel: the bench's property that its value follows; none: it has its own
-  int patience_ms;                  // from a query for a value to the end of the wait for its reply
+  std::vector<const char*> quantities;  // by channel: the bench's property that its value follows; none: it has its own
+  int patience_ms;                      // from a query for a value to the end of the wait for its reply
   ChannelId written = 0;
   DeviceCodes codes = kSerialCodes;
   bool on_network = false;
   HRESULT mute_return = 0;  // of a reconnection to a mute device, where that is not the link's code
 
   // Whether a test can say what is read.
-  bool tells_its_world() const { return !worlds.empty(); }
+  bool has_quantities() const { return !quantities.empty(); }
 };
 
 inline void PrintTo(const Device& device, std::ostream* out) { *out << device.name; }
 
 inline const std::vector<Property> kStillBlock = {{"noise", "0"}, {"time-constant", "0"}};
 inline const std::vector<Property> kStillCtc = {{"noise", "0"}, {"time-constant", "0"}, {"model", "CTC"}};
+// A Jofra that is mute after a reconnection is taken for another instrument.
+inline Device Jofra(const char* name, std::vector<Property> settings, std::vector<Property> bench) {
+  Device device{name, "jofrartcptc", std::move(settings), std::move(bench), {2}, {"set-point"}, 1000, 2};
+  device.mute_return = jofrartcptcCtlErrNotJofraRtcPtc;
+  return device;
+}
+
 inline const Device kDevices[] = {
     {"Kelvo10", "kelvo10", {}, {}, {0}, {"measure-text"}, 1000, 1},
     {"Cmx310", "cmx310", {}, {}, {0}, {"measure-text"}, 1000, 1},
@@ -61,28 +69,8 @@ inline const Device kDevices[] = {
     {"Microk", "microk", {}, {}, {0, 2}, {"measure-text", "measure-text"}, 12'000},
     {"Millik", "microk", {{"model", "1"}}, {{"model", "1"}}, {0}, {"measure-text"}, 6000},
     {"FlukeHydra", "flukehydra", {}, {{"period", "0"}}, {0, 3}, {"value.0", "value.3"}, 50'000},
-    {"JofraRtc",
-     "jofrartcptc",
-     {},
-     kStillBlock,
-     {2},
-     {"set-point"},
-     1000,
-     2,
-     kSerialCodes,
-     false,
-     jofrartcptcCtlErrNotJofraRtcPtc},
-    {"JofraCtc",
-     "jofrartcptc",
-     {{"model", "1"}},
-     kStillCtc,
-     {2},
-     {"set-point"},
-     1000,
-     2,
-     kSerialCodes,
-     false,
-     jofrartcptcCtlErrNotJofraRtcPtc},
+    Jofra("JofraRtc", {}, kStillBlock),
+    Jofra("JofraCtc", {{"model", "1"}}, kStillCtc),
     {"Kambic", "kambic", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 3000, 1},
     {"Adt761", "adt761", {}, {{"item", "V"}}, {0}, {"value"}, 1000, 7},
     {"Hart", "hart", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 1000, 1},
@@ -95,7 +83,7 @@ inline const Device kDevices[] = {
 inline std::vector<Device> Readers() {
   std::vector<Device> readers;
   for (const Device& device : kDevices) {
-    if (device.tells_its_world()) readers.push_back(device);
+    if (device.has_quantities()) readers.push_back(device);
   }
   return readers;
 }

@@ -25,9 +25,9 @@ class DeviceBench : public LineBench {
     for (const auto& [key, value] : model.bench) SetBench(key, value);
   }
 
-  // Makes the world give that value, in quarters below a thousand, which all instruments tell without rounding.
-  void TurnWorld(double value, std::size_t channel = 0) {
-    if (model.tells_its_world()) SetBench(model.worlds[channel], FormatFixed(value, 2));
+  // Sets the simulated quantity: quarters below a thousand, which all instruments show without rounding.
+  void SetQuantity(double value, std::size_t channel = 0) {
+    if (model.has_quantities()) SetBench(model.quantities[channel], FormatFixed(value, 2));
   }
 
   const Device& model;
@@ -48,7 +48,7 @@ class ReaderBench : public DeviceBench, public testing::WithParamInterface<Devic
     const auto which = static_cast<std::size_t>(Within(0, static_cast<int>(model.channels.size()) - 1));
     number = number % kNumbers + 1;
     const double told = number / 4.0;
-    TurnWorld(told, which);
+    SetQuantity(told, which);
     const MonotonicTime before = clock.Now();
     const Reading reading = driver->ReadChannel(model.channels[which]);
     longest = std::max(longest, std::chrono::duration_cast<Milliseconds>(clock.Now() - before));
