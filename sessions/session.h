@@ -84,8 +84,8 @@ class Session {
   bool IsOpen() const { return link_.IsOpen(); }
   // False for an instrument that would not say what it is; the link is closed then, as after a failure.
   Expected<bool> Connect();
-  // Hands the instrument back and closes the link; what the instrument thinks of it does not matter. The exchange of
-  // another thread is not waited for, but for its end.
+  // Hands the instrument back and closes the link; the instrument's own failures are ignored. The exchange of
+  // another thread is interrupted; the call returns after that exchange has ended.
   void Disconnect();
   // What an exchange would fail with because the device went, as far as that can be told without a word to it and
   // without a wait.
