@@ -207,6 +207,19 @@ HRESULT Instrument::AskText(std::string* text, Expected<std::string> (Driver::*a
   });
 }
 
+platform::OpenFailure Instrument::LinkFailure() const { return control_->driver->link().open_failure(); }
+
+HRESULT Instrument::RawQuery(std::string_view text, std::string* reply) {
+  return Member([&]() -> HRESULT {
+    if (reply) reply->clear();
+    if (!connected_) return E_UNEXPECTED;
+    if (!reply) return control_->driver->RawCommand(text);
+    auto answer = control_->driver->RawQuery(text);
+    if (answer) *reply = std::move(*answer);
+    return CodeOf(answer);
+  });
+}
+
 HRESULT Instrument::Identify(std::string* identification) { return AskText(identification, &Driver::Identify); }
 
 HRESULT Instrument::SendCfg() {

@@ -171,6 +171,11 @@ class Instrument {
   // Where set points go of a model and a configuration that forward them (drivers/set_point_forwarding.h); an empty one
   // takes the object away. E_NOTIMPL for a model that forwards none.
   HRESULT SetSetPointObject(SetPointObject object);
+  // A query as a person typed it, and its reply as it comes; without a place for a reply, a command. Needs the
+  // connection; E_NOTIMPL where the instrument is not talked to in lines.
+  HRESULT RawQuery(std::string_view text, std::string* reply);
+  // Why the link could not be opened, where more is known than the code says.
+  platform::OpenFailure LinkFailure() const;
   // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
   HRESULT CheckLink();
   // Whether the device is still on its line: S_OK, or the code that a reading would fail with. No exchange, no wait.
@@ -193,6 +198,8 @@ class Instrument {
   HRESULT SetSerialParams(const SerialParams& params);
   // Whether the instrument has the channel, the way it is set: models that are several instruments differ in that.
   bool OffersChannel(ChannelId channel) const;
+  // Whether such a channel is switched on.
+  bool IsChannelOn(ChannelId channel) const;
   EventSinks& events();
   const ModelCard& card() const;
 

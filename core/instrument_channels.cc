@@ -59,6 +59,10 @@ HRESULT Instrument::GetChanLim(ChannelId channel, std::int16_t index, float* lim
   });
 }
 
+bool Instrument::IsChannelOn(ChannelId channel) const {
+  return OffersChannel(channel) && control_->driver->IsChannelOn(channel);
+}
+
 bool Instrument::OffersChannel(ChannelId channel) const {
   return control_->channels.Knows(channel) && control_->driver->OffersChannel(channel);
 }

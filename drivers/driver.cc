@@ -35,4 +35,19 @@ Expected<std::string> Driver::AskText(std::string_view query, const ReplyPlan& p
   return Exchange([&](Conversation& talk) { return talk.QueryText(query, plan); });
 }
 
+Expected<std::string> Driver::RawQuery(std::string_view query) {
+  constexpr ReplyPlan kPlan = {.size = 4096};
+  if (card_.link == LinkKind::kModbus) return Failure(E_NOTIMPL);
+  return Exchange([&](Conversation& talk) {
+    auto reply = talk.QueryText(query, kPlan);
+    talk.MarkOutOfSync();
+    return reply;
+  });
+}
+
+HRESULT Driver::RawCommand(std::string_view command) {
+  if (card_.link == LinkKind::kModbus) return E_NOTIMPL;
+  return Exchange([&](Conversation& talk) { return talk.Send(command); });
+}
+
 }  // namespace ulix

@@ -42,6 +42,7 @@ struct ChannelLimit {
 // A channel of the model's table as the instrument is set, or as it said.
 struct ChannelTraits {
   bool offered = true;  // false: the instrument does not have it
+  bool on = true;       // false: it has it, and it does not measure
   std::string unit;
   int resolution = kUnknownResolution;
   std::array<ChannelLimit, 2> limits;
@@ -99,6 +100,12 @@ class Driver : protected SessionPeer {
   virtual Reading ReadChannel(ChannelId) { return {.code = E_INVALIDARG}; }
   virtual HRESULT WriteChannel(ChannelId, float) { return E_INVALIDARG; }
 
+  // A query as a person typed it, and the reply as it comes. Nothing is known of that reply: the line is out of sync
+  // afterwards. E_NOTIMPL where the instrument is not talked to in lines.
+  Expected<std::string> RawQuery(std::string_view query);
+  // The same of a command that has no reply.
+  HRESULT RawCommand(std::string_view command);
+
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
@@ -109,6 +116,8 @@ class Driver : protected SessionPeer {
 
   // Whether the instrument has this channel of its model's table, the way it is set.
   bool OffersChannel(ChannelId id) const { return DescribeChannel(id).offered; }
+  // Whether such a channel is switched on.
+  bool IsChannelOn(ChannelId id) const { return TraitsOf(id).on; }
   // Asks the instrument which channels it has, where that is up to the instrument.
   HRESULT RefreshChannels() { return card_.channels_in_instrument ? ReadCfg() : S_OK; }
   // "" and 6 for an unknown channel or one that is not offered; no limit.

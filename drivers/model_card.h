@@ -42,6 +42,7 @@ struct ModelCard {
   HRESULT exception_code;                   // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
   bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
+  bool settings_in_instrument = false;  // whether the instrument tells how it is set, and units hang on that
   bool units_with_readings = false;     // whether the instrument tells its units only with its readings
   std::span<const SettingRow> settings;
   std::span<const char* const> link_settings = {};  // keys of those that are about the link, and asked for with it

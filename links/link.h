@@ -12,6 +12,7 @@
 #include "links/link_outcome.h"
 #include "links/network_address.h"
 #include "platform/clock.h"
+#include "platform/port_binding.h"
 #include "resources/error_row.h"
 #include "resources/texts.h"
 
@@ -57,6 +58,8 @@ class Link {
   virtual Milliseconds read_timeout() const = 0;
   // Until the next Close, of a link that has such; 0 keeps what is in force.
   virtual HRESULT ApplyTimeouts(std::uint32_t, std::uint32_t) { return S_OK; }
+  // Why the last Open or Reopen failed, where the link knows more than its code says.
+  virtual platform::OpenFailure open_failure() const { return {}; }
   // What the bytes that were written still need on the line.
   virtual Milliseconds TimeLeftOnWire() { return Milliseconds(0); }
 

@@ -64,7 +64,7 @@ class SerialLink final : public Link {
   HRESULT Reopen() override;
   HRESULT Close() override;
   // Why the last Open or Reopen failed.
-  platform::OpenFailure open_failure() const;
+  platform::OpenFailure open_failure() const override;
   bool IsOpen() const override { return open_; }
   bool IsLost() override { return lost_; }
   // Without a wait for the mutex. A device that went is lost from then on. Not while another thread reads or writes.

@@ -158,7 +158,8 @@ Expected<std::string> FlukeHydraDriver::AskConfig(Conversation& talk, const std:
 ChannelTraits FlukeHydraDriver::DescribeChannel(ChannelId id) const {
   const auto record = settings().Current();
   const ChannelConfig config = ChannelIn(*record, id);
-  return {.unit = UnitOf(config, CodeIn(*record, kSettings[kTemperatureUnit])),
+  return {.on = config.function != 0,
+          .unit = UnitOf(config, CodeIn(*record, kSettings[kTemperatureUnit])),
           .resolution = ResolutionOf(config),
           .limits = {}};
 }
