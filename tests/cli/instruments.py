@@ -28,7 +28,8 @@ MILLIK = CommandSet({r"\*IDN\?": "MilliK, 3.25, 1234", "REM": None, r"PROB:COUN\
 # A result, if the command has one, then the prompt.
 PROMPT = "=>"
 FLUKEHYDRA = CommandSet({r"\*IDN\?": "FLUKE,2635A,0,M3.2 A1.0\r\n" + PROMPT, r"LAST\? \d+": "+0002.500E+0\r\n" + PROMPT,
-                         "PRINT 0|SCAN [01]": PROMPT}, end=b"\r\n", frame=rb"([^\n]*)\r\n")
+                         r"FUNC\? \d+": "VDC,AUTO\r\n" + PROMPT, r"TEMP_CONFIG\?|RATE\?": "0\r\n" + PROMPT,
+                         r"INTVL\?": "0,00,10\r\n" + PROMPT, "PRINT 0|SCAN [01]": PROMPT}, end=b"\r\n", frame=rb"([^\n]*)\r\n")
 
 LIVE = ["0"] * 26
 LIVE[0:2], LIVE[5], LIVE[15], LIVE[24] = ["<GetResponse", "LiveSensors"], "25.01", "24.87", "{target}"

@@ -20,7 +20,8 @@ const std::vector<Channel> kChannels = {{0, "IN", ChanIn, "V", 3}, {2, "T, \"top
 
 // 2026-01-31T10:11:12.345, the second channel failed.
 const Date kTime = DateFromCivil({2026, 1, 31, 10, 11, 12, 345});
-const ScanReport kReport = {1, {{0, 2}, {12.345F, 7}, {S_OK, serialCommErrUnableToReadComm}, {kTime, kTime}}};
+const ScanReport kReport = {
+    1, {{0, 2}, {12.345F, 7}, {S_OK, serialCommErrUnableToReadComm}, {kTime, kTime}, {Doubt::kNone, Doubt::kNone}}};
 
 std::string ErrorTextOf(HRESULT) { return "Unable to read answer"; }
 
@@ -28,7 +29,8 @@ TEST(CsvTest, HasAColumnOfValuesAndOneOfErrorsForEachChannel) {
   EXPECT_EQ(CsvHeader(kChannels), "time,IN (V),IN error,\"T, \"\"top\"\" (°C)\",\"T, \"\"top\"\" error\"\n");
   EXPECT_EQ(CsvRow(kChannels, kReport.data, ErrorTextOf),
             "2026-01-31T10:11:12.345,12.345,,,0x80044403 Unable to read answer\n");
-  EXPECT_EQ(CsvRow(kChannels, {{2}, {7}, {S_OK}, {kTime}}, ErrorTextOf), "2026-01-31T10:11:12.345,,,7,\n");
+  EXPECT_EQ(CsvRow(kChannels, {{2}, {7}, {S_OK}, {kTime}, {Doubt::kNoNumber}}, ErrorTextOf),
+            "2026-01-31T10:11:12.345,,,7,no number in the reply\n");
   EXPECT_EQ(CsvLine(std::vector<std::string>{"a b", "a,b", "a\nb", ""}), "a b,\"a,b\",\"a\nb\",\n");
 }
 

@@ -23,6 +23,7 @@ from range_calibrator_stream import RESET, encode, record, word
 from serial_instrument import SILENCE, Reply
 
 HELLO, BYE = b"*IDN?\nREM\n", b"LOC\n"
+ASK = "CFG_IN?\nCFG_OUT?\n"  # how the instrument is set
 NOT_KELVO10 = "ulix: 0x80043B00 Device connected is not a KELVO10\n"
 NO_RANGE = "ulix: 0x80043B03 Range not supported\n"
 
@@ -40,10 +41,10 @@ class Kelvo10Test(ContractTest):
 
     def test_bytes_on_the_wire(self):
         big = "OUT %f\nOPER\n" % struct.unpack("f", struct.pack("f", 3.4e38))
-        for args, body in [("identify", "*IDN?\n"), ("run", ""), ("stop", ""), ("read", "MEAS?\n"),
-                           ("read in", "MEAS?\n"), ("read 0", "MEAS?\n"), ("set OUT 100.1", "OUT 100.099998\nOPER\n"),
-                           ("set 1 5", "OUT 5.000000\nOPER\n"), ("set out -.5", "OUT -0.500000\nOPER\n"),
-                           ("set OUT 3.4e38", big)]:
+        for args, body in [("identify", "*IDN?\n"), ("run", ""), ("stop", ""), ("read", ASK + "MEAS?\n"),
+                           ("read in", ASK + "MEAS?\n"), ("read 0", ASK + "MEAS?\n"), ("read --no-config", "MEAS?\n"),
+                           ("set OUT 100.1", ASK + "OUT 100.099998\nOPER\n"), ("set 1 5", ASK + "OUT 5.000000\nOPER\n"),
+                           ("set out -.5", ASK + "OUT -0.500000\nOPER\n"), ("set OUT 3.4e38", ASK + big)]:
             with self.subTest(args):
                 unit = self.instrument()
                 verb, *rest = args.split()
@@ -59,8 +60,9 @@ class Kelvo10Test(ContractTest):
         self.assertRegex(self.succeed("ports"), rf"(?m)^.*\bCOM5\b.*{re.escape(device)}")
         self.env |= {} if UNDER_WINE else {"ULIX_COM6": os.fsdecode(b"/dev/\xff")}  # no text
         fifth = [port for port in json.loads(self.succeed("ports", "--json")) if port["number"] == 5]
-        self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": device}])
-        self.assertEqual(self.ulix("identify", "kelvo10", "--port", missing), (1, "", NO_PORT))
+        self.assertEqual(fifth, [{"number": 5, "name": "COM5", "device": device, "path": device}])
+        self.assertEqual(self.ulix("identify", "kelvo10", "--port", missing)[::2],
+                         (1, f"{NO_PORT[:-1]}: {missing}: no such device\n"))
 
     def test_identification_replies(self):
         for name, reply, expected, least in [  # seconds
@@ -95,6 +97,7 @@ class Kelvo10Test(ContractTest):
                 unit = self.instrument(meas=reply)
                 got, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
                 self.assertAlmostEqual(got.pop("value"), value, 6)
+                self.assertEqual(got.pop("doubt", ""), "" if value else "no number in the reply")
                 self.assertEqual(got, row)
         for reply in ("0x10", "1,5", "12.3412.34", " " * 44 + "123.456"):
             with self.subTest(reply):
@@ -131,7 +134,7 @@ class Kelvo10Test(ContractTest):
             self.assertRegex(moment, r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\Z")
             late = datetime.datetime.now(datetime.timezone.utc) - datetime.datetime.fromisoformat(moment + "+07:00")
             self.assertTrue(0 <= late.total_seconds() < 60, late)
-        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){3,4}LOC\n\Z")
+        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\nCFG_IN\?\nCFG_OUT\?\n(MEAS\?\n){3,4}LOC\n\Z")
         first, _, third = unit.times("MEAS?")[:3]
         self.assertTrue(0.2 <= third - first <= 1.5, f"two periods took {third - first:.3f} s")
         self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
@@ -160,13 +163,13 @@ class Kelvo10Test(ContractTest):
         rows = [self.read_line(process), self.read_line(process)]
         if not UNDER_WINE:
             second = self.ulix("identify", "kelvo10", "--port", unit.device)
-            self.assertEqual(second, (1, "", NO_PORT))  # the line is taken
+            self.assertEqual(second, (1, "", f"{NO_PORT[:-1]}: {unit.device}: in use by process {process.pid}\n"))
         status, out, err = self.interrupt(process)
         rows += out.splitlines()
         self.assertEqual((status, err, self.values(map(json.loads, rows))), (0, "", [12.345] * len(rows)))
         self.assertTrue(unit.wire().endswith(b"MEAS?\n" + BYE), unit.wire()[-30:])
         text = csv.read_text("utf-8")
-        header, *lines = text.splitlines()
+        header, *lines = [line for line in text.splitlines() if not line.startswith("#")]
         self.assertTrue(text.endswith("\n") and "12.345" not in header, text)
         self.assertEqual(["12.345" in entry for entry in lines], [True] * len(rows))
 
@@ -175,8 +178,8 @@ class Kelvo10Test(ContractTest):
         unit, rows = self.instrument(), self.folder / "rows.csv"
         closed = ["sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", contract.ULIX, "scan", "kelvo10", "--port", unit.device]
         done = subprocess.run([*closed, "--period", "100", "--count", "3", "--csv", rows], env=self.env, timeout=60, check=False)
-        self.assertEqual((done.returncode, len(rows.read_text().splitlines())), (1, 2))
-        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\n(MEAS\?\n){1,4}LOC\n\Z")
+        self.assertEqual((done.returncode, len([line for line in rows.read_text().splitlines() if line[0] != "#"])), (1, 2))
+        self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\nCFG_IN\?\nCFG_OUT\?\n\*IDN\?\n(MEAS\?\n){1,4}LOC\n\Z")
 
     @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
     def test_an_output_that_is_lost_costs_no_other(self):
@@ -201,7 +204,7 @@ class Kelvo10Test(ContractTest):
         whole = target.read_bytes()
         target.write_text("before")
         target.chmod(0o640)
-        self.succeed(*save, link)
+        self.succeed(*save, link, "--force")
         self.assertEqual((target.read_bytes(), target.stat().st_mode & 0o777, link.is_symlink()), (whole, 0o640, True))
         os.mkfifo(pipe)
         saving = self.start(*save, pipe)
@@ -298,7 +301,7 @@ class Kelvo10Test(ContractTest):
         retyped = encode(values[:4]) + b"\x13" + whole[len(encode(values[:4])) + 1:]
         for data, expected in [(whole, values[2:]), (encode(values[:24]), values[2:15] + [1, *groups[:6], 3, -1, 1]),
                                (retyped, values[2:4] + RESET[4:])]:
-            self.succeed("config", "kelvo10", "show", "--config", self.file(data), "--save", saved)
+            self.succeed("config", "kelvo10", "show", "--config", self.file(data), "--save", saved, "--force")
             self.assert_saved(saved, expected)
         for data in (b"\x89PNG\r\n\x1a\n, not a stream at all", b"", whole[:6]):
             status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.file(data))

@@ -20,22 +20,29 @@ GARBAGE = Reply(b"\xff\x01\xfe~\n\r\x1b[2J\n\r")
 
 
 class Bench(NamedTuple):
-    """A model with its settings, the instrument that answers it, and what a connection and its end send."""
+    """A model with its settings, the instrument that answers it, and what a connection and its end send.
+
+    `ask` is what is sent before a value is read or written: how the instrument is set.
+    """
     model: str
     instrument: str
     hello: str
     bye: str = ""
     settings: str = ""
+    ask: str = ""
+
+
+ASK_HYDRA = "".join(f"FUNC? {number}\r\n" for number in range(21)) + "TEMP_CONFIG?\r\nRATE?\r\nINTVL?\r\n"
 
 
 BENCHES = {
-    "cmx310": Bench("cmx310", "CMX310", "*IDN?\nREM\n", "LOC\n"),
+    "cmx310": Bench("cmx310", "CMX310", "*IDN?\nREM\n", "LOC\n", ask="CFG_IN?\nCFG_OUT?\n"),
     "isotech": Bench("isotech", "ISOTECH", ""),
     "isotech object": Bench("isotech", "ISOTECH", "", settings="model=1"),
     "isotech line": Bench("isotech", "ISOTECH", "", settings="model=2"),
     "microk": Bench("microk", "MICROK", "*IDN?\r"),
     "millik": Bench("microk", "MILLIK", "*IDN?\rREM\r", settings="model=1"),
-    "hydra": Bench("flukehydra", "FLUKEHYDRA", "*IDN?\r\n"),
+    "hydra": Bench("flukehydra", "FLUKEHYDRA", "*IDN?\r\n", ask=ASK_HYDRA),
     "rtc": Bench("jofrartcptc", "JOFRA_RTC", "ascii+\rCalibratorDevice?\rLogOn\rIsloggedon?\r", "LogOff\rascii-\r"),
     "ctc": Bench("jofrartcptc", "JOFRA_CTC", "*CLS\rascii+\r*IDN?\rREMOTE\rREMOTE_MODE?\r", "LOCAL\r", "model=1"),
     "kambic": Bench("kambic", "KAMBIC", "IDENT\n"),
@@ -183,9 +190,11 @@ class SerialTest(ContractTest):
                 ("hart", "read", "t\rs\r", [23.5, 20]), ("hart", "read TEMPERATURE", "t\r", [23.5]),
                 ("hart", "set SETPOINT 21.456", "s=21.46\rs\r", ""), ("hart", "set 1 -7", "s=-7.00\rs\r", "")]:
             with self.subTest((bench, args)):
-                got, (hello, bye) = self.attempt(bench, args), BENCHES[bench][2:4]
+                got, row = self.attempt(bench, args), BENCHES[bench]
+                ask = row.ask if args.split()[0] in ("read", "set") else ""
                 body = body.encode() if isinstance(body, str) else body
-                self.assertEqual((got.wire, got.unknown), (hello.encode() + body + bye.encode(), []))
+                sent = row.hello.encode() + ask.encode() + body + row.bye.encode()
+                self.assertEqual((got.wire, got.unknown), (sent, []))
                 (self.assertEqual if isinstance(expected, str) else self.assert_values)(got.result, expected)
 
     def test_identification(self):

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -17,7 +18,9 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "links/local_number.h"
+#include "platform/files.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/suggestion.h"
 
 namespace ulix::cli {
 namespace {
@@ -56,6 +59,12 @@ std::string Keys(const Settings& settings) {
   return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
 }
 
+std::vector<std::string> AllKeys(const Settings& settings) {
+  std::vector<std::string> keys;
+  for (const SettingRow& row : settings.rows()) keys.emplace_back(row.key);
+  return keys;
+}
+
 // Devices take whatever comes, as often as it comes.
 bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
   namespace fs = std::filesystem;
@@ -86,10 +95,28 @@ CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
 }
 
 CLI::Validator Number(float least, float most) {
-  const auto take = [=](const std::string& text) {
-    const auto value = ParseDecimal(text);
+  const auto take = [=](std::string& text) {
+    const auto value = TypedNumber(text);
     const bool fits = value && *value >= least && *value <= most;
+    if (fits) text = FormatShortest(static_cast<float>(*value));
     return fits ? std::string() : NotTaken(text, "a number", FormatShortest(least), FormatShortest(most));
+  };
+  return {take, ""};
+}
+
+// "90s", "10m", "2h"; a number alone is seconds.
+CLI::Validator Duration() {
+  const auto take = [](std::string& text) {
+    constexpr std::string_view kUnits = "smh";
+    constexpr std::array kSeconds = {1.0, 60.0, 3600.0};
+    const std::size_t unit = text.empty() ? std::string::npos : kUnits.find(text.back());
+    const auto number = TypedNumber(unit == std::string::npos ? text : text.substr(0, text.size() - 1));
+    const double seconds = number.value_or(-1) * (unit == std::string::npos ? 1.0 : kSeconds[unit]);
+    if (seconds < 0 || seconds > std::numeric_limits<float>::max()) {
+      return "'" + text + "' is no duration; takes seconds, or 90s, 10m, 2h";
+    }
+    text = FormatFixed(seconds, 3);
+    return std::string();
   };
   return {take, ""};
 }
@@ -146,8 +173,14 @@ std::optional<std::string> LibraryText(std::string_view typed) {
 void ApplySetting(Settings& settings, std::string_view assignment) {
   const auto [key, value] = ParseAssignment("--set", assignment);
   const SettingRow* row = settings.Find(key);
-  if (row == nullptr) throw UsageError("--set", "'" + key + "' is not a setting; takes " + Keys(settings));
-  const auto text = LibraryText(value);
+  if (row == nullptr) {
+    throw UsageError("--set",
+                     "'" + key + "' is not a setting; takes " + Keys(settings) + DidYouMean(key, AllKeys(settings)));
+  }
+  auto text = LibraryText(value);
+  // People type a real number with their own separator.
+  const auto number = row->type == VariantType::kR4 ? TypedNumber(value) : std::nullopt;
+  if (number) text = FormatShortest(static_cast<float>(*number));
   if (!text || Failed(settings.SetText(*row, *text))) {
     throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
   }
@@ -174,6 +207,19 @@ std::string AllowedValues(const SettingRow& row) {
     values += std::string(word.name) + "=" + std::to_string(word.code);
   }
   return values;
+}
+
+void CheckMayReplace(const std::string& argument, const std::string& file, bool force) {
+  std::error_code failed;
+  if (file.empty() || force || !std::filesystem::is_regular_file(platform::PathOf(file), failed)) return;
+  throw UsageError(argument, "'" + file + "' is there already; --force replaces it");
+}
+
+void CheckKind(const std::string& argument, const std::string& file, const std::string& extension) {
+  const std::filesystem::path path = platform::PathOf(file);
+  if (file.empty() || platform::IsNoFile(path)) return;
+  if (EqualIgnoringCase(path.extension().string(), extension)) return;
+  throw UsageError(argument, "'" + file + "' cannot be made; takes a file whose name ends in " + extension);
 }
 
 }  // namespace ulix::cli

@@ -22,6 +22,8 @@ namespace ulix::cli {
 // number with a point; both bounds are taken.
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
 CLI::Validator Number(float least, float most);
+// "90", "90s", "10m" or "2h" as seconds.
+CLI::Validator Duration();
 
 // What is said of an option that is required and missing.
 std::string MissingText(const CLI::Option& option);
@@ -49,6 +51,11 @@ void ApplySetting(Settings& settings, std::string_view assignment);
 
 // "V50=1, V5=2", or what a plain number may be.
 std::string AllowedValues(const SettingRow& row);
+
+// A file that is there already is only replaced when that is asked for; what is no ordinary file is written to.
+void CheckMayReplace(const std::string& argument, const std::string& file, bool force);
+// Whether the file's name ends so, any case; UsageError naming what is possible otherwise.
+void CheckKind(const std::string& argument, const std::string& file, const std::string& extension);
 
 // The files that go with a measurement, each empty when it was not asked for: no two may be one.
 void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report);

@@ -1,10 +1,12 @@
 #include "tools/ulix/channels.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "base/numbers.h"
 #include "base/text.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/suggestion.h"
 
 namespace ulix::cli {
 namespace {
@@ -24,7 +26,10 @@ const Channel& Find(std::span<const Channel> channels, const std::string& asked)
   auto found = std::find_if(channels.begin(), channels.end(), by_id);
   if (found == channels.end()) found = std::find_if(channels.begin(), channels.end(), by_name);
   if (found != channels.end()) return *found;
-  throw UsageError("CHANNEL", "'" + asked + "' is not a channel; takes an id or a name: " + NamesOf(channels));
+  std::vector<std::string> names;
+  for (const Channel& channel : channels) names.push_back(channel.name);
+  throw UsageError("CHANNEL", "'" + asked + "' is not a channel; takes an id or a name: " + NamesOf(channels) +
+                                  DidYouMean(asked, names));
 }
 
 }  // namespace
@@ -34,12 +39,24 @@ const char* DirectionWord(eChanDir direction) {
   return direction == ChanIn ? "in" : "out";
 }
 
+const char* DoubtText(Doubt doubt) {
+  if (doubt == Doubt::kNoNumber) return "no number in the reply";
+  return doubt == Doubt::kNoValue ? "a warning in place of a value; this is the one before" : "";
+}
+
+const char* DoubtMark(Doubt doubt) { return doubt == Doubt::kNone ? "" : "?"; }
+
 Channel LoggerChannel(ChannelId id) {
   return {id, "CH" + std::to_string(static_cast<std::int32_t>(id) + 1), ChanIn, "", kShortest};
 }
 
+// A float holds seven digits: no more decimals are shown than those have room for.
 std::string FormatValue(const Channel& channel, float value) {
-  return channel.resolution == kShortest ? FormatShortest(value) : FormatFixed(value, channel.resolution);
+  constexpr int kDigits = 7;
+  if (channel.resolution == kShortest) return FormatShortest(value);
+  const double size = std::abs(static_cast<double>(value));
+  const int before_point = size < 1 || !std::isfinite(size) ? 1 : static_cast<int>(std::floor(std::log10(size))) + 1;
+  return FormatFixed(value, std::clamp(kDigits - before_point, 0, channel.resolution));
 }
 
 std::string FormatWithUnit(const Channel& channel, float value) {
@@ -50,7 +67,7 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
   std::vector<Channel> selected;
   if (asked.empty()) {
     std::copy_if(channels.begin(), channels.end(), std::back_inserter(selected),
-                 [](const Channel& channel) { return channel.offered && channel.direction != ChanOut; });
+                 [](const Channel& channel) { return channel.offered && channel.on && channel.direction != ChanOut; });
   }
   for (const std::string& text : asked) {
     const Channel& channel = Find(channels, text);

@@ -2,7 +2,6 @@
 #include "core/version.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <cctype>
 #include <exception>
 #include <iostream>
@@ -13,6 +12,7 @@
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/suggestion.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
@@ -21,32 +21,6 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-
-struct Verb {
-  const char* name;
-  const char* summary;
-  Action (*define)(CLI::App& verb);
-};
-
-constexpr std::array kVerbs = {
-    Verb{"models", "What can be driven: model, display name, ProgID, link, channels", DefineModels},
-    Verb{"ports", "The serial ports: number, name, device", DefinePorts},
-    Verb{"keys", "A model's settings: key, default, allowed words and their codes", DefineKeys},
-    Verb{"identify", "Print the instrument's identification", DefineIdentify},
-    Verb{"read", "One reading of each channel", DefineRead},
-    Verb{"scan", "Readings at a period: live, as lines, as CSV, as a plot", DefineScan},
-    Verb{"report", "A scan or a logger's memory as a page to print and to keep", DefineReport},
-    Verb{"set", "Write an output channel", DefineSet},
-    Verb{"run", "Start the instrument", DefineRun},
-    Verb{"stop", "Stop the instrument", DefineStop},
-    Verb{"config", "Show, edit, send or read the instrument's configuration", DefineConfig},
-    Verb{"memory", "List, read or clear what a logger has recorded", DefineMemory},
-    Verb{"program", "Check, send or read back a logger's program", DefineProgram},
-    Verb{"error", "What a result code means", DefineError},
-    Verb{"convert", "Ohms and millivolts to temperature, and back", DefineConvert},
-    Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
-    Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},
-};
 
 constexpr char kFooter[] =
     R"(Examples
@@ -77,10 +51,33 @@ Output is a table on a terminal, plain lines elsewhere, and JSON with --json.
 Exit status: 0 done, 1 the instrument, the link or a file failed, 2 wrong usage.
 'ulix VERB --help' tells more about a verb.)";
 
-std::string WhichVerb(const std::vector<std::string>& typed) {
-  std::string message = typed.empty() ? "is missing; takes" : "'" + typed.front() + "' is no verb; takes";
-  for (const Verb& verb : kVerbs) message += std::string(&verb == kVerbs.data() ? " " : ", ") + verb.name;
-  return message;
+std::vector<std::string> VerbNames() {
+  std::vector<std::string> names;
+  for (const Verb& verb : Verbs()) names.emplace_back(verb.name);
+  return names;
+}
+
+std::string WhichVerb(const std::string& typed) {
+  const auto names = VerbNames();
+  std::string message = typed.empty() ? "is missing; takes" : "'" + typed + "' is no verb; takes";
+  for (const std::string& name : names) message += (name == names.front() ? " " : ", ") + name;
+  return message + DidYouMean(typed, names);
+}
+
+// The first that was typed and is no verb, option or value.
+std::string FirstUnknown(const CLI::App& app) {
+  const auto unknown = app.remaining(true);
+  return unknown.empty() ? std::string() : unknown.front();
+}
+
+// What is said of an option that the verb does not have; empty for anything else that is too much.
+std::string WhichOption(const CLI::App& verb, const std::string& typed) {
+  if (!typed.starts_with('-')) return {};
+  std::vector<std::string> names;
+  for (const CLI::Option* option : verb.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return "is no option of " + verb.get_name() + DidYouMean(typed.substr(0, typed.find('=')), names);
 }
 
 void CheckNothingIsMissing(const CLI::App& verb) {
@@ -103,23 +100,43 @@ std::vector<std::string> ArgumentsOf(int argc, char** argv) {
   return arguments;
 }
 
+// The language decides how numbers are read, wherever its option stands among them.
+void ShowLanguageOf(const std::vector<std::string>& arguments) {
+  for (std::size_t k = 0; k < arguments.size(); ++k) {
+    const std::string& argument = arguments[k];
+    const std::string value = argument.starts_with("--lang=") ? argument.substr(7)
+                              : argument == "--lang" && k > 0 ? arguments[k - 1]
+                                                              : std::string();
+    if (EqualIgnoringCase(value, "fr")) ShowIn(Language::kFrench);
+    if (EqualIgnoringCase(value, "en")) ShowIn(Language::kEnglish);
+  }
+}
+
 int RunVerb(int argc, char** argv) {
   CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
-  app.set_version_flag("--version", "ulix " + VersionText());
+  app.set_version_flag("-V,--version", "ulix " + VersionText());
   app.footer(kFooter);
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // an argument that begins with '/' is a path on every system
   std::map<const CLI::App*, Action> actions;
-  for (const Verb& verb : kVerbs) {
+  for (const Verb& verb : Verbs()) {
     CLI::App* const command = app.add_subcommand(verb.name, verb.summary);
     actions[command] = verb.define(*command);
   }
+  auto arguments = ArgumentsOf(argc, argv);
+  ShowLanguageOf(arguments);
   try {
-    app.parse(ArgumentsOf(argc, argv));
+    app.parse(arguments);
   } catch (const CLI::Success& asked) {
     return app.exit(asked);
+  } catch (const CLI::ExtrasError&) {
+    const std::string typed = FirstUnknown(app);
+    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(typed));
+    const std::string what = WhichOption(*app.get_subcommands().front(), typed);
+    if (!what.empty()) throw UsageError(typed, what);
+    throw;
   } catch (const CLI::RequiredError&) {
-    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(app.remaining()));
+    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(FirstUnknown(app)));
     CheckNothingIsMissing(*app.get_subcommands().front());
     throw;
   }

@@ -8,11 +8,14 @@
 
 #include "forms/instrument_forms.h"
 #include "platform/terminal.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/config_file.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/form_prompt.h"
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/question.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -24,20 +27,57 @@ struct ConfigOptions {
   std::string save_file;
 };
 
-void Show(Session& session, const ConfigOptions&) {
+// What the settings shown are those of.
+std::string SourceLine(const Session& session, const ConfigOptions& options, const std::string& name) {
+  const Language language = OnTerminal() ? LanguageOf(options.connection) : Language::kEnglish;
+  if (session.settings_source() == SettingsSource::kInstrument)
+    return Shown(TextId::kShowsInstrument, language, {name});
+  const std::string& file = options.connection.config_file;
+  if (!file.empty()) return Shown(TextId::kShowsFile, language, {name, file});
+  return Shown(session.settings_source() == SettingsSource::kOptions ? TextId::kShowsOptions : TextId::kShowsDefaults,
+               language, {name});
+}
+
+// The published summary says CMX310 of every instrument.
+std::string LineSummary(Session& session, const std::string& name) {
+  std::string text;
+  session.Check(session.instrument().GetCommInfo(&text));
+  text = Shown(text);
+  constexpr std::string_view kPublished = ":CMX310 (";
+  const std::size_t place = text.find(kPublished);
+  return place == std::string::npos ? text : text.replace(place, kPublished.size(), ":" + name + " (");
+}
+
+void Print(Session& session, const ConfigOptions& options) {
+  const std::string name = Shown(session.instrument().card().display_name.In(LanguageOf(options.connection)));
   const Settings& settings = session.instrument().settings();
   const auto values = settings.Current();
+  PrintLine("# " + SourceLine(session, options, name));
   for (const SettingRow& row : settings.rows()) {
     const std::string text = Shown(settings.TextOf(row));
     const std::string code = row.labels.empty() ? text : std::to_string(CodeIn(*values, row));
     PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
   }
-  std::string communication;
-  session.Check(session.instrument().GetCommInfo(&communication));
-  PrintLine(Shown(communication));
+  PrintLine(LineSummary(session, name));
 }
 
+// An instrument that is named is asked where its model can be, and fails where it does not answer.
+void Show(Session& session, const ConfigOptions& options) {
+  const ConnectionOptions& connection = options.connection;
+  const bool named = !connection.port.empty() || !connection.host.empty();
+  const bool given = !connection.config_file.empty() || !connection.settings.empty() || connection.no_config;
+  if (named && !given && session.instrument().card().settings_in_instrument) {
+    session.Connect();
+    session.ReadSettings();
+  }
+  Print(session, options);
+}
+
+// The defaults were asked for by no one: they would change how the instrument is set.
 void Send(Session& session, const ConfigOptions& options) {
+  if (session.settings_source() == SettingsSource::kDefaults) {
+    throw UsageError("send", "has nothing to send; takes --set KEY=VALUE or --config FILE");
+  }
   session.Connect();
   session.Check(session.instrument().SendCfg());
   Tell(Shown(TextId::kConfigurationSent, LanguageOf(options.connection)));
@@ -45,8 +85,8 @@ void Send(Session& session, const ConfigOptions& options) {
 
 void Read(Session& session, const ConfigOptions& options) {
   session.Connect();
-  session.Check(session.instrument().ReadCfg());
-  Show(session, options);
+  session.ReadSettings();
+  Print(session, options);
 }
 
 void Edit(Session& session, const ConfigOptions& options) {
@@ -61,13 +101,13 @@ void Edit(Session& session, const ConfigOptions& options) {
     std::cout << std::endl;
     throw OperationFailed(kCancelled, Shown(TextId::kNothingWasChanged, language));
   }
-  if (!kept) Show(session, options);
+  if (!kept) Print(session, options);
 }
 
 void Save(Session& session, const std::string& path) {
   MemoryStream stream;
   session.Check(session.instrument().Save(stream));
-  WriteWholeFile(path, stream.bytes());
+  WriteWholeFile(path, stream.bytes() + ConfigTrailer(session.instrument()));
 }
 
 struct ConfigAction {
@@ -79,7 +119,7 @@ constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit"
 
 // Looked at before anything else: whoever cannot be asked need not wait for a refusal.
 void CheckSomebodyIsThere() {
-  if (platform::InputIsTerminal() && OnTerminal()) return;
+  if (SomebodyIsThere()) return;
   throw UsageError("edit",
                    "asks questions, so standard input and standard output must be a terminal; elsewhere --set "
                    "KEY=VALUE changes a setting");
@@ -88,6 +128,9 @@ void CheckSomebodyIsThere() {
 int Config(const ConfigOptions& options) {
   if (options.action == "edit") CheckSomebodyIsThere();
   Session session(options.connection);
+  // The file that the settings came from may be written again.
+  const bool same = options.save_file == options.connection.config_file;
+  CheckMayReplace("--save", options.save_file, options.connection.force || same);
   if (!options.save_file.empty()) CheckReplaceable(options.save_file);
   const auto action = std::find_if(kActions.begin(), kActions.end(),
                                    [&](const ConfigAction& row) { return options.action == row.word; });
@@ -112,9 +155,11 @@ Action DefineConfig(CLI::App& verb) {
       ->type_name("show|edit|send|read")
       ->check(CLI::IsMember(words).description(""));
   verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
+  AddForce(verb, options->connection);
   AddConnection(verb, options->connection);
   verb.footer(
-      "show and edit need no instrument. edit asks for the link and for every setting: Enter keeps the value in\n"
+      "show says whether it shows the instrument, which is asked where --port or --host names it, a file or the\n"
+      "defaults. edit needs no instrument. edit asks for the link and for every setting: Enter keeps the value in\n"
       "brackets, < goes back, > to the next page, >> to the end, ? says what is taken. What changes is shown, and\n"
       "applied when you say so. !, Ctrl-C or Ctrl-D stops, and nothing is changed or written.");
   return [=] { return Config(*options); };

@@ -7,15 +7,19 @@
 #include <charconv>
 #include <cstdio>
 #include <functional>
+#include <iostream>
 #include <span>
+#include <system_error>
 #include <variant>
 
 #include "links/local_number.h"
 #include "links/port_url.h"
 #include "platform/port_list.h"
 #include "tools/ulix/arguments.h"
+#include "tools/ulix/config_file.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/suggestion.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/wire_log.h"
 
@@ -56,11 +60,21 @@ std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
   return std::make_unique<SimulatedLine>(options.model);
 }
 
+// What the options say of the exchanges: shown, kept, both or neither.
+LinkTrace TraceOf(const ConnectionOptions& options) {
+  const LinkTrace shown = options.trace ? TraceToStandardError() : LinkTrace();
+  if (options.record_file.empty()) return shown;
+  const LinkTrace kept = TraceToFile(options.record_file, options.model);
+  return [=](TraceDirection direction, std::string_view bytes) {
+    if (shown) shown(direction, bytes);
+    kept(direction, bytes);
+  };
+}
+
 DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
   DriverServices services;
   services.timeout_ms = options.timeout_ms;
-  services.trace = std::move(trace);
-  if (!services.trace && options.trace) services.trace = TraceToStandardError();
+  services.trace = trace ? std::move(trace) : TraceOf(options);
   if (line != nullptr) {
     services.resolve_port = line->Ports();
     services.load_usb_library = line->UsbLoader();
@@ -93,16 +107,53 @@ void SetPort(SerialParams& params, const PortArgument& port) {
     throw UsageError("--port", "no port number stands for " + params.location);
 }
 
+std::vector<std::string> ModelIds() {
+  std::vector<std::string> ids;
+  for (const CatalogueEntry& entry : Catalogue()) ids.emplace_back(entry.card->model_id);
+  return ids;
+}
+
 // What is wrong with a model word; empty for a good one.
 std::string NotAModel(const std::string& word) {
   const auto name = [](const CatalogueEntry& entry) { return entry.card->model_id; };
-  return FindModel(word) ? std::string() : "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name);
+  if (FindModel(word)) return {};
+  return "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name) + DidYouMean(word, ModelIds());
 }
 
 // The number by which the instrument itself calls a failure: that of a record, or the one within the model's block.
 std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
   if (code > 0) return code;
   return IsOwnCode(card, code) ? std::optional(code - card.exception_code) : std::nullopt;
+}
+
+// Why a port could not be opened; empty where nothing is known.
+std::string CauseOf(const platform::OpenFailure& failure) {
+  using Cause = platform::OpenFailureCause;
+  const std::string holder = std::to_string(failure.holder);
+  switch (failure.cause) {
+    case Cause::kNone:
+    case Cause::kSystem:
+      return failure.os_error == 0 ? std::string() : std::system_category().message(static_cast<int>(failure.os_error));
+    case Cause::kNoSuchDevice:
+      return Shown(TextId::kNoSuchDevice);
+    case Cause::kInUse:
+      return failure.holder == 0 ? Shown(TextId::kDeviceInUse) : Shown(TextId::kDeviceInUseBy, {holder});
+    case Cause::kPermission:
+      return failure.detail.empty() ? Shown(TextId::kNoPermission) : Shown(TextId::kNotInGroup, {failure.detail});
+    case Cause::kNotSerial:
+      return Shown(TextId::kNotSerialDevice);
+    case Cause::kAnotherDevice:
+      return Shown(TextId::kAnotherDevice);
+    case Cause::kUnknownHost:
+      return Shown(TextId::kUnknownHost);
+    case Cause::kRefused:
+      return Shown(TextId::kConnectionRefused);
+    case Cause::kNoAnswer:
+      return Shown(TextId::kNoAnswerInTime);
+    case Cause::kSettings:
+      return Shown(TextId::kLineSettingsRefused);
+  }
+  return {};
 }
 
 constexpr char kGroup[] = "Connection";
@@ -163,7 +214,7 @@ void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
   AddChoice(verb, "--lang", {"en", "fr"},
             "Language and decimal separator of what is shown; the user's own if not given", [&](std::size_t chosen) {
               options.language = chosen == 0 ? Language::kEnglish : Language::kFrench;
-              SetShownLanguage(*options.language);
+              ShowIn(*options.language);
             });
 }
 
@@ -183,18 +234,26 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false)
       ->group(kGroup);
+  verb.add_flag("--no-config", options.no_config, "Do not ask the instrument how it is set")->group(kGroup);
   verb.add_flag("--trace", options.trace, "Show every exchange on standard error")->group(kGroup);
   verb.add_flag("--stats", options.stats, "Show at the end, on standard error, what was counted")->group(kGroup);
+  verb.add_option("--record", options.record_file, "Keep every exchange in a file, for simulate --replay")
+      ->type_name("FILE")
+      ->group(kGroup);
   AddLanguage(verb, options);
 }
 
+void AddForce(CLI::App& verb, ConnectionOptions& options) {
+  verb.add_flag("--force", options.force, "Replace files that are there already");
+}
+
 Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterface* user_interface)
-    : language_(LanguageOf(options)),
+    : options_(options),
+      language_(LanguageOf(options)),
       stats_(options.stats),
       simulated_line_(LineFor(options)),
       instrument_(CreateDriver(options, std::move(trace), simulated_line_.get()),
                   InstrumentOptions(language_, user_interface ? *user_interface : user_)) {
-  if (options.language) SetLocalDecimalSeparator(DecimalSeparatorOf(language_));
   Configure(options);
 }
 
@@ -211,19 +270,16 @@ Session::~Session() {
 }
 
 void Session::Configure(const ConnectionOptions& options) {
-  if (options.config_file.empty()) {
-    Check(instrument_.InitNew());
-  } else {
-    MemoryStream stream(ReadWholeFile(options.config_file));
-    const HRESULT loaded = instrument_.Load(stream);
-    if (Failed(loaded)) throw OperationFailed(loaded, Shown(TextId::kNoConfiguration, {options.config_file}));
-  }
+  Check(instrument_.InitNew());
+  if (!options.config_file.empty()) LoadConfigFile(instrument_, options.config_file);
   for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
   if (options.slave) {
     if (!instrument_.settings().Find("slave")) throw UsageError("--slave", options.model + " is no Modbus slave");
     ApplySetting(instrument_.settings(), "slave=" + std::to_string(*options.slave));
   }
   if (simulated_line_) simulated_line_->Match(instrument_.settings());
+  has_address_ = !options.port.empty() || !options.host.empty() || !options.config_file.empty();
+  if (!options.config_file.empty() || !options.settings.empty()) settings_source_ = SettingsSource::kOptions;
   ConfigureNetwork(options);
   ConfigureLine(options);
 }
@@ -261,6 +317,52 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
   Check(instrument_.SetSerialParams(params));
 }
 
+void Session::Connect() {
+  const LinkKind link = instrument_.card().link;
+  if (!has_address_ && link != LinkKind::kUsb) {
+    throw UsageError("--port", std::string("is missing; takes N, COMn, DEVICE or sim") +
+                                   (link == LinkKind::kModbus ? ", or --host HOST in its place" : "") +
+                                   "; 'ulix ports' lists what there is");
+  }
+  Check(TryConnect());
+}
+
+HRESULT Session::TryConnect() {
+  const HRESULT result = instrument_.Connect();
+  const std::string cause = Failed(result) ? CauseOf(instrument_.LinkFailure()) : std::string();
+  if (!cause.empty()) throw OperationFailed(result, ErrorText(result) + ": " + LinkPlace() + cause);
+  return result;
+}
+
+// The device or the server that is behind the link, as "/dev/ttyUSB0: ".
+std::string Session::LinkPlace() {
+  SerialParams line;
+  if (Failed(instrument_.GetSerialParams(&line))) return {};
+  const std::string place =
+      line.location.empty() ? platform::DeviceOfPort(line.port).value_or(std::string()) : line.location;
+  return place.empty() ? "COM" + std::to_string(line.port) + ": " : place + ": ";
+}
+
+void Session::ConnectAndAsk() {
+  Connect();
+  const bool ask = instrument_.card().settings_in_instrument && !options_.no_config;
+  if (!ask || settings_source_ != SettingsSource::kDefaults) return;
+  const HRESULT result = instrument_.ReadCfg();
+  if (Succeeded(result)) settings_source_ = SettingsSource::kInstrument;
+  if (Succeeded(result)) return;
+  TakeErrorInfo();
+  std::cerr << "ulix: " << Shown(TextId::kSettingsUnknown, language_, {FailureLine(result, Explain(result))}) << '\n';
+}
+
+void Session::ReadSettings() {
+  Check(instrument_.ReadCfg());
+  settings_source_ = SettingsSource::kInstrument;
+}
+
+bool Session::HasUnits() const {
+  return !instrument_.card().settings_in_instrument || settings_source_ != SettingsSource::kDefaults;
+}
+
 std::vector<Channel> Session::Channels() {
   const bool ask = instrument_.card().channels_in_instrument;
   if (ask) Connect();
@@ -276,8 +378,10 @@ std::vector<Channel> Session::Channels() {
     Check(instrument_.GetChanDir(id, &direction));
     Check(instrument_.GetChanUnit(id, &unit));
     Check(instrument_.GetChanResol(id, &resolution));
-    channels.push_back(
-        {id, Shown(name), static_cast<eChanDir>(direction), Shown(unit), resolution, instrument_.OffersChannel(id)});
+    if (!HasUnits()) unit.clear();
+    channels.push_back({id, Shown(name), static_cast<eChanDir>(direction), Shown(unit),
+                        HasUnits() ? resolution : kShortest, instrument_.OffersChannel(id),
+                        !HasUnits() || instrument_.IsChannelOn(id)});
   }
   return channels;
 }
@@ -286,7 +390,7 @@ std::vector<Channel> Session::WithUnits(std::vector<Channel> channels) {
   for (Channel& channel : channels) {
     std::string unit;
     Check(instrument_.GetChanUnit(channel.id, &unit));
-    channel.unit = Shown(unit);
+    if (HasUnits()) channel.unit = Shown(unit);
   }
   return channels;
 }

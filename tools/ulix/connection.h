@@ -30,18 +30,25 @@ struct ConnectionOptions {
   std::optional<std::int32_t> tcp_port;
   std::optional<std::uint32_t> slave;
   std::string config_file;
+  bool no_config = false;             // the instrument is not asked how it is set
   std::vector<std::string> settings;  // "KEY=VALUE"
   std::uint32_t timeout_ms = 0;
   std::optional<Language> language;
   bool trace = false;
   bool stats = false;
+  std::string record_file;  // of what goes over the wire
+  bool force = false;       // files that are there already may be replaced
 };
+
+// Where an instrument's settings come from.
+enum class SettingsSource { kDefaults, kOptions, kInstrument };
 
 // Each adds its arguments to a verb; `options` outlives the parsing.
 void AddModel(CLI::App& verb, ConnectionOptions& options);
 void AddModelOption(CLI::App& verb, ConnectionOptions& options);
 void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);
+void AddForce(CLI::App& verb, ConnectionOptions& options);
 
 // The language asked for, else the user's own.
 Language LanguageOf(const ConnectionOptions& options);
@@ -60,8 +67,20 @@ class Session {
 
   Instrument& instrument() { return instrument_; }
   bool simulated() const { return simulated_line_ != nullptr; }
-  void Connect() { Check(instrument_.Connect()); }
-  // Those on offer only, and the instrument connected to, where it is the instrument that knows them.
+  // UsageError where the model needs a port and none is named.
+  void Connect();
+  // What the instrument's side of the connection came to; OperationFailed with the cause where the link does not open.
+  HRESULT TryConnect();
+  // Connects, and asks the instrument how it is set, where its model can be asked and the options do not say. What it
+  // does not tell is said on standard error: units and decimals that hang on it are left out from then on.
+  void ConnectAndAsk();
+  // Asks the connected instrument how it is set; OperationFailed when it does not tell.
+  void ReadSettings();
+  SettingsSource settings_source() const { return settings_source_; }
+  // Whether the options name where the instrument is.
+  bool HasAddress() const { return has_address_; }
+  // Those on offer only, and the instrument connected to, where it is the instrument that knows them. Units and
+  // decimals are empty where they hang on settings that are not known.
   std::vector<Channel> Channels();
   // Some models tell the units only with the readings: the channels with the units of now.
   std::vector<Channel> WithUnits(std::vector<Channel> channels);
@@ -79,7 +98,13 @@ class Session {
   void ConfigureLine(const ConnectionOptions& options);
   void ConfigureNetwork(const ConnectionOptions& options);
 
+  bool HasUnits() const;
+  std::string LinkPlace();
+
+  const ConnectionOptions options_;
   Language language_;
+  bool has_address_ = false;
+  SettingsSource settings_source_ = SettingsSource::kDefaults;
   bool stats_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
   TerminalUser user_;

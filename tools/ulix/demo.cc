@@ -14,6 +14,7 @@
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
+#include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan.h"
 #include "tools/ulix/scan_output.h"
@@ -235,7 +236,7 @@ void Tour::PullTheLine() {
   const auto count = static_cast<std::uint64_t>(options_.seconds * 1000 / kPeriodMs);
   ScanOutputs outputs;
   outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
-  outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), inputs, Texts()));
+  outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), NotesForCsv(session_, inputs, {}), ',', inputs, Texts()));
   outputs.push_back(MakePlotFile(File("ulix-demo.svg"), Shown(TextId::kTourPlotTitle), inputs, ShownLanguage()));
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());

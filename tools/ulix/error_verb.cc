@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "drivers/catalogue.h"
 #include "tools/ulix/arguments.h"
@@ -18,6 +19,7 @@ struct ErrorOptions {
   ConnectionOptions connection;
   std::string code;
   bool short_text = false;
+  bool json = false;
 };
 
 std::string TextFrom(const ErrorOptions& options, const std::string& model, HRESULT code) {
@@ -43,7 +45,8 @@ int Explain(const ErrorOptions& options) {
   if (text.empty()) {
     throw OperationFailed(code, model.empty() ? Shown(TextId::kNoCode) : Shown(TextId::kNoCodeOf, {model}));
   }
-  PrintLine(text);
+  const Json json = {{"code", JsonError(code)}, {"name", ErrorCodeName(code)}, {"text", text}};
+  options.json ? PrintJson(json) : PrintLine(text);
   return 0;
 }
 
@@ -54,6 +57,7 @@ Action DefineError(CLI::App& verb) {
   verb.add_option("CODE", options->code, "0x80044403, or decimal with or without a sign")->required()->type_name("");
   AddModelOption(verb, options->connection);
   verb.add_flag("--short", options->short_text, "The short text, the same in every language");
+  verb.add_flag("--json", options->json, "One JSON object");
   AddLanguage(verb, options->connection);
   return [=] { return Explain(*options); };
 }

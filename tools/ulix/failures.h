@@ -18,6 +18,8 @@ class UsageError : public std::runtime_error {
 
 // A file's own codes: the storage errors of the operating system whose code space the library shares.
 inline constexpr HRESULT kFileNotFound = static_cast<HRESULT>(0x80030002U);
+// No reading came: the data are not there yet.
+inline constexpr HRESULT kNoReading = static_cast<HRESULT>(0x8000000AU);
 inline constexpr HRESULT kWriteFault = static_cast<HRESULT>(0x8003001DU);
 
 // Exit status 1. `what` is one line in UTF-8: "0x80044403 Unable to read answer".

@@ -7,6 +7,7 @@
 #include "forms/entries.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/question.h"
 
 namespace ulix::cli {
 
@@ -214,7 +215,7 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   const bool text = field.kind == FieldKind::kText || field.kind == FieldKind::kFile;
   if (text && entry == "-") field.value.clear();
   if (field.kind == FieldKind::kCheckBox) {
-    const auto ticked = YesOrNo(entry);
+    const auto ticked = YesOrNoIn(entry);
     field.value = ticked.value_or(!before.empty()) ? "1" : "";
     return ticked ? std::string() : AnsiFromUtf8(Say(TextId::kTakesCheckBox));
   }
@@ -242,20 +243,9 @@ FormPrompt::Move FormPrompt::Confirm() {
     const std::string entry(Trimmed(*line));
     const Move* move = FindMove(entry);
     if (move && (*move == Move::kBack || *move == Move::kLeave)) return *move;
-    if (const auto answer = YesOrNo(entry)) return *answer ? Move::kNext : Move::kLeave;
+    if (const auto answer = YesOrNoIn(entry)) return *answer ? Move::kNext : Move::kLeave;
     out_ << Say(TextId::kTakesCheckBox) << '\n';
   }
-}
-
-// In either language, whole or by its first letter.
-std::optional<bool> FormPrompt::YesOrNo(const std::string& entry) const {
-  for (const Language language : {Language::kEnglish, Language::kFrench}) {
-    for (const bool yes : {true, false}) {
-      const std::string word = Localized(yes ? TextId::kYes : TextId::kNo, language);
-      if (EqualIgnoringCase(entry, word) || EqualIgnoringCase(entry, word.substr(0, 1))) return yes;
-    }
-  }
-  return std::nullopt;
 }
 
 }  // namespace ulix::cli

@@ -61,7 +61,6 @@ class FormPrompt {
   std::string Enter(Form& form, const Question& question, const std::string& entry);
   std::string Objection(const Form& form, const Question& question) const;
   Move Confirm();
-  std::optional<bool> YesOrNo(const std::string& entry) const;
 
   ReadLine read_line_;
   std::ostream& out_;

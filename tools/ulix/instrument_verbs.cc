@@ -1,24 +1,44 @@
 // identify, set, run, stop: one thing asked of an instrument.
 #include <CLI/CLI.hpp>
 
+#include <limits>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 
 #include "base/numbers.h"
+#include "drivers/progress.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/question.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
 namespace {
 
-int Identify(const ConnectionOptions& connection) {
-  Session session(connection);
+struct IdentifyOptions {
+  ConnectionOptions connection;
+  bool json = false;
+};
+
+int Identify(const IdentifyOptions& options) {
+  Session session(options.connection);
   session.Connect();
   std::string identification;
-  session.Check(session.instrument().Identify(&identification));
-  PrintLine(Shown(identification));
+  const HRESULT result = session.instrument().Identify(&identification);
+  if (result == E_NOTIMPL) {
+    throw OperationFailed(result, Shown(TextId::kCannotIdentify, {session.instrument().card().model_id}));
+  }
+  session.Check(result);
+  identification = Shown(identification);
+  const Json json = {{"model", session.instrument().card().model_id},
+                     {"identification", identification},
+                     {"serial", SerialNumberIn(identification)}};
+  options.json ? PrintJson(json) : PrintLine(identification);
   return 0;
 }
 
@@ -26,15 +46,45 @@ struct SetOptions {
   ConnectionOptions connection;
   std::string channel;
   std::string value;
+  std::optional<float> min;
+  std::optional<float> max;
 };
 
-int Set(const SetOptions& options) {
+// The limits asked for, else those that the model knows of the channel.
+void UseModelLimits(Session& session, ChannelId channel, SetOptions& options) {
+  for (std::int16_t index = 0; index < 2; ++index) {
+    float limit = 0;
+    std::int16_t level = LimitNo;
+    if (Failed(session.instrument().GetChanLim(channel, index, &limit, &level))) continue;
+    if (level == LimitLow && !options.min) options.min = limit;
+    if (level == LimitHigh && !options.max) options.max = limit;
+  }
+}
+
+// A value beyond the limits goes out only when the person at the terminal says so.
+void CheckLimits(const Channel& channel, float value, const SetOptions& options) {
+  const bool below = options.min && value < *options.min;
+  const bool above = options.max && value > *options.max;
+  if (!below && !above) return;
+  const std::string limit = ShownNumber(FormatWithUnit(channel, below ? *options.min : *options.max));
+  const std::string what = Shown(below ? TextId::kBelowLimit : TextId::kAboveLimit,
+                                 {channel.name, ShownNumber(FormatWithUnit(channel, value)), limit});
+  if (!SomebodyIsThere()) throw UsageError("VALUE", what);
+  if (!AskYesOrNo(what + ". " + Shown(TextId::kSetAnyway)))
+    throw OperationFailed(kCancelled, Shown(TextId::kNothingWasChanged));
+}
+
+int Set(SetOptions options) {
   Session session(options.connection);
-  const Channel channel = SelectOutput(session.Channels(), options.channel);
+  // What is wrong with the command is told before the instrument is asked anything.
+  if (!session.instrument().card().channels_in_instrument) SelectOutput(session.Channels(), options.channel);
   const float value = ParseValue(options.value);
-  session.Connect();
+  session.ConnectAndAsk();
+  const Channel channel = SelectOutput(session.Channels(), options.channel);
+  UseModelLimits(session, channel.id, options);
+  CheckLimits(channel, value, options);
   session.Check(session.instrument().SetChanVal(channel.id, value));
-  const std::string shown = ShownNumber(FormatShortest(value)) + " " + channel.unit;
+  const std::string shown = ShownNumber(FormatShortest(value)) + (channel.unit.empty() ? "" : " " + channel.unit);
   Tell(Shown(TextId::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
   return 0;
 }
@@ -55,9 +105,10 @@ Action DefineOrder(CLI::App& verb, HRESULT (Instrument::*order)()) {
 }  // namespace
 
 Action DefineIdentify(CLI::App& verb) {
-  const auto options = std::make_shared<ConnectionOptions>();
-  AddModel(verb, *options);
-  AddConnection(verb, *options);
+  const auto options = std::make_shared<IdentifyOptions>();
+  AddModel(verb, options->connection);
+  verb.add_flag("--json", options->json, "One JSON object");
+  AddConnection(verb, options->connection);
   return [=] { return Identify(*options); };
 }
 
@@ -68,6 +119,13 @@ Action DefineSet(CLI::App& verb) {
   verb.add_option("VALUE", options->value, "A number in the channel's unit, with a point or your own separator")
       ->required()
       ->type_name("");
+  constexpr float kGreatest = std::numeric_limits<float>::max();
+  verb.add_option("--min", options->min, "Nothing below it is set, unless you say so at the terminal")
+      ->type_name("X")
+      ->transform(Number(-kGreatest, kGreatest));
+  verb.add_option("--max", options->max, "Nothing above it is set, unless you say so at the terminal")
+      ->type_name("X")
+      ->transform(Number(-kGreatest, kGreatest));
   AddConnection(verb, options->connection);
   return [=] { return Set(*options); };
 }

@@ -16,7 +16,10 @@ extern "C" void OnInterrupt(int signal) {
 bool Catch() {
   std::signal(SIGINT, OnInterrupt);
   std::signal(SIGTERM, OnInterrupt);
-// Not every C library has this one.
+// Not every C library has these.
+#ifdef SIGHUP
+  std::signal(SIGHUP, OnInterrupt);
+#endif
 #ifdef SIGPIPE
   std::signal(SIGPIPE, SIG_IGN);
 #endif

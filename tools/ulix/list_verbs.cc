@@ -2,14 +2,19 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <array>
+#include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "base/numbers.h"
 #include "drivers/catalogue.h"
+#include "links/usb_library.h"
 #include "platform/port_list.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/stable_path.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
@@ -70,13 +75,28 @@ int ListModels(bool json) {
   return 0;
 }
 
+// The instrument that the USB helper library finds, where there is one of both.
+std::optional<UsbIdentity> UsbInstrument() {
+  const auto library = LoadOwnUsbLibrary();
+  UsbDevice device;
+  if (!library || Failed((*library)->GetInterfaceGuid(device))) return std::nullopt;
+  return device.identity;
+}
+
 int ListPorts(bool json) {
-  Table table(Heads({TextId::kNumberHead, TextId::kNameHead, TextId::kDeviceHead}, ShownLanguage()));
+  Table table(Heads({TextId::kNumberHead, TextId::kNameHead, TextId::kDeviceHead, TextId::kPathHead}, ShownLanguage()));
   Json array = Json::array();
   for (const platform::PortEntry& port : platform::ListSerialPorts()) {
     const std::string name = "COM" + std::to_string(port.number);
-    array.push_back({{"number", port.number}, {"name", name}, {"device", port.device}});
-    table.Add({std::to_string(port.number), name, port.device});
+    const std::string path = StablePathOf(port.device);
+    array.push_back({{"number", port.number}, {"name", name}, {"device", port.device}, {"path", path}});
+    table.Add({std::to_string(port.number), name, port.device, path == port.device ? "" : path});
+  }
+  if (const auto usb = UsbInstrument()) {
+    std::array<char, 16> ids{};
+    std::snprintf(ids.data(), ids.size(), "%04X:%04X", usb->vendor, usb->product);
+    array.push_back({{"number", nullptr}, {"name", "USB"}, {"device", ids.data()}, {"path", GuidText(usb->guid)}});
+    table.Add({"-", "USB", ids.data(), GuidText(usb->guid)});
   }
   json ? PrintJson(array) : table.Print();
   return 0;
@@ -90,12 +110,20 @@ std::string DefaultOf(const SettingRow& row) {
   return word.empty() ? FormatFixed(row.initial, 0) : std::string(word);
 }
 
-int ListKeys(const std::string& model) {
+Json KeyJson(const SettingRow& row) {
+  Json values = Json::array();
+  for (const EnumLabel& label : row.labels) values.push_back({{"word", label.name}, {"code", label.code}});
+  return {{"key", row.key}, {"default", DefaultOf(row)}, {"takes", AllowedValues(row)}, {"values", values}};
+}
+
+int ListKeys(const std::string& model, bool json) {
   Table table(Heads({TextId::kKeyHead, TextId::kDefaultHead, TextId::kTakesHead}, ShownLanguage()));
+  Json array = Json::array();
   for (const SettingRow& row : FindModel(model)->card->settings) {
+    array.push_back(KeyJson(row));
     table.Add({row.key, DefaultOf(row), AllowedValues(row)});
   }
-  table.Print();
+  json ? PrintJson(array) : table.Print();
   return 0;
 }
 
@@ -113,8 +141,10 @@ Action DefinePorts(CLI::App& verb) { return DefineList(verb, ListPorts); }
 
 Action DefineKeys(CLI::App& verb) {
   const auto options = std::make_shared<ConnectionOptions>();
+  const auto json = std::make_shared<bool>(false);
   AddModel(verb, *options);
-  return [=] { return ListKeys(options->model); };
+  verb.add_flag("--json", *json, "One JSON array");
+  return [=] { return ListKeys(options->model, *json); };
 }
 
 }  // namespace ulix::cli

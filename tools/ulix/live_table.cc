@@ -22,7 +22,7 @@ constexpr std::size_t kMinError = 24;  // columns for the code and the beginning
 
 std::string ShownValue(const LiveRow& row) {
   const bool held = !row.history.empty() && row.history.back();
-  return held ? ShownNumber(FormatValue(row.channel, *row.history.back())) : std::string("--");
+  return held ? ShownNumber(FormatValue(row.channel, *row.history.back())) + DoubtMark(row.doubt) : std::string("--");
 }
 
 std::string RightAligned(const std::string& text, std::size_t width) {
@@ -96,11 +96,13 @@ void LiveTable::Show(const ScanReport& report) {
     const auto k = static_cast<std::size_t>(found - report.data.ids.begin());
     const HRESULT error = report.data.errors[k];
     row.error = Failed(error) ? FailureLine(error, error_text_(error)) : std::string();
+    row.doubt = report.data.doubts[k];
     if (Failed(error)) ++failed_;
     row.history.push_back(Failed(error) ? std::nullopt : std::optional(report.data.values[k]));
     if (row.history.size() > kHistory) row.history.pop_front();
     last_ = report.data.times[k];
   }
+  late_s_ = report.late_s;
   if (reports_++ == 0) first_ = last_;
   Draw();
 }
@@ -113,6 +115,7 @@ std::string LiveTable::StatusLine() const {
   std::string status = ShownNumber(IsoTime(last_).substr(11)) + ", ";
   status += Shown(reports_ == 1 ? TextId::kOneReport : TextId::kReports, language_, {std::to_string(reports_)}) + ", ";
   status += ShownNumber(FormatFixed(rate, 1)) + "/s";
+  if (late_s_ > 0) status += ", " + Shown(TextId::kLateBy, language_, {ShownNumber(FormatFixed(late_s_, 1))});
   if (failed_ > 0) status += ", " + Shown(TextId::kReadingsFailed, language_, {std::to_string(failed_)});
   return status + "; " + Shown(TextId::kCtrlCEnds, language_);
 }

@@ -19,6 +19,7 @@ struct LiveRow {
   Channel channel;
   std::deque<std::optional<float>> history;  // oldest first
   std::string error;                         // of the last reading, UTF-8; empty when it succeeded
+  Doubt doubt = Doubt::kNone;                // of the last reading
 };
 
 // The headings and one line a channel, none longer than `width` columns. Where an error leaves no room for a trend, it
@@ -39,6 +40,7 @@ class LiveTable final : public ScanOutput {
   Language language_;
   std::uint64_t reports_ = 0;
   std::uint64_t failed_ = 0;  // readings
+  double late_s_ = 0;         // of the last report
   Date first_ = 0;
   Date last_ = 0;
   std::size_t drawn_ = 0;  // lines on the screen

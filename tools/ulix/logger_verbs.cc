@@ -15,6 +15,7 @@
 #include "tools/ulix/memory_verb.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/progress_bar.h"
+#include "tools/ulix/question.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
@@ -29,13 +30,59 @@ struct ProgramOptions {
 
 [[noreturn]] void ThrowCancelled() { throw OperationFailed(kCancelled, Shown(TextId::kOperationCancelled)); }
 
-std::int32_t BlockOf(const std::string& text) {
+struct BlockRow {
+  std::int32_t id = 0;
+  std::string name;  // UTF-8
+  std::uint32_t size = 0;
+  std::uint32_t records = 0;
+  bool recording = false;
+};
+
+BlockRow BlockStatus(Session& session, std::int32_t id) {
+  BlockRow row{.id = id};
+  std::int32_t destructive = 0;
+  std::int32_t recording = 0;
+  std::string name;
+  session.Check(session.instrument().GetMemBlockStatus(id, &row.size, &row.records, &destructive, &recording));
+  session.Check(session.instrument().GetMemBlockName(id, &name));
+  row.name = Shown(name);
+  row.recording = recording != 0;
+  return row;
+}
+
+std::vector<std::uint32_t> BlockIds(Session& session) {
+  std::vector<std::uint32_t> blocks;
+  session.Check(session.instrument().MemBlocks(&blocks));
+  return blocks;
+}
+
+constexpr std::string_view kByName = "name:";
+
+// The number of a block, as far as the text alone says it; none for a name.
+std::optional<std::int32_t> BlockNumber(const std::string& text) {
+  if (text.size() > kByName.size() && EqualIgnoringCase(text.substr(0, kByName.size()), kByName)) return std::nullopt;
   std::int32_t block = -1;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), block);
   const bool whole = error == std::errc() && end == text.data() + text.size();
   if (whole && block >= 0 && block <= static_cast<std::int32_t>(kLastMemBlock)) return block;
-  throw UsageError("BLOCK", text.empty() ? "is missing; takes a block's number from 0 to 99"
-                                         : "'" + text + "' is no block; takes a number from 0 to 99");
+  throw UsageError("BLOCK", text.empty() ? "is missing; takes a block's number from 0 to 99, or name:NAME"
+                                         : "'" + text + "' is no block; takes a number from 0 to 99, or name:NAME");
+}
+
+// Of a connected session: what was asked for, or what there is.
+BlockRow FindBlock(Session& session, const std::string& text) {
+  const auto number = BlockNumber(text);
+  const std::string name = number ? std::string() : text.substr(kByName.size());
+  std::string there;
+  for (const std::uint32_t id : BlockIds(session)) {
+    const BlockRow row = BlockStatus(session, static_cast<std::int32_t>(id));
+    if (number ? row.id == *number : EqualIgnoringCase(row.name, name)) return row;
+    there += (there.empty() ? "" : ", ") + std::to_string(row.id) + " name:" + row.name;
+  }
+  // A logger that does not say which blocks it has takes any number.
+  if (there.empty() && number) return {.id = *number, .name = {}};
+  throw UsageError(
+      "BLOCK", "'" + text + "' is no block of the instrument; there " + (there.empty() ? "is none" : "are " + there));
 }
 
 void CheckHasMemory(Session& session) {
@@ -52,25 +99,19 @@ std::string YesOrNo(bool yes, Language language) {
 
 int ListBlocks(Session& session, bool json, Language language) {
   session.Connect();
-  std::vector<std::uint32_t> blocks;
-  session.Check(session.instrument().MemBlocks(&blocks));
   Table table(
       Heads({TextId::kBlockHead, TextId::kNameHead, TextId::kSizeHead, TextId::kRecordsHead, TextId::kRecordingHead},
             language));
   Json array = Json::array();
-  for (const std::uint32_t block : blocks) {
-    const auto id = static_cast<std::int32_t>(block);
-    std::uint32_t size = 0;
-    std::uint32_t records = 0;
-    std::int32_t destructive = 0;
-    std::int32_t recording = 0;
-    std::string name;
-    session.Check(session.instrument().GetMemBlockStatus(id, &size, &records, &destructive, &recording));
-    session.Check(session.instrument().GetMemBlockName(id, &name));
-    array.push_back(
-        {{"block", id}, {"name", name}, {"size", size}, {"records", records}, {"recording", recording != 0}});
-    table.Add(
-        {std::to_string(id), name, std::to_string(size), std::to_string(records), YesOrNo(recording != 0, language)});
+  for (const std::uint32_t id : BlockIds(session)) {
+    const BlockRow row = BlockStatus(session, static_cast<std::int32_t>(id));
+    array.push_back({{"block", row.id},
+                     {"name", row.name},
+                     {"size", row.size},
+                     {"records", row.records},
+                     {"recording", row.recording}});
+    table.Add({std::to_string(row.id), row.name, std::to_string(row.size), std::to_string(row.records),
+               YesOrNo(row.recording, language)});
   }
   json ? PrintJson(array) : table.Print();
   return 0;
@@ -87,13 +128,15 @@ ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32
   std::string name;
   session.instrument().GetMemBlockName(block, &name);
   facts.measurement = {{Shown(TextId::kMemoryBlock, language), Shown(name)}};
+  AddNotes(facts, options.notes, language);
   const ErrorText error_text = [&session](HRESULT code) { return session.Explain(code); };
   return {options.report_file, std::move(facts), error_text, language};
 }
 
 void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, RecordSinks& sinks) {
   // The files first: what went to the screen cannot be taken back.
-  if (!options.csv_file.empty()) sinks.Add(MakeRecordCsv(options.csv_file));
+  if (!options.csv_file.empty())
+    sinks.Add(MakeRecordCsv(options.csv_file, NotesForCsv(session, {}, options.notes), options.csv_separator));
   if (!options.plot_file.empty()) {
     const Language language = LanguageOf(options.connection);
     const std::string name = Shown(session.instrument().card().display_name.In(language));
@@ -102,7 +145,7 @@ void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t blo
   if (!options.report_file.empty()) sinks.Add(MakeRecordReport(PlanReport(session, options, block)));
   if (options.json) {
     sinks.Add(MakeRecordJson());
-  } else if (options.lines) {
+  } else if (options.lines && options.csv_file != kStandardOutput) {
     sinks.Add(MakeRecordLines());
   }
 }
@@ -134,11 +177,21 @@ class Guarded final : public RecordSink {
   FirstFailure failure_;
 };
 
-int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options, std::int32_t block) {
-  for (const std::string& file : {options.csv_file, options.plot_file, options.report_file}) {
-    if (!file.empty()) CheckReplaceable(file);
+void CheckOutputs(const MemoryOptions& options) {
+  const std::pair<const char*, const std::string&> files[] = {
+      {"--csv", options.csv_file}, {"--plot", options.plot_file}, {"--report", options.report_file}};
+  for (const auto& [argument, file] : files) {
+    if (file.empty() || file == kStandardOutput) continue;
+    CheckMayReplace(argument, file, options.connection.force);
+    CheckReplaceable(file);
   }
+}
+
+int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options) {
+  CheckOutputs(options);
   session.Connect();
+  const auto number = BlockNumber(options.block);
+  const std::int32_t block = number ? *number : FindBlock(session, options.block).id;
   RecordSinks outputs;
   AddOutputs(session, options, block, outputs);
   Guarded sink(outputs);
@@ -153,17 +206,35 @@ int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& opt
 
 }  // namespace
 
+namespace {
+
+int ClearBlock(Session& session, const MemoryOptions& options) {
+  const Language language = OnTerminal() ? LanguageOf(options.connection) : Language::kEnglish;
+  session.Connect();
+  const BlockRow block = FindBlock(session, options.block);
+  const std::uint32_t wanted = options.count.value_or(0);
+  const std::uint32_t records = wanted == 0 ? block.records : std::min(wanted, block.records);
+  const std::string id = std::to_string(block.id);
+  const std::string what =
+      block.name.empty() ? id : Shown(TextId::kBlockOf, language, {id, block.name, std::to_string(records)});
+  if (!options.yes && SomebodyIsThere() && !AskYesOrNo(Shown(TextId::kClearBlock, language, {what}))) ThrowCancelled();
+  session.Check(session.instrument().ClearMemBlock(block.id, wanted));
+  PrintLine(Shown(TextId::kBlockCleared, language, {what}));
+  return 0;
+}
+
+}  // namespace
+
 int Memory(const MemoryOptions& options) {
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
-  const std::int32_t block = options.action == "list" ? 0 : BlockOf(options.block);
+  CheckKind("--plot", options.plot_file, ".svg");
+  CheckKind("--report", options.report_file, ".html");
+  if (options.action != "list") BlockNumber(options.block);
   ProgressBar bar;
   Session session(options.connection, {}, &bar);
   CheckHasMemory(session);
   if (options.action == "list") return ListBlocks(session, options.json, LanguageOf(options.connection));
-  if (options.action == "read") return ReadBlock(session, bar, options, block);
-  session.Connect();
-  session.Check(session.instrument().ClearMemBlock(block, options.count.value_or(0)));
-  return 0;
+  return options.action == "read" ? ReadBlock(session, bar, options) : ClearBlock(session, options);
 }
 
 namespace {
@@ -184,6 +255,7 @@ int Program(const ProgramOptions& options) {
     throw UsageError("MODEL", options.connection.model + " has no program");
   }
   if (options.action == "check") return CheckProgram(session, options.file, language);
+  if (!send) CheckMayReplace("FILE", options.file, options.connection.force);
   if (!send) CheckReplaceable(options.file);
   Instrument& instrument = session.instrument();
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
@@ -197,10 +269,12 @@ struct MemoryArgument {
   const char* name;
   std::string_view actions;  // that take it
 };
-constexpr std::array kMemoryArguments = {MemoryArgument{"BLOCK", "read clear"}, MemoryArgument{"N", "clear"},
-                                         MemoryArgument{"--max", "read"},       MemoryArgument{"--clear", "read"},
-                                         MemoryArgument{"--csv", "read"},       MemoryArgument{"--plot", "read"},
-                                         MemoryArgument{"--report", "read"},    MemoryArgument{"--json", "list read"}};
+constexpr std::array kMemoryArguments = {
+    MemoryArgument{"--yes", "clear"},      MemoryArgument{"--csv-separator", "read"},
+    MemoryArgument{"BLOCK", "read clear"}, MemoryArgument{"N", "clear"},
+    MemoryArgument{"--max", "read"},       MemoryArgument{"--clear", "read"},
+    MemoryArgument{"--csv", "read"},       MemoryArgument{"--plot", "read"},
+    MemoryArgument{"--report", "read"},    MemoryArgument{"--json", "list read"}};
 
 void CheckArguments(const CLI::App& verb, const std::string& action) {
   for (const auto& [name, actions] : kMemoryArguments) {
@@ -219,7 +293,7 @@ Action DefineMemory(CLI::App& verb) {
       ->required()
       ->type_name("list|read|clear")
       ->check(CLI::IsMember({"list", "read", "clear"}).description(""));
-  verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99")->type_name("");
+  verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99, or name:NAME")->type_name("");
   verb.add_option("N", options->count, "How many records to clear; 0 is all")
       ->type_name("")
       ->transform(WholeNumber(0, UINT32_MAX));
@@ -227,7 +301,12 @@ Action DefineMemory(CLI::App& verb) {
       ->type_name("N")
       ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
-  verb.add_option("--csv", options->csv_file, "Keep the records as lines of values")->type_name("FILE");
+  verb.add_flag("--yes", options->yes, "Clear without asking");
+  verb.add_option("--csv", options->csv_file, "Keep the records as lines of values; - is standard output")
+      ->type_name("FILE|-");
+  AddCsvSeparator(verb, options->csv_separator);
+  AddNotes(verb, options->notes);
+  AddForce(verb, options->connection);
   verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
   verb.add_option("--report", options->report_file, "Write a page to print and to keep")->type_name("FILE.html");
   verb.add_flag("--json", options->json, "One JSON array");
@@ -250,6 +329,7 @@ Action DefineProgram(CLI::App& verb) {
       ->type_name("check|send|read")
       ->check(CLI::IsMember({"check", "send", "read"}).description(""));
   verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
+  AddForce(verb, options->connection);
   AddConnection(verb, options->connection);
   verb.footer("A file that is read into is replaced only when all of the program has come.");
   return [=] { return Program(*options); };

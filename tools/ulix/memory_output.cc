@@ -60,28 +60,37 @@ class JsonArray final : public RecordSink {
 
 class CsvFile final : public RecordSink {
  public:
-  explicit CsvFile(const std::string& path) : path_(path), file_(path) { Write("time,channel,value,error\n"); }
+  CsvFile(const std::string& path, const std::string& notes, char separator)
+      : path_(path), separator_(separator), file_(path == kStandardOutput ? nullptr : new platform::NewFile(path)) {
+    const std::array<std::string, 4> heads = {"time", "channel", "value", "error"};
+    Write(notes + CsvLine(heads, separator_));
+  }
   HRESULT Take(const ChannelArrays& records) override {
     for (std::size_t k = 0; k < records.size(); ++k) {
       const auto value = ValueOf(records, k);
       const std::array<std::string, 4> cells = {
           IsoTime(records.times[k]), std::to_string(static_cast<std::int32_t>(records.ids[k])),
           value ? FormatShortest(*value) : "", records.errors[k] == 0 ? "" : CodeText(records.errors[k])};
-      Write(CsvLine(cells));
+      Write(CsvLine(cells, separator_));
     }
     return S_OK;
   }
   HRESULT Complete() override {
-    if (!file_.Commit()) throw CannotWrite(path_);
+    if (file_ && !file_->Commit()) throw CannotWrite(path_);
+    if (!file_) std::cout << text_ << std::flush;
+    if (!file_ && !std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
     return S_OK;
   }
 
  private:
   void Write(const std::string& line) {
-    if (!file_.Write(line)) throw CannotWrite(path_);
+    if (!file_) text_ += line;
+    if (file_ && !file_->Write(line)) throw CannotWrite(path_);
   }
   std::string path_;
-  platform::NewFile file_;
+  char separator_;
+  std::unique_ptr<platform::NewFile> file_;  // none: standard output, at the end
+  std::string text_;
 };
 
 class PlotFile final : public RecordSink {
@@ -148,7 +157,9 @@ std::string RecordLine(const ChannelArrays& records, std::size_t k) {
 
 std::unique_ptr<RecordSink> MakeRecordLines() { return std::make_unique<Lines>(); }
 std::unique_ptr<RecordSink> MakeRecordJson() { return std::make_unique<JsonArray>(); }
-std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path) { return std::make_unique<CsvFile>(path); }
+std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator) {
+  return std::make_unique<CsvFile>(path, notes, separator);
+}
 std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language) {
   return std::make_unique<PlotFile>(path, title, language);
 }

@@ -18,7 +18,7 @@ std::string RecordLine(const ChannelArrays& records, std::size_t k);
 // kept for the screen is bounded by the 65535 records that a block holds at most; a CSV file grows as they come.
 std::unique_ptr<RecordSink> MakeRecordLines();
 std::unique_ptr<RecordSink> MakeRecordJson();
-std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path);
+std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator);
 std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language);
 std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan);
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/ulix/connection.h"
+#include "tools/ulix/measurement_notes.h"
 
 namespace ulix::cli {
 
@@ -16,7 +17,10 @@ struct MemoryOptions {
   std::optional<std::uint32_t> count;  // to clear
   std::uint32_t most = 0;
   bool clear = false;
+  bool yes = false;  // clears without asking
   std::string csv_file;
+  char csv_separator = ',';
+  MeasurementNotes notes;
   std::string plot_file;
   std::string report_file;
   bool json = false;

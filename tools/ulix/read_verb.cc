@@ -26,16 +26,19 @@ struct Row {
   std::optional<float> value;  // none when the reading failed
   HRESULT error = S_OK;
   std::string text;  // of the error, UTF-8
+  Doubt doubt = Doubt::kNone;
 };
 
 std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
+  // A channel that there is not is told before the instrument is asked anything.
+  if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
+  session.ConnectAndAsk();
   const auto channels = SelectInputs(session.Channels(), options.channels);
-  session.Connect();
   const ChannelArrays arrays = ReadOnce(session, channels, options.connection.timeout_ms);
   const auto known = session.WithUnits(channels);
   std::vector<Row> rows;
   for (std::size_t k = 0; k < known.size(); ++k) {
-    Row row{known[k], arrays.values.at(k), arrays.errors.at(k), {}};
+    Row row{known[k], arrays.values.at(k), arrays.errors.at(k), {}, arrays.doubts.at(k)};
     if (Failed(row.error)) {
       row.value.reset();
       row.text = session.Explain(row.error);
@@ -46,12 +49,14 @@ std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
 }
 
 Json RowJson(const Row& row) {
-  return {{"id", row.channel.id},
-          {"name", row.channel.name},
-          {"value", row.value ? JsonNumber(*row.value) : Json(nullptr)},
-          {"unit", row.channel.unit},
-          {"error", JsonError(row.error)},
-          {"text", row.text}};
+  Json json = {{"id", row.channel.id},
+               {"name", row.channel.name},
+               {"value", row.value ? JsonNumber(*row.value) : Json(nullptr)},
+               {"unit", row.channel.unit},
+               {"error", JsonError(row.error)},
+               {"text", row.text}};
+  if (row.doubt != Doubt::kNone && row.value) json["doubt"] = DoubtText(row.doubt);
+  return json;
 }
 
 void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
@@ -60,7 +65,8 @@ void PrintRows(const std::vector<Row>& rows, bool json, Language language) {
       Heads({TextId::kIdHead, TextId::kNameHead, TextId::kValueHead, TextId::kUnitHead, TextId::kErrorHead}, language));
   for (const Row& row : rows) {
     array.push_back(RowJson(row));
-    const std::string value = row.value ? ShownNumber(FormatValue(row.channel, *row.value)) : std::string("--");
+    const std::string value =
+        row.value ? ShownNumber(FormatValue(row.channel, *row.value)) + DoubtMark(row.doubt) : std::string("--");
     const std::string error = Failed(row.error) ? FailureLine(row.error, row.text) : std::string();
     table.Add({std::to_string(row.channel.id), row.channel.name, value, row.channel.unit, error});
   }
@@ -80,7 +86,8 @@ int Read(const ReadOptions& options) {
 Action DefineRead(CLI::App& verb) {
   const auto options = std::make_shared<ReadOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel if none is given")->type_name("");
+  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel that is on if none is given")
+      ->type_name("");
   verb.add_flag("--json", options->json, "One JSON array");
   AddConnection(verb, options->connection);
   return [=] { return Read(*options); };

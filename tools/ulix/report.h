@@ -7,6 +7,7 @@
 
 #include "tools/ulix/connection.h"
 #include "tools/ulix/csv.h"
+#include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/recording.h"
 #include "tools/ulix/scan.h"
 
@@ -26,6 +27,8 @@ struct ReportFacts {
 // What the instrument of a connected session is and how it is set; asks it for its identification. A title has a '%'
 // for the instrument's name.
 ReportFacts FactsOf(Session& session, const std::string& title, Language language);
+// What the person says of the measurement; a title takes the place of the usual one.
+void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language);
 // How readings are taken.
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language);
 

@@ -68,6 +68,15 @@ ReportFacts FactsOf(Session& session, const std::string& title, Language languag
   return {WithValues(title, {name}), InstrumentFacts(session, language), {}, SettingFacts(session, language)};
 }
 
+void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language) {
+  if (!notes.title.empty()) facts.title = notes.title;
+  const auto add = [&](TextId label, const std::string& text) {
+    if (!text.empty()) facts.measurement.emplace_back(Shown(label, language), text);
+  };
+  add(TextId::kOperator, notes.operator_name);
+  add(TextId::kNote, notes.note);
+}
+
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language) {
   std::vector<Fact> facts{{Shown(TextId::kPeriod, language), std::to_string(settings.period_ms) + " ms"}};
   const auto add = [&](TextId label, float value, const char* unit) {

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/clock.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
 
@@ -21,9 +22,14 @@ constexpr std::uint32_t kReadTimeMs = 60000;
 // Carries reports from the scan thread to the main thread.
 class ReportQueue final : public EventSink {
  public:
+  explicit ReportQueue(std::uint32_t period_ms) : period_s_(period_ms / 1000.0) {}
+
   void DataChange(std::uint32_t group, const ChannelArrays& data) override {
+    constexpr double kSecondsPerDay = 86400;
+    const Date begun = data.times.empty() ? SystemClock().LocalTime() : data.times.front();
+    const double behind_s = (SystemClock().LocalTime() - begun) * kSecondsPerDay;
     const std::lock_guard lock(mutex_);
-    reports_.push_back({group, data});
+    reports_.push_back({group, data, behind_s > period_s_ ? behind_s : 0});
     arrived_.notify_one();
   }
 
@@ -39,6 +45,7 @@ class ReportQueue final : public EventSink {
   std::mutex mutex_;
   std::condition_variable arrived_;
   std::deque<ScanReport> reports_;  // guarded by mutex_
+  const double period_s_;
 };
 
 // A group of the instrument for as long as this lives.
@@ -106,7 +113,7 @@ class Reporter {
 void Acquire(Session& session, std::span<const Channel> channels, const ScanPlan& plan, Reporter& reporter) {
   const std::atomic<bool>& interrupted = CatchInterrupts();
   if (interrupted) return;
-  const auto queue = std::make_shared<ReportQueue>();
+  const auto queue = std::make_shared<ReportQueue>(plan.settings.period_ms);
   const Subscription subscription(session.instrument().events(), queue);
   Group group(session, channels, plan.settings);
 

@@ -17,6 +17,7 @@ namespace ulix::cli {
 struct ScanReport {
   std::uint32_t group = 0;
   ChannelArrays data;
+  double late_s = 0;  // how long after its scan it came, where that is more than a period; else 0
 };
 
 // Takes reports on the main thread.

@@ -3,13 +3,15 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <fstream>
+#include <cmath>
 #include <utility>
 #include <vector>
 
 #include "base/date.h"
+#include "base/numbers.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/live_table.h"
+#include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
 #include "tools/ulix/texts.h"
@@ -35,25 +37,27 @@ class PlainLines final : public ScanOutput {
 
 class CsvFile final : public ScanOutput {
  public:
-  CsvFile(const std::string& path, std::span<const Channel> channels, ErrorText error_text)
-      : path_(path),
-        file_(path, std::ios::binary | std::ios::trunc),
+  CsvFile(const std::string& path, const std::string& notes, char separator, std::span<const Channel> channels,
+          ErrorText error_text)
+      : stream_(path),
+        separator_(separator),
         channels_(channels.begin(), channels.end()),
         error_text_(std::move(error_text)) {
-    Write(CsvHeader(channels_));
+    stream_.Write(notes + CsvHeader(channels_, separator_));
   }
-  void Show(const ScanReport& report) override { Write(CsvRow(channels_, report.data, error_text_)); }
+  void Show(const ScanReport& report) override {
+    // The clocks are put forward or back while a scan goes on.
+    const std::string offset = UtcOffset();
+    if (std::exchange(offset_, offset) != offset) stream_.Write("# utc-offset: " + offset + "\n");
+    stream_.Write(CsvRow(channels_, report.data, error_text_, separator_));
+  }
 
  private:
-  void Write(const std::string& line) {
-    file_ << line << std::flush;
-    if (!file_) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToWrite, {path_}));
-  }
-
-  std::string path_;
-  std::ofstream file_;
+  CsvStream stream_;
+  char separator_;
   std::vector<Channel> channels_;
   ErrorText error_text_;
+  std::string offset_ = UtcOffset();
 };
 
 class PlotFile final : public ScanOutput {
@@ -100,12 +104,17 @@ Json ScanJson(const ScanReport& report) {
   Json channels = Json::array();
   for (std::size_t k = 0; k < report.data.size(); ++k) {
     const HRESULT error = report.data.errors[k];
-    channels.push_back({{"id", report.data.ids[k]},
-                        {"value", Failed(error) ? Json(nullptr) : JsonNumber(report.data.values[k])},
-                        {"error", JsonError(error)}});
+    Json channel = {{"id", report.data.ids[k]},
+                    {"value", Failed(error) ? Json(nullptr) : JsonNumber(report.data.values[k])},
+                    {"error", JsonError(error)}};
+    const Doubt doubt = report.data.doubts[k];
+    if (doubt != Doubt::kNone && !Failed(error)) channel["doubt"] = DoubtText(doubt);
+    channels.push_back(std::move(channel));
   }
   const std::string time = report.data.times.empty() ? std::string() : IsoTime(report.data.times.front());
-  return {{"group", report.group}, {"time", time}, {"channels", std::move(channels)}};
+  Json json = {{"group", report.group}, {"time", time}, {"channels", std::move(channels)}};
+  if (report.late_s > 0) json["late"] = JsonNumber(static_cast<float>(std::round(report.late_s * 1000) / 1000));
+  return json;
 }
 
 std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text) {
@@ -116,8 +125,10 @@ std::string ScanText(std::span<const Channel> channels, const ScanReport& report
     if (channel == channels.end()) continue;
     const HRESULT error = report.data.errors[k];
     text += "  " + channel->name + " ";
-    text += Failed(error) ? FailureLine(error, error_text(error)) : FormatWithUnit(*channel, report.data.values[k]);
+    text += Failed(error) ? FailureLine(error, error_text(error))
+                          : FormatWithUnit(*channel, report.data.values[k]) + DoubtMark(report.data.doubts[k]);
   }
+  if (report.late_s > 0) text += "  (late " + FormatFixed(report.late_s, 1) + " s)";
   return text;
 }
 
@@ -132,9 +143,9 @@ std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorT
   return MakePlainLines(channels, std::move(error_text));
 }
 
-std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const Channel> channels,
-                                        ErrorText error_text) {
-  return std::make_unique<CsvFile>(path, channels, std::move(error_text));
+std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,
+                                        std::span<const Channel> channels, ErrorText error_text) {
+  return std::make_unique<CsvFile>(path, notes, separator, channels, std::move(error_text));
 }
 
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,

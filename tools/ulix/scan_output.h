@@ -23,9 +23,9 @@ std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, Er
 // The live table on a terminal, plain lines elsewhere.
 std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language);
 
-// Lines are written as they come; OperationFailed when the file takes no more.
-std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, std::span<const Channel> channels,
-                                        ErrorText error_text);
+// Lines are written as they come, behind those of `notes`; OperationFailed when the file takes no more.
+std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,
+                                        std::span<const Channel> channels, ErrorText error_text);
 
 // The drawing is written at the end.
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,

@@ -25,6 +25,7 @@ ReportPlan PlanReport(Session& session, const ScanOptions& options, const ErrorT
   const Language language = LanguageOf(options.connection);
   ReportFacts facts = FactsOf(session, TitleOf(language), language);
   facts.measurement = FactsOf(options.plan.settings, language);
+  AddNotes(facts, options.notes, language);
   return {options.report_file, std::move(facts), error_text, language};
 }
 
@@ -34,18 +35,62 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   const Language language = LanguageOf(options.connection);
   if (options.json) {
     outputs.push_back(MakeJsonLines());
-  } else if (options.lines || OnTerminal()) {
-    outputs.push_back(MakeScreen(channels, error_text, language));
+  } else if (options.csv_file != kStandardOutput && (options.lines || OnTerminal())) {
+    // What is traced would be written over by a table that is drawn in place.
+    outputs.push_back(options.connection.trace ? MakePlainLines(channels, error_text)
+                                               : MakeScreen(channels, error_text, language));
   }
-  if (!options.csv_file.empty()) outputs.push_back(MakeCsvFile(options.csv_file, channels, error_text));
+  if (!options.csv_file.empty()) {
+    const std::string notes = NotesForCsv(session, channels, options.notes);
+    outputs.push_back(MakeCsvFile(options.csv_file, notes, options.csv_separator, channels, error_text));
+  }
   if (!options.plot_file.empty()) {
     const std::string name = Shown(session.instrument().card().display_name.In(language));
-    outputs.push_back(MakePlotFile(options.plot_file, WithValues(TitleOf(language), {name}), channels, language));
+    outputs.push_back(MakePlotFile(
+        options.plot_file, options.notes.title.empty() ? WithValues(TitleOf(language), {name}) : options.notes.title,
+        channels, language));
   }
   if (!options.report_file.empty()) {
     outputs.push_back(MakeReportFile(PlanReport(session, options, error_text), channels));
   }
   return outputs;
+}
+
+// Before the instrument is asked anything.
+void CheckFiles(const ScanOptions& options) {
+  const struct {
+    const char* argument;
+    const std::string& file;
+    const char* extension;
+  } files[] = {{"--plot", options.plot_file, ".svg"}, {"--report", options.report_file, ".html"}};
+  CheckMayReplace("--csv", options.csv_file, options.connection.force);
+  for (const auto& [argument, file, extension] : files) {
+    CheckKind(argument, file, extension);
+    CheckMayReplace(argument, file, options.connection.force);
+  }
+  if (!options.csv_file.empty() && options.csv_file != kStandardOutput) CheckWritable(options.csv_file);
+  for (const std::string& file : {options.plot_file, options.report_file}) {
+    if (!file.empty()) CheckReplaceable(file);
+  }
+}
+
+// A scan whose last readings failed, or that brought none, is not one that went well.
+void CheckLastReadings(Session& session, std::span<const Channel> channels) {
+  std::vector<ChannelId> ids;
+  for (const Channel& channel : channels) ids.push_back(channel.id);
+  ChannelArrays last;
+  session.Check(session.instrument().GetChansVals(ids, &last));
+  for (std::size_t k = 0; k < last.size(); ++k) {
+    if (last.times[k] == 0) throw OperationFailed(kNoReading, Shown(TextId::kNoReadingCame, {channels[k].name}));
+    session.Check(last.errors[k]);
+  }
+}
+
+// Without any, nothing would ever be reported.
+std::vector<Channel> ChannelsFor(Session& session, const ScanOptions& options) {
+  auto channels = SelectInputs(session.Channels(), options.channels);
+  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
+  return channels;
 }
 
 bool ShowsUnits(const ScanOptions& options) {
@@ -59,14 +104,10 @@ int Scan(ScanOptions options) {
   options.plan.settings.period_ms = std::max(options.plan.settings.period_ms, kShortestPeriodMs);
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   Session session(options.connection);
-  auto channels = SelectInputs(session.Channels(), options.channels);
-  // Nothing would ever be reported.
-  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
-  if (!options.csv_file.empty()) CheckWritable(options.csv_file);
-  for (const std::string& file : {options.plot_file, options.report_file}) {
-    if (!file.empty()) CheckReplaceable(file);
-  }
-  session.Connect();
+  if (!session.instrument().card().channels_in_instrument) ChannelsFor(session, options);
+  CheckFiles(options);
+  session.ConnectAndAsk();
+  auto channels = ChannelsFor(session, options);
   const auto& interrupted = CatchInterrupts();
   // One reading more, so that what is kept has its unit.
   if (session.instrument().card().units_with_readings && ShowsUnits(options) && !interrupted) {
@@ -75,6 +116,7 @@ int Scan(ScanOptions options) {
   }
   ScanOutputs outputs = OutputsFor(session, options, channels);
   RunScan(session, channels, options.plan, outputs);
+  CheckLastReadings(session, channels);
   return 0;
 }
 
@@ -100,24 +142,29 @@ void AddPlan(CLI::App& verb, ScanPlan& plan) {
   const auto count = verb.add_option("--count", plan.count, "End after so many reports")
                          ->type_name("N")
                          ->transform(WholeNumber(1, std::int64_t{1} << 53U));
-  verb.add_option("--duration", plan.duration_s, "End after so many seconds")
-      ->type_name("S")
-      ->transform(Number(0, kGreatest))
+  verb.add_option("--duration", plan.duration_s, "End after so long: seconds, or 90s, 10m, 2h")
+      ->type_name("T")
+      ->transform(Duration())
       ->excludes(count);
 }
 
 }  // namespace
 
 void AddScan(CLI::App& verb, ScanOptions& options) {
-  verb.add_option("CHANNEL", options.channels, "Ids or names; every input channel if none is given")->type_name("");
+  verb.add_option("CHANNEL", options.channels, "Ids or names; every input channel that is on if none is given")
+      ->type_name("");
   AddPlan(verb, options.plan);
+  AddCsvSeparator(verb, options.csv_separator);
+  AddNotes(verb, options.notes);
+  AddForce(verb, options.connection);
 }
 
 Action DefineScan(CLI::App& verb) {
   const auto options = std::make_shared<ScanOptions>();
   AddModel(verb, options->connection);
   AddScan(verb, *options);
-  verb.add_option("--csv", options->csv_file, "Keep every report as a line of values")->type_name("FILE");
+  verb.add_option("--csv", options->csv_file, "Keep every report as a line of values; - is standard output")
+      ->type_name("FILE|-");
   verb.add_option("--plot", options->plot_file, "Draw the curves at the end")->type_name("FILE.svg");
   verb.add_option("--report", options->report_file, "Write a page to print and to keep at the end")
       ->type_name("FILE.html");

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/ulix/connection.h"
+#include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/scan.h"
 
 namespace CLI {
@@ -18,6 +19,8 @@ struct ScanOptions {
   std::vector<std::string> channels;
   ScanPlan plan;
   std::string csv_file;
+  char csv_separator = ',';
+  MeasurementNotes notes;
   std::string plot_file;
   std::string report_file;
   bool json = false;

@@ -14,6 +14,7 @@
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
+#include "tools/ulix/wire_log.h"
 
 namespace ulix::cli {
 namespace {
@@ -24,6 +25,7 @@ struct SimulateOptions {
   std::optional<int> rfc2217_port;
   std::vector<std::string> properties;
   std::vector<std::string> faults;
+  std::string replay_file;
 };
 
 std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const SimulateOptions& options) {
@@ -38,7 +40,9 @@ std::unique_ptr<platform::ByteEndpoint> OpenEndpoint(const SimulateOptions& opti
 }
 
 int Simulate(const SimulateOptions& options) {
-  SimulatedInstrument instrument(options.connection.model);
+  SimulatedInstrument instrument =
+      options.replay_file.empty() ? SimulatedInstrument(options.connection.model)
+                                  : SimulatedInstrument(ReadWireLog("--replay", ReadWholeFile(options.replay_file)));
   for (const std::string& property : options.properties) instrument.Set(property);
   instrument.SetFaults(options.faults);
   if (options.tcp_port) instrument.OnNetwork();
@@ -73,6 +77,9 @@ Action DefineSimulate(CLI::App& verb) {
   verb.add_option("--fault", options->faults, "Order a fault; may be repeated")
       ->type_name("KIND[=ARG]")
       ->allow_extra_args(false);
+  verb.add_option("--replay", options->replay_file,
+                  "Answer as a file of --record or --trace says, and know nothing else")
+      ->type_name("FILE");
   verb.footer(
       "The first line is the device path or host:port to connect to. Ctrl-C ends; a request that the instrument\n"
       "would not know makes the exit status 1. An unknown KEY or KIND prints those that there are.");

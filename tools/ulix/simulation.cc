@@ -46,6 +46,9 @@ void SimulatedLine::Match(const Settings& settings) {
 
 SimulatedInstrument::SimulatedInstrument(const std::string& model) : instrument_(NewSimulator(model)) {}
 
+SimulatedInstrument::SimulatedInstrument(const std::vector<LoggedExchange>& log)
+    : instrument_(std::make_unique<ReplayedInstrument>(log)) {}
+
 void SimulatedInstrument::Set(const std::string& assignment) {
   const auto parsed = ParseAssignment("--set", assignment);
   instrument_.WithSimulator([&](Simulator& simulator) {

@@ -12,6 +12,7 @@
 #include "platform/port_binding.h"
 #include "simulators/faulty_instrument.h"
 #include "simulators/in_process_port.h"
+#include "simulators/replayed.h"
 
 namespace ulix::cli {
 
@@ -32,6 +33,8 @@ class SimulatedLine {
 class SimulatedInstrument {
  public:
   explicit SimulatedInstrument(const std::string& model);
+  // One that answers as a wire log says.
+  explicit SimulatedInstrument(const std::vector<LoggedExchange>& log);
 
   // "KEY=VALUE" of the simulated device; UsageError for what it does not have.
   void Set(const std::string& assignment);

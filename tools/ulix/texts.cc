@@ -1,5 +1,6 @@
 #include "tools/ulix/texts.h"
 
+#include "links/local_number.h"
 #include "platform/user_locale.h"
 #include "tools/ulix/output.h"
 
@@ -22,7 +23,10 @@ std::string Shown(TextId id, Language language, std::initializer_list<std::strin
 std::string Shown(TextId id, std::initializer_list<std::string> values) { return Shown(id, ShownLanguage(), values); }
 
 Language ShownLanguage() { return Chosen(); }
-void SetShownLanguage(Language language) { Chosen() = language; }
+void ShowIn(Language language) {
+  Chosen() = language;
+  SetLocalDecimalSeparator(DecimalSeparatorOf(language));
+}
 
 std::vector<std::string> Heads(std::initializer_list<TextId> texts, Language language) {
   std::vector<std::string> heads;

@@ -14,7 +14,8 @@ std::string Shown(TextId id, Language language, std::initializer_list<std::strin
 // In the language of the program: the user's own until another is asked for.
 std::string Shown(TextId id, std::initializer_list<std::string> values = {});
 Language ShownLanguage();
-void SetShownLanguage(Language language);
+// From here on texts, and numbers shown and typed, are in this language.
+void ShowIn(Language language);
 
 // The headings of a table.
 std::vector<std::string> Heads(std::initializer_list<TextId> texts, Language language);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 
 namespace CLI {
 class App;
@@ -11,6 +12,14 @@ class App;
 namespace ulix::cli {
 
 using Action = std::function<int()>;
+
+// One row a verb: help, man pages and completion come of it.
+struct Verb {
+  const char* name;
+  const char* summary;
+  Action (*define)(CLI::App& verb);
+};
+std::span<const Verb> Verbs();
 
 Action DefineModels(CLI::App& verb);
 Action DefinePorts(CLI::App& verb);
@@ -32,6 +41,10 @@ Action DefineProgram(CLI::App& verb);
 Action DefineError(CLI::App& verb);
 Action DefineConvert(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
+Action DefineQuery(CLI::App& verb);
+Action DefineConsole(CLI::App& verb);
+Action DefineDetect(CLI::App& verb);
+Action DefineHelp(CLI::App& verb);
 Action DefineDemo(CLI::App& verb);
 
 }  // namespace ulix::cli

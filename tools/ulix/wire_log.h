@@ -5,9 +5,11 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/date.h"
 #include "links/link_trace.h"
+#include "simulators/replayed.h"
 
 namespace ulix::cli {
 
@@ -44,5 +46,10 @@ LinkTrace TraceTo(WireLog::Line line);
 
 // "10:11:12.345 > *IDN?<LF>" for each line, on standard error.
 LinkTrace TraceToStandardError();
+// The same into a file, behind lines of '#' that say what it is of. OperationFailed when the file cannot be made.
+LinkTrace TraceToFile(const std::string& path, const std::string& model);
+
+// What such a file says, of its sent and received lines: UsageError naming the line that says nothing of the kind.
+std::vector<LoggedExchange> ReadWireLog(const std::string& argument, const std::string& text);
 
 }  // namespace ulix::cli

@@ -1,0 +1,222 @@
+"""What `ulix` says is the instrument's, is kept whole, and is told when it is not: one test a promise.
+
+Run as: python3 test_truth_contract.py PATH_TO_ULIX [unittest arguments]
+"""
+
+import json
+import os
+import pathlib
+import re
+import signal
+import time
+import unittest
+
+from contract import UNDER_WINE, ContractTest, main
+from instruments import HART, SerialInstrument, kelvo10
+from serial_instrument import SILENCE
+
+
+class InstrumentSettingsTest(ContractTest):
+    def test_unit_and_decimals_are_those_that_the_instrument_is_set_to(self):
+        unit = self.plug_in(kelvo10({"CFG_IN?": "TC,TYP_K,FAR,JR_ON", "CFG_OUT?": "V50", "MEAS?": "228.77"}))
+        self.assertRegex(self.succeed("read", "kelvo10", "--port", unit.device), r"^0 +IN +228\.8 +.F\n$")
+        row, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
+        self.assertEqual((row["value"], row["unit"]), (228.77, "\u00b0F"))
+
+    def test_an_instrument_that_does_not_say_has_no_unit(self):
+        unit = self.plug_in(kelvo10({"CFG_IN?": SILENCE}))
+        status, out, err = self.ulix("read", "kelvo10", "--port", unit.device, "--timeout", 200)
+        self.assertEqual((status, out.split()), (0, ["0", "IN", "12.345"]), err)
+        self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*0x80044403.*\n$")
+
+    def test_options_that_say_it_keep_the_instrument_from_being_asked(self):
+        for options in (["--set", "input-function=TC"], ["--no-config"]):
+            unit = self.plug_in(kelvo10())
+            self.succeed("read", "kelvo10", "--port", unit.device, *options)
+            self.assertEqual(unit.times("CFG_IN?"), [], options)
+
+    def test_a_reply_without_a_number_is_marked(self):
+        unit = self.plug_in(kelvo10({"MEAS?": "none"}))
+        self.assertEqual(self.succeed("read", "kelvo10", "--port", unit.device).split()[2], "0.000?")
+        scan = self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--count", 1, "--json")
+        self.assertEqual(json.loads(scan)["channels"][0]["doubt"], "no number in the reply")
+
+    def test_no_float_residue_is_shown(self):
+        self.assertNotIn("0004", self.succeed("read", "kelvo10", "--port", "sim"))
+
+
+class ConfigTest(ContractTest):
+    def test_nothing_is_sent_that_nobody_asked_for(self):
+        unit = self.plug_in(kelvo10())
+        status, _, err = self.ulix("config", "kelvo10", "send", "--port", unit.device)
+        self.assertEqual(status, 2)
+        self.assertIn("--set KEY=VALUE or --config FILE", err)
+        self.assertEqual(unit.commands, [])
+
+    def test_show_says_what_it_shows(self):
+        unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
+        self.succeed("config", "kelvo10", "show", "--set", "input-function=V5", "--save", kept)
+        for args, said in ((["--port", unit.device], "as the instrument says"), (["--config", kept], str(kept)), ([], "defaults")):
+            first = self.succeed("config", "kelvo10", "show", *args).splitlines()[0]
+            self.assertTrue(first.startswith("# Kelvo10") and said in first, first)
+
+    def test_show_fails_when_the_instrument_that_is_named_does_not_answer(self):
+        unit = self.plug_in(kelvo10({"*IDN?": SILENCE}))
+        status, out, err = self.ulix("config", "kelvo10", "show", "--port", unit.device, "--timeout", 150)
+        self.assertEqual((status, out), (1, ""), err)
+
+    def test_a_file_of_one_model_is_refused_by_another(self):
+        kept = self.folder / "kept.cfg"
+        self.succeed("config", "kelvo10", "show", "--save", kept)
+        status, out, err = self.ulix("config", "cmx310", "show", "--config", kept)
+        self.assertEqual((status, out), (1, ""))
+        self.assertIn("is a configuration of kelvo10, not of cmx310", err)
+
+    @unittest.skipIf(UNDER_WINE, "ports have no paths there")
+    def test_a_file_finds_its_device_again(self):
+        unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
+        self.succeed("config", "kelvo10", "read", "--port", unit.device, "--save", kept)
+        self.assertEqual(self.succeed("identify", "kelvo10", "--config", kept), "KELVO10 SN 1234 V1.0\n")
+
+    def test_files_are_replaced_on_demand_only(self):
+        kept = self.folder / "kept.cfg"
+        kept.write_text("precious")
+        status, _, err = self.ulix("config", "kelvo10", "show", "--save", kept)
+        self.assertEqual((status, kept.read_text()), (2, "precious"))
+        self.assertIn("--force", err)
+        self.succeed("config", "kelvo10", "show", "--save", kept, "--force")
+        self.succeed("config", "kelvo10", "show", "--config", kept, "--save", kept)
+
+
+class ScanTest(ContractTest):
+    def scan(self, unit, *args):
+        return self.ulix("scan", "kelvo10", "--port", unit.device, "--period", 100, "--timeout", 120, *args)
+
+    def test_a_last_reading_that_failed_is_a_failure(self):
+        unit = self.plug_in(kelvo10({"MEAS?": ["1.5", SILENCE]}))
+        status, out, err = self.scan(unit, "--count", 3, "--json")
+        self.assertEqual(status, 1)
+        self.assertRegex(err, r"^ulix: 0x80044403 .*\n$")
+        self.assertTrue(out)
+
+    @unittest.skipIf(UNDER_WINE, "it has no such signals")
+    def test_every_end_is_a_good_one(self):
+        for end in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
+            unit, rows = self.plug_in(kelvo10()), self.folder / f"{end}.csv"
+            process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100", "--csv", str(rows))
+            self.read_line(process)
+            process.send_signal(end)
+            process.communicate(timeout=20)
+            self.assertEqual(process.returncode, 0, end)
+            unit.wire()
+            self.assertEqual(unit.commands[-1][1], "LOC", end)
+            self.assertTrue(rows.read_text().endswith("\n"))
+
+    def test_the_csv_says_what_it_is_of(self):
+        unit = self.plug_in(kelvo10({"*IDN?": "ULIX,KELVO10,77,V1"}))
+        status, out, err = self.scan(unit, "--count", 2, "--csv", "-", "--csv-separator", "semicolon", "--operator", "A. B.")
+        self.assertEqual((status, err), (0, ""))
+        notes = dict(re.findall(r"^# ([^:]+): (.*)$", out, re.M))
+        self.assertEqual([notes[key] for key in ("model", "serial-number", "unit IN", "setting input-function", "utc-offset", "operator")],
+                         ["kelvo10", "77", "V", "V50", "+07:00", "A. B."])
+        head, *rows = [line for line in out.splitlines() if not line.startswith("#")]
+        self.assertEqual(head, "time;IN (V);IN error")
+        self.assertEqual([row.split(";")[1:] for row in rows], [["12.345", ""]] * 2)
+
+    def test_a_duration_has_a_unit(self):
+        begun = time.monotonic()
+        self.assertEqual(self.scan(self.plug_in(kelvo10()), "--duration", "0.02m")[0], 0)
+        self.assertGreater(time.monotonic() - begun, 1.2)
+        self.assertEqual(self.scan(self.plug_in(kelvo10()), "--duration", "soon")[0], 2)
+
+    def test_a_plot_is_what_it_can_be(self):
+        status, _, err = self.scan(self.plug_in(kelvo10()), "--count", 1, "--plot", self.folder / "x.png")
+        self.assertEqual(status, 2)
+        self.assertIn(".svg", err)
+
+
+class WordsTest(ContractTest):
+    def test_a_slip_is_answered_by_what_was_meant(self):
+        for args, meant in ((["raed", "kelvo10"], "read"), (["read", "kelvo1O"], "kelvo10"),
+                            (["read", "kelvo10", "INN", "--port", "sim"], "IN"), (["read", "kelvo10", "--prot", "5"], "--port"),
+                            (["config", "kelvo10", "show", "--set", "input-funktion=TC"], "input-function")):
+            status, _, err = self.ulix(*args)
+            self.assertEqual(status, 2, err)
+            self.assertIn(f"did you mean '{meant}'?", err)
+
+    def test_a_port_that_is_not_named_is_wrong_usage(self):
+        for verb in "read", "identify", "run":
+            status, _, err = self.ulix(verb, "kelvo10")
+            self.assertEqual(status, 2)
+            self.assertIn("--port: is missing", err)
+
+    def test_help_and_version(self):
+        self.assertIn("--period", self.succeed("help", "scan"))
+        self.assertEqual(self.succeed("-V"), self.succeed("--version"))
+        self.assertEqual(self.ulix("help", "elephant")[0], 2)
+
+    def test_an_instrument_without_identification_says_so(self):
+        unit = self.plug_in(SerialInstrument(HART))
+        status, _, err = self.ulix("identify", "hart", "--port", unit.device)
+        self.assertEqual(status, 1)
+        self.assertIn("hart has no identification", err)
+
+    def test_a_comma_is_taken_where_french_is_spoken(self):
+        unit = self.plug_in(kelvo10())
+        self.succeed("set", "kelvo10", "OUT", "1,5", "--port", unit.device, "--lang", "fr")
+        self.assertIn(b"OUT 1.500000", unit.wire())
+        self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--dead-band-abs", "0,5", "--count", 1, "--lang", "fr")
+
+    def test_limits_are_kept(self):
+        unit = self.plug_in(kelvo10())
+        self.assertEqual(self.ulix("set", "kelvo10", "OUT", "9", "--max", "5", "--port", unit.device)[0], 2)
+        self.assertFalse(unit.times("OUT 9.000000"))
+
+
+class RawTest(ContractTest):
+    def test_a_query_as_it_is_typed(self):
+        unit = self.plug_in(kelvo10())
+        self.assertEqual(self.succeed("query", "kelvo10", "CFG_IN?", "--port", unit.device), "V50\n")
+        self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", "--port", unit.device)
+        self.assertEqual(len(unit.times("MEAS RUN")), 1)
+
+    def test_who_answers_is_found(self):
+        unit = self.plug_in(kelvo10())
+        self.assertEqual(self.succeed("detect", "--port", unit.device), "kelvo10  KELVO10 SN 1234 V1.0\n")
+        status, _, err = self.ulix("detect", "--port", "/dev/null")
+        self.assertEqual(status, 1)
+        self.assertIn("not a serial device", err)
+
+
+class CauseTest(ContractTest):
+    @unittest.skipIf(UNDER_WINE, "its devices have other names")
+    def test_why_a_port_cannot_be_opened(self):
+        unit = self.plug_in(kelvo10())
+        holder = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100")
+        self.read_line(holder)
+        for port, why in (("/dev/none", "no such device"), ("/dev/null", "not a serial device"),
+                          (unit.device, f"in use by process {holder.pid}")):
+            status, _, err = self.ulix("identify", "kelvo10", "--port", port)
+            self.assertEqual((status, err), (1, f"ulix: 0x80044400 Unable to open communication: {port}: {why}\n"))
+
+
+class ReplayTest(ContractTest):
+    def test_what_was_recorded_is_played_again(self):
+        log = self.folder / "wire.log"
+        first = self.succeed("read", "kelvo10", "--port", "sim", "--record", log)
+        line = self.start("simulate", "kelvo10", "--replay", str(log))
+        self.assertEqual(self.succeed("read", "kelvo10", "--port", self.read_line(line)), first)
+        self.assertEqual(self.interrupt(line)[0], 0)
+
+    def test_another_query_is_complained_about(self):
+        log = self.folder / "wire.log"
+        self.succeed("identify", "kelvo10", "--port", "sim", "--record", log)
+        line = self.start("simulate", "kelvo10", "--replay", str(log))
+        self.assertEqual(self.ulix("read", "kelvo10", "--port", self.read_line(line), "--timeout", 150)[0], 1)
+        status, _, err = self.interrupt(line)
+        self.assertEqual(status, 1)
+        self.assertIn("MEAS?", err)
+
+
+if __name__ == "__main__":
+    main()

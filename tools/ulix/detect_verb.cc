@@ -1,0 +1,81 @@
+// detect: which model answers on a line.
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <iostream>
+#include <memory>
+
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/measurement_notes.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr std::uint32_t kTimeoutMs = 500;
+
+struct DetectOptions {
+  ConnectionOptions connection;
+  bool json = false;
+};
+
+struct Answer {
+  const ModelCard* card = nullptr;
+  std::string identification;
+};
+
+// Whether an instrument that was connected to as this model says what it is.
+std::optional<Answer> AnswerAs(const ConnectionOptions& options, const ModelCard& card) {
+  ConnectionOptions connection = options;
+  connection.model = card.model_id;
+  Session session(connection);
+  const HRESULT connected = session.TryConnect();
+  std::int32_t is_connected = 0;
+  session.instrument().IsConnected(&is_connected);
+  std::string identification;
+  if (Failed(connected) || !is_connected) return std::nullopt;
+  if (Failed(session.instrument().Identify(&identification)) || identification.empty()) return std::nullopt;
+  return Answer{&card, Shown(identification)};
+}
+
+std::optional<Answer> Detect(const ConnectionOptions& options) {
+  const std::atomic<bool>& interrupted = CatchInterrupts();
+  for (const CatalogueEntry& entry : Catalogue()) {
+    if (entry.card->link == LinkKind::kUsb || interrupted) continue;
+    if (OnTerminal()) std::cout << "\r" << PaddedTo(Shown(TextId::kTrying, {entry.card->model_id}), 40) << std::flush;
+    auto answer = AnswerAs(options, *entry.card);
+    if (OnTerminal()) std::cout << "\r" << std::string(40, ' ') << "\r" << std::flush;
+    if (answer) return answer;
+  }
+  return std::nullopt;
+}
+
+int Run(const DetectOptions& options) {
+  const auto answer = Detect(options.connection);
+  if (!answer) throw OperationFailed(E_FAIL, Shown(TextId::kNobodyAnswers, {options.connection.port}));
+  const Json json = {{"model", answer->card->model_id},
+                     {"identification", answer->identification},
+                     {"serial", SerialNumberIn(answer->identification)}};
+  options.json ? PrintJson(json) : PrintLine(std::string(answer->card->model_id) + "  " + answer->identification);
+  return 0;
+}
+
+}  // namespace
+
+Action DefineDetect(CLI::App& verb) {
+  const auto options = std::make_shared<DetectOptions>();
+  verb.add_flag("--json", options->json, "One JSON object");
+  options->connection.timeout_ms = kTimeoutMs;
+  AddConnection(verb, options->connection);
+  verb.get_option("--port")->required();
+  verb.footer(
+      "Each model's identification is asked for in turn, at the model's own speed unless --baud is given, and nothing\n"
+      "else but what its connection needs. Models without an identification are not found.");
+  return [=] { return Run(*options); };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,94 @@
+#include "tools/ulix/measurement_notes.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+#include "base/text.h"
+#include "core/version.h"
+#include "platform/clock.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+
+namespace ulix::cli {
+namespace {
+
+// A line of its own, whatever the text holds.
+std::string NoteLine(const std::string& key, std::string text) {
+  if (text.empty()) return {};
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  return "# " + key + ": " + text + "\n";
+}
+
+std::string SettingLines(Session& session) {
+  const bool known = session.settings_source() != SettingsSource::kDefaults;
+  const Settings& settings = session.instrument().settings();
+  std::string lines;
+  for (const SettingRow& row : known ? settings.rows() : std::span<const SettingRow>()) {
+    lines += NoteLine(std::string("setting ") + row.key, Shown(settings.TextOf(row)));
+  }
+  return lines;
+}
+
+}  // namespace
+
+void AddNotes(CLI::App& verb, MeasurementNotes& notes) {
+  const struct {
+    const char* option;
+    std::string& text;
+    const char* help;
+  } rows[] = {{"--title", notes.title, "Title of reports and plots"},
+              {"--operator", notes.operator_name, "Who makes the measurement"},
+              {"--note", notes.note, "A remark, kept with the readings"}};
+  for (const auto& [option, text, help] : rows) verb.add_option(option, text, help)->type_name("TEXT")->group("Notes");
+}
+
+std::string SerialNumberIn(std::string_view identification) {
+  constexpr std::size_t kFields = 4, kSerialField = 2;
+  std::vector<std::string_view> fields;
+  for (std::size_t at = 0; at <= identification.size();) {
+    const std::size_t end = std::min(identification.find(',', at), identification.size());
+    fields.push_back(Trimmed(identification.substr(at, end - at)));
+    at = end + 1;
+  }
+  if (fields.size() >= kFields && fields[kSerialField] != "0") return std::string(fields[kSerialField]);
+  const auto words = SplitWords(identification, " ,;:");
+  const auto mark = std::find(words.begin(), words.end(), "SN");
+  return mark == words.end() || mark + 1 == words.end() ? std::string() : std::string(*(mark + 1));
+}
+
+std::string UtcOffset() {
+  constexpr double kUnixEpoch = 25569;  // 1970-01-01 in days since 1899-12-30
+  constexpr double kMinutesPerDay = 24 * 60;
+  const std::chrono::duration<double, std::ratio<86400>> utc = std::chrono::system_clock::now().time_since_epoch();
+  const auto minutes =
+      static_cast<int>(std::lround((SystemClock().LocalTime() - kUnixEpoch - utc.count()) * kMinutesPerDay));
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%c%02d:%02d", minutes < 0 ? '-' : '+', std::abs(minutes) / 60 % 100,
+                std::abs(minutes) % 60);
+  return text.data();
+}
+
+std::string NotesForCsv(Session& session, std::span<const Channel> channels, const MeasurementNotes& notes) {
+  const ModelCard& card = session.instrument().card();
+  std::string identification;
+  // Who stopped the scan before it began waits for no more.
+  const HRESULT identified = CatchInterrupts() ? E_NOTIMPL : session.instrument().Identify(&identification);
+  if (identified != E_NOTIMPL) session.Check(identified);
+  identification = Shown(identification);
+  std::string lines =
+      NoteLine("ulix", VersionText()) + NoteLine("model", card.model_id) +
+      NoteLine("instrument", Shown(card.display_name.In(Language::kEnglish))) +
+      NoteLine("identification", identification) + NoteLine("serial-number", SerialNumberIn(identification)) +
+      NoteLine("started", IsoTime(SystemClock().LocalTime())) + NoteLine("utc-offset", UtcOffset()) +
+      NoteLine("title", notes.title) + NoteLine("operator", notes.operator_name) + NoteLine("note", notes.note);
+  for (const Channel& channel : channels) lines += NoteLine("unit " + channel.name, channel.unit);
+  return lines + SettingLines(session);
+}
+
+}  // namespace ulix::cli
