@@ -11,7 +11,6 @@
 #include "calibration/json_document.h"
 #include "drivers/catalogue.h"
 #include "platform/files.h"
-#include "platform/port_list.h"
 
 namespace ulix::calibration {
 namespace {
@@ -55,23 +54,17 @@ Outcome<void> ApplySettings(Instrument& instrument, const PlannedInstrument& pla
   return {};
 }
 
-// A number, COMn, or a device.
-std::optional<int> PortNumberOf(const std::string& port) {
-  const bool com = port.size() > 3 && EqualIgnoringCase(port.substr(0, 3), "COM");
-  if (const auto number = WholeNumber<int>(com ? std::string_view(port).substr(3) : port)) return number;
-  const int number = platform::PortOfDevice(port);
-  return number > 0 ? std::optional(number) : std::nullopt;
-}
-
 Outcome<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned) {
   const bool own_port = !planned.port.empty() && !planned.simulated();
   if (!own_port && !planned.baud_rate) return {};
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return Because(planned.model + " is not on a serial line");
   if (own_port) {
-    const auto number = PortNumberOf(planned.port);
-    if (!number) return Because("there is no port " + planned.port);
-    params.port = *number;
+    // A number or COMn; anything else says itself where the port is.
+    const bool com = planned.port.size() > 3 && EqualIgnoringCase(planned.port.substr(0, 3), "COM");
+    const auto number = WholeNumber<int>(com ? std::string_view(planned.port).substr(3) : planned.port);
+    if (number) params.port = *number;
+    params.location = number ? std::string() : planned.port;
   }
   params.baudRate = planned.baud_rate.value_or(params.baudRate);
   if (Failed(instrument.SetSerialParams(params))) return Because("the line's settings are not taken");

@@ -37,6 +37,7 @@ struct PlannedInstrument {
   std::uint32_t timeout_ms = 0;  // 0: the driver's own
   std::string serial_number;     // must stand in the identification; empty: whatever answers is taken
   std::string manufacturer;      // for reports and certificates only
+  bool run = false;              // whether it is started before the first reading, and stopped at the end
   int line = 0;                  // of the plan's file
 
   bool simulated() const { return port == "sim"; }

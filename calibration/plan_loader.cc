@@ -75,6 +75,7 @@ void ReadInstrument(JsonReader& from, PlannedInstrument& instrument) {
   from.Text("config", instrument.config_file);
   from.Text("serial-number", instrument.serial_number);
   from.Text("manufacturer", instrument.manufacturer);
+  from.Flag("run", instrument.run);
   int number = 0;
   if (from.Whole("tcp-port", number, 1, 65535)) instrument.tcp_port = number;
   if (from.Whole("baud", number, 50, 4000000)) instrument.baud_rate = static_cast<std::uint32_t>(number);

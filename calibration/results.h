@@ -21,6 +21,7 @@ struct SampledValue {
 // The readings of one channel at one point.
 struct ReadingSeries {
   std::vector<SampledValue> readings;
+  std::vector<SampledValue> approach;  // looks at it before, thinned; only where they were asked for
   double mean = 0;
   double deviation = 0;      // experimental standard deviation of one reading; 0 for fewer than two
   double spread = 0;         // of the readings, max - min

@@ -1,0 +1,107 @@
+#include "calibration/recorder.h"
+
+#include <utility>
+
+namespace ulix::calibration {
+namespace {
+
+constexpr double kSyncSeconds = 10;  // of the run's time
+constexpr char kResume[] = "resume";
+
+// What an entry says of the world: all but its place in the journal.
+bool Agree(const Json& written, const Json& done) {
+  for (const auto& [key, value] : done.items()) {
+    const auto found = written.find(key);
+    if (found == written.end() || *found != value) return false;
+  }
+  return true;
+}
+
+std::string Place(const Json& entry) { return "line " + std::to_string(entry.at("n").get<std::uint64_t>() + 1); }
+
+}  // namespace
+
+Recorder::Recorder(JournalWriter writer, std::optional<JournalReader> reader, bool again)
+    : writer_(std::move(writer)), reader_(std::move(reader)), again_(again), goes_on_(reader_.has_value()) {
+  Advance();
+}
+
+void Recorder::Advance() {
+  next_.reset();
+  Json entry;
+  if (reader_ && reader_->Next(entry)) next_ = std::move(entry);
+}
+
+void Recorder::Note(const Json& entry) {
+  if (entry.contains("t")) last_seconds_ = entry.at("t").get<double>();
+  if (entry.contains("at")) last_time_ = entry.at("at").get<std::string>();
+}
+
+void Recorder::Write(const Entries& entries, bool sync) {
+  if (!writer_.Append(entries)) throw JournalFailed("the journal cannot be written: the disk is full, or gone");
+  for (const Json& entry : entries) Note(entry);
+  // A simulated run outlives its program; that it outlives the machine would cost it most of its time.
+  if (again_ || (!sync && last_seconds_ - last_sync_ < kSyncSeconds)) return;
+  last_sync_ = last_seconds_;
+  if (!writer_.Sync()) throw JournalFailed("the journal cannot be kept on the disk");
+}
+
+// What was done again must be what is written.
+Recorder::Entries Recorder::Take(const std::string& kind, std::size_t count, const Entries& done) {
+  Entries taken;
+  while (taken.size() < count && next_) {
+    if (next_kind() != kind) throw JournalFailed(Place(*next_) + " of the journal is no step of this plan");
+    if (again_ && !Agree(*next_, done[taken.size()])) {
+      throw JournalFailed(Place(*next_) + " of the journal is not what the simulated bench does");
+    }
+    Note(*next_);
+    taken.push_back(std::move(*next_));
+    Advance();
+  }
+  return taken;
+}
+
+// The end of what is written is where the program died. What is simulated died with it and is where it was; a real
+// bench has gone on.
+void Recorder::GoOn() {
+  if (!std::exchange(goes_on_, false)) return;
+  if (caught_up) caught_up();
+  if (again_) return;
+  Write({stamped(kResume, {{"why", "the program was started again"}})}, true);
+  throw RunRestarted();
+}
+
+Recorder::Entries Recorder::Do(const std::string& kind, std::size_t count, const std::function<Entries()>& act,
+                               bool sync) {
+  if (next_kind() == kResume) {
+    Note(*next_);
+    Advance();
+    throw RunRestarted();
+  }
+  if (!catching_up()) {
+    GoOn();
+    Entries done = act();
+    Write(done, sync);
+    return done;
+  }
+  Entries done = again_ ? act() : Entries();
+  Entries taken = Take(kind, count, done);
+  if (taken.size() == count) return taken;
+  GoOn();  // the last step was written in part
+  Write({done.begin() + static_cast<std::ptrdiff_t>(taken.size()), done.end()}, sync);
+  return done;
+}
+
+bool Recorder::Resumed() {
+  if (next_kind() == kResume) {
+    Note(*next_);
+    Advance();
+    return true;
+  }
+  if (catching_up() || !std::exchange(goes_on_, false)) return false;
+  if (caught_up) caught_up();
+  Write({stamped(kResume, {{"why", "the run is gone on with"}})}, true);
+  return true;
+}
+
+}  // namespace ulix::calibration

@@ -1,0 +1,82 @@
+#include "calibration/run.h"
+
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "base/sha256.h"
+#include "calibration/run_journal.h"
+#include "calibration/runner.h"
+#include "core/version.h"
+
+namespace ulix::calibration {
+namespace {
+
+std::string WhyNoJournal(platform::AppendFailure failure, const std::string& path) {
+  switch (failure) {
+    case platform::AppendFailure::kExists:
+      return path + " is there already: the folder holds a run; go on with it, or take another folder";
+    case platform::AppendFailure::kMissing:
+      return "there is no run to go on with: " + path + " is missing";
+    case platform::AppendFailure::kInUse:
+      return path + " is being written by another run";
+    case platform::AppendFailure::kOther:
+      break;
+  }
+  return path + " cannot be written";
+}
+
+RunEnd CannotStart(const std::string& reason) { return {RunEnd::kCannotStart, reason, true}; }
+
+Json HeaderOf(const Plan& plan, const RunServices& services) {
+  const std::string when = IsoTime(services.clock->LocalTime());
+  return {{"format", kJournalFormat},
+          {"id", Sha256Hex(plan.text + when).substr(0, 16)},
+          {"version", VersionText()},
+          {"simulated", services.simulated},
+          {"plan-sha256", Sha256Hex(plan.text)},
+          {"folder", plan.folder},
+          {"plan", plan.text}};
+}
+
+RunEnd NewRun(const Plan& plan, const std::string& path, const RunServices& services) {
+  auto writer = JournalWriter::Create(path);
+  if (!writer) return CannotStart(WhyNoJournal(writer.error(), path));
+  const Json header = HeaderOf(plan, services);
+  return Runner(plan, services, Recorder(std::move(*writer), std::nullopt, services.simulated), header).Run();
+}
+
+RunEnd ResumedRun(const Plan& plan, const std::string& path, const RunServices& services) {
+  auto writer = JournalWriter::Continue(path);
+  if (!writer) return CannotStart(WhyNoJournal(writer.error(), path));
+  const auto header = HeaderOfJournal(path);
+  if (!header) return CannotStart(header.error());
+  if (header->at("plan-sha256") != Sha256Hex(plan.text)) {
+    return CannotStart("the plan was changed since the run began; begin a new run");
+  }
+  auto reader = JournalReader::Open(path);
+  if (!reader) {
+    return CannotStart("line " + std::to_string(reader.error().line) + " of " + path + " " + reader.error().reason);
+  }
+  if (!writer->GoOnAfter(*reader)) return CannotStart(path + " cannot be written");
+  if (services.simulated && services.hurry) services.hurry(true);
+  Json again = *header;
+  for (const char* key : {"n", "k", "t", "at", "prev"}) again.erase(key);
+  return Runner(plan, services, Recorder(std::move(*writer), std::move(*reader), services.simulated), again).Run();
+}
+
+}  // namespace
+
+RunEnd RunCalibration(const Plan& plan, const std::string& folder, RunMode mode, const RunServices& services) {
+  try {
+    std::error_code failed;
+    std::filesystem::create_directories(platform::PathOf(folder), failed);
+    const std::string path = JournalPath(folder);
+    return mode == RunMode::kNew ? NewRun(plan, path, services) : ResumedRun(plan, path, services);
+  } catch (const std::exception& failure) {
+    return CannotStart(failure.what());
+  }
+}
+
+}  // namespace ulix::calibration

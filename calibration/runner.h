@@ -1,0 +1,141 @@
+// One run of a plan while it runs. Internal to the engine: run.h is what others use.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "calibration/recorder.h"
+#include "calibration/results.h"
+#include "calibration/run.h"
+#include "calibration/station.h"
+
+namespace ulix::calibration {
+
+// A channel that the run reads. The first is the reference, then the units, then what helps them.
+struct Slot {
+  std::string role;
+  ChannelRef ref;
+  SensorSpec sensor;
+  std::optional<Scale> scale;
+  double resolution = 0;                // in the plan's unit, by the plan; 0: by the channel
+  std::optional<std::size_t> junction;  // slot of the cold junction's temperature
+  bool in_plan_unit = true;             // reference and units
+
+  Station* station = nullptr;
+  ChannelId channel = 0;
+  std::string unit;             // of the channel, once known
+  std::optional<double> value;  // last one
+  std::string error;
+  std::optional<double> failing_since;
+  StabilityDetector detector{StabilityLimits{}};
+};
+
+class Runner {
+ public:
+  using Entries = Recorder::Entries;
+
+  Runner(const Plan& plan, const RunServices& services, Recorder recorder, const Json& header)
+      : plan_(plan), services_(services), recorder_(std::move(recorder)), header_(header) {
+    began_ = services_.clock->Now();
+    recorder_.stamped = [this](const std::string& kind, Json fields) { return Stamped(kind, std::move(fields)); };
+    recorder_.caught_up = [this] { CaughtUp(); };
+    MakeSlots();
+  }
+  ~Runner() { CloseAll(); }
+  Runner(const Runner&) = delete;
+  Runner& operator=(const Runner&) = delete;
+
+  RunEnd Run();
+
+ private:
+  static constexpr std::size_t kReference = 0;  // among slots
+  enum class Purpose { kLook, kPoint };
+
+  // Time and journal.
+  double Now() const;
+  Json Stamped(const std::string& kind, Json fields) const;
+  void CaughtUp();
+  Entries Note(const std::string& kind, Json fields, bool sync = true);
+  void WaitUntil(double seconds);
+  void PassTo(double seconds);
+  void CheckStop();
+  [[noreturn]] void StopNow(const std::string& why);
+
+  // Instruments.
+  void MakeSlots();
+  std::size_t AddSlot(Slot slot);
+  void AddJunction(Slot& slot);
+  void ConnectAll();
+  void ConnectOne(const PlannedInstrument& planned);
+  void FindChannels();
+  void CloseAll();
+  Station& StationOf(const ChannelRef& ref) { return *stations_.at(ref.instrument); }
+  void SetSource(double value);
+  bool LeaveSafe();
+  bool SendSafeValue(std::string& what);
+
+  // Readings.
+  std::vector<Json> ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose);
+  Json ReadSlot(std::size_t slot, Purpose purpose);
+  void Look();
+  void ReadRound();
+  void Read(const std::vector<std::size_t>& order, Purpose purpose);
+  void Take(const Json& entry, Purpose purpose);
+  std::optional<double> Converted(const Slot& slot, double raw, const std::string& unit, std::string& why) const;
+  void CheckUnit(const Slot& slot, const std::string& unit);
+  void CheckLost(Slot& slot, const Json& entry);
+  void CheckIdentity(Slot& slot);
+
+  // The course.
+  void TakePhases();
+  void TakePhase();
+  void Preload();
+  void GoTo(double value, double dwell, const PlannedPoint& point);
+  void TakePoint();
+  void Approach();
+  bool ReadPoint();
+  void PrepareDetectors(const PlannedPoint& point);
+  StabilityState WorstState();
+  void NoteState(StabilityState state);
+  void CheckLimits();
+  void ReadAmbient();
+  bool AwaitAdjustment();
+  const PlannedPoint& point() const { return plan_.points[status_.point]; }
+  void Tell(Activity activity);
+  void Tell() { Tell(status_.activity); }
+  void Message(const std::string& text) {
+    if (services_.observer) services_.observer->OnMessage(text);
+  }
+  void Summarize();
+
+  const Plan& plan_;
+  const RunServices& services_;
+  Recorder recorder_;
+  const Json& header_;
+  MonotonicTime began_;
+  double offset_ = 0;  // run's seconds when `began_` was
+  double next_look_ = 0;
+
+  std::vector<Slot> slots_;
+  std::map<std::string, std::unique_ptr<Station>> stations_;
+  std::map<std::string, std::string> identities_;
+  ChannelId source_channel_ = 0;
+  bool connected_ = false;
+  bool source_was_set_ = false;
+  std::vector<std::string> doubtful_stations_;  // that failed and have not been identified since
+
+  std::size_t phase_ = 0;  // index in the plan
+  bool phase_began_ = false;
+  bool adjusted_ = false;
+  bool adjustment_was_asked_ = false;
+  double point_began_ = 0;
+  StabilityState state_ = StabilityState::kWaiting;
+  std::vector<std::vector<SampledValue>> taken_;  // of the point that is read, by slot
+  std::vector<double> schedule_;                  // seconds of each point
+  RunStatus status_;
+};
+
+}  // namespace ulix::calibration

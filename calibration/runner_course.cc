@@ -1,0 +1,273 @@
+// The course of a run: phases, points, stability, readings.
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "calibration/json_reader.h"
+#include "calibration/runner.h"
+#include "calibration/schedule.h"
+
+namespace ulix::calibration {
+
+void Runner::PrepareDetectors(const PlannedPoint& to) {
+  const StabilityRule& rule = to.stability;
+  for (std::size_t k = 0; k <= plan_.units.size(); ++k) {
+    StabilityLimits limits{.window = rule.window,
+                           .spread = rule.spread,
+                           .drift = rule.drift,
+                           .min_samples = rule.min_samples,
+                           .resolution = slots_[k].resolution};
+    if (k == kReference) {
+      limits.target = to.value;
+      limits.near = plan_.source.near;
+    } else {
+      if (rule.unit_spread > 0) limits.spread = rule.unit_spread;
+      if (rule.unit_drift > 0) limits.drift = rule.unit_drift;
+    }
+    slots_[k].detector = StabilityDetector(limits);
+  }
+  state_ = StabilityState::kWaiting;
+}
+
+// Reference and units: the one that is furthest from being stable.
+StabilityState Runner::WorstState() {
+  constexpr int kRank[] = {0, 1, 3, 4, 2};  // waiting, near, settling, stable, lost
+  StabilityState worst = StabilityState::kStable;
+  for (std::size_t k = 0; k <= plan_.units.size(); ++k) {
+    const StabilityState state = slots_[k].detector.report().state;
+    if (kRank[static_cast<std::size_t>(state)] < kRank[static_cast<std::size_t>(worst)]) worst = state;
+  }
+  return worst;
+}
+
+Json WindowOf(const std::vector<Slot>& slots, std::size_t count) {
+  Json windows = Json::array();
+  for (std::size_t k = 0; k < count; ++k) {
+    const StabilityReport& report = slots[k].detector.report();
+    windows.push_back({report.spread, report.drift, report.spread_limit, report.drift_limit});
+  }
+  return windows;
+}
+
+void Runner::NoteState(StabilityState state) {
+  if (state == state_) return;
+  state_ = state;
+  Note("state", {{"p", status_.point}, {"is", NameOf(state)}, {"w", WindowOf(slots_, plan_.units.size() + 1)}}, false);
+}
+
+void Runner::CheckLimits() {
+  const double now = recorder_.last_seconds();
+  if (now > plan_.limits.run)
+    StopNow("the run has taken longer than its limit of " + NumberText(plan_.limits.run) + " s");
+  if (now - point_began_ <= plan_.limits.point) return;
+  const Slot* slow = nullptr;
+  for (std::size_t k = 0; k <= plan_.units.size() && !slow; ++k) {
+    if (slots_[k].detector.report().state != StabilityState::kStable) slow = &slots_[k];
+  }
+  StopNow(NumberText(point().value) + " " + plan_.unit + " was not done in " + NumberText(plan_.limits.point) + " s" +
+          (slow ? ": " + slow->role + " is " + NameOf(slow->detector.report().state) : ""));
+}
+
+// Until reference and units are stable, and have been so for the point's dwell.
+void Runner::Approach() {
+  std::optional<double> stable_since;
+  for (;;) {
+    WaitUntil(next_look_);
+    next_look_ = std::max(next_look_ + plan_.sampling, recorder_.last_seconds());
+    Look();
+    const StabilityState state = WorstState();
+    NoteState(state);
+    const double now = recorder_.last_seconds();
+    if (state != StabilityState::kStable) stable_since.reset();
+    if (state == StabilityState::kStable && !stable_since) stable_since = now;
+    if (stable_since && now - *stable_since >= point().dwell) return;
+    Tell(stable_since ? Activity::kDwelling : Activity::kApproaching);
+    CheckLimits();
+  }
+}
+
+// Whether all stayed stable while it was read.
+bool Runner::ReadPoint() {
+  const ReadingRule& rule = point().readings;
+  const bool twice = rule.order == ReadingOrder::kReferenceFirstAndLast;
+  const std::size_t rounds = static_cast<std::size_t>(twice ? (rule.count + 1) / 2 : rule.count);
+  Note("reading",
+       {{"p", status_.point}, {"attempt", status_.attempt}, {"w", WindowOf(slots_, plan_.units.size() + 1)}});
+  taken_.assign(slots_.size(), {});
+  status_.readings_wanted = rounds;
+  double next = recorder_.last_seconds();
+  for (std::size_t round = 0; round < rounds; ++round) {
+    status_.readings_done = round;
+    WaitUntil(next);
+    next += twice ? 2 * rule.period : rule.period;
+    ReadRound();
+    Tell(Activity::kReading);
+    const StabilityState state = WorstState();
+    NoteState(state);
+    if (state != StabilityState::kStable) return false;
+    CheckLimits();
+  }
+  next_look_ = next;
+  return true;
+}
+
+void Runner::TakePoint() {
+  status_.attempt = 1;
+  status_.nominal = point().value;
+  point_began_ = recorder_.last_seconds();
+  Note("point", {{"p", status_.point},
+                 {"value", point().value},
+                 {"dir", point().direction == Direction::kRising ? "rising" : "falling"},
+                 {"cycle", point().cycle}});
+  SetSource(point().value);
+  PrepareDetectors(point());
+  next_look_ = recorder_.last_seconds() + plan_.sampling;
+  for (;;) {
+    status_.readings_done = status_.readings_wanted = 0;
+    Approach();
+    if (ReadPoint()) break;
+    if (status_.attempt > plan_.limits.repeats) {
+      StopNow(NumberText(point().value) + " " + plan_.unit + " lost its stability while it was read, " +
+              std::to_string(status_.attempt) + " times");
+    }
+    Note("repeat", {{"p", status_.point}, {"attempt", status_.attempt}, {"why", "stability was lost"}});
+    Message(NumberText(point().value) + " " + plan_.unit + ": stability was lost, the point is read again");
+    ++status_.attempt;
+  }
+  Note("taken", {{"p", status_.point}, {"attempt", status_.attempt}});
+  Summarize();
+}
+
+// Until the reference is near, and then for the dwell.
+void Runner::GoTo(double value, double dwell, const PlannedPoint& like) {
+  PlannedPoint target = like;
+  target.value = status_.nominal = value;
+  SetSource(value);
+  PrepareDetectors(target);
+  std::optional<double> near_since;
+  for (;;) {
+    WaitUntil(next_look_ = std::max(next_look_, recorder_.last_seconds()) + plan_.sampling);
+    Look();
+    Tell(Activity::kPreloading);
+    const auto& reference = slots_[kReference].value;
+    const double now = recorder_.last_seconds();
+    const bool near = reference && std::abs(*reference - value) <= plan_.source.near;
+    if (!near) near_since.reset();
+    if (near && !near_since) near_since = now;
+    if (near_since && now - *near_since >= dwell) return;
+    CheckLimits();
+  }
+}
+
+void Runner::Preload() {
+  for (int k = 1; k <= plan_.preload.count; ++k) {
+    point_began_ = recorder_.last_seconds();
+    Note("preload", {{"number", k}, {"value", plan_.preload.value}});
+    GoTo(plan_.preload.value, plan_.preload.dwell, plan_.points.front());
+    GoTo(plan_.points.front().value, plan_.preload.dwell, plan_.points.front());
+  }
+}
+
+void Runner::ReadAmbient() {
+  Json fields{{"phase", status_.phase == Phase::kAsFound ? "as-found" : "as-left"}};
+  const AmbientPlan& ambient = plan_.ambient;
+  if (ambient.temperature) fields["temperature"] = *ambient.temperature;
+  if (ambient.humidity) fields["humidity"] = *ambient.humidity;
+  if (ambient.pressure) fields["pressure"] = *ambient.pressure;
+  const auto act = [&]() -> Entries {
+    if (ambient.temperature_channel) {
+      Station& station = StationOf(*ambient.temperature_channel);
+      const auto channel = FindChannel(station.instrument(), ambient.temperature_channel->channel);
+      const StationReading reading = channel ? station.Read(*channel) : StationReading();
+      if (reading.value) fields["temperature"] = *reading.value;
+    }
+    return {Stamped("ambient", fields)};
+  };
+  recorder_.Do("ambient", 1, act);
+}
+
+void Runner::TakePhase() {
+  status_.phase = plan_.phases[phase_];
+  if (!phase_began_) {
+    status_.point = 0;
+    Note("phase", {{"phase", status_.phase == Phase::kAsFound ? "as-found" : "as-left"}});
+    ReadAmbient();
+    phase_began_ = true;
+  }
+  if (status_.point == 0) Preload();
+  for (; status_.point < plan_.points.size(); ++status_.point) {
+    CheckStop();
+    TakePoint();
+  }
+  ReadAmbient();
+  Note("phase-end", {});
+  phase_began_ = false;
+  ++phase_;
+}
+
+// Between as found and as left somebody adjusts the units, with the source safe.
+bool Runner::AwaitAdjustment() {
+  if (phase_ == 0 || phase_ >= plan_.phases.size() || adjusted_) return true;
+  Tell(Activity::kAdjusting);
+  bool done = adjustment_was_asked_ || services_.simulated;
+  if (recorder_.catching_up())
+    done = recorder_.next_kind() == "adjusted";
+  else if (!done)
+    done = services_.confirm_adjustment && services_.confirm_adjustment();
+  if (!done) {
+    adjustment_was_asked_ = true;
+    StopNow("the points as found are taken: adjust the units, then go on with the points as left");
+  }
+  const auto act = [&]() -> Entries {
+    if (services_.adjust) services_.adjust();
+    return {Stamped("adjusted", Json::object())};
+  };
+  recorder_.Do("adjusted", 1, act);
+  return adjusted_ = true;
+}
+
+void Runner::TakePhases() {
+  while (phase_ < plan_.phases.size()) {
+    if (phase_ > 0 && !adjusted_) LeaveSafe();
+    AwaitAdjustment();
+    TakePhase();
+  }
+}
+
+RunEnd Runner::Run() {
+  RunEnd end{RunEnd::kEndedEarly, "", true};
+  try {
+    recorder_.Do("run", 1, [&] { return Entries{Stamped("run", header_)}; });
+    for (;;) {
+      try {
+        if (!connected_) ConnectAll();
+        TakePhases();
+        end.safe = LeaveSafe();
+        Note("end", {{"why", "complete"}});
+        end.kind = RunEnd::kComplete;
+        break;
+      } catch (const RunRestarted&) {
+        connected_ = false;
+      } catch (const RunStopped& stopped) {
+        end.reason = stopped.what();
+        end.safe = LeaveSafe();
+        CloseAll();
+        if (!recorder_.Resumed()) break;
+        end.reason.clear();
+      }
+    }
+  } catch (const RunRestarted&) {
+    // A step of leaving safe was the last one of the journal: there is nothing else to leave.
+    end.reason = "the run ended while the source was made safe; resume it again";
+  } catch (const std::exception& failure) {
+    end.reason = failure.what();
+    std::string what;
+    end.safe = !source_was_set_ || !recorder_.acts() || SendSafeValue(what);
+    if (!end.safe) end.reason += "; the source did not take its safe value: " + what;
+  }
+  CloseAll();
+  Tell(Activity::kFinished);
+  return end;
+}
+
+}  // namespace ulix::calibration

@@ -1,0 +1,330 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+
+#include "calibration/plan_loader.h"
+#include "calibration/run.h"
+#include "calibration/run_journal.h"
+#include "calibration/schedule.h"
+#include "simulators/plan_bench.h"
+#include "tests/support/unique_name.h"
+
+namespace ulix::calibration {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr Date kStart = 46000.5;
+
+// A quick bench: a bath, a bridge with two thermometers, and a unit with a lag.
+constexpr char kPlan[] = R"({
+  "plan": 1,
+  "instruments": {
+    "bath": { "model": "kambic", "port": "sim" },
+    "bridge": { "model": "microk", "port": "sim" },
+    "bucket": { "model": "flukehydra", "port": "sim", "settings": { "channel.3.function": "RTD" } }
+  },
+  "source": { "set": "bath/SETPOINT", "min": -40, "max": 150, "safe": 20, "rate": 30, "settle": "4m" },
+  "reference": { "channel": "bridge/CH1", "sensor": "pt100" },
+  "units": [
+    { "name": "Pt100", "channel": "bridge/CH2", "sensor": "pt100", "tolerance": 0.1 },
+    { "name": "Bucket", "channel": "bucket/CH3" }
+  ],
+  "points": [ 30, 60 ],
+  "sequence": "rising-falling",
+  "phases": [ "as-found" ],
+  "stability": { "window": "2m", "spread": 0.02, "drift": 0.01 },
+  "readings": { "count": 6, "period": "4s" },
+  "sampling": "4s",
+  "limits": { "point": "2h", "lost": "60s", "repeats": 2 },
+  "bench": {
+    "seed": 1,
+    "world": { "start": 20, "ambient": 20, "rate": 30, "time-constant": "20s", "overshoot": 0.002, "control-amplitude": 0.001, "control-period": "50s" },
+    "sensors": [
+      { "channel": "bridge/CH1", "lag": 10, "noise": 0.0005 },
+      { "channel": "bridge/CH2", "lag": 20, "noise": 0.001, "offset": 0.05, "offset-after-adjustment": 0.01, "hysteresis": 0.03, "span": [ 0, 90 ] },
+      { "channel": "bucket/CH3", "lag": 30, "noise": 0.002 }
+    ]
+  }
+})";
+
+std::string With(std::string text, const std::string& part, const std::string& replacement) {
+  const std::size_t at = text.find(part);
+  EXPECT_NE(at, text.npos) << part;
+  return at == text.npos ? text : text.replace(at, part.size(), replacement);
+}
+
+// A run of a plan on its simulated bench, as fast as it goes.
+class BenchRun : public RunObserver {
+ public:
+  explicit BenchRun(const std::string& text) : plan_(LoadPlan(text, "").plan) {
+    bench_ = std::move(PlanBench::Make(plan_, 0, kStart).value());
+    bench_->Provide(services_);
+    services_.observer = this;
+    services_.stop = &stop_;
+  }
+  RunEnd Go(const std::string& folder, RunMode mode = RunMode::kNew) {
+    return RunCalibration(plan_, folder, mode, services_);
+  }
+  void OnStatus(const RunStatus& status) override {
+    ++looks_;
+    if (on_status_) on_status_(status);
+  }
+  void OnMessage(const std::string& text) override { messages_ += text + "\n"; }
+
+  Plan plan_;
+  RunServices services_;
+  std::unique_ptr<PlanBench> bench_;
+  std::atomic<bool> stop_ = false;
+  std::function<void(const RunStatus&)> on_status_;
+  std::string messages_;
+  int looks_ = 0;
+};
+
+class CalibrationRun : public ::testing::Test {
+ protected:
+  CalibrationRun() { std::filesystem::create_directories(folder_); }
+  ~CalibrationRun() override { std::filesystem::remove_all(folder_); }
+  std::string Folder(const std::string& name) const { return folder_ + "/" + name; }
+  static std::string Bytes(const std::string& folder) {
+    std::ifstream file(JournalPath(folder), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  static void Put(const std::string& folder, const std::string& bytes) {
+    std::filesystem::create_directories(folder);
+    std::ofstream(JournalPath(folder), std::ios::binary) << bytes;
+  }
+  // Every number that a run found.
+  static std::vector<double> Table(const std::string& folder) {
+    const auto result = ReadRun(folder);
+    EXPECT_TRUE(result) << result.error();
+    std::vector<double> table;
+    if (!result) return table;
+    for (const PhaseResult& phase : result->phases) {
+      for (const PointResult& point : phase.points) {
+        table.insert(table.end(), {point.nominal, point.reference.mean, point.reference.deviation});
+        for (const ReadingSeries& unit : point.units) table.insert(table.end(), {unit.mean, unit.deviation});
+      }
+    }
+    return table;
+  }
+  static double SetPoint(BenchRun& run) { return run.bench_->bench().world().set_point(); }
+
+  const std::string folder_ = (std::filesystem::temp_directory_path() / UniqueName("calibration")).string();
+};
+
+TEST_F(CalibrationRun, SimulatedBench_FindsThePlantedErrors) {
+  const char* wanted = std::getenv("ULIX_SEEDS");
+  const int seeds = wanted ? std::atoi(wanted) : 2;
+  for (int seed = 1; seed <= seeds; ++seed) {
+    BenchRun run(With(kPlan, "\"seed\": 1", "\"seed\": " + std::to_string(seed)));
+    const std::string folder = Folder(std::to_string(seed));
+    const RunEnd end = run.Go(folder);
+    ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason;
+    EXPECT_EQ(SetPoint(run), 20);
+    const auto result = ReadRun(folder);
+    ASSERT_TRUE(result && result->complete);
+    const auto& points = result->phases.at(0).points;
+    ASSERT_EQ(points.size(), 4U);
+    for (const PointResult& point : points) {
+      const double share = point.nominal / 90, half = 0.015 * 4 * share * (1 - share);
+      // At the upper end the way down begins with what the way up ended with: nothing has turned yet.
+      const bool turned = point.direction == Direction::kFalling && point.nominal < 60;
+      const double error = 0.05 + (turned ? half : -half);
+      const ReadingSeries& unit = point.units.at(0);
+      const double type_a = std::hypot(unit.TypeA(), point.reference.TypeA());
+      // What is left of the approach is within the drift that was allowed.
+      const double allowed = 4 * type_a + 0.5 * (unit.window_drift + point.reference.window_drift);
+      EXPECT_NEAR(unit.mean - point.reference.mean, error, allowed) << "seed " << seed << " at " << point.nominal;
+    }
+  }
+}
+
+TEST_F(CalibrationRun, JournalCutAnywhere_ResumesToTheSameTable) {
+  BenchRun whole(With(kPlan, "[ \"as-found\" ]", "[ \"as-found\", \"as-left\" ]"));
+  ASSERT_EQ(whole.Go(Folder("whole")).kind, RunEnd::kComplete);
+  const std::string journal = Bytes(Folder("whole"));
+  const auto table = Table(Folder("whole"));
+  ASSERT_EQ(table.size(), 8U * 7U);
+  const char* wanted = std::getenv("ULIX_KILLS");
+  const int kills = wanted ? std::atoi(wanted) : 4;
+  std::mt19937 random(11);
+  const std::size_t header = journal.find('\n') + 1;
+  for (int k = 0; k < kills; ++k) {
+    const std::size_t cut = std::uniform_int_distribution<std::size_t>(header, journal.size() - 1)(random);
+    const std::string folder = Folder("cut" + std::to_string(k));
+    Put(folder, journal.substr(0, cut));
+    BenchRun again(whole.plan_.text);
+    const RunEnd end = again.Go(folder, RunMode::kResume);
+    ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason << " after " << cut << " bytes";
+    EXPECT_EQ(Table(folder), table) << "after " << cut << " bytes";
+    EXPECT_EQ(Bytes(folder), journal);
+    std::filesystem::remove_all(folder);
+  }
+}
+
+TEST_F(CalibrationRun, Interrupted_LeavesTheSourceSafeAndGoesOnAtTheSamePoint) {
+  const std::string folder = Folder("run");
+  {
+    BenchRun first(kPlan);
+    first.on_status_ = [&](const RunStatus& status) { first.stop_ = status.point == 2; };
+    const RunEnd end = first.Go(folder);
+    EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+    EXPECT_TRUE(end.safe);
+    EXPECT_EQ(SetPoint(first), 20);
+    EXPECT_EQ(ReadRun(folder)->phases.at(0).points.size(), 2U);
+  }
+  for (const std::size_t points : {3U, 4U}) {
+    BenchRun next(kPlan);
+    next.on_status_ = [&](const RunStatus& status) { next.stop_ = points == 3 && status.point == 3; };
+    const RunEnd end = next.Go(folder, RunMode::kResume);
+    EXPECT_EQ(end.kind, points == 4 ? RunEnd::kComplete : RunEnd::kEndedEarly) << end.reason;
+    EXPECT_EQ(ReadRun(folder)->phases.at(0).points.size(), points);
+  }
+}
+
+TEST_F(CalibrationRun, SameBenchGoneOnWithAsARealOne_BeginsThePointAnew) {
+  const std::string folder = Folder("run");
+  BenchRun run(kPlan);
+  ASSERT_EQ(run.Go(Folder("whole")).kind, RunEnd::kComplete);
+  const std::string journal = Bytes(Folder("whole"));
+  Put(folder, journal.substr(0, journal.size() * 6 / 10));
+  const auto taken = ReadRun(folder)->phases.at(0).points.size();
+  BenchRun real(kPlan);  // another bench, that has not stood still in between
+  real.services_.simulated = false;
+  const RunEnd end = real.Go(folder, RunMode::kResume);
+  ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason;
+  const auto result = ReadRun(folder);
+  ASSERT_TRUE(result && result->complete);
+  ASSERT_EQ(result->phases.at(0).points.size(), 4U);
+  EXPECT_THAT(Bytes(folder), HasSubstr("\"k\":\"resume\""));
+  const auto before = ReadRun(Folder("whole"));
+  for (std::size_t k = 0; k < taken; ++k) {
+    EXPECT_EQ(result->phases[0].points[k].reference.mean, before->phases[0].points[k].reference.mean);
+  }
+}
+
+TEST_F(CalibrationRun, JournalThatWasChanged_IsRefusedAndNotTouched) {
+  BenchRun run(kPlan);
+  run.on_status_ = [&](const RunStatus&) { run.stop_ = run.looks_ > 20; };
+  run.Go(Folder("run"));
+  const std::string journal = Bytes(Folder("run"));
+  std::string changed = journal;
+  const std::size_t digit = changed.find("\"q\":", changed.size() / 2) + 5;
+  changed[digit] = changed[digit] == '1' ? '2' : '1';
+  Put(Folder("changed"), changed);
+  const RunEnd end = BenchRun(kPlan).Go(Folder("changed"), RunMode::kResume);
+  EXPECT_EQ(end.kind, RunEnd::kCannotStart);
+  EXPECT_THAT(end.reason, HasSubstr("one of the two was changed"));
+  EXPECT_EQ(Bytes(Folder("changed")), changed);
+  const RunEnd other_plan = BenchRun(With(kPlan, "[ 30, 60 ]", "[ 30, 61 ]")).Go(Folder("run"), RunMode::kResume);
+  EXPECT_THAT(other_plan.reason, HasSubstr("the plan was changed"));
+  const RunEnd twice = BenchRun(kPlan).Go(Folder("run"));
+  EXPECT_THAT(twice.reason, HasSubstr("holds a run"));
+  EXPECT_EQ(Bytes(Folder("run")), journal);
+}
+
+TEST_F(CalibrationRun, TwoRunsInOneFolder_TheSecondIsRefused) {
+  BenchRun first(kPlan), second(kPlan);
+  RunEnd inner;
+  first.on_status_ = [&](const RunStatus& status) {
+    if (status.seconds < 100 || first.stop_) return;
+    inner = second.Go(Folder("run"), RunMode::kResume);
+    first.stop_ = true;
+  };
+  first.Go(Folder("run"));
+  EXPECT_EQ(inner.kind, RunEnd::kCannotStart);
+  EXPECT_THAT(inner.reason, HasSubstr("is being written by another run"));
+}
+
+TEST_F(CalibrationRun, UnitThatFallsSilent_EndsTheRunSafelyAfterItsLimit) {
+  BenchRun run(kPlan);
+  run.on_status_ = [&](const RunStatus& status) {
+    if (status.point == 1 && status.activity == Activity::kApproaching) {
+      run.bench_->bench().Set("bucket", "last-text", "nonsense");
+    }
+  };
+  const RunEnd end = run.Go(Folder("run"));
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_THAT(end.reason, HasSubstr("Bucket (bucket/CH3) has given no reading for 60 s"));
+  EXPECT_TRUE(end.safe);
+  EXPECT_EQ(SetPoint(run), 20);
+}
+
+TEST_F(CalibrationRun, StabilityLostWhileReading_ReadsThePointAgain) {
+  BenchRun run(kPlan);
+  int pulls = 0;
+  run.on_status_ = [&](const RunStatus& status) {
+    const bool reading = status.activity == Activity::kReading && status.point == 1;
+    if (reading && pulls == 0)
+      ++pulls, run.bench_->bench().Set("bucket", "last-text", "nonsense");
+    else if (pulls == 1)
+      ++pulls, run.bench_->bench().Set("bucket", "last-text", "");
+  };
+  const RunEnd end = run.Go(Folder("run"));
+  ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason;
+  const auto result = ReadRun(Folder("run"));
+  EXPECT_EQ(result->phases.at(0).points.at(1).attempts, 2);
+  EXPECT_EQ(result->phases.at(0).points.at(1).units.at(1).readings.size(), 6U);
+  EXPECT_THAT(run.messages_, HasSubstr("bucket is back"));
+}
+
+TEST_F(CalibrationRun, AnotherInstrumentThatComesBack_EndsTheRun) {
+  BenchRun run(kPlan);
+  run.on_status_ = [&](const RunStatus& status) {
+    if (run.looks_ == 20) run.bench_->bench().Set("bucket", "last-text", "nonsense");
+    if (run.looks_ != 24) return;
+    run.bench_->bench().Set("bucket", "identity", "FLUKE,2635A,0,M9.9 A4.7 D1.0 L1.2");
+    run.bench_->bench().Set("bucket", "last-text", "");
+    static_cast<void>(status);
+  };
+  const RunEnd end = run.Go(Folder("run"));
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_THAT(end.reason, HasSubstr("another instrument came back"));
+}
+
+TEST_F(CalibrationRun, OtherSerialNumberOrUnit_IsRefusedBeforeTheSourceIsSet) {
+  const RunEnd serial =
+      BenchRun(With(kPlan, "\"kambic\", \"port\": \"sim\"", "\"kambic\", \"port\": \"sim\", \"serial-number\": \"9\""))
+          .Go(Folder("a"));
+  EXPECT_THAT(serial.reason, HasSubstr("the serial number 9 is not in its identification"));
+  const RunEnd unit = BenchRun(With(kPlan, "\"bridge/CH1\", \"sensor\": \"pt100\"", "\"bridge/CH1\"")).Go(Folder("b"));
+  EXPECT_THAT(unit.reason, HasSubstr("tells Ohms, and the plan is in "));
+}
+
+TEST_F(CalibrationRun, PointThatNeverSettles_EndsAtItsLimit) {
+  BenchRun run(With(With(kPlan, "\"control-amplitude\": 0.001", "\"control-amplitude\": 0.3"), "\"point\": \"2h\"",
+                    "\"point\": \"1h\""));
+  const RunEnd end = run.Go(Folder("run"));
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_THAT(end.reason, HasSubstr("was not done in 3600 s: reference is settling"));
+  EXPECT_EQ(SetPoint(run), 20);
+}
+
+TEST_F(CalibrationRun, TimeTable_IsWithinTenPercentOfTheRun) {
+  for (const char* name : {"dry-block", "bath", "pressure"}) {
+    std::ifstream file(std::string(ULIX_SOURCE_DIR "/examples/plans/") + name + ".json");
+    BenchRun run(std::string(std::istreambuf_iterator<char>(file), {}));
+    double seconds = 0;
+    run.on_status_ = [&](const RunStatus& status) { seconds = status.seconds; };
+    const RunEnd end = run.Go(Folder(name));
+    ASSERT_EQ(end.kind, RunEnd::kComplete) << name << ": " << end.reason;
+    const double planned = TimeTableOf(run.plan_).run_seconds;
+    EXPECT_NEAR(planned, seconds, 0.1 * seconds) << name;
+    const auto size = static_cast<double>(std::filesystem::file_size(JournalPath(Folder(name))));
+    const std::string journal = Bytes(Folder(name));
+    std::size_t readings = 0;
+    for (std::size_t at = 0; (at = journal.find("\"k\":\"r\"", at)) != journal.npos; ++at) ++readings;
+    EXPECT_LT(size / static_cast<double>(readings), 300) << name;
+  }
+}
+
+}  // namespace
+}  // namespace ulix::calibration
