@@ -5,10 +5,10 @@
 #include <cmath>
 #include <span>
 
+#include "base/markup.h"
 #include "base/numbers.h"
 #include "core/version.h"
 #include "tools/ulix/failures.h"
-#include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
 #include "tools/ulix/texts.h"

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/markup.h"
 #include "base/numbers.h"
-#include "tools/ulix/markup.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/time_axis.h"

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-namespace ulix::cli {
+namespace ulix {
 
 // As the content of an element or the value of an attribute; control characters, which neither can hold, become blanks.
 std::string Escaped(std::string_view text);
 
-}  // namespace ulix::cli
+}  // namespace ulix

@@ -1,6 +1,6 @@
-#include "tools/ulix/markup.h"
+#include "base/markup.h"
 
-namespace ulix::cli {
+namespace ulix {
 namespace {
 
 std::string_view EntityOf(char c) {
@@ -32,4 +32,4 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
-}  // namespace ulix::cli
+}  // namespace ulix
