@@ -1,0 +1,248 @@
+#include "calibration/evaluation.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/numbers.h"
+#include "calibration/certificate_units.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr LocalizedText kRepeatability{"Repeatability of the deviation", "Répétabilité de l'écart"};
+constexpr LocalizedText kReferenceRepeatability{"Repeatability of the reference", "Répétabilité de la référence"};
+constexpr LocalizedText kUnitRepeatability{"Repeatability of the unit", "Répétabilité de l'appareil"};
+constexpr LocalizedText kStability{"Stability while reading", "Stabilité pendant les lectures"};
+constexpr LocalizedText kUnitResolution{"Resolution of the unit", "Résolution de l'appareil"};
+constexpr LocalizedText kReferenceResolution{"Resolution of the reference", "Résolution de la référence"};
+constexpr LocalizedText kCertificate{"Certificate of the reference", "Certificat de la référence"};
+constexpr LocalizedText kHysteresis{"Hysteresis", "Hystérésis"};
+constexpr LocalizedText kUnknownDistribution{"uncertainty '%': '%' is no distribution",
+                                             "incertitude '%' : '%' n'est pas une distribution"};
+constexpr LocalizedText kAtPoint{"reference at point %: %", "référence au point % : %"};
+
+BudgetTerm Term(const LocalizedText& name, double value, Distribution distribution) {
+  return {.name_en = name.en, .name_fr = name.fr, .value = value, .distribution = distribution};
+}
+
+void AddTypeA(std::vector<BudgetTerm>& terms, const LocalizedText& name, const ReadingSeries& series) {
+  if (series.readings.size() < 2) return;
+  BudgetTerm term = Term(name, series.TypeA(), Distribution::kTypeA);
+  term.freedom = static_cast<double>(series.readings.size() - 1);
+  terms.push_back(term);
+}
+
+// Reading k of the unit less reading k of the reference.
+ReadingSeries Differences(const ReadingSeries& unit, const ReadingSeries& reference) {
+  std::vector<SampledValue> readings = unit.readings;
+  for (std::size_t k = 0; k < readings.size(); ++k) readings[k].value -= reference.readings[k].value;
+  return SeriesOf(std::move(readings));
+}
+
+void AddRepeatability(std::vector<BudgetTerm>& terms, const ReadingSeries& unit, const ReadingSeries& reference) {
+  if (unit.readings.size() == reference.readings.size()) {
+    return AddTypeA(terms, kRepeatability, Differences(unit, reference));
+  }
+  AddTypeA(terms, kReferenceRepeatability, reference);
+  AddTypeA(terms, kUnitRepeatability, unit);
+}
+
+// Pressure of the medium's column from the unit up to the reference, in the plan's unit.
+double HeadOf(const Plan& plan, const UnitPlan& unit) {
+  constexpr double kGravity = 9.80665;  // m/s2, standard acceleration
+  const double pascals = plan.density * kGravity * (plan.reference.height - unit.height);
+  return FromCertificateUnit(pascals, "\\pascal", plan.unit).value_or(0);
+}
+
+class UnitEvaluation {
+ public:
+  UnitEvaluation(const RunResult& run, const std::optional<ReferenceCertificate>& reference, std::size_t unit)
+      : run_(run), certificate_(reference), unit_(unit), plan_(run.plan.units[unit]) {}
+
+  Result<EvaluatedUnit> Run() const;
+
+ private:
+  Result<EvaluatedPhase> Evaluate(const PhaseResult& phase) const;
+  Result<EvaluatedPoint> Measured(const PhaseResult& phase, std::size_t index) const;
+  std::optional<double> HysteresisOf(const PhaseResult& phase, const EvaluatedPhase& evaluated,
+                                     std::size_t index) const;
+  std::optional<Problem> AddBudget(const PointResult& point, const std::optional<Correction>& correction,
+                                   EvaluatedPoint& to) const;
+  Result<BudgetTerm> PlannedTerm(const UncertaintyTerm& term) const;
+  void Finish(EvaluatedPoint& point) const;
+  std::optional<Conformity> Decision(const EvaluatedPoint& point) const;
+
+  const RunResult& run_;
+  const std::optional<ReferenceCertificate>& certificate_;
+  std::size_t unit_;
+  const UnitPlan& plan_;
+};
+
+Result<BudgetTerm> UnitEvaluation::PlannedTerm(const UncertaintyTerm& term) const {
+  const auto distribution = DistributionOf(term.distribution);
+  if (!distribution) return Refused(kUnknownDistribution, {term.name, term.distribution});
+  return BudgetTerm{.name_en = term.name,
+                    .name_fr = term.name,
+                    .value = term.value,
+                    .distribution = *distribution,
+                    .coverage_factor = term.k,
+                    .sensitivity = term.sensitivity,
+                    .freedom = term.degrees_of_freedom.value_or(kInfiniteFreedom)};
+}
+
+std::optional<Problem> UnitEvaluation::AddBudget(const PointResult& point, const std::optional<Correction>& correction,
+                                                 EvaluatedPoint& to) const {
+  std::vector<BudgetTerm>& terms = to.budget.terms;
+  const ReadingSeries& unit = point.units[unit_];
+  AddRepeatability(terms, unit, point.reference);
+  terms.push_back(Term(kStability, point.reference.spread / 2, Distribution::kRectangular));
+  terms.push_back(Term(kUnitResolution, unit.resolution, Distribution::kResolution));
+  terms.push_back(Term(kReferenceResolution, point.reference.resolution, Distribution::kResolution));
+  if (correction) {
+    terms.push_back(Term(kCertificate, correction->expanded, Distribution::kNormal));
+    terms.back().coverage_factor = correction->coverage_factor;
+  }
+  for (const UncertaintyTerm& planned : run_.plan.uncertainty) {
+    if (!planned.unit_under_test.empty() && planned.unit_under_test != plan_.name) continue;
+    const auto term = PlannedTerm(planned);
+    if (!term) return term.error();
+    terms.push_back(*term);
+  }
+  to.budget.best_capability = run_.plan.laboratory.best_uncertainty;
+  return std::nullopt;
+}
+
+Result<EvaluatedPoint> UnitEvaluation::Measured(const PhaseResult& phase, std::size_t index) const {
+  const PointResult& point = phase.points[index];
+  EvaluatedPoint evaluated{.point = index, .head = HeadOf(run_.plan, plan_), .indication = point.units[unit_].mean};
+  std::optional<Correction> correction;
+  if (certificate_) {
+    const auto found = certificate_->At(point.reference.mean);
+    if (!found) {
+      const std::string nominal = Shortened(point.nominal);
+      return tl::unexpected(Problem{WithValues(kAtPoint.en, {nominal, found.error().en}),
+                                    WithValues(kAtPoint.fr, {nominal, found.error().fr})});
+    }
+    correction = *found;
+    evaluated.correction = found->value;
+  }
+  evaluated.reference = point.reference.mean + evaluated.correction + evaluated.head;
+  evaluated.deviation = evaluated.indication - evaluated.reference;
+  if (const auto fault = AddBudget(point, correction, evaluated)) return tl::unexpected(*fault);
+  return evaluated;
+}
+
+std::optional<double> UnitEvaluation::HysteresisOf(const PhaseResult& phase, const EvaluatedPhase& evaluated,
+                                                   std::size_t index) const {
+  const PointResult& point = phase.points[index];
+  for (std::size_t k = 0; k < phase.points.size(); ++k) {
+    const PointResult& other = phase.points[k];
+    const bool opposite =
+        other.direction != point.direction && other.nominal == point.nominal && other.cycle == point.cycle;
+    if (opposite) return std::abs(evaluated.points[index].deviation - evaluated.points[k].deviation);
+  }
+  return std::nullopt;
+}
+
+PrintedPoint Printed(const EvaluatedPoint& point) {
+  const ReportedValue deviation = Report(point.deviation, point.expanded);
+  return {.reference = Report(point.reference, point.expanded).value,
+          .indication = Report(point.indication, point.expanded).value,
+          .deviation = deviation.value,
+          .expanded = deviation.uncertainty,
+          .coverage_factor = FormatFixed(point.coverage_factor, 2)};
+}
+
+// On the printed numbers, for a reader to come to the same.
+std::optional<Conformity> UnitEvaluation::Decision(const EvaluatedPoint& point) const {
+  const DecisionPlan& decision = run_.plan.decision;
+  if (decision.rule == DecisionRule::kNone || !(plan_.tolerance > 0)) return std::nullopt;
+  const auto number = [](const std::string& text) { return ParseDecimal(text).value_or(0); };
+  return Decide(decision.rule, number(point.printed.deviation), plan_.tolerance, number(point.printed.expanded),
+                decision.guard);
+}
+
+void UnitEvaluation::Finish(EvaluatedPoint& point) const {
+  if (point.hysteresis)
+    point.budget.terms.push_back(Term(kHysteresis, *point.hysteresis / 2, Distribution::kRectangular));
+  point.expanded = point.budget.ExpandedUncertainty();
+  point.coverage_factor = point.budget.CoverageFactor();
+  point.printed = Printed(point);
+  point.conformity = Decision(point);
+}
+
+// From the best to the worst.
+int RankOf(Conformity conformity) {
+  switch (conformity) {
+    case Conformity::kPass:
+      return 0;
+    case Conformity::kConditionalPass:
+      return 1;
+    case Conformity::kConditionalFail:
+      return 2;
+    case Conformity::kFail:
+      break;
+  }
+  return 3;
+}
+
+std::optional<Conformity> WorstOf(const std::vector<EvaluatedPoint>& points) {
+  std::optional<Conformity> worst;
+  for (const EvaluatedPoint& point : points) {
+    if (!point.conformity) return std::nullopt;
+    if (!worst || RankOf(*point.conformity) > RankOf(*worst)) worst = point.conformity;
+  }
+  return worst;
+}
+
+Result<EvaluatedPhase> UnitEvaluation::Evaluate(const PhaseResult& phase) const {
+  EvaluatedPhase evaluated{.phase = phase.phase};
+  for (std::size_t k = 0; k < phase.points.size(); ++k) {
+    auto point = Measured(phase, k);
+    if (!point) return tl::unexpected(point.error());
+    evaluated.points.push_back(std::move(*point));
+  }
+  for (std::size_t k = 0; k < phase.points.size(); ++k) {
+    evaluated.points[k].hysteresis = HysteresisOf(phase, evaluated, k);
+    Finish(evaluated.points[k]);
+  }
+  evaluated.conformity = WorstOf(evaluated.points);
+  return evaluated;
+}
+
+Result<EvaluatedUnit> UnitEvaluation::Run() const {
+  EvaluatedUnit evaluated{.unit = unit_};
+  for (const PhaseResult& phase : run_.phases) {
+    auto one = Evaluate(phase);
+    if (!one) return tl::unexpected(one.error());
+    evaluated.phases.push_back(std::move(*one));
+  }
+  return evaluated;
+}
+
+}  // namespace
+
+Result<Evaluation> Evaluate(const RunResult& run, const std::optional<ReferenceCertificate>& reference) {
+  Evaluation evaluation{.reference = reference};
+  for (std::size_t unit = 0; unit < run.plan.units.size(); ++unit) {
+    auto evaluated = UnitEvaluation(run, reference, unit).Run();
+    if (!evaluated) return tl::unexpected(evaluated.error());
+    evaluation.units.push_back(std::move(*evaluated));
+  }
+  return evaluation;
+}
+
+EvaluatedPoint Scaled(EvaluatedPoint point, double factor) {
+  if (factor == 1) return point;
+  for (double* const value :
+       {&point.correction, &point.head, &point.reference, &point.indication, &point.deviation, &point.expanded}) {
+    *value *= factor;
+  }
+  if (point.hysteresis) *point.hysteresis *= factor;
+  for (BudgetTerm& term : point.budget.terms) term.value *= factor;
+  point.budget.best_capability *= factor;
+  point.printed = Printed(point);
+  return point;
+}
+
+}  // namespace ulix::calibration
