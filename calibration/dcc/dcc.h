@@ -35,6 +35,15 @@ Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std:
 // that covers less would let the rest be changed. The document has passed ReadDcc.
 Result<void> CheckSignatureCoversAll(std::string_view xml);
 
+// What a rule of the certificates' keeper says of a document; `error` is false for a warning.
+struct RuleFinding {
+  bool error = true;
+  std::string text;
+};
+
+// From the result of a run of the rules (Schematron's report, SVRL). What is for information alone is left out.
+Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view report);
+
 // The document with an empty signature at its end, for xmlsec1 to fill in: exclusive canonicalisation, RSA with
 // SHA-256.
 Result<std::string> WithSignatureTemplate(std::string_view xml);

@@ -48,7 +48,25 @@ Result<Schema> LoadSchema(const std::string& folder) {
   return schema;
 }
 
+void AddRuleFindings(const xmlNode* report, const char* name, std::vector<RuleFinding>& findings) {
+  ForEachChild(report, name, [&](const xmlNode& node) {
+    const std::string role = AttributeOf(node, "role");
+    if (role != "error" && role != "warning") return;
+    findings.push_back({role == "error", TextOfChild(&node, "text")});
+  });
+}
+
 }  // namespace
+
+Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view report) {
+  return ParseXml(report).map([](const XmlDocument& document) {
+    std::vector<RuleFinding> findings;
+    for (const char* name : {"failed-assert", "successful-report"}) {
+      AddRuleFindings(xmlDocGetRootElement(document.get()), name, findings);
+    }
+    return findings;
+  });
+}
 
 Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std::string& folder) {
   const auto document = ParseXml(xml);

@@ -14,6 +14,7 @@ Result<Certificate> ReadDcc(std::string_view /*xml*/) { return Refused(kNotBuilt
 Result<std::string> WriteDcc(const Certificate& /*certificate*/) { return Refused(kNotBuilt); }
 Result<void> CheckSignatureCoversAll(std::string_view /*xml*/) { return Refused(kNotBuilt); }
 Result<std::string> WithSignatureTemplate(std::string_view /*xml*/) { return Refused(kNotBuilt); }
+Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view /*report*/) { return Refused(kNotBuilt); }
 Result<std::vector<std::string>> CheckDccSchema(std::string_view /*xml*/, const std::string& /*folder*/) {
   return Refused(kNotBuilt);
 }

@@ -3,31 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include "calibration/files/reference_file.h"
 #include "calibration/reference_certificate.h"
+#include "tests/calibration/schema_folder.h"
 
 namespace ulix::calibration {
 namespace {
-
-// The examples and the schema of the certificates' keeper, which are not part of this project.
-std::string SchemaFolder() {
-  const char* const named = std::getenv("ULIX_DCC_SCHEMA");
-  if (named != nullptr) return named;
-  for (std::filesystem::path folder = std::filesystem::path(__FILE__).parent_path(); folder != folder.parent_path();
-       folder = folder.parent_path()) {
-    const auto candidate = folder / "shared" / "reference" / "dcc";
-    if (std::filesystem::exists(candidate)) return candidate.string();
-  }
-  return {};
-}
-
-#define SKIP_WITHOUT_SCHEMA(folder)          \
-  const std::string folder = SchemaFolder(); \
-  if (folder.empty() || !HasDcc()) GTEST_SKIP() << "skipped: no schema"
 
 // A certificate of one table, with whatever stands in for its parts.
 struct Parts {

@@ -1,0 +1,527 @@
+#include "calibration/certificate_page.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/markup.h"
+#include "base/numbers.h"
+#include "calibration/certificate_units.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr char kStyle[] = R"css(
+body{font:14px/1.45 Helvetica,Arial,sans-serif;color:#222;background:#fff;max-width:60em;margin:2em auto;padding:0 1em}
+h1{font-size:1.7em;margin:0 0 .2em}
+h2{font-size:1.2em;margin:1.6em 0 .4em;border-bottom:2px solid #0072b2;break-after:avoid}
+h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
+p.id{margin:0;color:#555;overflow-wrap:anywhere}
+table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums;margin:.3em 0 .8em}
+th,td{padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
+thead th{border-bottom:1px solid #888;background:#f2f5f8;font-size:.9em;overflow-wrap:normal}
+th.n,td.n{text-align:right}
+td.n{white-space:nowrap}
+td.bad{color:#a00000}
+table.facts th{width:30%;font-weight:normal;color:#555}
+footer{margin-top:2em;color:#777;font-size:.85em;overflow-wrap:anywhere}
+@page{size:A4;margin:16mm 14mm}
+@media print{
+body{font-size:9.5pt;margin:0;padding:0;max-width:none}
+tr{break-inside:avoid}
+thead{display:table-header-group}
+thead th{print-color-adjust:exact;-webkit-print-color-adjust:exact}
+}
+)css";
+
+constexpr LocalizedText kTitle{"Calibration certificate", "Certificat d'étalonnage"};
+constexpr LocalizedText kNumber{"Certificate", "Certificat"};
+constexpr LocalizedText kItem{"Calibrated item", "Objet étalonné"};
+constexpr LocalizedText kName{"Name", "Nom"};
+constexpr LocalizedText kDescription{"Description", "Description"};
+constexpr LocalizedText kManufacturer{"Manufacturer", "Fabricant"};
+constexpr LocalizedText kModel{"Model", "Modèle"};
+constexpr LocalizedText kIdentification{"Identification", "Identification"};
+constexpr LocalizedText kLaboratory{"Laboratory", "Laboratoire"};
+constexpr LocalizedText kCustomer{"Customer", "Client"};
+constexpr LocalizedText kAddress{"Address", "Adresse"};
+constexpr LocalizedText kContact{"Contact", "Contact"};
+constexpr LocalizedText kAccreditation{"Code of the laboratory", "Code du laboratoire"};
+constexpr LocalizedText kDates{"Calibrated", "Étalonné"};
+constexpr LocalizedText kFromTo{"% to %", "du % au %"};
+constexpr LocalizedText kIssued{"Issued", "Délivré"};
+constexpr LocalizedText kPlace{"Place", "Lieu"};
+constexpr LocalizedText kPersons{"Responsible", "Responsables"};
+constexpr LocalizedText kSigns{"% (signs)", "% (signataire)"};
+constexpr LocalizedText kSignature{"Signature", "Signature"};
+constexpr LocalizedText kMethods{"Methods", "Méthodes"};
+constexpr LocalizedText kEquipment{"Measuring equipment", "Moyens de mesure"};
+constexpr LocalizedText kEquipmentCertificate{"Certificate, SHA-256", "Certificat, SHA-256"};
+constexpr LocalizedText kConditions{"Conditions", "Conditions"};
+constexpr LocalizedText kStatements{"Statements", "Déclarations"};
+constexpr LocalizedText kTime{"Time", "Heure"};
+constexpr LocalizedText kUncertainty{"U", "U"};
+constexpr LocalizedText kMadeWith{"Made with", "Établi avec"};
+constexpr LocalizedText kFileDigest{"SHA-256 of the certificate's file", "SHA-256 du fichier du certificat"};
+constexpr LocalizedText kPageNote{"This page shows the digital certificate; the XML file is the certificate.",
+                                  "Cette page montre le certificat numérique ; le fichier XML est le certificat."};
+constexpr LocalizedText kNextColumns{"columns % to %", "colonnes % à %"};
+
+constexpr LocalizedText kBudgets{"Uncertainty budgets", "Bilans d'incertitude"};
+constexpr LocalizedText kBudgetOf{"%, %, point %", "%, %, point %"};
+constexpr LocalizedText kTerm{"Contribution", "Contribution"};
+constexpr LocalizedText kValue{"Value", "Valeur"};
+constexpr LocalizedText kDistribution{"Distribution", "Loi"};
+constexpr LocalizedText kDivisor{"Divisor", "Diviseur"};
+constexpr LocalizedText kSensitivity{"c", "c"};
+constexpr LocalizedText kContribution{"u(y)", "u(y)"};
+constexpr LocalizedText kFreedom{"ν", "ν"};
+constexpr LocalizedText kSum{"Combined", "Composée"};
+constexpr LocalizedText kExpanded{"U = % % (k = %)", "U = % % (k = %)"};
+constexpr LocalizedText kFloored{"U = % %: the laboratory's best capability",
+                                 "U = % % : la meilleure aptitude du laboratoire"};
+constexpr LocalizedText kAsFound{"as found", "à réception"};
+constexpr LocalizedText kAsLeft{"as left", "après ajustage"};
+
+const char* In(const LocalizedText& text, Language language) {
+  return language == Language::kFrench ? text.fr : text.en;
+}
+
+struct Cell {
+  std::string text;
+  const char* kind = "";  // class of the element
+};
+using Row = std::vector<Cell>;
+
+std::string RowHtml(const Row& row, const char* element) {
+  std::string html = "<tr>";
+  for (const Cell& cell : row) {
+    const std::string kind = cell.kind;
+    html += std::string("<") + element + (kind.empty() ? "" : " class=\"" + kind + "\"") + ">" + Escaped(cell.text) +
+            "</" + element + ">";
+  }
+  return html + "</tr>\n";
+}
+
+std::string TableHtml(const Row& head, const std::vector<Row>& rows) {
+  std::string html = "<table>\n<thead>" + RowHtml(head, "th") + "</thead>\n<tbody>\n";
+  for (const Row& row : rows) html += RowHtml(row, "td");
+  return html + "</tbody>\n</table>\n";
+}
+
+std::string ElementHtml(const std::string& name, const std::string& text) {
+  return "<" + name + ">" + Escaped(text) + "</" + name + ">\n";
+}
+
+std::string JoinedBy(const std::vector<std::string>& parts, const std::string& separator) {
+  std::string joined;
+  for (const std::string& part : parts) {
+    if (!part.empty()) joined += (joined.empty() ? "" : separator) + part;
+  }
+  return joined;
+}
+
+// A certificate's word for a decision, for people; a word that is not known stays as it is.
+std::string LocalizedConformity(const std::string& name, Language language) {
+  for (const Conformity one :
+       {Conformity::kPass, Conformity::kFail, Conformity::kConditionalPass, Conformity::kConditionalFail}) {
+    if (ConformityName(one) == name) return In(ConformityText(one), language);
+  }
+  return name;
+}
+
+// Labels and what stands behind them; empty ones are left out.
+class Facts {
+ public:
+  explicit Facts(Language language) : language_(language) {}
+  void Add(const LocalizedText& label, const std::string& text) { Add(std::string(In(label, language_)), text); }
+  void Add(const std::string& label, const std::string& text) {
+    if (!text.empty()) html_ += "<tr><th>" + Escaped(label) + "</th><td>" + Escaped(text) + "</td></tr>\n";
+  }
+  std::string Html() const {
+    return html_.empty() ? "" : "<table class=\"facts\">\n<tbody>\n" + html_ + "</tbody>\n</table>\n";
+  }
+
+ private:
+  Language language_;
+  std::string html_;
+};
+
+class Page {
+ public:
+  Page(const Certificate& certificate, Language language) : certificate_(certificate), language_(language) {}
+
+  std::string Html(const std::string& sha256, const std::string& signature);
+
+ private:
+  std::string Text(const MultilingualText& text) const { return text.In(language_ == Language::kFrench ? "fr" : "en"); }
+  std::string Localized(const LocalizedText& text) const { return In(text, language_); }
+  // Decimal separators as the language has them.
+  std::string Number(std::string number) const;
+  void AddHeading(const LocalizedText& text) { html_ += ElementHtml("h2", Localized(text)); }
+  void AddHead();
+  void AddSummary(const std::string& signature);
+  void AddItem(const CertificateItem& item);
+  void AddContact(const LocalizedText& heading, const CertificateContact& contact, const std::string& code);
+  void AddMeasurement(const CertificateMeasurement& measurement);
+  void AddMethods(const CertificateMeasurement& measurement);
+  void AddEquipment(const CertificateMeasurement& measurement);
+  void AddConditions(const CertificateMeasurement& measurement);
+  void AddTable(const CertificateTable& table);
+  void AddColumns(const CertificateTable& table, std::vector<std::pair<Cell, std::vector<Cell>>>& columns) const;
+  void AddStatements();
+  void AddFooter(const std::string& sha256);
+  std::string Identifications(const std::vector<CertificateIdentification>& list) const;
+  std::string QuantityText(const CertificateQuantity& quantity) const;
+
+  const Certificate& certificate_;
+  Language language_;
+  std::string html_;
+};
+
+std::string Page::Number(std::string number) const {
+  if (language_ == Language::kFrench) std::replace(number.begin(), number.end(), '.', ',');
+  return number;
+}
+
+std::string Page::Identifications(const std::vector<CertificateIdentification>& list) const {
+  std::vector<std::string> texts;
+  for (const CertificateIdentification& one : list) {
+    const std::string name = Text(one.name);
+    texts.push_back(name.empty() ? one.value : name + " " + one.value);
+  }
+  return JoinedBy(texts, ", ");
+}
+
+// "20.5 °C (U = 0.1, k = 2)", several values and units beside each other.
+std::string Page::QuantityText(const CertificateQuantity& quantity) const {
+  std::vector<std::string> texts;
+  for (const NumberList& list : quantity.values) {
+    std::vector<std::string> numbers;
+    for (const std::string& number : list.numbers) numbers.push_back(Number(number));
+    texts.push_back(JoinedBy({JoinedBy(numbers, "  "), ReadableUnit(list.unit)}, " "));
+  }
+  return quantity.values.empty() ? quantity.text : JoinedBy(texts, " = ");
+}
+
+void Page::AddHead() {
+  const std::string title = Localized(kTitle) + " " + certificate_.identifier;
+  html_ = std::string("<!DOCTYPE html>\n<html lang=\"") + (language_ == Language::kFrench ? "fr" : "en") +
+          "\">\n<head>\n<meta charset=\"utf-8\"/>\n"
+          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n"
+          "<meta name=\"viewport\" content=\"width=device-width\"/>\n" +
+          ElementHtml("title", title) + "<style>" + kStyle + "</style>\n</head>\n<body>\n" +
+          ElementHtml("h1", Localized(kTitle)) + "<p class=\"id\">" + Escaped(certificate_.identifier) + "</p>\n";
+}
+
+void Page::AddSummary(const std::string& signature) {
+  const Certificate& c = certificate_;
+  Facts facts(language_);
+  facts.Add(kIdentification, Identifications(c.identifications));
+  facts.Add(kDates,
+            c.begin_date == c.end_date ? c.begin_date : WithValues(Localized(kFromTo), {c.begin_date, c.end_date}));
+  facts.Add(kIssued, c.issue_date);
+  facts.Add(kPlace, JoinedBy({c.performance_location, c.country}, ", "));
+  std::vector<std::string> persons;
+  for (const CertificatePerson& person : c.persons) {
+    const std::string name = JoinedBy({Text(person.name), person.role}, ", ");
+    persons.push_back(person.main_signer ? WithValues(Localized(kSigns), {name}) : name);
+  }
+  facts.Add(kPersons, JoinedBy(persons, "; "));
+  facts.Add(kSignature, signature);
+  html_ += facts.Html();
+}
+
+void Page::AddItem(const CertificateItem& item) {
+  Facts facts(language_);
+  facts.Add(kName, Text(item.name));
+  facts.Add(kDescription, Text(item.description));
+  facts.Add(kManufacturer, Text(item.manufacturer));
+  facts.Add(kModel, item.model);
+  facts.Add(kIdentification, Identifications(item.identifications));
+  html_ += facts.Html();
+}
+
+void Page::AddContact(const LocalizedText& heading, const CertificateContact& contact, const std::string& code) {
+  AddHeading(heading);
+  Facts facts(language_);
+  facts.Add(kName, Text(contact.name));
+  facts.Add(kAccreditation, code);
+  facts.Add(kAddress, JoinedBy({JoinedBy({contact.street, contact.street_number}, " "),
+                                JoinedBy({contact.post_code, contact.city}, " "), contact.state, contact.country,
+                                Text(contact.further)},
+                               ", "));
+  facts.Add(kContact, JoinedBy({contact.email, contact.phone}, ", "));
+  html_ += facts.Html();
+}
+
+void Page::AddMethods(const CertificateMeasurement& measurement) {
+  if (measurement.methods.empty()) return;
+  html_ += ElementHtml("h3", Localized(kMethods));
+  Facts facts(language_);
+  for (const CertificateMethod& method : measurement.methods) {
+    facts.Add(
+        Text(method.name),
+        JoinedBy({Text(method.description), JoinedBy(method.norms, ", "), JoinedBy(method.references, ", ")}, " · "));
+    if (Text(method.description).empty() && method.norms.empty() && method.references.empty())
+      facts.Add(Text(method.name), "–");
+  }
+  html_ += facts.Html();
+}
+
+void Page::AddEquipment(const CertificateMeasurement& measurement) {
+  if (measurement.equipment.empty()) return;
+  html_ += ElementHtml("h3", Localized(kEquipment));
+  std::vector<Row> rows;
+  for (const CertificateEquipment& one : measurement.equipment) {
+    std::string certificate;
+    if (one.certificate) certificate = JoinedBy({one.certificate->referral_id, one.certificate->value}, ": ");
+    rows.push_back({{Text(one.item.name)},
+                    {JoinedBy({Text(one.item.manufacturer), one.item.model}, " ")},
+                    {Identifications(one.item.identifications)},
+                    {certificate}});
+  }
+  html_ += TableHtml(
+      {{Localized(kName)}, {Localized(kModel)}, {Localized(kIdentification)}, {Localized(kEquipmentCertificate)}},
+      rows);
+}
+
+void Page::AddConditions(const CertificateMeasurement& measurement) {
+  if (measurement.conditions.empty()) return;
+  html_ += ElementHtml("h3", Localized(kConditions));
+  Facts facts(language_);
+  for (const CertificateCondition& condition : measurement.conditions) {
+    std::vector<std::string> values;
+    for (const CertificateQuantity& quantity : condition.quantities) {
+      values.push_back(JoinedBy({Text(quantity.name), QuantityText(quantity)}, ": "));
+    }
+    if (values.size() == 2 && values[0] == values[1]) values.pop_back();
+    facts.Add(Text(condition.name), JoinedBy({JoinedBy(values, " … "), Text(condition.description)}, ". "));
+  }
+  html_ += facts.Html();
+}
+
+using Column = std::pair<Cell, std::vector<Cell>>;
+
+void AddListColumn(std::vector<Column>& columns, const std::string& head, const std::vector<std::string>& texts,
+                   const char* kind, std::size_t rows) {
+  if (texts.empty()) return;
+  Column column{{head, kind}, {}};
+  for (std::size_t k = 0; k < rows; ++k) {
+    const bool one_for_all = texts.size() == 1;
+    column.second.push_back({one_for_all ? texts[0] : k < texts.size() ? texts[k] : "", kind});
+  }
+  columns.push_back(std::move(column));
+}
+
+std::size_t RowsOf(const CertificateTable& table) {
+  std::size_t rows = table.date_times.size();
+  for (const CertificateQuantity& quantity : table.quantities) {
+    for (const NumberList& list : quantity.values) rows = std::max(rows, list.numbers.size());
+  }
+  return rows;
+}
+
+void Page::AddColumns(const CertificateTable& table, std::vector<Column>& columns) const {
+  const std::size_t rows = RowsOf(table);
+  const auto numbers = [this](const std::vector<std::string>& list) {
+    std::vector<std::string> texts;
+    for (const std::string& number : list) texts.push_back(Number(number));
+    return texts;
+  };
+  AddListColumn(columns, Localized(kTime), table.date_times, "", rows);
+  for (const CertificateQuantity& quantity : table.quantities) {
+    for (const CertificateStatement& statement : quantity.meta_data) {
+      if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
+      for (const NumberList& list : statement.quantities.front().values) {
+        AddListColumn(columns, Text(statement.declaration) + " (" + ReadableUnit(list.unit) + ")",
+                      numbers(list.numbers), "n", rows);
+      }
+    }
+    for (const NumberList& list : quantity.values) {
+      const std::string unit = " (" + ReadableUnit(list.unit) + ")";
+      AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), "n", rows);
+      if (!list.uncertainty) continue;
+      AddListColumn(columns, Localized(kUncertainty) + unit, numbers(list.uncertainty->expanded), "n", rows);
+      AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), "n", rows);
+    }
+    for (const CertificateStatement& statement : quantity.meta_data) {
+      if (statement.conformity.empty()) continue;
+      std::vector<std::string> texts;
+      for (const std::string& name : statement.conformity) texts.push_back(LocalizedConformity(name, language_));
+      AddListColumn(columns, Text(statement.name), texts, "", rows);
+    }
+  }
+}
+
+// As many columns beside each other as the width of paper has room for; the first one of each part is the same.
+void Page::AddTable(const CertificateTable& table) {
+  constexpr std::size_t kMaxColumns = 10;
+  std::vector<Column> columns;
+  AddColumns(table, columns);
+  const std::size_t rows = RowsOf(table);
+  if (!table.name.empty()) html_ += ElementHtml("h3", Text(table.name));
+  for (std::size_t first = 0; first < columns.size(); first += kMaxColumns) {
+    const std::size_t end = std::min(first + kMaxColumns, columns.size());
+    if (columns.size() > kMaxColumns) {
+      html_ += ElementHtml("p", WithValues(Localized(kNextColumns), {std::to_string(first + 1), std::to_string(end)}));
+    }
+    Row head;
+    for (std::size_t c = first; c < end; ++c) head.push_back(columns[c].first);
+    std::vector<Row> body(rows);
+    for (std::size_t r = 0; r < rows; ++r) {
+      for (std::size_t c = first; c < end; ++c) body[r].push_back(columns[c].second[r]);
+    }
+    html_ += TableHtml(head, body);
+  }
+}
+
+void Page::AddMeasurement(const CertificateMeasurement& measurement) {
+  html_ += ElementHtml("h2", Text(measurement.name));
+  if (!measurement.description.empty()) html_ += ElementHtml("p", Text(measurement.description));
+  for (const CertificateResult& result : measurement.results) {
+    html_ += ElementHtml("h3", Text(result.name));
+    if (!result.description.empty()) html_ += ElementHtml("p", Text(result.description));
+    for (const CertificateTable& table : result.tables) AddTable(table);
+    Facts facts(language_);
+    for (const CertificateQuantity& quantity : result.quantities)
+      facts.Add(Text(quantity.name), QuantityText(quantity));
+    html_ += facts.Html();
+  }
+  AddConditions(measurement);
+  AddEquipment(measurement);
+  AddMethods(measurement);
+}
+
+void Page::AddStatements() {
+  if (certificate_.statements.empty()) return;
+  AddHeading(kStatements);
+  for (const CertificateStatement& statement : certificate_.statements) {
+    std::vector<std::string> values;
+    for (const CertificateQuantity& quantity : statement.quantities) {
+      values.push_back(JoinedBy({Text(quantity.name), QuantityText(quantity)}, ": "));
+    }
+    std::vector<std::string> conformity;
+    for (const std::string& name : statement.conformity) conformity.push_back(LocalizedConformity(name, language_));
+    const std::string text =
+        JoinedBy({Text(statement.name), Text(statement.declaration), JoinedBy(statement.norms, ", "),
+                  JoinedBy(statement.references, ", "), statement.date, JoinedBy(conformity, ", "),
+                  JoinedBy(values, ", "), Text(statement.authority)},
+                 " · ");
+    html_ += ElementHtml("p", text);
+  }
+}
+
+void Page::AddFooter(const std::string& sha256) {
+  std::vector<std::string> software;
+  for (const CertificateSoftware& one : certificate_.software)
+    software.push_back(JoinedBy({Text(one.name), one.release}, " "));
+  html_ += "<footer>\n" + ElementHtml("div", Localized(kPageNote)) +
+           ElementHtml("div",
+                       Localized(kMadeWith) + " " + JoinedBy(software, ", ") + " · DCC " + certificate_.schema_version);
+  if (!sha256.empty()) html_ += ElementHtml("div", Localized(kFileDigest) + ": " + sha256);
+  html_ += "</footer>\n</body>\n</html>\n";
+}
+
+std::string Page::Html(const std::string& sha256, const std::string& signature) {
+  AddHead();
+  AddSummary(signature);
+  AddHeading(kItem);
+  for (const CertificateItem& item : certificate_.items) AddItem(item);
+  AddContact(kLaboratory, certificate_.laboratory, certificate_.laboratory_code);
+  AddContact(kCustomer, certificate_.customer, "");
+  AddStatements();
+  for (const CertificateMeasurement& measurement : certificate_.measurements) AddMeasurement(measurement);
+  AddFooter(sha256);
+  return std::move(html_);
+}
+
+class Budgets {
+ public:
+  Budgets(const RunResult& run, Language language) : run_(run), language_(language) {}
+
+  std::string Html(const Evaluation& evaluation) const;
+
+ private:
+  std::string Number(double value) const;
+  std::string PointHtml(const std::string& title, const EvaluatedPoint& point) const;
+  Row TermRow(const BudgetTerm& term) const;
+
+  const RunResult& run_;
+  Language language_;
+};
+
+std::string Budgets::Number(double value) const {
+  constexpr int kDigits = 4;
+  std::string number = std::isinf(value) ? "∞" : FormatGeneral(value, kDigits);
+  if (language_ == Language::kFrench) std::replace(number.begin(), number.end(), '.', ',');
+  return number;
+}
+
+Row Budgets::TermRow(const BudgetTerm& term) const {
+  return {{language_ == Language::kFrench ? term.name_fr : term.name_en},
+          {Number(term.value), "n"},
+          {In(DistributionText(term.distribution), language_)},
+          {Number(term.Divisor()), "n"},
+          {Number(term.sensitivity), "n"},
+          {Number(term.Contribution()), "n"},
+          {Number(term.freedom), "n"}};
+}
+
+std::string Budgets::PointHtml(const std::string& title, const EvaluatedPoint& point) const {
+  std::vector<Row> rows;
+  for (const BudgetTerm& term : point.budget.terms) rows.push_back(TermRow(term));
+  rows.push_back({{In(kSum, language_)},
+                  {},
+                  {},
+                  {},
+                  {},
+                  {Number(point.budget.StandardUncertainty()), "n"},
+                  {Number(point.budget.EffectiveFreedom()), "n"}});
+  const bool floored =
+      point.budget.CoverageFactor() * point.budget.StandardUncertainty() < point.budget.best_capability;
+  std::string expanded = point.printed.expanded;
+  std::string factor = point.printed.coverage_factor;
+  for (std::string* const text : {&expanded, &factor}) {
+    if (language_ == Language::kFrench) std::replace(text->begin(), text->end(), '.', ',');
+  }
+  const std::string unit = run_.plan.unit;
+  const std::string result = floored ? WithValues(In(kFloored, language_), {expanded, unit})
+                                     : WithValues(In(kExpanded, language_), {expanded, unit, factor});
+  const Row head = {
+      {In(kTerm, language_)},         {In(kValue, language_), "n"},       {In(kDistribution, language_)},
+      {In(kDivisor, language_), "n"}, {In(kSensitivity, language_), "n"}, {In(kContribution, language_), "n"},
+      {In(kFreedom, language_), "n"}};
+  return ElementHtml("h3", title) + TableHtml(head, rows) + ElementHtml("p", result);
+}
+
+std::string Budgets::Html(const Evaluation& evaluation) const {
+  std::string html = ElementHtml("h2", In(kBudgets, language_));
+  for (const EvaluatedUnit& unit : evaluation.units) {
+    for (std::size_t p = 0; p < unit.phases.size(); ++p) {
+      const EvaluatedPhase& phase = unit.phases[p];
+      for (const EvaluatedPoint& point : phase.points) {
+        const PointResult& measured = run_.phases[p].points[point.point];
+        const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : "";
+        html += PointHtml(
+            WithValues(In(kBudgetOf, language_), {run_.plan.units[unit.unit].name,
+                                                  In(phase.phase == Phase::kAsLeft ? kAsLeft : kAsFound, language_),
+                                                  Number(measured.nominal) + " " + run_.plan.unit + arrow}),
+            point);
+      }
+    }
+  }
+  return html;
+}
+
+}  // namespace
+
+std::string CertificatePage(const Certificate& certificate, Language language, const std::string& sha256,
+                            const std::string& signature) {
+  return Page(certificate, language).Html(sha256, signature);
+}
+
+std::string BudgetSection(const RunResult& run, const Evaluation& evaluation, Language language) {
+  return Budgets(run, language).Html(evaluation);
+}
+
+}  // namespace ulix::calibration

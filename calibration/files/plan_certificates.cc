@@ -1,0 +1,151 @@
+#include "calibration/files/plan_certificates.h"
+
+#include <filesystem>
+
+#include "base/sha256.h"
+#include "calibration/certificate_builder.h"
+#include "calibration/certificate_page.h"
+#include "calibration/dcc/dcc.h"
+#include "calibration/files/reference_file.h"
+#include "calibration/files/signature.h"
+#include "platform/files.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr LocalizedText kOverdue{
+    "the certificate % was due for recalibration on %; accept-overdue with a reason takes it all the same",
+    "le certificat % était à renouveler le % ; accept-overdue avec une raison l'accepte tout de même"};
+constexpr LocalizedText kOverdueAccepted{"the certificate % was due for recalibration on %, accepted: %",
+                                         "le certificat % était à renouveler le %, accepté : %"};
+constexpr LocalizedText kOtherSerial{"the certificate % is not for serial number %, but for %",
+                                     "le certificat % n'est pas pour le numéro de série %, mais pour %"};
+constexpr LocalizedText kOtherFile{"the file % has the digest %", "le fichier % a l'empreinte %"};
+constexpr LocalizedText kUnwritable{"% cannot be written", "% ne peut pas être écrit"};
+
+// The number that the certificate must name: the probe's, else its instrument's. Empty: the plan has none.
+std::string ReferenceSerial(const Plan& plan) {
+  if (!plan.reference.serial_number.empty()) return plan.reference.serial_number;
+  const PlannedInstrument* const instrument = plan.FindInstrument(plan.reference.channel.instrument);
+  return instrument == nullptr ? "" : instrument->serial_number;
+}
+
+std::string FileOf(const Plan& plan) {
+  const std::filesystem::path file = platform::PathOf(plan.reference.certificate.file);
+  return file.is_absolute() || plan.folder.empty() ? file.string() : (platform::PathOf(plan.folder) / file).string();
+}
+
+class CertificateCheck {
+ public:
+  CertificateCheck(const Plan& plan, Language language) : plan_(plan), language_(language) {}
+
+  std::vector<PlanProblem> Run(const std::string& today);
+
+ private:
+  void Note(const Problem& problem, bool warning = false) {
+    found_.push_back({plan_.reference.certificate.line, "reference.certificate", problem.In(language_), warning});
+  }
+  void CheckReference(const ReferenceCertificate& reference, const std::string& today);
+  void CheckDate(const ReferenceCertificate& reference, const std::string& today);
+  void CheckPoints(const ReferenceCertificate& reference);
+
+  const Plan& plan_;
+  Language language_;
+  std::vector<PlanProblem> found_;
+};
+
+void CertificateCheck::CheckDate(const ReferenceCertificate& reference, const std::string& today) {
+  if (!reference.IsOverdue(today)) return;
+  const std::string& reason = plan_.reference.certificate.accept_overdue;
+  if (reason.empty()) return Note(MakeProblem(kOverdue, {reference.identifier, reference.due_date}));
+  Note(MakeProblem(kOverdueAccepted, {reference.identifier, reference.due_date, reason}), true);
+}
+
+// The first point outside says enough.
+void CertificateCheck::CheckPoints(const ReferenceCertificate& reference) {
+  for (const PlannedPoint& point : plan_.points) {
+    const auto correction = reference.At(point.value);
+    if (!correction) return Note(correction.error());
+  }
+}
+
+void CertificateCheck::CheckReference(const ReferenceCertificate& reference, const std::string& today) {
+  const std::string& expected = plan_.reference.certificate.sha256;
+  if (!expected.empty() && !EqualIgnoringCase(expected, reference.sha256)) {
+    return Note(MakeProblem(kOtherFile, {reference.file, reference.sha256}));
+  }
+  const std::string serial = ReferenceSerial(plan_);
+  if (!serial.empty() && !reference.IsFor(serial)) {
+    std::string named;
+    for (const std::string& one : reference.serial_numbers) named += (named.empty() ? "" : ", ") + one;
+    Note(MakeProblem(kOtherSerial, {reference.identifier, serial, named}));
+  }
+  CheckDate(reference, today);
+  CheckPoints(reference);
+}
+
+std::vector<PlanProblem> CertificateCheck::Run(const std::string& today) {
+  const auto reference = LoadReferenceOf(plan_);
+  if (!reference) {
+    Note(reference.error());
+  } else if (*reference) {
+    CheckReference(**reference, today);
+  }
+  if (plan_.certificate.identifier.empty()) return std::move(found_);
+  for (const Problem& gap : CertificateGaps(plan_)) {
+    found_.push_back({0, "certificate", gap.In(language_), true});
+  }
+  return std::move(found_);
+}
+
+Result<void> WriteFile(const std::string& path, std::string_view bytes) {
+  platform::NewFile file(path);
+  if (!file.Write(bytes) || !file.Commit()) return Refused(kUnwritable, {path});
+  return {};
+}
+
+// One certificate, signed where that is asked for, and the page of the file as it is then.
+Result<void> WriteOne(const Certificate& certificate, const std::string& stem, const std::string& sign,
+                      Language language) {
+  const std::string xml_file = stem + ".xml";
+  auto done = WriteDcc(certificate).and_then([&](const std::string& xml) { return WriteFile(xml_file, xml); });
+  if (done && !sign.empty()) done = SignCertificate(xml_file, sign);
+  if (!done) return done;
+  return ReadDocument(xml_file).and_then([&](const std::string& xml) {
+    return WriteFile(stem + ".html", CertificatePage(certificate, language, Sha256Hex(xml)));
+  });
+}
+
+}  // namespace
+
+Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const Plan& plan) {
+  if (plan.reference.certificate.file.empty()) return std::nullopt;
+  return LoadReferenceCertificate(FileOf(plan), plan.unit).map([](ReferenceCertificate reference) {
+    return std::optional(std::move(reference));
+  });
+}
+
+std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today, Language language) {
+  return CertificateCheck(plan, language).Run(today);
+}
+
+Result<WrittenCertificates> WriteCertificates(const RunResult& run, const std::string& folder,
+                                              const std::string& issue_date, const std::string& sign,
+                                              Language language) {
+  const auto reference = LoadReferenceOf(run.plan);
+  if (!reference) return tl::unexpected(reference.error());
+  const auto evaluation = Evaluate(run, *reference);
+  if (!evaluation) return tl::unexpected(evaluation.error());
+  WrittenCertificates written;
+  for (std::size_t unit = 0; unit < run.plan.units.size(); ++unit) {
+    const auto certificate = BuildCertificate(run, *evaluation, unit, issue_date);
+    if (!certificate) return tl::unexpected(certificate.error());
+    const std::string stem = (platform::PathOf(folder) / ("certificate-" + std::to_string(unit + 1))).string();
+    if (const auto done = WriteOne(*certificate, stem, sign, language); !done) return tl::unexpected(done.error());
+    written.files.push_back(stem + ".xml");
+    written.files.push_back(stem + ".html");
+  }
+  return written;
+}
+
+}  // namespace ulix::calibration

@@ -1,0 +1,64 @@
+#include "calibration/files/rules_check.h"
+
+#include <filesystem>
+#include <random>
+#include <system_error>
+
+#include "calibration/files/reference_file.h"
+#include "platform/child_process.h"
+#include "platform/files.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr LocalizedText kNoResult{"the rules of % gave no result", "les règles de % n'ont pas donné de résultat"};
+constexpr std::chrono::seconds kLimit(120);
+constexpr char kSaxon[] = "/usr/share/java/Saxon-HE.jar";
+constexpr char kClassPath[] = "/usr/share/java/Saxon-HE.jar:/usr/share/java/xml-resolver.jar";
+
+std::string RulesIn(const std::string& folder) {
+  std::error_code error;
+  for (const char* path : {"schematron/dcc.svrl", "dcc.svrl", "schema/schematron/dcc.svrl"}) {
+    const std::filesystem::path file = platform::PathOf(folder) / path;
+    if (std::filesystem::is_regular_file(file, error)) return file.string();
+  }
+  return {};
+}
+
+// A file name of its own in the folder for such; what is there is removed in every way out.
+class ScratchFile {
+ public:
+  explicit ScratchFile(const std::filesystem::path& folder)
+      : path_(folder / ("ulix-rules-" + std::to_string(std::random_device()()) +
+                        std::to_string(std::random_device()()) + ".xml")) {}
+  ~ScratchFile() {
+    std::error_code ignored;
+    std::filesystem::remove(path_, ignored);
+  }
+  ScratchFile(const ScratchFile&) = delete;
+  ScratchFile& operator=(const ScratchFile&) = delete;
+  std::string path() const { return path_.string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace
+
+Result<std::optional<std::vector<RuleFinding>>> CheckDccRules(const std::string& path, const std::string& folder) {
+  const std::string rules = RulesIn(folder);
+  std::error_code error;
+  if (rules.empty() || !std::filesystem::exists(kSaxon, error)) return std::nullopt;
+  const ScratchFile report(std::filesystem::temp_directory_path(error));
+  const auto status = platform::RunProgram({"java", "-Xmx512m", "-cp", kClassPath, "net.sf.saxon.Transform",
+                                            "-s:" + path, "-xsl:" + rules, "-o:" + report.path()},
+                                           kLimit);
+  if (!status) return std::nullopt;
+  if (*status != 0) return Refused(kNoResult, {rules});
+  const auto findings =
+      ReadDocument(report.path()).and_then([](const std::string& xml) { return ReadRuleFindings(xml); });
+  if (!findings) return tl::unexpected(findings.error());
+  return *findings;
+}
+
+}  // namespace ulix::calibration

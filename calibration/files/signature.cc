@@ -1,0 +1,76 @@
+#include "calibration/files/signature.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "calibration/dcc/dcc.h"
+#include "calibration/files/reference_file.h"
+#include "platform/child_process.h"
+#include "platform/files.h"
+
+namespace ulix::calibration {
+namespace {
+
+constexpr LocalizedText kNoProgram{
+    "xmlsec1 cannot be run; install it to sign and verify certificates",
+    "xmlsec1 ne peut pas être lancé ; installez-le pour signer et vérifier des certificats"};
+constexpr LocalizedText kNotSigned{"xmlsec1 did not sign % (key and certificate: %)",
+                                   "xmlsec1 n'a pas signé % (clé et certificat : %)"};
+constexpr LocalizedText kNotVerified{
+    "the signature of % does not hold: the certificate was changed, or its signer is not the one in %",
+    "la signature de % n'est pas valable : le certificat a été modifié, ou son signataire n'est pas celui de %"};
+constexpr LocalizedText kUnwritable{"% cannot be written", "% ne peut pas être écrit"};
+
+constexpr std::chrono::seconds kLimit(60);
+
+Result<void> RunXmlsec(std::vector<std::string> arguments, const Problem& failure) {
+  arguments.insert(arguments.begin(), "xmlsec1");
+  const auto status = platform::RunProgram(arguments, kLimit);
+  constexpr int kNoSuchProgram = 127;
+  if (!status || *status == kNoSuchProgram) return Refused(kNoProgram);
+  if (*status != 0) return tl::unexpected(failure);
+  return {};
+}
+
+// A name that no option can be mistaken for.
+std::string PathArgument(const std::string& path) { return path.starts_with('-') ? "./" + path : path; }
+
+Result<void> WriteDocument(const std::string& path, std::string_view bytes) {
+  platform::NewFile file(path);
+  if (!file.Write(bytes) || !file.Commit()) return Refused(kUnwritable, {path});
+  return {};
+}
+
+// Removed in every way out.
+struct ScratchFile {
+  std::string path;
+  ~ScratchFile() {
+    std::error_code ignored;
+    std::filesystem::remove(platform::PathOf(path), ignored);
+  }
+};
+
+}  // namespace
+
+Result<void> SignCertificate(const std::string& path, const std::string& key_and_certificate) {
+  const auto prepared = ReadDocument(path).and_then([](const std::string& xml) { return WithSignatureTemplate(xml); });
+  if (!prepared) return tl::unexpected(prepared.error());
+  const ScratchFile unsigned_file{path + ".unsigned"};
+  const ScratchFile signed_file{path + ".signed"};
+  if (const auto written = WriteDocument(unsigned_file.path, *prepared); !written) return written;
+  const auto done = RunXmlsec({"--sign", "--privkey-pem", key_and_certificate, "--output",
+                               PathArgument(signed_file.path), PathArgument(unsigned_file.path)},
+                              MakeProblem(kNotSigned, {path, key_and_certificate}));
+  if (!done) return done;
+  return ReadDocument(signed_file.path).and_then([&](const std::string& xml) { return WriteDocument(path, xml); });
+}
+
+Result<void> VerifyCertificate(const std::string& path, const std::string& trusted) {
+  const auto covered = ReadDocument(path).and_then([](const std::string& xml) { return CheckSignatureCoversAll(xml); });
+  if (!covered) return covered;
+  return RunXmlsec({"--verify", "--enabled-key-data", "x509", "--enabled-reference-uris", "empty", "--trusted-pem",
+                    trusted, PathArgument(path)},
+                   MakeProblem(kNotVerified, {path, trusted}));
+}
+
+}  // namespace ulix::calibration
