@@ -24,6 +24,7 @@ constexpr std::array kVerbs = {
     Verb{"program", "Check, send or read back a logger's program", DefineProgram},
     Verb{"error", "What a result code means", DefineError},
     Verb{"convert", "Ohms and millivolts to temperature, and back", DefineConvert},
+    Verb{"certificate", "Check a digital calibration certificate, or show it", DefineCertificate},
     Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
     Verb{"help", "What a verb does and what it takes", DefineHelp},
     Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},

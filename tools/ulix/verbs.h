@@ -40,6 +40,7 @@ Action DefineProgram(CLI::App& verb);
 
 Action DefineError(CLI::App& verb);
 Action DefineConvert(CLI::App& verb);
+Action DefineCertificate(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
 Action DefineQuery(CLI::App& verb);
 Action DefineConsole(CLI::App& verb);

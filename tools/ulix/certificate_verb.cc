@@ -1,0 +1,214 @@
+// certificate: checks a digital calibration certificate, or shows it to people.
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/sha256.h"
+#include "calibration/certificate_page.h"
+#include "calibration/certificate_units.h"
+#include "calibration/dcc/dcc.h"
+#include "calibration/files/reference_file.h"
+#include "calibration/files/rules_check.h"
+#include "calibration/files/signature.h"
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+using calibration::Certificate;
+using calibration::Problem;
+
+constexpr LocalizedText kWellFormed{"certificate % of %, version %", "certificat % de %, version %"};
+constexpr LocalizedText kError{"error: %", "erreur : %"};
+constexpr LocalizedText kWarning{"warning: %", "avertissement : %"};
+constexpr LocalizedText kSchemaHolds{"schema: no error", "schéma : aucune erreur"};
+constexpr LocalizedText kRulesHold{"rules: no error, no warning", "règles : aucune erreur, aucun avertissement"};
+constexpr LocalizedText kRulesSkipped{
+    "rules: not run, they need Java, Saxon and schematron/dcc.svrl in the folder",
+    "règles : non vérifiées, il faut Java, Saxon et schematron/dcc.svrl dans le dossier"};
+constexpr LocalizedText kSignatureHolds{"signature: holds", "signature : valable"};
+constexpr LocalizedText kSignatureNotVerified{"signature: there is one, not verified (--trusted CERT.pem verifies it)",
+                                              "signature : présente, non vérifiée (--trusted CERT.pem la vérifie)"};
+constexpr LocalizedText kUnsigned{"signature: none", "signature : aucune"};
+constexpr LocalizedText kWithFindings{"% findings", "% constatations"};
+
+struct CertificateOptions {
+  ConnectionOptions connection;  // of which only the language counts
+  std::string action;
+  std::string file;
+  std::string schema;
+  std::string trusted;
+  std::string page;
+};
+
+std::string InShownLanguage(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
+  return WithValues(ShownLanguage() == Language::kFrench ? text.fr : text.en, values);
+}
+
+template <typename T>
+T OrFailure(calibration::Result<T> result) {
+  if (!result) throw OperationFailed(E_INVALIDARG, result.error().In(ShownLanguage()));
+  if constexpr (!std::is_void_v<T>) return std::move(*result);
+}
+
+// Prints findings as they come and counts them.
+class Findings {
+ public:
+  void Error(const std::string& text) { Print(kError, text); }
+  void Warning(const std::string& text) { Print(kWarning, text); }
+  int count() const { return count_; }
+
+ private:
+  void Print(const LocalizedText& kind, const std::string& text) {
+    PrintLine(InShownLanguage(kind, {text}));
+    ++count_;
+  }
+  int count_ = 0;
+};
+
+void CheckSchema(const CertificateOptions& options, const std::string& xml, Findings& findings) {
+  const auto schema = OrFailure(calibration::CheckDccSchema(xml, options.schema));
+  for (const std::string& finding : schema) findings.Error(finding);
+  if (schema.empty()) PrintLine(InShownLanguage(kSchemaHolds));
+}
+
+void CheckRules(const CertificateOptions& options, Findings& findings) {
+  const auto rules = OrFailure(calibration::CheckDccRules(options.file, options.schema));
+  if (!rules) return PrintLine(InShownLanguage(kRulesSkipped));
+  for (const calibration::RuleFinding& finding : *rules) {
+    finding.error ? findings.Error(finding.text) : findings.Warning(finding.text);
+  }
+  if (rules->empty()) PrintLine(InShownLanguage(kRulesHold));
+}
+
+void CheckSignature(const CertificateOptions& options, const Certificate& certificate, Findings& findings) {
+  if (options.trusted.empty())
+    return PrintLine(InShownLanguage(certificate.signatures == 0 ? kUnsigned : kSignatureNotVerified));
+  const auto verified = calibration::VerifyCertificate(options.file, options.trusted);
+  verified ? PrintLine(InShownLanguage(kSignatureHolds)) : findings.Error(verified.error().In(ShownLanguage()));
+}
+
+int Check(const CertificateOptions& options) {
+  const std::string xml = OrFailure(calibration::ReadDocument(options.file));
+  const Certificate certificate = OrFailure(calibration::ReadDcc(xml));
+  PrintLine(InShownLanguage(
+      kWellFormed, {certificate.identifier, certificate.laboratory.name.In("en"), certificate.schema_version}));
+  Findings findings;
+  for (const Problem& problem : calibration::CheckContent(certificate)) findings.Error(problem.In(ShownLanguage()));
+  if (!options.schema.empty()) {
+    CheckSchema(options, xml, findings);
+    CheckRules(options, findings);
+  }
+  CheckSignature(options, certificate, findings);
+  if (findings.count() > 0)
+    throw OperationFailed(E_INVALIDARG, InShownLanguage(kWithFindings, {std::to_string(findings.count())}));
+  return 0;
+}
+
+// A table of results for a terminal or a pipe.
+void PrintTable(const calibration::CertificateTable& certificate_table, const std::string& language) {
+  std::vector<std::string> heads;
+  std::vector<const std::vector<std::string>*> columns;
+  std::size_t rows = 0;
+  const auto add = [&](const std::string& head, const std::vector<std::string>& list) {
+    heads.push_back(head);
+    columns.push_back(&list);
+    rows = std::max(rows, list.size());
+  };
+  for (const calibration::CertificateQuantity& quantity : certificate_table.quantities) {
+    if (quantity.values.empty()) continue;
+    const calibration::NumberList& list = quantity.values.back();
+    add(quantity.name.In(language) + " (" + calibration::ReadableUnit(list.unit) + ")", list.numbers);
+    if (list.uncertainty) add("U", list.uncertainty->expanded);
+    if (list.uncertainty) add("k", list.uncertainty->coverage_factor);
+    for (const calibration::CertificateStatement& statement : quantity.meta_data) {
+      if (!statement.conformity.empty()) add(statement.name.In(language), statement.conformity);
+    }
+  }
+  Table table(heads);
+  for (std::size_t r = 0; r < rows; ++r) {
+    std::vector<std::string> row;
+    for (const auto* column : columns)
+      row.push_back(column->size() == 1 ? column->front() : r < column->size() ? (*column)[r] : "");
+    table.Add(row);
+  }
+  table.Print();
+}
+
+void PrintFact(const std::string& text) {
+  if (!text.empty()) PrintLine(text);
+}
+
+int ShowAsText(const Certificate& certificate, const std::string& language) {
+  PrintLine(InShownLanguage(
+      kWellFormed, {certificate.identifier, certificate.laboratory.name.In(language), certificate.schema_version}));
+  PrintFact(certificate.begin_date + " - " + certificate.end_date);
+  for (const calibration::CertificateItem& item : certificate.items) {
+    std::string line = item.name.In(language);
+    for (const auto& identification : item.identifications) line += ", " + identification.value;
+    PrintFact(line);
+  }
+  for (const calibration::CertificateStatement& statement : certificate.statements) {
+    PrintFact(statement.declaration.In(language) + (statement.date.empty() ? "" : " " + statement.date));
+  }
+  for (const calibration::CertificateMeasurement& measurement : certificate.measurements) {
+    PrintFact("");
+    PrintFact(measurement.name.In(language));
+    for (const calibration::CertificateResult& result : measurement.results) {
+      for (const calibration::CertificateTable& table : result.tables) PrintTable(table, language);
+    }
+  }
+  return 0;
+}
+
+int Show(const CertificateOptions& options) {
+  const std::string xml = OrFailure(calibration::ReadDocument(options.file));
+  const Certificate certificate = OrFailure(calibration::ReadDcc(xml));
+  const Language language = ShownLanguage();
+  if (options.page.empty()) return ShowAsText(certificate, language == Language::kFrench ? "fr" : "en");
+  const std::string signature = InShownLanguage(certificate.signatures == 0 ? kUnsigned : kSignatureNotVerified);
+  WriteWholeFile(options.page, calibration::CertificatePage(certificate, language, Sha256Hex(xml), signature));
+  return 0;
+}
+
+int RunCertificate(const CertificateOptions& options) {
+  if (options.action == "check") {
+    if (!options.page.empty()) throw UsageError("PAGE", "takes effect with show");
+    return Check(options);
+  }
+  if (!options.schema.empty()) throw UsageError("--schema", "takes effect with check");
+  if (!options.trusted.empty()) throw UsageError("--trusted", "takes effect with check");
+  return Show(options);
+}
+
+}  // namespace
+
+Action DefineCertificate(CLI::App& verb) {
+  const auto options = std::make_shared<CertificateOptions>();
+  verb.add_option("ACTION", options->action, "check or show")
+      ->required()
+      ->type_name("")
+      ->check(CLI::IsMember({"check", "show"}));
+  verb.add_option("FILE", options->file, "A digital calibration certificate (DCC), ours or another's")
+      ->required()
+      ->type_name("");
+  verb.add_option("PAGE", options->page, "With show: write a page for people, an HTML file, there")->type_name("");
+  verb.add_option("--schema", options->schema, "With check: the folder of the schema and the rules")->type_name("DIR");
+  verb.add_option("--trusted", options->trusted, "With check: verify the signature against this certificate")
+      ->type_name("CERT.pem");
+  AddLanguage(verb, options->connection);
+  verb.footer(
+      "check reads the certificate within bounds, whoever made it, and tells what is wrong with it; with --schema also "
+      "what\n"
+      "the published schema and, where Java and Saxon are installed, its rules find. Exit status 1 with any finding.\n"
+      "show prints its results, or writes the page.");
+  return [=] { return RunCertificate(*options); };
+}
+
+}  // namespace ulix::cli
