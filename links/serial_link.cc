@@ -31,24 +31,30 @@ bool RanOutOfTime(const platform::IoResult& result) {
 
 }  // namespace
 
-// One hold of the machine-wide mutex.
+// One turn at the port: this link's own mutex and, for a port that other programs can reach, the machine-wide one.
 class SerialLink::Hold {
  public:
-  explicit Hold(SerialLink& link) : mutex_(link.port_mutex_) {
+  explicit Hold(SerialLink& link) : Hold(link, nullptr) {}
+  // For a port that is not open yet.
+  Hold(SerialLink& link, const platform::BoundPort* port) : own_(link.own_mutex_) {
+    const bool of_machine = port ? port->IsOfMachine() : link.of_machine_;
+    if (!of_machine) return;
     platform::LockProblem problem;
-    held_ = mutex_.LockFor(link.options_.lock_wait, &problem);
-    if (!held_) TraceLine(problem.Describe());
+    held_ = link.port_mutex_.LockFor(link.options_.lock_wait, &problem);
+    if (held_) machine_ = &link.port_mutex_;
+    if (!held_) link.NoteNoTurn(problem);
   }
   ~Hold() {
-    if (held_) mutex_.Unlock();
+    if (machine_) machine_->Unlock();
   }
   Hold(const Hold&) = delete;
   Hold& operator=(const Hold&) = delete;
   explicit operator bool() const { return held_; }
 
  private:
-  platform::NamedMutex& mutex_;
-  bool held_ = false;
+  const std::lock_guard<std::mutex> own_;
+  platform::NamedMutex* machine_ = nullptr;
+  bool held_ = true;
 };
 
 // A read timeout for one call, put back by Restore; 0 changes nothing.
@@ -74,7 +80,7 @@ class SerialLink::ReadTimeout {
 SerialLink::SerialLink(Options options)
     : options_(std::move(options)), port_mutex_(kPortMutexName), trace_(options_.trace) {}
 
-// Runs an operation on the open port under the machine-wide mutex.
+// Runs an operation on the open port, alone.
 template <typename Body>
 LinkOutcome SerialLink::WithPort(Body&& body) {
   if (!open_) return LinkOutcome::kNotOpen;
@@ -129,22 +135,26 @@ HRESULT SerialLink::Reopen() { return Open(Device::kBound); }
 
 HRESULT SerialLink::Open(Device device) {
   if (open_) return S_OK;
-  const Hold hold(*this);
+  const SerialParams wanted = params();
+  const platform::PortResolution found = Find(device, wanted);
+  const Hold hold(*this, found.port.get());
   if (!hold) return E_FAIL;
   if (port_) return S_OK;
-  SetPort(OpenConfigured(device));
+  SetPort(OpenConfigured(found, wanted));
   lost_ = false;
   open_ = port_ != nullptr;
   return open_ ? S_OK : serialCommErrUnableToOpenComm;
 }
 
 // The port, ready for use; null when any step of getting it there failed.
-std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured(Device device) {
-  const SerialParams wanted = params();
-  platform::OpenResult opened = OpenDevice(device, wanted);
+std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured(const platform::PortResolution& found,
+                                                                 const SerialParams& wanted) {
+  if (found.port) of_machine_ = found.port->IsOfMachine();
+  platform::OpenResult opened = found.port ? found.port->Open() : platform::OpenResult{nullptr, found.failure};
   const bool configured = opened.port && Prepare(*opened.port, wanted);
   if (opened.port && !configured) opened.failure.cause = platform::OpenFailureCause::kSettings;
   const std::lock_guard lock(params_mutex_);
+  if (found.port) bound_ = found.port;
   open_failure_ = opened.failure;
   return configured ? std::move(opened.port) : nullptr;
 }
@@ -159,21 +169,26 @@ bool SerialLink::Prepare(platform::SerialPort& port, const SerialParams& wanted)
   return true;
 }
 
-platform::OpenResult SerialLink::OpenDevice(Device device, const SerialParams& wanted) {
+// The device that was found before, if it is wanted, or the one that the settings name now.
+platform::PortResolution SerialLink::Find(Device device, const SerialParams& wanted) const {
   // Some systems take a rate of zero or of their own choice; none is asked.
   if (!TakesRate(wanted.baudRate)) return {nullptr, {.cause = platform::OpenFailureCause::kSettings}};
-  const platform::PortResolution found = Bind(device, wanted);
-  return found.port ? found.port->Open() : platform::OpenResult{nullptr, found.failure};
+  if (device == Device::kBound) {
+    const std::lock_guard lock(params_mutex_);
+    if (bound_) return {bound_, {}};
+  }
+  return options_.resolve_port(PortAddressOf(wanted));
 }
 
-platform::PortResolution SerialLink::Bind(Device device, const SerialParams& wanted) {
+void SerialLink::NoteNoTurn(const platform::LockProblem& problem) {
+  const std::string why = problem.Describe();
+  TraceLine(why);
   const std::lock_guard lock(params_mutex_);
-  if (bound_ && device == Device::kBound) return {bound_, {}};
-  platform::PortResolution found = options_.resolve_port(PortAddressOf(wanted));
-  bound_ = found.port;
-  return found;
+  open_failure_ = {.cause = platform::OpenFailureCause::kNoTurn,
+                   .os_error = problem.os_error,
+                   .holder = problem.holder,
+                   .detail = why};
 }
-
 platform::OpenFailure SerialLink::open_failure() const {
   const std::lock_guard lock(params_mutex_);
   return open_failure_;

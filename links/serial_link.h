@@ -26,8 +26,8 @@ inline constexpr const char* kPortMutexName = "SerialComMutex1";
 
 // Every operation that touches the port holds one mutex shared by all processes of the machine, whatever port it
 // drives, so that whole operations interleave and never bytes. It is waited for at most 60 s; E_FAIL when it was not
-// obtained. Operations on a closed port give serialCommErrCommClosed without waiting. Any thread may call any
-// operation.
+// obtained. A port inside this process (a simulated instrument) needs none, and waits for no other program. Operations
+// on a closed port give serialCommErrCommClosed without waiting. Any thread may call any operation.
 //
 // Timeouts are in milliseconds. As an argument, 0 keeps the port's own (1000 each way after Open); another value
 // replaces it for that call. Reading goes byte by byte, so that nothing behind a terminator is taken: the timeout
@@ -63,7 +63,7 @@ class SerialLink final : public Link {
   // The device that the last Open found and no other, whatever has its number or its path by now.
   HRESULT Reopen() override;
   HRESULT Close() override;
-  // Why the last Open or Reopen failed.
+  // Why the last Open or Reopen failed, or the last operation that got E_FAIL because it never had its turn.
   platform::OpenFailure open_failure() const override;
   bool IsOpen() const override { return open_; }
   bool IsLost() override { return lost_; }
@@ -134,9 +134,10 @@ class SerialLink final : public Link {
   void AddInterruptions(int count);
   enum class Device { kAnew, kBound };
   HRESULT Open(Device device);
-  std::unique_ptr<platform::SerialPort> OpenConfigured(Device device);
-  platform::OpenResult OpenDevice(Device device, const SerialParams& wanted);
-  platform::PortResolution Bind(Device device, const SerialParams& wanted);
+  platform::PortResolution Find(Device device, const SerialParams& wanted) const;
+  std::unique_ptr<platform::SerialPort> OpenConfigured(const platform::PortResolution& found,
+                                                       const SerialParams& wanted);
+  void NoteNoTurn(const platform::LockProblem& problem);
   bool Prepare(platform::SerialPort& port, const SerialParams& wanted);
   bool TakesRate(std::uint32_t rate) const;
   LinkOutcome Discard(bool input, bool output);
@@ -155,14 +156,16 @@ class SerialLink final : public Link {
   LinkOutcome Note(const platform::IoResult& result);
 
   Options options_;
+  std::mutex own_mutex_;     // one turn at the port; taken before port_mutex_
+  bool of_machine_ = false;  // whether other programs can reach the port; guarded by own_mutex_
   platform::NamedMutex port_mutex_;
-  HeldTrace trace_;  // guarded by port_mutex_
+  HeldTrace trace_;  // guarded by own_mutex_
   mutable std::mutex params_mutex_;
   // All guarded by params_mutex_.
   SerialParams params_;
   std::shared_ptr<platform::BoundPort> bound_;  // the device that was found; none before the first Open
   platform::OpenFailure open_failure_;
-  // Both guarded by port_life_mutex_; the port is changed with port_mutex_ held as well, so that either will do to use
+  // Both guarded by port_life_mutex_; the port is changed with own_mutex_ held as well, so that either will do to use
   // it.
   std::unique_ptr<platform::SerialPort> port_;
   int interruptions_ = 0;
@@ -172,7 +175,7 @@ class SerialLink final : public Link {
   std::atomic<std::uint32_t> read_ms_ = 0;
   std::atomic<std::uint32_t> write_ms_ = 0;
   std::atomic<std::uint32_t> last_error_ = 0;
-  // Both guarded by port_mutex_, the second of the open port.
+  // Both guarded by own_mutex_, the second of the open port.
   MonotonicTime wire_free_{};  // when the last written byte has left
   std::chrono::nanoseconds character_time_{0};
 };

@@ -29,6 +29,7 @@ enum class OpenFailureCause {
   kRefused,        // a server does not take the connection; `detail` is what it says, if anything
   kNoAnswer,       // a server did not answer in time
   kSettings,       // the line settings were refused; `detail` says which, where it is known
+  kNoTurn,         // the machine-wide lock of serial traffic was not had; `detail` names it and says why, in English
   kSystem,         // any other failure; `os_error` says which
 };
 

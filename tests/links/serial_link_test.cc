@@ -252,10 +252,26 @@ TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   EXPECT_EQ(TakeCalls(), Calls{});
   EXPECT_TRUE(impatient.IsOpen());
+  EXPECT_EQ(impatient.open_failure().cause, platform::OpenFailureCause::kNoTurn);
+  EXPECT_NE(impatient.open_failure().detail.find("SerialComMutex1"), std::string::npos) << "says which object it is";
   // Whoever holds the mutex may go on with whole exchanges.
   EXPECT_EQ(impatient.WriteLine("A", '\n', 0), S_OK);
   mutex.Unlock();
   EXPECT_EQ(impatient.Close(), S_OK);
+}
+
+// Another program that waits for a mute instrument does not hold up a simulated one.
+TEST_F(SerialLinkTest, APortInsideTheProcessWaitsForNoOtherProgram) {
+  line_.of_machine = false;
+  platform::NamedMutex mutex("SerialComMutex1");
+  ASSERT_TRUE(mutex.LockFor(std::chrono::seconds(60)));
+  std::thread([&] {
+    SerialLink link({.resolve_port = ResolverOf(line_), .lock_wait = std::chrono::milliseconds(1)});
+    EXPECT_EQ(link.Open(), S_OK);
+    EXPECT_EQ(link.WriteLine("A", '\n', 0), S_OK);
+    EXPECT_EQ(link.Close(), S_OK);
+  }).join();
+  mutex.Unlock();
 }
 
 // Who shows a trace may stand still, a terminal that is paused say: nobody else waits for it.

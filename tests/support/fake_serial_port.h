@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/port_binding.h"
@@ -16,6 +17,7 @@ struct FakeLine {
   std::string input;  // what the device has sent
   platform::IoResult after_input{platform::IoOutcome::kNoFirstByte, 0, 0};
 
+  bool of_machine = true;  // whether other programs can reach it
   bool refuses_open = false;
   bool refuses_queues = false;
   bool refuses_configure = false;
@@ -68,13 +70,28 @@ class FakeSerialPort final : public platform::SerialPort {
   FakeLine& line_;
 };
 
+// The port that a number stands for on the line.
+class FakeBoundPort final : public platform::BoundPort {
+ public:
+  FakeBoundPort(FakeLine& line, platform::PortAddress address) : line_(line), address_(std::move(address)) {}
+  platform::OpenResult Open() override {
+    line_.calls.push_back("open " + std::to_string(address_.number));
+    if (line_.refuses_open) return {nullptr, {.cause = platform::OpenFailureCause::kNoSuchDevice}};
+    return {std::make_unique<FakeSerialPort>(line_), {}};
+  }
+  const std::string& location() const override { return address_.location; }
+  bool IsOfMachine() const override { return line_.of_machine; }
+
+ private:
+  FakeLine& line_;
+  const platform::PortAddress address_;
+};
+
 // Notes the port number and refuses when the line says so. The line outlives every port.
 inline platform::PortResolver ResolverOf(FakeLine& line) {
-  return platform::InProcessPorts([&line](const platform::PortAddress& address) {
-    line.calls.push_back("open " + std::to_string(address.number));
-    if (line.refuses_open) return platform::OpenResult{nullptr, {.cause = platform::OpenFailureCause::kNoSuchDevice}};
-    return platform::OpenResult{std::make_unique<FakeSerialPort>(line), {}};
-  });
+  return [&line](const platform::PortAddress& address) {
+    return platform::PortResolution{std::make_shared<FakeBoundPort>(line, address), {}};
+  };
 }
 
 }  // namespace ulix

@@ -152,6 +152,8 @@ std::string CauseOf(const platform::OpenFailure& failure) {
       return Shown(TextId::kNoAnswerInTime);
     case Cause::kSettings:
       return Shown(TextId::kLineSettingsRefused);
+    case Cause::kNoTurn:
+      return failure.detail;
   }
   return {};
 }
