@@ -1,13 +1,16 @@
 // A running group on a real terminal behind a link path, as a USB adapter has one: the terminal goes, another comes
-// under the same path. ULIX_UNPLUG_CYCLES sets how often.
+// under the same path, or another instrument is present. ULIX_UNPLUG_CYCLES sets how often.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "core/instrument.h"
 #include "core/worker.h"
@@ -18,6 +21,7 @@
 #include "tests/support/holdings.h"
 #include "tests/support/long_run.h"
 #include "tests/support/recording_sink.h"
+#include "tests/support/scoped_env.h"
 
 namespace ulix {
 namespace {
@@ -28,12 +32,31 @@ using std::chrono::steady_clock;
 constexpr std::uint32_t kPeriodMs = 100;
 constexpr int kUsualCycles = 5;
 
+// An instrument that keeps what it hears.
+class Listening final : public Simulator {
+ public:
+  explicit Listening(std::unique_ptr<Simulator> simulator) : simulator_(std::move(simulator)) {}
+  std::string heard;
+
+  std::vector<SimulatedReply> Receive(std::string_view bytes) override {
+    heard += bytes;
+    return simulator_->Receive(bytes);
+  }
+  std::string Refusal() const override { return simulator_->Refusal(); }
+  HRESULT Set(std::string_view key, std::string_view value) override { return simulator_->Set(key, value); }
+  std::vector<std::pair<std::string, std::string>> Properties() const override { return simulator_->Properties(); }
+
+ private:
+  std::unique_ptr<Simulator> simulator_;
+};
+
 // A Kelvo10 that measures `value`, on a terminal under `link`; both are gone with it.
 class PluggedDevice {
  public:
-  PluggedDevice(std::filesystem::path link, int value)
-      : link_(std::move(link)), instrument_(FindSimulator("kelvo10")(SystemClock())) {
+  PluggedDevice(std::filesystem::path link, int value, const char* identity = "ULIX,KELVO10,1,V2.10")
+      : link_(std::move(link)), instrument_(std::make_unique<Listening>(FindSimulator("kelvo10")(SystemClock()))) {
     instrument_.WithSimulator([&](Simulator& s) { s.Set("measure-text", std::to_string(value)); });
+    instrument_.WithSimulator([&](Simulator& s) { s.Set("identity", identity); });
     std::filesystem::create_symlink(endpoint_->address(), link_);
     server_ = std::thread([this] { Serve(instrument_, *endpoint_, SystemClock(), stop_); });
   }
@@ -44,6 +67,12 @@ class PluggedDevice {
   }
   PluggedDevice(const PluggedDevice&) = delete;
   PluggedDevice& operator=(const PluggedDevice&) = delete;
+
+  // What came since the last look; what was written before comes within this time.
+  std::string TakeHeard() {
+    std::this_thread::sleep_for(milliseconds(60));
+    return instrument_.WithSimulator([](Simulator& s) { return std::exchange(static_cast<Listening&>(s).heard, {}); });
+  }
 
  private:
   std::filesystem::path link_;
@@ -157,6 +186,82 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
   EXPECT_LT(Since(start), milliseconds(1000)) << "what ends something comes back with the device gone";
   std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
               static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
+}
+
+// Two instruments under two paths, which two numbers stand for at first.
+class TwoTerminals : public testing::Test {
+ protected:
+  TwoTerminals() { std::filesystem::create_directory(folder_); }
+  ~TwoTerminals() override { std::filesystem::remove_all(folder_); }
+
+  static constexpr const char* kFirst = "ULIX,KELVO10,1,V2.10";
+  static constexpr const char* kSecond = "ULIX,KELVO10,2,V2.10";
+  static constexpr int kNumber = 61;
+
+  // What each number stands for from now on.
+  void Number(const std::filesystem::path& first, const std::filesystem::path& second) {
+    numbers_.emplace_back("ULIX_COM61", first);
+    numbers_.emplace_back("ULIX_COM62", second);
+  }
+  HRESULT Read(float* value) {
+    const Reading reading = driver_->ReadChannel(0);
+    *value = reading.value;
+    return reading.code;
+  }
+
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("ulix-two-" + std::to_string(getpid()));
+  const std::filesystem::path own_ = folder_ / "ttyUSB0";
+  const std::filesystem::path other_ = folder_ / "ttyUSB1";
+  std::deque<ScopedEnv> numbers_;
+  Driver* driver_ = nullptr;
+};
+
+TEST_F(TwoTerminals, NeverReadsOrDrivesTheOtherOneAndHasItsOwnBack) {
+  for (const bool by_path : {true, false}) {
+    SCOPED_TRACE(by_path ? "by path" : "by number");
+    auto made = FindModel("kelvo10")->create({});
+    driver_ = made.get();
+    Instrument instrument(std::move(made));
+    auto own = std::make_unique<PluggedDevice>(own_, 1, kFirst);
+    PluggedDevice other(other_, 2, kSecond);
+    Number(own_, other_);
+    SerialParams params{.port = kNumber};
+    if (by_path) params.location = own_;
+    ASSERT_EQ(instrument.SetSerialParams(params), S_OK);
+    ASSERT_EQ(instrument.Connect(), S_OK);
+    float value = 0;
+    ASSERT_EQ(Read(&value), S_OK);
+    EXPECT_EQ(value, 1);
+
+    own.reset();
+    Number(other_, own_);
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_TRUE(Failed(Read(&value)));
+      EXPECT_TRUE(Failed(driver_->WriteChannel(1, 5.0F)));
+    }
+    // Another instrument in its place is asked what it is, and nothing else.
+    {
+      PluggedDevice stranger(own_, 3, kSecond);
+      for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Read(&value), kelvo10CtlErrNotKelvo10);
+        EXPECT_EQ(driver_->WriteChannel(1, 5.0F), kelvo10CtlErrNotKelvo10);
+      }
+      EXPECT_EQ(stranger.TakeHeard(), "*IDN?\n");
+      ASSERT_EQ(instrument.Disconnect(), S_OK);
+      Number(own_, other_);
+      ASSERT_EQ(instrument.Connect(), S_OK) << "a host that connects anew takes it";
+      ASSERT_EQ(Read(&value), S_OK);
+      EXPECT_EQ(value, 3);
+    }
+    EXPECT_TRUE(Failed(Read(&value)));
+    own = std::make_unique<PluggedDevice>(own_, 4, kSecond);
+    ASSERT_EQ(Read(&value), S_OK) << "the same instrument is back";
+    EXPECT_EQ(value, 4);
+    EXPECT_EQ(driver_->WriteChannel(1, 5.0F), S_OK);
+    EXPECT_NE(own->TakeHeard().find("OUT 5.000000"), std::string::npos);
+    EXPECT_EQ(other.TakeHeard(), "");
+  }
 }
 
 }  // namespace
