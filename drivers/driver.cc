@@ -1,5 +1,7 @@
 #include "drivers/driver.h"
 
+#include "base/trace.h"
+
 namespace ulix {
 
 Driver::Driver(const ModelCard& card, Wire wire, Facilities facilities)
@@ -8,6 +10,11 @@ Driver::Driver(const ModelCard& card, Wire wire, Facilities facilities)
       settings_(card.settings),
       link_(std::move(wire.link)),
       session_(*link_, std::move(wire.framer), *this, std::move(wire.options)) {}
+
+void Driver::Disconnect() {
+  session_.Disconnect();
+  TraceLine(std::string("CUlixInstr") + card_.class_name + "Ctl::Disconnect: " + TextOf(statistics()) + "\n");
+}
 
 std::optional<TextId> Driver::TakeWarning() {
   const int warning = warning_.exchange(kNoWarning);

@@ -75,7 +75,8 @@ class Driver : protected SessionPeer {
   HRESULT OpenLink() { return session_.Open(); }
   bool LinkIsOpen() const { return session_.IsOpen(); }
   Expected<bool> Connect() { return session_.Connect(); }
-  void Disconnect() { session_.Disconnect(); }
+  // Traces what the session counted.
+  void Disconnect();
   HRESULT Presence() { return session_.Presence(); }
   void InterruptWaits() { session_.InterruptWaits(); }
   void ResumeWaits() { session_.ResumeWaits(); }

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 namespace ulix {
 
@@ -16,6 +17,9 @@ struct SessionStatistics {
 
   bool operator==(const SessionStatistics&) const = default;
 };
+
+// "exchanges=12 timeouts=0 ...", for programs and traces: the keys are the same in every language.
+std::string TextOf(const SessionStatistics& statistics);
 
 // The same while they are counted: by the holder of the exchange lock, read by anybody.
 class SessionCounters {

@@ -85,7 +85,9 @@ class Kelvo10Test(ContractTest):
 
     def test_trace_shows_exchanges(self):
         _, out, trace = self.ulix("read", "kelvo10", "--port", self.instrument().device, "--trace")
-        for shown in (r"\d.*\*IDN\?", r"KELVO10 SN 1234 V1\.0\S", r"MEAS\?", r"12\.345\S", r"LOC"):
+        counted = "exchanges=4 timeouts=0 damaged=0 discarded=0 resynchronisations=0 reconnections=0"
+        for shown in (r"\d.*\*IDN\?", r"KELVO10 SN 1234 V1\.0\S", r"MEAS\?", r"12\.345\S", r"LOC",
+                      rf"CUlixInstrKelvo10Ctl::Disconnect: {counted}"):
             self.assertRegex(trace, shown)
         self.assertNotRegex(trace + out, r"[\x00-\x09\x0b-\x1f]")
 

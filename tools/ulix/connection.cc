@@ -12,6 +12,7 @@
 #include <system_error>
 #include <variant>
 
+#include "base/trace.h"
 #include "links/local_number.h"
 #include "links/port_url.h"
 #include "platform/port_list.h"
@@ -75,6 +76,7 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   DriverServices services;
   services.timeout_ms = options.timeout_ms;
   services.trace = trace ? std::move(trace) : TraceOf(options);
+  if (options.trace) SetTraceSink(TraceLineToStandardError);
   if (line != nullptr) {
     services.resolve_port = line->Ports();
     services.load_usb_library = line->UsbLoader();
@@ -259,16 +261,8 @@ Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterfac
   Configure(options);
 }
 
-// Keys are for programs as well, and the same in every language.
 Session::~Session() {
-  if (!stats_) return;
-  const SessionStatistics counted = instrument_.Statistics();
-  std::fprintf(stderr,
-               "exchanges=%llu timeouts=%llu damaged=%llu discarded=%llu resynchronisations=%llu reconnections=%llu\n",
-               static_cast<unsigned long long>(counted.exchanges), static_cast<unsigned long long>(counted.timeouts),
-               static_cast<unsigned long long>(counted.damaged), static_cast<unsigned long long>(counted.discarded),
-               static_cast<unsigned long long>(counted.resynchronisations),
-               static_cast<unsigned long long>(counted.reconnections));
+  if (stats_) std::fprintf(stderr, "%s\n", TextOf(instrument_.Statistics()).c_str());
 }
 
 void Session::Configure(const ConnectionOptions& options) {
@@ -332,7 +326,7 @@ void Session::Connect() {
 HRESULT Session::TryConnect() {
   const HRESULT result = instrument_.Connect();
   const std::string cause = Failed(result) ? CauseOf(instrument_.LinkFailure()) : std::string();
-  if (!cause.empty()) throw OperationFailed(result, ErrorText(result) + ": " + LinkPlace() + cause);
+  if (!cause.empty()) throw OperationFailed(result, Explain(result) + ": " + LinkPlace() + cause);
   return result;
 }
 
@@ -403,7 +397,9 @@ void Session::Check(HRESULT result) {
   std::string text = ErrorText(result);
   if (text.empty() && info.code == result) text = Shown(info.description);
   if (text.empty()) text = Explain(result);
-  throw OperationFailed(result, text);
+  const platform::OpenFailure failure = instrument_.LinkFailure();
+  const bool no_turn = result == E_FAIL && failure.cause == platform::OpenFailureCause::kNoTurn;
+  throw OperationFailed(result, no_turn ? text + ": " + CauseOf(failure) : text);
 }
 
 std::string Session::Explain(HRESULT code) {

@@ -13,6 +13,7 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
 #include "tools/ulix/texts.h"
 
 namespace ulix::cli {
@@ -87,6 +88,11 @@ void WireLog::Flush() {
 LinkTrace TraceTo(WireLog::Line line) {
   const auto log = std::make_shared<WireLog>(std::move(line));
   return [log](TraceDirection direction, std::string_view bytes) { log->Add(direction, bytes); };
+}
+
+void TraceLineToStandardError(std::string_view line) {
+  while (line.ends_with('\n')) line.remove_suffix(1);
+  std::cerr << IsoTime(SystemClock().LocalTime()).substr(11) + " = " + Shown(line) + "\n";
 }
 
 LinkTrace TraceToStandardError() {

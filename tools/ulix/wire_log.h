@@ -46,6 +46,8 @@ LinkTrace TraceTo(WireLog::Line line);
 
 // "10:11:12.345 > *IDN?<LF>" for each line, on standard error.
 LinkTrace TraceToStandardError();
+// "10:11:12.345 = exchanges=12 ..." for what the library itself traces (base/trace.h), on standard error.
+void TraceLineToStandardError(std::string_view line);
 // The same into a file, behind lines of '#' that say what it is of. OperationFailed when the file cannot be made.
 LinkTrace TraceToFile(const std::string& path, const std::string& model);
 
