@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-TEST(DateTest, CountsDaysFromTheOrigin) {
+TEST(DateTest, CivilTime_BecomesDaysSince1899AndIsoText) {
   struct Row {
     CivilTime civil;
     Date date;
@@ -23,7 +23,7 @@ TEST(DateTest, CountsDaysFromTheOrigin) {
   }
 }
 
-TEST(DateTest, KeepsEveryMillisecond) {
+TEST(DateTest, ConversionThereAndBack_KeepsEveryMillisecond) {
   for (const int year : {1899, 2026, 9999}) {
     for (int ms = 0; ms < 86'400'000; ms += 79'999) {
       const CivilTime time{year, 12, 29, ms / 3'600'000, ms / 60'000 % 60, ms / 1000 % 60, ms % 1000};
@@ -34,7 +34,7 @@ TEST(DateTest, KeepsEveryMillisecond) {
   }
 }
 
-TEST(DateTest, RoundsAcrossMidnight) {
+TEST(DateTest, FractionOfAMillisecondBeforeMidnight_RoundsToTheNextDay) {
   constexpr double kTenthOfMs = 0.1 / 86'400'000;
   EXPECT_EQ(IsoTime(2.0 - kTenthOfMs), "1900-01-01T00:00:00.000");
   EXPECT_EQ(IsoTime(36526.0 - kTenthOfMs), "2000-01-01T00:00:00.000");

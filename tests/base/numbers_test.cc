@@ -7,7 +7,7 @@
 namespace ulix {
 namespace {
 
-TEST(NumbersTest, ReadsThePrefixThatIsANumber) {
+TEST(NumbersTest, TextThatStartsWithANumber_GivesValueAndLength) {
   struct Row {
     std::string text;
     double value;
@@ -43,12 +43,12 @@ TEST(NumbersTest, ReadsThePrefixThatIsANumber) {
   }
 }
 
-TEST(NumbersTest, FindsNoNumber) {
+TEST(NumbersTest, TextThatDoesNotStartWithANumber_IsRejected) {
   const std::string texts[] = {"", " ", "+", "-", ".", "e5", "+-1", "- 1", "V1", "nan", "inf", "INF", "-inf"};
   for (const std::string& text : texts) EXPECT_FALSE(ParseDecimalPrefix(text)) << text;
 }
 
-TEST(NumbersTest, WritesAsPrintfWouldAndTheFewestDigitsOfAFloat) {
+TEST(NumbersTest, FormatFixedAndGeneral_WriteAsPrintfDoes) {
   EXPECT_EQ(FormatFixed(100.1F), "100.099998");
   EXPECT_EQ(FormatFixed(3.4e38F), "339999995214436424907732413799364296704.000000");
   EXPECT_EQ(FormatFixed(-0.0000004), "-0.000000");
@@ -58,6 +58,9 @@ TEST(NumbersTest, WritesAsPrintfWouldAndTheFewestDigitsOfAFloat) {
                                                     {0.0001, "0.0001"}, {0.00001, "1E-05"}, {-1.5e100, "-1.5E+100"}};
   for (const auto& [value, text] : general) EXPECT_EQ(FormatGeneral(value), text);
   EXPECT_EQ(FormatGeneral(2.50, 3), "2.5");
+}
+
+TEST(NumbersTest, FormatShortest_WritesTheFewestDigitsThatReadBackTheSame) {
   EXPECT_EQ(FormatShortest(100.1F), "100.1");
   for (const float value : {0.1F, 1.0F / 3, 1e-45F, 3.4028235e38F}) {
     EXPECT_EQ(static_cast<float>(*ParseDecimal(FormatShortest(value))), value);

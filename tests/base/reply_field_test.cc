@@ -9,7 +9,7 @@ namespace {
 
 using Behind = FieldForm::Behind;
 
-TEST(ReplyFieldTest, TakesTheNumberAndWhatTheProtocolPutsBehindIt) {
+TEST(ReplyFieldTest, NumberWithAllowedTrailingText_GivesValueAndUnit) {
   constexpr std::array<std::string_view, 2> kJoined = {"V", "mA"};
   struct Row {
     const char* field;
@@ -34,7 +34,7 @@ TEST(ReplyFieldTest, TakesTheNumberAndWhatTheProtocolPutsBehindIt) {
   }
 }
 
-TEST(ReplyFieldTest, AnythingElseMakesTheFieldUnreadable) {
+TEST(ReplyFieldTest, NumberWithAnythingElse_IsUnreadable) {
   constexpr FieldForm kUnit = {.behind = Behind::kUnit, .separators = " ,"};
   constexpr FieldForm kText = {.behind = Behind::kText};
   const std::pair<std::string, FieldForm> rows[] = {
@@ -64,7 +64,7 @@ TEST(ReplyFieldTest, AnythingElseMakesTheFieldUnreadable) {
   EXPECT_FALSE(ParseField(std::string_view("24.131\0", 7), kText));
 }
 
-TEST(ReplyFieldTest, ALineThatFillsItsRoomMayBeCutInANumber) {
+TEST(ReplyFieldTest, FullBufferThatEndsInsideANumber_MayBeCut) {
   for (const char* cut : {"V 1.25", "V 1.2.", "V 1.2-", "V 1.2E", "      "}) EXPECT_TRUE(MayCutNumber(cut, 6)) << cut;
   for (const char* whole : {"1.25 V", "1.25  ", "V 1.2", "TYPE E"}) EXPECT_FALSE(MayCutNumber(whole, 6)) << whole;
 }

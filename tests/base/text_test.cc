@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-TEST(TextTest, EveryByteSurvivesBothEncodings) {
+TEST(TextTest, EveryByte_SurvivesUtf8AndUtf16) {
   std::string every;
   for (int i = 0; i < 256; ++i) every += static_cast<char>(i);
   EXPECT_EQ(AnsiFromUtf8(Utf8FromAnsi(every)), every);
@@ -14,7 +14,7 @@ TEST(TextTest, EveryByteSurvivesBothEncodings) {
   EXPECT_EQ(Utf16FromAnsi("\x80\xB0"), u"\u20AC\u00B0");
 }
 
-TEST(TextTest, WhatThePageLacksAndEachByteOfABrokenSequenceIsAQuestionMark) {
+TEST(TextTest, CharacterOutsideThePageOrBrokenSequence_BecomesQuestionMarks) {
   const std::pair<const char*, const char*> cases[] = {
       {"\u03A9=\U0001F600!", "?=?!"},
       {"\xE2\x82", "??"},
@@ -30,13 +30,19 @@ TEST(TextTest, WhatThePageLacksAndEachByteOfABrokenSequenceIsAQuestionMark) {
   EXPECT_EQ(AnsiFromUtf16(u"\u03A9\xD83D\xDE00"), "???");
 }
 
-TEST(TextTest, ComparesAndCutsByAsciiRulesOnly) {
+TEST(TextTest, Comparison_IgnoresCaseOfAsciiLettersOnly) {
   EXPECT_EQ(AsciiUpper("az{\xE9"), "AZ{\xE9");
   EXPECT_TRUE(EqualIgnoringCase("Kelvo10", "KELVO10"));
   EXPECT_FALSE(EqualIgnoringCase("\xE9", "\xC9"));
   EXPECT_FALSE(EqualIgnoringCase("ab", "abc"));
+}
+
+TEST(TextTest, Trimmed_RemovesBlanksAtBothEnds) {
   EXPECT_EQ(Trimmed(" \t\r\n a b\v\f"), "a b");
   EXPECT_EQ(Trimmed(" \t"), "");
+}
+
+TEST(TextTest, Split_KeepsEmptyFieldsAndDropsEmptyWords) {
   EXPECT_EQ(SplitFields(",a,,b", ','), (std::vector<std::string_view>{"", "a", "", "b"}));
   EXPECT_EQ(SplitFields("", ',').size(), 1U);
   const std::vector<std::string_view> words = {"a", "b", "c"};

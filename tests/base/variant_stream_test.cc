@@ -13,7 +13,7 @@ Expected<std::string> ReadText(const std::string& bytes) {
   return VariantReader(stream).Bstr();
 }
 
-TEST(VariantStreamTest, WritesTypeAndValueLittleEndian) {
+TEST(VariantStreamTest, EachType_IsWrittenLittleEndianAndReadBack) {
   MemoryStream stream;
   VariantWriter writer(stream);
   writer.I2(-2);
@@ -35,7 +35,7 @@ TEST(VariantStreamTest, WritesTypeAndValueLittleEndian) {
   EXPECT_EQ(CodeOf(reader.Ui1()), kEndOfStream);
 }
 
-TEST(VariantStreamTest, TakesNoOtherType) {
+TEST(VariantStreamTest, ReadOfAnotherType_IsInvalidArgument) {
   const auto read = [](auto member) {
     MemoryStream stream(Bytes({19, 0, 1, 0, 0, 0}));
     VariantReader reader(stream);
@@ -47,7 +47,7 @@ TEST(VariantStreamTest, TakesNoOtherType) {
   EXPECT_EQ(read(&VariantReader::Bstr), E_INVALIDARG);
 }
 
-TEST(VariantStreamTest, BelievesNoHostileTextSize) {
+TEST(VariantStreamTest, ImpossibleTextSize_IsRefused) {
   EXPECT_EQ(ReadText(Bytes({8, 0, 2, 0, 0, 0, 0, 0})), "");
   for (const auto& bytes :
        {Bytes({8, 0, 0, 0, 0, 0}), Bytes({8, 0, 1, 0, 0, 0, 0}), Bytes({8, 0, 3, 0, 0, 0, 65, 0, 0}),
@@ -67,7 +67,7 @@ class FullStream final : public ByteStream {
   int writes = 0;
 };
 
-TEST(VariantStreamTest, KeepsTheFirstFailure) {
+TEST(VariantStreamTest, WriteThatFails_StopsTheWriterAndKeepsItsCode) {
   FullStream stream;
   VariantWriter writer(stream);
   for (int i = 0; i < 5; ++i) writer.Bstr("text");
