@@ -7,8 +7,8 @@
 namespace ulix::platform {
 namespace {
 
-// Every OEM page of western Europe and America.
-TEST(CodePageTest, LettersAndUnitsOfInstrumentsStandWhereEveryPageHasThem) {
+// All OEM pages of western Europe and America have these characters at the same bytes.
+TEST(CodePageTest, LettersAndUnitSigns_HaveTheirOemBytes) {
   std::string text = "A~\xB0\xB5\xB1\xB2\xE9\xC7\xFF";
   OemFromAnsi(text);
   EXPECT_EQ(text, "A~\xF8\xE6\xF1\xFD\x82\x80\x98");

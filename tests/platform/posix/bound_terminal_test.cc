@@ -1,5 +1,5 @@
-// The device behind a serial port's address, and what takes its place. Terminals stand for USB adapters: a device tree
-// of the test's own says which adapter each one is.
+// A serial port is bound to one USB adapter, whatever takes its path later. Terminals stand for the adapters: a device
+// tree made by the test says which adapter each terminal is.
 #include "platform/posix/bound_terminal.h"
 
 #include <gtest/gtest.h>
@@ -23,18 +23,18 @@ class BoundTerminalTest : public testing::Test {
   BoundTerminalTest() {
     fs::create_directories(sysfs_ / "dev/char");
     fs::create_directories(sysfs_ / "devices");
-    std::ofstream(sysfs_ / "devices/serial") << "of the hub\n";
+    std::ofstream(sysfs_ / "devices/serial") << "serial of the hub\n";
   }
   ~BoundTerminalTest() override { fs::remove_all(folder_); }
 
-  // From now on the path leads to this terminal.
+  // Makes the path lead to this terminal.
   void Plug(const ByteEndpoint& terminal) {
     Unplug();
     fs::create_symlink(terminal.address(), path_);
   }
   void Unplug() { fs::remove(path_); }
 
-  // Makes the terminal an adapter with this serial number; an empty one is the attribute's absence.
+  // Makes the terminal an adapter with this serial number. With an empty number it has no serial attribute.
   void MakeAdapter(const ByteEndpoint& terminal, const std::string& serial, const std::string& interface = "00") {
     struct stat file {};
     ASSERT_EQ(stat(terminal.address().c_str(), &file), 0);
@@ -73,7 +73,7 @@ class BoundTerminalTest : public testing::Test {
   int adapters_ = 0;
 };
 
-TEST_F(BoundTerminalTest, OpensItsAdapterAgainAndNoOther) {
+TEST_F(BoundTerminalTest, AnotherAdapterAtThePath_IsRefusedAndTheOwnOneOpensAgain) {
   struct Case {
     const char* own;
     const char* other;
@@ -90,15 +90,15 @@ TEST_F(BoundTerminalTest, OpensItsAdapterAgainAndNoOther) {
     EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNoSuchDevice);
     Plug(*two_);
     EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kAnotherDevice);
-    EXPECT_EQ(CauseOfOpening(*BindTerminal(path_, sysfs_)), OpenFailureCause::kNone) << "to who connects anew";
+    EXPECT_EQ(CauseOfOpening(*BindTerminal(path_, sysfs_)), OpenFailureCause::kNone) << "a new binding";
     Plug(*one_);
     EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNone) << "the same one is opened again";
   }
 }
 
-TEST_F(BoundTerminalTest, FollowsItsAdapterUnderAPathThatLeadsToIt) {
+TEST_F(BoundTerminalTest, SameAdapterUnderAnotherNode_IsOpened) {
   MakeAdapter(*one_, "A1");
-  MakeAdapter(*two_, "A1");  // the same adapter under another node, as after a return
+  MakeAdapter(*two_, "A1");  // The same adapter under another node, as after plugging it in again.
   Plug(*one_);
   const auto bound = BindTerminal(path_, sysfs_);
   EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNone);
@@ -106,8 +106,8 @@ TEST_F(BoundTerminalTest, FollowsItsAdapterUnderAPathThatLeadsToIt) {
   EXPECT_EQ(CauseOfOpening(*bound), OpenFailureCause::kNone);
 }
 
-// The list moves when a device before it goes; the port does not.
-TEST_F(BoundTerminalTest, ANumberStaysTheDeviceThatItWas) {
+// Port numbers move when a device before them is unplugged. An open port keeps its device.
+TEST_F(BoundTerminalTest, PortMapThatChanges_LeavesABoundPortItsDevice) {
   const ScopedEnv config("XDG_CONFIG_HOME", folder_.string());
   std::optional<ScopedEnv> map(std::in_place, "ULIX_COM41", one_->address());
   const auto bound = ResolvePort({.number = 41, .location = ""}).port;
@@ -118,7 +118,7 @@ TEST_F(BoundTerminalTest, ANumberStaysTheDeviceThatItWas) {
   EXPECT_EQ(ResolvePort({.number = 41, .location = path_}).port->location(), path_) << "a path stays a path";
 }
 
-TEST_F(BoundTerminalTest, SaysWhyItCannotBeOpened) {
+TEST_F(BoundTerminalTest, OpenThatFails_GivesTheCause) {
   Plug(*one_);
   const OpenResult first = BindTerminal(path_)->Open();
   const OpenFailure busy = BindTerminal(path_)->Open().failure;

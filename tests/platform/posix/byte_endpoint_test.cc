@@ -1,4 +1,5 @@
-// What a served instrument is reached by on the network; the terminals are used by every test of the command line.
+// The TCP endpoint through which a simulated instrument is served. The terminal endpoint is tested by every test of the
+// command line.
 #include "platform/byte_endpoint.h"
 
 #include <gtest/gtest.h>
@@ -38,7 +39,7 @@ class TcpEndpoint : public testing::Test {
   static void Send(const FileDescriptor& client, std::string_view bytes) {
     EXPECT_EQ(write(client.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
-  // Up to `count` bytes; fewer when the line ends or stays silent for 10 s.
+  // Reads up to `count` bytes; fewer when the connection ends or is silent for 10 s.
   static std::string Receive(const FileDescriptor& client, std::size_t count) {
     std::string bytes;
     std::array<char, 1024> buffer;
@@ -65,8 +66,8 @@ class TcpEndpoint : public testing::Test {
   const int port_ = std::stoi(endpoint_->address().substr(endpoint_->address().find(':') + 1));
 };
 
-TEST_F(TcpEndpoint, ServesOneClientAfterTheOtherAndRefusesPortsThatItCannotHave) {
-  for (int i = 0; i < 20; ++i) endpoint_->Write(std::string(1 << 20, 'x'));  // what nobody takes is lost
+TEST_F(TcpEndpoint, SecondClient_IsServedAfterTheFirst) {
+  for (int i = 0; i < 20; ++i) endpoint_->Write(std::string(1 << 20, 'x'));  // lost: there is no client
   FileDescriptor first = Connect();
   Send(first, kEveryKind);
   EXPECT_EQ(Take(kEveryKind.size()), kEveryKind);
@@ -78,11 +79,14 @@ TEST_F(TcpEndpoint, ServesOneClientAfterTheOtherAndRefusesPortsThatItCannotHave)
   EXPECT_EQ(Take(1), "1");
   first = FileDescriptor();
   EXPECT_EQ(Take(1), "2");
+}
+
+TEST_F(TcpEndpoint, PortInUseOrOutOfRange_IsRefused) {
   EXPECT_EQ(CodeOf(platform::ListenOnTcp(port_)), E_FAIL);
   for (const int none : {-1, 65536}) EXPECT_EQ(CodeOf(platform::ListenOnTcp(none)), E_INVALIDARG);
 }
 
-TEST_F(TcpEndpoint, ServesASimulatedInstrumentUntilItVanishes) {
+TEST_F(TcpEndpoint, SimulatorThatVanishes_EndsTheConnection) {
   FaultyInstrument instrument(FindSimulator("kelvo10")(SystemClock()));
   instrument.SetFaults({{FaultKind::kDrop, 2}});
   const std::atomic<bool> stop = false;

@@ -7,8 +7,8 @@
 namespace ulix::platform {
 namespace {
 
-TEST(Page850Test, WhatBothPagesHaveComesBackAndNothingElse) {
-  std::string both = "\x83";  // the florin; the rest of the ANSI page from 0x80 to 0x9F is not in the OEM page
+TEST(Page850Test, CharactersOfBothPages_ConvertBackAndOthersAreReplaced) {
+  std::string both = "\x83";  // The florin sign. The OEM page has no other ANSI character from 0x80 to 0x9F.
   for (int byte = 0; byte < 0x100; byte = byte == 0x7F ? 0xA0 : byte + 1) both += static_cast<char>(byte);
   std::string there = both;
   OemFromAnsi(there);

@@ -1,4 +1,4 @@
-// Apart from other terminal tests: the kernel's header and the C library's define the same names.
+// This test has a file of its own because the kernel's terminal header and the C library's define the same names.
 #include "platform/posix/custom_baud.h"
 
 #include <asm/termbits.h>
@@ -12,7 +12,7 @@
 namespace ulix::platform {
 namespace {
 
-TEST(CustomBaudTest, TheTerminalRunsAtTheRate) {
+TEST(CustomBaudTest, NonStandardRate_IsSetInTheTerminal) {
   const auto endpoint = OpenPseudoTerminal().value();
   const FileDescriptor terminal(open(endpoint->address().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   EXPECT_TRUE(SetCustomBaud(terminal.get(), 128000));

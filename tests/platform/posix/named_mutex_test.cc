@@ -1,5 +1,6 @@
-// The kernel's semaphore behind a named mutex: turns between processes, what becomes of it when a holder is killed,
-// when it is removed or made by somebody else, and in a process that forks. Other processes are children of the test.
+// The kernel's semaphore behind a named mutex: the order of turns between processes, a holder that is killed, a
+// semaphore that is removed or made by another program, and a process that forks. The other processes are children of
+// the test.
 #include "platform/named_mutex.h"
 
 #include <gtest/gtest.h>
@@ -52,7 +53,7 @@ class ChildOfTest {
   pid_t id_;
 };
 
-// What the processes of a test see of one another.
+// Shared memory of the test's processes.
 struct Board {
   std::atomic<int> turns;
   std::atomic<int> ready;
@@ -71,7 +72,7 @@ class NamedMutexProcesses : public testing::Test {
     while (!condition() && steady_clock::now() < end) std::this_thread::sleep_for(milliseconds(1));
     EXPECT_TRUE(condition());
   }
-  // A process that has the mutex until it is killed.
+  // Starts a process that holds the mutex until it is killed.
   ChildOfTest Holder() {
     const int before = board_->ready;
     ChildOfTest child([&] {
@@ -91,9 +92,10 @@ class NamedMutexProcesses : public testing::Test {
   Board* board_ = new (mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Board{};
 };
 
-// Each gives it back and wants it again at once, as a group does that reads a mute instrument. Between its wish and its
-// turn no more than the others' turns pass, but for one that began before the wish was known to the system.
-TEST_F(NamedMutexProcesses, EachWaitsForTheTurnsAheadOfItAlone) {
+// Each process releases the mutex and requests it again at once, as a group does that reads a mute instrument. Between
+// a request and its turn every other process has at most one turn, plus one that began before the system saw the
+// request.
+TEST_F(NamedMutexProcesses, SeveralProcesses_TakeTurnsInOrder) {
   constexpr int kProcesses = 4;
   constexpr int kTurns = 10;
   std::vector<ChildOfTest> children;
@@ -116,7 +118,7 @@ TEST_F(NamedMutexProcesses, EachWaitsForTheTurnsAheadOfItAlone) {
   for (ChildOfTest& child : children) EXPECT_TRUE(child.Succeeded());
 }
 
-TEST_F(NamedMutexProcesses, AThreadThatWaitsIsNotOvertakenByOneThatHadIt) {
+TEST_F(NamedMutexProcesses, WaitingThread_IsNotOvertakenByThePreviousHolder) {
   constexpr int kTurns = 20;
   std::atomic<bool> stop = false;
   std::atomic<int> holds = 0;
@@ -136,11 +138,11 @@ TEST_F(NamedMutexProcesses, AThreadThatWaitsIsNotOvertakenByOneThatHadIt) {
     waited_for += holds - before;
     mutex.Unlock();
   }
-  EXPECT_LE(waited_for, 3 * kTurns) << "the hold that was there, and now and then one that began before the wait";
+  EXPECT_LE(waited_for, 3 * kTurns) << "the current hold, and sometimes one that began before the wait";
   stop = true;
 }
 
-TEST_F(NamedMutexProcesses, AKilledHolderLetsGoAtOnce) {
+TEST_F(NamedMutexProcesses, KilledHolder_ReleasesAtOnce) {
   NamedMutex mutex(name_);
   const int rounds = LongRun("ULIX_KILLED_HOLDERS", 20);
   for (int round = 0; round < rounds; ++round) {
@@ -156,33 +158,33 @@ TEST_F(NamedMutexProcesses, AKilledHolderLetsGoAtOnce) {
   }
 }
 
-TEST_F(NamedMutexProcesses, AChildHoldsNothingThatItsParentHeld) {
+TEST_F(NamedMutexProcesses, ForkedChild_DoesNotHoldItsParentsMutex) {
   NamedMutex mutex(name_);
   ASSERT_TRUE(mutex.LockFor(kLong));
   EXPECT_TRUE(ChildOfTest([&] {
                 const bool had = mutex.LockFor(milliseconds(0));
-                mutex.Unlock();  // as whoever held it when the fork came
+                mutex.Unlock();  // has no effect in the child
                 return !had;
               }).Succeeded());
-  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "the parent has it still";
+  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "the parent still holds it";
   ChildOfTest waits([&] { return mutex.LockFor(kLong); });
   mutex.Unlock();
   EXPECT_TRUE(waits.Succeeded());
-  EXPECT_TRUE(mutex.LockFor(kLong)) << "the child ended with it";
+  EXPECT_TRUE(mutex.LockFor(kLong)) << "the child held it when it ended";
   mutex.Unlock();
 }
 
-TEST_F(NamedMutexProcesses, OneThatIsRemovedIsMadeAgain) {
+TEST_F(NamedMutexProcesses, RemovedSemaphore_IsCreatedAgain) {
   NamedMutex mutex(name_);
   const ChildOfTest holder = Holder();
   auto waiting = std::async(std::launch::async, [&] { return mutex.LockFor(kLong); });
   EXPECT_EQ(waiting.wait_for(kShort), std::future_status::timeout);
   RemoveNamedMutex(name_);
   EXPECT_TRUE(waiting.get());
-  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "all find the new one";
+  EXPECT_FALSE(AnotherProcessGetsIt(milliseconds(0))) << "other processes find the new semaphore";
 }
 
-TEST_F(NamedMutexProcesses, SaysWhichProcessHasIt) {
+TEST_F(NamedMutexProcesses, LockThatTimesOut_NamesTheHoldingProcess) {
   NamedMutex mutex(name_);
   ASSERT_TRUE(mutex.LockFor(kLong));
   LockProblem problem;
@@ -193,7 +195,7 @@ TEST_F(NamedMutexProcesses, SaysWhichProcessHasIt) {
   mutex.Unlock();
 }
 
-TEST_F(NamedMutexProcesses, SaysWhatIsWrongWithAnObjectThatItDidNotMake) {
+TEST_F(NamedMutexProcesses, SemaphoreOfAnotherMaker_GivesTheCause) {
   struct Case {
     LockProblem::Cause cause;
     std::function<void(int)> damage;
@@ -215,7 +217,7 @@ TEST_F(NamedMutexProcesses, SaysWhatIsWrongWithAnObjectThatItDidNotMake) {
     ASSERT_GE(id, 0);
     c.damage(id);
     const bool foreign = c.cause == LockProblem::Cause::kNoPermission;
-    if (foreign && getuid() != 0) continue;  // nobody else to be
+    if (foreign && getuid() != 0) continue;  // Only root can become another user.
     EXPECT_TRUE(ChildOfTest([&] {
                   if (foreign && setuid(65534) != 0) return false;
                   LockProblem problem;

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A home of its own for the user's port file.
+// Each test has a folder of its own for the user's port file.
 class PortListTest : public testing::Test {
  protected:
   PortListTest() {
@@ -31,7 +31,7 @@ class PortListTest : public testing::Test {
   std::optional<ScopedEnv> config_;
 };
 
-TEST_F(PortListTest, NamedPortsWinInTheirOrder) {
+TEST_F(PortListTest, EnvironmentThenPortFile_NameThePorts) {
   const ScopedEnv five("ULIX_COM5", "/dev/from-environment");
   WritePortFile(
       "# my ports\n COM5 = /dev/from-file\nCOM10=/dev/ten\n\nCOM1=/dev/one\nCOM0=/dev/no\nCOMx=/dev/no\nCOM3\n");
@@ -40,14 +40,6 @@ TEST_F(PortListTest, NamedPortsWinInTheirOrder) {
   EXPECT_EQ(platform::DeviceOfPort(1), "/dev/one");
   EXPECT_EQ(platform::DeviceOfPort(0), std::nullopt);
   EXPECT_EQ(platform::DeviceOfPort(31999), std::nullopt);
-  EXPECT_EQ(platform::PortOfDevice("/dev/ten"), 10);
-  const int number = platform::PortOfDevice("/dev/somewhere");
-  EXPECT_GT(number, 0);
-  EXPECT_EQ(platform::DeviceOfPort(number), "/dev/somewhere") << "a number that stays";
-  WritePortFile("COM1=/dev/null\n");
-  fs::create_symlink("/dev/null", home_ / "link");
-  EXPECT_EQ(platform::PortOfDevice(home_ / "link"), 1) << "a link to a listed device";
-  WritePortFile("COM1=/dev/one\nCOM10=/dev/ten\n");
 
   std::vector<int> ports = {99};
   const int count = EnumSerialPorts(ports);
@@ -56,7 +48,18 @@ TEST_F(PortListTest, NamedPortsWinInTheirOrder) {
   for (const int port : {1, 5, 10}) EXPECT_EQ(std::count(ports.begin(), ports.end(), port), 1) << port;
 }
 
-TEST_F(PortListTest, NumbersEachDeviceOnceAndHidesNone) {
+TEST_F(PortListTest, DeviceOfAnyPath_HasANumber) {
+  WritePortFile("COM10=/dev/ten\n");
+  EXPECT_EQ(platform::PortOfDevice("/dev/ten"), 10);
+  const int number = platform::PortOfDevice("/dev/somewhere");
+  EXPECT_GT(number, 0);
+  EXPECT_EQ(platform::DeviceOfPort(number), "/dev/somewhere") << "the number stays";
+  WritePortFile("COM1=/dev/null\n");
+  fs::create_symlink("/dev/null", home_ / "link");
+  EXPECT_EQ(platform::PortOfDevice(home_ / "link"), 1) << "a link to a listed device";
+}
+
+TEST_F(PortListTest, DevicesWithoutAnEntry_GetTheFreeNumbers) {
   const std::vector<std::string> devices = {"/dev/null", "/dev/zero", "/dev/full"};
   const auto numbers = [&](const platform::PortNumbers& entries) { return platform::NumberedPorts(entries, devices); };
   using Numbers = platform::PortNumbers;
@@ -69,7 +72,7 @@ TEST_F(PortListTest, NumbersEachDeviceOnceAndHidesNone) {
   EXPECT_EQ(numbers({{7, link}}), (Numbers{{1, "/dev/null"}, {3, "/dev/full"}, {7, link}})) << "named by a link";
 }
 
-TEST_F(PortListTest, ListsAtMost256) {
+TEST_F(PortListTest, MoreThan256Ports_AreListedUpTo256) {
   std::string file;
   for (int i = 1; i <= 300; ++i) file += "COM" + std::to_string(i) + "=/dev/many" + std::to_string(i) + "\n";
   WritePortFile(file);

@@ -1,4 +1,4 @@
-// Formats that a pseudo terminal does not have are accepted, alike each time.
+// A pseudo terminal has no parity and no 7-bit format. The port accepts them nevertheless, each time they are set.
 #include <gtest/gtest.h>
 
 #include "platform/byte_endpoint.h"

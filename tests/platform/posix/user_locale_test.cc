@@ -8,7 +8,7 @@
 namespace ulix {
 namespace {
 
-TEST(UserLocaleTest, TheFirstVariableThatSaysAnythingDecides) {
+TEST(UserLocaleTest, FirstLocaleVariableThatIsSet_Decides) {
   struct Row {
     const char* all;
     const char* category;  // LC_MESSAGES and LC_NUMERIC
@@ -33,7 +33,7 @@ TEST(UserLocaleTest, TheFirstVariableThatSaysAnythingDecides) {
   }
 }
 
-TEST(UserLocaleTest, TheSeparatorIsAskedForOnce) {
+TEST(UserLocaleTest, DecimalSeparator_IsReadOnce) {
   SetLocalDecimalSeparator(std::nullopt);
   const ScopedEnv all("LC_ALL", "C");
   EXPECT_EQ(LocalDecimalSeparator(), '.');

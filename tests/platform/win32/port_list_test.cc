@@ -15,12 +15,12 @@ struct Value {
   const char* text;
 };
 
-// Out of order, of one port twice, and of no port.
+// The values are out of order, name one port twice, and some name no port.
 constexpr Value kValues[] = {{"UlixTest0", "COM5010"}, {"UlixTest1", "COM5002"}, {"UlixTest2", "COM5001"},
                              {"UlixTest3", "COM5002"}, {"UlixTest4", "CO"},      {"UlixTest5", "LPT5003x"},
                              {"UlixTest6", "COMx"}};
 
-// Further values in the registry's list, for the length of a test.
+// Adds values to the registry's list of ports for the duration of a test.
 class PortListTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -39,7 +39,7 @@ class PortListTest : public testing::Test {
   HKEY key_ = nullptr;
 };
 
-TEST_F(PortListTest, ListsWhatTheRegistryHasInOrder) {
+TEST_F(PortListTest, RegistryValues_AreListedInOrder) {
   std::vector<int> ports;
   const int count = EnumSerialPorts(ports);
   EXPECT_EQ(count, static_cast<int>(ports.size()));
@@ -49,7 +49,7 @@ TEST_F(PortListTest, ListsWhatTheRegistryHasInOrder) {
   EXPECT_EQ(std::count(ports.begin(), ports.end(), 0), 2);
 }
 
-TEST(PortOfDeviceTest, TakesBothFormsOfAName) {
+TEST(PortOfDeviceTest, BothFormsOfAPortName_GiveItsNumber) {
   EXPECT_EQ(platform::PortOfDevice("COM5"), 5);
   EXPECT_EQ(platform::PortOfDevice(R"(\\.\com12)"), 12);
   for (const char* none : {"", "COM", "COM0", "COM-1", "COM5x", "LPT5", R"(\\.\)", "/dev/ttyS0"}) {
