@@ -11,7 +11,7 @@ class LocalNumberTest : public testing::Test {
   void TearDown() override { SetLocalDecimalSeparator(std::nullopt); }
 };
 
-TEST_F(LocalNumberTest, SwapsEverySeparator) {
+TEST_F(LocalNumberTest, Separators_AreAllReplaced) {
   char buffer[] = "1.2.3;4";
   ToLocalDecimal(buffer, '.');
   EXPECT_STREQ(buffer, "1,2,3;4");
@@ -21,9 +21,9 @@ TEST_F(LocalNumberTest, SwapsEverySeparator) {
   EXPECT_EQ(FromLocalDecimal(std::string("1.2,3"), '.'), "1.2.3");
 }
 
-TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
+TEST_F(LocalNumberTest, TypedNumber_IsParsedAndLimited) {
   const std::string zeros(78, '0');
-  // Between -50 and 100; anything left over is -50.
+  // The limits are -50 and 100. A text with anything after the number gives -50.
   const std::pair<const char*, double> rows[] = {
       {"3,5", 3.5},     {"3.5", 3.5},  {"", 0},        {"  +4e1", 40}, {"-,5", -0.5}, {"1e9", 100},
       {"100,001", 100}, {"-1e9", -50}, {"12abc", -50}, {"3 ", -50},    {" ", -50},    {"nan", -50},
@@ -37,7 +37,7 @@ TEST_F(LocalNumberTest, ParsesWhatPeopleType) {
   for (const char* text : {"1", "5", "9", "x", "", "1e400"}) EXPECT_EQ(ParseLocalNumber(text, 2, 7), 7) << text;
 }
 
-TEST_F(LocalNumberTest, FormatsSignificantDigits) {
+TEST_F(LocalNumberTest, Number_IsFormattedWithSignificantDigits) {
   EXPECT_EQ(FormatLocalNumber(1234.5678, 6), "1234,57");
   EXPECT_EQ(FormatLocalNumber(1234.5678, 20), "1234,5678");
   EXPECT_EQ(FormatLocalNumber(1.0 / 3, 20), "0,333333333333333");

@@ -15,7 +15,7 @@ std::string Parsed(std::string_view location) {
   return (url->protocol == PortUrl::Protocol::kRaw ? "raw " : "rfc2217 ") + url->host + " " + std::to_string(url->port);
 }
 
-TEST(PortUrlTest, TakesNamesAndAddressesOfBothKinds) {
+TEST(PortUrlTest, UrlWithNameOrAddress_IsParsedAndAnyOtherTextRefused) {
   EXPECT_EQ(Parsed("tcp://bench-3:4001"), "raw bench-3 4001");
   EXPECT_EQ(Parsed("RFC2217://10.0.0.7:65535/"), "rfc2217 10.0.0.7 65535");
   EXPECT_EQ(Parsed("tcp://[::1]:4001"), "raw ::1 4001");
@@ -37,7 +37,7 @@ struct Heard final : telnet::Listener {
   std::string log;
 };
 
-TEST(TelnetTest, TellsCommandsFromData) {
+TEST(TelnetTest, CommandsInTheStream_AreSeparatedFromData) {
   Heard heard;
   std::string data;
   telnet::Decoder decoder;
@@ -57,13 +57,13 @@ TEST(TelnetTest, TellsCommandsFromData) {
   take(
       "\xFF\xFA\x2C\x65\xFF\xFB\x2C"
       "5");
-  EXPECT_EQ(heard.log, "option 251 44;") << "a subnegotiation that is broken off is dropped";
+  EXPECT_EQ(heard.log, "option 251 44;") << "an interrupted subnegotiation is dropped";
   EXPECT_EQ(data,
             "12\xFF"
             "34\r\n5");
 }
 
-TEST(NetworkPortTest, AUrlThatIsNoneLeadsNowhereInWords) {
+TEST(NetworkPortTest, UnknownUrl_GivesNoPortAndNamesTheUrl) {
   const auto found = ResolveSerialPort({.number = 1, .location = "http://bench:1"});
   EXPECT_FALSE(found.port);
   EXPECT_EQ(found.failure.detail, "http://bench:1");

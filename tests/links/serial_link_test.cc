@@ -22,7 +22,7 @@ class SerialLinkTest : public testing::Test {
     ASSERT_EQ(link_.Open(), S_OK);
     line_.calls.clear();
   }
-  // What the line was asked since the last look.
+  // The calls that the line received since the last TakeCalls.
   Calls TakeCalls() { return std::exchange(line_.calls, {}); }
   HRESULT ReadLine(std::size_t size, std::uint32_t timeout_ms = 0) {
     buffer_ = kUntouched;
@@ -39,7 +39,7 @@ class SerialLinkTest : public testing::Test {
   SerialLink link_{{.resolve_port = ResolverOf(line_)}};
 };
 
-TEST_F(SerialLinkTest, OpensInOrderAndKeepsItsSettingsUntilTheNextOpen) {
+TEST_F(SerialLinkTest, Open_PreparesThePortInOrder) {
   EXPECT_EQ(link_.params(), SerialParams());
   EXPECT_TRUE(link_.oemConversion);
   EXPECT_FALSE(link_.IsOpen());
@@ -47,6 +47,10 @@ TEST_F(SerialLinkTest, OpensInOrderAndKeepsItsSettingsUntilTheNextOpen) {
   EXPECT_TRUE(link_.IsOpen());
   EXPECT_EQ(TakeCalls(), (Calls{"open 1", "queues 2000 1000", "purge in out", "timeouts 1000 1000", "configure"}));
   EXPECT_EQ(Timeouts(), Pair(1000, 1000));
+}
+
+TEST_F(SerialLinkTest, ParamsSetWhileOpen_ApplyAtTheNextOpen) {
+  OpenLink();
   link_.SetParams({.port = 7, .baudRate = 300});
   EXPECT_EQ(link_.Open(), S_OK);
   EXPECT_EQ(link_.Close(), S_OK);
@@ -58,7 +62,7 @@ TEST_F(SerialLinkTest, OpensInOrderAndKeepsItsSettingsUntilTheNextOpen) {
   EXPECT_EQ(TakeCalls()[0], "open 7");
 }
 
-TEST_F(SerialLinkTest, RefusesOtherRatesBeforeThePortIsTouched) {
+TEST_F(SerialLinkTest, UnsupportedBaudRate_IsRefusedBeforeThePortIsOpened) {
   for (const std::uint32_t rate : {0u, 1u, 14400u, 128001u, 0xFFFFFFFFu}) {
     link_.SetParams({.baudRate = rate});
     EXPECT_EQ(link_.Open(), serialCommErrUnableToOpenComm) << rate;
@@ -66,7 +70,7 @@ TEST_F(SerialLinkTest, RefusesOtherRatesBeforeThePortIsTouched) {
   EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(SerialLinkTest, TurnsEveryCodeIntoALineSetting) {
+TEST_F(SerialLinkTest, ParameterCodes_BecomeLineSettings) {
   using enum platform::FlowControl;
   using platform::Parity;
   const std::pair<SerialParams, platform::LineSettings> rows[] = {
@@ -87,7 +91,7 @@ TEST_F(SerialLinkTest, TurnsEveryCodeIntoALineSetting) {
   }
 }
 
-TEST_F(SerialLinkTest, AnyFailureToOpenLeavesItClosed) {
+TEST_F(SerialLinkTest, OpenThatFails_ClosesThePort) {
   const auto fails = [&](auto& order, auto value, const Calls& calls) {
     const auto before = std::exchange(order, value);
     EXPECT_EQ(link_.Open(), serialCommErrUnableToOpenComm);
@@ -103,7 +107,7 @@ TEST_F(SerialLinkTest, AnyFailureToOpenLeavesItClosed) {
   EXPECT_EQ(link_.Open(), S_OK);
 }
 
-TEST_F(SerialLinkTest, ReadsByteByByteUpToTheTerminatorOrTheBuffersEnd) {
+TEST_F(SerialLinkTest, ReadLine_EndsAtTheTerminatorOrTheFullBuffer) {
   OpenLink();
   line_.input = "ABC\nDEFGHI";
   EXPECT_EQ(ReadLine(8), S_OK);
@@ -116,15 +120,19 @@ TEST_F(SerialLinkTest, ReadsByteByByteUpToTheTerminatorOrTheBuffersEnd) {
   EXPECT_EQ(link_.ReadLineText(8, '\n', 0), "X");
   EXPECT_EQ(ReadLine(2), S_OK);
   EXPECT_EQ(buffer_.substr(0, 2), std::string("\0.", 2));
-  TakeCalls();
+}
+
+TEST_F(SerialLinkTest, ReadIntoTooSmallABuffer_SucceedsAndReadsNothing) {
+  OpenLink();
+  line_.input = "ABC\n";
   for (const std::size_t size : {0u, 1u}) EXPECT_EQ(ReadLine(size, 500), S_OK);
   for (const int size : {-5, 0, 1}) EXPECT_EQ(link_.ReadLineText(size, '\n', 0), "");
   EXPECT_EQ(link_.ReadBytes({}, 500), S_OK);
-  EXPECT_EQ(buffer_, kUntouched) << "too small a buffer is left alone";
+  EXPECT_EQ(buffer_, kUntouched);
   EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(SerialLinkTest, FailedReadLeavesWhatCameWithoutAnEnd) {
+TEST_F(SerialLinkTest, ReadLineThatFails_LeavesTheReceivedTextUnterminated) {
   OpenLink();
   line_.input = "AB";
   line_.after_input = {IoOutcome::kLinkLost, 0, 5};
@@ -133,20 +141,33 @@ TEST_F(SerialLinkTest, FailedReadLeavesWhatCameWithoutAnEnd) {
   EXPECT_EQ(link_.lastError(), 5u);
   EXPECT_EQ(TakeCalls(), (Calls{"read 1", "read 1", "read 1", "clear"}));
   EXPECT_TRUE(link_.IsOpen());
-  // Only ReadLine touches it, and silence is no error of the system.
+}
+
+// lastError holds the system's error of the last ReadLine. A timeout is no error of the system.
+TEST_F(SerialLinkTest, ReadLineThatFails_SetsLastErrorAndReadBytesDoesNot) {
+  OpenLink();
+  line_.after_input = {IoOutcome::kLinkLost, 0, 5};
+  EXPECT_EQ(ReadLine(8), serialCommErrUnableToReadComm);
+  EXPECT_EQ(link_.lastError(), 5u);
+  line_.after_input = {IoOutcome::kLinkLost, 0, 6};
   EXPECT_EQ(link_.ReadBytes(std::span(buffer_), 0), serialCommErrUnableToReadComm);
   EXPECT_EQ(link_.lastError(), 5u);
   line_.after_input = {IoOutcome::kNoFirstByte, 0, 0};
   EXPECT_EQ(ReadLine(8), serialCommErrUnableToReadComm);
   EXPECT_EQ(link_.lastError(), 0u);
+}
+
+TEST_F(SerialLinkTest, ReadThatTimesOutMidway_ConvertsTheReceivedText) {
+  OpenLink();
+  line_.after_input = {IoOutcome::kNoFirstByte, 0, 0};
   line_.input = "\xF8";
   EXPECT_EQ(ReadLine(4), serialCommErrUnableToReadComm);
-  EXPECT_EQ(buffer_, "\xB0.......") << "what came is converted";
+  EXPECT_EQ(buffer_, "\xB0.......");
   line_.input = "AB";
   EXPECT_EQ(link_.ReadLineText(8, '\n', 0), "");
 }
 
-TEST_F(SerialLinkTest, ConvertsWhatItSendsAndByFlagWhatItReceives) {
+TEST_F(SerialLinkTest, OemConversion_AppliesToWrittenTextAndIfEnabledToReadLines) {
   OpenLink();
   for (const bool conversion : {true, false}) {
     link_.oemConversion = conversion;
@@ -163,7 +184,7 @@ TEST_F(SerialLinkTest, ConvertsWhatItSendsAndByFlagWhatItReceives) {
   }
 }
 
-TEST_F(SerialLinkTest, PutsAReadTimeoutBackWhateverHappenedAndAWriteTimeoutOnlyAfterSuccess) {
+TEST_F(SerialLinkTest, ReadWithItsOwnTimeout_AlwaysRestoresTheTimeout) {
   OpenLink();
   EXPECT_EQ(link_.SetTimeouts(700, 800), S_OK);
   TakeCalls();
@@ -174,6 +195,12 @@ TEST_F(SerialLinkTest, PutsAReadTimeoutBackWhateverHappenedAndAWriteTimeoutOnlyA
   EXPECT_EQ(TakeCalls(), (Calls{"timeouts 50 800", "read 1", "clear", "timeouts 700 800"}));
   EXPECT_EQ(link_.ReadBytes(std::span(buffer_), 50), serialCommErrUnableToReadComm);
   EXPECT_EQ(TakeCalls(), (Calls{"timeouts 50 800", "read 8", "clear", "timeouts 700 800"}));
+}
+
+TEST_F(SerialLinkTest, WriteWithItsOwnTimeout_RestoresTheTimeoutOnlyAfterSuccess) {
+  OpenLink();
+  EXPECT_EQ(link_.SetTimeouts(700, 800), S_OK);
+  TakeCalls();
   EXPECT_EQ(link_.WriteString("AB", 50), S_OK);
   EXPECT_EQ(TakeCalls(), (Calls{"timeouts 700 50", "write AB", "timeouts 700 800"}));
   line_.bytes_taken = 1;
@@ -183,7 +210,7 @@ TEST_F(SerialLinkTest, PutsAReadTimeoutBackWhateverHappenedAndAWriteTimeoutOnlyA
   EXPECT_EQ(Timeouts(), Pair(700, 60));
 }
 
-TEST_F(SerialLinkTest, SaysWhenTimeoutsCannotBeSetOrPutBack) {
+TEST_F(SerialLinkTest, TimeoutThatCannotBeSet_FailsTheCall) {
   OpenLink();
   line_.input = "\xF8\n\xF8\xF8";
   line_.timeouts_taken = 0;
@@ -195,30 +222,38 @@ TEST_F(SerialLinkTest, SaysWhenTimeoutsCannotBeSetOrPutBack) {
   EXPECT_EQ(TakeCalls(),
             (Calls{"timeouts 1 2", "timeouts 50 1000", "timeouts 50 1000", "timeouts 1000 50", "timeouts 1000 50"}));
   EXPECT_EQ(Timeouts(), Pair(1000, 1000));
+}
 
+TEST_F(SerialLinkTest, TimeoutThatCannotBeRestored_IsEFail) {
+  OpenLink();
+  line_.input = "\xF8\n\xF8\xF8";
   const auto put_back_fails = [&](auto&& act) {
     line_.timeouts_taken = 1;
     EXPECT_EQ(act(), E_FAIL);
   };
   put_back_fails([&] { return ReadLine(8, 50); });
-  EXPECT_EQ(buffer_.substr(0, 2), std::string("\xF8\0", 2));  // not converted either
+  EXPECT_EQ(buffer_.substr(0, 2), std::string("\xF8\0", 2)) << "not converted either";
   put_back_fails([&] { return link_.ReadBytes(std::span(buffer_), 50); });
   put_back_fails([&] { return link_.WriteString("A", 50); });
   put_back_fails([&] { return link_.WriteBytes("A", 50); });
 }
 
-TEST_F(SerialLinkTest, WritesLinesInPartsAndPurgesWhatItIsTold) {
+TEST_F(SerialLinkTest, WriteLine_WritesTextThenTerminator) {
   OpenLink();
   for (const char end : {'\n', '\0'}) EXPECT_EQ(link_.WriteLine("MEAS?", end, 0), S_OK);
   line_.bytes_taken = 2;
   EXPECT_EQ(link_.WriteLine("MEAS?", '\n', 0), serialCommErrUnableToWriteComm);
-  for (const bool input : {true, false}) EXPECT_EQ(link_.Purge(input, !input), S_OK);
-  EXPECT_EQ(link_.Purge(false, false), S_OK);
-  EXPECT_EQ(TakeCalls(),
-            (Calls{"write MEAS?", "write \n", "write MEAS?", "write MEAS?", "clear", "purge in", "purge out"}));
+  EXPECT_EQ(TakeCalls(), (Calls{"write MEAS?", "write \n", "write MEAS?", "write MEAS?", "clear"}));
 }
 
-// What every operation on the link gives, closing last.
+TEST_F(SerialLinkTest, Purge_DiscardsTheDirectionsNamed) {
+  OpenLink();
+  for (const bool input : {true, false}) EXPECT_EQ(link_.Purge(input, !input), S_OK);
+  EXPECT_EQ(link_.Purge(false, false), S_OK);
+  EXPECT_EQ(TakeCalls(), (Calls{"purge in", "purge out"}));
+}
+
+// Calls every operation of the link, Close last, and returns their results.
 std::vector<HRESULT> TryAll(SerialLink& link) {
   std::string buffer(8, '.');
   return {link.SetTimeouts(1, 1),    link.WriteString("A", 0),       link.WriteLine("A", '\n', 0),
@@ -226,8 +261,8 @@ std::vector<HRESULT> TryAll(SerialLink& link) {
           link.ReadBytes(buffer, 0), link.Purge(true, false),        link.Close()};
 }
 
-// The mutex is held by another thread: it would keep whoever waits for it for a minute.
-TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
+// Another thread holds the mutex. A call with the default wait would wait for a minute.
+TEST_F(SerialLinkTest, MutexHeldByAnotherThread_ClosedLinkAnswersAtOnceAndOpenLinkTimesOut) {
   SerialLink closed({.resolve_port = ResolverOf(line_), .lock_wait = std::chrono::milliseconds(1)});
   SerialLink impatient({.resolve_port = ResolverOf(line_), .lock_wait = std::chrono::milliseconds(1)});
   platform::NamedMutex mutex("SerialComMutex1");
@@ -245,7 +280,7 @@ TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
     EXPECT_EQ(link_.GetTimeouts(&ms, &ms), serialCommErrCommClosed);
     EXPECT_EQ(closed.Open(), E_FAIL);
     all.assign(9, E_FAIL);
-    all[5] = S_OK;  // a read of nothing
+    all[5] = S_OK;  // a read into an empty buffer
     EXPECT_EQ(TryAll(impatient), all);
     EXPECT_EQ(impatient.GetTimeouts(&ms, &ms), S_OK);
   }).join();
@@ -254,14 +289,14 @@ TEST_F(SerialLinkTest, AClosedLinkAnswersAtOnceAndAnOpenOneGivesUpInItsTime) {
   EXPECT_TRUE(impatient.IsOpen());
   EXPECT_EQ(impatient.open_failure().cause, platform::OpenFailureCause::kNoTurn);
   EXPECT_NE(impatient.open_failure().detail.find("SerialComMutex1"), std::string::npos) << "says which object it is";
-  // Whoever holds the mutex may go on with whole exchanges.
+  // The thread that holds the mutex can go on with its exchanges.
   EXPECT_EQ(impatient.WriteLine("A", '\n', 0), S_OK);
   mutex.Unlock();
   EXPECT_EQ(impatient.Close(), S_OK);
 }
 
-// Another program that waits for a mute instrument does not hold up a simulated one.
-TEST_F(SerialLinkTest, APortInsideTheProcessWaitsForNoOtherProgram) {
+// Another program that waits for a mute instrument does not delay a simulated one.
+TEST_F(SerialLinkTest, PortInsideTheProcess_DoesNotWaitForOtherPrograms) {
   line_.of_machine = false;
   platform::NamedMutex mutex("SerialComMutex1");
   ASSERT_TRUE(mutex.LockFor(std::chrono::seconds(60)));
@@ -274,8 +309,8 @@ TEST_F(SerialLinkTest, APortInsideTheProcessWaitsForNoOtherProgram) {
   mutex.Unlock();
 }
 
-// Who shows a trace may stand still, a terminal that is paused say: nobody else waits for it.
-TEST_F(SerialLinkTest, ATraceIsToldWhenOthersMayHaveTheLine) {
+// A trace may block, for example on a paused terminal. Other links must not wait for it.
+TEST_F(SerialLinkTest, Trace_IsCalledAfterTheMutexIsReleased) {
   bool free = false;
   platform::NamedMutex mutex("SerialComMutex1");
   SerialLink link({.resolve_port = ResolverOf(line_), .trace = [&](TraceDirection, std::string_view) {
@@ -289,8 +324,8 @@ TEST_F(SerialLinkTest, ATraceIsToldWhenOthersMayHaveTheLine) {
   EXPECT_TRUE(free);
 }
 
-// Both links write to one unguarded log: an overlap breaks a line in two, and shows as a race.
-TEST_F(SerialLinkTest, LinksOnDifferentPortsNeverOverlap) {
+// Both links write to one log without a lock. An overlap breaks a line in two and shows as a race.
+TEST_F(SerialLinkTest, LinksOnDifferentPorts_NeverOverlap) {
   const auto write_lines = [&](int port, std::string_view text) {
     SerialLink link({.resolve_port = ResolverOf(line_)});
     link.SetParams({.port = port});

@@ -8,7 +8,7 @@ namespace {
 constexpr Language kEn = Language::kEnglish;
 constexpr Language kFr = Language::kFrench;
 
-TEST(SerialParamsTest, ListsRatesByPosition) {
+TEST(SerialParamsTest, BaudRates_AreListedByPosition) {
   for (int i = 0; i < static_cast<int>(kBaudRates.size()); ++i) EXPECT_EQ(PositionOfBaud(BaudFromPosition(i)), i);
   EXPECT_EQ(BaudFromPosition(0), 300u);
   EXPECT_EQ(BaudFromPosition(10), 128000u);
@@ -18,7 +18,7 @@ TEST(SerialParamsTest, ListsRatesByPosition) {
   EXPECT_EQ(BaudText(128000), "128000");
 }
 
-TEST(SerialParamsTest, SumsUpALinkInBothLanguages) {
+TEST(SerialParamsTest, CommInfoText_DescribesTheLinkInBothLanguages) {
   const auto end = [](SerialParams params, Language language) {
     return CommInfoText(params, language).substr(std::string_view("COM 1:CMX310 (9600 bds").size());
   };
@@ -46,7 +46,7 @@ TEST(SerialParamsTest, SumsUpALinkInBothLanguages) {
   }
 }
 
-TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
+TEST(SerialParamsTest, SavedParams_LoadUpToTheFirstWrongType) {
   const SerialParams kOthers = {0x1234, 0x12345678, 9, 8, 7, 6};
   const std::string saved("\x02\0\x34\x12\x13\0\x78\x56\x34\x12\x11\0\x09\x11\0\x08\x11\0\x07\x11\0\x06", 22);
   MemoryStream stream;
@@ -59,7 +59,7 @@ TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
     return LoadParams(reader, params);
   };
   SerialParams loaded{.location = "/dev/ttyUSB7"};
-  EXPECT_EQ(load(saved, loaded), S_OK) << "of a location nothing is left";
+  EXPECT_EQ(load(saved, loaded), S_OK) << "loading clears the location";
   EXPECT_EQ(loaded, kOthers);
   std::string wrong = saved;
   wrong[13] = '\x03';
@@ -69,7 +69,7 @@ TEST(SerialParamsTest, SavesExactBytesAndLoadsThemUpToTheFirstWrongType) {
   EXPECT_EQ(loaded, (SerialParams{0x1234, 0x12345678, 9, 8, 7}));
 }
 
-TEST(SerialParamsTest, TransmissionTimeCountsEveryBitOfACharacter) {
+TEST(SerialParamsTest, TransmissionTime_CountsEveryBitOfACharacter) {
   using std::chrono::microseconds;
   const auto time = [](const SerialParams& params, std::size_t bytes) {
     return platform::TransmissionTime(LineSettingsOf(params), bytes);

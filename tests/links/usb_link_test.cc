@@ -22,7 +22,7 @@ Calls Joined(Calls first, const Calls& second) {
   return first;
 }
 
-TEST(UsbDeviceTest, AGuidIsReadAndWrittenInOneForm) {
+TEST(UsbDeviceTest, Guid_IsReadInThreeFormsAndWrittenInOne) {
   const std::string text = "F06E89B5-6258-4CE7-83AA-248D25DEBF60";
   const Guid guid{0xF06E89B5, 0x6258, 0x4CE7, {0x83, 0xAA, 0x24, 0x8D, 0x25, 0xDE, 0xBF, 0x60}};
   EXPECT_EQ(GuidText(guid), text);
@@ -40,7 +40,7 @@ TEST(UsbDeviceTest, AGuidIsReadAndWrittenInOneForm) {
   for (const std::string& bad : wrong) EXPECT_EQ(ParseGuid(bad), std::nullopt) << bad;
 }
 
-TEST(UsbLibraryTest, IsLoadedWholeOrNotAtAll) {
+TEST(UsbLibraryTest, LibraryWithoutAnEntryPoint_IsNotLoaded) {
   EXPECT_FALSE(LoadUsbLibrary(TestUsbFolder("nowhere")));
   for (const char* entry : {"GetInterfaceGuid", "Connect", "Write", "Read", "SetTimeout", "Flush", "Disconnect"}) {
     const auto loaded = LoadUsbLibrary(TestUsbFolder(std::string("lacks-WinUsb") + entry));
@@ -72,7 +72,7 @@ class UsbLinkTest : public testing::Test {
   UsbLink link;
 };
 
-TEST_F(UsbLinkTest, OpensInItsOrderAndGivesTheLibraryAnEmptyRecord) {
+TEST_F(UsbLinkTest, Open_PreparesTheDeviceInOrder) {
   usb.received = {"left over", "\n"};
   ASSERT_EQ(Open({.vendor = 0x0483}), S_OK);
   EXPECT_EQ(usb.TakeCalls(), (Calls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "Read 80",
@@ -81,17 +81,17 @@ TEST_F(UsbLinkTest, OpensInItsOrderAndGivesTheLibraryAnEmptyRecord) {
   EXPECT_EQ(usb.seen.library, UsbDevice().library);
   EXPECT_EQ(link.Info(Language::kEnglish), "GUID:00000001-0002-0003-0405-060708090A0B VENDOR_ID:0483 PRODUCT_ID:5740");
   EXPECT_EQ(Open({}), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), Calls()) << "open already";
+  EXPECT_EQ(usb.TakeCalls(), Calls()) << "already open";
   link.Close();
   link.Close();
   EXPECT_EQ(usb.TakeCalls(), Calls{"Disconnect"});
 
   ASSERT_EQ(Open(usb.found), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not looked up";
+  EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not searched for";
   EXPECT_EQ(usb.loads, 1);
 }
 
-TEST_F(UsbLinkTest, EachStepFailsWithItsCodeAndStopsTheSequence) {
+TEST_F(UsbLinkTest, StepThatFails_GivesItsCodeAndEndsTheOpening) {
   const std::pair<const char*, HRESULT> steps[] = {
       {"GetInterfaceGuid", winUsbCommErrGuidNotFound},
       {"Connect", winUsbCommErrUnableToOpenComm},
@@ -114,15 +114,21 @@ TEST_F(UsbLinkTest, EachStepFailsWithItsCodeAndStopsTheSequence) {
       EXPECT_EQ(usb.TakeCalls(), calls);
     }
   }
-  usb.failing = {{"Read", kUsbBadIdentifier}};
-  EXPECT_EQ(Open({}), S_OK) << "a read that fails ends the draining";
   EXPECT_EQ(usb.loads, 1) << "the library stays loaded";
-  link.Close();
-  usb.failing.clear();
-  usb.received.assign(5000, "noise");
-  EXPECT_EQ(Open({}), winUsbCommErrUnableToFlushComm) << "a device that never falls silent does not hold us";
-  EXPECT_EQ(usb.calls.back(), "Disconnect");
+}
 
+TEST_F(UsbLinkTest, ReadThatFailsWhileDraining_EndsTheDraining) {
+  usb.failing = {{"Read", kUsbBadIdentifier}};
+  EXPECT_EQ(Open({}), S_OK);
+}
+
+TEST_F(UsbLinkTest, DeviceThatNeverStopsSending_FailsToOpen) {
+  usb.received.assign(5000, "noise");
+  EXPECT_EQ(Open({}), winUsbCommErrUnableToFlushComm);
+  EXPECT_EQ(usb.calls.back(), "Disconnect");
+}
+
+TEST(UsbLink, LibraryThatCannotBeLoaded_FailsEveryCall) {
   UsbLink none({.not_loaded = kNotLoaded, .load = [] { return LoadUsbLibrary(TestUsbFolder("lacks-WinUsbRead")); }});
   EXPECT_EQ(none.Open(), kNotLoaded);
   EXPECT_EQ(none.Send("*CLS\n"), LinkOutcome::kNotLoaded);
@@ -131,7 +137,7 @@ TEST_F(UsbLinkTest, EachStepFailsWithItsCodeAndStopsTheSequence) {
   none.Close();
 }
 
-TEST_F(UsbLinkTest, TransfersFailWithTheirCodes) {
+TEST_F(UsbLinkTest, TransferThatFails_GivesItsCode) {
   ASSERT_EQ(Open({}), S_OK);
   usb.answers = {{"*IDN?", "HPC-HOST"}};
   EXPECT_EQ(Write("*IDN?\n"), S_OK);
@@ -145,17 +151,25 @@ TEST_F(UsbLinkTest, TransfersFailWithTheirCodes) {
     EXPECT_EQ(CodeOfRead(), read);
     usb.failing.clear();
   }
+}
+
+TEST_F(UsbLinkTest, ReplyInSeveralReads_IsJoinedUpToItsLineFeedOrATimeout) {
+  ASSERT_EQ(Open({}), S_OK);
   usb.received = {std::string(80, '1'), "2\n", "HPC-", "HOST\n", "3"};
   EXPECT_EQ(link.Receive().text, std::string(80, '1'));
   EXPECT_TRUE(link.cut());
   for (const char* whole : {"2\n", "HPC-HOST\n", "3"}) {
-    EXPECT_EQ(link.ReceiveWhole(Deadline::Never()).text, whole) << "joined up to its line feed or to a silence";
+    EXPECT_EQ(link.ReceiveWhole(Deadline::Never()).text, whole);
   }
+}
+
+TEST_F(UsbLinkTest, WrongByteCount_FailsTheTransfer) {
+  ASSERT_EQ(Open({}), S_OK);
   usb.received = {""};
   EXPECT_EQ(CodeOfRead(), winUsbCommErrUnableToReadComm) << "success without a byte";
   usb.received = {"x"};
   usb.oversize = 80;
-  EXPECT_EQ(CodeOfRead(), winUsbCommErrUnableToReadComm) << "more than there was room for";
+  EXPECT_EQ(CodeOfRead(), winUsbCommErrUnableToReadComm) << "more bytes than the buffer holds";
   usb.oversize = 0;
   usb.count = 2;
   EXPECT_EQ(Write("ABC\n"), winUsbCommErrUnableToWriteComm) << "cut";

@@ -1,4 +1,4 @@
-// Sessions over simulated instruments: who may come back, when waits begin, what is counted.
+// Sessions with simulated instruments: reconnection to the same instrument, start of timeouts, and statistics.
 #include "sessions/session.h"
 
 #include <gtest/gtest.h>
@@ -20,17 +20,17 @@ struct IdentityCase {
 
 void PrintTo(const IdentityCase& identity, std::ostream* out) { *out << identity.device; }
 
-class AnotherInstrument : public DeviceBench, public testing::WithParamInterface<IdentityCase> {
+class ReplacedInstrument : public DeviceBench, public testing::WithParamInterface<IdentityCase> {
  protected:
-  AnotherInstrument() : DeviceBench(Find(GetParam().device)) {}
+  ReplacedInstrument() : DeviceBench(Find(GetParam().device)) {}
   static const Device& Find(std::string_view name) {
     return *std::find_if(std::begin(kDevices), std::end(kDevices), [&](const Device& d) { return d.name == name; });
   }
   HRESULT Read() { return driver->ReadChannel(model.channels[0]).code; }
 };
 
-// The host connected to one instrument: another one of the same model in its place is neither read nor driven.
-TEST_P(AnotherInstrument, ComesBackAndIsRefusedUntilTheHostConnectsAnew) {
+// The host connected to one instrument. Another one of the same model in its place is neither read nor driven.
+TEST_P(ReplacedInstrument, OnReconnection_IsRefusedUntilTheHostConnectsAgain) {
   const IdentityCase& c = GetParam();
   SetBench(c.property, c.first);
   ASSERT_EQ(device->Connect(), S_OK);
@@ -47,19 +47,19 @@ TEST_P(AnotherInstrument, ComesBackAndIsRefusedUntilTheHostConnectsAnew) {
     EXPECT_EQ(driver->WriteChannel(model.written, 25.0F), c.refusal);
   }
   SetBench(c.property, c.first);
-  EXPECT_EQ(Read(), c.refusal) << "also when the first is there again";
+  EXPECT_EQ(Read(), c.refusal) << "also when the first instrument is back";
   EXPECT_EQ(TakeSent(), "");
   EXPECT_EQ(driver->Presence(), c.refusal);
-  EXPECT_TRUE(IsConnected()) << "as the host left it";
+  EXPECT_TRUE(IsConnected()) << "only the host disconnects";
   EXPECT_EQ(device->Disconnect(), S_OK);
-  EXPECT_EQ(TakeSent(), "") << "nor is it told that the session ends";
+  EXPECT_EQ(TakeSent(), "") << "the replaced instrument gets no command at the end of the session";
   SetBench(c.property, c.second);
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(Read(), S_OK);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Models, AnotherInstrument,
+    Models, ReplacedInstrument,
     testing::Values(
         IdentityCase{"Kelvo10", "identity", "ULIX,KELVO10,1,V1", "ULIX,KELVO10,2,V1", kelvo10CtlErrNotKelvo10},
         IdentityCase{"Cmx310", "identity", "ULIX,CMX310,1,V1", "ULIX,CMX310,2,V1", cmx310CtlErrNotCmx310},
@@ -86,26 +86,26 @@ class SlowLine : public LineBench {
   }
 };
 
-// A frame of some twenty characters takes 0.15 s at 1200 bits per second, and the controller has 0.1 s to answer.
-TEST_F(SlowLine, TheReadTimeoutBeginsWhenTheBytesHaveLeft) {
+// A frame of about 20 characters takes 0.15 s at 1200 bits per second. The controller then has 0.1 s to answer.
+TEST_F(SlowLine, ReadTimeout_StartsWhenTheBytesHaveLeft) {
   EXPECT_EQ(WriteAt(1200, 200), S_OK);
   EXPECT_EQ(WriteAt(9600, 200), serialCommErrUnableToReadComm);
   EXPECT_EQ(WriteAt(1200, 400), serialCommErrUnableToReadComm);
   const MonotonicTime before = clock.Now();
   EXPECT_EQ(driver->WriteChannel(0, 20.0F), S_OK);
-  EXPECT_EQ(clock.Now(), before) << "an exchange that succeeds waits for nothing";
+  EXPECT_EQ(clock.Now(), before) << "an exchange that succeeds does not wait";
 }
 
-class CtcRefusal : public LineBench {
+class CtcSession : public LineBench {
  protected:
-  CtcRefusal() : LineBench("jofrartcptc") {
+  CtcSession() : LineBench("jofrartcptc") {
     Set("model", "1");
     SetBench("model", "CTC");
   }
 };
 
-// The command has no answer, so that the refusal may be its, and the true answer to the query be still to come.
-TEST_F(CtcRefusal, LeavesRepliesOutstanding) {
+// The command has no reply of its own. The refusal may belong to it, and the reply to the query may still come.
+TEST_F(CtcSession, RefusedWrite_LeavesTheSessionOutOfSync) {
   ASSERT_EQ(device->Connect(), S_OK);
   bench->SetFaults({{FaultKind::kRefuse}});
   EXPECT_EQ(driver->WriteChannel(2, 50.0F), jofrartcptcCtlErrNack);
@@ -116,14 +116,13 @@ TEST_F(CtcRefusal, LeavesRepliesOutstanding) {
   EXPECT_TRUE(TakeSent().starts_with("*IDN?"));
 }
 
-TEST_F(CtcRefusal, SilenceAtTheFirstQuestionIsNotThisInstrument) {
+TEST_F(CtcSession, NoReplyToTheFirstQuery_IsNotThisInstrument) {
   bench->SetFaults({{FaultKind::kSilent}});
   EXPECT_EQ(device->Connect(), jofrartcptcCtlErrNotJofraRtcPtc);
 }
 
-// Behind a byte that came damaged the rest of a line would pass for the number's: 12.3?56 is not 12.356, whatever the
-// number of attempts.
-TEST(DamagedByte, IsNoSilence) {
+// A reader that dropped the damaged byte would take 12.3?56 for 12.356.
+TEST(DamagedByte, InAReply_FailsTheReadWithoutARetry) {
   FakeLine line{.input = "Isotech,microK-100,0,1.0\r"};
   ManualClock clock(ManualClock::Mode::kAutomatic);
   DriverServices services;
@@ -141,12 +140,12 @@ TEST(DamagedByte, IsNoSilence) {
   EXPECT_EQ(driver.state(), SessionState::kOutOfSync);
 }
 
-class Counted : public LineBench {
+class CountedSession : public LineBench {
  protected:
-  Counted() : LineBench("kelvo10") {}
+  CountedSession() : LineBench("kelvo10") {}
 };
 
-TEST_F(Counted, EveryKindOfTroubleByItself) {
+TEST_F(CountedSession, EachKindOfTrouble_IsCountedSeparately) {
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(device->Statistics(), SessionStatistics{.exchanges = 1});
   driver->ReadChannel(0);

@@ -1,4 +1,4 @@
-// The other end of a TCP connection, as a test says.
+// The other end of a TCP connection, with the behaviour that a test gives it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@
 
 namespace ulix {
 
-// Listens on a free port of the loopback; one connection at a time is handed to `serve` on a thread of its own, and
-// closed when that returns.
+// Listens on a free port of the loopback interface. A thread of its own hands one connection at a time to `serve` and
+// closes it when `serve` returns.
 class TcpPeer {
  public:
   using Serve = std::function<void(TcpPeer& peer)>;
@@ -48,15 +48,15 @@ class TcpPeer {
 
   int port() const { return port_; }
 
-  // For `serve`: exactly `count` bytes, fewer at the end of the connection; and bytes back.
+  // For use in `serve`. Take reads `count` bytes, fewer only at the end of the connection. Send sends bytes.
   std::string Take(std::size_t count) {
     std::string bytes(count, '\0');
     const ssize_t got = recv(client_.get(), bytes.data(), count, MSG_WAITALL);
     bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
     return bytes;
   }
-  void Localized(std::string_view bytes) { send(client_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  // Until the other side closes.
+  void Send(std::string_view bytes) { send(client_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+  // Waits until the other side closes the connection.
   void AwaitEnd() {
     while (!Take(1).empty()) {
     }

@@ -27,12 +27,12 @@ Line ReceiveLine(CNetworkComm& link) {
   return line;
 }
 
-TEST(NetworkComm, LinesComeOneByOneWithTheirEnd) {
+TEST(NetworkComm, ReceivedLines_ComeOneByOneWithTheirTerminator) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Localized("OK\r\nnext\n" + p.Take(6));
-    p.Localized("half");
+    p.Send("OK\r\nnext\n" + p.Take(6));
+    p.Send("half");
   });
-  CNetworkComm link("127.1", peer.port() + 65536, 5);  // a dotted number of the classic kind; the low 16 bits
+  CNetworkComm link("127.1", peer.port() + 65536, 5);  // A short dotted address; only the port's low 16 bits count.
   ASSERT_EQ(link.Connect(), S_OK);
   std::int32_t length = 6;
   EXPECT_EQ(link.Send("*IDN?\n", &length), S_OK);
@@ -49,12 +49,12 @@ TEST(NetworkComm, LinesComeOneByOneWithTheirEnd) {
   EXPECT_EQ(line.count, -7);
   EXPECT_EQ(link.lastErrorText(), "Connexion closed");
   EXPECT_TRUE(link.IsConnected());
-  ASSERT_EQ(link.Connect(), S_OK);  // once more
+  ASSERT_EQ(link.Connect(), S_OK) << "connects again";
 }
 
-TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
+TEST(NetworkComm, SilentPeer_TimesOutOnceDespiteSignals) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Localized("ab");
+    p.Send("ab");
     p.AwaitEnd();
   });
   CNetworkComm link("localhost", peer.port(), 1);
@@ -75,8 +75,8 @@ TEST(NetworkComm, ASilentPeerIsWaitedForOnceAndSignalsDoNotEndTheWait) {
   EXPECT_GE(waited, std::chrono::milliseconds(990));
 }
 
-TEST(NetworkComm, BlocksAreTakenUpToTheirLength) {
-  TcpPeer peer([](TcpPeer& p) { p.Localized("0123456789"); });
+TEST(NetworkComm, ReceivedBlock_IsReadUpToTheLengthAskedFor) {
+  TcpPeer peer([](TcpPeer& p) { p.Send("0123456789"); });
   CNetworkComm link("127.0.0.1", peer.port(), 1);
   ASSERT_EQ(link.Connect(), S_OK);
   char buffer[20] = {};
@@ -85,7 +85,7 @@ TEST(NetworkComm, BlocksAreTakenUpToTheirLength) {
   EXPECT_STREQ(buffer, "0123456789");
 }
 
-TEST(NetworkComm, APartialSendIsASuccessToBeLookedAt) {
+TEST(NetworkComm, PartialSend_SucceedsWithTheCountSent) {
   TcpPeer peer([](TcpPeer& p) { p.Take(1'000'000'000); });
   CNetworkComm link("127.0.0.1", peer.port(), 1);
   ASSERT_EQ(link.Connect(), S_OK);
@@ -98,7 +98,7 @@ TEST(NetworkComm, APartialSendIsASuccessToBeLookedAt) {
   link.Disconnect();
 }
 
-TEST(NetworkComm, WithoutAPeerThereIsNoConnection) {
+TEST(NetworkComm, NoPeer_IsUnableToConnect) {
   int port = 0;
   {
     TcpPeer gone([](TcpPeer&) {});
@@ -116,9 +116,9 @@ TEST(NetworkComm, WithoutAPeerThereIsNoConnection) {
   }
 }
 
-TEST(NetworkComm, ANegativeTimeoutIsNoWaitAndACopyIsNotConnected) {
+TEST(NetworkComm, NegativeTimeout_DoesNotWait) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Localized("x\n");
+    p.Send("x\n");
     p.AwaitEnd();
   });
   CNetworkComm link("127.0.0.1", peer.port(), -1);
@@ -126,6 +126,12 @@ TEST(NetworkComm, ANegativeTimeoutIsNoWaitAndACopyIsNotConnected) {
   std::int32_t length = 1;
   EXPECT_EQ(link.Send("x", &length), networkCommErrConnexClosed);
   EXPECT_EQ(ReceiveLine(link).result, networkCommErrConnexClosed);
+}
+
+TEST(NetworkComm, CopyOfAConnection_IsNotConnected) {
+  TcpPeer peer([](TcpPeer& p) { p.AwaitEnd(); });
+  CNetworkComm link("127.0.0.1", peer.port(), 1);
+  ASSERT_EQ(link.Connect(), S_OK);
   CNetworkComm copy(link);
   EXPECT_FALSE(copy.IsConnected());
   link.Disconnect();

@@ -42,7 +42,7 @@ class SerialLineTest : public testing::Test {
     std::string bytes(count, '.');
     return Failed(link_.ReadBytes(bytes, timeout_ms)) ? "failed" : bytes;
   }
-  // Another look at the terminal, past the link.
+  // Opens the terminal a second time, beside the link.
   platform::FileDescriptor Terminal() const {
     return platform::FileDescriptor(open(endpoint_->address().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   }
@@ -64,12 +64,12 @@ class SerialLineTest : public testing::Test {
   SerialLink link_;
 };
 
-TEST_F(SerialLineTest, AWriteThatNobodyTakesEnds) {
+TEST_F(SerialLineTest, WriteThatIsNotRead_TimesOut) {
   Open();
   EXPECT_EQ(link_.WriteBytes(std::string(1 << 20, 'x'), 100), serialCommErrUnableToWriteComm);
 }
 
-TEST_F(SerialLineTest, SetsRateAndFlowControlInTheTerminal) {
+TEST_F(SerialLineTest, RateAndFlowControl_AreSetInTheTerminal) {
   Open({.baudRate = 19200, .handshakeCode = 2});
   termios settings = TerminalSettings();
   EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B19200));
@@ -84,7 +84,7 @@ TEST_F(SerialLineTest, SetsRateAndFlowControlInTheTerminal) {
   }
 }
 
-TEST_F(SerialLineTest, ParityKeepsEveryGoodByte) {
+TEST_F(SerialLineTest, ParityEnabled_KeepsGoodBytes) {
   Open({.parityCode = 1});
   EXPECT_NE(TerminalSettings().c_iflag & static_cast<tcflag_t>(INPCK), 0u);
   const std::string reply("\377\377A\377\000\n", 6);
@@ -92,9 +92,9 @@ TEST_F(SerialLineTest, ParityKeepsEveryGoodByte) {
   EXPECT_EQ(ReadBytes(6), reply);
 }
 
-TEST_F(SerialLineTest, ADamagedByteFailsTheReadAndIsGone) {
+TEST_F(SerialLineTest, DamagedByte_FailsTheReadAndIsDiscarded) {
   Open({.parityCode = 0});
-  // A pseudo terminal damages nothing: its marks are put into the line with the marking off.
+  // A pseudo terminal damages no byte: the test sends the marks of a damaged byte itself, with marking switched off.
   const platform::FileDescriptor terminal = Terminal();
   termios settings = TerminalSettings();
   settings.c_iflag &= ~static_cast<tcflag_t>(PARMRK);

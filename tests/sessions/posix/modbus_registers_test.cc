@@ -1,4 +1,4 @@
-// Modbus registers against an independent slave, on TCP and on a terminal, and against peers that are no good ones.
+// Modbus registers against an independent slave, on TCP and on a terminal, and against peers that break the protocol.
 #include "sessions/modbus_registers.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ constexpr ModbusRefusalCodes kExceptions = {memologCtlErrMbusFct, memologCtlErrM
 constexpr int kFirst = 600;
 constexpr int kCount = 400;
 
-// A slave that is not ours, with registers from kFirst on, until it goes out of scope.
+// A slave of an independent implementation, with registers from kFirst on. It runs until it goes out of scope.
 class IndependentSlave {
  public:
   static constexpr int kUnit = 17;
@@ -77,7 +77,7 @@ class IndependentSlave {
   std::thread thread_;
 };
 
-// Two terminals, wired to each other.
+// Two terminals connected to each other.
 class Cable {
  public:
   Cable() : ends_{*platform::OpenPseudoTerminal(), *platform::OpenPseudoTerminal()} {
@@ -105,7 +105,7 @@ class Cable {
   std::atomic<bool> stop_ = false;
 };
 
-// A session with one slave, as drivers have it, without a handshake.
+// A session with one slave, as a driver has it, without a handshake.
 class Master : public SessionPeer {
  public:
   Master(ModbusLink::Options options, std::uint8_t slave, std::uint32_t timeout_ms = 1000)
@@ -185,14 +185,14 @@ void Converse(Master& master) {
   EXPECT_NE(CodeOf(master.ReadOne(kFirst)), S_OK);
 }
 
-TEST(ModbusRegistersTest, SpeakWithAnIndependentSlaveOverTcp) {
+TEST(ModbusRegistersTest, IndependentSlaveOnTcp_IsReadAndWritten) {
   const IndependentSlave slave;
   Master master(LinkTo(platform::MakeStreamSocket, Milliseconds(5000)), IndependentSlave::kUnit);
   master.link().SetAddress(NetworkAddress{"127.0.0.1", slave.port()});
   Converse(master);
 }
 
-TEST(ModbusRegistersTest, SpeakWithAnIndependentSlaveOnALine) {
+TEST(ModbusRegistersTest, IndependentSlaveOnALine_IsReadAndWritten) {
   const Cable cable;
   const IndependentSlave slave(cable.end(1));
   for (const std::uint32_t rate : kLineRates) {
@@ -218,11 +218,11 @@ std::string Reply(std::string_view request, std::uint16_t value, int transaction
   return modbus::NetworkFrame(static_cast<std::uint16_t>(modbus::WordAt(request, 0) + transaction_off), slave, pdu);
 }
 
-TEST(ModbusRegistersTest, ALateReplyOverTcpIsNobodys) {
+TEST(ModbusRegistersTest, LateReplyOverTcp_IsDiscarded) {
   TcpPeer peer([](TcpPeer& p) {
     const std::string first = p.Take(12);
     const std::string second = p.Take(12);
-    p.Localized(Reply(first, 1) + Reply(second, 9, 1) + Reply(second, 2));
+    p.Send(Reply(first, 1) + Reply(second, 9, 1) + Reply(second, 2));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 300);
@@ -230,11 +230,11 @@ TEST(ModbusRegistersTest, ALateReplyOverTcpIsNobodys) {
   EXPECT_EQ(master->ReadOne(6).value_or(0), 2);
 }
 
-// A gateway that answers the request in another unit's name answers at once, and wrongly.
-TEST(ModbusRegistersTest, AnotherUnitsAnswerIsAnErrorAtOnce) {
+// A gateway may answer with the address of another unit. The request fails at once instead of waiting for its timeout.
+TEST(ModbusRegistersTest, ReplyOfAnotherUnit_FailsAtOnce) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Localized(Reply(p.Take(12), 8, 0, 2));
-    p.Localized(Reply(p.Take(12), 7));
+    p.Send(Reply(p.Take(12), 8, 0, 2));
+    p.Send(Reply(p.Take(12), 7));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 60'000);
@@ -242,14 +242,14 @@ TEST(ModbusRegistersTest, AnotherUnitsAnswerIsAnErrorAtOnce) {
   EXPECT_EQ(master->ReadOne(5).value_or(0), 7);
 }
 
-// Bytes behind a reply, and a frame whose length says one byte less than it has, do not disturb a later exchange.
-TEST(ModbusRegistersTest, WhatIsLeftBehindAReplyIsThrownAway) {
+// Bytes after a reply, and a frame whose length field is one too small, do not disturb a later exchange.
+TEST(ModbusRegistersTest, BytesAfterAReply_AreDiscarded) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Localized(Reply(p.Take(12), 1) + "xyz");
+    p.Send(Reply(p.Take(12), 1) + "xyz");
     std::string cut = Reply(p.Take(12), 2);
     cut[5] = static_cast<char>(cut[5] - 1);
-    p.Localized(cut);
-    p.Localized(Reply(p.Take(12), 3));
+    p.Send(cut);
+    p.Send(Reply(p.Take(12), 3));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 2000);
@@ -258,21 +258,21 @@ TEST(ModbusRegistersTest, WhatIsLeftBehindAReplyIsThrownAway) {
   EXPECT_EQ(master->ReadOne(5).value_or(0), 3);
 }
 
-TEST(ModbusRegistersTest, WhatIsNoModbusEndsTheConnectionWhichIsMadeAgain) {
+TEST(ModbusRegistersTest, BytesThatAreNotModbus_EndTheConnectionAndTheNextRequestReconnects) {
   const auto damage = [](std::string request, int kind) {
     std::string reply = Reply(request, 7);
     if (kind == 0) reply[2] = 1;                       // another protocol
     if (kind == 1) reply[4] = 0x7F;                    // longer than any frame
     if (kind == 2) reply = std::string(3000, '\xFF');  // noise
-    if (kind == 3) reply = reply.substr(0, 8);         // short, and then the end
-    if (kind == 4) reply = {};                         // the end
+    if (kind == 3) reply = reply.substr(0, 8);         // a part, then the end of the connection
+    if (kind == 4) reply = {};                         // only the end of the connection
     return reply;
   };
   for (int kind = 0; kind < 5; ++kind) {
     std::atomic<int> connections = 0;
     TcpPeer peer([&](TcpPeer& p) {
       const std::string request = p.Take(12);
-      p.Localized(++connections == 1 ? damage(request, kind) : Reply(request, 7));
+      p.Send(++connections == 1 ? damage(request, kind) : Reply(request, 7));
       if (connections > 1) p.AwaitEnd();
     });
     const auto master = OpenMaster(peer, 2000);
@@ -284,22 +284,22 @@ TEST(ModbusRegistersTest, WhatIsNoModbusEndsTheConnectionWhichIsMadeAgain) {
   }
 }
 
-TEST(ModbusRegistersTest, RepliesOfAnotherFormAreNoAnswers) {
+TEST(ModbusRegistersTest, ReplyOfAnotherForm_IsUnableToRead) {
   const std::string forms[] = {{3, 4, 0, 1, 0, 2}, {3, 2, 0}, {6, 0, 5, 0, 1}, {'\x84', 2}, {'\x83', 11}, {3, 0}};
   for (const std::string& form : forms) {
     TcpPeer peer([&](TcpPeer& p) {
-      p.Localized(modbus::NetworkFrame(modbus::WordAt(p.Take(12), 0), 1, form));
+      p.Send(modbus::NetworkFrame(modbus::WordAt(p.Take(12), 0), 1, form));
       p.AwaitEnd();
     });
     EXPECT_EQ(CodeOf(OpenMaster(peer, 2000)->ReadOne(5)), networkCommErrUnableToReadComm);
   }
   TcpPeer stubborn([](TcpPeer& p) {
-    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Localized(Reply(request, 1, 1));
+    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Send(Reply(request, 1, 1));
   });
   EXPECT_EQ(CodeOf(OpenMaster(stubborn, 200)->ReadOne(5)), networkCommErrUnableToReadComm);
 }
 
-// A peer that says, every ten milliseconds, what nobody asked for; for a minute.
+// A peer that sends a reply without a request every ten milliseconds, for one minute.
 class FloodingPeer final : public platform::StreamSocket {
  public:
   explicit FloodingPeer(ManualClock& clock) : clock_(clock) {}
@@ -309,16 +309,16 @@ class FloodingPeer final : public platform::StreamSocket {
   int Send(std::string_view bytes) override { return static_cast<int>(bytes.size()); }
   int Receive(std::span<char> bytes) override {
     clock_.SleepFor(Milliseconds(10));
-    return ++said_ > 6000 ? 0 : static_cast<int>(Reply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
+    return ++sent_ > 6000 ? 0 : static_cast<int>(Reply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
   }
   bool WouldWait() const override { return false; }
 
  private:
   ManualClock& clock_;
-  int said_ = 0;
+  int sent_ = 0;
 };
 
-TEST(ModbusRegistersTest, RepliesThatNobodyAskedForExtendNoRequest) {
+TEST(ModbusRegistersTest, UnrequestedReplies_DoNotExtendTheTimeout) {
   ManualClock clock(ManualClock::Mode::kAutomatic);
   Master master(LinkTo([&] { return std::make_unique<FloodingPeer>(clock); }, Milliseconds(1000), clock), 1);
   master.link().SetAddress(NetworkAddress{"127.0.0.1", 1});
@@ -328,7 +328,7 @@ TEST(ModbusRegistersTest, RepliesThatNobodyAskedForExtendNoRequest) {
   EXPECT_LE(clock.Now() - start, Milliseconds(1040));
 }
 
-// A slave on a line that answers each request by its own count of registers, or says what it is told to.
+// A slave on a line that answers each request with the registers it asks for, or always with `reply` when that is set.
 class ScriptedSlave final : public Simulator {
  public:
   std::vector<SimulatedReply> Receive(std::string_view request) override {
@@ -362,7 +362,7 @@ class ModbusLineTest : public testing::Test {
     modbus::AppendWord(pdu, value);
     return modbus::SerialFrame(unit, pdu);
   }
-  void Localized(std::string reply) {
+  void ReplyWith(std::string reply) {
     bench->WithSimulator([&](Simulator&) { slave->reply = std::move(reply); });
   }
   void Measure(std::uint16_t value) {
@@ -378,8 +378,8 @@ class ModbusLineTest : public testing::Test {
   std::unique_ptr<Master> master;
 };
 
-// At every lateness, up to five timeouts: what was asked before is never the answer to a later request.
-TEST_F(ModbusLineTest, ALateReplyIsNobodysAnswer) {
+// The reply is late by every delay up to five timeouts. It is never taken as the reply to a later request.
+TEST_F(ModbusLineTest, LateReply_IsNeverTakenForALaterRequest) {
   std::uint16_t value = 0;
   int values = 0;
   for (int late_ms = 900; late_ms <= 5000; late_ms += 100) {
@@ -398,8 +398,9 @@ TEST_F(ModbusLineTest, ALateReplyIsNobodysAnswer) {
   EXPECT_GE(values, 150);
 }
 
-// One whose reply has another form is asked at once; one that has the same is asked behind a request that has not.
-TEST_F(ModbusLineTest, RequestsAreToldApartByTheFormOfTheirReplies) {
+// After a lost reply, a request whose reply has another form is sent at once. A request with the same form of reply is
+// sent after another one whose reply has another form.
+TEST_F(ModbusLineTest, ReplyLost_RequestWithAnotherReplyFormIsSentAtOnce) {
   const auto requests_after_a_lost = [&](auto&& ask) {
     bench->SetFaults({{FaultKind::kSilent}});
     EXPECT_FALSE(master->ReadOne(5));
@@ -415,32 +416,32 @@ TEST_F(ModbusLineTest, RequestsAreToldApartByTheFormOfTheirReplies) {
   EXPECT_EQ(master->session().state(), SessionState::kOpen);
 }
 
-TEST_F(ModbusLineTest, RepliesThatAreDamagedOrAnothersAreNoAnswers) {
+TEST_F(ModbusLineTest, DamagedOrForeignReply_IsUnableToRead) {
   std::string damaged = Registers(1);
   damaged[3] ^= 1;
   for (const std::string& reply :
        {damaged, Registers(1, 2), Registers(1).substr(0, 6), std::string("\x01\x2B\x00\x00\x00\x00", 6),
         modbus::SerialFrame(1, std::string("\x06\x00\x05\x00\x01", 5)), std::string(5000, '\x03')}) {
-    Localized(reply);
+    ReplyWith(reply);
     EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
     Measure(3);
     EXPECT_EQ(master->ReadOne(5).value_or(0), 3);
   }
   EXPECT_GE(master->session().statistics().damaged, 3U);
-  Localized(modbus::SerialFrame(1, "\x83\x02"));
+  ReplyWith(modbus::SerialFrame(1, "\x83\x02"));
   EXPECT_EQ(CodeOf(master->ReadOne(5)), memologCtlErrMbusAddr);
 }
 
-TEST_F(ModbusLineTest, ALineThatIsNeverQuietIsGivenUp) {
+TEST_F(ModbusLineTest, LineThatIsNeverQuiet_FailsInTime) {
   bench->SetFaults({{FaultKind::kDrip, 100}});
-  Localized(std::string(2000, 'x'));
+  ReplyWith(std::string(2000, 'x'));
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
   const MonotonicTime start = clock.Now();
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToReadComm);
   EXPECT_LE(clock.Now() - start, Milliseconds(4000));
 }
 
-TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
+TEST_F(ModbusLineTest, Requests_AreThreeAndAHalfCharactersApart) {
   Measure(4);
   EXPECT_TRUE(master->ReadOne(5));
   const MonotonicTime start = clock.Now();
@@ -448,7 +449,7 @@ TEST_F(ModbusLineTest, RequestsAreKeptApartBySilence) {
   EXPECT_EQ(clock.Now() - start, Milliseconds(5));  // three and a half characters at 9600 are 4.01 ms
 }
 
-TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgain) {
+TEST_F(ModbusLineTest, LostPort_IsOpenedAgain) {
   Measure(4);
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(CodeOf(master->ReadOne(5)), serialCommErrUnableToWriteComm);
@@ -459,7 +460,7 @@ TEST_F(ModbusLineTest, APortThatWasLostIsOpenedAgain) {
   EXPECT_EQ(master->session().Presence(), S_OK);
 }
 
-TEST(ModbusFrames, TheCheckIsTheOneOfTheStandard) {
+TEST(ModbusFrames, Crc_MatchesTheExampleOfTheStandard) {
   EXPECT_EQ(modbus::SerialFrame(2, "\x07"), "\x02\x07\x41\x12");
   EXPECT_EQ(modbus::Crc16("\x02\x07\x41\x12"), 0);
 }
