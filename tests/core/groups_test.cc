@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-// An instrument with a fake driver, one group of channel A and a sink, on a clock that the test turns.
+// An instrument with a fake driver, one group of channel A and a sink. The test advances the clock.
 class Groups : public testing::Test {
  protected:
   ~Groups() override {
@@ -50,7 +50,7 @@ class Groups : public testing::Test {
   bool AwaitReads(int count) {
     return reads.Await([&](int done) { return done >= count; });
   }
-  // One period on, and the scan that it causes begun.
+  // Advances the clock by one period and waits until the scan has begun.
   void Tick() {
     const int before = reads.Get();
     clock.Advance(1s);
@@ -76,12 +76,12 @@ class Groups : public testing::Test {
   std::uint32_t group = 0;
 };
 
-TEST_F(Groups, AScanReportsItsArraysThenItsEnd) {
+TEST_F(Groups, Scan_FiresDataChangeThenMeasReady) {
   MakeInstrument(clock);
   instrument->ConnectGroupChan(group, 1);
   value = 12.5F;
   ASSERT_EQ(instrument->RunGroup(group), S_OK);
-  EXPECT_EQ(instrument->RunGroup(group), S_OK) << "running twice is harmless";
+  EXPECT_EQ(instrument->RunGroup(group), S_OK) << "a second call changes nothing";
   clock.Advance(1s);
   ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; }));
   const auto seen = sink->seen.Get();
@@ -96,16 +96,16 @@ TEST_F(Groups, AScanReportsItsArraysThenItsEnd) {
   EXPECT_EQ(instrument->StopGroup(group), S_OK);
 }
 
-TEST_F(Groups, ASteadyValueIsSilentUntilTheLongestSilence) {
+TEST_F(Groups, SteadyValue_IsReportedAgainAfterTheMaxReportInterval) {
   MakeInstrument(clock);
   instrument->SetGroupSettings(group, {.dead_band_abs = 0.5F, .dead_time_max_s = 3});
   instrument->RunGroup(group);
   Tick();
-  ASSERT_TRUE(sink->AwaitReports(1)) << "the first scan is reported whatever it reads";
+  ASSERT_TRUE(sink->AwaitReports(1)) << "the first scan is always reported";
   int seconds = 0;
   for (; sink->reports() < 2 && seconds < 10; ++seconds) Tick();
-  EXPECT_GE(seconds, 4) << "3 s of silence are not more than 3";
-  // The report's time is taken after the sink has it, and the report is seen after its scan began: a second each.
+  EXPECT_GE(seconds, 4) << "exactly 3 s do not exceed the interval";
+  // Up to two ticks more: the report's time is taken after the sink has it, and the test sees a report after its scan.
   EXPECT_LE(seconds, 6);
   const std::size_t steady = sink->reports();
   value = 1.6F;
@@ -122,7 +122,7 @@ TEST_F(Groups, WarningInPlaceOfAValue_KeepsTheRecordsValueWithoutAnError) {
     Doubt doubt;
     float kept;
   };
-  const Case cases[] = {{S_OK, 99, Doubt::kNoValue, 0},  // the very first
+  const Case cases[] = {{S_OK, 99, Doubt::kNoValue, 0},  // the first reading
                         {S_OK, 2, Doubt::kNone, 2},
                         {S_OK, 99, Doubt::kNoValue, 2},
                         {serialCommErrUnableToReadComm, 99, Doubt::kNone, 2},
@@ -142,7 +142,7 @@ TEST_F(Groups, WarningInPlaceOfAValue_KeepsTheRecordsValueWithoutAnError) {
   }
 }
 
-TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanGoesOn) {
+TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanContinues) {
   MakeInstrument(clock);
   instrument->ConnectGroupChan(group, 1);
   std::atomic<bool> memory_runs_out = true;
@@ -166,7 +166,7 @@ TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanGoesOn) {
   EXPECT_EQ(records.errors, data[1].errors);
 }
 
-TEST_F(Groups, ReportThatASinkCannotTake_IsMadeUpForByTheNextScan) {
+TEST_F(Groups, SinkThatThrows_GetsTheReportOfTheNextScan) {
   MakeInstrument(clock);
   instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
   sink->in_data_change = [this] {
@@ -180,8 +180,8 @@ TEST_F(Groups, ReportThatASinkCannotTake_IsMadeUpForByTheNextScan) {
   EXPECT_EQ(sink->seen.Get().order, (std::vector<std::string>{"data 1", "data 1", "ready 1"}));
 }
 
-// The channel is read and written. Its record is looked at while nothing else runs.
-class RefusedSetPoint : public Groups {
+// What the record of a channel that is both read and written holds after a write.
+class SetPointRecord : public Groups {
  protected:
   static constexpr ChannelId kChannel = 1;
 
@@ -201,7 +201,7 @@ class RefusedSetPoint : public Groups {
   }
 };
 
-TEST_F(RefusedSetPoint, ReadingInFlight_StaysInTheRecord) {
+TEST_F(SetPointRecord, WriteRefused_KeepsTheReadingInFlight) {
   RunWithReadingInFlight();
   driver->writing = [this](ChannelId, float) {
     Release();
@@ -217,17 +217,17 @@ TEST_F(RefusedSetPoint, ReadingInFlight_StaysInTheRecord) {
   EXPECT_EQ(records.times, reported.times);
 }
 
-TEST_F(RefusedSetPoint, ReadingBegunBeforeTheWrite_IsNotDropped) {
+TEST_F(SetPointRecord, WriteAccepted_RecordTakesTheReadingThatEndsLater) {
   RunWithReadingInFlight();
   clock.Advance(10ms);
   EXPECT_EQ(instrument->SetChanVal(kChannel, 99.0), S_OK);
   EXPECT_EQ(RecordedValue(), 99.0F);
   Release();
   ASSERT_TRUE(sink->AwaitReports(1));
-  EXPECT_EQ(RecordedValue(), 7.0F) << "as the report said";
+  EXPECT_EQ(RecordedValue(), 7.0F) << "the value of the report";
 }
 
-TEST_F(RefusedSetPoint, DriverThrows_OldValueComesBack) {
+TEST_F(SetPointRecord, DriverThrows_RestoresTheOldValue) {
   MakeInstrument(clock);
   EXPECT_EQ(instrument->SetChanVal(kChannel, 3.0), S_OK);
   driver->writing = [](ChannelId, float) -> HRESULT { throw std::bad_alloc(); };
@@ -235,7 +235,7 @@ TEST_F(RefusedSetPoint, DriverThrows_OldValueComesBack) {
   EXPECT_EQ(RecordedValue(), 3.0F);
 }
 
-TEST_F(Groups, DeviceGoneBetweenTicks_IsReportedAtTheNextTick) {
+TEST_F(Groups, DeviceLostBetweenTicks_IsReportedAtTheNextTick) {
   MakeInstrument(clock);
   instrument->SetGroupSettings(group, {.period_ms = 60'000});
   driver->present = [] { return false; };
@@ -246,14 +246,14 @@ TEST_F(Groups, DeviceGoneBetweenTicks_IsReportedAtTheNextTick) {
   }
   ASSERT_TRUE(clock.AwaitWaiters(1));
   EXPECT_EQ(sink->reports(), 0U);
-  EXPECT_EQ(instrument->CheckPresence(), serialCommErrCommClosed) << "for a host that asks";
+  EXPECT_EQ(instrument->CheckPresence(), serialCommErrCommClosed) << "a host that asks is told at once";
   code = serialCommErrCommClosed;
   clock.Advance(1s);
   ASSERT_TRUE(sink->AwaitReports(1));
   EXPECT_EQ(sink->seen.Get().data[0].errors[0], serialCommErrCommClosed);
 }
 
-TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
+TEST_F(Groups, TicksDuringAScan_AreMergedIntoOneScan) {
   MakeInstrument(clock);
   instrument->RunGroup(group);
   Hold();
@@ -263,10 +263,10 @@ TEST_F(Groups, BeatsDuringAScanAreMergedIntoOne) {
   ASSERT_TRUE(AwaitReads(2));
   ASSERT_TRUE(sink->AwaitReports(2));
   Tick();
-  EXPECT_EQ(reads.Get(), 3) << "no burst";
+  EXPECT_EQ(reads.Get(), 3) << "the missed ticks cause one scan, not five";
 }
 
-TEST_F(Groups, AnImmediateReadOfARunningGroupForcesTheNextReportEvenDuringAScan) {
+TEST_F(Groups, ImmediateReadDuringAScan_ForcesTheNextReport) {
   MakeInstrument(clock);
   instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
   instrument->RunGroup(group);
@@ -275,29 +275,30 @@ TEST_F(Groups, AnImmediateReadOfARunningGroupForcesTheNextReportEvenDuringAScan)
   ASSERT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
   clock.Advance(1ms);
   Release();
-  EXPECT_TRUE(sink->AwaitReports(2)) << "the scan in flight, and the forced one after it";
+  EXPECT_TRUE(sink->AwaitReports(2)) << "the scan in progress, then the forced one";
   Tick();
   instrument->StopGroup(group);
   EXPECT_EQ(sink->reports(), 2U);
 }
 
-TEST_F(Groups, AnImmediateReadOfAStoppedGroupScansOnceAndWaits) {
+TEST_F(Groups, ImmediateReadOfAStoppedGroup_ReturnsAfterOneScan) {
   MakeInstrument(SystemClock());
   for (const std::size_t times : {1U, 2U}) {
     ASSERT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
     EXPECT_EQ(sink->reports(), times);
   }
   EXPECT_EQ(instrument->ImmediateReadGroups(std::vector{group, 77U, group}), E_INVALIDARG);
-  EXPECT_EQ(reads.Get(), 3) << "groups before the unknown one stay handled";
+  EXPECT_EQ(reads.Get(), 3) << "the group before the unknown one is read";
 }
 
-TEST_F(Groups, AnImmediateReadLongerThanThePeriodReportsNothingButKeepsItsValue) {
+TEST_F(Groups, ImmediateReadLongerThanThePeriod_KeepsTheValueWithoutAReport) {
   MakeInstrument(SystemClock());
   instrument->SetGroupSettings(group, {.period_ms = 1});
   Hold();
   std::thread opener([&] {
     AwaitReads(1);
-    std::this_thread::sleep_for(300ms);  // past the period of 100 ms, within the wait for the thread's end
+    std::this_thread::sleep_for(
+        300ms);  // Longer than the period of 100 ms, shorter than the wait for the thread's end.
     Release();
   });
   EXPECT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
@@ -308,7 +309,7 @@ TEST_F(Groups, AnImmediateReadLongerThanThePeriodReportsNothingButKeepsItsValue)
   EXPECT_EQ(records.values[0], 1.0F);
 }
 
-TEST_F(Groups, AThreadThatMissesItsDeadlineIsLeftBehindAndFiresNothing) {
+TEST_F(Groups, ThreadThatMissesItsStopDeadline_FiresNoEvent) {
   static std::atomic<int> traced = 0;
   traced = 0;
   SetTraceSink([](std::string_view line) {
@@ -330,8 +331,8 @@ TEST_F(Groups, AThreadThatMissesItsDeadlineIsLeftBehindAndFiresNothing) {
   SetTraceSink(nullptr);
 }
 
-// Stopped and run again while the host is in MeasReady: what the old thread does when it comes back is its own affair.
-TEST_F(Groups, ThreadLeftBehindInMeasReady_DoesNotSilenceTheNextRun) {
+// The group is stopped and run again while the host is still in MeasReady. The old thread must not disturb the new run.
+TEST_F(Groups, ThreadLeftBehindInMeasReady_NextRunStillReports) {
   MakeInstrument(SystemClock());
   instrument->SetGroupSettings(group, {.period_ms = 1000, .dead_band_abs = 100.0F, .dead_time_max_s = 1000});
   Watched<bool> host_returns{false};
@@ -345,7 +346,7 @@ TEST_F(Groups, ThreadLeftBehindInMeasReady_DoesNotSilenceTheNextRun) {
   instrument.reset();
 }
 
-TEST_F(Groups, ImmediateReadWhoseLinkDoesNotOpen_SaysThatNoScanningWasCreated) {
+TEST_F(Groups, ImmediateReadWhoseLinkDoesNotOpen_TracesThatNothingWasScanned) {
   static std::vector<std::string> traced;
   traced.clear();
   MakeInstrument(SystemClock());
@@ -358,8 +359,8 @@ TEST_F(Groups, ImmediateReadWhoseLinkDoesNotOpen_SaysThatNoScanningWasCreated) {
                                               "InstrFake::GrpID1::ImmediateRead: No Scanning done\n"}));
 }
 
-TEST_F(Groups, AHostMayDoAnythingInsideAnEvent) {
-  const std::function<void()> deeds[] = {
+TEST_F(Groups, CallsInsideAnEvent_ReturnInTime) {
+  const std::function<void()> actions[] = {
       [&] { instrument->StopGroup(group); },
       [&] { instrument->StopAllGroups(); },
       [&] { instrument->RemoveGroup(group); },
@@ -371,11 +372,11 @@ TEST_F(Groups, AHostMayDoAnythingInsideAnEvent) {
         instrument->RunGroup(group);
       },
   };
-  for (const auto& deed : deeds) {
+  for (const auto& action : actions) {
     std::atomic<bool> done = false;
     sink->in_data_change = [&] {
       if (done) return;
-      deed();
+      action();
       done = true;
     };
     MakeInstrument(SystemClock());

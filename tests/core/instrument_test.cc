@@ -27,7 +27,7 @@ struct Rig {
   std::unique_ptr<Instrument> instrument;
 };
 
-TEST(Instrument, ArgumentsComeBeforeTheConnectionAndIdsInArraysAfterIt) {
+TEST(Instrument, NotConnected_BadArgumentsAreInvalidAndGoodOnesUnexpected) {
   Rig rig;
   Instrument& device = *rig.instrument;
   const ChannelId unknown[] = {5};
@@ -40,9 +40,14 @@ TEST(Instrument, ArgumentsComeBeforeTheConnectionAndIdsInArraysAfterIt) {
   EXPECT_EQ(device.SetChansVals(unknown, {}), E_INVALIDARG);
   EXPECT_EQ(device.SetChansVals(unknown, one), E_UNEXPECTED);
   const Value no_number[] = {NoNumber()};
-  EXPECT_EQ(device.SetChansVals(unknown, no_number), E_INVALIDARG) << "the type of each element is an argument's";
+  EXPECT_EQ(device.SetChansVals(unknown, no_number), E_INVALIDARG) << "the type of each element is checked first";
   const std::uint32_t no_group[] = {9};
   EXPECT_EQ(device.ImmediateReadGroups(no_group), E_UNEXPECTED);
+}
+
+TEST(Instrument, NotConnected_MembersThatNeedTheLinkAreUnexpected) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
   std::string text = "before";
   EXPECT_EQ(device.Identify(&text), E_UNEXPECTED);
   EXPECT_EQ(text, "");
@@ -52,27 +57,42 @@ TEST(Instrument, ArgumentsComeBeforeTheConnectionAndIdsInArraysAfterIt) {
   }
   EXPECT_EQ(TakeErrorInfo().description, "Communication not opened");
   EXPECT_EQ(device.Disconnect(), S_OK);
+}
+
+TEST(Instrument, Connected_UnknownIdsInArraysAreInvalid) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  const ChannelId unknown[] = {5};
+  const Value one[] = {1.0};
+  const std::uint32_t no_group[] = {9};
+  ChannelArrays arrays;
   device.Connect();
   EXPECT_EQ(device.GetChansVals(unknown, &arrays), E_INVALIDARG);
   EXPECT_EQ(device.SetChansVals(unknown, one), E_INVALIDARG);
   EXPECT_EQ(device.ImmediateReadGroups(no_group), E_INVALIDARG);
 }
 
-TEST(Instrument, AFailureDescribesItselfAndAnExceptionStaysInside) {
+TEST(Instrument, FailedCall_GivesItsErrorInfoOnce) {
   Rig rig;
   Instrument& device = *rig.instrument;
   device.Connect();
   EXPECT_EQ(device.SendCfg(), kambicCtlErrBadCmde);
   EXPECT_EQ(TakeErrorInfo().description, "Bad command");
+  EXPECT_EQ(TakeErrorInfo().code, S_OK) << "the call took it";
+  EXPECT_EQ(device.GetChanName(9, nullptr), E_INVALIDARG);
+  EXPECT_EQ(TakeErrorInfo().description, "Invalid Argument");
+}
+
+TEST(Instrument, ExceptionInADriver_BecomesACode) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
   EXPECT_EQ(device.ReadCfg(), kambicErrExceptionCode);
   const ErrorInfo info = TakeErrorInfo();
   EXPECT_EQ(info.code, kambicErrExceptionCode);
   EXPECT_EQ(info.description, "");
-  EXPECT_EQ(TakeErrorInfo().code, S_OK) << "taken once";
   rig.driver->writing = [](ChannelId, float) -> HRESULT { throw std::bad_alloc(); };
   EXPECT_EQ(device.SetChanVal(2, 1.0), E_OUTOFMEMORY);
-  EXPECT_EQ(device.GetChanName(9, nullptr), E_INVALIDARG);
-  EXPECT_EQ(TakeErrorInfo().description, "Invalid Argument");
 }
 
 struct ErrorSink final : EventSink {
@@ -81,7 +101,7 @@ struct ErrorSink final : EventSink {
   void SysError(HRESULT code) override { system.push_back(code); }
 };
 
-TEST(Instrument, MemoryThatWasReadButNotCleared_IsDeliveredWithTheFailure) {
+TEST(Instrument, MemoryReadButNotCleared_IsDeliveredWithTheFailure) {
   Rig rig;
   Instrument& device = *rig.instrument;
   const auto errors = std::make_shared<ErrorSink>();
@@ -103,7 +123,7 @@ TEST(Instrument, MemoryThatWasReadButNotCleared_IsDeliveredWithTheFailure) {
   EXPECT_EQ(errors->system, std::vector<HRESULT>{serialCommErrUnableToReadComm});
 }
 
-TEST(Instrument, OnlyFiniteNumbersDriveAnOutput) {
+TEST(Instrument, NonFiniteValue_IsRefusedAndNothingIsSent) {
   Rig rig;
   Instrument& device = *rig.instrument;
   device.Connect();
@@ -120,11 +140,29 @@ TEST(Instrument, OnlyFiniteNumbersDriveAnOutput) {
     EXPECT_EQ(device.SetChansVals(ids, values), E_INVALIDARG) << "all are checked before any is sent";
   }
   EXPECT_EQ(sent, 0);
+}
+
+TEST(Instrument, FiniteValue_IsSentToAnOutputOnly) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
+  int sent = 0;
+  rig.driver->writing = [&](ChannelId, float) {
+    ++sent;
+    return S_OK;
+  };
   EXPECT_EQ(device.SetChanVal(0, 1.0), E_INVALIDARG) << "an input";
   EXPECT_EQ(device.SetChanVal(2, std::int64_t{5}), S_OK);
   EXPECT_EQ(device.SetChanVal(1, 2.5F), S_OK) << "read and written";
   EXPECT_EQ(sent, 2);
-  // What could not be sent leaves the old record.
+}
+
+TEST(Instrument, WriteThatFails_KeepsTheOldRecord) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  device.Connect();
+  rig.driver->writing = [](ChannelId, float) { return S_OK; };
+  EXPECT_EQ(device.SetChanVal(2, 5.0), S_OK);
   rig.driver->writing = [](ChannelId, float) { return serialCommErrUnableToWriteComm; };
   EXPECT_EQ(device.SetChanVal(2, 6.0), serialCommErrUnableToWriteComm);
   const ChannelId ids[] = {2};
@@ -134,7 +172,7 @@ TEST(Instrument, OnlyFiniteNumbersDriveAnOutput) {
   EXPECT_GT(arrays.times[0], 46000.0) << "local time";
 }
 
-TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
+TEST(Instrument, RemovedGroup_ItsIdIsNotUsedAgain) {
   Rig rig;
   Instrument& device = *rig.instrument;
   EXPECT_EQ(rig.NewGroup(), 1U);
@@ -145,6 +183,13 @@ TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
   std::vector<std::uint32_t> ids;
   device.Groups(&ids);
   EXPECT_EQ(ids, (std::vector<std::uint32_t>{1, 3}));
+}
+
+TEST(Instrument, Group_TakesKnownInputsOnly) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  EXPECT_EQ(rig.NewGroup(), 1U);
+  std::vector<std::uint32_t> ids;
   EXPECT_EQ(device.InChans(1, &ids), S_OK);
   EXPECT_TRUE(ids.empty());
   EXPECT_EQ(device.ConnectGroupChan(1, 1), S_OK);
@@ -157,14 +202,18 @@ TEST(Instrument, GroupsTakeInputsAndTheirIdsAreNeverGivenTwice) {
   EXPECT_EQ(ids, (std::vector<ChannelId>{1, 2}));
 }
 
-// What a stream could not keep is not taken: it would come back as less, or as another port.
-TEST(Instrument, TakesOnlyWhatAStreamKeeps) {
+// After a load, such values would be smaller ones, or another port.
+TEST(Instrument, SerialParamsThatAStreamCannotKeep_AreRefused) {
   const auto kelvo10 = std::make_unique<Instrument>(FindModel("kelvo10")->create({}));
   for (const SerialParams& refused : {SerialParams{.port = 0}, SerialParams{.port = 65541},
                                       SerialParams{.dataBitsCode = -1}, SerialParams{.parityCode = 256}}) {
     EXPECT_EQ(kelvo10->SetSerialParams(refused), E_INVALIDARG);
   }
   EXPECT_FALSE(kelvo10->IsDirty());
+}
+
+TEST(Instrument, MoreGroupsThanAStreamKeeps_AreRefused) {
+  const auto kelvo10 = std::make_unique<Instrument>(FindModel("kelvo10")->create({}));
   for (int i = 0; i < 0xFFFF; ++i) {
     std::uint32_t group = 0;
     ASSERT_EQ(kelvo10->CreateGroup(&group), S_OK);
@@ -180,7 +229,7 @@ TEST(Instrument, TakesOnlyWhatAStreamKeeps) {
   EXPECT_EQ(ids.size(), 0xFFFFU);
 }
 
-TEST(Instrument, WhatIsNotThereHasItsDefault) {
+TEST(Instrument, UnknownChannel_HasDefaultUnitResolutionAndLimit) {
   Rig rig;
   Instrument& device = *rig.instrument;
   std::string unit = "before";
@@ -195,15 +244,20 @@ TEST(Instrument, WhatIsNotThereHasItsDefault) {
   EXPECT_EQ(device.GetChanLim(0, 0, &limit, &level), S_OK);
   EXPECT_EQ(std::pair(limit, int{level}), std::pair(0.0F, int{LimitNo}));
   EXPECT_EQ(device.GetChanLim(99, 0, &limit, &level), E_INVALIDARG);
-  std::int32_t result = 0;
-  EXPECT_EQ(device.EditCfg(&result), S_OK);
-  EXPECT_EQ(result, 2) << "without a user every dialog is cancelled";
-  EXPECT_EQ(device.EditGroup(4, &result), E_INVALIDARG);
-  EXPECT_EQ(device.EditOutChans(nullptr), E_INVALIDARG);
   EXPECT_EQ(device.GetErrorText(0, false, nullptr, &unit), E_INVALIDARG);
 }
 
-// Rows of the stream as bytes, by hand.
+TEST(Instrument, EditWithoutAUserInterface_IsCancelled) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  std::int32_t result = 0;
+  EXPECT_EQ(device.EditCfg(&result), S_OK);
+  EXPECT_EQ(result, 2);
+  EXPECT_EQ(device.EditGroup(4, &result), E_INVALIDARG);
+  EXPECT_EQ(device.EditOutChans(nullptr), E_INVALIDARG);
+}
+
+// The fields of the configuration stream, written byte by byte.
 std::string Bytes(std::initializer_list<int> bytes) {
   std::string text;
   for (const int byte : bytes) text += static_cast<char>(byte);
@@ -222,7 +276,7 @@ const std::string kEnd =
     Bytes({19, 0, 40, 0, 0, 0}) + Bytes({2, 0, 255, 255}) + Bytes({2, 0, 0, 0}) + Bytes({2, 0, 1, 0});
 const std::string kWhole = kVersions + kSettings + Bytes({18, 0, 2, 0}) + GroupBlock(3) + GroupBlock(7) + kEnd;
 
-TEST(Persistence, EveryCutKeepsWhatCameBeforeIt) {
+TEST(Persistence, StreamCutAnywhere_LoadsWhatPrecedesTheCut) {
   for (std::size_t length = 0; length <= kWhole.size(); ++length) {
     Rig rig;
     rig.NewGroup();
@@ -243,7 +297,7 @@ TEST(Persistence, EveryCutKeepsWhatCameBeforeIt) {
   }
 }
 
-// Takes so many bytes and no more.
+// A stream with room for a number of bytes. A write beyond it fails.
 class FullStream final : public ByteStream {
  public:
   explicit FullStream(std::size_t room) : room_(room) {}
@@ -258,12 +312,12 @@ class FullStream final : public ByteStream {
   std::size_t room_;
 };
 
-TEST(Persistence, SaveThatFails_KeepsTheMarkOfAChange) {
+TEST(Persistence, SaveThatFails_LeavesTheInstrumentDirty) {
   Rig rig;
   rig.NewGroup();
   MemoryStream copy;
   ASSERT_EQ(rig.instrument->SaveCopy(copy), S_OK);
-  EXPECT_TRUE(rig.instrument->IsDirty()) << "a copy saves nothing";
+  EXPECT_TRUE(rig.instrument->IsDirty()) << "SaveCopy does not clear the mark";
   const std::string tail = "form";
   const std::size_t size = copy.bytes().size() + tail.size();
   for (std::size_t room = 0; room < size; ++room) {
@@ -276,7 +330,7 @@ TEST(Persistence, SaveThatFails_KeepsTheMarkOfAChange) {
   EXPECT_FALSE(rig.instrument->IsDirty());
 }
 
-TEST(Persistence, HostileValuesCutTheLoad) {
+TEST(Persistence, InvalidValueInAStream_EndsTheLoadThere) {
   const std::string nan = Bytes({4, 0, 0, 0, 0xC0, 0x7F});
   std::string bad_level = kWhole, same_id = kWhole, zero_id = kWhole, bad_band = kWhole;
   bad_level.replace(kVersions.size() + 6, 6, nan);
@@ -294,11 +348,14 @@ TEST(Persistence, HostileValuesCutTheLoad) {
     EXPECT_EQ(groups.size(), groups_kept);
     EXPECT_EQ(RealIn(rig.instrument->settings().Snapshot(), kFakeSettings[2]), groups_kept ? 2.0F : 1.5F);
   }
+}
+
+TEST(Persistence, LastGroupIdInAStream_LeavesNoneForANewGroup) {
   Rig rig;
   MemoryStream in(kVersions + kSettings + Bytes({18, 0, 0, 0}) + Bytes({19, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
   rig.instrument->Load(in);
   std::uint32_t id = 0;
-  EXPECT_EQ(rig.instrument->CreateGroup(&id), E_UNEXPECTED) << "the ids ran out";
+  EXPECT_EQ(rig.instrument->CreateGroup(&id), E_UNEXPECTED);
   EXPECT_EQ(TakeErrorInfo().description, "Group ID not available");
 }
 

@@ -1,6 +1,6 @@
-// Memory runs out at the first allocation of a call, at its second, and so on until the call succeeds: what comes back
-// is E_OUTOFMEMORY or a code that the instrument has, the configuration is as before, the same call works
-// again, and nothing leaks.
+// Memory runs out at the first allocation of a call, then at its second, and so on until the call succeeds. Each
+// failing call returns E_OUTOFMEMORY or a published code and leaves the configuration unchanged. The same call then
+// works, and nothing leaks.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -20,7 +20,7 @@ namespace ulix {
 namespace {
 
 constexpr int kTimesFaster = 10;
-constexpr long kMaxAllocations = 3000;  // of one call; a call that makes more is not walked to its end
+constexpr long kMaxAllocations = 3000;  // More than any call makes; the test fails when a call makes more.
 
 // A connected instrument with one group of its first input.
 struct Rig {
@@ -46,7 +46,7 @@ struct Rig {
   std::uint32_t group = 0;
 };
 
-// Where members put their answers.
+// The variables that receive the members' results.
 struct Places {
   std::string text;
   std::int32_t number = 0, other = 0;
@@ -62,7 +62,7 @@ struct Places {
 struct Call {
   const char* name;
   std::function<HRESULT(Instrument&, Places&)> make;
-  bool changes = false;  // what it changes before it fails is its own affair
+  bool changes = false;  // The call may change the configuration before it fails.
 };
 
 const std::vector<ChannelId> kChannels = {0, 1};
@@ -70,7 +70,7 @@ const std::vector<std::uint32_t> kGroups = {1};
 const std::vector<ChannelId> kOutputs = {1};
 const std::vector<Value> kValues = {1.5};
 
-// Every member, in the order of the interface, and what hosts do beside them.
+// Every member in the order of the interface, then the calls outside the interface that hosts make.
 const Call kCalls[] = {
     {"Version", [](Instrument& i, Places& p) { return i.Version(&p.text); }},
     {"GetBinVersion", [](Instrument& i, Places& p) { return i.GetBinVersion(&p.word, &p.other_word, &p.number); }},
@@ -153,7 +153,7 @@ const Call kCalls[] = {
     {"CheckPresence", [](Instrument& i, Places&) { return i.CheckPresence(); }},
 };
 
-// Of a logger's memory.
+// The members about a logger's memory.
 const Call kMemoryCalls[] = {
     {"MemBlocks", [](Instrument& i, Places& p) { return i.MemBlocks(&p.ids); }},
     {"GetMemBlockStatus",
@@ -166,7 +166,7 @@ const Call kMemoryCalls[] = {
      [](Instrument& i, Places& p) { return i.GetMemBlockCyclePeriod(0, &p.word, &p.other_word); }},
 };
 
-// The result of a call, once without memory and once with it; whether memory ran out at all.
+// The results of a call made without memory and then again with memory, and whether memory ran out at all.
 struct Outcome {
   HRESULT without_memory = S_OK, again = S_OK;
   bool ran_out = false;
@@ -189,7 +189,7 @@ Outcome Attempt(Rig& rig, const Call& call, HRESULT wanted, long allocation) {
   }
   if (!outcome.ran_out || Succeeded(outcome.without_memory)) return outcome;
   outcome.kept = call.changes || rig.Configuration() == before;
-  // The simulated line is without memory too: what is left half sent on it may cost the next exchange.
+  // The simulated line runs out of memory too. A command that it received in part may make the next exchange fail.
   outcome.again = MakeIn(rig, call);
   for (int tries = 1; tries < 3 && outcome.again != wanted; ++tries) outcome.again = MakeIn(rig, call);
   return outcome;
@@ -205,7 +205,7 @@ void ExpectPublished(const Outcome& outcome, HRESULT wanted) {
   }
 }
 
-// Walks a call until it needs no more allocations, on the instrument that `rig_of` gives for each attempt.
+// Makes a call with each of its allocations failing in turn. `rig_of` gives the instrument for each attempt.
 template <typename RigOf>
 void Walk(const Call& call, HRESULT wanted, RigOf&& rig_of) {
   SCOPED_TRACE(call.name);
@@ -215,7 +215,7 @@ void Walk(const Call& call, HRESULT wanted, RigOf&& rig_of) {
     SCOPED_TRACE(n);
     ExpectPublished(outcome, wanted);
   }
-  ADD_FAILURE() << "more allocations than were walked";
+  ADD_FAILURE() << "more allocations than were tried";
 }
 
 class OutOfMemory : public testing::Test {
@@ -229,19 +229,19 @@ class OutOfMemory : public testing::Test {
   }
 };
 
-TEST_F(OutOfMemory, AnywhereInAnyMember_IsACodeAndTheNextCallWorks) {
+TEST_F(OutOfMemory, AnyMember_ReturnsACodeAndTheNextCallWorks) {
   for (const Call& call : kCalls) {
     Rig calm("kelvo10");
     Walk(call, MakeIn(calm, call), [] { return std::make_unique<Rig>("kelvo10"); });
   }
 }
 
-TEST_F(OutOfMemory, AnywhereInAMemberAboutMemory_IsACodeAndTheNextCallWorks) {
+TEST_F(OutOfMemory, MemoryBlockMember_ReturnsACodeAndTheNextCallWorks) {
   Rig rig("memolog");
   for (const Call& call : kMemoryCalls) Walk(call, MakeIn(rig, call), [&rig] { return &rig; });
 }
 
-TEST_F(OutOfMemory, AnywhereInAnyMember_LeaksNothing) {
+TEST_F(OutOfMemory, AnyMember_LeaksNothing) {
   const auto attempt = [](const Call& call, long allocation) {
     Rig rig("kelvo10");
     const Outcome outcome = Attempt(rig, call, S_OK, allocation);
@@ -250,7 +250,7 @@ TEST_F(OutOfMemory, AnywhereInAnyMember_LeaksNothing) {
   };
   for (const Call& call : kCalls) {
     SCOPED_TRACE(call.name);
-    attempt(call, 1);  // what is made once and kept is made now
+    attempt(call, 1);  // Allocations that are made once and kept happen here, before the count.
     bool ran_out = true;
     for (long n = 1; ran_out && n < 20; n += 3) {
       const long before = BlocksHeld();
@@ -260,7 +260,7 @@ TEST_F(OutOfMemory, AnywhereInAnyMember_LeaksNothing) {
   }
 }
 
-TEST_F(OutOfMemory, WhileAnInstrumentIsLetGo_IsNoMatter) {
+TEST_F(OutOfMemory, DestructionOfAnInstrument_Ends) {
   bool ran_out = true;
   for (long n = 1; ran_out && n < kMaxAllocations; ++n) {
     Rig rig("kelvo10");
@@ -272,7 +272,7 @@ TEST_F(OutOfMemory, WhileAnInstrumentIsLetGo_IsNoMatter) {
   EXPECT_FALSE(ran_out);
 }
 
-// Keeps a copy of each report, as hosts do, and can say that it cannot.
+// Copies each report, as hosts do. The copy throws when memory has run out.
 class CopyingSink final : public EventSink {
  public:
   struct Seen {
@@ -293,9 +293,8 @@ class CopyingSink final : public EventSink {
   }
 };
 
-// The first scan of a run is always reported; one that memory ran out in, at the latest by the next one, and its value
-// is right in the end.
-TEST_F(OutOfMemory, InAScan_CostsAtMostThatScansReport) {
+// The first scan of a run is always reported. When memory runs out in it, the next scan reports the right value.
+TEST_F(OutOfMemory, Scan_LosesAtMostItsOwnReport) {
   for (long n = 1; n < kMaxAllocations; ++n) {
     SCOPED_TRACE(n);
     Rig rig("kelvo10");
@@ -309,7 +308,7 @@ TEST_F(OutOfMemory, InAScan_CostsAtMostThatScansReport) {
       ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.ends == 1; }));
       ran_out = failure.Happened();
     }
-    EXPECT_EQ(sink->seen.Get().reports, 1) << "neither event, or both";
+    EXPECT_EQ(sink->seen.Get().reports, 1) << "both events or neither";
     ASSERT_EQ(rig.device->ImmediateReadGroups(kGroups), S_OK);
     ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.ends == 2; })) << "the threads are alive";
     EXPECT_EQ(sink->seen.Get().last_error, S_OK);

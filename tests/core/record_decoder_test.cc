@@ -32,7 +32,7 @@ ChannelArrays Decoded(const std::string& bytes) {
   return out;
 }
 
-TEST(RecordDecoder, MeasurementsNeedATimeBase) {
+TEST(RecordDecoder, MeasurementBeforeATimeBase_IsDropped) {
   const std::string early = Measurement(0, 1, 1, 1.0F);
   EXPECT_EQ(Decoded(early + Time(6, 0, 0) + early).size(), 0U);
   for (const unsigned kind : {1U, 2U, 3U, 4U, 5U, 6U, 8U}) {
@@ -45,7 +45,7 @@ TEST(RecordDecoder, MeasurementsNeedATimeBase) {
   for (const unsigned kind : {9U, 10U, 15U}) EXPECT_EQ(Decoded(Time(kind, 86400, 0) + early).size(), 0U) << kind;
 }
 
-TEST(RecordDecoder, StepsAddUpAndCarry) {
+TEST(RecordDecoder, TimeSteps_AddUpAndCarry) {
   const auto out = Decoded(Time(1, 59, 100) + Measurement(0, 1, 27, 1) + Measurement(7, 2, 1, 2) +
                            Measurement(0, 3, 255, 3) + Measurement(0, 3, 1, 3));
   std::string seconds;
@@ -53,7 +53,7 @@ TEST(RecordDecoder, StepsAddUpAndCarry) {
   EXPECT_EQ(seconds, "00:59.992 01:00.000 01:01.992 01:02.000 ");
 }
 
-TEST(RecordDecoder, ErrorsAreSigned) {
+TEST(RecordDecoder, ErrorCodes_AreSigned) {
   const auto error = [](unsigned low, unsigned high, unsigned flags) {
     return Decoded(Time(6, 1, 0) + Record(7, 1, {0, flags, low, high, 0, 0})).errors.at(0);
   };
@@ -63,8 +63,8 @@ TEST(RecordDecoder, ErrorsAreSigned) {
   EXPECT_EQ(error(0xFD, 0xFF, 0xEF), 0);
 }
 
-// Day by day as the logger counts: every fourth year from 1996 on is a leap year, 2100 too.
-TEST(RecordDecoder, TheCalendarIsTheLoggers) {
+// The logger's calendar, day by day: every fourth year from 1996 on is a leap year, 2100 too.
+TEST(RecordDecoder, Calendar_HasALeapDayEveryFourthYear) {
   constexpr std::array kLengths = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   std::uint32_t days = 0;
   for (int year = 1996; year < 2132; ++year) {

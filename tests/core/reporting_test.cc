@@ -7,7 +7,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-TEST(Reporting, BoundsOfTheDeadBandAreOutside) {
+TEST(Reporting, ValueAtABoundOfTheDeadBand_LeavesIt) {
   const GroupSettings absolute{.dead_band_abs = 0.5F}, tenth{.dead_band_abs = 0.1F};
   const GroupSettings both{.dead_band_percent = 10.0F, .dead_band_abs = 1.0F};
   struct Case {
@@ -24,22 +24,23 @@ TEST(Reporting, BoundsOfTheDeadBandAreOutside) {
   for (const Case& c : cases) EXPECT_EQ(LeavesDeadBand(c.value, c.last, c.settings), c.leaves) << c.value;
 }
 
-TEST(Reporting, SilenceCountsWholeSeconds) {
+TEST(Reporting, MaxReportInterval_CountsWholeSeconds) {
   EXPECT_TRUE(ReportIntervalIsOver(std::nullopt, 0xFFFFFFFF));
-  for (const std::uint32_t most_s : {0U, 10U, 0xFFFFFFFFU}) {
-    const milliseconds over(1000 * (std::int64_t{most_s} + 1));
-    EXPECT_FALSE(ReportIntervalIsOver(over - milliseconds(1), most_s));
-    EXPECT_TRUE(ReportIntervalIsOver(over, most_s));
+  for (const std::uint32_t max_s : {0U, 10U, 0xFFFFFFFFU}) {
+    const milliseconds over(1000 * (std::int64_t{max_s} + 1));
+    EXPECT_FALSE(ReportIntervalIsOver(over - milliseconds(1), max_s));
+    EXPECT_TRUE(ReportIntervalIsOver(over, max_s));
   }
 }
 
-TEST(Reporting, BeatsKeepTheirPhase) {
+TEST(Reporting, Ticks_KeepTheirPhase) {
   const MonotonicTime start{};
   const milliseconds period(100);
   EXPECT_EQ(NextTick(start, period, start), start + period);
   EXPECT_EQ(NextTick(start, period, start + milliseconds(99)), start + period);
-  EXPECT_EQ(NextTick(start, period, start + milliseconds(130)), start + period) << "late, given at once";
-  EXPECT_EQ(NextTick(start, period, start + milliseconds(1030)), start + milliseconds(1000)) << "one for all missed";
+  EXPECT_EQ(NextTick(start, period, start + milliseconds(130)), start + period) << "a late tick is due at once";
+  EXPECT_EQ(NextTick(start, period, start + milliseconds(1030)), start + milliseconds(1000))
+      << "one tick for all missed ones";
   MonotonicTime due = start;
   for (int i = 0; i < 315'360; ++i) due = NextTick(due, period, due + milliseconds(i % 90));
   EXPECT_EQ(due, start + 315'360 * period);

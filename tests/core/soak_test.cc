@@ -1,5 +1,5 @@
-// Instruments scanned at ten times speed while their lines fail at random: every delivered value is the one that was
-// sent for that very query, and nothing grows. ULIX_SOAK_SECONDS sets for how long.
+// Instruments are scanned at ten times real speed while their lines fail at random. Every delivered value is the one
+// that was sent for its own query. Memory, handles and threads do not grow. ULIX_SOAK_SECONDS sets the duration.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -27,7 +27,7 @@ constexpr std::uint32_t kTimeoutMs = 50;
 constexpr int kFaultsIn100 = 3;
 constexpr std::size_t kInstruments = 4;
 
-// Each measurement has the number of its query; the identification is the model's.
+// Each measured value is the number of its query. The identity is a Kelvo10's.
 class NumberingSimulator final : public LineSimulator {
  public:
   explicit NumberingSimulator(std::atomic<int>& asked) : LineSimulator('\n'), asked_(asked) {}
@@ -39,7 +39,7 @@ class NumberingSimulator final : public LineSimulator {
   SimulatedReply Answer(std::string_view request) override {
     if (request == "*IDN?") return {"MAKER,KELVO10,1\n", true};
     if (request != "MEAS?") return {};
-    asked_ = asked_ % 1'000'000 + 1;  // a float tells them apart
+    asked_ = asked_ % 1'000'000 + 1;  // A float holds each of these numbers exactly.
     return {std::to_string(asked_) + "\n", true};
   }
 
@@ -47,7 +47,7 @@ class NumberingSimulator final : public LineSimulator {
   std::atomic<int>& asked_;
 };
 
-// One scanned instrument. After each report it orders the pattern of the next scan, on the scan thread.
+// One scanned instrument. After each report it sets the faults of the next scan, on the scan thread.
 class Station final : public EventSink {
  public:
   Station(Clock& clock, unsigned seed)
@@ -94,14 +94,14 @@ class Station final : public EventSink {
   std::mt19937 random_;
 };
 
-// A thread sanitizer remembers accesses in memory of its own, which is not the library's.
+// The thread sanitizer records accesses in memory of its own.
 #ifdef __SANITIZE_THREAD__
 constexpr double kMaxMegabytesMore = 4000;
 #else
 constexpr double kMaxMegabytesMore = 8;
 #endif
 
-TEST(Soak, EveryDeliveredValueIsTheOneThatWasSentForItsQuery) {
+TEST(Soak, LinesWithFaults_DeliverOnlyTheValueOfTheirOwnQuery) {
   FastClock clock(kTimesFaster);
   std::array<std::shared_ptr<Station>, kInstruments> stations;
   for (std::size_t i = 0; i < kInstruments; ++i) {

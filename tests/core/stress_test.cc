@@ -1,5 +1,6 @@
-// Every member from several threads at once while groups run, sinks that call back, and a line that fails at random.
-// It proves nothing by itself: run it under the thread and address sanitizers, for ULIX_STRESS_SECONDS.
+// Several threads call the members at random while groups run, sinks call back and the line fails at random. Every call
+// returns in time and every thread ends. The thread and address sanitizers find races and misuse of memory in the same
+// run. ULIX_STRESS_SECONDS sets the duration.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,7 +30,7 @@ using std::chrono::steady_clock;
 constexpr int kThreads = 4;
 constexpr std::uint32_t kTimeoutMs = 5;
 constexpr std::uint32_t kMaxGroups = 4;
-// Every thread of a few groups may be waited for, a second each, and then an exchange.
+// A call may wait one second for each thread of a few groups, and then for an exchange.
 constexpr milliseconds kLongestCall{20'000};
 
 class Chance {
@@ -41,7 +42,7 @@ class Chance {
   std::mt19937 random_;
 };
 
-// A host that answers events with calls: it stops, removes, reads and withdraws from inside.
+// A host that makes calls inside its events: it reads values, stops and removes groups, and unadvises itself.
 class MeddlingSink final : public EventSink {
  public:
   MeddlingSink(Instrument& instrument, unsigned seed) : instrument_(instrument), chance_(seed) {}
@@ -69,7 +70,7 @@ class MeddlingSink final : public EventSink {
 
 class Stress : public testing::TestWithParam<const char*> {
  protected:
-  // What it counts is told at the end: between the calls nothing orders the threads, which would hide a race.
+  // The counts are published at the end only. A lock between the calls would order the threads and hide races.
   void Meddle(unsigned seed) {
     Chance chance(seed);
     int made = 0;
@@ -178,14 +179,14 @@ class Stress : public testing::TestWithParam<const char*> {
   }();
   std::shared_ptr<MeddlingSink> sink = std::make_shared<MeddlingSink>(*instrument, 7);
   std::atomic<bool> stop = false;
-  int calls = 0;  // this and the next guarded by mutex_
+  int calls = 0;  // `calls` and `slowest` are guarded by mutex_.
   milliseconds slowest{0};
 
  private:
   std::mutex mutex_;
 };
 
-TEST_P(Stress, EveryMemberFromSeveralThreads) {
+TEST_P(Stress, MembersCalledFromSeveralThreads_ReturnInTimeAndEndTheirThreads) {
   std::vector<std::thread> threads;
   for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back([this, i] { Meddle(i + 1); });
   std::this_thread::sleep_for(milliseconds(1000 * LongRun("ULIX_STRESS_SECONDS", 1)));

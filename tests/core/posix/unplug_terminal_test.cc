@@ -1,5 +1,5 @@
-// A running group on a real terminal behind a link path, as a USB adapter has one: the terminal goes, another comes
-// under the same path, or another instrument is present. ULIX_UNPLUG_CYCLES sets how often.
+// A group runs on a real terminal behind a symbolic link, as a USB adapter does. The terminal vanishes and another one
+// appears under the same path, or another instrument is present. ULIX_UNPLUG_CYCLES sets how often.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -32,7 +32,7 @@ using std::chrono::steady_clock;
 constexpr std::uint32_t kPeriodMs = 100;
 constexpr int kUsualCycles = 5;
 
-// An instrument that keeps what it hears.
+// Records the bytes that a simulated instrument receives.
 class Listening final : public Simulator {
  public:
   explicit Listening(std::unique_ptr<Simulator> simulator) : simulator_(std::move(simulator)) {}
@@ -50,7 +50,7 @@ class Listening final : public Simulator {
   std::unique_ptr<Simulator> simulator_;
 };
 
-// A Kelvo10 that measures `value`, on a terminal under `link`; both are gone with it.
+// A simulated Kelvo10 that measures `value`, on a terminal under the path `link`. The destructor removes both.
 class PluggedDevice {
  public:
   PluggedDevice(std::filesystem::path link, int value, const char* identity = "ULIX,KELVO10,1,V2.10")
@@ -91,7 +91,7 @@ class Reports final : public EventSink {
     int wrong = 0;
   };
   Watched<Seen> seen;
-  std::atomic<float> plugged = 0;  // the value of the device that is there
+  std::atomic<float> plugged = 0;  // The value of the device that is plugged in.
 
   void DataChange(std::uint32_t, const ChannelArrays& arrays) override {
     seen.Update([&](Seen& s) {
@@ -142,7 +142,7 @@ class UnplugTerminal : public testing::Test {
   std::uint32_t group_ = 0;
 };
 
-TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
+TEST_F(UnplugTerminal, ReplugUnderTheSamePath_IsNoticedAndReconnected) {
   ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
   ASSERT_TRUE(AwaitOutcome(true));
   const long handles = HoldingsNow().handles;
@@ -157,7 +157,7 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
     std::int32_t connected = 0, running = 0;
     instrument_.IsConnected(&connected);
     instrument_.IsGroupRunning(group_, &running);
-    EXPECT_TRUE(connected == 1 && running == 1) << "as the host left them";
+    EXPECT_TRUE(connected == 1 && running == 1) << "the loss of the link changes neither";
     std::string text = "?";
     EXPECT_TRUE(Failed(instrument_.Identify(&text)));
     EXPECT_EQ(text, "");
@@ -170,7 +170,7 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
     slowest_return = std::max(slowest_return, back);
     EXPECT_LE(reports_->seen.Get().count - before, back.count() / kPeriodMs + 2) << "no burst of late scans";
   }
-  // Other programs that talk on serial lines meanwhile, such as other tests, hold it up; a long run is run alone.
+  // Other programs that use serial lines, such as other tests, delay the notice. A long run is run alone.
   if (cycles > kUsualCycles) {
     EXPECT_LE(slowest_notice.count(), 1000);
   }
@@ -183,7 +183,7 @@ TEST_F(UnplugTerminal, IsNoticedAndComesBackUnderTheSamePath) {
   EXPECT_EQ(instrument_.StopGroup(group_), S_OK);
   EXPECT_EQ(instrument_.Disconnect(), S_OK);
   EXPECT_EQ(instrument_.Connect(), serialCommErrUnableToOpenComm);
-  EXPECT_LT(Since(start), milliseconds(1000)) << "what ends something comes back with the device gone";
+  EXPECT_LT(Since(start), milliseconds(1000)) << "the calls return although the device is gone";
   std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
               static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
 }
