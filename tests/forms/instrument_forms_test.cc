@@ -19,7 +19,7 @@ class InstrumentForms : public testing::Test {
   void TearDown() override { SetLocalDecimalSeparator(std::nullopt); }
 
   static Instrument Make(const char* model) { return Instrument(FindModel(model)->create({})); }
-  // Enters a value and gives the form to the instrument; the reason of a refusal, or nothing.
+  // Enters a value and applies the form. Returns the reason of a refusal, or an empty text.
   static std::string Enter(Form& form, const std::string& key, const std::string& value) {
     Field* field = FindField(form, key);
     if (!field) return "no such field";
@@ -29,25 +29,25 @@ class InstrumentForms : public testing::Test {
     EXPECT_EQ(form.pages[refusal->page].fields[refusal->field].key, key);
     return refusal->reason;
   }
-  // The choices of each setting are taken for the codes that they are shown for.
+  // Expects each choice of each setting to set the code for which it is shown.
   static void TakeEachChoice(Instrument& instrument, Language language) {
     Form form = PropertiesForm(instrument, language);
     constexpr std::size_t kMaxChoices = 30;
     for (std::size_t turn = 0; turn < kMaxChoices; ++turn) {
-      const auto word_of = [&](const SettingRow& row) { return row.labels[turn % row.labels.size()]; };
+      const auto label_of = [&](const SettingRow& row) { return row.labels[turn % row.labels.size()]; };
       for (const SettingRow& row : instrument.settings().rows()) {
-        if (!row.labels.empty()) FindField(form, row.key)->value = word_of(row).In(language);
+        if (!row.labels.empty()) FindField(form, row.key)->value = label_of(row).In(language);
       }
       EXPECT_FALSE(form.apply(form).has_value());
       for (const SettingRow& row : instrument.settings().rows()) {
         if (row.labels.empty()) continue;
-        EXPECT_EQ(instrument.settings().TextOf(row), word_of(row).name) << row.key;
+        EXPECT_EQ(instrument.settings().TextOf(row), label_of(row).name) << row.key;
       }
     }
   }
 };
 
-TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork) {
+TEST_F(InstrumentForms, CommForm_BadValue_IsNamedAndChangesNothing) {
   auto instrument = Make("memolog");
   Form form = CommForm(instrument, Language::kEnglish);
   EXPECT_EQ(FindField(form, "baud")->choices, (std::vector<std::string>{"9600", "19200", "38400", "56000"}));
@@ -59,11 +59,19 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   EXPECT_EQ(Enter(form, "tcp-port", "502,5"), "This is not a whole number.");
   FindField(form, "tcp-port")->value = "1502";
   EXPECT_EQ(Enter(form, "slave", "256"), "Slave address: 256 is not in the range from 0 to 255.");
-  FindField(form, "slave")->value = "7";
   SerialParams line;
   EXPECT_EQ(instrument.GetSerialParams(&line), S_OK);
   EXPECT_EQ(line, SerialParams());
   EXPECT_FALSE(instrument.IsDirty());
+}
+
+TEST_F(InstrumentForms, CommForm_GoodValues_SetTheNetworkOrTheLine) {
+  auto instrument = Make("memolog");
+  Form form = CommForm(instrument, Language::kEnglish);
+  FindField(form, "baud")->value = "56000";
+  FindField(form, "port")->value = " com 12 ";
+  FindField(form, "tcp-port")->value = "1502";
+  FindField(form, "slave")->value = "7";
   EXPECT_EQ(Enter(form, "host", " logger.local "), "");
   std::optional<NetworkAddress> address;
   EXPECT_EQ(instrument.GetNetworkAddress(&address), S_OK);
@@ -75,9 +83,9 @@ TEST_F(InstrumentForms, TheLinkIsTakenAsAWholeOrNotAtAllOnTheLineOrOnTheNetwork)
   EXPECT_TRUE(instrument.IsDirty());
 }
 
-TEST_F(InstrumentForms, ALineSettingThatIsNotListedIsShownAsTheLinkTakesIt) {
+TEST_F(InstrumentForms, CommForm_UnlistedLineSetting_IsShownAsTheLinkUsesIt) {
   auto driver = FindModel("kelvo10")->create({});
-  driver->link().serial()->ChooseParams({1, 14400, 5, 5, -1, 9});  // as an old stream may have them
+  driver->link().serial()->ChooseParams({1, 14400, 5, 5, -1, 9});  // An old stream may have these values.
   Instrument instrument(std::move(driver));
   Form form = CommForm(instrument, Language::kEnglish);
   for (const auto& [key, shown] : {std::pair{"baud", "9600"},
@@ -88,7 +96,7 @@ TEST_F(InstrumentForms, ALineSettingThatIsNotListedIsShownAsTheLinkTakesIt) {
     EXPECT_EQ(FindField(form, key)->value, shown);
 }
 
-TEST_F(InstrumentForms, AUsbDeviceIsToldOfAndSet) {
+TEST_F(InstrumentForms, CommForm_UsbDevice_IsShownAndSet) {
   DriverServices services;
   services.load_usb_library = [] { return LoadedUsbLibrary(tl::unexpect, 2U); };
   Instrument usb(FindModel("adt760")->create(services));
@@ -103,7 +111,7 @@ TEST_F(InstrumentForms, AUsbDeviceIsToldOfAndSet) {
   EXPECT_EQ(info, "GUID:F06E89B5-6258-4CE7-83AA-248D25DEBF60 VENDOR_ID:0000 PRODUCT_ID:5740");
 }
 
-TEST_F(InstrumentForms, AProgramFileIsLookedIntoWhenItIsChosen) {
+TEST_F(InstrumentForms, CfgForm_ProgramFile_IsCheckedWhenItIsChosen) {
   auto logger = Make("memolog");
   Form form = CfgForm(logger, Language::kEnglish);
   EXPECT_EQ(FindField(form, "program-file")->kind, FieldKind::kFile);
@@ -112,20 +120,26 @@ TEST_F(InstrumentForms, AProgramFileIsLookedIntoWhenItIsChosen) {
   std::ofstream(path) << std::string(600, 'x');
   EXPECT_EQ(Enter(form, "program-file", path), "Invalid program file");
   std::remove(path.c_str());
-  EXPECT_EQ(Enter(form, "program-file", path), "") << "to be written";
+  EXPECT_EQ(Enter(form, "program-file", path), "") << "a file that does not exist yet is accepted";
 }
 
-TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
+TEST_F(InstrumentForms, CfgForm_BadValue_ChangesNoSetting) {
   auto instrument = Make("kelvo10");
   const auto before = instrument.settings().Snapshot();
   Form form = CfgForm(instrument, Language::kFrench);
   ASSERT_EQ(form.pages.size(), 1U);
   FindField(form, "output-function")->value = "TC";
-  EXPECT_EQ(FindField(form, "input-connection")->value, "(aucun)") << "a voltage has none";
+  EXPECT_EQ(FindField(form, "input-connection")->value, "(aucun)") << "a voltage input has no connection";
   EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "tiède"), "Ce n'est pas un nombre.");
   EXPECT_NE(Enter(form, "input-cold-junction-temperature", "1e60"), "");
   EXPECT_EQ(instrument.settings().Snapshot(), before);
   EXPECT_FALSE(instrument.IsDirty());
+}
+
+TEST_F(InstrumentForms, CfgForm_GoodValues_AreSetAndShownAgain) {
+  auto instrument = Make("kelvo10");
+  Form form = CfgForm(instrument, Language::kFrench);
+  FindField(form, "output-function")->value = "TC";
   EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "21,5"), "");
   EXPECT_TRUE(instrument.IsDirty());
   const Form again = CfgForm(instrument, Language::kFrench);
@@ -135,8 +149,7 @@ TEST_F(InstrumentForms, SettingsAreCheckedBeforeAnyIsTaken) {
   EXPECT_EQ(CodeIn(instrument.settings().Snapshot(), *instrument.settings().Find("input-connection")), 0U);
 }
 
-// Every model's configuration can be shown, and taken as it is shown without a change.
-TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
+TEST_F(InstrumentForms, PropertiesForm_UnchangedValuesOfEveryModel_AreAccepted) {
   for (const CatalogueEntry& entry : Catalogue()) {
     SCOPED_TRACE(entry.card->model_id);
     Instrument instrument(entry.create({}));
@@ -155,7 +168,7 @@ TEST_F(InstrumentForms, WhatIsShownIsTakenBack) {
   }
 }
 
-TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
+TEST_F(InstrumentForms, GroupForm_BadPeriod_IsNamed) {
   auto instrument = Make("kelvo10");
   std::uint32_t group = 0;
   ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
@@ -165,7 +178,14 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   EXPECT_EQ(Enter(form, "period", "1000,7"), "This is not a whole number.");
   EXPECT_EQ(Enter(form, "period", "12345678"), "");
   Form again = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(FindField(again, "period")->value, "12345678") << "and not as a rounded one, which OK would set";
+  EXPECT_EQ(FindField(again, "period")->value, "12345678") << "all digits are shown; OK would set a rounded value";
+}
+
+TEST_F(InstrumentForms, GroupForm_GoodValues_SetTheGroupAndItsChannels) {
+  auto instrument = Make("kelvo10");
+  std::uint32_t group = 0;
+  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
+  Form form = GroupForm(instrument, group, Language::kEnglish);
   EXPECT_EQ(Enter(form, "period", "250"), "");
   EXPECT_EQ(Enter(form, "dead-band", "-1"), "Dead band, relative: -1 is not in the range from 0 to 3,4028235E+38.");
   FindField(form, "channel.0")->value = "1";
@@ -181,12 +201,12 @@ TEST_F(InstrumentForms, AGroupIsSetWithItsChannels) {
   EXPECT_TRUE(members.empty());
 }
 
-TEST_F(InstrumentForms, AnOutputThatCannotBeWrittenSaysWhy) {
+TEST_F(InstrumentForms, OutChansForm_OutputThatCannotBeWritten_GivesTheReason) {
   auto instrument = Make("kelvo10");
   Form form = OutChansForm(instrument, Language::kEnglish);
   EXPECT_EQ(Enter(form, "channel.1", "much"), "This is not a number.");
   EXPECT_EQ(Enter(form, "channel.1", "1,5"), "The instrument does not take this: Communication not opened");
-  EXPECT_EQ(Enter(form, "channel.1", " "), "") << "left as it is";
+  EXPECT_EQ(Enter(form, "channel.1", " "), "") << "an empty field writes nothing";
 }
 
 }  // namespace
