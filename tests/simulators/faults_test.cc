@@ -17,7 +17,7 @@ std::string Complaint(std::string_view text) {
   return fault ? "" : fault.error();
 }
 
-TEST(FaultTextTest, NamesWhatIsWrongWithIt) {
+TEST(FaultTextTest, FaultText_IsParsedOrItsMistakeNamed) {
   EXPECT_EQ(ParseFault("silent")->kind, FaultKind::kSilent);
   EXPECT_EQ(ParseFault("drop=0")->amount, 0);
   EXPECT_EQ(ParseFault("delay=1500")->amount, 1500);
@@ -43,7 +43,7 @@ class FaultyInstrumentTest : public testing::Test {
   FaultyInstrument instrument_{FindSimulator("kelvo10")(clock_)};
 };
 
-TEST_F(FaultyInstrumentTest, GarbageHasNoCharacterAndExcessOneEnd) {
+TEST_F(FaultyInstrumentTest, GarbageAndOversize_ReplaceTheReply) {
   instrument_.SetFaults({{FaultKind::kGarbage}});
   for (const char byte : Ask().substr(0, 3)) EXPECT_GE(static_cast<unsigned char>(byte), 0x80);
   instrument_.SetFaults({{FaultKind::kOversize}});
@@ -52,13 +52,13 @@ TEST_F(FaultyInstrumentTest, GarbageHasNoCharacterAndExcessOneEnd) {
   EXPECT_EQ(swollen.find('\n'), swollen.size() - 1);
 }
 
-TEST_F(FaultyInstrumentTest, DelaysRepliesAndDripsTheirBytesInTheirOrder) {
+TEST_F(FaultyInstrumentTest, DelayAndDrip_KeepTheOrderOfReplies) {
   instrument_.SetFaults({{FaultKind::kDelay, 50}, {FaultKind::kDrip, 900}});
   EXPECT_EQ(Ask(), "");
   EXPECT_EQ(Take(50), "U");
   EXPECT_EQ(Take(899), "");
   instrument_.SetFaults({});
-  EXPECT_EQ(Ask("CFG_IN?\n"), "") << "a later reply came first";
+  EXPECT_EQ(Ask("CFG_IN?\n"), "") << "a later reply does not overtake";
   EXPECT_EQ(Take(1), "L");
   EXPECT_EQ(Take(50'000), "IX,KELVO10,123456,V2.10\nRANGE_IN V50\n");
   instrument_.SetFaults({{FaultKind::kDelay, 300}});
@@ -66,7 +66,7 @@ TEST_F(FaultyInstrumentTest, DelaysRepliesAndDripsTheirBytesInTheirOrder) {
   for (int k = 0; k < 2; ++k) EXPECT_EQ(Take(300), "RANGE_IN V50\n") << "one after the other";
 }
 
-TEST_F(FaultyInstrumentTest, BoundsWhatIsUnderWay) {
+TEST_F(FaultyInstrumentTest, DelayedBytes_AreBounded) {
   instrument_.SetFaults({{FaultKind::kDrip, 1000}});
   for (int i = 0; i < 20'000; ++i) instrument_.Receive("*IDN?\n", clock_.Now());
   EXPECT_LE(Take(1'000'000'000).size(), 8192u);

@@ -58,7 +58,7 @@ class SharedBenchTest : public ::testing::Test {
   double overshoot_ = 0.1;
 };
 
-TEST_F(SharedBenchTest, SourceSet_ReaderSeesItRiseOvershootAndStay) {
+TEST_F(SharedBenchTest, SourceSet_ReaderSeesItRiseOvershootAndSettle) {
   Build("kambic", "flukehydra", "CH7");
   EXPECT_NEAR(Read(), 20, 0.001);
   ASSERT_EQ(source_->SetChanVal(1, 40.0), S_OK);

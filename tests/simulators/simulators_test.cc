@@ -1,4 +1,4 @@
-// What the simulators are there for beside answering: they tell what a real instrument would not know, and refuse it.
+// Simulators refuse and list the requests that a real instrument does not know.
 #include "simulators/simulator.h"
 
 #include <gmock/gmock.h>
@@ -39,7 +39,7 @@ const Strangers kStrangers[] = {
       "\2ST0+25.5\r\n", "\2ST0+0a025.500000\r\n", "\2XX\r\n", "\2OC\n"}},
 };
 
-TEST(Simulators, TellWhatTheInstrumentWouldNotKnow) {
+TEST(Simulators, UnknownRequests_AreListedAndChangeNothing) {
   ManualClock clock;
   for (const Strangers& row : kStrangers) {
     SCOPED_TRACE(row.model);
@@ -53,7 +53,7 @@ TEST(Simulators, TellWhatTheInstrumentWouldNotKnow) {
   }
 }
 
-TEST(Simulators, RefuseWhatAPropertyDoesNotHold) {
+TEST(Simulators, PropertyValueOutOfRange_IsRefused) {
   ManualClock clock;
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"adt761", "frame-prefix", "255"}, {"memolog", "slave", "255"},     {"memolog", "lock", "65535"},
@@ -70,10 +70,10 @@ TEST(Simulators, RefuseWhatAPropertyDoesNotHold) {
   }
   MemologSimulator logger(clock);
   EXPECT_EQ(logger.Set("Records", "40"), S_OK);
-  EXPECT_EQ(logger.held(2), 40u) << "a key is known in any case";
+  EXPECT_EQ(logger.held(2), 40u) << "keys may be in upper or lower case";
 }
 
-TEST(Simulators, TakeWholeRequestsHoweverTheyArriveAndGiveUpEndlessOnes) {
+TEST(Simulators, RequestInPieces_IsAnsweredAndAnEndlessOneDropped) {
   ManualClock clock;
   const auto kelvo10 = FindSimulator("Kelvo10")(clock);
   EXPECT_THAT(kelvo10->Receive("*ID"), testing::IsEmpty());
@@ -85,7 +85,7 @@ TEST(Simulators, TakeWholeRequestsHoweverTheyArriveAndGiveUpEndlessOnes) {
   for (const char* key : {"input", "follow-output"}) EXPECT_EQ(kelvo10->Set(key, "warm"), E_INVALIDARG);
 }
 
-TEST(Simulators, TheCalibratorMeasuresASlowSwingWithNoiseOrItsOwnOutput) {
+TEST(Simulators, Kelvo10_MeasuresASwingWithNoiseOrItsOwnOutput) {
   ManualClock clock;
   const auto kelvo10 = FindSimulator("kelvo10")(clock);
   const auto set = [&](std::initializer_list<std::pair<const char*, const char*>> properties) {
