@@ -1,5 +1,5 @@
-// Mutexes by name, among threads and among processes. The other process is this program again, run with arguments, so
-// its main function is here.
+// Named mutexes between threads and between processes. The other process is this program run with arguments, so its
+// main function is in this file.
 #include "platform/named_mutex.h"
 
 #include <gtest/gtest.h>
@@ -22,9 +22,9 @@ using std::chrono::steady_clock;
 constexpr milliseconds kLong{20'000};
 constexpr const char* kDies = "dies";
 
-std::string holder_program;  // the file name of this one, which is in the current folder
+std::string holder_program;  // The file name of this program, which is in the current folder.
 
-// False when it did not come true in time.
+// Returns false when the condition did not come true in time.
 template <typename Condition>
 bool Await(Condition&& condition) {
   const auto end = steady_clock::now() + kLong;
@@ -35,7 +35,7 @@ bool Await(Condition&& condition) {
   return true;
 }
 
-// What the other process does: takes the mutex, makes a file, waits until it is removed, and ends.
+// The other process locks the mutex, makes a file, waits until the file is removed, and ends.
 int HoldMutex(const std::string& name, const fs::path& file, const std::string& end) {
   platform::NamedMutex mutex(name);
   if (!mutex.LockFor(kLong)) return 1;
@@ -63,7 +63,7 @@ class NamedMutexConformance : public testing::Test {
   platform::NamedMutex mutex{name};
 };
 
-TEST_F(NamedMutexConformance, IsRecursiveForItsThreadAndOthersWaitTheirTime) {
+TEST_F(NamedMutexConformance, LockedTwiceByOneThread_OthersTimeOutUntilBothAreUnlocked) {
   platform::NamedMutex same(name);
   ASSERT_TRUE(mutex.LockFor(kLong));
   EXPECT_TRUE(same.LockFor(milliseconds(0)));
@@ -76,7 +76,7 @@ TEST_F(NamedMutexConformance, IsRecursiveForItsThreadAndOthersWaitTheirTime) {
   EXPECT_TRUE(AnotherThreadGetsIt(kLong));
 }
 
-TEST_F(NamedMutexConformance, IsHeldByAnotherProcessUntilThatUnlocksItOrDies) {
+TEST_F(NamedMutexConformance, HeldByAnotherProcess_IsFreeWhenItUnlocksOrDies) {
   for (const char* end : {"unlocks", kDies}) {
     SCOPED_TRACE(end);
     const fs::path file = fs::temp_directory_path() / UniqueName("ulix-holder-");
@@ -100,7 +100,7 @@ TEST_F(NamedMutexConformance, IsHeldByAnotherProcessUntilThatUnlocksItOrDies) {
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   if (argc > 3) return ulix::HoldMutex(argv[1], argv[2], argv[3]);
-  // A bare name is the same for every system's command interpreter, blanks in our path or not.
+  // Every command interpreter takes a name without a folder. A path could contain blanks.
   const std::filesystem::path program = argv[0];
   if (program.has_parent_path()) std::filesystem::current_path(program.parent_path());
   ulix::holder_program = program.filename().string();

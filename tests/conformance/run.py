@@ -1,4 +1,4 @@
-"""Plugs instruments into two serial ports of this machine, or of Wine's, and runs the conformance tests on them.
+"""Connects instruments to two serial ports of this machine, or of Wine, and runs the conformance tests on them.
 
 Run as: python3 run.py PROGRAM [googletest options]
 """
@@ -26,7 +26,7 @@ def main(program, *options):
     command = [program]
     if program.endswith(".exe"):
         links = [word for number, device in devices.items() for word in ("--com", f"{number}={device}")]
-        env["ULIX_TEST_SHARED_PORTS"] = "1"  # Wine passes the exclusive use of a port on to nobody
+        env["ULIX_TEST_SHARED_PORTS"] = "1"  # Wine does not lock a port for exclusive use.
         command = [os.environ["ULIX_WINE"], *links, program]
     return subprocess.run([*command, *options], env=env, timeout=200).returncode
 

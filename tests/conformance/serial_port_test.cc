@@ -1,4 +1,4 @@
-// A serial port with an instrument behind it, the same on every system. The driver script plugs in the instrument.
+// A serial port with an instrument behind it behaves the same on every system. run.py connects the instrument.
 #include "platform/port_binding.h"
 
 #include <gtest/gtest.h>
@@ -82,21 +82,21 @@ class SerialPortConformance : public testing::Test {
   const std::string identity_ = "KELVO10 SN 1234 V1.0";
 };
 
-TEST_F(SerialPortConformance, CarriesEveryByteBothWays) {
+TEST_F(SerialPortConformance, EveryByte_IsCarriedBothWays) {
   EXPECT_EQ(Ask("*IDN?"), identity_);
   EXPECT_EQ(Ask(EveryByte()), "HEARD");
   EXPECT_EQ(Ask("CFG_OUT?"), EveryByte());
   EXPECT_EQ(ReadInVain(1, 50).outcome, IoOutcome::kNoFirstByte);
 }
 
-TEST_F(SerialPortConformance, AReadOfMoreThanComesEndsMidway) {
+TEST_F(SerialPortConformance, ReadOfMoreBytesThanSent_StopsMidway) {
   Send("*IDN?");
   const IoResult result = ReadInVain(100, 300);
   EXPECT_EQ(result.outcome, IoOutcome::kStoppedMidway);
   EXPECT_EQ(result.count, identity_.size() + 1);
 }
 
-TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
+TEST_F(SerialPortConformance, EveryRateAndFormat_IsAccepted) {
   for (const std::uint32_t rate : kBaudRates) {
     ASSERT_TRUE(port_->Configure({.baud_rate = rate})) << rate;
     EXPECT_EQ(Ask("*IDN?"), identity_) << rate;
@@ -104,7 +104,8 @@ TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
   for (const auto parity : {platform::Parity::kNone, platform::Parity::kEven, platform::Parity::kOdd}) {
     for (const auto flow :
          {platform::FlowControl::kNone, platform::FlowControl::kDtrDsr, platform::FlowControl::kXonXoff}) {
-      // Behind Wine a pseudo terminal has no parity bit, and a change of nothing else is refused: other things change.
+      // Under Wine a pseudo terminal has no parity bit, and a Configure that changes only the parity fails. So the
+      // format is reset first: the stop bits change with the parity.
       ASSERT_TRUE(port_->Configure({}));
       EXPECT_TRUE(port_->Configure({.stop_bits = 2, .parity = parity, .flow_control = flow}));
       EXPECT_EQ(Ask("*IDN?"), identity_);
@@ -112,8 +113,8 @@ TEST_F(SerialPortConformance, TakesEveryRateAndFormat) {
   }
 }
 
-// The instrument says nothing unasked: only the interruption can end the read.
-TEST_F(SerialPortConformance, AnInterruptionEndsAWaitAndLetsTheNextOneBe) {
+// The instrument sends nothing without a query, so only the interruption can end the read.
+TEST_F(SerialPortConformance, Interrupt_CancelsTheReadAndTheNextOneWorks) {
   EXPECT_TRUE(port_->SetTimeouts({.read_ms = 60'000, .write_ms = 5000}));
   for (int round = 0; round < 2; ++round) {
     char byte = 0;
@@ -127,7 +128,7 @@ TEST_F(SerialPortConformance, AnInterruptionEndsAWaitAndLetsTheNextOneBe) {
   }
 }
 
-TEST(SerialPortOpening, SaysWhyThereIsNoPort) {
+TEST(SerialPortOpening, UnknownPort_GivesTheCause) {
   for (const platform::PortAddress& address : {platform::PortAddress{247, ""}, {1, "nowhere"}}) {
     const auto found = platform::ResolvePort(address);
     const auto failure = found.port ? found.port->Open().failure : found.failure;
@@ -140,13 +141,13 @@ class VanishingPortConformance : public SerialPortConformance {
   void SetUp() override { Open("ULIX_TEST_VANISHING_PORT"); }
 };
 
-TEST_F(VanishingPortConformance, NoCallHangs) {
+TEST_F(VanishingPortConformance, PortThatVanishes_NoCallHangs) {
   EXPECT_EQ(Ask("*IDN?"), identity_);
   EXPECT_TRUE(port_->IsPresent());
   Send("MEAS?");
   std::string bytes(100, '.');
   const auto start = steady_clock::now();
-  IoResult read = port_->Read(bytes);  // the last bytes, where a system lets them be read
+  IoResult read = port_->Read(bytes);  // Some systems still deliver the last bytes.
   if (read.count > 0) read = port_->Read(bytes);
   EXPECT_TRUE(read.outcome == IoOutcome::kLinkLost || read.outcome == IoOutcome::kNoFirstByte);
   EXPECT_EQ(read.os_error != 0, read.outcome == IoOutcome::kLinkLost);
