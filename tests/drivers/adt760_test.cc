@@ -1,5 +1,5 @@
-// The ADT760 driver: its pure protocol, then whole exchanges, over a recorded helper library and with the simulated
-// calibrator.
+// The ADT760 driver: its protocol, then whole exchanges, first with a helper library that records its calls, then with
+// the simulated calibrator.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -16,7 +16,7 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
-TEST(Adt760Protocol, FindsTheLongestWordOfAFunction) {
+TEST(Adt760Protocol, FunctionReply_GivesTheQueryOfTheLongestMatchingName) {
   const std::pair<const char*, const char*> cases[] = {
       {"CURRENT:SIMULATE\n", "CURR:SOUR?\n"},
       {"current:source", "CURR:SOUR?\n"},
@@ -34,7 +34,7 @@ TEST(Adt760Protocol, FindsTheLongestWordOfAFunction) {
   for (const char* other : {"", "SWITCH", "CURR", "VOLT\n"}) EXPECT_EQ(FindFunction(other), nullptr) << other;
 }
 
-TEST(Adt760Protocol, ReadsANumberOrSaysThatThereIsNone) {
+TEST(Adt760Protocol, ReadingReply_GivesItsNumberOrNoMeasurement) {
   EXPECT_EQ(ParseReading("1013.25\n", 0), 1013.25F);
   EXPECT_EQ(ParseReading("  -2.5E+1 mbar", 5), -25.0F);
   EXPECT_EQ(ParseReading("12.5,KPA\n", 5), 12.5F);
@@ -51,7 +51,7 @@ TEST(Adt760Protocol, ReadsANumberOrSaysThatThereIsNone) {
   }
 }
 
-TEST(Adt760Protocol, OnlyANumberAtItsStartMakesAnErrorOfAQueue) {
+TEST(Adt760Protocol, ErrorQueueReply_NonZeroNumberAtItsStart_IsAnError) {
   for (const char* none : {"0,\"No error\"\n", "+0", " 00", "-0,1", "", "No error", "0.7", ",5"}) {
     EXPECT_EQ(CheckErrorQueue(none), S_OK) << none;
   }
@@ -60,7 +60,7 @@ TEST(Adt760Protocol, OnlyANumberAtItsStartMakesAnErrorOfAQueue) {
   }
 }
 
-TEST(Adt760Protocol, KnowsAnAnswerOfTheErrorQueue) {
+TEST(Adt760Protocol, ErrorQueueReply_IsRecognised) {
   for (const char* queue : {"0,\"No error\"\n", "-113,\"Undefined header\"", "0\n", " +200"}) {
     EXPECT_TRUE(IsErrorQueue(queue)) << queue;
   }
@@ -68,7 +68,7 @@ TEST(Adt760Protocol, KnowsAnAnswerOfTheErrorQueue) {
     EXPECT_FALSE(IsErrorQueue(other)) << other;
 }
 
-// Over the entries of a real library file.
+// The driver over a library file that is loaded as the real one is.
 class Adt760Calls : public testing::Test {
  protected:
   Adt760Calls() {
@@ -97,10 +97,10 @@ class Adt760Calls : public testing::Test {
   FakeUsbLibrary usb;
   ManualClock clock{ManualClock::Mode::kAutomatic};
   std::unique_ptr<Instrument> device;
-  Adt760Driver* driver = nullptr;  // the device's own
+  Adt760Driver* driver = nullptr;  // Owned by `device`.
 };
 
-TEST_F(Adt760Calls, ConnectsAndIdentifies) {
+TEST_F(Adt760Calls, Connect_IdentifiesTheDevice) {
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(usb.TakeCalls(), (Calls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80",
                                     "SetTimeout 3 5000", "Write *CLS", "Write *IDN?", "Read 80"}));
@@ -110,19 +110,23 @@ TEST_F(Adt760Calls, ConnectsAndIdentifies) {
   EXPECT_EQ(text, "Additel,HPC-HOST,1,2");
   EXPECT_EQ(device->Disconnect(), S_OK);
   EXPECT_EQ(CommInfo(), "GUID:00000000-0000-0000-0000-000000000000 VENDOR_ID:0000 PRODUCT_ID:0000");
+}
+
+TEST_F(Adt760Calls, ConnectWithAGuidAndWithoutIdentification_SkipsBothQueries) {
   Set("guid", "F06E89B5-6258-4CE7-83AA-248D25DEBF60");
   Set("identify", "no");
-  usb.TakeCalls();
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(usb.TakeCalls(),
             (Calls{"Connect", "Flush", "SetTimeout 1 1", "Read 80", "SetTimeout 3 5000", "Write *CLS"}));
-  EXPECT_EQ(device->Disconnect(), S_OK);
-  Set("guid", "no GUID");
-  EXPECT_EQ(device->Connect(), winUsbCommErrGuidNotFound);
-  EXPECT_EQ(usb.TakeCalls(), Calls{"Disconnect"});
 }
 
-TEST_F(Adt760Calls, AFailedConnectionClosesTheDevice) {
+TEST_F(Adt760Calls, TextThatIsNoGuid_IsGuidNotFound) {
+  Set("guid", "no GUID");
+  EXPECT_EQ(device->Connect(), winUsbCommErrGuidNotFound);
+  EXPECT_EQ(usb.TakeCalls(), Calls{});
+}
+
+TEST_F(Adt760Calls, ConnectThatFails_ClosesTheDevice) {
   const std::tuple<const char*, const char*, HRESULT> cases[] = {
       {"Write *CLS", "HPC-HOST", winUsbCommErrUnableToWriteComm},
       {"Write *IDN?", "HPC-HOST", winUsbCommErrUnableToWriteComm},
@@ -138,6 +142,9 @@ TEST_F(Adt760Calls, AFailedConnectionClosesTheDevice) {
     EXPECT_EQ(usb.calls.back(), "Disconnect");
     EXPECT_FALSE(driver->LinkIsOpen());
   }
+}
+
+TEST(Adt760Library, Missing_IsNotLoaded) {
   DriverServices services;
   services.load_usb_library = [] { return LoadUsbLibrary(TestUsbFolder("nowhere")); };
   Adt760Driver without_library(services);
@@ -146,7 +153,7 @@ TEST_F(Adt760Calls, AFailedConnectionClosesTheDevice) {
   EXPECT_EQ(without_library.WriteChannel(kSetPointChannel, 1.0F), adt761CtlErrWinUsbNotLoaded);
 }
 
-TEST_F(Adt760Calls, EachChannelIsAskedItsOwnQuestion) {
+TEST_F(Adt760Calls, EachChannel_IsReadByItsOwnQuery) {
   Connect();
   struct Case {
     ChannelId channel;
@@ -172,7 +179,7 @@ TEST_F(Adt760Calls, EachChannelIsAskedItsOwnQuestion) {
   EXPECT_EQ(usb.TakeWritten(), "");
 }
 
-TEST_F(Adt760Calls, TheElectricalInputIsAskedWhatItIs) {
+TEST_F(Adt760Calls, ElectricalInput_IsReadByTheQueryOfItsFunction) {
   Connect();
   usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
   usb.answers["MEAS:VOLT?"] = "5";
@@ -182,22 +189,22 @@ TEST_F(Adt760Calls, TheElectricalInputIsAskedWhatItIs) {
   usb.answers["SYST:ERR?"] = "-100,\"Command error\"";
   usb.answers["SENS:ELEC:FUNC?"] = "HART";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, winUsbCommErrUnableToReadComm);
-  EXPECT_EQ(driver->LastError(), "-100,\"Command error\"\n") << "the queue is read after a bad answer, too";
+  EXPECT_EQ(driver->LastError(), "-100,\"Command error\"\n") << "the error queue is also read after a bad reply";
   usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
   EXPECT_EQ(driver->ReadChannel(kElectricalChannel).code, adt760CtlErrScpiCmde);
   EXPECT_EQ(usb.TakeWritten(), "*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n*CLS\nSENS:ELEC:FUNC?\nSYST:ERR?\n");
 }
 
-TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
+TEST_F(Adt760Calls, Read_GivesTheCodeOfTheFirstFailure) {
   Connect();
   struct Case {
-    const char* value;  // null: none comes
+    const char* value;  // Null: no reply.
     const char* queue;
     const char* failing;
     HRESULT result;
   };
   const Case cases[] = {
-      {"1.5", "-222,\"Data out of range\"", "", adt760CtlErrScpiCmde},  // even with a good value
+      {"1.5", "-222,\"Data out of range\"", "", adt760CtlErrScpiCmde},  // Even with a good value.
       {"----", "-222,\"Data out of range\"", "", adt760CtlErrNoMeasAvailable},
       {"----", "No error", "", adt760CtlErrNoMeasAvailable},
       {nullptr, "No error", "", winUsbCommErrUnableToReadComm},
@@ -208,7 +215,7 @@ TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(&c - cases);
-    usb.answers = {{"*IDN?", "Additel,HPC-HOST,1,2"}};  // asked again after a write that failed
+    usb.answers = {{"*IDN?", "Additel,HPC-HOST,1,2"}};  // The driver identifies again after a write that failed.
     if (c.value) usb.answers["MEAS:PRES1?"] = c.value;
     if (c.queue) usb.answers["SYST:ERR?"] = c.queue;
     usb.failing = {{c.failing, E_FAIL}};
@@ -216,8 +223,8 @@ TEST_F(Adt760Calls, AReadingFailsWithTheFirstThingThatFailed) {
   }
 }
 
-// Behind a library that gives line feeds, and behind one that does not.
-TEST_F(Adt760Calls, AReplyThatWasOwedIsThrownAwayBeforeTheFirstWordOfTheNextOperation) {
+// One library ends its replies with a line feed, another does not.
+TEST_F(Adt760Calls, LateReply_IsDiscardedBeforeTheNextOperation) {
   for (const char* line_end : {"\n", ""}) {
     usb.line_end = line_end;
     Connect();
@@ -233,7 +240,7 @@ TEST_F(Adt760Calls, AReplyThatWasOwedIsThrownAwayBeforeTheFirstWordOfTheNextOper
   }
 }
 
-TEST_F(Adt760Calls, ADeviceThatGoesWhileItIsWaitedForIsHadBack) {
+TEST_F(Adt760Calls, DeviceLostDuringAWait_IsReconnected) {
   Connect();
   usb.answers["MEAS:PRES1?"] = "0.75";
   usb.failing = {{"Read", E_FAIL}};
@@ -244,9 +251,9 @@ TEST_F(Adt760Calls, ADeviceThatGoesWhileItIsWaitedForIsHadBack) {
   EXPECT_EQ(driver->ReadChannel(0).value, 0.75F);
 }
 
-// Another instrument, which the host does not want to know of, has no identification that it could be brought in sync
-// by: for ten read timeouts no value is given.
-TEST_F(Adt760Calls, WithoutIdentificationALineThatIsOutOfSyncIsDrained) {
+// Without identification the driver has no query to resynchronise with. After a late reply it gives no value for ten
+// read timeouts.
+TEST_F(Adt760Calls, NoIdentification_OutOfSyncLineIsDrained) {
   Set("identify", "no");
   usb.answers["*IDN?"] = "OTHER";
   Connect();
@@ -260,8 +267,8 @@ TEST_F(Adt760Calls, WithoutIdentificationALineThatIsOutOfSyncIsDrained) {
   EXPECT_EQ(usb.TakeWritten(), "*CLS\nMEAS:PRES1?\nSYST:ERR?\n");
 }
 
-// The error queue tells an error once only, so that a set point whose answer was somebody else's is sent again.
-TEST_F(Adt760Calls, AReplyThatSomebodyElseAskedForIsNobodysHere) {
+// The error queue reports an error only once. The queue's reply was lost, so the set point is sent again.
+TEST_F(Adt760Calls, ReplyToAnotherProgram_SetPointIsSentAgain) {
   Connect();
   usb.received = {"Additel,HPC-HOST,1,2\n"};
   usb.answers["SYST:ERR?"] = "-222,\"Data out of range\"";
@@ -270,7 +277,7 @@ TEST_F(Adt760Calls, AReplyThatSomebodyElseAskedForIsNobodysHere) {
   EXPECT_EQ(usb.TakeWritten(), set + "*IDN?\n" + set);
 }
 
-TEST_F(Adt760Calls, WritesGoOutWithFiveDecimals) {
+TEST_F(Adt760Calls, Write_SendsFiveDecimals) {
   Connect();
   EXPECT_EQ(device->SetChanVal(kSetPointChannel, 1200.5), S_OK);
   EXPECT_EQ(device->SetChanVal(kCurrentChannel, -0.1), S_OK);
@@ -279,21 +286,26 @@ TEST_F(Adt760Calls, WritesGoOutWithFiveDecimals) {
             "*CLS\nSOUR:PRES 1200.50000\nSYST:ERR?\n*CLS\nCURR:SOUR -0.10000\nSYST:ERR?\n*CLS\nOUTP:MODE VENT\n"
             "SYST:ERR?\n");
   EXPECT_EQ(device->SetChanVal(kVentChannel, std::int64_t{0}), S_OK);
-  EXPECT_EQ(usb.TakeWritten(), "*CLS\n") << "venting is never ended";
+  EXPECT_EQ(usb.TakeWritten(), "*CLS\n") << "there is no command to end venting";
+}
+
+TEST_F(Adt760Calls, WriteThatFails_GivesItsCode) {
+  Connect();
   usb.answers["SYST:ERR?"] = "-222,\"Data out of range\"";
   EXPECT_EQ(device->SetChanVal(kSetPointChannel, 1e6), adt760CtlErrScpiCmde);
   usb.failing = {{"Write", E_FAIL}};
   EXPECT_EQ(device->SetChanVal(kVentChannel, std::int64_t{0}), winUsbCommErrUnableToWriteComm);
-  usb.failing.clear();
-  usb.TakeWritten();
+}
 
+TEST_F(Adt760Calls, WriteToAnInputOrOfNoNumber_SendsNothing) {
+  Connect();
   for (ChannelId id = 0; id <= kElectricalChannel; ++id) EXPECT_EQ(device->SetChanVal(id, 1.0), adt760CtlErrChNum);
   EXPECT_EQ(driver->WriteChannel(10, 1.0F), adt760CtlErrChNum);
   EXPECT_EQ(driver->WriteChannel(kSetPointChannel, NAN), adt760CtlErrOutOfRange);
   EXPECT_EQ(usb.TakeWritten(), "");
 }
 
-TEST_F(Adt760Calls, ExchangesOfTwoThreadsDoNotMix) {
+TEST_F(Adt760Calls, ExchangesOfTwoThreads_DoNotMix) {
   Connect();
   usb.answers["SENS:ELEC:FUNC?"] = "VOLTAGE";
   usb.answers["MEAS:VOLT?"] = "5";
@@ -313,7 +325,7 @@ class Adt760 : public LineBench {
   Adt760() : LineBench("adt760") {}
 };
 
-TEST_F(Adt760, TheSimulatedCalibratorUnderstandsEveryWord) {
+TEST_F(Adt760, SimulatedCalibrator_UnderstandsEveryCommand) {
   SetBench("noise", "0");
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(device->SetChanVal(kSetPointChannel, 1500.0), S_OK);
@@ -331,7 +343,7 @@ TEST_F(Adt760, TheSimulatedCalibratorUnderstandsEveryWord) {
   EXPECT_EQ(UnknownRequests(), Calls());
 }
 
-TEST_F(Adt760, ADeviceOfAnotherVendorIsNotIt) {
+TEST_F(Adt760, DeviceOfAnotherVendor_IsBadIdentifier) {
   Set("vendor-id", "1");
   EXPECT_EQ(device->Connect(), winUsbCommErrBadIdentifier);
 }

@@ -1,4 +1,4 @@
-// The ADT761 driver: its words, and what its connection does, with the simulated calibrator.
+// The ADT761 driver: its protocol, then its connection and readings with the simulated calibrator.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,7 +13,7 @@ namespace {
 // A frame with its prefix and NUL, as it goes over the line.
 std::string Frame(const std::string& text) { return '\x01' + text + '\0'; }
 
-TEST(Adt761Protocol, WordsAreWholeButForColumnsOfMercuryAndWater) {
+TEST(Adt761Protocol, UnitAndItemNames_MatchWholeExceptMercuryAndWater) {
   for (const Unit& unit : kUnits) EXPECT_EQ(&FindUnit(unit.word), &unit) << unit.word;
   for (const Item& item : kItems) EXPECT_EQ(&FindItem(item.word), &item) << item.word;
   for (const auto& [word, display] :
@@ -24,7 +24,7 @@ TEST(Adt761Protocol, WordsAreWholeButForColumnsOfMercuryAndWater) {
   EXPECT_EQ(&FindItem("OHM"), &kOtherItem);
 }
 
-TEST(Adt761Protocol, AValueIsOfOneWholeFrameAndOfItsChannelsUnit) {
+TEST(Adt761Protocol, Reading_IsOneWholeFrameWithAUnitOfItsChannel) {
   const auto unit_of = [](const char* answer, ChannelId channel) {
     const auto measured = ParseReading(answer, ":R:MVAL", kReadings[channel]);
     EXPECT_EQ(measured ? measured->value : -1, 1.5F) << answer;
@@ -48,7 +48,7 @@ class Adt761 : public LineBench {
   }
 };
 
-TEST_F(Adt761, UnitsFollowTheInstrumentAndNoSetPointIsSentInAnother) {
+TEST_F(Adt761, Units_FollowTheInstrument) {
   SetBench("pressure-unit", "INH2O");
   EXPECT_EQ(driver->ReadChannel(kPressureChannel).value, 100.0F);
   EXPECT_EQ(driver->ReadChannel(kAtmosphereChannel).value, 101.3F);
@@ -57,6 +57,11 @@ TEST_F(Adt761, UnitsFollowTheInstrumentAndNoSetPointIsSentInAnother) {
     EXPECT_EQ(device->SetChanVal(channel, value), S_OK);
     EXPECT_EQ(driver->ReadChannel(channel).value, value) << channel;
   }
+}
+
+// The set point would be taken in another unit.
+TEST_F(Adt761, UnitCommandRefused_NoSetPointIsSent) {
+  SetBench("pressure-unit", "INH2O");
   SetBench("refused", "OIPMUNIT");
   TakeSent();
   EXPECT_EQ(device->SetChanVal(9, 1.0), adt761CtlErrNack);
@@ -64,22 +69,37 @@ TEST_F(Adt761, UnitsFollowTheInstrumentAndNoSetPointIsSentInAnother) {
   EXPECT_EQ(driver->WriteChannel(9, NAN), adt761CtlErrOutOfRange);
 }
 
-TEST_F(Adt761, ConnectsAndHandsTheKeypadBack) {
+TEST_F(Adt761, Disconnect_UnlocksTheKeypad) {
   EXPECT_EQ(device->Disconnect(), S_OK);
   EXPECT_EQ(TakeSent(), Frame(":W:OKEYLOCK:0"));
+}
+
+TEST_F(Adt761, InstrumentOfAnotherType_IsNotAdt761) {
+  device->Disconnect();
+  TakeSent();
   SetBench("type", "Additel 760");
   EXPECT_EQ(device->Connect(), adt761CtlErrNotAdt761);
   EXPECT_EQ(TakeSent(), Frame(":R:OTYPE"));
+}
+
+TEST_F(Adt761, TypeQueryRefused_StaysDisconnectedWithoutAnError) {
+  device->Disconnect();
   SetBench("refused", "OTYPE");
-  EXPECT_EQ(device->Connect(), S_OK) << "refused without an error";
+  EXPECT_EQ(device->Connect(), S_OK);
   EXPECT_FALSE(IsConnected());
   EXPECT_FALSE(driver->LinkIsOpen());
-  SetBench("refused", "");
-  SetBench("type", "Additel 761");
+}
+
+TEST_F(Adt761, FramePrefixOfAnotherInstrument_IsUnableToRead) {
+  device->Disconnect();
   Set("frame-prefix", "2");
-  EXPECT_EQ(device->Connect(), serialCommErrUnableToReadComm) << "not what the instrument listens to";
-  Set("link-mode", "port-only");
+  EXPECT_EQ(device->Connect(), serialCommErrUnableToReadComm);
+}
+
+TEST_F(Adt761, PortOnly_ConnectsWithoutAQuery) {
+  device->Disconnect();
   TakeSent();
+  Set("link-mode", "port-only");
   EXPECT_EQ(device->Connect(), S_OK);
   EXPECT_TRUE(IsConnected());
   EXPECT_EQ(TakeSent(), "");

@@ -1,5 +1,6 @@
-// A damaged reply is an error or the truth: every reading's replies with every kind of damage, through the whole
-// driver. Where a protocol prescribes a value for a damaged reply, the table of allowances says which and why.
+// A damaged reply gives an error or the true value. Each reply of each reading gets each kind of damage and goes
+// through the whole driver. Where a protocol prescribes a value for a damaged reply, the table of allowances says which
+// and why.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,7 +21,7 @@ namespace {
 
 using Replies = std::vector<std::string>;
 
-// A simulated instrument one of whose replies is replaced on its way. It keeps what it said.
+// A simulated instrument with one reply replaced on the line. `said` holds the original replies.
 class DamagingSimulator final : public Simulator {
  public:
   explicit DamagingSimulator(std::unique_ptr<Simulator> inner) : inner_(std::move(inner)) {}
@@ -39,7 +40,7 @@ class DamagingSimulator final : public Simulator {
   HRESULT Set(std::string_view key, std::string_view value) override { return inner_->Set(key, value); }
   std::vector<std::pair<std::string, std::string>> Properties() const override { return inner_->Properties(); }
 
-  // The reply that comes after so many others.
+  // Replaces the reply that comes after `turns` others.
   void Replace(std::size_t turns, std::string bytes) {
     turns_ = turns;
     replacement_ = std::move(bytes);
@@ -55,10 +56,10 @@ class DamagingSimulator final : public Simulator {
   std::optional<std::string> replacement_;
 };
 
-// What is read in this test beside the devices' own lists: each way in which a reply may hold a value.
+// One reading of a device. A device whose replies can hold a value in several ways has several subjects.
 struct Subject {
   Device device;
-  std::size_t limit;  // of the line in which the value comes
+  std::size_t limit;  // Longest line, in bytes, that the driver reads for the value.
   std::string name;
 };
 
@@ -76,7 +77,7 @@ Subject Of(const char* name, std::size_t limit, std::vector<Property> bench = {}
   throw std::logic_error(name);
 }
 
-// Values of more digits than one, so that a part of one shows.
+// The values have several digits, so that a part of a value differs from the whole.
 std::vector<Subject> Subjects() {
   return {
       Of("Kelvo10", 49, {{"measure-text", "124.75"}}),
@@ -103,17 +104,17 @@ struct Damage {
   std::string bytes;
 };
 
-// A reading of which a protocol makes a value although its reply was damaged.
+// A damaged reply from which a protocol makes a value.
 struct Allowance {
   std::vector<std::string> devices;
-  std::vector<std::string> kinds;  // of damage; empty: any
+  std::vector<std::string> kinds;  // Kinds of damage; empty: any.
   const char* reason;
   std::function<bool(const Reading& reading, const std::string& bytes)> fits;
 };
 
 bool IsAnything(const Reading&, const std::string&) { return true; }
 
-// Whether a number in the bytes reads as the value: a whole number of the damaged reply, no part of one.
+// Whether the value is a whole number of the damaged reply, not a part of one.
 bool IsWhatIsLeft(const Reading& reading, const std::string& bytes) {
   constexpr std::string_view kOfNumbers = "0123456789+-.";
   for (std::size_t at = 0; at < bytes.size(); ++at) {
@@ -128,22 +129,22 @@ const std::vector<Allowance>& Allowances() {
   static const std::vector<Allowance> rows = {
       {{"Kelvo10", "Kelvo10Unit", "Cmx310"},
        {},
-       "a reply without a number counts as 0, and says so",
+       "a reply without a number gives 0 and is marked so",
        [](const Reading& reading, const std::string&) {
          return reading.doubt == Doubt::kNoNumber && reading.value == 0.0F;
        }},
       {{"Kelvo10", "Kelvo10Unit", "Cmx310", "Microk", "Millik", "FlukeHydra", "FlukeHydraUnit", "Kambic", "Hart",
         "Adt760", "Adt761Pressure"},
        {"cut and ended"},
-       "a line has neither length nor check: what ends in fewer digits is a whole reply",
+       "a line has neither length nor checksum: with fewer digits it is still a whole reply",
        IsWhatIsLeft},
       {{"Memolog"},
        {"glued"},
-       "a whole frame with its check and of the length that was asked for may be the reply",
+       "a whole frame with a valid checksum and the expected length may be the reply",
        IsAnything},
       {{"MemologNetwork"},
        {"zero", "control"},
-       "Modbus over TCP has no check of its own: TCP's own takes care of bytes",
+       "Modbus over TCP has no checksum of its own: TCP protects the bytes",
        IsAnything},
   };
   return rows;
@@ -159,7 +160,7 @@ bool IsAllowed(const Subject& subject, const Damage& damage, const Reading& read
   });
 }
 
-// Every damage to one reply. What it is glued to are other replies of the instrument.
+// Every damage to one reply. "glued" joins it to other replies of the instrument.
 class Damages {
  public:
   Damages(const std::string& reply, std::size_t limit, const Replies& others) : reply_(reply), limit_(limit) {
@@ -205,7 +206,7 @@ class Damages {
     Add("case", turned + ending_);
     for (const auto& [kind, c] :
          {std::pair{"zero", '\0'}, {"control", '\a'}, {"control", '\x1B'}, {"control", '\x7F'}}) {
-      if (ending_.find(c) != ending_.npos) continue;  // it ends the reply: a cut one
+      if (ending_.find(c) != ending_.npos) continue;  // This character would end the reply, as "cut" does.
       for (std::size_t at = 0; at <= body_.size(); ++at) {
         Add(kind, std::string(body_).insert(at, 1, c) + ending_);
         if (at < body_.size()) Add(kind, std::string(body_).replace(at, 1, 1, c) + ending_);
@@ -223,7 +224,7 @@ class Damages {
       Add("padded", body_ + blanks + ending_);
     }
   }
-  // Of another quantity.
+  // The unit of another quantity.
   void Units() {
     for (const char* unit : {"VDC", "CEL", "INHG", "KPA", "MA", "V", "C"}) {
       const std::size_t at = body_.rfind(unit);
@@ -252,7 +253,7 @@ class DamagedReplies : public LineBench, public testing::WithParamInterface<Subj
     for (const auto& [key, value] : model.bench) SetBench(key, value);
   }
 
-  // What the instrument says apart from the channel's value.
+  // The instrument's replies to other queries than the channel's.
   Replies OtherReplies(ChannelId channel) {
     device->ReadCfg();
     for (const ChannelId other : GetParam().device.channels) {
@@ -264,7 +265,7 @@ class DamagedReplies : public LineBench, public testing::WithParamInterface<Subj
     return others;
   }
 
-  // A logger's value moves; what is damaged is a reply that told `truth`.
+  // A logger's value changes with time; any other instrument still measures `truth`.
   bool IsPresent(ChannelId channel, float value) {
     auto* logger = dynamic_cast<MemologSimulator*>(&simulator->inner());
     return logger ? std::abs(value - logger->PresentValue(channel + 1)) < 0.3 : value == truth;
@@ -287,7 +288,7 @@ class DamagedReplies : public LineBench, public testing::WithParamInterface<Subj
   float truth = 0;
 };
 
-TEST_P(DamagedReplies, AreAnErrorOrTheTruth) {
+TEST_P(DamagedReplies, EachDamage_GivesAnErrorOrTheTrueValue) {
   std::size_t cases = 0;
   for (const ChannelId channel : GetParam().device.channels) {
     SCOPED_TRACE(testing::Message() << "channel " << channel);

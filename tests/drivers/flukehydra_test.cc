@@ -1,5 +1,4 @@
-// The Fluke Hydra driver: its pure protocol, then whole exchanges with the simulated instrument over an in-process
-// line.
+// The Fluke Hydra driver: its protocol, then whole exchanges with the simulated instrument over an in-process line.
 #include <gtest/gtest.h>
 
 #include "drivers/others/flukehydra/protocol.h"
@@ -9,7 +8,7 @@
 namespace ulix::flukehydra {
 namespace {
 
-TEST(FlukeHydraProtocol, ReadsAResult) {
+TEST(FlukeHydraProtocol, LastReply_GivesItsValueOrItsError) {
   EXPECT_EQ(ParseLast("+002.50E+0\r", 0.000001).value(), 0.0000025F);
   EXPECT_EQ(ParseLast(" -123.45E-3  mV\r", 1000).value(), -123.45F);
   EXPECT_EQ(ParseLast("+0.0\r", 1).value(), 0.0F);
@@ -25,7 +24,7 @@ TEST(FlukeHydraProtocol, ReadsAResult) {
   for (const auto& [result, error] : cases) EXPECT_EQ(CodeOf(ParseLast(result, 1000)), error) << result;
 }
 
-TEST(FlukeHydraProtocol, TellsWhatAChannelMeasures) {
+TEST(FlukeHydraProtocol, FunctionReply_GivesConfigurationUnitAndResolution) {
   struct Case {
     const char* result;
     ChannelConfig config;
@@ -50,7 +49,7 @@ TEST(FlukeHydraProtocol, TellsWhatAChannelMeasures) {
   }
 }
 
-TEST(FlukeHydraProtocol, ReadsIntervalsAndNumbers) {
+TEST(FlukeHydraProtocol, IntervalAndNumberReplies_AreParsed) {
   EXPECT_EQ(ParseInterval("1,02,30\r").value(), 3750U);
   EXPECT_EQ(ParseInterval("OFF\r").value(), 0U);
   EXPECT_EQ(ParseNumber(" 3\r", 3).value(), 3U);
@@ -66,22 +65,22 @@ class FlukeHydra : public LineBench {
   }
 };
 
-TEST_F(FlukeHydra, TellsWhyThereIsNoValue) {
+TEST_F(FlukeHydra, ReadWithoutAValue_GivesItsCause) {
   device->Connect();
   SetBench("function.1", "OFF");
   EXPECT_EQ(driver->ReadChannel(1).code, flukehydraCtlErrNoMeasAvailable);
   for (const auto& [key, value] : {std::pair{"channel.4.function", "VAC"}, {"channel.4.range", "6"}}) Set(key, value);
   TakeSent();
   EXPECT_EQ(driver->ReadChannel(4).code, flukehydraCtlErrNack);
-  EXPECT_EQ(TakeSent(), "") << "a range that its function does not have is not asked for";
+  EXPECT_EQ(TakeSent(), "") << "a range that the function does not have is not sent";
   EXPECT_EQ(device->Run(), S_OK);
   EXPECT_EQ(device->Stop(), S_OK);
   SetBench("value.2", "9e9");
   SetBench("prompt", "=!");
-  EXPECT_EQ(driver->ReadChannel(2).doubt, Doubt::kNoValue) << "the prompt is judged before the value";
+  EXPECT_EQ(driver->ReadChannel(2).doubt, Doubt::kNoValue) << "the prompt is checked before the value";
 }
 
-TEST_F(FlukeHydra, ReadsItsConfigurationWholeOrNotAtAll) {
+TEST_F(FlukeHydra, ReadCfg_TakesTheWholeConfiguration) {
   SetBench("temperature-config", "3");
   SetBench("function.0", "VDC,1");
   SetBench("function.20", "OFF");
@@ -97,7 +96,12 @@ TEST_F(FlukeHydra, ReadsItsConfigurationWholeOrNotAtAll) {
   EXPECT_EQ(CodeIn(record, kSettings[kInterval]), 10U);
   EXPECT_EQ(driver->ChannelUnit(10), "\260F");
   EXPECT_EQ(driver->ReadChannel(0).value, 1500.0F) << "in millivolts now";
+}
 
+TEST_F(FlukeHydra, ReadCfgThatFails_ChangesNoSetting) {
+  device->Connect();
+  ASSERT_EQ(device->ReadCfg(), S_OK);
+  const auto record = device->settings().Snapshot();
   SetBench("function.0", "VDC,2");
   SetBench("scan-interval", "soon");
   EXPECT_EQ(device->ReadCfg(), flukehydraCtlErrNack);
@@ -108,7 +112,7 @@ TEST_F(FlukeHydra, ReadsItsConfigurationWholeOrNotAtAll) {
   EXPECT_EQ(device->settings().Snapshot(), record);
 }
 
-TEST_F(FlukeHydra, AnIdentificationsPromptIsNoOrders) {
+TEST_F(FlukeHydra, PromptOfTheIdentification_IsNotTakenForThatOfACommand) {
   bench->SetFaults({{FaultKind::kDrip, 4}});
   ASSERT_EQ(device->Connect(), S_OK);
   SetBench("prompt", "=!");
@@ -117,8 +121,8 @@ TEST_F(FlukeHydra, AnIdentificationsPromptIsNoOrders) {
   EXPECT_EQ(device->Run(), S_OK);
 }
 
-// Pieces of a line, or another's: the value behind them is no channel's.
-TEST_F(FlukeHydra, AfterAnAnswerWithoutSenseTheLineIsBroughtInStep) {
+// The reply is a part of a line or belongs to another query. The value after it cannot be assigned to a channel.
+TEST_F(FlukeHydra, SenselessReply_NextReadResynchronises) {
   device->Connect();
   for (const auto& [key, nonsense, sense] : {std::tuple{"prompt", "00E+0", "=>"}, {"last-text", "E+0", ""}}) {
     SetBench(key, nonsense);
@@ -130,8 +134,8 @@ TEST_F(FlukeHydra, AfterAnAnswerWithoutSenseTheLineIsBroughtInStep) {
   }
 }
 
-TEST_F(FlukeHydra, PiecesOfAReplyAreNoOther) {
-  // The identification's prompt is in, on its way, or cut in two by the next command's purge.
+TEST_F(FlukeHydra, PartsOfALateReply_AreNotTakenForTheNext) {
+  // The prompt of the identification has arrived, is on its way, or is cut in two by the purge before the next command.
   for (const int wait_ms : {0, 500, 1000, 2000, 3000, 4000}) {
     for (const int drip_ms : {100, 1100}) {
       SCOPED_TRACE(testing::Message() << drip_ms << " between bytes, then " << wait_ms);
@@ -147,7 +151,7 @@ TEST_F(FlukeHydra, PiecesOfAReplyAreNoOther) {
   }
   ASSERT_EQ(device->Connect(), S_OK);
   SetBench("last-text", "+123.45E+0");
-  bench->SetFaults({{FaultKind::kDrip, 10'500}});  // two of these silences are inside a result's first characters
+  bench->SetFaults({{FaultKind::kDrip, 10'500}});  // Two of these pauses fall between the first characters of a result.
   EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);
 }
 

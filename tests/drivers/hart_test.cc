@@ -1,4 +1,4 @@
-// The Hart driver: its pure protocol, then exchanges with the simulated unit over an in-process line.
+// The Hart driver: its protocol, then exchanges with the simulated unit over an in-process line.
 #include <gtest/gtest.h>
 
 #include "base/numbers.h"
@@ -8,7 +8,7 @@
 namespace ulix::hart {
 namespace {
 
-TEST(HartProtocol, ReadsTheNumberBehindTheFirstColon) {
+TEST(HartProtocol, Reply_GivesTheNumberAfterItsFirstColon) {
   const std::pair<const char*, float> cases[] = {
       {"T:23.50", 23.5F}, {"t: 22.79 C", 22.79F}, {"set: -40.00C", -40.0F},       {"\nT:+1.5E2", 150.F},
       {":0", 0.0F},       {"sensor:23.5", 23.5F}, {"a long word: 23.5 C", 23.5F},
@@ -20,7 +20,7 @@ TEST(HartProtocol, ReadsTheNumberBehindTheFirstColon) {
   }
 }
 
-TEST(HartProtocol, FindsTheSetPointThatItSent) {
+TEST(HartProtocol, Echo_ConfirmsOnlyTheSetPointThatWasSent) {
   struct Case {
     const char* reply;
     const char* sent;
@@ -28,7 +28,7 @@ TEST(HartProtocol, FindsTheSetPointThatItSent) {
   };
   const Case cases[] = {
       {"S:21.46 C", "21.46", true},    {"21.46C", "21.46", true},
-      {"S:21.46", "21.46", true},  // without its last character only the number says it
+      {"S:21.46", "21.46", true},  // The last character is missing; the number alone confirms.
       {"set: 21.4649", "21.46", true}, {"S:100.0", "100.00", true},
       {"S:0.00", "-0.00", true},       {"3.00 23.00 C", "3.00", true},
       {"S:21.45 C", "21.46", false},   {"S:21.4", "21.46", false},
@@ -39,7 +39,7 @@ TEST(HartProtocol, FindsTheSetPointThatItSent) {
   for (const Case& c : cases) EXPECT_EQ(Confirms(c.reply, c.sent), c.confirmed) << c.reply << " after " << c.sent;
 }
 
-TEST(HartProtocol, TellsTheUnit) {
+TEST(HartProtocol, Reply_GivesItsUnit) {
   const std::pair<const char*, const char*> cases[] = {
       {"T:1", "\260C"}, {"T:1 C", "\260C"}, {"T:1f", "\260F"}, {"T:1 K", "K"}, {"T:1 mV", ""}};
   for (const auto& [reply, unit] : cases) {
@@ -54,7 +54,7 @@ class Hart : public LineBench {
   Hart() : LineBench("hart") {}
 };
 
-TEST_F(Hart, LineFeedsThatAreStillOnBelongToNoReading) {
+TEST_F(Hart, LineFeedsStillOn_ReadingIsRight) {
   for (const auto& [key, value] : {std::pair{"time-constant", "0"}, {"noise", "0"}, {"set-point", "23.5"}}) {
     SetBench(key, value);
   }
@@ -62,8 +62,8 @@ TEST_F(Hart, LineFeedsThatAreStillOnBelongToNoReading) {
   for (int k = 0; k < 2; ++k) EXPECT_EQ(driver->ReadChannel(0).value, 23.5F);
 }
 
-// What another program asked and did not wait for: it is for nobody here, be there one or several of them.
-TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
+// Another program queried the set point and did not wait for the reply. One or several such replies come late.
+TEST_F(Hart, SetPointReplyToAnotherProgram_IsNotTakenForTheTemperature) {
   for (const char* key : {"time-constant", "noise"}) SetBench(key, "0");
   for (const char* asked : {"s\r", "s\rs\rs\r"}) {
     SetBench("set-point", "23.5");
@@ -81,8 +81,8 @@ TEST_F(Hart, ASetPointThatSomebodyElseAskedForIsNoTemperature) {
   }
 }
 
-// Whatever stands before the colons: a late reply is never taken for a value, and no channel stays dead.
-TEST_F(Hart, LearnsWhatItsRepliesBeginWith) {
+// Whatever the headings before the colons, a late reply is never taken for a value and each channel works again.
+TEST_F(Hart, AnyReplyHeadings_LateReplyIsNeverTakenForAValue) {
   const std::pair<const char*, const char*> headings[] = {
       {"T", "S"}, {"temp", "V"}, {"V", "V"}, {"sensor", "set"}, {"", ""}};
   for (const char* key : {"time-constant", "noise"}) SetBench(key, "0");

@@ -1,4 +1,4 @@
-// The Isotech driver: what a host alone can do with it.
+// The Isotech driver: settings and set point forwarding, which only a host can use.
 #include <gtest/gtest.h>
 
 #include "drivers/others/isotech/driver.h"
@@ -14,38 +14,46 @@ class Isotech : public LineBench {
   void Start(const char* model) {
     Set("model", model);
     ASSERT_EQ(device->Connect(), S_OK);
-    EXPECT_EQ(TakeSent(), "") << "connecting asks nothing";
+    EXPECT_EQ(TakeSent(), "") << "Connect sends nothing";
   }
 };
 
-TEST_F(Isotech, AnAddressOutOfRangeIsSentAndKeptAsTheHighest) {
+TEST_F(Isotech, AddressOutOfRange_IsSentAndKeptAsTheHighest) {
   Start("addressed");
   Set("address", "4294967295");
   const auto address = [&] { return device->settings().TextOf(kSettings[kAddress]); };
   EXPECT_EQ(device->SetChanVal(0, 20000.0), isotechCtlErrOutOfRange);
-  EXPECT_EQ(address(), "4294967295") << "no frame was built";
+  EXPECT_EQ(address(), "4294967295") << "a refused set point builds no frame";
   EXPECT_FALSE(device->IsDirty());
   device->SetChanVal(0, 1.0);
   EXPECT_EQ(TakeSent().substr(0, 6), "\0049999\002");
   EXPECT_EQ(address(), "99");
-  EXPECT_TRUE(device->IsDirty()) << "there is something to save";
+  EXPECT_TRUE(device->IsDirty());
+}
+
+TEST_F(Isotech, Identify_IsNotImplemented) {
+  Start("addressed");
   std::string text = "before";
   EXPECT_EQ(device->Identify(&text), E_NOTIMPL);
   EXPECT_EQ(text, "");
-  Set("model", "3");
-  EXPECT_EQ(device->SetChanVal(0, 1.0), E_INVALIDARG) << "a code of no protocol";
 }
 
-TEST_F(Isotech, AnAnswerThatNeverEndsIsRefusedAndTheLineIsClearAgain) {
+TEST_F(Isotech, UnknownModelCode_IsInvalid) {
+  Start("addressed");
+  Set("model", "3");
+  EXPECT_EQ(device->SetChanVal(0, 1.0), E_INVALIDARG);
+}
+
+TEST_F(Isotech, EndlessReply_IsRefusedAndTheNextWriteWorks) {
   Start("line");
   SetBench("stop-answer", "GT" + std::string(300, 'x'));
   EXPECT_EQ(device->Stop(), isotechCtlErrNack);
   EXPECT_EQ(device->SetChanVal(0, 1.0), S_OK);
 }
 
-TEST_F(Isotech, SetPointsOfAnObjectNeverSeeTheLine) {
+TEST_F(Isotech, SetPointsForwardedToAnObject_AreNotSentOnTheLine) {
   Start("object");
-  EXPECT_EQ(device->SetChanVal(0, 300.0), E_NOTIMPL) << "none is set";
+  EXPECT_EQ(device->SetChanVal(0, 300.0), E_NOTIMPL) << "no object is set yet";
   std::pair<std::uint32_t, float> seen;
   driver->set_point_forwarding()->SetObject([&](std::uint32_t address, float degrees) {
     seen = {address, degrees};

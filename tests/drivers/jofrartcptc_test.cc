@@ -1,4 +1,4 @@
-// The Jofra driver: its pure protocol, then exchanges with the simulated instrument in both series' languages.
+// The Jofra driver: its protocol, then exchanges with the simulated instrument of both series.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,12 +9,12 @@
 namespace ulix::jofrartcptc {
 namespace {
 
-TEST(JofraProtocol, FindsEachChannelInItsPlace) {
+TEST(JofraProtocol, EachChannel_IsFoundAtItsPlaceInTheReply) {
   constexpr const char* kLive =
       "<GetResponse LiveSensors 2 3 4 5.5 6 7 8 9 10 11 12 13 14 -15.25 16 17 18 19 20 21 22 23 24>";
   EXPECT_EQ(ParseReading(kRtc, kLive, kRtcPlaces[0]).value(), 5.5F);
   EXPECT_EQ(ParseReading(kRtc, kLive, kRtcPlaces[1]).value(), -15.25F);
-  EXPECT_EQ(ParseReading(kRtc, kLive, kRtcPlaces[2]).value(), 24.0F) << "without its bracket";
+  EXPECT_EQ(ParseReading(kRtc, kLive, kRtcPlaces[2]).value(), 24.0F) << "the closing bracket is not part of the number";
   constexpr const char* kReadings = "23.12, CEL, 323.15, KEL, 122.0, FAR, 1, -40.0, FAR";
   EXPECT_EQ(ParseReading(kCtc, kReadings, kCtcPlaces[0]).value(), 50.0F);
   EXPECT_EQ(ParseReading(kCtc, kReadings, kCtcPlaces[1]).value(), -40.0F);
@@ -26,8 +26,8 @@ TEST(JofraProtocol, FindsEachChannelInItsPlace) {
   }
 }
 
-// Each of them has a number where the channel's is.
-TEST(JofraProtocol, WhatIsNotOneWholeAnswerToTheQueryHasNoValue) {
+// Each of these replies has a number at the channel's place.
+TEST(JofraProtocol, ReplyThatIsNotWholeOrNotOfTheQuery_HasNoValue) {
   const std::string live =
       "<GetResponse LiveSensors 2 3 4 5.5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25>";
   for (const std::string& bad : {live.substr(0, live.size() - 1), live.substr(0, 60), live + live, "x" + live,
@@ -43,7 +43,7 @@ TEST(JofraProtocol, WhatIsNotOneWholeAnswerToTheQueryHasNoValue) {
   }
 }
 
-TEST(JofraProtocol, SendsAndConfirmsSetPoints) {
+TEST(JofraProtocol, SetPoint_IsFormattedAndConfirmed) {
   EXPECT_EQ(SetPointCommand(kRtc, 50.126F).value(), "Settemperature 50.13");
   EXPECT_EQ(SetPointCommand(kRtc, -25.0F).value(), "Settemperature -25.00");
   EXPECT_EQ(SetPointCommand(kCtc, 50.0F).value(), "SETTEMP 323.15 KEL");
@@ -51,7 +51,7 @@ TEST(JofraProtocol, SendsAndConfirmsSetPoints) {
     EXPECT_EQ(CodeOf(SetPointCommand(kRtc, bad)), jofrartcptcCtlErrOutOfRange);
   }
   EXPECT_TRUE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00>", 50.0F));
-  EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00", 50.0F)) << "the bracket belongs there";
+  EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00", 50.0F)) << "the closing bracket is missing";
   EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 20.00>", 50.0F));
   EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature>", 50.0F));
   for (const char* told : {"50.0, CEL", "50.04 CEL", "122.0, FAR", "323.15, KEL"}) {
@@ -62,7 +62,7 @@ TEST(JofraProtocol, SendsAndConfirmsSetPoints) {
   }
   for (float value = -40.0F; value < 160.0F; value += 0.35F) {
     const auto command = SetPointCommand(kCtc, value);
-    EXPECT_TRUE(ConfirmsSetPoint(kCtc, command->substr(8), value)) << value << ": what is sent confirms itself";
+    EXPECT_TRUE(ConfirmsSetPoint(kCtc, command->substr(8), value)) << value << ": the echo of the command confirms it";
   }
 }
 
@@ -71,8 +71,8 @@ class Jofra : public LineBench {
   Jofra() : LineBench("jofrartcptc") {}
 };
 
-TEST_F(Jofra, WhatBothSeriesDoWithoutAndAgainst) {
-  SetBench("line-feed", "on");  // answers end by carriage return and line feed
+TEST_F(Jofra, BothSeries_ReportMissingSensorsAndUnreachedSetPoints) {
+  SetBench("line-feed", "on");  // Replies end with carriage return and line feed.
   SetBench("sensor-connected", "off");
   for (const char* model : {"RTC/PTC", "CTC"}) {
     SCOPED_TRACE(model);

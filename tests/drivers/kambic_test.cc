@@ -1,4 +1,4 @@
-// The Kambic driver: its pure protocol, then exchanges with the simulated bath over an in-process line.
+// The Kambic driver: its protocol, then exchanges with the simulated bath over an in-process line.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +10,7 @@
 namespace ulix::kambic {
 namespace {
 
-TEST(KambicProtocol, FindsEachValueBehindItsOwnKey) {
+TEST(KambicProtocol, EachValue_IsFoundAfterItsOwnKey) {
   struct Case {
     const char* answer;
     float temperature;
@@ -33,7 +33,7 @@ TEST(KambicProtocol, FindsEachValueBehindItsOwnKey) {
   EXPECT_EQ(CodeOf(ParseReading("T=25 COMMAND ERROR", kTemperatureChannel)), kambicCtlErrBadCmde);
 }
 
-TEST(KambicProtocol, ASetPointMustComeBackAsItWasSent) {
+TEST(KambicProtocol, SetPointEchoDiffers_IsBadResp) {
   EXPECT_EQ(SetPointCommand(-0.0004F).value(), "SETTEMP=-0.000");
   for (const float none : {NAN, INFINITY}) EXPECT_EQ(CodeOf(SetPointCommand(none)), kambicCtlErrOutOfRange);
   const std::pair<const char*, HRESULT> cases[] = {
@@ -45,7 +45,7 @@ TEST(KambicProtocol, ASetPointMustComeBackAsItWasSent) {
       {"SETTEMP 100.100", kambicCtlErrBadResp},
       {"SETTEMP=\r100.100", kambicCtlErrBadResp},
       {"SETTEMP=100,499", kambicCtlErrBadResp},
-      {"T= 100.100\rTSET= 100.100\r", kambicCtlErrBadResp},  // the answer to another command
+      {"T= 100.100\rTSET= 100.100\r", kambicCtlErrBadResp},  // The reply to another command.
       {"", kambicCtlErrBadResp},
       {"SETTEMP=100.1 OUT OF RANGE", kambicCtlErrOutOfRange},
       {"OUT OF RANGE COMMAND ERROR", kambicCtlErrBadCmde},
@@ -59,9 +59,9 @@ class Kambic : public LineBench {
   Kambic() : LineBench("kambic") {}
 };
 
-TEST_F(Kambic, ANumberThatMayBeCutIsNone) {
+TEST_F(Kambic, NumberCutByTheBuffer_IsBadResp) {
   device->Connect();
-  // The bath's line is longer than what is read of it; the number stands across the cut, then before it.
+  // The reply is longer than the buffer. First the number is cut by the end of the buffer, then it stands before it.
   SetBench("reading-text", std::string(143, 'x') + " T=25.012");
   EXPECT_EQ(driver->ReadChannel(0).code, kambicCtlErrBadResp);
   SetBench("reading-text", "T=25.012 " + std::string(200, 'x'));

@@ -1,4 +1,4 @@
-// A port that another program has for a while: some models are opened again, a second apart, and say so.
+// Another program holds the port for a while. Some models try to open it again each second, and warn of it.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -54,7 +54,7 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
   std::string told;
 };
 
-TEST_P(LateOpening, IsTriedElevenTimesASecondApartAndToldFromTheFifthOn) {
+TEST_P(LateOpening, PortBusy_IsTriedElevenTimesASecondApartAndWarnedFromTheFifth) {
   const std::map<std::string, std::string> texts = {
       {"adt761", "The serial port could be opened after several attempts only"},
       {"flukehydra", "FLUKE HYDRA Open() : ok, mais plus de 4 essais nécessaires !!!???"}};

@@ -1,5 +1,5 @@
-// Every fault of the line to every device in every operation: the published error, the time that it may take, the state
-// that it leaves behind, and that the first exchange after it is right.
+// Every fault of the line, for every device and every operation. Checked are the published error, the time that the
+// operation takes, the state afterwards, and that the first exchange after the fault is right.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -18,13 +18,13 @@
 namespace ulix {
 namespace {
 
-// What an exchange comes to.
+// What an operation gives under a fault.
 struct Outcome {
   HRESULT code;
-  bool in_vain = false;                       // the whole patience is waited for
-  std::optional<float> value = std::nullopt;  // of a reading that is not the right one, on purpose
-  bool leaves_closed = false;                 // a connection that is refused without an error
-  bool leaves_held = false;                   // a line that is never quiet lets the release of a block not through
+  bool in_vain = false;                       // The operation takes at least the whole patience.
+  std::optional<float> value = std::nullopt;  // The prescribed value of a reading, where it is not the right one.
+  bool leaves_closed = false;                 // The connection is refused without an error.
+  bool leaves_held = false;  // The logger's memory block stays locked: its release does not get through.
 };
 constexpr Outcome kFine = {S_OK};
 constexpr Outcome kZero = {S_OK, false, 0.0F};
@@ -43,10 +43,10 @@ constexpr Outcome kUsbNoReply = {winUsbCommErrUnableToReadComm};
 constexpr Outcome kUsbUnwritten = {winUsbCommErrUnableToWriteComm};
 
 constexpr int kDripMs = 200;
-constexpr Milliseconds kLongAfter{200'000};  // what was late has come by then
+constexpr Milliseconds kLongAfter{200'000};  // All late replies have come by then.
 constexpr std::size_t kFaults = 10;
 
-// In the order of a row's outcomes: slow is inside the patience, too slow beyond.
+// The faults in the order of a row's outcomes. "slow" is within the patience, "too slow" beyond it.
 std::array<Fault, kFaults> FaultsOf(int patience_ms) {
   return {{{FaultKind::kSilent},
            {FaultKind::kDelay, patience_ms * 9 / 10},
@@ -63,12 +63,12 @@ std::array<Fault, kFaults> FaultsOf(int patience_ms) {
 struct Row {
   const char* device;
   const char* operation;
-  int patience_ms;  // of one exchange, with a mute device
-  int most_ms;      // that any outcome may take
+  int patience_ms;  // How long one exchange waits for a mute device.
+  int max_ms;       // The longest time of any outcome.
   Outcome outcomes[kFaults];
 };
 
-// An operation of a device without a row sends nothing.
+// An operation that has no row for a device sends nothing to it.
 // clang-format off
 //  silent, slow, too slow, drip, garbage, truncate, oversize, late, refuse, drop
 const Row kRows[] = {
@@ -307,7 +307,7 @@ class LineFaults : public ReaderBench {
     std::uint32_t count = 0;
     return device->CheckProgram(path, &count);
   }
-  // The fault in force comes with the first step of the operation's progress only.
+  // Runs the operation with the fault set at the first step of its progress.
   HRESULT Midway(const std::function<HRESULT()>& operation) {
     struct Sink final : EventSink {
       std::function<void()> once;
@@ -330,7 +330,7 @@ class LineFaults : public ReaderBench {
   }
   bool LoggerIsFree() { return !logger()->frozen(kBlock + 1) && logger()->lock() == 0 && !logger()->in_program_mode(); }
 
-  // Once the fault has passed, and what came too late with it.
+  // Ends the fault and waits until all late replies have come.
   void BringBack() {
     bench->SetFaults({});
     clock.SleepFor(kLongAfter);
@@ -344,7 +344,7 @@ class LineFaults : public ReaderBench {
   static constexpr float kBefore = 12.25F;
   static constexpr float kAfter = 31.5F;
   static constexpr std::int32_t kBlock = 1;
-  static constexpr std::uint32_t kRecords = 200;  // five exchanges
+  static constexpr std::uint32_t kRecords = 200;  // Five exchanges.
   const std::string path =
       (std::filesystem::temp_directory_path() / (UniqueName("ulix-line-faults-") + ".p90")).string();
   Fault fault{FaultKind::kSilent};
@@ -375,7 +375,7 @@ const LineFaults::Operation LineFaults::kOperations[] = {
 
 bool Connects(const char* operation) { return std::string_view(operation) == "Connect"; }
 
-// A mute device is not even noticed.
+// The operation sends nothing, so that a mute device makes no difference.
 void LineFaults::ExpectSilence(const Operation& operation) {
   TakeSent();
   fault = {FaultKind::kSilent};
@@ -393,7 +393,7 @@ void LineFaults::CheckFault(const Operation& operation, const Row& row, const Ou
   const MonotonicTime before = clock.Now();
   EXPECT_EQ(operation.act(*this), expected.code);
   const auto took = std::chrono::duration_cast<Milliseconds>(clock.Now() - before).count();
-  EXPECT_LE(took, row.most_ms + (logger() ? 12 : 2) * kWireMs);
+  EXPECT_LE(took, row.max_ms + (logger() ? 12 : 2) * kWireMs);
   if (expected.in_vain) {
     EXPECT_GE(took, row.patience_ms);
   }
@@ -402,7 +402,7 @@ void LineFaults::CheckFault(const Operation& operation, const Row& row, const Ou
   if (reads && expected.code == S_OK && model.has_quantities()) {
     EXPECT_EQ(reading.value, expected.value.value_or(kBefore));
   }
-  // Its registers are written back although no reply tells that they were; a device that is gone cannot be.
+  // The driver writes the logger's registers back even without a reply. A logger that is gone cannot be written.
   if (logger() && fault.kind != FaultKind::kDrop) {
     EXPECT_EQ(LoggerIsFree(), !expected.leaves_held);
   }
@@ -412,7 +412,7 @@ void LineFaults::ExpectAllWell(const Operation& operation) {
   SetQuantity(kAfter);
   ASSERT_EQ(device->Connect(), S_OK);
   if (logger()) {
-    EXPECT_EQ(device->SendProgram(path), S_OK) << "the file is as it was";
+    EXPECT_EQ(device->SendProgram(path), S_OK) << "the program file is unchanged";
     EXPECT_EQ(logger()->program(), program);
     EXPECT_EQ(ReadMemory(), S_OK);
     EXPECT_EQ(records.values, right_records.values);
@@ -445,7 +445,8 @@ void LineFaults::Check(const Operation& operation, const Row& row) {
   }
 }
 
-// Run, scanned once, stopped: each works whatever the fault, and the report says what a reading says.
+// A group is run, scanned once and stopped. Each call works whatever the fault, and the report has the code of a
+// reading.
 void LineFaults::CheckGroup() {
   const Row* row = FindRow(model, "Read");
   if (row == nullptr || model.channels.empty()) return;
@@ -483,7 +484,7 @@ void LineFaults::CheckGroup() {
   device->events().Unadvise(cookie);
 }
 
-TEST_P(LineFaults, GiveTheirErrorInTheirTimeAndPass) {
+TEST_P(LineFaults, EachFault_GivesItsErrorInTimeAndTheNextExchangeIsRight) {
   for (const Operation& operation : kOperations) {
     SCOPED_TRACE(operation.name);
     const Row* row = FindRow(model, operation.name);

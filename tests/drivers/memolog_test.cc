@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 using Pair = std::pair<std::size_t, std::size_t>;
 
-TEST(MemologProtocol, TextsFillWholeRegisters) {
+TEST(MemologProtocol, Text_FillsWholeRegisters) {
   EXPECT_THAT(TextRegisters("ABC"), ElementsAre(0x4142, 0x4300));
   EXPECT_THAT(TextRegisters("AB"), ElementsAre(0x4142, 0x0000));
   EXPECT_THAT(TextRegisters("\xE9"), ElementsAre(0x8200));  // an accent in the OEM code page
@@ -30,7 +30,7 @@ TEST(MemologProtocol, TextsFillWholeRegisters) {
   for (const char* none : {"OK", "INCONNUE", "Illegal", "OK\r\n"}) EXPECT_EQ(VersionText("ID", none), "ID");
 }
 
-TEST(MemologProtocol, RepliesAreOfTheirRequest) {
+TEST(MemologProtocol, ReplyThatRepeatsAnotherRequest_IsRefused) {
   const Words request = ReadRecordsData(4, 9, 1);
   EXPECT_THAT(request, ElementsAre(21, 5, 9, 1));
   Words reply = {10, 8, 21, 5, 9, 1, 0xA, 0xB, 0xC, 0xD};
@@ -47,7 +47,7 @@ TEST(MemologProtocol, RepliesAreOfTheirRequest) {
   EXPECT_THAT(ClearData(0, 65536), ElementsAre(22, 1, 2, 0));
 }
 
-TEST(MemologProgram, ACycleIsWhatItsOneSequenceMakesIt) {
+TEST(MemologProgram, CycleOfABlock_IsThatOfItsOnlySequence) {
   Program program;
   for (ChannelId id = 0; id < 10; ++id) program.channels[id].measuring_time = id + 1;
   program.sequences = {{.block = 3, .mode = 1, .period = 7, .channels = {-3, 5, -7}},
@@ -71,7 +71,7 @@ TEST(MemologProgram, ACycleIsWhatItsOneSequenceMakesIt) {
   EXPECT_EQ(cycle(), Pair(0, 0));
 }
 
-TEST(MemologProgram, ChannelsAndLimitsByTheirBits) {
+TEST(MemologProgram, ChannelTypeAndLimitBits_AreDecoded) {
   for (unsigned category = 0; category < 8; ++category) {
     for (unsigned sub = 0; sub < 8; ++sub) {
       const bool listed = category == 0 ? sub != 2 : category == 7 && (sub == 1 || sub == 2);
@@ -86,7 +86,7 @@ TEST(MemologProgram, ChannelsAndLimitsByTheirBits) {
 
 struct ProgressSink final : EventSink {
   std::vector<int> percents;
-  std::function<void()> once;  // in the next step
+  std::function<void()> once;  // Called at the next step of the progress.
   void Progress(int percent) override {
     percents.push_back(percent);
     if (const auto act = std::exchange(once, nullptr)) act();
@@ -104,7 +104,7 @@ class MemologTest : public LineBench {
   auto WithLogger(Body&& body) {
     return bench->WithSimulator([&](Simulator& s) { return body(dynamic_cast<MemologSimulator&>(s)); });
   }
-  // Another control of the same logger, with somebody in front of it.
+  // Another control of the same logger, with a user interface.
   Instrument WithPerson(UserInterface& person) {
     DriverServices services;
     services.clock = &clock;
@@ -115,7 +115,7 @@ class MemologTest : public LineBench {
     arrays = {};
     return device->ReadMemBlock(block, most, clear, &arrays, &read);
   }
-  // The logger's own program, with the first channel's value where the second one's is.
+  // Writes a file with the logger's program, changed so that the first channel measures the second one's value.
   void WriteOtherProgram() {
     std::ofstream file(path, std::ios::binary);
     file << ProgramFileHead("ULIX,MEMOLOG90");
@@ -135,12 +135,15 @@ class MemologTest : public LineBench {
   std::string path = (std::filesystem::temp_directory_path() / (UniqueName("ulix-memolog-") + ".p90")).string();
 };
 
-TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
+TEST_F(MemologTest, InstrumentOfAnotherType_IsNotMemolog) {
   SetBench("identity", "ULIX,MEMOLOG30");
   EXPECT_EQ(device->Connect(), memologCtlErrNotMemolog);
   EXPECT_FALSE(driver->LinkIsOpen());
   EXPECT_EQ(device->SendProgram(path), memologCtlErrNotMemolog);
   EXPECT_THAT(progress->percents, ElementsAre(100));
+}
+
+TEST_F(MemologTest, EachMemolog_GivesItsIdentityAndVersion) {
   std::string text;
   for (const char* identity : {"MEMOLOG90", "x MEMOLOG140 y", "ULIX,MEMOLOG20,1"}) {
     SetBench("identity", identity);
@@ -153,6 +156,9 @@ TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
   }
   EXPECT_EQ(device->GetCommInfo(&text), S_OK);
   EXPECT_EQ(text, "COM 1:MEMOLOG#1 (9600 bds)");
+}
+
+TEST_F(MemologTest, LinkThatCannotBeOpened_IsNamedInTheErrorInfo) {
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(device->Connect(), serialCommErrUnableToOpenComm);
   EXPECT_EQ(TakeErrorInfo().description, "Unable to open Local Serial Port");
@@ -161,7 +167,7 @@ TEST_F(MemologTest, OnlyAMemologIsConnectedToAndTellsItsVersionAndItsWay) {
   EXPECT_EQ(TakeErrorInfo().description, "Unable to open IP Port");
 }
 
-TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
+TEST_F(MemologTest, CallsDuringAMemoryRead_AreServedOrRefused) {
   ASSERT_EQ(device->Connect(), S_OK);
   std::string said;
   HRESULT second = S_OK, program_sent = S_OK;
@@ -183,7 +189,7 @@ TEST_F(MemologTest, AHostMayDoAnythingWhileABlockIsRead) {
   EXPECT_EQ(progress->percents.back(), 100);
 }
 
-TEST_F(MemologTest, NothingIsAskedOfTheProgramWhileAnotherIsSent) {
+TEST_F(MemologTest, CallsDuringASendOfAProgram_AreMemLocked) {
   ASSERT_EQ(device->Connect(), S_OK);
   WriteOtherProgram();
   HRESULT size_asked = S_OK;
@@ -199,7 +205,7 @@ TEST_F(MemologTest, NothingIsAskedOfTheProgramWhileAnotherIsSent) {
   ExpectTheOtherProgram();
 }
 
-TEST_F(MemologTest, AHostThatLeavesEndsALongOperation) {
+TEST_F(MemologTest, InterruptedWait_EndsALongOperation) {
   ASSERT_EQ(device->Connect(), S_OK);
   progress->once = [&] {
     driver->InterruptWaits();
@@ -212,17 +218,17 @@ TEST_F(MemologTest, AHostThatLeavesEndsALongOperation) {
 }
 
 struct StoppingUser final : UserInterface {
-  int at = 0;  // percent from which on it stops
+  int at = 0;  // The user stops the operation at this percentage.
   bool Progress(int percent) override { return percent < at; }
   std::optional<std::string> ChooseFile(const FileQuestion& question) override {
     questions.push_back(question);
     return chosen;
   }
-  std::optional<std::string> chosen;  // none: given up
+  std::optional<std::string> chosen;  // None: the user cancels.
   std::vector<FileQuestion> questions;
 };
 
-TEST_F(MemologTest, APersonMayStopALongOperation) {
+TEST_F(MemologTest, UserStopsAMemoryRead_GivesNoRecordsAndFreesTheLogger) {
   StoppingUser ui;
   ui.at = 30;
   Instrument stopped = WithPerson(ui);
@@ -233,6 +239,13 @@ TEST_F(MemologTest, APersonMayStopALongOperation) {
   EXPECT_EQ(arrays.size(), 0U);
   EXPECT_TRUE(LoggerIsFree());
   EXPECT_EQ(WithLogger([](MemologSimulator& s) { return s.held(2); }), 1501U);
+}
+
+TEST_F(MemologTest, UserStopsATransferOfAProgram_IsCancelled) {
+  StoppingUser ui;
+  ui.at = 30;
+  Instrument stopped = WithPerson(ui);
+  ASSERT_EQ(stopped.Connect(), S_OK);
   EXPECT_EQ(stopped.ReadProgram(path), kCancelled);
   EXPECT_FALSE(std::filesystem::exists(path));
   ui.at = 1000;
@@ -242,7 +255,7 @@ TEST_F(MemologTest, APersonMayStopALongOperation) {
   EXPECT_FALSE(WithLogger([](MemologSimulator& s) { return s.in_program_mode(); }));
 }
 
-TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
+TEST_F(MemologTest, ProgramFileNotSet_UserIsAskedForIt) {
   StoppingUser ui;
   ui.at = 1000;
   Instrument logger = WithPerson(ui);
@@ -250,7 +263,7 @@ TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
   ASSERT_EQ(logger.Connect(), S_OK);
   EXPECT_EQ(logger.SendCfg(), kCancelled);
   EXPECT_EQ(logger.ReadCfg(), kCancelled);
-  ui.chosen = path;  // not there yet
+  ui.chosen = path;  // The file does not exist yet.
   EXPECT_EQ(logger.SendCfg(), memologCtlErrOpenFile);
   EXPECT_EQ(file_set(), "");
   EXPECT_FALSE(logger.IsDirty());
@@ -263,13 +276,13 @@ TEST_F(MemologTest, APersonIsAskedForAFileThatIsNotSet) {
   EXPECT_FALSE(ui.questions[0].to_write);
   EXPECT_TRUE(ui.questions[3].to_write);
   ui.at = 30;
-  EXPECT_EQ(logger.SendCfg(), kCancelled) << "while it goes on";
-  EXPECT_EQ(ui.questions.size(), 4U) << "asked although the file is set";
+  EXPECT_EQ(logger.SendCfg(), kCancelled) << "the user stops the transfer";
+  EXPECT_EQ(ui.questions.size(), 4U) << "the file is set, so the user is not asked again";
 }
 
-TEST_F(MemologTest, ADeviceThatGoesAtAnyExchangeIsReadRightWhenItIsBack) {
+TEST_F(MemologTest, DeviceLostAtAnyExchange_BlockIsReadRightAfterwards) {
   ASSERT_EQ(device->Connect(), S_OK);
-  // Gone after so many exchanges: there for the release again, or not.
+  // The device is lost after `exchanges` exchanges, before or after the block's release.
   for (int exchanges = 1; exchanges < 8; ++exchanges) {
     bench->SetFaults({{FaultKind::kDrop, exchanges}});
     EXPECT_NE(ReadBlock(0), S_OK);
@@ -281,7 +294,7 @@ TEST_F(MemologTest, ADeviceThatGoesAtAnyExchangeIsReadRightWhenItIsBack) {
   }
 }
 
-TEST_F(MemologTest, ALoggerThatComesBackIsAskedWhoItIsAndForItsProgram) {
+TEST_F(MemologTest, LoggerReconnected_IsIdentifiedAndItsProgramReadAgain) {
   ASSERT_EQ(device->Connect(), S_OK);
   const float before = driver->ReadChannel(0).value;
   bench->SetFaults({{FaultKind::kDrop, 0}});
@@ -302,7 +315,7 @@ TEST_F(MemologTest, ALoggerThatComesBackIsAskedWhoItIsAndForItsProgram) {
   EXPECT_EQ(device->Identify(&text), memologCtlErrNotMemolog);
 }
 
-TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
+TEST_F(MemologTest, NotConnected_HasNoBlocksAndRefusesCallsForOne) {
   std::vector<std::uint32_t> blocks;
   EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
   EXPECT_THAT(blocks, IsEmpty());
@@ -312,6 +325,9 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
     EXPECT_EQ(device->ClearMemBlock(block, 0), result) << block;
   }
   EXPECT_EQ(device->ReadMemBlock(0, 0, false, &arrays, nullptr), E_INVALIDARG);
+}
+
+TEST_F(MemologTest, RecordingLogger_GivesTheStatusOfABlock) {
   SetBench("recording", "on");
   ASSERT_EQ(device->Connect(), S_OK);
   std::uint32_t held = 0, room = 0;
@@ -319,9 +335,11 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
   EXPECT_EQ(device->GetMemBlockStatus(0, &room, &held, &destructive, &recording), S_OK);
   EXPECT_EQ(Pair(room, held), Pair(100, 12));
   EXPECT_EQ(std::pair(destructive, recording), std::pair(0, 1));
+}
+
+TEST_F(MemologTest, Channels_AreThoseOfTheProgram) {
+  ASSERT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(device->RefreshChannels(), S_OK);
-  EXPECT_EQ(device->CfgHasMemBlocks(&recording), S_OK);
-  EXPECT_EQ(recording, 1);
   for (ChannelId id = 0; id < kChannelCount; ++id) EXPECT_EQ(device->OffersChannel(id), id < 3) << id;
   EXPECT_EQ(driver->ChannelName(0) + driver->ChannelUnit(0) + std::to_string(driver->ChannelResolution(0)),
             "OVEN\260C2");
@@ -332,7 +350,16 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
   EXPECT_EQ(driver->ReadChannel(1).code, S_OK);
   EXPECT_NEAR(driver->ReadChannel(1).value, 21.5, 0.1);
   EXPECT_EQ(driver->ReadChannel(1999).code, memologCtlErrChNum);
+}
+
+TEST_F(MemologTest, Disconnected_KeepsTheBlocksOfTheProgram) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  ASSERT_EQ(device->RefreshChannels(), S_OK);
+  std::int32_t has_blocks = 7;
+  EXPECT_EQ(device->CfgHasMemBlocks(&has_blocks), S_OK);
+  EXPECT_EQ(has_blocks, 1);
   device->Disconnect();
+  std::vector<std::uint32_t> blocks;
   EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
   EXPECT_THAT(blocks, ElementsAre(0, 1));
   std::uint32_t size = 0;
@@ -345,8 +372,8 @@ TEST_F(MemologTest, ChannelsAndBlocksAreThoseOfTheProgram) {
   }
 }
 
-// The mark is the first record: without it the same records are anybody's.
-TEST_F(MemologTest, AProgramOfAnotherLayoutListsNoChannels) {
+// The first record marks the layout of the others. Without it the channels are unknown.
+TEST_F(MemologTest, ProgramWithoutTheFirstRecord_ListsNoChannels) {
   ASSERT_EQ(device->Connect(), S_OK);
   const auto program = WithLogger([](MemologSimulator& s) { return s.program(); });
   {
@@ -363,7 +390,7 @@ TEST_F(MemologTest, AProgramOfAnotherLayoutListsNoChannels) {
   EXPECT_THAT(blocks, IsEmpty());
 }
 
-TEST_F(MemologTest, AProgramEndsWhereItEndsWhateverTheLoggerCounts) {
+TEST_F(MemologTest, WrongRecordCountOfTheLogger_ProgramIsReadToItsEnd) {
   ASSERT_EQ(device->Connect(), S_OK);
   for (const char* miscount : {"0", "3", "65533"}) {
     SetBench("miscount", miscount);
@@ -375,21 +402,27 @@ TEST_F(MemologTest, AProgramEndsWhereItEndsWhateverTheLoggerCounts) {
   }
 }
 
-TEST_F(MemologTest, TheProgramFileIsPartOfTheConfiguration) {
+TEST_F(MemologTest, ConfigurationWithoutAProgramFile_ReadsTheChannelsAndSendsNothing) {
   EXPECT_EQ(device->SendCfg(), E_UNEXPECTED);
   ASSERT_EQ(device->Connect(), S_OK);
-  EXPECT_EQ(device->ReadCfg(), S_OK);  // without a file: what is known of the channels
+  EXPECT_EQ(device->ReadCfg(), S_OK);
   EXPECT_TRUE(device->OffersChannel(0));
   EXPECT_EQ(device->SendCfg(), memologCtlErrOpenFile);
+}
+
+TEST_F(MemologTest, ConfigurationWithAProgramFile_ReadsAndSendsTheFile) {
+  ASSERT_EQ(device->Connect(), S_OK);
   Set("program-file", path.c_str());
   EXPECT_EQ(device->ReadCfg(), S_OK);
   const auto program = WithLogger([](MemologSimulator& s) { return s.program(); });
   EXPECT_EQ(device->SendCfg(), S_OK);
   EXPECT_EQ(WithLogger([](MemologSimulator& s) { return s.program(); }), program);
-  device->Disconnect();
+}
+
+TEST_F(MemologTest, TransferOfAProgramWhileDisconnected_ConnectsForTheTransferOnly) {
   EXPECT_EQ(device->ReadProgram(path), S_OK);
   EXPECT_FALSE(IsConnected());
-  EXPECT_FALSE(driver->LinkIsOpen()) << "a connection for the transfer is given up again";
+  EXPECT_FALSE(driver->LinkIsOpen());
   EXPECT_EQ(device->ReadProgram("/no/such/folder/x.p90"), memologCtlErrOpenFile);
   SetBench("refuse-with", "33");
   EXPECT_EQ(device->SendProgram(path), memologErrExceptionCode + 33);

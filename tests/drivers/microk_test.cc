@@ -1,4 +1,4 @@
-// The microK and milliK driver: its pure protocol, then exchanges with the simulated instruments.
+// The microK and milliK driver: its protocol, then exchanges with the simulated instruments.
 #include <gmock/gmock.h>
 
 #include "drivers/others/microk/driver.h"
@@ -15,7 +15,7 @@ ChannelConfig Config(std::uint32_t kind, std::uint32_t sub_kind = kStandard) {
   return {.enabled = 1, .kind = kind, .sub_kind = sub_kind};
 }
 
-TEST(MicrokProtocol, CodesThatNoTableHasMakeNoQuery) {
+TEST(MicrokProtocol, UnknownCodes_AreBadConfiguration) {
   EXPECT_EQ(CodeOf(MeasureQuery(0, Config(kPrt, kUserProbe), 0)), microkCtlErrUserProbeNotFound);
   const ChannelConfig wrong[] = {Config(kNoKind),
                                  Config(kThermocouple),
@@ -32,20 +32,20 @@ TEST(MicrokProtocol, CodesThatNoTableHasMakeNoQuery) {
   }
 }
 
-TEST(MicrokProtocol, ReadsTheirVersion) {
+TEST(MicrokProtocol, IdentityReply_GivesItsVersion) {
   EXPECT_EQ(VersionIn(kMicrok, "microK, Version 2.05 beta"), 2.05);
   EXPECT_EQ(VersionIn(kMillik, "milliK, 1.2,5"), 1.2);
   for (const char* none : {"microK 400", "microK version", "version: x"}) EXPECT_FALSE(VersionIn(kMicrok, none));
   for (const char* none : {"milliK,", "milliK version 3"}) EXPECT_FALSE(VersionIn(kMillik, none));
 }
 
-TEST(MicrokProtocol, AProbesNameIsNoIdentification) {
+TEST(MicrokProtocol, ProbeName_IsNotTakenForAnIdentity) {
   EXPECT_TRUE(IsIdentification(kMillik, "milliK,1.20", ""));
-  EXPECT_TRUE(IsIdentification(kMillik, "60.3milliK,1.20", "milliK,1.20")) << "behind a reply that stopped midway";
+  EXPECT_TRUE(IsIdentification(kMillik, "60.3milliK,1.20", "milliK,1.20")) << "after a reply that stopped midway";
   EXPECT_FALSE(IsIdentification(kMillik, "MILLIK-REF", "milliK,1.20"));
 }
 
-TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
+TEST(MicrokProtocol, Reply_GivesItsValueOrItsError) {
   for (const auto& [reply, value] : {std::pair{" +1.07E+02 ohm", 107.0F}, {"\n-0.5", -0.5F}, {"0. \t", 0.0F}}) {
     EXPECT_EQ(ParseMicrokReply(reply), value) << reply;
   }
@@ -53,7 +53,7 @@ TEST(MicrokProtocol, ReadsAValueOrSaysWhatTheReplyWas) {
     EXPECT_EQ(CodeOf(ParseMicrokReply(none)), microkCtlErrMeasureNotAvailable);
   }
   EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
-  EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "told by its case";
+  EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "the error text is case sensitive";
   const std::string too_long(79, '1');
   for (const char* none :
        {"ready", "nan", "1e39", "0x", "52,331", "60.39160.391", "60.391 12", "34\a.2", too_long.c_str()}) {
@@ -88,8 +88,7 @@ class Microk : public LineBench {
     SetBench("temperature", celsius);
     for (const char* still : {"amplitude", "step", "noise"}) SetBench(still, "0");
   }
-  // How long a reading waits for a silent instrument.
-  // Without what the query needs on the line, to a hundredth of a second.
+  // How long a reading waits for a silent instrument, without the query's time on the line, to 10 ms.
   Milliseconds PatienceOf(Driver& of, SimulatedBench& at) {
     at.SetFaults({{FaultKind::kSilent}});
     const MonotonicTime before = clock.Now();
@@ -99,7 +98,7 @@ class Microk : public LineBench {
   }
 };
 
-TEST_F(Microk, AnotherInstrumentOrNoneIsRefusedAndToldToTheSinks) {
+TEST_F(Microk, OtherInstrumentOrNone_IsReportedToTheSinks) {
   const auto errors = std::make_shared<ErrorSink>();
   device->events().Advise(errors);
   Set("model", "1");
@@ -111,12 +110,15 @@ TEST_F(Microk, AnotherInstrumentOrNoneIsRefusedAndToldToTheSinks) {
   EXPECT_THAT(errors->of_system, ElementsAre(serialCommErrUnableToReadComm));
 }
 
-TEST_F(Microk, AMillikWithoutACommaIsLeftInLocalAndAnUnknownProbeFailsAlone) {
+TEST_F(Microk, MillikIdentityWithoutAComma_IsLeftInLocal) {
   BecomeMillik();
   SetBench("identity", "milliK");
   ASSERT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(TakeSent(), "*IDN?\r");
-  device->Disconnect();
+}
+
+TEST_F(Microk, UnknownUserProbe_FailsItsChannelOnly) {
+  BecomeMillik();
   SetAll({{"channel.10.enabled", "on"},
           {"channel.10.kind", "PRT"},
           {"channel.10.sub-kind", "USER-PROBE"},
@@ -129,23 +131,23 @@ TEST_F(Microk, AMillikWithoutACommaIsLeftInLocalAndAnUnknownProbeFailsAlone) {
   EXPECT_EQ(driver->ChannelResolution(10), 4);
 }
 
-TEST_F(Microk, AChangedConfigurationIsMeasuredAtTheNextReading) {
+TEST_F(Microk, ChangedConfiguration_IsUsedByTheNextReading) {
   BecomeMillik();
   Steady("20");
   ASSERT_EQ(device->Connect(), S_OK);
   SetAll({{"channel.0.kind", "PRT"}, {"channel.1.kind", "200"}});
   EXPECT_EQ(driver->ReadChannel(0).value, 20.0F);
-  EXPECT_EQ(driver->ReadChannel(1).code, microkCtlErrBadInternalChanConfig) << "this channel's own";
+  EXPECT_EQ(driver->ReadChannel(1).code, microkCtlErrBadInternalChanConfig) << "the bad channel only";
   EXPECT_EQ(device->SendCfg(), microkCtlErrBadInternalChanConfig);
   SetAll({{"channel.1.kind", "PRT"}, {"channel.1.sub-kind", "USER-PROBE"}, {"channel.1.probe", "PRT-A"}});
   bench->SetFaults({{FaultKind::kSilent}});
   EXPECT_EQ(driver->ReadChannel(1).code, serialCommErrUnableToReadComm);
   bench->SetFaults({});
-  EXPECT_EQ(driver->ReadChannel(1).value, 20.0F) << "the probes are asked for again";
+  EXPECT_EQ(driver->ReadChannel(1).value, 20.0F) << "the list of probes is read again";
   EXPECT_EQ(device->SendCfg(), S_OK);
 }
 
-TEST_F(Microk, ReadingIsRepeatedAsOftenAsTheTimeoutsAllow) {
+TEST_F(Microk, MuteInstrument_IsReadAsOftenAsTheTimeoutsAllow) {
   DriverServices services;
   services.clock = &clock;
   services.timeout_ms = 1500;
@@ -154,11 +156,11 @@ TEST_F(Microk, ReadingIsRepeatedAsOftenAsTheTimeoutsAllow) {
   ASSERT_EQ(impatient.Connect().value_or(false), true);
   EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(4 * 1500));
   impatient.settings().SetText(kSettings[0], "1");
-  EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(1500)) << "one attempt at least";
+  EXPECT_EQ(PatienceOf(impatient, *bench), Milliseconds(1500)) << "at least one attempt";
 }
 
-// A bridge that stops in the middle of its digits: the rest alone would be a number too.
-TEST_F(Microk, AReplyThatStopsMidwayIsReadToItsEndOrGivenUp) {
+// The bridge pauses in the middle of its digits. The rest alone would also be a number.
+TEST_F(Microk, ReplyThatStopsMidway_IsReadToItsEndOrFails) {
   SetBench("measure-text", "7.5");
   device->Connect();
   EXPECT_EQ(dynamic_cast<MicrokDriver&>(*driver).instrument_version(), 2.05);

@@ -1,4 +1,4 @@
-// What every model promises: settings that the stream keeps, texts for every code, channels that are its own.
+// Every model: its settings survive the stream, every code has its texts, and unknown channels are refused.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -12,7 +12,7 @@ namespace {
 
 enum class Form { kEnglish, kFrench, kShort };
 
-// The text of a code, "" where the model has none.
+// The text of a code, or "" when the model has none.
 std::string ErrorText(const CatalogueEntry& model, HRESULT code, Form form) {
   Instrument device(model.create({}), {.language = form == Form::kFrench ? Language::kFrench : Language::kEnglish});
   std::int32_t unknown = -1;
@@ -27,7 +27,7 @@ class Models : public testing::TestWithParam<CatalogueEntry> {
   const ModelCard& card = *GetParam().card;
 };
 
-TEST_P(Models, EveryCodeHasItsTexts) {
+TEST_P(Models, EveryErrorCode_HasItsTexts) {
   std::set<HRESULT> codes;
   const auto driver = GetParam().create({});
   for (const auto& rows : {card.errors, driver->link().errors()}) {
@@ -47,7 +47,7 @@ TEST_P(Models, EveryCodeHasItsTexts) {
   }
 }
 
-TEST_P(Models, TheStreamKeepsEverySetting) {
+TEST_P(Models, EverySetting_SurvivesTheStream) {
   std::set<std::string> keys;
   Instrument device(GetParam().create({}));
   auto record = device.settings().Snapshot();
@@ -80,7 +80,7 @@ class Connected : public DeviceBench, public testing::WithParamInterface<Device>
   Connected() : DeviceBench(GetParam()) {}
 };
 
-TEST_P(Connected, WhatIsNoInputOrNoOutputIsNeitherAskedNorToldAnything) {
+TEST_P(Connected, UnknownChannelOrWriteToAnInput_SendsNothing) {
   ASSERT_EQ(device->Connect(), S_OK);
   TakeSent();
   const std::span<const ChannelRow> channels = driver->card().channels;
@@ -92,7 +92,7 @@ TEST_P(Connected, WhatIsNoInputOrNoOutputIsNeitherAskedNorToldAnything) {
   for (ChannelId id = 0; id < none; ++id) {
     EXPECT_TRUE(channels[id].direction != ChanIn || Failed(driver->WriteChannel(id, 1.0F))) << id;
   }
-  // A logger is asked which channels it has.
+  // Only a logger receives a query: for its list of channels.
   EXPECT_EQ(TakeSent() == "", std::string_view(model.model) != "memolog");
 }
 

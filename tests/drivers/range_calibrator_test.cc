@@ -1,4 +1,4 @@
-// What every range calibrator does: its pure protocol, then whole exchanges with the simulated instrument.
+// Both range calibrators: their protocol, then whole exchanges with the simulated instruments.
 #include <gtest/gtest.h>
 
 #include "drivers/calibrators/cmx310/tables.h"
@@ -26,7 +26,7 @@ class RangeProtocol : public testing::TestWithParam<const Model*> {
   const Model& model = *GetParam();
 };
 
-TEST_P(RangeProtocol, ReadsBackEveryCommandThatItCanBuild) {
+TEST_P(RangeProtocol, EveryRangeCommand_IsReadBackAsItWasSent) {
   for (std::uint32_t function = 1; function <= model.functions.size(); ++function) {
     for (std::uint32_t sensor = 1; sensor <= CountOf(kInputSensor); ++sensor) {
       for (const Side side : {Side::kInput, Side::kOutput}) {
@@ -41,7 +41,7 @@ TEST_P(RangeProtocol, ReadsBackEveryCommandThatItCanBuild) {
   }
 }
 
-TEST_P(RangeProtocol, RepliesThatMeanNothingAreRefused) {
+TEST_P(RangeProtocol, MeaninglessRangeReply_IsNotSupported) {
   for (const char* refused :
        {"", "CFG_IN", "V50,V5", "TC,TYP_K", "TYP_K,CEL", "V50 CFG_IN", "V50,20", "TC,TYP_K,CEL,JR_PROG,20,30",
         "TC,TYP_K,CEL,JR_PROG,nan", "TC,TYP_K,CEL,JR_PROG,1e99", "CFG_OUT V50", "V5\a0", "MA50,V", "V50,V,V"}) {
@@ -49,15 +49,15 @@ TEST_P(RangeProtocol, RepliesThatMeanNothingAreRefused) {
   }
 }
 
-// 20 may have been cut to 2.
-TEST_P(RangeProtocol, AConfigurationThatFillsItsLineIsRefused) {
+// The buffer may have cut 20 to 2.
+TEST_P(RangeProtocol, RangeReplyThatFillsTheBuffer_IsNotSupported) {
   const std::string words = "TC,TYP_K,CEL,JR_PROG,2";
   const std::string blanks(kLongestReply - words.size(), ' ');
   EXPECT_EQ(ulix::CodeOf(ParseRangeReply(model, Side::kInput, blanks + words, {})), model.range_not_supported);
   EXPECT_TRUE(ParseRangeReply(model, Side::kInput, blanks.substr(1) + words, {}));
 }
 
-TEST_P(RangeProtocol, TakesAnyHeaderAndTheUnitOfTheRange) {
+TEST_P(RangeProtocol, AnyHeaderOfARangeReply_IsAccepted) {
   for (const char* reply : {"V50", "cfg_in v50", "CFG_IN V50,V", "Range_In V50", "INPUT V50 , v"}) {
     const auto range = ParseRangeReply(model, Side::kInput, reply, {});
     ASSERT_TRUE(range) << reply;
@@ -65,7 +65,7 @@ TEST_P(RangeProtocol, TakesAnyHeaderAndTheUnitOfTheRange) {
   }
 }
 
-TEST_P(RangeProtocol, ReadsTheNumberOfAMeasure) {
+TEST_P(RangeProtocol, MeasureReply_GivesItsNumber) {
   const std::pair<const char*, float> cases[] = {
       {"12.345 V", 12.345F}, {" -1.5E1\r", -15.0F}, {"3.5mA", 3.5F}, {"0 ready: 12", 0.0F}};
   for (const auto& [reply, value] : cases) {
@@ -80,7 +80,8 @@ TEST_P(RangeProtocol, ReadsTheNumberOfAMeasure) {
                                  std::string("12.345x"), blanks + "1.23456", std::string(kLongestReply, ' ')}) {
     EXPECT_EQ(ulix::CodeOf(ParseMeasure(bad)), serialCommErrUnableToReadComm) << bad;
   }
-  EXPECT_EQ(ParseMeasure(blanks + "1.2345").value_or(Measured{-1}), Measured{1.2345F}) << "a line that ended";
+  EXPECT_EQ(ParseMeasure(blanks + "1.2345").value_or(Measured{-1}), Measured{1.2345F})
+      << "the terminator was read, so the line is whole";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, RangeProtocol, kModels, NameOf);
@@ -91,7 +92,7 @@ class RangeCalibrator : public LineBench, public testing::WithParamInterface<con
   const Model& model = *GetParam();
 };
 
-TEST_P(RangeCalibrator, ReadsItsConfigurationWholeOrNotAtAll) {
+TEST_P(RangeCalibrator, ReadCfg_TakesTheWholeConfigurationOrNone) {
   for (const auto& [key, value] : {std::pair{"input-function", "RT"},
                                    {"input-connection", "WIRE3"},
                                    {"input-sensor", "TYP_PT100"},
@@ -111,16 +112,16 @@ TEST_P(RangeCalibrator, ReadsItsConfigurationWholeOrNotAtAll) {
   TakeSent();
   Set("output-function", "0");
   EXPECT_EQ(device->SendCfg(), model.range_not_supported);
-  EXPECT_EQ(TakeSent(), "REM\nRANGE_IN RT,WIRE3,TYP_PT100,FAR\n") << "stops behind the input";
+  EXPECT_EQ(TakeSent(), "REM\nRANGE_IN RT,WIRE3,TYP_PT100,FAR\n") << "stops after the input";
 }
 
-TEST_P(RangeCalibrator, EachSideHasTheUnitThatItWasReadWith) {
+TEST_P(RangeCalibrator, EachSide_HasTheUnitOfItsOwnRange) {
   OpenBench(bench).port->Write("RANGE_IN TC,TYP_K,CEL,JR_ON\nRANGE_OUT TC,TYP_J,FAR,JR_ON\n");
   device->Connect();
   ASSERT_EQ(device->ReadCfg(), S_OK);
   EXPECT_EQ(driver->ChannelUnit(0) + driver->ChannelUnit(1), "\260C\260F");
   Set("temperature-unit", "K");
-  EXPECT_EQ(driver->ChannelUnit(1), "\260K") << "as it will be sent";
+  EXPECT_EQ(driver->ChannelUnit(1), "\260K") << "the unit that SendCfg will send";
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, RangeCalibrator, kModels, NameOf);

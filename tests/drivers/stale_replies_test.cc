@@ -1,5 +1,4 @@
-// Replies that come late, at any time, alone or several at once: no driver ever takes one for the answer to a later
-// query.
+// Replies come late by any time, alone or several at once. No driver ever takes one for the reply to a later query.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,15 +9,15 @@
 namespace ulix {
 namespace {
 
-// How the replies of a stretch of queries come.
+// How late the replies to a series of queries come.
 enum class LatenessPattern { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed };
 
 class StaleReplies : public ReaderBench {
  protected:
-  void AreNeverTakenForTheReplyThatWasAskedFor();
-  void AtEveryLatenessOfOneReplyInTwenty();
-  void CostNoByteInOrdinaryExchanges();
-  void FirstReadingAfterALongSilenceIsRight();
+  void CheckLatenessPatterns();
+  void CheckEveryLateness();
+  void CheckOrdinaryExchangesSendNothingMore();
+  void CheckFirstReadingAfterALongSilence();
 
   FaultSet FaultsIn(LatenessPattern pattern) {
     const int patience = model.patience_ms;
@@ -43,7 +42,7 @@ class StaleReplies : public ReaderBench {
   }
 };
 
-void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
+void StaleReplies::CheckLatenessPatterns() {
   for (int pattern = 0; pattern <= static_cast<int>(LatenessPattern::kMixed); ++pattern) {
     SCOPED_TRACE(testing::Message() << "pattern " << pattern);
     for (int i = 0; i < 500; ++i) {
@@ -54,18 +53,18 @@ void StaleReplies::AreNeverTakenForTheReplyThatWasAskedFor() {
     }
     bench->SetFaults({});
     clock.SleepFor(Milliseconds(10'000 * model.patience_ms));
-    EXPECT_EQ(AskOnce(), S_OK) << "all is well again, and all that was late has come";
+    EXPECT_EQ(AskOnce(), S_OK) << "all late replies have come by now";
     EXPECT_EQ(wrong, 0);
   }
-  EXPECT_GE(values, 500) << "the fair pattern alone";
-  // A few exchanges to get in sync, then the query; each reply may use up the patience, and its bytes may drip.
+  EXPECT_GE(values, 500) << "the pattern kInTime alone gives as many";
+  // A few exchanges to get in sync, then the query. Each reply may take the whole patience, and its bytes may drip.
   EXPECT_LE(longest.count(), 60 * model.patience_ms);
   RecordProperty("values", values);
   RecordProperty("longest_ms", static_cast<int>(longest.count()));
 }
 
-// One late reply, at every lateness in steps, between queries that follow at once.
-void StaleReplies::AtEveryLatenessOfOneReplyInTwenty() {
+// One late reply in twenty, for each lateness in steps of a tenth of the patience. The next query follows at once.
+void StaleReplies::CheckEveryLateness() {
   SCOPED_TRACE("every lateness");
   for (int tenths = 0; tenths <= 100; ++tenths) {
     SCOPED_TRACE(testing::Message() << "late by " << tenths << " tenths of the patience");
@@ -81,8 +80,8 @@ void StaleReplies::AtEveryLatenessOfOneReplyInTwenty() {
   EXPECT_EQ(wrong, 0);
 }
 
-// Only after an exchange that failed does a byte go out that was not there before.
-void StaleReplies::CostNoByteInOrdinaryExchanges() {
+// An exchange sends more bytes than usual only after an exchange that failed.
+void StaleReplies::CheckOrdinaryExchangesSendNothingMore() {
   SCOPED_TRACE("no byte more");
   const auto read = [&] {
     TakeSent();
@@ -93,7 +92,7 @@ void StaleReplies::CostNoByteInOrdinaryExchanges() {
   EXPECT_EQ(read(), ordinary);
   bench->SetFaults({{FaultKind::kSilent}});
   EXPECT_EQ(driver->ReadChannel(model.channels[0]).code, model.codes.unread);
-  EXPECT_TRUE(ordinary.starts_with(TakeSent())) << "the query that fails";
+  EXPECT_TRUE(ordinary.starts_with(TakeSent())) << "the failing query sends nothing more";
   bench->SetFaults({});
   const std::string next = read();
   EXPECT_GT(next.size(), ordinary.size());
@@ -102,8 +101,8 @@ void StaleReplies::CostNoByteInOrdinaryExchanges() {
   EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
 }
 
-// A line that is mute for hours owes more and more; the first exchange with the instrument back is right.
-void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
+// On a line that is mute for hours more and more replies are outstanding. The first exchange afterwards is right.
+void StaleReplies::CheckFirstReadingAfterALongSilence() {
   SCOPED_TRACE("a long silence");
   longest = {};
   bench->SetFaults({{FaultKind::kSilent}});
@@ -112,11 +111,11 @@ void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
     std::string text;
     if (i % 3 == 0) device->Identify(&text);
   }
-  EXPECT_LE(longest.count(), model.patience_ms + kWireMs) << "a wait, as ever";
+  EXPECT_LE(longest.count(), model.patience_ms + kWireMs) << "each exchange waits as long as the first";
   bench->SetFaults({});
   for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), S_OK);
 
-  // Queries of both kinds by turns are never forgotten, and keep nobody from connecting again.
+  // Many outstanding replies to queries of both kinds do not prevent a new connection.
   bench->SetFaults({{FaultKind::kSilent}});
   for (int i = 0; i < 70; ++i) {
     std::string text;
@@ -130,11 +129,11 @@ void StaleReplies::FirstReadingAfterALongSilenceIsRight() {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_P(StaleReplies, AreNobodysAnswer) {
-  CostNoByteInOrdinaryExchanges();
-  AreNeverTakenForTheReplyThatWasAskedFor();
-  AtEveryLatenessOfOneReplyInTwenty();
-  FirstReadingAfterALongSilenceIsRight();
+TEST_P(StaleReplies, LateReply_IsNeverTakenForALaterQuery) {
+  CheckOrdinaryExchangesSendNothingMore();
+  CheckLatenessPatterns();
+  CheckEveryLateness();
+  CheckFirstReadingAfterALongSilence();
 }
 
 struct WriteCase {
@@ -143,13 +142,13 @@ struct WriteCase {
   const char* sync_query;
 };
 
-class SenselessAnswer : public LineBench, public testing::WithParamInterface<WriteCase> {
+class WriteReply : public LineBench, public testing::WithParamInterface<WriteCase> {
  protected:
-  SenselessAnswer() : LineBench(GetParam().model) {}
+  WriteReply() : LineBench(GetParam().model) {}
 };
 
-// What answers a write without being an answer to it may be another's reply; its own may still come.
-TEST_P(SenselessAnswer, ToAWriteLeavesTheLineInDoubt) {
+// A senseless reply to a write may belong to another query. The write's own reply may still come.
+TEST_P(WriteReply, SenselessReply_NextReadResynchronises) {
   ASSERT_EQ(device->Connect(), S_OK);
   const auto next_resynchronises = [&](const Fault& fault) {
     bench->SetFaults({fault});
@@ -160,10 +159,10 @@ TEST_P(SenselessAnswer, ToAWriteLeavesTheLineInDoubt) {
     return TakeSent().find(GetParam().sync_query) != std::string::npos;
   };
   EXPECT_TRUE(next_resynchronises({FaultKind::kGarbage}));
-  EXPECT_FALSE(next_resynchronises({FaultKind::kRefuse})) << "an answer";
+  EXPECT_FALSE(next_resynchronises({FaultKind::kRefuse})) << "a refusal is the write's own reply";
 }
 
-INSTANTIATE_TEST_SUITE_P(Models, SenselessAnswer,
+INSTANTIATE_TEST_SUITE_P(Models, WriteReply,
                          testing::Values(WriteCase{"jofrartcptc", 2, "CalibratorDevice?"},
                                          WriteCase{"kambic", 1, "IDENT"}, WriteCase{"adt761", 5, ":R:OTYPE"}),
                          [](const auto& tested) { return std::string(tested.param.model); });
@@ -173,9 +172,9 @@ class CutReply : public LineBench {
   CutReply() : LineBench("kelvo10") {}
 };
 
-// A line that is longer than what is read of it is read to its end before the next query: no byte goes out for it, and
-// its rest is no reply.
-TEST_F(CutReply, ItsRestIsNobodysReply) {
+// A line longer than the buffer is read to its end before the next query. Nothing is sent for that, and the rest is not
+// taken for a reply.
+TEST_F(CutReply, RestOfTheLine_IsReadBeforeTheNextQuery) {
   SetBench("identity", "KELVO10" + std::string(150, '7'));
   ASSERT_EQ(device->Connect(), S_OK);
   SetBench("measure-text", "1.5");
@@ -192,8 +191,8 @@ TEST_F(CutReply, ItsRestIsNobodysReply) {
   }
 }
 
-// Nor do zeros without end, such as a line that floats may give, keep an exchange.
-TEST_F(CutReply, ZerosAreCountedToo) {
+// A line that is not driven may give zeros without end.
+TEST_F(CutReply, EndlessZeros_FailInTime) {
   SetBench("measure-text", std::string(5000, '\0'));
   ASSERT_EQ(device->Connect(), S_OK);
   bench->SetFaults({{FaultKind::kDrip, 100}});
@@ -202,8 +201,8 @@ TEST_F(CutReply, ZerosAreCountedToo) {
   EXPECT_LE(clock.Now() - before, Milliseconds(10'000));
 }
 
-// A slow noisy line would keep the line, and with it every other instrument's, for its thousands of bytes.
-TEST_F(CutReply, SlowNoisyLine_IsGivenUp) {
+// Reading all of a slow noisy line would block the line, and with it all other instruments, for thousands of bytes.
+TEST_F(CutReply, SlowNoisyLine_FailsInTime) {
   ASSERT_EQ(device->Connect(), S_OK);
   bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, 600}});
   for (int i = 0; i < 3; ++i) {
@@ -215,13 +214,13 @@ TEST_F(CutReply, SlowNoisyLine_IsGivenUp) {
 
 INSTANTIATE_TEST_SUITE_P(Drivers, StaleReplies, testing::ValuesIn(Readers()), NameOf);
 
-TEST(OutstandingRepliesTest, SettlesWhatWasAskedBeforeTheFirstThatAReplyCanBelongTo) {
+TEST(OutstandingRepliesTest, ReplyReceived_RemovesTheQueriesBeforeTheFirstItCanAnswer) {
   using enum ReplyKind;
   OutstandingReplies outstanding;
   outstanding.OnReceived(kSync);
   EXPECT_TRUE(outstanding.empty());
   for (const ReplyKind kind : {kSync, kAmbiguous, kSync, kSync}) outstanding.OnSent(kind);
-  outstanding.OnReceived(kSync);  // the first one's, for all that is known
+  outstanding.OnReceived(kSync);  // It can only be assigned to the first query.
   EXPECT_TRUE(outstanding.Expects(kAmbiguous));
   EXPECT_EQ(outstanding.front(), kAmbiguous);
   outstanding.OnReceived(kAmbiguous);

@@ -1,6 +1,5 @@
-// A device that goes from its port and comes back: every exchange says so at once, and the first one after its return
-// opens the port, repeats the handshake and gives its value. And a host that leaves while an instrument is
-// waited for.
+// A device is unplugged and plugged in again. Every exchange without the device fails at once. The first one after its
+// return opens the port, repeats the handshake and gives its value. Last, a host disconnects during a wait.
 #include <gtest/gtest.h>
 
 #include <future>
@@ -17,13 +16,13 @@ class Unplug : public ReaderBench {
   void Drop() { bench->SetFaults({{FaultKind::kDrop, 0}}); }
   void BringBack() { bench->SetFaults({}); }
 
-  void IsToldAtOnceAndTheReturnConnectsAgain();
-  void ComesBetweenAQueryAndItsReply();
-  void AReturnThatFailsIsTriedAgain();
-  void LeavesNothingToWaitForAtDisconnecting();
+  void CheckLossIsReportedAtOnceAndReconnected();
+  void CheckLossBetweenQueryAndReply();
+  void CheckFailedReconnectionIsRetried();
+  void CheckDisconnectDoesNotWait();
 };
 
-void Unplug::IsToldAtOnceAndTheReturnConnectsAgain() {
+void Unplug::CheckLossIsReportedAtOnceAndReconnected() {
   SCOPED_TRACE("told at once");
   device->Disconnect();
   TakeSent();
@@ -36,8 +35,8 @@ void Unplug::IsToldAtOnceAndTheReturnConnectsAgain() {
     Drop();
     EXPECT_EQ(AskOnce(), model.codes.unwritten);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(AskOnce(), model.codes.gone);
-    EXPECT_TRUE(IsConnected()) << "as the host left it";
-    EXPECT_EQ(clock.Now(), before) << "nobody waits for a device that is not there";
+    EXPECT_TRUE(IsConnected()) << "only the host disconnects";
+    EXPECT_EQ(clock.Now(), before) << "a device that is gone is not waited for";
     BringBack();
     TakeSent();
     EXPECT_EQ(AskOnce(), S_OK);
@@ -45,20 +44,20 @@ void Unplug::IsToldAtOnceAndTheReturnConnectsAgain() {
   }
 }
 
-// In the middle of an exchange, with a reply on its way.
-void Unplug::ComesBetweenAQueryAndItsReply() {
+// The device is lost in the middle of an exchange, while its reply is on the line.
+void Unplug::CheckLossBetweenQueryAndReply() {
   SCOPED_TRACE("between query and reply");
   for (int cycle = 0; cycle < 20; ++cycle) {
     bench->SetFaults({{FaultKind::kDrop, 1}, {FaultKind::kDrip, 1}});
-    AskOnce();  // the device answers one query more and is gone
+    AskOnce();  // The device answers one more query, then it is lost.
     EXPECT_TRUE(Failed(AskOnce()));
     BringBack();
     EXPECT_EQ(AskOnce(), S_OK);
   }
 }
 
-// A device that comes back mute, or another one: each exchange tries the connection once and says how it failed.
-void Unplug::AReturnThatFailsIsTriedAgain() {
+// The device comes back mute. Each exchange tries to reconnect once and gives the code of the failure.
+void Unplug::CheckFailedReconnectionIsRetried() {
   SCOPED_TRACE("a return that fails");
   Drop();
   AskOnce();
@@ -71,7 +70,7 @@ void Unplug::AReturnThatFailsIsTriedAgain() {
   EXPECT_EQ(AskOnce(), S_OK);
 }
 
-void Unplug::LeavesNothingToWaitForAtDisconnecting() {
+void Unplug::CheckDisconnectDoesNotWait() {
   SCOPED_TRACE("disconnecting");
   for (const bool noticed : {true, false}) {
     ASSERT_EQ(device->Connect(), S_OK);
@@ -83,24 +82,24 @@ void Unplug::LeavesNothingToWaitForAtDisconnecting() {
     EXPECT_FALSE(IsConnected());
     EXPECT_EQ(AskOnce(), model.codes.closed);
     BringBack();
-    EXPECT_EQ(AskOnce(), model.codes.closed) << "nobody opens a port that the host closed";
+    EXPECT_EQ(AskOnce(), model.codes.closed) << "a port that the host closed stays closed";
     EXPECT_EQ(clock.Now(), before);
     EXPECT_EQ(TakeSent(), "");
   }
 }
 
-TEST_P(Unplug, IsToldAndPasses) {
-  IsToldAtOnceAndTheReturnConnectsAgain();
+TEST_P(Unplug, DeviceLost_IsReportedAtOnceAndReconnectedByALaterExchange) {
+  CheckLossIsReportedAtOnceAndReconnected();
   EXPECT_EQ(UnknownRequests(), std::vector<std::string>());
-  ComesBetweenAQueryAndItsReply();
-  AReturnThatFailsIsTriedAgain();
-  LeavesNothingToWaitForAtDisconnecting();
+  CheckLossBetweenQueryAndReply();
+  CheckFailedReconnectionIsRetried();
+  CheckDisconnectDoesNotWait();
   EXPECT_EQ(wrong, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, Unplug, testing::ValuesIn(Readers()), NameOf);
 
-// Beside a group's threads, on a clock that is turned by hand.
+// The device is lost while a group's threads run. The test advances the clock.
 class UnplugBesideGroups : public DeviceBench {
  protected:
   UnplugBesideGroups() : DeviceBench(kDevices[0], ManualClock::Mode::kStepped) {
@@ -120,7 +119,7 @@ class UnplugBesideGroups : public DeviceBench {
     EXPECT_EQ(ThreadsAlive(), 0);
   }
 
-  // Each of a group's two threads sees every moment.
+  // Advances the clock in steps. Both threads of the group run at each step.
   void Pass(int ms) {
     for (; ms > 0; ms -= kStepMs) {
       ASSERT_TRUE(clock.AwaitWaiters(2));
@@ -128,7 +127,7 @@ class UnplugBesideGroups : public DeviceBench {
     }
     ASSERT_TRUE(clock.AwaitWaiters(2));
   }
-  // Of a running group; the call does not wait.
+  // Forces a scan of the running group without waiting for it.
   void ReadAtOnce() { ASSERT_EQ(device->ImmediateReadGroups(std::vector{group}), S_OK); }
   ChannelArrays LastReport() { return sink->seen.Get().data.back(); }
 
@@ -139,8 +138,8 @@ class UnplugBesideGroups : public DeviceBench {
   std::uint32_t group = 0;
 };
 
-// Events come with ticks alone; a host that needs it earlier asks.
-TEST_F(UnplugBesideGroups, DeviceGone_IsSeenAtOnceByWhoAsksAndReportedAtTheNextTick) {
+// Events are fired at ticks only. A host that needs to know earlier calls CheckPresence.
+TEST_F(UnplugBesideGroups, DeviceLost_CheckPresenceSeesItAtOnceAndTheNextTickReportsIt) {
   ASSERT_EQ(device->RunGroup(group), S_OK);
   ReadAtOnce();
   ASSERT_TRUE(sink->AwaitReports(1));
@@ -154,7 +153,7 @@ TEST_F(UnplugBesideGroups, DeviceGone_IsSeenAtOnceByWhoAsksAndReportedAtTheNextT
     Pass(300);
     EXPECT_EQ(device->CheckPresence(), serialCommErrCommClosed);
     EXPECT_EQ(sink->reports(), before);
-    EXPECT_EQ(TakeSent(), "") << "nothing is sent to find that out";
+    EXPECT_EQ(TakeSent(), "") << "CheckPresence sends nothing";
     ReadAtOnce();
     ASSERT_TRUE(sink->AwaitReports(before + 1));
     EXPECT_TRUE(Failed(LastReport().errors[0]));
@@ -167,8 +166,8 @@ TEST_F(UnplugBesideGroups, DeviceGone_IsSeenAtOnceByWhoAsksAndReportedAtTheNextT
   }
 }
 
-// A mute instrument is waited for by a group or by a host, and the host leaves: no time passes.
-TEST_F(UnplugBesideGroups, AHostThatLeavesWaitsForNobody) {
+// A group or a host waits for a mute instrument when the host disconnects. No time passes on the clock.
+TEST_F(UnplugBesideGroups, DisconnectDuringAWait_ReturnsAtOnce) {
   bench->SetFaults({{FaultKind::kSilent}});
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(device->RunGroup(group), S_OK);
@@ -178,7 +177,7 @@ TEST_F(UnplugBesideGroups, AHostThatLeavesWaitsForNobody) {
     MonotonicTime before = clock.Now();
     EXPECT_EQ(device->Disconnect(), S_OK);
     EXPECT_EQ(clock.Now(), before);
-    EXPECT_EQ(ThreadsAlive(), 0) << "none is left behind";
+    EXPECT_EQ(ThreadsAlive(), 0);
     EXPECT_EQ(sink->reports(), 0U);
 
     bench->SetFaults({});
@@ -193,7 +192,7 @@ TEST_F(UnplugBesideGroups, AHostThatLeavesWaitsForNobody) {
     EXPECT_EQ(clock.Now(), before);
     bench->SetFaults({});
     ASSERT_EQ(device->Connect(), S_OK);
-    EXPECT_EQ(driver->ReadChannel(0).value, kValue) << "waits are waits again";
+    EXPECT_EQ(driver->ReadChannel(0).value, kValue) << "the driver waits for replies again";
     bench->SetFaults({{FaultKind::kSilent}});
   }
 }
@@ -203,7 +202,7 @@ class UnplugOutput : public LineBench {
   UnplugOutput() : LineBench("isotech") {}
 };
 
-TEST_F(UnplugOutput, ComesBackForTheNextSetPoint) {
+TEST_F(UnplugOutput, DeviceBack_TakesTheNextSetPoint) {
   ASSERT_EQ(device->Connect(), S_OK);
   bench->SetFaults({{FaultKind::kDrop, 0}});
   EXPECT_EQ(driver->WriteChannel(0, 20.0F), serialCommErrUnableToWriteComm);
@@ -212,8 +211,8 @@ TEST_F(UnplugOutput, ComesBackForTheNextSetPoint) {
   EXPECT_EQ(driver->WriteChannel(0, 20.0F), S_OK);
 }
 
-// Its answers do not say what they answer and it has no query to ask instead: the line is drained until it is quiet.
-TEST_F(UnplugOutput, AnAnswerThatIsLateConfirmsNothingElse) {
+// The replies cannot be recognised and there is no sync query. The driver drains the line until it is quiet.
+TEST_F(UnplugOutput, LateReply_ConfirmsNoOtherSetPoint) {
   ASSERT_EQ(device->Connect(), S_OK);
   for (int late_ms = 140; late_ms < 1100; late_ms += 90) {
     bench->SetFaults({{FaultKind::kDelay, late_ms}});
