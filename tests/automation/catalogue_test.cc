@@ -1,4 +1,4 @@
-// Every control of the type library, found by reading it, does what all controls do.
+// What all controls do, tested on every control that the type library lists.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -22,7 +22,7 @@ std::vector<ClassOfLibrary> ControlsOfLibrary() {
   return controls;
 }
 
-// The model word in a class's name.
+// The model's name in a class's name.
 std::wstring ModelOf(const ClassOfLibrary& control) {
   constexpr std::size_t kPrefix = 9, kSuffix = 3;  // "UlixInstr", "Ctl"
   return control.name.substr(kPrefix, control.name.size() - kPrefix - kSuffix);
@@ -34,7 +34,7 @@ ComPtr<IUlixInstr> Make(const ClassOfLibrary& control) {
   return made;
 }
 
-// "Kelvo10=33,Hart=34" in the environment: the ports behind which instruments answer.
+// The ports of the instruments, from the environment: "Kelvo10=33,Hart=34".
 std::map<std::string, long> PortsOfInstruments() {
   std::map<std::string, long> ports;
   const char* text = std::getenv("ULIX_TEST_PORTS");
@@ -47,7 +47,7 @@ std::map<std::string, long> PortsOfInstruments() {
   return ports;
 }
 
-TEST(EveryControl, IsMadeByItsClassAndSaysWhatItIs) {
+TEST(EveryControl, ProgId_CreatesItAndItNamesItsType) {
   const auto controls = ControlsOfLibrary();
   ASSERT_FALSE(controls.empty());
   for (const ClassOfLibrary& control : controls) {
@@ -70,13 +70,13 @@ TEST(EveryControl, IsMadeByItsClassAndSaysWhatItIs) {
   }
 }
 
-TEST(EveryControl, HasItsSpecAndDebugInterfacesAndItsTestConfigurationSurvivesAStream) {
+TEST(EveryControl, SpecAndDebugInterfaces_ExistAndATestConfigurationSurvivesAStream) {
   for (const ClassOfLibrary& control : ControlsOfLibrary()) {
     SCOPED_TRACE(Narrow(control.name));
     const auto instrument = Make(control);
     ASSERT_TRUE(instrument);
     int found = 0;
-    ComPtr<IDispatch> debug;  // of the Debug interface itself, which a query for IDispatch would not give
+    ComPtr<IDispatch> debug;  // The Debug interface. A query for IDispatch would give the main interface.
     ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
       const std::wstring name = NameOf(info), own = L"IUlixInstr" + ModelOf(control);
       if (name != own + L"Spec" && name != own + L"Debug") return;
@@ -110,8 +110,8 @@ TEST(EveryControl, HasItsSpecAndDebugInterfacesAndItsTestConfigurationSurvivesAS
   }
 }
 
-// Each published code has a text, short and long, in at least one control, and no control has an empty one.
-TEST(EveryControl, ExplainsItsCodes) {
+// Every control has texts, short and long, for its own published codes, and none of them is empty.
+TEST(EveryControl, PublishedErrorCodes_HaveTexts) {
   std::map<long, std::string> codes;
   ForEachType(TKIND_ENUM, [&](ITypeInfo* info, const TYPEATTR& attributes) {
     if (NameOf(info) != L"eErrors") return;
@@ -143,7 +143,7 @@ TEST(EveryControl, ExplainsItsCodes) {
   }
 }
 
-// One that has something to read is scanned; the others are written.
+// Scans a control that has inputs. Writes the output of a control that has none.
 void Drive(IUlixInstr* instrument, IUlixSetup* setup) {
   int direction = 0;
   ASSERT_EQ(instrument->GetChanDir(0, &direction), S_OK);
@@ -166,7 +166,7 @@ void Drive(IUlixInstr* instrument, IUlixSetup* setup) {
   }
 }
 
-TEST(EveryControl, DrivesItsInstrument) {
+TEST(EveryControl, Instrument_IsScannedOrWritten) {
   const auto ports = PortsOfInstruments();
   ASSERT_FALSE(ports.empty());
   for (const ClassOfLibrary& control : ControlsOfLibrary()) {
@@ -177,7 +177,7 @@ TEST(EveryControl, DrivesItsInstrument) {
     const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
     ASSERT_TRUE(instrument && setup);
     ASSERT_EQ(setup->Attach(instrument.Get()), S_OK);
-    // A model without a serial link finds its instrument itself.
+    // A model without a serial link needs no port.
     const HRESULT placed = port->second > 0 ? setup->put_Serial(Text(L"port"), port->second) : S_OK;
     ASSERT_EQ(placed, S_OK);
     ASSERT_EQ(instrument->Connect(), S_OK) << Narrow(TakeFailure().description);

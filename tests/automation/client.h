@@ -1,4 +1,4 @@
-// What a program that knows only the type library needs: created objects, variants, a sink, late-bound calls.
+// Helpers for a program that knows only the type library: creation of objects, variants, a sink, late-bound calls.
 #pragma once
 
 #include <oaidl.h>
@@ -88,7 +88,7 @@ class Text {
   BSTR text_;
 };
 
-// A string from the interface, which is let go of.
+// Takes a string that the interface returned, and frees it.
 inline std::wstring Taken(BSTR text) {
   const std::wstring taken = text ? std::wstring(text, SysStringLen(text)) : std::wstring();
   SysFreeString(text);
@@ -101,7 +101,7 @@ struct Failure {
   GUID interface_id{};
 };
 
-// The thread's error information, which is cleared.
+// Takes the thread's error information, and clears it.
 inline Failure TakeFailure() {
   Failure failure;
   ComPtr<IErrorInfo> info;
@@ -113,7 +113,7 @@ inline Failure TakeFailure() {
   return failure;
 }
 
-// A call by name; arguments in their own order.
+// Calls a member by name. The arguments are in the order of the declaration.
 inline HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD kind, std::vector<VARIANT> arguments,
                           VARIANT* result) {
   DISPID id = 0;
@@ -130,7 +130,7 @@ inline HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD kind, std
   return called == DISP_E_EXCEPTION ? exception.scode : called;
 }
 
-// A sink called through its interface table, on whatever thread scans.
+// A sink that is called through its interface table, on the group's scan thread.
 class Sink final : public IUlixInstrEvents {
  public:
   struct Data {
@@ -192,10 +192,10 @@ class Sink final : public IUlixInstrEvents {
   }
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
 
-  // What else a step of a long operation and a failed call do; set before the sink is advised.
+  // Called at each step of a long operation and at each error. Set before the sink is advised.
   std::function<void()> on_progress, on_error;
 
-  // While held, the sink does not return to who calls it.
+  // While held, the sink does not return from an event.
   void Hold(bool held) {
     {
       const std::lock_guard lock(mutex_);

@@ -1,7 +1,7 @@
-// The registered control, created by ProgID by a program that knows only the type library.
+// The registered control, created by its ProgID, as seen by a program that knows only the type library.
 #include <gtest/gtest.h>
 #include <windows.h>
-// After the one above, which it needs.
+// shlwapi.h needs windows.h before it.
 #include <shlwapi.h>
 
 #include <cmath>
@@ -36,16 +36,16 @@ std::wstring InUserLanguage(const wchar_t* english, const wchar_t* french) {
   return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH ? french : english;
 }
 
-// Opening a port discards what was written to it and not sent, and on a pseudo terminal that is what the instrument has
-// not taken yet: the end of the "LOC" with which the port was left a moment ago. The "*IDN?" is then part of a line
-// that the instrument does not know.
+// Connects, with up to five tries. Opening a port discards bytes that were written and not sent. On a pseudo terminal
+// these are the bytes that the instrument has not read yet: the end of the "LOC" of the connection before. The "*IDN?"
+// is then the end of a line that the instrument does not know.
 HRESULT ConnectAfterAnother(IUlixInstr* control) {
   HRESULT result = E_FAIL;
   for (int tries = 0; result != S_OK && tries < 5; ++tries) result = control->Connect();
   return result;
 }
 
-// A control whose port is the instrument's.
+// A control that is set to the instrument's port.
 class Connected : public testing::Test {
  protected:
   void SetUp() override {
@@ -62,7 +62,7 @@ class Connected : public testing::Test {
   ComPtr<IUlixSetup> setup;
 };
 
-TEST(Control, AnswersByName) {
+TEST(Control, LateBoundCalls_GiveTheirResults) {
   const auto control = NewControl();
   ASSERT_TRUE(control);
   Variant version, type, id, groups, resolution;
@@ -80,7 +80,7 @@ TEST(Control, AnswersByName) {
   EXPECT_EQ(resolution.iVal, 3);
 }
 
-TEST(Control, ShowsTheInterfacesOfAControlAndNoOthers) {
+TEST(Control, QueryInterface_GivesThePublishedInterfacesOnly) {
   const auto control = NewControl();
   const IID* const shown[] = {&IID_ISupportErrorInfo,
                               &IID_IConnectionPointContainer,
@@ -113,7 +113,7 @@ TEST(Control, ShowsTheInterfacesOfAControlAndNoOthers) {
   EXPECT_TRUE(IsEqualGUID(source, __uuidof(IUlixInstrEvents)));
 }
 
-TEST(Control, DescribesEveryFailure) {
+TEST(Control, Failure_HasErrorInfoInTheUsersLanguage) {
   const auto control = NewControl();
   BSTR text = SysAllocString(L"before");
   EXPECT_EQ(control->Identify(&text), E_UNEXPECTED);
@@ -139,7 +139,7 @@ TEST(Control, DescribesEveryFailure) {
   EXPECT_EQ(Taken(text), L"");
 }
 
-TEST_F(Connected, TakesOnlyTheExactArrays) {
+TEST_F(Connected, IdsThatAreNotAnArrayOfLong_AreInvalid) {
   ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
   Variant values, errors, times;
   const Variant ids = IdArray({0, 1});
@@ -166,7 +166,7 @@ TEST_F(Connected, TakesOnlyTheExactArrays) {
   EXPECT_TRUE(Elements<VARIANT>(wrong_values).empty());
 }
 
-TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
+TEST_F(Connected, RunningGroup_ReportsItsScansToASink) {
   ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
   BSTR text = nullptr;
   ASSERT_EQ(control->Identify(&text), S_OK);
@@ -202,12 +202,15 @@ TEST_F(Connected, ReportsScansToASinkAndDrivesTheOutput) {
   DATE local = 0;
   SystemTimeToVariantTime(&now, &local);
   EXPECT_NEAR(data.times[0], local, 1.0 / 1440) << "local time";
+}
 
+TEST_F(Connected, SetChanVal_WritesOutputsOnly) {
+  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
   EXPECT_EQ(control->SetChanVal(1, Variant(100.1)), S_OK);
   EXPECT_EQ(control->SetChanVal(0, Variant(1.0)), E_INVALIDARG);
 }
 
-// A number of every kind that automation has, then each by reference. What they refer to lives as long as the list.
+// A number of each variant type, then a reference to each. The numbers live as long as the list.
 class Numbers {
  public:
   Numbers() {
@@ -230,7 +233,7 @@ class Numbers {
       AddReference(static_cast<VARTYPE>(VT_BYREF | numbers_[k].vt), PlaceOf(numbers_[k]));
       AddReference(VT_BYREF | VT_VARIANT, &numbers_[k]);
     }
-    AddReference(VT_BYREF | VT_VARIANT, &numbers_[plain]);  // a reference to a variant that refers to a number
+    AddReference(VT_BYREF | VT_VARIANT, &numbers_[plain]);  // A reference to a variant that refers to a number.
   }
   const std::deque<VARIANT>& all() const { return numbers_; }
 
@@ -239,7 +242,7 @@ class Numbers {
   void Add(VARTYPE type, Fill&& fill) {
     VARIANT number{};
     fill(number);
-    number.vt = type;  // after the decimal, which lies over it
+    number.vt = type;  // Set last, because a decimal overwrites it.
     numbers_.push_back(number);
   }
   void AddReference(VARTYPE type, void* place) {
@@ -255,7 +258,7 @@ class Numbers {
   std::deque<VARIANT> numbers_;
 };
 
-TEST_F(Connected, AnyKindOfNumberDrivesTheOutput) {
+TEST_F(Connected, NumberOfAnyVariantType_IsWritten) {
   ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
   const Numbers numbers;
   for (const VARIANT& number : numbers.all()) {
@@ -268,9 +271,9 @@ TEST_F(Connected, AnyKindOfNumberDrivesTheOutput) {
   }
 }
 
-TEST(Control, RefusesToDriveTheOutputWithWhatIsNoNumber) {
+TEST(Control, VariantThatIsNoFiniteNumber_IsInvalid) {
   const auto control = NewControl();
-  EXPECT_EQ(control->SetChanVal(1, Variant(1.0)), E_UNEXPECTED) << "a number, and no instrument";
+  EXPECT_EQ(control->SetChanVal(1, Variant(1.0)), E_UNEXPECTED) << "a good number, but not connected";
   const double not_finite[] = {std::numeric_limits<double>::infinity(), std::nan(""), 1e300};
   std::vector<Variant> refused;
   refused.emplace_back();
@@ -290,11 +293,11 @@ TEST(Control, RefusesToDriveTheOutputWithWhatIsNoNumber) {
     values.parray = SafeArrayCreateVector(VT_VARIANT, 0, 1);
     LONG first = 0;
     ASSERT_EQ(SafeArrayPutElement(values.parray, &first, &value), S_OK);
-    EXPECT_EQ(control->SetChansVals(IdArray({1}), values), E_INVALIDARG) << "elements are checked as arguments are";
+    EXPECT_EQ(control->SetChansVals(IdArray({1}), values), E_INVALIDARG) << "elements are checked like arguments";
   }
 }
 
-TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
+TEST_F(Connected, Configuration_SurvivesStreamAndStorage) {
   EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK);
   EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
   EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
@@ -342,7 +345,7 @@ TEST_F(Connected, KeepsItsConfigurationInStreamAndStorage) {
   EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
 }
 
-// A host's stream that takes so many bytes and no more.
+// A host's stream with room for a number of bytes. A write beyond it fails.
 class FullStream final : public IStream {
  public:
   explicit FullStream(ULONG room) : room_(room) {}
@@ -373,7 +376,7 @@ class FullStream final : public IStream {
   ULONG room_;
 };
 
-TEST(Persistence, ASaveThatFailsAnywhereLeavesTheControlDirty) {
+TEST(Persistence, SaveThatFails_LeavesTheControlDirty) {
   const auto control = NewControl();
   ComPtr<IPersistStreamInit> persist;
   ASSERT_EQ(control.As(&persist), S_OK);
@@ -391,9 +394,9 @@ TEST(Persistence, ASaveThatFailsAnywhereLeavesTheControlDirty) {
   EXPECT_EQ(persist->IsDirty(), S_FALSE);
 }
 
-// What another program wrote by the published layout loads, and what is saved here has that layout: the caller
-// compares.
-TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
+// Another program wrote the file `given` in the published layout. It is loaded here and saved to the file `kept`.
+// run.py compares both files.
+TEST(Persistence, StreamOfAnotherProgram_IsLoadedAndSavedInTheSameLayout) {
   const char *given = std::getenv("ULIX_TEST_STREAM"), *kept = std::getenv("ULIX_TEST_KEPT");
   ASSERT_TRUE(given && kept);
   const auto control = NewControl();
@@ -424,7 +427,7 @@ TEST(Persistence, SharesItsLayoutWithOtherPrograms) {
   ASSERT_EQ(SHCreateStreamOnFileA(kept, STGM_WRITE | STGM_CREATE, &written), S_OK);
   ASSERT_EQ(persist->Save(written.Get(), TRUE), S_OK);
   EXPECT_EQ(control->CreateGroup(&next), S_OK);
-  EXPECT_EQ(next, 10) << "after the highest id that was ever given";
+  EXPECT_EQ(next, 10) << "one more than the highest id ever used";
 }
 
 // A property bag in memory.
@@ -445,10 +448,10 @@ class Bag final : public IPropertyBag {
     kept[name] = *value;
     return S_OK;
   }
-  std::map<std::wstring, VARIANT> kept;  // numbers only, which hold nothing
+  std::map<std::wstring, VARIANT> kept;  // Numbers only, which need no clearing.
 };
 
-TEST(Persistence, KeepsTheVersionInABag) {
+TEST(Persistence, PropertyBag_KeepsTheVersion) {
   const auto control = NewControl();
   ComPtr<IPersistPropertyBag> persist;
   ASSERT_EQ(control.As(&persist), S_OK);
@@ -463,7 +466,7 @@ TEST(Persistence, KeepsTheVersionInABag) {
   EXPECT_EQ(persist->Load(&empty, nullptr), S_OK);
 }
 
-// A string of the library's tables in one language.
+// A string of the library's string tables, in one language.
 std::wstring StringOf(HMODULE library, UINT id, WORD language) {
   constexpr UINT kBlock = 16;
   const HRSRC found = FindResourceExW(library, RT_STRING, MAKEINTRESOURCEW(id / kBlock + 1), language);
@@ -474,7 +477,7 @@ std::wstring StringOf(HMODULE library, UINT id, WORD language) {
   return {text + 1, *text};
 }
 
-TEST(Resources, HoldTheTextsTheVersionAndTheToolboxBitmap) {
+TEST(Resources, Library_HasTextsVersionAndToolboxBitmap) {
   const auto control = NewControl();
   ASSERT_TRUE(control);
   const HMODULE library = GetModuleHandleW(L"UlixInstrAx.dll");
@@ -486,7 +489,7 @@ TEST(Resources, HoldTheTextsTheVersionAndTheToolboxBitmap) {
   EXPECT_TRUE(FindResourceW(library, MAKEINTRESOURCEW(1), RT_VERSION));
 }
 
-// Runs `cycle` so often that what each leaves behind would show.
+// Runs `cycle` many times and expects no growth of handles, threads and memory.
 template <typename Cycle>
 void ExpectNothingLeftBy(int cycles, Cycle&& cycle) {
   for (int k = 0; k < 20; ++k) ASSERT_EQ(cycle(), S_OK);
@@ -498,7 +501,7 @@ void ExpectNothingLeftBy(int cycles, Cycle&& cycle) {
   EXPECT_LE(after.megabytes, before.megabytes + 2);
 }
 
-TEST_F(Connected, CyclesLeaveNothingBehind) {
+TEST_F(Connected, RepeatedUse_LeaksNothing) {
   const char* wanted = std::getenv("ULIX_TEST_CYCLES");
   const int cycles = wanted ? std::atoi(wanted) : 500;
   ExpectNothingLeftBy(cycles, [] {
@@ -523,8 +526,8 @@ HRESULT CanUnloadServer() {
   return ask ? ask() : E_FAIL;
 }
 
-// A host that stays in a callback keeps a scan thread there, past the release of the last object.
-TEST_F(Connected, StaysLoadedUntilItsThreadsEnded) {
+// A host that stays inside an event keeps a scan thread there after the last object is released.
+TEST_F(Connected, ThreadStillInAnEvent_KeepsTheServerLoaded) {
   ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
@@ -548,7 +551,7 @@ TEST_F(Connected, StaysLoadedUntilItsThreadsEnded) {
   EXPECT_EQ(can_unload, S_OK);
 }
 
-TEST(Server, AHostLetsGoOfItsControlInsideAnEventOfItsOwnCall) {
+TEST(Server, LastReleaseInsideAnEventOfItsOwnCall_IsSafe) {
   auto control = Create<IUlixInstr>(L"Ulix.UlixInstrHartCtl.1");
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"parity"), 256), E_INVALIDARG);
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
@@ -569,13 +572,13 @@ TEST(Server, AHostLetsGoOfItsControlInsideAnEventOfItsOwnCall) {
   EXPECT_EQ(control.Get(), nullptr);
 }
 
-// The run for a French user interface has one.
-TEST(French, IsTheLanguageOfThisRun) {
+// Without this check, a run in which French is not set up would test the English texts twice.
+TEST(French, UserInterface_IsFrenchWhenTheRunAsksForIt) {
   const bool wanted = std::getenv("ULIX_TEST_FRENCH") != nullptr;
   EXPECT_EQ(PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH, wanted);
 }
 
-TEST(Server, StaysLoadedWhileAnObjectOrALockHoldsIt) {
+TEST(Server, ObjectOrLockHeld_StaysLoaded) {
   auto control = NewControl();
   EXPECT_EQ(CanUnloadServer(), S_FALSE);
   ComPtr<IClassFactory> factory;

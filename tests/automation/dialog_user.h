@@ -1,4 +1,4 @@
-// Somebody who sits at the dialogs of a control: finds the window, presses keys in it, looks at it.
+// A simulated user of a control's dialogs: finds the window, presses keys, reads texts and takes pictures.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace client {
 
 class DialogUser {
  public:
-  // The dialog that this process shows, of that title if one is given; null when none comes in time.
+  // The dialog that this process shows, with this title if one is given. Null when none appears in time.
   HWND Find(const std::wstring& title = L"") {
     wanted_ = title;
     Eventually([this] {
@@ -28,7 +28,7 @@ class DialogUser {
 
   std::wstring Title() const { return TextOf(dialog_); }
 
-  // The entry that stands behind a label, or the box that has it.
+  // The entry after a label, or the check box with that label.
   HWND Entry(const std::wstring& label) const {
     HWND found = nullptr;
     const auto children = Children();
@@ -40,12 +40,12 @@ class DialogUser {
     }
     return found;
   }
-  // The label that ends before an entry; empty where it has none.
+  // The label before an entry; empty when it has none.
   std::wstring LabelOf(HWND entry) const {
     const HWND before = GetWindow(entry, GW_HWNDPREV);
     return before && ClassOf(before) == L"Static" ? TextOf(before) : L"";
   }
-  // What Tab goes to, in its order.
+  // The entries that Tab reaches, in order.
   std::vector<HWND> Stops() const {
     std::vector<HWND> stops = Children();
     std::erase_if(stops, [](HWND child) { return !(GetWindowLongPtrW(child, GWL_STYLE) & WS_TABSTOP); });
@@ -57,7 +57,7 @@ class DialogUser {
     }
     return nullptr;
   }
-  // Whether a text stands anywhere in the dialog.
+  // Whether the dialog shows a text anywhere.
   bool Says(const std::wstring& text) const {
     for (const HWND child : Children()) {
       if (TextOf(child).find(text) != std::wstring::npos) return true;
@@ -73,8 +73,8 @@ class DialogUser {
     GetGUIThreadInfo(GetWindowThreadProcessId(dialog_, nullptr), &info);
     return info.hwndFocus;
   }
-  // A key in the window that has the focus now. Without a window manager the screen may have given it to nobody: then
-  // the dialog is clicked first, as anybody would.
+  // Presses a key in the window that has the focus. Without a window manager no window may have it: then the dialog is
+  // brought to the foreground first.
   void Press(WORD key) const {
     HWND focused = nullptr;
     Eventually([&] {
@@ -90,7 +90,7 @@ class DialogUser {
     constexpr LPARAM kAltDown = LPARAM{1} << 29;
     PostMessageW(Focused(), WM_SYSKEYDOWN, static_cast<WPARAM>(std::towupper(letter)), 1 | kAltDown);
   }
-  // Replaces what stands in an entry, and waits until it stands there.
+  // Replaces the text of an entry, and waits until the entry shows it.
   bool Type(HWND entry, const std::wstring& text) const {
     GoTo(entry);
     SetWindowTextFor(entry, L"");
@@ -122,12 +122,12 @@ class DialogUser {
   }
   bool IsOpen() const { return IsWindow(dialog_) && IsWindowVisible(dialog_); }
 
-  // Keeps what the screen shows of the dialog, when somebody asked for pictures.
+  // Saves a picture of the dialog when ULIX_TEST_PICTURES names a folder.
   void Picture(const std::string& name) const { Look(dialog_, name); }
   static void Look(HWND window, const std::string& name) {
     const char* folder = std::getenv("ULIX_TEST_PICTURES");
     if (!folder) return;
-    Sleep(200);  // what is drawn on idle
+    Sleep(200);  // Some parts are drawn when the program is idle.
     RECT place;
     GetWindowRect(window, &place);
     const int width = place.right - place.left, height = place.bottom - place.top;

@@ -1,4 +1,4 @@
-// The dialogs of a control, used with keys and clicks by somebody at the screen.
+// The dialogs of a control, used with keys and clicks by a second thread that acts as the user.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,20 +12,20 @@
 namespace client {
 namespace {
 
-constexpr int kTaken = 1, kGivenUp = 2;  // results of the dialogs
+constexpr int kTaken = 1, kGivenUp = 2;  // Results of the dialogs.
 
 std::wstring Local(const wchar_t* english, const wchar_t* french) {
   return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH ? french : english;
 }
 
-// A dialog that nobody closes would hold up this program for ever.
+// Ends the program: a dialog that is not closed would block it for ever.
 [[noreturn]] void GiveUp(const char* reason) {
   std::printf("%s\n", reason);
   std::fflush(stdout);
   std::_Exit(1);
 }
 
-// Somebody at the screen, while a call goes on that shows a window.
+// A thread that uses the dialog that a call shows on another thread.
 std::thread Somebody(std::function<void(DialogUser&)> use) {
   return std::thread([use = std::move(use)] {
     DialogUser user;
@@ -34,12 +34,12 @@ std::thread Somebody(std::function<void(DialogUser&)> use) {
     if (!DialogUser::Eventually([&] { return !user.IsOpen(); })) {
       ADD_FAILURE() << "the dialog did not close";
       user.Close();
-      if (!DialogUser::Eventually([&] { return !user.IsOpen(); })) GiveUp("nor would it");
+      if (!DialogUser::Eventually([&] { return !user.IsOpen(); })) GiveUp("the dialog cannot be closed");
     }
   });
 }
 
-// Whatever the person does, the dialog is closed at the end.
+// Opens a dialog and uses it. Whatever `use` does, the dialog is closed at the end.
 template <typename Open, typename Use>
 int Meet(Open&& open, Use&& use) {
   std::thread person = Somebody(use);
@@ -80,7 +80,7 @@ class Dialogs : public testing::Test {
   ComPtr<IUlixSetup> setup;
 };
 
-TEST_F(Dialogs, CommunicationTakesAPortAndRefusesNonsense) {
+TEST_F(Dialogs, Communication_SetsThePortAndRefusesNonsense) {
   const std::wstring port = Local(L"Serial port", L"Port s\u00E9rie");
   EXPECT_EQ(Meet(EditCommParams(),
                  [&](DialogUser& user) {
@@ -113,7 +113,7 @@ TEST_F(Dialogs, CommunicationTakesAPortAndRefusesNonsense) {
   EXPECT_EQ(Serial(L"port"), 77);
 }
 
-TEST_F(Dialogs, ConfigurationIsLaidOutFromTheSettings) {
+TEST_F(Dialogs, Configuration_SetsTheChosenValueAndRefusesNonsense) {
   const std::wstring before = Setting(L"input-function");
   EXPECT_EQ(Meet(EditCfg(),
                  [&](DialogUser& user) {
@@ -136,7 +136,7 @@ TEST_F(Dialogs, ConfigurationIsLaidOutFromTheSettings) {
             kGivenUp);
 }
 
-TEST_F(Dialogs, ALongConfigurationHasAPageForEachChannel) {
+TEST_F(Dialogs, LongConfiguration_HasAPageForEachChannel) {
   Make(L"Ulix.UlixInstrMicrokCtl.1");
   EXPECT_EQ(Meet(EditCfg(),
                  [&](DialogUser& user) {
@@ -145,7 +145,7 @@ TEST_F(Dialogs, ALongConfigurationHasAPageForEachChannel) {
                    user.Press(VK_DOWN);
                    EXPECT_TRUE(user.Eventually([&] { return SendMessageW(pages, LB_GETCURSEL, 0, 0) == 1; }));
                    user.Picture("channels");
-                   // From the list the keyboard goes on to the first entry of the page, and back.
+                   // Tab moves the focus from the list of pages to the first entry of the page.
                    user.Press(VK_TAB);
                    EXPECT_TRUE(user.Eventually([&] { return user.Focused() == user.FirstOf(L"ComboBox"); }));
                    user.Press(VK_UP);
@@ -156,7 +156,7 @@ TEST_F(Dialogs, ALongConfigurationHasAPageForEachChannel) {
   EXPECT_EQ(Setting(L"channel.1.enabled"), L"on");
 }
 
-TEST_F(Dialogs, AGroupHasItsPeriodAndItsChannels) {
+TEST_F(Dialogs, Group_SetsPeriodAndChannels) {
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
   const auto edit = [&](int* result) { return control->EditGroup(group, result); };
@@ -187,7 +187,7 @@ TEST_F(Dialogs, AGroupHasItsPeriodAndItsChannels) {
   EXPECT_EQ(Elements<long>(channels), (std::vector<long>{0}));
 }
 
-TEST_F(Dialogs, AnOutputIsWrittenToTheInstrument) {
+TEST_F(Dialogs, OutputEntered_IsWrittenToTheInstrument) {
   const char* port = std::getenv("ULIX_TEST_PORT");
   ASSERT_TRUE(port);
   ASSERT_EQ(setup->put_Serial(Text(L"port"), std::atol(port)), S_OK);
@@ -214,7 +214,7 @@ TEST_F(Dialogs, AnOutputIsWrittenToTheInstrument) {
   control->Disconnect();
 }
 
-TEST_F(Dialogs, PropertiesShowLinkConfigurationAndWhatTheInstrumentIs) {
+TEST_F(Dialogs, Properties_LastPageShowsTheVersion) {
   const auto show = [&](int*) { return control->ShowProperties(); };
   Meet(show, [&](DialogUser& user) {
     user.GoTo(user.FirstOf(L"ListBox"));
@@ -225,7 +225,7 @@ TEST_F(Dialogs, PropertiesShowLinkConfigurationAndWhatTheInstrumentIs) {
   });
 }
 
-TEST_F(Dialogs, TheKeyboardReachesEverything) {
+TEST_F(Dialogs, Keyboard_ReachesEveryEntry) {
   Meet(EditCommParams(), [&](DialogUser& user) {
     const std::vector<HWND> stops = user.Stops();
     EXPECT_EQ(stops.size(), 8U);
@@ -235,7 +235,7 @@ TEST_F(Dialogs, TheKeyboardReachesEverything) {
     EXPECT_TRUE(user.Eventually(has_focus(stops.front())));
     for (std::size_t k = 0; k < stops.size(); ++k) {
       bool reached = false;
-      // A key is lost on a screen that takes the dialog's focus away at that moment.
+      // A key press is lost when the dialog loses the focus at that moment.
       for (int tries = 0; !reached && tries < 3; ++tries) {
         user.GoTo(stops[k]);
         user.Press(VK_TAB);
@@ -256,7 +256,7 @@ TEST_F(Dialogs, TheKeyboardReachesEverything) {
   });
 }
 
-TEST_F(Dialogs, AUsbDeviceIsNamedAndItsLibraryToldOf) {
+TEST_F(Dialogs, UsbDevice_IsSetAndItsLibraryShown) {
   Make(L"Ulix.UlixInstrAdt760Ctl.1");
   EXPECT_EQ(Meet(EditCommParams(),
                  [&](DialogUser& user) {
@@ -270,9 +270,9 @@ TEST_F(Dialogs, AUsbDeviceIsNamedAndItsLibraryToldOf) {
   EXPECT_EQ(Setting(L"vendor-id"), L"1155");
 }
 
-// The device comes five seconds after the file that asks for it, and goes with it. The fifth of eleven attempts, a
-// second apart, is the first that the person is told of.
-TEST_F(Dialogs, APortThatOpenedLateIsWarnedOf) {
+// The device appears five seconds after the file that requests it, and vanishes with the file. Of eleven attempts, one
+// second apart, the user is warned from the fifth on.
+TEST_F(Dialogs, PortOpenedOnRetry_ShowsAWarning) {
   const char* port = std::getenv("ULIX_TEST_LATE_PORT");
   const char* wanted = std::getenv("ULIX_TEST_LATE_WANTED");
   ASSERT_TRUE(port && wanted);
@@ -304,7 +304,7 @@ TEST_F(Dialogs, APortThatOpenedLateIsWarnedOf) {
   CloseHandle(request);
 }
 
-// A logger on its line, and a folder for its program files.
+// A connected logger, and a path for its program file.
 class LoggerDialogs : public Dialogs {
  protected:
   void SetUp() override {
@@ -322,7 +322,7 @@ class LoggerDialogs : public Dialogs {
     DeleteFileW(path.c_str());
   }
 
-  // Somebody acts while the window is there: the operation waits at its second step until that was done.
+  // The user acts while the progress window is shown: the operation waits at its second step until the user has acted.
   template <typename Operation, typename Use>
   void Interrupt(Operation&& operation, Use&& use) {
     std::atomic<bool> acted = false;
@@ -358,7 +358,7 @@ class LoggerDialogs : public Dialogs {
   std::wstring path;
 };
 
-TEST_F(LoggerDialogs, ALongReadIsStoppedByItsButton) {
+TEST_F(LoggerDialogs, CancelButton_StopsALongRead) {
   long count = -1;
   Interrupt([&] { count = ReadRecords(0); },
             [&](DialogUser& user) {
@@ -371,7 +371,7 @@ TEST_F(LoggerDialogs, ALongReadIsStoppedByItsButton) {
   EXPECT_GT(ReadRecords(40), 0) << "the block is free again";
 }
 
-TEST_F(LoggerDialogs, AProgramFileIsAskedForAndItsTransferStoppedByEscape) {
+TEST_F(LoggerDialogs, ProgramFileNotSet_IsAskedForAndEscapeStopsItsTransfer) {
   std::thread nobody = Somebody([&](DialogUser& user) {
     EXPECT_EQ(user.Title(), Question());
     user.Press(VK_ESCAPE);
@@ -396,7 +396,7 @@ TEST_F(LoggerDialogs, AProgramFileIsAskedForAndItsTransferStoppedByEscape) {
   EXPECT_EQ(control->SendCfg(), S_OK) << "the logger is free again";
 }
 
-TEST_F(LoggerDialogs, AProgramFileIsLookedForFromTheConfiguration) {
+TEST_F(LoggerDialogs, ProgramFile_IsChosenFromTheConfiguration) {
   HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
   ASSERT_NE(file, INVALID_HANDLE_VALUE);
   CloseHandle(file);

@@ -1,4 +1,4 @@
-// A control on a form: in a container that nobody here wrote, and by hand through its interfaces.
+// A control on a form: in an independent container, then through the hosting interfaces directly.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -35,7 +35,7 @@ void HandleMessages() {
   }
 }
 
-// A form of the system's own active template library.
+// A form made by the system's Active Template Library.
 class Form {
  public:
   Form() {
@@ -43,7 +43,7 @@ class Form {
     const auto entry = [&](const char* name) { return reinterpret_cast<void*>(GetProcAddress(library, name)); };
     const auto init = reinterpret_cast<BOOL(WINAPI*)()>(entry("AtlAxWinInit"));
     get_control_ = reinterpret_cast<HRESULT(WINAPI*)(HWND, IUnknown**)>(entry("AtlAxGetControl"));
-    // Answers so only once in a process.
+    // The entry succeeds only once in a process.
     static const bool ready = init && init();
     if (!ready) return;
     frame_ = CreateWindowExW(0, L"STATIC", L"Form", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 50, 50, 400, 300, nullptr,
@@ -90,7 +90,7 @@ std::set<COLORREF> ColoursOf(IUnknown* control) {
   return colours;
 }
 
-TEST(Hosting, LivesOnAFormOfAForeignContainer) {
+TEST(Hosting, FormOfAnotherContainer_ShowsAndResizesTheControl) {
   PVOID listener = AddVectoredExceptionHandler(1, HearTrace);
   {
     const Form form;
@@ -121,7 +121,7 @@ TEST(Hosting, LivesOnAFormOfAForeignContainer) {
   RemoveVectoredExceptionHandler(listener);
 }
 
-TEST(Hosting, MovesToAnotherFormThroughAStream) {
+TEST(Hosting, StreamToAnotherForm_KeepsSizeAndSettings) {
   ComPtr<IStream> stream;
   ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
   {
@@ -150,7 +150,7 @@ TEST(Hosting, MovesToAnotherFormThroughAStream) {
   EXPECT_EQ(port, 12);
 }
 
-TEST(Hosting, DrawsItsIconAndItsName) {
+TEST(Hosting, Draw_ShowsIconAndName) {
   const auto control = Create<IUlixInstr>(kProgId);
   ASSERT_TRUE(control);
   EXPECT_GE(ColoursOf(control.Get()).size(), 4U);
@@ -180,8 +180,8 @@ class Pages : public testing::Test {
   CAUUID pages{};
 };
 
-// This system's frame shows pages and never applies them; the next test does what a frame does then.
-TEST_F(Pages, ShowInThePropertyFrameOfTheSystem) {
+// Wine's property frame shows pages and never applies them. The next test calls Apply itself.
+TEST_F(Pages, PropertyFrameOfTheSystem_ShowsThePages) {
   std::thread person([] {
     DialogUser user;
     if (!user.Find()) {
@@ -200,7 +200,7 @@ TEST_F(Pages, ShowInThePropertyFrameOfTheSystem) {
   person.join();
 }
 
-TEST_F(Pages, GiveWhatWasEnteredToTheControlWhenTheyAreApplied) {
+TEST_F(Pages, Apply_GivesTheEnteredValuesToTheControl) {
   const HWND frame = CreateWindowExW(0, L"STATIC", L"Frame", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 900, 500, nullptr,
                                      nullptr, nullptr, nullptr);
   ComPtr<IPropertyPage> page;
@@ -208,7 +208,7 @@ TEST_F(Pages, GiveWhatWasEnteredToTheControlWhenTheyAreApplied) {
                              reinterpret_cast<void**>(page.GetAddressOf())),
             S_OK);
   const RECT place{0, 0, 800, 400};
-  EXPECT_EQ(page->Activate(frame, &place, FALSE), E_UNEXPECTED) << "before it has a control";
+  EXPECT_EQ(page->Activate(frame, &place, FALSE), E_UNEXPECTED) << "the page has no control yet";
   IUnknown* objects[] = {control.Get()};
   ASSERT_EQ(page->SetObjects(1, objects), S_OK);
   ASSERT_EQ(page->Activate(frame, &place, FALSE), S_OK);
@@ -229,7 +229,7 @@ TEST_F(Pages, GiveWhatWasEnteredToTheControlWhenTheyAreApplied) {
   type(L"elephant");
   EXPECT_EQ(page->Apply(), E_INVALIDARG);
   EXPECT_EQ(Port(), 44);
-  // Another control while the page is active, and none, which leaves nothing of the one before.
+  // The active page gets another control, then none. Nothing of the control before is left.
   const auto other = Create<IUlixInstr>(kProgId);
   objects[0] = other.Get();
   ASSERT_EQ(page->SetObjects(1, objects), S_OK);

@@ -19,7 +19,7 @@ void ReadBlock(IUlixInstr* logger, long block, long most, Read& read) {
   read.result = logger->ReadMemBlock(block, most, 0, &read.ids, &read.values, &read.errors, &read.times, &read.count);
 }
 
-TEST(Memory, IsReadIntoFourArraysWithProgressToTheEnd) {
+TEST(Memory, ReadMemBlock_GivesFourArraysAndProgressTo100) {
   const char* port = std::getenv("ULIX_TEST_MEMOLOG");
   ASSERT_TRUE(port);
   const auto logger = Create<IUlixInstr>(L"Ulix.UlixInstrMemologCtl.1");

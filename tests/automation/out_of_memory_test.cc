@@ -1,4 +1,5 @@
-// The system's memory runs out at the first allocation of a call, at its second, and so on until the call succeeds.
+// The system's memory runs out at the first allocation of a call, then at its second, and so on until the call
+// succeeds.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -9,20 +10,20 @@
 
 #include "tests/automation/client.h"
 
-// Exported by the system and declared by no header.
+// The system exports this function, but no header declares it.
 extern "C" void STDMETHODCALLTYPE SetOaNoCache();
 
 namespace client {
 namespace {
 
-// Watches the system's allocator, that of texts and arrays, as long as the program runs.
+// Watches the system's allocator, which makes texts and arrays, as long as the program runs.
 class SystemMemory final : public IMallocSpy {
  public:
   static SystemMemory& Watched() {
     static SystemMemory memory;
     return memory;
   }
-  // The allocation of that number fails, from 1, once; none for 0.
+  // The allocation of that number, counted from 1, fails once. 0: none fails.
   void FailAt(long number) { left_ = number; }
   bool HasFailed() const { return left_ == 0; }
 
@@ -49,9 +50,9 @@ class SystemMemory final : public IMallocSpy {
   STDMETHODIMP_(void) PostHeapMinimize() override {}
 
  private:
-  // Wine knows no watched block before the first one was made, and takes the release of any for that of a watched one.
+  // Wine treats every release as that of a watched block until the first watched block was made.
   SystemMemory() {
-    SetOaNoCache();  // every text is an allocation
+    SetOaNoCache();  // Each text then is an allocation of its own.
     EXPECT_EQ(CoRegisterMallocSpy(this), S_OK);
     CoTaskMemFree(CoTaskMemAlloc(1));
   }
@@ -59,7 +60,7 @@ class SystemMemory final : public IMallocSpy {
   std::atomic<long> left_ = 0;
 };
 
-// While it lives, the allocation of that number fails.
+// While it lives, the allocation of that number, counted from 1, fails.
 class FailingSystemMemory {
  public:
   explicit FailingSystemMemory(long number) { SystemMemory::Watched().FailAt(number); }
@@ -96,7 +97,7 @@ HRESULT GetBothValues(IUlixInstr* control, VARIANT* values, BSTR*) {
   return control->GetChansVals(BothChannels(), values, &errors, &times);
 }
 
-TEST(OutOfMemory, AnywhereInACall_IsItsCodeAndLeavesThePlaceEmpty) {
+TEST(OutOfMemory, AnyCall_ReturnsItsCodeAndLeavesTheResultEmpty) {
   const Call calls[] = {
       {"Version", [](IUlixInstr* c, VARIANT*, BSTR* text) { return c->get_Version(text); }},
       {"InstrType", [](IUlixInstr* c, VARIANT*, BSTR* text) { return c->get_InstrType(text); }},
@@ -135,8 +136,8 @@ TEST(OutOfMemory, AnywhereInACall_IsItsCodeAndLeavesThePlaceEmpty) {
   control->Disconnect();
 }
 
-// One array of four cannot be made: neither event comes, the threads live on, and the next tick reports.
-TEST(OutOfMemory, InAReport_FiresNeitherEventAndTheNextScanReports) {
+// One of the four arrays cannot be made. No event is fired, the threads go on, and the next tick reports.
+TEST(OutOfMemory, Report_FiresNeitherEventAndTheNextScanReports) {
   const auto control = ConnectedControl();
   const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
   ASSERT_EQ(setup->Attach(control.Get()), S_OK);
@@ -157,7 +158,7 @@ TEST(OutOfMemory, InAReport_FiresNeitherEventAndTheNextScanReports) {
     ASSERT_EQ(control->StopGroup(group), S_OK);
     EXPECT_EQ(sink.order(), (std::vector<std::wstring>{L"data 1", L"ready 1"}));
   }
-  EXPECT_GT(n, 4) << "an allocation at least for each array";
+  EXPECT_GT(n, 4) << "at least one allocation for each array";
   control->Disconnect();
 }
 

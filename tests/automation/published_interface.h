@@ -1,10 +1,10 @@
-// The interface as programs know it: what the type library must say, whatever the sources of the library say. Taken
-// from the published description; a change here breaks every host.
+// The published interface that the type library must have. The source is the published description, not the library's
+// own sources. A change here breaks every host.
 #pragma once
 
 namespace client::published {
 
-// A member: "id kind Name(flags type name, ...)". Properties to read are `get`, to write `put`.
+// A member: "id kind Name(flags type name, ...)". The kind of a property is `get` to read it and `put` to write it.
 inline constexpr const char* kInstrumentMembers[] = {
     "1 get Version(out retval BSTR* pbstrVersion)",
     "2 GetBinVersion(out long* pdwVersionMS, out long* pdwVersionLS, out retval int* pnErrCode)",
@@ -86,7 +86,7 @@ inline constexpr const char* kEventMembers[] = {
 
 inline constexpr const char* kDebugMembers[] = {"1 DebugCreateCfgTest()"};
 
-// The Spec interfaces are empty, but for that of a control whose set points can go to an object of the host.
+// The Spec interfaces are empty, except that of the control that can forward its set points to an object of the host.
 inline constexpr const char* kSetPointControl = "Isotech";
 inline constexpr const char* kSetPointMembers[] = {"1 get SetPointObject(out retval IDispatch** ppObject)",
                                                    "1 put SetPointObject(in IDispatch* ppObject)",
@@ -101,7 +101,7 @@ inline constexpr Named kInstrument = {"IUlixInstr", "3DC98EAA-4F18-4807-B266-0C5
 inline constexpr Named kEvents = {"IUlixInstrEvents", "5AC86136-E359-4D18-A4B5-ED0DAE1CADA1"};
 inline constexpr Named kReadFile = {"IUlixInstrReadFile", "DA58B7C1-26DF-4AA3-AC6C-42CB88801448"};
 
-// The word in the names of a control's class and interfaces, and the id of its class.
+// The model's name in the names of a control's class and interfaces, and the id of its class.
 inline constexpr Named kControls[] = {
     {"Kelvo10", "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21"},    {"Cmx310", "F6F598BF-BF86-44C9-B06F-11CA446F1A05"},
     {"Isotech", "8C2E028B-889B-4E70-BD36-67867563094F"},    {"Microk", "C907E9AB-E202-4E18-B2D1-7F151F5DA718"},

@@ -1,4 +1,4 @@
-"""Runs the component server as its hosts do, under Wine: registered, created by ProgID, on real terminals, taken away.
+"""Runs the automation server under Wine as its hosts do: registered, created by ProgID, on real terminals, unregistered.
 
 Run as: python3 run.py LIBRARY USB_HELPER SIMULATOR CLIENT EXAMPLE [googletest options of the client]
 """
@@ -26,23 +26,23 @@ WINE = str(ROOT / "scripts" / "wine")
 OBJDUMP = "x86_64-w64-mingw32-objdump"
 HIVES = ("HKCU", "HKLM")
 CLASSES = r"\Software\Classes"
-# What is ours by name or by id, the ids of the controls as their table has them.
+# The library's own ids, from the table of the controls.
 IDS = re.findall(r"[0-9A-F]{8}(?:-[0-9A-F]{4}){3}-[0-9A-F]{12}", (ROOT / "controls" / "controls.def").read_text())
 OURS = re.compile("|".join(["UlixInstr", "UlixSetup", "6C1E52E0-9B1B", "A8DFAD2D-D3C9", "3DC98EAA-4F18", "5AC86136-E359",
                             "DA58B7C1-26DF", "9861775B-4481", *IDS]), re.I)
-# The instrument behind each control, on ports from the first one on.
+# The instrument of each control. Ports are numbered from FIRST_PORT on.
 FIRST_PORT = KELVO10_PORT = 33
 MEMOLOG_PORT, LATE_PORT = 60, 61
 INSTRUMENTS = {"Kelvo10": instruments.KELVO10, "Cmx310": instruments.CMX310, "Isotech": instruments.ISOTECH,
                "Microk": instruments.MICROK, "FlukeHydra": instruments.FLUKEHYDRA, "JofraRtcPtc": instruments.JOFRA_RTC,
                "Kambic": instruments.KAMBIC, "Hart": instruments.HART}
-# What every Windows 10 has in its system folder.
+# The libraries that every Windows 10 has in its system folder.
 SYSTEM_LIBRARIES = {"ADVAPI32.dll", "COMCTL32.dll", "COMDLG32.dll", "GDI32.dll", "KERNEL32.dll", "msvcrt.dll",
                     "ole32.dll", "OLEAUT32.dll", "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "VERSION.dll",
                     "WINSPOOL.DRV", "WS2_32.dll"}
 
-# A Kelvo10's configuration, each value after its type: version, input and output, link, two groups, highest id,
-# directions. As any other program would write it.
+# A Kelvo10's configuration as another program writes it, each value after its type: version, input and output, link, two
+# groups, highest id, directions.
 UI4, UI2, UI1, R4, I2 = (19, "I"), (18, "H"), (17, "B"), (4, "f"), (2, "h")
 STREAM = b"".join(struct.pack("<H" + form, kind, value) for (kind, form), value in [
     (UI4, 0x00010000), (UI4, 7), (UI4, 3), (UI1, 2), (R4, 21.5), (UI4, 1), (UI1, 0), (R4, 0), (UI1, 2),
@@ -57,7 +57,7 @@ def windows_path(path):
 
 
 def wine(*arguments, seconds=180, **options):
-    """Runs a Windows program, and ends it and what it started when it takes too long."""
+    """Runs a Windows program. Ends it and its children when it takes too long."""
     with subprocess.Popen([WINE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
                           **options) as process:
         try:
@@ -69,7 +69,7 @@ def wine(*arguments, seconds=180, **options):
 
 
 def keys(hive):
-    """Every key and value of ours in a hive."""
+    """Every registry key and value of the library in a hive."""
     _, listed = wine("reg", "query", hive + CLASSES, "/s")
     blocks = [block for block in listed.split("\n\n") if OURS.search(block)]
     return [block.strip() for block in blocks]
@@ -80,7 +80,7 @@ class Server(unittest.TestCase):
     options = ()
 
     def setUp(self):
-        # The library has its own folder, in which it looks for the helper of its USB links: here a simulated one.
+        # The library looks for the USB helper library in its own folder. Here that is a simulated one.
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         for file in (self.library, self.usb_helper):
@@ -106,7 +106,7 @@ class Server(unittest.TestCase):
             self.assertEqual(keys(hive), [], "left behind")
 
     def simulated(self, model):
-        """The line of a simulated instrument, for what a command set cannot tell: memory, and the program in it."""
+        """The device path of a simulated instrument, for a logger, whose memory a table of commands cannot describe."""
         process = subprocess.Popen([self.simulator, "simulate", model], stdout=subprocess.PIPE, text=True)
 
         def end():
@@ -117,7 +117,7 @@ class Server(unittest.TestCase):
         return process.stdout.readline().strip()
 
     def bench(self):
-        """An instrument behind a port for each control: by word, the port's number and the instrument."""
+        """An instrument on a port for each control: model name to port number and instrument."""
         bench = {}
         for number, (word, command_set) in enumerate(INSTRUMENTS.items(), FIRST_PORT):
             bench[word] = number, SerialInstrument(command_set, {"MEAS?": "12.345 V"} if word == "Kelvo10" else None)
@@ -128,7 +128,7 @@ class Server(unittest.TestCase):
 
     @contextlib.contextmanager
     def coming_late(self, folder, device):
-        """A link to the device, made five seconds after the file `wanted` and gone with it."""
+        """A link to the device. It is made five seconds after the file `wanted` and removed with it."""
         wanted, link, over = folder / "wanted", folder / "late", threading.Event()
 
         def watch():
@@ -147,11 +147,11 @@ class Server(unittest.TestCase):
             over.set()
             watcher.join()
 
-    def test_registers_for_the_user_alone(self):
+    def test_registration_is_for_the_user_only(self):
         with self.registered("/n", "/i:user"):
             self.assertEqual(keys("HKLM"), [])
             self.assertGreater(len(keys("HKCU")), 50)
-            # Windows shows programs the user's classes over the machine's; this Wine does not, so they are copied there.
+            # Windows shows programs the user's classes before the machine's. This Wine does not, so they are copied.
             with tempfile.NamedTemporaryFile(suffix=".reg") as file:
                 self.succeed("regedit", "/e", windows_path(file.name), "HKEY_CURRENT_USER" + CLASSES)
                 text = pathlib.Path(file.name).read_text("utf-16")
@@ -166,7 +166,7 @@ class Server(unittest.TestCase):
                     pathlib.Path(file.name).write_text(gone, "utf-16")
                     wine("regedit", windows_path(file.name))
 
-    def test_drives_instruments_for_its_hosts(self):
+    def test_hosts_drive_instruments(self):
         bench = self.bench()
         links = [part for number, unit in bench.values() for part in ("--com", f"{number}={unit.device}")]
         links += ["--com", f"{MEMOLOG_PORT}={self.simulated('memolog')}"]
@@ -181,19 +181,19 @@ class Server(unittest.TestCase):
                                 "ULIX_TEST_LATE_PORT": str(LATE_PORT), "ULIX_TEST_LATE_WANTED": windows_path(wanted),
                                 "ULIX_TEST_PORTS": ",".join(f"{word}={port[0]}" for word, port in bench.items()) + ",Adt760=0"}
             output = self.succeed(*links, self.client, *self.options, env=env, seconds=600)
-            # A program that crashed ends as if all were well.
+            # Under Wine a program that crashed can still exit with 0.
             self.assertIn("[  PASSED  ]", output)
             if self.options:
                 print(output)
                 return
-            # The version written is the library's own; the rest is as given, then what the host's form keeps.
+            # The version is the library's own. The rest is as given, followed by the part of the host's form.
             self.assertEqual(kept.read_bytes()[12:len(STREAM)], STREAM[12:])
             self.assertEqual(len(kept.read_bytes()), len(STREAM) + 12)
-            # Which set points arrive is up to the ports: opening one discards what the last program left in it.
+            # Which set points arrive is not known: opening a port discards the bytes that the last program left in it.
             for wanted in (r"\*IDN\?", "REM", r"MEAS\?", r"OUT \d+\.\d{6}", "OPER", "LOC"):
                 self.assertRegex(bench["Kelvo10"][1].wire().decode(), wanted + "\n")
             for word, (_, unit) in bench.items():
-                # A Kelvo10 that is opened again at once may lose the end of what it was left with.
+                # A Kelvo10 that is opened again at once may lose the end of the last command of the connection before.
                 self.assertEqual([] if word == "Kelvo10" else unit.unknown, [], word)
             self.assertIn("Control.DescribesEveryFailure", self.in_french(env))
             self.assertEqual(self.succeed(self.example, str(KELVO10_PORT)).count("IN: 12.345"), 3)
@@ -203,10 +203,10 @@ class Server(unittest.TestCase):
     def in_french(self, env):
         with tempfile.TemporaryDirectory() as locales:
             subprocess.run(["localedef", "-i", "fr_FR", "-f", "UTF-8", f"{locales}/fr_FR.UTF-8"], check=True)
-            return self.succeed(self.client, "--gtest_filter=Control.Describes*:French.*:Dialogs.*:LoggerDialogs.*",
+            return self.succeed(self.client, "--gtest_filter=Control.Failure_*:French.*:Dialogs.*:LoggerDialogs.*",
                                 env=env | {"LOCPATH": locales, "LC_ALL": "fr_FR.UTF-8", "ULIX_TEST_FRENCH": "1"})
 
-    def test_needs_nothing_that_a_bare_windows_lacks(self):
+    def test_needs_only_libraries_of_windows(self):
         listed = subprocess.run([OBJDUMP, "-p", self.library], capture_output=True, text=True, check=True).stdout
         imported = set(re.findall(r"DLL Name: (\S+)", listed))
         self.assertTrue(imported)

@@ -1,4 +1,4 @@
-// The registered type library, read as a host's tools read it.
+// Reads the registered type library as a host's tools do.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The whole type library against the published interface: every member, argument, enumeration, interface and class.
+// The type library matches the published interface: every member, argument, enumeration, interface and class.
 #include "tests/automation/type_library.h"
 
 #include <gtest/gtest.h>
@@ -62,8 +62,8 @@ std::vector<std::string> NamesOf(ITypeInfo* info, MEMBERID id) {
   return names;
 }
 
-// "28 GetChanLim(in long dwIdChan, in short iLim, out float* pfltLim, out retval short* pnLevel)". What is written to a
-// property has the name that reading it gave.
+// For example "28 GetChanLim(in long dwIdChan, in short iLim, out float* pfltLim, out retval short* pnLevel)". The
+// value written to a property has the name of the value read from it.
 std::string Signature(ITypeInfo* info, const FUNCDESC& member) {
   std::vector<std::string> names = NamesOf(info, member.memid);
   names.resize(1 + static_cast<std::size_t>(member.cParams), "value");
@@ -77,7 +77,7 @@ std::string Signature(ITypeInfo* info, const FUNCDESC& member) {
   return text + ")";
 }
 
-// The table form of a dual interface: what early-bound hosts call.
+// The table form of a dual interface, which early-bound hosts call.
 ComPtr<ITypeInfo> TableOf(const char* name) {
   ComPtr<ITypeInfo> table;
   ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
@@ -91,7 +91,7 @@ ComPtr<ITypeInfo> TableOf(const char* name) {
   return table;
 }
 
-// The members of an interface, which stand in its table in their order, each returning an HRESULT.
+// The members of an interface in the order of its table. Expects each to return an HRESULT.
 std::vector<std::string> MembersOf(const char* name) {
   constexpr std::size_t kDispatchSlots = 7;
   std::vector<std::string> members;
@@ -122,7 +122,7 @@ std::string IdOf(TYPEKIND kind, const std::string& name) {
   return id;
 }
 
-TEST(TypeLibrary, HasThePublishedMembersOfEveryInterface) {
+TEST(TypeLibrary, EveryInterface_HasThePublishedMembers) {
   EXPECT_EQ(MembersOf("IUlixInstr"), Listed(published::kInstrumentMembers));
   EXPECT_EQ(MembersOf("IUlixInstrEvents"), Listed(published::kEventMembers));
   for (const Named& control : published::kControls) {
@@ -135,7 +135,7 @@ TEST(TypeLibrary, HasThePublishedMembersOfEveryInterface) {
   }
 }
 
-TEST(TypeLibrary, HasThePublishedIdsOfInterfacesAndClasses) {
+TEST(TypeLibrary, InterfacesAndClasses_HaveThePublishedIds) {
   TLIBATTR* attributes = nullptr;
   const auto library = Library();
   ASSERT_TRUE(library);
@@ -157,7 +157,7 @@ TEST(TypeLibrary, HasThePublishedIdsOfInterfacesAndClasses) {
   EXPECT_EQ(IdOf(TKIND_COCLASS, published::kAboutPage.name), published::kAboutPage.id);
 }
 
-// The interfaces of a class by name, each with what it is to the class.
+// The interfaces of a class by name, each with its flags (default, source).
 std::map<std::string, int> InterfacesOf(ITypeInfo* coclass, const TYPEATTR& attributes) {
   std::map<std::string, int> interfaces;
   for (UINT k = 0; k < attributes.cImplTypes; ++k) {
@@ -171,7 +171,7 @@ std::map<std::string, int> InterfacesOf(ITypeInfo* coclass, const TYPEATTR& attr
   return interfaces;
 }
 
-TEST(TypeLibrary, EveryControlsClassNamesItsInterfacesAndItsEvents) {
+TEST(TypeLibrary, EveryControlClass_NamesItsInterfacesAndEvents) {
   std::size_t controls = 0;
   ForEachType(TKIND_COCLASS, [&](ITypeInfo* info, const TYPEATTR& attributes) {
     if (!(attributes.wTypeFlags & TYPEFLAG_FCONTROL)) return;
@@ -207,7 +207,7 @@ std::map<std::string, unsigned> Listed(std::span<const Constant> rows) {
   return constants;
 }
 
-TEST(TypeLibrary, HasThePublishedEnumerationsUnderTheirNames) {
+TEST(TypeLibrary, Enumerations_HaveThePublishedConstants) {
   EXPECT_EQ(ConstantsOf("eChanDir"), Listed(published::kDirections));
   EXPECT_EQ(ConstantsOf("eLimitLevel"), Listed(published::kLimitLevels));
   EXPECT_EQ(ConstantsOf("eErrors"), Listed(published::kErrors));

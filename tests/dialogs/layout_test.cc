@@ -1,4 +1,4 @@
-// Every form of every model in both languages, on screens of several resolutions: nothing is cut and nothing overlaps.
+// Every form of every model, in both languages and at several screen resolutions: no text is cut, no windows overlap.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -34,7 +34,7 @@ RECT PlaceOf(HWND window) {
   return place;
 }
 
-// The windows inside that a person sees and uses; what is inside a list is the list's own.
+// The windows that the user sees and uses, without the windows inside a list.
 void AddLeaves(HWND parent, std::vector<HWND>& leaves) {
   for (HWND child = GetWindow(parent, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
     if (IsContainer(child)) {
@@ -45,7 +45,7 @@ void AddLeaves(HWND parent, std::vector<HWND>& leaves) {
   }
 }
 
-// The screen with a window's font.
+// Measures texts in a window's font.
 class Ruler {
  public:
   explicit Ruler(HWND window) : screen_(GetDC(nullptr)) {
@@ -56,7 +56,7 @@ class Ruler {
     ReleaseDC(nullptr, screen_);
   }
   Ruler(const Ruler&) = delete;
-  // Of a text that is broken into lines of `width`, or of one line where that is 0.
+  // The size of a text in lines of at most `width` pixels, or in one line when `width` is 0.
   SIZE Size(const std::wstring& text, int width, UINT flags) const {
     RECT place{0, 0, width, 0};
     DrawTextW(screen_, text.c_str(), -1, &place, DT_CALCRECT | flags | (width > 0 ? DT_WORDBREAK : DT_SINGLELINE));
@@ -113,7 +113,7 @@ void ExpectTextFits(HWND window) {
   }
 }
 
-// Where windows may scroll, what is below is not asked.
+// A window may be below its parent's lower edge when the parent scrolls.
 void ExpectInsideParent(HWND window) {
   const RECT own = PlaceOf(window), around = PlaceOf(GetParent(window));
   EXPECT_GE(own.left, around.left) << testing::PrintToString(TextOf(window));
@@ -123,7 +123,7 @@ void ExpectInsideParent(HWND window) {
   EXPECT_TRUE(scrolls || own.bottom <= around.bottom) << testing::PrintToString(TextOf(window));
 }
 
-// Underlined letters of what is shown, each once.
+// Each underlined letter is used only once.
 void ExpectDistinctAccelerators(const std::vector<HWND>& leaves) {
   std::set<wchar_t> letters;
   for (const HWND leaf : leaves) {
@@ -158,7 +158,7 @@ std::string LongestLabel(const ModelCard& card, Language language) {
   return longest;
 }
 
-// All that a form can refuse an entry with: the words for it, and the model's own errors behind "does not take".
+// Every reason with which a form can refuse an entry, the model's own errors included.
 std::vector<std::string> ReasonsOf(const ModelCard& card, Language language) {
   std::vector<std::string> reasons = {
       Localized(TextId::kNotANumber, language), Localized(TextId::kNotAChoice, language),
@@ -170,7 +170,7 @@ std::vector<std::string> ReasonsOf(const ModelCard& card, Language language) {
   return reasons;
 }
 
-// A window of the size that a form asks for, with the form in it.
+// A form in a window of the size that it asks for.
 class ShownForm {
  public:
   ShownForm(Form form, int dpi) : form_(std::move(form)), metrics_(dpi) {
@@ -197,7 +197,7 @@ class ShownForm {
   std::optional<FormPane> pane_;
 };
 
-TEST(Layout, EveryFormIsReadableAtEveryResolution) {
+TEST(Layout, EveryForm_FitsAtEveryResolution) {
   for (const CatalogueEntry& entry : Catalogue()) {
     for (const Language language : kLanguages) {
       Instrument instrument(entry.create({}), {.language = language});
@@ -227,7 +227,7 @@ TEST(Layout, EveryFormIsReadableAtEveryResolution) {
   }
 }
 
-TEST(Layout, ADialogHasRoomForItsButtons) {
+TEST(Layout, Dialog_HasRoomForItsButtons) {
   Instrument instrument(FindModel("kelvo10")->create({}));
   for (const Language language : kLanguages) {
     for (const int dpi : kResolutions) {
@@ -242,7 +242,7 @@ TEST(Layout, ADialogHasRoomForItsButtons) {
       EXPECT_EQ(AskInWindow(CommForm(instrument, language), language, nullptr, dpi), DialogResult::kCancel);
       person.join();
       ProgressDialog progress(nullptr, L"Progress", language, dpi);
-      // The longest that is told.
+      // The longest text of any progress.
       EXPECT_TRUE(progress.Report(40, L"Lecture du bloc de mesures 123456 sur 123456"));
       ExpectReadable(progress.window());
     }
