@@ -13,8 +13,8 @@ ORDERS = re.compile(r":W:OKEYLOCK:0|:W:OIPMUNIT:1|:W:CSV:-?\d+\.\d\d|:W:SMAVAL:-
 
 
 class Adt761Instrument(SerialInstrument):
-    """`item` is what the instrument measures. Keys of `answers` stand without the prefix, a write's without its value;
-    whatever is not in there is answered as an instrument does that agrees, the keypad release too."""
+    """`item` is the quantity that the instrument measures. `answers` maps a command to its answer. A key has no prefix,
+    and that of a write has no value. Any other command, such as the release of the keypad, is accepted."""
 
     def __init__(self, answers=(), item="V", prefix=PREFIX):
         usual = {":R:OTYPE": ":F:OTYPE:Additel 761", ":R:MITEM": ":F:MITEM:" + item, ":R:SITEM": ":F:SITEM:MA",

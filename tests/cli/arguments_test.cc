@@ -13,7 +13,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// What a usage error says; empty when there was none.
+// The message of a usage error; empty when there was none.
 template <typename Body>
 std::string Complaint(Body&& body) {
   try {
@@ -24,7 +24,7 @@ std::string Complaint(Body&& body) {
   return {};
 }
 
-TEST(ArgumentsTest, PortsAreNumbersNamesDevicesAndTheSimulator) {
+TEST(ArgumentsTest, Port_IsANumberNameDeviceOrTheSimulator) {
   EXPECT_EQ(std::get<int>(ParsePort("5")), 5);
   EXPECT_EQ(std::get<int>(ParsePort("com12")), 12);
   for (const auto* device : {"/dev/pts/3", "\\\\.\\COM5"}) EXPECT_EQ(std::get<std::string>(ParsePort(device)), device);
@@ -34,7 +34,7 @@ TEST(ArgumentsTest, PortsAreNumbersNamesDevicesAndTheSimulator) {
   }
 }
 
-TEST(ArgumentsTest, CodesAreWrittenInThreeWays) {
+TEST(ArgumentsTest, ErrorCode_IsReadInThreeForms) {
   for (const auto* text : {"0x80044403", "0X80044403", "2147763203", "-2147204093"}) {
     EXPECT_EQ(ParseCode(text), serialCommErrUnableToReadComm) << text;
   }
@@ -44,7 +44,7 @@ TEST(ArgumentsTest, CodesAreWrittenInThreeWays) {
   }
 }
 
-TEST(ArgumentsTest, ValuesAreWholeFiniteNumbersWithAPointOrTheUsersSeparator) {
+TEST(ArgumentsTest, Value_IsAFiniteNumberWithAPointOrTheUsersSeparator) {
   SetLocalDecimalSeparator(',');
   for (const auto& [text, value] : {std::pair{"12.5", 12.5F}, {"-12,5", -12.5F}, {"1e3", 1000.0F}}) {
     EXPECT_FLOAT_EQ(ParseValue(text), value);
@@ -62,7 +62,7 @@ constexpr std::array kRows = {
     SettingRow{"temperature", {"", ""}, 2, VariantType::kR4, 0, 0, {}, 0},
 };
 
-TEST(ArgumentsTest, ASettingThatIsNoneIsToldWhatItTakes) {
+TEST(ArgumentsTest, WrongSetting_ErrorNamesWhatIsAccepted) {
   Settings settings(kRows);
   const std::pair<const char*, const char*> complaints[] = {
       {"function", "KEY=VALUE"},      {"=V5", "KEY=VALUE"},        {"colour=red", "function, address, temperature"},
@@ -72,7 +72,7 @@ TEST(ArgumentsTest, ASettingThatIsNoneIsToldWhatItTakes) {
   }
 }
 
-TEST(ArgumentsTest, ChannelsAreSelectedByIdOrNameInTheOrderAskedForEachOnce) {
+TEST(ArgumentsTest, ChannelSelection_KeepsItsOrderAndTakesEachChannelOnce) {
   const std::vector<Channel> channels = {
       {0, "IN", ChanIn, "V", 3}, {1, "OUT", ChanOut, "V", 3}, {2, "BOTH", ChanIO, "", 1}, {3, "0", ChanIn, "", 1}};
   const auto inputs = [&](std::vector<std::string> asked) {

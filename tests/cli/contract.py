@@ -1,4 +1,4 @@
-"""What the contract tests share: the program under test, run as its user runs it."""
+"""Shared by the contract tests: runs the program under test as its user does."""
 
 import concurrent.futures
 import ctypes
@@ -14,7 +14,7 @@ import unittest
 from range_calibrator_stream import encode
 
 ULIX = "ulix"
-# Wine's ports have other names, can be opened by several programs, and it has no pseudo terminals of its own to offer.
+# Under Wine ports have other names, several programs can open one port, and the program offers no pseudo terminals.
 UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
 NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
 NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
@@ -32,7 +32,8 @@ class ContractTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        # Nothing of the user's own ports and language; local time is seven hours ahead, so that UTC in its place shows.
+        # The user's ports and language are removed. Local time is seven hours ahead of UTC, so that a test sees UTC used
+        # in its place.
         self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
         self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
 
@@ -41,13 +42,13 @@ class ContractTest(unittest.TestCase):
         return unit
 
     def file(self, values):
-        """A file of those bytes, or a configuration of those values."""
+        """Makes a file of bytes, or a configuration file of values."""
         path = self.folder / "file.cfg"
         path.write_bytes(values if isinstance(values, bytes) else encode(values))
         return path
 
     def assert_saved(self, path, rows):
-        """`rows` from the third on, whatever the version rows hold."""
+        """Expects `rows` from the third row on. The first two hold the version."""
         expected = encode([0, 0, *rows])[12:]
         self.assertEqual(path.read_bytes()[12:][:len(expected)], expected)
 
@@ -57,7 +58,7 @@ class ContractTest(unittest.TestCase):
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
 
     def side_by_side(self, check, cases):
-        """Checks cases that have nothing in common at the same time: most of it is waiting."""
+        """Checks independent cases at the same time, because they spend most of their time waiting."""
         with concurrent.futures.ThreadPoolExecutor(8) as pool:
             for case, checked in [(case, pool.submit(check, *case)) for case in cases]:
                 with self.subTest(case):

@@ -43,7 +43,7 @@ def failure(channel, step, error):
 
 
 class Memolog:
-    """Serves until closed. `fault` is (kind, from request number on, how many requests): kinds are "silent", "late",
+    """Serves until closed. `fault` is (kind, number of the first request, count of requests). Kinds: "silent", "late",
     "other" (transaction), "short", "exception", "garbage", "vanish"."""
 
     def __init__(self, serial=False, slave=1, identity="ULIX,MEMOLOG90,77,V1", name="TEST"):

@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-TEST(ProgressLine, FitsTheTerminal) {
+TEST(ProgressLine, LongText_FitsTheTerminal) {
   EXPECT_EQ(cli::ProgressLine({40, "Reading...", "bloc 2 from 5"}, 79),
             "Reading...  [########............]  40 %  bloc 2 from 5");
   EXPECT_EQ(cli::ProgressLine({100, "Reading...", "x"}, 20), "Reading...  [######…");

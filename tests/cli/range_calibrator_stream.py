@@ -1,4 +1,4 @@
-"""The persisted stream of the calibrators that have a range: each value after its 16-bit type, little-endian."""
+"""The configuration stream of the range calibrators: each value after its 16-bit type, little-endian."""
 
 import struct
 

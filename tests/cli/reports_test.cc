@@ -1,4 +1,4 @@
-// How a report looks as CSV, JSON, text and in the live table.
+// A report as CSV, as JSON, as text and in the live table.
 #include <nlohmann/json.hpp>
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ const ScanReport kReport = {
 
 std::string ErrorTextOf(HRESULT) { return "Unable to read answer"; }
 
-TEST(CsvTest, HasAColumnOfValuesAndOneOfErrorsForEachChannel) {
+TEST(CsvTest, EachChannel_HasAValueAndAnErrorColumn) {
   EXPECT_EQ(CsvHeader(kChannels), "time,IN (V),IN error,\"T, \"\"top\"\" (°C)\",\"T, \"\"top\"\" error\"\n");
   EXPECT_EQ(CsvRow(kChannels, kReport.data, ErrorTextOf),
             "2026-01-31T10:11:12.345,12.345,,,0x80044403 Unable to read answer\n");
@@ -34,7 +34,7 @@ TEST(CsvTest, HasAColumnOfValuesAndOneOfErrorsForEachChannel) {
   EXPECT_EQ(CsvLine(std::vector<std::string>{"a b", "a,b", "a\nb", ""}), "a b,\"a,b\",\"a\nb\",\n");
 }
 
-TEST(ScanJsonTest, HasTheShortestValuesAndNullForWhatJsonCannotHold) {
+TEST(ScanJsonTest, Values_AreShortestAndNullWhenJsonCannotHoldThem) {
   EXPECT_EQ(ScanJson(kReport).dump(),
             R"({"group":1,"time":"2026-01-31T10:11:12.345","channels":[{"id":0,"value":12.345,"error":0},)"
             R"({"id":2,"value":null,"error":2147763203}]})");
@@ -42,17 +42,17 @@ TEST(ScanJsonTest, HasTheShortestValuesAndNullForWhatJsonCannotHold) {
   EXPECT_EQ(JsonNumber(-0.1F).dump(), "-0.1");
 }
 
-TEST(ScanTextTest, ShowsResolutionUnitAndError) {
+TEST(ScanTextTest, Line_ShowsResolutionUnitAndError) {
   EXPECT_EQ(ScanText(kChannels, kReport, ErrorTextOf),
             "2026-01-31T10:11:12.345  IN 12.345 V  T, \"top\" 0x80044403 Unable to read answer");
 }
 
-TEST(LiveTableTest, SparklineSpansItsRangeWithCrossesForFailures) {
+TEST(LiveTableTest, Sparkline_SpansItsRangeWithCrossesForFailures) {
   EXPECT_EQ(Sparkline({7.0F, 1.0F, std::nullopt, 2.0F}, 3), "▁×█");
   EXPECT_EQ(Sparkline({5.0F, 5.0F}, 9), "▄▄");
 }
 
-TEST(LiveTableTest, AnErrorStandsInPlaceOfTheTrendWhereThereIsNoRoomForBoth) {
+TEST(LiveTableTest, NarrowTerminal_ShowsTheErrorInPlaceOfTheTrend) {
   const std::vector<LiveRow> rows = {{kChannels[0], {1.0F, 2.0F}, ""}, {kChannels[1], {1.0F, std::nullopt}, "échec"}};
   for (const std::size_t width : {1U, 12U, 30U, 40U, 80U}) {
     for (std::string line : LiveLines(rows, width, Language::kFrench)) {
@@ -69,7 +69,7 @@ TEST(LiveTableTest, AnErrorStandsInPlaceOfTheTrendWhereThereIsNoRoomForBoth) {
               testing::AllOf(testing::Not(testing::HasSubstr("×")), testing::HasSubstr("échec")));
 }
 
-TEST(TableTest, AlignsByCharactersAndWrapsTheLastColumn) {
+TEST(TableTest, Cells_AlignByCharactersAndTheLastColumnWraps) {
   Table table({"A", "UNIT", "TEXT"});
   table.Add({"é", "°C", "one two three four five six seven"});
   table.Add({"bb", "", ""});
@@ -77,7 +77,7 @@ TEST(TableTest, AlignsByCharactersAndWrapsTheLastColumn) {
               ElementsAre("A   UNIT  TEXT", "é   °C    one two three four", "          five six seven", "bb"));
 }
 
-TEST(WireLogTest, MakesLinesOfThePiecesOnTheWire) {
+TEST(WireLogTest, PiecesOnTheWire_AreJoinedIntoLines) {
   std::vector<std::string> lines;
   {
     WireLog log([&](TraceDirection direction, Date, const std::string& bytes) {
@@ -85,7 +85,7 @@ TEST(WireLogTest, MakesLinesOfThePiecesOnTheWire) {
     });
     log.Add(TraceDirection::kSent, "*IDN?\n");
     log.Add(TraceDirection::kSent, "t\r");
-    EXPECT_EQ(lines.size(), 2U) << "while nothing answers";
+    EXPECT_EQ(lines.size(), 2U) << "a command is shown before its reply comes";
     log.Add(TraceDirection::kReceived,
             "\x02"
             "A\xB0\r\nB");

@@ -13,7 +13,7 @@ from typing import NamedTuple
 
 
 class Reply(NamedTuple):
-    """One answer byte for byte: `delay` seconds before the first, `drip` between them; `vanish` pulls the line then."""
+    """The bytes of one answer: sent `delay` seconds late, `drip` seconds apart. With `vanish` the line then goes away."""
     data: bytes = b""
     delay: float = 0.0
     drip: float = 0.0
@@ -24,9 +24,9 @@ SILENCE = Reply()
 
 
 class CommandSet(NamedTuple):
-    """What an instrument understands. `commands` maps the pattern of a whole command to the line that answers it, None
-    when none does. Groups named in a pattern are kept in the instrument's state, from which braces in an answer are
-    filled. A command is what `frame`'s first group holds."""
+    """An instrument's commands. `commands` maps the pattern of a whole command to the line that answers it, or to None
+    when there is no answer. The named groups of a pattern are stored in the instrument's state. Braces in an answer are
+    filled from that state. A command is the first group of `frame`."""
     commands: dict
     end: bytes = b"\n"  # of an answer
     frame: bytes = rb"([^\n]*)\n"
@@ -34,8 +34,8 @@ class CommandSet(NamedTuple):
 
 
 class SerialInstrument:
-    """Serves one pseudo terminal until closed. `answers` maps a command to a reply, or to replies given in turn, of
-    which the last one stays; text stands for a whole line. The line starts as any terminal does: cooked, with echo."""
+    """Serves one pseudo terminal until closed. `answers` maps a command to a reply or to a list of replies: they are given
+    in turn, and the last one is repeated. A text is a whole line. The terminal starts in cooked mode with echo."""
 
     def __init__(self, command_set, answers=None):
         self._answers = {command: list(replies) if isinstance(replies, list) else [replies]
@@ -64,7 +64,7 @@ class SerialInstrument:
         self._thread.join(30)
 
     def wire(self):
-        """Every byte received, once none is left on the way."""
+        """All bytes received, after waiting until no more are on the line."""
         seen = self._idle_turns
         self._wait(lambda: self._idle_turns >= seen + 2)
         return b"".join(data for _, data in self._received)
@@ -73,11 +73,11 @@ class SerialInstrument:
         return [when for when, text in self.commands if text == command]
 
     def wait_for(self, command):
-        """Until it has come."""
+        """Waits until the command has come."""
         self._wait(lambda: self.times(command))
 
     def wait_sent(self):
-        """Until every ordered reply has left."""
+        """Waits until every reply has been sent."""
         self._wait(lambda: not self._outbox)
 
     def _wait(self, condition):

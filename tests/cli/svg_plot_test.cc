@@ -1,4 +1,4 @@
-// Whether a drawing is well-formed is looked at where whole reports and plots are, by a parser of XML.
+// The contents of a plot. The contract tests check with an XML parser that whole reports and plots are well-formed.
 #include "tools/ulix/svg_plot.h"
 
 #include <gmock/gmock.h>
@@ -40,7 +40,7 @@ std::string Draw(const std::vector<PlotCurve>& curves, const std::string& title 
   return svg;
 }
 
-TEST(SvgPlotTest, DrawsAxesUnitsTimesAndALegendOfEscapedTexts) {
+TEST(SvgPlotTest, Plot_HasAxesUnitsTimesAndAnEscapedLegend) {
   const std::string svg = Draw({Curve({1.25, 2, 3, 4})}, "<b>\"A\" & B\x02</b>");
   for (const auto* text : {">&lt;b&gt;&quot;A&quot; &amp; B &lt;/b&gt;<", ">IN<", ">V<", ">12:00:01.0<",
                            "Local time, 2026-01-31", ">3<"}) {
@@ -51,7 +51,7 @@ TEST(SvgPlotTest, DrawsAxesUnitsTimesAndALegendOfEscapedTexts) {
   EXPECT_THAT(Draw({Curve({1.25, 1.5})}, "", Language::kFrench), HasSubstr(">1,25<"));
 }
 
-TEST(SvgPlotTest, ShowsGapsAndMarksWhereReadingsFailed) {
+TEST(SvgPlotTest, FailedReadings_AreGapsWithMarks) {
   const std::string svg =
       Draw({Curve({1, 2, std::nullopt, 3, std::nullopt, std::nullopt, 4, 5}), Curve({1, 2, std::nullopt})});
   EXPECT_EQ(Count(svg, "class=\"curve\""), 2U + 3U);
@@ -60,7 +60,7 @@ TEST(SvgPlotTest, ShowsGapsAndMarksWhereReadingsFailed) {
   EXPECT_THAT(svg, HasSubstr(">reading failed<"));
 }
 
-TEST(SvgPlotTest, GivesEachUnitItsPanelAndEachCurveItsLine) {
+TEST(SvgPlotTest, EachUnit_HasItsPanelAndEachCurveItsLine) {
   std::vector<PlotCurve> curves = {Curve({1, 2}, "A", "V"), Curve({3, 4}, "B", "V"), Curve({2e-6F, 1e-6F}, "T", "mA")};
   const std::string svg = Draw(curves);
   EXPECT_EQ(Count(svg, "class=\"frame\""), 2U);
@@ -69,7 +69,7 @@ TEST(SvgPlotTest, GivesEachUnitItsPanelAndEachCurveItsLine) {
   EXPECT_THAT(Draw(curves), HasSubstr("stroke-dasharray"));
 }
 
-TEST(SvgPlotTest, DrawsDegenerateData) {
+TEST(SvgPlotTest, DegenerateData_IsDrawn) {
   constexpr float kHuge = std::numeric_limits<float>::max(), kInfinity = std::numeric_limits<float>::infinity();
   for (const auto& values : std::vector<std::vector<std::optional<float>>>{
            {}, {0, 0, 0}, {12.345F, 12.345F}, {1e-30F, 1e-30F}, {-kHuge, kHuge}, {kInfinity, std::nanf(""), 1}}) {
@@ -79,7 +79,7 @@ TEST(SvgPlotTest, DrawsDegenerateData) {
   EXPECT_THAT(Draw({Curve({5})}), HasSubstr("<circle"));
 }
 
-TEST(SvgPlotTest, ALongScanKeepsItsExtremesAndItsFailuresInASmallDrawing) {
+TEST(SvgPlotTest, LongScan_KeepsExtremesAndFailuresInASmallDrawing) {
   PlotCurve curve = Curve({});
   for (int k = 0; k < 400'000; ++k) {
     std::optional<float> value = std::sin(static_cast<float>(k));
@@ -95,7 +95,7 @@ TEST(SvgPlotTest, ALongScanKeepsItsExtremesAndItsFailuresInASmallDrawing) {
   EXPECT_EQ(Count(svg, "class=\"outage\""), 1U);
 }
 
-TEST(TimeAxisTest, MarksAreFewAndToldApart) {
+TEST(TimeAxisTest, Marks_AreFewAndDistinct) {
   for (const double seconds : {0.004, 0.02, 0.3, 7.0, 200.0, 86400.0, 86400.0 * 3, 86400.0 * 400}) {
     const auto ticks = TimeTicks(kNoon, kNoon + seconds * kSecond, Language::kEnglish);
     EXPECT_GE(ticks.size(), 2U) << seconds;
@@ -110,7 +110,7 @@ TEST(TimeAxisTest, MarksAreFewAndToldApart) {
   }
 }
 
-TEST(NiceTicksTest, StandsOnRoundValuesInsideTheRange) {
+TEST(NiceTicksTest, Ticks_AreRoundValuesInsideTheRange) {
   EXPECT_THAT(NiceTicks(0.3, 10.2, 5).at, ElementsAre(2, 4, 6, 8, 10));
   EXPECT_THAT(NiceTicks(-1, 1, 4).at, ElementsAre(-1, -0.5, 0, 0.5, 1));
   EXPECT_EQ(NiceTicks(12.30, 12.35, 5).decimals, 2);

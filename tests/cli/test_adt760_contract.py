@@ -23,7 +23,7 @@ class Adt760ContractTest(ContractTest):
         self.build = pathlib.Path(contract.ULIX).parent
 
     def with_library(self, library=None):
-        """From now on the program is one with this library beside it, or with none."""
+        """Puts this helper library, or none, beside the program."""
         shutil.copy(self.build / "ulix", self.folder / "ulix")
         if library:
             shutil.copy(library, self.folder / LIBRARY)
@@ -78,7 +78,7 @@ class EmulatedUsbTest(ContractTest):
 
     def test_identify(self):
         self.assertEqual(self.over_usb(["identify", "adt760"], *self.HELLO), (0, "Additel,HPC-HOST,1,V1\n", ""))
-        # A packet that is full has another behind it.
+        # A full packet is followed by another one.
         longer = "HPC-HOST," + "x" * 55, "y" * 9 + "\n"
         answer = self.over_usb(["identify", "adt760"], ("*CLS\n",), ("*IDN?\n", *longer))
         self.assertEqual(answer, (0, "".join(longer), ""))
@@ -90,7 +90,7 @@ class EmulatedUsbTest(ContractTest):
         self.assertEqual((status, err, row["value"]), (0, "", 1013.25))
         talk[-1] = ("SYST:ERR?\n", '-113,"Undefined header"\n')
         self.assertEqual(self.over_usb(["read", "adt760", "1"], *talk)[2], "ulix: 0x80046304 Scpi command error\n")
-        # A command that the device does not take, and one that it does not answer to.
+        # A command that the device does not take, and one that it does not answer.
         self.assertEqual(self.over_usb(["read", "adt760", "0"], *talk)[2], "ulix: 0x80046602 Unable to send command\n")
         status, _, err = self.over_usb(["read", "adt760", "1"], *self.HELLO, ("MEAS:PRES2?\n",))
         self.assertEqual((status, err), (1, "ulix: 0x80046603 Unable to read answer\n"))

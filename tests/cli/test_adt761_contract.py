@@ -56,7 +56,7 @@ class Adt761ContractTest(ContractTest):
             unit = self.instrument({":R:MVAL": answer}, item="SW" if channel == 1 else "MA")
             self.assertEqual(self.read(unit, channel), (*said, ""))
 
-    def test_answers_that_are_none(self):
+    def test_senseless_answers_give_an_error(self):
         for channel, query, answer, error in [
                 (0, ":R:MITEM", ":F:MITEM", NO_MEASURE), (0, ":R:MITEM", ":E:MITEM", NO_MEASURE),
                 (0, ":R:MVAL", ":E:MVAL", NO_MEASURE),
@@ -95,7 +95,7 @@ class Adt761ContractTest(ContractTest):
             self.assertEqual(self.ulix("set", "adt761", *args.split(), "--port", unit.device)[0], 2, args)
         self.assertEqual(unit.wire(), b"")
 
-    def test_introductions(self):
+    def test_identities(self):
         for answer, error in [(":F:OTYPE:Additel 760", NOT_ADT761), (":F:TYPE", NOT_ADT761), (SILENCE, NO_ANSWER),
                               (Reply(b"KELVO10\n\0"), NOT_ADT761)]:
             unit = self.instrument({":R:OTYPE": answer})
@@ -119,13 +119,13 @@ class Adt761ContractTest(ContractTest):
         self.assertEqual(status, 2)
         self.assertIn("frame-prefix", err)
 
-    def test_a_scan_knows_the_unit_from_its_first_row_on(self):
+    def test_scan_has_the_unit_from_its_first_row_on(self):
         unit = self.instrument(item="EPM")
         rows = self.folder / "rows.csv"
         self.succeed("scan", "adt761", "PRESSURE", "--period", "100", "--count", "1", "--csv", rows, "--port", unit.device)
         self.assertIn("PRESSURE (psi)", rows.read_text())
 
-    def test_whoever_stops_a_scan_before_its_first_row_gets_the_instrument_back(self):
+    def test_scan_stopped_before_its_first_row_unlocks_the_keypad(self):
         unit, rows, plot = self.instrument({":R:MITEM": Reply(b":F:MITEM:V\0", delay=0.5)}), *map(
             self.folder.joinpath, ("rows.csv", "plot.svg"))
         scan = self.start("scan", "adt761", "0", "--period", "100", "--csv", rows, "--plot", plot, "--port", unit.device)

@@ -113,7 +113,7 @@ class ThermocoupleTables(ContractTest):
 
 
 def inside(kind, rows):
-    """The voltages of both ends moved by a rounding into the range."""
+    """Moves the voltages of both ends into the range by one rounding."""
     low, high = rows[0], rows[-1]
     return [(low[0], low[1] + 1e-9), *rows[1:-1], (high[0], high[1] - 1e-9)]
 

@@ -141,7 +141,7 @@ class Kelvo10Test(ContractTest):
         self.assertTrue(0.2 <= third - first <= 1.5, f"two periods took {third - first:.3f} s")
         self.assertTrue(xml.etree.ElementTree.parse(plot).getroot().tag.endswith("svg"))
 
-    def test_late_reply_belongs_to_nobody(self):
+    def test_late_reply_is_never_the_value_of_a_later_query(self):
         late = [Reply(b"9.9\n", delay=1.5), "4.2"]
         unit = self.instrument(meas=late)
         self.assertEqual(self.ulix("read", "kelvo10", "--port", unit.device)[0], 1)
@@ -151,7 +151,7 @@ class Kelvo10Test(ContractTest):
         first, second = self.scan(self.instrument(meas=late), "--period", 2000, "--count", 2)
         self.assertEqual((first["channels"][0]["error"], self.values([second])), (2147763203, [4.2]))
 
-    def test_dead_band_silences_small_changes(self):
+    def test_changes_within_the_dead_band_are_not_reported(self):
         replies = ["10.0", "10.4", "9.6", "10.0", "10.5", "10.4", "10.2"]
         for option, value in (("--dead-band-abs", 0.5), ("--dead-band", 5)):
             unit = self.instrument(meas=replies)
@@ -159,7 +159,7 @@ class Kelvo10Test(ContractTest):
             self.assertGreaterEqual(len(unit.times("MEAS?")), len(replies))
             self.assertEqual(self.values(scans), [10.0, 10.5])
 
-    def test_interrupted_scan_ends_well(self):
+    def test_interrupted_scan_keeps_its_rows(self):
         unit, csv = self.instrument(), self.folder / "scan.csv"
         process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "150", "--json", "--csv", csv)
         rows = [self.read_line(process), self.read_line(process)]
@@ -176,7 +176,7 @@ class Kelvo10Test(ContractTest):
         self.assertEqual(["12.345" in entry for entry in lines], [True] * len(rows))
 
     @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
-    def test_closed_standard_streams_are_not_the_line(self):
+    def test_closed_standard_streams_do_not_disturb_the_line(self):
         unit, rows = self.instrument(), self.folder / "rows.csv"
         closed = ["sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", contract.ULIX, "scan", "kelvo10", "--port", unit.device]
         done = subprocess.run([*closed, "--period", "100", "--count", "3", "--csv", rows], env=self.env, timeout=60, check=False)
@@ -184,7 +184,7 @@ class Kelvo10Test(ContractTest):
         self.assertRegex(unit.wire(), rb"\A\*IDN\?\nREM\nCFG_IN\?\nCFG_OUT\?\n\*IDN\?\n(MEAS\?\n){1,4}LOC\n\Z")
 
     @unittest.skipIf(UNDER_WINE, "its programs are started otherwise")
-    def test_an_output_that_is_lost_costs_no_other(self):
+    def test_failed_output_leaves_the_other_outputs_whole(self):
         rows, plot, page = (self.folder / name for name in ("rows.csv", "plot.svg", "page.html"))
         process = self.start("scan", "kelvo10", "--port", self.instrument().device, "--period", "100", "--csv", rows,
                              "--plot", plot, "--report", page)
@@ -197,7 +197,7 @@ class Kelvo10Test(ContractTest):
         self.assertGreaterEqual(len(rows.read_text().splitlines()), 3)
 
     @unittest.skipIf(UNDER_WINE, "it has other links and modes")
-    def test_a_file_is_replaced_and_nothing_else(self):
+    def test_output_replaces_only_the_named_file(self):
         target, link, others, pipe = (self.folder / name for name in ("kept.cfg", "link.cfg", "link.cfg.new", "pipe"))
         link.symlink_to("kept.cfg")
         others.write_text("mine")
@@ -241,7 +241,7 @@ class Kelvo10Test(ContractTest):
             self.assertEqual(self.send(*sets(**fields)), (0, "", lines))
         self.side_by_side(check, rows)
 
-    def test_config_out_of_its_tables_is_not_sent(self):
+    def test_config_with_an_unknown_code_is_not_sent(self):
         sent = "REM\nRANGE_IN V50\n"
         for lines, fields in [("REM\n", dict(in_word=13)), ("REM\n", dict(in_word=0)), ("REM\n", dict(in_word=word(8))),
                               ("REM\n", dict(in_word=word(11, 1, 26))), ("REM\n", dict(in_word=word(12, 0, 15))),

@@ -103,7 +103,7 @@ class MemologTest(contract.ContractTest):
             self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["back.p90", "file.cfg"])
             back.unlink()
 
-    def test_files_that_are_none(self):
+    def test_invalid_program_files_are_refused(self):
         logger = self.logger()
         good = program_file(PROGRAM)
         for data in (good[:511], program_file(PROGRAM, identity=b"MEMOLOG90"), program_file(PROGRAM, mark=b"PROGRAM"),
@@ -120,7 +120,7 @@ class MemologTest(contract.ContractTest):
             self.assertEqual(logger.program, PROGRAM)
             status, _, err = self.ulix("config", "memolog", "send", "--set", "program-file=日本.p90", *logger.where)
             self.assertRegex(f"{status} {err}", "2 ulix: --set: .*日本.p90'; takes a text in Windows-1252")
-        # Any of the maker's files can be sent, whatever the case of its mark; chosen are only loggers' own.
+        # Any of the maker's program files can be sent, its mark in upper or lower case. The file dialog lists loggers' only.
         other = self.file(program_file([], identity=b"XULIX,OTHER", mark=b"Program File", tail=b"\0\0"))
         self.fail_with(CODES["invalid"], "program", "memolog", "check", other)
         logger.requests.clear()
@@ -137,14 +137,14 @@ class MemologTest(contract.ContractTest):
             self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1), freeze(3)] + read_records(1, 48) +
                              read_records(49, 17) + [freeze(1), (WRITE_ONE, LOCK, 0)])
             self.assertEqual(len(out), 64)
-            # 100/128 s and half a second: the fraction runs over into the seconds.
+            # 100/128 s and half a second: the sum carries over into the seconds.
             self.assertEqual(out[0], {"channel": 0, "value": 0.5, "error": 0, "time": "1997-01-01T00:00:01.281"})
             self.assertEqual(out[62]["time"], "1997-01-01T00:00:32.281")
             self.assertEqual(out[63], {"channel": 6, "value": None, "error": 0xFFFFFFFD,
                                        "time": "1997-01-01T00:00:32.359"})
             self.assertEqual((logger.frozen, len(logger.blocks[1])), (set(), 65))
 
-    def test_what_is_read_and_what_is_cleared(self):
+    def test_clear_removes_only_the_records_read(self):
         logger = self.logger()
         read = ["memory", "memolog", "read", 0, *logger.where]
         logger.blocks[1] = [time_record(6, 86400)] * 7 + [time_record(6, 5)] + [measurement(2, 0, 1)] * 4
@@ -180,7 +180,7 @@ class MemologTest(contract.ContractTest):
             self.assertEqual((status, err), (2, f"ulix: {complaint.format(self.folder)}\n"))
         self.assertEqual(logger.requests, [])
 
-    def test_a_memory_that_is_being_read(self):
+    def test_memory_locked_by_another_reader_is_refused(self):
         logger = self.logger()
         logger.blocks[1] = sixty_five()
         logger.lock_register = 2
@@ -207,7 +207,7 @@ class MemologTest(contract.ContractTest):
         self.assertEqual((status, len(logger.blocks[1])), (1, 65), err)
 
     def fail_at_every_step(self, steps, args, check):
-        """Every fault at each step of an operation, after which `check` finds all well. `{}` is a folder."""
+        """Tries every fault at each step of an operation. `check` then expects all to be well. `{}` is a folder."""
         def damage(kind):
             logger, folder = self.logger(), self.folder / f"{kind}-{args[1]}-{args[2]}"
             folder.mkdir()
@@ -243,7 +243,7 @@ class MemologTest(contract.ContractTest):
         self.fail_at_every_step(range(4, 10), sent, check)
         self.fail_at_every_step(range(3, 16), ["program", "memolog", "read", "{}/back.p90", "--force"], lambda *_: None)
 
-    def test_late_replies_are_nobodys(self):
+    def test_late_replies_are_discarded(self):
         for logger in self.loggers():
             logger.blocks[1] = sixty_five()
             for step in 6, 7, 8, 10:
@@ -254,7 +254,7 @@ class MemologTest(contract.ContractTest):
                     self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
                     self.assertTrue(logger.sent_late.wait(10))
 
-    def test_interrupted(self):
+    def test_interrupted_read_is_cancelled(self):
         logger = self.logger()
         logger.blocks[1] = [time_record(6, 86400)] + [measurement(1, 1, 1)] * 9999
         csv = self.folder / "out.csv"

@@ -18,7 +18,7 @@ from serial_instrument import Reply
 
 SER2NET = shutil.which("ser2net") or shutil.which("ser2net", path="/usr/sbin")
 PYSERIAL = pathlib.Path("/usr/share/doc/python3-serial/examples/rfc2217_server.py")
-# The server stops at a line without modem lines, as a pseudo terminal is one: they are made up.
+# The server fails on a terminal without modem lines. A pseudo terminal has none, so they are made up.
 ON_TERMINALS = """
 import runpy, serial.serialposix as posix, sys
 for line in ("cts", "dsr", "ri", "cd"):
@@ -27,7 +27,7 @@ posix.Serial._update_rts_state = posix.Serial._update_dtr_state = lambda port: N
 sys.argv = sys.argv[1:]
 runpy.run_path(sys.argv[0], run_name="__main__")
 """
-# Each simulator, and what is asked of it.
+# The models that are simulated behind the servers.
 MODELS = "adt761 cmx310 flukehydra hart isotech jofrartcptc kambic kelvo10 microk".split()
 
 
@@ -55,7 +55,7 @@ class NetworkPortTest(ContractTest):
         return process
 
     def listening(self, port):
-        # Of the kernel's table, so that a server with room for one client alone keeps it.
+        # The port is looked up in the kernel's table: a connection would take the only place of some servers.
         needle = f":{port:04X} "
         end = time.monotonic() + 10
         while time.monotonic() < end:
@@ -146,7 +146,7 @@ class NetworkPortTest(ContractTest):
         for server in self.servers():
             with self.subTest(server.__name__):
                 late = Reply(b"11.1\n", delay=1.4)  # the read has ended after a second
-                # Replies keep their order: that of the query behind the late one comes after it.
+                # Replies keep their order: the reply to the next query comes after the late one.
                 behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.8)
                 unit = self.plug_in(kelvo10({"MEAS?": [late, "22.2", late, "33.3", "44.4"],
                                              "*IDN?": ["KELVO10 SN 1234 V1.0", behind]}))
@@ -161,7 +161,7 @@ class NetworkPortTest(ContractTest):
         code, output, error = self.run_ulix("read", "kelvo10", "in", "--port", "77")
         self.assertEqual(code, 0, error)
 
-    def test_what_cannot_be_reached(self):
+    def test_unreachable_server_gives_its_error(self):
         for url in (f"tcp://127.0.0.1:{free_port()}", "rfc2217://no-such-host.invalid:4001"):
             code, output, error = self.run_ulix("identify", "kelvo10", "--port", url)
             self.assertEqual((code != 0, output), (True, ""))

@@ -1,4 +1,4 @@
-"""What people at a terminal see of `ulix`: a configuration that is edited, a live table, a report.
+"""What users of `ulix` see at a terminal: the editing of a configuration, a live table, a report.
 
 Run as: python3 test_people_contract.py PATH_TO_ULIX [unittest arguments]
 """
@@ -26,7 +26,7 @@ ESCAPES = re.compile(r"\x1b\[[0-9;]*[A-Za-z]")
 
 
 class Terminal:
-    """A program on a terminal of so many columns, and a person who types what it waits for."""
+    """Runs a program on a terminal of a number of columns, and types its input."""
 
     def __init__(self, test, *args, columns=80):
         master, slave = os.openpty()
@@ -40,7 +40,7 @@ class Terminal:
         test.addCleanup(os.close, master)
 
     def wait_for(self, text, seconds=10):
-        """What came up to and with `text`, which is then forgotten."""
+        """Takes the output up to and including `text`."""
         end = time.monotonic() + seconds
         while text not in self.shown:
             if not select.select([self.master], [], [], max(0, end - time.monotonic()))[0]:
@@ -55,7 +55,7 @@ class Terminal:
         return asked
 
     def end(self):
-        """Exit status and the rest of what came."""
+        """Exit status and the rest of the output."""
         rest = self.shown
         try:
             while data := os.read(self.master, 65536):
@@ -112,7 +112,7 @@ class TerminalTest(ContractTest):
                      "input-cold-junction-temperature = 21.5", "COM 7:Kelvo10 (19200 bds"):
             self.assertIn(line, shown)
 
-    def test_whoever_stops_changes_nothing(self):
+    def test_interrupted_edit_changes_nothing(self):
         kept = self.folder / "kept.cfg"
         edit = ["config", "kelvo10", "edit", "--lang", "fr", "--save", kept]
         for leave in "!", "\x04", "\x03", "no":
@@ -174,7 +174,7 @@ class ReportTest(ContractTest):
                 self.assertEqual(f"{error[4]} {error[5]}", next(row[2] for row in rows if row[2]))
                 self.assertIn("<svg", text)
 
-    def test_nothing_in_it_reaches_out(self):
+    def test_report_refers_to_nothing_outside_itself(self):
         text, page, _ = self.report("en", identity="KELVO10 <script src='x'>&\"</td>")
         self.assertIn(["Identification", "KELVO10 <script src='x'>&\"</td>"], page.tables["Instrument"])
         for outside in "://", "<script", "<link", "<img", "@import", "url(":

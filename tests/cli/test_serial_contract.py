@@ -20,7 +20,7 @@ GARBAGE = Reply(b"\xff\x01\xfe~\n\r\x1b[2J\n\r")
 
 
 class Bench(NamedTuple):
-    """A model with its settings, the instrument that answers it, and what a connection and its end send.
+    """A model with its settings, the instrument that answers it, and the bytes that Connect and Disconnect send.
 
     `ask` is what is sent before a value is read or written: how the instrument is set.
     """
@@ -92,7 +92,7 @@ TEXTS = {
     0x80044402: ("Unable to send command", "Impossible d'émettre la commande"),
     0x80044403: ("Unable to read answer", "Impossible de lire la réponse"),
     0x80004001: ("Not implemented", "Non implémenté")}
-# The words that hosts know codes by, and codes that are of another model.
+# The short texts of error codes, and codes of other models.
 SHORT_TEXTS = {0x80043501: "NEG_ACKNOLEDGE", 0x80045708: "WRONG_CHAN_CONFIG", 0x80045D07: "OPEN_TC",
                0x80046104: "BAD_RESP", 0x80044B01: "NEG_ACKNOWLEDGE", 0x80010105: "UNABLE_TO_READ_COMM",
                0x80046304: "SCPI_ERROR", 0x80046503: "WRONG_CHAN_NUM", 0x80045C05: "", 0x80046505: ""}
@@ -121,13 +121,13 @@ def line(text):
 
 
 def prompted(*results, prompt="=>"):
-    """What the acquisition unit says to one command."""
+    """The acquisition unit's reply to one command."""
     return Reply("".join(f"{text}\r\n" for text in (*results, prompt)).encode())
 
 
 class SerialTest(ContractTest):
     def attempt(self, bench, args, answers=None, settings=()):
-        """One run of `ulix`: what it printed, and what the instrument heard of it."""
+        """One run of `ulix`: its output, and the bytes that the instrument received."""
         bench = BENCHES[bench]
         verb, *rest = args.split(" ", 1)
         rest = shlex.split(*rest) if rest else []
@@ -292,8 +292,8 @@ class SerialTest(ContractTest):
                 self.assertEqual(got.text, self.text_of(expected))
                 self.assertTrue(got.wire.endswith(BENCHES[bench].bye.encode()), got.wire)
 
-    def test_replies_that_do_not_come(self):
-        """Silence, or a reply that stops midway. The minutes that some instruments are given are not spent here."""
+    def test_missing_replies_time_out(self):
+        """No reply, or a reply that stops midway. Instruments with timeouts of minutes are left out."""
         for bench, args, command, reply, expected, wait in [
                 ("cmx310", "read", "MEAS?", b"1", [NO_READ], 1),
                 ("isotech", "set 0 20", addressed(0, " 20.0").decode(), SILENCE, NO_READ, 0.1),

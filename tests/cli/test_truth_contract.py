@@ -1,4 +1,4 @@
-"""What `ulix` says is the instrument's, is kept whole, and is told when it is not: one test a promise.
+"""`ulix` shows the instrument's own values, keeps data whole, and says so when it cannot: one test for each promise.
 
 Run as: python3 test_truth_contract.py PATH_TO_ULIX [unittest arguments]
 """
@@ -23,13 +23,13 @@ class InstrumentSettingsTest(ContractTest):
         row, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
         self.assertEqual((row["value"], row["unit"]), (228.77, "\u00b0F"))
 
-    def test_an_instrument_that_does_not_say_has_no_unit(self):
+    def test_instrument_without_a_unit_shows_none(self):
         unit = self.plug_in(kelvo10({"CFG_IN?": SILENCE}))
         status, out, err = self.ulix("read", "kelvo10", "--port", unit.device, "--timeout", 200)
         self.assertEqual((status, out.split()), (0, ["0", "IN", "12.345"]), err)
         self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*0x80044403.*\n$")
 
-    def test_options_that_say_it_keep_the_instrument_from_being_asked(self):
+    def test_options_that_set_the_unit_prevent_the_query_for_it(self):
         for options in (["--set", "input-function=TC"], ["--no-config"]):
             unit = self.plug_in(kelvo10())
             self.succeed("read", "kelvo10", "--port", unit.device, *options)
@@ -46,14 +46,14 @@ class InstrumentSettingsTest(ContractTest):
 
 
 class ConfigTest(ContractTest):
-    def test_nothing_is_sent_that_nobody_asked_for(self):
+    def test_only_the_requested_queries_are_sent(self):
         unit = self.plug_in(kelvo10())
         status, _, err = self.ulix("config", "kelvo10", "send", "--port", unit.device)
         self.assertEqual(status, 2)
         self.assertIn("--set KEY=VALUE or --config FILE", err)
         self.assertEqual(unit.commands, [])
 
-    def test_show_says_what_it_shows(self):
+    def test_show_names_the_source_of_its_values(self):
         unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
         self.succeed("config", "kelvo10", "show", "--set", "input-function=V5", "--save", kept)
         for args, said in ((["--port", unit.device], "as the instrument says"), (["--config", kept], str(kept)), ([], "defaults")):
@@ -73,7 +73,7 @@ class ConfigTest(ContractTest):
         self.assertIn("is a configuration of kelvo10, not of cmx310", err)
 
     @unittest.skipIf(UNDER_WINE, "ports have no paths there")
-    def test_a_file_finds_its_device_again(self):
+    def test_config_file_restores_the_device_path(self):
         unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
         self.succeed("config", "kelvo10", "read", "--port", unit.device, "--save", kept)
         self.assertEqual(self.succeed("identify", "kelvo10", "--config", kept), "KELVO10 SN 1234 V1.0\n")
@@ -100,7 +100,7 @@ class ScanTest(ContractTest):
         self.assertTrue(out)
 
     @unittest.skipIf(UNDER_WINE, "it has no such signals")
-    def test_every_end_is_a_good_one(self):
+    def test_scan_ends_cleanly_on_every_signal(self):
         for end in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
             unit, rows = self.plug_in(kelvo10()), self.folder / f"{end}.csv"
             process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100", "--csv", str(rows))
@@ -112,7 +112,7 @@ class ScanTest(ContractTest):
             self.assertEqual(unit.commands[-1][1], "LOC", end)
             self.assertTrue(rows.read_text().endswith("\n"))
 
-    def test_the_csv_says_what_it_is_of(self):
+    def test_csv_names_its_instrument(self):
         unit = self.plug_in(kelvo10({"*IDN?": "ULIX,KELVO10,77,V1"}))
         status, out, err = self.scan(unit, "--count", 2, "--csv", "-", "--csv-separator", "semicolon", "--operator", "A. B.")
         self.assertEqual((status, err), (0, ""))
@@ -129,14 +129,14 @@ class ScanTest(ContractTest):
         self.assertGreater(time.monotonic() - begun, 1.2)
         self.assertEqual(self.scan(self.plug_in(kelvo10()), "--duration", "soon")[0], 2)
 
-    def test_a_plot_is_what_it_can_be(self):
+    def test_plot_of_another_file_type_is_refused(self):
         status, _, err = self.scan(self.plug_in(kelvo10()), "--count", 1, "--plot", self.folder / "x.png")
         self.assertEqual(status, 2)
         self.assertIn(".svg", err)
 
 
 class WordsTest(ContractTest):
-    def test_a_slip_is_answered_by_what_was_meant(self):
+    def test_misspelt_word_gets_a_suggestion(self):
         for args, meant in ((["raed", "kelvo10"], "read"), (["read", "kelvo1O"], "kelvo10"),
                             (["read", "kelvo10", "INN", "--port", "sim"], "IN"), (["read", "kelvo10", "--prot", "5"], "--port"),
                             (["config", "kelvo10", "show", "--set", "input-funktion=TC"], "input-function")):
@@ -161,26 +161,26 @@ class WordsTest(ContractTest):
         self.assertEqual(status, 1)
         self.assertIn("hart has no identification", err)
 
-    def test_a_comma_is_taken_where_french_is_spoken(self):
+    def test_comma_is_a_decimal_separator_in_french(self):
         unit = self.plug_in(kelvo10())
         self.succeed("set", "kelvo10", "OUT", "1,5", "--port", unit.device, "--lang", "fr")
         self.assertIn(b"OUT 1.500000", unit.wire())
         self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--dead-band-abs", "0,5", "--count", 1, "--lang", "fr")
 
-    def test_limits_are_kept(self):
+    def test_set_refuses_a_value_beyond_its_limit(self):
         unit = self.plug_in(kelvo10())
         self.assertEqual(self.ulix("set", "kelvo10", "OUT", "9", "--max", "5", "--port", unit.device)[0], 2)
         self.assertFalse(unit.times("OUT 9.000000"))
 
 
 class RawTest(ContractTest):
-    def test_a_query_as_it_is_typed(self):
+    def test_query_is_sent_as_typed(self):
         unit = self.plug_in(kelvo10())
         self.assertEqual(self.succeed("query", "kelvo10", "CFG_IN?", "--port", unit.device), "V50\n")
         self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", "--port", unit.device)
         self.assertEqual(len(unit.times("MEAS RUN")), 1)
 
-    def test_who_answers_is_found(self):
+    def test_detect_finds_the_instrument_that_answers(self):
         unit = self.plug_in(kelvo10())
         self.assertEqual(self.succeed("detect", "--port", unit.device), "kelvo10  KELVO10 SN 1234 V1.0\n")
         status, _, err = self.ulix("detect", "--port", "/dev/null")
@@ -190,7 +190,7 @@ class RawTest(ContractTest):
 
 class CauseTest(ContractTest):
     @unittest.skipIf(UNDER_WINE, "its devices have other names")
-    def test_why_a_port_cannot_be_opened(self):
+    def test_port_that_cannot_be_opened_gives_the_cause(self):
         unit = self.plug_in(kelvo10())
         holder = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100")
         self.read_line(holder)
@@ -201,14 +201,14 @@ class CauseTest(ContractTest):
 
 
 class ReplayTest(ContractTest):
-    def test_what_was_recorded_is_played_again(self):
+    def test_recorded_exchange_is_replayed(self):
         log = self.folder / "wire.log"
         first = self.succeed("read", "kelvo10", "--port", "sim", "--record", log)
         line = self.start("simulate", "kelvo10", "--replay", str(log))
         self.assertEqual(self.succeed("read", "kelvo10", "--port", self.read_line(line)), first)
         self.assertEqual(self.interrupt(line)[0], 0)
 
-    def test_another_query_is_complained_about(self):
+    def test_replay_reports_a_query_that_was_not_recorded(self):
         log = self.folder / "wire.log"
         self.succeed("identify", "kelvo10", "--port", "sim", "--record", log)
         line = self.start("simulate", "kelvo10", "--replay", str(log))

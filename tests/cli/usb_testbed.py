@@ -1,4 +1,4 @@
-"""An instrument on an emulated USB: what its device is, and a conversation to replay. Linux, by umockdev-run.
+"""An instrument on an emulated USB: its device, and a conversation to replay. Linux only, with umockdev-run.
 
 The device has one vendor-specific interface with a bulk endpoint each way, full speed.
 """
@@ -47,7 +47,7 @@ def transfer(endpoint, size, data):
 
 
 def conversation(*exchanges):
-    """Commands and the packets that come after each, as umockdev-run replays them; what is asked for unasked is empty."""
+    """The commands and the packets after each, as umockdev-run replays them. A read before any command gets no data."""
     lines = [f"@DEV {DEVICE}", transfer(IN, PACKET, b"")]
     for command, *packets in exchanges:
         lines.append(transfer(OUT, len(command), command.encode()))
