@@ -90,7 +90,7 @@ class ContractTest(unittest.TestCase):
 
 
 def have_own_semaphores():
-    """Machine-wide locks of this test's own, where this user may: it waits for no other test and no other program."""
+    """Gives this test its own machine-wide locks, where the user may, so that it does not wait for other programs."""
     new_ipc_namespace = 0x08000000
     if sys.platform == "linux":
         ctypes.CDLL(None).unshare(new_ipc_namespace)

@@ -1,4 +1,4 @@
-// Every model, and every device that a model can be set to be, at its simulated instrument.
+// Every model with its simulated instrument. A model that can be set to several instruments has a device for each.
 #pragma once
 
 #include <ostream>
@@ -16,10 +16,10 @@ struct Property {
   const char* value;
 };
 
-// What exchanges come to.
+// The codes that exchanges give.
 struct DeviceCodes {
-  HRESULT closed;  // while nobody is connected
-  HRESULT gone;    // while the device is
+  HRESULT closed;  // While no host is connected.
+  HRESULT gone;    // While the device is unplugged.
   HRESULT unread;
   HRESULT unwritten;
 };
@@ -30,23 +30,24 @@ inline constexpr DeviceCodes kUsbCodes = {winUsbCommErrUnableToWriteComm, winUsb
 inline constexpr DeviceCodes kNetworkCodes = {networkCommErrConnexClosed, networkCommErrUnableToConnect,
                                               networkCommErrUnableToReadComm, networkCommErrUnableToWriteComm};
 
-// What the longest query needs on a line at 9600 bits per second: waits begin behind it.
+// The time of the longest query on a line at 9600 bits per second. Timeouts start after it.
 inline constexpr int kWireMs = 50;
 
 struct Device {
   const char* name;
   const char* model;
   std::vector<Property> settings;
-  std::vector<Property> bench;  // simulated quantities that stand still
+  std::vector<Property> bench;  // Properties that make the simulated quantities constant.
   std::vector<ChannelId> channels;
-  std::vector<const char*> quantities;  // by channel: the bench's property that its value follows; none: it has its own
-  int patience_ms;                      // from a query for a value to the end of the wait for its reply
+  std::vector<const char*>
+      quantities;   // For each channel the simulator's property that sets its value; empty: none does.
+  int patience_ms;  // How long a query for a value waits for its reply.
   ChannelId written = 0;
   DeviceCodes codes = kSerialCodes;
   bool on_network = false;
-  HRESULT mute_return = 0;  // of a reconnection to a mute device, where that is not the link's code
+  HRESULT mute_return = 0;  // Code of a reconnection to a mute device; 0: the link's code.
 
-  // Whether a test can say what is read.
+  // Whether a test can set the value that is read.
   bool has_quantities() const { return !quantities.empty(); }
 };
 
@@ -74,12 +75,12 @@ inline const Device kDevices[] = {
     {"Kambic", "kambic", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 3000, 1},
     {"Adt761", "adt761", {}, {{"item", "V"}}, {0}, {"value"}, 1000, 7},
     {"Hart", "hart", {}, kStillBlock, {0, 1}, {"set-point", "set-point"}, 1000, 1},
-    {"Adt760", "adt760", {}, {}, {0}, {"reading-text"}, 5001, 7, kUsbCodes},  // a millisecond of draining
+    {"Adt760", "adt760", {}, {}, {0}, {"reading-text"}, 5001, 7, kUsbCodes},  // One millisecond of draining included.
     {"Memolog", "memolog", {}, {}, {0, 1, 2}, {}, 1000},
     {"MemologNetwork", "memolog", {}, {}, {0, 1, 2}, {}, 1000, 0, kNetworkCodes, true},
 };
 
-// Those on a line of text whose values a test can set: what comes late there must be told from what was asked.
+// The devices with a text protocol whose values a test can set. Their late replies must not be taken for later ones.
 inline std::vector<Device> Readers() {
   std::vector<Device> readers;
   for (const Device& device : kDevices) {

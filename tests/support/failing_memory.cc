@@ -6,7 +6,7 @@
 
 namespace {
 
-std::atomic<long> until_failure = 0;  // 0: none fails any more
+std::atomic<long> until_failure = 0;  // 0: no allocation fails any more.
 std::atomic<long> blocks_held = 0;
 
 bool Fails() {

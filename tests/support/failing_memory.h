@@ -1,20 +1,20 @@
-// Memory that runs out at the n-th allocation by operator new, of whatever thread, once.
+// Makes the n-th allocation by operator new fail once, on any thread.
 #pragma once
 
 namespace ulix {
 
-// While it lives, the allocation of that number fails, from 1; earlier and later ones do not.
+// While it lives, the allocation of that number, counted from 1, fails. Earlier and later ones succeed.
 class FailingAllocation {
  public:
   explicit FailingAllocation(long number);
   ~FailingAllocation();
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
-  // False when fewer allocations were made.
+  // Whether the allocation failed. False when fewer allocations were made.
   bool Happened() const;
 };
 
-// Blocks from operator new that nobody has let go of yet.
+// How many blocks from operator new are not deleted yet.
 long BlocksHeld();
 
 }  // namespace ulix

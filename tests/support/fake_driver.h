@@ -1,4 +1,4 @@
-// A driver without an instrument: tests say what each reading gives and when it returns.
+// A driver without an instrument. Tests set the result of each reading and when it returns.
 #pragma once
 
 #include <array>
@@ -34,7 +34,7 @@ inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .settings = kFakeSettings,
                                         .errors = kFakeErrors};
 
-// A memory of one block. Its records lie as a logger keeps them: `stored` holds whole ones.
+// A memory of one block. `stored` holds whole records in a logger's layout.
 class FakeMemory final : public RecordedMemory {
  public:
   std::string stored;
@@ -57,7 +57,7 @@ class FakeDriver final : public Driver {
  public:
   FakeDriver() : FakeDriver(std::make_unique<FakeLink>()) {}
 
-  // What the calls give; read under no lock, so set before threads run, or made of atomics.
+  // The results of the calls. They are read without a lock: set them before threads run, or use atomics in them.
   std::function<Reading(ChannelId)> reading = [](ChannelId) { return Reading{S_OK, 1.0F}; };
   std::function<HRESULT(ChannelId, float)> writing = [](ChannelId, float) { return S_OK; };
   std::function<HRESULT()>& opening;

@@ -1,4 +1,4 @@
-// A serial port that does what a test orders and notes what it was asked.
+// A serial port that behaves as a test sets it and records its calls.
 #pragma once
 
 #include <memory>
@@ -10,19 +10,19 @@
 
 namespace ulix {
 
-// The line behind the port; lives on when the port is closed.
+// The line behind the port. It outlives the port.
 struct FakeLine {
   std::vector<std::string> calls;  // such as "open 1", "timeouts 1000 1000", "write MEAS?", "read 1", "clear"
   platform::LineSettings settings;
-  std::string input;  // what the device has sent
+  std::string input;  // Bytes that the device has sent and that were not read yet.
   platform::IoResult after_input{platform::IoOutcome::kNoFirstByte, 0, 0};
 
-  bool of_machine = true;  // whether other programs can reach it
+  bool of_machine = true;  // Whether other programs can use the port.
   bool refuses_open = false;
   bool refuses_queues = false;
   bool refuses_configure = false;
-  int timeouts_taken = -1;             // how many more times they can be set; negative: always
-  std::size_t bytes_taken = SIZE_MAX;  // of each write
+  int timeouts_taken = -1;             // How often timeouts can still be set; negative: always.
+  std::size_t bytes_taken = SIZE_MAX;  // How many bytes of each write are accepted.
 };
 
 class FakeSerialPort final : public platform::SerialPort {
@@ -70,7 +70,7 @@ class FakeSerialPort final : public platform::SerialPort {
   FakeLine& line_;
 };
 
-// The port that a number stands for on the line.
+// A port that is bound to the line. Open records the number of the port.
 class FakeBoundPort final : public platform::BoundPort {
  public:
   FakeBoundPort(FakeLine& line, platform::PortAddress address) : line_(line), address_(std::move(address)) {}
@@ -87,7 +87,7 @@ class FakeBoundPort final : public platform::BoundPort {
   const platform::PortAddress address_;
 };
 
-// Notes the port number and refuses when the line says so. The line outlives every port.
+// Resolves every port to the line. The line must outlive every port.
 inline platform::PortResolver ResolverOf(FakeLine& line) {
   return [&line](const platform::PortAddress& address) {
     return platform::PortResolution{std::make_shared<FakeBoundPort>(line, address), {}};

@@ -1,4 +1,5 @@
-// A device behind a real helper library that a test has loaded: it answers as it is ordered and notes every call.
+// A device behind a real helper library that the test has loaded. It answers as the test sets it and records every
+// call.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +16,7 @@
 
 namespace ulix {
 
-// Where the helper libraries of the tests are: "whole", and "lacks-<entry>" for each entry.
+// The folder of a helper library of the tests: "whole", or "lacks-<entry>" for each entry.
 inline std::filesystem::path TestUsbFolder(const std::string& which) {
   return platform::OwnModuleFolder().value() / "usb" / which;
 }
@@ -25,7 +26,7 @@ class FakeUsbLibrary final : public UsbLibrary {
   FakeUsbLibrary() : forwarder_(LoadForwarder()) { Forward(this); }
   ~FakeUsbLibrary() override { Forward(nullptr); }
 
-  // Through the entries of the library file, as a control comes by it.
+  // Loads the library file, as a control does.
   UsbLibraryLoader Loader() {
     return [this] {
       ++loads;
@@ -34,20 +35,20 @@ class FakeUsbLibrary final : public UsbLibrary {
   }
 
   std::vector<std::string> TakeCalls() { return std::exchange(calls, {}); }
-  // What was written, as one text.
+  // Takes all that was written, as one text.
   std::string TakeWritten() { return std::exchange(written, {}); }
 
   int loads = 0;
   std::vector<std::string> calls;  // such as "Connect", "Write *CLS", "SetTimeout 3 5000"
   std::string written;
-  std::map<std::string, HRESULT> failing;      // by such a call, or by its first word
-  std::map<std::string, std::string> answers;  // by command, without the line feeds of either
-  std::string line_end = "\n";                 // of an answer, unless the library gives none
-  std::deque<std::string> received;            // blocks that wait to be read
-  std::uint32_t count = 0xFFFFFFFF;            // said of a write, but for all ones: its length
-  std::uint32_t oversize = 0;                  // added to the size said of a read
+  std::map<std::string, HRESULT> failing;      // By call, or by its first word.
+  std::map<std::string, std::string> answers;  // By command; neither has its line feed.
+  std::string line_end = "\n";                 // End of each answer.
+  std::deque<std::string> received;            // Blocks that the next reads give.
+  std::uint32_t count = 0xFFFFFFFF;            // Count reported for a write; all ones: its length.
+  std::uint32_t oversize = 0;                  // Added to the count reported for a read.
   UsbIdentity found{{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}}, 0x0483, 0x5740};
-  UsbDevice seen;  // as it was given to the first call of a connection
+  UsbDevice seen;  // The record given to the first call of a connection.
 
   HRESULT GetInterfaceGuid(UsbDevice& device) override {
     seen = device;
@@ -55,7 +56,7 @@ class FakeUsbLibrary final : public UsbLibrary {
     return Note("GetInterfaceGuid");
   }
   HRESULT Connect(UsbDevice& device) override {
-    device.library.fill(0xEE);  // the library's own, to do with as it likes
+    device.library.fill(0xEE);  // A library may use this part for itself.
     return Note("Connect");
   }
   HRESULT Write(UsbDevice&, const char* text, std::uint32_t& sent) override {

@@ -1,4 +1,4 @@
-// The machine's time, so many times faster.
+// The machine's clock, running a number of times faster.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +16,7 @@ class FastClock final : public Clock {
     return local_start_ + std::chrono::duration<double>(Now() - start_).count() / kSecondsPerDay;
   }
   void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
-    // Waits without limit are a day or more ahead.
+    // A wait without limit would overflow: a wait ends 2400 hours after the start at the latest.
     changed.wait_until(lock,
                        start_ + std::min<MonotonicTime::duration>(until - start_, std::chrono::hours(2400)) / times_);
   }

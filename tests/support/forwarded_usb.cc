@@ -1,4 +1,4 @@
-// A helper library whose entries lead to an object of the test that loaded it.
+// A helper library that forwards its calls to an object of the test that loaded it.
 #include "tests/support/forwarded_usb.h"
 
 #include <stdexcept>

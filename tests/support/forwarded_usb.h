@@ -1,4 +1,4 @@
-// What the test's own helper library has beside the seven entries.
+// The entry that the test's helper library has in addition to the seven entries of every helper library.
 #pragma once
 
 #include "links/usb_library.h"

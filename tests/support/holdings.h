@@ -1,4 +1,4 @@
-// What this process holds of the system: what must not grow in a long run.
+// The handles, threads and memory of this process. They must not grow in a long run.
 #pragma once
 
 #ifdef _WIN32
@@ -19,11 +19,11 @@ namespace ulix {
 struct Holdings {
   long handles = 0;
   long threads = 0;
-  double megabytes = 0;  // resident; on Windows what is its own
+  double megabytes = 0;  // Resident memory; on Windows private memory.
 };
 
 #ifdef _WIN32
-// The runtime's locks get their handles when they are first waited for.
+// The runtime makes a lock's handle at the first wait for it.
 inline constexpr long kHandlesOfLocks = 16;
 
 inline Holdings HoldingsNow() {

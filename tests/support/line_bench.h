@@ -1,4 +1,4 @@
-// A model's driver at its simulated instrument, over a line inside the process.
+// A model's driver connected to its simulated instrument by a line inside the process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,20 +18,20 @@
 
 namespace ulix {
 
-// What a reading gives under a fault, and the time it may take: for a model on its own, as new ones start.
-// tests/drivers/line_faults_test.cc has every fault to the models on a serial line.
+// A fault, the code of a reading under it, and the time that it may take. The test of a new model uses it.
+// tests/drivers/line_faults_test.cc has the faults of all models.
 struct FaultCase {
   Fault fault;
   HRESULT error;
   Milliseconds at_most;
 };
 
-// Time passes by being waited for, unless it is stepped. Every byte that goes to the instrument is kept.
+// A wait advances the clock at once, unless the clock is stepped. All bytes sent to the instrument are recorded.
 class LineBench : public testing::Test {
  protected:
   using Wrap = std::function<std::unique_ptr<Simulator>(std::unique_ptr<Simulator>)>;
 
-  // `wrap` puts something between the model's simulator and the line.
+  // `wrap` puts another simulator between the model's and the line.
   explicit LineBench(
       const char* model, ManualClock::Mode mode = ManualClock::Mode::kAutomatic,
       const Wrap& wrap = [](auto simulator) { return simulator; })
@@ -67,7 +67,7 @@ class LineBench : public testing::Test {
     return connected != 0;
   }
 
-  // Reads the channel under each fault, and again when the fault has passed: that reading must be right.
+  // Reads the channel under each fault, and again after it. The second reading must give `right`.
   void ExpectFaultsToPass(std::span<const FaultCase> cases, ChannelId channel, float right) {
     for (const FaultCase& c : cases) {
       SCOPED_TRACE(testing::Message() << "fault " << static_cast<int>(c.fault.kind) << '=' << c.fault.amount);
@@ -76,7 +76,7 @@ class LineBench : public testing::Test {
       EXPECT_EQ(driver->ReadChannel(channel).code, c.error);
       EXPECT_LE(clock.Now() - before, c.at_most);
       bench->SetFaults({});
-      clock.SleepFor(Milliseconds(10'000));  // what was late has come by now
+      clock.SleepFor(Milliseconds(10'000));  // All late replies have come by then.
       const Reading next = driver->ReadChannel(channel);
       EXPECT_EQ(next.code, S_OK);
       EXPECT_EQ(next.value, right);
@@ -87,7 +87,7 @@ class LineBench : public testing::Test {
   std::shared_ptr<SimulatedBench> bench;
   std::string sent;
   std::unique_ptr<Instrument> device;
-  Driver* driver = nullptr;  // the device's own
+  Driver* driver = nullptr;  // Owned by `device`.
 };
 
 }  // namespace ulix

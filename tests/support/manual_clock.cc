@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-// Not the clock's zero, so that a moment that was never set stands out.
+// The clock does not start at zero, so that a time that was never set is recognised.
 constexpr MonotonicTime kStart{std::chrono::hours(1000)};
 constexpr CivilTime kLocalStart{2026, 1, 31, 10, 11, 12, 0};
 constexpr double kMillisecondsPerDay = 86'400'000;
@@ -37,7 +37,7 @@ void ManualClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_v
     waiting_.insert(std::this_thread::get_id());
     waiter_came_.notify_all();
   }
-  // Advance does not know this condition; a short real wait that ends for nothing stands in for its notice.
+  // Advance cannot notify this condition variable. A short real wait takes the place of a notification.
   if (mode == Mode::kStepped) {
     changed.wait_for(lock, Milliseconds(1));
   } else {

@@ -1,4 +1,4 @@
-// A link and a framer without a line: what drivers are given that have no instrument.
+// A link and a framer without a line, for drivers without an instrument.
 #pragma once
 
 #include <memory>

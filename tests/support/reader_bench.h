@@ -1,5 +1,5 @@
-// A driver that reads at its simulated instrument. The instrument tells the number of the query as its value, so that a
-// value that belongs to another query shows.
+// A driver that reads its simulated instrument. The value is the number of the query, so that a test sees when a value
+// belongs to another query.
 #pragma once
 
 #include <algorithm>
@@ -25,7 +25,7 @@ class DeviceBench : public LineBench {
     for (const auto& [key, value] : model.bench) SetBench(key, value);
   }
 
-  // Sets the simulated quantity: quarters below a thousand, which all instruments show without rounding.
+  // Sets the simulated quantity. Use multiples of 0.25 below 1000: all instruments show them without rounding.
   void SetQuantity(double value, std::size_t channel = 0) {
     if (model.has_quantities()) SetBench(model.quantities[channel], FormatFixed(value, 2));
   }
@@ -43,7 +43,8 @@ class ReaderBench : public DeviceBench, public testing::WithParamInterface<Devic
 
   int Within(int low, int high) { return std::uniform_int_distribution(low, high)(random); }
 
-  // Asks for a value that was not told for a long time; S_OK when that value came, or one that counts as wrong.
+  // Sets the simulated quantity to a new value and reads it. Counts any other value as `wrong`. Returns the reading's
+  // code.
   HRESULT AskOnce() {
     const auto which = static_cast<std::size_t>(Within(0, static_cast<int>(model.channels.size()) - 1));
     number = number % kNumbers + 1;

@@ -1,4 +1,4 @@
-// A sink that keeps what it is told, and lets a test wait for it.
+// A sink that records its events and lets a test wait for them.
 #pragma once
 
 #include <chrono>
@@ -11,10 +11,10 @@
 
 namespace ulix {
 
-// How long a test waits for something that is going to happen; reached only when it does not.
+// How long a test waits for an event. The time is used up only when the event does not come.
 inline constexpr std::chrono::seconds kTestPatience{20};
 
-// Something that threads change and tests wait for.
+// A value that threads change and tests wait for.
 template <typename T>
 class Watched {
  public:
@@ -31,7 +31,7 @@ class Watched {
     const std::lock_guard lock(mutex_);
     return value_;
   }
-  // False when it did not come true in a test's patience.
+  // Waits until the condition is true; false when that takes longer than kTestPatience.
   template <typename Condition>
   bool Await(Condition&& condition) const {
     std::unique_lock lock(mutex_);

@@ -1,4 +1,4 @@
-// Environment variables for the length of a test.
+// Sets environment variables for the duration of a test.
 #pragma once
 
 #include <cstdlib>
@@ -9,7 +9,7 @@ namespace ulix {
 
 class ScopedEnv {
  public:
-  // Without a value the variable is taken away.
+  // Without a value the variable is removed.
   ScopedEnv(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
     if (const char* before = std::getenv(name_.c_str())) before_ = before;
     Put(value);

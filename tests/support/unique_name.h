@@ -1,4 +1,4 @@
-// Names that no other test has, of this process or of one beside it.
+// Names that no other test uses, in this process or in another one.
 #pragma once
 
 #include <random>

@@ -188,7 +188,7 @@ TEST_F(UnplugTerminal, ReplugUnderTheSamePath_IsNoticedAndReconnected) {
               static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
 }
 
-// Two instruments under two paths, which two numbers stand for at first.
+// Two instruments under two paths. Two port numbers lead to the paths.
 class TwoTerminals : public testing::Test {
  protected:
   TwoTerminals() { std::filesystem::create_directory(folder_); }
@@ -198,7 +198,7 @@ class TwoTerminals : public testing::Test {
   static constexpr const char* kSecond = "ULIX,KELVO10,2,V2.10";
   static constexpr int kNumber = 61;
 
-  // What each number stands for from now on.
+  // Makes port number 61 lead to the first path and 62 to the second.
   void Number(const std::filesystem::path& first, const std::filesystem::path& second) {
     numbers_.emplace_back("ULIX_COM61", first);
     numbers_.emplace_back("ULIX_COM62", second);
@@ -217,7 +217,7 @@ class TwoTerminals : public testing::Test {
   Driver* driver_ = nullptr;
 };
 
-TEST_F(TwoTerminals, NeverReadsOrDrivesTheOtherOneAndHasItsOwnBack) {
+TEST_F(TwoTerminals, OwnInstrumentReplugged_OtherOnesAreNeverReadOrWritten) {
   for (const bool by_path : {true, false}) {
     SCOPED_TRACE(by_path ? "by path" : "by number");
     auto made = FindModel("kelvo10")->create({});
@@ -240,7 +240,7 @@ TEST_F(TwoTerminals, NeverReadsOrDrivesTheOtherOneAndHasItsOwnBack) {
       EXPECT_TRUE(Failed(Read(&value)));
       EXPECT_TRUE(Failed(driver_->WriteChannel(1, 5.0F)));
     }
-    // Another instrument in its place is asked what it is, and nothing else.
+    // Another instrument at the same path is identified and receives nothing else.
     {
       PluggedDevice stranger(own_, 3, kSecond);
       for (int i = 0; i < 3; ++i) {
@@ -250,7 +250,7 @@ TEST_F(TwoTerminals, NeverReadsOrDrivesTheOtherOneAndHasItsOwnBack) {
       EXPECT_EQ(stranger.TakeHeard(), "*IDN?\n");
       ASSERT_EQ(instrument.Disconnect(), S_OK);
       Number(own_, other_);
-      ASSERT_EQ(instrument.Connect(), S_OK) << "a host that connects anew takes it";
+      ASSERT_EQ(instrument.Connect(), S_OK) << "a host that connects again accepts it";
       ASSERT_EQ(Read(&value), S_OK);
       EXPECT_EQ(value, 3);
     }

@@ -1,5 +1,5 @@
-// Gives the test program machine-wide locks of its own, where this user may: a test run waits for no other one, and for
-// no program that drives instruments meanwhile.
+// Gives the test program its own machine-wide locks, where the user may do so. The program then does not wait for other
+// tests or for programs that use instruments at the same time.
 #include <sched.h>
 
 namespace {
