@@ -1,4 +1,4 @@
-"""The examples agree with the type library, and the reader of examples sees where one would not."""
+"""The examples agree with the type library, and check_examples finds the faults that are put into one."""
 
 import pathlib
 import sys
@@ -18,20 +18,20 @@ class Examples(unittest.TestCase):
     def test_every_example_agrees_with_the_type_library(self):
         self.assertEqual(check_examples.main([]), 0)
 
-    def test_what_is_not_there_is_seen(self):
+    def test_unknown_member_is_found(self):
         for text in ("control.Conect", "x = control.GetChanName(0, 1)", "control.ConnectGroupChan group",
                      'setup.Serial("port", 1) = 5', 'control.Version = "2"', "control.GetChansVals ids, values, errors",
                      'Set control = CreateObject("Ulix.UlixInstrKelvo11Ctl.1")'):
             with self.subTest(text):
                 self.assertEqual(len(faults_of(text)), 1)
 
-    def test_what_is_there_is_not_complained_of(self):
+    def test_known_member_is_accepted(self):
         for text in ("control.Connect ' twice, if need be", "x = control.GetChanName(0)", "control.SetChanVal 1, Max(a, b)",
                      'setup.Serial("port") = 5', "If control.IsConnected = 0 Then"):
             with self.subTest(text):
                 self.assertEqual(faults_of(text), [])
 
-    def test_each_language_has_its_own_way_of_passing_what_comes_out(self):
+    def test_each_language_passes_out_arguments_in_its_own_way(self):
         said = "// " + check_examples.NOT_RUN + "\n"
         self.assertEqual(faults_of(said + "control.GetChansVals(ids, out v, out e, out t);", ".cs"), [])
         self.assertEqual(len(faults_of(said + "control.GetChansVals(ids);", ".cs")), 1)

@@ -1,4 +1,4 @@
-"""The texts of this tree are whole, and the check that says so tells every way in which they could not be."""
+"""The texts of this tree pass check_words, and check_words finds each kind of fault that is put into a copy of them."""
 
 import pathlib
 import shutil
@@ -11,7 +11,7 @@ sys.path.insert(0, str(ROOT / "scripts"))
 import check_words  # noqa: E402
 
 TEXTS, KELVO10, FORMS = "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h", "forms/instrument_forms.cc"
-# What is put in place of what, where, and what is said of it.
+# Each fault: file, text, replacement, expected complaint.
 FAULTS = [
     (TEXTS, '"Voie %"', '"Voie"', "places for values differ"),
     (TEXTS, '"Voies"', '""', "empty"),
@@ -29,12 +29,12 @@ FAULTS = [
 
 
 class Words(unittest.TestCase):
-    def test_every_text_is_whole_and_used(self):
+    def test_every_text_has_both_languages_and_is_used(self):
         complaints, count = check_words.check(ROOT)
         self.assertEqual(complaints, [])
         self.assertGreater(count, 150)
 
-    def test_every_fault_is_told(self):
+    def test_every_fault_is_reported(self):
         with tempfile.TemporaryDirectory() as folder:
             root = pathlib.Path(folder)
             for room in ("forms", "resources", "drivers", "links"):
