@@ -117,7 +117,7 @@ void GroupRun::End(Ending ending) {
     state_->events.Set(KillTimer);
     state_->events.Reset(TimeToScan);
     Finish(std::move(timer), TimerKilled, "Stop: Unable to kill Timer Thread");
-    state_->events.Reset(TimeToScan);  // a tick that raced in is dropped
+    state_->events.Reset(TimeToScan);  // A tick that came meanwhile is dropped.
   }
   if (scan) {
     state_->events.Set(KillScan);
@@ -198,7 +198,7 @@ HRESULT AcqGroup::ImmediateRead() {
 
 void AcqGroup::ScanOnce(GroupEvents& events) {
   Clock& clock = control_->clock;
-  // A thread that could not open the link has ended without being created.
+  // A thread that cannot open the link ends without setting ScanCreated.
   if (!(events.Wait(ScanCreated | ScanKilled, Deadline::In(clock, kHandshake)) & ScanCreated)) {
     TraceGroup(*control_, id(), "ImmediateRead: Scanning Not Created");
   }

@@ -17,7 +17,7 @@
 
 namespace ulix {
 
-// What the threads of a control share. Kept alive by whoever still works with it.
+// The state that all threads of a control share. Each user holds a shared_ptr, so that a thread left behind can end.
 struct ControlState {
   ControlState(std::unique_ptr<Driver> instrument, Clock& time)
       : driver(std::move(instrument)), clock(time), channels(driver->card().channels) {}
@@ -25,56 +25,57 @@ struct ControlState {
   Clock& clock;
   ChannelTable channels;
   EventSinks sinks;
-  std::mutex write_mutex;  // held from a value's place in the channel table to what the instrument says of it
+  std::mutex write_mutex;  // Held while a value is written: from the change of its record to the instrument's reply.
 };
 
-// What a group's threads share with it.
+// The state that a group shares with its threads.
 class GroupState {
  public:
   explicit GroupState(std::uint32_t group_id) : id(group_id) {}
   const std::uint32_t id;
 
   GroupSettings Settings() const;
-  void SetSettings(GroupSettings settings);  // a period below the shortest becomes the shortest
+  // A period below kShortestPeriodMs becomes kShortestPeriodMs.
+  void SetSettings(GroupSettings settings);
 
   bool IsMember(ChannelId channel) const;
   void SetMember(ChannelId channel, bool member);
-  // In the order of their ids, in place of what `members` held.
+  // Replaces the content of `members` by the group's channels, in the order of their ids.
   void GetMembers(std::vector<ChannelId>* members) const;
 
  private:
   mutable std::mutex mutex_;
-  GroupSettings settings_;          // guarded by mutex_
-  std::vector<ChannelId> members_;  // guarded by mutex_; sorted: each scan takes them
+  GroupSettings settings_;          // Guarded by mutex_.
+  std::vector<ChannelId> members_;  // Guarded by mutex_; sorted.
 };
 
-// What the threads of one run share with whoever started it. A thread that was left behind keeps its own and disturbs
-// no later run. All memory that scans need is taken when it is made.
+// The state that the threads of one run share with the group. Each run has its own, so that a thread left behind does
+// not disturb a later run. The constructor allocates all memory that scans need.
 class RunState {
  public:
   RunState(Clock& clock, std::size_t channels);
 
   GroupEvents events;
 
-  // The next scan to begin reports whatever its values are.
+  // The next scan that begins is reported in any case.
   void ForceReport();
-  // Whether the scan that begins at `now` reports in any case: it was asked to, nothing was reported yet, or the last
-  // report is longer ago than the maximum dead time.
+  // Whether the scan that begins at `now` is reported in any case: after ForceReport, when nothing was reported yet, or
+  // when the last report is longer ago than the max report interval, in seconds. Clears the mark of ForceReport.
   bool TakeReportDue(MonotonicTime now, std::uint32_t dead_time_max_s);
   void NoteReport(MonotonicTime now);
 
-  // Of the scan thread alone. The dead band is measured from the last reported values, not from the channel records.
+  // For the scan thread only. The dead band lies around the last reported values, not around the channel records.
   std::vector<float> last_reported;
   std::vector<ChannelId> scanned;
   ChannelArrays arrays;
 
  private:
   std::mutex mutex_;
-  std::optional<MonotonicTime> last_report_;  // guarded by mutex_
-  bool report_forced_ = false;                // guarded by mutex_
+  std::optional<MonotonicTime> last_report_;  // Guarded by mutex_.
+  bool report_forced_ = false;                // Guarded by mutex_.
 };
 
-// The threads of one run, or of one immediate read (a scan thread alone).
+// The threads of one run. An immediate read of a stopped group is a run with a scan thread only.
 class GroupRun {
  public:
   GroupRun(std::shared_ptr<ControlState> control, std::shared_ptr<GroupState> group);
@@ -86,10 +87,10 @@ class GroupRun {
   void StartScan();
   bool HasTimer() const;
   RunState& state() { return *state_; }
-  // What ends the threads: traces name it.
+  // Why the threads end. Trace lines name it.
   enum class Ending { kStop, kImmediateRead };
-  // Tells the threads to end and waits at most a second for each; one that does not come is left behind. At once inside
-  // an event of this run. May be called again, by any thread.
+  // Tells the threads to end and waits at most a second for each. A thread that does not end in time is left behind.
+  // Inside an event of this run it does not wait. May be called again, on any thread.
   void End(Ending ending = Ending::kStop);
 
  private:
@@ -98,10 +99,11 @@ class GroupRun {
   std::shared_ptr<GroupState> group_;
   std::shared_ptr<RunState> state_;
   mutable std::mutex mutex_;
-  std::unique_ptr<Worker> timer_;  // guarded by mutex_
-  std::unique_ptr<Worker> scan_;   // guarded by mutex_
+  std::unique_ptr<Worker> timer_;  // Guarded by mutex_.
+  std::unique_ptr<Worker> scan_;   // Guarded by mutex_.
 };
 
+// A group that a host made. All members may be called from any thread, also inside an event.
 class AcqGroup {
  public:
   AcqGroup(std::uint32_t id, std::shared_ptr<ControlState> control);
@@ -112,15 +114,17 @@ class AcqGroup {
   GroupState& state() { return *state_; }
   std::uint32_t id() const { return state_->id; }
 
-  // Both threads; nothing when they run already. The first tick comes one period later.
+  // Starts both threads; S_OK when they run already. The first tick comes one period later.
   HRESULT Run();
+  // Ends the threads as GroupRun::End does. No event is fired afterwards.
   HRESULT Stop();
-  // For a Stop that is to come: its threads end as soon as they can, and fire nothing more.
+  // Prepares a Stop: the threads end as soon as they can and fire no more events. Does not wait.
   void TellToEnd();
   bool IsRunning() const;
-  bool IsActive() const;  // running, or being read at once
-  // A running group scans as soon as it can and reports; the call does not wait. A stopped one is scanned once, and the
-  // call waits for it: at most a second for the thread, one period for the scan, a second for the end.
+  // Whether it runs or an immediate read is in progress.
+  bool IsActive() const;
+  // A running group scans as soon as it can and reports; the call does not wait. A stopped group is scanned once, and
+  // the call waits: at most a second for the thread to start, one period for the scan, and a second for the end.
   HRESULT ImmediateRead();
 
  private:
@@ -129,16 +133,16 @@ class AcqGroup {
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> state_;
   mutable std::mutex mutex_;
-  std::shared_ptr<GroupRun> run_;  // guarded by mutex_; null while stopped
+  std::shared_ptr<GroupRun> run_;  // Guarded by mutex_; null while stopped.
 };
 
-// Tells the sinks of a failure: DevError for a code of the control's own block, SysError for any other.
+// Fires DevError for a code of the control's own block, SysError for any other code.
 void FireError(const ControlState& control, HRESULT code);
-// The same for a failed connection or reading, where the model tells of those.
+// The same for a failed connection or reading, for models that report those.
 void FireFailure(const ControlState& control, HRESULT code);
 
-// "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n": a trace line of a control's group. Left out
-// when there is no memory for it.
+// Writes a trace line about a group, for example "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n". Without
+// memory for the line nothing is written.
 void TraceGroup(const ControlState& control, std::uint32_t group, const char* what) noexcept;
 
 }  // namespace ulix

@@ -3,7 +3,7 @@
 namespace ulix {
 namespace {
 
-// Calls `act` with each column.
+// Calls `act` with each array.
 template <typename Act>
 void ForEachColumn(ChannelArrays& arrays, Act&& act) {
   act(arrays.ids);

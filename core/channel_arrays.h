@@ -1,4 +1,4 @@
-// The four arrays in which results cross the interface; element k of each is for the same channel.
+// The four arrays of results of the interface. Element k of each array belongs to the same channel.
 #pragma once
 
 #include <cstddef>
@@ -11,16 +11,16 @@ namespace ulix {
 struct ChannelArrays {
   std::vector<ChannelId> ids;
   std::vector<float> values;
-  std::vector<HRESULT> errors;  // 0 for success; a value beside a failure means nothing
+  std::vector<HRESULT> errors;  // 0 for success. The value of a failed reading has no meaning.
   std::vector<Date> times;
-  std::vector<Doubt> doubts;  // for reports of our own; hosts are not told
+  std::vector<Doubt> doubts;  // For the library's own reports. The interface has no array for it.
 
   std::size_t size() const { return ids.size(); }
   void Add(const GroupChannel& record);
   void Append(const ChannelArrays& records);
   void reserve(std::size_t size);
   void resize(std::size_t size);
-  // Keeps what was allocated.
+  // Keeps the allocated memory.
   void clear();
 };
 

@@ -1,4 +1,4 @@
-// The control's channel records: what each channel last read, and which way it goes.
+// The control's channel records: the last reading of each channel, and its direction.
 #pragma once
 
 #include <cstdint>
@@ -17,24 +17,25 @@ namespace ulix {
 
 struct GroupChannel {
   ChannelId id = 0;
-  float value = 0.0F;       // beside an error, and where the doubt says so, that of an earlier reading
-  HRESULT error = S_OK;     // 0 when the last reading succeeded
-  Date time = 0.0;          // local time; 0 until the first reading
-  MonotonicTime read_at{};  // when the last reading's scan began; the local time can be set back
+  float value = 0.0F;       // With an error or with Doubt::kNoValue: the value of an earlier reading.
+  HRESULT error = S_OK;     // 0 when the last reading succeeded.
+  Date time = 0.0;          // Local time; 0 until the first reading.
+  MonotonicTime read_at{};  // Begin of the last reading's scan. The local time would not do: it can be set back.
   Doubt doubt = Doubt::kNone;
 };
 
-// What one scan made of a channel.
+// The reading of one channel in one scan.
 struct ChannelReading {
   ChannelId id = 0;
-  std::optional<float> value;  // none beside an error, or where a warning came in place of a value
+  std::optional<float> value;  // None with an error, or when a warning came in place of a value.
   HRESULT error = S_OK;
   Doubt doubt = Doubt::kNone;
   Date time = 0.0;
   MonotonicTime read_at{};
 };
 
-// Written by scan threads, read by hosts. The lock is held for the copy of one record and never over an exchange.
+// Scan threads write the records, hosts read them. All members may be called from any thread. The lock is held only
+// while one record is copied, never during an exchange.
 class ChannelTable {
  public:
   explicit ChannelTable(std::span<const ChannelRow> rows);
@@ -43,34 +44,35 @@ class ChannelTable {
   bool Knows(ChannelId id) const { return id < rows_.size(); }
   const ChannelRow& Row(ChannelId id) const { return rows_[id]; }
 
-  // Whether the model can read the channel at all; groups hold such channels only.
+  // Whether the model can read the channel at all. Only such channels can be in a group.
   bool IsReadable(ChannelId id) const { return Knows(id) && rows_[id].direction != ChanOut; }
-  // As the saved configuration has it. `id` is a known one.
+  // The direction in the configuration, which may differ from the model's. `id` must be known.
   std::int32_t Direction(ChannelId id) const;
   void SetDirection(ChannelId id, std::int32_t direction);
   void ResetDirections();
 
   GroupChannel Record(ChannelId id) const;
-  // Puts a reading into the record and returns that record. Without a value of its own it keeps the record's. Of two
-  // readings the one whose scan began later stays: a scan that was left behind comes late.
+  // Puts a reading into the record and returns the record. A reading without a value keeps the record's value. A
+  // reading whose scan began before the record's is dropped: a scan that was left behind comes late.
   GroupChannel Store(const ChannelReading& reading);
 
-  // A value that is being written to an instrument, and what stood there before.
+  // A value that is being written to the instrument: the record before it.
   struct Writing {
     GroupChannel before;
     std::uint64_t change = 0;
   };
-  // Puts the value in place at once. Of several writings of a channel, one ends before the next begins.
+  // Puts the value into the record at once. The caller ends one writing before it begins the next (write_mutex).
   Writing BeginWriting(ChannelId id, float value, Date time);
-  // The instrument refused the value: what stood there before comes back, unless a reading came meanwhile.
+  // Restores the record before the writing, because the instrument refused the value. A reading that came meanwhile
+  // stays.
   void TakeBack(const Writing& writing);
 
  private:
   std::span<const ChannelRow> rows_;
   mutable std::mutex mutex_;
-  std::vector<std::int32_t> directions_;  // guarded by mutex_
-  std::vector<GroupChannel> records_;     // guarded by mutex_
-  std::vector<std::uint64_t> changes_;    // guarded by mutex_; of each record, so far
+  std::vector<std::int32_t> directions_;  // Guarded by mutex_.
+  std::vector<GroupChannel> records_;     // Guarded by mutex_.
+  std::vector<std::uint64_t> changes_;    // Guarded by mutex_; the number of changes of each record.
 };
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// Why the last member that failed on this thread did.
+// The error information of a thread: the last failure of a member that it called.
 #pragma once
 
 #include <string>
@@ -9,10 +9,11 @@ namespace ulix {
 
 struct ErrorInfo {
   HRESULT code = S_OK;
-  std::string description;  // Windows-1252; empty for codes that have no text
+  std::string description;  // Windows-1252, in the instrument's language; empty for a code without a text.
 };
 
-// The calling thread's error information; S_OK when no member has failed since it was last taken. Taking it clears it.
+// Takes the calling thread's error information and clears it. The code is S_OK when no member failed since the last
+// call.
 ErrorInfo TakeErrorInfo();
 void SetLastErrorInfo(ErrorInfo info);
 

@@ -15,7 +15,7 @@ const ErrorRow* FindIn(std::span<const ErrorRow> rows, HRESULT code) {
 }  // namespace
 
 const ErrorRow* FindErrorText(const Driver& driver, HRESULT code) {
-  // A server fault during an exchange is shown to the user as the failed read that it is, on whatever link.
+  // A server fault during an exchange is a failed read for the user, on any link.
   if (code == RPC_E_SERVERFAULT) return FindIn(SerialErrorTexts(), serialCommErrUnableToReadComm);
   if (const ErrorRow* own = FindIn(driver.card().errors, code)) return own;
   return FindIn(driver.link().errors(), code);

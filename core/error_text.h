@@ -1,11 +1,11 @@
-// Texts of the codes that a control answers for: its own and its link's.
+// The texts of a control's error codes: its own codes and its link's.
 #pragma once
 
 #include "drivers/driver.h"
 
 namespace ulix {
 
-// Null for any other code, and for exception codes.
+// The row of a code. Null for a code of another model or link, and for exception codes.
 const ErrorRow* FindErrorText(const Driver& driver, HRESULT code);
 
 }  // namespace ulix

@@ -12,26 +12,38 @@
 
 namespace ulix {
 
-// A host's receiver. Called on the scan thread of a group, Progress and what befell a call on the thread of that call,
-// with none of the library's locks held: it may call any member of the instrument and withdraw itself. On a scan thread
-// it may let the instrument go; inside a call of its own the instrument must live on, as any object. It must not throw,
-// but for DataChange: one that cannot take the arrays throws before it tells anybody. That report then ends there, no
-// MeasReady comes, and the next scan reports whatever its values are.
+// A host's receiver of events.
+//
+// Threads. DataChange and MeasReady come on the group's scan thread. Progress, and an error of a call, come on the
+// thread of that call. The library holds no lock meanwhile: a sink may call any member of the instrument and unadvise
+// itself.
+//
+// Lifetime. A sink may destroy the instrument on a scan thread. Inside a call that the host made, the instrument must
+// live until that call returns.
+//
+// Exceptions. A sink must not throw, except in DataChange, when it cannot take the arrays. It then throws before it
+// passes the data on. MeasReady does not follow, and the next scan of the group is reported in any case.
 class EventSink {
  public:
   virtual ~EventSink() = default;
-  // A scan has produced new data; comes right after its DataChange.
-  virtual void MeasReady(std::uint32_t) {}
-  virtual void DataChange(std::uint32_t, const ChannelArrays&) {}
-  virtual void DevStatusChange(std::uint32_t) {}
+  // The scan of a group is complete. Follows its DataChange at once.
+  virtual void MeasReady(std::uint32_t /*group*/) {}
+  // The values of a group's scan. The arrays are valid during the call only.
+  virtual void DataChange(std::uint32_t /*group*/, const ChannelArrays&) {}
+  // Part of the published interface; no model fires it.
+  virtual void DevStatusChange(std::uint32_t /*status*/) {}
+  // A failure with a code of the model's own.
   virtual void DevError(HRESULT) {}
+  // A failure with any other code, such as those of the link.
   virtual void SysError(HRESULT) {}
-  virtual void Progress(int) {}  // percent, 0 to 100
-  // The configuration of the group was changed by the control itself.
-  virtual void CfgGroupChange(std::uint32_t) {}
+  // A long operation has come to this percentage, 0 to 100.
+  virtual void Progress(int /*percent*/) {}
+  // The control itself changed the configuration of a group.
+  virtual void CfgGroupChange(std::uint32_t /*group*/) {}
 };
 
-// Receivers in connection order, each under the cookie that Add gave. `Pointer` holds one and is cheap to copy.
+// Sinks in the order of connection, each with the cookie that Add gave. `Pointer` holds a sink and is cheap to copy.
+// All members may be called from any thread.
 template <typename Pointer>
 class SinkList {
  public:
@@ -43,7 +55,7 @@ class SinkList {
   }
   // False when the cookie is not (or no longer) in use.
   bool Remove(std::uint32_t cookie) {
-    Pointer removed{};  // let go of outside the lock: its destructor is the host's code
+    Pointer removed{};  // Destroyed after the lock is released, because its destructor is the host's code.
     const std::lock_guard lock(mutex_);
     const auto found = From(cookie);
     if (found == sinks_.end() || found->first != cookie) return false;
@@ -51,8 +63,8 @@ class SinkList {
     sinks_.erase(found);
     return true;
   }
-  // Calls each that is connected at the beginning and still is when its turn comes. No lock is held meanwhile, and
-  // nothing is allocated.
+  // Calls each sink that is connected at the beginning and still is at its turn. Holds no lock during a call and
+  // allocates nothing.
   template <typename Call>
   void ForEach(Call&& call) const {
     const std::uint32_t last = LastCookie();
@@ -71,7 +83,7 @@ class SinkList {
     const std::lock_guard lock(mutex_);
     return last_cookie_;
   }
-  // The first one after `cookie`, which becomes its own; null after `last`.
+  // The first sink after `cookie`, and sets `cookie` to that sink's; null after `last`.
   Pointer Next(std::uint32_t* cookie, std::uint32_t last) const {
     const std::lock_guard lock(mutex_);
     const auto next = From(*cookie + 1);
@@ -79,24 +91,30 @@ class SinkList {
     *cookie = next->first;
     return next->second;
   }
-  // Cookies rise with the order of connection.
+  // The first sink with this cookie or a higher one. Cookies rise in the order of connection.
   auto From(std::uint32_t cookie) const {
     return std::ranges::lower_bound(sinks_, cookie, {}, &Sinks::value_type::first);
   }
   auto From(std::uint32_t cookie) { return std::ranges::lower_bound(sinks_, cookie, {}, &Sinks::value_type::first); }
 
   mutable std::mutex mutex_;
-  std::uint32_t last_cookie_ = 0;  // guarded by mutex_
-  Sinks sinks_;                    // guarded by mutex_, in connection order
+  std::uint32_t last_cookie_ = 0;  // Guarded by mutex_.
+  Sinks sinks_;                    // Guarded by mutex_; in the order of connection.
 };
 
-// The connected sinks, called in connection order.
+// The sinks of an instrument, called in the order of connection. All members may be called from any thread.
+//
+//   const std::uint32_t cookie = instrument.events().Advise(std::make_shared<MySink>());
+//   instrument.RunGroup(group);
+//   ...
+//   instrument.events().Unadvise(cookie);
 class EventSinks {
  public:
-  // A cookie for Unadvise, never 0.
+  // Connects a sink and gives a cookie for Unadvise, never 0. The sink is kept until it is unadvised.
   std::uint32_t Advise(std::shared_ptr<EventSink> sink) { return sinks_.Add(std::move(sink)); }
   // False when the cookie is not (or no longer) in use.
   bool Unadvise(std::uint32_t cookie) { return sinks_.Remove(cookie); }
+  // Calls an event of each sink: Fire(&EventSink::Progress, 100).
 
   template <typename... Parameters, typename... Arguments>
   void Fire(void (EventSink::*event)(Parameters...), const Arguments&... arguments) const {

@@ -1,17 +1,17 @@
-// A file that a person is asked for.
+// A question to the user for a file.
 #pragma once
 
 #include <string>
 
 namespace ulix {
 
-// Texts are Windows-1252, in the person's language.
+// Texts are Windows-1252, in the user's language.
 struct FileQuestion {
   std::string title;
-  std::string files;      // what such files are called
+  std::string files;      // The name of such files: "Memolog Files (*.p90)".
   std::string pattern;    // "*.p90"
-  std::string suggested;  // path; may be empty
-  bool to_write = false;  // a file that need not be there; one that is there will be replaced
+  std::string suggested;  // A path; may be empty.
+  bool to_write = false;  // The file will be written: it need not exist, and an existing one is replaced.
 };
 
 }  // namespace ulix

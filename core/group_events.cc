@@ -4,7 +4,8 @@
 
 namespace ulix {
 
-// Nobody is woken who waits for something else: most events have nobody, and a wake-up costs more than all else here.
+// Threads are notified only when one waits for this event. Most events have no waiter, and a wake-up costs more than
+// the rest of a tick.
 void GroupEvents::Set(GroupEvent event) {
   bool awaited = false;
   {

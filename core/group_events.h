@@ -1,4 +1,4 @@
-// The seven manual-reset events by which a group and its threads talk.
+// The seven events between a group and its threads. An event stays set until it is reset.
 #pragma once
 
 #include <array>
@@ -20,14 +20,14 @@ enum GroupEvent : unsigned {
 };
 inline constexpr std::size_t kGroupEventCount = 7;
 
-// Nothing here allocates: a thread can always be told to end.
+// No member allocates memory, so that a thread can always be told to end. All members may be called from any thread.
 class GroupEvents {
  public:
   explicit GroupEvents(Clock& clock) : clock_(clock) {}
   void Set(GroupEvent event);
   void Reset(GroupEvent event);
   bool IsSet(GroupEvent event) const;
-  // Waits until any of `events` (ORed) is set and returns those that are; 0 when the time ran out.
+  // Waits until at least one of `events` (ORed) is set and returns those that are set; 0 at the deadline.
   unsigned Wait(unsigned events, Deadline deadline);
 
  private:
@@ -35,8 +35,8 @@ class GroupEvents {
   Clock& clock_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  unsigned set_ = 0;                             // guarded by mutex_
-  std::array<int, kGroupEventCount> waiters_{};  // guarded by mutex_; threads that wait for each event, by its bit
+  unsigned set_ = 0;                             // Guarded by mutex_.
+  std::array<int, kGroupEventCount> waiters_{};  // Guarded by mutex_; how many threads wait for each event, by its bit.
 };
 
 }  // namespace ulix

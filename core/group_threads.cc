@@ -20,7 +20,7 @@ class Scanner {
   void Begin();
   Reading Ask(ChannelId id);
   ChannelReading Read(ChannelId id);
-  // Puts a reading into its record and the arrays; true when it is worth a report.
+  // Puts a reading into its record and into the arrays. True when it must be reported.
   bool Take(const ChannelReading& reading);
   void Report();
   void FireReport();
@@ -30,7 +30,7 @@ class Scanner {
   GroupState& group_;
   RunState& run_;
 
-  GroupSettings settings_;  // of the present scan, with the two below
+  GroupSettings settings_;  // This and the members below belong to the present scan.
   MonotonicTime now_;
   Date stamp_ = 0.0;
   bool report_due_ = false;
@@ -56,7 +56,7 @@ void Scanner::Scan() {
   if (changed) Report();
 }
 
-// What a driver throws is the channel's error, and the scan goes on.
+// An exception in a driver becomes the channel's error, and the scan goes on.
 Reading Scanner::Ask(ChannelId id) {
   try {
     return control_.driver->ReadChannel(id);
@@ -83,7 +83,7 @@ bool Scanner::Take(const ChannelReading& reading) {
   const bool time_moved = control_.channels.Record(reading.id).read_at != now_;
   const GroupChannel record = control_.channels.Store(reading);
   run_.arrays.Add(record);
-  // A failure takes part in the dead band as 0.
+  // For the dead band, a failure counts as the value 0.
   const float value = Failed(record.error) ? 0.0F : record.value;
   float& last_reported = run_.last_reported[record.id];
   const bool changed = report_due_ || LeavesDeadBand(value, last_reported, settings_);
@@ -91,7 +91,7 @@ bool Scanner::Take(const ChannelReading& reading) {
   return changed && time_moved;
 }
 
-// A report that could not be made is made up for by the next scan.
+// When a report fails, the next scan is reported in any case.
 void Scanner::Report() {
   try {
     FireReport();
@@ -109,11 +109,11 @@ void Scanner::FireReport() {
   run_.NoteReport(control_.clock.Now());
 }
 
-// Scans until told to end. Index order of the two events: the end comes first.
+// Scans until it is told to end. When both events are set, the end comes first.
 void ScanUntilKilled(ControlState& control, GroupState& group, RunState& run) {
   Scanner scanner(control, group, run);
   while (!(run.events.Wait(KillScan | TimeToScan, Deadline::Never()) & KillScan)) {
-    // Before the reading: a tick that comes during the scan stays for the next one.
+    // Reset before the scan: a tick that comes during the scan then causes the next one.
     run.events.Reset(TimeToScan);
     run.events.Reset(ScanDone);
     try {

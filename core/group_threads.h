@@ -1,16 +1,16 @@
-// The bodies of a group's two threads. Whoever starts them keeps their arguments alive as long as they run.
+// The bodies of a group's two threads. The caller keeps the arguments alive as long as the threads run.
 #pragma once
 
 #include "core/acq_group.h"
 
 namespace ulix {
 
-// Sets TimeToScan once per period until KillTimer. The first tick comes one period after `start`; later ones keep the
-// phase; of ticks that were missed one is given.
+// Sets TimeToScan once per period until KillTimer. The first tick comes one period after `start`. Later ticks keep the
+// phase. Several missed ticks become one.
 void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& events, MonotonicTime start);
 
-// Opens the link if need be (and ends when that fails), then scans at each TimeToScan until KillScan. Once KillScan is
-// set it fires nothing more.
+// Opens the link when it is closed, and ends when that fails. Then scans at each TimeToScan until KillScan. Fires no
+// event after KillScan is set.
 void ScanThreadProc(ControlState& control, GroupState& group, RunState& run);
 
 }  // namespace ulix

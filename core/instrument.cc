@@ -14,8 +14,7 @@ namespace ulix {
 Instrument::Instrument(std::unique_ptr<Driver> driver, Options options)
     : control_(std::make_shared<ControlState>(std::move(driver), *options.clock)), options_(options) {}
 
-// A scan thread that was left behind in an exchange keeps the link and closes it when it comes back, without another
-// one.
+// When a scan thread was left behind in an exchange, its wait is interrupted. The thread then closes the link.
 Instrument::~Instrument() {
   EndGroups();
   Guarded([this] {
@@ -76,7 +75,7 @@ HRESULT Instrument::InstrType(std::string* type) {
   return Member([&] { return Give(type, card().display_name.In(options_.language)); });
 }
 
-// The text was never written for these models; hosts show the placeholder as it stands.
+// Deliberate: the published interface has a placeholder here, and hosts show it.
 HRESULT Instrument::GetCfgText(std::string* text) {
   return Member([&] {
     TraceLine(card().config_text + std::string("\n"));
@@ -195,7 +194,7 @@ HRESULT Instrument::IsConnected(std::int32_t* connected) {
   return Member([&] { return Give(connected, connected_ ? 1 : 0); });
 }
 
-// The text is set, empty, also on failure.
+// On failure the text is empty.
 HRESULT Instrument::AskText(std::string* text, Expected<std::string> (Driver::*ask)()) {
   return Member([&]() -> HRESULT {
     if (!text) return E_INVALIDARG;

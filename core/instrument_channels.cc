@@ -1,4 +1,4 @@
-// Members about channels, and the capability answers that follow from the channel and settings tables.
+// The members about channels, and the capabilities that follow from the tables of channels and settings.
 #include <algorithm>
 #include <cmath>
 #include <type_traits>
@@ -11,7 +11,7 @@ namespace {
 bool IsInput(std::int32_t direction) { return direction != ChanOut; }
 bool IsOutput(std::int32_t direction) { return direction != ChanIn; }
 
-// Real and integer values only: an empty value must never drive an output to 0.
+// A finite number, or none. An empty value must never set an output to 0.
 std::optional<float> NumberIn(const Value& value) {
   return std::visit(
       [](const auto& held) -> std::optional<float> {
@@ -110,7 +110,7 @@ HRESULT Instrument::GetChansVals(std::span<const ChannelId> channels, ChannelArr
   });
 }
 
-// The record has the new value while it is sent, and loses it again when the instrument refuses it.
+// The record has the new value while it is sent. When the instrument refuses it, the record is restored.
 HRESULT Instrument::SendValue(ChannelId channel, float value) {
   const std::lock_guard lock(control_->write_mutex);
   const auto writing = control_->channels.BeginWriting(channel, value, control_->clock.LocalTime());

@@ -1,4 +1,4 @@
-// Members about acquisition groups.
+// The members about acquisition groups.
 #include <algorithm>
 #include <cmath>
 
@@ -8,9 +8,9 @@
 namespace ulix {
 namespace {
 
-// The id that is never given out.
+// An id that no group has.
 constexpr std::uint32_t kNoGroup = 0xFFFFFFFF;
-constexpr std::size_t kMaxGroups = 0xFFFF;  // as many as a stream can count
+constexpr std::size_t kMaxGroups = 0xFFFF;  // The stream counts groups in 16 bits.
 
 }  // namespace
 
@@ -37,12 +37,12 @@ std::shared_ptr<AcqGroup> Instrument::FirstActiveGroup() const {
   return found == groups_.end() ? nullptr : *found;
 }
 
-// Allocates nothing: groups can always be stopped.
+// Allocates no memory, so that groups can always be stopped.
 void Instrument::StopGroups() {
   while (const auto group = FirstActiveGroup()) group->Stop();
 }
 
-// Before the instrument is left: what its groups wait for does not matter any more.
+// Stops all groups before the instrument is disconnected, and ends the waits of their threads.
 void Instrument::EndGroups() {
   {
     const std::lock_guard lock(mutex_);

@@ -1,4 +1,4 @@
-// How the members of Instrument are built. For the files that implement them only.
+// Helpers with which the members of Instrument are written. Only the files that implement them include this header.
 #pragma once
 
 #include <new>
@@ -15,7 +15,7 @@ HRESULT Instrument::Member(Body&& body) {
   return result;
 }
 
-// No exception leaves it.
+// Runs a body and turns an exception into a code.
 template <typename Body>
 HRESULT Instrument::Guarded(Body&& body) {
   try {
@@ -33,8 +33,8 @@ HRESULT Instrument::WithGroup(std::uint32_t id, Body&& body) {
   return group ? body(*group) : E_INVALIDARG;
 }
 
-// While it lives, a driver may correct its settings, as one that is told an address out of range: then there is
-// something to save.
+// A driver may correct its settings while this lives, for example an address out of range. Marks the instrument dirty
+// when it did.
 class Instrument::SettingsWatch {
  public:
   explicit SettingsWatch(Instrument& instrument) : instrument_(instrument), before_(instrument.settings().Current()) {}
@@ -49,7 +49,7 @@ class Instrument::SettingsWatch {
   const std::shared_ptr<const std::vector<StoredValue>> before_;
 };
 
-// A member that needs the instrument.
+// Runs a member that needs the connection.
 template <typename Act>
 HRESULT Instrument::WhenConnected(Act&& act) {
   return Member([&]() -> HRESULT { return connected_ ? act() : E_UNEXPECTED; });
@@ -70,7 +70,7 @@ bool AnyNull(Pointers*... pointers) {
   return ((pointers == nullptr) || ...);
 }
 
-// The whole of a member that needs nothing but a place for its answer.
+// The body of a member that only gives a value.
 template <typename T, typename U>
 HRESULT Give(T* place, U&& answer) {
   if (!place) return E_INVALIDARG;

@@ -1,4 +1,4 @@
-// Members about recorded memory and about the instrument's program.
+// The members about recorded memory and about the instrument's program.
 #include "core/instrument_member.h"
 #include "core/record_decoder.h"
 #include "platform/code_page.h"
@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::int32_t kLastCycleBlock = kLastMemBlock + 1;
 
-// The arrays of ReadMemBlock.
+// Collects the records for ReadMemBlock.
 class Collector final : public RecordSink {
  public:
   HRESULT Take(const ChannelArrays& records) override {
@@ -34,7 +34,7 @@ ShownProgress ShownIn(Language language, const ProgressStep& step) {
 
 }  // namespace
 
-// Tells the sinks and the person of each step; that person may stop the operation.
+// Reports each step to the sinks and to the user, who may stop the operation.
 Progress Instrument::ProgressTeller() {
   return [this](const ProgressStep& step) {
     control_->sinks.Fire(&EventSink::Progress, step.percent);
@@ -43,7 +43,7 @@ Progress Instrument::ProgressTeller() {
   };
 }
 
-// A member about one block: `last` is the highest id that it takes.
+// Runs a member about one block. `last` is the highest id that it accepts.
 template <typename Body>
 HRESULT Instrument::WithBlock(std::int32_t block, std::int32_t last, bool places_given, Body&& body) {
   return Member([&]() -> HRESULT {
@@ -106,7 +106,8 @@ HRESULT Instrument::StreamMemBlock(std::int32_t block, std::uint32_t records_max
     if (read->cancelled) return S_OK;
     if (const HRESULT result = sink.Complete(); Failed(result)) return result;
     *records_read = total;
-    // A part of a block is never cleared, on purpose. Of an empty one nothing is: 0 would clear what came since.
+    // Deliberate: a part of a block is never cleared. An empty block is not cleared either: a count of 0 would clear
+    // the records that came meanwhile.
     if (!clear || records_max != 0 || read->held == 0) return S_OK;
     const HRESULT cleared = memory.Clear(id, read->held);
     if (Failed(cleared)) FireError(*control_, cleared);
@@ -122,7 +123,7 @@ HRESULT Instrument::ReadMemBlock(std::int32_t block, std::uint32_t records_max, 
   *arrays = {};
   Collector collector;
   const HRESULT result = StreamMemBlock(block, records_max, clear, collector, records_read);
-  // Also when only the clearing failed: what was read is not there a second time, if it was cleared after all.
+  // Also when only the clearing failed: the block may be cleared nevertheless, and could not be read again.
   if (collector.complete) *arrays = collector.TakeAll();
   return result;
 }
@@ -133,7 +134,7 @@ HRESULT Instrument::ClearMemBlock(std::int32_t block, std::uint32_t records) {
   });
 }
 
-// Blocks are shown from 1.
+// The names of blocks count from 1.
 HRESULT Instrument::GetMemBlockName(std::int32_t block, std::string* name) {
   return WithBlock(block, kLastMemBlock, name,
                    [&](RecordedMemory&, std::uint32_t id) { return Give(name, std::to_string(id + 1)); });
@@ -146,7 +147,7 @@ HRESULT Instrument::GetMemBlockSize(std::int32_t block, std::uint32_t* size) {
   });
 }
 
-// Takes one id more than the other members, as it always did.
+// Deliberate: the published member accepts one id more than the other members.
 HRESULT Instrument::GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cycle_records,
                                            std::uint32_t* cycle_period) {
   const bool places_given = !AnyNull(cycle_records, cycle_period);
@@ -159,7 +160,7 @@ HRESULT Instrument::GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cy
   });
 }
 
-// Runs a transfer with the instrument connected, which it is for that time only if it was not before.
+// Runs a transfer with the instrument connected. When it was not connected before, it is disconnected afterwards.
 template <typename Transfer>
 HRESULT Instrument::WithProgram(Transfer&& transfer) {
   return Member([&]() -> HRESULT {
@@ -210,7 +211,7 @@ std::optional<FileQuestion> Instrument::FileQuestionOf(const SettingRow& row) co
                       .suggested = control_->driver->settings().TextOf(row)};
 }
 
-// The file that the configuration names, or else the one that a person chooses for it; empty where there is nobody.
+// The file that the configuration names, or else the file that the user chooses. Empty without a user interface.
 Expected<std::string> Instrument::ProgramFile(bool to_write) {
   const SettingRow* row = ProgramFileRow();
   std::optional<std::string> path = settings().TextOf(*row);

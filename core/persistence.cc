@@ -11,7 +11,7 @@
 namespace ulix {
 namespace {
 
-// A group's block: id, period, dead bands, silent time, then a byte for each channel that a group can hold.
+// A group's block: id, period, dead bands, max report interval, then a byte for each channel that a group can hold.
 void SaveGroup(VariantWriter& writer, AcqGroup& group, const ChannelTable& channels) {
   const GroupSettings settings = group.state().Settings();
   writer.Ui4(group.id());
@@ -24,7 +24,7 @@ void SaveGroup(VariantWriter& writer, AcqGroup& group, const ChannelTable& chann
   }
 }
 
-// Null when the block is cut, of another type, or holds what no group can have.
+// Null when the block is cut, has a value of another type, or a value that no group can have.
 std::shared_ptr<AcqGroup> LoadGroup(VariantReader& reader, const std::shared_ptr<ControlState>& control) {
   const auto id = reader.Ui4();
   const auto period = reader.Ui4();
@@ -89,7 +89,7 @@ HRESULT Instrument::WriteConfiguration(ByteStream& stream) const {
 
 HRESULT Instrument::Save(ByteStream& stream, std::string_view tail) {
   return Member([&] {
-    const std::uint64_t written = changes_;  // a change that comes during the writing is not saved by it
+    const std::uint64_t written = changes_;  // A change that comes during the writing is not in the stream.
     HRESULT result = WriteConfiguration(stream);
     if (Succeeded(result) && !tail.empty()) result = stream.Write(tail);
     if (Succeeded(result)) saved_changes_ = written;
@@ -109,7 +109,7 @@ HRESULT Instrument::Load(ByteStream& stream) {
     const auto version_ls = version_ms ? reader.Ui4() : version_ms;
     if (!version_ms || !version_ls) return E_INVALIDARG;
     TraceVersion("Read", *version_ms, *version_ls);
-    LoadRows(reader);  // a cut from here on is silent: what was read stays, the rest keeps its default
+    LoadRows(reader);  // A cut from here on is no failure: values read so far stay, the rest keeps its defaults.
     MarkClean();
     return S_OK;
   });

@@ -1,4 +1,4 @@
-// Records as loggers store them, and what they say.
+// Decodes the records of a logger's memory.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace ulix {
 
-// A moment on a logger's clock: whole seconds since 1996-01-01 00:00:00 and 128ths of one. All zero: not set.
+// A time of a logger's clock: whole seconds since 1996-01-01 00:00:00 and 128ths of a second. All zero: not set.
 struct TimeBase {
   std::uint32_t seconds = 0;
   std::uint32_t fraction = 0;  // in 1/128 s
@@ -16,8 +16,8 @@ struct TimeBase {
   bool IsSet() const { return seconds != 0 || fraction != 0; }
 };
 
-// The calendar date of a count of days since 1996-01-01 in cycles of 1461 days, each of which begins with a leap year:
-// loggers know no exception for the year 2100, whose 29 February counts as the day after.
+// The date of a number of days since 1996-01-01. Loggers count in cycles of 1461 days that begin with a leap year, so
+// that they have a 29 February 2100; it becomes the day after.
 Date DateOfDays(std::uint32_t days);
 Date DateOf(const TimeBase& time);
 
@@ -30,12 +30,12 @@ Date DateOf(const TimeBase& time);
 //       3-7  kinds 1-5 and 8: time base, seconds (low byte first) and 128ths
 //       4-7  kind 6: time base in whole seconds
 //
-// Other kinds say nothing. A measurement before any time base is dropped. No state but the time base, so that a stream
-// can be decoded in parts.
+// Other kinds are ignored. A measurement before any time base is dropped. The time base is the only state, so that a
+// stream can be decoded in parts. Not safe for use by two threads at once.
 class RecordDecoder {
  public:
   static constexpr std::size_t kRecordBytes = 8;
-  // Appends what the whole records in `bytes` say; bytes beyond the last whole record are passed over.
+  // Appends the measurements of the whole records in `bytes`. Bytes after the last whole record are ignored.
   void Decode(std::string_view bytes, ChannelArrays& out);
 
  private:

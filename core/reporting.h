@@ -1,4 +1,4 @@
-// When a scan is worth reporting, and when the next one is due. Pure functions.
+// When a scan is reported, and when the next tick is due. Pure functions.
 #pragma once
 
 #include <optional>
@@ -8,16 +8,16 @@
 
 namespace ulix {
 
-// Whether the time since the last report, cut to whole seconds, exceeds the max report interval. Always so when there
-// was no report yet.
+// Whether the time since the last report, cut to whole seconds, exceeds the max report interval. True when there was no
+// report yet.
 bool ReportIntervalIsOver(std::optional<Milliseconds> since_last_report, std::uint32_t dead_time_max_s);
 
-// Whether `value` left the dead band around the last reported value. The bounds belong to the outside, so that without
-// dead bands every value has left it. Computed in float, each step rounded.
+// Whether `value` is outside the dead band around the last reported value. A value at a bound is outside, so that
+// without dead bands every value is. Computed in float, each step rounded, as hosts expect.
 bool LeavesDeadBand(float value, float last_reported, const GroupSettings& settings);
 
-// The tick after `due`: one period on; when that has passed too, the last whole period that has, to be given at once in
-// place of all that were missed. Keeps its phase however late it is asked for.
+// The tick after `due`, one period later. When that time has passed too, the last whole period that has passed: it is
+// due at once and replaces all missed ticks. The phase is kept.
 MonotonicTime NextTick(MonotonicTime due, Milliseconds period, MonotonicTime now);
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// The questions that an instrument asks a person. Injected: dialogs on a desktop, a terminal, or nobody.
+// The dialogs of an instrument. An implementation shows them in windows, on a terminal, or not at all.
 #pragma once
 
 #include <cstdint>
@@ -12,35 +12,37 @@ namespace ulix {
 
 class Instrument;
 
-// What a dialog came back with; published values.
+// The result of a dialog; published values.
 enum class DialogResult : int { kOk = 1, kCancel = 2 };
 
-// How far a long operation has come, in the person's words, Windows-1252.
+// A step of a long operation. Texts are Windows-1252, in the user's language.
 struct ShownProgress {
-  int percent = 0;
+  int percent = 0;  // 0 to 100.
   std::string title;
   std::string text;
 };
 
-// Called on the host's thread with no lock held; each may call the instrument's members. Of itself it asks nobody: it
-// cancels, tells nothing, and goes on.
+// The members are called on the thread of the host's call, with no lock held. They may call the instrument's members.
+// They must not throw. The defaults ask nobody: dialogs are cancelled, warnings are dropped, long operations go on.
 class UserInterface {
  public:
   virtual ~UserInterface() = default;
+  // The dialogs of the members with the same names (core/instrument.h). kOk: the entries have been set.
   virtual DialogResult EditGroup(Instrument&, std::uint32_t /*group*/) { return DialogResult::kCancel; }
   virtual DialogResult EditOutChans(Instrument&) { return DialogResult::kCancel; }
   virtual DialogResult EditCommParams(Instrument&) { return DialogResult::kCancel; }
   virtual DialogResult EditCfg(Instrument&) { return DialogResult::kCancel; }
+  // Shows what the instrument is and its settings.
   virtual void ShowProperties(Instrument&) {}
-  // The instrument is waited for, until what is returned is let go.
+  // Shows that the program waits for the instrument, until the returned object is destroyed. May return null.
   virtual std::shared_ptr<void> ShowWait() { return nullptr; }
-  // Something to be told that is no failure; Windows-1252.
+  // Shows a warning, which is not a failure. The text is Windows-1252.
   virtual void Warn(Instrument&, const std::string& /*text*/) {}
-  // The path that was chosen, in the system's encoding; none when the person gave up, empty where nobody can be asked.
+  // Asks for a file. Gives its path in Windows-1252: none when the user cancels, empty when nobody can be asked.
   virtual std::optional<std::string> ChooseFile(const FileQuestion&) { return std::string(); }
-  // A long operation has come to `percent`; false asks it to stop.
+  // A long operation has come to `percent`, 0 to 100. False asks it to stop.
   virtual bool Progress(int /*percent*/) { return true; }
-  // The same with what the operation says of itself, for those that show it.
+  // The same with title and text of the operation, for a user interface that shows them.
   virtual bool ShowProgress(const ShownProgress& step) { return Progress(step.percent); }
 };
 

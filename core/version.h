@@ -10,10 +10,10 @@ namespace ulix {
 std::uint32_t FileVersionMS();
 std::uint32_t FileVersionLS();
 
-// The four parts of two version words: "1.0.0.0" with '.' between them.
+// The four parts of two version words with `between` as separator: "1.0.0.0" with '.'.
 std::string VersionParts(std::uint32_t ms, std::uint32_t ls, char between);
 
-// The library's own, dotted.
+// The library's version: "1.0.0.0".
 std::string VersionText();
 
 }  // namespace ulix

@@ -22,7 +22,7 @@ Worker::Worker(std::function<void()> body) {
   auto count = std::make_unique<AliveCount>();
   thread_ = std::thread([body = std::move(body), count = std::move(count)]() mutable {
     body();
-    body = nullptr;  // what the body owns goes before the thread stops counting
+    body = nullptr;  // Destroys what the body owns before the thread is no longer counted.
   });
 }
 

@@ -6,8 +6,8 @@
 
 namespace ulix {
 
-// The owner ends it by Join, once the body is known to end, or lets it run on by LeaveBehind; one of the two is called
-// before destruction. The body must not throw and must own all that it touches.
+// The owner calls Join or LeaveBehind before destruction: Join when the body is about to end, LeaveBehind to let the
+// thread run on alone. The body must not throw and must own all that it uses.
 class Worker {
  public:
   explicit Worker(std::function<void()> body);
@@ -19,7 +19,8 @@ class Worker {
   std::thread thread_;
 };
 
-// Threads of the library that still run, those left behind included. While there are any, its code must stay loaded.
+// How many threads of the library still run, those left behind included. While there are any, the library's code must
+// stay loaded.
 int ThreadsAlive();
 
 }  // namespace ulix
