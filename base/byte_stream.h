@@ -1,4 +1,4 @@
-// The bytes that a configuration is saved to and loaded from.
+// The stream of bytes in which a configuration is saved.
 #pragma once
 
 #include <cstddef>
@@ -13,13 +13,13 @@ namespace ulix {
 class ByteStream {
  public:
   virtual ~ByteStream() = default;
-  // Appends all of `bytes`; anything else is a failure.
+  // Appends all of `bytes`, or fails.
   virtual HRESULT Write(std::string_view bytes) = 0;
-  // Fills all of `bytes`; kEndOfStream when the stream holds fewer.
+  // Fills all of `bytes`. kEndOfStream when the stream holds fewer.
   virtual HRESULT Read(std::span<char> bytes) = 0;
 };
 
-// A stream in memory: what is written is read from the start.
+// A stream in memory. Reading begins at the first byte written.
 class MemoryStream final : public ByteStream {
  public:
   MemoryStream() = default;

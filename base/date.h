@@ -1,4 +1,4 @@
-// Time stamps: days since 30 December 1899 as a double, in local time, kept to the millisecond.
+// Time stamps: days since 30 December 1899 as a double, in local time, exact to the millisecond.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@ namespace ulix {
 
 using Date = double;
 
-// A calendar date and time of day. Plain fields in their usual ranges; `month` and `day` count from 1.
+// A calendar date and time of day. `month` and `day` count from 1.
 struct CivilTime {
   int year;
   int month;
@@ -19,7 +19,8 @@ struct CivilTime {
   int millisecond;
 };
 
-// Dates before 1899-12-30 carry their time of day away from zero, as automation hosts expect.
+// Before 1899-12-30 the time of day is the absolute value of the fraction: -1.25 is 06:00 on 1899-12-29. Automation
+// hosts expect this.
 Date DateFromCivil(const CivilTime& time);
 CivilTime CivilFromDate(Date date);
 

@@ -7,7 +7,7 @@
 
 namespace ulix {
 
-// 32 bits, and the very type of the system where that has one of this name.
+// 32 bits; the same type as the system's HRESULT where it has one.
 using HRESULT = std::conditional_t<sizeof(long) == 4, long, std::int32_t>;
 
 enum ErrorConstants : HRESULT {

@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-// Plain data; the USB helper libraries have it in this layout.
+// The USB helper libraries use this layout.
 struct Guid {
   std::uint32_t data1 = 0;
   std::uint16_t data2 = 0;
@@ -31,7 +31,7 @@ constexpr unsigned HexDigit(char c) {
   return 16;
 }
 
-// A text such as that of GuidText, in either case, with braces around it or without; empty for any other.
+// Reads the text of GuidText, in upper or lower case, with or without braces. None for any other text.
 constexpr std::optional<Guid> ParseGuid(std::string_view text) {
   constexpr std::string_view kForm = "00000000-0000-0000-0000-000000000000";
   if (text.starts_with('{') && text.ends_with('}')) text = text.substr(1, text.size() - 2);

@@ -6,7 +6,8 @@
 
 namespace ulix {
 
-// As the content of an element or the value of an attribute; control characters, which neither can hold, become blanks.
+// The text as content of an element or value of an attribute. Control characters, which neither can hold, become
+// blanks.
 std::string Escaped(std::string_view text);
 
 }  // namespace ulix

@@ -1,15 +1,15 @@
-// A value as a reply gave it.
+// A value from a reply.
 #pragma once
 
 #include <cstdint>
 
 namespace ulix {
 
-// Why a value that counts by the instrument's protocol may still not be the measured one.
+// Why a value that is valid by the instrument's protocol may not be the measured one.
 enum class Doubt : std::uint8_t {
   kNone,
-  kNoNumber,  // the reply held no number; the protocol counts it as 0
-  kNoValue,   // a warning came in place of a value; the channel keeps the one it had
+  kNoNumber,  // The reply holds no number; the protocol prescribes 0.
+  kNoValue,   // A warning came in place of a value; the channel keeps its last value.
 };
 
 struct Measured {

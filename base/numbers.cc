@@ -14,7 +14,7 @@ namespace {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// The longest run at `text` that is a number without sign; 0 when none begins there.
+// The length of the number without sign at the start of `text`; 0 when there is none.
 std::size_t UnsignedNumberLength(std::string_view text) {
   std::size_t at = 0;
   std::size_t digits = 0;
@@ -38,7 +38,7 @@ std::size_t UnsignedNumberLength(std::string_view text) {
   return at;
 }
 
-// How many digits stand before the point of a well-formed unsigned number, its exponent counted in; below 1 for a
+// The number of digits before the point of a well-formed unsigned number, with its exponent applied. Below 1 for a
 // fraction that begins with zeros.
 std::int64_t Magnitude(std::string_view number) {
   const std::size_t exponent = std::min(number.find_first_of("eE"), number.size());

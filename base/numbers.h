@@ -1,5 +1,5 @@
-// Numbers as instruments and programs write them: a point, no locale, the same digits on every runtime.
-// Numbers that people type or read are in links/local_number.h.
+// Numbers as instruments and programs write them: with a point, independent of the locale and of the runtime.
+// links/local_number.h has the numbers that people type and read.
 #pragma once
 
 #include <optional>
@@ -8,27 +8,28 @@
 
 namespace ulix {
 
-// A number at the start of a text, and how many characters it took (blanks before it included).
+// A number at the start of a text, and its length in characters, leading blanks included.
 struct DecimalPrefix {
   double value;
   std::size_t length;
 };
 
 // Reads the decimal number at the start of `text`: leading blanks, a sign, digits with an optional point, an optional
-// exponent. Text after it is left alone. Empty when there is no number there; "nan", "inf" and hexadecimal digits are
-// never numbers. One that is too large for a double is the largest double, one that is too small is 0.
+// exponent. Text after the number is ignored: "12.5 V" gives 12.5 and a length of 4. Empty without a number; "nan",
+// "inf" and hexadecimal digits are not numbers. A number too large for a double gives the largest double, one too small
+// gives 0.
 std::optional<DecimalPrefix> ParseDecimalPrefix(std::string_view text);
 
-// The whole of `text` as one finite number; empty when anything is left over.
+// The number that is the whole of `text`; empty when anything follows it.
 std::optional<double> ParseDecimal(std::string_view text);
 
-// As printf's "%f" with the given decimals, for any finite value.
+// Writes any finite value as printf's "%.*f" does.
 std::string FormatFixed(double value, int decimals = 6);
 
-// As printf's "%G": significant digits without trailing zeros, an exponent of two digits at least.
+// Writes as printf's "%.*G" does: significant digits without trailing zeros, an exponent of at least two digits.
 std::string FormatGeneral(double value, int digits = 6);
 
-// The fewest digits that read back as the same float.
+// Writes the fewest digits that read back as the same float.
 std::string FormatShortest(float value);
 
 }  // namespace ulix

@@ -33,7 +33,7 @@ bool IsJoinedUnit(std::string_view text, const FieldForm& form) {
                      [&](std::string_view unit) { return EqualIgnoringCase(unit, text); });
 }
 
-// `text` stands behind a number, with the blanks before it.
+// Whether `text` may follow a number. It begins with the blanks after the number.
 bool Allows(const FieldForm& form, std::string_view text) {
   const std::size_t start = text.find_first_not_of(form.separators);
   if (start == std::string_view::npos) return false;

@@ -1,4 +1,4 @@
-// Results of operations: the 32-bit codes that cross every public boundary of the library.
+// Results of operations: the 32-bit codes of all public functions of the library.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace ulix {
 
-// The system's own codes. A Windows header that was read first has them as macros of the same values.
+// The system's codes. When a Windows header was included before, it has defined them as macros with the same values.
 #ifndef S_OK
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001U);
@@ -19,19 +19,19 @@ inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057U);
 inline constexpr HRESULT RPC_E_SERVERFAULT = static_cast<HRESULT>(0x80010105U);
 #endif
 
-// A stream that ended before the value asked of it: ERROR_HANDLE_EOF as an HRESULT.
+// A stream ended before the value that was read: ERROR_HANDLE_EOF as an HRESULT.
 inline constexpr HRESULT kEndOfStream = static_cast<HRESULT>(0x80070026U);
 
 constexpr bool Failed(HRESULT result) { return result < 0; }
 constexpr bool Succeeded(HRESULT result) { return result >= 0; }
 
-// A value, or the code that says why there is none. Never holds a success code as its error.
+// A value, or the code of the failure. The error is never a success code.
 template <typename T>
 using Expected = tl::expected<T, HRESULT>;
 
 inline tl::unexpected<HRESULT> Failure(HRESULT code) { return tl::unexpected<HRESULT>(code); }
 
-// The code of a result whose value is not wanted.
+// The code of a result: S_OK with a value, else the failure.
 template <typename T>
 HRESULT CodeOf(const Expected<T>& result) {
   return result ? S_OK : result.error();

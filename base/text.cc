@@ -7,7 +7,7 @@
 namespace ulix {
 namespace {
 
-// Windows-1252, 0x80 to 0x9F; the rest is Latin-1. The five unassigned bytes keep their own number, as Windows does.
+// Windows-1252 from 0x80 to 0x9F; the rest is Latin-1. The five unassigned bytes keep their own number, as in Windows.
 constexpr std::array<char16_t, 32> kUpperControls = {0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
                                                      0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x008D, 0x017D, 0x008F,
                                                      0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
@@ -37,7 +37,7 @@ void AppendUtf8(std::string& out, char16_t c) {
   }
 }
 
-// Decodes one sequence at `text`; a length of 0 says that it is broken.
+// A decoded UTF-8 sequence. A length of 0 means that it is broken.
 struct Decoded {
   char32_t code_point;
   std::size_t length;
@@ -54,7 +54,7 @@ Decoded DecodeUtf8(std::string_view text) {
     if ((next & 0xC0) != 0x80) return {0, 0};
     code_point = (code_point << 6) | (next & 0x3F);
   }
-  // The shortest form only, and no halves of UTF-16 pairs.
+  // Overlong forms and halves of UTF-16 pairs are broken sequences.
   constexpr std::array<char32_t, 5> kLowest = {0, 0, 0x80, 0x800, 0x10000};
   const bool surrogate = code_point >= 0xD800 && code_point <= 0xDFFF;
   if (code_point < kLowest[length] || surrogate || code_point > 0x10FFFF) return {0, 0};

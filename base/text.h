@@ -10,42 +10,43 @@
 
 namespace ulix {
 
-// What a C runtime takes for blanks.
+// The characters that a C runtime treats as blanks.
 inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 // Languages of the visible texts: French for a French user, English for everybody else.
 enum class Language { kEnglish, kFrench };
 
-// One text in both languages, UTF-8 as the source has it.
+// One text in both languages, in UTF-8.
 struct LocalizedText {
   const char* en;
   const char* fr;
-  // The text in Windows-1252, the form in which it leaves the library.
+  // The text in Windows-1252, the encoding of all texts of the library.
   std::string In(Language language) const;
 };
 
-// Between the encodings. What one has and the other lacks becomes '?', and so does each byte of a broken sequence.
+// Conversions between encodings. A character that the target lacks becomes '?', and so does each byte of a broken
+// sequence.
 std::string Utf8FromAnsi(std::string_view ansi);
 std::string AnsiFromUtf8(std::string_view utf8);
 std::u16string Utf16FromAnsi(std::string_view ansi);
 std::string AnsiFromUtf16(std::u16string_view wide);
 
-// Upper case of the 26 letters; every other byte stays.
+// Changes the letters a to z to upper case, and no other byte.
 std::string AsciiUpper(std::string_view text);
-// Whether two texts are the same but for the case of the 26 letters.
+// Whether two texts are equal when the case of the letters a to z is ignored.
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 std::string_view Trimmed(std::string_view text);
 
-// The text with the values in place of its '%'s, in order.
+// Replaces each '%' of the text by the next value.
 std::string WithValues(std::string text, std::span<const std::string> values);
 inline std::string WithValues(std::string text, std::initializer_list<std::string> values) {
   return WithValues(std::move(text), std::span(values.begin(), values.size()));
 }
 
-// The fields of `text` between separators; empty ones keep their place, and there is one at least.
+// The fields of `text` between separators. Empty fields count, and there is at least one field.
 std::vector<std::string_view> SplitFields(std::string_view text, char separator);
-// The fields of `text` between runs of `separators`; empty fields are dropped.
+// The words of `text`: the parts between any of `separators`, without empty parts.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// Debug traces: lines for whoever develops against the library. They carry no behaviour.
+// Trace lines for developers. They have no influence on the library's behaviour.
 #pragma once
 
 #include <string_view>
@@ -7,9 +7,9 @@ namespace ulix {
 
 using TraceSink = void (*)(std::string_view line);
 
-// Where lines go; null, the initial state, drops them. Lines come on any thread.
+// Sets the receiver of trace lines. With null, the initial state, lines are dropped. Lines come on any thread.
 void SetTraceSink(TraceSink sink);
-// A line that the sink throws at, for want of memory, is lost.
+// Writes a line. When the sink throws, the line is lost.
 void TraceLine(std::string_view line) noexcept;
 
 }  // namespace ulix

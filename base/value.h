@@ -1,4 +1,4 @@
-// A value handed in by a host, before anybody has said what it may be.
+// A value from a host, before it is checked.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace ulix {
 
-// Whatever a host hands in that is not a number: nothing, a null, a text, an array, an object, a date.
+// A value that is not a number: empty, null, a text, an array, an object or a date.
 struct NoNumber {};
 
 using Value = std::variant<NoNumber, std::int64_t, float, double>;

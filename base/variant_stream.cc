@@ -86,7 +86,7 @@ Expected<std::uint16_t> VariantReader::Ui2() {
 
 Expected<std::uint32_t> VariantReader::Ui4() { return Take(VariantType::kUi4, 4); }
 
-// Reads unit by unit: a count that the stream does not hold fails at its end and costs no memory.
+// Reads unit by unit: a count larger than the stream fails at the end of the stream and allocates no memory for it.
 Expected<std::string> VariantReader::Bstr() {
   const auto size = Take(VariantType::kBstr, 4);
   if (!size) return Failure(size.error());

@@ -17,8 +17,8 @@ enum class VariantType : std::uint16_t {
   kUi4 = 19,
 };
 
-// Writes values one after the other. The first failure is kept and everything after it is skipped, so that a row of
-// calls needs one check.
+// Writes values one after the other. After a failure nothing more is written, and `result` keeps its code, so that a
+// series of calls needs only one check.
 class VariantWriter {
  public:
   explicit VariantWriter(ByteStream& stream) : stream_(stream) {}
@@ -27,7 +27,7 @@ class VariantWriter {
   void Ui1(std::uint8_t value);
   void Ui2(std::uint16_t value);
   void Ui4(std::uint32_t value);
-  // Windows-1252 in, UTF-16 on the stream, its byte count with the terminator before it.
+  // The text is Windows-1252. The stream has its byte count with terminator, then the text in UTF-16 with terminator.
   void Bstr(const std::string& ansi);
   HRESULT result() const { return result_; }
 
@@ -37,8 +37,8 @@ class VariantWriter {
   HRESULT result_ = S_OK;
 };
 
-// Reads values of exactly the type that is asked for. A value of another type is E_INVALIDARG, a stream that ends is
-// the stream's own code.
+// Reads values of the type that is asked for. A value of another type gives E_INVALIDARG; the end of the stream gives
+// the stream's code.
 class VariantReader {
  public:
   explicit VariantReader(ByteStream& stream) : stream_(stream) {}
