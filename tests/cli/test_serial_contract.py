@@ -308,7 +308,7 @@ class SerialTest(ContractTest):
     def test_a_trace_has_the_times_of_the_exchange(self):
         unit = self.plug_in(SerialInstrument(instruments.HART, {"t": Reply(b"t: 23.50\r", delay=0.5), "s": SILENCE}))
         _, _, trace = self.ulix("read", "hart", "--port", unit.device, "--trace")
-        lines = [line.split(" ", 1) for line in trace.splitlines() if line[:1].isdigit()]
+        lines = [line.split(" ", 1) for line in trace.splitlines() if re.match(r"[\d:.]+ [<>] ", line)]
         self.assertEqual([text for _, text in lines],
                          ["> lf=of<CR>", "> du=h<CR>", "> sa=0<CR>", "> t<CR>", "< t: 23.50<CR>", "> s<CR>"])
         seconds = [float(stamp.rsplit(":", 1)[1]) for stamp, _ in lines]
