@@ -18,7 +18,7 @@ constexpr LocalizedText kNoUncertainty{"the certificate % states no uncertainty"
                                        "le certificat % n'indique pas d'incertitude"};
 constexpr LocalizedText kUnequal{"the certificate % has lists of different lengths in one table",
                                  "le certificat % a des listes de longueurs différentes dans un tableau"};
-constexpr LocalizedText kTwice{"the certificate % has the indication % twice",
+constexpr LocalizedText kIndicationTwice{"the certificate % has the indication % twice",
                                "le certificat % a deux fois l'indication %"};
 constexpr LocalizedText kLine{"line % of the table: %", "ligne % du tableau : %"};
 constexpr LocalizedText kNoPoints{"the table has no points", "le tableau n'a pas de points"};
@@ -39,7 +39,7 @@ Result<ReferenceCertificate> WithSortedPoints(ReferenceCertificate certificate) 
   std::stable_sort(points.begin(), points.end(), before);
   for (std::size_t k = 1; k < points.size(); ++k) {
     if (points[k].indication == points[k - 1].indication) {
-      return Refused(kTwice, {certificate.identifier, Shortened(points[k].indication)});
+      return Refused(kIndicationTwice, {certificate.identifier, Shortened(points[k].indication)});
     }
   }
   return certificate;
@@ -197,7 +197,7 @@ class TextTable {
   int line_ = 0;
 };
 
-constexpr LocalizedText kUnknownKey{
+constexpr LocalizedText kUnknownTableKey{
     "'%' is not known; takes certificate, laboratory, serial, issued, due, k, then the heading of the columns",
     "'%' n'est pas connu ; accepte certificate, laboratory, serial, issued, due, k, puis l'en-tête des colonnes"};
 constexpr LocalizedText kWrongNumber{"'%' is no number that can stand here", "'%' n'est pas un nombre possible ici"};
@@ -232,7 +232,7 @@ std::optional<Problem> TextTable::TakeKey(const Fields& fields) {
     return std::nullopt;
   }
   if (key == "serial") return certificate_.serial_numbers.push_back(value), std::nullopt;
-  if (key != "k") return At(kUnknownKey, key);
+  if (key != "k") return At(kUnknownTableKey, key);
   coverage_factor_ = NumberOf(value);
   const bool sound = coverage_factor_ >= 1 && coverage_factor_ <= kMaxFactor;
   return sound ? std::nullopt : std::optional(At(kWrongNumber, value));

@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-constexpr std::array kRows = {
+constexpr std::array kNetworkErrors = {
     ErrorRow{networkCommErrUnableToConnect,
              {"Unable to establish connection", "Impossible d'établir la connexion"},
              "UNABLE_TO_CONNECT",
@@ -26,6 +26,6 @@ constexpr std::array kRows = {
 
 }  // namespace
 
-std::span<const ErrorRow> NetworkErrorTexts() { return kRows; }
+std::span<const ErrorRow> NetworkErrorTexts() { return kNetworkErrors; }
 
 }  // namespace ulix

@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-constexpr std::array kRows = {
+constexpr std::array kSerialErrors = {
     ErrorRow{serialCommErrUnableToOpenComm,
              {"Unable to open communication", "Impossible d'ouvrir la communication"},
              "UNABLE_TO_OPEN_COMM",
@@ -26,6 +26,6 @@ constexpr std::array kRows = {
 
 }  // namespace
 
-std::span<const ErrorRow> SerialErrorTexts() { return kRows; }
+std::span<const ErrorRow> SerialErrorTexts() { return kSerialErrors; }
 
 }  // namespace ulix

@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-constexpr std::array kRows = {
+constexpr std::array kUsbErrors = {
     ErrorRow{winUsbCommErrUnableToOpenComm,
              {"Unable to open communication", "Impossible d'ouvrir la communication"},
              "UNABLE_TO_OPEN_COMM",
@@ -46,6 +46,6 @@ constexpr std::array kRows = {
 
 }  // namespace
 
-std::span<const ErrorRow> UsbErrorTexts() { return kRows; }
+std::span<const ErrorRow> UsbErrorTexts() { return kUsbErrors; }
 
 }  // namespace ulix

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxLine = 100;
 constexpr int kMaxThrownAway = 4096;
 
 // Between looks at a line that is drained.
-constexpr Milliseconds kDrainPause{20};
+constexpr Milliseconds kPollPause{20};
 constexpr std::uint32_t kDrainReadMs = 1;
 
 }  // namespace
@@ -32,7 +32,7 @@ bool DiscardWithin(SerialLink& link, Clock& clock, Milliseconds time) {
     const bool open = got.outcome == LinkOutcome::kNoFirstByte || got.outcome == LinkOutcome::kDamaged;
     if (last || !open) return false;
     const auto left = std::chrono::ceil<Milliseconds>(end.WaitPoint(clock) - clock.Now());
-    clock.SleepFor(std::clamp(left, Milliseconds(0), kDrainPause));
+    clock.SleepFor(std::clamp(left, Milliseconds(0), kPollPause));
   }
 }
 
