@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "core/record_decoder.h"
+#include "drivers/loggers/record_decoder.h"
 
 namespace ulix::bench {
 namespace {

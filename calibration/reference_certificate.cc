@@ -19,7 +19,7 @@ constexpr LocalizedText kNoUncertainty{"the certificate % states no uncertainty"
 constexpr LocalizedText kUnequal{"the certificate % has lists of different lengths in one table",
                                  "le certificat % a des listes de longueurs différentes dans un tableau"};
 constexpr LocalizedText kIndicationTwice{"the certificate % has the indication % twice",
-                               "le certificat % a deux fois l'indication %"};
+                                         "le certificat % a deux fois l'indication %"};
 constexpr LocalizedText kLine{"line % of the table: %", "ligne % du tableau : %"};
 constexpr LocalizedText kNoPoints{"the table has no points", "le tableau n'a pas de points"};
 

@@ -10,7 +10,7 @@
 
 #include "base/result.h"
 #include "base/value.h"
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 
 namespace ulix::controls {
 

@@ -10,19 +10,11 @@
 #include "base/date.h"
 #include "base/measured.h"
 #include "base/result.h"
+#include "drivers/channel_arrays.h"
 #include "drivers/model_card.h"
 #include "platform/clock.h"
 
 namespace ulix {
-
-struct GroupChannel {
-  ChannelId id = 0;
-  float value = 0.0F;       // With an error or with Doubt::kNoValue: the value of an earlier reading.
-  HRESULT error = S_OK;     // 0 when the last reading succeeded.
-  Date time = 0.0;          // Local time; 0 until the first reading.
-  MonotonicTime read_at{};  // Begin of the last reading's scan. The local time would not do: it can be set back.
-  Doubt doubt = Doubt::kNone;
-};
 
 // The reading of one channel in one scan.
 struct ChannelReading {

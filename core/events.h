@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 
 namespace ulix {
 

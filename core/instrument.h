@@ -12,12 +12,12 @@
 
 #include "base/byte_stream.h"
 #include "base/value.h"
-#include "core/channel_arrays.h"
 #include "core/error_info.h"
 #include "core/events.h"
 #include "core/group_settings.h"
 #include "core/record_sink.h"
 #include "core/user_interface.h"
+#include "drivers/channel_arrays.h"
 #include "drivers/driver.h"
 
 namespace ulix {

@@ -1,6 +1,5 @@
 // The members about recorded memory and about the instrument's program.
 #include "core/instrument_member.h"
-#include "core/record_decoder.h"
 #include "platform/code_page.h"
 
 namespace ulix {
@@ -92,14 +91,10 @@ HRESULT Instrument::StreamMemBlock(std::int32_t block, std::uint32_t records_max
   if (records_read) *records_read = 0;
   return WithBlock(block, kLastMemBlock, records_read, [&](RecordedMemory& memory, std::uint32_t id) -> HRESULT {
     if (!connected_) return E_UNEXPECTED;
-    RecordDecoder decoder;
-    ChannelArrays part;
     std::uint32_t total = 0;
-    const auto take = [&](std::string_view bytes) {
-      part.clear();
-      decoder.Decode(bytes, part);
-      total += static_cast<std::uint32_t>(part.size());
-      return sink.Take(part);
+    const auto take = [&](const ChannelArrays& records) {
+      total += static_cast<std::uint32_t>(records.size());
+      return sink.Take(records);
     };
     const auto read = memory.Read(id, records_max, take, ProgressTeller());
     if (!read) return read.error();

@@ -1,7 +1,7 @@
 // The receiver of a memory block's records.
 #pragma once
 
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 
 namespace ulix {
 

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <string_view>
 #include <vector>
 
 #include "base/result.h"
+#include "drivers/channel_arrays.h"
 #include "drivers/progress.h"
 
 namespace ulix {
@@ -31,9 +31,9 @@ struct MemBlockRead {
   bool cancelled = false;
 };
 
-// Stored records, whole ones, oldest first, as they lie in the logger (core/record_decoder.h). A failure stops the
-// read. Called with no lock held; `records` is gone after the call.
-using TakeRecords = std::function<HRESULT(std::string_view records)>;
+// The next stored measurements, oldest first. A failure stops the read. Called with no lock held; `records` is reused
+// after the call.
+using TakeRecords = std::function<HRESULT(const ChannelArrays& records)>;
 
 // Ids are known to be in range.
 class RecordedMemory {

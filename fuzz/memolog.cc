@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "core/record_decoder.h"
 #include "drivers/loggers/memolog/program_model.h"
 #include "drivers/loggers/memolog/protocol.h"
+#include "drivers/loggers/record_decoder.h"
 #include "fuzz/require.h"
 #include "links/modbus_frames.h"
 

@@ -108,8 +108,7 @@ TEST(Instrument, MemoryReadButNotCleared_IsDeliveredWithTheFailure) {
   device.events().Advise(errors);
   device.Connect();
   FakeMemory& memory = rig.driver->memory_block;
-  memory.stored =
-      std::string("\x00\x10\x00\x00\x01\x00\x00\x00", 8) + std::string("\x01\x00\x00\x00\x00\x00\x80\x3f", 8);
+  memory.stored.Add({.id = 0, .value = 1.0F});
   for (const HRESULT refused : {kambicCtlErrBadCmde, serialCommErrUnableToReadComm}) {
     memory.clearing = refused;
     ChannelArrays arrays;

@@ -34,10 +34,10 @@ inline constexpr ModelCard kFakeCard = {.model_id = "fake",
                                         .settings = kFakeSettings,
                                         .errors = kFakeErrors};
 
-// A memory of one block. `stored` holds whole records in a logger's layout.
+// A memory of one block.
 class FakeMemory final : public RecordedMemory {
  public:
-  std::string stored;
+  ChannelArrays stored;
   HRESULT clearing = S_OK;
 
   Expected<std::vector<std::uint32_t>> Blocks() override { return std::vector<std::uint32_t>{0}; }
@@ -48,7 +48,7 @@ class FakeMemory final : public RecordedMemory {
   Expected<MemBlockRead> Read(std::uint32_t, std::uint32_t, const TakeRecords& take, const Progress&) override {
     const HRESULT result = take(stored);
     if (Failed(result)) return Failure(result);
-    return MemBlockRead{.held = static_cast<std::uint32_t>(stored.size() / 8)};
+    return MemBlockRead{.held = static_cast<std::uint32_t>(stored.size())};
   }
   HRESULT Clear(std::uint32_t, std::uint32_t) override { return clearing; }
 };

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 #include "tools/ulix/channels.h"
 
 namespace CLI {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 #include "tools/ulix/channels.h"
 #include "tools/ulix/plot_curve.h"
 

@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
-#include "core/channel_arrays.h"
 #include "core/group_settings.h"
+#include "drivers/channel_arrays.h"
 #include "tools/ulix/channels.h"
 #include "tools/ulix/connection.h"
 

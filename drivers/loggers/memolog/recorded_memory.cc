@@ -3,6 +3,7 @@
 
 #include "drivers/loggers/memolog/long_operation.h"
 #include "drivers/loggers/memolog/tables.h"
+#include "drivers/loggers/record_decoder.h"
 #include "drivers/loggers/record_memory.h"
 
 namespace ulix::memolog {
@@ -25,6 +26,14 @@ struct MemologDriver::BlockReading {
   const Progress& progress;
   bool cancelled = false;
   unsigned forgotten = 0;  // when the block was looked at
+  RecordDecoder decoder{};
+  ChannelArrays records{};
+
+  HRESULT Take(std::string_view bytes) {
+    records.clear();
+    decoder.Decode(bytes, records);
+    return take(records);
+  }
 };
 
 Expected<std::vector<std::uint32_t>> MemologDriver::Blocks() {
@@ -118,7 +127,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     const auto records = RecordsIn(*reply, request);
     // What went and came back may be another logger.
     if (!records || reading.forgotten != forgotten) return link().codes().unread;
-    if (const HRESULT result = reading.take(BytesOf(*records)); Failed(result)) return result;
+    if (const HRESULT result = reading.Take(BytesOf(*records)); Failed(result)) return result;
     done += count;
   }
   return S_OK;

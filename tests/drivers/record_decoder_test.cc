@@ -1,4 +1,4 @@
-#include "core/record_decoder.h"
+#include "drivers/loggers/record_decoder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 
 namespace ulix {
 namespace {

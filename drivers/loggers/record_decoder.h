@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/channel_arrays.h"
+#include "drivers/channel_arrays.h"
 
 namespace ulix {
 
