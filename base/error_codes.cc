@@ -7,7 +7,7 @@ std::string_view ErrorCodeName(HRESULT code) {
 #define ULIX_ERROR_CODE(name, value) \
   case name:                         \
     return #name;
-#include "base/error_codes.def"
+#include "generated/error_codes.def"
 #undef ULIX_ERROR_CODE
     default:
       return {};

@@ -1,4 +1,5 @@
-// The one enumeration of every published error code of the library.
+// The one enumeration of every published error code of the library: the build puts it together from each room's
+// error_codes.def.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ using HRESULT = std::conditional_t<sizeof(long) == 4, long, std::int32_t>;
 
 enum ErrorConstants : HRESULT {
 #define ULIX_ERROR_CODE(name, value) name = static_cast<HRESULT>(value##U),
-#include "base/error_codes.def"
+#include "generated/error_codes.def"
 #undef ULIX_ERROR_CODE
 };
 

@@ -13,6 +13,14 @@ struct CatalogueEntry {
   DriverFactory create;
 };
 
+// Each model's room defines its own.
+#define ULIX_MODEL(model)             \
+  namespace model {                   \
+  extern const CatalogueEntry kEntry; \
+  }
+#include "drivers/models.def"
+#undef ULIX_MODEL
+
 std::span<const CatalogueEntry> Catalogue();
 
 // The entry of a model word, any case; null when there is none.

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <memory>
 
-#include "drivers/calibrators/kelvo10/driver.h"
+#include "drivers/catalogue.h"
 #include "fuzz/require.h"
 #include "tests/support/fake_serial_port.h"
 #include "tests/support/manual_clock.h"
@@ -64,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ulix::DriverServices services;
   services.clock = &clock;
   services.resolve_port = ulix::ResolverOf(line);
-  const auto driver = ulix::kelvo10::Create(services);
+  const auto driver = ulix::kelvo10::kEntry.create(services);
   ulix::Exchange(*driver, line, (data[0] & ulix::kTakesNothing) != 0);
   return 0;
 }

@@ -137,4 +137,6 @@ std::string Adt760Simulator::NextError() {
   return error;
 }
 
+std::unique_ptr<Simulator> adt760::MakeSimulator(Clock& clock) { return std::make_unique<Adt760Simulator>(clock); }
+
 }  // namespace ulix

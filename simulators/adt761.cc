@@ -127,4 +127,6 @@ bool Adt761Simulator::TakeSwitch(std::string_view name, bool on) {
   return true;
 }
 
+std::unique_ptr<Simulator> adt761::MakeSimulator(Clock& clock) { return std::make_unique<Adt761Simulator>(clock); }
+
 }  // namespace ulix

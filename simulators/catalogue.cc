@@ -2,17 +2,6 @@
 #include <iterator>
 
 #include "base/text.h"
-#include "simulators/adt760.h"
-#include "simulators/adt761.h"
-#include "simulators/cmx310.h"
-#include "simulators/flukehydra.h"
-#include "simulators/hart.h"
-#include "simulators/isotech.h"
-#include "simulators/jofrartcptc.h"
-#include "simulators/kambic.h"
-#include "simulators/kelvo10.h"
-#include "simulators/memolog.h"
-#include "simulators/microk.h"
 #include "simulators/simulator.h"
 
 namespace ulix {
@@ -23,18 +12,10 @@ struct CatalogueRow {
   SimulatorFactory make;
 };
 
-template <typename T>
-std::unique_ptr<Simulator> Make(Clock& clock) {
-  return std::make_unique<T>(clock);
-}
-
 constexpr CatalogueRow kCatalogue[] = {
-    {"kelvo10", Make<Kelvo10Simulator>},         {"cmx310", Make<Cmx310Simulator>},
-    {"memolog", Make<MemologSimulator>},         {"hart", Make<HartSimulator>},
-    {"isotech", Make<IsotechSimulator>},         {"kambic", Make<KambicSimulator>},
-    {"microk", Make<MicrokSimulator>},           {"flukehydra", Make<FlukeHydraSimulator>},
-    {"jofrartcptc", Make<JofraRtcPtcSimulator>}, {"adt760", Make<Adt760Simulator>},
-    {"adt761", Make<Adt761Simulator>},
+#define ULIX_MODEL(model) {#model, model::MakeSimulator},
+#include "drivers/models.def"
+#undef ULIX_MODEL
 };
 
 }  // namespace

@@ -36,4 +36,6 @@ constexpr RangeWords kWords{"ULIX,CMX310,310042,V1.30", kFunctions, kConnections
 
 Cmx310Simulator::Cmx310Simulator(Clock& clock) : RangeCalibratorSimulator(kWords, clock) {}
 
+std::unique_ptr<Simulator> cmx310::MakeSimulator(Clock& clock) { return std::make_unique<Cmx310Simulator>(clock); }
+
 }  // namespace ulix

@@ -120,4 +120,8 @@ std::optional<std::string> FlukeHydraSimulator::AnswerChannel(std::string_view c
   return Result(last_text_.empty() ? Engineering(*value) : last_text_);
 }
 
+std::unique_ptr<Simulator> flukehydra::MakeSimulator(Clock& clock) {
+  return std::make_unique<FlukeHydraSimulator>(clock);
+}
+
 }  // namespace ulix

@@ -58,4 +58,6 @@ bool HartSimulator::TakeSetPoint(std::string_view number) {
   return true;
 }
 
+std::unique_ptr<Simulator> hart::MakeSimulator(Clock& clock) { return std::make_unique<HartSimulator>(clock); }
+
 }  // namespace ulix

@@ -113,4 +113,6 @@ SimulatedReply IsotechSimulator::Refuse(std::string_view frame) {
 
 std::string IsotechSimulator::Refusal() const { return last_is_line_ ? Line("NG") : std::string(1, kNak); }
 
+std::unique_ptr<Simulator> isotech::MakeSimulator(Clock& clock) { return std::make_unique<IsotechSimulator>(clock); }
+
 }  // namespace ulix

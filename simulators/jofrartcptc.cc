@@ -202,4 +202,8 @@ std::string JofraRtcPtcSimulator::WithUnit(double celsius) const {
   return Hundredths(celsius * unit->factor + unit->offset) + ", " + unit_;
 }
 
+std::unique_ptr<Simulator> jofrartcptc::MakeSimulator(Clock& clock) {
+  return std::make_unique<JofraRtcPtcSimulator>(clock);
+}
+
 }  // namespace ulix

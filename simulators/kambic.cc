@@ -56,4 +56,6 @@ std::string KambicSimulator::SetPoint(std::string_view request) {
   return set_point_text_.empty() ? Field("SETTEMP", *value) : set_point_text_;
 }
 
+std::unique_ptr<Simulator> kambic::MakeSimulator(Clock& clock) { return std::make_unique<KambicSimulator>(clock); }
+
 }  // namespace ulix

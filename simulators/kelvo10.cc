@@ -28,4 +28,6 @@ constexpr RangeWords kWords{"ULIX,KELVO10,123456,V2.10", kFunctions, kConnection
 
 Kelvo10Simulator::Kelvo10Simulator(Clock& clock) : RangeCalibratorSimulator(kWords, clock) {}
 
+std::unique_ptr<Simulator> kelvo10::MakeSimulator(Clock& clock) { return std::make_unique<Kelvo10Simulator>(clock); }
+
 }  // namespace ulix

@@ -357,4 +357,6 @@ void MemologSimulator::ReplyWithRecords(const Block& block) {
   Reply(10, data);
 }
 
+std::unique_ptr<Simulator> memolog::MakeSimulator(Clock& clock) { return std::make_unique<MemologSimulator>(clock); }
+
 }  // namespace ulix

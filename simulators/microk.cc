@@ -217,4 +217,6 @@ bool MicrokSimulator::HasChannel(unsigned channel) const {
   return channel % 10 < 8 && channel / 10 <= 4 && channel / 10 <= scanners_;
 }
 
+std::unique_ptr<Simulator> microk::MakeSimulator(Clock& clock) { return std::make_unique<MicrokSimulator>(clock); }
+
 }  // namespace ulix

@@ -53,6 +53,14 @@ class Simulator {
 
 using SimulatorFactory = std::unique_ptr<Simulator> (*)(Clock& clock);
 
+// Each model's simulator defines its own.
+#define ULIX_MODEL(model)                                 \
+  namespace model {                                       \
+  std::unique_ptr<Simulator> MakeSimulator(Clock& clock); \
+  }
+#include "drivers/models.def"
+#undef ULIX_MODEL
+
 // The simulator of a model word, any case; null when there is none.
 SimulatorFactory FindSimulator(std::string_view model);
 

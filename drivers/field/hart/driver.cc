@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "drivers/catalogue.h"
 #include "drivers/field/hart/tables.h"
 
 namespace ulix::hart {
@@ -96,5 +97,7 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
     return hartCtlErrNack;
   });
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<HartDriver>};
 
 }  // namespace ulix::hart

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "drivers/catalogue.h"
 #include "drivers/loggers/memolog/tables.h"
 
 namespace ulix::memolog {
@@ -168,5 +169,7 @@ Reading MemologDriver::ReadChannel(ChannelId id) {
     return std::isfinite(value) ? Expected<float>(value) : Failure(registers.Unread());
   }));
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<MemologDriver>};
 
 }  // namespace ulix::memolog

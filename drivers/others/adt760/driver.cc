@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "drivers/catalogue.h"
 #include "drivers/others/adt760/protocol.h"
 
 namespace ulix::adt760 {
@@ -141,5 +142,7 @@ std::string Adt760Driver::LastError() const {
   const std::lock_guard lock(last_error_mutex_);
   return last_error_;
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<Adt760Driver>};
 
 }  // namespace ulix::adt760

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/trace.h"
+#include "drivers/catalogue.h"
 #include "drivers/others/adt761/protocol.h"
 
 namespace ulix::adt761 {
@@ -151,5 +152,7 @@ ChannelTraits Adt761Driver::DescribeChannel(ChannelId id) const {
   const Unit* told = units_[id];
   return {.unit = told ? told->display : kReadings[id].unit, .resolution = kReadings[id].resolution, .limits = {}};
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<Adt761Driver>};
 
 }  // namespace ulix::adt761

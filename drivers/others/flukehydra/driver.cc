@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "base/trace.h"
+#include "drivers/catalogue.h"
 #include "drivers/others/flukehydra/tables.h"
 
 namespace ulix::flukehydra {
@@ -163,5 +164,7 @@ ChannelTraits FlukeHydraDriver::DescribeChannel(ChannelId id) const {
           .resolution = ResolutionOf(config),
           .limits = {}};
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<FlukeHydraDriver>};
 
 }  // namespace ulix::flukehydra

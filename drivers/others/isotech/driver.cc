@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "drivers/catalogue.h"
 #include "drivers/others/isotech/protocol.h"
 #include "drivers/others/isotech/tables.h"
 
@@ -121,5 +122,7 @@ HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command
     return answer ? Judged(talk, *answer, CheckLineAnswer(*answer, command)) : answer.error();
   });
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<IsotechDriver>};
 
 }  // namespace ulix::isotech

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "drivers/catalogue.h"
 #include "drivers/others/jofrartcptc/protocol.h"
 
 namespace ulix::jofrartcptc {
@@ -117,5 +118,7 @@ ChannelTraits JofraRtcPtcDriver::DescribeChannel(ChannelId id) const {
   traits.offered = id < CurrentDialect().channels.size();
   return traits;
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<JofraRtcPtcDriver>};
 
 }  // namespace ulix::jofrartcptc

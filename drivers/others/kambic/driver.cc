@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "drivers/catalogue.h"
 #include "drivers/others/kambic/protocol.h"
 #include "drivers/others/kambic/tables.h"
 
@@ -66,5 +67,7 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
     return result;
   });
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<KambicDriver>};
 
 }  // namespace ulix::kambic

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/trace.h"
+#include "drivers/catalogue.h"
 
 namespace ulix::microk {
 namespace {
@@ -150,5 +151,7 @@ ChannelTraits MicrokDriver::DescribeChannel(ChannelId id) const {
           .resolution = ResolutionOf(config),
           .limits = {}};
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<MicrokDriver>};
 
 }  // namespace ulix::microk

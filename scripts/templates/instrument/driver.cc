@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "drivers/catalogue.h"
 #include "drivers/new_family/new_word/protocol.h"
 #include "drivers/new_family/new_word/tables.h"
 
@@ -49,5 +50,7 @@ Reading NewClassDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
   return ReadingOf(Exchange([](Conversation& talk) { return talk.Query("MEAS?", kLines.usual(), ParseMeasure); }));
 }
+
+const CatalogueEntry kEntry{&kCard, MakeDriver<NewClassDriver>};
 
 }  // namespace ulix::new_word

@@ -24,4 +24,6 @@ SimulatedReply NewClassSimulator::Answer(std::string_view request) {
   return {};
 }
 
+std::unique_ptr<Simulator> new_word::MakeSimulator(Clock& clock) { return std::make_unique<NewClassSimulator>(clock); }
+
 }  // namespace ulix
