@@ -29,6 +29,13 @@ struct ChannelRow {
   int resolution = kUnknownResolution;
 };
 
+// Where the settings are on which units and decimals hang.
+enum class SettingsHome {
+  kHost,              // here: they go out with each query, or nothing hangs on them
+  kInstrument,        // in the instrument, and ReadCfg asks for them
+  kSilentInstrument,  // in the instrument, which does not tell them
+};
+
 struct ModelCard {
   const char* model_id;    // "kelvo10": on the command line
   const char* class_name;  // "Kelvo10": in class names, ProgIDs and trace lines
@@ -42,8 +49,8 @@ struct ModelCard {
   HRESULT exception_code;                   // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
   bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
-  bool settings_in_instrument = false;  // whether the instrument tells how it is set, and units hang on that
-  bool units_with_readings = false;     // whether the instrument tells its units only with its readings
+  SettingsHome settings_home = SettingsHome::kHost;
+  bool units_with_readings = false;  // whether the instrument tells its units only with its readings
   std::span<const SettingRow> settings;
   std::span<const char* const> link_settings = {};  // keys of those that are about the link, and asked for with it
   std::span<const ErrorRow> errors;

@@ -38,6 +38,7 @@ class ModbusLink final : public Link, public NetworkSetting {
     return current().ApplyTimeouts(read_ms, write_ms);
   }
   Milliseconds TimeLeftOnWire() override { return current().TimeLeftOnWire(); }
+  platform::OpenFailure open_failure() const override { return current().open_failure(); }
   LinkCodes codes() const override { return current().codes(); }
   HRESULT CodeWhileLost(HRESULT opening) const override { return current().CodeWhileLost(opening); }
   std::span<const ErrorRow> errors() const override;

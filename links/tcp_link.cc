@@ -18,15 +18,27 @@ void TcpLink::SetAddress(const NetworkAddress& address) {
   address_ = address;
 }
 
+platform::OpenFailure TcpLink::open_failure() const {
+  const std::lock_guard lock(address_mutex_);
+  return failure_;
+}
+
+HRESULT TcpLink::Fail(platform::OpenFailure failure) {
+  const std::lock_guard lock(address_mutex_);
+  failure_ = std::move(failure);
+  return networkCommErrUnableToConnect;
+}
+
 HRESULT TcpLink::Open() {
   if (open_) return S_OK;
   given_up_ = false;
   const NetworkAddress wanted = address();
   const auto host = platform::FindHost(wanted.host);
-  auto socket = host ? options_.make_socket() : nullptr;
-  if (!socket || !socket->Connect(*host, static_cast<std::uint16_t>(wanted.port), options_.timeout)) {
-    return networkCommErrUnableToConnect;
-  }
+  if (!host) return Fail({.cause = platform::OpenFailureCause::kUnknownHost});
+  auto socket = options_.make_socket();
+  if (!socket) return Fail({});
+  const bool connected = socket->Connect(*host, static_cast<std::uint16_t>(wanted.port), options_.timeout);
+  if (!connected) return Fail(socket->connect_failure());
   socket_ = std::move(socket);
   filled_ = 0;
   lost_ = false;

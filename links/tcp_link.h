@@ -39,6 +39,7 @@ class TcpLink final : public Link {
   bool DeviceIsThere() override { return true; }
   Milliseconds read_timeout() const override { return options_.timeout; }
   LinkCodes codes() const override;
+  platform::OpenFailure open_failure() const override;
   HRESULT CodeWhileLost(HRESULT opening) const override { return opening; }
   std::span<const ErrorRow> errors() const override;
   std::string Info(Language) const override { return address().host; }
@@ -59,9 +60,12 @@ class TcpLink final : public Link {
   void TraceReceived(std::string_view message) const;
 
  private:
+  HRESULT Fail(platform::OpenFailure failure);
+
   Options options_;
   mutable std::mutex address_mutex_;
-  NetworkAddress address_;  // guarded by address_mutex_
+  NetworkAddress address_;         // guarded by address_mutex_
+  platform::OpenFailure failure_;  // of the last opening; guarded by address_mutex_
   std::unique_ptr<platform::StreamSocket> socket_;
   std::atomic<bool> open_ = false;
   bool lost_ = false;

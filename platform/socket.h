@@ -32,6 +32,8 @@ class StreamSocket {
   virtual ~StreamSocket() = default;
   // Without a `wait` the system's own time for a connection applies. False when there is none.
   virtual bool Connect(Ipv4Address address, std::uint16_t port, std::optional<std::chrono::milliseconds> wait) = 0;
+  // Why the last Connect gave false, where the socket knows.
+  virtual OpenFailure connect_failure() const { return {}; }
   // A negative `wait` is a failure. An end of the connection counts as readable.
   virtual SocketWait AwaitReadable(std::chrono::milliseconds wait) = 0;
   virtual SocketWait AwaitWritable(std::chrono::milliseconds wait) = 0;

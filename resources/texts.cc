@@ -278,6 +278,11 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kLineSettingsRefused, {"the line settings are refused", "les réglages de la ligne sont refusés"}},
     {TextId::kPathHead, {"PATH", "CHEMIN"}},
     {TextId::kLateBy, {"% s late", "% s de retard"}},
+    {TextId::kIsFolder, {"is a folder", "est un dossier"}},
+    {TextId::kNoSuchFolder, {"no such folder", "dossier absent"}},
+    {TextId::kNoSuchFile, {"no such file", "fichier absent"}},
+    {TextId::kDiskFull, {"the disk is full", "le disque est plein"}},
+    {TextId::kLateReadings, {"Late reports", "Relevés en retard"}},
 }};
 
 constexpr bool IsInOrder() {

@@ -248,6 +248,11 @@ enum class TextId : std::uint16_t {
   kLineSettingsRefused,
   kPathHead,
   kLateBy,
+  kIsFolder,
+  kNoSuchFolder,
+  kNoSuchFile,
+  kDiskFull,
+  kLateReadings,
   kCount
 };
 

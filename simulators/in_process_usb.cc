@@ -16,7 +16,7 @@ bool Names(const UsbIdentity& wanted, const UsbIdentity& is) {
 
 class SimulatedUsbLibrary final : public UsbLibrary {
  public:
-  SimulatedUsbLibrary(std::shared_ptr<SimulatedBench> bench, Clock& clock) : bench_(std::move(bench)), clock_(clock) {}
+  SimulatedUsbLibrary(UsbLineOpener open, Clock& clock) : open_(std::move(open)), clock_(clock) {}
 
   HRESULT GetInterfaceGuid(UsbDevice& device) override;
   HRESULT Connect(UsbDevice& device) override;
@@ -30,7 +30,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
   // One byte more before the deadline.
   bool ReadByte(char& byte, Deadline deadline);
 
-  std::shared_ptr<SimulatedBench> bench_;
+  UsbLineOpener open_;
   Clock& clock_;
   std::unique_ptr<platform::SerialPort> port_;  // none while closed
   platform::SerialTimeouts timeouts_{5000, 5000};
@@ -38,7 +38,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
 
 // A device that is gone has no interface.
 HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
-  if (!OpenBench(bench_).port) return E_FAIL;
+  if (!port_ && !open_()) return E_FAIL;
   if (!Names(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;
   device.identity = kSimulatedUsbIdentity;
   return S_OK;
@@ -47,7 +47,7 @@ HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
 HRESULT SimulatedUsbLibrary::Connect(UsbDevice& device) {
   const bool same = device.identity.guid == kSimulatedUsbIdentity.guid && Names(device.identity, kSimulatedUsbIdentity);
   if (!same) return kUsbBadIdentifier;
-  port_ = OpenBench(bench_).port;
+  port_ = open_();
   if (!port_) return E_FAIL;
   device.identity = kSimulatedUsbIdentity;
   return S_OK;
@@ -97,9 +97,13 @@ HRESULT SimulatedUsbLibrary::Disconnect(UsbDevice&) {
 
 }  // namespace
 
-UsbLibraryLoader UsbLoaderOf(std::shared_ptr<SimulatedBench> bench, Clock& clock) {
-  const auto library = std::make_shared<SimulatedUsbLibrary>(std::move(bench), clock);
+UsbLibraryLoader UsbLoaderOf(UsbLineOpener open, Clock& clock) {
+  const auto library = std::make_shared<SimulatedUsbLibrary>(std::move(open), clock);
   return [library]() -> LoadedUsbLibrary { return library; };
+}
+
+UsbLibraryLoader UsbLoaderOf(std::shared_ptr<SimulatedBench> bench, Clock& clock) {
+  return UsbLoaderOf([bench] { return OpenBench(bench).port; }, clock);
 }
 
 }  // namespace ulix

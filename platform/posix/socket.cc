@@ -34,6 +34,25 @@ SocketWait Await(int fd, short events, std::optional<milliseconds> wait) {
   }
 }
 
+// 0, or the system's code of what went wrong.
+int ConnectTo(int fd, const sockaddr* address, socklen_t length, std::optional<milliseconds> wait) {
+  if (connect(fd, address, length) == 0) return 0;
+  if (errno != EINPROGRESS) return errno;
+  const SocketWait waited = Await(fd, POLLOUT, wait);
+  if (waited != SocketWait::kReady) return waited == SocketWait::kTimedOut ? ETIMEDOUT : errno;
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+OpenFailure FailureOf(int error) {
+  if (error == 0) return {};
+  const OpenFailureCause cause = error == ECONNREFUSED ? OpenFailureCause::kRefused
+                                 : error == ETIMEDOUT  ? OpenFailureCause::kNoAnswer
+                                                       : OpenFailureCause::kSystem;
+  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
+}
+
 class PosixSocket final : public StreamSocket {
  public:
   explicit PosixSocket(FileDescriptor fd) : fd_(std::move(fd)) {}
@@ -43,12 +62,10 @@ class PosixSocket final : public StreamSocket {
     peer.sin_family = AF_INET;
     peer.sin_port = htons(port);
     peer.sin_addr.s_addr = htonl(address.bits);
-    if (connect(fd_.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return true;
-    if (errno != EINPROGRESS || Await(fd_.get(), POLLOUT, wait) != SocketWait::kReady) return false;
-    int error = 0;
-    socklen_t size = sizeof error;
-    return getsockopt(fd_.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+    failure_ = FailureOf(ConnectTo(fd_.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer, wait));
+    return failure_.cause == OpenFailureCause::kNone;
   }
+  OpenFailure connect_failure() const override { return failure_; }
 
   SocketWait AwaitReadable(milliseconds wait) override { return Wait(POLLIN, wait); }
   SocketWait AwaitWritable(milliseconds wait) override { return Wait(POLLOUT, wait); }
@@ -77,6 +94,7 @@ class PosixSocket final : public StreamSocket {
 
   FileDescriptor fd_;
   bool would_wait_ = false;
+  OpenFailure failure_;
 };
 
 }  // namespace
@@ -106,24 +124,6 @@ bool WatchPeer(int fd) {
          set(IPPROTO_TCP, TCP_NODELAY, 1);
 }
 
-// 0, or the system's code of what went wrong.
-int ConnectTo(int fd, const addrinfo& address, milliseconds wait) {
-  if (connect(fd, address.ai_addr, address.ai_addrlen) == 0) return 0;
-  if (errno != EINPROGRESS) return errno;
-  const SocketWait waited = Await(fd, POLLOUT, wait);
-  if (waited != SocketWait::kReady) return waited == SocketWait::kTimedOut ? ETIMEDOUT : errno;
-  int error = 0;
-  socklen_t size = sizeof error;
-  return getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
-}
-
-OpenFailure FailureOf(int error) {
-  const OpenFailureCause cause = error == ECONNREFUSED ? OpenFailureCause::kRefused
-                                 : error == ETIMEDOUT  ? OpenFailureCause::kNoAnswer
-                                                       : OpenFailureCause::kSystem;
-  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
-}
-
 }  // namespace
 
 Connection ConnectToHost(const std::string& host, std::uint16_t port, milliseconds wait) {
@@ -141,7 +141,7 @@ Connection ConnectToHost(const std::string& host, std::uint16_t port, millisecon
       error = errno;
       continue;
     }
-    error = ConnectTo(fd.get(), *address, wait);
+    error = ConnectTo(fd.get(), address->ai_addr, address->ai_addrlen, wait);
     if (error == 0) return {std::make_unique<PosixSocket>(std::move(fd)), {}};
   }
   return {nullptr, FailureOf(error)};

@@ -36,6 +36,14 @@ SocketWait Await(SOCKET socket, bool writable, std::optional<milliseconds> wait)
   }
 }
 
+OpenFailure FailureOf(int error) {
+  if (error == 0) return {};
+  const OpenFailureCause cause = error == WSAECONNREFUSED ? OpenFailureCause::kRefused
+                                 : error == WSAETIMEDOUT  ? OpenFailureCause::kNoAnswer
+                                                          : OpenFailureCause::kSystem;
+  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
+}
+
 class WindowsSocket final : public StreamSocket {
  public:
   explicit WindowsSocket(int family) : socket_(socket(family, SOCK_STREAM, IPPROTO_TCP)) {}
@@ -51,13 +59,14 @@ class WindowsSocket final : public StreamSocket {
     peer.sin_family = AF_INET;
     peer.sin_port = htons(port);
     peer.sin_addr.s_addr = htonl(address.bits);
-    if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return true;
-    return WSAGetLastError() == WSAEWOULDBLOCK && Await(socket_.get(), true, wait) == SocketWait::kReady;
+    failure_ = FailureOf(ConnectTo(reinterpret_cast<const sockaddr*>(&peer), sizeof peer, wait));
+    return failure_.cause == OpenFailureCause::kNone;
   }
+  OpenFailure connect_failure() const override { return failure_; }
 
   // 0, or the system's code of what went wrong.
-  int ConnectTo(const addrinfo& address, milliseconds wait) {
-    if (connect(socket_.get(), address.ai_addr, static_cast<int>(address.ai_addrlen)) == 0) return 0;
+  int ConnectTo(const sockaddr* address, int length, std::optional<milliseconds> wait) {
+    if (connect(socket_.get(), address, length) == 0) return 0;
     if (const int error = WSAGetLastError(); error != WSAEWOULDBLOCK) return error;
     const SocketWait waited = Await(socket_.get(), true, wait);
     if (waited == SocketWait::kReady) return 0;
@@ -99,6 +108,7 @@ class WindowsSocket final : public StreamSocket {
   SocketLibrary library_;
   SocketHandle socket_;
   bool would_wait_ = false;
+  OpenFailure failure_;
 };
 
 }  // namespace
@@ -117,17 +127,6 @@ std::optional<Ipv4Address> FindHost(const std::string& host) {
   return address;
 }
 
-namespace {
-
-OpenFailure FailureOf(int error) {
-  const OpenFailureCause cause = error == WSAECONNREFUSED ? OpenFailureCause::kRefused
-                                 : error == WSAETIMEDOUT  ? OpenFailureCause::kNoAnswer
-                                                          : OpenFailureCause::kSystem;
-  return {.cause = cause, .os_error = static_cast<std::uint32_t>(error)};
-}
-
-}  // namespace
-
 Connection ConnectToHost(const std::string& host, std::uint16_t port, milliseconds wait) {
   const SocketLibrary library;
   addrinfo wanted{};
@@ -144,7 +143,7 @@ Connection ConnectToHost(const std::string& host, std::uint16_t port, millisecon
       error = WSAGetLastError();
       continue;
     }
-    error = made->ConnectTo(*address, wait);
+    error = made->ConnectTo(address->ai_addr, static_cast<int>(address->ai_addrlen), wait);
     if (error != 0) continue;
     made->WatchPeer();  // Wine has no such setting; the connection works without
     return {std::move(made), {}};

@@ -212,7 +212,7 @@ class Kelvo10Test(ContractTest):
         saving = self.start(*save, pipe)
         self.assertEqual(pipe.read_bytes(), whole)
         self.assertEqual((saving.wait(20), pipe.is_fifo()), (0, True))
-        self.assertEqual(self.ulix(*save, self.folder)[1:], ("", f"ulix: 0x8003001D Unable to write {self.folder}\n"))
+        self.assertEqual(self.ulix(*save, self.folder)[1:], ("", f"ulix: 0x8003001D Unable to write {self.folder}: is a folder\n"))
         self.assertEqual((others.read_text(), sorted(self.folder.iterdir())), ("mine", [target, link, others, pipe]))
 
     def send(self, *args):
@@ -310,9 +310,10 @@ class Kelvo10Test(ContractTest):
             self.assertRegex(f"{status} {err}", r"\A1 ulix: 0x80070057 .+\n\Z")
         for none in [self.folder] if UNDER_WINE else [self.folder, "/dev/zero"]:
             status, _, err = self.ulix("config", "kelvo10", "show", "--config", none)
-            self.assertEqual((status, err), (1, f"ulix: 0x80030002 Unable to read {none}\n"))
+            why = "" if none == "/dev/zero" else ": is a folder"
+            self.assertEqual((status, err), (1, f"ulix: 0x80030002 Unable to read {none}{why}\n"))
         status, _, err = self.ulix("config", "kelvo10", "show", "--config", self.folder, "--lang", "fr")
-        self.assertEqual((status, err), (1, f"ulix: 0x80030002 Impossible de lire {self.folder}\n"))
+        self.assertEqual((status, err), (1, f"ulix: 0x80030002 Impossible de lire {self.folder}: est un dossier\n"))
         unit = self.instrument()
         self.env["ULIX_COM5"] = unit.device  # the port that the stream names
         self.succeed("read", "kelvo10", "--config", self.file(whole))

@@ -133,7 +133,7 @@ class MemologTest(contract.ContractTest):
     def test_reading_a_block(self):
         for logger in self.loggers():
             logger.blocks[1], logger.recording = sixty_five(), 1
-            out = json.loads(self.succeed("memory", "memolog", "read", 0, *logger.where, "--json"))
+            out = json.loads(self.succeed("memory", "memolog", "read", 0, *logger.where, "--json", "--no-config"))
             self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1), freeze(3)] + read_records(1, 48) +
                              read_records(49, 17) + [freeze(1), (WRITE_ONE, LOCK, 0)])
             self.assertEqual(len(out), 64)
@@ -146,7 +146,7 @@ class MemologTest(contract.ContractTest):
 
     def test_clear_removes_only_the_records_read(self):
         logger = self.logger()
-        read = ["memory", "memolog", "read", 0, *logger.where]
+        read = ["memory", "memolog", "read", 0, *logger.where, "--no-config"]
         logger.blocks[1] = [time_record(6, 86400)] * 7 + [time_record(6, 5)] + [measurement(2, 0, 1)] * 4
         self.assertEqual(self.succeed(*read, "--max", 5, "--clear"), "1996-01-01T00:00:05.000  CH2  1\n" * 4)
         self.assertIn(read_records(8, 5)[0], logger.requests)
@@ -184,14 +184,14 @@ class MemologTest(contract.ContractTest):
         logger = self.logger()
         logger.blocks[1] = sixty_five()
         logger.lock_register = 2
-        self.fail_with(CODES["locked"], "memory", "memolog", "read", 0, *logger.where)
+        self.fail_with(CODES["locked"], "memory", "memolog", "read", 0, *logger.where, "--no-config")
         self.assertEqual(logger.requests, IDN + STATE + [(READ, LOCK, 1)])
         logger.lock_register = 1
         self.succeed("memory", "memolog", "read", 0, *logger.where)
         self.assertEqual(logger.requests[-1], (WRITE_ONE, LOCK, 1))
         for number, code in (1, "function"), (2, "address"), (3, "data"):
             logger.order("exception", 4, 1, number)
-            self.fail_with(CODES[code], "memory", "memolog", "read", 0, *logger.where)
+            self.fail_with(CODES[code], "memory", "memolog", "read", 0, *logger.where, "--no-config")
 
     def test_files_of_records(self):
         logger = self.logger()
@@ -229,7 +229,7 @@ class MemologTest(contract.ContractTest):
         def check(logger, _):
             self.assertEqual((len(logger.blocks[1]), logger.frozen), (65, set()))
             self.assertEqual(len(json.loads(self.succeed("memory", "memolog", "read", 0, *logger.where, "--json"))), 64)
-        args = ["memory", "memolog", "read", 0, "--csv", "{}/out.csv", "--clear"]
+        args = ["memory", "memolog", "read", 0, "--csv", "{}/out.csv", "--clear", "--no-config"]
         self.fail_at_every_step(range(3, 14), args, check)
 
     def test_every_step_of_a_transfer_can_fail(self):
@@ -249,7 +249,7 @@ class MemologTest(contract.ContractTest):
             for step in 6, 7, 8, 10:
                 with self.subTest(step=step, serial=logger.serial):
                     logger.order("late", step, 1, 0.45)
-                    status, out, _ = self.ulix("memory", "memolog", "read", 0, *logger.where, "--timeout", 300)
+                    status, out, _ = self.ulix("memory", "memolog", "read", 0, *logger.where, "--timeout", 300, "--no-config")
                     self.assertEqual((status, out, logger.frozen), (1, "", set()))
                     self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
                     self.assertTrue(logger.sent_late.wait(10))
@@ -259,7 +259,7 @@ class MemologTest(contract.ContractTest):
         logger.blocks[1] = [time_record(6, 86400)] + [measurement(1, 1, 1)] * 9999
         csv = self.folder / "out.csv"
         logger.order("late", 0, 99999, 0.01)
-        process = self.start("memory", "memolog", "read", "0", *map(str, logger.where), "--clear", "--csv", str(csv))
+        process = self.start("memory", "memolog", "read", "0", *map(str, logger.where), "--no-config", "--clear", "--csv", str(csv))
         end = time.monotonic() + 20
         while len(logger.requests) < 20 and time.monotonic() < end:
             time.sleep(0.005)

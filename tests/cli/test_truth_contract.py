@@ -8,12 +8,13 @@ import os
 import pathlib
 import re
 import signal
+import socket
 import time
 import unittest
 
 from contract import UNDER_WINE, ContractTest, main
-from instruments import HART, SerialInstrument, kelvo10
-from serial_instrument import SILENCE
+from instruments import HART, MICROK, SerialInstrument, kelvo10
+from serial_instrument import SILENCE, Reply
 
 
 class InstrumentSettingsTest(ContractTest):
@@ -40,6 +41,13 @@ class InstrumentSettingsTest(ContractTest):
         self.assertEqual(self.succeed("read", "kelvo10", "--port", unit.device).split()[2], "0.000?")
         scan = self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--count", 1, "--json")
         self.assertEqual(json.loads(scan)["channels"][0]["doubt"], "no number in the reply")
+
+    def test_an_instrument_that_cannot_be_asked_has_no_unit_either(self):
+        unit = self.plug_in(SerialInstrument(MICROK))
+        status, out, err = self.ulix("read", "microk", "0", "--port", unit.device)
+        self.assertEqual((status, out.split()), (0, ["0", "CH1", "100.12345"]))
+        self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*\n$")
+        self.assertIn("Ohms", self.succeed("read", "microk", "0", "--port", unit.device, "--set", "model=0"))
 
     def test_no_float_residue_is_shown(self):
         self.assertNotIn("0004", self.succeed("read", "kelvo10", "--port", "sim"))
@@ -123,6 +131,15 @@ class ScanTest(ContractTest):
         self.assertEqual(head, "time;IN (V);IN error")
         self.assertEqual([row.split(";")[1:] for row in rows], [["12.345", ""]] * 2)
 
+    def test_a_reading_that_waited_for_the_line_is_marked(self):
+        unit = self.plug_in(kelvo10({"MEAS?": ["1.5", Reply(b"2.5\n", delay=0.6), "1.5"]}))
+        plot, rows = self.folder / "late.svg", self.folder / "late.csv"
+        out = self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 200, "--count", 4, "--json", "--plot", plot, "--csv", rows)
+        late = [report for report in map(json.loads, out.splitlines()) if report["channels"][0]["value"] == 2.5]
+        self.assertTrue(all(report["late"] > 0.2 for report in late) and late, out)
+        self.assertRegex(rows.read_text(), r"(?m)^[^,]*,2\.5,late \d\.\d s$")
+        self.assertGreaterEqual(plot.read_text().count('<path d="M'), 2)  # no line over the wait
+
     def test_a_duration_has_a_unit(self):
         begun = time.monotonic()
         self.assertEqual(self.scan(self.plug_in(kelvo10()), "--duration", "0.02m")[0], 0)
@@ -139,7 +156,8 @@ class WordsTest(ContractTest):
     def test_misspelt_word_gets_a_suggestion(self):
         for args, meant in ((["raed", "kelvo10"], "read"), (["read", "kelvo1O"], "kelvo10"),
                             (["read", "kelvo10", "INN", "--port", "sim"], "IN"), (["read", "kelvo10", "--prot", "5"], "--port"),
-                            (["config", "kelvo10", "show", "--set", "input-funktion=TC"], "input-function")):
+                            (["config", "kelvo10", "show", "--set", "input-funktion=TC"], "input-function"),
+                            (["config", "kelvo10", "shwo"], "show"), (["read", "kelv"], "kelvo10")):
             status, _, err = self.ulix(*args)
             self.assertEqual(status, 2, err)
             self.assertIn(f"did you mean '{meant}'?", err)
@@ -178,6 +196,7 @@ class RawTest(ContractTest):
         unit = self.plug_in(kelvo10())
         self.assertEqual(self.succeed("query", "kelvo10", "CFG_IN?", "--port", unit.device), "V50\n")
         self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", "--port", unit.device)
+        unit.wire()
         self.assertEqual(len(unit.times("MEAS RUN")), 1)
 
     def test_detect_finds_the_instrument_that_answers(self):
@@ -198,6 +217,43 @@ class CauseTest(ContractTest):
                           (unit.device, f"in use by process {holder.pid}")):
             status, _, err = self.ulix("identify", "kelvo10", "--port", port)
             self.assertEqual((status, err), (1, f"ulix: 0x80044400 Unable to open communication: {port}: {why}\n"))
+
+
+    def test_why_a_server_is_not_reached(self):
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            port = taken.getsockname()[1]
+        for host, why in (("nobody.invalid", "unknown host"), ("127.0.0.1", "connection refused")):
+            status, _, err = self.ulix("identify", "memolog", "--host", host, "--tcp-port", port)
+            self.assertEqual((status, err), (1, f"ulix: 0x80046B00 Unable to establish connection: {host}:{port}: {why}\n"))
+
+    def test_why_a_file_cannot_be_written(self):
+        for name, why in (("none/x.csv", "no such folder"), ("", "is a folder")):
+            status, _, err = self.ulix("scan", "kelvo10", "--port", "sim", "--period", 100, "--count", 1, "--csv",
+                                       self.folder / name, "--force")
+            self.assertEqual((status, err), (1, f"ulix: 0x8003001D Unable to write {self.folder / name}: {why}\n"))
+
+
+class LoggerTest(ContractTest):
+    def test_records_bear_the_names_and_units_of_their_channels(self):
+        line = self.start("simulate", "memolog")
+        where = ["--port", self.read_line(line)]
+        records = json.loads(self.succeed("memory", "memolog", "read", "1", "--max", 9, "--json", *where))
+        self.assertEqual({(r["channel"], r["name"], r["unit"]) for r in records},
+                         {(0, "OVEN", "\u00b0C"), (1, "ROOM", "\u00b0C"), (2, "CH3", "bar")})
+        self.assertRegex(self.succeed("memory", "memolog", "read", "1", "--max", 9, *where), r"(?m)^\S+  OVEN  \d+\.\d\d \u00b0C$")
+
+    def test_what_is_cleared_is_said(self):
+        where = ["--port", self.read_line(self.start("simulate", "memolog"))]
+        self.assertEqual(self.succeed("memory", "memolog", "clear", "name:2", *where), 'cleared block 1 "2", 1501 records\n')
+        status, _, err = self.ulix("memory", "memolog", "clear", "name:3", *where)
+        self.assertEqual((status, err), (2, "ulix: BLOCK: 'name:3' is no block of the instrument; there are 0 name:1, 1 name:2\n"))
+
+
+class UsbTest(ContractTest):
+    @unittest.skipIf(UNDER_WINE, "it has no pseudo terminals")
+    def test_what_simulate_offers_read_can_open(self):
+        port = self.read_line(self.start("simulate", "adt760"))
+        self.assertRegex(self.succeed("read", "adt760", "PRESSURE1", "--port", port), r"^0 +PRESSURE1 +\d+\.\d+ +mbar\n$")
 
 
 class ReplayTest(ContractTest):

@@ -105,6 +105,16 @@ CLI::Validator Number(float least, float most) {
 }
 
 // "90s", "10m", "2h"; a number alone is seconds.
+CLI::Validator OneOf(std::vector<std::string> words) {
+  const auto check = [words = std::move(words)](const std::string& typed) {
+    if (std::find(words.begin(), words.end(), typed) != words.end()) return std::string();
+    std::string takes;
+    for (const std::string& word : words) takes += (takes.empty() ? "" : ", ") + word;
+    return "'" + typed + "' is not known; takes " + takes + DidYouMean(typed, words);
+  };
+  return {check, ""};
+}
+
 CLI::Validator Duration() {
   const auto take = [](std::string& text) {
     constexpr std::string_view kUnits = "smh";

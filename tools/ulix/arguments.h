@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "base/result.h"
 #include "drivers/settings.h"
@@ -22,6 +23,8 @@ namespace ulix::cli {
 // number with a point; both bounds are taken.
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
 CLI::Validator Number(float least, float most);
+// One of these words as it stands; another is answered by them and by the nearest.
+CLI::Validator OneOf(std::vector<std::string> words);
 // "90", "90s", "10m" or "2h" as seconds.
 CLI::Validator Duration();
 

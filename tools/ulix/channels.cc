@@ -50,6 +50,12 @@ Channel LoggerChannel(ChannelId id) {
   return {id, "CH" + std::to_string(static_cast<std::int32_t>(id) + 1), ChanIn, "", kShortest};
 }
 
+Channel ChannelOf(std::span<const Channel> known, ChannelId id) {
+  const auto found =
+      std::find_if(known.begin(), known.end(), [id](const Channel& channel) { return channel.id == id; });
+  return found == known.end() ? LoggerChannel(id) : *found;
+}
+
 // A float holds seven digits: no more decimals are shown than those have room for.
 std::string FormatValue(const Channel& channel, float value) {
   constexpr int kDigits = 7;

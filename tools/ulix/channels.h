@@ -27,6 +27,9 @@ struct Channel {
 // A channel of which its records tell no more than the number.
 Channel LoggerChannel(ChannelId id);
 
+// The one of `known` with this id; LoggerChannel where there is none.
+Channel ChannelOf(std::span<const Channel> known, ChannelId id);
+
 // "in", "out" or "in/out".
 const char* DirectionWord(eChanDir direction);
 

@@ -135,6 +135,10 @@ int RunVerb(int argc, char** argv) {
     const std::string what = WhichOption(*app.get_subcommands().front(), typed);
     if (!what.empty()) throw UsageError(typed, what);
     throw;
+  } catch (const CLI::ArgumentMismatch& mismatch) {
+    const std::string what = mismatch.what();
+    if (!what.ends_with(" missing")) throw;
+    throw UsageError(what.substr(0, what.find(':')), "is given without its value");
   } catch (const CLI::RequiredError&) {
     if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(FirstUnknown(app)));
     CheckNothingIsMissing(*app.get_subcommands().front());

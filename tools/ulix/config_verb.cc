@@ -45,7 +45,12 @@ std::string LineSummary(Session& session, const std::string& name) {
   text = Shown(text);
   constexpr std::string_view kPublished = ":CMX310 (";
   const std::size_t place = text.find(kPublished);
-  return place == std::string::npos ? text : text.replace(place, kPublished.size(), ":" + name + " (");
+  if (place != std::string::npos) text.replace(place, kPublished.size(), ":" + name + " (");
+  // A path has a number of this process only.
+  SerialParams line;
+  const bool has_path = Succeeded(session.instrument().GetSerialParams(&line)) && !line.location.empty();
+  if (has_path && text.starts_with("COM ")) text.replace(0, text.find(':'), line.location);
+  return text;
 }
 
 void Print(Session& session, const ConfigOptions& options) {
@@ -66,7 +71,7 @@ void Show(Session& session, const ConfigOptions& options) {
   const ConnectionOptions& connection = options.connection;
   const bool named = !connection.port.empty() || !connection.host.empty();
   const bool given = !connection.config_file.empty() || !connection.settings.empty() || connection.no_config;
-  if (named && !given && session.instrument().card().settings_in_instrument) {
+  if (named && !given && session.instrument().card().settings_home == SettingsHome::kInstrument) {
     session.Connect();
     session.ReadSettings();
   }
@@ -153,7 +158,7 @@ Action DefineConfig(CLI::App& verb) {
                   "read: from the instrument")
       ->required()
       ->type_name("show|edit|send|read")
-      ->check(CLI::IsMember(words).description(""));
+      ->check(OneOf(words));
   verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
   AddForce(verb, options->connection);
   AddConnection(verb, options->connection);

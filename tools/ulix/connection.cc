@@ -65,11 +65,18 @@ std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
 LinkTrace TraceOf(const ConnectionOptions& options) {
   const LinkTrace shown = options.trace ? TraceToStandardError() : LinkTrace();
   if (options.record_file.empty()) return shown;
+  CheckMayReplace("--record", options.record_file, options.force);
   const LinkTrace kept = TraceToFile(options.record_file, options.model);
   return [=](TraceDirection direction, std::string_view bytes) {
     if (shown) shown(direction, bytes);
     kept(direction, bytes);
   };
+}
+
+// A USB instrument has no port of its own; where one is named, `ulix simulate` serves the instrument there.
+bool IsServedUsb(const ConnectionOptions& options) {
+  const bool usb = FindModel(options.model)->card->link == LinkKind::kUsb;
+  return usb && !options.port.empty() && std::holds_alternative<std::string>(ParsePort(options.port));
 }
 
 DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, const SimulatedLine* line) {
@@ -80,6 +87,8 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   if (line != nullptr) {
     services.resolve_port = line->Ports();
     services.load_usb_library = line->UsbLoader();
+  } else if (IsServedUsb(options)) {
+    services.load_usb_library = ServedUsbInstrument(std::get<std::string>(ParsePort(options.port)));
   }
   return services;
 }
@@ -244,6 +253,7 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   verb.add_option("--record", options.record_file, "Keep every exchange in a file, for simulate --replay")
       ->type_name("FILE")
       ->group(kGroup);
+  if (verb.get_option_no_throw("--force") == nullptr) AddForce(verb, options);
   AddLanguage(verb, options);
 }
 
@@ -297,7 +307,7 @@ void Session::ConfigureNetwork(const ConnectionOptions& options) {
 }
 
 void Session::ConfigureLine(const ConnectionOptions& options) {
-  const std::string port = simulated_line_ ? std::string() : options.port;
+  const std::string port = simulated_line_ || IsServedUsb(options) ? std::string() : options.port;
   if (port.empty() && !options.baud_rate && options.line.empty()) return;
   SerialParams params;
   const HRESULT result = instrument_.GetSerialParams(&params);
@@ -332,6 +342,9 @@ HRESULT Session::TryConnect() {
 
 // The device or the server that is behind the link, as "/dev/ttyUSB0: ".
 std::string Session::LinkPlace() {
+  std::optional<NetworkAddress> address;
+  if (Succeeded(instrument_.GetNetworkAddress(&address)) && address)
+    return Shown(address->host) + ":" + std::to_string(address->port) + ": ";
   SerialParams line;
   if (Failed(instrument_.GetSerialParams(&line))) return {};
   const std::string place =
@@ -341,7 +354,7 @@ std::string Session::LinkPlace() {
 
 void Session::ConnectAndAsk() {
   Connect();
-  const bool ask = instrument_.card().settings_in_instrument && !options_.no_config;
+  const bool ask = instrument_.card().settings_home != SettingsHome::kHost && !options_.no_config;
   if (!ask || settings_source_ != SettingsSource::kDefaults) return;
   const HRESULT result = instrument_.ReadCfg();
   if (Succeeded(result)) settings_source_ = SettingsSource::kInstrument;
@@ -356,7 +369,7 @@ void Session::ReadSettings() {
 }
 
 bool Session::HasUnits() const {
-  return !instrument_.card().settings_in_instrument || settings_source_ != SettingsSource::kDefaults;
+  return instrument_.card().settings_home == SettingsHome::kHost || settings_source_ != SettingsSource::kDefaults;
 }
 
 std::vector<Channel> Session::Channels() {

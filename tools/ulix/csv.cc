@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
 
 #include "base/date.h"
 #include "base/numbers.h"
 #include "platform/files.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
 #include "tools/ulix/texts.h"
 
 namespace ulix::cli {
@@ -43,11 +45,12 @@ CsvStream::CsvStream(std::string path) : path_(std::move(path)) {
 }
 
 void CsvStream::Write(const std::string& text) {
+  errno = 0;
   std::ostream& out = path_ == kStandardOutput ? std::cout : file_;
   out << text << std::flush;
   if (out) return;
-  throw OperationFailed(
-      kWriteFault, path_ == kStandardOutput ? Shown(TextId::kUnableToPrint) : Shown(TextId::kUnableToWrite, {path_}));
+  if (path_ != kStandardOutput) throw CannotWrite(path_);
+  throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
 }
 
 std::string CsvLine(std::span<const std::string> cells, char separator) {
@@ -68,8 +71,14 @@ std::string CsvHeader(std::span<const Channel> channels, char separator) {
   return CsvLine(cells, separator);
 }
 
+std::string RemarkText(Doubt doubt, double late_s) {
+  std::string text = DoubtText(doubt);
+  if (late_s > 0) text += (text.empty() ? "late " : "; late ") + FormatFixed(late_s, 1) + " s";
+  return text;
+}
+
 std::string CsvRow(std::span<const Channel> channels, const ChannelArrays& report, const ErrorText& error_text,
-                   char separator) {
+                   char separator, double late_s) {
   std::vector<std::string> cells{report.times.empty() ? std::string() : IsoTime(report.times.front())};
   for (const Channel& channel : channels) {
     const auto found = std::find(report.ids.begin(), report.ids.end(), channel.id);
@@ -78,7 +87,7 @@ std::string CsvRow(std::span<const Channel> channels, const ChannelArrays& repor
     const bool failed = held && Failed(report.errors[k]);
     cells.push_back(held && !failed ? FormatShortest(report.values[k]) : std::string());
     cells.push_back(failed ? FailureLine(report.errors[k], error_text(report.errors[k]))
-                    : held ? DoubtText(report.doubts[k])
+                    : held ? RemarkText(report.doubts[k], late_s)
                            : std::string());
   }
   return CsvLine(cells, separator);

@@ -42,9 +42,12 @@ class CsvStream {
 // "time,IN (V),IN error": two columns a channel.
 std::string CsvHeader(std::span<const Channel> channels, char separator = ',');
 
+// What is to be said of a value beside it, in English: "no number in the reply; late 1.2 s", or nothing.
+std::string RemarkText(Doubt doubt, double late_s);
+
 // Local time to the millisecond, then value and error of each of `channels`; whichever does not apply is empty. Both
-// are empty for a channel that the report does not hold.
+// are empty for a channel that the report does not hold. A doubtful or late value has its remark in place of an error.
 std::string CsvRow(std::span<const Channel> channels, const ChannelArrays& report, const ErrorText& error_text,
-                   char separator = ',');
+                   char separator = ',', double late_s = 0);
 
 }  // namespace ulix::cli

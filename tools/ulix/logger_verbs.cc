@@ -133,20 +133,31 @@ ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32
   return {options.report_file, std::move(facts), error_text, language};
 }
 
+// The channels as the logger's program names them; none where it tells no program.
+std::vector<Channel> ProgrammedChannels(Session& session, const ConnectionOptions& options) {
+  if (options.no_config || !session.instrument().card().channels_in_instrument) return {};
+  try {
+    return session.Channels();
+  } catch (const OperationFailed&) {
+    return {};
+  }
+}
+
 void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, RecordSinks& sinks) {
+  const std::vector<Channel> known = ProgrammedChannels(session, options.connection);
   // The files first: what went to the screen cannot be taken back.
   if (!options.csv_file.empty())
-    sinks.Add(MakeRecordCsv(options.csv_file, NotesForCsv(session, {}, options.notes), options.csv_separator));
+    sinks.Add(MakeRecordCsv(options.csv_file, NotesForCsv(session, known, options.notes), options.csv_separator));
   if (!options.plot_file.empty()) {
     const Language language = LanguageOf(options.connection);
     const std::string name = Shown(session.instrument().card().display_name.In(language));
-    sinks.Add(MakeRecordPlot(options.plot_file, WithValues(TitleOf(block, language), {name}), language));
+    sinks.Add(MakeRecordPlot(options.plot_file, WithValues(TitleOf(block, language), {name}), language, known));
   }
-  if (!options.report_file.empty()) sinks.Add(MakeRecordReport(PlanReport(session, options, block)));
+  if (!options.report_file.empty()) sinks.Add(MakeRecordReport(PlanReport(session, options, block), known));
   if (options.json) {
-    sinks.Add(MakeRecordJson());
+    sinks.Add(MakeRecordJson(known));
   } else if (options.lines && options.csv_file != kStandardOutput) {
-    sinks.Add(MakeRecordLines());
+    sinks.Add(MakeRecordLines(known));
   }
 }
 
@@ -292,7 +303,7 @@ Action DefineMemory(CLI::App& verb) {
                   "list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest")
       ->required()
       ->type_name("list|read|clear")
-      ->check(CLI::IsMember({"list", "read", "clear"}).description(""));
+      ->check(OneOf({"list", "read", "clear"}));
   verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99, or name:NAME")->type_name("");
   verb.add_option("N", options->count, "How many records to clear; 0 is all")
       ->type_name("")
@@ -327,7 +338,7 @@ Action DefineProgram(CLI::App& verb) {
                   "check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE")
       ->required()
       ->type_name("check|send|read")
-      ->check(CLI::IsMember({"check", "send", "read"}).description(""));
+      ->check(OneOf({"check", "send", "read"}));
   verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
   AddForce(verb, options->connection);
   AddConnection(verb, options->connection);

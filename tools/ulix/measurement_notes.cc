@@ -87,7 +87,10 @@ std::string NotesForCsv(Session& session, std::span<const Channel> channels, con
       NoteLine("identification", identification) + NoteLine("serial-number", SerialNumberIn(identification)) +
       NoteLine("started", IsoTime(SystemClock().LocalTime())) + NoteLine("utc-offset", UtcOffset()) +
       NoteLine("title", notes.title) + NoteLine("operator", notes.operator_name) + NoteLine("note", notes.note);
-  for (const Channel& channel : channels) lines += NoteLine("unit " + channel.name, channel.unit);
+  for (const Channel& channel : channels) {
+    lines += NoteLine("channel " + std::to_string(channel.id), channel.name);
+    lines += NoteLine("unit " + channel.name, channel.unit);
+  }
   return lines + SettingLines(session);
 }
 

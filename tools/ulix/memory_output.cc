@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <iostream>
@@ -25,12 +26,11 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Shown(TextId::kUnableToWrite, {path})}; }
-
 class Lines final : public RecordSink {
  public:
+  explicit Lines(std::span<const Channel> known) : known_(known.begin(), known.end()) {}
   HRESULT Take(const ChannelArrays& records) override {
-    for (std::size_t k = 0; k < records.size(); ++k) text_ += RecordLine(records, k) + '\n';
+    for (std::size_t k = 0; k < records.size(); ++k) text_ += RecordLine(records, k, known_) + '\n';
     return S_OK;
   }
   HRESULT Complete() override {
@@ -40,13 +40,16 @@ class Lines final : public RecordSink {
   }
 
  private:
+  std::vector<Channel> known_;
   std::string text_;
 };
 
 class JsonArray final : public RecordSink {
  public:
+  explicit JsonArray(std::span<const Channel> known) : known_(known.begin(), known.end()) {}
   HRESULT Take(const ChannelArrays& records) override {
-    for (std::size_t k = 0; k < records.size(); ++k) text_ += (text_.empty() ? "" : ",") + RecordJson(records, k);
+    for (std::size_t k = 0; k < records.size(); ++k)
+      text_ += (text_.empty() ? "" : ",") + RecordJson(records, k, known_);
     return S_OK;
   }
   HRESULT Complete() override {
@@ -55,6 +58,7 @@ class JsonArray final : public RecordSink {
   }
 
  private:
+  std::vector<Channel> known_;
   std::string text_;
 };
 
@@ -95,13 +99,14 @@ class CsvFile final : public RecordSink {
 
 class PlotFile final : public RecordSink {
  public:
-  PlotFile(std::string path, std::string title, Language language)
-      : path_(std::move(path)), title_(std::move(title)), language_(language) {}
+  PlotFile(std::string path, std::string title, Language language, std::span<const Channel> known)
+      : path_(std::move(path)), title_(std::move(title)), language_(language), known_(known.begin(), known.end()) {}
   HRESULT Take(const ChannelArrays& records) override {
     for (std::size_t k = 0; k < records.size(); ++k) {
-      PlotCurve& curve = curves_[records.ids[k]];
-      if (curve.name.empty()) curve.name = LoggerChannel(records.ids[k]).name;
-      curve.Add({records.times[k], ValueOf(records, k)});
+      const auto [curve, added] = curves_.try_emplace(records.ids[k]);
+      const Channel channel = added ? ChannelOf(known_, records.ids[k]) : Channel();
+      if (added) curve->second = {channel.name, channel.unit, {}};
+      curve->second.Add({records.times[k], ValueOf(records, k)});
     }
     return S_OK;
   }
@@ -116,12 +121,13 @@ class PlotFile final : public RecordSink {
   std::string path_;
   std::string title_;
   Language language_;
+  std::vector<Channel> known_;
   std::map<ChannelId, PlotCurve> curves_;
 };
 
 class ReportFile final : public RecordSink {
  public:
-  explicit ReportFile(ReportPlan plan) : plan_(std::move(plan)), recording_({}) {}
+  ReportFile(ReportPlan plan, std::span<const Channel> known) : plan_(std::move(plan)), recording_({}, known) {}
   HRESULT Take(const ChannelArrays& records) override {
     recording_.AddRecords(records);
     return S_OK;
@@ -138,32 +144,42 @@ class ReportFile final : public RecordSink {
 
 }  // namespace
 
-std::string RecordJson(const ChannelArrays& records, std::size_t k) {
+std::string RecordJson(const ChannelArrays& records, std::size_t k, std::span<const Channel> known) {
   const auto value = ValueOf(records, k);
-  const Json record = {{"channel", static_cast<std::int32_t>(records.ids[k])},
-                       {"value", value ? JsonNumber(*value) : Json(nullptr)},
-                       {"error", JsonError(records.errors[k])},
-                       {"time", IsoTime(records.times[k])}};
+  Json record = {{"channel", static_cast<std::int32_t>(records.ids[k])},
+                 {"value", value ? JsonNumber(*value) : Json(nullptr)},
+                 {"error", JsonError(records.errors[k])},
+                 {"time", IsoTime(records.times[k])}};
+  const auto channel =
+      std::find_if(known.begin(), known.end(), [&](const Channel& c) { return c.id == records.ids[k]; });
+  if (channel != known.end()) record["name"] = channel->name;
+  if (channel != known.end()) record["unit"] = channel->unit;
   return record.dump();
 }
 
-std::string RecordLine(const ChannelArrays& records, std::size_t k) {
+std::string RecordLine(const ChannelArrays& records, std::size_t k, std::span<const Channel> known) {
   const auto value = ValueOf(records, k);
-  const std::string shown = value                    ? ShownNumber(FormatShortest(*value))
+  const Channel channel = ChannelOf(known, records.ids[k]);
+  const std::string shown = value                    ? ShownNumber(FormatWithUnit(channel, *value))
                             : records.errors[k] != 0 ? CodeText(records.errors[k])
                                                      : std::string("--");
-  return IsoTime(records.times[k]) + "  " + LoggerChannel(records.ids[k]).name + "  " + shown;
+  return IsoTime(records.times[k]) + "  " + channel.name + "  " + shown;
 }
 
-std::unique_ptr<RecordSink> MakeRecordLines() { return std::make_unique<Lines>(); }
-std::unique_ptr<RecordSink> MakeRecordJson() { return std::make_unique<JsonArray>(); }
+std::unique_ptr<RecordSink> MakeRecordLines(std::span<const Channel> known) { return std::make_unique<Lines>(known); }
+std::unique_ptr<RecordSink> MakeRecordJson(std::span<const Channel> known) {
+  return std::make_unique<JsonArray>(known);
+}
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator) {
   return std::make_unique<CsvFile>(path, notes, separator);
 }
-std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language) {
-  return std::make_unique<PlotFile>(path, title, language);
+std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language,
+                                           std::span<const Channel> known) {
+  return std::make_unique<PlotFile>(path, title, language, known);
 }
-std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan) { return std::make_unique<ReportFile>(std::move(plan)); }
+std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan, std::span<const Channel> known) {
+  return std::make_unique<ReportFile>(std::move(plan), known);
+}
 
 HRESULT RecordSinks::Take(const ChannelArrays& records) {
   HRESULT result = S_OK;

@@ -3,10 +3,12 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <system_error>
 
 #include "base/numbers.h"
 #include "base/text.h"
@@ -22,7 +24,18 @@ namespace {
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // of a file that is read whole
 
-OperationFailed CannotWrite(const std::string& path) { return {kWriteFault, Shown(TextId::kUnableToWrite, {path})}; }
+// What the last call of the system for this file failed with, as ": no such folder"; empty where it is not known.
+std::string CauseOf(const std::string& path, int system_error) {
+  std::error_code ignored;
+  const std::filesystem::path name = platform::PathOf(path);
+  const std::filesystem::path folder = name.parent_path();
+  if (std::filesystem::is_directory(name, ignored)) return ": " + Shown(TextId::kIsFolder);
+  if (!folder.empty() && !std::filesystem::is_directory(folder, ignored)) return ": " + Shown(TextId::kNoSuchFolder);
+  if (system_error == ENOENT) return ": " + Shown(TextId::kNoSuchFile);
+  if (system_error == EACCES || system_error == EPERM) return ": " + Shown(TextId::kNoPermission);
+  if (system_error == ENOSPC) return ": " + Shown(TextId::kDiskFull);
+  return system_error == 0 ? std::string() : ": " + std::generic_category().message(system_error);
+}
 
 std::vector<std::size_t> ColumnWidths(const std::vector<std::vector<std::string>>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
@@ -45,6 +58,16 @@ void AppendWrapped(std::vector<std::string>& lines, const std::vector<std::strin
 }
 
 }  // namespace
+
+OperationFailed CannotWrite(const std::string& path) {
+  const std::string cause = CauseOf(path, errno);
+  return {kWriteFault, Shown(TextId::kUnableToWrite, {path}) + cause};
+}
+
+OperationFailed CannotRead(const std::string& path) {
+  const std::string cause = CauseOf(path, errno);
+  return {kFileNotFound, Shown(TextId::kUnableToRead, {path}) + cause};
+}
 
 std::string Shown(std::string_view ansi) { return Utf8FromAnsi(ansi); }
 
@@ -134,6 +157,7 @@ void Tell(const std::string& text) {
 }
 
 void CheckWritable(const std::string& path) {
+  errno = 0;
   std::error_code ignored;
   // A pipe is opened once: its reader takes the end of what came for the end of all.
   if (std::filesystem::is_fifo(path, ignored)) return;
@@ -144,21 +168,23 @@ void CheckWritable(const std::string& path) {
 
 void CheckReplaceable(const std::string& path) {
   CheckWritable(path);
+  errno = 0;
   if (!platform::NewFile(path).good()) throw CannotWrite(path);
 }
 
 void WriteWholeFile(const std::string& path, std::string_view bytes) {
+  errno = 0;
   platform::NewFile file(path);
   if (!file.Write(bytes) || !file.Commit()) throw CannotWrite(path);
 }
 
 std::string ReadWholeFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  errno = 0;
+  std::ifstream file(platform::PathOf(path), std::ios::binary);
   std::string bytes(kMaxBytes + 1, '\0');
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
-  if (!file.is_open() || file.bad() || bytes.size() > kMaxBytes)
-    throw OperationFailed(kFileNotFound, Shown(TextId::kUnableToRead, {path}));
+  if (!file.is_open() || file.bad() || bytes.size() > kMaxBytes) throw CannotRead(path);
   return bytes;
 }
 

@@ -9,6 +9,7 @@
 #include "base/date.h"
 #include "base/result.h"
 #include "base/text.h"
+#include "tools/ulix/failures.h"
 
 namespace ulix::cli {
 
@@ -67,6 +68,10 @@ void PrintJson(const Json& json);
 
 // What a person wants to hear when it went well, and a script does not.
 void Tell(const std::string& text);
+
+// What a failed write (reading) of a file is reported as, with the cause that the system gave last.
+OperationFailed CannotWrite(const std::string& path);
+OperationFailed CannotRead(const std::string& path);
 
 // Each is an OperationFailed when the file cannot be written (read). The checks leave nothing behind. A whole file is
 // written beside the old one and takes its place, so that there is never half of it; CheckReplaceable is for that. What

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kMaxPoints = 100'000;
 constexpr std::size_t kKeptColumns = 8192;  // far more than a drawing has
-constexpr std::size_t kMaxOfAColumn = 6;
+constexpr std::size_t kMaxOfAColumn = 8;
 
 // The places of the points of one column that are kept.
 class Column {
@@ -20,12 +20,14 @@ class Column {
       return;
     }
     Extend(first_, last_, k);
+    if (points[k].doubtful && !doubtful_) doubtful_ = k;
+    if (points[k].late) late_ = k;
     if (!lowest_ || *value < *Drawn(points[*lowest_])) lowest_ = k;
     if (!highest_ || *value > *Drawn(points[*highest_])) highest_ = k;
   }
   void MoveTo(const std::vector<PlotPoint>& points, std::vector<PlotPoint>& kept) {
     std::vector<std::size_t> places;
-    for (const auto& place : {first_, last_, lowest_, highest_, first_failed_, last_failed_}) {
+    for (const auto& place : {first_, last_, lowest_, highest_, first_failed_, last_failed_, doubtful_, late_}) {
       if (place) places.push_back(*place);
     }
     std::sort(places.begin(), places.end());
@@ -40,7 +42,7 @@ class Column {
     if (!first) first = k;
     last = k;
   }
-  Place first_, last_, lowest_, highest_, first_failed_, last_failed_;
+  Place first_, last_, lowest_, highest_, first_failed_, last_failed_, doubtful_, late_;
 };
 
 }  // namespace

@@ -13,6 +13,8 @@ namespace ulix::cli {
 struct PlotPoint {
   Date time = 0;               // local
   std::optional<float> value;  // none where the reading failed
+  bool doubtful = false;       // marked with a '?'
+  bool late = false;           // came more than a period after its scan: no line leads on from it
 };
 
 // What is drawn of a point: a value that is no finite number is a failed reading as well.

@@ -35,7 +35,8 @@ std::optional<double> Statistics::drift() const {
   return products_ / time_squares_ / kHoursPerDay;
 }
 
-Recording::Recording(std::span<const Channel> channels) {
+Recording::Recording(std::span<const Channel> channels, std::span<const Channel> known)
+    : known_(known.begin(), known.end()) {
   for (const Channel& channel : channels) channels_.push_back({channel, {}, {channel.name, channel.unit, {}}});
   open_failures_.resize(channels_.size());
 }
@@ -44,25 +45,26 @@ std::size_t Recording::PlaceOf(ChannelId id) {
   const auto found = std::find_if(channels_.begin(), channels_.end(),
                                   [id](const RecordedChannel& recorded) { return recorded.channel.id == id; });
   if (found != channels_.end()) return static_cast<std::size_t>(found - channels_.begin());
-  const Channel channel = LoggerChannel(id);
+  const Channel channel = ChannelOf(known_, id);
   channels_.push_back({channel, {}, {channel.name, channel.unit, {}}});
   open_failures_.emplace_back();
   return channels_.size() - 1;
 }
 
-RecordedRow& Recording::NewRow(Date time) {
+RecordedRow& Recording::NewRow(Date time, double late_s) {
   if (row_count_++ == 0) first_time_ = time;
   last_time_ = time;
-  RecordedRow row{row_count_, time, std::vector<RecordedCell>(channels_.size())};
+  if (late_s > 0) ++late_count_;
+  RecordedRow row{row_count_, time, late_s, std::vector<RecordedCell>(channels_.size())};
   if (first_rows_.size() < kMaxRows / 2) return first_rows_.emplace_back(std::move(row));
   last_rows_.push_back(std::move(row));
   if (last_rows_.size() > kMaxRows / 2) last_rows_.pop_front();
   return last_rows_.back();
 }
 
-void Recording::AddReading(std::size_t place, Date time, const RecordedCell& cell) {
+void Recording::AddReading(std::size_t place, Date time, const RecordedCell& cell, bool late) {
   RecordedChannel& channel = channels_[place];
-  channel.curve.Add({time, cell.value});
+  channel.curve.Add({time, cell.value, cell.doubtful, late});
   if (cell.value) {
     channel.statistics.Add(time, *cell.value);
     open_failures_[place].reset();
@@ -88,15 +90,16 @@ void Recording::AddFailure(std::size_t place, Date time, HRESULT code) {
   failures_.push_back({place, code, time, time, 1});
 }
 
-void Recording::AddReport(const ChannelArrays& report) {
+void Recording::AddReport(const ChannelArrays& report, double late_s) {
   if (report.size() == 0) return;
-  RecordedRow& row = NewRow(report.times.front());
+  RecordedRow& row = NewRow(report.times.front(), late_s);
   for (std::size_t k = 0; k < report.size(); ++k) {
     const std::size_t place = PlaceOf(report.ids[k]);
     const bool failed = Failed(report.errors[k]) || !std::isfinite(report.values[k]);
-    const RecordedCell cell{true, failed ? std::nullopt : std::optional(report.values[k]), report.errors[k]};
+    const RecordedCell cell{true, failed ? std::nullopt : std::optional(report.values[k]), report.errors[k],
+                            report.doubts[k] != Doubt::kNone};
     if (place < row.cells.size()) row.cells[place] = cell;
-    AddReading(place, report.times[k], cell);
+    AddReading(place, report.times[k], cell, late_s > 0);
   }
 }
 

@@ -69,11 +69,13 @@ struct RecordedCell {
   bool held = false;
   std::optional<float> value;
   HRESULT code = S_OK;
+  bool doubtful = false;
 };
 
 struct RecordedRow {
   std::uint64_t number = 0;  // from 1
   Date time = 0;
+  double late_s = 0;                // how long after its scan it came, where that is more than a period
   std::vector<RecordedCell> cells;  // of the channels known by then, in their order
 };
 
@@ -82,10 +84,11 @@ class Recording {
   static constexpr std::size_t kMaxRows = 2000;  // the first half and the last half of more
   static constexpr std::size_t kMaxFailures = 200;
 
-  explicit Recording(std::span<const Channel> channels);
+  // Of a channel that comes later, `known` has the name and the unit, where it has the channel.
+  explicit Recording(std::span<const Channel> channels, std::span<const Channel> known = {});
 
-  // One row.
-  void AddReport(const ChannelArrays& report);
+  // One row. `late_s`: how long after its scan it came, where that is more than a period.
+  void AddReport(const ChannelArrays& report, double late_s = 0);
   // A row for each time. A channel that is new gets a place; any code but 0 is a failure, since loggers have their own.
   void AddRecords(const ChannelArrays& records);
 
@@ -93,6 +96,7 @@ class Recording {
   // All or, where these are more, the first and the last.
   std::vector<const RecordedRow*> Rows() const;
   std::uint64_t row_count() const { return row_count_; }
+  std::uint64_t late_count() const { return late_count_; }  // of the rows
   const std::vector<RecordedFailure>& failures() const { return failures_; }
   std::uint64_t failures_left_out() const { return failures_left_out_; }  // readings
   Date first_time() const { return first_time_; }
@@ -100,16 +104,18 @@ class Recording {
 
  private:
   std::size_t PlaceOf(ChannelId id);
-  RecordedRow& NewRow(Date time);
+  RecordedRow& NewRow(Date time, double late_s = 0);
   RecordedRow& LastRow() { return last_rows_.empty() ? first_rows_.back() : last_rows_.back(); }
-  void AddReading(std::size_t place, Date time, const RecordedCell& cell);
+  void AddReading(std::size_t place, Date time, const RecordedCell& cell, bool late = false);
   void AddFailure(std::size_t place, Date time, HRESULT code);
 
+  std::vector<Channel> known_;
   std::vector<RecordedChannel> channels_;
   std::vector<std::optional<std::size_t>> open_failures_;  // of the channels: the place of the one that goes on
   std::vector<RecordedRow> first_rows_;
   std::deque<RecordedRow> last_rows_;
   std::uint64_t row_count_ = 0;
+  std::uint64_t late_count_ = 0;
   std::vector<RecordedFailure> failures_;
   std::uint64_t failures_left_out_ = 0;
   Date first_time_ = 0;

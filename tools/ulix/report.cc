@@ -8,6 +8,7 @@
 #include "base/markup.h"
 #include "base/numbers.h"
 #include "core/version.h"
+#include "platform/clock.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/svg_plot.h"
@@ -119,6 +120,7 @@ class Page {
   void AddHeading(TextId text) { html_ += Element("h2", Text(text)); }
   void AddNote(const std::string& text) { html_ += "<p class=\"note\">" + Escaped(text) + "</p>\n"; }
   std::string Duration() const;
+  std::string TimeOf(const RecordedRow& row) const;
   Cell Number(const Channel& channel, std::optional<double> value, int more_decimals) const;
   Cell Difference(std::optional<double> value) const;
   std::string FailureText(HRESULT code) const;
@@ -179,6 +181,8 @@ void Page::AddMeasurement(std::vector<Fact> facts) {
     facts.emplace_back(Shown(TextId::kDuration), Duration());
   }
   facts.emplace_back(Shown(TextId::kRows), std::to_string(recording_.row_count()));
+  if (recording_.late_count() > 0)
+    facts.emplace_back(Shown(TextId::kLateReadings), std::to_string(recording_.late_count()));
   AddFacts(TextId::kMeasurement, facts);
 }
 
@@ -267,7 +271,14 @@ Cell Page::Reading(const RecordedRow& row, std::size_t channel) const {
   if (channel >= row.cells.size() || !row.cells[channel].held) return {};
   const RecordedCell& cell = row.cells[channel];
   if (!cell.value) return {cell.code == S_OK ? Shown(TextId::kNoNumber) : CodeText(cell.code), Kind::kBad};
-  return {InLanguage(FormatValue(recording_.channels()[channel].channel, *cell.value), language_), Kind::kNumber};
+  return {InLanguage(FormatValue(recording_.channels()[channel].channel, *cell.value), language_) +
+              (cell.doubtful ? "?" : ""),
+          Kind::kNumber};
+}
+
+std::string Page::TimeOf(const RecordedRow& row) const {
+  const std::string late = InLanguage(FormatFixed(row.late_s, 1), language_);
+  return Time(row.time) + (row.late_s > 0 ? " (" + Shown(TextId::kLateBy, language_, {late}) + ")" : "");
 }
 
 // A table of the channels from `first` to before `end`.
@@ -278,7 +289,7 @@ void Page::AddReadingsOf(std::size_t first, std::size_t end) {
   }
   HtmlTable table(head);
   for (const RecordedRow* row : recording_.Rows()) {
-    Row cells{{std::to_string(row->number), Kind::kNumber}, {Time(row->time), Kind::kOneLine}};
+    Row cells{{std::to_string(row->number), Kind::kNumber}, {TimeOf(*row), Kind::kOneLine}};
     for (std::size_t k = first; k < end; ++k) cells.push_back(Reading(*row, k));
     table.Add(cells);
   }
@@ -314,7 +325,9 @@ std::string ReportHtml(const ReportFacts& facts, const Recording& recording, con
                        Language language) {
   Page page(recording, error_text, language);
   page.AddHead(facts.title);
-  page.AddFacts(TextId::kModel, facts.instrument);
+  auto instrument = facts.instrument;
+  instrument.emplace_back(Shown(TextId::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language));
+  page.AddFacts(TextId::kModel, instrument);
   page.AddMeasurement(facts.measurement);
   page.AddPlot(facts.title);
   page.AddStatistics();

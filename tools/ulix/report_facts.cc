@@ -46,8 +46,7 @@ std::vector<Fact> InstrumentFacts(Session& session, Language language) {
           {Shown(TextId::kIdentification, language), Identification(session)},
           {Shown(TextId::kLink, language), LinkText(session, language)},
           {Shown(TextId::kLibraryVersion, language), VersionText()},
-          {Shown(TextId::kComputer, language), platform::MachineName()},
-          {Shown(TextId::kMadeOn, language), ShownTime(SystemClock().LocalTime(), language)}};
+          {Shown(TextId::kComputer, language), platform::MachineName()}};
 }
 
 std::vector<Fact> SettingFacts(Session& session, Language language) {

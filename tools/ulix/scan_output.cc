@@ -49,7 +49,7 @@ class CsvFile final : public ScanOutput {
     // The clocks are put forward or back while a scan goes on.
     const std::string offset = UtcOffset();
     if (std::exchange(offset_, offset) != offset) stream_.Write("# utc-offset: " + offset + "\n");
-    stream_.Write(CsvRow(channels_, report.data, error_text_, separator_));
+    stream_.Write(CsvRow(channels_, report.data, error_text_, separator_, report.late_s));
   }
 
  private:
@@ -74,7 +74,8 @@ class PlotFile final : public ScanOutput {
       const auto curve = std::find(ids_.begin(), ids_.end(), report.data.ids[k]) - ids_.begin();
       const bool failed = Failed(report.data.errors[k]);
       const auto value = failed ? std::nullopt : std::optional(report.data.values[k]);
-      curves_.at(static_cast<std::size_t>(curve)).Add({report.data.times[k], value});
+      curves_.at(static_cast<std::size_t>(curve))
+          .Add({report.data.times[k], value, report.data.doubts[k] != Doubt::kNone, report.late_s > 0});
     }
   }
   void Finish() override { WriteWholeFile(path_, PlotSvg(title_, curves_, language_)); }
@@ -90,7 +91,7 @@ class PlotFile final : public ScanOutput {
 class ReportFile final : public ScanOutput {
  public:
   ReportFile(ReportPlan plan, std::span<const Channel> channels) : plan_(std::move(plan)), recording_(channels) {}
-  void Show(const ScanReport& report) override { recording_.AddReport(report.data); }
+  void Show(const ScanReport& report) override { recording_.AddReport(report.data, report.late_s); }
   void Finish() override { WriteReport(plan_, recording_); }
 
  private:

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "links/network_port.h"
 #include "platform/clock.h"
 #include "simulators/faults.h"
 #include "simulators/in_process_usb.h"
@@ -34,6 +35,14 @@ SimulatedLine::SimulatedLine(const std::string& model)
 platform::PortResolver SimulatedLine::Ports() const { return ResolverOf(bench_); }
 
 UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
+
+UsbLibraryLoader ServedUsbInstrument(const std::string& location) {
+  const auto open = [bound = ResolveSerialPort({.location = location}).port]() -> std::unique_ptr<platform::SerialPort> {
+    auto port = bound ? bound->Open().port : nullptr;
+    return port && port->Configure({}) ? std::move(port) : nullptr;
+  };
+  return UsbLoaderOf(open, SystemClock());
+}
 
 void SimulatedLine::Match(const Settings& settings) {
   bench_->WithSimulator([&](Simulator& simulator) {

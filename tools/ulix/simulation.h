@@ -29,6 +29,9 @@ class SimulatedLine {
   std::shared_ptr<SimulatedBench> bench_;
 };
 
+// For a USB model on a port: the simulated instrument that `ulix simulate` serves at this device path or URL.
+UsbLibraryLoader ServedUsbInstrument(const std::string& location);
+
 // A simulated instrument that is served to this and to other programs. Any thread may call anything.
 class SimulatedInstrument {
  public:

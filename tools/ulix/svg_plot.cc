@@ -343,9 +343,8 @@ std::string Curve(const Plot& plot, const Panel& panel, std::size_t k) {
   for (const PlotPoint& point : plot.curves[k].points) {
     if (const auto value = Drawn(point)) {
       path.Add(plot.time.Place(point.time), panel.y.Place(*value));
-    } else {
-      path.Break();
     }
+    if (!Drawn(point) || point.late) path.Break();
   }
   path.Break();
   return path.svg();

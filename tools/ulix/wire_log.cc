@@ -105,7 +105,7 @@ LinkTrace TraceToFile(const std::string& path, const std::string& model) {
   const auto file = std::make_shared<std::ofstream>(platform::PathOf(path), std::ios::binary | std::ios::trunc);
   *file << "# ulix " << VersionText() << ", " << IsoTime(SystemClock().LocalTime()) << "\n# model: " << model
         << std::endl;
-  if (!*file) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToWrite, {path}));
+  if (!*file) throw CannotWrite(path);
   return TraceTo([file](TraceDirection direction, Date began, const std::string& bytes) {
     *file << LogLine(direction, began, bytes) << std::flush;
   });

@@ -82,7 +82,7 @@ inline constexpr ModelCard kCard = {
     .expl_key_num = 16,
     .exception_code = cmx310ErrExceptionCode,
     .channels = range_calibrator::kChannels,
-    .settings_in_instrument = true,
+    .settings_home = SettingsHome::kInstrument,
     .settings = kSettings,
     .errors = kErrors,
 };

@@ -80,7 +80,7 @@ inline constexpr ModelCard kCard = {
     .expl_key_num = 17,
     .exception_code = kelvo10ErrExceptionCode,
     .channels = range_calibrator::kChannels,
-    .settings_in_instrument = true,
+    .settings_home = SettingsHome::kInstrument,
     .settings = kSettings,
     .errors = kErrors,
 };

@@ -158,7 +158,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = flukehydraErrExceptionCode,
     .channels = kChannels,
-    .settings_in_instrument = true,
+    .settings_home = SettingsHome::kInstrument,
     .settings = kSettings,
     .errors = kErrors,
 };

@@ -176,6 +176,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = microkErrExceptionCode,
     .channels = kChannels,
+    .settings_home = SettingsHome::kSilentInstrument,
     .settings = kSettings,
     .errors = kErrors,
 };
