@@ -1,11 +1,16 @@
 // help: what a verb does and what it takes.
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
+#include "platform/files.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
 #include "tools/ulix/suggestion.h"
+#include "tools/ulix/verb_pages.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -26,12 +31,37 @@ int Help(const CLI::App& app, const std::string& wanted) {
   throw UsageError("VERB", "'" + wanted + "' is no verb" + DidYouMean(wanted, names));
 }
 
+int WritePages(const CLI::App& program, const std::string& folder) {
+  std::error_code ignored;
+  std::filesystem::create_directories(platform::PathOf(folder), ignored);
+  WriteWholeFile(folder + "/ulix.1", ManPage(program));
+  for (const CLI::App* verb : program.get_subcommands([](const CLI::App*) { return true; })) {
+    WriteWholeFile(folder + "/ulix-" + verb->get_name() + ".1", ManPage(*verb));
+  }
+  return 0;
+}
+
+int PrintCompletion(const CLI::App& program, const std::string& shell) {
+  std::cout << (shell == "bash" ? BashCompletion(program) : ZshCompletion(program)) << std::flush;
+  return 0;
+}
+
 }  // namespace
 
 Action DefineHelp(CLI::App& verb) {
   const auto wanted = std::make_shared<std::string>();
+  const auto pages = std::make_shared<std::string>();
+  const auto shell = std::make_shared<std::string>();
+  // What the installation is made with; people have no use for them.
+  verb.add_option("--man-pages", *pages, "Write a page of the manual for each verb into this folder")->group("");
+  verb.add_option("--completion", *shell, "Print the completion of a shell")->check(OneOf({"bash", "zsh"}))->group("");
   verb.add_option("VERB", *wanted, "The verb; without one, what there is")->type_name("");
-  return [=, &verb] { return Help(*verb.get_parent(), *wanted); };
+  return [=, &verb] {
+    const CLI::App& program = *verb.get_parent();
+    if (!pages->empty()) return WritePages(program, *pages);
+    if (!shell->empty()) return PrintCompletion(program, *shell);
+    return Help(program, *wanted);
+  };
 }
 
 }  // namespace ulix::cli
