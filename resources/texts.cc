@@ -283,6 +283,14 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kNoSuchFile, {"no such file", "fichier absent"}},
     {TextId::kDiskFull, {"the disk is full", "le disque est plein"}},
     {TextId::kLateReadings, {"Late reports", "Relevés en retard"}},
+    {TextId::kDoubtfulReading, {"doubtful reading", "lecture douteuse"}},
+    {TextId::kSerialNumber, {"Serial number", "Numéro de série"}},
+    {TextId::kSettingsAtDefault, {"% settings at their default", "% réglages à leur valeur par défaut"}},
+    {TextId::kElapsed, {"% elapsed", "% écoulées"}},
+    {TextId::kTimeLeft, {"% left", "reste %"}},
+    {TextId::kMinHead, {"MIN", "MIN"}},
+    {TextId::kMaxHead, {"MAX", "MAX"}},
+    {TextId::kDeviationHead, {"STD DEV", "ÉC. TYPE"}},
 }};
 
 constexpr bool IsInOrder() {

@@ -253,6 +253,14 @@ enum class TextId : std::uint16_t {
   kNoSuchFile,
   kDiskFull,
   kLateReadings,
+  kDoubtfulReading,
+  kSerialNumber,
+  kSettingsAtDefault,
+  kElapsed,
+  kTimeLeft,
+  kMinHead,
+  kMaxHead,
+  kDeviationHead,
   kCount
 };
 

@@ -53,7 +53,8 @@ TEST(LiveTableTest, Sparkline_SpansItsRangeWithCrossesForFailures) {
 }
 
 TEST(LiveTableTest, NarrowTerminal_ShowsTheErrorInPlaceOfTheTrend) {
-  const std::vector<LiveRow> rows = {{kChannels[0], {1.0F, 2.0F}, ""}, {kChannels[1], {1.0F, std::nullopt}, "échec"}};
+  const std::vector<LiveRow> rows = {{.channel = kChannels[0], .history = {1.0F, 2.0F}},
+                                     {.channel = kChannels[1], .history = {1.0F, std::nullopt}, .error = "échec"}};
   for (const std::size_t width : {1U, 12U, 30U, 40U, 80U}) {
     for (std::string line : LiveLines(rows, width, Language::kFrench)) {
       for (const std::string code : {"\x1b[1m", "\x1b[31m", "\x1b[0m"}) {
@@ -63,7 +64,7 @@ TEST(LiveTableTest, NarrowTerminal_ShowsTheErrorInPlaceOfTheTrend) {
     }
   }
   const auto wide = LiveLines(rows, 80, Language::kFrench);
-  EXPECT_THAT(wide[0], testing::HasSubstr("VALEUR UNITÉ  TENDANCE"));
+  EXPECT_THAT(wide[0], testing::HasSubstr("VALEUR UNITÉ  MIN  MAX  ÉC. TYPE  TENDANCE"));
   EXPECT_THAT(wide[2], testing::AllOf(testing::HasSubstr("▄×"), testing::HasSubstr("échec")));
   EXPECT_THAT(LiveLines(rows, 40, Language::kFrench)[2],
               testing::AllOf(testing::Not(testing::HasSubstr("×")), testing::HasSubstr("échec")));

@@ -55,18 +55,32 @@ TEST(SvgPlotTest, FailedReadings_AreGapsWithMarks) {
   const std::string svg =
       Draw({Curve({1, 2, std::nullopt, 3, std::nullopt, std::nullopt, 4, 5}), Curve({1, 2, std::nullopt})});
   EXPECT_EQ(Count(svg, "class=\"curve\""), 2U + 3U);
-  EXPECT_EQ(Count(svg, "<circle"), 1U);           // the value between two failures
-  EXPECT_EQ(Count(svg, "class=\"outage\""), 2U);  // two curves that fail together share one
+  EXPECT_EQ(Count(svg, "<circle"), 1U);                            // the value between two failures
+  EXPECT_EQ(Count(svg, "class=\"outage\" fill=\"#0072b2\""), 2U);  // each curve has bands of its own
+  EXPECT_EQ(Count(svg, "class=\"outage\" fill=\"#d55e00\""), 1U);
   EXPECT_THAT(svg, HasSubstr(">reading failed<"));
 }
 
-TEST(SvgPlotTest, EachUnit_HasItsPanelAndEachCurveItsLine) {
+TEST(SvgPlotTest, LateAndDoubtfulValues_EndTheLineAndAreMarked) {
+  PlotCurve curve = Curve({1, 2, 3, 4});
+  curve.points[1].late = true;
+  curve.points[2].doubtful = true;
+  const std::string svg = Draw({curve});
+  EXPECT_EQ(Count(svg, "class=\"curve\""), 1U + 2U);
+  EXPECT_EQ(Count(svg, ">?<"), 2U);  // the legend's and the value's
+}
+
+TEST(SvgPlotTest, SeveralUnits_HaveAnAxisEachAndBeyondTwoAPanel) {
   std::vector<PlotCurve> curves = {Curve({1, 2}, "A", "V"), Curve({3, 4}, "B", "V"), Curve({2e-6F, 1e-6F}, "T", "mA")};
   const std::string svg = Draw(curves);
-  EXPECT_EQ(Count(svg, "class=\"frame\""), 2U);
-  EXPECT_THAT(svg, HasSubstr(">10⁻⁶ mA<"));
+  EXPECT_EQ(Count(svg, "<rect"), 2U);  // the background and one frame
+  EXPECT_THAT(svg, testing::AllOf(HasSubstr(">← V<"), HasSubstr(">10⁻⁶ mA →<")));
+  curves.push_back(Curve({7, 8}, "P", "bar"));
+  EXPECT_EQ(Count(Draw(curves), "<rect"), 4U);
   for (int k = 0; k < 20; ++k) curves.push_back(Curve({1, 2}, "channel " + std::to_string(k)));
-  EXPECT_THAT(Draw(curves), HasSubstr("stroke-dasharray"));
+  const std::string many = Draw(curves);
+  EXPECT_THAT(many, HasSubstr("stroke-dasharray"));
+  EXPECT_EQ(Count(many, ">channel 19<"), 2U);  // in the legend and at the curve's end
 }
 
 TEST(SvgPlotTest, DegenerateData_IsDrawn) {

@@ -130,7 +130,7 @@ class TerminalTest(ContractTest):
         self.assertRegex(err, "edit: .*terminal")
 
     def test_a_live_table_fits_its_terminal(self):
-        for columns, heads in (80, "VOIE VALEUR UNITÉ TENDANCE"), (40, "VOIE VALEUR UNITÉ"):
+        for columns, heads in (80, "VOIE VALEUR UNITÉ MIN MAX ÉC. TYPE TENDANCE"), (40, "VOIE VALEUR UNITÉ"):
             unit = self.plug_in(kelvo10({"MEAS?": ["1.5", "2.5", SILENCE]}))
             scan = Terminal(self, "scan", "kelvo10", "--port", unit.device, "--period", 150, "--count", 3, "--lang",
                             "fr", "--timeout", 150, columns=columns)

@@ -219,6 +219,12 @@ void AddModel(CLI::App& verb, ConnectionOptions& options) {
       ->check(NotAModel);
 }
 
+void CheckModel(const std::string& word) {
+  if (word.empty())
+    throw UsageError("MODEL", "is missing; takes " + Joined(ModelIds(), ", ", [](const auto& id) { return id; }));
+  if (const std::string wrong = NotAModel(word); !wrong.empty()) throw UsageError("MODEL", wrong);
+}
+
 void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
   verb.add_option("--model", options.model, "Ask this model only")->type_name("MODEL")->check(NotAModel);
 }

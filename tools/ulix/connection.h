@@ -45,6 +45,8 @@ enum class SettingsSource { kDefaults, kOptions, kInstrument };
 
 // Each adds its arguments to a verb; `options` outlives the parsing.
 void AddModel(CLI::App& verb, ConnectionOptions& options);
+// UsageError where the word is no model's.
+void CheckModel(const std::string& word);
 void AddModelOption(CLI::App& verb, ConnectionOptions& options);
 void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);

@@ -194,10 +194,10 @@ void Tour::ScanLive() {
   bench_.Swing("2.5", "1.5");
   const auto inputs = Inputs();
   std::uint64_t good = 0;
-  ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
-  outputs.push_back(std::make_unique<GoodReports>(good));
   const ScanPlan plan{.settings = {.period_ms = kPeriodMs}, .duration_s = options_.seconds};
+  ScanOutputs outputs;
+  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage(), plan));
+  outputs.push_back(std::make_unique<GoodReports>(good));
   const std::uint64_t reports = RunScan(session_, inputs, plan, outputs);
   Expect(good > 0 && good == reports, Shown(TextId::kTourScans, {std::to_string(good)}));
 }
@@ -219,11 +219,12 @@ void Tour::StepOutput() {
 
 void Tour::ScanWithDeadBand() {
   bench_.Swing("2.5", "0.5");
-  ScanOutputs outputs;
-  outputs.push_back(MakeScreen(Inputs(), Texts(), ShownLanguage()));
-  tap_.TakeReceived();
   const GroupSettings settings{.period_ms = 100, .dead_band_abs = 0.25F, .dead_time_max_s = 60};
-  const std::uint64_t reports = RunScan(session_, Inputs(), {.settings = settings, .duration_s = 3}, outputs);
+  const ScanPlan plan{.settings = settings, .duration_s = 3};
+  ScanOutputs outputs;
+  outputs.push_back(MakeScreen(Inputs(), Texts(), ShownLanguage(), plan));
+  tap_.TakeReceived();
+  const std::uint64_t reports = RunScan(session_, Inputs(), plan, outputs);
   const std::size_t scans = tap_.TakeReceived().size();
   const std::string band = ShownNumber("0.25 V");
   Expect(reports > 0 && reports * 2 < scans,
@@ -234,13 +235,14 @@ void Tour::PullTheLine() {
   bench_.Swing("2.5", "1.5");
   const auto inputs = Inputs();
   const auto count = static_cast<std::uint64_t>(options_.seconds * 1000 / kPeriodMs);
+  const ScanPlan plan{.settings = {.period_ms = kPeriodMs}, .count = count};
   ScanOutputs outputs;
-  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage()));
+  outputs.push_back(MakeScreen(inputs, Texts(), ShownLanguage(), plan));
   outputs.push_back(MakeCsvFile(File("ulix-demo.csv"), NotesForCsv(session_, inputs, {}), ',', inputs, Texts()));
   outputs.push_back(MakePlotFile(File("ulix-demo.svg"), Shown(TextId::kTourPlotTitle), inputs, ShownLanguage()));
   outputs.push_back(std::make_unique<LinePuller>(bench_.instrument(), count));
   const auto& line = static_cast<const LinePuller&>(*outputs.back());
-  RunScan(session_, inputs, {.settings = {.period_ms = kPeriodMs}, .count = count}, outputs);
+  RunScan(session_, inputs, plan, outputs);
   const std::string failure = FailureLine(line.code(), session_.Explain(line.code()));
   Expect(line.code() == serialCommErrUnableToReadComm,
          Shown(TextId::kTourFailed, {std::to_string(line.failed()), failure}));

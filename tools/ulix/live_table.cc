@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <iostream>
 
 #include "base/numbers.h"
+#include "platform/clock.h"
 #include "platform/terminal.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
@@ -37,6 +39,57 @@ std::size_t Widest(std::span<const LiveRow> rows, Text&& text) {
   return widest;
 }
 
+// Minimum, maximum and standard deviation of each channel, where the room is there; else nothing.
+class StatisticsColumns {
+ public:
+  StatisticsColumns(std::span<const LiveRow> rows, Language language, std::size_t room) : language_(language) {
+    for (std::size_t k = 0; k < kHeads.size(); ++k) {
+      widths_[k] = std::max(DisplayWidth(Shown(kHeads[k], language_)),
+                            Widest(rows, [&](const LiveRow& row) { return Texts(row)[k]; }));
+      width_ += widths_[k] + 2;
+    }
+    if (width_ > room) width_ = 0;
+  }
+  std::size_t width() const { return width_; }
+  std::string Heads() const {
+    return Line({Shown(kHeads[0], language_), Shown(kHeads[1], language_), Shown(kHeads[2], language_)});
+  }
+  std::string Cells(const LiveRow& row) const { return Line(Texts(row)); }
+
+ private:
+  using Row = std::array<std::string, 3>;
+  static constexpr std::array kHeads = {TextId::kMinHead, TextId::kMaxHead, TextId::kDeviationHead};
+
+  static Row Texts(const LiveRow& row) {
+    constexpr int kDigits = 3;  // of a deviation: more would say nothing
+    const Statistics& of = row.statistics;
+    if (of.good() == 0) return {"--", "--", "--"};
+    const auto value = [&](double number) { return ShownNumber(FormatValue(row.channel, static_cast<float>(number))); };
+    const auto deviation = of.deviation();
+    return {value(of.least()), value(of.most()), deviation ? ShownNumber(FormatGeneral(*deviation, kDigits)) : "--"};
+  }
+  std::string Line(const Row& row) const {
+    std::string line;
+    for (std::size_t k = 0; k < row.size() && width_ > 0; ++k) line += RightAligned(row[k], widths_[k]) + "  ";
+    return line;
+  }
+
+  Language language_;
+  std::array<std::size_t, 3> widths_{};
+  std::size_t width_ = 0;
+};
+
+// "0:07", "1:02:03".
+std::string ClockText(double seconds) {
+  const auto whole = static_cast<long long>(std::max(seconds, 0.0));
+  std::array<char, 32> text{};
+  if (whole >= 3600)
+    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+  else
+    std::snprintf(text.data(), text.size(), "%lld:%02lld", whole / 60, whole % 60);
+  return text.data();
+}
+
 }  // namespace
 
 std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most) {
@@ -62,30 +115,35 @@ std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t wi
       wide(TextId::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
   const std::size_t values = wide(TextId::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));
   const std::size_t units = wide(TextId::kUnitHead, Widest(rows, [](const LiveRow& row) { return row.channel.unit; }));
-  const std::size_t errors = Widest(rows, [](const LiveRow& row) { return row.error; });
   const std::size_t used = names + values + units + 5;
   const std::size_t left = width > used ? width - used : 0;
-  const std::size_t trend = std::clamp(left > errors + 2 ? left - errors - 2 : 0, std::min(kMinTrend, left), kHistory);
-  const bool both = left >= trend + 2 + std::min(errors, kMinError);
+  const StatisticsColumns statistics(rows, language, left > kMinTrend ? left - kMinTrend : 0);
+  const std::size_t errors = Widest(rows, [](const LiveRow& row) { return row.error; });
+  const std::size_t beside = left - statistics.width();
+  const std::size_t trend =
+      std::clamp(beside > errors + 2 ? beside - errors - 2 : 0, std::min(kMinTrend, beside), kHistory);
+  const bool both = beside >= trend + 2 + std::min(errors, kMinError);
 
   const auto line = [&](const std::string& name, const std::string& value, const std::string& unit) {
     return Cut(PaddedTo(name, names) + "  " + RightAligned(value, values) + " " + PaddedTo(unit, units) + "  ", width);
   };
   std::vector<std::string> lines;
   lines.push_back(Bold(line(head(TextId::kChannelHead), head(TextId::kValueHead), head(TextId::kUnitHead)) +
-                       Cut(head(TextId::kTrendHead), left)));
+                       statistics.Heads() + Cut(head(TextId::kTrendHead), beside)));
   for (const LiveRow& row : rows) {
     lines.push_back(line(row.channel.name, ShownValue(row), row.channel.unit));
     const bool failed = !row.error.empty();
-    if (both || !failed) lines.back() += PaddedTo(Sparkline(row.history, trend), failed ? trend + 2 : 0);
-    if (failed) lines.back() += Red(Cut(row.error, both ? left - trend - 2 : left));
+    if (both || !failed) {
+      lines.back() += statistics.Cells(row) + PaddedTo(Sparkline(row.history, trend), failed ? trend + 2 : 0);
+    }
+    if (failed) lines.back() += Red(Cut(row.error, both ? beside - trend - 2 : left));
   }
   return lines;
 }
 
-LiveTable::LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language)
-    : error_text_(std::move(error_text)), language_(language) {
-  for (const Channel& channel : channels) rows_.push_back({channel, {}, {}});
+LiveTable::LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language, const ScanPlan& plan)
+    : error_text_(std::move(error_text)), language_(language), plan_(plan), begun_(SystemClock().LocalTime()) {
+  for (const Channel& channel : channels) rows_.push_back({.channel = channel});
   Draw();
 }
 
@@ -98,6 +156,7 @@ void LiveTable::Show(const ScanReport& report) {
     row.error = Failed(error) ? FailureLine(error, error_text_(error)) : std::string();
     row.doubt = report.data.doubts[k];
     if (Failed(error)) ++failed_;
+    if (!Failed(error)) row.statistics.Add(report.data.times[k], report.data.values[k]);
     row.history.push_back(Failed(error) ? std::nullopt : std::optional(report.data.values[k]));
     if (row.history.size() > kHistory) row.history.pop_front();
     last_ = report.data.times[k];
@@ -105,6 +164,14 @@ void LiveTable::Show(const ScanReport& report) {
   late_s_ = report.late_s;
   if (reports_++ == 0) first_ = last_;
   Draw();
+}
+
+// With a dead band reports come when they come: their count tells no time.
+std::optional<double> LiveTable::TimeLeft(double elapsed) const {
+  if (plan_.duration_s) return *plan_.duration_s - elapsed;
+  const GroupSettings& settings = plan_.settings;
+  if (!plan_.count || settings.dead_band_percent > 0 || settings.dead_band_abs > 0) return std::nullopt;
+  return static_cast<double>(*plan_.count - std::min(reports_, *plan_.count)) * settings.period_ms / 1000;
 }
 
 // What matters most first: a narrow terminal cuts the rest.
@@ -117,6 +184,9 @@ std::string LiveTable::StatusLine() const {
   status += ShownNumber(FormatFixed(rate, 1)) + "/s";
   if (late_s_ > 0) status += ", " + Shown(TextId::kLateBy, language_, {ShownNumber(FormatFixed(late_s_, 1))});
   if (failed_ > 0) status += ", " + Shown(TextId::kReadingsFailed, language_, {std::to_string(failed_)});
+  const double elapsed = (SystemClock().LocalTime() - begun_) * kSecondsPerDay;
+  status += ", " + Shown(TextId::kElapsed, language_, {ClockText(elapsed)});
+  if (const auto left = TimeLeft(elapsed)) status += ", " + Shown(TextId::kTimeLeft, language_, {ClockText(*left)});
   return status + "; " + Shown(TextId::kCtrlCEnds, language_);
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/ulix/csv.h"
+#include "tools/ulix/recording.h"
 #include "tools/ulix/scan.h"
 
 namespace ulix::cli {
@@ -18,8 +19,9 @@ std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_
 struct LiveRow {
   Channel channel;
   std::deque<std::optional<float>> history;  // oldest first
-  std::string error;                         // of the last reading, UTF-8; empty when it succeeded
-  Doubt doubt = Doubt::kNone;                // of the last reading
+  Statistics statistics;
+  std::string error;           // of the last reading, UTF-8; empty when it succeeded
+  Doubt doubt = Doubt::kNone;  // of the last reading
 };
 
 // The headings and one line a channel, none longer than `width` columns. Where an error leaves no room for a trend, it
@@ -28,16 +30,21 @@ std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t wi
 
 class LiveTable final : public ScanOutput {
  public:
-  LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language);
+  // `plan` says when the scan ends.
+  LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language, const ScanPlan& plan);
   void Show(const ScanReport& report) override;
 
  private:
   void Draw();
   std::string StatusLine() const;
+  // In seconds; none where only Ctrl-C ends it.
+  std::optional<double> TimeLeft(double elapsed) const;
 
   std::vector<LiveRow> rows_;
   ErrorText error_text_;
   Language language_;
+  ScanPlan plan_;
+  Date begun_ = 0;
   std::uint64_t reports_ = 0;
   std::uint64_t failed_ = 0;  // readings
   double late_s_ = 0;         // of the last report

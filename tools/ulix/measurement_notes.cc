@@ -90,6 +90,8 @@ std::string NotesForCsv(Session& session, std::span<const Channel> channels, con
   for (const Channel& channel : channels) {
     lines += NoteLine("channel " + std::to_string(channel.id), channel.name);
     lines += NoteLine("unit " + channel.name, channel.unit);
+    if (channel.resolution != kShortest)
+      lines += NoteLine("decimals " + channel.name, std::to_string(channel.resolution));
   }
   return lines + SettingLines(session);
 }

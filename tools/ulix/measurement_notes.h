@@ -31,8 +31,8 @@ std::string UtcOffset();
 
 // The lines at the head of a CSV file, each with its end: "# model: kelvo10". Asks the instrument of a connected
 // session for its identification. Keys: ulix, model, instrument, identification, serial-number, started, utc-offset,
-// title, operator, note, "channel ID" with its name, "unit NAME" of each channel that has one, "setting KEY" of each
-// setting where they are known.
+// title, operator, note, "channel ID" with its name, "unit NAME" and "decimals NAME" of each channel that has one,
+// "setting KEY" of each setting where they are known.
 std::string NotesForCsv(Session& session, std::span<const Channel> channels, const MeasurementNotes& notes);
 
 }  // namespace ulix::cli

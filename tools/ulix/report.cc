@@ -33,10 +33,13 @@ td.n{white-space:nowrap}
 td.t{white-space:nowrap}
 td.bad{color:#a00000}
 table.facts th{width:34%;font-weight:normal;color:#555}
+table.wide{font-size:.85em}
+table.wide th,table.wide td{padding:.15em .35em}
 p.note{background:#fff6dd;border-left:4px solid #e69f00;padding:.4em .8em}
 svg{display:block;width:100%;height:auto;break-inside:avoid}
 footer{margin-top:2em;color:#777;font-size:.85em}
-@page{size:A4;margin:16mm 14mm}
+summary{color:#555;cursor:pointer}
+@page{size:A4;margin:16mm 14mm 18mm;@bottom-right{content:counter(page) " / " counter(pages);font:8pt Helvetica,Arial,sans-serif;color:#777}}
 @media print{
 body{font-size:9.5pt;margin:0;padding:0;max-width:none}
 tr{break-inside:avoid}
@@ -108,6 +111,7 @@ class Page {
   void AddHead(const std::string& title);
   void AddFacts(TextId heading, const std::vector<Fact>& facts);
   void AddMeasurement(std::vector<Fact> facts);
+  void AddSettings(const ReportFacts& facts);
   void AddPlot(const std::string& title);
   void AddStatistics();
   void AddErrors();
@@ -153,6 +157,16 @@ void Page::AddFacts(TextId heading, const std::vector<Fact>& facts) {
   if (facts.empty()) return;
   AddHeading(heading);
   html_ += FactTable(facts);
+}
+
+// Those that somebody chose; the others can be unfolded.
+void Page::AddSettings(const ReportFacts& facts) {
+  AddFacts(TextId::kSettings, facts.settings);
+  if (facts.default_settings.empty()) return;
+  if (facts.settings.empty()) AddHeading(TextId::kSettings);
+  const std::string count = std::to_string(facts.default_settings.size());
+  html_ += "<details>\n" + Element("summary", Shown(TextId::kSettingsAtDefault, language_, {count})) +
+           FactTable(facts.default_settings) + "</details>\n";
 }
 
 // The two largest units that there are.
@@ -332,7 +346,7 @@ std::string ReportHtml(const ReportFacts& facts, const Recording& recording, con
   page.AddPlot(facts.title);
   page.AddStatistics();
   page.AddErrors();
-  page.AddFacts(TextId::kSettings, facts.settings);
+  page.AddSettings(facts);
   page.AddReadings();
   return page.Finish();
 }

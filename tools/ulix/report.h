@@ -7,6 +7,7 @@
 
 #include "tools/ulix/connection.h"
 #include "tools/ulix/csv.h"
+#include "tools/ulix/csv_measurement.h"
 #include "tools/ulix/measurement_notes.h"
 #include "tools/ulix/recording.h"
 #include "tools/ulix/scan.h"
@@ -21,12 +22,15 @@ struct ReportFacts {
   std::string title;
   std::vector<Fact> instrument;
   std::vector<Fact> measurement;
-  std::vector<Fact> settings;
+  std::vector<Fact> settings;          // those that are not at their default
+  std::vector<Fact> default_settings;  // the others
 };
 
 // What the instrument of a connected session is and how it is set; asks it for its identification. A title has a '%'
 // for the instrument's name.
 ReportFacts FactsOf(Session& session, const std::string& title, Language language);
+// The same of a measurement that was read back from its file.
+ReportFacts FactsOf(const CsvMeasurement& measurement, const std::string& title, Language language);
 // What the person says of the measurement; a title takes the place of the usual one.
 void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language);
 // How readings are taken.

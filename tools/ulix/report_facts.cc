@@ -1,8 +1,10 @@
 #include "base/numbers.h"
 #include "core/version.h"
+#include "drivers/catalogue.h"
 #include "forms/instrument_forms.h"
 #include "platform/clock.h"
 #include "platform/machine.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/report.h"
@@ -41,30 +43,65 @@ std::string LinkText(Session& session, Language language) {
 
 std::vector<Fact> InstrumentFacts(Session& session, Language language) {
   const ModelCard& card = session.instrument().card();
+  const std::string identification = Identification(session);
+  std::string serial_number = SerialNumberIn(identification);
+  if (serial_number.empty()) serial_number = "-";
   return {{Shown(TextId::kName, language), Shown(card.display_name.In(language))},
           {Shown(TextId::kModelWord, language), card.model_id},
-          {Shown(TextId::kIdentification, language), Identification(session)},
+          {Shown(TextId::kIdentification, language), identification},
+          {Shown(TextId::kSerialNumber, language), serial_number},
           {Shown(TextId::kLink, language), LinkText(session, language)},
           {Shown(TextId::kLibraryVersion, language), VersionText()},
           {Shown(TextId::kComputer, language), platform::MachineName()}};
 }
 
-std::vector<Fact> SettingFacts(Session& session, Language language) {
-  const Settings& settings = session.instrument().settings();
-  std::vector<Fact> facts;
+void AddSettings(ReportFacts& facts, const Settings& settings, Language language) {
+  const Settings defaults(settings.rows());
   for (const SettingRow& row : settings.rows()) {
     const std::string text = Shown(settings.TextOf(row, language));
     const bool real = row.type == VariantType::kR4;
-    facts.emplace_back(Shown(row.label.In(language)), real ? InLanguage(text, language) : text);
+    const bool changed = settings.TextOf(row) != defaults.TextOf(row);
+    (changed ? facts.settings : facts.default_settings)
+        .emplace_back(Shown(row.label.In(language)), real ? InLanguage(text, language) : text);
   }
-  return facts;
+}
+
+// As far as the model that the file names has them.
+void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language language) {
+  const CatalogueEntry* entry = FindModel(measurement.Note("model"));
+  if (entry == nullptr) return;
+  Settings settings(entry->card->settings);
+  bool any = false;
+  for (const SettingRow& row : settings.rows()) {
+    const auto text = LibraryText(measurement.Note(std::string("setting ") + row.key));
+    any |= text && !text->empty() && Succeeded(settings.SetText(row, *text));
+  }
+  if (any) AddSettings(facts, settings, language);
 }
 
 }  // namespace
 
 ReportFacts FactsOf(Session& session, const std::string& title, Language language) {
   const std::string name = Shown(session.instrument().card().display_name.In(language));
-  return {WithValues(title, {name}), InstrumentFacts(session, language), {}, SettingFacts(session, language)};
+  ReportFacts facts{WithValues(title, {name}), InstrumentFacts(session, language), {}, {}, {}};
+  AddSettings(facts, session.instrument().settings(), language);
+  return facts;
+}
+
+ReportFacts FactsOf(const CsvMeasurement& measurement, const std::string& title, Language language) {
+  ReportFacts facts{WithValues(title, {measurement.Note("instrument")}), {}, {}, {}, {}};
+  const std::pair<TextId, const char*> rows[] = {{TextId::kName, "instrument"},
+                                                 {TextId::kModelWord, "model"},
+                                                 {TextId::kIdentification, "identification"},
+                                                 {TextId::kSerialNumber, "serial-number"},
+                                                 {TextId::kLibraryVersion, "ulix"}};
+  for (const auto& [label, key] : rows) {
+    const std::string text = measurement.Note(key);
+    if (!text.empty()) facts.instrument.emplace_back(Shown(label, language), text);
+  }
+  AddNotes(facts, {measurement.Note("title"), measurement.Note("operator"), measurement.Note("note")}, language);
+  AddSettings(facts, measurement, language);
+  return facts;
 }
 
 void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language) {

@@ -4,9 +4,12 @@
 #include <memory>
 
 #include "tools/ulix/arguments.h"
+#include "tools/ulix/csv_measurement.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/memory_verb.h"
+#include "tools/ulix/report.h"
 #include "tools/ulix/scan_verb.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -16,7 +19,27 @@ struct ReportOptions {
   ScanOptions scan;
   std::optional<std::string> block;
   std::uint32_t most = 0;
+  std::string from_file;
 };
+
+// Made of the CSV file alone: no instrument takes part, and what is typed in a model's place may be the page.
+int ReportFile(const ReportOptions& options) {
+  const ScanOptions& scan = options.scan;
+  const std::string page = scan.report_file.empty() ? scan.connection.model : scan.report_file;
+  if (page.empty()) throw UsageError("FILE", "is missing; takes the page's name");
+  CheckKind("FILE", page, ".html");
+  CheckMayReplace("FILE", page, scan.connection.force);
+  const CsvMeasurement measurement = ReadCsvMeasurement(options.from_file);
+  const Language language = LanguageOf(scan.connection);
+  ReportFacts facts = FactsOf(measurement, Shown(TextId::kScanTitle, language, {"%"}), language);
+  AddNotes(facts, scan.notes, language);
+  const ErrorText error_text = [&](HRESULT code) {
+    const auto found = measurement.error_texts.find(code);
+    return found == measurement.error_texts.end() ? std::string() : found->second;
+  };
+  WriteReport({page, std::move(facts), error_text, language}, measurement.recording);
+  return 0;
+}
 
 int ReportBlock(const ReportOptions& options) {
   MemoryOptions memory;
@@ -31,6 +54,9 @@ int ReportBlock(const ReportOptions& options) {
 }
 
 int Report(const ReportOptions& options) {
+  if (!options.from_file.empty()) return ReportFile(options);
+  CheckModel(options.scan.connection.model);
+  if (options.scan.report_file.empty()) throw UsageError("FILE", "is missing; takes the page's name");
   if (!options.block && options.most > 0) throw UsageError("--max", "takes effect with --block");
   return options.block ? ReportBlock(options) : Scan(options.scan);
 }
@@ -40,10 +66,12 @@ int Report(const ReportOptions& options) {
 Action DefineReport(CLI::App& verb) {
   const auto options = std::make_shared<ReportOptions>();
   options->scan.lines = false;
-  AddModel(verb, options->scan.connection);
-  verb.add_option("FILE", options->scan.report_file, "The page, an HTML file that needs nothing else")
-      ->required()
+  verb.add_option("MODEL", options->scan.connection.model,
+                  "The instrument's model word; 'ulix models' lists them; none with --from")
       ->type_name("");
+  verb.add_option("FILE", options->scan.report_file, "The page, an HTML file that needs nothing else")->type_name("");
+  verb.add_option("--from", options->from_file, "Make the page of this file, which --csv has kept")
+      ->type_name("FILE.csv");
   AddScan(verb, options->scan);
   const auto period = verb.get_option("--period")->required(false);
   const auto block =
@@ -61,7 +89,8 @@ Action DefineReport(CLI::App& verb) {
       "statistics and errors of all readings, and the readings themselves: the first and the last 1000 of more than\n"
       "2000. It is in the language of --lang.");
   return [=] {
-    if (!options->block && period->empty()) throw UsageError("--period", "is missing; takes milliseconds, or --block");
+    if (options->from_file.empty() && !options->block && period->empty())
+      throw UsageError("--period", "is missing; takes milliseconds, or --block");
     return Report(*options);
   };
 }

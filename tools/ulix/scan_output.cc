@@ -139,8 +139,9 @@ std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, Er
   return std::make_unique<PlainLines>(channels, std::move(error_text));
 }
 
-std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language) {
-  if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text), language);
+std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language,
+                                       const ScanPlan& plan) {
+  if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text), language, plan);
   return MakePlainLines(channels, std::move(error_text));
 }
 

@@ -21,7 +21,8 @@ std::string ScanText(std::span<const Channel> channels, const ScanReport& report
 std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text);
 
 // The live table on a terminal, plain lines elsewhere.
-std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language);
+std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language,
+                                       const ScanPlan& plan);
 
 // Lines are written as they come, behind those of `notes`; OperationFailed when the file takes no more.
 std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,

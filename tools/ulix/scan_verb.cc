@@ -38,7 +38,7 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   } else if (options.csv_file != kStandardOutput && (options.lines || OnTerminal())) {
     // What is traced would be written over by a table that is drawn in place.
     outputs.push_back(options.connection.trace ? MakePlainLines(channels, error_text)
-                                               : MakeScreen(channels, error_text, language));
+                                               : MakeScreen(channels, error_text, language, options.plan));
   }
   if (!options.csv_file.empty()) {
     const std::string notes = NotesForCsv(session, channels, options.notes);

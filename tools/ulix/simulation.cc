@@ -37,7 +37,8 @@ platform::PortResolver SimulatedLine::Ports() const { return ResolverOf(bench_);
 UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
 
 UsbLibraryLoader ServedUsbInstrument(const std::string& location) {
-  const auto open = [bound = ResolveSerialPort({.location = location}).port]() -> std::unique_ptr<platform::SerialPort> {
+  const auto open = [bound =
+                         ResolveSerialPort({.location = location}).port]() -> std::unique_ptr<platform::SerialPort> {
     auto port = bound ? bound->Open().port : nullptr;
     return port && port->Configure({}) ? std::move(port) : nullptr;
   };

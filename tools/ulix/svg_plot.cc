@@ -17,19 +17,34 @@ namespace {
 // All in pixels.
 constexpr double kWidth = 960;
 constexpr double kMinLeft = 56;
-constexpr double kRight = kWidth - 36;
+constexpr double kMinRight = 36;  // from the last pixel
 constexpr double kTitleLine = 30;
 constexpr double kTitleHeight = 44;
 constexpr double kAbove = 8;  // of a page's drawing, which has no title
 constexpr double kLegendStep = 20;
 constexpr double kPanelGap = 12;
 constexpr double kBelow = 66;
-constexpr double kCharacter = 7.2;
+constexpr double kTick = 5;
 constexpr double kTitleCharacter = 9.4;
 constexpr double kMark = 4;  // half of a cross
 constexpr double kMarkStep = 10;
-constexpr std::size_t kMarkRows = 6;
+constexpr std::size_t kMarkRows = 12;
+constexpr double kNameStep = 13;         // of names at the end of curves
+constexpr std::size_t kMaxEndName = 14;  // characters
 constexpr std::size_t kMaxOfAName = 60;  // characters
+
+// Above the width that a character has in any usual face, so that no text runs into the next.
+double TextWidth(const std::string& text) {
+  constexpr double kNarrow = 7.2, kCapital = 9.2, kWidest = 12;
+  double width = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if ((byte & 0xC0U) == 0x80U) continue;
+    const bool capital = (c >= 'A' && c <= 'Z') || c == 'm' || c == 'w';
+    width += byte >= 0x80U || c == 'W' || c == 'M' || c == '@' || c == '%' ? kWidest : capital ? kCapital : kNarrow;
+  }
+  return width;
+}
 
 // Told apart also by readers who see few colours; after a round of them the dashes change.
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
@@ -65,7 +80,8 @@ struct Panel {
   bool has_values = false;
   int exponent = 0;  // the labels are to be multiplied by this power of ten
   std::vector<std::pair<double, std::string>> labels;
-  double top = 0;  // of its legend
+  double top = 0;           // of its legend
+  bool right_axis = false;  // over the panel before it, with its own axis on the other side
 
   bool has_outages() const {
     return std::any_of(outages.begin(), outages.end(), [](const auto& list) { return !list.empty(); });
@@ -80,6 +96,7 @@ struct Plot {
   Axis time;
   bool has_points = false;
   double left = kMinLeft;
+  double right = kWidth - kMinRight;
   double bottom = 0;  // of the last panel
 };
 
@@ -95,9 +112,10 @@ std::string Line(double x1, double y1, double x2, double y2, const char* style) 
          "\" class=\"" + style + "\"/>\n";
 }
 
-std::string Box(double x, double y, double width, double height, const char* style) {
+std::string Box(double x, double y, double width, double height, const char* style,
+                const std::string& more = std::string()) {
   return "<rect x=\"" + Pixel(x) + "\" y=\"" + Pixel(y) + "\" width=\"" + Pixel(width) + "\" height=\"" +
-         Pixel(height) + "\" class=\"" + style + "\"/>\n";
+         Pixel(height) + "\" class=\"" + style + "\"" + (more.empty() ? "" : " ") + more + "/>\n";
 }
 
 const char* ColourOf(std::size_t curve) { return kColours[curve % kColours.size()]; }
@@ -136,7 +154,7 @@ void FindTimes(Plot& plot) {
   plot.time.low -= around;
   plot.time.high += around;
   plot.time.from = plot.left;
-  plot.time.to = kRight;
+  plot.time.to = plot.right;
 }
 
 std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
@@ -150,6 +168,7 @@ std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
     }
   }
   if (panels.empty()) panels.emplace_back();
+  if (panels.size() == 2) panels.back().right_axis = true;
   return panels;
 }
 
@@ -195,6 +214,13 @@ void FindOutages(Plot& plot, Panel& panel) {
 
 // --- legends ---
 
+bool HasDoubts(const Plot& plot, const Panel& panel) {
+  return std::any_of(panel.curves.begin(), panel.curves.end(), [&](std::size_t k) {
+    const auto& points = plot.curves[k].points;
+    return std::any_of(points.begin(), points.end(), [](const PlotPoint& point) { return point.doubtful; });
+  });
+}
+
 struct Entry {
   std::string text;
   std::string sign;  // drawn in the 26 pixels before it, from (0, 0)
@@ -208,7 +234,11 @@ std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
   }
   if (panel.has_outages()) {
     entries.push_back({Shown(TextId::kReadingFailed, plot.language),
-                       "<path d=\"" + Cross(20, 0) + "\" class=\"fail\" stroke=\"#c00000\"/>"});
+                       Box(0, -6, 26, 12, "key", "fill-opacity=\"0.18\"") + "<path d=\"" + Cross(13, 0) +
+                           "\" class=\"fail\" stroke=\"#555555\"/>"});
+  }
+  if (HasDoubts(plot, panel)) {
+    entries.push_back({Shown(TextId::kDoubtfulReading, plot.language), Label(20, 4, "font-weight=\"bold\"", "?")});
   }
   return entries;
 }
@@ -225,14 +255,16 @@ std::string UnitText(const Panel& panel, Language language) {
 
 // The unit, then the entries side by side in as many lines as they take. `bottom` becomes the end of the last line.
 std::string Legend(const Plot& plot, const Panel& panel, double& bottom) {
-  const std::string unit = UnitText(panel, plot.language);
-  const double start = plot.left + static_cast<double>(DisplayWidth(unit)) * kCharacter + 24;
+  std::string unit = UnitText(panel, plot.language);
+  const bool two_axes = plot.panels.back().right_axis;
+  if (two_axes) unit = panel.right_axis ? unit + " →" : "← " + unit;
+  const double start = plot.left + TextWidth(unit) + 24;
   double x = start;
   double y = panel.top + 14;
   std::string svg = Label(plot.left, y, "font-weight=\"bold\"", unit);
   for (const Entry& entry : EntriesOf(plot, panel)) {
-    const double width = 34 + static_cast<double>(DisplayWidth(entry.text)) * kCharacter + 18;
-    if (x > start && x + width > kRight) {
+    const double width = 34 + TextWidth(entry.text) + 18;
+    if (x > start && x + width > plot.right) {
       x = start;
       y += kLegendStep;
     }
@@ -250,7 +282,9 @@ std::string ValueGrid(const Plot& plot, const Panel& panel) {
   std::string svg;
   for (const auto& [value, text] : panel.labels) {
     const double y = panel.y.Place(value);
-    svg += Line(plot.left, y, kRight, y, "grid") + Label(plot.left - 8, y + 4, "text-anchor=\"end\"", text);
+    svg += panel.right_axis
+               ? Line(plot.right, y, plot.right + kTick, y, "frame") + Label(plot.right + 8, y + 4, "", text)
+               : Line(plot.left, y, plot.right, y, "grid") + Label(plot.left - 8, y + 4, "text-anchor=\"end\"", text);
   }
   return svg;
 }
@@ -262,56 +296,44 @@ std::string TimeGrid(const Plot& plot) {
   double name = plot.bottom + 40;
   for (const TimeTick& tick : TimeTicks(plot.time.low, plot.time.high, plot.language)) {
     const double x = plot.time.Place(tick.at);
-    for (const Panel& panel : plot.panels) svg += Line(x, panel.y.to, x, panel.y.from, "grid");
+    for (const Panel& panel : plot.panels) {
+      if (!panel.right_axis) svg += Line(x, panel.y.to, x, panel.y.from, "grid");
+    }
     svg += Label(x, plot.bottom + 18, "text-anchor=\"middle\"", tick.label);
     if (tick.day.empty()) continue;
     svg += Label(x, plot.bottom + 33, "text-anchor=\"middle\" class=\"key\"", tick.day);
     name = plot.bottom + 54;
   }
-  return svg + Label((plot.left + kRight) / 2, name, "text-anchor=\"middle\"",
+  return svg + Label((plot.left + plot.right) / 2, name, "text-anchor=\"middle\"",
                      TimeAxisName(plot.time.low, plot.time.high, plot.language));
 }
 
 std::string Frame(const Plot& plot, const Panel& panel) {
+  if (panel.right_axis) return {};
   const double height = panel.y.from - panel.y.to;
-  std::string svg = Box(plot.left, panel.y.to, kRight - plot.left, height, "frame");
+  std::string svg = Box(plot.left, panel.y.to, plot.right - plot.left, height, "frame");
   if (panel.has_values) return svg;
-  return svg + Label((plot.left + kRight) / 2, panel.y.to + height / 2, "text-anchor=\"middle\"",
+  return svg + Label((plot.left + plot.right) / 2, panel.y.to + height / 2, "text-anchor=\"middle\"",
                      Shown(TextId::kNoData, plot.language));
 }
 
-// Pale bands over the panel for as long as any of its curves has an outage.
-std::string Bands(const Panel& panel) {
-  std::vector<Outage> all;
-  for (const std::vector<Outage>& list : panel.outages) all.insert(all.end(), list.begin(), list.end());
-  std::sort(all.begin(), all.end(), [](const Outage& a, const Outage& b) { return a.from < b.from; });
-  std::vector<Outage> bands;
-  for (const Outage& outage : all) {
-    if (bands.empty() || outage.from > bands.back().to + 1) bands.push_back(outage);
-    bands.back().to = std::max(bands.back().to, outage.to);
-  }
-  std::string svg;
-  for (const Outage& band : bands) {
-    svg += Box(band.from - 1, panel.y.to, band.to - band.from + 2, panel.y.from - panel.y.to, "outage");
-  }
-  return svg;
-}
-
-// At the foot of the panel a cross and a line in the curve's colour for as long as it lasted.
+// For as long as a curve has an outage a pale band in its colour, and at the foot of the panel, in a row of the curve's
+// own, a bar that begins with a cross.
 std::string Outages(const Panel& panel) {
-  std::string marks;
+  std::string bands, marks;
   for (std::size_t k = 0; k < panel.outages.size(); ++k) {
-    const double y = panel.y.from - 8 - static_cast<double>(k % kMarkRows) * kMarkStep;
-    std::string path;
-    for (const Outage& outage : panel.outages[k]) {
-      path += Cross(outage.from, y);
-      if (outage.to > outage.from + kMark) path += " M" + Pixel(outage.from) + " " + Pixel(y) + " H" + Pixel(outage.to);
+    const std::string colour = ColourOf(panel.curves[k]);
+    const std::string fill = "fill=\"" + colour + "\"";
+    const double y = panel.y.from - 8 - static_cast<double>(panel.curves[k] % kMarkRows) * kMarkStep;
+    std::string crosses;
+    for (const auto& [from, to] : panel.outages[k]) {
+      bands += Box(from - 1, panel.y.to, to - from + 2, panel.y.from - panel.y.to, "outage", fill);
+      marks += Box(from, y - kMark, to - from, 2 * kMark, "foot", fill);
+      crosses += Cross(from, y);
     }
-    if (!path.empty()) {
-      marks += "<path d=\"" + path + "\" class=\"fail\" stroke=\"" + ColourOf(panel.curves[k]) + "\"/>\n";
-    }
+    if (!crosses.empty()) marks += "<path d=\"" + crosses + "\" class=\"fail\" stroke=\"" + colour + "\"/>\n";
   }
-  return Bands(panel) + marks;
+  return bands + marks;
 }
 
 // The curve between gaps: a path where points follow each other, a dot for a point between two gaps.
@@ -350,6 +372,63 @@ std::string Curve(const Plot& plot, const Panel& panel, std::size_t k) {
   return path.svg();
 }
 
+// Above each doubtful value, in the curve's colour.
+std::string Doubts(const Plot& plot, const Panel& panel, std::size_t k) {
+  std::string svg;
+  for (const PlotPoint& point : plot.curves[k].points) {
+    const auto value = Drawn(point);
+    if (!point.doubtful || !value) continue;
+    svg += Label(plot.time.Place(point.time), panel.y.Place(*value) - 6,
+                 "text-anchor=\"middle\" font-weight=\"bold\" fill=\"" + std::string(ColourOf(k)) + "\"", "?");
+  }
+  return svg;
+}
+
+// Beyond the colours that there are, curves are named at their end too.
+bool NamesAtEnds(const Panel& panel) { return panel.curves.size() > kColours.size() && !panel.right_axis; }
+
+struct EndName {
+  std::size_t curve = 0;
+  double at = 0;  // where the curve ends
+  double y = 0;   // where the name stands
+};
+
+// From the top down, each at its curve's end or as near as the names before it leave room.
+std::vector<EndName> EndNamesOf(const Plot& plot, const Panel& panel) {
+  std::vector<EndName> names;
+  for (const std::size_t k : panel.curves) {
+    const auto& points = plot.curves[k].points;
+    const auto last =
+        std::find_if(points.rbegin(), points.rend(), [](const PlotPoint& p) { return Drawn(p).has_value(); });
+    if (last != points.rend()) names.push_back({k, panel.y.Place(*Drawn(*last)), 0});
+  }
+  std::sort(names.begin(), names.end(), [](const EndName& a, const EndName& b) { return a.at < b.at; });
+  double free_from = panel.y.to;
+  for (EndName& name : names) {
+    name.y = std::max(name.at, free_from);
+    free_from = name.y + kNameStep;
+  }
+  double free_to = panel.y.from;
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    name->y = std::min(name->y, free_to);
+    free_to = name->y - kNameStep;
+  }
+  return names;
+}
+
+std::string EndNames(const Plot& plot, const Panel& panel) {
+  std::string svg;
+  if (!NamesAtEnds(panel)) return svg;
+  for (const EndName& name : EndNamesOf(plot, panel)) {
+    const std::string colour = ColourOf(name.curve);
+    svg += "<path d=\"M" + Pixel(plot.right) + " " + Pixel(name.at) + " L" + Pixel(plot.right + 12) + " " +
+           Pixel(name.y) + "\" class=\"lead\" stroke=\"" + colour + "\"/>";
+    svg +=
+        Label(plot.right + 15, name.y + 4, "fill=\"" + colour + "\"", Cut(plot.curves[name.curve].name, kMaxEndName));
+  }
+  return svg;
+}
+
 std::string Header(double height, const std::string& title, PlotPlace place) {
   const bool file = place == PlotPlace::kFile;
   std::string svg = "<svg ";
@@ -359,7 +438,8 @@ std::string Header(double height, const std::string& title, PlotPlace place) {
          "\" font-family=\"Helvetica, Arial, sans-serif\" font-size=\"12\" fill=\"#333333\">\n<title>" +
          Escaped(title) +
          "</title>\n<style>.grid{stroke:#dddddd;stroke-width:1}.frame{fill:none;stroke:#666666;stroke-width:1}"
-         ".curve{fill:none;stroke-width:1.6;stroke-linejoin:round}.outage{fill:#d00000;fill-opacity:0.1}"
+         ".curve{fill:none;stroke-width:1.6;stroke-linejoin:round}.outage{fill-opacity:0.13}.foot{fill-opacity:0.55}."
+         "lead{fill:none;stroke-width:0.8}"
          ".fail{fill:none;stroke-width:1.6}.key{fill:#555555}</style>\n"
          "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
   const auto most = static_cast<std::size_t>((kWidth - 2 * kMinLeft) / kTitleCharacter);
@@ -367,32 +447,59 @@ std::string Header(double height, const std::string& title, PlotPlace place) {
   return svg;
 }
 
+// Room for the labels of an axis.
+double LabelRoom(const Panel& panel) {
+  double widest = 0;
+  for (const auto& label : panel.labels) widest = std::max(widest, TextWidth(label.second));
+  return widest + 16;
+}
+
+double EndNameRoom(const Plot& plot, const Panel& panel) {
+  double widest = 0;
+  if (!NamesAtEnds(panel)) return widest;
+  for (const std::size_t k : panel.curves) widest = std::max(widest, TextWidth(Cut(plot.curves[k].name, kMaxEndName)));
+  return widest + 20;
+}
+
 // Finds ranges and labels, and with them the room that the labels need.
 Plot Prepare(const std::vector<PlotCurve>& curves, Language language) {
   Plot plot{.curves = curves, .language = language, .panels = PanelsOf(curves)};
-  std::size_t widest = 0;
+  double right = kMinRight;
   for (Panel& panel : plot.panels) {
     FindLabels(panel, language);
-    for (const auto& label : panel.labels) widest = std::max(widest, DisplayWidth(label.second));
+    if (!panel.right_axis) plot.left = std::max(plot.left, LabelRoom(panel));
+    right = std::max({right, panel.right_axis ? LabelRoom(panel) : 0, EndNameRoom(plot, panel)});
   }
-  plot.left = std::max(kMinLeft, static_cast<double>(widest) * kCharacter + 16);
+  plot.right = kWidth - right;
   FindTimes(plot);
   for (Panel& panel : plot.panels) FindOutages(plot, panel);
   return plot;
 }
 
-// Stacks the panels with their legends from `top` down.
+// Of a panel: alone, one of several, or as high as the names at the ends of its curves need.
+double HeightOf(const Plot& plot, const Panel& panel) {
+  const bool alone = plot.panels.size() == 1 || plot.panels.back().right_axis;
+  const double names = NamesAtEnds(panel) ? static_cast<double>(panel.curves.size() + 1) * kNameStep : 0;
+  return std::max(alone ? 340.0 : 200.0, names);
+}
+
+// Stacks the panels with their legends from `top` down; of two axes both legends stand above the one panel.
 std::string LayOut(Plot& plot, double top) {
-  const double height = plot.panels.size() == 1 ? 340 : 200;
   std::string legends;
+  const bool two_axes = plot.panels.back().right_axis;
+  double height = 0;
   for (Panel& panel : plot.panels) {
     panel.top = top;
     legends += Legend(plot, panel, top);
+    height = std::max(two_axes ? height : 0, HeightOf(plot, panel));
     panel.y.to = top;
     panel.y.from = top + height;
     plot.bottom = panel.y.from;
-    top = plot.bottom + kPanelGap;
+    if (!two_axes) top = plot.bottom + kPanelGap;
   }
+  if (!two_axes) return legends;
+  plot.panels.front().y.to = plot.panels.back().y.to;
+  plot.panels.front().y.from = plot.panels.back().y.from;
   return legends;
 }
 
@@ -413,14 +520,15 @@ Ticks NiceTicks(double low, double high, int wanted) {
 std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
                     PlotPlace place) {
   std::vector<PlotCurve> drawn = curves;
-  for (PlotCurve& curve : drawn) curve.points = Thinned(curve.points, static_cast<std::size_t>(kRight - kMinLeft));
+  for (PlotCurve& curve : drawn)
+    curve.points = Thinned(curve.points, static_cast<std::size_t>(kWidth - kMinLeft - kMinRight));
   Plot plot = Prepare(drawn, language);
   const std::string legends = LayOut(plot, place == PlotPlace::kFile ? kTitleHeight : kAbove);
   std::string svg = Header(plot.bottom + kBelow, title, place) + legends + TimeGrid(plot);
   for (const Panel& panel : plot.panels) {
     svg += ValueGrid(plot, panel) + Outages(panel);
-    for (const std::size_t k : panel.curves) svg += Curve(plot, panel, k);
-    svg += Frame(plot, panel);
+    for (const std::size_t k : panel.curves) svg += Curve(plot, panel, k) + Doubts(plot, panel, k);
+    svg += Frame(plot, panel) + EndNames(plot, panel);
   }
   return svg + "</svg>\n";
 }

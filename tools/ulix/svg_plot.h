@@ -12,9 +12,10 @@ namespace ulix::cli {
 // Whether a drawing is a file or a part of a page, which has the title and the namespace already.
 enum class PlotPlace { kFile, kPage };
 
-// One panel a unit, one above the other over a common time axis, each with its legend and with marks where readings
-// failed. Well-formed whatever the texts and the points are, also without any point; its size does not grow with the
-// number of points.
+// One unit has its axis on the left, a second one on the right; more have a panel each, one above the other over a
+// common time axis. Each has its legend. Where readings of a channel failed its curve has a gap, with a band and a mark
+// in its colour; a doubtful value has a '?'; no line leads on from a late one. Well-formed whatever the texts and the
+// points are, also without any point; its size does not grow with the number of points.
 std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
                     PlotPlace place = PlotPlace::kFile);
 

@@ -7,13 +7,14 @@ namespace {
 
 constexpr std::array kVerbs = {
     Verb{"models", "What can be driven: model, display name, ProgID, link, channels", DefineModels},
-    Verb{"ports", "The serial ports: number, name, device", DefinePorts},
+    Verb{"ports", "The serial ports and USB instruments: number, name, device, stable path", DefinePorts},
     Verb{"detect", "Which model answers on a line", DefineDetect},
     Verb{"keys", "A model's settings: key, default, allowed words and their codes", DefineKeys},
     Verb{"identify", "Print the instrument's identification", DefineIdentify},
     Verb{"read", "One reading of each channel", DefineRead},
     Verb{"scan", "Readings at a period: live, as lines, as CSV, as a plot", DefineScan},
     Verb{"report", "A scan or a logger's memory as a page to print and to keep", DefineReport},
+    Verb{"plot", "A picture of what --csv has kept", DefinePlot},
     Verb{"set", "Write an output channel", DefineSet},
     Verb{"run", "Start the instrument", DefineRun},
     Verb{"stop", "Stop the instrument", DefineStop},

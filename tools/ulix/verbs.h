@@ -34,6 +34,7 @@ Action DefineConfig(CLI::App& verb);
 Action DefineRead(CLI::App& verb);
 Action DefineScan(CLI::App& verb);
 Action DefineReport(CLI::App& verb);
+Action DefinePlot(CLI::App& verb);
 
 Action DefineMemory(CLI::App& verb);
 Action DefineProgram(CLI::App& verb);
