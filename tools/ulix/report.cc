@@ -33,8 +33,8 @@ td.n{white-space:nowrap}
 td.t{white-space:nowrap}
 td.bad{color:#a00000}
 table.facts th{width:34%;font-weight:normal;color:#555}
-table.wide{font-size:.85em}
-table.wide th,table.wide td{padding:.15em .35em}
+table.wide{font-size:.8em}
+table.wide th,table.wide td{padding:.15em .35em;min-width:0}
 p.note{background:#fff6dd;border-left:4px solid #e69f00;padding:.4em .8em}
 svg{display:block;width:100%;height:auto;break-inside:avoid}
 footer{margin-top:2em;color:#777;font-size:.85em}
@@ -84,9 +84,14 @@ std::string TableRow(const Row& cells, const char* element) {
   return html + "</tr>\n";
 }
 
+constexpr std::size_t kMaxUsualColumns = 6;
+
 class HtmlTable {
  public:
-  explicit HtmlTable(const Row& head) : html_("<table>\n<thead>" + TableRow(head, "th") + "</thead>\n<tbody>\n") {}
+  // Of more columns than a page has room for in its usual size it is set smaller.
+  explicit HtmlTable(const Row& head)
+      : html_(std::string(head.size() > kMaxUsualColumns ? "<table class=\"wide\">" : "<table>") + "\n<thead>" +
+              TableRow(head, "th") + "</thead>\n<tbody>\n") {}
   void Add(const Row& row) { html_ += TableRow(row, "td"); }
   std::string Html() const { return html_ + "</tbody>\n</table>\n"; }
 
