@@ -9,7 +9,7 @@ namespace ulix {
 
 std::optional<double> EnteredNumber(const std::string& text) { return TypedNumber(std::string(Trimmed(text))); }
 
-// A form that is taken as it was opened changes nothing.
+// The shown text must read back as the same number: a form that is accepted unchanged then changes nothing.
 std::string ShownNumber(double value) {
   constexpr unsigned kUsualDigits = 7, kMaxDigits = 15;
   const bool whole = value == std::floor(value) && std::abs(value) < std::exp2(53);

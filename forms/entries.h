@@ -1,4 +1,4 @@
-// Entries of people: numbers in their own notation.
+// Numbers as users type and read them.
 #pragma once
 
 #include <optional>
@@ -8,12 +8,13 @@
 
 namespace ulix {
 
-// A number as the user writes one, blanks around it allowed; none for anything else, and for what is no finite number.
+// The number in a user's entry, with blanks allowed at both ends. None for any other text, and for a number that is not
+// finite.
 std::optional<double> EnteredNumber(const std::string& text);
-// With seven digits, or as many more as it takes to read the same whole number or the same float from it.
+// The number with seven digits, or with more digits when it takes more to read the same whole number or float from it.
 std::string ShownNumber(double value);
 
-// The place of an entry among the choices of its field, any case.
+// The position of a field's value among its choices, in upper or lower case.
 std::optional<std::size_t> ChoiceOf(const Field& field);
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// What is asked of a person: the questions of a dialog, shown in windows on a desktop or line by line on a terminal.
+// The contents of a dialog: pages of fields. A desktop shows them in windows, a terminal line by line.
 #pragma once
 
 #include <functional>
@@ -11,24 +11,24 @@
 namespace ulix {
 
 enum class FieldKind {
-  kText,      // anything
-  kNumber,    // with the user's decimal separator
-  kChoice,    // one of `choices`
-  kFile,      // the path of a file, as `file` asks for it
-  kOpenList,  // one of `choices`, or something else typed
-  kCheckBox,  // "1" or ""
-  kShown,     // nothing to enter
+  kText,      // Any text.
+  kNumber,    // A number with the user's decimal separator.
+  kChoice,    // One of `choices`.
+  kFile,      // The path of a file; `file` has the question for it.
+  kOpenList,  // One of `choices`, or a typed text.
+  kCheckBox,  // "1" or "".
+  kShown,     // Read only.
 };
 
-// Texts are Windows-1252, in the language that the form was made in.
+// One entry. Texts are Windows-1252, in the language of the form.
 struct Field {
-  std::string key;  // for programs: a setting's key, "channel.3", "period"
+  std::string key;  // The name for programs: a setting's key, "channel.3", "period".
   std::string label;
   FieldKind kind = FieldKind::kText;
   std::string value;
   std::vector<std::string> choices;
-  std::string unit;   // shown behind the field
-  FileQuestion file;  // of a file's path
+  std::string unit;   // Shown after the field.
+  FileQuestion file;  // The question of a kFile field.
 };
 
 struct Page {
@@ -36,25 +36,25 @@ struct Page {
   std::vector<Field> fields;
 };
 
-// What is wrong with an entry.
+// Why an entry is refused. `page` and `field` are positions in the form.
 struct Refusal {
   std::size_t page = 0;
   std::size_t field = 0;
   std::string reason;
 };
 
-// A form takes all that was entered or nothing of it.
+// A form. Either all entries are accepted or none. It refers to the instrument that it was made for.
 struct Form {
   std::string title;
-  std::vector<Page> pages;  // one at least
-  // Checks the entries and gives them to the instrument; without refusal they are taken. A form that has none shows
+  std::vector<Page> pages;  // At least one.
+  // Checks all entries and then sets them in the instrument. None: they are set. A form without this function is read
   // only.
   std::function<std::optional<Refusal>(const Form& entered)> apply = {};
-  // The same check alone, as far as it can be made without giving anything; may be missing.
+  // Checks the entries without setting them, as far as that is possible. May be missing.
   std::function<std::optional<Refusal>(const Form& entered)> check = {};
 };
 
-// A question that a form asks; null when it has none of that key.
+// The field of a form with this key; null when there is none.
 Field* FindField(Form& form, const std::string& key);
 
 }  // namespace ulix

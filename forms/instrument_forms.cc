@@ -17,7 +17,7 @@
 namespace ulix {
 namespace {
 
-constexpr std::int32_t kMaxPort = 32767;  // what the persisted configuration has room for
+constexpr std::int32_t kMaxPort = 32767;  // The configuration stream stores the port in 16 bits with sign.
 
 Field MakeField(const char* key, std::string label, FieldKind kind, std::string value) {
   Field field;
@@ -32,7 +32,7 @@ Field Shown(const char* key, std::string label, std::string value) {
   return MakeField(key, std::move(label), FieldKind::kShown, std::move(value));
 }
 
-// What is chosen is shown as the choice `otherwise` where it is none of them.
+// A field with the choice number `chosen`, or with `otherwise` when there is no such choice.
 Field Choice(const char* key, std::string label, std::vector<std::string> choices, std::size_t chosen,
              std::size_t otherwise) {
   Field field =
@@ -49,7 +49,7 @@ std::string TitleOf(Instrument& instrument, const std::string& what, Language la
   return DisplayName(instrument, language) + " - " + what;
 }
 
-// What the instrument says that it is, where it is connected.
+// The instrument's identity, when it is connected.
 Field IdentificationField(Instrument& instrument, Language language) {
   std::string text = Localized(TextId::kNoInstrument, language);
   std::int32_t connected = 0;
@@ -58,9 +58,9 @@ Field IdentificationField(Instrument& instrument, Language language) {
   return Shown("identification", Localized(TextId::kIdentification, language), text);
 }
 
-constexpr std::size_t kMaxQuoted = 20;  // characters of an entry that a refusal repeats
+constexpr std::size_t kMaxQuoted = 20;  // How many characters of an entry a refusal repeats.
 
-// A form's page as it was entered, and what to say of its fields.
+// The entries of a page, and the refusals of its fields.
 struct EnteredPage {
   const Page& page;
   std::size_t number;
@@ -76,7 +76,7 @@ struct EnteredPage {
     return Refuse(field, Localized(TextId::kOutOfRange, language,
                                    {At(field).label, entered, ShownNumber(least), ShownNumber(most)}));
   }
-  // The number of a field within the limits.
+  // The number in a field. None, with a refusal, when it is no number or outside the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= least && *value <= most ? value : std::nullopt;
@@ -89,12 +89,12 @@ struct EnteredPage {
 
 // --- the link ---
 
-// The fields of the page about a serial link: those of LineFields(), and of the network behind them.
+// The fields of the page about a serial link: those of LineFields(), then those of the network.
 enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
 constexpr std::int32_t kMaxTcpPort = 65535;
 
-// What the page says of the way to an instrument that is on a line or on a network. `network` is there for models that
-// can be on one; without an address they are on the line.
+// The entries about the link. `network` is set for models that can be on a network; without an address they are on the
+// serial line.
 struct CommEntry {
   SerialParams line;
   std::optional<std::optional<NetworkAddress>> network;
@@ -102,7 +102,7 @@ struct CommEntry {
 
 std::string PortName(int port) { return "COM" + std::to_string(port); }
 
-// "COM5", "com 5" or "5".
+// The number in "COM5", "com 5" or "5".
 std::optional<std::int32_t> PortOf(const std::string& entered) {
   std::string_view text = Trimmed(entered);
   if (text.size() >= 3 && EqualIgnoringCase(text.substr(0, 3), "COM")) text = Trimmed(text.substr(3));
@@ -125,7 +125,7 @@ std::size_t PlaceOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
   return static_cast<std::size_t>(std::find(rates.begin(), rates.end(), rate) - rates.begin());
 }
 
-// Of a model that lists its own rates the first, where 9600 is none of them.
+// The baud rates of the model. A rate that is not listed is shown as 9600, or as the first one when 9600 is not listed.
 Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Language language) {
   std::vector<std::string> texts;
   for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
@@ -136,7 +136,7 @@ Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Langu
   return field;
 }
 
-// A code that is not listed is shown as the one that the link takes it for.
+// A code that is not listed is shown as the code that the link uses in its place.
 Field CodeField(const LineField& line, const SerialParams& params, Language language) {
   std::vector<std::string> texts;
   for (std::size_t code = 0; code < line.codes.size(); ++code) {
@@ -146,7 +146,7 @@ Field CodeField(const LineField& line, const SerialParams& params, Language lang
                 static_cast<std::size_t>(NumberIn(params, line)), static_cast<std::size_t>(line.otherwise));
 }
 
-// A host's name puts the instrument on the network; without one it is on the serial line.
+// The fields of the network. With a host name the instrument is on the network, without one on the serial line.
 void AddNetwork(Instrument& instrument, Language language, Page& page) {
   std::optional<NetworkAddress> address;
   if (Failed(instrument.GetNetworkAddress(&address))) return;
@@ -156,7 +156,7 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
       MakeField("tcp-port", Localized(TextId::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
 }
 
-// The fields in the order of CommField; nothing for an instrument that is on no line.
+// The fields of the serial line in the order of CommField; none for an instrument without one.
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
@@ -197,7 +197,7 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   return ReadNetwork(entered, entry);
 }
 
-// Gives what was read to the instrument; its own refusal is told at the page's first field.
+// Sets the link in the instrument. A refusal of the instrument is shown at the page's first field.
 std::optional<Refusal> SetComm(Instrument& instrument, const EnteredPage& entered, const CommEntry& entry) {
   if (!IsOnLine(entered.page)) return std::nullopt;
   HRESULT result = instrument.SetSerialParams(entry.line);
@@ -207,7 +207,7 @@ std::optional<Refusal> SetComm(Instrument& instrument, const EnteredPage& entere
 
 // --- the configuration record ---
 
-// The N of a key "channel.N.rest"; empty for any other.
+// The N of a key "channel.N.rest"; empty for any other key.
 std::string_view ChannelOfKey(std::string_view key) {
   constexpr std::string_view kPrefix = "channel.";
   if (!key.starts_with(kPrefix)) return {};
@@ -215,7 +215,7 @@ std::string_view ChannelOfKey(std::string_view key) {
   return key.substr(0, key.find('.'));
 }
 
-constexpr const char* kNoneCode = "0";  // of a setting with labels, where none of them applies
+constexpr const char* kNoneCode = "0";  // The code of a setting to which none of its labels applies.
 
 bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
@@ -231,7 +231,7 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
   if (row.labels.empty()) return field;
   field.kind = FieldKind::kChoice;
   for (const EnumLabel& word : row.labels) field.choices.push_back(word.In(language));
-  // A code without a label, as the connection of a voltage, is a choice while it is set.
+  // A code without a label, such as the connection of a voltage, is a choice while it is set.
   if (!ChoiceOf(field)) {
     if (field.value == kNoneCode) field.value = Localized(TextId::kNoChoice, language);
     field.choices.insert(field.choices.begin(), field.value);
@@ -244,7 +244,7 @@ bool IsOfLink(Instrument& instrument, const SettingRow& row) {
   return std::any_of(keys.begin(), keys.end(), [&](const char* key) { return std::string_view(key) == row.key; });
 }
 
-// What the USB link needs and what it found.
+// The settings of the USB link, whether its library was found, and the device.
 void AddUsb(Instrument& instrument, Language language, Page& page) {
   if (instrument.card().link != LinkKind::kUsb) return;
   const bool found = Succeeded(instrument.CheckLink());
@@ -253,7 +253,7 @@ void AddUsb(Instrument& instrument, Language language, Page& page) {
   page.fields.push_back(IdentificationField(instrument, language));
 }
 
-// The line's fields come first, the settings that are about the link behind them.
+// The fields of the line, then the settings that belong to the link.
 Page CommPage(Instrument& instrument, Language language) {
   Page page{Localized(TextId::kCommunication, language), {}};
   AddLine(instrument, language, page);
@@ -265,7 +265,7 @@ Page CommPage(Instrument& instrument, Language language) {
   return page;
 }
 
-// Labels begin with "Channel 3: ", which the page's title says already.
+// Removes "Channel 3: " from a label, because the page's title has it.
 void DropChannel(std::string& label) {
   const std::size_t end = label.find(": ");
   if (end == std::string::npos) return;
@@ -295,14 +295,14 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
   return pages;
 }
 
-// The smallest and the largest number that a setting has room for.
+// The smallest and the largest number that a setting can store.
 std::pair<double, double> Limits(const SettingRow& row) {
   if (IsReal(row)) return {-double{std::numeric_limits<float>::max()}, std::numeric_limits<float>::max()};
   if (row.is_signed) return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
   return {0.0, std::exp2(row.bits) - 1};
 }
 
-// What an entry is for the record: the word of a choice that was shown in its place.
+// The record's text for an entry: a shown choice becomes its label's name.
 std::string WordOfShown(const SettingRow& row, const std::string& entered, Language language) {
   const auto found = std::find_if(row.labels.begin(), row.labels.end(),
                                   [&](const EnumLabel& word) { return EqualIgnoringCase(word.In(language), entered); });
@@ -310,7 +310,7 @@ std::string WordOfShown(const SettingRow& row, const std::string& entered, Langu
   return entered == Localized(TextId::kNoChoice, language) ? kNoneCode : entered;
 }
 
-// Puts an entry into a record; false when the setting does not take it.
+// Puts an entry into a record; false when the setting refuses it.
 bool Enter(Settings& record, const SettingRow& row, const Field& field, Language language) {
   if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
   const auto value = EnteredNumber(field.value);
@@ -321,10 +321,10 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field, Language
   return Succeeded(record.SetText(row, text));
 }
 
-// Whether entries are only looked at, or given to the instrument as well.
+// Whether the entries are only checked, or also set in the instrument.
 enum class Extent { kCheck, kGive };
 
-// What speaks against a file that a person chose; nothing where none is yet.
+// Why a chosen file is refused; none for a good file and for one that does not exist yet.
 std::optional<std::string> FileReason(Instrument& instrument, const Field& field) {
   const bool chosen = field.kind == FieldKind::kFile && field.value != field.file.suggested;
   if (!chosen || !std::ifstream(field.value).good()) return std::nullopt;
@@ -333,7 +333,7 @@ std::optional<std::string> FileReason(Instrument& instrument, const Field& field
   return Failed(result) ? std::optional(instrument.DescriptionOf(result)) : std::nullopt;
 }
 
-// The fields of `form` that are settings.
+// Checks or sets the fields of `form` that are settings.
 std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Language language, Extent extent) {
   Settings record(instrument.settings().rows());
   const auto before = instrument.settings().Snapshot();
@@ -357,7 +357,7 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
   return std::nullopt;
 }
 
-// The link, on the form's first page, and the settings.
+// Checks or sets the link, on the form's first page, and the settings.
 std::optional<Refusal> ApplyAll(Instrument& instrument, const Form& form, Language language, Extent extent) {
   CommEntry entry;
   const EnteredPage entered{form.pages.front(), 0, language};
@@ -366,7 +366,7 @@ std::optional<Refusal> ApplyAll(Instrument& instrument, const Form& form, Langua
   return refusal || extent == Extent::kCheck ? refusal : SetComm(instrument, entered, entry);
 }
 
-// Lets `take` check what was entered, and give it.
+// Makes the form's check and apply functions from `take`.
 template <typename Take>
 void TakeWith(Form& form, Instrument& instrument, Language language, Take* take) {
   form.apply = [&instrument, language, take](const Form& entered) {
@@ -379,7 +379,7 @@ void TakeWith(Form& form, Instrument& instrument, Language language, Take* take)
 
 // --- groups ---
 
-// The fields of the page about a group, in order; the channels have a page of their own.
+// The fields of the page about a group, in order. The channels are on the next page.
 enum GroupField { kGroupName, kPeriod, kPercent, kAbsolute, kDeadTime };
 
 std::string ChannelKey(ChannelId id) { return "channel." + std::to_string(id); }

@@ -1,4 +1,4 @@
-// The forms of an instrument, laid out from its model's tables.
+// The forms of an instrument, made from its model's tables.
 #pragma once
 
 #include <cstdint>
@@ -8,18 +8,19 @@
 
 namespace ulix {
 
-// Each form keeps a reference to the instrument and applies to it; use it no longer than that lives.
+// Each form refers to the instrument and must not outlive it.
 
-// The link: the ports found, the model's speeds, bits, parity and handshake; a host and its port where the model can be
-// on a network; which USB device, and whether there is a library for it; the model's settings that are about the link.
+// The link. For a serial line: the ports of the machine, the model's baud rates, bits, parity and handshake. For a
+// model that can be on a network: host and TCP port. For USB: the device, and whether the helper library was found.
+// Then the model's settings that belong to the link.
 Form CommForm(Instrument& instrument, Language language);
-// The configuration record: a page for the instrument, and one for each channel whose settings are keyed "channel.N.".
+// The configuration record: a page for the instrument, and a page for each channel N that has settings "channel.N...".
 Form CfgForm(Instrument& instrument, Language language);
-// A group's period, dead bands and silence, and its channels to tick. `group` is a known one.
+// A group's period, dead bands and max report interval, and its channels as check boxes. `group` must be known.
 Form GroupForm(Instrument& instrument, std::uint32_t group, Language language);
-// A value for each output channel; an empty entry leaves the output as it is. Writes to the connected instrument.
+// A value for each output channel. An empty entry leaves the output unchanged. Applying writes to the instrument.
 Form OutChansForm(Instrument& instrument, Language language);
-// What the instrument is, to read. Asks the instrument for its identification where it is connected.
+// What the instrument is; read only. Reads the identity from the instrument when it is connected.
 Form AboutForm(Instrument& instrument, Language language);
 // Link, configuration and the page about the instrument, in one form.
 Form PropertiesForm(Instrument& instrument, Language language);
