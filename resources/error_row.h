@@ -10,7 +10,7 @@ struct ErrorRow {
   HRESULT code;
   LocalizedText long_text;
   const char* short_text;
-  int long_id;  // string-table numbers of the two texts
+  int long_id;  // The numbers of both texts in the string table.
   int short_id;
 };
 

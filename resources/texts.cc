@@ -11,7 +11,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kStopBitsCount, {"%c Stop Bits", "%c bits d'arrêt"}, 151},
     {TextId::kParityEven, {"Even Parity", "Parité paire"}, 152},
     {TextId::kParityOdd, {"Odd Parity", "Parité impaire"}, 153},
-    // The two languages say opposite things for these two; hosts have shown them so for years.
+    // Deliberate: the two languages are swapped for these two texts. Hosts rely on them as they are.
     {TextId::kParityIgnore, {"Parity Ignore", "Sans parité"}, 154},
     {TextId::kParityNone, {"No Parity", "Parité ignorée"}, 155},
     {TextId::kFlowHardware, {"Hardware Flow Control", "Contrôle de flux matériel"}, 156},
@@ -200,7 +200,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kUnknownRequest, {"unknown request: %", "requête inconnue : %"}},
     {TextId::kNoCode, {"is not a code of any model", "n'est le code d'aucun modèle"}},
     {TextId::kNoCodeOf, {"is not a code of %", "n'est pas un code de %"}},
-    // The tour.
+    // The demonstration (ulix demo).
     {TextId::kDirectionHead, {"DIRECTION", "SENS"}},
     {TextId::kDecimalsHead, {"DECIMALS", "DÉCIMALES"}},
     {TextId::kTourConnection, {"A simulated Kelvo10 on a serial device", "Un Kelvo10 simulé sur un port série"}},

@@ -1,4 +1,4 @@
-// Every visible text that belongs to no single model, English and French side by side.
+// Every visible text that does not belong to one model, in English and French.
 #pragma once
 
 #include <cstdint>
@@ -184,7 +184,7 @@ enum class TextId : std::uint16_t {
   kUnknownRequest,
   kNoCode,
   kNoCodeOf,
-  // The tour.
+  // The demonstration (ulix demo).
   kDirectionHead,
   kDecimalsHead,
   kTourConnection,
@@ -266,14 +266,15 @@ enum class TextId : std::uint16_t {
 
 struct TextRow {
   TextId id;
-  LocalizedText text;     // a '%' is where a value is put in
-  int string_number = 0;  // in the control's string table; 0 for a text that is not there
+  LocalizedText text;     // Each '%' is replaced by a value.
+  int string_number = 0;  // Number in the control's string table; 0: not in the table.
 };
 
-// In the order of the enumeration.
+// All texts, in the order of TextId.
 std::span<const TextRow> AllTexts();
 
-// The text in Windows-1252; the second form puts values in place of the '%'s.
+// A text in Windows-1252. The second form replaces each '%' by the next value:
+//   Localized(TextId::kUnableToRead, Language::kEnglish, {"run.csv"}) is "Unable to read run.csv".
 std::string Localized(TextId id, Language language);
 std::string Localized(TextId id, Language language, std::initializer_list<std::string> values);
 
