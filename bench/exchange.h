@@ -1,5 +1,5 @@
-// The exchange that others are measured against: a bare loop on a pseudo terminal, with an instrument in another
-// process that answers each line at once.
+// The exchange with which others are compared: a bare loop on a pseudo terminal, with an instrument in another process
+// that answers each line at once.
 #pragma once
 
 #include <fcntl.h>
@@ -23,7 +23,8 @@ inline constexpr int kReplySize = 50;
 inline constexpr std::string_view kQuery = "MEAS?";
 inline constexpr std::string_view kReply = "+12.3456\n";
 
-// On one processor the peer's wake-up costs the same every time; across two it swamps what is measured.
+// Keeps this process on one processor. There the peer's wake-up costs the same every time; across two processors it
+// would hide the measured times.
 inline void StayOnThisProcessor() {
   cpu_set_t set;
   CPU_ZERO(&set);
@@ -31,7 +32,7 @@ inline void StayOnThisProcessor() {
   sched_setaffinity(0, sizeof set, &set);
 }
 
-// The instrument: answers each line at once, until its line is gone.
+// The instrument: answers each line at once, until the terminal is closed.
 inline void AnswerLines(int fd) {
   char buffer[256];
   for (;;) {
@@ -46,14 +47,14 @@ inline void AnswerLines(int fd) {
 
 inline constexpr ReplyPlan kReplyPlan = {kReplySize};
 
-// Made before any thread is started.
+// Make it before any thread is started, because it forks.
 class BenchLine : private SessionPeer {
  public:
   BenchLine() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     if (grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0) std::exit(2);
     path_ = ptsname(master_.get());
     bare_ = platform::FileDescriptor(open(path_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    // Sets the terminal as every port of ours is set, the bare loop's as well.
+    // Configures the terminal as the library does, also for the bare loop.
     link.SetParams({.baudRate = 115200, .location = path_});
     if (!bare_.valid() || Failed(link.Open())) std::exit(2);
     instrument_.emplace([this] { AnswerLines(master_.get()); });
@@ -75,7 +76,7 @@ class BenchLine : private SessionPeer {
   bool ExchangeByLink() {
     return Succeeded(link.WriteLine(kQuery, '\n', 0)) && !link.ReadLineText(kReplySize, '\n', 0).empty();
   }
-  // As the drivers do it.
+  // One exchange through a session, as drivers do it.
   bool ExchangeByDriver() {
     return session_.Exchange([](Conversation& talk) { return talk.Query(kQuery, kReplyPlan); }).has_value();
   }
@@ -93,7 +94,7 @@ class BenchLine : private SessionPeer {
   std::optional<ChildProcess> instrument_;
 };
 
-// Microseconds of one of so many exchanges.
+// The mean time of an exchange, in microseconds.
 template <typename Exchange>
 double Batch(int exchanges, Exchange&& exchange) {
   const auto start = std::chrono::steady_clock::now();

@@ -1,5 +1,5 @@
-// What controls cost that do little: each has a group of one channel at 1 s, and a simulated Kelvo10 of its own in this
-// process. Usage: bench_idle_controls [seconds]. Exit code 1 above a bound.
+// The cost of idle controls: each has a group of one channel at 1 s, and its own simulated Kelvo10 in this process.
+// Usage: bench_idle_controls [seconds]. The exit code is 1 above a bound.
 #include <sys/resource.h>
 
 #include <atomic>
@@ -44,7 +44,7 @@ double CpuSeconds() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// The least that a control with a group costs here: a thread that ticks once a second and one that is woken by it.
+// The least cost of a control with a group: a thread that ticks once a second, and one that it wakes.
 class BarePair {
  public:
   BarePair() : timer_([this] { Tick(); }), scan_([this] { TakeTicks(); }) {}
@@ -86,12 +86,12 @@ class BarePair {
 
   std::mutex mutex_;
   std::condition_variable posted_, end_;
-  bool tick_ = false;   // guarded by mutex_
-  bool ended_ = false;  // guarded by mutex_
+  bool tick_ = false;   // Guarded by mutex_.
+  bool ended_ = false;  // Guarded by mutex_.
   std::thread timer_, scan_;
 };
 
-// Of a core, while `seconds` pass.
+// Percent of one core that this process uses during `seconds`.
 double ProcessorPercent(int seconds) {
   const double before = CpuSeconds();
   const auto start = std::chrono::steady_clock::now();
@@ -100,7 +100,7 @@ double ProcessorPercent(int seconds) {
   return 100 * (CpuSeconds() - before) / taken.count();
 }
 
-// Of as many pairs, started over as long a time: ticks that come together cost less.
+// The same for as many bare pairs. They are started over the same time, because ticks that coincide cost less.
 double BarePercent(int seconds, std::chrono::nanoseconds start_time) {
   std::deque<BarePair> pairs;
   while (pairs.size() < kInstruments) {

@@ -1,4 +1,4 @@
-// What the measuring programs share.
+// Shared by the measuring programs: statistics, output, child processes.
 #pragma once
 
 #include <signal.h>
@@ -21,19 +21,19 @@ inline double Percentile(std::vector<double> values, double share) {
   return values.empty() ? 0.0 : values[static_cast<std::size_t>(share * last)];
 }
 
-// A row of the table that scripts/bench prints: what, figure, unit, bound, whether it held, details; tabs in between.
+// A row of the table that scripts/bench prints: what, figure, unit, bound, whether it held, details, separated by tabs.
 struct Figure {
   std::string what;
   double value;
   const char* unit = "";
-  double bound = 0;  // none
+  double bound = 0;  // 0: no bound.
   bool bound_is_least = false;
   std::string details = {};
 
   bool Holds() const { return bound == 0 || (bound_is_least ? value >= bound : value <= bound); }
 };
 
-// Prints it; whether its bound held.
+// Prints the row and returns whether its bound held.
 inline bool Show(const Figure& figure) {
   const char* verdict = figure.Holds() ? "held" : "not held";
   std::printf("%s\t%.4g\t%s\t", figure.what.c_str(), figure.value, figure.unit);
@@ -44,7 +44,7 @@ inline bool Show(const Figure& figure) {
   return figure.Holds();
 }
 
-// As printf.
+// Formats as printf does.
 template <typename... Arguments>
 std::string Text(const char* format, Arguments... arguments) {
   std::string text(300, '\0');
@@ -53,7 +53,7 @@ std::string Text(const char* format, Arguments... arguments) {
   return text;
 }
 
-// Medians of two kinds of work that take turns, so that what else the machine does meets both. Each gives its time.
+// The median times of two kinds of work. They take turns, so that other load of the machine affects both.
 struct Comparison {
   double ratio, ratio_10th, ratio_90th, time, bare_time;
 };
@@ -72,7 +72,7 @@ Comparison Compare(int rounds, Work&& work, Bare&& bare) {
           Percentile(bare_times, 0.5)};
 }
 
-// A process of our own that ends with this object, or with us.
+// A child process that ends with this object, or with this process.
 class ChildProcess {
  public:
   // Fork before any thread is started.
@@ -95,7 +95,7 @@ class ChildProcess {
   pid_t pid_;
 };
 
-// The seconds that the command line asks for.
+// The seconds from the command line, or `otherwise`.
 inline int SecondsFrom(int argc, char** argv, int otherwise) {
   const int asked = argc > 1 ? std::atoi(argv[1]) : otherwise;
   return std::max(asked, 1);

@@ -1,6 +1,6 @@
-// The price of reading a logger's memory: 100 000 records through the instrument, decoded, over a bare loop that makes
-// the same register requests with an independent library, both of the same simulated logger in another process over the
-// loopback. Exit code 1 above the bound.
+// The cost of reading a logger's memory. 100 000 records are read through the instrument and decoded. For comparison a
+// bare loop makes the same register requests with an independent library. Both use the same simulated logger in another
+// process, over the loopback interface. The exit code is 1 above the bound.
 #include <modbus/modbus.h>
 #include <sys/resource.h>
 

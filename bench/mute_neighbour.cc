@@ -1,6 +1,5 @@
-// What a mute instrument costs another control: readings of one control, one after the other, while another control
-// keeps asking an instrument that never answers; all serial traffic shares one mutex. Usage: bench_mute_neighbour
-// [seconds]
+// The delay that a mute instrument causes for another control. One control reads without a pause, while another one
+// queries an instrument that never answers. All serial traffic shares one mutex. Usage: bench_mute_neighbour [seconds]
 #include <atomic>
 #include <chrono>
 #include <memory>

@@ -1,4 +1,4 @@
-// A driver without an instrument: what a measuring program does not measure is not there.
+// A driver without an instrument, so that a program measures nothing of a driver.
 #pragma once
 
 #include "drivers/driver.h"

@@ -1,5 +1,5 @@
-// What a driver makes of one reading: the time of ReadChannel at a simulated instrument in the same process, and that
-// of the cheapest driver beside it. Not the line: that is bench_serial_exchange.
+// The cost of a driver: the time of ReadChannel with a simulated instrument in the same process, compared with that of
+// the cheapest driver. bench_serial_exchange measures the line.
 #include <memory>
 #include <vector>
 
@@ -15,7 +15,7 @@ constexpr int kReadings = 50;
 
 struct Bench {
   const char* model;
-  const char* key = nullptr;  // a setting, and the simulated device's property of the same name and value
+  const char* key = nullptr;  // A setting. The simulated device's property of the same name gets the same value.
   const char* value = nullptr;
 };
 constexpr Bench kBenches[] = {{"microk"}, {"microk", "model", "1"}, {"flukehydra"}, {"hart"}, {"kambic"}};

@@ -1,4 +1,4 @@
-// Records decoded in a second on one processor, beside the bytes that the same processor copies in one. Exit code 1
+// How many records one processor decodes in a second, and how many bytes it copies in a second. The exit code is 1
 // below the bound.
 #include <array>
 #include <chrono>
@@ -18,7 +18,7 @@ constexpr double kBound = 50e6;
 constexpr std::size_t kRecords = 100'000;
 constexpr int kRounds = 101;
 
-// A time base before every twentieth measurement, a failed one now and then.
+// Records with a time base before every twentieth measurement, and some failed measurements.
 std::string Records() {
   std::string records;
   for (std::size_t k = 0; k < kRecords; ++k) {

@@ -1,5 +1,5 @@
-// The price of a scan: so many channels read by a running group, from the wish to its event, over so many bare
-// exchanges whose values are kept, on the same pseudo terminal with the same peer.
+// The cost of a scan by a running group, from the request to its event. For comparison the same number of bare
+// exchanges, whose values are kept, on the same pseudo terminal with the same peer.
 #include <condition_variable>
 #include <mutex>
 #include <vector>
@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kChannelCounts[] = {1, 35, 1000};
 constexpr int kExchangesInRound = 2000;
 constexpr int kRounds = 21;
-constexpr double kScanBound = 1.10;  // of more than one channel: the first costs two threads a wake-up
+constexpr double kScanBound = 1.10;  // For more than one channel: a scan also wakes two threads.
 
 const std::vector<ChannelRow> kChannels(1000, ChannelRow{"IN", ChanIn});
 const ModelCard kCard = {.model_id = "scan", .class_name = "Scan", .channels = kChannels};

@@ -1,7 +1,7 @@
-// The price of the serial link: a query and its reply through SerialLink over a bare loop that makes the same two
-// writes and reads one byte at a time, on the same pseudo terminal with the same peer. Exit code 1 above the bound.
-// With --serve, for programs in other languages: prints the path of a terminal with the same peer, and then, for each
-// line that it is given, the microseconds of a bare exchange on its own.
+// The cost of the serial link: a query and its reply through SerialLink. For comparison a bare loop makes the same two
+// writes and reads one byte at a time, on the same pseudo terminal with the same peer. The exit code is 1 above the
+// bound. With --serve, for programs in other languages: prints the path of a terminal with the same peer. Then prints,
+// for each line of its input, the microseconds of its own bare exchange.
 #include <chrono>
 #include <cstdio>
 #include <string_view>
@@ -36,7 +36,7 @@ int Run() {
 
 int Serve() {
   BenchLine line;
-  BenchLine theirs;  // whoever opens it sets the terminal as they like it
+  BenchLine theirs;  // The other program opens and configures the terminal.
   theirs.link.Close();
   std::printf("%s\n", theirs.path().c_str());
   std::fflush(stdout);

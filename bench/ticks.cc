@@ -1,5 +1,5 @@
-// Lateness of the ticks of a 100 ms group against the monotonic schedule, beside a bare sleep to absolute deadlines, on
-// an idle machine and with two busy processes. Usage: bench_ticks [seconds]
+// The lateness of a 100 ms group's ticks against the monotonic schedule, compared with a bare sleep to absolute
+// deadlines, on an idle machine and with two busy processes. Usage: bench_ticks [seconds]
 #include <time.h>
 
 #include <cstdio>
@@ -20,7 +20,7 @@ namespace {
 constexpr std::chrono::milliseconds kPeriod{100};
 constexpr double kBound = 1.25;
 
-// Moments at which something happened that was due every period from a start.
+// The times of events that were due once per period from a start.
 class TickLog {
  public:
   void Start(MonotonicTime start) {
@@ -37,7 +37,7 @@ class TickLog {
     const std::lock_guard lock(mutex_);
     return late_us_;
   }
-  // Ticks that were due up to the last one and never came.
+  // How many ticks before the last one did not come.
   long Missed() const {
     const std::lock_guard lock(mutex_);
     return (last_ - start_) / kPeriod - static_cast<long>(late_us_.size());
@@ -52,7 +52,7 @@ class TickLog {
 constexpr ChannelRow kChannels[] = {{"IN", ChanIn}};
 constexpr ModelCard kCard = {.model_id = "ticks", .class_name = "Ticks", .channels = kChannels};
 
-// An instrument that answers at once and notes when it was asked.
+// A driver that answers at once and records the times of its readings.
 class NotingDriver final : public PlainDriver {
  public:
   explicit NotingDriver(TickLog& log) : PlainDriver(kCard), log_(log) {}
@@ -65,7 +65,7 @@ class NotingDriver final : public PlainDriver {
   TickLog& log_;
 };
 
-// The machine's clock, noting each wait that ran its time: only a group's timer waits for a moment.
+// The machine's clock. It records each wait that ended at its time: only a group's timer waits for a time.
 class NotingClock final : public Clock {
  public:
   explicit NotingClock(TickLog& log) : log_(log) {}
@@ -80,7 +80,7 @@ class NotingClock final : public Clock {
   TickLog& log_;
 };
 
-// Sleeps from deadline to deadline, shifted by a part of a period against the others.
+// Sleeps from deadline to deadline. `phase` shifts the deadlines against those of the other threads.
 std::thread BareSleep(TickLog& log, platform::ThreadPriority priority, std::chrono::milliseconds phase, int ticks) {
   return std::thread([&log, priority, phase, ticks] {
     platform::SetThreadPriority(priority);
@@ -96,7 +96,7 @@ std::thread BareSleep(TickLog& log, platform::ThreadPriority priority, std::chro
   });
 }
 
-// What one clock or thread did, over all rounds.
+// The lateness of one clock or thread over all rounds.
 struct Lateness {
   std::vector<double> all_us, p99_of_rounds;
   void Add(const TickLog& log) {
@@ -106,7 +106,7 @@ struct Lateness {
   }
 };
 
-// The 99th percentile of lateness over that of the bare sleep, the median of the rounds.
+// Shows the 99th percentile of lateness as a ratio to that of the bare sleep: the median of the rounds.
 bool ShowLateness(const std::string& what, const Lateness& late, const Lateness& bare, double bound,
                   const std::string& more) {
   std::vector<double> ratios;
@@ -154,8 +154,8 @@ void MeasureRound(std::chrono::milliseconds length, Measured& measured) {
   measured.missed += tick_log.Missed();
 }
 
-// In rounds that start at other phases: a machine does work of its own every 100 ms too, and in one round that meets
-// one of those that are compared.
+// Measures in rounds that start at different phases: the machine may have work of its own every 100 ms, which in one
+// round delays only one of the compared threads.
 bool Measure(const std::string& when, int seconds) {
   constexpr int kRounds = 11;
   constexpr std::chrono::milliseconds kShift{17};
