@@ -1,4 +1,4 @@
-// Answers of the ADT760 and the ADT761, from any bytes.
+// Any bytes as replies of the ADT760 and the ADT761.
 #include <cmath>
 
 #include "drivers/others/adt760/protocol.h"

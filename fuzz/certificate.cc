@@ -1,4 +1,5 @@
-// Certificates of any bytes: read within bounds, and what is read is written, checked and shown.
+// Any bytes as a certificate. Reading stays within bounds. A certificate that could be read is written, checked and
+// shown.
 #include "calibration/certificate_page.h"
 #include "calibration/dcc/dcc.h"
 #include "calibration/reference_certificate.h"

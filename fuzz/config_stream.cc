@@ -1,4 +1,4 @@
-// Configurations of any model, loaded from any bytes. The first byte chooses the model.
+// Any bytes as a configuration stream. The first byte selects the model.
 #include <string>
 #include <vector>
 
@@ -9,7 +9,7 @@
 namespace ulix {
 namespace {
 
-// A group's block on the stream: five values of four bytes and one channel of one byte, each behind its type.
+// The size of a group's block: five values of four bytes and one channel of one byte, each after its type.
 constexpr std::size_t kGroupBytes = 5 * (2 + 4) + (2 + 1);
 
 std::string SavedBy(Instrument& device) {

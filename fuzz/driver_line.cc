@@ -1,5 +1,6 @@
-// A Kelvo10 driver whose instrument says any bytes. Of the first byte of the input, bit 0 says that the line is lost
-// behind the last byte, silent otherwise; bit 1 that it takes nothing once connected. The rest is what comes.
+// A Kelvo10 driver whose instrument sends any bytes. Bit 0 of the first byte: the line is lost after the last byte,
+// else it is silent. Bit 1: the line accepts no bytes after the connection. The other bytes are those that the
+// instrument sends.
 #include <cmath>
 #include <memory>
 
@@ -22,7 +23,7 @@ void CheckCode(HRESULT code) {
   Require(known, "an exchange ends with a code of the link or of the model");
 }
 
-// Runs an exchange that reads nothing.
+// Runs an exchange that reads no reply.
 template <typename Exchange>
 void CheckSilent(FakeLine& line, Exchange&& exchange) {
   const std::size_t before = line.input.size();

@@ -1,6 +1,6 @@
-// Any model's driver whose instrument says any bytes. The first byte of the input chooses the model, the second how the
-// line is behind the last byte: lost or silent. The rest is what comes; from instruments that are not on a line of
-// text, as the replies to their requests, each behind a byte that says how long it is.
+// Any model's driver, with an instrument that sends any bytes. The first byte selects the model, the second one whether
+// the line is lost or silent after the last byte. An instrument with text lines sends the other bytes. Any other
+// instrument sends them as replies to its requests; a byte before each reply is its length.
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -14,10 +14,10 @@
 namespace ulix {
 namespace {
 
-// A line whose silence takes no time of the clock: what it bounds are the reads.
+// The silence of the line takes no time on the clock, so the number of reads is limited instead.
 constexpr std::size_t kMaxReads = 200'000;
 
-// Answers each request with the next piece of what it was given, and is silent behind it.
+// Answers each request with the next part of the input, and then no more.
 class Mouth final : public Simulator {
  public:
   explicit Mouth(std::string_view words) : words_(words) {}
@@ -38,7 +38,7 @@ class Mouth final : public Simulator {
 
 bool IsOneOf(HRESULT code, HRESULT first, HRESULT last) { return code >= first && code <= last; }
 
-// A logger's status of two bytes is added to its block.
+// A logger's status of 16 bits is added to the exception code of its block.
 void CheckCode(const ModelCard& card, HRESULT code) {
   const bool link = IsOneOf(code, serialCommErrUnableToOpenComm, serialCommErrUnableToReadComm) ||
                     IsOneOf(code, winUsbCommErrUnableToOpenComm, winUsbCommErrGuidNotFound);

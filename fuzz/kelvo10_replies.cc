@@ -1,4 +1,4 @@
-// Replies of a Kelvo10, from any bytes.
+// Any bytes as replies of a Kelvo10.
 #include <cmath>
 #include <string>
 
@@ -23,7 +23,8 @@ void CheckMeasure(std::string_view reply) {
   Require(value.error() == serialCommErrUnableToReadComm, "a measure fails as a read does");
 }
 
-// A reply may name more than a command says, or less than a command must; what was built once comes back for ever.
+// A reply may have more than a command says, or less than a command must have. A command that was built from a reply
+// must be built again from its own reply.
 void CheckBuiltAgain(Side side, const RangeReply& range) {
   const auto line = RangeCommand(kModel, side, range.config, range.unit.value_or(0));
   if (!line) return Require(line.error() == kelvo10CtlErrRgeNotSupported, "a range is refused as a range");

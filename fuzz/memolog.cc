@@ -1,4 +1,4 @@
-// What a Modbus slave and a logger may say, from any bytes.
+// Any bytes as replies of a Modbus slave and of a logger.
 #include <cmath>
 #include <string>
 #include <vector>
@@ -34,7 +34,7 @@ void CheckReplies(std::string_view bytes) {
   Require(memolog::TextIn(reply).find('\0') == std::string::npos, "a text ends before its zero");
 }
 
-// A first word of each record says how long it is.
+// The first word of each record is its length.
 void CheckProgram(std::string_view bytes) {
   const memolog::Words words = memolog::WordsOf(bytes);
   memolog::Program program;

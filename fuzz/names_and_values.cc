@@ -1,5 +1,5 @@
-// Names and values that people type or write in files: "NAME=VALUE" lines set a model's settings and a simulated
-// device's properties, and are read as every other argument of the command line. The first byte chooses the model.
+// Names and values that users type or write in files. "NAME=VALUE" lines set a model's settings and a simulated
+// device's properties, and are parsed as every other argument of the command line. The first byte selects the model.
 #include <cmath>
 #include <memory>
 #include <string>
@@ -15,7 +15,7 @@
 namespace ulix {
 namespace {
 
-// Whether it was taken.
+// Whether the body accepted its text: it threw no usage error.
 template <typename Body>
 bool Taken(Body&& body) {
   try {

@@ -1,4 +1,4 @@
-// Numbers and encodings, from any bytes. The C runtime's own conversions, in its "C" locale, are the measure.
+// Any bytes as numbers and in each encoding. The results must equal those of the C runtime in its "C" locale.
 #include "base/numbers.h"
 
 #include <algorithm>

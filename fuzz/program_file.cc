@@ -1,4 +1,4 @@
-// A logger's program file of any bytes: checked, counted and sent as the user would have it, over a simulated logger.
+// Any bytes as a logger's program file. It is checked, counted and sent to a simulated logger, as a user would do.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -17,7 +17,7 @@
 namespace ulix {
 namespace {
 
-// A file without a name in any folder.
+// A temporary file without a name in any folder.
 class BytesFile {
  public:
   explicit BytesFile(std::string_view bytes) : fd_(memfd_create("program", 0)) {
@@ -34,7 +34,7 @@ class BytesFile {
 
 constexpr std::size_t kHead = 512;
 
-// Each record with its length before it is behind the head as it stands.
+// The file must hold, after its head, each record with its length before it.
 void CheckRecords(const std::string& path, std::string_view bytes) {
   auto file = memolog::ProgramFile::Open(path);
   if (!file) return;

@@ -1,5 +1,4 @@
-// Answers of instruments on a line, from any bytes, to every function that takes one. What is wanted of all of them: a
-// finite number or a published code, whatever came.
+// Any bytes as replies, for every function that parses one. Each must give a finite number or a published code.
 #include <cmath>
 #include <string>
 
@@ -17,7 +16,7 @@ namespace {
 
 constexpr HRESULT kBlock = 0x200;
 
-// A strict field allows nothing but plain text, and less than a loose one.
+// A strict form of a field accepts only plain text, and nothing that a loose form refuses.
 void CheckField(std::string_view answer) {
   const auto bare = ParseField(answer);
   const auto unit = ParseField(answer, {.behind = FieldForm::Behind::kUnit, .separators = " ,"});

@@ -1,4 +1,4 @@
-// What must hold whatever the input; a fuzz target ends where it does not.
+// A condition that must hold for any input. The fuzz target aborts when it does not.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@
 namespace ulix {
 namespace {
 
-// A setting of each kind, and two that share a stored value.
+// A setting of each type, and two settings that share a stored value.
 constexpr std::array kWords = {EnumLabel{0, "off"}, EnumLabel{3, "on"}};
 constexpr std::array kEveryKind = {
     SettingRow{"low", {"", ""}, 0, VariantType::kUi1, 0, 3, kWords, 0},

@@ -1,4 +1,4 @@
-// A simulated Kelvo10 that is sent any bytes, at once and in pieces.
+// Any bytes sent to a simulated Kelvo10, at once and in parts.
 #include <algorithm>
 #include <vector>
 
@@ -9,9 +9,9 @@
 namespace ulix {
 namespace {
 
-constexpr std::size_t kLongestReply = 64;     // a configuration line has at most 49 characters
-constexpr std::size_t kLongestRequest = 256;  // kept of a request
-constexpr std::size_t kMaxUnknown = 100;      // requests noted
+constexpr std::size_t kLongestReply = 64;     // A configuration line has at most 49 characters.
+constexpr std::size_t kLongestRequest = 256;  // Characters of a request that are kept.
+constexpr std::size_t kMaxUnknown = 100;      // Unknown requests that are listed.
 
 void Collect(std::vector<std::string>& said, const std::vector<SimulatedReply>& replies) {
   for (const SimulatedReply& reply : replies) {
@@ -29,7 +29,7 @@ void CheckRequests(std::string_view bytes) {
   std::vector<std::string> said_at_once;
   std::vector<std::string> said_in_pieces;
   Collect(said_at_once, at_once.Receive(bytes));
-  // The bytes themselves say how long the pieces are.
+  // The bytes themselves give the lengths of the parts.
   for (std::string_view rest = bytes; !rest.empty();) {
     const std::size_t length = std::min<std::size_t>(rest.size(), static_cast<unsigned char>(rest[0]) % 16U + 1U);
     Collect(said_in_pieces, in_pieces.Receive(rest.substr(0, length)));

@@ -1,5 +1,5 @@
-// The telnet stream of a serial port server, from any bytes: however it is cut, the data and the commands are the same;
-// data that were escaped come back as they were.
+// Any bytes as the telnet stream of a serial port server. Data and commands are the same in whatever parts the stream
+// comes. Data that were escaped come back unchanged.
 #include "links/telnet.h"
 
 #include <cstdint>
