@@ -1,4 +1,4 @@
-// The seven entries of a USB helper library, as the link binds them. What each does is told in links/usb_library.h.
+// The seven entries of a USB helper library, as the link loads them. links/usb_library.h is the contract of each.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The entries of a helper library that is made of a UsbLibrary: which one, TheLibrary says. Nothing is thrown at a
-// caller who may be of another compiler.
+// The entries of a helper library that is written as a UsbLibrary; TheLibrary gives the object. No exception leaves an
+// entry, because the caller may be built by another compiler.
 #include "usb_helper/forwarding.h"
 
 #include "usb_helper/entries.h"

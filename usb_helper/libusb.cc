@@ -1,7 +1,7 @@
-// The helper library for instruments on the USB of this machine, over libusb-1.0.
+// The helper library for instruments on the USB of this machine, with libusb-1.0.
 //
-// An instrument is a device with a vendor-specific interface that has a bulk endpoint each way. There are no interface
-// GUIDs here: a device has one that is made of its vendor and product id.
+// An instrument is a device with a vendor-specific interface that has a bulk endpoint in each direction. Linux has no
+// interface GUIDs, so the library makes one from the device's vendor and product id.
 #include <libusb.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace ulix {
 namespace {
 
 constexpr std::uint32_t kUsbOutput = 2;
-constexpr std::uint32_t kTimeoutMs = 5000;  // until one is set
+constexpr std::uint32_t kTimeoutMs = 5000;  // The timeout until one is set.
 constexpr Guid kGuidForm = {0, 0x554C, 0x4958, {'L', 'i', 'n', 'u', 'x', 'U', 'S', 'B'}};
 
 Guid GuidOf(std::uint16_t vendor, std::uint16_t product) {
@@ -43,12 +43,12 @@ Context NewContext() {
   return libusb_init(&context) == 0 ? Context(context) : nullptr;
 }
 
-// Where an instrument is spoken to.
+// The interface and the endpoints of an instrument.
 struct Pipes {
   int interface = -1;
   unsigned char in = 0;
   unsigned char out = 0;
-  int packet = 0;  // largest one that comes in
+  int packet = 0;  // Size of the largest packet that comes in, bytes.
 };
 
 Pipes PipesOf(const libusb_interface_descriptor& interface) {
@@ -63,7 +63,7 @@ Pipes PipesOf(const libusb_interface_descriptor& interface) {
   return pipes;
 }
 
-// Of the first interface that an instrument could have; none where there is no such interface.
+// The endpoints of the device's first interface that an instrument could have; empty when it has none.
 Pipes FindPipes(libusb_device* device) {
   libusb_config_descriptor* found = nullptr;
   if (libusb_get_active_config_descriptor(device, &found) != 0) return {};
@@ -86,7 +86,7 @@ struct Candidate {
   std::shared_ptr<libusb_device> device;
 };
 
-// The instruments on the machine; a vendor or product of 0 is any.
+// The instruments that are plugged in. A vendor or product of 0 matches any.
 std::vector<Candidate> FindCandidates(libusb_context* context, std::uint16_t vendor, std::uint16_t product) {
   std::vector<Candidate> candidates;
   libusb_device** list = nullptr;
@@ -106,7 +106,7 @@ std::vector<Candidate> FindCandidates(libusb_context* context, std::uint16_t ven
 // An open instrument.
 class UsbInstrument {
  public:
-  // None when the device cannot be opened or something else has it; takes the context only when it was.
+  // Null when the device cannot be opened or another program uses it. Takes over the context only on success.
   static std::unique_ptr<UsbInstrument> Open(Context& context, const Candidate& candidate);
   ~UsbInstrument() { libusb_release_interface(handle_.get(), pipes_.interface); }
   UsbInstrument(const UsbInstrument&) = delete;
@@ -126,7 +126,7 @@ class UsbInstrument {
   Pipes pipes_;
   std::uint32_t read_ms_ = kTimeoutMs;
   std::uint32_t write_ms_ = kTimeoutMs;
-  std::string received_;  // came and was not asked for yet
+  std::string received_;  // Received bytes that were not read yet.
 };
 
 std::unique_ptr<UsbInstrument> UsbInstrument::Open(Context& context, const Candidate& candidate) {
@@ -146,8 +146,8 @@ HRESULT UsbInstrument::Write(std::string_view text, std::uint32_t& count) {
   return failed == 0 && count == bytes.size() ? S_OK : E_FAIL;
 }
 
-// A reply ends with a line feed, with a packet that is not full, or where there is no more room; a device that fills
-// its last packet to the brim need not send an empty one behind it.
+// A reply ends with a line feed, with a packet that is not full, or when the buffer is full. After a full last packet a
+// device need not send an empty one.
 HRESULT UsbInstrument::Read(char* buffer, std::uint32_t& size) {
   const std::uint32_t room = std::exchange(size, 0);
   bool ended = !received_.empty();
@@ -156,7 +156,7 @@ HRESULT UsbInstrument::Read(char* buffer, std::uint32_t& size) {
     int came = 0;
     const int failed = libusb_bulk_transfer(handle_.get(), pipes_.in, packet.data(), pipes_.packet, &came, read_ms_);
     received_.append(packet.begin(), packet.begin() + came);
-    if (failed != 0) received_.clear();  // a part of a reply is no reply
+    if (failed != 0) received_.clear();  // A part of a reply is discarded.
     if (failed != 0) return E_FAIL;
     ended = came < pipes_.packet || received_.ends_with('\n');
   }
@@ -165,16 +165,16 @@ HRESULT UsbInstrument::Read(char* buffer, std::uint32_t& size) {
   return S_OK;
 }
 
-// libusb takes 0 for no limit at all.
+// For libusb a timeout of 0 means no limit.
 void UsbInstrument::SetTimeout(std::uint32_t directions, std::uint32_t milliseconds) {
   const std::uint32_t limit = std::max(milliseconds, 1U);
   if (directions & kUsbInput) read_ms_ = limit;
   if (directions & kUsbOutput) write_ms_ = limit;
 }
 
-// What this library keeps in a device record, where nothing is aligned.
+// The library's data in a device record. The record is not aligned.
 struct Kept {
-  UsbInstrument* open;  // null while closed
+  UsbInstrument* open;  // Null while closed.
 };
 
 UsbInstrument* OpenIn(const UsbDevice& device) {
@@ -218,7 +218,7 @@ class LibusbLibrary final : public UsbLibrary {
   }
 };
 
-// Strangers are not written to: where several devices could be the instrument, the user has to say which.
+// When several devices could be the instrument, nothing is written to any of them: the user must select one.
 HRESULT LibusbLibrary::GetInterfaceGuid(UsbDevice& device) {
   const Context context = NewContext();
   if (!context) return E_FAIL;
@@ -232,7 +232,7 @@ HRESULT LibusbLibrary::GetInterfaceGuid(UsbDevice& device) {
   return S_OK;
 }
 
-// A GUID of another system says nothing here; vendor and product then do.
+// A GUID from another system has no meaning here. Vendor and product id then select the device.
 HRESULT LibusbLibrary::Connect(UsbDevice& device) {
   UsbIdentity& identity = device.identity;
   const auto vendor = static_cast<std::uint16_t>(identity.guid.data1 >> 16);

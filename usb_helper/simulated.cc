@@ -1,4 +1,4 @@
-// The helper library that has a simulated ADT760 at its other end, for a control without an instrument.
+// The helper library with a simulated ADT760, for a control without an instrument.
 #include <memory>
 
 #include "simulators/in_process_usb.h"
