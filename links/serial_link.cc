@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::uint32_t kReceiveQueue = 2000;
 constexpr std::uint32_t kTransmitQueue = 1000;
+constexpr Milliseconds kMaxCloseWait{1000};
 constexpr platform::SerialTimeouts kDefaultTimeouts = {.read_ms = 1000, .write_ms = 1000};
 
 constexpr LinkCodes kCodes = {.unopened = serialCommErrUnableToOpenComm,
@@ -198,6 +199,8 @@ HRESULT SerialLink::Close() {
   if (!open_) return S_OK;
   const Hold hold(*this);
   if (!hold) return E_FAIL;
+  // Some drivers, and every pseudo terminal, discard what has not left when the port is closed or opened again.
+  if (DeviceIsThere()) options_.clock->SleepFor(std::min(TimeLeftOnWire(), kMaxCloseWait));
   open_ = false;
   SetPort(nullptr);
   return S_OK;

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "tests/support/fake_serial_port.h"
+#include "tests/support/manual_clock.h"
 
 namespace ulix {
 namespace {
@@ -259,6 +260,22 @@ std::vector<HRESULT> TryAll(SerialLink& link) {
   return {link.SetTimeouts(1, 1),    link.WriteString("A", 0),       link.WriteLine("A", '\n', 0),
           link.WriteBytes("A", 0),   link.ReadLine(buffer, '\n', 0), link.ReadLine(std::span(buffer).first(0), '\n', 0),
           link.ReadBytes(buffer, 0), link.Purge(true, false),        link.Close()};
+}
+
+// Opening a port discards the bytes that have not left it.
+TEST_F(SerialLinkTest, Close_WaitsUntilTheLastCommandHasLeft) {
+  ManualClock clock(ManualClock::Mode::kAutomatic);
+  SerialLink link({.resolve_port = ResolverOf(line_), .clock = &clock});
+  const auto time_of_close_after = [&](std::string_view text) {
+    EXPECT_EQ(link.Open(), S_OK);
+    EXPECT_EQ(link.WriteLine(text, '\n', 0), S_OK);
+    const MonotonicTime start = clock.Now();
+    EXPECT_EQ(link.Close(), S_OK);
+    return clock.Now() - start;
+  };
+  link.SetParams({.baudRate = 300});
+  EXPECT_EQ(time_of_close_after("LOC"), Milliseconds(134)) << "four characters of ten bits";
+  EXPECT_EQ(time_of_close_after(std::string(100, 'A')), Milliseconds(1000)) << "the longest wait";
 }
 
 // Another thread holds the mutex. A call with the default wait would wait for a minute.
