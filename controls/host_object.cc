@@ -1,6 +1,10 @@
 #include "controls/host_object.h"
 
+#include <dispex.h>
 #include <oleauto.h>
+#include <wrl/client.h>
+
+#include <memory>
 
 #include "controls/variants.h"
 
@@ -16,13 +20,24 @@ HRESULT CodeOfException(EXCEPINFO& raised) {
   return FAILED(raised.scode) ? raised.scode : DISP_E_EXCEPTION;
 }
 
+// The objects of some script engines tell their members through their extended interface alone.
+HRESULT FindMember(IDispatch& object, const wchar_t* name, DISPID* member) {
+  const std::unique_ptr<OLECHAR, decltype(&SysFreeString)> text(SysAllocString(name), SysFreeString);
+  if (!text) return E_OUTOFMEMORY;
+  LPOLESTR names[] = {text.get()};
+  const HRESULT found = object.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, member);
+  Microsoft::WRL::ComPtr<IDispatchEx> extended;
+  if (found != E_NOTIMPL ||
+      FAILED(object.QueryInterface(__uuidof(IDispatchEx), reinterpret_cast<void**>(extended.GetAddressOf()))))
+    return found;
+  return extended->GetDispID(text.get(), fdexNameCaseInsensitive, member);
+}
+
 }  // namespace
 
 HRESULT CallSetPoint(IDispatch& object, std::uint32_t address, float degrees) {
-  wchar_t name[] = L"SetPoint";
-  LPOLESTR names[] = {name};
   DISPID member = 0;
-  const HRESULT found = object.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &member);
+  const HRESULT found = FindMember(object, L"SetPoint", &member);
   if (FAILED(found)) return found;
   VARIANT arguments[2];  // the last one first
   V_VT(&arguments[0]) = VT_R4;

@@ -1,6 +1,5 @@
 ' An Isotech controller that this script reaches in its own way: the control hands each set point to an object here.
 '   cscript isotech_object.vbs PORT
-' Not run by the project's tests: the script host there gives no output for it.
 Option Explicit
 
 Class Controller
