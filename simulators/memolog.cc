@@ -23,6 +23,7 @@ constexpr unsigned kNotProgramming = 2;
 constexpr unsigned kNoBlock = 3;
 constexpr unsigned kNotFrozen = 4;
 constexpr unsigned kNoRecord = 5;
+constexpr unsigned kKept = 6;
 
 constexpr std::size_t kMaxWordsOfRecord = 196;
 constexpr std::size_t kMaxRecordsAtOnce = 48;
@@ -143,9 +144,16 @@ MemologSimulator::MemologSimulator(Clock& clock)
     : clock_(clock),
       started_(clock.Now()),
       program_(FactoryProgram()),
-      properties_{{"slave", &slave_},     {"identity", &identity_},       {"program-name", &program_name_},
-                  {"records", &records_}, {"recording", &recording_},     {"freezes-itself", &freezes_itself_},
-                  {"lock", &lock_},       {"refuse-with", &refuse_with_}, {"miscount", &miscount_}} {
+      properties_{{"slave", &slave_},
+                  {"identity", &identity_},
+                  {"program-name", &program_name_},
+                  {"records", &records_},
+                  {"recording", &recording_},
+                  {"freezes-itself", &freezes_itself_},
+                  {"lock", &lock_},
+                  {"refuse-with", &refuse_with_},
+                  {"miscount", &miscount_},
+                  {"keeps-records", &keeps_records_}} {
   FillBlocks();
 }
 
@@ -336,6 +344,7 @@ std::uint8_t MemologSimulator::ActOnBlock() {
       return kDone;
     }
     case 22: {
+      if (keeps_records_) return Refuse(kKept);
       const std::size_t count = frame_[5] == 0 ? held : std::min<std::size_t>(frame_[5], held);
       block.records.erase(block.records.begin(), block.records.begin() + static_cast<std::ptrdiff_t>(count));
       return frame_[4] == 2 ? kDone : Refuse(kNotKnown);

@@ -60,6 +60,7 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   std::uint16_t miscount_ = 0;     // records that are told beyond those that the program has
   bool recording_ = false;
   bool freezes_itself_ = false;
+  bool keeps_records_ = false;  // clearing is refused
 
   std::array<std::uint16_t, 50> text_{};
   std::array<std::uint16_t, 199> frame_{};  // as written
