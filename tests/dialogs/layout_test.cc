@@ -106,7 +106,7 @@ void ExpectTextFits(HWND window) {
       fits(item, {ruler.Size(item, 0, DT_NOPREFIX).cx, line}, inside.right);
   } else if (kind == L"Edit") {
     const bool only_shows = GetWindowLongPtrW(window, GWL_STYLE) & ES_READONLY;
-    const LONG lines = only_shows ? SendMessageW(window, EM_GETLINECOUNT, 0, 0) : 1;
+    const LONG lines = only_shows ? static_cast<LONG>(SendMessageW(window, EM_GETLINECOUNT, 0, 0)) : 1;
     EXPECT_LE(lines * line, inside.bottom) << testing::PrintToString(text);
   } else if (kind == WC_LISTVIEWW) {
     EXPECT_GE(inside.bottom, 3 * line);
