@@ -45,7 +45,7 @@ int Query(const QueryOptions& options) {
 }
 
 // One line of a console; what fails is told and the console goes on.
-void Answer(Session& session, const std::string& line) {
+void PrintAnswer(Session& session, const std::string& line) {
   const bool no_reply = line.starts_with('!');
   try {
     const std::string reply = Ask(session, no_reply ? line.substr(1) : line, no_reply);
@@ -65,7 +65,7 @@ int Console(const ConnectionOptions& connection) {
     if (person) std::cout << session.instrument().card().model_id << "> " << std::flush;
     const auto line = platform::ReadTypedLine(interrupted);
     if (!line || interrupted) break;
-    if (!line->empty()) Answer(session, *line);
+    if (!line->empty()) PrintAnswer(session, *line);
   }
   if (person) std::cout << std::endl;
   return 0;
