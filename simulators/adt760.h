@@ -1,4 +1,5 @@
 // A simulated Additel ADT760: six pressure modules, a pressure controller, an electrical input and a current source.
+// One thread.
 #pragma once
 
 #include <array>
@@ -17,7 +18,7 @@ class Adt760Simulator final : public LineSimulator {
  public:
   explicit Adt760Simulator(Clock& clock);
 
-  // A request that it refuses is not answered; its error queue tells of it.
+  // Empty: a refused request has no reply. The error queue holds the error.
   std::string Refusal() const override { return {}; }
   bool Place(Surroundings& place) override {
     controller_.place = &place;
@@ -35,24 +36,24 @@ class Adt760Simulator final : public LineSimulator {
   SimulatedReply Answer(std::string_view request) override;
   std::optional<std::string> AnswerQuery(std::string_view query);
   std::optional<double> Measure(std::string_view query);
-  // Whether the calibrator knows the command; what it does not like about it goes to the error queue.
+  // Whether the calibrator knows the command. An error in a known command goes to the error queue.
   bool Execute(std::string_view command);
   void Source(double& target, double value, double lowest, double highest);
   void QueueError(std::string_view error);
   std::string NextError();
 
-  ThermalModel controller_;                  // the pressure that the modules see, mbar
-  std::array<double, kModules> offsets_{};   // of each module's reading, mbar
-  std::string function_ = "CURRENT";         // of the electrical input
-  double voltage_ = 5.25;                    // at the electrical input, V
-  double current_input_ = 12.5;              // the same, mA
-  double switch_ = 1;                        // the same, closed
-  double current_ = 4;                       // of the source, mA
-  double lowest_ = -1000, highest_ = 20000;  // pressure set points that are taken
+  ThermalModel controller_;                  // The pressure that the modules measure, mbar.
+  std::array<double, kModules> offsets_{};   // Offset of each module, mbar.
+  std::string function_ = "CURRENT";         // Function of the electrical input.
+  double voltage_ = 5.25;                    // At the electrical input, V.
+  double current_input_ = 12.5;              // At the electrical input, mA.
+  double switch_ = 1;                        // At the electrical input, 1: closed.
+  double current_ = 4;                       // Of the source, mA.
+  double lowest_ = -1000, highest_ = 20000;  // Accepted pressure set points, mbar.
   bool venting_ = false;
   std::string identity_ = "Additel,HPC-HOST,211H17660013,V1.07";
-  std::string reading_text_;     // answered to every measurement when not empty
-  std::string measuring_error_;  // goes to the error queue with every measurement when not empty
+  std::string reading_text_;     // When not empty, the answer to every measurement.
+  std::string measuring_error_;  // When not empty, added to the error queue by every measurement.
   std::deque<std::string> errors_;
   PropertyTable properties_;
 };

@@ -10,7 +10,7 @@ namespace {
 constexpr std::string_view kRead = ":R:";
 constexpr std::string_view kWrite = ":W:";
 
-// The unit in which voltages, currents and switching times are told.
+// The unit of voltages, currents and switching times in answers.
 std::string_view UnitOf(std::string_view item) { return item == "MA" ? "MA" : item == "V" ? "V" : "S"; }
 
 std::string Fields(std::string_view name, const std::string& value, std::string_view unit) {
@@ -49,7 +49,7 @@ HRESULT Adt761Simulator::Set(std::string_view key, std::string_view value) {
   return properties_.Set(key, value);
 }
 
-// What does not begin with the prefix was not meant for it.
+// A request without the prefix is for another instrument and is ignored.
 SimulatedReply Adt761Simulator::Answer(std::string_view request) {
   const std::string prefix(1, static_cast<char>(prefix_));
   const std::string_view text = request.substr(request.starts_with(prefix) ? 1 : 0);
@@ -83,7 +83,7 @@ std::optional<std::string> Adt761Simulator::Tell(std::string_view name) {
   return TellPressure(name);
 }
 
-// Only the range that is measured has a value.
+// Only the measured pressure range has a value.
 std::optional<std::string> Adt761Simulator::TellPressure(std::string_view name) {
   if (name != "HPMVALUE" && name != "LPMVALUE" && name != "EPMVALUE") return std::nullopt;
   const bool other_range = name[0] != 'E' && item_ + "VALUE" != name;

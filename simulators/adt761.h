@@ -1,4 +1,4 @@
-// A simulated Additel ADT761: one item measured, a pressure controller, a current source; asked by frames.
+// A simulated Additel ADT761: one measured item, a pressure controller and a current source. Requests are frames.
 #pragma once
 
 #include <optional>
@@ -34,20 +34,20 @@ class Adt761Simulator final : public LineSimulator {
   bool Take(std::string_view name, std::string_view value);
   bool TakeSwitch(std::string_view name, bool on);
 
-  ThermalModel controller_;  // its pressure, in `pressure-unit`
-  std::uint8_t prefix_ = 1;  // the byte that stands before every request
+  ThermalModel controller_;  // The pressure, in `pressure-unit`.
+  std::uint8_t prefix_ = 1;  // The byte before every request.
   std::string type_ = "Additel 761";
-  std::string item_ = "LPM";   // what is measured: MA, V, SW, HPM, LPM, EPM, HART
-  std::string unit_ = "KPA";   // of the pressures
-  double value_ = 12.5;        // measured while the item is no pressure
+  std::string item_ = "LPM";   // The measured item: MA, V, SW, HPM, LPM, EPM, HART.
+  std::string unit_ = "KPA";   // Of the pressures.
+  double value_ = 12.5;        // The measured value while the item is no pressure.
   double atmosphere_ = 101.3;  // kPa
   double source_ = 4;          // mA
   bool source_power_ = false;
   bool loop_power_ = false;
   bool keypad_locked_ = true;
   double run_kind_ = 0;
-  std::string set_point_text_;  // answered as the set point when not empty
-  std::string refused_;         // the name of a request that is refused
+  std::string set_point_text_;  // When not empty, the set point in answers.
+  std::string refused_;         // The begin of the names of refused requests.
   PropertyTable properties_;
 };
 

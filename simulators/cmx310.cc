@@ -5,7 +5,7 @@ namespace {
 
 using namespace range_takes;
 
-// No output is told a connection.
+// Outputs have no connection.
 constexpr unsigned kSourcedThermocouple = kSensorAndUnit | kColdJunction;
 constexpr unsigned kMeasuredThermocouple = kConnectionIfGiven | kSourcedThermocouple;
 constexpr unsigned kMeasuredThermometer = kConnection | kSensorAndUnit;

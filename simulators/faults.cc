@@ -13,7 +13,7 @@ constexpr std::size_t kOversize = 4096;
 struct FaultRow {
   std::string_view word;
   FaultKind kind;
-  std::string_view argument;  // what it is called in usage; empty for none
+  std::string_view argument;  // The argument's name in help texts; empty when there is none.
   int greatest = 0;
 };
 
@@ -47,7 +47,7 @@ std::optional<int> ParseAmount(std::string_view text, int greatest) {
   return amount == *number ? std::optional(amount) : std::nullopt;
 }
 
-// Bytes of the upper half only: never a digit, a letter or a control character.
+// Replaces bytes by bytes from 0x80 up: none is a digit, a letter or a control character.
 std::string Garbled(std::string reply) {
   for (std::size_t i = 0; i + 1 < reply.size(); ++i) reply[i] = static_cast<char>(0x80 | ((i * 37 + 11) & 0x7F));
   return reply;

@@ -1,4 +1,4 @@
-// Faults that can be ordered on the line to a simulated instrument.
+// Faults that a test or a user can set on the line to a simulated instrument.
 #pragma once
 
 #include <array>
@@ -12,27 +12,27 @@
 namespace ulix {
 
 enum class FaultKind {
-  kSilent,    // answers nothing
-  kDelay,     // milliseconds before each reply
-  kDrip,      // milliseconds between the bytes of a reply
-  kGarbage,   // bytes that mean nothing in place of a reply; its last byte stays, so that a line still ends
-  kTruncate,  // the first half of each reply
-  kOversize,  // each reply said over and over, thousands of bytes before its last one
-  kLate,      // the reply of a query comes after the next query
-  kDrop,      // the device vanishes when it has answered that many queries; at once for 0
-  kRefuse,    // the instrument's own error reply to every query
+  kSilent,    // No reply.
+  kDelay,     // Milliseconds before each reply.
+  kDrip,      // Milliseconds between the bytes of a reply.
+  kGarbage,   // Senseless bytes in place of a reply. Its last byte stays, so that a line still ends.
+  kTruncate,  // Only the first half of each reply.
+  kOversize,  // Each reply repeated, thousands of bytes before its last one.
+  kLate,      // The reply to a query comes after the next query.
+  kDrop,      // The device vanishes after it has answered this many queries; at once for 0.
+  kRefuse,    // The instrument's own error reply to every query.
 };
 inline constexpr std::size_t kFaultKinds = 9;
 
 struct Fault {
   FaultKind kind;
-  int amount = 0;  // of kDelay, kDrip and kDrop
+  int amount = 0;  // For kDelay and kDrip milliseconds, for kDrop queries.
 };
 
-// "KIND" or "KIND=ARG". The failure is a sentence that names what is wrong and what would be right.
+// Parses "KIND" or "KIND=ARG". The failure is a sentence that names the mistake and what is accepted.
 tl::expected<Fault, std::string> ParseFault(std::string_view text);
 
-// The faults in force at one time, at most one of each kind.
+// The faults that apply at the same time, at most one of each kind.
 class FaultSet {
  public:
   FaultSet() = default;
@@ -44,7 +44,7 @@ class FaultSet {
   std::optional<int> Amount(FaultKind kind) const { return amounts_[static_cast<std::size_t>(kind)]; }
   Milliseconds Time(FaultKind kind) const { return Milliseconds(Amount(kind).value_or(0)); }
 
-  // The bytes of a reply with these faults in them; the timing is not part of it.
+  // The bytes of a reply with these faults. Delays are not applied here.
   std::string ApplyFaults(std::string reply, const std::string& refusal) const;
 
  private:

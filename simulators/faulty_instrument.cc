@@ -6,7 +6,8 @@
 namespace ulix {
 namespace {
 
-// A host that asks and never reads, or asks faster than a slow line answers, loses what goes beyond.
+// The most pieces of replies that wait to be sent. A host that never reads, or that queries faster than a slow line
+// answers, loses the rest.
 constexpr std::size_t kMaxPieces = 8192;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// A simulated instrument at the end of a line that has faults.
+// A simulated instrument on a line with faults.
 #pragma once
 
 #include <deque>
@@ -13,25 +13,25 @@
 
 namespace ulix {
 
-// Turns bytes that come in at one moment into bytes that go out at later ones. It waits for nothing and has no thread:
-// who moves the bytes tells it the time, which never goes back. Any thread may call any function.
+// Bytes come in at one time, and the reply's bytes go out at later times. The object never waits and has no thread: the
+// caller gives the time, which must not go back. Any thread may call any function.
 class FaultyInstrument {
  public:
   explicit FaultyInstrument(std::unique_ptr<Simulator> simulator, const FaultSet& faults = {});
 
-  // From the next byte on. The count of `drop` starts again, and a device that had vanished is back, unless the new
-  // faults say otherwise; a reply held back by `late` is lost.
+  // Applies from the next byte on. The count of `drop` starts again, and a vanished device is back unless the new
+  // faults make it vanish. A reply held back by `late` is lost.
   void SetFaults(const FaultSet& faults);
 
   void Receive(std::string_view bytes, MonotonicTime now);
-  // The bytes that have been sent up to now and were not taken yet.
+  // Takes the bytes that are due by `now`.
   std::string TakeDue(MonotonicTime now);
-  // When the next byte goes out; none when nothing is under way.
+  // When the next byte is due; none when no byte waits.
   std::optional<MonotonicTime> NextDue() const;
-  // Whether the device is gone from its line. Its last reply has been taken then.
+  // Whether the device has vanished from its line, after its last reply was taken.
   bool Vanished() const;
 
-  // Runs `body` with the simulator, to look at it or to set it, while nothing else uses it.
+  // Calls `body` with the simulator, under the lock, to read or to change it.
   template <typename Body>
   auto WithSimulator(Body&& body) {
     std::lock_guard lock(mutex_);
@@ -47,13 +47,13 @@ class FaultyInstrument {
   void Reply(std::string bytes, MonotonicTime now);
   void Schedule(std::string_view bytes, MonotonicTime start);
 
-  mutable std::mutex mutex_;  // guards all below
+  mutable std::mutex mutex_;  // Guards all members below.
   std::unique_ptr<Simulator> simulator_;
   FaultSet faults_;
-  std::deque<Piece> under_way_;  // in the order of their times
-  MonotonicTime free_at_{};      // when the last byte under way goes out
-  std::string held_;             // by `late`
-  int exchanges_ = 0;            // queries since the faults were set
+  std::deque<Piece> under_way_;  // Bytes that are not due yet, in the order of time.
+  MonotonicTime free_at_{};      // When the last of them is due.
+  std::string held_;             // The reply held back by `late`.
+  int exchanges_ = 0;            // Queries since the faults were set.
 };
 
 }  // namespace ulix

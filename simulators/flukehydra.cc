@@ -14,12 +14,12 @@ constexpr double kOverload = 1e9;
 constexpr double kOpenThermocouple = 9e9;
 constexpr const char* kImpossible = "=!\r\n";
 
-// The first channels' setting-up; the others are thermocouples at room temperature.
+// The configuration of the first channels. The others are thermocouples at room temperature.
 const FlukeHydraModel::Channel kFirstChannels[] = {
     {"VDC,2", 1.5}, {"VDC,1", 0.25}, {"VAC,4", 230}, {"OHMS,2,2", 1000}, {"FREQ,AUTO", 50}, {"TEMP,PT,4", 21.5},
 };
 
-// "+001.50E+0": five digits and an exponent in steps of three.
+// Formats as "+001.50E+0": five digits and an exponent that is a multiple of three.
 std::string Engineering(double value) {
   if (value >= kOpenThermocouple) return "+009.00E+9";
   if (std::abs(value) >= kOverload) return value < 0 ? "-001.00E+9" : "+001.00E+9";

@@ -1,4 +1,4 @@
-// A simulated Fluke Hydra data bucket: 21 channels, each set up at the instrument, asked by lines.
+// A simulated Fluke Hydra data bucket: 21 channels, configured at the instrument. Requests are lines.
 #pragma once
 
 #include <array>
@@ -12,25 +12,25 @@
 
 namespace ulix {
 
-// The device itself. While it scans, each channel swings around its own value, a little behind the channel before.
+// The device itself. While it scans, each channel swings around its own value, a little later than the channel before.
 class FlukeHydraModel {
  public:
   static constexpr std::size_t kChannels = 21;
   struct Channel {
-    std::string function;  // as "FUNC?" tells it: "VDC,2", "TEMP,K", "OFF"
-    double value;          // in the base unit of the function; from 1e9 up overload, from 9e9 up an open thermocouple
+    std::string function;  // As in the reply to "FUNC?": "VDC,2", "TEMP,K", "OFF".
+    double value;          // In the function's base unit; from 1e9 up overload, from 9e9 up an open thermocouple.
   };
 
   explicit FlukeHydraModel(Clock& clock);
 
   std::array<Channel, kChannels> channels;
-  double swing = 1;               // percent of a channel's value
-  double period = 20;             // of the swing, seconds; 0 or less stands still
+  double swing = 1;               // Percent of a channel's value.
+  double period = 20;             // Of the swing, seconds; 0 or less: no swing.
   Surroundings* place = nullptr;  // what is connected to the channels; none, and a channel without: its own value
 
   bool scanning() const { return !stopped_.has_value(); }
   void Scan(bool on);
-  // The last measurement of a channel; none of one that is off.
+  // The last measurement of a channel; none when the channel is off.
   std::optional<double> Last(std::size_t channel) const;
 
  private:
@@ -57,8 +57,8 @@ class FlukeHydraSimulator final : public LineSimulator {
 
  private:
   SimulatedReply Answer(std::string_view request) override;
-  // The answer to a command without its carriage return: result and prompt, or a prompt alone; none for a command that
-  // the instrument does not know.
+  // The answer to a command, given without its carriage return: result and prompt, or a prompt alone. None for a
+  // command that the instrument does not know.
   std::optional<std::string> Execute(std::string_view command);
   std::optional<std::string> ExecuteSwitch(std::string_view command);
   std::optional<std::string> AnswerChannel(std::string_view command);
@@ -71,8 +71,8 @@ class FlukeHydraSimulator final : public LineSimulator {
   std::string temperature_config_ = "2";
   std::string measuring_rate_ = "0";
   std::string scan_interval_ = "0,0,10";
-  std::string last_text_;      // answered to "LAST?" in place of a measurement when not empty
-  std::string prompt_ = "=>";  // behind what was understood and done
+  std::string last_text_;      // When not empty, the result of "LAST?".
+  std::string prompt_ = "=>";  // The prompt after a command that was executed.
   PropertyTable properties_;
 };
 

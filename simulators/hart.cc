@@ -31,7 +31,7 @@ HRESULT HartSimulator::Set(std::string_view key, std::string_view value) {
   return properties_.Set(key, value);
 }
 
-// Half duplex and silence between queries are how it is anyway.
+// "du=h" (half duplex) and "sa=0" change nothing: the simulator always behaves so.
 SimulatedReply HartSimulator::Answer(std::string_view request) {
   if (request == "t") return Localized(temperature_heading_, block_.Measure());
   if (request == "s") return Localized(set_point_heading_, block_.set_point);
@@ -50,7 +50,7 @@ SimulatedReply HartSimulator::Localized(std::string_view word, double value) con
   return {(reply_text_.empty() ? text : reply_text_) + end_, true};
 }
 
-// False for what is no number of two decimals; one that the block does not take is a known request all the same.
+// False for a text that is no number with two decimals. A set point outside the limits is a known request.
 bool HartSimulator::TakeSetPoint(std::string_view number) {
   const auto value = ParseDecimal(number);
   if (!value || FormatFixed(*value, kDecimals) != number) return false;

@@ -1,4 +1,4 @@
-// A simulated HART interface unit, asked by lines, with a heated block behind it.
+// A simulated HART interface unit with a heated block. Requests are lines.
 #pragma once
 
 #include <string>
@@ -26,13 +26,13 @@ class HartSimulator final : public LineSimulator {
   bool TakeSetPoint(std::string_view number);
 
   ThermalModel block_;
-  double lowest_ = -40;  // set points that the block takes; another leaves it as it was
+  double lowest_ = -40;  // Limits of accepted set points; another one changes nothing.
   double highest_ = 150;
-  std::string reply_text_;                 // answered to "t" and "s" in place of the value when not empty
-  std::string reply_unit_ = "C";           // behind a value
-  std::string temperature_heading_ = "T";  // before a colon and the value
+  std::string reply_text_;                 // When not empty, the answer to "t" and "s".
+  std::string reply_unit_ = "C";           // After a value.
+  std::string temperature_heading_ = "T";  // Before the colon and the value.
   std::string set_point_heading_ = "S";
-  std::string end_ = "\r\n";  // of replies
+  std::string end_ = "\r\n";  // The end of replies.
   PropertyTable properties_;
 };
 

@@ -7,7 +7,7 @@
 namespace ulix {
 namespace {
 
-// Bytes that a host may leave unread; what comes beyond is lost.
+// How many bytes a host may leave unread. More bytes are lost.
 constexpr std::size_t kReceiveQueue = 65536;
 
 constexpr std::uint32_t SystemCode(std::errc code) { return static_cast<std::uint32_t>(code); }
@@ -44,7 +44,7 @@ class InProcessPort final : public platform::SerialPort {
 
   std::shared_ptr<SimulatedBench> bench_;
   platform::SerialTimeouts timeouts_;
-  bool interrupted_ = false;  // guarded by the bench's mutex
+  bool interrupted_ = false;  // Guarded by the bench's mutex.
 };
 
 platform::IoResult InProcessPort::Read(std::span<char> bytes) {
@@ -55,7 +55,7 @@ platform::IoResult InProcessPort::Read(std::span<char> bytes) {
       timeouts_.read_ms ? Deadline::In(clock, Milliseconds(timeouts_.read_ms)) : Deadline::Never();
   std::size_t count = 0;
   for (;;) {
-    // Asked before the bytes are taken: what came up to the deadline is in time.
+    // Read before the bytes are taken: bytes that came up to the deadline are in time.
     const bool late = deadline.Passed(clock);
     bench_->TakeArrived();
     count += TakeReceived(bytes.subspan(count));
@@ -112,7 +112,7 @@ void SimulatedBench::SetFaults(const FaultSet& faults) {
   changed_.notify_all();
 }
 
-// With the lock held: bytes that are due by now, and whether the device went after them.
+// Takes the bytes that are due by now, and notices when the device vanished after them. Call with the lock held.
 void SimulatedBench::TakeArrived() {
   received_ += instrument_.TakeDue(clock_.Now()).substr(0, kReceiveQueue - received_.size());
   lost_ = lost_ || instrument_.Vanished();
@@ -126,7 +126,7 @@ platform::OpenResult OpenBench(const std::shared_ptr<SimulatedBench>& bench) {
     return Refused(platform::OpenFailureCause::kNoSuchDevice, std::errc::no_such_device);
   }
   auto port = std::make_unique<InProcessPort>(bench);
-  bench->received_.clear();  // nobody listened
+  bench->received_.clear();  // Bytes that came while the port was closed are lost.
   bench->open_ = true;
   bench->lost_ = false;
   return {std::move(port), {}};

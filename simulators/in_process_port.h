@@ -13,13 +13,16 @@
 
 namespace ulix {
 
-// The instrument and the line to it, which live on while ports to it are opened and closed, one at a time. Ports share
-// its ownership. Any thread may call any function.
+// The instrument and its line. Both stay alive while ports to it are opened and closed, one at a time. Ports share
+// ownership of the bench. Any thread may call any function.
+//
+//   auto bench = std::make_shared<SimulatedBench>(FindSimulator("kelvo10")(clock), clock);
+//   SerialLink link({.resolve_port = ResolverOf(bench)});
 class SimulatedBench {
  public:
   SimulatedBench(std::unique_ptr<Simulator> simulator, Clock& clock, const FaultSet& faults = {});
 
-  // As of FaultyInstrument; a port that lost its device stays lost until it is opened again.
+  // See FaultyInstrument::SetFaults. A port that lost its device stays lost until it is opened again.
   void SetFaults(const FaultSet& faults);
 
   template <typename Body>
@@ -34,20 +37,21 @@ class SimulatedBench {
 
   Clock& clock_;
   FaultyInstrument instrument_;
-  std::mutex mutex_;                 // guards the line's state below
-  std::condition_variable changed_;  // the faults or the end of the line
-  std::string received_;             // came and was not read
+  std::mutex mutex_;                 // Guards the members below.
+  std::condition_variable changed_;  // Notified when the faults change and when the line ends.
+  std::string received_;             // Bytes that came and were not read.
   bool open_ = false;
-  bool lost_ = false;  // the device vanished while the line was open, or before
+  bool lost_ = false;  // The device has vanished.
 };
 
-// Opens the line to the bench; busy while another port has it, and no such device once it vanished.
+// Opens the line to the bench. Fails with kInUse while another port is open, and with kNoSuchDevice when the device has
+// vanished.
 platform::OpenResult OpenBench(const std::shared_ptr<SimulatedBench>& bench);
 
-// Every port address leads to this bench: for SerialLink::Options.
+// Resolves every port address to this bench, for SerialLink::Options.
 platform::PortResolver ResolverOf(std::shared_ptr<SimulatedBench> bench);
 
-// A maker whose sockets find this bench at every address.
+// Makes sockets that connect to this bench at every address.
 platform::SocketMaker SocketMakerOf(std::shared_ptr<SimulatedBench> bench);
 
 }  // namespace ulix

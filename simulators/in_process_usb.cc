@@ -32,11 +32,11 @@ class SimulatedUsbLibrary final : public UsbLibrary {
 
   UsbLineOpener open_;
   Clock& clock_;
-  std::unique_ptr<platform::SerialPort> port_;  // none while closed
+  std::unique_ptr<platform::SerialPort> port_;  // Null while closed.
   platform::SerialTimeouts timeouts_{5000, 5000};
 };
 
-// A device that is gone has no interface.
+// A device that has vanished has no interface.
 HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
   if (!port_ && !open_()) return E_FAIL;
   if (!Names(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;

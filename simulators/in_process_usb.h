@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-// What the simulated device says that it is. A configuration that names another device is answered kUsbBadIdentifier.
+// The identity of the simulated device. A configuration that names another device gets kUsbBadIdentifier.
 inline constexpr UsbIdentity kSimulatedUsbIdentity = {
     {0x8A5B2C10, 0x760A, 0x4D7E, {0x9B, 0x21, 0x55, 0x4C, 0x49, 0x58, 0x00, 0x01}}, 0x0760, 0x0001};
 

@@ -17,14 +17,14 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::string Line(std::string_view text) { return kStx + std::string(text) + "\r\n"; }
 
-// EOT t t u u STX: address 7 is 0077.
+// The address in "EOT t t u u STX": tens and units digit twice each; address 7 is 0077.
 std::optional<int> AddressOf(std::string_view frame) {
   if (frame.size() < 6 || !std::all_of(frame.begin() + 1, frame.begin() + 5, IsDigit)) return std::nullopt;
   if (frame[1] != frame[2] || frame[3] != frame[4] || frame[5] != kStx) return std::nullopt;
   return (frame[1] - '0') * 10 + frame[3] - '0';
 }
 
-// The value of `SL` up to ETX when the byte behind it makes the block's exclusive-or zero.
+// The value of "SL" up to ETX. None unless the byte after ETX makes the block's exclusive-or zero.
 std::optional<double> CheckedValue(std::string_view block) {
   int check = 0;
   for (const char byte : block) check ^= static_cast<unsigned char>(byte);
@@ -33,13 +33,13 @@ std::optional<double> CheckedValue(std::string_view block) {
   const std::string_view field = block.substr(2, end - 2);
   const auto value = ParseDecimal(field);
   if (!value || field.size() < 5 || (field[0] != ' ' && field[0] != '-')) return std::nullopt;
-  // Tenths below 1000, whole degrees from there on; what rounds up to 1000 has tenths.
+  // One decimal below 1000, none from 1000 on. A value below 1000 that rounds to 1000.0 keeps its decimal.
   const std::size_t point = field.find('.');
   const bool fits = point == field.npos ? *value >= 1000 : point + 2 == field.size() && *value <= 1000;
   return fits ? value : std::nullopt;
 }
 
-// Sign, five digits, point, six digits.
+// A value with sign, five digits, point and six digits.
 std::optional<double> SignedValue(std::string_view text) {
   if (text.size() != 13 || (text[0] != '+' && text[0] != '-') || text[6] != '.') return std::nullopt;
   const auto outside = [](char c) { return !IsDigit(c); };
@@ -64,7 +64,7 @@ std::vector<SimulatedReply> IsotechSimulator::Receive(std::string_view bytes) {
   return replies;
 }
 
-// A byte that begins no frame is one by itself, and so is a frame that does not end.
+// A byte that begins no frame counts as a frame of its own, and so does a frame that is too long.
 bool IsotechSimulator::FrameIsWhole() const {
   if (pending_.size() >= kLongestFrame) return true;
   if (pending_[0] == kStx) return pending_.back() == '\n';

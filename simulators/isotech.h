@@ -1,4 +1,4 @@
-// A simulated Isotech calibrator: a controller that hears framed set points, in either of two protocols.
+// A simulated Isotech calibrator: a controller that receives set points in frames of two protocols.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ class IsotechSimulator final : public Simulator {
   explicit IsotechSimulator(Clock&);
 
   std::vector<SimulatedReply> Receive(std::string_view bytes) override;
-  // In the protocol of the last frame.
+  // The refusal in the protocol of the last frame.
   std::string Refusal() const override;
   bool Place(Surroundings& place) override {
     place_ = &place;
@@ -37,13 +37,13 @@ class IsotechSimulator final : public Simulator {
   SimulatedReply AnswerLine(std::string_view frame);
   SimulatedReply Refuse(std::string_view frame);
 
-  std::string pending_;  // the frame so far
+  std::string pending_;  // The incomplete frame.
   bool last_is_line_ = false;
   Surroundings* place_ = nullptr;
   double set_point_ = 20;  // degrees Celsius
   bool output_on_ = false;
-  double address_ = -1;             // the controller's own; negative: it hears every one
-  std::string stop_answer_ = "CP";  // between STX and CR LF
+  double address_ = -1;             // The controller's address; negative: it answers every address.
+  std::string stop_answer_ = "CP";  // The text between STX and CR LF in the answer to "CP".
   PropertyTable properties_;
 };
 

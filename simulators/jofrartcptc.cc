@@ -25,7 +25,7 @@ const Unit* FindUnit(std::string_view word) {
 
 std::string Hundredths(double value) { return FormatFixed(value, 2); }
 
-// Set points come with two decimals, no more and no fewer.
+// A set point must have exactly two decimals.
 std::optional<double> ParseHundredths(std::string_view text) {
   const auto value = ParseDecimal(text);
   return value && Hundredths(*value) == text ? value : std::nullopt;
@@ -68,12 +68,12 @@ HRESULT JofraRtcPtcSimulator::Set(std::string_view key, std::string_view value) 
   return result;
 }
 
-// A request with an argument has a blank at the end of its word.
+// The name of a request with an argument ends with a blank.
 struct JofraRtcPtcSimulator::Request {
   enum Series { kRtcPtc, kCtc, kBoth };
   std::string_view word;
   Series series;
-  bool needs_host;  // whether a host must have taken the instrument over
+  bool needs_host;  // The host must have logged on or set remote mode.
   Taken (*handle)(JofraRtcPtcSimulator& self, std::string_view argument);
 
   bool Fits(std::string_view text, bool ctc) const {
@@ -133,7 +133,7 @@ SimulatedReply JofraRtcPtcSimulator::Answer(std::string_view request) {
   return answer->empty() ? SimulatedReply{} : SimulatedReply{Line(*answer), true};
 }
 
-// The CTC knows nothing but ASCII, and nothing of this command.
+// A CTC has only the ASCII protocol and does not know this command.
 JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::Activate() {
   if (!ascii_text_.empty()) return ascii_text_;
   const bool news = !IsCtc() && !ascii_;

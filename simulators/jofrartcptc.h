@@ -1,5 +1,5 @@
-// A simulated Jofra dry-block calibrator: of the RTC and PTC series, or of the CTC series, which speaks another
-// language over the same block.
+// A simulated Jofra dry-block calibrator: of the RTC and PTC series, or of the CTC series, which has other commands for
+// the same block.
 #pragma once
 
 #include <optional>
@@ -26,7 +26,7 @@ class JofraRtcPtcSimulator final : public LineSimulator {
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 
   const ThermalModel& block() const { return block_; }
-  // Whether a host has taken it over: logged on to (RTC, PTC) or in remote mode (CTC).
+  // Whether a host has logged on (RTC, PTC) or set remote mode (CTC).
   bool taken() const { return taken_; }
 
  private:
@@ -35,10 +35,10 @@ class JofraRtcPtcSimulator final : public LineSimulator {
 
   SimulatedReply Answer(std::string_view request) override;
   bool IsCtc() const { return model_ == "CTC"; }
-  // One answer, with what ends it.
+  // One answer with its line end.
   std::string Line(std::string_view text) const { return std::string(text) + (line_feed_ ? "\r\n" : "\r"); }
 
-  // Each gives the answer, empty where nothing is answered; none where the request is refused.
+  // The answer to a request: empty when there is no answer, none when the request is refused.
   using Taken = std::optional<std::string>;
   Taken Activate();
   Taken LiveSensors();
@@ -50,7 +50,7 @@ class JofraRtcPtcSimulator final : public LineSimulator {
   void SetPoint(double celsius);
   // The sensor under test, in degrees Celsius.
   double Sensor();
-  // A value with its unit word, as the CTC tells it.
+  // A value with its unit, as in the CTC's answers.
   std::string WithUnit(double celsius) const;
 
   ThermalModel block_;
@@ -59,14 +59,14 @@ class JofraRtcPtcSimulator final : public LineSimulator {
   std::string model_ = "RTC/PTC";  // or "CTC"
   std::string identity_ = "RTC_157_B";
   std::string ctc_identity_ = "JOFRA, CTC-155 A, 605155-00012, 1.20";
-  std::string unit_ = "CEL";       // of the CTC's answers
-  double sensor_offset_ = -0.05;   // of the sensor under test
-  double internal_offset_ = 0.08;  // of the CTC's internal reference
+  std::string unit_ = "CEL";       // Of the CTC's answers.
+  double sensor_offset_ = -0.05;   // Of the sensor under test, degrees.
+  double internal_offset_ = 0.08;  // Of the CTC's internal reference, degrees.
   bool sensor_connected_ = true;
-  bool locked_ = false;     // no host may take it over
-  bool stuck_ = false;      // set points are taken and not kept
-  bool line_feed_ = false;  // answers end in CR LF
-  std::string ascii_text_;  // answered to "ascii+" when not empty
+  bool locked_ = false;     // No host may log on or set remote mode.
+  bool stuck_ = false;      // Set points are accepted and not applied.
+  bool line_feed_ = false;  // Answers end with CR LF.
+  std::string ascii_text_;  // When not empty, the answer to "ascii+".
   PropertyTable properties_;
 };
 

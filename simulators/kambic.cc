@@ -43,7 +43,7 @@ SimulatedReply KambicSimulator::Answer(std::string_view request) {
   return {Refusal(), true};
 }
 
-// The bath takes thousandths, no more and no fewer.
+// A set point must have exactly three decimals.
 std::string KambicSimulator::SetPoint(std::string_view request) {
   const std::string_view number = request.substr(kSetPointWord.size());
   const auto value = ParseDecimal(number);

@@ -1,4 +1,4 @@
-// A simulated Kambic bath, asked by lines.
+// A simulated Kambic bath. Requests are lines.
 #pragma once
 
 #include <string>
@@ -29,11 +29,11 @@ class KambicSimulator final : public LineSimulator {
   std::string SetPoint(std::string_view request);
 
   ThermalModel bath_;
-  double lowest_ = -40;  // set point that the bath takes
+  double lowest_ = -40;  // Limits of accepted set points.
   double highest_ = 150;
   std::string identity_ = "ID=OB-22/2 ULT,SN 14021,V2.31";
-  std::string reading_text_;    // answered to a reading in place of the values when not empty
-  std::string set_point_text_;  // answered to a set point in place of its echo when not empty
+  std::string reading_text_;    // When not empty, the answer to "TXD".
+  std::string set_point_text_;  // When not empty, the answer to an accepted set point.
   PropertyTable properties_;
 };
 

@@ -1,4 +1,4 @@
-// What simulated instruments have in common whose requests are lines.
+// The base class of simulated instruments whose requests are lines.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ class LineSimulator : public Simulator {
 
  protected:
   explicit LineSimulator(char terminator) : terminator_(terminator) {}
-  // What the instrument does with one request, given without its terminator. The reply carries its own.
+  // Executes one request, given without its terminator. The reply includes its terminator.
   virtual SimulatedReply Answer(std::string_view request) = 0;
 
  private:
@@ -23,8 +23,8 @@ class LineSimulator : public Simulator {
   SimulatedReply Finish();
 
   char terminator_;
-  std::string pending_;    // the request so far
-  bool too_long_ = false;  // the request outgrew the instrument's buffer: it is given up up to its terminator
+  std::string pending_;    // The incomplete request.
+  bool too_long_ = false;  // The request is longer than the instrument's buffer: it is dropped up to its terminator.
 };
 
 }  // namespace ulix

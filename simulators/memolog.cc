@@ -15,9 +15,9 @@ constexpr unsigned kLock = 10016;
 constexpr unsigned kText = 600;
 constexpr unsigned kFrame = 44000;
 constexpr unsigned kStatus = 44198;
-constexpr unsigned kPresentValues = 45000;  // two a channel
+constexpr unsigned kPresentValues = 45000;  // Two registers for each channel.
 
-// Statuses of frames that the logger refuses.
+// The statuses with which the logger refuses frames.
 constexpr unsigned kNotKnown = 1;
 constexpr unsigned kNotProgramming = 2;
 constexpr unsigned kNoBlock = 3;
@@ -38,7 +38,7 @@ struct SimulatedChannel {
   unsigned decimals;
   float limit;
 };
-// The last one is of the kind that the channel list leaves out.
+// The last channel has a type that the channel list leaves out.
 constexpr SimulatedChannel kChannels[] = {
     {"OVEN", 0x01, 5, 2, 250.0F}, {"ROOM", 0xE1, 5, 1, 0.0F}, {"", 0x00, 7, 3, 0.0F}, {"SUM", 0x20, 0, 0, 0.0F}};
 
@@ -60,7 +60,7 @@ Record ChannelRecord(unsigned number, const SimulatedChannel& channel) {
   }
   record.push_back(static_cast<std::uint16_t>(channel.type + 256 * channel.unit));
   record.push_back(static_cast<std::uint16_t>(channel.decimals));
-  record.push_back(channel.limit != 0 ? 9 : 0);  // a high limit, or none
+  record.push_back(channel.limit != 0 ? 9 : 0);  // A high limit, or no limit.
   AddLong(record, std::bit_cast<std::uint32_t>(channel.limit));
   record.resize(record.size() + 2 + 5);
   AddLong(record, 20);
@@ -68,7 +68,7 @@ Record ChannelRecord(unsigned number, const SimulatedChannel& channel) {
   return record;
 }
 
-// Kind 1 says that the program is a simulated one, and laid out as this one is.
+// Kind 1: the mark of the simulated logger's program and its layout.
 Record MarkRecord() {
   constexpr std::string_view kMark = "ULIX SIMULATED LOGGER, LAYOUT 1\n";
   static_assert(kMark.size() % 2 == 0);
@@ -79,7 +79,7 @@ Record MarkRecord() {
   return record;
 }
 
-// Kind 2 are its blocks, kind 3 its sequences.
+// Kind 2: the blocks. Kind 3: the sequences.
 std::vector<Record> FactoryProgram() {
   std::vector<Record> program{MarkRecord(),
                               {2, kSmallBlock, 100},
@@ -99,7 +99,7 @@ double SwingingValue(unsigned channel, double seconds) {
 
 }  // namespace
 
-// Writes records as the logger does.
+// Writes records in the logger's layout.
 class MemologSimulator::Recorder {
  public:
   explicit Recorder(std::size_t most) : most_(most) {}
@@ -177,7 +177,7 @@ void MemologSimulator::FillBlocks() {
   for (std::uint32_t round = 0; !large.full(); ++round) {
     if (round % 100 == 0) large.TimeBase(round % 200 == 0 ? 3 : 6, kStart + 10 * round, 0);
     for (unsigned channel = 1; channel <= 3; ++channel) {
-      // Ten seconds are 1280 steps, of which a record holds 255: a time base comes before each round.
+      // Ten seconds are 1280 steps, and a record can hold 255: a time base comes before each round.
       if (channel == 1 && round % 100 != 0) large.TimeBase(8, kStart + 10 * round, 0);
       if (channel == 3 && round % 50 == 49) {
         large.Failure(channel, 32, 0xFFFE);

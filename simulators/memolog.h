@@ -21,11 +21,11 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   using Record = std::vector<std::uint16_t>;
   const std::vector<Record>& program() const { return program_; }
   bool in_program_mode() const { return programming_; }
-  // Numbers from 1, as the logger has them.
+  // Block and channel numbers count from 1, as in the logger.
   bool frozen(unsigned block) const { return blocks_.contains(block) && blocks_.at(block).frozen; }
   std::size_t held(unsigned block) const { return blocks_.contains(block) ? blocks_.at(block).records.size() : 0; }
   unsigned lock() const { return lock_; }
-  // Of a channel of the program that it was made with, now.
+  // The present value of a channel of the original program.
   double PresentValue(unsigned channel) const;
 
  private:
@@ -54,21 +54,21 @@ class MemologSimulator final : public ModbusSlaveSimulator {
   MonotonicTime started_;
   std::string identity_ = "ULIX,MEMOLOG90,1234567,V2.10";
   std::string program_name_ = "FURNACE";
-  std::uint16_t records_ = 1501;   // in block 2
-  std::uint16_t lock_ = 0;         // the register by which readers keep each other out
-  std::uint16_t refuse_with_ = 0;  // the status with which frames are refused; 0: they are not
-  std::uint16_t miscount_ = 0;     // records that are told beyond those that the program has
+  std::uint16_t records_ = 1501;   // In block 2.
+  std::uint16_t lock_ = 0;         // The memory lock register.
+  std::uint16_t refuse_with_ = 0;  // When not 0, every frame is refused with this status.
+  std::uint16_t miscount_ = 0;     // Added to the record count that the logger reports for its program.
   bool recording_ = false;
   bool freezes_itself_ = false;
   bool keeps_records_ = false;  // clearing is refused
 
   std::array<std::uint16_t, 50> text_{};
-  std::array<std::uint16_t, 199> frame_{};  // as written
+  std::array<std::uint16_t, 199> frame_{};  // The last written frame.
   std::array<std::uint16_t, 199> reply_{};
   std::uint16_t status_ = 0;
   bool programming_ = false;
   std::vector<Record> program_;
-  std::vector<Record> incoming_;  // while it is programmed
+  std::vector<Record> incoming_;  // The records of a program that is being sent.
   std::map<unsigned, Block> blocks_;
   PropertyTable properties_;
 };

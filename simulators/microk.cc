@@ -22,14 +22,14 @@ constexpr std::string_view kUnits[] = {"K", "C", "F"};
 constexpr std::string_view kRanges[] = {"115", "460", "500000"};
 constexpr std::string_view kCurrents[] = {"NORM", "ROOT2"};
 constexpr std::string_view kJunctions[] = {"INT", "NON"};
-constexpr std::string_view kProbeNumber[] = {"#"};  // stands for the number of a probe in the database
+constexpr std::string_view kProbeNumber[] = {"#"};  // Stands for the number of a probe in the database.
 
 enum class Quantity { kOhms, kVolts, kMilliamperes, kTemperature };
 
-// A query and the options that it takes, in this order.
+// A query and its options, in this order.
 struct Query {
   std::string_view head;
-  bool numbered;  // whether a channel number follows the head
+  bool numbered;  // A channel number follows the head.
   Quantity quantity;
   std::vector<Names> options;
 };
@@ -51,7 +51,7 @@ std::optional<unsigned> WholeNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// The number between two fixed texts; none when the request is not made like that.
+// The number between two fixed texts; none when the request has another form.
 std::optional<unsigned> NumberIn(std::string_view request, std::string_view before, std::string_view after) {
   if (!request.starts_with(before) || !request.ends_with(after)) return std::nullopt;
   request.remove_prefix(before.size());
@@ -65,7 +65,7 @@ bool IsOption(std::string_view text, Names allowed, std::size_t probes) {
   return number && *number >= 1 && *number <= probes;
 }
 
-// What stands between the commas; nothing for an empty text.
+// The fields between commas; none for an empty text.
 std::vector<std::string_view> Fields(std::string_view text) {
   std::vector<std::string_view> fields;
   while (!text.empty()) {
@@ -83,7 +83,7 @@ bool AreOptions(std::string_view text, const Query& query, std::size_t probes) {
                     [&](std::string_view field, Names allowed) { return IsOption(field, allowed, probes); });
 }
 
-// The channel of a request that is this query; none when it is not.
+// The channel in a request, when the request is this query; else none.
 std::optional<unsigned> ChannelOf(std::string_view request, const Query& query, std::size_t probes) {
   if (!request.starts_with(query.head)) return std::nullopt;
   request.remove_prefix(query.head.size());
@@ -93,7 +93,7 @@ std::optional<unsigned> ChannelOf(std::string_view request, const Query& query, 
   return WholeNumber(request.substr(0, mark));
 }
 
-// A platinum thermometer of 100 ohms, by IEC 60751.
+// The resistance of a platinum thermometer of 100 ohms, by IEC 60751.
 double Ohms(double celsius) {
   const double below = celsius < 0 ? -4.183e-12 * (celsius - 100) * celsius * celsius * celsius : 0;
   return 100 * (1 + 3.9083e-3 * celsius - 5.775e-7 * celsius * celsius + below);

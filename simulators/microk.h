@@ -1,4 +1,4 @@
-// A simulated microK bridge with its scanners, or a milliK thermometer with a database of probes, asked by lines.
+// A simulated microK bridge with its scanners, or a milliK thermometer with a database of probes. Requests are lines.
 #pragma once
 
 #include <optional>
@@ -12,19 +12,18 @@
 
 namespace ulix {
 
-// A bath whose temperature swings slowly, with a probe on every channel in it; each sits a little warmer than the one
-// before.
+// A bath whose temperature swings slowly. Every channel has a probe in it, each a little warmer than the one before.
 class MicrokModel {
  public:
   explicit MicrokModel(Clock& clock) : clock_(clock), started_(clock.Now()) {}
 
-  double temperature = 25;  // centre of the swing, degrees Celsius
-  double amplitude = 0.5;   // of the swing, degrees
-  double period = 60;       // of the swing, seconds; 0 or less stands still
-  double step = 0.01;       // from one channel number to the next, degrees
-  double noise = 0.0005;    // greatest deviation of one measurement, degrees
+  double temperature = 25;  // Centre of the swing, degrees Celsius.
+  double amplitude = 0.5;   // Of the swing, degrees.
+  double period = 60;       // Of the swing, seconds; 0 or less: no swing.
+  double step = 0.01;       // From one channel number to the next, degrees.
+  double noise = 0.0005;    // Greatest deviation of one measurement, degrees.
   bool remote = false;
-  Surroundings* place = nullptr;  // none: the bath is its own
+  Surroundings* place = nullptr;  // The shared world; null: the bath is not shared.
 
   // One measurement in degrees Celsius.
   double Measure(unsigned channel);
@@ -63,11 +62,11 @@ class MicrokSimulator final : public LineSimulator {
 
   MicrokModel model_;
   std::string face_ = "microK";
-  std::string identity_;                        // answered to "*IDN?" in place of the face's own when not empty
-  double scanners_ = 4;                         // connected, of 8 channels each
-  std::string not_enabled_;                     // channel numbers, with commas between them
-  std::string probes_ = "PRT-A,PRT-B,SPRT-25";  // names in the database
-  std::string measure_text_;                    // answered in place of a measurement when not empty
+  std::string identity_;                        // When not empty, the answer to "*IDN?".
+  double scanners_ = 4;                         // Connected scanners, of 8 channels each.
+  std::string not_enabled_;                     // Channel numbers, separated by commas.
+  std::string probes_ = "PRT-A,PRT-B,SPRT-25";  // Names in the database.
+  std::string measure_text_;                    // When not empty, the answer to every measurement.
   PropertyTable properties_;
 };
 

@@ -6,14 +6,14 @@ namespace ulix {
 namespace {
 
 constexpr std::size_t kIncomplete = 0;
-constexpr std::size_t kBroken = 1000;  // longer than any frame
+constexpr std::size_t kBroken = 1000;  // Longer than any frame.
 
 unsigned Byte(std::string_view bytes, std::size_t at) { return static_cast<unsigned char>(bytes[at]); }
 unsigned Big(std::string_view bytes, std::size_t at) { return Byte(bytes, at) * 256 + Byte(bytes, at + 1); }
 
 std::string BigBytes(unsigned value) { return {static_cast<char>(value / 256 % 256), static_cast<char>(value % 256)}; }
 
-// Bit by bit, as the protocol's description has it.
+// The CRC, computed bit by bit as in the protocol's description.
 std::string Check(std::string_view bytes) {
   unsigned check = 0xFFFF;
   for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -23,7 +23,7 @@ std::string Check(std::string_view bytes) {
   return {static_cast<char>(check % 256), static_cast<char>(check / 256)};
 }
 
-// Of a request on a line: it has no length of its own.
+// The length of a request on a line, from its function and count: the frame has no length field.
 std::size_t LineRequestLength(std::string_view bytes) {
   if (bytes.size() < 2) return kIncomplete;
   switch (Byte(bytes, 1)) {
@@ -65,7 +65,7 @@ std::vector<SimulatedReply> ModbusSlaveSimulator::Receive(std::string_view bytes
   return replies;
 }
 
-// What is not for this slave, or arrived damaged, is not answered.
+// A request for another slave and a damaged request are not answered.
 SimulatedReply ModbusSlaveSimulator::Answer(std::string_view frame) {
   const std::size_t slave_at = network_ ? 6 : 0;
   if (Byte(frame, slave_at) != slave_) return {};

@@ -1,4 +1,4 @@
-// What simulated instruments have in common that are Modbus slaves: frames of a serial line, or of a network.
+// The base class of simulated Modbus slaves, with frames of a serial line or of a network.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace ulix {
 class ModbusSlaveSimulator : public Simulator {
  public:
   std::vector<SimulatedReply> Receive(std::string_view bytes) final;
-  // An exception to the last request: illegal data value.
+  // Exception 3 (illegal data value) to the last request.
   std::string Refusal() const final;
   void OnNetwork() final { network_ = true; }
 
@@ -24,10 +24,10 @@ class ModbusSlaveSimulator : public Simulator {
   static constexpr std::uint8_t kNoAddress = 2;
   static constexpr std::uint8_t kBadValue = 3;
 
-  // Each answers with kDone or an exception code.
+  // The functions below return kDone or an exception code.
   virtual std::uint8_t ReadRegisters(unsigned address, std::span<std::uint16_t> values) = 0;
   virtual std::uint8_t WriteRegisters(unsigned address, std::span<const std::uint16_t> values) = 0;
-  // Function 6. Not every register takes it.
+  // Function 6. Not every register accepts it.
   virtual std::uint8_t WriteRegister(unsigned address, std::uint16_t value) = 0;
 
   std::uint8_t slave_ = 1;  // its address

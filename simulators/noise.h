@@ -1,14 +1,14 @@
-// What makes one simulated measurement differ from the next.
+// The noise of simulated measurements.
 #pragma once
 
 #include <random>
 
 namespace ulix {
 
-// The same series in every run.
+// A series of numbers that is the same in every run. One thread.
 class Noise {
  public:
-  // Between -greatest and +greatest, evenly.
+  // The next number, evenly distributed between -greatest and +greatest.
   double Next(double greatest) {
     constexpr double kSpan = static_cast<double>(std::minstd_rand::max() - std::minstd_rand::min());
     const double share = static_cast<double>(random_() - std::minstd_rand::min()) / kSpan;

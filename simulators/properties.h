@@ -1,4 +1,4 @@
-// What can be set on a simulated device, by name and as text.
+// The properties of a simulated device, which are set by name and as text.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace ulix {
 
-// Rows point into the device that they belong to, so such a device stays where it was made.
+// The rows point into the device, so the device must not be moved.
 class PropertyTable {
  public:
   struct Row {
@@ -23,8 +23,8 @@ class PropertyTable {
   PropertyTable(std::initializer_list<Row> rows) : rows_(rows) {}
   void Add(Row row) { rows_.push_back(std::move(row)); }
 
-  // A number, a whole one that its field holds, `on` or `off` (also 1 or 0), or any text. E_INVALIDARG, and nothing
-  // changed, for anything else and for a key that is not there.
+  // Sets a property. By its type it accepts a number, a whole number within the field's range, `on` or `off` (also 1 or
+  // 0), or any text. Any other value, and an unknown key, gives E_INVALIDARG and changes nothing.
   HRESULT Set(std::string_view key, std::string_view value) const;
   std::vector<std::pair<std::string, std::string>> Texts() const;
 

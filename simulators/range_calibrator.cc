@@ -20,12 +20,12 @@ constexpr std::string_view kUnits[] = {"CEL", "FAR", "K"};
 constexpr std::string_view kColdJunctions[] = {"JR_ON", "JR_OFF", "JR_RTD"};
 constexpr std::string_view kProgrammedColdJunction[] = {"JR_PROG"};
 
-// The parameters of a request, taken one after the other.
+// Takes the parameters of a request one after the other.
 class Parameters {
  public:
   explicit Parameters(std::string_view text) : rest_(text) {}
 
-  // Takes the next word if it is one of `words`; empty, and nothing taken, if not.
+  // Takes the next parameter when it is one of `words`; else takes nothing and gives an empty text.
   std::string_view TakeOneOf(std::span<const std::string_view> words) {
     const std::string_view next = Next();
     if (std::find(words.begin(), words.end(), next) == words.end()) return {};
@@ -71,7 +71,7 @@ bool TakeColdJunction(Parameters& from) {
   return !from.TakeOneOf(kProgrammedColdJunction).empty() && from.TakeNumber();
 }
 
-// The unit of the range's values; none when the parameters are not those of the function.
+// The unit of the range's values; none when the parameters do not fit the function.
 std::optional<std::string_view> TakeUnit(Parameters& from, const RangeWords& words, const RangeFunction& function,
                                          unsigned takes) {
   std::string_view unit = function.unit;
@@ -108,8 +108,8 @@ RangeCalibratorSimulator::RangeCalibratorSimulator(const RangeWords& words, Cloc
                   {"noise", &model_.noise},         {"follow-output", &model_.follow_output},
                   {"measure-text", &measure_text_}, {"reply-unit", &reply_unit_}} {}
 
-// A request with an argument has a blank at the end of its word. The handler gives the answer, or nothing for an
-// argument that the instrument does not take.
+// The name of a request with an argument ends with a blank. The handler gives the answer, or none for an argument that
+// the instrument refuses.
 struct RangeCalibratorSimulator::Request {
   std::string_view word;
   bool answered;

@@ -1,4 +1,5 @@
-// Simulated calibrators with one measuring and one sourcing range, asked by lines. Models differ in their words.
+// Simulated calibrators with one measuring and one sourcing range. Requests are lines. Models differ in their
+// parameters.
 #pragma once
 
 #include <memory>
@@ -19,7 +20,7 @@ namespace range_takes {
 enum : unsigned {
   kNothing = 0,
   kConnection = 1,
-  kConnectionIfGiven = 2,  // thermocouples are connected one way: the word may be left out
+  kConnectionIfGiven = 2,  // The connection is optional: a thermocouple has only one.
   kSensorAndUnit = 4,
   kColdJunction = 8,
 };
@@ -29,15 +30,15 @@ enum : unsigned {
 // One measuring or sourcing function.
 struct RangeFunction {
   std::string_view word;
-  unsigned input;   // of range_takes
-  unsigned output;  // of range_takes
+  unsigned input;   // Flags of range_takes.
+  unsigned output;  // Flags of range_takes.
   int decimals;
-  std::string_view unit;  // empty: the temperature unit asked for
+  std::string_view unit;  // Empty: the temperature unit of the range.
 };
 
-// The words of a model; they outlive its simulators.
+// The parameters of a model. They must outlive its simulators.
 struct RangeWords {
-  std::string_view identity;  // answer to "*IDN?"
+  std::string_view identity;  // The answer to "*IDN?".
   std::span<const RangeFunction> functions;
   std::span<const std::string_view> connections;
   std::span<const std::string_view> sensors;
@@ -48,18 +49,18 @@ class CalibratorModel {
  public:
   explicit CalibratorModel(Clock& clock) : clock_(clock), started_(clock.Now()) {}
 
-  double input = 10;           // centre of the swing, in the unit of the input range
-  double amplitude = 2;        // of the swing, same unit
-  double period = 20;          // of the swing, seconds; 0 or less stands still
-  double noise = 0.002;        // greatest deviation of one measurement, same unit
-  bool follow_output = false;  // as if the output were wired to the input, which then sees 0 while the output is off
+  double input = 10;           // Centre of the swing, in the unit of the input range.
+  double amplitude = 2;        // Of the swing, same unit.
+  double period = 20;          // Of the swing, seconds; 0 or less: no swing.
+  double noise = 0.002;        // Greatest deviation of one measurement, same unit.
+  bool follow_output = false;  // The input measures the output, and 0 while the output is off.
 
   Surroundings* place = nullptr;  // what is connected to the input, in the unit of its range; none: as above
 
   double output = 0;
   bool output_on = false;
   bool remote = false;
-  bool measuring = false;  // told to run
+  bool measuring = false;  // After "MEAS RUN".
 
   double Measure();
 
@@ -82,7 +83,7 @@ class RangeCalibratorSimulator : public LineSimulator {
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 
   const CalibratorModel& model() const { return model_; }
-  // The configuration as it is told to hosts, such as "RANGE_IN V50".
+  // The configuration in replies, such as "RANGE_IN V50".
   std::string input_range() const { return input_.Line(); }
   std::string output_range() const { return output_.Line(); }
 
@@ -91,10 +92,10 @@ class RangeCalibratorSimulator : public LineSimulator {
 
  private:
   struct Side {
-    std::string command;  // that sets its range, with the blank
-    std::string words;    // the range's parameters as they came
-    int decimals;         // of the values of the range
-    std::string unit;     // as it stands behind a value
+    std::string command;  // The command that sets the range, with its blank.
+    std::string words;    // The parameters of the range as they came.
+    int decimals;         // Of the range's values.
+    std::string unit;     // After a value in replies.
     std::string Line() const { return command + words; }
   };
   struct Request;
@@ -110,8 +111,8 @@ class RangeCalibratorSimulator : public LineSimulator {
   Side input_{"RANGE_IN ", "V50", 3, "V"};
   Side output_{"RANGE_OUT ", "V50", 3, "V"};
   std::string identity_;
-  std::string measure_text_;  // answered to "MEAS?" in place of a measurement when not empty
-  bool reply_unit_ = false;   // whether a blank and the unit follow a measured value
+  std::string measure_text_;  // When not empty, the answer to "MEAS?".
+  bool reply_unit_ = false;   // A blank and the unit follow a measured value.
   PropertyTable properties_;
 };
 

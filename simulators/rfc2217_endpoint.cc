@@ -12,7 +12,7 @@ using platform::FlowControl;
 using platform::LineSettings;
 using platform::Parity;
 
-// What the protocol can say of a line.
+// The line settings of the protocol.
 struct LineValues {
   std::uint32_t rate = 9600;
   std::uint8_t data_bits = 8;
@@ -97,7 +97,7 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
     set(wanted);
     if (IsKnown(wanted) && (!control_.configure || control_.configure(SettingsOf(wanted)))) line_ = wanted;
   }
-  // Zero asks for the value in force.
+  // A value of zero queries the present setting.
   void AnswerChange(std::uint8_t code, std::uint8_t LineValues::*field, std::uint8_t value) {
     if (value != 0) Change([&](LineValues& line) { line.*field = value; });
     const char byte = static_cast<char>(line_.*field);

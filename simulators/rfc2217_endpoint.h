@@ -1,4 +1,4 @@
-// A served serial line that speaks RFC 2217.
+// A served serial line with the RFC 2217 protocol.
 #pragma once
 
 #include <functional>
@@ -9,15 +9,15 @@
 
 namespace ulix {
 
-// What a client wants of the line; each answers whether it was done.
+// The line settings that a client requests. Each function returns whether the setting was made.
 struct LineControl {
   std::function<bool(const platform::LineSettings& settings)> configure;
   std::function<void(bool input, bool output)> purge;
 };
 
-// Speaks telnet with the client of `stream`, which sees the line's bytes alone. Options are answered and never offered,
-// so that a client that comes after another finds a server that knows nothing of it. A setting that `control` refuses,
-// or that the protocol does not have, is answered with the one in force.
+// Wraps `stream` in telnet: the caller reads and writes only the line's bytes. The server answers options and never
+// offers any, so that it has no state of an earlier client. A setting that `control` refuses, or that the protocol does
+// not have, is answered with the present setting.
 std::unique_ptr<platform::ByteEndpoint> MakeRfc2217Endpoint(std::unique_ptr<platform::ByteEndpoint> stream,
                                                             LineControl control);
 

@@ -1,4 +1,4 @@
-// A simulated instrument: a model of the device's state behind the commands of its wire.
+// A simulated instrument: the device's state, and the commands of its protocol.
 #pragma once
 
 #include <memory>
@@ -14,31 +14,31 @@ namespace ulix {
 
 class Surroundings;
 
-// One request taken off the wire and what the instrument says to it.
+// The reply to one request.
 struct SimulatedReply {
-  std::string bytes;      // empty when the instrument answers nothing to this request
-  bool expected = false;  // whether the request is one that is answered at all
+  std::string bytes;      // Empty when the instrument does not answer this request.
+  bool expected = false;  // The request is a query, so that an answer is expected.
 };
 
-// Called from one thread.
+// The functions are called by one thread at a time.
 class Simulator {
  public:
   virtual ~Simulator() = default;
-  // Takes bytes as they come off the wire and returns one reply for every whole request that they complete.
+  // Takes bytes as they come on the line. Returns one reply for every request that they complete.
   virtual std::vector<SimulatedReply> Receive(std::string_view bytes) = 0;
-  // Tells it, before any byte, that it is served on a network instead of a line: some protocols have other frames
-  // there.
+  // Selects the frames of a network in place of those of a line, for protocols that have both. Call it before Receive.
   virtual void OnNetwork() {}
   // Puts it, before any byte, where it shares a world with others; `place` outlives it. False for a model that is no
   // source of what the others measure and measures nothing itself.
   virtual bool Place(Surroundings& /*place*/) { return false; }
-  // The instrument's own way to refuse a request, for the fault `refuse`.
+  // The instrument's own refusal, for the fault `refuse`.
   virtual std::string Refusal() const = 0;
-  // Sets a property of the simulated device, such as "input" or "identity"; E_INVALIDARG for one that it does not have.
+  // Sets a property of the simulated device, such as "input" or "identity". E_INVALIDARG for an unknown property or a
+  // bad value.
   virtual HRESULT Set(std::string_view key, std::string_view value) = 0;
-  // The properties and what they are now, for help texts.
+  // The properties and their present values, for help texts.
   virtual std::vector<std::pair<std::string, std::string>> Properties() const = 0;
-  // Requests that the real instrument would not know, as they came; the first kMaxUnknown of them.
+  // The first kMaxUnknown requests that the real instrument does not know, as they came.
   const std::vector<std::string>& unknown_requests() const { return unknown_requests_; }
 
  protected:

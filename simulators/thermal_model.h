@@ -1,4 +1,4 @@
-// A simulated block or bath whose temperature goes after its set point.
+// A simulated block or bath whose temperature follows its set point.
 #pragma once
 
 #include "platform/clock.h"
@@ -7,20 +7,20 @@
 
 namespace ulix {
 
-// Degrees Celsius and seconds. The fields may be changed at any time after Advance.
+// Degrees Celsius and seconds. Call Advance before you change a field.
 class ThermalModel {
  public:
   explicit ThermalModel(Clock& clock) : clock_(clock), moved_(clock.Now()) {}
 
-  double temperature = 20;  // when it was last looked at
+  double temperature = 20;  // At the last Advance.
   double set_point = 20;
-  double time_constant = 30;  // in which the distance to the set point shrinks to a third or so; 0 or less: at once
-  double noise = 0.002;       // greatest deviation of one measurement
+  double time_constant = 30;  // In this time the distance to the set point shrinks to 37 %; 0 or less: at once.
+  double noise = 0.002;       // Greatest deviation of one measurement.
 
-  // Of a shared world, which then has temperature, dynamics and noise of its own.
+  // The shared world, or null. It then has its own temperature, dynamics and noise.
   Surroundings* place = nullptr;
 
-  // Brings the temperature up to the present.
+  // Computes the temperature at the present time.
   void Advance();
   double Measure();
   void SetPoint(double value);
