@@ -25,9 +25,9 @@
 namespace ulix::cli {
 namespace {
 
-constexpr int kHighestPort = 32767;  // that a configuration keeps
+constexpr int kHighestPort = 32767;  // The highest port that a configuration can store.
 
-// All of `text` as an integer of the given base.
+// The integer that is the whole of `text`, in the given base.
 std::optional<std::int64_t> WholeInteger(std::string_view text, int base) {
   std::int64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
@@ -35,14 +35,14 @@ std::optional<std::int64_t> WholeInteger(std::string_view text, int base) {
   return value;
 }
 
-// The number between the dots of a key such as "channel.12.range", as a part of it; empty for a key without one.
+// The number between the dots of a key such as "channel.12.range"; empty for a key without one. Refers to `key`.
 std::string_view NumberIn(std::string_view key) {
   const std::size_t first = key.find('.');
   const std::size_t last = key.rfind('.');
   return first == last ? std::string_view() : key.substr(first + 1, last - first - 1);
 }
 
-// Keys that differ in their number only are told once: "model, channel.N.range (N is 0 to 34)".
+// The list of keys. Keys that differ only in their number are listed once: "model, channel.N.range (N is 0 to 34)".
 std::string Keys(const Settings& settings) {
   std::vector<std::string> patterns;
   std::string_view greatest;
@@ -65,7 +65,7 @@ std::vector<std::string> AllKeys(const Settings& settings) {
   return keys;
 }
 
-// Devices take whatever comes, as often as it comes.
+// Whether two paths are the same file. A device is never the same file: several outputs may use it.
 bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& other) {
   namespace fs = std::filesystem;
   std::error_code failed;
@@ -81,7 +81,7 @@ std::string NotTaken(const std::string& text, const std::string& kind, const std
 
 }  // namespace
 
-// The parser of the command line takes a leading zero for octal and 0x for hexadecimal, so it gets the digits anew.
+// The parser of the command line would read a leading zero as octal and 0x as hexadecimal, so it gets new digits.
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
   const auto take = [=](std::string& text) {
     std::string_view digits = Trimmed(text);
@@ -104,7 +104,7 @@ CLI::Validator Number(float least, float most) {
   return {take, ""};
 }
 
-// "90s", "10m", "2h"; a number alone is seconds.
+// Accepts "90s", "10m" and "2h"; a number alone is seconds.
 CLI::Validator OneOf(std::vector<std::string> words) {
   const auto check = [words = std::move(words)](const std::string& typed) {
     if (std::find(words.begin(), words.end(), typed) != words.end()) return std::string();
@@ -188,7 +188,7 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
                      "'" + key + "' is not a setting; takes " + Keys(settings) + DidYouMean(key, AllKeys(settings)));
   }
   auto text = LibraryText(value);
-  // People type a real number with their own separator.
+  // Users type a real number with their own decimal separator.
   const auto number = row->type == VariantType::kR4 ? TypedNumber(value) : std::nullopt;
   if (number) text = FormatShortest(static_cast<float>(*number));
   if (!text || Failed(settings.SetText(*row, *text))) {

@@ -1,4 +1,4 @@
-// certificate: checks a digital calibration certificate, or shows it to people.
+// certificate: checks or shows a digital calibration certificate.
 #include <CLI/CLI.hpp>
 
 #include <memory>
@@ -39,7 +39,7 @@ constexpr LocalizedText kUnsigned{"signature: none", "signature : aucune"};
 constexpr LocalizedText kWithFindings{"% findings", "% constatations"};
 
 struct CertificateOptions {
-  ConnectionOptions connection;  // of which only the language counts
+  ConnectionOptions connection;  // Only its language is used.
   std::string action;
   std::string file;
   std::string schema;

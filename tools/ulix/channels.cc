@@ -56,7 +56,7 @@ Channel ChannelOf(std::span<const Channel> known, ChannelId id) {
   return found == known.end() ? LoggerChannel(id) : *found;
 }
 
-// A float holds seven digits: no more decimals are shown than those have room for.
+// A float has seven significant digits: the decimals are limited to those.
 std::string FormatValue(const Channel& channel, float value) {
   constexpr int kDigits = 7;
   if (channel.resolution == kShortest) return FormatShortest(value);

@@ -1,4 +1,4 @@
-// The channels of an instrument as the command line shows them and as the user names them.
+// The channels of an instrument, as the command line shows them and as users name them.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@
 
 namespace ulix::cli {
 
-inline constexpr int kShortest = -1;  // as many decimals as tell a value from every other
+inline constexpr int kShortest = -1;  // A resolution: the fewest decimals that read back as the same value.
 
 // Texts in UTF-8.
 struct Channel {
@@ -19,12 +19,12 @@ struct Channel {
   std::string name;
   eChanDir direction = ChanIn;
   std::string unit;
-  int resolution = 6;   // decimals
-  bool offered = true;  // whether the instrument has it, the way it is set
-  bool on = true;       // whether it measures, the way it is set
+  int resolution = 6;   // Decimals.
+  bool offered = true;  // The instrument has the channel with its present settings.
+  bool on = true;       // The channel is switched on.
 };
 
-// A channel of which its records tell no more than the number.
+// A channel of a logger's records, of which only the number is known.
 Channel LoggerChannel(ChannelId id);
 
 // The one of `known` with this id; LoggerChannel where there is none.
@@ -33,20 +33,21 @@ Channel ChannelOf(std::span<const Channel> known, ChannelId id);
 // "in", "out" or "in/out".
 const char* DirectionWord(eChanDir direction);
 
-// Why a value is doubtful, for scripts, in English; empty where it is not.
+// The reason of a doubt in English, for scripts; empty without a doubt.
 const char* DoubtText(Doubt doubt);
-// What stands behind a value in tables and lines: "?" where it is doubtful.
+// The mark after a value in tables and lines: "?" for a doubtful value.
 const char* DoubtMark(Doubt doubt);
 
 // The value with the channel's decimals and a point.
 std::string FormatValue(const Channel& channel, float value);
-// The same with the unit behind it.
+// The same with the unit.
 std::string FormatWithUnit(const Channel& channel, float value);
 
-// The channels that the user asked for, by id or by name in any case, in that order and each once; every input channel
-// on offer and on when none was asked for. UsageError for one that is not there or that is an output only.
+// The channels that the user named, by id or by name in upper or lower case, in that order and each once. Without
+// names: every input channel that the instrument has and that is on. UsageError for an unknown channel and for an
+// output.
 std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<const std::string> asked);
-// One channel that can be written.
+// The channel that the user named. UsageError when it is unknown or cannot be written.
 Channel SelectOutput(std::span<const Channel> channels, const std::string& asked);
 
 }  // namespace ulix::cli

@@ -64,13 +64,13 @@ std::string WhichVerb(const std::string& typed) {
   return message + DidYouMean(typed, names);
 }
 
-// The first that was typed and is no verb, option or value.
+// The first typed argument that is no verb, option or value.
 std::string FirstUnknown(const CLI::App& app) {
   const auto unknown = app.remaining(true);
   return unknown.empty() ? std::string() : unknown.front();
 }
 
-// What is said of an option that the verb does not have; empty for anything else that is too much.
+// The message about an option that the verb does not have; empty for any other extra argument.
 std::string WhichOption(const CLI::App& verb, const std::string& typed) {
   if (!typed.starts_with('-')) return {};
   std::vector<std::string> names;
@@ -86,8 +86,8 @@ void CheckNothingIsMissing(const CLI::App& verb) {
     throw UsageError(option->get_name(), MissingText(*option));
 }
 
-// The parser takes '-' and a digit for a number and any other '-' for an option, so -.5 and -,5 become -0.5 and -0,5.
-// The last comes first, as it wants them.
+// The parser reads '-' and a digit as a number and any other '-' as an option, so -.5 and -,5 become -0.5 and -0,5. The
+// parser needs the arguments in reverse order.
 std::vector<std::string> ArgumentsOf(int argc, char** argv) {
   std::vector<std::string> arguments;
   for (int k = argc - 1; k > 0; --k) {
@@ -100,7 +100,7 @@ std::vector<std::string> ArgumentsOf(int argc, char** argv) {
   return arguments;
 }
 
-// The language decides how numbers are read, wherever its option stands among them.
+// Sets the language before the other arguments are parsed, because it decides how numbers are read.
 void ShowLanguageOf(const std::vector<std::string>& arguments) {
   for (std::size_t k = 0; k < arguments.size(); ++k) {
     const std::string& argument = arguments[k];
@@ -117,7 +117,7 @@ int RunVerb(int argc, char** argv) {
   app.set_version_flag("-V,--version", "ulix " + VersionText());
   app.footer(kFooter);
   app.require_subcommand(1);
-  app.allow_windows_style_options(false);  // an argument that begins with '/' is a path on every system
+  app.allow_windows_style_options(false);  // An argument that begins with '/' is a path on every system.
   std::map<const CLI::App*, Action> actions;
   for (const Verb& verb : Verbs()) {
     CLI::App* const command = app.add_subcommand(verb.name, verb.summary);

@@ -1,10 +1,10 @@
-// The command line as a whole.
+// The command line.
 #pragma once
 
 namespace ulix::cli {
 
-// Parses, does what was asked and returns the exit status: 0 done, 1 the instrument, the link or a file failed, 2 wrong
-// usage. Nothing is thrown.
+// Parses the arguments, runs the verb and returns the exit status: 0 done, 1 the instrument, the link or a file failed,
+// 2 wrong usage. Does not throw.
 int RunCommandLine(int argc, char** argv);
 
 }  // namespace ulix::cli

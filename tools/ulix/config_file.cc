@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kMark = "\nULIX {";
 
-// What our line says; null where the file has none.
+// The contents of the trailer line; null when the file has none.
 Json TrailerOf(const std::string& bytes) {
   const std::size_t mark = bytes.rfind(kMark);
   if (mark == std::string::npos) return nullptr;

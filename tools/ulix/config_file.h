@@ -1,9 +1,9 @@
-// Saved configurations. A file is the published stream; behind it, where hosts do not look, stands one line of ours:
+// Saved configurations. A file has the published stream, and after it, where hosts do not read, one trailer line:
 //
 //   ULIX {"model":"kelvo10","location":"/dev/serial/by-id/usb-..."}
 //
-// It says which model the stream is of, which the stream does not, and where its instrument is when a number alone
-// would not find it again.
+// The line has the model, which the stream lacks, and the location of the instrument when a port number would not be
+// enough to find it again.
 #pragma once
 
 #include <string>
@@ -12,11 +12,11 @@
 
 namespace ulix::cli {
 
-// The line to put behind the stream of an instrument.
+// The trailer line of an instrument.
 std::string ConfigTrailer(Instrument& instrument);
 
-// Loads a file into an instrument. OperationFailed when it cannot be read, holds no configuration, or holds that of
-// another model: the instrument then keeps its defaults. A file without our line is taken for one of this model.
+// Loads a file into an instrument. OperationFailed when the file cannot be read, is no configuration, or is one of
+// another model: the instrument then has its defaults. A file without the trailer line counts as one of this model.
 void LoadConfigFile(Instrument& instrument, const std::string& path);
 
 }  // namespace ulix::cli

@@ -1,4 +1,4 @@
-// config: the instrument's configuration, shown, edited, sent, read back and kept.
+// config: shows, edits, sends, reads and saves the instrument's configuration.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -27,7 +27,7 @@ struct ConfigOptions {
   std::string save_file;
 };
 
-// What the settings shown are those of.
+// The line that names the source of the shown settings.
 std::string SourceLine(const Session& session, const ConfigOptions& options, const std::string& name) {
   const Language language = OnTerminal() ? LanguageOf(options.connection) : Language::kEnglish;
   if (session.settings_source() == SettingsSource::kInstrument)
@@ -38,7 +38,7 @@ std::string SourceLine(const Session& session, const ConfigOptions& options, con
                language, {name});
 }
 
-// The published summary says CMX310 of every instrument.
+// The published summary names CMX310 for every model; this line names the right one.
 std::string LineSummary(Session& session, const std::string& name) {
   std::string text;
   session.Check(session.instrument().GetCommInfo(&text));
@@ -66,7 +66,8 @@ void Print(Session& session, const ConfigOptions& options) {
   PrintLine(LineSummary(session, name));
 }
 
-// An instrument that is named is asked where its model can be, and fails where it does not answer.
+// Reads the settings from the instrument when the options name it and its model has queries for them. Fails when the
+// instrument does not answer.
 void Show(Session& session, const ConfigOptions& options) {
   const ConnectionOptions& connection = options.connection;
   const bool named = !connection.port.empty() || !connection.host.empty();
@@ -78,7 +79,7 @@ void Show(Session& session, const ConfigOptions& options) {
   Print(session, options);
 }
 
-// The defaults were asked for by no one: they would change how the instrument is set.
+// Refuses to send settings that the user did not give: the defaults would change the instrument's configuration.
 void Send(Session& session, const ConfigOptions& options) {
   if (session.settings_source() == SettingsSource::kDefaults) {
     throw UsageError("send", "has nothing to send; takes --set KEY=VALUE or --config FILE");
@@ -122,7 +123,7 @@ struct ConfigAction {
 constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit", Edit}, ConfigAction{"send", Send},
                                  ConfigAction{"read", Read}};
 
-// Looked at before anything else: whoever cannot be asked need not wait for a refusal.
+// Checked first: without a terminal the verb must fail at once.
 void CheckSomebodyIsThere() {
   if (SomebodyIsThere()) return;
   throw UsageError("edit",
@@ -133,7 +134,7 @@ void CheckSomebodyIsThere() {
 int Config(const ConfigOptions& options) {
   if (options.action == "edit") CheckSomebodyIsThere();
   Session session(options.connection);
-  // The file that the settings came from may be written again.
+  // The file from which the settings were loaded may be replaced.
   const bool same = options.save_file == options.connection.config_file;
   CheckMayReplace("--save", options.save_file, options.connection.force || same);
   if (!options.save_file.empty()) CheckReplaceable(options.save_file);

@@ -34,7 +34,7 @@ std::string Joined(const Rows& rows, const char* between, Name&& name) {
   return joined;
 }
 
-// Adds an option that takes one of `choices` and hands its place to `take`.
+// Adds an option whose value is one of `choices`. `take` gets the position of the choice.
 CLI::Option* AddChoice(CLI::App& verb, const std::string& name, std::vector<std::string> choices,
                        const std::string& help, const std::function<void(std::size_t)>& take) {
   const std::string allowed = Joined(choices, "|", [](const std::string& choice) { return choice; });
@@ -61,7 +61,7 @@ std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
   return std::make_unique<SimulatedLine>(options.model);
 }
 
-// What the options say of the exchanges: shown, kept, both or neither.
+// The trace that the options ask for: exchanges are shown, recorded, both or neither.
 LinkTrace TraceOf(const ConnectionOptions& options) {
   const LinkTrace shown = options.trace ? TraceToStandardError() : LinkTrace();
   if (options.record_file.empty()) return shown;
@@ -104,7 +104,7 @@ Instrument::Options InstrumentOptions(Language language, UserInterface& user) {
   return chosen;
 }
 
-// A device path or URL is opened as it is; its number, where it has one, is for texts and saved configurations.
+// A device path or URL is opened as given. Its port number, if any, is used in texts and saved configurations.
 void SetPort(SerialParams& params, const PortArgument& port) {
   params.location.clear();
   if (const int* number = std::get_if<int>(&port)) {
@@ -124,20 +124,20 @@ std::vector<std::string> ModelIds() {
   return ids;
 }
 
-// What is wrong with a model word; empty for a good one.
+// The message about an unknown model id; empty for a known one.
 std::string NotAModel(const std::string& word) {
   const auto name = [](const CatalogueEntry& entry) { return entry.card->model_id; };
   if (FindModel(word)) return {};
   return "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name) + DidYouMean(word, ModelIds());
 }
 
-// The number by which the instrument itself calls a failure: that of a record, or the one within the model's block.
+// The instrument's own number of a failure: that of a logger's record, or the one within the model's block of codes.
 std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
   if (code > 0) return code;
   return IsOwnCode(card, code) ? std::optional(code - card.exception_code) : std::nullopt;
 }
 
-// Why a port could not be opened; empty where nothing is known.
+// Why a port could not be opened; empty when the cause is unknown.
 std::string CauseOf(const platform::OpenFailure& failure) {
   using Cause = platform::OpenFailureCause;
   const std::string holder = std::to_string(failure.holder);
@@ -171,10 +171,10 @@ std::string CauseOf(const platform::OpenFailure& failure) {
 
 constexpr char kGroup[] = "Connection";
 
-// Options of other kinds of link go beside this one.
+// Adds the options of a serial line.
 void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
   const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
-  // Which rates there are depends on the model.
+  // The baud rates depend on the model.
   const auto take_rate = [&options](const std::string& text) {
     std::uint32_t rate = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rate);
@@ -296,7 +296,7 @@ void Session::Configure(const ConnectionOptions& options) {
   ConfigureLine(options);
 }
 
-// A port given in place of a host takes the instrument off the network.
+// A port given without a host moves the instrument from the network to the serial line.
 void Session::ConfigureNetwork(const ConnectionOptions& options) {
   if (options.host.empty() && !options.tcp_port && options.port.empty()) return;
   std::optional<NetworkAddress> address;
@@ -346,7 +346,7 @@ HRESULT Session::TryConnect() {
   return result;
 }
 
-// The device or the server that is behind the link, as "/dev/ttyUSB0: ".
+// The device or server of the link, as "/dev/ttyUSB0: ".
 std::string Session::LinkPlace() {
   std::optional<NetworkAddress> address;
   if (Succeeded(instrument_.GetNetworkAddress(&address)) && address)

@@ -1,4 +1,4 @@
-// From the options of the command line to an instrument: model, port, line, configuration, language.
+// Makes an instrument from the options of the command line: model, port, line, configuration, language.
 #pragma once
 
 #include <cstdint>
@@ -20,30 +20,30 @@ class App;
 
 namespace ulix::cli {
 
-// What the options said; nothing is looked up or opened yet.
+// The values of the options. Nothing is searched for or opened yet.
 struct ConnectionOptions {
   std::string model;
   std::string port;
   std::optional<std::uint32_t> baud_rate;
-  std::vector<std::pair<const LineField*, std::size_t>> line;  // fields of the line and their codes
-  std::string host;                                            // empty: not on a network
+  std::vector<std::pair<const LineField*, std::size_t>> line;  // Fields of the line and their codes.
+  std::string host;                                            // Empty: not on a network.
   std::optional<std::int32_t> tcp_port;
   std::optional<std::uint32_t> slave;
   std::string config_file;
-  bool no_config = false;             // the instrument is not asked how it is set
+  bool no_config = false;             // Do not read the settings from the instrument.
   std::vector<std::string> settings;  // "KEY=VALUE"
   std::uint32_t timeout_ms = 0;
   std::optional<Language> language;
   bool trace = false;
   bool stats = false;
-  std::string record_file;  // of what goes over the wire
-  bool force = false;       // files that are there already may be replaced
+  std::string record_file;  // The file for the bytes on the wire.
+  bool force = false;       // Existing files may be replaced.
 };
 
-// Where an instrument's settings come from.
+// The source of an instrument's settings.
 enum class SettingsSource { kDefaults, kOptions, kInstrument };
 
-// Each adds its arguments to a verb; `options` outlives the parsing.
+// Add arguments to a verb. `options` must outlive the parsing.
 void AddModel(CLI::App& verb, ConnectionOptions& options);
 // UsageError where the word is no model's.
 void CheckModel(const std::string& word);
@@ -52,47 +52,48 @@ void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);
 void AddForce(CLI::App& verb, ConnectionOptions& options);
 
-// The language asked for, else the user's own.
+// The language of the options, else the user's own.
 Language LanguageOf(const ConnectionOptions& options);
 
-// An instrument with its configuration; connected when asked to, handed back at the end.
+// An instrument with its configuration. The destructor disconnects it.
 class Session {
  public:
-  // `trace` takes the place of the one that the options ask for. UsageError for options that do not fit the model.
-  // `user_interface` outlives it; without one the person at the terminal is told what there is to tell.
+  // `trace` replaces the trace of the options. UsageError for options that do not fit the model. `user_interface` must
+  // outlive the session; without one, warnings go to standard error.
   explicit Session(const ConnectionOptions& options, LinkTrace trace = {}, UserInterface* user_interface = nullptr);
 
-  // Prints what the session counted, where the options ask for it.
+  // Disconnects. Prints the session's counters when the options ask for them.
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   Instrument& instrument() { return instrument_; }
   bool simulated() const { return simulated_line_ != nullptr; }
-  // UsageError where the model needs a port and none is named.
+  // OperationFailed when the connection fails. UsageError when the model needs a port and none is given.
   void Connect();
-  // What the instrument's side of the connection came to; OperationFailed with the cause where the link does not open.
+  // The instrument's result of the connection. OperationFailed with the cause when the link does not open.
   HRESULT TryConnect();
-  // Connects, and asks the instrument how it is set, where its model can be asked and the options do not say. What it
-  // does not tell is said on standard error: units and decimals that hang on it are left out from then on.
+  // Connects, then reads the settings from the instrument when its model has queries for them and the options do not
+  // set them. A failure to read is reported on standard error; units and decimals that depend on them are then left
+  // out.
   void ConnectAndAsk();
-  // Asks the connected instrument how it is set; OperationFailed when it does not tell.
+  // Reads the settings from the connected instrument. OperationFailed when that fails.
   void ReadSettings();
   SettingsSource settings_source() const { return settings_source_; }
-  // Whether the options name where the instrument is.
+  // Whether the options give the instrument's port or address.
   bool HasAddress() const { return has_address_; }
-  // Those on offer only, and the instrument connected to, where it is the instrument that knows them. Units and
-  // decimals are empty where they hang on settings that are not known.
+  // The channels that the instrument has. Connects first when only the instrument knows them. Units and decimals are
+  // empty when they depend on unknown settings.
   std::vector<Channel> Channels();
-  // Some models tell the units only with the readings: the channels with the units of now.
+  // The channels with their present units, for models whose units come with the readings.
   std::vector<Channel> WithUnits(std::vector<Channel> channels);
 
-  // OperationFailed with the code's text when `result` is a failure of a member of the instrument.
+  // Throws OperationFailed with the code's text when a member of the instrument failed with `result`.
   void Check(HRESULT result);
-  // In UTF-8; empty for a code that neither the instrument nor its link has a text for.
+  // The text of a code in UTF-8; empty when neither the instrument nor its link has one.
   std::string ErrorText(HRESULT code, bool short_text = false);
-  // What a person is told of any code: its text, the system's, the code's name, or the instrument's own number; empty
-  // for a code that has none of them.
+  // The explanation of a code for users: its text, the system's text, the code's name, or the instrument's own number.
+  // Empty for a code that has none of these.
   std::string Explain(HRESULT code);
 
  private:
@@ -108,7 +109,7 @@ class Session {
   bool has_address_ = false;
   SettingsSource settings_source_ = SettingsSource::kDefaults;
   bool stats_;
-  std::unique_ptr<SimulatedLine> simulated_line_;  // none: a real port
+  std::unique_ptr<SimulatedLine> simulated_line_;  // Null: a real port.
   TerminalUser user_;
   Instrument instrument_;
 };

@@ -1,4 +1,4 @@
-// convert: ohms and millivolts of a sensor to temperature, and back.
+// convert: converts ohms and millivolts of a sensor to temperature, and back.
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -25,7 +25,7 @@ constexpr char kCelsius[] = "°C";
 constexpr int kDecimals = 6;
 
 struct ConvertOptions {
-  ConnectionOptions connection;  // of which only the language counts
+  ConnectionOptions connection;  // Only its language is used.
   std::string sensor;
   std::vector<std::string> values;
   std::vector<std::string> millivolts;
@@ -56,7 +56,7 @@ Sensor SensorOf(const ConvertOptions& options) {
   return OrUsageError("SENSOR", Sensor::Parse(text));
 }
 
-// Zero has no sign here.
+// A negative zero is shown without its sign.
 std::string ShownValue(double value) {
   const bool zero = std::abs(value) < 0.5e-6;
   return ShownNumber(FormatFixed(zero ? 0 : value, kDecimals));

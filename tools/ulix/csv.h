@@ -1,4 +1,4 @@
-// Scans as comma-separated values: a header line, then one line a report.
+// Scans as comma-separated values: a header line, then one line for each report.
 #pragma once
 
 #include <fstream>
@@ -16,19 +16,19 @@ class App;
 
 namespace ulix::cli {
 
-// The text of a code in UTF-8, for people.
+// Gives the text of a code in UTF-8, for users.
 using ErrorText = std::function<std::string(HRESULT)>;
 
-// What a path stands for where standard output is meant.
+// The path that means standard output.
 inline constexpr const char* kStandardOutput = "-";
 
-// --csv-separator: a comma, unless another is asked for; `separator` outlives the parsing.
+// Adds --csv-separator; the default is a comma. `separator` must outlive the parsing.
 void AddCsvSeparator(CLI::App& verb, char& separator);
 
-// Cells joined by the separator, quoted where they must be, with the line's end.
+// A line of cells, quoted where necessary, with its line end.
 std::string CsvLine(std::span<const std::string> cells, char separator = ',');
 
-// Where lines go: a file that grows as they come, or standard output. OperationFailed when it takes no more.
+// Writes lines to a file as they come, or to standard output. OperationFailed when a line cannot be written.
 class CsvStream {
  public:
   explicit CsvStream(std::string path);
@@ -36,17 +36,17 @@ class CsvStream {
 
  private:
   std::string path_;
-  std::ofstream file_;  // not open for standard output
+  std::ofstream file_;  // Not open for standard output.
 };
 
-// "time,IN (V),IN error": two columns a channel.
+// "time,IN (V),IN error": two columns for each channel.
 std::string CsvHeader(std::span<const Channel> channels, char separator = ',');
 
 // What is to be said of a value beside it, in English: "no number in the reply; late 1.2 s", or nothing.
 std::string RemarkText(Doubt doubt, double late_s);
 
-// Local time to the millisecond, then value and error of each of `channels`; whichever does not apply is empty. Both
-// are empty for a channel that the report does not hold. A doubtful or late value has its remark in place of an error.
+// Local time to the millisecond, then either the value or the error of each of `channels`; the other cell is empty.
+// Both are empty for a channel that is not in the report. A doubtful or late value has its remark in place of an error.
 std::string CsvRow(std::span<const Channel> channels, const ChannelArrays& report, const ErrorText& error_text,
                    char separator = ',', double late_s = 0);
 

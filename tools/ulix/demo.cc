@@ -1,4 +1,4 @@
-// demo: the tour. Everything it shows goes the whole way, over a real serial device of the system, and is checked.
+// demo: the demonstration. All that it shows goes over a real serial device of the system, and is checked.
 #include <CLI/CLI.hpp>
 
 #include <array>
@@ -31,7 +31,7 @@ constexpr std::uint32_t kPeriodMs = 200;
 constexpr std::uint32_t kTimeoutMs = 400;
 
 struct DemoOptions {
-  double seconds = 5;  // of each of the two long scans
+  double seconds = 5;  // Duration of each of the two long scans.
   std::string directory;
 };
 
@@ -48,7 +48,7 @@ class Bench {
 
   SimulatedInstrument& instrument() { return instrument_; }
   const std::string& address() const { return endpoint_->address(); }
-  // The source at the input: a slow swing.
+  // Sets the slow swing of the source at the input.
   void Swing(const std::string& centre, const std::string& amplitude) {
     for (const auto& setting : {"follow-output=0", "noise=0.001", "period=4"}) instrument_.Set(setting);
     instrument_.Set("input=" + centre);
@@ -68,7 +68,7 @@ class Bench {
   std::thread server_;
 };
 
-// The lines that went over the wire since the last look.
+// Collects the lines on the wire.
 class WireTap {
  public:
   LinkTrace Trace() {
@@ -86,10 +86,10 @@ class WireTap {
     return std::exchange(lines_[direction], {});
   }
   std::mutex mutex_;
-  std::array<std::vector<std::string>, 2> lines_;  // guarded by mutex_
+  std::array<std::vector<std::string>, 2> lines_;  // Guarded by mutex_.
 };
 
-// Pulls the line after a third of the reports and plugs it again after two thirds.
+// Unplugs the line after a third of the reports and plugs it in again after two thirds.
 class LinePuller final : public ScanOutput {
  public:
   LinePuller(SimulatedInstrument& instrument, std::uint64_t reports) : instrument_(instrument), reports_(reports) {}
@@ -109,11 +109,11 @@ class LinePuller final : public ScanOutput {
   std::uint64_t reports_;
   std::uint64_t seen_ = 0;
   int failed_ = 0;
-  HRESULT code_ = S_OK;  // of the last failure
+  HRESULT code_ = S_OK;  // The code of the last failure.
   HRESULT last_ = S_OK;
 };
 
-// Counts reports whose every reading succeeded.
+// Counts the reports in which every reading succeeded.
 class GoodReports final : public ScanOutput {
  public:
   explicit GoodReports(std::uint64_t& count) : count_(count) {}
@@ -157,7 +157,7 @@ class Tour {
   const DemoOptions& options_;
   Bench bench_;
   WireTap tap_;
-  Session session_;  // goes first: it talks to the two above
+  Session session_;  // Destroyed first, because it uses the members above.
   int missed_ = 0;
 };
 

@@ -1,4 +1,4 @@
-// detect: which model answers on a line.
+// detect: finds the model that answers on a line.
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -28,7 +28,7 @@ struct Answer {
   std::string identification;
 };
 
-// Whether an instrument that was connected to as this model says what it is.
+// The identity of the instrument when it answers as this model; else none.
 std::optional<Answer> AnswerAs(const ConnectionOptions& options, const ModelCard& card) {
   ConnectionOptions connection = options;
   connection.model = card.model_id;

@@ -1,4 +1,4 @@
-// error: what a result code means.
+// error: explains a result code.
 #include <CLI/CLI.hpp>
 
 #include <memory>

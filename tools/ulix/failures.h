@@ -1,4 +1,4 @@
-// How a verb ends early: what the user typed is wrong, or the instrument, the link or a file failed.
+// The exceptions that end a verb: wrong usage, or a failure of the instrument, the link or a file.
 #pragma once
 
 #include <exception>
@@ -10,15 +10,15 @@
 
 namespace ulix::cli {
 
-// Exit status 2. `what` names the argument and says what it takes.
+// Exit status 2. `what` names the argument and what it accepts.
 class UsageError : public std::runtime_error {
  public:
   UsageError(const std::string& argument, const std::string& message) : std::runtime_error(argument + ": " + message) {}
 };
 
-// A file's own codes: the storage errors of the operating system whose code space the library shares.
+// The codes of files: the storage errors of the operating system, from the same range of codes.
 inline constexpr HRESULT kFileNotFound = static_cast<HRESULT>(0x80030002U);
-// No reading came: the data are not there yet.
+// No reading came: the data are not available yet.
 inline constexpr HRESULT kNoReading = static_cast<HRESULT>(0x8000000AU);
 inline constexpr HRESULT kWriteFault = static_cast<HRESULT>(0x8003001DU);
 
@@ -28,10 +28,10 @@ class OperationFailed : public std::runtime_error {
   OperationFailed(HRESULT code, const std::string& text);
 };
 
-// Keeps the first of what several attempts throw for when it can be reported.
+// Keeps the first exception of several calls, to be thrown later.
 class FirstFailure {
  public:
-  // Whether it threw nothing.
+  // Makes a call; false when it threw.
   template <typename Call>
   bool Attempt(Call&& call) {
     try {
@@ -51,12 +51,12 @@ class FirstFailure {
   std::exception_ptr thrown_;
 };
 
-// The system's own text of one of its codes that members of an instrument give, in UTF-8; empty for any other code.
+// The text of a system code that members of an instrument give, in UTF-8; empty for any other code.
 std::string SystemText(HRESULT code, Language language);
 
 // "0x80044403".
 std::string CodeText(HRESULT code);
-// The code, and behind it the text where there is one. Line breaks become blanks.
+// The code, and its text if there is one. Line breaks become blanks.
 std::string FailureLine(HRESULT code, const std::string& text);
 
 }  // namespace ulix::cli

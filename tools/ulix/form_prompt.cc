@@ -18,7 +18,7 @@ struct FormPrompt::MoveWord {
 
 namespace {
 
-// The choice that an entry is, by its text or by its number in the list.
+// The choice that an entry means, by its text or by its number in the list.
 std::optional<std::size_t> ChoiceEntered(const Field& field, const std::string& entry) {
   Field asked = field;
   asked.value = entry;
@@ -92,7 +92,7 @@ void FormPrompt::ShowPage(const Form& form, std::size_t page) {
   }
 }
 
-// In columns; numbered where a number means the choice.
+// Shows the choices in columns, with numbers when a number selects the choice.
 void FormPrompt::ShowChoices(const Field& field) {
   std::vector<std::string> cells;
   std::size_t widest = 0;
@@ -224,7 +224,7 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   return reason;
 }
 
-// What other questions lack is told when all have been asked.
+// The refusal of this field, if any. Refusals of other fields are shown when all have been asked.
 std::string FormPrompt::Objection(const Form& form, const Question& question) const {
   const Field& field = form.pages[question.page].fields[question.field];
   if (field.kind == FieldKind::kChoice && !ChoiceOf(field)) return Localized(TextId::kNotAChoice, language_);
@@ -234,7 +234,7 @@ std::string FormPrompt::Objection(const Form& form, const Question& question) co
   return ours ? refusal->reason : std::string();
 }
 
-// Next for yes.
+// Asks whether to apply the changes. kNext means yes.
 FormPrompt::Move FormPrompt::Confirm() {
   for (;;) {
     out_ << Say(TextId::kApplyThis) << " [" << Say(TextId::kTakesYesOrNo) << "]: " << std::flush;

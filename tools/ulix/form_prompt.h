@@ -1,4 +1,4 @@
-// A form asked question by question, for people at a terminal.
+// Asks the fields of a form one by one at a terminal.
 #pragma once
 
 #include <cstddef>
@@ -15,19 +15,19 @@ namespace ulix::cli {
 
 class FormPrompt {
  public:
-  // The next line that was typed, in UTF-8; none when the person is gone.
+  // Gives the next typed line in UTF-8; none at the end of the input.
   using ReadLine = std::function<std::optional<std::string>()>;
   enum class Outcome {
-    kTaken,      // the form took the entries
-    kUnchanged,  // the person went through it and changed nothing
-    kLeft,       // the person stopped, or did not want the changes; nothing was given to the form
+    kTaken,      // The entries were applied.
+    kUnchanged,  // The user changed nothing.
+    kLeft,       // The user stopped or rejected the changes; nothing was applied.
   };
 
-  // What it writes is at most `width` columns wide, but for long texts.
+  // The output is at most `width` columns wide, except long texts.
   FormPrompt(ReadLine read_line, std::ostream& out, Language language, std::size_t width)
       : read_line_(std::move(read_line)), out_(out), language_(language), width_(width) {}
 
-  // Asks every question from its present value on, then whether to apply what changed.
+  // Asks every field, with its present value as default, then whether to apply the changes.
   Outcome Run(Form& form);
 
  private:
@@ -54,10 +54,10 @@ class FormPrompt {
   std::string Present(const Field& field) const;
   bool ShowChanges(const Form& before, const Form& form);
 
-  // False when the person left.
+  // False when the user stopped.
   bool Walk(Form& form, std::size_t at);
   Move Ask(Form& form, const Question& question);
-  // Puts an entry in its field; the reason when it is refused, which leaves the field as it was.
+  // Puts an entry into its field. Gives the reason of a refusal, which leaves the field unchanged; else an empty text.
   std::string Enter(Form& form, const Question& question, const std::string& entry);
   std::string Objection(const Form& form, const Question& question) const;
   Move Confirm();

@@ -1,4 +1,4 @@
-// help: what a verb does and what it takes.
+// help: describes a verb and its arguments.
 #include <CLI/CLI.hpp>
 
 #include <filesystem>

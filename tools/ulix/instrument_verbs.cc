@@ -1,4 +1,4 @@
-// identify, set, run, stop: one thing asked of an instrument.
+// identify, set, run, stop: verbs that call one member of an instrument.
 #include <CLI/CLI.hpp>
 
 #include <limits>
@@ -50,7 +50,7 @@ struct SetOptions {
   std::optional<float> max;
 };
 
-// The limits asked for, else those that the model knows of the channel.
+// Uses the model's limits of the channel when the options give none.
 void UseModelLimits(Session& session, ChannelId channel, SetOptions& options) {
   for (std::int16_t index = 0; index < 2; ++index) {
     float limit = 0;
@@ -61,7 +61,7 @@ void UseModelLimits(Session& session, ChannelId channel, SetOptions& options) {
   }
 }
 
-// A value beyond the limits goes out only when the person at the terminal says so.
+// A value beyond the limits is sent only when the user at the terminal confirms it.
 void CheckLimits(const Channel& channel, float value, const SetOptions& options) {
   const bool below = options.min && value < *options.min;
   const bool above = options.max && value > *options.max;
@@ -76,7 +76,7 @@ void CheckLimits(const Channel& channel, float value, const SetOptions& options)
 
 int Set(SetOptions options) {
   Session session(options.connection);
-  // What is wrong with the command is told before the instrument is asked anything.
+  // A wrong channel is refused before anything is sent to the instrument.
   if (!session.instrument().card().channels_in_instrument) SelectOutput(session.Channels(), options.channel);
   const float value = ParseValue(options.value);
   session.ConnectAndAsk();
@@ -89,7 +89,7 @@ int Set(SetOptions options) {
   return 0;
 }
 
-// An instrument-level start or stop.
+// Defines a verb that starts or stops the instrument.
 Action DefineOrder(CLI::App& verb, HRESULT (Instrument::*order)()) {
   const auto options = std::make_shared<ConnectionOptions>();
   AddModel(verb, *options);

@@ -16,7 +16,7 @@ extern "C" void OnInterrupt(int signal) {
 bool Catch() {
   std::signal(SIGINT, OnInterrupt);
   std::signal(SIGTERM, OnInterrupt);
-// Not every C library has these.
+// Not every C library has this signal.
 #ifdef SIGHUP
   std::signal(SIGHUP, OnInterrupt);
 #endif

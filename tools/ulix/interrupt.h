@@ -1,13 +1,13 @@
-// Ctrl-C, the end of the terminal and the request to terminate, as a flag that long verbs look at.
+// Ctrl-C, the closing of the terminal and the request to terminate, as a flag that long verbs read.
 #pragma once
 
 #include <atomic>
 
 namespace ulix::cli {
 
-// From here on the first Ctrl-C (or SIGTERM, or SIGHUP) only raises the flag; a second one ends the program as usual. A
-// reader of our output who leaves shows as a failed write instead of ending us before the instrument is handed back.
-// Asked again it changes nothing.
+// From this call on, the first Ctrl-C (or SIGTERM, or SIGHUP) only sets the flag; a second one ends the program. When
+// the reader of the program's output closes it, a write fails and the program goes on, so that the instrument is
+// disconnected properly. Further calls change nothing.
 const std::atomic<bool>& CatchInterrupts();
 
 }  // namespace ulix::cli

@@ -1,4 +1,4 @@
-// models, ports, keys: what there is, without touching an instrument.
+// models, ports, keys: lists, which use no instrument.
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -35,7 +35,7 @@ constexpr const char* LinkWord(LinkKind kind) {
 
 std::string DisplayName(const ModelCard& card) { return Shown(card.display_name.In(Language::kEnglish)); }
 
-// Those that every instrument of the model has.
+// The channels that every instrument of the model has.
 std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
   return card.channels_in_instrument ? std::span<const ChannelRow>() : card.channels;
 }
@@ -75,7 +75,7 @@ int ListModels(bool json) {
   return 0;
 }
 
-// The instrument that the USB helper library finds, where there is one of both.
+// The instrument that the USB helper library finds; none without a library or an instrument.
 std::optional<UsbIdentity> UsbInstrument() {
   const auto library = LoadOwnUsbLibrary();
   UsbDevice device;

@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kHistory = 32;
 constexpr std::array kEighths = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
 constexpr std::size_t kMinTrend = 8;
-constexpr std::size_t kMinError = 24;  // columns for the code and the beginning of its text, where it is that long
+constexpr std::size_t kMinError = 24;  // Columns for the code and the beginning of its text.
 
 std::string ShownValue(const LiveRow& row) {
   const bool held = !row.history.empty() && row.history.back();
@@ -174,7 +174,7 @@ std::optional<double> LiveTable::TimeLeft(double elapsed) const {
   return static_cast<double>(*plan_.count - std::min(reports_, *plan_.count)) * settings.period_ms / 1000;
 }
 
-// What matters most first: a narrow terminal cuts the rest.
+// The most important part comes first, because a narrow terminal cuts the rest.
 std::string LiveTable::StatusLine() const {
   if (reports_ == 0) return Shown(TextId::kWaitingForReport, language_);
   const double seconds = (last_ - first_) * kSecondsPerDay;
@@ -190,7 +190,8 @@ std::string LiveTable::StatusLine() const {
   return status + "; " + Shown(TextId::kCtrlCEnds, language_);
 }
 
-// Of more channels than the terminal has lines the first are shown: what has scrolled off cannot be drawn again.
+// When there are more channels than lines, only the first ones are shown: lines that scrolled off cannot be drawn
+// again.
 void LiveTable::Draw() {
   const auto width = static_cast<std::size_t>(std::max(platform::TerminalWidth(), 2)) - 1;
   const auto height = static_cast<std::size_t>(std::max(platform::TerminalHeight(), 5));

@@ -1,4 +1,4 @@
-// A scan as a table that a terminal redraws in place.
+// A scan as a table that is redrawn in place on a terminal.
 #pragma once
 
 #include <deque>
@@ -13,7 +13,8 @@
 
 namespace ulix::cli {
 
-// The last `most` values as a line of eighths, lowest to highest of what it shows; a cross for a reading that failed.
+// The last `most` values as a line of block characters, from the lowest to the highest shown value. A cross is a failed
+// reading.
 std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most);
 
 struct LiveRow {
@@ -24,8 +25,8 @@ struct LiveRow {
   Doubt doubt = Doubt::kNone;  // of the last reading
 };
 
-// The headings and one line a channel, none longer than `width` columns. Where an error leaves no room for a trend, it
-// stands in its place.
+// The headings and one line for each channel, none longer than `width` columns. An error that leaves no room for the
+// trend is shown in its place.
 std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language);
 
 class LiveTable final : public ScanOutput {
@@ -46,11 +47,11 @@ class LiveTable final : public ScanOutput {
   ScanPlan plan_;
   Date begun_ = 0;
   std::uint64_t reports_ = 0;
-  std::uint64_t failed_ = 0;  // readings
-  double late_s_ = 0;         // of the last report
+  std::uint64_t failed_ = 0;  // Failed readings.
+  double late_s_ = 0;         // Lateness of the last report, seconds.
   Date first_ = 0;
   Date last_ = 0;
-  std::size_t drawn_ = 0;  // lines on the screen
+  std::size_t drawn_ = 0;  // Lines on the screen.
 };
 
 }  // namespace ulix::cli

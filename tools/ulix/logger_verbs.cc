@@ -1,4 +1,4 @@
-// memory, program: what a logger has recorded, and what it is told to record.
+// memory, program: a logger's records, and the program by which it records.
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -58,7 +58,7 @@ std::vector<std::uint32_t> BlockIds(Session& session) {
 
 constexpr std::string_view kByName = "name:";
 
-// The number of a block, as far as the text alone says it; none for a name.
+// The number of a block in a text; none for a name.
 std::optional<std::int32_t> BlockNumber(const std::string& text) {
   if (text.size() > kByName.size() && EqualIgnoringCase(text.substr(0, kByName.size()), kByName)) return std::nullopt;
   std::int32_t block = -1;
@@ -69,7 +69,7 @@ std::optional<std::int32_t> BlockNumber(const std::string& text) {
                                          : "'" + text + "' is no block; takes a number from 0 to 99, or name:NAME");
 }
 
-// Of a connected session: what was asked for, or what there is.
+// The block that the user named, from a connected session. The error lists the blocks that exist.
 BlockRow FindBlock(Session& session, const std::string& text) {
   const auto number = BlockNumber(text);
   const std::string name = number ? std::string() : text.substr(kByName.size());
@@ -79,7 +79,7 @@ BlockRow FindBlock(Session& session, const std::string& text) {
     if (number ? row.id == *number : EqualIgnoringCase(row.name, name)) return row;
     there += (there.empty() ? "" : ", ") + std::to_string(row.id) + " name:" + row.name;
   }
-  // A logger that does not say which blocks it has takes any number.
+  // A logger that does not list its blocks accepts any number.
   if (there.empty() && number) return {.id = *number, .name = {}};
   throw UsageError(
       "BLOCK", "'" + text + "' is no block of the instrument; there " + (there.empty() ? "is none" : "are " + there));
@@ -92,7 +92,7 @@ void CheckHasMemory(Session& session) {
   }
 }
 
-// Scripts read the English word.
+// Scripts get the English word.
 std::string YesOrNo(bool yes, Language language) {
   return Shown(yes ? TextId::kYes : TextId::kNo, OnTerminal() ? language : Language::kEnglish);
 }
@@ -117,7 +117,7 @@ int ListBlocks(Session& session, bool json, Language language) {
   return 0;
 }
 
-// Of a block's plot and report; with a '%' for the instrument's name.
+// The title of a block's plot and report, with a '%' for the instrument's name.
 std::string TitleOf(std::int32_t block, Language language) {
   return Shown(TextId::kMemoryTitle, language, {"%", std::to_string(block + 1)});
 }
@@ -145,7 +145,7 @@ std::vector<Channel> ProgrammedChannels(Session& session, const ConnectionOption
 
 void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, RecordSinks& sinks) {
   const std::vector<Channel> known = ProgrammedChannels(session, options.connection);
-  // The files first: what went to the screen cannot be taken back.
+  // The files come first, because output on the screen cannot be undone.
   if (!options.csv_file.empty())
     sinks.Add(MakeRecordCsv(options.csv_file, NotesForCsv(session, known, options.notes), options.csv_separator));
   if (!options.plot_file.empty()) {
@@ -165,7 +165,7 @@ std::string RecordCount(std::uint32_t records, Language language) {
   return Shown(records == 1 ? TextId::kOneRecord : TextId::kRecordCount, language, {std::to_string(records)});
 }
 
-// A failed write ends the read like any other failure: the logger is let go first.
+// A failed write ends the read like any other failure. The logger is freed before it is reported.
 class Guarded final : public RecordSink {
  public:
   explicit Guarded(RecordSink& sink) : sink_(sink) {}
@@ -278,7 +278,7 @@ int Program(const ProgramOptions& options) {
 
 struct MemoryArgument {
   const char* name;
-  std::string_view actions;  // that take it
+  std::string_view actions;  // The actions that accept the option.
 };
 constexpr std::array kMemoryArguments = {
     MemoryArgument{"--yes", "clear"},      MemoryArgument{"--csv-separator", "read"},

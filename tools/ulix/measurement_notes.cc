@@ -17,7 +17,7 @@
 namespace ulix::cli {
 namespace {
 
-// A line of its own, whatever the text holds.
+// One note as one line: line breaks in the text are removed.
 std::string NoteLine(const std::string& key, std::string text) {
   if (text.empty()) return {};
   std::replace_if(
@@ -77,7 +77,7 @@ std::string UtcOffset() {
 std::string NotesForCsv(Session& session, std::span<const Channel> channels, const MeasurementNotes& notes) {
   const ModelCard& card = session.instrument().card();
   std::string identification;
-  // Who stopped the scan before it began waits for no more.
+  // When the user has stopped the scan before it began, the instrument is not queried.
   const HRESULT identified = CatchInterrupts() ? E_NOTIMPL : session.instrument().Identify(&identification);
   if (identified != E_NOTIMPL) session.Check(identified);
   identification = Shown(identification);

@@ -1,5 +1,5 @@
-// What is known of a measurement besides its readings: who made it and why, which instrument, and how that was set. A
-// CSV file carries it in lines that begin with '#', so that plots and reports can be made of the file alone.
+// The notes of a measurement: who made it and why, the instrument and its settings. A CSV file has them in lines that
+// begin with '#', so that plots and reports can be made from the file alone.
 #pragma once
 
 #include <span>
@@ -12,18 +12,17 @@
 
 namespace ulix::cli {
 
-// What the person says of it, in UTF-8; each empty when nothing is said.
+// The user's notes, in UTF-8. Each may be empty.
 struct MeasurementNotes {
   std::string title;
   std::string operator_name;
   std::string note;
 };
 
-// --title, --operator, --note; `notes` outlives the parsing.
+// Adds --title, --operator and --note. `notes` must outlive the parsing.
 void AddNotes(CLI::App& verb, MeasurementNotes& notes);
 
-// The serial number in an identification: the third of four fields between commas, or what follows "SN"; empty where
-// there is neither.
+// The serial number in an identification: the third of four fields between commas, or the word after "SN"; else empty.
 std::string SerialNumberIn(std::string_view identification);
 
 // How far local time is ahead of UTC now: "+01:00".

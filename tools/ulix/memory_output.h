@@ -1,4 +1,4 @@
-// Where the records of a memory block go: the screen, JSON, a CSV file, a plot.
+// The outputs for the records of a memory block: screen, JSON, CSV file, plot.
 #pragma once
 
 #include <memory>
@@ -16,8 +16,8 @@ namespace ulix::cli {
 std::string RecordJson(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 std::string RecordLine(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 
-// Each throws OperationFailed when it cannot write. Nothing is shown and no file is in place before Complete. What is
-// kept for the screen is bounded by the 65535 records that a block holds at most; a CSV file grows as they come.
+// Each output throws OperationFailed when it cannot write. Before Complete nothing is shown and no file is in its
+// place. The screen stores at most 65535 records, the size of a block; a CSV file grows as they come.
 std::unique_ptr<RecordSink> MakeRecordLines(std::span<const Channel> known);
 std::unique_ptr<RecordSink> MakeRecordJson(std::span<const Channel> known);
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator);
@@ -25,7 +25,7 @@ std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::s
                                            std::span<const Channel> known);
 std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan, std::span<const Channel> known);
 
-// Hands all to each of several, and completes them in order.
+// Gives the records to several outputs, and completes them in order.
 class RecordSinks final : public RecordSink {
  public:
   void Add(std::unique_ptr<RecordSink> sink) { sinks_.push_back(std::move(sink)); }

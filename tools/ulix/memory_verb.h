@@ -1,4 +1,4 @@
-// The recorded memory as the user asked for it, for the verbs that read it.
+// The options and the run of a memory read, for the verbs that read a memory.
 #pragma once
 
 #include <cstdint>
@@ -14,20 +14,20 @@ struct MemoryOptions {
   ConnectionOptions connection;
   std::string action;
   std::string block;
-  std::optional<std::uint32_t> count;  // to clear
+  std::optional<std::uint32_t> count;  // How many records to clear.
   std::uint32_t most = 0;
   bool clear = false;
-  bool yes = false;  // clears without asking
+  bool yes = false;  // Clear without a question.
   std::string csv_file;
   char csv_separator = ',';
   MeasurementNotes notes;
   std::string plot_file;
   std::string report_file;
   bool json = false;
-  bool lines = true;  // of the records, on the screen
+  bool lines = true;  // Show the records on the screen.
 };
 
-// Does the action; the exit status.
+// Runs the action and returns the exit status.
 int Memory(const MemoryOptions& options);
 
 }  // namespace ulix::cli

@@ -22,7 +22,7 @@ namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;
-constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // of a file that is read whole
+constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // The largest file that is read whole.
 
 // What the last call of the system for this file failed with, as ": no such folder"; empty where it is not known.
 std::string CauseOf(const std::string& path, int system_error) {
@@ -159,7 +159,7 @@ void Tell(const std::string& text) {
 void CheckWritable(const std::string& path) {
   errno = 0;
   std::error_code ignored;
-  // A pipe is opened once: its reader takes the end of what came for the end of all.
+  // A pipe is opened only once, because its reader sees the first close as the end.
   if (std::filesystem::is_fifo(path, ignored)) return;
   const bool there = std::filesystem::exists(path, ignored);
   const bool writable = there ? std::ofstream(path, std::ios::app).is_open() : platform::NewFile(path).good();

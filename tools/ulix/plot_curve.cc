@@ -7,10 +7,10 @@ namespace ulix::cli {
 namespace {
 
 constexpr std::size_t kMaxPoints = 100'000;
-constexpr std::size_t kKeptColumns = 8192;  // far more than a drawing has
+constexpr std::size_t kKeptColumns = 8192;  // Many more than the columns of a drawing.
 constexpr std::size_t kMaxOfAColumn = 8;
 
-// The places of the points of one column that are kept.
+// The positions of the points that are kept of one column.
 class Column {
  public:
   void Add(const std::vector<PlotPoint>& points, std::size_t k) {

@@ -1,4 +1,4 @@
-// A channel's readings over time, kept for drawing.
+// A channel's readings over time, for a drawing.
 #pragma once
 
 #include <cstddef>
@@ -11,17 +11,17 @@
 namespace ulix::cli {
 
 struct PlotPoint {
-  Date time = 0;               // local
-  std::optional<float> value;  // none where the reading failed
+  Date time = 0;               // Local time.
+  std::optional<float> value;  // None for a failed reading.
   bool doubtful = false;       // marked with a '?'
   bool late = false;           // came more than a period after its scan: no line leads on from it
 };
 
-// What is drawn of a point: a value that is no finite number is a failed reading as well.
+// The value that is drawn; none for a failed reading and for a value that is not finite.
 std::optional<double> Drawn(const PlotPoint& point);
 
 struct PlotCurve {
-  std::string name;  // UTF-8, as `unit`
+  std::string name;  // UTF-8; the unit too.
   std::string unit;
   std::vector<PlotPoint> points;  // in order of time
 
@@ -29,8 +29,8 @@ struct PlotCurve {
   void Add(const PlotPoint& point);
 };
 
-// The points that a drawing of so many columns cannot do without: of each column the first and the last, the lowest and
-// the highest value, the first and the last failure. All, where they are few.
+// The points that a drawing of `columns` columns needs: of each column the first and the last, the lowest and the
+// highest value, the first and the last failure. All points when they are few.
 std::vector<PlotPoint> Thinned(const std::vector<PlotPoint>& points, std::size_t columns);
 
 }  // namespace ulix::cli

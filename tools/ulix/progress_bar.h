@@ -1,4 +1,4 @@
-// A long operation on a terminal: a bar that Ctrl-C stops.
+// The progress of a long operation on a terminal, which Ctrl-C stops.
 #pragma once
 
 #include <atomic>
@@ -8,11 +8,11 @@
 
 namespace ulix::cli {
 
-// "Reading...  [########............]  40 %  Reading measurement bloc 2 from 5", at most `width` columns.
+// A line such as "Reading...  [########............]  40 %  Reading measurement bloc 2 from 5", of at most `width`
+// columns.
 std::string ProgressLine(const ShownProgress& step, std::size_t width);
 
-// Draws on a terminal only, and leaves its line empty at the end. From its making on the first Ctrl-C stops
-// the operation.
+// Draws on a terminal only, and clears its line at the end. While it exists, the first Ctrl-C stops the operation.
 class ProgressBar final : public TerminalUser {
  public:
   ProgressBar();

@@ -1,4 +1,4 @@
-// query, console: exchanges as they are typed.
+// query, console: exchanges with texts that the user types.
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -23,7 +23,7 @@ struct QueryOptions {
   bool no_reply = false;
 };
 
-// The reply with its control bytes made visible; empty where none is asked for.
+// The reply with its control bytes made visible; empty with `no_reply`.
 std::string Ask(Session& session, const std::string& typed, bool no_reply) {
   const auto text = LibraryText(typed);
   if (!text) throw UsageError("TEXT", Shown(TextId::kTakesLibraryText));
@@ -44,7 +44,7 @@ int Query(const QueryOptions& options) {
   return 0;
 }
 
-// One line of a console; what fails is told and the console goes on.
+// Runs one line of a console. A failure is reported, and the console goes on.
 void PrintAnswer(Session& session, const std::string& line) {
   const bool no_reply = line.starts_with('!');
   try {

@@ -1,4 +1,4 @@
-// Questions to the person at the terminal, outside forms.
+// Questions to the user at the terminal, outside forms.
 #pragma once
 
 #include <optional>
@@ -6,13 +6,13 @@
 
 namespace ulix::cli {
 
-// Whether somebody is there to be asked.
+// Whether a user can be asked: standard input and output are terminals.
 bool SomebodyIsThere();
 
-// "y", "yes", "n" or "no", in English or French, any case; none for anything else.
+// Yes or no from "y", "yes", "n", "no" and the same in French, in upper or lower case; none for any other text.
 std::optional<bool> YesOrNoIn(const std::string& entry);
 
-// Asks until yes or no is answered; no when the person leaves. Only where somebody is there.
+// Asks until the user answers yes or no; no at the end of the input. Call it only when SomebodyIsThere().
 bool AskYesOrNo(const std::string& question);
 
 }  // namespace ulix::cli

@@ -23,14 +23,14 @@ struct ReadOptions {
 
 struct Row {
   Channel channel;
-  std::optional<float> value;  // none when the reading failed
+  std::optional<float> value;  // None when the reading failed.
   HRESULT error = S_OK;
-  std::string text;  // of the error, UTF-8
+  std::string text;  // The text of the error, UTF-8.
   Doubt doubt = Doubt::kNone;
 };
 
 std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
-  // A channel that there is not is told before the instrument is asked anything.
+  // An unknown channel is refused before anything is sent to the instrument.
   if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
   session.ConnectAndAsk();
   const auto channels = SelectInputs(session.Channels(), options.channels);
