@@ -56,7 +56,7 @@ constexpr LocalizedText kSignature{"Signature", "Signature"};
 constexpr LocalizedText kMethods{"Methods", "Méthodes"};
 constexpr LocalizedText kEquipment{"Measuring equipment", "Moyens de mesure"};
 constexpr LocalizedText kEquipmentCertificate{"Certificate, SHA-256", "Certificat, SHA-256"};
-constexpr LocalizedText kConditions{"Conditions", "Conditions"};
+constexpr LocalizedText kConditionsHeading{"Conditions", "Conditions"};
 constexpr LocalizedText kStatements{"Statements", "Déclarations"};
 constexpr LocalizedText kTime{"Time", "Heure"};
 constexpr LocalizedText kUncertainty{"U", "U"};
@@ -79,8 +79,8 @@ constexpr LocalizedText kSum{"Combined", "Composée"};
 constexpr LocalizedText kExpanded{"U = % % (k = %)", "U = % % (k = %)"};
 constexpr LocalizedText kFloored{"U = % %: the laboratory's best capability",
                                  "U = % % : la meilleure aptitude du laboratoire"};
-constexpr LocalizedText kAsFound{"as found", "à réception"};
-constexpr LocalizedText kAsLeft{"as left", "après ajustage"};
+constexpr LocalizedText kAsFoundHeading{"as found", "à réception"};
+constexpr LocalizedText kAsLeftHeading{"as left", "après ajustage"};
 
 const char* In(const LocalizedText& text, Language language) {
   return language == Language::kFrench ? text.fr : text.en;
@@ -287,7 +287,7 @@ void Page::AddEquipment(const CertificateMeasurement& measurement) {
 
 void Page::AddConditions(const CertificateMeasurement& measurement) {
   if (measurement.conditions.empty()) return;
-  html_ += ElementHtml("h3", Localized(kConditions));
+  html_ += ElementHtml("h3", Localized(kConditionsHeading));
   Facts facts(language_);
   for (const CertificateCondition& condition : measurement.conditions) {
     std::vector<std::string> values;
@@ -502,11 +502,11 @@ std::string Budgets::Html(const Evaluation& evaluation) const {
       for (const EvaluatedPoint& point : phase.points) {
         const PointResult& measured = run_.phases[p].points[point.point];
         const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : "";
-        html += PointHtml(
-            WithValues(In(kBudgetOf, language_), {run_.plan.units[unit.unit].name,
-                                                  In(phase.phase == Phase::kAsLeft ? kAsLeft : kAsFound, language_),
-                                                  Number(measured.nominal) + " " + run_.plan.unit + arrow}),
-            point);
+        html += PointHtml(WithValues(In(kBudgetOf, language_),
+                                     {run_.plan.units[unit.unit].name,
+                                      In(phase.phase == Phase::kAsLeft ? kAsLeftHeading : kAsFoundHeading, language_),
+                                      Number(measured.nominal) + " " + run_.plan.unit + arrow}),
+                          point);
       }
     }
   }

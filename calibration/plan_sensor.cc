@@ -17,7 +17,7 @@ struct UnitRow {
   double factor;
 };
 
-constexpr std::array kUnits = {
+constexpr std::array kSensorUnits = {
     UnitRow{"ohm", "ohm", 1},     UnitRow{"ohms", "ohm", 1},    UnitRow{"Ω", "ohm", 1},
     UnitRow{"kohm", "ohm", 1e3},  UnitRow{"kohms", "ohm", 1e3}, UnitRow{"kΩ", "ohm", 1e3},
     UnitRow{"mohm", "ohm", 1e-3}, UnitRow{"mv", "mV", 1},       UnitRow{"millivolts", "mV", 1},
@@ -61,10 +61,10 @@ Result<double> ToTemperature(const SensorSpec& spec, double reading, std::string
   if (spec.type.empty()) return reading;
   return SensorOf(spec, junction).and_then([&](const Sensor& sensor) -> Result<double> {
     if (unit.empty()) return sensor.Celsius(reading);
-    const auto row = std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& known) {
+    const auto row = std::find_if(kSensorUnits.begin(), kSensorUnits.end(), [&](const UnitRow& known) {
       return known.unit == sensor.unit() && EqualIgnoringCase(known.spelling, unit);
     });
-    if (row == kUnits.end()) return Refused(kWrongUnit, {std::string(unit), std::string(sensor.unit())});
+    if (row == kSensorUnits.end()) return Refused(kWrongUnit, {std::string(unit), std::string(sensor.unit())});
     return sensor.Celsius(reading * row->factor);
   });
 }

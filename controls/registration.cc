@@ -18,7 +18,7 @@ constexpr wchar_t kLibraryName[] = L"UlixInstrAx 1.0 Type Library";
 // The system's marshaler for interfaces that a type library describes.
 constexpr wchar_t kAutomationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
 constexpr wchar_t kToolboxBitmap[] = L"102";
-constexpr wchar_t kMiscStatus[] = L"131473";
+constexpr wchar_t kMiscStatusKey[] = L"131473";
 
 // The 32-bit and the 64-bit library share a key, and one of them may go while the other stays.
 constexpr const wchar_t* kOwnPlatform = sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32";
@@ -102,7 +102,7 @@ void AddControl(Registration& registration, const ControlRow& row, const std::ws
       {ProgIdOf(row, true) + L"\\Insertable", L"", L""},
       {class_key + L"\\ToolboxBitmap32", L"", path + L", " + kToolboxBitmap},
       {class_key + L"\\MiscStatus", L"", L"0"},
-      {class_key + L"\\MiscStatus\\1", L"", kMiscStatus},
+      {class_key + L"\\MiscStatus\\1", L"", kMiscStatusKey},
   };
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }

@@ -217,12 +217,12 @@ std::string_view ChannelOfKey(std::string_view key) {
 
 constexpr const char* kNoneCode = "0";  // The code of a setting to which none of its labels applies.
 
-bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
+bool HasFraction(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
   const Settings& settings = instrument.settings();
   Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row, language));
-  if (IsReal(row)) field.value = ToLocalDecimal(field.value, '.');
+  if (HasFraction(row)) field.value = ToLocalDecimal(field.value, '.');
   if (row.type == VariantType::kBstr) field.kind = FieldKind::kText;
   if (auto question = instrument.FileQuestionOf(row)) {
     field.kind = FieldKind::kFile;
@@ -297,7 +297,7 @@ std::vector<Page> CfgPages(Instrument& instrument, Language language) {
 
 // The smallest and the largest number that a setting can store.
 std::pair<double, double> Limits(const SettingRow& row) {
-  if (IsReal(row)) return {-double{std::numeric_limits<float>::max()}, std::numeric_limits<float>::max()};
+  if (HasFraction(row)) return {-double{std::numeric_limits<float>::max()}, std::numeric_limits<float>::max()};
   if (row.is_signed) return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
   return {0.0, std::exp2(row.bits) - 1};
 }
@@ -316,8 +316,8 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field, Language
   const auto value = EnteredNumber(field.value);
   const auto [least, most] = Limits(row);
   if (!value || *value < least || *value > most) return false;
-  if (!IsReal(row) && *value != std::floor(*value)) return false;
-  const std::string text = IsReal(row) ? FormatShortest(static_cast<float>(*value)) : FormatFixed(*value, 0);
+  if (!HasFraction(row) && *value != std::floor(*value)) return false;
+  const std::string text = HasFraction(row) ? FormatShortest(static_cast<float>(*value)) : FormatFixed(*value, 0);
   return Succeeded(record.SetText(row, text));
 }
 

@@ -10,7 +10,7 @@ constexpr unsigned kSourcedThermocouple = kSensorAndUnit | kColdJunction;
 constexpr unsigned kMeasuredThermocouple = kConnectionIfGiven | kSourcedThermocouple;
 constexpr unsigned kMeasuredThermometer = kConnection | kSensorAndUnit;
 
-constexpr RangeFunction kFunctions[] = {
+constexpr RangeFunction kCmx310Functions[] = {
     {"V50", kNothing, kNothing, 3, "V"},
     {"V30", kNothing, kNothing, 3, "V"},
     {"V5", kNothing, kNothing, 4, "V"},
@@ -26,15 +26,15 @@ constexpr RangeFunction kFunctions[] = {
     {"RT", kMeasuredThermometer, kSensorAndUnit, 1, ""},
 };
 
-constexpr std::string_view kConnections[] = {"WIRE2", "WIRE3", "TXP", "TXA"};
-constexpr std::string_view kSensors[] = {"TYP_K",  "TYP_T",     "TYP_J",     "TYP_E",     "TYP_N",     "TYP_U",
-                                         "TYP_L",  "TYP_S",     "TYP_R",     "TYP_B",     "TYP_C",     "TYP_PL",
-                                         "TYP_MO", "TYP_PT100", "TYP_PT200", "TYP_PT500", "TYP_PT1000"};
-constexpr RangeWords kWords{"ULIX,CMX310,310042,V1.30", kFunctions, kConnections, kSensors};
+constexpr std::string_view kCmx310Connections[] = {"WIRE2", "WIRE3", "TXP", "TXA"};
+constexpr std::string_view kCmx310Sensors[] = {"TYP_K",  "TYP_T",     "TYP_J",     "TYP_E",     "TYP_N",     "TYP_U",
+                                               "TYP_L",  "TYP_S",     "TYP_R",     "TYP_B",     "TYP_C",     "TYP_PL",
+                                               "TYP_MO", "TYP_PT100", "TYP_PT200", "TYP_PT500", "TYP_PT1000"};
+constexpr RangeWords kCmx310Words{"ULIX,CMX310,310042,V1.30", kCmx310Functions, kCmx310Connections, kCmx310Sensors};
 
 }  // namespace
 
-Cmx310Simulator::Cmx310Simulator(Clock& clock) : RangeCalibratorSimulator(kWords, clock) {}
+Cmx310Simulator::Cmx310Simulator(Clock& clock) : RangeCalibratorSimulator(kCmx310Words, clock) {}
 
 std::unique_ptr<Simulator> cmx310::MakeSimulator(Clock& clock) { return std::make_unique<Cmx310Simulator>(clock); }
 

@@ -5,7 +5,7 @@
 namespace ulix {
 namespace {
 
-constexpr int kDecimals = 2;
+constexpr int kReplyDecimals = 2;
 
 }  // namespace
 
@@ -46,14 +46,14 @@ SimulatedReply HartSimulator::Answer(std::string_view request) {
 }
 
 SimulatedReply HartSimulator::Localized(std::string_view word, double value) const {
-  const std::string text = std::string(word) + ':' + FormatFixed(value, kDecimals) + ' ' + reply_unit_;
+  const std::string text = std::string(word) + ':' + FormatFixed(value, kReplyDecimals) + ' ' + reply_unit_;
   return {(reply_text_.empty() ? text : reply_text_) + end_, true};
 }
 
 // False for a text that is no number with two decimals. A set point outside the limits is a known request.
 bool HartSimulator::TakeSetPoint(std::string_view number) {
   const auto value = ParseDecimal(number);
-  if (!value || FormatFixed(*value, kDecimals) != number) return false;
+  if (!value || FormatFixed(*value, kReplyDecimals) != number) return false;
   if (*value >= lowest_ && *value <= highest_) block_.SetPoint(*value);
   return true;
 }

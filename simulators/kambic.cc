@@ -6,10 +6,10 @@ namespace ulix {
 namespace {
 
 constexpr std::string_view kSetPointWord = "SETTEMP=";
-constexpr int kDecimals = 3;
+constexpr int kTemperatureDecimals = 3;
 
 std::string Field(std::string_view key, double value) {
-  return std::string(key) + "= " + FormatFixed(value, kDecimals);
+  return std::string(key) + "= " + FormatFixed(value, kTemperatureDecimals);
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ SimulatedReply KambicSimulator::Answer(std::string_view request) {
 std::string KambicSimulator::SetPoint(std::string_view request) {
   const std::string_view number = request.substr(kSetPointWord.size());
   const auto value = ParseDecimal(number);
-  if (!value || FormatFixed(*value, kDecimals) != number) {
+  if (!value || FormatFixed(*value, kTemperatureDecimals) != number) {
     NoteUnknown(request);
     return "COMMAND ERROR";
   }

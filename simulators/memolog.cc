@@ -29,7 +29,7 @@ constexpr std::size_t kMaxWordsOfRecord = 196;
 constexpr std::size_t kMaxRecordsAtOnce = 48;
 constexpr unsigned kSmallBlock = 1;
 constexpr unsigned kLargeBlock = 2;
-constexpr std::uint32_t kStart = 366U * 86400U;  // 1997-01-01 on the logger's clock
+constexpr std::uint32_t kFirstRecordTime = 366U * 86400U;  // 1997-01-01 on the logger's clock
 
 struct SimulatedChannel {
   const char* name;
@@ -165,9 +165,9 @@ HRESULT MemologSimulator::Set(std::string_view key, std::string_view value) {
 
 void MemologSimulator::FillBlocks() {
   Recorder small(12);
-  small.TimeBase(1, kStart, 100);
+  small.TimeBase(1, kFirstRecordTime, 100);
   for (unsigned k = 0; k < 9; ++k) {
-    if (k == 6) small.TimeBase(6, kStart + 60, 0);
+    if (k == 6) small.TimeBase(6, kFirstRecordTime + 60, 0);
     small.Measurement(1 + k % 3, 27, SwingingValue(1 + k % 3, 10 * k));
   }
   small.Failure(2, 1, 0xFFFD);
@@ -175,10 +175,10 @@ void MemologSimulator::FillBlocks() {
 
   Recorder large(records_);
   for (std::uint32_t round = 0; !large.full(); ++round) {
-    if (round % 100 == 0) large.TimeBase(round % 200 == 0 ? 3 : 6, kStart + 10 * round, 0);
+    if (round % 100 == 0) large.TimeBase(round % 200 == 0 ? 3 : 6, kFirstRecordTime + 10 * round, 0);
     for (unsigned channel = 1; channel <= 3; ++channel) {
       // Ten seconds are 1280 steps, and a record can hold 255: a time base comes before each round.
-      if (channel == 1 && round % 100 != 0) large.TimeBase(8, kStart + 10 * round, 0);
+      if (channel == 1 && round % 100 != 0) large.TimeBase(8, kFirstRecordTime + 10 * round, 0);
       if (channel == 3 && round % 50 == 49) {
         large.Failure(channel, 32, 0xFFFE);
       } else {

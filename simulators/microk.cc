@@ -18,7 +18,7 @@ using Names = std::span<const std::string_view>;
 constexpr std::string_view kConversions[] = {"IEC60751(3-WIRE)", "IEC60751(4-WIRE)"};
 constexpr std::string_view kThermocouples[] = {"TYPE B", "TYPE E", "TYPE J", "TYPE K",     "TYPE L",    "TYPE N",
                                                "TYPE R", "TYPE S", "TYPE T", "TYPE AU-PT", "TYPE PT-PD"};
-constexpr std::string_view kUnits[] = {"K", "C", "F"};
+constexpr std::string_view kProbeUnits[] = {"K", "C", "F"};
 constexpr std::string_view kRanges[] = {"115", "460", "500000"};
 constexpr std::string_view kCurrents[] = {"NORM", "ROOT2"};
 constexpr std::string_view kJunctions[] = {"INT", "NON"};
@@ -36,10 +36,10 @@ struct Query {
 
 const Query kQueries[] = {
     {"MEAS:RES", true, Quantity::kOhms, {kRanges, kCurrents}},
-    {"MEAS:TEMP", true, Quantity::kTemperature, {kConversions, kUnits, kRanges, kCurrents}},
-    {"MEAS:TEMP", true, Quantity::kTemperature, {kProbeNumber, kUnits, kRanges, kCurrents}},
-    {"MEAS:TEMP", true, Quantity::kTemperature, {kThermocouples, kUnits, kJunctions}},
-    {"MEAS:TEMP3? ", false, Quantity::kTemperature, {kProbeNumber, kUnits}},
+    {"MEAS:TEMP", true, Quantity::kTemperature, {kConversions, kProbeUnits, kRanges, kCurrents}},
+    {"MEAS:TEMP", true, Quantity::kTemperature, {kProbeNumber, kProbeUnits, kRanges, kCurrents}},
+    {"MEAS:TEMP", true, Quantity::kTemperature, {kThermocouples, kProbeUnits, kJunctions}},
+    {"MEAS:TEMP3? ", false, Quantity::kTemperature, {kProbeNumber, kProbeUnits}},
     {"MEAS:VOLT", true, Quantity::kVolts, {kJunctions}},
     {"MEAS:CURR? ", false, Quantity::kMilliamperes, {}},
 };

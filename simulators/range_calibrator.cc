@@ -16,7 +16,7 @@ using namespace range_takes;
 // Hosts read at most this many characters of a configuration line.
 constexpr std::size_t kLongestLine = 49;
 
-constexpr std::string_view kUnits[] = {"CEL", "FAR", "K"};
+constexpr std::string_view kTemperatureUnits[] = {"CEL", "FAR", "K"};
 constexpr std::string_view kColdJunctions[] = {"JR_ON", "JR_OFF", "JR_RTD"};
 constexpr std::string_view kProgrammedColdJunction[] = {"JR_PROG"};
 
@@ -78,7 +78,7 @@ std::optional<std::string_view> TakeUnit(Parameters& from, const RangeWords& wor
   if (!TakeConnection(from, words.connections, takes)) return std::nullopt;
   if (takes & kSensorAndUnit) {
     if (from.TakeOneOf(words.sensors).empty()) return std::nullopt;
-    unit = from.TakeOneOf(kUnits);
+    unit = from.TakeOneOf(kTemperatureUnits);
   }
   if ((takes & kColdJunction) && !TakeColdJunction(from)) return std::nullopt;
   return unit.empty() || !from.AtEnd() ? std::nullopt : std::optional(unit);

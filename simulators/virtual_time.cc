@@ -6,9 +6,9 @@
 namespace ulix {
 namespace {
 
-constexpr double kSecondsPerDay = 86400;
+constexpr double kVirtualSecondsPerDay = 86400;
 // Not the clock's zero, so that a moment that was never set stands out.
-constexpr MonotonicTime kStart{std::chrono::hours(1000)};
+constexpr MonotonicTime kVirtualStart{std::chrono::hours(1000)};
 // A wait at the speed comes back so often, for its caller to look around.
 constexpr Milliseconds kGlance{50};
 constexpr Milliseconds kPatience{5};
@@ -26,7 +26,7 @@ class VirtualTime::View final : public Clock {
   MonotonicTime Now() override { return time_.Now(); }
   Date LocalTime() override {
     const double seconds = std::chrono::duration<double>(time_.Now() - time_.start_).count();
-    return time_.local_start_ + seconds / kSecondsPerDay;
+    return time_.local_start_ + seconds / kVirtualSecondsPerDay;
   }
   void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
     if (time_.Now() >= until) return;
@@ -64,11 +64,11 @@ class VirtualTime::View final : public Clock {
 
 VirtualTime::VirtualTime(double speed, Date local_start)
     : speed_(speed),
-      now_(kStart),
-      pace_now_(kStart),
+      now_(kVirtualStart),
+      pace_now_(kVirtualStart),
       pace_real_(std::chrono::steady_clock::now()),
       local_start_(local_start),
-      start_(kStart),
+      start_(kVirtualStart),
       pacing_(std::make_unique<View>(*this, View::kPacing)),
       jumping_(std::make_unique<View>(*this, View::kJumping)),
       patient_(std::make_unique<View>(*this, View::kPatient)) {}

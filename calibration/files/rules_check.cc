@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "calibration/files/reference_file.h"
+#include "calibration/files/scratch_file.h"
 #include "platform/child_process.h"
 #include "platform/files.h"
 
@@ -25,23 +26,10 @@ std::string RulesIn(const std::string& folder) {
   return {};
 }
 
-// A file name of its own in the folder for such; what is there is removed in every way out.
-class ScratchFile {
- public:
-  explicit ScratchFile(const std::filesystem::path& folder)
-      : path_(folder / ("ulix-rules-" + std::to_string(std::random_device()()) +
-                        std::to_string(std::random_device()()) + ".xml")) {}
-  ~ScratchFile() {
-    std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-  std::string path() const { return path_.string(); }
-
- private:
-  std::filesystem::path path_;
-};
+std::string NewName() {
+  std::random_device random;
+  return "ulix-rules-" + std::to_string(random()) + std::to_string(random()) + ".xml";
+}
 
 }  // namespace
 
@@ -49,14 +37,14 @@ Result<std::optional<std::vector<RuleFinding>>> CheckDccRules(const std::string&
   const std::string rules = RulesIn(folder);
   std::error_code error;
   if (rules.empty() || !std::filesystem::exists(kSaxon, error)) return std::nullopt;
-  const ScratchFile report(std::filesystem::temp_directory_path(error));
+  const ScratchFile report{(std::filesystem::temp_directory_path(error) / NewName()).string()};
   const auto status = platform::RunProgram({"java", "-Xmx512m", "-cp", kClassPath, "net.sf.saxon.Transform",
-                                            "-s:" + path, "-xsl:" + rules, "-o:" + report.path()},
+                                            "-s:" + path, "-xsl:" + rules, "-o:" + report.path},
                                            kLimit);
   if (!status) return std::nullopt;
   if (*status != 0) return Refused(kNoResult, {rules});
   const auto findings =
-      ReadDocument(report.path()).and_then([](const std::string& xml) { return ReadRuleFindings(xml); });
+      ReadDocument(report.path).and_then([](const std::string& xml) { return ReadRuleFindings(xml); });
   if (!findings) return tl::unexpected(findings.error());
   return *findings;
 }

@@ -5,6 +5,7 @@
 
 #include "calibration/dcc/dcc.h"
 #include "calibration/files/reference_file.h"
+#include "calibration/files/scratch_file.h"
 #include "platform/child_process.h"
 #include "platform/files.h"
 
@@ -14,18 +15,18 @@ namespace {
 constexpr LocalizedText kNoProgram{
     "xmlsec1 cannot be run; install it to sign and verify certificates",
     "xmlsec1 ne peut pas être lancé ; installez-le pour signer et vérifier des certificats"};
-constexpr LocalizedText kNotSigned{"xmlsec1 did not sign % (key and certificate: %)",
-                                   "xmlsec1 n'a pas signé % (clé et certificat : %)"};
+constexpr LocalizedText kNoSignature{"xmlsec1 did not sign % (key and certificate: %)",
+                                     "xmlsec1 n'a pas signé % (clé et certificat : %)"};
 constexpr LocalizedText kNotVerified{
     "the signature of % does not hold: the certificate was changed, or its signer is not the one in %",
     "la signature de % n'est pas valable : le certificat a été modifié, ou son signataire n'est pas celui de %"};
-constexpr LocalizedText kUnwritable{"% cannot be written", "% ne peut pas être écrit"};
+constexpr LocalizedText kSignedNotWritten{"% cannot be written", "% ne peut pas être écrit"};
 
-constexpr std::chrono::seconds kLimit(60);
+constexpr std::chrono::seconds kSignatureLimit(60);
 
 Result<void> RunXmlsec(std::vector<std::string> arguments, const Problem& failure) {
   arguments.insert(arguments.begin(), "xmlsec1");
-  const auto status = platform::RunProgram(arguments, kLimit);
+  const auto status = platform::RunProgram(arguments, kSignatureLimit);
   constexpr int kNoSuchProgram = 127;
   if (!status || *status == kNoSuchProgram) return Refused(kNoProgram);
   if (*status != 0) return tl::unexpected(failure);
@@ -37,18 +38,9 @@ std::string PathArgument(const std::string& path) { return path.starts_with('-')
 
 Result<void> WriteDocument(const std::string& path, std::string_view bytes) {
   platform::NewFile file(path);
-  if (!file.Write(bytes) || !file.Commit()) return Refused(kUnwritable, {path});
+  if (!file.Write(bytes) || !file.Commit()) return Refused(kSignedNotWritten, {path});
   return {};
 }
-
-// Removed in every way out.
-struct ScratchFile {
-  std::string path;
-  ~ScratchFile() {
-    std::error_code ignored;
-    std::filesystem::remove(platform::PathOf(path), ignored);
-  }
-};
 
 }  // namespace
 
@@ -60,7 +52,7 @@ Result<void> SignCertificate(const std::string& path, const std::string& key_and
   if (const auto written = WriteDocument(unsigned_file.path, *prepared); !written) return written;
   const auto done = RunXmlsec({"--sign", "--privkey-pem", key_and_certificate, "--output",
                                PathArgument(signed_file.path), PathArgument(unsigned_file.path)},
-                              MakeProblem(kNotSigned, {path, key_and_certificate}));
+                              MakeProblem(kNoSignature, {path, key_and_certificate}));
   if (!done) return done;
   return ReadDocument(signed_file.path).and_then([&](const std::string& xml) { return WriteDocument(path, xml); });
 }

@@ -39,7 +39,7 @@ void SyncFolderOf(const std::string& path) {
   close(descriptor);
 }
 
-AppendFailure FailureOf(int error) {
+AppendFailure AppendFailureOf(int error) {
   if (error == EEXIST) return AppendFailure::kExists;
   return error == ENOENT ? AppendFailure::kMissing : AppendFailure::kOther;
 }
@@ -50,7 +50,7 @@ AppendOpenResult OpenForAppending(const std::string& path, AppendMode mode) {
   const bool is_new = mode == AppendMode::kNew;
   const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | (is_new ? O_CREAT | O_EXCL : 0);
   const int descriptor = open(path.c_str(), flags, 0666);
-  if (descriptor < 0) return {nullptr, FailureOf(errno)};
+  if (descriptor < 0) return {nullptr, AppendFailureOf(errno)};
   auto file = std::make_unique<PosixAppendFile>(descriptor);
   if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     return {nullptr, errno == EWOULDBLOCK ? AppendFailure::kInUse : AppendFailure::kOther};

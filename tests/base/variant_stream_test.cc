@@ -60,7 +60,7 @@ TEST(VariantStreamTest, ImpossibleTextSize_IsRefused) {
   }
 }
 
-class FullStream final : public ByteStream {
+class StreamFullAfterOneWrite final : public ByteStream {
  public:
   HRESULT Write(std::string_view) override { return ++writes == 2 ? E_OUTOFMEMORY : S_OK; }
   HRESULT Read(std::span<char>) override { return E_FAIL; }
@@ -68,7 +68,7 @@ class FullStream final : public ByteStream {
 };
 
 TEST(VariantStreamTest, WriteThatFails_StopsTheWriterAndKeepsItsCode) {
-  FullStream stream;
+  StreamFullAfterOneWrite stream;
   VariantWriter writer(stream);
   for (int i = 0; i < 5; ++i) writer.Bstr("text");
   EXPECT_EQ(writer.result(), E_OUTOFMEMORY);

@@ -12,7 +12,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr char kPlan[] = R"({
+constexpr char kWholePlan[] = R"({
   "plan": 1,
   "instruments": {
     "bath": { "model": "kambic", "port": 5 },
@@ -31,7 +31,7 @@ constexpr char kPlan[] = R"({
 
 // The good plan with a part replaced; its problems, a line each.
 std::string ProblemsWith(const std::string& part, const std::string& replacement) {
-  std::string text = kPlan;
+  std::string text = kWholePlan;
   const std::size_t at = text.find(part);
   EXPECT_NE(at, text.npos) << part;
   text.replace(at, part.size(), replacement);
@@ -41,7 +41,7 @@ std::string ProblemsWith(const std::string& part, const std::string& replacement
 }
 
 TEST(Plan, GoodOne_IsTakenWithItsPointsInOrder) {
-  const LoadedPlan loaded = LoadPlan(kPlan, "/somewhere");
+  const LoadedPlan loaded = LoadPlan(kWholePlan, "/somewhere");
   for (const PlanProblem& problem : loaded.problems) ADD_FAILURE() << Described(problem);
   const Plan& plan = loaded.plan;
   ASSERT_EQ(plan.points.size(), 6U);
@@ -55,7 +55,7 @@ TEST(Plan, GoodOne_IsTakenWithItsPointsInOrder) {
 }
 
 TEST(Plan, RisingAndFalling_TakesEachPointBothWaysInEveryCycle) {
-  std::string text = kPlan;
+  std::string text = kWholePlan;
   text.replace(text.find("\"plan\": 1"), 9, "\"plan\": 1, \"sequence\": \"rising-falling\", \"cycles\": 2");
   const Plan plan = LoadPlan(text, "").plan;
   ASSERT_EQ(plan.points.size(), 24U);

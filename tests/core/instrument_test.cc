@@ -257,23 +257,23 @@ TEST(Instrument, EditWithoutAUserInterface_IsCancelled) {
 }
 
 // The fields of the configuration stream, written byte by byte.
-std::string Bytes(std::initializer_list<int> bytes) {
+std::string BytesOf(std::initializer_list<int> bytes) {
   std::string text;
   for (const int byte : bytes) text += static_cast<char>(byte);
   return text;
 }
 
-const std::string kVersions = Bytes({19, 0, 2, 0, 1, 0}) + Bytes({19, 0, 4, 0, 3, 0});
+const std::string kVersions = BytesOf({19, 0, 2, 0, 1, 0}) + BytesOf({19, 0, 4, 0, 3, 0});
 // mode 0, depth 0x12; level 2.0; link byte 9.
-const std::string kSettings = Bytes({19, 0, 0x20, 0x01, 0, 0}) + Bytes({4, 0, 0, 0, 0, 0x40}) + Bytes({17, 0, 9});
+const std::string kSettings = BytesOf({19, 0, 0x20, 0x01, 0, 0}) + BytesOf({4, 0, 0, 0, 0, 0x40}) + BytesOf({17, 0, 9});
 
 std::string GroupBlock(char id) {
-  return Bytes({19, 0, id, 0, 0, 0}) + Bytes({19, 0, 0xF4, 1, 0, 0}) + Bytes({4, 0, 0, 0, 0x20, 0x41}) +
-         Bytes({4, 0, 0, 0, 0, 0x3F}) + Bytes({19, 0, 60, 0, 0, 0}) + Bytes({17, 0, 0}) + Bytes({17, 0, 1});
+  return BytesOf({19, 0, id, 0, 0, 0}) + BytesOf({19, 0, 0xF4, 1, 0, 0}) + BytesOf({4, 0, 0, 0, 0x20, 0x41}) +
+         BytesOf({4, 0, 0, 0, 0, 0x3F}) + BytesOf({19, 0, 60, 0, 0, 0}) + BytesOf({17, 0, 0}) + BytesOf({17, 0, 1});
 }
 const std::string kEnd =
-    Bytes({19, 0, 40, 0, 0, 0}) + Bytes({2, 0, 255, 255}) + Bytes({2, 0, 0, 0}) + Bytes({2, 0, 1, 0});
-const std::string kWhole = kVersions + kSettings + Bytes({18, 0, 2, 0}) + GroupBlock(3) + GroupBlock(7) + kEnd;
+    BytesOf({19, 0, 40, 0, 0, 0}) + BytesOf({2, 0, 255, 255}) + BytesOf({2, 0, 0, 0}) + BytesOf({2, 0, 1, 0});
+const std::string kWhole = kVersions + kSettings + BytesOf({18, 0, 2, 0}) + GroupBlock(3) + GroupBlock(7) + kEnd;
 
 TEST(Persistence, StreamCutAnywhere_LoadsWhatPrecedesTheCut) {
   for (std::size_t length = 0; length <= kWhole.size(); ++length) {
@@ -330,7 +330,7 @@ TEST(Persistence, SaveThatFails_LeavesTheInstrumentDirty) {
 }
 
 TEST(Persistence, InvalidValueInAStream_EndsTheLoadThere) {
-  const std::string nan = Bytes({4, 0, 0, 0, 0xC0, 0x7F});
+  const std::string nan = BytesOf({4, 0, 0, 0, 0xC0, 0x7F});
   std::string bad_level = kWhole, same_id = kWhole, zero_id = kWhole, bad_band = kWhole;
   bad_level.replace(kVersions.size() + 6, 6, nan);
   const std::size_t second = kVersions.size() + kSettings.size() + 4 + GroupBlock(1).size();
@@ -351,7 +351,7 @@ TEST(Persistence, InvalidValueInAStream_EndsTheLoadThere) {
 
 TEST(Persistence, LastGroupIdInAStream_LeavesNoneForANewGroup) {
   Rig rig;
-  MemoryStream in(kVersions + kSettings + Bytes({18, 0, 0, 0}) + Bytes({19, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
+  MemoryStream in(kVersions + kSettings + BytesOf({18, 0, 0, 0}) + BytesOf({19, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
   rig.instrument->Load(in);
   std::uint32_t id = 0;
   EXPECT_EQ(rig.instrument->CreateGroup(&id), E_UNEXPECTED);

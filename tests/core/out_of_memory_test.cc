@@ -19,12 +19,12 @@
 namespace ulix {
 namespace {
 
-constexpr int kTimesFaster = 10;
+constexpr int kScanSpeed = 10;
 constexpr long kMaxAllocations = 3000;  // More than any call makes; the test fails when a call makes more.
 
 // A connected instrument with one group of its first input.
-struct Rig {
-  explicit Rig(const char* model) : bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)) {
+struct MemoryRig {
+  explicit MemoryRig(const char* model) : bench(std::make_shared<SimulatedBench>(FindSimulator(model)(clock), clock)) {
     DriverServices services;
     services.clock = &clock;
     services.resolve_port = ResolverOf(bench);
@@ -40,7 +40,7 @@ struct Rig {
     return stream.bytes();
   }
 
-  FastClock clock{kTimesFaster};
+  FastClock clock{kScanSpeed};
   std::shared_ptr<SimulatedBench> bench;
   std::unique_ptr<Instrument> device;
   std::uint32_t group = 0;
@@ -173,12 +173,12 @@ struct Outcome {
   bool kept = true;
 };
 
-HRESULT MakeIn(Rig& rig, const Call& call) {
+HRESULT MakeIn(MemoryRig& rig, const Call& call) {
   Places places;
   return call.make(*rig.device, places);
 }
 
-Outcome Attempt(Rig& rig, const Call& call, HRESULT wanted, long allocation) {
+Outcome Attempt(MemoryRig& rig, const Call& call, HRESULT wanted, long allocation) {
   Outcome outcome;
   Places places;
   const std::string before = rig.Configuration();
@@ -231,19 +231,19 @@ class OutOfMemory : public testing::Test {
 
 TEST_F(OutOfMemory, AnyMember_ReturnsACodeAndTheNextCallWorks) {
   for (const Call& call : kCalls) {
-    Rig calm("kelvo10");
-    Walk(call, MakeIn(calm, call), [] { return std::make_unique<Rig>("kelvo10"); });
+    MemoryRig calm("kelvo10");
+    Walk(call, MakeIn(calm, call), [] { return std::make_unique<MemoryRig>("kelvo10"); });
   }
 }
 
 TEST_F(OutOfMemory, MemoryBlockMember_ReturnsACodeAndTheNextCallWorks) {
-  Rig rig("memolog");
+  MemoryRig rig("memolog");
   for (const Call& call : kMemoryCalls) Walk(call, MakeIn(rig, call), [&rig] { return &rig; });
 }
 
 TEST_F(OutOfMemory, AnyMember_LeaksNothing) {
   const auto attempt = [](const Call& call, long allocation) {
-    Rig rig("kelvo10");
+    MemoryRig rig("kelvo10");
     const Outcome outcome = Attempt(rig, call, S_OK, allocation);
     TakeErrorInfo();
     return outcome.ran_out;
@@ -263,7 +263,7 @@ TEST_F(OutOfMemory, AnyMember_LeaksNothing) {
 TEST_F(OutOfMemory, DestructionOfAnInstrument_Ends) {
   bool ran_out = true;
   for (long n = 1; ran_out && n < kMaxAllocations; ++n) {
-    Rig rig("kelvo10");
+    MemoryRig rig("kelvo10");
     rig.device->RunGroup(1);
     const FailingAllocation failure(n);
     rig.device.reset();
@@ -297,7 +297,7 @@ class CopyingSink final : public EventSink {
 TEST_F(OutOfMemory, Scan_LosesAtMostItsOwnReport) {
   for (long n = 1; n < kMaxAllocations; ++n) {
     SCOPED_TRACE(n);
-    Rig rig("kelvo10");
+    MemoryRig rig("kelvo10");
     rig.device->SetGroupSettings(1, {.period_ms = 500, .dead_band_abs = 1e6F, .dead_time_max_s = 1000});
     const auto sink = std::make_shared<CopyingSink>();
     rig.device->events().Advise(sink);

@@ -22,8 +22,8 @@ namespace ulix {
 namespace {
 
 constexpr int kTimesFaster = 10;
-constexpr std::uint32_t kPeriodMs = 100;
-constexpr std::uint32_t kTimeoutMs = 50;
+constexpr std::uint32_t kSoakPeriodMs = 100;
+constexpr std::uint32_t kSoakTimeoutMs = 50;
 constexpr int kFaultsIn100 = 3;
 constexpr std::size_t kInstruments = 4;
 
@@ -55,7 +55,7 @@ class Station final : public EventSink {
     DriverServices services;
     services.clock = &clock;
     services.resolve_port = ResolverOf(bench_);
-    services.timeout_ms = kTimeoutMs;
+    services.timeout_ms = kSoakTimeoutMs;
     instrument =
         std::make_unique<Instrument>(FindModel("kelvo10")->create(services), Instrument::Options{.clock = &clock});
   }
@@ -74,7 +74,7 @@ class Station final : public EventSink {
   int Within(int low, int high) { return std::uniform_int_distribution(low, high)(random_); }
   FaultSet NextFaults() {
     if (Within(1, 100) > kFaultsIn100) return {};
-    const int late_ms = Within(0, 6 * static_cast<int>(kTimeoutMs));
+    const int late_ms = Within(0, 6 * static_cast<int>(kSoakTimeoutMs));
     switch (Within(0, 4)) {
       case 0:
         return {{FaultKind::kSilent}};
@@ -83,7 +83,7 @@ class Station final : public EventSink {
       case 2:
         return {{FaultKind::kTruncate}, {FaultKind::kDelay, late_ms}};
       case 3:
-        return {{FaultKind::kDrip, Within(1, static_cast<int>(kTimeoutMs))}, {FaultKind::kDelay, late_ms}};
+        return {{FaultKind::kDrip, Within(1, static_cast<int>(kSoakTimeoutMs))}, {FaultKind::kDelay, late_ms}};
       default:
         return {{FaultKind::kDelay, late_ms}};
     }
@@ -112,7 +112,7 @@ TEST(Soak, LinesWithFaults_DeliverOnlyTheValueOfTheirOwnQuery) {
     instrument.events().Advise(stations[i]);
     ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
     ASSERT_EQ(instrument.ConnectGroupChan(group, 0), S_OK);
-    ASSERT_EQ(instrument.SetGroupSettings(group, {.period_ms = kPeriodMs}), S_OK);
+    ASSERT_EQ(instrument.SetGroupSettings(group, {.period_ms = kSoakPeriodMs}), S_OK);
     ASSERT_EQ(instrument.RunGroup(group), S_OK);
   }
   const std::chrono::milliseconds length(1000 * LongRun("ULIX_SOAK_SECONDS", 2));

@@ -19,28 +19,28 @@ namespace ulix {
 namespace {
 
 // What an operation gives under a fault.
-struct Outcome {
+struct FaultOutcome {
   HRESULT code;
   bool in_vain = false;                       // The operation takes at least the whole patience.
   std::optional<float> value = std::nullopt;  // The prescribed value of a reading, where it is not the right one.
   bool leaves_closed = false;                 // The connection is refused without an error.
   bool leaves_held = false;  // The logger's memory block stays locked: its release does not get through.
 };
-constexpr Outcome kFine = {S_OK};
-constexpr Outcome kZero = {S_OK, false, 0.0F};
-constexpr Outcome kShutOut = {S_OK, false, std::nullopt, true};
-constexpr Outcome kMute = {serialCommErrUnableToReadComm, true};
-constexpr Outcome kMuteHeld = {serialCommErrUnableToReadComm, true, std::nullopt, false, true};
-constexpr Outcome kNoReply = {serialCommErrUnableToReadComm};
-constexpr Outcome kUnwritten = {serialCommErrUnableToWriteComm};
-constexpr Outcome kUnopened = {serialCommErrUnableToOpenComm};
-constexpr Outcome kNetMute = {networkCommErrUnableToReadComm, true};
-constexpr Outcome kNetNoReply = {networkCommErrUnableToReadComm};
-constexpr Outcome kNetUnopened = {networkCommErrUnableToConnect};
-constexpr Outcome kNotJofra = {jofrartcptcCtlErrNotJofraRtcPtc, true};
-constexpr Outcome kUsbMute = {winUsbCommErrUnableToReadComm, true};
-constexpr Outcome kUsbNoReply = {winUsbCommErrUnableToReadComm};
-constexpr Outcome kUsbUnwritten = {winUsbCommErrUnableToWriteComm};
+constexpr FaultOutcome kFine = {S_OK};
+constexpr FaultOutcome kZero = {S_OK, false, 0.0F};
+constexpr FaultOutcome kShutOut = {S_OK, false, std::nullopt, true};
+constexpr FaultOutcome kMute = {serialCommErrUnableToReadComm, true};
+constexpr FaultOutcome kMuteHeld = {serialCommErrUnableToReadComm, true, std::nullopt, false, true};
+constexpr FaultOutcome kNoReply = {serialCommErrUnableToReadComm};
+constexpr FaultOutcome kUnwritten = {serialCommErrUnableToWriteComm};
+constexpr FaultOutcome kUnopened = {serialCommErrUnableToOpenComm};
+constexpr FaultOutcome kNetMute = {networkCommErrUnableToReadComm, true};
+constexpr FaultOutcome kNetNoReply = {networkCommErrUnableToReadComm};
+constexpr FaultOutcome kNetUnopened = {networkCommErrUnableToConnect};
+constexpr FaultOutcome kNotJofra = {jofrartcptcCtlErrNotJofraRtcPtc, true};
+constexpr FaultOutcome kUsbMute = {winUsbCommErrUnableToReadComm, true};
+constexpr FaultOutcome kUsbNoReply = {winUsbCommErrUnableToReadComm};
+constexpr FaultOutcome kUsbUnwritten = {winUsbCommErrUnableToWriteComm};
 
 constexpr int kDripMs = 200;
 constexpr Milliseconds kLongAfter{200'000};  // All late replies have come by then.
@@ -65,7 +65,7 @@ struct Row {
   const char* operation;
   int patience_ms;  // How long one exchange waits for a mute device.
   int max_ms;       // The longest time of any outcome.
-  Outcome outcomes[kFaults];
+  FaultOutcome outcomes[kFaults];
 };
 
 // An operation that has no row for a device sends nothing to it.
@@ -336,7 +336,7 @@ class LineFaults : public ReaderBench {
     clock.SleepFor(kLongAfter);
   }
   void Check(const Operation& operation, const Row& row);
-  void CheckFault(const Operation& operation, const Row& row, const Outcome& expected);
+  void CheckFault(const Operation& operation, const Row& row, const FaultOutcome& expected);
   void ExpectAllWell(const Operation& operation);
   void ExpectSilence(const Operation& operation);
   void CheckGroup();
@@ -387,7 +387,7 @@ void LineFaults::ExpectSilence(const Operation& operation) {
   bench->SetFaults({});
 }
 
-void LineFaults::CheckFault(const Operation& operation, const Row& row, const Outcome& expected) {
+void LineFaults::CheckFault(const Operation& operation, const Row& row, const FaultOutcome& expected) {
   if (Connects(operation.name)) device->Disconnect();
   bench->SetFaults({fault});
   const MonotonicTime before = clock.Now();

@@ -10,14 +10,14 @@
 namespace ulix {
 namespace {
 
-using Calls = std::vector<std::string>;
+using UsbCalls = std::vector<std::string>;
 
 constexpr HRESULT kNotLoaded = adt761CtlErrWinUsbNotLoaded;
 constexpr HRESULT kOfTheLibrary = static_cast<HRESULT>(0x80049301U);
 
-const Calls kPreparing = {"Flush", "SetTimeout 1 1", "Read 80", "SetTimeout 3 5000"};
+const UsbCalls kPreparing = {"Flush", "SetTimeout 1 1", "Read 80", "SetTimeout 3 5000"};
 
-Calls Joined(Calls first, const Calls& second) {
+UsbCalls Joined(UsbCalls first, const UsbCalls& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
 }
@@ -75,16 +75,16 @@ class UsbLinkTest : public testing::Test {
 TEST_F(UsbLinkTest, Open_PreparesTheDeviceInOrder) {
   usb.received = {"left over", "\n"};
   ASSERT_EQ(Open({.vendor = 0x0483}), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), (Calls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "Read 80",
-                                    "Read 80", "SetTimeout 3 5000"}));
+  EXPECT_EQ(usb.TakeCalls(), (UsbCalls{"GetInterfaceGuid", "Connect", "Flush", "SetTimeout 1 1", "Read 80", "Read 80",
+                                       "Read 80", "SetTimeout 3 5000"}));
   EXPECT_EQ(usb.seen.identity, (UsbIdentity{.vendor = 0x0483}));
   EXPECT_EQ(usb.seen.library, UsbDevice().library);
   EXPECT_EQ(link.Info(Language::kEnglish), "GUID:00000001-0002-0003-0405-060708090A0B VENDOR_ID:0483 PRODUCT_ID:5740");
   EXPECT_EQ(Open({}), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), Calls()) << "already open";
+  EXPECT_EQ(usb.TakeCalls(), UsbCalls()) << "already open";
   link.Close();
   link.Close();
-  EXPECT_EQ(usb.TakeCalls(), Calls{"Disconnect"});
+  EXPECT_EQ(usb.TakeCalls(), UsbCalls{"Disconnect"});
 
   ASSERT_EQ(Open(usb.found), S_OK);
   EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not searched for";
@@ -99,11 +99,11 @@ TEST_F(UsbLinkTest, StepThatFails_GivesItsCodeAndEndsTheOpening) {
       {"SetTimeout 1 1", winUsbCommErrUnableToFlushComm},
       {"SetTimeout 3 5000", winUsbCommErrUnableToSetupComm},
   };
-  const Calls whole = Joined({"GetInterfaceGuid", "Connect"}, kPreparing);
+  const UsbCalls whole = Joined({"GetInterfaceGuid", "Connect"}, kPreparing);
   for (const auto& [step, own_code] : steps) {
     SCOPED_TRACE(step);
     const auto failed = std::find(whole.begin(), whole.end(), step);
-    Calls calls(whole.begin(), failed + 1);
+    UsbCalls calls(whole.begin(), failed + 1);
     if (failed - whole.begin() > 1) calls.push_back("Disconnect");
     for (const auto& [answered, code] : {std::pair{kOfTheLibrary, own_code},
                                          {kUsbBadIdentifier, HRESULT{winUsbCommErrBadIdentifier}},

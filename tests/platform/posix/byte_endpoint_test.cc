@@ -22,7 +22,7 @@ using platform::ByteEndpoint;
 using platform::FileDescriptor;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLong{10'000};
+constexpr milliseconds kLongWait{10'000};
 constexpr std::string_view kEveryKind("\x03\x11\r\n\0\x7F\xFFz", 8);
 
 class TcpEndpoint : public testing::Test {
@@ -44,7 +44,7 @@ class TcpEndpoint : public testing::Test {
     std::string bytes;
     std::array<char, 1024> buffer;
     pollfd entry{.fd = client.get(), .events = POLLIN, .revents = 0};
-    while (bytes.size() < count && poll(&entry, 1, kLong.count()) > 0) {
+    while (bytes.size() < count && poll(&entry, 1, kLongWait.count()) > 0) {
       const ssize_t got = read(client.get(), buffer.data(), std::min(buffer.size(), count - bytes.size()));
       if (got <= 0) break;
       bytes.append(buffer.data(), static_cast<std::size_t>(got));
@@ -55,7 +55,7 @@ class TcpEndpoint : public testing::Test {
     std::string bytes;
     std::array<char, 1024> buffer;
     while (bytes.size() < count) {
-      const std::size_t got = endpoint_->Read(buffer, kLong);
+      const std::size_t got = endpoint_->Read(buffer, kLongWait);
       if (got == 0) break;
       bytes.append(buffer.data(), got);
     }

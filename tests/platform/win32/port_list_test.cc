@@ -16,9 +16,9 @@ struct Value {
 };
 
 // The values are out of order, name one port twice, and some name no port.
-constexpr Value kValues[] = {{"UlixTest0", "COM5010"}, {"UlixTest1", "COM5002"}, {"UlixTest2", "COM5001"},
-                             {"UlixTest3", "COM5002"}, {"UlixTest4", "CO"},      {"UlixTest5", "LPT5003x"},
-                             {"UlixTest6", "COMx"}};
+constexpr Value kPortValues[] = {{"UlixTest0", "COM5010"}, {"UlixTest1", "COM5002"}, {"UlixTest2", "COM5001"},
+                                 {"UlixTest3", "COM5002"}, {"UlixTest4", "CO"},      {"UlixTest5", "LPT5003x"},
+                                 {"UlixTest6", "COMx"}};
 
 // Adds values to the registry's list of ports for the duration of a test.
 class PortListTest : public testing::Test {
@@ -27,13 +27,13 @@ class PortListTest : public testing::Test {
     const auto opened = RegCreateKeyExA(HKEY_LOCAL_MACHINE, R"(Hardware\DeviceMap\SerialComm)", 0, nullptr,
                                         REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key_, nullptr);
     if (opened != ERROR_SUCCESS) GTEST_SKIP() << "this user may not change the list";
-    for (const Value& value : kValues) {
+    for (const Value& value : kPortValues) {
       RegSetValueExA(key_, value.name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.text),
                      static_cast<DWORD>(std::string_view(value.text).size() + 1));
     }
   }
   ~PortListTest() override {
-    for (const Value& value : kValues) RegDeleteValueA(key_, value.name);
+    for (const Value& value : kPortValues) RegDeleteValueA(key_, value.name);
     RegCloseKey(key_);
   }
   HKEY key_ = nullptr;

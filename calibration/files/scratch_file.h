@@ -1,0 +1,21 @@
+// A file that is removed in every way out.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "platform/files.h"
+
+namespace ulix::calibration {
+
+struct ScratchFile {
+  std::string path;  // UTF-8
+
+  ~ScratchFile() {
+    std::error_code ignored;
+    std::filesystem::remove(platform::PathOf(path), ignored);
+  }
+};
+
+}  // namespace ulix::calibration

@@ -1,0 +1,72 @@
+#!/usr/bin/env python3
+"""Checks that file-local names differ within a target, whose files the sanitizer and Windows builds compile in batches.
+
+Such a name stands in an unnamed namespace of a .cc file: two files that are compiled as one cannot both have it. Two
+functions of one name may differ in their parameters.
+"""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+# Rooms that make one target, and what of them goes elsewhere.
+TARGETS = (
+    ("base calibration core drivers forms links resources platform sessions",
+     r"^calibration/(dcc|without_dcc|files)/|^platform/posix/custom_baud\.cc$"),
+    ("calibration/dcc calibration/files", "^$"),
+    ("simulators", "^$"),
+    ("controls", "^$"),
+    ("tests", r"^tests/(conformance|automation|dialogs|controls)/"),
+    ("tests/conformance", "^$"),
+    ("tests/automation", "^$"),
+    ("tests/dialogs", "^$"),
+)
+DEFINITIONS = (
+    re.compile(r"(?:inline |static )?const(?:expr)? .*?\b(k[A-Z]\w*)\b"),
+    re.compile(r"(?:struct|class|enum class|enum) (\w+)(?! *;)"),
+    re.compile(r"using (\w+) ="),
+)
+FUNCTION = re.compile(r"[\w:<>,&*\s\[\]]+[ &*](\w+)\(([^)]*)")
+
+
+def names_in(path):
+    """The file-local names, each with its namespace; a function with the types of its parameters."""
+    names, local, space = set(), False, ""
+    for line in path.read_text(encoding="utf-8").splitlines():
+        if line == "namespace {":
+            local = True
+        elif line == "}  // namespace":
+            local = False
+        elif opened := re.match(r"namespace ([\w:]+) \{", line):
+            space = opened[1]
+        elif local and line[:1] not in (" ", "#", "/", "}", ""):
+            defined = next(filter(None, (pattern.match(line) for pattern in DEFINITIONS)), None)
+            if defined:
+                names.add(f"{space}::{defined[1]}")
+            elif not line.startswith("template") and (function := FUNCTION.match(line)):
+                types = re.sub(r"\s*\b\w+(?=,|$)", "", function[2])
+                names.add(f"{space}::{function[1]}({types})")
+    return names
+
+
+def main():
+    complaints = 0
+    for rooms, elsewhere in TARGETS:
+        for other_system in ("posix", "win32"):
+            home = {}
+            for room in rooms.split():
+                for path in sorted((ROOT / room).rglob("*.cc")):
+                    place = path.relative_to(ROOT).as_posix()
+                    if f"/{other_system}/" in place or re.search(elsewhere, place):
+                        continue
+                    for name in sorted(names_in(path)):
+                        first = home.setdefault(name, place)
+                        if first != place:
+                            complaints += 1
+                            print(f"{place}: {name} stands in {first} too", file=sys.stderr)
+    return 1 if complaints else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
