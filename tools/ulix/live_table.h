@@ -19,10 +19,10 @@ std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_
 
 struct LiveRow {
   Channel channel;
-  std::deque<std::optional<float>> history;  // oldest first
+  std::deque<std::optional<float>> history;  // the oldest reading first
   Statistics statistics;
-  std::string error;           // of the last reading, UTF-8; empty when it succeeded
-  Doubt doubt = Doubt::kNone;  // of the last reading
+  std::string error;           // error of the last reading, UTF-8; empty when it succeeded
+  Doubt doubt = Doubt::kNone;  // doubt about the last reading
 };
 
 // The headings and one line for each channel, none longer than `width` columns. An error that leaves no room for the
@@ -38,7 +38,7 @@ class LiveTable final : public ScanOutput {
  private:
   void Draw();
   std::string StatusLine() const;
-  // In seconds; none where only Ctrl-C ends it.
+  // The time left in seconds; nullopt when only Ctrl-C ends the scan.
   std::optional<double> TimeLeft(double elapsed) const;
 
   std::vector<LiveRow> rows_;

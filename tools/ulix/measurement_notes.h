@@ -28,10 +28,10 @@ std::string SerialNumberIn(std::string_view identification);
 // How far local time is ahead of UTC now: "+01:00".
 std::string UtcOffset();
 
-// The lines at the head of a CSV file, each with its end: "# model: kelvo10". Asks the instrument of a connected
-// session for its identification. Keys: ulix, model, instrument, identification, serial-number, started, utc-offset,
-// title, operator, note, "channel ID" with its name, "unit NAME" and "decimals NAME" of each channel that has one,
-// "setting KEY" of each setting where they are known.
+// The header lines of a CSV file, such as "# model: kelvo10", each with its line end. The session must be connected:
+// the instrument is asked for its identification. Keys: ulix, model, instrument, identification, serial-number,
+// started, utc-offset, title, operator, note; "channel ID" with the name of each channel; "unit NAME" and "decimals
+// NAME" of each channel that has them; "setting KEY" of each setting, when the settings are known.
 std::string NotesForCsv(Session& session, std::span<const Channel> channels, const MeasurementNotes& notes);
 
 }  // namespace ulix::cli

@@ -11,8 +11,7 @@
 
 namespace ulix::cli {
 
-// One record as the command line shows it. `k` is its place in the arrays; of the `known` channels the name and the
-// unit are told.
+// One record as JSON. `k` is its index in the arrays. `known` supplies the name and the unit of channels.
 std::string RecordJson(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 std::string RecordLine(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 

@@ -13,11 +13,11 @@ namespace ulix::cli {
 struct PlotPoint {
   Date time = 0;               // Local time.
   std::optional<float> value;  // None for a failed reading.
-  bool doubtful = false;       // marked with a '?'
-  bool late = false;           // came more than a period after its scan: no line leads on from it
+  bool doubtful = false;       // drawn with a '?'
+  bool late = false;           // came more than a period after its scan; no line is drawn to the next point
 };
 
-// The value that is drawn; none for a failed reading and for a value that is not finite.
+// The value to draw; nullopt for a failed reading and for a value that is not finite.
 std::optional<double> Drawn(const PlotPoint& point);
 
 struct PlotCurve {
@@ -25,12 +25,12 @@ struct PlotCurve {
   std::string unit;
   std::vector<PlotPoint> points;  // in order of time
 
-  // Keeps a bounded number of points: of too many, those that make a difference to a drawing.
+  // Adds a point. The number of stored points is bounded: of too many, only those that matter to a drawing are kept.
   void Add(const PlotPoint& point);
 };
 
-// The points that a drawing of `columns` columns needs: of each column the first and the last, the lowest and the
-// highest value, the first and the last failure. All points when they are few.
+// The points that a drawing `columns` pixels wide needs: for each column the first and the last value, the lowest and
+// the highest value, the first and the last failure. Few points are all kept.
 std::vector<PlotPoint> Thinned(const std::vector<PlotPoint>& points, std::size_t columns);
 
 }  // namespace ulix::cli

@@ -1,5 +1,5 @@
-// The readings of a scan or of a memory block as they come, and what a report says of them. What is kept is bounded,
-// however many come.
+// Collects the readings of a scan or of a memory block for a report. The memory it takes is bounded, however many
+// readings come.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 namespace ulix::cli {
 
-// Of the readings of one channel; each is updated as readings come, none is stored.
+// The statistics of one channel's readings. They are updated with each reading; no reading is stored.
 class Statistics {
  public:
   void Add(Date time, double value);
@@ -24,15 +24,15 @@ class Statistics {
   std::uint64_t good() const { return good_; }
   std::uint64_t failed() const { return failed_; }
   std::uint64_t count() const { return good_ + failed_; }
-  // Of good readings, of which there is one at least.
+  // The functions from here on describe the good readings. At least one must have come.
   double first() const { return first_; }
   double last() const { return last_; }
   double least() const { return least_; }
   double most() const { return most_; }
   double mean() const { return mean_; }
-  // Of the sample; none for fewer than two readings.
+  // The sample standard deviation; nullopt for fewer than two readings.
   std::optional<double> deviation() const;
-  // Slope of the straight line that fits best, an hour; none for readings at one moment.
+  // The slope of the best-fit straight line, per hour; nullopt when all readings came at the same moment.
   std::optional<double> drift() const;
 
  private:
@@ -43,7 +43,7 @@ class Statistics {
   double least_ = 0;
   double most_ = 0;
   double mean_ = 0;
-  double squares_ = 0;  // of distances from the mean
+  double squares_ = 0;  // sum of the squared distances from the mean
   double mean_time_ = 0;
   double time_squares_ = 0;
   double products_ = 0;
@@ -55,16 +55,16 @@ struct RecordedChannel {
   PlotCurve curve;
 };
 
-// Readings of one channel that failed one after the other for the same reason.
+// A run of successive failed readings of one channel, all for the same reason.
 struct RecordedFailure {
-  std::size_t channel = 0;  // its place in the recording
+  std::size_t channel = 0;  // index in the recording
   HRESULT code = S_OK;
   Date first = 0;
   Date last = 0;
   std::uint64_t readings = 0;
 };
 
-// What is in a row for one channel: a value, a failure, or nothing.
+// One channel's cell in a row: a value, a failure, or nothing.
 struct RecordedCell {
   bool held = false;
   std::optional<float> value;
@@ -75,28 +75,29 @@ struct RecordedCell {
 struct RecordedRow {
   std::uint64_t number = 0;  // from 1
   Date time = 0;
-  double late_s = 0;                // how long after its scan it came, where that is more than a period
-  std::vector<RecordedCell> cells;  // of the channels known by then, in their order
+  double late_s = 0;                // delay after its scan, when longer than a period; else 0
+  std::vector<RecordedCell> cells;  // one for each channel known at that time, in the order of the channels
 };
 
 class Recording {
  public:
-  static constexpr std::size_t kMaxRows = 2000;  // the first half and the last half of more
+  static constexpr std::size_t kMaxRows = 2000;  // of more rows, the first and the last half of this number are kept
   static constexpr std::size_t kMaxFailures = 200;
 
-  // Of a channel that comes later, `known` has the name and the unit, where it has the channel.
+  // `known` supplies the name and the unit of a channel that appears only later in the recording.
   explicit Recording(std::span<const Channel> channels, std::span<const Channel> known = {});
 
-  // One row. `late_s`: how long after its scan it came, where that is more than a period.
+  // Adds one row. `late_s` is the delay after its scan in seconds, when longer than a period; else 0.
   void AddReport(const ChannelArrays& report, double late_s = 0);
-  // A row for each time. A channel that is new gets a place; any code but 0 is a failure, since loggers have their own.
+  // Adds one row for each time. A new channel gets a column. Any code but 0 is a failure, because loggers have codes of
+  // their own.
   void AddRecords(const ChannelArrays& records);
 
   const std::vector<RecordedChannel>& channels() const { return channels_; }
-  // All or, where these are more, the first and the last.
+  // All rows; of more than kMaxRows, only the first and the last ones.
   std::vector<const RecordedRow*> Rows() const;
   std::uint64_t row_count() const { return row_count_; }
-  std::uint64_t late_count() const { return late_count_; }  // of the rows
+  std::uint64_t late_count() const { return late_count_; }  // number of late rows
   const std::vector<RecordedFailure>& failures() const { return failures_; }
   std::uint64_t failures_left_out() const { return failures_left_out_; }  // readings
   Date first_time() const { return first_time_; }
@@ -111,7 +112,8 @@ class Recording {
 
   std::vector<Channel> known_;
   std::vector<RecordedChannel> channels_;
-  std::vector<std::optional<std::size_t>> open_failures_;  // of the channels: the place of the one that goes on
+  std::vector<std::optional<std::size_t>>
+      open_failures_;  // for each channel, the index of its failure run that is still going on
   std::vector<RecordedRow> first_rows_;
   std::deque<RecordedRow> last_rows_;
   std::uint64_t row_count_ = 0;

@@ -18,7 +18,8 @@
 namespace ulix::cli {
 namespace {
 
-// Also for paper: A4, rows and pictures whole, headings with what they head, a table's head on each of its pages.
+// The style for screen and paper. On paper (A4) no row and no picture is broken, a heading stays with its text, and the
+// head of a table is repeated on each page.
 constexpr char kStyle[] = R"css(
 body{font:14px/1.45 Helvetica,Arial,sans-serif;color:#222;background:#fff;max-width:60em;margin:2em auto;padding:0 1em}
 h1{font-size:1.7em;margin:0 0 .2em}
@@ -48,7 +49,7 @@ thead th,p.note{print-color-adjust:exact;-webkit-print-color-adjust:exact}
 }
 )css";
 
-constexpr std::size_t kChannelsOfATable = 6;  // what the width of paper has room for
+constexpr std::size_t kChannelsOfATable = 6;  // as many as fit on the width of a sheet
 
 enum class Kind { kText, kNumber, kOneLine, kBad };
 
@@ -88,7 +89,7 @@ constexpr std::size_t kMaxUsualColumns = 6;
 
 class HtmlTable {
  public:
-  // Of more columns than a page has room for in its usual size it is set smaller.
+  // A table with too many columns for the normal type size gets a smaller one.
   explicit HtmlTable(const Row& head)
       : html_(std::string(head.size() > kMaxUsualColumns ? "<table class=\"wide\">" : "<table>") + "\n<thead>" +
               TableRow(head, "th") + "</thead>\n<tbody>\n") {}
@@ -107,7 +108,7 @@ std::string FactTable(const std::vector<Fact>& facts) {
   return html + "</tbody>\n</table>\n";
 }
 
-// The page, of which every part adds its own.
+// The page under construction. Each function adds one part.
 class Page {
  public:
   Page(const Recording& recording, const ErrorText& error_text, Language language)
@@ -164,7 +165,7 @@ void Page::AddFacts(TextId heading, const std::vector<Fact>& facts) {
   html_ += FactTable(facts);
 }
 
-// Those that somebody chose; the others can be unfolded.
+// Shows the settings that differ from their default. The others are in a part that can be unfolded.
 void Page::AddSettings(const ReportFacts& facts) {
   AddFacts(TextId::kSettings, facts.settings);
   if (facts.default_settings.empty()) return;
@@ -174,7 +175,7 @@ void Page::AddSettings(const ReportFacts& facts) {
            FactTable(facts.default_settings) + "</details>\n";
 }
 
-// The two largest units that there are.
+// The duration in its two largest units, such as hours and minutes.
 std::string Page::Duration() const {
   struct Pair {
     std::int64_t seconds;
@@ -212,7 +213,7 @@ void Page::AddPlot(const std::string& title) {
   html_ += PlotSvg(title, curves, language_, PlotPlace::kPage);
 }
 
-// With the channel's decimals and some more where the value is made of many.
+// A value with the decimals of the channel, plus `more_decimals` for a value computed from many readings.
 Cell Page::Number(const Channel& channel, std::optional<double> value, int more_decimals) const {
   constexpr double kMaxPlain = 1e9;
   constexpr int kDigits = 7;
@@ -223,7 +224,7 @@ Cell Page::Number(const Channel& channel, std::optional<double> value, int more_
   return {InLanguage(text, language_), Kind::kNumber};
 }
 
-// What readings differ by, of which more digits would say nothing.
+// A difference between readings, with as many digits as are significant.
 Cell Page::Difference(std::optional<double> value) const {
   constexpr int kDigits = 4;
   return {value ? InLanguage(FormatGeneral(*value, kDigits), language_) : "-", Kind::kNumber};
@@ -300,7 +301,7 @@ std::string Page::TimeOf(const RecordedRow& row) const {
   return Time(row.time) + (row.late_s > 0 ? " (" + Shown(TextId::kLateBy, language_, {late}) + ")" : "");
 }
 
-// A table of the channels from `first` to before `end`.
+// Adds a table of the channels `first` to `end` - 1.
 void Page::AddReadingsOf(std::size_t first, std::size_t end) {
   Row head{{Shown(TextId::kNumber), Kind::kNumber}, {Shown(TextId::kTime)}};
   for (std::size_t k = first; k < end; ++k) {

@@ -1,4 +1,4 @@
-// A scan or a memory block as a page to print and to keep: one HTML file that needs nothing else.
+// The report of a scan or of a memory block: one self-contained HTML page, for printing and for the archive.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@
 
 namespace ulix::cli {
 
-// A label and what there is to say under it, in UTF-8 and in the language of the report.
+// A label and its value, in UTF-8 and in the language of the report.
 using Fact = std::pair<std::string, std::string>;
 
 // What is known before the first reading.
@@ -22,25 +22,25 @@ struct ReportFacts {
   std::string title;
   std::vector<Fact> instrument;
   std::vector<Fact> measurement;
-  std::vector<Fact> settings;          // those that are not at their default
-  std::vector<Fact> default_settings;  // the others
+  std::vector<Fact> settings;          // settings that differ from their default
+  std::vector<Fact> default_settings;  // settings at their default
 };
 
-// What the instrument of a connected session is and how it is set; asks it for its identification. A title has a '%'
-// for the instrument's name.
+// The facts of a connected session: the instrument and its settings. Asks the instrument for its identification. A '%'
+// in the title stands for the instrument's name.
 ReportFacts FactsOf(Session& session, const std::string& title, Language language);
-// The same of a measurement that was read back from its file.
+// The same facts, from a measurement that was read back from its file.
 ReportFacts FactsOf(const CsvMeasurement& measurement, const std::string& title, Language language);
-// What the person says of the measurement; a title takes the place of the usual one.
+// Adds the user's notes. A title among them replaces the default title.
 void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language);
-// How readings are taken.
+// How the readings were taken: the settings of the acquisition group.
 std::vector<Fact> FactsOf(const GroupSettings& settings, Language language);
 
-// The whole page.
+// The complete HTML page.
 std::string ReportHtml(const ReportFacts& facts, const Recording& recording, const ErrorText& error_text,
                        Language language);
 
-// What a report needs besides the readings.
+// Everything that a report needs besides the readings.
 struct ReportPlan {
   std::string path;
   ReportFacts facts;

@@ -14,12 +14,12 @@
 namespace ulix::cli {
 namespace {
 
-// How soon the end of the scan is noticed while no report comes.
+// While no report comes, the end of the scan is checked at this interval.
 constexpr std::chrono::milliseconds kGlance{50};
-// A stopped group waits this long for its one scan, and longer where the user allows longer exchanges.
+// ReadOnce waits at least this long for its one scan, longer when the user allows longer exchanges.
 constexpr std::uint32_t kReadTimeMs = 60000;
 
-// Carries reports from the scan thread to the main thread.
+// Passes reports from the scan thread to the main thread.
 class ReportQueue final : public EventSink {
  public:
   explicit ReportQueue(std::uint32_t period_ms) : period_s_(period_ms / 1000.0) {}
@@ -48,7 +48,7 @@ class ReportQueue final : public EventSink {
   const double period_s_;
 };
 
-// A group of the instrument for as long as this lives.
+// An acquisition group of the instrument. The destructor removes it.
 class Group {
  public:
   Group(Session& session, std::span<const Channel> channels, const GroupSettings& settings) : session_(session) {
@@ -70,7 +70,7 @@ class Group {
   std::uint32_t id_ = 0;
 };
 
-// The events of an instrument for as long as this lives.
+// A subscription to the events of an instrument. The destructor ends it.
 class Subscription {
  public:
   Subscription(EventSinks& sinks, std::shared_ptr<EventSink> sink)
@@ -84,7 +84,8 @@ class Subscription {
   std::uint32_t cookie_;
 };
 
-// Shows reports until the plan's count is reached or an output fails, which then gets no more.
+// Passes reports to the outputs until the planned count is reached or an output fails. A failed output gets no more
+// reports.
 class Reporter {
  public:
   Reporter(const ScanPlan& plan, ScanOutputs& outputs) : plan_(plan), outputs_(outputs) {}
@@ -93,7 +94,7 @@ class Reporter {
     std::erase_if(outputs_, [&](const auto& output) { return !failure_.Attempt([&] { output->Show(report); }); });
     ++shown_;
   }
-  // Whatever goes wrong from the first report on, those that took it keep it.
+  // After the first report, a failure must not lose what the outputs have: all of them are finished.
   template <typename Call>
   void FillWith(Call&& acquire) {
     failure_.Attempt(acquire);

@@ -1,4 +1,4 @@
-// Runs an acquisition group and hands its reports to whoever shows or keeps them.
+// Runs an acquisition group and passes its reports to the outputs: screen, files, plot, report.
 #pragma once
 
 #include <cstdint>
@@ -17,32 +17,33 @@ namespace ulix::cli {
 struct ScanReport {
   std::uint32_t group = 0;
   ChannelArrays data;
-  double late_s = 0;  // how long after its scan it came, where that is more than a period; else 0
+  double late_s = 0;  // delay after its scan, when longer than a period; else 0
 };
 
-// Takes reports on the main thread.
+// An output of a scan. Called on the main thread.
 class ScanOutput {
  public:
   virtual ~ScanOutput() = default;
   virtual void Show(const ScanReport& report) = 0;
-  // The scan has ended; the instrument is still connected.
+  // Called when the scan has ended. The instrument is still connected.
   virtual void Finish() {}
 };
 using ScanOutputs = std::vector<std::unique_ptr<ScanOutput>>;
 
-// Ends at the first limit that is reached, and at an interrupt.
+// What to scan and when to end. The scan ends at the first limit that is reached, and at an interrupt (Ctrl-C).
 struct ScanPlan {
   GroupSettings settings;
-  std::optional<std::uint64_t> count;  // of reports
+  std::optional<std::uint64_t> count;  // number of reports
   std::optional<double> duration_s;
 };
 
-// How many reports there were. The first output that fails ends the scan; the others are finished before its failure is
-// thrown, and so are all of them when the instrument fails after the first report. The session is connected, and keeps
-// nothing of the group.
+// Runs a scan on a connected session and returns the number of reports. The first output that fails ends the scan; its
+// failure is thrown after the other outputs have been finished. When the instrument fails after the first report, all
+// outputs are finished before the failure is thrown. The group is removed from the session afterwards.
 std::uint64_t RunScan(Session& session, std::span<const Channel> channels, const ScanPlan& plan, ScanOutputs& outputs);
 
-// One reading of each channel, in their order. A channel that could not be asked has a code of its own as well.
+// Reads each channel once. The result has the order of `channels`. A channel that could not be read has its own error
+// code.
 ChannelArrays ReadOnce(Session& session, std::span<const Channel> channels, std::uint32_t timeout_ms);
 
 }  // namespace ulix::cli

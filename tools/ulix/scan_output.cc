@@ -46,7 +46,7 @@ class CsvFile final : public ScanOutput {
     stream_.Write(notes + CsvHeader(channels_, separator_));
   }
   void Show(const ScanReport& report) override {
-    // The clocks are put forward or back while a scan goes on.
+    // The offset from UTC may change during a scan, when daylight saving time begins or ends.
     const std::string offset = UtcOffset();
     if (std::exchange(offset_, offset) != offset) stream_.Write("# utc-offset: " + offset + "\n");
     stream_.Write(CsvRow(channels_, report.data, error_text_, separator_, report.late_s));
@@ -84,7 +84,7 @@ class PlotFile final : public ScanOutput {
   std::string path_;
   std::string title_;
   Language language_;
-  std::vector<ChannelId> ids_;  // of the curves, in their order
+  std::vector<ChannelId> ids_;  // the channel of each curve
   std::vector<PlotCurve> curves_;
 };
 

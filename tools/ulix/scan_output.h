@@ -1,4 +1,4 @@
-// Where reports go besides the live table.
+// The outputs of a scan: screen, CSV file, plot, report.
 #pragma once
 
 #include <memory>
@@ -12,27 +12,28 @@
 
 namespace ulix::cli {
 
-// {"group":1,"time":"...","channels":[...]}: one line a report.
+// One report as one line of JSON: {"group":1,"time":"...","channels":[...]}.
 Json ScanJson(const ScanReport& report);
 std::unique_ptr<ScanOutput> MakeJsonLines();
 
-// "2026-01-31T10:11:12.345  IN 12.345 V  ..."
+// One report as one line of text: "2026-01-31T10:11:12.345  IN 12.345 V  ...".
 std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text);
 std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text);
 
-// The live table on a terminal, plain lines elsewhere.
+// The live table on a terminal; plain lines when the output goes elsewhere.
 std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language,
                                        const ScanPlan& plan);
 
-// Lines are written as they come, behind those of `notes`; OperationFailed when the file takes no more.
+// Writes a CSV file: the lines of `notes`, then each report as it comes. Throws OperationFailed when the file cannot be
+// written.
 std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,
                                         std::span<const Channel> channels, ErrorText error_text);
 
-// The drawing is written at the end.
+// Writes a plot at the end of the scan.
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,
                                          std::span<const Channel> channels, Language language);
 
-// As is the page.
+// Writes an HTML report at the end of the scan.
 std::unique_ptr<ScanOutput> MakeReportFile(ReportPlan plan, std::span<const Channel> channels);
 
 }  // namespace ulix::cli

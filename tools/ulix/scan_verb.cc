@@ -1,4 +1,4 @@
-// scan: periodic readings, shown and kept.
+// The verb scan: reads periodically, shows the readings and writes them to files.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -18,7 +18,7 @@
 namespace ulix::cli {
 namespace {
 
-// The title of a scan's plot and report, with a '%' for the instrument's name.
+// The title of the plot and of the report. A '%' stands for the instrument's name.
 std::string TitleOf(Language language) { return Shown(TextId::kScanTitle, language, {"%"}); }
 
 ReportPlan PlanReport(Session& session, const ScanOptions& options, const ErrorText& error_text) {
@@ -36,7 +36,7 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   if (options.json) {
     outputs.push_back(MakeJsonLines());
   } else if (options.csv_file != kStandardOutput && (options.lines || OnTerminal())) {
-    // What is traced would be written over by a table that is drawn in place.
+    // With a trace the output is plain lines: a table redrawn in place would overwrite the trace.
     outputs.push_back(options.connection.trace ? MakePlainLines(channels, error_text)
                                                : MakeScreen(channels, error_text, language, options.plan));
   }
@@ -56,7 +56,7 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   return outputs;
 }
 
-// Before the instrument is asked anything.
+// Checks the files of the scan. Called before any exchange with the instrument.
 void CheckFiles(const ScanOptions& options) {
   const struct {
     const char* argument;
@@ -74,7 +74,7 @@ void CheckFiles(const ScanOptions& options) {
   }
 }
 
-// A scan whose last readings failed, or that brought none, is not one that went well.
+// Throws when the scan brought no reading or when its last readings failed: the verb then exits with an error.
 void CheckLastReadings(Session& session, std::span<const Channel> channels) {
   std::vector<ChannelId> ids;
   for (const Channel& channel : channels) ids.push_back(channel.id);
@@ -86,7 +86,7 @@ void CheckLastReadings(Session& session, std::span<const Channel> channels) {
   }
 }
 
-// Without any, nothing would ever be reported.
+// The channels to scan. Throws when there is none: the scan would never report anything.
 std::vector<Channel> ChannelsFor(Session& session, const ScanOptions& options) {
   auto channels = SelectInputs(session.Channels(), options.channels);
   if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
@@ -100,7 +100,7 @@ bool ShowsUnits(const ScanOptions& options) {
 }  // namespace
 
 int Scan(ScanOptions options) {
-  // As a group has it, so that a report says what was done.
+  // The group raises a shorter period to this one. The report must show the period that was used.
   options.plan.settings.period_ms = std::max(options.plan.settings.period_ms, kShortestPeriodMs);
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
   Session session(options.connection);
@@ -109,7 +109,7 @@ int Scan(ScanOptions options) {
   session.ConnectAndAsk();
   auto channels = ChannelsFor(session, options);
   const auto& interrupted = CatchInterrupts();
-  // One reading more, so that what is kept has its unit.
+  // One additional reading: this instrument sends its units with the readings, and the files need the unit.
   if (session.instrument().card().units_with_readings && ShowsUnits(options) && !interrupted) {
     ReadOnce(session, channels, options.connection.timeout_ms);
     channels = session.WithUnits(channels);

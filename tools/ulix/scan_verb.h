@@ -1,4 +1,4 @@
-// A scan as the user ordered it, for the verbs that make one.
+// The options of a scan, for every verb that runs one.
 #pragma once
 
 #include <string>
@@ -24,13 +24,13 @@ struct ScanOptions {
   std::string plot_file;
   std::string report_file;
   bool json = false;
-  bool lines = true;  // where there is no live table
+  bool lines = true;  // print plain lines when there is no live table
 };
 
-// Channels, period and ends.
+// Adds the options for channels, period and end.
 void AddScan(CLI::App& verb, ScanOptions& options);
 
-// Makes the scan and writes its files; the exit status.
+// Runs the scan and writes its files. Returns the exit status.
 int Scan(ScanOptions options);
 
 }  // namespace ulix::cli

@@ -1,4 +1,4 @@
-// simulate: a simulated instrument for other programs.
+// The verb simulate: serves a simulated instrument to other programs.
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -20,7 +20,7 @@ namespace ulix::cli {
 namespace {
 
 struct SimulateOptions {
-  ConnectionOptions connection;  // its model only
+  ConnectionOptions connection;  // only the model is used
   std::optional<int> tcp_port;
   std::optional<int> rfc2217_port;
   std::vector<std::string> properties;

@@ -1,4 +1,4 @@
-// The simulated instruments, as the command line uses them: the one place that knows the simulators.
+// The simulated instruments of the command line. No other part of the command line uses the simulators directly.
 #pragma once
 
 #include <atomic>
@@ -16,38 +16,40 @@
 
 namespace ulix::cli {
 
-// For `--port sim`: whatever port or USB device it opens is the link to one simulated instrument in this process.
+// The line of `--port sim`. Every port and USB device that it opens leads to one simulated instrument in this process.
 class SimulatedLine {
  public:
   explicit SimulatedLine(const std::string& model);
   platform::PortResolver Ports() const;
   UsbLibraryLoader UsbLoader() const;
-  // Makes the instrument the one that the settings are for: its properties that bear a setting's name take its value.
+  // Adapts the simulated instrument to the settings: each property named like a setting takes the value of the setting.
   void Match(const Settings& settings);
 
  private:
   std::shared_ptr<SimulatedBench> bench_;
 };
 
-// For a USB model on a port: the simulated instrument that `ulix simulate` serves at this device path or URL.
+// A loader for a USB model. The USB library that it loads leads to the simulated instrument that `ulix simulate` serves
+// at this device path or URL.
 UsbLibraryLoader ServedUsbInstrument(const std::string& location);
 
-// A simulated instrument that is served to this and to other programs. Any thread may call anything.
+// A simulated instrument that is served to this program and to others. Any thread may call any function.
 class SimulatedInstrument {
  public:
   explicit SimulatedInstrument(const std::string& model);
-  // One that answers as a wire log says.
+  // An instrument that answers as recorded in a wire log.
   explicit SimulatedInstrument(const std::vector<LoggedExchange>& log);
 
-  // "KEY=VALUE" of the simulated device; UsageError for what it does not have.
+  // Sets a property of the simulated device, given as "KEY=VALUE". Throws UsageError for an unknown key or value.
   void Set(const std::string& assignment);
-  // "KIND" or "KIND=ARG" each, in place of those in force; UsageError for one that there is not.
+  // Replaces the faults in force. Each fault is "KIND" or "KIND=ARG". Throws UsageError for an unknown kind.
   void SetFaults(const std::vector<std::string>& faults);
-  // Before it is served on a network port instead of a line.
+  // To be called before the instrument is served on a network port instead of a serial line.
   void OnNetwork();
-  // Until `stop` is set or the instrument has vanished by a fault; the endpoint is to be destroyed then.
+  // Serves the instrument until `stop` is set or a fault makes the instrument vanish. The caller then destroys the
+  // endpoint.
   void Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop);
-  // What came and the real instrument would not know, made visible.
+  // The requests that came and that the real instrument would not know, with control characters made visible.
   std::vector<std::string> UnknownRequests();
 
  private:

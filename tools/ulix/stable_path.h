@@ -1,11 +1,11 @@
-// The name of a serial device that stays when others come and go.
+// A name of a serial device that does not change when other devices are plugged in or out.
 #pragma once
 
 #include <string>
 
 namespace ulix::cli {
 
-// Its link in /dev/serial/by-id where it has one, else the path itself.
+// The device's link in /dev/serial/by-id, or the path itself when it has no such link.
 std::string StablePathOf(const std::string& device);
 
 }  // namespace ulix::cli

@@ -8,7 +8,7 @@
 namespace ulix::cli {
 namespace {
 
-// How many letters are wrong, missing, added or swapped with their neighbour.
+// The number of letters that are wrong, missing, added or swapped with their neighbour.
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::vector<std::size_t>> rows(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
   for (std::size_t i = 0; i <= a.size(); ++i) {
@@ -33,7 +33,7 @@ std::string NearestOf(std::string_view typed, std::span<const std::string> candi
   if (typed.empty() || typed.size() > kLongestWord) return {};
   std::string nearest;
   std::size_t least = std::max<std::size_t>(1, typed.size() / 3) + 1;
-  constexpr std::size_t kBeginning = 3;  // letters that tell what was begun
+  constexpr std::size_t kBeginning = 3;  // so many letters are enough to recognise a word by its beginning
   for (const std::string& candidate : candidates) {
     const bool begun = typed.size() >= kBeginning && AsciiUpper(candidate).starts_with(AsciiUpper(typed));
     if (begun) return candidate;

@@ -1,4 +1,4 @@
-// What a misspelt word was meant to be.
+// Suggestions for misspelt words.
 #pragma once
 
 #include <span>
@@ -7,11 +7,11 @@
 
 namespace ulix::cli {
 
-// The candidate that is nearest to what was typed, any case; empty when none is near. One letter in three may be
-// wrong, missing, added or swapped with its neighbour.
+// The candidate nearest to the typed word, ignoring case; empty when none is near. A candidate is near when at most one
+// letter in three is wrong, missing, added or swapped with its neighbour.
 std::string NearestOf(std::string_view typed, std::span<const std::string> candidates);
 
-// "; did you mean 'kelvo10'?", or nothing.
+// A phrase such as "; did you mean 'kelvo10'?"; empty when no candidate is near.
 std::string DidYouMean(std::string_view typed, std::span<const std::string> candidates);
 
 }  // namespace ulix::cli

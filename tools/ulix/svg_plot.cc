@@ -14,26 +14,26 @@
 namespace ulix::cli {
 namespace {
 
-// All in pixels.
+// Lengths in pixels.
 constexpr double kWidth = 960;
 constexpr double kMinLeft = 56;
-constexpr double kMinRight = 36;  // from the last pixel
+constexpr double kMinRight = 36;  // margin at the right edge
 constexpr double kTitleLine = 30;
 constexpr double kTitleHeight = 44;
-constexpr double kAbove = 8;  // of a page's drawing, which has no title
+constexpr double kAbove = 8;  // margin above a drawing in a page, which has no title
 constexpr double kLegendStep = 20;
 constexpr double kPanelGap = 12;
 constexpr double kBelow = 66;
 constexpr double kTick = 5;
 constexpr double kTitleCharacter = 9.4;
-constexpr double kMark = 4;  // half of a cross
+constexpr double kMark = 4;  // half the width of a cross
 constexpr double kMarkStep = 10;
 constexpr std::size_t kMarkRows = 12;
-constexpr double kNameStep = 13;         // of names at the end of curves
+constexpr double kNameStep = 13;         // distance between names at the end of curves
 constexpr std::size_t kMaxEndName = 14;  // characters
 constexpr std::size_t kMaxOfAName = 60;  // characters
 
-// Above the width that a character has in any usual face, so that no text runs into the next.
+// An upper bound of the text's width in any usual font, so that texts do not overlap.
 double TextWidth(const std::string& text) {
   constexpr double kNarrow = 7.2, kCapital = 9.2, kWidest = 12;
   double width = 0;
@@ -46,12 +46,12 @@ double TextWidth(const std::string& text) {
   return width;
 }
 
-// Told apart also by readers who see few colours; after a round of them the dashes change.
+// Colours that colour-blind readers can distinguish as well. After one round of colours the dash pattern changes.
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
                                  "#e69f00", "#56b4e9", "#6a3d9a", "#333333"};
 constexpr std::array kDashes = {"", "6 3", "2 3", "8 3 2 3"};
 
-// A range of values laid over a range of pixels.
+// Maps a range of values to a range of pixels.
 struct Axis {
   double low = std::numeric_limits<double>::infinity();
   double high = -std::numeric_limits<double>::infinity();
@@ -66,7 +66,7 @@ struct Axis {
   double Place(double value) const { return from + (value - low) / (high - low) * (to - from); }
 };
 
-// The readings of a curve that failed one after the other.
+// A run of successive failed readings of one curve.
 struct Outage {
   double from = 0;  // pixels
   double to = 0;
@@ -74,21 +74,21 @@ struct Outage {
 
 struct Panel {
   std::string unit;
-  std::vector<std::size_t> curves;           // places in the list of curves
-  std::vector<std::vector<Outage>> outages;  // of each of them
+  std::vector<std::size_t> curves;           // indices in the list of curves
+  std::vector<std::vector<Outage>> outages;  // for each of these curves
   Axis y;
   bool has_values = false;
-  int exponent = 0;  // the labels are to be multiplied by this power of ten
+  int exponent = 0;  // a label times 10^exponent is the value
   std::vector<std::pair<double, std::string>> labels;
-  double top = 0;           // of its legend
-  bool right_axis = false;  // over the panel before it, with its own axis on the other side
+  double top = 0;           // top of the legend
+  bool right_axis = false;  // drawn over the previous panel, with its axis on the right
 
   bool has_outages() const {
     return std::any_of(outages.begin(), outages.end(), [](const auto& list) { return !list.empty(); });
   }
 };
 
-// A drawing in the making.
+// A plot under construction.
 struct Plot {
   const std::vector<PlotCurve>& curves;
   Language language;
@@ -97,7 +97,7 @@ struct Plot {
   bool has_points = false;
   double left = kMinLeft;
   double right = kWidth - kMinRight;
-  double bottom = 0;  // of the last panel
+  double bottom = 0;  // bottom of the last panel
 };
 
 std::string Pixel(double value) { return FormatFixed(value, 1); }
@@ -131,9 +131,9 @@ std::string Cross(double x, double y) {
          " -" + size;
 }
 
-// --- what is drawn, and over which ranges ---
+// --- ranges and labels ---
 
-// A range that can be drawn over: never empty, never of width 0.
+// Widens the range of the axis by a margin, so that it is never empty and never of width 0.
 void Widen(Axis& axis, double margin) {
   if (axis.empty()) axis.low = axis.high = 0;
   const double size = std::max(std::abs(axis.low), std::abs(axis.high));
@@ -172,7 +172,7 @@ std::vector<Panel> PanelsOf(const std::vector<PlotCurve>& curves) {
   return panels;
 }
 
-// 0 for sizes that are read as they stand, else a multiple of three.
+// The power of ten to take out of the labels: 0 for values that are readable as they are, else a multiple of three.
 int ExponentOf(const Axis& axis) {
   constexpr double kMinPlain = 1e-3;
   constexpr double kMaxPlain = 1e6;
@@ -181,7 +181,7 @@ int ExponentOf(const Axis& axis) {
   return 3 * static_cast<int>(std::floor(std::log10(size) / 3));
 }
 
-// A number as the language writes it; -0 as 0.
+// A number in the notation of the language; -0 becomes 0.
 std::string TickLabel(double value, int decimals, Language language) {
   std::string text = FormatFixed(value, decimals);
   if (text.starts_with('-') && text.find_first_of("123456789") == std::string::npos) text.erase(0, 1);
@@ -223,7 +223,7 @@ bool HasDoubts(const Plot& plot, const Panel& panel) {
 
 struct Entry {
   std::string text;
-  std::string sign;  // drawn in the 26 pixels before it, from (0, 0)
+  std::string sign;  // SVG of the line sample, 26 pixels wide, drawn before the text with its origin at (0, 0)
 };
 
 std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
@@ -253,7 +253,8 @@ std::string UnitText(const Panel& panel, Language language) {
   return power + " " + unit;
 }
 
-// The unit, then the entries side by side in as many lines as they take. `bottom` becomes the end of the last line.
+// Draws the legend: the unit, then the entries side by side, in as many lines as needed. Sets `bottom` to the end of
+// the last line.
 std::string Legend(const Plot& plot, const Panel& panel, double& bottom) {
   std::string unit = UnitText(panel, plot.language);
   const bool two_axes = plot.panels.back().right_axis;
@@ -289,7 +290,7 @@ std::string ValueGrid(const Plot& plot, const Panel& panel) {
   return svg;
 }
 
-// The name of the axis stands below the days, where there are any.
+// Draws the time axis and its grid. The name of the axis is below the days, if there are days.
 std::string TimeGrid(const Plot& plot) {
   std::string svg;
   if (!plot.has_points) return svg;
@@ -317,8 +318,8 @@ std::string Frame(const Plot& plot, const Panel& panel) {
                      Shown(TextId::kNoData, plot.language));
 }
 
-// For as long as a curve has an outage a pale band in its colour, and at the foot of the panel, in a row of the curve's
-// own, a bar that begins with a cross.
+// Draws each outage as a pale band in the colour of the curve. At the bottom of the panel each curve has a row in which
+// a bar that begins with a cross shows the outage.
 std::string Outages(const Panel& panel) {
   std::string bands, marks;
   for (std::size_t k = 0; k < panel.outages.size(); ++k) {
@@ -336,7 +337,7 @@ std::string Outages(const Panel& panel) {
   return bands + marks;
 }
 
-// The curve between gaps: a path where points follow each other, a dot for a point between two gaps.
+// Draws a curve: a path through successive points, and a dot for a single point between two gaps.
 class CurvePath {
  public:
   explicit CurvePath(std::size_t curve) : curve_(curve) {}
@@ -372,7 +373,7 @@ std::string Curve(const Plot& plot, const Panel& panel, std::size_t k) {
   return path.svg();
 }
 
-// Above each doubtful value, in the curve's colour.
+// Draws a '?' above each doubtful value, in the colour of the curve.
 std::string Doubts(const Plot& plot, const Panel& panel, std::size_t k) {
   std::string svg;
   for (const PlotPoint& point : plot.curves[k].points) {
@@ -384,16 +385,17 @@ std::string Doubts(const Plot& plot, const Panel& panel, std::size_t k) {
   return svg;
 }
 
-// Beyond the colours that there are, curves are named at their end too.
+// With more curves than colours, curves are named at their end too.
 bool NamesAtEnds(const Panel& panel) { return panel.curves.size() > kColours.size() && !panel.right_axis; }
 
 struct EndName {
   std::size_t curve = 0;
-  double at = 0;  // where the curve ends
-  double y = 0;   // where the name stands
+  double at = 0;  // vertical position of the curve's end
+  double y = 0;   // vertical position of the name
 };
 
-// From the top down, each at its curve's end or as near as the names before it leave room.
+// The names at the ends of the curves, from top to bottom. A name is beside the end of its curve, or as near as the
+// names above it allow.
 std::vector<EndName> EndNamesOf(const Plot& plot, const Panel& panel) {
   std::vector<EndName> names;
   for (const std::size_t k : panel.curves) {
@@ -447,7 +449,7 @@ std::string Header(double height, const std::string& title, PlotPlace place) {
   return svg;
 }
 
-// Room for the labels of an axis.
+// The width that the labels of an axis need.
 double LabelRoom(const Panel& panel) {
   double widest = 0;
   for (const auto& label : panel.labels) widest = std::max(widest, TextWidth(label.second));
@@ -461,7 +463,7 @@ double EndNameRoom(const Plot& plot, const Panel& panel) {
   return widest + 20;
 }
 
-// Finds ranges and labels, and with them the room that the labels need.
+// Determines the ranges and the labels, and from these the room for the labels.
 Plot Prepare(const std::vector<PlotCurve>& curves, Language language) {
   Plot plot{.curves = curves, .language = language, .panels = PanelsOf(curves)};
   double right = kMinRight;
@@ -476,14 +478,14 @@ Plot Prepare(const std::vector<PlotCurve>& curves, Language language) {
   return plot;
 }
 
-// Of a panel: alone, one of several, or as high as the names at the ends of its curves need.
+// The height of a panel. It depends on whether the panel is the only one, and on the names at the ends of its curves.
 double HeightOf(const Plot& plot, const Panel& panel) {
   const bool alone = plot.panels.size() == 1 || plot.panels.back().right_axis;
   const double names = NamesAtEnds(panel) ? static_cast<double>(panel.curves.size() + 1) * kNameStep : 0;
   return std::max(alone ? 340.0 : 200.0, names);
 }
 
-// Stacks the panels with their legends from `top` down; of two axes both legends stand above the one panel.
+// Places the panels and their legends from `top` downwards. A panel with two axes has both legends above it.
 std::string LayOut(Plot& plot, double top) {
   std::string legends;
   const bool two_axes = plot.panels.back().right_axis;

@@ -1,4 +1,4 @@
-// Channels over time as a drawing for a report.
+// Draws the readings of channels over time as SVG.
 #pragma once
 
 #include <string>
@@ -9,17 +9,18 @@
 
 namespace ulix::cli {
 
-// Whether a drawing is a file or a part of a page, which has the title and the namespace already.
+// Where the drawing goes: a file of its own, or an HTML page, which already has the title and the namespace.
 enum class PlotPlace { kFile, kPage };
 
-// One unit has its axis on the left, a second one on the right; more have a panel each, one above the other over a
-// common time axis. Each has its legend. Where readings of a channel failed its curve has a gap, with a band and a mark
-// in its colour; a doubtful value has a '?'; no line leads on from a late one. Well-formed whatever the texts and the
-// points are, also without any point; its size does not grow with the number of points.
+// The complete drawing. Channels of the same unit share an axis: the first unit on the left, a second one on the right.
+// Three or more units have one panel each, one above the other over a common time axis. Each unit has its legend.
+// A curve has a gap where readings failed; a band and a mark in its colour show the failure. A doubtful value has a
+// '?'. No line is drawn from a late reading to the next one. The SVG is well-formed whatever the texts and points are,
+// also without any point. Its size does not grow with the number of points.
 std::string PlotSvg(const std::string& title, const std::vector<PlotCurve>& curves, Language language,
                     PlotPlace place = PlotPlace::kFile);
 
-// Round positions inside [low, high], about `wanted` of them, and the decimals that tell them apart.
+// Axis ticks: about `wanted` round positions inside [low, high], and the number of decimals that distinguishes them.
 struct Ticks {
   std::vector<double> at;
   int decimals = 0;

@@ -1,4 +1,4 @@
-// The person at the command line: told things on standard error, asked nothing.
+// The user interface of the command line: shows messages on standard error and asks no questions.
 #pragma once
 
 #include <iostream>

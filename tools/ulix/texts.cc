@@ -7,7 +7,7 @@
 namespace ulix::cli {
 namespace {
 
-// Set before anything is shown.
+// The language of the program. It is set before the first text is shown.
 Language& Chosen() {
   static Language language = platform::UserLanguage();
   return language;

@@ -1,4 +1,4 @@
-// The catalogue's texts in UTF-8, in the language that this program shows.
+// The texts of the catalogue in UTF-8, in the language of this program.
 #pragma once
 
 #include <initializer_list>
@@ -9,15 +9,15 @@
 
 namespace ulix::cli {
 
-// In the language that is asked for; the values are put in place of the '%'s.
+// The text in the given language. Each value replaces one '%'.
 std::string Shown(TextId id, Language language, std::initializer_list<std::string> values = {});
-// In the language of the program: the user's own until another is asked for.
+// The same in the language of the program: the user's language, or the one given to ShowIn.
 std::string Shown(TextId id, std::initializer_list<std::string> values = {});
 Language ShownLanguage();
-// From here on texts, and numbers shown and typed, are in this language.
+// Sets the language of the program, for texts and for numbers, shown and typed.
 void ShowIn(Language language);
 
-// The headings of a table.
+// The headings of a table, in the given language.
 std::vector<std::string> Heads(std::initializer_list<TextId> texts, Language language);
 
 }  // namespace ulix::cli

@@ -14,7 +14,7 @@ constexpr double kMaxTicks = 7;
 constexpr double kMinute = 60;
 constexpr double kHour = 3600;
 
-// Apart by so many seconds. The last of them is stepped over as often as it takes.
+// The possible distances between ticks, in seconds. Longer distances are multiples of the last one.
 constexpr std::array kSteps = {0.001, 0.002,     0.005,       0.01,        0.02,         0.05,          0.1,
                                0.2,   0.5,       1.0,         2.0,         5.0,          10.0,          15.0,
                                30.0,  kMinute,   2 * kMinute, 5 * kMinute, 10 * kMinute, 15 * kMinute,  30 * kMinute,
@@ -28,7 +28,7 @@ double StepFor(double seconds) {
 
 std::string DayOf(Date date) { return IsoTime(date).substr(0, 10); }
 
-// As much of "2026-01-31T10:11:12.345" as tells marks of this step apart.
+// The part of "2026-01-31T10:11:12.345" that distinguishes ticks at this distance.
 std::string LabelOf(Date date, double step, Language language) {
   constexpr std::size_t kDay = 10, kToMinutes = 5, kToSeconds = 8, kToTenths = 10, kToHundredths = 11,
                         kToMilliseconds = 12;

@@ -1,4 +1,4 @@
-// Where a time axis is marked, and what the marks say, from milliseconds to years.
+// The ticks of a time axis and their labels, for spans from milliseconds to years.
 #pragma once
 
 #include <string>
@@ -13,14 +13,15 @@ inline constexpr double kSecondsPerDay = 86400;
 
 struct TimeTick {
   Date at = 0;
-  std::string label;  // as precise as the marks are apart
-  std::string day;    // of the first mark and of the first of another day, where there are several days; else empty
+  std::string label;  // time of day, as precise as the distance between ticks requires
+  std::string
+      day;  // when the axis spans several days, the day at the first tick and at the first tick of each day; else empty
 };
 
-// Two to eight marks on round times inside [low, high].
+// Two to eight ticks at round times inside [low, high].
 std::vector<TimeTick> TimeTicks(Date low, Date high, Language language);
 
-// What the axis shows: "Local time, 2026-01-31 to 2026-02-02".
+// The name of the axis, such as "Local time, 2026-01-31 to 2026-02-02".
 std::string TimeAxisName(Date low, Date high, Language language);
 
 }  // namespace ulix::cli

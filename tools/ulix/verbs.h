@@ -1,5 +1,5 @@
-// The verbs. Each adds its arguments to its own sub-command and gives back what to do once they are parsed; what it
-// does returns the exit status, or throws a UsageError or an OperationFailed (tools/ulix/failures.h).
+// The verbs of the command line. Each adds its arguments to its sub-command and returns the function to call once they
+// are parsed. This function returns the exit status, or throws UsageError or OperationFailed (tools/ulix/failures.h).
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ namespace ulix::cli {
 
 using Action = std::function<int()>;
 
-// One row a verb: help, man pages and completion come of it.
+// One row for each verb. Help, man pages and completion are made from it.
 struct Verb {
   const char* name;
   const char* summary;

@@ -42,7 +42,7 @@ std::string LogLine(TraceDirection direction, Date began, const std::string& byt
   return IsoTime(began).substr(11) + (direction == TraceDirection::kSent ? " > " : " < ") + bytes + "\n";
 }
 
-// The byte that a text such as "<LF>" or "<0x02>" at the start of `visible` stands for, and how long that text is.
+// The first byte of a readable text, and the length of its readable form: 4 for "<LF>", 6 for "<0x02>".
 std::pair<char, std::size_t> FirstByte(std::string_view visible) {
   if (visible.starts_with("<LF>")) return {'\n', 4};
   if (visible.starts_with("<CR>")) return {'\r', 4};

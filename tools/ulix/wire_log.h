@@ -1,4 +1,4 @@
-// What goes over a link, as lines for people.
+// Shows and records the traffic of a link as readable lines.
 #pragma once
 
 #include <functional>
@@ -13,18 +13,19 @@
 
 namespace ulix::cli {
 
-// Printable characters as they are; line ends as <LF> and <CR>, every other byte as <0x02>.
+// Makes bytes readable: printable characters stay, line ends become <LF> and <CR>, any other byte becomes hexadecimal,
+// such as <0x02>.
 std::string VisibleBytes(std::string_view bytes);
 
-// One line of text for each message that a link moves, as soon as it has moved it. Bytes that are received one by one
-// are put together again, up to a line feed or to whatever comes next. Any thread may call it.
+// Makes one line of text for each message on a link, as soon as the message is complete. Bytes received one by one are
+// joined up to a line feed or up to the next message. Any thread may call it.
 class WireLog {
  public:
-  // `began` is the local time when the first of the bytes had come or gone.
+  // `began` is the local time at which the first byte was sent or received.
   using Line = std::function<void(TraceDirection direction, Date began, const std::string& bytes)>;
-  // `line` gets the bytes made visible, on the thread that moved the last of them.
+  // `line` gets the bytes in readable form, on the thread that moved the last byte.
   explicit WireLog(Line line) : line_(std::move(line)) {}
-  // Hands out what has no end yet.
+  // Passes on a message that is not complete yet.
   ~WireLog() { Flush(); }
   WireLog(const WireLog&) = delete;
   WireLog& operator=(const WireLog&) = delete;
@@ -32,26 +33,27 @@ class WireLog {
   void Add(TraceDirection direction, std::string_view bytes);
 
  private:
-  void Flush();  // with mutex_ held
+  void Flush();  // call it with mutex_ held
 
   Line line_;
   std::mutex mutex_;
-  TraceDirection direction_ = TraceDirection::kSent;  // guarded by mutex_, as pending_
+  TraceDirection direction_ = TraceDirection::kSent;  // guarded by mutex_, like pending_
   std::string pending_;
   Date began_ = 0;
 };
 
-// A link's trace that hands each line to `line`.
+// A link trace that passes each line to `line`.
 LinkTrace TraceTo(WireLog::Line line);
 
-// "10:11:12.345 > *IDN?<LF>" for each line, on standard error.
+// A link trace that writes each line to standard error, such as "10:11:12.345 > *IDN?<LF>".
 LinkTrace TraceToStandardError();
-// "10:11:12.345 = exchanges=12 ..." for what the library itself traces (base/trace.h), on standard error.
+// Writes a line of the library's own trace (base/trace.h) to standard error, such as "10:11:12.345 = exchanges=12 ...".
 void TraceLineToStandardError(std::string_view line);
-// The same into a file, behind lines of '#' that say what it is of. OperationFailed when the file cannot be made.
+// A link trace that writes each line to a file, after header lines that begin with '#'. Throws OperationFailed when the
+// file cannot be created.
 LinkTrace TraceToFile(const std::string& path, const std::string& model);
 
-// What such a file says, of its sent and received lines: UsageError naming the line that says nothing of the kind.
+// Reads the exchanges from the text of such a file. Throws a UsageError that names the first line it cannot read.
 std::vector<LoggedExchange> ReadWireLog(const std::string& argument, const std::string& text);
 
 }  // namespace ulix::cli
