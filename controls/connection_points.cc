@@ -27,7 +27,7 @@ struct GivePoint {
 };
 using PointList = Enumerator<IEnumConnectionPoints, IConnectionPoint*, ComPtr<IConnectionPoint>, GivePoint>;
 
-// A member of the sinks' interface for each of them, in connection order. What it returns is the host's business.
+// Calls a member of each sink, in the order of connection. The results of the calls are ignored.
 template <typename... Parameters, typename... Arguments>
 void CallEach(const SinkList<ComPtr<IUlixInstrEvents>>& sinks,
               HRESULT (STDMETHODCALLTYPE IUlixInstrEvents::*event)(Parameters...), const Arguments&... arguments) {

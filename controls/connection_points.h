@@ -9,12 +9,13 @@
 
 namespace ulix::controls {
 
-// Hands the events of one control to its hosts' sinks. The arrays of a report are made once, before any sink is called:
-// without memory for them no sink hears of it.
+// Passes the events of one control to the sinks of its hosts. The arrays of a report are created once, before any sink
+// is called. When there is no memory for them, no sink is called.
 class HostSinks final : public EventSink {
  public:
   void MeasReady(std::uint32_t group) override;
-  void DataChange(std::uint32_t group, const ChannelArrays& data) override;  // std::bad_alloc before anybody is told
+  void DataChange(std::uint32_t group,
+                  const ChannelArrays& data) override;  // throws std::bad_alloc before any sink is called
   void DevStatusChange(std::uint32_t status) override;
   void DevError(HRESULT error) override;
   void SysError(HRESULT error) override;
@@ -27,7 +28,8 @@ class HostSinks final : public EventSink {
   SinkList<ComPtr<IUlixInstrEvents>> list_;
 };
 
-// The connection point of a control. Belongs to it and shares its life: whoever holds the point holds the control.
+// The connection point of a control. It shares the reference count of the control: a reference to the point keeps the
+// control alive.
 class EventsPoint final : public IConnectionPoint {
  public:
   EventsPoint(IConnectionPointContainer& owner, EventSinks& sinks);
@@ -37,14 +39,15 @@ class EventsPoint final : public IConnectionPoint {
   STDMETHODIMP_(ULONG) Release() override { return owner_.Release(); }
   STDMETHODIMP GetConnectionInterface(IID* id) override;
   STDMETHODIMP GetConnectionPointContainer(IConnectionPointContainer** container) override;
-  // A sink is called on scan threads, through its interface table; it must answer for IUlixInstrEvents itself.
+  // A sink is called on scan threads, through its vtable. Its QueryInterface must support IUlixInstrEvents.
   STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) override;
   STDMETHODIMP Unadvise(DWORD cookie) override;
   STDMETHODIMP EnumConnections(IEnumConnections** connections) override;
 
  private:
   IConnectionPointContainer& owner_;
-  const std::shared_ptr<HostSinks> hosts_;  // shared with a round of events that goes on when the control has gone
+  const std::shared_ptr<HostSinks>
+      hosts_;  // shared, because an event may still be going to the sinks when the control is destroyed
 };
 
 HRESULT EnumThePoint(EventsPoint& point, IEnumConnectionPoints** points);

@@ -37,12 +37,12 @@ Control::Control(const ControlRow& row)
       debug_(row.debug_id, *this),
       hosting_(*static_cast<IUlixInstr*>(this), HostedFaceOf(row)) {}
 
-// Without memory for a description there is none; the code is what counts.
+// When there is no memory for the description, only the code is returned.
 HRESULT Control::Told(HRESULT result) const noexcept {
   if (SUCCEEDED(result)) return result;
   Guarded([&] {
     ErrorInfo info = TakeErrorInfo();
-    // A failure that the instrument did not see has the description that it gives such a code.
+    // The instrument did not record this failure: take the general description of the code.
     if (info.code != result) info.description = instrument_->DescriptionOf(result);
     ReportError(__uuidof(IUlixInstr), ProgIdOf(row_, true), info.description);
     return S_OK;
@@ -50,7 +50,7 @@ HRESULT Control::Told(HRESULT result) const noexcept {
   return result;
 }
 
-// The interface's part of this object; null when it has none of that id.
+// The interface with the given id; null when the control does not implement it.
 void* Control::Find(REFIID id) {
   const struct {
     const IID& id;
@@ -90,7 +90,7 @@ STDMETHODIMP_(ULONG) Control::AddRef() { return ++references_; }
 STDMETHODIMP_(ULONG) Control::Release() {
   const ULONG left = --references_;
   if (left == 0) {
-    ++references_;  // a call that a sink makes meanwhile does not end it again
+    ++references_;  // so that a call from a sink during the destruction does not delete the object a second time
     delete this;
   }
   return left;
@@ -140,12 +140,12 @@ STDMETHODIMP Control::SpecPart::put_SetPointObject(IDispatch* object) {
     const HRESULT result = control_.instrument_->SetSetPointObject(std::move(forward));
     if (FAILED(result)) return result;
     const std::lock_guard lock(mutex_);
-    object_.Swap(held);  // the one before is let go of last, outside the lock
+    object_.Swap(held);  // `held` releases the previous object later, outside the lock
     return result;
   });
 }
 
-// Two groups with every input, the second slower and with dead bands.
+// Creates two groups, each with all inputs. The second group is slower and has dead bands.
 HRESULT Control::CreateTestConfiguration() {
   return Member([&]() -> HRESULT {
     const GroupSettings settings[] = {{}, {.period_ms = 5000, .dead_band_percent = 1.0F, .dead_time_max_s = 60}};

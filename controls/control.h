@@ -1,4 +1,4 @@
-// The control class behind every instrument: the automation form of ulix::Instrument.
+// The control class of every instrument: the automation interface of ulix::Instrument.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,7 @@
 
 namespace ulix::controls {
 
-// The way from an automation object to the instrument inside it, for objects of this library only.
+// Gives objects of this library access to the instrument inside an automation object.
 struct IInstrumentAccess : IUnknown {
   virtual Instrument& Access() = 0;
   virtual IDispatch& Spec() = 0;  // the model's Spec interface
@@ -24,8 +24,8 @@ struct IInstrumentAccess : IUnknown {
 inline constexpr GUID kInstrumentAccessId = {
     0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x03}};
 
-// The Spec and Debug interfaces of every model have these two forms. Of a model whose Spec interface is empty nobody
-// calls the property.
+// The Spec and Debug interfaces of every model have one of these two forms. A model with an empty Spec interface has
+// the property in its vtable, but no caller knows it.
 struct ISpecForm : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_SetPointObject(IDispatch** object) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_SetPointObject(IDispatch* object) = 0;
@@ -35,7 +35,8 @@ struct IDebugForm : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE DebugCreateCfgTest() = 0;
 };
 
-// A second dual interface of a control, with IDispatch of its own; shares the control's life and identity.
+// A second dual interface of a control, with its own IDispatch. It shares the reference count and the identity of the
+// control.
 template <typename Form>
 class ControlPart : public TypedDispatch<Form> {
  public:
@@ -48,8 +49,9 @@ class ControlPart : public TypedDispatch<Form> {
   IUnknown& owner_;
 };
 
-// Members do what those of ulix::Instrument of the same name say; what differs is the form of arguments. Out places are
-// initialised first and empty on failure. Every failure sets the thread's automation error information.
+// Each member does what the member of ulix::Instrument with the same name does; only the types of the arguments differ.
+// Output arguments are initialised first, and are empty on failure. Each failure sets the automation error information
+// of the calling thread.
 class Control final : public TypedDispatch<IUlixInstr>,
                       public ISupportErrorInfo,
                       public IConnectionPointContainer,
@@ -175,7 +177,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
    private:
     Control& control_;
     std::mutex mutex_;
-    ComPtr<IDispatch> object_;  // guarded by mutex_; whom the instrument calls, for who asks
+    ComPtr<IDispatch> object_;  // the host's object that the instrument calls; guarded by mutex_
   };
 
   class DebugPart final : public ControlPart<IDebugForm> {
@@ -190,9 +192,9 @@ class Control final : public TypedDispatch<IUlixInstr>,
   void* Find(REFIID id);
   HostedControl HostedFaceOf(const ControlRow& row);
   HRESULT CreateTestConfiguration();
-  // Ends a member: hands a failure's description on to automation.
+  // Ends a member: sets the automation error information of a failure. Returns `result`.
   HRESULT Told(HRESULT result) const noexcept;
-  // Runs a member's body; nothing thrown leaves it.
+  // Runs the body of a member. Turns an exception into an error code.
   template <typename Body>
   HRESULT Member(Body&& body);
   template <typename Native, typename Place, typename Ask>

@@ -1,4 +1,4 @@
-// How the members of Control are built. For the files that implement them only.
+// Helpers for the members of Control. Only the files that implement them include this header.
 #pragma once
 
 #include <new>
@@ -8,7 +8,7 @@
 
 namespace ulix::controls {
 
-// The control lives on until the member's end, also when the host lets go of it inside an event.
+// Keeps the control alive until the member ends, also when the host releases it inside an event.
 template <typename Body>
 HRESULT Control::Member(Body&& body) {
   const ComPtr<IUlixInstr> alive(this);
@@ -21,7 +21,7 @@ HRESULT Control::Member(Body&& body) {
   }
 }
 
-// `ask` gets a place for the answer, or null when the host gave none, which the instrument refuses.
+// `ask` gets a pointer to store the answer. The pointer is null when the host gave none; the instrument refuses it.
 template <typename Native, typename Place, typename Ask>
 HRESULT Control::Answer(Place* place, Ask&& ask) {
   return Member([&] {

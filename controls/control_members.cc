@@ -4,10 +4,10 @@
 namespace ulix::controls {
 namespace {
 
-// Ids and counts are unsigned inside and signed at the interface.
+// Ids and counts are unsigned in the library and signed in the interface.
 std::uint32_t Id(long id) { return static_cast<std::uint32_t>(id); }
 
-// Four result arrays in the places of a host, all or none of them.
+// Stores the four result arrays in the arguments of a host: all of them or none.
 HRESULT PutArrays(const ChannelArrays& arrays, VARIANT* ids, VARIANT* values, VARIANT* errors, VARIANT* times) {
   OwnedVariant id_array, value_array, error_array, time_array;
   HRESULT result = ids ? PutIds(arrays.ids, id_array.get()) : S_OK;
@@ -313,7 +313,7 @@ STDMETHODIMP Control::ReadMemBlock(long block, long records_max, long clear, VAR
     ChannelArrays arrays;
     std::uint32_t read = 0;
     const HRESULT result = instrument_->ReadMemBlock(block, Id(records_max), clear != 0, &arrays, &read);
-    // Where only the clearing failed there are records beside the failure.
+    // When only the clearing of the memory failed, the records are returned together with the failure.
     if (FAILED(result) && arrays.size() == 0) return result;
     const HRESULT put = PutArrays(arrays, channels, values, errors, times);
     if (SUCCEEDED(put)) *records_read = static_cast<long>(read);

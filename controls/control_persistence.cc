@@ -1,4 +1,5 @@
-// A control kept by its host: the configuration stream in a host's stream or storage, the version in a property bag.
+// The persistence of a control: the host stores the configuration in a stream or a storage, and the version in a
+// property bag.
 #include "controls/control_member.h"
 #include "core/version.h"
 
@@ -7,7 +8,8 @@ namespace {
 
 constexpr wchar_t kContents[] = L"Contents";  // the stream inside a storage
 
-// What follows our rows, as the platform's own controls write it: a version word, then the extent on a form.
+// The bytes after the configuration, in the format of the system's own controls: a version word, then the extent on a
+// form.
 struct PropertyMap {
   std::uint32_t version;
   std::int32_t width;
@@ -15,7 +17,7 @@ struct PropertyMap {
 };
 constexpr std::uint32_t kPropertyMapVersion = 0x0700;
 
-// A host's stream as the bytes of a configuration.
+// A host's stream as a ByteStream.
 class HostStream final : public ByteStream {
  public:
   explicit HostStream(IStream& stream) : stream_(stream) {}
@@ -78,7 +80,8 @@ STDMETHODIMP Control::Load(IStream* stream) {
   });
 }
 
-// The mark of a change goes whatever the host asks, once all is written: it always did.
+// Once everything is written the dirty flag is cleared, whatever the host asks in the second argument. Published
+// behaviour.
 STDMETHODIMP Control::Save(IStream* stream, BOOL) {
   if (!stream) return E_POINTER;
   return Member([&] {
@@ -118,7 +121,7 @@ STDMETHODIMP Control::Save(IStorage* storage, BOOL) {
 STDMETHODIMP Control::SaveCompleted(IStorage*) { return S_OK; }
 STDMETHODIMP Control::HandsOffStorage() { return S_OK; }
 
-// The bag holds the version and the place on a form only; the configuration is the stream's.
+// The property bag holds only the version and the extent on a form. The configuration is in the stream.
 STDMETHODIMP Control::Load(IPropertyBag* bag, IErrorLog* log) {
   if (!bag) return E_POINTER;
   const auto read = [&](const wchar_t* name, LONG& place) {

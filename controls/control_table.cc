@@ -11,7 +11,7 @@
 namespace ulix::controls {
 namespace {
 
-// A text that is no identifier does not compile.
+// Parses an identifier at compile time. A malformed text does not compile.
 consteval GUID GuidOf(std::string_view text) {
   const Guid guid = ParseGuid(text).value();
   GUID id{guid.data1, guid.data2, guid.data3, {}};

@@ -1,4 +1,4 @@
-// The controls that the server offers, one row each.
+// The controls of the server, one row each.
 #pragma once
 
 #include <guiddef.h>
@@ -11,25 +11,25 @@
 namespace ulix::controls {
 
 struct ControlRow {
-  const char* class_word;  // "Kelvo10"; that of the model card
+  const char* class_word;  // such as "Kelvo10"; as on the model card
   GUID class_id;
   GUID spec_id;   // IUlixInstr<Model>Spec
   GUID debug_id;  // IUlixInstr<Model>Debug
 };
 
 std::span<const ControlRow> ControlTable();
-// Null for a class that is not a control of this server.
+// The row of a class; null when the class is not a control of this server.
 const ControlRow* FindControl(REFGUID class_id);
-// The model behind a control.
+// The model of a control.
 const CatalogueEntry* ModelOf(const ControlRow& row);
 
-// "Ulix.UlixInstrKelvo10Ctl", with or without its version.
+// The ProgID of a control, such as "Ulix.UlixInstrKelvo10Ctl", with or without its version.
 std::wstring ProgIdOf(const ControlRow& row, bool with_version);
 
-// "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
+// An identifier as text, such as "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
 std::wstring GuidText(REFGUID id);
 
-// The ids of the setup object.
+// The class id and the ProgID of the setup object.
 extern const GUID kSetupClassId;
 inline constexpr wchar_t kSetupProgId[] = L"Ulix.UlixSetup";
 

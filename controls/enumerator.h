@@ -1,4 +1,4 @@
-// The automation enumerators, all alike: over a list that was copied when the enumerator was made.
+// The automation enumerators. Each enumerates a list that was copied when the enumerator was created.
 #pragma once
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 
 namespace ulix::controls {
 
-// `Interface` enumerates elements of type `Element`, made from kept items by `Traits::Give(item)`, which adds what
-// references the receiver will release.
+// `Interface` enumerates elements of type `Element`. `Traits::Give(item)` makes an element from a stored item and adds
+// the references that the receiver will release.
 template <typename Interface, typename Element, typename Item, typename Traits>
 class Enumerator final : public SingleInterface<Interface> {
  public:

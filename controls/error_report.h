@@ -1,4 +1,4 @@
-// Automation error information, set on the calling thread before a failing member returns.
+// Sets the automation error information of the calling thread. Called before a failing member returns.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace ulix::controls {
 
-// Describes a failure of a member of `interface_id`; `source` is the ProgID of the class, `description` in
+// Describes the failure of a member of `interface_id`. `source` is the ProgID of the class. `description` is in
 // Windows-1252.
 void ReportError(REFIID interface_id, const std::wstring& source, const std::string& description);
 

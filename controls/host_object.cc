@@ -11,7 +11,7 @@
 namespace ulix::controls {
 namespace {
 
-// What an object raised, as a code; its texts are let go of.
+// The code of the error that an object raised. Frees the texts of the error.
 HRESULT CodeOfException(EXCEPINFO& raised) {
   if (raised.pfnDeferredFillIn) raised.pfnDeferredFillIn(&raised);
   SysFreeString(raised.bstrSource);
@@ -20,7 +20,7 @@ HRESULT CodeOfException(EXCEPINFO& raised) {
   return FAILED(raised.scode) ? raised.scode : DISP_E_EXCEPTION;
 }
 
-// The objects of some script engines tell their members through their extended interface alone.
+// Finds a member by name. The objects of some script engines support this only through IDispatchEx.
 HRESULT FindMember(IDispatch& object, const wchar_t* name, DISPID* member) {
   const std::unique_ptr<OLECHAR, decltype(&SysFreeString)> text(SysAllocString(name), SysFreeString);
   if (!text) return E_OUTOFMEMORY;
@@ -39,7 +39,7 @@ HRESULT CallSetPoint(IDispatch& object, std::uint32_t address, float degrees) {
   DISPID member = 0;
   const HRESULT found = FindMember(object, L"SetPoint", &member);
   if (FAILED(found)) return found;
-  VARIANT arguments[2];  // the last one first
+  VARIANT arguments[2];  // in reverse order, as IDispatch requires
   V_VT(&arguments[0]) = VT_R4;
   V_R4(&arguments[0]) = degrees;
   V_VT(&arguments[1]) = VT_I4;

@@ -1,4 +1,4 @@
-// An object of the host that the library calls by name.
+// Calls a method of a host's object by name.
 #pragma once
 
 #include <oaidl.h>
@@ -7,8 +7,9 @@
 
 namespace ulix::controls {
 
-// Calls the object's SetPoint(address, degrees): a 32-bit integer and a single. The result is the call's; of an object
-// that raises an error, as scripts do, it is that error's code. DISP_E_UNKNOWNNAME for an object without such a method.
+// Calls the object's method SetPoint(address, degrees) with a 32-bit integer and a single. Returns the result of the
+// call. When the object raises an error, as scripts do, returns the code of that error. Returns DISP_E_UNKNOWNNAME when
+// the object has no such method.
 HRESULT CallSetPoint(IDispatch& object, std::uint32_t address, float degrees);
 
 }  // namespace ulix::controls

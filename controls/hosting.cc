@@ -19,7 +19,7 @@ constexpr int kIcon = 102;             // the toolbox bitmap
 constexpr int kIconShown = 32;         // its size on a form, at 96 dots an inch
 constexpr DWORD kMiscStatus = 131473;  // as registered
 
-// A verb of the container's menu.
+// One verb in the menu of the container.
 struct MenuVerb {
   LONG verb;
   TextId name;
@@ -37,7 +37,7 @@ struct VerbTraits {
 
 }  // namespace
 
-// The control's window while it is active on a form.
+// The window of the control while it is active on a form.
 class HostWindow final : public ChildWindow {
  public:
   HostWindow(HWND parent, Hosting& hosting) : ChildWindow(parent, WS_CLIPSIBLINGS | WS_TABSTOP, 0), hosting_(hosting) {}
@@ -261,7 +261,7 @@ COLORREF Hosting::Background() const {
   return read;
 }
 
-// The icon with the model's name below it, in the middle of a frame.
+// Draws a frame with the icon in the middle and the model's name below it.
 void Hosting::Paint(HDC canvas, const RECT& place) const {
   const HBRUSH background = CreateSolidBrush(Background());
   FillRect(canvas, &place, background);
@@ -277,7 +277,7 @@ void Hosting::Paint(HDC canvas, const RECT& place) const {
   GetObjectW(icon, sizeof(size), &size);
   const HDC memory = CreateCompatibleDC(canvas);
   const HGDIOBJ bitmap = SelectObject(memory, icon);
-  // What has the colour of the icon's corner is its background.
+  // The colour of the icon's corner is its background colour, and is drawn transparent.
   GdiTransparentBlt(canvas, middle - side / 2, top, side, side, memory, 0, 0, size.bmWidth, size.bmHeight,
                     GetPixel(memory, 0, 0));
   SelectObject(memory, bitmap);

@@ -1,4 +1,4 @@
-// A control on a form: placed, drawn, activated, asked for its pages.
+// A control on a form of a container: its place, its picture, its activation and its property pages.
 #pragma once
 
 #include <ocidl.h>
@@ -12,17 +12,18 @@
 
 namespace ulix::controls {
 
-// What the host's form and the control have to do with each other.
+// The properties of the control that its container sees.
 struct HostedControl {
   CLSID class_id;
-  std::wstring title;  // the model's name, drawn below the icon
+  std::wstring title;  // name of the model, drawn below the icon
   std::string class_name;
   std::function<void()> show_properties;
 };
 
 class HostWindow;
 
-// Part of a control, whose life and identity it shares. All on the control's own thread, as containers do.
+// A part of a control. It shares the reference count and the identity of the control. Containers call it on the thread
+// of the control only.
 class Hosting final : public IOleObject,
                       public IOleInPlaceObject,
                       public IOleInPlaceActiveObject,
@@ -35,10 +36,10 @@ class Hosting final : public IOleObject,
   Hosting(const Hosting&) = delete;
   Hosting& operator=(const Hosting&) = delete;
 
-  // Null when hosting has no interface of that id.
+  // The interface with the given id; null when this class does not implement it.
   void* Find(REFIID id);
 
-  // The size on a form, in hundredths of a millimetre; kept with the configuration.
+  // The size on a form, in hundredths of a millimetre. It is stored with the configuration.
   SIZEL extent() const { return extent_; }
   void SetExtent(SIZEL extent) { extent_ = extent; }
 
@@ -108,7 +109,7 @@ class Hosting final : public IOleObject,
 
   HRESULT Activate(HWND parent, const RECT* place, bool with_ui);
   HRESULT MakeWindow(HWND parent, const RECT& place);
-  // The container's ambient background, or the system's.
+  // The background colour of the container, or of the system when the container has none.
   COLORREF Background() const;
   void Paint(HDC canvas, const RECT& place) const;
   void TellViewChanged();

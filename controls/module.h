@@ -14,7 +14,7 @@ namespace ulix::controls {
 
 using Microsoft::WRL::ComPtr;
 
-// Runs `body`, which returns an HRESULT. Nothing thrown leaves it: E_OUTOFMEMORY, or E_FAIL.
+// Runs `body`, which returns an HRESULT. An exception becomes E_OUTOFMEMORY or E_FAIL.
 template <typename Body>
 HRESULT Guarded(Body&& body) noexcept {
   try {
@@ -26,7 +26,7 @@ HRESULT Guarded(Body&& body) noexcept {
   }
 }
 
-// Held by every object that a host can hold, and by a locked class factory: the library stays loaded meanwhile.
+// Keeps the library loaded. Each object that a host can hold has one, and so has a locked class factory.
 class InUse {
  public:
   InUse();
@@ -35,10 +35,10 @@ class InUse {
   InUse& operator=(const InUse&) = delete;
 };
 
-// A host's lock on the library, and its end; ends without a lock are ignored.
+// Locks or unlocks the library for a host. An unlock without a lock is ignored.
 void LockModule(bool lock);
 
-// Whether objects, locks or threads (those left behind included) still need the library's code.
+// Whether objects, locks or threads still need the code of the library. Abandoned threads count too.
 bool IsInUse();
 
 void SetModuleInstance(HINSTANCE instance);
@@ -46,7 +46,7 @@ HINSTANCE ModuleInstance();
 // The full path of the library's file.
 std::wstring ModulePath();
 
-// The library's own type library, and the description of one interface or class in it.
+// Load the type library of this file, and the description of one interface or class in it.
 HRESULT LoadOwnTypeLib(ITypeLib** library) noexcept;
 HRESULT LoadOwnTypeInfo(REFGUID id, ITypeInfo** info) noexcept;
 

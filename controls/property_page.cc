@@ -14,7 +14,7 @@
 namespace ulix::controls {
 namespace {
 
-// Fixed once, the page about the instrument by the interface.
+// The class ids of the pages are fixed; the id of the page about the instrument is part of the published interface.
 const GUID kAboutPageId = {0x9861775B, 0x4481, 0x4564, {0x84, 0x6C, 0xB1, 0x1A, 0x70, 0xFB, 0x73, 0xE4}};
 const GUID kCommunicationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x10}};
 const GUID kConfigurationPageId = {0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x11}};
@@ -25,7 +25,7 @@ const std::array kPages = {
     PageRow{kAboutPageId, L"AboutPage Class", TextId::kAbout, AboutForm},
 };
 
-// Shows one form of the first control that it is given.
+// A page that shows one form of the first control it gets.
 class PropertyPage final : public SingleInterface<IPropertyPage> {
  public:
   explicit PropertyPage(const PageRow& row) : row_(row), language_(platform::UserLanguage()) {}
@@ -54,7 +54,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     if (!info) return E_POINTER;
     const std::wstring title = WideOf(Localized(row_.title, language_));
     const std::size_t size = (title.size() + 1) * sizeof(wchar_t);
-    // A page is measured before it has a control, so it asks for room for the usual one.
+    // The frame asks for the size before the page has a control, so the page returns a typical size.
     info->size = {metrics_.Across(96), metrics_.Down(24)};
     info->pszTitle = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
     if (info->pszTitle) std::copy_n(title.c_str(), title.size() + 1, info->pszTitle);
@@ -64,7 +64,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     return info->pszTitle ? S_OK : E_OUTOFMEMORY;
   }
 
-  // A page that is active is made anew for its new control; without one it is empty.
+  // An active page is rebuilt for the new control. Without a control it is empty.
   STDMETHODIMP SetObjects(ULONG count, IUnknown** objects) override {
     Empty();
     control_.Reset();
@@ -109,7 +109,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
   }
 
  private:
-  // The form belongs to the control: neither stays without the other.
+  // Removes the form together with the control to which it belongs.
   void Empty() {
     pane_.reset();
     form_ = {};
@@ -138,7 +138,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
   const Metrics metrics_;
   ComPtr<IPropertyPageSite> site_;
   ComPtr<IInstrumentAccess> control_;
-  HWND parent_ = nullptr;  // while the page is active
+  HWND parent_ = nullptr;  // null while the page is not active
   RECT place_{};
   int show_ = SW_SHOW;
   Form form_;

@@ -1,4 +1,4 @@
-// The property pages of the controls, for containers that show them in a frame of their own.
+// The property pages of the controls, for containers that show them in their own frame.
 #pragma once
 
 #include <ocidl.h>
@@ -22,10 +22,10 @@ struct PageRow {
 };
 
 std::span<const PageRow> PageTable();
-// Null for a class that is no page.
+// The row of a class; null when the class is not a page.
 const PageRow* FindPage(REFGUID class_id);
 
-// A page with a reference for the caller. Throws std::bad_alloc.
+// Creates a page with one reference, which the caller owns. Throws std::bad_alloc.
 IUnknown* NewPropertyPage(const PageRow& row);
 
 }  // namespace ulix::controls

@@ -15,16 +15,16 @@ namespace {
 constexpr wchar_t kLibraryId[] = L"{A8DFAD2D-D3C9-46AC-BCD0-8D845D452CA9}";
 constexpr wchar_t kLibraryVersion[] = L"1.0";
 constexpr wchar_t kLibraryName[] = L"UlixInstrAx 1.0 Type Library";
-// The system's marshaler for interfaces that a type library describes.
+// The class id of the system's marshaler for interfaces described by a type library.
 constexpr wchar_t kAutomationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
 constexpr wchar_t kToolboxBitmap[] = L"102";
 constexpr wchar_t kMiscStatusKey[] = L"131473";
 
-// The 32-bit and the 64-bit library share a key, and one of them may go while the other stays.
+// The 32-bit and the 64-bit library share a registry key. One may be unregistered while the other stays.
 constexpr const wchar_t* kOwnPlatform = sizeof(void*) == 8 ? L"\\0\\win64" : L"\\0\\win32";
 constexpr const wchar_t* kOtherPlatform = sizeof(void*) == 8 ? L"\\0\\win32" : L"\\0\\win64";
 
-// A value under Software\Classes; `name` empty for a key's default value.
+// A value under Software\Classes. An empty `name` stands for the default value of the key.
 struct Entry {
   std::wstring key;
   std::wstring name;
@@ -32,7 +32,7 @@ struct Entry {
 };
 using Entries = std::vector<Entry>;
 
-// A registration: the keys that are wholly its own, and what stands in them.
+// A registration: the keys that belong to it alone, and the values to write.
 struct Registration {
   std::vector<std::wstring> own_keys;
   Entries entries;
@@ -67,7 +67,7 @@ void AddClass(Registration& registration, const ClassNames& names, const std::ws
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }
 
-// A class that is created by its id alone.
+// Adds the class of a property page. It is created by its class id and needs no ProgID.
 void AddPage(Registration& registration, const PageRow& page, const std::wstring& path) {
   const std::wstring class_key = L"CLSID\\" + GuidText(page.class_id);
   registration.own_keys.push_back(class_key);
@@ -89,7 +89,7 @@ void AddInterface(Registration& registration, const GUID& id, const std::wstring
   registration.entries.insert(registration.entries.end(), entries.begin(), entries.end());
 }
 
-// What makes a class one that can be put on a form.
+// Adds the class of a control, with the keys that allow a container to put it on a form.
 void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
   const std::wstring model = L"UlixInstr" + std::wstring(row.class_word, row.class_word + std::strlen(row.class_word));
   AddClass(registration, {row.class_id, model + L"Ctl Class", ProgIdOf(row, false)}, path);
@@ -144,7 +144,7 @@ HRESULT Write(HKEY root, const Entry& entry) {
   LSTATUS status =
       RegCreateKeyExW(root, ClassesKey(entry.key).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr);
   if (status != ERROR_SUCCESS) return HRESULT_FROM_WIN32(static_cast<DWORD>(status));
-  // An empty value is a key that says something by being there.
+  // An entry with an empty value creates only the key: its presence is the information.
   if (!entry.value.empty()) {
     status =
         RegSetValueExW(key, entry.name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(entry.value.c_str()), size);
@@ -160,7 +160,7 @@ bool Exists(HKEY root, const std::wstring& name) {
   return true;
 }
 
-// A key that others share goes when nothing is left in it.
+// Removes a key shared with others, when it is empty.
 void RemoveIfEmpty(HKEY root, const std::wstring& name) {
   HKEY key = nullptr;
   if (RegOpenKeyExW(root, ClassesKey(name).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;

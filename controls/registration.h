@@ -1,4 +1,4 @@
-// What the server writes into the registry so that hosts find its classes.
+// Registers the classes of the server in the registry, so that hosts find them.
 #pragma once
 
 #include <windows.h>
@@ -7,12 +7,12 @@
 
 namespace ulix::controls {
 
-// For all users of the machine, or for the present one alone; never both.
+// Whether to register for all users of the machine or for the current user only. Never register for both.
 enum class Scope { kMachine, kUser };
 
-// A registration that fails halfway is undone.
+// Registers all classes. When it fails halfway, it undoes what it wrote.
 HRESULT Register(Scope scope);
-// Takes away all that Register wrote; what is not there is no failure.
+// Removes everything that Register wrote. A missing entry is not an error.
 HRESULT Unregister(Scope scope);
 
 }  // namespace ulix::controls

@@ -20,7 +20,7 @@ namespace {
 IUnknown* NewControl(const ControlRow& row) { return static_cast<IUlixInstr*>(new Control(row)); }
 IUnknown* NewSetupObject() { return static_cast<IUlixSetup*>(new SetupObject); }
 
-// How an object of a class is made; empty for a class that this library does not have. It may throw.
+// Creates an object of a class. It may throw. An empty Maker stands for a class that this library does not have.
 using Maker = std::function<IUnknown*()>;
 
 Maker MakerOf(REFCLSID class_id) {
@@ -30,10 +30,10 @@ Maker MakerOf(REFCLSID class_id) {
   return {};
 }
 
-// Debug traces go to whoever listens to the process, when ULIX_TRACE is set in its environment.
+// Writes a trace line to the debugger. Used when the environment variable ULIX_TRACE is set.
 void TraceToDebugger(std::string_view line) { OutputDebugStringA(std::string(line).c_str()); }
 
-// Makes objects of one class.
+// The class factory of one class.
 class ClassFactory final : public SingleInterface<IClassFactory> {
  public:
   explicit ClassFactory(Maker maker) : maker_(std::move(maker)) {}
@@ -99,7 +99,7 @@ STDAPI DllRegisterServer() { return Register(Scope::kMachine); }
 
 STDAPI DllUnregisterServer() { return Unregister(Scope::kMachine); }
 
-// "user" registers for the present user, without administrator rights.
+// Registers for the current user when `command` is "user". This needs no administrator rights.
 STDAPI DllInstall(BOOL install, LPCWSTR command) {
   const std::wstring_view word = command ? command : L"";
   if (!word.empty() && word != L"user") return E_INVALIDARG;

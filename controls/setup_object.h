@@ -1,4 +1,4 @@
-// Ulix.UlixSetup.1: a control's settings by key, for programs that show no dialog.
+// Ulix.UlixSetup.1: access to the settings of a control by key, for programs that show no dialog.
 #pragma once
 
 #include <atomic>
@@ -8,8 +8,9 @@
 
 namespace ulix::controls {
 
-// Attached to one control at a time, which it keeps alive. E_UNEXPECTED before Attach; E_INVALIDARG for an unknown key,
-// a value that the setting does not take, an unknown group. Nothing changes on failure.
+// The object is attached to one control at a time and keeps it alive. Members return E_UNEXPECTED before Attach, and
+// E_INVALIDARG for an unknown key, for a value that the setting does not accept and for an unknown group. A member that
+// fails changes nothing.
 class SetupObject final : public TypedDispatch<IUlixSetup>, public ISupportErrorInfo {
  public:
   SetupObject() : TypedDispatch(__uuidof(IUlixSetup)) {}
@@ -19,12 +20,13 @@ class SetupObject final : public TypedDispatch<IUlixSetup>, public ISupportError
   STDMETHODIMP_(ULONG) Release() override;
   STDMETHODIMP InterfaceSupportsErrorInfo(REFIID id) override;
 
-  // A control of this library, in the same apartment.
+  // Attaches to a control. It must be a control of this library in the same apartment.
   STDMETHODIMP Attach(IUnknown* control) override;
   STDMETHODIMP get_Keys(VARIANT* keys) override;
   STDMETHODIMP get_Setting(BSTR key, BSTR* value) override;
   STDMETHODIMP put_Setting(BSTR key, BSTR value) override;
-  // port, baud, data-bits, stop-bits, parity, handshake, as stored codes; for the next connection.
+  // Serial settings by key, as stored codes: port, baud, data-bits, stop-bits, parity, handshake. A change takes effect
+  // at the next connection.
   STDMETHODIMP get_Serial(BSTR key, long* value) override;
   STDMETHODIMP put_Serial(BSTR key, long value) override;
   STDMETHODIMP GetGroup(long group, long* period, float* dead_band, float* dead_band_abs, long* dead_time) override;

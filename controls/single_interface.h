@@ -1,4 +1,4 @@
-// IUnknown for objects of one interface, which live as long as somebody holds them.
+// Implements IUnknown for objects with one interface.
 #pragma once
 
 #include <atomic>
@@ -7,7 +7,8 @@
 
 namespace ulix::controls {
 
-// Made with one reference, for whoever made it. Objects are deleted by their last Release, never directly.
+// An object starts with one reference, which the creator owns. The last Release deletes the object; never delete it
+// directly.
 template <typename Interface>
 class SingleInterface : public Interface {
  public:

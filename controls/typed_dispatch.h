@@ -1,4 +1,4 @@
-// IDispatch of a dual interface, from its description in the type library.
+// Implements IDispatch of a dual interface from the description in the type library.
 #pragma once
 
 #include <mutex>
@@ -7,7 +7,7 @@
 
 namespace ulix::controls {
 
-// Implements IDispatch for the dual interface `Dual` whose id is given. The object it is part of gives IUnknown.
+// Implements IDispatch for the dual interface `Dual` with the given id. The derived class implements IUnknown.
 template <typename Dual>
 class TypedDispatch : public Dual {
  public:
@@ -50,7 +50,7 @@ class TypedDispatch : public Dual {
 
   IID id_;
   std::mutex mutex_;
-  ComPtr<ITypeInfo> info_;  // guarded by mutex_; loaded when first asked for
+  ComPtr<ITypeInfo> info_;  // loaded at first use; guarded by mutex_
 };
 
 }  // namespace ulix::controls

@@ -10,7 +10,7 @@ namespace {
 constexpr VARTYPE kIdArray = VT_ARRAY | VT_I4;
 constexpr VARTYPE kValueArray = VT_ARRAY | VT_VARIANT;
 
-// An array of elements that `put` makes from what it is given, one by one. The array owns what was put.
+// Creates an array. `put` makes each element from an item. The array owns the elements.
 template <typename Element, typename Item, typename Put>
 HRESULT PutArray(VARTYPE type, std::span<const Item> items, VARIANT* place, Put&& put) {
   SAFEARRAY* array = SafeArrayCreateVector(type, 0, static_cast<ULONG>(items.size()));
@@ -37,7 +37,7 @@ constexpr auto kCopy = [](Element& element, const auto& item) {
   return true;
 };
 
-// The elements of a one-dimensional array of exactly this variant type.
+// Reads the elements of a one-dimensional array of exactly the given variant type.
 template <typename Element>
 Expected<std::vector<Element>> ElementsOf(const VARIANT& variant, VARTYPE type) {
   SAFEARRAY* array = V_VT(&variant) == type ? V_ARRAY(&variant) : nullptr;
@@ -50,7 +50,7 @@ Expected<std::vector<Element>> ElementsOf(const VARIANT& variant, VARTYPE type) 
   return elements;
 }
 
-// An amount of money or a decimal fraction.
+// The value of a currency amount (VT_CY) or a decimal number (VT_DECIMAL).
 Value RealOf(const VARIANT& variant) {
   OwnedVariant real;
   if (FAILED(VariantChangeType(real.get(), const_cast<VARIANT*>(&variant), 0, VT_R8))) return NoNumber();
@@ -111,7 +111,7 @@ Expected<std::vector<Value>> ValuesIn(const VARIANT& variant) {
 }
 
 Value ValueOf(const VARIANT& variant) {
-  OwnedVariant plain;  // scripts hand variables in by reference
+  OwnedVariant plain;  // scripts pass variables by reference
   if (FAILED(VariantCopyInd(plain.get(), const_cast<VARIANT*>(&variant)))) return NoNumber();
   switch (V_VT(plain.get())) {
     case VT_I1:

@@ -1,11 +1,12 @@
-// A window of ours inside another one.
+// Base class of a child window.
 #pragma once
 
 #include <windows.h>
 
 namespace ulix::controls {
 
-// Derived classes handle its messages. Lives on one thread; destroyed with the object, or by its parent's end before.
+// Derived classes handle the messages of the window. Use it on one thread only. The window is destroyed with the
+// object, or earlier with its parent window.
 class ChildWindow {
  public:
   ChildWindow(const ChildWindow&) = delete;
@@ -14,7 +15,7 @@ class ChildWindow {
   HWND window() const { return window_; }
 
  protected:
-  // `style` and `extended` are added to those of a visible child.
+  // `style` and `extended` are added to the styles of a visible child window.
   ChildWindow(HWND parent, DWORD style, DWORD extended);
   virtual ~ChildWindow();
   virtual LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);

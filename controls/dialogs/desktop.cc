@@ -12,7 +12,7 @@ namespace {
 constexpr int kDone = 100;
 constexpr DWORD kDoneShownMs = 300;
 
-// The wait cursor; afterwards the cursor and the focus are again what they were.
+// Shows the wait cursor. The destructor restores the cursor and the focus.
 class WaitCursor {
  public:
   WaitCursor() : focus_(GetFocus()), cursor_(SetCursor(LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_WAIT)))) {}
@@ -63,8 +63,8 @@ std::optional<std::string> Desktop::ChooseFile(const FileQuestion& question) {
   return AskForFile(question, GetActiveWindow());
 }
 
-// The window that shows the step. None for an operation that was stopped and still says that it is over, and none for
-// one that was refused while another goes on, on that one's thread from inside a report or on another thread.
+// The window that shows the step, or null. A stopped operation that reports its end has no window. Nor has an operation
+// that is refused because another one is running, on another thread or on the same thread from inside a report.
 ProgressDialog* Desktop::ProgressOf(const ShownProgress& step) {
   const DWORD self = GetCurrentThreadId();
   if (progress_thread_ == self) return reporting_ ? nullptr : progress_.get();
@@ -74,7 +74,7 @@ ProgressDialog* Desktop::ProgressOf(const ShownProgress& step) {
   return progress_.get();
 }
 
-// The window stays for a moment at the end, so that a person sees that the operation is done.
+// At the end the window stays for a moment, so that the user sees that the operation is complete.
 bool Desktop::ShowProgress(const ShownProgress& step) {
   ProgressDialog* progress = ProgressOf(step);
   if (!progress) return true;

@@ -1,4 +1,4 @@
-// The questions of an instrument, asked in windows.
+// The user interface in windows: dialogs, messages and progress.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,7 @@ namespace ulix::controls {
 
 class ProgressDialog;
 
-// Windows are modal to the active window of the thread that calls, which is the host's.
+// The windows are modal to the active window of the calling thread, that is a window of the host.
 class Desktop final : public UserInterface {
  public:
   explicit Desktop(Language language);
@@ -34,7 +34,7 @@ class Desktop final : public UserInterface {
   ProgressDialog* ProgressOf(const ShownProgress& step);
 
   const Language language_;
-  // While a long operation goes on its thread has the window and the flag.
+  // During a long operation, only its thread uses the window and the flag.
   std::atomic<DWORD> progress_thread_ = 0;
   std::unique_ptr<ProgressDialog> progress_;
   bool reporting_ = false;

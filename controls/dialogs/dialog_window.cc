@@ -7,7 +7,7 @@
 namespace ulix::controls {
 namespace {
 
-// A template of no controls; the three empty strings are menu, class and title.
+// A dialog template without controls. The three empty strings are menu, class and title.
 struct EmptyTemplate {
   DLGTEMPLATE header{};
   WORD menu = 0, window_class = 0, title = 0;
@@ -58,7 +58,7 @@ INT_PTR CALLBACK DialogWindow::Receive(HWND window, UINT message, WPARAM wparam,
     self->window_ = window;
     SetWindowLongPtrW(window, DWLP_USER, lparam);
     self->OnOpen();
-    return FALSE;  // the dialog has set the focus
+    return FALSE;  // OnOpen has set the focus
   }
   auto* self = reinterpret_cast<DialogWindow*>(GetWindowLongPtrW(window, DWLP_USER));
   if (message != WM_COMMAND || !self) return FALSE;

@@ -1,4 +1,4 @@
-// A dialog window without a template: its content is made when it opens.
+// Base class of a dialog window. It needs no template: its content is created when it opens.
 #pragma once
 
 #include <windows.h>
@@ -7,7 +7,7 @@
 
 namespace ulix::controls {
 
-// Derive from it and make the content in OnOpen. Enter and Escape come as the commands IDOK and IDCANCEL.
+// A derived class creates the content in OnOpen. Enter and Escape arrive as the commands IDOK and IDCANCEL.
 class DialogWindow {
  public:
   DialogWindow() = default;
@@ -16,22 +16,23 @@ class DialogWindow {
   DialogWindow& operator=(const DialogWindow&) = delete;
 
  protected:
-  // Modal to `owner`; what End was given, or a negative number when there is no window to be had.
+  // Shows the dialog modal to `owner`. Returns the value given to End, or a negative number when the window cannot be
+  // created.
   INT_PTR Run(HWND owner);
-  // Not modal; the window of the dialog, or null.
+  // Shows the dialog without waiting for its end. Returns its window, or null when it cannot be created.
   HWND Open(HWND owner);
   void End(int result) { EndDialog(window_, result); }
   HWND window() const { return window_; }
 
-  // Makes the content, sizes the window and centres it over its owner.
+  // Creates the content, sizes the window and centres it over its owner.
   virtual void OnOpen() = 0;
-  // Whether the command was dealt with.
+  // Handles a command. Returns false when the command is not known.
   virtual bool OnCommand(int command) = 0;
 
   void SetTitle(const std::wstring& title) { SetWindowTextW(window_, title.c_str()); }
-  // A window of `kind` inside the dialog.
+  // Creates a window of the class `kind` inside the dialog.
   HWND Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place, int id, HFONT font);
-  // Sets the size of the inside and moves the window to the middle of its owner, or of the screen.
+  // Sets the size of the client area and centres the window over its owner, or on the screen.
   void Size(int width, int height);
 
  private:

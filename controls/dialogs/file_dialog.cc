@@ -12,13 +12,14 @@ namespace {
 
 constexpr std::size_t kLongestPath = 1024;
 
-// Pairs of a name and a pattern, each with its end, and one more at the end of all.
+// The filter of the system dialog: pairs of name and pattern, each string ended by a zero, and one more zero at the
+// end.
 std::wstring FilterOf(const FileQuestion& question) {
   const std::wstring end(1, L'\0');
   return WideOf(question.files) + end + WideOf(question.pattern) + end + end;
 }
 
-// "p90" of "*.p90".
+// The extension of the pattern: "p90" for "*.p90".
 std::wstring ExtensionOf(const FileQuestion& question) {
   return WideOf(question.pattern.substr(question.pattern.rfind('.') + 1));
 }
@@ -38,7 +39,7 @@ std::optional<std::string> AskForFile(const FileQuestion& question, HWND owner) 
   wanted.nMaxFile = static_cast<DWORD>(path.size());
   wanted.lpstrTitle = title.c_str();
   wanted.lpstrDefExt = extension.c_str();
-  // The host's folder stays what it is.
+  // OFN_NOCHANGEDIR: the dialog must not change the current folder of the host.
   wanted.Flags = OFN_EXPLORER | OFN_NOCHANGEDIR | OFN_HIDEREADONLY | OFN_PATHMUSTEXIST;
   wanted.Flags |= question.to_write ? OFN_OVERWRITEPROMPT : OFN_FILEMUSTEXIST;
   const bool chosen = question.to_write ? GetSaveFileNameW(&wanted) : GetOpenFileNameW(&wanted);

@@ -1,4 +1,4 @@
-// The system's dialog about a file.
+// The file dialog of the system.
 #pragma once
 
 #include <windows.h>
@@ -10,8 +10,8 @@
 
 namespace ulix::controls {
 
-// Modal to `owner`, which may be null. The path that was chosen; none when the person gave up, empty where no dialog
-// can be shown.
+// Asks for a file. The dialog is modal to `owner`, which may be null. Returns the chosen path, nullopt when the user
+// cancels, and an empty path when the dialog cannot be shown.
 std::optional<std::string> AskForFile(const FileQuestion& question, HWND owner);
 
 }  // namespace ulix::controls

@@ -45,7 +45,7 @@ class FormDialog final : public DialogWindow {
          {right - width, top, right, top + height}, IDCANCEL, metrics_.font());
   }
 
-  // Ends the dialog when the entries are taken, else shows what is wrong and where.
+  // Ends the dialog when the form accepts the entries. Otherwise shows the refused field and the reason.
   void Take() {
     pane_->Collect();
     const auto refusal = form_.apply ? form_.apply(form_) : std::nullopt;

@@ -9,8 +9,8 @@
 
 namespace ulix::controls {
 
-// Asks until the entries are taken or the person gives up. A form that takes nothing has one button. Cancel where no
-// window can be shown. `owner` may be null; a resolution of 0 is the screen's.
+// Shows the form until its entries are accepted or the user cancels. A form without entries has one button. Returns
+// Cancel when no window can be shown. `owner` may be null. A resolution of 0 stands for the resolution of the screen.
 DialogResult AskInWindow(Form form, Language language, HWND owner, int dpi = 0);
 
 }  // namespace ulix::controls

@@ -9,7 +9,7 @@ namespace ulix::controls {
 namespace {
 
 constexpr double kListWidth = 18, kGap = 1.5;  // in characters
-constexpr double kMaxLines = 30;               // of a page before it scrolls
+constexpr double kMaxLines = 30;               // height of a page in lines; a longer page scrolls
 constexpr double kReasonLines = 3, kReasonWidth = 60;
 constexpr COLORREF kReasonColour = RGB(176, 0, 32);
 

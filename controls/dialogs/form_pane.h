@@ -1,5 +1,5 @@
-// The pages of a form inside a dialog or a property page: a list to turn them by, where there are several, one page,
-// and below it the reason of a refusal.
+// Shows a form inside a dialog or a property page: the current page, a list of the pages when there are several, and
+// below the page the reason of a refusal.
 #pragma once
 
 #include <optional>
@@ -12,19 +12,20 @@ namespace ulix::controls {
 
 class FormPane final : public ChildWindow {
  public:
-  // `form` is the pane's to change and outlives it.
+  // The pane changes `form`, which must outlive the pane.
   FormPane(HWND parent, Form& form, const Metrics& metrics);
 
-  // What the form needs without scrolling, within reason.
+  // The size that the form needs without scrolling, up to a maximum.
   static SIZE SizeOf(const Form& form, const Metrics& metrics);
   void Place(const RECT& place);
-  // Gives the form the entries of the page that is shown, the only ones that it does not have.
+  // Writes the entries of the current page into the form. The form already has the entries of the other pages.
   void Collect();
-  // Turns to the field and says why it was refused, until the page is turned or the entries are collected again.
+  // Goes to the refused field and shows the reason. The reason is shown until another page is chosen or the entries are
+  // collected again.
   void Refuse(const Refusal& refusal);
-  // The first window to enter something in, null when there is none.
+  // The first entry window; null when there is none.
   HWND First() const;
-  // Called when something was entered.
+  // Sets the function to call when an entry changes.
   void OnChange(std::function<void()> changed) { changed_ = std::move(changed); }
 
  private:
@@ -34,7 +35,7 @@ class FormPane final : public ChildWindow {
 
   Form& form_;
   const Metrics& metrics_;
-  HWND list_ = nullptr;  // none for a single page
+  HWND list_ = nullptr;  // null for a single page
   HWND reason_ = nullptr;
   std::optional<FormView> view_;
   std::size_t shown_ = 0;

@@ -11,7 +11,7 @@
 namespace ulix::controls {
 namespace {
 
-constexpr double kLineHeight = 1.9, kEntryHeight = 1.55;  // of a row, in lines of text
+constexpr double kLineHeight = 1.9, kEntryHeight = 1.55;  // height of a row and of its entry, in lines of text
 constexpr double kEntryWidth = 24, kUnitWidth = 6, kUnitGap = 0.5, kBrowseWidth = 4, kGap = 1.5;  // in characters
 constexpr double kListLines = 14;
 
@@ -26,7 +26,8 @@ int LabelWidth(const Page& page, const Metrics& metrics) {
   return width + metrics.Across(kGap);
 }
 
-// The label with an underlined letter that no other label of the page has, and its own ampersands doubled.
+// The label with an access key: an underlined letter that no other label of the page has. Ampersands in the label are
+// doubled.
 std::wstring WithAccelerator(const std::string& label, std::wstring& taken) {
   std::wstring text;
   bool marked = false;
@@ -43,7 +44,7 @@ std::wstring WithAccelerator(const std::string& label, std::wstring& taken) {
   return text;
 }
 
-// What is only shown is broken into lines; the border of an entry takes a part of its width.
+// The number of text lines of a field. A read-only text is broken into lines; the border takes part of its width.
 int LinesOf(const Field& field, const Metrics& metrics) {
   constexpr double kTextWidth = kEntryWidth + kUnitWidth - kGap - 1;
   return field.kind == FieldKind::kShown ? metrics.LinesOf(WideOf(field.value), metrics.Across(kTextWidth)) : 1;
@@ -51,7 +52,7 @@ int LinesOf(const Field& field, const Metrics& metrics) {
 
 double RowLines(const Field& field, const Metrics& metrics) { return kLineHeight + LinesOf(field, metrics) - 1; }
 
-// An entry of several lines takes Enter, Escape and Tab for itself; one that only shows leaves them to the dialog.
+// A multi-line edit control handles Enter, Escape and Tab itself. A read-only one must leave them to the dialog.
 LRESULT CALLBACK ShowOnly(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR, DWORD_PTR) {
   if (message == WM_GETDLGCODE) return DLGC_HASSETSEL | DLGC_WANTARROWS;
   return DefSubclassProc(window, message, wparam, lparam);
@@ -106,7 +107,7 @@ FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstrin
   label.top += metrics_.Down(0.2);
   const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kCheckBox;
   const std::wstring text = is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken);
-  // A tick has its label beside the box, so that a click on either ticks it.
+  // The label of a tick box is part of the box, so that a click on the label ticks it too.
   if (!is_tick) Make(L"STATIC", text, is_shown ? SS_LEFT | SS_NOPREFIX : SS_LEFT, label);
   row.entry = MakeEntry(field, Moved(line, label_width, metrics_.Across(kEntryWidth)), text);
   const int behind = label_width + metrics_.Across(kEntryWidth + kUnitGap);
@@ -122,7 +123,7 @@ FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstrin
 HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstring& label) {
   switch (field.kind) {
     case FieldKind::kShown: {
-      // Selectable, so that it can be copied.
+      // An edit control, so that the user can select and copy the text.
       RECT wide = place, inside;
       GetClientRect(window(), &inside);
       wide.right = std::max(wide.right, inside.right - metrics_.Across(kGap));
@@ -144,7 +145,7 @@ HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstri
 }
 
 HWND FormView::MakeList(const Field& field, RECT place) {
-  place.bottom += metrics_.Down(14);  // of the list when it is open
+  place.bottom += metrics_.Down(14);  // height of the open list
   const DWORD kind = field.kind == FieldKind::kChoice ? CBS_DROPDOWNLIST : CBS_DROPDOWN | CBS_AUTOHSCROLL;
   const HWND box = Make(L"COMBOBOX", L"", kind | WS_VSCROLL | WS_TABSTOP, place);
   for (const std::string& choice : field.choices)
@@ -199,7 +200,8 @@ void FormView::GoTo(std::size_t field) {
   SendMessageW(rows_[field].entry, EM_SETSEL, 0, -1);
 }
 
-// What was entered is where the question begins. Enter then takes what was found, and asks no more.
+// The file dialog starts with the path in the entry. Afterwards the entry has the focus, so that Enter accepts the form
+// instead of opening the file dialog again.
 void FormView::Browse(const Row& row) {
   FileQuestion question = row.file;
   question.suggested = TextOfWindow(row.entry);
@@ -286,7 +288,7 @@ void FormView::TellParent() {
 }
 
 void FormView::HandleCommand(int what, HWND from) {
-  // A click on a box is number 0, as menus are, but comes from a window.
+  // A click on a tick box has code 0, like a menu command, but it has a window.
   const bool clicked = what == BN_CLICKED && from;
   const auto row = std::find_if(rows_.begin(), rows_.end(), [&](const Row& each) { return each.browse == from; });
   if (clicked && row != rows_.end()) return Browse(*row);

@@ -1,4 +1,4 @@
-// The questions of one page of a form, as child windows.
+// Shows the questions of one page of a form as child windows.
 #pragma once
 
 #include <windows.h>
@@ -12,30 +12,30 @@
 
 namespace ulix::controls {
 
-// Lives on the thread of its windows. Rows of label, entry and unit, or of a button that chooses a file; a page of
-// ticks only is one list. Longer than the place it is given, it scrolls.
+// A row has a label, an entry and a unit, or a button that chooses a file. A page that consists of ticks only is one
+// list. A page that is longer than its place scrolls. Use it on the thread of its windows only.
 class FormView final : public ChildWindow {
  public:
-  // Sent to the parent when something was entered.
+  // The message sent to the parent when an entry changes.
   static constexpr UINT kChanged = WM_APP + 1;
 
   FormView(HWND parent, const Metrics& metrics);
 
   void Place(const RECT& place);
-  // Takes the place of what was shown before; entries of that are gone unless they were collected.
+  // Replaces the page that is shown. Entries that were not collected are lost.
   void Show(const Page& page);
-  // Puts what was entered into the page that is shown.
+  // Writes the entries into `page`, which must be the page that is shown.
   void Collect(Page& page) const;
-  // Gives the field the focus.
+  // Sets the focus to the field.
   void GoTo(std::size_t field);
 
-  // The width that a page needs, and its height.
+  // The size that a page needs without scrolling.
   static SIZE SizeOf(const Page& page, const Metrics& metrics);
 
  private:
   struct Row {
-    HWND entry = nullptr;   // none for what is shown only
-    HWND browse = nullptr;  // asks for the entry's file
+    HWND entry = nullptr;   // null for a read-only field
+    HWND browse = nullptr;  // the button that chooses the file of the entry
     FileQuestion file;
     int top = 0;
     int bottom = 0;
@@ -58,11 +58,11 @@ class FormView final : public ChildWindow {
   void UpdateScrollBar();
 
   const Metrics& metrics_;
-  HWND list_ = nullptr;  // of a page of ticks
+  HWND list_ = nullptr;  // the list of a page that consists of ticks
   std::vector<Row> rows_;
-  int height_ = 0;  // of all rows
+  int height_ = 0;  // height of all rows
   int scrolled_ = 0;
-  bool showing_ = false;  // while entries change because a page is shown
+  bool showing_ = false;  // true while Show fills the entries: their changes are not the user's
 };
 
 }  // namespace ulix::controls

@@ -5,7 +5,7 @@
 namespace ulix::controls {
 namespace {
 
-// The screen with a font in it.
+// The device context of the screen with a font selected.
 class ScreenWith {
  public:
   explicit ScreenWith(HFONT font) : screen_(GetDC(nullptr)), before_(SelectObject(screen_, font)) {}

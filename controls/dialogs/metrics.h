@@ -1,4 +1,4 @@
-// Sizes that follow the system's message font, and with it the resolution of the screen.
+// Sizes in units of the system's message font, and therefore of the resolution of the screen.
 #pragma once
 
 #include <windows.h>
@@ -9,18 +9,18 @@ namespace ulix::controls {
 
 class Metrics {
  public:
-  // At a resolution in dots an inch; 0 is the screen's.
+  // `dpi` is the resolution in dots per inch; 0 stands for the resolution of the screen.
   explicit Metrics(int dpi = 0);
   ~Metrics();
   Metrics(const Metrics&) = delete;
   Metrics& operator=(const Metrics&) = delete;
 
   HFONT font() const { return font_; }
-  // Lengths in average characters and in lines of text.
+  // Convert a width in average characters and a height in lines of text to pixels.
   int Across(double characters) const { return static_cast<int>(characters * width_); }
   int Down(double lines) const { return static_cast<int>(lines * height_); }
   int WidthOf(const std::wstring& text) const;
-  // How many lines a text takes that is broken to fit a width; one at least.
+  // The number of lines of a text broken at `width` pixels; at least one.
   int LinesOf(const std::wstring& text, int width) const;
 
  private:

@@ -22,7 +22,7 @@ ProgressDialog::ProgressDialog(HWND owner, const std::wstring& title, Language l
 }
 
 ProgressDialog::~ProgressDialog() {
-  // Before the window goes, so that the host's comes to the front again.
+  // The owner is enabled before this window is destroyed. Otherwise it would not come to the front again.
   if (owner_) EnableWindow(owner_, TRUE);
   if (dialog_) DestroyWindow(dialog_);
 }
@@ -51,7 +51,7 @@ bool ProgressDialog::Report(int percent, const std::wstring& text) {
   SendDlgItemMessageW(dialog_, kBar, PBM_SETPOS, static_cast<WPARAM>(percent), 0);
   MSG message;
   while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    if (message.message == WM_QUIT) {  // the host's to see, and the end of what it waits for
+    if (message.message == WM_QUIT) {  // the host must see it too; it also ends the operation
       PostQuitMessage(static_cast<int>(message.wParam));
       return false;
     }

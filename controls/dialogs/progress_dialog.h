@@ -1,4 +1,4 @@
-// How far a long operation has come, with a button to stop it.
+// Shows the progress of a long operation, with a button to stop it.
 #pragma once
 
 #include <windows.h>
@@ -9,14 +9,15 @@
 
 namespace ulix::controls {
 
-// The owner is disabled meanwhile. The window lives from the first report on, on the thread that reports, and its
-// buttons work while reports come.
+// The owner window is disabled meanwhile. The first report creates the window, on the reporting thread. Its buttons
+// respond only while reports come.
 class ProgressDialog final : private DialogWindow {
  public:
   ProgressDialog(HWND owner, const std::wstring& title, Language language, int dpi = 0);
   ~ProgressDialog() override;
   HWND window() const { return dialog_; }
-  // Shows 0 to 100 and what is being done, and handles what was pressed; whether to go on.
+  // Shows the progress, 0 to 100 percent, and the current step, and handles pressed buttons. Returns whether to
+  // continue.
   bool Report(int percent, const std::wstring& text);
 
  private:

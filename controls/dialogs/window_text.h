@@ -1,4 +1,4 @@
-// Texts of windows: Windows-1252 inside the library, UTF-16 in the system.
+// Converts texts of windows: Windows-1252 in the library, UTF-16 in the system.
 #pragma once
 
 #include <windows.h>
@@ -14,7 +14,7 @@ inline std::wstring WideOf(const std::string& ansi) {
   return {wide.begin(), wide.end()};
 }
 
-// What stands in a window.
+// The text of a window.
 inline std::string TextOfWindow(HWND window) {
   std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
   text.resize(static_cast<std::size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
