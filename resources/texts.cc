@@ -248,6 +248,10 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kCannotIdentify,
      {"% has no identification: it cannot be asked what it is",
       "% n'a pas d'identification : on ne peut pas lui demander ce qu'il est"}},
+    {TextId::kSetPointsGoToHost,
+     {"with this configuration % hands its set points to an object of a host program; the command line has none",
+      "avec cette configuration % remet ses consignes à un objet d'un programme hôte ; la ligne de commande n'en a "
+      "pas"}},
     {TextId::kBelowLimit, {"% at % is below the limit of %", "% à % est en dessous de la limite de %"}},
     {TextId::kAboveLimit, {"% at % is above the limit of %", "% à % est au-dessus de la limite de %"}},
     {TextId::kSetAnyway, {"Set it anyway?", "Régler quand même ?"}},

@@ -221,6 +221,7 @@ enum class TextId : std::uint16_t {
   kOperator,
   kNote,
   kCannotIdentify,
+  kSetPointsGoToHost,
   kBelowLimit,
   kAboveLimit,
   kSetAnyway,

@@ -13,7 +13,7 @@ import time
 import unittest
 
 from contract import UNDER_WINE, ContractTest, main
-from instruments import HART, MICROK, SerialInstrument, kelvo10
+from instruments import HART, ISOTECH, MICROK, SerialInstrument, kelvo10
 from serial_instrument import SILENCE, Reply
 
 
@@ -178,6 +178,14 @@ class WordsTest(ContractTest):
         status, _, err = self.ulix("identify", "hart", "--port", unit.device)
         self.assertEqual(status, 1)
         self.assertIn("hart has no identification", err)
+
+    def test_set_points_for_a_host_are_refused_in_words(self):
+        unit = self.plug_in(SerialInstrument(ISOTECH))
+        for verb in (("set", "isotech", "SETPOINT", "25"), ("run", "isotech")):
+            status, _, err = self.ulix(*verb, "--set", "model=object", "--port", unit.device)
+            self.assertEqual(status, 1)
+            self.assertIn("0x80004001 with this configuration isotech hands its set points to an object of a host", err)
+        self.assertEqual(unit.wire(), b"")
 
     def test_comma_is_a_decimal_separator_in_french(self):
         unit = self.plug_in(kelvo10())

@@ -74,6 +74,13 @@ void CheckLimits(const Channel& channel, float value, const SetOptions& options)
     throw OperationFailed(kCancelled, Shown(TextId::kNothingWasChanged));
 }
 
+// Models whose set points can go to an object of a host fail like this where there is no host.
+void CheckOutput(Session& session, HRESULT result) {
+  if (result == E_NOTIMPL && Succeeded(session.instrument().SetSetPointObject({})))
+    throw OperationFailed(result, Shown(TextId::kSetPointsGoToHost, {session.instrument().card().model_id}));
+  session.Check(result);
+}
+
 int Set(SetOptions options) {
   Session session(options.connection);
   // A wrong channel is refused before anything is sent to the instrument.
@@ -83,7 +90,7 @@ int Set(SetOptions options) {
   const Channel channel = SelectOutput(session.Channels(), options.channel);
   UseModelLimits(session, channel.id, options);
   CheckLimits(channel, value, options);
-  session.Check(session.instrument().SetChanVal(channel.id, value));
+  CheckOutput(session, session.instrument().SetChanVal(channel.id, value));
   const std::string shown = ShownNumber(FormatShortest(value)) + (channel.unit.empty() ? "" : " " + channel.unit);
   Tell(Shown(TextId::kChannelSet, LanguageOf(options.connection), {channel.name, shown}));
   return 0;
@@ -97,7 +104,7 @@ Action DefineOrder(CLI::App& verb, HRESULT (Instrument::*order)()) {
   return [=] {
     Session session(*options);
     session.Connect();
-    session.Check((session.instrument().*order)());
+    CheckOutput(session, (session.instrument().*order)());
     return 0;
   };
 }
