@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kUsbOutput = 2;
 
-bool Names(const UsbIdentity& wanted, const UsbIdentity& is) {
+bool Matches(const UsbIdentity& wanted, const UsbIdentity& is) {
   const bool same_vendor = wanted.vendor == 0 || wanted.vendor == is.vendor;
   return same_vendor && (wanted.product == 0 || wanted.product == is.product);
 }
@@ -39,13 +39,14 @@ class SimulatedUsbLibrary final : public UsbLibrary {
 // A device that has vanished has no interface.
 HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
   if (!port_ && !open_()) return E_FAIL;
-  if (!Names(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;
+  if (!Matches(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;
   device.identity = kSimulatedUsbIdentity;
   return S_OK;
 }
 
 HRESULT SimulatedUsbLibrary::Connect(UsbDevice& device) {
-  const bool same = device.identity.guid == kSimulatedUsbIdentity.guid && Names(device.identity, kSimulatedUsbIdentity);
+  const bool same =
+      device.identity.guid == kSimulatedUsbIdentity.guid && Matches(device.identity, kSimulatedUsbIdentity);
   if (!same) return kUsbBadIdentifier;
   port_ = open_();
   if (!port_) return E_FAIL;

@@ -212,7 +212,7 @@ std::unique_ptr<Master> OpenMaster(const TcpPeer& peer, int timeout_ms) {
   return master;
 }
 
-std::string Reply(std::string_view request, std::uint16_t value, int transaction_off = 0, std::uint8_t slave = 1) {
+std::string TcpReply(std::string_view request, std::uint16_t value, int transaction_off = 0, std::uint8_t slave = 1) {
   std::string pdu = {3, 2};
   modbus::AppendWord(pdu, value);
   return modbus::NetworkFrame(static_cast<std::uint16_t>(modbus::WordAt(request, 0) + transaction_off), slave, pdu);
@@ -222,7 +222,7 @@ TEST(ModbusRegistersTest, LateReplyOverTcp_IsDiscarded) {
   TcpPeer peer([](TcpPeer& p) {
     const std::string first = p.Take(12);
     const std::string second = p.Take(12);
-    p.Send(Reply(first, 1) + Reply(second, 9, 1) + Reply(second, 2));
+    p.Send(TcpReply(first, 1) + TcpReply(second, 9, 1) + TcpReply(second, 2));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 300);
@@ -233,8 +233,8 @@ TEST(ModbusRegistersTest, LateReplyOverTcp_IsDiscarded) {
 // A gateway may answer with the address of another unit. The request fails at once instead of waiting for its timeout.
 TEST(ModbusRegistersTest, ReplyOfAnotherUnit_FailsAtOnce) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Send(Reply(p.Take(12), 8, 0, 2));
-    p.Send(Reply(p.Take(12), 7));
+    p.Send(TcpReply(p.Take(12), 8, 0, 2));
+    p.Send(TcpReply(p.Take(12), 7));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 60'000);
@@ -245,11 +245,11 @@ TEST(ModbusRegistersTest, ReplyOfAnotherUnit_FailsAtOnce) {
 // Bytes after a reply, and a frame whose length field is one too small, do not disturb a later exchange.
 TEST(ModbusRegistersTest, BytesAfterAReply_AreDiscarded) {
   TcpPeer peer([](TcpPeer& p) {
-    p.Send(Reply(p.Take(12), 1) + "xyz");
-    std::string cut = Reply(p.Take(12), 2);
+    p.Send(TcpReply(p.Take(12), 1) + "xyz");
+    std::string cut = TcpReply(p.Take(12), 2);
     cut[5] = static_cast<char>(cut[5] - 1);
     p.Send(cut);
-    p.Send(Reply(p.Take(12), 3));
+    p.Send(TcpReply(p.Take(12), 3));
     p.AwaitEnd();
   });
   const auto master = OpenMaster(peer, 2000);
@@ -260,7 +260,7 @@ TEST(ModbusRegistersTest, BytesAfterAReply_AreDiscarded) {
 
 TEST(ModbusRegistersTest, BytesThatAreNotModbus_EndTheConnectionAndTheNextRequestReconnects) {
   const auto damage = [](std::string request, int kind) {
-    std::string reply = Reply(request, 7);
+    std::string reply = TcpReply(request, 7);
     if (kind == 0) reply[2] = 1;                       // another protocol
     if (kind == 1) reply[4] = 0x7F;                    // longer than any frame
     if (kind == 2) reply = std::string(3000, '\xFF');  // noise
@@ -272,7 +272,7 @@ TEST(ModbusRegistersTest, BytesThatAreNotModbus_EndTheConnectionAndTheNextReques
     std::atomic<int> connections = 0;
     TcpPeer peer([&](TcpPeer& p) {
       const std::string request = p.Take(12);
-      p.Send(++connections == 1 ? damage(request, kind) : Reply(request, 7));
+      p.Send(++connections == 1 ? damage(request, kind) : TcpReply(request, 7));
       if (connections > 1) p.AwaitEnd();
     });
     const auto master = OpenMaster(peer, 2000);
@@ -294,7 +294,7 @@ TEST(ModbusRegistersTest, ReplyOfAnotherForm_IsUnableToRead) {
     EXPECT_EQ(CodeOf(OpenMaster(peer, 2000)->ReadOne(5)), networkCommErrUnableToReadComm);
   }
   TcpPeer stubborn([](TcpPeer& p) {
-    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Send(Reply(request, 1, 1));
+    for (std::string request = p.Take(12); !request.empty(); request = p.Take(12)) p.Send(TcpReply(request, 1, 1));
   });
   EXPECT_EQ(CodeOf(OpenMaster(stubborn, 200)->ReadOne(5)), networkCommErrUnableToReadComm);
 }
@@ -309,7 +309,7 @@ class FloodingPeer final : public platform::StreamSocket {
   int Send(std::string_view bytes) override { return static_cast<int>(bytes.size()); }
   int Receive(std::span<char> bytes) override {
     clock_.SleepFor(Milliseconds(10));
-    return ++sent_ > 6000 ? 0 : static_cast<int>(Reply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
+    return ++sent_ > 6000 ? 0 : static_cast<int>(TcpReply("\x77\x77", 1).copy(bytes.data(), bytes.size()));
   }
   bool WouldWait() const override { return false; }
 
