@@ -1,9 +1,9 @@
-# What both Windows compilers have in common; `mingw_machine` is the first word of the tools' names.
+# The common part of both Windows toolchains. `mingw_machine` is the prefix of the tool names.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_VERSION 10.0)
 set(CMAKE_SYSTEM_PROCESSOR ${mingw_machine})
 
-# The threads of the C++ library come with the posix flavour only.
+# Only the posix variant of the compiler supports std::thread.
 set(CMAKE_C_COMPILER ${mingw_machine}-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER ${mingw_machine}-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER ${mingw_machine}-w64-mingw32-windres)
@@ -14,7 +14,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Windows 10, and nothing of the compiler's own to be shipped beside the product.
+# Windows 10. The libraries of the compiler are linked statically, so that the product needs no additional files.
 set(CMAKE_CXX_FLAGS_INIT "${mingw_flags} -D_WIN32_WINNT=0x0A00 -DWINVER=0x0A00 -DNOMINMAX -DWIN32_LEAN_AND_MEAN")
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static")

@@ -1,7 +1,7 @@
-# What a build for Windows needs of the machine that it is built on.
+# The parts of the build machine that a Windows build uses.
 
-# The distribution's header-only packages, linked into a folder of their own: the folder that they are installed in holds
-# the build machine's C library too.
+# The header-only packages of the distribution are linked into a separate folder, because their own folder also contains
+# the headers of the build machine's C library.
 set(header_folder ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${header_folder})
 foreach(package tl CLI nlohmann)
@@ -12,14 +12,14 @@ foreach(package tl CLI nlohmann)
 endforeach()
 include_directories(SYSTEM ${header_folder})
 
-# Each bitness has a Wine of its own.
+# The 32-bit and the 64-bit build have a Wine each.
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine)
 else()
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine32)
 endif()
 
-# GoogleTest is not packaged for Windows, but its sources are.
+# There is no GoogleTest package for Windows; it is built from the source package.
 set(BUILD_GMOCK ON)
 set(INSTALL_GTEST OFF)
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)

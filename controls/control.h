@@ -24,8 +24,8 @@ struct IInstrumentAccess : IUnknown {
 inline constexpr GUID kInstrumentAccessId = {
     0x6C1E52E0, 0x9B1B, 0x4B53, {0x8F, 0x0B, 0x5B, 0x0C, 0x2A, 0x7D, 0x00, 0x03}};
 
-// The Spec and Debug interfaces of every model have one of these two forms. A model with an empty Spec interface has
-// the property in its vtable, but no caller knows it.
+// Every model has a Spec interface of this form and a Debug interface of the form below. A model whose published Spec
+// interface is empty has the property too, but no caller knows it.
 struct ISpecForm : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_SetPointObject(IDispatch** object) = 0;
   virtual HRESULT STDMETHODCALLTYPE put_SetPointObject(IDispatch* object) = 0;

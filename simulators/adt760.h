@@ -43,11 +43,11 @@ class Adt760Simulator final : public LineSimulator {
   std::string NextError();
 
   ThermalModel controller_;                  // The pressure that the modules measure, mbar.
-  std::array<double, kModules> offsets_{};   // Offset of each module, mbar.
+  std::array<double, kModules> offsets_{};   // Offset of each module, in mbar.
   std::string function_ = "CURRENT";         // Function of the electrical input.
   double voltage_ = 5.25;                    // At the electrical input, V.
   double current_input_ = 12.5;              // At the electrical input, mA.
-  double switch_ = 1;                        // At the electrical input, 1: closed.
+  double switch_ = 1;                        // Switch at the electrical input; 1 is closed.
   double current_ = 4;                       // Of the source, mA.
   double lowest_ = -1000, highest_ = 20000;  // Accepted pressure set points, mbar.
   bool venting_ = false;

@@ -24,9 +24,10 @@ class FlukeHydraModel {
   explicit FlukeHydraModel(Clock& clock);
 
   std::array<Channel, kChannels> channels;
-  double swing = 1;               // Percent of a channel's value.
-  double period = 20;             // Of the swing, seconds; 0 or less: no swing.
-  Surroundings* place = nullptr;  // what is connected to the channels; none, and a channel without: its own value
+  double swing = 1;    // Percent of a channel's value.
+  double period = 20;  // Of the swing, seconds; 0 or less: no swing.
+  Surroundings* place =
+      nullptr;  // what is connected to the channels; a channel with nothing connected uses its own value
 
   bool scanning() const { return !stopped_.has_value(); }
   void Scan(bool on);

@@ -1,4 +1,4 @@
-// The base class of simulated Modbus slaves, with frames of a serial line or of a network.
+// Base class of the simulated Modbus slaves. It speaks Modbus RTU on a serial line and Modbus TCP on a network.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace ulix {
 class ModbusSlaveSimulator : public Simulator {
  public:
   std::vector<SimulatedReply> Receive(std::string_view bytes) final;
-  // Exception 3 (illegal data value) to the last request.
+  // The reply that refuses the last request: exception 3, illegal data value.
   std::string Refusal() const final;
   void OnNetwork() final { network_ = true; }
 
@@ -27,10 +27,10 @@ class ModbusSlaveSimulator : public Simulator {
   // The functions below return kDone or an exception code.
   virtual std::uint8_t ReadRegisters(unsigned address, std::span<std::uint16_t> values) = 0;
   virtual std::uint8_t WriteRegisters(unsigned address, std::span<const std::uint16_t> values) = 0;
-  // Function 6. Not every register accepts it.
+  // Writes one register with function 6. Not every register accepts this function.
   virtual std::uint8_t WriteRegister(unsigned address, std::uint16_t value) = 0;
 
-  std::uint8_t slave_ = 1;  // its address
+  std::uint8_t slave_ = 1;  // address of the slave
 
  private:
   std::size_t FrameLength() const;
@@ -40,8 +40,8 @@ class ModbusSlaveSimulator : public Simulator {
 
   bool network_ = false;
   std::string pending_;
-  std::string head_;        // of the last request on a network: its transaction
-  std::uint8_t asked_ = 0;  // the last request's function
+  std::string head_;        // transaction id and protocol id of the last network request
+  std::uint8_t asked_ = 0;  // function code of the last request
 };
 
 }  // namespace ulix

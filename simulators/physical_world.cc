@@ -12,10 +12,10 @@ constexpr double kLongestStep = 0.5;  // seconds
 constexpr double kShortestStep = 0.02;
 constexpr double kStepsOfTimeConstant = 10;
 constexpr double kSecondsPerDay = 86400;
-// Share of its span that a sensor must go back before its hysteresis has turned over.
+// The part of its span that a sensor must go back until its hysteresis has reversed completely.
 constexpr double kTurningShare = 0.1;
 
-// Of a second-order system that overshoots a step by this share.
+// The damping ratio of a second-order system with this overshoot, as a fraction of the step.
 double DampingFor(double overshoot) {
   if (overshoot <= 0) return 1;
   const double logarithm = std::log(overshoot);
@@ -45,7 +45,7 @@ PhysicalWorld::PhysicalWorld(const BenchPlan& plan, Clock& clock)
   }
 }
 
-// A drawn number is used up at every call, whatever the deviation is.
+// Each call draws a random number, whatever the deviation is, so that the sequence does not depend on the deviation.
 double PhysicalWorld::Noise(std::mt19937& random, double deviation) const {
   std::normal_distribution<double> normal;
   return deviation * normal(random);
@@ -92,7 +92,7 @@ double PhysicalWorld::Actual() {
   return ValueAt(0) + Noise(random_, plan_.noise);
 }
 
-// None at the ends of the span, all of it in the middle.
+// The hysteresis is zero at the ends of the span and largest in the middle.
 double PhysicalWorld::HysteresisOf(const SensorState& sensor) const {
   const double span = sensor.plan.span_high - sensor.plan.span_low;
   const double place = std::clamp((sensor.lagged - sensor.plan.span_low) / span, 0.0, 1.0);

@@ -1,4 +1,4 @@
-// A block, a bath or a pressure line, and the sensors in it.
+// Simulates a block, a bath or a pressure line, and the sensors in it.
 #pragma once
 
 #include <cstdint>
@@ -11,32 +11,33 @@
 
 namespace ulix {
 
-// The source goes after its set point no faster than its rate, then like a damped oscillator that overshoots once; its
-// controller swings a little for ever. Each sensor follows the place where it is with a lag of its own, and indicates
-// with an offset, a slope, hysteresis, a drift, noise and a resolution. Everything moves in steps of a fixed length
-// from the world's beginning, so that it does not depend on who looks when; noise is drawn a reading, from one seed a
-// sensor. One thread.
+// The source approaches its set point at a limited rate, then like a damped oscillator that overshoots once. A small
+// oscillation of its controller remains. Each sensor follows its place with its own lag. Its indication has an offset,
+// a slope, hysteresis, drift, noise and a resolution. The world moves in steps of a fixed length from its beginning, so
+// that its state does not depend on when it is read. Each reading draws its noise from the random generator of the
+// sensor. Use it on one thread.
 class PhysicalWorld {
  public:
   PhysicalWorld(const BenchPlan& plan, Clock& clock);
 
   void SetPoint(double value);
   double set_point() const { return set_point_; }
-  // As the source's own sensor tells it.
+  // The value that the source's own sensor measures.
   double Actual();
-  // One reading of a sensor, by its number in the plan.
+  // One reading of a sensor. `sensor` is its index in the plan.
   double Read(std::size_t sensor);
-  // Somebody adjusted the units: each has its other offset from now on.
+  // Simulates an adjustment of the units under test: from now on each has its offset after adjustment.
   void Adjust();
-  // Without noise and errors, where a sensor is: what tests compare with.
+  // The true value at the place of a sensor, without noise and errors. For tests.
   double TrueValue(std::size_t sensor);
 
  private:
   struct SensorState {
     BenchSensor plan;
-    double share = 1;   // of the way to its surroundings that it goes in one step
-    double lagged = 0;  // what it would indicate were it without errors
-    double play = -1;   // -1 after rising, 1 after falling, between while it turns
+    double share = 1;   // the part of the difference to its place that the sensor makes up in one step
+    double lagged = 0;  // the value of the sensor with its lag, without errors
+    double play =
+        -1;  // state of the hysteresis: -1 after rising, 1 after falling, between them after a change of direction
     std::mt19937 random;
   };
   void Advance();

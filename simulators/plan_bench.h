@@ -1,4 +1,4 @@
-// The simulated bench of a calibration's plan: all instruments on port sim, in one world, at any speed.
+// The simulated bench of a calibration plan: all instruments on port sim, in one physical world, at any speed.
 #pragma once
 
 #include <memory>
@@ -14,13 +14,13 @@ namespace ulix {
 
 class PlanBench {
  public:
-  // `speed`: seconds of the run for each of the machine's; 0: as fast as it goes. The local time begins at
-  // `local_start`: for a run that is gone on with, that of its journal's first line. A sentence for a person where an
-  // instrument cannot be simulated.
+  // `speed` is the number of simulated seconds per second of real time; 0 runs as fast as possible. The simulated local
+  // time begins at `local_start`; to continue a run, pass the time of the first line of its journal. Returns a sentence
+  // for the user when an instrument cannot be simulated.
   static tl::expected<std::unique_ptr<PlanBench>, std::string> Make(const calibration::Plan& plan, double speed,
                                                                     Date local_start);
 
-  // Makes a run's services those of this bench, which must outlive the run.
+  // Sets the services of a run to those of this bench. The bench must outlive the run.
   void Provide(calibration::RunServices& services);
   SharedBench& bench() { return *bench_; }
   VirtualTime& time() { return time_; }

@@ -12,8 +12,8 @@ ReplayedInstrument::ReplayedInstrument(const std::vector<LoggedExchange>& log) {
 
 HRESULT ReplayedInstrument::Set(std::string_view, std::string_view) { return E_INVALIDARG; }
 
-// The longest logged request that the pending bytes begin with. While they may still become a longer one, it is waited
-// for only when they are not whole yet.
+// Finds the longest logged request that the pending bytes begin with. When the pending bytes are themselves a whole
+// request, it is taken at once, although more bytes could make it a longer one.
 ReplayedInstrument::Match ReplayedInstrument::MatchPending(std::string& request) const {
   Match match = Match::kNone;
   for (const auto& [sent, answers] : answers_) {
@@ -27,7 +27,7 @@ ReplayedInstrument::Match ReplayedInstrument::MatchPending(std::string& request)
   return match;
 }
 
-// Up to the end of a line, or all of it.
+// Takes the pending bytes up to the end of a line, or all of them when no line ends.
 std::string ReplayedInstrument::TakeUnknown() {
   const std::size_t end = pending_.find_first_of("\r\n");
   const std::size_t next = end == std::string::npos ? end : pending_.find_first_not_of("\r\n", end);

@@ -1,4 +1,4 @@
-// An instrument that answers as a wire log says.
+// An instrument that gives the answers recorded in a wire log.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,14 @@
 
 namespace ulix {
 
-// A request and what came back until the next one; what came is empty for an order that is not answered.
+// A request and the bytes received until the next request; no bytes for a command without an answer.
 struct LoggedExchange {
   std::string sent;
   std::string received;
 };
 
-// The n-th time that a request comes it gets the n-th answer of the log. Every other request, and one that comes more
-// often than in the log, is noted as unknown and not answered.
+// The n-th time that a request comes, it gets its n-th answer in the log. A request that is not in the log, or that
+// comes more often than in the log, is recorded as unknown and gets no answer.
 class ReplayedInstrument final : public Simulator {
  public:
   explicit ReplayedInstrument(const std::vector<LoggedExchange>& log);
@@ -34,7 +34,7 @@ class ReplayedInstrument final : public Simulator {
   Match MatchPending(std::string& request) const;
   std::string TakeUnknown();
 
-  std::map<std::string, std::deque<std::string>> answers_;  // by request; in the log's order
+  std::map<std::string, std::deque<std::string>> answers_;  // the answers to each request, in the order of the log
   std::string pending_;
 };
 

@@ -12,7 +12,7 @@
 namespace ulix {
 namespace {
 
-// A channel by its id is meant by its name.
+// The name of the sensor's channel. A plan may give the channel by its id instead of its name.
 std::string NameOfChannel(const BenchSensor& sensor, const std::string& model) {
   const CatalogueEntry* entry = FindModel(model);
   std::size_t id = 0;
@@ -23,7 +23,7 @@ std::string NameOfChannel(const BenchSensor& sensor, const std::string& model) {
   return is_id ? entry->card->channels[id].name : sensor.channel;
 }
 
-// Inputs have the numbers that their channels' names end in; the only one has none.
+// The number of an input is the number at the end of its channel's name. A single input has a name without a number.
 unsigned InputOf(const std::string& channel_name) {
   const std::size_t digits = channel_name.find_last_not_of("0123456789") + 1;
   unsigned input = 0;

@@ -1,4 +1,4 @@
-// Several simulated instruments that share one physical world.
+// A bench of several simulated instruments in one physical world.
 #pragma once
 
 #include <map>
@@ -16,15 +16,16 @@
 namespace ulix {
 
 struct BenchInstrument {
-  std::string name;   // as the bench's sensors call it
+  std::string name;   // the name by which the sensors of the bench refer to it
   std::string model;  // model id
 };
 
-// What its sources make, its sensors see. Any thread may call any function, but for world().
+// The sensors measure what the sources produce. Any thread may call any function except world().
 class SharedBench {
  public:
-  // `clock` is every instrument's and the world's: one whose waits make their ends come, for a bench at any speed. A
-  // sentence for a person where a model cannot share a world, or a sensor is at no input.
+  // `clock` is the clock of the world and of every instrument. For a bench at any speed, use a clock whose waits
+  // advance the time. Returns a sentence for the user when a model cannot share a world, or when a sensor is connected
+  // to an input that does not exist.
   static tl::expected<std::unique_ptr<SharedBench>, std::string> Make(const BenchPlan& plan,
                                                                       const std::vector<BenchInstrument>& instruments,
                                                                       Clock& clock);
@@ -33,16 +34,16 @@ class SharedBench {
   SharedBench(const SharedBench&) = delete;
   SharedBench& operator=(const SharedBench&) = delete;
 
-  // What a driver needs in order to find the instrument, whatever port it asks for.
+  // The services for a driver. Every port that the driver opens leads to this instrument.
   DriverServices ServicesOf(const std::string& instrument);
-  // Makes the instrument the one that the settings are for: its properties that bear a setting's name take its value.
+  // Adapts the instrument to the settings: each property named like a setting takes the value of the setting.
   void Match(const std::string& instrument, const Settings& settings);
-  // "KEY=VALUE" properties of a simulated device; false for what it does not have.
+  // Sets a property of a simulated device. Returns false for an unknown key or value.
   bool Set(const std::string& instrument, const std::string& key, const std::string& value);
   void SetFaults(const std::string& instrument, const FaultSet& faults);
-  // Somebody adjusts the units.
+  // Simulates an adjustment of the units under test.
   void Adjust();
-  // While nothing is read.
+  // Use the world only while no instrument is read.
   PhysicalWorld& world() { return world_; }
 
  private:
@@ -51,7 +52,7 @@ class SharedBench {
   std::string Add(const BenchPlan& plan, const BenchInstrument& instrument);
 
   Clock& clock_;
-  std::mutex mutex_;  // of the world
+  std::mutex mutex_;  // guards world_
   PhysicalWorld world_;
   std::vector<std::unique_ptr<Seat>> seats_;
   std::map<std::string, std::shared_ptr<SimulatedBench>> lines_;

@@ -1,19 +1,19 @@
-// What a simulated instrument has around it when it does not stand alone: a world that it shares with others.
+// The surroundings of a simulated instrument that shares a physical world with others.
 #pragma once
 
 #include <optional>
 
 namespace ulix {
 
-// One instrument's place in that world. Values are degrees Celsius or kilopascals, or what else the sensor at an input
-// gives. Called as the simulator is: one call at a time.
+// The place of one instrument in that world. Values are in degrees Celsius, kilopascals or the unit of the sensor at an
+// input. Like the simulator, it is called by one thread at a time.
 class Surroundings {
  public:
   virtual ~Surroundings() = default;
-  // The quantity as the source's own sensor sees it.
+  // The quantity that the source's own sensor measures.
   virtual double Actual() = 0;
   virtual void SetPoint(double value) = 0;
-  // One measurement at an input, noise included. None where nothing is connected.
+  // One measurement at an input, with noise; nullopt when nothing is connected to the input.
   virtual std::optional<double> Input(unsigned input) = 0;
 };
 

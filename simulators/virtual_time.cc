@@ -7,9 +7,9 @@ namespace ulix {
 namespace {
 
 constexpr double kVirtualSecondsPerDay = 86400;
-// Not the clock's zero, so that a moment that was never set stands out.
+// Not zero, so that a time that was never set is easy to recognise.
 constexpr MonotonicTime kVirtualStart{std::chrono::hours(1000)};
-// A wait at the speed comes back so often, for its caller to look around.
+// A wait at a limited speed returns at this interval, so that its caller can check for other events.
 constexpr Milliseconds kGlance{50};
 constexpr Milliseconds kPatience{5};
 

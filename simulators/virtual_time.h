@@ -1,4 +1,4 @@
-// Time that passes as fast as it is wanted to, for simulated instruments and who drives them.
+// Simulated time that passes at any speed, for simulated instruments and the programs that drive them.
 #pragma once
 
 #include <condition_variable>
@@ -9,23 +9,24 @@
 
 namespace ulix {
 
-// One time behind three clocks. It stands still but for waits, so that what happens does not depend on how fast the
-// machine is. It must outlive its clocks' users. Any thread may call any clock.
+// One simulated time with three clocks. The time advances only during waits, so that a run does not depend on the speed
+// of the machine. The object must outlive the users of its clocks. Any thread may call any clock.
 class VirtualTime {
  public:
-  // `speed`: seconds that pass at most for each of the machine's; 0: as fast as it goes. The local time begins at
-  // `local_start`.
+  // `speed` is the greatest number of simulated seconds per second of real time; 0 runs as fast as possible. The
+  // simulated local time begins at `local_start`.
   VirtualTime(double speed, Date local_start);
   ~VirtualTime();
 
-  // For whom waiting for a moment makes it come, at the speed: the one who leads.
+  // The clock of the thread that leads the run. A wait advances the time to its end, no faster than the speed.
   Clock& pacing();
-  // For drivers and simulated lines: a wait makes its end come at once.
+  // The clock of drivers and simulated lines. A wait advances the time to its end at once.
   Clock& jumping();
-  // For instruments, whose callers wait for work that others do: a wait lasts until it is notified, or its moment came.
+  // The clock of instruments. Their callers wait for the work of other threads, so a wait does not advance the time: it
+  // lasts until it is notified or until others have advanced the time to its end.
   Clock& patient();
 
-  // From now on as fast as it goes, or at this speed.
+  // Changes the speed from now on; 0 runs as fast as possible.
   void SetSpeed(double speed);
 
  private:
@@ -33,11 +34,11 @@ class VirtualTime {
   MonotonicTime Now();
   void MoveTo(MonotonicTime until);
 
-  std::mutex mutex_;  // guards all below
+  std::mutex mutex_;  // guards all members below
   double speed_;
   MonotonicTime now_;
-  MonotonicTime pace_now_;   // moment of this time at which the pace began
-  MonotonicTime pace_real_;  // the same moment of the machine's
+  MonotonicTime pace_now_;   // simulated time at which the current speed was set
+  MonotonicTime pace_real_;  // the same moment in real time
   const Date local_start_;
   const MonotonicTime start_;
   std::unique_ptr<View> pacing_, jumping_, patient_;

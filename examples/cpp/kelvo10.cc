@@ -1,5 +1,5 @@
-// A host in C++: connects a Kelvo10 by late binding, then scans its input by early binding, with events.
-// Usage: kelvo10.exe PORT. Needs the header made from the type library, and nothing else of ours.
+// Example of a host in C++. It connects a Kelvo10 by late binding, then scans its input by early binding, with events.
+// Usage: kelvo10.exe PORT. Of this project it needs only the header generated from the type library.
 #include <olectl.h>
 #include <windows.h>
 #include <wrl/client.h>
@@ -14,7 +14,8 @@ using Microsoft::WRL::ComPtr;
 
 namespace {
 
-// Prints what a scan brings. Called on the control's scan thread, so it does little and touches no control.
+// Prints the results of a scan. The control calls it on its scan thread, so it must be quick and must not call the
+// control.
 class Printer final : public IUlixInstrEvents {
  public:
   explicit Printer(int scans) : left_(scans) {}
@@ -48,7 +49,7 @@ class Printer final : public IUlixInstrEvents {
     *object = known ? this : nullptr;
     return known ? S_OK : E_NOINTERFACE;
   }
-  STDMETHODIMP_(ULONG) AddRef() override { return 2; }  // lives on the stack, longer than the connection
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }  // the object is on the stack and outlives the connection
   STDMETHODIMP_(ULONG) Release() override { return 1; }
   STDMETHODIMP GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
   STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
@@ -79,7 +80,7 @@ HRESULT Create(const wchar_t* prog_id, ComPtr<Interface>& object) {
                           reinterpret_cast<void**>(object.GetAddressOf()));
 }
 
-// A member without arguments, found by its name.
+// Calls a member without arguments by its name.
 HRESULT Call(IDispatch* object, const wchar_t* name) {
   DISPID id = 0;
   auto* text = const_cast<wchar_t*>(name);

@@ -1,4 +1,4 @@
-"""Scans a Kelvo10 with events, by comtypes: python kelvo10_comtypes.py PORT
+"""Scans a Kelvo10 with events, using comtypes. Usage: python kelvo10_comtypes.py PORT
 
 Not run by the project's tests: there is no Windows Python where they run.
 """
@@ -23,7 +23,7 @@ control.Connect()
 group = control.CreateGroup()
 setup.SetGroup(group, 500, 0, 0, 0)
 control.ConnectGroupChan(group, 0)
-sink = comtypes.client.GetEvents(control, Events())  # called on the scan thread
+sink = comtypes.client.GetEvents(control, Events())  # the events come on the scan thread
 control.RunGroup(group)
 time.sleep(5)
 control.StopGroup(group)

@@ -1,4 +1,4 @@
-"""Reads a Kelvo10 by pywin32: python kelvo10_pywin32.py PORT
+"""Reads a Kelvo10 using pywin32. Usage: python kelvo10_pywin32.py PORT
 
 Not run by the project's tests: there is no Windows Python where they run.
 """
