@@ -3,35 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/html_page.h"
+#include "base/localized_utf8.h"
 #include "base/markup.h"
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr char kStyle[] = R"css(
-body{font:14px/1.45 Helvetica,Arial,sans-serif;color:#222;background:#fff;max-width:60em;margin:2em auto;padding:0 1em}
-h1{font-size:1.7em;margin:0 0 .2em}
-h2{font-size:1.2em;margin:1.6em 0 .4em;border-bottom:2px solid #0072b2;break-after:avoid}
-h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
-p.id{margin:0;color:#555;overflow-wrap:anywhere}
-table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums;margin:.3em 0 .8em}
-th,td{padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
-thead th{border-bottom:1px solid #888;background:#f2f5f8;font-size:.9em;overflow-wrap:normal}
-th.n,td.n{text-align:right}
-td.n{white-space:nowrap}
-td.bad{color:#a00000}
-table.facts th{width:30%;font-weight:normal;color:#555}
-footer{margin-top:2em;color:#777;font-size:.85em;overflow-wrap:anywhere}
-@page{size:A4;margin:16mm 14mm}
-@media print{
-body{font-size:9.5pt;margin:0;padding:0;max-width:none}
-tr{break-inside:avoid}
-thead{display:table-header-group}
-thead th{print-color-adjust:exact;-webkit-print-color-adjust:exact}
-}
-)css";
 
 constexpr LocalizedText kTitle{"Calibration certificate", "Certificat d'étalonnage"};
 constexpr LocalizedText kNumber{"Certificate", "Certificat"};
@@ -82,34 +61,13 @@ constexpr LocalizedText kFloored{"U = % %: the laboratory's best capability",
 constexpr LocalizedText kAsFoundHeading{"as found", "à réception"};
 constexpr LocalizedText kAsLeftHeading{"as left", "après ajustage"};
 
-const char* In(const LocalizedText& text, Language language) {
-  return language == Language::kFrench ? text.fr : text.en;
-}
-
-struct Cell {
-  std::string text;
-  const char* kind = "";  // class of the element
-};
-using Row = std::vector<Cell>;
-
-std::string RowHtml(const Row& row, const char* element) {
-  std::string html = "<tr>";
-  for (const Cell& cell : row) {
-    const std::string kind = cell.kind;
-    html += std::string("<") + element + (kind.empty() ? "" : " class=\"" + kind + "\"") + ">" + Escaped(cell.text) +
-            "</" + element + ">";
-  }
-  return html + "</tr>\n";
-}
+using Cell = HtmlCell;
+using Row = HtmlRow;
 
 std::string TableHtml(const Row& head, const std::vector<Row>& rows) {
-  std::string html = "<table>\n<thead>" + RowHtml(head, "th") + "</thead>\n<tbody>\n";
-  for (const Row& row : rows) html += RowHtml(row, "td");
-  return html + "</tbody>\n</table>\n";
-}
-
-std::string ElementHtml(const std::string& name, const std::string& text) {
-  return "<" + name + ">" + Escaped(text) + "</" + name + ">\n";
+  HtmlTable table(head);
+  for (const Row& row : rows) table.Add(row);
+  return table.Html();
 }
 
 std::string JoinedBy(const std::vector<std::string>& parts, const std::string& separator) {
@@ -124,7 +82,7 @@ std::string JoinedBy(const std::vector<std::string>& parts, const std::string& s
 std::string LocalizedConformity(const std::string& name, Language language) {
   for (const Conformity one :
        {Conformity::kPass, Conformity::kFail, Conformity::kConditionalPass, Conformity::kConditionalFail}) {
-    if (ConformityName(one) == name) return In(ConformityText(one), language);
+    if (ConformityName(one) == name) return Utf8Of(ConformityText(one), language);
   }
   return name;
 }
@@ -133,17 +91,15 @@ std::string LocalizedConformity(const std::string& name, Language language) {
 class Facts {
  public:
   explicit Facts(Language language) : language_(language) {}
-  void Add(const LocalizedText& label, const std::string& text) { Add(std::string(In(label, language_)), text); }
+  void Add(const LocalizedText& label, const std::string& text) { Add(std::string(Utf8Of(label, language_)), text); }
   void Add(const std::string& label, const std::string& text) {
-    if (!text.empty()) html_ += "<tr><th>" + Escaped(label) + "</th><td>" + Escaped(text) + "</td></tr>\n";
+    if (!text.empty()) facts_.emplace_back(label, text);
   }
-  std::string Html() const {
-    return html_.empty() ? "" : "<table class=\"facts\">\n<tbody>\n" + html_ + "</tbody>\n</table>\n";
-  }
+  std::string Html() const { return HtmlFacts(facts_); }
 
  private:
   Language language_;
-  std::string html_;
+  std::vector<std::pair<std::string, std::string>> facts_;
 };
 
 class Page {
@@ -154,10 +110,10 @@ class Page {
 
  private:
   std::string Text(const MultilingualText& text) const { return text.In(language_ == Language::kFrench ? "fr" : "en"); }
-  std::string Localized(const LocalizedText& text) const { return In(text, language_); }
+  std::string Localized(const LocalizedText& text) const { return Utf8Of(text, language_); }
   // Decimal separators as the language has them.
   std::string Number(std::string number) const;
-  void AddHeading(const LocalizedText& text) { html_ += ElementHtml("h2", Localized(text)); }
+  void AddHeading(const LocalizedText& text) { html_ += HtmlElement("h2", Localized(text)); }
   void AddHead();
   void AddSummary(const std::string& signature);
   void AddItem(const CertificateItem& item);
@@ -205,12 +161,8 @@ std::string Page::QuantityText(const CertificateQuantity& quantity) const {
 
 void Page::AddHead() {
   const std::string title = Localized(kTitle) + " " + certificate_.identifier;
-  html_ = std::string("<!DOCTYPE html>\n<html lang=\"") + (language_ == Language::kFrench ? "fr" : "en") +
-          "\">\n<head>\n<meta charset=\"utf-8\"/>\n"
-          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n"
-          "<meta name=\"viewport\" content=\"width=device-width\"/>\n" +
-          ElementHtml("title", title) + "<style>" + kStyle + "</style>\n</head>\n<body>\n" +
-          ElementHtml("h1", Localized(kTitle)) + "<p class=\"id\">" + Escaped(certificate_.identifier) + "</p>\n";
+  html_ = PageStart(title, language_) + HtmlElement("h1", Localized(kTitle)) + "<p class=\"when\">" +
+          Escaped(certificate_.identifier) + "</p>\n";
 }
 
 void Page::AddSummary(const std::string& signature) {
@@ -256,7 +208,7 @@ void Page::AddContact(const LocalizedText& heading, const CertificateContact& co
 
 void Page::AddMethods(const CertificateMeasurement& measurement) {
   if (measurement.methods.empty()) return;
-  html_ += ElementHtml("h3", Localized(kMethods));
+  html_ += HtmlElement("h3", Localized(kMethods));
   Facts facts(language_);
   for (const CertificateMethod& method : measurement.methods) {
     facts.Add(
@@ -270,7 +222,7 @@ void Page::AddMethods(const CertificateMeasurement& measurement) {
 
 void Page::AddEquipment(const CertificateMeasurement& measurement) {
   if (measurement.equipment.empty()) return;
-  html_ += ElementHtml("h3", Localized(kEquipment));
+  html_ += HtmlElement("h3", Localized(kEquipment));
   std::vector<Row> rows;
   for (const CertificateEquipment& one : measurement.equipment) {
     std::string certificate;
@@ -287,7 +239,7 @@ void Page::AddEquipment(const CertificateMeasurement& measurement) {
 
 void Page::AddConditions(const CertificateMeasurement& measurement) {
   if (measurement.conditions.empty()) return;
-  html_ += ElementHtml("h3", Localized(kConditionsHeading));
+  html_ += HtmlElement("h3", Localized(kConditionsHeading));
   Facts facts(language_);
   for (const CertificateCondition& condition : measurement.conditions) {
     std::vector<std::string> values;
@@ -303,7 +255,7 @@ void Page::AddConditions(const CertificateMeasurement& measurement) {
 using Column = std::pair<Cell, std::vector<Cell>>;
 
 void AddListColumn(std::vector<Column>& columns, const std::string& head, const std::vector<std::string>& texts,
-                   const char* kind, std::size_t rows) {
+                   CellKind kind, std::size_t rows) {
   if (texts.empty()) return;
   Column column{{head, kind}, {}};
   for (std::size_t k = 0; k < rows; ++k) {
@@ -328,27 +280,30 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
     for (const std::string& number : list) texts.push_back(Number(number));
     return texts;
   };
-  AddListColumn(columns, Localized(kTime), table.date_times, "", rows);
+  std::vector<std::string> times = table.date_times;
+  for (std::string& time : times) std::replace(time.begin(), time.end(), 'T', ' ');
+  AddListColumn(columns, Localized(kTime), times, CellKind::kText, rows);
   for (const CertificateQuantity& quantity : table.quantities) {
     for (const CertificateStatement& statement : quantity.meta_data) {
       if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
       for (const NumberList& list : statement.quantities.front().values) {
         AddListColumn(columns, Text(statement.declaration) + " (" + ReadableUnit(list.unit) + ")",
-                      numbers(list.numbers), "n", rows);
+                      numbers(list.numbers), CellKind::kNumber, rows);
       }
     }
     for (const NumberList& list : quantity.values) {
       const std::string unit = " (" + ReadableUnit(list.unit) + ")";
-      AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), "n", rows);
+      AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), CellKind::kNumber, rows);
       if (!list.uncertainty) continue;
-      AddListColumn(columns, Localized(kUncertainty) + unit, numbers(list.uncertainty->expanded), "n", rows);
-      AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), "n", rows);
+      AddListColumn(columns, Localized(kUncertainty) + unit, numbers(list.uncertainty->expanded), CellKind::kNumber,
+                    rows);
+      AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), CellKind::kNumber, rows);
     }
     for (const CertificateStatement& statement : quantity.meta_data) {
       if (statement.conformity.empty()) continue;
       std::vector<std::string> texts;
       for (const std::string& name : statement.conformity) texts.push_back(LocalizedConformity(name, language_));
-      AddListColumn(columns, Text(statement.name), texts, "", rows);
+      AddListColumn(columns, Text(statement.name), texts, CellKind::kText, rows);
     }
   }
 }
@@ -359,11 +314,11 @@ void Page::AddTable(const CertificateTable& table) {
   std::vector<Column> columns;
   AddColumns(table, columns);
   const std::size_t rows = RowsOf(table);
-  if (!table.name.empty()) html_ += ElementHtml("h3", Text(table.name));
+  if (!table.name.empty()) html_ += HtmlElement("h3", Text(table.name));
   for (std::size_t first = 0; first < columns.size(); first += kMaxColumns) {
     const std::size_t end = std::min(first + kMaxColumns, columns.size());
     if (columns.size() > kMaxColumns) {
-      html_ += ElementHtml("p", WithValues(Localized(kNextColumns), {std::to_string(first + 1), std::to_string(end)}));
+      html_ += HtmlElement("p", WithValues(Localized(kNextColumns), {std::to_string(first + 1), std::to_string(end)}));
     }
     Row head;
     for (std::size_t c = first; c < end; ++c) head.push_back(columns[c].first);
@@ -376,11 +331,11 @@ void Page::AddTable(const CertificateTable& table) {
 }
 
 void Page::AddMeasurement(const CertificateMeasurement& measurement) {
-  html_ += ElementHtml("h2", Text(measurement.name));
-  if (!measurement.description.empty()) html_ += ElementHtml("p", Text(measurement.description));
+  html_ += HtmlElement("h2", Text(measurement.name));
+  if (!measurement.description.empty()) html_ += HtmlElement("p", Text(measurement.description));
   for (const CertificateResult& result : measurement.results) {
-    html_ += ElementHtml("h3", Text(result.name));
-    if (!result.description.empty()) html_ += ElementHtml("p", Text(result.description));
+    html_ += HtmlElement("h3", Text(result.name));
+    if (!result.description.empty()) html_ += HtmlElement("p", Text(result.description));
     for (const CertificateTable& table : result.tables) AddTable(table);
     Facts facts(language_);
     for (const CertificateQuantity& quantity : result.quantities)
@@ -407,7 +362,7 @@ void Page::AddStatements() {
                   JoinedBy(statement.references, ", "), statement.date, JoinedBy(conformity, ", "),
                   JoinedBy(values, ", "), Text(statement.authority)},
                  " · ");
-    html_ += ElementHtml("p", text);
+    html_ += HtmlElement("p", text);
   }
 }
 
@@ -415,11 +370,11 @@ void Page::AddFooter(const std::string& sha256) {
   std::vector<std::string> software;
   for (const CertificateSoftware& one : certificate_.software)
     software.push_back(JoinedBy({Text(one.name), one.release}, " "));
-  html_ += "<footer>\n" + ElementHtml("div", Localized(kPageNote)) +
-           ElementHtml("div",
+  html_ += "<footer>\n" + HtmlElement("div", Localized(kPageNote)) +
+           HtmlElement("div",
                        Localized(kMadeWith) + " " + JoinedBy(software, ", ") + " · DCC " + certificate_.schema_version);
-  if (!sha256.empty()) html_ += ElementHtml("div", Localized(kFileDigest) + ": " + sha256);
-  html_ += "</footer>\n</body>\n</html>\n";
+  if (!sha256.empty()) html_ += HtmlElement("div", Localized(kFileDigest) + ": " + sha256);
+  html_ += "</footer>\n" + PageEnd();
 }
 
 std::string Page::Html(const std::string& sha256, const std::string& signature) {
@@ -459,24 +414,24 @@ std::string Budgets::Number(double value) const {
 
 Row Budgets::TermRow(const BudgetTerm& term) const {
   return {{language_ == Language::kFrench ? term.name_fr : term.name_en},
-          {Number(term.value), "n"},
-          {In(DistributionText(term.distribution), language_)},
-          {Number(term.Divisor()), "n"},
-          {Number(term.sensitivity), "n"},
-          {Number(term.Contribution()), "n"},
-          {Number(term.freedom), "n"}};
+          {Number(term.value), CellKind::kNumber},
+          {Utf8Of(DistributionText(term.distribution), language_)},
+          {Number(term.Divisor()), CellKind::kNumber},
+          {Number(term.sensitivity), CellKind::kNumber},
+          {Number(term.Contribution()), CellKind::kNumber},
+          {Number(term.freedom), CellKind::kNumber}};
 }
 
 std::string Budgets::PointHtml(const std::string& title, const EvaluatedPoint& point) const {
   std::vector<Row> rows;
   for (const BudgetTerm& term : point.budget.terms) rows.push_back(TermRow(term));
-  rows.push_back({{In(kSum, language_)},
+  rows.push_back({{Utf8Of(kSum, language_)},
                   {},
                   {},
                   {},
                   {},
-                  {Number(point.budget.StandardUncertainty()), "n"},
-                  {Number(point.budget.EffectiveFreedom()), "n"}});
+                  {Number(point.budget.StandardUncertainty()), CellKind::kNumber},
+                  {Number(point.budget.EffectiveFreedom()), CellKind::kNumber}});
   const bool floored =
       point.budget.CoverageFactor() * point.budget.StandardUncertainty() < point.budget.best_capability;
   std::string expanded = point.printed.expanded;
@@ -485,28 +440,32 @@ std::string Budgets::PointHtml(const std::string& title, const EvaluatedPoint& p
     if (language_ == Language::kFrench) std::replace(text->begin(), text->end(), '.', ',');
   }
   const std::string unit = run_.plan.unit;
-  const std::string result = floored ? WithValues(In(kFloored, language_), {expanded, unit})
-                                     : WithValues(In(kExpanded, language_), {expanded, unit, factor});
-  const Row head = {
-      {In(kTerm, language_)},         {In(kValue, language_), "n"},       {In(kDistribution, language_)},
-      {In(kDivisor, language_), "n"}, {In(kSensitivity, language_), "n"}, {In(kContribution, language_), "n"},
-      {In(kFreedom, language_), "n"}};
-  return ElementHtml("h3", title) + TableHtml(head, rows) + ElementHtml("p", result);
+  const std::string result = floored ? WithValues(Utf8Of(kFloored, language_), {expanded, unit})
+                                     : WithValues(Utf8Of(kExpanded, language_), {expanded, unit, factor});
+  const Row head = {{Utf8Of(kTerm, language_)},
+                    {Utf8Of(kValue, language_), CellKind::kNumber},
+                    {Utf8Of(kDistribution, language_)},
+                    {Utf8Of(kDivisor, language_), CellKind::kNumber},
+                    {Utf8Of(kSensitivity, language_), CellKind::kNumber},
+                    {Utf8Of(kContribution, language_), CellKind::kNumber},
+                    {Utf8Of(kFreedom, language_), CellKind::kNumber}};
+  return HtmlElement("h3", title) + TableHtml(head, rows) + HtmlElement("p", result);
 }
 
 std::string Budgets::Html(const Evaluation& evaluation) const {
-  std::string html = ElementHtml("h2", In(kBudgets, language_));
+  std::string html = HtmlElement("h2", Utf8Of(kBudgets, language_));
   for (const EvaluatedUnit& unit : evaluation.units) {
     for (std::size_t p = 0; p < unit.phases.size(); ++p) {
       const EvaluatedPhase& phase = unit.phases[p];
       for (const EvaluatedPoint& point : phase.points) {
         const PointResult& measured = run_.phases[p].points[point.point];
         const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : "";
-        html += PointHtml(WithValues(In(kBudgetOf, language_),
-                                     {run_.plan.units[unit.unit].name,
-                                      In(phase.phase == Phase::kAsLeft ? kAsLeftHeading : kAsFoundHeading, language_),
-                                      Number(measured.nominal) + " " + run_.plan.unit + arrow}),
-                          point);
+        html +=
+            PointHtml(WithValues(Utf8Of(kBudgetOf, language_),
+                                 {run_.plan.units[unit.unit].name,
+                                  Utf8Of(phase.phase == Phase::kAsLeft ? kAsLeftHeading : kAsFoundHeading, language_),
+                                  Number(measured.nominal) + " " + run_.plan.unit + arrow}),
+                      point);
       }
     }
   }

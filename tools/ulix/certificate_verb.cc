@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "base/localized_utf8.h"
 #include "base/sha256.h"
 #include "calibration/certificate_page.h"
 #include "calibration/certificate_units.h"
@@ -48,7 +49,7 @@ struct CertificateOptions {
 };
 
 std::string InShownLanguage(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
-  return WithValues(ShownLanguage() == Language::kFrench ? text.fr : text.en, values);
+  return WithValues(Utf8Of(text, ShownLanguage()), values);
 }
 
 template <typename T>

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <span>
 
+#include "base/html_page.h"
 #include "base/markup.h"
 #include "base/numbers.h"
 #include "core/version.h"
@@ -18,95 +19,11 @@
 namespace ulix::cli {
 namespace {
 
-// The style for screen and paper. On paper (A4) no row and no picture is broken, a heading stays with its text, and the
-// head of a table is repeated on each page.
-constexpr char kStyle[] = R"css(
-body{font:14px/1.45 Helvetica,Arial,sans-serif;color:#222;background:#fff;max-width:60em;margin:2em auto;padding:0 1em}
-h1{font-size:1.7em;margin:0 0 .2em}
-h2{font-size:1.2em;margin:1.6em 0 .4em;border-bottom:2px solid #0072b2;break-after:avoid}
-h3{font-size:1em;margin:1.2em 0 .3em;break-after:avoid}
-p.when{margin:0;color:#555}
-table{border-collapse:collapse;width:100%;font-variant-numeric:tabular-nums}
-th,td{min-width:3.4em;padding:.15em .6em;border-bottom:1px solid #ddd;text-align:left;vertical-align:top;overflow-wrap:anywhere}
-thead th{border-bottom:1px solid #888;background:#f2f5f8;font-size:.9em;overflow-wrap:normal}
-th.n,td.n{text-align:right;min-width:0}
-td.n{white-space:nowrap}
-td.t{white-space:nowrap}
-td.bad{color:#a00000}
-table.facts th{width:34%;font-weight:normal;color:#555}
-table.wide{font-size:.8em}
-table.wide th,table.wide td{padding:.15em .35em;min-width:0}
-p.note{background:#fff6dd;border-left:4px solid #e69f00;padding:.4em .8em}
-svg{display:block;width:100%;height:auto;break-inside:avoid}
-footer{margin-top:2em;color:#777;font-size:.85em}
-summary{color:#555;cursor:pointer}
-@page{size:A4;margin:16mm 14mm 18mm;@bottom-right{content:counter(page) " / " counter(pages);font:8pt Helvetica,Arial,sans-serif;color:#777}}
-@media print{
-body{font-size:9.5pt;margin:0;padding:0;max-width:none}
-tr{break-inside:avoid}
-thead{display:table-header-group}
-thead th,p.note{print-color-adjust:exact;-webkit-print-color-adjust:exact}
-}
-)css";
+constexpr std::size_t kChannelsOfATable = 6;  // what the width of paper has room for
 
-constexpr std::size_t kChannelsOfATable = 6;  // as many as fit on the width of a sheet
-
-enum class Kind { kText, kNumber, kOneLine, kBad };
-
-struct Cell {
-  std::string text;
-  Kind kind = Kind::kText;
-};
-using Row = std::vector<Cell>;
-
-std::string Attribute(Kind kind) {
-  switch (kind) {
-    case Kind::kNumber:
-      return " class=\"n\"";
-    case Kind::kOneLine:
-      return " class=\"t\"";
-    case Kind::kBad:
-      return " class=\"n bad\"";
-    case Kind::kText:
-      break;
-  }
-  return {};
-}
-
-std::string Element(const std::string& name, const std::string& text) {
-  return "<" + name + ">" + Escaped(text) + "</" + name + ">\n";
-}
-
-std::string TableRow(const Row& cells, const char* element) {
-  std::string html = "<tr>";
-  for (const Cell& cell : cells) {
-    html += std::string("<") + element + Attribute(cell.kind) + ">" + Escaped(cell.text) + "</" + element + ">";
-  }
-  return html + "</tr>\n";
-}
-
-constexpr std::size_t kMaxUsualColumns = 6;
-
-class HtmlTable {
- public:
-  // A table with too many columns for the normal type size gets a smaller one.
-  explicit HtmlTable(const Row& head)
-      : html_(std::string(head.size() > kMaxUsualColumns ? "<table class=\"wide\">" : "<table>") + "\n<thead>" +
-              TableRow(head, "th") + "</thead>\n<tbody>\n") {}
-  void Add(const Row& row) { html_ += TableRow(row, "td"); }
-  std::string Html() const { return html_ + "</tbody>\n</table>\n"; }
-
- private:
-  std::string html_;
-};
-
-std::string FactTable(const std::vector<Fact>& facts) {
-  std::string html = "<table class=\"facts\">\n<tbody>\n";
-  for (const auto& [label, text] : facts) {
-    html += "<tr><th>" + Escaped(label) + "</th><td>" + Escaped(text) + "</td></tr>\n";
-  }
-  return html + "</tbody>\n</table>\n";
-}
+using Cell = HtmlCell;
+using Kind = CellKind;
+using Row = HtmlRow;
 
 // The page under construction. Each function adds one part.
 class Page {
@@ -127,7 +44,7 @@ class Page {
  private:
   std::string Text(TextId text) const { return Shown(text, language_); }
   std::string Time(Date date) const { return ShownTime(date, language_); }
-  void AddHeading(TextId text) { html_ += Element("h2", Text(text)); }
+  void AddHeading(TextId text) { html_ += HtmlElement("h2", Text(text)); }
   void AddNote(const std::string& text) { html_ += "<p class=\"note\">" + Escaped(text) + "</p>\n"; }
   std::string Duration() const;
   std::string TimeOf(const RecordedRow& row) const;
@@ -148,12 +65,7 @@ std::string WithUnit(const Channel& channel) {
 }
 
 void Page::AddHead(const std::string& title) {
-  const std::string language = language_ == Language::kFrench ? "fr" : "en";
-  html_ +=
-      "<!DOCTYPE html>\n<html lang=\"" + language + "\">\n<head>\n<meta charset=\"utf-8\"/>\n" +
-      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n" +
-      "<meta name=\"viewport\" content=\"width=device-width\"/>\n" + Element("title", title) + "<style>" + kStyle +
-      "</style>\n</head>\n<body>\n" + Element("h1", title);
+  html_ += PageStart(title, language_) + HtmlElement("h1", title);
   if (recording_.row_count() == 0) return;
   const Date first = recording_.first_time();
   html_ += "<p class=\"when\">" + Escaped(Time(first) + " - " + Time(recording_.last_time())) + "</p>\n";
@@ -162,7 +74,7 @@ void Page::AddHead(const std::string& title) {
 void Page::AddFacts(TextId heading, const std::vector<Fact>& facts) {
   if (facts.empty()) return;
   AddHeading(heading);
-  html_ += FactTable(facts);
+  html_ += HtmlFacts(facts);
 }
 
 // Shows the settings that differ from their default. The others are in a part that can be unfolded.
@@ -171,8 +83,8 @@ void Page::AddSettings(const ReportFacts& facts) {
   if (facts.default_settings.empty()) return;
   if (facts.settings.empty()) AddHeading(TextId::kSettings);
   const std::string count = std::to_string(facts.default_settings.size());
-  html_ += "<details>\n" + Element("summary", Shown(TextId::kSettingsAtDefault, language_, {count})) +
-           FactTable(facts.default_settings) + "</details>\n";
+  html_ += "<details>\n" + HtmlElement("summary", Shown(TextId::kSettingsAtDefault, language_, {count})) +
+           HtmlFacts(facts.default_settings) + "</details>\n";
 }
 
 // The duration in its two largest units, such as hours and minutes.
@@ -264,7 +176,7 @@ std::string Page::FailureText(HRESULT code) const {
 void Page::AddErrors() {
   AddHeading(TextId::kErrors);
   if (recording_.failures().empty()) {
-    html_ += Element("p", Shown(TextId::kNoErrors));
+    html_ += HtmlElement("p", Shown(TextId::kNoErrors));
     return;
   }
   HtmlTable table({{Shown(TextId::kFrom)},
@@ -319,7 +231,7 @@ void Page::AddReadingsOf(std::size_t first, std::size_t end) {
 void Page::AddReadings() {
   AddHeading(TextId::kReadings);
   const std::uint64_t kept = recording_.Rows().size();
-  if (kept == 0) html_ += Element("p", Shown(TextId::kNoReadings));
+  if (kept == 0) html_ += HtmlElement("p", Shown(TextId::kNoReadings));
   if (kept < recording_.row_count()) {
     const std::string half = std::to_string(Recording::kMaxRows / 2);
     AddNote(Shown(TextId::kRowsShortened, language_, {half, half, std::to_string(recording_.row_count())}));
@@ -329,13 +241,13 @@ void Page::AddReadings() {
     const std::size_t end = std::min(first + kChannelsOfATable, channels);
     const std::string heading = Shown(TextId::kChannelsOf, language_,
                                       {std::to_string(first + 1), std::to_string(end), std::to_string(channels)});
-    if (channels > kChannelsOfATable) html_ += Element("h3", heading);
+    if (channels > kChannelsOfATable) html_ += HtmlElement("h3", heading);
     AddReadingsOf(first, end);
   }
 }
 
 std::string Page::Finish() {
-  html_ += Element("footer", Shown(TextId::kMadeBy, language_, {VersionText()})) + "</body>\n</html>\n";
+  html_ += HtmlElement("footer", Shown(TextId::kMadeBy, language_, {VersionText()})) + PageEnd();
   return std::move(html_);
 }
 
