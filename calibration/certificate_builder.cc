@@ -168,7 +168,8 @@ std::vector<CertificateStatement> Builder::Statements() const {
         {.declaration = MultilingualText(WithValues(kOverdue.en, values), WithValues(kOverdue.fr, values))});
   }
   for (const std::string& remark : plan_.remarks) {
-    if (!Trimmed(remark).empty()) statements.push_back({.declaration = remark});
+    // Declarations have their languages; a remark is the same in both.
+    if (!Trimmed(remark).empty()) statements.push_back({.declaration = MultilingualText(remark, remark)});
   }
   return statements;
 }

@@ -73,9 +73,10 @@ struct PhaseResult {
 
 struct RunResult {
   Plan plan;
-  std::string run_id;          // of the journal
-  std::string version;         // of this library when the run began
-  std::string journal_digest;  // of the last line: names the whole journal
+  std::string run_id;            // of the journal
+  std::string version;           // of this library when the run began
+  std::string journal_digest;    // of the last line: names the whole journal
+  std::string reference_digest;  // SHA-256 of the reference's certificate when the run began; empty: there was none
   std::vector<InstrumentFact> instruments;
   std::vector<PhaseResult> phases;
   bool complete = false;  // every point of every phase was taken

@@ -29,15 +29,28 @@ std::string WhyNoJournal(platform::AppendFailure failure, const std::string& pat
 
 RunEnd CannotStart(const std::string& reason) { return {RunEnd::kCannotStart, reason, true}; }
 
+Json ReferenceOf(const ReferenceCertificate& reference) {
+  Json points = Json::array();
+  for (const ReferencePoint& point : reference.points) {
+    points.push_back({point.indication, point.correction, point.expanded, point.coverage_factor});
+  }
+  return {{"certificate", reference.identifier},
+          {"sha256", reference.sha256},
+          {"due", reference.due_date},
+          {"points", std::move(points)}};
+}
+
 Json HeaderOf(const Plan& plan, const RunServices& services) {
   const std::string when = IsoTime(services.clock->LocalTime());
-  return {{"format", kJournalFormat},
-          {"id", Sha256Hex(plan.text + when).substr(0, 16)},
-          {"version", VersionText()},
-          {"simulated", services.simulated},
-          {"plan-sha256", Sha256Hex(plan.text)},
-          {"folder", plan.folder},
-          {"plan", plan.text}};
+  Json header{{"format", kJournalFormat},
+              {"id", Sha256Hex(plan.text + when).substr(0, 16)},
+              {"version", VersionText()},
+              {"simulated", services.simulated},
+              {"plan-sha256", Sha256Hex(plan.text)},
+              {"folder", plan.folder},
+              {"plan", plan.text}};
+  if (services.reference) header["reference"] = ReferenceOf(*services.reference);
+  return header;
 }
 
 RunEnd NewRun(const Plan& plan, const std::string& path, const RunServices& services) {

@@ -10,6 +10,7 @@
 
 #include "base/date.h"
 #include "calibration/plan.h"
+#include "calibration/reference_certificate.h"
 #include "calibration/stability.h"
 #include "core/instrument.h"
 
@@ -47,6 +48,7 @@ struct PointSummary {
 // What there is to see of a run, after each look.
 struct RunStatus {
   Activity activity = Activity::kConnecting;
+  StabilityState state = StabilityState::kWaiting;  // of the channel that is furthest from being stable
   Phase phase = Phase::kAsFound;
   std::size_t point = 0;  // index in the plan
   int attempt = 1;
@@ -75,6 +77,8 @@ struct RunServices {
   std::function<DriverServices(const PlannedInstrument&)> services_of = [](const auto&) { return DriverServices(); };
   // Given each instrument before it is connected; may be empty.
   std::function<void(const PlannedInstrument&, Instrument&)> prepared;
+  // The certificate of the reference, kept in the journal; null where the plan names none.
+  const ReferenceCertificate* reference = nullptr;
   Clock* clock = &SystemClock();             // waits of the run
   Clock* instrument_clock = &SystemClock();  // of the instruments
   Language language = Language::kEnglish;    // of the instruments' error texts

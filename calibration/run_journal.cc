@@ -70,6 +70,7 @@ void ResultBuilder::TakeHeader(const Json& entry) {
   result_.run_id = entry.value("id", "");
   result_.version = entry.value("version", "");
   result_.simulated = entry.value("simulated", false);
+  result_.reference_digest = entry.value("reference", Json::object()).value("sha256", "");
   result_.plan = LoadPlan(entry.value("plan", ""), entry.value("folder", "")).plan;
   slots_ = result_.plan.units.size() + 1;
   steps_.assign(slots_, 0);

@@ -90,6 +90,7 @@ void Runner::Summarize() {
 
 void Runner::Tell(Activity activity) {
   status_.activity = activity;
+  status_.state = state_;
   if (!services_.observer) return;
   status_.seconds = recorder_.last_seconds();
   status_.time = services_.clock->LocalTime();

@@ -21,6 +21,8 @@ constexpr LocalizedText kOverdueAccepted{"the certificate % was due for recalibr
 constexpr LocalizedText kOtherSerial{"the certificate % is not for serial number %, but for %",
                                      "le certificat % n'est pas pour le numéro de série %, mais pour %"};
 constexpr LocalizedText kOtherFile{"the file % has the digest %", "le fichier % a l'empreinte %"};
+constexpr LocalizedText kChanged{"the certificate of the reference, %, is not the one that the run began with",
+                                 "le certificat de la référence, %, n'est pas celui du début de la campagne"};
 constexpr LocalizedText kUnwritable{"% cannot be written", "% ne peut pas être écrit"};
 
 // The number that the certificate must name: the probe's, else its instrument's. Empty: the plan has none.
@@ -125,6 +127,14 @@ Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const Plan& plan) {
   });
 }
 
+Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run) {
+  auto reference = LoadReferenceOf(run.plan);
+  if (!reference) return reference;
+  const std::string digest = *reference ? (*reference)->sha256 : "";
+  if (digest != run.reference_digest) return Refused(kChanged, {run.plan.reference.certificate.file});
+  return reference;
+}
+
 std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today, Language language) {
   return CertificateCheck(plan, language).Run(today);
 }
@@ -132,7 +142,7 @@ std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& 
 Result<WrittenCertificates> WriteCertificates(const RunResult& run, const std::string& folder,
                                               const std::string& issue_date, const std::string& sign,
                                               Language language) {
-  const auto reference = LoadReferenceOf(run.plan);
+  const auto reference = LoadReferenceOf(run);
   if (!reference) return tl::unexpected(reference.error());
   const auto evaluation = Evaluate(run, *reference);
   if (!evaluation) return tl::unexpected(evaluation.error());

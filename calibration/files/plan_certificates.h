@@ -13,6 +13,9 @@ namespace ulix::calibration {
 // The certificate of the plan's reference; none where the plan names none. Refused with the file's fault.
 Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const Plan& plan);
 
+// The same for a run. Refused also where the file is not the one that the run began with.
+Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run);
+
 // What is wrong with the reference's certificate for this plan: a file that cannot be read or is another one (sha256),
 // another serial number than the reference's (or its instrument's), a date of recalibration before `today` (YYYY-MM-DD)
 // without the plan's reason for accepting it, points outside of the calibrated range. Also what a plan that asks for a

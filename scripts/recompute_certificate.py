@@ -1,0 +1,258 @@
+#!/usr/bin/env python3
+"""Recomputes every number of a run's certificates from its journal alone, by formulas of its own.
+
+usage: scripts/recompute_certificate.py FOLDER
+
+FOLDER is a run's: journal.jsonl and the certificates made of it. Shares no code with the library. Exit status 1 with a
+line for each number that differs.
+"""
+
+import decimal
+import hashlib
+import json
+import math
+import pathlib
+import sys
+import xml.etree.ElementTree as ElementTree
+
+DCC, SI = "{https://ptb.de/dcc}", "{https://ptb.de/si}"
+PHASES = {"as-found": "beforeAdjustment", "as-left": "afterAdjustment"}
+
+
+def journal_of(folder):
+    entries, digest = [], "0" * 64
+    for number, line in enumerate((folder / "journal.jsonl").read_bytes().split(b"\n")[:-1]):
+        entry = json.loads(line)
+        if entry["n"] != number or entry["prev"] != digest:
+            sys.exit(f"line {number + 1} of the journal was changed")
+        digest = hashlib.sha256(line).hexdigest()
+        entries.append(entry)
+    return entries, digest
+
+
+# --- temperatures (IEC 60751), by bisection on the published polynomial ---
+
+def pt100_ohms(t):
+    a, b, c = 3.9083e-3, -5.775e-7, -4.183e-12
+    return 100 * (1 + a * t + b * t * t + (c * (t - 100) * t ** 3 if t < 0 else 0))
+
+
+def pt100_celsius(ohms):
+    low, high = -200.0, 850.0
+    for _ in range(200):
+        middle = (low + high) / 2
+        low, high = (middle, high) if pt100_ohms(middle) < ohms else (low, middle)
+    return (low + high) / 2
+
+
+def value_of(entry, planned):
+    """What a reading means: from the bytes' number where the sensor is one of those known here."""
+    sensor = planned.get("sensor")
+    if sensor == "pt100":
+        return pt100_celsius(entry["v"] * (1000 if entry["u"].lower().startswith("k") else 1))
+    if "scale" in planned:
+        (a, b), (c, d) = planned["scale"]["from"], planned["scale"]["to"]
+        return c + (entry["v"] - a) * (d - c) / (b - a)
+    if sensor:
+        sys.exit(f"sensor {sensor} is not known here")
+    return entry["v"]
+
+
+# --- Student's distribution: the integral of its density, by Simpson's rule in the angle atan(t / sqrt(n)) ---
+
+def student_inside(freedom, k):
+    if math.isinf(freedom):
+        return math.erf(k / math.sqrt(2))
+    norm = math.exp(math.lgamma((freedom + 1) / 2) - math.lgamma(freedom / 2)) / math.sqrt(math.pi)
+    end, steps = math.atan(k / math.sqrt(freedom)), 2000
+    total = 0.0
+    for step in range(steps + 1):
+        weight = 1 if step in (0, steps) else 4 if step % 2 else 2
+        total += weight * math.cos(end * step / steps) ** (freedom - 1)
+    return 2 * norm * total * end / steps / 3
+
+
+def coverage_factor(freedom):
+    low, high = 0.0, 20.0
+    for _ in range(60):
+        middle = (low + high) / 2
+        low, high = (middle, high) if student_inside(freedom, middle) < 0.9545 else (low, middle)
+    return high
+
+
+# --- a run ---
+
+def mean(values):
+    return math.fsum(values) / len(values)
+
+
+def deviation(values):
+    centre = mean(values)
+    return math.sqrt(math.fsum((v - centre) ** 2 for v in values) / (len(values) - 1))
+
+
+def read_points(entries, plan):
+    """Of each phase its points: nominal, direction, cycle, readings of the reference and of each unit."""
+    slots = [plan["reference"]] + plan["units"]
+    phases, taken = [], None
+    for entry in entries:
+        kind = entry["k"]
+        if kind == "phase":
+            phases.append((entry["phase"], []))
+        elif kind == "point":
+            point = {"nominal": entry["value"], "direction": entry["dir"], "cycle": entry["cycle"]}
+        elif kind == "reading":
+            taken = [[] for _ in slots]
+        elif kind == "r" and entry.get("f") == "p" and taken is not None and entry["s"] < len(slots) and "q" in entry:
+            value = value_of(entry, slots[entry["s"]])
+            if abs(value - entry["q"]) > 1e-6:
+                sys.exit(f"line {entry['n'] + 1}: {entry['v']} {entry['u']} is {value}, not {entry['q']}")
+            taken[entry["s"]].append(value)
+        elif kind == "taken":
+            phases[-1][1].append({**point, "taken": taken})
+            taken = None
+    return phases
+
+
+def correction_at(points, indication):
+    if indication <= points[0][0]:
+        return points[0][1:]
+    for below, above in zip(points, points[1:]):
+        if indication <= above[0]:
+            share = (indication - below[0]) / (above[0] - below[0])
+            worse = below if below[2] / below[3] > above[2] / above[3] else above
+            return [below[1] + share * (above[1] - below[1]), worse[2], worse[3]]
+    return points[-1][1:]
+
+
+DIVISORS = {"rectangular": math.sqrt(3), "triangular": math.sqrt(6), "u-shaped": math.sqrt(2), "resolution": math.sqrt(12)}
+
+
+def evaluate(points, unit, header, plan, steps):
+    """The printed numbers of each point of a unit."""
+    planned = plan["units"][unit]
+    evaluated = []
+    for point in points:
+        reference, indications = point["taken"][0], point["taken"][unit + 1]
+        correction, expanded, k = correction_at(header["reference"]["points"], mean(reference))
+        pairs = [i - r for i, r in zip(indications, reference)]
+        terms = [(deviation(pairs) / math.sqrt(len(pairs)), len(pairs) - 1)]
+        terms += [((max(reference) - min(reference)) / 2 / math.sqrt(3), math.inf)]
+        terms += [(steps[unit + 1] / math.sqrt(12), math.inf), (steps[0] / math.sqrt(12), math.inf), (expanded / k, math.inf)]
+        for term in plan.get("uncertainty", []):
+            if term.get("unit", planned["name"]) != planned["name"]:
+                continue
+            divisor = DIVISORS.get(term.get("distribution", "rectangular"), term.get("k", 2))
+            terms.append((abs(term.get("sensitivity", 1) * term["value"] / divisor), term.get("degrees-of-freedom", math.inf)))
+        true = mean(reference) + correction
+        evaluated.append({"point": point, "reference": true, "indication": mean(indications),
+                          "deviation": mean(indications) - true, "terms": terms})
+    for one in evaluated:
+        for other in evaluated:
+            a, b = one["point"], other["point"]
+            if a["nominal"] == b["nominal"] and a["cycle"] == b["cycle"] and a["direction"] != b["direction"]:
+                one["terms"].append((abs(one["deviation"] - other["deviation"]) / 2 / math.sqrt(3), math.inf))
+                break
+    return [printed(one, plan, planned) for one in evaluated]
+
+
+def rounded(value, decimals):
+    text = str(decimal.Decimal(value).quantize(decimal.Decimal(1).scaleb(-decimals), decimal.ROUND_HALF_EVEN))
+    return text[1:] if text.startswith("-") and not text.strip("-0.") else text
+
+
+def printed(one, plan, planned):
+    u = math.sqrt(math.fsum(term ** 2 for term, _ in one["terms"]))
+    inverse = math.fsum((term / u) ** 4 / freedom for term, freedom in one["terms"])
+    freedom = math.floor(1 / inverse) if inverse > 1e-9 else math.inf
+    k = coverage_factor(freedom)
+    expanded = max(k * u, plan.get("laboratory", {}).get("best-uncertainty", 0))
+    decimals = 1 - math.floor(math.log10(expanded))
+    if expanded * 10 ** decimals > 99.0000001:
+        decimals -= 1
+    shown = rounded(math.ceil(expanded * 10 ** decimals * (1 - 1e-9)) / 10 ** decimals, decimals)
+    texts = {name: rounded(one[name], decimals) for name in ("reference", "indication", "deviation")}
+    return {**texts, "U": shown, "k": rounded(k, 2), "conformity": decide(plan, planned, texts["deviation"], shown)}
+
+
+def decide(plan, planned, error, expanded):
+    rule = plan.get("decision", {}).get("rule", "none")
+    tolerance = planned.get("tolerance", 0)
+    if rule == "none" or not tolerance:
+        return None
+    error, tolerance = abs(decimal.Decimal(error)), decimal.Decimal(str(tolerance))
+    guard = 0 if rule == "simple" else decimal.Decimal(str(plan["decision"].get("guard", 1))) * decimal.Decimal(expanded)
+    if error + guard <= tolerance:
+        return "pass"
+    if rule != "four-outcomes":
+        return "fail"
+    return "conditionalPass" if error <= tolerance else "conditionalFail" if error <= tolerance + guard else "fail"
+
+
+# --- the certificate ---
+
+def list_in(quantity, unit_word, tag):
+    for numbers in quantity.iter(SI + "realListXMLList"):
+        if unit_word in (numbers.findtext(SI + "unitXMLList") or ""):
+            return (next(numbers.iter(SI + tag)).text or "").split()
+    sys.exit(f"no list in {unit_word}")
+
+
+def certificate_tables(path):
+    tables = {}
+    for measurement in ElementTree.parse(path).getroot().iter(DCC + "measurementResult"):
+        status = next(measurement.iter(DCC + "status")).text
+        quantities = {q.get("refType"): q for q in measurement.iter(DCC + "quantity") if q.get("refType")}
+        error = quantities["basic_measurementError"]
+        unit = "degreecelsius" if "kelvin" in next(error.iter(SI + "unitXMLList")).text else ""
+        conformity = next(error.iter(DCC + "conformityXMLList"), None)
+        tables[status] = {
+            "reference": list_in(quantities["basic_referenceValue"], unit, "valueXMLList"),
+            "indication": list_in(quantities["basic_measuredValue"], unit, "valueXMLList"),
+            "deviation": list_in(error, "", "valueXMLList"),
+            "U": list_in(error, "", "valueExpandedMUXMLList"),
+            "k": list_in(error, "", "coverageFactorXMLList"),
+            "conformity": conformity.text.split() if conformity is not None else None,
+        }
+    return tables
+
+
+def differences(tables, status, points):
+    for name, texts in tables[status].items():
+        expected = [point[name] for point in points]
+        if texts is None and not any(expected):
+            continue
+        if len(texts or []) != len(expected):
+            yield f"{status} {name}: {len(texts or [])} values, not {len(expected)}"
+            continue
+        for place, (found, wanted) in enumerate(zip(texts, expected)):
+            same = found == wanted if name == "conformity" else decimal.Decimal(found) == decimal.Decimal(wanted)
+            if not same:
+                yield f"{status}, point {place + 1}: {name} is {found}, recomputed {wanted}"
+
+
+def main(folder):
+    entries, digest = journal_of(folder)
+    header = entries[0]
+    plan = json.loads(header["plan"])
+    steps = next([slot["step"] for slot in entry["slots"]] for entry in entries if entry["k"] == "channels")
+    for place, planned in enumerate([plan["reference"]] + plan["units"]):
+        steps[place] = planned.get("resolution", steps[place])
+    compared, found = 0, []
+    for unit in range(len(plan["units"])):
+        path = folder / f"certificate-{unit + 1}.xml"
+        tables = certificate_tables(path)
+        if digest not in path.read_text():
+            found.append(f"{path.name} does not name the digest of the journal, {digest}")
+        for phase, points in read_points(entries, plan):
+            evaluated = evaluate(points, unit, header, plan, steps)
+            found += [f"{path.name}: {text}" for text in differences(tables, PHASES[phase], evaluated)]
+            compared += len(evaluated) * 6
+    print(*found, f"{compared} numbers of {len(plan['units'])} certificates compared, {len(found)} differ", sep="\n")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    sys.exit(main(pathlib.Path(sys.argv[1])))
