@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 #include "base/numbers.h"
 #include "platform/clock.h"
@@ -202,10 +201,7 @@ void LiveTable::Draw() {
     lines.push_back(Cut(Shown(TextId::kMoreChannels, language_, {std::to_string(hidden)}), width));
   }
   lines.push_back(Cut(StatusLine(), width));
-  if (drawn_ > 0) std::cout << "\x1b[" << drawn_ << "A";
-  for (const std::string& line : lines) std::cout << "\r" << line << "\x1b[K\n";
-  std::cout.flush();
-  drawn_ = lines.size();
+  block_.Show(lines);
 }
 
 }  // namespace ulix::cli

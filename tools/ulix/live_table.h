@@ -10,6 +10,7 @@
 #include "tools/ulix/csv.h"
 #include "tools/ulix/recording.h"
 #include "tools/ulix/scan.h"
+#include "tools/ulix/screen_block.h"
 
 namespace ulix::cli {
 
@@ -51,7 +52,7 @@ class LiveTable final : public ScanOutput {
   double late_s_ = 0;         // Lateness of the last report, seconds.
   Date first_ = 0;
   Date last_ = 0;
-  std::size_t drawn_ = 0;  // Lines on the screen.
+  ScreenBlock block_;
 };
 
 }  // namespace ulix::cli
