@@ -41,6 +41,8 @@ Action DefineProgram(CLI::App& verb);
 
 Action DefineError(CLI::App& verb);
 Action DefineConvert(CLI::App& verb);
+Action DefineWatch(CLI::App& verb);
+Action DefineCalibrate(CLI::App& verb);
 Action DefineCertificate(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
 Action DefineQuery(CLI::App& verb);

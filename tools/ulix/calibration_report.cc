@@ -1,0 +1,457 @@
+#include "tools/ulix/calibration_report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "base/html_page.h"
+#include "base/localized_utf8.h"
+#include "base/numbers.h"
+#include "calibration/certificate_page.h"
+#include "calibration/decision.h"
+#include "calibration/files/plan_certificates.h"
+#include "calibration/json_reader.h"
+#include "calibration/run_journal.h"
+#include "core/version.h"
+#include "tools/ulix/csv.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
+#include "tools/ulix/xy_figure.h"
+
+namespace ulix::cli {
+namespace {
+
+using namespace calibration;  // NOLINT(google-build-using-namespace): half of this file is its names
+
+constexpr LocalizedText kTitle{"Calibration report", "Rapport d'étalonnage"};
+constexpr LocalizedText kSimulated{"Simulated instruments: these numbers are no measurement.",
+                                   "Instruments simulés : ces nombres ne sont pas des mesures."};
+constexpr LocalizedText kEndedEarly{"The run ended early: %", "La campagne s'est arrêtée avant la fin : %"};
+constexpr LocalizedText kNotCorrected{"The reference is not corrected: %", "La référence n'est pas corrigée : %"};
+constexpr LocalizedText kCalibration{"Calibration", "Étalonnage"};
+constexpr LocalizedText kOperator{"Operator", "Opérateur"};
+constexpr LocalizedText kOrder{"Order", "Commande"};
+constexpr LocalizedText kCustomer{"Customer", "Client"};
+constexpr LocalizedText kLaboratory{"Laboratory", "Laboratoire"};
+constexpr LocalizedText kRemarks{"Remarks", "Remarques"};
+constexpr LocalizedText kSource{"Source", "Source"};
+constexpr LocalizedText kReference{"Reference", "Référence"};
+constexpr LocalizedText kReferenceCertificate{"Certificate of the reference", "Certificat de la référence"};
+constexpr LocalizedText kAcceptedOverdue{"Overdue certificate accepted", "Certificat échu accepté"};
+constexpr LocalizedText kStabilityRule{"Stability", "Stabilité"};
+constexpr LocalizedText kStabilityText{"window % s, spread at most % %, drift at most % %",
+                                       "fenêtre % s, étendue au plus % %, dérive au plus % %"};
+constexpr LocalizedText kDecision{"Decision rule", "Règle de décision"};
+constexpr LocalizedText kAmbient{"Ambient conditions", "Conditions ambiantes"};
+constexpr LocalizedText kJournal{"Journal", "Journal"};
+constexpr LocalizedText kJournalText{"run %, SHA-256 of its last line %", "campagne %, SHA-256 de sa dernière ligne %"};
+constexpr LocalizedText kInstruments{"Instruments", "Instruments"};
+constexpr LocalizedText kName{"Name", "Nom"};
+constexpr LocalizedText kModel{"Model", "Modèle"};
+constexpr LocalizedText kPort{"Port", "Port"};
+constexpr LocalizedText kIdentification{"Identification", "Identification"};
+constexpr LocalizedText kSettings{"Settings", "Réglages"};
+constexpr LocalizedText kAsFound{"As found", "À réception"};
+constexpr LocalizedText kAsLeft{"As left", "Après ajustage"};
+constexpr LocalizedText kBothPhases{"As found and as left", "À réception et après ajustage"};
+constexpr LocalizedText kTolerance{"Tolerance", "Tolérance"};
+constexpr LocalizedText kPoint{"Point", "Point"};
+constexpr LocalizedText kIndication{"Indication", "Indication"};
+constexpr LocalizedText kDeviation{"Deviation", "Écart"};
+constexpr LocalizedText kHysteresis{"Hysteresis", "Hystérésis"};
+constexpr LocalizedText kTypeA{"Type A", "Type A"};
+constexpr LocalizedText kReadings{"n", "n"};
+constexpr LocalizedText kResult{"Result", "Résultat"};
+constexpr LocalizedText kDeviationOf{"Deviation, %", "Écart, %"};
+constexpr LocalizedText kApproaches{"Approaches and readings", "Approches et lectures"};
+constexpr LocalizedText kApproachNote{
+    "Left: the approach of each point. Right: reference and units in the last window and while they were read, each "
+    "less "
+    "the mean of its readings; the upright line is the first reading.",
+    "À gauche : l'approche de chaque point. À droite : référence et appareils dans la dernière fenêtre et pendant les "
+    "lectures, chacun moins la moyenne de ses lectures ; le trait vertical est la première lecture."};
+constexpr LocalizedText kMinutes{"minutes", "minutes"};
+constexpr LocalizedText kAttempts{"read % times", "lu % fois"};
+constexpr LocalizedText kMoreUnits{"The first % units are drawn.", "Les % premiers appareils sont tracés."};
+constexpr LocalizedText kMadeBy{"Made by ulix %", "Établi par ulix %"};
+
+constexpr char kStyle[] = R"css(
+div.pair{display:grid;grid-template-columns:1fr 1fr;gap:.6em;break-inside:avoid}
+div.one{max-width:32em}
+)css";
+
+constexpr std::size_t kMaxDrawnUnits = 6;
+constexpr std::size_t kLooksOfAPoint = 150;  // kept for the plots
+
+std::string Joined(const std::vector<std::string>& parts, const std::string& separator) {
+  std::string joined;
+  for (const std::string& part : parts) {
+    if (!part.empty()) joined += (joined.empty() ? "" : separator) + part;
+  }
+  return joined;
+}
+
+class Report {
+ public:
+  Report(const CalibrationFindings& findings, Language language)
+      : run_(findings.run), plan_(findings.run.plan), findings_(findings), language_(language) {}
+  std::string Html();
+
+ private:
+  std::string Text(const LocalizedText& text, std::initializer_list<std::string> values = {}) const {
+    return WithValues(Utf8Of(text, language_), values);
+  }
+  std::string Local(const std::string& number) const { return InLanguage(number, language_); }
+  std::string Short(double value) const { return Local(NumberText(value)); }
+  HtmlCell Number(const std::string& number) const { return {Local(number), CellKind::kNumber}; }
+  std::string WithUnit(const LocalizedText& text) const { return Text(text) + " (" + plan_.unit + ")"; }
+  std::string PhaseText(Phase phase) const { return Text(phase == Phase::kAsLeft ? kAsLeft : kAsFound); }
+  void AddHeading(const LocalizedText& text) { html_ += HtmlElement("h2", Text(text)); }
+  void AddNote(const std::string& text) { html_ += HtmlElement("p", text, "note"); }
+  void AddHead();
+  void AddFacts();
+  std::string AmbientText() const;
+  std::string AddressText(const AddressPlan& address) const;
+  void AddUnit(const EvaluatedUnit& unit);
+  void AddPhase(const EvaluatedUnit& unit, std::size_t phase);
+  void AddComparison(const EvaluatedUnit& unit);
+  void AddDeviations(const EvaluatedUnit& unit);
+  HtmlCell PointCell(const PointResult& point) const;
+  HtmlCell ResultCell(const EvaluatedPoint& point) const;
+  void AddApproaches();
+  XyFigure ApproachOf(const PointResult& point) const;
+  XyFigure ReadingsOf(const PointResult& point) const;
+  void AddInstruments();
+
+  const RunResult& run_;
+  const Plan& plan_;
+  const CalibrationFindings& findings_;
+  Language language_;
+  std::string html_;
+};
+
+void Report::AddHead() {
+  const std::string title = plan_.title.empty() ? Text(kTitle) : plan_.title;
+  html_ = PageStart(title, language_, kStyle) + HtmlElement("h1", title);
+  if (!run_.phases.empty()) {
+    html_ += HtmlElement(
+        "p", ShownTime(run_.phases.front().began, language_) + " – " + ShownTime(run_.phases.back().ended, language_),
+        "when");
+  }
+  if (run_.simulated) AddNote(Text(kSimulated));
+  if (!run_.complete) AddNote(Text(kEndedEarly, {run_.end_reason}));
+  if (!findings_.problem.empty()) AddNote(Text(kNotCorrected, {findings_.problem}));
+}
+
+std::string Report::AddressText(const AddressPlan& address) const {
+  return Joined({address.name, Joined({address.street_number, address.street}, " "),
+                 Joined({address.post_code, address.city}, " "), address.country},
+                ", ");
+}
+
+std::string Report::AmbientText() const {
+  std::vector<std::string> texts;
+  for (const PhaseResult& phase : run_.phases) {
+    for (const AmbientReading& one : phase.ambient) {
+      std::vector<std::string> values;
+      if (one.temperature) values.push_back(Short(*one.temperature) + " °C");
+      if (one.humidity) values.push_back(Short(*one.humidity) + " %");
+      if (one.pressure) values.push_back(Short(*one.pressure) + " hPa");
+      const std::string text = Joined(values, ", ");
+      if (texts.empty() || texts.back() != text) texts.push_back(text);
+    }
+  }
+  return Joined(texts, "; ");
+}
+
+void Report::AddFacts() {
+  AddHeading(kCalibration);
+  const ReferencePlan& reference = plan_.reference;
+  const auto& certificate = findings_.evaluation.reference;
+  const StabilityRule& rule = plan_.points.front().stability;
+  std::string decision;
+  if (plan_.decision.rule != DecisionRule::kNone) decision = Utf8Of(DecisionRuleText(plan_.decision.rule), language_);
+  html_ += HtmlFacts(
+      {{Text(kLaboratory), AddressText(plan_.laboratory.address)},
+       {Text(kCustomer), AddressText(plan_.customer)},
+       {Text(kOperator), plan_.operator_name},
+       {Text(kOrder), plan_.order_number},
+       {Text(kSource), plan_.source.channel.instrument + "/" + plan_.source.channel.channel},
+       {Text(kReference), Joined({reference.name, reference.manufacturer, reference.model, reference.serial_number,
+                                  reference.channel.instrument + "/" + reference.channel.channel},
+                                 ", ")},
+       {Text(kReferenceCertificate),
+        certificate ? Joined({certificate->identifier, certificate->laboratory, "SHA-256 " + certificate->sha256}, ", ")
+                    : ""},
+       {Text(kAcceptedOverdue), reference.certificate.accept_overdue},
+       {Text(kStabilityRule),
+        Text(kStabilityText, {Short(rule.window), Short(rule.spread), plan_.unit, Short(rule.drift), plan_.unit})},
+       {Text(kDecision), decision},
+       {Text(kAmbient), AmbientText()},
+       {Text(kRemarks), Joined(plan_.remarks, " ")},
+       {Text(kJournal), Text(kJournalText, {run_.run_id, run_.journal_digest})}});
+}
+
+HtmlCell Report::PointCell(const PointResult& point) const {
+  std::string text = Short(point.nominal) + (point.direction == Direction::kFalling ? " ↓" : " ↑");
+  if (point.cycle > 1) text += " " + std::to_string(point.cycle);
+  return {text, CellKind::kNumber};
+}
+
+HtmlCell Report::ResultCell(const EvaluatedPoint& point) const {
+  if (!point.conformity) return {"–"};
+  const bool good = *point.conformity == Conformity::kPass || *point.conformity == Conformity::kConditionalPass;
+  return {Utf8Of(ConformityText(*point.conformity), language_), good ? CellKind::kText : CellKind::kBad};
+}
+
+void Report::AddPhase(const EvaluatedUnit& unit, std::size_t phase) {
+  html_ += HtmlElement("h3", PhaseText(run_.phases[phase].phase));
+  HtmlTable table({{WithUnit(kPoint), CellKind::kNumber},
+                   {Text(kReference), CellKind::kNumber},
+                   {Text(kIndication), CellKind::kNumber},
+                   {Text(kDeviation), CellKind::kNumber},
+                   {"U", CellKind::kNumber},
+                   {"k", CellKind::kNumber},
+                   {Text(kHysteresis), CellKind::kNumber},
+                   {Text(kTypeA), CellKind::kNumber},
+                   {Text(kReadings), CellKind::kNumber},
+                   {Text(kTolerance), CellKind::kNumber},
+                   {Text(kResult)}});
+  const double tolerance = plan_.units[unit.unit].tolerance;
+  for (const EvaluatedPoint& point : unit.phases[phase].points) {
+    const PointResult& measured = run_.phases[phase].points[point.point];
+    const int decimals = UncertaintyDecimals(point.expanded);
+    const ReadingSeries& series = measured.units[unit.unit];
+    table.Add({PointCell(measured), Number(point.printed.reference), Number(point.printed.indication),
+               Number(point.printed.deviation), Number(point.printed.expanded), Number(point.printed.coverage_factor),
+               Number(point.hysteresis ? RoundedText(*point.hysteresis, decimals) : "–"),
+               Number(FormatGeneral(std::hypot(series.TypeA(), measured.reference.TypeA()), 2)),
+               Number(std::to_string(series.readings.size())),
+               Number(tolerance > 0 ? "±" + NumberText(tolerance) : "–"), ResultCell(point)});
+  }
+  html_ += table.Html();
+}
+
+// Points that both phases have, side by side.
+void Report::AddComparison(const EvaluatedUnit& unit) {
+  if (unit.phases.size() < 2 || unit.phases[1].points.empty()) return;
+  html_ += HtmlElement("h3", Text(kBothPhases));
+  const auto heads = [&](Phase phase) {
+    const std::string of = PhaseText(phase) + (language_ == Language::kFrench ? " : " : ": ");
+    return HtmlRow{{of + Text(kDeviation), CellKind::kNumber}, {"U", CellKind::kNumber}, {Text(kResult)}};
+  };
+  HtmlRow head{{WithUnit(kPoint), CellKind::kNumber}};
+  for (const EvaluatedPhase& phase : unit.phases) {
+    for (const HtmlCell& cell : heads(phase.phase)) head.push_back(cell);
+  }
+  HtmlTable table(head);
+  const std::size_t rows = std::min(unit.phases[0].points.size(), unit.phases[1].points.size());
+  for (std::size_t k = 0; k < rows; ++k) {
+    HtmlRow row{PointCell(run_.phases[0].points[k])};
+    for (const EvaluatedPhase& phase : unit.phases) {
+      const EvaluatedPoint& point = phase.points[k];
+      row.insert(row.end(), {Number(point.printed.deviation), Number(point.printed.expanded), ResultCell(point)});
+    }
+    table.Add(row);
+  }
+  html_ += table.Html();
+}
+
+void Report::AddDeviations(const EvaluatedUnit& unit) {
+  XyFigure figure{.x_label = plan_.unit, .y_label = Text(kDeviationOf, {plan_.unit})};
+  const double tolerance = plan_.units[unit.unit].tolerance;
+  if (tolerance > 0) figure.band = {-tolerance, tolerance};
+  for (std::size_t p = 0; p < unit.phases.size(); ++p) {
+    XySeries series{.name = PhaseText(unit.phases[p].phase), .marks = true, .colour = p + 1};
+    for (const EvaluatedPoint& point : unit.phases[p].points) {
+      series.points.emplace_back(run_.phases[p].points[point.point].nominal, point.deviation);
+      series.bars.push_back(point.expanded);
+    }
+    figure.series.push_back(std::move(series));
+  }
+  html_ += "<div class=\"one\">\n" + FigureSvg(figure, language_) + "</div>\n";
+}
+
+void Report::AddUnit(const EvaluatedUnit& unit) {
+  const UnitPlan& planned = plan_.units[unit.unit];
+  html_ += HtmlElement("h2", Joined({planned.name, planned.serial_number}, ", "));
+  if (!planned.description.empty()) html_ += HtmlElement("p", planned.description);
+  AddDeviations(unit);
+  AddComparison(unit);
+  for (std::size_t phase = 0; phase < unit.phases.size(); ++phase) {
+    if (!unit.phases[phase].points.empty()) AddPhase(unit, phase);
+  }
+}
+
+XyFigure Report::ApproachOf(const PointResult& point) const {
+  XyFigure figure{.x_label = Text(kMinutes), .y_label = plan_.unit};
+  const auto add = [&](const std::string& name, const ReadingSeries& series, std::size_t colour) {
+    XySeries line{.name = name, .colour = colour};
+    for (const SampledValue& look : series.approach) line.points.emplace_back(look.seconds, look.value);
+    figure.series.push_back(std::move(line));
+  };
+  add(Text(kReference), point.reference, 0);
+  for (std::size_t k = 0; k < std::min(point.units.size(), kMaxDrawnUnits); ++k) {
+    add(plan_.units[k].name, point.units[k], k + 1);
+  }
+  const double began = figure.series[0].points.empty() ? 0 : figure.series[0].points.front().first;
+  for (XySeries& series : figure.series) {
+    for (auto& [x, y] : series.points) x = (x - began) / 60;
+  }
+  return figure;
+}
+
+XyFigure Report::ReadingsOf(const PointResult& point) const {
+  XyFigure figure{.x_label = Text(kMinutes), .y_label = plan_.unit};
+  if (point.reference.readings.empty() || point.reference.approach.empty()) return figure;
+  const StabilityRule& rule = plan_.points[point.index].stability;
+  const double first = point.reference.readings.front().seconds;
+  const double began = point.reference.approach.front().seconds;
+  const auto add = [&](const ReadingSeries& series, std::size_t colour) {
+    XySeries line{.colour = colour}, marks{.marks = true, .colour = colour};
+    for (const SampledValue& look : series.approach) {
+      if (look.seconds < first - rule.window || look.seconds > first) continue;
+      line.points.emplace_back((look.seconds - began) / 60, look.value - series.mean);
+    }
+    for (const SampledValue& one : series.readings) {
+      marks.points.emplace_back((one.seconds - began) / 60, one.value - series.mean);
+    }
+    figure.series.push_back(std::move(line));
+    figure.series.push_back(std::move(marks));
+  };
+  add(point.reference, 0);
+  for (std::size_t k = 0; k < std::min(point.units.size(), kMaxDrawnUnits); ++k) add(point.units[k], k + 1);
+  figure.band = {-rule.spread / 2, rule.spread / 2};
+  figure.line_at = (first - began) / 60;
+  return figure;
+}
+
+void Report::AddApproaches() {
+  AddHeading(kApproaches);
+  html_ += HtmlElement("p", Text(kApproachNote));
+  if (plan_.units.size() > kMaxDrawnUnits) {
+    html_ += HtmlElement("p", Text(kMoreUnits, {std::to_string(kMaxDrawnUnits)}));
+  }
+  for (const PhaseResult& phase : run_.phases) {
+    for (const PointResult& point : phase.points) {
+      std::string title = PhaseText(phase.phase) + ", " + PointCell(point).text + " " + plan_.unit;
+      if (point.attempts > 1) title += ", " + Text(kAttempts, {std::to_string(point.attempts)});
+      html_ += "<div class=\"pair\">\n<div>" + HtmlElement("h3", title) + FigureSvg(ApproachOf(point), language_) +
+               "</div>\n<div>" + HtmlElement("h3", " ") + FigureSvg(ReadingsOf(point), language_) + "</div>\n</div>\n";
+    }
+  }
+}
+
+void Report::AddInstruments() {
+  AddHeading(kInstruments);
+  HtmlTable table({{Text(kName)}, {Text(kModel)}, {Text(kPort)}, {Text(kIdentification)}, {Text(kSettings)}});
+  for (const InstrumentFact& fact : run_.instruments) {
+    std::vector<std::string> settings;
+    for (const auto& [key, text] : fact.settings) settings.push_back(key + "=" + text);
+    table.Add({{fact.name}, {fact.model}, {fact.port}, {fact.identification}, {Joined(settings, ", ")}});
+  }
+  html_ += table.Html();
+}
+
+std::string Report::Html() {
+  AddHead();
+  AddFacts();
+  for (const EvaluatedUnit& unit : findings_.evaluation.units) AddUnit(unit);
+  AddApproaches();
+  html_ += BudgetSection(run_, findings_.evaluation, language_);
+  AddInstruments();
+  html_ += HtmlElement("footer", Text(kMadeBy, {VersionText()})) + PageEnd();
+  return std::move(html_);
+}
+
+std::string Exact(double value) {
+  constexpr int kDigits = 12;
+  return FormatGeneral(value, kDigits);
+}
+
+std::vector<std::string> CsvCells(const CalibrationFindings& findings, const EvaluatedUnit& unit, std::size_t phase,
+                                  const EvaluatedPoint& point) {
+  const RunResult& run = findings.run;
+  const PointResult& measured = run.phases[phase].points[point.point];
+  const UnitPlan& planned = run.plan.units[unit.unit];
+  const ReadingSeries& series = measured.units[unit.unit];
+  return {run.phases[phase].phase == Phase::kAsLeft ? "as-left" : "as-found",
+          std::to_string(measured.index + 1),
+          Exact(measured.nominal),
+          measured.direction == Direction::kFalling ? "falling" : "rising",
+          std::to_string(measured.cycle),
+          planned.name,
+          planned.serial_number,
+          Exact(measured.reference.mean),
+          Exact(point.correction),
+          Exact(point.reference),
+          Exact(point.indication),
+          Exact(point.deviation),
+          Exact(point.expanded),
+          Exact(point.coverage_factor),
+          point.hysteresis ? Exact(*point.hysteresis) : "",
+          planned.tolerance > 0 ? Exact(planned.tolerance) : "",
+          point.conformity ? std::string(ConformityName(*point.conformity)) : "",
+          std::to_string(series.readings.size()),
+          Exact(series.deviation),
+          Exact(measured.reference.deviation),
+          std::to_string(measured.attempts),
+          IsoTime(measured.began),
+          IsoTime(measured.ended)};
+}
+
+}  // namespace
+
+namespace {
+
+// A deviation from a reference that is not corrected decides nothing.
+void DropDecisions(Evaluation& evaluation) {
+  for (EvaluatedUnit& unit : evaluation.units) {
+    for (EvaluatedPhase& phase : unit.phases) {
+      phase.conformity.reset();
+      for (EvaluatedPoint& point : phase.points) point.conformity.reset();
+    }
+  }
+}
+
+}  // namespace
+
+CalibrationFindings FindingsOf(const std::string& folder, Language language) {
+  auto run = ReadRun(folder, kLooksOfAPoint);
+  if (!run) throw OperationFailed(kFileNotFound, run.error());
+  CalibrationFindings findings{.run = std::move(*run), .evaluation = {}, .problem = {}};
+  const auto reference = LoadReferenceOf(findings.run);
+  if (!reference) findings.problem = reference.error().In(language);
+  auto evaluation = Evaluate(findings.run, reference ? *reference : std::nullopt);
+  if (!evaluation) {
+    findings.problem = evaluation.error().In(language);
+    evaluation = Evaluate(findings.run, std::nullopt);
+  }
+  if (!evaluation) throw OperationFailed(E_INVALIDARG, findings.problem);
+  findings.evaluation = std::move(*evaluation);
+  if (!findings.problem.empty()) DropDecisions(findings.evaluation);
+  return findings;
+}
+
+std::string CalibrationReport(const CalibrationFindings& findings, Language language) {
+  return Report(findings, language).Html();
+}
+
+std::string CalibrationCsv(const CalibrationFindings& findings, char separator) {
+  const std::vector<std::string> head = {
+      "phase",      "point",     "nominal",    "direction",   "cycle",    "unit",  "serial",     "reference read",
+      "correction", "reference", "indication", "deviation",   "U",        "k",     "hysteresis", "tolerance",
+      "conformity", "readings",  "s unit",     "s reference", "attempts", "began", "ended"};
+  std::string csv = CsvLine(head, separator);
+  for (const EvaluatedUnit& unit : findings.evaluation.units) {
+    for (std::size_t phase = 0; phase < unit.phases.size(); ++phase) {
+      for (const EvaluatedPoint& point : unit.phases[phase].points) {
+        csv += CsvLine(CsvCells(findings, unit, phase, point), separator);
+      }
+    }
+  }
+  return csv;
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,268 @@
+#include "tools/ulix/calibration_run.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <iostream>
+#include <vector>
+
+#include "base/localized_utf8.h"
+#include "calibration/files/plan_certificates.h"
+#include "calibration/plan_loader.h"
+#include "calibration/run.h"
+#include "calibration/run_journal.h"
+#include "calibration/schedule.h"
+#include "platform/clock.h"
+#include "platform/files.h"
+#include "simulators/plan_bench.h"
+#include "tools/ulix/calibration_report.h"
+#include "tools/ulix/calibration_view.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/question.h"
+#include "tools/ulix/texts.h"
+
+namespace ulix::cli {
+
+using calibration::LoadedPlan;
+using calibration::Plan;
+using calibration::PlanProblem;
+using calibration::RunEnd;
+using calibration::RunMode;
+using calibration::RunServices;
+
+namespace {
+
+constexpr LocalizedText kNoProblem{"%: % points, % units; nothing to object",
+                                   "% : % points, % appareils ; rien à redire"};
+constexpr LocalizedText kWarning{"warning: ", "avertissement : "};
+constexpr LocalizedText kTimeTable{"Begins", "Début"};
+constexpr LocalizedText kTakes{"Takes", "Durée"};
+constexpr LocalizedText kWhat{"What", "Quoi"};
+constexpr LocalizedText kPreloads{"preloads", "mises en charge"};
+constexpr LocalizedText kTotal{"% for % of % points", "% pour % de % points"};
+constexpr LocalizedText kRunInto{"run in %", "campagne dans %"};
+constexpr LocalizedText kAdjustNow{
+    "The points as found are taken and the source is at its safe value. Adjust the units. Is that done?",
+    "Les points à réception sont relevés et la source est à sa valeur de repos. Ajustez les appareils. Est-ce fait ?"};
+constexpr LocalizedText kNotSafe{"THE SOURCE IS NOT SAFE: %", "LA SOURCE N'EST PAS AU REPOS : %"};
+constexpr LocalizedText kGoOn{"go on with: ulix calibrate % --resume --run %",
+                              "continuer avec : ulix calibrate % --resume --run %"};
+constexpr LocalizedText kNoCertificate{"no certificate: %", "pas de certificat : %"};
+constexpr LocalizedText kNoRun{"% holds no run of this plan to go on with",
+                               "% ne contient pas de campagne de ce plan à continuer"};
+
+constexpr char kReportFile[] = "report.html";
+constexpr char kTableFile[] = "results.csv";
+
+std::string Text(const LocalizedText& text, Language language, std::initializer_list<std::string> values = {}) {
+  return WithValues(Utf8Of(text, language), values);
+}
+
+std::string DayOfToday() { return IsoTime(SystemClock().LocalTime()).substr(0, 10); }
+
+// The plan, and all that is there to say about it on standard error.
+class PlanFile {
+ public:
+  explicit PlanFile(const CalibrationOptions& options)
+      : loaded_(calibration::LoadPlan(ReadWholeFile(options.plan_file), FolderOf(options.plan_file))) {
+    language_ = options.language.value_or(loaded_.plan.language.value_or(ShownLanguage()));
+    if (loaded_.usable()) AddCertificateProblems();
+    for (const PlanProblem& problem : loaded_.problems) Print(options.plan_file, problem);
+    if (!loaded_.usable()) throw UsageError("PLAN", options.plan_file + " cannot run as it is");
+  }
+  const Plan& plan() const { return loaded_.plan; }
+  Language language() const { return language_; }
+
+ private:
+  static std::string FolderOf(const std::string& file) { return platform::PathOf(file).parent_path().string(); }
+  void AddCertificateProblems() {
+    for (PlanProblem& problem : calibration::CheckCertificates(loaded_.plan, DayOfToday(), language_)) {
+      loaded_.problems.push_back(std::move(problem));
+    }
+  }
+  void Print(const std::string& file, const PlanProblem& problem) const {
+    std::cerr << file << ":" << (problem.warning ? " " + Text(kWarning, language_) : "")
+              << calibration::Described(problem) << '\n';
+  }
+
+  LoadedPlan loaded_;
+  Language language_ = Language::kEnglish;
+};
+
+void PrintTimeTable(const Plan& plan, Language language) {
+  const auto times = calibration::TimeTableOf(plan);
+  Table table({Text(kTimeTable, language), Text(kTakes, language), Text(kWhat, language)});
+  double at = 0;
+  const auto add = [&](double seconds, const std::string& what) {
+    table.Add({ClockText(at), ClockText(seconds), what});
+    at += seconds;
+  };
+  for (const calibration::Phase phase : plan.phases) {
+    const std::string name = PhaseText(phase, language) + ", ";
+    if (plan.preload.count > 0) add(times.preload_seconds, name + Text(kPreloads, language));
+    for (std::size_t k = 0; k < plan.points.size(); ++k) {
+      add(times.point_seconds[k], name + PointText(plan, plan.points[k].value, plan.points[k].direction, language));
+    }
+  }
+  table.Print();
+  PrintLine(Text(kTotal, language,
+                 {ClockText(times.run_seconds),
+                  std::to_string(plan.phases.size()) + " × " + std::to_string(plan.points.size()), ""}));
+}
+
+// "dry-block-20260131-101112", as runs of dry-block.json are named.
+std::string StemOf(const std::string& plan_file) { return platform::PathOf(plan_file).stem().string() + "-"; }
+
+std::string NewFolder(const std::string& plan_file) {
+  std::string time = IsoTime(SystemClock().LocalTime()).substr(0, 19);
+  std::erase_if(time, [](char c) { return c == '-' || c == ':'; });
+  std::replace(time.begin(), time.end(), 'T', '-');
+  std::string folder = StemOf(plan_file) + time;
+  std::error_code ignored;
+  for (int more = 2; std::filesystem::exists(platform::PathOf(folder), ignored); ++more) {
+    folder = StemOf(plan_file) + time + "-" + std::to_string(more);
+  }
+  return folder;
+}
+
+bool IsRunOf(const std::filesystem::path& folder, const std::string& stem) {
+  const std::string name = folder.filename().string();
+  const bool named =
+      name.starts_with(stem) && name.size() > stem.size() && name[stem.size()] >= '0' && name[stem.size()] <= '9';
+  std::error_code ignored;
+  return named && std::filesystem::exists(platform::PathOf(calibration::JournalPath(folder.string())), ignored);
+}
+
+// The newest run of a plan that was not complete.
+std::string LastFolder(const std::string& plan_file) {
+  std::vector<std::string> folders;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(".", ignored)) {
+    if (IsRunOf(entry.path(), StemOf(plan_file))) folders.push_back(entry.path().filename().string());
+  }
+  std::sort(folders.rbegin(), folders.rend());
+  if (folders.empty()) throw UsageError("--resume", Text(kNoRun, ShownLanguage(), {"."}));
+  return folders.front();
+}
+
+// What a run on the simulated bench needs; a real one needs nothing.
+std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& options, const std::string& folder) {
+  if (!plan.simulated()) {
+    if (options.speed) throw UsageError("--speed", "takes effect where every instrument is on port sim");
+    return nullptr;
+  }
+  Date start = SystemClock().LocalTime();
+  if (options.resume) {
+    const auto header = calibration::HeaderOfJournal(calibration::JournalPath(folder));
+    if (header) start = calibration::DateOfIso(header->value("at", "")).value_or(start);
+  }
+  auto bench = PlanBench::Make(plan, options.speed.value_or(1), start);
+  if (!bench) throw UsageError("PLAN", bench.error());
+  return std::move(*bench);
+}
+
+void PrintFile(const std::string& path) { PrintLine(path); }
+
+std::string InFolder(const std::string& folder, const char* file) { return (platform::PathOf(folder) / file).string(); }
+
+void WriteCertificatesOf(const CalibrationFindings& findings, const std::string& folder, const std::string& sign,
+                         Language language) {
+  const bool wanted = findings.run.complete && !findings.run.plan.certificate.identifier.empty();
+  if (!wanted) return;
+  const auto written = calibration::WriteCertificates(findings.run, folder, DayOfToday(), sign, language);
+  if (!written) {
+    if (!sign.empty()) throw OperationFailed(E_FAIL, written.error().In(language));
+    std::cerr << "ulix: " << Text(kNoCertificate, language, {written.error().In(language)}) << '\n';
+    return;
+  }
+  for (const std::string& file : written->files) PrintFile(file);
+}
+
+void WriteResults(const CalibrationOptions& options, const std::string& folder, Language language) {
+  const CalibrationFindings findings = FindingsOf(folder, language);
+  WriteWholeFile(InFolder(folder, kTableFile), CalibrationCsv(findings, options.csv_separator));
+  PrintFile(InFolder(folder, kTableFile));
+  WriteWholeFile(InFolder(folder, kReportFile), CalibrationReport(findings, language));
+  PrintFile(InFolder(folder, kReportFile));
+  WriteCertificatesOf(findings, folder, options.sign, language);
+}
+
+void CheckSigning(const Plan& plan, const std::string& sign) {
+  if (sign.empty()) return;
+  const std::size_t comma = sign.find(',');
+  if (comma == sign.npos) throw UsageError("--sign", "takes KEY.pem,CERT.pem");
+  if (plan.certificate.identifier.empty())
+    throw UsageError("--sign", "the plan asks for no certificate: it has no certificate.identifier");
+  for (const std::string& file : {sign.substr(0, comma), sign.substr(comma + 1)}) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(platform::PathOf(file), ignored))
+      throw UsageError("--sign", "there is no file " + file);
+  }
+}
+
+// The run's end for a person; exit status.
+int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::string& folder, Language language) {
+  if (!end.safe) std::cerr << "ulix: " << Text(kNotSafe, language, {end.reason}) << '\n';
+  if (end.kind == RunEnd::kComplete) return 0;
+  if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason);
+  std::cerr << "ulix: " << end.reason << '\n' << "ulix: " << Text(kGoOn, language, {options.plan_file, folder}) << '\n';
+  return 1;
+}
+
+RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::string& folder, Language language) {
+  const auto bench = BenchOf(plan, options, folder);
+  const auto view = MakeCalibrationView(plan, language);
+  const auto reference = calibration::LoadReferenceOf(plan);
+  if (!reference) throw UsageError("PLAN", reference.error().In(language));
+  RunServices services;
+  if (*reference) services.reference = &**reference;
+  if (bench) bench->Provide(services);
+  services.language = language;
+  services.stop = &CatchInterrupts();
+  services.observer = view.get();
+  if (SomebodyIsThere()) {
+    services.confirm_adjustment = [&] {
+      view->MakeRoom();
+      return AskYesOrNo(Text(kAdjustNow, language));
+    };
+  }
+  const RunEnd end =
+      calibration::RunCalibration(plan, folder, options.resume ? RunMode::kResume : RunMode::kNew, services);
+  view->Finish();
+  return end;
+}
+
+}  // namespace
+
+int CheckPlanFile(const CalibrationOptions& options) {
+  const PlanFile file(options);
+  PrintLine(
+      Text(kNoProblem, file.language(),
+           {options.plan_file, std::to_string(file.plan().points.size()), std::to_string(file.plan().units.size())}));
+  return 0;
+}
+
+int RunPlanFile(const CalibrationOptions& options) {
+  const PlanFile file(options);
+  const Plan& plan = file.plan();
+  if (options.dry_run) {
+    PrintTimeTable(plan, file.language());
+    return 0;
+  }
+  CheckSigning(plan, options.sign);
+  std::string folder = options.folder;
+  if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file) : NewFolder(options.plan_file);
+  Tell(Text(kRunInto, file.language(), {folder}));
+  const RunEnd end = CarryOut(plan, options, folder, file.language());
+  if (end.kind != RunEnd::kCannotStart) WriteResults(options, folder, file.language());
+  return ReportEnd(options, end, folder, file.language());
+}
+
+int ReportRun(const CalibrationOptions& options) {
+  WriteResults(options, options.folder, options.language.value_or(ShownLanguage()));
+  return 0;
+}
+
+}  // namespace ulix::cli

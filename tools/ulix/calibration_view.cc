@@ -1,0 +1,282 @@
+#include "tools/ulix/calibration_view.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <deque>
+#include <iostream>
+
+#include "base/localized_utf8.h"
+#include "base/numbers.h"
+#include "calibration/json_reader.h"
+#include "platform/terminal.h"
+#include "tools/ulix/live_table.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/screen_block.h"
+#include "tools/ulix/texts.h"
+
+namespace ulix::cli {
+
+using calibration::Activity;
+using calibration::ChannelStatus;
+using calibration::Direction;
+using calibration::Phase;
+using calibration::Plan;
+using calibration::PlannedPoint;
+using calibration::PointSummary;
+using calibration::RunStatus;
+using calibration::StabilityState;
+
+namespace {
+
+constexpr LocalizedText kAsFound{"as found", "à réception"};
+constexpr LocalizedText kAsLeft{"as left", "après ajustage"};
+constexpr LocalizedText kConnecting{"connecting", "connexion"};
+constexpr LocalizedText kPreloading{"preloading", "mise en charge"};
+constexpr LocalizedText kDwelling{"dwelling", "palier"};
+constexpr LocalizedText kReading{"reading % of %", "lecture % sur %"};
+constexpr LocalizedText kAdjusting{"units are adjusted", "ajustage des appareils"};
+constexpr LocalizedText kLeavingSafe{"the source goes to its safe value", "la source va à sa valeur de repos"};
+constexpr LocalizedText kFinished{"finished", "terminé"};
+constexpr LocalizedText kWaiting{"on its way", "en approche"};
+constexpr LocalizedText kNear{"near", "proche"};
+constexpr LocalizedText kSettling{"settling", "stabilisation"};
+constexpr LocalizedText kStable{"stable", "stable"};
+constexpr LocalizedText kLost{"stability lost", "stabilité perdue"};
+constexpr LocalizedText kChannel{"Channel", "Voie"};
+constexpr LocalizedText kValue{"Value", "Valeur"};
+constexpr LocalizedText kSpread{"Spread / limit", "Étendue / limite"};
+constexpr LocalizedText kDrift{"Drift / limit", "Dérive / limite"};
+constexpr LocalizedText kState{"State", "État"};
+constexpr LocalizedText kLeft{"Left", "Reste"};
+constexpr LocalizedText kTrend{"Trend", "Tendance"};
+constexpr LocalizedText kPointOf{"point % of %", "point % sur %"};
+constexpr LocalizedText kTimes{"% since the beginning; left: point %, run %",
+                               "% depuis le début ; reste : point %, campagne %"};
+constexpr LocalizedText kTaken{"taken: %  reference %", "relevé : %  référence %"};
+constexpr LocalizedText kMoreChannels{"and % more channels", "et % autres voies"};
+constexpr LocalizedText kCatchingUp{"going through the journal", "lecture du journal"};
+constexpr LocalizedText kEnds{"Ctrl-C ends the run and leaves the source safe",
+                              "Ctrl-C termine la campagne et met la source au repos"};
+
+constexpr std::size_t kTakenShown = 5;
+constexpr std::size_t kMessagesShown = 3;
+constexpr std::chrono::milliseconds kRedraw(100);
+
+// What the run does; while it approaches, the state of the channel that is furthest from being stable.
+std::string ActivityText(const RunStatus& status, Language language) {
+  if (status.catching_up) return Utf8Of(kCatchingUp, language);
+  switch (status.activity) {
+    case Activity::kConnecting:
+      return Utf8Of(kConnecting, language);
+    case Activity::kPreloading:
+      return Utf8Of(kPreloading, language);
+    case Activity::kDwelling:
+      return Utf8Of(kDwelling, language);
+    case Activity::kReading:
+      return WithValues(Utf8Of(kReading, language),
+                        {std::to_string(status.readings_done + 1), std::to_string(status.readings_wanted)});
+    case Activity::kAdjusting:
+      return Utf8Of(kAdjusting, language);
+    case Activity::kLeavingSafe:
+      return Utf8Of(kLeavingSafe, language);
+    case Activity::kFinished:
+      return Utf8Of(kFinished, language);
+    case Activity::kApproaching:
+      break;
+  }
+  return StateText(status.state, language);
+}
+
+std::string Local(double value, int digits = 4) { return ShownNumber(FormatGeneral(value, digits)); }
+
+std::vector<std::string> WatchCells(const WatchedChannel& channel, Language language) {
+  constexpr std::size_t kMaxState = 24;
+  const ChannelStatus& status = channel.status;
+  const auto& report = status.stability;
+  const auto ratio = [&](double value, double limit) {
+    return limit > 0 ? Local(value, 3) + " / " + Local(limit, 3) : std::string("–");
+  };
+  return {status.name,
+          status.value ? Local(*status.value, 8) : "×",
+          ratio(report.spread, report.spread_limit),
+          ratio(report.drift, report.drift_limit),
+          Cut(status.error.empty() ? StateText(report.state, language) : status.error, kMaxState),
+          report.seconds_left ? ClockText(*report.seconds_left) : "",
+          Sparkline(channel.history, kWatchHistory)};
+}
+
+std::string TakenText(const Plan& plan, const PointSummary& point, Language language) {
+  constexpr std::size_t kUnits = 4;
+  constexpr int kDigits = 8;
+  std::string text =
+      WithValues(Utf8Of(kTaken, language),
+                 {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
+                  Local(point.reference, kDigits)});
+  for (std::size_t k = 0; k < std::min(kUnits, point.indications.size()); ++k) {
+    text += "  " + plan.units[k].name + " " + Local(point.indications[k], kDigits);
+  }
+  return text + (point.indications.size() > kUnits ? " …" : "");
+}
+
+std::string PlaceText(const Plan& plan, const RunStatus& status, Language language) {
+  if (status.point >= plan.points.size()) return {};
+  const PlannedPoint& point = plan.points[status.point];
+  return PhaseText(status.phase, language) + ", " +
+         WithValues(Utf8Of(kPointOf, language),
+                    {std::to_string(status.point + 1), std::to_string(plan.points.size())}) +
+         ": " + PointText(plan, point.value, point.direction, language);
+}
+
+class TerminalView final : public CalibrationView {
+ public:
+  TerminalView(const Plan& plan, Language language) : plan_(plan), language_(language) {}
+
+  void OnStatus(const RunStatus& status) override {
+    status_ = status;
+    Keep();
+    const auto now = std::chrono::steady_clock::now();
+    if (now - drawn_ < kRedraw && status.activity != Activity::kFinished) return;
+    drawn_ = now;
+    Draw();
+  }
+  void OnPoint(const PointSummary& point) override {
+    taken_.push_back(TakenText(plan_, point, language_));
+    if (taken_.size() > kTakenShown) taken_.pop_front();
+  }
+  void OnMessage(const std::string& text) override {
+    messages_.push_back(ClockText(status_.seconds) + "  " + text);
+    if (messages_.size() > kMessagesShown) messages_.pop_front();
+  }
+  void MakeRoom() override {
+    Draw();
+    block_.Leave();
+  }
+  void Finish() override { Draw(); }
+
+ private:
+  void Keep();
+  void Draw();
+
+  const Plan& plan_;
+  const Language language_;
+  RunStatus status_;
+  std::vector<WatchedChannel> channels_;  // with a window of each, thinned
+  double kept_at_ = -1;
+  std::deque<std::string> taken_, messages_;
+  ScreenBlock block_;
+  std::chrono::steady_clock::time_point drawn_;
+};
+
+// Values over one window of the present point.
+void TerminalView::Keep() {
+  channels_.resize(status_.channels.size());
+  for (std::size_t k = 0; k < channels_.size(); ++k) channels_[k].status = status_.channels[k];
+  if (status_.point >= plan_.points.size()) return;
+  const double step = plan_.points[status_.point].stability.window / kWatchHistory;
+  if (status_.seconds - kept_at_ < step) return;
+  kept_at_ = status_.seconds;
+  for (WatchedChannel& channel : channels_) {
+    const auto& value = channel.status.value;
+    channel.history.push_back(value ? std::optional(static_cast<float>(*value - status_.nominal)) : std::nullopt);
+    if (channel.history.size() > kWatchHistory) channel.history.pop_front();
+  }
+}
+
+void TerminalView::Draw() {
+  const auto width = static_cast<std::size_t>(std::max(platform::TerminalWidth(), 20)) - 1;
+  const auto height = static_cast<std::size_t>(std::max(platform::TerminalHeight(), 8));
+  const std::size_t others = 5 + taken_.size() + messages_.size();
+  std::vector<std::string> lines{
+      Bold(Cut(PlaceText(plan_, status_, language_) + "  –  " + ActivityText(status_, language_), width))};
+  const auto left = [](const std::optional<double>& seconds) { return seconds ? ClockText(*seconds) : "–"; };
+  lines.push_back(
+      Cut(WithValues(Utf8Of(kTimes, language_),
+                     {ClockText(status_.seconds), left(status_.point_seconds_left), left(status_.run_seconds_left)}),
+          width));
+  const std::size_t room = height > others + 2 ? height - others - 1 : 1;
+  for (std::string& line : WatchLines(channels_, width, room, language_)) lines.push_back(std::move(line));
+  for (const std::string& line : taken_) lines.push_back(Cut(line, width));
+  for (const std::string& line : messages_) lines.push_back(Cut(line, width));
+  if (status_.activity != Activity::kFinished) lines.push_back(Cut(Utf8Of(kEnds, language_), width));
+  if (lines.size() >= height) lines.resize(height - 1);
+  block_.Show(lines);
+}
+
+// For pipes and logs: what changes, a line each.
+class LineView final : public CalibrationView {
+ public:
+  LineView(const Plan& plan, Language language) : plan_(plan), language_(language) {}
+
+  void OnStatus(const RunStatus& status) override {
+    if (status.catching_up) return;
+    seconds_ = status.seconds;
+    const bool reading = status.activity == Activity::kReading;
+    if (reading && reading_) return;
+    reading_ = reading;
+    const std::string text = PlaceText(plan_, status, language_) + ": " + ActivityText(status, language_);
+    if (text == last_) return;
+    last_ = text;
+    Print(text);
+  }
+  void OnPoint(const PointSummary& point) override { Print(TakenText(plan_, point, language_)); }
+  void OnMessage(const std::string& text) override { Print(text); }
+
+ private:
+  // A reader who has gone is no reason to leave a calibration.
+  void Print(const std::string& text) { std::cout << ClockText(seconds_) << "  " << text << std::endl; }
+
+  const Plan& plan_;
+  const Language language_;
+  std::string last_;
+  bool reading_ = false;
+  double seconds_ = 0;
+};
+
+}  // namespace
+
+std::string StateText(StabilityState state, Language language) {
+  constexpr const LocalizedText* kTexts[] = {&kWaiting, &kNear, &kSettling, &kStable, &kLost};
+  return Utf8Of(*kTexts[static_cast<std::size_t>(state)], language);
+}
+
+std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
+                                    Language language) {
+  std::vector<std::string> heads;
+  for (const LocalizedText* text : {&kChannel, &kValue, &kSpread, &kDrift, &kState, &kLeft, &kTrend})
+    heads.emplace_back(Utf8Of(*text, language));
+  Table table(heads);
+  const auto shown = channels.first(std::min(channels.size(), most));
+  for (const WatchedChannel& channel : shown) table.Add(WatchCells(channel, language));
+  std::vector<std::string> lines;
+  for (const std::string& line : table.Lines(std::string::npos)) lines.push_back(Cut(line, width));
+  lines.front() = Bold(lines.front());
+  if (shown.size() < channels.size())
+    lines.push_back(WithValues(Utf8Of(kMoreChannels, language), {std::to_string(channels.size() - shown.size())}));
+  return lines;
+}
+
+std::string ClockText(double seconds) {
+  constexpr long kDay = 86400, kHour = 3600, kMinute = 60;
+  const long whole = std::lround(std::max(seconds, 0.0));
+  char text[40];
+  std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole % kDay / kHour, whole % kHour / kMinute, whole % kMinute);
+  return whole < kDay ? text : std::to_string(whole / kDay) + " d " + text;
+}
+
+std::string PhaseText(Phase phase, Language language) {
+  return Utf8Of(phase == Phase::kAsLeft ? kAsLeft : kAsFound, language);
+}
+
+std::string PointText(const Plan& plan, double value, Direction direction, Language language) {
+  return InLanguage(calibration::NumberText(value), language) + " " + plan.unit +
+         (direction == Direction::kFalling ? " ↓" : " ↑");
+}
+
+std::unique_ptr<CalibrationView> MakeCalibrationView(const Plan& plan, Language language) {
+  if (OnTerminal()) return std::make_unique<TerminalView>(plan, language);
+  return std::make_unique<LineView>(plan, language);
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,304 @@
+#include "tools/ulix/plan_prompt.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <vector>
+
+#include "base/localized_utf8.h"
+#include "base/text.h"
+#include "calibration/plan_loader.h"
+#include "calibration/plan_sensor.h"
+#include "drivers/catalogue.h"
+#include "links/local_number.h"
+#include "platform/terminal.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/suggestion.h"
+#include "tools/ulix/texts.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr LocalizedText kIntroduction{
+    "A plan of a calibration. Enter takes what stands in brackets; Ctrl-D leaves without a file.",
+    "Un plan d'étalonnage. Entrée prend la valeur entre crochets ; Ctrl-D quitte sans fichier."};
+constexpr LocalizedText kTitle{"Title", "Titre"};
+constexpr LocalizedText kOperator{"Operator", "Opérateur"};
+constexpr LocalizedText kQuantity{"Quantity: temperature or pressure", "Grandeur : temperature ou pressure"};
+constexpr LocalizedText kUnit{"Unit of pressure", "Unité de pression"};
+constexpr LocalizedText kSource{"What makes the quantity: the source", "Ce qui produit la grandeur : la source"};
+constexpr LocalizedText kReference{"What measures it: the reference", "Ce qui la mesure : la référence"};
+constexpr LocalizedText kUnitHead{"What is calibrated: unit %", "Ce qui est étalonné : appareil %"};
+constexpr LocalizedText kModel{"Model", "Modèle"};
+constexpr LocalizedText kPort{"Port: a number, a device, tcp://HOST:PORT, or sim",
+                              "Port : un numéro, un périphérique, tcp://HÔTE:PORT, ou sim"};
+constexpr LocalizedText kChannel{"Channel (%)", "Voie (%)"};
+constexpr LocalizedText kSafe{"Safe value of the source, taken at the end and after a failure",
+                              "Valeur de repos de la source, prise à la fin et après un défaut"};
+constexpr LocalizedText kMin{"Lowest value that the source may take", "Plus petite valeur permise à la source"};
+constexpr LocalizedText kMax{"Highest value that the source may take", "Plus grande valeur permise à la source"};
+constexpr LocalizedText kRate{"Its rate, units a minute, for the time table",
+                              "Sa vitesse, unités par minute, pour le calendrier"};
+constexpr LocalizedText kSensor{"Sensor where the channel tells ohms or volts: pt100, K ...; none otherwise",
+                                "Capteur si la voie donne des ohms ou des volts : pt100, K ... ; none sinon"};
+constexpr LocalizedText kSerial{"Serial number; empty: none is checked",
+                                "Numéro de série ; vide : aucun n'est contrôlé"};
+constexpr LocalizedText kName{"Name", "Nom"};
+constexpr LocalizedText kTolerance{"Tolerance, either way; 0: none is agreed",
+                                   "Tolérance, de part et d'autre ; 0 : aucune"};
+constexpr LocalizedText kAnother{"Another unit? (yes or no)", "Un autre appareil ? (yes ou no)"};
+constexpr LocalizedText kPoints{"Points, in the order in which they are taken",
+                                "Points, dans l'ordre où ils sont pris"};
+constexpr LocalizedText kFalling{"Also falling, for the hysteresis? (yes or no)",
+                                 "Aussi en descendant, pour l'hystérésis ? (yes ou no)"};
+constexpr LocalizedText kAsLeft{"Again after an adjustment? (yes or no)", "De nouveau après un ajustage ? (yes ou no)"};
+constexpr LocalizedText kWindow{"Stability: window", "Stabilité : fenêtre"};
+constexpr LocalizedText kSpread{"Stability: largest spread in the window",
+                                "Stabilité : plus grande étendue dans la fenêtre"};
+constexpr LocalizedText kDrift{"Stability: largest drift over the window",
+                               "Stabilité : plus grande dérive sur la fenêtre"};
+constexpr LocalizedText kCount{"Readings of each unit at a point", "Lectures de chaque appareil à un point"};
+constexpr LocalizedText kNoModel{"no such model", "modèle inconnu"};
+constexpr LocalizedText kNoNumber{"takes a number", "prend un nombre"};
+constexpr LocalizedText kNoChoice{"takes %", "prend %"};
+constexpr LocalizedText kMissing{"takes a text", "prend un texte"};
+constexpr LocalizedText kNoSensor{"no sensor of that name", "aucun capteur de ce nom"};
+constexpr LocalizedText kNoDuration{"takes seconds, or 90s, 10m, 2h", "prend des secondes, ou 90s, 10m, 2h"};
+constexpr LocalizedText kWritten{"% written", "% écrit"};
+
+struct Left {};  // the person did
+
+std::string Text(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
+  return WithValues(Utf8Of(text, ShownLanguage()), values);
+}
+
+std::optional<std::string> NextLine() {
+  static const std::atomic<bool>& interrupted = CatchInterrupts();
+  if (platform::InputIsTerminal()) return platform::ReadTypedLine(interrupted);
+  std::string line;
+  if (!std::getline(std::cin, line)) return std::nullopt;
+  return line;
+}
+
+// Why an entry is refused; empty when it is taken.
+using Check = std::function<std::string(const std::string&)>;
+
+std::string Ask(const LocalizedText& question, const std::string& usual, const Check& check = {},
+                std::initializer_list<std::string> values = {}) {
+  for (;;) {
+    std::cout << Text(question, values) << (usual.empty() ? "" : " [" + usual + "]") << ": " << std::flush;
+    const auto line = NextLine();
+    if (!line) throw Left();
+    std::string entry(Trimmed(*line));
+    if (entry.empty()) entry = usual;
+    const std::string why = check ? check(entry) : std::string();
+    if (why.empty()) return entry;
+    std::cout << "  " << why << '\n';
+  }
+}
+
+std::string IsModel(const std::string& entry) {
+  if (FindModel(entry)) return {};
+  std::vector<std::string> models;
+  for (const CatalogueEntry& one : Catalogue()) models.emplace_back(one.card->model_id);
+  return Text(kNoModel) + DidYouMean(entry, models);
+}
+
+std::string IsNumber(const std::string& entry) { return TypedNumber(entry) ? "" : Text(kNoNumber); }
+std::string IsThere(const std::string& entry) { return entry.empty() ? Text(kMissing) : ""; }
+
+Check IsOneOf(std::vector<std::string> words) {
+  return [words = std::move(words)](const std::string& entry) {
+    if (std::count(words.begin(), words.end(), entry) > 0) return std::string();
+    std::string all;
+    for (const std::string& word : words) all += (all.empty() ? "" : ", ") + word;
+    return Text(kNoChoice, {all});
+  };
+}
+
+std::string IsSensor(const std::string& entry) {
+  if (entry == "none") return {};
+  calibration::SensorSpec sensor;
+  sensor.type = entry;
+  return calibration::SensorOf(sensor) ? "" : Text(kNoSensor);
+}
+
+std::string IsDuration(const std::string& entry) {
+  const bool unit = !entry.empty() && std::string("smhd").find(entry.back()) != std::string::npos;
+  return TypedNumber(unit ? entry.substr(0, entry.size() - 1) : entry) ? "" : Text(kNoDuration);
+}
+
+std::vector<std::string> ListOf(const std::string& entry) {
+  std::vector<std::string> parts;
+  for (const std::string_view part : SplitWords(entry, " ;")) parts.emplace_back(part);
+  return parts;
+}
+
+std::string AreNumbers(const std::string& entry) {
+  const auto parts = ListOf(entry);
+  const bool good = !parts.empty() && std::all_of(parts.begin(), parts.end(), [](const std::string& part) {
+    return TypedNumber(part).has_value();
+  });
+  return good ? "" : Text(kNoNumber);
+}
+
+double AskNumber(const LocalizedText& question, const std::string& usual) {
+  return *TypedNumber(Ask(question, usual, IsNumber));
+}
+
+bool AskWhether(const LocalizedText& question) { return Ask(question, "no", IsOneOf({"yes", "no"})) == "yes"; }
+
+// The channels of a model that can be read, or written.
+std::vector<std::string> ChannelNames(const std::string& model, bool written) {
+  std::vector<std::string> names;
+  for (const auto& channel : FindModel(model)->card->channels) {
+    const bool fits = written ? channel.direction != ChanIn : channel.direction != ChanOut;
+    if (fits) names.push_back(Shown(channel.name));
+  }
+  return names;
+}
+
+class PlanPrompt {
+ public:
+  Json Run();
+
+ private:
+  struct Place {
+    std::string instrument, model;
+  };
+  Place AskInstrument(const std::string& role);
+  std::string AskChannel(const Place& place, bool written);
+  void AddSensor(Json& to, const Place& place);
+  void AskSource();
+  void AskReference();
+  void AskUnits();
+  void AskCourse();
+
+  Json plan_;
+  Json instruments_ = Json::object();
+  std::map<std::string, std::string> known_;  // model and port to the instrument's name
+  bool all_simulated_ = true;
+};
+
+PlanPrompt::Place PlanPrompt::AskInstrument(const std::string& role) {
+  const std::string model = FindModel(Ask(kModel, "", IsModel))->card->model_id;
+  const std::string port = Ask(kPort, "sim", IsThere);
+  const auto [known, is_new] = known_.emplace(model + "@" + port, role);
+  if (is_new) instruments_[role] = {{"model", model}, {"port", port}};
+  all_simulated_ = all_simulated_ && port == "sim";
+  return {known->second, model};
+}
+
+std::string PlanPrompt::AskChannel(const Place& place, bool written) {
+  const auto names = ChannelNames(place.model, written);
+  std::string some;
+  constexpr std::size_t kShown = 8;
+  for (std::size_t k = 0; k < std::min(names.size(), kShown); ++k) some += (k == 0 ? "" : ", ") + names[k];
+  if (names.size() > kShown) some += ", …";
+  const auto entry = Ask(kChannel, names.empty() ? "" : names.front(), IsThere, {some});
+  return place.instrument + "/" + entry;
+}
+
+void PlanPrompt::AddSensor(Json& to, const Place& place) {
+  if (plan_["quantity"] == "pressure") return;
+  const bool ohms = place.model == "microk";
+  const std::string sensor = Ask(kSensor, ohms ? "pt100" : "none", IsSensor);
+  if (sensor != "none") to["sensor"] = sensor;
+}
+
+void PlanPrompt::AskSource() {
+  std::cout << '\n' << Text(kSource) << '\n';
+  const Place place = AskInstrument("source");
+  Json source{{"set", AskChannel(place, true)}};
+  source["safe"] = AskNumber(kSafe, plan_["quantity"] == "pressure" ? "0" : "20");
+  source["min"] = AskNumber(kMin, "0");
+  source["max"] = AskNumber(kMax, "100");
+  source["rate"] = AskNumber(kRate, "5");
+  plan_["source"] = std::move(source);
+}
+
+void PlanPrompt::AskReference() {
+  std::cout << '\n' << Text(kReference) << '\n';
+  const Place place = AskInstrument("reference");
+  Json reference{{"channel", AskChannel(place, false)}};
+  AddSensor(reference, place);
+  const std::string serial = Ask(kSerial, "");
+  if (!serial.empty()) reference["serial-number"] = serial;
+  plan_["reference"] = std::move(reference);
+}
+
+void PlanPrompt::AskUnits() {
+  plan_["units"] = Json::array();
+  do {
+    const std::string number = std::to_string(plan_["units"].size() + 1);
+    std::cout << '\n' << Text(kUnitHead, {number}) << '\n';
+    Json unit{{"name", Ask(kName, "Unit " + number, IsThere)}};
+    const Place place = AskInstrument("unit-" + number);
+    unit["channel"] = AskChannel(place, false);
+    AddSensor(unit, place);
+    const std::string serial = Ask(kSerial, "");
+    if (!serial.empty()) unit["serial-number"] = serial;
+    const double tolerance = AskNumber(kTolerance, "0");
+    if (tolerance > 0) unit["tolerance"] = tolerance;
+    plan_["units"].push_back(std::move(unit));
+  } while (AskWhether(kAnother));
+}
+
+void PlanPrompt::AskCourse() {
+  std::cout << '\n';
+  plan_["points"] = Json::array();
+  for (const std::string& part : ListOf(Ask(kPoints, "30 60 90", AreNumbers)))
+    plan_["points"].push_back(*TypedNumber(part));
+  if (AskWhether(kFalling)) plan_["sequence"] = "rising-falling";
+  plan_["phases"] = Json::array({"as-found"});
+  if (AskWhether(kAsLeft)) plan_["phases"].push_back("as-left");
+  Json stability{{"window", Ask(kWindow, "10m", IsDuration)}};
+  stability["spread"] = AskNumber(kSpread, "0.03");
+  stability["drift"] = AskNumber(kDrift, "0.03");
+  plan_["stability"] = std::move(stability);
+  plan_["readings"] = {{"count", static_cast<int>(AskNumber(kCount, "10"))}, {"period", "5s"}};
+}
+
+Json PlanPrompt::Run() {
+  std::cout << Text(kIntroduction) << '\n';
+  plan_["plan"] = 1;
+  plan_["title"] = Ask(kTitle, "Calibration", IsThere);
+  const std::string person = Ask(kOperator, "");
+  if (!person.empty()) plan_["operator"] = person;
+  plan_["quantity"] = Ask(kQuantity, "temperature", IsOneOf({"temperature", "pressure"}));
+  if (plan_["quantity"] == "pressure") plan_["unit"] = Ask(kUnit, "kPa", IsThere);
+  plan_["instruments"] = nullptr;  // keeps its place
+  AskSource();
+  AskReference();
+  AskUnits();
+  AskCourse();
+  plan_["instruments"] = instruments_;
+  return std::move(plan_);
+}
+
+}  // namespace
+
+int AskForPlan(const std::string& file, bool force) {
+  CheckKind("new", file, ".json");
+  CheckMayReplace("new", file, force);
+  CheckReplaceable(file);
+  try {
+    const std::string text = PlanPrompt().Run().dump(2) + "\n";
+    WriteWholeFile(file, text);
+    PrintLine(Text(kWritten, {file}));
+    for (const auto& problem : calibration::LoadPlan(text, "").problems) {
+      std::cerr << file << ":" << calibration::Described(problem) << '\n';
+    }
+    return 0;
+  } catch (const Left&) {
+    throw UsageError("new", "nothing was written: the questions were not all answered");
+  }
+}
+
+}  // namespace ulix::cli

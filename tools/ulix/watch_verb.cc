@@ -1,0 +1,200 @@
+// watch stable: waits until channels are stable, for people who calibrate by hand.
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <mutex>
+
+#include "base/localized_utf8.h"
+#include "calibration/stability.h"
+#include "platform/clock.h"
+#include "platform/terminal.h"
+#include "tools/ulix/arguments.h"
+#include "tools/ulix/calibration_view.h"
+#include "tools/ulix/connection.h"
+#include "tools/ulix/failures.h"
+#include "tools/ulix/interrupt.h"
+#include "tools/ulix/output.h"
+#include "tools/ulix/scan.h"
+#include "tools/ulix/screen_block.h"
+#include "tools/ulix/texts.h"
+#include "tools/ulix/verbs.h"
+
+namespace ulix::cli {
+namespace {
+
+using calibration::StabilityDetector;
+using calibration::StabilityLimits;
+using calibration::StabilityState;
+
+constexpr LocalizedText kGaveUp{"not stable after % s", "pas stable après % s"};
+constexpr LocalizedText kInterrupted{"interrupted before it was stable", "interrompu avant la stabilité"};
+
+struct WatchOptions {
+  ConnectionOptions connection;
+  std::string what;
+  std::vector<std::string> channels;
+  float spread = 0, drift = 0, near = 0, target = 0;
+  double window = 600, give_up = 0;
+  int min_samples = 10;
+  std::uint32_t period_ms = 1000;
+};
+
+class Watch {
+ public:
+  Watch(Session& session, const WatchOptions& options, std::vector<Channel> channels, bool has_target);
+  int Run();
+
+ private:
+  void Take(double seconds);
+  void Show(double seconds);
+  StabilityState Worst() const;
+  // Until the next reading; false when the person ends it.
+  bool Wait(MonotonicTime until) const;
+
+  Session& session_;
+  const WatchOptions& options_;
+  std::vector<Channel> channels_;
+  std::vector<StabilityDetector> detectors_;
+  std::vector<WatchedChannel> watched_;
+  std::vector<StabilityState> printed_;
+  const std::atomic<bool>& interrupted_ = CatchInterrupts();
+  ScreenBlock block_;
+};
+
+StabilityLimits LimitsOf(const WatchOptions& options, bool has_target) {
+  StabilityLimits limits{
+      .window = options.window, .spread = options.spread, .drift = options.drift, .min_samples = options.min_samples};
+  if (has_target) limits.target = options.target;
+  if (options.near > 0) limits.near = options.near;
+  if (options.give_up > 0) limits.give_up = options.give_up;
+  return limits;
+}
+
+Watch::Watch(Session& session, const WatchOptions& options, std::vector<Channel> channels, bool has_target)
+    : session_(session), options_(options), channels_(std::move(channels)) {
+  for (const Channel& channel : channels_) {
+    detectors_.emplace_back(LimitsOf(options, has_target));
+    const std::string unit = channel.unit.empty() ? "" : " (" + channel.unit + ")";
+    watched_.push_back(
+        {.status = {.name = channel.name + unit, .value = {}, .error = {}, .stability = {}}, .history = {}});
+  }
+  printed_.assign(channels_.size(), StabilityState::kWaiting);
+}
+
+void Watch::Take(double seconds) {
+  const ChannelArrays arrays = ReadOnce(session_, channels_, options_.connection.timeout_ms);
+  for (std::size_t k = 0; k < channels_.size(); ++k) {
+    WatchedChannel& watched = watched_[k];
+    const bool failed = Failed(arrays.errors.at(k)) || arrays.doubts.at(k) != Doubt::kNone;
+    watched.status.value = failed ? std::nullopt : std::optional<double>(arrays.values.at(k));
+    watched.status.error = Failed(arrays.errors.at(k)) ? session_.Explain(arrays.errors.at(k)) : "";
+    watched.status.stability = detectors_[k].Add(seconds, watched.status.value);
+    watched.history.push_back(failed ? std::nullopt : std::optional(arrays.values.at(k)));
+    if (watched.history.size() > kWatchHistory) watched.history.pop_front();
+  }
+}
+
+// On a terminal a table in place; elsewhere a line for each change of a state.
+void Watch::Show(double seconds) {
+  const Language language = LanguageOf(options_.connection);
+  if (OnTerminal()) {
+    const auto width = static_cast<std::size_t>(std::max(platform::TerminalWidth(), 20)) - 1;
+    const auto height = static_cast<std::size_t>(std::max(platform::TerminalHeight(), 8));
+    return block_.Show(WatchLines(watched_, width, height - 3, language));
+  }
+  for (std::size_t k = 0; k < watched_.size(); ++k) {
+    const auto& report = watched_[k].status.stability;
+    if (report.state == printed_[k]) continue;
+    printed_[k] = report.state;
+    const std::string left = report.seconds_left ? ", " + ClockText(*report.seconds_left) : "";
+    PrintLine(ClockText(seconds) + "  " + watched_[k].status.name + ": " + StateText(report.state, language) + left);
+  }
+}
+
+StabilityState Watch::Worst() const {
+  const bool stable = std::all_of(watched_.begin(), watched_.end(), [](const WatchedChannel& channel) {
+    return channel.status.stability.state == StabilityState::kStable;
+  });
+  return stable ? StabilityState::kStable : StabilityState::kSettling;
+}
+
+bool Watch::Wait(MonotonicTime until) const {
+  constexpr Milliseconds kGlance(50);
+  while (!interrupted_ && SystemClock().Now() < until) {
+    const auto left = std::chrono::duration_cast<Milliseconds>(until - SystemClock().Now());
+    SystemClock().SleepFor(std::clamp(left, Milliseconds(1), kGlance));
+  }
+  return !interrupted_;
+}
+
+int Watch::Run() {
+  const MonotonicTime began = SystemClock().Now();
+  for (MonotonicTime next = began;; next = std::max(next + Milliseconds(options_.period_ms), SystemClock().Now())) {
+    if (!Wait(next)) throw OperationFailed(kNoReading, Utf8Of(kInterrupted, ShownLanguage()));
+    const double seconds = std::chrono::duration<double>(SystemClock().Now() - began).count();
+    Take(seconds);
+    Show(seconds);
+    if (Worst() == StabilityState::kStable) return 0;
+    const bool gave_up = options_.give_up > 0 && seconds >= options_.give_up;
+    if (gave_up)
+      throw OperationFailed(kNoReading, WithValues(Utf8Of(kGaveUp, ShownLanguage()), {ClockText(options_.give_up)}));
+  }
+}
+
+int WatchStable(const WatchOptions& options, bool has_target) {
+  if (options.near > 0 && !has_target) throw UsageError("--near", "takes effect with --target");
+  Session session(options.connection);
+  if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
+  session.ConnectAndAsk();
+  auto channels = SelectInputs(session.Channels(), options.channels);
+  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
+  return Watch(session, options, std::move(channels), has_target).Run();
+}
+
+}  // namespace
+
+Action DefineWatch(CLI::App& verb) {
+  constexpr float kGreatest = std::numeric_limits<float>::max();
+  const auto options = std::make_shared<WatchOptions>();
+  verb.add_option("WHAT", options->what, "stable")->required()->type_name("")->check(CLI::IsMember({"stable"}));
+  AddModel(verb, options->connection);
+  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel that is on if none is given")
+      ->type_name("");
+  verb.add_option("--spread", options->spread, "Largest difference of two values in the window")
+      ->required()
+      ->type_name("X")
+      ->transform(Number(0, kGreatest));
+  verb.add_option("--drift", options->drift,
+                  "Largest drift over the window: |slope| times window; the spread if absent")
+      ->type_name("X")
+      ->transform(Number(0, kGreatest));
+  verb.add_option("--window", options->window, "Of time that is judged: seconds, or 90s, 10m, 2h; 10m if absent")
+      ->type_name("T")
+      ->transform(Duration());
+  verb.add_option("--min-samples", options->min_samples, "In the window; 10 if absent")
+      ->type_name("N")
+      ->transform(WholeNumber(2, 1000000));
+  const auto target = verb.add_option("--target", options->target, "The value that is approached")
+                          ->type_name("X")
+                          ->transform(Number(-kGreatest, kGreatest));
+  verb.add_option("--near", options->near, "Only values this near to the target count")
+      ->type_name("X")
+      ->transform(Number(0, kGreatest));
+  verb.add_option("--period", options->period_ms, "Between readings; 1000 if absent")
+      ->type_name("MS")
+      ->transform(WholeNumber(100, 3600000));
+  verb.add_option("--give-up", options->give_up, "End with exit status 1 after this time")
+      ->type_name("T")
+      ->transform(Duration());
+  AddConnection(verb, options->connection);
+  verb.footer("Exit status: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.");
+  return [=] {
+    if (options->drift == 0) options->drift = options->spread;
+    return WatchStable(*options, !target->empty());
+  };
+}
+
+}  // namespace ulix::cli

@@ -1,0 +1,31 @@
+// A small figure of values over numbers, for pages: some of them beside each other.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "base/text.h"
+
+namespace ulix::cli {
+
+struct XySeries {
+  std::string name;  // UTF-8; empty: not in the legend
+  std::vector<std::pair<double, double>> points;
+  std::vector<double> bars;  // half heights around the points; empty: none
+  bool marks = false;        // a dot each, against a line
+  std::size_t colour = 0;    // series of the same number look alike
+};
+
+struct XyFigure {
+  std::string x_label, y_label;
+  std::vector<XySeries> series;
+  std::optional<std::pair<double, double>> band;  // of values, shaded
+  std::optional<double> line_at;                  // an upright line
+};
+
+// Well-formed whatever the texts and the points are; "" without any point. Its size grows with the points.
+std::string FigureSvg(const XyFigure& figure, Language language);
+
+}  // namespace ulix::cli
