@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Reads the examples of hosts against the type library: every class and member that they name is there, and is given as
-many arguments as it takes: scripts/check_examples.py [FILE...]
+"""Checks the examples of hosts against the type library: each class and member that they name exists, and each call has
+the right number of arguments: scripts/check_examples.py [FILE...]
 
 An example that no test runs says so. Prints what is wrong and ends with 1, or how many calls were read.
 """
@@ -11,20 +11,20 @@ import sys
 from typing import NamedTuple
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
-INTERFACES = {"control": "IUlixInstr", "setup": "IUlixSetup"}  # by the name of the variable in an example
+INTERFACES = {"control": "IUlixInstr", "setup": "IUlixSetup"}  # keys: names of variables in the examples
 NOT_RUN = "Not run by the project's tests"
 
 
 class Member(NamedTuple):
-    """What a member takes: arguments in, and places for what comes out beside its result."""
+    """The signature of a member: the number of input arguments and of output arguments, without the result."""
     ins: int
     outs: int
 
 
 class Language(NamedTuple):
-    passes_outs: bool = True  # places of what comes out are arguments; else they are results
-    bare_calls: bool = False  # a statement's arguments may stand without parentheses
-    run: bool = False  # by the tests
+    passes_outs: bool = True  # output arguments are passed by the caller; else they are returned
+    bare_calls: bool = False  # the arguments of a statement may have no parentheses
+    run: bool = False  # the tests run it
     comment: str = ""
 
 
@@ -34,7 +34,7 @@ LANGUAGES = {".bas": Language(bare_calls=True, comment="'"), ".vbs": Language(ba
 
 
 def read_types():
-    """The members of each interface, as (name, kind) with kind get, put or call, and the names of the classes."""
+    """The members of each interface, as (name, kind) with kind get, put or call; and the names of the classes."""
     idl = re.sub(r"//.*", "", (ROOT / "controls" / "UlixInstrAx.idl").read_text())
     interfaces = {}
     for name, body in re.findall(r"interface (\w+) : IDispatch \{(.*?)\n\s*\}", idl, re.S):
@@ -48,7 +48,7 @@ def read_types():
 
 
 def split_arguments(text):
-    """The arguments at the beginning of a text: up to what closes them, or its end; what is left of the text after."""
+    """Splits the arguments at the beginning of a text, up to the closing bracket or the end; also returns the rest."""
     depth, quoted, start, found = 0, "", 0, []
     for index, character in enumerate(text):
         if quoted:
@@ -68,7 +68,7 @@ def split_arguments(text):
 
 
 def calls(text, language):
-    """Each use of a control or a setup object: line, variable, member, kind, how many arguments."""
+    """Each use of a control or a setup object: line, variable, member, kind, number of arguments."""
     for number, line in enumerate(text.splitlines(), 1):
         code = line if not language.comment else re.sub(rf"(^|\s){re.escape(language.comment)}.*", "", line)
         for match in re.finditer(rf"\$?\b({'|'.join(INTERFACES)})\.(\w+)", code):
@@ -89,7 +89,7 @@ def calls(text, language):
 
 
 def takes(members, name, kind, language):
-    """How many arguments a member may be given by an example, None when there is no such member."""
+    """The numbers of arguments that an example may give to a member; None when there is no such member."""
     for prefix, prefixed in (("", kind), ("set_", "put"), ("get_", "use"), ("Set", "put")):
         if not name.startswith(prefix):
             continue
@@ -101,7 +101,7 @@ def takes(members, name, kind, language):
 
 
 def sinks(text, members):
-    """What is wrong with the methods of a Python class that takes the events."""
+    """The errors in the methods of a Python class that receives the events."""
     for name, arguments in re.findall(r"    def (\w+)\(self, ?([^)]*)\)", text):
         member = members.get((name, "call"))
         if member is None:
@@ -111,7 +111,7 @@ def sinks(text, members):
 
 
 def faults(text, suffix, types):
-    """What an example names that is not there, and how many uses were read."""
+    """The errors in an example, and the number of uses that were checked."""
     interfaces, classes = types
     language = LANGUAGES[suffix]
     found, read = [], 0

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Lists words that this tree avoids, with the word to use instead: scripts/check_vocabulary.py [FILE...].
 
-Without files, every source, script and page that git tracks. Exits 1 when a word is found. Published names and quoted texts of instruments are no hits: a
-line that needs such a word ends with the comment "vocabulary: published".
+Without FILE it checks every source, script and page that git tracks. The exit code is 1 when a word is found. Published
+names and quoted texts of instruments are allowed: such a line ends with the comment "vocabulary: published".
 """
 
 import pathlib
@@ -12,7 +12,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 
-# What is avoided, and what an instrument engineer expects in its place.
+# The avoided words, each with the word that an instrument engineer expects.
 AVOIDED = [
     (r"\b[Ll]andmarks?\b", "sync query, sync reply"),
     (r"\b[Ll]edgers?\b", "outstanding replies"),
@@ -55,7 +55,7 @@ def tracked_files():
 
 
 def hits(path):
-    """Each avoided word of a file: line number, word, what to use."""
+    """Each avoided word in a file: line number, word, word to use instead."""
     text = path.read_text(encoding="utf-8", errors="replace")
     for number, line in enumerate(text.splitlines(), 1):
         if line.rstrip().endswith(EXEMPT):

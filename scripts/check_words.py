@@ -1,10 +1,14 @@
-"""Reads the sources for texts that people see, and says what is wrong with them: check_words.py [ROOT].
+"""Checks the texts in the sources that users see, and lists what is wrong with them: check_words.py [ROOT].
 
-A text is in both languages where the source says it: a pair of literals, English and French, that is a field of a table's
-row, the value of a constant of type LocalizedText, or the value of a named field. Tables are found by that shape, wherever they
-stand. Told are: a language that is missing or empty, a text that Windows-1252 has no room for, places for values that
-differ, one English text with two French ones, a word that nothing says, more or fewer values than a word has places, and
-prose, or the name of a menu's entry, that stands in the code of what people see, in one language only.
+A text is a pair of literals, English and French. The pair is a field of a table row, the value of a constant of type
+LocalizedText, or the value of a named field. The script finds the pairs by this form in any file. It lists:
+- a language that is missing or empty
+- a text that cannot be written in Windows-1252
+- two languages with a different number of places for values
+- one English text with two French texts
+- a text that is not used
+- a use with more or fewer values than the text has places
+- a sentence or a menu entry in one language only, in code whose texts users see
 """
 
 import pathlib
@@ -14,15 +18,15 @@ from collections import defaultdict
 from typing import NamedTuple
 
 ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "controls", "tools")
-# Where every sentence in a literal is shown to somebody. What else is a sentence there is named below, with its reason.
+# In these rooms every sentence in a literal is shown to a user. The exceptions are listed below, each with its reason.
 SHOWN_ROOMS = ("core", "drivers", "forms", "controls")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
 SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}|&[A-Z][a-z]+")
 NO_SENTENCES = {
-    "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion)$"),  # for who develops
-    "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # an instrument's
+    "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion)$"),  # for developers
+    "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # sent by an instrument
     "traced": re.compile(r"^(Stop: Unable to kill (Timer|Scan) Thread|ImmediateRead: .*|(switch test|high range pressure|"
                          r"low range pressure|\(external\) pressure module|HART module|another item))$"),
     "published": re.compile(r"^UlixInstrAx 1\.0 Type Library$"),
@@ -40,11 +44,11 @@ class Pair(NamedTuple):
     line: int
     english: str
     french: str
-    name: str  # the word's or the constant's; empty where the row has none
+    name: str  # name of the word or of the constant; empty when the row has none
 
 
 def tokens(source):
-    """The tokens of a source without comments; literals that follow each other are one."""
+    """The tokens of a source, without comments. Adjacent literals become one."""
     found = []
     for match in TOKEN.finditer(source):
         text = match.group()
@@ -62,7 +66,7 @@ def tokens(source):
 
 
 def name_of(found, brace):
-    """What a pair that begins at `brace` is called: Enum::kWord of its row, or the constant. None where it is no text."""
+    """The name of the pair that begins at `brace`: Enum::kWord of its row, or the constant. None when it is no text."""
     before = [token.text for token in found[max(0, brace - 5):brace]]
     if before[-1:] == [","]:
         return "".join(before[-4:-1]) if before[-3:-2] == ["::"] else ""
@@ -72,7 +76,7 @@ def name_of(found, brace):
 
 
 def scan(path, found):
-    """The pairs of one file, the literals outside them, and rows that have one language only."""
+    """The pairs of one file, the literals outside them, and the rows with only one language."""
     pairs, others, halves = [], [], []
     inside = set()
     for k, token in enumerate(found):
@@ -94,7 +98,7 @@ def places(text):
 
 
 def values_given(found):
-    """Each text that is shown with values, and how many: Localized(TextId::kName, language, {a, b}), the language being optional."""
+    """Each use of a text with values, and their number: Localized(TextId::kName, [language,] {a, b})."""
     for k, token in enumerate(found):
         if token.text not in ("Localized", "Shown", "Say") or [part.text for part in found[k + 1:k + 2]] != ["("] or found[k + 3].text != "::":
             continue
@@ -122,7 +126,7 @@ def is_sentence(found, k):
 
 
 def published(path_tokens):
-    """Texts whose row ends with their number in the string table: hosts ask for them by it, whether the code does or not."""
+    """The texts whose row ends with a number in the string table. Hosts use them by number, even if no code does."""
     names = set()
     for found in path_tokens.values():
         texts = [token.text for token in found]
@@ -133,7 +137,7 @@ def published(path_tokens):
 
 
 def check(root):
-    """Every complaint about the sources below `root`, as lines, and how many texts there are."""
+    """The complaints about the sources below `root`, as lines, and the number of texts."""
     files = sorted(file for room in ROOMS for file in (root / room).rglob("*") if file.suffix in (".h", ".cc"))
     path_tokens = {str(file.relative_to(root)): tokens(file.read_text()) for file in files}
     complaints, pairs, said = [], [], defaultdict(int)

@@ -1,4 +1,4 @@
-"""Turns the raw pictures that the automation client takes of dialogs into PNG files: pictures.py FOLDER TARGET."""
+"""Converts the raw dialog pictures of the automation client to PNG files: pictures.py FOLDER TARGET."""
 
 import pathlib
 import struct

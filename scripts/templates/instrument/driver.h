@@ -1,4 +1,4 @@
-// NewClass on a serial line: one measured channel "IN".
+// The driver of NewClass on a serial line. It has one measured channel, "IN".
 #pragma once
 
 #include <string>

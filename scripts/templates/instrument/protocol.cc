@@ -9,7 +9,7 @@ namespace ulix::new_word {
 bool IsNewClass(std::string_view identification) { return identification.find("NEW_WORD") != std::string_view::npos; }
 
 Expected<float> ParseMeasure(std::string_view reply) {
-  // What the protocol allows behind the number; anything else there makes the reply unreadable.
+  // The text that the protocol allows after the number. Any other text makes the reply invalid.
   const auto value = ParseFloatField(reply, {.behind = FieldForm::Behind::kUnit});
   return value ? Expected<float>(*value) : Failure(serialCommErrUnableToReadComm);
 }

@@ -1,4 +1,4 @@
-// Between NewClass command lines and values. Pure functions.
+// Converts between NewClass command lines and values. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,14 @@ namespace ulix::new_word {
 // Whether an identification line comes from this model.
 bool IsNewClass(std::string_view identification);
 
-// The number of a "MEAS?" reply, alone or with a unit behind a blank; serialCommErrUnableToReadComm for anything else.
+// The number in a "MEAS?" reply, alone or followed by a blank and a unit; serialCommErrUnableToReadComm for anything
+// else.
 Expected<float> ParseMeasure(std::string_view reply);
 
-// "RATE FAST"; E_INVALIDARG for a code that the table does not have.
+// The command for a rate, such as "RATE FAST"; E_INVALIDARG for a code that the table does not have.
 Expected<std::string> RateCommand(std::uint32_t rate);
 
-// The code in the reply to "RATE?"; serialCommErrUnableToReadComm for a word that is none of the table's.
+// The code of the word in a "RATE?" reply; serialCommErrUnableToReadComm for a word that the table does not have.
 Expected<std::uint32_t> ParseRate(std::string_view reply);
 
 }  // namespace ulix::new_word

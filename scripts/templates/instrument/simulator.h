@@ -1,4 +1,4 @@
-// A simulated NewClass: one measured value, asked by lines.
+// A simulated NewClass. It has one measured value; requests are lines.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// NewClass: what it is, what it can be set to, what can go wrong. Source: the instrument's command reference.
+// The tables of NewClass: model card, settings and errors. Source: the command reference of the instrument.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@ namespace ulix::new_word {
 
 //  RATE FAST
 //       |
-//       how often it measures
+//       measuring rate
 inline constexpr auto kRateWords = std::array{EnumLabel{0, "SLOW"}, EnumLabel{1, "FAST"}};
 
 // The rows below, in order.

@@ -1,4 +1,5 @@
-// The NewClass driver: its pure protocol, then whole exchanges with the simulated instrument over an in-process line.
+// Tests of the NewClass driver: first the pure protocol, then complete exchanges with the simulated instrument over an
+// in-process line.
 #include <gtest/gtest.h>
 
 #include "drivers/new_family/new_word/protocol.h"
@@ -65,7 +66,7 @@ TEST_F(NewClass, AnotherInstrumentOrNoneIsRefusedAndTheLinkClosed) {
 
 TEST_F(NewClass, FaultsGiveTheirErrorsInTheirTimeAndPass) {
   device->Connect();
-  constexpr Milliseconds kAtMost{1000 + 10};  // the read timeout, and the query's time on the line
+  constexpr Milliseconds kAtMost{1000 + 10};  // the read timeout and the time of the query on the line
   const FaultCase cases[] = {
       {{FaultKind::kSilent}, serialCommErrUnableToReadComm, kAtMost},
       {{FaultKind::kDelay, 900}, S_OK, kAtMost},
