@@ -1,4 +1,4 @@
-// Prints the string tables of the component server, as resource script, from the library's own texts.
+// Prints the string tables of the component server as a resource script. The texts are those of the library.
 #include <algorithm>
 #include <cstdio>
 #include <map>
@@ -13,12 +13,12 @@
 namespace ulix {
 namespace {
 
-using Table = std::map<int, std::string>;  // by string number, Windows-1252
+using Table = std::map<int, std::string>;  // number of the string and its text in Windows-1252
 
 struct Tables {
   Table english;
   Table french;
-  Table neutral;  // the short texts, in blocks of sixteen of their own: a neutral string hides localised ones beside it
+  Table neutral;  // the short texts; not in the same block of sixteen as localised strings, which they would hide
 };
 
 void Add(Tables& tables, int id, const LocalizedText& words) {
@@ -74,7 +74,7 @@ void Print(const char* language, const Table& table) {
   std::printf("END\n");
 }
 
-// The first block of sixteen that holds neutral and localised strings; -1 when there is none.
+// The first block of sixteen that contains both neutral and localised strings; -1 when there is none.
 int MixedBlock(const Tables& tables) {
   for (const auto& [id, text] : tables.neutral) {
     const auto next = tables.english.lower_bound(id / 16 * 16);

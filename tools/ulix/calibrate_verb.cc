@@ -1,4 +1,4 @@
-// calibrate: carries out a calibration plan, checks one, asks for a new one.
+// The verb calibrate: runs a calibration plan, checks a plan, or asks the questions for a new one.
 #include <CLI/CLI.hpp>
 
 #include <memory>
@@ -20,12 +20,12 @@ constexpr float kMaxSpeed = 1e6F;
 
 struct CalibrateOptions {
   CalibrationOptions run;
-  ConnectionOptions connection;  // of which only language and force count
+  ConnectionOptions connection;  // only language and force are used
   std::vector<std::string> words;
   double speed = 0;
 };
 
-// "PLAN", or "run PLAN", "check PLAN", "new [FILE]", "report FOLDER".
+// The words are "PLAN", "run PLAN", "check PLAN", "new [FILE]" or "report FOLDER".
 int Calibrate(CalibrateOptions options) {
   CalibrationOptions& run = options.run;
   run.language = options.connection.language;

@@ -82,7 +82,7 @@ div.one{max-width:32em}
 )css";
 
 constexpr std::size_t kMaxDrawnUnits = 6;
-constexpr std::size_t kLooksOfAPoint = 150;  // kept for the plots
+constexpr std::size_t kLooksOfAPoint = 150;  // values of a point kept for the plots
 
 std::string Joined(const std::vector<std::string>& parts, const std::string& separator) {
   std::string joined;
@@ -233,7 +233,7 @@ void Report::AddPhase(const EvaluatedUnit& unit, std::size_t phase) {
   html_ += table.Html();
 }
 
-// Points that both phases have, side by side.
+// Adds a table of the points that both phases have, side by side.
 void Report::AddComparison(const EvaluatedUnit& unit) {
   if (unit.phases.size() < 2 || unit.phases[1].points.empty()) return;
   html_ += HtmlElement("h3", Text(kBothPhases));
@@ -405,7 +405,7 @@ std::vector<std::string> CsvCells(const CalibrationFindings& findings, const Eva
 
 namespace {
 
-// A deviation from a reference that is not corrected decides nothing.
+// Removes the decisions: a deviation from an uncorrected reference proves nothing.
 void DropDecisions(Evaluation& evaluation) {
   for (EvaluatedUnit& unit : evaluation.units) {
     for (EvaluatedPhase& phase : unit.phases) {

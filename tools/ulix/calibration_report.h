@@ -1,4 +1,4 @@
-// What a run of a calibration plan found, as files for people.
+// The results of a calibration run as files for users: report and table.
 #pragma once
 
 #include <string>
@@ -9,21 +9,21 @@
 
 namespace ulix::cli {
 
-// A run, what it means, and why the evaluation has no certificate of the reference where the plan names one.
+// A run and its evaluation. `problem` says why the certificate of the reference, which the plan names, was not used.
 struct CalibrationFindings {
   calibration::RunResult run;
   calibration::Evaluation evaluation;
   std::string problem;  // UTF-8; empty: none
 };
 
-// The findings of the run in `folder`, complete or not, with its approaches for plots. OperationFailed where the
-// journal was changed or cannot be read.
+// The findings of the run in `folder`, complete or not, with the readings during the approaches for the plots. Throws
+// OperationFailed when the journal was changed or cannot be read.
 CalibrationFindings FindingsOf(const std::string& folder, Language language);
 
-// A page to print and to keep: results of each unit as found and as left, plots, budgets, instruments.
+// The HTML report: results of each unit as found and as left, plots, uncertainty budgets, instruments.
 std::string CalibrationReport(const CalibrationFindings& findings, Language language);
 
-// A line a point and unit; numbers with a point, not rounded.
+// The table: one line for each point and unit. Numbers have a decimal point and are not rounded.
 std::string CalibrationCsv(const CalibrationFindings& findings, char separator);
 
 }  // namespace ulix::cli

@@ -62,7 +62,7 @@ std::string Text(const LocalizedText& text, Language language, std::initializer_
 
 std::string DayOfToday() { return IsoTime(SystemClock().LocalTime()).substr(0, 10); }
 
-// The plan, and all that is there to say about it on standard error.
+// Loads a plan and prints its problems and warnings to standard error.
 class PlanFile {
  public:
   explicit PlanFile(const CalibrationOptions& options)
@@ -112,7 +112,8 @@ void PrintTimeTable(const Plan& plan, Language language) {
                   std::to_string(plan.phases.size()) + " × " + std::to_string(plan.points.size()), ""}));
 }
 
-// "dry-block-20260131-101112", as runs of dry-block.json are named.
+// The beginning of the folder names of a plan's runs: "dry-block-" for dry-block.json, as in
+// "dry-block-20260131-101112".
 std::string StemOf(const std::string& plan_file) { return platform::PathOf(plan_file).stem().string() + "-"; }
 
 std::string NewFolder(const std::string& plan_file) {
@@ -135,7 +136,7 @@ bool IsRunOf(const std::filesystem::path& folder, const std::string& stem) {
   return named && std::filesystem::exists(platform::PathOf(calibration::JournalPath(folder.string())), ignored);
 }
 
-// The newest run of a plan that was not complete.
+// The folder of the newest incomplete run of a plan.
 std::string LastFolder(const std::string& plan_file) {
   std::vector<std::string> folders;
   std::error_code ignored;
@@ -147,7 +148,7 @@ std::string LastFolder(const std::string& plan_file) {
   return folders.front();
 }
 
-// What a run on the simulated bench needs; a real one needs nothing.
+// The simulated bench of a run; null for a run with real instruments.
 std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& options, const std::string& folder) {
   if (!plan.simulated()) {
     if (options.speed) throw UsageError("--speed", "takes effect where every instrument is on port sim");
@@ -202,7 +203,7 @@ void CheckSigning(const Plan& plan, const std::string& sign) {
   }
 }
 
-// The run's end for a person; exit status.
+// Tells the user how the run ended. Returns the exit status.
 int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::string& folder, Language language) {
   if (!end.safe) std::cerr << "ulix: " << Text(kNotSafe, language, {end.reason}) << '\n';
   if (end.kind == RunEnd::kComplete) return 0;

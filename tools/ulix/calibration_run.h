@@ -1,4 +1,4 @@
-// A calibration plan from its file to its results.
+// Carries out a calibration plan, from its file to the results.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +13,17 @@ struct CalibrationOptions {
   std::string plan_file;
   bool dry_run = false;
   bool resume = false;
-  std::string folder;           // of the run; empty: one beside the others, named after the plan and the time
-  std::optional<double> speed;  // of simulated instruments; none: as time passes
-  std::string sign;             // "KEY,CERT"; empty: certificates are not signed
+  std::string folder;           // folder of the run; empty: a new folder, named after the plan and the time
+  std::optional<double> speed;  // speed of simulated instruments; nullopt: real time
+  std::string sign;             // files "KEY,CERT" to sign the certificates; empty: not signed
   char csv_separator = ',';
-  std::optional<Language> language;  // none: the plan's, else the user's
+  std::optional<Language> language;  // nullopt: the language of the plan, else of the user
 };
 
-// Exit status. UsageError for a plan that cannot run, after all that is wrong with it has been printed.
+// Checks a plan and prints all its problems. Returns the exit status. Throws UsageError for a plan that cannot run.
 int CheckPlanFile(const CalibrationOptions& options);
 int RunPlanFile(const CalibrationOptions& options);
-// Writes report, table and certificates of a run anew.
+// Writes the report, the table and the certificates of a run again.
 int ReportRun(const CalibrationOptions& options);
 
 }  // namespace ulix::cli

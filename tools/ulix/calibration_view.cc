@@ -64,7 +64,7 @@ constexpr std::size_t kTakenShown = 5;
 constexpr std::size_t kMessagesShown = 3;
 constexpr std::chrono::milliseconds kRedraw(100);
 
-// What the run does; while it approaches, the state of the channel that is furthest from being stable.
+// The current activity of the run. During an approach: the state of the channel that is furthest from stable.
 std::string ActivityText(const RunStatus& status, Language language) {
   if (status.catching_up) return Utf8Of(kCatchingUp, language);
   switch (status.activity) {
@@ -162,14 +162,14 @@ class TerminalView final : public CalibrationView {
   const Plan& plan_;
   const Language language_;
   RunStatus status_;
-  std::vector<WatchedChannel> channels_;  // with a window of each, thinned
+  std::vector<WatchedChannel> channels_;  // each with the values of one window, thinned
   double kept_at_ = -1;
   std::deque<std::string> taken_, messages_;
   ScreenBlock block_;
   std::chrono::steady_clock::time_point drawn_;
 };
 
-// Values over one window of the present point.
+// Keeps the values of one window at the current point.
 void TerminalView::Keep() {
   channels_.resize(status_.channels.size());
   for (std::size_t k = 0; k < channels_.size(); ++k) channels_[k].status = status_.channels[k];
@@ -204,7 +204,7 @@ void TerminalView::Draw() {
   block_.Show(lines);
 }
 
-// For pipes and logs: what changes, a line each.
+// The view for pipes and logs: one line for each change.
 class LineView final : public CalibrationView {
  public:
   LineView(const Plan& plan, Language language) : plan_(plan), language_(language) {}
@@ -224,7 +224,7 @@ class LineView final : public CalibrationView {
   void OnMessage(const std::string& text) override { Print(text); }
 
  private:
-  // A reader who has gone is no reason to leave a calibration.
+  // A closed output does not end the calibration, so errors are ignored.
   void Print(const std::string& text) { std::cout << ClockText(seconds_) << "  " << text << std::endl; }
 
   const Plan& plan_;

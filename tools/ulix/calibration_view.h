@@ -1,4 +1,4 @@
-// A run of a calibration plan while it goes on, for the person at the terminal.
+// Shows the progress of a calibration run to the user at the terminal.
 #pragma once
 
 #include <deque>
@@ -16,34 +16,35 @@ namespace ulix::cli {
 
 class CalibrationView : public calibration::RunObserver {
  public:
-  // Before somebody is asked something: what is typed then stands below what is shown.
+  // To be called before the user is asked a question, so that the answer is typed below the view.
   virtual void MakeRoom() {}
-  // The last state, when the run is over.
+  // Shows the last state. To be called when the run has ended.
   virtual void Finish() {}
 };
 
-// On a terminal a table drawn in place: points, states, spread and drift against their limits, time left, a small trend
-// of each channel. Elsewhere a line for each change. `plan` outlives it. A reader who has gone does not end the run.
+// A terminal has a table that is redrawn in place: points, states, spread and drift with their limits, time left, and a
+// small trend of each channel. Other outputs get a line for each change. `plan` must outlive the view. An output that
+// is closed by its reader does not end the run.
 std::unique_ptr<CalibrationView> MakeCalibrationView(const calibration::Plan& plan, Language language);
 
-// One channel under a stability detector, and its last values to draw.
+// A channel with its stability detector and its last values for the trend.
 struct WatchedChannel {
   calibration::ChannelStatus status;
   std::deque<std::optional<float>> history;  // oldest first
 };
 inline constexpr std::size_t kWatchHistory = 24;
 
-// Headings and a line a channel, at most so many, in `width` columns: value, spread and drift against their limits,
-// state, time left, a small trend.
+// The headings and a line for each channel, limited in number, `width` columns wide: value, spread and drift with their
+// limits, state, time left, and a small trend.
 std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
                                     Language language);
 std::string StateText(calibration::StabilityState state, Language language);
 
-// "1:02:03"; days before it where there are any.
+// A duration such as "1:02:03", preceded by days if it is longer than a day.
 std::string ClockText(double seconds);
 
 std::string PhaseText(calibration::Phase phase, Language language);
-// "120 °C ↓".
+// A point with its unit and direction, such as "120 °C ↓".
 std::string PointText(const calibration::Plan& plan, double value, calibration::Direction direction, Language language);
 
 }  // namespace ulix::cli

@@ -72,7 +72,7 @@ constexpr LocalizedText kNoSensor{"no sensor of that name", "aucun capteur de ce
 constexpr LocalizedText kNoDuration{"takes seconds, or 90s, 10m, 2h", "prend des secondes, ou 90s, 10m, 2h"};
 constexpr LocalizedText kWritten{"% written", "% écrit"};
 
-struct Left {};  // the person did
+struct Left {};  // thrown when the user leaves
 
 std::string Text(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
   return WithValues(Utf8Of(text, ShownLanguage()), values);
@@ -86,7 +86,7 @@ std::optional<std::string> NextLine() {
   return line;
 }
 
-// Why an entry is refused; empty when it is taken.
+// Checks an entry. Returns the reason of the refusal; empty when the entry is accepted.
 using Check = std::function<std::string(const std::string&)>;
 
 std::string Ask(const LocalizedText& question, const std::string& usual, const Check& check = {},
@@ -154,7 +154,7 @@ double AskNumber(const LocalizedText& question, const std::string& usual) {
 
 bool AskWhether(const LocalizedText& question) { return Ask(question, "no", IsOneOf({"yes", "no"})) == "yes"; }
 
-// The channels of a model that can be read, or written.
+// The channels of a model that can be read or, with `written`, be written.
 std::vector<std::string> ChannelNames(const std::string& model, bool written) {
   std::vector<std::string> names;
   for (const auto& channel : FindModel(model)->card->channels) {
@@ -182,7 +182,7 @@ class PlanPrompt {
 
   Json plan_;
   Json instruments_ = Json::object();
-  std::map<std::string, std::string> known_;  // model and port to the instrument's name
+  std::map<std::string, std::string> known_;  // key: model and port; value: the instrument's name in the plan
   bool all_simulated_ = true;
 };
 
@@ -273,7 +273,7 @@ Json PlanPrompt::Run() {
   if (!person.empty()) plan_["operator"] = person;
   plan_["quantity"] = Ask(kQuantity, "temperature", IsOneOf({"temperature", "pressure"}));
   if (plan_["quantity"] == "pressure") plan_["unit"] = Ask(kUnit, "kPa", IsThere);
-  plan_["instruments"] = nullptr;  // keeps its place
+  plan_["instruments"] = nullptr;  // reserves the place of this key in the file
   AskSource();
   AskReference();
   AskUnits();

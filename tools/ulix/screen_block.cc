@@ -8,7 +8,7 @@ void ScreenBlock::Show(const std::vector<std::string>& lines) {
   std::string text;
   if (drawn_ > 0) text = "\x1b[" + std::to_string(drawn_) + "A";
   for (const std::string& line : lines) text += "\r" + line + "\x1b[K\n";
-  // Lines of a longer block before.
+  // Removes the remaining lines of a previous, longer block.
   if (lines.size() < drawn_) text += "\x1b[J";
   std::cout << text << std::flush;
   drawn_ = lines.size();

@@ -1,4 +1,4 @@
-// Lines at the end of a terminal that are drawn again in place.
+// A block of lines at the end of a terminal that is redrawn in place.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,9 @@ namespace ulix::cli {
 
 class ScreenBlock {
  public:
-  // In place of the lines that were shown before. What does not fit on the terminal cannot be drawn again: the caller
-  // gives fewer lines than it has.
+  // Replaces the lines shown before. Give fewer lines than the terminal has: others cannot be redrawn.
   void Show(const std::vector<std::string>& lines);
-  // What comes next stands below.
+  // Leaves the block on the terminal. The next output is below it.
   void Leave() { drawn_ = 0; }
 
  private:

@@ -1,4 +1,4 @@
-// watch stable: waits until channels are stable, for people who calibrate by hand.
+// The verb watch stable: waits until channels are stable, for users who calibrate by hand.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -51,7 +51,7 @@ class Watch {
   void Take(double seconds);
   void Show(double seconds);
   StabilityState Worst() const;
-  // Until the next reading; false when the person ends it.
+  // Waits until the next reading. Returns false when the user ends the watch.
   bool Wait(MonotonicTime until) const;
 
   Session& session_;
@@ -97,7 +97,7 @@ void Watch::Take(double seconds) {
   }
 }
 
-// On a terminal a table in place; elsewhere a line for each change of a state.
+// Shows the states. A terminal has a table that is redrawn in place; other outputs get a line for each change of state.
 void Watch::Show(double seconds) {
   const Language language = LanguageOf(options_.connection);
   if (OnTerminal()) {
