@@ -12,7 +12,7 @@ namespace ulix::controls {
 namespace {
 
 constexpr double kLineHeight = 1.9, kEntryHeight = 1.55;  // height of a row and of its entry, in lines of text
-constexpr double kEntryWidth = 24, kUnitWidth = 6, kUnitGap = 0.5, kBrowseWidth = 4, kGap = 1.5;  // in characters
+constexpr double kEntryWidth = 24, kUnitWidth = 6, kUnitGap = 0.5, kBrowseWidth = 4, kRowGap = 1.5;  // in characters
 constexpr double kListLines = 14;
 
 bool IsTickList(const Page& page) {
@@ -23,7 +23,7 @@ bool IsTickList(const Page& page) {
 int LabelWidth(const Page& page, const Metrics& metrics) {
   int width = metrics.Across(10);
   for (const Field& field : page.fields) width = std::max(width, metrics.WidthOf(WideOf(field.label)));
-  return width + metrics.Across(kGap);
+  return width + metrics.Across(kRowGap);
 }
 
 // The label with an access key: an underlined letter that no other label of the page has. Ampersands in the label are
@@ -46,7 +46,7 @@ std::wstring WithAccelerator(const std::string& label, std::wstring& taken) {
 
 // The number of text lines of a field. A read-only text is broken into lines; the border takes part of its width.
 int LinesOf(const Field& field, const Metrics& metrics) {
-  constexpr double kTextWidth = kEntryWidth + kUnitWidth - kGap - 1;
+  constexpr double kTextWidth = kEntryWidth + kUnitWidth - kRowGap - 1;
   return field.kind == FieldKind::kShown ? metrics.LinesOf(WideOf(field.value), metrics.Across(kTextWidth)) : 1;
 }
 
@@ -126,7 +126,7 @@ HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstri
       // An edit control, so that the user can select and copy the text.
       RECT wide = place, inside;
       GetClientRect(window(), &inside);
-      wide.right = std::max(wide.right, inside.right - metrics_.Across(kGap));
+      wide.right = std::max(wide.right, inside.right - metrics_.Across(kRowGap));
       SetWindowSubclass(Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_MULTILINE | WS_TABSTOP, wide), ShowOnly, 0,
                         0);
       return nullptr;
