@@ -1,7 +1,7 @@
-' Reads a Kelvo10 once: cscript //nologo kelvo10.vbs PORT
+' Reads and drives a Kelvo10: cscript //nologo kelvo10.vbs PORT
 Option Explicit
 
-Dim control, setup, group
+Dim control, setup, group, values, errors, times
 Set control = CreateObject("Ulix.UlixInstrKelvo10Ctl.1")
 WScript.Echo control.InstrType & ", library " & control.Version
 
@@ -16,6 +16,17 @@ WScript.Echo control.Identify
 group = control.CreateGroup
 setup.SetGroup group, 1000, 0, 0, 0
 control.ConnectGroupChan group, 0
+
+' A script's own arrays hold variants, which the controls do not take: an array of ids is passed on as a control gave it.
+control.ImmediateReadGroups control.Groups
+control.GetChansVals control.InChans(group), values, errors, times
+WScript.Echo "IN: " & values(0) & " " & control.GetChanUnit(0)
+
 control.SetChanVal 1, 1.5
 WScript.Echo "OUT set to 1.5 " & control.GetChanUnit(1)
 control.Disconnect
+
+' A failure raises an error with the text of its code.
+On Error Resume Next
+control.Identify
+WScript.Echo "Identify: " & Err.Description

@@ -10,16 +10,14 @@
 #include <array>
 #include <condition_variable>
 #include <functional>
-#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "UlixInstrAx.h"
+#include "tests/automation/values.h"
 
 namespace client {
-
-using Microsoft::WRL::ComPtr;
 
 inline constexpr wchar_t kProgId[] = L"Ulix.UlixInstrKelvo10Ctl.1";
 
@@ -32,102 +30,6 @@ ComPtr<Interface> Create(const wchar_t* prog_id) {
                      reinterpret_cast<void**>(object.GetAddressOf()));
   }
   return object;
-}
-
-// A variant that clears itself.
-struct Variant : VARIANT {
-  Variant() { VariantInit(this); }
-  explicit Variant(double value) : Variant() {
-    vt = VT_R8;
-    dblVal = value;
-  }
-  explicit Variant(long value) : Variant() {
-    vt = VT_I4;
-    lVal = value;
-  }
-  explicit Variant(const wchar_t* text) : Variant() {
-    vt = VT_BSTR;
-    bstrVal = SysAllocString(text);
-  }
-  Variant(Variant&& other) noexcept : VARIANT(other) { VariantInit(&other); }
-  Variant(const Variant&) = delete;
-  ~Variant() { VariantClear(this); }
-};
-
-inline Variant IdArray(std::initializer_list<long> ids) {
-  Variant variant;
-  variant.vt = VT_ARRAY | VT_I4;
-  variant.parray = SafeArrayCreateVector(VT_I4, 0, static_cast<ULONG>(ids.size()));
-  LONG k = 0;
-  for (long id : ids) {
-    SafeArrayPutElement(variant.parray, &k, &id);
-    ++k;
-  }
-  return variant;
-}
-
-template <typename Element>
-std::vector<Element> Elements(const VARIANT& variant) {
-  void* data = nullptr;
-  SafeArrayAccessData(variant.parray, &data);
-  const auto* first = static_cast<const Element*>(data);
-  std::vector<Element> elements(first, first + variant.parray->rgsabound[0].cElements);
-  SafeArrayUnaccessData(variant.parray);
-  return elements;
-}
-
-// A string for the interface.
-class Text {
- public:
-  explicit Text(const wchar_t* text) : text_(SysAllocString(text)) {}
-  Text(const Text&) = delete;
-  ~Text() { SysFreeString(text_); }
-  operator BSTR() const { return text_; }
-
- private:
-  BSTR text_;
-};
-
-// Takes a string that the interface returned, and frees it.
-inline std::wstring Taken(BSTR text) {
-  const std::wstring taken = text ? std::wstring(text, SysStringLen(text)) : std::wstring();
-  SysFreeString(text);
-  return taken;
-}
-
-struct Failure {
-  std::wstring description;
-  std::wstring source;
-  GUID interface_id{};
-};
-
-// Takes the thread's error information, and clears it.
-inline Failure TakeFailure() {
-  Failure failure;
-  ComPtr<IErrorInfo> info;
-  if (GetErrorInfo(0, &info) != S_OK) return failure;
-  BSTR text = nullptr;
-  if (SUCCEEDED(info->GetDescription(&text))) failure.description = Taken(text);
-  if (SUCCEEDED(info->GetSource(&text))) failure.source = Taken(text);
-  info->GetGUID(&failure.interface_id);
-  return failure;
-}
-
-// Calls a member by name. The arguments are in the order of the declaration.
-inline HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD kind, std::vector<VARIANT> arguments,
-                          VARIANT* result) {
-  DISPID id = 0;
-  auto* text = const_cast<wchar_t*>(name);
-  const HRESULT found = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_USER_DEFAULT, &id);
-  if (FAILED(found)) return found;
-  std::vector<VARIANT> reversed(arguments.rbegin(), arguments.rend());
-  DISPID put = DISPID_PROPERTYPUT;
-  const bool puts = kind == DISPATCH_PROPERTYPUT;
-  DISPPARAMS parameters{reversed.data(), puts ? &put : nullptr, static_cast<UINT>(reversed.size()), puts ? 1U : 0U};
-  EXCEPINFO exception{};
-  const HRESULT called =
-      object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters, result, &exception, nullptr);
-  return called == DISP_E_EXCEPTION ? exception.scode : called;
 }
 
 // A sink that is called through its interface table, on the group's scan thread.
@@ -177,11 +79,8 @@ class Sink final : public IUlixInstrEvents {
     return S_OK;
   }
   STDMETHODIMP DevStatusChange(long) override { return S_OK; }
-  STDMETHODIMP DevError(long) override { return S_OK; }
-  STDMETHODIMP SysError(long) override {
-    if (on_error) on_error();
-    return S_OK;
-  }
+  STDMETHODIMP DevError(long code) override { return Tell(code); }
+  STDMETHODIMP SysError(long code) override { return Tell(code); }
   STDMETHODIMP Progress(short percent) override {
     {
       const std::lock_guard lock(mutex_);
@@ -193,7 +92,8 @@ class Sink final : public IUlixInstrEvents {
   STDMETHODIMP CfgGroupChange(long) override { return S_OK; }
 
   // Called at each step of a long operation and at each error. Set before the sink is advised.
-  std::function<void()> on_progress, on_error;
+  std::function<void()> on_progress;
+  std::function<void(HRESULT code)> on_error;
 
   // While held, the sink does not return from an event.
   void Hold(bool held) {
@@ -221,6 +121,10 @@ class Sink final : public IUlixInstrEvents {
   }
 
  private:
+  HRESULT Tell(HRESULT code) {
+    if (on_error) on_error(code);
+    return S_OK;
+  }
   void Note(std::wstring event) {
     std::unique_lock lock(mutex_);
     order_.push_back(std::move(event));
@@ -256,5 +160,29 @@ class Advised {
   ComPtr<IConnectionPoint> point_;
   DWORD cookie_ = 0;
 };
+
+// A setup object attached to a control.
+inline ComPtr<IUlixSetup> SetupOf(IUlixInstr* control) {
+  const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
+  EXPECT_TRUE(setup && setup->Attach(control) == S_OK);
+  return setup;
+}
+
+// The number of the port that the variable names, on which the runner put an instrument; 0 without one.
+inline long PortOfTest(const char* variable) {
+  const char* port = std::getenv(variable);
+  return port ? std::atol(port) : 0;
+}
+
+// The control's setup object, with the control put on the port that the variable names. A pseudo terminal hands over
+// what was written some milliseconds later on a busy machine, and discards the rest when it is opened again. At the
+// default speed a control that closes it waits longer than that.
+inline ComPtr<IUlixSetup> OnPortOfTest(IUlixInstr* control, const char* variable, long baud_rate = 2400) {
+  auto setup = SetupOf(control);
+  EXPECT_GT(PortOfTest(variable), 0) << variable;
+  EXPECT_EQ(setup->put_Serial(Text(L"port"), PortOfTest(variable)), S_OK);
+  EXPECT_EQ(setup->put_Serial(Text(L"baud"), baud_rate), S_OK);
+  return setup;
+}
 
 }  // namespace client

@@ -18,42 +18,19 @@ namespace {
 
 ComPtr<IUlixInstr> NewControl() { return Create<IUlixInstr>(kProgId); }
 
-// A setup object attached to a control.
-ComPtr<IUlixSetup> SetupOf(IUlixInstr* control) {
-  const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
-  EXPECT_TRUE(setup && setup->Attach(control) == S_OK);
-  return setup;
-}
-
-long PortOfInstrument() {
-  const char* port = std::getenv("ULIX_TEST_PORT");
-  return port ? std::atol(port) : 0;
-}
-
 constexpr long kNoSuchPort = 200;
 
 std::wstring InUserLanguage(const wchar_t* english, const wchar_t* french) {
   return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_FRENCH ? french : english;
 }
 
-// Connects, with up to five tries. Opening a port discards bytes that were written and not sent. On a pseudo terminal
-// these are the bytes that the instrument has not read yet: the end of the "LOC" of the connection before. The "*IDN?"
-// is then the end of a line that the instrument does not know.
-HRESULT ConnectAfterAnother(IUlixInstr* control) {
-  HRESULT result = E_FAIL;
-  for (int tries = 0; result != S_OK && tries < 5; ++tries) result = control->Connect();
-  return result;
-}
-
 // A control that is set to the instrument's port.
 class Connected : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_GT(PortOfInstrument(), 0);
     control = NewControl();
     ASSERT_TRUE(control);
-    setup = SetupOf(control.Get());
-    ASSERT_EQ(setup->put_Serial(Text(L"port"), PortOfInstrument()), S_OK);
+    setup = OnPortOfTest(control.Get(), "ULIX_TEST_PORT");
   }
   void TearDown() override {
     if (control) control->Disconnect();
@@ -140,7 +117,7 @@ TEST(Control, Failure_HasErrorInfoInTheUsersLanguage) {
 }
 
 TEST_F(Connected, IdsThatAreNotAnArrayOfLong_AreInvalid) {
-  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  ASSERT_EQ(control->Connect(), S_OK);
   Variant values, errors, times;
   const Variant ids = IdArray({0, 1});
   ASSERT_EQ(control->GetChansVals(ids, &values, &errors, &times), S_OK);
@@ -167,7 +144,7 @@ TEST_F(Connected, IdsThatAreNotAnArrayOfLong_AreInvalid) {
 }
 
 TEST_F(Connected, RunningGroup_ReportsItsScansToASink) {
-  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  ASSERT_EQ(control->Connect(), S_OK);
   BSTR text = nullptr;
   ASSERT_EQ(control->Identify(&text), S_OK);
   EXPECT_NE(Taken(text).find(L"KELVO10"), std::wstring::npos);
@@ -205,7 +182,7 @@ TEST_F(Connected, RunningGroup_ReportsItsScansToASink) {
 }
 
 TEST_F(Connected, SetChanVal_WritesOutputsOnly) {
-  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  ASSERT_EQ(control->Connect(), S_OK);
   EXPECT_EQ(control->SetChanVal(1, Variant(100.1)), S_OK);
   EXPECT_EQ(control->SetChanVal(0, Variant(1.0)), E_INVALIDARG);
 }
@@ -259,7 +236,7 @@ class Numbers {
 };
 
 TEST_F(Connected, NumberOfAnyVariantType_IsWritten) {
-  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  ASSERT_EQ(control->Connect(), S_OK);
   const Numbers numbers;
   for (const VARIANT& number : numbers.all()) {
     SCOPED_TRACE(number.vt);
@@ -327,7 +304,7 @@ TEST_F(Connected, Configuration_SurvivesStreamAndStorage) {
     EXPECT_EQ(Taken(value), L"OHM500");
     long port = 0;
     EXPECT_EQ(other_setup->get_Serial(Text(L"port"), &port), S_OK);
-    EXPECT_EQ(port, PortOfInstrument());
+    EXPECT_EQ(port, PortOfTest("ULIX_TEST_PORT"));
   };
   loads([&](IUlixInstr* other) {
     ComPtr<IPersistStreamInit> loaded;
@@ -506,9 +483,8 @@ TEST_F(Connected, RepeatedUse_LeaksNothing) {
   const int cycles = wanted ? std::atoi(wanted) : 500;
   ExpectNothingLeftBy(cycles, [] {
     const auto other = NewControl();
-    const auto other_setup = SetupOf(other.Get());
-    EXPECT_EQ(other_setup->put_Serial(Text(L"port"), PortOfInstrument()), S_OK);
-    return ConnectAfterAnother(other.Get());
+    OnPortOfTest(other.Get(), "ULIX_TEST_PORT");
+    return other->Connect();
   });
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
@@ -528,7 +504,7 @@ HRESULT CanUnloadServer() {
 
 // A host that stays inside an event keeps a scan thread there after the last object is released.
 TEST_F(Connected, ThreadStillInAnEvent_KeepsTheServerLoaded) {
-  ASSERT_EQ(ConnectAfterAnother(control.Get()), S_OK);
+  ASSERT_EQ(control->Connect(), S_OK);
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
   ASSERT_EQ(control->ConnectGroupChan(group, 0), S_OK);
@@ -556,7 +532,7 @@ TEST(Server, LastReleaseInsideAnEventOfItsOwnCall_IsSafe) {
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"parity"), 256), E_INVALIDARG);
   EXPECT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
   Sink sink;
-  sink.on_error = [&] {
+  sink.on_error = [&](HRESULT) {
     control.Reset();
     EXPECT_EQ(CanUnloadServer(), S_FALSE);
   };
@@ -597,12 +573,3 @@ TEST(Server, ObjectOrLockHeld_StaysLoaded) {
 
 }  // namespace
 }  // namespace client
-
-int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
-  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-  const int result = RUN_ALL_TESTS();
-  CoFreeUnusedLibrariesEx(0, 0);
-  CoUninitialize();
-  return result;
-}

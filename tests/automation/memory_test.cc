@@ -2,12 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/automation/client.h"
 
 namespace client {
 namespace {
+
+constexpr long kBaudRate = 9600;  // The lowest of the logger.
 
 struct Read {
   HRESULT result = S_OK;
@@ -15,18 +16,13 @@ struct Read {
   long count = -1;
 };
 
-void ReadBlock(IUlixInstr* logger, long block, long most, Read& read) {
-  read.result = logger->ReadMemBlock(block, most, 0, &read.ids, &read.values, &read.errors, &read.times, &read.count);
+void ReadBlock(IUlixInstr* logger, long block, long clear, Read& read) {
+  read.result = logger->ReadMemBlock(block, 0, clear, &read.ids, &read.values, &read.errors, &read.times, &read.count);
 }
 
 TEST(Memory, ReadMemBlock_GivesFourArraysAndProgressTo100) {
-  const char* port = std::getenv("ULIX_TEST_MEMOLOG");
-  ASSERT_TRUE(port);
   const auto logger = Create<IUlixInstr>(L"Ulix.UlixInstrMemologCtl.1");
-  const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
-  ASSERT_TRUE(logger && setup);
-  ASSERT_EQ(setup->Attach(logger.Get()), S_OK);
-  ASSERT_EQ(setup->put_Serial(Text(L"port"), std::atol(port)), S_OK);
+  OnPortOfTest(logger.Get(), "ULIX_TEST_MEMOLOG", kBaudRate);
   {
     Read unconnected;
     ReadBlock(logger.Get(), 0, 0, unconnected);
@@ -65,6 +61,35 @@ TEST(Memory, ReadMemBlock_GivesFourArraysAndProgressTo100) {
   ASSERT_FALSE(percents.empty());
   EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
   EXPECT_EQ(percents.back(), 100);
+  EXPECT_EQ(logger->Disconnect(), S_OK);
+}
+
+// A logger that refuses to clear: what was read is delivered beside the failure, which is told in every way.
+TEST(Memory, ReadMemBlockWhoseClearingFails_GivesTheRecordsAndTheFailure) {
+  const auto logger = Create<IUlixInstr>(L"Ulix.UlixInstrMemologCtl.1");
+  OnPortOfTest(logger.Get(), "ULIX_TEST_KEEPING_MEMOLOG", kBaudRate);
+  ASSERT_EQ(logger->Connect(), S_OK);
+  Variant blocks;
+  ASSERT_EQ(logger->get_MemBlocks(&blocks), S_OK);
+  const long block = Elements<long>(blocks)[0];
+  Read kept;
+  ReadBlock(logger.Get(), block, 0, kept);
+  ASSERT_EQ(kept.result, S_OK);
+
+  Sink sink;
+  const Advised advised(logger.Get(), sink);
+  HRESULT told = S_OK;
+  sink.on_error = [&told](HRESULT code) { told = code; };
+  Read read;
+  ReadBlock(logger.Get(), block, 1, read);
+  EXPECT_TRUE(FAILED(read.result));
+  EXPECT_FALSE(TakeFailure().description.empty());
+  EXPECT_EQ(told, read.result);
+  EXPECT_EQ(read.count, kept.count);
+  EXPECT_EQ(Elements<long>(read.ids), Elements<long>(kept.ids));
+  EXPECT_EQ(Elements<long>(read.errors), Elements<long>(kept.errors));
+  EXPECT_EQ(Elements<DATE>(read.times), Elements<DATE>(kept.times));
+  EXPECT_EQ(Elements<VARIANT>(read.values).size(), Elements<VARIANT>(kept.values).size());
   EXPECT_EQ(logger->Disconnect(), S_OK);
 }
 

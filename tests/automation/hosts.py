@@ -1,0 +1,97 @@
+"""Runs hosts that nobody here wrote for: the examples, and a client written from the published interface alone.
+
+Run as: python3 hosts.py library=FILE usb_helper=FILE interface_client=FILE example=FILE pascal_host=FILE [googletest
+options of the interface client]
+"""
+
+import os
+import re
+
+from server import ROOT, Server, instruments, main, windows_path
+from serial_instrument import Reply, SILENCE, SerialInstrument  # from the folder that the one above knows
+
+PORT, LOOPED_PORT, OTHER_PORT = 70, 71, 72
+EXAMPLES = ROOT / "examples"
+
+
+class LoopedInstrument(SerialInstrument):
+    """A calibrator whose output is wired to its input: it measures what it was set to. From 800 on it answers late, from
+    900 on it does not answer."""
+
+    def __init__(self):
+        # The first pattern that fits a command answers it.
+        rows = {r"OUT (?P<out>-?\d+\.\d{6})": None, r"MEAS\?": "{out} V"} | instruments.KELVO10.commands
+        rows[r"MEAS\?"] = "{out} V"
+        super().__init__(instruments.KELVO10._replace(commands=rows, state={"out": "0.000000"}))
+
+    def _reply(self, command):
+        reply = super()._reply(command)
+        out = float(self.state["out"])
+        if command != "MEAS?" or out < 800:
+            return reply
+        return SILENCE if out >= 900 else Reply(reply.encode() + b"\n", delay=0.4)
+
+
+class Hosts(Server):
+    def instrument(self, unit):
+        self.addCleanup(unit.close)
+        return unit
+
+    def kelvo10(self):
+        return self.instrument(instruments.kelvo10())
+
+    def run_on(self, unit, *command):
+        """What a host prints that is given the port of an instrument."""
+        printed = self.succeed("--com", f"{PORT}={unit.device}", *command, str(PORT))
+        self.assertIn("*IDN?\n", unit.wire().decode())
+        return printed
+
+    def test_hosts(self):
+        # A registration takes longer than all of them.
+        with self.registered():
+            for host in (self.published_interface_client, self.cpp_example, self.pascal_example, self.script_examples,
+                         self.script_that_is_the_controller):
+                with self.subTest(host.__name__):
+                    host()
+
+    def published_interface_client(self):
+        looped, other = self.instrument(LoopedInstrument()), self.instrument(SerialInstrument(instruments.CMX310))
+        links = ["--com", f"{LOOPED_PORT}={looped.device}", "--com", f"{OTHER_PORT}={other.device}"]
+        env = os.environ | {"ULIX_TEST_LOOPED_PORT": str(LOOPED_PORT), "ULIX_TEST_OTHER_PORT": str(OTHER_PORT)}
+        printed = self.succeed(*links, self.built["interface_client"], *self.options, env=env, seconds=240)
+        # A program that crashed ends as if all were well.
+        self.assertIn("[  PASSED  ]", printed)
+        print(re.search(r"\d+ tests? from \d+ test suites? ran.*", printed)[0])
+
+    def cpp_example(self):
+        self.assertEqual(self.run_on(self.kelvo10(), self.built["example"]).count("IN: 12.345"), 3)
+
+    def pascal_example(self):
+        printed = self.run_on(self.kelvo10(), self.built["pascal_host"])
+        for line in (r"late: KELVO10 SN 1234", r"late: IN 12\.345 V at ", r"event: group 1, channel 0: 12\.345, error 0",
+                     r'\$80043B00 is "Device connected is not a KELVO10"', r"kept: \d+ bytes",
+                     r"late: refused: Invalid Argument \(\$80070057\)",
+                     r"early: refused: Invalid Argument \(\$80070057\)",
+                     r"early: refused: Communication not opened \(\$8000FFFF\)", r"^17 checks$"):
+            self.assertRegex(printed, re.compile(line, re.M))
+
+    def script_examples(self):
+        shared = ["KELVO10 SN 1234", "OUT set to 1.5 V", "Communication not opened"]
+        for script, lines in {"vbscript/kelvo10.vbs": [*shared, "IN: 12.345 V"], "jscript/kelvo10.js": shared}.items():
+            with self.subTest(script):
+                unit = self.kelvo10()
+                printed = self.run_on(unit, "cscript", "//nologo", windows_path(EXAMPLES / script))
+                for line in lines:
+                    self.assertIn(line, printed)
+                self.assertIn("OUT 1.500000\n", unit.wire().decode())
+
+    def script_that_is_the_controller(self):
+        unit = self.instrument(SerialInstrument(instruments.ISOTECH))
+        printed = self.succeed("--com", f"{PORT}={unit.device}", "cscript", "//nologo",
+                               windows_path(EXAMPLES / "vbscript/isotech_object.vbs"), str(PORT))
+        self.assertEqual(printed, "controller 7 goes to 25.5\n600 is refused: 80040007\nwithout an object: 80004001\n")
+        self.assertEqual(unit.wire(), b"")
+
+
+if __name__ == "__main__":
+    main()
