@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks that file-local names differ within a target, whose files the sanitizer and Windows builds compile in batches.
 
-Such a name stands in an unnamed namespace of a .cc file: two files that are compiled as one cannot both have it. Two
-functions of one name may differ in their parameters.
+A file-local name is in an unnamed namespace of a .cc file. Two files that are compiled together cannot both have it,
+except functions with different parameters.
 """
 
 import pathlib
@@ -10,7 +10,7 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-# Rooms that make one target, and what of them goes elsewhere.
+# The rooms of each target, and the files in them that belong to another target.
 TARGETS = (
     ("base calibration core drivers forms links resources platform sessions",
      r"^calibration/(dcc|without_dcc|files)/|^platform/posix/custom_baud\.cc$"),
@@ -31,7 +31,7 @@ FUNCTION = re.compile(r"[\w:<>,&*\s\[\]]+[ &*](\w+)\(([^)]*)")
 
 
 def names_in(path):
-    """The file-local names, each with its namespace; a function with the types of its parameters."""
+    """The file-local names, each with its namespace, and functions with the types of their parameters."""
     names, local, space = set(), False, ""
     for line in path.read_text(encoding="utf-8").splitlines():
         if line == "namespace {":

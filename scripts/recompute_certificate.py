@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Recomputes every number of a run's certificates from its journal alone, by formulas of its own.
+"""Recomputes every number of a run's certificates from its journal only, with independent formulas.
 
 usage: scripts/recompute_certificate.py FOLDER
 
-FOLDER is a run's: journal.jsonl and the certificates made of it. Shares no code with the library. Exit status 1 with a
-line for each number that differs.
+FOLDER is the folder of a run, with journal.jsonl and the certificates made from it. The script shares no code with the
+library. It prints a line for each number that differs, and then exits with 1.
 """
 
 import decimal
@@ -46,7 +46,7 @@ def pt100_celsius(ohms):
 
 
 def value_of(entry, planned):
-    """What a reading means: from the bytes' number where the sensor is one of those known here."""
+    """The value of a reading, computed from the number in the reply when this script knows the sensor."""
     sensor = planned.get("sensor")
     if sensor == "pt100":
         return pt100_celsius(entry["v"] * (1000 if entry["u"].lower().startswith("k") else 1))
@@ -92,7 +92,7 @@ def deviation(values):
 
 
 def read_points(entries, plan):
-    """Of each phase its points: nominal, direction, cycle, readings of the reference and of each unit."""
+    """The points of each phase: nominal, direction, cycle, readings of the reference and of each unit."""
     slots = [plan["reference"]] + plan["units"]
     phases, taken = [], None
     for entry in entries:
