@@ -56,7 +56,7 @@ class Plans(CalibrateTest):
         status, out, err = self.ulix("calibrate", self.plan(redings={"count": 3}), "--run", self.folder / "run")
         self.assertEqual((status, out), (2, ""))
         self.assertRegex(err, r"plan\.json:\d+: .*redings.*\"readings\"")
-        self.assertRegex(self.ulix("calibrate", self.plan(points=[30, 200]))[2], r"plan\.json:\d+: points\[1\].*150")
+        self.assertRegex(self.ulix("calibrate", self.plan(points=[30, 200]))[2], r"plan\.json:\d+: points: 200 is outside.*150")
         self.assertFalse((self.folder / "run").exists())
         self.assertEqual(self.ulix("calibrate", "check", self.plan())[0], 0)
         self.assertEqual(self.ulix("calibrate", self.folder / "none.json")[0], 1)
