@@ -1,6 +1,7 @@
 // An instrument's configuration record: described by a table, held as stored values, read and written by key.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -27,17 +28,42 @@ struct EnumLabel {
   std::string In(Language language) const { return shown.en ? shown.In(language) : name; }
 };
 
+struct CodeRange {
+  std::uint32_t first, last;  // both of it
+  constexpr bool Has(std::uint32_t code) const { return code >= first && code <= last; }
+};
+
+// A setting that means something beside some codes of another one only, as a sensor does beside temperatures.
+struct Dependence {
+  struct Row {
+    CodeRange other;  // codes of the other setting
+    CodeRange own;    // that go with them; a code without a label stands for none
+  };
+  const char* on;  // the other setting's key
+  std::span<const Row> rows;
+
+  // Whether any code of the setting goes with that code of the other one.
+  constexpr bool MeansSomething(std::uint32_t other) const {
+    return std::any_of(rows.begin(), rows.end(), [&](const Row& row) { return row.other.Has(other); });
+  }
+  constexpr bool Has(std::uint32_t other, std::uint32_t own) const {
+    return std::any_of(rows.begin(), rows.end(),
+                       [&](const Row& row) { return row.other.Has(other) && row.own.Has(own); });
+  }
+};
+
 // One setting. The rows of one stored value follow each other and share its number; their bits do not overlap.
 struct SettingRow {
   const char* key;
   LocalizedText label;
-  int stored;                         // number of the stored value that holds it, from 0 without gaps
-  VariantType type;                   // type of that value: kUi1, kUi4, kR4 or kBstr
-  unsigned shift;                     // place of the setting's bits in it
-  unsigned bits;                      // how many; 0 for a real or a text
-  std::span<const EnumLabel> labels;  // empty for a plain number
-  double initial;                     // the code or the value after a reset; texts start empty
-  bool is_signed = false;             // whether all 32 bits of a kUi4 are a signed number
+  int stored;                           // number of the stored value that holds it, from 0 without gaps
+  VariantType type;                     // type of that value: kUi1, kUi4, kR4 or kBstr
+  unsigned shift;                       // place of the setting's bits in it
+  unsigned bits;                        // how many; 0 for a real or a text
+  std::span<const EnumLabel> labels;    // empty for a plain number
+  double initial;                       // the code or the value after a reset; texts start empty
+  bool is_signed = false;               // whether all 32 bits of a kUi4 are a signed number
+  const Dependence* depends = nullptr;  // for people who choose; any code is taken and kept
 };
 
 // A value as the record holds it: the bits of an integer, a real, or a text in Windows-1252.

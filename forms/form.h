@@ -27,8 +27,9 @@ struct Field {
   FieldKind kind = FieldKind::kText;
   std::string value;
   std::vector<std::string> choices;
-  std::string unit;   // Shown after the field.
-  FileQuestion file;  // The question of a kFile field.
+  std::string beside;  // The value of the field that the choices depend on. Empty when they depend on none.
+  std::string unit;    // Shown after the field.
+  FileQuestion file;   // The question of a kFile field.
 };
 
 struct Page {
@@ -50,6 +51,8 @@ struct Form {
   // Checks all entries and then sets them in the instrument. None: they are set. A form without this function is read
   // only.
   std::function<std::optional<Refusal>(const Form& entered)> apply = {};
+  // Updates the choices that depend on another field. True when any were updated. May be missing.
+  std::function<bool(Form& entered)> adapt = {};
   // Checks the entries without setting them, as far as that is possible. May be missing.
   std::function<std::optional<Refusal>(const Form& entered)> check = {};
 };

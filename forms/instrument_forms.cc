@@ -219,6 +219,52 @@ constexpr const char* kNoneCode = "0";  // The code of a setting to which none o
 
 bool HasFraction(const SettingRow& row) { return row.type == VariantType::kR4; }
 
+// The setting that a row depends on, in a record; null for a row that depends on none.
+const SettingRow* OtherOf(const Settings& record, const SettingRow& row) {
+  return row.depends ? record.Find(row.depends->on) : nullptr;
+}
+
+// Whether a code can be chosen beside the rest of the record.
+bool IsOffered(const Settings& record, const SettingRow& row, std::uint32_t code) {
+  const SettingRow* other = OtherOf(record, row);
+  return !other || row.depends->Has(CodeIn(*record.Current(), *other), code);
+}
+
+bool MeansSomething(const Settings& record, const SettingRow& row) {
+  const SettingRow* other = OtherOf(record, row);
+  return !other || row.depends->MeansSomething(CodeIn(*record.Current(), *other));
+}
+
+// The labels that can be chosen beside the rest of the record, behind "none" where that is a choice as well.
+std::vector<std::string> ChoicesBeside(const Settings& record, const SettingRow& row, Language language) {
+  std::vector<std::string> choices;
+  const bool means_something = MeansSomething(record, row);
+  const bool may_be_none =
+      row.depends && means_something && IsOffered(record, row, 0) && LabelOf(row.labels, 0).empty();
+  if (!means_something || may_be_none) choices.push_back(Localized(TextId::kNoChoice, language));
+  for (const EnumLabel& label : row.labels) {
+    if (IsOffered(record, row, label.code)) choices.push_back(label.In(language));
+  }
+  return choices;
+}
+
+// What the choices of a row are made for.
+std::string ShownOfOther(const Settings& record, const SettingRow& row, Language language) {
+  const SettingRow* other = OtherOf(record, row);
+  return other ? record.TextOf(*other, language) : std::string();
+}
+
+void MakeChoice(const Settings& record, const SettingRow& row, Language language, Field& field) {
+  field.kind = FieldKind::kChoice;
+  field.choices = ChoicesBeside(record, row, language);
+  field.beside = ShownOfOther(record, row, language);
+  if (!MeansSomething(record, row)) field.value = field.choices.front();
+  if (ChoiceOf(field)) return;
+  // A code that is no choice is one while it is set.
+  if (field.value == kNoneCode) field.value = Localized(TextId::kNoChoice, language);
+  field.choices.insert(field.choices.begin(), field.value);
+}
+
 Field SettingField(Instrument& instrument, const SettingRow& row, Language language) {
   const Settings& settings = instrument.settings();
   Field field = MakeField(row.key, row.label.In(language), FieldKind::kNumber, settings.TextOf(row, language));
@@ -228,14 +274,7 @@ Field SettingField(Instrument& instrument, const SettingRow& row, Language langu
     field.kind = FieldKind::kFile;
     field.file = std::move(*question);
   }
-  if (row.labels.empty()) return field;
-  field.kind = FieldKind::kChoice;
-  for (const EnumLabel& word : row.labels) field.choices.push_back(word.In(language));
-  // A code without a label, such as the connection of a voltage, is a choice while it is set.
-  if (!ChoiceOf(field)) {
-    if (field.value == kNoneCode) field.value = Localized(TextId::kNoChoice, language);
-    field.choices.insert(field.choices.begin(), field.value);
-  }
+  if (!row.labels.empty()) MakeChoice(settings, row, language, field);
   return field;
 }
 
@@ -310,8 +349,9 @@ std::string WordOfShown(const SettingRow& row, const std::string& entered, Langu
   return entered == Localized(TextId::kNoChoice, language) ? kNoneCode : entered;
 }
 
-// Puts an entry into a record; false when the setting refuses it.
+// Puts an entry into a record; false when the setting refuses it. A setting without meaning for the others is left.
 bool Enter(Settings& record, const SettingRow& row, const Field& field, Language language) {
+  if (!MeansSomething(record, row) && field.value == Localized(TextId::kNoChoice, language)) return true;
   if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
   const auto value = EnteredNumber(field.value);
   const auto [least, most] = Limits(row);
@@ -319,6 +359,34 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field, Language
   if (!HasFraction(row) && *value != std::floor(*value)) return false;
   const std::string text = HasFraction(row) ? FormatShortest(static_cast<float>(*value)) : FormatFixed(*value, 0);
   return Succeeded(record.SetText(row, text));
+}
+
+// Updates the choices of a field when the value that they depend on has changed; true when it has. The chosen value is
+// kept where it is still a choice.
+bool AdaptField(const Settings& record, const SettingRow& row, Language language, Field& field) {
+  const std::string beside = ShownOfOther(record, row, language);
+  if (!row.depends || field.beside == beside) return false;
+  field.beside = beside;
+  field.choices = ChoicesBeside(record, row, language);
+  if (!ChoiceOf(field)) field.value = record.TextOf(row, language);
+  if (!ChoiceOf(field)) field.value = field.choices.front();
+  return true;
+}
+
+// A setting comes after the one that it depends on.
+bool AdaptChoices(Instrument& instrument, Form& form, Language language) {
+  Settings record(instrument.settings().rows());
+  record.Replace(instrument.settings().Snapshot());
+  bool changed = false;
+  for (Page& page : form.pages) {
+    for (Field& field : page.fields) {
+      const SettingRow* row = field.kind == FieldKind::kChoice ? record.Find(field.key) : nullptr;
+      if (!row) continue;
+      if (AdaptField(record, *row, language, field)) changed = true;
+      Enter(record, *row, field, language);
+    }
+  }
+  return changed;
 }
 
 // Whether the entries are only checked, or also set in the instrument.
@@ -369,6 +437,7 @@ std::optional<Refusal> ApplyAll(Instrument& instrument, const Form& form, Langua
 // Makes the form's check and apply functions from `take`.
 template <typename Take>
 void TakeWith(Form& form, Instrument& instrument, Language language, Take* take) {
+  form.adapt = [&instrument, language](Form& entered) { return AdaptChoices(instrument, entered, language); };
   form.apply = [&instrument, language, take](const Form& entered) {
     return take(instrument, entered, language, Extent::kGive);
   };

@@ -83,6 +83,16 @@ void FormPane::Refuse(const Refusal& refusal) {
   MessageBeep(MB_ICONWARNING);
 }
 
+void FormPane::Adapt() {
+  Page& page = form_.pages[shown_];
+  view_->Collect(page);
+  const Page before = page;
+  if (!form_.adapt || !form_.adapt(form_)) return;
+  for (std::size_t k = 0; k < page.fields.size(); ++k) {
+    if (page.fields[k].choices != before.fields[k].choices) view_->ShowChoices(k, page.fields[k]);
+  }
+}
+
 HWND FormPane::First() const { return list_ ? list_ : GetNextDlgTabItem(view_->window(), nullptr, FALSE); }
 
 LRESULT FormPane::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
@@ -95,7 +105,10 @@ LRESULT FormPane::Handle(UINT message, WPARAM wparam, LPARAM lparam) {
     SetTextColor(reinterpret_cast<HDC>(wparam), kReasonColour);
     return brush;
   }
-  if (message == FormView::kChanged && changed_) changed_();
+  if (message == FormView::kChanged) {
+    Adapt();
+    if (changed_) changed_();
+  }
   return ChildWindow::Handle(message, wparam, lparam);
 }
 

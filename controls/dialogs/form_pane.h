@@ -31,6 +31,8 @@ class FormPane final : public ChildWindow {
  private:
   LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam) override;
   void TurnTo(std::size_t page);
+  // Shows the choices that go with what was entered.
+  void Adapt();
   void TellReason(const std::string& reason);
 
   Form& form_;

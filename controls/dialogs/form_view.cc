@@ -148,6 +148,12 @@ HWND FormView::MakeList(const Field& field, RECT place) {
   place.bottom += metrics_.Down(14);  // height of the open list
   const DWORD kind = field.kind == FieldKind::kChoice ? CBS_DROPDOWNLIST : CBS_DROPDOWN | CBS_AUTOHSCROLL;
   const HWND box = Make(L"COMBOBOX", L"", kind | WS_VSCROLL | WS_TABSTOP, place);
+  FillList(box, field);
+  return box;
+}
+
+void FormView::FillList(HWND box, const Field& field) {
+  SendMessageW(box, CB_RESETCONTENT, 0, 0);
   for (const std::string& choice : field.choices)
     SendMessageW(box, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(WideOf(choice).c_str()));
   const auto chosen = std::find(field.choices.begin(), field.choices.end(), field.value);
@@ -156,7 +162,10 @@ HWND FormView::MakeList(const Field& field, RECT place) {
   } else {
     SetWindowTextW(box, WideOf(field.value).c_str());
   }
-  return box;
+}
+
+void FormView::ShowChoices(std::size_t field, const Field& shown) {
+  if (field < rows_.size() && rows_[field].entry) FillList(rows_[field].entry, shown);
 }
 
 void FormView::ShowList(const Page& page) {
@@ -186,9 +195,13 @@ void FormView::Collect(Page& page) const {
       field.value = ListView_GetCheckState(list_, static_cast<int>(k)) ? "1" : "";
     } else if (k < rows_.size() && rows_[k].entry) {
       const HWND entry = rows_[k].entry;
+      // The text of a list follows its selection later, in some systems.
+      const auto chosen = field.kind == FieldKind::kChoice ? SendMessageW(entry, CB_GETCURSEL, 0, 0) : CB_ERR;
       const bool is_tick = field.kind == FieldKind::kCheckBox;
       const bool ticked = is_tick && SendMessageW(entry, BM_GETCHECK, 0, 0) == BST_CHECKED;
       field.value = is_tick ? (ticked ? "1" : "") : TextOfWindow(entry);
+      if (chosen >= 0 && static_cast<std::size_t>(chosen) < field.choices.size())
+        field.value = field.choices[static_cast<std::size_t>(chosen)];
     }
   }
 }

@@ -24,6 +24,8 @@ class FormView final : public ChildWindow {
   void Place(const RECT& place);
   // Replaces the page that is shown. Entries that were not collected are lost.
   void Show(const Page& page);
+  // Replaces the choices of a field of the page that is shown.
+  void ShowChoices(std::size_t field, const Field& shown);
   // Writes the entries into `page`, which must be the page that is shown.
   void Collect(Page& page) const;
   // Sets the focus to the field.
@@ -50,6 +52,7 @@ class FormView final : public ChildWindow {
   Row MakeRow(const Field& field, int label_width, std::wstring& taken);
   HWND MakeEntry(const Field& field, const RECT& place, const std::wstring& label);
   HWND MakeList(const Field& field, RECT place);
+  static void FillList(HWND box, const Field& field);
   void Browse(const Row& row);
   HWND Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place);
   void Clear();

@@ -97,7 +97,7 @@ class TerminalTest(ContractTest):
             edit.answer("Input connection [(none)]: ", nonsense)
             edit.wait_for("Choose one of the list.")
         edit.answer("Input connection [(none)]: ", "")
-        edit.answer("Input sensor [(none)]: ", "")
+        edit.answer("Input sensor [TYP_K]: ", "")
         edit.answer("Input cold junction [JR_ON]: ", "JR_PROG")
         for nonsense, reason in ("warm", "This is not a number."), ("1e60", "is not in the range from "):
             edit.answer("temperature [0]: ", nonsense)
@@ -108,7 +108,7 @@ class TerminalTest(ContractTest):
         status, rest = edit.end()
         self.assertEqual((status, kept.exists()), (0, True), rest)
         shown = self.succeed("config", "kelvo10", "show", "--config", kept)
-        for line in ("input-function = TC (11)", "input-cold-junction = JR_PROG (2)", "output-function = TC (11)",
+        for line in ("input-function = TC (11)", "input-sensor = TYP_K (1)", "input-cold-junction = JR_PROG (2)", "output-function = TC (11)",
                      "input-cold-junction-temperature = 21.5", "COM 7:Kelvo10 (19200 bds"):
             self.assertIn(line, shown)
 

@@ -41,6 +41,29 @@ TEST_P(RangeProtocol, EveryRangeCommand_IsReadBackAsItWasSent) {
   }
 }
 
+// What a person may choose beside a function makes a command, and no function is left without what it needs.
+TEST_P(RangeProtocol, EveryChoiceOfferedForAFunction_CanBeSent) {
+  const auto codes = [&](SettingIndex setting, std::uint32_t function) {
+    const SettingRow& row = model.card.settings[static_cast<std::size_t>(setting)];
+    std::vector<std::uint32_t> offered;
+    for (std::uint32_t code = 0; code <= row.labels.size(); ++code) {
+      if (row.depends->Has(function, code)) offered.push_back(code);
+    }
+    return offered.empty() ? std::vector<std::uint32_t>{0} : offered;
+  };
+  for (const Side side : {Side::kInput, Side::kOutput}) {
+    const bool input = side == Side::kInput;
+    for (std::uint32_t function = 1; function <= model.functions.size(); ++function) {
+      for (const std::uint32_t connection : codes(input ? kInputConnection : kOutputConnection, function)) {
+        for (const std::uint32_t sensor : codes(input ? kInputSensor : kOutputSensor, function)) {
+          EXPECT_TRUE(RangeCommand(model, side, {function, connection, sensor, 0, 0.0F}, 0))
+              << function << " " << connection << " " << sensor;
+        }
+      }
+    }
+  }
+}
+
 TEST_P(RangeProtocol, MeaninglessRangeReply_IsNotSupported) {
   for (const char* refused :
        {"", "CFG_IN", "V50,V5", "TC,TYP_K", "TYP_K,CEL", "V50 CFG_IN", "V50,20", "TC,TYP_K,CEL,JR_PROG,20,30",

@@ -149,6 +149,36 @@ TEST_F(InstrumentForms, CfgForm_GoodValues_AreSetAndShownAgain) {
   EXPECT_EQ(CodeIn(instrument.settings().Snapshot(), *instrument.settings().Find("input-connection")), 0U);
 }
 
+TEST_F(InstrumentForms, CfgForm_OffersTheChoicesOfTheChosenFunction) {
+  using Choices = std::vector<std::string>;
+  auto instrument = Make("kelvo10");
+  const auto setting = [&](const char* key) { return instrument.settings().TextOf(*instrument.settings().Find(key)); };
+  Form form = CfgForm(instrument, Language::kEnglish);
+  const auto choose = [&](const char* function) {
+    FindField(form, "input-function")->value = function;
+    return form.adapt(form);
+  };
+  for (const char* key : {"input-connection", "input-sensor", "input-cold-junction", "output-sensor"})
+    EXPECT_EQ(FindField(form, key)->choices, Choices{"(none)"}) << key;
+  EXPECT_FALSE(choose("V50"));
+  EXPECT_TRUE(choose("RT"));
+  EXPECT_EQ(FindField(form, "input-connection")->choices, (Choices{"WIRE2", "WIRE3", "WIRE4"}));
+  EXPECT_EQ(FindField(form, "input-connection")->value, "WIRE2");
+  EXPECT_EQ(FindField(form, "input-sensor")->value, "TYP_PT50");
+  EXPECT_EQ(FindField(form, "input-cold-junction")->choices, Choices{"(none)"});
+  EXPECT_EQ(FindField(form, "output-sensor")->choices, Choices{"(none)"}) << "of the other side";
+  EXPECT_EQ(Enter(form, "input-sensor", "TYP_NI100"), "");
+  EXPECT_EQ(setting("input-sensor") + setting("input-connection"), "TYP_NI100WIRE2");
+  EXPECT_TRUE(choose("MA50"));
+  EXPECT_EQ(FindField(form, "input-connection")->choices, (Choices{"TXP", "TXA", "TXA24", "TXA50"}));
+  EXPECT_TRUE(choose("TC"));
+  EXPECT_EQ(FindField(form, "input-connection")->choices.front(), "(none)");
+  EXPECT_EQ(FindField(form, "input-cold-junction")->value, "JR_ON");
+  EXPECT_TRUE(choose("V5"));
+  EXPECT_EQ(Enter(form, "input-cold-junction-temperature", "5"), "");
+  EXPECT_EQ(setting("input-sensor"), "TYP_NI100") << "kept for when it means something again";
+}
+
 TEST_F(InstrumentForms, PropertiesForm_UnchangedValuesOfEveryModel_AreAccepted) {
   for (const CatalogueEntry& entry : Catalogue()) {
     SCOPED_TRACE(entry.card->model_id);

@@ -221,6 +221,7 @@ std::string FormPrompt::Enter(Form& form, const Question& question, const std::s
   }
   std::string reason = Objection(form, question);
   if (!reason.empty()) field.value = before;
+  if (reason.empty() && form.adapt) form.adapt(form);
   return reason;
 }
 

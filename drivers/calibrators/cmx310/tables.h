@@ -51,7 +51,22 @@ inline constexpr auto kSensorWords = std::array{
     EnumLabel{17, "TYP_PT1000"},
 };
 
-inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
+// Which connections, sensors and cold junctions go with which functions. A thermocouple may do without a connection.
+inline constexpr CodeRange kCurrents{7, 8}, kResistances{9, 11}, kThermocouple{12, 12}, kThermometer{13, 13};
+inline constexpr CodeRange kWires{1, 2}, kNoneOrWires{0, 2}, kTransmitters{3, 4};
+inline constexpr auto kInputConnections =
+    std::array{Dependence::Row{kCurrents, kTransmitters}, Dependence::Row{kResistances, kWires},
+               Dependence::Row{kThermocouple, kNoneOrWires}, Dependence::Row{kThermometer, kWires}};
+inline constexpr auto kSensors =
+    std::array{Dependence::Row{kThermocouple, {1, 13}}, Dependence::Row{kThermometer, {14, 17}}};
+inline constexpr auto kColdJunctions = std::array{Dependence::Row{kThermocouple, {0, 3}}};
+
+inline constexpr range_calibrator::SideDependences kOfInput = {
+    {"input-function", kInputConnections}, {"input-function", kSensors}, {"input-function", kColdJunctions}};
+inline constexpr range_calibrator::SideDependences kOfOutput = {
+    {"output-function", {}}, {"output-function", kSensors}, {"output-function", kColdJunctions}};
+inline constexpr auto kSettings =
+    range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords, kOfInput, kOfOutput);
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{cmx310CtlErrNotCmx310,

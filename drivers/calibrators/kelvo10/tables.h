@@ -49,7 +49,25 @@ inline constexpr auto kSensorWords = std::array{
     EnumLabel{25, "TYP_NI1000"},
 };
 
-inline constexpr auto kSettings = range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords);
+// Which connections, sensors and cold junctions go with which functions. A thermocouple may do without a connection.
+inline constexpr CodeRange kCurrents{6, 7}, kResistances{8, 10}, kThermocouple{11, 11}, kThermometer{12, 12};
+inline constexpr CodeRange kWires{1, 3}, kNoneOrWires{0, 3}, kTransmitters{4, 7};
+inline constexpr auto kInputConnections =
+    std::array{Dependence::Row{kCurrents, kTransmitters}, Dependence::Row{kResistances, kWires},
+               Dependence::Row{kThermocouple, kNoneOrWires}, Dependence::Row{kThermometer, kWires}};
+inline constexpr auto kOutputConnections =
+    std::array{Dependence::Row{kCurrents, kTransmitters}, Dependence::Row{kThermocouple, kNoneOrWires},
+               Dependence::Row{kThermometer, kWires}};
+inline constexpr auto kSensors =
+    std::array{Dependence::Row{kThermocouple, {1, 13}}, Dependence::Row{kThermometer, {14, 25}}};
+inline constexpr auto kColdJunctions = std::array{Dependence::Row{kThermocouple, {0, 3}}};
+
+inline constexpr range_calibrator::SideDependences kOfInput = {
+    {"input-function", kInputConnections}, {"input-function", kSensors}, {"input-function", kColdJunctions}};
+inline constexpr range_calibrator::SideDependences kOfOutput = {
+    {"output-function", kOutputConnections}, {"output-function", kSensors}, {"output-function", kColdJunctions}};
+inline constexpr auto kSettings =
+    range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords, kOfInput, kOfOutput);
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{kelvo10CtlErrNotKelvo10,

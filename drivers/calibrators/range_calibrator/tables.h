@@ -36,6 +36,11 @@ constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kC
   return words;
 }
 
+// What goes with the functions of a side.
+struct SideDependences {
+  Dependence connection, sensor, cold_junction;
+};
+
 inline constexpr std::uint32_t kProgrammedColdJunction = 2;
 inline constexpr auto kColdJunctionWords = std::array{
     EnumLabel{0, "JR_ON"},
@@ -70,14 +75,25 @@ enum SettingIndex {
 // The configuration record: the same fields in every model, with the model's words.
 constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const EnumLabel> functions,
                                                               std::span<const EnumLabel> connections,
-                                                              std::span<const EnumLabel> sensors) {
+                                                              std::span<const EnumLabel> sensors,
+                                                              const SideDependences& input,
+                                                              const SideDependences& output) {
   constexpr auto kUi4 = VariantType::kUi4;
   constexpr auto kUi1 = VariantType::kUi1;
   constexpr auto kR4 = VariantType::kR4;
   return {{
       {"input-function", {"Input function", "Fonction d'entrée"}, 0, kUi4, 0, 4, functions, 1},
-      {"input-connection", {"Input connection", "Raccordement d'entrée"}, 0, kUi4, 4, 3, connections, 0},
-      {"input-sensor", {"Input sensor", "Capteur d'entrée"}, 0, kUi4, 7, 5, sensors, 0},
+      {"input-connection",
+       {"Input connection", "Raccordement d'entrée"},
+       0,
+       kUi4,
+       4,
+       3,
+       connections,
+       0,
+       false,
+       &input.connection},
+      {"input-sensor", {"Input sensor", "Capteur d'entrée"}, 0, kUi4, 7, 5, sensors, 0, false, &input.sensor},
       {"input-cold-junction",
        {"Input cold junction", "Jonction de référence d'entrée"},
        1,
@@ -85,7 +101,9 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
        0,
        8,
        kColdJunctionWords,
-       0},
+       0,
+       false,
+       &input.cold_junction},
       {"input-cold-junction-temperature",
        {"Input cold-junction temperature", "Température de jonction d'entrée"},
        2,
@@ -95,8 +113,17 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
        {},
        0},
       {"output-function", {"Output function", "Fonction de sortie"}, 3, kUi4, 0, 4, functions, 1},
-      {"output-connection", {"Output connection", "Raccordement de sortie"}, 3, kUi4, 4, 3, connections, 0},
-      {"output-sensor", {"Output sensor", "Capteur de sortie"}, 3, kUi4, 7, 5, sensors, 0},
+      {"output-connection",
+       {"Output connection", "Raccordement de sortie"},
+       3,
+       kUi4,
+       4,
+       3,
+       connections,
+       0,
+       false,
+       &output.connection},
+      {"output-sensor", {"Output sensor", "Capteur de sortie"}, 3, kUi4, 7, 5, sensors, 0, false, &output.sensor},
       {"output-cold-junction",
        {"Output cold junction", "Jonction de référence de sortie"},
        4,
@@ -104,7 +131,9 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
        0,
        8,
        kColdJunctionWords,
-       0},
+       0,
+       false,
+       &output.cold_junction},
       {"output-cold-junction-temperature",
        {"Output cold-junction temperature", "Température de jonction de sortie"},
        5,
