@@ -41,7 +41,8 @@ struct RuleFinding {
   std::string text;
 };
 
-// From the result of a run of the rules (Schematron's report, SVRL). What is for information alone is left out.
+// From the result of a run of the rules (Schematron's report, SVRL). What is for information alone, or about the
+// elements of a signature, is left out.
 Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view report);
 
 // The document with an empty signature at its end, for xmlsec1 to fill in: exclusive canonicalisation, RSA with
