@@ -72,6 +72,34 @@ Comparison Compare(int rounds, Work&& work, Bare&& bare) {
           Percentile(bare_times, 0.5)};
 }
 
+// Rounds of the same comparison, one after the other: the median of the rounds is what counts, since something else may
+// run during one of them.
+inline constexpr int kRounds = 5;
+class ComparedRounds {
+ public:
+  void Add(const Comparison& round) { rounds_.push_back(round); }
+  double ratio() const { return Median(&Comparison::ratio); }
+  double time() const { return Median(&Comparison::time); }
+  double bare_time() const { return Median(&Comparison::bare_time); }
+  // "8.90 us over 9.80 us; rounds 0.90 0.91 0.92 0.92 0.95"
+  std::string Details() const {
+    std::string details = Text("%.2f us over %.2f us; rounds", time(), bare_time());
+    for (const double ratio : Sorted(&Comparison::ratio)) details += Text(" %.3f", ratio);
+    return details;
+  }
+
+ private:
+  std::vector<double> Sorted(double Comparison::*part) const {
+    std::vector<double> values;
+    for (const Comparison& round : rounds_) values.push_back(round.*part);
+    std::sort(values.begin(), values.end());
+    return values;
+  }
+  double Median(double Comparison::*part) const { return Percentile(Sorted(part), 0.5); }
+
+  std::vector<Comparison> rounds_;
+};
+
 // A child process that ends with this object, or with this process.
 class ChildProcess {
  public:
