@@ -70,6 +70,11 @@ std::optional<float> ParseFloatField(std::string_view field, const FieldForm& fo
   return static_cast<float>(number->value);
 }
 
+std::optional<double> ParseDoubleField(std::string_view field, const FieldForm& form) {
+  const auto number = ParseField(field, form);
+  return number ? std::optional(number->value) : std::nullopt;
+}
+
 bool MayCutNumber(std::string_view line, std::size_t limit) {
   if (line.size() < limit) return false;
   const std::size_t last = line.find_last_not_of(kLineBlanks);

@@ -33,6 +33,7 @@ std::optional<FieldNumber> ParseField(std::string_view field, const FieldForm& f
 
 // The value of ParseField.
 std::optional<float> ParseFloatField(std::string_view field, const FieldForm& form = {});
+std::optional<double> ParseDoubleField(std::string_view field, const FieldForm& form = {});
 
 // Whether a text has no control characters except blanks and line ends. A zero byte is a control character.
 bool IsPlainText(std::string_view text);

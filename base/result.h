@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <tl/expected.hpp>
+#include <utility>
 
 #include "base/error_codes.h"
 
@@ -30,6 +32,12 @@ template <typename T>
 using Expected = tl::expected<T, HRESULT>;
 
 inline tl::unexpected<HRESULT> Failure(HRESULT code) { return tl::unexpected<HRESULT>(code); }
+
+// The value, or the code where there is none.
+template <typename T>
+Expected<T> OrFailure(std::optional<T> value, HRESULT code) {
+  return value ? Expected<T>(*std::move(value)) : Failure(code);
+}
 
 // The code of a result: S_OK with a value, else the failure.
 template <typename T>

@@ -37,6 +37,7 @@ std::string AsciiUpper(std::string_view text);
 bool EqualIgnoringCase(std::string_view a, std::string_view b);
 
 std::string_view Trimmed(std::string_view text);
+inline bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
 // Replaces each '%' of the text by the next value.
 std::string WithValues(std::string text, std::span<const std::string> values);
@@ -48,5 +49,9 @@ inline std::string WithValues(std::string text, std::initializer_list<std::strin
 std::vector<std::string_view> SplitFields(std::string_view text, char separator);
 // The words of `text`: the parts between any of `separators`, without empty parts.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);
+// Empty where there are fewer.
+inline std::string_view FieldAt(std::span<const std::string_view> fields, std::size_t at) {
+  return at < fields.size() ? fields[at] : std::string_view();
+}
 
 }  // namespace ulix

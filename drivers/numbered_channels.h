@@ -11,8 +11,8 @@
 namespace ulix {
 
 // A measured channel for each name. The names outlive the rows.
-template <std::size_t kCount>
-constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<NumberedText, kCount>& names) {
+template <std::size_t kCount, std::size_t kSize>
+constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<NumberedTextOf<kSize>, kCount>& names) {
   std::array<ChannelRow, kCount> rows{};
   for (std::size_t id = 0; id < kCount; ++id) rows[id] = {names[id].data(), ChanIn};
   return rows;

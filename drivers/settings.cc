@@ -132,6 +132,15 @@ std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code) {
   return found ? found->name : std::string_view();
 }
 
+std::optional<std::string> CommandOf(std::string command, std::span<const std::string> words) {
+  const char* before = "";
+  for (const std::string& word : words) {
+    if (word.empty()) return std::nullopt;
+    command += std::exchange(before, ",") + word;
+  }
+  return command;
+}
+
 std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word) {
   const auto found =
       std::find_if(words.begin(), words.end(), [&](const EnumLabel& w) { return EqualIgnoringCase(w.name, word); });

@@ -56,14 +56,14 @@ struct Dependence {
 struct SettingRow {
   const char* key;
   LocalizedText label;
-  int stored;                           // number of the stored value that holds it, from 0 without gaps
-  VariantType type;                     // type of that value: kUi1, kUi4, kR4 or kBstr
-  unsigned shift;                       // place of the setting's bits in it
-  unsigned bits;                        // how many; 0 for a real or a text
-  std::span<const EnumLabel> labels;    // empty for a plain number
-  double initial;                       // the code or the value after a reset; texts start empty
-  bool is_signed = false;               // whether all 32 bits of a kUi4 are a signed number
-  const Dependence* depends = nullptr;  // for people who choose; any code is taken and kept
+  int stored;                              // number of the stored value that holds it, from 0 without gaps
+  VariantType type;                        // type of that value: kUi1, kUi4, kR4 or kBstr
+  unsigned shift = 0;                      // place of the setting's bits in it
+  unsigned bits = 0;                       // how many; 0 for a real or a text
+  std::span<const EnumLabel> labels = {};  // empty for a plain number
+  double initial = 0;                      // the code or the value after a reset; texts start empty
+  bool is_signed = false;                  // whether all 32 bits of a kUi4 are a signed number
+  const Dependence* depends = nullptr;     // for people who choose; any code is taken and kept
 };
 
 // A value as the record holds it: the bits of an integer, a real, or a text in Windows-1252.
@@ -118,6 +118,8 @@ void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::strin
 
 // The word of a code; empty when it has none.
 std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code);
+// A command and its words, with commas between them. None when a word is empty: its code has no label.
+std::optional<std::string> CommandOf(std::string command, std::span<const std::string> words);
 std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word);
 
 }  // namespace ulix

@@ -53,7 +53,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ulix::range_calibrator::CheckMeasure(reply);
   ulix::range_calibrator::CheckRange(ulix::range_calibrator::Side::kInput, reply);
   ulix::range_calibrator::CheckRange(ulix::range_calibrator::Side::kOutput, reply);
-  ulix::Require(ulix::range_calibrator::IsModel(ulix::kelvo10::kModel, std::string(reply) + "KELVO10"),
-                "the name is found anywhere in a line");
   return 0;
 }

@@ -58,7 +58,7 @@ void CheckHart(std::string_view answer) {
 
 void CheckMicrok(std::string_view answer) {
   for (const auto model : {microk::kMicrok, microk::kMillik}) {
-    CheckResult(microk::CheckIdentity(model, answer), microkErrExceptionCode);
+    microk::IsOf(model, answer);
     const auto version = microk::VersionIn(model, answer);
     Require(!version || std::isfinite(*version), "a version is finite");
   }

@@ -11,7 +11,7 @@ struct ErrorRow {
   LocalizedText long_text;
   const char* short_text;
   int long_id;  // The numbers of both texts in the string table.
-  int short_id;
+  int short_id = long_id + 1000;
 };
 
 }  // namespace ulix

@@ -72,19 +72,16 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{cmx310CtlErrNotCmx310,
              {"Device connected is not a CMX310", "L'appareil connecté n'est pas un CMX310"},
              "NOT_CMX310",
-             3800,
-             4800},
+             3800},
     ErrorRow{cmx310CtlErrHigherCmx310VerRequired,
              {"Too old CMX310 Version", "Version trop ancienne du CMX310"},
              "HIGHER_CMX310_VER",
-             3801,
-             4801},
+             3801},
     ErrorRow{cmx310CtlErrHigherCmx310CtlVerRequired,
              {"Too old Exploitation Software Version", "Version trop ancienne du logiciel d'exploitation"},
              "HIGHER_CMX310CTL_VER",
-             3802,
-             4802},
-    ErrorRow{cmx310CtlErrRgeNotSupported, {"Range not supported", "Calibre non supporté"}, "RGE_NOT_SUPP", 3803, 4803},
+             3802},
+    ErrorRow{cmx310CtlErrRgeNotSupported, {"Range not supported", "Calibre non supporté"}, "RGE_NOT_SUPP", 3803},
 };
 
 inline constexpr ModelCard kCard = {

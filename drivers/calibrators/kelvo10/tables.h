@@ -73,19 +73,16 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{kelvo10CtlErrNotKelvo10,
              {"Device connected is not a KELVO10", "L'appareil connecté n'est pas un KELVO10"},
              "NOT_KELVO10",
-             3804,
-             4804},
+             3804},
     ErrorRow{kelvo10CtlErrHigherKelvo10VerRequired,
              {"Too old KELVO10 Version", "Version trop ancienne du KELVO10"},
              "HIGHER_KELVO10_VER",
-             3805,
-             4805},
+             3805},
     ErrorRow{kelvo10CtlErrHigherKelvo10CtlVerRequired,
              {"Too old Exploitation Software Version", "Version trop ancienne du logiciel d'exploitation"},
              "HIGHER_KELVO10CTL_VER",
-             3806,
-             4806},
-    ErrorRow{kelvo10CtlErrRgeNotSupported, {"Range not supported", "Calibre non supporté"}, "RGE_NOT_SUPP", 3807, 4807},
+             3806},
+    ErrorRow{kelvo10CtlErrRgeNotSupported, {"Range not supported", "Calibre non supporté"}, "RGE_NOT_SUPP", 3807},
 };
 
 inline constexpr ModelCard kCard = {

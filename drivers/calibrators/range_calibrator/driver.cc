@@ -7,30 +7,24 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\n', .reply_size = kLongestReply + 1};
 
-constexpr std::string_view kIdentify = "*IDN?";
-
 // The instrument switches relays after a range command and hears nothing meanwhile.
 constexpr Milliseconds kRangePause{100};
 
 }  // namespace
 
 RangeCalibratorDriver::RangeCalibratorDriver(const Model& model, const DriverServices& services)
-    : Driver(model.card, LineWire(kLine, services)), model_(model) {}
+    : IdentifiedDriver(model.card, LineWire(kLine, services)), model_(model) {}
+
+IdentityQuery RangeCalibratorDriver::identity_query() const {
+  return {.query = "*IDN?", .reply = kLine.usual(), .other_instrument = model_.not_this_model};
+}
 
 Expected<bool> RangeCalibratorDriver::StartSession(Conversation& talk) {
-  const auto identification = talk.QueryText(kIdentify, kLine.usual());
-  if (!identification) return Failure(identification.error());
-  if (!IsModel(model_, *identification)) return Failure(model_.not_this_model);
-  HRESULT result = talk.Admit(*identification, model_.not_this_model);
-  if (Succeeded(result)) result = talk.Send("REM");
-  return Started(result);
+  const HRESULT result = CodeOf(CheckIdentity(talk));
+  return Started(Failed(result) ? result : talk.Send("REM"));
 }
 
 void RangeCalibratorDriver::EndSession(Conversation& talk) { talk.Send("LOC"); }
-
-SyncQuery RangeCalibratorDriver::sync_query() const { return {.query = kIdentify}; }
-
-Expected<std::string> RangeCalibratorDriver::Identify() { return AskText(kIdentify, kLine.usual()); }
 
 // The output's command is built once the input's is sent: an output that cannot be expressed leaves the input set.
 HRESULT RangeCalibratorDriver::SendCfg() {

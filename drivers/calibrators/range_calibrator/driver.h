@@ -6,15 +6,14 @@
 #include <vector>
 
 #include "drivers/calibrators/range_calibrator/protocol.h"
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 
 namespace ulix::range_calibrator {
 
-class RangeCalibratorDriver final : public Driver {
+class RangeCalibratorDriver final : public IdentifiedDriver {
  public:
   RangeCalibratorDriver(const Model& model, const DriverServices& services);
 
-  Expected<std::string> Identify() override;
   HRESULT SendCfg() override;
   HRESULT ReadCfg() override;
   Reading ReadChannel(ChannelId id) override;
@@ -24,8 +23,8 @@ class RangeCalibratorDriver final : public Driver {
  private:
   Expected<bool> StartSession(Conversation& talk) override;
   void EndSession(Conversation& talk) override;
-  SyncQuery sync_query() const override;
-  bool IsSyncReply(std::string_view reply) const override { return IsModel(model_, reply); }
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view text) const override { return text.find(model_.identity) != text.npos; }
   HRESULT SendRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
   Expected<RangeReply> ReadRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
 

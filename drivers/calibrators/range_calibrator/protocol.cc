@@ -42,23 +42,6 @@ const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
   return Row(model, static_cast<SettingIndex>(of_input + step));
 }
 
-// Parameters of a range command; a word that its table does not have makes the whole command invalid.
-class Parameters {
- public:
-  void AddWord(const SettingRow& row, std::uint32_t code) { Add(LabelOf(row.labels, code)); }
-  void Add(std::string_view word) {
-    if (word.empty()) valid_ = false;
-    text_ += text_.empty() ? "" : ",";
-    text_ += word;
-  }
-  bool valid() const { return valid_; }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-  bool valid_ = true;
-};
-
 // A word before those of the command. One that names the other side belongs to the other query's reply.
 bool IsHeader(Side side, std::string_view word) {
   const std::string upper = AsciiUpper(word);
@@ -161,23 +144,21 @@ void PutUnit(const Model& model, std::vector<StoredValue>& record, std::uint32_t
 Expected<std::string> RangeCommand(const Model& model, Side side, const SideConfig& config, std::uint32_t unit) {
   const FunctionRow* function = FunctionOf(model, config.function);
   if (!function) return Failure(model.range_not_supported);
-  Parameters parameters;
-  parameters.Add(function->word);
-  if (HasConnection(model, side, function->quantity, config.connection)) {
-    parameters.AddWord(Row(model, kInputConnection), config.connection);
-  }
+  std::vector<std::string> words = {function->word};
+  const auto add = [&](SettingIndex index, std::uint32_t code) {
+    words.emplace_back(LabelOf(Row(model, index).labels, code));
+  };
+  if (HasConnection(model, side, function->quantity, config.connection)) add(kInputConnection, config.connection);
   if (MeasuresTemperature(function->quantity)) {
-    parameters.AddWord(Row(model, kInputSensor), config.sensor);
-    parameters.AddWord(Row(model, kTemperatureUnit), unit);
+    add(kInputSensor, config.sensor);
+    add(kTemperatureUnit, unit);
   }
-  if (function->quantity == Quantity::kThermocouple) {
-    parameters.AddWord(Row(model, kInputColdJunction), config.cold_junction);
-    if (config.cold_junction == kProgrammedColdJunction) {
-      parameters.Add(FormatGeneral(config.cold_junction_temperature));
-    }
+  const bool thermocouple = function->quantity == Quantity::kThermocouple;
+  if (thermocouple) add(kInputColdJunction, config.cold_junction);
+  if (thermocouple && config.cold_junction == kProgrammedColdJunction) {
+    words.push_back(FormatGeneral(config.cold_junction_temperature));
   }
-  if (!parameters.valid()) return Failure(model.range_not_supported);
-  return (side == Side::kInput ? "RANGE_IN " : "RANGE_OUT ") + parameters.text();
+  return OrFailure(CommandOf(side == Side::kInput ? "RANGE_IN " : "RANGE_OUT ", words), model.range_not_supported);
 }
 
 Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before) {
@@ -197,27 +178,15 @@ Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_
   return range;
 }
 
-bool IsModel(const Model& model, std::string_view identification) {
-  return identification.find(model.identity) != std::string_view::npos;
-}
-
 Expected<Measured> ParseMeasure(std::string_view reply) {
-  static constexpr std::array<std::string_view, 9> kUnits = {"V",
-                                                             "MV",
-                                                             "MA",
-                                                             "OHM",
-                                                             "OHMS",
-                                                             "C",
-                                                             "F",
-                                                             "K",
-                                                             "\xB0"
-                                                             "C"};
+  static constexpr std::array<std::string_view, 9> kUnits = {"V", "MV", "MA", "OHM",       "OHMS",
+                                                             "C", "F",  "K",  kCelsiusText};
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kText, .joined_units = kUnits};
   if (MayCutNumber(reply, kLongestReply)) return Failure(serialCommErrUnableToReadComm);
   if (IsPlainText(reply) && !ParseDecimalPrefix(reply)) return Measured{0.0F, Doubt::kNoNumber};
-  const auto value = ParseFloatField(reply, kForm);
-  if (!value) return Failure(serialCommErrUnableToReadComm);
-  return Measured{*value};
+  return OrFailure(ParseFloatField(reply, kForm), serialCommErrUnableToReadComm).map([](float value) {
+    return Measured{value};
+  });
 }
 
 std::string OutputCommand(float value) { return "OUT " + FormatFixed(value); }

@@ -50,9 +50,6 @@ inline constexpr std::size_t kLongestReply = 49;
 // the other side, a control character, or a line that may be cut in a word is the model's range_not_supported.
 Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before);
 
-// Whether an identification line comes from the model.
-bool IsModel(const Model& model, std::string_view identification);
-
 // The number at the start of a "MEAS?" reply; behind a blank anything may follow it, directly a unit of the family. A
 // reply that begins with no number is 0 with Doubt::kNoNumber, as hosts know it. serialCommErrUnableToReadComm: a
 // control character, a number that goes on in another way (12,25), that may be cut at the line's limit, or that a float

@@ -107,11 +107,7 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
       {"input-cold-junction-temperature",
        {"Input cold-junction temperature", "Température de jonction d'entrée"},
        2,
-       kR4,
-       0,
-       0,
-       {},
-       0},
+       kR4},
       {"output-function", {"Output function", "Fonction de sortie"}, 3, kUi4, 0, 4, functions, 1},
       {"output-connection",
        {"Output connection", "Raccordement de sortie"},
@@ -137,12 +133,8 @@ constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const En
       {"output-cold-junction-temperature",
        {"Output cold-junction temperature", "Température de jonction de sortie"},
        5,
-       kR4,
-       0,
-       0,
-       {},
-       0},
-      {"temperature-unit", {"Temperature unit", "Unité de température"}, 6, kUi1, 0, 8, kUnitWords, 0},
+       kR4},
+      {"temperature-unit", {"Temperature unit", "Unité de température"}, 6, kUi1, 0, 8, kUnitWords},
   }};
 }
 

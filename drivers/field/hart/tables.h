@@ -27,11 +27,10 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{hartCtlErrNotHart,
              {"Device connected is not a HART", "L'appareil connecté n'est pas un HART"},
              "NOT_HART",
-             3600,
-             4600},
-    ErrorRow{hartCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 3601, 4601},
-    ErrorRow{hartCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3602, 4602},
-    ErrorRow{hartCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 3603, 4603},
+             3600},
+    ErrorRow{hartCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 3601},
+    ErrorRow{hartCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3602},
+    ErrorRow{hartCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 3603},
 };
 
 inline constexpr ModelCard kCard = {

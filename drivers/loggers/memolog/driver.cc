@@ -73,8 +73,12 @@ Expected<Words> MemologDriver::Ask(Conversation& talk, Command command, const Wo
   return OnRegisters(talk, [&](ModbusRegisters& registers) { return Mailbox(registers).Ask(command, data, at_once); });
 }
 
-Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once) {
-  return Exchange([&](Conversation& talk) { return Ask(talk, command, data, at_once); });
+Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once, unsigned* forgotten) {
+  return Exchange([&](Conversation& talk) {
+    auto reply = Ask(talk, command, data, at_once);
+    if (forgotten) *forgotten = TimesForgotten();
+    return reply;
+  });
 }
 
 Expected<std::uint16_t> MemologDriver::ReadRegister(std::uint16_t address) {

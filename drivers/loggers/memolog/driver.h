@@ -62,7 +62,8 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
   // Exchanges of one mailbox operation each.
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);
-  Expected<Words> Ask(Command command, const Words& data, std::size_t at_once);
+  // `forgotten`: TimesForgotten() at the reply, by which parts of one read are known to be of the same logger.
+  Expected<Words> Ask(Command command, const Words& data, std::size_t at_once, unsigned* forgotten = nullptr);
   Expected<std::uint16_t> ReadRegister(std::uint16_t address);
   HRESULT WriteRegister(std::uint16_t address, std::uint16_t value);
 

@@ -59,10 +59,7 @@ class SimulatedLayout final : public ProgramLayout {
                                           "%",
                                           "bar"};
     ChannelRecord channel;
-    for (std::size_t i = 2; i < 6; ++i) {
-      channel.name += static_cast<char>(LowByte(record[i]));
-      channel.name += static_cast<char>(HighByte(record[i]));
-    }
+    channel.name = BytesOf(std::span(record).subspan(2, 4));
     channel.name.resize(std::min(channel.name.find('\0'), channel.name.size()));
     channel.type = LowByte(record[6]);
     const std::size_t unit = HighByte(record[6]);

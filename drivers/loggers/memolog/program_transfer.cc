@@ -73,11 +73,7 @@ Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& 
 Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRecord& take) {
   constexpr std::size_t kCountAt = 2;
   unsigned forgotten = 0;
-  const auto counted = Exchange([&](Conversation& talk) {
-    auto reply = Ask(talk, kCountRecords, {}, kCountAt + 1);
-    forgotten = TimesForgotten();
-    return reply;
-  });
+  const auto counted = Ask(kCountRecords, {}, kCountAt + 1, &forgotten);
   if (!counted) return Failure(counted.error());
   auto program = std::make_shared<Program>();
   const std::uint32_t count = (*counted)[kCountAt];

@@ -18,6 +18,29 @@ constexpr std::size_t kRequestWords = 4;  // of kReadRecords, repeated in its re
 std::uint16_t WireNumber(std::uint32_t block) { return static_cast<std::uint16_t>(block + 1); }
 std::uint16_t Word(unsigned low, unsigned high) { return static_cast<std::uint16_t>((low & 0xFFU) | high << 8U); }
 
+// Of the two bytes in a word.
+enum class ByteOrder { kLowFirst, kHighFirst };
+
+Words Packed(std::string_view bytes, ByteOrder order) {
+  Words words;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const unsigned first = static_cast<unsigned char>(bytes[i]), second = static_cast<unsigned char>(bytes[i + 1]);
+    words.push_back(order == ByteOrder::kLowFirst ? Word(first, second) : Word(second, first));
+  }
+  return words;
+}
+
+std::string Unpacked(std::span<const std::uint16_t> words, ByteOrder order) {
+  std::string bytes;
+  bytes.reserve(words.size() * 2);
+  for (const std::uint16_t word : words) {
+    const auto low = static_cast<char>(word & 0xFFU), high = static_cast<char>(word >> 8U);
+    bytes += order == ByteOrder::kLowFirst ? low : high;
+    bytes += order == ByteOrder::kLowFirst ? high : low;
+  }
+  return bytes;
+}
+
 }  // namespace
 
 std::vector<FrameBlock> FrameBlocks(std::size_t words) {
@@ -40,43 +63,19 @@ Words TextRegisters(std::string_view command) {
   platform::OemFromAnsi(text);
   text += '\0';
   text.resize(text.size() + text.size() % 2);
-  Words registers;
-  for (std::size_t i = 0; i < text.size(); i += 2) {
-    registers.push_back(Word(static_cast<unsigned char>(text[i + 1]), static_cast<unsigned char>(text[i])));
-  }
-  return registers;
+  return Packed(text, ByteOrder::kHighFirst);
 }
 
 std::string TextIn(std::span<const std::uint16_t> registers) {
-  std::string text;
-  for (const std::uint16_t value : registers) {
-    text += static_cast<char>(value >> 8U);
-    text += static_cast<char>(value & 0xFFU);
-  }
+  const std::string text = Unpacked(registers, ByteOrder::kHighFirst);
   return text.substr(0, text.find('\0'));
 }
 
-std::string BytesOf(std::span<const std::uint16_t> words) {
-  std::string bytes;
-  bytes.reserve(words.size() * 2);
-  for (const std::uint16_t word : words) {
-    bytes += static_cast<char>(word & 0xFFU);
-    bytes += static_cast<char>(word >> 8U);
-  }
-  return bytes;
-}
-
-Words WordsOf(std::string_view bytes) {
-  Words words;
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    words.push_back(Word(static_cast<unsigned char>(bytes[i]), static_cast<unsigned char>(bytes[i + 1])));
-  }
-  return words;
-}
+std::string BytesOf(std::span<const std::uint16_t> words) { return Unpacked(words, ByteOrder::kLowFirst); }
+Words WordsOf(std::string_view bytes) { return Packed(bytes, ByteOrder::kLowFirst); }
 
 bool IsMemolog(std::string_view identification) {
-  return std::ranges::any_of(kModelWords,
-                             [&](const char* word) { return identification.find(word) != std::string_view::npos; });
+  return std::ranges::any_of(kModelWords, [&](const char* word) { return Contains(identification, word); });
 }
 
 std::string VersionText(const std::string& identification, std::string_view program_name) {

@@ -84,11 +84,7 @@ Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t mo
 
 // Whatever happens once the block may be frozen, it is released and the lock register gets back what it held.
 HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
-  const auto reply = Exchange([&](Conversation& talk) {
-    auto told = Ask(talk, kMemoryBlock, BlockStateData(reading.block), kBlockStateReply);
-    reading.forgotten = TimesForgotten();
-    return told;
-  });
+  const auto reply = Ask(kMemoryBlock, BlockStateData(reading.block), kBlockStateReply, &reading.forgotten);
   if (!reply) return reply.error();
   const auto state = ParseBlockState(*reply);
   if (!state) return link().codes().unread;
@@ -118,11 +114,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     const std::uint32_t count = std::min<std::uint32_t>(kRecordsPerRead, reading.count - done);
     const Words request = ReadRecordsData(reading.block, first + done, count);
     unsigned forgotten = 0;
-    const auto reply = Exchange([&](Conversation& talk) {
-      auto told = Ask(talk, kMemoryBlock, request, ReadRecordsReply(count));
-      forgotten = TimesForgotten();
-      return told;
-    });
+    const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count), &forgotten);
     if (!reply) return reply.error();
     const auto records = RecordsIn(*reply, request);
     // What went and came back may be another logger.

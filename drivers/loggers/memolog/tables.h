@@ -5,7 +5,7 @@
 
 #include "drivers/loggers/memolog/program_model.h"
 #include "drivers/model_card.h"
-#include "drivers/numbered_text.h"
+#include "drivers/numbered_channels.h"
 #include "drivers/program_transfer.h"
 
 namespace ulix::memolog {
@@ -18,18 +18,13 @@ inline constexpr std::array<std::uint32_t, 4> kRates = {9600, 19200, 38400, 5600
 
 // A channel's id is its number - 1. Which of them a logger has is up to its program.
 inline constexpr auto kChannelNames = NumberTexts<kChannelCount, 8>("CH", "", 1);
-consteval std::array<ChannelRow, kChannelCount> ChannelRows() {
-  std::array<ChannelRow, kChannelCount> rows{};
-  for (std::size_t k = 0; k < rows.size(); ++k) rows[k] = {kChannelNames[k].data(), ChanIn};
-  return rows;
-}
-inline constexpr auto kChannels = ChannelRows();
+inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
 enum SettingIndex { kSlave, kProgramFile };
 
 inline constexpr auto kSettings = std::array{
     SettingRow{"slave", {"Slave address", "Adresse esclave"}, 0, VariantType::kUi1, 0, 8, {}, 1},
-    SettingRow{"program-file", {"Program file", "Fichier programme"}, 1, VariantType::kBstr, 0, 0, {}, 0},
+    SettingRow{"program-file", {"Program file", "Fichier programme"}, 1, VariantType::kBstr},
 };
 
 inline constexpr auto kLinkSettings = std::array{kSettings[kSlave].key};
@@ -42,63 +37,54 @@ inline constexpr ProgramFileKind kProgramFileKind = {
 };
 
 // Of long operations, as they go on.
-inline constexpr ulix::LocalizedText kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
-inline constexpr ulix::LocalizedText kSent = {"Program sent", "Programme envoyé"};
-inline constexpr ulix::LocalizedText kNotSent = {"Unable to send Program File",
-                                                 "Impossible d'envoyer le fichier programme"};
-inline constexpr ulix::LocalizedText kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
-inline constexpr ulix::LocalizedText kReRead = {"Program re-read", "Programme relu"};
-inline constexpr ulix::LocalizedText kNotCreated = {"Unable to create Program File",
-                                                    "Impossible de créer le fichier programme"};
-inline constexpr ulix::LocalizedText kRecordOf = {"Record % from %", "Enregistrement % sur %"};
-inline constexpr ulix::LocalizedText kReadingTitle = {"Reading...", "Lecture..."};
-inline constexpr ulix::LocalizedText kReadingBlock = {"Reading measurement bloc % from %",
-                                                      "Lecture du bloc de mesures % sur %"};
-inline constexpr ulix::LocalizedText kReadingEnds = {"End of the reading", "Fin de la lecture"};
+inline constexpr LocalizedText kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
+inline constexpr LocalizedText kSent = {"Program sent", "Programme envoyé"};
+inline constexpr LocalizedText kNotSent = {"Unable to send Program File", "Impossible d'envoyer le fichier programme"};
+inline constexpr LocalizedText kReadTitle = {"Re-Read MEMOLOG Program", "Relire le programme du MEMOLOG"};
+inline constexpr LocalizedText kReRead = {"Program re-read", "Programme relu"};
+inline constexpr LocalizedText kNotCreated = {"Unable to create Program File",
+                                              "Impossible de créer le fichier programme"};
+inline constexpr LocalizedText kRecordOf = {"Record % from %", "Enregistrement % sur %"};
+inline constexpr LocalizedText kReadingTitle = {"Reading...", "Lecture..."};
+inline constexpr LocalizedText kReadingBlock = {"Reading measurement bloc % from %",
+                                                "Lecture du bloc de mesures % sur %"};
+inline constexpr LocalizedText kReadingEnds = {"End of the reading", "Fin de la lecture"};
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{memologCtlErrNotMemolog,
              {"Device connected is not a MEMOLOG", "L'appareil connecté n'est pas un MEMOLOG"},
              "NOT_MEMOLOG",
-             3300,
-             4300},
+             3300},
     ErrorRow{memologCtlErrHigherMemologVerRequired,
              {"Too old MEMOLOG Version", "Version trop ancienne du MEMOLOG"},
              "HIGHER_MEMOLOG_VER",
-             3301,
-             4301},
+             3301},
     ErrorRow{memologCtlErrHigherMemologCtlVerRequired,
              {"Too old Exploitation Software Version", "Version trop ancienne du logiciel d'exploitation"},
              "HIGHER_MEMOLOGCTL_VER",
-             3302,
-             4302},
+             3302},
     ErrorRow{memologCtlErrMbusFct,
              {"Modbus function refused by the device", "Fonction Modbus refusée par l'appareil"},
              "MBUS_FCT",
-             3303,
-             4303},
+             3303},
     ErrorRow{memologCtlErrMbusAddr,
              {"Modbus address refused by the device", "Adresse Modbus refusée par l'appareil"},
              "MBUS_ADDR",
-             3304,
-             4304},
+             3304},
     ErrorRow{memologCtlErrMbusData,
              {"Modbus data refused by the device", "Données Modbus refusées par l'appareil"},
              "MBUS_DATA",
-             3305,
-             4305},
-    ErrorRow{memologCtlErrOpenFile, {"Unable to open file", "Impossible d'ouvrir le fichier"}, "OPEN_FILE", 3306, 4306},
+             3305},
+    ErrorRow{memologCtlErrOpenFile, {"Unable to open file", "Impossible d'ouvrir le fichier"}, "OPEN_FILE", 3306},
     ErrorRow{memologCtlErrInvalidProgFile,
              {"Invalid program file", "Fichier programme incorrect"},
              "INVALID_PROG_FILE",
-             3307,
-             4307},
-    ErrorRow{memologCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 3308, 4308},
+             3307},
+    ErrorRow{memologCtlErrChNum, {"Invalid channel number", "Numéro de voie incorrect"}, "CH_NUM", 3308},
     ErrorRow{memologCtlErrMemLocked,
              {"Memory is being read by another program", "Mémoire en cours de lecture par un autre programme"},
              "MEM_LOCKED",
-             3309,
-             4309},
+             3309},
 };
 
 inline constexpr ModelCard kCard = {

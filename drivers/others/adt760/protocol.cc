@@ -16,8 +16,6 @@ constexpr std::string_view kDigits = "0123456789";
 // From here on a value stands for none: infinity is told as 9.9E37, NaN as 9.91E37.
 constexpr float kOverload = 9.9e37F;
 
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
-
 }  // namespace
 
 bool IsAdt760(std::string_view identification) { return Contains(identification, kModelWord); }

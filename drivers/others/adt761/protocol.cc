@@ -17,10 +17,6 @@ constexpr std::string_view kRefused = "E";
 // The part before the first colon is field 0.
 std::vector<std::string_view> FieldsOf(std::string_view answer) { return SplitFields(answer, ':'); }
 
-std::string_view FieldAt(const std::vector<std::string_view>& fields, std::size_t index) {
-  return index < fields.size() ? fields[index] : std::string_view();
-}
-
 std::string_view NameIn(std::string_view query) { return query.substr(query.rfind(':') + 1); }
 
 // Whether a word is the name of something else that is asked: its answer came late.

@@ -10,22 +10,18 @@
 namespace ulix::flukehydra {
 namespace {
 
-constexpr std::string_view kIdentify = "*IDN?\r";
 constexpr int kAttempts = 5;
 constexpr LineProfile kLine = {
     .terminator = '\n', .reply_size = 256, .open_attempts = 11, .read_ms = 10000, .write_ms = 1000};
-constexpr ReplyPlan kIdentification = {.size = 256, .attempts = kAttempts};
 constexpr ReplyPlan kResult = {.size = 512, .attempts = kAttempts};
 constexpr ReplyPlan kResultPrompt = {.size = 4, .attempts = kAttempts, .prefix_suffices = true};
 constexpr ReplyPlan kOrderPrompt = {.size = 50, .attempts = kAttempts};
 
-// From here on a late opening is worth a trace.
-constexpr int kLateAttempt = 5;
+constexpr int kLateAttempt = 5;  // at opening, from which on it is traced
 
 constexpr Refusals kReadingRefusals = {flukehydraCtlErrCmdExecError, flukehydraCtlErrNoMeasAvailable};
 constexpr Refusals kConfigRefusals = {flukehydraCtlErrCmdSyntaxError, flukehydraCtlErrCmdExecError};
 
-// A late opening is worth a trace.
 void TraceOpening(int attempt) {
   if (attempt < kLateAttempt) return;
   TraceLine(AnsiFromUtf8("FLUKE HYDRA Open() : ok, mais plus de 4 essais nécessaires !!!???"));
@@ -39,28 +35,18 @@ Wire HydraWire(const DriverServices& services) {
 
 }  // namespace
 
-FlukeHydraDriver::FlukeHydraDriver(const DriverServices& services) : Driver(kCard, HydraWire(services)) {}
+FlukeHydraDriver::FlukeHydraDriver(const DriverServices& services) : IdentifiedDriver(kCard, HydraWire(services)) {}
 
-Expected<bool> FlukeHydraDriver::StartSession(Conversation& talk) {
-  const auto line = talk.QueryText(kIdentify, kIdentification);
-  if (!line) return Failure(line.error());
-  const std::string identification(WithoutReturn(*line));
-  if (!IsHydra(identification)) return Failure(flukehydraCtlErrNotFlukeHydra);
-  return Started(talk.Admit(identification, flukehydraCtlErrNotFlukeHydra));
+IdentityQuery FlukeHydraDriver::identity_query() const {
+  return {.query = "*IDN?\r",
+          .reply = {.size = 256, .attempts = kAttempts},
+          .other_instrument = flukehydraCtlErrNotFlukeHydra,
+          .start = "FLUKE",
+          .text = WithoutReturn,
+          .trailing_lines = 1};
 }
 
-SyncQuery FlukeHydraDriver::sync_query() const { return {.query = kIdentify, .trailing_lines = 1}; }
-
-bool FlukeHydraDriver::IsSyncReply(std::string_view reply) const {
-  const std::size_t start = reply.rfind("FLUKE");
-  return start != reply.npos && IsHydra(reply.substr(start));
-}
-
-Expected<std::string> FlukeHydraDriver::Identify() {
-  return AskText(kIdentify, kIdentification).map([](const std::string& line) {
-    return std::string(WithoutReturn(line));
-  });
-}
+bool FlukeHydraDriver::IsModel(std::string_view identification) const { return IsHydra(identification); }
 
 Expected<FlukeHydraDriver::Answer> FlukeHydraDriver::Ask(Conversation& talk, const std::string& query,
                                                          const Refusals& refusals) {

@@ -4,16 +4,15 @@
 #include <string>
 #include <string_view>
 
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 #include "drivers/others/flukehydra/protocol.h"
 
 namespace ulix::flukehydra {
 
-class FlukeHydraDriver final : public Driver {
+class FlukeHydraDriver final : public IdentifiedDriver {
  public:
   explicit FlukeHydraDriver(const DriverServices& services);
 
-  Expected<std::string> Identify() override;
   // Channels are set up at the instrument; the record says what was found there, and nothing is sent.
   HRESULT ReadCfg() override;
   // flukehydraCtlErrChNum for a channel that is none.
@@ -28,9 +27,8 @@ class FlukeHydraDriver final : public Driver {
     std::string prompt;
   };
 
-  Expected<bool> StartSession(Conversation& talk) override;
-  SyncQuery sync_query() const override;
-  bool IsSyncReply(std::string_view reply) const override;
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view identification) const override;
   static Expected<Answer> Ask(Conversation& talk, const std::string& query, const Refusals& refusals);
   // One configuration query's result.
   static Expected<std::string> AskConfig(Conversation& talk, const std::string& query);

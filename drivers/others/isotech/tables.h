@@ -54,11 +54,10 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{isotechCtlErrNotIsotech,
              {"Device connected is not an Isotech", "L'appareil connecté n'est pas un Isotech"},
              "NOT_ISOTECH",
-             3700,
-             4700},
+             3700},
     // Spelt as programs know it.
-    ErrorRow{isotechCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOLEDGE", 3701, 4701},
-    ErrorRow{isotechCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3702, 4702},
+    ErrorRow{isotechCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOLEDGE", 3701},
+    ErrorRow{isotechCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3702},
 };
 
 inline constexpr ModelCard kCard = {

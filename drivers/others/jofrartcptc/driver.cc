@@ -46,7 +46,8 @@ HRESULT Take(Conversation& talk, std::span<const Step> steps) {
 
 }  // namespace
 
-JofraRtcPtcDriver::JofraRtcPtcDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
+JofraRtcPtcDriver::JofraRtcPtcDriver(const DriverServices& services)
+    : IdentifiedDriver(kCard, LineWire(kLine, services)) {}
 
 const Dialect& JofraRtcPtcDriver::CurrentDialect() const {
   return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
@@ -59,10 +60,7 @@ Expected<bool> JofraRtcPtcDriver::StartSession(Conversation& talk) {
   const auto ascii = Ask(talk, "ascii+");
   if (!ascii && ascii.error() != serialCommErrUnableToReadComm) return Failure(ascii.error());
   if (!ascii || !SpeaksAscii(*ascii)) return Failure(jofrartcptcCtlErrNotJofraRtcPtc);
-  const auto identification = Ask(talk, dialect.identify);
-  if (!identification) return Failure(identification.error());
-  if (!IsOf(dialect, *identification)) return Failure(dialect.not_this);
-  const HRESULT result = talk.Admit(*identification, dialect.not_this);
+  const HRESULT result = CodeOf(CheckIdentity(talk));
   return Started(Failed(result) ? result : Take(talk, dialect.log_on));
 }
 
@@ -71,15 +69,16 @@ void JofraRtcPtcDriver::EndSession(Conversation& talk) {
   for (const Step& step : CurrentDialect().leave) SendAndExpect(talk, step.command, step.answer);
 }
 
-bool JofraRtcPtcDriver::IsSyncReply(std::string_view reply) const {
+IdentityQuery JofraRtcPtcDriver::identity_query() const {
   const Dialect& dialect = CurrentDialect();
-  const std::size_t start = reply.rfind(dialect.identification_start);
-  return start != reply.npos && IsOf(dialect, Trimmed(reply.substr(start)));
+  return {.query = dialect.identify,
+          .reply = kLine.usual(),
+          .other_instrument = dialect.not_this,
+          .start = dialect.identification_start,
+          .text = Trimmed};
 }
 
-Expected<std::string> JofraRtcPtcDriver::Identify() {
-  return Exchange([this](Conversation& talk) { return Ask(talk, CurrentDialect().identify); });
-}
+bool JofraRtcPtcDriver::IsModel(std::string_view answer) const { return IsOf(CurrentDialect(), answer); }
 
 Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
   const Dialect& dialect = CurrentDialect();

@@ -4,16 +4,15 @@
 #include <string>
 #include <string_view>
 
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 #include "drivers/others/jofrartcptc/tables.h"
 
 namespace ulix::jofrartcptc {
 
-class JofraRtcPtcDriver final : public Driver {
+class JofraRtcPtcDriver final : public IdentifiedDriver {
  public:
   explicit JofraRtcPtcDriver(const DriverServices& services);
 
-  Expected<std::string> Identify() override;
   // jofrartcptcCtlErrChNum for a channel that the series does not have.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
@@ -23,8 +22,8 @@ class JofraRtcPtcDriver final : public Driver {
  private:
   Expected<bool> StartSession(Conversation& talk) override;
   void EndSession(Conversation& talk) override;
-  SyncQuery sync_query() const override { return {.query = CurrentDialect().identify}; }
-  bool IsSyncReply(std::string_view reply) const override;
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view answer) const override;
   // Of the series that is set.
   const Dialect& CurrentDialect() const;
 };

@@ -35,15 +35,6 @@ std::optional<double> Celsius(double value, std::string_view unit) {
   return (value - row->zero) / row->per_celsius;
 }
 
-std::string_view FieldAt(const std::vector<std::string_view>& fields, std::size_t at) {
-  return at < fields.size() ? fields[at] : std::string_view();
-}
-
-std::optional<double> Number(std::string_view field) {
-  const auto number = ParseField(field);
-  return number ? std::optional(number->value) : std::nullopt;
-}
-
 // The fields of an RTC's answer to `query`, without its brackets; none when it is not one whole answer to that query.
 // Another one before it would shift the fields.
 std::vector<std::string_view> RtcFields(std::string_view answer, std::string_view query) {
@@ -57,7 +48,7 @@ std::vector<std::string_view> RtcFields(std::string_view answer, std::string_vie
 
 bool IsTold(const std::vector<std::string_view>& fields, const ChannelPlace& place) {
   const std::string_view value = FieldAt(fields, place.value);
-  return (value == kNoMeasure || Number(value)) && Celsius(0, FieldAt(fields, place.unit));
+  return (value == kNoMeasure || ParseField(value)) && Celsius(0, FieldAt(fields, place.unit));
 }
 
 // The fields of a CTC's answer to "READINGS?"; none when it has not each value and unit in its place. An answer to
@@ -70,7 +61,7 @@ std::vector<std::string_view> CtcFields(std::string_view answer) {
 }
 
 std::optional<double> TemperatureAt(const std::vector<std::string_view>& fields, std::size_t value, std::size_t unit) {
-  const auto number = Number(FieldAt(fields, value));
+  const auto number = ParseDoubleField(FieldAt(fields, value));
   if (!number || unit == kNoField) return number;
   return Celsius(*number, FieldAt(fields, unit));
 }

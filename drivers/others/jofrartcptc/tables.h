@@ -112,17 +112,15 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{jofrartcptcCtlErrNotJofraRtcPtc,
              {"Device connected is not a JOFRA RTC/PTC", "L'appareil connecté n'est pas un JOFRA RTC/PTC"},
              "NOT_JOFRA_RTC_PTC",
-             7560,
-             8560},
-    ErrorRow{jofrartcptcCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 7561, 8561},
-    ErrorRow{jofrartcptcCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7562, 8562},
-    ErrorRow{jofrartcptcCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7563, 8563},
-    ErrorRow{jofrartcptcCtlErrNoMeasAvailable, kMeasureNotAvailable, "MEAS_NOT_AVAILABLE", 7564, 8564},
+             7560},
+    ErrorRow{jofrartcptcCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOWLEDGE", 7561},
+    ErrorRow{jofrartcptcCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7562},
+    ErrorRow{jofrartcptcCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7563},
+    ErrorRow{jofrartcptcCtlErrNoMeasAvailable, kMeasureNotAvailable, "MEAS_NOT_AVAILABLE", 7564},
     ErrorRow{jofrartcptcCtlErrNotJofraCtc,
              {"Device connected is not a JOFRA CTC", "L'appareil connecté n'est pas un JOFRA CTC"},
              "NOT_JOFRA_CTC",
-             7565,
-             8565},
+             7565},
 };
 
 inline constexpr ModelCard kCard = {

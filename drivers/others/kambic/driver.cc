@@ -9,8 +9,6 @@
 namespace ulix::kambic {
 namespace {
 
-constexpr std::string_view kIdentify = "IDENT";
-
 // Longest lines read, the line feed's place included.
 constexpr int kIdentificationSize = 100;
 constexpr int kReadingSize = 150;
@@ -28,22 +26,13 @@ std::string WholeWords(std::string line, int size) {
 
 }  // namespace
 
-KambicDriver::KambicDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
+KambicDriver::KambicDriver(const DriverServices& services) : IdentifiedDriver(kCard, LineWire(kLine, services)) {}
 
-Expected<bool> KambicDriver::StartSession(Conversation& talk) {
-  const auto identification = talk.QueryText(kIdentify, kLine.usual());
-  if (!identification) return Failure(identification.error());
-  if (!IsKambic(*identification)) return Failure(kambicCtlErrNotKambic);
-  return Started(talk.Admit(std::string(Trimmed(*identification)), kambicCtlErrNotKambic));
+IdentityQuery KambicDriver::identity_query() const {
+  return {.query = "IDENT", .reply = kLine.usual(), .other_instrument = kambicCtlErrNotKambic, .text = Trimmed};
 }
 
-SyncQuery KambicDriver::sync_query() const { return {.query = kIdentify}; }
-
-bool KambicDriver::IsSyncReply(std::string_view reply) const { return IsKambic(reply); }
-
-Expected<std::string> KambicDriver::Identify() {
-  return AskText(kIdentify, kLine.usual()).map([](const std::string& line) { return std::string(Trimmed(line)); });
-}
+bool KambicDriver::IsModel(std::string_view identification) const { return IsKambic(identification); }
 
 Reading KambicDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = kambicCtlErrChNum};

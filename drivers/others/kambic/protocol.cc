@@ -16,8 +16,6 @@ constexpr std::string_view kSetPointWord = "SETTEMP=";
 constexpr std::string_view kCommandError = "COMMAND ERROR";
 constexpr std::string_view kOutOfRange = "OUT OF RANGE";
 
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
-
 bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
 // The text behind a key; empty where it is missing. A letter before it makes it part of another one: "TSET=" ends in
@@ -36,8 +34,7 @@ std::optional<double> NumberAt(std::string_view text) {
   const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
   const std::string_view behind = Trimmed(text.substr(end)).substr(0, 1);
   const bool goes_on = !behind.empty() && Contains("0123456789.,", behind);
-  const auto number = goes_on ? std::nullopt : ParseField(text.substr(0, end));
-  return number ? std::optional(number->value) : std::nullopt;
+  return goes_on ? std::nullopt : ParseDoubleField(text.substr(0, end));
 }
 
 }  // namespace
@@ -50,7 +47,7 @@ bool IsKambic(std::string_view identification) {
 Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
   if (Contains(answer, kCommandError)) return Failure(kambicCtlErrBadCmde);
   const auto number = IsPlainText(answer) ? NumberAt(TextBehind(answer, kKeys[channel])) : std::nullopt;
-  return number ? Expected<float>(static_cast<float>(*number)) : Failure(kambicCtlErrBadResp);
+  return OrFailure(number, kambicCtlErrBadResp).map([](double value) { return static_cast<float>(value); });
 }
 
 Expected<std::string> SetPointCommand(float degrees) {

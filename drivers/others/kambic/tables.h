@@ -28,20 +28,15 @@ inline constexpr auto kErrors = std::array{
     ErrorRow{kambicCtlErrNotKambic,
              {"Device connected is not a KAMBIC", "L'appareil connecté n'est pas un KAMBIC"},
              "NOT_KAMBIC",
-             7580,
-             8580},
-    ErrorRow{kambicCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7581, 8581},
-    ErrorRow{kambicCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7582, 8582},
-    ErrorRow{kambicCtlErrBadCmde,
-             {"Command refused by the device", "Commande refusée par l'appareil"},
-             "BAD_CMDE",
-             7583,
-             8583},
+             7580},
+    ErrorRow{kambicCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 7581},
+    ErrorRow{kambicCtlErrChNum, kInvalidChannelNumber, "CH_NUM", 7582},
+    ErrorRow{
+        kambicCtlErrBadCmde, {"Command refused by the device", "Commande refusée par l'appareil"}, "BAD_CMDE", 7583},
     ErrorRow{kambicCtlErrBadResp,
              {"Incorrect answer from the device", "Réponse incorrecte de l'appareil"},
              "BAD_RESP",
-             7584,
-             8584},
+             7584},
 };
 
 inline constexpr ModelCard kCard = {

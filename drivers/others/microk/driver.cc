@@ -12,8 +12,6 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kReplySize, .read_ms = 3000, .write_ms = 3000};
 
-constexpr std::string_view kIdentify = "*IDN?";
-
 // At reading one reply. Fixed on purpose for the microK, whatever the timeouts are.
 constexpr int kMicrokAttempts = 4;
 constexpr std::uint64_t kMillikMsPerAttempt = 1000;
@@ -43,29 +41,35 @@ bool IsOneChannels(HRESULT result) {
 
 }  // namespace
 
-MicrokDriver::MicrokDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
+MicrokDriver::MicrokDriver(const DriverServices& services) : IdentifiedDriver(kCard, LineWire(kLine, services)) {}
 
-SyncQuery MicrokDriver::sync_query() const { return {.query = kIdentify}; }
+IdentityQuery MicrokDriver::identity_query() const {
+  const bool millik = ModelIn(*settings().Current()) == kMillik;
+  return {.query = "*IDN?",
+          .reply = kLine.usual(),
+          .other_instrument = millik ? microkCtlErrNotMillik : microkCtlErrNotMicrok};
+}
+
+bool MicrokDriver::IsModel(std::string_view identification) const {
+  return IsOf(ModelIn(*settings().Current()), identification);
+}
 
 bool MicrokDriver::IsSyncReply(std::string_view reply) const {
   return IsIdentification(ModelIn(*settings().Current()), reply, identification_);
 }
 
 Expected<bool> MicrokDriver::StartSession(Conversation& talk) {
-  const auto reply = talk.QueryText(kIdentify, kLine.usual());
+  const auto reply = CheckIdentity(talk);
   if (!reply) return Failure(reply.error());
   const auto record = settings().Current();
   const Model model = ModelIn(*record);
-  HRESULT result = CheckIdentity(model, *reply);
-  if (Succeeded(result)) result = talk.Admit(*reply, model == kMillik ? microkCtlErrNotMillik : microkCtlErrNotMicrok);
-  if (Failed(result)) return Failure(result);
   {
     const std::lock_guard lock(identity_mutex_);
     identification_ = *reply;
     version_ = VersionIn(model, *reply);
   }
   if (model == kMicrok) return true;
-  if (TakesRemote(*reply)) result = talk.Send("REM");
+  HRESULT result = TakesRemote(*reply) ? talk.Send("REM") : S_OK;
   if (Succeeded(result)) result = PrepareQueries(talk, record);
   return Started(IsOneChannels(result) ? S_OK : result);
 }
@@ -88,8 +92,7 @@ HRESULT MicrokDriver::SendCfg() {
 }
 
 // Builds the queries of all channels; the first failure is returned, but that of the names before any, and each channel
-// keeps its own. Asks for the probes
-// when a channel needs one; when they cannot be read, the next reading tries again.
+// keeps its own. Asks for the probes when a channel needs one; when they cannot be read, the next reading tries again.
 HRESULT MicrokDriver::PrepareQueries(Conversation& talk, const Record& record) {
   std::optional<Expected<std::vector<std::string>>> names;
   const auto number_of = [&](const std::string& probe) -> Expected<std::uint32_t> {

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 #include "drivers/others/microk/protocol.h"
 
 namespace ulix::microk {
 
-class MicrokDriver final : public Driver {
+class MicrokDriver final : public IdentifiedDriver {
  public:
   explicit MicrokDriver(const DriverServices& services);
 
@@ -34,7 +34,8 @@ class MicrokDriver final : public Driver {
  private:
   using Record = std::shared_ptr<const std::vector<StoredValue>>;
   Expected<bool> StartSession(Conversation& talk) override;
-  SyncQuery sync_query() const override;
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view identification) const override;
   bool IsSyncReply(std::string_view reply) const override;
   HRESULT PrepareQueries(Conversation& talk, const Record& record);
   bool IsPreparedFor(const Record& record) const;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <initializer_list>
 
 #include "base/numbers.h"
 #include "base/reply_field.h"
@@ -31,24 +30,15 @@ constexpr std::array kKinds = {
 };
 
 // The current input has no number of its own, and is channel 3 when a probe converts it.
-constexpr std::string_view kCurrentQuery = "MEAS:CURR? ";
-constexpr std::string_view kCurrentProbeQuery = "MEAS:TEMP3? ";
+constexpr const char* kCurrentQuery = "MEAS:CURR? ";
+constexpr const char* kCurrentProbeQuery = "MEAS:TEMP3? ";
 
 const KindRow* RowOf(std::uint32_t kind) { return kind < kKinds.size() ? &kKinds[kind] : nullptr; }
 
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
-
 bool IsRejection(std::string_view reply) { return Contains(reply, "Error"); }
 
-// A query with its options; an empty option, of a code that its table does not have, makes the whole query invalid.
-Expected<std::string> WithOptions(std::string head, std::initializer_list<std::string> options) {
-  const char* before = "";
-  for (const std::string& option : options) {
-    if (option.empty()) return Failure(microkCtlErrBadInternalChanConfig);
-    head += before + option;
-    before = ",";
-  }
-  return head;
+Expected<std::string> WithOptions(const std::string& head, const std::vector<std::string>& options) {
+  return OrFailure(CommandOf(head, options), microkCtlErrBadInternalChanConfig);
 }
 
 // `word` between two fixed texts; empty when there is no word.
@@ -65,17 +55,16 @@ std::string PrtConversion(const ChannelConfig& config, std::uint32_t probe) {
 }
 
 Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t probe) {
-  if (config.sub_kind == kStandard) return std::string(kCurrentQuery);
+  if (config.sub_kind == kStandard) return kCurrentQuery;
   if (config.sub_kind != kUserProbe) return Failure(microkCtlErrBadInternalChanConfig);
-  return WithOptions(std::string(kCurrentProbeQuery), {std::to_string(probe), Word(kUnitWords, config.unit)});
+  return WithOptions(kCurrentProbeQuery, {std::to_string(probe), Word(kUnitWords, config.unit)});
 }
 
 // A reply that fills its room was cut, perhaps inside the number.
 Expected<float> ParseNumber(std::string_view reply) {
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool was_cut = reply.size() + 1 >= kReplySize;
-  const auto value = was_cut ? std::nullopt : ParseFloatField(reply, kForm);
-  return value ? Expected<float>(*value) : Failure(serialCommErrUnableToReadComm);
+  return OrFailure(was_cut ? std::nullopt : ParseFloatField(reply, kForm), serialCommErrUnableToReadComm);
 }
 
 }  // namespace
@@ -102,10 +91,10 @@ ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id) {
           .probe = TextIn(record, kSettings[SettingIndex(id, kProbe)])};
 }
 
-HRESULT CheckIdentity(Model model, std::string_view reply) {
+bool IsOf(Model model, std::string_view reply) {
   const std::string upper = AsciiUpper(reply);
-  if (model == kMillik) return Contains(upper, "MILLIK") ? S_OK : microkCtlErrNotMillik;
-  return Contains(upper, "MICROK") || Contains(upper, "MICROSKANNER") ? S_OK : microkCtlErrNotMicrok;
+  if (model == kMillik) return Contains(upper, "MILLIK");
+  return Contains(upper, "MICROK") || Contains(upper, "MICROSKANNER");
 }
 
 std::optional<double> VersionIn(Model model, std::string_view reply) {
@@ -118,7 +107,7 @@ std::optional<double> VersionIn(Model model, std::string_view reply) {
 }
 
 bool IsIdentification(Model model, std::string_view reply, std::string_view known) {
-  return known.empty() ? Succeeded(CheckIdentity(model, reply)) : reply.ends_with(known);
+  return known.empty() ? IsOf(model, reply) : reply.ends_with(known);
 }
 
 bool TakesRemote(std::string_view reply) { return Contains(reply, ","); }

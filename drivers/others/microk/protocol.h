@@ -32,8 +32,8 @@ Model ModelIn(const std::vector<StoredValue>& record);
 // Of kNoKind for an id that is no channel.
 ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id);
 
-// microkCtlErrNotMicrok or microkCtlErrNotMillik when the reply to "*IDN?" comes from another instrument.
-HRESULT CheckIdentity(Model model, std::string_view reply);
+// Whether the reply to "*IDN?" comes from such an instrument.
+bool IsOf(Model model, std::string_view reply);
 // Whether a line ends with the reply to "*IDN?". `known` is the one of this connection: the model's word alone does not
 // tell it, since a probe's name may hold that too. Empty before the first one, when the word has to do.
 bool IsIdentification(Model model, std::string_view reply, std::string_view known);

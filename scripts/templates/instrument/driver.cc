@@ -10,24 +10,16 @@ namespace ulix::new_word {
 namespace {
 
 constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
-constexpr std::string_view kIdentify = "*IDN?";
 
 }  // namespace
 
-NewClassDriver::NewClassDriver(const DriverServices& services) : Driver(kCard, LineWire(kLines, services)) {}
+NewClassDriver::NewClassDriver(const DriverServices& services) : IdentifiedDriver(kCard, LineWire(kLines, services)) {}
 
-Expected<bool> NewClassDriver::StartSession(Conversation& talk) {
-  const auto identification = talk.QueryText(kIdentify, kLines.usual());
-  if (!identification) return Failure(identification.error());
-  if (!IsNewClass(*identification)) return Failure(new_wordCtlErrNotNewClass);
-  return Started(talk.Admit(*identification, new_wordCtlErrNotNewClass));
+IdentityQuery NewClassDriver::identity_query() const {
+  return {.query = "*IDN?", .reply = kLines.usual(), .other_instrument = new_wordCtlErrNotNewClass};
 }
 
-SyncQuery NewClassDriver::sync_query() const { return {.query = kIdentify}; }
-
-bool NewClassDriver::IsSyncReply(std::string_view reply) const { return IsNewClass(reply); }
-
-Expected<std::string> NewClassDriver::Identify() { return AskText(kIdentify, kLines.usual()); }
+bool NewClassDriver::IsModel(std::string_view identification) const { return IsNewClass(identification); }
 
 HRESULT NewClassDriver::SendCfg() {
   const auto command = RateCommand(CodeIn(settings().Snapshot(), kSettings[kRate]));

@@ -1,25 +1,21 @@
 // The driver of NewClass on a serial line. It has one measured channel, "IN".
 #pragma once
 
-#include <string>
-
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 
 namespace ulix::new_word {
 
-class NewClassDriver final : public Driver {
+class NewClassDriver final : public IdentifiedDriver {
  public:
   explicit NewClassDriver(const DriverServices& services);
 
-  Expected<std::string> Identify() override;
   HRESULT SendCfg() override;
   HRESULT ReadCfg() override;
   Reading ReadChannel(ChannelId id) override;
 
  private:
-  Expected<bool> StartSession(Conversation& talk) override;
-  SyncQuery sync_query() const override;
-  bool IsSyncReply(std::string_view reply) const override;
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view identification) const override;
 };
 
 }  // namespace ulix::new_word
