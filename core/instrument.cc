@@ -36,7 +36,8 @@ void Instrument::MarkDirty() { ++changes_; }
 std::string Instrument::DescriptionOf(HRESULT code) const {
   if (code == E_UNEXPECTED) return Localized(TextId::kNotOpened, options_.language);
   if (code == E_INVALIDARG) return Localized(TextId::kInvalidArgument, options_.language);
-  if (const auto text = control_->driver->link().Description(code)) return Localized(*text, options_.language);
+  const LinkCodes codes = control_->driver->link().codes();
+  if (code == codes.unopened && codes.unopened_text) return Localized(*codes.unopened_text, options_.language);
   const ErrorRow* row = FindErrorText(*control_->driver, code);
   return row ? row->long_text.In(options_.language) : std::string();
 }

@@ -66,7 +66,7 @@ void Instrument::ResetToDefaults() {
     highest_group_ = 0;
   }
   settings().Reset();
-  control_->driver->link().ResetParams();
+  if (LinkParams* params = control_->driver->link().settings().params) params->ResetParams();
   control_->channels.ResetDirections();
 }
 
@@ -76,7 +76,7 @@ HRESULT Instrument::WriteConfiguration(ByteStream& stream) const {
   writer.Ui4(FileVersionMS());
   writer.Ui4(FileVersionLS());
   control_->driver->settings().Save(writer);
-  control_->driver->link().SaveParams(writer);
+  if (const LinkParams* params = control_->driver->link().settings().params) params->SaveParams(writer);
   const auto groups = GroupList();
   writer.Ui2(static_cast<std::uint16_t>(groups.size()));
   for (const auto& group : groups) SaveGroup(writer, *group, control_->channels);
@@ -117,7 +117,8 @@ HRESULT Instrument::Load(ByteStream& stream) {
 
 HRESULT Instrument::LoadRows(VariantReader& reader) {
   if (const HRESULT result = settings().Load(reader); Failed(result)) return result;
-  if (const HRESULT result = control_->driver->link().LoadParams(reader); Failed(result)) return result;
+  LinkParams* params = control_->driver->link().settings().params;
+  if (const HRESULT result = params ? params->LoadParams(reader) : S_OK; Failed(result)) return result;
   if (const HRESULT result = LoadGroups(reader); Failed(result)) return result;
   const auto highest = reader.Ui4();
   if (!highest) return highest.error();

@@ -28,31 +28,49 @@ class NetworkSetting {
   virtual void SetAddress(const std::optional<NetworkAddress>& address) = 0;
 };
 
+// The settings of a link in the form in which a configuration keeps them.
+class LinkParams {
+ public:
+  virtual ~LinkParams() = default;
+  virtual void ResetParams() = 0;
+  virtual void SaveParams(VariantWriter& writer) const = 0;
+  // Keeps what was read before the first value of another type, and returns that value's code.
+  virtual HRESULT LoadParams(VariantReader& reader) = 0;
+};
+
+// What hosts may set of a link; null for what it has not. A device on USB has none: its settings are the control's.
+struct LinkSettings {
+  LinkParams* params = nullptr;
+  SerialLink* serial = nullptr;
+  NetworkSetting* network = nullptr;
+};
+
 // One link belongs to one session, whose lock keeps exchanges apart; settings, texts, presence and interruption may be
 // used from any thread at any time.
 class Link {
  public:
+  explicit Link(LinkSettings settings) : settings_(settings) {}
   virtual ~Link() = default;
 
   // One attempt; S_OK when already open. The failure is the link's published code.
   virtual HRESULT Open() = 0;
-  // The device that was open last and no other: for who reconnects.
+  // For a reconnection: opens the device that was open last, and no other in its place.
   virtual HRESULT Reopen() { return Open(); }
   virtual HRESULT Close() = 0;
   virtual bool IsOpen() const = 0;
-  // Whether the device or the peer went since the link was opened, as far as is known without a wait. The link stays
-  // open until it is closed.
+  // Whether the device or the peer has gone since the link was opened, as far as is known without a wait. The link
+  // counts as open until it is closed.
   virtual bool IsLost() { return false; }
-  // Of a link that is lost: whether this side gave it up, so that the same device is at its other end.
+  // Whether a lost link was given up by this side, so that the same device is at its other end and needs no handshake.
   virtual bool WasGivenUp() const { return false; }
-  // Asks the system, not the instrument: no wait, no byte on the line.
+  // Whether the device is there. Asks the system and not the instrument: no wait, and no byte on the line.
   virtual bool DeviceIsThere() { return !IsLost(); }
   // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
   virtual HRESULT Check() { return S_OK; }
 
   // Between the two no read waits for more than what has come. They nest.
-  virtual void InterruptReads() {}
-  virtual void ResumeReads() {}
+  void InterruptReads() { AddInterruptions(1); }
+  void ResumeReads() { AddInterruptions(-1); }
 
   // How long a read waits for a reply to begin, and then for each piece of it.
   virtual Milliseconds read_timeout() const = 0;
@@ -66,21 +84,22 @@ class Link {
   // Its codes for a link that is not open and for failed transfers.
   virtual LinkCodes codes() const = 0;
   // What an exchange fails with while the device is gone, given what the attempt to open it again failed with.
-  virtual HRESULT CodeWhileLost(HRESULT opening) const = 0;
+  HRESULT CodeWhileLost(HRESULT opening) const { return Failed(codes().lost) ? codes().lost : opening; }
   // Every code that the link raises, with its texts.
   virtual std::span<const ErrorRow> errors() const = 0;
-  // What error information says of a code in place of its own text.
-  virtual std::optional<TextId> Description(HRESULT) const { return std::nullopt; }
-
   // The one-line summary that hosts show.
   virtual std::string Info(Language language) const = 0;
-  // The persisted form of the settings. Loading keeps what was read before the first value of another type.
-  virtual void ResetParams() = 0;
-  virtual void SaveParams(VariantWriter& writer) const = 0;
-  virtual HRESULT LoadParams(VariantReader& reader) = 0;
-  // What the link lets a person choose; null for a link that is of another kind.
-  virtual SerialLink* serial() { return nullptr; }
-  virtual NetworkSetting* network() { return nullptr; }
+  const LinkSettings& settings() const { return settings_; }
+  // The serial port and the address that a host may choose; null where there is none.
+  SerialLink* serial() const { return settings_.serial; }
+  NetworkSetting* network() const { return settings_.network; }
+
+ protected:
+  // Of a link whose reads can be ended from outside: by how many there are more.
+  virtual void AddInterruptions(int) {}
+
+ private:
+  const LinkSettings settings_;
 };
 
 }  // namespace ulix

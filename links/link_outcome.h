@@ -1,8 +1,11 @@
 // What came of one operation on a link, and the published code of it.
 #pragma once
 
+#include <optional>
+
 #include "base/result.h"
 #include "platform/serial_port.h"
+#include "resources/texts.h"
 
 namespace ulix {
 
@@ -37,6 +40,8 @@ struct LinkCodes {
   HRESULT unflushed = unread;
   HRESULT not_set_up = S_OK;  // where a timeout that is refused has a code of its own
   HRESULT not_loaded = closed;
+  HRESULT lost = S_OK;                                 // while the device is gone, where that has a code of its own
+  std::optional<TextId> unopened_text = std::nullopt;  // of `unopened` in error information, in place of its own
 };
 
 enum class LinkStep { kWrite, kRead };

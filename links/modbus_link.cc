@@ -8,7 +8,8 @@
 namespace ulix {
 
 ModbusLink::ModbusLink(Options options)
-    : name_(options.name),
+    : Link({.params = this, .serial = &line_, .network = this}),
+      name_(options.name),
       slave_(std::move(options.slave)),
       line_(std::move(options.line)),
       connection_(std::move(options.network)),
@@ -38,10 +39,15 @@ std::span<const ErrorRow> ModbusLink::errors() const {
   return rows;
 }
 
-std::optional<TextId> ModbusLink::Description(HRESULT code) const {
-  if (code == networkCommErrUnableToConnect) return TextId::kNoIpPort;
-  if (code == serialCommErrUnableToOpenComm) return TextId::kNoSerialPort;
-  return std::nullopt;
+LinkCodes ModbusLink::codes() const {
+  LinkCodes codes = current().codes();
+  codes.unopened_text = opened_on_network() ? TextId::kNoIpPort : TextId::kNoSerialPort;
+  return codes;
+}
+
+void ModbusLink::AddInterruptions(int count) {
+  if (count > 0) line_.InterruptReads();
+  if (count < 0) line_.ResumeReads();
 }
 
 std::string ModbusLink::Info(Language) const {

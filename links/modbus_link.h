@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-class ModbusLink final : public Link, public NetworkSetting {
+class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
  public:
   struct Options {
     const char* name;                     // of the instrument, in the summary
@@ -31,18 +31,14 @@ class ModbusLink final : public Link, public NetworkSetting {
   bool IsLost() override { return current().IsLost(); }
   bool WasGivenUp() const override { return current().WasGivenUp(); }
   bool DeviceIsThere() override { return current().DeviceIsThere(); }
-  void InterruptReads() override { line_.InterruptReads(); }
-  void ResumeReads() override { line_.ResumeReads(); }
   Milliseconds read_timeout() const override { return current().read_timeout(); }
   HRESULT ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) override {
     return current().ApplyTimeouts(read_ms, write_ms);
   }
   Milliseconds TimeLeftOnWire() override { return current().TimeLeftOnWire(); }
   platform::OpenFailure open_failure() const override { return current().open_failure(); }
-  LinkCodes codes() const override { return current().codes(); }
-  HRESULT CodeWhileLost(HRESULT opening) const override { return current().CodeWhileLost(opening); }
+  LinkCodes codes() const override;
   std::span<const ErrorRow> errors() const override;
-  std::optional<TextId> Description(HRESULT code) const override;
   // "Ethernet:MEMOLOG@10.0.0.7#1" or "COM 5:MEMOLOG#1 (9600 bds)".
   std::string Info(Language language) const override;
   void ResetParams() override;
@@ -50,13 +46,13 @@ class ModbusLink final : public Link, public NetworkSetting {
   // E_INVALIDARG also for a rate that is not to choose from.
   void SaveParams(VariantWriter& writer) const override;
   HRESULT LoadParams(VariantReader& reader) override;
-  SerialLink* serial() override { return &line_; }
-  NetworkSetting* network() override { return this; }
 
   std::optional<NetworkAddress> address() const override;
   void SetAddress(const std::optional<NetworkAddress>& address) override;
 
  private:
+  // A request on a network ends by itself within its time.
+  void AddInterruptions(int count) override;
   Link& current() const { return *current_.load(); }
   Link* Chosen();
 

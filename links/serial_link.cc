@@ -20,7 +20,8 @@ constexpr LinkCodes kCodes = {.unopened = serialCommErrUnableToOpenComm,
                               .closed = serialCommErrCommClosed,
                               .unwritten = serialCommErrUnableToWriteComm,
                               .unread = serialCommErrUnableToReadComm,
-                              .lost_reading = serialCommErrUnableToReadComm};
+                              .lost_reading = serialCommErrUnableToReadComm,
+                              .lost = serialCommErrCommClosed};
 
 bool IsOneOf(std::span<const std::uint32_t> rates, std::uint32_t rate) {
   return std::find(rates.begin(), rates.end(), rate) != rates.end();
@@ -79,7 +80,10 @@ class SerialLink::ReadTimeout {
 };
 
 SerialLink::SerialLink(Options options)
-    : options_(std::move(options)), port_mutex_(kPortMutexName), trace_(options_.trace) {}
+    : Link({.params = this, .serial = this}),
+      options_(std::move(options)),
+      port_mutex_(kPortMutexName),
+      trace_(options_.trace) {}
 
 // Runs an operation on the open port, alone.
 template <typename Body>

@@ -33,7 +33,7 @@ inline constexpr const char* kPortMutexName = "SerialComMutex1";
 // replaces it for that call. Reading goes byte by byte, so that nothing behind a terminator is taken: the timeout
 // bounds the silence before each byte, not the line. A system takes what is written before it has left: the wait for
 // the first byte begins when the written bytes have had their time on the line.
-class SerialLink final : public Link {
+class SerialLink final : public Link, public LinkParams {
  public:
   struct Options {
     platform::PortResolver resolve_port = ResolveSerialPort;
@@ -69,17 +69,13 @@ class SerialLink final : public Link {
   bool IsLost() override { return lost_; }
   // Without a wait for the mutex. A device that went is lost from then on. Not while another thread reads or writes.
   bool DeviceIsThere() override;
-  void InterruptReads() override { AddInterruptions(1); }
-  void ResumeReads() override { AddInterruptions(-1); }
 
   LinkCodes codes() const override;
-  HRESULT CodeWhileLost(HRESULT) const override { return serialCommErrCommClosed; }
   std::span<const ErrorRow> errors() const override;
   std::string Info(Language language) const override { return CommInfoText(params(), language); }
   void ResetParams() override { SetParams(SerialParams()); }
   void SaveParams(VariantWriter& writer) const override { ulix::SaveParams(writer, params()); }
   HRESULT LoadParams(VariantReader& reader) override;
-  SerialLink* serial() override { return this; }
   // The rates that a person may choose from.
   std::span<const std::uint32_t> baud_rates() const { return options_.baud_rates; }
 
@@ -131,7 +127,7 @@ class SerialLink final : public Link {
   template <typename Body>
   LinkOutcome WithPort(Body&& body);
   void SetPort(std::unique_ptr<platform::SerialPort> port);
-  void AddInterruptions(int count);
+  void AddInterruptions(int count) override;
   enum class Device { kAnew, kBound };
   HRESULT Open(Device device);
   platform::PortResolution Find(Device device, const SerialParams& wanted) const;

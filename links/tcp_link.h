@@ -15,7 +15,7 @@
 namespace ulix {
 
 // Failures are the networkCommErr codes.
-class TcpLink final : public Link {
+class TcpLink final : public Link, public LinkParams {
  public:
   struct Options {
     platform::SocketMaker make_socket = platform::MakeStreamSocket;
@@ -23,7 +23,7 @@ class TcpLink final : public Link {
     LinkTrace trace;
     Milliseconds timeout{1000};  // of a connection, and of one request
   };
-  explicit TcpLink(Options options) : options_(std::move(options)) {}
+  explicit TcpLink(Options options) : Link({.params = this}), options_(std::move(options)) {}
 
   // Taken at the next open.
   NetworkAddress address() const;
@@ -40,7 +40,6 @@ class TcpLink final : public Link {
   Milliseconds read_timeout() const override { return options_.timeout; }
   LinkCodes codes() const override;
   platform::OpenFailure open_failure() const override;
-  HRESULT CodeWhileLost(HRESULT opening) const override { return opening; }
   std::span<const ErrorRow> errors() const override;
   std::string Info(Language) const override { return address().host; }
   void ResetParams() override { SetAddress({}); }

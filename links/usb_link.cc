@@ -17,7 +17,7 @@ constexpr std::size_t kMaxKept = 4096;  // of a reply that comes in pieces
 
 }  // namespace
 
-UsbLink::UsbLink(Options options) : options_(std::move(options)), device_(std::make_unique<UsbDevice>()) {}
+UsbLink::UsbLink(Options options) : Link({}), options_(std::move(options)), device_(std::make_unique<UsbDevice>()) {}
 
 UsbLink::~UsbLink() { UsbLink::Close(); }
 
@@ -74,12 +74,15 @@ HRESULT UsbLink::Load() {
   return S_OK;
 }
 
-HRESULT UsbLink::Open() {
+HRESULT UsbLink::Open() { return Open(Record::kEmpty); }
+HRESULT UsbLink::Reopen() { return Open(Record::kKept); }
+
+HRESULT UsbLink::Open(Record record) {
   if (open_) return S_OK;
   const auto wanted = options_.wanted();
   if (!wanted) return wanted.error();
   if (const HRESULT result = Load(); Failed(result)) return result;
-  if (const HRESULT result = OpenDevice(*wanted); Failed(result)) return result;
+  if (const HRESULT result = OpenDevice(*wanted, record); Failed(result)) return result;
   open_ = true;
   lost_ = false;
   const LinkOutcome discarded = DiscardOpen();
@@ -92,8 +95,9 @@ HRESULT UsbLink::Open() {
   return S_OK;
 }
 
-HRESULT UsbLink::OpenDevice(const UsbIdentity& wanted) {
-  *device_ = UsbDevice{.identity = wanted};
+HRESULT UsbLink::OpenDevice(const UsbIdentity& wanted, Record record) {
+  if (record == Record::kEmpty) *device_ = UsbDevice{};
+  device_->identity = wanted;
   if (wanted.guid == Guid()) {
     const HRESULT found = library_->GetInterfaceGuid(*device_);
     if (Failed(found)) return MapFailure(found, winUsbCommErrGuidNotFound);

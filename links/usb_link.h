@@ -47,6 +47,8 @@ class UsbLink final : public Link {
   // winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when already
   // open.
   HRESULT Open() override;
+  // With the record that the device had: where there are several of its kind, the helper library knows which it was.
+  HRESULT Reopen() override;
   HRESULT Close() override;
   bool IsOpen() const override { return open_; }
   bool IsLost() override { return lost_; }
@@ -54,14 +56,9 @@ class UsbLink final : public Link {
 
   Milliseconds read_timeout() const override { return Milliseconds(options_.timeout_ms); }
   LinkCodes codes() const override;
-  HRESULT CodeWhileLost(HRESULT opening) const override { return opening; }
   std::span<const ErrorRow> errors() const override;
   // The device that the configuration names, or the one that is open: "GUID:... VENDOR_ID:... PRODUCT_ID:...".
   std::string Info(Language language) const override;
-  // What names the device is among the control's settings.
-  void ResetParams() override {}
-  void SaveParams(VariantWriter&) const override {}
-  HRESULT LoadParams(VariantReader&) override { return S_OK; }
 
   LinkOutcome Send(std::string_view text);
   // One reply of at most kReplySize bytes, cut at its first zero byte. None when none comes in time, or an empty one;
@@ -82,7 +79,9 @@ class UsbLink final : public Link {
   LinkOutcome Discard();
 
  private:
-  HRESULT OpenDevice(const UsbIdentity& wanted);
+  enum class Record { kEmpty, kKept };
+  HRESULT Open(Record record);
+  HRESULT OpenDevice(const UsbIdentity& wanted, Record record);
   LinkOutcome DiscardOpen();
   LinkOutcome Drain();
   LinkOutcome OutcomeOfCall(HRESULT result, LinkOutcome of_step) const;

@@ -77,8 +77,9 @@ class FakeDriver final : public Driver {
   std::uint8_t& link_byte;
 
  private:
-  class FakeLink final : public PlainLink {
+  class FakeLink final : public PlainLink, public LinkParams {
    public:
+    FakeLink() : PlainLink({.params = this}) {}
     HRESULT Open() override { return opening(); }
     bool IsOpen() const override { return open(); }
     std::string Info(Language) const override { return "fake"; }

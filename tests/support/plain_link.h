@@ -10,6 +10,7 @@ namespace ulix {
 
 class PlainLink : public Link {
  public:
+  explicit PlainLink(LinkSettings settings = {}) : Link(settings) {}
   HRESULT Open() override {
     open_ = true;
     return S_OK;
@@ -25,14 +26,11 @@ class PlainLink : public Link {
             .closed = serialCommErrCommClosed,
             .unwritten = serialCommErrUnableToWriteComm,
             .unread = serialCommErrUnableToReadComm,
-            .lost_reading = serialCommErrUnableToReadComm};
+            .lost_reading = serialCommErrUnableToReadComm,
+            .lost = serialCommErrCommClosed};
   }
-  HRESULT CodeWhileLost(HRESULT) const override { return serialCommErrCommClosed; }
   std::span<const ErrorRow> errors() const override { return {}; }
   std::string Info(Language) const override { return ""; }
-  void ResetParams() override {}
-  void SaveParams(VariantWriter&) const override {}
-  HRESULT LoadParams(VariantReader&) override { return S_OK; }
 
  private:
   std::atomic<bool> open_ = false;
