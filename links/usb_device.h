@@ -19,7 +19,8 @@ struct UsbIdentity {
 };
 
 // Zeroed before a device is looked for, but for the identity that the configuration holds. The rest is the helper
-// library's own until the device is closed.
+// library's own from then on: a device that was lost is connected again with the record that it had, by which the
+// library can tell it from others of its kind.
 struct UsbDevice {
   UsbIdentity identity;
   std::array<unsigned char, 4096> library{};

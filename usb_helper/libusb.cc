@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -79,11 +81,27 @@ Pipes FindPipes(libusb_device* device) {
   return {};
 }
 
+// Tells a device from others of its kind: its serial number, or the USB port where it is plugged in. The system read
+// the serial number when the device was plugged in; nothing is asked of the device here.
+std::string NameOf(libusb_device* device) {
+  std::array<std::uint8_t, 7> ports{};
+  const int depth = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
+  std::string place = std::to_string(libusb_get_bus_number(device));
+  for (int i = 0; i < depth; ++i) {
+    place += (i == 0 ? "-" : ".") + std::to_string(ports[static_cast<std::size_t>(i)]);
+  }
+  std::ifstream file(std::filesystem::path("/sys/bus/usb/devices") / place / "serial");
+  std::string serial;
+  std::getline(file, serial);
+  return serial.empty() ? "at " + place : "serial " + serial;
+}
+
 struct Candidate {
   std::uint16_t vendor;
   std::uint16_t product;
   Pipes pipes;
   std::shared_ptr<libusb_device> device;
+  std::string name;
 };
 
 // The instruments that are plugged in. A vendor or product of 0 matches any.
@@ -97,7 +115,8 @@ std::vector<Candidate> FindCandidates(libusb_context* context, std::uint16_t ven
     if ((vendor != 0 && is.idVendor != vendor) || (product != 0 && is.idProduct != product)) continue;
     const Pipes pipes = FindPipes(list[i]);
     if (pipes.interface < 0) continue;
-    candidates.push_back({is.idVendor, is.idProduct, pipes, {libusb_ref_device(list[i]), libusb_unref_device}});
+    candidates.push_back(
+        {is.idVendor, is.idProduct, pipes, {libusb_ref_device(list[i]), libusb_unref_device}, NameOf(list[i])});
   }
   if (count >= 0) libusb_free_device_list(list, 1);
   return candidates;
@@ -175,17 +194,33 @@ void UsbInstrument::SetTimeout(std::uint32_t directions, std::uint32_t milliseco
 // The library's data in a device record. The record is not aligned.
 struct Kept {
   UsbInstrument* open;  // Null while closed.
+  // Tells the device that was opened from others of its kind. It is kept after the close: only that one is reopened.
+  std::array<char, 256> name;
 };
 
-UsbInstrument* OpenIn(const UsbDevice& device) {
+Kept KeptIn(const UsbDevice& device) {
   Kept kept{};
   std::memcpy(&kept, device.library.data(), sizeof kept);
-  return kept.open;
+  return kept;
 }
 
-void PutIn(UsbDevice& device, UsbInstrument* instrument) {
-  const Kept kept{instrument};
-  std::memcpy(device.library.data(), &kept, sizeof kept);
+UsbInstrument* OpenIn(const UsbDevice& device) { return KeptIn(device).open; }
+
+void PutIn(UsbDevice& device, const Kept& kept) { std::memcpy(device.library.data(), &kept, sizeof kept); }
+
+// Opens the first of the devices that nothing else has open. A record that had a device before takes only that one.
+HRESULT OpenFirst(UsbDevice& device, Context& context, const std::vector<Candidate>& found) {
+  const std::string bound = KeptIn(device).name.data();
+  for (const Candidate& candidate : found) {
+    if (!bound.empty() && candidate.name != bound) continue;
+    auto opened = UsbInstrument::Open(context, candidate);
+    if (!opened) continue;
+    Kept kept{opened.release(), {}};
+    candidate.name.copy(kept.name.data(), kept.name.size() - 1);
+    PutIn(device, kept);
+    return S_OK;
+  }
+  return E_FAIL;
 }
 
 class LibusbLibrary final : public UsbLibrary {
@@ -205,8 +240,9 @@ class LibusbLibrary final : public UsbLibrary {
     return WhenOpen(device, [](UsbInstrument& open) { return open.Flush(), S_OK; });
   }
   HRESULT Disconnect(UsbDevice& device) override {
-    delete OpenIn(device);
-    PutIn(device, nullptr);
+    Kept kept = KeptIn(device);
+    delete std::exchange(kept.open, nullptr);
+    PutIn(device, kept);
     return S_OK;
   }
 
@@ -244,11 +280,7 @@ HRESULT LibusbLibrary::Connect(UsbDevice& device) {
   if (identity.vendor == 0) return kUsbBadIdentifier;
   Context context = NewContext();
   if (!context) return E_FAIL;
-  const auto found = FindCandidates(context.get(), identity.vendor, identity.product);
-  if (found.empty()) return E_FAIL;
-  auto opened = UsbInstrument::Open(context, found[0]);
-  PutIn(device, opened.release());
-  return OpenIn(device) ? S_OK : E_FAIL;
+  return OpenFirst(device, context, FindCandidates(context.get(), identity.vendor, identity.product));
 }
 
 }  // namespace

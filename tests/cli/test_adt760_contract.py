@@ -66,8 +66,11 @@ class EmulatedUsbTest(ContractTest):
         if "san.so" in subprocess.run(["ldd", contract.ULIX], capture_output=True, text=True, check=True).stdout:
             self.skipTest("a sanitizer and umockdev both want to be loaded first")
 
-    def over_usb(self, args, *exchanges, **how):
-        (self.folder / "device").write_text(usb_testbed.description(0x0483, 0x5740, **how))
+    def over_usb(self, args, *exchanges, others=(), **how):
+        """`others` are the numbers of identical devices that nobody can have."""
+        devices = [usb_testbed.description(0x0483, 0x5740, number) for number in others]
+        devices.append(usb_testbed.description(0x0483, 0x5740, **how))
+        (self.folder / "device").write_text("\n".join(devices))
         (self.folder / "talk").write_text(usb_testbed.conversation(*exchanges))
         command = ["umockdev-run", "-d", self.folder / "device", "-i", f"{usb_testbed.DEVICE}={self.folder / 'talk'}", "--",
                    contract.ULIX, *args]
@@ -78,6 +81,9 @@ class EmulatedUsbTest(ContractTest):
 
     def test_identify(self):
         self.assertEqual(self.over_usb(["identify", "adt760"], *self.HELLO), (0, "Additel,HPC-HOST,1,V1\n", ""))
+        for others in ((6,), (8,), (6, 8)):  # whichever the system lists first
+            got = self.over_usb(["identify", "adt760"], *self.HELLO, others=others)
+            self.assertEqual(got, (0, "Additel,HPC-HOST,1,V1\n", ""), others)
         # A full packet is followed by another one.
         longer = "HPC-HOST," + "x" * 55, "y" * 9 + "\n"
         answer = self.over_usb(["identify", "adt760"], ("*CLS\n",), ("*IDN?\n", *longer))

@@ -21,20 +21,20 @@ def descriptors(vendor, product, interface_class=0xFF):
     return struct.pack("<BBHBBBBHHHBBBB", 18, 1, 0x200, 0, 0, 0, 64, vendor, product, 0x100, 0, 0, 0, 1) + config
 
 
-def description(vendor, product, **how):
-    """A device as umockdev-run takes it."""
-    return f"""P: /devices/pci0000:00/0000:00:14.0/usb1/1-1
-N: bus/usb/001/007
-E: DEVNAME={DEVICE}
+def description(vendor, product, number=7, **how):
+    """A device as umockdev-run takes it. The one with the number 7 is DEVICE; any other has no node and cannot be opened."""
+    return f"""P: /devices/pci0000:00/0000:00:14.0/usb1/1-{number}
+{f"N: bus/usb/001/{number:03}" if number == 7 else "E: TAGS=:unopenable:"}
+E: DEVNAME=/dev/bus/usb/001/{number:03}
 E: DEVTYPE=usb_device
 E: SUBSYSTEM=usb
 E: BUSNUM=001
-E: DEVNUM=007
+E: DEVNUM={number:03}
 E: MAJOR=189
-E: MINOR=6
+E: MINOR={number - 1}
 A: bConfigurationValue=1
 A: busnum=1
-A: devnum=7
+A: devnum={number}
 A: idVendor={vendor:04x}
 A: idProduct={product:04x}
 A: speed=12
