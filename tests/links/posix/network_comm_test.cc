@@ -111,6 +111,8 @@ TEST(NetworkComm, NoPeer_IsUnableToConnect) {
                                         std::string(host) + "\r\nPort: " + std::to_string(port));
     std::int32_t length = 1;
     EXPECT_EQ(link.Send("x", &length), networkCommErrConnexClosed);
+    length = -1;
+    EXPECT_EQ(link.Send("x", &length), E_INVALIDARG);
     EXPECT_EQ(ReceiveLine(link).result, networkCommErrConnexClosed);
     EXPECT_EQ(link.lastErrorText(), "Connexion closed");
   }
