@@ -57,7 +57,7 @@ struct Facilities {
 
 // Members that use the link may be called from several threads: each whole exchange (query and reply, or a sequence
 // that belongs together) is one Session::Exchange. Failures are the link's codes and those of the model's card. None of
-// them needs the connection; whoever calls them checks it.
+// them looks whether the host has connected: the core does.
 class Driver : protected SessionPeer {
  public:
   Driver(const ModelCard& card, Wire wire, Facilities facilities = {});

@@ -1,4 +1,4 @@
-// The link of a driver and how messages go over it, made from what the driver was given.
+// The link of a driver and the framer of its messages, one function for each kind of wire.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@
 
 namespace ulix {
 
-// What a driver takes from whoever creates it.
+// What a driver is created with: the clock, the ways to the instrument, and the trace.
 struct DriverServices {
   Clock* clock = &SystemClock();
   platform::PortResolver resolve_port = ResolveSerialPort;

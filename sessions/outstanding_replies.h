@@ -1,4 +1,4 @@
-// The replies that may still come: the queries that were sent and not seen answered.
+// The replies that may still come: those to queries that were sent and whose reply was not seen.
 #pragma once
 
 #include <cstddef>
@@ -7,18 +7,18 @@
 
 namespace ulix {
 
-// How a reply can be told from others. Ambiguous ones look alike, so that one cannot be laid to one query of several;
-// a sync reply is recognised by what it says. Where frames say what they answer, each form of reply is a kind of its
-// own, above kFirstForm.
+// How a reply can be told from others. Ambiguous replies look alike: which of several queries one answers cannot be
+// said. A sync reply is recognised by its text. Where frames show the form of their query, each form is a kind of its
+// own, from kFirstForm up.
 enum class ReplyKind : std::uint32_t { kAmbiguous = 0, kSync = 1, kFirstForm = 2 };
 
-// Instruments answer in order: a reply shows that nothing is coming any more that was asked before its query. Which of
-// several like queries it answers is never guessed; the first that it can belong to counts.
+// Instruments answer in order. So a reply shows that no reply to an earlier query is coming any more. Which of several
+// queries of its kind it answers is never guessed: the first of them counts.
 class OutstandingReplies {
  public:
   void OnSent(ReplyKind kind);
-  // A reply of that kind came. An ambiguous one may also be noise or half of a reply, so it settles what was asked
-  // before the first ambiguous query and never an ambiguous query.
+  // A reply of that kind came: what was sent before the first query of that kind is settled, and that query too. An
+  // ambiguous reply may be noise or half of a reply, so it never settles an ambiguous query.
   void OnReceived(ReplyKind kind);
   void Clear() { runs_.clear(); }
 
@@ -26,7 +26,7 @@ class OutstandingReplies {
   bool Expects(ReplyKind kind) const;
   // The kind that was asked first; of a list that is not empty.
   ReplyKind front() const { return runs_.front().kind; }
-  // Whether it grew beyond any use, which takes many queries of several kinds by turns on a silent line.
+  // Whether there are too many runs to keep: many queries of several kinds by turns on a mute line.
   bool full() const { return runs_.size() >= kMaxRuns; }
 
  private:

@@ -1,5 +1,5 @@
-// The session between a driver and its line: how a query gets its own reply and no other's, from the instrument that
-// was identified and from no other.
+// The session between a driver and its line. A query gets its own reply and no other's. The reply comes from the
+// instrument that was identified at Connect and from no other.
 #pragma once
 
 #include <atomic>
@@ -23,74 +23,78 @@ namespace ulix {
 class Conversation;
 
 enum class SessionState {
-  kClosed,     // as the host left it
-  kOpen,       // the link is open, and nobody connected
-  kInSync,     // connected: the next reply is the next query's
+  kClosed,     // never opened, or closed by the host
+  kOpen,       // the link is open; the host has not connected
+  kInSync,     // connected, and no reply is outstanding: the next reply belongs to the next query
   kOutOfSync,  // replies to earlier queries may still come
-  kLost,       // the device went; to be reconnected
+  kLost,       // the device is gone; each exchange tries once to reconnect
 };
 
-// A query whose reply cannot be taken for another's. With it a line is brought in sync again.
+// A query whose reply cannot be taken for another query's. It brings a line that is out of sync in sync again: the
+// session sends it and throws away every reply before its own.
 struct SyncQuery {
-  std::string_view query;      // empty: the model has none, and a line that is out of sync is only drained
-  int trailing_lines = 0;      // that follow its reply and belong to it
-  std::string_view alternate;  // a query with another reply, where sync replies are values too
-  bool assumed = false;  // it was not seen yet that the reply can be recognised: where it is not, the line is drained
+  std::string_view query;      // empty: the model has none, and a line that is out of sync is drained
+  int trailing_lines = 0;      // lines that follow its reply and belong to it
+  std::string_view alternate;  // a query with another reply; needed where replies to `query` are values too
+  // The instrument was not yet seen to give a reply that can be recognised. Where it does not, the line is drained.
+  bool assumed = false;
 };
 
 // What a session asks of the instrument's driver.
 class SessionPeer {
  public:
   virtual ~SessionPeer() = default;
-  // The handshake on a link that was just opened, also when a device is reconnected. Whoever identifies the instrument
-  // gives the identification to Conversation::Admit before anything is said that changes the instrument. False: the
-  // instrument heard the question and would not say what it is. A failure closes the link again, and so does false.
+  // The handshake, after Connect opened the link and after each reconnection. A driver that identifies the instrument
+  // gives the identification to Conversation::Admit before it sends anything that changes the instrument. False: the
+  // instrument answered the question and would not say what it is. False and a failure close the link again.
   virtual Expected<bool> StartSession(Conversation& talk) = 0;
-  // The last words before the link is closed.
+  // What is sent before Disconnect closes the link; its failures are ignored.
   virtual void EndSession(Conversation&) {}
   virtual SyncQuery sync_query() const { return {}; }
-  // Whether a line, up to its first zero byte, ends with a reply to the sync query: another one that stopped midway may
-  // stand before it.
+  // Whether a line, up to its first zero byte, ends with a reply to the sync query. A reply that stopped midway may
+  // stand before it in the same line.
   virtual bool IsSyncReply(std::string_view) const { return false; }
 };
 
-// Exchanges. An exchange that ended without its reply, midway, or in a reply that made no sense leaves a reply
-// outstanding: it may still come, at any time, and would pass for the next one's. Before the next value is accepted the
-// sync query is asked, and all that comes before its reply is thrown away. An instrument without a query that can be
-// recognised is drained for ten read timeouts instead, and so is one of which that was assumed wrongly. No exchange in
-// sync sends a byte for this.
+// Resynchronisation. An exchange leaves a reply outstanding when its reply did not come, stopped midway, or made no
+// sense: that reply may still come at any time, and could be taken for the next query's. Before the next value is
+// accepted the session sends the sync query and throws away all that comes before its reply. Without a sync query, or
+// where its reply turned out not to be recognisable, the session drains the line for ten read timeouts. An exchange in
+// sync sends no byte for this.
 //
-// A device that vanishes closes the link. Each later exchange tries once to open it again, and, when it was connected,
-// shakes hands first; until then exchanges give the link's code for a lost device. An instrument with another
-// identification than at Connect is refused with the model's code, and so is every exchange until the host connects
-// anew.
+// Reconnection. A device that vanishes closes the link. Each later exchange tries once to open the same device again,
+// and repeats the handshake where the host had connected. Until that succeeds exchanges give the link's code for a lost
+// device. An instrument with another identification than at Connect is refused with the model's code; so is every
+// exchange from then on, until the host connects anew.
+//
+// Any thread may call any member. The link and the peer outlive the session; the session closes the link at its end.
 class Session {
  public:
   struct Options {
     Clock* clock = &SystemClock();
-    std::uint32_t timeout_ms = 0;  // replaces the timeouts below and those of single replies
-    std::uint32_t read_ms = 0;     // once open; 0 keeps the link's
+    std::uint32_t timeout_ms = 0;  // milliseconds; where it is not 0 it replaces all timeouts, also of single replies
+    std::uint32_t read_ms = 0;     // milliseconds, once the link is open; 0 keeps the link's own
     std::uint32_t write_ms = 0;
-    int open_attempts = 1;                             // a second apart
-    std::function<void(int attempt)> on_open_retried;  // the link opened at this attempt, not at the first
+    int open_attempts = 1;                             // of Open and Connect, a second apart
+    std::function<void(int attempt)> on_open_retried;  // called when the link opened at a later attempt than the first
   };
   Session(Link& link, std::unique_ptr<Framer> framer, SessionPeer& peer, Options options);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Opens the link without a word to the instrument; S_OK when it is open.
+  // Opens the link and sends nothing. S_OK also when it was open; otherwise the link's code.
   HRESULT Open();
   bool IsOpen() const { return link_.IsOpen(); }
-  // False for an instrument that would not say what it is; the link is closed then, as after a failure.
+  // Opens the link and shakes hands. False for an instrument that would not say what it is. The link is closed after
+  // false and after a failure, whose code is the link's or the model's.
   Expected<bool> Connect();
-  // Hands the instrument back and closes the link; the instrument's own failures are ignored. The exchange of
-  // another thread is interrupted; the call returns after that exchange has ended.
+  // Ends the session at the instrument and closes the link. Interrupts the exchange of another thread, and returns
+  // after that exchange has ended.
   void Disconnect();
-  // What an exchange would fail with because the device went, as far as that can be told without a word to it and
-  // without a wait.
+  // S_OK, or the code that an exchange would fail with because the device is gone. Sends nothing and does not wait.
   HRESULT Presence();
-  // Between the two no exchange waits for the instrument any longer: one that does fails soon, as if it were mute. They
+  // Between the two calls no exchange waits for the instrument: one under way fails soon, as at a mute instrument. They
   // nest.
   void InterruptWaits();
   void ResumeWaits();
@@ -100,9 +104,10 @@ class Session {
   SessionState state() const { return state_; }
   SessionStatistics statistics() const;
 
-  // Runs a query and its reply, or a sequence that belongs together, alone on the link. The one place where the
-  // exchange lock is taken: `body` is given the conversation and calls nothing that exchanges by itself. Without the
-  // link, or with an instrument that cannot be reconnected, `body` is not run and the result is that failure.
+  // Runs a query and its reply, or a sequence that belongs together, alone on the link. This is the one place where the
+  // exchange lock is taken, and it is not recursive: `body` talks through the conversation that it is given and calls
+  // no member of the session. When the link is closed, or the device cannot be reconnected, `body` is not run, and the
+  // result is that failure's code.
   template <typename Body>
   auto Exchange(Body&& body) -> std::invoke_result_t<Body, Conversation&>;
 
@@ -158,20 +163,21 @@ class Session {
   std::atomic<int> interruptions_ = 0;  // while there are any, exchanges stop trying again
 
   // Guarded by exchange_mutex_.
-  bool connected_ = false;                     // as the host left it
-  bool shaking_hands_ = false;                 // at the start or the end of a session
-  bool whole_ = false;                         // inside Conversation::Whole
-  bool redone_ = false;                        // not for the first time
-  bool stray_ = false;                         // a reply inside it was somebody else's
-  std::optional<std::string> identification_;  // at Connect
-  std::optional<HRESULT> refused_;             // another instrument came back
+  bool connected_ = false;                     // the host connected and did not disconnect since
+  bool shaking_hands_ = false;                 // during StartSession and EndSession
+  bool whole_ = false;                         // during a body of Conversation::Whole
+  bool redone_ = false;                        // that body runs again, because of a stray reply
+  bool stray_ = false;                         // a reply in that body answered another query
+  std::optional<std::string> identification_;  // as the handshake admitted it
+  std::optional<HRESULT> refused_;             // the code, once another instrument came back in place of this one
   OutstandingReplies outstanding_;
-  MonotonicTime drain_until_{};  // by then what was asked has come, or comes no more
-  bool only_drains_ = false;     // an assumed sync reply was not recognised: until the line is in sync again
+  MonotonicTime drain_until_{};  // after it no outstanding reply comes any more
+  bool only_drains_ = false;     // an assumed sync reply was not recognised; until the line is in sync again
   SessionCounters counters_;
 };
 
-// What the holder of the exchange lock may do on the link. Failures are the link's codes.
+// What the body of an exchange may do on the link. Failures are the link's codes. Used on the thread of the exchange,
+// and gone when the exchange ends.
 class Conversation {
  public:
   explicit Conversation(Session& session) : session_(session) {}
@@ -180,37 +186,40 @@ class Conversation {
 
   // A command that has no reply.
   HRESULT Send(std::string_view command) { return session_.Send(command); }
-  // Discards what came unasked, sends the query and reads its reply.
+  // Throws away what was received unasked, sends the query, and reads its reply. Brings the line in sync before, where
+  // a reply is outstanding.
   Expected<std::string> Query(std::string_view query, const ReplyPlan& plan) { return session_.Query(query, plan); }
   // The same for a reply that is a text for people and ends at its first zero byte, such as an identification.
   Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan);
-  // What `parse` makes of the reply. Where it fails with the link's code for an unread reply, or with `unreadable`, the
-  // reply was none of this query.
+  // What `parse` makes of the reply. Where `parse` fails with the link's code for an unread reply, or with
+  // `unreadable`, the reply cannot be one to this query, and the line is out of sync.
   template <typename Parse>
   auto Query(std::string_view query, const ReplyPlan& plan, Parse&& parse, HRESULT unreadable = S_OK)
       -> std::invoke_result_t<Parse, std::string>;
-  // A further line of the reply. None is the link's code for an unread reply, and so is an empty one.
+  // A further line of the reply. The link's code for an unread reply when none comes, or an empty one.
   Expected<std::string> ReadReply(const ReplyPlan& plan) { return session_.ReadReply(plan); }
   // Throws away what has come.
   void DiscardInput() { session_.framer_->Discard(); }
-  // The reply was another query's, or a reply may still come that nobody waits for.
+  // The driver knows that the last reply answered another query, or that a reply is still to come.
   void MarkOutOfSync() { session_.MarkOutOfSync(ReplyKind::kAmbiguous); }
-  // A sequence of which no reply may be another's: where one is, all of it is done again.
+  // Runs `body`, a sequence of queries in which every reply must be its query's own. When one answered another query
+  // the line is brought in sync and all of `body` is run again.
   template <typename Body>
   HRESULT Whole(Body&& body);
-  // Of a reply in it that is of no form that the query has: it was another's, unless it comes again.
+  // Within Whole: the last reply has no form that its query's replies have, so it answered another query. When it comes
+  // again in the second run it is taken as it is.
   void NoteStray() { session_.NoteStray(); }
-  // From when the bytes that were written have had their time on the line.
+  // Waits, from when the written bytes have had their time on the line.
   void Pause(Milliseconds duration);
-  // Of a handshake: the instrument is the one of Connect, or there was none yet. Otherwise `other_instrument`, from
-  // then on.
+  // For the handshake: S_OK at Connect, and after a reconnection when the identification is the one of Connect.
+  // Otherwise `other_instrument`, and every exchange fails with it until the host connects anew.
   HRESULT Admit(const std::string& identification, HRESULT other_instrument) {
     return session_.Admit(identification, other_instrument);
   }
-  // Whether nothing is outstanding: the last reply was its query's for certain.
+  // Whether no reply is outstanding: the last reply certainly answered the last query.
   bool in_sync() const { return session_.outstanding_.empty(); }
   Milliseconds read_timeout() const { return session_.link_.read_timeout(); }
-  // The link's code for a reply that did not come, or that makes no sense.
+  // The link's code for a reply that did not come or made no sense.
   HRESULT Unread() const { return session_.Unread(); }
 
  private:

@@ -34,7 +34,7 @@ ReplyKind Session::KindOfReply(std::string_view reply) const {
   return IsSyncReply(reply) ? ReplyKind::kSync : ReplyKind::kAmbiguous;
 }
 
-// Whoever made the driver chose the timeouts, or the driver does.
+// A timeout that the host chose replaces the one of the reply.
 ReplyPlan Session::Planned(ReplyPlan plan) const {
   if (options_.timeout_ms != 0) plan.read_ms = 0;
   return plan;
@@ -238,7 +238,7 @@ Expected<std::string> Session::Query(std::string_view query, const ReplyPlan& pl
     if (!may_stray || KindOfReply(*reply) != ReplyKind::kSync) return reply;
     if (values_too && !whole_ && attempt == kMaxSyncQueries) return reply;
     ++counters_.discarded;
-    MarkOutOfSync(kind);  // still: what came was asked by whoever had the line before
+    MarkOutOfSync(kind);  // still: what came answers a query from before this connection
     stray_ = whole_;
     if (whole_) break;
   }

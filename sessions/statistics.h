@@ -1,4 +1,4 @@
-// What a session counted since it was made.
+// What a session counted since it was made. Reconnecting does not reset it.
 #pragma once
 
 #include <atomic>
@@ -8,12 +8,12 @@
 namespace ulix {
 
 struct SessionStatistics {
-  std::uint64_t exchanges = 0;           // queries sent for a reply, those of resynchronising not among them
-  std::uint64_t timeouts = 0;            // replies that did not begin, or stopped midway
-  std::uint64_t damaged = 0;             // replies with a parity or framing error, or that their frame's check refuses
-  std::uint64_t discarded = 0;           // replies that came late, or that nobody had asked for
-  std::uint64_t resynchronisations = 0;  // times that the line was brought in sync again
-  std::uint64_t reconnections = 0;       // times that a lost device was reconnected to
+  std::uint64_t exchanges = 0;           // queries with a reply; sync queries are not counted
+  std::uint64_t timeouts = 0;            // replies that did not begin in time, or stopped midway
+  std::uint64_t damaged = 0;             // replies with a parity or framing error, or with a wrong checksum
+  std::uint64_t discarded = 0;           // replies that answered no query, or one that had been given up
+  std::uint64_t resynchronisations = 0;  // how often the line was brought in sync again
+  std::uint64_t reconnections = 0;       // how often a lost device was reconnected to
 
   bool operator==(const SessionStatistics&) const = default;
 };
@@ -21,7 +21,7 @@ struct SessionStatistics {
 // "exchanges=12 timeouts=0 ...", for programs and traces: the keys are the same in every language.
 std::string TextOf(const SessionStatistics& statistics);
 
-// The same while they are counted: by the holder of the exchange lock, read by anybody.
+// The same while they are counted. The holder of the exchange lock counts; any thread may read.
 class SessionCounters {
  public:
   class Counter {
