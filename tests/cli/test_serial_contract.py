@@ -91,7 +91,10 @@ TEXTS = {
     0x80044401: ("Communication is closed", "Communication fermée"),
     0x80044402: ("Unable to send command", "Impossible d'émettre la commande"),
     0x80044403: ("Unable to read answer", "Impossible de lire la réponse"),
-    0x80004001: ("Not implemented", "Non implémenté")}
+    0x80004001: ("with this configuration isotech hands its set points to an object of a host program; the command line has "
+                 "none",
+                 "avec cette configuration isotech remet ses consignes à un objet d'un programme hôte ; la ligne de commande "
+                 "n'en a pas")}
 # The short texts of error codes, and codes of other models.
 SHORT_TEXTS = {0x80043501: "NEG_ACKNOLEDGE", 0x80045708: "WRONG_CHAN_CONFIG", 0x80045D07: "OPEN_TC",
                0x80046104: "BAD_RESP", 0x80044B01: "NEG_ACKNOWLEDGE", 0x80010105: "UNABLE_TO_READ_COMM",
