@@ -79,12 +79,6 @@ TEST_F(UsbLinkTest, Open_PreparesTheDeviceInOrder) {
                                        "Read 80", "SetTimeout 3 5000"}));
   EXPECT_EQ(usb.seen.identity, (UsbIdentity{.vendor = 0x0483}));
   EXPECT_EQ(usb.seen.library, UsbDevice().library);
-  link.Close();
-  ASSERT_EQ(link.Reopen(), S_OK);
-  EXPECT_NE(usb.seen.library, UsbDevice().library) << "the library tells by it which of several devices was lost";
-  link.Close();
-  ASSERT_EQ(link.Open(), S_OK);
-  EXPECT_EQ(usb.seen.library, UsbDevice().library) << "who connects anew takes any";
   EXPECT_EQ(link.Info(Language::kEnglish), "GUID:00000001-0002-0003-0405-060708090A0B VENDOR_ID:0483 PRODUCT_ID:5740");
   EXPECT_EQ(Open({}), S_OK);
   EXPECT_EQ(usb.TakeCalls(), UsbCalls()) << "already open";
@@ -95,6 +89,17 @@ TEST_F(UsbLinkTest, Open_PreparesTheDeviceInOrder) {
   ASSERT_EQ(Open(usb.found), S_OK);
   EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not searched for";
   EXPECT_EQ(usb.loads, 1);
+}
+
+// The library tells by its record which of several identical devices was lost.
+TEST_F(UsbLinkTest, Reopen_KeepsTheRecordAndOpenEmptiesIt) {
+  ASSERT_EQ(Open({}), S_OK);
+  link.Close();
+  ASSERT_EQ(link.Reopen(), S_OK);
+  EXPECT_NE(usb.seen.library, UsbDevice().library);
+  link.Close();
+  ASSERT_EQ(link.Open(), S_OK);
+  EXPECT_EQ(usb.seen.library, UsbDevice().library);
 }
 
 TEST_F(UsbLinkTest, StepThatFails_GivesItsCodeAndEndsTheOpening) {
