@@ -61,11 +61,18 @@ std::string TableRow(const HtmlRow& cells, const char* element) {
 }  // namespace
 
 std::string PageStart(const std::string& title, Language language, const std::string& more_style) {
-  return std::string("<!DOCTYPE html>\n<html lang=\"") + (language == Language::kFrench ? "fr" : "en") +
-         "\">\n<head>\n<meta charset=\"utf-8\"/>\n"
-         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n"
-         "<meta name=\"viewport\" content=\"width=device-width\"/>\n" +
-         HtmlElement("title", title) + "<style>" + kStyle + more_style + "</style>\n</head>\n<body>\n";
+  std::string html = "<!DOCTYPE html>\n<html lang=\"";
+  html += language == Language::kFrench ? "fr" : "en";
+  html +=
+      "\">\n<head>\n<meta charset=\"utf-8\"/>\n"
+      "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n"
+      "<meta name=\"viewport\" content=\"width=device-width\"/>\n";
+  html += HtmlElement("title", title);
+  html += "<style>";
+  html += kStyle;
+  html += more_style;
+  html += "</style>\n</head>\n<body>\n";
+  return html;
 }
 
 std::string PageEnd() { return "</body>\n</html>\n"; }

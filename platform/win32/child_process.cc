@@ -18,9 +18,9 @@ std::string Quoted(const std::string& argument) {
 }
 
 std::optional<int> EndOf(HANDLE process, std::chrono::seconds limit) {
-  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(limit).count();
+  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(limit).count();
   DWORD status = 0;
-  const bool ended = WaitForSingleObject(process, static_cast<DWORD>(milliseconds)) == WAIT_OBJECT_0;
+  const bool ended = WaitForSingleObject(process, static_cast<DWORD>(longest)) == WAIT_OBJECT_0;
   if (!ended) TerminateProcess(process, 1);
   return ended && GetExitCodeProcess(process, &status) != 0 ? std::optional(static_cast<int>(status)) : std::nullopt;
 }

@@ -79,9 +79,9 @@ std::string_view WithoutReturn(std::string_view line) {
 }
 
 bool IsHydra(std::string_view identification) {
-  const std::size_t comma = identification.find(',');
-  if (comma == std::string_view::npos || identification.substr(0, comma) != "FLUKE") return false;
-  const std::string_view rest = identification.substr(comma + 1);
+  constexpr std::string_view kMaker = "FLUKE,";
+  if (!identification.starts_with(kMaker)) return false;
+  const std::string_view rest = identification.substr(kMaker.size());
   return rest.substr(0, rest.find(',')).find("2635") != std::string_view::npos;
 }
 
