@@ -10,14 +10,14 @@
 namespace ulix {
 namespace {
 
-enum class Form { kEnglish, kFrench, kShort };
+enum class TextForm { kEnglish, kFrench, kShort };
 
 // The text of a code, or "" when the model has none.
-std::string ErrorText(const CatalogueEntry& model, HRESULT code, Form form) {
-  Instrument device(model.create({}), {.language = form == Form::kFrench ? Language::kFrench : Language::kEnglish});
+std::string ModelErrorText(const CatalogueEntry& model, HRESULT code, TextForm form) {
+  Instrument device(model.create({}), {.language = form == TextForm::kFrench ? Language::kFrench : Language::kEnglish});
   std::int32_t unknown = -1;
   std::string text;
-  EXPECT_EQ(device.GetErrorText(code, form == Form::kShort, &unknown, &text), S_OK);
+  EXPECT_EQ(device.GetErrorText(code, form == TextForm::kShort, &unknown, &text), S_OK);
   EXPECT_EQ(unknown, text.empty() ? 1 : 0);
   return text;
 }
@@ -34,16 +34,18 @@ TEST_P(Models, EveryErrorCode_HasItsTexts) {
     for (const ErrorRow& row : rows) {
       SCOPED_TRACE(row.short_text);
       EXPECT_TRUE(codes.insert(row.code).second);
-      EXPECT_NE(ErrorText(GetParam(), row.code, Form::kEnglish), "");
-      EXPECT_NE(ErrorText(GetParam(), row.code, Form::kFrench), ErrorText(GetParam(), row.code, Form::kEnglish));
-      EXPECT_EQ(ErrorText(GetParam(), row.code, Form::kShort), row.short_text);
+      EXPECT_NE(ModelErrorText(GetParam(), row.code, TextForm::kEnglish), "");
+      EXPECT_NE(ModelErrorText(GetParam(), row.code, TextForm::kFrench),
+                ModelErrorText(GetParam(), row.code, TextForm::kEnglish));
+      EXPECT_EQ(ModelErrorText(GetParam(), row.code, TextForm::kShort), row.short_text);
     }
   }
-  EXPECT_EQ(ErrorText(GetParam(), card.exception_code + 5, Form::kEnglish), "");
-  EXPECT_EQ(ErrorText(GetParam(), RPC_E_SERVERFAULT, Form::kShort), "UNABLE_TO_READ_COMM");
+  EXPECT_EQ(ModelErrorText(GetParam(), card.exception_code + 5, TextForm::kEnglish), "");
+  EXPECT_EQ(ModelErrorText(GetParam(), RPC_E_SERVERFAULT, TextForm::kShort), "UNABLE_TO_READ_COMM");
   for (const CatalogueEntry& other : Catalogue()) {
     if (other.card == &card) continue;
-    EXPECT_EQ(ErrorText(GetParam(), other.card->errors.front().code, Form::kEnglish), "") << other.card->model_id;
+    EXPECT_EQ(ModelErrorText(GetParam(), other.card->errors.front().code, TextForm::kEnglish), "")
+        << other.card->model_id;
   }
 }
 
