@@ -353,8 +353,9 @@ std::string Session::LinkPlace() {
     return Shown(address->host) + ":" + std::to_string(address->port) + ": ";
   SerialParams line;
   if (Failed(instrument_.GetSerialParams(&line))) return {};
-  const std::string place =
-      line.location.empty() ? platform::DeviceOfPort(line.port).value_or(std::string()) : line.location;
+  std::string place = line.location.empty() ? platform::DeviceOfPort(line.port).value_or(std::string()) : line.location;
+  constexpr std::string_view kWindowsFolder = R"(\\.\)";  // before a port's name, which is what people know
+  if (place.starts_with(kWindowsFolder)) place.erase(0, kWindowsFolder.size());
   return place.empty() ? "COM" + std::to_string(line.port) + ": " : place + ": ";
 }
 
