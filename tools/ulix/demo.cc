@@ -167,7 +167,7 @@ void Tour::Expect(bool shown, const std::string& what) {
 }
 
 void Tour::Meet() {
-  session_.Connect();
+  session_.ConnectAndAsk();
   std::string identity;
   session_.Check(session_.instrument().Identify(&identity));
   Table table(
