@@ -99,9 +99,7 @@ template <typename Exchange>
 double Batch(int exchanges, Exchange&& exchange) {
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < exchanges; ++i) {
-    if (exchange()) continue;
-    std::fprintf(stderr, "an exchange failed\n");
-    std::exit(2);
+    if (!exchange()) Leave("an exchange failed");
   }
   const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
   return taken.count() / exchanges;

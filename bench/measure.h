@@ -7,12 +7,29 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "base/result.h"
+
 namespace ulix::bench {
+
+// Ends the program with the reason: a figure of work that failed would say nothing.
+[[noreturn]] inline void Leave(const std::string& why) {
+  std::fprintf(stderr, "%s\n", why.c_str());
+  std::exit(2);
+}
+
+// Ends the program when a step that comes before the measured work failed.
+inline void Require(const char* step, HRESULT code) {
+  if (Succeeded(code)) return;
+  char hexadecimal[16];
+  std::snprintf(hexadecimal, sizeof hexadecimal, "0x%08" PRIX32, static_cast<std::uint32_t>(code));
+  Leave(std::string(step) + " failed with " + hexadecimal);
+}
 
 // The value below which `share` (0 to 1) of the values lie.
 inline double Percentile(std::vector<double> values, double share) {

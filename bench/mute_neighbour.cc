@@ -17,7 +17,7 @@ using std::chrono::steady_clock;
 
 std::unique_ptr<Driver> Connected(const std::shared_ptr<SimulatedBench>& bench) {
   auto driver = FindModel("kelvo10")->create({.resolve_port = ResolverOf(bench)});
-  if (!driver->Connect().value_or(false)) std::exit(2);
+  if (!driver->Connect().value_or(false)) Leave("the instrument was not connected");
   return driver;
 }
 
@@ -29,7 +29,7 @@ std::vector<double> ReadingTimes(Driver& driver, int seconds) {
   std::vector<double> times;
   const auto end = steady_clock::now() + std::chrono::seconds(seconds);
   for (auto start = steady_clock::now(); start < end; start = steady_clock::now()) {
-    if (Failed(driver.ReadChannel(0).code)) std::exit(2);
+    Require("ReadChannel", driver.ReadChannel(0).code);
     times.push_back(std::chrono::duration<double, std::milli>(steady_clock::now() - start).count());
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }

@@ -27,14 +27,14 @@ std::unique_ptr<Driver> Connected(const Bench& wanted) {
     driver->settings().SetText(*driver->settings().Find(wanted.key), wanted.value);
     bench->WithSimulator([&](Simulator& s) { return s.Set(wanted.key, wanted.value); });
   }
-  if (!driver->Connect().value_or(false)) std::exit(2);
+  if (!driver->Connect().value_or(false)) Leave("the instrument was not connected");
   return driver;
 }
 
 double MicrosecondsOfReading(Driver& driver) {
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < kReadings; ++i) {
-    if (Failed(driver.ReadChannel(0).code)) std::exit(2);
+    Require("ReadChannel", driver.ReadChannel(0).code);
   }
   const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
   return taken.count() / kReadings;

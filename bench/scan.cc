@@ -15,6 +15,8 @@ constexpr int kExchangesInBatch = 2000;
 constexpr int kBatches = 5;          // of a round
 constexpr double kScanBound = 1.10;  // For more than one channel: a scan also wakes two threads.
 
+constexpr std::chrono::minutes kLongestScan{1};
+
 const std::vector<ChannelRow> kChannels(1000, ChannelRow{"IN", ChanIn});
 const ModelCard kCard = {.model_id = "scan", .class_name = "Scan", .channels = kChannels};
 
@@ -43,10 +45,11 @@ class Waiter final : public EventSink {
     ++scans_;
     changed_.notify_one();
   }
-  void AwaitNext() {
+  bool AwaitNext() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return scans_ > seen_; });
+    if (!changed_.wait_for(lock, kLongestScan, [this] { return scans_ > seen_; })) return false;
     seen_ = scans_;
+    return true;
   }
 
  private:
@@ -61,16 +64,16 @@ class Scanned {
   Scanned(BenchLine& line, std::size_t channels) : instrument_(std::make_unique<LineDriver>(line)) {
     instrument_.events().Advise(waiter_);
     std::uint32_t group = 0;
-    instrument_.Connect();
-    instrument_.CreateGroup(&group);
-    instrument_.SetGroupSettings(group, {.period_ms = 3'600'000});
-    for (ChannelId id = 0; id < channels; ++id) instrument_.ConnectGroupChan(group, id);
-    instrument_.RunGroup(group);
+    Require("Connect", instrument_.Connect());
+    Require("CreateGroup", instrument_.CreateGroup(&group));
+    Require("SetGroupSettings", instrument_.SetGroupSettings(group, {.period_ms = 3'600'000}));
+    for (ChannelId id = 0; id < channels; ++id) Require("ConnectGroupChan", instrument_.ConnectGroupChan(group, id));
+    Require("RunGroup", instrument_.RunGroup(group));
     groups_ = {group};
   }
   void Scan() {
-    instrument_.ImmediateReadGroups(groups_);
-    waiter_->AwaitNext();
+    Require("ImmediateReadGroups", instrument_.ImmediateReadGroups(groups_));
+    if (!waiter_->AwaitNext()) Leave("no scan came to its end within a minute");
   }
 
  private:

@@ -140,7 +140,7 @@ void MeasureRound(std::chrono::milliseconds length, Measured& measured) {
   const MonotonicTime start = std::chrono::steady_clock::now();
   tick_log.Start(start);
   reading_log.Start(start);
-  if (Failed(instrument.RunGroup(group))) std::exit(2);
+  Require("RunGroup", instrument.RunGroup(group));
   using std::chrono::milliseconds;
   auto critical = BareSleep(critical_log, platform::ThreadPriority::kTimeCritical, milliseconds(33), ticks);
   auto normal = BareSleep(normal_log, platform::ThreadPriority::kNormal, milliseconds(67), ticks);
