@@ -1,18 +1,18 @@
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
 #include "platform/files.h"
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/file_lock.h"
 
 namespace ulix::platform {
 namespace {
 
 class LockedFile final : public InputFile {
  public:
-  explicit LockedFile(FileDescriptor fd) : fd_(std::move(fd)) {}
+  LockedFile(FileDescriptor fd, FileLock lock) : fd_(std::move(fd)), lock_(std::move(lock)) {}
 
   int Read(std::span<char> bytes) override {
     std::size_t count = 0;
@@ -30,6 +30,7 @@ class LockedFile final : public InputFile {
 
  private:
   FileDescriptor fd_;
+  FileLock lock_;
 };
 
 }  // namespace
@@ -39,8 +40,9 @@ std::unique_ptr<InputFile> OpenExcludingWriters(const std::string& path) {
   FileDescriptor fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat about {};
   if (!fd.valid() || fstat(fd.get(), &about) != 0 || !S_ISREG(about.st_mode)) return nullptr;
-  if (flock(fd.get(), LOCK_SH | LOCK_NB) != 0) return nullptr;
-  return std::make_unique<LockedFile>(std::move(fd));
+  FileLock lock(fd.get(), LOCK_SH);
+  if (!lock.held()) return nullptr;
+  return std::make_unique<LockedFile>(std::move(fd), std::move(lock));
 }
 
 }  // namespace ulix::platform

@@ -4,7 +4,6 @@
 #include <grp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -26,6 +25,7 @@
 #include "platform/posix/custom_baud.h"
 #include "platform/posix/device_identity.h"
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/file_lock.h"
 
 namespace ulix::platform {
 namespace {
@@ -123,10 +123,11 @@ void SetBinary(termios& settings, bool parity_checked) {
 
 class TerminalPort final : public SerialPort {
  public:
-  TerminalPort(FileDescriptor fd, bool exclusive_mark) : fd_(std::move(fd)), exclusive_mark_(exclusive_mark) {}
+  TerminalPort(FileDescriptor fd, FileLock lock, bool exclusive_mark)
+      : fd_(std::move(fd)), lock_(std::move(lock)), exclusive_mark_(exclusive_mark) {}
 
   ~TerminalPort() override {
-    if (exclusive_mark_) ioctl(fd_.get(), TIOCNXCL);
+    if (exclusive_mark_ && lock_.is_of_this_process()) ioctl(fd_.get(), TIOCNXCL);
   }
 
   bool SetQueueSizes(std::uint32_t, std::uint32_t) override { return true; }
@@ -279,6 +280,7 @@ class TerminalPort final : public SerialPort {
   }
 
   FileDescriptor fd_;
+  FileLock lock_;
   Interruption interruption_;
   bool exclusive_mark_;
   bool parity_checked_ = false;
@@ -345,11 +347,12 @@ class BoundTerminal final : public BoundPort {
     if (!fd.valid() || !isatty(fd.get())) return {nullptr, FailureOf(errno, path_)};
     const std::string identity = UsbIdentity(DeviceNumber(fd.get()), sysfs_);
     if (!IsBoundDevice(identity)) return {nullptr, {.cause = OpenFailureCause::kAnotherDevice}};
-    if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) return {nullptr, FailureOf(errno, path_)};
+    FileLock lock(fd.get(), LOCK_EX);
+    if (!lock.held()) return {nullptr, FailureOf(errno, path_)};
     RememberDevice(identity);
     // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
     const bool mark = !IsPseudoTerminal(fd.get()) && ioctl(fd.get(), TIOCEXCL) == 0;
-    return {std::make_unique<TerminalPort>(std::move(fd), mark), {}};
+    return {std::make_unique<TerminalPort>(std::move(fd), std::move(lock), mark), {}};
   }
 
  private:

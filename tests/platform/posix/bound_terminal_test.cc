@@ -3,10 +3,13 @@
 #include "platform/posix/bound_terminal.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <optional>
 
@@ -127,6 +130,45 @@ TEST_F(BoundTerminalTest, OpenThatFails_GivesTheCause) {
   EXPECT_EQ(BindTerminal("/dev/null")->Open().failure.cause, OpenFailureCause::kNotSerial);
   EXPECT_EQ(BindTerminal(folder_)->Open().failure.cause, OpenFailureCause::kNotSerial);
   EXPECT_EQ(BindTerminal(folder_ / "nothing")->Open().failure.cause, OpenFailureCause::kNoSuchDevice);
+}
+
+// Runs the body in a child of the process, which stays alive after it until this object is destroyed.
+class LastingChild {
+ public:
+  template <typename Body>
+  explicit LastingChild(Body&& body) {
+    int done[2];
+    if (pipe(done) != 0) std::abort();
+    id_ = fork();
+    if (id_ == 0) {
+      body();
+      close(done[0]);
+      close(done[1]);
+      for (;;) pause();
+    }
+    close(done[1]);
+    char byte = 0;
+    while (read(done[0], &byte, 1) > 0) continue;
+    close(done[0]);
+  }
+  ~LastingChild() {
+    kill(id_, SIGKILL);
+    waitpid(id_, nullptr, 0);
+  }
+
+ private:
+  pid_t id_ = 0;
+};
+
+// A host may fork while a port is open. Its child has the descriptor too, as long as the child lives.
+TEST_F(BoundTerminalTest, ChildOfAFork_NeitherGivesBackNorKeepsThePort) {
+  Plug(*one_);
+  OpenResult open = BindTerminal(path_)->Open();
+  const LastingChild closes([&] { open.port.reset(); });
+  EXPECT_EQ(BindTerminal(path_)->Open().failure.cause, OpenFailureCause::kInUse) << "a child closed it";
+  const LastingChild keeps([] {});
+  open.port.reset();
+  EXPECT_EQ(BindTerminal(path_)->Open().failure.cause, OpenFailureCause::kNone) << "a child has it";
 }
 
 }  // namespace
