@@ -36,7 +36,10 @@ std::string LinkText(Session& session, Language language) {
   const Form form = CommForm(session.instrument(), language);
   for (const Field& field : form.pages.front().fields) {
     if (field.key == "host" || field.key == "tcp-port") continue;
-    text += (text.empty() ? "" : ", ") + field.value + (field.unit.empty() ? "" : " ") + field.unit;
+    // The number of a path is known to this process only.
+    const bool path = field.key == "port" && !params.location.empty();
+    text += (text.empty() ? "" : ", ") + (path ? params.location : field.value) + (field.unit.empty() ? "" : " ") +
+            field.unit;
   }
   return Shown(text);
 }
