@@ -8,12 +8,12 @@
 namespace ulix {
 
 std::span<const CatalogueEntry> Catalogue() {
-  static const std::array kModels = {
+  static const std::array models = {
 #define ULIX_MODEL(model) model::kEntry,
 #include "drivers/models.def"
 #undef ULIX_MODEL
   };
-  return kModels;
+  return models;
 }
 
 const CatalogueEntry* FindModel(std::string_view word) {

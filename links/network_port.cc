@@ -256,7 +256,7 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
   void Purge(bool input, bool output) override {
     using namespace telnet;
     const bool fence = input && Discard();
-    const std::uint8_t what = static_cast<std::uint8_t>((fence ? 1 : 0) + (output ? 2 : 0));
+    const auto what = static_cast<std::uint8_t>((fence ? 1 : 0) + (output ? 2 : 0));
     if (what == 0) return;
     answers_.erase(kPurge);
     if (!Command(ComPortCommand(kPurge, what)) || !fence) return;
@@ -265,7 +265,7 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
   }
 
  private:
-  static std::string OneByte(std::uint8_t value) { return std::string(1, static_cast<char>(value)); }
+  static std::string OneByte(std::uint8_t value) { return {static_cast<char>(value)}; }
 
   bool Command(std::string_view bytes) {
     return SendAll(bytes, steady_clock::now() + kAnswerWait).outcome == IoOutcome::kComplete;

@@ -171,7 +171,7 @@ UsbLink::Received UsbLink::ReceiveWhole(Deadline patience) {
   while (!partial_.ends_with('\n')) {
     if (patience.Passed(*options_.clock)) return {LinkOutcome::kStoppedMidway, {}};
     const std::size_t before = partial_.size();
-    const Received piece = Receive();
+    Received piece = Receive();
     if (!IsComplete(piece.outcome) && ended && partial_.size() == before) break;
     if (!IsComplete(piece.outcome)) return piece;
     ended = !cut_;

@@ -103,6 +103,7 @@ bool RtuFramer::Refuses(ReplyKind came, ReplyKind kind) const {
 
 std::vector<SyncCandidate> RtuFramer::SyncQueries() const {
   std::vector<SyncCandidate> queries;
+  queries.reserve(std::size(kSyncCounts));
   for (const std::size_t count : kSyncCounts) {
     queries.push_back(
         {modbus::ReadRequest(sync_register_, count), KindOf(modbus::kReadHolding, static_cast<std::uint32_t>(count))});

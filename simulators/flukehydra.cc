@@ -93,7 +93,7 @@ std::optional<std::string> FlukeHydraSimulator::Execute(std::string_view command
   if (command == "TEMP_CONFIG?") return Result(temperature_config_);
   if (command == "RATE?") return Result(measuring_rate_);
   if (command == "INTVL?") return Result(scan_interval_);
-  if (const auto executed = ExecuteSwitch(command)) return executed;
+  if (auto executed = ExecuteSwitch(command)) return executed;
   return AnswerChannel(command);
 }
 

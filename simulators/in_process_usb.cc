@@ -104,7 +104,7 @@ UsbLibraryLoader UsbLoaderOf(UsbLineOpener open, Clock& clock) {
 }
 
 UsbLibraryLoader UsbLoaderOf(std::shared_ptr<SimulatedBench> bench, Clock& clock) {
-  return UsbLoaderOf([bench] { return OpenBench(bench).port; }, clock);
+  return UsbLoaderOf([bench = std::move(bench)] { return OpenBench(bench).port; }, clock);
 }
 
 }  // namespace ulix

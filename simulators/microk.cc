@@ -214,7 +214,8 @@ std::string MicrokSimulator::Measured(double value) const {
 
 bool MicrokSimulator::HasChannel(unsigned channel) const {
   if (channel < 10) return channel >= 1 && channel <= 3;
-  return channel % 10 < 8 && channel / 10 <= 4 && channel / 10 <= scanners_;
+  const unsigned scanner = channel / 10;
+  return channel % 10 < 8 && scanner <= 4 && scanner <= scanners_;
 }
 
 std::unique_ptr<Simulator> microk::MakeSimulator(Clock& clock) { return std::make_unique<MicrokSimulator>(clock); }

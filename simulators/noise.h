@@ -10,7 +10,7 @@ class Noise {
  public:
   // The next number, evenly distributed between -greatest and +greatest.
   double Next(double greatest) {
-    constexpr double kSpan = static_cast<double>(std::minstd_rand::max() - std::minstd_rand::min());
+    constexpr auto kSpan = static_cast<double>(std::minstd_rand::max() - std::minstd_rand::min());
     const double share = static_cast<double>(random_() - std::minstd_rand::min()) / kSpan;
     return greatest * (2 * share - 1);
   }

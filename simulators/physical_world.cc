@@ -46,7 +46,7 @@ PhysicalWorld::PhysicalWorld(const BenchPlan& plan, Clock& clock)
 }
 
 // Each call draws a random number, whatever the deviation is, so that the sequence does not depend on the deviation.
-double PhysicalWorld::Noise(std::mt19937& random, double deviation) const {
+double PhysicalWorld::Noise(std::mt19937& random, double deviation) {
   std::normal_distribution<double> normal;
   return deviation * normal(random);
 }
@@ -93,7 +93,7 @@ double PhysicalWorld::Actual() {
 }
 
 // The hysteresis is zero at the ends of the span and largest in the middle.
-double PhysicalWorld::HysteresisOf(const SensorState& sensor) const {
+double PhysicalWorld::HysteresisOf(const SensorState& sensor) {
   const double span = sensor.plan.span_high - sensor.plan.span_low;
   const double place = std::clamp((sensor.lagged - sensor.plan.span_low) / span, 0.0, 1.0);
   return sensor.play * sensor.plan.hysteresis / 2 * 4 * place * (1 - place);

@@ -25,7 +25,7 @@ class PhysicalWorld {
   // The value that the source's own sensor measures.
   double Actual();
   // One reading of a sensor. `sensor` is its index in the plan.
-  double Read(std::size_t sensor);
+  double Read(std::size_t number);
   // Simulates an adjustment of the units under test: from now on each has its offset after adjustment.
   void Adjust();
   // The true value at the place of a sensor, without noise and errors. For tests.
@@ -43,8 +43,8 @@ class PhysicalWorld {
   void Advance();
   void Step();
   double ValueAt(double height) const;
-  double Noise(std::mt19937& random, double deviation) const;
-  double HysteresisOf(const SensorState& sensor) const;
+  static double Noise(std::mt19937& random, double deviation);
+  static double HysteresisOf(const SensorState& sensor);
 
   WorldPlan plan_;
   Clock& clock_;

@@ -46,6 +46,7 @@ std::optional<int> WaitFor(pid_t child, std::chrono::seconds limit) {
 std::optional<int> RunProgram(const std::vector<std::string>& command, std::chrono::seconds limit) {
   std::vector<std::string> kept = command;
   std::vector<char*> arguments;
+  arguments.reserve(kept.size() + 1);
   for (std::string& argument : kept) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   const NoStreams streams;

@@ -31,7 +31,7 @@ std::string TargetOf(const PlotOptions& options) {
 
 std::string TitleOf(const PlotOptions& options, const CsvMeasurement& measurement) {
   if (!options.title.empty()) return options.title;
-  if (const std::string title = measurement.Note("title"); !title.empty()) return title;
+  if (std::string title = measurement.Note("title"); !title.empty()) return title;
   const std::string name = measurement.Note("instrument");
   return name.empty() ? options.csv_file : Shown(TextId::kScanTitle, LanguageOf(options.common), {name});
 }

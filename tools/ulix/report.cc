@@ -23,7 +23,6 @@ constexpr std::size_t kChannelsOfATable = 6;  // what the width of paper has roo
 
 using Cell = HtmlCell;
 using Kind = CellKind;
-using Row = HtmlRow;
 
 // The page under construction. Each function adds one part.
 class Page {
@@ -144,7 +143,7 @@ Cell Page::Difference(std::optional<double> value) const {
 
 void Page::AddStatistics() {
   AddHeading(TextId::kStatistics);
-  Row head{{Shown(TextId::kChannelLabel)}, {Shown(TextId::kUnit)}};
+  HtmlRow head{{Shown(TextId::kChannelLabel)}, {Shown(TextId::kUnit)}};
   for (const TextId word : {TextId::kReadingCount, TextId::kFailedCount, TextId::kLeast, TextId::kMost, TextId::kMean,
                             TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
     head.push_back({Text(word), Kind::kNumber});
@@ -215,13 +214,13 @@ std::string Page::TimeOf(const RecordedRow& row) const {
 
 // Adds a table of the channels `first` to `end` - 1.
 void Page::AddReadingsOf(std::size_t first, std::size_t end) {
-  Row head{{Shown(TextId::kNumber), Kind::kNumber}, {Shown(TextId::kTime)}};
+  HtmlRow head{{Shown(TextId::kNumber), Kind::kNumber}, {Shown(TextId::kTime)}};
   for (std::size_t k = first; k < end; ++k) {
     head.push_back({WithUnit(recording_.channels()[k].channel), Kind::kNumber});
   }
   HtmlTable table(head);
   for (const RecordedRow* row : recording_.Rows()) {
-    Row cells{{std::to_string(row->number), Kind::kNumber}, {TimeOf(*row), Kind::kOneLine}};
+    HtmlRow cells{{std::to_string(row->number), Kind::kNumber}, {TimeOf(*row), Kind::kOneLine}};
     for (std::size_t k = first; k < end; ++k) cells.push_back(Reading(*row, k));
     table.Add(cells);
   }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <ranges>
 
 #include "base/markup.h"
 #include "base/numbers.h"
@@ -244,7 +245,7 @@ std::vector<Entry> EntriesOf(const Plot& plot, const Panel& panel) {
 }
 
 std::string UnitText(const Panel& panel, Language language) {
-  const std::string unit = panel.unit.empty() ? Shown(TextId::kValue, language) : panel.unit;
+  std::string unit = panel.unit.empty() ? Shown(TextId::kValue, language) : panel.unit;
   if (panel.exponent == 0) return unit;
   static constexpr std::array kRaised = {"⁰", "¹", "²", "³", "⁴", "⁵", "⁶", "⁷", "⁸", "⁹"};
   std::string power = "10";
@@ -411,9 +412,9 @@ std::vector<EndName> EndNamesOf(const Plot& plot, const Panel& panel) {
     free_from = name.y + kNameStep;
   }
   double free_to = panel.y.from;
-  for (auto name = names.rbegin(); name != names.rend(); ++name) {
-    name->y = std::min(name->y, free_to);
-    free_to = name->y - kNameStep;
+  for (EndName& name : std::views::reverse(names)) {
+    name.y = std::min(name.y, free_to);
+    free_to = name.y - kNameStep;
   }
   return names;
 }

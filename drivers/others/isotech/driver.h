@@ -27,7 +27,7 @@ class IsotechDriver final : public Driver, private SetPointForwarding {
   HRESULT SendAddressed(std::uint32_t address, float degrees);
   // `command` without its argument.
   HRESULT SendLine(std::string_view frame, std::string_view command);
-  HRESULT SendStop(Conversation& talk);
+  static HRESULT SendStop(Conversation& talk);
 
   std::mutex object_mutex_;
   SetPointObject object_;  // guarded by object_mutex_
