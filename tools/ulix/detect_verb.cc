@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "base/identification.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "base/identification.h"
 #include "base/numbers.h"
 #include "drivers/progress.h"
 #include "tools/ulix/arguments.h"

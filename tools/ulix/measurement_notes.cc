@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "base/identification.h"
 #include "base/text.h"
 #include "core/version.h"
 #include "platform/clock.h"
@@ -46,20 +47,6 @@ void AddNotes(CLI::App& verb, MeasurementNotes& notes) {
               {"--operator", notes.operator_name, "Who makes the measurement"},
               {"--note", notes.note, "A remark, kept with the readings"}};
   for (const auto& [option, text, help] : rows) verb.add_option(option, text, help)->type_name("TEXT")->group("Notes");
-}
-
-std::string SerialNumberIn(std::string_view identification) {
-  constexpr std::size_t kFields = 4, kSerialField = 2;
-  std::vector<std::string_view> fields;
-  for (std::size_t at = 0; at <= identification.size();) {
-    const std::size_t end = std::min(identification.find(',', at), identification.size());
-    fields.push_back(Trimmed(identification.substr(at, end - at)));
-    at = end + 1;
-  }
-  if (fields.size() >= kFields && fields[kSerialField] != "0") return std::string(fields[kSerialField]);
-  const auto words = SplitWords(identification, " ,;:");
-  const auto mark = std::find(words.begin(), words.end(), "SN");
-  return mark == words.end() || mark + 1 == words.end() ? std::string() : std::string(*(mark + 1));
 }
 
 std::string UtcOffset() {

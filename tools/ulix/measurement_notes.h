@@ -22,9 +22,6 @@ struct MeasurementNotes {
 // Adds --title, --operator and --note. `notes` must outlive the parsing.
 void AddNotes(CLI::App& verb, MeasurementNotes& notes);
 
-// The serial number in an identification: the third of four fields between commas, or the word after "SN"; else empty.
-std::string SerialNumberIn(std::string_view identification);
-
 // How far local time is ahead of UTC now: "+01:00".
 std::string UtcOffset();
 

@@ -1,3 +1,4 @@
+#include "base/identification.h"
 #include "base/numbers.h"
 #include "core/version.h"
 #include "drivers/catalogue.h"
