@@ -85,8 +85,7 @@ DriverServices ServicesFor(const ConnectionOptions& options, LinkTrace trace, co
   services.trace = trace ? std::move(trace) : TraceOf(options);
   if (options.trace) SetTraceSink(TraceLineToStandardError);
   if (line != nullptr) {
-    services.resolve_port = line->Ports();
-    services.load_usb_library = line->UsbLoader();
+    services = line->ServicesOf(std::move(services));
   } else if (IsServedUsb(options)) {
     services.load_usb_library = ServedUsbInstrument(std::get<std::string>(ParsePort(options.port)));
   }

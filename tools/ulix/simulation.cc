@@ -29,13 +29,6 @@ std::string PropertyList(const Simulator& simulator) {
 
 }  // namespace
 
-SimulatedLine::SimulatedLine(const std::string& model)
-    : bench_(std::make_shared<SimulatedBench>(NewSimulator(model), SystemClock())) {}
-
-platform::PortResolver SimulatedLine::Ports() const { return ResolverOf(bench_); }
-
-UsbLibraryLoader SimulatedLine::UsbLoader() const { return UsbLoaderOf(bench_, SystemClock()); }
-
 UsbLibraryLoader ServedUsbInstrument(const std::string& location) {
   const auto open = [bound =
                          ResolveSerialPort({.location = location}).port]() -> std::unique_ptr<platform::SerialPort> {
@@ -43,15 +36,6 @@ UsbLibraryLoader ServedUsbInstrument(const std::string& location) {
     return port && port->Configure({}) ? std::move(port) : nullptr;
   };
   return UsbLoaderOf(open, SystemClock());
-}
-
-void SimulatedLine::Match(const Settings& settings) {
-  bench_->WithSimulator([&](Simulator& simulator) {
-    for (const auto& [key, value] : simulator.Properties()) {
-      const SettingRow* row = settings.Find(key);
-      if (row != nullptr) simulator.Set(key, settings.TextOf(*row));
-    }
-  });
 }
 
 SimulatedInstrument::SimulatedInstrument(const std::string& model) : instrument_(NewSimulator(model)) {}

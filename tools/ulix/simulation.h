@@ -6,28 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "drivers/settings.h"
 #include "links/usb_library.h"
 #include "platform/byte_endpoint.h"
-#include "platform/port_binding.h"
 #include "simulators/faulty_instrument.h"
-#include "simulators/in_process_port.h"
 #include "simulators/replayed.h"
+#include "simulators/simulated_line.h"
 
 namespace ulix::cli {
-
-// The line of `--port sim`. Every port and USB device that it opens leads to one simulated instrument in this process.
-class SimulatedLine {
- public:
-  explicit SimulatedLine(const std::string& model);
-  platform::PortResolver Ports() const;
-  UsbLibraryLoader UsbLoader() const;
-  // Adapts the simulated instrument to the settings: each property named like a setting takes the value of the setting.
-  void Match(const Settings& settings);
-
- private:
-  std::shared_ptr<SimulatedBench> bench_;
-};
 
 // A loader for a USB model. The USB library that it loads leads to the simulated instrument that `ulix simulate` serves
 // at this device path or URL.
