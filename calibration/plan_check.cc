@@ -11,7 +11,7 @@
 #include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "calibration/plan_sensor.h"
-#include "drivers/catalogue.h"
+#include "calibration/planned_instrument.h"
 
 namespace ulix::calibration {
 namespace {
@@ -51,8 +51,7 @@ class PlanChecker {
   void CheckInstruments();
   void CheckPorts();
   void CheckChannels();
-  enum class Use { kRead, kWrite };
-  void CheckChannel(const ChannelRef& channel, const std::string& path, Use use);
+  void CheckChannel(const ChannelRef& channel, const std::string& path, ChannelUse use);
   void CheckRoles();
   void CheckSource();
   void CheckPoints();
@@ -69,51 +68,20 @@ class PlanChecker {
 void PlanChecker::CheckInstruments() {
   if (plan_.instruments.empty()) Refuse(0, "instruments", "names no instrument");
   for (const PlannedInstrument& planned : plan_.instruments) {
-    const std::string path = "instruments." + planned.name;
-    if (!FindModel(planned.model)) {
-      std::vector<std::string> models;
-      for (const CatalogueEntry& entry : Catalogue()) models.emplace_back(entry.card->model_id);
-      const std::string meant = Closest(planned.model, models);
-      Refuse(planned.line, path + ".model",
-             "'" + planned.model + "' is no model" + (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
-      continue;
-    }
-    auto made = MakeInstrument(planned, plan_.folder, {}, {});
-    if (made) {
-      instruments_[planned.name] = std::move(*made);
-    } else {
-      Refuse(planned.line, path, made.error());
-    }
-    if (planned.port.empty() && planned.host.empty() && planned.config_file.empty()) {
-      Refuse(planned.line, path, "says neither a port nor a host");
-    }
+    if (auto made = CheckInstrument(planned, plan_.folder, problems_)) instruments_[planned.name] = std::move(made);
   }
-}
-
-// "COM5", "com5" and "5" are one.
-std::string CanonicalPort(const std::string& port) {
-  const bool com = port.size() > 3 && EqualIgnoringCase(port.substr(0, 3), "COM");
-  return com ? port.substr(3) : port;
 }
 
 void PlanChecker::CheckPorts() {
-  std::map<std::string, std::string> taken;
-  std::size_t simulated = 0;
-  for (const PlannedInstrument& planned : plan_.instruments) {
-    simulated += planned.simulated() ? 1 : 0;
-    if (planned.simulated() || planned.port.empty()) continue;
-    const auto [other, is_new] = taken.emplace(CanonicalPort(planned.port), planned.name);
-    if (!is_new) {
-      Refuse(planned.line, "instruments." + planned.name + ".port",
-             "port " + planned.port + " is taken by " + other->second + " already");
-    }
-  }
+  calibration::CheckPorts(plan_.instruments, problems_);
+  const auto simulated = static_cast<std::size_t>(std::count_if(
+      plan_.instruments.begin(), plan_.instruments.end(), [](const PlannedInstrument& i) { return i.simulated(); }));
   if (simulated > 0 && simulated < plan_.instruments.size()) {
     Refuse(0, "instruments", "either every instrument is on port sim or none is: they share one world");
   }
 }
 
-void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& path, Use use) {
+void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& path, ChannelUse use) {
   if (!plan_.FindInstrument(channel.instrument)) {
     std::vector<std::string> names;
     for (const PlannedInstrument& planned : plan_.instruments) names.push_back(planned.name);
@@ -124,33 +92,27 @@ void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& pat
   }
   const auto found = instruments_.find(channel.instrument);
   if (found == instruments_.end()) return;  // told already
-  const auto id = FindChannel(*found->second, channel.channel);
-  // Which channels there are is the instrument's to say for some models: the run asks it.
-  if (!id && found->second->card().channels_in_instrument) return;
-  if (!id) return Refuse(channel.line, path, id.error());
-  std::int32_t direction = ChanIn;
-  found->second->GetChanDir(*id, &direction);
-  if (use == Use::kWrite && direction == ChanIn) Refuse(channel.line, path, "the channel cannot be set");
-  if (use == Use::kRead && direction == ChanOut) Refuse(channel.line, path, "the channel cannot be read");
+  calibration::CheckChannel(*found->second, channel.channel, use, channel.line, path, problems_);
 }
 
 void PlanChecker::CheckChannels() {
-  CheckChannel(plan_.source.channel, "source.set", Use::kWrite);
-  if (plan_.source.actual) CheckChannel(*plan_.source.actual, "source.actual", Use::kRead);
-  CheckChannel(plan_.reference.channel, "reference.channel", Use::kRead);
+  CheckChannel(plan_.source.channel, "source.set", ChannelUse::kWrite);
+  if (plan_.source.actual) CheckChannel(*plan_.source.actual, "source.actual", ChannelUse::kRead);
+  CheckChannel(plan_.reference.channel, "reference.channel", ChannelUse::kRead);
   const auto junction = [&](const SensorSpec& sensor, const std::string& path) {
     const auto made = WhyNoSensor(sensor);
     if (made) Refuse(sensor.line, path + ".sensor", *made);
-    if (sensor.junction_channel) CheckChannel(*sensor.junction_channel, path + ".sensor.junction-channel", Use::kRead);
+    if (sensor.junction_channel)
+      CheckChannel(*sensor.junction_channel, path + ".sensor.junction-channel", ChannelUse::kRead);
   };
   junction(plan_.reference.sensor, "reference");
   for (std::size_t k = 0; k < plan_.units.size(); ++k) {
     const std::string path = "units[" + std::to_string(k) + "]";
-    CheckChannel(plan_.units[k].channel, path + ".channel", Use::kRead);
+    CheckChannel(plan_.units[k].channel, path + ".channel", ChannelUse::kRead);
     junction(plan_.units[k].sensor, path);
   }
   if (plan_.ambient.temperature_channel) {
-    CheckChannel(*plan_.ambient.temperature_channel, "ambient.temperature-channel", Use::kRead);
+    CheckChannel(*plan_.ambient.temperature_channel, "ambient.temperature-channel", ChannelUse::kRead);
   }
 }
 
@@ -258,7 +220,7 @@ void PlanChecker::CheckBench() {
   for (std::size_t k = 0; k < plan_.bench.sensors.size(); ++k) {
     const BenchSensor& sensor = plan_.bench.sensors[k];
     ChannelRef channel{sensor.instrument, sensor.channel, sensor.line};
-    CheckChannel(channel, "bench.sensors[" + std::to_string(k) + "].channel", Use::kRead);
+    CheckChannel(channel, "bench.sensors[" + std::to_string(k) + "].channel", ChannelUse::kRead);
     if (sensor.span_low >= sensor.span_high) {
       Refuse(sensor.line, "bench.sensors[" + std::to_string(k) + "].span", "is to rise");
     }

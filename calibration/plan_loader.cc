@@ -7,6 +7,7 @@
 #include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "calibration/plan_check.h"
+#include "calibration/planned_instrument.h"
 
 namespace ulix::calibration {
 namespace {
@@ -48,43 +49,6 @@ void ReadRange(JsonReader& from, double& min, double& max) {
   from.Number("min", min);
   from.Number("max", max);
   if (min > max) from.Note("min is above max");
-}
-
-// A setting's value may be a number, a word or true and false.
-std::optional<std::string> SettingText(const JsonNode& node) {
-  if (const std::string* text = node.text()) return *text;
-  if (const double* number = node.number()) return NumberText(*number);
-  if (const bool* flag = std::get_if<bool>(&node.value)) return *flag ? "1" : "0";
-  return std::nullopt;
-}
-
-void ReadPort(JsonReader& from, PlannedInstrument& instrument) {
-  const JsonNode* port = from.Find("port");
-  if (!port) return;
-  const auto text = SettingText(*port);
-  if (!text || text->empty())
-    return from.Note(*port, "port", "is to be a port's number, a device, an address, or \"sim\"");
-  instrument.port = EqualIgnoringCase(*text, "sim") ? "sim" : *text;
-}
-
-void ReadInstrument(JsonReader& from, PlannedInstrument& instrument) {
-  instrument.line = from.line();
-  if (from.Require("model")) from.Text("model", instrument.model);
-  ReadPort(from, instrument);
-  from.Text("host", instrument.host);
-  from.Text("config", instrument.config_file);
-  from.Text("serial-number", instrument.serial_number);
-  from.Text("manufacturer", instrument.manufacturer);
-  from.Flag("run", instrument.run);
-  int number = 0;
-  if (from.Whole("tcp-port", number, 1, 65535)) instrument.tcp_port = number;
-  if (from.Whole("baud", number, 50, 4000000)) instrument.baud_rate = static_cast<std::uint32_t>(number);
-  if (from.Whole("timeout-ms", number, 1, 3600000)) instrument.timeout_ms = static_cast<std::uint32_t>(number);
-  from.Named("settings", [&](const std::string& key, const JsonNode& node) {
-    const auto text = SettingText(node);
-    if (!text) return from.Note(node, "settings." + key, "is to be a text or a number");
-    instrument.settings.emplace_back(key, *text);
-  });
 }
 
 void ReadSensor(JsonReader& from, SensorSpec& sensor) {
@@ -517,12 +481,7 @@ LoadedPlan LoadPlan(std::string_view text, const std::string& folder) {
   loaded.plan.folder = folder;
   loaded.plan.text = text;
   const auto document = ParseJson(text);
-  if (!document) {
-    const JsonMistake& mistake = document.error();
-    const std::string column = mistake.column > 0 ? "column " + std::to_string(mistake.column) + ": " : "";
-    loaded.problems.push_back({mistake.line, "", column + mistake.message, false});
-    return loaded;
-  }
+  if (!document) return loaded.problems.push_back(ProblemOf(document.error())), loaded;
   {
     JsonReader reader(*document, "", loaded.problems);
     if (document->object()) ReadPlan(reader, loaded.plan);
