@@ -1,0 +1,10 @@
+// No service of this system waits for such messages.
+#include "platform/service_manager.h"
+
+namespace ulix::platform {
+
+bool TellServiceManager(std::string_view) { return false; }
+
+std::optional<std::chrono::milliseconds> ServiceWatchdog() { return std::nullopt; }
+
+}  // namespace ulix::platform
