@@ -29,6 +29,15 @@ install(FILES ${made}/ulix.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-comple
 install(FILES ${made}/_ulix DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT program)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ulix RENAME copyright COMPONENT program)
 
+# --- component publish ---
+if(TARGET ulix-publish)
+  install(TARGETS ulix-publish COMPONENT publish)
+  set(ULIX_UNIT_DIR lib/systemd/system CACHE STRING "Where the unit of the service goes")
+  install(FILES "tools/ulix_publish/ulix-publish@.service" DESTINATION ${ULIX_UNIT_DIR} COMPONENT publish)
+  install(FILES docs/fleet.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ulix-publish COMPONENT publish)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ulix-publish RENAME copyright COMPONENT publish)
+endif()
+
 # --- component library ---
 set_target_properties(ulixinstr PROPERTIES EXPORT_NAME instr)
 install(TARGETS ulixinstr EXPORT ulix COMPONENT library)

@@ -57,7 +57,7 @@ class PackagesTest(unittest.TestCase):
         return run("chroot", self.root, *args, env=PLAIN, **options)
 
     def test_installed_used_and_removed(self):
-        self.assertEqual({package.name.split("_")[0] for package in self.packages}, {"libulix-dev", "ulix", "ulix-udev"})
+        self.assertEqual({package.name.split("_")[0] for package in self.packages}, {"libulix-dev", "ulix", "ulix-publish", "ulix-udev"})
         for package in self.packages:
             shutil.copy(package, self.root / "tmp")
         shutil.copy("/etc/resolv.conf", self.root / "etc/resolv.conf")
@@ -71,8 +71,12 @@ class PackagesTest(unittest.TestCase):
         self.assertTrue((self.root / "usr/lib/udev/rules.d/60-ulix.rules").read_text().count("dialout"))
         self.assertTrue((self.root / "usr/include/ulix/core/instrument.h").exists())
 
-        before = set(self.inside("dpkg", "-L", "ulix", "libulix-dev", "ulix-udev").split())
-        self.inside("dpkg", "--purge", "ulix", "libulix-dev", "ulix-udev")
+        self.assertIn("ulix-publish", self.inside("ulix-publish", "--version"))
+        self.assertIn("ulix:", self.inside("getent", "passwd", "ulix"))
+
+        installed = ("ulix", "ulix-publish", "libulix-dev", "ulix-udev")
+        before = set(self.inside("dpkg", "-L", *installed).split())
+        self.inside("dpkg", "--purge", *installed)
         self.assertFalse([name for name in before if "ulix" in name and (self.root / name.lstrip("/")).exists()])
 
 

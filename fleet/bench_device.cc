@@ -1,0 +1,425 @@
+#include "fleet/bench_device.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/identification.h"
+#include "base/numbers.h"
+#include "base/text.h"
+#include "calibration/instruments.h"
+#include "drivers/catalogue.h"
+#include "simulators/simulated_line.h"
+
+namespace ulix::fleet {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLookInterval{100};
+constexpr milliseconds kRetryInterval{1000};
+constexpr std::size_t kMaxWrites = 16;
+constexpr double kMsPerDay = 86'400'000.0;
+constexpr double kMaxAgeMs = 3'600'000.0;
+constexpr double kStalePeriods = 3;
+constexpr milliseconds kStaleSlack{2000};
+constexpr std::string_view kOutputs = "Outputs/";
+constexpr std::string_view kSetPoint = "/Set point";
+
+// Local times jump with daylight saving; the age of a stamp does not.
+UnixMs UnixOf(Date stamp) {
+  const double age = (SystemClock().LocalTime() - stamp) * kMsPerDay;
+  return UnixNow() - static_cast<UnixMs>(age > 0 && age < kMaxAgeMs ? std::llround(age) : 0);
+}
+
+Metric TextMetric(const std::string& name, const std::string& text) {
+  return {.name = name, .type = DataType::kString, .value = text};
+}
+
+std::string ValueName(const std::string& channel) { return "Inputs/" + channel + "/Value"; }
+std::string SetPointName(const std::string& channel) {
+  return std::string(kOutputs) + channel + std::string(kSetPoint);
+}
+
+// The channel of "Outputs/CHANNEL/Set point"; none of another name.
+std::optional<std::string> OutputIn(std::string_view name) {
+  const bool fits =
+      name.starts_with(kOutputs) && name.ends_with(kSetPoint) && name.size() > kOutputs.size() + kSetPoint.size();
+  if (!fits) return std::nullopt;
+  return std::string(name.substr(kOutputs.size(), name.size() - kOutputs.size() - kSetPoint.size()));
+}
+
+struct Judged {
+  MetricValue value;
+  Quality quality;
+};
+
+// A value is good only when it is known to be the measured one.
+Judged Judge(const ChannelArrays& arrays, std::size_t k) {
+  const double value = static_cast<double>(arrays.values[k]);
+  if (Failed(arrays.errors[k]) || arrays.doubts[k] == Doubt::kNoNumber || !std::isfinite(value)) {
+    return {{}, Quality::kBad};
+  }
+  return {value, arrays.doubts[k] == Doubt::kNoValue ? Quality::kStale : Quality::kGood};
+}
+
+}  // namespace
+
+// Lives as long as the instrument's sinks; the device outlives the instrument.
+class BenchDevice::Sink final : public EventSink {
+ public:
+  explicit Sink(BenchDevice& device) : device_(device) {}
+  void DataChange(std::uint32_t, const ChannelArrays& arrays) override { device_.Take(arrays, true); }
+
+ private:
+  BenchDevice& device_;
+};
+
+BenchDevice::BenchDevice(const PublishedInstrument& config, const std::string& folder, Node& node, Log log)
+    : config_(config), folder_(folder), node_(node), log_(std::move(log)) {}
+
+BenchDevice::~BenchDevice() { Stop(); }
+
+void BenchDevice::Say(LogLevel level, const std::string& text) const {
+  if (log_) log_(level, config_.planned.name + ": " + text);
+}
+
+void BenchDevice::SayOnce(LogLevel level, const std::string& text) {
+  if (text == said_) return;
+  said_ = text;
+  Say(level, text);
+}
+
+void BenchDevice::Start() {
+  thread_ = std::thread([this] { Run(); });
+}
+
+void BenchDevice::RequestStop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  changed_.notify_all();
+}
+
+void BenchDevice::Stop() {
+  RequestStop();
+  if (thread_.joinable()) thread_.join();
+  instrument_.reset();
+}
+
+void BenchDevice::Pause(milliseconds duration) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_for(lock, duration, [this] { return stopping_ || !writes_.empty(); });
+}
+
+void BenchDevice::Run() {
+  while (!stopping_) {
+    ++turns_;
+    if (!alive_ && !Connect()) {
+      Pause(kRetryInterval);
+      continue;
+    }
+    Watch();
+    Pause(kLookInterval);
+  }
+  if (instrument_) instrument_->StopAllGroups();
+}
+
+// --- connecting ---
+
+bool BenchDevice::Connect() {
+  DriverServices services;
+  if (config_.planned.simulated() && !simulated_) simulated_ = std::make_unique<SimulatedLine>(config_.planned.model);
+  if (simulated_) services = simulated_->ServicesOf(services);
+  auto made = calibration::MakeInstrument(config_.planned, folder_, services, {});
+  if (!made) return SayOnce(LogLevel::kError, made.error()), false;
+  instrument_ = std::move(*made);
+  if (simulated_) simulated_->Match(instrument_->settings());
+  HRESULT result = instrument_->Connect();
+  std::string identification;
+  if (Succeeded(result)) result = instrument_->Identify(&identification);
+  // Units and channels may hang on settings that are the instrument's.
+  if (Succeeded(result) && instrument_->card().channels_in_instrument) result = instrument_->RefreshChannels();
+  if (Succeeded(result) && !config_.planned.settings.empty()) result = instrument_->SendCfg();
+  if (Succeeded(result) && config_.planned.run) result = instrument_->Run();
+  if (Failed(result)) {
+    SayOnce(LogLevel::kWarning, calibration::ErrorTextOf(*instrument_, result));
+    return instrument_->Disconnect(), false;
+  }
+  identification = Utf8FromAnsi(Trimmed(identification));
+  if (identification.find(config_.planned.serial_number) == std::string::npos) {
+    SayOnce(LogLevel::kError, "another instrument answers: '" + identification + "'");
+    return instrument_->Disconnect(), false;
+  }
+  if (!MakeGroups()) return instrument_->Disconnect(), false;
+  GiveBirth(identification);
+  instrument_->events().Advise(std::make_shared<Sink>(*this));
+  instrument_->RunAllGroups();
+  return true;
+}
+
+bool BenchDevice::MakeGroups() {
+  const std::lock_guard lock(mutex_);
+  channels_.clear();
+  groups_.clear();
+  for (const PublishedGroup& group : config_.groups) {
+    if (!AddGroup(group)) return false;
+  }
+  AddOutputs();
+  return true;
+}
+
+bool BenchDevice::AddGroup(const PublishedGroup& group) {
+  std::uint32_t id = 0;
+  HRESULT result = instrument_->CreateGroup(&id);
+  if (Succeeded(result)) result = instrument_->SetGroupSettings(id, group.settings);
+  for (const std::string& name : group.channels) {
+    const auto channel = calibration::FindChannel(*instrument_, name);
+    if (!channel) return SayOnce(LogLevel::kError, channel.error()), false;
+    if (Succeeded(result)) result = instrument_->ConnectGroupChan(id, *channel);
+    Channel& made = ChannelOf(*channel);
+    made.is_read = true;
+    made.period_ms = group.settings.period_ms;
+  }
+  if (Failed(result)) return SayOnce(LogLevel::kError, calibration::ErrorTextOf(*instrument_, result)), false;
+  groups_.push_back(id);
+  return true;
+}
+
+void BenchDevice::AddOutputs() {
+  std::vector<ChannelId> outputs;
+  instrument_->OutChans(&outputs);
+  for (const ChannelId id : outputs) {
+    if (instrument_->OffersChannel(id)) ChannelOf(id).is_output = true;
+  }
+}
+
+BenchDevice::Channel& BenchDevice::ChannelOf(ChannelId id) {
+  Channel& channel = channels_[id];
+  if (!channel.name.empty()) return channel;
+  std::string name, unit;
+  instrument_->GetChanName(id, &name);
+  instrument_->GetChanUnit(id, &unit);
+  channel.name = Utf8FromAnsi(name);
+  channel.unit = Utf8FromAnsi(unit);
+  channel.stamped_at = std::chrono::steady_clock::now();
+  channel.value = {.name = ValueName(channel.name), .type = DataType::kDouble};
+  channel.value.SetProperty(kUnitKey, channel.unit);
+  channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(Quality::kStale));
+  return channel;
+}
+
+Metric BenchDevice::ErrorMetric(const Channel& channel, UnixMs time) const {
+  Metric metric{.name = "Channel/" + channel.name + "/Error code",
+                .type = DataType::kInt32,
+                .value = channel.error,
+                .time = time};
+  if (channel.error != 0) metric.SetProperty("text", calibration::ErrorTextOf(*instrument_, channel.error));
+  return metric;
+}
+
+std::vector<Metric> BenchDevice::BirthMetrics(const std::string& identification) {
+  std::string firmware;
+  instrument_->GetDevVersion(&firmware);
+  std::string serial = SerialNumberIn(identification);
+  if (serial.empty()) serial = config_.planned.serial_number;
+  std::vector<Metric> metrics{
+      TextMetric("Properties/Model", instrument_->card().model_id), TextMetric("Properties/Serial", serial),
+      TextMetric("Properties/Firmware", Utf8FromAnsi(Trimmed(firmware))),
+      TextMetric("Properties/Identification", identification), TextMetric("Run/State", "running")};
+  if (config_.certificate) {
+    metrics.push_back(TextMetric("Properties/Certificate", config_.certificate->identifier));
+    metrics.push_back(TextMetric("Properties/Certificate valid until", config_.certificate->valid_until));
+  }
+  for (const auto& [id, channel] : channels_) {
+    if (channel.is_read) metrics.push_back(channel.value);
+    if (channel.is_output) {
+      Metric output = channel.value;
+      output.name = SetPointName(channel.name);
+      metrics.push_back(output);
+    }
+    metrics.push_back(ErrorMetric(channel, 0));
+  }
+  return metrics;
+}
+
+void BenchDevice::GiveBirth(const std::string& identification) {
+  std::unique_lock lock(mutex_);
+  const std::vector<Metric> metrics = BirthMetrics(identification);
+  std::string serial = SerialNumberIn(identification);
+  if (serial.empty())
+    serial = config_.planned.serial_number.empty() ? config_.planned.name : config_.planned.serial_number;
+  std::string device = config_.device.empty() ? TopicIdOf(config_.planned.model + "-" + serial) : config_.device;
+  // Two instruments that tell the same serial number are still two.
+  if (node_.IsAlive(device)) device = TopicIdOf(device + "-" + config_.planned.name);
+  device_ = device;
+  alive_ = true;
+  last_good_ = std::chrono::steady_clock::now();
+  lock.unlock();
+  said_.clear();
+  Say(LogLevel::kInfo, "connected: '" + identification + "' is " + device);
+  node_.DeviceBorn(device, metrics);
+}
+
+// --- watching ---
+
+bool BenchDevice::IsLost(SteadyTime now) {
+  const HRESULT presence = instrument_->CheckPresence();
+  if (Failed(presence)) return Lose(calibration::ErrorTextOf(*instrument_, presence)), true;
+  const std::chrono::duration<double> without = now - [this] {
+    const std::lock_guard lock(mutex_);
+    return last_good_;
+  }();
+  std::uint32_t longest = 0;
+  for (const PublishedGroup& group : config_.groups) longest = std::max(longest, group.settings.period_ms);
+  if (without.count() < config_.lost_after + longest / 1000.0) return false;
+  return Lose("no reading succeeded for " + FormatGeneral(std::round(without.count())) + " s"), true;
+}
+
+void BenchDevice::Watch() {
+  const auto now = std::chrono::steady_clock::now();
+  if (IsLost(now)) return;
+  Look();
+  DoWrites();
+}
+
+void BenchDevice::Lose(const std::string& why) {
+  std::unique_lock lock(mutex_);
+  alive_ = false;
+  writes_.clear();
+  lock.unlock();
+  node_.DeviceDied(device_);
+  said_ = why;
+  Say(LogLevel::kWarning, "lost: " + why);
+  instrument_->StopAllGroups();
+  instrument_->Disconnect();
+}
+
+// A failure inside a dead band is not reported; here it is seen. So is a reading that does not come any more.
+void BenchDevice::Look() {
+  std::vector<ChannelId> ids;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [id, channel] : channels_) {
+      if (channel.is_read) ids.push_back(id);
+    }
+  }
+  ChannelArrays arrays;
+  if (Succeeded(instrument_->GetChansVals(ids, &arrays))) Take(arrays, false);
+}
+
+bool BenchDevice::Update(Channel& channel, const ChannelArrays& arrays, std::size_t k, std::vector<Metric>& changed) {
+  const auto now = std::chrono::steady_clock::now();
+  if (arrays.times[k] == 0) return false;  // not read yet
+  if (arrays.times[k] != channel.stamp) {
+    channel.stamp = arrays.times[k];
+    channel.stamped_at = now;
+  }
+  Judged judged = Judge(arrays, k);
+  const auto old = milliseconds(static_cast<std::int64_t>(kStalePeriods * channel.period_ms)) + kStaleSlack;
+  if (judged.quality == Quality::kGood) {
+    if (now - channel.stamped_at > old)
+      judged.quality = Quality::kStale;
+    else
+      last_good_ = now;
+  }
+  const bool error_changed = channel.error != arrays.errors[k];
+  const bool same = judged.value == channel.value.value && judged.quality == channel.value.quality() && !error_changed;
+  channel.value.time = UnixOf(channel.stamp);
+  channel.value.value = std::move(judged.value);
+  channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(judged.quality));
+  channel.error = arrays.errors[k];
+  if (error_changed) changed.push_back(ErrorMetric(channel, channel.value.time));
+  return !same;
+}
+
+void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
+  std::vector<Metric> changed, all;
+  std::unique_lock lock(mutex_);
+  if (!alive_) return;
+  for (std::size_t k = 0; k < arrays.size(); ++k) {
+    const auto found = channels_.find(arrays.ids[k]);
+    if (found == channels_.end()) continue;
+    Channel& channel = found->second;
+    const Quality before = channel.value.quality();
+    const Metric last = channel.value;
+    const bool differs = Update(channel, arrays, k, changed);
+    // Between reports only a change of quality is news: values inside the dead band stay as they were told.
+    const bool news = report ? differs : before != channel.value.quality() && before != Quality::kStale;
+    if (news) changed.push_back(channel.value);
+    if (!report && !news) channel.value = last;
+    all.push_back(channel.value);
+  }
+  const std::string device = device_;
+  // In the order of time: what is told under the lock is in the order of the readings.
+  if (report && changed.empty()) changed = std::move(all);
+  if (!changed.empty()) node_.DeviceData(device, changed);
+}
+
+// --- commands ---
+
+bool BenchDevice::Command(const std::string& device, const Metric& command) {
+  const std::lock_guard lock(mutex_);
+  if (device != device_) return false;
+  const auto refuse = [&](const std::string& why) {
+    Say(LogLevel::kWarning, "a command for " + command.name + " is refused: " + why);
+    return true;
+  };
+  const auto name = OutputIn(command.name);
+  const auto channel = std::find_if(channels_.begin(), channels_.end(), [&](const auto& entry) {
+    return name && entry.second.is_output && entry.second.name == *name;
+  });
+  if (channel == channels_.end()) return refuse("it is no output");
+  const auto allowed =
+      std::find_if(config_.writable.begin(), config_.writable.end(), [&](const WritableOutput& output) {
+        return EqualIgnoringCase(output.channel, *name) || output.channel == std::to_string(channel->first);
+      });
+  if (allowed == config_.writable.end()) return refuse("the configuration does not allow it");
+  const auto value = NumberIn(command.value);
+  const bool is_flag = std::holds_alternative<bool>(command.value);
+  if (!value || is_flag || !std::isfinite(*value) || command.historical) return refuse("it has no number");
+  if (*value < allowed->min || *value > allowed->max) {
+    return refuse(FormatGeneral(*value, 10) + " is not between " + FormatGeneral(allowed->min, 10) + " and " +
+                  FormatGeneral(allowed->max, 10));
+  }
+  if (!alive_) return refuse("the instrument is not there");
+  if (writes_.size() >= kMaxWrites) return refuse("too many commands wait");
+  writes_.push_back({channel->first, *value});
+  changed_.notify_all();
+  return true;
+}
+
+void BenchDevice::DoWrites() {
+  std::deque<Write> writes;
+  {
+    const std::lock_guard lock(mutex_);
+    writes.swap(writes_);
+  }
+  for (const Write& write : writes) {
+    if (!stopping_) DoWrite(write);
+  }
+}
+
+void BenchDevice::DoWrite(const Write& write) {
+  const HRESULT result = instrument_->SetChanVal(write.channel, Value(write.value));
+  std::vector<Metric> metrics;
+  const std::lock_guard lock(mutex_);
+  Channel& channel = channels_[write.channel];
+  Metric output{.name = SetPointName(channel.name), .type = DataType::kDouble, .time = UnixNow()};
+  output.SetProperty(kUnitKey, channel.unit);
+  const Quality quality = Failed(result) ? Quality::kBad : Quality::kGood;
+  if (quality == Quality::kGood) output.value = write.value;
+  output.SetProperty(kQualityKey, static_cast<std::int32_t>(quality));
+  metrics.push_back(output);
+  const std::int32_t error = Failed(result) ? result : S_OK;
+  if (channel.error != error) {
+    channel.error = error;
+    metrics.push_back(ErrorMetric(channel, output.time));
+  }
+  Say(Failed(result) ? LogLevel::kWarning : LogLevel::kInfo,
+      output.name + " is set to " + FormatGeneral(write.value, 10) +
+          (Failed(result) ? ": " + calibration::ErrorTextOf(*instrument_, result) : "") + " by command");
+  node_.DeviceData(device_, metrics);
+}
+
+}  // namespace ulix::fleet

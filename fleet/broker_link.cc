@@ -1,0 +1,218 @@
+#include "fleet/broker_link.h"
+
+#include <mosquitto.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "calibration/instruments.h"
+
+namespace ulix::fleet {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr seconds kMaxHandshake{10};
+constexpr seconds kMaxFarewell{2};
+constexpr int kLoopMs = 50;
+constexpr char kSystemAuthorities[] = "/etc/ssl/certs";
+constexpr int kVerifyPeer = 1;
+
+// The library is set up once a process.
+void SetUpLibrary() {
+  static const int done = mosquitto_lib_init();
+  static_cast<void>(done);
+}
+
+const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+}  // namespace
+
+// Called by the library on the link's thread. No exception may pass it.
+struct BrokerLink::Callbacks {
+  static void OnConnect(mosquitto* client, void* link, int code) {
+    auto& self = *static_cast<BrokerLink*>(link);
+    if (code != 0) {
+      self.SayOnce(LogLevel::kWarning, std::string("the broker refuses: ") + mosquitto_connack_string(code));
+      self.failed_ = true;
+      return;
+    }
+    self.accepted_ = true;
+    for (const std::string& topic : self.node_.command_topics()) {
+      mosquitto_subscribe(client, nullptr, topic.c_str(), 1);
+    }
+  }
+  static void OnSubscribe(mosquitto*, void* link, int, int, const int*) {
+    auto& self = *static_cast<BrokerLink*>(link);
+    if (++self.subscriptions_ != static_cast<int>(self.node_.command_topics().size())) return;
+    self.said_.clear();
+    self.failures_ = 0;
+    self.online_ = true;
+    self.Say(LogLevel::kInfo, "connected to " + self.settings_.host);
+    self.node_.Online(self);
+  }
+  static void OnUnsubscribe(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->node_.Confirmed(); }
+  static void OnDisconnect(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->failed_ = true; }
+  static void OnPublish(mosquitto*, void* link, int message) {
+    auto& self = *static_cast<BrokerLink*>(link);
+    if (message == self.acknowledged_message_) self.acknowledged_message_ = 0;
+  }
+  static void OnMessage(mosquitto*, void* link, const mosquitto_message* message) {
+    const std::string_view bytes(static_cast<const char*>(message->payload),
+                                 static_cast<std::size_t>(message->payloadlen));
+    static_cast<BrokerLink*>(link)->node_.Received(message->topic, bytes, message->retain);
+  }
+};
+
+BrokerLink::BrokerLink(BrokerSettings settings, std::string password, std::string folder, Node& node, Log log)
+    : settings_(std::move(settings)),
+      password_(std::move(password)),
+      folder_(std::move(folder)),
+      node_(node),
+      log_(std::move(log)),
+      client_(nullptr, mosquitto_destroy) {}
+
+void BrokerLink::Say(LogLevel level, const std::string& text) const {
+  if (log_) log_(level, text);
+}
+
+void BrokerLink::SayOnce(LogLevel level, const std::string& text) {
+  if (text == said_) return;
+  said_ = text;
+  Say(level, text);
+}
+
+void BrokerLink::Start() {
+  SetUpLibrary();
+  thread_ = std::thread([this] { Run(); });
+}
+
+void BrokerLink::Stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  changed_.notify_all();
+  if (thread_.joinable()) thread_.join();
+}
+
+bool BrokerLink::Publish(const std::string& topic, const std::string& payload, int qos) {
+  int message = 0;
+  const int result = mosquitto_publish(client_.get(), &message, topic.c_str(), static_cast<int>(payload.size()),
+                                       payload.data(), qos, false);
+  if (qos > 0) acknowledged_message_ = message;
+  return result == MOSQ_ERR_SUCCESS;
+}
+
+// A broker takes the packets of a client in their order. Its answer to this one says that it has the ones before; the
+// topic is one that is never subscribed to, so nothing changes.
+bool BrokerLink::RequestConfirmation() {
+  const std::string topic = node_.command_topics().front() + "/confirmation";
+  return mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str()) == MOSQ_ERR_SUCCESS;
+}
+
+void BrokerLink::Run() {
+  do {
+    RunSession();
+  } while (PauseBeforeRetry());
+}
+
+bool BrokerLink::PauseBeforeRetry() {
+  const int doublings = std::min(failures_++, 5);
+  const auto until = std::chrono::steady_clock::now() + std::min<seconds>(seconds(1 << doublings), seconds(30));
+  std::unique_lock lock(mutex_);
+  // In pieces, so that the watchdog sees the thread.
+  while (!stopping_ && std::chrono::steady_clock::now() < until) {
+    changed_.wait_for(lock, milliseconds(500));
+    ++turns_;
+  }
+  return !stopping_;
+}
+
+bool BrokerLink::Prepare() {
+  client_.reset(mosquitto_new(settings_.client_id.c_str(), true, this));
+  mosquitto* client = client_.get();
+  if (!client) return false;
+  mosquitto_threaded_set(client, true);
+  mosquitto_connect_callback_set(client, Callbacks::OnConnect);
+  mosquitto_subscribe_callback_set(client, Callbacks::OnSubscribe);
+  mosquitto_unsubscribe_callback_set(client, Callbacks::OnUnsubscribe);
+  mosquitto_disconnect_callback_set(client, Callbacks::OnDisconnect);
+  mosquitto_publish_callback_set(client, Callbacks::OnPublish);
+  mosquitto_message_callback_set(client, Callbacks::OnMessage);
+  const std::string will = node_.will_payload();
+  int result = mosquitto_will_set(client, TextOf(node_.will_topic()).c_str(), static_cast<int>(will.size()),
+                                  will.data(), 1, false);
+  if (result == MOSQ_ERR_SUCCESS && !settings_.user.empty()) {
+    result = mosquitto_username_pw_set(client, settings_.user.c_str(), OrNull(password_));
+  }
+  if (result == MOSQ_ERR_SUCCESS && settings_.tls) {
+    const TlsSettings& tls = *settings_.tls;
+    const auto path = [&](const std::string& file) {
+      return file.empty() ? file : calibration::PathInPlan(folder_, file);
+    };
+    const std::string ca = path(tls.ca_file), certificate = path(tls.certificate), key = path(tls.key);
+    result = mosquitto_tls_set(client, OrNull(ca), ca.empty() ? kSystemAuthorities : nullptr, OrNull(certificate),
+                               OrNull(key), nullptr);
+    if (result == MOSQ_ERR_SUCCESS) result = mosquitto_tls_opts_set(client, kVerifyPeer, nullptr, nullptr);
+  }
+  if (result == MOSQ_ERR_SUCCESS) return true;
+  SayOnce(LogLevel::kError, std::string("the connection cannot be set up: ") + mosquitto_strerror(result));
+  return false;
+}
+
+void BrokerLink::RunSession() {
+  subscriptions_ = 0;
+  failed_ = false;
+  acknowledged_message_ = 0;
+  // An attempt that no broker accepted was no session.
+  if (!begun_ || accepted_) node_.BeginSession();
+  begun_ = true;
+  accepted_ = false;
+  if (!Prepare()) return;
+  const int result =
+      mosquitto_connect_async(client_.get(), settings_.host.c_str(), settings_.port, settings_.keep_alive);
+  if (result != MOSQ_ERR_SUCCESS) {
+    const std::string why = result == MOSQ_ERR_ERRNO ? "no connection" : mosquitto_strerror(result);
+    return SayOnce(LogLevel::kWarning, "the broker " + settings_.host + " is not reached: " + why);
+  }
+  Loop();
+  if (online_ && stopping_) Farewell();
+  node_.Offline();
+  const bool was_online = online_.exchange(false);
+  if (stopping_) return;
+  SayOnce(LogLevel::kWarning,
+          was_online ? "the connection to the broker is lost" : "the broker " + settings_.host + " is not reached");
+}
+
+void BrokerLink::Loop() {
+  const auto begun = std::chrono::steady_clock::now();
+  while (!stopping_ && !failed_) {
+    ++turns_;
+    const int result = mosquitto_loop(client_.get(), kLoopMs, 1);
+    if (result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE) {
+      SayOnce(LogLevel::kError, "TLS with the broker fails: its certificate is not valid for " + settings_.host +
+                                    ", or its authority is not known");
+    }
+    if (result != MOSQ_ERR_SUCCESS) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (!online_ && now - begun > kMaxHandshake) return;
+    if (node_.Tick(now) == Node::Health::kStuck) return;
+  }
+}
+
+void BrokerLink::Farewell() {
+  const auto until = std::chrono::steady_clock::now() + kMaxFarewell;
+  const auto loop = [&] { return mosquitto_loop(client_.get(), kLoopMs, 1) == MOSQ_ERR_SUCCESS; };
+  while (node_.HasUnconfirmed() && std::chrono::steady_clock::now() < until && loop()) {
+    node_.Tick(std::chrono::steady_clock::now());
+  }
+  node_.SayDeath();
+  while (acknowledged_message_ != 0 && std::chrono::steady_clock::now() < until && loop()) {
+  }
+  mosquitto_disconnect(client_.get());
+  loop();
+}
+
+}  // namespace ulix::fleet

@@ -1,0 +1,73 @@
+// The connection of a node to an MQTT broker, kept up by a thread of its own.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "fleet/node.h"
+#include "fleet/publish_config.h"
+
+struct mosquitto;
+
+namespace ulix::fleet {
+
+// Connects, and connects again after 1, 2, 4 ... 30 s. Every connection that the broker accepts is a session of the
+// node with a will of its own. A connection that gives no CONNACK or no SUBACK within ten seconds is given up.
+class BrokerLink final : private BrokerConnection {
+ public:
+  // `folder` is where the files are that the settings name. `node` and `log` outlive the link.
+  BrokerLink(BrokerSettings settings, std::string password, std::string folder, Node& node, Log log);
+  ~BrokerLink() override { Stop(); }
+  BrokerLink(const BrokerLink&) = delete;
+  BrokerLink& operator=(const BrokerLink&) = delete;
+
+  void Start();
+  // Waits at most two seconds for what the broker has not confirmed, says the node's death, disconnects.
+  void Stop();
+  // Counts while the thread is alive and not stuck, for a watchdog.
+  std::uint64_t turns() const { return turns_; }
+  bool online() const { return online_; }
+
+ private:
+  struct Callbacks;
+  bool Publish(const std::string& topic, const std::string& payload, int qos) override;
+  bool RequestConfirmation() override;
+
+  void Run();
+  void RunSession();
+  bool Prepare();
+  void Loop();
+  void Farewell();
+  bool PauseBeforeRetry();
+  void Say(LogLevel level, const std::string& text) const;
+  // Says it once until something else happens.
+  void SayOnce(LogLevel level, const std::string& text);
+
+  const BrokerSettings settings_;
+  const std::string password_;
+  const std::string folder_;
+  Node& node_;
+  const Log log_;
+  std::thread thread_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::atomic<bool> stopping_ = false;
+  std::atomic<bool> online_ = false;
+  std::atomic<std::uint64_t> turns_ = 0;
+
+  // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the node.
+  std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
+  int subscriptions_ = 0;                      // that were answered in this session
+  bool failed_ = false;                        // the session is over
+  bool begun_ = false;                         // a session
+  bool accepted_ = false;                      // by the broker
+  std::atomic<int> acknowledged_message_ = 0;  // id of the message whose acknowledgement is awaited; 0: none
+  std::string said_;
+  int failures_ = 0;  // sessions without a birth, one after the other
+};
+
+}  // namespace ulix::fleet

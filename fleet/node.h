@@ -1,0 +1,147 @@
+// A bench as hosts see it on a broker: its births, deaths, data and commands, in the order that Sparkplug asks for.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fleet/message_store.h"
+#include "fleet/payload.h"
+#include "fleet/topic.h"
+
+namespace ulix::fleet {
+
+enum class LogLevel { kError = 3, kWarning = 4, kInfo = 6 };  // the numbers of syslog
+using Log = std::function<void(LogLevel, const std::string&)>;
+
+// The connection to a broker, as far as a node uses it. Publish and RequestConfirmation do not wait.
+class BrokerConnection {
+ public:
+  virtual ~BrokerConnection() = default;
+  // False when the message was not taken.
+  virtual bool Publish(const std::string& topic, const std::string& payload, int qos) = 0;
+  // Makes the broker answer once it has taken all that was published before. False when that cannot be asked now.
+  virtual bool RequestConfirmation() = 0;
+};
+
+// One node with its devices. Messages are counted and handed to the connection under one lock, so `seq` never skips.
+//
+// What is published while there is no connection goes to the device's store. What was published and not confirmed when
+// the connection was lost goes there too. When the device is born again, its store is sent as historical.
+//
+// All members may be called from any thread. The command handler is called with no lock held; the log must not call the
+// node.
+class Node {
+ public:
+  using SteadyTime = std::chrono::steady_clock::time_point;
+  // Opens the store of a device; null where none is kept.
+  using StoreOpener = std::function<std::unique_ptr<MessageStore>(const std::string& device)>;
+  using CommandHandler = std::function<void(const std::string& device, const Metric& command)>;
+
+  struct Options {
+    std::string group;
+    std::string node;
+    std::uint8_t last_bd_seq = 255;                 // of the session before; the first one is 0 then
+    std::function<void(std::uint8_t)> keep_bd_seq;  // keeps it for the next program
+    std::vector<Metric> metrics;                    // of the node itself, beside those that every node has
+    StoreOpener open_store;
+    std::string mirror_prefix;  // of the topics of the JSON mirror; empty: none
+    Log log;
+  };
+
+  explicit Node(Options options);
+
+  // To be called before the first CONNECT and after each session: counts bdSeq. Then the will of the next session.
+  void BeginSession();
+  Topic will_topic() const;
+  std::string will_payload() const;
+  std::vector<std::string> command_topics() const;  // to subscribe to, QoS 1
+
+  // After CONNACK and the subscriptions: sends the births. `connection` is used until Offline returns.
+  void Online(BrokerConnection& connection);
+  void Offline();
+  // NDEATH; before a deliberate end.
+  void SayDeath();
+
+  // Publishes the device's birth. `metrics` are all that ever come, with their values. A device that is alive is born
+  // again.
+  void DeviceBorn(const std::string& device, std::vector<Metric> metrics);
+  void DeviceDied(const std::string& device);
+  bool IsAlive(const std::string& device) const;
+  // What changed. Metrics that the birth does not have are dropped.
+  void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
+
+  void HandleCommandsWith(CommandHandler handler);
+  // A message that came. Retained ones are ignored: a command is for now.
+  void Received(const std::string& topic, std::string_view payload, bool retained);
+
+  // The broker has taken all that was published before the last RequestConfirmation.
+  void Confirmed();
+  enum class Health { kGood, kStuck };
+  // To be called some ten times a second while online: sends history and asks for confirmations. kStuck when the broker
+  // has confirmed nothing for kMaxUnconfirmed: the connection is dead.
+  Health Tick(SteadyTime now);
+  // Whether something was published that the broker has not confirmed.
+  bool HasUnconfirmed() const;
+
+  static constexpr std::chrono::seconds kMaxUnconfirmed{10};
+  static constexpr std::chrono::milliseconds kConfirmationInterval{500};
+  static constexpr std::chrono::seconds kMinRebirthInterval{1};
+
+ private:
+  struct Device {
+    std::vector<Metric> metrics;                             // with their last values
+    std::map<std::string, std::size_t, std::less<>> places;  // of the metrics, by name
+    bool alive = false;
+    bool loss_told = false;               // that messages of it were lost
+    std::unique_ptr<MessageStore> store;  // null: none is kept
+  };
+  struct Unconfirmed {
+    std::uint64_t number = 0;
+    std::string device;
+    Payload payload;
+    std::size_t bytes = 0;
+  };
+
+  bool Send(MessageType type, const std::string& device, Payload payload);
+  void SendNodeBirth();
+  void SendDeviceBirth(const std::string& name, Device& device);
+  void SendBirths();
+  void SendMirror(const std::string& name, const std::vector<Metric>& metrics);
+  void Keep(const std::string& name, Payload payload);
+  void KeepUnconfirmed();
+  std::vector<Metric> Remember(Device& device, const std::vector<Metric>& metrics);
+  void SendHistory();
+  bool SendHistoryOf(const std::string& name, Device& device, std::size_t* bytes);
+  void AskForConfirmation(SteadyTime now);
+  Device& DeviceOf(const std::string& name);
+  void Say(LogLevel level, const std::string& text) const;
+
+  const Options options_;
+  mutable std::mutex mutex_;  // Guards all members below.
+  CommandHandler handler_;
+  BrokerConnection* connection_ = nullptr;  // null while offline
+  std::map<std::string, Device> devices_;
+  std::uint8_t bd_seq_;
+  std::uint8_t next_seq_ = 0;
+  bool rebirth_wanted_ = false;
+  std::optional<SteadyTime> last_rebirth_;
+
+  std::deque<Unconfirmed> unconfirmed_;
+  std::size_t unconfirmed_bytes_ = 0;
+  std::uint64_t published_ = 0;         // messages, in all
+  std::uint64_t asked_up_to_ = 0;       // the message that the confirmation under way is for
+  std::optional<SteadyTime> asked_at_;  // none: no confirmation is under way
+  std::optional<SteadyTime> last_asked_;
+  std::uint64_t last_history_ = 0;  // number of the last message from a store; 0: none is on its way
+};
+
+}  // namespace ulix::fleet

@@ -1,0 +1,243 @@
+#include "fleet/publish_config.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "base/text.h"
+#include "calibration/json_document.h"
+#include "calibration/json_reader.h"
+#include "calibration/planned_instrument.h"
+#include "fleet/topic.h"
+#include "platform/files.h"
+
+namespace ulix::fleet {
+namespace {
+
+using calibration::JsonNode;
+using calibration::JsonReader;
+using calibration::PlanProblem;
+using calibration::PlanProblems;
+
+constexpr double kMaxPeriod = 24 * 3600;
+constexpr int kPlainPort = 1883;
+constexpr int kTlsPort = 8883;
+constexpr std::size_t kMaxInstruments = 1000;
+
+void ReadTopicId(JsonReader& from, const std::string& key, std::string& id) {
+  const JsonNode* node = from.Require(key);
+  if (!node || !from.Text(key, id) || IsTopicId(id)) return;
+  from.Note(*node, key, "is to be a text without '+', '#' and '/'");
+}
+
+// "tls": true, false or an object.
+void ReadTls(JsonReader& from, BrokerSettings& broker) {
+  const JsonNode* node = from.Find("tls");
+  const bool local = IsLoopback(broker.host);
+  if (!node) {
+    if (!local) broker.tls.emplace();
+    return;
+  }
+  if (const bool* wanted = std::get_if<bool>(&node->value)) {
+    if (*wanted) broker.tls.emplace();
+    if (!*wanted && !local) {
+      from.problems().push_back(
+          {node->line, from.PathOf("tls"), "data and password go over the network unprotected", true});
+    }
+    return;
+  }
+  from.Object("tls", [&](JsonReader& tls) {
+    broker.tls.emplace();
+    tls.Text("ca-file", broker.tls->ca_file);
+    tls.Text("certificate", broker.tls->certificate);
+    tls.Text("key", broker.tls->key);
+    if (broker.tls->certificate.empty() != broker.tls->key.empty()) tls.Note("needs both certificate and key");
+  });
+}
+
+void ReadBroker(JsonReader& from, BrokerSettings& broker) {
+  if (from.Require("host")) from.Text("host", broker.host);
+  ReadTls(from, broker);
+  broker.port = broker.tls ? kTlsPort : kPlainPort;
+  from.Whole("port", broker.port, 1, 65535);
+  from.Text("user", broker.user);
+  from.Text("password-file", broker.password_file);
+  from.Whole("keep-alive", broker.keep_alive, 5, 3600);
+  from.Text("client-id", broker.client_id);
+  if (const JsonNode* password = from.Find("password")) {
+    from.Note(*password, "password", "does not belong here; write it to a file of mode 0600 and name it password-file");
+  }
+  if (!broker.password_file.empty() && broker.user.empty()) from.Note("has a password-file and no user");
+}
+
+void ReadGroup(JsonReader& from, PublishedGroup& group) {
+  group.line = from.line();
+  if (from.Require("channels")) from.Texts("channels", group.channels);
+  double seconds = 1;
+  if (from.Seconds("period", seconds, kShortestPeriodMs / 1000.0, kMaxPeriod)) {
+    group.settings.period_ms = static_cast<std::uint32_t>(seconds * 1000 + 0.5);
+  }
+  double number = 0;
+  if (from.Number("dead-band", number, 0)) group.settings.dead_band_abs = static_cast<float>(number);
+  if (from.Number("dead-band-percent", number, 0, 1000)) {
+    group.settings.dead_band_percent = static_cast<float>(number);
+  }
+  if (from.Seconds("max-report-interval", seconds, 1, kMaxPeriod)) {
+    group.settings.dead_time_max_s = static_cast<std::uint32_t>(seconds);
+  }
+}
+
+void ReadWritable(JsonReader& from, std::vector<WritableOutput>& writable) {
+  from.Named("allow-writes", [&](const std::string& name, const JsonNode& node) {
+    WritableOutput output{.channel = name, .line = node.line};
+    JsonReader limits(node, from.PathOf("allow-writes." + name), from.problems());
+    if (limits.Require("min")) limits.Number("min", output.min);
+    if (limits.Require("max")) limits.Number("max", output.max);
+    if (output.min > output.max) limits.Note("min is above max");
+    writable.push_back(output);
+  });
+}
+
+void ReadPublished(JsonReader& from, PublishedInstrument& instrument) {
+  calibration::ReadInstrument(from, instrument.planned);
+  if (from.Find("device")) ReadTopicId(from, "device", instrument.device);
+  if (from.Require("groups")) {
+    from.Objects("groups", [&](JsonReader& spec) { ReadGroup(spec, instrument.groups.emplace_back()); });
+  }
+  ReadWritable(from, instrument.writable);
+  from.Object("certificate", [&](JsonReader& spec) {
+    instrument.certificate.emplace();
+    if (spec.Require("identifier")) spec.Text("identifier", instrument.certificate->identifier);
+    spec.Text("valid-until", instrument.certificate->valid_until);
+  });
+  from.Seconds("lost-after", instrument.lost_after, 1, 3600);
+}
+
+void ReadConfig(JsonReader& from, PublishConfig& config) {
+  ReadTopicId(from, "group", config.group);
+  ReadTopicId(from, "node", config.node);
+  if (from.Require("broker")) {
+    from.Object("broker", [&](JsonReader& spec) { ReadBroker(spec, config.broker); });
+  }
+  from.Object("store", [&](JsonReader& spec) {
+    spec.Text("folder", config.store.folder);
+    spec.Number("max-megabytes", config.store.max_megabytes, 1, 1e6);
+  });
+  if (const JsonNode* node = from.Find("json-mirror"); node && from.Text("json-mirror", config.json_mirror)) {
+    const bool good = !config.json_mirror.empty() && config.json_mirror.find_first_of("+#") == std::string::npos &&
+                      !config.json_mirror.starts_with("spBv1.0") && !config.json_mirror.starts_with('$');
+    if (!good) from.Note(*node, "json-mirror", "is to be the begin of a topic, without '+' and '#', not spBv1.0");
+  }
+  if (!from.Require("instruments")) return;
+  from.Named("instruments", [&](const std::string& name, const JsonNode& node) {
+    PublishedInstrument& instrument = config.instruments.emplace_back();
+    instrument.planned.name = name;
+    JsonReader spec(node, from.PathOf("instruments." + name), from.problems());
+    if (node.object()) ReadPublished(spec, instrument);
+  });
+}
+
+// Whether what was read fits together and fits the models.
+class ConfigChecker {
+ public:
+  ConfigChecker(const PublishConfig& config, PlanProblems& problems) : config_(config), problems_(problems) {}
+
+  void Check() {
+    if (config_.instruments.empty()) Refuse(0, "instruments", "names no instrument");
+    if (config_.instruments.size() > kMaxInstruments) Refuse(0, "instruments", "are more than 1000");
+    std::vector<calibration::PlannedInstrument> planned;
+    for (const PublishedInstrument& instrument : config_.instruments) {
+      CheckOne(instrument);
+      planned.push_back(instrument.planned);
+    }
+    calibration::CheckPorts(planned, problems_);
+    const auto password = ReadPassword(config_.broker, config_.folder);
+    if (!password) Refuse(0, "broker.password-file", password.error());
+  }
+
+ private:
+  void Refuse(int line, const std::string& path, const std::string& message) {
+    problems_.push_back({line, path, message, false});
+  }
+
+  void CheckOne(const PublishedInstrument& instrument) {
+    const std::string path = "instruments." + instrument.planned.name;
+    if (instrument.groups.empty()) Refuse(instrument.planned.line, path, "has no group");
+    if (!instrument.device.empty() && !devices_.insert(instrument.device).second) {
+      Refuse(instrument.planned.line, path + ".device", "'" + instrument.device + "' is there twice");
+    }
+    const auto made = calibration::CheckInstrument(instrument.planned, config_.folder, problems_);
+    if (!made) return;
+    CheckGroups(*made, instrument, path);
+    for (const WritableOutput& output : instrument.writable) {
+      calibration::CheckChannel(*made, output.channel, calibration::ChannelUse::kWrite, output.line,
+                                path + ".allow-writes." + output.channel, problems_);
+    }
+  }
+
+  void CheckGroups(Instrument& made, const PublishedInstrument& instrument, const std::string& path) {
+    std::set<ChannelId> taken;
+    for (std::size_t k = 0; k < instrument.groups.size(); ++k) {
+      const PublishedGroup& group = instrument.groups[k];
+      const std::string place = path + ".groups[" + std::to_string(k) + "].channels";
+      if (group.channels.empty()) Refuse(group.line, place, "names no channel");
+      for (const std::string& channel : group.channels) {
+        const auto id =
+            calibration::CheckChannel(made, channel, calibration::ChannelUse::kRead, group.line, place, problems_);
+        if (id && !taken.insert(*id).second) Refuse(group.line, place, "'" + channel + "' is there twice");
+      }
+    }
+  }
+
+  const PublishConfig& config_;
+  PlanProblems& problems_;
+  std::set<std::string> devices_;
+};
+
+}  // namespace
+
+bool IsLoopback(std::string_view host) {
+  return EqualIgnoringCase(host, "localhost") || host.starts_with("127.") || host == "::1";
+}
+
+tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder) {
+  if (broker.password_file.empty()) return std::string();
+  const std::string name = calibration::PathInPlan(folder, broker.password_file);
+  const std::filesystem::path path = platform::PathOf(name);
+  std::error_code failed;
+  const auto status = std::filesystem::status(path, failed);
+  if (failed || !std::filesystem::is_regular_file(status)) return tl::unexpected(name + " is no file");
+  using std::filesystem::perms;
+  if ((status.permissions() & (perms::group_all | perms::others_all)) != perms::none) {
+    return tl::unexpected(name + " can be read by others; chmod 600 it");
+  }
+  std::ifstream file(path, std::ios::binary);
+  std::string password;
+  if (!std::getline(file, password) || password.empty()) return tl::unexpected(name + " holds no password");
+  if (password.ends_with('\r')) password.pop_back();
+  return password;
+}
+
+bool LoadedConfig::usable() const {
+  return std::all_of(problems.begin(), problems.end(), [](const PlanProblem& problem) { return problem.warning; });
+}
+
+LoadedConfig LoadConfig(std::string_view text, const std::string& folder) {
+  LoadedConfig loaded;
+  loaded.config.folder = folder;
+  const auto document = calibration::ParseJson(text);
+  if (!document) return loaded.problems.push_back(calibration::ProblemOf(document.error())), loaded;
+  {
+    JsonReader reader(*document, "", loaded.problems);
+    if (document->object()) ReadConfig(reader, loaded.config);
+  }
+  if (loaded.usable()) ConfigChecker(loaded.config, loaded.problems).Check();
+  std::stable_sort(loaded.problems.begin(), loaded.problems.end(),
+                   [](const PlanProblem& a, const PlanProblem& b) { return a.line < b.line; });
+  return loaded;
+}
+
+}  // namespace ulix::fleet

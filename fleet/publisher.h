@@ -1,0 +1,49 @@
+// The whole bench: its node, its instruments and its connection to the broker.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <tl/expected.hpp>
+
+#include "fleet/bench_device.h"
+#include "fleet/broker_link.h"
+#include "fleet/node.h"
+#include "fleet/publish_config.h"
+#include "platform/append_file.h"
+
+namespace ulix::fleet {
+
+class Publisher {
+ public:
+  // Opens the store and reads the password. The error is a sentence: another publisher has the store, or a file cannot
+  // be used.
+  static tl::expected<std::unique_ptr<Publisher>, std::string> Make(const PublishConfig& config, Log log);
+  ~Publisher() { Stop(); }
+  Publisher(const Publisher&) = delete;
+  Publisher& operator=(const Publisher&) = delete;
+
+  void Start();
+  // Says the node's death and disconnects everything.
+  void Stop();
+  // Whether the connection's thread went on since the last call.
+  bool IsMoving();
+  bool online() const { return link_->online(); }
+
+ private:
+  Publisher() = default;
+
+  std::unique_ptr<platform::AppendFile> lock_;  // held by one publisher of this store
+  std::unique_ptr<Node> node_;
+  std::vector<std::unique_ptr<BenchDevice>> devices_;
+  std::unique_ptr<BrokerLink> link_;
+  std::uint64_t last_turns_ = 0;
+};
+
+// Where the store is when the configuration does not say: $STATE_DIRECTORY of a service, else
+// $XDG_STATE_HOME/ulix-publish, else ~/.local/state/ulix-publish; in it a folder GROUP.NODE.
+std::string StoreFolderOf(const PublishConfig& config);
+
+}  // namespace ulix::fleet

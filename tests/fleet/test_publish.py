@@ -1,0 +1,294 @@
+"""ulix-publish against a real broker, read by a decoder that shares nothing with it: test_publish.py PUBLISH ULIX."""
+
+import json
+import os
+import signal
+import socket
+import subprocess
+import sys
+import time
+
+import bench
+from sparkplug_decoder import command
+
+DEVICE = "kelvo10-123456"
+VALUE = "Inputs/IN/Value"
+SET_POINT = "Outputs/OUT/Set point"
+GOOD, BAD, STALE = 192, 0, 500
+REBIRTH = "Node Control/Rebirth"
+
+
+def has_value(message):
+    return message.type == "DDATA" and VALUE in message and message[VALUE]["value"] is not None
+
+
+class Publish(bench.FleetTest):
+    def running(self, **more):
+        """A broker, its listener and a publisher whose first data came."""
+        broker = self.broker()
+        listener = self.listener(broker)
+        publisher = self.start_publisher(self.config(broker, **more))
+        listener.wait_for(has_value, "data")
+        return broker, listener, publisher
+
+    def test_births_and_data_tell_all_there_is(self):
+        _, listener, _ = self.running()
+        births = [m for m in listener.messages if m.type in ("NBIRTH", "DBIRTH")]
+        node = births[0]
+        self.assertEqual((node.topic, node.payload["seq"]), ("spBv1.0/lab/NBIRTH/bench-1", 0))
+        self.assertEqual(node[REBIRTH]["value"], False)
+        self.assertIn("bdSeq", node)
+        device = births[-1]
+        self.assertEqual(device.topic, f"spBv1.0/lab/DBIRTH/bench-1/{DEVICE}")
+        texts = {name: device[f"Properties/{name}"]["value"]
+                 for name in ("Model", "Serial", "Certificate", "Certificate valid until")}
+        self.assertEqual(texts, {"Model": "kelvo10", "Serial": "123456", "Certificate": "C-42",
+                                 "Certificate valid until": "2027-01-31"})
+        self.assertEqual(device[VALUE]["properties"], {"engUnit": "V", "Quality": STALE})
+        self.assertEqual(device[SET_POINT]["value"], None)
+        data = listener.wait_for(has_value)[VALUE]
+        self.assertEqual(data["properties"]["Quality"], GOOD)
+        self.assertLess(abs(data["time"] / 1000 - time.time()), 5)
+        self.assert_seq_never_skips(listener.messages)
+
+    def test_rebirth_is_told_on_command_and_not_by_a_retained_one(self):
+        broker, listener, _ = self.running()
+        topic = "spBv1.0/lab/NCMD/bench-1"
+        bench.send(broker.port, topic, command(REBIRTH, True))
+        listener.wait_for_type("NBIRTH")
+        birth = listener.wait_for_type("DBIRTH")
+        self.assertEqual(birth[VALUE]["properties"]["Quality"], GOOD)
+        self.assertIsNotNone(birth[VALUE]["value"])
+        self.assert_seq_never_skips(listener.messages)
+        bench.send(broker.port, topic.replace("bench-1", "bench-2"), command(REBIRTH, True), "-r")
+        self.start_publisher(self.config(broker, node="bench-2", store={"folder": "other"}))
+        self.wait_for_log("a retained command is ignored: spBv1.0/lab/NCMD/bench-2")
+
+    def test_outputs_are_written_only_where_allowed_and_within_limits(self):
+        broker, listener, _ = self.running()
+        topic = f"spBv1.0/lab/DCMD/bench-1/{DEVICE}"
+        refused = [(SET_POINT, 10.5, "is not between 0 and 10"), (SET_POINT, float("nan"), "has no number"),
+                   (SET_POINT, True, "has no number"), ("Outputs/IN/Set point", 1.0, "is no output"),
+                   (VALUE, 1.0, "is no output")]
+        for name, value, why in refused:
+            bench.send(broker.port, topic, command(name, value))
+            self.wait_for_log(why)
+        bench.send(broker.port, topic, b"\xff\xff\xff\xff\xff")
+        self.wait_for_log("the payload is damaged")
+        bench.send(broker.port, topic, command(SET_POINT, 2.5))
+        written = listener.wait_for(lambda m: m.type == "DDATA" and SET_POINT in m)
+        self.assertEqual((written[SET_POINT]["value"], written[SET_POINT]["properties"]["Quality"]), (2.5, GOOD))
+
+    def test_commands_are_refused_without_an_allow_list(self):
+        instruments = {"calibrator": {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}]}}
+        broker, listener, _ = self.running(instruments=instruments)
+        bench.send(broker.port, f"spBv1.0/lab/DCMD/bench-1/{DEVICE}", command(SET_POINT, 2.5))
+        self.wait_for_log("the configuration does not allow it")
+
+    def test_killed_publisher_dies_with_the_bdseq_of_its_birth(self):
+        _, listener, publisher = self.running()
+        birth = next(m for m in listener.messages if m.type == "NBIRTH")
+        publisher.kill()
+        death = listener.wait_for_type("NDEATH")
+        self.assertEqual(death["bdSeq"]["value"], birth["bdSeq"]["value"])
+        self.assertIsNone(death.payload["seq"])
+        publisher = self.start_publisher(self.folder / "bench.json")
+        birth = listener.wait_for_type("NBIRTH")
+        self.assertEqual(birth["bdSeq"]["value"], (death["bdSeq"]["value"] + 1) % 256)
+        publisher.send_signal(signal.SIGTERM)
+        farewell = listener.wait_for_type("NDEATH")
+        self.assertEqual(farewell["bdSeq"]["value"], birth["bdSeq"]["value"])
+        self.assertEqual(publisher.wait(bench.WAIT), 0)
+
+    def test_unplugged_device_is_dead_within_a_second_and_back_when_plugged_in(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        simulator, path = self.start_simulator("kelvo10")
+        link = self.folder / "port"
+        link.symlink_to(path)
+        config = self.config(broker, instruments={"calibrator": {
+            "model": "kelvo10", "port": str(link), "groups": [{"channels": ["IN"], "period": 0.2}]}})
+        self.start_publisher(config)
+        listener.wait_for(has_value, "data")
+        simulator.kill()
+        unplugged = time.monotonic()
+        death = listener.wait_for_type("DDEATH")
+        self.assertLess(death.at - unplugged, 1.0)
+        self.assertEqual(death.device, DEVICE)
+        _, path = self.start_simulator("kelvo10")
+        link.unlink()
+        link.symlink_to(path)
+        listener.wait_for_type("DBIRTH")
+        listener.wait_for(has_value, "data")
+        self.assert_seq_never_skips(listener.messages)
+
+    def test_silent_instrument_has_bad_values_then_dies(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        simulator, path = self.start_simulator("kelvo10")
+        config = self.config(broker, instruments={"calibrator": {
+            "model": "kelvo10", "port": path, "timeout-ms": 200, "lost-after": 3,
+            "groups": [{"channels": ["IN"], "period": 0.2, "dead-band": 1000}]}})
+        self.start_publisher(config)
+        listener.wait_for(has_value, "data")
+        simulator.send_signal(signal.SIGSTOP)  # it holds its line and answers nothing
+        bad = listener.wait_for(lambda m: m.type == "DDATA" and VALUE in m and m[VALUE]["value"] is None, "a bad value")
+        self.assertEqual(bad[VALUE]["properties"]["Quality"], BAD)
+        self.assertNotEqual(bad["Channel/IN/Error code"]["value"], 0)
+        listener.wait_for_type("DDEATH")
+        simulator.send_signal(signal.SIGCONT)
+        listener.wait_for_type("DBIRTH")
+
+    def test_broker_away_and_back_loses_no_reading(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        cable = bench.Cable(broker.port)
+        self.addCleanup(cable.cut)
+        publisher = self.start_publisher(self.config(broker, broker={"host": "127.0.0.1", "port": cable.port}))
+        birth = listener.wait_for_type("NBIRTH")
+        listener.wait_for(has_value, "data")
+        cable.cut()
+        gone = time.time()
+        death = listener.wait_for_type("NDEATH")
+        self.assertEqual(death["bdSeq"]["value"], birth["bdSeq"]["value"])
+        time.sleep(4)
+        back = time.time()
+        cable.mend()
+        rebirth = listener.wait_for_type("NBIRTH")
+        self.assertEqual(rebirth["bdSeq"]["value"], (birth["bdSeq"]["value"] + 1) % 256)
+        listener.wait_for(lambda m: has_value(m) and not m[VALUE]["historical"])
+        deadline = time.monotonic() + bench.WAIT
+        while any((self.folder / "store" / DEVICE).glob("*.messages")) and time.monotonic() < deadline:
+            time.sleep(0.1)
+        publisher.send_signal(signal.SIGTERM)
+        listener.wait_for_type("NDEATH")
+        values = [m[VALUE] for m in listener.messages if has_value(m)]
+        away = [v for v in values if v["historical"] and gone + 0.5 < v["time"] / 1000 < back]
+        self.assertGreater(len(away), 5)
+        # A reading each 0.1 s; none of them is missing, a busy machine may take some late.
+        times = sorted({v["time"] for v in values})
+        gaps = [b - a for a, b in zip(times, times[1:])]
+        self.assertLess(max(gaps), 1500, gaps)
+        self.assert_seq_never_skips(listener.messages)
+
+    def test_json_mirror_is_there_when_asked_for(self):
+        _, listener, _ = self.running(**{"json-mirror": "mirror"})
+        message = listener.wait_for(lambda m: m.type == "mirror")
+        self.assertEqual(message.topic, f"mirror/lab/bench-1/{DEVICE}")
+        content = json.loads(message.bytes)["metrics"][VALUE]
+        self.assertEqual((content["unit"], content["quality"]), ("V", GOOD))
+
+    def test_service_manager_is_told(self):
+        broker = self.broker()
+        path = str(self.folder / "notify")
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(path)
+            manager.settimeout(bench.WAIT)
+            environment = os.environ | {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "1000000"}
+            publisher = self.start_publisher(self.config(broker), env=environment)
+            told = [manager.recv(100) for _ in range(3)]
+            publisher.send_signal(signal.SIGTERM)
+            while told[-1] != b"STOPPING=1":
+                told.append(manager.recv(100))
+        self.assertEqual(told[:3], [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"])
+
+    def test_password_is_in_no_process_list_and_no_log(self):
+        broker = self.broker(lines=["password_file " + str(self.passwords()), "allow_anonymous false"])
+        secret = self.folder / "secret"
+        secret.write_text("hush-hush\n")
+        secret.chmod(0o600)
+        config = self.config(broker, broker={"host": "127.0.0.1", "port": broker.port, "user": "bench",
+                                             "password-file": "secret"})
+        publisher = self.start_publisher(config)
+        self.wait_for_log("connected to 127.0.0.1")
+        with open(f"/proc/{publisher.pid}/cmdline", "rb") as line:
+            self.assertNotIn(b"hush", line.read())
+        self.assertNotIn("hush", self.log())
+        secret.chmod(0o640)
+        self.assertEqual(subprocess.run([self.publish, "check", config], capture_output=True).returncode, 2)
+
+    def passwords(self):
+        path = self.folder / "passwords"
+        subprocess.run(["mosquitto_passwd", "-b", "-c", path, "bench", "hush-hush"], check=True, stderr=subprocess.DEVNULL)
+        path.chmod(0o644)
+        self.folder.chmod(0o755)
+        return path
+
+
+class Tls(bench.FleetTest):
+    def certificates(self):
+        def openssl(*arguments):
+            subprocess.run(["openssl", *arguments], cwd=self.folder, check=True, capture_output=True)
+        self.folder.chmod(0o755)
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
+                "-subj", "/CN=test authority")
+        openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "broker.key", "-out", "broker.csr", "-subj",
+                "/CN=localhost", "-addext", "subjectAltName=DNS:localhost")
+        openssl("x509", "-req", "-in", "broker.csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial", "-out",
+                "broker.crt", "-days", "2", "-copy_extensions", "copy")
+        for name in ("broker.key", "broker.crt", "ca.crt"):
+            (self.folder / name).chmod(0o644)
+
+    def test_broker_is_believed_only_with_a_certificate_of_a_known_authority(self):
+        self.certificates()
+        plain = bench.free_port()
+        broker = self.broker(lines=[f"listener {plain} 127.0.0.1", f"cafile {self.folder}/ca.crt",
+                                    f"certfile {self.folder}/broker.crt", f"keyfile {self.folder}/broker.key"])
+        tls = {"host": "localhost", "port": plain}
+        unknown = self.start_publisher(self.config(broker, broker=tls | {"tls": True}))
+        self.wait_for_log("TLS with the broker fails")
+        unknown.kill()
+        unknown.wait()
+        wrong_name = self.start_publisher(self.config(broker, broker={"host": "127.0.0.1", "port": plain,
+                                                                      "tls": {"ca-file": "ca.crt"}}))
+        self.wait_for_log("is not valid for 127.0.0.1")
+        wrong_name.kill()
+        wrong_name.wait()
+        self.start_publisher(self.config(broker, broker=tls | {"tls": {"ca-file": "ca.crt"}}))
+        self.wait_for_log("connected to localhost")
+
+
+class Check(bench.FleetTest):
+    def check(self, config):
+        done = subprocess.run([self.publish, "check", config], capture_output=True, text=True, timeout=bench.WAIT)
+        return done.returncode, done.stdout, done.stderr.replace(str(config), "FILE")
+
+    def test_good_file_is_summed_up(self):
+        status, out, err = self.check(self.config(None))
+        self.assertEqual((status, err), (0, ""))
+        self.assertIn("lab/bench-1 to 127.0.0.1:1883", out)
+        self.assertIn("calibrator: kelvo10 on sim, 1 channels, OUT may be written", out)
+
+    def test_mistakes_are_told_with_line_and_reason(self):
+        instrument = {"model": "kelvo01", "port": "sim", "groups": [{"chanels": ["IN"], "period": 0.01}]}
+        cases = [
+            ({"group": "a/b"}, "FILE:2: group: is to be a text without '+', '#' and '/'"),
+            ({"instruments": {"x": instrument}}, "chanels: is no key; did you mean \"channels\"?"),
+            ({"instruments": {"x": instrument}}, "period: "),
+            ({"instruments": {"x": instrument | {"groups": [{"channels": ["IN"]}]}}}, "did you mean \"kelvo10\"?"),
+            ({"instruments": {"x": {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["OUT"]}]}}},
+             "the channel cannot be read"),
+            ({"instruments": {"x": {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}],
+                                    "allow-writes": {"IN": {"min": 0, "max": 1}}}}}, "the channel cannot be set"),
+            ({"broker": {"host": "localhost", "password": "x"}}, "write it to a file of mode 0600"),
+            ({"instruments": {}}, "names no instrument"),
+        ]
+        for change, wanted in cases:
+            status, _, err = self.check(self.config(None, **change))
+            with self.subTest(change):
+                self.assertEqual(status, 2)
+                self.assertIn(wanted, err)
+
+    def test_other_hosts_get_tls_unless_refused_with_a_warning(self):
+        _, out, _ = self.check(self.config(None, broker={"host": "broker.example"}))
+        self.assertIn("broker.example:8883 with TLS", out)
+        status, out, err = self.check(self.config(None, broker={"host": "broker.example", "tls": False}))
+        self.assertEqual(status, 0)
+        self.assertIn("warning", err)
+
+    def test_missing_file_is_told(self):
+        self.assertEqual(self.check(self.folder / "none.json")[0], 1)
+
+
+if __name__ == "__main__":
+    bench.run(sys.argv[1:3])
