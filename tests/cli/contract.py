@@ -9,9 +9,11 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
 from range_calibrator_stream import encode
+from serial_instrument import TEST_LIMIT
 
 ULIX = "ulix"
 # Under Wine ports have other names, several programs can open one port, and the program offers no pseudo terminals.
@@ -54,8 +56,28 @@ class ContractTest(unittest.TestCase):
 
     def ulix(self, *args):
         done = subprocess.run([self.program or ULIX, *map(str, args)], env=self.env, stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=60)
+                              timeout=3 * TEST_LIMIT)
         return done.returncode, done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
+
+    def pace(self):
+        """How many times slower than usual this machine starts a program at present; at least 1."""
+        usual, began = 0.02, time.monotonic()
+        self.ulix("--version")
+        return 1 if UNDER_WINE else max(1, (time.monotonic() - began) / usual)
+
+    def short_timeout(self):
+        """Milliseconds within which an instrument of a test surely answers, on a machine as slow as it is at present."""
+        return int((2000 if UNDER_WINE else 400) * self.pace())
+
+    def short_waits(self, unit):
+        """The options of a connection to an instrument of which a reply is missing."""
+        return [*unit.address, "--timeout", str(self.short_timeout())]
+
+    def assert_took(self, began, least):
+        """Expects the time since `began` to be `least` seconds, and not a multiple of it."""
+        took = time.monotonic() - began
+        self.assertGreaterEqual(took, least)
+        self.assertLess(took, least + 4 * self.pace())
 
     def side_by_side(self, check, cases):
         """Checks independent cases at the same time, because they spend most of their time waiting."""
@@ -76,7 +98,7 @@ class ContractTest(unittest.TestCase):
         return process
 
     def read_line(self, process):
-        limit = threading.Timer(10, process.kill)
+        limit = threading.Timer(TEST_LIMIT, process.kill)
         limit.start()
         text = process.stdout.readline().decode("utf-8")
         limit.cancel()
@@ -85,7 +107,7 @@ class ContractTest(unittest.TestCase):
 
     def interrupt(self, process):
         process.send_signal(signal.SIGINT)
-        out, err = process.communicate(timeout=20)
+        out, err = process.communicate(timeout=TEST_LIMIT)
         return process.returncode, out.decode("utf-8"), err.decode("utf-8")
 
 

@@ -12,6 +12,8 @@ import threading
 import time
 import tty
 
+from serial_instrument import PATIENT, TEST_LIMIT
+
 LOCK, TEXT, FRAME, STATUS = 10016, 600, 44000, 44198
 READ, WRITE_ONE, WRITE = 3, 6, 16
 
@@ -76,12 +78,25 @@ class Memolog:
         self._thread.start()
 
     @property
+    def address(self):
+        return ["--port", self.device] if self.serial else ["--host", "127.0.0.1", "--tcp-port", str(self.port)]
+
+    @property
     def where(self):
-        return ["--port", self.device] if self.serial else ["--host", "127.0.0.1", "--tcp-port", self.port]
+        """The options of a connection on which every reply is waited for."""
+        return [*self.address, *PATIENT]
+
+    def wait_for(self, request):
+        """Waits until the request has come."""
+        end = time.monotonic() + TEST_LIMIT
+        while request not in list(self.requests):
+            if time.monotonic() > end:
+                raise TimeoutError(f"no {request}")
+            time.sleep(0.005)
 
     def close(self):
         self._ended = True
-        self._thread.join(10)
+        self._thread.join(TEST_LIMIT)
 
     def order(self, kind, first, count=1, argument=0.0):
         self.requests.clear()

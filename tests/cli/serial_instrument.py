@@ -22,6 +22,10 @@ class Reply(NamedTuple):
 
 SILENCE = Reply()
 
+# Options for a test in which every reply comes, on however slow a machine.
+PATIENT = ["--timeout", "20000"]
+TEST_LIMIT = 60  # seconds; longer than anything takes that a test waits for
+
 
 class CommandSet(NamedTuple):
     """An instrument's commands. `commands` maps the pattern of a whole command to the line that answers it, or to None
@@ -59,9 +63,18 @@ class SerialInstrument:
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
+    @property
+    def where(self):
+        """The options of a connection on which every reply is waited for."""
+        return [*self.address, *PATIENT]
+
+    @property
+    def address(self):
+        return ["--port", self.device]
+
     def close(self):
         self._ended = True
-        self._thread.join(30)
+        self._thread.join(TEST_LIMIT)
 
     def wire(self):
         """All bytes received, after waiting until no more are on the line."""
@@ -72,9 +85,9 @@ class SerialInstrument:
     def times(self, command):
         return [when for when, text in self.commands if text == command]
 
-    def wait_for(self, command):
-        """Waits until the command has come."""
-        self._wait(lambda: self.times(command))
+    def wait_for(self, command, count=1):
+        """Waits until the command has come so many times."""
+        self._wait(lambda: len(self.times(command)) >= count)
 
     def wait_sent(self):
         """Waits until every reply has been sent."""
@@ -82,7 +95,7 @@ class SerialInstrument:
 
     def _wait(self, condition):
         with self._turned:
-            if not self._turned.wait_for(lambda: self._ended or condition(), 30):
+            if not self._turned.wait_for(lambda: self._ended or condition(), TEST_LIMIT):
                 raise TimeoutError("the instrument's thread is stuck")
 
     def _serve(self):

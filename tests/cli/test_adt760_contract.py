@@ -74,7 +74,7 @@ class EmulatedUsbTest(ContractTest):
         (self.folder / "talk").write_text(usb_testbed.conversation(*exchanges))
         command = ["umockdev-run", "-d", self.folder / "device", "-i", f"{usb_testbed.DEVICE}={self.folder / 'talk'}", "--",
                    contract.ULIX, *args]
-        done = subprocess.run(command, env=self.env, capture_output=True, text=True, timeout=60, check=False)
+        done = subprocess.run(command, env=self.env, capture_output=True, text=True, timeout=180, check=False)
         return done.returncode, done.stdout, done.stderr
 
     HELLO = [("*CLS\n",), ("*IDN?\n", "Additel,HPC-HOST,1,V1\n")]

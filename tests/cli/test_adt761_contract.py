@@ -31,8 +31,12 @@ class Adt761ContractTest(ContractTest):
     def assert_said(self, unit, *texts):
         self.assertEqual((unit.wire(), unit.unknown), (HELLO + frames(*texts) + BYE, []))
 
-    def read(self, unit, channel):
-        status, out, err = self.ulix("read", "adt761", channel, "--json", "--port", unit.device)
+    def where(self, unit, error):
+        """How an instrument is connected to when this error is expected of it."""
+        return self.short_waits(unit) if error == NO_ANSWER else unit.where
+
+    def read(self, unit, channel, error=""):
+        status, out, err = self.ulix("read", "adt761", channel, "--json", *self.where(unit, error))
         row, = json.loads(out)
         return row["value"], row["unit"], err if status else ""
 
@@ -69,11 +73,15 @@ class Adt761ContractTest(ContractTest):
                 (0, ":R:MVAL", Reply(b":F:MVAL:1.5:V"), NO_ANSWER), (0, ":R:MVAL", "x" * 4000, NO_ANSWER),
                 (9, ":R:CSV", ":F:1" + "0" * 60, NO_ANSWER)]:
             with self.subTest(channel=channel, answer=answer):
-                began = time.monotonic()
-                self.assertEqual(self.read(self.instrument({query: answer}), channel)[0::2], (None, error))
-                self.assertLess(time.monotonic() - began, 4)
-        dripped = Reply(b":F:MVAL:1.5:V\0", delay=0.4, drip=0.05)
-        self.assertEqual(self.read(self.instrument({":R:MVAL": dripped}), 0)[0], 1.5)
+                self.assertEqual(self.read(self.instrument({query: answer}), channel, error)[0::2], (None, error))
+
+    def test_missing_answer_is_waited_for_a_second(self):
+        unit, began = self.instrument({":R:OTYPE": SILENCE}), time.monotonic()
+        self.assertEqual(self.ulix("read", "adt761", "0", *unit.address), (1, "", NO_ANSWER))
+        self.assert_took(began, 0.9)
+        dripped = Reply(b":F:OTYPE:Additel 761\0", drip=self.short_timeout() / 4000)
+        unit = self.instrument({":R:OTYPE": dripped})
+        self.assertIn("Additel 761", self.succeed("identify", "adt761", *self.short_waits(unit)))
 
     def test_writes(self):
         for args, *asked in [("ATMOSPHERE 0", ":W:CVENT:0"), ("4 0.5", ":W:CVENT:1"), ("5 12.3456", ":W:SMAVAL:12.346"),
@@ -81,54 +89,54 @@ class Adt761ContractTest(ContractTest):
                              ("7 9", ":W:O24POWER:1"), ("9 1200.5", ":W:OIPMUNIT:1", ":W:CSV:1200.50")]:
             with self.subTest(args):
                 unit = self.instrument()
-                self.succeed("set", "adt761", *args.split(), "--port", unit.device)
+                self.succeed("set", "adt761", *args.split(), *unit.where)
                 self.assert_said(unit, *asked)
         for channel, order, answer, error in [
                 (9, ":W:OIPMUNIT:", ":E:OIPMUNIT", NACK), (9, ":W:CSV:", ":F:CSV:NO", NACK),
                 (5, ":W:SMAVAL:", ":F:SMAPOWER:OK", NACK), (4, ":W:CVENT:", SILENCE, NO_ANSWER)]:
             unit = self.instrument({order: answer})
-            self.assertEqual(self.ulix("set", "adt761", channel, "1", "--port", unit.device), (1, "", error))
+            self.assertEqual(self.ulix("set", "adt761", channel, "1", *self.where(unit, error)), (1, "", error))
         unit = self.instrument({":W:CVENT:": ":F:CVENT:OK, venting"})
-        self.succeed("set", "adt761", "4", "1", "--port", unit.device)
+        self.succeed("set", "adt761", "4", "1", *unit.where)
         unit = self.instrument()
         for args in ("0 1", "8 1", "10 1", "9 nan", "9 much"):
-            self.assertEqual(self.ulix("set", "adt761", *args.split(), "--port", unit.device)[0], 2, args)
+            self.assertEqual(self.ulix("set", "adt761", *args.split(), *unit.where)[0], 2, args)
         self.assertEqual(unit.wire(), b"")
 
     def test_identities(self):
         for answer, error in [(":F:OTYPE:Additel 760", NOT_ADT761), (":F:TYPE", NOT_ADT761), (SILENCE, NO_ANSWER),
                               (Reply(b"KELVO10\n\0"), NOT_ADT761)]:
             unit = self.instrument({":R:OTYPE": answer})
-            self.assertEqual(self.ulix("read", "adt761", "--port", unit.device), (1, "", error))
+            self.assertEqual(self.ulix("read", "adt761", *self.where(unit, error)), (1, "", error))
             self.assertEqual(unit.wire(), HELLO)
-        self.assertIn("Additel 761", self.succeed("identify", "adt761", "--port", self.instrument().device))
+        self.assertIn("Additel 761", self.succeed("identify", "adt761", *self.instrument().where))
         refusing = self.instrument({":R:OTYPE": ":E:OTYPE"})
-        status, _, err = self.ulix("identify", "adt761", "--port", refusing.device)
+        status, _, err = self.ulix("identify", "adt761", *refusing.where)
         self.assertEqual((status, err), (1, "ulix: 0x8000FFFF Communication not opened\n"))
         self.assertEqual(refusing.wire(), HELLO)
 
     def test_settings(self):
         unit = self.instrument()
-        self.succeed("read", "adt761", "6", "--port", unit.device, "--set", "link-mode=0")
+        self.succeed("read", "adt761", "6", *unit.where, "--set", "link-mode=0")
         self.assertEqual(unit.wire(), frames(":R:SMAPOWER") + BYE)
         unit = self.instrument(prefix="\x02")
-        self.succeed("read", "adt761", "6", "--port", unit.device, "--set", "frame-prefix=2")
+        self.succeed("read", "adt761", "6", *unit.where, "--set", "frame-prefix=2")
         self.assertEqual(unit.wire(), frames(":R:OTYPE", ":R:SMAPOWER", ":W:OKEYLOCK:0", prefix=b"\x02"))
         self.assertEqual(unit.unknown, [])
-        status, _, err = self.ulix("read", "adt761", "--port", unit.device, "--set", "frame-prefix=256")
+        status, _, err = self.ulix("read", "adt761", *unit.where, "--set", "frame-prefix=256")
         self.assertEqual(status, 2)
         self.assertIn("frame-prefix", err)
 
     def test_scan_has_the_unit_from_its_first_row_on(self):
         unit = self.instrument(item="EPM")
         rows = self.folder / "rows.csv"
-        self.succeed("scan", "adt761", "PRESSURE", "--period", "100", "--count", "1", "--csv", rows, "--port", unit.device)
+        self.succeed("scan", "adt761", "PRESSURE", "--period", "100", "--count", "1", "--csv", rows, *unit.where)
         self.assertIn("PRESSURE (psi)", rows.read_text())
 
     def test_scan_stopped_before_its_first_row_unlocks_the_keypad(self):
         unit, rows, plot = self.instrument({":R:MITEM": Reply(b":F:MITEM:V\0", delay=0.5)}), *map(
             self.folder.joinpath, ("rows.csv", "plot.svg"))
-        scan = self.start("scan", "adt761", "0", "--period", "100", "--csv", rows, "--plot", plot, "--port", unit.device)
+        scan = self.start("scan", "adt761", "0", "--period", "100", "--csv", rows, "--plot", plot, *unit.where)
         unit.wait_for("\x01:R:MITEM")
         self.assertEqual(self.interrupt(scan), (0, "", ""))
         self.assert_said(unit, ":R:MITEM", ":R:MVAL")

@@ -70,7 +70,7 @@ class Plans(CalibrateTest):
 
     def answer(self, answers, file):
         return subprocess.run([contract.ULIX, "calibrate", "new", file], input="\n".join(answers) + "\n", text=True,
-                              capture_output=True, env=self.env, timeout=60)
+                              capture_output=True, env=self.env, timeout=180)
 
     def test_new_plan_is_asked_for_and_can_be_run(self):
         file = self.folder / "asked.json"
@@ -134,7 +134,7 @@ class Runs(CalibrateTest):
             program = self.begin(plan, run, *more)
             self.wait_for_lines(run, lines + 100)
             program.send_signal(number)
-            _, err = program.communicate(timeout=60)
+            _, err = program.communicate(timeout=180)
             self.assertEqual(program.returncode, 1, err)
             self.assertIn(b"--resume --run", err)
             self.assertEqual(self.last_safe(run)[-1], 20)

@@ -5,11 +5,11 @@ Run as: python3 test_memolog_contract.py PATH_TO_ULIX [unittest arguments]
 
 import json
 import struct
-import time
 
 import contract
 from memolog_logger import (FRAME, LOCK, READ, STATUS, TEXT, WRITE, WRITE_ONE, Memolog, failure, measurement,
                             time_record, words_of)
+from serial_instrument import TEST_LIMIT
 
 IDN = [(WRITE, TEXT, [0x2A49, 0x444E, 0x3F00]), (READ, 649, 1), (READ, TEXT, 50)]
 STATE = [(WRITE, FRAME, [10, 2, 19, 1]), (READ, FRAME, 8)]
@@ -80,9 +80,10 @@ class MemologTest(contract.ContractTest):
     def test_program_there_and_back(self):
         for logger in self.loggers():
             logger.silent_init = logger.serial
+            where = self.short_waits(logger) if logger.silent_init else logger.where
             data = program_file(PROGRAM)
             self.assertEqual(self.succeed("program", "memolog", "check", self.file(data)), "5 records\n")
-            self.succeed("program", "memolog", "send", self.file(data), *logger.where)
+            self.succeed("program", "memolog", "send", self.file(data), *where)
             sent = [frame_writes([4, 10] + words_of(b"ENTER PROG MODE...\0\0"))]
             sent += [frame_writes([5, len(record)] + record) for record in PROGRAM] + [frame_writes([6, 0])]
             init = (WRITE, TEXT, [0x494E, 0x4954, 0x4F55, 0x4900])
@@ -214,8 +215,9 @@ class MemologTest(contract.ContractTest):
             logger.blocks[1], logger.program = sixty_five(), PROGRAM[:3]
             (folder / "back.p90").write_bytes(b"as it was")
             for step in steps:
+                timeout = self.short_timeout()
                 logger.order(kind, step)
-                status, out, err = self.ulix(*(str(part).format(folder) for part in args), *logger.where, "--timeout", 400)
+                status, out, err = self.ulix(*(str(part).format(folder) for part in args), *logger.address, "--timeout", timeout)
                 self.assertEqual((status, out), (1, ""), step)
                 self.assertRegex(err, "^ulix: 0x80046B0[13] [^\n]*\n$", step)
                 heard = list(logger.requests)
@@ -248,11 +250,12 @@ class MemologTest(contract.ContractTest):
             logger.blocks[1] = sixty_five()
             for step in 6, 7, 8, 10:
                 with self.subTest(step=step, serial=logger.serial):
-                    logger.order("late", step, 1, 0.45)
-                    status, out, _ = self.ulix("memory", "memolog", "read", 0, *logger.where, "--timeout", 300, "--no-config")
+                    timeout = self.short_timeout()  # milliseconds
+                    logger.order("late", step, 1, 1.5 * timeout / 1000)
+                    status, out, _ = self.ulix("memory", "memolog", "read", 0, *logger.address, "--timeout", timeout, "--no-config")
                     self.assertEqual((status, out, logger.frozen), (1, "", set()))
                     self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
-                    self.assertTrue(logger.sent_late.wait(10))
+                    self.assertTrue(logger.sent_late.wait(TEST_LIMIT))
 
     def test_interrupted_read_is_cancelled(self):
         logger = self.logger()
@@ -260,9 +263,7 @@ class MemologTest(contract.ContractTest):
         csv = self.folder / "out.csv"
         logger.order("late", 0, 99999, 0.01)
         process = self.start("memory", "memolog", "read", "0", *map(str, logger.where), "--no-config", "--clear", "--csv", str(csv))
-        end = time.monotonic() + 20
-        while len(logger.requests) < 20 and time.monotonic() < end:
-            time.sleep(0.005)
+        logger.wait_for(read_records(49, 48)[0])
         self.assertEqual(self.interrupt(process), (1, "", "ulix: 0x80004004 Cancelled\n"))
         self.assertEqual(logger.requests[-2:], [freeze(0), (WRITE_ONE, LOCK, 0)])
         self.assertEqual((len(logger.blocks[1]), list(self.folder.iterdir())), (10000, []))

@@ -14,7 +14,7 @@ import unittest
 import contract
 from contract import NO_PORT, UNDER_WINE, ContractTest, main
 from instruments import kelvo10
-from serial_instrument import Reply
+from serial_instrument import PATIENT, TEST_LIMIT, Reply
 
 SER2NET = shutil.which("ser2net") or shutil.which("ser2net", path="/usr/sbin")
 PYSERIAL = pathlib.Path("/usr/share/doc/python3-serial/examples/rfc2217_server.py")
@@ -37,9 +37,10 @@ def free_port():
         return probe.getsockname()[1]
 
 
-def accepts(port):
-    with socket.socket() as probe:
-        return probe.connect_ex(("127.0.0.1", port)) == 0
+def listens(port):
+    """Whether a server has this port, by the kernel's table: a connection would take the only place of some servers."""
+    tables = "".join(pathlib.Path(f"/proc/net/{name}").read_text() for name in ("tcp", "tcp6"))
+    return any(f":{port:04X} " in line and " 0A " in line for line in tables.splitlines())
 
 
 @unittest.skipIf(UNDER_WINE, "the servers are this system's")
@@ -49,45 +50,41 @@ class NetworkPortTest(ContractTest):
 
         def stop():
             process.terminate()
-            process.wait(10)
+            process.wait(TEST_LIMIT)
             process.stdout.close()
         self.addCleanup(stop)
         return process
 
-    def listening(self, port):
-        # The port is looked up in the kernel's table: a connection would take the only place of some servers.
-        needle = f":{port:04X} "
-        end = time.monotonic() + 10
-        while time.monotonic() < end:
-            tables = "".join(pathlib.Path(f"/proc/net/{name}").read_text() for name in ("tcp", "tcp6"))
-            if any(needle in line and " 0A " in line for line in tables.splitlines()):
-                return
-            time.sleep(0.02)
-        self.fail(f"nothing listens on {port}")
+    def serve(self, scheme, command):
+        """The URL of a server, once it listens. `command` is the server's, given its port. Another program may have taken
+        that port in the meantime: then the next one is tried."""
+        for _ in range(3):
+            port = free_port()
+            process = self.start(*command(port))
+            end = time.monotonic() + TEST_LIMIT
+            while process.poll() is None and time.monotonic() < end:
+                if listens(port):
+                    return f"{scheme}://127.0.0.1:{port}"
+                time.sleep(0.02)
+        self.fail(f"no server: {command(0)}")
 
     def socat(self, device):
-        port = free_port()
-        self.start("socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork,nodelay", f"FILE:{device},raw,echo=0")
-        self.listening(port)
-        return f"tcp://127.0.0.1:{port}"
+        return self.serve("tcp", lambda port: ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork,nodelay",
+                                               f"FILE:{device},raw,echo=0"])
 
     def ser2net(self, device, telnet="telnet(rfc2217),"):
-        port = free_port()
-        config = self.folder / f"ser2net-{port}.yaml"
-        config.write_text(f"connection: &line\n  accepter: {telnet}tcp,127.0.0.1,{port}\n"
-                          f"  connector: serialdev,{device},9600n81,local\n  options:\n    chardelay: false\n")
-        self.start(SER2NET, "-n", "-c", str(config))
-        self.listening(port)
-        return f"{'rfc2217' if telnet else 'tcp'}://127.0.0.1:{port}"
+        def command(port):
+            config = self.folder / f"ser2net-{port}.yaml"
+            config.write_text(f"connection: &line\n  accepter: {telnet}tcp,127.0.0.1,{port}\n"
+                              f"  connector: serialdev,{device},9600n81,local\n  options:\n    chardelay: false\n")
+            return [SER2NET, "-n", "-c", str(config)]
+        return self.serve("rfc2217" if telnet else "tcp", command)
 
     def ser2net_raw(self, device):
         return self.ser2net(device, "")
 
     def pyserial(self, device):
-        port = free_port()
-        self.start("/usr/bin/python3", "-c", ON_TERMINALS, str(PYSERIAL), "-p", str(port), device)
-        self.listening(port)
-        return f"rfc2217://127.0.0.1:{port}"
+        return self.serve("rfc2217", lambda port: ["/usr/bin/python3", "-c", ON_TERMINALS, str(PYSERIAL), "-p", str(port), device])
 
     def servers(self):
         found = [self.socat, self.ser2net, self.ser2net_raw]
@@ -98,8 +95,7 @@ class NetworkPortTest(ContractTest):
         return process.stdout.readline().strip()
 
     def run_ulix(self, *arguments):
-        done = subprocess.run([contract.ULIX, *arguments], env=self.env, capture_output=True, text=True, timeout=60)
-        return done.returncode, done.stdout, done.stderr
+        return self.ulix(*arguments, *([] if "--timeout" in arguments else PATIENT))
 
     def test_each_model_through_each_server(self):
         for model in MODELS:
@@ -126,10 +122,8 @@ class NetworkPortTest(ContractTest):
                 self.assertEqual(code, 0, output)
                 direct = self.plug_in(kelvo10())
                 self.assertEqual((code, output), self.run_ulix("read", "kelvo10", "in", "--port", direct.device)[:2])
-                for _ in range(100):  # the last command needs its time through the server
-                    if len(unit.commands) >= len(direct.commands) > 3:
-                        break
-                    time.sleep(0.02)
+                direct.wait_for("LOC")
+                unit.wait_for("LOC")  # the last command needs its time through the server
                 self.assertEqual([command for _, command in unit.commands],
                                  [command for _, command in direct.commands])
 
@@ -145,13 +139,14 @@ class NetworkPortTest(ContractTest):
     def test_a_late_reply_is_never_another_querys_value(self):
         for server in self.servers():
             with self.subTest(server.__name__):
-                late = Reply(b"11.1\n", delay=1.4)  # the read has ended after a second
+                timeout = max(1000, self.short_timeout())  # milliseconds
+                late = Reply(b"11.1\n", delay=1.4 * timeout / 1000)
                 # Replies keep their order: the reply to the next query comes after the late one.
-                behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.8)
+                behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.7 * timeout / 1000)
                 unit = self.plug_in(kelvo10({"MEAS?": [late, "22.2", late, "33.3", "44.4"],
                                              "*IDN?": ["KELVO10 SN 1234 V1.0", behind]}))
-                _, output, error = self.run_ulix("scan", "kelvo10", "IN", "--period", "200", "--count", "6",
-                                                 "--port", server(unit.device))
+                _, output, error = self.run_ulix("scan", "kelvo10", "IN", "--period", "200", "--count", "6", "--port",
+                                                 server(unit.device), "--timeout", timeout)
                 self.assertNotIn("11.1", output)
                 self.assertRegex(output, "(?s)22\\.2.*33\\.3.*44\\.4", error)
 

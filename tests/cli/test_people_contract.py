@@ -20,7 +20,7 @@ import xml.etree.ElementTree
 import contract
 from contract import UNDER_WINE, ContractTest, main
 from instruments import kelvo10
-from serial_instrument import SILENCE
+from serial_instrument import SILENCE, TEST_LIMIT
 
 ESCAPES = re.compile(r"\x1b\[[0-9;]*[A-Za-z]")
 
@@ -39,7 +39,7 @@ class Terminal:
         self.master, self.shown = master, ""
         test.addCleanup(os.close, master)
 
-    def wait_for(self, text, seconds=10):
+    def wait_for(self, text, seconds=TEST_LIMIT):
         """Takes the output up to and including `text`."""
         end = time.monotonic() + seconds
         while text not in self.shown:
@@ -132,8 +132,8 @@ class TerminalTest(ContractTest):
     def test_a_live_table_fits_its_terminal(self):
         for columns, heads in (80, "VOIE VALEUR UNITÉ MIN MAX ÉC. TYPE TENDANCE"), (40, "VOIE VALEUR UNITÉ"):
             unit = self.plug_in(kelvo10({"MEAS?": ["1.5", "2.5", SILENCE]}))
-            scan = Terminal(self, "scan", "kelvo10", "--port", unit.device, "--period", 150, "--count", 3, "--lang",
-                            "fr", "--timeout", 150, columns=columns)
+            scan = Terminal(self, "scan", "kelvo10", *self.short_waits(unit), "--period", 150, "--count", 3, "--lang", "fr",
+                            columns=columns)
             status, text = scan.end()
             self.assertEqual(status, 1, text)  # the last reading failed
             lines = [line for line in text.replace("\r", "").splitlines() if not line.startswith("ulix: ")]
@@ -148,8 +148,8 @@ class ReportTest(ContractTest):
         values = [f"{math.sin(k):.3f}" for k in range(12)]
         unit = self.plug_in(kelvo10({"*IDN?": identity, "MEAS?": values[:5] + [SILENCE, SILENCE] + values[5:]}))
         page, rows = self.folder / "run.html", self.folder / "run.csv"
-        self.succeed("report", "kelvo10", page, "--port", unit.device, "--period", 100, "--count", 12, "--timeout", 120,
-                     "--csv", rows, "--lang", lang, "--force")
+        self.succeed("report", "kelvo10", page, *self.short_waits(unit), "--period", 100, "--count", 12, "--csv",
+                     rows, "--lang", lang, "--force")
         text = page.read_text("utf-8")
         lines = [line for line in rows.read_text(encoding="utf-8").splitlines() if not line.startswith("#")]
         return text, Page(text), list(csv.reader(lines))[1:]

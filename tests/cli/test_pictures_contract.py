@@ -77,7 +77,7 @@ class PicturesTest(ContractTest):
     def test_a_scan_its_plot_and_that_of_its_csv_are_one(self):
         unit = self.plug_in(kelvo10({"MEAS?": ["1.5", "2.5", SILENCE, "3.5"]}))
         drawn, rows, again = self.folder / "a.svg", self.folder / "a.csv", self.folder / "b.svg"
-        self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--count", 5, "--timeout", 120, "--plot", drawn, "--csv", rows)
+        self.succeed("scan", "kelvo10", *self.short_waits(unit), "--period", 100, "--count", 5, "--plot", drawn, "--csv", rows)
         self.succeed("plot", rows, again)
         self.assertEqual(drawn.read_text("utf-8"), again.read_text("utf-8"))
         self.assertTrue(re.search(r'class="outage" fill="#0072b2"', drawn.read_text("utf-8")))

@@ -14,40 +14,40 @@ import unittest
 
 from contract import UNDER_WINE, ContractTest, main
 from instruments import HART, ISOTECH, MICROK, SerialInstrument, kelvo10
-from serial_instrument import SILENCE, Reply
+from serial_instrument import SILENCE, TEST_LIMIT, Reply
 
 
 class InstrumentSettingsTest(ContractTest):
     def test_unit_and_decimals_are_those_that_the_instrument_is_set_to(self):
         unit = self.plug_in(kelvo10({"CFG_IN?": "TC,TYP_K,FAR,JR_ON", "CFG_OUT?": "V50", "MEAS?": "228.77"}))
-        self.assertRegex(self.succeed("read", "kelvo10", "--port", unit.device), r"^0 +IN +228\.8 +.F\n$")
-        row, = json.loads(self.succeed("read", "kelvo10", "--port", unit.device, "--json"))
+        self.assertRegex(self.succeed("read", "kelvo10", *unit.where), r"^0 +IN +228\.8 +.F\n$")
+        row, = json.loads(self.succeed("read", "kelvo10", *unit.where, "--json"))
         self.assertEqual((row["value"], row["unit"]), (228.77, "\u00b0F"))
 
     def test_instrument_without_a_unit_shows_none(self):
         unit = self.plug_in(kelvo10({"CFG_IN?": SILENCE}))
-        status, out, err = self.ulix("read", "kelvo10", "--port", unit.device, "--timeout", 200)
+        status, out, err = self.ulix("read", "kelvo10", *self.short_waits(unit))
         self.assertEqual((status, out.split()), (0, ["0", "IN", "12.345"]), err)
         self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*0x80044403.*\n$")
 
     def test_options_that_set_the_unit_prevent_the_query_for_it(self):
         for options in (["--set", "input-function=TC"], ["--no-config"]):
             unit = self.plug_in(kelvo10())
-            self.succeed("read", "kelvo10", "--port", unit.device, *options)
+            self.succeed("read", "kelvo10", *unit.where, *options)
             self.assertEqual(unit.times("CFG_IN?"), [], options)
 
     def test_a_reply_without_a_number_is_marked(self):
         unit = self.plug_in(kelvo10({"MEAS?": "none"}))
-        self.assertEqual(self.succeed("read", "kelvo10", "--port", unit.device).split()[2], "0.000?")
-        scan = self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--count", 1, "--json")
+        self.assertEqual(self.succeed("read", "kelvo10", *unit.where).split()[2], "0.000?")
+        scan = self.succeed("scan", "kelvo10", *unit.where, "--period", 100, "--count", 1, "--json")
         self.assertEqual(json.loads(scan)["channels"][0]["doubt"], "no number in the reply")
 
     def test_an_instrument_that_cannot_be_asked_has_no_unit_either(self):
         unit = self.plug_in(SerialInstrument(MICROK))
-        status, out, err = self.ulix("read", "microk", "0", "--port", unit.device)
+        status, out, err = self.ulix("read", "microk", "0", *unit.where)
         self.assertEqual((status, out.split()), (0, ["0", "CH1", "100.12345"]))
         self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*\n$")
-        self.assertIn("Ohms", self.succeed("read", "microk", "0", "--port", unit.device, "--set", "model=0"))
+        self.assertIn("Ohms", self.succeed("read", "microk", "0", *unit.where, "--set", "model=0"))
 
     def test_no_float_residue_is_shown(self):
         self.assertNotIn("0004", self.succeed("read", "kelvo10", "--port", "sim"))
@@ -56,7 +56,7 @@ class InstrumentSettingsTest(ContractTest):
 class ConfigTest(ContractTest):
     def test_only_the_requested_queries_are_sent(self):
         unit = self.plug_in(kelvo10())
-        status, _, err = self.ulix("config", "kelvo10", "send", "--port", unit.device)
+        status, _, err = self.ulix("config", "kelvo10", "send", *unit.where)
         self.assertEqual(status, 2)
         self.assertIn("--set KEY=VALUE or --config FILE", err)
         self.assertEqual(unit.commands, [])
@@ -64,13 +64,13 @@ class ConfigTest(ContractTest):
     def test_show_names_the_source_of_its_values(self):
         unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
         self.succeed("config", "kelvo10", "show", "--set", "input-function=V5", "--save", kept)
-        for args, said in ((["--port", unit.device], "as the instrument says"), (["--config", kept], str(kept)), ([], "defaults")):
+        for args, said in (([*unit.where], "as the instrument says"), (["--config", kept], str(kept)), ([], "defaults")):
             first = self.succeed("config", "kelvo10", "show", *args).splitlines()[0]
             self.assertTrue(first.startswith("# Kelvo10") and said in first, first)
 
     def test_show_fails_when_the_instrument_that_is_named_does_not_answer(self):
         unit = self.plug_in(kelvo10({"*IDN?": SILENCE}))
-        status, out, err = self.ulix("config", "kelvo10", "show", "--port", unit.device, "--timeout", 150)
+        status, out, err = self.ulix("config", "kelvo10", "show", *self.short_waits(unit))
         self.assertEqual((status, out), (1, ""), err)
 
     def test_a_file_of_one_model_is_refused_by_another(self):
@@ -83,7 +83,7 @@ class ConfigTest(ContractTest):
     @unittest.skipIf(UNDER_WINE, "ports have no paths there")
     def test_config_file_restores_the_device_path(self):
         unit, kept = self.plug_in(kelvo10()), self.folder / "kept.cfg"
-        self.succeed("config", "kelvo10", "read", "--port", unit.device, "--save", kept)
+        self.succeed("config", "kelvo10", "read", *unit.where, "--save", kept)
         self.assertEqual(self.succeed("identify", "kelvo10", "--config", kept), "KELVO10 SN 1234 V1.0\n")
 
     def test_files_are_replaced_on_demand_only(self):
@@ -98,7 +98,7 @@ class ConfigTest(ContractTest):
 
 class ScanTest(ContractTest):
     def scan(self, unit, *args):
-        return self.ulix("scan", "kelvo10", "--port", unit.device, "--period", 100, "--timeout", 120, *args)
+        return self.ulix("scan", "kelvo10", *self.short_waits(unit), "--period", 100, *args)
 
     def test_a_last_reading_that_failed_is_a_failure(self):
         unit = self.plug_in(kelvo10({"MEAS?": ["1.5", SILENCE]}))
@@ -111,10 +111,10 @@ class ScanTest(ContractTest):
     def test_scan_ends_cleanly_on_every_signal(self):
         for end in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
             unit, rows = self.plug_in(kelvo10()), self.folder / f"{end}.csv"
-            process = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100", "--csv", str(rows))
+            process = self.start("scan", "kelvo10", *unit.where, "--period", "100", "--csv", str(rows))
             self.read_line(process)
             process.send_signal(end)
-            process.communicate(timeout=20)
+            process.communicate(timeout=TEST_LIMIT)
             self.assertEqual(process.returncode, 0, end)
             unit.wire()
             self.assertEqual(unit.commands[-1][1], "LOC", end)
@@ -134,7 +134,7 @@ class ScanTest(ContractTest):
     def test_a_reading_that_waited_for_the_line_is_marked(self):
         unit = self.plug_in(kelvo10({"MEAS?": ["1.5", Reply(b"2.5\n", delay=0.6), "1.5"]}))
         plot, rows = self.folder / "late.svg", self.folder / "late.csv"
-        out = self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 200, "--count", 4, "--json", "--plot", plot, "--csv", rows)
+        out = self.succeed("scan", "kelvo10", *unit.where, "--period", 200, "--count", 4, "--json", "--plot", plot, "--csv", rows)
         late = [report for report in map(json.loads, out.splitlines()) if report["channels"][0]["value"] == 2.5]
         self.assertTrue(all(report["late"] > 0.2 for report in late) and late, out)
         self.assertRegex(rows.read_text(), r"(?m)^[^,]*,2\.5,late \d\.\d s$")
@@ -175,41 +175,41 @@ class WordsTest(ContractTest):
 
     def test_an_instrument_without_identification_says_so(self):
         unit = self.plug_in(SerialInstrument(HART))
-        status, _, err = self.ulix("identify", "hart", "--port", unit.device)
+        status, _, err = self.ulix("identify", "hart", *unit.where)
         self.assertEqual(status, 1)
         self.assertIn("hart has no identification", err)
 
     def test_set_points_for_a_host_are_refused_in_words(self):
         unit = self.plug_in(SerialInstrument(ISOTECH))
         for verb in (("set", "isotech", "SETPOINT", "25"), ("run", "isotech")):
-            status, _, err = self.ulix(*verb, "--set", "model=object", "--port", unit.device)
+            status, _, err = self.ulix(*verb, "--set", "model=object", *unit.where)
             self.assertEqual(status, 1)
             self.assertIn("0x80004001 with this configuration isotech hands its set points to an object of a host", err)
         self.assertEqual(unit.wire(), b"")
 
     def test_comma_is_a_decimal_separator_in_french(self):
         unit = self.plug_in(kelvo10())
-        self.succeed("set", "kelvo10", "OUT", "1,5", "--port", unit.device, "--lang", "fr")
+        self.succeed("set", "kelvo10", "OUT", "1,5", *unit.where, "--lang", "fr")
         self.assertIn(b"OUT 1.500000", unit.wire())
-        self.succeed("scan", "kelvo10", "--port", unit.device, "--period", 100, "--dead-band-abs", "0,5", "--count", 1, "--lang", "fr")
+        self.succeed("scan", "kelvo10", *unit.where, "--period", 100, "--dead-band-abs", "0,5", "--count", 1, "--lang", "fr")
 
     def test_set_refuses_a_value_beyond_its_limit(self):
         unit = self.plug_in(kelvo10())
-        self.assertEqual(self.ulix("set", "kelvo10", "OUT", "9", "--max", "5", "--port", unit.device)[0], 2)
+        self.assertEqual(self.ulix("set", "kelvo10", "OUT", "9", "--max", "5", *unit.where)[0], 2)
         self.assertFalse(unit.times("OUT 9.000000"))
 
 
 class RawTest(ContractTest):
     def test_query_is_sent_as_typed(self):
         unit = self.plug_in(kelvo10())
-        self.assertEqual(self.succeed("query", "kelvo10", "CFG_IN?", "--port", unit.device), "V50\n")
-        self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", "--port", unit.device)
+        self.assertEqual(self.succeed("query", "kelvo10", "CFG_IN?", *unit.where), "V50\n")
+        self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", *unit.where)
         unit.wire()
         self.assertEqual(len(unit.times("MEAS RUN")), 1)
 
     def test_detect_finds_the_instrument_that_answers(self):
         unit = self.plug_in(kelvo10())
-        self.assertEqual(self.succeed("detect", "--port", unit.device), "kelvo10  KELVO10 SN 1234 V1.0\n")
+        self.assertEqual(self.succeed("detect", *self.short_waits(unit)), "kelvo10  KELVO10 SN 1234 V1.0\n")
         status, _, err = self.ulix("detect", "--port", "/dev/null")
         self.assertEqual(status, 1)
         self.assertIn("not a serial device", err)
@@ -219,7 +219,7 @@ class CauseTest(ContractTest):
     @unittest.skipIf(UNDER_WINE, "its devices have other names")
     def test_port_that_cannot_be_opened_gives_the_cause(self):
         unit = self.plug_in(kelvo10())
-        holder = self.start("scan", "kelvo10", "--port", unit.device, "--period", "100")
+        holder = self.start("scan", "kelvo10", *unit.where, "--period", "100")
         self.read_line(holder)
         for port, why in (("/dev/none", "no such device"), ("/dev/null", "not a serial device"),
                           (unit.device, f"in use by process {holder.pid}")):
@@ -276,7 +276,7 @@ class ReplayTest(ContractTest):
         log = self.folder / "wire.log"
         self.succeed("identify", "kelvo10", "--port", "sim", "--record", log)
         line = self.start("simulate", "kelvo10", "--replay", str(log))
-        self.assertEqual(self.ulix("read", "kelvo10", "--port", self.read_line(line), "--timeout", 150)[0], 1)
+        self.assertEqual(self.ulix("read", "kelvo10", "--port", self.read_line(line), "--timeout", self.short_timeout())[0], 1)
         status, _, err = self.interrupt(line)
         self.assertEqual(status, 1)
         self.assertIn("MEAS?", err)

@@ -12,7 +12,7 @@ import unittest
 
 from contract import NO_PORT, UNDER_WINE, ContractTest, main
 from instruments import kelvo10
-from serial_instrument import Reply
+from serial_instrument import PATIENT, Reply
 
 GONE, NOT_KELVO10 = 0x80044401, 0x80043B00
 NUMBER = 41
@@ -48,7 +48,7 @@ class TwoInstrumentsTest(ContractTest):
 
     def scan(self, port):
         """The rows of a scan as they come: a value, or the code of a failure."""
-        process = self.start("scan", "kelvo10", "IN", "--port", str(port), "--period", "100", "--json")
+        process = self.start("scan", "kelvo10", "IN", "--port", str(port), "--period", "100", "--json", *PATIENT)
 
         def rows():
             while True:
@@ -120,14 +120,14 @@ class TwoInstrumentsTest(ContractTest):
         self.by_path_and_by_number(self.stays_where_it_is, 1)
 
     def drives_its_own(self, port, own, other):
-        self.succeed("set", "kelvo10", "OUT", 5, "--port", port)
+        self.succeed("set", "kelvo10", "OUT", 5, "--port", port, *PATIENT)
         self.assertIn(b"OUT 5.000000\nOPER\n", self.units[own].wire())
         self.unplug(own)
-        status, _, err = self.ulix("set", "kelvo10", "OUT", 6, "--port", port)
+        status, _, err = self.ulix("set", "kelvo10", "OUT", 6, "--port", port, *PATIENT)
         self.assertEqual((status, err[:len(NO_PORT) - 1]), (1, NO_PORT[:-1]))
         # It goes once it has said what it is.
         self.plug(own, "A", 1, **{"*IDN?": Reply(b"KELVO10 SN A V1.0\n", vanish=True)})
-        status, _, err = self.ulix("set", "kelvo10", "OUT", 7, "--port", port)
+        status, _, err = self.ulix("set", "kelvo10", "OUT", 7, "--port", port, *PATIENT)
         self.assertEqual(status, 1, err)
         self.assertEqual(self.units[other].wire(), b"")
 
