@@ -51,15 +51,15 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
  public:
   TreeBuilder(std::string_view text, const std::size_t& taken) : text_(text), taken_(taken) {}
 
-  bool null() override { return Put({}); }
-  bool boolean(bool value) override { return Put({value, 0, false}); }
+  bool null() override { return Put(std::monostate()); }
+  bool boolean(bool value) override { return Put(value); }
   bool number_integer(std::int64_t value) override { return PutNumber(static_cast<double>(value)); }
   bool number_unsigned(std::uint64_t value) override { return PutNumber(static_cast<double>(value)); }
   bool number_float(double value, const std::string&) override { return PutNumber(value); }
-  bool string(std::string& value) override { return Put({std::move(value), 0, false}); }
+  bool string(std::string& value) override { return Put(std::move(value)); }
   bool binary(nlohmann::json::binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return Open(JsonNode::Object{}); }
-  bool start_array(std::size_t) override { return Open(JsonNode::Array{}); }
+  bool start_object(std::size_t) override { return Open<JsonNode::Object>(); }
+  bool start_array(std::size_t) override { return Open<JsonNode::Array>(); }
   bool end_object() override { return Close(); }
   bool end_array() override { return Close(); }
   bool key(std::string& value) override {
@@ -95,35 +95,44 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   // The parser has taken one character behind a number to see its end.
   bool PutNumber(double value) {
     const bool line_end = taken_ > 0 && taken_ <= text_.size() && text_[taken_ - 1] == '\n';
-    return Put({value, 0, false}, line_end ? taken_ - 1 : taken_);
-  }
-  bool Put(JsonNode node) { return Put(std::move(node), taken_); }
-  bool Put(JsonNode node, std::size_t offset) {
-    Insert(std::move(node), offset);
-    return true;
-  }
-  JsonNode* Insert(JsonNode node, std::size_t offset) {
-    node.line = PlaceOf(offset).line;
-    if (open_.empty()) {
-      root = std::move(node);
-      return &root;
-    }
-    if (auto* array = std::get_if<JsonNode::Array>(&open_.back()->value)) return &array->emplace_back(std::move(node));
-    auto& object = std::get<JsonNode::Object>(open_.back()->value);
-    node.line = key_line_;
-    node.again = std::any_of(object.begin(), object.end(), [&](const auto& member) { return member.first == key_; });
-    return &object.emplace_back(std::move(key_), std::move(node)).second;
+    return Put(value, line_end ? taken_ - 1 : taken_);
   }
   template <typename Kind>
-  bool Open(Kind kind) {
+  bool Put(Kind value) {
+    return Put(std::move(value), taken_);
+  }
+  template <typename Kind>
+  bool Put(Kind value, std::size_t offset) {
+    Insert(offset).value.emplace<Kind>(std::move(value));
+    return true;
+  }
+  // A new node in its place in the tree.
+  JsonNode& Insert(std::size_t offset) {
+    if (open_.empty()) return WithLine(root, PlaceOf(offset).line);
+    if (auto* array = std::get_if<JsonNode::Array>(&open_.back()->value))
+      return WithLine(array->emplace_back(), PlaceOf(offset).line);
+    auto& object = std::get<JsonNode::Object>(open_.back()->value);
+    const bool again =
+        std::any_of(object.begin(), object.end(), [&](const auto& member) { return member.first == key_; });
+    auto& [key, node] = object.emplace_back();
+    key = std::move(key_);
+    node.again = again;
+    return WithLine(node, key_line_);
+  }
+  static JsonNode& WithLine(JsonNode& node, int line) {
+    node.line = line;
+    return node;
+  }
+  template <typename Kind>
+  bool Open() {
     if (open_.size() >= kMaxDepth) {
       const Place place = PlaceOf(taken_);
       mistake = {place.line, place.column, "more than 64 levels inside each other"};
       return false;
     }
-    JsonNode node;
-    node.value = std::move(kind);
-    open_.push_back(Insert(std::move(node), taken_));
+    JsonNode& node = Insert(taken_);
+    node.value.emplace<Kind>();
+    open_.push_back(&node);
     return true;
   }
   bool Close() {
