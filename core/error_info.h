@@ -15,6 +15,7 @@ struct ErrorInfo {
 // Takes the calling thread's error information and clears it. The code is S_OK when no member failed since the last
 // call.
 ErrorInfo TakeErrorInfo();
-void SetLastErrorInfo(ErrorInfo info);
+// Allocates nothing. A description of more than 500 characters is cut.
+void SetLastErrorInfo(const ErrorInfo& info);
 
 }  // namespace ulix

@@ -49,7 +49,7 @@ void Instrument::DescribeFailure(HRESULT code) const noexcept {
   } catch (...) {
     info.description.clear();
   }
-  SetLastErrorInfo(std::move(info));
+  SetLastErrorInfo(info);
 }
 
 HRESULT Instrument::Version(std::string* version) {
