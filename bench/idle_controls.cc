@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -15,6 +14,7 @@
 #include "bench/measure.h"
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
+#include "platform/mutex.h"
 #include "platform/thread_priority.h"
 #include "simulators/in_process_port.h"
 #include "tests/support/holdings.h"
@@ -84,8 +84,8 @@ class BarePair {
     end_.notify_all();
   }
 
-  std::mutex mutex_;
-  std::condition_variable posted_, end_;
+  platform::Mutex mutex_;
+  platform::ConditionVariable posted_, end_;
   bool tick_ = false;   // Guarded by mutex_.
   bool ended_ = false;  // Guarded by mutex_.
   std::thread timer_, scan_;

@@ -1,11 +1,11 @@
 // The cost of a scan by a running group, from the request to its event. For comparison the same number of bare
 // exchanges, whose values are kept, on the same pseudo terminal with the same peer.
-#include <condition_variable>
 #include <mutex>
 #include <vector>
 
 #include "bench/exchange.h"
 #include "core/instrument.h"
+#include "platform/mutex.h"
 
 namespace ulix::bench {
 namespace {
@@ -53,8 +53,8 @@ class Waiter final : public EventSink {
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
+  platform::Mutex mutex_;
+  platform::ConditionVariable changed_;
   int scans_ = 0;
   int seen_ = 0;
 };

@@ -12,6 +12,7 @@
 #include "bench/measure.h"
 #include "bench/plain_driver.h"
 #include "core/instrument.h"
+#include "platform/mutex.h"
 #include "platform/thread_priority.h"
 
 namespace ulix::bench {
@@ -44,7 +45,7 @@ class TickLog {
   }
 
  private:
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   MonotonicTime start_, last_;
   std::vector<double> late_us_;
 };
@@ -71,7 +72,8 @@ class NotingClock final : public Clock {
   explicit NotingClock(TickLog& log) : log_(log) {}
   MonotonicTime Now() override { return SystemClock().Now(); }
   Date LocalTime() override { return SystemClock().LocalTime(); }
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
+  void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                 MonotonicTime until) override {
     SystemClock().WaitUntil(lock, changed, until);
     if (const MonotonicTime now = Now(); now >= until) log_.Note(now);
   }

@@ -5,6 +5,7 @@
 
 #include "calibration/run_journal.h"
 #include "calibration/runner.h"
+#include "platform/mutex.h"
 
 namespace ulix::calibration {
 namespace {
@@ -46,8 +47,8 @@ Runner::Entries Runner::Note(const std::string& kind, Json fields, bool sync) {
 
 void Runner::WaitUntil(double seconds) {
   if (!recorder_.acts()) return CheckStop();
-  std::mutex mutex;
-  std::condition_variable never;
+  platform::Mutex mutex;
+  platform::ConditionVariable never;
   std::unique_lock lock(mutex);
   const auto moment = [&](double at) {
     return began_ + std::chrono::duration_cast<MonotonicTime::duration>(std::chrono::duration<double>(at - offset_));

@@ -1,6 +1,7 @@
 #include "calibration/station.h"
 
 #include "base/text.h"
+#include "platform/mutex.h"
 
 namespace ulix::calibration {
 namespace {
@@ -22,7 +23,7 @@ struct Station::Received {
     const std::lock_guard lock(mutex);
     return std::exchange(text, {});
   }
-  std::mutex mutex;
+  platform::Mutex mutex;
   std::string text;  // guarded by mutex
 };
 

@@ -46,7 +46,8 @@ foreach(room base calibration core drivers forms links platform resources sessio
     FILES_MATCHING PATTERN "*.h" PATTERN "*.def" PATTERN posix EXCLUDE PATTERN win32 EXCLUDE PATTERN dcc EXCLUDE
     PATTERN without_dcc EXCLUDE PATTERN files EXCLUDE)
 endforeach()
-install(FILES ${PROJECT_BINARY_DIR}/generated/error_codes.def DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ulix/generated
+install(FILES ${PROJECT_BINARY_DIR}/generated/error_codes.def ${PROJECT_BINARY_DIR}/generated/mutex.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ulix/generated
   COMPONENT library)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ulix)
 install(EXPORT ulix FILE ulixTargets.cmake NAMESPACE ulix:: DESTINATION ${package_folder} COMPONENT library)

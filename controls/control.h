@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 #include "UlixInstrAx.h"
 #include "controls/connection_points.h"
@@ -13,6 +12,7 @@
 #include "controls/module.h"
 #include "controls/typed_dispatch.h"
 #include "core/instrument.h"
+#include "platform/mutex.h"
 
 namespace ulix::controls {
 
@@ -176,7 +176,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
 
    private:
     Control& control_;
-    std::mutex mutex_;
+    platform::Mutex mutex_;
     ComPtr<IDispatch> object_;  // the host's object that the instrument calls; guarded by mutex_
   };
 

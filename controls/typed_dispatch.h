@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "controls/module.h"
+#include "platform/mutex.h"
 
 namespace ulix::controls {
 
@@ -49,7 +50,7 @@ class TypedDispatch : public Dual {
   }
 
   IID id_;
-  std::mutex mutex_;
+  platform::Mutex mutex_;
   ComPtr<ITypeInfo> info_;  // loaded at first use; guarded by mutex_
 };
 

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "core/group_settings.h"
 #include "core/worker.h"
 #include "drivers/driver.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -25,7 +25,8 @@ struct ControlState {
   Clock& clock;
   ChannelTable channels;
   EventSinks sinks;
-  std::mutex write_mutex;  // Held while a value is written: from the change of its record to the instrument's reply.
+  platform::Mutex
+      write_mutex;  // Held while a value is written: from the change of its record to the instrument's reply.
 };
 
 // The state that a group shares with its threads.
@@ -44,7 +45,7 @@ class GroupState {
   void GetMembers(std::vector<ChannelId>* members) const;
 
  private:
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   GroupSettings settings_;          // Guarded by mutex_.
   std::vector<ChannelId> members_;  // Guarded by mutex_; sorted.
 };
@@ -70,7 +71,7 @@ class RunState {
   ChannelArrays arrays;
 
  private:
-  std::mutex mutex_;
+  platform::Mutex mutex_;
   std::optional<MonotonicTime> last_report_;  // Guarded by mutex_.
   bool report_forced_ = false;                // Guarded by mutex_.
 };
@@ -98,7 +99,7 @@ class GroupRun {
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> group_;
   std::shared_ptr<RunState> state_;
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::unique_ptr<Worker> timer_;  // Guarded by mutex_.
   std::unique_ptr<Worker> scan_;   // Guarded by mutex_.
 };
@@ -132,7 +133,7 @@ class AcqGroup {
   void ScanOnce(GroupEvents& events);
   std::shared_ptr<ControlState> control_;
   std::shared_ptr<GroupState> state_;
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::shared_ptr<GroupRun> run_;  // Guarded by mutex_; null while stopped.
 };
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "drivers/channel_arrays.h"
 #include "drivers/model_card.h"
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -61,7 +61,7 @@ class ChannelTable {
 
  private:
   std::span<const ChannelRow> rows_;
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::vector<std::int32_t> directions_;  // Guarded by mutex_.
   std::vector<GroupChannel> records_;     // Guarded by mutex_.
   std::vector<std::uint64_t> changes_;    // Guarded by mutex_; the number of changes of each record.

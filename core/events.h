@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "drivers/channel_arrays.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -97,7 +98,7 @@ class SinkList {
   }
   auto From(std::uint32_t cookie) { return std::ranges::lower_bound(sinks_, cookie, {}, &Sinks::value_type::first); }
 
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::uint32_t last_cookie_ = 0;  // Guarded by mutex_.
   Sinks sinks_;                    // Guarded by mutex_; in the order of connection.
 };

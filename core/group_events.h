@@ -2,10 +2,9 @@
 #pragma once
 
 #include <array>
-#include <condition_variable>
-#include <mutex>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -33,8 +32,8 @@ class GroupEvents {
  private:
   void CountWaiter(unsigned events, int change);
   Clock& clock_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  mutable platform::Mutex mutex_;
+  platform::ConditionVariable changed_;
   unsigned set_ = 0;                             // Guarded by mutex_.
   std::array<int, kGroupEventCount> waiters_{};  // Guarded by mutex_; how many threads wait for each event, by its bit.
 };

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "core/user_interface.h"
 #include "drivers/channel_arrays.h"
 #include "drivers/driver.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -326,7 +326,7 @@ class Instrument {
   std::atomic<bool> connected_ = false;
   std::atomic<std::uint64_t> changes_ = 0;        // Counts changes of what a stream keeps.
   std::atomic<std::uint64_t> saved_changes_ = 0;  // The count at the last save, load or reset.
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::vector<std::shared_ptr<AcqGroup>> groups_;  // Guarded by mutex_; in the order of creation.
   std::uint32_t highest_group_ = 0;                // Guarded by mutex_.
 };

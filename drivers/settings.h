@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -15,6 +14,7 @@
 #include "base/result.h"
 #include "base/text.h"
 #include "base/variant_stream.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -103,7 +103,7 @@ class Settings {
   void Change(Put&& put);
 
   std::span<const SettingRow> rows_;
-  mutable std::mutex mutex_;
+  mutable platform::Mutex mutex_;
   std::shared_ptr<const std::vector<StoredValue>> values_;  // guarded by mutex_; others may hold it too
 };
 

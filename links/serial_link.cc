@@ -7,6 +7,7 @@
 #include "base/trace.h"
 #include "links/serial_errors.h"
 #include "platform/code_page.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 namespace {
@@ -54,7 +55,7 @@ class SerialLink::Hold {
   explicit operator bool() const { return held_; }
 
  private:
-  const std::lock_guard<std::mutex> own_;
+  const std::lock_guard<platform::Mutex> own_;
   platform::NamedMutex* machine_ = nullptr;
   bool held_ = true;
 };

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "links/link_trace.h"
 #include "links/network_port.h"
 #include "links/serial_params.h"
+#include "platform/mutex.h"
 #include "platform/named_mutex.h"
 #include "platform/port_binding.h"
 
@@ -152,11 +152,11 @@ class SerialLink final : public Link, public LinkParams {
   LinkOutcome Note(const platform::IoResult& result);
 
   Options options_;
-  std::mutex own_mutex_;     // one turn at the port; taken before port_mutex_
-  bool of_machine_ = false;  // whether other programs can reach the port; guarded by own_mutex_
+  platform::Mutex own_mutex_;  // one turn at the port; taken before port_mutex_
+  bool of_machine_ = false;    // whether other programs can reach the port; guarded by own_mutex_
   platform::NamedMutex port_mutex_;
   HeldTrace trace_;  // guarded by own_mutex_
-  mutable std::mutex params_mutex_;
+  mutable platform::Mutex params_mutex_;
   // All guarded by params_mutex_.
   SerialParams params_;
   std::shared_ptr<platform::BoundPort> bound_;  // the device that was found; none before the first Open
@@ -165,7 +165,7 @@ class SerialLink final : public Link, public LinkParams {
   // it.
   std::unique_ptr<platform::SerialPort> port_;
   int interruptions_ = 0;
-  std::mutex port_life_mutex_;
+  platform::Mutex port_life_mutex_;
   std::atomic<bool> open_ = false;
   std::atomic<bool> lost_ = false;
   std::atomic<std::uint32_t> read_ms_ = 0;

@@ -4,12 +4,12 @@
 #include <array>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string_view>
 
 #include "links/link.h"
 #include "links/link_trace.h"
+#include "platform/mutex.h"
 #include "platform/socket.h"
 
 namespace ulix {
@@ -62,7 +62,7 @@ class TcpLink final : public Link, public LinkParams {
   HRESULT Fail(platform::OpenFailure failure);
 
   Options options_;
-  mutable std::mutex address_mutex_;
+  mutable platform::Mutex address_mutex_;
   NetworkAddress address_;         // guarded by address_mutex_
   platform::OpenFailure failure_;  // of the last opening; guarded by address_mutex_
   std::unique_ptr<platform::StreamSocket> socket_;

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "links/link_trace.h"
 #include "links/usb_library.h"
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -91,9 +91,9 @@ class UsbLink final : public Link {
   void Trace(TraceDirection direction, std::string_view bytes) const;
 
   Options options_;
-  std::mutex library_mutex_;             // of loading
+  platform::Mutex library_mutex_;        // of loading
   std::shared_ptr<UsbLibrary> library_;  // stays loaded when a connection fails
-  mutable std::mutex identity_mutex_;
+  mutable platform::Mutex identity_mutex_;
   std::optional<UsbIdentity> identity_;  // of the open device; guarded by identity_mutex_
   std::unique_ptr<UsbDevice> device_;
   std::atomic<bool> open_ = false;

@@ -1,6 +1,7 @@
 #include "platform/clock.h"
 
 #include "platform/local_time.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 namespace {
@@ -9,7 +10,8 @@ class MachineClock final : public Clock {
  public:
   MonotonicTime Now() override { return std::chrono::steady_clock::now(); }
   Date LocalTime() override { return platform::LocalTimeNow(); }
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
+  void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                 MonotonicTime until) override {
     changed.wait_until(lock, until);
   }
 };
@@ -17,8 +19,8 @@ class MachineClock final : public Clock {
 }  // namespace
 
 void Clock::SleepFor(Milliseconds duration) {
-  std::mutex mutex;
-  std::condition_variable never;
+  platform::Mutex mutex;
+  platform::ConditionVariable never;
   std::unique_lock lock(mutex);
   const MonotonicTime until = Now() + duration;
   while (Now() < until) WaitUntil(lock, never, until);

@@ -2,12 +2,12 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 
 #include "base/date.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -21,7 +21,8 @@ class Clock {
   // The local time, kept to the millisecond.
   virtual Date LocalTime() = 0;
   // Waits until `changed` is notified or `until` has come; spurious wake-ups happen. `lock` is held on return.
-  virtual void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) = 0;
+  virtual void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                         MonotonicTime until) = 0;
   // Returns when `duration` has passed on this clock.
   void SleepFor(Milliseconds duration);
 };

@@ -14,6 +14,7 @@
 
 #include "base/result.h"
 #include "links/link.h"
+#include "platform/mutex.h"
 #include "sessions/framer.h"
 #include "sessions/limits.h"
 #include "sessions/statistics.h"
@@ -158,7 +159,7 @@ class Session {
   SessionPeer& peer_;
   const Options options_;
 
-  mutable std::mutex exchange_mutex_;
+  mutable platform::Mutex exchange_mutex_;
   std::atomic<SessionState> state_ = SessionState::kClosed;
   std::atomic<int> interruptions_ = 0;  // while there are any, exchanges stop trying again
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/mutex.h"
 #include "simulators/faults.h"
 #include "simulators/simulator.h"
 
@@ -47,7 +48,7 @@ class FaultyInstrument {
   void Reply(std::string bytes, MonotonicTime now);
   void Schedule(std::string_view bytes, MonotonicTime start);
 
-  mutable std::mutex mutex_;  // Guards all members below.
+  mutable platform::Mutex mutex_;  // Guards all members below.
   std::unique_ptr<Simulator> simulator_;
   FaultSet faults_;
   std::deque<Piece> under_way_;  // Bytes that are not due yet, in the order of time.

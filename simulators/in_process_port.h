@@ -1,12 +1,11 @@
 // A simulated instrument on a serial port of this process.
 #pragma once
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
+#include "platform/mutex.h"
 #include "platform/port_binding.h"
 #include "platform/socket.h"
 #include "simulators/faulty_instrument.h"
@@ -37,9 +36,9 @@ class SimulatedBench {
 
   Clock& clock_;
   FaultyInstrument instrument_;
-  std::mutex mutex_;                 // Guards the members below.
-  std::condition_variable changed_;  // Notified when the faults change and when the line ends.
-  std::string received_;             // Bytes that came and were not read.
+  platform::Mutex mutex_;                // Guards the members below.
+  platform::ConditionVariable changed_;  // Notified when the faults change and when the line ends.
+  std::string received_;                 // Bytes that came and were not read.
   bool open_ = false;
   bool lost_ = false;  // The device has vanished.
 };

@@ -3,13 +3,13 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include <tl/expected.hpp>
 
 #include "drivers/driver.h"
+#include "platform/mutex.h"
 #include "simulators/in_process_port.h"
 #include "simulators/physical_world.h"
 
@@ -52,7 +52,7 @@ class SharedBench {
   std::string Add(const BenchPlan& plan, const BenchInstrument& instrument);
 
   Clock& clock_;
-  std::mutex mutex_;  // guards world_
+  platform::Mutex mutex_;  // guards world_
   PhysicalWorld world_;
   std::vector<std::unique_ptr<Seat>> seats_;
   std::map<std::string, std::shared_ptr<SimulatedBench>> lines_;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "platform/mutex.h"
+
 namespace ulix {
 namespace {
 
@@ -28,7 +30,8 @@ class VirtualTime::View final : public Clock {
     const double seconds = std::chrono::duration<double>(time_.Now() - time_.start_).count();
     return time_.local_start_ + seconds / kVirtualSecondsPerDay;
   }
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
+  void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                 MonotonicTime until) override {
     if (time_.Now() >= until) return;
     if (kind_ == kPatient) {
       changed.wait_for(lock, kPatience);
@@ -40,7 +43,7 @@ class VirtualTime::View final : public Clock {
   }
 
  private:
-  void Pace(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) {
+  void Pace(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed, MonotonicTime until) {
     double speed = 0;
     MonotonicTime due;
     {

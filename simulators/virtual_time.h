@@ -1,11 +1,10 @@
 // Simulated time that passes at any speed, for simulated instruments and the programs that drive them.
 #pragma once
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -34,7 +33,7 @@ class VirtualTime {
   MonotonicTime Now();
   void MoveTo(MonotonicTime until);
 
-  std::mutex mutex_;  // guards all members below
+  platform::Mutex mutex_;  // guards all members below
   double speed_;
   MonotonicTime now_;
   MonotonicTime pace_now_;   // simulated time at which the current speed was set

@@ -16,6 +16,7 @@
 #include "core/instrument.h"
 #include "core/worker.h"
 #include "drivers/catalogue.h"
+#include "platform/mutex.h"
 #include "simulators/in_process_port.h"
 #include "simulators/simulator.h"
 #include "tests/support/long_run.h"
@@ -91,7 +92,7 @@ class MeddlingSink final : public EventSink {
 
  private:
   Instrument& instrument_;
-  std::mutex mutex_;
+  platform::Mutex mutex_;
   Chance chance_;
 };
 
@@ -210,7 +211,7 @@ class Stress : public testing::TestWithParam<const char*> {
   milliseconds slowest{0};
 
  private:
-  std::mutex mutex_;
+  platform::Mutex mutex_;
 };
 
 TEST_P(Stress, MembersCalledFromSeveralThreads_ReturnInTimeAndEndTheirThreads) {

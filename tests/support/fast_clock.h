@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -15,7 +16,8 @@ class FastClock final : public Clock {
   Date LocalTime() override {
     return local_start_ + std::chrono::duration<double>(Now() - start_).count() / kSecondsPerDay;
   }
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override {
+  void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                 MonotonicTime until) override {
     // A wait without limit would overflow: a wait ends 2400 hours after the start at the latest.
     changed.wait_until(lock,
                        start_ + std::min<MonotonicTime::duration>(until - start_, std::chrono::hours(2400)) / times_);

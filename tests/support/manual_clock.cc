@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/mutex.h"
+
 namespace ulix {
 namespace {
 
@@ -27,7 +29,8 @@ Date ManualClock::LocalTime() {
   return DateFromCivil(kLocalStart) + static_cast<double>(elapsed_.count()) / kMillisecondsPerDay;
 }
 
-void ManualClock::WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) {
+void ManualClock::WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                            MonotonicTime until) {
   Mode mode;
   {
     std::lock_guard guard(mutex_);

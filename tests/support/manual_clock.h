@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -22,7 +23,8 @@ class ManualClock final : public Clock {
   MonotonicTime Now() override;
   // Starts at 2026-01-31 10:11:12.000 and advances with Now.
   Date LocalTime() override;
-  void WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed, MonotonicTime until) override;
+  void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
+                 MonotonicTime until) override;
 
   // Moves the time and wakes the threads whose wait has ended. May be called with any lock held.
   void Advance(Milliseconds by);
@@ -31,9 +33,9 @@ class ManualClock final : public Clock {
   bool AwaitWaiters(std::size_t count);
 
  private:
-  std::mutex mutex_;  // Guards all members below.
+  platform::Mutex mutex_;  // Guards all members below.
   Mode mode_;
-  std::condition_variable waiter_came_;
+  platform::ConditionVariable waiter_came_;
   Milliseconds elapsed_{0};
   std::set<std::thread::id> waiting_;
 };

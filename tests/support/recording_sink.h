@@ -2,12 +2,12 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <vector>
 
 #include "core/events.h"
+#include "platform/mutex.h"
 
 namespace ulix {
 
@@ -39,8 +39,8 @@ class Watched {
   }
 
  private:
-  mutable std::mutex mutex_;
-  mutable std::condition_variable changed_;
+  mutable platform::Mutex mutex_;
+  mutable platform::ConditionVariable changed_;
   T value_;
 };
 

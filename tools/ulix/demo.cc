@@ -10,6 +10,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/mutex.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
@@ -85,7 +86,7 @@ class WireTap {
     const std::lock_guard lock(mutex_);
     return std::exchange(lines_[direction], {});
   }
-  std::mutex mutex_;
+  platform::Mutex mutex_;
   std::array<std::vector<std::string>, 2> lines_;  // Guarded by mutex_.
 };
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
 
@@ -42,8 +42,8 @@ class ReportQueue final : public EventSink {
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable arrived_;
+  platform::Mutex mutex_;
+  platform::ConditionVariable arrived_;
   std::deque<ScanReport> reports_;  // guarded by mutex_
   const double period_s_;
 };

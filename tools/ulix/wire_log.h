@@ -2,13 +2,13 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/date.h"
 #include "links/link_trace.h"
+#include "platform/mutex.h"
 #include "simulators/replayed.h"
 
 namespace ulix::cli {
@@ -36,7 +36,7 @@ class WireLog {
   void Flush();  // call it with mutex_ held
 
   Line line_;
-  std::mutex mutex_;
+  platform::Mutex mutex_;
   TraceDirection direction_ = TraceDirection::kSent;  // guarded by mutex_, like pending_
   std::string pending_;
   Date began_ = 0;

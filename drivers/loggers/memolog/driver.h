@@ -3,13 +3,13 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "drivers/driver.h"
 #include "drivers/loggers/memolog/mailbox.h"
 #include "drivers/loggers/memolog/program_model.h"
+#include "platform/mutex.h"
 
 namespace ulix::memolog {
 
@@ -87,7 +87,7 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
   HRESULT ReadFrozen(BlockReading& reading);
   HRESULT ReadNewest(BlockReading& reading);
 
-  mutable std::mutex program_mutex_;
+  mutable platform::Mutex program_mutex_;
   ProgramPointer program_;             // guarded by program_mutex_; null while not known
   unsigned forgotten_ = 0;             // so many times; guarded by program_mutex_
   std::atomic<bool> busy_ = false;     // with a long operation

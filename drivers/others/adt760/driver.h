@@ -3,12 +3,12 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "drivers/driver.h"
 #include "drivers/others/adt760/tables.h"
+#include "platform/mutex.h"
 
 namespace ulix::adt760 {
 
@@ -37,7 +37,7 @@ class Adt760Driver final : public Driver {
   Expected<const ElectricalFunction*> AskFunction(Conversation& talk);
   HRESULT ReadErrorQueue(Conversation& talk);
 
-  mutable std::mutex last_error_mutex_;
+  mutable platform::Mutex last_error_mutex_;
   std::string last_error_;                                           // guarded by last_error_mutex_
   std::atomic<const ElectricalFunction*> function_{&kFunctions[3]};  // that the electrical input last told
 };

@@ -1,11 +1,11 @@
 // Isotech dry-block or bath calibrator: one channel "SETPOINT" to be set; nothing is measured.
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "drivers/driver.h"
+#include "platform/mutex.h"
 
 namespace ulix::isotech {
 
@@ -29,7 +29,7 @@ class IsotechDriver final : public Driver, private SetPointForwarding {
   HRESULT SendLine(std::string_view frame, std::string_view command);
   static HRESULT SendStop(Conversation& talk);
 
-  std::mutex object_mutex_;
+  platform::Mutex object_mutex_;
   SetPointObject object_;  // guarded by object_mutex_
 };
 

@@ -3,13 +3,13 @@
 
 #include <array>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "drivers/identified_driver.h"
 #include "drivers/others/microk/protocol.h"
+#include "platform/mutex.h"
 
 namespace ulix::microk {
 
@@ -41,7 +41,7 @@ class MicrokDriver final : public IdentifiedDriver {
   bool IsPreparedFor(const Record& record) const;
   Expected<float> MeasureMillik(Conversation& talk, ChannelId id, const Record& record);
 
-  mutable std::mutex identity_mutex_;
+  mutable platform::Mutex identity_mutex_;
   std::string identification_;     // guarded by identity_mutex_
   std::optional<double> version_;  // guarded by identity_mutex_
   // Guarded by the exchange lock.
