@@ -18,9 +18,12 @@ class Enumerator final : public SingleInterface<Interface> {
   STDMETHODIMP Next(ULONG count, Element* elements, ULONG* fetched) override {
     if (!elements || (!fetched && count != 1)) return E_POINTER;
     ULONG given = 0;
-    for (; given < count && at_ < items_.size(); ++given) elements[given] = Traits::Give(items_[at_++]);
+    const HRESULT result = Guarded([&] {
+      for (; given < count && at_ < items_.size(); ++given, ++at_) elements[given] = Traits::Give(items_[at_]);
+      return given == count ? S_OK : S_FALSE;
+    });
     if (fetched) *fetched = given;
-    return given == count ? S_OK : S_FALSE;
+    return result;
   }
   STDMETHODIMP Skip(ULONG count) override {
     const std::size_t left = items_.size() - at_;

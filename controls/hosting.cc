@@ -118,8 +118,11 @@ STDMETHODIMP Hosting::DoVerb(LONG verb, MSG*, IOleClientSite*, LONG, HWND parent
 STDMETHODIMP Hosting::EnumVerbs(IEnumOLEVERB** verbs) {
   if (!verbs) return E_POINTER;
   constexpr MenuVerb kVerb{OLEIVERB_PROPERTIES, TextId::kPropertiesVerb};
-  *verbs = new (std::nothrow) Enumerator<IEnumOLEVERB, OLEVERB, MenuVerb, VerbTraits>({kVerb});
-  return *verbs ? S_OK : E_OUTOFMEMORY;
+  *verbs = nullptr;
+  return Guarded([&] {
+    *verbs = new Enumerator<IEnumOLEVERB, OLEVERB, MenuVerb, VerbTraits>({kVerb});
+    return S_OK;
+  });
 }
 
 STDMETHODIMP Hosting::GetUserClassID(CLSID* id) {
@@ -179,8 +182,10 @@ STDMETHODIMP Hosting::GetWindow(HWND* window) {
 }
 
 HRESULT Hosting::MakeWindow(HWND parent, const RECT& place) {
-  window_ = std::make_unique<HostWindow>(parent, *this);
-  return window_->window() ? SetObjectRects(&place, &place) : E_FAIL;
+  return Guarded([&] {
+    window_ = std::make_unique<HostWindow>(parent, *this);
+    return window_->window() ? SetObjectRects(&place, &place) : E_FAIL;
+  });
 }
 
 HRESULT Hosting::Activate(HWND parent, const RECT* place, bool with_ui) {
@@ -243,8 +248,10 @@ STDMETHODIMP Hosting::Draw(DWORD aspect, LONG, void*, DVTARGETDEVICE*, HDC, HDC 
                            const RECTL*, BOOL(STDMETHODCALLTYPE*)(ULONG_PTR), ULONG_PTR) {
   if (!bounds || !canvas) return E_INVALIDARG;
   if (aspect != DVASPECT_CONTENT) return DV_E_DVASPECT;
-  Paint(canvas, {bounds->left, bounds->top, bounds->right, bounds->bottom});
-  return S_OK;
+  return Guarded([&] {
+    Paint(canvas, {bounds->left, bounds->top, bounds->right, bounds->bottom});
+    return S_OK;
+  });
 }
 
 COLORREF Hosting::Background() const {

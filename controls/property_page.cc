@@ -41,8 +41,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     parent_ = parent;
     place_ = *place;
     show_ = SW_SHOW;
-    Fill();
-    return S_OK;
+    return Guarded([this] { return Fill(); });
   }
   STDMETHODIMP Deactivate() override {
     pane_.reset();
@@ -52,16 +51,18 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
 
   STDMETHODIMP GetPageInfo(PROPPAGEINFO* info) override {
     if (!info) return E_POINTER;
-    const std::wstring title = WideOf(Localized(row_.title, language_));
-    const std::size_t size = (title.size() + 1) * sizeof(wchar_t);
     // The frame asks for the size before the page has a control, so the page returns a typical size.
     info->size = {metrics_.Across(96), metrics_.Down(24)};
-    info->pszTitle = static_cast<LPOLESTR>(CoTaskMemAlloc(size));
-    if (info->pszTitle) std::copy_n(title.c_str(), title.size() + 1, info->pszTitle);
+    info->pszTitle = nullptr;
     info->pszDocString = nullptr;
     info->pszHelpFile = nullptr;
     info->dwHelpContext = 0;
-    return info->pszTitle ? S_OK : E_OUTOFMEMORY;
+    return Guarded([&] {
+      const std::wstring title = WideOf(Localized(row_.title, language_));
+      info->pszTitle = static_cast<LPOLESTR>(CoTaskMemAlloc((title.size() + 1) * sizeof(wchar_t)));
+      if (info->pszTitle) std::copy_n(title.c_str(), title.size() + 1, info->pszTitle);
+      return info->pszTitle ? S_OK : E_OUTOFMEMORY;
+    });
   }
 
   // An active page is rebuilt for the new control. Without a control it is empty.
@@ -72,8 +73,7 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     if (!objects || !objects[0]) return E_POINTER;
     const HRESULT result =
         objects[0]->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(control_.GetAddressOf()));
-    if (SUCCEEDED(result) && parent_) Fill();
-    return result;
+    return SUCCEEDED(result) && parent_ ? Guarded([this] { return Fill(); }) : result;
   }
 
   STDMETHODIMP Show(UINT command) override {
@@ -86,20 +86,24 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     if (!place) return E_POINTER;
     if (!parent_) return E_UNEXPECTED;
     place_ = *place;
-    if (pane_) PutInPlace();
-    return S_OK;
+    return Guarded([this] {
+      if (pane_) PutInPlace();
+      return S_OK;
+    });
   }
 
   STDMETHODIMP IsPageDirty() override { return dirty_ ? S_OK : S_FALSE; }
   STDMETHODIMP Apply() override {
     if (!pane_ || !form_.apply) return S_OK;
-    pane_->Collect();
-    if (const auto refusal = form_.apply(form_)) {
-      pane_->Refuse(*refusal);
-      return E_INVALIDARG;
-    }
-    SetDirty(false);
-    return S_OK;
+    return Guarded([this] {
+      pane_->Collect();
+      if (const auto refusal = form_.apply(form_)) {
+        pane_->Refuse(*refusal);
+        return E_INVALIDARG;
+      }
+      SetDirty(false);
+      return S_OK;
+    });
   }
 
   STDMETHODIMP Help(LPCOLESTR) override { return E_NOTIMPL; }
@@ -115,13 +119,14 @@ class PropertyPage final : public SingleInterface<IPropertyPage> {
     form_ = {};
     SetDirty(false);
   }
-  void Fill() {
+  HRESULT Fill() {
     Empty();
     form_ = row_.make(control_->Access(), language_);
     pane_.emplace(parent_, form_, metrics_);
     pane_->OnChange([this] { SetDirty(true); });
     PutInPlace();
     ShowWindow(pane_->window(), show_);
+    return S_OK;
   }
   void PutInPlace() {
     const int margin = metrics_.Across(1);

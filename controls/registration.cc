@@ -171,21 +171,16 @@ void RemoveIfEmpty(HKEY root, const std::wstring& name) {
   if (known == ERROR_SUCCESS && keys == 0 && values == 0) RegDeleteKeyW(root, ClassesKey(name).c_str());
 }
 
-}  // namespace
-
-HRESULT Register(Scope scope) {
+HRESULT WriteAll(Scope scope) {
   const Registration registration = WholeRegistration();
   for (const Entry& entry : registration.entries) {
     const HRESULT result = Write(RootOf(scope), entry);
-    if (FAILED(result)) {
-      Unregister(scope);
-      return result;
-    }
+    if (FAILED(result)) return result;
   }
   return S_OK;
 }
 
-HRESULT Unregister(Scope scope) {
+HRESULT RemoveAll(Scope scope) {
   HRESULT result = S_OK;
   std::vector<std::wstring> keys = WholeRegistration().own_keys;
   const std::wstring version = LibraryKey() + L"\\" + kLibraryVersion;
@@ -197,6 +192,18 @@ HRESULT Unregister(Scope scope) {
   }
   for (const wchar_t* shared : {L"CLSID", L"Interface", L"TypeLib"}) RemoveIfEmpty(RootOf(scope), shared);
   return result;
+}
+
+}  // namespace
+
+HRESULT Register(Scope scope) {
+  const HRESULT result = Guarded([scope] { return WriteAll(scope); });
+  if (FAILED(result)) Unregister(scope);
+  return result;
+}
+
+HRESULT Unregister(Scope scope) {
+  return Guarded([scope] { return RemoveAll(scope); });
 }
 
 }  // namespace ulix::controls

@@ -13,6 +13,7 @@
 #include "controls/registration.h"
 #include "controls/setup_object.h"
 #include "controls/single_interface.h"
+#include "controls/thread_storage.h"
 
 namespace ulix::controls {
 namespace {
@@ -42,16 +43,12 @@ class ClassFactory final : public SingleInterface<IClassFactory> {
     if (!object) return E_POINTER;
     *object = nullptr;
     if (outer) return CLASS_E_NOAGGREGATION;
-    try {
+    return Guarded([&] {
       IUnknown* made = maker_();
       const HRESULT result = made->QueryInterface(id, object);
       made->Release();
       return result;
-    } catch (const std::bad_alloc&) {
-      return E_OUTOFMEMORY;
-    } catch (...) {
-      return E_FAIL;
-    }
+    });
   }
 
   STDMETHODIMP LockServer(BOOL lock) override {
@@ -68,10 +65,11 @@ class ClassFactory final : public SingleInterface<IClassFactory> {
 
 using namespace ulix::controls;
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID process_ends) {
+  if (reason == DLL_THREAD_DETACH) ReleaseThreadStorage();
+  if (reason == DLL_PROCESS_DETACH && !process_ends) ReleaseThreadSlot();
   if (reason == DLL_PROCESS_ATTACH) {
     SetModuleInstance(instance);
-    DisableThreadLibraryCalls(instance);
     if (GetEnvironmentVariableW(L"ULIX_TRACE", nullptr, 0) > 0) ulix::SetTraceSink(TraceToDebugger);
   }
   return TRUE;
@@ -80,17 +78,14 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
 STDAPI DllGetClassObject(REFCLSID class_id, REFIID id, void** object) {
   if (!object) return E_POINTER;
   *object = nullptr;
-  ClassFactory* factory = nullptr;
-  try {
+  return Guarded([&]() -> HRESULT {
     Maker maker = MakerOf(class_id);
     if (!maker) return CLASS_E_CLASSNOTAVAILABLE;
-    factory = new ClassFactory(std::move(maker));
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-  const HRESULT result = factory->QueryInterface(id, object);
-  factory->Release();
-  return result;
+    ClassFactory* factory = new ClassFactory(std::move(maker));
+    const HRESULT result = factory->QueryInterface(id, object);
+    factory->Release();
+    return result;
+  });
 }
 
 STDAPI DllCanUnloadNow() { return IsInUse() ? S_FALSE : S_OK; }

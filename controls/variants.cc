@@ -37,17 +37,32 @@ constexpr auto kCopy = [](Element& element, const auto& item) {
   return true;
 };
 
+// Access to the elements of an array, which its owner cannot free meanwhile.
+class ArrayAccess {
+ public:
+  explicit ArrayAccess(SAFEARRAY* array) : array_(array), given_(SUCCEEDED(SafeArrayAccessData(array, &data_))) {}
+  ~ArrayAccess() {
+    if (given_) SafeArrayUnaccessData(array_);
+  }
+  ArrayAccess(const ArrayAccess&) = delete;
+  bool given() const { return given_; }
+  const void* data() const { return data_; }
+
+ private:
+  SAFEARRAY* const array_;
+  void* data_ = nullptr;  // may stay null when there are no elements
+  const bool given_;
+};
+
 // Reads the elements of a one-dimensional array of exactly the given variant type.
 template <typename Element>
 Expected<std::vector<Element>> ElementsOf(const VARIANT& variant, VARTYPE type) {
   SAFEARRAY* array = V_VT(&variant) == type ? V_ARRAY(&variant) : nullptr;
   if (!array || SafeArrayGetDim(array) != 1) return Failure(E_INVALIDARG);
-  void* data = nullptr;
-  if (FAILED(SafeArrayAccessData(array, &data))) return Failure(E_INVALIDARG);
-  const auto* first = static_cast<const Element*>(data);
-  std::vector<Element> elements(first, first + array->rgsabound[0].cElements);
-  SafeArrayUnaccessData(array);
-  return elements;
+  const ArrayAccess access(array);
+  if (!access.given()) return Failure(E_INVALIDARG);
+  const auto* first = static_cast<const Element*>(access.data());
+  return std::vector<Element>(first, first + array->rgsabound[0].cElements);
 }
 
 // The value of a currency amount (VT_CY) or a decimal number (VT_DECIMAL).

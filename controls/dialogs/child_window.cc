@@ -46,7 +46,14 @@ LRESULT CALLBACK ChildWindow::Receive(HWND window, UINT message, WPARAM wparam, 
     SetWindowLongPtrW(window, GWLP_USERDATA, 0);
     self = nullptr;
   }
-  return self ? self->Handle(message, wparam, lparam) : DefWindowProcW(window, message, wparam, lparam);
+  if (!self) return DefWindowProcW(window, message, wparam, lparam);
+  // The system's code between this function and its caller must not see an exception.
+  try {
+    return self->Handle(message, wparam, lparam);
+  } catch (...) {
+    MessageBeep(MB_ICONERROR);
+    return 0;
+  }
 }
 
 LRESULT ChildWindow::Handle(UINT message, WPARAM wparam, LPARAM lparam) {

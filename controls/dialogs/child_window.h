@@ -18,6 +18,7 @@ class ChildWindow {
   // `style` and `extended` are added to the styles of a visible child window.
   ChildWindow(HWND parent, DWORD style, DWORD extended);
   virtual ~ChildWindow();
+  // An exception ends the handling of the message, with a sound.
   virtual LRESULT Handle(UINT message, WPARAM wparam, LPARAM lparam);
 
  private:

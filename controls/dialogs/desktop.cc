@@ -70,8 +70,19 @@ ProgressDialog* Desktop::ProgressOf(const ShownProgress& step) {
   if (progress_thread_ == self) return reporting_ ? nullptr : progress_.get();
   DWORD nobody = 0;
   if (step.percent >= kDone || !progress_thread_.compare_exchange_strong(nobody, self)) return nullptr;
-  progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), WideOf(step.title), language_);
+  try {
+    progress_ = std::make_unique<ProgressDialog>(GetActiveWindow(), WideOf(step.title), language_);
+  } catch (...) {
+    EndProgress();
+    throw;
+  }
   return progress_.get();
+}
+
+void Desktop::EndProgress() {
+  progress_.reset();
+  reporting_ = false;
+  progress_thread_ = 0;
 }
 
 // At the end the window stays for a moment, so that the user sees that the operation is complete.
@@ -79,11 +90,17 @@ bool Desktop::ShowProgress(const ShownProgress& step) {
   ProgressDialog* progress = ProgressOf(step);
   if (!progress) return true;
   reporting_ = true;
-  const bool done = step.percent >= kDone, go_on = progress->Report(step.percent, WideOf(step.text));
+  bool go_on = false;
+  try {
+    go_on = progress->Report(step.percent, WideOf(step.text));
+  } catch (...) {
+    EndProgress();
+    throw;
+  }
+  const bool done = step.percent >= kDone;
   if (done && go_on) Sleep(kDoneShownMs);
-  if (done || !go_on) progress_.reset();
   reporting_ = false;
-  if (!progress_) progress_thread_ = 0;
+  if (done || !go_on) EndProgress();
   return go_on;
 }
 

@@ -32,6 +32,7 @@ class Desktop final : public UserInterface {
 
  private:
   ProgressDialog* ProgressOf(const ShownProgress& step);
+  void EndProgress();
 
   const Language language_;
   // During a long operation, only its thread uses the window and the flag.

@@ -1,6 +1,7 @@
 #include "controls/dialogs/dialog_window.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "controls/module.h"
 
@@ -24,12 +25,19 @@ EmptyTemplate TemplateOfDialog() {
 
 INT_PTR DialogWindow::Run(HWND owner) {
   const EmptyTemplate made = TemplateOfDialog();
-  return DialogBoxIndirectParamW(ModuleInstance(), &made.header, owner, Receive, reinterpret_cast<LPARAM>(this));
+  const INT_PTR result =
+      DialogBoxIndirectParamW(ModuleInstance(), &made.header, owner, Receive, reinterpret_cast<LPARAM>(this));
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+  return result;
 }
 
 HWND DialogWindow::Open(HWND owner) {
   const EmptyTemplate made = TemplateOfDialog();
-  return CreateDialogIndirectParamW(ModuleInstance(), &made.header, owner, Receive, reinterpret_cast<LPARAM>(this));
+  const HWND opened =
+      CreateDialogIndirectParamW(ModuleInstance(), &made.header, owner, Receive, reinterpret_cast<LPARAM>(this));
+  if (!failure_) return opened;
+  DestroyWindow(window_);
+  std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 HWND DialogWindow::Make(const wchar_t* kind, const std::wstring& text, DWORD style, const RECT& place, int id,
@@ -52,17 +60,29 @@ void DialogWindow::Size(int width, int height) {
   SetWindowPos(window_, nullptr, std::max(0, left), std::max(0, top), across, down, SWP_NOZORDER);
 }
 
+// The system's code between this function and its caller must not see an exception.
+template <typename Body>
+bool DialogWindow::Try(Body&& body) {
+  try {
+    return body();
+  } catch (...) {
+    failure_ = std::current_exception();
+    End(IDCANCEL);
+    return true;
+  }
+}
+
 INT_PTR CALLBACK DialogWindow::Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam) {
   if (message == WM_INITDIALOG) {
     auto* self = reinterpret_cast<DialogWindow*>(lparam);
     self->window_ = window;
     SetWindowLongPtrW(window, DWLP_USER, lparam);
-    self->OnOpen();
+    self->Try([&] { return self->OnOpen(), true; });
     return FALSE;  // OnOpen has set the focus
   }
   auto* self = reinterpret_cast<DialogWindow*>(GetWindowLongPtrW(window, DWLP_USER));
   if (message != WM_COMMAND || !self) return FALSE;
-  return self->OnCommand(LOWORD(wparam)) ? TRUE : FALSE;
+  return self->Try([&] { return self->OnCommand(LOWORD(wparam)); }) ? TRUE : FALSE;
 }
 
 }  // namespace ulix::controls

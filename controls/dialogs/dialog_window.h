@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <exception>
 #include <string>
 
 namespace ulix::controls {
@@ -17,9 +18,10 @@ class DialogWindow {
 
  protected:
   // Shows the dialog modal to `owner`. Returns the value given to End, or a negative number when the window cannot be
-  // created.
+  // created. An exception of OnOpen or OnCommand ends the dialog and is thrown again here.
   INT_PTR Run(HWND owner);
-  // Shows the dialog without waiting for its end. Returns its window, or null when it cannot be created.
+  // Shows the dialog without waiting for its end. Returns its window, or null when it cannot be created. Throws what
+  // OnOpen threw; a later exception closes the window.
   HWND Open(HWND owner);
   void End(int result) { EndDialog(window_, result); }
   HWND window() const { return window_; }
@@ -37,7 +39,10 @@ class DialogWindow {
 
  private:
   static INT_PTR CALLBACK Receive(HWND window, UINT message, WPARAM wparam, LPARAM lparam);
+  template <typename Body>
+  bool Try(Body&& body);
   HWND window_ = nullptr;
+  std::exception_ptr failure_;
 };
 
 }  // namespace ulix::controls
