@@ -18,11 +18,13 @@ class DialogUser {
   // The dialog that this process shows, with this title if one is given. Null when none appears in time.
   HWND Find(const std::wstring& title = L"") {
     wanted_ = title;
-    Eventually([this] {
-      dialog_ = nullptr;
-      EnumWindows(Visit, reinterpret_cast<LPARAM>(this));
-      return dialog_ != nullptr;
-    });
+    Eventually([this] { return FindNow() != nullptr; });
+    return dialog_;
+  }
+  // The same, without waiting.
+  HWND FindNow() {
+    dialog_ = nullptr;
+    EnumWindows(Visit, reinterpret_cast<LPARAM>(this));
     return dialog_;
   }
 

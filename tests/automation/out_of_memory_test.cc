@@ -1,16 +1,18 @@
-// The system's memory, of which texts and arrays are made, runs out at the first allocation of a call, then at its
-// second, and so on until the call succeeds.
+// Memory runs out at the first allocation of a call, then at its second, and so on until the call succeeds: the
+// system's memory, of which texts and arrays are made, and the library's own.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <objbase.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
 
 #include "tests/automation/client.h"
-
-// Exported by the system and declared by no header.
-extern "C" void STDMETHODCALLTYPE SetOaNoCache();
+#include "tests/automation/dialog_user.h"
 
 namespace client {
 namespace {
@@ -68,12 +70,69 @@ class SystemMemory final : public IMallocSpy {
  private:
   // Wine knows no watched block before the first one was made, and takes the release of any for that of a watched one.
   SystemMemory() {
-    SetOaNoCache();  // every text is an allocation
+    MakeEveryTextAnAllocation();
     EXPECT_EQ(CoRegisterMallocSpy(this), S_OK);
     CoTaskMemFree(CoTaskMemAlloc(1));
   }
 
+  // Exported by the system; no header declares it, and not every import library has it.
+  static void MakeEveryTextAnAllocation() {
+    const auto set = GetProcAddress(GetModuleHandleW(L"oleaut32.dll"), "SetOaNoCache");
+    ASSERT_NE(set, nullptr);
+    reinterpret_cast<void(STDMETHODCALLTYPE*)()>(set)();
+  }
+
   Countdown countdown_;
+};
+
+// The library's own allocator: those of the entries of its import table that allocate lead here.
+class LibraryMemory {
+ public:
+  // The library may have been loaded anew since the last call.
+  static Countdown& Watched() {
+    Divert("malloc", reinterpret_cast<void*>(Allocate));
+    Divert("calloc", reinterpret_cast<void*>(AllocateZeros));
+    Divert("realloc", reinterpret_cast<void*>(Reallocate));
+    return countdown_;
+  }
+
+ private:
+  static void* Allocate(std::size_t size) { return countdown_.Fails() ? nullptr : std::malloc(size); }
+  static void* AllocateZeros(std::size_t count, std::size_t size) {
+    return countdown_.Fails() ? nullptr : std::calloc(count, size);
+  }
+  static void* Reallocate(void* block, std::size_t size) {
+    return countdown_.Fails() ? nullptr : std::realloc(block, size);
+  }
+
+  // Changes the library's entry for a function of the C runtime.
+  static void Divert(const char* wanted, void* function) {
+    const HMODULE module = GetModuleHandleW(L"UlixInstrAx.dll");
+    ASSERT_NE(module, nullptr);
+    auto* const base = reinterpret_cast<std::byte*>(module);
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    const IMAGE_DATA_DIRECTORY& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    bool found = false;
+    for (auto* each = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
+         each->FirstThunk != 0; ++each) {
+      const auto* names = reinterpret_cast<const IMAGE_THUNK_DATA*>(base + each->OriginalFirstThunk);
+      auto* entries = reinterpret_cast<IMAGE_THUNK_DATA*>(base + each->FirstThunk);
+      for (; names->u1.AddressOfData != 0; ++names, ++entries) {
+        if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
+        const auto* name = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
+        if (std::strcmp(reinterpret_cast<const char*>(name->Name), wanted) != 0) continue;
+        DWORD before = 0;
+        VirtualProtect(entries, sizeof(*entries), PAGE_READWRITE, &before);
+        entries->u1.Function = reinterpret_cast<ULONG_PTR>(function);
+        VirtualProtect(entries, sizeof(*entries), before, &before);
+        found = true;
+      }
+    }
+    EXPECT_TRUE(found) << wanted;
+  }
+
+  static inline Countdown countdown_;
 };
 
 // While it lives, the allocation of that number fails.
@@ -204,7 +263,12 @@ const Call kCalls[] = {
 };
 
 // A connected control with one group, which has the input.
-class OutOfMemory : public testing::Test {
+struct Memory {
+  const char* name;
+  Countdown& (*watched)();
+};
+
+class OutOfMemory : public testing::TestWithParam<Memory> {
  protected:
   void SetUp() override {
     control = Create<IUlixInstr>(kProgId);
@@ -236,7 +300,7 @@ bool IsCode(HRESULT result, HRESULT wanted) {
   return result == wanted || result == E_OUTOFMEMORY || HRESULT_FACILITY(result) == FACILITY_ITF;
 }
 
-TEST_F(OutOfMemory, FailedAllocationInAMember_IsACodeAndLosesNothing) {
+TEST_P(OutOfMemory, FailedAllocationInAMember_IsACodeAndLosesNothing) {
   constexpr long kMaxAllocations = 2000;
   int failures = 0;
   for (const Call& call : kCalls) {
@@ -253,7 +317,7 @@ TEST_F(OutOfMemory, FailedAllocationInAMember_IsACodeAndLosesNothing) {
       Places places;
       HRESULT result = S_OK;
       {
-        const FailingAllocation failure(SystemMemory::Watched(), n);
+        const FailingAllocation failure(GetParam().watched(), n);
         result = call.make(control.Get(), places);
         ran_out = failure.Happened();
       }
@@ -272,7 +336,7 @@ TEST_F(OutOfMemory, FailedAllocationInAMember_IsACodeAndLosesNothing) {
 
 // One array of four cannot be made, or the reading has no memory: neither event comes or both, the threads live on, and
 // a later tick reports.
-TEST_F(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
+TEST_P(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
   ASSERT_EQ(setup->SetGroup(1, 200, 0, 1e6F, 1000), S_OK);
   bool ran_out = true;
   long n = 1;
@@ -281,7 +345,7 @@ TEST_F(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
     Sink sink;
     const Advised advised(control.Get(), sink);
     {
-      const FailingAllocation failure(SystemMemory::Watched(), n);
+      const FailingAllocation failure(GetParam().watched(), n);
       const HRESULT run = control->RunGroup(1);
       EXPECT_TRUE(run == S_OK || run == E_OUTOFMEMORY) << std::hex << run;
       if (run == S_OK) {
@@ -296,6 +360,75 @@ TEST_F(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
   EXPECT_FALSE(ran_out);
   EXPECT_GT(n, 4) << "an allocation at least for each array";
 }
+
+// A person who changes the first choice of every dialog that comes and accepts it, and cancels one that stays.
+class HastyPerson {
+ public:
+  HastyPerson() : thread_([this] { Watch(); }) {}
+  ~HastyPerson() {
+    gone_ = true;
+    thread_.join();
+  }
+  HastyPerson(const HastyPerson&) = delete;
+
+ private:
+  void Watch() {
+    constexpr int kPatience = 20;
+    int looks = 0;
+    for (; !gone_; Sleep(5)) {
+      const HWND dialog = user_.FindNow();
+      looks = dialog ? looks + 1 : 0;
+      if (looks == 1) {
+        if (const HWND box = user_.FirstOf(L"ComboBox")) PostMessageW(box, WM_KEYDOWN, VK_DOWN, 1);
+        PostMessageW(dialog, WM_COMMAND, IDOK, 0);
+      }
+      if (looks > kPatience) PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+    }
+  }
+
+  DialogUser user_;
+  std::atomic<bool> gone_ = false;
+  std::thread thread_;
+};
+
+const Call kDialogs[] = {
+    {"EditCfg", [](Instr c, Out p) { return c->EditCfg(&p.word); }},
+    {"EditCommParams", [](Instr c, Out p) { return c->EditCommParams(&p.word); }},
+    {"EditGroup", [](Instr c, Out p) { return c->EditGroup(1, &p.word); }},
+    {"EditOutChans", [](Instr c, Out p) { return c->EditOutChans(&p.word); }},
+    {"ShowProperties", [](Instr c, Out) { return c->ShowProperties(); }},
+};
+
+// A dialog makes too many allocations to let each of them fail: the first ones do, then fewer and fewer.
+TEST_P(OutOfMemory, FailedAllocationInADialog_EndsItAndChangesNothing) {
+  for (const Call& call : kDialogs) {
+    SCOPED_TRACE(call.name);
+    int failures = 0;
+    bool ran_out = true;
+    for (long n = 1; ran_out && n < 100000; n += 1 + n / 8) {
+      SCOPED_TRACE(n);
+      const std::string before = Configuration();
+      Places places;
+      HRESULT result = S_OK;
+      {
+        const HastyPerson person;
+        const FailingAllocation failure(GetParam().watched(), n);
+        result = call.make(control.Get(), places);
+        ran_out = failure.Happened();
+      }
+      EXPECT_TRUE(result == S_OK || result == E_OUTOFMEMORY) << std::hex << result;
+      if (FAILED(result)) ++failures;
+      EXPECT_TRUE(SUCCEEDED(result) || Configuration() == before);
+    }
+    EXPECT_FALSE(ran_out);
+    EXPECT_TRUE(failures > 5 || GetParam().watched == SystemMemory::Watched) << failures;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, OutOfMemory,
+                         testing::Values(Memory{"TheSystem", SystemMemory::Watched},
+                                         Memory{"TheLibrary", LibraryMemory::Watched}),
+                         [](const testing::TestParamInfo<Memory>& memory) { return memory.param.name; });
 
 }  // namespace
 }  // namespace client
