@@ -13,6 +13,7 @@ namespace {
 
 constexpr double kLineHeight = 1.9, kEntryHeight = 1.55;  // height of a row and of its entry, in lines of text
 constexpr double kEntryWidth = 24, kUnitWidth = 6, kUnitGap = 0.5, kBrowseWidth = 4, kRowGap = 1.5;  // in characters
+constexpr double kLabelDown = 0.2;  // from the top of an entry to that of its label
 constexpr double kListLines = 14;
 
 bool IsTickList(const Page& page) {
@@ -57,6 +58,9 @@ LRESULT CALLBACK ShowOnly(HWND window, UINT message, WPARAM wparam, LPARAM lpara
   if (message == WM_GETDLGCODE) return DLGC_HASSETSEL | DLGC_WANTARROWS;
   return DefSubclassProc(window, message, wparam, lparam);
 }
+
+// The value of a tick box.
+std::string TextOfTick(bool ticked) { return ticked ? "1" : ""; }
 
 RECT Moved(const RECT& place, int right, int width) {
   return {place.left + right, place.top, place.left + right + width, place.bottom};
@@ -104,7 +108,7 @@ FormView::Row FormView::MakeRow(const Field& field, int label_width, std::wstrin
   row.bottom = height_ += metrics_.Down(RowLines(field, metrics_));
   const RECT line{0, row.top, 0, row.top + metrics_.Down(kEntryHeight + LinesOf(field, metrics_) - 1)};
   RECT label = Moved(line, 0, label_width);
-  label.top += metrics_.Down(0.2);
+  label.top += metrics_.Down(kLabelDown);
   const bool is_shown = field.kind == FieldKind::kShown, is_tick = field.kind == FieldKind::kCheckBox;
   const std::wstring text = is_shown ? WideOf(field.label) : WithAccelerator(field.label, taken);
   // The label of a tick box is part of the box, so that a click on the label ticks it too.
@@ -126,6 +130,7 @@ HWND FormView::MakeEntry(const Field& field, const RECT& place, const std::wstri
       // An edit control, so that the user can select and copy the text.
       RECT wide = place, inside;
       GetClientRect(window(), &inside);
+      OffsetRect(&wide, 0, metrics_.Down(kLabelDown));  // without a border, its text stands beside that of the label
       wide.right = std::max(wide.right, inside.right - metrics_.Across(kRowGap));
       SetWindowSubclass(Make(L"EDIT", WideOf(field.value), ES_READONLY | ES_MULTILINE | WS_TABSTOP, wide), ShowOnly, 0,
                         0);
@@ -192,14 +197,14 @@ void FormView::Collect(Page& page) const {
   for (std::size_t k = 0; k < page.fields.size(); ++k) {
     Field& field = page.fields[k];
     if (list_) {
-      field.value = ListView_GetCheckState(list_, static_cast<int>(k)) ? "1" : "";
+      field.value = TextOfTick(ListView_GetCheckState(list_, static_cast<int>(k)) != 0);
     } else if (k < rows_.size() && rows_[k].entry) {
       const HWND entry = rows_[k].entry;
       // The text of a list follows its selection later, in some systems.
       const auto chosen = field.kind == FieldKind::kChoice ? SendMessageW(entry, CB_GETCURSEL, 0, 0) : CB_ERR;
       const bool is_tick = field.kind == FieldKind::kCheckBox;
       const bool ticked = is_tick && SendMessageW(entry, BM_GETCHECK, 0, 0) == BST_CHECKED;
-      field.value = is_tick ? (ticked ? "1" : "") : TextOfWindow(entry);
+      field.value = is_tick ? TextOfTick(ticked) : TextOfWindow(entry);
       if (chosen >= 0 && static_cast<std::size_t>(chosen) < field.choices.size())
         field.value = field.choices[static_cast<std::size_t>(chosen)];
     }

@@ -177,8 +177,8 @@ TEST_F(Dialogs, Group_SetsPeriodAndChannels) {
                    user.Press(VK_RETURN);
                    EXPECT_TRUE(user.Eventually(
                        [&] { return user.Says(Local(L"the range from 100 to", L"la plage de 100 \u00E0")); }));
-                   EXPECT_TRUE(user.Type(user.Entry(period), L"250"));
                    user.Picture("group");
+                   EXPECT_TRUE(user.Type(user.Entry(period), L"250"));
                    user.GoTo(user.FirstOf(L"ListBox"));
                    user.Press(VK_DOWN);
                    EXPECT_TRUE(user.Eventually([&] { return user.FirstOf(L"SysListView32") != nullptr; }));
