@@ -185,7 +185,10 @@ std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& enter
   const auto& fields = entered.page.fields;
   if (!IsOnLine(entered.page)) return std::nullopt;
   const auto port = PortOf(fields[kPort].value);
-  if (!port) return entered.Refuse(kPort, Localized(TextId::kPortRange, entered.language));
+  if (!port) {
+    return entered.Refuse(
+        kPort, Localized(TextId::kPortRange, entered.language, {entered.At(kPort).label, PortName(kMaxPort)}));
+  }
   entry.line.port = *port;
   for (std::size_t k = kSpeed; k <= kFlow; ++k) {
     const auto choice = ChoiceOf(fields[k]);

@@ -68,7 +68,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kNotWhole, {"This is not a whole number.", "Ce n'est pas un nombre entier."}},
     {TextId::kOutOfRange, {"%: % is not in the range from % to %.", "% : % n'est pas dans la plage de % à %."}},
     {TextId::kNotAChoice, {"Choose one of the list.", "Choisissez dans la liste."}},
-    {TextId::kPortRange, {"A port such as COM5, or its number.", "Un port tel que COM5, ou son numéro."}},
+    {TextId::kPortRange, {"%: a port from COM1 to %, or its number.", "% : un port de COM1 à %, ou son numéro."}},
     {TextId::kNotTaken, {"The instrument does not take this: %", "L'instrument refuse : %"}},
     {TextId::kNothingToSet, {"Nothing to set.", "Rien à régler."}},
     {TextId::kNoChoice, {"(none)", "(aucun)"}},

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kListWidth = 18, kGap = 1.5;  // in characters
 constexpr double kMaxLines = 30;               // height of a page in lines; a longer page scrolls
-constexpr double kReasonLines = 3, kReasonWidth = 60;
+constexpr double kReasonLines = 3.4, kReasonGap = 0.4, kReasonWidth = 60;
 constexpr COLORREF kReasonColour = RGB(176, 0, 32);
 
 int ReasonHeight(const Metrics& metrics) { return metrics.Down(kReasonLines); }
@@ -54,7 +54,8 @@ void FormPane::Place(const RECT& place) {
   const int width = place.right - place.left, whole = place.bottom - place.top;
   const int height = form_.apply ? std::max(0, whole - ReasonHeight(metrics_)) : whole;
   MoveWindow(window(), place.left, place.top, width, whole, TRUE);
-  MoveWindow(reason_, 0, height, width, whole - height, TRUE);
+  const int reason = std::min(whole, height + metrics_.Down(kReasonGap));
+  MoveWindow(reason_, 0, reason, width, whole - reason, TRUE);
   const int list = ListWidth(form_, metrics_);
   if (list_) MoveWindow(list_, 0, 0, list - metrics_.Across(kGap), height, TRUE);
   view_->Place({list, 0, width, height});

@@ -104,7 +104,7 @@ TEST_F(Dialogs, Communication_SetsThePortAndRefusesNonsense) {
                  [&](DialogUser& user) {
                    EXPECT_TRUE(user.Type(user.Entry(port), L"elephant"));
                    user.Press(VK_RETURN);
-                   const std::wstring reason = Local(L"A port such as COM5", L"Un port tel que COM5");
+                   const std::wstring reason = Local(L"a port from COM1 to", L"un port de COM1 \u00E0");
                    EXPECT_TRUE(user.Eventually([&] { return user.Says(reason); }));
                    user.Picture("refused");
                    user.Click(IDCANCEL);

@@ -86,7 +86,7 @@ class TerminalTest(ContractTest):
         self.succeed("config", "kelvo10", "show", "--set", "output-function=TC", "--save", start)
         edit = Terminal(self, "config", "kelvo10", "edit", "--config", start, "--save", kept)
         edit.answer("Serial port [COM1]: ", "elephant")
-        edit.wait_for("A port such as COM5, or its number.")
+        edit.wait_for("Serial port: a port from COM1 to COM32767, or its number.")
         edit.answer("Serial port [COM1]: ", "7")
         self.assertIn("7) 19200", edit.answer("Speed (bds) [9600]: ", "7"))
         edit.answer("Data bits [8 Data Bits]: ", "<")

@@ -53,7 +53,7 @@ TEST_F(InstrumentForms, CommForm_BadValue_IsNamedAndChangesNothing) {
   EXPECT_EQ(FindField(form, "baud")->choices, (std::vector<std::string>{"9600", "19200", "38400", "56000"}));
   FindField(form, "baud")->value = "56000";
   for (const char* nonsense : {"elephant", "", "COM", "COM0", "0", "-3", "99999", "COM5x"})
-    EXPECT_EQ(Enter(form, "port", nonsense), "A port such as COM5, or its number.") << nonsense;
+    EXPECT_EQ(Enter(form, "port", nonsense), "Serial port: a port from COM1 to COM32767, or its number.") << nonsense;
   FindField(form, "port")->value = " com 12 ";
   EXPECT_EQ(Enter(form, "tcp-port", "65536"), "TCP port: 65536 is not in the range from 1 to 65535.");
   EXPECT_EQ(Enter(form, "tcp-port", "502,5"), "This is not a whole number.");
