@@ -8,9 +8,11 @@ library. It prints a line for each number that differs, and then exits with 1.
 """
 
 import decimal
+import functools
 import hashlib
 import json
 import math
+import os
 import pathlib
 import sys
 import xml.etree.ElementTree as ElementTree
@@ -30,32 +32,109 @@ def journal_of(folder):
     return entries, digest
 
 
-# --- temperatures (IEC 60751), by bisection on the published polynomial ---
+# --- temperatures: published functions, inverted by bisection ---
 
-def pt100_ohms(t):
-    a, b, c = 3.9083e-3, -5.775e-7, -4.183e-12
-    return 100 * (1 + a * t + b * t * t + (c * (t - 100) * t ** 3 if t < 0 else 0))
-
-
-def pt100_celsius(ohms):
-    low, high = -200.0, 850.0
+def inverse(function, wanted, low, high):
     for _ in range(200):
         middle = (low + high) / 2
-        low, high = (middle, high) if pt100_ohms(middle) < ohms else (low, middle)
+        low, high = (middle, high) if function(middle) < wanted else (low, middle)
     return (low + high) / 2
 
 
-def value_of(entry, planned):
-    """The value of a reading, computed from the number in the reply when this script knows the sensor."""
+def industrial_ohms(t, r0=100, a=3.9083e-3, b=-5.775e-7, c=-4.183e-12):
+    """IEC 60751 (Callendar-Van Dusen), with the standard's coefficients or those of one thermometer."""
+    return r0 * (1 + a * t + b * t * t + (c * (t - 100) * t ** 3 if t < 0 else 0))
+
+
+# ITS-90, reference functions below 273.16 K and from 273.15 K up.
+BELOW = (-2.13534729, 3.18324720, -1.80143597, 0.71727204, 0.50344027, -0.61899395, -0.05332322, 0.28021362, 0.10715224,
+         -0.29302865, 0.04459872, 0.11868632, -0.05248134)
+ABOVE = (2.78157254, 1.64650916, -0.13714390, -0.00649767, -0.00234444, 0.00511868, 0.00187982, -0.00204472, -0.00046122,
+         0.00045724)
+ZERO_CELSIUS, TRIPLE_POINT = 273.15, 273.16
+
+
+def power_series(coefficients, x):
+    return math.fsum(coefficient * x ** power for power, coefficient in enumerate(coefficients))
+
+
+def reference_ratio(kelvin):
+    if kelvin < TRIPLE_POINT:
+        return math.exp(power_series(BELOW, (math.log(kelvin / TRIPLE_POINT) + 1.5) / 1.5))
+    return power_series(ABOVE, (kelvin - 754.15) / 481)
+
+
+def standard_celsius(ohms, sensor):
+    """A thermometer with the deviation function of a sub-range of ITS-90 (or of two: "argon+zinc")."""
+    ratio = ohms / sensor["rtpw"]
+    ranges = sensor["subrange"].lower().replace("+", " ").split()
+    if len(ranges) > 1:
+        sys.exit("two sub-ranges in one sensor are not known here")
+    given = {key.lower(): value for key, value in sensor.get("coefficients", {}).items()}
+    a, b, c, d = (given.get(key, 0) for key in "abcd")
+    x = ratio - 1
+    if ranges[0] == "argon":
+        deviation = a * x + b * x * math.log(ratio)
+    else:
+        over = max(0, ratio - given.get("w-aluminium", math.inf)) if d else 0
+        deviation = a * x + b * x * x + c * x ** 3 + d * over * over
+    return inverse(reference_ratio, ratio - deviation, 13.8033, 1234.93) - ZERO_CELSIUS
+
+
+@functools.lru_cache
+def thermocouple_table():
+    """The published coefficients (NIST Monograph 175) from a file beside the project, or the one that the environment names."""
+    named = os.environ.get("ULIX_THERMOCOUPLES")
+    places = [pathlib.Path(named)] if named else [folder / "shared/reference/thermocouples-nist-srd60.json"
+                                                  for folder in pathlib.Path(__file__).resolve().parents]
+    for place in places:
+        if place.is_file():
+            return json.loads(place.read_text())["types"]
+    sys.exit("thermocouples need their coefficients: ULIX_THERMOCOUPLES names no file")
+
+
+def thermocouple_millivolts(pieces, t):
+    piece = next((one for one in pieces if t <= one["t_max_c"]), pieces[-1])
+    peak = piece.get("exponential")
+    extra = peak["a0"] * math.exp(peak["a1"] * (t - peak["a2"]) ** 2) if peak else 0
+    return power_series(piece["coeffs"], t) + extra
+
+
+def thermocouple_celsius(letter, millivolts, junction):
+    pieces = thermocouple_table()[letter]["forward"]
+    total = millivolts + thermocouple_millivolts(pieces, junction)
+    # Type B has two temperatures for the voltages of less than about 250 C.
+    low = 245.0 if letter == "B" else pieces[0]["t_min_c"]
+    return inverse(lambda t: thermocouple_millivolts(pieces, t), total, low, pieces[-1]["t_max_c"])
+
+
+FACTORS = {"kohm": 1e3, "kohms": 1e3, "k\u03a9": 1e3, "mohm": 1e-3, "v": 1e3, "volt": 1e3, "volts": 1e3, "uv": 1e-3, "\u00b5v": 1e-3}
+NOMINAL = {"pt25": 25, "pt100": 100, "pt500": 500, "pt1000": 1000}
+
+
+def celsius_of(sensor, electrical, junction):
+    kind = sensor["type"].lower()
+    if kind in NOMINAL or kind == "cvd":
+        own = {"r0": sensor.get("r0", NOMINAL.get(kind, 100)), **sensor.get("coefficients", {})}
+        own = {key.lower(): value for key, value in own.items()}
+        return inverse(lambda t: industrial_ohms(t, **own), electrical, -200.0, 850.0)
+    if kind == "its90":
+        return standard_celsius(electrical, sensor)
+    if kind.upper() in "BEJKNRST":
+        return thermocouple_celsius(kind.upper(), electrical, sensor.get("junction", 0) if junction is None else junction)
+    sys.exit(f"sensor {kind} is not known here")
+
+
+def value_of(entry, planned, junctions):
+    """The value of a reading, computed from the number in the reply. `junctions`: the last values of all channels."""
     sensor = planned.get("sensor")
-    if sensor == "pt100":
-        return pt100_celsius(entry["v"] * (1000 if entry["u"].lower().startswith("k") else 1))
     if "scale" in planned:
         (a, b), (c, d) = planned["scale"]["from"], planned["scale"]["to"]
         return c + (entry["v"] - a) * (d - c) / (b - a)
-    if sensor:
-        sys.exit(f"sensor {sensor} is not known here")
-    return entry["v"]
+    if not sensor:
+        return entry["v"]
+    sensor = {"type": sensor} if isinstance(sensor, str) else sensor
+    return celsius_of(sensor, entry["v"] * FACTORS.get(entry["u"].lower(), 1), junctions.get(sensor.get("junction-channel")))
 
 
 # --- Student's distribution: the integral of its density, by Simpson's rule in the angle atan(t / sqrt(n)) ---
@@ -94,9 +173,11 @@ def deviation(values):
 def read_points(entries, plan):
     """The points of each phase: nominal, direction, cycle, readings of the reference and of each unit."""
     slots = [plan["reference"]] + plan["units"]
-    phases, taken = [], None
+    phases, taken, last = [], None, {}
     for entry in entries:
         kind = entry["k"]
+        if kind == "r":
+            last[f"{entry['i']}/{entry['c']}"] = entry.get("q")
         if kind == "phase":
             phases.append((entry["phase"], []))
         elif kind == "point":
@@ -104,7 +185,7 @@ def read_points(entries, plan):
         elif kind == "reading":
             taken = [[] for _ in slots]
         elif kind == "r" and entry.get("f") == "p" and taken is not None and entry["s"] < len(slots) and "q" in entry:
-            value = value_of(entry, slots[entry["s"]])
+            value = value_of(entry, slots[entry["s"]], last)
             if abs(value - entry["q"]) > 1e-6:
                 sys.exit(f"line {entry['n'] + 1}: {entry['v']} {entry['u']} is {value}, not {entry['q']}")
             taken[entry["s"]].append(value)
