@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include <chrono>
+#include <limits>
 
 #include "tests/support/tcp_peer.h"
 
@@ -32,7 +33,7 @@ TEST(NetworkComm, ReceivedLines_ComeOneByOneWithTheirTerminator) {
     p.Send("OK\r\nnext\n" + p.Take(6));
     p.Send("half");
   });
-  CNetworkComm link("127.1", peer.port() + 65536, 5);  // A short dotted address; only the port's low 16 bits count.
+  CNetworkComm link("127.1", peer.port() + 65536, 60);  // A short dotted address; only the port's low 16 bits count.
   ASSERT_EQ(link.Connect(), S_OK);
   std::int32_t length = 6;
   EXPECT_EQ(link.Send("*IDN?\n", &length), S_OK);
@@ -77,7 +78,7 @@ TEST(NetworkComm, SilentPeer_TimesOutOnceDespiteSignals) {
 
 TEST(NetworkComm, ReceivedBlock_IsReadUpToTheLengthAskedFor) {
   TcpPeer peer([](TcpPeer& p) { p.Send("0123456789"); });
-  CNetworkComm link("127.0.0.1", peer.port(), 1);
+  CNetworkComm link("127.0.0.1", peer.port(), 60);
   ASSERT_EQ(link.Connect(), S_OK);
   char buffer[20] = {};
   EXPECT_EQ(link.Receive(buffer, 4), 4);
@@ -111,11 +112,23 @@ TEST(NetworkComm, NoPeer_IsUnableToConnect) {
                                         std::string(host) + "\r\nPort: " + std::to_string(port));
     std::int32_t length = 1;
     EXPECT_EQ(link.Send("x", &length), networkCommErrConnexClosed);
-    length = -1;
-    EXPECT_EQ(link.Send("x", &length), E_INVALIDARG);
     EXPECT_EQ(ReceiveLine(link).result, networkCommErrConnexClosed);
     EXPECT_EQ(link.lastErrorText(), "Connexion closed");
   }
+}
+
+TEST(NetworkComm, NegativeLength_IsRefusedAndSendsNothing) {
+  TcpPeer peer([](TcpPeer& p) { p.Send(p.Take(3)); });
+  CNetworkComm link("127.0.0.1", peer.port(), 60);
+  ASSERT_EQ(link.Connect(), S_OK);
+  for (const std::int32_t refused : {-1, std::numeric_limits<std::int32_t>::min()}) {
+    std::int32_t length = refused;
+    EXPECT_EQ(link.Send("abc\n", &length), E_INVALIDARG);
+    EXPECT_EQ(length, refused);
+  }
+  std::int32_t length = 3;
+  EXPECT_EQ(link.Send("ok\n", &length), S_OK);
+  EXPECT_EQ(ReceiveLine(link).text, "ok\n");
 }
 
 TEST(NetworkComm, NegativeTimeout_DoesNotWait) {

@@ -119,7 +119,7 @@ TEST_F(NamedMutexProcesses, SeveralProcesses_TakeTurnsInOrder) {
 }
 
 TEST_F(NamedMutexProcesses, WaitingThread_IsNotOvertakenByThePreviousHolder) {
-  constexpr int kTurns = 20;
+  constexpr int kTurns = 21;
   std::atomic<bool> stop = false;
   std::atomic<int> holds = 0;
   auto greedy = std::async(std::launch::async, [&] {
@@ -130,16 +130,19 @@ TEST_F(NamedMutexProcesses, WaitingThread_IsNotOvertakenByThePreviousHolder) {
     }
   });
   NamedMutex mutex(name_);
-  int waited_for = 0;
+  std::vector<int> waited_for;  // holds of the other thread, by turn
   for (int turn = 0; turn < kTurns; ++turn) {
+    while (holds < 3 * turn) std::this_thread::yield();
     const int before = holds;
-    while (holds == before) std::this_thread::yield();
     EXPECT_TRUE(mutex.LockFor(kLong));
-    waited_for += holds - before;
+    waited_for.push_back(holds - before);
     mutex.Unlock();
   }
-  EXPECT_LE(waited_for, 3 * kTurns) << "the current hold, and sometimes one that began before the wait";
   stop = true;
+  // The current hold, and sometimes one that began before the wait. Where the system lets this thread rest before it
+  // waits, there are more.
+  std::sort(waited_for.begin(), waited_for.end());
+  EXPECT_LE(waited_for[kTurns / 2], 2);
 }
 
 TEST_F(NamedMutexProcesses, KilledHolder_ReleasesAtOnce) {
