@@ -2,21 +2,14 @@
 
 namespace ulix {
 
-Expected<std::string> IdentifiedDriver::AskIdentity(Conversation& talk, const IdentityQuery& identity) {
-  if (!identity.text) return talk.QueryText(identity.query, identity.reply);
-  return talk.Query(identity.query, identity.reply, [&](const std::string& reply) -> Expected<std::string> {
-    const std::string_view text = identity.text(std::string_view(reply).substr(0, reply.find('\0')));
-    return text.empty() ? Failure(talk.Unread()) : Expected<std::string>(text);
-  });
-}
-
 Expected<std::string> IdentifiedDriver::Identify() {
-  return Exchange([this](Conversation& talk) { return AskIdentity(talk, identity_query()); });
+  const IdentityQuery identity = identity_query();
+  return Exchange([&](Conversation& talk) { return talk.QueryText(identity.query, identity.reply, identity.text); });
 }
 
 Expected<std::string> IdentifiedDriver::CheckIdentity(Conversation& talk) {
   const IdentityQuery identity = identity_query();
-  auto identification = AskIdentity(talk, identity);
+  auto identification = talk.QueryText(identity.query, identity.reply, identity.text);
   if (!identification) return identification;
   if (!IsModel(*identification)) return Failure(identity.other_instrument);
   const HRESULT admitted = talk.Admit(*identification, identity.other_instrument);

@@ -17,7 +17,7 @@ struct IdentityQuery {
   // How the reply begins: another reply that stopped midway may stand before it. Empty where that is not known.
   std::string_view start = {};
   // The identification in a reply; null: all of the reply. A reply without one is the link's code for an unread reply.
-  std::string_view (*text)(std::string_view reply) = nullptr;
+  Conversation::TextPart text = nullptr;
   int trailing_lines = 0;           // as SyncQuery::trailing_lines
   std::string_view alternate = {};  // as SyncQuery::alternate
 };
@@ -42,9 +42,6 @@ class IdentifiedDriver : public Driver {
   // Asks, checks the model, and admits the instrument. `other_instrument` for another model, or another instrument than
   // the one of Connect.
   Expected<std::string> CheckIdentity(Conversation& talk);
-
- private:
-  static Expected<std::string> AskIdentity(Conversation& talk, const IdentityQuery& identity);
 };
 
 }  // namespace ulix

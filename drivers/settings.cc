@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/numbers.h"
+#include "base/rows.h"
 
 namespace ulix {
 namespace {
@@ -44,11 +45,6 @@ std::vector<StoredValue> InitialValues(std::span<const SettingRow> rows) {
     }
   }
   return values;
-}
-
-const EnumLabel* FindCode(std::span<const EnumLabel> words, std::uint32_t code) {
-  const auto found = std::find_if(words.begin(), words.end(), [&](const EnumLabel& w) { return w.code == code; });
-  return found == words.end() ? nullptr : &*found;
 }
 
 std::optional<std::uint32_t> CodeOfText(const SettingRow& row, std::string_view text) {
@@ -128,7 +124,7 @@ void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::strin
 }
 
 std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code) {
-  const EnumLabel* found = FindCode(words, code);
+  const EnumLabel* found = RowWith(words, &EnumLabel::code, code);
   return found ? found->name : std::string_view();
 }
 
@@ -184,7 +180,8 @@ std::string Settings::TextOf(const SettingRow& row, std::optional<Language> show
   if (IsReal(row)) return FormatShortest(RealIn(values, row));
   if (row.type == VariantType::kBstr) return TextIn(values, row);
   const std::uint32_t code = CodeIn(values, row);
-  if (const EnumLabel* word = FindCode(row.labels, code)) return shown_in ? word->In(*shown_in) : word->name;
+  if (const EnumLabel* word = RowWith(row.labels, &EnumLabel::code, code))
+    return shown_in ? word->In(*shown_in) : word->name;
   return row.is_signed ? std::to_string(SignedIn(values, row)) : std::to_string(code);
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -187,11 +188,15 @@ class Conversation {
 
   // A command that has no reply.
   HRESULT Send(std::string_view command) { return session_.Send(command); }
+  // Several, to the first that fails.
+  HRESULT SendEach(std::initializer_list<std::string_view> commands);
   // Throws away what was received unasked, sends the query, and reads its reply. Brings the line in sync before, where
   // a reply is outstanding.
   Expected<std::string> Query(std::string_view query, const ReplyPlan& plan) { return session_.Query(query, plan); }
-  // The same for a reply that is a text for people and ends at its first zero byte, such as an identification.
-  Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan);
+  // The same for a reply that is a text for people and ends at its first zero byte, such as an identification. `part`,
+  // if given, finds the text in the reply; a reply in which it finds none is the link's code for an unread reply.
+  using TextPart = std::string_view (*)(std::string_view reply);
+  Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan, TextPart part = nullptr);
   // What `parse` makes of the reply. Where `parse` fails with the link's code for an unread reply, or with
   // `unreadable`, the reply cannot be one to this query, and the line is out of sync.
   template <typename Parse>

@@ -16,10 +16,20 @@ void Conversation::Pause(Milliseconds duration) {
   session_.clock().SleepFor(duration + session_.link_.TimeLeftOnWire());
 }
 
-Expected<std::string> Conversation::QueryText(std::string_view query, const ReplyPlan& plan) {
-  auto reply = Query(query, plan);
-  if (reply) reply->resize(std::min(reply->find('\0'), reply->size()));
-  return reply;
+HRESULT Conversation::SendEach(std::initializer_list<std::string_view> commands) {
+  for (const std::string_view command : commands) {
+    if (const HRESULT result = Send(command); Failed(result)) return result;
+  }
+  return S_OK;
+}
+
+Expected<std::string> Conversation::QueryText(std::string_view query, const ReplyPlan& plan, TextPart part) {
+  return Query(query, plan, [&](std::string&& reply) -> Expected<std::string> {
+    reply.resize(std::min(reply.find('\0'), reply.size()));
+    if (!part) return std::move(reply);
+    const std::string_view text = part(reply);
+    return text.empty() ? Failure(Unread()) : Expected<std::string>(text);
+  });
 }
 
 bool Session::IsSyncReply(std::string_view reply) const { return peer_.IsSyncReply(reply.substr(0, reply.find('\0'))); }

@@ -8,7 +8,6 @@
 namespace ulix::cmx310 {
 
 using range_calibrator::FunctionRow;
-using range_calibrator::Quantity;
 
 //  RANGE_IN   RT , WIRE3      , TYP_PT100 , CEL
 //  RANGE_OUT  TC              , TYP_K     , CEL  , JR_PROG , 20
@@ -18,20 +17,20 @@ using range_calibrator::Quantity;
 //             |    connection, of inputs only
 //             function
 inline constexpr auto kFunctions = std::array{
-    FunctionRow{"V50", "V", 3, Quantity::kVoltage},
-    FunctionRow{"V30", "V", 3, Quantity::kVoltage},
-    FunctionRow{"V5", "V", 4, Quantity::kVoltage},
+    FunctionRow{"V50", "V", 3},
+    FunctionRow{"V30", "V", 3},
+    FunctionRow{"V5", "V", 4},
     // The millivolt ranges report volts.
-    FunctionRow{"MV500", "V", 5, Quantity::kVoltage},
-    FunctionRow{"MV50", "V", 6, Quantity::kVoltage},
-    FunctionRow{"V_AUTO", "V", 6, Quantity::kVoltage},
-    FunctionRow{"MA50", "mA", 3, Quantity::kCurrent},
-    FunctionRow{"MA24", "mA", 3, Quantity::kCurrent},
-    FunctionRow{"OHM5000", "Ohm", 1, Quantity::kResistance},
-    FunctionRow{"OHM500", "Ohm", 2, Quantity::kResistance},
-    FunctionRow{"OHM_AUTO", "Ohm", 6, Quantity::kResistance},
-    FunctionRow{"TC", nullptr, 1, Quantity::kThermocouple},
-    FunctionRow{"RT", nullptr, 1, Quantity::kResistanceThermometer},
+    FunctionRow{"MV500", "V", 5},
+    FunctionRow{"MV50", "V", 6},
+    FunctionRow{"V_AUTO", "V", 6},
+    FunctionRow{"MA50", "mA", 3},
+    FunctionRow{"MA24", "mA", 3},
+    FunctionRow{"OHM5000", "Ohm", 1},
+    FunctionRow{"OHM500", "Ohm", 2},
+    FunctionRow{"OHM_AUTO", "Ohm", 6},
+    FunctionRow{"TC", nullptr, 1},
+    FunctionRow{"RT", nullptr, 1},
 };
 
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
@@ -66,7 +65,7 @@ inline constexpr range_calibrator::SideDependences kOfInput = {
 inline constexpr range_calibrator::SideDependences kOfOutput = {
     {"output-function", {}}, {"output-function", kSensors}, {"output-function", kColdJunctions}};
 inline constexpr auto kSettings =
-    range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords, kOfInput, kOfOutput);
+    range_calibrator::RangeSettings({kFunctionWords, kConnectionWords, kSensorWords}, kOfInput, kOfOutput);
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{cmx310CtlErrNotCmx310,
@@ -105,7 +104,6 @@ inline constexpr range_calibrator::Model kModel = {
     .not_this_model = cmx310CtlErrNotCmx310,
     .range_not_supported = cmx310CtlErrRgeNotSupported,
     .functions = kFunctions,
-    .output_has_connection = false,
 };
 
 }  // namespace ulix::cmx310

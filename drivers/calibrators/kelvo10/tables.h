@@ -9,7 +9,6 @@
 namespace ulix::kelvo10 {
 
 using range_calibrator::FunctionRow;
-using range_calibrator::Quantity;
 
 //  RANGE_IN  TC , WIRE2      , TYP_K , CEL  , JR_PROG , 20
 //            |    |            |       |      |         programmed cold-junction temperature, with JR_PROG only
@@ -17,19 +16,19 @@ using range_calibrator::Quantity;
 //            |    connection   sensor  unit of TC and RT
 //            function
 inline constexpr auto kFunctions = std::array{
-    FunctionRow{"V50", "V", 3, Quantity::kVoltage},
-    FunctionRow{"V5", "V", 4, Quantity::kVoltage},
+    FunctionRow{"V50", "V", 3},
+    FunctionRow{"V5", "V", 4},
     // The millivolt ranges report volts.
-    FunctionRow{"MV500", "V", 5, Quantity::kVoltage},
-    FunctionRow{"MV50", "V", 6, Quantity::kVoltage},
-    FunctionRow{"V_AUTO", "V", 6, Quantity::kVoltage},
-    FunctionRow{"MA50", "mA", 3, Quantity::kCurrent},
-    FunctionRow{"MA24", "mA", 3, Quantity::kCurrent},
-    FunctionRow{"OHM5000", "Ohm", 1, Quantity::kResistance},
-    FunctionRow{"OHM500", "Ohm", 2, Quantity::kResistance},
-    FunctionRow{"OHM_AUTO", "Ohm", 6, Quantity::kResistance},
-    FunctionRow{"TC", nullptr, 1, Quantity::kThermocouple},
-    FunctionRow{"RT", nullptr, 1, Quantity::kResistanceThermometer},
+    FunctionRow{"MV500", "V", 5},
+    FunctionRow{"MV50", "V", 6},
+    FunctionRow{"V_AUTO", "V", 6},
+    FunctionRow{"MA50", "mA", 3},
+    FunctionRow{"MA24", "mA", 3},
+    FunctionRow{"OHM5000", "Ohm", 1},
+    FunctionRow{"OHM500", "Ohm", 2},
+    FunctionRow{"OHM_AUTO", "Ohm", 6},
+    FunctionRow{"TC", nullptr, 1},
+    FunctionRow{"RT", nullptr, 1},
 };
 
 inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
@@ -67,7 +66,7 @@ inline constexpr range_calibrator::SideDependences kOfInput = {
 inline constexpr range_calibrator::SideDependences kOfOutput = {
     {"output-function", kOutputConnections}, {"output-function", kSensors}, {"output-function", kColdJunctions}};
 inline constexpr auto kSettings =
-    range_calibrator::RangeSettings(kFunctionWords, kConnectionWords, kSensorWords, kOfInput, kOfOutput);
+    range_calibrator::RangeSettings({kFunctionWords, kConnectionWords, kSensorWords}, kOfInput, kOfOutput);
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{kelvo10CtlErrNotKelvo10,
@@ -106,7 +105,6 @@ inline constexpr range_calibrator::Model kModel = {
     .not_this_model = kelvo10CtlErrNotKelvo10,
     .range_not_supported = kelvo10CtlErrRgeNotSupported,
     .functions = kFunctions,
-    .output_has_connection = true,
 };
 
 }  // namespace ulix::kelvo10

@@ -79,10 +79,7 @@ Reading RangeCalibratorDriver::ReadChannel(ChannelId id) {
 
 HRESULT RangeCalibratorDriver::WriteChannel(ChannelId id, float value) {
   if (id != kOutChannel) return E_INVALIDARG;
-  return Exchange([&](Conversation& talk) {
-    const HRESULT result = talk.Send(OutputCommand(value));
-    return Failed(result) ? result : talk.Send("OPER");
-  });
+  return Exchange([&](Conversation& talk) { return talk.SendEach({OutputCommand(value), "OPER"}); });
 }
 
 ChannelTraits RangeCalibratorDriver::DescribeChannel(ChannelId id) const {

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <string>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "drivers/calibrators/range_calibrator/protocol.h"
@@ -37,5 +38,11 @@ class RangeCalibratorDriver final : public IdentifiedDriver {
   const Model& model_;
   std::atomic<UnitsRead> units_read_{};
 };
+
+// The factory of a model's drivers.
+template <const Model& kModel>
+std::unique_ptr<Driver> MakeRangeCalibrator(DriverServices services) {
+  return std::make_unique<RangeCalibratorDriver>(kModel, std::move(services));
+}
 
 }  // namespace ulix::range_calibrator

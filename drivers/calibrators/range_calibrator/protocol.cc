@@ -14,25 +14,6 @@ const FunctionRow* FunctionOf(const Model& model, std::uint32_t code) {
   return code >= 1 && code <= model.functions.size() ? &model.functions[code - 1] : nullptr;
 }
 
-bool MeasuresTemperature(Quantity quantity) {
-  return quantity == Quantity::kThermocouple || quantity == Quantity::kResistanceThermometer;
-}
-
-// A thermocouple needs no connection word and takes one; elsewhere a range either has one or none.
-bool HasConnection(const Model& model, Side side, Quantity quantity, std::uint32_t connection) {
-  if (side == Side::kOutput && !model.output_has_connection) return false;
-  switch (quantity) {
-    case Quantity::kVoltage:
-      return false;
-    case Quantity::kResistance:
-      return side == Side::kInput;
-    case Quantity::kThermocouple:
-      return connection != 0;
-    default:
-      return true;
-  }
-}
-
 const SettingRow& Row(const Model& model, SettingIndex index) {
   return model.card.settings[static_cast<std::size_t>(index)];
 }
@@ -40,6 +21,17 @@ const SettingRow& Row(const Model& model, SettingIndex index) {
 const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
   const int step = side == Side::kInput ? 0 : kOutputFunction - kInputFunction;
   return Row(model, static_cast<SettingIndex>(of_input + step));
+}
+
+// Whether a range of this function names such a setting.
+bool IsNamed(const Model& model, Side side, SettingIndex of_input, std::uint32_t function) {
+  return RowOn(model, side, of_input).depends->MeansSomething(function);
+}
+
+// A thermocouple needs no connection word and takes one; elsewhere a range either has one or none.
+bool NamesConnection(const Model& model, Side side, const SideConfig& config) {
+  const bool none_will_do = RowOn(model, side, kInputConnection).depends->Has(config.function, 0);
+  return IsNamed(model, side, kInputConnection, config.function) && !(none_will_do && config.connection == 0);
 }
 
 // A word before those of the command. One that names the other side belongs to the other query's reply.
@@ -110,7 +102,7 @@ bool IsWhole(const Model& model, const FoundWords& found) {
   if (!function) return false;
   const bool has_electrical = !found.electrical_unit.empty();
   if (has_electrical && !(function->unit && EqualIgnoringCase(function->unit, found.electrical_unit))) return false;
-  return !MeasuresTemperature(function->quantity) || (found.sensor && found.unit);
+  return !IsNamed(model, Side::kInput, kInputSensor, *found.function) || (found.sensor && found.unit);
 }
 
 }  // namespace
@@ -148,12 +140,12 @@ Expected<std::string> RangeCommand(const Model& model, Side side, const SideConf
   const auto add = [&](SettingIndex index, std::uint32_t code) {
     words.emplace_back(LabelOf(Row(model, index).labels, code));
   };
-  if (HasConnection(model, side, function->quantity, config.connection)) add(kInputConnection, config.connection);
-  if (MeasuresTemperature(function->quantity)) {
+  if (NamesConnection(model, side, config)) add(kInputConnection, config.connection);
+  if (IsNamed(model, side, kInputSensor, config.function)) {
     add(kInputSensor, config.sensor);
     add(kTemperatureUnit, unit);
   }
-  const bool thermocouple = function->quantity == Quantity::kThermocouple;
+  const bool thermocouple = IsNamed(model, side, kInputColdJunction, config.function);
   if (thermocouple) add(kInputColdJunction, config.cold_junction);
   if (thermocouple && config.cold_junction == kProgrammedColdJunction) {
     words.push_back(FormatGeneral(config.cold_junction_temperature));

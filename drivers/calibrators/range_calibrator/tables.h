@@ -3,20 +3,19 @@
 #pragma once
 
 #include <array>
+#include <tuple>
+#include <utility>
 
 #include "drivers/common_texts.h"
 #include "drivers/model_card.h"
 
 namespace ulix::range_calibrator {
 
-enum class Quantity { kVoltage, kCurrent, kResistance, kThermocouple, kResistanceThermometer };
-
 // One measuring or sourcing function; its code is its place in the table plus 1.
 struct FunctionRow {
   const char* word;
   const char* unit;  // null: the temperature unit
   int resolution;    // decimals
-  Quantity quantity;
 };
 
 // What differs between the models, beside the words of their settings; all of it lives as long as the program.
@@ -26,7 +25,6 @@ struct Model {
   HRESULT not_this_model;
   HRESULT range_not_supported;
   std::span<const FunctionRow> functions;
-  bool output_has_connection;  // whether current and temperature ranges of the output name one
 };
 
 template <std::size_t kCount>
@@ -36,7 +34,7 @@ constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kC
   return words;
 }
 
-// What goes with the functions of a side.
+// What goes with the functions of a side. Forms offer these alone, and range commands name them.
 struct SideDependences {
   Dependence connection, sensor, cold_junction;
 };
@@ -72,70 +70,50 @@ enum SettingIndex {
   kSettingCount,
 };
 
-// The configuration record: the same fields in every model, with the model's words.
-constexpr std::array<SettingRow, kSettingCount> RangeSettings(std::span<const EnumLabel> functions,
-                                                              std::span<const EnumLabel> connections,
-                                                              std::span<const EnumLabel> sensors,
-                                                              const SideDependences& input,
-                                                              const SideDependences& output) {
+// What the settings of a side are called, in the order of its rows.
+using SideNames = std::array<std::pair<const char*, LocalizedText>, kOutputFunction - kInputFunction>;
+inline constexpr SideNames kInputNames = {{
+    {"input-function", {"Input function", "Fonction d'entrée"}},
+    {"input-connection", {"Input connection", "Raccordement d'entrée"}},
+    {"input-sensor", {"Input sensor", "Capteur d'entrée"}},
+    {"input-cold-junction", {"Input cold junction", "Jonction de référence d'entrée"}},
+    {"input-cold-junction-temperature", {"Input cold-junction temperature", "Température de jonction d'entrée"}},
+}};
+inline constexpr SideNames kOutputNames = {{
+    {"output-function", {"Output function", "Fonction de sortie"}},
+    {"output-connection", {"Output connection", "Raccordement de sortie"}},
+    {"output-sensor", {"Output sensor", "Capteur de sortie"}},
+    {"output-cold-junction", {"Output cold junction", "Jonction de référence de sortie"}},
+    {"output-cold-junction-temperature", {"Output cold-junction temperature", "Température de jonction de sortie"}},
+}};
+
+// The words of a model's ranges.
+struct RangeWords {
+  std::span<const EnumLabel> functions, connections, sensors;
+};
+
+// Three stored values from `stored` on: a word of bits, the cold junction, and its temperature.
+constexpr void PutSideRows(SettingRow* rows, const SideNames& names, int stored, const RangeWords& words,
+                           const SideDependences& depends) {
   constexpr auto kUi4 = VariantType::kUi4;
   constexpr auto kUi1 = VariantType::kUi1;
-  constexpr auto kR4 = VariantType::kR4;
-  return {{
-      {"input-function", {"Input function", "Fonction d'entrée"}, 0, kUi4, 0, 4, functions, 1},
-      {"input-connection",
-       {"Input connection", "Raccordement d'entrée"},
-       0,
-       kUi4,
-       4,
-       3,
-       connections,
-       0,
-       false,
-       &input.connection},
-      {"input-sensor", {"Input sensor", "Capteur d'entrée"}, 0, kUi4, 7, 5, sensors, 0, false, &input.sensor},
-      {"input-cold-junction",
-       {"Input cold junction", "Jonction de référence d'entrée"},
-       1,
-       kUi1,
-       0,
-       8,
-       kColdJunctionWords,
-       0,
-       false,
-       &input.cold_junction},
-      {"input-cold-junction-temperature",
-       {"Input cold-junction temperature", "Température de jonction d'entrée"},
-       2,
-       kR4},
-      {"output-function", {"Output function", "Fonction de sortie"}, 3, kUi4, 0, 4, functions, 1},
-      {"output-connection",
-       {"Output connection", "Raccordement de sortie"},
-       3,
-       kUi4,
-       4,
-       3,
-       connections,
-       0,
-       false,
-       &output.connection},
-      {"output-sensor", {"Output sensor", "Capteur de sortie"}, 3, kUi4, 7, 5, sensors, 0, false, &output.sensor},
-      {"output-cold-junction",
-       {"Output cold junction", "Jonction de référence de sortie"},
-       4,
-       kUi1,
-       0,
-       8,
-       kColdJunctionWords,
-       0,
-       false,
-       &output.cold_junction},
-      {"output-cold-junction-temperature",
-       {"Output cold-junction temperature", "Température de jonction de sortie"},
-       5,
-       kR4},
-      {"temperature-unit", {"Temperature unit", "Unité de température"}, 6, kUi1, 0, 8, kUnitWords},
-  }};
+  rows[0] = {"", {}, stored, kUi4, 0, 4, words.functions, 1};
+  rows[1] = {"", {}, stored, kUi4, 4, 3, words.connections, 0, false, &depends.connection};
+  rows[2] = {"", {}, stored, kUi4, 7, 5, words.sensors, 0, false, &depends.sensor};
+  rows[3] = {"", {}, stored + 1, kUi1, 0, 8, kColdJunctionWords, 0, false, &depends.cold_junction};
+  rows[4] = {"", {}, stored + 2, VariantType::kR4};
+  for (std::size_t i = 0; i < names.size(); ++i) std::tie(rows[i].key, rows[i].label) = names[i];
+}
+
+// The configuration record: the same fields in every model, with the model's words.
+constexpr std::array<SettingRow, kSettingCount> RangeSettings(const RangeWords& words, const SideDependences& input,
+                                                              const SideDependences& output) {
+  std::array<SettingRow, kSettingCount> rows{};
+  PutSideRows(&rows[kInputFunction], kInputNames, 0, words, input);
+  PutSideRows(&rows[kOutputFunction], kOutputNames, 3, words, output);
+  rows[kTemperatureUnit] = {
+      "temperature-unit", {"Temperature unit", "Unité de température"}, 6, VariantType::kUi1, 0, 8, kUnitWords};
+  return rows;
 }
 
 inline constexpr ChannelId kInChannel = 0;

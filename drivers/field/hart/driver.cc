@@ -11,21 +11,16 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kLongestReply + 1};
 
-// No line feeds behind replies, no echo of commands, no temperatures unasked.
-constexpr std::array kHandshake = {"lf=of", "du=h", "sa=0"};
-
 constexpr std::array kQueries = {"t", "s"};  // by channel
 
 }  // namespace
 
 HartDriver::HartDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
 
-// What the unit says to the handshake while it still echoes is thrown away.
+// No line feeds behind replies, no echo of commands, no temperatures unasked. What the unit says while it still echoes
+// is thrown away.
 Expected<bool> HartDriver::StartSession(Conversation& talk) {
-  HRESULT result = S_OK;
-  for (const char* command : kHandshake) {
-    if (Succeeded(result)) result = talk.Send(command);
-  }
+  const HRESULT result = talk.SendEach({"lf=of", "du=h", "sa=0"});
   talk.DiscardInput();
   return Started(result);
 }

@@ -1,9 +1,8 @@
 #include "drivers/field/hart/protocol.h"
 
-#include <algorithm>
-
 #include "base/numbers.h"
 #include "base/reply_field.h"
+#include "base/rows.h"
 #include "base/text.h"
 #include "drivers/field/hart/tables.h"
 
@@ -25,9 +24,8 @@ bool Contains(std::string_view reply, std::string_view number) {
 
 const char* UnitOf(std::string_view told) {
   if (told.empty()) return kCelsiusText;
-  const auto row =
-      std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& r) { return EqualIgnoringCase(r.word, told); });
-  return row == kUnits.end() ? "" : row->text;
+  const UnitRow* row = RowWith(kUnits, &UnitRow::word, AsciiUpper(told));
+  return row ? row->text : "";
 }
 
 }  // namespace

@@ -123,8 +123,7 @@ HRESULT Adt760Driver::WriteChannel(ChannelId id, float value) {
     // Venting is never ended from here, deliberately: a zero clears the error queue and that is all.
     if (command->empty()) return talk.Send(kClearErrors);
     return talk.Whole([&] {
-      HRESULT result = talk.Send(kClearErrors);
-      if (Succeeded(result)) result = talk.Send(*command);
+      const HRESULT result = talk.SendEach({kClearErrors, *command});
       return Failed(result) ? result : ReadErrorQueue(talk);
     });
   });

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <span>
 
 #include "base/numbers.h"
 #include "base/reply_field.h"
+#include "base/rows.h"
 #include "base/text.h"
 
 namespace ulix::adt761 {
@@ -26,12 +26,6 @@ bool NamesAnother(std::string_view word, std::string_view name) {
   return asks(kMeasuredItemQuery) || asks(kSourcedItemQuery) ||
          std::any_of(kReadings.begin(), kReadings.end(), [&](const Channel& channel) { return asks(channel.query); }) ||
          std::any_of(kItems.begin(), kItems.end(), [&](const Item& item) { return asks(item.pressure_query); });
-}
-
-template <typename Row>
-const Row* FindWord(std::span<const Row> rows, std::string_view word) {
-  const auto found = std::find_if(rows.begin(), rows.end(), [&](const Row& row) { return row.word == word; });
-  return found == rows.end() ? nullptr : &*found;
 }
 
 // Whether an answer is one frame: nothing before it, and no other one behind it, whose fields would pass for its own.
@@ -56,16 +50,16 @@ bool SaysNothing(std::string_view answer) {
 }
 
 const Item& FindItem(std::string_view word) {
-  const Item* item = FindWord<Item>(kItems, word);
+  const Item* item = RowWith(kItems, &Item::word, word);
   return item ? *item : kOtherItem;
 }
 
 // A maker's word for a column of mercury or water has more in it than the unit ("MMHG", "INH2O4"). Inches come first,
 // since each of their words ends in the other.
 const Unit& FindUnit(std::string_view word) {
-  if (const Unit* unit = FindWord<Unit>(kUnits, word)) return *unit;
-  for (const char* column : {"INHG", "HG", "INH2O", "H2O"}) {
-    if (word.find(column) != std::string_view::npos) return *FindWord<Unit>(kUnits, column);
+  if (const Unit* unit = RowWith(kUnits, &Unit::word, word)) return *unit;
+  for (const std::string_view column : {"INHG", "HG", "INH2O", "H2O"}) {
+    if (word.find(column) != std::string_view::npos) return *RowWith(kUnits, &Unit::word, column);
   }
   return kNoUnit;
 }
@@ -106,10 +100,7 @@ Expected<Measurement> ParseReading(std::string_view answer, std::string_view que
   return Measurement{*value, unit.quantity == channel.quantity ? &unit : &kNoUnit};
 }
 
-const Write* FindWrite(ChannelId channel) {
-  const auto found = std::find_if(kWrites.begin(), kWrites.end(), [&](const Write& w) { return w.channel == channel; });
-  return found == kWrites.end() ? nullptr : &*found;
-}
+const Write* FindWrite(ChannelId channel) { return RowWith(kWrites, &Write::channel, channel); }
 
 Expected<std::string> WriteCommand(const Write& write, float value) {
   if (!std::isfinite(value)) return Failure(adt761CtlErrOutOfRange);

@@ -6,6 +6,7 @@
 
 #include "base/numbers.h"
 #include "base/reply_field.h"
+#include "base/rows.h"
 #include "base/text.h"
 #include "drivers/others/flukehydra/tables.h"
 
@@ -23,11 +24,7 @@ constexpr std::uint32_t kMaxHours = 99;
 constexpr std::uint32_t kMaxMinutes = 59;
 constexpr std::uint32_t kMaxSeconds = 59;
 
-const FunctionRow* ScaledFunction(std::uint32_t code) {
-  const auto row = std::find_if(kScaledFunctions.begin(), kScaledFunctions.end(),
-                                [&](const FunctionRow& candidate) { return candidate.code == code; });
-  return row == kScaledFunctions.end() ? nullptr : &*row;
-}
+const FunctionRow* ScaledFunction(std::uint32_t code) { return RowWith(kScaledFunctions, &FunctionRow::code, code); }
 
 const RangeRow* RangeOf(const ChannelConfig& config) {
   const FunctionRow* function = ScaledFunction(config.function);

@@ -16,11 +16,7 @@ constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_att
 
 // One answer, without line ends and blanks around it; one of nothing else is none.
 Expected<std::string> Ask(Conversation& talk, std::string_view query) {
-  return talk.Query(query, kLine.usual(), [](const std::string& line) -> Expected<std::string> {
-    const std::string_view answer = Trimmed(line);
-    if (answer.empty()) return Failure(serialCommErrUnableToReadComm);
-    return std::string(answer);
-  });
+  return talk.QueryText(query, kLine.usual(), Trimmed);
 }
 
 // Unless the instrument says that it refuses, the answer may be another command's.

@@ -7,6 +7,7 @@
 
 #include "base/numbers.h"
 #include "base/reply_field.h"
+#include "base/rows.h"
 #include "base/text.h"
 
 namespace ulix::jofrartcptc {
@@ -30,9 +31,8 @@ struct UnitRow {
 constexpr std::array kUnits = {UnitRow{"CEL", 0, 1}, UnitRow{"FAR", 32, 1.8}, UnitRow{"KEL", kZeroCelsius, 1}};
 
 std::optional<double> Celsius(double value, std::string_view unit) {
-  const auto row = std::find_if(kUnits.begin(), kUnits.end(), [&](const UnitRow& r) { return r.word == unit; });
-  if (row == kUnits.end()) return std::nullopt;
-  return (value - row->zero) / row->per_celsius;
+  const UnitRow* row = RowWith(kUnits, &UnitRow::word, unit);
+  return row ? std::optional((value - row->zero) / row->per_celsius) : std::nullopt;
 }
 
 // The fields of an RTC's answer to `query`, without its brackets; none when it is not one whole answer to that query.
