@@ -241,8 +241,9 @@ class Instrument {
   // Sets the object that receives the set points, for a model that can forward them (drivers/set_point_forwarding.h).
   // An empty one removes the object. E_NOTIMPL for any other model.
   HRESULT SetSetPointObject(SetPointObject object);
-  // Sends a query as the user typed it and gives its reply as it came. Without `reply` it sends a command. Needs the
-  // connection; E_NOTIMPL for an instrument that does not use text lines.
+  // Sends a query as the user typed it and gives its reply. Without `reply` it sends a command. Messages of a Modbus
+  // instrument are bytes in hexadecimal, the function first: "03 0000 0002". Needs the connection; E_INVALIDARG for a
+  // text that is no message.
   HRESULT RawQuery(std::string_view text, std::string* reply);
   // Why the last Connect could not open the link.
   platform::OpenFailure LinkFailure() const;

@@ -43,18 +43,11 @@ Expected<std::string> Driver::AskText(std::string_view query, const ReplyPlan& p
 }
 
 Expected<std::string> Driver::RawQuery(std::string_view query) {
-  constexpr ReplyPlan kPlan = {.size = 4096};
-  if (card_.link == LinkKind::kModbus) return Failure(E_NOTIMPL);
-  return Exchange([&](Conversation& talk) {
-    auto reply = talk.QueryText(query, kPlan);
-    talk.MarkOutOfSync();
-    return reply;
-  });
+  return Exchange([&](Conversation& talk) { return talk.QueryTyped(query); });
 }
 
 HRESULT Driver::RawCommand(std::string_view command) {
-  if (card_.link == LinkKind::kModbus) return E_NOTIMPL;
-  return Exchange([&](Conversation& talk) { return talk.Send(command); });
+  return Exchange([&](Conversation& talk) { return talk.SendTyped(command); });
 }
 
 }  // namespace ulix

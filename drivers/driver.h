@@ -101,8 +101,8 @@ class Driver : protected SessionPeer {
   virtual Reading ReadChannel(ChannelId) { return {.code = E_INVALIDARG}; }
   virtual HRESULT WriteChannel(ChannelId, float) { return E_INVALIDARG; }
 
-  // A query as a person typed it, and the reply as it comes. Nothing is known of that reply: the line is out of sync
-  // afterwards. E_NOTIMPL where the instrument is not talked to in lines.
+  // A query as a person typed it, and the reply as it is shown to one: text as it is, Modbus messages in hexadecimal.
+  // E_INVALIDARG for a text that is no message.
   Expected<std::string> RawQuery(std::string_view query);
   // The same of a command that has no reply.
   HRESULT RawCommand(std::string_view command);

@@ -2,6 +2,9 @@
 
 #include <array>
 
+#include "base/guid.h"
+#include "base/text.h"
+
 namespace ulix::modbus {
 namespace {
 
@@ -75,6 +78,59 @@ bool Confirms(std::string_view reply, std::string_view request) {
   return reply.size() == kConfirmation && reply == request.substr(0, kConfirmation);
 }
 
+ReplyForm FormOfReply(std::uint8_t function) {
+  switch (function) {
+    case kReadCoils:
+    case kReadInputs:
+    case kReadHolding:
+    case kReadInputRegisters:
+    case kReadAndWrite:
+      return ReplyForm::kCounted;
+    case kWriteCoil:
+    case kWriteSingle:
+    case kWriteCoils:
+    case Function::kWriteMultiple:
+      return ReplyForm::kEcho;
+    default:
+      return ReplyForm::kUnknown;
+  }
+}
+
+std::uint8_t CountOfReply(std::string_view request) {
+  const unsigned items = WordAt(request, 3);
+  const bool bits = ByteAt(request, 0) <= kReadInputs;
+  return static_cast<std::uint8_t>(bits ? (items + 7) / 8 : 2 * items);
+}
+
+std::optional<std::string> RequestIn(std::string_view typed) {
+  std::string request;
+  for (const std::string_view word : SplitWords(typed, kBlanks)) {
+    if (word.size() % 2 != 0) return std::nullopt;
+    for (std::size_t at = 0; at < word.size(); at += 2) {
+      const unsigned high = HexDigit(word[at]);
+      const unsigned low = HexDigit(word[at + 1]);
+      if (high > 15 || low > 15) return std::nullopt;
+      request += static_cast<char>(high << 4U | low);
+    }
+  }
+  if (request.empty() || request.size() > kLongestPdu) return std::nullopt;
+  const std::uint8_t function = ByteAt(request, 0);
+  if (function == 0 || (function & kExceptionFlag) != 0) return std::nullopt;
+  return request;
+}
+
+std::string HexText(std::string_view message) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const char c : message) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    if (!text.empty()) text += ' ';
+    text += kDigits[byte >> 4U];
+    text += kDigits[byte & 15U];
+  }
+  return text;
+}
+
 std::uint16_t Crc16(std::string_view bytes) {
   unsigned crc = 0xFFFF;
   for (const char byte : bytes) crc = crc >> 8U ^ kCrcTable[(crc ^ static_cast<unsigned char>(byte)) & 0xFFU];
@@ -93,8 +149,9 @@ std::string SerialFrame(std::uint8_t slave, std::string_view pdu) {
 std::size_t SerialReplyLength(std::string_view start) {
   const std::uint8_t function = ByteAt(start, 1);
   if ((function & kExceptionFlag) != 0) return 3 + kCheckSize;
-  if (function == kReadHolding) return 3 + std::size_t{ByteAt(start, 2)} + kCheckSize;
-  return function == kWriteSingle || function == Function::kWriteMultiple ? 6 + kCheckSize : 0;
+  const ReplyForm form = FormOfReply(function);
+  if (form == ReplyForm::kCounted) return 3 + std::size_t{ByteAt(start, 2)} + kCheckSize;
+  return form == ReplyForm::kEcho ? 6 + kCheckSize : 0;
 }
 
 std::string NetworkFrame(std::uint16_t transaction, std::uint8_t slave, std::string_view pdu) {

@@ -88,6 +88,12 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kTakesText, {"A text; - makes it empty.", "Un texte ; - le vide."}},
     {TextId::kTakesLibraryText,
      {"Only characters of Windows-1252 are taken.", "Seuls les caractères de Windows-1252 sont acceptés."}},
+    {TextId::kTakesModbusRequest,
+     {"'%' is no Modbus request; takes bytes in hexadecimal, the function first, such as 03 0000 0002, and on a serial "
+      "line one of the functions 1 to 6, 15, 16 and 23",
+      "'%' n'est pas une requête Modbus ; attend des octets en hexadécimal, la fonction d'abord, tels que 03 0000 "
+      "0002, "
+      "et sur une ligne série une des fonctions 1 à 6, 15, 16 et 23"}},
     {TextId::kTakesCheckBox, {"y for yes, n for no.", "o pour oui, n pour non."}},
     {TextId::kTakesYesOrNo, {"y/n", "o/n"}},
     {TextId::kWhatChanges, {"What changes:", "Ce qui change :"}},

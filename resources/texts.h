@@ -81,6 +81,7 @@ enum class TextId : std::uint16_t {
   kTakesNumber,
   kTakesText,
   kTakesLibraryText,
+  kTakesModbusRequest,
   kTakesCheckBox,
   kTakesYesOrNo,
   kWhatChanges,

@@ -79,6 +79,11 @@ class Framer {
   virtual bool Refuses(ReplyKind /*came*/, ReplyKind /*kind*/) const { return false; }
   // Sync queries of a framer with forms, in the order in which they are tried.
   virtual std::vector<SyncCandidate> SyncQueries() const { return {}; }
+
+  // The message that a person typed; none for a text that is no message. Texts are messages as they are.
+  virtual std::optional<std::string> MessageOf(std::string_view typed) const { return std::string(typed); }
+  // A reply as it is shown to a person. Texts are shown as they are, up to their first zero byte.
+  virtual std::string TextOf(std::string_view reply) const { return std::string(reply.substr(0, reply.find('\0'))); }
 };
 
 }  // namespace ulix

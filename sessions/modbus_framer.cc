@@ -86,27 +86,35 @@ bool RtuFramer::DiscardWithin(Milliseconds time) {
 
 std::optional<ReplyKind> RtuFramer::KindOfQuery(std::string_view request) const {
   const auto function = static_cast<std::uint8_t>(request[0]);
-  const bool reads = function == modbus::kReadHolding;
-  return KindOf(function, reads ? modbus::WordAt(request, 3) : modbus::Crc16(request.substr(0, kEchoed)));
+  const bool counted = modbus::FormOfReply(function) == modbus::ReplyForm::kCounted;
+  return KindOf(function, counted ? modbus::CountOfReply(request) : modbus::Crc16(request.substr(0, kEchoed)));
 }
 
 std::optional<ReplyKind> RtuFramer::KindOfReply(std::string_view reply) const {
   const auto function = static_cast<std::uint8_t>(reply[0]);
   if ((function & modbus::kExceptionFlag) != 0) return KindOf(function, 0);
-  const bool reads = function == modbus::kReadHolding;
-  return KindOf(function, reads ? static_cast<std::uint8_t>(reply[1]) / 2U : modbus::Crc16(reply.substr(0, kEchoed)));
+  const bool counted = modbus::FormOfReply(function) == modbus::ReplyForm::kCounted;
+  return KindOf(function, counted ? static_cast<std::uint8_t>(reply[1]) : modbus::Crc16(reply.substr(0, kEchoed)));
 }
 
 bool RtuFramer::Refuses(ReplyKind came, ReplyKind kind) const {
   return FunctionOf(came) == (FunctionOf(kind) | modbus::kExceptionFlag);
 }
 
+// A reply of another form has no end that could be told.
+std::optional<std::string> RtuFramer::MessageOf(std::string_view typed) const {
+  auto request = modbus::RequestIn(typed);
+  const bool formed = request && request->size() >= modbus::kShortestFormed &&
+                      modbus::FormOfReply(static_cast<std::uint8_t>(request->front())) != modbus::ReplyForm::kUnknown;
+  return formed ? std::move(request) : std::nullopt;
+}
+
 std::vector<SyncCandidate> RtuFramer::SyncQueries() const {
   std::vector<SyncCandidate> queries;
   queries.reserve(std::size(kSyncCounts));
   for (const std::size_t count : kSyncCounts) {
-    queries.push_back(
-        {modbus::ReadRequest(sync_register_, count), KindOf(modbus::kReadHolding, static_cast<std::uint32_t>(count))});
+    const std::string request = modbus::ReadRequest(sync_register_, count);
+    queries.push_back({request, *KindOfQuery(request)});
   }
   return queries;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 
+#include "links/modbus_frames.h"
 #include "links/modbus_link.h"
 #include "sessions/framer.h"
 
@@ -28,6 +29,8 @@ class RtuFramer final : public Framer {
   std::optional<ReplyKind> KindOfReply(std::string_view reply) const override;
   bool Refuses(ReplyKind came, ReplyKind kind) const override;
   std::vector<SyncCandidate> SyncQueries() const override;
+  // Requests of functions whose reply has a known form.
+  std::optional<std::string> MessageOf(std::string_view typed) const override;
 
  private:
   Reply ReceiveFrame(Milliseconds timeout);
@@ -56,6 +59,7 @@ class ModbusTcpFramer final : public Framer {
   LinkOutcome Discard() override;
   bool DiscardWithin(Milliseconds) override { return false; }
   bool NamesItsQuery() const override { return true; }
+  std::optional<std::string> MessageOf(std::string_view typed) const override { return modbus::RequestIn(typed); }
 
  private:
   TcpLink& link_;
@@ -86,6 +90,8 @@ class ModbusFramer final : public Framer {
   std::optional<ReplyKind> KindOfReply(std::string_view reply) const override { return current().KindOfReply(reply); }
   bool Refuses(ReplyKind came, ReplyKind kind) const override { return current().Refuses(came, kind); }
   std::vector<SyncCandidate> SyncQueries() const override { return current().SyncQueries(); }
+  std::optional<std::string> MessageOf(std::string_view typed) const override { return current().MessageOf(typed); }
+  std::string TextOf(std::string_view reply) const override { return modbus::HexText(reply); }
 
  private:
   Framer& current() {

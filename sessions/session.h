@@ -202,6 +202,12 @@ class Conversation {
   template <typename Parse>
   auto Query(std::string_view query, const ReplyPlan& plan, Parse&& parse, HRESULT unreadable = S_OK)
       -> std::invoke_result_t<Parse, std::string>;
+  // The same for a query that a person typed, with the reply as it is shown to one (Framer::MessageOf, TextOf).
+  // E_INVALIDARG for a text that is no message. Where replies are lines, nothing is known of this one, and the line is
+  // out of sync afterwards.
+  Expected<std::string> QueryTyped(std::string_view typed);
+  // Sends a typed command and reads no reply. E_INVALIDARG as above.
+  HRESULT SendTyped(std::string_view typed);
   // A further line of the reply. The link's code for an unread reply when none comes, or an empty one.
   Expected<std::string> ReadReply(const ReplyPlan& plan) { return session_.ReadReply(plan); }
   // Throws away what has come.

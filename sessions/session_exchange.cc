@@ -9,6 +9,7 @@ namespace {
 // Within this the lines begin that belong to the reply before them.
 constexpr std::uint32_t kTrailingMs = 1000;
 constexpr int kMaxTrailingLine = 4096;
+constexpr int kMaxTypedReply = 4096;
 
 }  // namespace
 
@@ -30,6 +31,25 @@ Expected<std::string> Conversation::QueryText(std::string_view query, const Repl
     const std::string_view text = part(reply);
     return text.empty() ? Failure(Unread()) : Expected<std::string>(text);
   });
+}
+
+Expected<std::string> Conversation::QueryTyped(std::string_view typed) {
+  const Framer& framer = *session_.framer_;
+  const auto message = framer.MessageOf(typed);
+  if (!message) return Failure(E_INVALIDARG);
+  auto reply = Query(*message, {.size = kMaxTypedReply});
+  if (!framer.HasForms()) MarkOutOfSync();
+  if (reply) reply = framer.TextOf(*reply);
+  return reply;
+}
+
+// Where every message has a reply, that one is still to come.
+HRESULT Conversation::SendTyped(std::string_view typed) {
+  const auto message = session_.framer_->MessageOf(typed);
+  if (!message) return E_INVALIDARG;
+  const HRESULT result = Send(*message);
+  if (const auto kind = session_.framer_->KindOfQuery(*message)) session_.MarkOutOfSync(*kind);
+  return result;
 }
 
 bool Session::IsSyncReply(std::string_view reply) const { return peer_.IsSyncReply(reply.substr(0, reply.find('\0'))); }

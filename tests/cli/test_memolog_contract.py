@@ -77,6 +77,18 @@ class MemologTest(contract.ContractTest):
         other = self.logger(identity="ULIX,MEMOLOG30,77,V1")
         self.fail_with(CODES["not"], "identify", "memolog", *other.where)
 
+    def test_typed_request_has_its_reply_in_hexadecimal(self):
+        for logger in self.loggers():
+            logger.lock_register = 0x1234
+            read, refused = (self.succeed("query", "memolog", typed, *logger.where) for typed in ("03 2720 0001", "0300050001"))
+            self.assertEqual((read, refused), ("03 02 12 34\n", "83 02\n"))
+            self.succeed("query", "memolog", "06 2720 0000", "--no-reply", *logger.where)
+            logger.wait_for((WRITE_ONE, LOCK, 0))
+            logger.requests.clear()
+            status, out, err = self.ulix("query", "memolog", "*IDN?", *logger.where)
+            self.assertEqual((status, out, logger.requests), (2, "", IDN))
+            self.assertRegex(err, r"^ulix: TEXT: '\*IDN\?' is no Modbus request; takes bytes in hexadecimal, .*\n$")
+
     def test_program_there_and_back(self):
         for logger in self.loggers():
             logger.silent_init = logger.serial

@@ -29,9 +29,7 @@ std::string Ask(Session& session, const std::string& typed, bool no_reply) {
   if (!text) throw UsageError("TEXT", Shown(TextId::kTakesLibraryText));
   std::string reply;
   const HRESULT result = session.instrument().RawQuery(*text, no_reply ? nullptr : &reply);
-  if (result == E_NOTIMPL) {
-    throw UsageError("MODEL", std::string(session.instrument().card().model_id) + " is not talked to in lines of text");
-  }
+  if (result == E_INVALIDARG) throw UsageError("TEXT", Shown(TextId::kTakesModbusRequest, {typed}));
   session.Check(result);
   return VisibleBytes(reply);
 }
@@ -50,6 +48,8 @@ void PrintAnswer(Session& session, const std::string& line) {
   try {
     const std::string reply = Ask(session, no_reply ? line.substr(1) : line, no_reply);
     if (!no_reply) PrintLine(reply);
+  } catch (const UsageError& error) {
+    std::cerr << error.what() << std::endl;
   } catch (const OperationFailed& failure) {
     std::cerr << failure.what() << std::endl;
   }
@@ -76,7 +76,11 @@ int Console(const ConnectionOptions& connection) {
 Action DefineQuery(CLI::App& verb) {
   const auto options = std::make_shared<QueryOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("TEXT", options->text, "What to send, without the end of the line")->required()->type_name("");
+  verb.add_option("TEXT", options->text,
+                  "What to send, without the end of the line; to a Modbus instrument a request in "
+                  "hexadecimal, such as \"03 0000 0002\"")
+      ->required()
+      ->type_name("");
   verb.add_flag("--no-reply", options->no_reply, "A command that the instrument does not answer");
   AddConnection(verb, options->connection);
   verb.footer("The line is brought in sync again before the next value is read.");

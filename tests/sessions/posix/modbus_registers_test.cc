@@ -439,6 +439,42 @@ TEST_F(ModbusLineTest, DamagedOrForeignReply_IsUnableToRead) {
   EXPECT_EQ(CodeOf(master->ReadOne(5)), memologCtlErrMbusAddr);
 }
 
+TEST_F(ModbusLineTest, TypedRequest_HasItsOwnReplyAlsoBehindALostOne) {
+  const auto ask = [&](std::string_view typed) {
+    return master->session().Exchange([&](Conversation& talk) { return talk.QueryTyped(typed); });
+  };
+  Measure(0x1234);
+  EXPECT_EQ(ask("03 0005 0001").value_or(""), "03 02 12 34");
+  EXPECT_EQ(master->session().state(), SessionState::kOpen);
+  bench->SetFaults({{FaultKind::kDelay, 1500}});
+  EXPECT_EQ(CodeOf(ask("03 0005 0001")), serialCommErrUnableToReadComm);
+  bench->SetFaults({});
+  Measure(0x5678);
+  EXPECT_EQ(ask("03 0005 0001").value_or(""), "03 02 56 78");
+  ReplyWith(modbus::SerialFrame(1, "\x84\x02"));
+  EXPECT_EQ(ask("04 0005 0001").value_or(""), "84 02");
+}
+
+TEST_F(ModbusLineTest, TypedTextThatCannotBeSent_IsInvalidAndSendsNothing) {
+  for (const char* typed : {"", "*IDN?", "03 0005", "2B 0E 01 00 00"}) {
+    const auto query = [&](Conversation& talk) { return CodeOf(talk.QueryTyped(typed)); };
+    EXPECT_EQ(master->session().Exchange(query), E_INVALIDARG) << typed;
+    const auto command = [&](Conversation& talk) { return talk.SendTyped(typed); };
+    EXPECT_EQ(master->session().Exchange(command), E_INVALIDARG) << typed;
+  }
+  EXPECT_EQ(bench->WithSimulator([&](Simulator&) { return slave->requests; }), 0);
+}
+
+// Nobody reads the reply to a typed command. It is not taken for the next request's.
+TEST_F(ModbusLineTest, ReplyToATypedCommand_IsNoLaterRequests) {
+  Measure(1);
+  const auto command = [](Conversation& talk) { return talk.SendTyped("03 0005 0001"); };
+  EXPECT_EQ(master->session().Exchange(command), S_OK);
+  EXPECT_EQ(master->session().state(), SessionState::kOutOfSync);
+  Measure(2);
+  EXPECT_EQ(master->ReadOne(5).value_or(0), 2);
+}
+
 TEST_F(ModbusLineTest, LineThatIsNeverQuiet_FailsInTime) {
   bench->SetFaults({{FaultKind::kDrip, 100}});
   ReplyWith(std::string(2000, 'x'));
