@@ -23,7 +23,8 @@ int TerminalHeight();
 // Whether standard input is a terminal, so that somebody is there to be asked.
 bool InputIsTerminal();
 
-// The next line typed there, in UTF-8 without its end; none when there are no more, and once `stop` is set.
+// Waits for the next line of standard input, typed or from a pipe, and returns it in UTF-8, without its end. None at
+// the end of the input, and once `stop` is set.
 std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop);
 
 }  // namespace ulix::platform

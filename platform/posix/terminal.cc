@@ -5,7 +5,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <string_view>
 
@@ -52,14 +51,12 @@ std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
   while (!stop) {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     if (poll(&input, 1, kGlanceMs) <= 0) continue;
-    // A terminal hands out one line at most.
-    std::array<char, 512> piece{};
-    const ssize_t length = read(STDIN_FILENO, piece.data(), piece.size());
-    if (length <= 0) return std::nullopt;
-    line.append(piece.data(), static_cast<std::size_t>(length));
-    if (line.back() != '\n') continue;
-    line.pop_back();
-    return line;
+    // Byte by byte, since a pipe holds more than one line.
+    char byte = '\0';
+    const bool ended = read(STDIN_FILENO, &byte, 1) <= 0;
+    if (ended && line.empty()) return std::nullopt;
+    if (ended || byte == '\n') return line;
+    line += byte;
   }
   return std::nullopt;
 }

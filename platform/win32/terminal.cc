@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <array>
+#include <iostream>
 
 namespace ulix::platform {
 namespace {
@@ -59,6 +60,10 @@ bool InputIsTerminal() {
 
 // Ctrl-C ends a read that is under way with nothing read.
 std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
+  if (!InputIsTerminal()) {
+    std::string line;
+    return std::getline(std::cin, line) ? std::optional(line) : std::nullopt;
+  }
   constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl-Z
   std::wstring line;
   while (!stop && !line.ends_with(L'\n')) {

@@ -9,9 +9,11 @@ import pathlib
 import re
 import signal
 import socket
+import subprocess
 import time
 import unittest
 
+import contract
 from contract import UNDER_WINE, ContractTest, main
 from instruments import HART, ISOTECH, MICROK, SerialInstrument, kelvo10
 from serial_instrument import SILENCE, TEST_LIMIT, Reply
@@ -206,6 +208,15 @@ class RawTest(ContractTest):
         self.succeed("query", "kelvo10", "MEAS RUN", "--no-reply", *unit.where)
         unit.wire()
         self.assertEqual(len(unit.times("MEAS RUN")), 1)
+
+    def test_console_takes_one_text_a_line(self):
+        unit = self.plug_in(kelvo10())
+        typed = "CFG_IN?\n!MEAS RUN\n\u65e5\nCFG_OUT?"
+        done = subprocess.run([contract.ULIX, "console", "kelvo10", *unit.where], input=typed.encode(), env=self.env,
+                              capture_output=True, timeout=TEST_LIMIT)
+        self.assertEqual((done.returncode, done.stdout), (0, b"V50\nV50\n"))
+        self.assertIn(b"TEXT: ", done.stderr)
+        self.assertEqual([text for _, text in unit.commands if text not in ("*IDN?", "REM", "LOC")], ["CFG_IN?", "MEAS RUN", "CFG_OUT?"])
 
     def test_detect_finds_the_instrument_that_answers(self):
         unit = self.plug_in(kelvo10())

@@ -80,10 +80,7 @@ std::string Text(const LocalizedText& text, std::initializer_list<std::string> v
 
 std::optional<std::string> NextLine() {
   static const std::atomic<bool>& interrupted = CatchInterrupts();
-  if (platform::InputIsTerminal()) return platform::ReadTypedLine(interrupted);
-  std::string line;
-  if (!std::getline(std::cin, line)) return std::nullopt;
-  return line;
+  return platform::ReadTypedLine(interrupted);
 }
 
 // Checks an entry. Returns the reason of the refusal; empty when the entry is accepted.
