@@ -30,10 +30,10 @@ class Groups : public testing::Test {
     driver = made.get();
     driver->reading = [this](ChannelId) { return Read(); };
     instrument = std::make_unique<Instrument>(std::move(made), Instrument::Options{.clock = &on});
-    instrument->Connect();
+    EXPECT_EQ(instrument->Connect(), S_OK);
     instrument->events().Advise(sink);
-    instrument->CreateGroup(&group);
-    instrument->ConnectGroupChan(group, 0);
+    EXPECT_EQ(instrument->CreateGroup(&group), S_OK);
+    EXPECT_EQ(instrument->ConnectGroupChan(group, 0), S_OK);
   }
 
   Reading Read() {
@@ -78,10 +78,9 @@ class Groups : public testing::Test {
 
 TEST_F(Groups, Scan_FiresDataChangeThenMeasReady) {
   MakeInstrument(clock);
-  instrument->ConnectGroupChan(group, 1);
+  EXPECT_EQ(instrument->ConnectGroupChan(group, 1), S_OK);
   value = 12.5F;
   ASSERT_EQ(instrument->RunGroup(group), S_OK);
-  EXPECT_EQ(instrument->RunGroup(group), S_OK) << "a second call changes nothing";
   clock.Advance(1s);
   ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; }));
   const auto seen = sink->seen.Get();
@@ -92,14 +91,21 @@ TEST_F(Groups, Scan_FiresDataChangeThenMeasReady) {
   ChannelArrays records;
   EXPECT_EQ(instrument->GetChansVals(seen.data[0].ids, &records), S_OK);
   EXPECT_EQ(records.times, seen.data[0].times);
-  EXPECT_EQ(instrument->StopGroup(group), S_OK);
-  EXPECT_EQ(instrument->StopGroup(group), S_OK);
+}
+
+TEST_F(Groups, RunAndStop_DoNothingTheSecondTime) {
+  MakeInstrument(clock);
+  for (int time = 0; time < 2; ++time) EXPECT_EQ(instrument->RunGroup(group), S_OK);
+  clock.Advance(1s);
+  ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; })) << "one scan";
+  for (int time = 0; time < 2; ++time) EXPECT_EQ(instrument->StopGroup(group), S_OK);
+  EXPECT_EQ(sink->seen.Get().order.size(), 2U);
 }
 
 TEST_F(Groups, SteadyValue_IsReportedAgainAfterTheMaxReportInterval) {
   MakeInstrument(clock);
-  instrument->SetGroupSettings(group, {.dead_band_abs = 0.5F, .dead_time_max_s = 3});
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.dead_band_abs = 0.5F, .dead_time_max_s = 3}), S_OK);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   Tick();
   ASSERT_TRUE(sink->AwaitReports(1)) << "the first scan is always reported";
   int seconds = 0;
@@ -115,7 +121,7 @@ TEST_F(Groups, SteadyValue_IsReportedAgainAfterTheMaxReportInterval) {
 
 TEST_F(Groups, WarningInPlaceOfAValue_KeepsTheRecordsValueWithoutAnError) {
   MakeInstrument(clock);
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   struct Case {
     HRESULT code;
     float value;
@@ -144,14 +150,14 @@ TEST_F(Groups, WarningInPlaceOfAValue_KeepsTheRecordsValueWithoutAnError) {
 
 TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanContinues) {
   MakeInstrument(clock);
-  instrument->ConnectGroupChan(group, 1);
+  EXPECT_EQ(instrument->ConnectGroupChan(group, 1), S_OK);
   std::atomic<bool> memory_runs_out = true;
   driver->reading = [&](ChannelId id) -> Reading {
     if (id == 1) return {S_OK, 5.0F};
     if (memory_runs_out) throw std::bad_alloc();
     throw 1;
   };
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   clock.Advance(1s);
   ASSERT_TRUE(sink->AwaitReports(1));
   memory_runs_out = false;
@@ -168,11 +174,11 @@ TEST_F(Groups, ExceptionInAReading_IsThatChannelsErrorAndTheScanContinues) {
 
 TEST_F(Groups, SinkThatThrows_GetsTheReportOfTheNextScan) {
   MakeInstrument(clock);
-  instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000}), S_OK);
   sink->in_data_change = [this] {
     if (sink->reports() == 1) throw std::bad_alloc();
   };
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   Tick();
   ASSERT_TRUE(sink->AwaitReports(1));
   Tick();
@@ -187,9 +193,9 @@ class SetPointRecord : public Groups {
 
   void RunWithReadingInFlight() {
     MakeInstrument(clock);
-    instrument->RemoveGroupChan(group, 0);
-    instrument->ConnectGroupChan(group, kChannel);
-    instrument->RunGroup(group);
+    EXPECT_EQ(instrument->RemoveGroupChan(group, 0), S_OK);
+    EXPECT_EQ(instrument->ConnectGroupChan(group, kChannel), S_OK);
+    EXPECT_EQ(instrument->RunGroup(group), S_OK);
     value = 7.0F;
     Hold();
     Tick();
@@ -212,7 +218,7 @@ TEST_F(SetPointRecord, WriteRefused_KeepsTheReadingInFlight) {
   const ChannelArrays reported = sink->seen.Get().data[0];
   EXPECT_EQ(reported.values[0], 7.0F);
   ChannelArrays records;
-  instrument->GetChansVals(reported.ids, &records);
+  EXPECT_EQ(instrument->GetChansVals(reported.ids, &records), S_OK);
   EXPECT_EQ(records.values, reported.values);
   EXPECT_EQ(records.times, reported.times);
 }
@@ -237,9 +243,9 @@ TEST_F(SetPointRecord, DriverThrows_RestoresTheOldValue) {
 
 TEST_F(Groups, DeviceLostBetweenTicks_IsReportedAtTheNextTick) {
   MakeInstrument(clock);
-  instrument->SetGroupSettings(group, {.period_ms = 60'000});
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.period_ms = 60'000}), S_OK);
   driver->present = [] { return false; };
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   for (int second = 0; second < 59; ++second) {
     ASSERT_TRUE(clock.AwaitWaiters(1));
     clock.Advance(1s);
@@ -255,7 +261,7 @@ TEST_F(Groups, DeviceLostBetweenTicks_IsReportedAtTheNextTick) {
 
 TEST_F(Groups, TicksDuringAScan_AreMergedIntoOneScan) {
   MakeInstrument(clock);
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   Hold();
   Tick();
   for (int i = 0; i < 5; ++i) clock.Advance(1s);
@@ -268,8 +274,8 @@ TEST_F(Groups, TicksDuringAScan_AreMergedIntoOneScan) {
 
 TEST_F(Groups, ImmediateReadDuringAScan_ForcesTheNextReport) {
   MakeInstrument(clock);
-  instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000});
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.dead_band_abs = 100.0F, .dead_time_max_s = 1000}), S_OK);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   Hold();
   Tick();
   ASSERT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
@@ -277,7 +283,7 @@ TEST_F(Groups, ImmediateReadDuringAScan_ForcesTheNextReport) {
   Release();
   EXPECT_TRUE(sink->AwaitReports(2)) << "the scan in progress, then the forced one";
   Tick();
-  instrument->StopGroup(group);
+  EXPECT_EQ(instrument->StopGroup(group), S_OK);
   EXPECT_EQ(sink->reports(), 2U);
 }
 
@@ -293,7 +299,7 @@ TEST_F(Groups, ImmediateReadOfAStoppedGroup_ReturnsAfterOneScan) {
 
 TEST_F(Groups, ImmediateReadLongerThanThePeriod_KeepsTheValueWithoutAReport) {
   MakeInstrument(SystemClock());
-  instrument->SetGroupSettings(group, {.period_ms = 1});
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.period_ms = 1}), S_OK);
   Hold();
   std::thread opener([&] {
     AwaitReads(1);
@@ -305,7 +311,7 @@ TEST_F(Groups, ImmediateReadLongerThanThePeriod_KeepsTheValueWithoutAReport) {
   opener.join();
   EXPECT_EQ(sink->reports(), 0U);
   ChannelArrays records;
-  instrument->GetChansVals(std::vector<ChannelId>{0}, &records);
+  EXPECT_EQ(instrument->GetChansVals(std::vector<ChannelId>{0}, &records), S_OK);
   EXPECT_EQ(records.values[0], 1.0F);
 }
 
@@ -316,9 +322,9 @@ TEST_F(Groups, ThreadThatMissesItsStopDeadline_FiresNoEvent) {
     if (line == "InstrFake::GrpID1::Stop: Unable to kill Scan Thread\n") ++traced;
   });
   MakeInstrument(SystemClock());
-  instrument->SetGroupSettings(group, {.period_ms = 100});
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.period_ms = 100}), S_OK);
   Hold();
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   ASSERT_TRUE(AwaitReads(1));
   const auto start = steady_clock::now();
   instrument.reset();
@@ -334,13 +340,14 @@ TEST_F(Groups, ThreadThatMissesItsStopDeadline_FiresNoEvent) {
 // The group is stopped and run again while the host is still in MeasReady. The old thread must not disturb the new run.
 TEST_F(Groups, ThreadLeftBehindInMeasReady_NextRunStillReports) {
   MakeInstrument(SystemClock());
-  instrument->SetGroupSettings(group, {.period_ms = 1000, .dead_band_abs = 100.0F, .dead_time_max_s = 1000});
+  EXPECT_EQ(instrument->SetGroupSettings(group, {.period_ms = 1000, .dead_band_abs = 100.0F, .dead_time_max_s = 1000}),
+            S_OK);
   Watched<bool> host_returns{false};
   sink->in_meas_ready = [&] { host_returns.Await([](bool returns) { return returns; }); };
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   ASSERT_TRUE(sink->seen.Await([](const auto& seen) { return seen.order.size() == 2; }));
   EXPECT_EQ(instrument->StopGroup(group), S_OK);
-  instrument->RunGroup(group);
+  EXPECT_EQ(instrument->RunGroup(group), S_OK);
   host_returns.Update([](bool& returns) { returns = true; });
   EXPECT_TRUE(sink->AwaitReports(2)) << "the first scan of a run is always reported";
   instrument.reset();
@@ -367,9 +374,9 @@ TEST_F(Groups, CallsInsideAnEvent_ReturnInTime) {
       [&] { instrument->Disconnect(); },
       [&] { instrument.reset(); },
       [&] {
-        instrument->ImmediateReadGroups(std::vector{group});
-        instrument->StopGroup(group);
-        instrument->RunGroup(group);
+        EXPECT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);
+        EXPECT_EQ(instrument->StopGroup(group), S_OK);
+        EXPECT_EQ(instrument->RunGroup(group), S_OK);
       },
   };
   for (const auto& action : actions) {
@@ -380,9 +387,9 @@ TEST_F(Groups, CallsInsideAnEvent_ReturnInTime) {
       done = true;
     };
     MakeInstrument(SystemClock());
-    instrument->SetGroupSettings(group, {.period_ms = 100});
+    EXPECT_EQ(instrument->SetGroupSettings(group, {.period_ms = 100}), S_OK);
     const auto start = steady_clock::now();
-    instrument->RunGroup(group);
+    EXPECT_EQ(instrument->RunGroup(group), S_OK);
     while (!done && steady_clock::now() - start < kTestPatience) std::this_thread::yield();
     EXPECT_TRUE(done);
     EXPECT_LT(steady_clock::now() - start, 2s);

@@ -66,7 +66,7 @@ TEST(Instrument, Connected_UnknownIdsInArraysAreInvalid) {
   const Value one[] = {1.0};
   const std::uint32_t no_group[] = {9};
   ChannelArrays arrays;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   EXPECT_EQ(device.GetChansVals(unknown, &arrays), E_INVALIDARG);
   EXPECT_EQ(device.SetChansVals(unknown, one), E_INVALIDARG);
   EXPECT_EQ(device.ImmediateReadGroups(no_group), E_INVALIDARG);
@@ -75,7 +75,7 @@ TEST(Instrument, Connected_UnknownIdsInArraysAreInvalid) {
 TEST(Instrument, FailedCall_GivesItsErrorInfoOnce) {
   Rig rig;
   Instrument& device = *rig.instrument;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   EXPECT_EQ(device.SendCfg(), kambicCtlErrBadCmde);
   EXPECT_EQ(TakeErrorInfo().description, "Bad command");
   EXPECT_EQ(TakeErrorInfo().code, S_OK) << "the call took it";
@@ -86,7 +86,7 @@ TEST(Instrument, FailedCall_GivesItsErrorInfoOnce) {
 TEST(Instrument, ExceptionInADriver_BecomesACode) {
   Rig rig;
   Instrument& device = *rig.instrument;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   EXPECT_EQ(device.ReadCfg(), kambicErrExceptionCode);
   const ErrorInfo info = TakeErrorInfo();
   EXPECT_EQ(info.code, kambicErrExceptionCode);
@@ -106,7 +106,7 @@ TEST(Instrument, MemoryReadButNotCleared_IsDeliveredWithTheFailure) {
   Instrument& device = *rig.instrument;
   const auto errors = std::make_shared<ErrorSink>();
   device.events().Advise(errors);
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   FakeMemory& memory = rig.driver->memory_block;
   memory.stored.Add({.id = 0, .value = 1.0F});
   for (const HRESULT refused : {kambicCtlErrBadCmde, serialCommErrUnableToReadComm}) {
@@ -125,7 +125,7 @@ TEST(Instrument, MemoryReadButNotCleared_IsDeliveredWithTheFailure) {
 TEST(Instrument, NonFiniteValue_IsRefusedAndNothingIsSent) {
   Rig rig;
   Instrument& device = *rig.instrument;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   int sent = 0;
   rig.driver->writing = [&](ChannelId, float) {
     ++sent;
@@ -144,7 +144,7 @@ TEST(Instrument, NonFiniteValue_IsRefusedAndNothingIsSent) {
 TEST(Instrument, FiniteValue_IsSentToAnOutputOnly) {
   Rig rig;
   Instrument& device = *rig.instrument;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   int sent = 0;
   rig.driver->writing = [&](ChannelId, float) {
     ++sent;
@@ -159,14 +159,14 @@ TEST(Instrument, FiniteValue_IsSentToAnOutputOnly) {
 TEST(Instrument, WriteThatFails_KeepsTheOldRecord) {
   Rig rig;
   Instrument& device = *rig.instrument;
-  device.Connect();
+  EXPECT_EQ(device.Connect(), S_OK);
   rig.driver->writing = [](ChannelId, float) { return S_OK; };
   EXPECT_EQ(device.SetChanVal(2, 5.0), S_OK);
   rig.driver->writing = [](ChannelId, float) { return serialCommErrUnableToWriteComm; };
   EXPECT_EQ(device.SetChanVal(2, 6.0), serialCommErrUnableToWriteComm);
   const ChannelId ids[] = {2};
   ChannelArrays arrays;
-  device.GetChansVals(ids, &arrays);
+  EXPECT_EQ(device.GetChansVals(ids, &arrays), S_OK);
   EXPECT_EQ(arrays.values[0], 5.0F);
   EXPECT_GT(arrays.times[0], 46000.0) << "local time";
 }
@@ -180,7 +180,7 @@ TEST(Instrument, RemovedGroup_ItsIdIsNotUsedAgain) {
   EXPECT_EQ(device.RemoveGroup(2), E_INVALIDARG);
   EXPECT_EQ(rig.NewGroup(), 3U);
   std::vector<std::uint32_t> ids;
-  device.Groups(&ids);
+  EXPECT_EQ(device.Groups(&ids), S_OK);
   EXPECT_EQ(ids, (std::vector<std::uint32_t>{1, 3}));
 }
 
@@ -195,9 +195,9 @@ TEST(Instrument, Group_TakesKnownInputsOnly) {
   EXPECT_EQ(device.ConnectGroupChan(1, 2), E_INVALIDARG) << "an output";
   EXPECT_EQ(device.ConnectGroupChan(1, 3), E_INVALIDARG);
   EXPECT_EQ(device.ConnectGroupChan(2, 0), E_INVALIDARG);
-  device.InChans(1, &ids);
+  EXPECT_EQ(device.InChans(1, &ids), S_OK);
   EXPECT_EQ(ids, (std::vector<ChannelId>{1}));
-  device.OutChans(&ids);
+  EXPECT_EQ(device.OutChans(&ids), S_OK);
   EXPECT_EQ(ids, (std::vector<ChannelId>{1, 2}));
 }
 

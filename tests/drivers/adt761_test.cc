@@ -75,7 +75,7 @@ TEST_F(Adt761, Disconnect_UnlocksTheKeypad) {
 }
 
 TEST_F(Adt761, InstrumentOfAnotherType_IsNotAdt761) {
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   TakeSent();
   SetBench("type", "Additel 760");
   EXPECT_EQ(device->Connect(), adt761CtlErrNotAdt761);
@@ -83,7 +83,7 @@ TEST_F(Adt761, InstrumentOfAnotherType_IsNotAdt761) {
 }
 
 TEST_F(Adt761, TypeQueryRefused_StaysDisconnectedWithoutAnError) {
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   SetBench("refused", "OTYPE");
   EXPECT_EQ(device->Connect(), S_OK);
   EXPECT_FALSE(IsConnected());
@@ -91,13 +91,13 @@ TEST_F(Adt761, TypeQueryRefused_StaysDisconnectedWithoutAnError) {
 }
 
 TEST_F(Adt761, FramePrefixOfAnotherInstrument_IsUnableToRead) {
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   Set("frame-prefix", "2");
   EXPECT_EQ(device->Connect(), serialCommErrUnableToReadComm);
 }
 
 TEST_F(Adt761, PortOnly_ConnectsWithoutAQuery) {
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   TakeSent();
   Set("link-mode", "port-only");
   EXPECT_EQ(device->Connect(), S_OK);

@@ -66,7 +66,7 @@ class FlukeHydra : public LineBench {
 };
 
 TEST_F(FlukeHydra, ReadWithoutAValue_GivesItsCause) {
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   SetBench("function.1", "OFF");
   EXPECT_EQ(driver->ReadChannel(1).code, flukehydraCtlErrNoMeasAvailable);
   for (const auto& [key, value] : {std::pair{"channel.4.function", "VAC"}, {"channel.4.range", "6"}}) Set(key, value);
@@ -84,7 +84,7 @@ TEST_F(FlukeHydra, ReadCfg_TakesTheWholeConfiguration) {
   SetBench("temperature-config", "3");
   SetBench("function.0", "VDC,1");
   SetBench("function.20", "OFF");
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   TakeSent();
   ASSERT_EQ(device->ReadCfg(), S_OK);
   std::string expected;
@@ -99,7 +99,7 @@ TEST_F(FlukeHydra, ReadCfg_TakesTheWholeConfiguration) {
 }
 
 TEST_F(FlukeHydra, ReadCfgThatFails_ChangesNoSetting) {
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(device->ReadCfg(), S_OK);
   const auto record = device->settings().Snapshot();
   SetBench("function.0", "VDC,2");
@@ -123,7 +123,7 @@ TEST_F(FlukeHydra, PromptOfTheIdentification_IsNotTakenForThatOfACommand) {
 
 // The reply is a part of a line or belongs to another query. The value after it cannot be assigned to a channel.
 TEST_F(FlukeHydra, SenselessReply_NextReadResynchronises) {
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   for (const auto& [key, nonsense, sense] : {std::tuple{"prompt", "00E+0", "=>"}, {"last-text", "E+0", ""}}) {
     SetBench(key, nonsense);
     EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);
@@ -146,7 +146,7 @@ TEST_F(FlukeHydra, PartsOfALateReply_AreNotTakenForTheNext) {
       const Reading reading = driver->ReadChannel(0);
       EXPECT_EQ(reading.code, S_OK);
       EXPECT_EQ(reading.value, 1.5F);
-      device->Disconnect();
+      EXPECT_EQ(device->Disconnect(), S_OK);
     }
   }
   ASSERT_EQ(device->Connect(), S_OK);

@@ -77,7 +77,7 @@ TEST_F(Hart, SetPointReplyToAnotherProgram_IsNotTakenForTheTemperature) {
     EXPECT_EQ(reading.code, S_OK);
     EXPECT_EQ(reading.value, 20.25F);
     EXPECT_TRUE(TakeSent().starts_with("t\rs\r"));
-    device->Disconnect();
+    EXPECT_EQ(device->Disconnect(), S_OK);
   }
 }
 
@@ -107,7 +107,7 @@ TEST_F(Hart, AnyReplyHeadings_LateReplyIsNeverTakenForAValue) {
       }
       EXPECT_EQ(reading.code, S_OK) << "after ten read timeouts at the latest";
     }
-    device->Disconnect();
+    EXPECT_EQ(device->Disconnect(), S_OK);
     clock.SleepFor(Milliseconds(60'000));
   }
 }

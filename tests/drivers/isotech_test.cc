@@ -25,7 +25,7 @@ TEST_F(Isotech, AddressOutOfRange_IsSentAndKeptAsTheHighest) {
   EXPECT_EQ(device->SetChanVal(0, 20000.0), isotechCtlErrOutOfRange);
   EXPECT_EQ(address(), "4294967295") << "a refused set point builds no frame";
   EXPECT_FALSE(device->IsDirty());
-  device->SetChanVal(0, 1.0);
+  EXPECT_EQ(device->SetChanVal(0, 1.0), S_OK);
   EXPECT_EQ(TakeSent().substr(0, 6), "\0049999\002");
   EXPECT_EQ(address(), "99");
   EXPECT_TRUE(device->IsDirty());

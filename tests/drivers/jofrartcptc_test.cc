@@ -43,13 +43,16 @@ TEST(JofraProtocol, ReplyThatIsNotWholeOrNotOfTheQuery_HasNoValue) {
   }
 }
 
-TEST(JofraProtocol, SetPoint_IsFormattedAndConfirmed) {
+TEST(JofraProtocol, SetPoint_HasTwoDecimalsInTheUnitOfTheSeries) {
   EXPECT_EQ(SetPointCommand(kRtc, 50.126F).value(), "Settemperature 50.13");
   EXPECT_EQ(SetPointCommand(kRtc, -25.0F).value(), "Settemperature -25.00");
   EXPECT_EQ(SetPointCommand(kCtc, 50.0F).value(), "SETTEMP 323.15 KEL");
   for (const float bad : {-274.0F, INFINITY, NAN}) {
     EXPECT_EQ(CodeOf(SetPointCommand(kRtc, bad)), jofrartcptcCtlErrOutOfRange);
   }
+}
+
+TEST(JofraProtocol, SetPointAnswer_ConfirmsTheSameTenthOfADegreeOnly) {
   EXPECT_TRUE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00>", 50.0F));
   EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00", 50.0F)) << "the closing bracket is missing";
   EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 20.00>", 50.0F));
@@ -88,7 +91,7 @@ TEST_F(Jofra, BothSeries_ReportMissingSensorsAndUnreachedSetPoints) {
     TakeSent();
     EXPECT_EQ(device->SetChanVal(2, -300.0F), jofrartcptcCtlErrOutOfRange);
     EXPECT_EQ(TakeSent(), "");
-    device->Disconnect();
+    EXPECT_EQ(device->Disconnect(), S_OK);
   }
 }
 

@@ -60,7 +60,7 @@ class Kambic : public LineBench {
 };
 
 TEST_F(Kambic, NumberCutByTheBuffer_IsBadResp) {
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   // The reply is longer than the buffer. First the number is cut by the end of the buffer, then it stands before it.
   SetBench("reading-text", std::string(143, 'x') + " T=25.012");
   EXPECT_EQ(driver->ReadChannel(0).code, kambicCtlErrBadResp);

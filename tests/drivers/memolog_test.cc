@@ -152,7 +152,7 @@ TEST_F(MemologTest, EachMemolog_GivesItsIdentityAndVersion) {
     EXPECT_EQ(text, identity);
     EXPECT_EQ(device->GetDevVersion(&text), S_OK);
     EXPECT_EQ(text, identity + std::string(" (\"FURNACE\")"));
-    device->Disconnect();
+    EXPECT_EQ(device->Disconnect(), S_OK);
   }
   EXPECT_EQ(device->GetCommInfo(&text), S_OK);
   EXPECT_EQ(text, "COM 1:MEMOLOG#1 (9600 bds)");
@@ -275,9 +275,19 @@ TEST_F(MemologTest, ProgramFileNotSet_UserIsAskedForIt) {
   EXPECT_EQ(ui.questions[0].files, "Memolog Files (*.p90)");
   EXPECT_FALSE(ui.questions[0].to_write);
   EXPECT_TRUE(ui.questions[3].to_write);
+}
+
+TEST_F(MemologTest, ProgramFileSet_UserIsNotAskedAndMayStopTheTransfer) {
+  StoppingUser ui;
+  ui.at = 1000;
+  Instrument logger = WithPerson(ui);
+  ASSERT_EQ(logger.Connect(), S_OK);
+  ui.chosen = path;
+  ASSERT_EQ(logger.ReadCfg(), S_OK);
+  const std::size_t asked = ui.questions.size();
   ui.at = 30;
-  EXPECT_EQ(logger.SendCfg(), kCancelled) << "the user stops the transfer";
-  EXPECT_EQ(ui.questions.size(), 4U) << "the file is set, so the user is not asked again";
+  EXPECT_EQ(logger.SendCfg(), kCancelled);
+  EXPECT_EQ(ui.questions.size(), asked);
 }
 
 TEST_F(MemologTest, DeviceLostAtAnyExchange_BlockIsReadRightAfterwards) {
@@ -347,8 +357,14 @@ TEST_F(MemologTest, Channels_AreThoseOfTheProgram) {
   EXPECT_EQ(driver->Limit(0, 0).value, 250.0F);
   EXPECT_EQ(driver->Limit(0, 0).level, LimitHigh);
   EXPECT_EQ(driver->Limit(0, 2).level, LimitNo);
-  EXPECT_EQ(driver->ReadChannel(1).code, S_OK);
-  EXPECT_NEAR(driver->ReadChannel(1).value, 21.5, 0.1);
+}
+
+TEST_F(MemologTest, ChannelOfTheProgram_IsReadAndNoOther) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  ASSERT_EQ(device->RefreshChannels(), S_OK);
+  const Reading room = driver->ReadChannel(1);
+  EXPECT_EQ(room.code, S_OK);
+  EXPECT_NEAR(room.value, 21.5, 0.1);
   EXPECT_EQ(driver->ReadChannel(1999).code, memologCtlErrChNum);
 }
 
@@ -358,7 +374,7 @@ TEST_F(MemologTest, Disconnected_KeepsTheBlocksOfTheProgram) {
   std::int32_t has_blocks = 7;
   EXPECT_EQ(device->CfgHasMemBlocks(&has_blocks), S_OK);
   EXPECT_EQ(has_blocks, 1);
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   std::vector<std::uint32_t> blocks;
   EXPECT_EQ(device->MemBlocks(&blocks), S_OK);
   EXPECT_THAT(blocks, ElementsAre(0, 1));

@@ -162,7 +162,7 @@ TEST_F(Microk, MuteInstrument_IsReadAsOftenAsTheTimeoutsAllow) {
 // The bridge pauses in the middle of its digits. The rest alone would also be a number.
 TEST_F(Microk, ReplyThatStopsMidway_IsReadToItsEndOrFails) {
   SetBench("measure-text", "7.5");
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   EXPECT_EQ(dynamic_cast<MicrokDriver&>(*driver).instrument_version(), 2.05);
   bench->SetFaults({{FaultKind::kDrip, 3200}});
   EXPECT_EQ(driver->ReadChannel(0).value, 7.5F);

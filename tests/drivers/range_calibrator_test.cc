@@ -122,7 +122,7 @@ TEST_P(RangeCalibrator, ReadCfg_TakesTheWholeConfigurationOrNone) {
                                    {"temperature-unit", "FAR"}}) {
     Set(key, value);
   }
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(device->SendCfg(), S_OK);
   const auto sent_record = device->settings().Snapshot();
   device->settings().Reset();
@@ -140,7 +140,7 @@ TEST_P(RangeCalibrator, ReadCfg_TakesTheWholeConfigurationOrNone) {
 
 TEST_P(RangeCalibrator, EachSide_HasTheUnitOfItsOwnRange) {
   OpenBench(bench).port->Write("RANGE_IN TC,TYP_K,CEL,JR_ON\nRANGE_OUT TC,TYP_J,FAR,JR_ON\n");
-  device->Connect();
+  EXPECT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(device->ReadCfg(), S_OK);
   EXPECT_EQ(driver->ChannelUnit(0) + driver->ChannelUnit(1), "\260C\260F");
   Set("temperature-unit", "K");

@@ -80,15 +80,22 @@ TEST_F(UsbLinkTest, Open_PreparesTheDeviceInOrder) {
   EXPECT_EQ(usb.seen.identity, (UsbIdentity{.vendor = 0x0483}));
   EXPECT_EQ(usb.seen.library, UsbDevice().library);
   EXPECT_EQ(link.Info(Language::kEnglish), "GUID:00000001-0002-0003-0405-060708090A0B VENDOR_ID:0483 PRODUCT_ID:5740");
-  EXPECT_EQ(Open({}), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), UsbCalls()) << "already open";
-  link.Close();
-  link.Close();
-  EXPECT_EQ(usb.TakeCalls(), UsbCalls{"Disconnect"});
+}
 
-  ASSERT_EQ(Open(usb.found), S_OK);
-  EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing)) << "a known interface is not searched for";
+TEST_F(UsbLinkTest, OpenAndClose_DoNothingTheSecondTime) {
+  ASSERT_EQ(Open({}), S_OK);
+  usb.TakeCalls();
+  EXPECT_EQ(Open({}), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), UsbCalls());
+  EXPECT_EQ(link.Close(), S_OK);
+  EXPECT_EQ(link.Close(), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), UsbCalls{"Disconnect"});
   EXPECT_EQ(usb.loads, 1);
+}
+
+TEST_F(UsbLinkTest, KnownInterface_IsNotSearchedFor) {
+  ASSERT_EQ(Open(usb.found), S_OK);
+  EXPECT_EQ(usb.TakeCalls(), Joined({"Connect"}, kPreparing));
 }
 
 // The library tells by its record which of several identical devices was lost.

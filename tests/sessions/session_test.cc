@@ -75,7 +75,7 @@ class SlowLine : public LineBench {
  protected:
   SlowLine() : LineBench("isotech") {}
   HRESULT WriteAt(std::uint32_t rate, int late_ms) {
-    device->Disconnect();
+    EXPECT_EQ(device->Disconnect(), S_OK);
     EXPECT_EQ(device->SetSerialParams({.baudRate = rate}), S_OK);
     EXPECT_EQ(device->Connect(), S_OK);
     bench->SetFaults({{FaultKind::kDelay, late_ms}});
@@ -163,7 +163,7 @@ TEST_F(CountedSession, EachKindOfTrouble_IsCountedSeparately) {
   bench->SetFaults({});
   EXPECT_EQ(driver->ReadChannel(0).code, S_OK);
   EXPECT_EQ(device->Statistics().reconnections, 1U);
-  device->Disconnect();
+  EXPECT_EQ(device->Disconnect(), S_OK);
   EXPECT_EQ(driver->state(), SessionState::kClosed);
 }
 

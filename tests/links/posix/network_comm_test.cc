@@ -31,7 +31,7 @@ Line ReceiveLine(CNetworkComm& link) {
 TEST(NetworkComm, ReceivedLines_ComeOneByOneWithTheirTerminator) {
   TcpPeer peer([](TcpPeer& p) {
     p.Send("OK\r\nnext\n" + p.Take(6));
-    p.Send("half");
+    p.AwaitEnd();
   });
   CNetworkComm link("127.1", peer.port() + 65536, 60);  // A short dotted address; only the port's low 16 bits count.
   ASSERT_EQ(link.Connect(), S_OK);
@@ -44,7 +44,13 @@ TEST(NetworkComm, ReceivedLines_ComeOneByOneWithTheirTerminator) {
   EXPECT_EQ(ReceiveLine(link).text, "next\n");
   EXPECT_EQ(ReceiveLine(link).text, "*IDN?\n");
   EXPECT_EQ(link.lastErrorText(), "");
-  line = ReceiveLine(link);
+}
+
+TEST(NetworkComm, EndOfTheConnection_KeepsWhatCameAndCanConnectAgain) {
+  TcpPeer peer([](TcpPeer& p) { p.Send("half"); });
+  CNetworkComm link("127.0.0.1", peer.port(), 60);
+  ASSERT_EQ(link.Connect(), S_OK);
+  const Line line = ReceiveLine(link);
   EXPECT_EQ(line.result, networkCommErrConnexClosed);
   EXPECT_EQ(line.text, "half");
   EXPECT_EQ(line.count, -7);
