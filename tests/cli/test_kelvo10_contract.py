@@ -141,6 +141,7 @@ class Kelvo10Test(ContractTest):
         scans = self.scan(unit.where, "--count", 3, "--period", 200, "--plot", plot)
         self.assertEqual(self.values(scans), [1.5, -2, 3])
         for scan in scans:
+            scan.pop("late", None)  # on a slow machine
             value, moment = scan["channels"][0]["value"], scan["time"]
             self.assertEqual(scan, {"group": 1, "time": moment, "channels": [{"id": 0, "value": value, "error": 0}]})
             self.assertRegex(moment, r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}\Z")

@@ -171,7 +171,7 @@ class ReportTest(ContractTest):
                 self.assertEqual([row[1].split(" (")[0].replace(",", ".") for row in readings], [row[0].replace("T", " ") for row in rows])
                 self.assertEqual([row[2] == "0x80044403" for row in readings], [not value for _, value, _ in rows])
                 error, = page.tables["Errors" if lang == "en" else "Erreurs"][1:]
-                self.assertEqual(f"{error[4]} {error[5]}", next(row[2] for row in rows if row[2]))
+                self.assertEqual(f"{error[4]} {error[5]}", next(text for _, value, text in rows if not value))
                 self.assertIn("<svg", text)
 
     def test_report_refers_to_nothing_outside_itself(self):
