@@ -1,4 +1,4 @@
-// What a session needs of the wire to its instrument, whatever kind it is.
+// A link: the wire between a session and its instrument, of whatever kind.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ namespace ulix {
 
 class SerialLink;
 
-// Where an instrument on a network is. None: its link is a serial one at present. Taken at the next open.
+// The network address of an instrument; none while its link is a serial one. A change applies at the next open.
 class NetworkSetting {
  public:
   virtual ~NetworkSetting() = default;
@@ -45,8 +45,8 @@ struct LinkSettings {
   NetworkSetting* network = nullptr;
 };
 
-// One link belongs to one session, whose lock keeps exchanges apart; settings, texts, presence and interruption may be
-// used from any thread at any time.
+// Threads: one session owns a link, and its exchange lock lets one thread at a time open, close, read and write.
+// Settings, texts, presence and interruptions may be used from any thread at any time.
 class Link {
  public:
   explicit Link(LinkSettings settings) : settings_(settings) {}
@@ -58,32 +58,36 @@ class Link {
   virtual HRESULT Reopen() { return Open(); }
   virtual HRESULT Close() = 0;
   virtual bool IsOpen() const = 0;
-  // Whether the device or the peer has gone since the link was opened, as far as is known without a wait. The link
-  // counts as open until it is closed.
+  // Whether the device or the peer has gone since the link was opened, as far as is known without a wait. IsOpen stays
+  // true until the link is closed.
   virtual bool IsLost() { return false; }
-  // Whether a lost link was given up by this side, so that the same device is at its other end and needs no handshake.
+  // Whether this side gave the connection up, after bytes that made no sense. The device at the other end is the same
+  // then, and needs no handshake after a reconnection.
   virtual bool WasGivenUp() const { return false; }
-  // Whether the device is there. Asks the system and not the instrument: no wait, and no byte on the line.
+  // Whether the device is still plugged in. It asks the system and not the instrument: no wait, no byte on the line.
   virtual bool DeviceIsThere() { return !IsLost(); }
-  // Whether this machine has what the link needs besides the instrument; if not, the code that says what is missing.
+  // S_OK if this machine has all that the link needs besides the instrument, such as a USB helper library; else the
+  // code that says what is missing.
   virtual HRESULT Check() { return S_OK; }
 
-  // Between the two no read waits for more than what has come. They nest.
+  // Between InterruptReads and ResumeReads a read returns what has come and does not wait for more. Calls nest: reads
+  // wait again after as many ResumeReads.
   void InterruptReads() { AddInterruptions(1); }
   void ResumeReads() { AddInterruptions(-1); }
 
   // How long a read waits for a reply to begin, and then for each piece of it.
   virtual Milliseconds read_timeout() const = 0;
-  // Until the next Close, of a link that has such; 0 keeps what is in force.
+  // Sets the read and the write timeout, in milliseconds, until the next Close; 0 keeps the one in force. Nothing on a
+  // link without timeouts of its own.
   virtual HRESULT ApplyTimeouts(std::uint32_t, std::uint32_t) { return S_OK; }
   // Why the last Open or Reopen failed, where the link knows more than its code says.
   virtual platform::OpenFailure open_failure() const { return {}; }
-  // What the bytes that were written still need on the line.
+  // How long the bytes that were written still take on the line.
   virtual Milliseconds TimeLeftOnWire() { return Milliseconds(0); }
 
-  // Its codes for a link that is not open and for failed transfers.
+  // The published codes for a link that is not open and for failed transfers.
   virtual LinkCodes codes() const = 0;
-  // What an exchange fails with while the device is gone, given what the attempt to open it again failed with.
+  // The code of an exchange while the device is gone. `opening` is the code of the failed attempt to open it again.
   HRESULT CodeWhileLost(HRESULT opening) const { return Failed(codes().lost) ? codes().lost : opening; }
   // Every code that the link raises, with its texts.
   virtual std::span<const ErrorRow> errors() const = 0;
@@ -95,8 +99,8 @@ class Link {
   NetworkSetting* network() const { return settings_.network; }
 
  protected:
-  // Of a link whose reads can be ended from outside: by how many there are more.
-  virtual void AddInterruptions(int) {}
+  // Adds `count` interruptions, or removes them when it is negative. For links whose reads can be ended from outside.
+  virtual void AddInterruptions(int /*count*/) {}
 
  private:
   const LinkSettings settings_;

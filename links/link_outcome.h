@@ -1,4 +1,4 @@
-// What came of one operation on a link, and the published code of it.
+// The outcome of one operation on a link, and its published code.
 #pragma once
 
 #include <optional>
@@ -14,13 +14,13 @@ enum class LinkOutcome {
   kNoFirstByte,    // the time ran out before any byte moved
   kStoppedMidway,  // the time ran out with some bytes moved
   kDamaged,        // bytes came with a parity or framing error, or in a frame whose check fails
-  kTooLong,        // the message filled its room before its end came
+  kTooLong,        // the message filled its buffer before its end came
   kLinkLost,       // the device is gone, or the peer has left
   kInterrupted,    // an interruption ended the wait
   kNotOpen,
   kNoTurn,         // the machine-wide lock of serial traffic was not obtained
   kNotSet,         // the system refused a timeout for the transfer
-  kNotPutBack,     // it refused the former timeout behind it
+  kNotPutBack,     // the system refused to restore the former timeout after the transfer
   kNotFlushed,     // the device did not discard what was pending
   kBadIdentifier,  // the USB helper library knows the device by another identifier
   kNotLoaded,      // there is no USB helper library
@@ -30,23 +30,24 @@ constexpr bool IsComplete(LinkOutcome outcome) { return outcome == LinkOutcome::
 
 LinkOutcome OutcomeOf(platform::IoOutcome outcome);
 
-// The codes of a kind of link. Those that a kind does not have are those of the failed transfer.
+// The published codes of a kind of link. A kind without a code of its own for a failure uses that of the failed
+// transfer.
 struct LinkCodes {
-  HRESULT unopened;
-  HRESULT closed;
-  HRESULT unwritten;
-  HRESULT unread;
-  HRESULT lost_reading;  // the device went while a reply was waited for
+  HRESULT unopened;      // the link could not be opened
+  HRESULT closed;        // the link is not open
+  HRESULT unwritten;     // a message could not be sent
+  HRESULT unread;        // no reply, or one that makes no sense
+  HRESULT lost_reading;  // the device vanished during the wait for a reply
   HRESULT unflushed = unread;
-  HRESULT not_set_up = S_OK;  // where a timeout that is refused has a code of its own
+  HRESULT not_set_up = S_OK;  // a timeout was refused; S_OK where that has no code of its own
   HRESULT not_loaded = closed;
-  HRESULT lost = S_OK;                                 // while the device is gone, where that has a code of its own
-  std::optional<TextId> unopened_text = std::nullopt;  // of `unopened` in error information, in place of its own
+  HRESULT lost = S_OK;                                 // the device is gone; S_OK where that has no code of its own
+  std::optional<TextId> unopened_text = std::nullopt;  // replaces the text of `unopened` in error information
 };
 
 enum class LinkStep { kWrite, kRead };
 
-// The one place where an outcome becomes a code. What filled its room is a success, as published.
+// The code of an outcome; nothing else in the library turns outcomes into codes. kTooLong is a success, as published.
 HRESULT PublishedCode(const LinkCodes& codes, LinkStep step, LinkOutcome outcome);
 
 }  // namespace ulix

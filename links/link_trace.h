@@ -1,4 +1,4 @@
-// What links tell about the bytes that they move.
+// The trace of the bytes that links send and receive.
 #pragma once
 
 #include <functional>
@@ -10,11 +10,12 @@
 namespace ulix {
 
 enum class TraceDirection { kSent, kReceived };
-// Told of every piece that went over a link, on the thread that moved it and as soon as it has. What is sent comes as a
-// whole message.
+// Called for every piece that went over a link, after it went, on the thread that sent or received it. A sent message
+// comes as one piece; a reply may come in several.
 using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
 
-// What passed while a machine-wide lock was held, told when it is not: who shows it may take any time.
+// Keeps what passed while the machine-wide mutex was held, and traces it after the mutex is free: a trace may take any
+// time. Not thread-safe.
 class HeldTrace {
  public:
   explicit HeldTrace(LinkTrace trace) : trace_(std::move(trace)) {}
@@ -23,6 +24,7 @@ class HeldTrace {
     if (pieces_.empty() || pieces_.back().first != direction) pieces_.emplace_back(direction, "");
     pieces_.back().second += bytes;
   }
+  // The pieces since the last Take, with neighbours of one direction joined.
   using Pieces = std::vector<std::pair<TraceDirection, std::string>>;
   Pieces Take() { return std::exchange(pieces_, {}); }
   void Tell(const Pieces& pieces) const {

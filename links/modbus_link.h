@@ -1,4 +1,4 @@
-// The link of a Modbus instrument: a serial line or a connection on a network, whichever is set when it is opened.
+// The link of a Modbus instrument. It is a serial line or a TCP connection: the one that is set when it is opened.
 #pragma once
 
 #include <atomic>
@@ -9,19 +9,22 @@
 
 namespace ulix {
 
+// It owns a link of each kind. The operations of Link go to the one that is open or was open last. Errors, timeouts and
+// threads are those of that link.
 class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
  public:
   struct Options {
-    const char* name;                     // of the instrument, in the summary
-    std::function<std::uint8_t()> slave;  // its address as it is set
-    SerialLink::Options line;             // the first of its rates is the one at the start
+    const char* name;                     // of the instrument, as Info shows it
+    std::function<std::uint8_t()> slave;  // the slave address that the settings have at present
+    SerialLink::Options line;             // the first of its baud rates is the default
     TcpLink::Options network;
   };
   explicit ModbusLink(Options options);
 
+  // The link of each kind, open or not.
   SerialLink& line() { return line_; }
   TcpLink& connection() { return connection_; }
-  // Whether the link that is open, or was last, is the one on the network.
+  // Whether the link that is open, or was open last, is the TCP connection.
   bool opened_on_network() const { return current_ == &connection_; }
 
   HRESULT Open() override;
@@ -42,16 +45,17 @@ class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
   // "Ethernet:MEMOLOG@10.0.0.7#1" or "COM 5:MEMOLOG#1 (9600 bds)".
   std::string Info(Language language) const override;
   void ResetParams() override;
-  // Kind of link (0 serial, 1 network), the serial line's values, host, port. Loading takes all of it or nothing;
-  // E_INVALIDARG also for a rate that is not to choose from.
+  // Kind of link (0 serial, 1 network), the values of the serial line, host, port. Loading takes all values or none.
+  // E_INVALIDARG also for a baud rate that users cannot choose.
   void SaveParams(VariantWriter& writer) const override;
   HRESULT LoadParams(VariantReader& reader) override;
 
+  // The network address; none while the link is set to the serial line.
   std::optional<NetworkAddress> address() const override;
   void SetAddress(const std::optional<NetworkAddress>& address) override;
 
  private:
-  // A request on a network ends by itself within its time.
+  // Interrupts the serial line only: a request on a network ends by itself within its timeout.
   void AddInterruptions(int count) override;
   Link& current() const { return *current_.load(); }
   Link* Chosen();

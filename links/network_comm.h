@@ -10,33 +10,34 @@
 
 namespace ulix {
 
-// No lock of its own: each owner serialises its use. Failures are the networkCommErr codes; each but a partial send
-// leaves a text for the owner's error report. The link stays connected after a failed Send or ReceiveString; the owner
-// disconnects and connects again.
+// Threads: it has no lock; the owner lets one thread at a time use it. Errors: the networkCommErr codes; each failure
+// but a partial send stores a text for the owner's error report. After a failed Send or ReceiveString the link stays
+// connected: the owner disconnects and connects again.
 class CNetworkComm {
  public:
-  // `address`: a dotted number or a host name. Of `port` the low 16 bits count. Each wait for the peer is bounded by
-  // `timeout_seconds`; a negative one makes every wait fail.
+  // `address`: a dotted number or a host name. `port`: a TCP port; only its low 16 bits count. Each wait for the peer
+  // lasts `timeout_seconds` at most; with a negative value every wait fails.
   CNetworkComm(std::string address, std::int32_t port, std::int32_t timeout_seconds);
-  // The settings only: the copy is not connected.
+  // Copies the settings; the copy is not connected.
   CNetworkComm(const CNetworkComm& other);
   CNetworkComm& operator=(const CNetworkComm&) = delete;
 
-  // Drops a previous connection first. The time for a connection is the system's own. networkCommErrUnableToConnect.
+  // Closes a previous connection first. networkCommErrUnableToConnect; how long an attempt may take is the system's own
+  // limit.
   HRESULT Connect();
   void Disconnect() { socket_.reset(); }
   bool IsConnected() const { return socket_ != nullptr; }
 
-  // One send of `*length` bytes. A partial one is S_OK with `*length` overwritten by what was sent (-1 for a send that
-  // failed): callers compare. E_INVALIDARG for a negative length; networkCommErrUnableToWriteComm after the timeout,
-  // networkCommErrConnexClosed.
+  // Makes one send of `*length` bytes and stores in `*length` how many were sent, -1 if the system's send failed: S_OK
+  // in both cases, so callers compare. E_INVALIDARG for a negative length, which sends nothing;
+  // networkCommErrUnableToWriteComm after the timeout; networkCommErrConnexClosed without a connection.
   HRESULT Send(const char* data, std::int32_t* length);
-  // One line with its line feed, and a zero behind it; `*count` is the bytes without that zero. `buffer` must hold the
-  // longest line that the instrument sends. The timeout bounds the gap before each byte. On a failure the partial text
-  // stays in the buffer and `*count` as it was: networkCommErrUnableToReadComm after the timeout,
-  // networkCommErrConnexClosed.
+  // Receives one line with its line feed and stores a zero behind it; `*count` is the number of bytes without that
+  // zero. `buffer` must be large enough for the longest line that the instrument sends. The timeout bounds the wait
+  // before each byte. After a failure the buffer has what came, and `*count` is unchanged:
+  // networkCommErrUnableToReadComm after the timeout, networkCommErrConnexClosed when the peer has left.
   HRESULT ReceiveString(char* buffer, std::int32_t* count);
-  // Up to `length` bytes; how many came before the timeout or the end.
+  // Receives up to `length` bytes; returns how many came before the timeout or the end of the connection.
   std::int32_t Receive(char* buffer, std::int32_t length);
 
   const std::string& lastErrorText() const { return last_error_text_; }

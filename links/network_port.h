@@ -9,14 +9,12 @@
 
 namespace ulix {
 
-// The port at a URL: opening it connects to the server. With RFC 2217 every line setting must be confirmed by the
-// server; modem lines and flow control need not be. Any failure says why, with the server's own words where it has
-// some.
-//
-// A server or a cable that dies is noticed within two seconds: reads then end with kLinkLost.
+// The serial port at a URL. Opening it connects to the server. With RFC 2217 the server must confirm every line
+// setting, but not modem lines and flow control. A failure to open says why, in the server's own words where it gives
+// any. A server or a cable that dies is noticed within two seconds: reads then end with kLinkLost.
 std::shared_ptr<platform::BoundPort> BindNetworkPort(const PortUrl& url, std::string location);
 
-// As platform::ResolvePort; a location, or the port map's entry of a number, may be a URL too.
+// The same as platform::ResolvePort, and besides: a location, or the entry of a number in the port map, may be a URL.
 platform::PortResolution ResolveSerialPort(const platform::PortAddress& address);
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// The one serial-port object of the library: opens, configures, reads and writes a COM port.
+// A serial port: opens, configures, reads and writes it. Every serial port of the library is used through this class.
 #pragma once
 
 #include <atomic>
@@ -20,19 +20,22 @@
 
 namespace ulix {
 
-// Formatted once, with the port number that every link has when it is made: all links of the machine share one mutex,
-// whatever ports they drive. Programs rely on it to interleave whole operations.
+// The name of the machine-wide mutex. It is the same for every port: the 1 is part of the name, not a port number.
+// Other programs on the machine know this name, so it must not change.
 inline constexpr const char* kPortMutexName = "SerialComMutex1";
 
-// Every operation that touches the port holds one mutex shared by all processes of the machine, whatever port it
-// drives, so that whole operations interleave and never bytes. It is waited for at most 60 s; E_FAIL when it was not
-// obtained. A port inside this process (a simulated instrument) needs none, and waits for no other program. Operations
-// on a closed port give serialCommErrCommClosed without waiting. Any thread may call any operation.
+// Threads: any thread may call any operation. Each operation that touches the port holds the machine-wide mutex, so
+// that the operations of all programs take turns. The mutex is waited for at most 60 s; without it the operation fails
+// with E_FAIL. A port inside this process (a simulated instrument) needs no such mutex.
 //
-// Timeouts are in milliseconds. As an argument, 0 keeps the port's own (1000 each way after Open); another value
-// replaces it for that call. Reading goes byte by byte, so that nothing behind a terminator is taken: the timeout
-// bounds the silence before each byte, not the line. A system takes what is written before it has left: the wait for
-// the first byte begins when the written bytes have had their time on the line.
+// Errors: the serialCommErr codes, from `codes()`. An operation on a closed port fails with serialCommErrCommClosed at
+// once.
+//
+// Timeouts are in milliseconds. As an argument, 0 keeps the timeout of the port (1000 each way after Open); another
+// value applies to that call only. A line is read byte by byte, so that no byte after the terminator is taken: the
+// timeout bounds the wait before each byte, not the wait for the line. The system accepts written bytes before they
+// have left the machine: the wait for the first byte of a reply begins when the written bytes have had their time on
+// the line.
 class SerialLink final : public Link, public LinkParams {
  public:
   struct Options {
@@ -40,8 +43,8 @@ class SerialLink final : public Link, public LinkParams {
     std::chrono::milliseconds lock_wait{60000};
     LinkTrace trace;
     Clock* clock = &SystemClock();
-    std::span<const std::uint32_t> baud_rates = kBaudRates;  // to choose from
-    bool other_rates = true;                                 // whether those of kBaudRates are taken as well
+    std::span<const std::uint32_t> baud_rates = kBaudRates;  // that a user may choose, in bits per second
+    bool other_rates = true;                                 // whether the rates of kBaudRates are accepted as well
   };
 
   SerialLink() : SerialLink(Options{}) {}
@@ -52,22 +55,24 @@ class SerialLink final : public Link, public LinkParams {
   // The settings that the next Open will use.
   SerialParams params() const;
   void SetParams(const SerialParams& params);
-  // As a host sets them: E_INVALIDARG for a rate that the link never has.
+  // The same for settings that a host chose. E_INVALIDARG, and nothing changed, for a rate that this link cannot have.
   HRESULT ChooseParams(const SerialParams& params);
-  // Whether received text is converted from the OEM code page. Text is always converted when sent.
+  // Whether ReadLine converts received text from the instrument's OEM code page to Windows-1252. Sent text is always
+  // converted.
   bool oemConversion = true;
 
-  // Finds the device of the params' port and opens it. serialCommErrUnableToOpenComm when the port is not there, is in
-  // use, or refuses the settings; S_OK when already open, whatever the fields say now.
+  // Finds the device that params() name and opens it. S_OK when a port is open already, also where params() name
+  // another one by now. serialCommErrUnableToOpenComm when the port does not exist, is in use, or refuses the settings.
   HRESULT Open() override;
-  // The device that the last Open found and no other, whatever has its number or its path by now.
+  // Opens the device that the last Open found, and no other one that has its number or its path by now.
   HRESULT Reopen() override;
   HRESULT Close() override;
-  // Why the last Open or Reopen failed, or the last operation that got E_FAIL because it never had its turn.
+  // Why the last Open or Reopen failed, or why the last operation with E_FAIL did not obtain the mutex.
   platform::OpenFailure open_failure() const override;
   bool IsOpen() const override { return open_; }
   bool IsLost() override { return lost_; }
-  // Without a wait for the mutex. A device that went is lost from then on. Not while another thread reads or writes.
+  // Does not wait for the mutex. Once the device was found gone, the link stays lost until it is closed. Not to be
+  // called while another thread reads or writes.
   bool DeviceIsThere() override;
 
   LinkCodes codes() const override;
@@ -76,40 +81,44 @@ class SerialLink final : public Link, public LinkParams {
   void ResetParams() override { SetParams(SerialParams()); }
   void SaveParams(VariantWriter& writer) const override { ulix::SaveParams(writer, params()); }
   HRESULT LoadParams(VariantReader& reader) override;
-  // The rates that a person may choose from.
+  // The rates that a user may choose, in bits per second.
   std::span<const std::uint32_t> baud_rates() const { return options_.baud_rates; }
 
-  // E_FAIL when the port refuses. Until the next Close.
+  // Sets the timeouts of the open port, in milliseconds, until the next Close. E_FAIL when the system refuses them.
   HRESULT SetTimeouts(std::uint32_t read_ms, std::uint32_t write_ms);
   HRESULT ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) override;
   Milliseconds read_timeout() const override { return Milliseconds(read_ms_); }
   Milliseconds TimeLeftOnWire() override;
   HRESULT GetTimeouts(std::uint32_t* read_ms, std::uint32_t* write_ms) const;
 
-  // serialCommErrUnableToWriteComm when not every byte went out; a timeout given with that call then stays in force.
+  // Sends the text, converted to the OEM code page. serialCommErrUnableToWriteComm when not every byte went out; a
+  // timeout that was given with that call then stays in force, as hosts know it.
   HRESULT WriteString(std::string_view text, std::uint32_t timeout_ms);
-  // The text, then the terminator as a write of its own, under one hold of the mutex. A terminator of 0 adds nothing.
+  // Sends the text, then the terminator as a second write; the mutex is held over both. A terminator of 0 is not sent.
   HRESULT WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms);
+  // Sends the bytes as they are.
   HRESULT WriteBytes(std::string_view bytes, std::uint32_t timeout_ms);
 
-  // Reads up to the terminator and puts a zero in its place. A buffer that fills up first is cut there with success. On
-  // serialCommErrUnableToReadComm the buffer holds what came, without a zero. A buffer below 2 is left alone with S_OK.
+  // Reads up to the terminator and stores a zero in its place. A line that is longer than the buffer is cut, with
+  // success. After serialCommErrUnableToReadComm the buffer holds what came, without a zero. A buffer of less than two
+  // places is not touched: S_OK.
   HRESULT ReadLine(std::span<char> buffer, char terminator, std::uint32_t timeout_ms);
   // The line, cut at its first zero byte; empty on any failure.
   std::string ReadLineText(int buffer_size, char terminator, std::uint32_t timeout_ms);
-  // Waits for all bytes and succeeds with what came, if anything came; how many is not told, since callers know their
-  // frames.
+  // Waits until the buffer is full or the time is over. S_OK if at least one byte came; the count is not returned,
+  // since callers know the sizes of their frames.
   HRESULT ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms);
 
-  // S_OK at once when both are false, even when closed.
+  // Discards what was received and not read, and what was written and not sent. With both false it is S_OK at once,
+  // also on a closed port.
   HRESULT Purge(bool input, bool output);
 
-  // The same operations for a session, which needs their outcome.
+  // The same operations for a session. They return the outcome, which says more than the code.
   struct Received {
     LinkOutcome outcome = LinkOutcome::kComplete;
     std::size_t count = 0;  // bytes read, zeros among them, without the terminator
   };
-  // Either with what was received discarded first, under the same hold, or without.
+  // Whether SendLine first discards what was received, while it holds the mutex for the line.
   enum class Input { kKeep, kDiscard };
   LinkOutcome SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms, Input input = Input::kKeep);
   LinkOutcome SendBytes(std::string_view bytes, std::uint32_t timeout_ms);
@@ -118,7 +127,7 @@ class SerialLink final : public Link, public LinkParams {
   Received ReceiveBytes(std::span<char> buffer, std::uint32_t timeout_ms);
   LinkOutcome DiscardInput() { return Discard(true, false); }
 
-  // The system's error code of the last byte that ReadLine could not read; 0 when the read only ran out of time.
+  // The system's error code of the last ReadLine that failed; 0 when it only ran out of time.
   std::uint32_t lastError() const { return last_error_; }
 
  private:
@@ -161,8 +170,8 @@ class SerialLink final : public Link, public LinkParams {
   SerialParams params_;
   std::shared_ptr<platform::BoundPort> bound_;  // the device that was found; none before the first Open
   platform::OpenFailure open_failure_;
-  // Both guarded by port_life_mutex_; the port is changed with own_mutex_ held as well, so that either will do to use
-  // it.
+  // Both guarded by port_life_mutex_. The port is changed with own_mutex_ held too, so a thread that holds either mutex
+  // may use it.
   std::unique_ptr<platform::SerialPort> port_;
   int interruptions_ = 0;
   platform::Mutex port_life_mutex_;

@@ -31,18 +31,19 @@ struct SerialParams {
   bool operator==(const SerialParams&) const = default;
 };
 
-// Whether every number has its place in the persisted form. What is not kept would come back as another port or parity.
+// Whether every number fits its place in the persisted form. A number that does not would be loaded as another port or
+// parity.
 bool CanBeKept(const SerialParams& params);
 
 inline constexpr std::array<std::uint32_t, 11> kBaudRates = {300,   600,   1200,  2400,   4800,  9600,
                                                              19200, 38400, 57600, 115200, 128000};
 
-// The rate at a position of the list above, and the position of a rate; 9600 and its position for anything else.
+// The rate at a position in kBaudRates, and the position of a rate; 9600 and its position for any other argument.
 std::uint32_t BaudFromPosition(int position);
 int PositionOfBaud(std::uint32_t rate);
 std::string BaudText(std::uint32_t rate);
 
-// One code of a field: what it is called on the command line, and what people are shown, where '%c' stands for that.
+// One code of a field: its name on the command line, and its text in forms, in which '%c' stands for the name.
 struct LineCode {
   const char* name;
   TextId text;
@@ -50,11 +51,11 @@ struct LineCode {
 
 // One field of the line.
 struct LineField {
-  const char* key;  // in forms, of the setup object, and behind "--" on the command line
+  const char* key;  // its name in forms, in the setup object, and after "--" on the command line
   TextId label;
   std::variant<std::int32_t SerialParams::*, std::uint32_t SerialParams::*> number;
-  std::span<const LineCode> codes = {};  // from code 0 on; none where the number is no code
-  std::int32_t otherwise = 0;            // the code that a link takes a number without one for
+  std::span<const LineCode> codes = {};  // by code, from 0 on; empty for a plain number
+  std::int32_t otherwise = 0;            // the code that any other number counts as
 };
 
 // In the order of SerialParams.
@@ -62,7 +63,7 @@ std::span<const LineField> LineFields();
 
 std::int64_t NumberIn(const SerialParams& params, const LineField& field);
 void SetNumber(SerialParams& params, const LineField& field, std::int64_t number);
-// What people are shown of a code, in Windows-1252; "?", or a '?' for the name in it, where the number is no code.
+// The text of a code, in Windows-1252. For a number that is no code it is "?", or a text with '?' in place of the name.
 std::string TextOf(const LineField& field, std::int64_t code, Language language);
 
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". The word CMX310 stands there whatever
@@ -71,7 +72,7 @@ std::string CommInfoText(const SerialParams& params, Language language);
 
 platform::PortAddress PortAddressOf(const SerialParams& params);
 
-// What a port is told of them.
+// The settings as the system's port takes them.
 platform::LineSettings LineSettingsOf(const SerialParams& params);
 
 // Six values in the order of the fields. Loading stops at the first value of another type (E_INVALIDARG) or at the

@@ -1,4 +1,4 @@
-// A connection to an instrument on a network, by which bytes come and go in their order.
+// A TCP connection to an instrument.
 #pragma once
 
 #include <array>
@@ -14,28 +14,29 @@
 
 namespace ulix {
 
-// Failures are the networkCommErr codes.
+// Errors: the networkCommErr codes. Threads: those of Link; Send, Await, Drop and GiveUp belong to the exchange.
+// Received bytes are kept in a buffer until the exchange drops them, so that a message may come in several pieces.
 class TcpLink final : public Link, public LinkParams {
  public:
   struct Options {
     platform::SocketMaker make_socket = platform::MakeStreamSocket;
     Clock* clock = &SystemClock();
     LinkTrace trace;
-    Milliseconds timeout{1000};  // of a connection, and of one request
+    Milliseconds timeout{1000};  // of the connection attempt, and of each request
   };
   explicit TcpLink(Options options) : Link({.params = this}), options_(std::move(options)) {}
 
-  // Taken at the next open.
+  // Host and TCP port. A change applies at the next open.
   NetworkAddress address() const;
   void SetAddress(const NetworkAddress& address);
 
   HRESULT Open() override;
   HRESULT Close() override;
   bool IsOpen() const override { return open_; }
-  // Takes what has come, and finds out so whether the peer has left.
+  // Reads what has come into the buffer, without a wait, and so finds out whether the peer has left.
   bool IsLost() override;
   bool WasGivenUp() const override { return given_up_; }
-  // On a network only an exchange tells.
+  // Always true: only an exchange shows whether a device on a network is there.
   bool DeviceIsThere() override { return true; }
   Milliseconds read_timeout() const override { return options_.timeout; }
   LinkCodes codes() const override;
@@ -43,18 +44,20 @@ class TcpLink final : public Link, public LinkParams {
   std::span<const ErrorRow> errors() const override;
   std::string Info(Language) const override { return address().host; }
   void ResetParams() override { SetAddress({}); }
-  // Host, port.
+  // Two values: host, port.
   void SaveParams(VariantWriter& writer) const override;
   HRESULT LoadParams(VariantReader& reader) override;
 
-  // The whole message, in one request's time.
+  // Sends the whole message within the timeout of a request.
   LinkOutcome Send(std::string_view message);
-  // Waits until at least so many bytes are there that were not dropped.
+  // Waits until received() has at least `wanted` bytes. kNoFirstByte or kStoppedMidway when `until` comes first.
   LinkOutcome Await(std::size_t wanted, MonotonicTime until);
+  // What came and was not dropped. Valid until the next call of Await, IsLost, Drop or DropAll.
   std::string_view received() const { return {buffer_.data(), filled_}; }
+  // Removes the first `count` bytes, or all of them, from the buffer.
   void Drop(std::size_t count);
   void DropAll() { filled_ = 0; }
-  // What passes on it makes no sense any more: half a message may be under way.
+  // Marks the connection as lost because its bytes make no sense any more: half a message may be under way.
   void GiveUp() { lost_ = given_up_ = true; }
   void TraceReceived(std::string_view message) const;
 

@@ -21,7 +21,7 @@ enum ComPortCode : std::uint8_t {
   kAnswer = 100
 };
 
-// Who is told of the commands in a stream.
+// Receives the commands that a decoder finds in the stream.
 class Listener {
  public:
   virtual ~Listener() = default;
@@ -29,8 +29,8 @@ class Listener {
   virtual void OnComPort(std::uint8_t code, std::string_view value) = 0;
 };
 
-// Keeps its place in a command between two pieces of a stream. A subnegotiation that is broken off by another command
-// is dropped; of one that is longer than any that is known the end is dropped.
+// Separates data from commands. A command may be cut between two pieces of the stream. A subnegotiation that another
+// command interrupts is dropped. One that is longer than any known one loses its end. Not thread-safe.
 class Decoder {
  public:
   // Appends the data among the bytes to `data`.
@@ -47,13 +47,13 @@ class Decoder {
   std::string subnegotiation_;
 };
 
-// Data as they go into the stream.
+// Data as they are sent in the stream: each byte 255 twice.
 std::string Escaped(std::string_view data);
 std::string OptionCommand(Verb verb, Option option);
 std::string ComPortCommand(std::uint8_t code, std::string_view value);
 std::string ComPortCommand(std::uint8_t code, std::uint8_t value);
 std::string RateValue(std::uint32_t rate);
-// 0 for a value of another length.
+// The rate in the value of kBaudRate; 0 for a value that has not four bytes.
 std::uint32_t RateOf(std::string_view value);
 
 }  // namespace ulix::telnet

@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-// Zeros mean "not known": the helper library looks for the instrument then.
+// How a device is identified. Zeros mean "not known": the helper library then looks for the instrument.
 struct UsbIdentity {
   Guid guid;
   std::uint16_t vendor = 0;
@@ -18,9 +18,9 @@ struct UsbIdentity {
   bool operator==(const UsbIdentity&) const = default;
 };
 
-// Zeroed before a device is looked for, but for the identity that the configuration holds. The rest is the helper
-// library's own from then on: a device that was lost is connected again with the record that it had, by which the
-// library can tell it from others of its kind.
+// Before a device is looked for, the record is zero but for the identity that the configuration has. From then on
+// `library` is the helper library's own. A lost device is connected again with the record that it had, by which the
+// library tells it from others of its kind.
 struct UsbDevice {
   UsbIdentity identity;
   std::array<unsigned char, 4096> library{};

@@ -18,19 +18,21 @@
 
 namespace ulix {
 
-// Failed operations of the library become the link's codes: kUsbBadIdentifier is winUsbCommErrBadIdentifier whatever
-// the step, anything else the step's own code. Without a library everything is the owning control's not-loaded code. A
-// link that is not open fails as a transfer to a device that is gone would: no control raises the code for a closed
-// link. A device that takes nothing more is lost. One thread at a time but for the settings and texts; the session's
-// exchange lock sees to it.
+// Errors: a failed operation of the library gives winUsbCommErrBadIdentifier where the library returned
+// kUsbBadIdentifier, else the code of the step that failed. Without a library every operation fails with the not-loaded
+// code of the owning control. An operation on a closed link fails like a transfer to a device that is gone: no control
+// raises the code for a closed link. A device that accepts no more bytes is lost.
+//
+// Threads: settings and texts may be used from any thread; for all else the session's exchange lock lets in one thread
+// at a time.
 class UsbLink final : public Link {
  public:
   struct Options {
-    HRESULT not_loaded;  // of the owning control
-    // The device that the configuration names, or the code for one that cannot be.
+    HRESULT not_loaded;  // the code of the owning control when there is no helper library
+    // The device that the configuration names, or the code for a configuration that names none.
     std::function<Expected<UsbIdentity>()> wanted = [] { return Expected<UsbIdentity>(UsbIdentity()); };
     UsbLibraryLoader load = LoadOwnUsbLibrary;
-    std::uint32_t timeout_ms = 5000;  // of each transfer
+    std::uint32_t timeout_ms = 5000;  // of each transfer, in milliseconds
     Clock* clock = &SystemClock();
     LinkTrace trace;
   };
@@ -40,14 +42,15 @@ class UsbLink final : public Link {
   UsbLink(const UsbLink&) = delete;
   UsbLink& operator=(const UsbLink&) = delete;
 
-  // Loads the library at the first call that finds it; without one, the not-loaded code.
+  // Loads the library, unless it is loaded already. The not-loaded code when there is none; a later call looks again.
   HRESULT Load();
-  // Loads the library, then looks up the interface unless the wanted device names one, opens it, discards what is
-  // pending both ways and sets the timeouts. The first step that fails closes the link again and is the result:
-  // winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when already
-  // open.
+  // Loads the library, looks up the device interface unless the wanted device names one, opens it, discards what is
+  // pending in both directions and sets the timeouts. The first step that fails closes the link again and gives the
+  // result: winUsbCommErrGuidNotFound, ...UnableToOpenComm, ...UnableToFlushComm or ...UnableToSetupComm. S_OK when
+  // already open.
   HRESULT Open() override;
-  // With the record that the device had: where there are several of its kind, the helper library knows which it was.
+  // Opens with the record of the device that was open (links/usb_device.h), by which the helper library tells it from
+  // others of its kind.
   HRESULT Reopen() override;
   HRESULT Close() override;
   bool IsOpen() const override { return open_; }
@@ -61,8 +64,8 @@ class UsbLink final : public Link {
   std::string Info(Language language) const override;
 
   LinkOutcome Send(std::string_view text);
-  // One reply of at most kReplySize bytes, cut at its first zero byte. None when none comes in time, or an empty one;
-  // what came of it is kept for ReceiveWhole.
+  // Receives one reply of at most kReplySize bytes, cut at its first zero byte. A reply that does not come in time, or
+  // an empty one, is no reply; the part that came is kept for ReceiveWhole.
   struct Received {
     LinkOutcome outcome = LinkOutcome::kComplete;
     std::string text;
@@ -71,11 +74,13 @@ class UsbLink final : public Link {
   static constexpr std::uint32_t kReplySize = 80;
   // Whether the last reply was longer than what was read of it.
   bool cut() const { return cut_; }
+  // Whether a part of a reply is kept.
   bool HasPart() const { return !partial_.empty(); }
-  // For a line on which replies are late or longer than a transfer: one from what there is of it to its line feed, or,
-  // where the library gives none, to a transfer's time without a byte. Of a very long one its end.
+  // For replies that are late or longer than a transfer: receives one from its kept part up to its line feed. Where the
+  // library gives no line feed, the reply ends when no byte came for the time of a transfer. Of a very long reply only
+  // the end is kept. `patience` bounds the whole wait.
   Received ReceiveWhole(Deadline patience);
-  // Discards what has come. The rest of a reply may still come.
+  // Discards what has come. The rest of a reply that is under way may still come later.
   LinkOutcome Discard();
 
  private:

@@ -13,11 +13,12 @@ namespace ulix::platform {
 class AppendFile {
  public:
   virtual ~AppendFile() = default;
-  // Whether all of it was taken. What was taken before is there when the program dies the moment after.
+  // False when not all of it could be written. Bytes that were written stay in the file even if the program is killed
+  // right after.
   virtual bool Append(std::string_view bytes) = 0;
   // Returns when all of it is on the disk; false when that failed.
   virtual bool Sync() = 0;
-  // Leaves its first `bytes` alone; what is added goes behind them.
+  // Shortens the file to its first `bytes` bytes; false when that failed.
   virtual bool CutTo(std::uint64_t bytes) = 0;
 };
 
@@ -29,8 +30,8 @@ struct AppendOpenResult {
   AppendFailure failure = AppendFailure::kOther;
 };
 
-// kNew: makes the file; kExists where there is one. kInUse while another program has it open this way. Others may read
-// it all the while.
+// kNew creates the file, and fails with kExists if it exists. kExisting fails with kMissing if it does not. kInUse
+// while another program has it open in this way. Any program may read it meanwhile.
 AppendOpenResult OpenForAppending(const std::string& path, AppendMode mode);
 
 }  // namespace ulix::platform

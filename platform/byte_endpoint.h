@@ -1,4 +1,4 @@
-// The instrument's end of a line: what a simulated instrument serves on.
+// The instrument's end of a line, for simulated instruments. Not thread-safe.
 #pragma once
 
 #include <chrono>
@@ -16,10 +16,10 @@ class ByteEndpoint {
   virtual ~ByteEndpoint() = default;
   // Where clients find it: a device path or "127.0.0.1:port".
   virtual const std::string& address() const = 0;
-  // Bytes that have come, waiting at most `wait` for the first; 0 when none came. A client that leaves is no event: the
-  // next one is served.
+  // Stores the bytes that have come and returns their count. Waits at most `wait` for the first; 0 when none came. When
+  // a client leaves, the next one is served.
   virtual std::size_t Read(std::span<char> bytes, std::chrono::milliseconds wait) = 0;
-  // Bytes that nobody takes are lost, as on a line with nothing plugged in.
+  // Sends the bytes. Without a client they are lost, as on a line with nothing plugged in.
   virtual void Write(std::string_view bytes) = 0;
 };
 

@@ -1,4 +1,5 @@
-// Time: a monotonic clock for every wait and schedule, the local time for stamps. Injected, so that tests own it.
+// Time: a monotonic clock for every wait and schedule, and the local time for time stamps. Classes are given a clock,
+// so that tests can give them one that they control.
 #pragma once
 
 #include <chrono>
@@ -14,13 +15,15 @@ namespace ulix {
 using MonotonicTime = std::chrono::steady_clock::time_point;
 using Milliseconds = std::chrono::milliseconds;
 
+// Any thread may use a clock.
 class Clock {
  public:
   virtual ~Clock() = default;
   virtual MonotonicTime Now() = 0;
-  // The local time, kept to the millisecond.
+  // The local time, in whole milliseconds.
   virtual Date LocalTime() = 0;
-  // Waits until `changed` is notified or `until` has come; spurious wake-ups happen. `lock` is held on return.
+  // Waits until `changed` is notified or `until` has come, or less: the caller checks its condition again. `lock` is
+  // released during the wait and held on return.
   virtual void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
                          MonotonicTime until) = 0;
   // Returns when `duration` has passed on this clock.
@@ -30,14 +33,14 @@ class Clock {
 // The machine's clock.
 Clock& SystemClock();
 
-// The moment at which a wait ends; none for a wait without limit.
+// The moment at which a wait ends, or no limit.
 class Deadline {
  public:
   static Deadline Never() { return Deadline(std::nullopt); }
   static Deadline At(MonotonicTime at) { return Deadline(at); }
   static Deadline In(Clock& clock, Milliseconds duration) { return Deadline(clock.Now() + duration); }
   bool Passed(Clock& clock) const { return at_ && clock.Now() >= *at_; }
-  // A moment that waits can be given; a day ahead when there is no limit, for the caller to ask again.
+  // The moment for Clock::WaitUntil. Without a limit it is a day ahead, after which the caller waits again.
   MonotonicTime WaitPoint(Clock& clock) const { return at_ ? *at_ : clock.Now() + std::chrono::hours(24); }
 
  private:

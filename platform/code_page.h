@@ -7,7 +7,7 @@
 
 namespace ulix::platform {
 
-// From and to the instrument's OEM code page, byte for byte and in place.
+// Convert text between Windows-1252 and the instrument's OEM code page in place, each byte to one byte.
 void OemFromAnsi(std::span<char> text);
 void AnsiFromOem(std::span<char> text);
 

@@ -1,4 +1,4 @@
-// Files of which nobody else may see or make half.
+// Files that other programs see whole or not at all.
 #pragma once
 
 #include <cstdint>
@@ -11,32 +11,34 @@
 
 namespace ulix::platform {
 
-// An ordinary file that is read while other writers are kept out; on systems where that is voluntary, those that ask.
+// An ordinary file that is open for reading and cannot be written meanwhile. Where the system's locks are voluntary,
+// only programs that ask for the lock are kept out.
 class InputFile {
  public:
   virtual ~InputFile() = default;
-  // Bytes read, fewer than asked for only at the end; -1 when it cannot be read.
+  // Returns the number of bytes read, fewer than asked for only at the end of the file; -1 when it cannot be read.
   virtual int Read(std::span<char> bytes) = 0;
-  // Goes on at this offset; false when that cannot be done.
+  // Continues at this offset, in bytes; false when that failed.
   virtual bool GoTo(std::uint32_t offset) = 0;
 };
 
-// Null when there is no such file, it is no ordinary one, or a writer has it.
+// Null when there is no such file, when it is no ordinary file, or while another program writes it.
 std::unique_ptr<InputFile> OpenExcludingWriters(const std::string& path);
 
-// A file's name, in the system's narrow encoding, as a path.
+// A name in the system's narrow encoding as a path.
 std::filesystem::path PathOf(const std::string& name);
 
-// Whether the name is that of a folder, a pipe, a device: of something that is there and is no ordinary file.
+// Whether something with this path exists that is no ordinary file: a folder, a pipe, a device.
 bool IsNoFile(const std::filesystem::path& path);
 
-// Makes an empty file where there is none of any kind; false when that cannot be done. Its mode, and its owner where
-// the system lets us, are those of `original`, if there is one.
+// Creates an empty file; false when that failed or when the path exists already. If `original` exists, the new file has
+// its mode, and its owner where the system allows that.
 bool CreateLike(const std::filesystem::path& original, const std::filesystem::path& path);
 
-// A file written beside its name ("NAME.a1b2c3d4.new") and put in place when whole. Until then, and if it never comes
-// to that, the file that had the name stays as it was and nothing is left behind. A link stays one: what it leads to is
-// replaced. What is there but is no file, such as a pipe or a device, is kept and gets all of it at once.
+// A file that is written under another name in the same folder ("NAME.a1b2c3d4.new") and renamed by Commit. Without
+// Commit the file that has the name stays as it was, and the destructor removes what was written. If the name is a
+// symbolic link, the file that it leads to is replaced and the link stays. A pipe or a device is not replaced: Commit
+// writes everything to it at once.
 class NewFile {
  public:
   explicit NewFile(const std::string& path);
@@ -44,7 +46,7 @@ class NewFile {
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // Whether all went well so far.
+  // Whether no operation failed so far.
   bool good() const { return !replaces_ || static_cast<bool>(file_); }
   bool Write(std::string_view bytes);
   bool Commit();

@@ -5,7 +5,7 @@
 
 namespace ulix::platform {
 
-// Kept to the millisecond.
+// The local time in whole milliseconds.
 Date LocalTimeNow();
 
 }  // namespace ulix::platform

@@ -1,11 +1,11 @@
-// The machine that this runs on.
+// Facts about this machine.
 #pragma once
 
 #include <string>
 
 namespace ulix::platform {
 
-// Its name, in UTF-8; empty when it has none.
+// The machine's name, in UTF-8; empty when it has none.
 std::string MachineName();
 
 }  // namespace ulix::platform

@@ -1,4 +1,4 @@
-// How a serial port is named, and the device that it stands for from then on.
+// The name of a serial port, and the device that it stands for.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace ulix::platform {
 
-// A port as its user names it. A location is taken as it is; a number alone is looked up in platform/port_list.h.
+// A port as its user names it. A location is used as it is; a number alone is looked up (platform/port_list.h).
 struct PortAddress {
   std::int32_t number = 1;  // the 5 in COM5
   std::string location;     // a device path or a URL; empty: the device of the number
@@ -46,16 +46,17 @@ struct OpenResult {
   OpenFailure failure;
 };
 
-// One device, found once. It may be opened, closed and opened again: never does another device take its place, as far
-// as the system can tell devices apart. Any thread may use it.
+// One device, found once. However often it is opened, it is never another device, as far as the system can tell devices
+// apart. Any thread may use it.
 class BoundPort {
  public:
   virtual ~BoundPort() = default;
-  // For this program alone. A device that is gone, or another one at its path, is refused.
+  // Opens the device for this program alone. Fails when the device is gone or when another one is at its path.
   virtual OpenResult Open() = 0;
   // The device path or URL.
   virtual const std::string& location() const = 0;
-  // Whether other programs of this machine can reach the device; a simulated instrument of this process is its own.
+  // Whether other programs of this machine can reach the device. They cannot reach a simulated instrument of this
+  // process.
   virtual bool IsOfMachine() const { return true; }
 };
 
@@ -64,17 +65,17 @@ struct PortResolution {
   OpenFailure failure;
 };
 
-// Finds the device of an address among this machine's; nothing is opened.
+// Finds the device of an address on this machine and opens nothing.
 //
-// A number is looked up once: the device is the one that has this number now, and stays it when other devices before it
-// in the list come or go. A device path stays that path. Where the device has a USB identity (vendor, product, serial
-// number, interface), only a device with the same one is opened again.
+// A number is looked up once: the result is the device that has this number now, also when other devices come or go
+// later and the numbers move. A device path stays that path. If the device has a USB identity (vendor, product, serial
+// number, interface), only a device with the same identity is opened again.
 PortResolution ResolvePort(const PortAddress& address);
 
 // Where a link gets its ports from: the system, or a simulated instrument in this process.
 using PortResolver = std::function<PortResolution(const PortAddress& address)>;
 
-// Ports that only this process knows: every address resolves, and `open` opens it.
+// Ports inside this process: every address is found, and `open` opens it.
 PortResolver InProcessPorts(std::function<OpenResult(const PortAddress& address)> open);
 
 }  // namespace ulix::platform

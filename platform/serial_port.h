@@ -1,4 +1,4 @@
-// A serial port: the few calls that the serial link needs of the operating system.
+// A serial port of the operating system: the calls that the serial link needs.
 #pragma once
 
 #include <chrono>
@@ -22,20 +22,20 @@ struct LineSettings {
   bool operator==(const LineSettings&) const = default;
 };
 
-// Of one character on the line: start, data, parity and stop bits.
+// The bits of one character on the line: start, data, parity and stop bits.
 constexpr int BitsPerCharacter(const LineSettings& line) {
   return 1 + line.data_bits + (line.parity == Parity::kNone ? 0 : 1) + line.stop_bits;
 }
 
-// How long so many bytes take on the line, rounded up. A system's write returns before they have left: read timeouts
-// and pauses that follow a write begin that much later. Zero for a rate of 0.
+// The time that `bytes` bytes take on the line, rounded up; zero for a rate of 0. The system's write returns before the
+// bytes have left, so read timeouts and pauses after a write begin that much later.
 constexpr std::chrono::microseconds TransmissionTime(const LineSettings& line, std::size_t bytes) {
   if (line.baud_rate == 0) return std::chrono::microseconds(0);
   const std::uint64_t bits = std::uint64_t{bytes} * static_cast<std::uint64_t>(BitsPerCharacter(line));
   return std::chrono::microseconds((bits * 1'000'000 + line.baud_rate - 1) / line.baud_rate);
 }
 
-// How long one read or write may take in all, in milliseconds; 0 waits without limit.
+// How long one whole read or write may take, in milliseconds; 0 waits without limit.
 struct SerialTimeouts {
   std::uint32_t read_ms = 0;
   std::uint32_t write_ms = 0;
@@ -53,28 +53,32 @@ enum class IoOutcome {
 struct IoResult {
   IoOutcome outcome = IoOutcome::kComplete;
   std::size_t count = 0;
-  std::uint32_t os_error = 0;  // the system's code, with kDamaged and kLinkLost only
+  std::uint32_t os_error = 0;  // the system's error code, with kDamaged and kLinkLost only
 };
 
-// One open port. Reads and writes of different threads are kept apart by the caller; only Interrupt may come at any
-// time. Destroying it closes the port.
+// One open port. The caller lets one thread at a time use it; only Interrupt may be called from any thread at any time.
+// The destructor closes the port. Members that return bool return false when the system refuses.
 class SerialPort {
  public:
   virtual ~SerialPort() = default;
-  // Sizes of the driver's queues in bytes; a system that has no such setting answers true.
+  // Sizes of the driver's queues in bytes. True on a system without such a setting.
   virtual bool SetQueueSizes(std::uint32_t receive, std::uint32_t transmit) = 0;
   virtual bool SetTimeouts(const SerialTimeouts& timeouts) = 0;
-  // Binary mode, no echo, every byte as it comes; all that `settings` does not name stays as the driver reports it.
+  // Sets the line, binary mode, no echo, and reads that return each byte as it comes. All else stays as the driver has
+  // it.
   virtual bool Configure(const LineSettings& settings) = 0;
-  // Reads until `bytes` is full or the read time is over.
+  // Reads until `bytes` is full or the read timeout is over.
   virtual IoResult Read(std::span<char> bytes) = 0;
+  // Returns when the system has accepted all bytes, or when the write timeout is over.
   virtual IoResult Write(std::string_view bytes) = 0;
   // Discards what was received and not read, and what was written and not sent.
   virtual void Purge(bool input, bool output) = 0;
+  // Clears a line error that the system remembers, so that the next read starts without it.
   virtual void ClearError() = 0;
   // Whether the device is still there, as far as the system knows: no wait, and no byte on the line.
   virtual bool IsPresent() = 0;
-  // While on, no read waits for more than what has come: the one under way ends within half a second, kCancelled.
+  // While `on`, reads return what has come and do not wait. A read that is waiting ends within half a second, with
+  // kCancelled.
   virtual void Interrupt(bool on) = 0;
 };
 

@@ -1,4 +1,4 @@
-// A TCP client socket over IPv4: the few calls that the network links need of the operating system.
+// TCP clients of the operating system: the calls that the network links need.
 #pragma once
 
 #include <chrono>
@@ -14,39 +14,41 @@
 
 namespace ulix::platform {
 
-// In host byte order.
+// An IPv4 address in host byte order.
 struct Ipv4Address {
   std::uint32_t bits = 0;
 };
 
-// A dotted number as the classic address conversion takes it ("10.1" and "0x7F.1" included), else the first IPv4
-// address of a host name. None when both fail. Name resolution takes as long as the system's resolver does.
+// The address in a dotted number, also in its short forms ("10.1", "0x7F.1"), else the first IPv4 address of a host
+// name. None when the text is neither. The resolution of a name may take as long as the system's resolver waits.
 std::optional<Ipv4Address> FindHost(const std::string& host);
 
 enum class SocketWait { kReady, kTimedOut, kFailed };
 
-// One socket, not shared between threads. A signal does not end a wait, a peer that is gone raises none. Destroying it
-// closes the connection.
+// One IPv4 socket. The caller lets one thread at a time use it. Signals do not end a wait, and a peer that has left
+// raises no signal. The destructor closes the connection.
 class StreamSocket {
  public:
   virtual ~StreamSocket() = default;
-  // Without a `wait` the system's own time for a connection applies. False when there is none.
+  // False when the connection failed. `wait` bounds the attempt; without it the system's own limit applies.
   virtual bool Connect(Ipv4Address address, std::uint16_t port, std::optional<std::chrono::milliseconds> wait) = 0;
-  // Why the last Connect gave false, where the socket knows.
+  // Why the last Connect returned false, if the socket knows.
   virtual OpenFailure connect_failure() const { return {}; }
-  // A negative `wait` is a failure. An end of the connection counts as readable.
+  // Wait until bytes can be received, or sent. kFailed for a negative `wait`. The end of the connection counts as
+  // readable.
   virtual SocketWait AwaitReadable(std::chrono::milliseconds wait) = 0;
   virtual SocketWait AwaitWritable(std::chrono::milliseconds wait) = 0;
-  // Bytes moved without waiting; -1 when none could be. Receive gives 0 at the end of the connection.
+  // Return the number of bytes sent, or received, without a wait; -1 when there were none. Receive returns 0 at the end
+  // of the connection.
   virtual int Send(std::string_view bytes) = 0;
   virtual int Receive(std::span<char> bytes) = 0;
-  // Tells the peer that no more is coming; receiving goes on.
+  // Tells the peer that no more bytes follow. Receiving is still possible.
   virtual void FinishSending() {}
-  // Whether the last Send or Receive that gave -1 did so only because it would have had to wait.
+  // Whether the last Send or Receive returned -1 only because it would have had to wait.
   virtual bool WouldWait() const = 0;
 };
 
-// Null when the system gives none. Small writes go out at once.
+// A socket that sends small writes at once; null when the system gives none.
 std::unique_ptr<StreamSocket> MakeStreamSocket();
 
 struct Connection {
@@ -54,11 +56,11 @@ struct Connection {
   OpenFailure failure;
 };
 
-// Connects to a host by its name or address, IPv6 too: its addresses one after the other, `wait` for each. A peer that
-// is gone without a word is noticed within two seconds: sends and receives fail then.
+// Connects to a host by its name or its IPv4 or IPv6 address. Tries the addresses of the host one after the other, for
+// `wait` each. A peer that vanishes is noticed within two seconds: then sends and receives fail.
 Connection ConnectToHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds wait);
 
-// Where a link gets its socket from: the system, or a simulated instrument in this process.
+// Makes the socket of a link: the system's, or one to a simulated instrument in this process.
 using SocketMaker = std::function<std::unique_ptr<StreamSocket>()>;
 
 }  // namespace ulix::platform

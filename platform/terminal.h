@@ -1,4 +1,4 @@
-// What the command line needs to know of the terminal it writes to.
+// The terminal that the command line writes to.
 #pragma once
 
 #include <atomic>
@@ -7,20 +7,20 @@
 
 namespace ulix::platform {
 
-// Before anything else is opened. Sees to it that UTF-8 on standard output and standard error shows as it is meant,
-// until the program ends, and that whatever is opened later never takes the place of a standard stream that is closed.
+// To be called before anything is opened. Makes the terminal show UTF-8 on standard output and standard error until the
+// program ends, and fills the place of a standard stream that is closed, so that no later file gets it.
 void PrepareStandardStreams();
 
-// Whether standard output is a terminal that moves its cursor; makes it understand escape sequences where it has to be
-// told.
+// Whether standard output is a terminal whose cursor can be moved. Switches escape sequences on where the system needs
+// that.
 bool OutputIsTerminal();
 
-// Columns of that terminal; 80 when unknown.
+// Columns of the terminal; 80 when unknown.
 int TerminalWidth();
-// Its lines; 24 when unknown.
+// Lines of the terminal; 24 when unknown.
 int TerminalHeight();
 
-// Whether standard input is a terminal, so that somebody is there to be asked.
+// Whether standard input is a terminal, so that a person can be asked.
 bool InputIsTerminal();
 
 // Waits for the next line of standard input, typed or from a pipe, and returns it in UTF-8, without its end. None at

@@ -5,7 +5,8 @@ namespace ulix::platform {
 
 enum class ThreadPriority { kNormal, kTimeCritical };
 
-// Best effort: a system that grants no such priority to this user leaves the thread as it is. True when granted.
+// True when the system granted the priority; otherwise the thread keeps the one it has. Needs a right on some systems
+// (docs/architecture.md).
 bool SetThreadPriority(ThreadPriority priority);
 
 }  // namespace ulix::platform

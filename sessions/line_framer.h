@@ -8,13 +8,14 @@
 
 namespace ulix {
 
+// A line that stops midway is kept, and the next reply goes on from it: its rest alone would read as another value.
 class LineFramer final : public Framer {
  public:
-  // What goes out for a message, where that is not the message and the terminator.
+  // Makes the bytes that are sent for a message. Without it they are the message and the terminator.
   using Wrap = std::function<std::string(std::string_view message)>;
   struct Options {
     char terminator;
-    int reply_size;  // the longest reply that is read
+    int reply_size;  // of the longest reply, in bytes, with its terminator
     Wrap wrap;
   };
   LineFramer(SerialLink& link, Clock& clock, Options options);
@@ -24,7 +25,7 @@ class LineFramer final : public Framer {
   Reply Receive(const ReplyPlan& plan) override;
   Reply ReceiveAny(const ReplyPlan& plan) override;
   LinkOutcome Discard() override;
-  // With the message that is sent next, which is one hold of the machine-wide lock less.
+  // The input is discarded when the next message is sent, so that the machine-wide mutex is locked once for both.
   void Prepare() override;
   bool DiscardWithin(Milliseconds time) override;
   bool cut() const override { return cut_; }
@@ -40,17 +41,17 @@ class LineFramer final : public Framer {
   bool discards_ = false;  // before the next message
   bool cut_ = false;       // the end of the last line was not read: it was longer than its plan
   bool within_ = false;    // the line before was cut: what follows is its rest and no line
-  std::string part_;       // the start of a line that stopped midway: its rest alone would read as another value
+  std::string part_;       // the start of a line that stopped midway
   std::vector<char> buffer_;
 };
 
-// Replies of known sizes, frame by frame.
+// Frames without terminators: each reply has the size that its plan says. A reply of no bytes is none.
 class FixedFramer final : public Framer {
  public:
   FixedFramer(SerialLink& link, Clock& clock) : link_(link), clock_(clock) {}
 
   LinkOutcome Send(std::string_view message) override { return link_.SendBytes(message, 0); }
-  // Of a reply that stops midway, the rest is zeros.
+  // A reply that stops midway is filled up with zeros and counts as complete.
   Reply Receive(const ReplyPlan& plan) override;
   Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
   LinkOutcome Discard() override { return link_.DiscardInput(); }
@@ -61,7 +62,8 @@ class FixedFramer final : public Framer {
   Clock& clock_;
 };
 
-// Throws away what comes on a serial line within the time. The machine-wide lock is held while bytes are taken only.
+// Throws away what comes on a serial line within the time, and returns whether anything came. The machine-wide mutex is
+// held only while bytes are read.
 bool DiscardWithin(SerialLink& link, Clock& clock, Milliseconds time);
 
 }  // namespace ulix

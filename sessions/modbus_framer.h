@@ -1,4 +1,5 @@
-// Modbus requests and replies, without address and check, in the frames of a serial line ("RTU") and of a network.
+// Framers of Modbus: on a serial line ("RTU") and on a network ("Modbus TCP"). Messages are requests and replies
+// without slave address and check (links/modbus_frames.h).
 #pragma once
 
 #include <array>
@@ -10,11 +11,13 @@
 
 namespace ulix {
 
-// On a serial line a reply tells the function, the count and, of a write, the address, but not which request it
-// answers: those are the kinds of reply. A line whose last exchange failed must be quiet before the next request.
+// On a serial line a reply has the function, the count and, after a write, the address of its request, but no number.
+// These are the kinds of reply that the session tells apart. After an exchange that failed the line must be quiet
+// before the next request. A frame with a wrong check or from another slave is kDamaged.
 class RtuFramer final : public Framer {
  public:
-  // `sync_register`: the first of eight that can be read at any time.
+  // `slave` gives the slave address, asked when the link is opened. `sync_register` is the first of eight registers
+  // that can be read at any time.
   RtuFramer(SerialLink& link, Clock& clock, std::function<std::uint8_t()> slave, std::uint16_t sync_register);
 
   void Reset() override;
@@ -46,7 +49,8 @@ class RtuFramer final : public Framer {
   std::array<char, 256> buffer_;
 };
 
-// On a network each reply names its request. One that was given up is dropped when it comes.
+// On a network each reply has the number of its request. A reply to a request that was given up is dropped when it
+// comes. After bytes that are no Modbus frame the connection is given up.
 class ModbusTcpFramer final : public Framer {
  public:
   ModbusTcpFramer(TcpLink& link, Clock& clock, std::function<std::uint8_t()> slave)
@@ -69,7 +73,7 @@ class ModbusTcpFramer final : public Framer {
   std::uint16_t transaction_ = 0;
 };
 
-// Whichever the link was opened as.
+// The framer of a ModbusLink: one of the two above, for the link that was opened.
 class ModbusFramer final : public Framer {
  public:
   ModbusFramer(ModbusLink& link, Clock& clock, const std::function<std::uint8_t()>& slave, std::uint16_t sync_register)

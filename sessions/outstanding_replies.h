@@ -7,26 +7,27 @@
 
 namespace ulix {
 
-// How a reply can be told from others. Ambiguous replies look alike: which of several queries one answers cannot be
-// said. A sync reply is recognised by its text. Where frames show the form of their query, each form is a kind of its
-// own, from kFirstForm up.
+// The kinds into which a session can sort replies. Ambiguous replies look alike, so the session cannot see which query
+// one answers. A sync reply is recognised by its text. Where frames show the form of their query, each form is a kind
+// of its own, from kFirstForm up.
 enum class ReplyKind : std::uint32_t { kAmbiguous = 0, kSync = 1, kFirstForm = 2 };
 
-// Instruments answer in order. So a reply shows that no reply to an earlier query is coming any more. Which of several
-// queries of its kind it answers is never guessed: the first of them counts.
+// An instrument answers in order, so a reply shows that no reply to an earlier query will come. If several queries of
+// its kind are outstanding, the reply counts for the first of them.
 class OutstandingReplies {
  public:
+  // A query that expects a reply of this kind was sent.
   void OnSent(ReplyKind kind);
-  // A reply of that kind came: what was sent before the first query of that kind is settled, and that query too. An
+  // A reply of this kind came. It settles all that was sent before the first query of this kind, and that query too. An
   // ambiguous reply may be noise or half of a reply, so it never settles an ambiguous query.
   void OnReceived(ReplyKind kind);
   void Clear() { runs_.clear(); }
 
   bool empty() const { return runs_.empty(); }
   bool Expects(ReplyKind kind) const;
-  // The kind that was asked first; of a list that is not empty.
+  // The kind of the first outstanding reply. Not to be called when empty.
   ReplyKind front() const { return runs_.front().kind; }
-  // Whether there are too many runs to keep: many queries of several kinds by turns on a mute line.
+  // Whether no more can be kept, after many queries of alternating kinds on a mute line.
   bool full() const { return runs_.size() >= kMaxRuns; }
 
  private:

@@ -1,5 +1,5 @@
-// The session between a driver and its line. A query gets its own reply and no other's. The reply comes from the
-// instrument that was identified at Connect and from no other.
+// The session between a driver and its link. It makes sure that a query gets its own reply, from the instrument that
+// was identified at Connect.
 #pragma once
 
 #include <atomic>
@@ -38,7 +38,7 @@ struct SyncQuery {
   std::string_view query;      // empty: the model has none, and a line that is out of sync is drained
   int trailing_lines = 0;      // lines that follow its reply and belong to it
   std::string_view alternate;  // a query with another reply; needed where replies to `query` are values too
-  // The instrument was not yet seen to give a reply that can be recognised. Where it does not, the line is drained.
+  // No reply of this instrument has been recognised yet. If none is, the line is drained.
   bool assumed = false;
 };
 
@@ -47,10 +47,10 @@ class SessionPeer {
  public:
   virtual ~SessionPeer() = default;
   // The handshake, after Connect opened the link and after each reconnection. A driver that identifies the instrument
-  // gives the identification to Conversation::Admit before it sends anything that changes the instrument. False: the
-  // instrument answered the question and would not say what it is. False and a failure close the link again.
+  // passes the identification to Conversation::Admit before it sends anything that changes the instrument. False: the
+  // instrument answered, but refused to say what it is. After false and after a failure the link is closed again.
   virtual Expected<bool> StartSession(Conversation& talk) = 0;
-  // What is sent before Disconnect closes the link; its failures are ignored.
+  // Called before Disconnect closes the link. Failures are ignored.
   virtual void EndSession(Conversation&) {}
   virtual SyncQuery sync_query() const { return {}; }
   // Whether a line, up to its first zero byte, ends with a reply to the sync query. A reply that stopped midway may
@@ -74,30 +74,30 @@ class Session {
  public:
   struct Options {
     Clock* clock = &SystemClock();
-    std::uint32_t timeout_ms = 0;  // milliseconds; where it is not 0 it replaces all timeouts, also of single replies
-    std::uint32_t read_ms = 0;     // milliseconds, once the link is open; 0 keeps the link's own
-    std::uint32_t write_ms = 0;
-    int open_attempts = 1;                             // of Open and Connect, a second apart
-    std::function<void(int attempt)> on_open_retried;  // called when the link opened at a later attempt than the first
+    std::uint32_t timeout_ms = 0;  // milliseconds; if not 0, it replaces all timeouts, also those of single replies
+    std::uint32_t read_ms = 0;     // milliseconds, for the open link; 0 keeps the link's own
+    std::uint32_t write_ms = 0;    // the same
+    int open_attempts = 1;         // of Open and Connect, a second apart
+    std::function<void(int attempt)> on_open_retried;  // called when not the first attempt opened the link
   };
   Session(Link& link, std::unique_ptr<Framer> framer, SessionPeer& peer, Options options);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Opens the link and sends nothing. S_OK also when it was open; otherwise the link's code.
+  // Opens the link and sends nothing. S_OK also when it was open; on failure the link's code.
   HRESULT Open();
   bool IsOpen() const { return link_.IsOpen(); }
-  // Opens the link and shakes hands. False for an instrument that would not say what it is. The link is closed after
-  // false and after a failure, whose code is the link's or the model's.
+  // Opens the link and runs the handshake. False for an instrument that refused to say what it is. The link is closed
+  // after false and after a failure, whose code is the link's or the model's.
   Expected<bool> Connect();
   // Ends the session at the instrument and closes the link. Interrupts the exchange of another thread, and returns
   // after that exchange has ended.
   void Disconnect();
   // S_OK, or the code that an exchange would fail with because the device is gone. Sends nothing and does not wait.
   HRESULT Presence();
-  // Between the two calls no exchange waits for the instrument: one under way fails soon, as at a mute instrument. They
-  // nest.
+  // Between the two calls no exchange waits for the instrument: one under way fails soon, as with a mute instrument.
+  // Calls nest.
   void InterruptWaits();
   void ResumeWaits();
   // Whether another thread is in the middle of an exchange.
@@ -106,10 +106,10 @@ class Session {
   SessionState state() const { return state_; }
   SessionStatistics statistics() const;
 
-  // Runs a query and its reply, or a sequence that belongs together, alone on the link. This is the one place where the
-  // exchange lock is taken, and it is not recursive: `body` talks through the conversation that it is given and calls
-  // no member of the session. When the link is closed, or the device cannot be reconnected, `body` is not run, and the
-  // result is that failure's code.
+  // Runs `body`, which makes one query with its reply or a sequence that belongs together, alone on the link. The
+  // exchange lock is held meanwhile. It is not recursive: `body` uses the conversation that it is given and calls no
+  // member of the session. When the link is closed, or the device cannot be reconnected, `body` is not run and the
+  // result is the code of that failure.
   template <typename Body>
   auto Exchange(Body&& body) -> std::invoke_result_t<Body, Conversation&>;
 
@@ -178,8 +178,8 @@ class Session {
   SessionCounters counters_;
 };
 
-// What the body of an exchange may do on the link. Failures are the link's codes. Used on the thread of the exchange,
-// and gone when the exchange ends.
+// What the body of an exchange may do on the link. Failures are the link's codes. It is used on the thread of the
+// exchange and is gone when the exchange ends.
 class Conversation {
  public:
   explicit Conversation(Session& session) : session_(session) {}
@@ -190,14 +190,14 @@ class Conversation {
   HRESULT Send(std::string_view command) { return session_.Send(command); }
   // Several, to the first that fails.
   HRESULT SendEach(std::initializer_list<std::string_view> commands);
-  // Throws away what was received unasked, sends the query, and reads its reply. Brings the line in sync before, where
-  // a reply is outstanding.
+  // Throws away what was received unasked, sends the query, and reads its reply. If a reply is outstanding, it first
+  // brings the line in sync.
   Expected<std::string> Query(std::string_view query, const ReplyPlan& plan) { return session_.Query(query, plan); }
   // The same for a reply that is a text for people and ends at its first zero byte, such as an identification. `part`,
   // if given, finds the text in the reply; a reply in which it finds none is the link's code for an unread reply.
   using TextPart = std::string_view (*)(std::string_view reply);
   Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan, TextPart part = nullptr);
-  // What `parse` makes of the reply. Where `parse` fails with the link's code for an unread reply, or with
+  // The result of `parse` for the reply. If `parse` fails with the link's code for an unread reply, or with
   // `unreadable`, the reply cannot be one to this query, and the line is out of sync.
   template <typename Parse>
   auto Query(std::string_view query, const ReplyPlan& plan, Parse&& parse, HRESULT unreadable = S_OK)
@@ -212,23 +212,23 @@ class Conversation {
   Expected<std::string> ReadReply(const ReplyPlan& plan) { return session_.ReadReply(plan); }
   // Throws away what has come.
   void DiscardInput() { session_.framer_->Discard(); }
-  // The driver knows that the last reply answered another query, or that a reply is still to come.
+  // For a driver that knows that the last reply answered another query, or that a reply is still to come.
   void MarkOutOfSync() { session_.MarkOutOfSync(ReplyKind::kAmbiguous); }
-  // Runs `body`, a sequence of queries in which every reply must be its query's own. When one answered another query
-  // the line is brought in sync and all of `body` is run again.
+  // Runs `body`, a sequence of queries. If a reply in it answered another query, the line is brought in sync and all of
+  // `body` is run again.
   template <typename Body>
   HRESULT Whole(Body&& body);
-  // Within Whole: the last reply has no form that its query's replies have, so it answered another query. When it comes
-  // again in the second run it is taken as it is.
+  // Within Whole: the last reply cannot be one to its query, so it answered another query. If the same happens in the
+  // second run, the reply is taken as it is.
   void NoteStray() { session_.NoteStray(); }
-  // Waits, from when the written bytes have had their time on the line.
+  // Waits for `duration` after the written bytes have had their time on the line.
   void Pause(Milliseconds duration);
-  // For the handshake: S_OK at Connect, and after a reconnection when the identification is the one of Connect.
-  // Otherwise `other_instrument`, and every exchange fails with it until the host connects anew.
+  // For the handshake. S_OK at Connect, and after a reconnection if the identification is the one of Connect. Otherwise
+  // the result is `other_instrument`, and every exchange fails with that code until the host connects anew.
   HRESULT Admit(const std::string& identification, HRESULT other_instrument) {
     return session_.Admit(identification, other_instrument);
   }
-  // Whether no reply is outstanding: the last reply certainly answered the last query.
+  // Whether no reply is outstanding, so that the last reply certainly answered the last query.
   bool in_sync() const { return session_.outstanding_.empty(); }
   Milliseconds read_timeout() const { return session_.link_.read_timeout(); }
   // The link's code for a reply that did not come or made no sense.

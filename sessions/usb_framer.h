@@ -6,6 +6,8 @@
 
 namespace ulix {
 
+// Each message is one transfer, and so is each reply of usual length (links/usb_link.h). The link's timeout applies to
+// every reply, whatever the plan says.
 class UsbFramer final : public Framer {
  public:
   UsbFramer(UsbLink& link, Clock& clock) : link_(link), clock_(clock) {}
