@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -56,6 +57,23 @@ struct IoResult {
   std::uint32_t os_error = 0;  // the system's error code, with kDamaged and kLinkLost only
 };
 
+// Outputs of a line that a program switches.
+enum class LineSignal { kDtr, kRts, kBreak };
+
+// Inputs of a line that the device switches.
+struct ModemInputs {
+  bool cts = false;
+  bool dsr = false;
+  bool ring = false;
+  bool carrier = false;
+
+  bool operator==(const ModemInputs&) const = default;
+};
+
+// The system's handle of a port: a program can wait for the port's input and for something else at the same time.
+using InputHandle = std::intptr_t;
+inline constexpr InputHandle kNoInput = -1;
+
 // One open port. The caller lets one thread at a time use it; only Interrupt may be called from any thread at any time.
 // The destructor closes the port. Members that return bool return false when the system refuses.
 class SerialPort {
@@ -71,6 +89,8 @@ class SerialPort {
   virtual IoResult Read(std::span<char> bytes) = 0;
   // Returns when the system has accepted all bytes, or when the write timeout is over.
   virtual IoResult Write(std::string_view bytes) = 0;
+  // Whether each write costs a packet of its own, so that a command is better written in one.
+  virtual bool WritesArePackets() const { return false; }
   // Discards what was received and not read, and what was written and not sent.
   virtual void Purge(bool input, bool output) = 0;
   // Clears a line error that the system remembers, so that the next read starts without it.
@@ -80,6 +100,16 @@ class SerialPort {
   // While `on`, reads return what has come and do not wait. A read that is waiting ends within half a second, with
   // kCancelled.
   virtual void Interrupt(bool on) = 0;
+
+  // The rest is for a program that shares the port with others. A port that is not a device of this machine has none of
+  // it.
+
+  virtual InputHandle input_handle() const { return kNoInput; }
+  // What has come and was not read, without a wait. kComplete when nothing has come, too.
+  virtual IoResult ReadAvailable(std::span<char>) { return {}; }
+  // False when the port has no such line.
+  virtual bool SetSignal(LineSignal, bool) { return false; }
+  virtual std::optional<ModemInputs> modem_inputs() { return std::nullopt; }
 };
 
 }  // namespace ulix::platform

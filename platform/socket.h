@@ -42,6 +42,10 @@ class StreamSocket {
   // of the connection.
   virtual int Send(std::string_view bytes) = 0;
   virtual int Receive(std::span<char> bytes) = 0;
+  // As Receive, waiting at most `wait` for the first byte; -1 with WouldWait() when none came.
+  virtual int ReceiveWithin(std::span<char> bytes, std::chrono::milliseconds wait) {
+    return AwaitReadable(wait) == SocketWait::kFailed ? -1 : Receive(bytes);
+  }
   // Tells the peer that no more bytes follow. Receiving is still possible.
   virtual void FinishSending() {}
   // Whether the last Send or Receive returned -1 only because it would have had to wait.

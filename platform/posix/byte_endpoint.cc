@@ -1,8 +1,8 @@
 #include "platform/byte_endpoint.h"
 
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
@@ -13,9 +13,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <optional>
+#include <utility>
+#include <vector>
 
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/tcp_peer.h"
 
 namespace ulix::platform {
 namespace {
@@ -83,45 +85,103 @@ class PseudoTerminal final : public ByteEndpoint {
   std::string path_;
 };
 
+// A client that is not served. It is told why, and closed when it has read it: closing it before it has would lose the
+// words with the bytes that it has sent.
+struct RefusedClient {
+  FileDescriptor socket;
+  steady_clock::time_point until;
+
+  bool IsDone() const {
+    std::array<char, 256> ignored;
+    ssize_t count = 1;
+    while (count > 0) count = recv(socket.get(), ignored.data(), ignored.size(), 0);
+    return count == 0 || (errno != EAGAIN && errno != EINTR) || steady_clock::now() >= until;
+  }
+};
+
 class TcpEndpoint final : public ByteEndpoint {
  public:
   TcpEndpoint(FileDescriptor listener, std::string address)
       : listener_(std::move(listener)), address_(std::move(address)) {}
 
   const std::string& address() const override { return address_; }
+  EndpointClient client() const override { return client_.valid() ? who_ : EndpointClient{}; }
+  void DropClient() override { client_ = FileDescriptor(); }
+  void SetRefusal(EndpointRefusal refusal) override { refusal_ = std::move(refusal); }
+  void WakeOn(InputHandle handle) override { other_input_ = static_cast<int>(handle); }
 
   std::size_t Read(std::span<char> bytes, milliseconds wait) override {
+    std::erase_if(refused_, [](const RefusedClient& refused) { return refused.IsDone(); });
     const auto until = steady_clock::now() + wait;
-    while (WaitReadable(client_.valid() ? client_.get() : listener_.get(), until)) {
-      if (!client_.valid()) {
+    for (;;) {
+      const Ready ready = WaitForInput(until);
+      if (ready.client) {
+        const ssize_t count = recv(client_.get(), bytes.data(), bytes.size(), 0);
+        if (count > 0) return static_cast<std::size_t>(count);
+        if (count == 0 || (errno != EAGAIN && errno != EINTR)) client_ = FileDescriptor();
+      } else if (ready.listener) {
         Accept();
-        continue;
+      } else {
+        return 0;
       }
-      const ssize_t count = recv(client_.get(), bytes.data(), bytes.size(), 0);
-      if (count > 0) return static_cast<std::size_t>(count);
-      if (count == 0 || (errno != EAGAIN && errno != EINTR)) client_ = FileDescriptor();
     }
-    return 0;
   }
 
   void Write(std::string_view bytes) override {
-    if (!client_.valid()) return;
-    const auto send_some = [&](std::string_view rest) {
-      return send(client_.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
-    };
-    if (!WriteWithoutWaiting(bytes, send_some)) client_ = FileDescriptor();
+    if (client_.valid() && !SendTo(client_, bytes)) client_ = FileDescriptor();
   }
 
  private:
+  struct Ready {
+    bool client = false;
+    bool listener = false;
+  };
+  // Nothing is ready when the time is over, a signal came, or the other input has something.
+  Ready WaitForInput(steady_clock::time_point until) const {
+    const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now()).count();
+    const bool accepts = !client_.valid() || !refusal_.busy.empty();
+    std::array<pollfd, 3> entries{{{.fd = client_.get(), .events = POLLIN, .revents = 0},
+                                   {.fd = accepts ? listener_.get() : -1, .events = POLLIN, .revents = 0},
+                                   {.fd = other_input_, .events = POLLIN, .revents = 0}}};
+    const int found = poll(entries.data(), entries.size(), static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000)));
+    if (found <= 0) return {};
+    return {.client = entries[0].revents != 0, .listener = entries[1].revents != 0};
+  }
+
+  static bool SendTo(const FileDescriptor& client, std::string_view bytes) {
+    return WriteWithoutWaiting(
+        bytes, [&](std::string_view rest) { return send(client.get(), rest.data(), rest.size(), MSG_NOSIGNAL); });
+  }
+
   void Accept() {
-    client_ = FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    const int on = 1;
-    if (client_.valid()) setsockopt(client_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    FileDescriptor came(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!came.valid()) return;
+    if (!refusal_.closed.empty()) return Refuse(std::move(came), refusal_.closed);
+    if (client_.valid()) return Refuse(std::move(came), BusyWords());
+    WatchPeer(came.get());
+    who_ = {.number = who_.number + 1, .address = PeerAddress(came.get()), .of_machine = IsOfMachine(came.get())};
+    client_ = std::move(came);
+  }
+
+  void Refuse(FileDescriptor came, const std::string& words) {
+    constexpr milliseconds kTimeToRead{500};
+    SendTo(came, words + "\r\n");
+    shutdown(came.get(), SHUT_WR);
+    refused_.push_back({std::move(came), steady_clock::now() + kTimeToRead});
+  }
+
+  std::string BusyWords() const {
+    const std::size_t place = refusal_.busy.find('%');
+    return place == std::string::npos ? refusal_.busy : std::string(refusal_.busy).replace(place, 1, who_.address);
   }
 
   FileDescriptor listener_;
   FileDescriptor client_;
   std::string address_;
+  EndpointClient who_;  // the last one that was served
+  EndpointRefusal refusal_;
+  std::vector<RefusedClient> refused_;
+  int other_input_ = kNoInput;
 };
 
 bool MakeRaw(int terminal) {
@@ -131,23 +191,17 @@ bool MakeRaw(int terminal) {
   return tcsetattr(terminal, TCSANOW, &settings) == 0;
 }
 
-sockaddr_in Loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-// The port that a listener got; none when it could not listen.
-std::optional<int> ListenOn(int listener, sockaddr_in address) {
+// A socket that listens at the address; not valid when it cannot.
+FileDescriptor ListenAt(const addrinfo& address) {
+  FileDescriptor listener(socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
   const int on = 1;
-  socklen_t size = sizeof address;
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  const bool listening = setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
-                         bind(listener, generic, size) == 0 && listen(listener, 8) == 0 &&
-                         getsockname(listener, generic, &size) == 0;
-  return listening ? std::optional<int>(ntohs(address.sin_port)) : std::nullopt;
+  const int off = 0;
+  if (!listener.valid()) return listener;
+  if (address.ai_family == AF_INET6) setsockopt(listener.get(), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+  const bool listening = setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+                         bind(listener.get(), address.ai_addr, address.ai_addrlen) == 0 &&
+                         listen(listener.get(), 8) == 0;
+  return listening ? std::move(listener) : FileDescriptor();
 }
 
 }  // namespace
@@ -164,12 +218,18 @@ Expected<std::unique_ptr<ByteEndpoint>> OpenPseudoTerminal() {
   return std::make_unique<PseudoTerminal>(std::move(master), std::move(client_side), path.data());
 }
 
-Expected<std::unique_ptr<ByteEndpoint>> ListenOnTcp(int port) {
+Expected<std::unique_ptr<ByteEndpoint>> ListenOnTcp(int port, const std::string& host) {
   if (port < 0 || port > 65535) return Failure(E_INVALIDARG);
-  FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  const auto taken = listener.valid() ? ListenOn(listener.get(), Loopback(port)) : std::nullopt;
-  if (!taken) return Failure(E_FAIL);
-  return std::make_unique<TcpEndpoint>(std::move(listener), "127.0.0.1:" + std::to_string(*taken));
+  addrinfo wanted{};
+  wanted.ai_flags = AI_PASSIVE;
+  wanted.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &wanted, &found) != 0) return Failure(E_FAIL);
+  const std::unique_ptr<addrinfo, void (*)(addrinfo*)> list(found, freeaddrinfo);
+  FileDescriptor listener = ListenAt(*found);
+  if (!listener.valid()) return Failure(E_FAIL);
+  const std::string address = OwnAddress(listener.get());
+  return std::make_unique<TcpEndpoint>(std::move(listener), address);
 }
 
 }  // namespace ulix::platform

@@ -44,6 +44,8 @@ constexpr std::array kSpeeds = {SpeedRow{300, B300},      SpeedRow{600, B600},  
 
 // With PARMRK a byte received with an error comes as this, a zero and the byte; a 0xFF that was meant comes twice.
 constexpr char kMark = '\xFF';
+// The bytes behind a mark come with it.
+constexpr std::uint32_t kMarkWaitMs = 50;
 
 // Whatever link led to it.
 bool IsPseudoTerminal(int fd) {
@@ -155,8 +157,7 @@ class TerminalPort final : public SerialPort {
     TransferTime time(timeouts_.read_ms);
     std::size_t count = 0;
     while (count < bytes.size()) {
-      IoResult next = NextByte(bytes[count], time);
-      if (next.outcome == IoOutcome::kComplete && parity_checked_ && bytes[count] == kMark) next = ResolveMark(time);
+      const IoResult next = NextCharacter(bytes[count], time);
       if (next.outcome != IoOutcome::kComplete) return Ended(next, count);
       ++count;
     }
@@ -196,6 +197,36 @@ class TerminalPort final : public SerialPort {
   }
 
   void Interrupt(bool on) override { interruption_.Set(on); }
+
+  InputHandle input_handle() const override { return fd_.get(); }
+
+  IoResult ReadAvailable(std::span<char> bytes) override {
+    std::size_t count = 0;
+    bool more = HasInput();
+    while (more && count < bytes.size()) {
+      TransferTime time(kMarkWaitMs);
+      const IoResult next = NextCharacter(bytes[count], time);
+      if (next.outcome != IoOutcome::kComplete) return Ended(next, count);
+      ++count;
+      more = !received_.empty();
+    }
+    return {IoOutcome::kComplete, count, 0};
+  }
+
+  bool SetSignal(LineSignal signal, bool on) override {
+    if (signal == LineSignal::kBreak) return ioctl(fd_.get(), on ? TIOCSBRK : TIOCCBRK) == 0;
+    int lines = signal == LineSignal::kDtr ? TIOCM_DTR : TIOCM_RTS;
+    return ioctl(fd_.get(), on ? TIOCMBIS : TIOCMBIC, &lines) == 0;
+  }
+
+  std::optional<ModemInputs> modem_inputs() override {
+    int lines = 0;
+    if (ioctl(fd_.get(), TIOCMGET, &lines) != 0) return std::nullopt;
+    return ModemInputs{.cts = (lines & TIOCM_CTS) != 0,
+                       .dsr = (lines & TIOCM_DSR) != 0,
+                       .ring = (lines & TIOCM_RI) != 0,
+                       .carrier = (lines & TIOCM_CD) != 0};
+  }
 
  private:
   bool ApplyWithSpeed(termios& settings, std::uint32_t rate) {
@@ -240,6 +271,18 @@ class TerminalPort final : public SerialPort {
   }
 
   static IoResult Lost() { return {IoOutcome::kLinkLost, 0, static_cast<std::uint32_t>(errno)}; }
+
+  bool HasInput() const {
+    pollfd entry{.fd = fd_.get(), .events = POLLIN, .revents = 0};
+    return !received_.empty() || poll(&entry, 1, 0) > 0;
+  }
+
+  // The next byte that the device sent.
+  IoResult NextCharacter(char& byte, TransferTime& time) {
+    const IoResult next = NextByte(byte, time);
+    const bool marked = next.outcome == IoOutcome::kComplete && parity_checked_ && byte == kMark;
+    return marked ? ResolveMark(time) : next;
+  }
 
   // The next byte as the driver gave it.
   IoResult NextByte(char& byte, TransferTime& time) {

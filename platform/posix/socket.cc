@@ -1,6 +1,7 @@
 #include "platform/socket.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -11,6 +12,7 @@
 #include <cerrno>
 
 #include "platform/posix/file_descriptor.h"
+#include "platform/posix/tcp_peer.h"
 
 namespace ulix::platform {
 namespace {
@@ -71,15 +73,34 @@ class PosixSocket final : public StreamSocket {
   SocketWait AwaitWritable(milliseconds wait) override { return Wait(POLLOUT, wait); }
 
   int Send(std::string_view bytes) override {
-    return Moved([&] { return send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); });
+    return Moved([&] { return send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); });
   }
   int Receive(std::span<char> bytes) override {
+    return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT); });
+  }
+  // One call of the system in place of two.
+  int ReceiveWithin(std::span<char> bytes, milliseconds wait) override {
+    if (!blocks_) return StreamSocket::ReceiveWithin(bytes, wait);
+    if (wait.count() <= 0 || !SetReceiveWait(wait)) return Receive(bytes);
     return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), 0); });
+  }
+  // From now on a receive with a wait waits inside the call.
+  void Block() {
+    const int flags = fcntl(fd_.get(), F_GETFL);
+    blocks_ = flags >= 0 && fcntl(fd_.get(), F_SETFL, flags & ~O_NONBLOCK) == 0;
   }
   void FinishSending() override { shutdown(fd_.get(), SHUT_WR); }
   bool WouldWait() const override { return would_wait_; }
 
  private:
+  bool SetReceiveWait(milliseconds wait) {
+    if (wait == receive_wait_) return true;
+    const auto ms = wait.count();
+    const timeval time{.tv_sec = ms / 1000, .tv_usec = ms % 1000 * 1000};
+    if (setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return false;
+    receive_wait_ = wait;
+    return true;
+  }
   SocketWait Wait(short events, milliseconds wait) {
     return wait.count() < 0 ? SocketWait::kFailed : Await(fd_.get(), events, wait);
   }
@@ -93,6 +114,8 @@ class PosixSocket final : public StreamSocket {
   }
 
   FileDescriptor fd_;
+  bool blocks_ = false;
+  milliseconds receive_wait_{0};  // in force
   bool would_wait_ = false;
   OpenFailure failure_;
 };
@@ -112,20 +135,6 @@ std::optional<Ipv4Address> FindHost(const std::string& host) {
   return address;
 }
 
-namespace {
-
-// Where the kernel has been sending without an answer, or asking a quiet peer for one, for this long, it gives up.
-bool WatchPeer(int fd) {
-  const auto set = [&](int level, int option, int value) {
-    return setsockopt(fd, level, option, &value, sizeof value) == 0;
-  };
-  return set(SOL_SOCKET, SO_KEEPALIVE, 1) && set(IPPROTO_TCP, TCP_KEEPIDLE, 1) && set(IPPROTO_TCP, TCP_KEEPINTVL, 1) &&
-         set(IPPROTO_TCP, TCP_KEEPCNT, 1) && set(IPPROTO_TCP, TCP_USER_TIMEOUT, 1500) &&
-         set(IPPROTO_TCP, TCP_NODELAY, 1);
-}
-
-}  // namespace
-
 Connection ConnectToHost(const std::string& host, std::uint16_t port, milliseconds wait) {
   addrinfo wanted{};
   wanted.ai_socktype = SOCK_STREAM;
@@ -142,7 +151,10 @@ Connection ConnectToHost(const std::string& host, std::uint16_t port, millisecon
       continue;
     }
     error = ConnectTo(fd.get(), address->ai_addr, address->ai_addrlen, wait);
-    if (error == 0) return {std::make_unique<PosixSocket>(std::move(fd)), {}};
+    if (error != 0) continue;
+    auto connected = std::make_unique<PosixSocket>(std::move(fd));
+    connected->Block();
+    return {std::move(connected), {}};
   }
   return {nullptr, FailureOf(error)};
 }

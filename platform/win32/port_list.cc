@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 
 #include "base/text.h"
 
@@ -26,26 +27,68 @@ int NumberOf(std::string_view text) {
 // Where the user put ports of his own: values "COM5" = "rfc2217://bench-3:4001", or a device path.
 constexpr const char* kPortMapKey = R"(Software\ULIX Servers\Ports)";
 
-// The location that the user gave a number: in the environment (ULIX_COM5), the registry, or the file "ulix\ports" in
-// his application data, in this order.
-std::optional<std::string> MappedPort(int port) {
-  const std::string name = "COM" + std::to_string(port);
-  if (const char* text = std::getenv(("ULIX_" + name).c_str()); text && *text) return text;
-  std::array<char, 512> data{};
-  DWORD size = static_cast<DWORD>(data.size() - 1);
-  if (RegGetValueA(HKEY_CURRENT_USER, kPortMapKey, name.c_str(), RRF_RT_REG_SZ, nullptr, data.data(), &size) ==
-      ERROR_SUCCESS) {
-    return std::string(data.data());
+// Ports by number: what the user mapped. The first entry of a number counts.
+using PortMap = std::map<int, std::string>;
+
+// The number of an entry's name; 0 for a name that is none.
+int NumberOfEntry(std::string_view name, std::string_view prefix) {
+  int number = 0;
+  if (name.size() <= prefix.size() || !EqualIgnoringCase(name.substr(0, prefix.size()), prefix)) return 0;
+  const std::string_view digits = name.substr(prefix.size());
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return error == std::errc() && end == digits.data() + digits.size() && number > 0 ? number : 0;
+}
+
+// Takes an entry such as "COM5=rfc2217://bench-3:4001".
+void AddEntry(PortMap& ports, std::string_view line, std::string_view prefix) {
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return;
+  const int number = NumberOfEntry(Trimmed(line.substr(0, equals)), prefix);
+  const std::string_view location = Trimmed(line.substr(equals + 1));
+  if (number > 0 && !location.empty()) ports.emplace(number, location);
+}
+
+void AddEnvironment(PortMap& ports) {
+  char* const block = GetEnvironmentStringsA();
+  for (const char* entry = block; entry && *entry; entry += std::string_view(entry).size() + 1) {
+    AddEntry(ports, entry, "ULIX_COM");
   }
+  if (block) FreeEnvironmentStringsA(block);
+}
+
+void AddRegistry(PortMap& ports) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(HKEY_CURRENT_USER, kPortMapKey, 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+  std::array<char, 256> name{};
+  std::array<char, 512> data{};
+  for (DWORD index = 0;; ++index) {
+    DWORD name_size = name.size();
+    DWORD data_size = data.size() - 1;
+    DWORD type = 0;
+    auto* bytes = reinterpret_cast<BYTE*>(data.data());
+    const LSTATUS status = RegEnumValueA(key, index, name.data(), &name_size, nullptr, &type, bytes, &data_size);
+    if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) break;
+    if (status != ERROR_SUCCESS || type != REG_SZ) continue;
+    data[data_size] = '\0';
+    AddEntry(ports, std::string(name.data()) + "=" + data.data(), "COM");
+  }
+  RegCloseKey(key);
+}
+
+void AddFile(PortMap& ports) {
   const char* folder = std::getenv("APPDATA");
   std::ifstream file(std::string(folder ? folder : "") + R"(\ulix\ports)");
-  for (std::string line; std::getline(file, line);) {
-    const std::size_t equals = line.find('=');
-    if (equals != std::string::npos && EqualIgnoringCase(Trimmed(std::string_view(line).substr(0, equals)), name)) {
-      return std::string(Trimmed(std::string_view(line).substr(equals + 1)));
-    }
-  }
-  return std::nullopt;
+  for (std::string line; std::getline(file, line);) AddEntry(ports, line, "COM");
+}
+
+// From the environment (ULIX_COM5), the registry, and the file "ulix\ports" in the user's application data, in this
+// order.
+PortMap MappedPorts() {
+  PortMap ports;
+  AddEnvironment(ports);
+  AddRegistry(ports);
+  AddFile(ports);
+  return ports;
 }
 
 std::string DevicePath(int port) { return std::string(kDeviceFolder) + "COM" + std::to_string(port); }
@@ -72,21 +115,28 @@ std::vector<int> RegisteredPorts(HKEY key) {
 
 std::vector<PortEntry> ListSerialPorts() {
   HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, R"(Hardware\DeviceMap\SerialComm)", 0, KEY_READ, &key) != ERROR_SUCCESS) {
-    return {};
+  std::vector<int> numbers;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, R"(Hardware\DeviceMap\SerialComm)", 0, KEY_READ, &key) == ERROR_SUCCESS) {
+    numbers = RegisteredPorts(key);
+    RegCloseKey(key);
   }
-  std::vector<int> numbers = RegisteredPorts(key);
-  RegCloseKey(key);
-  std::sort(numbers.begin(), numbers.end());
+  PortMap mapped = MappedPorts();
   std::vector<PortEntry> entries;
-  for (const int number : numbers) entries.push_back({number, DevicePath(number)});
+  for (const int number : numbers) {
+    if (!mapped.contains(number)) entries.push_back({number, DevicePath(number)});
+  }
+  for (auto& [number, location] : mapped) entries.push_back({number, std::move(location)});
+  std::stable_sort(entries.begin(), entries.end(),
+                   [](const PortEntry& one, const PortEntry& other) { return one.number < other.number; });
+  if (entries.size() > kMaxListedPorts) entries.resize(kMaxListedPorts);
   return entries;
 }
 
 std::optional<std::string> DeviceOfPort(int port) {
   if (port <= 0) return std::nullopt;
-  auto mapped = MappedPort(port);
-  return mapped ? std::move(mapped) : DevicePath(port);
+  const PortMap mapped = MappedPorts();
+  const auto found = mapped.find(port);
+  return found == mapped.end() ? DevicePath(port) : found->second;
 }
 
 int PortOfDevice(const std::string& device) {

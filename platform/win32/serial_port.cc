@@ -134,6 +134,34 @@ class CommPort final : public SerialPort {
 
   void Interrupt(bool on) override { interrupted_ = on; }
 
+  InputHandle input_handle() const override { return reinterpret_cast<InputHandle>(port_.get()); }
+
+  IoResult ReadAvailable(std::span<char> bytes) override {
+    DWORD errors = 0;
+    COMSTAT state{};
+    if (!ClearCommError(port_.get(), &errors, &state)) return {IoOutcome::kLinkLost, 0, GetLastError()};
+    const DWORD wanted = std::min(state.cbInQue, static_cast<DWORD>(bytes.size()));
+    DWORD count = 0;
+    if (wanted == 0 || ReadFile(port_.get(), bytes.data(), wanted, &count, nullptr))
+      return {IoOutcome::kComplete, count, 0};
+    return {IoOutcome::kLinkLost, count, GetLastError()};
+  }
+
+  bool SetSignal(LineSignal signal, bool on) override {
+    const std::array<std::array<DWORD, 2>, 3> functions = {
+        {{CLRDTR, SETDTR}, {CLRRTS, SETRTS}, {CLRBREAK, SETBREAK}}};  // in the order of LineSignal
+    return EscapeCommFunction(port_.get(), functions[static_cast<std::size_t>(signal)][on ? 1 : 0]);
+  }
+
+  std::optional<ModemInputs> modem_inputs() override {
+    DWORD lines = 0;
+    if (!GetCommModemStatus(port_.get(), &lines)) return std::nullopt;
+    return ModemInputs{.cts = (lines & MS_CTS_ON) != 0,
+                       .dsr = (lines & MS_DSR_ON) != 0,
+                       .ring = (lines & MS_RING_ON) != 0,
+                       .carrier = (lines & MS_RLSD_ON) != 0};
+  }
+
  private:
   Handle port_;
   bool limited_ = false;      // the time of a read

@@ -2,8 +2,7 @@
 
 #include "platform/win32/socket_handle.h"
 // After winsock2.h.
-#include <mstcpip.h>
-#include <ws2tcpip.h>
+#include "platform/win32/tcp_peer.h"
 
 #include <algorithm>
 
@@ -76,13 +75,7 @@ class WindowsSocket final : public StreamSocket {
     return waited == SocketWait::kTimedOut ? WSAETIMEDOUT : error != 0 ? error : WSAECONNREFUSED;
   }
 
-  // A quiet peer is asked for a sign of life after a second, and ten times in the next one.
-  bool WatchPeer() {
-    tcp_keepalive watch{.onoff = 1, .keepalivetime = 1000, .keepaliveinterval = 90};
-    DWORD ignored = 0;
-    return WSAIoctl(socket_.get(), SIO_KEEPALIVE_VALS, &watch, sizeof watch, nullptr, 0, &ignored, nullptr, nullptr) ==
-           0;
-  }
+  void Watch() { WatchPeer(socket_.get()); }
 
   SocketWait AwaitReadable(milliseconds wait) override { return Wait(false, wait); }
   SocketWait AwaitWritable(milliseconds wait) override { return Wait(true, wait); }
@@ -145,7 +138,7 @@ Connection ConnectToHost(const std::string& host, std::uint16_t port, millisecon
     }
     error = made->ConnectTo(address->ai_addr, static_cast<int>(address->ai_addrlen), wait);
     if (error != 0) continue;
-    made->WatchPeer();  // Wine has no such setting; the connection works without
+    made->Watch();
     return {std::move(made), {}};
   }
   return {nullptr, FailureOf(error)};

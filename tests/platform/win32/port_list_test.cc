@@ -49,6 +49,38 @@ TEST_F(PortListTest, RegistryValues_AreListedInOrder) {
   EXPECT_EQ(std::count(ports.begin(), ports.end(), 0), 2);
 }
 
+// Values of the user's own port map, for the duration of a test.
+class PortMapTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(RegCreateKeyA(HKEY_CURRENT_USER, R"(Software\ULIX Servers\Ports)", &key_), ERROR_SUCCESS);
+    Map("COM5021", "rfc2217://bench-3:4001");
+    Map("com5022", "tcp://[::1]:4002");
+    Map("COMx", "tcp://nowhere:1");
+  }
+  void Map(const char* name, const char* location) {
+    RegSetValueExA(key_, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(location),
+                   static_cast<DWORD>(std::string_view(location).size() + 1));
+  }
+  ~PortMapTest() override {
+    for (const char* name : {"COM5021", "com5022", "COMx"}) RegDeleteValueA(key_, name);
+    RegCloseKey(key_);
+  }
+  HKEY key_ = nullptr;
+};
+
+TEST_F(PortMapTest, MappedPorts_AreListedAndFoundByNumber) {
+  std::vector<std::string> locations;
+  for (const platform::PortEntry& entry : platform::ListSerialPorts()) {
+    if (entry.number == 5021 || entry.number == 5022) locations.push_back(entry.device);
+  }
+  EXPECT_EQ(locations, (std::vector<std::string>{"rfc2217://bench-3:4001", "tcp://[::1]:4002"}));
+  EXPECT_EQ(platform::DeviceOfPort(5021), "rfc2217://bench-3:4001");
+  _putenv_s("ULIX_COM5021", "tcp://other:1");
+  EXPECT_EQ(platform::DeviceOfPort(5021), "tcp://other:1");
+  _putenv_s("ULIX_COM5021", "");
+}
+
 TEST(PortOfDeviceTest, BothFormsOfAPortName_GiveItsNumber) {
   EXPECT_EQ(platform::PortOfDevice("COM5"), 5);
   EXPECT_EQ(platform::PortOfDevice(R"(\\.\com12)"), 12);

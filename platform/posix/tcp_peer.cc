@@ -1,0 +1,52 @@
+#include "platform/posix/tcp_peer.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <array>
+
+namespace ulix::platform {
+namespace {
+
+using NameOfEnd = int (*)(int socket, sockaddr* address, socklen_t* size);
+
+struct EndOfConnection {
+  std::string host;
+  std::string port;
+};
+
+EndOfConnection End(int socket, NameOfEnd name_of) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  std::array<char, NI_MAXHOST> host{};
+  std::array<char, NI_MAXSERV> port{};
+  if (name_of(socket, generic, &size) != 0) return {};
+  getnameinfo(generic, size, host.data(), host.size(), port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV);
+  return {host.data(), port.data()};
+}
+
+std::string TextOfEnd(const EndOfConnection& end) {
+  const bool is_ipv6 = end.host.find(':') != std::string::npos;
+  return (is_ipv6 ? "[" + end.host + "]" : end.host) + ":" + end.port;
+}
+
+}  // namespace
+
+bool WatchPeer(int socket) {
+  const auto set = [&](int level, int option, int value) {
+    return setsockopt(socket, level, option, &value, sizeof value) == 0;
+  };
+  return set(SOL_SOCKET, SO_KEEPALIVE, 1) && set(IPPROTO_TCP, TCP_KEEPIDLE, 1) && set(IPPROTO_TCP, TCP_KEEPINTVL, 1) &&
+         set(IPPROTO_TCP, TCP_KEEPCNT, 1) && set(IPPROTO_TCP, TCP_USER_TIMEOUT, 1500) &&
+         set(IPPROTO_TCP, TCP_NODELAY, 1);
+}
+
+std::string OwnAddress(int socket) { return TextOfEnd(End(socket, getsockname)); }
+std::string PeerAddress(int socket) { return TextOfEnd(End(socket, getpeername)); }
+
+bool IsOfMachine(int socket) { return End(socket, getsockname).host == End(socket, getpeername).host; }
+
+}  // namespace ulix::platform
