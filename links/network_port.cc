@@ -65,10 +65,12 @@ class NetworkPort : public platform::SerialPort {
 
   IoResult Read(std::span<char> bytes) override {
     std::optional<steady_clock::time_point> end;
+    if (damaged_) return Damaged(0);
     std::size_t count = TakeReceived(bytes);
     while (count < bytes.size()) {
       if (!end) end = EndOf(timeouts_.read_ms);
       IoResult more = AwaitMore(*end);
+      if (damaged_) return Damaged(count);
       count += TakeReceived(bytes.subspan(count));
       if (count == bytes.size()) break;
       if (more.outcome == IoOutcome::kComplete) continue;
@@ -87,6 +89,8 @@ class NetworkPort : public platform::SerialPort {
     return {sent.outcome, std::min(sent.count, bytes.size()), sent.os_error};
   }
 
+  bool WritesArePackets() const override { return true; }
+
   void ClearError() override {}
 
   bool IsPresent() override {
@@ -95,6 +99,9 @@ class NetworkPort : public platform::SerialPort {
   }
 
   void Interrupt(bool on) override { interrupted_ = on; }
+
+  // Whether anything came from the server.
+  bool has_answered() const { return answered_; }
 
   // Whether the server closed the connection at once; what it said then, if anything.
   std::optional<std::string> Refusal() {
@@ -133,23 +140,22 @@ class NetworkPort : public platform::SerialPort {
     for (;;) {
       if (lost_) return Lost(0);
       const auto left = LeftUntil(end);
-      const SocketWait wait = socket_->AwaitReadable(std::clamp(left, milliseconds(0), kMaxSlice));
-      if (wait == SocketWait::kFailed) return Lost(0);
-      if (wait == SocketWait::kReady) {
-        ReceiveSome();
-        return lost_ && received_.empty() ? Lost(0) : IoResult{};
-      }
+      const bool came = ReceiveSome(std::clamp(left, milliseconds(0), kMaxSlice));
+      if (lost_) return received_.empty() ? Lost(0) : IoResult{};
+      if (came) return {};
       if (left.count() <= 0) return {IoOutcome::kNoFirstByte, 0, 0};
       if (interrupted_) return {IoOutcome::kCancelled, 0, 0};
     }
   }
 
-  // Takes what is there, without waiting.
-  void ReceiveSome() {
+  // Takes what is there, waiting at most that long for it; whether there was anything.
+  bool ReceiveSome(milliseconds wait = milliseconds(0)) {
     std::array<char, 4096> buffer;
-    const int count = lost_ ? 0 : socket_->Receive(buffer);
+    const int count = lost_ ? 0 : wait.count() > 0 ? socket_->ReceiveWithin(buffer, wait) : socket_->Receive(buffer);
+    answered_ |= count > 0;
     if (count > 0) Decode({buffer.data(), static_cast<std::size_t>(count)}, received_);
     if (count == 0 || (count < 0 && !socket_->WouldWait())) lost_ = true;
+    return count > 0;
   }
 
   // Throws away what has come; whether anything did, or a reply is outstanding.
@@ -158,8 +164,11 @@ class NetworkPort : public platform::SerialPort {
     const bool stale = !received_.empty() || unfinished_;
     received_.clear();
     unfinished_ = false;
+    damaged_ = false;
     return stale;
   }
+  // The server says that a byte arrived damaged: what came with it is no reply.
+  void NoteDamage() { damaged_ = true; }
   void ForgetReceived() { received_.clear(); }
   bool lost() const { return lost_; }
 
@@ -181,13 +190,22 @@ class NetworkPort : public platform::SerialPort {
     return {IoOutcome::kLinkLost, count, kConnectionReset};
   }
 
+  IoResult Damaged(std::size_t count) {
+    damaged_ = false;
+    unfinished_ = true;
+    return {IoOutcome::kDamaged, count, kDamagedByte};
+  }
+
   static constexpr std::uint32_t kConnectionReset = 104;
+  static constexpr std::uint32_t kDamagedByte = 84;
 
   std::unique_ptr<StreamSocket> socket_;
   platform::SerialTimeouts timeouts_;
   std::string received_;  // data that were not read yet
   steady_clock::time_point last_write_{};
   bool lost_ = false;
+  bool damaged_ = false;
+  bool answered_ = false;
   bool unfinished_ = true;  // a read ended without all of its bytes since the last purge, or none was made yet
   std::atomic<bool> interrupted_ = false;
 };
@@ -211,7 +229,9 @@ std::uint8_t ParityValue(platform::Parity parity) {
 }
 
 std::uint8_t FlowValue(platform::FlowControl flow) {
-  return flow == platform::FlowControl::kXonXoff ? 2 : flow == platform::FlowControl::kDtrDsr ? 19 : 1;
+  return flow == platform::FlowControl::kXonXoff  ? telnet::kXonXoffFlow
+         : flow == platform::FlowControl::kDtrDsr ? telnet::kDsrFlow
+                                                  : telnet::kNoFlow;
 }
 
 class Rfc2217Port final : public NetworkPort, private telnet::Listener {
@@ -242,9 +262,10 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
     answers_.clear();
     std::string commands;
     for (const auto& [code, value] : wanted) commands += ComPortCommand(code, value);
-    for (const std::uint8_t control : {FlowValue(line.flow_control), std::uint8_t{8}, std::uint8_t{11}}) {
+    for (const std::uint8_t control : {FlowValue(line.flow_control), std::uint8_t{kDtrOn}, std::uint8_t{kRtsOn}}) {
       commands += ComPortCommand(kControl, control);
     }
+    commands += ComPortCommand(kLineStateMask, kDamage) + ComPortCommand(kModemStateMask, std::uint8_t{0});
     if (!Command(commands)) return false;
     const auto end = steady_clock::now() + kAnswerWait;
     return std::all_of(wanted.begin(), wanted.end(),
@@ -282,6 +303,9 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
   void Decode(std::string_view bytes, std::string& data) override { decoder_.Take(bytes, data, *this); }
 
   void OnComPort(std::uint8_t code, std::string_view value) override {
+    const bool damaged = code == telnet::kAnswer + telnet::kLineState && !value.empty() &&
+                         (static_cast<std::uint8_t>(value[0]) & telnet::kDamage) != 0;
+    if (damaged) NoteDamage();
     if (code > telnet::kAnswer) answers_[static_cast<std::uint8_t>(code - telnet::kAnswer)] = value;
   }
   // An offer or a request of the server is answered once: an answer to an answer would go on for ever.
@@ -329,8 +353,11 @@ class BoundNetworkPort final : public platform::BoundPort {
   }
   static platform::OpenResult OpenRfc2217(std::unique_ptr<StreamSocket> socket) {
     auto port = std::make_unique<Rfc2217Port>(std::move(socket));
-    if (port->Negotiate()) return {std::move(port), {}};
+    const bool negotiated = port->Negotiate();
     if (auto words = port->Refusal()) return Refused(std::move(*words));
+    if (negotiated) return {std::move(port), {}};
+    // A server that takes one client after the other answers the next one when its turn has come.
+    if (!port->has_answered()) return {nullptr, {.cause = OpenFailureCause::kNoAnswer}};
     return Refused("the server does not speak RFC 2217");
   }
 

@@ -285,6 +285,8 @@ HRESULT SerialLink::WriteBytes(std::string_view bytes, std::uint32_t timeout_ms)
 LinkOutcome SerialLink::SendLine(std::string_view text, char terminator, std::uint32_t timeout_ms, Input input) {
   return WithPort([&] {
     if (input == Input::kDiscard) port_->Purge(true, false);
+    const bool in_one = terminator != '\0' && port_->WritesArePackets();
+    if (in_one) return WriteTextLocked(std::string(text) + terminator, timeout_ms);
     const LinkOutcome sent = WriteTextLocked(text, timeout_ms);
     if (!IsComplete(sent) || terminator == '\0') return sent;
     return WriteTextLocked(std::string_view(&terminator, 1), timeout_ms);

@@ -94,7 +94,8 @@ class SerialLink final : public Link, public LinkParams {
   // Sends the text, converted to the OEM code page. serialCommErrUnableToWriteComm when not every byte went out; a
   // timeout that was given with that call then stays in force, as hosts know it.
   HRESULT WriteString(std::string_view text, std::uint32_t timeout_ms);
-  // Sends the text, then the terminator as a second write; the mutex is held over both. A terminator of 0 is not sent.
+  // Sends the text, then the terminator as a second write; the mutex is held over both. On a network both are one
+  // write, which saves a packet. A terminator of 0 is not sent.
   HRESULT WriteLine(std::string_view text, char terminator, std::uint32_t timeout_ms);
   // Sends the bytes as they are.
   HRESULT WriteBytes(std::string_view bytes, std::uint32_t timeout_ms);

@@ -12,14 +12,41 @@ enum Option : std::uint8_t { kBinary = 0, kSuppressGoAhead = 3, kComPort = 0x2C 
 
 // Commands of the option COM-PORT; a server answers each with its code plus kAnswer.
 enum ComPortCode : std::uint8_t {
-  kBaudRate = 1,  // 4 bytes, most significant first
-  kDataBits = 2,  // 5 to 8
-  kParity = 3,    // 1 none, 2 odd, 3 even
-  kStopBits = 4,  // 1, 2
-  kControl = 5,   // 1 no flow control, 2 XON/XOFF, 3 hardware, 8 DTR on, 11 RTS on, 19 DSR flow control
-  kPurge = 12,    // 1 what was received, 2 what is to be sent, 3 both
+  kBaudRate = 1,        // 4 bytes, most significant first
+  kDataBits = 2,        // 5 to 8
+  kParity = 3,          // 1 none, 2 odd, 3 even
+  kStopBits = 4,        // 1, 2
+  kControl = 5,         // a value of Control
+  kLineState = 6,       // of a server only: bits of what happened on the line
+  kModemState = 7,      // of a server only: bits of the line's inputs
+  kLineStateMask = 10,  // of which changes a client wants to be told
+  kModemStateMask = 11,
+  kPurge = 12,  // 1 what was received, 2 what is to be sent, 3 both
   kAnswer = 100
 };
+
+// A server answers a question (kAsk...) with the value that is in force.
+enum Control : std::uint8_t {
+  kAskFlow = 0,
+  kNoFlow = 1,
+  kXonXoffFlow = 2,
+  kAskBreak = 4,
+  kBreakOn = 5,
+  kBreakOff = 6,
+  kAskDtr = 7,
+  kDtrOn = 8,
+  kDtrOff = 9,
+  kAskRts = 10,
+  kRtsOn = 11,
+  kRtsOff = 12,
+  kDsrFlow = 19
+};
+
+// Bits of kLineState: a byte was lost, or has arrived damaged.
+inline constexpr std::uint8_t kOverrun = 2;
+inline constexpr std::uint8_t kParityError = 4;
+inline constexpr std::uint8_t kFramingError = 8;
+inline constexpr std::uint8_t kDamage = kOverrun | kParityError | kFramingError;
 
 // Receives the commands that a decoder finds in the stream.
 class Listener {

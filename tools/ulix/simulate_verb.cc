@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "simulators/rfc2217_endpoint.h"
+#include "links/rfc2217_endpoint.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
