@@ -301,6 +301,19 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kMinHead, {"MIN", "MIN"}},
     {TextId::kMaxHead, {"MAX", "MAX"}},
     {TextId::kDeviationHead, {"STD DEV", "ÉC. TYPE"}},
+    {TextId::kServedHere,
+     {"The line is not protected: every program of this machine can drive its instrument through %",
+      "La ligne n'est pas protégée : tout programme de cette machine peut piloter son instrument par %"}},
+    {TextId::kServedToNetwork,
+     {"The line is not protected: whoever reaches % can drive its instrument",
+      "La ligne n'est pas protégée : quiconque atteint % peut piloter son instrument"}},
+    {TextId::kClientCame, {"% has the line", "% a la ligne"}},
+    {TextId::kClientLeft, {"% has left", "% est parti"}},
+    {TextId::kLineLost,
+     {"% is lost; it is opened again when it is back", "% est perdu ; il sera rouvert à son retour"}},
+    {TextId::kLineBack, {"% is back", "% est de retour"}},
+    {TextId::kLineIsBusy, {"in use by %", "utilisé par %"}},
+    {TextId::kLineIsLost, {"% is lost", "% est perdu"}},
 }};
 
 constexpr bool IsInOrder() {

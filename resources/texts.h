@@ -263,6 +263,15 @@ enum class TextId : std::uint16_t {
   kMinHead,
   kMaxHead,
   kDeviationHead,
+  // A line that is served.
+  kServedHere,
+  kServedToNetwork,
+  kClientCame,
+  kClientLeft,
+  kLineLost,
+  kLineBack,
+  kLineIsBusy,
+  kLineIsLost,
   kCount
 };
 

@@ -136,7 +136,37 @@ std::optional<HRESULT> OwnCode(const ModelCard& card, HRESULT code) {
   return IsOwnCode(card, code) ? std::optional(code - card.exception_code) : std::nullopt;
 }
 
-// Why a port could not be opened; empty when the cause is unknown.
+std::string WithDetail(const std::string& text, const std::string& detail) {
+  return detail.empty() ? text : text + ": " + detail;
+}
+
+constexpr char kGroup[] = "Connection";
+
+void AddPort(CLI::App& verb, ConnectionOptions& options) {
+  const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
+  verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
+      ->type_name("N|COMn|DEVICE|URL|sim")
+      ->check(is_port)
+      ->group(kGroup);
+}
+
+void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
+  verb.add_option("--host", options.host, "Where the instrument is on Ethernet; a number or a name")
+      ->type_name("HOST")
+      ->excludes(verb.get_option("--port"))
+      ->group(kGroup);
+  verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
+      ->type_name("PORT")
+      ->transform(WholeNumber(1, 65535))
+      ->group(kGroup);
+  verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
+      ->type_name("N")
+      ->transform(WholeNumber(0, 255))
+      ->group(kGroup);
+}
+
+}  // namespace
+
 std::string CauseOf(const platform::OpenFailure& failure) {
   using Cause = platform::OpenFailureCause;
   const std::string holder = std::to_string(failure.holder);
@@ -157,7 +187,7 @@ std::string CauseOf(const platform::OpenFailure& failure) {
     case Cause::kUnknownHost:
       return Shown(TextId::kUnknownHost);
     case Cause::kRefused:
-      return Shown(TextId::kConnectionRefused);
+      return WithDetail(Shown(TextId::kConnectionRefused), failure.detail);
     case Cause::kNoAnswer:
       return Shown(TextId::kNoAnswerInTime);
     case Cause::kSettings:
@@ -168,11 +198,7 @@ std::string CauseOf(const platform::OpenFailure& failure) {
   return {};
 }
 
-constexpr char kGroup[] = "Connection";
-
-// Adds the options of a serial line.
-void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
-  const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
+void AddLineSettings(CLI::App& verb, ConnectionOptions& options) {
   // The baud rates depend on the model.
   const auto take_rate = [&options](const std::string& text) {
     std::uint32_t rate = 0;
@@ -180,10 +206,6 @@ void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
     if (error != std::errc() || end != text.data() + text.size()) throw NotARate(text, kBaudRates);
     options.baud_rate = rate;
   };
-  verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
-      ->type_name("N|COMn|DEVICE|URL|sim")
-      ->check(is_port)
-      ->group(kGroup);
   verb.add_option_function<std::string>("--baud", take_rate, "Bits per second")->type_name("RATE")->group(kGroup);
   for (const LineField& field : LineFields()) {
     if (field.codes.empty()) continue;
@@ -194,22 +216,11 @@ void AddSerialLine(CLI::App& verb, ConnectionOptions& options) {
   }
 }
 
-void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
-  verb.add_option("--host", options.host, "Where the instrument is on Ethernet; a number or a name")
-      ->type_name("HOST")
-      ->excludes(verb.get_option("--port"))
-      ->group(kGroup);
-  verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
-      ->type_name("PORT")
-      ->transform(WholeNumber(1, 65535))
-      ->group(kGroup);
-  verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
-      ->type_name("N")
-      ->transform(WholeNumber(0, 255))
-      ->group(kGroup);
+SerialParams WithLineSettings(SerialParams params, const ConnectionOptions& options) {
+  params.baudRate = options.baud_rate.value_or(params.baudRate);
+  for (const auto& [field, code] : options.line) SetNumber(params, *field, static_cast<std::int64_t>(code));
+  return params;
 }
-
-}  // namespace
 
 void AddModel(CLI::App& verb, ConnectionOptions& options) {
   verb.add_option("MODEL", options.model, "The instrument's model word; 'ulix models' lists them")
@@ -239,7 +250,8 @@ void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
 Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(ShownLanguage()); }
 
 void AddConnection(CLI::App& verb, ConnectionOptions& options) {
-  AddSerialLine(verb, options);
+  AddPort(verb, options);
+  AddLineSettings(verb, options);
   AddNetwork(verb, options);
   verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
       ->type_name("MS")
@@ -319,12 +331,11 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
   if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
   Check(result);
   if (!port.empty()) SetPort(params, ParsePort(port));
-  params.baudRate = options.baud_rate.value_or(params.baudRate);
+  params = WithLineSettings(params, options);
   const auto rates = instrument_.BaudRates();
   if (options.baud_rate && std::find(rates.begin(), rates.end(), params.baudRate) == rates.end()) {
     throw NotARate(std::to_string(params.baudRate), rates);
   }
-  for (const auto& [field, code] : options.line) SetNumber(params, *field, static_cast<std::int64_t>(code));
   Check(instrument_.SetSerialParams(params));
 }
 

@@ -50,7 +50,15 @@ void CheckModel(const std::string& word);
 void AddModelOption(CLI::App& verb, ConnectionOptions& options);
 void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);
+// The line's settings alone: --baud and its like.
+void AddLineSettings(CLI::App& verb, ConnectionOptions& options);
 void AddForce(CLI::App& verb, ConnectionOptions& options);
+
+// `params` with the line settings of the options.
+SerialParams WithLineSettings(SerialParams params, const ConnectionOptions& options);
+
+// Why a port could not be opened, in the language of the program; empty when the cause is unknown.
+std::string CauseOf(const platform::OpenFailure& failure);
 
 // The language of the options, else the user's own.
 Language LanguageOf(const ConnectionOptions& options);

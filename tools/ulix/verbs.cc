@@ -29,6 +29,7 @@ constexpr std::array kVerbs = {
     Verb{"calibrate", "Carry out a calibration plan: set, wait until stable, read, report", DefineCalibrate},
     Verb{"certificate", "Check a digital calibration certificate, or show it", DefineCertificate},
     Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},
+    Verb{"serve", "Share a serial line of this machine over the network", DefineServe},
     Verb{"help", "What a verb does and what it takes", DefineHelp},
     Verb{"demo", "The tour: a simulated instrument from plug to plot, in under half a minute", DefineDemo},
 };

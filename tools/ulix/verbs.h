@@ -45,6 +45,7 @@ Action DefineWatch(CLI::App& verb);
 Action DefineCalibrate(CLI::App& verb);
 Action DefineCertificate(CLI::App& verb);
 Action DefineSimulate(CLI::App& verb);
+Action DefineServe(CLI::App& verb);
 Action DefineQuery(CLI::App& verb);
 Action DefineConsole(CLI::App& verb);
 Action DefineDetect(CLI::App& verb);
