@@ -12,12 +12,16 @@ import threading
 import time
 import unittest
 
+import port_servers
 from range_calibrator_stream import encode
 from serial_instrument import TEST_LIMIT
 
 ULIX = "ulix"
 # Under Wine ports have other names, several programs can open one port, and the program offers no pseudo terminals.
 UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
+# The kind of server (port_servers.py) behind which every serial instrument is; empty: it is on a terminal.
+PORT_SERVER = os.environ.get("ULIX_PORT_SERVER", "")
+on_terminals_only = unittest.skipIf(PORT_SERVER, "a port behind a server has no such state, or none that it tells")
 NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
 NO_ANSWER = "ulix: 0x80044403 Unable to read answer\n"
 
@@ -27,6 +31,7 @@ def sets(**fields):
 
 
 class ContractTest(unittest.TestCase):
+    server_prefix = ()  # how the programs of port_servers.py are started
     program = None  # the one under test, unless a test sets another
     maxDiff = None
 
@@ -41,6 +46,9 @@ class ContractTest(unittest.TestCase):
 
     def plug_in(self, unit):
         self.addCleanup(unit.close)
+        if PORT_SERVER:
+            unit.idle_turns_to_end = 30  # what a server has not passed on yet
+            unit.device = port_servers.KINDS[PORT_SERVER](self, unit.device)
         return unit
 
     def file(self, values):

@@ -50,11 +50,12 @@ class SerialInstrument:
         self.state = dict(command_set.state)
         self.commands = []  # (monotonic seconds, whole command)
         self.unknown = []  # commands that it has not
-        self.speed = None  # of the terminal when the last bytes came
+        self.speed, self.two_stop_bits = None, None  # of the terminal when the last bytes came
         self._received = []  # (monotonic seconds, bytes)
         self._outbox = []  # (due, bytes, vanish), in order of sending
         self._partial = b""
         self._idle_turns = 0
+        self.idle_turns_to_end = 2  # without a byte: then all have come
         self._turned = threading.Condition()
         self._ended = False
         self._master, slave = os.openpty()
@@ -79,7 +80,7 @@ class SerialInstrument:
     def wire(self):
         """All bytes received, after waiting until no more are on the line."""
         seen = self._idle_turns
-        self._wait(lambda: self._idle_turns >= seen + 2)
+        self._wait(lambda: self._idle_turns >= seen + self.idle_turns_to_end)
         return b"".join(data for _, data in self._received)
 
     def times(self, command):
@@ -117,7 +118,8 @@ class SerialInstrument:
         os.close(self._master)
 
     def _receive(self, data, now):
-        self.speed = termios.tcgetattr(self._master)[4]
+        settings = termios.tcgetattr(self._master)
+        self.speed, self.two_stop_bits = settings[4], bool(settings[2] & termios.CSTOPB)
         self._received.append((now, data))
         self._partial += data
         while match := self._frame.match(self._partial):

@@ -24,9 +24,7 @@ HELLO, BYE = frames(":R:OTYPE"), frames(":W:OKEYLOCK:0")
 
 class Adt761ContractTest(ContractTest):
     def instrument(self, answers=(), **how):
-        unit = Adt761Instrument(answers, **how)
-        self.addCleanup(unit.close)
-        return unit
+        return self.plug_in(Adt761Instrument(answers, **how))
 
     def assert_said(self, unit, *texts):
         self.assertEqual((unit.wire(), unit.unknown), (HELLO + frames(*texts) + BYE, []))

@@ -177,9 +177,11 @@ class Kelvo10Test(ContractTest):
         unit, csv = self.instrument(), self.folder / "scan.csv"
         process = self.start("scan", "kelvo10", *unit.where, "--period", "150", "--json", "--csv", csv)
         rows = [self.read_line(process), self.read_line(process)]
-        if not UNDER_WINE:
-            second = self.ulix("identify", "kelvo10", *unit.where)
-            self.assertEqual(second, (1, "", f"{NO_PORT[:-1]}: {unit.device}: in use by process {process.pid}\n"))
+        if not UNDER_WINE and contract.PORT_SERVER != "socat":  # which takes every client
+            status, out, err = self.ulix("identify", "kelvo10", *unit.address)
+            why = "no answer in time|connection refused: .*in use.*" if contract.PORT_SERVER else f"in use by process {process.pid}"
+            self.assertEqual((status, out), (1, ""))
+            self.assertRegex(err, f"^{NO_PORT[:-1]}: {re.escape(unit.device)}: ({why})\n$")
         status, out, err = self.interrupt(process)
         rows += out.splitlines()
         self.assertEqual((status, err, self.values(map(json.loads, rows))), (0, "", [12.345] * len(rows)))
@@ -330,8 +332,12 @@ class Kelvo10Test(ContractTest):
         self.assertEqual((status, err), (1, f"ulix: 0x80030002 Impossible de lire {self.folder}: est un dossier\n"))
         unit = self.instrument()
         self.env["ULIX_COM5"] = unit.device  # the port that the stream names
+        if contract.PORT_SERVER == "pyserial":  # which cannot give a pseudo terminal the seven bits of this stream
+            return
         self.succeed("read", "kelvo10", "--config", self.file(whole), *PATIENT)
-        self.assertEqual((unit.wire(), unit.speed), (HELLO + b"MEAS?\n" + BYE, termios.B4800))
+        self.assertEqual(unit.wire(), HELLO + b"MEAS?\n" + BYE)
+        if contract.PORT_SERVER in ("", "ser2net", "serve"):  # where the line is set as the stream says
+            self.assertEqual(unit.speed, termios.B4800)
 
     def test_wrong_usage_names_the_argument(self):
         unit = self.instrument()

@@ -56,6 +56,8 @@ def sixty_five():
 class MemologTest(contract.ContractTest):
     def logger(self, **options):
         logger = Memolog(**options)
+        if logger.serial:
+            return self.plug_in(logger)
         self.addCleanup(logger.close)
         return logger
 

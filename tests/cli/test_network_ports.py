@@ -1,170 +1,317 @@
-"""Serial instruments behind independent serial port servers of this machine: socat, ser2net and python3-serial's own.
+"""Serial instruments behind serial port servers of this machine: independent ones, and the program's own.
+
+The contract tests of the models run behind these servers too: ULIX_PORT_SERVER=ser2net python3 test_serial_contract.py ...
 
 Run as: python3 test_network_ports.py PATH_TO_ULIX [unittest arguments]
 """
 
-import pathlib
-import shutil
+import ctypes
+import json
+import os
+import re
+import signal
 import socket
 import subprocess
 import termios
 import time
 import unittest
 
-import contract
+import port_servers
 from contract import NO_PORT, UNDER_WINE, ContractTest, main
 from instruments import kelvo10
-from serial_instrument import PATIENT, TEST_LIMIT, Reply
+from port_servers import PYSERIAL, free_port
+from serial_instrument import PATIENT, SILENCE, TEST_LIMIT, Reply
 
-SER2NET = shutil.which("ser2net") or shutil.which("ser2net", path="/usr/sbin")
-PYSERIAL = pathlib.Path("/usr/share/doc/python3-serial/examples/rfc2217_server.py")
-# The server fails on a terminal without modem lines. A pseudo terminal has none, so they are made up.
-ON_TERMINALS = """
-import runpy, serial.serialposix as posix, sys
-for line in ("cts", "dsr", "ri", "cd"):
-    setattr(posix.Serial, line, property(lambda port: True))
-posix.Serial._update_rts_state = posix.Serial._update_dtr_state = lambda port: None
-sys.argv = sys.argv[1:]
-runpy.run_path(sys.argv[0], run_name="__main__")
-"""
+
+class Cable:
+    """A cable to another machine, with a network and semaphores of its own. Pulled out it loses all packets without a
+    word."""
+    NEAR, FAR = "10.98.0.1", "10.98.0.2"
+
+    def __init__(self, test):
+        new_network_namespace = 0x40000000
+        if UNDER_WINE or ctypes.CDLL(None).unshare(new_network_namespace) != 0:
+            test.skipTest("this user may not make networks")
+        self._keeper = test.start_program(["unshare", "-n", "-i", "sleep", "3600"])
+        own = os.readlink("/proc/self/ns/net")
+        while os.readlink(f"/proc/{self._keeper.pid}/ns/net") == own:
+            time.sleep(0.01)
+        self.prefix = ("nsenter", "-n", "-i", "-t", str(self._keeper.pid))
+        self._ip("link", "add", "near", "type", "veth", "peer", "name", "far", "netns", str(self._keeper.pid), there=False)
+        self._ip("addr", "add", f"{self.NEAR}/30", "dev", "near", there=False)
+        self._ip("link", "set", "near", "up", there=False)
+        self._ip("link", "set", "far", "up")
+        self.plug_in()
+
+    def plug_in(self):
+        self._ip("addr", "add", f"{self.FAR}/30", "dev", "far")
+
+    def pull_out(self):
+        # The other end has this address no longer, so that it neither answers packets nor refuses them.
+        self._ip("addr", "del", f"{self.FAR}/30", "dev", "far")
+
+    def _ip(self, *command, there=True):
+        subprocess.run([*(self.prefix if there else ()), "ip", *command], check=True)
+
+
 # The models that are simulated behind the servers.
 MODELS = "adt761 cmx310 flukehydra hart isotech jofrartcptc kambic kelvo10 microk".split()
+SERVERS = [server for name, server in port_servers.KINDS.items() if name != "pyserial" or PYSERIAL.exists()]
+BY_RFC2217 = [server for server in SERVERS if server.__name__ in ("ser2net", "pyserial", "serve")]
 
 
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+class ServerTest(ContractTest):
+    """Tests that put instruments behind servers of their own choice."""
 
-
-def listens(port):
-    """Whether a server has this port, by the kernel's table: a connection would take the only place of some servers."""
-    tables = "".join(pathlib.Path(f"/proc/net/{name}").read_text() for name in ("tcp", "tcp6"))
-    return any(f":{port:04X} " in line and " 0A " in line for line in tables.splitlines())
+    def plug_in(self, unit):
+        self.addCleanup(unit.close)
+        unit.idle_turns_to_end = 30  # what a server has not passed on yet
+        return unit
 
 
 @unittest.skipIf(UNDER_WINE, "the servers are this system's")
-class NetworkPortTest(ContractTest):
-    def start(self, *command):
-        process = subprocess.Popen(command, env=self.env, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-
-        def stop():
-            process.terminate()
-            process.wait(TEST_LIMIT)
-            process.stdout.close()
-        self.addCleanup(stop)
-        return process
-
-    def serve(self, scheme, command):
-        """The URL of a server, once it listens. `command` is the server's, given its port. Another program may have taken
-        that port in the meantime: then the next one is tried."""
-        for _ in range(3):
-            port = free_port()
-            process = self.start(*command(port))
-            end = time.monotonic() + TEST_LIMIT
-            while process.poll() is None and time.monotonic() < end:
-                if listens(port):
-                    return f"{scheme}://127.0.0.1:{port}"
-                time.sleep(0.02)
-        self.fail(f"no server: {command(0)}")
-
-    def socat(self, device):
-        return self.serve("tcp", lambda port: ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork,nodelay",
-                                               f"FILE:{device},raw,echo=0"])
-
-    def ser2net(self, device, telnet="telnet(rfc2217),"):
-        def command(port):
-            config = self.folder / f"ser2net-{port}.yaml"
-            config.write_text(f"connection: &line\n  accepter: {telnet}tcp,127.0.0.1,{port}\n"
-                              f"  connector: serialdev,{device},9600n81,local\n  options:\n    chardelay: false\n")
-            return [SER2NET, "-n", "-c", str(config)]
-        return self.serve("rfc2217" if telnet else "tcp", command)
-
-    def ser2net_raw(self, device):
-        return self.ser2net(device, "")
-
-    def pyserial(self, device):
-        return self.serve("rfc2217", lambda port: ["/usr/bin/python3", "-c", ON_TERMINALS, str(PYSERIAL), "-p", str(port), device])
-
-    def servers(self):
-        found = [self.socat, self.ser2net, self.ser2net_raw]
-        return found + ([self.pyserial] if PYSERIAL.exists() else [])
-
+class NetworkPortTest(ServerTest):
     def simulated(self, model, *options):
-        process = self.start(contract.ULIX, "simulate", model, *options)
-        return process.stdout.readline().strip()
-
-    def run_ulix(self, *arguments):
-        return self.ulix(*arguments, *([] if "--timeout" in arguments else PATIENT))
-
-    def test_each_model_through_each_server(self):
-        for model in MODELS:
-            expected = self.run_ulix("identify", model, "--port", self.simulated(model))
-            for server in self.servers():
-                with self.subTest(model=model, server=server.__name__):
-                    url = server(self.simulated(model))
-                    self.assertEqual(self.run_ulix("identify", model, "--port", url), expected)
+        return self.read_line(self.start("simulate", model, *options))
 
     def test_the_simulators_own_servers(self):
         for model in MODELS:
-            expected = self.run_ulix("identify", model, "--port", self.simulated(model))
+            expected = self.ulix("identify", model, "--port", self.simulated(model), *PATIENT)
             for option, scheme in (("--tcp", "tcp"), ("--rfc2217", "rfc2217")):
                 with self.subTest(model=model, option=option):
                     url = f"{scheme}://{self.simulated(model, option, '0')}"
-                    self.assertEqual(self.run_ulix("identify", model, "--port", url), expected)
-
-    def test_the_bytes_on_the_wire_are_those_of_a_terminal(self):
-        for server in self.servers():
-            with self.subTest(server.__name__):
-                unit = self.plug_in(kelvo10())
-                url = server(unit.device)
-                code, output, _ = self.run_ulix("read", "kelvo10", "in", "--port", url)
-                self.assertEqual(code, 0, output)
-                direct = self.plug_in(kelvo10())
-                self.assertEqual((code, output), self.run_ulix("read", "kelvo10", "in", "--port", direct.device)[:2])
-                direct.wait_for("LOC")
-                unit.wait_for("LOC")  # the last command needs its time through the server
-                self.assertEqual([command for _, command in unit.commands],
-                                 [command for _, command in direct.commands])
+                    self.assertEqual(self.ulix("identify", model, "--port", url, *PATIENT), expected)
 
     def test_settings_arrive_at_the_far_terminal(self):
-        for server in (self.ser2net, *([self.pyserial] if PYSERIAL.exists() else [])):
-            with self.subTest(server.__name__):
-                unit = self.plug_in(kelvo10())
-                url = server(unit.device)
-                for rate in (1200, 57600):
-                    code, _, error = self.run_ulix("read", "kelvo10", "in", "--port", url, "--baud", str(rate))
-                    self.assertEqual((code, unit.speed), (0, getattr(termios, f"B{rate}")), error)
+        for server in BY_RFC2217:
+            unit = self.plug_in(kelvo10())
+            url = server(self, unit.device)
+            for rate in (1200, 57600):
+                options = ["--baud", rate, "--stop-bits", "2" if rate == 1200 else "1"]
+                code, _, error = self.ulix("read", "kelvo10", "in", "--port", url, *PATIENT, *options)
+                arrived = (unit.speed, unit.two_stop_bits)
+                self.assertEqual((code, arrived), (0, (getattr(termios, f"B{rate}"), rate == 1200)), f"{server} {error}")
 
     def test_a_late_reply_is_never_another_querys_value(self):
-        for server in self.servers():
-            with self.subTest(server.__name__):
-                timeout = max(1000, self.short_timeout())  # milliseconds
-                late = Reply(b"11.1\n", delay=1.4 * timeout / 1000)
-                # Replies keep their order: the reply to the next query comes after the late one.
-                behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.7 * timeout / 1000)
-                unit = self.plug_in(kelvo10({"MEAS?": [late, "22.2", late, "33.3", "44.4"],
-                                             "*IDN?": ["KELVO10 SN 1234 V1.0", behind]}))
-                _, output, error = self.run_ulix("scan", "kelvo10", "IN", "--period", "200", "--count", "6", "--port",
-                                                 server(unit.device), "--timeout", timeout)
-                self.assertNotIn("11.1", output)
-                self.assertRegex(output, "(?s)22\\.2.*33\\.3.*44\\.4", error)
+        for server in SERVERS:
+            timeout = self.short_timeout()
+            late = Reply(b"11.1\n", delay=1.4 * timeout / 1000)  # the read has ended
+            # Replies keep their order: the reply to the next query comes after the late one.
+            behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.8 * timeout / 1000)
+            unit = self.plug_in(kelvo10({"MEAS?": [late, "22.2", late, "33.3", "44.4"],
+                                         "*IDN?": ["KELVO10 SN 1234 V1.0", behind]}))
+            _, output, error = self.ulix("scan", "kelvo10", "IN", "--period", "200", "--count", "6", "--no-config",
+                                         "--timeout", timeout, "--port", server(self, unit.device))
+            self.assertNotIn("11.1", output, server)
+            self.assertRegex(output, "(?s)22\\.2.*33\\.3.*44\\.4", error)
+
+    def test_faults_of_the_instrument_give_errors_and_no_wrong_value(self):
+        right, timeout = 12.345, self.short_timeout()
+        faults = {"silent": SILENCE, "cut": Reply(b"12.3"), "garbage": Reply(b"\xff\x01\xfe\n\r\x1b[2J\xff\xff\n"),
+                  "two numbers": "12.3412.34", "empty": "", "late": Reply(b"99.9\n", delay=1.5 * timeout / 1000), "oversize": "9" * 300,
+                  "dripped": Reply(b"12.345\n", drip=0.05)}
+
+        def check(server, name, reply):
+            unit = self.plug_in(kelvo10({"MEAS?": ["12.345", reply, "12.345"]}))
+            url = server(self, unit.device)
+            process = self.start("scan", "kelvo10", "IN", "--period", "100", "--json", "--port", url,
+                                 "--timeout", str(timeout))
+            rows = []
+            while len(rows) < 50 and not (rows and unit.times("MEAS?")[3:] and rows[-1]["value"] == right):
+                channel, = json.loads(self.read_line(process))["channels"]
+                rows.append(channel)
+            self.interrupt(process)
+            wrong = [row for row in rows if row["error"] == 0 and "doubt" not in row and row["value"] != right]
+            self.assertEqual((wrong, rows[-1]["value"]), ([], right), f"{server} {name}")
+        for server in SERVERS:
+            self.side_by_side(check, [(server, name, reply) for name, reply in faults.items()])
 
     def test_the_port_map_takes_urls(self):
-        url = self.socat(self.plug_in(kelvo10()).device)
-        self.env["ULIX_COM77"] = url
-        code, output, error = self.run_ulix("read", "kelvo10", "in", "--port", "77")
-        self.assertEqual(code, 0, error)
+        self.env["ULIX_COM77"] = port_servers.socat(self, self.plug_in(kelvo10()).device)
+        self.assertEqual(self.succeed("identify", "kelvo10", "--port", "77", *PATIENT), "KELVO10 SN 1234 V1.0\n")
+
+    def test_ipv6_and_names(self):
+        for server in (port_servers.socat, port_servers.ser2net, port_servers.serve, port_servers.serve_raw):
+            with self.subTest(server.__name__):
+                url = server(self, self.plug_in(kelvo10()).device, "::1")
+                self.assertIn("//[::1]:", url)
+                self.assertEqual(self.succeed("identify", "kelvo10", "--port", url, *PATIENT), "KELVO10 SN 1234 V1.0\n")
+        url = port_servers.serve(self, self.plug_in(kelvo10()).device, "localhost").replace("127.0.0.1", "localhost")
+        self.assertEqual(self.succeed("identify", "kelvo10", "--port", url.replace("[::1]", "localhost"), *PATIENT), "KELVO10 SN 1234 V1.0\n")
 
     def test_unreachable_server_gives_its_error(self):
-        for url in (f"tcp://127.0.0.1:{free_port()}", "rfc2217://no-such-host.invalid:4001"):
-            code, output, error = self.run_ulix("identify", "kelvo10", "--port", url)
-            self.assertEqual((code != 0, output), (True, ""))
-            self.assertTrue(error.startswith(NO_PORT.rstrip("\n")), error)
+        for url in (f"tcp://127.0.0.1:{free_port()}", f"tcp://[::1]:{free_port('::1')}", "rfc2217://no-such-host.invalid:4001"):
+            code, output, error = self.ulix("identify", "kelvo10", "--port", url, *PATIENT)
+            self.assertEqual((code, output), (1, ""))
+            self.assertRegex(error, f"^{re.escape(NO_PORT.rstrip())}: {re.escape(url)}: (connection refused|unknown host)\n$")
         for wrong in ("http://bench:1", "tcp://bench", "tcp://:5", "rfc2217://bench:0", "tcp://bench:65536", "tcp://a:b:1"):
-            code, _, error = self.run_ulix("identify", "kelvo10", "--port", wrong)
+            code, _, error = self.ulix("identify", "kelvo10", "--port", wrong)
             self.assertEqual(code, 2, error)
             self.assertIn("tcp://HOST:PORT", error)
+
+
+@unittest.skipIf(UNDER_WINE, "the networks are this system's")
+class LossTest(ServerTest):
+    def start_program(self, command):
+        process = subprocess.Popen(command)
+        self.addCleanup(lambda: (process.kill(), process.wait()))
+        return process
+
+    def test_a_dead_cable_is_noticed_and_the_instrument_identified_again(self):
+        cable = Cable(self)
+        self.server_prefix = cable.prefix
+        for server in (port_servers.serve, port_servers.serve_raw, port_servers.ser2net_kicking):
+            unit = self.plug_in(kelvo10())
+            url = server(self, unit.device, Cable.FAR)
+            # No read runs out of time: what ends one is the loss.
+            scan = self.start("scan", "kelvo10", "IN", "--period", "100", "--json", "--port", url, *PATIENT)
+
+            def await_row(value, scan=scan):
+                while json.loads(self.read_line(scan))["channels"][0]["value"] != value:
+                    pass
+                return time.monotonic()
+            await_row(12.345)
+            identified = len(unit.times("*IDN?"))
+            cable.pull_out()
+            died = time.monotonic()
+            noticed = await_row(None) - died
+            cable.plug_in()
+            self.assertLess(noticed, 2.0, server)
+            await_row(12.345)
+            self.assertGreater(len(unit.times("*IDN?")), identified, server)
+            self.assertEqual(self.interrupt(scan)[0], 0)
+
+
+@unittest.skipIf(UNDER_WINE, "the terminals are this system's")
+class ServeTest(ServerTest):
+    """`ulix serve`: a line of this machine on the network."""
+
+    def serve(self, device, *args):
+        process = self.start("serve", "--port", str(device), *args)
+        return process, self.read_line(process)
+
+    def told(self, process, pattern):
+        """Waits until the server says this on standard error."""
+        heard = ""
+        while not re.search(pattern, heard):
+            line = process.stderr.readline().decode("utf-8")
+            self.assertTrue(line, f"ended after {heard!r}")
+            heard += line
+        return heard
+
+    def test_a_second_client_is_refused_in_words(self):
+        for option, scheme in (("--tcp", "tcp"), ("--rfc2217", "rfc2217")):
+            process, where = self.serve(self.plug_in(kelvo10()).device, option, "0")
+            url = f"{scheme}://{where}"
+            scan = self.start("scan", "kelvo10", "IN", "--port", url, "--period", "100", "--json", *PATIENT)
+            self.read_line(scan)
+            status, _, err = self.ulix("identify", "kelvo10", "--port", url, *PATIENT)
+            self.assertEqual(status, 1)
+            self.assertRegex(err, rf"^{re.escape(NO_PORT.rstrip())}: {url}: connection refused: in use by 127\.0\.0\.1:\d+\n$")
+            rows = [self.read_line(scan) for _ in range(3)]
+            self.assertEqual([json.loads(row)["channels"][0]["error"] for row in rows], [0] * 3)
+            self.assertEqual(self.interrupt(scan)[0], 0)
+            for _ in range(3):  # one after the other: each has the line
+                self.assertEqual(self.succeed("identify", "kelvo10", "--port", url, *PATIENT), "KELVO10 SN 1234 V1.0\n")
+
+    def test_it_says_that_the_line_is_not_protected(self):
+        for args, words in ((["0"], "every program of this machine"), (["0.0.0.0:0"], "whoever reaches 0.0.0.0:"),
+                            (["[::]:0"], r"whoever reaches \[::\]:"), (["0", "--lang", "fr"], "n'est pas protégée")):
+            process, _ = self.serve(self.plug_in(kelvo10()).device, "--tcp", *args)
+            self.told(process, words)
+
+    def test_it_ends_cleanly_on_every_signal(self):
+        for end in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
+            unit = self.plug_in(kelvo10())
+            process, where = self.serve(unit.device, "--rfc2217", "0")
+            self.succeed("read", "kelvo10", "--port", f"rfc2217://{where}", *PATIENT)
+            process.send_signal(end)
+            out, err = process.communicate(timeout=TEST_LIMIT)
+            self.assertEqual((process.returncode, out), (0, b""), err)
+            self.assertEqual(self.succeed("identify", "kelvo10", *unit.where), "KELVO10 SN 1234 V1.0\n")
+
+    def test_a_lost_terminal_is_told_and_had_back(self):
+        path = self.folder / "ttyUSB0"
+
+        def plug(value):
+            unit = self.plug_in(kelvo10({"MEAS?": value}))
+            path.unlink(missing_ok=True)
+            path.symlink_to(unit.device)
+            return unit
+        unit = plug("1.5")
+        process, where = self.serve(path, "--rfc2217", "0")
+        scan = self.start("scan", "kelvo10", "IN", "--port", f"rfc2217://{where}", "--period", "100", "--json")
+
+        def await_row(wanted):
+            for _ in range(300):
+                channel, = json.loads(self.read_line(scan))["channels"]
+                self.assertIn(channel["value"], (1.5, 2.5, None))
+                if wanted in (channel["value"], channel["error"]):
+                    return
+            self.fail(f"no {wanted}")
+        await_row(1.5)
+        path.unlink()
+        unit.close()
+        self.told(process, f"{re.escape(str(path))} is lost")
+        await_row(0x80044401)
+        status, _, err = self.ulix("identify", "kelvo10", "--port", f"rfc2217://{where}")
+        self.assertEqual(status, 1)
+        self.assertIn(f"connection refused: {path} is lost", err)
+        plug("2.5")
+        self.told(process, f"{re.escape(str(path))} is back")
+        await_row(2.5)
+
+    def test_a_line_that_cannot_be_opened_gives_the_cause(self):
+        unit = self.plug_in(kelvo10())
+        self.serve(unit.device, "--tcp", "0")
+        for port, why in (("/dev/none", "no such device"), ("/dev/null", "not a serial device"),
+                          (unit.device, r"in use by process \d+")):
+            status, out, err = self.ulix("serve", "--port", port, "--tcp", "0")
+            self.assertEqual((status, out), (1, ""))
+            self.assertRegex(err, f"^{re.escape(NO_PORT.rstrip())}: {port}: {why}\n$")
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            status, _, err = self.ulix("serve", "--port", self.plug_in(kelvo10()).device, "--tcp", taken.getsockname()[1])
+        self.assertEqual(status, 1)
+        self.assertRegex(err, r"127\.0\.0\.1:\d+")
+
+    def test_wrong_usage_names_the_argument(self):
+        for args, words in (([], "--port"), (["--port", "sim", "--tcp", "0"], "--port: 'sim' is no port of this machine"),
+                            (["--port", "tcp://a:1", "--tcp", "0"], "--port: 'tcp://a:1' is no port of this machine"),
+                            (["--port", "5"], "--tcp: is missing"), (["--port", "5", "--tcp", "x"], "--tcp: 'x' is no address"),
+                            (["--port", "5", "--tcp", "65536"], "--tcp: '65536' is no address"),
+                            (["--port", "5", "--tcp", "1", "--rfc2217", "2"], "--rfc2217")):
+            status, _, err = self.ulix("serve", *args)
+            self.assertEqual(status, 2, err)
+            self.assertIn(words, err)
+
+    def test_the_line_is_set_as_given_for_raw_clients(self):
+        unit = self.plug_in(kelvo10())
+        _, where = self.serve(unit.device, "--tcp", "0", "--baud", "19200", "--stop-bits", "2")
+        self.succeed("read", "kelvo10", "--port", f"tcp://{where}", *PATIENT, "--baud", "1200")
+        self.assertEqual((unit.speed, unit.two_stop_bits), (termios.B19200, True))
+
+    def test_each_client_finds_the_line_as_it_was_given(self):
+        unit = self.plug_in(kelvo10())
+        _, where = self.serve(unit.device, "--rfc2217", "0", "--baud", "4800")
+        self.succeed("read", "kelvo10", "--port", f"rfc2217://{where}", *PATIENT, "--baud", "57600")
+        self.assertEqual(unit.speed, termios.B57600)
+        host, port = where.split(":")
+        with socket.create_connection((host, int(port)), timeout=TEST_LIMIT) as plain:  # a client without telnet
+            plain.sendall(b"*IDN?\n")
+            self.assertEqual(plain.recv(100), b"KELVO10 SN 1234 V1.0\n")
+        self.assertEqual(unit.speed, termios.B4800)
+
+    def test_old_replies_are_not_the_next_clients(self):
+        unit = self.plug_in(kelvo10({"MEAS?": Reply(b"99.9\n", delay=0.3)}))
+        _, where = self.serve(unit.device, "--tcp", "0")
+        host, port = where.split(":")
+        with socket.create_connection((host, int(port)), timeout=TEST_LIMIT) as first:
+            first.sendall(b"MEAS?\n")
+            unit.wait_for("MEAS?")
+        unit.wait_sent()
+        with socket.create_connection((host, int(port)), timeout=TEST_LIMIT) as second:
+            second.sendall(b"*IDN?\n")
+            self.assertEqual(second.recv(100), b"KELVO10 SN 1234 V1.0\n")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
-// A serial port with an instrument behind it behaves the same on every system. run.py connects the instrument.
-#include "platform/port_binding.h"
+// A serial port with an instrument behind it behaves the same on every system, and over a network. run.py connects the
+// instrument.
+#include "links/network_port.h"
 
 #include <gtest/gtest.h>
 
@@ -38,7 +39,7 @@ class SerialPortConformance : public testing::Test {
   void Open(const char* variable) {
     number_ = PortFromEnvironment(variable);
     ASSERT_GT(number_, 0) << variable << " gives no port";
-    port_ = platform::ResolvePort({.number = number_}).port->Open().port;
+    port_ = ResolveSerialPort({.number = number_}).port->Open().port;
     ASSERT_TRUE(port_);
     EXPECT_TRUE(port_->SetQueueSizes(2000, 1000));
     port_->Purge(true, true);
@@ -130,7 +131,7 @@ TEST_F(SerialPortConformance, Interrupt_CancelsTheReadAndTheNextOneWorks) {
 
 TEST(SerialPortOpening, UnknownPort_GivesTheCause) {
   for (const platform::PortAddress& address : {platform::PortAddress{247, ""}, {1, "nowhere"}}) {
-    const auto found = platform::ResolvePort(address);
+    const auto found = ResolveSerialPort(address);
     const auto failure = found.port ? found.port->Open().failure : found.failure;
     EXPECT_EQ(failure.cause, platform::OpenFailureCause::kNoSuchDevice);
     EXPECT_NE(failure.os_error, 0u);
@@ -156,7 +157,7 @@ TEST_F(VanishingPortConformance, PortThatVanishes_NoCallHangs) {
   port_->ClearError();
   EXPECT_FALSE(port_->IsPresent());
   port_.reset();
-  EXPECT_FALSE(platform::ResolvePort({.number = number_}).port->Open().port);
+  EXPECT_FALSE(ResolveSerialPort({.number = number_}).port->Open().port);
   EXPECT_LT(steady_clock::now() - start, milliseconds(15'000));
 }
 
