@@ -108,4 +108,11 @@ std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string&
   return *id;
 }
 
+HRESULT AskOwnSettings(Instrument& instrument) {
+  const ModelCard& card = instrument.card();
+  if (card.channels_in_instrument) return instrument.RefreshChannels();
+  const bool own = card.settings_home == SettingsHome::kInstrument;
+  return own ? instrument.ReadCfg() : S_OK;
+}
+
 }  // namespace ulix::calibration

@@ -35,4 +35,8 @@ enum class ChannelUse { kRead, kWrite };
 std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string& channel, ChannelUse use, int line,
                                       const std::string& path, PlanProblems& problems);
 
+// Asks a connected instrument for its settings and channels, where they are its own and units hang on them. An
+// instrument that does not tell them keeps the defaults: S_OK.
+HRESULT AskOwnSettings(Instrument& instrument);
+
 }  // namespace ulix::calibration

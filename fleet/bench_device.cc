@@ -6,7 +6,7 @@
 #include "base/identification.h"
 #include "base/numbers.h"
 #include "base/text.h"
-#include "calibration/instruments.h"
+#include "calibration/planned_instrument.h"
 #include "drivers/catalogue.h"
 #include "simulators/simulated_line.h"
 
@@ -138,9 +138,8 @@ bool BenchDevice::Connect() {
   HRESULT result = instrument_->Connect();
   std::string identification;
   if (Succeeded(result)) result = instrument_->Identify(&identification);
-  // Units and channels may hang on settings that are the instrument's.
-  if (Succeeded(result) && instrument_->card().channels_in_instrument) result = instrument_->RefreshChannels();
-  if (Succeeded(result) && !config_.planned.settings.empty()) result = instrument_->SendCfg();
+  const bool own_settings = config_.planned.settings.empty() && config_.planned.config_file.empty();
+  if (Succeeded(result)) result = own_settings ? calibration::AskOwnSettings(*instrument_) : instrument_->SendCfg();
   if (Succeeded(result) && config_.planned.run) result = instrument_->Run();
   if (Failed(result)) {
     SayOnce(LogLevel::kWarning, calibration::ErrorTextOf(*instrument_, result));
@@ -207,6 +206,14 @@ BenchDevice::Channel& BenchDevice::ChannelOf(ChannelId id) {
   channel.value.SetProperty(kUnitKey, channel.unit);
   channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(Quality::kStale));
   return channel;
+}
+
+// Some instruments tell the unit of a channel only with its reading.
+void BenchDevice::RefreshUnit(Channel& channel, ChannelId id) {
+  std::string unit;
+  if (!instrument_->card().units_with_readings || Failed(instrument_->GetChanUnit(id, &unit))) return;
+  channel.unit = Utf8FromAnsi(unit);
+  channel.value.SetProperty(kUnitKey, channel.unit);
 }
 
 Metric BenchDevice::ErrorMetric(const Channel& channel, UnixMs time) const {
@@ -341,6 +348,7 @@ void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
     const auto found = channels_.find(arrays.ids[k]);
     if (found == channels_.end()) continue;
     Channel& channel = found->second;
+    RefreshUnit(channel, arrays.ids[k]);
     const Quality before = channel.value.quality();
     const Metric last = channel.value;
     const bool differs = Update(channel, arrays, k, changed);

@@ -79,6 +79,7 @@ class BenchDevice {
   void Say(LogLevel level, const std::string& text) const;
   void SayOnce(LogLevel level, const std::string& text);
   Channel& ChannelOf(ChannelId id);
+  void RefreshUnit(Channel& channel, ChannelId id);
   Metric ErrorMetric(const Channel& channel, UnixMs time) const;
 
   const PublishedInstrument config_;

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "calibration/instruments.h"
+#include "fleet/mqtt_client.h"
 
 namespace ulix::fleet {
 namespace {
@@ -16,17 +16,6 @@ using std::chrono::seconds;
 constexpr seconds kMaxHandshake{10};
 constexpr seconds kMaxFarewell{2};
 constexpr int kLoopMs = 50;
-constexpr char kSystemAuthorities[] = "/etc/ssl/certs";
-constexpr int kVerifyPeer = 1;
-
-// The library is set up once a process.
-void SetUpLibrary() {
-  static const int done = mosquitto_lib_init();
-  static_cast<void>(done);
-}
-
-const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
-
 }  // namespace
 
 // Called by the library on the link's thread. No exception may pass it.
@@ -84,7 +73,6 @@ void BrokerLink::SayOnce(LogLevel level, const std::string& text) {
 }
 
 void BrokerLink::Start() {
-  SetUpLibrary();
   thread_ = std::thread([this] { Run(); });
 }
 
@@ -131,10 +119,9 @@ bool BrokerLink::PauseBeforeRetry() {
 }
 
 bool BrokerLink::Prepare() {
-  client_.reset(mosquitto_new(settings_.client_id.c_str(), true, this));
+  client_ = MakeMqttClient(settings_.client_id, this);
   mosquitto* client = client_.get();
   if (!client) return false;
-  mosquitto_threaded_set(client, true);
   mosquitto_connect_callback_set(client, Callbacks::OnConnect);
   mosquitto_subscribe_callback_set(client, Callbacks::OnSubscribe);
   mosquitto_unsubscribe_callback_set(client, Callbacks::OnUnsubscribe);
@@ -144,19 +131,7 @@ bool BrokerLink::Prepare() {
   const std::string will = node_.will_payload();
   int result = mosquitto_will_set(client, TextOf(node_.will_topic()).c_str(), static_cast<int>(will.size()),
                                   will.data(), 1, false);
-  if (result == MOSQ_ERR_SUCCESS && !settings_.user.empty()) {
-    result = mosquitto_username_pw_set(client, settings_.user.c_str(), OrNull(password_));
-  }
-  if (result == MOSQ_ERR_SUCCESS && settings_.tls) {
-    const TlsSettings& tls = *settings_.tls;
-    const auto path = [&](const std::string& file) {
-      return file.empty() ? file : calibration::PathInPlan(folder_, file);
-    };
-    const std::string ca = path(tls.ca_file), certificate = path(tls.certificate), key = path(tls.key);
-    result = mosquitto_tls_set(client, OrNull(ca), ca.empty() ? kSystemAuthorities : nullptr, OrNull(certificate),
-                               OrNull(key), nullptr);
-    if (result == MOSQ_ERR_SUCCESS) result = mosquitto_tls_opts_set(client, kVerifyPeer, nullptr, nullptr);
-  }
+  if (result == MOSQ_ERR_SUCCESS) result = SetUpSecurity(client, settings_, password_, folder_);
   if (result == MOSQ_ERR_SUCCESS) return true;
   SayOnce(LogLevel::kError, std::string("the connection cannot be set up: ") + mosquitto_strerror(result));
   return false;

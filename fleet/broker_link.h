@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "fleet/mqtt_client.h"
 #include "fleet/node.h"
 #include "fleet/publish_config.h"
 
@@ -60,7 +61,7 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<std::uint64_t> turns_ = 0;
 
   // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the node.
-  std::unique_ptr<mosquitto, void (*)(mosquitto*)> client_;
+  MqttClient client_;
   int subscriptions_ = 0;                      // that were answered in this session
   bool failed_ = false;                        // the session is over
   bool begun_ = false;                         // a session

@@ -23,6 +23,7 @@ Json JsonOf(const MetricValue& value) {
 Json JsonOf(const Metric& metric) {
   Json json{{"value", JsonOf(metric.value)}, {"quality", static_cast<std::int32_t>(metric.quality())}};
   if (const MetricValue* unit = metric.Property(kUnitKey)) json["unit"] = JsonOf(*unit);
+  if (metric.historical) json["historical"] = true;
   if (metric.time != 0) json["time"] = UtcText(metric.time);
   return json;
 }

@@ -9,7 +9,7 @@
 namespace ulix::fleet {
 
 // {"time": "2026-01-31T10:11:12.345Z", "metrics": {"Inputs/IN/Value": {"value": 1.5, "quality": 192, "unit": "V",
-// "time": ...}}}. "unit" and "time" where the metric has them.
+// "time": ...}}}. "unit" and "time" where the metric has them, "historical": true where it was sent later.
 std::string MirrorText(UnixMs time, const std::vector<Metric>& metrics);
 
 // "2026-01-31T10:11:12.345Z".

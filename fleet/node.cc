@@ -225,6 +225,7 @@ bool Node::SendHistoryOf(const std::string& name, Device& device, std::size_t* b
     if (!payload) continue;  // of another version
     *bytes += record->size();
     payload->time = UnixNow();
+    SendMirror(name, payload->metrics);
     if (!Send(MessageType::kDeviceData, name, std::move(*payload))) return false;
     last_history_ = published_;
   }

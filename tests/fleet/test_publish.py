@@ -171,6 +171,14 @@ class Publish(bench.FleetTest):
         self.assertLess(max(gaps), 1500, gaps)
         self.assert_seq_never_skips(listener.messages)
 
+    def test_unit_that_comes_with_a_reading_is_told_with_it(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        instruments = {"gauge": {"model": "adt761", "port": "sim", "groups": [{"channels": ["PRESSURE"], "period": 0.5}]}}
+        self.start_publisher(self.config(broker, instruments=instruments))
+        pressure = listener.wait_for(lambda m: m.type == "DDATA" and "Inputs/PRESSURE/Value" in m)["Inputs/PRESSURE/Value"]
+        self.assertNotEqual(pressure["properties"]["engUnit"], "")
+
     def test_json_mirror_is_there_when_asked_for(self):
         _, listener, _ = self.running(**{"json-mirror": "mirror"})
         message = listener.wait_for(lambda m: m.type == "mirror")

@@ -1,0 +1,43 @@
+#include "fleet/mqtt_client.h"
+
+#include <mosquitto.h>
+
+#include "calibration/instruments.h"
+
+namespace ulix::fleet {
+namespace {
+
+constexpr char kSystemAuthorities[] = "/etc/ssl/certs";
+constexpr int kVerifyPeer = 1;
+
+const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+}  // namespace
+
+MqttClient MakeMqttClient(const std::string& id, void* owner) {
+  // The library is set up once a process.
+  static const int done = mosquitto_lib_init();
+  static_cast<void>(done);
+  MqttClient client(mosquitto_new(OrNull(id), true, owner), mosquitto_destroy);
+  if (client) mosquitto_threaded_set(client.get(), true);
+  return client;
+}
+
+int SetUpSecurity(mosquitto* client, const BrokerSettings& settings, const std::string& password,
+                  const std::string& folder) {
+  if (!settings.user.empty()) {
+    const int result = mosquitto_username_pw_set(client, settings.user.c_str(), OrNull(password));
+    if (result != MOSQ_ERR_SUCCESS) return result;
+  }
+  if (!settings.tls) return MOSQ_ERR_SUCCESS;
+  const auto path = [&](const std::string& file) {
+    return file.empty() ? file : calibration::PathInPlan(folder, file);
+  };
+  const std::string ca = path(settings.tls->ca_file), certificate = path(settings.tls->certificate),
+                    key = path(settings.tls->key);
+  const int result = mosquitto_tls_set(client, OrNull(ca), ca.empty() ? kSystemAuthorities : nullptr,
+                                       OrNull(certificate), OrNull(key), nullptr);
+  return result == MOSQ_ERR_SUCCESS ? mosquitto_tls_opts_set(client, kVerifyPeer, nullptr, nullptr) : result;
+}
+
+}  // namespace ulix::fleet
