@@ -52,6 +52,15 @@ TEST(JofraProtocol, SetPoint_HasTwoDecimalsInTheUnitOfTheSeries) {
   }
 }
 
+TEST(JofraProtocol, PartOfAnAnswerBeforeAWholeOne_GivesNoValue) {
+  std::string whole = "<GetResponse LiveSensors";
+  for (int field = 2; field < 26; ++field) whole += " " + std::to_string(field);
+  whole += ">";
+  ASSERT_EQ(ParseReading(kRtc, whole, kRtcPlaces[0]).value_or(0), 5.0F);
+  const auto behind_part = ParseReading(kRtc, "<GetResponse LiveSensors 7 8 9 " + whole, kRtcPlaces[0]);
+  EXPECT_EQ(CodeOf(behind_part), serialCommErrUnableToReadComm);
+}
+
 TEST(JofraProtocol, SetPointAnswer_ConfirmsTheSameTenthOfADegreeOnly) {
   EXPECT_TRUE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00>", 50.0F));
   EXPECT_FALSE(ConfirmsSetPoint(kRtc, "<GetResponse SETTemperature 50.00", 50.0F)) << "the closing bracket is missing";

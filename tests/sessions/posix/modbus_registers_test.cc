@@ -418,7 +418,9 @@ TEST_F(ModbusLineTest, ReplyLost_RequestWithAnotherReplyFormIsSentAtOnce) {
     return bench->WithSimulator([&](Simulator&) { return slave->requests; }) - before;
   };
   std::array<std::uint16_t, 2> two{};
+  const MonotonicTime start = clock.Now();
   EXPECT_EQ(requests_after_a_lost([&] { return master->ReadHolding(5, two); }), 1);
+  EXPECT_GE(clock.Now() - start, Milliseconds(2000)) << "the lost reply's timeout, then a quiet line for as long";
   EXPECT_EQ(requests_after_a_lost([&] { return CodeOf(master->ReadOne(5)); }), 2);
   EXPECT_EQ(master->session().state(), SessionState::kOpen);
 }
