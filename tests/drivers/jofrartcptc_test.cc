@@ -57,7 +57,7 @@ TEST(JofraProtocol, PartOfAnAnswerBeforeAWholeOne_GivesNoValue) {
   for (int field = 2; field < 26; ++field) whole += " " + std::to_string(field);
   whole += ">";
   ASSERT_EQ(ParseReading(kRtc, whole, kRtcPlaces[0]).value_or(0), 5.0F);
-  const auto behind_part = ParseReading(kRtc, "<GetResponse LiveSensors 7 8 9 " + whole, kRtcPlaces[0]);
+  const auto behind_part = ParseReading(kRtc, "<GetResponse LiveSensors 7 8 9 10 11 " + whole, kRtcPlaces[0]);
   EXPECT_EQ(CodeOf(behind_part), serialCommErrUnableToReadComm);
 }
 
