@@ -9,6 +9,17 @@
 namespace ulix {
 namespace {
 
+// An exception in a driver becomes the channel's error.
+Reading ReadingFrom(Driver& driver, ChannelId id) {
+  try {
+    return driver.ReadChannel(id);
+  } catch (const std::bad_alloc&) {
+    return {.code = E_OUTOFMEMORY};
+  } catch (...) {
+    return {.code = driver.card().exception_code};
+  }
+}
+
 // The scans of one run.
 class Scanner {
  public:
@@ -18,8 +29,6 @@ class Scanner {
 
  private:
   void Begin();
-  Reading Ask(ChannelId id);
-  ChannelReading Read(ChannelId id);
   // Puts a reading into its record and into the arrays. True when it must be reported.
   bool Take(const ChannelReading& reading);
   void Report();
@@ -51,31 +60,9 @@ void Scanner::Scan() {
   bool changed = false;
   for (const ChannelId id : run_.scanned) {
     if (Stopped()) return;
-    if (Take(Read(id))) changed = true;
+    if (Take(AskChannel(*control_.driver, id, stamp_, now_))) changed = true;
   }
   if (changed) Report();
-}
-
-// An exception in a driver becomes the channel's error, and the scan goes on.
-Reading Scanner::Ask(ChannelId id) {
-  try {
-    return control_.driver->ReadChannel(id);
-  } catch (const std::bad_alloc&) {
-    return {.code = E_OUTOFMEMORY};
-  } catch (...) {
-    return {.code = control_.driver->card().exception_code};
-  }
-}
-
-ChannelReading Scanner::Read(ChannelId id) {
-  const Reading reading = Ask(id);
-  const bool has_value = Succeeded(reading.code) && reading.doubt != Doubt::kNoValue;
-  return {.id = id,
-          .value = has_value ? std::optional(reading.value) : std::nullopt,
-          .error = Failed(reading.code) ? reading.code : S_OK,
-          .doubt = reading.doubt,
-          .time = stamp_,
-          .read_at = now_};
 }
 
 bool Scanner::Take(const ChannelReading& reading) {
@@ -126,6 +113,17 @@ void ScanUntilKilled(ControlState& control, GroupState& group, RunState& run) {
 }
 
 }  // namespace
+
+ChannelReading AskChannel(Driver& driver, ChannelId id, Date stamp, MonotonicTime now) {
+  const Reading reading = ReadingFrom(driver, id);
+  const bool has_value = Succeeded(reading.code) && reading.doubt != Doubt::kNoValue;
+  return {.id = id,
+          .value = has_value ? std::optional(reading.value) : std::nullopt,
+          .error = Failed(reading.code) ? reading.code : S_OK,
+          .doubt = reading.doubt,
+          .time = stamp,
+          .read_at = now};
+}
 
 void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& events, MonotonicTime start) {
   platform::SetThreadPriority(platform::ThreadPriority::kTimeCritical);

@@ -13,4 +13,7 @@ void TimerThreadProc(ControlState& control, GroupState& group, GroupEvents& even
 // event after KillScan is set.
 void ScanThreadProc(ControlState& control, GroupState& group, RunState& run);
 
+// Asks the driver for one channel. `stamp` and `now` are the time of the reading.
+ChannelReading AskChannel(Driver& driver, ChannelId id, Date stamp, MonotonicTime now);
+
 }  // namespace ulix

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <type_traits>
 
+#include "core/group_threads.h"
 #include "core/instrument_member.h"
 
 namespace ulix {
@@ -92,6 +93,19 @@ HRESULT Instrument::InChans(std::uint32_t group, std::vector<ChannelId>* channel
       std::erase_if(members, [&](ChannelId id) { return !found.state().IsMember(id); });
       return Give(channels, std::move(members));
     });
+  });
+}
+
+HRESULT Instrument::ReadChan(ChannelId channel, GroupChannel* record) {
+  return WhenConnected([&]() -> HRESULT {
+    if (!record || !control_->channels.IsReadable(channel)) return E_INVALIDARG;
+    const MonotonicTime now = control_->clock.Now();
+    const Date stamp = control_->clock.LocalTime();
+    const HRESULT opened = control_->driver->OpenLink();
+    *record = control_->channels.Store(
+        Succeeded(opened) ? AskChannel(*control_->driver, channel, stamp, now)
+                          : ChannelReading{.id = channel, .error = opened, .time = stamp, .read_at = now});
+    return S_OK;
   });
 }
 

@@ -171,6 +171,31 @@ TEST(Instrument, WriteThatFails_KeepsTheOldRecord) {
   EXPECT_GT(arrays.times[0], 46000.0) << "local time";
 }
 
+TEST(Instrument, ReadChan_GivesTheRecordOfItsReading) {
+  Rig rig;
+  Instrument& device = *rig.instrument;
+  GroupChannel record;
+  EXPECT_EQ(device.ReadChan(0, &record), E_UNEXPECTED) << "not connected";
+  device.Connect();
+  rig.driver->reading = [](ChannelId) { return Reading{S_OK, 7.5F}; };
+  EXPECT_EQ(device.ReadChan(0, &record), S_OK);
+  EXPECT_EQ(record.value, 7.5F);
+  EXPECT_GT(record.time, 46000.0) << "local time";
+  rig.driver->reading = [](ChannelId) { return Reading{serialCommErrUnableToReadComm}; };
+  EXPECT_EQ(device.ReadChan(0, &record), S_OK);
+  EXPECT_EQ(record.error, serialCommErrUnableToReadComm);
+  EXPECT_EQ(record.value, 7.5F) << "of the reading before";
+}
+
+TEST(Instrument, ReadChanOfNoInput_IsInvalid) {
+  Rig rig;
+  GroupChannel record;
+  rig.instrument->Connect();
+  EXPECT_EQ(rig.instrument->ReadChan(2, &record), E_INVALIDARG) << "an output";
+  EXPECT_EQ(rig.instrument->ReadChan(5, &record), E_INVALIDARG) << "unknown";
+  EXPECT_EQ(rig.instrument->ReadChan(0, nullptr), E_INVALIDARG);
+}
+
 TEST(Instrument, RemovedGroup_ItsIdIsNotUsedAgain) {
   Rig rig;
   Instrument& device = *rig.instrument;

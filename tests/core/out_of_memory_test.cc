@@ -117,6 +117,11 @@ const Call kCalls[] = {
        return Failed(run) ? run : stop;
      }},
     {"GetChansVals", [](Instrument& i, Places& p) { return i.GetChansVals(kChannels, &p.arrays); }},
+    {"ReadChan",
+     [](Instrument& i, Places&) {
+       GroupChannel record;
+       return i.ReadChan(0, &record);
+     }},
     {"SetChansVals",
      [](Instrument& i, Places&) { return i.SetChansVals(kOutputs, kValues); }},
     {"ImmediateReadGroups", [](Instrument& i, Places&) { return i.ImmediateReadGroups(kGroups); }},
