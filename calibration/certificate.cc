@@ -4,23 +4,10 @@
 
 #include "base/numbers.h"
 #include "calibration/problem.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kMissing{"% is missing", "% manque"};
-constexpr LocalizedText kOrder{"the calibration ends (%) before it begins (%)",
-                               "l'étalonnage finit (%) avant de commencer (%)"};
-constexpr LocalizedText kIssuedEarly{"the certificate was issued (%) before the calibration ended (%)",
-                                     "le certificat est délivré (%) avant la fin de l'étalonnage (%)"};
-constexpr LocalizedText kLengths{"table '%': a list of % values beside one of %",
-                                 "tableau '%' : une liste de % valeurs à côté d'une de %"};
-constexpr LocalizedText kUncertaintyLength{"table '%': % uncertainties for % values",
-                                           "tableau '%' : % incertitudes pour % valeurs"};
-constexpr LocalizedText kFactor{"table '%': the coverage factor % is below 1",
-                                "tableau '%' : le facteur d'élargissement % est inférieur à 1"};
-constexpr LocalizedText kNegative{"table '%': the uncertainty % is negative",
-                                  "tableau '%' : l'incertitude % est négative"};
 
 class ContentCheck {
  public:
@@ -38,9 +25,7 @@ class ContentCheck {
   }
 
  private:
-  void Find(const LocalizedText& text, std::initializer_list<std::string> values) {
-    found_.push_back(MakeProblem(text, values));
-  }
+  void Find(TextId text, std::initializer_list<BilingualText> values) { found_.push_back(Bilingual(text, values)); }
   void CheckMandatory();
   void CheckDates();
   void CheckTable(const CertificateTable& table, const std::string& name);
@@ -68,34 +53,35 @@ void ContentCheck::CheckMandatory() {
       {c.measurements.empty(), "measurementResults"},
   };
   for (const auto& [missing, name] : entries) {
-    if (missing) Find(kMissing, {name});
+    if (missing) Find(TextId::kCertificateMissing, {name});
   }
   for (const CertificateItem& item : c.items) {
-    if (item.name.empty()) Find(kMissing, {"item/name"});
-    if (item.identifications.empty()) Find(kMissing, {"item/identifications"});
+    if (item.name.empty()) Find(TextId::kCertificateMissing, {"item/name"});
+    if (item.identifications.empty()) Find(TextId::kCertificateMissing, {"item/identifications"});
   }
   for (const CertificateMeasurement& measurement : c.measurements) {
-    if (measurement.results.empty()) Find(kMissing, {"measurementResult/results"});
+    if (measurement.results.empty()) Find(TextId::kCertificateMissing, {"measurementResult/results"});
   }
 }
 
 void ContentCheck::CheckDates() {
   const Certificate& c = certificate_;
-  if (!c.end_date.empty() && c.end_date < c.begin_date) Find(kOrder, {c.end_date, c.begin_date});
-  if (!c.issue_date.empty() && c.issue_date < c.end_date) Find(kIssuedEarly, {c.issue_date, c.end_date});
+  if (!c.end_date.empty() && c.end_date < c.begin_date) Find(TextId::kCertificateOrder, {c.end_date, c.begin_date});
+  if (!c.issue_date.empty() && c.issue_date < c.end_date)
+    Find(TextId::kCertificateIssuedEarly, {c.issue_date, c.end_date});
 }
 
 void ContentCheck::CheckUncertainty(const NumberList& list, const std::string& name) {
   const UncertaintyList& uncertainty = *list.uncertainty;
   const std::size_t count = uncertainty.expanded.size();
   if (count != 1 && count != list.numbers.size()) {
-    Find(kUncertaintyLength, {name, std::to_string(count), std::to_string(list.numbers.size())});
+    Find(TextId::kCertificateUncertaintyLength, {name, std::to_string(count), std::to_string(list.numbers.size())});
   }
   for (const std::string& factor : uncertainty.coverage_factor) {
-    if (ParseDecimal(factor).value_or(0) < 1) Find(kFactor, {name, factor});
+    if (ParseDecimal(factor).value_or(0) < 1) Find(TextId::kCertificateFactor, {name, factor});
   }
   for (const std::string& expanded : uncertainty.expanded) {
-    if (ParseDecimal(expanded).value_or(0) < 0) Find(kNegative, {name, expanded});
+    if (ParseDecimal(expanded).value_or(0) < 0) Find(TextId::kCertificateNegative, {name, expanded});
   }
 }
 
@@ -104,7 +90,7 @@ void ContentCheck::CheckTable(const CertificateTable& table, const std::string& 
   for (const CertificateQuantity& quantity : table.quantities) {
     for (const NumberList& list : quantity.values) {
       if (quantity.is_list && length != 0 && list.numbers.size() != length) {
-        Find(kLengths, {name, std::to_string(list.numbers.size()), std::to_string(length)});
+        Find(TextId::kCertificateLengths, {name, std::to_string(list.numbers.size()), std::to_string(length)});
       }
       if (quantity.is_list && length == 0) length = list.numbers.size();
       if (list.uncertainty) CheckUncertainty(list, name);
@@ -118,7 +104,8 @@ MultilingualText::MultilingualText(std::string text) {
   if (!text.empty()) contents.push_back({"", std::move(text)});
 }
 
-MultilingualText::MultilingualText(const LocalizedText& text) : MultilingualText(text.en, text.fr) {}
+MultilingualText::MultilingualText(const BilingualText& text) : MultilingualText(text.en, text.fr) {}
+MultilingualText::MultilingualText(TextId id) : MultilingualText(Bilingual(id)) {}
 
 MultilingualText::MultilingualText(std::string en, std::string fr)
     : contents{{"en", std::move(en)}, {"fr", std::move(fr)}} {}

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/text.h"
+#include "calibration/problem.h"
 
 namespace ulix::calibration {
 
@@ -24,7 +24,8 @@ struct MultilingualText {
   MultilingualText() = default;
   // The same for every language.
   MultilingualText(std::string text);           // NOLINT(google-explicit-constructor)
-  MultilingualText(const LocalizedText& text);  // NOLINT(google-explicit-constructor)
+  MultilingualText(const BilingualText& text);  // NOLINT(google-explicit-constructor)
+  MultilingualText(TextId id);                  // NOLINT(google-explicit-constructor)
   MultilingualText(std::string en, std::string fr);
 
   bool empty() const { return contents.empty(); }
@@ -186,7 +187,6 @@ bool HasRefType(std::string_view ref_types, std::string_view name);
 // What is wrong with a certificate beyond its form, one text a finding: mandatory entries that are missing, dates out
 // of order, tables whose lists differ in length, coverage factors below 1, negative uncertainties. Empty when all is
 // well.
-struct Problem;
 std::vector<Problem> CheckContent(const Certificate& certificate);
 
 }  // namespace ulix::calibration

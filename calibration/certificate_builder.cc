@@ -6,62 +6,10 @@
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
 #include "calibration/thermometry.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kGap{"a certificate needs % in the plan", "un certificat demande % dans le plan"};
-constexpr LocalizedText kUnknownUnit{"certificates have no unit '%'", "les certificats n'ont pas d'unité '%'"};
-constexpr LocalizedText kIncomplete{"the run is not complete: no certificate is made of it",
-                                    "l'étalonnage n'est pas complet : aucun certificat n'en est établi"};
-
-constexpr LocalizedText kSerialNumber{"Serial number", "Numéro de série"};
-constexpr LocalizedText kAsFound{"As found", "À réception"};
-constexpr LocalizedText kAsLeft{"As left", "Après ajustage"};
-constexpr LocalizedText kUncertaintyMethod{"Expanded uncertainty", "Incertitude élargie"};
-constexpr LocalizedText kUncertaintyText{
-    "The expanded uncertainty is the standard uncertainty of measurement multiplied by the coverage factor k of each "
-    "point, for a "
-    "coverage probability of 95.45 % (Student's distribution with the effective degrees of freedom). It was evaluated "
-    "according to "
-    "JCGM 100:2008 and EA-4/02 and rounded up to two significant digits.",
-    "L'incertitude élargie est l'incertitude-type de mesure multipliée par le facteur d'élargissement k de chaque "
-    "point, pour une "
-    "probabilité de couverture de 95,45 % (loi de Student avec les degrés de liberté effectifs). Elle a été évaluée "
-    "selon le JCGM "
-    "100:2008 et l'EA-4/02 et arrondie par excès à deux chiffres significatifs."};
-constexpr LocalizedText kComparison{"Calibration by comparison with a reference",
-                                    "Étalonnage par comparaison à une référence"};
-constexpr LocalizedText kComparisonText{
-    "Reference and unit were read by turns once both were stable. The deviation is the indication of the unit less the "
-    "value of the "
-    "reference, corrected by its certificate. Points are in the order of measurement.",
-    "La référence et l'appareil ont été lus tour à tour une fois stables. L'écart est l'indication de l'appareil moins "
-    "la valeur de "
-    "la référence, corrigée selon son certificat. Les points sont dans l'ordre des mesures."};
-constexpr LocalizedText kAmbientTemperature{"Ambient temperature", "Température ambiante"};
-constexpr LocalizedText kAmbientHumidity{"Ambient relative humidity", "Humidité relative ambiante"};
-constexpr LocalizedText kAmbientPressure{"Ambient pressure", "Pression ambiante"};
-constexpr LocalizedText kAmbient{"Ambient conditions", "Conditions ambiantes"};
-constexpr LocalizedText kReferenceCertificate{"Calibration certificate of the reference",
-                                              "Certificat d'étalonnage de la référence"};
-constexpr LocalizedText kResults{"Results", "Résultats"};
-constexpr LocalizedText kReferenceValue{"Reference value", "Valeur de référence"};
-constexpr LocalizedText kSetPoint{"Set point", "Consigne"};
-constexpr LocalizedText kIndication{"Indicated value", "Valeur indiquée"};
-constexpr LocalizedText kDeviation{"Deviation", "Écart"};
-constexpr LocalizedText kConformity{"Conformity", "Conformité"};
-constexpr LocalizedText kLowerLimit{"Lower acceptance limit", "Limite d'acceptation inférieure"};
-constexpr LocalizedText kUpperLimit{"Upper acceptance limit", "Limite d'acceptation supérieure"};
-constexpr LocalizedText kValidity{
-    "The results refer to the calibrated item alone, in the state and at the time of the calibration.",
-    "Les résultats ne concernent que l'objet étalonné, dans son état et au moment de l'étalonnage."};
-constexpr LocalizedText kSimulated{"Made with simulated instruments: a demonstration, not a calibration.",
-                                   "Établi avec des instruments simulés : une démonstration, pas un étalonnage."};
-constexpr LocalizedText kOverdue{"The certificate % of the reference was overdue since %. Accepted because: %",
-                                 "Le certificat % de la référence était échu depuis le %. Accepté parce que : %"};
-constexpr LocalizedText kToleranceText{" Tolerance: ±% %.", " Tolérance : ±% %."};
-constexpr LocalizedText kJournal{"Journal of the run, SHA-256", "Journal de l'étalonnage, SHA-256"};
 
 bool IsCountry(const std::string& code) {
   return code.size() == 2 && std::all_of(code.begin(), code.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
@@ -138,17 +86,17 @@ CertificateItem Builder::Item() const {
                        .description = unit_plan_.description,
                        .manufacturer = unit_plan_.manufacturer,
                        .model = unit_plan_.model};
-  item.identifications.push_back({"manufacturer", SerialNumberOf(plan_, unit_plan_), kSerialNumber});
+  item.identifications.push_back({"manufacturer", SerialNumberOf(plan_, unit_plan_), TextId::kSerialNumber});
   return item;
 }
 
-CertificateStatement Declaration(const LocalizedText& text) { return {.declaration = text}; }
+CertificateStatement Declaration(TextId text) { return {.declaration = text}; }
 
 CertificateStatement Builder::DecisionStatement() const {
-  const LocalizedText rule = DecisionRuleText(plan_.decision.rule);
-  const std::string tolerance = Shortened(unit_plan_.tolerance);
-  const MultilingualText text(std::string(rule.en) + WithValues(kToleranceText.en, {tolerance, plan_.unit}),
-                              std::string(rule.fr) + WithValues(kToleranceText.fr, {tolerance, plan_.unit}));
+  const BilingualText rule = Bilingual(DecisionRuleText(plan_.decision.rule));
+  const BilingualText tolerance =
+      Bilingual(TextId::kCertificateToleranceText, {Shortened(unit_plan_.tolerance), plan_.unit});
+  const MultilingualText text(rule.en + tolerance.en, rule.fr + tolerance.fr);
   CertificateStatement statement{.ref_type = "basic_conformity", .declaration = text};
   const auto& last = evaluation_.units[index_].phases.back().conformity;
   if (last) statement.conformity.emplace_back(ConformityName(*last));
@@ -157,15 +105,14 @@ CertificateStatement Builder::DecisionStatement() const {
 
 std::vector<CertificateStatement> Builder::Statements() const {
   std::vector<CertificateStatement> statements;
-  if (run_.simulated) statements.push_back(Declaration(kSimulated));
-  statements.push_back(Declaration(kValidity));
+  if (run_.simulated) statements.push_back(Declaration(TextId::kCertificateSimulated));
+  statements.push_back(Declaration(TextId::kCertificateValidity));
   if (plan_.decision.rule != DecisionRule::kNone && unit_plan_.tolerance > 0) statements.push_back(DecisionStatement());
   const ReferenceCertificate& reference = *evaluation_.reference;
   if (reference.IsOverdue(DayOf(run_.phases.front().began))) {
-    const std::initializer_list<std::string> values = {reference.identifier, reference.due_date,
-                                                       plan_.reference.certificate.accept_overdue};
     statements.push_back(
-        {.declaration = MultilingualText(WithValues(kOverdue.en, values), WithValues(kOverdue.fr, values))});
+        {.declaration = Bilingual(TextId::kCertificateOverdue, {reference.identifier, reference.due_date,
+                                                                plan_.reference.certificate.accept_overdue})});
   }
   for (const std::string& remark : plan_.remarks) {
     // Declarations have their languages; a remark is the same in both.
@@ -175,14 +122,15 @@ std::vector<CertificateStatement> Builder::Statements() const {
 }
 
 std::vector<CertificateMethod> Builder::Methods() const {
-  CertificateMethod comparison{.name = plan_.certificate.method.empty() ? MultilingualText(kComparison)
-                                                                        : MultilingualText(plan_.certificate.method),
-                               .description = kComparisonText};
+  CertificateMethod comparison{.name = plan_.certificate.method.empty()
+                                           ? MultilingualText(TextId::kCertificateComparison)
+                                           : MultilingualText(plan_.certificate.method),
+                               .description = TextId::kCertificateComparisonText};
   if (IsTemperature()) comparison.ref_type = "gp_temperatureSensor";
   if (!plan_.certificate.norm.empty()) comparison.norms.push_back(plan_.certificate.norm);
   return {{.ref_type = "basic_uncertainty",
-           .name = kUncertaintyMethod,
-           .description = kUncertaintyText,
+           .name = TextId::kCertificateUncertaintyMethod,
+           .description = TextId::kCertificateUncertaintyText,
            .norms = {"GUM", "EA-4/02"}},
           comparison};
 }
@@ -194,8 +142,9 @@ std::vector<CertificateEquipment> Builder::Equipment() const {
   CertificateEquipment reference{.ref_type = "basic_normalUsed"};
   reference.item = {.name = planned.name, .manufacturer = planned.manufacturer, .model = planned.model};
   if (!planned.serial_number.empty())
-    reference.item.identifications.push_back({"manufacturer", planned.serial_number, kSerialNumber});
-  reference.certificate = {kReferenceCertificate, certificate.identifier, "SHA-256", certificate.sha256};
+    reference.item.identifications.push_back({"manufacturer", planned.serial_number, TextId::kSerialNumber});
+  reference.certificate = {TextId::kCertificateReferenceCertificate, certificate.identifier, "SHA-256",
+                           certificate.sha256};
   equipment.push_back(reference);
   for (const InstrumentFact& instrument : run_.instruments) {
     CertificateEquipment one{.item = {.name = instrument.name, .model = instrument.model}};
@@ -223,7 +172,7 @@ CertificateQuantity Single(const std::string& ref_type, double value, int decima
 
 struct ConditionRow {
   const char* ref_type;
-  LocalizedText name;
+  TextId name;
   const char* unit;
   double factor, offset;
   int decimals;
@@ -231,9 +180,10 @@ struct ConditionRow {
 };
 
 constexpr ConditionRow kConditions[] = {
-    {"basic_temperature", kAmbientTemperature, "\\kelvin", 1, kCelsiusZeroInKelvin, 2, &AmbientReading::temperature},
-    {"basic_humidityRelative", kAmbientHumidity, "\\one", 0.01, 0, 3, &AmbientReading::humidity},
-    {"", kAmbientPressure, "\\hecto\\pascal", 1, 0, 1, &AmbientReading::pressure},
+    {"basic_temperature", TextId::kCertificateAmbientTemperature, "\\kelvin", 1, kCelsiusZeroInKelvin, 2,
+     &AmbientReading::temperature},
+    {"basic_humidityRelative", TextId::kCertificateAmbientHumidity, "\\one", 0.01, 0, 3, &AmbientReading::humidity},
+    {"", TextId::kCertificateAmbientPressure, "\\hecto\\pascal", 1, 0, 1, &AmbientReading::pressure},
 };
 
 std::vector<CertificateCondition> Builder::Conditions(const PhaseResult& result) const {
@@ -252,7 +202,8 @@ std::vector<CertificateCondition> Builder::Conditions(const PhaseResult& result)
     conditions.push_back(condition);
   }
   if (conditions.empty()) {
-    conditions.push_back({.name = kAmbient, .status = status, .quantities = {{.text = "not recorded"}}});
+    conditions.push_back(
+        {.name = TextId::kAmbientConditions, .status = status, .quantities = {{.text = "not recorded"}}});
   }
   return conditions;
 }
@@ -278,7 +229,8 @@ std::vector<std::string> Each(const std::vector<EvaluatedPoint>& points, const F
 
 CertificateQuantity Builder::ReferenceValues(const std::vector<EvaluatedPoint>& points,
                                              const PhaseResult& result) const {
-  CertificateQuantity quantity{.ref_type = "basic_referenceValue", .name = kReferenceValue, .is_list = true};
+  CertificateQuantity quantity{
+      .ref_type = "basic_referenceValue", .name = TextId::kCertificateReferenceValue, .is_list = true};
   if (IsTemperature()) {
     quantity.values.push_back(
         {Each(points, [](const EvaluatedPoint& p) { return InKelvin(p.printed.reference); }), "\\kelvin", {}});
@@ -291,12 +243,13 @@ CertificateQuantity Builder::ReferenceValues(const std::vector<EvaluatedPoint>& 
        unit_.unit,
        {}});
   quantity.meta_data.push_back(
-      {.ref_type = "basic_calibrationValue", .declaration = kSetPoint, .quantities = {set_points}});
+      {.ref_type = "basic_calibrationValue", .declaration = TextId::kCertificateSetPoint, .quantities = {set_points}});
   return quantity;
 }
 
 CertificateStatement Builder::Conformities(const std::vector<EvaluatedPoint>& points) const {
-  CertificateStatement statement{.ref_type = "basic_conformity", .name = kConformity, .conformity_is_list = true};
+  CertificateStatement statement{
+      .ref_type = "basic_conformity", .name = TextId::kCertificateConformity, .conformity_is_list = true};
   statement.conformity =
       Each(points, [](const EvaluatedPoint& p) { return std::string(ConformityName(*p.conformity)); });
   const double band = plan_.decision.rule == DecisionRule::kSimple ? 0 : plan_.decision.guard;
@@ -306,8 +259,9 @@ CertificateStatement Builder::Conformities(const std::vector<EvaluatedPoint>& po
       return RoundedText(sign * std::max(0.0, unit_plan_.tolerance * unit_.factor - band * expanded), 9);
     });
   };
-  for (const auto& [type, name, sign] : {std::tuple{"basic_acceptanceLimitLower", kLowerLimit, -1.0},
-                                         std::tuple{"basic_acceptanceLimitUpper", kUpperLimit, 1.0}}) {
+  for (const auto& [type, name, sign] :
+       {std::tuple{"basic_acceptanceLimitLower", TextId::kCertificateLowerLimit, -1.0},
+        std::tuple{"basic_acceptanceLimitUpper", TextId::kCertificateUpperLimit, 1.0}}) {
     CertificateQuantity quantity{.ref_type = type, .name = name, .is_list = true};
     quantity.values.push_back({limit(sign), unit_.difference_unit, {}});
     statement.quantities.push_back(quantity);
@@ -316,7 +270,7 @@ CertificateStatement Builder::Conformities(const std::vector<EvaluatedPoint>& po
 }
 
 CertificateQuantity Builder::Deviations(const std::vector<EvaluatedPoint>& points) const {
-  CertificateQuantity quantity{.ref_type = "basic_measurementError", .name = kDeviation, .is_list = true};
+  CertificateQuantity quantity{.ref_type = "basic_measurementError", .name = TextId::kDeviationLabel, .is_list = true};
   UncertaintyList uncertainty{
       .expanded = Each(points, [](const EvaluatedPoint& p) { return p.printed.expanded; }),
       .coverage_factor = Each(points, [](const EvaluatedPoint& p) { return p.printed.coverage_factor; })};
@@ -336,7 +290,8 @@ CertificateTable Builder::Table(const EvaluatedPhase& phase, const PhaseResult& 
   CertificateTable table{.ref_type = "gp_table1"};
   for (const EvaluatedPoint& point : points)
     table.date_times.push_back(IsoTime(result.points[point.point].ended).substr(0, 19));
-  CertificateQuantity indications{.ref_type = "basic_measuredValue", .name = kIndication, .is_list = true};
+  CertificateQuantity indications{
+      .ref_type = "basic_measuredValue", .name = TextId::kCertificateIndication, .is_list = true};
   if (IsTemperature()) {
     indications.values.push_back(
         {Each(points, [](const EvaluatedPoint& p) { return InKelvin(p.printed.indication); }), "\\kelvin", {}});
@@ -348,13 +303,13 @@ CertificateTable Builder::Table(const EvaluatedPhase& phase, const PhaseResult& 
 }
 
 CertificateMeasurement Builder::Measurement(const EvaluatedPhase& phase, const PhaseResult& result) const {
-  CertificateMeasurement measurement{.name = phase.phase == Phase::kAsLeft ? kAsLeft : kAsFound,
+  CertificateMeasurement measurement{.name = phase.phase == Phase::kAsLeft ? TextId::kAsLeft : TextId::kAsFound,
                                      .methods = Methods(),
                                      .software = {Software(run_.version)},
                                      .equipment = Equipment(),
                                      .conditions = Conditions(result)};
   measurement.results.push_back(
-      {.ref_type = "gp_measuringResult1", .name = kResults, .tables = {Table(phase, result)}});
+      {.ref_type = "gp_measuringResult1", .name = TextId::kCertificateResults, .tables = {Table(phase, result)}});
   return measurement;
 }
 
@@ -368,7 +323,8 @@ Certificate Builder::Build(const std::string& issue_date) const {
   certificate.identifier = plan_.certificate.identifier + number;
   if (!plan_.order_number.empty())
     certificate.identifications.push_back({"calibrationLaboratory", plan_.order_number, {}});
-  if (!run_.journal_digest.empty()) certificate.identifications.push_back({"other", run_.journal_digest, kJournal});
+  if (!run_.journal_digest.empty())
+    certificate.identifications.push_back({"other", run_.journal_digest, TextId::kCertificateJournal});
   certificate.begin_date = DayOf(run_.phases.front().began);
   certificate.end_date = DayOf(run_.phases.back().ended);
   certificate.issue_date = std::max(issue_date, certificate.end_date);
@@ -392,35 +348,32 @@ Certificate Builder::Build(const std::string& issue_date) const {
 
 std::vector<Problem> CertificateGaps(const Plan& plan) {
   std::vector<Problem> gaps;
-  const auto need = [&](bool there, const LocalizedText& what) {
-    if (!there) gaps.push_back({WithValues(kGap.en, {what.en}), WithValues(kGap.fr, {what.fr})});
+  const auto need = [&](bool there, const BilingualText& what) {
+    if (!there) gaps.push_back(Bilingual(TextId::kCertificateGap, {what}));
   };
   const AddressPlan& laboratory = plan.laboratory.address;
   const AddressPlan& customer = plan.customer;
-  need(!plan.certificate.identifier.empty(), {"certificate.identifier", "certificate.identifier"});
-  need(!laboratory.name.empty(), {"laboratory.name", "laboratory.name"});
-  need(IsCountry(laboratory.country),
-       {"laboratory.country, two capital letters", "laboratory.country, deux majuscules"});
-  need(!customer.name.empty(), {"customer.name", "customer.name"});
-  need(!customer.city.empty() || IsCountry(customer.country), {"customer.city", "customer.city"});
-  need(!plan.laboratory.responsible.empty() || !plan.operator_name.empty(),
-       {"laboratory.responsible or operator", "laboratory.responsible ou operator"});
-  need(!plan.reference.certificate.file.empty(), {"reference.certificate", "reference.certificate"});
+  need(!plan.certificate.identifier.empty(), "certificate.identifier");
+  need(!laboratory.name.empty(), "laboratory.name");
+  need(IsCountry(laboratory.country), Bilingual(TextId::kCertificateGapCountry));
+  need(!customer.name.empty(), "customer.name");
+  need(!customer.city.empty() || IsCountry(customer.country), "customer.city");
+  need(!plan.laboratory.responsible.empty() || !plan.operator_name.empty(), Bilingual(TextId::kCertificateGapPerson));
+  need(!plan.reference.certificate.file.empty(), "reference.certificate");
   for (const UnitPlan& unit : plan.units) {
-    const std::string entry = "units: " + unit.name + ": serial-number";
-    need(!SerialNumberOf(plan, unit).empty(), {entry.c_str(), entry.c_str()});
+    need(!SerialNumberOf(plan, unit).empty(), "units: " + unit.name + ": serial-number");
   }
   return gaps;
 }
 
 Result<Certificate> BuildCertificate(const RunResult& run, const Evaluation& evaluation, std::size_t unit,
                                      const std::string& issue_date) {
-  if (!run.complete || run.phases.empty()) return Refused(kIncomplete);
+  if (!run.complete || run.phases.empty()) return Refused(TextId::kCertificateIncomplete);
   const auto gaps = CertificateGaps(run.plan);
   if (!gaps.empty()) return tl::unexpected(gaps.front());
-  if (!evaluation.reference) return Refused(kGap, {"reference.certificate"});
+  if (!evaluation.reference) return Refused(TextId::kCertificateGap, {"reference.certificate"});
   const auto certificate_unit = CertificateUnitOf(run.plan.unit);
-  if (!certificate_unit) return Refused(kUnknownUnit, {run.plan.unit});
+  if (!certificate_unit) return Refused(TextId::kCertificateUnknownUnit, {run.plan.unit});
   return Builder(run, evaluation, unit, *certificate_unit).Build(issue_date);
 }
 

@@ -4,62 +4,13 @@
 #include <cmath>
 
 #include "base/html_page.h"
-#include "base/localized_utf8.h"
 #include "base/markup.h"
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kTitle{"Calibration certificate", "Certificat d'étalonnage"};
-constexpr LocalizedText kNumber{"Certificate", "Certificat"};
-constexpr LocalizedText kItem{"Calibrated item", "Objet étalonné"};
-constexpr LocalizedText kName{"Name", "Nom"};
-constexpr LocalizedText kDescription{"Description", "Description"};
-constexpr LocalizedText kManufacturer{"Manufacturer", "Fabricant"};
-constexpr LocalizedText kModel{"Model", "Modèle"};
-constexpr LocalizedText kIdentification{"Identification", "Identification"};
-constexpr LocalizedText kLaboratory{"Laboratory", "Laboratoire"};
-constexpr LocalizedText kCustomer{"Customer", "Client"};
-constexpr LocalizedText kAddress{"Address", "Adresse"};
-constexpr LocalizedText kContact{"Contact", "Contact"};
-constexpr LocalizedText kAccreditation{"Code of the laboratory", "Code du laboratoire"};
-constexpr LocalizedText kDates{"Calibrated", "Étalonné"};
-constexpr LocalizedText kFromTo{"% to %", "du % au %"};
-constexpr LocalizedText kIssued{"Issued", "Délivré"};
-constexpr LocalizedText kPlace{"Place", "Lieu"};
-constexpr LocalizedText kPersons{"Responsible", "Responsables"};
-constexpr LocalizedText kSigns{"% (signs)", "% (signataire)"};
-constexpr LocalizedText kSignature{"Signature", "Signature"};
-constexpr LocalizedText kMethods{"Methods", "Méthodes"};
-constexpr LocalizedText kEquipment{"Measuring equipment", "Moyens de mesure"};
-constexpr LocalizedText kEquipmentCertificate{"Certificate, SHA-256", "Certificat, SHA-256"};
-constexpr LocalizedText kConditionsHeading{"Conditions", "Conditions"};
-constexpr LocalizedText kStatements{"Statements", "Déclarations"};
-constexpr LocalizedText kTime{"Time", "Heure"};
-constexpr LocalizedText kUncertainty{"U", "U"};
-constexpr LocalizedText kMadeWith{"Made with", "Établi avec"};
-constexpr LocalizedText kFileDigest{"SHA-256 of the certificate's file", "SHA-256 du fichier du certificat"};
-constexpr LocalizedText kPageNote{"This page shows the digital certificate; the XML file is the certificate.",
-                                  "Cette page montre le certificat numérique ; le fichier XML est le certificat."};
-constexpr LocalizedText kNextColumns{"columns % to %", "colonnes % à %"};
-
-constexpr LocalizedText kBudgets{"Uncertainty budgets", "Bilans d'incertitude"};
-constexpr LocalizedText kBudgetOf{"%, %, point %", "%, %, point %"};
-constexpr LocalizedText kTerm{"Contribution", "Contribution"};
-constexpr LocalizedText kValue{"Value", "Valeur"};
-constexpr LocalizedText kDistribution{"Distribution", "Loi"};
-constexpr LocalizedText kDivisor{"Divisor", "Diviseur"};
-constexpr LocalizedText kSensitivity{"c", "c"};
-constexpr LocalizedText kContribution{"u(y)", "u(y)"};
-constexpr LocalizedText kFreedom{"ν", "ν"};
-constexpr LocalizedText kSum{"Combined", "Composée"};
-constexpr LocalizedText kExpanded{"U = % % (k = %)", "U = % % (k = %)"};
-constexpr LocalizedText kFloored{"U = % %: the laboratory's best capability",
-                                 "U = % % : la meilleure aptitude du laboratoire"};
-constexpr LocalizedText kAsFoundHeading{"as found", "à réception"};
-constexpr LocalizedText kAsLeftHeading{"as left", "après ajustage"};
 
 using Cell = HtmlCell;
 using Row = HtmlRow;
@@ -91,7 +42,7 @@ std::string LocalizedConformity(const std::string& name, Language language) {
 class Facts {
  public:
   explicit Facts(Language language) : language_(language) {}
-  void Add(const LocalizedText& label, const std::string& text) { Add(std::string(Utf8Of(label, language_)), text); }
+  void Add(TextId label, const std::string& text) { Add(std::string(Utf8Of(label, language_)), text); }
   void Add(const std::string& label, const std::string& text) {
     if (!text.empty()) facts_.emplace_back(label, text);
   }
@@ -110,14 +61,16 @@ class Page {
 
  private:
   std::string Text(const MultilingualText& text) const { return text.In(language_ == Language::kFrench ? "fr" : "en"); }
-  std::string Localized(const LocalizedText& text) const { return Utf8Of(text, language_); }
+  std::string Localized(TextId text, std::initializer_list<std::string> values = {}) const {
+    return Utf8Of(text, language_, values);
+  }
   // Decimal separators as the language has them.
   std::string Number(std::string number) const;
-  void AddHeading(const LocalizedText& text) { html_ += HtmlElement("h2", Localized(text)); }
+  void AddHeading(TextId text) { html_ += HtmlElement("h2", Localized(text)); }
   void AddHead();
   void AddSummary(const std::string& signature);
   void AddItem(const CertificateItem& item);
-  void AddContact(const LocalizedText& heading, const CertificateContact& contact, const std::string& code);
+  void AddContact(TextId heading, const CertificateContact& contact, const std::string& code);
   void AddMeasurement(const CertificateMeasurement& measurement);
   void AddMethods(const CertificateMeasurement& measurement);
   void AddEquipment(const CertificateMeasurement& measurement);
@@ -160,55 +113,56 @@ std::string Page::QuantityText(const CertificateQuantity& quantity) const {
 }
 
 void Page::AddHead() {
-  const std::string title = Localized(kTitle) + " " + certificate_.identifier;
-  html_ = PageStart(title, language_) + HtmlElement("h1", Localized(kTitle)) + "<p class=\"when\">" +
+  const std::string title = Localized(TextId::kPageTitle) + " " + certificate_.identifier;
+  html_ = PageStart(title, language_) + HtmlElement("h1", Localized(TextId::kPageTitle)) + "<p class=\"when\">" +
           Escaped(certificate_.identifier) + "</p>\n";
 }
 
 void Page::AddSummary(const std::string& signature) {
   const Certificate& c = certificate_;
   Facts facts(language_);
-  facts.Add(kIdentification, Identifications(c.identifications));
-  facts.Add(kDates,
-            c.begin_date == c.end_date ? c.begin_date : WithValues(Localized(kFromTo), {c.begin_date, c.end_date}));
-  facts.Add(kIssued, c.issue_date);
-  facts.Add(kPlace, JoinedBy({c.performance_location, c.country}, ", "));
+  facts.Add(TextId::kPageNumber, c.identifier);
+  facts.Add(TextId::kIdentification, Identifications(c.identifications));
+  facts.Add(TextId::kPageDates,
+            c.begin_date == c.end_date ? c.begin_date : Localized(TextId::kPageFromTo, {c.begin_date, c.end_date}));
+  facts.Add(TextId::kPageIssued, c.issue_date);
+  facts.Add(TextId::kPagePlace, JoinedBy({c.performance_location, c.country}, ", "));
   std::vector<std::string> persons;
   for (const CertificatePerson& person : c.persons) {
     const std::string name = JoinedBy({Text(person.name), person.role}, ", ");
-    persons.push_back(person.main_signer ? WithValues(Localized(kSigns), {name}) : name);
+    persons.push_back(person.main_signer ? Localized(TextId::kPageSigns, {name}) : name);
   }
-  facts.Add(kPersons, JoinedBy(persons, "; "));
-  facts.Add(kSignature, signature);
+  facts.Add(TextId::kPagePersons, JoinedBy(persons, "; "));
+  facts.Add(TextId::kPageSignature, signature);
   html_ += facts.Html();
 }
 
 void Page::AddItem(const CertificateItem& item) {
   Facts facts(language_);
-  facts.Add(kName, Text(item.name));
-  facts.Add(kDescription, Text(item.description));
-  facts.Add(kManufacturer, Text(item.manufacturer));
-  facts.Add(kModel, item.model);
-  facts.Add(kIdentification, Identifications(item.identifications));
+  facts.Add(TextId::kName, Text(item.name));
+  facts.Add(TextId::kPageDescription, Text(item.description));
+  facts.Add(TextId::kPageManufacturer, Text(item.manufacturer));
+  facts.Add(TextId::kModelWord, item.model);
+  facts.Add(TextId::kIdentification, Identifications(item.identifications));
   html_ += facts.Html();
 }
 
-void Page::AddContact(const LocalizedText& heading, const CertificateContact& contact, const std::string& code) {
+void Page::AddContact(TextId heading, const CertificateContact& contact, const std::string& code) {
   AddHeading(heading);
   Facts facts(language_);
-  facts.Add(kName, Text(contact.name));
-  facts.Add(kAccreditation, code);
-  facts.Add(kAddress, JoinedBy({JoinedBy({contact.street, contact.street_number}, " "),
-                                JoinedBy({contact.post_code, contact.city}, " "), contact.state, contact.country,
-                                Text(contact.further)},
-                               ", "));
-  facts.Add(kContact, JoinedBy({contact.email, contact.phone}, ", "));
+  facts.Add(TextId::kName, Text(contact.name));
+  facts.Add(TextId::kPageAccreditation, code);
+  facts.Add(TextId::kPageAddress, JoinedBy({JoinedBy({contact.street, contact.street_number}, " "),
+                                            JoinedBy({contact.post_code, contact.city}, " "), contact.state,
+                                            contact.country, Text(contact.further)},
+                                           ", "));
+  facts.Add(TextId::kPageContact, JoinedBy({contact.email, contact.phone}, ", "));
   html_ += facts.Html();
 }
 
 void Page::AddMethods(const CertificateMeasurement& measurement) {
   if (measurement.methods.empty()) return;
-  html_ += HtmlElement("h3", Localized(kMethods));
+  html_ += HtmlElement("h3", Localized(TextId::kPageMethods));
   Facts facts(language_);
   for (const CertificateMethod& method : measurement.methods) {
     facts.Add(
@@ -222,7 +176,7 @@ void Page::AddMethods(const CertificateMeasurement& measurement) {
 
 void Page::AddEquipment(const CertificateMeasurement& measurement) {
   if (measurement.equipment.empty()) return;
-  html_ += HtmlElement("h3", Localized(kEquipment));
+  html_ += HtmlElement("h3", Localized(TextId::kPageEquipment));
   std::vector<Row> rows;
   for (const CertificateEquipment& one : measurement.equipment) {
     std::string certificate;
@@ -232,14 +186,16 @@ void Page::AddEquipment(const CertificateMeasurement& measurement) {
                     {Identifications(one.item.identifications)},
                     {certificate}});
   }
-  html_ += TableHtml(
-      {{Localized(kName)}, {Localized(kModel)}, {Localized(kIdentification)}, {Localized(kEquipmentCertificate)}},
-      rows);
+  html_ += TableHtml({{Localized(TextId::kName)},
+                      {Localized(TextId::kModelWord)},
+                      {Localized(TextId::kIdentification)},
+                      {Localized(TextId::kPageEquipmentCertificate)}},
+                     rows);
 }
 
 void Page::AddConditions(const CertificateMeasurement& measurement) {
   if (measurement.conditions.empty()) return;
-  html_ += HtmlElement("h3", Localized(kConditionsHeading));
+  html_ += HtmlElement("h3", Localized(TextId::kPageConditionsHeading));
   Facts facts(language_);
   for (const CertificateCondition& condition : measurement.conditions) {
     std::vector<std::string> values;
@@ -282,7 +238,7 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
   };
   std::vector<std::string> times = table.date_times;
   for (std::string& time : times) std::replace(time.begin(), time.end(), 'T', ' ');
-  AddListColumn(columns, Localized(kTime), times, CellKind::kText, rows);
+  AddListColumn(columns, Localized(TextId::kTime), times, CellKind::kText, rows);
   for (const CertificateQuantity& quantity : table.quantities) {
     for (const CertificateStatement& statement : quantity.meta_data) {
       if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
@@ -295,8 +251,8 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
       const std::string unit = " (" + ReadableUnit(list.unit) + ")";
       AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), CellKind::kNumber, rows);
       if (!list.uncertainty) continue;
-      AddListColumn(columns, Localized(kUncertainty) + unit, numbers(list.uncertainty->expanded), CellKind::kNumber,
-                    rows);
+      AddListColumn(columns, Localized(TextId::kPageUncertainty) + unit, numbers(list.uncertainty->expanded),
+                    CellKind::kNumber, rows);
       AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), CellKind::kNumber, rows);
     }
     for (const CertificateStatement& statement : quantity.meta_data) {
@@ -318,7 +274,7 @@ void Page::AddTable(const CertificateTable& table) {
   for (std::size_t first = 0; first < columns.size(); first += kMaxColumns) {
     const std::size_t end = std::min(first + kMaxColumns, columns.size());
     if (columns.size() > kMaxColumns) {
-      html_ += HtmlElement("p", WithValues(Localized(kNextColumns), {std::to_string(first + 1), std::to_string(end)}));
+      html_ += HtmlElement("p", Localized(TextId::kPageNextColumns, {std::to_string(first + 1), std::to_string(end)}));
     }
     Row head;
     for (std::size_t c = first; c < end; ++c) head.push_back(columns[c].first);
@@ -349,7 +305,7 @@ void Page::AddMeasurement(const CertificateMeasurement& measurement) {
 
 void Page::AddStatements() {
   if (certificate_.statements.empty()) return;
-  AddHeading(kStatements);
+  AddHeading(TextId::kPageStatements);
   for (const CertificateStatement& statement : certificate_.statements) {
     std::vector<std::string> values;
     for (const CertificateQuantity& quantity : statement.quantities) {
@@ -370,20 +326,20 @@ void Page::AddFooter(const std::string& sha256) {
   std::vector<std::string> software;
   for (const CertificateSoftware& one : certificate_.software)
     software.push_back(JoinedBy({Text(one.name), one.release}, " "));
-  html_ += "<footer>\n" + HtmlElement("div", Localized(kPageNote)) +
-           HtmlElement("div",
-                       Localized(kMadeWith) + " " + JoinedBy(software, ", ") + " · DCC " + certificate_.schema_version);
-  if (!sha256.empty()) html_ += HtmlElement("div", Localized(kFileDigest) + ": " + sha256);
+  html_ += "<footer>\n" + HtmlElement("div", Localized(TextId::kPagePageNote)) +
+           HtmlElement("div", Localized(TextId::kPageMadeWith) + " " + JoinedBy(software, ", ") + " · DCC " +
+                                  certificate_.schema_version);
+  if (!sha256.empty()) html_ += HtmlElement("div", Localized(TextId::kPageFileDigest) + ": " + sha256);
   html_ += "</footer>\n" + PageEnd();
 }
 
 std::string Page::Html(const std::string& sha256, const std::string& signature) {
   AddHead();
   AddSummary(signature);
-  AddHeading(kItem);
+  AddHeading(TextId::kPageItem);
   for (const CertificateItem& item : certificate_.items) AddItem(item);
-  AddContact(kLaboratory, certificate_.laboratory, certificate_.laboratory_code);
-  AddContact(kCustomer, certificate_.customer, "");
+  AddContact(TextId::kLaboratory, certificate_.laboratory, certificate_.laboratory_code);
+  AddContact(TextId::kCustomer, certificate_.customer, "");
   AddStatements();
   for (const CertificateMeasurement& measurement : certificate_.measurements) AddMeasurement(measurement);
   AddFooter(sha256);
@@ -425,7 +381,7 @@ Row Budgets::TermRow(const BudgetTerm& term) const {
 std::string Budgets::PointHtml(const std::string& title, const EvaluatedPoint& point) const {
   std::vector<Row> rows;
   for (const BudgetTerm& term : point.budget.terms) rows.push_back(TermRow(term));
-  rows.push_back({{Utf8Of(kSum, language_)},
+  rows.push_back({{Utf8Of(TextId::kPageSum, language_)},
                   {},
                   {},
                   {},
@@ -440,32 +396,32 @@ std::string Budgets::PointHtml(const std::string& title, const EvaluatedPoint& p
     if (language_ == Language::kFrench) std::replace(text->begin(), text->end(), '.', ',');
   }
   const std::string unit = run_.plan.unit;
-  const std::string result = floored ? WithValues(Utf8Of(kFloored, language_), {expanded, unit})
-                                     : WithValues(Utf8Of(kExpanded, language_), {expanded, unit, factor});
-  const Row head = {{Utf8Of(kTerm, language_)},
-                    {Utf8Of(kValue, language_), CellKind::kNumber},
-                    {Utf8Of(kDistribution, language_)},
-                    {Utf8Of(kDivisor, language_), CellKind::kNumber},
-                    {Utf8Of(kSensitivity, language_), CellKind::kNumber},
-                    {Utf8Of(kContribution, language_), CellKind::kNumber},
-                    {Utf8Of(kFreedom, language_), CellKind::kNumber}};
+  const std::string result = floored ? Utf8Of(TextId::kPageFloored, language_, {expanded, unit})
+                                     : Utf8Of(TextId::kPageExpanded, language_, {expanded, unit, factor});
+  const Row head = {{Utf8Of(TextId::kPageTerm, language_)},
+                    {Utf8Of(TextId::kValueLabel, language_), CellKind::kNumber},
+                    {Utf8Of(TextId::kPageDistribution, language_)},
+                    {Utf8Of(TextId::kPageDivisor, language_), CellKind::kNumber},
+                    {Utf8Of(TextId::kPageSensitivity, language_), CellKind::kNumber},
+                    {Utf8Of(TextId::kPageContribution, language_), CellKind::kNumber},
+                    {"ν", CellKind::kNumber}};
   return HtmlElement("h3", title) + TableHtml(head, rows) + HtmlElement("p", result);
 }
 
 std::string Budgets::Html(const Evaluation& evaluation) const {
-  std::string html = HtmlElement("h2", Utf8Of(kBudgets, language_));
+  std::string html = HtmlElement("h2", Utf8Of(TextId::kPageBudgets, language_));
   for (const EvaluatedUnit& unit : evaluation.units) {
     for (std::size_t p = 0; p < unit.phases.size(); ++p) {
       const EvaluatedPhase& phase = unit.phases[p];
       for (const EvaluatedPoint& point : phase.points) {
         const PointResult& measured = run_.phases[p].points[point.point];
         const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : "";
-        html +=
-            PointHtml(WithValues(Utf8Of(kBudgetOf, language_),
-                                 {run_.plan.units[unit.unit].name,
-                                  Utf8Of(phase.phase == Phase::kAsLeft ? kAsLeftHeading : kAsFoundHeading, language_),
-                                  Number(measured.nominal) + " " + run_.plan.unit + arrow}),
-                      point);
+        html += PointHtml(
+            Utf8Of(TextId::kPageBudgetOf, language_,
+                   {run_.plan.units[unit.unit].name,
+                    Utf8Of(phase.phase == Phase::kAsLeft ? TextId::kPhaseAsLeft : TextId::kPhaseAsFound, language_),
+                    Number(measured.nominal) + " " + run_.plan.unit + arrow}),
+            point);
       }
     }
   }

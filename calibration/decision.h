@@ -3,8 +3,8 @@
 
 #include <string_view>
 
-#include "base/text.h"
 #include "calibration/plan.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 
@@ -23,8 +23,8 @@ Conformity Decide(DecisionRule rule, double deviation, double tolerance, double 
 
 // "pass", "fail", "conditionalPass", "conditionalFail".
 std::string_view ConformityName(Conformity conformity);
-LocalizedText ConformityText(Conformity conformity);
+TextId ConformityText(Conformity conformity);
 // The rule in a sentence, to be printed.
-LocalizedText DecisionRuleText(DecisionRule rule);
+TextId DecisionRuleText(DecisionRule rule);
 
 }  // namespace ulix::calibration

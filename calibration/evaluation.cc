@@ -5,27 +5,17 @@
 
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
 
-constexpr LocalizedText kRepeatability{"Repeatability of the deviation", "Répétabilité de l'écart"};
-constexpr LocalizedText kReferenceRepeatability{"Repeatability of the reference", "Répétabilité de la référence"};
-constexpr LocalizedText kUnitRepeatability{"Repeatability of the unit", "Répétabilité de l'appareil"};
-constexpr LocalizedText kStability{"Stability while reading", "Stabilité pendant les lectures"};
-constexpr LocalizedText kUnitResolution{"Resolution of the unit", "Résolution de l'appareil"};
-constexpr LocalizedText kReferenceResolution{"Resolution of the reference", "Résolution de la référence"};
-constexpr LocalizedText kCertificate{"Certificate of the reference", "Certificat de la référence"};
-constexpr LocalizedText kHysteresis{"Hysteresis", "Hystérésis"};
-constexpr LocalizedText kUnknownDistribution{"uncertainty '%': '%' is no distribution",
-                                             "incertitude '%' : '%' n'est pas une distribution"};
-constexpr LocalizedText kAtPoint{"reference at point %: %", "référence au point % : %"};
-
-BudgetTerm Term(const LocalizedText& name, double value, Distribution distribution) {
-  return {.name_en = name.en, .name_fr = name.fr, .value = value, .distribution = distribution};
+BudgetTerm Term(TextId name, double value, Distribution distribution) {
+  const BilingualText text = Bilingual(name);
+  return {.name_en = text.en, .name_fr = text.fr, .value = value, .distribution = distribution};
 }
 
-void AddTypeA(std::vector<BudgetTerm>& terms, const LocalizedText& name, const ReadingSeries& series) {
+void AddTypeA(std::vector<BudgetTerm>& terms, TextId name, const ReadingSeries& series) {
   if (series.readings.size() < 2) return;
   BudgetTerm term = Term(name, series.TypeA(), Distribution::kTypeA);
   term.freedom = static_cast<double>(series.readings.size() - 1);
@@ -41,10 +31,10 @@ ReadingSeries Differences(const ReadingSeries& unit, const ReadingSeries& refere
 
 void AddRepeatability(std::vector<BudgetTerm>& terms, const ReadingSeries& unit, const ReadingSeries& reference) {
   if (unit.readings.size() == reference.readings.size()) {
-    return AddTypeA(terms, kRepeatability, Differences(unit, reference));
+    return AddTypeA(terms, TextId::kBudgetRepeatability, Differences(unit, reference));
   }
-  AddTypeA(terms, kReferenceRepeatability, reference);
-  AddTypeA(terms, kUnitRepeatability, unit);
+  AddTypeA(terms, TextId::kBudgetReferenceRepeatability, reference);
+  AddTypeA(terms, TextId::kBudgetUnitRepeatability, unit);
 }
 
 // Pressure of the medium's column from the unit up to the reference, in the plan's unit.
@@ -80,7 +70,7 @@ class UnitEvaluation {
 
 Result<BudgetTerm> UnitEvaluation::PlannedTerm(const UncertaintyTerm& term) const {
   const auto distribution = DistributionOf(term.distribution);
-  if (!distribution) return Refused(kUnknownDistribution, {term.name, term.distribution});
+  if (!distribution) return Refused(TextId::kBudgetUnknownDistribution, {term.name, term.distribution});
   return BudgetTerm{.name_en = term.name,
                     .name_fr = term.name,
                     .value = term.value,
@@ -95,11 +85,11 @@ std::optional<Problem> UnitEvaluation::AddBudget(const PointResult& point, const
   std::vector<BudgetTerm>& terms = to.budget.terms;
   const ReadingSeries& unit = point.units[unit_];
   AddRepeatability(terms, unit, point.reference);
-  terms.push_back(Term(kStability, point.reference.spread / 2, Distribution::kRectangular));
-  terms.push_back(Term(kUnitResolution, unit.resolution, Distribution::kResolution));
-  terms.push_back(Term(kReferenceResolution, point.reference.resolution, Distribution::kResolution));
+  terms.push_back(Term(TextId::kBudgetStability, point.reference.spread / 2, Distribution::kRectangular));
+  terms.push_back(Term(TextId::kBudgetUnitResolution, unit.resolution, Distribution::kResolution));
+  terms.push_back(Term(TextId::kBudgetReferenceResolution, point.reference.resolution, Distribution::kResolution));
   if (correction) {
-    terms.push_back(Term(kCertificate, correction->expanded, Distribution::kNormal));
+    terms.push_back(Term(TextId::kCertificateOfReference, correction->expanded, Distribution::kNormal));
     terms.back().coverage_factor = correction->coverage_factor;
   }
   for (const UncertaintyTerm& planned : run_.plan.uncertainty) {
@@ -120,8 +110,7 @@ Result<EvaluatedPoint> UnitEvaluation::Measured(const PhaseResult& phase, std::s
     const auto found = certificate_->At(point.reference.mean);
     if (!found) {
       const std::string nominal = Shortened(point.nominal);
-      return tl::unexpected(Problem{WithValues(kAtPoint.en, {nominal, found.error().en}),
-                                    WithValues(kAtPoint.fr, {nominal, found.error().fr})});
+      return Refused(TextId::kBudgetAtPoint, {nominal, found.error()});
     }
     correction = *found;
     evaluated.correction = found->value;
@@ -164,7 +153,7 @@ std::optional<Conformity> UnitEvaluation::Decision(const EvaluatedPoint& point) 
 
 void UnitEvaluation::Finish(EvaluatedPoint& point) const {
   if (point.hysteresis)
-    point.budget.terms.push_back(Term(kHysteresis, *point.hysteresis / 2, Distribution::kRectangular));
+    point.budget.terms.push_back(Term(TextId::kHysteresis, *point.hysteresis / 2, Distribution::kRectangular));
   point.expanded = point.budget.ExpandedUncertainty();
   point.coverage_factor = point.budget.CoverageFactor();
   point.printed = Printed(point);

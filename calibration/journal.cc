@@ -15,17 +15,27 @@ const std::string kNoDigest(64, '0');
 std::string DumpOf(const Json& entry) { return entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace); }
 
 // Why a line does not belong where it stands; empty when it does.
-std::string WhatIsWrong(const std::string& line, std::uint64_t number, const std::string& digest) {
+BilingualText WhatIsWrong(const std::string& line, std::uint64_t number, const std::string& digest) {
   const Json entry = Json::parse(line, nullptr, false);
-  if (!entry.is_object()) return "is no JSON object";
+  if (!entry.is_object()) return Bilingual(TextId::kJournalNoObject);
   const auto has = [&](const char* key) { return entry.contains(key); };
-  if (!has("n") || !has("prev") || !has("k") || !entry["k"].is_string()) return "is no line of a journal";
-  if (entry["n"] != number) return "is not number " + std::to_string(number);
-  if (entry["prev"] != digest) return "does not follow the line before it: one of the two was changed";
+  if (!has("n") || !has("prev") || !has("k") || !entry["k"].is_string()) return Bilingual(TextId::kJournalNoEntry);
+  if (entry["n"] != number) return Bilingual(TextId::kJournalNumber, {std::to_string(number)});
+  if (entry["prev"] != digest) return Bilingual(TextId::kJournalChanged);
   return {};
 }
 
 }  // namespace
+
+void PutText(Json& fields, const std::string& key, const BilingualText& text) {
+  fields[key] = text.en;
+  if (text.fr != text.en) fields[key + "-fr"] = text.fr;
+}
+
+BilingualText TextIn(const Json& entry, const std::string& key) {
+  const std::string en = entry.value(key, "");
+  return {en, entry.value(key + "-fr", en)};
+}
 
 std::string JournalPath(const std::string& folder) {
   return (std::filesystem::path(platform::PathOf(folder)) / "journal.jsonl").string();
@@ -36,12 +46,12 @@ tl::expected<JournalReader, JournalReader::Broken> JournalReader::Open(const std
   reader.path_ = path;
   reader.last_digest_ = kNoDigest;
   auto file = std::make_unique<std::ifstream>(platform::PathOf(path), std::ios::binary);
-  if (!*file) return tl::unexpected(Broken{0, "there is no " + path});
+  if (!*file) return tl::unexpected(Broken{0, Bilingual(TextId::kJournalNoFile, {path})});
   std::string line;
   // getline takes a last line without its end too, and says so by the end of the file.
   while (std::getline(*file, line) && !file->eof()) {
-    if (line.size() > kMaxLine) return tl::unexpected(Broken{reader.lines_ + 1, "is too long"});
-    std::string wrong = WhatIsWrong(line, reader.lines_, reader.last_digest_);
+    if (line.size() > kMaxLine) return tl::unexpected(Broken{reader.lines_ + 1, Bilingual(TextId::kJournalTooLong)});
+    BilingualText wrong = WhatIsWrong(line, reader.lines_, reader.last_digest_);
     if (!wrong.empty()) return tl::unexpected(Broken{reader.lines_ + 1, std::move(wrong)});
     reader.last_digest_ = Sha256Hex(line);
     reader.whole_bytes_ += line.size() + 1;

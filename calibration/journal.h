@@ -1,4 +1,4 @@
-// A run's journal: everything that happened, a JSON object a line, in a file that is only ever added to.
+// The journal of a run: a file with one JSON object a line. Lines are added and never changed.
 #pragma once
 
 #include <cstdint>
@@ -10,25 +10,26 @@
 #include <nlohmann/json.hpp>
 #include <tl/expected.hpp>
 
+#include "calibration/problem.h"
 #include "platform/append_file.h"
 
 namespace ulix::calibration {
 
 using Json = nlohmann::ordered_json;
 
-// The lines of a journal. Each begins with its number "n" from 0 and ends with "prev", the SHA-256 of the line before
-// it without its line end (64 zeros in the first), so that a line that was changed, taken out or put in is noticed.
-// A last line without its line end was being written when the program died; it is left out.
+// Reads a journal. Each line begins with its number "n", from 0, and ends with "prev": the SHA-256 of the line before,
+// without its line end. The first line has 64 zeros. So a line that was changed, removed or inserted is noticed. A last
+// line without a line end was being written when the program died; it is ignored.
 class JournalReader {
  public:
   struct Broken {
-    std::uint64_t line = 0;  // from 1
-    std::string reason;
+    std::uint64_t line = 0;  // from 1; 0: the file as a whole
+    BilingualText reason;
   };
-  // The whole file is read and its chain checked; lines are given out one by one, so that memory does not grow with it.
+  // Checks the chain of the whole file. The memory used does not depend on the size of the file.
   static tl::expected<JournalReader, Broken> Open(const std::string& path);
 
-  // False at the end.
+  // Gives the next line. False at the end.
   bool Next(Json& entry);
   std::uint64_t whole_bytes() const { return whole_bytes_; }  // up to the end of the last whole line
   std::uint64_t lines() const { return lines_; }
@@ -41,19 +42,19 @@ class JournalReader {
   std::string last_digest_;
 };
 
-// One thread.
+// Writes a journal. For one thread at a time.
 class JournalWriter {
  public:
   static tl::expected<JournalWriter, platform::AppendFailure> Create(const std::string& path);
-  // An existing one, which nobody else writes from now on. It is read after that, and gone on with where it ends.
+  // Opens an existing journal and locks it against other writers. Read it then, and call GoOnAfter.
   static tl::expected<JournalWriter, platform::AppendFailure> Continue(const std::string& path);
   bool GoOnAfter(const JournalReader& reader);
 
-  // Adds the entries as lines, all of them at once. False when the disk is full or gone: what was added in part is
-  // found to be no whole line by whoever reads it.
+  // Adds a line for each entry, with one write. False when the disk is full or gone; a reader ignores a line that was
+  // written in part.
   bool Append(const std::vector<Json>& entries);
   bool Append(const Json& entry) { return Append(std::vector<Json>{entry}); }
-  // What was added is on the disk.
+  // Returns when the added lines are on the disk.
   bool Sync() { return file_->Sync(); }
 
  private:
@@ -64,6 +65,10 @@ class JournalWriter {
   std::uint64_t lines_;
   std::string digest_;
 };
+
+// A text of an entry in both languages: "why" is the English one, "why-fr" the French one where it differs.
+void PutText(Json& fields, const std::string& key, const BilingualText& text);
+BilingualText TextIn(const Json& entry, const std::string& key);
 
 // "journal.jsonl" in a run's folder.
 std::string JournalPath(const std::string& folder);

@@ -4,12 +4,10 @@
 #include <array>
 
 #include "base/numbers.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kWrongUnit{"a reading in % is not one of a sensor that gives %",
-                                   "une lecture en % n'est pas celle d'un capteur qui donne des %"};
 
 struct UnitRow {
   std::string_view spelling;
@@ -64,7 +62,8 @@ Result<double> ToTemperature(const SensorSpec& spec, double reading, std::string
     const auto row = std::find_if(kSensorUnits.begin(), kSensorUnits.end(), [&](const UnitRow& known) {
       return known.unit == sensor.unit() && EqualIgnoringCase(known.spelling, unit);
     });
-    if (row == kSensorUnits.end()) return Refused(kWrongUnit, {std::string(unit), std::string(sensor.unit())});
+    if (row == kSensorUnits.end())
+      return Refused(TextId::kSensorWrongUnit, {std::string(unit), std::string(sensor.unit())});
     return sensor.Celsius(reading * row->factor);
   });
 }

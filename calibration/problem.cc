@@ -4,8 +4,13 @@
 
 namespace ulix::calibration {
 
-Problem MakeProblem(const LocalizedText& text, std::initializer_list<std::string> values) {
-  return {WithValues(text.en, values), WithValues(text.fr, values)};
+BilingualText Bilingual(TextId id, std::initializer_list<BilingualText> values) {
+  std::vector<std::string> en, fr;
+  for (const BilingualText& value : values) {
+    en.push_back(value.en);
+    fr.push_back(value.fr);
+  }
+  return {WithValues(Utf8Of(id, Language::kEnglish), en), WithValues(Utf8Of(id, Language::kFrench), fr)};
 }
 
 std::string Shortened(double value) { return FormatGeneral(value, 9); }

@@ -1,30 +1,42 @@
-// What is wrong with a plan, a certificate or a value, told in English and in French. Texts of this room are UTF-8:
+// Texts of this room in both languages, among them what is wrong with a plan, a certificate or a value. They are UTF-8:
 // they come from and go to JSON, XML and HTML, never to an instrument.
 #pragma once
 
 #include <initializer_list>
 #include <string>
+#include <utility>
+
 #include <tl/expected.hpp>
 
-#include "base/text.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 
-struct Problem {
-  std::string en;
-  std::string fr;
+// A text in English and in French.
+struct BilingualText {
+  BilingualText() = default;
+  BilingualText(std::string english, std::string french) : en(std::move(english)), fr(std::move(french)) {}
+  // A number, a name, or another text that is the same in both languages.
+  BilingualText(const std::string& both) : en(both), fr(both) {}  // NOLINT(google-explicit-constructor)
+  BilingualText(const char* both) : en(both), fr(both) {}         // NOLINT(google-explicit-constructor)
 
   const std::string& In(Language language) const { return language == Language::kFrench ? fr : en; }
+  bool empty() const { return en.empty(); }
+  bool operator==(const BilingualText&) const = default;
+
+  std::string en, fr;
 };
 
-// Both texts with the values in place of their '%'s, in order.
-Problem MakeProblem(const LocalizedText& text, std::initializer_list<std::string> values = {});
+// A text of the catalogue, with the values in place of its '%'s, in order. Each value is put in its own language.
+BilingualText Bilingual(TextId id, std::initializer_list<BilingualText> values = {});
+
+using Problem = BilingualText;
 
 template <typename T>
 using Result = tl::expected<T, Problem>;
 
-inline tl::unexpected<Problem> Refused(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
-  return tl::unexpected<Problem>(MakeProblem(text, values));
+inline tl::unexpected<Problem> Refused(TextId id, std::initializer_list<BilingualText> values = {}) {
+  return tl::unexpected<Problem>(Bilingual(id, values));
 }
 
 // A number for a message: at most nine significant digits, without trailing zeros.

@@ -17,7 +17,10 @@ bool Agree(const Json& written, const Json& done) {
   return true;
 }
 
-std::string Place(const Json& entry) { return "line " + std::to_string(entry.at("n").get<std::uint64_t>() + 1); }
+JournalFailed FailedAt(const Json& entry, TextId why) {
+  const std::string line = std::to_string(entry.at("n").get<std::uint64_t>() + 1);
+  return {Bilingual(TextId::kJournalLine, {line, "journal.jsonl", Bilingual(why)})};
+}
 
 }  // namespace
 
@@ -38,21 +41,21 @@ void Recorder::Note(const Json& entry) {
 }
 
 void Recorder::Write(const Entries& entries, bool sync) {
-  if (!writer_.Append(entries)) throw JournalFailed("the journal cannot be written: the disk is full, or gone");
+  if (!writer_.Append(entries)) throw JournalFailed{Bilingual(TextId::kJournalFull)};
   for (const Json& entry : entries) Note(entry);
   // A simulated run outlives its program; that it outlives the machine would cost it most of its time.
   if (again_ || (!sync && last_seconds_ - last_sync_ < kSyncSeconds)) return;
   last_sync_ = last_seconds_;
-  if (!writer_.Sync()) throw JournalFailed("the journal cannot be kept on the disk");
+  if (!writer_.Sync()) throw JournalFailed{Bilingual(TextId::kJournalNotKept)};
 }
 
 // What was done again must be what is written.
 Recorder::Entries Recorder::Take(const std::string& kind, std::size_t count, const Entries& done) {
   Entries taken;
   while (taken.size() < count && next_) {
-    if (next_kind() != kind) throw JournalFailed(Place(*next_) + " of the journal is no step of this plan");
+    if (next_kind() != kind) throw FailedAt(*next_, TextId::kJournalOtherStep);
     if (again_ && !Agree(*next_, done[taken.size()])) {
-      throw JournalFailed(Place(*next_) + " of the journal is not what the simulated bench does");
+      throw FailedAt(*next_, TextId::kJournalOtherBench);
     }
     Note(*next_);
     taken.push_back(std::move(*next_));

@@ -1,53 +1,54 @@
-// Between a run and its journal: what a run does is done and written down, or, while a run is gone on with, taken from
-// what was written down.
+// The journal of a run as the run uses it. A new run carries out each step and writes it. A resumed run first takes the
+// steps from the journal, up to its end, and carries out the others.
 #pragma once
 
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "calibration/journal.h"
+#include "calibration/problem.h"
 
 namespace ulix::calibration {
 
-// The run stops here; the source is to be made safe.
-struct RunStopped : std::runtime_error {
-  using std::runtime_error::runtime_error;
+// Thrown to end the run. The source must then be made safe.
+struct RunStopped {
+  BilingualText why;
 };
-// The program was started again: connect anew and begin the point anew.
+// Thrown where the program was started again: the run connects again and begins the point again.
 struct RunRestarted {};
-// The journal cannot be written, or does not fit.
-struct JournalFailed : std::runtime_error {
-  using std::runtime_error::runtime_error;
+// Thrown when the journal cannot be written, or does not belong to this plan.
+struct JournalFailed {
+  BilingualText why;
 };
 
 class Recorder {
  public:
   using Entries = std::vector<Json>;
 
-  // Without a reader: a new run. `again`: everything is done again while the journal is gone through, and must give
-  // what it says.
+  // Without a reader the run is new. `again` is for simulated runs: while the journal is read, each step is carried out
+  // again as well, and must give the entries of the journal.
   Recorder(JournalWriter writer, std::optional<JournalReader> reader, bool again);
 
-  // Whether what comes next was written down already.
+  // Whether the next step is in the journal already.
   bool catching_up() const { return next_.has_value(); }
-  // The kind of the entry that comes next; empty when there is none.
+  // The kind of the next entry of the journal; empty at its end.
   std::string next_kind() const { return next_ ? next_->at("k").get<std::string>() : std::string(); }
   const Json& next() const { return *next_; }
-  // Whether things are done now, be it again.
+  // Whether the next step is carried out, for the first time or again.
   bool acts() const { return again_ || !catching_up(); }
-  // Called when the journal has been gone through and things begin to happen.
+  // Called at the end of the journal of a resumed run, before the first new step.
   std::function<void()> caught_up;
-  // An entry of now, with its kind, its time and what it says.
+  // Makes an entry with its kind, the present time and its fields.
   std::function<Json(const std::string& kind, Json fields)> stamped;
 
-  // One step: `act` does it and gives its `count` entries. They are written when it returns; on the disk if `sync` is
-  // set, and whenever some seconds have passed since the last time, but in a simulated run. RunRestarted where the
-  // program was started again at this place; JournalFailed.
+  // One step. `act` carries it out and gives its `count` entries, which are then written to the file. They are forced
+  // to the disk when `sync` is set, and at least every ten seconds; a simulated run leaves this to the system. Throws
+  // RunRestarted where the journal says that the program was started again, and JournalFailed.
   Entries Do(const std::string& kind, std::size_t count, const std::function<Entries()>& act, bool sync = true);
-  // The end of the program, behind which the journal may go on: whether it does, or does so now.
+  // To be called when the run has stopped. True when the journal continues behind this stop, or when a resumed run
+  // continues here for the first time.
   bool Resumed();
 
   double last_seconds() const { return last_seconds_; }  // "t" of the last entry
@@ -64,7 +65,7 @@ class Recorder {
   std::optional<JournalReader> reader_;
   std::optional<Json> next_;
   const bool again_;
-  bool goes_on_ = false;  // the journal of another process was gone through, and nothing was written yet
+  bool goes_on_ = false;  // this run was resumed, and has written nothing yet
   double last_seconds_ = 0;
   std::string last_time_;
   double last_sync_ = 0;

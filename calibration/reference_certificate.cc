@@ -6,22 +6,10 @@
 
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kOutside{"the certificate % covers % to %, not %", "le certificat % couvre % à %, pas %"};
-constexpr LocalizedText kNoTable{
-    "the certificate % has no table of reference values and measured values in %",
-    "le certificat % n'a pas de tableau de valeurs de référence et de valeurs mesurées en %"};
-constexpr LocalizedText kNoUncertainty{"the certificate % states no uncertainty",
-                                       "le certificat % n'indique pas d'incertitude"};
-constexpr LocalizedText kUnequal{"the certificate % has lists of different lengths in one table",
-                                 "le certificat % a des listes de longueurs différentes dans un tableau"};
-constexpr LocalizedText kIndicationTwice{"the certificate % has the indication % twice",
-                                         "le certificat % a deux fois l'indication %"};
-constexpr LocalizedText kLine{"line % of the table: %", "ligne % du tableau : %"};
-constexpr LocalizedText kNoPoints{"the table has no points", "le tableau n'a pas de points"};
 
 constexpr double kMaxFactor = 20;  // of coverage; beyond, a number is in the wrong place
 
@@ -39,7 +27,7 @@ Result<ReferenceCertificate> WithSortedPoints(ReferenceCertificate certificate) 
   std::stable_sort(points.begin(), points.end(), before);
   for (std::size_t k = 1; k < points.size(); ++k) {
     if (points[k].indication == points[k - 1].indication) {
-      return Refused(kIndicationTwice, {certificate.identifier, Shortened(points[k].indication)});
+      return Refused(TextId::kReferenceIndicationTwice, {certificate.identifier, Shortened(points[k].indication)});
     }
   }
   return certificate;
@@ -107,9 +95,9 @@ Result<std::vector<ReferencePoint>> TableReader::Points() const {
   const std::vector<double> references = Values(*reference);
   const std::vector<double> indications = Values(*measured);
   if (references.empty() || indications.empty()) return std::vector<ReferencePoint>();
-  if (references.size() != indications.size()) return Refused(kUnequal, {certificate_.identifier});
+  if (references.size() != indications.size()) return Refused(TextId::kReferenceUnequal, {certificate_.identifier});
   const NumberList* const uncertain = Uncertain();
-  if (uncertain == nullptr) return Refused(kNoUncertainty, {certificate_.identifier});
+  if (uncertain == nullptr) return Refused(TextId::kReferenceNoUncertainty, {certificate_.identifier});
   std::vector<ReferencePoint> points;
   for (std::size_t k = 0; k < references.size(); ++k) {
     const UncertaintyList& list = *uncertain->uncertainty;
@@ -117,7 +105,7 @@ Result<std::vector<ReferencePoint>> TableReader::Points() const {
     point.expanded = *DifferenceFromCertificateUnit(NumberOf(*Each(list.expanded, k)), uncertain->unit, unit_);
     point.coverage_factor = NumberOf(*Each(list.coverage_factor, k));
     const bool sound = point.expanded > 0 && point.coverage_factor >= 1 && point.coverage_factor <= kMaxFactor;
-    if (!sound) return Refused(kNoUncertainty, {certificate_.identifier});
+    if (!sound) return Refused(TextId::kReferenceNoUncertainty, {certificate_.identifier});
     points.push_back(point);
   }
   return points;
@@ -149,7 +137,7 @@ Result<std::vector<ReferencePoint>> PointsOf(const Certificate& certificate, con
       }
     }
   }
-  return Refused(kNoTable, {certificate.identifier, unit});
+  return Refused(TextId::kReferenceNoTable, {certificate.identifier, unit});
 }
 
 void TakeStatements(const Certificate& certificate, const std::string& unit, ReferenceCertificate& reference) {
@@ -189,7 +177,7 @@ class TextTable {
   std::optional<Problem> TakeKey(const Fields& fields);
   std::optional<Problem> TakePoint(const Fields& fields);
   bool IsHeading(const Fields& fields) const;
-  Problem At(const LocalizedText& text, const std::string& value) const;
+  Problem At(TextId text, const std::string& value) const;
 
   ReferenceCertificate certificate_;
   double coverage_factor_ = 2;
@@ -197,16 +185,10 @@ class TextTable {
   int line_ = 0;
 };
 
-constexpr LocalizedText kUnknownTableKey{
-    "'%' is not known; takes certificate, laboratory, serial, issued, due, k, then the heading of the columns",
-    "'%' n'est pas connu ; accepte certificate, laboratory, serial, issued, due, k, puis l'en-tête des colonnes"};
-constexpr LocalizedText kWrongNumber{"'%' is no number that can stand here", "'%' n'est pas un nombre possible ici"};
-constexpr LocalizedText kWrongDate{"'%' is no date such as 2027-05-31", "'%' n'est pas une date telle que 2027-05-31"};
-
-Problem TextTable::At(const LocalizedText& text, const std::string& value) const {
-  const Problem reason = MakeProblem(text, {value});
+Problem TextTable::At(TextId text, const std::string& value) const {
+  const Problem reason = Bilingual(text, {value});
   const std::string line = std::to_string(line_);
-  return {WithValues(kLine.en, {line, reason.en}), WithValues(kLine.fr, {line, reason.fr})};
+  return Bilingual(TextId::kReferenceLine, {line, reason});
 }
 
 bool TextTable::IsHeading(const Fields& fields) const {
@@ -227,15 +209,15 @@ std::optional<Problem> TextTable::TakeKey(const Fields& fields) {
                                                      {"issued", &certificate_.issue_date},
                                                      {"due", &certificate_.due_date}};
   if (const auto text = texts.find(key); text != texts.end()) {
-    if ((key == "issued" || key == "due") && !IsDate(value)) return At(kWrongDate, value);
+    if ((key == "issued" || key == "due") && !IsDate(value)) return At(TextId::kReferenceWrongDate, value);
     *text->second = value;
     return std::nullopt;
   }
   if (key == "serial") return certificate_.serial_numbers.push_back(value), std::nullopt;
-  if (key != "k") return At(kUnknownTableKey, key);
+  if (key != "k") return At(TextId::kReferenceUnknownTableKey, key);
   coverage_factor_ = NumberOf(value);
   const bool sound = coverage_factor_ >= 1 && coverage_factor_ <= kMaxFactor;
-  return sound ? std::nullopt : std::optional(At(kWrongNumber, value));
+  return sound ? std::nullopt : std::optional(At(TextId::kReferenceWrongNumber, value));
 }
 
 std::optional<Problem> TextTable::TakePoint(const Fields& fields) {
@@ -243,14 +225,14 @@ std::optional<Problem> TextTable::TakePoint(const Fields& fields) {
   for (const auto& [name, column] : columns_) {
     const std::string text = column < fields.size() ? fields[column] : "";
     const auto number = ParseDecimal(text);
-    if (!number) return At(kWrongNumber, text);
+    if (!number) return At(TextId::kReferenceWrongNumber, text);
     values[name] = *number;
   }
   ReferencePoint point{.indication = values["indication"], .expanded = values["U"], .coverage_factor = values["k"]};
   point.correction = values.count("correction") != 0 ? values["correction"] : values["reference"] - point.indication;
-  if (!(point.expanded > 0)) return At(kWrongNumber, fields[columns_["U"]]);
+  if (!(point.expanded > 0)) return At(TextId::kReferenceWrongNumber, fields[columns_["U"]]);
   if (!(point.coverage_factor >= 1 && point.coverage_factor <= kMaxFactor)) {
-    return At(kWrongNumber, Shortened(point.coverage_factor));
+    return At(TextId::kReferenceWrongNumber, Shortened(point.coverage_factor));
   }
   certificate_.points.push_back(point);
   return std::nullopt;
@@ -277,7 +259,7 @@ Result<ReferenceCertificate> TextTable::Read(std::string_view text) {
     if (line.empty() || line.front() == '#') continue;
     if (const auto fault = Take(FieldsOf(line))) return tl::unexpected(*fault);
   }
-  if (certificate_.points.empty()) return Refused(kNoPoints);
+  if (certificate_.points.empty()) return Refused(TextId::kReferenceNoPoints);
   return WithSortedPoints(std::move(certificate_));
 }
 
@@ -291,8 +273,9 @@ Result<Correction> ReferenceCertificate::At(double indication) const {
   const double reach_low = std::max(low, min_valid.value_or(low)) - margin;
   const double reach_high = std::min(high, max_valid.value_or(high)) + margin;
   if (!(indication >= reach_low && indication <= reach_high)) {
-    return Refused(kOutside, {identifier, Shortened(std::max(low, min_valid.value_or(low))),
-                              Shortened(std::min(high, max_valid.value_or(high))), Shortened(indication)});
+    return Refused(TextId::kReferenceOutside,
+                   {identifier, Shortened(std::max(low, min_valid.value_or(low))),
+                    Shortened(std::min(high, max_valid.value_or(high))), Shortened(indication)});
   }
   const auto above =
       std::find_if(points.begin(), points.end(), [&](const ReferencePoint& p) { return p.indication >= indication; });

@@ -7,6 +7,7 @@
 
 #include "base/date.h"
 #include "calibration/plan.h"
+#include "calibration/problem.h"
 
 namespace ulix::calibration {
 
@@ -81,7 +82,7 @@ struct RunResult {
   std::vector<PhaseResult> phases;
   bool complete = false;  // every point of every phase was taken
   bool simulated = false;
-  std::string end_reason;  // of the last end, for people
+  BilingualText end_reason;  // of the last end, for people
 };
 
 }  // namespace ulix::calibration

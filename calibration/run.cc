@@ -13,21 +13,21 @@
 namespace ulix::calibration {
 namespace {
 
-std::string WhyNoJournal(platform::AppendFailure failure, const std::string& path) {
+BilingualText WhyNoJournal(platform::AppendFailure failure, const std::string& path) {
   switch (failure) {
     case platform::AppendFailure::kExists:
-      return path + " is there already: the folder holds a run; go on with it, or take another folder";
+      return Bilingual(TextId::kJournalExists, {path});
     case platform::AppendFailure::kMissing:
-      return "there is no run to go on with: " + path + " is missing";
+      return Bilingual(TextId::kJournalMissing, {path});
     case platform::AppendFailure::kInUse:
-      return path + " is being written by another run";
+      return Bilingual(TextId::kJournalInUse, {path});
     case platform::AppendFailure::kOther:
       break;
   }
-  return path + " cannot be written";
+  return Bilingual(TextId::kJournalUnwritable, {path});
 }
 
-RunEnd CannotStart(const std::string& reason) { return {RunEnd::kCannotStart, reason, true}; }
+RunEnd CannotStart(const BilingualText& reason) { return {RunEnd::kCannotStart, reason, true}; }
 
 Json ReferenceOf(const ReferenceCertificate& reference) {
   Json points = Json::array();
@@ -66,13 +66,11 @@ RunEnd ResumedRun(const Plan& plan, const std::string& path, const RunServices& 
   const auto header = HeaderOfJournal(path);
   if (!header) return CannotStart(header.error());
   if (header->at("plan-sha256") != Sha256Hex(plan.text)) {
-    return CannotStart("the plan was changed since the run began; begin a new run");
+    return CannotStart(Bilingual(TextId::kJournalPlanChanged));
   }
   auto reader = JournalReader::Open(path);
-  if (!reader) {
-    return CannotStart("line " + std::to_string(reader.error().line) + " of " + path + " " + reader.error().reason);
-  }
-  if (!writer->GoOnAfter(*reader)) return CannotStart(path + " cannot be written");
+  if (!reader) return CannotStart(WhyUnreadable(reader.error(), path));
+  if (!writer->GoOnAfter(*reader)) return CannotStart(Bilingual(TextId::kJournalUnwritable, {path}));
   if (services.simulated && services.hurry) services.hurry(true);
   Json again = *header;
   for (const char* key : {"n", "k", "t", "at", "prev"}) again.erase(key);

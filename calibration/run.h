@@ -1,5 +1,5 @@
-// Runs a plan: sets the source, waits until reference and units are stable, reads them by turns, and keeps a journal
-// from which the run goes on after a crash.
+// Runs a plan: sets the source, waits until reference and units are stable, and reads them in turn. The run writes a
+// journal, from which it can be resumed after a crash.
 #pragma once
 
 #include <atomic>
@@ -10,6 +10,7 @@
 
 #include "base/date.h"
 #include "calibration/plan.h"
+#include "calibration/problem.h"
 #include "calibration/reference_certificate.h"
 #include "calibration/stability.h"
 #include "core/instrument.h"
@@ -19,10 +20,10 @@ namespace ulix::calibration {
 enum class Activity {
   kConnecting,
   kPreloading,
-  kApproaching,  // near and stable are waited for
-  kDwelling,     // stable, and the point's dwell is not over
+  kApproaching,  // waits until all channels are near and stable
+  kDwelling,     // stable; waits for the end of the point's dwell
   kReading,
-  kAdjusting,  // somebody adjusts the units
+  kAdjusting,  // a person adjusts the units
   kLeavingSafe,
   kFinished,
 };
@@ -45,7 +46,7 @@ struct PointSummary {
   std::vector<double> indications;  // means, in the order of the units
 };
 
-// What there is to see of a run, after each look.
+// The state of a run, after each reading of all channels.
 struct RunStatus {
   Activity activity = Activity::kConnecting;
   StabilityState state = StabilityState::kWaiting;  // of the channel that is furthest from being stable
@@ -58,7 +59,7 @@ struct RunStatus {
   Date time = 0;                                       // local
   std::optional<double> point_seconds_left, run_seconds_left;
   std::vector<ChannelStatus> channels;
-  bool catching_up = false;  // the journal of a run that is gone on with is gone through
+  bool catching_up = false;  // a resumed run is still reading its journal
 };
 
 // Called on the thread of the run.
@@ -67,28 +68,29 @@ class RunObserver {
   virtual ~RunObserver() = default;
   virtual void OnStatus(const RunStatus&) {}
   virtual void OnPoint(const PointSummary&) {}
-  // Something that a person should know, a line: English.
-  virtual void OnMessage(const std::string&) {}
+  // Something that a person should know, in one line.
+  virtual void OnMessage(const BilingualText&) {}
 };
 
-// What a run takes from whoever starts it.
+// What the caller gives a run.
 struct RunServices {
-  // What a driver needs in order to find an instrument; the machine's own by default.
+  // The services of the driver of an instrument: ports, sockets, clock. Those of this machine by default.
   std::function<DriverServices(const PlannedInstrument&)> services_of = [](const auto&) { return DriverServices(); };
-  // Given each instrument before it is connected; may be empty.
+  // Called with each instrument before it is connected; may be empty.
   std::function<void(const PlannedInstrument&, Instrument&)> prepared;
-  // The certificate of the reference, kept in the journal; null where the plan names none.
+  // The certificate of the reference, which the journal records; null when the plan names none.
   const ReferenceCertificate* reference = nullptr;
-  Clock* clock = &SystemClock();             // waits of the run
+  Clock* clock = &SystemClock();             // of the run's own waits
   Clock* instrument_clock = &SystemClock();  // of the instruments
   Language language = Language::kEnglish;    // of the instruments' error texts
-  const std::atomic<bool>* stop = nullptr;   // set by whoever ends the run early
-  // Asks a person to adjust the units; true when that was done. Empty: nobody is there. The source is safe meanwhile.
+  const std::atomic<bool>* stop = nullptr;   // set to end the run early
+  // Asks a person to adjust the units; true when this was done. Empty when nobody is there. The source is safe
+  // meanwhile.
   std::function<bool()> confirm_adjustment;
   RunObserver* observer = nullptr;
-  // Of a simulated bench, whose clock stands still but for the run's waits: what adjusts its units, and what makes it
-  // fast (true) or gives it its speed back (false). Such a run is gone on with in the same moment, by doing all of it
-  // again; a real one begins the point anew that it was in.
+  // For a simulated bench, whose time passes only while the run waits. `adjust` adjusts its units; `hurry` makes it as
+  // fast as possible (true) or gives it its own speed again (false). A simulated run is resumed at the same moment, by
+  // carrying out all of it again. A real run begins the interrupted point again.
   bool simulated = false;
   std::function<void()> adjust;
   std::function<void(bool fast)> hurry;
@@ -103,13 +105,13 @@ struct RunEnd {
     kCannotStart,  // nothing was asked of any instrument: the folder, the journal
   };
   Kind kind = kCannotStart;
-  std::string reason;  // a sentence for a person; empty when complete
-  bool safe = true;    // whether the source took its safe value, or was never set
+  BilingualText reason;  // a sentence for a person; empty when complete
+  bool safe = true;      // whether the source took its safe value, or was never set
 };
 
-// Carries out a checked plan with a journal in `folder`, which is made where it is not there. Returns at the end, at
-// the first thing that ends the run, or soon after `stop` is set: in each case with the source at its safe value, as
-// far as it listens, and with every instrument handed back. Nothing is thrown.
+// Carries out a checked plan. The journal is written in `folder`, which is made when it is missing. Returns after the
+// last point, when something ends the run early, or soon after `stop` is set. In each case the source has been set to
+// its safe value, if it accepts it (RunEnd::safe), and every instrument is disconnected. Throws nothing.
 RunEnd RunCalibration(const Plan& plan, const std::string& folder, RunMode mode, const RunServices& services);
 
 }  // namespace ulix::calibration

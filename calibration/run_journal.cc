@@ -170,7 +170,7 @@ void ResultBuilder::EndPoint(const Json& entry) {
 
 void ResultBuilder::TakeEnd(const Json& entry, bool complete) {
   result_.complete = complete;
-  result_.end_reason = entry.value("why", "");
+  result_.end_reason = TextIn(entry, "why");
 }
 
 void ResultBuilder::Take(const Json& entry) {
@@ -203,24 +203,27 @@ std::optional<Date> DateOfIso(std::string_view text) {
   return fields == 7 ? std::optional(DateFromCivil(time)) : std::nullopt;
 }
 
-tl::expected<Json, std::string> HeaderOfJournal(const std::string& path) {
+BilingualText WhyUnreadable(const JournalReader::Broken& broken, const std::string& path) {
+  if (broken.line == 0) return broken.reason;
+  return Bilingual(TextId::kJournalLine, {std::to_string(broken.line), path, broken.reason});
+}
+
+Result<Json> HeaderOfJournal(const std::string& path) {
   std::ifstream file(platform::PathOf(path), std::ios::binary);
   std::string line;
   std::getline(file, line);
   Json header = Json::parse(line, nullptr, false);
   const bool good = header.is_object() && header.value("k", "") == "run" && header.contains("plan-sha256");
-  if (!good) return tl::unexpected(path + " does not begin with a run");
-  if (header.value("format", 0) != kJournalFormat) return tl::unexpected(path + " is of another format");
+  if (!good) return Refused(TextId::kJournalNoRun, {path});
+  if (header.value("format", 0) != kJournalFormat) return Refused(TextId::kJournalFormat, {path});
   return header;
 }
 
-tl::expected<RunResult, std::string> ReadRun(const std::string& folder, std::size_t approach) {
+Result<RunResult> ReadRun(const std::string& folder, std::size_t approach) {
   const std::string path = JournalPath(folder);
   auto reader = JournalReader::Open(path);
   if (!reader) {
-    const auto& broken = reader.error();
-    const std::string where = broken.line > 0 ? "line " + std::to_string(broken.line) + " of " + path + " " : "";
-    return tl::unexpected(where + broken.reason);
+    return tl::unexpected(WhyUnreadable(reader.error(), path));
   }
   if (const auto header = HeaderOfJournal(path); !header) return tl::unexpected(header.error());
   RunResult result;
@@ -229,7 +232,7 @@ tl::expected<RunResult, std::string> ReadRun(const std::string& folder, std::siz
   try {
     for (Json entry; reader->Next(entry);) builder.Take(entry);
   } catch (const std::exception& failure) {
-    return tl::unexpected(path + ": " + failure.what());
+    return tl::unexpected(Problem(path + ": " + failure.what()));
   }
   return result;
 }

@@ -1,4 +1,4 @@
-// One run of a plan while it runs. Internal to the engine: run.h is what others use.
+// One run of a plan. Internal to the engine; other rooms use run.h.
 #pragma once
 
 #include <map>
@@ -14,7 +14,7 @@
 
 namespace ulix::calibration {
 
-// A channel that the run reads. The first is the reference, then the units, then what helps them.
+// A channel that the run reads. The reference is the first, then come the units, then the cold junctions.
 struct Slot {
   std::string role;
   ChannelRef ref;
@@ -27,7 +27,7 @@ struct Slot {
   Station* station = nullptr;
   ChannelId channel = 0;
   std::string unit;             // of the channel, once known
-  std::optional<double> value;  // last one
+  std::optional<double> value;  // the last one; none when it failed
   std::string error;
   std::optional<double> failing_since;
   StabilityDetector detector{StabilityLimits{}};
@@ -62,7 +62,7 @@ class Runner {
   void WaitUntil(double seconds);
   void PassTo(double seconds);
   void CheckStop();
-  [[noreturn]] void StopNow(const std::string& why);
+  [[noreturn]] void StopNow(const BilingualText& why);
 
   // Instruments.
   void MakeSlots();
@@ -75,7 +75,7 @@ class Runner {
   Station& StationOf(const ChannelRef& ref) { return *stations_.at(ref.instrument); }
   void SetSource(double value);
   bool LeaveSafe();
-  bool SendSafeValue(std::string& what);
+  bool SendSafeValue(BilingualText& what);
 
   // Readings.
   std::vector<Json> ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose);
@@ -84,6 +84,8 @@ class Runner {
   void ReadRound();
   void Read(const std::vector<std::size_t>& order, Purpose purpose);
   void Take(const Json& entry, Purpose purpose);
+  BilingualText RoleOf(const Slot& slot) const;
+  std::string PlaceOf(const Slot& slot) const { return slot.ref.instrument + "/" + slot.ref.channel; }
   std::optional<double> Converted(const Slot& slot, double raw, const std::string& unit, std::string& why) const;
   void CheckUnit(const Slot& slot, const std::string& unit);
   void CheckLost(Slot& slot, const Json& entry);
@@ -103,10 +105,11 @@ class Runner {
   void CheckLimits();
   void ReadAmbient();
   bool AwaitAdjustment();
+  RunEnd EndWithoutJournal(const BilingualText& why);
   const PlannedPoint& point() const { return plan_.points[status_.point]; }
   void Tell(Activity activity);
   void Tell() { Tell(status_.activity); }
-  void Message(const std::string& text) {
+  void Message(const BilingualText& text) {
     if (services_.observer) services_.observer->OnMessage(text);
   }
   void Summarize();
@@ -116,7 +119,7 @@ class Runner {
   Recorder recorder_;
   const Json& header_;
   MonotonicTime began_;
-  double offset_ = 0;  // run's seconds when `began_` was
+  double offset_ = 0;  // the time of the run at `began_`, in seconds
   double next_look_ = 0;
 
   std::vector<Slot> slots_;
@@ -125,7 +128,7 @@ class Runner {
   ChannelId source_channel_ = 0;
   bool connected_ = false;
   bool source_was_set_ = false;
-  std::vector<std::string> doubtful_stations_;  // that failed and have not been identified since
+  std::vector<std::string> doubtful_stations_;  // they failed, and were not identified since
 
   std::size_t phase_ = 0;  // index in the plan
   bool phase_began_ = false;
@@ -133,8 +136,8 @@ class Runner {
   bool adjustment_was_asked_ = false;
   double point_began_ = 0;
   StabilityState state_ = StabilityState::kWaiting;
-  std::vector<std::vector<SampledValue>> taken_;  // of the point that is read, by slot
-  std::vector<double> schedule_;                  // seconds of each point
+  std::vector<std::vector<SampledValue>> taken_;  // the readings of the present point, by slot
+  std::vector<double> schedule_;                  // the planned duration of each point, in seconds
   RunStatus status_;
 };
 

@@ -57,15 +57,16 @@ void Runner::NoteState(StabilityState state) {
 
 void Runner::CheckLimits() {
   const double now = recorder_.last_seconds();
-  if (now > plan_.limits.run)
-    StopNow("the run has taken longer than its limit of " + NumberText(plan_.limits.run) + " s");
+  if (now > plan_.limits.run) StopNow(Bilingual(TextId::kRunTooLong, {NumberText(plan_.limits.run)}));
   if (now - point_began_ <= plan_.limits.point) return;
   const Slot* slow = nullptr;
   for (std::size_t k = 0; k <= plan_.units.size() && !slow; ++k) {
     if (slots_[k].detector.report().state != StabilityState::kStable) slow = &slots_[k];
   }
-  StopNow(NumberText(point().value) + " " + plan_.unit + " was not done in " + NumberText(plan_.limits.point) + " s" +
-          (slow ? ": " + slow->role + " is " + NameOf(slow->detector.report().state) : ""));
+  const std::string value = NumberText(point().value), limit = NumberText(plan_.limits.point);
+  if (!slow) StopNow(Bilingual(TextId::kRunPointTooLong, {value, plan_.unit, limit}));
+  StopNow(Bilingual(TextId::kRunPointTooLongState,
+                    {value, plan_.unit, limit, RoleOf(*slow), Bilingual(TextOf(slow->detector.report().state))}));
 }
 
 // Until reference and units are stable, and have been so for the point's dwell.
@@ -127,11 +128,11 @@ void Runner::TakePoint() {
     Approach();
     if (ReadPoint()) break;
     if (status_.attempt > plan_.limits.repeats) {
-      StopNow(NumberText(point().value) + " " + plan_.unit + " lost its stability while it was read, " +
-              std::to_string(status_.attempt) + " times");
+      StopNow(
+          Bilingual(TextId::kRunUnstable, {NumberText(point().value), plan_.unit, std::to_string(status_.attempt)}));
     }
     Note("repeat", {{"p", status_.point}, {"attempt", status_.attempt}, {"why", "stability was lost"}});
-    Message(NumberText(point().value) + " " + plan_.unit + ": stability was lost, the point is read again");
+    Message(Bilingual(TextId::kRunReadAgain, {NumberText(point().value), plan_.unit}));
     ++status_.attempt;
   }
   Note("taken", {{"p", status_.point}, {"attempt", status_.attempt}});
@@ -216,7 +217,7 @@ bool Runner::AwaitAdjustment() {
     done = services_.confirm_adjustment && services_.confirm_adjustment();
   if (!done) {
     adjustment_was_asked_ = true;
-    StopNow("the points as found are taken: adjust the units, then go on with the points as left");
+    StopNow(Bilingual(TextId::kRunAdjustThen));
   }
   const auto act = [&]() -> Entries {
     if (services_.adjust) services_.adjust();
@@ -234,8 +235,19 @@ void Runner::TakePhases() {
   }
 }
 
+// The source is made safe without a line in the journal.
+RunEnd Runner::EndWithoutJournal(const BilingualText& why) {
+  RunEnd end{RunEnd::kEndedEarly, why, true};
+  BilingualText refusal;
+  end.safe = !source_was_set_ || !recorder_.acts() || SendSafeValue(refusal);
+  if (end.safe) return end;
+  const BilingualText more = Bilingual(TextId::kRunSafeRefused, {refusal});
+  end.reason = {why.en + "; " + more.en, why.fr + " ; " + more.fr};
+  return end;
+}
+
 RunEnd Runner::Run() {
-  RunEnd end{RunEnd::kEndedEarly, "", true};
+  RunEnd end{RunEnd::kEndedEarly, {}, true};
   try {
     recorder_.Do("run", 1, [&] { return Entries{Stamped("run", header_)}; });
     for (;;) {
@@ -249,21 +261,20 @@ RunEnd Runner::Run() {
       } catch (const RunRestarted&) {
         connected_ = false;
       } catch (const RunStopped& stopped) {
-        end.reason = stopped.what();
+        end.reason = stopped.why;
         end.safe = LeaveSafe();
         CloseAll();
         if (!recorder_.Resumed()) break;
-        end.reason.clear();
+        end.reason = {};
       }
     }
   } catch (const RunRestarted&) {
     // A step of leaving safe was the last one of the journal: there is nothing else to leave.
-    end.reason = "the run ended while the source was made safe; resume it again";
+    end.reason = Bilingual(TextId::kRunEndedLeavingSafe);
+  } catch (const JournalFailed& failure) {
+    end = EndWithoutJournal(failure.why);
   } catch (const std::exception& failure) {
-    end.reason = failure.what();
-    std::string what;
-    end.safe = !source_was_set_ || !recorder_.acts() || SendSafeValue(what);
-    if (!end.safe) end.reason += "; the source did not take its safe value: " + what;
+    end = EndWithoutJournal(failure.what());
   }
   CloseAll();
   Tell(Activity::kFinished);

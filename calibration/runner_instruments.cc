@@ -18,13 +18,12 @@ void Runner::ConnectOne(const PlannedInstrument& planned) {
                               services_.language, [&](Instrument& instrument) {
                                 if (services_.prepared) services_.prepared(planned, instrument);
                               });
-    std::string failure = made ? "" : made.error();
-    Outcome<std::string> identity = made ? (*made)->Open() : tl::unexpected(failure);
+    Result<std::string> identity = made ? (*made)->Open() : tl::unexpected(made.error());
     if (made) stations_[planned.name] = std::move(*made);
     Json fields{{"i", planned.name}, {"model", planned.model}, {"port", planned.port}};
     if (!planned.host.empty()) fields["host"] = planned.host;
     if (!identity) {
-      fields["failed"] = identity.error();
+      PutText(fields, "failed", identity.error());
     } else {
       fields["identity"] = *identity;
       Json settings = Json::object();
@@ -38,11 +37,11 @@ void Runner::ConnectOne(const PlannedInstrument& planned) {
     return {Stamped("open", std::move(fields))};
   };
   const Json entry = recorder_.Do("open", 1, act).at(0);
-  if (entry.contains("failed")) StopNow(entry.at("failed").get<std::string>());
+  if (entry.contains("failed")) StopNow(TextIn(entry, "failed"));
   const std::string identity = entry.at("identity");
   const auto [known, is_new] = identities_.emplace(planned.name, identity);
   if (!is_new && known->second != identity) {
-    StopNow(planned.name + ": another instrument answers: '" + identity + "' in place of '" + known->second + "'");
+    StopNow(Bilingual(TextId::kRunOtherAnswers, {planned.name, identity, known->second}));
   }
 }
 
@@ -59,11 +58,14 @@ void Runner::ConnectAll() {
 
 // Names become ids; a channel that the instrument turns out not to have ends the run.
 void Runner::FindChannels() {
-  std::string missing;
+  BilingualText missing;
   const auto find = [&](const ChannelRef& ref, ChannelId& id) {
     const auto found = FindChannel(StationOf(ref).instrument(), ref.channel);
     if (found) id = *found;
-    if (!found && missing.empty()) missing = ref.instrument + ": " + found.error();
+    if (found || !missing.empty()) return;
+    const PlannedInstrument& planned = StationOf(ref).planned();
+    missing = Bilingual(TextId::kStationDoing,
+                        {planned.name, planned.model, Bilingual(TextId::kStationChannel), found.error()});
   };
   const auto act = [&]() -> Entries {
     Json slots = Json::array();
@@ -75,10 +77,12 @@ void Runner::FindChannels() {
       const double step = direct ? ResolutionOf(slot.station->instrument(), slot.channel) : 0;
       slots.push_back({{"role", slot.role}, {"i", slot.ref.instrument}, {"c", slot.ref.channel}, {"step", step}});
     }
-    return {missing.empty() ? Stamped("channels", {{"slots", slots}}) : Stamped("channels", {{"failed", missing}})};
+    Json fields{{"slots", std::move(slots)}};
+    if (!missing.empty()) PutText(fields, "failed", missing);
+    return {Stamped("channels", std::move(fields))};
   };
   const Json entry = recorder_.Do("channels", 1, act).at(0);
-  if (entry.contains("failed")) StopNow(entry.at("failed").get<std::string>());
+  if (entry.contains("failed")) StopNow(TextIn(entry, "failed"));
   for (std::size_t k = 0; k < slots_.size(); ++k) {
     if (slots_[k].resolution == 0) slots_[k].resolution = entry.at("slots").at(k).at("step");
   }
@@ -104,13 +108,13 @@ void Runner::SetSource(double value) {
   source_was_set_ = true;
   const Json entry = recorder_.Do("set", 1, act).at(0);
   if (!entry.contains("failed")) return;
-  StopNow("the source does not take " + NumberText(value) + ": " + entry.at("failed").get<std::string>());
+  StopNow(Bilingual(TextId::kRunSourceRefuses, {NumberText(value), entry.at("failed").get<std::string>()}));
 }
 
-bool Runner::SendSafeValue(std::string& what) {
+bool Runner::SendSafeValue(BilingualText& what) {
   const auto found = stations_.find(plan_.source.channel.instrument);
   if (found == stations_.end() || !found->second || !found->second->open()) {
-    what = "the source is not connected";
+    what = Bilingual(TextId::kRunSourceGone);
     return false;
   }
   for (int attempt = 1;; ++attempt) {
@@ -127,15 +131,15 @@ bool Runner::LeaveSafe() {
   Tell(Activity::kLeavingSafe);
   bool safe = true;
   const auto act = [&]() -> Entries {
-    std::string what;
+    BilingualText what;
     safe = SendSafeValue(what);
     Json fields{{"v", plan_.source.safe}};
-    if (!safe) fields["failed"] = what;
+    if (!safe) PutText(fields, "failed", what);
     return {Stamped("safe", std::move(fields))};
   };
   const Json entry = recorder_.Do("safe", 1, act).at(0);
   if (!entry.contains("failed")) return true;
-  Message("the source did not take its safe value: " + entry.at("failed").get<std::string>());
+  Message(Bilingual(TextId::kRunSafeRefused, {TextIn(entry, "failed")}));
   return false;
 }
 
@@ -146,15 +150,18 @@ void Runner::CheckIdentity(Slot& slot) {
   const auto act = [&]() -> Entries {
     const auto identity = slot.station->Identify();
     Json fields{{"i", name}};
-    fields[identity ? "identity" : "failed"] = identity ? *identity : identity.error();
+    if (identity)
+      fields["identity"] = *identity;
+    else
+      PutText(fields, "failed", identity.error());
     return {Stamped("identify", std::move(fields))};
   };
   const Json entry = recorder_.Do("identify", 1, act).at(0);
-  const std::string identity = entry.value("identity", entry.value("failed", ""));
-  if (identity != identities_[name]) {
-    StopNow(name + ": another instrument came back: '" + identity + "' in place of '" + identities_[name] + "'");
+  const BilingualText identity = entry.contains("identity") ? TextIn(entry, "identity") : TextIn(entry, "failed");
+  if (identity.en != identities_[name]) {
+    StopNow(Bilingual(TextId::kRunOtherBack, {name, identity, identities_[name]}));
   }
-  Message(name + " is back");
+  Message(Bilingual(TextId::kRunBack, {name}));
 }
 
 }  // namespace ulix::calibration

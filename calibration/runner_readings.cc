@@ -63,12 +63,18 @@ void Runner::MakeSlots() {
   status_.catching_up = recorder_.catching_up();
 }
 
+// The name of a unit is its own; the other roles have names in both languages.
+BilingualText Runner::RoleOf(const Slot& slot) const {
+  if (&slot == &slots_[kReference]) return Bilingual(TextId::kRunRoleReference);
+  return slot.in_plan_unit ? BilingualText(slot.role) : Bilingual(TextId::kRunRoleJunction);
+}
+
 std::optional<double> Runner::Converted(const Slot& slot, double raw, const std::string& unit, std::string& why) const {
   if (slot.scale) return slot.scale->Apply(raw);
   if (slot.sensor.type.empty()) return raw;
   std::optional<double> junction = slot.sensor.junction;
   if (slot.junction) junction = slots_[*slot.junction].value;
-  if (slot.junction && !junction) return why = "the cold junction has no value", std::nullopt;
+  if (slot.junction && !junction) return why = Utf8Of(TextId::kRunNoJunction, services_.language), std::nullopt;
   const auto celsius = ToTemperature(slot.sensor, raw, unit, junction);
   if (!celsius) return why = celsius.error().In(services_.language), std::nullopt;
   return *celsius;
@@ -117,21 +123,20 @@ std::vector<Json> Runner::ReadSlots(const std::vector<std::size_t>& slots, Purpo
 void Runner::CheckUnit(const Slot& slot, const std::string& unit) {
   const bool free = !slot.in_plan_unit || slot.scale || !slot.sensor.type.empty() || unit.empty();
   if (free || PlainUnit(unit) == PlainUnit(plan_.unit)) return;
-  StopNow(slot.role + " (" + slot.ref.instrument + "/" + slot.ref.channel + ") tells " + unit +
-          ", and the plan is in " + plan_.unit);
+  StopNow(Bilingual(TextId::kRunOtherUnit, {RoleOf(slot), PlaceOf(slot), unit, plan_.unit}));
 }
 
 void Runner::CheckLost(Slot& slot, const Json& entry) {
   const double seconds = entry.at("t");
   if (!slot.failing_since) {
     slot.failing_since = seconds;
-    Message(slot.role + ": " + slot.error);
+    const BilingualText role = RoleOf(slot);
+    Message({role.en + ": " + slot.error, role.fr + " : " + slot.error});
   }
   const bool known = std::count(doubtful_stations_.begin(), doubtful_stations_.end(), slot.ref.instrument) > 0;
   if (!known) doubtful_stations_.push_back(slot.ref.instrument);
   if (seconds - *slot.failing_since < plan_.limits.lost) return;
-  StopNow(slot.role + " (" + slot.ref.instrument + "/" + slot.ref.channel + ") has given no reading for " +
-          NumberText(plan_.limits.lost) + " s: " + slot.error);
+  StopNow(Bilingual(TextId::kRunNoReading, {RoleOf(slot), PlaceOf(slot), NumberText(plan_.limits.lost), slot.error}));
 }
 
 void Runner::Take(const Json& entry, Purpose purpose) {

@@ -70,15 +70,17 @@ void Runner::PassTo(double seconds) {
 void Runner::CheckStop() {
   if (recorder_.next_kind() == "stop") {
     if (recorder_.acts()) PassTo(recorder_.next().at("t"));
-    StopNow(recorder_.next().value("why", ""));
+    StopNow(TextIn(recorder_.next(), "why"));
   }
   const bool asked = !recorder_.catching_up() && services_.stop && *services_.stop;
-  if (asked) StopNow("the run was interrupted");
+  if (asked) StopNow(Bilingual(TextId::kRunInterrupted));
 }
 
-void Runner::StopNow(const std::string& why) {
-  Note("stop", {{"why", why}});
-  throw RunStopped(why);
+void Runner::StopNow(const BilingualText& why) {
+  Json fields;
+  PutText(fields, "why", why);
+  Note("stop", std::move(fields));
+  throw RunStopped{why};
 }
 
 void Runner::Summarize() {
@@ -100,7 +102,7 @@ void Runner::Tell(Activity activity) {
   double left = 0;
   for (std::size_t k = 0; k <= plan_.units.size(); ++k) {
     const StabilityReport& report = slots_[k].detector.report();
-    status_.channels[k] = {slots_[k].role, slots_[k].value, slots_[k].error, report};
+    status_.channels[k] = {RoleOf(slots_[k]).In(services_.language), slots_[k].value, slots_[k].error, report};
     left = std::max(left, report.seconds_left.value_or(0));
   }
   const bool on_point = status_.point < schedule_.size() && phase_ < plan_.phases.size();

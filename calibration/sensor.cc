@@ -8,6 +8,7 @@
 #include "base/numbers.h"
 #include "calibration/thermocouples.h"
 #include "calibration/thermometry.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 
@@ -20,17 +21,6 @@ class Sensor::Function {
 };
 
 namespace {
-
-constexpr LocalizedText kUnknownSensor{
-    "'%' is no sensor; takes pt100, pt25, pt500, pt1000, cvd:..., its90:..., B, E, J, K, N, R, S, T",
-    "'%' n'est pas un capteur ; accepte pt100, pt25, pt500, pt1000, cvd:..., its90:..., B, E, J, K, N, R, S, T"};
-constexpr LocalizedText kUnknownKey{"sensor '%' has no '%'", "le capteur '%' n'a pas de '%'"};
-constexpr LocalizedText kNoNumber{"sensor '%': % is no number", "capteur '%' : % n'est pas un nombre"};
-constexpr LocalizedText kNoAssignment{"sensor '%': '%' is not KEY=VALUE", "capteur '%' : '%' n'est pas CLÉ=VALEUR"};
-constexpr LocalizedText kTwice{"sensor '%': % stands there twice", "capteur '%' : % y est deux fois"};
-constexpr LocalizedText kUnknownRange{
-    "sensor '%': '%' is no range; takes argon, mercury, gallium, indium, tin, zinc, aluminium, silver",
-    "capteur '%' : '%' n'est pas un domaine ; accepte argon, mercury, gallium, indium, tin, zinc, aluminium, silver"};
 
 class ResistanceSensor : public Sensor::Function {
  public:
@@ -92,10 +82,11 @@ Result<Parameters> Parameters::Parse(std::string_view sensor, std::string_view t
   Parameters parameters(sensor);
   for (const std::string_view field : SplitWords(text, ",")) {
     const std::size_t equals = field.find('=');
-    if (equals == std::string_view::npos) return Refused(kNoAssignment, {std::string(sensor), std::string(field)});
+    if (equals == std::string_view::npos)
+      return Refused(TextId::kSensorNoAssignment, {std::string(sensor), std::string(field)});
     const std::string key = AsciiLower(Trimmed(field.substr(0, equals)));
     if (!parameters.values_.emplace(key, Trimmed(field.substr(equals + 1))).second) {
-      return Refused(kTwice, {std::string(sensor), key});
+      return Refused(TextId::kSensorTwice, {std::string(sensor), key});
     }
   }
   return parameters;
@@ -110,13 +101,13 @@ void Parameters::Take(const std::string& key, double& value) {
   const auto text = TakeText(key);
   if (!text) return;
   const auto number = ParseDecimal(*text);
-  if (!number && !fault_) fault_ = MakeProblem(kNoNumber, {sensor_, key + "=" + *text});
+  if (!number && !fault_) fault_ = Bilingual(TextId::kSensorNoNumber, {sensor_, key + "=" + *text});
   value = number.value_or(value);
 }
 
 std::optional<Problem> Parameters::Fault() const {
   if (fault_ || values_.empty()) return fault_;
-  return MakeProblem(kUnknownKey, {sensor_, values_.begin()->first});
+  return Bilingual(TextId::kSensorUnknownKey, {sensor_, values_.begin()->first});
 }
 
 FunctionResult MakeIndustrial(CallendarVanDusen probe, Parameters parameters) {
@@ -160,7 +151,7 @@ Result<std::optional<Its90Deviation>> TakeDeviation(Parameters& parameters, cons
   if (!name) return std::nullopt;
   const auto row = std::find_if(kRangeNames.begin(), kRangeNames.end(),
                                 [&](const RangeName& range) { return range.name == AsciiLower(*name); });
-  if (row == kRangeNames.end()) return Refused(kUnknownRange, {"its90", *name});
+  if (row == kRangeNames.end()) return Refused(TextId::kSensorUnknownRange, {"its90", *name});
   Its90Deviation deviation{.sub_range = row->sub_range};
   parameters.Take(prefix + "a", deviation.a);
   parameters.Take(prefix + "b", deviation.b);
@@ -201,7 +192,7 @@ FunctionResult MakeFunction(const std::string& name, const Parameters& parameter
   if (name == "cvd") return MakeIndustrial({}, parameters);
   if (name == "its90") return MakeStandard(parameters);
   if (const auto type = ThermocoupleTypeOf(name)) return MakeThermocouple(*type, parameters);
-  return Refused(kUnknownSensor, {name});
+  return Refused(TextId::kSensorUnknownSensor, {name});
 }
 
 }  // namespace

@@ -12,6 +12,12 @@ constexpr double kExcessShare = 0.25;
 
 }  // namespace
 
+TextId TextOf(StabilityState state) {
+  constexpr TextId kTexts[] = {TextId::kLiveWaiting, TextId::kLiveNear, TextId::kLiveSettling, TextId::kLiveStable,
+                               TextId::kLiveLost};
+  return kTexts[static_cast<std::size_t>(state)];
+}
+
 const char* NameOf(StabilityState state) {
   constexpr const char* kNames[] = {"waiting", "near", "settling", "stable", "lost"};
   return kNames[static_cast<std::size_t>(state)];

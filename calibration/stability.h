@@ -6,6 +6,8 @@
 #include <limits>
 #include <optional>
 
+#include "resources/texts.h"
+
 namespace ulix::calibration {
 
 enum class StabilityState {
@@ -18,6 +20,8 @@ enum class StabilityState {
 
 // "waiting", "near", "settling", "stable", "lost".
 const char* NameOf(StabilityState state);
+// The state in words for a person.
+TextId TextOf(StabilityState state);
 
 // Limits are in the quantity's unit, times in seconds.
 struct StabilityLimits {

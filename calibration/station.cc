@@ -6,8 +6,7 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr std::size_t kMaxRaw = 96;       // bytes kept of a reply
-constexpr std::uint32_t kReadMs = 60000;  // longest wait for one scan of a stopped group
+constexpr std::size_t kMaxRaw = 96;  // bytes kept of a reply
 
 }  // namespace
 
@@ -27,9 +26,9 @@ struct Station::Received {
   std::string text;  // guarded by mutex
 };
 
-Outcome<std::unique_ptr<Station>> Station::Make(const PlannedInstrument& planned, const std::string& folder,
-                                                DriverServices services, Clock& clock, Language language,
-                                                const std::function<void(Instrument&)>& prepared) {
+Result<std::unique_ptr<Station>> Station::Make(const PlannedInstrument& planned, const std::string& folder,
+                                               DriverServices services, Clock& clock, Language language,
+                                               const std::function<void(Instrument&)>& prepared) {
   std::unique_ptr<Station> station(new Station(planned));
   station->received_ = std::make_shared<Received>();
   services.trace = [received = station->received_, then = services.trace](TraceDirection direction,
@@ -38,42 +37,42 @@ Outcome<std::unique_ptr<Station>> Station::Make(const PlannedInstrument& planned
     if (then) then(direction, bytes);
   };
   auto made = MakeInstrument(planned, folder, std::move(services), {.clock = &clock, .language = language});
-  if (!made) return tl::unexpected(planned.name + ": " + made.error());
+  if (!made) return tl::unexpected(Problem(planned.name + ": " + made.error()));
   station->instrument_ = std::move(*made);
   if (prepared) prepared(*station->instrument_);
   return station;
 }
 
-tl::unexpected<std::string> Station::FailedAt(const std::string& doing, HRESULT code) {
-  return tl::unexpected(planned_.name + " (" + planned_.model + "): " + doing + ": " + ErrorText(code));
+tl::unexpected<Problem> Station::FailedAt(TextId doing, HRESULT code) {
+  return Refused(TextId::kStationDoing, {planned_.name, planned_.model, Bilingual(doing), ErrorText(code)});
 }
 
-Outcome<std::string> Station::Identify() {
+Result<std::string> Station::Identify() {
   std::string identification;
   const HRESULT result = instrument_->Identify(&identification);
-  if (Failed(result)) return FailedAt("identification", result);
+  if (Failed(result)) return FailedAt(TextId::kStationIdentification, result);
   identification = Utf8FromAnsi(Trimmed(identification));
   if (identification.find(planned_.serial_number) == std::string::npos) {
-    return tl::unexpected(planned_.name + " (" + planned_.model + "): the serial number " + planned_.serial_number +
-                          " is not in its identification '" + identification + "'");
+    return Refused(TextId::kStationOtherSerial,
+                   {planned_.name, planned_.model, planned_.serial_number, identification});
   }
   return identification;
 }
 
-Outcome<std::string> Station::Open() {
+Result<std::string> Station::Open() {
   HRESULT result = instrument_->Connect();
   std::int32_t connected = 0;
   instrument_->IsConnected(&connected);
-  if (Failed(result)) return FailedAt("connection", result);
-  if (connected == 0) return tl::unexpected(planned_.name + " (" + planned_.model + "): did not say what it is");
+  if (Failed(result)) return FailedAt(TextId::kStationConnection, result);
+  if (connected == 0) return Refused(TextId::kStationSilent, {planned_.name, planned_.model});
   auto identification = Identify();
   if (!identification) return identification;
   if (instrument_->card().channels_in_instrument) result = instrument_->RefreshChannels();
-  if (Failed(result)) return FailedAt("list of channels", result);
+  if (Failed(result)) return FailedAt(TextId::kStationChannelList, result);
   if (!planned_.settings.empty() || !planned_.config_file.empty()) result = instrument_->SendCfg();
-  if (Failed(result) && result != E_NOTIMPL) return FailedAt("sending of its settings", result);
+  if (Failed(result) && result != E_NOTIMPL) return FailedAt(TextId::kStationSettings, result);
   if (planned_.run) result = instrument_->Run();
-  if (Failed(result) && result != E_NOTIMPL) return FailedAt("start", result);
+  if (Failed(result) && result != E_NOTIMPL) return FailedAt(TextId::kStationStart, result);
   received_->Take();
   open_ = true;
   return identification;
@@ -81,38 +80,20 @@ Outcome<std::string> Station::Open() {
 
 void Station::Close() {
   if (!open_) return;
-  for (const auto& [channel, group] : groups_) instrument_->RemoveGroup(group);
-  groups_.clear();
   if (planned_.run) instrument_->Stop();
   instrument_->Disconnect();
   open_ = false;
 }
 
-Outcome<std::uint32_t> Station::GroupOf(ChannelId channel) {
-  const auto found = groups_.find(channel);
-  if (found != groups_.end()) return found->second;
-  std::uint32_t group = 0;
-  HRESULT result = instrument_->CreateGroup(&group);
-  if (Succeeded(result)) result = instrument_->SetGroupSettings(group, {.period_ms = kReadMs});
-  if (Succeeded(result)) result = instrument_->ConnectGroupChan(group, channel);
-  if (Failed(result)) return FailedAt("channel", result);
-  return groups_[channel] = group;
-}
-
 StationReading Station::Read(ChannelId channel) {
   StationReading reading;
   received_->Take();
-  const auto group = GroupOf(channel);
-  ChannelArrays arrays;
-  reading.code = group ? instrument_->ImmediateReadGroups(std::span(&*group, 1)) : E_FAIL;
-  if (Succeeded(reading.code)) reading.code = instrument_->GetChansVals(std::span(&channel, 1), &arrays);
-  if (Succeeded(reading.code)) {
-    const bool never_read = arrays.times.at(0) == 0 && arrays.errors.at(0) == S_OK;
-    reading.code = never_read ? E_FAIL : arrays.errors.at(0);
-  }
+  GroupChannel record;
+  reading.code = instrument_->ReadChan(channel, &record);
+  if (Succeeded(reading.code)) reading.code = record.error;
   reading.raw = received_->Take();
   if (Succeeded(reading.code)) {
-    reading.value = arrays.values.at(0);
+    reading.value = record.value;
   } else {
     reading.error = ErrorText(reading.code);
   }

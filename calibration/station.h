@@ -1,8 +1,7 @@
-// One instrument of a run: connected, identified, read channel by channel with the bytes that it answered.
+// One instrument of a run. Each reading has the bytes that the instrument sent.
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -10,30 +9,31 @@
 
 #include "calibration/instruments.h"
 #include "calibration/plan.h"
+#include "calibration/problem.h"
 #include "core/instrument.h"
 
 namespace ulix::calibration {
 
 struct StationReading {
-  std::optional<double> value;  // none: it failed
+  std::optional<double> value;  // none when the reading failed
   HRESULT code = S_OK;
   std::string error;  // UTF-8; empty for a success
-  std::string raw;    // what the instrument sent, its last bytes if that was much
+  std::string raw;    // the bytes that the instrument sent; the last 96 of more
 };
 
-// Two stations may be used by two threads; one by one thread at a time.
+// One thread at a time may use a station. Different stations may be used by different threads.
 class Station {
  public:
-  // Makes the instrument, without a word to it. `prepared` is given it before it is connected.
-  static Outcome<std::unique_ptr<Station>> Make(const PlannedInstrument& planned, const std::string& folder,
-                                                DriverServices services, Clock& clock, Language language,
-                                                const std::function<void(Instrument&)>& prepared);
+  // Makes the instrument and sends it nothing. `prepared` is called with it before it is connected.
+  static Result<std::unique_ptr<Station>> Make(const PlannedInstrument& planned, const std::string& folder,
+                                               DriverServices services, Clock& clock, Language language,
+                                               const std::function<void(Instrument&)>& prepared);
 
-  // Connects, identifies, sends the settings of the plan and starts it where it is to run. The identification; a
-  // sentence where something failed or another serial number answered.
-  Outcome<std::string> Open();
-  // The identification of now, as an instrument that was lost and is back is asked for it.
-  Outcome<std::string> Identify();
+  // Connects to the instrument, identifies it, sends it the settings of the plan and starts it if the plan says so.
+  // Gives the identification. The error says what failed, or that another serial number answered.
+  Result<std::string> Open();
+  // Asks for the identification again, after the instrument was lost.
+  Result<std::string> Identify();
   void Close();
   bool open() const { return open_; }
 
@@ -50,13 +50,11 @@ class Station {
  private:
   struct Received;
   explicit Station(const PlannedInstrument& planned) : planned_(planned) {}
-  Outcome<std::uint32_t> GroupOf(ChannelId channel);
-  tl::unexpected<std::string> FailedAt(const std::string& doing, HRESULT code);
+  tl::unexpected<Problem> FailedAt(TextId doing, HRESULT code);
 
   PlannedInstrument planned_;
   std::shared_ptr<Received> received_;
   std::unique_ptr<Instrument> instrument_;
-  std::map<ChannelId, std::uint32_t> groups_;  // one a channel, so that each is read alone
   bool open_ = false;
 };
 

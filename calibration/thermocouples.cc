@@ -6,11 +6,10 @@
 #include <span>
 
 #include "calibration/rising_function.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kOutsideType{"type %: % is outside % to %", "type % : % est hors de l'intervalle de % à %"};
 
 // E = c0 + c1 t + c2 t^2 ..., in mV: NIST Standard Reference Database 60, which reproduces Monograph 175.
 // clang-format off
@@ -121,8 +120,9 @@ double MinCelsius(ThermocoupleType type) { return PiecesOf(type).front().min_cel
 double MaxCelsius(ThermocoupleType type) { return PiecesOf(type).back().max_celsius; }
 
 tl::unexpected<Problem> Outside(ThermocoupleType type, double value, double low, double high, const std::string& unit) {
-  return Refused(kOutsideType, {std::string(1, kLetters[static_cast<std::size_t>(type)]), Shortened(value) + " " + unit,
-                                Shortened(low), Shortened(high) + " " + unit});
+  return Refused(TextId::kSensorOutsideType,
+                 {std::string(1, kLetters[static_cast<std::size_t>(type)]), Shortened(value) + " " + unit,
+                  Shortened(low), Shortened(high) + " " + unit});
 }
 
 Result<ValueAndSlope> VoltageInRange(ThermocoupleType type, double celsius) {

@@ -4,20 +4,10 @@
 #include <cmath>
 #include <span>
 
+#include "resources/texts.h"
+
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kNoTemperature{"% is outside % to %", "% est hors de l'intervalle de % à %"};
-constexpr LocalizedText kNotPlatinum{"the coefficients are not those of a platinum thermometer",
-                                     "les coefficients ne sont pas ceux d'un thermomètre à résistance de platine"};
-constexpr LocalizedText kNoResistance{"a resistance of % ohm is not positive",
-                                      "une résistance de % ohm n'est pas positive"};
-constexpr LocalizedText kNoDeviation{
-    "an ITS-90 thermometer needs a deviation function below the triple point of water, or above, or both",
-    "un thermomètre EIT-90 demande une fonction d'écart sous le point triple de l'eau, au-dessus, ou les deux"};
-constexpr LocalizedText kWrongSide{
-    "the sub-range of a deviation function is on the other side of the triple point of water",
-    "le sous-domaine d'une fonction d'écart est de l'autre côté du point triple de l'eau"};
 
 // ln Wr below 273.16 K, in powers of (ln(T/273.16 K) + 1.5)/1.5.
 constexpr std::array kBelow = {-2.13534729, 3.18324720, -1.80143597, 0.71727204, 0.50344027, -0.61899395, -0.05332322,
@@ -58,7 +48,8 @@ constexpr std::array kSubRanges = {
 const SubRangeRow& RowOf(Its90SubRange sub_range) { return kSubRanges[static_cast<std::size_t>(sub_range)]; }
 
 tl::unexpected<Problem> Outside(double value, double low, double high, const std::string& unit) {
-  return Refused(kNoTemperature, {Shortened(value) + " " + unit, Shortened(low), Shortened(high) + " " + unit});
+  return Refused(TextId::kSensorNoTemperature,
+                 {Shortened(value) + " " + unit, Shortened(low), Shortened(high) + " " + unit});
 }
 
 // Changes of the deviation by more than this share of W are no platinum's; below it, ratios have one temperature each.
@@ -123,14 +114,14 @@ double Its90Deviation::At(double ratio) const {
 Result<StandardThermometer> StandardThermometer::Make(double triple_point_ohms, std::optional<Its90Deviation> below,
                                                       std::optional<Its90Deviation> above) {
   if (!(triple_point_ohms > 0 && std::isfinite(triple_point_ohms))) {
-    return Refused(kNoResistance, {Shortened(triple_point_ohms)});
+    return Refused(TextId::kSensorNoResistance, {Shortened(triple_point_ohms)});
   }
-  if (!below && !above) return Refused(kNoDeviation);
+  if (!below && !above) return Refused(TextId::kSensorNoDeviation);
   const bool below_fits = !below || below->sub_range <= Its90SubRange::kMercuryToGallium;
   const bool above_fits = !above || above->sub_range >= Its90SubRange::kMercuryToGallium;
-  if (!below_fits || !above_fits) return Refused(kWrongSide);
+  if (!below_fits || !above_fits) return Refused(TextId::kSensorWrongSide);
   for (const auto& deviation : {below, above}) {
-    if (deviation && !IsPlatinum(*deviation)) return Refused(kNotPlatinum);
+    if (deviation && !IsPlatinum(*deviation)) return Refused(TextId::kSensorNotPlatinum);
   }
   return StandardThermometer(triple_point_ohms, below, above);
 }
@@ -169,11 +160,11 @@ Result<double> StandardThermometer::Celsius(double ohms) const {
 }
 
 std::optional<Problem> CallendarVanDusen::Fault() const {
-  if (!(r0 > 0 && std::isfinite(r0))) return MakeProblem(kNoResistance, {Shortened(r0)});
+  if (!(r0 > 0 && std::isfinite(r0))) return Bilingual(TextId::kSensorNoResistance, {Shortened(r0)});
   constexpr double kStep = 5;
   for (double t = kMinCelsius; t <= kMaxCelsius; t += kStep) {
     const ValueAndSlope here = CvdOhms(*this, t);
-    if (!(here.slope > 0 && here.value > 0 && std::isfinite(here.value))) return MakeProblem(kNotPlatinum);
+    if (!(here.slope > 0 && here.value > 0 && std::isfinite(here.value))) return Bilingual(TextId::kSensorNotPlatinum);
   }
   return std::nullopt;
 }

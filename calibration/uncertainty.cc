@@ -12,16 +12,16 @@ namespace {
 struct DistributionRow {
   Distribution distribution;
   std::string_view name;
-  LocalizedText text;
+  TextId text;
 };
 
 constexpr std::array kDistributions = {
-    DistributionRow{Distribution::kNormal, "normal", {"normal", "normale"}},
-    DistributionRow{Distribution::kRectangular, "rectangular", {"rectangular", "rectangulaire"}},
-    DistributionRow{Distribution::kTriangular, "triangular", {"triangular", "triangulaire"}},
-    DistributionRow{Distribution::kUShaped, "u-shaped", {"U-shaped", "en U"}},
-    DistributionRow{Distribution::kResolution, "resolution", {"resolution", "résolution"}},
-    DistributionRow{Distribution::kTypeA, "type-a", {"type A", "type A"}},
+    DistributionRow{Distribution::kNormal, "normal", TextId::kDistributionNormal},
+    DistributionRow{Distribution::kRectangular, "rectangular", TextId::kDistributionRectangular},
+    DistributionRow{Distribution::kTriangular, "triangular", TextId::kDistributionTriangular},
+    DistributionRow{Distribution::kUShaped, "u-shaped", TextId::kDistributionUShaped},
+    DistributionRow{Distribution::kResolution, "resolution", TextId::kDistributionResolution},
+    DistributionRow{Distribution::kTypeA, "type-a", TextId::kDistributionTypeA},
 };
 
 // The regularised incomplete beta function I_x(a, b) by its continued fraction (Abramowitz and Stegun 26.5.8), for x
@@ -70,7 +70,7 @@ std::optional<Distribution> DistributionOf(std::string_view name) {
   return row == kDistributions.end() ? std::nullopt : std::optional(row->distribution);
 }
 
-LocalizedText DistributionText(Distribution distribution) {
+TextId DistributionText(Distribution distribution) {
   return kDistributions[static_cast<std::size_t>(distribution)].text;
 }
 

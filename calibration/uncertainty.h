@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "base/text.h"
 #include "calibration/problem.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 
@@ -29,7 +29,7 @@ enum class Distribution {
 
 // "normal", "rectangular", "triangular", "u-shaped", "resolution", "type-a"; none for another text.
 std::optional<Distribution> DistributionOf(std::string_view name);
-LocalizedText DistributionText(Distribution distribution);
+TextId DistributionText(Distribution distribution);
 
 // One line of a budget.
 struct BudgetTerm {

@@ -5,17 +5,10 @@
 #include "base/numbers.h"
 #include "calibration/dcc/dcc.h"
 #include "calibration/dcc/xml_document.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kWrongRoot{"the document is a '%', not a digital calibration certificate",
-                                   "le document est un '%', pas un certificat d'étalonnage numérique"};
-constexpr LocalizedText kWrongVersion{"version '%' of certificates is not known; 3.0 to 3.3 are",
-                                      "la version '%' des certificats n'est pas connue ; 3.0 à 3.3 le sont"};
-constexpr LocalizedText kWrongNumber{"line %: '%' is no number", "ligne % : '%' n'est pas un nombre"};
-constexpr LocalizedText kNestedTooDeep{"line %: tables within tables, more than % deep",
-                                       "ligne % : tableaux imbriqués, à plus de % niveaux"};
 
 constexpr int kMaxNestedTables = 16;
 
@@ -36,7 +29,7 @@ class Reader {
 
  private:
   std::vector<std::string> Numbers(const xmlNode* node);
-  void Fail(const xmlNode& node, const LocalizedText& text, const std::string& value);
+  void Fail(const xmlNode& node, TextId text, const std::string& value);
 
   MultilingualText Text(const xmlNode* node) const;
   MultilingualText TextIn(const xmlNode& parent, std::string_view name) const { return Text(ChildOf(&parent, name)); }
@@ -65,15 +58,15 @@ class Reader {
   std::optional<Problem> fault_;  // the first one
 };
 
-void Reader::Fail(const xmlNode& node, const LocalizedText& text, const std::string& value) {
+void Reader::Fail(const xmlNode& node, TextId text, const std::string& value) {
   constexpr std::size_t kShown = 40;
-  if (!fault_) fault_ = MakeProblem(text, {std::to_string(xmlGetLineNo(&node)), value.substr(0, kShown)});
+  if (!fault_) fault_ = Bilingual(text, {std::to_string(xmlGetLineNo(&node)), value.substr(0, kShown)});
 }
 
 std::vector<std::string> Reader::Numbers(const xmlNode* node) {
   std::vector<std::string> numbers = Tokens(TextOf(node));
   for (const std::string& number : numbers) {
-    if (!IsNumber(number)) Fail(*node, kWrongNumber, number);
+    if (!IsNumber(number)) Fail(*node, TextId::kDccWrongNumber, number);
   }
   return numbers;
 }
@@ -275,7 +268,7 @@ void Reader::ReadSurroundings(const xmlNode& node, CertificateMeasurement& measu
 
 void Reader::AddTables(const xmlNode& parent, int depth, CertificateResult& result) {
   ForEachChild(&parent, "list", [&](const xmlNode& list) {
-    if (depth > kMaxNestedTables) return Fail(list, kNestedTooDeep, std::to_string(kMaxNestedTables));
+    if (depth > kMaxNestedTables) return Fail(list, TextId::kDccNestedTooDeep, std::to_string(kMaxNestedTables));
     const xmlNode* const times = ChildOf(&list, "dateTimeXMLList");
     CertificateTable table{.ref_type = AttributeOf(list, "refType"),
                            .name = TextIn(list, "name"),
@@ -306,11 +299,12 @@ CertificateMeasurement Reader::Measurement(const xmlNode& node) {
 }
 
 Result<Certificate> Reader::Read(const xmlNode& root) {
-  if (std::string_view(XmlName(root)) != "digitalCalibrationCertificate") return Refused(kWrongRoot, {XmlName(root)});
+  if (std::string_view(XmlName(root)) != "digitalCalibrationCertificate")
+    return Refused(TextId::kDccWrongRoot, {XmlName(root)});
   Certificate certificate{.schema_version = AttributeOf(root, "schemaVersion")};
   const std::string& version = certificate.schema_version;
   const bool known = version.size() >= 3 && version.starts_with("3.") && version[2] >= '0' && version[2] <= '3';
-  if (!known) return Refused(kWrongVersion, {version.substr(0, 20)});
+  if (!known) return Refused(TextId::kDccWrongVersion, {version.substr(0, 20)});
   ReadAdministrativeData(ChildOf(&root, "administrativeData"), certificate);
   if (const xmlNode* const results = ChildOf(&root, "measurementResults")) {
     ForEachChild(results, "measurementResult", [&](const xmlNode& node) {

@@ -6,12 +6,10 @@
 
 #include "calibration/dcc/dcc.h"
 #include "calibration/dcc/xml_document.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kNoSchema{"no schema in %", "pas de schéma dans %"};
-constexpr LocalizedText kUnusableSchema{"% is no usable schema: %", "% n'est pas un schéma utilisable : %"};
 
 constexpr std::size_t kMaxFindings = 50;
 
@@ -38,13 +36,13 @@ using Schema = std::unique_ptr<xmlSchema, void (*)(xmlSchema*)>;
 
 Result<Schema> LoadSchema(const std::string& folder) {
   const std::string file = SchemaIn(folder);
-  if (file.empty()) return Refused(kNoSchema, {folder});
+  if (file.empty()) return Refused(TextId::kDccNoSchema, {folder});
   const std::unique_ptr<xmlSchemaParserCtxt, void (*)(xmlSchemaParserCtxt*)> parser(
       xmlSchemaNewParserCtxt(file.c_str()), xmlSchemaFreeParserCtxt);
   Findings findings;
   xmlSchemaSetParserStructuredErrors(parser.get(), OnError, &findings);
   Schema schema(xmlSchemaParse(parser.get()), xmlSchemaFree);
-  if (!schema) return Refused(kUnusableSchema, {file, findings.empty() ? "" : findings.front()});
+  if (!schema) return Refused(TextId::kDccUnusableSchema, {file, findings.empty() ? "" : findings.front()});
   return schema;
 }
 

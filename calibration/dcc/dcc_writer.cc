@@ -5,13 +5,10 @@
 
 #include "calibration/dcc/dcc.h"
 #include "calibration/dcc/xml_document.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kNoText{"'%' holds bytes that a certificate cannot",
-                                "'%' contient des octets qu'un certificat ne peut pas contenir"};
-constexpr LocalizedText kNotWritten{"the certificate cannot be written", "le certificat ne peut pas être écrit"};
 
 const xmlChar* Bytes(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
 const xmlChar* Bytes(const std::string& text) { return Bytes(text.c_str()); }
@@ -71,7 +68,7 @@ class Writer {
 
 void Writer::SetText(xmlNode* node, const std::string& text) {
   const std::string trimmed(Trimmed(text));
-  if (!IsXmlText(trimmed) && !fault_) fault_ = MakeProblem(kNoText, {XmlName(*node)});
+  if (!IsXmlText(trimmed) && !fault_) fault_ = Bilingual(TextId::kDccNoText, {XmlName(*node)});
   if (!fault_) xmlNodeAddContent(node, Bytes(trimmed));
 }
 
@@ -325,7 +322,7 @@ Result<std::string> Serialized(xmlDoc* document, bool indented) {
   int size = 0;
   xmlDocDumpFormatMemoryEnc(document, &bytes, &size, "UTF-8", indented ? 1 : 0);
   const std::unique_ptr<xmlChar, void (*)(void*)> owner(bytes, xmlFree);
-  if (bytes == nullptr) return Refused(kNotWritten);
+  if (bytes == nullptr) return Refused(TextId::kDccNotWritten);
   return std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
 }
 
@@ -376,11 +373,6 @@ void AddEmptySignature(xmlNode* root) {
   add(add(add(signature, "KeyInfo"), "X509Data"), "X509Certificate");
 }
 
-constexpr LocalizedText kNotSigned{"the certificate is not signed", "le certificat n'est pas signé"};
-constexpr LocalizedText kSeveral{"the certificate has several signatures", "le certificat a plusieurs signatures"};
-constexpr LocalizedText kNotWhole{"the signature does not cover the whole certificate",
-                                  "la signature ne couvre pas tout le certificat"};
-
 std::size_t Count(const xmlNode* parent, std::string_view name) {
   std::size_t count = 0;
   ForEachChild(parent, name, [&](const xmlNode&) { ++count; });
@@ -409,13 +401,13 @@ bool OnlyHarmlessTransforms(const xmlNode* transforms) {
 
 Result<void> CheckCoverage(const xmlNode& root) {
   const xmlNode* const signature = ChildOf(&root, "Signature");
-  if (signature == nullptr) return Refused(kNotSigned);
-  if (CountAll(&root, "Signature") != 1) return Refused(kSeveral);
+  if (signature == nullptr) return Refused(TextId::kDccNotSigned);
+  if (CountAll(&root, "Signature") != 1) return Refused(TextId::kDccSeveral);
   const xmlNode* const signed_info = ChildOf(signature, "SignedInfo");
   const xmlNode* const reference = ChildOf(signed_info, "Reference");
   const bool one = Count(signature, "SignedInfo") == 1 && Count(signed_info, "Reference") == 1;
   const bool whole = one && xmlHasProp(reference, Bytes("URI")) != nullptr && AttributeOf(*reference, "URI").empty();
-  if (!whole || !OnlyHarmlessTransforms(ChildOf(reference, "Transforms"))) return Refused(kNotWhole);
+  if (!whole || !OnlyHarmlessTransforms(ChildOf(reference, "Transforms"))) return Refused(TextId::kDccNotWhole);
   return {};
 }
 

@@ -4,17 +4,10 @@
 #include <libxml/parserInternals.h>
 
 #include "calibration/dcc/dcc.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kTooLarge{"the document has more than % bytes", "le document a plus de % octets"};
-constexpr LocalizedText kTooMany{"the document has more than % elements and attributes",
-                                 "le document a plus de % éléments et attributs"};
-constexpr LocalizedText kDocumentType{"the document has a document type declaration, which certificates do not have",
-                                      "le document a une déclaration de type, ce que les certificats n'ont pas"};
-constexpr LocalizedText kMalformed{"line %: the document is no well-formed XML: %",
-                                   "ligne % : le document n'est pas un XML bien formé : %"};
 
 // What is counted and noticed while a document is parsed.
 struct Watch {
@@ -45,13 +38,14 @@ struct ParserDeleter {
 Problem MalformedAt(xmlParserCtxt* parser) {
   const xmlError* const error = xmlCtxtGetLastError(parser);
   const std::string text = error != nullptr && error->message != nullptr ? error->message : "";
-  return MakeProblem(kMalformed, {std::to_string(error != nullptr ? error->line : 0), std::string(Trimmed(text))});
+  return Bilingual(TextId::kXmlMalformed,
+                   {std::to_string(error != nullptr ? error->line : 0), std::string(Trimmed(text))});
 }
 
 }  // namespace
 
 Result<XmlDocument> ParseXml(std::string_view xml) {
-  if (xml.size() > kMaxDccBytes) return Refused(kTooLarge, {std::to_string(kMaxDccBytes)});
+  if (xml.size() > kMaxDccBytes) return Refused(TextId::kXmlTooLarge, {std::to_string(kMaxDccBytes)});
   const std::unique_ptr<xmlParserCtxt, ParserDeleter> parser(xmlNewParserCtxt());
   if (!parser) throw std::bad_alloc();
   Watch watch;
@@ -61,8 +55,8 @@ Result<XmlDocument> ParseXml(std::string_view xml) {
   constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA;
   XmlDocument document(
       xmlCtxtReadMemory(parser.get(), xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, kOptions));
-  if (watch.document_type) return Refused(kDocumentType);
-  if (watch.elements > kMaxDccElements) return Refused(kTooMany, {std::to_string(kMaxDccElements)});
+  if (watch.document_type) return Refused(TextId::kXmlDocumentType);
+  if (watch.elements > kMaxDccElements) return Refused(TextId::kXmlTooMany, {std::to_string(kMaxDccElements)});
   if (!document || parser->wellFormed == 0) return tl::unexpected(MalformedAt(parser.get()));
   return document;
 }

@@ -9,21 +9,10 @@
 #include "calibration/files/reference_file.h"
 #include "calibration/files/signature.h"
 #include "platform/files.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kOverdue{
-    "the certificate % was due for recalibration on %; accept-overdue with a reason takes it all the same",
-    "le certificat % était à renouveler le % ; accept-overdue avec une raison l'accepte tout de même"};
-constexpr LocalizedText kOverdueAccepted{"the certificate % was due for recalibration on %, accepted: %",
-                                         "le certificat % était à renouveler le %, accepté : %"};
-constexpr LocalizedText kOtherSerial{"the certificate % is not for serial number %, but for %",
-                                     "le certificat % n'est pas pour le numéro de série %, mais pour %"};
-constexpr LocalizedText kOtherFile{"the file % has the digest %", "le fichier % a l'empreinte %"};
-constexpr LocalizedText kChanged{"the certificate of the reference, %, is not the one that the run began with",
-                                 "le certificat de la référence, %, n'est pas celui du début de la campagne"};
-constexpr LocalizedText kUnwritable{"% cannot be written", "% ne peut pas être écrit"};
 
 // The number that the certificate must name: the probe's, else its instrument's. Empty: the plan has none.
 std::string ReferenceSerial(const Plan& plan) {
@@ -59,8 +48,8 @@ class CertificateCheck {
 void CertificateCheck::CheckDate(const ReferenceCertificate& reference, const std::string& today) {
   if (!reference.IsOverdue(today)) return;
   const std::string& reason = plan_.reference.certificate.accept_overdue;
-  if (reason.empty()) return Note(MakeProblem(kOverdue, {reference.identifier, reference.due_date}));
-  Note(MakeProblem(kOverdueAccepted, {reference.identifier, reference.due_date, reason}), true);
+  if (reason.empty()) return Note(Bilingual(TextId::kReferenceOverdue, {reference.identifier, reference.due_date}));
+  Note(Bilingual(TextId::kReferenceOverdueAccepted, {reference.identifier, reference.due_date, reason}), true);
 }
 
 // The first point outside says enough.
@@ -74,13 +63,13 @@ void CertificateCheck::CheckPoints(const ReferenceCertificate& reference) {
 void CertificateCheck::CheckReference(const ReferenceCertificate& reference, const std::string& today) {
   const std::string& expected = plan_.reference.certificate.sha256;
   if (!expected.empty() && !EqualIgnoringCase(expected, reference.sha256)) {
-    return Note(MakeProblem(kOtherFile, {reference.file, reference.sha256}));
+    return Note(Bilingual(TextId::kReferenceOtherFile, {reference.file, reference.sha256}));
   }
   const std::string serial = ReferenceSerial(plan_);
   if (!serial.empty() && !reference.IsFor(serial)) {
     std::string named;
     for (const std::string& one : reference.serial_numbers) named += (named.empty() ? "" : ", ") + one;
-    Note(MakeProblem(kOtherSerial, {reference.identifier, serial, named}));
+    Note(Bilingual(TextId::kReferenceOtherSerial, {reference.identifier, serial, named}));
   }
   CheckDate(reference, today);
   CheckPoints(reference);
@@ -102,7 +91,7 @@ std::vector<PlanProblem> CertificateCheck::Run(const std::string& today) {
 
 Result<void> WriteFile(const std::string& path, std::string_view bytes) {
   platform::NewFile file(path);
-  if (!file.Write(bytes) || !file.Commit()) return Refused(kUnwritable, {path});
+  if (!file.Write(bytes) || !file.Commit()) return Refused(TextId::kSignatureSignedNotWritten, {path});
   return {};
 }
 
@@ -131,7 +120,7 @@ Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run
   auto reference = LoadReferenceOf(run.plan);
   if (!reference) return reference;
   const std::string digest = *reference ? (*reference)->sha256 : "";
-  if (digest != run.reference_digest) return Refused(kChanged, {run.plan.reference.certificate.file});
+  if (digest != run.reference_digest) return Refused(TextId::kReferenceChanged, {run.plan.reference.certificate.file});
   return reference;
 }
 

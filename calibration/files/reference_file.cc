@@ -5,12 +5,10 @@
 #include "base/sha256.h"
 #include "calibration/dcc/dcc.h"
 #include "platform/files.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kUnreadable{"% cannot be read", "% ne peut pas être lu"};
-constexpr LocalizedText kTableTooLarge{"% has more than % bytes", "% a plus de % octets"};
 
 bool IsXml(std::string_view bytes) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -28,8 +26,9 @@ Result<std::string> ReadDocument(const std::string& path) {
     file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
     bytes.append(piece, 0, static_cast<std::size_t>(file.gcount()));
   }
-  if (bytes.size() > kMaxDccBytes) return Refused(kTableTooLarge, {path, std::to_string(kMaxDccBytes)});
-  if (!file.is_open() || file.bad() || !file.eof()) return Refused(kUnreadable, {path});
+  if (bytes.size() > kMaxDccBytes)
+    return Refused(TextId::kReferenceTableTooLarge, {path, std::to_string(kMaxDccBytes)});
+  if (!file.is_open() || file.bad() || !file.eof()) return Refused(TextId::kReferenceUnreadable, {path});
   return bytes;
 }
 

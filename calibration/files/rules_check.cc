@@ -8,11 +8,11 @@
 #include "calibration/files/scratch_file.h"
 #include "platform/child_process.h"
 #include "platform/files.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
 
-constexpr LocalizedText kNoResult{"the rules of % gave no result", "les règles de % n'ont pas donné de résultat"};
 constexpr std::chrono::seconds kLimit(120);
 constexpr char kSaxon[] = "/usr/share/java/Saxon-HE.jar";
 constexpr char kClassPath[] = "/usr/share/java/Saxon-HE.jar:/usr/share/java/xml-resolver.jar";
@@ -42,7 +42,7 @@ Result<std::optional<std::vector<RuleFinding>>> CheckDccRules(const std::string&
                                             "-s:" + path, "-xsl:" + rules, "-o:" + report.path},
                                            kLimit);
   if (!status) return std::nullopt;
-  if (*status != 0) return Refused(kNoResult, {rules});
+  if (*status != 0) return Refused(TextId::kRulesNoResult, {rules});
   const auto findings =
       ReadDocument(report.path).and_then([](const std::string& xml) { return ReadRuleFindings(xml); });
   if (!findings) return tl::unexpected(findings.error());

@@ -8,19 +8,10 @@
 #include "calibration/files/scratch_file.h"
 #include "platform/child_process.h"
 #include "platform/files.h"
+#include "resources/texts.h"
 
 namespace ulix::calibration {
 namespace {
-
-constexpr LocalizedText kNoProgram{
-    "xmlsec1 cannot be run; install it to sign and verify certificates",
-    "xmlsec1 ne peut pas être lancé ; installez-le pour signer et vérifier des certificats"};
-constexpr LocalizedText kNoSignature{"xmlsec1 did not sign % (key and certificate: %)",
-                                     "xmlsec1 n'a pas signé % (clé et certificat : %)"};
-constexpr LocalizedText kNotVerified{
-    "the signature of % does not hold: the certificate was changed, or its signer is not the one in %",
-    "la signature de % n'est pas valable : le certificat a été modifié, ou son signataire n'est pas celui de %"};
-constexpr LocalizedText kSignedNotWritten{"% cannot be written", "% ne peut pas être écrit"};
 
 constexpr std::chrono::seconds kSignatureLimit(60);
 
@@ -28,7 +19,7 @@ Result<void> RunXmlsec(std::vector<std::string> arguments, const Problem& failur
   arguments.insert(arguments.begin(), "xmlsec1");
   const auto status = platform::RunProgram(arguments, kSignatureLimit);
   constexpr int kNoSuchProgram = 127;
-  if (!status || *status == kNoSuchProgram) return Refused(kNoProgram);
+  if (!status || *status == kNoSuchProgram) return Refused(TextId::kSignatureNoProgram);
   if (*status != 0) return tl::unexpected(failure);
   return {};
 }
@@ -38,7 +29,7 @@ std::string PathArgument(const std::string& path) { return path.starts_with('-')
 
 Result<void> WriteDocument(const std::string& path, std::string_view bytes) {
   platform::NewFile file(path);
-  if (!file.Write(bytes) || !file.Commit()) return Refused(kSignedNotWritten, {path});
+  if (!file.Write(bytes) || !file.Commit()) return Refused(TextId::kSignatureSignedNotWritten, {path});
   return {};
 }
 
@@ -52,7 +43,7 @@ Result<void> SignCertificate(const std::string& path, const std::string& key_and
   if (const auto written = WriteDocument(unsigned_file.path, *prepared); !written) return written;
   const auto done = RunXmlsec({"--sign", "--privkey-pem", key_and_certificate, "--output",
                                PathArgument(signed_file.path), PathArgument(unsigned_file.path)},
-                              MakeProblem(kNoSignature, {path, key_and_certificate}));
+                              Bilingual(TextId::kSignatureNoSignature, {path, key_and_certificate}));
   if (!done) return done;
   return ReadDocument(signed_file.path).and_then([&](const std::string& xml) { return WriteDocument(path, xml); });
 }
@@ -62,7 +53,7 @@ Result<void> VerifyCertificate(const std::string& path, const std::string& trust
   if (!covered) return covered;
   return RunXmlsec({"--verify", "--enabled-key-data", "x509", "--enabled-reference-uris", "empty", "--trusted-pem",
                     trusted, PathArgument(path)},
-                   MakeProblem(kNotVerified, {path, trusted}));
+                   Bilingual(TextId::kSignatureNotVerified, {path, trusted}));
 }
 
 }  // namespace ulix::calibration

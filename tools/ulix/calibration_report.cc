@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "base/html_page.h"
-#include "base/localized_utf8.h"
 #include "base/numbers.h"
 #include "calibration/certificate_page.h"
 #include "calibration/decision.h"
@@ -23,58 +22,6 @@ namespace ulix::cli {
 namespace {
 
 using namespace calibration;  // NOLINT(google-build-using-namespace): half of this file is its names
-
-constexpr LocalizedText kTitle{"Calibration report", "Rapport d'étalonnage"};
-constexpr LocalizedText kSimulated{"Simulated instruments: these numbers are no measurement.",
-                                   "Instruments simulés : ces nombres ne sont pas des mesures."};
-constexpr LocalizedText kEndedEarly{"The run ended early: %", "La campagne s'est arrêtée avant la fin : %"};
-constexpr LocalizedText kNotCorrected{"The reference is not corrected: %", "La référence n'est pas corrigée : %"};
-constexpr LocalizedText kCalibration{"Calibration", "Étalonnage"};
-constexpr LocalizedText kOperator{"Operator", "Opérateur"};
-constexpr LocalizedText kOrder{"Order", "Commande"};
-constexpr LocalizedText kCustomer{"Customer", "Client"};
-constexpr LocalizedText kLaboratory{"Laboratory", "Laboratoire"};
-constexpr LocalizedText kRemarks{"Remarks", "Remarques"};
-constexpr LocalizedText kSource{"Source", "Source"};
-constexpr LocalizedText kReference{"Reference", "Référence"};
-constexpr LocalizedText kReferenceCertificate{"Certificate of the reference", "Certificat de la référence"};
-constexpr LocalizedText kAcceptedOverdue{"Overdue certificate accepted", "Certificat échu accepté"};
-constexpr LocalizedText kStabilityRule{"Stability", "Stabilité"};
-constexpr LocalizedText kStabilityText{"window % s, spread at most % %, drift at most % %",
-                                       "fenêtre % s, étendue au plus % %, dérive au plus % %"};
-constexpr LocalizedText kDecision{"Decision rule", "Règle de décision"};
-constexpr LocalizedText kAmbient{"Ambient conditions", "Conditions ambiantes"};
-constexpr LocalizedText kJournal{"Journal", "Journal"};
-constexpr LocalizedText kJournalText{"run %, SHA-256 of its last line %", "campagne %, SHA-256 de sa dernière ligne %"};
-constexpr LocalizedText kInstruments{"Instruments", "Instruments"};
-constexpr LocalizedText kName{"Name", "Nom"};
-constexpr LocalizedText kModel{"Model", "Modèle"};
-constexpr LocalizedText kPort{"Port", "Port"};
-constexpr LocalizedText kIdentification{"Identification", "Identification"};
-constexpr LocalizedText kSettings{"Settings", "Réglages"};
-constexpr LocalizedText kAsFound{"As found", "À réception"};
-constexpr LocalizedText kAsLeft{"As left", "Après ajustage"};
-constexpr LocalizedText kBothPhases{"As found and as left", "À réception et après ajustage"};
-constexpr LocalizedText kTolerance{"Tolerance", "Tolérance"};
-constexpr LocalizedText kPoint{"Point", "Point"};
-constexpr LocalizedText kIndication{"Indication", "Indication"};
-constexpr LocalizedText kDeviation{"Deviation", "Écart"};
-constexpr LocalizedText kHysteresis{"Hysteresis", "Hystérésis"};
-constexpr LocalizedText kTypeA{"Type A", "Type A"};
-constexpr LocalizedText kReadings{"n", "n"};
-constexpr LocalizedText kResult{"Result", "Résultat"};
-constexpr LocalizedText kDeviationOf{"Deviation, %", "Écart, %"};
-constexpr LocalizedText kApproaches{"Approaches and readings", "Approches et lectures"};
-constexpr LocalizedText kApproachNote{
-    "Left: the approach of each point. Right: reference and units in the last window and while they were read, each "
-    "less "
-    "the mean of its readings; the upright line is the first reading.",
-    "À gauche : l'approche de chaque point. À droite : référence et appareils dans la dernière fenêtre et pendant les "
-    "lectures, chacun moins la moyenne de ses lectures ; le trait vertical est la première lecture."};
-constexpr LocalizedText kMinutes{"minutes", "minutes"};
-constexpr LocalizedText kAttempts{"read % times", "lu % fois"};
-constexpr LocalizedText kMoreUnits{"The first % units are drawn.", "Les % premiers appareils sont tracés."};
-constexpr LocalizedText kMadeBy{"Made by ulix %", "Établi par ulix %"};
 
 constexpr char kStyle[] = R"css(
 div.pair{display:grid;grid-template-columns:1fr 1fr;gap:.6em;break-inside:avoid}
@@ -99,15 +46,17 @@ class Report {
   std::string Html();
 
  private:
-  std::string Text(const LocalizedText& text, std::initializer_list<std::string> values = {}) const {
-    return WithValues(Utf8Of(text, language_), values);
+  std::string Text(TextId text, std::initializer_list<std::string> values = {}) const {
+    return Utf8Of(text, language_, values);
   }
   std::string Local(const std::string& number) const { return InLanguage(number, language_); }
   std::string Short(double value) const { return Local(NumberText(value)); }
   HtmlCell Number(const std::string& number) const { return {Local(number), CellKind::kNumber}; }
-  std::string WithUnit(const LocalizedText& text) const { return Text(text) + " (" + plan_.unit + ")"; }
-  std::string PhaseText(Phase phase) const { return Text(phase == Phase::kAsLeft ? kAsLeft : kAsFound); }
-  void AddHeading(const LocalizedText& text) { html_ += HtmlElement("h2", Text(text)); }
+  std::string WithUnit(TextId text) const { return Text(text) + " (" + plan_.unit + ")"; }
+  std::string PhaseText(Phase phase) const {
+    return Text(phase == Phase::kAsLeft ? TextId::kAsLeft : TextId::kAsFound);
+  }
+  void AddHeading(TextId text) { html_ += HtmlElement("h2", Text(text)); }
   void AddNote(const std::string& text) { html_ += HtmlElement("p", text, "note"); }
   void AddHead();
   void AddFacts();
@@ -132,16 +81,16 @@ class Report {
 };
 
 void Report::AddHead() {
-  const std::string title = plan_.title.empty() ? Text(kTitle) : plan_.title;
+  const std::string title = plan_.title.empty() ? Text(TextId::kReportTitle) : plan_.title;
   html_ = PageStart(title, language_, kStyle) + HtmlElement("h1", title);
   if (!run_.phases.empty()) {
     html_ += HtmlElement(
         "p", ShownTime(run_.phases.front().began, language_) + " – " + ShownTime(run_.phases.back().ended, language_),
         "when");
   }
-  if (run_.simulated) AddNote(Text(kSimulated));
-  if (!run_.complete) AddNote(Text(kEndedEarly, {run_.end_reason}));
-  if (!findings_.problem.empty()) AddNote(Text(kNotCorrected, {findings_.problem}));
+  if (run_.simulated) AddNote(Text(TextId::kReportSimulated));
+  if (!run_.complete) AddNote(Text(TextId::kReportEndedEarly, {run_.end_reason.In(language_)}));
+  if (!findings_.problem.empty()) AddNote(Text(TextId::kReportNotCorrected, {findings_.problem}));
 }
 
 std::string Report::AddressText(const AddressPlan& address) const {
@@ -166,31 +115,33 @@ std::string Report::AmbientText() const {
 }
 
 void Report::AddFacts() {
-  AddHeading(kCalibration);
+  AddHeading(TextId::kReportCalibration);
   const ReferencePlan& reference = plan_.reference;
   const auto& certificate = findings_.evaluation.reference;
   const StabilityRule& rule = plan_.points.front().stability;
   std::string decision;
   if (plan_.decision.rule != DecisionRule::kNone) decision = Utf8Of(DecisionRuleText(plan_.decision.rule), language_);
   html_ += HtmlFacts(
-      {{Text(kLaboratory), AddressText(plan_.laboratory.address)},
-       {Text(kCustomer), AddressText(plan_.customer)},
-       {Text(kOperator), plan_.operator_name},
-       {Text(kOrder), plan_.order_number},
-       {Text(kSource), plan_.source.channel.instrument + "/" + plan_.source.channel.channel},
-       {Text(kReference), Joined({reference.name, reference.manufacturer, reference.model, reference.serial_number,
-                                  reference.channel.instrument + "/" + reference.channel.channel},
-                                 ", ")},
-       {Text(kReferenceCertificate),
+      {{Text(TextId::kLaboratory), AddressText(plan_.laboratory.address)},
+       {Text(TextId::kCustomer), AddressText(plan_.customer)},
+       {Text(TextId::kOperator), plan_.operator_name},
+       {Text(TextId::kReportOrder), plan_.order_number},
+       {Text(TextId::kReportSource), plan_.source.channel.instrument + "/" + plan_.source.channel.channel},
+       {Text(TextId::kReportReference),
+        Joined({reference.name, reference.manufacturer, reference.model, reference.serial_number,
+                reference.channel.instrument + "/" + reference.channel.channel},
+               ", ")},
+       {Text(TextId::kCertificateOfReference),
         certificate ? Joined({certificate->identifier, certificate->laboratory, "SHA-256 " + certificate->sha256}, ", ")
                     : ""},
-       {Text(kAcceptedOverdue), reference.certificate.accept_overdue},
-       {Text(kStabilityRule),
-        Text(kStabilityText, {Short(rule.window), Short(rule.spread), plan_.unit, Short(rule.drift), plan_.unit})},
-       {Text(kDecision), decision},
-       {Text(kAmbient), AmbientText()},
-       {Text(kRemarks), Joined(plan_.remarks, " ")},
-       {Text(kJournal), Text(kJournalText, {run_.run_id, run_.journal_digest})}});
+       {Text(TextId::kReportAcceptedOverdue), reference.certificate.accept_overdue},
+       {Text(TextId::kReportStabilityRule),
+        Text(TextId::kReportStabilityText,
+             {Short(rule.window), Short(rule.spread), plan_.unit, Short(rule.drift), plan_.unit})},
+       {Text(TextId::kReportDecision), decision},
+       {Text(TextId::kAmbientConditions), AmbientText()},
+       {Text(TextId::kReportRemarks), Joined(plan_.remarks, " ")},
+       {Text(TextId::kReportJournal), Text(TextId::kReportJournalText, {run_.run_id, run_.journal_digest})}});
 }
 
 HtmlCell Report::PointCell(const PointResult& point) const {
@@ -207,17 +158,17 @@ HtmlCell Report::ResultCell(const EvaluatedPoint& point) const {
 
 void Report::AddPhase(const EvaluatedUnit& unit, std::size_t phase) {
   html_ += HtmlElement("h3", PhaseText(run_.phases[phase].phase));
-  HtmlTable table({{WithUnit(kPoint), CellKind::kNumber},
-                   {Text(kReference), CellKind::kNumber},
-                   {Text(kIndication), CellKind::kNumber},
-                   {Text(kDeviation), CellKind::kNumber},
+  HtmlTable table({{WithUnit(TextId::kReportPoint), CellKind::kNumber},
+                   {Text(TextId::kReportReference), CellKind::kNumber},
+                   {Text(TextId::kReportIndication), CellKind::kNumber},
+                   {Text(TextId::kDeviationLabel), CellKind::kNumber},
                    {"U", CellKind::kNumber},
                    {"k", CellKind::kNumber},
-                   {Text(kHysteresis), CellKind::kNumber},
-                   {Text(kTypeA), CellKind::kNumber},
-                   {Text(kReadings), CellKind::kNumber},
-                   {Text(kTolerance), CellKind::kNumber},
-                   {Text(kResult)}});
+                   {Text(TextId::kHysteresis), CellKind::kNumber},
+                   {Text(TextId::kReportTypeA), CellKind::kNumber},
+                   {Text(TextId::kReportReadings), CellKind::kNumber},
+                   {Text(TextId::kReportTolerance), CellKind::kNumber},
+                   {Text(TextId::kReportResult)}});
   const double tolerance = plan_.units[unit.unit].tolerance;
   for (const EvaluatedPoint& point : unit.phases[phase].points) {
     const PointResult& measured = run_.phases[phase].points[point.point];
@@ -236,12 +187,14 @@ void Report::AddPhase(const EvaluatedUnit& unit, std::size_t phase) {
 // Adds a table of the points that both phases have, side by side.
 void Report::AddComparison(const EvaluatedUnit& unit) {
   if (unit.phases.size() < 2 || unit.phases[1].points.empty()) return;
-  html_ += HtmlElement("h3", Text(kBothPhases));
+  html_ += HtmlElement("h3", Text(TextId::kReportBothPhases));
   const auto heads = [&](Phase phase) {
     const std::string of = PhaseText(phase) + (language_ == Language::kFrench ? " : " : ": ");
-    return HtmlRow{{of + Text(kDeviation), CellKind::kNumber}, {"U", CellKind::kNumber}, {Text(kResult)}};
+    return HtmlRow{{of + Text(TextId::kDeviationLabel), CellKind::kNumber},
+                   {"U", CellKind::kNumber},
+                   {Text(TextId::kReportResult)}};
   };
-  HtmlRow head{{WithUnit(kPoint), CellKind::kNumber}};
+  HtmlRow head{{WithUnit(TextId::kReportPoint), CellKind::kNumber}};
   for (const EvaluatedPhase& phase : unit.phases) {
     for (const HtmlCell& cell : heads(phase.phase)) head.push_back(cell);
   }
@@ -259,7 +212,7 @@ void Report::AddComparison(const EvaluatedUnit& unit) {
 }
 
 void Report::AddDeviations(const EvaluatedUnit& unit) {
-  XyFigure figure{.x_label = plan_.unit, .y_label = Text(kDeviationOf, {plan_.unit})};
+  XyFigure figure{.x_label = plan_.unit, .y_label = Text(TextId::kReportDeviationOf, {plan_.unit})};
   const double tolerance = plan_.units[unit.unit].tolerance;
   if (tolerance > 0) figure.band = {-tolerance, tolerance};
   for (std::size_t p = 0; p < unit.phases.size(); ++p) {
@@ -285,13 +238,13 @@ void Report::AddUnit(const EvaluatedUnit& unit) {
 }
 
 XyFigure Report::ApproachOf(const PointResult& point) const {
-  XyFigure figure{.x_label = Text(kMinutes), .y_label = plan_.unit};
+  XyFigure figure{.x_label = Text(TextId::kReportMinutes), .y_label = plan_.unit};
   const auto add = [&](const std::string& name, const ReadingSeries& series, std::size_t colour) {
     XySeries line{.name = name, .colour = colour};
     for (const SampledValue& look : series.approach) line.points.emplace_back(look.seconds, look.value);
     figure.series.push_back(std::move(line));
   };
-  add(Text(kReference), point.reference, 0);
+  add(Text(TextId::kReportReference), point.reference, 0);
   for (std::size_t k = 0; k < std::min(point.units.size(), kMaxDrawnUnits); ++k) {
     add(plan_.units[k].name, point.units[k], k + 1);
   }
@@ -303,7 +256,7 @@ XyFigure Report::ApproachOf(const PointResult& point) const {
 }
 
 XyFigure Report::ReadingsOf(const PointResult& point) const {
-  XyFigure figure{.x_label = Text(kMinutes), .y_label = plan_.unit};
+  XyFigure figure{.x_label = Text(TextId::kReportMinutes), .y_label = plan_.unit};
   if (point.reference.readings.empty() || point.reference.approach.empty()) return figure;
   const StabilityRule& rule = plan_.points[point.index].stability;
   const double first = point.reference.readings.front().seconds;
@@ -328,15 +281,15 @@ XyFigure Report::ReadingsOf(const PointResult& point) const {
 }
 
 void Report::AddApproaches() {
-  AddHeading(kApproaches);
-  html_ += HtmlElement("p", Text(kApproachNote));
+  AddHeading(TextId::kReportApproaches);
+  html_ += HtmlElement("p", Text(TextId::kReportApproachNote));
   if (plan_.units.size() > kMaxDrawnUnits) {
-    html_ += HtmlElement("p", Text(kMoreUnits, {std::to_string(kMaxDrawnUnits)}));
+    html_ += HtmlElement("p", Text(TextId::kReportMoreUnits, {std::to_string(kMaxDrawnUnits)}));
   }
   for (const PhaseResult& phase : run_.phases) {
     for (const PointResult& point : phase.points) {
       std::string title = PhaseText(phase.phase) + ", " + PointCell(point).text + " " + plan_.unit;
-      if (point.attempts > 1) title += ", " + Text(kAttempts, {std::to_string(point.attempts)});
+      if (point.attempts > 1) title += ", " + Text(TextId::kReportAttempts, {std::to_string(point.attempts)});
       html_ += "<div class=\"pair\">\n<div>" + HtmlElement("h3", title) + FigureSvg(ApproachOf(point), language_) +
                "</div>\n<div>" + HtmlElement("h3", " ") + FigureSvg(ReadingsOf(point), language_) + "</div>\n</div>\n";
     }
@@ -344,8 +297,12 @@ void Report::AddApproaches() {
 }
 
 void Report::AddInstruments() {
-  AddHeading(kInstruments);
-  HtmlTable table({{Text(kName)}, {Text(kModel)}, {Text(kPort)}, {Text(kIdentification)}, {Text(kSettings)}});
+  AddHeading(TextId::kReportInstruments);
+  HtmlTable table({{Text(TextId::kName)},
+                   {Text(TextId::kModelWord)},
+                   {Text(TextId::kReportPort)},
+                   {Text(TextId::kIdentification)},
+                   {Text(TextId::kSettings)}});
   for (const InstrumentFact& fact : run_.instruments) {
     std::vector<std::string> settings;
     for (const auto& [key, text] : fact.settings) settings.push_back(key + "=" + text);
@@ -361,7 +318,7 @@ std::string Report::Html() {
   AddApproaches();
   html_ += BudgetSection(run_, findings_.evaluation, language_);
   AddInstruments();
-  html_ += HtmlElement("footer", Text(kMadeBy, {VersionText()})) + PageEnd();
+  html_ += HtmlElement("footer", Text(TextId::kMadeBy, {VersionText()})) + PageEnd();
   return std::move(html_);
 }
 
@@ -419,7 +376,7 @@ void DropDecisions(Evaluation& evaluation) {
 
 CalibrationFindings FindingsOf(const std::string& folder, Language language) {
   auto run = ReadRun(folder, kLooksOfAPoint);
-  if (!run) throw OperationFailed(kFileNotFound, run.error());
+  if (!run) throw OperationFailed(kFileNotFound, run.error().In(language));
   CalibrationFindings findings{.run = std::move(*run), .evaluation = {}, .problem = {}};
   const auto reference = LoadReferenceOf(findings.run);
   if (!reference) findings.problem = reference.error().In(language);

@@ -6,7 +6,6 @@
 #include <iostream>
 #include <vector>
 
-#include "base/localized_utf8.h"
 #include "calibration/files/plan_certificates.h"
 #include "calibration/plan_loader.h"
 #include "calibration/run.h"
@@ -34,30 +33,11 @@ using calibration::RunServices;
 
 namespace {
 
-constexpr LocalizedText kNoProblem{"%: % points, % units; nothing to object",
-                                   "% : % points, % appareils ; rien à redire"};
-constexpr LocalizedText kWarning{"warning: ", "avertissement : "};
-constexpr LocalizedText kTimeTable{"Begins", "Début"};
-constexpr LocalizedText kTakes{"Takes", "Durée"};
-constexpr LocalizedText kWhat{"What", "Quoi"};
-constexpr LocalizedText kPreloads{"preloads", "mises en charge"};
-constexpr LocalizedText kTotal{"% for % of % points", "% pour % de % points"};
-constexpr LocalizedText kRunInto{"run in %", "campagne dans %"};
-constexpr LocalizedText kAdjustNow{
-    "The points as found are taken and the source is at its safe value. Adjust the units. Is that done?",
-    "Les points à réception sont relevés et la source est à sa valeur de repos. Ajustez les appareils. Est-ce fait ?"};
-constexpr LocalizedText kNotSafe{"THE SOURCE IS NOT SAFE: %", "LA SOURCE N'EST PAS AU REPOS : %"};
-constexpr LocalizedText kGoOn{"go on with: ulix calibrate % --resume --run %",
-                              "continuer avec : ulix calibrate % --resume --run %"};
-constexpr LocalizedText kNoCertificate{"no certificate: %", "pas de certificat : %"};
-constexpr LocalizedText kNoRun{"% holds no run of this plan to go on with",
-                               "% ne contient pas de campagne de ce plan à continuer"};
-
 constexpr char kReportFile[] = "report.html";
 constexpr char kTableFile[] = "results.csv";
 
-std::string Text(const LocalizedText& text, Language language, std::initializer_list<std::string> values = {}) {
-  return WithValues(Utf8Of(text, language), values);
+std::string Text(TextId text, Language language, std::initializer_list<std::string> values = {}) {
+  return Utf8Of(text, language, values);
 }
 
 std::string DayOfToday() { return IsoTime(SystemClock().LocalTime()).substr(0, 10); }
@@ -83,7 +63,7 @@ class PlanFile {
     }
   }
   void Print(const std::string& file, const PlanProblem& problem) const {
-    std::cerr << file << ":" << (problem.warning ? " " + Text(kWarning, language_) : "")
+    std::cerr << file << ":" << (problem.warning ? " " + Text(TextId::kRunWarning, language_) : "")
               << calibration::Described(problem) << '\n';
   }
 
@@ -93,7 +73,8 @@ class PlanFile {
 
 void PrintTimeTable(const Plan& plan, Language language) {
   const auto times = calibration::TimeTableOf(plan);
-  Table table({Text(kTimeTable, language), Text(kTakes, language), Text(kWhat, language)});
+  Table table(
+      {Text(TextId::kRunTimeTable, language), Text(TextId::kRunTakes, language), Text(TextId::kRunWhat, language)});
   double at = 0;
   const auto add = [&](double seconds, const std::string& what) {
     table.Add({ClockText(at), ClockText(seconds), what});
@@ -101,13 +82,13 @@ void PrintTimeTable(const Plan& plan, Language language) {
   };
   for (const calibration::Phase phase : plan.phases) {
     const std::string name = PhaseText(phase, language) + ", ";
-    if (plan.preload.count > 0) add(times.preload_seconds, name + Text(kPreloads, language));
+    if (plan.preload.count > 0) add(times.preload_seconds, name + Text(TextId::kRunPreloads, language));
     for (std::size_t k = 0; k < plan.points.size(); ++k) {
       add(times.point_seconds[k], name + PointText(plan, plan.points[k].value, plan.points[k].direction, language));
     }
   }
   table.Print();
-  PrintLine(Text(kTotal, language,
+  PrintLine(Text(TextId::kRunTotal, language,
                  {ClockText(times.run_seconds),
                   std::to_string(plan.phases.size()) + " × " + std::to_string(plan.points.size()), ""}));
 }
@@ -144,7 +125,7 @@ std::string LastFolder(const std::string& plan_file) {
     if (IsRunOf(entry.path(), StemOf(plan_file))) folders.push_back(entry.path().filename().string());
   }
   std::sort(folders.rbegin(), folders.rend());
-  if (folders.empty()) throw UsageError("--resume", Text(kNoRun, ShownLanguage(), {"."}));
+  if (folders.empty()) throw UsageError("--resume", Text(TextId::kRunNoRun, ShownLanguage(), {"."}));
   return folders.front();
 }
 
@@ -175,7 +156,7 @@ void WriteCertificatesOf(const CalibrationFindings& findings, const std::string&
   const auto written = calibration::WriteCertificates(findings.run, folder, DayOfToday(), sign, language);
   if (!written) {
     if (!sign.empty()) throw OperationFailed(E_FAIL, written.error().In(language));
-    std::cerr << "ulix: " << Text(kNoCertificate, language, {written.error().In(language)}) << '\n';
+    std::cerr << "ulix: " << Text(TextId::kRunNoCertificate, language, {written.error().In(language)}) << '\n';
     return;
   }
   for (const std::string& file : written->files) PrintFile(file);
@@ -205,10 +186,11 @@ void CheckSigning(const Plan& plan, const std::string& sign) {
 
 // Tells the user how the run ended. Returns the exit status.
 int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::string& folder, Language language) {
-  if (!end.safe) std::cerr << "ulix: " << Text(kNotSafe, language, {end.reason}) << '\n';
+  if (!end.safe) std::cerr << "ulix: " << Text(TextId::kRunNotSafe, language, {end.reason.In(language)}) << '\n';
   if (end.kind == RunEnd::kComplete) return 0;
-  if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason);
-  std::cerr << "ulix: " << end.reason << '\n' << "ulix: " << Text(kGoOn, language, {options.plan_file, folder}) << '\n';
+  if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason.In(language));
+  std::cerr << "ulix: " << end.reason.In(language) << '\n'
+            << "ulix: " << Text(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
   return 1;
 }
 
@@ -226,7 +208,7 @@ RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::
   if (SomebodyIsThere()) {
     services.confirm_adjustment = [&] {
       view->MakeRoom();
-      return AskYesOrNo(Text(kAdjustNow, language));
+      return AskYesOrNo(Text(TextId::kRunAdjustNow, language));
     };
   }
   const RunEnd end =
@@ -240,7 +222,7 @@ RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::
 int CheckPlanFile(const CalibrationOptions& options) {
   const PlanFile file(options);
   PrintLine(
-      Text(kNoProblem, file.language(),
+      Text(TextId::kRunNoProblem, file.language(),
            {options.plan_file, std::to_string(file.plan().points.size()), std::to_string(file.plan().units.size())}));
   return 0;
 }
@@ -255,7 +237,7 @@ int RunPlanFile(const CalibrationOptions& options) {
   CheckSigning(plan, options.sign);
   std::string folder = options.folder;
   if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file) : NewFolder(options.plan_file);
-  Tell(Text(kRunInto, file.language(), {folder}));
+  Tell(Text(TextId::kRunRunInto, file.language(), {folder}));
   const RunEnd end = CarryOut(plan, options, folder, file.language());
   if (end.kind != RunEnd::kCannotStart) WriteResults(options, folder, file.language());
   return ReportEnd(options, end, folder, file.language());

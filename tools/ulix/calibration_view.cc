@@ -7,7 +7,6 @@
 #include <deque>
 #include <iostream>
 
-#include "base/localized_utf8.h"
 #include "base/numbers.h"
 #include "calibration/json_reader.h"
 #include "platform/terminal.h"
@@ -19,6 +18,7 @@
 namespace ulix::cli {
 
 using calibration::Activity;
+using calibration::BilingualText;
 using calibration::ChannelStatus;
 using calibration::Direction;
 using calibration::Phase;
@@ -30,64 +30,9 @@ using calibration::StabilityState;
 
 namespace {
 
-constexpr LocalizedText kAsFound{"as found", "à réception"};
-constexpr LocalizedText kAsLeft{"as left", "après ajustage"};
-constexpr LocalizedText kConnecting{"connecting", "connexion"};
-constexpr LocalizedText kPreloading{"preloading", "mise en charge"};
-constexpr LocalizedText kDwelling{"dwelling", "palier"};
-constexpr LocalizedText kReading{"reading % of %", "lecture % sur %"};
-constexpr LocalizedText kAdjusting{"units are adjusted", "ajustage des appareils"};
-constexpr LocalizedText kLeavingSafe{"the source goes to its safe value", "la source va à sa valeur de repos"};
-constexpr LocalizedText kFinished{"finished", "terminé"};
-constexpr LocalizedText kWaiting{"on its way", "en approche"};
-constexpr LocalizedText kNear{"near", "proche"};
-constexpr LocalizedText kSettling{"settling", "stabilisation"};
-constexpr LocalizedText kStable{"stable", "stable"};
-constexpr LocalizedText kLost{"stability lost", "stabilité perdue"};
-constexpr LocalizedText kChannel{"Channel", "Voie"};
-constexpr LocalizedText kValue{"Value", "Valeur"};
-constexpr LocalizedText kSpread{"Spread / limit", "Étendue / limite"};
-constexpr LocalizedText kDrift{"Drift / limit", "Dérive / limite"};
-constexpr LocalizedText kState{"State", "État"};
-constexpr LocalizedText kLeft{"Left", "Reste"};
-constexpr LocalizedText kTrend{"Trend", "Tendance"};
-constexpr LocalizedText kPointOf{"point % of %", "point % sur %"};
-constexpr LocalizedText kTimes{"% since the beginning; left: point %, run %",
-                               "% depuis le début ; reste : point %, campagne %"};
-constexpr LocalizedText kTaken{"taken: %  reference %", "relevé : %  référence %"};
-constexpr LocalizedText kMoreChannels{"and % more channels", "et % autres voies"};
-constexpr LocalizedText kCatchingUp{"going through the journal", "lecture du journal"};
-constexpr LocalizedText kEnds{"Ctrl-C ends the run and leaves the source safe",
-                              "Ctrl-C termine la campagne et met la source au repos"};
-
 constexpr std::size_t kTakenShown = 5;
 constexpr std::size_t kMessagesShown = 3;
 constexpr std::chrono::milliseconds kRedraw(100);
-
-// The current activity of the run. During an approach: the state of the channel that is furthest from stable.
-std::string ActivityText(const RunStatus& status, Language language) {
-  if (status.catching_up) return Utf8Of(kCatchingUp, language);
-  switch (status.activity) {
-    case Activity::kConnecting:
-      return Utf8Of(kConnecting, language);
-    case Activity::kPreloading:
-      return Utf8Of(kPreloading, language);
-    case Activity::kDwelling:
-      return Utf8Of(kDwelling, language);
-    case Activity::kReading:
-      return WithValues(Utf8Of(kReading, language),
-                        {std::to_string(status.readings_done + 1), std::to_string(status.readings_wanted)});
-    case Activity::kAdjusting:
-      return Utf8Of(kAdjusting, language);
-    case Activity::kLeavingSafe:
-      return Utf8Of(kLeavingSafe, language);
-    case Activity::kFinished:
-      return Utf8Of(kFinished, language);
-    case Activity::kApproaching:
-      break;
-  }
-  return StateText(status.state, language);
-}
 
 std::string Local(double value, int digits = 4) { return ShownNumber(FormatGeneral(value, digits)); }
 
@@ -95,38 +40,13 @@ std::vector<std::string> WatchCells(const WatchedChannel& channel, Language lang
   constexpr std::size_t kMaxState = 24;
   const ChannelStatus& status = channel.status;
   const auto& report = status.stability;
-  const auto ratio = [&](double value, double limit) {
-    return limit > 0 ? Local(value, 3) + " / " + Local(limit, 3) : std::string("–");
-  };
   return {status.name,
           status.value ? Local(*status.value, 8) : "×",
-          ratio(report.spread, report.spread_limit),
-          ratio(report.drift, report.drift_limit),
+          RatioText(report.spread, report.spread_limit),
+          RatioText(report.drift, report.drift_limit),
           Cut(status.error.empty() ? StateText(report.state, language) : status.error, kMaxState),
           report.seconds_left ? ClockText(*report.seconds_left) : "",
           Sparkline(channel.history, kWatchHistory)};
-}
-
-std::string TakenText(const Plan& plan, const PointSummary& point, Language language) {
-  constexpr std::size_t kUnits = 4;
-  constexpr int kDigits = 8;
-  std::string text =
-      WithValues(Utf8Of(kTaken, language),
-                 {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
-                  Local(point.reference, kDigits)});
-  for (std::size_t k = 0; k < std::min(kUnits, point.indications.size()); ++k) {
-    text += "  " + plan.units[k].name + " " + Local(point.indications[k], kDigits);
-  }
-  return text + (point.indications.size() > kUnits ? " …" : "");
-}
-
-std::string PlaceText(const Plan& plan, const RunStatus& status, Language language) {
-  if (status.point >= plan.points.size()) return {};
-  const PlannedPoint& point = plan.points[status.point];
-  return PhaseText(status.phase, language) + ", " +
-         WithValues(Utf8Of(kPointOf, language),
-                    {std::to_string(status.point + 1), std::to_string(plan.points.size())}) +
-         ": " + PointText(plan, point.value, point.direction, language);
 }
 
 class TerminalView final : public CalibrationView {
@@ -145,8 +65,8 @@ class TerminalView final : public CalibrationView {
     taken_.push_back(TakenText(plan_, point, language_));
     if (taken_.size() > kTakenShown) taken_.pop_front();
   }
-  void OnMessage(const std::string& text) override {
-    messages_.push_back(ClockText(status_.seconds) + "  " + text);
+  void OnMessage(const BilingualText& text) override {
+    messages_.push_back(ClockText(status_.seconds) + "  " + text.In(language_));
     if (messages_.size() > kMessagesShown) messages_.pop_front();
   }
   void MakeRoom() override {
@@ -192,14 +112,14 @@ void TerminalView::Draw() {
       Bold(Cut(PlaceText(plan_, status_, language_) + "  –  " + ActivityText(status_, language_), width))};
   const auto left = [](const std::optional<double>& seconds) { return seconds ? ClockText(*seconds) : "–"; };
   lines.push_back(
-      Cut(WithValues(Utf8Of(kTimes, language_),
-                     {ClockText(status_.seconds), left(status_.point_seconds_left), left(status_.run_seconds_left)}),
+      Cut(Utf8Of(TextId::kLiveTimes, language_,
+                 {ClockText(status_.seconds), left(status_.point_seconds_left), left(status_.run_seconds_left)}),
           width));
   const std::size_t room = height > others + 2 ? height - others - 1 : 1;
   for (std::string& line : WatchLines(channels_, width, room, language_)) lines.push_back(std::move(line));
   for (const std::string& line : taken_) lines.push_back(Cut(line, width));
   for (const std::string& line : messages_) lines.push_back(Cut(line, width));
-  if (status_.activity != Activity::kFinished) lines.push_back(Cut(Utf8Of(kEnds, language_), width));
+  if (status_.activity != Activity::kFinished) lines.push_back(Cut(Utf8Of(TextId::kLiveEnds, language_), width));
   if (lines.size() >= height) lines.resize(height - 1);
   block_.Show(lines);
 }
@@ -221,7 +141,7 @@ class LineView final : public CalibrationView {
     Print(text);
   }
   void OnPoint(const PointSummary& point) override { Print(TakenText(plan_, point, language_)); }
-  void OnMessage(const std::string& text) override { Print(text); }
+  void OnMessage(const BilingualText& text) override { Print(text.In(language_)); }
 
  private:
   // A closed output does not end the calibration, so errors are ignored.
@@ -236,24 +156,71 @@ class LineView final : public CalibrationView {
 
 }  // namespace
 
-std::string StateText(StabilityState state, Language language) {
-  constexpr const LocalizedText* kTexts[] = {&kWaiting, &kNear, &kSettling, &kStable, &kLost};
-  return Utf8Of(*kTexts[static_cast<std::size_t>(state)], language);
+std::string ActivityText(const RunStatus& status, Language language) {
+  if (status.catching_up) return Utf8Of(TextId::kLiveCatchingUp, language);
+  switch (status.activity) {
+    case Activity::kConnecting:
+      return Utf8Of(TextId::kLiveConnecting, language);
+    case Activity::kPreloading:
+      return Utf8Of(TextId::kLivePreloading, language);
+    case Activity::kDwelling:
+      return Utf8Of(TextId::kLiveDwelling, language);
+    case Activity::kReading:
+      return Utf8Of(TextId::kLiveReading, language,
+                    {std::to_string(status.readings_done + 1), std::to_string(status.readings_wanted)});
+    case Activity::kAdjusting:
+      return Utf8Of(TextId::kLiveAdjusting, language);
+    case Activity::kLeavingSafe:
+      return Utf8Of(TextId::kLiveLeavingSafe, language);
+    case Activity::kFinished:
+      return Utf8Of(TextId::kLiveFinished, language);
+    case Activity::kApproaching:
+      break;
+  }
+  return StateText(status.state, language);
 }
+
+std::string TakenText(const Plan& plan, const PointSummary& point, Language language) {
+  constexpr std::size_t kUnits = 4;
+  constexpr int kDigits = 8;
+  std::string text =
+      Utf8Of(TextId::kLiveTaken, language,
+             {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
+              Local(point.reference, kDigits)});
+  for (std::size_t k = 0; k < std::min(kUnits, point.indications.size()); ++k) {
+    text += "  " + plan.units[k].name + " " + Local(point.indications[k], kDigits);
+  }
+  return text + (point.indications.size() > kUnits ? " …" : "");
+}
+
+std::string PlaceText(const Plan& plan, const RunStatus& status, Language language) {
+  if (status.point >= plan.points.size()) return {};
+  const PlannedPoint& point = plan.points[status.point];
+  return PhaseText(status.phase, language) + ", " +
+         Utf8Of(TextId::kLivePointOf, language,
+                {std::to_string(status.point + 1), std::to_string(plan.points.size())}) +
+         ": " + PointText(plan, point.value, point.direction, language);
+}
+
+std::string RatioText(double value, double limit) {
+  constexpr int kDigits = 3;
+  return limit > 0 ? Local(value, kDigits) + " / " + Local(limit, kDigits) : "–";
+}
+
+std::string StateText(StabilityState state, Language language) { return Utf8Of(calibration::TextOf(state), language); }
 
 std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
                                     Language language) {
-  std::vector<std::string> heads;
-  for (const LocalizedText* text : {&kChannel, &kValue, &kSpread, &kDrift, &kState, &kLeft, &kTrend})
-    heads.emplace_back(Utf8Of(*text, language));
-  Table table(heads);
+  Table table(Heads({TextId::kChannelLabel, TextId::kValueLabel, TextId::kLiveSpread, TextId::kLiveDrift,
+                     TextId::kLiveState, TextId::kLiveLeft, TextId::kLiveTrend},
+                    language));
   const auto shown = channels.first(std::min(channels.size(), most));
   for (const WatchedChannel& channel : shown) table.Add(WatchCells(channel, language));
   std::vector<std::string> lines;
   for (const std::string& line : table.Lines(std::string::npos)) lines.push_back(Cut(line, width));
   lines.front() = Bold(lines.front());
   if (shown.size() < channels.size())
-    lines.push_back(WithValues(Utf8Of(kMoreChannels, language), {std::to_string(channels.size() - shown.size())}));
+    lines.push_back(Utf8Of(TextId::kLiveMoreChannels, language, {std::to_string(channels.size() - shown.size())}));
   return lines;
 }
 
@@ -266,7 +233,7 @@ std::string ClockText(double seconds) {
 }
 
 std::string PhaseText(Phase phase, Language language) {
-  return Utf8Of(phase == Phase::kAsLeft ? kAsLeft : kAsFound, language);
+  return Utf8Of(phase == Phase::kAsLeft ? TextId::kPhaseAsLeft : TextId::kPhaseAsFound, language);
 }
 
 std::string PointText(const Plan& plan, double value, Direction direction, Language language) {

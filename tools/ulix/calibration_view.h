@@ -40,6 +40,15 @@ std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, st
                                     Language language);
 std::string StateText(calibration::StabilityState state, Language language);
 
+// What the run does now. During an approach: the state of the channel that is furthest from stable.
+std::string ActivityText(const calibration::RunStatus& status, Language language);
+// Phase and point, such as "as found, point 2 of 6: 120 °C ↑"; empty when there is no point.
+std::string PlaceText(const calibration::Plan& plan, const calibration::RunStatus& status, Language language);
+// The results of a point in one line.
+std::string TakenText(const calibration::Plan& plan, const calibration::PointSummary& point, Language language);
+// A spread or a drift with its limit, such as "0.012 / 0.02"; a dash without a limit.
+std::string RatioText(double value, double limit);
+
 // A duration such as "1:02:03", preceded by days if it is longer than a day.
 std::string ClockText(double seconds);
 

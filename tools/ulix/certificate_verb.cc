@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "base/localized_utf8.h"
 #include "base/sha256.h"
 #include "calibration/certificate_page.h"
 #include "calibration/certificate_units.h"
@@ -25,20 +24,6 @@ namespace {
 using calibration::Certificate;
 using calibration::Problem;
 
-constexpr LocalizedText kWellFormed{"certificate % of %, version %", "certificat % de %, version %"};
-constexpr LocalizedText kError{"error: %", "erreur : %"};
-constexpr LocalizedText kWarning{"warning: %", "avertissement : %"};
-constexpr LocalizedText kSchemaHolds{"schema: no error", "schéma : aucune erreur"};
-constexpr LocalizedText kRulesHold{"rules: no error, no warning", "règles : aucune erreur, aucun avertissement"};
-constexpr LocalizedText kRulesSkipped{
-    "rules: not run, they need Java, Saxon and schematron/dcc.svrl in the folder",
-    "règles : non vérifiées, il faut Java, Saxon et schematron/dcc.svrl dans le dossier"};
-constexpr LocalizedText kSignatureHolds{"signature: holds", "signature : valable"};
-constexpr LocalizedText kSignatureNotVerified{"signature: there is one, not verified (--trusted CERT.pem verifies it)",
-                                              "signature : présente, non vérifiée (--trusted CERT.pem la vérifie)"};
-constexpr LocalizedText kUnsigned{"signature: none", "signature : aucune"};
-constexpr LocalizedText kWithFindings{"% findings", "% constatations"};
-
 struct CertificateOptions {
   ConnectionOptions connection;  // Only its language is used.
   std::string action;
@@ -48,8 +33,8 @@ struct CertificateOptions {
   std::string page;
 };
 
-std::string InShownLanguage(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
-  return WithValues(Utf8Of(text, ShownLanguage()), values);
+std::string InShownLanguage(TextId text, std::initializer_list<std::string> values = {}) {
+  return Utf8Of(text, ShownLanguage(), values);
 }
 
 template <typename T>
@@ -61,12 +46,12 @@ T OrFailure(calibration::Result<T> result) {
 // Prints findings as they come and counts them.
 class Findings {
  public:
-  void Error(const std::string& text) { Print(kError, text); }
-  void Warning(const std::string& text) { Print(kWarning, text); }
+  void Error(const std::string& text) { Print(TextId::kCheckError, text); }
+  void Warning(const std::string& text) { Print(TextId::kCheckWarning, text); }
   int count() const { return count_; }
 
  private:
-  void Print(const LocalizedText& kind, const std::string& text) {
+  void Print(TextId kind, const std::string& text) {
     PrintLine(InShownLanguage(kind, {text}));
     ++count_;
   }
@@ -76,30 +61,32 @@ class Findings {
 void CheckSchema(const CertificateOptions& options, const std::string& xml, Findings& findings) {
   const auto schema = OrFailure(calibration::CheckDccSchema(xml, options.schema));
   for (const std::string& finding : schema) findings.Error(finding);
-  if (schema.empty()) PrintLine(InShownLanguage(kSchemaHolds));
+  if (schema.empty()) PrintLine(InShownLanguage(TextId::kCheckSchemaHolds));
 }
 
 void CheckRules(const CertificateOptions& options, Findings& findings) {
   const auto rules = OrFailure(calibration::CheckDccRules(options.file, options.schema));
-  if (!rules) return PrintLine(InShownLanguage(kRulesSkipped));
+  if (!rules) return PrintLine(InShownLanguage(TextId::kCheckRulesSkipped));
   for (const calibration::RuleFinding& finding : *rules) {
     finding.error ? findings.Error(finding.text) : findings.Warning(finding.text);
   }
-  if (rules->empty()) PrintLine(InShownLanguage(kRulesHold));
+  if (rules->empty()) PrintLine(InShownLanguage(TextId::kCheckRulesHold));
 }
 
 void CheckSignature(const CertificateOptions& options, const Certificate& certificate, Findings& findings) {
   if (options.trusted.empty())
-    return PrintLine(InShownLanguage(certificate.signatures == 0 ? kUnsigned : kSignatureNotVerified));
+    return PrintLine(
+        InShownLanguage(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified));
   const auto verified = calibration::VerifyCertificate(options.file, options.trusted);
-  verified ? PrintLine(InShownLanguage(kSignatureHolds)) : findings.Error(verified.error().In(ShownLanguage()));
+  verified ? PrintLine(InShownLanguage(TextId::kCheckSignatureHolds))
+           : findings.Error(verified.error().In(ShownLanguage()));
 }
 
 int Check(const CertificateOptions& options) {
   const std::string xml = OrFailure(calibration::ReadDocument(options.file));
   const Certificate certificate = OrFailure(calibration::ReadDcc(xml));
-  PrintLine(InShownLanguage(
-      kWellFormed, {certificate.identifier, certificate.laboratory.name.In("en"), certificate.schema_version}));
+  PrintLine(InShownLanguage(TextId::kCheckWellFormed, {certificate.identifier, certificate.laboratory.name.In("en"),
+                                                       certificate.schema_version}));
   Findings findings;
   for (const Problem& problem : calibration::CheckContent(certificate)) findings.Error(problem.In(ShownLanguage()));
   if (!options.schema.empty()) {
@@ -108,7 +95,8 @@ int Check(const CertificateOptions& options) {
   }
   CheckSignature(options, certificate, findings);
   if (findings.count() > 0)
-    throw OperationFailed(E_INVALIDARG, InShownLanguage(kWithFindings, {std::to_string(findings.count())}));
+    throw OperationFailed(E_INVALIDARG,
+                          InShownLanguage(TextId::kCheckWithFindings, {std::to_string(findings.count())}));
   return 0;
 }
 
@@ -147,8 +135,8 @@ void PrintFact(const std::string& text) {
 }
 
 int ShowAsText(const Certificate& certificate, const std::string& language) {
-  PrintLine(InShownLanguage(
-      kWellFormed, {certificate.identifier, certificate.laboratory.name.In(language), certificate.schema_version}));
+  PrintLine(InShownLanguage(TextId::kCheckWellFormed, {certificate.identifier, certificate.laboratory.name.In(language),
+                                                       certificate.schema_version}));
   PrintFact(certificate.begin_date + " - " + certificate.end_date);
   for (const calibration::CertificateItem& item : certificate.items) {
     std::string line = item.name.In(language);
@@ -173,7 +161,8 @@ int Show(const CertificateOptions& options) {
   const Certificate certificate = OrFailure(calibration::ReadDcc(xml));
   const Language language = ShownLanguage();
   if (options.page.empty()) return ShowAsText(certificate, language == Language::kFrench ? "fr" : "en");
-  const std::string signature = InShownLanguage(certificate.signatures == 0 ? kUnsigned : kSignatureNotVerified);
+  const std::string signature =
+      InShownLanguage(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified);
   WriteWholeFile(options.page, calibration::CertificatePage(certificate, language, Sha256Hex(xml), signature));
   return 0;
 }

@@ -8,7 +8,6 @@
 #include <map>
 #include <vector>
 
-#include "base/localized_utf8.h"
 #include "base/text.h"
 #include "calibration/plan_loader.h"
 #include "calibration/plan_sensor.h"
@@ -25,57 +24,10 @@
 namespace ulix::cli {
 namespace {
 
-constexpr LocalizedText kIntroduction{
-    "A plan of a calibration. Enter takes what stands in brackets; Ctrl-D leaves without a file.",
-    "Un plan d'étalonnage. Entrée prend la valeur entre crochets ; Ctrl-D quitte sans fichier."};
-constexpr LocalizedText kTitle{"Title", "Titre"};
-constexpr LocalizedText kOperator{"Operator", "Opérateur"};
-constexpr LocalizedText kQuantity{"Quantity: temperature or pressure", "Grandeur : temperature ou pressure"};
-constexpr LocalizedText kUnit{"Unit of pressure", "Unité de pression"};
-constexpr LocalizedText kSource{"What makes the quantity: the source", "Ce qui produit la grandeur : la source"};
-constexpr LocalizedText kReference{"What measures it: the reference", "Ce qui la mesure : la référence"};
-constexpr LocalizedText kUnitHead{"What is calibrated: unit %", "Ce qui est étalonné : appareil %"};
-constexpr LocalizedText kModel{"Model", "Modèle"};
-constexpr LocalizedText kPort{"Port: a number, a device, tcp://HOST:PORT, or sim",
-                              "Port : un numéro, un périphérique, tcp://HÔTE:PORT, ou sim"};
-constexpr LocalizedText kChannel{"Channel (%)", "Voie (%)"};
-constexpr LocalizedText kSafe{"Safe value of the source, taken at the end and after a failure",
-                              "Valeur de repos de la source, prise à la fin et après un défaut"};
-constexpr LocalizedText kMin{"Lowest value that the source may take", "Plus petite valeur permise à la source"};
-constexpr LocalizedText kMax{"Highest value that the source may take", "Plus grande valeur permise à la source"};
-constexpr LocalizedText kRate{"Its rate, units a minute, for the time table",
-                              "Sa vitesse, unités par minute, pour le calendrier"};
-constexpr LocalizedText kSensor{"Sensor where the channel tells ohms or volts: pt100, K ...; none otherwise",
-                                "Capteur si la voie donne des ohms ou des volts : pt100, K ... ; none sinon"};
-constexpr LocalizedText kSerial{"Serial number; empty: none is checked",
-                                "Numéro de série ; vide : aucun n'est contrôlé"};
-constexpr LocalizedText kName{"Name", "Nom"};
-constexpr LocalizedText kTolerance{"Tolerance, either way; 0: none is agreed",
-                                   "Tolérance, de part et d'autre ; 0 : aucune"};
-constexpr LocalizedText kAnother{"Another unit? (yes or no)", "Un autre appareil ? (yes ou no)"};
-constexpr LocalizedText kPoints{"Points, in the order in which they are taken",
-                                "Points, dans l'ordre où ils sont pris"};
-constexpr LocalizedText kFalling{"Also falling, for the hysteresis? (yes or no)",
-                                 "Aussi en descendant, pour l'hystérésis ? (yes ou no)"};
-constexpr LocalizedText kAsLeft{"Again after an adjustment? (yes or no)", "De nouveau après un ajustage ? (yes ou no)"};
-constexpr LocalizedText kWindow{"Stability: window", "Stabilité : fenêtre"};
-constexpr LocalizedText kSpread{"Stability: largest spread in the window",
-                                "Stabilité : plus grande étendue dans la fenêtre"};
-constexpr LocalizedText kDrift{"Stability: largest drift over the window",
-                               "Stabilité : plus grande dérive sur la fenêtre"};
-constexpr LocalizedText kCount{"Readings of each unit at a point", "Lectures de chaque appareil à un point"};
-constexpr LocalizedText kNoModel{"no such model", "modèle inconnu"};
-constexpr LocalizedText kNoNumber{"takes a number", "prend un nombre"};
-constexpr LocalizedText kNoChoice{"takes %", "prend %"};
-constexpr LocalizedText kMissing{"takes a text", "prend un texte"};
-constexpr LocalizedText kNoSensor{"no sensor of that name", "aucun capteur de ce nom"};
-constexpr LocalizedText kNoDuration{"takes seconds, or 90s, 10m, 2h", "prend des secondes, ou 90s, 10m, 2h"};
-constexpr LocalizedText kWritten{"% written", "% écrit"};
-
 struct Left {};  // thrown when the user leaves
 
-std::string Text(const LocalizedText& text, std::initializer_list<std::string> values = {}) {
-  return WithValues(Utf8Of(text, ShownLanguage()), values);
+std::string Text(TextId text, std::initializer_list<std::string> values = {}) {
+  return Utf8Of(text, ShownLanguage(), values);
 }
 
 std::optional<std::string> NextLine() {
@@ -86,7 +38,7 @@ std::optional<std::string> NextLine() {
 // Checks an entry. Returns the reason of the refusal; empty when the entry is accepted.
 using Check = std::function<std::string(const std::string&)>;
 
-std::string Ask(const LocalizedText& question, const std::string& usual, const Check& check = {},
+std::string Ask(TextId question, const std::string& usual, const Check& check = {},
                 std::initializer_list<std::string> values = {}) {
   for (;;) {
     std::cout << Text(question, values) << (usual.empty() ? "" : " [" + usual + "]") << ": " << std::flush;
@@ -104,18 +56,19 @@ std::string IsModel(const std::string& entry) {
   if (FindModel(entry)) return {};
   std::vector<std::string> models;
   for (const CatalogueEntry& one : Catalogue()) models.emplace_back(one.card->model_id);
-  return Text(kNoModel) + DidYouMean(entry, models);
+  const std::string why = Text(TextId::kAskNoModel);
+  return why + DidYouMean(entry, models);
 }
 
-std::string IsNumber(const std::string& entry) { return TypedNumber(entry) ? "" : Text(kNoNumber); }
-std::string IsThere(const std::string& entry) { return entry.empty() ? Text(kMissing) : ""; }
+std::string IsNumber(const std::string& entry) { return TypedNumber(entry) ? "" : Text(TextId::kAskNoNumber); }
+std::string IsThere(const std::string& entry) { return entry.empty() ? Text(TextId::kAskMissing) : ""; }
 
 Check IsOneOf(std::vector<std::string> words) {
   return [words = std::move(words)](const std::string& entry) {
     if (std::count(words.begin(), words.end(), entry) > 0) return std::string();
     std::string all;
     for (const std::string& word : words) all += (all.empty() ? "" : ", ") + word;
-    return Text(kNoChoice, {all});
+    return Text(TextId::kAskNoChoice, {all});
   };
 }
 
@@ -123,12 +76,12 @@ std::string IsSensor(const std::string& entry) {
   if (entry == "none") return {};
   calibration::SensorSpec sensor;
   sensor.type = entry;
-  return calibration::SensorOf(sensor) ? "" : Text(kNoSensor);
+  return calibration::SensorOf(sensor) ? "" : Text(TextId::kAskNoSensor);
 }
 
 std::string IsDuration(const std::string& entry) {
   const bool unit = !entry.empty() && std::string("smhd").find(entry.back()) != std::string::npos;
-  return TypedNumber(unit ? entry.substr(0, entry.size() - 1) : entry) ? "" : Text(kNoDuration);
+  return TypedNumber(unit ? entry.substr(0, entry.size() - 1) : entry) ? "" : Text(TextId::kAskNoDuration);
 }
 
 std::vector<std::string> ListOf(const std::string& entry) {
@@ -142,14 +95,12 @@ std::string AreNumbers(const std::string& entry) {
   const bool good = !parts.empty() && std::all_of(parts.begin(), parts.end(), [](const std::string& part) {
     return TypedNumber(part).has_value();
   });
-  return good ? "" : Text(kNoNumber);
+  return good ? "" : Text(TextId::kAskNoNumber);
 }
 
-double AskNumber(const LocalizedText& question, const std::string& usual) {
-  return *TypedNumber(Ask(question, usual, IsNumber));
-}
+double AskNumber(TextId question, const std::string& usual) { return *TypedNumber(Ask(question, usual, IsNumber)); }
 
-bool AskWhether(const LocalizedText& question) { return Ask(question, "no", IsOneOf({"yes", "no"})) == "yes"; }
+bool AskWhether(TextId question) { return Ask(question, "no", IsOneOf({"yes", "no"})) == "yes"; }
 
 // The channels of a model that can be read or, with `written`, be written.
 std::vector<std::string> ChannelNames(const std::string& model, bool written) {
@@ -184,8 +135,8 @@ class PlanPrompt {
 };
 
 PlanPrompt::Place PlanPrompt::AskInstrument(const std::string& role) {
-  const std::string model = FindModel(Ask(kModel, "", IsModel))->card->model_id;
-  const std::string port = Ask(kPort, "sim", IsThere);
+  const std::string model = FindModel(Ask(TextId::kModelWord, "", IsModel))->card->model_id;
+  const std::string port = Ask(TextId::kAskPort, "sim", IsThere);
   const auto [known, is_new] = known_.emplace(model + "@" + port, role);
   if (is_new) instruments_[role] = {{"model", model}, {"port", port}};
   all_simulated_ = all_simulated_ && port == "sim";
@@ -198,34 +149,34 @@ std::string PlanPrompt::AskChannel(const Place& place, bool written) {
   constexpr std::size_t kShown = 8;
   for (std::size_t k = 0; k < std::min(names.size(), kShown); ++k) some += (k == 0 ? "" : ", ") + names[k];
   if (names.size() > kShown) some += ", …";
-  const auto entry = Ask(kChannel, names.empty() ? "" : names.front(), IsThere, {some});
+  const auto entry = Ask(TextId::kAskChannel, names.empty() ? "" : names.front(), IsThere, {some});
   return place.instrument + "/" + entry;
 }
 
 void PlanPrompt::AddSensor(Json& to, const Place& place) {
   if (plan_["quantity"] == "pressure") return;
   const bool ohms = place.model == "microk";
-  const std::string sensor = Ask(kSensor, ohms ? "pt100" : "none", IsSensor);
+  const std::string sensor = Ask(TextId::kAskSensor, ohms ? "pt100" : "none", IsSensor);
   if (sensor != "none") to["sensor"] = sensor;
 }
 
 void PlanPrompt::AskSource() {
-  std::cout << '\n' << Text(kSource) << '\n';
+  std::cout << '\n' << Text(TextId::kAskSource) << '\n';
   const Place place = AskInstrument("source");
   Json source{{"set", AskChannel(place, true)}};
-  source["safe"] = AskNumber(kSafe, plan_["quantity"] == "pressure" ? "0" : "20");
-  source["min"] = AskNumber(kMin, "0");
-  source["max"] = AskNumber(kMax, "100");
-  source["rate"] = AskNumber(kRate, "5");
+  source["safe"] = AskNumber(TextId::kAskSafe, plan_["quantity"] == "pressure" ? "0" : "20");
+  source["min"] = AskNumber(TextId::kAskMin, "0");
+  source["max"] = AskNumber(TextId::kAskMax, "100");
+  source["rate"] = AskNumber(TextId::kAskRate, "5");
   plan_["source"] = std::move(source);
 }
 
 void PlanPrompt::AskReference() {
-  std::cout << '\n' << Text(kReference) << '\n';
+  std::cout << '\n' << Text(TextId::kAskReference) << '\n';
   const Place place = AskInstrument("reference");
   Json reference{{"channel", AskChannel(place, false)}};
   AddSensor(reference, place);
-  const std::string serial = Ask(kSerial, "");
+  const std::string serial = Ask(TextId::kAskSerial, "");
   if (!serial.empty()) reference["serial-number"] = serial;
   plan_["reference"] = std::move(reference);
 }
@@ -234,42 +185,42 @@ void PlanPrompt::AskUnits() {
   plan_["units"] = Json::array();
   do {
     const std::string number = std::to_string(plan_["units"].size() + 1);
-    std::cout << '\n' << Text(kUnitHead, {number}) << '\n';
-    Json unit{{"name", Ask(kName, "Unit " + number, IsThere)}};
+    std::cout << '\n' << Text(TextId::kAskUnitHead, {number}) << '\n';
+    Json unit{{"name", Ask(TextId::kName, "Unit " + number, IsThere)}};
     const Place place = AskInstrument("unit-" + number);
     unit["channel"] = AskChannel(place, false);
     AddSensor(unit, place);
-    const std::string serial = Ask(kSerial, "");
+    const std::string serial = Ask(TextId::kAskSerial, "");
     if (!serial.empty()) unit["serial-number"] = serial;
-    const double tolerance = AskNumber(kTolerance, "0");
+    const double tolerance = AskNumber(TextId::kAskTolerance, "0");
     if (tolerance > 0) unit["tolerance"] = tolerance;
     plan_["units"].push_back(std::move(unit));
-  } while (AskWhether(kAnother));
+  } while (AskWhether(TextId::kAskAnother));
 }
 
 void PlanPrompt::AskCourse() {
   std::cout << '\n';
   plan_["points"] = Json::array();
-  for (const std::string& part : ListOf(Ask(kPoints, "30 60 90", AreNumbers)))
+  for (const std::string& part : ListOf(Ask(TextId::kAskPoints, "30 60 90", AreNumbers)))
     plan_["points"].push_back(*TypedNumber(part));
-  if (AskWhether(kFalling)) plan_["sequence"] = "rising-falling";
+  if (AskWhether(TextId::kAskFalling)) plan_["sequence"] = "rising-falling";
   plan_["phases"] = Json::array({"as-found"});
-  if (AskWhether(kAsLeft)) plan_["phases"].push_back("as-left");
-  Json stability{{"window", Ask(kWindow, "10m", IsDuration)}};
-  stability["spread"] = AskNumber(kSpread, "0.03");
-  stability["drift"] = AskNumber(kDrift, "0.03");
+  if (AskWhether(TextId::kAskAsLeft)) plan_["phases"].push_back("as-left");
+  Json stability{{"window", Ask(TextId::kAskWindow, "10m", IsDuration)}};
+  stability["spread"] = AskNumber(TextId::kAskSpread, "0.03");
+  stability["drift"] = AskNumber(TextId::kAskDrift, "0.03");
   plan_["stability"] = std::move(stability);
-  plan_["readings"] = {{"count", static_cast<int>(AskNumber(kCount, "10"))}, {"period", "5s"}};
+  plan_["readings"] = {{"count", static_cast<int>(AskNumber(TextId::kAskCount, "10"))}, {"period", "5s"}};
 }
 
 Json PlanPrompt::Run() {
-  std::cout << Text(kIntroduction) << '\n';
+  std::cout << Text(TextId::kAskIntroduction) << '\n';
   plan_["plan"] = 1;
-  plan_["title"] = Ask(kTitle, "Calibration", IsThere);
-  const std::string person = Ask(kOperator, "");
+  plan_["title"] = Ask(TextId::kAskTitle, "Calibration", IsThere);
+  const std::string person = Ask(TextId::kOperator, "");
   if (!person.empty()) plan_["operator"] = person;
-  plan_["quantity"] = Ask(kQuantity, "temperature", IsOneOf({"temperature", "pressure"}));
-  if (plan_["quantity"] == "pressure") plan_["unit"] = Ask(kUnit, "kPa", IsThere);
+  plan_["quantity"] = Ask(TextId::kAskQuantity, "temperature", IsOneOf({"temperature", "pressure"}));
+  if (plan_["quantity"] == "pressure") plan_["unit"] = Ask(TextId::kAskUnit, "kPa", IsThere);
   plan_["instruments"] = nullptr;  // reserves the place of this key in the file
   AskSource();
   AskReference();
@@ -288,7 +239,7 @@ int AskForPlan(const std::string& file, bool force) {
   try {
     const std::string text = PlanPrompt().Run().dump(2) + "\n";
     WriteWholeFile(file, text);
-    PrintLine(Text(kWritten, {file}));
+    PrintLine(Text(TextId::kAskWritten, {file}));
     for (const auto& problem : calibration::LoadPlan(text, "").problems) {
       std::cerr << file << ":" << calibration::Described(problem) << '\n';
     }

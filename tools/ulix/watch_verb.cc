@@ -7,7 +7,6 @@
 #include <memory>
 #include <mutex>
 
-#include "base/localized_utf8.h"
 #include "calibration/stability.h"
 #include "platform/clock.h"
 #include "platform/terminal.h"
@@ -28,9 +27,6 @@ namespace {
 using calibration::StabilityDetector;
 using calibration::StabilityLimits;
 using calibration::StabilityState;
-
-constexpr LocalizedText kGaveUp{"not stable after % s", "pas stable après % s"};
-constexpr LocalizedText kInterrupted{"interrupted before it was stable", "interrompu avant la stabilité"};
 
 struct WatchOptions {
   ConnectionOptions connection;
@@ -133,14 +129,14 @@ bool Watch::Wait(MonotonicTime until) const {
 int Watch::Run() {
   const MonotonicTime began = SystemClock().Now();
   for (MonotonicTime next = began;; next = std::max(next + Milliseconds(options_.period_ms), SystemClock().Now())) {
-    if (!Wait(next)) throw OperationFailed(kNoReading, Utf8Of(kInterrupted, ShownLanguage()));
+    if (!Wait(next)) throw OperationFailed(kNoReading, Utf8Of(TextId::kWatchInterrupted, ShownLanguage()));
     const double seconds = std::chrono::duration<double>(SystemClock().Now() - began).count();
     Take(seconds);
     Show(seconds);
     if (Worst() == StabilityState::kStable) return 0;
     const bool gave_up = options_.give_up > 0 && seconds >= options_.give_up;
     if (gave_up)
-      throw OperationFailed(kNoReading, WithValues(Utf8Of(kGaveUp, ShownLanguage()), {ClockText(options_.give_up)}));
+      throw OperationFailed(kNoReading, Utf8Of(TextId::kWatchGaveUp, ShownLanguage(), {ClockText(options_.give_up)}));
   }
 }
 
