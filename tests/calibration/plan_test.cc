@@ -40,7 +40,7 @@ std::string ProblemsWith(const std::string& part, const std::string& replacement
   return all;
 }
 
-TEST(Plan, GoodOne_IsTakenWithItsPointsInOrder) {
+TEST(Plan, ValuesAndRanges_GivePointsInTheOrderWritten) {
   const LoadedPlan loaded = LoadPlan(kWholePlan, "/somewhere");
   for (const PlanProblem& problem : loaded.problems) ADD_FAILURE() << Described(problem);
   const Plan& plan = loaded.plan;
@@ -73,14 +73,14 @@ struct Mistake {
 
 void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.message; }
 
-class PlanMistake : public ::testing::TestWithParam<Mistake> {};
+class PlanWithOneMistake : public ::testing::TestWithParam<Mistake> {};
 
-TEST_P(PlanMistake, IsToldWithItsLine) {
+TEST_P(PlanWithOneMistake, Load_NamesTheLineAndTheMistake) {
   EXPECT_THAT(ProblemsWith(GetParam().part, GetParam().replacement), HasSubstr(GetParam().message));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    All, PlanMistake,
+    EachMistake, PlanWithOneMistake,
     ::testing::Values(
         Mistake{"\"plan\": 1,", "\"plan\": 1", "3: column 15: syntax error"},
         Mistake{"\"tolerance\"", "\"tolerence\"", "11: units[0].tolerence: is no key; did you mean \"tolerance\"?"},
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"\"5m\"", "\"5s\"", "holds fewer than 10 samples"},
         Mistake{"\"5m\"", "\"5h\"", "limits.point is 14400"}));
 
-TEST(Plan, HostileTexts_AreRefusedAndNothingElse) {
+TEST(Plan, HostileTexts_AreRefused) {
   for (const std::string& text :
        {std::string(), std::string("[]"), std::string(100000, '['), std::string("{\"plan\":1}"),
         std::string("\xFF\xFE{}"), std::string("{\"plan\": 1e999}"), std::string("null")}) {
