@@ -731,7 +731,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kRunOtherBack,
      {"%: another instrument came back: '%' in place of '%'",
       "% : un autre instrument est revenu : « % » au lieu de « % »"}},
-    {TextId::kRunBack, {"% is back", "% est de nouveau là"}},
+    {TextId::kRunBack, {"% is back", "% est de retour"}},
     {TextId::kRunNoJunction, {"the cold junction has no value", "la soudure froide n'a pas de valeur"}},
     {TextId::kRunOtherUnit, {"% (%) tells %, and the plan is in %", "% (%) indique des %, et le plan est en %"}},
     {TextId::kRunNoReading,

@@ -10,6 +10,7 @@
 #include "tools/ulix/connection.h"
 #include "tools/ulix/csv.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/live_output.h"
 #include "tools/ulix/plan_prompt.h"
 #include "tools/ulix/verbs.h"
 
@@ -59,6 +60,7 @@ Action DefineCalibrate(CLI::App& verb) {
   verb.add_option("--speed", options->speed, "Of simulated instruments: so many times as fast as time passes")
       ->type_name("X")
       ->transform(Number(0.001F, kMaxSpeed));
+  AddHttp(verb, options->run.http);
   verb.add_option("--sign", options->run.sign, "Sign the certificates with xmlsec1")->type_name("KEY,CERT");
   AddCsvSeparator(verb, options->run.csv_separator);
   AddForce(verb, options->connection);

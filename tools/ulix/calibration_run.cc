@@ -14,10 +14,12 @@
 #include "platform/clock.h"
 #include "platform/files.h"
 #include "simulators/plan_bench.h"
+#include "tools/ulix/calibration_page.h"
 #include "tools/ulix/calibration_report.h"
 #include "tools/ulix/calibration_view.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
+#include "tools/ulix/live_output.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/question.h"
 #include "tools/ulix/texts.h"
@@ -194,9 +196,17 @@ int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::s
   return 1;
 }
 
+// The view of the terminal, and the live page where one is asked for.
+std::unique_ptr<CalibrationView> ViewOf(const Plan& plan, const CalibrationOptions& options, Language language) {
+  auto view = MakeCalibrationView(plan, language);
+  if (options.http.empty()) return view;
+  auto page = ServePage(options.http, CalibrationPageOptions(plan, language));
+  return MakeCalibrationPage(plan, language, std::move(page), std::move(view));
+}
+
 RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::string& folder, Language language) {
   const auto bench = BenchOf(plan, options, folder);
-  const auto view = MakeCalibrationView(plan, language);
+  const auto view = ViewOf(plan, options, language);
   const auto reference = calibration::LoadReferenceOf(plan);
   if (!reference) throw UsageError("PLAN", reference.error().In(language));
   RunServices services;

@@ -15,6 +15,7 @@ struct CalibrationOptions {
   bool resume = false;
   std::string folder;           // folder of the run; empty: a new folder, named after the plan and the time
   std::optional<double> speed;  // speed of simulated instruments; nullopt: real time
+  std::string http;             // address of the live page, "PORT" or "ADDRESS:PORT"; empty: no page
   std::string sign;             // files "KEY,CERT" to sign the certificates; empty: not signed
   char csv_separator = ',';
   std::optional<Language> language;  // nullopt: the language of the plan, else of the user

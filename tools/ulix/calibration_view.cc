@@ -42,8 +42,8 @@ std::vector<std::string> WatchCells(const WatchedChannel& channel, Language lang
   const auto& report = status.stability;
   return {status.name,
           status.value ? Local(*status.value, 8) : "×",
-          RatioText(report.spread, report.spread_limit),
-          RatioText(report.drift, report.drift_limit),
+          RatioText(report.spread, report.spread_limit, language),
+          RatioText(report.drift, report.drift_limit, language),
           Cut(status.error.empty() ? StateText(report.state, language) : status.error, kMaxState),
           report.seconds_left ? ClockText(*report.seconds_left) : "",
           Sparkline(channel.history, kWatchHistory)};
@@ -202,9 +202,10 @@ std::string PlaceText(const Plan& plan, const RunStatus& status, Language langua
          ": " + PointText(plan, point.value, point.direction, language);
 }
 
-std::string RatioText(double value, double limit) {
+std::string RatioText(double value, double limit, Language language) {
   constexpr int kDigits = 3;
-  return limit > 0 ? Local(value, kDigits) + " / " + Local(limit, kDigits) : "–";
+  const auto text = [language](double number) { return InLanguage(FormatGeneral(number, kDigits), language); };
+  return limit > 0 ? text(value) + " / " + text(limit) : "–";
 }
 
 std::string StateText(StabilityState state, Language language) { return Utf8Of(calibration::TextOf(state), language); }

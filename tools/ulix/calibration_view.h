@@ -47,7 +47,7 @@ std::string PlaceText(const calibration::Plan& plan, const calibration::RunStatu
 // The results of a point in one line.
 std::string TakenText(const calibration::Plan& plan, const calibration::PointSummary& point, Language language);
 // A spread or a drift with its limit, such as "0.012 / 0.02"; a dash without a limit.
-std::string RatioText(double value, double limit);
+std::string RatioText(double value, double limit, Language language);
 
 // A duration such as "1:02:03", preceded by days if it is longer than a day.
 std::string ClockText(double seconds);

@@ -9,6 +9,7 @@
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
+#include "tools/ulix/live_output.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan_output.h"
 #include "tools/ulix/scan_verb.h"
@@ -52,6 +53,11 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
   }
   if (!options.report_file.empty()) {
     outputs.push_back(MakeReportFile(PlanReport(session, options, error_text), channels));
+  }
+  if (!options.http.empty()) {
+    const std::string name = Shown(session.instrument().card().display_name.In(language));
+    LivePageOptions page{.title = WithValues(TitleOf(language), {name}), .language = language};
+    outputs.push_back(MakePageOutput(ServePage(options.http, std::move(page)), channels, error_text));
   }
   return outputs;
 }
@@ -169,6 +175,7 @@ Action DefineScan(CLI::App& verb) {
   verb.add_option("--report", options->report_file, "Write a page to print and to keep at the end")
       ->type_name("FILE.html");
   verb.add_flag("--json", options->json, "One JSON object a line");
+  AddHttp(verb, options->http);
   AddConnection(verb, options->connection);
   verb.footer("Ends at --count, at --duration or with Ctrl-C, which hands the instrument back and writes the files.");
   return [=] { return Scan(*options); };

@@ -23,6 +23,7 @@ struct ScanOptions {
   MeasurementNotes notes;
   std::string plot_file;
   std::string report_file;
+  std::string http;  // address of the live page; empty: no page
   bool json = false;
   bool lines = true;  // print plain lines when there is no live table
 };
