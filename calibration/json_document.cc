@@ -51,15 +51,24 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
  public:
   TreeBuilder(std::string_view text, const std::size_t& taken) : text_(text), taken_(taken) {}
 
-  bool null() override { return Put(std::monostate()); }
-  bool boolean(bool value) override { return Put(value); }
+  bool null() override {
+    Insert(Kind::kNull, taken_);
+    return true;
+  }
+  bool boolean(bool value) override {
+    Insert(Kind::kFlag, taken_).flag_value = value;
+    return true;
+  }
   bool number_integer(std::int64_t value) override { return PutNumber(static_cast<double>(value)); }
   bool number_unsigned(std::uint64_t value) override { return PutNumber(static_cast<double>(value)); }
   bool number_float(double value, const std::string&) override { return PutNumber(value); }
-  bool string(std::string& value) override { return Put(std::move(value)); }
+  bool string(std::string& value) override {
+    Insert(Kind::kText, taken_).text_value = std::move(value);
+    return true;
+  }
   bool binary(nlohmann::json::binary_t&) override { return false; }
-  bool start_object(std::size_t) override { return Open<JsonNode::Object>(); }
-  bool start_array(std::size_t) override { return Open<JsonNode::Array>(); }
+  bool start_object(std::size_t) override { return Open(Kind::kObject); }
+  bool start_array(std::size_t) override { return Open(Kind::kArray); }
   bool end_object() override { return Close(); }
   bool end_array() override { return Close(); }
   bool key(std::string& value) override {
@@ -81,6 +90,8 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   JsonMistake mistake;
 
  private:
+  using Kind = JsonNode::Kind;
+
   // Offsets hardly ever go back, so that each character is counted about once.
   Place PlaceOf(std::size_t offset) {
     offset = std::min(offset, text_.size());
@@ -95,44 +106,33 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   // The parser has taken one character behind a number to see its end.
   bool PutNumber(double value) {
     const bool line_end = taken_ > 0 && taken_ <= text_.size() && text_[taken_ - 1] == '\n';
-    return Put(value, line_end ? taken_ - 1 : taken_);
-  }
-  template <typename Kind>
-  bool Put(Kind value) {
-    return Put(std::move(value), taken_);
-  }
-  template <typename Kind>
-  bool Put(Kind value, std::size_t offset) {
-    Insert(offset).value.emplace<Kind>(std::move(value));
+    Insert(Kind::kNumber, line_end ? taken_ - 1 : taken_).number_value = value;
     return true;
   }
   // A new node in its place in the tree.
-  JsonNode& Insert(std::size_t offset) {
-    if (open_.empty()) return WithLine(root, PlaceOf(offset).line);
-    if (auto* array = std::get_if<JsonNode::Array>(&open_.back()->value))
-      return WithLine(array->emplace_back(), PlaceOf(offset).line);
-    auto& object = std::get<JsonNode::Object>(open_.back()->value);
-    const bool again =
-        std::any_of(object.begin(), object.end(), [&](const auto& member) { return member.first == key_; });
-    auto& [key, node] = object.emplace_back();
-    key = std::move(key_);
-    node.again = again;
-    return WithLine(node, key_line_);
-  }
-  static JsonNode& WithLine(JsonNode& node, int line) {
-    node.line = line;
+  JsonNode& Insert(Kind kind, std::size_t offset) {
+    const bool member = !open_.empty() && open_.back()->object();
+    JsonNode& node = open_.empty() ? root : member ? NewMember() : open_.back()->nodes.emplace_back();
+    node.kind = kind;
+    node.line = member ? key_line_ : PlaceOf(offset).line;
     return node;
   }
-  template <typename Kind>
-  bool Open() {
+  JsonNode& NewMember() {
+    JsonNode::Nodes& members = open_.back()->nodes;
+    const bool again =
+        std::any_of(members.begin(), members.end(), [&](const auto& other) { return other.key == key_; });
+    JsonNode& node = members.emplace_back();
+    node.key = std::move(key_);
+    node.again = again;
+    return node;
+  }
+  bool Open(Kind kind) {
     if (open_.size() >= kMaxDepth) {
       const Place place = PlaceOf(taken_);
       mistake = {place.line, place.column, "more than 64 levels inside each other"};
       return false;
     }
-    JsonNode& node = Insert(taken_);
-    node.value.emplace<Kind>();
-    open_.push_back(&node);
+    open_.push_back(&Insert(kind, taken_));
     return true;
   }
   bool Close() {

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include <tl/expected.hpp>
@@ -13,17 +12,26 @@
 namespace ulix::calibration {
 
 struct JsonNode {
-  using Object = std::vector<std::pair<std::string, JsonNode>>;  // in the text's order
-  using Array = std::vector<JsonNode>;
-  std::variant<std::monostate, bool, double, std::string, Object, Array> value;  // monostate: null
-  int line = 0;        // from 1, where the value begins; of a member, where its key stands
-  bool again = false;  // a member whose key the object had already
+  using Nodes = std::vector<JsonNode>;  // in the text's order
+  enum class Kind { kNull, kFlag, kNumber, kText, kObject, kArray };
 
   // Null when it is another kind.
-  const Object* object() const { return std::get_if<Object>(&value); }
-  const Array* array() const { return std::get_if<Array>(&value); }
-  const std::string* text() const { return std::get_if<std::string>(&value); }
-  const double* number() const { return std::get_if<double>(&value); }
+  const Nodes* object() const { return kind == Kind::kObject ? &nodes : nullptr; }
+  const Nodes* array() const { return kind == Kind::kArray ? &nodes : nullptr; }
+  const std::string* text() const { return kind == Kind::kText ? &text_value : nullptr; }
+  const double* number() const { return kind == Kind::kNumber ? &number_value : nullptr; }
+  const bool* flag() const { return kind == Kind::kFlag ? &flag_value : nullptr; }
+
+  Kind kind = Kind::kNull;
+  int line = 0;        // from 1, where the value begins; of a member, where its key stands
+  std::string key;     // of a member of an object
+  bool again = false;  // a member whose key the object had already
+
+  // One of them has a meaning, as `kind` says.
+  bool flag_value = false;
+  double number_value = 0;
+  std::string text_value;
+  Nodes nodes;
 };
 
 struct JsonMistake {

@@ -43,12 +43,12 @@ JsonReader::JsonReader(const JsonNode& node, std::string path, PlanProblems& pro
 
 JsonReader::~JsonReader() {
   if (!node_.object()) return;
-  for (const auto& [key, value] : *node_.object()) {
-    if (value.again) Note(value, key, "is there twice");
-    if (known_.contains(key) || IsComment(key)) continue;
+  for (const JsonNode& member : *node_.object()) {
+    if (member.again) Note(member, member.key, "is there twice");
+    if (known_.contains(member.key) || IsComment(member.key)) continue;
     const std::vector<std::string> known(known_.begin(), known_.end());
-    const std::string meant = Closest(key, known);
-    Note(value, key,
+    const std::string meant = Closest(member.key, known);
+    Note(member, member.key,
          meant.empty() ? "is no key here; there are " + Joined(known) : "is no key; did you mean \"" + meant + "\"?");
   }
 }
@@ -62,8 +62,8 @@ void JsonReader::Note(const std::string& message) { problems_.push_back({node_.l
 const JsonNode* JsonReader::Find(const std::string& key) {
   known_.insert(key);
   if (!node_.object()) return nullptr;
-  for (const auto& [name, value] : *node_.object()) {
-    if (name == key) return &value;
+  for (const JsonNode& member : *node_.object()) {
+    if (member.key == key) return &member;
   }
   return nullptr;
 }
@@ -141,7 +141,7 @@ bool JsonReader::Seconds(const std::string& key, double& value, double min, doub
 bool JsonReader::Flag(const std::string& key, bool& value) {
   const JsonNode* node = Find(key);
   if (!node) return false;
-  const bool* flag = std::get_if<bool>(&node->value);
+  const bool* flag = node->flag();
   if (!flag) return Note(*node, key, "is to be true or false"), false;
   value = *flag;
   return true;
@@ -179,9 +179,9 @@ bool JsonReader::Named(const std::string& key,
   const JsonNode* node = Find(key);
   if (!node) return false;
   if (!node->object()) return Note(*node, key, "is to be an object: { \"name\": ... }"), false;
-  for (const auto& [name, value] : *node->object()) {
-    if (value.again) Note(value, key + "." + name, "is there twice");
-    if (!IsComment(name)) read(name, value);
+  for (const JsonNode& member : *node->object()) {
+    if (member.again) Note(member, key + "." + member.key, "is there twice");
+    if (!IsComment(member.key)) read(member.key, member);
   }
   return true;
 }

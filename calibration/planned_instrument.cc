@@ -19,7 +19,7 @@ std::string CanonicalPort(const std::string& port) {
 std::optional<std::string> SettingText(const JsonNode& node) {
   if (const std::string* text = node.text()) return *text;
   if (const double* number = node.number()) return NumberText(*number);
-  if (const bool* flag = std::get_if<bool>(&node.value)) return *flag ? "1" : "0";
+  if (const bool* flag = node.flag()) return *flag ? "1" : "0";
   return std::nullopt;
 }
 

@@ -41,7 +41,7 @@ void ReadTls(JsonReader& from, BrokerSettings& broker) {
     if (!local) broker.tls.emplace();
     return;
   }
-  if (const bool* wanted = std::get_if<bool>(&node->value)) {
+  if (const bool* wanted = node->flag()) {
     if (*wanted) broker.tls.emplace();
     if (!*wanted && !local) {
       from.problems().push_back(
