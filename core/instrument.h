@@ -130,9 +130,9 @@ class Instrument {
   HRESULT OutChans(std::vector<ChannelId>* channels);
   // The last value, error and time of each channel. Nothing is sent to the instrument.
   HRESULT GetChansVals(std::span<const ChannelId> channels, ChannelArrays* arrays);
-  // Reads one channel now, on the calling thread, and gives its record. The call lasts as long as the exchange; no group
-  // takes part, and no event is fired. A failed reading is in the record, as in the record of a scan. E_INVALIDARG for a
-  // channel that cannot be read.
+  // Reads one channel now, on the calling thread, and gives its record. The call lasts as long as the exchange; no
+  // group takes part, and no event is fired. A failed reading is in the record, as in the record of a scan.
+  // E_INVALIDARG for a channel that cannot be read.
   HRESULT ReadChan(ChannelId channel, GroupChannel* record);
   // Writes output channels, in channel units. A value that is not a finite number gives E_INVALIDARG. An input gives
   // the model's code. SetChansVals checks all values and ids before it sends the first one; it stops at the first
