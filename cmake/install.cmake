@@ -38,6 +38,15 @@ if(TARGET ulix-publish)
   install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ulix-publish RENAME copyright COMPONENT publish)
 endif()
 
+# --- component python ---
+if(TARGET ulix_python)
+  set(ULIX_PYTHON_DIR lib/python3/dist-packages CACHE STRING "Where the distribution's interpreter looks for packages")
+  install(TARGETS ulix_python LIBRARY DESTINATION ${ULIX_PYTHON_DIR}/ulix COMPONENT python)
+  install(FILES ${python_sources} DESTINATION ${ULIX_PYTHON_DIR}/ulix COMPONENT python)
+  install(FILES docs/python.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-ulix COMPONENT python)
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-ulix RENAME copyright COMPONENT python)
+endif()
+
 # --- component library ---
 set_target_properties(ulixinstr PROPERTIES EXPORT_NAME instr)
 install(TARGETS ulixinstr EXPORT ulix COMPONENT library)

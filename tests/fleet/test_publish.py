@@ -1,9 +1,12 @@
 """ulix-publish against a real broker, read by a decoder that shares nothing with it: test_publish.py PUBLISH ULIX."""
 
+import contextlib
 import json
 import os
+import pathlib
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import time
@@ -254,6 +257,25 @@ class Tls(bench.FleetTest):
         wrong_name.wait()
         self.start_publisher(self.config(broker, broker=tls | {"tls": {"ca-file": "ca.crt"}}))
         self.wait_for_log("connected to localhost")
+
+
+class Example(bench.FleetTest):
+    def test_five_benches_are_recorded(self):
+        source = pathlib.Path(__file__).resolve().parents[2]
+        database = self.folder / "fleet.sqlite"
+        example = self.start(sys.executable, source / "examples/fleet/run.py", "--database", database, "--build",
+                             pathlib.Path(self.publish).parent, stdout=subprocess.DEVNULL)
+        deadline, benches = time.monotonic() + 2 * bench.WAIT, set()
+        while len(benches) < 5:
+            self.assertLess(time.monotonic(), deadline, benches)
+            time.sleep(0.5)
+            try:
+                with contextlib.closing(sqlite3.connect(f"file:{database}?mode=ro", uri=True)) as opened:
+                    benches = set(opened.execute("SELECT DISTINCT bench FROM readings WHERE quality = 192"))
+            except sqlite3.OperationalError:
+                continue
+        example.terminate()
+        self.assertEqual(example.wait(bench.WAIT), 0)
 
 
 class Check(bench.FleetTest):

@@ -57,7 +57,7 @@ class PackagesTest(unittest.TestCase):
         return run("chroot", self.root, *args, env=PLAIN, **options)
 
     def test_installed_used_and_removed(self):
-        self.assertEqual({package.name.split("_")[0] for package in self.packages}, {"libulix-dev", "ulix", "ulix-publish", "ulix-udev"})
+        self.assertEqual({package.name.split("_")[0] for package in self.packages}, {"libulix-dev", "python3-ulix", "ulix", "ulix-publish", "ulix-udev"})
         for package in self.packages:
             shutil.copy(package, self.root / "tmp")
         shutil.copy("/etc/resolv.conf", self.root / "etc/resolv.conf")
@@ -74,7 +74,9 @@ class PackagesTest(unittest.TestCase):
         self.assertIn("ulix-publish", self.inside("ulix-publish", "--version"))
         self.assertIn("ulix:", self.inside("getent", "passwd", "ulix"))
 
-        installed = ("ulix", "ulix-publish", "libulix-dev", "ulix-udev")
+        self.assertIn("kelvo10", self.inside("python3", "-c", "import ulix; print(ulix.models())"))
+
+        installed = ("ulix", "ulix-publish", "python3-ulix", "libulix-dev", "ulix-udev")
         before = set(self.inside("dpkg", "-L", *installed).split())
         self.inside("dpkg", "--purge", *installed)
         self.assertFalse([name for name in before if "ulix" in name and (self.root / name.lstrip("/")).exists()])

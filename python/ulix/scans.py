@@ -1,0 +1,175 @@
+"""Scans of a group of channels: while they come, and as arrays."""
+
+from __future__ import annotations
+
+import asyncio
+import datetime
+import importlib
+import queue
+import threading
+from collections.abc import AsyncIterator, Callable, Iterator
+from types import TracebackType
+from typing import Any
+
+import numpy as np
+from numpy.typing import NDArray
+
+from . import _ulix
+from ._times import utc_array, with_zone
+
+_WAIT = 0.2  # seconds between two looks whether the scans were closed
+
+
+class Scan:
+    """One scan. The arrays have one element for each channel, in the order of `names`."""
+
+    __slots__ = ("names", "units", "time", "value", "quality", "error")
+
+    def __init__(self, names: tuple[str, ...], units: tuple[str, ...], columns: _ulix._Columns) -> None:
+        _, times, values, quality, errors = columns
+        self.names = names
+        self.units = units
+        self.time: datetime.datetime = with_zone(float(times[0]))
+        """When it began, with the zone of this machine."""
+        self.value: NDArray[np.float64] = values
+        """In channel units; not a number where the reading failed."""
+        self.quality: NDArray[np.int32] = quality
+        """192 good, 0 bad, 500 an earlier value."""
+        self.error: NDArray[np.int32] = errors
+
+    def __getitem__(self, name: str) -> float:
+        """The value of a channel."""
+        return float(self.value[self.names.index(name)])
+
+    def __repr__(self) -> str:
+        values = ", ".join(f"{n}={v:g} {u}" for n, v, u in zip(self.names, self.value, self.units))
+        return f"Scan({self.time.isoformat()}, {values})"
+
+
+class Records:
+    """Several scans, or the records of a memory block: `time` has n elements, `value` and `quality` n rows with one
+    element for each channel."""
+
+    __slots__ = ("names", "units", "time", "value", "quality", "error")
+
+    def __init__(self, names: tuple[str, ...], units: tuple[str, ...], time: NDArray[np.datetime64],
+                 value: NDArray[np.float64], quality: NDArray[np.int32], error: NDArray[np.int32]) -> None:
+        self.names = names
+        self.units = units
+        self.time = time
+        """datetime64[ms], UTC."""
+        self.value = value
+        self.quality = quality
+        self.error = error
+
+    def __len__(self) -> int:
+        return len(self.time)
+
+    def __getitem__(self, name: str) -> NDArray[np.float64]:
+        """The values of a channel."""
+        return self.value[:, self.names.index(name)]
+
+    def to_pandas(self) -> Any:
+        """A pandas.DataFrame of the values with the times (UTC) as index. pandas is imported only here."""
+        pandas: Any = importlib.import_module("pandas")
+        index = pandas.DatetimeIndex(self.time, name="time").tz_localize("UTC")
+        return pandas.DataFrame(self.value, index=index, columns=list(self.names))
+
+
+class Scans:
+    """Scans under way, one a period. Use it in a `with` or an `async for`; it ends the scans at its end.
+
+    Iterating gives a Scan each; what comes meanwhile waits, up to 100000 scans (`missed` counts those that are dropped).
+    """
+
+    def __init__(self, device: _ulix.Device, ids: list[int], names: tuple[str, ...], units: tuple[str, ...],
+                 period: float, dead_band: float, dead_band_percent: float, max_report_interval: float) -> None:
+        self._device = device
+        self.names = names
+        self.units = units
+        self._queue = device.start_scans(ids, period, dead_band, dead_band_percent, max_report_interval)
+
+    @property
+    def missed(self) -> int:
+        """Scans that nobody took in time."""
+        return self._queue.missed
+
+    def close(self) -> None:
+        """Stops the scans. May be called twice."""
+        self._device.stop_scans(self._queue)
+
+    def __enter__(self) -> Scans:
+        return self
+
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 trace: TracebackType | None) -> None:
+        self.close()
+
+    def take(self, timeout: float) -> Scan | None:
+        """The next scan; None when none comes within `timeout` seconds or the scans were closed."""
+        columns = self._queue.take(timeout)
+        return None if columns is None else Scan(self.names, self.units, columns)
+
+    def __iter__(self) -> Iterator[Scan]:
+        while not self._queue.ended:
+            scan = self.take(_WAIT)
+            if scan is not None:
+                yield scan
+
+    async def __aiter__(self) -> AsyncIterator[Scan]:
+        loop = asyncio.get_running_loop()
+        arrived: asyncio.Queue[Scan | None] = asyncio.Queue()
+
+        def tell(scan: Scan | None) -> None:
+            try:
+                loop.call_soon_threadsafe(arrived.put_nowait, scan)
+            except RuntimeError:  # the loop is closed
+                self.close()
+
+        self._forward(tell)
+        try:
+            while (scan := await arrived.get()) is not None:
+                yield scan
+        finally:
+            # Stopping may wait for the exchange under way; the loop does not.
+            threading.Thread(target=self.close, daemon=True).start()
+
+    def on_queue(self, target: queue.Queue[Scan | None]) -> None:
+        """Puts every scan on the queue, and None at the end. The interpreter is never entered on a scan thread."""
+        self._forward(target.put)
+
+    def _forward(self, tell: Callable[[Scan | None], object]) -> None:
+        def forward() -> None:
+            for scan in self:
+                tell(scan)
+            tell(None)
+
+        threading.Thread(target=forward, name="ulix scans", daemon=True).start()
+
+
+def collect(scans: list[Scan], names: tuple[str, ...], units: tuple[str, ...]) -> Records:
+    """The scans as arrays."""
+    count = len(names)
+    time = np.array([round(scan.time.timestamp() * 1000) for scan in scans], dtype="datetime64[ms]")
+    value = np.array([scan.value for scan in scans], dtype=np.float64).reshape(-1, count)
+    quality = np.array([scan.quality for scan in scans], dtype=np.int32).reshape(-1, count)
+    error = np.array([scan.error for scan in scans], dtype=np.int32).reshape(-1, count)
+    return Records(names, units, time, value, quality, error)
+
+
+def records_of(columns: _ulix._Columns, names_of: dict[int, str], unit_of: Callable[[int], str]) -> Records:
+    """The records of a memory block: channels of the same time stand in one row."""
+    ids, times, values, qualities, errors = columns
+    channels = list(dict.fromkeys(ids.tolist()))
+    places = {channel: place for place, channel in enumerate(channels)}
+    starts = np.flatnonzero(np.concatenate(([True], (times[1:] != times[:-1])))) if len(times) else np.array([], int)
+    rows = np.cumsum(np.concatenate(([0], times[1:] != times[:-1]))) if len(times) else np.array([], int)
+    value = np.full((len(starts), len(channels)), np.nan)
+    quality = np.zeros((len(starts), len(channels)), dtype=np.int32)
+    error = np.zeros((len(starts), len(channels)), dtype=np.int32)
+    columns_of = np.array([places[channel] for channel in ids.tolist()], dtype=int)
+    value[rows, columns_of] = values
+    quality[rows, columns_of] = qualities
+    error[rows, columns_of] = errors
+    names = tuple(names_of.get(channel, str(channel)) for channel in channels)
+    return Records(names, tuple(unit_of(channel) for channel in channels), utc_array(times[starts]), value, quality, error)

@@ -1,0 +1,201 @@
+"""The Python package as its users have it: test_package.py FOLDER ULIX-PROGRAM."""
+
+import asyncio
+import datetime
+import doctest
+import os
+import pathlib
+import pickle
+import resource
+import subprocess
+import sys
+import threading
+import time
+import unittest
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+PACKAGE, PROGRAM = sys.argv[1], sys.argv[2]
+sys.path.insert(0, PACKAGE)
+
+import numpy as np  # noqa: E402
+
+import ulix  # noqa: E402
+
+
+def sim(**options):
+    return ulix.open("kelvo10", port="sim", **options)
+
+
+class Tour(unittest.TestCase):
+    def test_documentation_does_what_it_says(self):
+        os.chdir(SOURCE)
+        failed, run = doctest.testfile(str(SOURCE / "docs/python.md"), module_relative=False,
+                                       optionflags=doctest.ELLIPSIS | doctest.IGNORE_EXCEPTION_DETAIL)
+        self.assertEqual(failed, 0)
+        self.assertGreater(run, 30)
+
+
+class Types(unittest.TestCase):
+    def run_tool(self, *command):
+        done = subprocess.run(command, cwd=PACKAGE, capture_output=True, text=True, timeout=600,
+                              env=os.environ | {"MYPYPATH": PACKAGE, "PYTHONPATH": PACKAGE})
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+
+    def test_mypy_accepts_the_package(self):
+        self.run_tool("/usr/bin/python3", "-m", "mypy", "--strict", "-p", "ulix")
+
+    def test_stubs_are_those_of_the_compiled_part(self):
+        self.run_tool("/usr/bin/python3", "-m", "mypy.stubtest", "ulix._ulix", "--ignore-missing-stub",
+                      "--allowlist", str(SOURCE / "tests/python/stubtest-allowed.txt"))
+
+
+class Readings(unittest.TestCase):
+    def test_reading_is_now_and_in_this_zone(self):
+        with sim() as cal:
+            reading = cal.IN.read()
+        self.assertLess(abs((datetime.datetime.now(datetime.timezone.utc) - reading.time).total_seconds()), 10)
+        self.assertEqual(reading.time.utcoffset(), datetime.datetime.now().astimezone().utcoffset())
+
+    def test_records_are_in_utc(self):
+        with sim() as cal:
+            run = cal.record(["IN"], period=0.1, count=3)
+        age = np.datetime64(datetime.datetime.now(datetime.timezone.utc).replace(tzinfo=None), "ms") - run.time[-1]
+        self.assertLess(abs(age / np.timedelta64(1, "s")), 10)
+        self.assertTrue((np.diff(run.time) > np.timedelta64(0, "ms")).all())
+
+    def test_closed_instrument_raises_its_published_error(self):
+        cal = sim()
+        cal.close()
+        with self.assertRaises(ulix.NotConnectedError) as raised:
+            cal.OUT.write(1)
+        self.assertEqual(raised.exception.code, 0x8000FFFF)
+        again = pickle.loads(pickle.dumps(raised.exception))
+        self.assertEqual((type(again), again.code), (ulix.NotConnectedError, 0x8000FFFF))
+
+    def test_wrong_uses_are_told(self):
+        with sim() as cal:
+            for wrong in (lambda: cal.OUT.write(float("nan")), lambda: cal.IN.write(1), lambda: cal.record()):
+                with self.assertRaises((ulix.Error, ValueError)):
+                    wrong()
+            with self.assertRaisesRegex(AttributeError, "IN, OUT"):
+                cal.INN
+            with self.assertRaises(ValueError):
+                cal.settings["no-such-key"] = 1
+
+    def test_unanswered_reading_raises_and_scan_tells_its_quality(self):
+        simulator = subprocess.Popen([PROGRAM, "simulate", "kelvo10"], stdout=subprocess.PIPE)
+        port = simulator.stdout.readline().decode().strip()
+        with simulator, ulix.open("kelvo10", port=pathlib.Path(port), timeout=0.2) as cal:
+            self.assertEqual(cal.read(["IN"]).quality[0], ulix.Quality.GOOD)
+            simulator.kill()
+            simulator.wait()
+            with self.assertRaises(ulix.LinkError) as raised:
+                cal.IN.read()
+            self.assertTrue(raised.exception.name.startswith("serialCommErr"))
+            scan = cal.read(["IN"])
+            self.assertEqual(scan.quality[0], ulix.Quality.BAD)
+            self.assertTrue(np.isnan(scan.value[0]))
+
+
+class Concurrency(unittest.TestCase):
+    def silent(self):
+        """An instrument whose replies take five seconds."""
+        simulator = subprocess.Popen([PROGRAM, "simulate", "kelvo10"], stdout=subprocess.PIPE)
+        self.addCleanup(lambda: (simulator.kill(), simulator.communicate()))
+        cal = ulix.open("kelvo10", port=simulator.stdout.readline().decode().strip(), timeout=3)
+        self.addCleanup(cal.close)
+        cal.IN.read()
+        simulator.send_signal(19)  # SIGSTOP: it answers nothing, from the moment on that it has stopped
+        while " T " not in pathlib.Path(f"/proc/{simulator.pid}/stat").read_text():
+            time.sleep(0.01)
+        return cal
+
+    def test_other_threads_run_while_a_reading_waits(self):
+        cal = self.silent()
+        counted = 0
+        failures = []
+
+        def read():
+            try:
+                cal.IN.read()
+            except ulix.Error as error:
+                failures.append(error)
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        while reader.is_alive():
+            counted += 1
+            time.sleep(0.01)
+        self.assertGreater(counted, 20)
+        self.assertEqual([type(failure) for failure in failures], [ulix.LinkError])
+
+    def test_cancelled_await_returns_within_100_ms(self):
+        cal = self.silent()
+
+        async def cancel(task):
+            await asyncio.sleep(0.3)
+            began = time.monotonic()
+            task.cancel()
+            with self.assertRaises(asyncio.CancelledError):
+                await task
+            return time.monotonic() - began
+
+        async def both():
+            async def iterate():
+                async for _ in cal.scans(["IN"], period=10):
+                    pass
+            readings = [await cancel(asyncio.create_task(cal.IN.read_async())) for _ in range(5)]
+            return min(readings), min([await cancel(asyncio.create_task(iterate())) for _ in range(5)])
+
+        # The shortest of five: a busy machine delays any of them.
+        for seconds in asyncio.run(both()):
+            self.assertLess(seconds, 0.1)
+
+    def test_scans_that_nobody_takes_end_with_the_instrument(self):
+        cal = sim()
+        scans = cal.scans(["IN"], period=0.1)
+        self.assertIsNotNone(scans.take(10))
+        scans.close()
+        scans.close()
+        self.assertEqual(len([scan for scan in scans if scan is None]), 0)
+        cal.close()
+        cal.close()
+
+    def test_memory_stays_flat(self):
+        with sim() as cal:
+            def read(count):
+                for _ in range(count):
+                    cal.IN.read()
+                return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+            before = read(500)
+            self.assertLess(read(2000) - before, 1024)  # KiB
+
+
+class Memory(unittest.TestCase):
+    def test_block_is_arrays(self):
+        with ulix.open("memolog", port="sim") as logger:
+            for block in logger.memory:
+                records = block.read()
+                self.assertEqual(records.value.shape, (len(records.time), len(records.names)))
+                self.assertEqual(records.quality.shape, records.value.shape)
+
+
+class Certificates(unittest.TestCase):
+    def test_plan_problems_have_lines(self):
+        folder = pathlib.Path(self.enterContext(__import__("tempfile").TemporaryDirectory()))
+        (folder / "plan.json").write_text('{\n "titel": "x"\n}')
+        plan = ulix.load_plan(folder / "plan.json")
+        self.assertFalse(plan.usable)
+        self.assertTrue(any(problem.line == 2 and "title" in problem.message for problem in plan.problems))
+        with self.assertRaises(OSError):
+            ulix.load_plan(folder / "none.json")
+
+    def test_no_certificate_is_refused(self):
+        folder = pathlib.Path(self.enterContext(__import__("tempfile").TemporaryDirectory()))
+        (folder / "c.xml").write_text("<x/>")
+        with self.assertRaises(ValueError):
+            ulix.read_certificate(folder / "c.xml")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=1)
