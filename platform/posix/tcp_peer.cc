@@ -10,6 +10,9 @@
 namespace ulix::platform {
 namespace {
 
+// The kernel gives up at the retransmission after this time, which may be half a second later.
+constexpr int kMaxUnansweredMs = 1000;
+
 using NameOfEnd = int (*)(int socket, sockaddr* address, socklen_t* size);
 
 struct EndOfConnection {
@@ -40,7 +43,7 @@ bool WatchPeer(int socket) {
     return setsockopt(socket, level, option, &value, sizeof value) == 0;
   };
   return set(SOL_SOCKET, SO_KEEPALIVE, 1) && set(IPPROTO_TCP, TCP_KEEPIDLE, 1) && set(IPPROTO_TCP, TCP_KEEPINTVL, 1) &&
-         set(IPPROTO_TCP, TCP_KEEPCNT, 1) && set(IPPROTO_TCP, TCP_USER_TIMEOUT, 1500) &&
+         set(IPPROTO_TCP, TCP_KEEPCNT, 1) && set(IPPROTO_TCP, TCP_USER_TIMEOUT, kMaxUnansweredMs) &&
          set(IPPROTO_TCP, TCP_NODELAY, 1);
 }
 
