@@ -84,7 +84,7 @@ TEST_F(NodeTest, EveryMessage_CountsSeqFromTheBirthWithoutASkip) {
 
 TEST_F(NodeTest, Reconnected_CountsBdSeqAndBirthsStartAtSeqZero) {
   node_.DeviceBorn("a", {ValueOf(0)});
-  for (const std::uint8_t bd_seq : {0, 1, 2}) {
+  for (const int bd_seq : {0, 1, 2}) {
     GoOnline();
     const Sent birth = broker_.Of(MessageType::kNodeBirth).back();
     EXPECT_EQ(birth.payload.seq, 0);
