@@ -90,7 +90,16 @@ struct EnteredPage {
 // --- the link ---
 
 // The fields of the page about a serial link: those of LineFields(), then those of the network.
-enum CommField { kPort, kSpeed, kDataBits, kStopBits, kParity, kFlow, kHost, kTcpPort };
+enum CommField {
+  kPortField,
+  kSpeedField,
+  kDataBitsField,
+  kStopBitsField,
+  kParityField,
+  kFlowField,
+  kHostField,
+  kTcpPortField
+};
 constexpr std::int32_t kMaxTcpPort = 65535;
 
 // The entries about the link. `network` is set for models that can be on a network; without an address they are on the
@@ -113,7 +122,7 @@ std::optional<std::int32_t> PortOf(const std::string& entered) {
 }
 
 Field PortField(const SerialParams& params, Language language) {
-  Field field = MakeField(LineFields()[kPort].key, Localized(TextId::kPort, language), FieldKind::kOpenList,
+  Field field = MakeField(LineFields()[kPortField].key, Localized(TextId::kPort, language), FieldKind::kOpenList,
                           PortName(params.port));
   std::vector<int> ports;
   EnumSerialPorts(ports);
@@ -130,7 +139,7 @@ Field SpeedField(std::span<const std::uint32_t> rates, std::uint32_t rate, Langu
   std::vector<std::string> texts;
   for (const std::uint32_t listed : rates) texts.push_back(std::to_string(listed));
   const std::size_t usual = PlaceOf(rates, SerialParams().baudRate);
-  Field field = Choice(LineFields()[kSpeed].key, Localized(TextId::kSpeed, language), std::move(texts),
+  Field field = Choice(LineFields()[kSpeedField].key, Localized(TextId::kSpeed, language), std::move(texts),
                        PlaceOf(rates, rate), usual < rates.size() ? usual : 0);
   field.unit = "bds";
   return field;
@@ -161,21 +170,22 @@ void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
   for (const LineField& field : LineFields()) {
-    page.fields.push_back(page.fields.size() == kPort    ? PortField(params, language)
-                          : page.fields.size() == kSpeed ? SpeedField(instrument.BaudRates(), params.baudRate, language)
-                                                         : CodeField(field, params, language));
+    page.fields.push_back(page.fields.size() == kPortField ? PortField(params, language)
+                          : page.fields.size() == kSpeedField
+                              ? SpeedField(instrument.BaudRates(), params.baudRate, language)
+                              : CodeField(field, params, language));
   }
   AddNetwork(instrument, language, page);
 }
 
-bool IsOnLine(const Page& page) { return page.fields.size() > kFlow && page.fields[kPort].key == "port"; }
+bool IsOnLine(const Page& page) { return page.fields.size() > kFlowField && page.fields[kPortField].key == "port"; }
 
 std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
-  if (fields.size() <= kTcpPort || fields[kHost].key != "host") return std::nullopt;
-  const auto port = entered.Whole(kTcpPort, 1, kMaxTcpPort);
-  if (!port) return entered.RefuseNumber(kTcpPort, 1, kMaxTcpPort);
-  const std::string host(Trimmed(fields[kHost].value));
+  if (fields.size() <= kTcpPortField || fields[kHostField].key != "host") return std::nullopt;
+  const auto port = entered.Whole(kTcpPortField, 1, kMaxTcpPort);
+  if (!port) return entered.RefuseNumber(kTcpPortField, 1, kMaxTcpPort);
+  const std::string host(Trimmed(fields[kHostField].value));
   entry.network.emplace();
   if (!host.empty()) *entry.network = NetworkAddress{host, static_cast<std::int32_t>(*port)};
   return std::nullopt;
@@ -184,17 +194,17 @@ std::optional<Refusal> ReadNetwork(const EnteredPage& entered, CommEntry& entry)
 std::optional<Refusal> ReadComm(Instrument& instrument, const EnteredPage& entered, CommEntry& entry) {
   const auto& fields = entered.page.fields;
   if (!IsOnLine(entered.page)) return std::nullopt;
-  const auto port = PortOf(fields[kPort].value);
+  const auto port = PortOf(fields[kPortField].value);
   if (!port) {
-    return entered.Refuse(
-        kPort, Localized(TextId::kPortRange, entered.language, {entered.At(kPort).label, PortName(kMaxPort)}));
+    return entered.Refuse(kPortField, Localized(TextId::kPortRange, entered.language,
+                                                {entered.At(kPortField).label, PortName(kMaxPort)}));
   }
   entry.line.port = *port;
-  for (std::size_t k = kSpeed; k <= kFlow; ++k) {
+  for (std::size_t k = kSpeedField; k <= kFlowField; ++k) {
     const auto choice = ChoiceOf(fields[k]);
     if (!choice) return entered.RefuseAs(k, TextId::kNotAChoice);
     const auto number =
-        k == kSpeed ? std::int64_t{instrument.BaudRates()[*choice]} : static_cast<std::int64_t>(*choice);
+        k == kSpeedField ? std::int64_t{instrument.BaudRates()[*choice]} : static_cast<std::int64_t>(*choice);
     SetNumber(entry.line, LineFields()[k], number);
   }
   return ReadNetwork(entered, entry);
@@ -205,7 +215,7 @@ std::optional<Refusal> SetComm(Instrument& instrument, const EnteredPage& entere
   if (!IsOnLine(entered.page)) return std::nullopt;
   HRESULT result = instrument.SetSerialParams(entry.line);
   if (Succeeded(result) && entry.network) result = instrument.SetNetworkAddress(*entry.network);
-  return Failed(result) ? std::optional(entered.Refuse(kPort, instrument.DescriptionOf(result))) : std::nullopt;
+  return Failed(result) ? std::optional(entered.Refuse(kPortField, instrument.DescriptionOf(result))) : std::nullopt;
 }
 
 // --- the configuration record ---

@@ -255,10 +255,10 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
   bool Configure(const platform::LineSettings& line) override {
     using namespace telnet;
     const std::array<std::pair<std::uint8_t, std::string>, 4> wanted = {
-        {{kBaudRate, RateValue(line.baud_rate)},
-         {kDataBits, OneByte(static_cast<std::uint8_t>(line.data_bits))},
-         {kParity, OneByte(ParityValue(line.parity))},
-         {kStopBits, OneByte(static_cast<std::uint8_t>(line.stop_bits))}}};
+        {{telnet::kBaudRate, RateValue(line.baud_rate)},
+         {telnet::kDataBits, OneByte(static_cast<std::uint8_t>(line.data_bits))},
+         {telnet::kParity, OneByte(ParityValue(line.parity))},
+         {telnet::kStopBits, OneByte(static_cast<std::uint8_t>(line.stop_bits))}}};
     answers_.clear();
     std::string commands;
     for (const auto& [code, value] : wanted) commands += ComPortCommand(code, value);

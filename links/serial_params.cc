@@ -8,8 +8,8 @@ namespace {
 
 constexpr int kFallbackPosition = 5;  // 9600
 
-constexpr std::array kDataBits = {LineCode{"7", TextId::kDataBitsCount}, LineCode{"8", TextId::kDataBitsCount}};
-constexpr std::array kStopBits = {LineCode{"1", TextId::kStopBitsCount}, LineCode{"2", TextId::kStopBitsCount}};
+constexpr std::array kDataBitsCodes = {LineCode{"7", TextId::kDataBitsCount}, LineCode{"8", TextId::kDataBitsCount}};
+constexpr std::array kStopBitsCodes = {LineCode{"1", TextId::kStopBitsCount}, LineCode{"2", TextId::kStopBitsCount}};
 constexpr std::array kParities = {LineCode{"even", TextId::kParityEven}, LineCode{"odd", TextId::kParityOdd},
                                   LineCode{"ignore", TextId::kParityIgnore}, LineCode{"none", TextId::kParityNone}};
 constexpr std::array kHandshakes = {LineCode{"hardware", TextId::kFlowHardware}, LineCode{"none", TextId::kFlowNone},
@@ -18,8 +18,8 @@ constexpr std::array kHandshakes = {LineCode{"hardware", TextId::kFlowHardware},
 constexpr std::array kFields = {
     LineField{"port", TextId::kPort, &SerialParams::port},
     LineField{"baud", TextId::kSpeed, &SerialParams::baudRate},
-    LineField{"data-bits", TextId::kDataBits, &SerialParams::dataBitsCode, kDataBits, 0},
-    LineField{"stop-bits", TextId::kStopBits, &SerialParams::stopBitsCode, kStopBits, 0},
+    LineField{"data-bits", TextId::kDataBits, &SerialParams::dataBitsCode, kDataBitsCodes, 0},
+    LineField{"stop-bits", TextId::kStopBits, &SerialParams::stopBitsCode, kStopBitsCodes, 0},
     LineField{"parity", TextId::kParity, &SerialParams::parityCode, kParities, 3},
     LineField{"handshake", TextId::kFlow, &SerialParams::handshakeCode, kHandshakes, 1},
 };

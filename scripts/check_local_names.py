@@ -2,7 +2,8 @@
 """Checks that file-local names differ within a target, whose files the sanitizer and Windows builds compile in batches.
 
 A file-local name is in an unnamed namespace of a .cc file. Two files that are compiled together cannot both have it,
-except functions with different parameters.
+except functions with different parameters. Nor may it be an enumerator of a header: in a file that is compiled behind
+it, the local name would be taken in silence.
 """
 
 import pathlib
@@ -30,10 +31,19 @@ DEFINITIONS = (
 FUNCTION = re.compile(r"[\w:<>,&*\s\[\]]+[ &*](\w+)\(([^)]*)")
 
 
+UNSCOPED = re.compile(r"^enum(?! class)\b[^{;]*\{([^}]*)\}", re.MULTILINE)
+
+
+def enumerators_in(text):
+    """The enumerators of enumerations that are no classes."""
+    return {name for body in UNSCOPED.findall(re.sub(r"//.*", "", text)) for name in re.findall(r"\b(k[A-Z]\w*)\b(?=\s*[=,}]|\s*$)", body)}
+
+
 def names_in(path):
     """The file-local names, each with its namespace, and functions with the types of their parameters."""
     names, local, space = set(), False, ""
-    for line in path.read_text(encoding="utf-8").splitlines():
+    text = path.read_text(encoding="utf-8")
+    for line in text.splitlines():
         if line == "namespace {":
             local = True
         elif line == "}  // namespace":
@@ -47,7 +57,7 @@ def names_in(path):
             elif not line.startswith("template") and (function := FUNCTION.match(line)):
                 types = re.sub(r"\s*\b\w+(?=,|$)", "", function[2])
                 names.add(f"{space}::{function[1]}({types})")
-    return names
+    return names | {f"{space}::{name}" for name in enumerators_in(text)}
 
 
 def main():
@@ -55,6 +65,12 @@ def main():
     for rooms, elsewhere in TARGETS:
         for other_system in ("posix", "win32"):
             home = {}
+            shared = {}
+            for room in rooms.split():
+                for path in sorted((ROOT / room).rglob("*.h")):
+                    text = path.read_text(encoding="utf-8")
+                    space = re.search(r"^namespace ([\w:]+) \{", text, re.MULTILINE)
+                    shared |= dict.fromkeys(enumerators_in(text), (f"{space[1] if space else ''}::", path.relative_to(ROOT)))
             for room in rooms.split():
                 for path in sorted((ROOT / room).rglob("*.cc")):
                     place = path.relative_to(ROOT).as_posix()
@@ -65,6 +81,10 @@ def main():
                         if first != place:
                             complaints += 1
                             print(f"{place}: {name} stands in {first} too", file=sys.stderr)
+                        inner, header = shared.get(name.rpartition("::")[2], ("", ""))
+                        if inner.startswith(name.rpartition("::")[0] + "::"):
+                            complaints += 1
+                            print(f"{place}: {name} is an enumerator of {header}", file=sys.stderr)
     return 1 if complaints else 0
 
 

@@ -23,7 +23,7 @@ FAULTS = [
     (KELVO10, "namespace ulix", 'constexpr LocalizedText kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
-    (FORMS, "{entered.At(kPort).label, PortName(kMaxPort)}", "{PortName(kMaxPort)}",
+    (FORMS, "{entered.At(kPortField).label, PortName(kMaxPort)}", "{PortName(kMaxPort)}",
      "TextId::kPortRange is said with 1 values"),
 ]
 
