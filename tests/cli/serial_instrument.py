@@ -51,6 +51,7 @@ class SerialInstrument:
         self.commands = []  # (monotonic seconds, whole command)
         self.unknown = []  # commands that it has not
         self.speed, self.two_stop_bits = None, None  # of the terminal when the last bytes came
+        self.line_settings = set()  # all that these two have been
         self._received = []  # (monotonic seconds, bytes)
         self._outbox = []  # (due, bytes, vanish), in order of sending
         self._partial = b""
@@ -120,6 +121,7 @@ class SerialInstrument:
     def _receive(self, data, now):
         settings = termios.tcgetattr(self._master)
         self.speed, self.two_stop_bits = settings[4], bool(settings[2] & termios.CSTOPB)
+        self.line_settings.add((self.speed, self.two_stop_bits))
         self._received.append((now, data))
         self._partial += data
         while match := self._frame.match(self._partial):

@@ -54,9 +54,11 @@ class NetworkPortTest(ServerTest):
             url = server(self, unit.device)
             for rate in (1200, 57600):
                 options = ["--baud", rate, "--stop-bits", "2" if rate == 1200 else "1"]
+                unit.line_settings.clear()
                 code, _, error = self.ulix("read", "kelvo10", "in", "--port", url, *PATIENT, *options)
-                arrived = (unit.speed, unit.two_stop_bits)
-                self.assertEqual((code, arrived), (0, (getattr(termios, f"B{rate}"), rate == 1200)), f"{server} {error}")
+                self.assertEqual(code, 0, f"{server} {error}")
+                # The last bytes may be read after the server has set the line back.
+                self.assertIn((getattr(termios, f"B{rate}"), rate == 1200), unit.line_settings, str(server))
 
     def test_a_late_reply_is_never_another_querys_value(self):
         for server in SERVERS:
