@@ -7,6 +7,8 @@
 
 #include <array>
 
+#include "platform/connection_end.h"
+
 namespace ulix::platform {
 namespace {
 
@@ -14,11 +16,6 @@ namespace {
 constexpr int kMaxUnansweredMs = 1000;
 
 using NameOfEnd = int (*)(int socket, sockaddr* address, socklen_t* size);
-
-struct EndOfConnection {
-  std::string host;
-  std::string port;
-};
 
 EndOfConnection End(int socket, NameOfEnd name_of) {
   sockaddr_storage address{};
@@ -29,11 +26,6 @@ EndOfConnection End(int socket, NameOfEnd name_of) {
   if (name_of(socket, generic, &size) != 0) return {};
   getnameinfo(generic, size, host.data(), host.size(), port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV);
   return {host.data(), port.data()};
-}
-
-std::string TextOfEnd(const EndOfConnection& end) {
-  const bool is_ipv6 = end.host.find(':') != std::string::npos;
-  return (is_ipv6 ? "[" + end.host + "]" : end.host) + ":" + end.port;
 }
 
 }  // namespace

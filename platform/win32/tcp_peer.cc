@@ -5,13 +5,10 @@
 
 #include <array>
 
+#include "platform/connection_end.h"
+
 namespace ulix::platform {
 namespace {
-
-struct EndOfConnection {
-  std::string host;
-  std::string port;
-};
 
 template <typename NameOf>
 EndOfConnection End(SOCKET socket, NameOf name_of) {
@@ -23,11 +20,6 @@ EndOfConnection End(SOCKET socket, NameOf name_of) {
   if (name_of(socket, generic, &size) != 0) return {};
   getnameinfo(generic, size, host.data(), host.size(), port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV);
   return {host.data(), port.data()};
-}
-
-std::string TextOfEnd(const EndOfConnection& end) {
-  const bool is_ipv6 = end.host.find(':') != std::string::npos;
-  return (is_ipv6 ? "[" + end.host + "]" : end.host) + ":" + end.port;
 }
 
 }  // namespace
