@@ -16,6 +16,8 @@ using std::chrono::seconds;
 constexpr seconds kMaxHandshake{10};
 constexpr seconds kMaxFarewell{2};
 constexpr int kLoopMs = 50;
+constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality of service
+
 }  // namespace
 
 // Called by the library on the link's thread. No exception may pass it.
@@ -23,25 +25,28 @@ struct BrokerLink::Callbacks {
   static void OnConnect(mosquitto* client, void* link, int code) {
     auto& self = *static_cast<BrokerLink*>(link);
     if (code != 0) {
-      self.SayOnce(LogLevel::kWarning, std::string("the broker refuses: ") + mosquitto_connack_string(code));
+      self.reason_ = std::string("the broker refuses: ") + mosquitto_connack_string(code);
       self.failed_ = true;
       return;
     }
     self.accepted_ = true;
-    for (const std::string& topic : self.node_.command_topics()) {
+    for (const std::string& topic : self.user_.topics()) {
       mosquitto_subscribe(client, nullptr, topic.c_str(), 1);
     }
   }
-  static void OnSubscribe(mosquitto*, void* link, int, int, const int*) {
+  static void OnSubscribe(mosquitto*, void* link, int, int count, const int* granted) {
     auto& self = *static_cast<BrokerLink*>(link);
-    if (++self.subscriptions_ != static_cast<int>(self.node_.command_topics().size())) return;
+    if (count > 0 && granted[0] >= kSubscriptionRefused) {
+      self.Say(LogLevel::kWarning, "the broker refuses a subscription");
+    }
+    if (++self.subscriptions_ != static_cast<int>(self.user_.topics().size())) return;
     self.said_.clear();
     self.failures_ = 0;
     self.online_ = true;
     self.Say(LogLevel::kInfo, "connected to " + self.settings_.host);
-    self.node_.Online(self);
+    self.user_.Online(self);
   }
-  static void OnUnsubscribe(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->node_.Confirmed(); }
+  static void OnUnsubscribe(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->user_.Confirmed(); }
   static void OnDisconnect(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->failed_ = true; }
   static void OnPublish(mosquitto*, void* link, int message) {
     auto& self = *static_cast<BrokerLink*>(link);
@@ -50,15 +55,15 @@ struct BrokerLink::Callbacks {
   static void OnMessage(mosquitto*, void* link, const mosquitto_message* message) {
     const std::string_view bytes(static_cast<const char*>(message->payload),
                                  static_cast<std::size_t>(message->payloadlen));
-    static_cast<BrokerLink*>(link)->node_.Received(message->topic, bytes, message->retain);
+    static_cast<BrokerLink*>(link)->user_.Received(message->topic, bytes, message->retain);
   }
 };
 
-BrokerLink::BrokerLink(BrokerSettings settings, std::string password, std::string folder, Node& node, Log log)
+BrokerLink::BrokerLink(BrokerSettings settings, std::string password, std::string folder, BrokerClient& user, Log log)
     : settings_(std::move(settings)),
       password_(std::move(password)),
       folder_(std::move(folder)),
-      node_(node),
+      user_(user),
       log_(std::move(log)),
       client_(nullptr, mosquitto_destroy) {}
 
@@ -96,7 +101,7 @@ bool BrokerLink::Publish(const std::string& topic, const std::string& payload, i
 // A broker takes the packets of a client in their order. Its answer to this one says that it has the ones before; the
 // topic is one that is never subscribed to, so nothing changes.
 bool BrokerLink::RequestConfirmation() {
-  const std::string topic = node_.command_topics().front() + "/confirmation";
+  const std::string topic = user_.topics().front() + "/confirmation";
   return mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str()) == MOSQ_ERR_SUCCESS;
 }
 
@@ -128,9 +133,11 @@ bool BrokerLink::Prepare() {
   mosquitto_disconnect_callback_set(client, Callbacks::OnDisconnect);
   mosquitto_publish_callback_set(client, Callbacks::OnPublish);
   mosquitto_message_callback_set(client, Callbacks::OnMessage);
-  const std::string will = node_.will_payload();
-  int result = mosquitto_will_set(client, TextOf(node_.will_topic()).c_str(), static_cast<int>(will.size()),
-                                  will.data(), 1, false);
+  int result = MOSQ_ERR_SUCCESS;
+  if (const auto will = user_.will()) {
+    result = mosquitto_will_set(client, will->topic.c_str(), static_cast<int>(will->payload.size()),
+                                will->payload.data(), 1, false);
+  }
   if (result == MOSQ_ERR_SUCCESS) result = SetUpSecurity(client, settings_, password_, folder_);
   if (result == MOSQ_ERR_SUCCESS) return true;
   SayOnce(LogLevel::kError, std::string("the connection cannot be set up: ") + mosquitto_strerror(result));
@@ -140,25 +147,35 @@ bool BrokerLink::Prepare() {
 void BrokerLink::RunSession() {
   subscriptions_ = 0;
   failed_ = false;
+  reason_ = "the broker " + settings_.host + " is not reached";
   acknowledged_message_ = 0;
   // An attempt that no broker accepted was no session.
-  if (!begun_ || accepted_) node_.BeginSession();
+  if (!begun_ || accepted_) user_.BeginSession();
   begun_ = true;
   accepted_ = false;
   if (!Prepare()) return;
   const int result =
       mosquitto_connect_async(client_.get(), settings_.host.c_str(), settings_.port, settings_.keep_alive);
   if (result != MOSQ_ERR_SUCCESS) {
-    const std::string why = result == MOSQ_ERR_ERRNO ? "no connection" : mosquitto_strerror(result);
-    return SayOnce(LogLevel::kWarning, "the broker " + settings_.host + " is not reached: " + why);
+    NoteCause(result);
+    return SayOnce(LogLevel::kWarning, reason_);
   }
   Loop();
   if (online_ && stopping_) Farewell();
-  node_.Offline();
+  user_.Offline();
   const bool was_online = online_.exchange(false);
   if (stopping_) return;
-  SayOnce(LogLevel::kWarning,
-          was_online ? "the connection to the broker is lost" : "the broker " + settings_.host + " is not reached");
+  SayOnce(LogLevel::kWarning, was_online ? "the connection to the broker is lost" : reason_);
+}
+
+// The handshake may fail while the connection is made, or later.
+void BrokerLink::NoteCause(int result) {
+  if (result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE) {
+    reason_ = "TLS with the broker fails: its certificate is not valid for " + settings_.host +
+              ", or its authority is not known";
+  } else if (result == MOSQ_ERR_EAI) {
+    reason_ = "the broker " + settings_.host + " is not found: no such host";
+  }
 }
 
 void BrokerLink::Loop() {
@@ -166,24 +183,20 @@ void BrokerLink::Loop() {
   while (!stopping_ && !failed_) {
     ++turns_;
     const int result = mosquitto_loop(client_.get(), kLoopMs, 1);
-    if (result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE) {
-      SayOnce(LogLevel::kError, "TLS with the broker fails: its certificate is not valid for " + settings_.host +
-                                    ", or its authority is not known");
-    }
-    if (result != MOSQ_ERR_SUCCESS) return;
+    if (result != MOSQ_ERR_SUCCESS) return NoteCause(result);
     const auto now = std::chrono::steady_clock::now();
     if (!online_ && now - begun > kMaxHandshake) return;
-    if (node_.Tick(now) == Node::Health::kStuck) return;
+    if (user_.Tick(now) == BrokerClient::Health::kStuck) return;
   }
 }
 
 void BrokerLink::Farewell() {
   const auto until = std::chrono::steady_clock::now() + kMaxFarewell;
   const auto loop = [&] { return mosquitto_loop(client_.get(), kLoopMs, 1) == MOSQ_ERR_SUCCESS; };
-  while (node_.HasUnconfirmed() && std::chrono::steady_clock::now() < until && loop()) {
-    node_.Tick(std::chrono::steady_clock::now());
+  while (user_.HasUnconfirmed() && std::chrono::steady_clock::now() < until && loop()) {
+    user_.Tick(std::chrono::steady_clock::now());
   }
-  node_.SayDeath();
+  user_.SayDeath();
   while (acknowledged_message_ != 0 && std::chrono::steady_clock::now() < until && loop()) {
   }
   mosquitto_disconnect(client_.get());

@@ -1,4 +1,4 @@
-// The connection of a node to an MQTT broker, kept up by a thread of its own.
+// The connection of a client to an MQTT broker, kept up by a thread of its own.
 #pragma once
 
 #include <atomic>
@@ -8,8 +8,8 @@
 #include <string>
 #include <thread>
 
+#include "fleet/broker_client.h"
 #include "fleet/mqtt_client.h"
-#include "fleet/node.h"
 #include "fleet/publish_config.h"
 
 struct mosquitto;
@@ -17,17 +17,17 @@ struct mosquitto;
 namespace ulix::fleet {
 
 // Connects, and connects again after 1, 2, 4 ... 30 s. Every connection that the broker accepts is a session of the
-// node with a will of its own. A connection that gives no CONNACK or no SUBACK within ten seconds is given up.
+// user with a will of its own. A connection that gives no CONNACK or no SUBACK within ten seconds is given up.
 class BrokerLink final : private BrokerConnection {
  public:
-  // `folder` is where the files are that the settings name. `node` and `log` outlive the link.
-  BrokerLink(BrokerSettings settings, std::string password, std::string folder, Node& node, Log log);
+  // `folder` is where the files are that the settings name. `user` and what `log` uses outlive the link.
+  BrokerLink(BrokerSettings settings, std::string password, std::string folder, BrokerClient& user, Log log);
   ~BrokerLink() override { Stop(); }
   BrokerLink(const BrokerLink&) = delete;
   BrokerLink& operator=(const BrokerLink&) = delete;
 
   void Start();
-  // Waits at most two seconds for what the broker has not confirmed, says the node's death, disconnects.
+  // Waits at most two seconds for what the broker has not confirmed, lets the user say its death, disconnects.
   void Stop();
   // Counts while the thread is alive and not stuck, for a watchdog.
   std::uint64_t turns() const { return turns_; }
@@ -42,6 +42,7 @@ class BrokerLink final : private BrokerConnection {
   void RunSession();
   bool Prepare();
   void Loop();
+  void NoteCause(int result);
   void Farewell();
   bool PauseBeforeRetry();
   void Say(LogLevel level, const std::string& text) const;
@@ -51,7 +52,7 @@ class BrokerLink final : private BrokerConnection {
   const BrokerSettings settings_;
   const std::string password_;
   const std::string folder_;
-  Node& node_;
+  BrokerClient& user_;
   const Log log_;
   std::thread thread_;
   std::mutex mutex_;
@@ -60,13 +61,14 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<bool> online_ = false;
   std::atomic<std::uint64_t> turns_ = 0;
 
-  // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the node.
+  // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the user.
   MqttClient client_;
   int subscriptions_ = 0;                      // that were answered in this session
   bool failed_ = false;                        // the session is over
   bool begun_ = false;                         // a session
   bool accepted_ = false;                      // by the broker
   std::atomic<int> acknowledged_message_ = 0;  // id of the message whose acknowledgement is awaited; 0: none
+  std::string reason_;                         // why this session came to nothing
   std::string said_;
   int failures_ = 0;  // sessions without a birth, one after the other
 };

@@ -49,14 +49,13 @@ void Node::BeginSession() {
   if (options_.keep_bd_seq) options_.keep_bd_seq(bd_seq);
 }
 
-Topic Node::will_topic() const { return {options_.group, MessageType::kNodeDeath, options_.node, ""}; }
-
-std::string Node::will_payload() const {
+std::optional<BrokerClient::Will> Node::will() const {
   const std::lock_guard lock(mutex_);
-  return Encode({.time = UnixNow(), .metrics = {BdSeqMetric(bd_seq_)}});
+  return Will{TextOf({options_.group, MessageType::kNodeDeath, options_.node, ""}),
+              Encode({.time = UnixNow(), .metrics = {BdSeqMetric(bd_seq_)}})};
 }
 
-std::vector<std::string> Node::command_topics() const {
+std::vector<std::string> Node::topics() const {
   return {TextOf({options_.group, MessageType::kNodeCommand, options_.node, ""}),
           TextOf({options_.group, MessageType::kDeviceCommand, options_.node, "+"})};
 }
@@ -82,9 +81,9 @@ void Node::Offline() {
 }
 
 void Node::SayDeath() {
-  const std::string payload = will_payload();
+  const Will death = *will();
   const std::lock_guard lock(mutex_);
-  if (connection_) connection_->Publish(TextOf(will_topic()), payload, 1);
+  if (connection_) connection_->Publish(death.topic, death.payload, 1);
 }
 
 // --- births, data, deaths ---

@@ -13,24 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include "fleet/broker_client.h"
 #include "fleet/message_store.h"
 #include "fleet/payload.h"
 #include "fleet/topic.h"
 
 namespace ulix::fleet {
-
-enum class LogLevel { kError = 3, kWarning = 4, kInfo = 6 };  // the numbers of syslog
-using Log = std::function<void(LogLevel, const std::string&)>;
-
-// The connection to a broker, as far as a node uses it. Publish and RequestConfirmation do not wait.
-class BrokerConnection {
- public:
-  virtual ~BrokerConnection() = default;
-  // False when the message was not taken.
-  virtual bool Publish(const std::string& topic, const std::string& payload, int qos) = 0;
-  // Makes the broker answer once it has taken all that was published before. False when that cannot be asked now.
-  virtual bool RequestConfirmation() = 0;
-};
 
 // One node with its devices. Messages are counted and handed to the connection under one lock, so `seq` never skips.
 //
@@ -39,9 +27,8 @@ class BrokerConnection {
 //
 // All members may be called from any thread. The command handler is called with no lock held; the log must not call the
 // node.
-class Node {
+class Node final : public BrokerClient {
  public:
-  using SteadyTime = std::chrono::steady_clock::time_point;
   // Opens the store of a device; null where none is kept.
   using StoreOpener = std::function<std::unique_ptr<MessageStore>(const std::string& device)>;
   using CommandHandler = std::function<void(const std::string& device, const Metric& command)>;
@@ -59,17 +46,17 @@ class Node {
 
   explicit Node(Options options);
 
-  // To be called before the first CONNECT and after each session: counts bdSeq. Then the will of the next session.
-  void BeginSession();
-  Topic will_topic() const;
-  std::string will_payload() const;
-  std::vector<std::string> command_topics() const;  // to subscribe to, QoS 1
-
-  // After CONNACK and the subscriptions: sends the births. `connection` is used until Offline returns.
-  void Online(BrokerConnection& connection);
-  void Offline();
-  // NDEATH; before a deliberate end.
-  void SayDeath();
+  // Counts bdSeq.
+  void BeginSession() override;
+  // NDEATH with the bdSeq of the next births.
+  std::optional<Will> will() const override;
+  // Those of commands.
+  std::vector<std::string> topics() const override;
+  // Sends the births.
+  void Online(BrokerConnection& connection) override;
+  void Offline() override;
+  // NDEATH.
+  void SayDeath() override;
 
   // Publishes the device's birth. `metrics` are all that ever come, with their values. A device that is alive is born
   // again.
@@ -80,17 +67,13 @@ class Node {
   void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
 
   void HandleCommandsWith(CommandHandler handler);
-  // A message that came. Retained ones are ignored: a command is for now.
-  void Received(const std::string& topic, std::string_view payload, bool retained);
-
-  // The broker has taken all that was published before the last RequestConfirmation.
-  void Confirmed();
-  enum class Health { kGood, kStuck };
-  // To be called some ten times a second while online: sends history and asks for confirmations. kStuck when the broker
-  // has confirmed nothing for kMaxUnconfirmed: the connection is dead.
-  Health Tick(SteadyTime now);
-  // Whether something was published that the broker has not confirmed.
-  bool HasUnconfirmed() const;
+  // Commands. Retained ones are ignored: a command is for now.
+  void Received(const std::string& topic, std::string_view payload, bool retained) override;
+  void Confirmed() override;
+  // Sends history and asks for confirmations. kStuck when the broker has confirmed nothing for kMaxUnconfirmed: the
+  // connection is dead.
+  Health Tick(SteadyTime now) override;
+  bool HasUnconfirmed() const override;
 
   static constexpr std::chrono::seconds kMaxUnconfirmed{10};
   static constexpr std::chrono::milliseconds kConfirmationInterval{500};

@@ -89,7 +89,7 @@ TEST_F(NodeTest, Reconnected_CountsBdSeqAndBirthsStartAtSeqZero) {
     const Sent birth = broker_.Of(MessageType::kNodeBirth).back();
     EXPECT_EQ(birth.payload.seq, 0);
     EXPECT_EQ(birth.payload.metrics[0].value, MetricValue(std::int64_t{bd_seq}));
-    EXPECT_EQ(Decode(node_.will_payload())->metrics[0].value, MetricValue(std::int64_t{bd_seq}));
+    EXPECT_EQ(Decode(node_.will()->payload)->metrics[0].value, MetricValue(std::int64_t{bd_seq}));
     node_.Offline();
   }
 }
