@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "fleet/fleet_view.h"
 #include "fleet/node.h"
 #include "fleet/payload.h"
 #include "fuzz/require.h"
@@ -47,6 +48,21 @@ void CheckNode(const std::string& topic, std::string_view bytes) {
   Require(commands <= 200, "commands of a message are bounded");
 }
 
+// What a host keeps and shows of a message has no control characters, whatever came.
+void CheckView(const std::string& topic, std::string_view bytes) {
+  FleetView view("g", true);
+  view.Received(topic, bytes);
+  for (const char* type : {"NBIRTH/n", "DBIRTH/n/d", "DDATA/n/d", "DDEATH/n/d", "NDEATH/n"}) {
+    view.Received(std::string("spBv1.0/g/") + type, bytes);
+  }
+  const std::string text = MetricsText("g", view.Benches(), true);
+  for (const char c : text) Require(c == '\n' || static_cast<unsigned char>(c) >= ' ', "texts are clean");
+  std::uint64_t dropped = 0;
+  for (const FleetReport& report : view.TakeReports(&dropped)) {
+    Require(!report.state.value || std::isfinite(*report.state.value), "values are numbers");
+  }
+}
+
 }  // namespace
 }  // namespace ulix::fleet
 
@@ -60,5 +76,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   ulix::fleet::CheckPayload(input.substr(end + 1));
   ulix::fleet::CheckNode(topic, input.substr(end + 1));
+  ulix::fleet::CheckView(topic, input.substr(end + 1));
   return 0;
 }

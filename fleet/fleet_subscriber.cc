@@ -1,0 +1,108 @@
+#include "fleet/fleet_subscriber.h"
+
+#include <charconv>
+#include <utility>
+
+namespace ulix::fleet {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::string_view kScheme = "mqtt://";
+constexpr std::string_view kTlsScheme = "mqtts://";
+constexpr int kPlainPort = 1883;
+constexpr int kTlsPort = 8883;
+constexpr std::chrono::seconds kAskInterval{10};
+
+tl::unexpected<std::string> NoAddress(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
+
+std::optional<int> PortIn(std::string_view text) {
+  int port = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+  const bool good = error == std::errc() && end == text.data() + text.size() && port > 0 && port < 65536;
+  return good ? std::optional(port) : std::nullopt;
+}
+
+// "HOST", "HOST:PORT"; an address of IPv6 stands in brackets. None where the port is none; 0: no port is told.
+std::optional<int> ReadHost(std::string_view text, std::string& host) {
+  const std::size_t bracket = text.rfind(']');
+  const std::size_t colon = text.rfind(':');
+  const bool has_port = colon != text.npos && (bracket == text.npos || colon > bracket);
+  host = has_port ? text.substr(0, colon) : text;
+  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+  return has_port ? PortIn(text.substr(colon + 1)) : std::optional(0);
+}
+
+}  // namespace
+
+bool IsFleetAddress(std::string_view text) { return text.starts_with(kScheme) || text.starts_with(kTlsScheme); }
+
+tl::expected<FleetAddress, std::string> ParseFleetAddress(std::string_view url) {
+  if (!IsFleetAddress(url)) return NoAddress("takes mqtt://[USER@]HOST[:PORT]/GROUP");
+  const bool wants_tls = url.starts_with(kTlsScheme);
+  url.remove_prefix(wants_tls ? kTlsScheme.size() : kScheme.size());
+  const std::size_t slash = url.find('/');
+  if (slash == url.npos || slash + 1 == url.size()) return NoAddress("names no group: mqtt://HOST/GROUP");
+  FleetAddress address;
+  address.group = url.substr(slash + 1);
+  if (!IsTopicId(address.group)) return NoAddress("'" + address.group + "' is no group");
+  std::string_view host = url.substr(0, slash);
+  if (const std::size_t at = host.rfind('@'); at != host.npos) {
+    address.broker.user = host.substr(0, at);
+    host.remove_prefix(at + 1);
+  }
+  if (address.broker.user.find(':') != std::string::npos) return NoAddress("a password does not belong in an address");
+  const auto port = ReadHost(host, address.broker.host);
+  if (!port) return NoAddress("'" + std::string(host.substr(host.rfind(':') + 1)) + "' is no port");
+  if (address.broker.host.empty()) return NoAddress("names no host: mqtt://HOST/GROUP");
+  if (wants_tls || !IsLoopback(address.broker.host)) address.broker.tls.emplace();
+  address.broker.port = *port != 0 ? *port : address.broker.tls ? kTlsPort : kPlainPort;
+  return address;
+}
+
+FleetSubscriber::FleetSubscriber(const FleetAddress& address, const std::string& password, FleetView& view)
+    : group_(address.group),
+      view_(view),
+      link_(address.broker, password, "", *this, [this](LogLevel level, auto& text) {
+        const std::lock_guard lock(mutex_);
+        trouble_ = level == LogLevel::kInfo ? "" : text;
+      }) {}
+
+std::string FleetSubscriber::trouble() const {
+  const std::lock_guard lock(mutex_);
+  return trouble_;
+}
+
+std::vector<std::string> FleetSubscriber::topics() const { return {"spBv1.0/" + group_ + "/#"}; }
+
+// Whatever was known before may have changed meanwhile.
+void FleetSubscriber::Online(BrokerConnection& connection) {
+  connection_ = &connection;
+  asked_.clear();
+  for (const auto& [node, bench] : view_.Benches()) AskForBirths(node);
+}
+
+void FleetSubscriber::Offline() {
+  connection_ = nullptr;
+  view_.Disconnected();
+}
+
+// A bench never sends retained messages: such a one is of another time.
+void FleetSubscriber::Received(const std::string& topic, std::string_view payload, bool retained) {
+  if (retained || !view_.Received(topic, payload)) return;
+  if (const auto parsed = ParseTopic(topic)) AskForBirths(parsed->node);
+}
+
+void FleetSubscriber::AskForBirths(const std::string& node) {
+  const auto now = steady_clock::now();
+  const auto [asked, is_new] = asked_.try_emplace(node, now);
+  if (!connection_ || (!is_new && now - asked->second < kAskInterval)) return;
+  asked->second = now;
+  connection_->Publish(
+      TextOf({group_, MessageType::kNodeCommand, node, ""}),
+      Encode({.time = UnixNow(),
+              .metrics = {{.name = "Node Control/Rebirth", .type = DataType::kBoolean, .value = true}}}),
+      0);
+}
+
+}  // namespace ulix::fleet

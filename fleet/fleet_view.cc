@@ -1,0 +1,201 @@
+#include "fleet/fleet_view.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "base/numbers.h"
+#include "base/text.h"
+
+namespace ulix::fleet {
+namespace {
+
+constexpr std::size_t kMaxText = 200;  // bytes
+constexpr std::string_view kValueStart = "Inputs/", kValueEnd = "/Value";
+constexpr std::string_view kSetPointStart = "Outputs/", kSetPointEnd = "/Set point";
+constexpr std::string_view kErrorStart = "Channel/", kErrorEnd = "/Error code";
+constexpr char kSetPointMark[] = " set point";
+constexpr UnixMs kLastTime = 253'402'300'799'999;  // of the year 9999
+
+// What others sent goes to terminals and pages: no control characters, and only characters that this library has.
+std::string Cleaned(std::string_view utf8) {
+  std::string ansi = AnsiFromUtf8(utf8.substr(0, kMaxText));
+  const auto is_control = [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    constexpr std::string_view kUnused = "\x7f\x81\x8d\x8f\x90\x9d";
+    return byte < ' ' || kUnused.find(c) != kUnused.npos;
+  };
+  std::replace_if(ansi.begin(), ansi.end(), is_control, '?');
+  return Utf8FromAnsi(ansi);
+}
+
+// The channel in "START CHANNEL END"; none of another name.
+std::optional<std::string> Between(std::string_view name, std::string_view start, std::string_view end) {
+  const bool fits = name.starts_with(start) && name.ends_with(end) && name.size() > start.size() + end.size();
+  if (!fits) return std::nullopt;
+  return Cleaned(name.substr(start.size(), name.size() - start.size() - end.size()));
+}
+
+std::string PropertyText(const Metric& metric, std::string_view key) {
+  const MetricValue* text = metric.Property(key);
+  return text && std::holds_alternative<std::string>(*text) ? Cleaned(std::get<std::string>(*text)) : "";
+}
+
+std::optional<std::int64_t> BdSeqIn(const Payload& payload) {
+  for (const Metric& metric : payload.metrics) {
+    const auto number = metric.name == "bdSeq" ? NumberIn(metric.value) : std::nullopt;
+    if (number && *number >= 0 && *number <= 255) return static_cast<std::int64_t>(*number);
+  }
+  return std::nullopt;
+}
+
+// A reading told by a metric. The error and its text are told by another one.
+SeenChannel Told(const Metric& metric, const SeenChannel& before) {
+  SeenChannel told = before;
+  told.value = NumberIn(metric.value);
+  told.quality = metric.quality();
+  if (told.value && !std::isfinite(*told.value)) told.value.reset();
+  if (!told.value && told.quality == Quality::kGood) told.quality = Quality::kBad;
+  const std::string unit = PropertyText(metric, kUnitKey);
+  if (!unit.empty()) told.unit = unit;
+  told.time = metric.time <= kLastTime ? metric.time : 0;
+  return told;
+}
+
+}  // namespace
+
+FleetView::FleetView(std::string group, bool keeps_reports) : group_(std::move(group)), keeps_reports_(keeps_reports) {}
+
+void FleetView::Report(FleetReport report) {
+  if (!keeps_reports_) return;
+  reports_.push_back(std::move(report));
+  if (reports_.size() <= kMaxReports) return;
+  reports_.pop_front();
+  ++dropped_;
+}
+
+// --- what is gone ---
+
+void FleetView::InstrumentGone(const std::string& bench, const std::string& name, SeenInstrument& instrument) {
+  instrument.connected = false;
+  for (auto& [channel_name, channel] : instrument.channels) {
+    if (std::exchange(channel.quality, Quality::kStale) == Quality::kStale) continue;
+    Report({bench, name, channel_name, channel});
+  }
+}
+
+void FleetView::BenchGone(const std::string& name, SeenBench& bench) {
+  bench.connected = false;
+  bench.last_seq.reset();
+  for (auto& [instrument_name, instrument] : bench.instruments) InstrumentGone(name, instrument_name, instrument);
+}
+
+void FleetView::Disconnected() {
+  const std::lock_guard lock(mutex_);
+  for (auto& [name, bench] : benches_) BenchGone(name, bench);
+}
+
+// The death of an earlier session may come after the birth of the next one.
+void FleetView::TakeDeath(const Topic& topic, const Payload& payload, SeenBench& bench) {
+  if (!bench.bd_seq || BdSeqIn(payload) == bench.bd_seq) BenchGone(topic.node, bench);
+}
+
+// --- what comes ---
+
+SeenChannel* FleetView::ChannelOf(SeenInstrument& instrument, const std::string& name) {
+  const auto found = instrument.channels.find(name);
+  if (found != instrument.channels.end()) return &found->second;
+  if (names_ >= kMaxNames) return nullptr;
+  ++names_;
+  return &instrument.channels[name];
+}
+
+void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInstrument& instrument) {
+  std::set<std::string> told;
+  for (const Metric& metric : payload.metrics) {
+    if (const auto failed = Between(metric.name, kErrorStart, kErrorEnd)) {
+      const auto channel = instrument.channels.find(*failed);
+      if (channel == instrument.channels.end() || metric.historical) continue;
+      channel->second.error = static_cast<std::int32_t>(NumberIn(metric.value).value_or(0));
+      channel->second.error_text = PropertyText(metric, "text");
+      told.insert(*failed);
+      continue;
+    }
+    auto name = Between(metric.name, kValueStart, kValueEnd);
+    if (const auto output = Between(metric.name, kSetPointStart, kSetPointEnd)) {
+      // An output that was never set has nothing to tell.
+      const bool is_set = !std::holds_alternative<std::monostate>(metric.value) || metric.quality() == Quality::kBad;
+      if (is_set || instrument.channels.contains(*output + kSetPointMark)) name = *output + kSetPointMark;
+    }
+    SeenChannel* const channel = name ? ChannelOf(instrument, *name) : nullptr;
+    if (!channel) continue;
+    if (metric.historical) {
+      Report({topic.node, topic.device, *name, Told(metric, {.unit = channel->unit}), true});
+      continue;
+    }
+    *channel = Told(metric, *channel);
+    told.insert(*name);
+  }
+  for (const std::string& name : told) Report({topic.node, topic.device, name, instrument.channels[name]});
+}
+
+// A birth that was asked for changes nothing; that of a new session comes before those of the instruments.
+void FleetView::TakeBirth(const Payload& payload, const std::string& name, SeenBench& bench) {
+  const auto bd_seq = BdSeqIn(payload);
+  if (bench.bd_seq && bd_seq != bench.bd_seq) BenchGone(name, bench);
+  bench.bd_seq = bd_seq;
+}
+
+bool FleetView::Take(const Topic& topic, const Payload& payload, SeenBench& bench) {
+  if (topic.type == MessageType::kNodeDeath) return TakeDeath(topic, payload, bench), false;
+  const bool birth = topic.type == MessageType::kNodeBirth;
+  if (birth) TakeBirth(payload, topic.node, bench);
+  const bool follows = birth || (bench.last_seq && payload.seq == static_cast<std::uint8_t>(*bench.last_seq + 1));
+  if (!follows && bench.last_seq) ++bench.skipped;
+  bench.connected = true;
+  bench.last_seq = payload.seq;
+  ++bench.messages;
+  if (topic.device.empty()) return !follows;
+  if (!bench.instruments.contains(topic.device) && names_++ >= kMaxNames) return --names_, !follows;
+  SeenInstrument& instrument = bench.instruments[topic.device];
+  if (topic.type == MessageType::kDeviceDeath) {
+    InstrumentGone(topic.node, topic.device, instrument);
+  } else {
+    instrument.connected = true;
+    TakeMetrics(topic, payload, instrument);
+  }
+  return !follows;
+}
+
+bool FleetView::Received(std::string_view text, std::string_view bytes) {
+  auto topic = ParseTopic(text);
+  if (!topic || topic->group != group_) return false;
+  if (topic->type == MessageType::kNodeCommand || topic->type == MessageType::kDeviceCommand) return false;
+  const auto payload = Decode(bytes);
+  if (!payload) return false;
+  topic->node = Cleaned(topic->node);
+  topic->device = Cleaned(topic->device);
+  const std::lock_guard lock(mutex_);
+  if (!benches_.contains(topic->node) && benches_.size() >= kMaxBenches) return false;
+  return Take(*topic, *payload, benches_[topic->node]);
+}
+
+SeenBenches FleetView::Benches() const {
+  const std::lock_guard lock(mutex_);
+  return benches_;
+}
+
+std::vector<FleetReport> FleetView::TakeReports(std::uint64_t* dropped) {
+  const std::lock_guard lock(mutex_);
+  *dropped = std::exchange(dropped_, 0);
+  const auto reports = std::exchange(reports_, {});
+  return {reports.begin(), reports.end()};
+}
+
+std::string NumberText(double value) {
+  constexpr int kDigits = 15;
+  const auto single = static_cast<float>(value);
+  return static_cast<double>(single) == value ? FormatShortest(single) : FormatGeneral(value, kDigits);
+}
+
+}  // namespace ulix::fleet
