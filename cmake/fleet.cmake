@@ -7,7 +7,7 @@ find_package(Protobuf QUIET)
 find_library(ULIX_MOSQUITTO mosquitto)
 find_path(ULIX_MOSQUITTO_INCLUDE mosquitto.h)
 if(NOT Protobuf_FOUND OR NOT Protobuf_PROTOC_EXECUTABLE OR NOT ULIX_MOSQUITTO OR NOT ULIX_MOSQUITTO_INCLUDE)
-  message(STATUS "libmosquitto or protobuf is not there: built without ulix-publish")
+  message(STATUS "libmosquitto or protobuf is not there: built without ulix-publish and without ulix watch mqtt://")
   return()
 endif()
 

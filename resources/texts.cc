@@ -799,6 +799,27 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kCertificateGapCountry,
      {"laboratory.country, two capital letters", "laboratory.country, deux majuscules"}},
     {TextId::kCertificateGapPerson, {"laboratory.responsible or operator", "laboratory.responsible ou operator"}},
+    // The benches of a laboratory.
+    {TextId::kFleetBenchHead, {"BENCH", "BANC"}},
+    {TextId::kFleetInstrumentHead, {"INSTRUMENT", "INSTRUMENT"}},
+    {TextId::kFleetTimeHead, {"TIME", "HEURE"}},
+    {TextId::kFleetStateHead, {"STATE", "ÉTAT"}},
+    {TextId::kFleetBad, {"bad", "mauvais"}},
+    {TextId::kFleetStale, {"stale", "périmé"}},
+    {TextId::kFleetBenchGone, {"stale: the bench is gone", "périmé : le banc est parti"}},
+    {TextId::kFleetInstrumentGone, {"stale: the instrument is gone", "périmé : l'instrument est parti"}},
+    {TextId::kFleetNoInstrument, {"no instrument", "aucun instrument"}},
+    {TextId::kFleetBenches, {"% of % benches connected", "% bancs connectés sur %"}},
+    {TextId::kFleetChannels, {"% channels good, % bad, % stale", "voies : % bonnes, % mauvaises, % périmées"}},
+    {TextId::kFleetWaiting,
+     {"no bench of the group has sent anything yet", "aucun banc du groupe n'a encore rien envoyé"}},
+    {TextId::kFleetConnecting, {"connecting to the broker %", "connexion au courtier %"}},
+    {TextId::kFleetReconnecting, {"trying again: %", "nouvel essai : %"}},
+    {TextId::kFleetDropped,
+     {"% reports are left out: they are not read as fast as they come",
+      "% rapports omis : ils ne sont pas lus aussi vite qu'ils arrivent"}},
+    {TextId::kFleetNotBuilt,
+     {"this program was built without its MQTT library", "ce programme a été construit sans sa bibliothèque MQTT"}},
 }};
 
 constexpr bool IsInOrder() {

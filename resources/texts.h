@@ -604,6 +604,23 @@ enum class TextId : std::uint16_t {
   kPageNotBuilt,
   kCertificateGapCountry,
   kCertificateGapPerson,
+  // The benches of a laboratory.
+  kFleetBenchHead,
+  kFleetInstrumentHead,
+  kFleetTimeHead,
+  kFleetStateHead,
+  kFleetBad,
+  kFleetStale,
+  kFleetBenchGone,
+  kFleetInstrumentGone,
+  kFleetNoInstrument,
+  kFleetBenches,
+  kFleetChannels,
+  kFleetWaiting,
+  kFleetConnecting,
+  kFleetReconnecting,
+  kFleetDropped,
+  kFleetNotBuilt,
   kCount
 };
 

@@ -13,6 +13,7 @@ import unittest
 
 import sparkplug_decoder
 
+DEVICE = "kelvo10-123456"  # of the bench that FleetTest.config makes
 WAIT = 30  # seconds until a test gives up; a busy machine needs more than a moment
 
 
@@ -214,6 +215,20 @@ class FleetTest(unittest.TestCase):
         path = self.folder / "bench.json"
         path.write_text(json.dumps(config, indent=1))
         return path
+
+    def certificates(self):
+        """An authority, ca.crt, and the key and certificate of a broker on localhost."""
+        def openssl(*arguments):
+            subprocess.run(["openssl", *arguments], cwd=self.folder, check=True, capture_output=True)
+        self.folder.chmod(0o755)
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
+                "-subj", "/CN=test authority")
+        openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "broker.key", "-out", "broker.csr", "-subj",
+                "/CN=localhost", "-addext", "subjectAltName=DNS:localhost")
+        openssl("x509", "-req", "-in", "broker.csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial", "-out",
+                "broker.crt", "-days", "2", "-copy_extensions", "copy")
+        for name in ("broker.key", "broker.crt", "ca.crt"):
+            (self.folder / name).chmod(0o644)
 
     def start(self, *command, **options):
         log = open(self.folder / "log.txt", "ab")

@@ -12,9 +12,9 @@ import sys
 import time
 
 import bench
+from bench import DEVICE
 from sparkplug_decoder import command
 
-DEVICE = "kelvo10-123456"
 VALUE = "Inputs/IN/Value"
 SET_POINT = "Outputs/OUT/Set point"
 GOOD, BAD, STALE = 192, 0, 500
@@ -227,19 +227,6 @@ class Publish(bench.FleetTest):
 
 
 class Tls(bench.FleetTest):
-    def certificates(self):
-        def openssl(*arguments):
-            subprocess.run(["openssl", *arguments], cwd=self.folder, check=True, capture_output=True)
-        self.folder.chmod(0o755)
-        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out", "ca.crt", "-days", "2",
-                "-subj", "/CN=test authority")
-        openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "broker.key", "-out", "broker.csr", "-subj",
-                "/CN=localhost", "-addext", "subjectAltName=DNS:localhost")
-        openssl("x509", "-req", "-in", "broker.csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial", "-out",
-                "broker.crt", "-days", "2", "-copy_extensions", "copy")
-        for name in ("broker.key", "broker.crt", "ca.crt"):
-            (self.folder / name).chmod(0o644)
-
     def test_broker_is_believed_only_with_a_certificate_of_a_known_authority(self):
         self.certificates()
         plain = bench.free_port()

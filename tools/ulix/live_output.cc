@@ -55,8 +55,8 @@ class PageOutput final : public ScanOutput {
 
 }  // namespace
 
-void AddHttp(CLI::App& verb, std::string& address) {
-  verb.add_option("--http", address, "Show the values in a browser; without an address, to this machine only")
+CLI::Option* AddHttp(CLI::App& verb, std::string& address) {
+  return verb.add_option("--http", address, "Show the values in a browser; without an address, to this machine only")
       ->type_name("PORT|ADDRESS:PORT")
       ->check(CLI::Validator(
           [](std::string& text) { return ParseLiveAddress(text) ? std::string() : Shown(TextId::kPageNoPort, {text}); },

@@ -11,12 +11,13 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace ulix::cli {
 
 // Adds --http. Its text is checked while the command line is read.
-void AddHttp(CLI::App& verb, std::string& address);
+CLI::Option* AddHttp(CLI::App& verb, std::string& address);
 
 // Begins to serve and tells the user where. `address` is a text that --http accepts. Throws OperationFailed.
 std::unique_ptr<LivePage> ServePage(const std::string& address, LivePageOptions options);

@@ -25,7 +25,7 @@ constexpr std::array kVerbs = {
     Verb{"program", "Check, send or read back a logger's program", DefineProgram},
     Verb{"error", "What a result code means", DefineError},
     Verb{"convert", "Ohms and millivolts to temperature, and back", DefineConvert},
-    Verb{"watch", "Wait until channels are stable, and tell the time left", DefineWatch},
+    Verb{"watch", "Wait until channels are stable; or show the benches of a laboratory", DefineWatch},
     Verb{"calibrate", "Carry out a calibration plan: set, wait until stable, read, report", DefineCalibrate},
     Verb{"certificate", "Check a digital calibration certificate, or show it", DefineCertificate},
     Verb{"simulate", "Serve a simulated instrument to other programs", DefineSimulate},

@@ -1,4 +1,5 @@
-// The verb watch stable: waits until channels are stable, for users who calibrate by hand.
+// The verb watch. "watch stable" waits until channels are stable, for users who calibrate by hand. "watch mqtt://..."
+// shows the benches of a laboratory.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -14,7 +15,9 @@
 #include "tools/ulix/calibration_view.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/fleet_watch.h"
 #include "tools/ulix/interrupt.h"
+#include "tools/ulix/live_output.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/scan.h"
 #include "tools/ulix/screen_block.h"
@@ -28,8 +31,11 @@ using calibration::StabilityDetector;
 using calibration::StabilityLimits;
 using calibration::StabilityState;
 
+constexpr char kStable[] = "stable";
+
 struct WatchOptions {
   ConnectionOptions connection;
+  FleetWatchOptions fleet;
   std::string what;
   std::vector<std::string> channels;
   float spread = 0, drift = 0, near = 0, target = 0;
@@ -150,46 +156,103 @@ int WatchStable(const WatchOptions& options, bool has_target) {
   return Watch(session, options, std::move(channels), has_target).Run();
 }
 
+bool IsAddress(const std::string& what) { return what.starts_with("mqtt://") || what.starts_with("mqtts://"); }
+
+std::string NothingToWatch(const std::string& what) {
+  if (what == kStable || IsAddress(what)) return {};
+  return "'" + what + "' is not known; takes stable MODEL, or mqtt://HOST/GROUP";
+}
+
+// Options of the other form of the verb have no effect.
+void RefuseAllBut(const CLI::App& verb, const std::string& what, const std::vector<CLI::Option*>& taken) {
+  const auto is_other = [&](const CLI::Option* option) {
+    return !option->empty() && std::find(taken.begin(), taken.end(), option) == taken.end();
+  };
+  for (const CLI::Option* option : verb.get_options(is_other)) {
+    throw UsageError(option->get_name(), "has no effect on " + verb.get_name() + " " + what);
+  }
+}
+
+void AddStability(CLI::App& verb, WatchOptions& options) {
+  constexpr float kMaxLimit = std::numeric_limits<float>::max();
+  const std::string group = "watch stable";
+  const auto add = [&](const char* name, auto& value, const char* help, const char* type, const CLI::Validator& check) {
+    verb.add_option(name, value, help)->type_name(type)->transform(check)->group(group);
+  };
+  add("--spread", options.spread, "Largest difference of two values in the window", "X", Number(0, kMaxLimit));
+  add("--drift", options.drift, "Largest drift over the window: |slope| times window; the spread if absent", "X",
+      Number(0, kMaxLimit));
+  add("--window", options.window, "Of time that is judged: seconds, or 90s, 10m, 2h; 10m if absent", "T", Duration());
+  add("--min-samples", options.min_samples, "In the window; 10 if absent", "N", WholeNumber(2, 1000000));
+  add("--target", options.target, "The value that is approached", "X", Number(-kMaxLimit, kMaxLimit));
+  add("--near", options.near, "Only values this near to the target count", "X", Number(0, kMaxLimit));
+  add("--period", options.period_ms, "Between readings; 1000 if absent", "MS", WholeNumber(100, 3600000));
+  add("--give-up", options.give_up, "End with exit status 1 after this time", "T", Duration());
+}
+
+std::vector<CLI::Option*> AddFleet(CLI::App& verb, FleetWatchOptions& options) {
+  const std::string group = "watch mqtt://HOST/GROUP";
+  std::vector<CLI::Option*> added;
+  const auto add = [&](const char* name, std::string& file, const char* help) {
+    added.push_back(verb.add_option(name, file, help)->type_name("FILE")->group(group));
+  };
+  add("--password-file", options.password_file, "Its first line is the password of the user; mode 0600");
+  add("--ca-file", options.ca_file, "Certificates of the authorities that are believed; the system's if absent");
+  add("--certificate", options.certificate, "Of this program, where the broker asks for one");
+  add("--key", options.key, "Of the certificate");
+  added[2]->needs(added[3]);
+  added[3]->needs(added[2]);
+  added.push_back(verb.add_flag("--no-tls", options.no_tls, "Values and password go over the network unprotected"));
+  added.push_back(verb.add_flag("--json", options.json, "One JSON object for each report of a channel"));
+  added.push_back(verb.add_option("--duration", options.duration_s, "End after so long: seconds, or 90s, 10m, 2h")
+                      ->type_name("T")
+                      ->transform(Duration()));
+  added.push_back(AddHttp(verb, options.http));
+  for (CLI::Option* option : added) option->group(group);
+  return added;
+}
+
 }  // namespace
 
 Action DefineWatch(CLI::App& verb) {
-  constexpr float kGreatest = std::numeric_limits<float>::max();
   const auto options = std::make_shared<WatchOptions>();
-  verb.add_option("WHAT", options->what, "stable")->required()->type_name("")->check(CLI::IsMember({"stable"}));
-  AddModel(verb, options->connection);
+  verb.add_option("WHAT", options->what,
+                  "stable, or mqtt://[USER@]HOST[:PORT]/GROUP: the benches of a group on a broker")
+      ->required()
+      ->type_name("")
+      ->check(NothingToWatch);
+  verb.add_option("MODEL", options->connection.model, "With stable: the instrument's model word")->type_name("");
   verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel that is on if none is given")
       ->type_name("");
-  verb.add_option("--spread", options->spread, "Largest difference of two values in the window")
-      ->required()
-      ->type_name("X")
-      ->transform(Number(0, kGreatest));
-  verb.add_option("--drift", options->drift,
-                  "Largest drift over the window: |slope| times window; the spread if absent")
-      ->type_name("X")
-      ->transform(Number(0, kGreatest));
-  verb.add_option("--window", options->window, "Of time that is judged: seconds, or 90s, 10m, 2h; 10m if absent")
-      ->type_name("T")
-      ->transform(Duration());
-  verb.add_option("--min-samples", options->min_samples, "In the window; 10 if absent")
-      ->type_name("N")
-      ->transform(WholeNumber(2, 1000000));
-  const auto target = verb.add_option("--target", options->target, "The value that is approached")
-                          ->type_name("X")
-                          ->transform(Number(-kGreatest, kGreatest));
-  verb.add_option("--near", options->near, "Only values this near to the target count")
-      ->type_name("X")
-      ->transform(Number(0, kGreatest));
-  verb.add_option("--period", options->period_ms, "Between readings; 1000 if absent")
-      ->type_name("MS")
-      ->transform(WholeNumber(100, 3600000));
-  verb.add_option("--give-up", options->give_up, "End with exit status 1 after this time")
-      ->type_name("T")
-      ->transform(Duration());
+  AddStability(verb, *options);
+  const auto fleet = AddFleet(verb, options->fleet);
   AddConnection(verb, options->connection);
-  verb.footer("Exit status: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.");
-  return [=] {
+  verb.footer(
+      "  ulix watch stable kelvo10 IN --port 5 --spread 0.01      ends once the channel is stable\n"
+      "  ulix watch mqtt://localhost/lab                          every bench, live\n"
+      "  ulix watch mqtts://me@broker/lab --password-file secret --http 9100\n"
+      "A broker on another machine is reached with TLS; mqtts:// takes TLS on this machine too. On a terminal the "
+      "benches "
+      "are a table, elsewhere there is a line for each report. --http serves /metrics too, for Prometheus.\n"
+      "Exit status of stable: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.\n"
+      "Exit status of mqtt://: 0 after Ctrl-C or --duration, 1 when the broker is not reached at first.");
+  return [=, &verb] {
+    if (IsAddress(options->what)) {
+      auto taken = fleet;
+      taken.insert(taken.end(), {verb.get_option("WHAT"), verb.get_option("--lang")});
+      RefuseAllBut(verb, options->what, taken);
+      options->fleet.url = options->what;
+      options->fleet.language = LanguageOf(options->connection);
+      return WatchFleet(options->fleet);
+    }
+    for (const CLI::Option* option : fleet) {
+      if (!option->empty()) throw UsageError(option->get_name(), "has no effect on watch stable");
+    }
+    CheckModel(options->connection.model);
+    const CLI::Option& spread = *verb.get_option("--spread");
+    if (spread.empty()) throw UsageError("--spread", MissingText(spread));
     if (options->drift == 0) options->drift = options->spread;
-    return WatchStable(*options, !target->empty());
+    return WatchStable(*options, !verb.get_option("--target")->empty());
   };
 }
 
