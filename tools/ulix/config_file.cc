@@ -10,13 +10,13 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::string_view kMark = "\nULIX {";
+constexpr std::string_view kTrailerMark = "\nULIX {";
 
 // The contents of the trailer line; null when the file has none.
 Json TrailerOf(const std::string& bytes) {
-  const std::size_t mark = bytes.rfind(kMark);
+  const std::size_t mark = bytes.rfind(kTrailerMark);
   if (mark == std::string::npos) return nullptr;
-  Json trailer = Json::parse(bytes.substr(mark + kMark.size() - 1), nullptr, false);
+  Json trailer = Json::parse(bytes.substr(mark + kTrailerMark.size() - 1), nullptr, false);
   return trailer.is_object() ? trailer : Json(nullptr);
 }
 

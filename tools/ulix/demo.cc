@@ -29,7 +29,7 @@ namespace {
 
 constexpr char kModel[] = "kelvo10";
 constexpr std::uint32_t kPeriodMs = 200;
-constexpr std::uint32_t kTimeoutMs = 400;
+constexpr std::uint32_t kDemoTimeoutMs = 400;
 
 struct DemoOptions {
   double seconds = 5;  // Duration of each of the two long scans.
@@ -137,7 +137,7 @@ class Tour {
     ConnectionOptions connection;
     connection.model = kModel;
     connection.port = device;
-    connection.timeout_ms = kTimeoutMs;
+    connection.timeout_ms = kDemoTimeoutMs;
     return connection;
   }
 
@@ -210,7 +210,7 @@ void Tour::StepOutput() {
   bench_.instrument().Set("follow-output=1");
   for (const float value : {1.0F, 2.0F, 4.0F}) {
     session_.Check(session_.instrument().SetChanVal(output.id, value));
-    const ChannelArrays read = ReadOnce(session_, inputs, kTimeoutMs);
+    const ChannelArrays read = ReadOnce(session_, inputs, kDemoTimeoutMs);
     session_.Check(read.errors.at(0));
     const bool followed = std::abs(read.values.at(0) - value) < 0.05F;
     const std::string set = ShownNumber(FormatWithUnit(output, value));

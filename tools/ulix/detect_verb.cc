@@ -17,7 +17,7 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::uint32_t kTimeoutMs = 500;
+constexpr std::uint32_t kProbeTimeoutMs = 500;
 
 struct DetectOptions {
   ConnectionOptions connection;
@@ -70,7 +70,7 @@ int Run(const DetectOptions& options) {
 Action DefineDetect(CLI::App& verb) {
   const auto options = std::make_shared<DetectOptions>();
   verb.add_flag("--json", options->json, "One JSON object");
-  options->connection.timeout_ms = kTimeoutMs;
+  options->connection.timeout_ms = kProbeTimeoutMs;
   AddConnection(verb, options->connection);
   verb.get_option("--port")->required();
   verb.footer(

@@ -62,9 +62,9 @@ class JsonArray final : public RecordSink {
   std::string text_;
 };
 
-class CsvFile final : public RecordSink {
+class MemoryCsvFile final : public RecordSink {
  public:
-  CsvFile(const std::string& path, const std::string& notes, char separator)
+  MemoryCsvFile(const std::string& path, const std::string& notes, char separator)
       : path_(path), separator_(separator), file_(path == kStandardOutput ? nullptr : new platform::NewFile(path)) {
     const std::array<std::string, 4> heads = {"time", "channel", "value", "error"};
     Write(notes + CsvLine(heads, separator_));
@@ -97,9 +97,9 @@ class CsvFile final : public RecordSink {
   std::string text_;
 };
 
-class PlotFile final : public RecordSink {
+class MemoryPlotFile final : public RecordSink {
  public:
-  PlotFile(std::string path, std::string title, Language language, std::span<const Channel> known)
+  MemoryPlotFile(std::string path, std::string title, Language language, std::span<const Channel> known)
       : path_(std::move(path)), title_(std::move(title)), language_(language), known_(known.begin(), known.end()) {}
   HRESULT Take(const ChannelArrays& records) override {
     for (std::size_t k = 0; k < records.size(); ++k) {
@@ -125,9 +125,9 @@ class PlotFile final : public RecordSink {
   std::map<ChannelId, PlotCurve> curves_;
 };
 
-class ReportFile final : public RecordSink {
+class MemoryReportFile final : public RecordSink {
  public:
-  ReportFile(ReportPlan plan, std::span<const Channel> known) : plan_(std::move(plan)), recording_({}, known) {}
+  MemoryReportFile(ReportPlan plan, std::span<const Channel> known) : plan_(std::move(plan)), recording_({}, known) {}
   HRESULT Take(const ChannelArrays& records) override {
     recording_.AddRecords(records);
     return S_OK;
@@ -171,14 +171,14 @@ std::unique_ptr<RecordSink> MakeRecordJson(std::span<const Channel> known) {
   return std::make_unique<JsonArray>(known);
 }
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator) {
-  return std::make_unique<CsvFile>(path, notes, separator);
+  return std::make_unique<MemoryCsvFile>(path, notes, separator);
 }
 std::unique_ptr<RecordSink> MakeRecordPlot(const std::string& path, const std::string& title, Language language,
                                            std::span<const Channel> known) {
-  return std::make_unique<PlotFile>(path, title, language, known);
+  return std::make_unique<MemoryPlotFile>(path, title, language, known);
 }
 std::unique_ptr<RecordSink> MakeRecordReport(ReportPlan plan, std::span<const Channel> known) {
-  return std::make_unique<ReportFile>(std::move(plan), known);
+  return std::make_unique<MemoryReportFile>(std::move(plan), known);
 }
 
 HRESULT RecordSinks::Take(const ChannelArrays& records) {

@@ -23,7 +23,7 @@ struct ReportOptions {
 };
 
 // Made of the CSV file alone: no instrument takes part, and what is typed in a model's place may be the page.
-int ReportFile(const ReportOptions& options) {
+int ReportOfFile(const ReportOptions& options) {
   const ScanOptions& scan = options.scan;
   const std::string page = scan.report_file.empty() ? scan.connection.model : scan.report_file;
   if (page.empty()) throw UsageError("FILE", "is missing; takes the page's name");
@@ -54,7 +54,7 @@ int ReportBlock(const ReportOptions& options) {
 }
 
 int Report(const ReportOptions& options) {
-  if (!options.from_file.empty()) return ReportFile(options);
+  if (!options.from_file.empty()) return ReportOfFile(options);
   CheckModel(options.scan.connection.model);
   if (options.scan.report_file.empty()) throw UsageError("FILE", "is missing; takes the page's name");
   if (!options.block && options.most > 0) throw UsageError("--max", "takes effect with --block");

@@ -35,10 +35,10 @@ class PlainLines final : public ScanOutput {
   ErrorText error_text_;
 };
 
-class CsvFile final : public ScanOutput {
+class ScanCsvFile final : public ScanOutput {
  public:
-  CsvFile(const std::string& path, const std::string& notes, char separator, std::span<const Channel> channels,
-          ErrorText error_text)
+  ScanCsvFile(const std::string& path, const std::string& notes, char separator, std::span<const Channel> channels,
+              ErrorText error_text)
       : stream_(path),
         separator_(separator),
         channels_(channels.begin(), channels.end()),
@@ -60,9 +60,9 @@ class CsvFile final : public ScanOutput {
   std::string offset_ = UtcOffset();
 };
 
-class PlotFile final : public ScanOutput {
+class ScanPlotFile final : public ScanOutput {
  public:
-  PlotFile(std::string path, std::string title, std::span<const Channel> channels, Language language)
+  ScanPlotFile(std::string path, std::string title, std::span<const Channel> channels, Language language)
       : path_(std::move(path)), title_(std::move(title)), language_(language) {
     for (const Channel& channel : channels) {
       ids_.push_back(channel.id);
@@ -88,9 +88,9 @@ class PlotFile final : public ScanOutput {
   std::vector<PlotCurve> curves_;
 };
 
-class ReportFile final : public ScanOutput {
+class ScanReportFile final : public ScanOutput {
  public:
-  ReportFile(ReportPlan plan, std::span<const Channel> channels) : plan_(std::move(plan)), recording_(channels) {}
+  ScanReportFile(ReportPlan plan, std::span<const Channel> channels) : plan_(std::move(plan)), recording_(channels) {}
   void Show(const ScanReport& report) override { recording_.AddReport(report.data, report.late_s); }
   void Finish() override { WriteReport(plan_, recording_); }
 
@@ -147,16 +147,16 @@ std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorT
 
 std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,
                                         std::span<const Channel> channels, ErrorText error_text) {
-  return std::make_unique<CsvFile>(path, notes, separator, channels, std::move(error_text));
+  return std::make_unique<ScanCsvFile>(path, notes, separator, channels, std::move(error_text));
 }
 
 std::unique_ptr<ScanOutput> MakePlotFile(const std::string& path, const std::string& title,
                                          std::span<const Channel> channels, Language language) {
-  return std::make_unique<PlotFile>(path, title, channels, language);
+  return std::make_unique<ScanPlotFile>(path, title, channels, language);
 }
 
 std::unique_ptr<ScanOutput> MakeReportFile(ReportPlan plan, std::span<const Channel> channels) {
-  return std::make_unique<ReportFile>(std::move(plan), channels);
+  return std::make_unique<ScanReportFile>(std::move(plan), channels);
 }
 
 }  // namespace ulix::cli

@@ -27,7 +27,7 @@ constexpr double kPanelGap = 12;
 constexpr double kBelow = 66;
 constexpr double kTick = 5;
 constexpr double kTitleCharacter = 9.4;
-constexpr double kMark = 4;  // half the width of a cross
+constexpr double kCrossHalf = 4;  // half the width of a cross
 constexpr double kMarkStep = 10;
 constexpr std::size_t kMarkRows = 12;
 constexpr double kNameStep = 13;         // distance between names at the end of curves
@@ -127,9 +127,9 @@ std::string LineStyle(std::size_t curve) {
 }
 
 std::string Cross(double x, double y) {
-  const std::string size = Pixel(2 * kMark);
-  return "M" + Pixel(x - kMark) + " " + Pixel(y - kMark) + " l" + size + " " + size + " m-" + size + " 0 l" + size +
-         " -" + size;
+  const std::string size = Pixel(2 * kCrossHalf);
+  return "M" + Pixel(x - kCrossHalf) + " " + Pixel(y - kCrossHalf) + " l" + size + " " + size + " m-" + size + " 0 l" +
+         size + " -" + size;
 }
 
 // --- ranges and labels ---
@@ -330,7 +330,7 @@ std::string Outages(const Panel& panel) {
     std::string crosses;
     for (const auto& [from, to] : panel.outages[k]) {
       bands += Box(from - 1, panel.y.to, to - from + 2, panel.y.from - panel.y.to, "outage", fill);
-      marks += Box(from, y - kMark, to - from, 2 * kMark, "foot", fill);
+      marks += Box(from, y - kCrossHalf, to - from, 2 * kCrossHalf, "foot", fill);
       crosses += Cross(from, y);
     }
     if (!crosses.empty()) marks += "<path d=\"" + crosses + "\" class=\"fail\" stroke=\"" + colour + "\"/>\n";

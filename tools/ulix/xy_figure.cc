@@ -14,11 +14,11 @@ namespace ulix::cli {
 namespace {
 
 // All in pixels.
-constexpr double kWidth = 460, kHeight = 230;
-constexpr double kLeft = 62, kRight = kWidth - 10, kTop = 26, kBottom = kHeight - 38;
+constexpr double kFigureWidth = 460, kHeight = 230;
+constexpr double kLeft = 62, kRight = kFigureWidth - 10, kTop = 26, kBottom = kHeight - 38;
 constexpr double kCharacter = 6.2;
 
-constexpr std::array kColours = {"#333333", "#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9"};
+constexpr std::array kSeriesColours = {"#333333", "#0072b2", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#56b4e9"};
 
 struct Range {
   double low = std::numeric_limits<double>::infinity();
@@ -57,16 +57,16 @@ class Drawing {
   std::string svg_;
 };
 
-std::string Pixel(double value) { return FormatFixed(value, 1); }
+std::string FigurePixel(double value) { return FormatFixed(value, 1); }
 
 void Drawing::AddText(double x, double y, const std::string& text, const char* anchor, const std::string& more) {
-  svg_ += "<text x=\"" + Pixel(x) + "\" y=\"" + Pixel(y) + "\" text-anchor=\"" + anchor + "\"" + more + ">" +
-          Escaped(text) + "</text>\n";
+  svg_ += "<text x=\"" + FigurePixel(x) + "\" y=\"" + FigurePixel(y) + "\" text-anchor=\"" + anchor + "\"" + more +
+          ">" + Escaped(text) + "</text>\n";
 }
 
 void Drawing::AddLine(double x1, double y1, double x2, double y2, const std::string& stroke) {
-  svg_ += "<line x1=\"" + Pixel(x1) + "\" y1=\"" + Pixel(y1) + "\" x2=\"" + Pixel(x2) + "\" y2=\"" + Pixel(y2) +
-          "\" stroke=\"" + stroke + "\"/>\n";
+  svg_ += "<line x1=\"" + FigurePixel(x1) + "\" y1=\"" + FigurePixel(y1) + "\" x2=\"" + FigurePixel(x2) + "\" y2=\"" +
+          FigurePixel(y2) + "\" stroke=\"" + stroke + "\"/>\n";
 }
 
 bool Drawing::FindRanges() {
@@ -95,8 +95,8 @@ std::string TickText(double at, int decimals, Language language) {
 void Drawing::AddAxes() {
   if (figure_.band) {
     const double top = Y(figure_.band->second), bottom = Y(figure_.band->first);
-    svg_ += "<rect x=\"" + Pixel(kLeft) + "\" y=\"" + Pixel(top) + "\" width=\"" + Pixel(kRight - kLeft) +
-            "\" height=\"" + Pixel(bottom - top) + "\" fill=\"#e7f2e7\"/>\n";
+    svg_ += "<rect x=\"" + FigurePixel(kLeft) + "\" y=\"" + FigurePixel(top) + "\" width=\"" +
+            FigurePixel(kRight - kLeft) + "\" height=\"" + FigurePixel(bottom - top) + "\" fill=\"#e7f2e7\"/>\n";
   }
   const Ticks ys = NiceTicks(y_.low, y_.high, 5);
   for (const double at : ys.at) {
@@ -109,10 +109,11 @@ void Drawing::AddAxes() {
     AddText(X(at), kBottom + 16, TickText(at, xs.decimals, language_), "middle");
   }
   if (figure_.line_at) AddLine(X(*figure_.line_at), kTop, X(*figure_.line_at), kBottom, "#999");
-  svg_ += "<rect x=\"" + Pixel(kLeft) + "\" y=\"" + Pixel(kTop) + "\" width=\"" + Pixel(kRight - kLeft) +
-          "\" height=\"" + Pixel(kBottom - kTop) + "\" fill=\"none\" stroke=\"#888\"/>\n";
+  svg_ += "<rect x=\"" + FigurePixel(kLeft) + "\" y=\"" + FigurePixel(kTop) + "\" width=\"" +
+          FigurePixel(kRight - kLeft) + "\" height=\"" + FigurePixel(kBottom - kTop) +
+          "\" fill=\"none\" stroke=\"#888\"/>\n";
   AddText((kLeft + kRight) / 2, kHeight - 6, figure_.x_label, "middle");
-  const std::string middle = Pixel((kTop + kBottom) / 2);
+  const std::string middle = FigurePixel((kTop + kBottom) / 2);
   AddText(14, (kTop + kBottom) / 2, figure_.y_label, "middle", " transform=\"rotate(-90 14 " + middle + ")\"");
 }
 
@@ -122,25 +123,26 @@ void Drawing::AddLegend() {
   for (const XySeries& series : figure_.series) {
     if (series.name.empty() || series.points.empty()) continue;
     const double width = 24 + kCharacter * static_cast<double>(DisplayWidth(series.name));
-    if (x + width > kWidth) return AddText(x, 16, "…", "start");
-    svg_ += "<rect x=\"" + Pixel(x) + "\" y=\"9\" width=\"12\" height=\"5\" fill=\"" +
-            kColours[series.colour % kColours.size()] + "\"/>\n";
+    if (x + width > kFigureWidth) return AddText(x, 16, "…", "start");
+    svg_ += "<rect x=\"" + FigurePixel(x) + "\" y=\"9\" width=\"12\" height=\"5\" fill=\"" +
+            kSeriesColours[series.colour % kSeriesColours.size()] + "\"/>\n";
     AddText(x + 16, 16, series.name, "start");
     x += width + 8;
   }
 }
 
 void Drawing::AddSeries(const XySeries& series) {
-  const std::string colour = kColours[series.colour % kColours.size()];
+  const std::string colour = kSeriesColours[series.colour % kSeriesColours.size()];
   std::string path;
   for (std::size_t k = 0; k < series.points.size(); ++k) {
     const auto& [x, y] = series.points[k];
     if (!std::isfinite(x) || !std::isfinite(y)) continue;
     if (k < series.bars.size()) AddLine(X(x), Y(y - series.bars[k]), X(x), Y(y + series.bars[k]), colour);
     if (series.marks) {
-      svg_ += "<circle cx=\"" + Pixel(X(x)) + "\" cy=\"" + Pixel(Y(y)) + "\" r=\"2.5\" fill=\"" + colour + "\"/>\n";
+      svg_ += "<circle cx=\"" + FigurePixel(X(x)) + "\" cy=\"" + FigurePixel(Y(y)) + "\" r=\"2.5\" fill=\"" + colour +
+              "\"/>\n";
     }
-    path += (path.empty() ? "M" : " L") + Pixel(X(x)) + " " + Pixel(Y(y));
+    path += (path.empty() ? "M" : " L") + FigurePixel(X(x)) + " " + FigurePixel(Y(y));
   }
   const std::string thin = series.marks ? " stroke-opacity=\"0.4\"" : "";
   svg_ += "<path d=\"" + path + "\" fill=\"none\" stroke=\"" + colour + "\"" + thin + "/>\n";
@@ -148,7 +150,7 @@ void Drawing::AddSeries(const XySeries& series) {
 
 std::string Drawing::Svg() {
   if (figure_.series.empty() || !FindRanges()) return {};
-  svg_ = "<svg viewBox=\"0 0 " + Pixel(kWidth) + " " + Pixel(kHeight) +
+  svg_ = "<svg viewBox=\"0 0 " + FigurePixel(kFigureWidth) + " " + FigurePixel(kHeight) +
          "\" font-family=\"Helvetica,Arial,sans-serif\" font-size=\"11\" fill=\"#333\" stroke-width=\"1.2\">\n";
   AddAxes();
   AddLegend();
