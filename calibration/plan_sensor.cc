@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "base/numbers.h"
 #include "resources/texts.h"
@@ -48,6 +49,16 @@ std::string TextOf(const SensorSpec& spec, std::optional<double> junction) {
   return text;
 }
 
+// Of the sensor's own unit in one of the instrument's. An empty unit is taken for the sensor's own.
+Result<double> FactorOf(const Sensor& sensor, std::string_view unit) {
+  if (unit.empty()) return 1;
+  const auto row = std::find_if(kSensorUnits.begin(), kSensorUnits.end(), [&](const UnitRow& known) {
+    return known.unit == sensor.unit() && EqualIgnoringCase(known.spelling, unit);
+  });
+  if (row != kSensorUnits.end()) return row->factor;
+  return Refused(TextId::kSensorWrongUnit, {std::string(unit), std::string(sensor.unit())});
+}
+
 }  // namespace
 
 Result<Sensor> SensorOf(const SensorSpec& spec, std::optional<double> junction) {
@@ -57,15 +68,27 @@ Result<Sensor> SensorOf(const SensorSpec& spec, std::optional<double> junction) 
 Result<double> ToTemperature(const SensorSpec& spec, double reading, std::string_view unit,
                              std::optional<double> junction) {
   if (spec.type.empty()) return reading;
-  return SensorOf(spec, junction).and_then([&](const Sensor& sensor) -> Result<double> {
-    if (unit.empty()) return sensor.Celsius(reading);
-    const auto row = std::find_if(kSensorUnits.begin(), kSensorUnits.end(), [&](const UnitRow& known) {
-      return known.unit == sensor.unit() && EqualIgnoringCase(known.spelling, unit);
-    });
-    if (row == kSensorUnits.end())
-      return Refused(TextId::kSensorWrongUnit, {std::string(unit), std::string(sensor.unit())});
-    return sensor.Celsius(reading * row->factor);
+  return SensorOf(spec, junction).and_then([&](const Sensor& sensor) {
+    return FactorOf(sensor, unit).and_then([&](double factor) { return sensor.Celsius(reading * factor); });
   });
+}
+
+std::optional<Problem> WhyUnitIsWrong(const SensorSpec& spec, std::string_view unit) {
+  if (spec.type.empty()) return std::nullopt;
+  const auto factor = SensorOf(spec).and_then([&](const Sensor& sensor) { return FactorOf(sensor, unit); });
+  return factor ? std::nullopt : std::optional(factor.error());
+}
+
+double StepInPlanUnit(const SensorSpec& spec, const std::optional<Scale>& scale, double step, std::string_view unit,
+                      double value) {
+  if (scale) return std::abs(step * (scale->to_high - scale->to_low) / (scale->from_high - scale->from_low));
+  if (spec.type.empty()) return step;
+  const auto converted = SensorOf(spec).and_then([&](const Sensor& sensor) {
+    return FactorOf(sensor, unit).and_then([&](double factor) {
+      return sensor.Sensitivity(value).map([&](double slope) { return std::abs(step * factor / slope); });
+    });
+  });
+  return converted.value_or(0);
 }
 
 }  // namespace ulix::calibration

@@ -20,4 +20,12 @@ Result<Sensor> SensorOf(const SensorSpec& spec, std::optional<double> junction =
 Result<double> ToTemperature(const SensorSpec& spec, double reading, std::string_view unit,
                              std::optional<double> junction = std::nullopt);
 
+// Why readings in `unit` cannot be turned into temperatures; nothing where they can, or where the sensor has no type.
+std::optional<Problem> WhyUnitIsWrong(const SensorSpec& spec, std::string_view unit);
+
+// A step of a channel that tells `unit`, in the plan's unit, where the plan's quantity is `value`: the step times the
+// slope of the scale or of the sensor. 0 where the sensor has no such value.
+double StepInPlanUnit(const SensorSpec& spec, const std::optional<Scale>& scale, double step, std::string_view unit,
+                      double value);
+
 }  // namespace ulix::calibration

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "calibration/plan_loader.h"
+#include "calibration/plan_sensor.h"
 #include "platform/files.h"
 
 namespace ulix::calibration {
@@ -59,7 +60,10 @@ class ResultBuilder {
   RunResult& result_;
   std::size_t approach_;
   std::size_t slots_ = 0;  // reference and units
-  std::vector<double> steps_;
+  double ResolutionOf(std::size_t slot, double value) const;
+
+  std::vector<double> steps_;       // of the channels, in their own units
+  std::vector<std::string> units_;  // of the channels
   PointResult point_;
   std::vector<std::vector<SampledValue>> readings_;
   std::vector<Approach> looks_;
@@ -74,6 +78,7 @@ void ResultBuilder::TakeHeader(const Json& entry) {
   result_.plan = LoadPlan(entry.value("plan", ""), entry.value("folder", "")).plan;
   slots_ = result_.plan.units.size() + 1;
   steps_.assign(slots_, 0);
+  units_.assign(slots_, "");
 }
 
 void ResultBuilder::TakeInstrument(const Json& entry) {
@@ -95,9 +100,17 @@ void ResultBuilder::TakeInstrument(const Json& entry) {
 void ResultBuilder::TakeChannels(const Json& entry) {
   const Json& slots = entry.value("slots", Json::array());
   for (std::size_t k = 0; k < std::min(slots_, slots.size()); ++k) {
-    const double planned = k == 0 ? result_.plan.reference.resolution : result_.plan.units[k - 1].resolution;
-    steps_[k] = planned > 0 ? planned : slots[k].value("step", 0.0);
+    steps_[k] = slots[k].value("step", 0.0);
   }
+}
+
+// In the plan's unit at `value`: the plan's own, else from the channel's step.
+double ResultBuilder::ResolutionOf(std::size_t slot, double value) const {
+  const auto of = [&](const auto& planned) {
+    if (planned.resolution > 0) return planned.resolution;
+    return StepInPlanUnit(planned.sensor, planned.scale, steps_[slot], units_[slot], value);
+  };
+  return slot == 0 ? of(result_.plan.reference) : of(result_.plan.units[slot - 1]);
 }
 
 void ResultBuilder::TakeAmbient(const Json& entry) {
@@ -148,6 +161,7 @@ void ResultBuilder::TakeReading(const Json& entry) {
   const SampledValue value{entry.at("t"), TimeOf(entry), entry.at("q"), entry.value("v", 0.0)};
   if (entry.value("f", "") == "p") readings_[slot].push_back(value);
   looks_[slot].Add(value);
+  units_[slot] = entry.value("u", "");
 }
 
 void ResultBuilder::EndPoint(const Json& entry) {
@@ -156,7 +170,7 @@ void ResultBuilder::EndPoint(const Json& entry) {
   for (std::size_t k = 0; k < slots_; ++k) {
     ReadingSeries series = SeriesOf(std::move(readings_[k]));
     series.approach = looks_[k].Take();
-    series.resolution = steps_[k];
+    series.resolution = ResolutionOf(k, series.mean);
     if (k < windows_.size()) std::tie(series.window_spread, series.window_drift) = windows_[k];
     if (k == 0)
       point_.reference = std::move(series);

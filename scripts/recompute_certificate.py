@@ -137,6 +137,15 @@ def value_of(entry, planned, junctions):
     return celsius_of(sensor, entry["v"] * FACTORS.get(entry["u"].lower(), 1), junctions.get(sensor.get("junction-channel")))
 
 
+def slope_of(entries, planned, junctions):
+    """The plan's unit a unit of the channel, where the readings of a point are."""
+    if not planned.get("sensor") and "scale" not in planned:
+        return 1.0
+    raw, step = mean([entry["v"] for entry in entries]), 1e-3
+    above, below = ({**entries[-1], "v": raw + side * step} for side in (1, -1))
+    return abs(value_of(above, planned, junctions) - value_of(below, planned, junctions)) / (2 * step)
+
+
 # --- Student's distribution: the integral of its density, by Simpson's rule in the angle atan(t / sqrt(n)) ---
 
 def student_inside(freedom, k):
@@ -171,7 +180,7 @@ def deviation(values):
 
 
 def read_points(entries, plan):
-    """The points of each phase: nominal, direction, cycle, readings of the reference and of each unit."""
+    """The points of each phase: nominal, direction, cycle, readings and step of the reference and of each unit."""
     slots = [plan["reference"]] + plan["units"]
     phases, taken, last = [], None, {}
     for entry in entries:
@@ -183,14 +192,19 @@ def read_points(entries, plan):
         elif kind == "point":
             point = {"nominal": entry["value"], "direction": entry["dir"], "cycle": entry["cycle"]}
         elif kind == "reading":
-            taken = [[] for _ in slots]
+            taken, read = [[] for _ in slots], [[] for _ in slots]
         elif kind == "r" and entry.get("f") == "p" and taken is not None and entry["s"] < len(slots) and "q" in entry:
             value = value_of(entry, slots[entry["s"]], last)
             if abs(value - entry["q"]) > 1e-6:
                 sys.exit(f"line {entry['n'] + 1}: {entry['v']} {entry['u']} is {value}, not {entry['q']}")
             taken[entry["s"]].append(value)
+            read[entry["s"]].append(entry)
+        elif kind == "channels":
+            channel_steps = [slot["step"] for slot in entry["slots"]]
         elif kind == "taken":
-            phases[-1][1].append({**point, "taken": taken})
+            steps = [planned.get("resolution") or step * slope_of(one, planned, last)
+                     for planned, step, one in zip(slots, channel_steps, read)]
+            phases[-1][1].append({**point, "taken": taken, "steps": steps})
             taken = None
     return phases
 
@@ -209,7 +223,7 @@ def correction_at(points, indication):
 DIVISORS = {"rectangular": math.sqrt(3), "triangular": math.sqrt(6), "u-shaped": math.sqrt(2), "resolution": math.sqrt(12)}
 
 
-def evaluate(points, unit, header, plan, steps):
+def evaluate(points, unit, header, plan):
     """The printed numbers of each point of a unit."""
     planned = plan["units"][unit]
     evaluated = []
@@ -219,6 +233,7 @@ def evaluate(points, unit, header, plan, steps):
         pairs = [i - r for i, r in zip(indications, reference)]
         terms = [(deviation(pairs) / math.sqrt(len(pairs)), len(pairs) - 1)]
         terms += [((max(reference) - min(reference)) / 2 / math.sqrt(3), math.inf)]
+        steps = point["steps"]
         terms += [(steps[unit + 1] / math.sqrt(12), math.inf), (steps[0] / math.sqrt(12), math.inf), (expanded / k, math.inf)]
         for term in plan.get("uncertainty", []):
             if term.get("unit", planned["name"]) != planned["name"]:
@@ -316,9 +331,6 @@ def main(folder):
     entries, digest = journal_of(folder)
     header = entries[0]
     plan = json.loads(header["plan"])
-    steps = next([slot["step"] for slot in entry["slots"]] for entry in entries if entry["k"] == "channels")
-    for place, planned in enumerate([plan["reference"]] + plan["units"]):
-        steps[place] = planned.get("resolution", steps[place])
     compared, found = 0, []
     for unit in range(len(plan["units"])):
         path = folder / f"certificate-{unit + 1}.xml"
@@ -326,7 +338,7 @@ def main(folder):
         if digest not in path.read_text():
             found.append(f"{path.name} does not name the digest of the journal, {digest}")
         for phase, points in read_points(entries, plan):
-            evaluated = evaluate(points, unit, header, plan, steps)
+            evaluated = evaluate(points, unit, header, plan)
             found += [f"{path.name}: {text}" for text in differences(tables, PHASES[phase], evaluated)]
             compared += len(evaluated) * 6
     print(*found, f"{compared} numbers of {len(plan['units'])} certificates compared, {len(found)} differ", sep="\n")
