@@ -105,8 +105,9 @@ struct RunEnd {
     kCannotStart,  // nothing was asked of any instrument: the folder, the journal
   };
   Kind kind = kCannotStart;
-  BilingualText reason;  // a sentence for a person; empty when complete
-  bool safe = true;      // whether the source took its safe value, or was never set
+  BilingualText reason;              // a sentence for a person; empty when complete
+  bool safe = true;                  // whether the source took its safe value, or was never set
+  BilingualText unsafe_reason = {};  // why it did not; a complete run can end so too
 };
 
 // Carries out a checked plan. The journal is written in `folder`, which is made when it is missing. Returns after the

@@ -20,7 +20,8 @@ struct Slot {
   ChannelRef ref;
   SensorSpec sensor;
   std::optional<Scale> scale;
-  double resolution = 0;                // in the plan's unit, by the plan; 0: by the channel
+  double resolution = 0;                // in the plan's unit, by the plan; 0: by the channel's step
+  double step = 0;                      // of the channel, in its own unit
   std::optional<std::size_t> junction;  // slot of the cold junction's temperature
   bool in_plan_unit = true;             // reference and units
 
@@ -69,18 +70,24 @@ class Runner {
   std::size_t AddSlot(Slot slot);
   void AddJunction(Slot& slot);
   void ConnectAll();
+  Result<std::unique_ptr<Station>> MakeStation(const PlannedInstrument& planned);
   void ConnectOne(const PlannedInstrument& planned);
   void FindChannels();
   void CloseAll();
   Station& StationOf(const ChannelRef& ref) { return *stations_.at(ref.instrument); }
   void SetSource(double value);
-  bool LeaveSafe();
-  bool SendSafeValue(BilingualText& what);
+  void TrySafeValue();
+  void SendValue(double value);
+  // Why the source is not safe; empty: it is, or was never set.
+  BilingualText LeaveSafe();
+  BilingualText SendSafeValue();
+  Result<Station*> ReachSource();
 
   // Readings.
   std::vector<Json> ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose);
   Json ReadSlot(std::size_t slot, Purpose purpose);
   void Look();
+  void CheckUnits();
   void ReadRound();
   void Read(const std::vector<std::size_t>& order, Purpose purpose);
   void Take(const Json& entry, Purpose purpose);

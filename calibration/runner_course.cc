@@ -4,10 +4,16 @@
 #include <utility>
 
 #include "calibration/json_reader.h"
+#include "calibration/plan_sensor.h"
 #include "calibration/runner.h"
 #include "calibration/schedule.h"
 
 namespace ulix::calibration {
+
+double ResolutionAt(const Slot& slot, double value) {
+  if (slot.resolution > 0) return slot.resolution;
+  return StepInPlanUnit(slot.sensor, slot.scale, slot.step, slot.unit, value);
+}
 
 void Runner::PrepareDetectors(const PlannedPoint& to) {
   const StabilityRule& rule = to.stability;
@@ -16,7 +22,7 @@ void Runner::PrepareDetectors(const PlannedPoint& to) {
                            .spread = rule.spread,
                            .drift = rule.drift,
                            .min_samples = rule.min_samples,
-                           .resolution = slots_[k].resolution};
+                           .resolution = ResolutionAt(slots_[k], to.value)};
     if (k == kReference) {
       limits.target = to.value;
       limits.near = plan_.source.near;
@@ -120,6 +126,7 @@ void Runner::TakePoint() {
                  {"value", point().value},
                  {"dir", point().direction == Direction::kRising ? "rising" : "falling"},
                  {"cycle", point().cycle}});
+  CheckLimits();
   SetSource(point().value);
   PrepareDetectors(point());
   next_look_ = recorder_.last_seconds() + plan_.sampling;
@@ -229,21 +236,24 @@ bool Runner::AwaitAdjustment() {
 
 void Runner::TakePhases() {
   while (phase_ < plan_.phases.size()) {
-    if (phase_ > 0 && !adjusted_) LeaveSafe();
+    if (phase_ > 0 && !adjusted_) {
+      // Nobody is sent to the units while the source may be hot.
+      if (const BilingualText refusal = LeaveSafe(); !refusal.empty()) StopNow(refusal);
+    }
     AwaitAdjustment();
     TakePhase();
   }
 }
 
+RunEnd EndedEarly(const BilingualText& why, const BilingualText& unsafe) {
+  return {RunEnd::kEndedEarly, why, unsafe.empty(), unsafe};
+}
+
 // The source is made safe without a line in the journal.
 RunEnd Runner::EndWithoutJournal(const BilingualText& why) {
-  RunEnd end{RunEnd::kEndedEarly, why, true};
-  BilingualText refusal;
-  end.safe = !source_was_set_ || !recorder_.acts() || SendSafeValue(refusal);
-  if (end.safe) return end;
-  const BilingualText more = Bilingual(TextId::kRunSafeRefused, {refusal});
-  end.reason = {why.en + "; " + more.en, why.fr + " ; " + more.fr};
-  return end;
+  if (!source_was_set_ || !recorder_.acts()) return EndedEarly(why, {});
+  const BilingualText refusal = SendSafeValue();
+  return EndedEarly(why, refusal.empty() ? refusal : Bilingual(TextId::kRunSafeRefused, {refusal}));
 }
 
 RunEnd Runner::Run() {
@@ -254,18 +264,17 @@ RunEnd Runner::Run() {
       try {
         if (!connected_) ConnectAll();
         TakePhases();
-        end.safe = LeaveSafe();
+        const BilingualText refusal = LeaveSafe();
         Note("end", {{"why", "complete"}});
-        end.kind = RunEnd::kComplete;
+        end = {RunEnd::kComplete, {}, refusal.empty(), refusal};
         break;
       } catch (const RunRestarted&) {
         connected_ = false;
       } catch (const RunStopped& stopped) {
-        end.reason = stopped.why;
-        end.safe = LeaveSafe();
+        end = EndedEarly(stopped.why, LeaveSafe());
         CloseAll();
         if (!recorder_.Resumed()) break;
-        end.reason = {};
+        end = {RunEnd::kEndedEarly, {}, true};
       }
     }
   } catch (const RunRestarted&) {

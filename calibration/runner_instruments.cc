@@ -12,12 +12,16 @@ constexpr double kSafeRetrySeconds = 1;
 
 }  // namespace
 
+Result<std::unique_ptr<Station>> Runner::MakeStation(const PlannedInstrument& planned) {
+  return Station::Make(planned, plan_.folder, services_.services_of(planned), *services_.instrument_clock,
+                       services_.language, [&](Instrument& instrument) {
+                         if (services_.prepared) services_.prepared(planned, instrument);
+                       });
+}
+
 void Runner::ConnectOne(const PlannedInstrument& planned) {
   const auto act = [&]() -> Entries {
-    auto made = Station::Make(planned, plan_.folder, services_.services_of(planned), *services_.instrument_clock,
-                              services_.language, [&](Instrument& instrument) {
-                                if (services_.prepared) services_.prepared(planned, instrument);
-                              });
+    auto made = MakeStation(planned);
     Result<std::string> identity = made ? (*made)->Open() : tl::unexpected(made.error());
     if (made) stations_[planned.name] = std::move(*made);
     Json fields{{"i", planned.name}, {"model", planned.model}, {"port", planned.port}};
@@ -45,14 +49,19 @@ void Runner::ConnectOne(const PlannedInstrument& planned) {
   }
 }
 
+// The source comes first: whatever is missing behind it, the source can be made safe.
 void Runner::ConnectAll() {
   Tell(Activity::kConnecting);
   CloseAll();
+  const std::string& source = plan_.source.channel.instrument;
+  if (const PlannedInstrument* planned = plan_.FindInstrument(source)) ConnectOne(*planned);
   for (const PlannedInstrument& planned : plan_.instruments) {
     CheckStop();
-    ConnectOne(planned);
+    if (planned.name != source) ConnectOne(planned);
   }
   FindChannels();
+  CheckUnits();
+  TrySafeValue();
   connected_ = true;
 }
 
@@ -73,8 +82,7 @@ void Runner::FindChannels() {
     for (Slot& slot : slots_) {
       slot.station = &StationOf(slot.ref);
       find(slot.ref, slot.channel);
-      const bool direct = slot.sensor.type.empty() && !slot.scale;
-      const double step = direct ? ResolutionOf(slot.station->instrument(), slot.channel) : 0;
+      const double step = ResolutionOf(slot.station->instrument(), slot.channel);
       slots.push_back({{"role", slot.role}, {"i", slot.ref.instrument}, {"c", slot.ref.channel}, {"step", step}});
     }
     Json fields{{"slots", std::move(slots)}};
@@ -84,7 +92,7 @@ void Runner::FindChannels() {
   const Json entry = recorder_.Do("channels", 1, act).at(0);
   if (entry.contains("failed")) StopNow(TextIn(entry, "failed"));
   for (std::size_t k = 0; k < slots_.size(); ++k) {
-    if (slots_[k].resolution == 0) slots_[k].resolution = entry.at("slots").at(k).at("step");
+    slots_[k].step = entry.at("slots").at(k).at("step");
   }
 }
 
@@ -98,6 +106,16 @@ void Runner::CloseAll() {
 }
 
 void Runner::SetSource(double value) {
+  source_was_set_ = true;
+  SendValue(value);
+}
+
+// A source that does not take its safe value is not taken away from where it is.
+void Runner::TrySafeValue() {
+  if (!source_was_set_) SendValue(plan_.source.safe);
+}
+
+void Runner::SendValue(double value) {
   const auto act = [&]() -> Entries {
     Station& station = StationOf(plan_.source.channel);
     const HRESULT result = station.Set(source_channel_, value);
@@ -105,42 +123,57 @@ void Runner::SetSource(double value) {
     if (Failed(result)) fields["failed"] = station.ErrorText(result);
     return {Stamped("set", std::move(fields))};
   };
-  source_was_set_ = true;
   const Json entry = recorder_.Do("set", 1, act).at(0);
   if (!entry.contains("failed")) return;
   StopNow(Bilingual(TextId::kRunSourceRefuses, {NumberText(value), entry.at("failed").get<std::string>()}));
 }
 
-bool Runner::SendSafeValue(BilingualText& what) {
-  const auto found = stations_.find(plan_.source.channel.instrument);
-  if (found == stations_.end() || !found->second || !found->second->open()) {
-    what = Bilingual(TextId::kRunSourceGone);
-    return false;
+// The source's station; connected again where the run has lost it, or has not come to it.
+Result<Station*> Runner::ReachSource() {
+  const std::string& name = plan_.source.channel.instrument;
+  std::unique_ptr<Station>& station = stations_[name];
+  if (!station || !station->open()) {
+    const PlannedInstrument* const planned = plan_.FindInstrument(name);
+    if (!planned) return Refused(TextId::kRunSourceGone);
+    auto made = MakeStation(*planned);
+    const Result<std::string> identity = made ? (*made)->Reach() : tl::unexpected(made.error());
+    if (!identity) return tl::unexpected(identity.error());
+    station = std::move(*made);
+    const auto known = identities_.find(name);
+    if (known != identities_.end() && known->second != *identity) {
+      return Refused(TextId::kRunOtherAnswers, {name, *identity, known->second});
+    }
   }
+  const auto channel = FindChannel(station->instrument(), plan_.source.channel.channel);
+  if (!channel) return tl::unexpected(Problem(channel.error()));
+  source_channel_ = *channel;
+  return station.get();
+}
+
+BilingualText Runner::SendSafeValue() {
   for (int attempt = 1;; ++attempt) {
-    const HRESULT result = found->second->Set(source_channel_, plan_.source.safe);
-    if (Succeeded(result)) return true;
-    what = found->second->ErrorText(result);
-    if (attempt == kSafeAttempts) return false;
+    const auto station = ReachSource();
+    const HRESULT result = station ? (*station)->Set(source_channel_, plan_.source.safe) : E_FAIL;
+    if (Succeeded(result)) return {};
+    if (attempt == kSafeAttempts) return station ? BilingualText((*station)->ErrorText(result)) : station.error();
     services_.clock->SleepFor(Milliseconds(static_cast<int>(kSafeRetrySeconds * 1000)));
   }
 }
 
-bool Runner::LeaveSafe() {
-  if (!source_was_set_) return true;
+BilingualText Runner::LeaveSafe() {
+  if (!source_was_set_) return {};
   Tell(Activity::kLeavingSafe);
-  bool safe = true;
   const auto act = [&]() -> Entries {
-    BilingualText what;
-    safe = SendSafeValue(what);
+    const BilingualText refusal = SendSafeValue();
     Json fields{{"v", plan_.source.safe}};
-    if (!safe) PutText(fields, "failed", what);
+    if (!refusal.empty()) PutText(fields, "failed", refusal);
     return {Stamped("safe", std::move(fields))};
   };
   const Json entry = recorder_.Do("safe", 1, act).at(0);
-  if (!entry.contains("failed")) return true;
-  Message(Bilingual(TextId::kRunSafeRefused, {TextIn(entry, "failed")}));
-  return false;
+  if (!entry.contains("failed")) return {};
+  const BilingualText refusal = Bilingual(TextId::kRunSafeRefused, {TextIn(entry, "failed")});
+  Message(refusal);
+  return refusal;
 }
 
 // Only the same instrument may come back.

@@ -121,6 +121,10 @@ std::vector<Json> Runner::ReadSlots(const std::vector<std::size_t>& slots, Purpo
 }
 
 void Runner::CheckUnit(const Slot& slot, const std::string& unit) {
+  if (const auto wrong = slot.scale ? std::nullopt : WhyUnitIsWrong(slot.sensor, unit)) {
+    const BilingualText role = RoleOf(slot);
+    StopNow({role.en + " (" + PlaceOf(slot) + "): " + wrong->en, role.fr + " (" + PlaceOf(slot) + ") : " + wrong->fr});
+  }
   const bool free = !slot.in_plan_unit || slot.scale || !slot.sensor.type.empty() || unit.empty();
   if (free || PlainUnit(unit) == PlainUnit(plan_.unit)) return;
   StopNow(Bilingual(TextId::kRunOtherUnit, {RoleOf(slot), PlaceOf(slot), unit, plan_.unit}));
@@ -145,11 +149,11 @@ void Runner::Take(const Json& entry, Purpose purpose) {
   slot.value.reset();
   if (entry.contains("q")) slot.value = entry.at("q").get<double>();
   slot.error = entry.value("failed", "");
+  if (entry.contains("u") && slot.unit != entry.at("u")) CheckUnit(slot, slot.unit = entry.at("u").get<std::string>());
   if (number <= plan_.units.size()) slot.detector.Add(entry.at("t"), slot.value);
   if (!slot.value) return CheckLost(slot, entry);
   slot.failing_since.reset();
   CheckIdentity(slot);
-  if (slot.unit != entry.value("u", "")) CheckUnit(slot, slot.unit = entry.value("u", ""));
   if (purpose == Purpose::kPoint) {
     taken_[number].push_back({entry.at("t"), 0, *slot.value, entry.value("v", 0.0)});
   }
@@ -159,6 +163,18 @@ void Runner::Read(const std::vector<std::size_t>& order, Purpose purpose) {
   const Entries entries = recorder_.Do(
       "r", order.size(), [&] { return ReadSlots(order, purpose); }, purpose == Purpose::kPoint);
   for (const Json& entry : entries) Take(entry, purpose);
+}
+
+// Before the source is set for the first time, or anew after an interruption, each channel has said its unit.
+void Runner::CheckUnits() {
+  for (Slot& slot : slots_) slot.unit.clear();
+  for (;;) {
+    Look();
+    const bool known = std::none_of(slots_.begin(), slots_.end(),
+                                    [](const Slot& slot) { return slot.failing_since && slot.unit.empty(); });
+    if (known) return;
+    WaitUntil(recorder_.last_seconds() + plan_.sampling);
+  }
 }
 
 // Every channel once: what helps the others first.

@@ -11,7 +11,7 @@ namespace ulix::calibration {
 namespace {
 
 constexpr double kGlanceSeconds = 0.25;  // how soon an end that is asked for is noticed
-constexpr double kSecondsPerDay = 86400;
+constexpr double kTick = 0.001;          // of the journal's times
 
 double Milli(double seconds) { return std::round(seconds * 1000) / 1000; }
 
@@ -27,16 +27,14 @@ Json Runner::Stamped(const std::string& kind, Json fields) const {
   return entry;
 }
 
-// The run's seconds go on behind the last ones of the journal, by as much as the local time says has passed.
+// The run's seconds go on where the journal ends: the time in between is no time of the run, and counts for no limit.
 void Runner::CaughtUp() {
   status_.catching_up = false;
   if (services_.simulated) {
     if (services_.hurry) services_.hurry(false);
     return;
   }
-  const auto last = DateOfIso(recorder_.last_time());
-  const double gap = last ? (services_.clock->LocalTime() - *last) * kSecondsPerDay : 0;
-  offset_ = recorder_.last_seconds() + std::max(gap, 0.001);
+  offset_ = recorder_.last_seconds() + kTick;
   began_ = services_.clock->Now();
 }
 

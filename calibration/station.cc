@@ -8,7 +8,27 @@ namespace {
 
 constexpr std::size_t kMaxRaw = 96;  // bytes kept of a reply
 
+bool IsPartOfWord(char c) {
+  const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;
+  return letter || (c >= '0' && c <= '9') || c == '.' || c == '-' || c == '_';
+}
+
+bool HasWord(std::string_view text, std::string_view word) {
+  for (std::size_t at = 0; (at = text.find(word, at)) != text.npos; ++at) {
+    const std::string_view behind = text.substr(at + word.size());
+    const bool begins = at == 0 || !IsPartOfWord(text[at - 1]);
+    if (begins && (behind.empty() || !IsPartOfWord(behind.front()))) return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+bool NamesSerialNumber(std::string_view identification, std::string_view serial_number) {
+  if (serial_number.empty()) return true;
+  identification.remove_prefix(identification.find(',') + 1);
+  return HasWord(identification, serial_number);
+}
 
 // What came over the link since the last look.
 struct Station::Received {
@@ -52,14 +72,15 @@ Result<std::string> Station::Identify() {
   const HRESULT result = instrument_->Identify(&identification);
   if (Failed(result)) return FailedAt(TextId::kStationIdentification, result);
   identification = Utf8FromAnsi(Trimmed(identification));
-  if (identification.find(planned_.serial_number) == std::string::npos) {
+  const bool is_model = EqualIgnoringCase(planned_.serial_number, planned_.model);
+  if (is_model || !NamesSerialNumber(identification, planned_.serial_number)) {
     return Refused(TextId::kStationOtherSerial,
                    {planned_.name, planned_.model, planned_.serial_number, identification});
   }
   return identification;
 }
 
-Result<std::string> Station::Open() {
+Result<std::string> Station::Reach() {
   HRESULT result = instrument_->Connect();
   std::int32_t connected = 0;
   instrument_->IsConnected(&connected);
@@ -69,12 +90,19 @@ Result<std::string> Station::Open() {
   if (!identification) return identification;
   if (instrument_->card().channels_in_instrument) result = instrument_->RefreshChannels();
   if (Failed(result)) return FailedAt(TextId::kStationChannelList, result);
+  open_ = true;
+  return identification;
+}
+
+Result<std::string> Station::Open() {
+  auto identification = Reach();
+  if (!identification) return identification;
+  HRESULT result = S_OK;
   if (!planned_.settings.empty() || !planned_.config_file.empty()) result = instrument_->SendCfg();
   if (Failed(result) && result != E_NOTIMPL) return FailedAt(TextId::kStationSettings, result);
   if (planned_.run) result = instrument_->Run();
   if (Failed(result) && result != E_NOTIMPL) return FailedAt(TextId::kStationStart, result);
   received_->Take();
-  open_ = true;
   return identification;
 }
 

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "calibration/instruments.h"
 #include "calibration/plan.h"
@@ -21,6 +22,10 @@ struct StationReading {
   std::string raw;    // the bytes that the instrument sent; the last 96 of more
 };
 
+// Whether an identification names a serial number: as a field or a word of its own, not as a part of another word or
+// number. The first of several fields is the maker and no number.
+bool NamesSerialNumber(std::string_view identification, std::string_view serial_number);
+
 // One thread at a time may use a station. Different stations may be used by different threads.
 class Station {
  public:
@@ -32,6 +37,8 @@ class Station {
   // Connects to the instrument, identifies it, sends it the settings of the plan and starts it if the plan says so.
   // Gives the identification. The error says what failed, or that another serial number answered.
   Result<std::string> Open();
+  // The first part of Open: no settings are sent and nothing is started. For a source that must be made safe.
+  Result<std::string> Reach();
   // Asks for the identification again, after the instrument was lost.
   Result<std::string> Identify();
   void Close();

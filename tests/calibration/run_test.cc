@@ -14,6 +14,7 @@
 #include "calibration/run.h"
 #include "calibration/run_journal.h"
 #include "calibration/schedule.h"
+#include "calibration/station.h"
 #include "simulators/plan_bench.h"
 #include "tests/support/unique_name.h"
 
@@ -65,8 +66,8 @@ std::string With(std::string text, const std::string& part, const std::string& r
 // A run of a plan on its simulated bench, as fast as it goes.
 class BenchRun : public RunObserver {
  public:
-  explicit BenchRun(const std::string& text) : plan_(LoadPlan(text, "").plan) {
-    bench_ = std::move(PlanBench::Make(plan_, 0, kStart).value());
+  explicit BenchRun(const std::string& text, Date start = kStart) : plan_(LoadPlan(text, "").plan) {
+    bench_ = std::move(PlanBench::Make(plan_, 0, start).value());
     bench_->Provide(services_);
     services_.observer = this;
     services_.stop = &stop_;
@@ -227,6 +228,65 @@ TEST_F(CalibrationRun, ResumeWithRealInstruments_BeginsThePointAnew) {
   }
 }
 
+// The plan's bath comes last.
+std::string SourceLast() {
+  const std::string bath = "    \"bath\": { \"model\": \"kambic\", \"port\": \"sim\" },\n";
+  return With(With(kPlan, bath, ""), "\"RTD\" } }\n", "\"RTD\" } },\n" + bath.substr(0, bath.size() - 2) + "\n");
+}
+
+// A run that died on its way to 60 °C, and the bath is still on its way there.
+class DiedHot : public CalibrationRun {
+ protected:
+  DiedHot() {
+    BenchRun run(SourceLast());
+    EXPECT_EQ(run.Go(Folder("whole")).kind, RunEnd::kComplete);
+    const std::string journal = Bytes(Folder("whole"));
+    Put(folder(), journal.substr(0, journal.size() * 4 / 10));
+  }
+  std::string folder() const { return Folder("run"); }
+  static void MakeHotAndReal(BenchRun& run) {
+    run.services_.simulated = false;
+    run.bench_->bench().world().SetPoint(60);
+  }
+};
+
+TEST_F(DiedHot, ResumeWithoutAnotherInstrument_MakesTheSourceSafe) {
+  BenchRun real(SourceLast());
+  MakeHotAndReal(real);
+  ASSERT_EQ(real.plan_.instruments.back().name, "bath");
+  real.bench_->bench().Set("bridge", "identity", "nobody");
+  const RunEnd end = real.Go(folder(), RunMode::kResume);
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_THAT(end.reason.en, HasSubstr("bridge"));
+  EXPECT_TRUE(end.safe) << end.unsafe_reason.en;
+  EXPECT_EQ(SetPoint(real), 20);
+}
+
+TEST_F(DiedHot, SourceThatIsBackOnlyForItsSafeValue_IsConnectedAgain) {
+  BenchRun real(SourceLast());
+  MakeHotAndReal(real);
+  int tries = 0;
+  const auto services_of = real.services_.services_of;
+  real.services_.services_of = [&](const PlannedInstrument& planned) {
+    const bool absent = planned.name == "bath" && ++tries < 3;
+    return absent ? DriverServices() : services_of(planned);
+  };
+  const RunEnd end = real.Go(folder(), RunMode::kResume);
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_TRUE(end.safe) << end.unsafe_reason.en;
+  EXPECT_EQ(tries, 3);
+  EXPECT_EQ(SetPoint(real), 20);
+}
+
+TEST_F(DiedHot, RunThatIsResumedDaysLater_KeepsItsLimits) {
+  BenchRun later(SourceLast(), kStart + 30);
+  MakeHotAndReal(later);
+  const RunEnd end = later.Go(folder(), RunMode::kResume);
+  ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason.en;
+  const auto phases = ReadRun(folder())->phases;
+  EXPECT_GT(phases.at(0).points.back().ended - phases.at(0).points.front().ended, 29);
+}
+
 TEST_F(CalibrationRun, JournalThatWasChanged_IsRefusedAndNotTouched) {
   BenchRun run(kPlan);
   run.on_status_ = [&](const RunStatus&) { run.stop_ = run.looks_ > 20; };
@@ -313,6 +373,46 @@ TEST_F(CalibrationRun, OtherSerialNumberOrUnit_IsRefusedBeforeTheSourceIsSet) {
   EXPECT_THAT(serial.reason.en, HasSubstr("the serial number 9 is not in its identification"));
   const RunEnd unit = BenchRun(With(kPlan, "\"bridge/CH1\", \"sensor\": \"pt100\"", "\"bridge/CH1\"")).Go(Folder("b"));
   EXPECT_THAT(unit.reason.en, HasSubstr("tells Ohms, and the plan is in "));
+  const RunEnd sensor =
+      BenchRun(With(kPlan, "\"bridge/CH1\", \"sensor\": \"pt100\"", "\"bridge/CH1\", \"sensor\": \"K\""))
+          .Go(Folder("c"));
+  EXPECT_THAT(sensor.reason.en, HasSubstr("reference (bridge/CH1): "));
+  for (const char* folder : {"a", "b", "c"}) {
+    EXPECT_EQ(Bytes(Folder(folder)).find("\"k\":\"set\""), std::string::npos) << folder;
+  }
+}
+
+TEST(NamesSerialNumber, TakesAWholeFieldOrWordAndNoPartOfOne) {
+  EXPECT_TRUE(NamesSerialNumber("ULIX,CMX310,310042", "310042"));
+  EXPECT_TRUE(NamesSerialNumber("ULIX,CMX310, 310042 ,1.2", "310042"));
+  EXPECT_TRUE(NamesSerialNumber("RTC-159 605157 00012", "605157 00012"));
+  EXPECT_TRUE(NamesSerialNumber("KAMBIC OB-7 (14021)", "14021"));
+  for (const char* part : {"310", "31004", "10042", "ULIX"}) {
+    EXPECT_FALSE(NamesSerialNumber("ULIX,CMX310,310042", part)) << part;
+  }
+  EXPECT_FALSE(NamesSerialNumber("bath, version 2.05", "05"));
+}
+
+TEST_F(CalibrationRun, SourceThatRefusesItsSafeValue_IsNotSetToAnyPoint) {
+  BenchRun run(With(With(kPlan, "\"min\": -40", "\"min\": -400"), "\"safe\": 20", "\"safe\": -390"));
+  const double before = SetPoint(run);
+  const RunEnd end = run.Go(Folder("run"));
+  EXPECT_EQ(end.kind, RunEnd::kEndedEarly);
+  EXPECT_THAT(end.reason.en, HasSubstr("the source does not take -390"));
+  EXPECT_TRUE(end.safe);
+  EXPECT_EQ(SetPoint(run), before);
+  EXPECT_EQ(Bytes(Folder("run")).find("\"k\":\"point\""), std::string::npos);
+}
+
+TEST_F(CalibrationRun, SourceThatFailsAtTheEnd_CompleteRunIsNotSafe) {
+  BenchRun run(kPlan);
+  run.on_status_ = [&](const RunStatus& status) {
+    if (status.activity == Activity::kLeavingSafe) run.bench_->bench().Set("bath", "set-point-text", "nonsense");
+  };
+  const RunEnd end = run.Go(Folder("run"));
+  EXPECT_EQ(end.kind, RunEnd::kComplete);
+  EXPECT_FALSE(end.safe);
+  EXPECT_THAT(end.unsafe_reason.en, HasSubstr("the source did not take its safe value"));
 }
 
 TEST_F(CalibrationRun, PointThatNeverSettles_EndsAtItsLimit) {
