@@ -5,6 +5,7 @@ Run as: python3 test_calibrate_contract.py PATH_TO_ULIX [unittest arguments]
 
 import csv
 import json
+import resource
 import signal
 import subprocess
 import time
@@ -107,6 +108,29 @@ class Runs(CalibrateTest):
         status, _, err = self.ulix("calibrate", self.plan(), "--speed", 100000, "--run", run)
         self.assertEqual(status, 1)
         self.assertIn("holds a run", err)
+
+    @unittest.skipIf(contract.UNDER_WINE, "its files have no limit of size")
+    def test_a_full_disk_ends_the_run_safely_and_says_how_to_go_on(self):
+        def fill_the_disk():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))
+
+        run = self.folder / "run"
+        full = subprocess.run([contract.ULIX, "calibrate", self.plan(), "--speed", "100000", "--run", run], text=True,
+                              capture_output=True, env=self.env, timeout=180, preexec_fn=fill_the_disk, check=False)
+        self.assertEqual(full.returncode, 1)
+        self.assertRegex(full.stderr, r"(?s)journal.*--resume --run ")
+        self.assertTrue((run / "results.csv").exists())
+        self.succeed("calibrate", self.plan(), "--speed", 100000, "--resume", "--run", run)
+
+    @unittest.skipIf(contract.UNDER_WINE, "the standard output is Wine's")
+    def test_a_closed_standard_output_costs_no_file(self):
+        run = self.folder / "run"
+        with open("/dev/full", "w") as out:
+            closed = subprocess.run([contract.ULIX, "calibrate", self.plan(), "--speed", "100000", "--run", run], text=True,
+                                    stdout=out, stderr=subprocess.PIPE, env=self.env, timeout=180, check=False)
+        self.assertEqual(closed.returncode, 1, closed.stderr)
+        self.assertIn("</html>", (run / "report.html").read_text())
 
     def begin(self, plan, run, *more):
         return self.start("calibrate", str(plan), "--run", str(run), *map(str, more))

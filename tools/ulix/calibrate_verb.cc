@@ -74,7 +74,7 @@ Action DefineCalibrate(CLI::App& verb) {
       "  ulix calibrate report FOLDER --lang fr     writes report, table and certificates of a run anew\n"
       "The folder gets journal.jsonl, results.csv, report.html and, where the plan asks for one, a certificate a "
       "unit.\n"
-      "Exit status: 0 every point was taken, 1 the run ended early, 2 the plan cannot run.");
+      "Exit status: 0 every point was taken and the source is safe, 1 not so, 2 the plan cannot run.");
   return [=] { return Calibrate(*options); };
 }
 

@@ -147,12 +147,10 @@ std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& o
   return std::move(*bench);
 }
 
-void PrintFile(const std::string& path) { PrintLine(path); }
-
 std::string InFolder(const std::string& folder, const char* file) { return (platform::PathOf(folder) / file).string(); }
 
 void WriteCertificatesOf(const CalibrationFindings& findings, const std::string& folder, const std::string& sign,
-                         Language language) {
+                         Language language, std::vector<std::string>& files) {
   const bool wanted = findings.run.complete && !findings.run.plan.certificate.identifier.empty();
   if (!wanted) return;
   const auto written = calibration::WriteCertificates(findings.run, folder, DayOfToday(), sign, language);
@@ -161,16 +159,23 @@ void WriteCertificatesOf(const CalibrationFindings& findings, const std::string&
     std::cerr << "ulix: " << Text(TextId::kRunNoCertificate, language, {written.error().In(language)}) << '\n';
     return;
   }
-  for (const std::string& file : written->files) PrintFile(file);
+  files.insert(files.end(), written->files.begin(), written->files.end());
 }
 
+// Each file is tried, whatever became of the others; their names are printed last, and the first failure is thrown.
 void WriteResults(const CalibrationOptions& options, const std::string& folder, Language language) {
   const CalibrationFindings findings = FindingsOf(folder, language);
-  WriteWholeFile(InFolder(folder, kTableFile), CalibrationCsv(findings, options.csv_separator));
-  PrintFile(InFolder(folder, kTableFile));
-  WriteWholeFile(InFolder(folder, kReportFile), CalibrationReport(findings, language));
-  PrintFile(InFolder(folder, kReportFile));
-  WriteCertificatesOf(findings, folder, options.sign, language);
+  FirstFailure failure;
+  std::vector<std::string> files;
+  const auto write = [&](const char* name, const std::string& bytes) {
+    const std::string path = InFolder(folder, name);
+    if (failure.Attempt([&] { WriteWholeFile(path, bytes); })) files.push_back(path);
+  };
+  write(kTableFile, CalibrationCsv(findings, options.csv_separator));
+  write(kReportFile, CalibrationReport(findings, language));
+  failure.Attempt([&] { WriteCertificatesOf(findings, folder, options.sign, language, files); });
+  for (const std::string& file : files) failure.Attempt([&] { PrintLine(file); });
+  failure.Rethrow();
 }
 
 void CheckSigning(const Plan& plan, const std::string& sign) {
@@ -188,8 +193,10 @@ void CheckSigning(const Plan& plan, const std::string& sign) {
 
 // Tells the user how the run ended. Returns the exit status.
 int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::string& folder, Language language) {
-  if (!end.safe) std::cerr << "ulix: " << Text(TextId::kRunNotSafe, language, {end.reason.In(language)}) << '\n';
-  if (end.kind == RunEnd::kComplete) return 0;
+  if (!end.safe) {
+    std::cerr << "ulix: " << Text(TextId::kRunNotSafe, language, {end.unsafe_reason.In(language)}) << '\n';
+  }
+  if (end.kind == RunEnd::kComplete) return end.safe ? 0 : 1;
   if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason.In(language));
   std::cerr << "ulix: " << end.reason.In(language) << '\n'
             << "ulix: " << Text(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
@@ -249,8 +256,10 @@ int RunPlanFile(const CalibrationOptions& options) {
   if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file) : NewFolder(options.plan_file);
   Tell(Text(TextId::kRunRunInto, file.language(), {folder}));
   const RunEnd end = CarryOut(plan, options, folder, file.language());
-  if (end.kind != RunEnd::kCannotStart) WriteResults(options, folder, file.language());
-  return ReportEnd(options, end, folder, file.language());
+  // Before the results: where the disk is full, they fail, and how the run ended must be known.
+  const int status = ReportEnd(options, end, folder, file.language());
+  WriteResults(options, folder, file.language());
+  return status;
 }
 
 int ReportRun(const CalibrationOptions& options) {
