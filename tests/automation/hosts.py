@@ -8,10 +8,13 @@ import os
 import re
 
 from server import ROOT, Server, instruments, main, windows_path
-from serial_instrument import Reply, SILENCE, SerialInstrument  # from the folder that the one above knows
+# From the folder that the one above knows.
+import port_servers
+from serial_instrument import Reply, SILENCE, SerialInstrument
 
 PORT, LOOPED_PORT, OTHER_PORT = 70, 71, 72
 EXAMPLES = ROOT / "examples"
+MAPPED_PORTS = r"HKCU\Software\ULIX Servers\Ports"
 
 
 class LoopedInstrument(SerialInstrument):
@@ -33,6 +36,8 @@ class LoopedInstrument(SerialInstrument):
 
 
 class Hosts(Server):
+    env, server_prefix = os.environ, ()  # of the servers of ports
+
     def instrument(self, unit):
         self.addCleanup(unit.close)
         return unit
@@ -49,8 +54,8 @@ class Hosts(Server):
     def test_hosts(self):
         # A registration takes longer than all of them.
         with self.registered():
-            for host in (self.published_interface_client, self.cpp_example, self.pascal_example, self.script_examples,
-                         self.script_that_is_the_controller):
+            for host in (self.published_interface_client, self.cpp_example, self.cpp_example_on_mapped_ports, self.pascal_example,
+                         self.script_examples, self.script_that_is_the_controller):
                 with self.subTest(host.__name__):
                     host()
 
@@ -65,6 +70,24 @@ class Hosts(Server):
 
     def cpp_example(self):
         self.assertEqual(self.run_on(self.kelvo10(), self.built["example"]).count("IN: 12.345"), 3)
+
+    def cpp_example_on_mapped_ports(self):
+        """The instrument is behind a serial port server; the host says a port number as for a serial port."""
+        for server, mapped in ((port_servers.pyserial, self.in_environment), (port_servers.socat, self.in_registry)):
+            with self.subTest(server.__name__):
+                unit = self.kelvo10()
+                url = server(self, unit.device)
+                printed = self.succeed(self.built["example"], str(PORT), env=mapped(url))
+                self.assertEqual(printed.count("IN: 12.345"), 3, printed)
+                self.assertIn("*IDN?\n", unit.wire().decode())
+
+    def in_environment(self, url):
+        return os.environ | {f"ULIX_COM{PORT}": url}
+
+    def in_registry(self, url):
+        self.succeed("reg", "add", MAPPED_PORTS, "/v", f"COM{PORT}", "/d", url, "/f")
+        self.addCleanup(self.succeed, "reg", "delete", MAPPED_PORTS, "/v", f"COM{PORT}", "/f")
+        return os.environ
 
     def pascal_example(self):
         printed = self.run_on(self.kelvo10(), self.built["pascal_host"])
