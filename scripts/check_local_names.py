@@ -19,7 +19,6 @@ TARGETS = (
     ("simulators", "^$"),
     ("tools/ulix", "^$"),
     ("tools/live_page", "^$"),
-    ("fleet", "^$"),
     ("controls", "^$"),
     ("tests", r"^tests/(conformance|automation|dialogs|controls)/"),
     ("tests/conformance", "^$"),

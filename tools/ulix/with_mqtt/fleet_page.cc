@@ -7,7 +7,7 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::size_t kMaxLines = 50;
+constexpr std::size_t kMaxPageLines = 50;
 
 LiveSeries SeriesOf(const FleetRow& row, const std::string& name) {
   const fleet::SeenChannel& seen = row.state;
@@ -32,7 +32,7 @@ void FleetPage::Show(const fleet::SeenBenches& benches, const std::string& troub
     const std::string name = row.bench + (row.instrument.empty() ? "" : " / " + row.instrument) +
                              (row.channel.empty() ? "" : " / " + row.channel);
     if (!row.has_value) {
-      if (frame.lines.size() < kMaxLines) frame.lines.push_back(name + ": " + row.note);
+      if (frame.lines.size() < kMaxPageLines) frame.lines.push_back(name + ": " + row.note);
       continue;
     }
     const auto place = places_.size() < kMaxRows ? places_.try_emplace(name, places_.size()).first : places_.find(name);

@@ -30,8 +30,8 @@ using fleet::FleetView;
 using fleet::Quality;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kGlance(50);
-constexpr std::chrono::milliseconds kRedraw(500);
+constexpr std::chrono::milliseconds kFleetGlance(50);
+constexpr std::chrono::milliseconds kFleetRedraw(500);
 
 const char* NameOf(Quality quality) {
   if (quality == Quality::kGood) return "good";
@@ -102,12 +102,12 @@ class FleetWatch {
     AwaitBroker();
     if (!options_.http.empty()) page_ = MakePage();
     const auto began = steady_clock::now();
-    for (auto next_redraw = began; !interrupted_; std::this_thread::sleep_for(kGlance)) {
+    for (auto next_redraw = began; !interrupted_; std::this_thread::sleep_for(kFleetGlance)) {
       const auto now = steady_clock::now();
       if (!as_table_) PrintReports();
       if (now >= next_redraw) {
         Redraw();
-        next_redraw = now + kRedraw;
+        next_redraw = now + kFleetRedraw;
       }
       if (options_.duration_s && now - began >= std::chrono::duration<double>(*options_.duration_s)) break;
     }
@@ -125,7 +125,7 @@ class FleetWatch {
         subscriber_.Stop();
         throw OperationFailed(serialCommErrUnableToOpenComm, trouble);
       }
-      std::this_thread::sleep_for(kGlance);
+      std::this_thread::sleep_for(kFleetGlance);
     }
   }
 
