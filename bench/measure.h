@@ -130,6 +130,7 @@ class ChildProcess {
   }
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
+  pid_t id() const { return pid_; }
   ~ChildProcess() {
     if (pid_ <= 0) return;
     kill(pid_, SIGKILL);

@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLookInterval{100};
+constexpr milliseconds kLookInterval{200};
 constexpr milliseconds kRetryInterval{1000};
 constexpr std::size_t kMaxWrites = 16;
 constexpr double kMsPerDay = 86'400'000.0;
@@ -48,21 +48,12 @@ std::optional<std::string> OutputIn(std::string_view name) {
   return std::string(name.substr(kOutputs.size(), name.size() - kOutputs.size() - kSetPoint.size()));
 }
 
-struct Judged {
+}  // namespace
+
+struct BenchDevice::Judged {
   MetricValue value;
   Quality quality;
 };
-
-// A value is good only when it is known to be the measured one.
-Judged Judge(const ChannelArrays& arrays, std::size_t k) {
-  const double value = static_cast<double>(arrays.values[k]);
-  if (Failed(arrays.errors[k]) || arrays.doubts[k] == Doubt::kNoNumber || !std::isfinite(value)) {
-    return {{}, Quality::kBad};
-  }
-  return {value, arrays.doubts[k] == Doubt::kNoValue ? Quality::kStale : Quality::kGood};
-}
-
-}  // namespace
 
 // Lives as long as the instrument's sinks; the device outlives the instrument.
 class BenchDevice::Sink final : public EventSink {
@@ -315,53 +306,56 @@ void BenchDevice::Look() {
   if (Succeeded(instrument_->GetChansVals(ids, &arrays))) Take(arrays, false);
 }
 
-bool BenchDevice::Update(Channel& channel, const ChannelArrays& arrays, std::size_t k, std::vector<Metric>& changed) {
+// A value is good only when it is known to be the measured one, and was measured lately.
+BenchDevice::Judged BenchDevice::Judge(Channel& channel, const ChannelArrays& arrays, std::size_t k) {
   const auto now = std::chrono::steady_clock::now();
-  if (arrays.times[k] == 0) return false;  // not read yet
   if (arrays.times[k] != channel.stamp) {
     channel.stamp = arrays.times[k];
     channel.stamped_at = now;
   }
-  Judged judged = Judge(arrays, k);
+  const double value = static_cast<double>(arrays.values[k]);
+  const bool is_number = arrays.doubts[k] != Doubt::kNoNumber && std::isfinite(value);
+  if (Failed(arrays.errors[k]) || !is_number) return {{}, Quality::kBad};
   const auto old = milliseconds(static_cast<std::int64_t>(kStalePeriods * channel.period_ms)) + kStaleSlack;
-  if (judged.quality == Quality::kGood) {
-    if (now - channel.stamped_at > old)
-      judged.quality = Quality::kStale;
-    else
-      last_good_ = now;
-  }
-  const bool error_changed = channel.error != arrays.errors[k];
-  const bool same = judged.value == channel.value.value && judged.quality == channel.value.quality() && !error_changed;
-  channel.value.time = UnixOf(channel.stamp);
-  channel.value.value = std::move(judged.value);
-  channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(judged.quality));
-  channel.error = arrays.errors[k];
-  if (error_changed) changed.push_back(ErrorMetric(channel, channel.value.time));
-  return !same;
+  if (arrays.doubts[k] == Doubt::kNoValue || now - channel.stamped_at > old) return {value, Quality::kStale};
+  last_good_ = now;
+  return {value, Quality::kGood};
 }
 
 void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
-  std::vector<Metric> changed, all;
-  std::unique_lock lock(mutex_);
+  std::vector<Metric> changed;
+  const std::lock_guard lock(mutex_);
   if (!alive_) return;
   for (std::size_t k = 0; k < arrays.size(); ++k) {
     const auto found = channels_.find(arrays.ids[k]);
-    if (found == channels_.end()) continue;
+    if (found == channels_.end() || arrays.times[k] == 0) continue;  // not of ours, or not read yet
     Channel& channel = found->second;
     RefreshUnit(channel, arrays.ids[k]);
+    Judged judged = Judge(channel, arrays, k);
     const Quality before = channel.value.quality();
-    const Metric last = channel.value;
-    const bool differs = Update(channel, arrays, k, changed);
+    const bool error_changed = std::exchange(channel.error, arrays.errors[k]) != arrays.errors[k];
     // Between reports only a change of quality is news: values inside the dead band stay as they were told.
-    const bool news = report ? differs : before != channel.value.quality() && before != Quality::kStale;
+    const bool differs = judged.quality != before || judged.value != channel.value.value || error_changed;
+    const bool news = report ? differs : before != judged.quality && before != Quality::kStale;
+    if (error_changed) changed.push_back(ErrorMetric(channel, UnixOf(channel.stamp)));
+    if (!report && !news) continue;
+    channel.value.time = UnixOf(channel.stamp);
+    channel.value.value = std::move(judged.value);
+    channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(judged.quality));
     if (news) changed.push_back(channel.value);
-    if (!report && !news) channel.value = last;
-    all.push_back(channel.value);
   }
-  const std::string device = device_;
+  if (report && changed.empty()) changed = ValuesOf(arrays);
   // In the order of time: what is told under the lock is in the order of the readings.
-  if (report && changed.empty()) changed = std::move(all);
-  if (!changed.empty()) node_.DeviceData(device, changed);
+  if (!changed.empty()) node_.DeviceData(device_, changed);
+}
+
+std::vector<Metric> BenchDevice::ValuesOf(const ChannelArrays& arrays) const {
+  std::vector<Metric> values;
+  for (const ChannelId id : arrays.ids) {
+    const auto found = channels_.find(id);
+    if (found != channels_.end()) values.push_back(found->second.value);
+  }
+  return values;
 }
 
 // --- commands ---

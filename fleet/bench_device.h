@@ -23,7 +23,7 @@ class SimulatedLine;
 namespace ulix::fleet {
 
 // Keeps the instrument connected with a thread of its own and publishes what its groups report. It looks for the device
-// ten times a second: an unplugged one is published as dead within a second, and connected again when it is back.
+// five times a second: an unplugged one is published as dead within a second, and connected again when it is back.
 class BenchDevice {
  public:
   // `node` and `log` outlive the device. `folder` is where the files are that the configuration names.
@@ -72,7 +72,10 @@ class BenchDevice {
   void Look();
   // Publishes what changed. A report gives all that it holds where nothing changed.
   void Take(const ChannelArrays& arrays, bool report);
-  bool Update(Channel& channel, const ChannelArrays& arrays, std::size_t k, std::vector<Metric>& changed);
+  struct Judged;
+  // The reading's value and quality now. A good one counts as a sign of life.
+  Judged Judge(Channel& channel, const ChannelArrays& arrays, std::size_t k);
+  std::vector<Metric> ValuesOf(const ChannelArrays& arrays) const;
   void DoWrites();
   void DoWrite(const Write& write);
   void Pause(std::chrono::milliseconds duration);

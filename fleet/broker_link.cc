@@ -15,7 +15,8 @@ using std::chrono::seconds;
 
 constexpr seconds kMaxHandshake{10};
 constexpr seconds kMaxFarewell{2};
-constexpr int kLoopMs = 50;
+constexpr int kLoopMs = 100;
+constexpr milliseconds kTickInterval{100};
 constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality of service
 
 }  // namespace
@@ -180,12 +181,16 @@ void BrokerLink::NoteCause(int result) {
 
 void BrokerLink::Loop() {
   const auto begun = std::chrono::steady_clock::now();
+  auto next_tick = begun;
   while (!stopping_ && !failed_) {
     ++turns_;
     const int result = mosquitto_loop(client_.get(), kLoopMs, 1);
     if (result != MOSQ_ERR_SUCCESS) return NoteCause(result);
     const auto now = std::chrono::steady_clock::now();
     if (!online_ && now - begun > kMaxHandshake) return;
+    // Each message that is published ends a turn.
+    if (now < next_tick) continue;
+    next_tick = now + kTickInterval;
     if (user_.Tick(now) == BrokerClient::Health::kStuck) return;
   }
 }

@@ -88,7 +88,7 @@ void Node::SayDeath() {
 
 // --- births, data, deaths ---
 
-bool Node::Send(MessageType type, const std::string& device, Payload payload) {
+bool Node::Send(MessageType type, const std::string& device, Payload& payload) {
   payload.seq = next_seq_;
   const bool taken = connection_->Publish(TextOf({options_.group, type, options_.node, device}), Encode(payload), 0);
   if (!taken) return false;
@@ -111,15 +111,15 @@ void Node::SendNodeBirth() {
                               {.name = kRebirth, .type = DataType::kBoolean, .value = false, .time = now}};
   metrics.insert(metrics.end(), options_.metrics.begin(), options_.metrics.end());
   for (Metric& metric : metrics) metric.time = now;
-  Send(MessageType::kNodeBirth, "", {.time = now, .metrics = std::move(metrics)});
+  Payload birth{.time = now, .metrics = std::move(metrics)};
+  Send(MessageType::kNodeBirth, "", birth);
 }
 
 void Node::SendDeviceBirth(const std::string& name, Device& device) {
-  const UnixMs now = UnixNow();
-  std::vector<Metric> metrics = device.metrics;
-  for (Metric& metric : metrics) metric.time = metric.time == 0 ? now : metric.time;
-  SendMirror(name, metrics);
-  Send(MessageType::kDeviceBirth, name, {.time = now, .metrics = std::move(metrics)});
+  Payload birth{.time = UnixNow(), .metrics = device.metrics};
+  for (Metric& metric : birth.metrics) metric.time = metric.time == 0 ? birth.time : metric.time;
+  SendMirror(name, birth.metrics);
+  Send(MessageType::kDeviceBirth, name, birth);
 }
 
 void Node::SendMirror(const std::string& name, const std::vector<Metric>& metrics) {
@@ -151,11 +151,11 @@ void Node::DeviceDied(const std::string& name) {
   if (!device.alive) return;
   device.alive = false;
   const UnixMs now = UnixNow();
+  Payload gap{.time = now};
   if (connection_) {
-    Send(MessageType::kDeviceDeath, name, {.time = now});
+    Send(MessageType::kDeviceDeath, name, gap);
     return;
   }
-  Payload gap{.time = now};
   for (Metric metric : device.metrics) {
     if (!metric.Property(kQualityKey)) continue;
     metric.value = {};
@@ -202,6 +202,7 @@ void Node::DeviceData(const std::string& name, const std::vector<Metric>& metric
 void Node::Keep(const std::string& name, Payload payload) {
   Device& device = DeviceOf(name);
   if (!device.store) return;
+  payload.seq.reset();
   for (Metric& metric : payload.metrics) metric.historical = true;
   const std::uint64_t lost = device.store->lost();
   device.store->Append(Encode(payload));
@@ -225,7 +226,7 @@ bool Node::SendHistoryOf(const std::string& name, Device& device, std::size_t* b
     *bytes += record->size();
     payload->time = UnixNow();
     SendMirror(name, payload->metrics);
-    if (!Send(MessageType::kDeviceData, name, std::move(*payload))) return false;
+    if (!Send(MessageType::kDeviceData, name, *payload)) return false;
     last_history_ = published_;
   }
   return true;

@@ -94,7 +94,8 @@ class Node final : public BrokerClient {
     std::size_t bytes = 0;
   };
 
-  bool Send(MessageType type, const std::string& device, Payload payload);
+  // Sets the payload's seq.
+  bool Send(MessageType type, const std::string& device, Payload& payload);
   void SendNodeBirth();
   void SendDeviceBirth(const std::string& name, Device& device);
   void SendBirths();
