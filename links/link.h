@@ -61,9 +61,6 @@ class Link {
   // Whether the device or the peer has gone since the link was opened, as far as is known without a wait. IsOpen stays
   // true until the link is closed.
   virtual bool IsLost() { return false; }
-  // Whether this side gave the connection up, after bytes that made no sense. The device at the other end is the same
-  // then, and needs no handshake after a reconnection.
-  virtual bool WasGivenUp() const { return false; }
   // Whether the device is still plugged in. It asks the system and not the instrument: no wait, no byte on the line.
   virtual bool DeviceIsThere() { return !IsLost(); }
   // S_OK if this machine has all that the link needs besides the instrument, such as a USB helper library; else the

@@ -24,8 +24,13 @@ Link* ModbusLink::Chosen() {
 
 HRESULT ModbusLink::Open() {
   if (IsOpen()) return S_OK;
-  current_ = Chosen();
+  current_ = bound_ = Chosen();
   return current().Open();
+}
+
+HRESULT ModbusLink::Reopen() {
+  current_ = bound_;
+  return current().Reopen();
 }
 
 std::span<const ErrorRow> ModbusLink::errors() const {

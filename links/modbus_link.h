@@ -28,11 +28,10 @@ class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
   bool opened_on_network() const { return current_ == &connection_; }
 
   HRESULT Open() override;
-  HRESULT Reopen() override { return current().Reopen(); }
+  HRESULT Reopen() override;
   HRESULT Close() override { return current().Close(); }
   bool IsOpen() const override { return current().IsOpen(); }
   bool IsLost() override { return current().IsLost(); }
-  bool WasGivenUp() const override { return current().WasGivenUp(); }
   bool DeviceIsThere() override { return current().DeviceIsThere(); }
   Milliseconds read_timeout() const override { return current().read_timeout(); }
   HRESULT ApplyTimeouts(std::uint32_t read_ms, std::uint32_t write_ms) override {
@@ -66,6 +65,7 @@ class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
   TcpLink connection_;
   std::atomic<bool> on_network_ = false;
   std::atomic<Link*> current_;
+  Link* bound_ = &line_;  // of the last Open
 };
 
 }  // namespace ulix

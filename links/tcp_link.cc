@@ -31,8 +31,11 @@ HRESULT TcpLink::Fail(platform::OpenFailure failure) {
 
 HRESULT TcpLink::Open() {
   if (open_) return S_OK;
-  given_up_ = false;
-  const NetworkAddress wanted = address();
+  bound_ = address();
+  return Connect(bound_);
+}
+
+HRESULT TcpLink::Connect(const NetworkAddress& wanted) {
   const auto host = platform::FindHost(wanted.host);
   if (!host) return Fail({.cause = platform::OpenFailureCause::kUnknownHost});
   auto socket = options_.make_socket();
@@ -98,8 +101,7 @@ LinkOutcome TcpLink::Send(std::string_view message) {
     const SocketWait wait = refused ? SocketWait::kFailed : socket_->AwaitWritable(std::max(left, Milliseconds(0)));
     if (wait == SocketWait::kReady) continue;
     lost_ = true;
-    given_up_ = wait == SocketWait::kTimedOut;
-    return given_up_ ? LinkOutcome::kStoppedMidway : LinkOutcome::kLinkLost;
+    return wait == SocketWait::kTimedOut ? LinkOutcome::kStoppedMidway : LinkOutcome::kLinkLost;
   }
   if (options_.trace) options_.trace(TraceDirection::kSent, message);
   return LinkOutcome::kComplete;

@@ -31,11 +31,12 @@ class TcpLink final : public Link, public LinkParams {
   void SetAddress(const NetworkAddress& address);
 
   HRESULT Open() override;
+  // To the address of the last Open, whatever is set now.
+  HRESULT Reopen() override { return Connect(bound_); }
   HRESULT Close() override;
   bool IsOpen() const override { return open_; }
   // Reads what has come into the buffer, without a wait, and so finds out whether the peer has left.
   bool IsLost() override;
-  bool WasGivenUp() const override { return given_up_; }
   // Always true: only an exchange shows whether a device on a network is there.
   bool DeviceIsThere() override { return true; }
   Milliseconds read_timeout() const override { return options_.timeout; }
@@ -58,20 +59,21 @@ class TcpLink final : public Link, public LinkParams {
   void Drop(std::size_t count);
   void DropAll() { filled_ = 0; }
   // Marks the connection as lost because its bytes make no sense any more: half a message may be under way.
-  void GiveUp() { lost_ = given_up_ = true; }
+  void GiveUp() { lost_ = true; }
   void TraceReceived(std::string_view message) const;
 
  private:
+  HRESULT Connect(const NetworkAddress& wanted);
   HRESULT Fail(platform::OpenFailure failure);
 
   Options options_;
   mutable platform::Mutex address_mutex_;
   NetworkAddress address_;         // guarded by address_mutex_
   platform::OpenFailure failure_;  // of the last opening; guarded by address_mutex_
+  NetworkAddress bound_;           // of the last Open
   std::unique_ptr<platform::StreamSocket> socket_;
   std::atomic<bool> open_ = false;
   bool lost_ = false;
-  bool given_up_ = false;
   std::array<char, 1024> buffer_;  // several messages at most, so that it never stays full
   std::size_t filled_ = 0;
 };

@@ -153,7 +153,6 @@ HRESULT Session::Restore() {
   NoteLoss();
   if (state_ != SessionState::kLost) return link_.IsOpen() ? HRESULT{S_OK} : link_.codes().closed;
   if (refused_) return *refused_;
-  const bool same_device = link_.WasGivenUp();
   link_.Close();
   HRESULT result = link_.Reopen();
   if (Succeeded(result)) result = TakeOpenedLink();
@@ -161,7 +160,7 @@ HRESULT Session::Restore() {
     state_ = SessionState::kLost;
     return link_.CodeWhileLost(result);
   }
-  if (connected_ && !same_device) {
+  if (connected_) {
     const auto started = ShakeHands();
     if (!started.value_or(false)) {
       CloseLink(SessionState::kLost);

@@ -36,6 +36,9 @@ constexpr FaultOutcome kUnwritten = {serialCommErrUnableToWriteComm};
 constexpr FaultOutcome kUnopened = {serialCommErrUnableToOpenComm};
 constexpr FaultOutcome kNetMute = {.code = networkCommErrUnableToReadComm, .in_vain = true};
 constexpr FaultOutcome kNetNoReply = {networkCommErrUnableToReadComm};
+// The connection was given up, and the logger behind the next one does not say which it is.
+constexpr FaultOutcome kNetMuteHeld = {.code = networkCommErrUnableToReadComm, .in_vain = true, .leaves_held = true};
+constexpr FaultOutcome kNetNoReplyHeld = {.code = networkCommErrUnableToReadComm, .leaves_held = true};
 constexpr FaultOutcome kNetUnopened = {networkCommErrUnableToConnect};
 constexpr FaultOutcome kNotJofra = {.code = jofrartcptcCtlErrNotJofraRtcPtc, .in_vain = true};
 constexpr FaultOutcome kUsbMute = {.code = winUsbCommErrUnableToReadComm, .in_vain = true};
@@ -274,7 +277,7 @@ const Row kRows[] = {
      .late = kNetMute, .refuse = {memologCtlErrMbusData}, .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "SendCfg", .patience_ms = 1000, .max_ms = 2501,
      .silent = kNetMute, .slow = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply,
-     .truncate = kNetMute, .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData},
+     .truncate = kNetMute, .oversize = kNetNoReplyHeld, .late = kNetMute, .refuse = {memologCtlErrMbusData},
      .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "ReadCfg", .patience_ms = 1000, .max_ms = 30600,
      .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,
@@ -286,17 +289,17 @@ const Row kRows[] = {
      .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,
      .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData}, .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "ReadMemoryMidway", .patience_ms = 1000, .max_ms = 14401,
-     .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,
+     .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMuteHeld, .garbage = kNetNoReplyHeld, .truncate = kNetMuteHeld,
      .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData}, .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "ClearMemory", .patience_ms = 1000, .max_ms = 1001,
      .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,
      .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData}, .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "SendProgram", .patience_ms = 1000, .max_ms = 2501,
      .silent = kNetMute, .slow = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply,
-     .truncate = kNetMute, .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData},
+     .truncate = kNetMute, .oversize = kNetNoReplyHeld, .late = kNetMute, .refuse = {memologCtlErrMbusData},
      .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "SendProgramMidway", .patience_ms = 1000, .max_ms = 8100,
-     .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,
+     .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMuteHeld, .garbage = kNetNoReplyHeld, .truncate = kNetMuteHeld,
      .oversize = kNetNoReply, .late = kNetMute, .refuse = {memologCtlErrMbusData}, .drop = kNetUnopened},
     {.device = "MemologNetwork", .operation = "ReadProgram", .patience_ms = 1000, .max_ms = 30600,
      .silent = kNetMute, .too_slow = kNetMute, .drip = kNetMute, .garbage = kNetNoReply, .truncate = kNetMute,

@@ -16,6 +16,7 @@ struct IdentityCase {
   const char* first;
   const char* second;  // of the same model
   HRESULT refusal;
+  FaultKind loss = FaultKind::kDrop;
 };
 
 void PrintTo(const IdentityCase& identity, std::ostream* out) { *out << identity.device; }
@@ -35,7 +36,7 @@ TEST_P(ReplacedInstrument, OnReconnection_IsRefusedUntilTheHostConnectsAgain) {
   SetBench(c.property, c.first);
   ASSERT_EQ(device->Connect(), S_OK);
   ASSERT_EQ(Read(), S_OK);
-  bench->SetFaults({{FaultKind::kDrop, 0}});
+  bench->SetFaults({{c.loss, 0}});
   EXPECT_LT(Read(), 0);
   SetBench(c.property, c.second);
   bench->SetFaults({});
@@ -68,8 +69,33 @@ INSTANTIATE_TEST_SUITE_P(
         IdentityCase{"Adt760", "identity", "Additel,HPC-HOST,1,V1", "Additel,HPC-HOST,2,V1", adt760CtlErrNotAdt760},
         IdentityCase{"Memolog", "identity", "ULIX,MEMOLOG90,1,V2", "ULIX,MEMOLOG90,2,V2", memologCtlErrNotMemolog},
         IdentityCase{"MemologNetwork", "identity", "ULIX,MEMOLOG90,1,V2", "ULIX,MEMOLOG90,2,V2",
-                     memologCtlErrNotMemolog}),
-    [](const auto& tested) { return std::string(tested.param.device); });
+                     memologCtlErrNotMemolog},
+        IdentityCase{"MemologNetwork", "identity", "ULIX,MEMOLOG90,1,V2", "ULIX,MEMOLOG90,2,V2",
+                     memologCtlErrNotMemolog, FaultKind::kGarbage}),
+    [](const auto& tested) {
+      return std::string(tested.param.device) + (tested.param.loss == FaultKind::kGarbage ? "Garbage" : "");
+    });
+
+class LostNetwork : public DeviceBench {
+ protected:
+  LostNetwork() : DeviceBench(std::find_if(std::begin(kDevices), std::end(kDevices), [](const Device& d) {
+                    return d.on_network;
+                  })[0]) {}
+};
+
+// A host may change the settings at any time. They apply when it connects anew.
+TEST_F(LostNetwork, OtherSettingsMeanwhile_ReconnectsToTheAddressOfConnect) {
+  ASSERT_EQ(device->Connect(), S_OK);
+  const std::optional<NetworkAddress> others[] = {NetworkAddress{"", 502}, std::nullopt};
+  for (const auto& other : others) {
+    bench->SetFaults({{FaultKind::kDrop, 0}});
+    EXPECT_LT(driver->ReadChannel(0).code, 0);
+    bench->SetFaults({});
+    ASSERT_EQ(device->SetNetworkAddress(other), S_OK);
+    EXPECT_EQ(driver->ReadChannel(0).code, S_OK);
+  }
+  EXPECT_EQ(device->Disconnect(), S_OK);
+}
 
 class SlowLine : public LineBench {
  protected:
