@@ -44,12 +44,11 @@ class Framer {
  public:
   virtual ~Framer() = default;
 
-  // Called after the link was opened. Forgets parts of replies that were received before.
+  // Called after the link was opened. Forgets what is known of replies that were received before.
   virtual void Reset() {}
   // Sends one message.
   virtual LinkOutcome Send(std::string_view message) = 0;
-  // Receives the next reply, from the part on that an earlier call received. A reply longer than the plan's size is
-  // cut.
+  // Receives the next reply. A reply longer than the plan's size is cut.
   virtual Reply Receive(const ReplyPlan& plan) = 0;
   // Receives the next reply of a line that is out of sync, whatever its length.
   virtual Reply ReceiveAny(const ReplyPlan& plan) = 0;
@@ -65,7 +64,7 @@ class Framer {
   virtual bool cut() const { return false; }
   // Reads the end of a reply that was cut and throws it away; false when the end does not come.
   virtual bool SkipRest() { return true; }
-  // Whether a part of a reply is kept whose end did not come in time.
+  // Whether the last reply began, and its end did not come in time.
   virtual bool HasPart() const { return false; }
 
   // Whether each reply has the number of its query. Such a link is never out of sync.

@@ -40,12 +40,12 @@ LineFramer::LineFramer(SerialLink& link, Clock& clock, Options options)
     : link_(link), clock_(clock), options_(std::move(options)) {}
 
 void LineFramer::Reset() {
-  part_.clear();
+  part_ = false;
   cut_ = within_ = false;
 }
 
 void LineFramer::Prepare() {
-  part_.clear();
+  part_ = false;
   discards_ = true;
 }
 
@@ -61,18 +61,18 @@ LinkOutcome LineFramer::Send(std::string_view message) {
 }
 
 LinkOutcome LineFramer::Discard() {
-  part_.clear();
+  part_ = false;
   return link_.DiscardInput();
 }
 
 bool LineFramer::DiscardWithin(Milliseconds time) {
-  part_.clear();
+  part_ = false;
   return ulix::DiscardWithin(link_, clock_, time);
 }
 
 Reply LineFramer::Receive(const ReplyPlan& plan) {
-  Reply reply{.text = std::exchange(part_, {})};
-  reply.text.resize(std::min(reply.text.size(), static_cast<std::size_t>(plan.size) - 2));
+  part_ = false;
+  Reply reply;
   for (int attempt = 1; attempt <= plan.attempts; ++attempt) {
     reply.outcome = ReadOn(reply.text, plan);
     if (reply.there() && !reply.text.empty()) return reply;
@@ -80,22 +80,17 @@ Reply LineFramer::Receive(const ReplyPlan& plan) {
     if (reply.outcome != LinkOutcome::kStoppedMidway) break;  // behind a damaged byte the rest would pass for a number
   }
   if (reply.there()) return reply;  // an empty one
-  part_ = std::move(reply.text);
+  part_ = !reply.text.empty();
   return {.outcome = reply.outcome, .text = {}};
 }
 
-// Behind a line that was cut its rest comes, which is no reply; nor is the start of one that came before.
+// Behind a line that was cut its rest comes, which is no reply.
 Reply LineFramer::ReceiveAny(const ReplyPlan& plan) {
   const ReplyPlan any = {.size = kMaxThrownAway, .attempts = plan.attempts, .read_ms = plan.read_ms, .chunked = true};
-  const std::size_t old = part_.size();
   Reply reply = Receive(any);
   if (!reply.there()) return reply;
   const bool rest = std::exchange(within_, cut_);
-  if (rest || cut_) {
-    reply.outcome = LinkOutcome::kTooLong;
-  } else {
-    reply.text.erase(0, std::min(old, reply.text.size()));
-  }
+  if (rest || cut_) reply.outcome = LinkOutcome::kTooLong;
   return reply;
 }
 

@@ -8,7 +8,7 @@
 
 namespace ulix {
 
-// A line that stops midway is kept, and the next reply goes on from it: its rest alone would read as another value.
+// While a reply is read, a line that stops midway is kept from one attempt to the next.
 class LineFramer final : public Framer {
  public:
   // Makes the bytes that are sent for a message. Without it they are the message and the terminator.
@@ -30,7 +30,7 @@ class LineFramer final : public Framer {
   bool DiscardWithin(Milliseconds time) override;
   bool cut() const override { return cut_; }
   bool SkipRest() override;
-  bool HasPart() const override { return !part_.empty(); }
+  bool HasPart() const override { return part_; }
 
  private:
   LinkOutcome ReadOn(std::string& line, const ReplyPlan& plan);
@@ -41,7 +41,7 @@ class LineFramer final : public Framer {
   bool discards_ = false;  // before the next message
   bool cut_ = false;       // the end of the last line was not read: it was longer than its plan
   bool within_ = false;    // the line before was cut: what follows is its rest and no line
-  std::string part_;       // the start of a line that stopped midway
+  bool part_ = false;      // the last line stopped midway
   std::vector<char> buffer_;
 };
 
