@@ -5,8 +5,21 @@
 namespace ulix {
 
 void OutstandingReplies::OnSent(ReplyKind kind) {
-  if (runs_.empty() || runs_.back().kind != kind) runs_.push_back({kind, 0});
+  if (runs_.empty() || runs_.back().kind != kind) {
+    if (runs_.size() == kRoom) MakeRoom();
+    runs_.push_back({kind, 0});
+  }
   ++runs_.back().count;
+}
+
+// The first run waits with the next of its kind. Without one, what is behind it becomes a reply that only a later
+// query's can settle.
+void OutstandingReplies::MakeRoom() {
+  const Run first = runs_.front();
+  runs_.erase(runs_.begin());
+  const auto next = std::find_if(runs_.begin(), runs_.end(), [&](const Run& run) { return run.kind == first.kind; });
+  if (next != runs_.end()) next->count += first.count;
+  if (next == runs_.end()) runs_.front().kind = ReplyKind::kAmbiguous;
 }
 
 void OutstandingReplies::OnReceived(ReplyKind kind) {

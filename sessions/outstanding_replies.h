@@ -16,7 +16,9 @@ enum class ReplyKind : std::uint32_t { kAmbiguous = 0, kSync = 1, kFirstForm = 2
 // its kind are outstanding, the reply counts for the first of them.
 class OutstandingReplies {
  public:
-  // A query that expects a reply of this kind was sent.
+  OutstandingReplies() { runs_.reserve(kRoom); }
+
+  // A query that expects a reply of this kind was sent. Allocates nothing, so that none is forgotten.
   void OnSent(ReplyKind kind);
   // A reply of this kind came. It settles all that was sent before the first query of this kind, and that query too. An
   // ambiguous reply may be noise or half of a reply, so it never settles an ambiguous query.
@@ -27,11 +29,14 @@ class OutstandingReplies {
   bool Expects(ReplyKind kind) const;
   // The kind of the first outstanding reply. Not to be called when empty.
   ReplyKind front() const { return runs_.front().kind; }
-  // Whether no more can be kept, after many queries of alternating kinds on a mute line.
+  // Whether there are too many for another query, after many of alternating kinds on a mute line. A handshake goes on.
   bool full() const { return runs_.size() >= kMaxRuns; }
 
  private:
+  void MakeRoom();
+
   static constexpr std::size_t kMaxRuns = 64;
+  static constexpr std::size_t kRoom = 2 * kMaxRuns;
   struct Run {
     ReplyKind kind;
     std::size_t count;

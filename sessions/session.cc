@@ -9,19 +9,6 @@ constexpr Milliseconds kOpenPause{1000};
 
 }  // namespace
 
-// While it lives, the words of a session's start or end are exchanged. They are not held up to bring the line in sync,
-// which an instrument that was switched off cannot always do before its handshake.
-class Session::Handshake {
- public:
-  explicit Handshake(Session& session) : session_(session) { session_.shaking_hands_ = true; }
-  ~Handshake() { session_.shaking_hands_ = false; }
-  Handshake(const Handshake&) = delete;
-  Handshake& operator=(const Handshake&) = delete;
-
- private:
-  Session& session_;
-};
-
 Session::Session(Link& link, std::unique_ptr<Framer> framer, SessionPeer& peer, Options options)
     : link_(link), framer_(std::move(framer)), peer_(peer), options_(std::move(options)) {}
 
@@ -79,7 +66,7 @@ Expected<bool> Session::Connect() {
 }
 
 Expected<bool> Session::ShakeHands() {
-  const Handshake handshake(*this);
+  const Raised handshake(shaking_hands_);
   Conversation talk(*this);
   return peer_.StartSession(talk);
 }
@@ -98,7 +85,7 @@ void Session::Disconnect() {
   const std::lock_guard exchange(exchange_mutex_);
   ResumeWaits();
   if (link_.IsOpen() && state_ != SessionState::kLost) {
-    const Handshake handshake(*this);
+    const Raised handshake(shaking_hands_);
     Conversation talk(*this);
     peer_.EndSession(talk);
   }

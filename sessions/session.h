@@ -115,7 +115,17 @@ class Session {
 
  private:
   friend class Conversation;
-  class Handshake;
+  // Raises a flag while it lives.
+  class Raised {
+   public:
+    explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Raised() { flag_ = false; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+   private:
+    bool& flag_;
+  };
 
   HRESULT OpenLink();
   HRESULT TakeOpenedLink();
@@ -165,8 +175,10 @@ class Session {
   std::atomic<int> interruptions_ = 0;  // while there are any, exchanges stop trying again
 
   // Guarded by exchange_mutex_.
-  bool connected_ = false;                     // the host connected and did not disconnect since
-  bool shaking_hands_ = false;                 // during StartSession and EndSession
+  bool connected_ = false;  // the host connected and did not disconnect since
+  // During StartSession and EndSession. Their exchanges are not held up to bring the line in sync, which an instrument
+  // that was switched off cannot always do before its handshake.
+  bool shaking_hands_ = false;
   bool whole_ = false;                         // during a body of Conversation::Whole
   bool redone_ = false;                        // that body runs again, because of a stray reply
   bool stray_ = false;                         // a reply in that body answered another query
@@ -275,11 +287,10 @@ HRESULT Conversation::Whole(Body&& body) {
   for (int attempt = 0; attempt < kMaxSyncQueries; ++attempt) {
     const HRESULT ready = session_.Resynchronise(ReplyKind::kAmbiguous, {}, {.size = 0});
     if (Failed(ready)) return ready;
-    session_.whole_ = true;
     session_.stray_ = false;
     session_.redone_ = attempt > 0;
+    const Session::Raised whole(session_.whole_);
     const HRESULT result = body();
-    session_.whole_ = false;
     if (!session_.stray_) return result;
   }
   return Unread();

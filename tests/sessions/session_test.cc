@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "drivers/field/hart/driver.h"
+#include "drivers/others/flukehydra/driver.h"
 #include "drivers/others/microk/driver.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/fake_serial_port.h"
 #include "tests/support/reader_bench.h"
 
@@ -21,12 +24,13 @@ struct IdentityCase {
 
 void PrintTo(const IdentityCase& identity, std::ostream* out) { *out << identity.device; }
 
+const Device& FindDevice(std::string_view name) {
+  return *std::find_if(std::begin(kDevices), std::end(kDevices), [&](const Device& d) { return d.name == name; });
+}
+
 class ReplacedInstrument : public DeviceBench, public testing::WithParamInterface<IdentityCase> {
  protected:
-  ReplacedInstrument() : DeviceBench(Find(GetParam().device)) {}
-  static const Device& Find(std::string_view name) {
-    return *std::find_if(std::begin(kDevices), std::end(kDevices), [&](const Device& d) { return d.name == name; });
-  }
+  ReplacedInstrument() : DeviceBench(FindDevice(GetParam().device)) {}
   HRESULT Read() { return driver->ReadChannel(model.channels[0]).code; }
 };
 
@@ -78,9 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class LostNetwork : public DeviceBench {
  protected:
-  LostNetwork() : DeviceBench(std::find_if(std::begin(kDevices), std::end(kDevices), [](const Device& d) {
-                    return d.on_network;
-                  })[0]) {}
+  LostNetwork() : DeviceBench(FindDevice("MemologNetwork")) {}
 };
 
 // A host may change the settings at any time. They apply when it connects anew.
@@ -164,6 +166,69 @@ TEST(DamagedByte, InAReply_FailsTheReadWithoutARetry) {
   EXPECT_EQ(driver.statistics().damaged, 1U);
   EXPECT_EQ(driver.statistics().timeouts, 0U);
   EXPECT_EQ(driver.state(), SessionState::kOutOfSync);
+}
+
+// The prompt belongs to the identity reply. A model that leaves it out is as good as one that sends it.
+TEST(TrailingPrompt, StopsMidway_LeavesTheSessionOutOfSync) {
+  const std::pair<const char*, SessionState> cases[] = {
+      {"", SessionState::kInSync}, {"=>\r\n", SessionState::kInSync}, {"=", SessionState::kOutOfSync}};
+  for (const auto& [prompt, state] : cases) {
+    FakeLine line{.input = std::string("FLUKE,2635A,0,M2.41\r\n") + prompt};
+    ManualClock clock(ManualClock::Mode::kAutomatic);
+    DriverServices services;
+    services.clock = &clock;
+    services.resolve_port = ResolverOf(line);
+    flukehydra::FlukeHydraDriver driver(services);
+    EXPECT_TRUE(driver.Connect().value_or(false)) << prompt;
+    EXPECT_EQ(driver.state(), state) << prompt;
+  }
+}
+
+// A query that was sent is remembered, so that its late reply is not taken for the next query's.
+TEST(QueryOutOfMemory, AtAnyStep_ItsReplyIsStillExpected) {
+  bool happened = true;
+  for (long number = 1; happened; ++number) {
+    SCOPED_TRACE(number);
+    FakeLine line;
+    ManualClock clock(ManualClock::Mode::kAutomatic);
+    DriverServices services;
+    services.clock = &clock;
+    services.resolve_port = ResolverOf(line);
+    hart::HartDriver driver(services);
+    ASSERT_TRUE(driver.Connect().value_or(false));
+    try {
+      const FailingAllocation failing(number);
+      driver.ReadChannel(0);
+      happened = failing.Happened();
+    } catch (const std::bad_alloc&) {
+    }
+    const bool asked = std::count(line.calls.begin(), line.calls.end(), "write t") > 0;
+    line.input = "t:1.5\r";
+    EXPECT_TRUE(!asked || Failed(driver.ReadChannel(0).code));
+  }
+}
+
+class RecognisableId final : public SessionPeer {
+ public:
+  Expected<bool> StartSession(Conversation&) override { return true; }
+  SyncQuery sync_query() const override { return {.query = "ID?"}; }
+  bool IsSyncReply(std::string_view reply) const override { return reply == "ID"; }
+};
+
+TEST(WholeBody, Throws_LaterExchangesResynchronise) {
+  FakeLine line;
+  ManualClock clock(ManualClock::Mode::kAutomatic);
+  SerialLink link({.resolve_port = ResolverOf(line), .clock = &clock});
+  RecognisableId peer;
+  Session session(link, std::make_unique<LineFramer>(link, clock, LineFramer::Options{'\r', 80, nullptr}), peer,
+                  {.clock = &clock});
+  ASSERT_TRUE(session.Connect().value_or(false));
+  const auto whole = [](Conversation& talk) { return talk.Whole([]() -> HRESULT { throw std::bad_alloc(); }); };
+  EXPECT_THROW(session.Exchange(whole), std::bad_alloc);
+  const auto ask = [](Conversation& talk) { return talk.Query("V?", {80}); };
+  EXPECT_FALSE(session.Exchange(ask));
+  line.input = "ID\r2\r";
+  EXPECT_EQ(session.Exchange(ask).value_or(""), "2");
 }
 
 class CountedSession : public LineBench {
