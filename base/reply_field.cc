@@ -51,6 +51,9 @@ bool Allows(const FieldForm& form, std::string_view text) {
 
 }  // namespace
 
+// As a float, in which a value is delivered.
+bool IsOverload(double value) { return std::abs(static_cast<float>(value)) >= 9.9e37F; }
+
 bool IsPlainText(std::string_view text) { return std::none_of(text.begin(), text.end(), IsControl); }
 
 std::optional<FieldNumber> ParseField(std::string_view field, const FieldForm& form) {

@@ -13,9 +13,6 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789";
 
-// From here on a value stands for none: infinity is told as 9.9E37, NaN as 9.91E37.
-constexpr float kOverload = 9.9e37F;
-
 }  // namespace
 
 bool IsAdt760(std::string_view identification) { return Contains(identification, kModelWord); }
@@ -36,7 +33,7 @@ Expected<float> ParseReading(std::string_view answer, ChannelId channel) {
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool whole = answer.size() < UsbLink::kReplySize || answer.ends_with('\n');
   const auto value = whole ? ParseFloatField(answer, kForm) : std::nullopt;
-  if (!value || std::abs(*value) >= kOverload) return Failure(adt760CtlErrNoMeasAvailable);
+  if (!value || IsOverload(*value)) return Failure(adt760CtlErrNoMeasAvailable);
   return *value;
 }
 
