@@ -240,8 +240,6 @@ class Conversation {
   HRESULT Admit(const std::string& identification, HRESULT other_instrument) {
     return session_.Admit(identification, other_instrument);
   }
-  // Whether no reply is outstanding, so that the last reply certainly answered the last query.
-  bool in_sync() const { return session_.outstanding_.empty(); }
   Milliseconds read_timeout() const { return session_.link_.read_timeout(); }
   // The link's code for a reply that did not come or made no sense.
   HRESULT Unread() const { return session_.Unread(); }
@@ -278,7 +276,7 @@ auto Conversation::Query(std::string_view query, const ReplyPlan& plan, Parse&& 
   if (!reply) return Failure(reply.error());
   auto value = parse(std::move(*reply));
   const bool none = !value && (value.error() == Unread() || value.error() == unreadable);
-  if (none) session_.MarkOutOfSync(session_.framer_->KindOfQuery(query).value_or(ReplyKind::kAmbiguous));
+  if (none) session_.MarkOutOfSync(session_.KindOfQuery(query));
   return value;
 }
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "base/text.h"
+#include "base/reply_field.h"
 #include "drivers/catalogue.h"
 #include "drivers/field/hart/tables.h"
 
@@ -20,6 +20,8 @@ HartDriver::HartDriver(const DriverServices& services) : Driver(kCard, LineWire(
 // No line feeds behind replies, no echo of commands, no temperatures unasked. What the unit says while it still echoes
 // is thrown away.
 Expected<bool> HartDriver::StartSession(Conversation& talk) {
+  headings_ = {};  // another unit may be there
+  doubted_ = false;
   const HRESULT result = talk.SendEach({"lf=of", "du=h", "sa=0"});
   talk.DiscardInput();
   return Started(result);
@@ -29,7 +31,7 @@ Expected<bool> HartDriver::StartSession(Conversation& talk) {
 SyncQuery HartDriver::sync_query() const {
   const auto& temperature = headings_[kTemperatureChannel];
   const auto& set_point = headings_[kSetPointChannel];
-  const bool as_usual = !set_point || IsSetPoint(*set_point + ':');
+  const bool as_usual = !set_point || IsSetPoint(*set_point);
   const bool recognised = !set_point || TellsSetPoint(*set_point);
   const bool differ = temperature ? recognised && !TellsSetPoint(*temperature) : as_usual;
   if (!differ) return {};
@@ -41,33 +43,45 @@ SyncQuery HartDriver::sync_query() const {
 // Behind a reply that stopped midway, the heading ends with the set point's.
 bool HartDriver::TellsSetPoint(std::string_view heading) const {
   const auto& learned = headings_[kSetPointChannel];
-  return learned && !learned->empty() ? heading.ends_with(*learned) : IsSetPoint(std::string(heading) + ':');
+  return learned && !learned->empty() ? heading.ends_with(*learned) : IsSetPoint(heading);
+}
+
+// Until a temperature was read, whatever does not tell a set point may be one.
+bool HartDriver::TellsTemperature(std::string_view heading) const {
+  const auto& learned = headings_[kTemperatureChannel];
+  return learned ? heading == *learned : !TellsSetPoint(heading);
+}
+
+bool HartDriver::IsSetPointReply(std::string_view reply) const {
+  const auto heading = HeadingOf(reply);
+  return heading && TellsSetPoint(*heading);
 }
 
 bool HartDriver::IsSyncReply(std::string_view reply) const {
-  const auto heading = HeadingOf(reply);
-  return heading && !sync_query().query.empty() && TellsSetPoint(*heading);
+  return !sync_query().query.empty() && IsSetPointReply(reply);
 }
 
-Expected<std::string> HartDriver::Ask(Conversation& talk, ChannelId id) {
-  auto reply = talk.Query(kQueries[id], kLine.usual());
-  if (reply && talk.in_sync() && ParseValue(*reply)) headings_[id] = HeadingOf(*reply);
-  return reply;
+// Another program that was ended while it waited leaves its reply behind. As the reply to "s" it would be a temperature
+// for a set point: the first such reply of a session is none. What comes once the line is in sync again is certain.
+Expected<Measurement> HartDriver::Take(ChannelId id, std::string_view reply) {
+  const auto measured = ParseMeasurement(reply);
+  if (!measured) return measured;
+  auto heading = HeadingOf(reply);
+  const bool doubtful = id == kSetPointChannel && TellsTemperature(*heading);
+  if (doubtful && !std::exchange(doubted_, true)) return Failure(serialCommErrUnableToReadComm);
+  headings_[id] = std::move(heading);
+  return measured;
 }
 
 Reading HartDriver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = hartCtlErrChNum};
-  return Exchange([&](Conversation& talk) -> Reading {
-    const auto reply = Ask(talk, id);
-    if (!reply) return {.code = reply.error()};
-    const auto measured = ParseMeasurement(*reply);
-    if (!measured) {
-      talk.MarkOutOfSync();
-      return {.code = measured.error()};
-    }
+  return ReadingOf(Exchange([&](Conversation& talk) -> Expected<float> {
+    const auto take = [&](const std::string& reply) { return Take(id, reply); };
+    const auto measured = talk.Query(kQueries[id], kLine.usual(), take);
+    if (!measured) return Failure(measured.error());
     units_[id] = measured->unit;
-    return {S_OK, measured->value};
-  });
+    return IsOverload(measured->value) ? Failure(talk.Unread()) : Expected<float>(measured->value);
+  }));
 }
 
 ChannelTraits HartDriver::DescribeChannel(ChannelId id) const {
@@ -84,11 +98,10 @@ HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   return Exchange([&](Conversation& talk) -> HRESULT {
     talk.DiscardInput();
     if (const HRESULT result = talk.Send("s=" + sent); Failed(result)) return result;
-    const auto reply = Ask(talk, kSetPointChannel);
+    const auto reply = talk.Query(kQueries[kSetPointChannel], kLine.usual());
     if (!reply) return reply.error() == serialCommErrUnableToReadComm ? hartCtlErrNack : reply.error();
     if (Confirms(*reply, sent)) return S_OK;
-    const auto heading = HeadingOf(*reply);
-    if (!heading || !TellsSetPoint(*heading) || !ParseValue(*reply)) talk.MarkOutOfSync();
+    if (!IsSetPointReply(*reply) || !ParseValue(*reply)) talk.MarkOutOfSync();
     return hartCtlErrNack;
   });
 }

@@ -29,11 +29,14 @@ class HartDriver final : public Driver {
   Expected<bool> StartSession(Conversation& talk) override;
   SyncQuery sync_query() const override;
   bool IsSyncReply(std::string_view reply) const override;
-  Expected<std::string> Ask(Conversation& talk, ChannelId id);
+  Expected<Measurement> Take(ChannelId id, std::string_view reply);
   bool TellsSetPoint(std::string_view heading) const;
+  bool TellsTemperature(std::string_view heading) const;
+  bool IsSetPointReply(std::string_view reply) const;
 
-  // What stood before the colon of the last reply to each query; guarded by the exchange lock.
-  std::array<std::optional<std::string>, kChannels.size()> headings_;
+  // Guarded by the exchange lock.
+  std::array<std::optional<std::string>, kChannels.size()> headings_;  // of the last reply to each query
+  bool doubted_ = false;  // a set point in this session that may have been a temperature
   std::array<std::atomic<const char*>, kChannels.size()> units_{kCelsiusText, kCelsiusText};
 };
 

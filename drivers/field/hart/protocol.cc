@@ -51,8 +51,8 @@ std::optional<std::string> HeadingOf(std::string_view reply) {
   return std::string(Trimmed(reply.substr(0, colon)));
 }
 
-bool IsSetPoint(std::string_view reply) {
-  const std::string word = AsciiUpper(reply.substr(0, reply.rfind(':')));
+bool IsSetPoint(std::string_view heading) {
+  const std::string word = AsciiUpper(heading);
   const std::string_view letters =
       std::string_view(word).substr(word.find_last_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") + 1);
   return letters.ends_with('S') || letters.ends_with("SP") || letters.find("SET") != letters.npos;

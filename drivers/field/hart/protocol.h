@@ -27,9 +27,9 @@ Expected<float> ParseValue(std::string_view reply);
 // What stands before the last colon, without blanks around it; none where there is no colon.
 std::optional<std::string> HeadingOf(std::string_view reply);
 
-// Whether a line ends with a reply to "s", as far as that can be told by itself: what stands before its last colon is s
-// or S, also behind a reply that stopped midway, or names a set point. The word "sensor" does not.
-bool IsSetPoint(std::string_view reply);
+// Whether a heading is one of a reply to "s", as far as that can be told by itself: it is s or S, also behind a reply
+// that stopped midway, or names a set point. The word "sensor" does not.
+bool IsSetPoint(std::string_view heading);
 
 // Whether the reply to "s" says the set point that was sent: its text, or the same number in two decimals.
 bool Confirms(std::string_view reply, std::string_view sent);
