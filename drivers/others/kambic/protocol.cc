@@ -27,13 +27,13 @@ std::string_view TextBehind(std::string_view answer, std::string_view key) {
   return {};
 }
 
-// The number behind a key. It ends at a blank, at CR, at LF or with the answer, and does not go on behind that; in
+// The number behind a key. It ends at a blank, at CR, at LF or with the answer, and does not go on behind blanks; in
 // anything else it is damaged.
 std::optional<double> NumberAt(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
   const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
-  const std::string_view behind = Trimmed(text.substr(end)).substr(0, 1);
-  const bool goes_on = !behind.empty() && Contains("0123456789.,", behind);
+  const std::size_t behind = text.find_first_not_of(" \t", end);
+  const bool goes_on = behind != text.npos && Contains("0123456789.,", text.substr(behind, 1));
   return goes_on ? std::nullopt : ParseDoubleField(text.substr(0, end));
 }
 
