@@ -43,6 +43,8 @@ TEST(MicrokProtocol, ProbeName_IsNotTakenForAnIdentity) {
   EXPECT_TRUE(IsIdentification(kMillik, "milliK,1.20", ""));
   EXPECT_TRUE(IsIdentification(kMillik, "60.3milliK,1.20", "milliK,1.20")) << "after a reply that stopped midway";
   EXPECT_FALSE(IsIdentification(kMillik, "MILLIK-REF", "milliK,1.20"));
+  EXPECT_FALSE(IsIdentification(kMillik, "MILLIK,2", "milliK,1.20"));
+  EXPECT_TRUE(IsIdentification(kMillik, "MilliK, 3.25, 1234", "MILLIK-REF")) << "a probe's name came at Connect";
 }
 
 TEST(MicrokProtocol, Reply_GivesItsValueOrItsError) {

@@ -107,7 +107,10 @@ std::optional<double> VersionIn(Model model, std::string_view reply) {
 }
 
 bool IsIdentification(Model model, std::string_view reply, std::string_view known) {
-  return known.empty() ? IsOf(model, reply) : reply.ends_with(known);
+  if (known.empty()) return IsOf(model, reply);
+  // What was admitted may be a probe's name that came late. An identification with its version is one all the same.
+  const bool doubtful = !VersionIn(model, known);
+  return reply.ends_with(known) || (doubtful && IsOf(model, reply) && VersionIn(model, reply));
 }
 
 bool TakesRemote(std::string_view reply) { return Contains(reply, ","); }
