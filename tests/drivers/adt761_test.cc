@@ -33,9 +33,17 @@ TEST(Adt761Protocol, Reading_IsOneWholeFrameWithAUnitOfItsChannel) {
   EXPECT_STREQ(unit_of(":F:MVAL:1.5:V", 0), "V");
   EXPECT_STREQ(unit_of(":F:MVAL:1.5:MV", 0), "");
   EXPECT_STREQ(unit_of(":F:MVAL:1.5:V", 1), "") << "a switch test in volts";
-  for (const char* bad : {":F:MVAL:1.5:V:F:MVAL:2.5:V", ":F:MVAL:1.5V", "x:F:MVAL:1.5:V", ":F:MVAL:1,5:V",
-                          ":F:MVAL:1.5 2:V", ":F:MVAL:1.5\a:V", ":F:MITEM:1.5:V"}) {
+  for (const char* bad :
+       {":F:MVAL:1.5:V:F:MVAL:2.5:V", ":F:MVAL:1.5V", "x:F:MVAL:1.5:V", ":F:MVAL:1,5:V", ":F:MVAL:1.5 2:V",
+        ":F:MVAL:1.5\a:V", ":F:MITEM:1.5:V", ":F:MVAL:700:1.5:V", ":F:700:1.5:V", ":F:MVAL:9.91E37:V"}) {
     EXPECT_EQ(CodeOf(ParseReading(bad, ":R:MVAL", kReadings[0])), adt761CtlErrNoMeasAvailable) << bad;
+  }
+  EXPECT_TRUE(ParseReading(":F:MVAL:DC:1.5:V", ":R:MVAL", kReadings[0])) << "a word before the last two fields";
+  for (const char* bad : {":F:SMAPOWER:1:0", ":F:SMAPOWER", ":F:O24POWER:1"}) {
+    EXPECT_FALSE(ParseReading(bad, ":R:SMAPOWER", kReadings[6])) << bad;
+  }
+  for (const char* bad : {":F:250:75", ":F:"}) {
+    EXPECT_FALSE(ParseReading(bad, ":R:CSV", kReadings[kSetPointChannel])) << bad;
   }
 }
 

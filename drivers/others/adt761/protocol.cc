@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "base/numbers.h"
 #include "base/reply_field.h"
@@ -32,6 +33,18 @@ bool NamesAnother(std::string_view word, std::string_view name) {
 bool IsOneFrame(const std::vector<std::string_view>& fields) {
   const auto starts_frame = [](std::string_view field) { return field == kAgreed || field == kRefused; };
   return fields.size() >= 2 && fields[0].empty() && std::none_of(fields.begin() + 2, fields.end(), starts_frame);
+}
+
+// The field that holds the value. None where the fields are not those of the form: a separator too many makes two
+// numbers of one.
+std::optional<std::size_t> PlaceOfValue(const std::vector<std::string_view>& fields, std::string_view name,
+                                        AnswerForm form) {
+  const auto place_if = [](bool fits, std::size_t place) { return fits ? std::optional(place) : std::nullopt; };
+  if (form == AnswerForm::kSecond) return place_if(fields.size() == 3, 2);
+  if (form == AnswerForm::kNamed) return place_if(fields.size() == 4 && fields[2] == name, 3);
+  if (fields.size() < 4) return std::nullopt;
+  const auto is_number = [](std::string_view field) { return ParseField(field).has_value(); };
+  return place_if(std::none_of(fields.begin() + 2, fields.end() - 2, is_number), fields.size() - 2);
 }
 
 }  // namespace
@@ -89,13 +102,10 @@ bool Provides(const Item& item, ChannelId channel) {
 Expected<Measurement> ParseReading(std::string_view answer, std::string_view query, const Channel& channel) {
   const auto fields = Accepted(answer, query);
   if (!fields) return Failure(fields.error());
-  const bool measured = channel.form == AnswerForm::kMeasured;
-  const bool misnamed = channel.form == AnswerForm::kNamed && FieldAt(*fields, 2) != NameIn(query);
-  if (misnamed || (measured && fields->size() < 4)) return Failure(adt761CtlErrNoMeasAvailable);
-  const std::size_t place = measured ? fields->size() - 2 : channel.form == AnswerForm::kNamed ? 3 : 2;
-  const auto value = ParseFloatField(FieldAt(*fields, place));
-  if (!value) return Failure(adt761CtlErrNoMeasAvailable);
-  if (!measured) return Measurement{*value, nullptr};
+  const auto place = PlaceOfValue(*fields, NameIn(query), channel.form);
+  const auto value = place ? ParseFloatField((*fields)[*place]) : std::nullopt;
+  if (!value || IsOverload(*value)) return Failure(adt761CtlErrNoMeasAvailable);
+  if (channel.form != AnswerForm::kMeasured) return Measurement{*value, nullptr};
   const Unit& unit = FindUnit(Trimmed(fields->back()));
   return Measurement{*value, unit.quantity == channel.quantity ? &unit : &kNoUnit};
 }
