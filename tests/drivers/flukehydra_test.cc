@@ -14,12 +14,19 @@ TEST(FlukeHydraProtocol, LastReply_GivesItsValueOrItsError) {
   EXPECT_EQ(ParseLast("+0.0\r", 1).value(), 0.0F);
   EXPECT_EQ(ParseLast("+023.45E+0,VDC\r", 1).value(), 23.45F);
   const std::pair<const char*, HRESULT> cases[] = {
-      {"+001.00E+9\r", flukehydraCtlErrOutOfRange},    {"-001.00E+9\r", flukehydraCtlErrOutOfRange},
-      {"+009.00E+9\r", flukehydraCtlErrOtc},           {"\r", serialCommErrUnableToReadComm},
-      {"=?", serialCommErrUnableToReadComm},           {"+00\x8F.50E+0\r", serialCommErrUnableToReadComm},
-      {"+001.00E+9,C\r", flukehydraCtlErrOutOfRange},  {"+023.45E\r", serialCommErrUnableToReadComm},
-      {"+023,45E+0\r", serialCommErrUnableToReadComm}, {"+023.45E+0+023.45E+0\r", serialCommErrUnableToReadComm},
-      {"nan\r", serialCommErrUnableToReadComm},        {"+999.00E+36\r", serialCommErrUnableToReadComm},
+      {"+001.00E+9\r", flukehydraCtlErrOutOfRange},
+      {"-001.00E+9\r", flukehydraCtlErrOutOfRange},
+      {"+009.90E+37\r", flukehydraCtlErrOutOfRange},
+      {"+009.00E+9\r", flukehydraCtlErrOtc},
+      {"\r", serialCommErrUnableToReadComm},
+      {"=?", serialCommErrUnableToReadComm},
+      {"+00\x8F.50E+0\r", serialCommErrUnableToReadComm},
+      {"+001.00E+9,C\r", flukehydraCtlErrOutOfRange},
+      {"+023.45E\r", serialCommErrUnableToReadComm},
+      {"+023,45E+0\r", serialCommErrUnableToReadComm},
+      {"+023.45E+0+023.45E+0\r", serialCommErrUnableToReadComm},
+      {"nan\r", serialCommErrUnableToReadComm},
+      {"+999.00E+36\r", serialCommErrUnableToReadComm},
   };
   for (const auto& [result, error] : cases) EXPECT_EQ(CodeOf(ParseLast(result, 1000)), error) << result;
 }

@@ -54,6 +54,10 @@ TEST(MicrokProtocol, Reply_GivesItsValueOrItsError) {
   for (const char* none : {"Channel 7 not enabled", "0.0 Not Valid"}) {
     EXPECT_EQ(CodeOf(ParseMicrokReply(none)), microkCtlErrMeasureNotAvailable);
   }
+  for (const char* overload : {"9.9E37", "-9.91E+37"}) {
+    EXPECT_EQ(CodeOf(ParseMicrokReply(overload)), microkCtlErrMeasureNotAvailable);
+    EXPECT_EQ(CodeOf(ParseMillikReply(overload)), microkCtlErrMeasureNotAvailable);
+  }
   EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
   EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "the error text is case sensitive";
   const std::string too_long(79, '1');

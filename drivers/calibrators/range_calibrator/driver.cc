@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/reply_field.h"
+
 namespace ulix::range_calibrator {
 namespace {
 
@@ -74,7 +76,10 @@ Expected<RangeReply> RangeCalibratorDriver::ReadRange(Conversation& talk, Side s
 
 Reading RangeCalibratorDriver::ReadChannel(ChannelId id) {
   if (id != kInChannel) return {.code = E_INVALIDARG};
-  return ReadingOf(Exchange([](Conversation& talk) { return talk.Query("MEAS?", kLine.usual(), ParseMeasure); }));
+  return ReadingOf(Exchange([](Conversation& talk) -> Expected<Measured> {
+    const auto measured = talk.Query("MEAS?", kLine.usual(), ParseMeasure);
+    return measured && IsOverload(measured->value) ? Failure(talk.Unread()) : measured;
+  }));
 }
 
 HRESULT RangeCalibratorDriver::WriteChannel(ChannelId id, float value) {

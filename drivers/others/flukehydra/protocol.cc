@@ -117,7 +117,7 @@ Expected<float> ParseLast(std::string_view result, double scale) {
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const auto field = ParseField(result, kForm);
   if (!field) return Failure(serialCommErrUnableToReadComm);
-  if (std::abs(field->value) == kOverload) return Failure(flukehydraCtlErrOutOfRange);
+  if (std::abs(field->value) == kOverload || IsOverload(field->value)) return Failure(flukehydraCtlErrOutOfRange);
   if (field->value == kOpenThermocouple) return Failure(flukehydraCtlErrOtc);
   const auto value = static_cast<float>(field->value * scale);
   if (!std::isfinite(value)) return Failure(serialCommErrUnableToReadComm);

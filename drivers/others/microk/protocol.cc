@@ -64,7 +64,9 @@ Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t pr
 Expected<float> ParseNumber(std::string_view reply) {
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool was_cut = reply.size() + 1 >= kReplySize;
-  return OrFailure(was_cut ? std::nullopt : ParseFloatField(reply, kForm), serialCommErrUnableToReadComm);
+  const auto number = was_cut ? std::nullopt : ParseFloatField(reply, kForm);
+  if (number && IsOverload(*number)) return Failure(microkCtlErrMeasureNotAvailable);
+  return OrFailure(number, serialCommErrUnableToReadComm);
 }
 
 }  // namespace
