@@ -10,11 +10,11 @@
 
 namespace ulix::memolog {
 
-// Within one exchange. Failures are those of the registers;
-// memologErrExceptionCode plus the logger's status for a frame that the logger refuses.
 // The first register of the lines of text.
 inline constexpr std::uint16_t kTextRegister = 600;
 
+// Within one exchange. Failures are those of the registers; memologErrExceptionCode plus the logger's status for a
+// frame that the logger refuses.
 class Mailbox {
  public:
   explicit Mailbox(ModbusRegisters& registers) : registers_(registers) {}
