@@ -174,6 +174,7 @@ class Damages {
     Pad();
     Units();
   }
+    Separators();
   std::vector<Damage> list;
 
  private:
@@ -200,6 +201,12 @@ class Damages {
     std::replace(commas.begin(), commas.end(), '.', ',');
     Add("comma", commas + ending_);
     std::string turned = body_;
+  void Separators() {
+    for (std::size_t at = 0; at < body_.size(); ++at) {
+      if (std::string_view(" \t\r,;:=").find(body_[at]) == std::string_view::npos) continue;
+      Add("separator lost", std::string(body_).erase(at, 1) + ending_);
+    }
+  }
     for (char& c : turned)
       c = std::islower(static_cast<unsigned char>(c)) ? static_cast<char>(std::toupper(c))
                                                       : static_cast<char>(std::tolower(c));

@@ -47,6 +47,7 @@ JofraRtcPtcDriver::JofraRtcPtcDriver(const DriverServices& services)
 
 const Dialect& JofraRtcPtcDriver::CurrentDialect() const {
   return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
+  usual_fields_ = last_fields_ = 0;
 }
 
 // An instrument that is silent at the first question is none of these.
@@ -71,6 +72,16 @@ IdentityQuery JofraRtcPtcDriver::identity_query() const {
           .reply = kLine.usual(),
           .other_instrument = dialect.not_this,
           .start = dialect.identification_start,
+// Whether an answer has as many fields as others of the session. A blank that was lost puts other fields in the places
+// of the channels. How many there are is not known; two answers in a row that are alike are right, also against the
+// first of all.
+bool JofraRtcPtcDriver::IsUsual(std::size_t fields) {
+  const bool usual = usual_fields_ == 0 || fields == usual_fields_ || fields == last_fields_;
+  if (usual) usual_fields_ = fields;
+  last_fields_ = fields;
+  return usual;
+}
+
           .text = Trimmed};
 }
 
@@ -80,7 +91,8 @@ Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
   const Dialect& dialect = CurrentDialect();
   if (id >= dialect.channels.size()) return {.code = jofrartcptcCtlErrChNum};
   const auto parse = [&](const std::string& answer) {
-    return ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
+    const auto value = ParseReading(dialect, Trimmed(answer), dialect.channels[id]);
+    return value && !IsUsual(CountFields(dialect, answer)) ? Failure(serialCommErrUnableToReadComm) : value;
   };
   return ReadingOf(Exchange([&](Conversation& talk) { return talk.Query(dialect.readings, kLine.usual(), parse); }));
 }

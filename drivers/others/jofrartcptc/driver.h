@@ -26,6 +26,11 @@ class JofraRtcPtcDriver final : public IdentifiedDriver {
   bool IsModel(std::string_view answer) const override;
   // Of the series that is set.
   const Dialect& CurrentDialect() const;
+  bool IsUsual(std::size_t fields);
+
+  // Of answers to the reading query in this session; 0 before the first. Guarded by the exchange lock.
+  std::size_t usual_fields_ = 0;
+  std::size_t last_fields_ = 0;
 };
 
 }  // namespace ulix::jofrartcptc

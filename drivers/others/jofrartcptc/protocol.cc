@@ -98,6 +98,10 @@ Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, co
   return static_cast<float>(*value);
 }
 
+std::size_t CountFields(const Dialect& dialect, std::string_view answer) {
+  return SplitWords(answer, dialect.separators).size();
+}
+
 Expected<std::string> SetPointCommand(const Dialect& dialect, float value) {
   if (!(std::isfinite(value) && value >= -kZeroCelsius)) return Failure(jofrartcptcCtlErrOutOfRange);
   if (!IsCtcDialect(dialect)) return "Settemperature " + FormatFixed(value, 2);

@@ -25,6 +25,8 @@ bool IsError(std::string_view answer);
 // (an RTC's bracket is missing, another answer stands before it, a CTC's value or unit is not in its place).
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place);
 
+std::size_t CountFields(const Dialect& dialect, std::string_view answer);
+
 // "Settemperature 50.00" or, in kelvin, "SETTEMP 323.15 KEL". What is no temperature is jofrartcptcCtlErrOutOfRange.
 Expected<std::string> SetPointCommand(const Dialect& dialect, float value);
 
