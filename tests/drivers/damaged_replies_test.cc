@@ -94,6 +94,7 @@ std::vector<Subject> Subjects() {
       Of("Adt761", 255, {{"item", "HPM"}, {"noise", "0"}, {"pressure-unit", "INHG"}}, {3, 4, 5, 9}, "Pressure"),
       Of("Hart", 19, {{"set-point", "124.75"}, {"temperature", "124.75"}}),
       Of("Adt760", 80, {{"reading-text", "1013.25"}}, {0, 6, 7}),
+      Of("Adt760", 80, {{"venting", "1"}}, {9}, "Vent"),
       Of("Memolog", 255),
       Of("MemologNetwork", 255),
   };
@@ -138,6 +139,10 @@ const std::vector<Allowance>& Allowances() {
        {"cut and ended"},
        "a line has neither length nor checksum: with fewer digits it is still a whole reply",
        IsWhatIsLeft},
+      {{"Adt760Vent"},
+       {},
+       "a mode without the word VENT is not venting, whatever it is",
+       [](const Reading& reading, const std::string&) { return reading.value == 0.0F; }},
       {{"Memolog"},
        {"glued"},
        "a whole frame with a valid checksum and the expected length may be the reply",
@@ -169,12 +174,12 @@ class Damages {
     ending_ = reply.substr(end + 1);
     Cut();
     Repeat(others);
+    Separators();
     Characters();
     Endings();
     Pad();
     Units();
   }
-    Separators();
   std::vector<Damage> list;
 
  private:
@@ -196,17 +201,17 @@ class Damages {
       Add("glued", body_ + other);
     }
   }
-  void Characters() {
-    std::string commas = body_;
-    std::replace(commas.begin(), commas.end(), '.', ',');
-    Add("comma", commas + ending_);
-    std::string turned = body_;
   void Separators() {
     for (std::size_t at = 0; at < body_.size(); ++at) {
       if (std::string_view(" \t\r,;:=").find(body_[at]) == std::string_view::npos) continue;
       Add("separator lost", std::string(body_).erase(at, 1) + ending_);
     }
   }
+  void Characters() {
+    std::string commas = body_;
+    std::replace(commas.begin(), commas.end(), '.', ',');
+    Add("comma", commas + ending_);
+    std::string turned = body_;
     for (char& c : turned)
       c = std::islower(static_cast<unsigned char>(c)) ? static_cast<char>(std::toupper(c))
                                                       : static_cast<char>(std::tolower(c));
