@@ -190,6 +190,12 @@ class Session {
   SessionCounters counters_;
 };
 
+// What a driver makes of the reply to a command.
+struct Verdict {
+  HRESULT code;
+  bool own_reply;  // false for one that may be another command's: the line is out of sync then
+};
+
 // What the body of an exchange may do on the link. Failures are the link's codes. It is used on the thread of the
 // exchange and is gone when the exchange ends.
 class Conversation {
@@ -214,6 +220,10 @@ class Conversation {
   template <typename Parse>
   auto Query(std::string_view query, const ReplyPlan& plan, Parse&& parse, HRESULT unreadable = S_OK)
       -> std::invoke_result_t<Parse, std::string>;
+  // Sends a command and gives the reply to `judge`, which returns a Verdict. The result is the verdict's code, or that
+  // of a reply that did not come.
+  template <typename Judge>
+  HRESULT Command(std::string_view command, const ReplyPlan& plan, Judge&& judge);
   // The same for a query that a person typed, with the reply as it is shown to one (Framer::MessageOf, TextOf).
   // E_INVALIDARG for a text that is no message. Where replies are lines, nothing is known of this one, and the line is
   // out of sync afterwards.
@@ -278,6 +288,15 @@ auto Conversation::Query(std::string_view query, const ReplyPlan& plan, Parse&& 
   const bool none = !value && (value.error() == Unread() || value.error() == unreadable);
   if (none) session_.MarkOutOfSync(session_.KindOfQuery(query));
   return value;
+}
+
+template <typename Judge>
+HRESULT Conversation::Command(std::string_view command, const ReplyPlan& plan, Judge&& judge) {
+  const auto reply = Query(command, plan);
+  if (!reply) return reply.error();
+  const Verdict verdict = judge(std::string_view(*reply));
+  if (!verdict.own_reply) MarkOutOfSync();
+  return verdict.code;
 }
 
 template <typename Body>

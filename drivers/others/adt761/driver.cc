@@ -21,11 +21,13 @@ constexpr int kLateAttempt = 5;  // from which on the user is told
 constexpr std::string_view kTypeQuery = ":R:OTYPE";
 constexpr std::string_view kReleaseKeypad = ":W:OKEYLOCK:0";
 
-// One answer of at most `longest` bytes, its NUL included, without that. A frame without its end may be cut anywhere,
-// and counts for none.
+// A frame without its end may be cut anywhere, and counts for none.
+bool IsCut(std::string_view answer, int longest) { return answer.size() >= static_cast<std::size_t>(longest); }
+
+// One answer of at most `longest` bytes, its NUL included, without that.
 Expected<std::string> Ask(Conversation& talk, std::string_view text, int longest) {
   return talk.Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
-    if (answer.size() >= static_cast<std::size_t>(longest)) return Failure(serialCommErrUnableToReadComm);
+    if (IsCut(answer, longest)) return Failure(serialCommErrUnableToReadComm);
     return std::move(answer);
   });
 }
@@ -41,11 +43,11 @@ auto Ask(Conversation& talk, std::string_view text, int longest, Parse parse) ->
 }
 
 HRESULT SendAndExpect(Conversation& talk, std::string_view command, std::string_view acknowledgement) {
-  const auto parse = [&](std::string_view answer) -> Expected<std::string_view> {
-    if (!answer.starts_with(acknowledgement)) return Failure(adt761CtlErrNack);
-    return acknowledgement;
-  };
-  return CodeOf(Ask(talk, command, kLongestAcknowledgement, parse));
+  return talk.Command(command, {kLongestAcknowledgement + 1}, [&](std::string_view answer) {
+    if (IsCut(answer, kLongestAcknowledgement)) return Verdict{serialCommErrUnableToReadComm, false};
+    const bool taken = answer.starts_with(acknowledgement);
+    return Verdict{taken ? S_OK : adt761CtlErrNack, taken || SaysNothing(answer)};
+  });
 }
 
 }  // namespace

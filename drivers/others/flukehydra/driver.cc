@@ -91,11 +91,10 @@ HRESULT FlukeHydraDriver::Stop() {
 
 // A refused command has the link's code on purpose: hosts know it as the failure of a start or stop.
 HRESULT FlukeHydraDriver::SendAndExpectPrompt(Conversation& talk, std::string_view command) {
-  const auto prompt = talk.Query(command, kOrderPrompt);
-  if (!prompt) return prompt.error();
-  const bool empty = WithoutReturn(*prompt).empty();
-  if (!IsPrompt(*prompt) && !empty) talk.MarkOutOfSync();
-  return empty || IsRefusal(*prompt) ? serialCommErrUnableToReadComm : S_OK;
+  return talk.Command(command, kOrderPrompt, [](std::string_view prompt) {
+    const bool empty = WithoutReturn(prompt).empty();
+    return Verdict{empty || IsRefusal(prompt) ? serialCommErrUnableToReadComm : S_OK, empty || IsPrompt(prompt)};
+  });
 }
 
 HRESULT FlukeHydraDriver::ReadCfg() {

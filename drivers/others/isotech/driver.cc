@@ -27,9 +27,8 @@ constexpr std::string_view kOutputOnCommand = "OC";
 constexpr std::string_view kStopCommand = "CP";
 
 // Of an answer that stopped midway the rest is zeros. One that is neither agreement nor refusal may be another frame's.
-HRESULT Judged(Conversation& talk, std::string_view answer, HRESULT judgement) {
-  if (answer.back() == '\0' || (Failed(judgement) && !IsRefusal(answer))) talk.MarkOutOfSync();
-  return judgement;
+Verdict Judged(std::string_view answer, HRESULT judgement) {
+  return {judgement, answer.back() != '\0' && (Succeeded(judgement) || IsRefusal(answer))};
 }
 
 HRESULT ReadToLineEnd(Conversation& talk) {
@@ -85,10 +84,9 @@ HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
     address = kHighestAddress;
     settings().SetText(kSettings[kAddress], std::to_string(address));
   }
-  return Exchange([&](Conversation& talk) {
-    const auto answer = talk.Query(AddressedFrame(address, degrees), kAddressedAnswer);
-    return answer ? Judged(talk, *answer, CheckAddressedAnswer(*answer)) : answer.error();
-  });
+  const auto judge = [](std::string_view answer) { return Judged(answer, CheckAddressedAnswer(answer)); };
+  return Exchange(
+      [&](Conversation& talk) { return talk.Command(AddressedFrame(address, degrees), kAddressedAnswer, judge); });
 }
 
 HRESULT IsotechDriver::Run() {
@@ -110,17 +108,18 @@ HRESULT IsotechDriver::Stop() {
 }
 
 HRESULT IsotechDriver::SendStop(Conversation& talk) {
-  const auto answer = talk.Query(LineFrame(kStopCommand), kLineAnswer);
-  if (!answer) return answer.error();
-  if (!IsLongStopAnswer(*answer)) return Judged(talk, *answer, CheckLineAnswer(*answer, kStopCommand));
-  return HasEnded(*answer) ? S_OK : ReadToLineEnd(talk);
+  bool goes_on = false;
+  const HRESULT result = talk.Command(LineFrame(kStopCommand), kLineAnswer, [&](std::string_view answer) {
+    if (!IsLongStopAnswer(answer)) return Judged(answer, CheckLineAnswer(answer, kStopCommand));
+    goes_on = !HasEnded(answer);
+    return Verdict{S_OK, true};
+  });
+  return goes_on ? ReadToLineEnd(talk) : result;
 }
 
 HRESULT IsotechDriver::SendLine(std::string_view frame, std::string_view command) {
-  return Exchange([&](Conversation& talk) {
-    const auto answer = talk.Query(frame, kLineAnswer);
-    return answer ? Judged(talk, *answer, CheckLineAnswer(*answer, command)) : answer.error();
-  });
+  const auto judge = [&](std::string_view answer) { return Judged(answer, CheckLineAnswer(answer, command)); };
+  return Exchange([&](Conversation& talk) { return talk.Command(frame, kLineAnswer, judge); });
 }
 
 const CatalogueEntry kEntry{&kCard, MakeDriver<IsotechDriver>};

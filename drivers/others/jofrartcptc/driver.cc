@@ -14,23 +14,18 @@ constexpr std::array<std::uint32_t, 3> kRates = {9600, 19200, 115200};
 // Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11, .baud_rates = kRates};
 
-// One answer, without line ends and blanks around it; one of nothing else is none.
-Expected<std::string> Ask(Conversation& talk, std::string_view query) {
-  return talk.QueryText(query, kLine.usual(), Trimmed);
-}
-
-// Unless the instrument says that it refuses, the answer may be another command's.
-HRESULT Refused(Conversation& talk, std::string_view answer) {
-  if (!IsError(answer)) talk.MarkOutOfSync();
-  return jofrartcptcCtlErrNack;
+// Unless it says that the instrument refuses, an answer that does not confirm may be another command's.
+Verdict Confirmed(bool confirms, std::string_view answer) {
+  return {confirms ? S_OK : jofrartcptcCtlErrNack, confirms || IsError(answer)};
 }
 
 // Sends a command and expects that answer, or none where it is null; another is jofrartcptcCtlErrNack.
 HRESULT SendAndExpect(Conversation& talk, std::string_view command, const char* answer) {
   if (!answer) return talk.Send(command);
-  const auto told = Ask(talk, command);
-  if (!told) return told.error();
-  return *told == answer ? S_OK : Refused(talk, *told);
+  return talk.Command(command, kLine.usual(), [&](std::string_view told) {
+    told = Trimmed(told);
+    return Confirmed(told == answer, told);
+  });
 }
 
 HRESULT Take(Conversation& talk, std::span<const Step> steps) {
@@ -47,14 +42,14 @@ JofraRtcPtcDriver::JofraRtcPtcDriver(const DriverServices& services)
 
 const Dialect& JofraRtcPtcDriver::CurrentDialect() const {
   return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
-  usual_fields_ = last_fields_ = 0;
 }
 
 // An instrument that is silent at the first question is none of these.
 Expected<bool> JofraRtcPtcDriver::StartSession(Conversation& talk) {
   const Dialect& dialect = CurrentDialect();
+  usual_fields_ = last_fields_ = 0;
   if (const HRESULT result = Take(talk, dialect.prelude); Failed(result)) return Failure(result);
-  const auto ascii = Ask(talk, "ascii+");
+  const auto ascii = talk.QueryText("ascii+", kLine.usual(), Trimmed);
   if (!ascii && ascii.error() != serialCommErrUnableToReadComm) return Failure(ascii.error());
   if (!ascii || !SpeaksAscii(*ascii)) return Failure(jofrartcptcCtlErrNotJofraRtcPtc);
   const HRESULT result = CodeOf(CheckIdentity(talk));
@@ -72,6 +67,11 @@ IdentityQuery JofraRtcPtcDriver::identity_query() const {
           .reply = kLine.usual(),
           .other_instrument = dialect.not_this,
           .start = dialect.identification_start,
+          .text = Trimmed};
+}
+
+bool JofraRtcPtcDriver::IsModel(std::string_view answer) const { return IsOf(CurrentDialect(), answer); }
+
 // Whether an answer has as many fields as others of the session. A blank that was lost puts other fields in the places
 // of the channels. How many there are is not known; two answers in a row that are alike are right, also against the
 // first of all.
@@ -81,11 +81,6 @@ bool JofraRtcPtcDriver::IsUsual(std::size_t fields) {
   last_fields_ = fields;
   return usual;
 }
-
-          .text = Trimmed};
-}
-
-bool JofraRtcPtcDriver::IsModel(std::string_view answer) const { return IsOf(CurrentDialect(), answer); }
 
 Reading JofraRtcPtcDriver::ReadChannel(ChannelId id) {
   const Dialect& dialect = CurrentDialect();
@@ -106,12 +101,12 @@ HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
   return Exchange([&](Conversation& talk) -> HRESULT {
     const HRESULT sent = SendAndExpect(talk, *command, dialect.set_point_answer);
     if (Failed(sent)) return sent;
-    const auto told = Ask(talk, dialect.set_point);
-    if (!told) return told.error();
-    if (ConfirmsSetPoint(dialect, *told, value)) return S_OK;
-    // Where the command has no answer of its own, a refusal may be its, and the query's answer is still to come.
-    if (!dialect.set_point_answer) talk.MarkOutOfSync();
-    return Refused(talk, *told);
+    return talk.Command(dialect.set_point, kLine.usual(), [&](std::string_view told) {
+      Verdict verdict = Confirmed(ConfirmsSetPoint(dialect, Trimmed(told), value), Trimmed(told));
+      // Where the command has no answer of its own, a refusal may be its, and the query's answer is still to come.
+      verdict.own_reply = verdict.own_reply && (Succeeded(verdict.code) || dialect.set_point_answer);
+      return verdict;
+    });
   });
 }
 

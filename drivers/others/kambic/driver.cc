@@ -48,13 +48,11 @@ HRESULT KambicDriver::WriteChannel(ChannelId id, float value) {
   if (id != kSetPointChannel) return E_INVALIDARG;
   const auto command = SetPointCommand(value);
   if (!command) return command.error();
-  return Exchange([&](Conversation& talk) {
-    const auto answer = talk.Query(*command, {kSetPointSize});
-    if (!answer) return answer.error();
-    const HRESULT result = CheckSetPointAnswer(WholeWords(*answer, kSetPointSize), *command);
-    if (result == kambicCtlErrBadResp) talk.MarkOutOfSync();
-    return result;
-  });
+  const auto judge = [&](std::string_view answer) {
+    const HRESULT result = CheckSetPointAnswer(WholeWords(std::string(answer), kSetPointSize), *command);
+    return Verdict{result, result != kambicCtlErrBadResp};
+  };
+  return Exchange([&](Conversation& talk) { return talk.Command(*command, {kSetPointSize}, judge); });
 }
 
 const CatalogueEntry kEntry{&kCard, MakeDriver<KambicDriver>};
