@@ -186,16 +186,13 @@ class Device {
     columns.Add(arrays);
     return columns;
   }
-  // One channel without arrays: value, quality, time, error.
+  // One channel, on the calling thread: value, quality, time, error.
   std::tuple<double, int, double, std::int32_t> ReadOne(ChannelId id) {
-    ChannelArrays arrays;
-    ReadInto({id}, arrays);
-    const bool bad = Failed(arrays.errors[0]) || arrays.doubts[0] == Doubt::kNoNumber;
-    return {static_cast<double>(arrays.values[0]),
-            bad                                   ? 0
-            : arrays.doubts[0] == Doubt::kNoValue ? 500
-                                                  : 192,
-            arrays.times[0], arrays.errors[0]};
+    GroupChannel record;
+    Check(instrument_->ReadChan(id, &record));
+    const bool bad = Failed(record.error) || record.doubt == Doubt::kNoNumber;
+    const int quality = bad ? 0 : record.doubt == Doubt::kNoValue ? 500 : 192;
+    return {static_cast<double>(record.value), quality, record.time, record.error};
   }
   void Write(ChannelId id, double value) { Check(instrument_->SetChanVal(id, Value(value))); }
 
