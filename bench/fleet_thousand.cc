@@ -14,8 +14,8 @@ namespace ulix::bench {
 namespace {
 
 constexpr int kInOneProcess = 100;  // The MQTT library takes no file numbers above 1023.
-constexpr std::chrono::milliseconds kBetweenStarts(50);
-constexpr std::chrono::seconds kMaxStart(120);
+constexpr std::chrono::milliseconds kBetweenStarts(400);
+constexpr std::chrono::seconds kMaxStart(300);
 constexpr std::chrono::seconds kTakeEvery(10);
 
 // The broker has a file for each bench.
