@@ -49,8 +49,11 @@ struct ModelCard {
   HRESULT exception_code;                   // start of the control's block; its first 0x100 codes are exceptions
   std::span<const ChannelRow> channels;
   bool channels_in_instrument = false;  // whether the instrument says which of them it has, once it is connected
+  bool has_identification = true;       // whether it can be asked what it is
   SettingsHome settings_home = SettingsHome::kHost;
-  bool units_with_readings = false;  // whether the instrument tells its units only with its readings
+  bool settings_can_be_read = false;  // whether ReadCfg asks the instrument; where it does not, it succeeds or says so
+  bool settings_can_be_sent = false;  // whether SendCfg has a command for them; where it has none, it succeeds
+  bool units_with_readings = false;   // whether the instrument tells its units only with its readings
   std::span<const SettingRow> settings;
   std::span<const char* const> link_settings = {};  // keys of those that are about the link, and asked for with it
   std::span<const ErrorRow> errors;

@@ -94,6 +94,8 @@ inline constexpr ModelCard kCard = {
     .exception_code = cmx310ErrExceptionCode,
     .channels = range_calibrator::kChannels,
     .settings_home = SettingsHome::kInstrument,
+    .settings_can_be_read = true,
+    .settings_can_be_sent = true,
     .settings = kSettings,
     .errors = kErrors,
 };

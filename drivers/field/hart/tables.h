@@ -44,6 +44,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = hartErrExceptionCode,
     .channels = kChannels,
+    .has_identification = false,
     .units_with_readings = true,
     .errors = kErrors,
 };

@@ -156,6 +156,7 @@ inline constexpr ModelCard kCard = {
     .exception_code = flukehydraErrExceptionCode,
     .channels = kChannels,
     .settings_home = SettingsHome::kInstrument,
+    .settings_can_be_read = true,
     .settings = kSettings,
     .errors = kErrors,
 };

@@ -71,6 +71,7 @@ inline constexpr ModelCard kCard = {
     .fires_errors = true,
     .exception_code = isotechErrExceptionCode,
     .channels = kChannels,
+    .has_identification = false,
     .settings = kSettings,
     .errors = kErrors,
 };
