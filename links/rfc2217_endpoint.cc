@@ -105,8 +105,9 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
   void Write(std::string_view bytes) override {
     NoteClient();
     const bool damaged = control_.take_damage && control_.take_damage();
-    if (damaged && (of_client_.line_mask & telnet::kParityError) != 0)
-      AnswerByte(telnet::kLineState, telnet::kParityError);
+    // The line tells one kind of damage from the other no more than this.
+    const auto bits = static_cast<std::uint8_t>(of_client_.line_mask & (telnet::kParityError | telnet::kFramingError));
+    if (damaged && bits != 0) AnswerByte(telnet::kLineState, bits);
     stream_->Write(telnet::Escaped(bytes));
   }
 

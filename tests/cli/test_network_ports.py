@@ -48,6 +48,15 @@ class NetworkPortTest(ServerTest):
                     url = f"{scheme}://{self.simulated(model, option, '0')}"
                     self.assertEqual(self.ulix("identify", model, "--port", url, *PATIENT), expected)
 
+    def test_outputs_of_the_line_are_switched_and_told(self):
+        host, port = self.simulated("kelvo10", "--rfc2217", "0").rsplit(":", 1)
+        with socket.create_connection((host, int(port)), TEST_LIMIT) as client:
+            client.settimeout(TEST_LIMIT)
+            for asked, told in ((7, 8), (9, 9), (7, 9), (8, 8), (12, 12), (10, 12), (11, 11), (4, 6), (5, 5), (4, 5), (6, 6)):
+                client.sendall(bytes([0xFF, 0xFA, 0x2C, 5, asked, 0xFF, 0xF0]))
+                answer = bytes([0xFF, 0xFA, 0x2C, 105, told, 0xFF, 0xF0])
+                self.assertEqual(client.recv(len(answer), socket.MSG_WAITALL), answer, asked)
+
     def test_settings_arrive_at_the_far_terminal(self):
         for server in BY_RFC2217:
             unit = self.plug_in(kelvo10())
