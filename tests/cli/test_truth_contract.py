@@ -33,7 +33,7 @@ class InstrumentSettingsTest(ContractTest):
         self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*0x80044403.*\n$")
 
     def test_options_that_set_the_unit_prevent_the_query_for_it(self):
-        for options in (["--set", "input-function=TC"], ["--no-config"]):
+        for options in (["--set", "input-function=TC", "--set", "temperature-unit=CEL"], ["--no-config"]):
             unit = self.plug_in(kelvo10())
             self.succeed("read", "kelvo10", *unit.where, *options)
             self.assertEqual(unit.times("CFG_IN?"), [], options)
@@ -49,7 +49,8 @@ class InstrumentSettingsTest(ContractTest):
         status, out, err = self.ulix("read", "microk", "0", *unit.where)
         self.assertEqual((status, out.split()), (0, ["0", "CH1", "100.12345"]))
         self.assertRegex(err, r"^ulix: The instrument does not say how it is set; .*\n$")
-        self.assertIn("Ohms", self.succeed("read", "microk", "0", *unit.where, "--set", "model=0"))
+        self.assertIn("Ohms", self.succeed("read", "microk", "0", *unit.where, "--set", "channel.0.kind=RESISTANCE",
+                                           "--set", "channel.0.range=115"))
 
     def test_no_float_residue_is_shown(self):
         self.assertNotIn("0004", self.succeed("read", "kelvo10", "--port", "sim"))

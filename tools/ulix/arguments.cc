@@ -19,6 +19,7 @@
 #include "base/text.h"
 #include "links/local_number.h"
 #include "platform/files.h"
+#include "tools/ulix/csv.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/suggestion.h"
 
@@ -194,6 +195,11 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
   if (!text || Failed(settings.SetText(*row, *text))) {
     throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
   }
+}
+
+void CheckOneOutput(const std::string& csv, bool json) {
+  if (json && csv == kStandardOutput)
+    throw UsageError("--csv", "'-' is standard output, which --json writes to; takes a file beside --json");
 }
 
 void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report) {

@@ -60,6 +60,9 @@ void CheckMayReplace(const std::string& argument, const std::string& file, bool 
 // Expects the file's name to have this extension, in upper or lower case.
 void CheckKind(const std::string& argument, const std::string& file, const std::string& extension);
 
+// Refuses CSV and JSON on standard output together.
+void CheckOneOutput(const std::string& csv, bool json);
+
 // Expects the output files of a measurement to be different files. An empty name is no output.
 void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report);
 

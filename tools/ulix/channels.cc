@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/suggestion.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -82,6 +83,7 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
         std::any_of(selected.begin(), selected.end(), [&](const Channel& c) { return c.id == channel.id; });
     if (!again) selected.push_back(channel);
   }
+  if (selected.empty()) throw UsageError("CHANNEL", Shown(TextId::kNoInput));
   return selected;
 }
 

@@ -44,8 +44,8 @@ std::string FormatValue(const Channel& channel, float value);
 std::string FormatWithUnit(const Channel& channel, float value);
 
 // The channels that the user named, by id or by name in upper or lower case, in that order and each once. Without
-// names: every input channel that the instrument has and that is on. UsageError for an unknown channel and for an
-// output.
+// names: every input channel that the instrument has and that is on. UsageError for an unknown channel, for an output,
+// and where there is no input.
 std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<const std::string> asked);
 // The channel that the user named. UsageError when it is unknown or cannot be written.
 Channel SelectOutput(std::span<const Channel> channels, const std::string& asked);

@@ -2,6 +2,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <optional>
+
+#include "base/variant_stream.h"
+#include "drivers/catalogue.h"
+#include "drivers/driver.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/stable_path.h"
@@ -25,18 +31,54 @@ std::string TextIn(const Json& trailer, const char* key) {
   return there ? trailer[key].get<std::string>() : std::string();
 }
 
+// A default may be a code that its list lacks.
+bool HasListedCodes(const Settings& settings) {
+  const auto values = settings.Current();
+  return std::all_of(settings.rows().begin(), settings.rows().end(), [&](const SettingRow& row) {
+    if (row.labels.empty() || CodeIn(*values, row) == static_cast<std::uint32_t>(row.initial)) return true;
+    return !LabelOf(row.labels, CodeIn(*values, row)).empty();
+  });
+}
+
+bool BeginsWith(const SettingRow& row, const std::string& stream) {
+  constexpr std::size_t kVersion = 12;  // two numbers of four bytes, each behind its type
+  return stream.size() > kVersion && static_cast<unsigned char>(stream[kVersion]) == static_cast<unsigned>(row.type);
+}
+
+// Whether a stream is whole up to the end of the settings and of the line, and theirs. A value of another type ends the
+// loading, as it does for hosts, and is taken for damage unless the values before it cannot be this model's either.
+bool HoldsSettingsOf(const ModelCard& card, const std::string& bytes) {
+  const auto driver = FindModel(card.model_id)->create({});
+  MemoryStream stream(bytes);
+  VariantReader reader(stream);
+  if (!reader.Ui4() || !reader.Ui4()) return false;
+  HRESULT result = driver->settings().Load(reader);
+  LinkParams* line = driver->link().settings().params;
+  if (Succeeded(result) && line != nullptr) result = line->LoadParams(reader);
+  if (Succeeded(result)) return true;  // Codes that no list has are the driver's to refuse.
+  if (result == kEndOfStream || card.settings.empty()) return false;
+  return BeginsWith(card.settings.front(), bytes) && HasListedCodes(driver->settings());
+}
+
+bool HasNetworkAddress(Instrument& instrument) {
+  std::optional<NetworkAddress> address;
+  return Succeeded(instrument.GetNetworkAddress(&address)) && address;
+}
+
 }  // namespace
 
-std::string ConfigTrailer(Instrument& instrument) {
+std::string ConfigTrailer(Instrument& instrument, bool port_named) {
   Json trailer = {{"model", instrument.card().model_id}};
   SerialParams line;
-  if (Succeeded(instrument.GetSerialParams(&line)) && !line.location.empty()) {
+  const bool serial = Succeeded(instrument.GetSerialParams(&line));
+  if (serial && port_named) trailer["port"] = true;
+  if (serial && port_named && !line.location.empty()) {
     trailer["location"] = StablePathOf(line.location);
   }
   return "\nULIX " + trailer.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-void LoadConfigFile(Instrument& instrument, const std::string& path) {
+bool LoadConfigFile(Instrument& instrument, const std::string& path) {
   const std::string bytes = ReadWholeFile(path);
   const Json trailer = TrailerOf(bytes);
   const std::string model = TextIn(trailer, "model");
@@ -46,10 +88,17 @@ void LoadConfigFile(Instrument& instrument, const std::string& path) {
   MemoryStream stream(bytes);
   const HRESULT loaded = instrument.Load(stream);
   if (Failed(loaded)) throw OperationFailed(loaded, Shown(TextId::kNoConfiguration, {path}));
+  if (!HoldsSettingsOf(instrument.card(), bytes)) {
+    instrument.InitNew();
+    throw OperationFailed(E_INVALIDARG, Shown(TextId::kNoConfigurationOf, {path, instrument.card().model_id}));
+  }
   SerialParams line;
-  if (Failed(instrument.GetSerialParams(&line))) return;
-  line.location = TextIn(trailer, "location");
-  if (!line.location.empty()) instrument.SetSerialParams(line);
+  const std::string location = TextIn(trailer, "location");
+  if (!location.empty() && Succeeded(instrument.GetSerialParams(&line))) {
+    line.location = location;
+    instrument.SetSerialParams(line);
+  }
+  return trailer.is_null() || !location.empty() || trailer.contains("port") || HasNetworkAddress(instrument);
 }
 
 }  // namespace ulix::cli

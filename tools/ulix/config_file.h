@@ -2,8 +2,8 @@
 //
 //   ULIX {"model":"kelvo10","location":"/dev/serial/by-id/usb-..."}
 //
-// The line has the model, which the stream lacks, and the location of the instrument when a port number would not be
-// enough to find it again.
+// The line has the model, which the stream lacks. It has "port":true when a serial port was named, and its location
+// when a port number would not be enough to find it again.
 #pragma once
 
 #include <string>
@@ -12,11 +12,13 @@
 
 namespace ulix::cli {
 
-// The trailer line of an instrument.
-std::string ConfigTrailer(Instrument& instrument);
+// The trailer line of an instrument. `port_named`: the stream's port is one that the user named, and not the default.
+std::string ConfigTrailer(Instrument& instrument, bool port_named);
 
 // Loads a file into an instrument. OperationFailed when the file cannot be read, is no configuration, or is one of
-// another model: the instrument then has its defaults. A file without the trailer line counts as one of this model.
-void LoadConfigFile(Instrument& instrument, const std::string& path);
+// another model: the instrument then has its defaults. A file without the trailer line, from a host, counts as one of
+// this model unless its stream is cut, or has other values than the model's. Returns whether the file gives the
+// instrument's port or address; one without the trailer line always does.
+bool LoadConfigFile(Instrument& instrument, const std::string& path);
 
 }  // namespace ulix::cli

@@ -28,14 +28,17 @@ struct ConfigOptions {
 };
 
 // The line that names the source of the shown settings.
-std::string SourceLine(const Session& session, const ConfigOptions& options, const std::string& name) {
+std::string SourceLine(Session& session, const ConfigOptions& options, const std::string& name) {
   const Language language = OnTerminal() ? LanguageOf(options.connection) : Language::kEnglish;
   if (session.settings_source() == SettingsSource::kInstrument)
     return Shown(TextId::kShowsInstrument, language, {name});
   const std::string& file = options.connection.config_file;
   if (!file.empty()) return Shown(TextId::kShowsFile, language, {name, file});
-  return Shown(session.settings_source() == SettingsSource::kOptions ? TextId::kShowsOptions : TextId::kShowsDefaults,
-               language, {name});
+  if (session.settings_source() == SettingsSource::kOptions) return Shown(TextId::kShowsOptions, language, {name});
+  const ConnectionOptions& connection = options.connection;
+  const bool silent = !session.instrument().card().settings_can_be_read;
+  const bool named = !connection.port.empty() || !connection.host.empty();
+  return Shown(named && silent ? TextId::kShowsDefaultsOfSilent : TextId::kShowsDefaults, language, {name});
 }
 
 // The published summary names CMX310 for every model; this line names the right one.
@@ -46,6 +49,7 @@ std::string LineSummary(Session& session, const std::string& name) {
   constexpr std::string_view kPublished = ":CMX310 (";
   const std::size_t place = text.find(kPublished);
   if (place != std::string::npos) text.replace(place, kPublished.size(), ":" + name + " (");
+  if (session.simulated()) return name + " (" + Shown(TextId::kSimulated) + ")";
   // A path has a number of this process only.
   SerialParams line;
   const bool has_path = Succeeded(session.instrument().GetSerialParams(&line)) && !line.location.empty();
@@ -79,18 +83,37 @@ void Show(Session& session, const ConfigOptions& options) {
   Print(session, options);
 }
 
-// Refuses to send settings that the user did not give: the defaults would change the instrument's configuration.
-void Send(Session& session, const ConfigOptions& options) {
-  if (session.settings_source() == SettingsSource::kDefaults) {
-    throw UsageError("send", "has nothing to send; takes --set KEY=VALUE or --config FILE");
+// The configuration of an instrument with a program is its program file.
+void CheckProgramFile(Session& session) {
+  const Settings& settings = session.instrument().settings();
+  for (const SettingRow& row : settings.rows()) {
+    if (!session.instrument().FileQuestionOf(row)) continue;
+    const std::string file = settings.TextOf(row);
+    if (file.empty()) throw UsageError("--set", std::string(row.key) + " is missing; takes the program file to send");
+    const std::string cause = CauseOfUnreadable(Shown(file));
+    if (!cause.empty()) throw OperationFailed(kFileNotFound, Shown(TextId::kUnableToRead, {Shown(file)}) + cause);
   }
+}
+
+// Refuses to send settings that the user did not give: the defaults would change the instrument's configuration. Those
+// that --set does not name are asked of the instrument first.
+void Send(Session& session, const ConfigOptions& options) {
+  const ModelCard& card = session.instrument().card();
+  if (!card.settings_can_be_sent)
+    throw OperationFailed(E_NOTIMPL, Shown(TextId::kNoCommandForSettings, {card.model_id}));
+  if (session.settings_source() == SettingsSource::kDefaults) {
+    throw UsageError("send", Shown(TextId::kNothingToSend));
+  }
+  CheckProgramFile(session);
   session.Connect();
+  const bool incomplete = session.settings_source() == SettingsSource::kOptions;
+  if (incomplete && card.settings_home == SettingsHome::kInstrument) session.ReadOtherSettings();
   session.Check(session.instrument().SendCfg());
   Tell(Shown(TextId::kConfigurationSent, LanguageOf(options.connection)));
 }
 
 void Read(Session& session, const ConfigOptions& options) {
-  session.Connect();
+  if (session.instrument().card().settings_can_be_read) session.Connect();
   session.ReadSettings();
   Print(session, options);
 }
@@ -107,13 +130,15 @@ void Edit(Session& session, const ConfigOptions& options) {
     std::cout << std::endl;
     throw OperationFailed(kCancelled, Shown(TextId::kNothingWasChanged, language));
   }
+  session.SetHasAddress();
   if (!kept) Print(session, options);
 }
 
 void Save(Session& session, const std::string& path) {
   MemoryStream stream;
   session.Check(session.instrument().Save(stream));
-  WriteWholeFile(path, stream.bytes() + ConfigTrailer(session.instrument()));
+  WriteWholeFile(path,
+                 stream.bytes() + ConfigTrailer(session.instrument(), session.HasAddress() && !session.simulated()));
 }
 
 struct ConfigAction {

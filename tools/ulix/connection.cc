@@ -140,6 +140,13 @@ std::string WithDetail(const std::string& text, const std::string& detail) {
   return detail.empty() ? text : text + ": " + detail;
 }
 
+// Where the settings that are known switch no channel on, each channel counts as on whose settings are unknown.
+void SwitchOnUnknown(std::vector<Channel>& channels, const std::vector<CertainTraits>& known) {
+  const bool any = std::any_of(channels.begin(), channels.end(),
+                               [&](const Channel& channel) { return known[channel.id].on && channel.on; });
+  for (Channel& channel : channels) channel.on |= !any && !known[channel.id].on;
+}
+
 constexpr char kGroup[] = "Connection";
 
 void AddPort(CLI::App& verb, ConnectionOptions& options) {
@@ -175,7 +182,8 @@ std::string CauseOf(const platform::OpenFailure& failure) {
     case Cause::kSystem:
       return failure.os_error == 0 ? std::string() : std::system_category().message(static_cast<int>(failure.os_error));
     case Cause::kNoSuchDevice:
-      return Shown(TextId::kNoSuchDevice);
+      // The detail is a location that is meant as a URL.
+      return failure.detail.empty() ? Shown(TextId::kNoSuchDevice) : Shown(TextId::kNotAPortUrl);
     case Cause::kInUse:
       return failure.holder == 0 ? Shown(TextId::kDeviceInUse) : Shown(TextId::kDeviceInUseBy, {holder});
     case Cause::kPermission:
@@ -294,17 +302,26 @@ Session::~Session() {
 
 void Session::Configure(const ConnectionOptions& options) {
   Check(instrument_.InitNew());
-  if (!options.config_file.empty()) LoadConfigFile(instrument_, options.config_file);
-  for (const std::string& assignment : options.settings) ApplySetting(instrument_.settings(), assignment);
-  if (options.slave) {
-    if (!instrument_.settings().Find("slave")) throw UsageError("--slave", options.model + " is no Modbus slave");
-    ApplySetting(instrument_.settings(), "slave=" + std::to_string(*options.slave));
+  has_address_ = !options.port.empty() || !options.host.empty();
+  if (!options.settings.empty()) settings_source_ = SettingsSource::kOptions;
+  if (!options.config_file.empty()) {
+    has_address_ |= LoadConfigFile(instrument_, options.config_file);
+    settings_source_ = SettingsSource::kFile;
   }
+  ApplySettings();
   if (simulated_line_) simulated_line_->Match(instrument_.settings());
-  has_address_ = !options.port.empty() || !options.host.empty() || !options.config_file.empty();
-  if (!options.config_file.empty() || !options.settings.empty()) settings_source_ = SettingsSource::kOptions;
   ConfigureNetwork(options);
   ConfigureLine(options);
+}
+
+void Session::ApplySettings() {
+  for (const std::string& assignment : options_.settings) {
+    ApplySetting(instrument_.settings(), assignment);
+    named_settings_.insert(instrument_.settings().Find(ParseAssignment("--set", assignment).first)->key);
+  }
+  if (!options_.slave) return;
+  if (!instrument_.settings().Find("slave")) throw UsageError("--slave", options_.model + " is no Modbus slave");
+  ApplySetting(instrument_.settings(), "slave=" + std::to_string(*options_.slave));
 }
 
 // A port given without a host moves the instrument from the network to the serial line.
@@ -342,9 +359,8 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
 void Session::Connect() {
   const LinkKind link = instrument_.card().link;
   if (!has_address_ && link != LinkKind::kUsb) {
-    throw UsageError("--port", std::string("is missing; takes N, COMn, DEVICE or sim") +
-                                   (link == LinkKind::kModbus ? ", or --host HOST in its place" : "") +
-                                   "; 'ulix ports' lists what there is");
+    const std::string host = link == LinkKind::kModbus ? Shown(TextId::kHostInPlace) : std::string();
+    throw UsageError("--port", Shown(TextId::kPortMissing, {host}));
   }
   Check(TryConnect());
 }
@@ -377,22 +393,53 @@ void Session::ConnectAndAsk() {
   if (Succeeded(result)) settings_source_ = SettingsSource::kInstrument;
   if (Succeeded(result)) return;
   TakeErrorInfo();
-  std::cerr << "ulix: " << Shown(TextId::kSettingsUnknown, language_, {FailureLine(result, Explain(result))}) << '\n';
+  const std::string why = instrument_.card().settings_can_be_read
+                              ? FailureLine(result, Explain(result))
+                              : Shown(TextId::kCannotBeAsked, language_, {options_.model});
+  std::cerr << "ulix: " << Shown(TextId::kSettingsUnknown, language_, {why}) << '\n';
 }
 
 void Session::ReadSettings() {
+  if (!instrument_.card().settings_can_be_read)
+    throw OperationFailed(E_NOTIMPL, Shown(TextId::kCannotBeAsked, {options_.model}));
   Check(instrument_.ReadCfg());
   settings_source_ = SettingsSource::kInstrument;
 }
 
-bool Session::HasUnits() const {
-  return instrument_.card().settings_home == SettingsHome::kHost || settings_source_ != SettingsSource::kDefaults;
+void Session::ReadOtherSettings() {
+  ReadSettings();
+  ApplySettings();
+}
+
+bool Session::IsKnown(const SettingRow& row) {
+  if (instrument_.card().settings_home == SettingsHome::kHost) return true;
+  if (settings_source_ == SettingsSource::kOptions) return named_settings_.count(row.key) != 0;
+  return settings_source_ != SettingsSource::kDefaults;
+}
+
+// One for each channel of the model.
+std::vector<CertainTraits> Session::KnownTraits() {
+  const bool all = instrument_.card().settings_home == SettingsHome::kHost ||
+                   settings_source_ == SettingsSource::kInstrument || settings_source_ == SettingsSource::kFile;
+  if (all || settings_source_ == SettingsSource::kDefaults)
+    return std::vector(instrument_.card().channels.size(), CertainTraits{.unit = all, .decimals = all, .on = all});
+  return CertainTraitsOf(options_.model, instrument_.settings().Snapshot(),
+                         [&](const SettingRow& row) { return IsKnown(row); });
+}
+
+void Session::ReportUnknownUnits(std::span<const Channel> channels) {
+  if (settings_source_ != SettingsSource::kOptions || options_.no_config) return;
+  const std::vector<CertainTraits> known = KnownTraits();
+  if (std::all_of(channels.begin(), channels.end(), [&](const Channel& channel) { return known[channel.id].all(); }))
+    return;
+  std::cerr << "ulix: " << Shown(TextId::kSettingsNotNamed, language_) << '\n';
 }
 
 std::vector<Channel> Session::Channels() {
   const bool ask = instrument_.card().channels_in_instrument;
   if (ask) Connect();
   if (ask) Check(instrument_.RefreshChannels());
+  const std::vector<CertainTraits> known = KnownTraits();
   std::vector<Channel> channels;
   for (ChannelId id = 0; id < instrument_.card().channels.size(); ++id) {
     if (ask && !instrument_.OffersChannel(id)) continue;
@@ -404,19 +451,21 @@ std::vector<Channel> Session::Channels() {
     Check(instrument_.GetChanDir(id, &direction));
     Check(instrument_.GetChanUnit(id, &unit));
     Check(instrument_.GetChanResol(id, &resolution));
-    if (!HasUnits()) unit.clear();
+    if (!known[id].unit) unit.clear();
     channels.push_back({id, Shown(name), static_cast<eChanDir>(direction), Shown(unit),
-                        HasUnits() ? resolution : kShortest, instrument_.OffersChannel(id),
-                        !HasUnits() || instrument_.IsChannelOn(id)});
+                        known[id].decimals ? resolution : kShortest, instrument_.OffersChannel(id),
+                        instrument_.IsChannelOn(id)});
   }
+  SwitchOnUnknown(channels, known);
   return channels;
 }
 
 std::vector<Channel> Session::WithUnits(std::vector<Channel> channels) {
+  const std::vector<CertainTraits> known = KnownTraits();
   for (Channel& channel : channels) {
     std::string unit;
     Check(instrument_.GetChanUnit(channel.id, &unit));
-    if (HasUnits()) channel.unit = Shown(unit);
+    if (known[channel.id].unit) channel.unit = Shown(unit);
   }
   return channels;
 }
@@ -437,6 +486,7 @@ std::string Session::Explain(HRESULT code) {
   if (text.empty()) text = SystemText(code, language_);
   if (text.empty()) text = ErrorCodeName(code);
   const auto own = OwnCode(instrument_.card(), code);
+  if (text.empty() && IsRecordCode(code)) return Shown(TextId::kOwnRecordCode, language_, {std::to_string(code)});
   return text.empty() && own ? Shown(TextId::kOwnCode, language_, {std::to_string(*own)}) : text;
 }
 

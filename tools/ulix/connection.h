@@ -4,12 +4,15 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "core/instrument.h"
 #include "drivers/catalogue.h"
+#include "tools/ulix/certain_units.h"
 #include "tools/ulix/channels.h"
 #include "tools/ulix/simulation.h"
 #include "tools/ulix/terminal_user.h"
@@ -40,8 +43,9 @@ struct ConnectionOptions {
   bool force = false;       // Existing files may be replaced.
 };
 
-// The source of an instrument's settings.
-enum class SettingsSource { kDefaults, kOptions, kInstrument };
+// The source of an instrument's settings: the model's defaults, those with the values of --set, a file with or without
+// --set, or the instrument.
+enum class SettingsSource { kDefaults, kOptions, kFile, kInstrument };
 
 // Add arguments to a verb. `options` must outlive the parsing.
 void AddModel(CLI::App& verb, ConnectionOptions& options);
@@ -85,11 +89,20 @@ class Session {
   // set them. A failure to read is reported on standard error; units and decimals that depend on them are then left
   // out.
   void ConnectAndAsk();
-  // Reads the settings from the connected instrument. OperationFailed when that fails.
+  // Reads the settings from the connected instrument. OperationFailed when that fails, or when the model has no queries
+  // for them.
   void ReadSettings();
+  // The same, then the values of --set in their place.
+  void ReadOtherSettings();
   SettingsSource settings_source() const { return settings_source_; }
-  // Whether the options give the instrument's port or address.
+  // Whether the record has the value that the setting has in the instrument, as far as the user or the instrument
+  // tells.
+  bool IsKnown(const SettingRow& row);
+  // Reports on standard error that --set leaves the unit or the decimals of one of these channels unknown.
+  void ReportUnknownUnits(std::span<const Channel> channels);
+  // Whether the options, or the file that they name, give the instrument's port or address.
   bool HasAddress() const { return has_address_; }
+  void SetHasAddress() { has_address_ = true; }  // When the user gave it otherwise.
   // The channels that the instrument has. Connects first when only the instrument knows them. Units and decimals are
   // empty when they depend on unknown settings.
   std::vector<Channel> Channels();
@@ -109,13 +122,15 @@ class Session {
   void ConfigureLine(const ConnectionOptions& options);
   void ConfigureNetwork(const ConnectionOptions& options);
 
-  bool HasUnits() const;
+  void ApplySettings();
+  std::vector<CertainTraits> KnownTraits();
   std::string LinkPlace();
 
   const ConnectionOptions options_;
   Language language_;
   bool has_address_ = false;
   SettingsSource settings_source_ = SettingsSource::kDefaults;
+  std::set<std::string> named_settings_;  // Keys of --set.
   bool stats_;
   std::unique_ptr<SimulatedLine> simulated_line_;  // Null: a real port.
   TerminalUser user_;

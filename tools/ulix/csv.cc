@@ -50,7 +50,7 @@ void CsvStream::Write(const std::string& text) {
   out << text << std::flush;
   if (out) return;
   if (path_ != kStandardOutput) throw CannotWrite(path_);
-  throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
+  throw CannotPrint();
 }
 
 std::string CsvLine(std::span<const std::string> cells, char separator) {

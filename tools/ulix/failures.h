@@ -51,6 +51,9 @@ class FirstFailure {
   std::exception_ptr thrown_;
 };
 
+// Whether a code is a logger's own, of a record that it could not measure: no result of any operation is so small.
+constexpr bool IsRecordCode(HRESULT code) { return code < 0 && code >= -0x8000; }
+
 // The text of a system code that members of an instrument give, in UTF-8; empty for any other code.
 std::string SystemText(HRESULT code, Language language);
 

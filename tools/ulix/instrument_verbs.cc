@@ -1,6 +1,7 @@
 // identify, set, run, stop: verbs that call one member of an instrument.
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -51,14 +52,14 @@ struct SetOptions {
   std::optional<float> max;
 };
 
-// Uses the model's limits of the channel when the options give none.
+// Narrows the limits of the options to the model's limits of the channel.
 void UseModelLimits(Session& session, ChannelId channel, SetOptions& options) {
   for (std::int16_t index = 0; index < 2; ++index) {
     float limit = 0;
     std::int16_t level = LimitNo;
     if (Failed(session.instrument().GetChanLim(channel, index, &limit, &level))) continue;
-    if (level == LimitLow && !options.min) options.min = limit;
-    if (level == LimitHigh && !options.max) options.max = limit;
+    if (level == LimitLow) options.min = std::max(limit, options.min.value_or(limit));
+    if (level == LimitHigh) options.max = std::min(limit, options.max.value_or(limit));
   }
 }
 
@@ -83,12 +84,16 @@ void CheckOutput(Session& session, HRESULT result) {
 }
 
 int Set(SetOptions options) {
+  if (options.min && options.max && *options.min > *options.max)
+    throw UsageError("--min",
+                     Shown(TextId::kMinAboveMax, {FormatShortest(*options.min), FormatShortest(*options.max)}));
   Session session(options.connection);
   // A wrong channel is refused before anything is sent to the instrument.
   if (!session.instrument().card().channels_in_instrument) SelectOutput(session.Channels(), options.channel);
   const float value = ParseValue(options.value);
   session.ConnectAndAsk();
   const Channel channel = SelectOutput(session.Channels(), options.channel);
+  session.ReportUnknownUnits({&channel, 1});
   UseModelLimits(session, channel.id, options);
   CheckLimits(channel, value, options);
   CheckOutput(session, session.instrument().SetChanVal(channel.id, value));

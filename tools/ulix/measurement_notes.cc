@@ -27,11 +27,10 @@ std::string NoteLine(const std::string& key, std::string text) {
 }
 
 std::string SettingLines(Session& session) {
-  const bool known = session.settings_source() != SettingsSource::kDefaults;
   const Settings& settings = session.instrument().settings();
   std::string lines;
-  for (const SettingRow& row : known ? settings.rows() : std::span<const SettingRow>()) {
-    lines += NoteLine(std::string("setting ") + row.key, Shown(settings.TextOf(row)));
+  for (const SettingRow& row : settings.rows()) {
+    if (session.IsKnown(row)) lines += NoteLine(std::string("setting ") + row.key, Shown(settings.TextOf(row)));
   }
   return lines;
 }

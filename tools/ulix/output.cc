@@ -69,6 +69,16 @@ OperationFailed CannotRead(const std::string& path) {
   return {kFileNotFound, Shown(TextId::kUnableToRead, {path}) + cause};
 }
 
+OperationFailed CannotPrint() { return {kWriteFault, Shown(TextId::kUnableToPrint)}; }
+
+std::string CauseOfUnreadable(const std::string& path) {
+  errno = 0;
+  const std::ifstream file(platform::PathOf(path), std::ios::binary);
+  std::error_code ignored;
+  const bool readable = file.is_open() && !std::filesystem::is_directory(platform::PathOf(path), ignored);
+  return readable ? std::string() : CauseOf(path, errno);
+}
+
 std::string Shown(std::string_view ansi) { return Utf8FromAnsi(ansi); }
 
 bool OnTerminal() {
@@ -147,7 +157,7 @@ Json JsonError(HRESULT code) { return static_cast<std::uint32_t>(code); }
 
 void PrintLine(const std::string& line) {
   std::cout << line << std::endl;
-  if (!std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
+  if (!std::cout) throw CannotPrint();
 }
 
 void PrintJson(const Json& json) { PrintLine(json.dump(-1, ' ', false, Json::error_handler_t::replace)); }

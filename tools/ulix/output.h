@@ -73,6 +73,10 @@ void Tell(const std::string& text);
 // What a failed write (reading) of a file is reported as, with the cause that the system gave last.
 OperationFailed CannotWrite(const std::string& path);
 OperationFailed CannotRead(const std::string& path);
+// The same of standard output.
+OperationFailed CannotPrint();
+// Why a file cannot be read, as ": no such file"; empty when it can.
+std::string CauseOfUnreadable(const std::string& path);
 
 // The functions below throw OperationFailed when the file cannot be written (read). The checks leave nothing behind. A
 // whole file is first written under another name and then replaces the old one, so that there is never half a file;

@@ -34,6 +34,7 @@ std::vector<Row> ReadRows(Session& session, const ReadOptions& options) {
   if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
   session.ConnectAndAsk();
   const auto channels = SelectInputs(session.Channels(), options.channels);
+  session.ReportUnknownUnits(channels);
   const ChannelArrays arrays = ReadOnce(session, channels, options.connection.timeout_ms);
   const auto known = session.WithUnits(channels);
   std::vector<Row> rows;

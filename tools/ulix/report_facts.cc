@@ -1,3 +1,6 @@
+#include <set>
+#include <string>
+
 #include "base/identification.h"
 #include "base/numbers.h"
 #include "core/version.h"
@@ -59,15 +62,21 @@ std::vector<Fact> InstrumentFacts(Session& session, Language language) {
           {Shown(TextId::kComputer, language), platform::MachineName()}};
 }
 
-void AddSettings(ReportFacts& facts, const Settings& settings, Language language) {
+// Those of `settings` that are known.
+template <typename IsKnown>
+void AddSettings(ReportFacts& facts, const Settings& settings, Language language, IsKnown&& is_known) {
   const Settings defaults(settings.rows());
+  bool all = true;
   for (const SettingRow& row : settings.rows()) {
+    all &= is_known(row);
+    if (!is_known(row)) continue;
     const std::string text = Shown(settings.TextOf(row, language));
     const bool real = row.type == VariantType::kR4;
     const bool changed = settings.TextOf(row) != defaults.TextOf(row);
     (changed ? facts.settings : facts.default_settings)
         .emplace_back(Shown(row.label.In(language)), real ? InLanguage(text, language) : text);
   }
+  if (!all) facts.settings.emplace_back(Shown(TextId::kOtherSettings, language), Shown(TextId::kNotAsked, language));
 }
 
 // As far as the model that the file names has them.
@@ -75,12 +84,14 @@ void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language
   const CatalogueEntry* entry = FindModel(measurement.Note("model"));
   if (entry == nullptr) return;
   Settings settings(entry->card->settings);
-  bool any = false;
+  std::set<std::string> noted;
   for (const SettingRow& row : settings.rows()) {
     const auto text = LibraryText(measurement.Note(std::string("setting ") + row.key));
-    any |= text && !text->empty() && Succeeded(settings.SetText(row, *text));
+    if (text && !text->empty() && Succeeded(settings.SetText(row, *text))) noted.insert(row.key);
   }
-  if (any) AddSettings(facts, settings, language);
+  if (noted.empty()) return;  // An empty text has no note.
+  AddSettings(facts, settings, language,
+              [&](const SettingRow& row) { return row.type == VariantType::kBstr || noted.count(row.key) != 0; });
 }
 
 }  // namespace
@@ -88,12 +99,13 @@ void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language
 ReportFacts FactsOf(Session& session, const std::string& title, Language language) {
   const std::string name = Shown(session.instrument().card().display_name.In(language));
   ReportFacts facts{WithValues(title, {name}), InstrumentFacts(session, language), {}, {}, {}};
-  AddSettings(facts, session.instrument().settings(), language);
+  AddSettings(facts, session.instrument().settings(), language,
+              [&](const SettingRow& row) { return session.IsKnown(row); });
   return facts;
 }
 
 ReportFacts FactsOf(const CsvMeasurement& measurement, const std::string& title, Language language) {
-  ReportFacts facts{WithValues(title, {measurement.Note("instrument")}), {}, {}, {}, {}};
+  ReportFacts facts{title, {}, {}, {}, {}};
   const std::pair<TextId, const char*> rows[] = {{TextId::kName, "instrument"},
                                                  {TextId::kModelWord, "model"},
                                                  {TextId::kIdentification, "identification"},

@@ -31,7 +31,9 @@ int ReportOfFile(const ReportOptions& options) {
   CheckMayReplace("FILE", page, scan.connection.force);
   const CsvMeasurement measurement = ReadCsvMeasurement(options.from_file);
   const Language language = LanguageOf(scan.connection);
-  ReportFacts facts = FactsOf(measurement, Shown(TextId::kScanTitle, language, {"%"}), language);
+  const std::string instrument = measurement.Note("instrument");
+  const std::string name = instrument.empty() ? options.from_file : instrument;
+  ReportFacts facts = FactsOf(measurement, Shown(TextId::kScanTitle, language, {name}), language);
   AddNotes(facts, scan.notes, language);
   const ErrorText error_text = [&](HRESULT code) {
     const auto found = measurement.error_texts.find(code);

@@ -92,13 +92,6 @@ void CheckLastReadings(Session& session, std::span<const Channel> channels) {
   }
 }
 
-// The channels to scan. Throws when there is none: the scan would never report anything.
-std::vector<Channel> ChannelsFor(Session& session, const ScanOptions& options) {
-  auto channels = SelectInputs(session.Channels(), options.channels);
-  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
-  return channels;
-}
-
 bool ShowsUnits(const ScanOptions& options) {
   return !options.json || !options.csv_file.empty() || !options.plot_file.empty() || !options.report_file.empty();
 }
@@ -109,11 +102,13 @@ int Scan(ScanOptions options) {
   // The group raises a shorter period to this one. The report must show the period that was used.
   options.plan.settings.period_ms = std::max(options.plan.settings.period_ms, kShortestPeriodMs);
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
+  CheckOneOutput(options.csv_file, options.json);
   Session session(options.connection);
-  if (!session.instrument().card().channels_in_instrument) ChannelsFor(session, options);
+  if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
   CheckFiles(options);
   session.ConnectAndAsk();
-  auto channels = ChannelsFor(session, options);
+  auto channels = SelectInputs(session.Channels(), options.channels);
+  session.ReportUnknownUnits(channels);
   const auto& interrupted = CatchInterrupts();
   // One additional reading: this instrument sends its units with the readings, and the files need the unit.
   if (session.instrument().card().units_with_readings && ShowsUnits(options) && !interrupted) {
