@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <memory>
+#include <span>
 #include <string_view>
 
 #include "tools/ulix/arguments.h"
@@ -81,8 +82,8 @@ BlockRow FindBlock(Session& session, const std::string& text) {
   }
   // A logger that does not list its blocks accepts any number.
   if (there.empty() && number) return {.id = *number, .name = {}};
-  throw UsageError(
-      "BLOCK", "'" + text + "' is no block of the instrument; there " + (there.empty() ? "is none" : "are " + there));
+  throw UsageError("BLOCK",
+                   there.empty() ? Shown(TextId::kNoBlockAtAll, {text}) : Shown(TextId::kNoBlock, {text, there}));
 }
 
 void CheckHasMemory(Session& session) {
@@ -143,8 +144,8 @@ std::vector<Channel> ProgrammedChannels(Session& session, const ConnectionOption
   }
 }
 
-void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, RecordSinks& sinks) {
-  const std::vector<Channel> known = ProgrammedChannels(session, options.connection);
+void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t block, std::span<const Channel> known,
+                RecordSinks& sinks) {
   // The files come first, because output on the screen cannot be undone.
   if (!options.csv_file.empty())
     sinks.Add(MakeRecordCsv(options.csv_file, NotesForCsv(session, known, options.notes), options.csv_separator));
@@ -198,16 +199,70 @@ void CheckOutputs(const MemoryOptions& options) {
   }
 }
 
+// Keeps the newest rows that come, at most `max`.
+class NewestRecords final : public RecordSink {
+ public:
+  explicit NewestRecords(std::uint32_t max) : max_(max) {}
+  HRESULT Take(const ChannelArrays& records) override {
+    rows_.Append(records);
+    const std::size_t more = rows_.size() > max_ ? rows_.size() - max_ : 0;
+    const auto drop = [&](auto& column) {
+      column.erase(column.begin(), column.begin() + static_cast<std::ptrdiff_t>(more));
+    };
+    drop(rows_.ids), drop(rows_.values), drop(rows_.errors), drop(rows_.times), drop(rows_.doubts);
+    return S_OK;
+  }
+  HRESULT Complete() override {
+    complete_ = true;
+    return S_OK;
+  }
+  bool complete() const { return complete_; }
+  const ChannelArrays& rows() const { return rows_; }
+
+ private:
+  const std::uint32_t max_;
+  ChannelArrays rows_;
+  bool complete_ = false;
+};
+
+// A logger counts its time marks as records, and gives no measurement before the first mark that is read. So more of
+// its records are read until there is a measurement.
+HRESULT ReadNewest(Session& session, const MemoryOptions& options, std::int32_t block, RecordSink& sink,
+                   std::uint32_t* read) {
+  Instrument& instrument = session.instrument();
+  for (std::uint64_t wanted = options.most;; wanted *= 2) {
+    NewestRecords newest(options.most);
+    const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(wanted, UINT32_MAX));
+    const HRESULT result = instrument.StreamMemBlock(block, count, false, newest, read);
+    if (Failed(result) || !newest.complete()) return result;
+    *read = static_cast<std::uint32_t>(newest.rows().size());
+    const bool enough = *read > 0 || wanted >= BlockStatus(session, block).records;
+    if (!enough) continue;
+    const HRESULT taken = sink.Take(newest.rows());
+    return Failed(taken) ? taken : sink.Complete();
+  }
+}
+
+// The block to read. A number is taken as it is where the logger does not list its blocks.
+std::int32_t BlockToRead(Session& session, const MemoryOptions& options, bool has_program) {
+  const auto number = BlockNumber(options.block);
+  const std::vector<std::uint32_t> ids = number && has_program ? BlockIds(session) : std::vector<std::uint32_t>();
+  const auto is_wanted = [&](std::uint32_t id) { return static_cast<std::int32_t>(id) == *number; };
+  if (number && (ids.empty() || std::any_of(ids.begin(), ids.end(), is_wanted))) return *number;
+  return FindBlock(session, options.block).id;
+}
+
 int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& options) {
   CheckOutputs(options);
   session.Connect();
-  const auto number = BlockNumber(options.block);
-  const std::int32_t block = number ? *number : FindBlock(session, options.block).id;
+  const std::vector<Channel> known = ProgrammedChannels(session, options.connection);
+  const std::int32_t block = BlockToRead(session, options, !known.empty());
   RecordSinks outputs;
-  AddOutputs(session, options, block, outputs);
+  AddOutputs(session, options, block, known, outputs);
   Guarded sink(outputs);
   std::uint32_t read = 0;
-  const HRESULT result = session.instrument().StreamMemBlock(block, options.most, options.clear, sink, &read);
+  const HRESULT result = options.most == 0 ? session.instrument().StreamMemBlock(block, 0, options.clear, sink, &read)
+                                           : ReadNewest(session, options, block, sink, &read);
   sink.Rethrow();
   session.Check(result);
   if (!outputs.complete() && bar.interrupted()) ThrowCancelled();
@@ -238,6 +293,7 @@ int ClearBlock(Session& session, const MemoryOptions& options) {
 
 int Memory(const MemoryOptions& options) {
   CheckFilesDiffer(options.csv_file, options.plot_file, options.report_file);
+  CheckOneOutput(options.csv_file, options.json);
   CheckKind("--plot", options.plot_file, ".svg");
   CheckKind("--report", options.report_file, ".html");
   if (options.action != "list") BlockNumber(options.block);
@@ -250,9 +306,17 @@ int Memory(const MemoryOptions& options) {
 
 namespace {
 
+// A failure that is the file's names it, and says why it cannot be read.
+void CheckTransfer(Session& session, const std::string& file, HRESULT result) {
+  std::uint32_t records = 0;
+  const HRESULT checked = Succeeded(result) ? S_OK : session.instrument().CheckProgram(file, &records);
+  if (checked != result) session.Check(result);
+  if (Failed(result)) throw OperationFailed(result, session.Explain(result) + ": " + file + CauseOfUnreadable(file));
+}
+
 int CheckProgram(Session& session, const std::string& file, Language language) {
   std::uint32_t records = 0;
-  session.Check(session.instrument().CheckProgram(file, &records));
+  CheckTransfer(session, file, session.instrument().CheckProgram(file, &records));
   PrintLine(RecordCount(records, OnTerminal() ? language : Language::kEnglish));
   return 0;
 }
@@ -271,7 +335,7 @@ int Program(const ProgramOptions& options) {
   Instrument& instrument = session.instrument();
   const HRESULT result = send ? instrument.SendProgram(options.file) : instrument.ReadProgram(options.file);
   if (result == kCancelled) ThrowCancelled();
-  session.Check(result);
+  send ? CheckTransfer(session, options.file, result) : session.Check(result);
   Tell(Shown(send ? TextId::kProgramSent : TextId::kProgramReRead, language));
   return 0;
 }

@@ -26,6 +26,10 @@ std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   return good ? std::optional(records.values[k]) : std::nullopt;
 }
 
+std::string RecordErrorText(HRESULT code) {
+  return IsRecordCode(code) ? Shown(TextId::kOwnRecordCode, {std::to_string(code)}) : CodeText(code);
+}
+
 class Lines final : public RecordSink {
  public:
   explicit Lines(std::span<const Channel> known) : known_(known.begin(), known.end()) {}
@@ -35,7 +39,7 @@ class Lines final : public RecordSink {
   }
   HRESULT Complete() override {
     std::cout << text_ << std::flush;
-    if (!std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
+    if (!std::cout) throw CannotPrint();
     return S_OK;
   }
 
@@ -82,7 +86,7 @@ class MemoryCsvFile final : public RecordSink {
   HRESULT Complete() override {
     if (file_ && !file_->Commit()) throw CannotWrite(path_);
     if (!file_) std::cout << text_ << std::flush;
-    if (!file_ && !std::cout) throw OperationFailed(kWriteFault, Shown(TextId::kUnableToPrint));
+    if (!file_ && !std::cout) throw CannotPrint();
     return S_OK;
   }
 
@@ -161,7 +165,7 @@ std::string RecordLine(const ChannelArrays& records, std::size_t k, std::span<co
   const auto value = ValueOf(records, k);
   const Channel channel = ChannelOf(known, records.ids[k]);
   const std::string shown = value                    ? ShownNumber(FormatWithUnit(channel, *value))
-                            : records.errors[k] != 0 ? CodeText(records.errors[k])
+                            : records.errors[k] != 0 ? RecordErrorText(records.errors[k])
                                                      : std::string("--");
   return IsoTime(records.times[k]) + "  " + channel.name + "  " + shown;
 }
