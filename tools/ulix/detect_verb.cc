@@ -4,8 +4,11 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <variant>
 
 #include "base/identification.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/interrupt.h"
@@ -29,6 +32,10 @@ struct Answer {
   std::string identification;
 };
 
+// What the queries of other models leave in an instrument ends with the first query of its own, which is then not
+// understood.
+constexpr int kAttempts = 2;
+
 // The identity of the instrument when it answers as this model; else none.
 std::optional<Answer> AnswerAs(const ConnectionOptions& options, const ModelCard& card) {
   ConnectionOptions connection = options;
@@ -46,9 +53,11 @@ std::optional<Answer> AnswerAs(const ConnectionOptions& options, const ModelCard
 std::optional<Answer> Detect(const ConnectionOptions& options) {
   const std::atomic<bool>& interrupted = CatchInterrupts();
   for (const CatalogueEntry& entry : Catalogue()) {
-    if (entry.card->link == LinkKind::kUsb || interrupted) continue;
+    if (entry.card->link == LinkKind::kUsb || !entry.card->has_identification) continue;
     if (OnTerminal()) std::cout << "\r" << PaddedTo(Shown(TextId::kTrying, {entry.card->model_id}), 40) << std::flush;
-    auto answer = AnswerAs(options, *entry.card);
+    std::optional<Answer> answer;
+    for (int attempt = 0; attempt < kAttempts && !answer && !interrupted; ++attempt)
+      answer = AnswerAs(options, *entry.card);
     if (OnTerminal()) std::cout << "\r" << std::string(40, ' ') << "\r" << std::flush;
     if (answer) return answer;
   }
@@ -56,6 +65,8 @@ std::optional<Answer> Detect(const ConnectionOptions& options) {
 }
 
 int Run(const DetectOptions& options) {
+  if (std::holds_alternative<SimulatedPort>(ParsePort(options.connection.port)))
+    throw UsageError("--port", Shown(TextId::kDetectNeedsLine));
   const auto answer = Detect(options.connection);
   if (!answer) throw OperationFailed(E_FAIL, Shown(TextId::kNobodyAnswers, {options.connection.port}));
   const Json json = {{"model", answer->card->model_id},
@@ -75,7 +86,9 @@ Action DefineDetect(CLI::App& verb) {
   verb.get_option("--port")->required();
   verb.footer(
       "Each model's identification is asked for in turn, at the model's own speed unless --baud is given, and nothing\n"
-      "else but what its connection needs. Models without an identification are not found.");
+      "else but what its connection needs. Each model has two attempts, because what others sent may stand before\n"
+      "the first.\n"
+      "Models without an identification are not found.");
   return [=] { return Run(*options); };
 }
 
