@@ -2,6 +2,8 @@
 #include "core/version.h"
 
 #include <CLI/CLI.hpp>
+
+#include <algorithm>
 #include <cctype>
 #include <exception>
 #include <iostream>
@@ -12,6 +14,8 @@
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/help_format.h"
+#include "tools/ulix/output.h"
 #include "tools/ulix/suggestion.h"
 #include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
@@ -27,13 +31,14 @@ constexpr char kFooter[] =
   ulix models
   ulix identify kelvo10 --port 5
   ulix read kelvo10 --port sim --json
-  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60 --csv run.csv --plot run.svg
-  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60 --lang fr
+  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60
+            --csv run.csv --plot run.svg
+  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60
   ulix report memolog oven.html --block 1 --host 192.168.0.10
   ulix set kelvo10 OUT 12.5 --port COM5
-  ulix config kelvo10 send --port 5 --set input-function=TC --set input-sensor=TYP_K --save bench.cfg
+  ulix config kelvo10 send --port 5 --set input-function=TC --save bench.cfg
   ulix config kelvo10 edit --config bench.cfg --save bench.cfg
-  ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv --plot oven.svg
+  ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv
   ulix program memolog send oven.p90 --port 5 --slave 3
   ulix error 0x80044403 --lang fr
   ulix simulate kelvo10 --fault delay=200
@@ -41,6 +46,9 @@ constexpr char kFooter[] =
 Ports
   5 or COM5      a port number; 'ulix ports' lists them
   /dev/ttyUSB0   a device path
+  tcp://HOST:PORT, rfc2217://HOST:PORT
+                 a serial port on a network, its bytes alone or with its line
+                 settings
   sim            the model's own simulator, inside this program
   ULIX_COM5=/dev/ttyUSB0 in the environment says which device port 5 is
 
@@ -115,7 +123,7 @@ void ShowLanguageOf(const std::vector<std::string>& arguments) {
 int RunVerb(int argc, char** argv) {
   CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
   app.set_version_flag("-V,--version", "ulix " + VersionText());
-  app.footer(kFooter);
+  app.formatter(std::make_shared<HelpFormat>());
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // An argument that begins with '/' is a path on every system.
   std::map<const CLI::App*, Action> actions;
@@ -123,6 +131,7 @@ int RunVerb(int argc, char** argv) {
     CLI::App* const command = app.add_subcommand(verb.name, verb.summary);
     actions[command] = verb.define(*command);
   }
+  app.footer(kFooter);  // After the verbs, which would inherit it.
   auto arguments = ArgumentsOf(argc, argv);
   ShowLanguageOf(arguments);
   try {
@@ -147,6 +156,13 @@ int RunVerb(int argc, char** argv) {
   return actions.at(app.get_subcommands().front())();
 }
 
+// The first argument where it is a verb.
+std::string TypedVerb(int argc, char** argv) {
+  const std::string typed = argc > 1 ? argv[1] : "";
+  const auto names = VerbNames();
+  return std::find(names.begin(), names.end(), typed) == names.end() ? "VERB" : typed;
+}
+
 int Complain(int status, const std::string& what) {
   std::cout.flush();
   std::cerr << "ulix: " << what << '\n';
@@ -160,9 +176,9 @@ int RunCommandLine(int argc, char** argv) {
   try {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
-    return std::cout ? status : Complain(kFailed, FailureLine(kWriteFault, Shown(TextId::kUnableToPrint)));
+    return std::cout ? status : Complain(kFailed, CannotPrint().what());
   } catch (const CLI::ParseError& error) {
-    return Complain(kWrongUsage, error.what() + std::string("; see 'ulix VERB --help'"));
+    return Complain(kWrongUsage, std::string(error.what()) + "; " + Shown(TextId::kSeeHelp, {TypedVerb(argc, argv)}));
   } catch (const UsageError& error) {
     return Complain(kWrongUsage, error.what());
   } catch (const OperationFailed& error) {

@@ -3,14 +3,18 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <span>
+#include <string_view>
 
 #include "base/numbers.h"
 #include "drivers/catalogue.h"
 #include "links/usb_library.h"
 #include "platform/port_list.h"
+#include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/output.h"
@@ -40,10 +44,29 @@ std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
   return card.channels_in_instrument ? std::span<const ChannelRow>() : card.channels;
 }
 
+// How many channels from the first on are alike: numbered one after the other behind the same name, with one direction.
+std::size_t RunLength(std::span<const ChannelRow> channels) {
+  const std::string_view first = channels.front().name;
+  const std::string_view stem = first.substr(0, first.find_first_of("0123456789"));
+  int number = 0;
+  if (std::from_chars(first.data() + stem.size(), first.data() + first.size(), number).ec != std::errc()) return 1;
+  std::size_t count = 1;
+  while (count < channels.size() && channels[count].direction == channels.front().direction &&
+         channels[count].name == std::string(stem) + std::to_string(number + static_cast<int>(count)))
+    ++count;
+  return count;
+}
+
+// Numbered channels that follow each other are one entry.
 std::string ChannelList(const ModelCard& card) {
   std::string list = card.channels_in_instrument ? "as programmed" : "";
-  for (const ChannelRow& row : FixedChannels(card)) {
-    list += (list.empty() ? "" : ", ") + std::string(row.name) + " " + DirectionWord(row.direction);
+  const auto channels = FixedChannels(card);
+  for (std::size_t first = 0; first < channels.size();) {
+    const std::size_t count = RunLength(channels.subspan(first));
+    const ChannelRow& row = channels[first];
+    const std::string to = count < 2 ? std::string() : "-" + std::string(channels[first + count - 1].name);
+    list += (list.empty() ? "" : ", ") + std::string(row.name) + to + " " + DirectionWord(row.direction);
+    first += count;
   }
   return list;
 }
@@ -60,16 +83,23 @@ Json ModelJson(const ModelCard& card) {
           {"channels", channels}};
 }
 
+// A narrow terminal has no room for the names beside the channels.
+bool HasRoomForNames() { return !OnTerminal() || platform::TerminalWidth() >= 100; }
+
 int ListModels(bool json) {
-  Table table(
+  std::vector<std::string> heads =
       Heads({TextId::kModelHead, TextId::kNameHead, TextId::kProgIdHead, TextId::kLinkHead, TextId::kChannelsHead},
-            ShownLanguage()));
+            ShownLanguage());
+  if (!HasRoomForNames()) heads.erase(heads.begin() + 1);
+  Table table(heads);
   Json array = Json::array();
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
-    table.Add(
-        {card.model_id, DisplayName(card), ProgId(card.class_name, true), LinkWord(card.link), ChannelList(card)});
+    std::vector<std::string> cells = {card.model_id, DisplayName(card), ProgId(card.class_name, true),
+                                      LinkWord(card.link), ChannelList(card)};
+    if (!HasRoomForNames()) cells.erase(cells.begin() + 1);
+    table.Add(std::move(cells));
   }
   json ? PrintJson(array) : table.Print();
   return 0;

@@ -165,6 +165,11 @@ void LiveTable::Show(const ScanReport& report) {
   Draw();
 }
 
+void LiveTable::Finish() {
+  finished_ = true;
+  Draw();
+}
+
 // With a dead band reports come when they come: their count tells no time.
 std::optional<double> LiveTable::TimeLeft(double elapsed) const {
   if (plan_.duration_s) return *plan_.duration_s - elapsed;
@@ -185,6 +190,7 @@ std::string LiveTable::StatusLine() const {
   if (failed_ > 0) status += ", " + Shown(TextId::kReadingsFailed, language_, {std::to_string(failed_)});
   const double elapsed = (SystemClock().LocalTime() - begun_) * kSecondsPerDay;
   status += ", " + Shown(TextId::kElapsed, language_, {ClockText(elapsed)});
+  if (finished_) return status;
   if (const auto left = TimeLeft(elapsed)) status += ", " + Shown(TextId::kTimeLeft, language_, {ClockText(*left)});
   return status + "; " + Shown(TextId::kCtrlCEnds, language_);
 }

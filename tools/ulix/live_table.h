@@ -35,6 +35,7 @@ class LiveTable final : public ScanOutput {
   // `plan` says when the scan ends.
   LiveTable(std::span<const Channel> channels, ErrorText error_text, Language language, const ScanPlan& plan);
   void Show(const ScanReport& report) override;
+  void Finish() override;
 
  private:
   void Draw();
@@ -49,6 +50,7 @@ class LiveTable final : public ScanOutput {
   Date begun_ = 0;
   std::uint64_t reports_ = 0;
   std::uint64_t failed_ = 0;  // Failed readings.
+  bool finished_ = false;     // No report will come.
   double late_s_ = 0;         // Lateness of the last report, seconds.
   Date first_ = 0;
   Date last_ = 0;

@@ -1,0 +1,114 @@
+#include "tools/ulix/help_format.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/text.h"
+#include "tools/ulix/output.h"
+
+namespace ulix::cli {
+namespace {
+
+constexpr std::size_t kHelpWidth = 79;  // of a terminal of 80 columns, whose last one some terminals wrap
+constexpr std::size_t kHelpColumn = 28;
+
+// A name, then its description from a fixed column on.
+std::string Entry(const std::string& name, const std::string& description) {
+  std::string lines;
+  std::string start = PaddedTo("  " + name, kHelpColumn);
+  if (!start.ends_with("  ")) {
+    for (const std::string& piece : Wrapped(name, kHelpWidth - 6))
+      lines += (lines.empty() ? "  " : "      ") + piece + "\n";
+    start.assign(kHelpColumn, ' ');
+  }
+  for (const std::string& piece : Wrapped(description, kHelpWidth - kHelpColumn)) {
+    lines += start + piece;
+    lines.resize(lines.find_last_not_of(' ') + 1);
+    lines += "\n";
+    start.assign(kHelpColumn, ' ');
+  }
+  return lines;
+}
+
+// Lines that are too long are wrapped; the others stay as they are.
+std::string Narrowed(const std::string& text) {
+  std::string narrow;
+  for (const std::string_view line : SplitFields(text, '\n')) {
+    const bool fits = DisplayWidth(line) <= kHelpWidth;
+    for (const std::string& piece : fits ? std::vector{std::string(line)} : Wrapped(std::string(line), kHelpWidth))
+      narrow += piece + "\n";
+  }
+  narrow.pop_back();
+  return narrow;
+}
+
+// Lays out a footer. Lines with columns stay lines: where one is too long, its last column goes below. Other lines that
+// follow each other are wrapped as one paragraph where one of them is too long.
+class Footer {
+ public:
+  explicit Footer(const std::string& footer) {
+    for (const std::string_view line : SplitFields(footer, '\n')) {
+      const bool has_columns = line.starts_with(' ') || line.find("  ") != std::string_view::npos;
+      if (!line.empty() && !has_columns) {
+        paragraph_.emplace_back(line);
+        continue;
+      }
+      EndParagraph();
+      AddLine(line);
+    }
+    EndParagraph();
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  void AddLine(std::string_view line) {
+    const std::size_t gap = line.find("  ", line.find_first_not_of(' '));
+    if (DisplayWidth(line) <= kHelpWidth || gap == std::string_view::npos) {
+      text_ += std::string(line) + "\n";
+      return;
+    }
+    text_ += std::string(line.substr(0, gap)) + "\n";
+    for (const std::string& piece : Wrapped(std::string(line.substr(gap)), kHelpWidth - 6))
+      text_ += "      " + piece + "\n";
+  }
+  void EndParagraph() {
+    std::string joined;
+    bool fits = true;
+    for (const std::string& line : paragraph_) {
+      joined += line + " ";
+      fits = fits && DisplayWidth(line) <= kHelpWidth;
+    }
+    for (const std::string& line : fits ? paragraph_ : Wrapped(joined, kHelpWidth)) text_ += line + "\n";
+    paragraph_.clear();
+  }
+
+  std::vector<std::string> paragraph_;
+  std::string text_;
+};
+
+}  // namespace
+
+HelpFormat::HelpFormat() { column_width(kHelpColumn); }
+
+std::string HelpFormat::make_description(const CLI::App* app) const {
+  return Narrowed(CLI::Formatter::make_description(app));
+}
+
+std::string HelpFormat::make_usage(const CLI::App* app, std::string name) const {
+  return Narrowed(CLI::Formatter::make_usage(app, std::move(name)));
+}
+
+std::string HelpFormat::make_footer(const CLI::App* app) const {
+  const std::string footer = app->get_footer();
+  return footer.empty() ? std::string() : Footer(footer).text() + "\n";
+}
+
+std::string HelpFormat::make_option(const CLI::Option* option, bool is_positional) const {
+  return Entry(make_option_name(option, is_positional) + make_option_opts(option), make_option_desc(option));
+}
+
+std::string HelpFormat::make_subcommand(const CLI::App* verb) const {
+  return Entry(verb->get_display_name(true), verb->get_description());
+}
+
+}  // namespace ulix::cli
