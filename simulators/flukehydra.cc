@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "base/numbers.h"
+#include "simulators/platinum.h"
 
 namespace ulix {
 namespace {
@@ -56,7 +57,8 @@ void FlukeHydraModel::Scan(bool on) {
 std::optional<double> FlukeHydraModel::Last(std::size_t channel) const {
   if (channels[channel].function == "OFF") return std::nullopt;
   const auto connected = place ? place->Input(static_cast<unsigned>(channel)) : std::nullopt;
-  if (connected) return *connected;
+  const bool ohms = channels[channel].function.starts_with("OHMS");
+  if (connected) return ohms ? PlatinumOhms(*connected) : *connected;
   if (period <= 0) return channels[channel].value;
   const double seconds = std::chrono::duration<double>(stopped_.value_or(clock_.Now()) - started_).count();
   const double turns = seconds / period - 0.05 * static_cast<double>(channel);

@@ -9,6 +9,7 @@
 
 #include "base/numbers.h"
 #include "base/text.h"
+#include "simulators/platinum.h"
 
 namespace ulix {
 namespace {
@@ -93,12 +94,6 @@ std::optional<unsigned> ChannelOf(std::string_view request, const Query& query, 
   return WholeNumber(request.substr(0, mark));
 }
 
-// The resistance of a platinum thermometer of 100 ohms, by IEC 60751.
-double Ohms(double celsius) {
-  const double below = celsius < 0 ? -4.183e-12 * (celsius - 100) * celsius * celsius * celsius : 0;
-  return 100 * (1 + 3.9083e-3 * celsius - 5.775e-7 * celsius * celsius + below);
-}
-
 double InUnit(double celsius, std::string_view request) {
   if (request.find(",K") != request.npos) return celsius + 273.15;
   return request.find(",F") != request.npos ? celsius * 1.8 + 32 : celsius;
@@ -107,7 +102,7 @@ double InUnit(double celsius, std::string_view request) {
 double ValueOf(Quantity quantity, double celsius, std::string_view request) {
   switch (quantity) {
     case Quantity::kOhms:
-      return Ohms(celsius);
+      return PlatinumOhms(celsius);
     case Quantity::kVolts:
       return celsius * 40e-6;
     case Quantity::kMilliamperes:
@@ -181,7 +176,7 @@ std::optional<std::string> MicrokSimulator::AskMicrok(std::string_view request) 
   if (!channel) return std::nullopt;
   if (!HasChannel(*channel)) return "Channel not valid";
   if (IsListed(not_enabled_, *channel)) return "Channel not enabled";
-  return Measured(Ohms(model_.Measure(*channel)));
+  return Measured(PlatinumOhms(model_.Measure(*channel)));
 }
 
 std::optional<std::string> MicrokSimulator::AskMillik(std::string_view request) {
