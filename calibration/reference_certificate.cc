@@ -1,7 +1,9 @@
 #include "calibration/reference_certificate.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <limits>
 #include <map>
 
 #include "base/numbers.h"
@@ -13,12 +15,33 @@ namespace {
 
 constexpr double kMaxFactor = 20;  // of coverage; beyond, a number is in the wrong place
 
-double NumberOf(const std::string& text) { return ParseDecimal(text).value_or(0); }
+constexpr double kMaxValue = 1e9;  // of a reference, in any unit
 
-// The value for point `k` of a list that has one for all or one each.
-const std::string* Each(const std::vector<std::string>& list, std::size_t k) {
-  if (list.empty()) return nullptr;
-  return &list[list.size() == 1 ? 0 : std::min(k, list.size() - 1)];
+// Certificates that were read have numbers everywhere; a number that is none makes its point unsound.
+double NumberOf(const std::string& text) {
+  return ParseDecimal(text).value_or(std::numeric_limits<double>::quiet_NaN());
+}
+
+// Whether a list has one value for all points, or one each.
+bool Fits(const std::vector<std::string>& list, std::size_t points) {
+  return list.size() == 1 || list.size() == points;
+}
+
+const std::string& Each(const std::vector<std::string>& list, std::size_t k) { return list[list.size() == 1 ? 0 : k]; }
+
+// Half the last digit of a number as it is written: 0.0005 for "273.162", 5 for "1.2e2".
+double HalfLastDigit(const std::string& text) {
+  const std::size_t exponent = std::min(text.find_first_of("eE"), text.size());
+  const std::size_t point = text.find('.');
+  const double decimals = point < exponent ? static_cast<double>(exponent - point - 1) : 0;
+  const double power = exponent < text.size() ? NumberOf(text.substr(exponent + 1)) : 0;
+  return 0.5 * std::pow(10, power - decimals);
+}
+
+bool IsSound(const ReferencePoint& point) {
+  const bool bounded = std::abs(point.indication) <= kMaxValue && std::abs(point.correction) <= kMaxValue;
+  return bounded && point.expanded > 0 && point.expanded <= kMaxValue && point.coverage_factor >= 1 &&
+         point.coverage_factor <= kMaxFactor;
 }
 
 Result<ReferenceCertificate> WithSortedPoints(ReferenceCertificate certificate) {
@@ -44,8 +67,11 @@ class TableReader {
 
  private:
   const CertificateQuantity* Find(std::string_view type) const;
-  // In the plan's unit; empty where no list of the quantity is in such a unit.
-  std::vector<double> Values(const CertificateQuantity& quantity) const;
+  // The list that is in the plan's unit, or else can be converted to it; null without such a one.
+  const NumberList* Chosen(const CertificateQuantity& quantity) const;
+  // What lists state more than once must be the same, within half their last digits or a tenth of U.
+  std::optional<Problem> Contradiction(const std::vector<ReferencePoint>& points) const;
+  std::optional<Problem> Compared(const CertificateQuantity& quantity, const std::vector<ReferencePoint>& points) const;
   // The uncertainty of any of the quantities, that of the deviation first.
   const NumberList* Uncertain() const;
 
@@ -60,8 +86,7 @@ const CertificateQuantity* TableReader::Find(std::string_view type) const {
   return found == table_.quantities.end() ? nullptr : &*found;
 }
 
-std::vector<double> TableReader::Values(const CertificateQuantity& quantity) const {
-  std::vector<double> values;
+const NumberList* TableReader::Chosen(const CertificateQuantity& quantity) const {
   const auto wanted = CertificateUnitOf(unit_);
   const NumberList* chosen = nullptr;
   for (const NumberList& list : quantity.values) {
@@ -69,10 +94,44 @@ std::vector<double> TableReader::Values(const CertificateQuantity& quantity) con
     const bool better = chosen == nullptr || (wanted && list.unit == wanted->unit);
     if (convertible && better) chosen = &list;
   }
-  for (std::size_t k = 0; chosen != nullptr && k < chosen->numbers.size(); ++k) {
-    values.push_back(*FromCertificateUnit(NumberOf(chosen->numbers[k]), chosen->unit, unit_));
+  return chosen;
+}
+
+// The digits of the other numbers of the same point count as well: each was rounded on its own.
+std::optional<Problem> TableReader::Compared(const CertificateQuantity& quantity,
+                                             const std::vector<ReferencePoint>& points) const {
+  const bool is_error = quantity.Has("basic_measurementError");
+  const bool is_reference = quantity.Has("basic_referenceValue");
+  const NumberList& references = *Chosen(*Find("basic_referenceValue"));
+  const NumberList& indications = *Chosen(*Find("basic_measuredValue"));
+  const auto half = [&](const NumberList& list, std::size_t k) {
+    return DifferenceFromCertificateUnit(HalfLastDigit(list.numbers[k]), list.unit, unit_).value_or(0);
+  };
+  for (const NumberList& list : quantity.values) {
+    const auto convert = is_error ? DifferenceFromCertificateUnit : FromCertificateUnit;
+    if (!convert(0, list.unit, unit_)) continue;
+    if (list.numbers.size() != points.size()) return Bilingual(TextId::kReferenceUnequal, {certificate_.identifier});
+    for (std::size_t k = 0; k < points.size(); ++k) {
+      const ReferencePoint& point = points[k];
+      const double reference = point.indication + point.correction;
+      const double expected = is_error ? -point.correction : is_reference ? reference : point.indication;
+      const double found = *convert(NumberOf(list.numbers[k]), list.unit, unit_);
+      const double digits = half(list, k) + half(references, k) + half(indications, k);
+      if (std::abs(found - expected) <= std::max(digits, point.expanded / 10)) continue;
+      return Bilingual(TextId::kReferenceContradiction,
+                       {certificate_.identifier, Shortened(point.indication), Shortened(expected), Shortened(found)});
+    }
   }
-  return values;
+  return std::nullopt;
+}
+
+std::optional<Problem> TableReader::Contradiction(const std::vector<ReferencePoint>& points) const {
+  for (const char* type : {"basic_referenceValue", "basic_measuredValue", "basic_measurementError"}) {
+    const CertificateQuantity* const quantity = Find(type);
+    auto found = quantity == nullptr ? std::nullopt : Compared(*quantity, points);
+    if (found) return found;
+  }
+  return std::nullopt;
 }
 
 const NumberList* TableReader::Uncertain() const {
@@ -92,22 +151,29 @@ Result<std::vector<ReferencePoint>> TableReader::Points() const {
   const CertificateQuantity* const reference = Find("basic_referenceValue");
   const CertificateQuantity* const measured = Find("basic_measuredValue");
   if (reference == nullptr || measured == nullptr) return std::vector<ReferencePoint>();
-  const std::vector<double> references = Values(*reference);
-  const std::vector<double> indications = Values(*measured);
-  if (references.empty() || indications.empty()) return std::vector<ReferencePoint>();
-  if (references.size() != indications.size()) return Refused(TextId::kReferenceUnequal, {certificate_.identifier});
+  const NumberList* const references = Chosen(*reference);
+  const NumberList* const indications = Chosen(*measured);
+  if (references == nullptr || indications == nullptr) return std::vector<ReferencePoint>();
+  const std::size_t count = references->numbers.size();
   const NumberList* const uncertain = Uncertain();
   if (uncertain == nullptr) return Refused(TextId::kReferenceNoUncertainty, {certificate_.identifier});
+  const UncertaintyList& list = *uncertain->uncertainty;
+  const bool fitting = count > 0 && indications->numbers.size() == count && Fits(list.expanded, count) &&
+                       Fits(list.coverage_factor, count);
+  if (!fitting) return Refused(TextId::kReferenceUnequal, {certificate_.identifier});
   std::vector<ReferencePoint> points;
-  for (std::size_t k = 0; k < references.size(); ++k) {
-    const UncertaintyList& list = *uncertain->uncertainty;
-    ReferencePoint point{.indication = indications[k], .correction = references[k] - indications[k]};
-    point.expanded = *DifferenceFromCertificateUnit(NumberOf(*Each(list.expanded, k)), uncertain->unit, unit_);
-    point.coverage_factor = NumberOf(*Each(list.coverage_factor, k));
-    const bool sound = point.expanded > 0 && point.coverage_factor >= 1 && point.coverage_factor <= kMaxFactor;
-    if (!sound) return Refused(TextId::kReferenceNoUncertainty, {certificate_.identifier});
+  for (std::size_t k = 0; k < count; ++k) {
+    ReferencePoint point{.indication =
+                             *FromCertificateUnit(NumberOf(indications->numbers[k]), indications->unit, unit_)};
+    point.correction =
+        *FromCertificateUnit(NumberOf(references->numbers[k]), references->unit, unit_) - point.indication;
+    point.expanded = *DifferenceFromCertificateUnit(NumberOf(Each(list.expanded, k)), uncertain->unit, unit_);
+    point.coverage_factor = NumberOf(Each(list.coverage_factor, k));
+    if (!(point.expanded > 0)) return Refused(TextId::kReferenceNoUncertainty, {certificate_.identifier});
+    if (!IsSound(point)) return Refused(TextId::kReferenceNotFinite, {certificate_.identifier});
     points.push_back(point);
   }
+  if (auto contradiction = Contradiction(points)) return tl::unexpected(std::move(*contradiction));
   return points;
 }
 
@@ -140,9 +206,24 @@ Result<std::vector<ReferencePoint>> PointsOf(const Certificate& certificate, con
   return Refused(TextId::kReferenceNoTable, {certificate.identifier, unit});
 }
 
-void TakeStatements(const Certificate& certificate, const std::string& unit, ReferenceCertificate& reference) {
+// Of the calendar, as 2027-05-31.
+bool IsDate(const std::string& text) {
+  const auto digits = std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-' || digits != 8) return false;
+  const auto number = [&](std::size_t at, std::size_t length) { return std::stoi(text.substr(at, length)); };
+  return std::chrono::year_month_day(std::chrono::year(number(0, 4)),
+                                     std::chrono::month(static_cast<unsigned>(number(5, 2))),
+                                     std::chrono::day(static_cast<unsigned>(number(8, 2))))
+      .ok();
+}
+
+std::optional<Problem> TakeStatements(const Certificate& certificate, const std::string& unit,
+                                      ReferenceCertificate& reference) {
   for (const CertificateStatement& statement : certificate.statements) {
-    if (statement.Has("basic_recalibration")) reference.due_date = statement.date;
+    if (statement.Has("basic_recalibration") && !statement.date.empty()) {
+      if (!IsDate(statement.date.substr(0, 10))) return Bilingual(TextId::kReferenceWrongDate, {statement.date});
+      reference.due_date = statement.date;
+    }
     if (!statement.Has("basic_validityRange")) continue;
     for (const CertificateQuantity& quantity : statement.quantities) {
       if (quantity.values.empty() || quantity.values.front().numbers.empty()) continue;
@@ -152,6 +233,7 @@ void TakeStatements(const Certificate& certificate, const std::string& unit, Ref
       if (quantity.Has("basic_validityRangeMax")) reference.max_valid = value;
     }
   }
+  return std::nullopt;
 }
 
 // Empty fields count: a value that is left out must not move the others.
@@ -196,11 +278,6 @@ bool TextTable::IsHeading(const Fields& fields) const {
   return has("indication") && has("U") && (has("reference") || has("correction"));
 }
 
-bool IsDate(const std::string& text) {
-  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return false;
-  return std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) == 8;
-}
-
 std::optional<Problem> TextTable::TakeKey(const Fields& fields) {
   const std::string& key = fields.front();
   const std::string value = fields.size() > 1 ? fields[1] : "";
@@ -225,7 +302,7 @@ std::optional<Problem> TextTable::TakePoint(const Fields& fields) {
   for (const auto& [name, column] : columns_) {
     const std::string text = column < fields.size() ? fields[column] : "";
     const auto number = ParseDecimal(text);
-    if (!number) return At(TextId::kReferenceWrongNumber, text);
+    if (!number || std::abs(*number) > kMaxValue) return At(TextId::kReferenceWrongNumber, text);
     values[name] = *number;
   }
   ReferencePoint point{.indication = values["indication"], .expanded = values["U"], .coverage_factor = values["k"]};
@@ -270,8 +347,9 @@ Result<Correction> ReferenceCertificate::At(double indication) const {
   const double high = points.back().indication;
   constexpr double kMargin = 0.01;
   const double margin = kMargin * (high - low);
-  const double reach_low = std::max(low, min_valid.value_or(low)) - margin;
-  const double reach_high = std::min(high, max_valid.value_or(high)) + margin;
+  // The margin is for the noise of a reading at the last point. A range that the certificate states has none.
+  const double reach_low = std::max(low - margin, min_valid.value_or(low - margin));
+  const double reach_high = std::min(high + margin, max_valid.value_or(high + margin));
   if (!(indication >= reach_low && indication <= reach_high)) {
     return Refused(TextId::kReferenceOutside,
                    {identifier, Shortened(std::max(low, min_valid.value_or(low))),
@@ -304,7 +382,9 @@ Result<ReferenceCertificate> ReferenceFrom(const Certificate& certificate, const
     for (const CertificateItem& item : certificate.items) {
       for (const CertificateIdentification& one : item.identifications) reference.serial_numbers.push_back(one.value);
     }
-    TakeStatements(certificate, unit, reference);
+    if (auto fault = TakeStatements(certificate, unit, reference)) {
+      return Result<ReferenceCertificate>(tl::unexpected(std::move(*fault)));
+    }
     return WithSortedPoints(std::move(reference));
   });
 }

@@ -1,6 +1,7 @@
 // From the XML of a certificate to its plain data. A reader takes what it knows and skips the rest: laboratories put
 // more into their certificates than anybody lists.
 #include <charconv>
+#include <cmath>
 
 #include "base/numbers.h"
 #include "calibration/dcc/dcc.h"
@@ -18,9 +19,14 @@ std::vector<std::string> Tokens(const std::string& text) {
   return tokens;
 }
 
+// Beyond it a number is no measurement, and computing with it would not stay finite.
+constexpr double kMaxCertificateNumber = 1e30;
+
 // Digits with an optional sign, point and exponent: no blanks, no names, nothing that a reader might take otherwise.
 bool IsNumber(const std::string& text) {
-  return text.find_first_not_of("+-.0123456789eE") == std::string::npos && ParseDecimal(text).has_value();
+  if (text.find_first_not_of("+-.0123456789eE") != std::string::npos) return false;
+  const auto number = ParseDecimal(text);
+  return number && std::abs(*number) <= kMaxCertificateNumber;
 }
 
 class Reader {

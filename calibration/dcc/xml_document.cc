@@ -3,6 +3,10 @@
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
 #include "calibration/dcc/dcc.h"
 #include "resources/texts.h"
 
@@ -42,10 +46,93 @@ Problem MalformedAt(xmlParserCtxt* parser) {
                    {std::to_string(error != nullptr ? error->line : 0), std::string(Trimmed(text))});
 }
 
+// The parser compares every attribute of a tag with every other: the tags' lengths are looked at first. Encodings whose
+// tags could hide from that are not taken.
+constexpr std::size_t kMaxTagBytes = 64U << 10;
+
+// The document with one byte for each code unit of UTF-16; as it is in the other encodings.
+std::string Narrowed(std::string_view xml) {
+  const bool big = xml.starts_with(std::string_view("\0<", 2)) || xml.starts_with("\xFE\xFF");
+  const bool little = xml.starts_with(std::string_view("<\0", 2)) || xml.starts_with("\xFF\xFE");
+  if (!big && !little) return std::string(xml);
+  std::string narrow;
+  for (std::size_t k = 0; k + 1 < xml.size(); k += 2) {
+    const char high = xml[big ? k : k + 1];
+    narrow += high == 0 ? xml[big ? k + 1 : k] : 'x';
+  }
+  return narrow;
+}
+
+// The encoding that the declaration names, in capitals; empty without one.
+std::string DeclaredEncoding(std::string_view xml) {
+  const std::size_t begin = xml.find("<?xml");
+  if (begin == xml.npos) return {};
+  const std::string_view declaration = xml.substr(begin, std::min(xml.find("?>", begin), xml.size()) - begin);
+  const std::size_t name = declaration.find("encoding");
+  const std::size_t quote = name == declaration.npos ? name : declaration.find_first_of("\"'", name);
+  if (quote == declaration.npos) return {};
+  const std::size_t end = std::min(declaration.find(declaration[quote], quote + 1), declaration.size());
+  return AsciiUpper(declaration.substr(quote + 1, end - quote - 1));
+}
+
+bool IsTakenEncoding(const std::string& name) {
+  constexpr std::string_view kTaken[] = {"", "UTF-8", "UTF8", "UTF-16", "UTF-16LE", "UTF-16BE", "US-ASCII", "ASCII"};
+  const bool listed = std::find(std::begin(kTaken), std::end(kTaken), name) != std::end(kTaken);
+  return listed || name.starts_with("ISO-8859-") || name.starts_with("WINDOWS-125");
+}
+
+// Behind the construct that begins at `at` and ends with `closing`.
+std::size_t Behind(std::string_view xml, std::size_t at, std::string_view closing) {
+  const std::size_t end = xml.find(closing, at);
+  return end == xml.npos ? xml.size() : end + closing.size();
+}
+
+// Behind the tag that begins at `at`; a '>' in quotes does not end it.
+std::size_t BehindTag(std::string_view xml, std::size_t at) {
+  char quote = 0;
+  for (; at < xml.size(); ++at) {
+    if (quote != 0) {
+      quote = xml[at] == quote ? '\0' : quote;
+    } else if (xml[at] == '"' || xml[at] == '\'') {
+      quote = xml[at];
+    } else if (xml[at] == '>') {
+      return at + 1;
+    }
+  }
+  return at;
+}
+
+std::optional<Problem> LongTag(std::string_view xml) {
+  for (std::size_t at = xml.find('<'); at < xml.size(); at = xml.find('<', at)) {
+    const std::string_view rest = xml.substr(at);
+    const std::size_t begin = at;
+    if (rest.starts_with("<!--")) {
+      at = Behind(xml, at, "-->");
+    } else if (rest.starts_with("<![CDATA[")) {
+      at = Behind(xml, at, "]]>");
+    } else if (rest.starts_with("<?")) {
+      at = Behind(xml, at, "?>");
+    } else if ((at = BehindTag(xml, at)) - begin > kMaxTagBytes) {
+      const auto line = std::count(xml.begin(), xml.begin() + static_cast<std::ptrdiff_t>(begin), '\n') + 1;
+      return Bilingual(TextId::kXmlLongTag, {std::to_string(line), std::to_string(kMaxTagBytes)});
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Problem> WhyNotParsed(std::string_view document) {
+  if (document.size() > kMaxDccBytes) return Bilingual(TextId::kXmlTooLarge, {std::to_string(kMaxDccBytes)});
+  const std::string xml = Narrowed(document);
+  const std::string encoding = DeclaredEncoding(xml);
+  if (!IsTakenEncoding(encoding)) return Bilingual(TextId::kXmlEncoding, {encoding.substr(0, 40)});
+  if (xml.find('\0') != xml.npos) return Bilingual(TextId::kXmlEncoding, {"UTF-32"});
+  return LongTag(xml);
+}
+
 }  // namespace
 
 Result<XmlDocument> ParseXml(std::string_view xml) {
-  if (xml.size() > kMaxDccBytes) return Refused(TextId::kXmlTooLarge, {std::to_string(kMaxDccBytes)});
+  if (auto problem = WhyNotParsed(xml)) return tl::unexpected(std::move(*problem));
   const std::unique_ptr<xmlParserCtxt, ParserDeleter> parser(xmlNewParserCtxt());
   if (!parser) throw std::bad_alloc();
   Watch watch;

@@ -1,6 +1,8 @@
 #include "calibration/files/reference_file.h"
 
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "base/sha256.h"
 #include "calibration/dcc/dcc.h"
@@ -16,9 +18,21 @@ bool IsXml(std::string_view bytes) {
   return Trimmed(bytes).starts_with('<');
 }
 
+// What "certificate check" finds fault with is no reference.
+Result<ReferenceCertificate> SoundReference(const Certificate& certificate, const std::string& unit) {
+  const std::vector<Problem> findings = CheckContent(certificate);
+  if (findings.empty()) return ReferenceFrom(certificate, unit);
+  return Refused(TextId::kReferenceFaulty, {certificate.identifier, findings.front()});
+}
+
 }  // namespace
 
 Result<std::string> ReadDocument(const std::string& path) {
+  // Opening a pipe would wait for its other end.
+  std::error_code failed;
+  const auto status = std::filesystem::status(platform::PathOf(path), failed);
+  const bool other = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+  if (other) return Refused(TextId::kReferenceNoFile, {path});
   std::ifstream file(platform::PathOf(path), std::ios::binary);
   std::string bytes;
   std::string piece(1U << 16, '\0');
@@ -34,7 +48,7 @@ Result<std::string> ReadDocument(const std::string& path) {
 
 Result<ReferenceCertificate> LoadReferenceCertificate(const std::string& path, const std::string& unit) {
   return ReadDocument(path).and_then([&](const std::string& bytes) {
-    auto read = IsXml(bytes) ? ReadDcc(bytes).and_then([&](const Certificate& c) { return ReferenceFrom(c, unit); })
+    auto read = IsXml(bytes) ? ReadDcc(bytes).and_then([&](const Certificate& c) { return SoundReference(c, unit); })
                              : ReferenceFromTable(bytes);
     return std::move(read).map([&](ReferenceCertificate reference) {
       reference.sha256 = Sha256Hex(bytes);

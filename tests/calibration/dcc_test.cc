@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 
 #include "calibration/files/reference_file.h"
 #include "calibration/reference_certificate.h"
 #include "tests/calibration/schema_folder.h"
+#include "tests/support/unique_name.h"
 
 namespace ulix::calibration {
 namespace {
@@ -103,6 +106,7 @@ TEST_F(Dcc, StatementsOfRangeAndRecalibration_AreKept) {
            "refType='basic_recalibration'><dcc:date>2027-01-31</dcc:date></dcc:statement>"});
   ASSERT_TRUE(reference) << reference.error().en;
   EXPECT_TRUE(reference->At(79));
+  EXPECT_FALSE(reference->At(80.5)) << "a stated range has no margin";
   EXPECT_FALSE(reference->At(82)) << "behind the stated range";
   EXPECT_FALSE(reference->IsOverdue("2027-01-31"));
   EXPECT_TRUE(reference->IsOverdue("2027-02-01"));
@@ -120,6 +124,53 @@ TEST_F(Dcc, WhatIsNoCertificate_IsRefused) {
   const auto wrong = ReadDcc(Document({.references = "12 a 13"}));
   ASSERT_FALSE(wrong);
   EXPECT_EQ(wrong.error().en, "line 1: 'a' is no number");
+}
+
+TEST_F(Dcc, ListsThatContradictEachOther_AreNoReference) {
+  EXPECT_TRUE(Reference({.references = "0.0120 49.999 100.01"})) << "within half the last digit";
+  EXPECT_FALSE(Reference({.references = "0.052 49.999 100.008"})) << "not the kelvins, nor the error";
+  EXPECT_FALSE(Reference({.indications = "0.05 50.08 100.34"})) << "not the error";
+  const std::string three = "0.05 0.05 0.06";
+  for (const char* expanded : {"0.05 0.05", "0.05 0.05 0.06 0.07", "1e999 0.05 0.06", "1e12 0.05 0.06"}) {
+    Parts parts;
+    parts.uncertainty.replace(parts.uncertainty.find(three), three.size(), expanded);
+    EXPECT_FALSE(Reference(parts)) << expanded;
+  }
+}
+
+TEST_F(Dcc, WhatTheCheckRefuses_IsNoReferenceFile) {
+  const std::string file = (std::filesystem::temp_directory_path() / UniqueName("reference")).string();
+  std::ofstream(file, std::ios::binary) << Document();
+  const auto refused = LoadReferenceCertificate(file, "°C");
+  std::filesystem::remove(file);
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().en, "the certificate LAB-1 is faulty: dccSoftware is missing");
+}
+
+TEST_F(Dcc, DatesThatAreNotOfTheCalendar_AreRefused) {
+  EXPECT_FALSE(Reference({.statements = "<dcc:statement refType='basic_recalibration'><dcc:date>2027-99-99</dcc:date>"
+                                        "</dcc:statement>"}));
+  EXPECT_FALSE(ReferenceFromTable("due;2027-02-30\nindication;correction;U\n0;0;1\n"));
+}
+
+TEST_F(Dcc, LongTags_AreRefusedBeforeTheParserSeesThem) {
+  std::string attributes;
+  for (int k = 0; k < 400'000; ++k) attributes += " a" + std::to_string(k) + "=''";
+  const std::string tag = "<b" + attributes + "/>";
+  const std::string quoted = "<b a='" + std::string(70'000, '>') + "'/>";
+  for (const std::string& behind : {tag, "<!-- ' --><?p ' ?><![CDATA[']]>" + tag, "<a b='>'/>" + quoted}) {
+    const auto began = std::chrono::steady_clock::now();
+    const auto refused = ReadDcc(Document({.behind = behind}));
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().en.find("start tag"), std::string::npos) << refused.error().en;
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(5));
+  }
+  std::string wide("\xFF\xFE", 2);
+  for (const char c : "<a" + attributes + "/>") wide += {c, '\0'};
+  EXPECT_FALSE(ReadDcc(wide));
+  EXPECT_FALSE(ReadDcc("<?xml version='1.0' encoding='UTF-7'?><a/>"));
+  const std::string text(100'000, '<');
+  EXPECT_TRUE(ReadDcc(Document({.behind = "<!--" + text + "--><a><![CDATA[" + text + "]]></a>"})));
 }
 
 TEST_F(Dcc, ReferencesWithoutWhatIsNeeded_AreRefused) {
