@@ -83,6 +83,7 @@ RunEnd RunCalibration(const Plan& plan, const std::string& folder, RunMode mode,
   try {
     std::error_code failed;
     std::filesystem::create_directories(platform::PathOf(folder), failed);
+    if (failed) return CannotStart(Bilingual(TextId::kJournalNoFolder, {folder, failed.message()}));
     const std::string path = JournalPath(folder);
     return mode == RunMode::kNew ? NewRun(plan, path, services) : ResumedRun(plan, path, services);
   } catch (const std::exception& failure) {

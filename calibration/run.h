@@ -107,6 +107,7 @@ struct RunEnd {
   Kind kind = kCannotStart;
   BilingualText reason;              // a sentence for a person; empty when complete
   bool safe = true;                  // whether the source took its safe value, or was never set
+  bool was_set = false;              // whether it was set to any point
   BilingualText unsafe_reason = {};  // why it did not; a complete run can end so too
 };
 

@@ -233,6 +233,17 @@ Result<Json> HeaderOfJournal(const std::string& path) {
   return header;
 }
 
+bool IsComplete(const std::string& path) {
+  constexpr std::streamoff kTail = 4096;
+  std::ifstream file(platform::PathOf(path), std::ios::binary | std::ios::ate);
+  const std::streamoff size = file.tellg();
+  file.seekg(std::max<std::streamoff>(0, size - kTail));
+  std::string line, last;
+  while (std::getline(file, line)) last = line;
+  const Json entry = Json::parse(last, nullptr, false);
+  return entry.is_object() && entry.value("k", "") == "end";
+}
+
 Result<RunResult> ReadRun(const std::string& folder, std::size_t approach) {
   const std::string path = JournalPath(folder);
   auto reader = JournalReader::Open(path);

@@ -28,4 +28,7 @@ Result<Json> HeaderOfJournal(const std::string& path);
 // the looks at the channels too, for plots, thinned to so many a channel and point; 0: none.
 Result<RunResult> ReadRun(const std::string& folder, std::size_t approach = 0);
 
+// Whether the journal ends with a run's end after every point. Only its last lines are read.
+bool IsComplete(const std::string& path);
+
 }  // namespace ulix::calibration

@@ -246,7 +246,9 @@ void Runner::TakePhases() {
 }
 
 RunEnd EndedEarly(const BilingualText& why, const BilingualText& unsafe) {
-  return {RunEnd::kEndedEarly, why, unsafe.empty(), unsafe};
+  RunEnd end{RunEnd::kEndedEarly, why, unsafe.empty()};
+  end.unsafe_reason = unsafe;
+  return end;
 }
 
 // The source is made safe without a line in the journal.
@@ -266,7 +268,8 @@ RunEnd Runner::Run() {
         TakePhases();
         const BilingualText refusal = LeaveSafe();
         Note("end", {{"why", "complete"}});
-        end = {RunEnd::kComplete, {}, refusal.empty(), refusal};
+        end = EndedEarly({}, refusal);
+        end.kind = RunEnd::kComplete;
         break;
       } catch (const RunRestarted&) {
         connected_ = false;
@@ -287,6 +290,7 @@ RunEnd Runner::Run() {
   }
   CloseAll();
   Tell(Activity::kFinished);
+  end.was_set = source_was_set_;
   return end;
 }
 

@@ -1,6 +1,7 @@
 #include "calibration/files/signature.h"
 
 #include <filesystem>
+#include <random>
 #include <system_error>
 
 #include "calibration/dcc/dcc.h"
@@ -45,7 +46,22 @@ Result<void> SignCertificate(const std::string& path, const std::string& key_and
                                PathArgument(signed_file.path), PathArgument(unsigned_file.path)},
                               Bilingual(TextId::kSignatureNoSignature, {path, key_and_certificate}));
   if (!done) return done;
+  // What is signed with a key that is not the certificate's would be refused by everybody.
+  const std::string certificate = key_and_certificate.substr(key_and_certificate.find(',') + 1);
+  const auto holds = RunXmlsec(
+      {"--verify", "--enabled-key-data", "rsa", "--pubkey-cert-pem", certificate, PathArgument(signed_file.path)},
+      Bilingual(TextId::kSignatureOtherKey, {key_and_certificate}));
+  if (!holds) return holds;
   return ReadDocument(signed_file.path).and_then([&](const std::string& xml) { return WriteDocument(path, xml); });
+}
+
+Result<void> TrySigning(const std::string& key_and_certificate) {
+  std::error_code failed;
+  const auto folder = std::filesystem::temp_directory_path(failed);
+  const std::string name = "ulix-signature-" + std::to_string(std::random_device()()) + ".xml";
+  const ScratchFile trial{failed ? name : (folder / name).string()};
+  const auto written = WriteDocument(trial.path, "<trial/>");
+  return written ? SignCertificate(trial.path, key_and_certificate) : written;
 }
 
 Result<void> VerifyCertificate(const std::string& path, const std::string& trusted) {
