@@ -91,6 +91,7 @@ std::string HtmlTable::Html() const { return html_ + "</tbody>\n</table>\n"; }
 std::string HtmlFacts(const std::vector<std::pair<std::string, std::string>>& facts) {
   std::string rows;
   for (const auto& [label, text] : facts) {
+    if (text.empty()) continue;
     rows += "<tr><th>" + Escaped(label) + "</th><td>" + Escaped(text) + "</td></tr>\n";
   }
   return rows.empty() ? rows : "<table class=\"facts\">\n<tbody>\n" + rows + "</tbody>\n</table>\n";

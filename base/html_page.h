@@ -42,7 +42,7 @@ class HtmlTable {
   std::string html_;
 };
 
-// Labels and what there is to say under them. Empty without any.
+// Labels and what there is to say under them; a label with nothing to say is left out. Empty without any.
 std::string HtmlFacts(const std::vector<std::pair<std::string, std::string>>& facts);
 
 }  // namespace ulix

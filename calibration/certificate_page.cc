@@ -101,6 +101,24 @@ std::string Page::Identifications(const std::vector<CertificateIdentification>& 
   return JoinedBy(texts, ", ");
 }
 
+// Certificates state ambient conditions in kelvins and as ratios; people read degrees Celsius and percent.
+NumberList ForPeople(NumberList list, bool humidity) {
+  const bool kelvin = list.unit == "\\kelvin", ratio = humidity && list.unit == "\\one";
+  if (!kelvin && !ratio) return list;
+  constexpr double kZeroCelsius = 273.15;
+  constexpr int kDecimalsOfPercent = 2;
+  for (std::string& number : list.numbers) {
+    const auto value = ParseDecimal(number);
+    const std::size_t point = number.find('.');
+    const int decimals = point == number.npos ? 0 : static_cast<int>(number.size() - point - 1);
+    if (!value) continue;
+    number = kelvin ? FormatFixed(*value - kZeroCelsius, decimals)
+                    : FormatFixed(*value * 100, std::max(0, decimals - kDecimalsOfPercent));
+  }
+  list.unit = kelvin ? "\\degreecelsius" : "\\percent";
+  return list;
+}
+
 // "20.5 °C (U = 0.1, k = 2)", several values and units beside each other.
 std::string Page::QuantityText(const CertificateQuantity& quantity) const {
   std::vector<std::string> texts;
@@ -199,7 +217,9 @@ void Page::AddConditions(const CertificateMeasurement& measurement) {
   Facts facts(language_);
   for (const CertificateCondition& condition : measurement.conditions) {
     std::vector<std::string> values;
-    for (const CertificateQuantity& quantity : condition.quantities) {
+    for (CertificateQuantity quantity : condition.quantities) {
+      const bool humidity = quantity.ref_type.find("humidity") != std::string::npos;
+      for (NumberList& list : quantity.values) list = ForPeople(list, humidity);
       values.push_back(JoinedBy({Text(quantity.name), QuantityText(quantity)}, ": "));
     }
     if (values.size() == 2 && values[0] == values[1]) values.pop_back();
@@ -238,7 +258,7 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
   };
   std::vector<std::string> times = table.date_times;
   for (std::string& time : times) std::replace(time.begin(), time.end(), 'T', ' ');
-  AddListColumn(columns, Localized(TextId::kTime), times, CellKind::kText, rows);
+  AddListColumn(columns, Localized(TextId::kTime), times, CellKind::kOneLine, rows);
   for (const CertificateQuantity& quantity : table.quantities) {
     for (const CertificateStatement& statement : quantity.meta_data) {
       if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
@@ -259,7 +279,7 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
       if (statement.conformity.empty()) continue;
       std::vector<std::string> texts;
       for (const std::string& name : statement.conformity) texts.push_back(LocalizedConformity(name, language_));
-      AddListColumn(columns, Text(statement.name), texts, CellKind::kText, rows);
+      AddListColumn(columns, Text(statement.name), texts, CellKind::kOneLine, rows);
     }
   }
 }
@@ -415,7 +435,7 @@ std::string Budgets::Html(const Evaluation& evaluation) const {
       const EvaluatedPhase& phase = unit.phases[p];
       for (const EvaluatedPoint& point : phase.points) {
         const PointResult& measured = run_.phases[p].points[point.point];
-        const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : "";
+        const std::string arrow = measured.direction == Direction::kFalling ? " ↓" : " ↑";
         html += PointHtml(
             Utf8Of(TextId::kPageBudgetOf, language_,
                    {run_.plan.units[unit.unit].name,
