@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "base/numbers.h"
 #include "calibration/certificate_units.h"
@@ -59,7 +60,8 @@ class UnitEvaluation {
   std::optional<Problem> AddBudget(const PointResult& point, const std::optional<Correction>& correction,
                                    EvaluatedPoint& to) const;
   Result<BudgetTerm> PlannedTerm(const UncertaintyTerm& term) const;
-  void Finish(EvaluatedPoint& point) const;
+  // False where a number of it is not finite.
+  bool Finish(EvaluatedPoint& point) const;
   std::optional<Conformity> Decision(const EvaluatedPoint& point) const;
 
   const RunResult& run_;
@@ -146,18 +148,26 @@ PrintedPoint Printed(const EvaluatedPoint& point) {
 std::optional<Conformity> UnitEvaluation::Decision(const EvaluatedPoint& point) const {
   const DecisionPlan& decision = run_.plan.decision;
   if (decision.rule == DecisionRule::kNone || !(plan_.tolerance > 0)) return std::nullopt;
-  const auto number = [](const std::string& text) { return ParseDecimal(text).value_or(0); };
-  return Decide(decision.rule, number(point.printed.deviation), plan_.tolerance, number(point.printed.expanded),
-                decision.guard);
+  const auto deviation = ParseDecimal(point.printed.deviation), expanded = ParseDecimal(point.printed.expanded);
+  if (!deviation || !expanded) return std::nullopt;
+  return Decide(decision.rule, *deviation, plan_.tolerance, *expanded, decision.guard);
 }
 
-void UnitEvaluation::Finish(EvaluatedPoint& point) const {
+// Nothing is decided, nor printed, of a number that is none.
+bool IsFinite(const EvaluatedPoint& point) {
+  const double numbers[] = {point.reference, point.indication, point.deviation, point.expanded, point.coverage_factor};
+  return std::all_of(std::begin(numbers), std::end(numbers), [](double number) { return std::isfinite(number); });
+}
+
+bool UnitEvaluation::Finish(EvaluatedPoint& point) const {
   if (point.hysteresis)
     point.budget.terms.push_back(Term(TextId::kHysteresis, *point.hysteresis / 2, Distribution::kRectangular));
   point.expanded = point.budget.ExpandedUncertainty();
   point.coverage_factor = point.budget.CoverageFactor();
+  if (!IsFinite(point)) return false;
   point.printed = Printed(point);
   point.conformity = Decision(point);
+  return true;
 }
 
 // From the best to the worst.
@@ -193,7 +203,9 @@ Result<EvaluatedPhase> UnitEvaluation::Evaluate(const PhaseResult& phase) const 
   }
   for (std::size_t k = 0; k < phase.points.size(); ++k) {
     evaluated.points[k].hysteresis = HysteresisOf(phase, evaluated, k);
-    Finish(evaluated.points[k]);
+    if (!Finish(evaluated.points[k])) {
+      return Refused(TextId::kBudgetAtPoint, {Shortened(phase.points[k].nominal), Bilingual(TextId::kBudgetNotFinite)});
+    }
   }
   evaluated.conformity = WorstOf(evaluated.points);
   return evaluated;

@@ -63,7 +63,8 @@ struct Evaluation {
 //   resolution       of the unit and of the reference: a step / sqrt(12)
 //   certificate      of the reference: U/k
 //   hysteresis       |rising - falling| / 2, rectangular, where the point was taken both ways
-// Refused: a reference outside of its certificate at a point, a distribution that is not known.
+// Refused: a reference outside of its certificate at a point, a distribution that is not known, a deviation or an
+// uncertainty that is not finite.
 Result<Evaluation> Evaluate(const RunResult& run, const std::optional<ReferenceCertificate>& reference);
 
 // In the other unit, `factor` times as large: deviation, U and the rest, printed anew. Decisions stay.

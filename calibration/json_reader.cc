@@ -38,26 +38,27 @@ std::optional<double> ParseDuration(const JsonNode& node) {
 
 JsonReader::JsonReader(const JsonNode& node, std::string path, PlanProblems& problems)
     : node_(node), path_(std::move(path)), problems_(problems) {
-  if (!node.object()) Note("is to be an object: { \"key\": value, ... }");
+  if (!node.object()) Note(Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAnObject)}));
 }
 
 JsonReader::~JsonReader() {
   if (!node_.object()) return;
   for (const JsonNode& member : *node_.object()) {
-    if (member.again) Note(member, member.key, "is there twice");
+    if (member.again) Note(member, member.key, Bilingual(TextId::kPlanTwice));
     if (known_.contains(member.key) || IsComment(member.key)) continue;
     const std::vector<std::string> known(known_.begin(), known_.end());
     const std::string meant = Closest(member.key, known);
     Note(member, member.key,
-         meant.empty() ? "is no key here; there are " + Joined(known) : "is no key; did you mean \"" + meant + "\"?");
+         meant.empty() ? Bilingual(TextId::kPlanUnknownKey, {Joined(known)})
+                       : Bilingual(TextId::kPlanKeyMeant, {meant}));
   }
 }
 
-void JsonReader::Note(const JsonNode& at, const std::string& key, const std::string& message) {
+void JsonReader::Note(const JsonNode& at, const std::string& key, const BilingualText& message) {
   problems_.push_back({at.line, PathOf(key), message, false});
 }
 
-void JsonReader::Note(const std::string& message) { problems_.push_back({node_.line, path_, message, false}); }
+void JsonReader::Note(const BilingualText& message) { problems_.push_back({node_.line, path_, message, false}); }
 
 const JsonNode* JsonReader::Find(const std::string& key) {
   known_.insert(key);
@@ -70,14 +71,14 @@ const JsonNode* JsonReader::Find(const std::string& key) {
 
 const JsonNode* JsonReader::Require(const std::string& key) {
   const JsonNode* found = Find(key);
-  if (!found && node_.object()) problems_.push_back({node_.line, PathOf(key), "is missing", false});
+  if (!found && node_.object()) problems_.push_back({node_.line, PathOf(key), Bilingual(TextId::kPlanMissing), false});
   return found;
 }
 
 bool JsonReader::Text(const std::string& key, std::string& value) {
   const JsonNode* node = Find(key);
   if (!node) return false;
-  if (!node->text()) return Note(*node, key, "is to be a text in quotes"), false;
+  if (!node->text()) return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAText)})), false;
   value = *node->text();
   return true;
 }
@@ -86,10 +87,11 @@ bool JsonReader::Texts(const std::string& key, std::vector<std::string>& values)
   const JsonNode* node = Find(key);
   if (!node) return false;
   if (node->text()) return values = {*node->text()}, true;
-  if (!node->array()) return Note(*node, key, "is to be a text or a list of texts"), false;
+  if (!node->array()) return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanTexts)})), false;
   values.clear();
   for (const JsonNode& element : *node->array()) {
-    if (!element.text()) return Note(element, key, "is to be a list of texts"), false;
+    if (!element.text())
+      return Note(element, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanTexts)})), false;
     values.push_back(*element.text());
   }
   return true;
@@ -97,17 +99,18 @@ bool JsonReader::Texts(const std::string& key, std::vector<std::string>& values)
 
 bool JsonReader::InRange(const JsonNode& node, const std::string& key, double value, double min, double max) {
   if (value >= min && value <= max) return true;
-  std::string range = "from " + NumberText(min) + " to " + NumberText(max);
-  if (max == kInfinity) range = "at least " + NumberText(min);
-  if (min == -kInfinity) range = "at most " + NumberText(max);
-  Note(node, key, NumberText(value) + " is out of range; takes " + range);
+  BilingualText range = Bilingual(TextId::kPlanFromTo, {NumberText(min), NumberText(max)});
+  if (max >= kMaxNumber && value < min) range = Bilingual(TextId::kPlanAtLeast, {NumberText(min)});
+  if (min <= -kMaxNumber && value > max) range = Bilingual(TextId::kPlanAtMost, {NumberText(max)});
+  Note(node, key, Bilingual(TextId::kPlanOutOfRange, {NumberText(value), range}));
   return false;
 }
 
 bool JsonReader::Number(const std::string& key, double& value, double min, double max) {
   const JsonNode* node = Find(key);
   if (!node) return false;
-  if (!node->number()) return Note(*node, key, "is to be a number"), false;
+  if (!node->number())
+    return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanANumber)})), false;
   if (!InRange(*node, key, *node->number(), min, max)) return false;
   value = *node->number();
   return true;
@@ -123,7 +126,8 @@ bool JsonReader::Number(const std::string& key, std::optional<double>& value, do
 bool JsonReader::Whole(const std::string& key, int& value, int min, int max) {
   double number = 0;
   if (!Number(key, number, min, max)) return false;
-  if (number != std::floor(number)) return Note(*Find(key), key, "is to be a whole number"), false;
+  if (number != std::floor(number))
+    return Note(*Find(key), key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAWholeNumber)})), false;
   value = static_cast<int>(number);
   return true;
 }
@@ -132,7 +136,7 @@ bool JsonReader::Seconds(const std::string& key, double& value, double min, doub
   const JsonNode* node = Find(key);
   if (!node) return false;
   const auto seconds = ParseDuration(*node);
-  if (!seconds) return Note(*node, key, "is to be seconds, or a text such as \"90s\", \"10m\", \"2h\""), false;
+  if (!seconds) return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanADuration)})), false;
   if (!InRange(*node, key, *seconds, min, max)) return false;
   value = *seconds;
   return true;
@@ -142,7 +146,7 @@ bool JsonReader::Flag(const std::string& key, bool& value) {
   const JsonNode* node = Find(key);
   if (!node) return false;
   const bool* flag = node->flag();
-  if (!flag) return Note(*node, key, "is to be true or false"), false;
+  if (!flag) return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAFlag)})), false;
   value = *flag;
   return true;
 }
@@ -150,8 +154,12 @@ bool JsonReader::Flag(const std::string& key, bool& value) {
 void JsonReader::NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known) {
   const std::string meant = Closest(word, known);
   Note(*Find(key), key,
-       "'" + word + "' is not known; " + (meant.empty() ? "" : "did you mean \"" + meant + "\"? ") + "takes " +
-           Joined(known));
+       Bilingual(TextId::kPlanUnknownWord,
+                 {word, meant.empty() ? BilingualText() : Bilingual(TextId::kPlanWordMeant, {meant}), Joined(known)}));
+}
+
+BilingualText DidYouMean(const std::string& meant) {
+  return meant.empty() ? BilingualText() : Bilingual(TextId::kPlanDidYouMean, {meant});
 }
 
 bool JsonReader::Object(const std::string& key, const std::function<void(JsonReader&)>& read) {
@@ -165,7 +173,7 @@ bool JsonReader::Object(const std::string& key, const std::function<void(JsonRea
 bool JsonReader::Objects(const std::string& key, const std::function<void(JsonReader&)>& read) {
   const JsonNode* node = Find(key);
   if (!node) return false;
-  if (!node->array()) return Note(*node, key, "is to be a list: [ ... ]"), false;
+  if (!node->array()) return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAList)})), false;
   std::size_t number = 0;
   for (const JsonNode& element : *node->array()) {
     JsonReader reader(element, PathOf(key) + "[" + std::to_string(number++) + "]", problems_);
@@ -178,9 +186,10 @@ bool JsonReader::Named(const std::string& key,
                        const std::function<void(const std::string& name, const JsonNode& node)>& read) {
   const JsonNode* node = Find(key);
   if (!node) return false;
-  if (!node->object()) return Note(*node, key, "is to be an object: { \"name\": ... }"), false;
+  if (!node->object())
+    return Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAnObject)})), false;
   for (const JsonNode& member : *node->object()) {
-    if (member.again) Note(member, key + "." + member.key, "is there twice");
+    if (member.again) Note(member, key + "." + member.key, Bilingual(TextId::kPlanTwice));
     if (!IsComment(member.key)) read(member.key, member);
   }
   return true;

@@ -19,6 +19,8 @@ namespace ulix::calibration {
 using PlanProblems = std::vector<PlanProblem>;
 
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+// Beyond it no quantity of a plan makes sense, and sums and products of such numbers would not be finite.
+inline constexpr double kMaxNumber = 1e9;
 
 // A duration: a number of seconds, or a text such as "90s", "10m", "2h", "1d". None for anything else.
 std::optional<double> ParseDuration(const JsonNode& node);
@@ -39,8 +41,8 @@ class JsonReader {
 
   bool Text(const std::string& key, std::string& value);
   bool Texts(const std::string& key, std::vector<std::string>& values);  // one text or a list
-  bool Number(const std::string& key, double& value, double min = -kInfinity, double max = kInfinity);
-  bool Number(const std::string& key, std::optional<double>& value, double min = -kInfinity, double max = kInfinity);
+  bool Number(const std::string& key, double& value, double min = -kMaxNumber, double max = kMaxNumber);
+  bool Number(const std::string& key, std::optional<double>& value, double min = -kMaxNumber, double max = kMaxNumber);
   bool Whole(const std::string& key, int& value, int min, int max);
   bool Seconds(const std::string& key, double& value, double min = 0, double max = kInfinity);
   bool Flag(const std::string& key, bool& value);
@@ -61,8 +63,8 @@ class JsonReader {
   // Every member, as an object of names.
   bool Named(const std::string& key, const std::function<void(const std::string& name, const JsonNode& node)>& read);
 
-  void Note(const JsonNode& at, const std::string& key, const std::string& message);
-  void Note(const std::string& message);  // about the object as a whole
+  void Note(const JsonNode& at, const std::string& key, const BilingualText& message);
+  void Note(const BilingualText& message);  // about the object as a whole
   int line() const { return node_.line; }
   const std::string& path() const { return path_; }
   PlanProblems& problems() { return problems_; }
@@ -77,6 +79,9 @@ class JsonReader {
   PlanProblems& problems_;
   std::set<std::string> known_;
 };
+
+// What a message adds to a word that is not known: "; did you mean ...?", or nothing where no other is near.
+BilingualText DidYouMean(const std::string& meant);
 
 // A number as messages have it.
 std::string NumberText(double value);

@@ -11,6 +11,7 @@
 
 #include "base/text.h"
 #include "calibration/bench_plan.h"
+#include "calibration/problem.h"
 
 namespace ulix::calibration {
 
@@ -18,9 +19,9 @@ enum class Quantity { kTemperature, kPressure };
 
 // Why a plan cannot be used, or what is strange about it.
 struct PlanProblem {
-  int line = 0;         // of the plan's file, from 1; 0 where it is about the file as a whole
-  std::string path;     // "units[1].tolerance"
-  std::string message;  // one sentence without its point
+  int line = 0;           // of the plan's file, from 1; 0 where it is about the file as a whole
+  std::string path;       // "units[1].tolerance"
+  BilingualText message;  // one sentence without its point
   bool warning = false;
 };
 

@@ -12,15 +12,17 @@
 #include "calibration/json_reader.h"
 #include "calibration/plan_sensor.h"
 #include "calibration/planned_instrument.h"
+#include "calibration/schedule.h"
+#include "calibration/stability_rule.h"
 
 namespace ulix::calibration {
 namespace {
 
 // Why a sensor is none.
-std::optional<std::string> WhyNoSensor(const SensorSpec& sensor) {
+std::optional<Problem> WhyNoSensor(const SensorSpec& sensor) {
   if (sensor.type.empty()) return std::nullopt;
   const auto made = SensorOf(sensor);
-  return made ? std::nullopt : std::optional(made.error().en);
+  return made ? std::nullopt : std::optional(made.error());
 }
 
 class PlanChecker {
@@ -41,10 +43,10 @@ class PlanChecker {
   }
 
  private:
-  void Refuse(int line, const std::string& path, const std::string& message) {
+  void Refuse(int line, const std::string& path, const BilingualText& message) {
     problems_.push_back({line, path, message, false});
   }
-  void Warn(int line, const std::string& path, const std::string& message) {
+  void Warn(int line, const std::string& path, const BilingualText& message) {
     problems_.push_back({line, path, message, true});
   }
 
@@ -66,7 +68,7 @@ class PlanChecker {
 };
 
 void PlanChecker::CheckInstruments() {
-  if (plan_.instruments.empty()) Refuse(0, "instruments", "names no instrument");
+  if (plan_.instruments.empty()) Refuse(0, "instruments", Bilingual(TextId::kPlanNoInstruments));
   for (const PlannedInstrument& planned : plan_.instruments) {
     if (auto made = CheckInstrument(planned, plan_.folder, problems_)) instruments_[planned.name] = std::move(made);
   }
@@ -77,7 +79,7 @@ void PlanChecker::CheckPorts() {
   const auto simulated = static_cast<std::size_t>(std::count_if(
       plan_.instruments.begin(), plan_.instruments.end(), [](const PlannedInstrument& i) { return i.simulated(); }));
   if (simulated > 0 && simulated < plan_.instruments.size()) {
-    Refuse(0, "instruments", "either every instrument is on port sim or none is: they share one world");
+    Refuse(0, "instruments", Bilingual(TextId::kPlanOneWorld));
   }
 }
 
@@ -85,10 +87,9 @@ void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& pat
   if (!plan_.FindInstrument(channel.instrument)) {
     std::vector<std::string> names;
     for (const PlannedInstrument& planned : plan_.instruments) names.push_back(planned.name);
-    const std::string meant = Closest(channel.instrument, names);
     return Refuse(channel.line, path,
-                  "there is no instrument '" + channel.instrument + "'" +
-                      (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
+                  Bilingual(TextId::kPlanNoInstrumentNamed, {channel.instrument}) +
+                      DidYouMean(Closest(channel.instrument, names)));
   }
   const auto found = instruments_.find(channel.instrument);
   if (found == instruments_.end()) return;  // told already
@@ -127,26 +128,25 @@ bool SameChannel(const std::map<std::string, std::unique_ptr<Instrument>>& instr
 }
 
 void PlanChecker::CheckRoles() {
-  if (plan_.units.empty()) Refuse(0, "units", "names no unit under test");
+  if (plan_.units.empty()) Refuse(0, "units", Bilingual(TextId::kPlanNoUnits));
   std::set<std::string> names;
   for (std::size_t k = 0; k < plan_.units.size(); ++k) {
     const UnitPlan& unit = plan_.units[k];
     const std::string path = "units[" + std::to_string(k) + "]";
-    if (!names.insert(unit.name).second)
-      Refuse(unit.channel.line, path + ".name", "another unit has this name already");
+    if (!names.insert(unit.name).second) Refuse(unit.channel.line, path + ".name", Bilingual(TextId::kPlanNameTaken));
     if (SameChannel(instruments_, unit.channel, plan_.reference.channel)) {
-      Refuse(unit.channel.line, path + ".channel", "is the reference too");
+      Refuse(unit.channel.line, path + ".channel", Bilingual(TextId::kPlanIsReference));
     }
     if (SameChannel(instruments_, unit.channel, plan_.source.channel)) {
-      Refuse(unit.channel.line, path + ".channel", "is the source's set point too");
+      Refuse(unit.channel.line, path + ".channel", Bilingual(TextId::kPlanIsSetPoint));
     }
     for (std::size_t other = 0; other < k; ++other) {
       if (!SameChannel(instruments_, unit.channel, plan_.units[other].channel)) continue;
-      Refuse(unit.channel.line, path + ".channel", "is that of units[" + std::to_string(other) + "] too");
+      Refuse(unit.channel.line, path + ".channel", Bilingual(TextId::kPlanIsUnit, {std::to_string(other)}));
     }
   }
   if (SameChannel(instruments_, plan_.reference.channel, plan_.source.channel)) {
-    Refuse(plan_.reference.channel.line, "reference.channel", "is the source's set point too");
+    Refuse(plan_.reference.channel.line, "reference.channel", Bilingual(TextId::kPlanIsSetPoint));
   }
 }
 
@@ -154,25 +154,25 @@ void PlanChecker::CheckSource() {
   const SourcePlan& source = plan_.source;
   const int line = source.channel.line;
   if (!std::isfinite(source.min) || !std::isfinite(source.max)) {
-    Refuse(line, "source", "needs \"min\" and \"max\": the values that it may be set to");
+    Refuse(line, "source", Bilingual(TextId::kPlanNeedsRange));
   }
   if (source.safe < source.min || source.safe > source.max) {
-    Refuse(line, "source.safe", NumberText(source.safe) + " is outside the source's range");
+    Refuse(line, "source.safe", Bilingual(TextId::kPlanSafeOutside, {NumberText(source.safe)}));
   }
   if (source.rate <= 0 && !plan_.simulated()) {
-    Warn(line, "source.rate", "is not given: the time table counts no time for the source's way");
+    Warn(line, "source.rate", Bilingual(TextId::kPlanNoRate));
   }
 }
 
 void PlanChecker::CheckPoint(const PlannedPoint& point) {
-  const auto within = [&](const std::string& what, double min, double max) {
+  const auto within = [&](const BilingualText& what, double min, double max) {
     if (point.value >= min && point.value <= max) return;
     Refuse(point.line, "points",
-           NumberText(point.value) + " is outside " + what + ", " + NumberText(min) + " to " + NumberText(max));
+           Bilingual(TextId::kPlanOutside, {NumberText(point.value), what, NumberText(min), NumberText(max)}));
   };
-  within("the source's range", plan_.source.min, plan_.source.max);
-  within("the reference's range", plan_.reference.min, plan_.reference.max);
-  for (const UnitPlan& unit : plan_.units) within("the range of " + unit.name, unit.min, unit.max);
+  within(Bilingual(TextId::kPlanSourceRange), plan_.source.min, plan_.source.max);
+  within(Bilingual(TextId::kPlanReferenceRange), plan_.reference.min, plan_.reference.max);
+  for (const UnitPlan& unit : plan_.units) within(Bilingual(TextId::kPlanUnitRange, {unit.name}), unit.min, unit.max);
 }
 
 void PlanChecker::CheckPoints() {
@@ -192,37 +192,37 @@ void PlanChecker::CheckTimes() {
   for (const PlannedPoint& point : plan_.points) {
     const StabilityRule& rule = point.stability;
     if (!told.insert(point.line).second) continue;
-    const auto refuse = [&](const std::string& message) { Refuse(point.line, "stability", message); };
-    if (rule.spread <= 0 || rule.drift <= 0) refuse("spread and drift are to be above 0");
-    if (rule.window / plan_.sampling < rule.min_samples) {
-      refuse("a window of " + NumberText(rule.window) + " s holds fewer than " + std::to_string(rule.min_samples) +
-             " samples, one every " + NumberText(plan_.sampling) + " s");
-    } else if (plan_.sampling > rule.window / 10) {
-      refuse("samples are more than a tenth of the window apart");
-    }
+    const auto refuse = [&](const BilingualText& message) { Refuse(point.line, "stability", message); };
+    if (rule.spread <= 0 || rule.drift <= 0) refuse(Bilingual(TextId::kPlanZeroLimits));
+    if (const auto sparse = WhyWindowIsSparse(rule.window, plan_.sampling, rule.min_samples)) refuse(*sparse);
     const double least = rule.window + point.dwell + point.readings.count * point.readings.period;
     if (least >= plan_.limits.point) {
-      refuse("a point takes " + NumberText(least) + " s at least, and limits.point is " +
-             NumberText(plan_.limits.point));
+      refuse(Bilingual(TextId::kPlanPointTooLong, {NumberText(least), NumberText(plan_.limits.point)}));
     }
   }
   std::set<Phase> phases;
   for (const Phase phase : plan_.phases) {
-    if (!phases.insert(phase).second) Refuse(0, "phases", "names a phase twice");
+    if (!phases.insert(phase).second) Refuse(0, "phases", Bilingual(TextId::kPlanPhaseTwice));
   }
-  if (plan_.phases.size() == 2 && plan_.phases.front() == Phase::kAsLeft) Refuse(0, "phases", "as-found comes first");
+  if (plan_.phases.size() == 2 && plan_.phases.front() == Phase::kAsLeft)
+    Refuse(0, "phases", Bilingual(TextId::kPlanAsFoundFirst));
+  if (plan_.phases.empty()) Refuse(0, "phases", Bilingual(TextId::kPlanNoPhase));
+  const double run = TimeTableOf(plan_).run_seconds;
+  if (run <= plan_.limits.run) return;
+  Warn(0, "limits.run",
+       Bilingual(TextId::kPlanRunTooShort, {NumberText(std::ceil(run)), NumberText(plan_.limits.run)}));
 }
 
 void PlanChecker::CheckBench() {
   if (plan_.bench.line > 0 && !plan_.simulated()) {
-    Warn(plan_.bench.line, "bench", "is not used: the instruments are real ones");
+    Warn(plan_.bench.line, "bench", Bilingual(TextId::kPlanBenchUnused));
   }
   for (std::size_t k = 0; k < plan_.bench.sensors.size(); ++k) {
     const BenchSensor& sensor = plan_.bench.sensors[k];
     ChannelRef channel{sensor.instrument, sensor.channel, sensor.line};
     CheckChannel(channel, "bench.sensors[" + std::to_string(k) + "].channel", ChannelUse::kRead);
     if (sensor.span_low >= sensor.span_high) {
-      Refuse(sensor.line, "bench.sensors[" + std::to_string(k) + "].span", "is to rise");
+      Refuse(sensor.line, "bench.sensors[" + std::to_string(k) + "].span", Bilingual(TextId::kPlanSpanFalls));
     }
   }
 }
@@ -235,8 +235,13 @@ void PlanChecker::CheckTerms() {
                                    [&](const UnitPlan& unit) { return unit.name == term.unit_under_test; });
     if (!known) {
       Refuse(term.line, "uncertainty[" + std::to_string(k) + "].unit",
-             "there is no unit '" + term.unit_under_test + "'");
+             Bilingual(TextId::kPlanNoUnitNamed, {term.unit_under_test}));
     }
+  }
+  const bool decides =
+      std::any_of(plan_.units.begin(), plan_.units.end(), [](const UnitPlan& u) { return u.tolerance > 0; });
+  if (plan_.decision.rule != DecisionRule::kNone && !decides && !plan_.units.empty()) {
+    Refuse(0, "decision", Bilingual(TextId::kPlanNoTolerance));
   }
 }
 

@@ -24,10 +24,10 @@ bool ReadChannel(const JsonNode& node, const std::string& path, PlanProblems& pr
     channel.instrument = text->substr(0, slash);
     channel.channel = slash == text->npos ? "" : text->substr(slash + 1);
     if (!channel.instrument.empty() && !channel.channel.empty()) return true;
-    problems.push_back({node.line, path, "is to be \"instrument/channel\"", false});
+    problems.push_back({node.line, path, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAChannel)}), false});
     return false;
   }
-  problems.push_back({node.line, path, "is to be a text \"instrument/channel\"", false});
+  problems.push_back({node.line, path, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAChannel)}), false});
   return false;
 }
 
@@ -65,7 +65,9 @@ void ReadSensor(JsonReader& from, SensorSpec& sensor) {
     spec.Number("rtpw", sensor.rtpw, 0.001, 1e6);
     spec.Text("subrange", sensor.subrange);
     spec.Named("coefficients", [&](const std::string& name, const JsonNode& value) {
-      if (!value.number()) return spec.Note(value, "coefficients." + name, "is to be a number");
+      if (!value.number())
+        return spec.Note(value, "coefficients." + name,
+                         Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanANumber)}));
       sensor.coefficients.emplace_back(name, *value.number());
     });
     spec.Number("junction", sensor.junction, -50, 100);
@@ -80,7 +82,7 @@ void ReadScale(JsonReader& from, std::optional<Scale>& scale) {
       if (!node) return;
       const auto* values = node->array();
       const bool good = values && values->size() == 2 && (*values)[0].number() && (*values)[1].number();
-      if (!good) return spec.Note(*node, key, "is to be two numbers: [low, high]");
+      if (!good) return spec.Note(*node, key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanTwoNumbers)}));
       low = *(*values)[0].number();
       high = *(*values)[1].number();
     };
@@ -198,7 +200,8 @@ class PointList {
   void ReadList() {
     const JsonNode* list = from_.Require("points");
     if (!list) return;
-    if (!list->array()) return from_.Note(*list, "points", "is to be a list: [0, 50, 100]");
+    if (!list->array())
+      return from_.Note(*list, "points", Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAList)}));
     std::size_t number = 0;
     for (const JsonNode& element : *list->array()) {
       ReadElement(element, from_.PathOf("points") + "[" + std::to_string(number++) + "]");
@@ -374,7 +377,7 @@ void ReadBenchSensor(JsonReader& from, Plan& plan) {
   if (span) {
     const auto* ends = span->array();
     const bool good = ends && ends->size() == 2 && (*ends)[0].number() && (*ends)[1].number();
-    if (!good) from.Note(*span, "span", "is to be two numbers: [low, high]");
+    if (!good) from.Note(*span, "span", Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanTwoNumbers)}));
     if (good) sensor.span_low = *(*ends)[0].number(), sensor.span_high = *(*ends)[1].number();
   }
   from.Flag("loop", sensor.loop);
@@ -497,10 +500,10 @@ LoadedPlan LoadPlan(std::string_view text, const std::string& folder) {
   return loaded;
 }
 
-std::string Described(const PlanProblem& problem) {
+std::string Described(const PlanProblem& problem, Language language) {
   std::string text = problem.line > 0 ? std::to_string(problem.line) + ": " : "";
   if (!problem.path.empty()) text += problem.path + ": ";
-  return text + problem.message;
+  return text + problem.message.In(language);
 }
 
 }  // namespace ulix::calibration

@@ -21,6 +21,6 @@ struct LoadedPlan {
 LoadedPlan LoadPlan(std::string_view text, const std::string& folder);
 
 // "12: units[1].tolerance: is to be a number".
-std::string Described(const PlanProblem& problem);
+std::string Described(const PlanProblem& problem, Language language = Language::kEnglish);
 
 }  // namespace ulix::calibration

@@ -1,18 +1,49 @@
 #include "calibration/planned_instrument.h"
 
+#include <charconv>
 #include <cstdint>
+#include <filesystem>
 #include <map>
+#include <system_error>
 
 #include "base/text.h"
 #include "drivers/catalogue.h"
+#include "platform/files.h"
+#include "platform/port_list.h"
 
 namespace ulix::calibration {
 namespace {
 
-// "COM5", "com5" and "5" are one.
+std::optional<int> PortNumber(std::string_view text) {
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+// "tcp://localhost:5" is "TCP://127.0.0.1:5".
+std::string CanonicalAddress(const std::string& url) {
+  std::string address = AsciiUpper(url);
+  for (const std::string_view local : {"://LOCALHOST", "://[::1]", "://IP6-LOCALHOST"}) {
+    const std::size_t at = address.find(local);
+    if (at != address.npos) address.replace(at, local.size(), "://127.0.0.1");
+  }
+  return address;
+}
+
+// What a port is, however it is written: "COM05", "\\\\.\\COM5", "5" and the device of that number are one, and so is a
+// link to the device.
 std::string CanonicalPort(const std::string& port) {
-  const bool com = port.size() > 3 && EqualIgnoringCase(port.substr(0, 3), "COM");
-  return com ? port.substr(3) : port;
+  if (port.find("://") != port.npos) return CanonicalAddress(port);
+  std::string_view name = port;
+  constexpr std::string_view kDevicePrefix = "\\\\.\\";
+  if (name.starts_with(kDevicePrefix)) name.remove_prefix(kDevicePrefix.size());
+  const bool com = name.size() > 3 && EqualIgnoringCase(name.substr(0, 3), "COM");
+  const auto number = PortNumber(com ? name.substr(3) : name);
+  const std::string device = number ? platform::DeviceOfPort(*number).value_or("") : port;
+  if (device.empty()) return "COM" + std::to_string(*number);
+  std::error_code failed;
+  const auto path = std::filesystem::weakly_canonical(platform::PathOf(device), failed);
+  return failed ? device : path.string();
 }
 
 // A setting's value may be a number, a word or true and false.
@@ -28,7 +59,7 @@ void ReadPort(JsonReader& from, PlannedInstrument& instrument) {
   if (!port) return;
   const auto text = SettingText(*port);
   if (!text || text->empty())
-    return from.Note(*port, "port", "is to be a port's number, a device, an address, or \"sim\"");
+    return from.Note(*port, "port", Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAPort)}));
   instrument.port = EqualIgnoringCase(*text, "sim") ? "sim" : *text;
 }
 
@@ -49,14 +80,16 @@ void ReadInstrument(JsonReader& from, PlannedInstrument& instrument) {
   if (from.Whole("timeout-ms", number, 1, 3600000)) instrument.timeout_ms = static_cast<std::uint32_t>(number);
   from.Named("settings", [&](const std::string& key, const JsonNode& node) {
     const auto text = SettingText(node);
-    if (!text) return from.Note(node, "settings." + key, "is to be a text or a number");
+    if (!text)
+      return from.Note(node, "settings." + key, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanAText)}));
     instrument.settings.emplace_back(key, *text);
   });
 }
 
 PlanProblem ProblemOf(const JsonMistake& mistake) {
-  const std::string column = mistake.column > 0 ? "column " + std::to_string(mistake.column) + ": " : "";
-  return {mistake.line, "", column + mistake.message, false};
+  const BilingualText message = mistake.message;
+  if (mistake.column == 0) return {mistake.line, "", message, false};
+  return {mistake.line, "", Bilingual(TextId::kPlanColumn, {std::to_string(mistake.column), message}), false};
 }
 
 std::unique_ptr<Instrument> CheckInstrument(const PlannedInstrument& planned, const std::string& folder,
@@ -65,14 +98,13 @@ std::unique_ptr<Instrument> CheckInstrument(const PlannedInstrument& planned, co
   if (!FindModel(planned.model)) {
     std::vector<std::string> models;
     for (const CatalogueEntry& entry : Catalogue()) models.emplace_back(entry.card->model_id);
-    const std::string meant = Closest(planned.model, models);
-    problems.push_back(
-        {planned.line, path + ".model",
-         "'" + planned.model + "' is no model" + (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"), false});
+    problems.push_back({planned.line, path + ".model",
+                        Bilingual(TextId::kPlanNoModel, {planned.model}) + DidYouMean(Closest(planned.model, models)),
+                        false});
     return nullptr;
   }
   if (planned.port.empty() && planned.host.empty() && planned.config_file.empty()) {
-    problems.push_back({planned.line, path, "says neither a port nor a host", false});
+    problems.push_back({planned.line, path, Bilingual(TextId::kPlanNoPort), false});
   }
   auto made = MakeInstrument(planned, folder, {}, {});
   if (made) return std::move(*made);
@@ -87,13 +119,13 @@ void CheckPorts(const std::vector<PlannedInstrument>& instruments, PlanProblems&
     const auto [other, is_new] = taken.emplace(CanonicalPort(planned.port), planned.name);
     if (is_new) continue;
     problems.push_back({planned.line, "instruments." + planned.name + ".port",
-                        "port " + planned.port + " is taken by " + other->second + " already", false});
+                        Bilingual(TextId::kPlanPortTaken, {planned.port, other->second}), false});
   }
 }
 
 std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string& channel, ChannelUse use, int line,
                                       const std::string& path, PlanProblems& problems) {
-  const auto refuse = [&](const std::string& message) {
+  const auto refuse = [&](const BilingualText& message) {
     problems.push_back({line, path, message, false});
     return std::optional<ChannelId>();
   };
@@ -103,8 +135,8 @@ std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string&
   if (!id) return refuse(id.error());
   std::int32_t direction = ChanIn;
   instrument.GetChanDir(*id, &direction);
-  if (use == ChannelUse::kWrite && direction == ChanIn) return refuse("the channel cannot be set");
-  if (use == ChannelUse::kRead && direction == ChanOut) return refuse("the channel cannot be read");
+  if (use == ChannelUse::kWrite && direction == ChanIn) return refuse(Bilingual(TextId::kPlanNotSettable));
+  if (use == ChannelUse::kRead && direction == ChanOut) return refuse(Bilingual(TextId::kPlanNotReadable));
   return *id;
 }
 

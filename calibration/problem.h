@@ -27,6 +27,9 @@ struct BilingualText {
   std::string en, fr;
 };
 
+// One behind the other, in each language.
+inline BilingualText operator+(const BilingualText& a, const BilingualText& b) { return {a.en + b.en, a.fr + b.fr}; }
+
 // A text of the catalogue, with the values in place of its '%'s, in order. Each value is put in its own language.
 BilingualText Bilingual(TextId id, std::initializer_list<BilingualText> values = {});
 

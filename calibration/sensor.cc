@@ -63,6 +63,7 @@ class Parameters {
   std::optional<std::string> TakeText(const std::string& key);
   // The first thing that was wrong, unknown keys included.
   std::optional<Problem> Fault() const;
+  bool empty() const { return values_.empty(); }
 
  private:
   explicit Parameters(std::string_view sensor) : sensor_(sensor) {}
@@ -189,6 +190,7 @@ FunctionResult MakeFunction(const std::string& name, const Parameters& parameter
   const auto nominal =
       std::find_if(kNominal.begin(), kNominal.end(), [&](const NominalRow& row) { return row.name == name; });
   if (nominal != kNominal.end()) return MakeIndustrial({.r0 = nominal->r0}, parameters);
+  if (name == "cvd" && parameters.empty()) return Refused(TextId::kSensorNoCoefficients);
   if (name == "cvd") return MakeIndustrial({}, parameters);
   if (name == "its90") return MakeStandard(parameters);
   if (const auto type = ThermocoupleTypeOf(name)) return MakeThermocouple(*type, parameters);

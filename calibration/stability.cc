@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "calibration/stability_rule.h"
+
 namespace ulix::calibration {
 namespace {
 
@@ -156,6 +158,14 @@ std::optional<double> StabilityDetector::TimeLeft(double seconds) {
   }
   const double decay = excess > 1 && halving_ > 0 ? halving_ * std::log2(excess) : 0;
   return std::max(unfilled, decay);
+}
+
+std::optional<Problem> WhyWindowIsSparse(double window, double sampling, int min_samples) {
+  if (window / sampling < min_samples) {
+    return Bilingual(TextId::kPlanFewSamples, {Shortened(window), std::to_string(min_samples), Shortened(sampling)});
+  }
+  constexpr double kMaxShare = 0.1;
+  return sampling > window * kMaxShare ? std::optional(Bilingual(TextId::kPlanSparseSamples)) : std::nullopt;
 }
 
 }  // namespace ulix::calibration

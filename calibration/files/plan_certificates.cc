@@ -1,6 +1,7 @@
 #include "calibration/files/plan_certificates.h"
 
 #include <filesystem>
+#include <system_error>
 
 #include "base/sha256.h"
 #include "calibration/certificate_builder.h"
@@ -28,20 +29,19 @@ std::string FileOf(const Plan& plan) {
 
 class CertificateCheck {
  public:
-  CertificateCheck(const Plan& plan, Language language) : plan_(plan), language_(language) {}
+  explicit CertificateCheck(const Plan& plan) : plan_(plan) {}
 
   std::vector<PlanProblem> Run(const std::string& today);
 
  private:
   void Note(const Problem& problem, bool warning = false) {
-    found_.push_back({plan_.reference.certificate.line, "reference.certificate", problem.In(language_), warning});
+    found_.push_back({plan_.reference.certificate.line, "reference.certificate", problem, warning});
   }
   void CheckReference(const ReferenceCertificate& reference, const std::string& today);
   void CheckDate(const ReferenceCertificate& reference, const std::string& today);
   void CheckPoints(const ReferenceCertificate& reference);
 
   const Plan& plan_;
-  Language language_;
   std::vector<PlanProblem> found_;
 };
 
@@ -66,7 +66,9 @@ void CertificateCheck::CheckReference(const ReferenceCertificate& reference, con
     return Note(Bilingual(TextId::kReferenceOtherFile, {reference.file, reference.sha256}));
   }
   const std::string serial = ReferenceSerial(plan_);
-  if (!serial.empty() && !reference.IsFor(serial)) {
+  if (!serial.empty() && reference.serial_numbers.empty()) {
+    Note(Bilingual(TextId::kReferenceNoSerial, {reference.identifier, serial}));
+  } else if (!serial.empty() && !reference.IsFor(serial)) {
     std::string named;
     for (const std::string& one : reference.serial_numbers) named += (named.empty() ? "" : ", ") + one;
     Note(Bilingual(TextId::kReferenceOtherSerial, {reference.identifier, serial, named}));
@@ -83,9 +85,7 @@ std::vector<PlanProblem> CertificateCheck::Run(const std::string& today) {
     CheckReference(**reference, today);
   }
   if (plan_.certificate.identifier.empty()) return std::move(found_);
-  for (const Problem& gap : CertificateGaps(plan_)) {
-    found_.push_back({0, "certificate", gap.In(language_), true});
-  }
+  for (const Problem& gap : CertificateGaps(plan_)) found_.push_back({0, "certificate", gap, false});
   return std::move(found_);
 }
 
@@ -101,7 +101,12 @@ Result<void> WriteOne(const Certificate& certificate, const std::string& stem, c
   const std::string xml_file = stem + ".xml";
   auto done = WriteDcc(certificate).and_then([&](const std::string& xml) { return WriteFile(xml_file, xml); });
   if (done && !sign.empty()) done = SignCertificate(xml_file, sign);
-  if (!done) return done;
+  if (!done) {
+    // An unsigned one must not be taken for what was asked for.
+    std::error_code ignored;
+    std::filesystem::remove(platform::PathOf(xml_file), ignored);
+    return done;
+  }
   return ReadDocument(xml_file).and_then([&](const std::string& xml) {
     return WriteFile(stem + ".html", CertificatePage(certificate, language, Sha256Hex(xml)));
   });
@@ -124,8 +129,8 @@ Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run
   return reference;
 }
 
-std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today, Language language) {
-  return CertificateCheck(plan, language).Run(today);
+std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today) {
+  return CertificateCheck(plan).Run(today);
 }
 
 Result<WrittenCertificates> WriteCertificates(const RunResult& run, const std::string& folder,

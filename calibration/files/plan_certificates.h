@@ -20,7 +20,7 @@ Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run
 // another serial number than the reference's (or its instrument's), a date of recalibration before `today` (YYYY-MM-DD)
 // without the plan's reason for accepting it, points outside of the calibrated range. Also what a plan that asks for a
 // certificate lacks for one. Problems that do not prevent the run are warnings.
-std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today, Language language);
+std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today);
 
 // What a run ended with, for the caller to tell.
 struct WrittenCertificates {

@@ -77,6 +77,27 @@ Certificate ExampleCertificate() {
   return BuildCertificate(run, *Evaluate(run, ExampleReference()), 0, "2026-11-25").value();
 }
 
+TEST(Evaluate, AnUncertaintyThatIsNotFinite_IsNoPass) {
+  RunResult run = ExampleRun();
+  run.plan.uncertainty[0].value = 1e200;
+  const auto refused = Evaluate(run, ExampleReference());
+  ASSERT_FALSE(refused);
+  EXPECT_NE(refused.error().en.find("not a finite number"), std::string::npos) << refused.error().en;
+  for (const char* number : {"1e999", "1e10", "0", "-1"}) {
+    EXPECT_FALSE(ReferenceFromTable(std::string("indication;correction;U\n0;0.01;") + number + "\n")) << number;
+  }
+  EXPECT_FALSE(ReferenceFromTable("indication;correction;U\n0;-1e200;0.1\n"));
+}
+
+TEST(CertificateGaps, APlace_IsACountryOfTheWorld) {
+  Plan plan = ExamplePlan();
+  EXPECT_TRUE(CertificateGaps(plan).empty());
+  for (const char* code : {"ZZ", "F", "fr", "D ", "EA"}) {
+    plan.laboratory.address.country = code;
+    EXPECT_FALSE(CertificateGaps(plan).empty()) << code;
+  }
+}
+
 TEST(Evaluate, APoint_HasItsCorrectionItsBudgetAndItsDecision) {
   const auto evaluation = Evaluate(ExampleRun(), ExampleReference());
   ASSERT_TRUE(evaluation) << evaluation.error().en;

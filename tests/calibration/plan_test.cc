@@ -106,7 +106,26 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"\"step\": 0.1", "\"step\": 1e-9", "more than 20000 points"},
         Mistake{"\"5m\"", "\"5 minutes\"", "15: stability.window: is to be seconds"},
         Mistake{"\"5m\"", "\"5s\"", "holds fewer than 10 samples"},
-        Mistake{"\"5m\"", "\"5h\"", "limits.point is 14400"}));
+        Mistake{"\"5m\"", "\"5h\"", "limits.point is 14400"},
+        Mistake{"\"points\"", "\"phases\": [], \"points\"", "phases: names no phase"},
+        Mistake{"\"points\"", "\"limits\": { \"run\": \"10m\" }, \"points\"", "limits.run: the time table takes "},
+        Mistake{"\"points\"", "\"uncertainty\": [ { \"name\": \"x\", \"value\": 1e200 } ], \"points\"",
+                "uncertainty[0].value: 1E+200 is out of range"},
+        Mistake{"\"tolerance\": 0.1, \"max\": 120 },\n    { \"name\": \"B\", \"channel\": \"meter/in\" }\n  ]",
+                "\"max\": 120 } ], \"decision\": { \"rule\": \"simple\" }", "decision: decides nothing"},
+        Mistake{"\"sensor\": \"pt100\"", "\"sensor\": { \"type\": \"cvd\" }", "cvd needs r0 or a coefficient"},
+        Mistake{"\"port\": 6", "\"port\": \"COM05\"", "is taken by bath already"},
+        Mistake{"\"port\": 6", "\"port\": \"\\\\\\\\.\\\\com5\"", "is taken by bath already"},
+        Mistake{
+            "\"port\": 5 },\n    \"bridge\": { \"model\": \"microk\", \"port\": 6",
+            "\"port\": \"tcp://localhost:5\" }, \"bridge\": { \"model\": \"microk\", \"port\": \"TCP://127.0.0.1:5\"",
+            "is taken by bath already"}));
+
+TEST(Plan, Mistakes_AreToldInFrenchToo) {
+  std::string text = kWholePlan;
+  text.replace(text.find("\"safe\": 20,"), 11, "");
+  EXPECT_EQ(Described(LoadPlan(text, "").problems.at(0), Language::kFrench), "8: source.safe: manque");
+}
 
 TEST(Plan, HostileTexts_AreRefused) {
   for (const std::string& text :

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -413,6 +414,21 @@ TEST_F(CalibrationRun, SourceThatFailsAtTheEnd_CompleteRunIsNotSafe) {
   EXPECT_EQ(end.kind, RunEnd::kComplete);
   EXPECT_FALSE(end.safe);
   EXPECT_THAT(end.unsafe_reason.en, HasSubstr("the source did not take its safe value"));
+}
+
+TEST_F(CalibrationRun, ChannelInOhms_IsConvertedAndHasTheResolutionOfItsStep) {
+  const std::string ohms = With(kPlan, "\"channel.3.function\": \"RTD\"", "\"channel.3.function\": \"OHMS\"");
+  BenchRun run(With(ohms, "\"channel\": \"bucket/CH3\" }", "\"channel\": \"bucket/CH3\", \"sensor\": \"pt100\" }"));
+  const RunEnd end = run.Go(Folder("run"));
+  ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason.en;
+  const auto result = ReadRun(Folder("run"));
+  const ReadingSeries& unit = result->phases.at(0).points.at(0).units.at(1);
+  EXPECT_NEAR(unit.mean, 30, 0.1);
+  EXPECT_NEAR(unit.readings.at(0).raw, 111.67, 0.05);
+  const double slope = 0.387;  // ohms a kelvin
+  EXPECT_GT(unit.resolution, 0);
+  const double decimals = -std::log10(unit.resolution * slope);
+  EXPECT_NEAR(decimals, std::round(decimals), 0.01) << unit.resolution;
 }
 
 TEST_F(CalibrationRun, PointThatNeverSettles_EndsAtItsLimit) {

@@ -5,9 +5,12 @@ Run as: python3 test_calibrate_contract.py PATH_TO_ULIX [unittest arguments]
 
 import csv
 import json
+import pathlib
 import resource
+import shutil
 import signal
 import subprocess
+import sys
 import time
 import unittest
 
@@ -41,6 +44,10 @@ PLAN = {
 }
 
 
+def contract_has_signing():
+    return shutil.which("xmlsec1") and shutil.which("openssl") and not contract.UNDER_WINE
+
+
 class CalibrateTest(ContractTest):
     def plan(self, **changes):
         path = self.folder / "plan.json"
@@ -68,6 +75,9 @@ class Plans(CalibrateTest):
         out = self.succeed("calibrate", self.plan(), "--dry-run", "--lang", "fr")
         self.assertIn("à réception, 60 °C ↓", out)
         self.assertEqual(list(self.folder.glob("plan-*")), [])
+        self.assertRegex(out, r"\n[0-9:]+ pour 4 points\n$")
+        both = self.succeed("calibrate", self.plan(phases=["as-found", "as-left"]), "--dry-run")
+        self.assertRegex(both, r"\n[0-9:]+ for 2 phases of 4 points\n$")
 
     def answer(self, answers, file):
         return subprocess.run([contract.ULIX, "calibrate", "new", file], input="\n".join(answers) + "\n", text=True,
@@ -119,7 +129,7 @@ class Runs(CalibrateTest):
         full = subprocess.run([contract.ULIX, "calibrate", self.plan(), "--speed", "100000", "--run", run], text=True,
                               capture_output=True, env=self.env, timeout=180, preexec_fn=fill_the_disk, check=False)
         self.assertEqual(full.returncode, 1)
-        self.assertRegex(full.stderr, r"(?s)journal.*--resume --run ")
+        self.assertRegex(full.stderr, r"(?s)journal.*safe value, 20 .*--resume --run ")
         self.assertTrue((run / "results.csv").exists())
         self.succeed("calibrate", self.plan(), "--speed", 100000, "--resume", "--run", run)
 
@@ -180,7 +190,77 @@ class Runs(CalibrateTest):
         self.assertEqual(self.table(run), self.table(self.folder / "whole"))
 
 
+    @unittest.skipIf(contract.UNDER_WINE, "Wine's programs take no signals")
+    def test_resume_without_a_folder_takes_the_newest_open_run_of_this_plan(self):
+        def run(folder, plan, lines):
+            program = self.begin(plan, folder, "--speed", 300)
+            self.wait_for_lines(folder, lines)
+            program.send_signal(signal.SIGINT)
+            program.communicate(timeout=180)
+
+        plan = self.plan()
+        run(self.folder / "plan-20260101-000000", plan, 100)
+        self.succeed("calibrate", plan, "--speed", 100000, "--run", self.folder / "plan-20260102-000000")
+        run(self.folder / "plan-3-20260103-000000", plan, 100)
+        run(self.folder / "plan-20260104-000000", self.plan(points=[30, 61]), 100)
+        self.plan()
+        go_on = subprocess.run([contract.ULIX, "calibrate", plan, "--speed", "100000", "--resume"], text=True, cwd=self.folder,
+                               capture_output=True, env=self.env, timeout=180, check=False)
+        self.assertEqual(go_on.returncode, 0, go_on.stderr)
+        self.assertIn("plan-20260101-000000", go_on.stdout)
+        self.assertEqual(len(self.table(self.folder / "plan-20260101-000000")), 4)
+
+    @unittest.skipUnless(contract_has_signing(), "no xmlsec1")
+    def test_a_key_that_is_not_the_certificates_is_refused_before_the_run(self):
+        for name in ("a", "b"):
+            subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", self.folder / f"{name}.key",
+                            "-out", self.folder / f"{name}.pem", "-days", "30", "-subj", f"/CN={name}"], check=True,
+                           capture_output=True)
+        plan, run = self.certified_plan(), self.folder / "run"
+        status, _, err = self.ulix("calibrate", plan, "--run", run, "--sign", f"{self.folder}/a.key,{self.folder}/b.pem")
+        self.assertEqual(status, 2)
+        self.assertIn("do not belong together", err)
+        self.assertFalse(run.exists())
+        self.succeed("calibrate", plan, "--speed", 100000, "--run", run, "--sign", f"{self.folder}/a.key,{self.folder}/a.pem")
+        self.succeed("certificate", "check", run / "certificate-1.xml", "--trusted", self.folder / "a.pem")
+        self.recompute(run)
+
+    def certified_plan(self, **changes):
+        (self.folder / "pt-1.csv").write_text("certificate;REF-1\nserial;PT-1\ndue;2099-01-01\nindication;correction;U\n"
+                                              "0;0.01;0.02\n100;0.02;0.02\n")
+        laboratory = {"name": "Laboratory", "country": "FR", "responsible": "A. Martin"}
+        return self.plan(laboratory=laboratory, customer={"name": "Customer", "city": "Lyon"}, certificate={"identifier": "C-1"},
+                         reference={**PLAN["reference"], "certificate": "pt-1.csv"},
+                         units=[{**PLAN["units"][0], "serial-number": "U-1"}], **changes)
+
+    def recompute(self, run):
+        script = pathlib.Path(__file__).resolve().parents[2] / "scripts/recompute_certificate.py"
+        done = subprocess.run([sys.executable, script, run], text=True, capture_output=True, timeout=180, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertRegex(done.stdout, r"[1-9][0-9]* numbers of 1 certificates compared, 0 differ")
+
+    def test_an_independent_script_comes_to_the_same_numbers(self):
+        run = self.folder / "run"
+        self.succeed("calibrate", self.certified_plan(phases=["as-found", "as-left"]), "--speed", 100000, "--run", run)
+        self.recompute(run)
+
+    def test_a_plan_that_cannot_give_its_certificate_is_refused(self):
+        plan = json.loads(self.certified_plan().read_text())
+        for laboratory, missing in (({"country": "FR"}, "laboratory.name"), ({"name": "L", "country": "ZZ"}, "country")):
+            (self.folder / "plan.json").write_text(json.dumps({**plan, "laboratory": {"responsible": "M", **laboratory}}))
+            status, _, err = self.ulix("calibrate", "check", self.folder / "plan.json")
+            self.assertEqual(status, 2)
+            self.assertIn(missing, err)
+
+
 class Watching(ContractTest):
+    def test_a_window_that_cannot_be_judged_is_refused(self):
+        for window, period in (("5s", 2000), ("0", 1000)):
+            status, _, err = self.ulix("watch", "stable", "kelvo10", "IN", "--port", "sim", "--spread", 1, "--window", window,
+                                       "--period", period)
+            self.assertEqual(status, 2)
+            self.assertIn("fewer than 10 samples", err)
+
     def test_stable_channel_ends_with_0_and_one_that_is_not_with_1(self):
         common = ["kelvo10", "IN", "--port", "sim", "--period", 100, "--window", 2, "--min-samples", 5]
         out = self.succeed("watch", "stable", *common, "--spread", 1e6)

@@ -81,6 +81,17 @@ class Checks(CertificateTest):
         self.assertIn("&lt;script&gt;", page.read_text("utf-8"))
         self.assertNotIn("<script>", page.read_text("utf-8"))
 
+    @unittest.skipUnless(hasattr(os, "mkfifo"), "no pipes")
+    def test_a_pipe_is_no_certificate(self):
+        pipe = self.folder / "pipe.xml"
+        os.mkfifo(pipe)
+        status, _, err = self.ulix("certificate", "check", pipe)
+        self.assertEqual(status, 1)
+        self.assertIn("pipe.xml is no file", err)
+
+    def test_french_numbers_have_commas(self):
+        self.assertRegex(self.succeed("certificate", "show", self.certificate(), "--lang", "fr"), r"(?m)^1,5\s*$")
+
     def test_schema_and_rules(self):
         folder = schema_folder()
         if folder is None:

@@ -4,9 +4,12 @@
 #include <cmath>
 #include <filesystem>
 #include <iostream>
+#include <regex>
 #include <vector>
 
+#include "base/sha256.h"
 #include "calibration/files/plan_certificates.h"
+#include "calibration/files/signature.h"
 #include "calibration/plan_loader.h"
 #include "calibration/run.h"
 #include "calibration/run_journal.h"
@@ -52,7 +55,7 @@ class PlanFile {
     language_ = options.language.value_or(loaded_.plan.language.value_or(ShownLanguage()));
     if (loaded_.usable()) AddCertificateProblems();
     for (const PlanProblem& problem : loaded_.problems) Print(options.plan_file, problem);
-    if (!loaded_.usable()) throw UsageError("PLAN", options.plan_file + " cannot run as it is");
+    if (!loaded_.usable()) throw UsageError("PLAN", Text(TextId::kPlanCannotRun, language_, {options.plan_file}));
   }
   const Plan& plan() const { return loaded_.plan; }
   Language language() const { return language_; }
@@ -60,13 +63,13 @@ class PlanFile {
  private:
   static std::string FolderOf(const std::string& file) { return platform::PathOf(file).parent_path().string(); }
   void AddCertificateProblems() {
-    for (PlanProblem& problem : calibration::CheckCertificates(loaded_.plan, DayOfToday(), language_)) {
+    for (PlanProblem& problem : calibration::CheckCertificates(loaded_.plan, DayOfToday())) {
       loaded_.problems.push_back(std::move(problem));
     }
   }
   void Print(const std::string& file, const PlanProblem& problem) const {
     std::cerr << file << ":" << (problem.warning ? " " + Text(TextId::kRunWarning, language_) : "")
-              << calibration::Described(problem) << '\n';
+              << calibration::Described(problem, language_) << '\n';
   }
 
   LoadedPlan loaded_;
@@ -90,9 +93,10 @@ void PrintTimeTable(const Plan& plan, Language language) {
     }
   }
   table.Print();
-  PrintLine(Text(TextId::kRunTotal, language,
-                 {ClockText(times.run_seconds),
-                  std::to_string(plan.phases.size()) + " × " + std::to_string(plan.points.size()), ""}));
+  const std::string total = ClockText(times.run_seconds), points = std::to_string(plan.points.size());
+  PrintLine(plan.phases.size() == 1
+                ? Text(TextId::kRunTotalOnePhase, language, {total, points})
+                : Text(TextId::kRunTotal, language, {total, std::to_string(plan.phases.size()), points}));
 }
 
 // The beginning of the folder names of a plan's runs: "dry-block-" for dry-block.json, as in
@@ -111,20 +115,23 @@ std::string NewFolder(const std::string& plan_file) {
   return folder;
 }
 
-bool IsRunOf(const std::filesystem::path& folder, const std::string& stem) {
+// Whether the folder has the name of a run of this plan's file, and in it a run of this very plan that is not complete.
+bool IsOpenRunOf(const std::filesystem::path& folder, const std::string& stem, const std::string& digest) {
+  static const std::regex time_of_run("[0-9]{8}-[0-9]{6}(-[0-9]+)?");
   const std::string name = folder.filename().string();
-  const bool named =
-      name.starts_with(stem) && name.size() > stem.size() && name[stem.size()] >= '0' && name[stem.size()] <= '9';
-  std::error_code ignored;
-  return named && std::filesystem::exists(platform::PathOf(calibration::JournalPath(folder.string())), ignored);
+  if (!name.starts_with(stem) || !std::regex_match(name.substr(stem.size()), time_of_run)) return false;
+  const std::string journal = calibration::JournalPath(folder.string());
+  const auto header = calibration::HeaderOfJournal(journal);
+  return header && header->at("plan-sha256") == digest && !calibration::IsComplete(journal);
 }
 
 // The folder of the newest incomplete run of a plan.
-std::string LastFolder(const std::string& plan_file) {
+std::string LastFolder(const std::string& plan_file, const Plan& plan) {
+  const std::string digest = Sha256Hex(plan.text);
   std::vector<std::string> folders;
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator(".", ignored)) {
-    if (IsRunOf(entry.path(), StemOf(plan_file))) folders.push_back(entry.path().filename().string());
+    if (IsOpenRunOf(entry.path(), StemOf(plan_file), digest)) folders.push_back(entry.path().filename().string());
   }
   std::sort(folders.rbegin(), folders.rend());
   if (folders.empty()) throw UsageError("--resume", Text(TextId::kRunNoRun, ShownLanguage(), {"."}));
@@ -189,17 +196,26 @@ void CheckSigning(const Plan& plan, const std::string& sign) {
     if (!std::filesystem::is_regular_file(platform::PathOf(file), ignored))
       throw UsageError("--sign", "there is no file " + file);
   }
+  const auto tried = calibration::TrySigning(sign);
+  if (!tried) throw UsageError("--sign", tried.error().In(ShownLanguage()));
 }
 
 // Tells the user how the run ended. Returns the exit status.
-int ReportEnd(const CalibrationOptions& options, const RunEnd& end, const std::string& folder, Language language) {
+int ReportEnd(const Plan& plan, const CalibrationOptions& options, const RunEnd& end, const std::string& folder,
+              Language language) {
   if (!end.safe) {
     std::cerr << "ulix: " << Text(TextId::kRunNotSafe, language, {end.unsafe_reason.In(language)}) << '\n';
   }
   if (end.kind == RunEnd::kComplete) return end.safe ? 0 : 1;
   if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason.In(language));
-  std::cerr << "ulix: " << end.reason.In(language) << '\n'
-            << "ulix: " << Text(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
+  std::cerr << "ulix: " << end.reason.In(language) << '\n';
+  if (end.safe && end.was_set) {
+    std::cerr << "ulix: "
+              << Text(TextId::kRunLeftSafe, language,
+                      {InLanguage(calibration::Shortened(plan.source.safe), language), plan.unit})
+              << '\n';
+  }
+  std::cerr << "ulix: " << Text(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
   return 1;
 }
 
@@ -253,11 +269,11 @@ int RunPlanFile(const CalibrationOptions& options) {
   }
   CheckSigning(plan, options.sign);
   std::string folder = options.folder;
-  if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file) : NewFolder(options.plan_file);
+  if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file, plan) : NewFolder(options.plan_file);
   Tell(Text(TextId::kRunRunInto, file.language(), {folder}));
   const RunEnd end = CarryOut(plan, options, folder, file.language());
   // Before the results: where the disk is full, they fail, and how the run ended must be known.
-  const int status = ReportEnd(options, end, folder, file.language());
+  const int status = ReportEnd(plan, options, end, folder, file.language());
   WriteResults(options, folder, file.language());
   return status;
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "base/numbers.h"
 #include "base/sha256.h"
 #include "calibration/certificate_page.h"
 #include "calibration/certificate_units.h"
@@ -105,6 +106,10 @@ void PrintTable(const calibration::CertificateTable& certificate_table, const st
   std::vector<std::string> heads;
   std::vector<const std::vector<std::string>*> columns;
   std::size_t rows = 0;
+  // Words stay; numbers get the decimal separator of the language.
+  const auto shown = [](const std::string& text) {
+    return ParseDecimal(text) ? InLanguage(text, ShownLanguage()) : text;
+  };
   const auto add = [&](const std::string& head, const std::vector<std::string>& list) {
     heads.push_back(head);
     columns.push_back(&list);
@@ -124,7 +129,7 @@ void PrintTable(const calibration::CertificateTable& certificate_table, const st
   for (std::size_t r = 0; r < rows; ++r) {
     std::vector<std::string> row;
     for (const auto* column : columns)
-      row.push_back(column->size() == 1 ? column->front() : r < column->size() ? (*column)[r] : "");
+      row.push_back(shown(column->size() == 1 ? column->front() : r < column->size() ? (*column)[r] : ""));
     table.Add(row);
   }
   table.Print();

@@ -9,6 +9,7 @@
 #include <mutex>
 
 #include "calibration/stability.h"
+#include "calibration/stability_rule.h"
 #include "platform/clock.h"
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
@@ -251,6 +252,10 @@ Action DefineWatch(CLI::App& verb) {
     CheckModel(options->connection.model);
     const CLI::Option& spread = *verb.get_option("--spread");
     if (spread.empty()) throw UsageError("--spread", MissingText(spread));
+    if (const auto sparse =
+            calibration::WhyWindowIsSparse(options->window, options->period_ms / 1000.0, options->min_samples)) {
+      throw UsageError("--window", sparse->In(LanguageOf(options->connection)));
+    }
     if (options->drift == 0) options->drift = options->spread;
     return WatchStable(*options, !verb.get_option("--target")->empty());
   };
