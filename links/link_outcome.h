@@ -16,12 +16,12 @@ enum class LinkOutcome {
   kDamaged,        // bytes came with a parity or framing error, or in a frame whose check fails
   kTooLong,        // the message filled its buffer before its end came
   kLinkLost,       // the device is gone, or the peer has left
-  kInterrupted,    // an interruption ended the wait
+  kInterrupted,
   kNotOpen,
-  kNoTurn,         // the machine-wide lock of serial traffic was not obtained
-  kNotSet,         // the system refused a timeout for the transfer
-  kNotPutBack,     // the system refused to restore the former timeout after the transfer
-  kNotFlushed,     // the device did not discard what was pending
+  kNoTurn,      // the machine-wide lock of serial traffic was not obtained
+  kNotSet,      // the system refused a timeout for the transfer
+  kNotPutBack,  // the system refused to restore the former timeout after the transfer
+  kNotFlushed,
   kBadIdentifier,  // the USB helper library knows the device by another identifier
   kNotLoaded,      // there is no USB helper library
 };
@@ -33,9 +33,9 @@ LinkOutcome OutcomeOf(platform::IoOutcome outcome);
 // The published codes of a kind of link. A kind without a code of its own for a failure uses that of the failed
 // transfer.
 struct LinkCodes {
-  HRESULT unopened;      // the link could not be opened
-  HRESULT closed;        // the link is not open
-  HRESULT unwritten;     // a message could not be sent
+  HRESULT unopened;
+  HRESULT closed;
+  HRESULT unwritten;
   HRESULT unread;        // no reply, or one that makes no sense
   HRESULT lost_reading;  // the device vanished during the wait for a reply
   HRESULT unflushed = unread;

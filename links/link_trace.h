@@ -18,7 +18,9 @@ using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
 // time. Not thread-safe.
 class HeldTrace {
  public:
+  // An empty trace keeps nothing.
   explicit HeldTrace(LinkTrace trace) : trace_(std::move(trace)) {}
+  // Keeps a copy of the bytes. No bytes are no piece.
   void Note(TraceDirection direction, std::string_view bytes) {
     if (!trace_ || bytes.empty()) return;
     if (pieces_.empty() || pieces_.back().first != direction) pieces_.emplace_back(direction, "");
@@ -27,6 +29,7 @@ class HeldTrace {
   // The pieces since the last Take, with neighbours of one direction joined.
   using Pieces = std::vector<std::pair<TraceDirection, std::string>>;
   Pieces Take() { return std::exchange(pieces_, {}); }
+  // Calls the trace with each piece, in order. Call it without the mutex.
   void Tell(const Pieces& pieces) const {
     for (const auto& [direction, bytes] : pieces) trace_(direction, bytes);
   }

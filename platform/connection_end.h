@@ -1,4 +1,4 @@
-// One end of a TCP connection, as numbers.
+// One end of a TCP connection, as numbers, and its text for persons.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 namespace ulix::platform {
 
 struct EndOfConnection {
-  std::string host;
-  std::string port;
+  std::string host;  // an IPv4 or IPv6 address, without brackets
+  std::string port;  // decimal
 };
 
 // "10.0.0.7:50412", "[::1]:4001".

@@ -20,17 +20,17 @@ struct PortAddress {
 
 enum class OpenFailureCause {
   kNone,
-  kNoSuchDevice,   // no device has this number, or nothing is at this path
-  kInUse,          // by the process `holder`, where the system tells which
-  kPermission,     // `detail` names the group whose members may open it, where there is one
-  kNotSerial,      // the path leads to something else
+  kNoSuchDevice,
+  kInUse,       // by the process `holder`, where the system tells which
+  kPermission,  // `detail` names the group whose members may open it, where there is one
+  kNotSerial,
   kAnotherDevice,  // the path leads to another device than the one that was bound
-  kUnknownHost,    // a server's name cannot be resolved
-  kRefused,        // a server does not take the connection; `detail` is what it says, if anything
-  kNoAnswer,       // a server did not answer in time
-  kSettings,       // the line settings were refused; `detail` says which, where it is known
-  kNoTurn,         // the machine-wide lock of serial traffic was not had; `detail` names it and says why, in English
-  kSystem,         // any other failure; `os_error` says which
+  kUnknownHost,
+  kRefused,  // a server does not take the connection; `detail` is what it says, if anything
+  kNoAnswer,
+  kSettings,  // the line settings were refused; `detail` says which, where it is known
+  kNoTurn,    // the machine-wide lock of serial traffic was not had; `detail` names it and says why, in English
+  kSystem,    // any other failure; `os_error` says which
 };
 
 // Why a port could not be opened.

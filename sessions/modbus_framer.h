@@ -21,18 +21,24 @@ class RtuFramer final : public Framer {
   RtuFramer(SerialLink& link, Clock& clock, std::function<std::uint8_t()> slave, std::uint16_t sync_register);
 
   void Reset() override;
+  // Waits until the line was quiet for 3.5 characters (1.75 ms above 19200 bits per second), then sends the frame.
   LinkOutcome Send(std::string_view request) override;
+  // Receives one frame, whose size follows from its function and count. It must begin within the timeout, and be whole
+  // within its time on the wire and the timeout once more.
   Reply Receive(const ReplyPlan& plan) override;
   Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
   LinkOutcome Discard() override { return link_.DiscardInput(); }
   bool DiscardWithin(Milliseconds time) override;
   bool NeedsSilence() const override { return true; }
   bool HasForms() const override { return true; }
+  // The kind of a reply is its function with the count of a read, or with a checksum of what a write echoes.
   std::optional<ReplyKind> KindOfQuery(std::string_view request) const override;
   std::optional<ReplyKind> KindOfReply(std::string_view reply) const override;
+  // An exception frame refuses every request of its function.
   bool Refuses(ReplyKind came, ReplyKind kind) const override;
+  // Reads of the sync registers that differ in their count, so that their replies differ in length.
   std::vector<SyncCandidate> SyncQueries() const override;
-  // Requests of functions whose reply has a known form.
+  // A request in hexadecimal. Only functions whose reply has a known form are taken.
   std::optional<std::string> MessageOf(std::string_view typed) const override;
 
  private:
@@ -45,7 +51,7 @@ class RtuFramer final : public Framer {
   const std::uint16_t sync_register_;
   std::uint8_t slave_ = 1;
   std::uint32_t rate_ = 9600;
-  MonotonicTime quiet_since_{};  // the end of the last frame either way
+  MonotonicTime quiet_since_{};  // the end of the last frame, sent or received
   std::array<char, 256> buffer_;
 };
 
@@ -56,11 +62,15 @@ class ModbusTcpFramer final : public Framer {
   ModbusTcpFramer(TcpLink& link, Clock& clock, std::function<std::uint8_t()> slave)
       : link_(link), clock_(clock), slave_of_(std::move(slave)) {}
 
+  // Asks for the slave address, once for each connection.
   void Reset() override { slave_ = slave_of_(); }
+  // Sends the request under the next number.
   LinkOutcome Send(std::string_view request) override;
+  // The reply with the number of the last request. A reply under another unit id is kDamaged at once.
   Reply Receive(const ReplyPlan& plan) override;
   Reply ReceiveAny(const ReplyPlan& plan) override { return Receive(plan); }
   LinkOutcome Discard() override;
+  // A network needs no draining: numbers tell old replies from new ones.
   bool DiscardWithin(Milliseconds) override { return false; }
   bool NamesItsQuery() const override { return true; }
   std::optional<std::string> MessageOf(std::string_view typed) const override { return modbus::RequestIn(typed); }
@@ -73,7 +83,8 @@ class ModbusTcpFramer final : public Framer {
   std::uint16_t transaction_ = 0;
 };
 
-// The framer of a ModbusLink: one of the two above, for the link that was opened.
+// The framer of a ModbusLink. Each member calls the same member of the framer of the link that is open, or was open
+// last: RtuFramer on a serial line, ModbusTcpFramer on a network.
 class ModbusFramer final : public Framer {
  public:
   ModbusFramer(ModbusLink& link, Clock& clock, const std::function<std::uint8_t()>& slave, std::uint16_t sync_register)

@@ -13,13 +13,16 @@ class UsbFramer final : public Framer {
   UsbFramer(UsbLink& link, Clock& clock) : link_(link), clock_(clock) {}
 
   LinkOutcome Send(std::string_view message) override { return link_.Send(message); }
+  // One transfer. cut() tells whether the reply goes on in another one.
   Reply Receive(const ReplyPlan&) override;
+  // A whole reply, however many transfers it takes, within five read timeouts.
   Reply ReceiveAny(const ReplyPlan&) override;
   LinkOutcome Discard() override { return link_.Discard(); }
   // Nothing comes unasked from a device whose line is in sync.
   void Prepare() override {}
   bool DiscardWithin(Milliseconds time) override;
   bool cut() const override { return link_.cut(); }
+  // Within five read timeouts.
   bool SkipRest() override;
   bool HasPart() const override { return link_.HasPart(); }
 
