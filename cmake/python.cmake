@@ -2,7 +2,8 @@
 option(ULIX_PYTHON "Build the Python package, with pybind11 where it is found" ON)
 # The distribution's interpreter: its packages are for this one.
 set(ULIX_PYTHON_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The interpreter that the package is built for")
-if(NOT ULIX_PYTHON OR NOT EXISTS ${ULIX_PYTHON_EXECUTABLE} OR ULIX_SANITIZERS)
+# Of the sanitizers, that of threads can run beneath the interpreter: LD_PRELOAD=libtsan.so.2.
+if(NOT ULIX_PYTHON OR NOT EXISTS ${ULIX_PYTHON_EXECUTABLE} OR (ULIX_SANITIZERS AND NOT ULIX_SANITIZERS STREQUAL "thread"))
   return()
 endif()
 set(Python_EXECUTABLE ${ULIX_PYTHON_EXECUTABLE})
@@ -16,6 +17,9 @@ set(PYBIND11_FINDPYTHON ON)
 
 set(package ${PROJECT_BINARY_DIR}/python/ulix)
 Python_add_library(ulix_python MODULE WITH_SOABI python/module.cc)
+if(ULIX_SANITIZERS)
+  set_target_properties(ulix_python PROPERTIES EXCLUDE_FROM_ALL ON)
+endif()
 target_link_libraries(ulix_python PRIVATE pybind11::headers ulixsim ulixcert)
 target_include_directories(ulix_python SYSTEM PRIVATE ${pybind11_INCLUDE_DIRS})
 # The library's own symbols stay inside, so that two versions can be in one process.
