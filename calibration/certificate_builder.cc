@@ -77,7 +77,7 @@ class Builder {
   CertificateMeasurement Measurement(const EvaluatedPhase& phase, const PhaseResult& result) const;
   std::vector<CertificateMethod> Methods() const;
   std::vector<CertificateEquipment> Equipment() const;
-  std::vector<CertificateCondition> Conditions(const PhaseResult& result) const;
+  static std::vector<CertificateCondition> Conditions(const PhaseResult& result);
   CertificateTable Table(const EvaluatedPhase& phase, const PhaseResult& result) const;
   CertificateQuantity ReferenceValues(const std::vector<EvaluatedPoint>& points, const PhaseResult& result) const;
   CertificateQuantity Deviations(const std::vector<EvaluatedPoint>& points) const;
@@ -104,8 +104,9 @@ CertificateStatement Declaration(TextId text) { return {.declaration = text}; }
 
 CertificateStatement Builder::DecisionStatement() const {
   const BilingualText rule = Bilingual(DecisionRuleText(plan_.decision.rule));
-  const BilingualText tolerance =
-      Bilingual(TextId::kCertificateToleranceText, {Shortened(unit_plan_.tolerance), plan_.unit});
+  BilingualText number = Shortened(unit_plan_.tolerance);
+  std::replace(number.fr.begin(), number.fr.end(), '.', ',');
+  const BilingualText tolerance = Bilingual(TextId::kCertificateToleranceText, {number, plan_.unit});
   const MultilingualText text(rule.en + tolerance.en, rule.fr + tolerance.fr);
   CertificateStatement statement{.ref_type = "basic_conformity", .declaration = text};
   const auto& last = evaluation_.units[index_].phases.back().conformity;
@@ -196,7 +197,7 @@ constexpr ConditionRow kConditions[] = {
     {"", TextId::kCertificateAmbientPressure, "\\hecto\\pascal", 1, 0, 1, &AmbientReading::pressure},
 };
 
-std::vector<CertificateCondition> Builder::Conditions(const PhaseResult& result) const {
+std::vector<CertificateCondition> Builder::Conditions(const PhaseResult& result) {
   const std::string status = result.phase == Phase::kAsLeft ? "afterAdjustment" : "beforeAdjustment";
   std::vector<CertificateCondition> conditions;
   for (const ConditionRow& row : kConditions) {
@@ -233,6 +234,7 @@ std::string InKelvin(const std::string& celsius) {
 template <typename Function>
 std::vector<std::string> Each(const std::vector<EvaluatedPoint>& points, const Function& text) {
   std::vector<std::string> texts;
+  texts.reserve(points.size());
   for (const EvaluatedPoint& point : points) texts.push_back(text(point));
   return texts;
 }

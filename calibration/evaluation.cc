@@ -55,11 +55,11 @@ class UnitEvaluation {
  private:
   Result<EvaluatedPhase> Evaluate(const PhaseResult& phase) const;
   Result<EvaluatedPoint> Measured(const PhaseResult& phase, std::size_t index) const;
-  std::optional<double> HysteresisOf(const PhaseResult& phase, const EvaluatedPhase& evaluated,
-                                     std::size_t index) const;
+  static std::optional<double> HysteresisOf(const PhaseResult& phase, const EvaluatedPhase& evaluated,
+                                            std::size_t index);
   std::optional<Problem> AddBudget(const PointResult& point, const std::optional<Correction>& correction,
                                    EvaluatedPoint& to) const;
-  Result<BudgetTerm> PlannedTerm(const UncertaintyTerm& term) const;
+  static Result<BudgetTerm> PlannedTerm(const UncertaintyTerm& term);
   // False where a number of it is not finite.
   bool Finish(EvaluatedPoint& point) const;
   std::optional<Conformity> Decision(const EvaluatedPoint& point) const;
@@ -70,7 +70,7 @@ class UnitEvaluation {
   const UnitPlan& plan_;
 };
 
-Result<BudgetTerm> UnitEvaluation::PlannedTerm(const UncertaintyTerm& term) const {
+Result<BudgetTerm> UnitEvaluation::PlannedTerm(const UncertaintyTerm& term) {
   const auto distribution = DistributionOf(term.distribution);
   if (!distribution) return Refused(TextId::kBudgetUnknownDistribution, {term.name, term.distribution});
   return BudgetTerm{.name_en = term.name,
@@ -124,7 +124,7 @@ Result<EvaluatedPoint> UnitEvaluation::Measured(const PhaseResult& phase, std::s
 }
 
 std::optional<double> UnitEvaluation::HysteresisOf(const PhaseResult& phase, const EvaluatedPhase& evaluated,
-                                                   std::size_t index) const {
+                                                   std::size_t index) {
   const PointResult& point = phase.points[index];
   for (std::size_t k = 0; k < phase.points.size(); ++k) {
     const PointResult& other = phase.points[k];

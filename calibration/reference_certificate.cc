@@ -258,7 +258,7 @@ class TextTable {
   std::optional<Problem> Take(const Fields& fields);
   std::optional<Problem> TakeKey(const Fields& fields);
   std::optional<Problem> TakePoint(const Fields& fields);
-  bool IsHeading(const Fields& fields) const;
+  static bool IsHeading(const Fields& fields);
   Problem At(TextId text, const std::string& value) const;
 
   ReferenceCertificate certificate_;
@@ -273,7 +273,7 @@ Problem TextTable::At(TextId text, const std::string& value) const {
   return Bilingual(TextId::kReferenceLine, {line, reason});
 }
 
-bool TextTable::IsHeading(const Fields& fields) const {
+bool TextTable::IsHeading(const Fields& fields) {
   const auto has = [&](const char* name) { return std::find(fields.begin(), fields.end(), name) != fields.end(); };
   return has("indication") && has("U") && (has("reference") || has("correction"));
 }
@@ -306,7 +306,7 @@ std::optional<Problem> TextTable::TakePoint(const Fields& fields) {
     values[name] = *number;
   }
   ReferencePoint point{.indication = values["indication"], .expanded = values["U"], .coverage_factor = values["k"]};
-  point.correction = values.count("correction") != 0 ? values["correction"] : values["reference"] - point.indication;
+  point.correction = values.contains("correction") ? values["correction"] : values["reference"] - point.indication;
   if (!(point.expanded > 0)) return At(TextId::kReferenceWrongNumber, fields[columns_["U"]]);
   if (!(point.coverage_factor >= 1 && point.coverage_factor <= kMaxFactor)) {
     return At(TextId::kReferenceWrongNumber, Shortened(point.coverage_factor));

@@ -85,7 +85,7 @@ class Runner {
 
   // Readings.
   std::vector<Json> ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose);
-  Json ReadSlot(std::size_t slot, Purpose purpose);
+  Json ReadSlot(std::size_t number, Purpose purpose);
   void Look();
   void CheckUnits();
   void ReadRound();
@@ -102,11 +102,11 @@ class Runner {
   void TakePhases();
   void TakePhase();
   void Preload();
-  void GoTo(double value, double dwell, const PlannedPoint& point);
+  void GoTo(double value, double dwell, const PlannedPoint& like);
   void TakePoint();
   void Approach();
   bool ReadPoint();
-  void PrepareDetectors(const PlannedPoint& point);
+  void PrepareDetectors(const PlannedPoint& to);
   StabilityState WorstState();
   void NoteState(StabilityState state);
   void CheckLimits();
@@ -116,7 +116,7 @@ class Runner {
   const PlannedPoint& point() const { return plan_.points[status_.point]; }
   void Tell(Activity activity);
   void Tell() { Tell(status_.activity); }
-  void Message(const BilingualText& text) {
+  void Message(const BilingualText& text) const {
     if (services_.observer) services_.observer->OnMessage(text);
   }
   void Summarize();

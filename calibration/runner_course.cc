@@ -97,7 +97,7 @@ void Runner::Approach() {
 bool Runner::ReadPoint() {
   const ReadingRule& rule = point().readings;
   const bool twice = rule.order == ReadingOrder::kReferenceFirstAndLast;
-  const std::size_t rounds = static_cast<std::size_t>(twice ? (rule.count + 1) / 2 : rule.count);
+  const auto rounds = static_cast<std::size_t>(twice ? (rule.count + 1) / 2 : rule.count);
   Note("reading",
        {{"p", status_.point}, {"attempt", status_.attempt}, {"w", WindowOf(slots_, plan_.units.size() + 1)}});
   taken_.assign(slots_.size(), {});

@@ -36,7 +36,7 @@ void Runner::AddJunction(Slot& slot) {
   junction.role = "junction";
   junction.ref = *slot.sensor.junction_channel;
   junction.in_plan_unit = false;
-  const std::size_t owner = static_cast<std::size_t>(&slot - slots_.data());
+  const auto owner = static_cast<std::size_t>(&slot - slots_.data());
   const std::size_t added = AddSlot(std::move(junction));
   slots_[owner].junction = added;
 }

@@ -213,7 +213,7 @@ Result<double> Sensor::Electrical(double celsius) const { return function_->Elec
 
 Result<double> Sensor::Sensitivity(double celsius) const {
   constexpr double kStep = 1e-3;
-  const auto here = Electrical(celsius);
+  auto here = Electrical(celsius);
   if (!here) return here;
   const auto above = Electrical(celsius + kStep);
   const auto below = Electrical(celsius - kStep);

@@ -161,9 +161,9 @@ Result<double> StandardThermometer::Celsius(double ohms) const {
 
 std::optional<Problem> CallendarVanDusen::Fault() const {
   if (!(r0 > 0 && std::isfinite(r0))) return Bilingual(TextId::kSensorNoResistance, {Shortened(r0)});
-  constexpr double kStep = 5;
-  for (double t = kMinCelsius; t <= kMaxCelsius; t += kStep) {
-    const ValueAndSlope here = CvdOhms(*this, t);
+  constexpr int kStep = 5;
+  for (int celsius = static_cast<int>(kMinCelsius); celsius <= kMaxCelsius; celsius += kStep) {
+    const ValueAndSlope here = CvdOhms(*this, celsius);
     if (!(here.slope > 0 && here.value > 0 && std::isfinite(here.value))) return Bilingual(TextId::kSensorNotPlatinum);
   }
   return std::nullopt;

@@ -37,9 +37,9 @@ class Reader {
   std::vector<std::string> Numbers(const xmlNode* node);
   void Fail(const xmlNode& node, TextId text, const std::string& value);
 
-  MultilingualText Text(const xmlNode* node) const;
+  static MultilingualText Text(const xmlNode* node);
   MultilingualText TextIn(const xmlNode& parent, std::string_view name) const { return Text(ChildOf(&parent, name)); }
-  std::vector<std::string> Texts(const xmlNode& parent, std::string_view name) const;
+  static std::vector<std::string> Texts(const xmlNode& parent, std::string_view name);
   CertificateContact Contact(const xmlNode* node) const;
   std::vector<CertificateIdentification> Identifications(const xmlNode& parent) const;
   std::vector<CertificateSoftware> Software(const xmlNode* list) const;
@@ -78,7 +78,7 @@ std::vector<std::string> Reader::Numbers(const xmlNode* node) {
 }
 
 // A text has its contents; formulas and files beside them are skipped.
-MultilingualText Reader::Text(const xmlNode* node) const {
+MultilingualText Reader::Text(const xmlNode* node) {
   MultilingualText text;
   ForEachChild(node, "content", [&](const xmlNode& content) {
     std::string words = TextOf(&content);
@@ -87,7 +87,7 @@ MultilingualText Reader::Text(const xmlNode* node) const {
   return text;
 }
 
-std::vector<std::string> Reader::Texts(const xmlNode& parent, std::string_view name) const {
+std::vector<std::string> Reader::Texts(const xmlNode& parent, std::string_view name) {
   std::vector<std::string> texts;
   ForEachChild(&parent, name, [&](const xmlNode& node) { texts.push_back(TextOf(&node)); });
   return texts;

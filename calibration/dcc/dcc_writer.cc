@@ -40,7 +40,7 @@ class Writer {
   void AddSiValue(xmlNode* parent, const char* name, const std::string& text);
   void AddText(xmlNode* parent, const char* name, const MultilingualText& text);
   void AddContents(xmlNode* node, const MultilingualText& text);
-  void SetRefType(xmlNode* node, const std::string& type);
+  static void SetRefType(xmlNode* node, const std::string& type);
 
   void AddSoftware(xmlNode* parent, const char* name, const std::vector<CertificateSoftware>& software);
   void AddRefTypeDefinitions(xmlNode* parent);

@@ -26,6 +26,7 @@ void OnDocumentType(void* context, const xmlChar* /*name*/, const xmlChar* /*ext
   xmlStopParser(static_cast<xmlParserCtxt*>(context));
 }
 
+// NOLINTNEXTLINE(readability-function-size): the parser's own list of parameters
 void OnElement(void* context, const xmlChar* local_name, const xmlChar* prefix, const xmlChar* uri, int namespaces,
                const xmlChar** namespace_list, int attributes, int defaulted, const xmlChar** attribute_list) {
   std::size_t& elements = WatchOf(context).elements;

@@ -41,14 +41,14 @@ Result<void> SignCertificate(const std::string& path, const std::string& key_and
   if (!prepared) return tl::unexpected(prepared.error());
   const ScratchFile unsigned_file{path + ".unsigned"};
   const ScratchFile signed_file{path + ".signed"};
-  if (const auto written = WriteDocument(unsigned_file.path, *prepared); !written) return written;
-  const auto done = RunXmlsec({"--sign", "--privkey-pem", key_and_certificate, "--output",
-                               PathArgument(signed_file.path), PathArgument(unsigned_file.path)},
-                              Bilingual(TextId::kSignatureNoSignature, {path, key_and_certificate}));
+  if (auto written = WriteDocument(unsigned_file.path, *prepared); !written) return written;
+  auto done = RunXmlsec({"--sign", "--privkey-pem", key_and_certificate, "--output", PathArgument(signed_file.path),
+                         PathArgument(unsigned_file.path)},
+                        Bilingual(TextId::kSignatureNoSignature, {path, key_and_certificate}));
   if (!done) return done;
   // What is signed with a key that is not the certificate's would be refused by everybody.
   const std::string certificate = key_and_certificate.substr(key_and_certificate.find(',') + 1);
-  const auto holds = RunXmlsec(
+  auto holds = RunXmlsec(
       {"--verify", "--enabled-key-data", "rsa", "--pubkey-cert-pem", certificate, PathArgument(signed_file.path)},
       Bilingual(TextId::kSignatureOtherKey, {key_and_certificate}));
   if (!holds) return holds;
@@ -60,12 +60,12 @@ Result<void> TrySigning(const std::string& key_and_certificate) {
   const auto folder = std::filesystem::temp_directory_path(failed);
   const std::string name = "ulix-signature-" + std::to_string(std::random_device()()) + ".xml";
   const ScratchFile trial{failed ? name : (folder / name).string()};
-  const auto written = WriteDocument(trial.path, "<trial/>");
+  auto written = WriteDocument(trial.path, "<trial/>");
   return written ? SignCertificate(trial.path, key_and_certificate) : written;
 }
 
 Result<void> VerifyCertificate(const std::string& path, const std::string& trusted) {
-  const auto covered = ReadDocument(path).and_then([](const std::string& xml) { return CheckSignatureCoversAll(xml); });
+  auto covered = ReadDocument(path).and_then([](const std::string& xml) { return CheckSignatureCoversAll(xml); });
   if (!covered) return covered;
   return RunXmlsec({"--verify", "--enabled-key-data", "x509", "--enabled-reference-uris", "empty", "--trusted-pem",
                     trusted, PathArgument(path)},

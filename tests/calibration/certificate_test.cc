@@ -89,6 +89,12 @@ TEST(Evaluate, AnUncertaintyThatIsNotFinite_IsNoPass) {
   EXPECT_FALSE(ReferenceFromTable("indication;correction;U\n0;-1e200;0.1\n"));
 }
 
+TEST(BuildCertificate, TheTolerance_HasACommaInFrench) {
+  std::string texts;
+  for (const CertificateStatement& statement : ExampleCertificate().statements) texts += statement.declaration.In("fr");
+  EXPECT_NE(texts.find("±0,5 °C"), std::string::npos) << texts;
+}
+
 TEST(CertificateGaps, APlace_IsACountryOfTheWorld) {
   Plan plan = ExamplePlan();
   EXPECT_TRUE(CertificateGaps(plan).empty());
