@@ -38,11 +38,10 @@ void CheckReplies(std::string_view bytes) {
 void CheckProgram(std::string_view bytes) {
   const memolog::Words words = memolog::WordsOf(bytes);
   memolog::Program program;
-  const memolog::ProgramLayout* layout = memolog::LayoutOf(memolog::SimulatedProgramMark());
   for (std::size_t at = 0; at < words.size();) {
     const std::size_t length = std::min<std::size_t>(words[at] % 197, words.size() - at - 1);
     const auto start = words.begin() + static_cast<std::ptrdiff_t>(at + 1);
-    layout->Add({start, start + static_cast<std::ptrdiff_t>(length)}, program);
+    memolog::AddRecord({start, start + static_cast<std::ptrdiff_t>(length)}, program);
     at += 1 + length;
   }
   for (std::uint32_t block = 0; block <= 100; ++block) memolog::CycleOf(program, block);

@@ -68,14 +68,10 @@ HRESULT MemologDriver::Tell(Command command, const Words& data) {
   return OnLogger([&](ModbusRegisters& registers) { return Mailbox(registers).Tell(command, data); });
 }
 
-Expected<Words> MemologDriver::Ask(Conversation& talk, Command command, const Words& data, std::size_t at_once) {
-  if (sending_) return Failure(memologCtlErrMemLocked);
-  return OnRegisters(talk, [&](ModbusRegisters& registers) { return Mailbox(registers).Ask(command, data, at_once); });
-}
-
 Expected<Words> MemologDriver::Ask(Command command, const Words& data, std::size_t at_once, unsigned* forgotten) {
-  return Exchange([&](Conversation& talk) {
-    auto reply = Ask(talk, command, data, at_once);
+  return OnLogger([&](ModbusRegisters& registers) -> Expected<Words> {
+    if (sending_) return Failure(memologCtlErrMemLocked);
+    auto reply = Mailbox(registers).Ask(command, data, at_once);
     if (forgotten) *forgotten = TimesForgotten();
     return reply;
   });

@@ -58,7 +58,6 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
   auto OnLogger(Body&& body);
   // With the conversation of an exchange.
   static Expected<std::string> AskIdentification(Conversation& talk);
-  Expected<Words> Ask(Conversation& talk, Command command, const Words& data, std::size_t at_once);
   // Exchanges of one mailbox operation each.
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "drivers/common_texts.h"
 #include "drivers/loggers/memolog/protocol.h"
 
 namespace ulix::memolog {
@@ -22,59 +23,31 @@ std::uint32_t TwoWords(std::uint16_t low, std::uint16_t high) { return std::uint
 //   limit:             flags | value as a float, 2 words | 2 words not used
 //
 // Low words and low bytes first. Other kinds are for others.
-class SimulatedLayout final : public ProgramLayout {
- public:
-  bool Knows(const ProgramRecord& first) const override { return first == SimulatedProgramMark(); }
-  void Add(const ProgramRecord& record, Program& program) const override {
-    constexpr std::uint16_t kBlock = 2;
-    constexpr std::uint16_t kSequence = 3;
-    constexpr std::uint16_t kChannel = 4;
-    if (record.size() < 3) return;
-    const std::uint16_t number = record[1];
-    if (record[0] == kBlock && number >= 1 && number <= kLastMemBlock + 1 && record[2] != 0) {
-      program.blocks[number - 1U] = record[2];
-    } else if (record[0] == kSequence && record.size() >= 6) {
-      program.sequences.push_back(SequenceIn(record));
-    } else if (record[0] == kChannel && number >= 1 && number <= kChannelCount && record.size() >= 21) {
-      program.channels[number - 1U] = ChannelIn(record);
-    }
-  }
+LimitDescriptor LimitIn(const ProgramRecord& record, std::size_t at) {
+  return {LowByte(record[at]), std::bit_cast<float>(TwoWords(record[at + 1], record[at + 2]))};
+}
 
- private:
-  static Sequence SequenceIn(const ProgramRecord& record) {
-    Sequence sequence{record[2], LowByte(record[3]), TwoWords(record[4], record[5]), {}};
-    const auto end = std::find(record.begin() + 6, record.end(), 0);
-    sequence.channels.assign(record.begin() + 6, end);
-    return sequence;
-  }
+Sequence SequenceIn(const ProgramRecord& record) {
+  Sequence sequence{record[2], LowByte(record[3]), TwoWords(record[4], record[5]), {}};
+  const auto end = std::find(record.begin() + 6, record.end(), 0);
+  sequence.channels.assign(record.begin() + 6, end);
+  return sequence;
+}
 
-  static ChannelRecord ChannelIn(const ProgramRecord& record) {
-    static constexpr std::array kUnits = {"",
-                                          "V",
-                                          "mV",
-                                          "mA",
-                                          "Ohm",
-                                          "\xB0"
-                                          "C",
-                                          "%",
-                                          "bar"};
-    ChannelRecord channel;
-    channel.name = BytesOf(std::span(record).subspan(2, 4));
-    channel.name.resize(std::min(channel.name.find('\0'), channel.name.size()));
-    channel.type = LowByte(record[6]);
-    const std::size_t unit = HighByte(record[6]);
-    channel.unit = unit < kUnits.size() ? kUnits[unit] : "";
-    channel.resolution = std::min<int>(record[7], 6);
-    for (std::size_t i = 0; i < channel.limits.size(); ++i) channel.limits[i] = LimitIn(record, 8 + 5 * i);
-    channel.measuring_time = TwoWords(record[18], record[19]);
-    if (record[20] != 0) channel.value_register = record[20];
-    return channel;
-  }
-
-  static LimitDescriptor LimitIn(const ProgramRecord& record, std::size_t at) {
-    return {LowByte(record[at]), std::bit_cast<float>(TwoWords(record[at + 1], record[at + 2]))};
-  }
-};
+ChannelRecord ChannelIn(const ProgramRecord& record) {
+  static constexpr std::array kUnits = {"", "V", "mV", "mA", "Ohm", kCelsiusText, "%", "bar"};
+  ChannelRecord channel;
+  channel.name = BytesOf(std::span(record).subspan(2, 4));
+  channel.name.resize(std::min(channel.name.find('\0'), channel.name.size()));
+  channel.type = LowByte(record[6]);
+  const std::size_t unit = HighByte(record[6]);
+  channel.unit = unit < kUnits.size() ? kUnits[unit] : "";
+  channel.resolution = std::min<int>(record[7], 6);
+  for (std::size_t i = 0; i < channel.limits.size(); ++i) channel.limits[i] = LimitIn(record, 8 + 5 * i);
+  channel.measuring_time = TwoWords(record[18], record[19]);
+  if (record[20] != 0) channel.value_register = record[20];
+  return channel;
+}
 
 // Calls `take` with the first and the last channel of each entry of a sequence's list.
 template <typename Take>
@@ -97,9 +70,21 @@ std::uint32_t MeasuringTime(const Program& program, std::int32_t first, std::int
 
 }  // namespace
 
-const ProgramLayout* LayoutOf(const ProgramRecord& first) {
-  static const SimulatedLayout simulated;
-  return simulated.Knows(first) ? &simulated : nullptr;
+bool HasKnownLayout(const ProgramRecord& first) { return first == SimulatedProgramMark(); }
+
+void AddRecord(const ProgramRecord& record, Program& program) {
+  constexpr std::uint16_t kBlock = 2;
+  constexpr std::uint16_t kSequence = 3;
+  constexpr std::uint16_t kChannel = 4;
+  if (record.size() < 3) return;
+  const std::uint16_t number = record[1];
+  if (record[0] == kBlock && number >= 1 && number <= kLastMemBlock + 1 && record[2] != 0) {
+    program.blocks[number - 1U] = record[2];
+  } else if (record[0] == kSequence && record.size() >= 6) {
+    program.sequences.push_back(SequenceIn(record));
+  } else if (record[0] == kChannel && number >= 1 && number <= kChannelCount && record.size() >= 21) {
+    program.channels[number - 1U] = ChannelIn(record);
+  }
 }
 
 ProgramRecord SimulatedProgramMark() {

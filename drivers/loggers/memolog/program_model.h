@@ -46,21 +46,15 @@ struct Program {
   std::map<ChannelId, ChannelRecord> channels;  // programmed ones only
 };
 
-// THE PLACE TO COMPLETE for a real logger: how a program's records are laid out is not known. Whoever knows it derives
-// from this and adds the class to the list in LayoutOf; nothing else changes.
-class ProgramLayout {
- public:
-  virtual ~ProgramLayout() = default;
-  // Whether a program is laid out so, by its first record. Nothing is taken from a program that no layout knows: it has
-  // neither channels nor blocks, since values from guessed registers would be wrong ones.
-  virtual bool Knows(const ProgramRecord& first) const = 0;
-  // Adds what one record says. A record that says nothing known is passed over.
-  virtual void Add(const ProgramRecord& record, Program& program) const = 0;
-};
+// THE PLACE TO COMPLETE for a real logger: how a program's records are laid out is not known. There is one layout so
+// far, that of the simulated logger's program (docs/instruments/memolog.md). Whoever knows another completes these two
+// functions; nothing else changes.
 
-// The layout of the program that begins with that record; null when it is not known. There is one so far, that of the
-// simulated logger's program (docs/instruments/memolog.md).
-const ProgramLayout* LayoutOf(const ProgramRecord& first);
+// Whether the layout of a program is known, by its first record. Nothing is taken from another program: it has neither
+// channels nor blocks, since values from guessed registers would be wrong ones.
+bool HasKnownLayout(const ProgramRecord& first);
+// Adds what one record of such a program says. A record that says nothing known is passed over.
+void AddRecord(const ProgramRecord& record, Program& program);
 
 // The record that the simulated logger's program begins with, and no other program.
 ProgramRecord SimulatedProgramMark();

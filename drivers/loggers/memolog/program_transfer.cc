@@ -78,11 +78,11 @@ Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRec
   auto program = std::make_shared<Program>();
   const std::uint32_t count = (*counted)[kCountAt];
   auto record = ReadRecord(kFirstRecord, {});
-  const ProgramLayout* layout = record ? LayoutOf(*record) : nullptr;
+  const bool known = record && HasKnownLayout(*record);
   std::set<ProgramRecord> heads;
   bool ends = true;
   while (record && !record->empty() && ends) {
-    if (layout) layout->Add(*record, *program);
+    if (known) AddRecord(*record, *program);
     const auto number = static_cast<std::uint32_t>(heads.size() + 1);
     if (const HRESULT result = take(*record, number, std::max(count, number)); Failed(result)) return Failure(result);
     record->resize(2);
