@@ -24,8 +24,8 @@ Expected<std::string> QueryAfterClear(Conversation& talk, std::string_view query
 }  // namespace
 
 Adt760Driver::Adt760Driver(const DriverServices& services)
-    : Driver(kCard, UsbWire(
-                        adt761CtlErrWinUsbNotLoaded, [this] { return WantedDevice(); }, services)) {}
+    : IdentifiedDriver(kCard, UsbWire(
+                                  adt761CtlErrWinUsbNotLoaded, [this] { return WantedDevice(); }, services)) {}
 
 // A text that is no GUID names no device; without one the device is looked for.
 Expected<UsbIdentity> Adt760Driver::WantedDevice() const {
@@ -37,25 +37,22 @@ Expected<UsbIdentity> Adt760Driver::WantedDevice() const {
                      .product = static_cast<std::uint16_t>(CodeIn(*record, kSettings[kProduct]))};
 }
 
-bool Adt760Driver::IdentifiesOnConnect() const { return CodeIn(*settings().Current(), kSettings[kIdentify]) != 0; }
-
 Expected<bool> Adt760Driver::StartSession(Conversation& talk) {
-  if (const HRESULT result = talk.Send(kClearErrors); Failed(result)) return Failure(result);
-  if (!IdentifiesOnConnect()) return true;
-  const auto identification = talk.QueryText(kIdentifyQuery, kReply);
-  if (!identification) return Failure(identification.error());
-  if (!IsAdt760(*identification)) return Failure(adt760CtlErrNotAdt760);
-  return Started(talk.Admit(std::string(Trimmed(*identification)), adt760CtlErrNotAdt760));
+  const HRESULT result = talk.Send(kClearErrors);
+  return Failed(result) ? Failure(result) : IdentifiedDriver::StartSession(talk);
 }
 
 // Where the host does not want to know which instrument it is, any may be there. What the error queue says while the
 // line is out of sync was never anybody's: it is cleared at the start of each operation.
-SyncQuery Adt760Driver::sync_query() const {
-  if (!IdentifiesOnConnect()) return {};
-  return {.query = kIdentifyQuery, .alternate = kErrorQuery};
+IdentityQuery Adt760Driver::identity_query() const {
+  const bool wanted = CodeIn(*settings().Current(), kSettings[kIdentify]) != 0;
+  return {.query = wanted ? kIdentifyQuery : std::string_view(),
+          .reply = kReply,
+          .other_instrument = adt760CtlErrNotAdt760,
+          .alternate = kErrorQuery};
 }
 
-bool Adt760Driver::IsSyncReply(std::string_view reply) const { return IdentifiesOnConnect() && IsAdt760(reply); }
+bool Adt760Driver::IsModel(std::string_view identification) const { return IsAdt760(identification); }
 
 Expected<std::string> Adt760Driver::Identify() {
   return Exchange([](Conversation& talk) -> Expected<std::string> {

@@ -6,13 +6,13 @@
 #include <string>
 #include <string_view>
 
-#include "drivers/driver.h"
+#include "drivers/identified_driver.h"
 #include "drivers/others/adt760/tables.h"
 #include "platform/mutex.h"
 
 namespace ulix::adt760 {
 
-class Adt760Driver final : public Driver {
+class Adt760Driver final : public IdentifiedDriver {
  public:
   explicit Adt760Driver(const DriverServices& services);
 
@@ -28,9 +28,8 @@ class Adt760Driver final : public Driver {
 
  private:
   Expected<bool> StartSession(Conversation& talk) override;
-  SyncQuery sync_query() const override;
-  bool IsSyncReply(std::string_view reply) const override;
-  bool IdentifiesOnConnect() const;
+  IdentityQuery identity_query() const override;
+  bool IsModel(std::string_view identification) const override;
   Expected<UsbIdentity> WantedDevice() const;
 
   Expected<float> Measure(Conversation& talk, ChannelId id);
