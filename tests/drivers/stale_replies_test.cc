@@ -4,6 +4,7 @@
 #include <string>
 
 #include "sessions/outstanding_replies.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/reader_bench.h"
 
 namespace ulix {
@@ -230,6 +231,28 @@ TEST(OutstandingRepliesTest, ReplyReceived_RemovesTheQueriesBeforeTheFirstItCanA
   EXPECT_TRUE(outstanding.Expects(kSync));
   outstanding.OnReceived(kSync);
   EXPECT_TRUE(outstanding.empty());
+}
+
+// Handshakes on a mute line go on sending.
+TEST(OutstandingRepliesTest, ManyQueries_EachIsCountedWithoutAnAllocation) {
+  using enum ReplyKind;
+  constexpr int kMany = 500;
+  OutstandingReplies outstanding;
+  {
+    const FailingAllocation failing(1);
+    for (int i = 0; i < kMany; ++i) {
+      outstanding.OnSent(kSync);
+      outstanding.OnSent(kAmbiguous);
+    }
+    EXPECT_FALSE(failing.Happened());
+  }
+  EXPECT_TRUE(outstanding.full());
+  for (int i = 0; i < kMany; ++i) {
+    EXPECT_TRUE(outstanding.Expects(kSync)) << i;
+    outstanding.OnReceived(kSync);
+  }
+  EXPECT_FALSE(outstanding.Expects(kSync));
+  EXPECT_TRUE(outstanding.Expects(kAmbiguous));
 }
 
 }  // namespace
