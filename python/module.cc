@@ -361,7 +361,7 @@ std::vector<std::pair<std::string, std::string>> Models() {
   return models;
 }
 
-// Line, path, message, whether it is only a warning.
+// Line, path, message in English, whether it is only a warning.
 using ProblemTuple = std::tuple<int, std::string, std::string, bool>;
 
 py::dict PlanOf(const std::string& text, const std::string& folder) {
@@ -371,7 +371,7 @@ py::dict PlanOf(const std::string& text, const std::string& folder) {
     loaded = calibration::LoadPlan(text, folder);
   }
   std::vector<ProblemTuple> problems;
-  for (const auto& p : loaded.problems) problems.emplace_back(p.line, p.path, p.message, p.warning);
+  for (const auto& p : loaded.problems) problems.emplace_back(p.line, p.path, p.message.en, p.warning);
   std::vector<std::tuple<double, bool, int>> points;
   for (const auto& p : loaded.plan.points) {
     points.emplace_back(p.value, p.direction == calibration::Direction::kRising, p.cycle);
