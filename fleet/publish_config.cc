@@ -149,7 +149,8 @@ class ConfigChecker {
 
   void Check() {
     if (config_.instruments.empty()) Refuse(0, "instruments", "names no instrument");
-    if (config_.instruments.size() > kMaxInstruments) Refuse(0, "instruments", "are more than 200; a second publisher takes the others, with another node");
+    if (config_.instruments.size() > kMaxInstruments)
+      Refuse(0, "instruments", "are more than 200; a second publisher takes the others, with another node");
     std::vector<calibration::PlannedInstrument> planned;
     for (const PublishedInstrument& instrument : config_.instruments) {
       CheckOne(instrument);
