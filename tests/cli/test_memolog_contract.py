@@ -158,6 +158,8 @@ class MemologTest(contract.ContractTest):
             self.assertEqual(out[63], {"channel": 6, "value": None, "error": 0xFFFFFFFD,
                                        "time": "1997-01-01T00:00:32.359"})
             self.assertEqual((logger.frozen, len(logger.blocks[1])), (set(), 65))
+            plain = self.succeed("memory", "memolog", "read", 0, *logger.where, "--no-config")
+            self.assertEqual(plain.splitlines()[63], "1997-01-01T00:00:32.359  CH7  logger's own code -3")
 
     def test_clear_removes_only_the_records_read(self):
         logger = self.logger()

@@ -43,6 +43,14 @@ class WordsTest(ContractTest):
         self.env["ULIX_COM5"] = "bogus://bench:1"
         self.refused("bogus://bench:1: no URL of a port; takes tcp://HOST:PORT", "read", "kelvo10", "--port", "5", status=1)
 
+    def test_wrong_usage_is_told_in_the_users_language(self):
+        for said, args in (("n'est pas une voie ; attend un num\u00e9ro ou un nom : 0 IN", ["read", "kelvo10", "INN", "--port", "sim"]),
+                           (" ; vouliez-vous dire 'IN' ?", ["read", "kelvo10", "INN", "--port", "sim"]),
+                           ("'kelvo11' n'est pas un mod\u00e8le", ["read", "kelvo11", "--port", "sim"]),
+                           ("input-function ne peut pas \u00eatre 'X' ; attend", ["config", "kelvo10", "show", "--set", "input-function=X"]),
+                           ("'12;5' n'est pas une valeur", ["set", "kelvo10", "OUT", "12;5", "--port", "sim"])):
+            self.refused(said, *args, "--lang", "fr")
+
     def test_what_cannot_be_done_together_is_refused(self):
         scan = "scan", "kelvo10", "--port", "sim", "--period", 100, "--count", 1
         self.refused("--csv: '-' is standard output", *scan, "--csv", "-", "--json")

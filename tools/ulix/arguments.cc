@@ -22,6 +22,7 @@
 #include "tools/ulix/csv.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/suggestion.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -142,14 +143,13 @@ std::string MissingText(const CLI::Option& option) {
 PortArgument ParsePort(std::string_view text) {
   if (EqualIgnoringCase(text, "sim")) return SimulatedPort{};
   if (IsUrl(text) && !ParsePortUrl(text)) {
-    throw UsageError("--port", "'" + std::string(text) + "' is no port; takes tcp://HOST:PORT or rfc2217://HOST:PORT");
+    throw UsageError("--port", Shown(TextId::kUrlOfNoPort, {std::string(text)}));
   }
   if (text.find_first_of("/\\") != std::string_view::npos) return std::string(text);
   const bool named = EqualIgnoringCase(text.substr(0, 3), "COM");
   const auto number = WholeInteger(named ? text.substr(3) : text, 10);
   if (number && *number >= 1 && *number <= kHighestPort) return static_cast<int>(*number);
-  throw UsageError("--port", "'" + std::string(text) +
-                                 "' is no port; takes a number, COMn, a device path (with a '/'), a URL or sim");
+  throw UsageError("--port", Shown(TextId::kNotAPort, {std::string(text)}));
 }
 
 HRESULT ParseCode(std::string_view text) {
@@ -165,7 +165,7 @@ HRESULT ParseCode(std::string_view text) {
 float ParseValue(const std::string& text) {
   const std::optional<double> value = TypedNumber(text);
   if (value && std::abs(*value) <= std::numeric_limits<float>::max()) return static_cast<float>(*value);
-  throw UsageError("VALUE", "'" + text + "' is no value; takes a finite number such as 12.5");
+  throw UsageError("VALUE", Shown(TextId::kNotAValue, {text}));
 }
 
 std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text) {
@@ -185,15 +185,14 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
   const auto [key, value] = ParseAssignment("--set", assignment);
   const SettingRow* row = settings.Find(key);
   if (row == nullptr) {
-    throw UsageError("--set",
-                     "'" + key + "' is not a setting; takes " + Keys(settings) + DidYouMean(key, AllKeys(settings)));
+    throw UsageError("--set", Shown(TextId::kNotASetting, {key, Keys(settings)}) + DidYouMean(key, AllKeys(settings)));
   }
   auto text = LibraryText(value);
   // Users type a real number with their own decimal separator.
   const auto number = row->type == VariantType::kR4 ? TypedNumber(value) : std::nullopt;
   if (number) text = FormatShortest(static_cast<float>(*number));
   if (!text || Failed(settings.SetText(*row, *text))) {
-    throw UsageError("--set", std::string(row->key) + " cannot be '" + value + "'; takes " + AllowedValues(*row));
+    throw UsageError("--set", Shown(TextId::kSettingCannotBe, {row->key, value, AllowedValues(*row)}));
   }
 }
 
@@ -205,7 +204,7 @@ void CheckOneOutput(const std::string& csv, bool json) {
 void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report) {
   const auto check = [](const char* name, const std::string& file, const std::string& other) {
     if (file.empty() || other.empty() || !IsSameFile(file, other)) return;
-    throw UsageError(name, "'" + file + "' is asked for twice; takes a file of its own");
+    throw UsageError(name, Shown(TextId::kAskedForTwice, {file}));
   };
   check("--csv", csv, plot);
   check("--csv", csv, report);
@@ -228,14 +227,14 @@ std::string AllowedValues(const SettingRow& row) {
 void CheckMayReplace(const std::string& argument, const std::string& file, bool force) {
   std::error_code failed;
   if (file.empty() || force || !std::filesystem::is_regular_file(platform::PathOf(file), failed)) return;
-  throw UsageError(argument, "'" + file + "' is there already; --force replaces it");
+  throw UsageError(argument, Shown(TextId::kFileIsThere, {file}));
 }
 
 void CheckKind(const std::string& argument, const std::string& file, const std::string& extension) {
   const std::filesystem::path path = platform::PathOf(file);
   if (file.empty() || platform::IsNoFile(path)) return;
   if (EqualIgnoringCase(path.extension().string(), extension)) return;
-  throw UsageError(argument, "'" + file + "' cannot be made; takes a file whose name ends in " + extension);
+  throw UsageError(argument, Shown(TextId::kWrongExtension, {file, extension}));
 }
 
 }  // namespace ulix::cli

@@ -29,8 +29,7 @@ const Channel& Find(std::span<const Channel> channels, const std::string& asked)
   if (found != channels.end()) return *found;
   std::vector<std::string> names;
   for (const Channel& channel : channels) names.push_back(channel.name);
-  throw UsageError("CHANNEL", "'" + asked + "' is not a channel; takes an id or a name: " + NamesOf(channels) +
-                                  DidYouMean(asked, names));
+  throw UsageError("CHANNEL", Shown(TextId::kNotAChannel, {asked, NamesOf(channels)}) + DidYouMean(asked, names));
 }
 
 }  // namespace
@@ -78,7 +77,7 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
   }
   for (const std::string& text : asked) {
     const Channel& channel = Find(channels, text);
-    if (channel.direction == ChanOut) throw UsageError("CHANNEL", channel.name + " is an output: it can only be set");
+    if (channel.direction == ChanOut) throw UsageError("CHANNEL", Shown(TextId::kIsOutput, {channel.name}));
     const bool again =
         std::any_of(selected.begin(), selected.end(), [&](const Channel& c) { return c.id == channel.id; });
     if (!again) selected.push_back(channel);
@@ -89,7 +88,7 @@ std::vector<Channel> SelectInputs(std::span<const Channel> channels, std::span<c
 
 Channel SelectOutput(std::span<const Channel> channels, const std::string& asked) {
   const Channel& channel = Find(channels, asked);
-  if (channel.direction == ChanIn) throw UsageError("CHANNEL", channel.name + " is an input: it cannot be set");
+  if (channel.direction == ChanIn) throw UsageError("CHANNEL", Shown(TextId::kIsInput, {channel.name}));
   return channel;
 }
 

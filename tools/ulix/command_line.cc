@@ -67,9 +67,10 @@ std::vector<std::string> VerbNames() {
 
 std::string WhichVerb(const std::string& typed) {
   const auto names = VerbNames();
-  std::string message = typed.empty() ? "is missing; takes" : "'" + typed + "' is no verb; takes";
-  for (const std::string& name : names) message += (name == names.front() ? " " : ", ") + name;
-  return message + DidYouMean(typed, names);
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+  if (typed.empty()) return Shown(TextId::kIsMissing, {list});
+  return Shown(TextId::kNotAVerb, {typed, list}) + DidYouMean(typed, names);
 }
 
 // The first typed argument that is no verb, option or value.
@@ -85,7 +86,7 @@ std::string WhichOption(const CLI::App& verb, const std::string& typed) {
   for (const CLI::Option* option : verb.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
   }
-  return "is no option of " + verb.get_name() + DidYouMean(typed.substr(0, typed.find('=')), names);
+  return Shown(TextId::kNoOptionOf, {verb.get_name()}) + DidYouMean(typed.substr(0, typed.find('=')), names);
 }
 
 void CheckNothingIsMissing(const CLI::App& verb) {
@@ -147,7 +148,7 @@ int RunVerb(int argc, char** argv) {
   } catch (const CLI::ArgumentMismatch& mismatch) {
     const std::string what = mismatch.what();
     if (!what.ends_with(" missing")) throw;
-    throw UsageError(what.substr(0, what.find(':')), "is given without its value");
+    throw UsageError(what.substr(0, what.find(':')), Shown(TextId::kWithoutValue));
   } catch (const CLI::RequiredError&) {
     if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(FirstUnknown(app)));
     CheckNothingIsMissing(*app.get_subcommands().front());

@@ -41,7 +41,7 @@ CLI::Option* AddChoice(CLI::App& verb, const std::string& name, std::vector<std:
   const auto handle = [=](const std::string& text) {
     const auto chosen = std::find_if(choices.begin(), choices.end(),
                                      [&](const std::string& choice) { return EqualIgnoringCase(choice, text); });
-    if (chosen == choices.end()) throw UsageError(name, "'" + text + "' is not known; takes " + allowed);
+    if (chosen == choices.end()) throw UsageError(name, Shown(TextId::kNotAllowed, {text, allowed}));
     take(static_cast<std::size_t>(chosen - choices.begin()));
   };
   return verb.add_option_function<std::string>(name, handle, help)->type_name(allowed);
@@ -127,7 +127,7 @@ std::vector<std::string> ModelIds() {
 std::string NotAModel(const std::string& word) {
   const auto name = [](const CatalogueEntry& entry) { return entry.card->model_id; };
   if (FindModel(word)) return {};
-  return "'" + word + "' is no model; takes " + Joined(Catalogue(), ", ", name) + DidYouMean(word, ModelIds());
+  return Shown(TextId::kNotAModel, {word, Joined(Catalogue(), ", ", name)}) + DidYouMean(word, ModelIds());
 }
 
 // The instrument's own number of a failure: that of a logger's record, or the one within the model's block of codes.
@@ -239,7 +239,7 @@ void AddModel(CLI::App& verb, ConnectionOptions& options) {
 
 void CheckModel(const std::string& word) {
   if (word.empty())
-    throw UsageError("MODEL", "is missing; takes " + Joined(ModelIds(), ", ", [](const auto& id) { return id; }));
+    throw UsageError("MODEL", Shown(TextId::kIsMissing, {Joined(ModelIds(), ", ", [](const auto& id) { return id; })}));
   if (const std::string wrong = NotAModel(word); !wrong.empty()) throw UsageError("MODEL", wrong);
 }
 
@@ -331,7 +331,7 @@ void Session::ConfigureNetwork(const ConnectionOptions& options) {
   const HRESULT result = instrument_.GetNetworkAddress(&address);
   const char* argument = options.host.empty() ? "--tcp-port" : "--host";
   if (result == E_NOTIMPL && options.host.empty() && !options.tcp_port) return;
-  if (result == E_NOTIMPL) throw UsageError(argument, options.model + " is not on a network");
+  if (result == E_NOTIMPL) throw UsageError(argument, Shown(TextId::kNotOnNetwork, {options.model}));
   Check(result);
   if (!options.port.empty()) address.reset();
   if (!options.host.empty()) address = NetworkAddress{options.host, address.value_or(NetworkAddress()).port};
@@ -345,7 +345,7 @@ void Session::ConfigureLine(const ConnectionOptions& options) {
   if (port.empty() && !options.baud_rate && options.line.empty()) return;
   SerialParams params;
   const HRESULT result = instrument_.GetSerialParams(&params);
-  if (result == E_NOTIMPL) throw UsageError("--port", options.model + " is not on a serial line");
+  if (result == E_NOTIMPL) throw UsageError("--port", Shown(TextId::kNotOnSerialLine, {options.model}));
   Check(result);
   if (!port.empty()) SetPort(params, ParsePort(port));
   params = WithLineSettings(params, options);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -47,7 +48,7 @@ std::string NearestOf(std::string_view typed, std::span<const std::string> candi
 
 std::string DidYouMean(std::string_view typed, std::span<const std::string> candidates) {
   const std::string nearest = NearestOf(typed, candidates);
-  return nearest.empty() ? nearest : "; did you mean '" + nearest + "'?";
+  return nearest.empty() ? nearest : Shown(TextId::kDidYouMean, {nearest});
 }
 
 }  // namespace ulix::cli
