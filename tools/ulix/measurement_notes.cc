@@ -29,10 +29,13 @@ std::string NoteLine(const std::string& key, std::string text) {
 std::string SettingLines(Session& session) {
   const Settings& settings = session.instrument().settings();
   std::string lines;
+  bool all = true;
   for (const SettingRow& row : settings.rows()) {
-    if (session.IsKnown(row)) lines += NoteLine(std::string("setting ") + row.key, Shown(settings.TextOf(row)));
+    const bool known = session.IsKnown(row);
+    if (known) lines += NoteLine(std::string("setting ") + row.key, Shown(settings.TextOf(row)));
+    all = all && known;
   }
-  return lines;
+  return all ? lines : lines + NoteLine(kOtherSettingsNote, "not asked");
 }
 
 }  // namespace

@@ -19,6 +19,9 @@ struct MeasurementNotes {
   std::string note;
 };
 
+// The key of the line of a CSV that says that the settings it does not list were not asked.
+inline constexpr char kOtherSettingsNote[] = "other settings";
+
 // Adds --title, --operator and --note. `notes` must outlive the parsing.
 void AddNotes(CLI::App& verb, MeasurementNotes& notes);
 

@@ -89,9 +89,9 @@ void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language
     const auto text = LibraryText(measurement.Note(std::string("setting ") + row.key));
     if (text && !text->empty() && Succeeded(settings.SetText(row, *text))) noted.insert(row.key);
   }
-  if (noted.empty()) return;  // An empty text has no note.
-  AddSettings(facts, settings, language,
-              [&](const SettingRow& row) { return row.type == VariantType::kBstr || noted.count(row.key) != 0; });
+  if (noted.empty()) return;
+  const bool all = measurement.Note(kOtherSettingsNote).empty();
+  AddSettings(facts, settings, language, [&](const SettingRow& row) { return all || noted.count(row.key) != 0; });
 }
 
 }  // namespace
