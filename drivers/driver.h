@@ -34,6 +34,7 @@ inline Reading ReadingOf(const Expected<Measured>& measured) {
   return measured ? Reading{S_OK, measured->value, measured->doubt} : Reading{.code = measured.error()};
 }
 
+// A limit of a channel, in the channel's unit. With LimitNo there is none.
 struct ChannelLimit {
   float value = 0.0F;
   eLimitLevel level = LimitNo;
@@ -43,7 +44,7 @@ struct ChannelLimit {
 struct ChannelTraits {
   bool offered = true;  // false: the instrument does not have it
   bool on = true;       // false: it has it, and it does not measure
-  std::string unit;
+  std::string unit;     // empty: none, or not known
   int resolution = kUnknownResolution;
   std::array<ChannelLimit, 2> limits;
 };
@@ -107,6 +108,8 @@ class Driver : protected SessionPeer {
   // The same of a command that has no reply.
   HRESULT RawCommand(std::string_view command);
 
+  // Start and stop what the instrument does by itself, such as temperature control or scans of its own. S_OK where it
+  // has no such command.
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
@@ -121,11 +124,12 @@ class Driver : protected SessionPeer {
   bool IsChannelOn(ChannelId id) const { return TraitsOf(id).on; }
   // Asks the instrument which channels it has, where that is up to the instrument.
   HRESULT RefreshChannels() { return card_.channels_in_instrument ? ReadCfg() : S_OK; }
-  // "" and 6 for an unknown channel or one that is not offered; no limit.
+  // Of an unknown channel, or one that is not offered: the unit is "", the resolution 6, and there is no limit.
   std::string ChannelUnit(ChannelId id) const { return TraitsOf(id).unit; }
   int ChannelResolution(ChannelId id) const { return TraitsOf(id).resolution; }
   ChannelLimit Limit(ChannelId id, int index) const;
 
+  // Null for what the instrument has not. The driver owns them.
   RecordedMemory* memory() const { return facilities_.memory; }
   ProgramTransfer* program() const { return facilities_.program; }
   SetPointForwarding* set_point_forwarding() const { return facilities_.set_point_forwarding; }
@@ -141,6 +145,7 @@ class Driver : protected SessionPeer {
   Expected<std::string> AskText(std::string_view query, const ReplyPlan& plan);
   // A handshake that ended with the code.
   static Expected<bool> Started(HRESULT result) { return Failed(result) ? Failure(result) : Expected<bool>(true); }
+  // Keeps a warning for TakeWarning. A second one replaces the first.
   void Warn(TextId warning) { warning_ = static_cast<int>(warning); }
 
  private:

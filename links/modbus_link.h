@@ -51,6 +51,7 @@ class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
 
   // The network address; none while the link is set to the serial line.
   std::optional<NetworkAddress> address() const override;
+  // An address sets the link to the network, none to the serial line, from the next Open on.
   void SetAddress(const std::optional<NetworkAddress>& address) override;
 
  private:

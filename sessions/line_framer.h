@@ -48,6 +48,7 @@ class LineFramer final : public Framer {
 // Frames without terminators: each reply has the size that its plan says. A reply of no bytes is none.
 class FixedFramer final : public Framer {
  public:
+  // Both outlive the framer.
   FixedFramer(SerialLink& link, Clock& clock) : link_(link), clock_(clock) {}
 
   LinkOutcome Send(std::string_view message) override { return link_.SendBytes(message, 0); }

@@ -38,7 +38,7 @@ class RtuFramer final : public Framer {
   bool Refuses(ReplyKind came, ReplyKind kind) const override;
   // Reads of the sync registers that differ in their count, so that their replies differ in length.
   std::vector<SyncCandidate> SyncQueries() const override;
-  // A request in hexadecimal. Only functions whose reply has a known form are taken.
+  // A request in hexadecimal, without address and check. Only functions whose reply has a known form are taken.
   std::optional<std::string> MessageOf(std::string_view typed) const override;
 
  private:
@@ -49,7 +49,7 @@ class RtuFramer final : public Framer {
   Clock& clock_;
   const std::function<std::uint8_t()> slave_of_;
   const std::uint16_t sync_register_;
-  std::uint8_t slave_ = 1;
+  std::uint8_t slave_ = 1;  // as of the last Reset
   std::uint32_t rate_ = 9600;
   MonotonicTime quiet_since_{};  // the end of the last frame, sent or received
   std::array<char, 256> buffer_;
@@ -59,6 +59,7 @@ class RtuFramer final : public Framer {
 // comes. After bytes that are no Modbus frame the connection is given up.
 class ModbusTcpFramer final : public Framer {
  public:
+  // `slave` gives the unit id of the requests. Link and clock outlive the framer.
   ModbusTcpFramer(TcpLink& link, Clock& clock, std::function<std::uint8_t()> slave)
       : link_(link), clock_(clock), slave_of_(std::move(slave)) {}
 
@@ -79,7 +80,7 @@ class ModbusTcpFramer final : public Framer {
   TcpLink& link_;
   Clock& clock_;
   const std::function<std::uint8_t()> slave_of_;
-  std::uint8_t slave_ = 1;
+  std::uint8_t slave_ = 1;  // as of the last Reset
   std::uint16_t transaction_ = 0;
 };
 
@@ -87,6 +88,7 @@ class ModbusTcpFramer final : public Framer {
 // last: RtuFramer on a serial line, ModbusTcpFramer on a network.
 class ModbusFramer final : public Framer {
  public:
+  // The arguments are those of RtuFramer and ModbusTcpFramer.
   ModbusFramer(ModbusLink& link, Clock& clock, const std::function<std::uint8_t()>& slave, std::uint16_t sync_register)
       : link_(link), rtu_(link.line(), clock, slave, sync_register), tcp_(link.connection(), clock, slave) {}
 
@@ -109,6 +111,7 @@ class ModbusFramer final : public Framer {
   std::string TextOf(std::string_view reply) const override { return modbus::HexText(reply); }
 
  private:
+  // For the link that is open, or was open last.
   Framer& current() {
     if (link_.opened_on_network()) return tcp_;
     return rtu_;
