@@ -11,7 +11,7 @@ from contract import UNDER_WINE, ContractTest, main
 from instruments import MICROK, SerialInstrument, kelvo10
 from serial_instrument import SILENCE
 
-READABLE, SENDABLE = {"kelvo10", "cmx310", "flukehydra", "memolog"}, {"kelvo10", "cmx310", "memolog"}
+READABLE, SENDABLE = {"kelvo10", "cmx310", "flukehydra", "memolog", "adt760"}, {"kelvo10", "cmx310", "memolog"}
 NOT_NAMED = r"^ulix: --set does not name every setting; units and decimals that depend on the others are left out\n$"
 
 

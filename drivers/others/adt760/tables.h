@@ -114,6 +114,7 @@ inline constexpr ModelCard kCard = {
     .input_write_code = adt760CtlErrChNum,
     .exception_code = adt760ErrExceptionCode,
     .channels = kChannels,
+    .settings_can_be_read = true,  // reading finds the device, whose identity the line of the link shows
     .units_with_readings = true,
     .settings = kSettings,
     .link_settings = kLinkSettings,
