@@ -253,8 +253,7 @@ class Kelvo10Test(ContractTest):
                          f"RT,{wires},{sensor},{unit}"))
 
         def check(fields, in_words, out_words):
-            # Settings that no option names are the instrument's.
-            lines = f"CFG_IN?\nCFG_OUT?\nREM\nRANGE_IN {in_words}\nRANGE_OUT {out_words}\nMEAS RUN\n"
+            lines = f"REM\nRANGE_IN {in_words}\nRANGE_OUT {out_words}\nMEAS RUN\n"
             self.assertEqual(self.send(*sets(**fields)), (0, "", lines))
         self.side_by_side(check, rows)
 

@@ -95,8 +95,7 @@ void CheckProgramFile(Session& session) {
   }
 }
 
-// Refuses to send settings that the user did not give: the defaults would change the instrument's configuration. Those
-// that --set does not name are asked of the instrument first.
+// Refuses to send settings of which the user gave none: the defaults would change the instrument's configuration.
 void Send(Session& session, const ConfigOptions& options) {
   const ModelCard& card = session.instrument().card();
   if (!card.settings_can_be_sent)
@@ -106,8 +105,6 @@ void Send(Session& session, const ConfigOptions& options) {
   }
   CheckProgramFile(session);
   session.Connect();
-  const bool incomplete = session.settings_source() == SettingsSource::kOptions;
-  if (incomplete && card.settings_home == SettingsHome::kInstrument) session.ReadOtherSettings();
   session.Check(session.instrument().SendCfg());
   Tell(Shown(TextId::kConfigurationSent, LanguageOf(options.connection)));
 }

@@ -406,11 +406,6 @@ void Session::ReadSettings() {
   settings_source_ = SettingsSource::kInstrument;
 }
 
-void Session::ReadOtherSettings() {
-  ReadSettings();
-  ApplySettings();
-}
-
 bool Session::IsKnown(const SettingRow& row) {
   if (instrument_.card().settings_home == SettingsHome::kHost) return true;
   if (settings_source_ == SettingsSource::kOptions) return named_settings_.count(row.key) != 0;

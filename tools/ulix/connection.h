@@ -92,8 +92,6 @@ class Session {
   // Reads the settings from the connected instrument. OperationFailed when that fails, or when the model has no queries
   // for them.
   void ReadSettings();
-  // The same, then the values of --set in their place.
-  void ReadOtherSettings();
   SettingsSource settings_source() const { return settings_source_; }
   // Whether the record has the value that the setting has in the instrument, as far as the user or the instrument
   // tells.
