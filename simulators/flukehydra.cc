@@ -54,11 +54,15 @@ void FlukeHydraModel::Scan(bool on) {
   if (!on && !stopped_) stopped_ = clock_.Now();
 }
 
+std::optional<double> FlukeHydraModel::OfPlace(std::size_t channel) const {
+  if (!place) return std::nullopt;
+  const auto connected = place->Input(static_cast<unsigned>(channel));
+  return connected && channels[channel].function.starts_with("OHMS") ? PlatinumOhms(*connected) : connected;
+}
+
 std::optional<double> FlukeHydraModel::Last(std::size_t channel) const {
   if (channels[channel].function == "OFF") return std::nullopt;
-  const auto connected = place ? place->Input(static_cast<unsigned>(channel)) : std::nullopt;
-  const bool ohms = channels[channel].function.starts_with("OHMS");
-  if (connected) return ohms ? PlatinumOhms(*connected) : *connected;
+  if (const auto measured = OfPlace(channel)) return measured;
   if (period <= 0) return channels[channel].value;
   const double seconds = std::chrono::duration<double>(stopped_.value_or(clock_.Now()) - started_).count();
   const double turns = seconds / period - 0.05 * static_cast<double>(channel);

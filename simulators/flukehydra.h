@@ -35,6 +35,9 @@ class FlukeHydraModel {
   std::optional<double> Last(std::size_t channel) const;
 
  private:
+  // What the place says that the channel measures, in the channel's quantity.
+  std::optional<double> OfPlace(std::size_t channel) const;
+
   Clock& clock_;
   MonotonicTime started_;
   std::optional<MonotonicTime> stopped_;
