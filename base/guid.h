@@ -41,7 +41,7 @@ constexpr std::optional<Guid> ParseGuid(std::string_view text) {
     const unsigned digit = HexDigit(text[i]);
     if (kForm[i] == '-' ? text[i] != '-' : digit > 15) return std::nullopt;
     if (kForm[i] == '-') continue;
-    bytes[digits / 2] = static_cast<std::uint8_t>(bytes[digits / 2] << 4U | digit);
+    bytes[digits / 2] = static_cast<std::uint8_t>(unsigned{bytes[digits / 2]} << 4U | digit);
     ++digits;
   }
   Guid guid;

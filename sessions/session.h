@@ -263,10 +263,10 @@ template <typename Result>
 Result FailureAs(HRESULT code) {
   if constexpr (std::is_same_v<Result, HRESULT>) {
     return code;
-  } else if constexpr (requires { Result{.code = code}; }) {
-    return Result{.code = code};
-  } else {
+  } else if constexpr (std::is_convertible_v<tl::unexpected<HRESULT>, Result>) {
     return Failure(code);
+  } else {
+    return Result{.code = code};
   }
 }
 

@@ -57,7 +57,7 @@ Expected<std::string> MemologDriver::AskIdentification(Conversation& talk) {
 }
 
 Expected<std::string> MemologDriver::Identify() {
-  return Exchange([this](Conversation& talk) { return AskIdentification(talk); });
+  return Exchange([](Conversation& talk) { return AskIdentification(talk); });
 }
 
 Expected<std::string> MemologDriver::AskText(std::string_view command) {

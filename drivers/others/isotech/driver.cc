@@ -99,7 +99,7 @@ HRESULT IsotechDriver::Run() {
 
 HRESULT IsotechDriver::Stop() {
   if (CodeIn(*settings().Current(), kSettings[kModel]) != kLine) return S_OK;
-  return Exchange([this](Conversation& talk) {
+  return Exchange([](Conversation& talk) {
     talk.Pause(kStopPause);
     const HRESULT result = SendStop(talk);
     talk.Pause(kStopPause);
