@@ -34,8 +34,6 @@ thead th,p.note{print-color-adjust:exact;-webkit-print-color-adjust:exact}
 }
 )css";
 
-constexpr std::size_t kMaxUsualColumns = 6;
-
 std::string Attribute(CellKind kind) {
   switch (kind) {
     case CellKind::kNumber:
