@@ -156,13 +156,23 @@ class Kelvo10Test(ContractTest):
         timeout = self.short_timeout()  # milliseconds
         late = [Reply(b"9.9\n", delay=1.5 * timeout / 1000), "4.2"]
         unit = self.instrument(meas=late)
-        self.assertEqual(self.ulix("read", "kelvo10", *self.short_waits(unit))[0], 1)
+        status, out, _ = self.ulix("read", "kelvo10", *self.short_waits(unit), "--json")
+        self.assert_failed_or_own_value(json.loads(out)[0])
+        self.assertEqual(status, int(json.loads(out)[0]["error"] != 0))
         unit.wait_sent()
         row, = json.loads(self.succeed("read", "kelvo10", *unit.where, "--json"))
         self.assertAlmostEqual(row["value"], 4.2, 5)
         unit = self.instrument(meas=late)
         first, second = self.scan([*unit.address, "--timeout", timeout], "--period", 2 * timeout, "--count", 2)
-        self.assertEqual((first["channels"][0]["error"], self.values([second])), (2147763203, [4.2]))
+        self.assert_failed_or_own_value(first["channels"][0])
+        self.assertEqual(self.values([second]), [4.2])
+
+    def assert_failed_or_own_value(self, row):
+        """On a slow machine the program may look so late that the reply to its query has come."""
+        if row["error"] == 0:
+            self.assertAlmostEqual(row["value"], 9.9, 5)
+        else:
+            self.assertEqual((row["error"], row["value"]), (2147763203, None))
 
     def test_changes_within_the_dead_band_are_not_reported(self):
         replies = ["10.0", "10.4", "9.6", "10.0", "10.5", "10.4", "10.2"]

@@ -318,8 +318,8 @@ TEST_F(SerialLinkTest, MutexHeldByAnotherThread_OpenLinkTimesOutAndNamesTheMutex
   EXPECT_NE(impatient.open_failure().detail.find("SerialComMutex1"), std::string::npos) << "says which object it is";
   // The thread that holds the mutex can go on with its exchanges.
   EXPECT_EQ(impatient.WriteLine("A", '\n', 0), S_OK);
-  mutex.Unlock();
   EXPECT_EQ(impatient.Close(), S_OK);
+  mutex.Unlock();
 }
 
 // Another program that waits for a mute instrument does not delay a simulated one.
