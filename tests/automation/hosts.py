@@ -12,7 +12,7 @@ from server import ROOT, Server, instruments, main, windows_path
 import port_servers
 from serial_instrument import Reply, SILENCE, SerialInstrument
 
-PORT, LOOPED_PORT, OTHER_PORT = 70, 71, 72
+PORT, LOOPED_PORT, OTHER_PORT, MAPPED_PORT = 70, 71, 72, 73
 EXAMPLES = ROOT / "examples"
 MAPPED_PORTS = r"HKCU\Software\ULIX Servers\Ports"
 
@@ -77,16 +77,16 @@ class Hosts(Server):
             with self.subTest(server.__name__):
                 unit = self.kelvo10()
                 url = server(self, unit.device)
-                printed = self.succeed(self.built["example"], str(PORT), env=mapped(url))
+                printed = self.succeed(self.built["example"], str(MAPPED_PORT), env=mapped(url))
                 self.assertEqual(printed.count("IN: 12.345"), 3, printed)
                 self.assertIn("*IDN?\n", unit.wire().decode())
 
     def in_environment(self, url):
-        return os.environ | {f"ULIX_COM{PORT}": url}
+        return os.environ | {f"ULIX_COM{MAPPED_PORT}": url}
 
     def in_registry(self, url):
-        self.succeed("reg", "add", MAPPED_PORTS, "/v", f"COM{PORT}", "/d", url, "/f")
-        self.addCleanup(self.succeed, "reg", "delete", MAPPED_PORTS, "/v", f"COM{PORT}", "/f")
+        self.succeed("reg", "add", MAPPED_PORTS, "/v", f"COM{MAPPED_PORT}", "/d", url, "/f")
+        self.addCleanup(self.succeed, "reg", "delete", MAPPED_PORTS, "/v", f"COM{MAPPED_PORT}", "/f")
         return os.environ
 
     def pascal_example(self):
