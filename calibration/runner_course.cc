@@ -9,6 +9,26 @@
 #include "calibration/schedule.h"
 
 namespace ulix::calibration {
+namespace {
+
+// For how long a condition has held without a break.
+class Holding {
+ public:
+  void Look(bool holds, double now) {
+    if (!holds || !holds_) since_ = now;
+    holds_ = holds;
+    now_ = now;
+  }
+  bool holds() const { return holds_; }
+  bool For(double seconds) const { return holds_ && now_ - since_ >= seconds; }
+
+ private:
+  bool holds_ = false;
+  double since_ = 0;  // seconds of the run
+  double now_ = 0;
+};
+
+}  // namespace
 
 double ResolutionAt(const Slot& slot, double value) {
   if (slot.resolution > 0) return slot.resolution;
@@ -77,18 +97,16 @@ void Runner::CheckLimits() {
 
 // Until reference and units are stable, and have been so for the point's dwell.
 void Runner::Approach() {
-  std::optional<double> stable_since;
+  Holding stable;
   for (;;) {
     WaitUntil(next_look_);
     next_look_ = std::max(next_look_ + plan_.sampling, recorder_.last_seconds());
     Look();
     const StabilityState state = WorstState();
     NoteState(state);
-    const double now = recorder_.last_seconds();
-    if (state != StabilityState::kStable) stable_since.reset();
-    if (state == StabilityState::kStable && !stable_since) stable_since = now;
-    if (stable_since && now - *stable_since >= point().dwell) return;
-    Tell(stable_since ? Activity::kDwelling : Activity::kApproaching);
+    stable.Look(state == StabilityState::kStable, recorder_.last_seconds());
+    if (stable.For(point().dwell)) return;
+    Tell(stable.holds() ? Activity::kDwelling : Activity::kApproaching);
     CheckLimits();
   }
 }
@@ -152,17 +170,14 @@ void Runner::GoTo(double value, double dwell, const PlannedPoint& like) {
   target.value = status_.nominal = value;
   SetSource(value);
   PrepareDetectors(target);
-  std::optional<double> near_since;
+  Holding near;
   for (;;) {
     WaitUntil(next_look_ = std::max(next_look_, recorder_.last_seconds()) + plan_.sampling);
     Look();
     Tell(Activity::kPreloading);
     const auto& reference = slots_[kReference].value;
-    const double now = recorder_.last_seconds();
-    const bool near = reference && std::abs(*reference - value) <= plan_.source.near;
-    if (!near) near_since.reset();
-    if (near && !near_since) near_since = now;
-    if (near_since && now - *near_since >= dwell) return;
+    near.Look(reference && std::abs(*reference - value) <= plan_.source.near, recorder_.last_seconds());
+    if (near.For(dwell)) return;
     CheckLimits();
   }
 }
