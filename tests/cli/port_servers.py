@@ -3,7 +3,10 @@
 Each function starts one for a terminal and gives the URL of the port. It ends with the test.
 """
 
+import contextlib
+import os
 import pathlib
+import random
 import shutil
 import socket
 import subprocess
@@ -46,34 +49,55 @@ def start_on_port(test, host, command, **options):
         process = start(test, *command(port), **options)
         end = time.monotonic() + 30
         while process.poll() is None and time.monotonic() < end:
-            if listens(process, port):
+            listener = listening_socket(process, port)
+            if listener and listener in open_sockets(process):
                 return port
+            if listener:  # another program's
+                break
             time.sleep(0.01)
+        process.kill()
     raise TimeoutError(f"no server: {command(0)}")
 
 
 def free_port(host="127.0.0.1"):
-    with socket.socket(socket.AF_INET6 if ":" in host else socket.AF_INET) as taken:
-        taken.bind(("::" if ":" in host else "", 0))  # the host may be in another network
-        return taken.getsockname()[1]
+    """A port that no program has, from those that the kernel gives to nobody by itself."""
+    family = socket.AF_INET6 if ":" in host else socket.AF_INET
+    while True:
+        port = random.randrange(15000, 32000)
+        with socket.socket(family) as tried, contextlib.suppress(OSError):
+            tried.bind(("::" if ":" in host else "", port))  # the host may be in another network
+            return port
 
 
-def listens(process, port):
-    # The port is looked up in the kernel's table: a connection would take the only place of some servers.
-    files = (pathlib.Path(f"/proc/{process.pid}/net/{name}") for name in ("tcp", "tcp6"))
-    lines = (line for file in files for line in file.read_text().splitlines())
-    return any(f":{port:04X} " in line.split(maxsplit=2)[1] + " " and " 0A " in line for line in lines)
+def listening_socket(process, port):
+    """The number of the socket that listens on this port in the process's network, as the kernel's table gives it; a
+    connection would take the only place of some servers."""
+    for table in (pathlib.Path(f"/proc/{process.pid}/net/{name}") for name in ("tcp", "tcp6")):
+        for fields in (line.split() for line in table.read_text().splitlines()[1:]):
+            if fields[1].endswith(f":{port:04X}") and fields[3] == "0A":
+                return f"socket:[{fields[9]}]"
+    return None
+
+
+def open_sockets(process):
+    targets = set()
+    for descriptor in pathlib.Path(f"/proc/{process.pid}/fd").iterdir():
+        with contextlib.suppress(OSError):  # closed meanwhile
+            targets.add(os.readlink(descriptor))
+    return targets
 
 
 def bracketed(host):
     return f"[{host}]" if ":" in host else host
 
 
-# Without a short -t the program of the last client still reads the line when the next one comes.
+# Without a short -t the program of the last client still reads the line when the next one comes. On its end it puts the
+# terminal back to its first settings, which would disturb the next one: they serve one after the other.
 def socat(test, device, host="127.0.0.1"):
     family = "TCP6" if ":" in host else "TCP"
-    port = start_on_port(test, host, lambda port: ["socat", "-t", "0.05", f"{family}-LISTEN:{port},bind={bracketed(host)},reuseaddr,fork,nodelay",
-                                                   f"FILE:{device},raw,echo=0"])
+    port = start_on_port(test, host, lambda port: [
+        "socat", "-t", "0.05", f"{family}-LISTEN:{port},bind={bracketed(host)},reuseaddr,fork,max-children=1,nodelay",
+        f"FILE:{device},raw,echo=0"])
     return f"tcp://{bracketed(host)}:{port}"
 
 

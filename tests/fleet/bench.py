@@ -13,14 +13,11 @@ import unittest
 
 import sparkplug_decoder
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
+from port_servers import free_port  # noqa: E402
+
 DEVICE = "kelvo10-123456"  # of the bench that FleetTest.config makes
 WAIT = 30  # seconds until a test gives up; a busy machine needs more than a moment
-
-
-def free_port():
-    with socket.socket() as listener:
-        listener.bind(("127.0.0.1", 0))
-        return listener.getsockname()[1]
 
 
 class Message:
