@@ -11,6 +11,7 @@ import re
 import shutil
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 import urllib.parse
@@ -24,14 +25,16 @@ from test_calibrate_contract import PLAN
 class Browser:
     """Chromium without a screen, asked through a pipe."""
 
-    def __init__(self, folder):
+    def __init__(self):
+        # Its helpers may write to the folder until they are gone too.
+        self.folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         asks, self.sends = os.pipe()
         self.receives, answers = os.pipe()
         # The browser's pipe is its descriptors 3 and 4.
         self.program = subprocess.Popen(
             ["bash", "-c", f'exec chromium "$@" 3<&{asks} 4>&{answers}', "chromium", "--headless", "--no-sandbox", "--disable-gpu",
-             "--remote-debugging-pipe", f"--user-data-dir={folder}/browser", "--window-size=1000,900"],
-            pass_fds=(asks, answers), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+             "--remote-debugging-pipe", f"--user-data-dir={self.folder.name}", "--window-size=1000,900"],
+            pass_fds=(asks, answers), start_new_session=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(asks), os.close(answers)
         self.number, self.rest, self.session = 0, b"", None
         target = self.ask("Target.createTarget", url="about:blank")["targetId"]
@@ -58,9 +61,10 @@ class Browser:
         return self.ask("Runtime.evaluate", expression=script, returnByValue=True)["result"].get("value")
 
     def close(self):
-        self.program.kill()
+        os.killpg(self.program.pid, signal.SIGKILL)
         self.program.wait()
         os.close(self.sends), os.close(self.receives)
+        self.folder.cleanup()
 
 
 class LiveTest(ContractTest):
@@ -155,7 +159,7 @@ class Served(LiveTest):
 @unittest.skipIf(shutil.which("chromium") is None, "no chromium")
 class InBrowser(LiveTest):
     def browse(self, address):
-        browser = Browser(self.folder)
+        browser = Browser()
         self.addCleanup(browser.close)
         browser.ask("Page.navigate", url=f"http://{address}/")
         return browser
