@@ -2,6 +2,7 @@
 
 import concurrent.futures
 import ctypes
+import faulthandler
 import os
 import pathlib
 import signal
@@ -129,5 +130,7 @@ def have_own_semaphores():
 def main():
     global ULIX
     have_own_semaphores()
+    # A test that hangs says where, before its time is up.
+    faulthandler.dump_traceback_later(280, repeat=True)
     ULIX = os.path.abspath(sys.argv.pop(1))
     unittest.main(verbosity=2)
