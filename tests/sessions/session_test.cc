@@ -149,15 +149,29 @@ TEST_F(CtcSession, NoReplyToTheFirstQuery_IsNotThisInstrument) {
   EXPECT_EQ(device->Connect(), jofrartcptcCtlErrNotJofraRtcPtc);
 }
 
+// A driver on a line that the test fills, connected.
+template <typename Driver>
+struct OnFakeLine {
+  explicit OnFakeLine(std::string input = "") : line{.input = std::move(input)}, driver(Services()) {
+    EXPECT_TRUE(driver.Connect().value_or(false));
+  }
+  DriverServices Services() {
+    DriverServices services;
+    services.clock = &clock;
+    services.resolve_port = ResolverOf(line);
+    return services;
+  }
+
+  FakeLine line;
+  ManualClock clock{ManualClock::Mode::kAutomatic};
+  Driver driver;
+};
+
 // A reader that dropped the damaged byte would take 12.3?56 for 12.356.
 TEST(DamagedByte, InAReply_FailsTheReadWithoutARetry) {
-  FakeLine line{.input = "Isotech,microK-100,0,1.0\r"};
-  ManualClock clock(ManualClock::Mode::kAutomatic);
-  DriverServices services;
-  services.clock = &clock;
-  services.resolve_port = ResolverOf(line);
-  microk::MicrokDriver driver(services);
-  ASSERT_TRUE(driver.Connect().value_or(false));
+  OnFakeLine<microk::MicrokDriver> bridge("Isotech,microK-100,0,1.0\r");
+  FakeLine& line = bridge.line;
+  auto& driver = bridge.driver;
   line.input = "12.3";
   line.after_input = {platform::IoOutcome::kDamaged, 0, 0};
   line.calls.clear();
@@ -173,14 +187,9 @@ TEST(TrailingPrompt, StopsMidway_LeavesTheSessionOutOfSync) {
   const std::pair<const char*, SessionState> cases[] = {
       {"", SessionState::kInSync}, {"=>\r\n", SessionState::kInSync}, {"=", SessionState::kOutOfSync}};
   for (const auto& [prompt, state] : cases) {
-    FakeLine line{.input = std::string("FLUKE,2635A,0,M2.41\r\n") + prompt};
-    ManualClock clock(ManualClock::Mode::kAutomatic);
-    DriverServices services;
-    services.clock = &clock;
-    services.resolve_port = ResolverOf(line);
-    flukehydra::FlukeHydraDriver driver(services);
-    EXPECT_TRUE(driver.Connect().value_or(false)) << prompt;
-    EXPECT_EQ(driver.state(), state) << prompt;
+    SCOPED_TRACE(prompt);
+    const OnFakeLine<flukehydra::FlukeHydraDriver> logger(std::string("FLUKE,2635A,0,M2.41\r\n") + prompt);
+    EXPECT_EQ(logger.driver.state(), state);
   }
 }
 
@@ -189,13 +198,9 @@ TEST(QueryOutOfMemory, AtAnyStep_ItsReplyIsStillExpected) {
   bool happened = true;
   for (long number = 1; happened; ++number) {
     SCOPED_TRACE(number);
-    FakeLine line;
-    ManualClock clock(ManualClock::Mode::kAutomatic);
-    DriverServices services;
-    services.clock = &clock;
-    services.resolve_port = ResolverOf(line);
-    hart::HartDriver driver(services);
-    ASSERT_TRUE(driver.Connect().value_or(false));
+    OnFakeLine<hart::HartDriver> thermometer;
+    FakeLine& line = thermometer.line;
+    auto& driver = thermometer.driver;
     try {
       const FailingAllocation failing(number);
       driver.ReadChannel(0);
