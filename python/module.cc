@@ -186,13 +186,13 @@ class Device {
     columns.Add(arrays);
     return columns;
   }
-  // One channel, on the calling thread: value, quality, time, error.
-  std::tuple<double, int, double, std::int32_t> ReadOne(ChannelId id) {
+  // One channel, on the calling thread: value, unit, quality, time, error.
+  std::tuple<double, std::string, int, double, std::int32_t> ReadOne(ChannelId id) {
     GroupChannel record;
     Check(instrument_->ReadChan(id, &record));
     const bool bad = Failed(record.error) || record.doubt == Doubt::kNoNumber;
     const int quality = bad ? 0 : record.doubt == Doubt::kNoValue ? 500 : 192;
-    return {static_cast<double>(record.value), quality, record.time, record.error};
+    return {static_cast<double>(record.value), Unit(id), quality, record.time, record.error};
   }
   void Write(ChannelId id, double value) { Check(instrument_->SetChanVal(id, Value(value))); }
 

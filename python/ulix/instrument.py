@@ -42,7 +42,12 @@ class Reading(NamedTuple):
     value: float
     unit: str
     quality: Quality
-    time: datetime.datetime
+    stamp: float  # as the library gives it: days since 1899-12-30 of local time
+
+    @property
+    def time(self) -> datetime.datetime:
+        """When it was taken, with the zone of this machine."""
+        return with_zone(self.stamp)
 
     def __float__(self) -> float:
         return self.value
@@ -80,10 +85,10 @@ class Channel:
     def read(self) -> Reading:
         """Asks the instrument. A reading that failed raises its error."""
         device = self._instrument._device
-        value, quality, stamp, error = device.read_one(self.id)
+        value, unit, quality, stamp, error = device.read_one(self.id)
         if error < 0:
             raise self._instrument._error(error)
-        return Reading(value, device.unit(self.id), Quality(quality), with_zone(stamp))
+        return Reading(value, unit, Quality(quality), stamp)
 
     async def read_async(self) -> Reading:
         """The same for a coroutine. A cancelled wait ends at once; the exchange with the instrument ends by itself."""
