@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "base/text.h"
@@ -38,6 +39,25 @@ struct Refused {
 // A mistake without a code: a model that is not known, a setting that is not taken.
 struct Mistake {
   std::string text;
+};
+
+// Leaves the interpreter to other threads while the library works. A thread that comes back when the program is ending
+// stays here: the interpreter would end the thread, and its objects cannot be unwound.
+class WithoutInterpreter {
+ public:
+  WithoutInterpreter() : state_(PyEval_SaveThread()) {}
+  WithoutInterpreter(const WithoutInterpreter&) = delete;
+  WithoutInterpreter& operator=(const WithoutInterpreter&) = delete;
+  ~WithoutInterpreter() {
+    try {
+      PyEval_RestoreThread(state_);
+    } catch (...) {
+      for (;;) std::this_thread::sleep_for(std::chrono::hours(24));
+    }
+  }
+
+ private:
+  PyThreadState* state_;
 };
 
 constexpr std::size_t kMaxWaitingScans = 100'000;
@@ -138,7 +158,18 @@ class Device {
     Check(instrument_->Connect());
     if (own_settings_) Check(calibration::AskOwnSettings(*instrument_));
   }
-  void Disconnect() { instrument_->Disconnect(); }
+  void Disconnect() {
+    for (;;) {
+      std::shared_ptr<ScanQueue> queue;
+      {
+        const std::lock_guard lock(mutex_);
+        if (running_.empty()) break;
+        queue = running_.begin()->first;
+      }
+      StopScans(queue);
+    }
+    instrument_->Disconnect();
+  }
   std::string Identify() {
     std::string text;
     Check(instrument_->Identify(&text));
@@ -192,11 +223,15 @@ class Device {
     Check(instrument_->ReadChan(id, &record));
     const bool bad = Failed(record.error) || record.doubt == Doubt::kNoNumber;
     const int quality = bad ? 0 : record.doubt == Doubt::kNoValue ? 500 : 192;
-    return {static_cast<double>(record.value), Unit(id), quality, record.time, record.error};
+    const double value = bad ? std::numeric_limits<double>::quiet_NaN() : static_cast<double>(record.value);
+    return {value, Unit(id), quality, record.time, record.error};
   }
   void Write(ChannelId id, double value) { Check(instrument_->SetChanVal(id, Value(value))); }
 
   std::shared_ptr<ScanQueue> StartScans(const std::vector<ChannelId>& ids, const GroupSettings& settings) {
+    std::int32_t connected = 0;
+    Check(instrument_->IsConnected(&connected));
+    if (!connected) Check(E_UNEXPECTED);
     std::uint32_t group = MakeGroup(ids);
     auto queue = std::make_shared<ScanQueue>(group);
     const HRESULT set = instrument_->SetGroupSettings(group, settings);
@@ -204,7 +239,7 @@ class Device {
     const HRESULT result = Succeeded(set) ? instrument_->RunGroup(group) : set;
     {
       const std::lock_guard lock(mutex_);
-      running_[queue.get()] = {group, cookie};
+      running_[queue] = {group, cookie};
     }
     if (Failed(result)) StopScans(queue), Check(result);
     return queue;
@@ -213,7 +248,7 @@ class Device {
     Running running;
     {
       const std::lock_guard lock(mutex_);
-      const auto found = running_.find(queue.get());
+      const auto found = running_.find(queue);
       if (found == running_.end()) return;
       running = found->second;
       running_.erase(found);
@@ -325,7 +360,7 @@ class Device {
   std::unique_ptr<Instrument> instrument_;
   std::mutex mutex_;  // Guards the members below.
   std::map<std::vector<ChannelId>, std::uint32_t> read_groups_;
-  std::map<const ScanQueue*, Running> running_;
+  std::map<std::shared_ptr<ScanQueue>, Running> running_;
 };
 
 py::object g_make_error;  // of Python: code and text to an exception
@@ -367,7 +402,7 @@ using ProblemTuple = std::tuple<int, std::string, std::string, bool>;
 py::dict PlanOf(const std::string& text, const std::string& folder) {
   calibration::LoadedPlan loaded;
   {
-    const py::gil_scoped_release released;
+    const WithoutInterpreter working;
     loaded = calibration::LoadPlan(text, folder);
   }
   std::vector<ProblemTuple> problems;
@@ -439,7 +474,13 @@ py::dict CertificateOf(const std::string& xml) {
   return made;
 }
 
-std::unique_ptr<Device> MakeDevice(const std::string& model, const std::string& port, const std::string& host,
+// The end of an instrument waits for its threads, which may be at a line.
+void EndDevice(Device* device) {
+  const WithoutInterpreter working;
+  delete device;
+}
+
+std::shared_ptr<Device> MakeDevice(const std::string& model, const std::string& port, const std::string& host,
                                    std::optional<int> tcp_port, std::optional<std::uint32_t> baud,
                                    std::uint32_t timeout_ms, const std::string& config,
                                    const std::vector<std::pair<std::string, std::string>>& settings) {
@@ -451,21 +492,23 @@ std::unique_ptr<Device> MakeDevice(const std::string& model, const std::string& 
   planned.baud_rate = baud;
   planned.config_file = config;
   planned.settings = settings;
-  return std::make_unique<Device>(std::move(planned), timeout_ms);
+  return {new Device(std::move(planned), timeout_ms), EndDevice};
 }
 
 std::shared_ptr<ScanQueue> StartScans(Device& device, const std::vector<ChannelId>& ids, double period_s,
-                                      double dead_band, double dead_band_percent, double max_report_interval_s) {
+                                      double dead_band, double dead_band_percent,
+                                      std::optional<double> max_report_interval_s) {
+  const double longest = std::numeric_limits<std::uint32_t>::max();
   return device.StartScans(ids, {.period_ms = static_cast<std::uint32_t>(period_s * 1000 + 0.5),
                                  .dead_band_percent = static_cast<float>(dead_band_percent),
                                  .dead_band_abs = static_cast<float>(dead_band),
-                                 .dead_time_max_s = static_cast<std::uint32_t>(max_report_interval_s)});
+                                 .dead_time_max_s = static_cast<std::uint32_t>(max_report_interval_s.value_or(longest))});
 }
 
-using Unlocked = py::call_guard<py::gil_scoped_release>;
+using Unlocked = py::call_guard<WithoutInterpreter>;
 
 void DefineDevice(py::module_& module) {
-  py::class_<Device>(module, "Device")
+  py::class_<Device, std::shared_ptr<Device>>(module, "Device")
       .def(py::init(&MakeDevice), py::arg("model"), py::arg("port"), py::arg("host"), py::arg("tcp_port"),
            py::arg("baud"), py::arg("timeout_ms"), py::arg("config"), py::arg("settings"))
       .def("connect", &Device::Connect, Unlocked())
@@ -482,7 +525,7 @@ void DefineDevice(py::module_& module) {
           [](Device& device, const std::vector<ChannelId>& ids) {
             Columns columns;
             {
-              const py::gil_scoped_release released;
+              const WithoutInterpreter working;
               columns = device.Read(ids);
             }
             return TupleOf(columns);
@@ -506,7 +549,7 @@ void DefineDevice(py::module_& module) {
           [](Device& device, std::int32_t block, std::uint32_t max_records) {
             Columns columns;
             {
-              const py::gil_scoped_release released;
+              const WithoutInterpreter working;
               columns = device.ReadMemory(block, max_records);
             }
             return TupleOf(columns);
@@ -521,7 +564,7 @@ void DefineDevice(py::module_& module) {
           [](ScanQueue& queue, double seconds) -> py::object {
             std::optional<Columns> scan;
             {
-              const py::gil_scoped_release released;
+              const WithoutInterpreter working;
               scan = queue.Take(seconds);
             }
             return scan ? py::object(TupleOf(*scan)) : py::object(py::none());

@@ -3,12 +3,14 @@
 from __future__ import annotations
 
 import asyncio
+import atexit
 import concurrent.futures
 import datetime
 import enum
 import os
 import re
 import time
+import weakref
 from collections.abc import Callable, Iterable, Iterator, Mapping, MutableMapping
 from types import TracebackType
 from typing import NamedTuple, TypeVar
@@ -43,11 +45,12 @@ class Reading(NamedTuple):
     unit: str
     quality: Quality
     stamp: float  # as the library gives it: days since 1899-12-30 of local time
+    arrived: float  # seconds since 1970, UTC
 
     @property
     def time(self) -> datetime.datetime:
         """When it was taken, with the zone of this machine."""
-        return with_zone(self.stamp)
+        return with_zone(self.stamp, self.arrived)
 
     def __float__(self) -> float:
         return self.value
@@ -88,7 +91,7 @@ class Channel:
         value, unit, quality, stamp, error = device.read_one(self.id)
         if error < 0:
             raise self._instrument._error(error)
-        return Reading(value, unit, Quality(quality), stamp)
+        return Reading(value, unit, Quality(quality), stamp, time.time())
 
     async def read_async(self) -> Reading:
         """The same for a coroutine. A cancelled wait ends at once; the exchange with the instrument ends by itself."""
@@ -177,6 +180,7 @@ class Instrument:
         self.settings = Settings(device)
         self._channels: dict[str, Channel] = {}
         self._attributes: dict[str, Channel] = {}
+        _open.add(self)
 
     # --- connection ---
 
@@ -226,6 +230,11 @@ class Instrument:
         known = ", ".join(attributes)
         raise AttributeError(f"there is no channel or member {name!r}; the channels are {known}")
 
+    def __setattr__(self, name: str, value: object) -> None:
+        if name in self.__dict__.get("_attributes", {}):
+            raise AttributeError(f"{name} is a channel; write it with {name}.write(...) or {name}.value = ...")
+        super().__setattr__(name, value)
+
     def __dir__(self) -> Iterable[str]:
         return [*super().__dir__(), *self._attributes]
 
@@ -241,6 +250,8 @@ class Instrument:
     def read(self, channels: Iterable[str | Channel] | None = None) -> Scan:
         """One scan of the channels; of all inputs where none are named. A failed reading is not a number there."""
         chosen = self._chosen(channels)
+        if not chosen:
+            raise ValueError("there is no channel to read")
         columns = self._device.read([channel.id for channel in chosen])
         return Scan(tuple(c.name for c in chosen), tuple(c.unit for c in chosen), columns)
 
@@ -248,10 +259,18 @@ class Instrument:
         return await self._in_thread(lambda: self.read(channels))
 
     def scans(self, channels: Iterable[str | Channel] | None = None, *, period: float = 1.0, dead_band: float = 0.0,
-              dead_band_percent: float = 0.0, max_report_interval: float = 0.0) -> Scans:
+              dead_band_percent: float = 0.0, max_report_interval: float | None = None) -> Scans:
         """Begins to scan: `for scan in cal.scans(["IN"], period=0.5)`, or `async for`. `period` is in seconds, at least
-        0.1. With a dead band only scans with a value outside it come, and one each `max_report_interval` seconds."""
+        0.1. With a dead band only scans with a value outside it come, and one each `max_report_interval` seconds where
+        that is given. Raises ValueError for what is no such number, NotConnectedError after close()."""
         chosen = self._chosen(channels)
+        if not chosen:
+            raise ValueError("there is no channel to scan")
+        _check_within("period", period, 0.1)
+        _check_within("dead_band", dead_band, 0)
+        _check_within("dead_band_percent", dead_band_percent, 0)
+        if max_report_interval is not None:
+            _check_within("max_report_interval", max_report_interval, 0)
         return Scans(self._device, [c.id for c in chosen], tuple(c.name for c in chosen),
                      tuple(c.unit for c in chosen), period, dead_band, dead_band_percent, max_report_interval)
 
@@ -311,6 +330,21 @@ class Instrument:
 
     def __repr__(self) -> str:
         return f"<instrument {self.model}>"
+
+
+_open: weakref.WeakSet[Instrument] = weakref.WeakSet()
+
+
+@atexit.register
+def _close_all() -> None:
+    """Leaves the instruments in order when the program ends, also those that were not closed."""
+    for instrument in list(_open):
+        instrument.close()
+
+
+def _check_within(name: str, value: float, least: float, most: float = 4_294_967) -> None:
+    if not least <= value <= most:
+        raise ValueError(f"{name} is {value}, and takes {least:g} to {most}")
 
 
 def _identifier(name: str) -> str:

@@ -3,10 +3,13 @@
 from __future__ import annotations
 
 import asyncio
+import contextlib
 import datetime
 import importlib
 import queue
 import threading
+import time
+import weakref
 from collections.abc import AsyncIterator, Callable, Iterator
 from types import TracebackType
 from typing import Any
@@ -18,6 +21,8 @@ from . import _ulix
 from ._times import utc_array, with_zone
 
 _WAIT = 0.2  # seconds between two looks whether the scans were closed
+_LONGEST_WAIT = 1e6  # seconds
+_AHEAD = 100  # scans that wait for an `async for`, beside those that wait in the library
 
 
 class Scan:
@@ -29,7 +34,7 @@ class Scan:
         _, times, values, quality, errors = columns
         self.names = names
         self.units = units
-        self.time: datetime.datetime = with_zone(float(times[0]))
+        self.time: datetime.datetime = with_zone(float(times[0]), time.time())
         """When it began, with the zone of this machine."""
         self.value: NDArray[np.float64] = values
         """In channel units; not a number where the reading failed."""
@@ -77,17 +82,18 @@ class Records:
 
 
 class Scans:
-    """Scans under way, one a period. Use it in a `with` or an `async for`; it ends the scans at its end.
+    """Scans under way, one a period. They end with close(), with a `with` block or `async for`, with the instrument's
+    close(), and when nobody has this object any longer.
 
     Iterating gives a Scan each; what comes meanwhile waits, up to 100000 scans (`missed` counts those that are dropped).
     """
 
     def __init__(self, device: _ulix.Device, ids: list[int], names: tuple[str, ...], units: tuple[str, ...],
-                 period: float, dead_band: float, dead_band_percent: float, max_report_interval: float) -> None:
-        self._device = device
+                 period: float, dead_band: float, dead_band_percent: float, max_report_interval: float | None) -> None:
         self.names = names
         self.units = units
         self._queue = device.start_scans(ids, period, dead_band, dead_band_percent, max_report_interval)
+        self._stop = weakref.finalize(self, device.stop_scans, self._queue)
 
     @property
     def missed(self) -> int:
@@ -96,7 +102,7 @@ class Scans:
 
     def close(self) -> None:
         """Stops the scans. May be called twice."""
-        self._device.stop_scans(self._queue)
+        self._stop()
 
     def __enter__(self) -> Scans:
         return self
@@ -107,7 +113,7 @@ class Scans:
 
     def take(self, timeout: float) -> Scan | None:
         """The next scan; None when none comes within `timeout` seconds or the scans were closed."""
-        columns = self._queue.take(timeout)
+        columns = self._queue.take(min(timeout, _LONGEST_WAIT))
         return None if columns is None else Scan(self.names, self.units, columns)
 
     def __iter__(self) -> Iterator[Scan]:
@@ -118,33 +124,44 @@ class Scans:
 
     async def __aiter__(self) -> AsyncIterator[Scan]:
         loop = asyncio.get_running_loop()
-        arrived: asyncio.Queue[Scan | None] = asyncio.Queue()
+        arrived: asyncio.Queue[_ulix._Columns | None] = asyncio.Queue()
+        room = threading.Semaphore(_AHEAD)  # further scans wait where their number has a bound
 
-        def tell(scan: Scan | None) -> None:
-            try:
-                loop.call_soon_threadsafe(arrived.put_nowait, scan)
-            except RuntimeError:  # the loop is closed
-                self.close()
+        def tell(columns: _ulix._Columns | None) -> None:
+            while columns is not None and not room.acquire(timeout=_WAIT):
+                if scans.ended:
+                    return
+            with contextlib.suppress(RuntimeError):  # the loop is closed
+                loop.call_soon_threadsafe(arrived.put_nowait, columns)
 
-        self._forward(tell)
+        scans = self._queue
+        _forward(scans, tell)
         try:
-            while (scan := await arrived.get()) is not None:
-                yield scan
+            while (columns := await arrived.get()) is not None:
+                room.release()
+                yield Scan(self.names, self.units, columns)
         finally:
             # Stopping may wait for the exchange under way; the loop does not.
             threading.Thread(target=self.close, daemon=True).start()
 
     def on_queue(self, target: queue.Queue[Scan | None]) -> None:
         """Puts every scan on the queue, and None at the end. The interpreter is never entered on a scan thread."""
-        self._forward(target.put)
+        def tell(columns: _ulix._Columns | None) -> None:  # keeps this object, and so the scans
+            target.put(None if columns is None else Scan(self.names, self.units, columns))
 
-    def _forward(self, tell: Callable[[Scan | None], object]) -> None:
-        def forward() -> None:
-            for scan in self:
-                tell(scan)
-            tell(None)
+        _forward(self._queue, tell)
 
-        threading.Thread(target=forward, name="ulix scans", daemon=True).start()
+
+def _forward(scans: _ulix.ScanQueue, tell: Callable[[_ulix._Columns | None], object]) -> None:
+    """Tells each scan on a thread of its own, and None at the end."""
+    def forward() -> None:
+        while not scans.ended:
+            columns = scans.take(_WAIT)
+            if columns is not None:
+                tell(columns)
+        tell(None)
+
+    threading.Thread(target=forward, name="ulix scans", daemon=True).start()
 
 
 def collect(scans: list[Scan], names: tuple[str, ...], units: tuple[str, ...]) -> Records:

@@ -3,6 +3,7 @@
 import asyncio
 import datetime
 import doctest
+import gc
 import os
 import pathlib
 import pickle
@@ -12,6 +13,7 @@ import sys
 import threading
 import time
 import unittest
+import unittest.mock
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PACKAGE, PROGRAM = sys.argv[1], sys.argv[2]
@@ -62,6 +64,35 @@ class Readings(unittest.TestCase):
         age = np.datetime64(datetime.datetime.now(datetime.timezone.utc).replace(tzinfo=None), "ms") - run.time[-1]
         self.assertLess(abs(age / np.timedelta64(1, "s")), 10)
         self.assertTrue((np.diff(run.time) > np.timedelta64(0, "ms")).all())
+
+    def test_hour_that_comes_twice_is_the_one_of_the_reading(self):
+        self.addCleanup(time.tzset)
+        with unittest.mock.patch.dict(os.environ, {"TZ": "CET-1CEST,M3.5.0,M10.5.0/3"}):
+            time.tzset()
+            half_past_two = (datetime.datetime(2026, 10, 25, 2, 30) - datetime.datetime(1899, 12, 30)) / datetime.timedelta(days=1)
+            for hour in 0, 1:  # UTC
+                arrived = datetime.datetime(2026, 10, 25, hour, 30, 1, tzinfo=datetime.timezone.utc).timestamp()
+                reading = ulix.Reading(1.0, "V", ulix.Quality.GOOD, half_past_two, arrived)
+                self.assertAlmostEqual(reading.time.timestamp(), arrived - 1, 3)
+
+    def test_what_is_no_scan_is_refused(self):
+        nan, inf = float("nan"), float("inf")
+        with sim() as cal:
+            for wrong in ({"period": 0}, {"period": -1}, {"period": nan}, {"period": inf}, {"dead_band": -1},
+                          {"dead_band_percent": nan}, {"max_report_interval": inf}, {"channels": []}):
+                with self.subTest(wrong), self.assertRaises(ValueError):
+                    cal.scans(**wrong)
+            with self.assertRaises(ValueError):
+                cal.read([])
+            with self.assertRaises(AttributeError):
+                cal.OUT = 3.0
+            with cal.scans(["IN"], period=0.1) as scans:
+                self.assertIsNotNone(scans.take(inf))
+
+    def test_dead_band_holds_without_a_report_interval(self):
+        with sim() as cal, cal.scans(["IN"], period=0.1, dead_band=1e6) as scans:
+            self.assertIsNotNone(scans.take(10))
+            self.assertIsNone(scans.take(2.5))
 
     def test_closed_instrument_raises_its_published_error(self):
         cal = sim()
@@ -151,15 +182,38 @@ class Concurrency(unittest.TestCase):
         for seconds in asyncio.run(both()):
             self.assertLess(seconds, 0.1)
 
-    def test_scans_that_nobody_takes_end_with_the_instrument(self):
+    def test_scans_end_with_the_instrument(self):
         cal = sim()
         scans = cal.scans(["IN"], period=0.1)
         self.assertIsNotNone(scans.take(10))
-        scans.close()
-        scans.close()
-        self.assertEqual(len([scan for scan in scans if scan is None]), 0)
         cal.close()
+        self.assertLess(len(list(scans)), 10)  # it ends
+        scans.close()
         cal.close()
+        with self.assertRaises(ulix.NotConnectedError):
+            cal.scans(["IN"], period=0.1)
+
+    def test_scans_that_nobody_has_any_longer_end(self):
+        with sim() as cal:
+            def threads():
+                return len(os.listdir("/proc/self/task"))
+            before = threads()
+            for _ in range(3):
+                for _ in cal.scans(["IN"], period=0.1):
+                    break
+            gc.collect()
+            self.assertEqual(threads(), before)
+
+    def test_program_ends_whatever_its_threads_do(self):
+        begin = "import asyncio, threading, time, ulix\ncal = ulix.open('kelvo10', port='sim')\n"
+        for rest in ("async def first():\n  async for scan in cal.scans(['IN'], period=0.1): return\nasyncio.run(first())",
+                     "def read():\n  while True: cal.IN.read()\nthreading.Thread(target=read, daemon=True).start()\ntime.sleep(0.1)",
+                     "def scan():\n  for _ in cal.scans(['IN'], period=0.1): pass\n"
+                     "for _ in range(3): threading.Thread(target=scan, daemon=True).start()\ntime.sleep(0.1)"):
+            for _ in range(3):
+                done = subprocess.run(["/usr/bin/python3", "-c", begin + rest], env=os.environ | {"PYTHONPATH": PACKAGE},
+                                      capture_output=True, text=True, timeout=120)
+                self.assertEqual((done.returncode, done.stderr), (0, ""), rest)
 
     def test_memory_stays_flat(self):
         with sim() as cal:
