@@ -499,10 +499,11 @@ std::shared_ptr<ScanQueue> StartScans(Device& device, const std::vector<ChannelI
                                       double dead_band, double dead_band_percent,
                                       std::optional<double> max_report_interval_s) {
   const double longest = std::numeric_limits<std::uint32_t>::max();
-  return device.StartScans(ids, {.period_ms = static_cast<std::uint32_t>(period_s * 1000 + 0.5),
-                                 .dead_band_percent = static_cast<float>(dead_band_percent),
-                                 .dead_band_abs = static_cast<float>(dead_band),
-                                 .dead_time_max_s = static_cast<std::uint32_t>(max_report_interval_s.value_or(longest))});
+  return device.StartScans(ids,
+                           {.period_ms = static_cast<std::uint32_t>(period_s * 1000 + 0.5),
+                            .dead_band_percent = static_cast<float>(dead_band_percent),
+                            .dead_band_abs = static_cast<float>(dead_band),
+                            .dead_time_max_s = static_cast<std::uint32_t>(max_report_interval_s.value_or(longest))});
 }
 
 using Unlocked = py::call_guard<WithoutInterpreter>;
