@@ -276,6 +276,15 @@ class Check(bench.FleetTest):
         self.assertIn("lab/bench-1 to 127.0.0.1:1883", out)
         self.assertIn("calibrator: kelvo10 on sim, 1 channels, OUT may be written", out)
 
+    def test_example_of_the_page_is_accepted(self):
+        page = (pathlib.Path(__file__).resolve().parents[2] / "docs/fleet.md").read_text()
+        config = self.folder / "page.json"
+        config.write_text(page.split("```json\n")[1].split("```")[0])
+        for name in ("bench-1.password", "lab-ca.crt"):
+            (self.folder / name).write_text("x\n")
+            (self.folder / name).chmod(0o600)
+        self.assertEqual(self.check(config)[::2], (0, ""))
+
     def test_mistakes_are_told_with_line_and_reason(self):
         instrument = {"model": "kelvo01", "port": "sim", "groups": [{"chanels": ["IN"], "period": 0.01}]}
         cases = [
