@@ -334,11 +334,13 @@ void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
     Judged judged = Judge(channel, arrays, k);
     const Quality before = channel.value.quality();
     const bool error_changed = std::exchange(channel.error, arrays.errors[k]) != arrays.errors[k];
-    // Between reports only a change of quality is news: values inside the dead band stay as they were told.
+    // Between reports only a change of quality is news: values inside the dead band stay as they were told. A channel's
+    // first reading is left to its report.
     const bool differs = judged.quality != before || judged.value != channel.value.value || error_changed;
-    const bool news = report ? differs : before != judged.quality && before != Quality::kStale;
+    const bool news = report ? differs : channel.is_told && before != judged.quality;
     if (error_changed) changed.push_back(ErrorMetric(channel, UnixOf(channel.stamp)));
     if (!report && !news) continue;
+    channel.is_told = channel.is_told || report;
     channel.value.time = UnixOf(channel.stamp);
     channel.value.value = std::move(judged.value);
     channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(judged.quality));

@@ -51,6 +51,7 @@ class BenchDevice {
     std::int32_t error = 0;  // last published
     Date stamp = 0;          // of the last reading
     SteadyTime stamped_at{};
+    bool is_told = false;  // by a report
     bool is_read = false;
     bool is_output = false;
   };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <set>
@@ -87,6 +88,8 @@ void ReadGroup(JsonReader& from, PublishedGroup& group) {
   if (from.Number("dead-band-percent", number, 0, 1000)) {
     group.settings.dead_band_percent = static_cast<float>(number);
   }
+  // Without the key, only a dead band decides.
+  group.settings.dead_time_max_s = std::numeric_limits<std::uint32_t>::max();
   if (from.Seconds("max-report-interval", seconds, 1, kMaxPeriod)) {
     group.settings.dead_time_max_s = static_cast<std::uint32_t>(seconds);
   }

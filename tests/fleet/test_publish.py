@@ -142,6 +142,31 @@ class Publish(bench.FleetTest):
         simulator.send_signal(signal.SIGCONT)
         listener.wait_for_type("DBIRTH")
 
+    def test_values_within_their_dead_band_are_told_once(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        meter = {"model": "kelvo10", "port": "sim"}
+        self.start_publisher(self.config(broker, instruments={
+            "quiet": meter | {"device": "quiet", "groups": [{"channels": ["IN"], "period": 0.1, "dead-band": 1e6}]},
+            "clock": meter | {"device": "clock", "groups": [{"channels": ["IN"], "period": 0.1}]}}))
+        quiet = listener.wait_for(lambda m: has_value(m) and m.device == "quiet")
+        # Without an interval there is no report for the mere passing of time.
+        listener.wait_for(lambda m: m.device == "clock" and m.at > quiet.at + 2.5)
+        self.assertEqual([m for m in listener.messages if has_value(m) and m.device == "quiet"], [quiet])
+
+    def test_stale_value_is_good_again_within_its_dead_band(self):
+        broker = self.broker()
+        listener = self.listener(broker)
+        simulator, path = self.start_simulator("kelvo10")
+        self.start_publisher(self.config(broker, instruments={"calibrator": {
+            "model": "kelvo10", "port": path, "timeout-ms": 30000, "lost-after": 60,
+            "groups": [{"channels": ["IN"], "period": 0.1, "dead-band": 1e6}]}}))
+        listener.wait_for(has_value, "data")
+        simulator.send_signal(signal.SIGSTOP)
+        listener.wait_for(lambda m: has_value(m) and m[VALUE]["properties"]["Quality"] == STALE, "a stale value")
+        simulator.send_signal(signal.SIGCONT)
+        listener.wait_for(lambda m: has_value(m) and m[VALUE]["properties"]["Quality"] == GOOD, "a good value")
+
     def test_broker_away_and_back_loses_no_reading(self):
         broker = self.broker()
         listener = self.listener(broker)
