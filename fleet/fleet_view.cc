@@ -1,44 +1,30 @@
 #include "fleet/fleet_view.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 
 #include "base/numbers.h"
-#include "base/text.h"
+#include "fleet/shown_text.h"
 
 namespace ulix::fleet {
 namespace {
 
-constexpr std::size_t kMaxText = 200;  // bytes
 constexpr std::string_view kValueStart = "Inputs/", kValueEnd = "/Value";
 constexpr std::string_view kSetPointStart = "Outputs/", kSetPointEnd = "/Set point";
 constexpr std::string_view kErrorStart = "Channel/", kErrorEnd = "/Error code";
 constexpr char kSetPointMark[] = " set point";
 constexpr UnixMs kLastTime = 253'402'300'799'999;  // of the year 9999
 
-// What others sent goes to terminals and pages: no control characters, and only characters that this library has.
-std::string Cleaned(std::string_view utf8) {
-  std::string ansi = AnsiFromUtf8(utf8.substr(0, kMaxText));
-  const auto is_control = [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    constexpr std::string_view kUnused = "\x7f\x81\x8d\x8f\x90\x9d";
-    return byte < ' ' || kUnused.find(c) != kUnused.npos;
-  };
-  std::replace_if(ansi.begin(), ansi.end(), is_control, '?');
-  return Utf8FromAnsi(ansi);
-}
-
 // The channel in "START CHANNEL END"; none of another name.
 std::optional<std::string> Between(std::string_view name, std::string_view start, std::string_view end) {
   const bool fits = name.starts_with(start) && name.ends_with(end) && name.size() > start.size() + end.size();
   if (!fits) return std::nullopt;
-  return Cleaned(name.substr(start.size(), name.size() - start.size() - end.size()));
+  return ShownText(name.substr(start.size(), name.size() - start.size() - end.size()));
 }
 
 std::string PropertyText(const Metric& metric, std::string_view key) {
   const MetricValue* text = metric.Property(key);
-  return text && std::holds_alternative<std::string>(*text) ? Cleaned(std::get<std::string>(*text)) : "";
+  return text && std::holds_alternative<std::string>(*text) ? ShownText(std::get<std::string>(*text)) : "";
 }
 
 std::optional<std::int64_t> BdSeqIn(const Payload& payload) {
@@ -168,13 +154,11 @@ bool FleetView::Take(const Topic& topic, const Payload& payload, SeenBench& benc
 }
 
 bool FleetView::Received(std::string_view text, std::string_view bytes) {
-  auto topic = ParseTopic(text);
+  const auto topic = ParseTopic(text);
   if (!topic || topic->group != group_) return false;
   if (topic->type == MessageType::kNodeCommand || topic->type == MessageType::kDeviceCommand) return false;
   const auto payload = Decode(bytes);
   if (!payload) return false;
-  topic->node = Cleaned(topic->node);
-  topic->device = Cleaned(topic->device);
   const std::lock_guard lock(mutex_);
   if (!benches_.contains(topic->node) && benches_.size() >= kMaxBenches) return false;
   return Take(*topic, *payload, benches_[topic->node]);

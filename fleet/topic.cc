@@ -5,11 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "fleet/shown_text.h"
+
 namespace ulix::fleet {
 namespace {
 
 constexpr std::string_view kNamespace = "spBv1.0";
-constexpr std::size_t kMaxId = 200;
 
 constexpr std::array<std::pair<std::string_view, MessageType>, 8> kTypes = {{{"NBIRTH", MessageType::kNodeBirth},
                                                                              {"NDEATH", MessageType::kNodeDeath},
@@ -20,7 +21,7 @@ constexpr std::array<std::pair<std::string_view, MessageType>, 8> kTypes = {{{"N
                                                                              {"DDATA", MessageType::kDeviceData},
                                                                              {"DCMD", MessageType::kDeviceCommand}}};
 
-bool IsForbidden(char c) { return c == '+' || c == '#' || c == '/' || (c >= 0 && c < ' ') || c == 0x7F; }
+bool IsForbidden(char c) { return c == '+' || c == '#' || c == '/'; }
 
 bool IsOfDevice(MessageType type) { return type >= MessageType::kDeviceBirth; }
 
@@ -55,11 +56,12 @@ std::optional<Topic> ParseTopic(std::string_view text) {
 }
 
 bool IsTopicId(std::string_view text) {
-  return !text.empty() && text.size() <= kMaxId && std::none_of(text.begin(), text.end(), IsForbidden);
+  return !text.empty() && text.size() <= kMaxShownBytes && std::none_of(text.begin(), text.end(), IsForbidden) &&
+         IsShowable(text);
 }
 
 std::string TopicIdOf(std::string_view text) {
-  std::string id(text.substr(0, kMaxId));
+  std::string id = ShownText(text, '-');
   std::replace_if(id.begin(), id.end(), IsForbidden, '-');
   return id.empty() ? "-" : id;
 }

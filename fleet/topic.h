@@ -31,8 +31,8 @@ std::string TextOf(const Topic& topic);
 // None for a topic of another form.
 std::optional<Topic> ParseTopic(std::string_view text);
 
-// Whether a text can be a group, a node or a device: not empty, at most 200 bytes, no '+', '#', '/' or control
-// character.
+// Whether a text can be a group, a node or a device: not empty, at most 200 bytes, no '+', '#' or '/', and showable
+// (fleet/shown_text.h).
 bool IsTopicId(std::string_view text);
 // The text with '-' in place of what an id may not have; "-" for an empty one.
 std::string TopicIdOf(std::string_view text);
