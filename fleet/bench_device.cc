@@ -66,7 +66,9 @@ class BenchDevice::Sink final : public EventSink {
 };
 
 BenchDevice::BenchDevice(const PublishedInstrument& config, const std::string& folder, Node& node, Log log)
-    : config_(config), folder_(folder), node_(node), log_(std::move(log)) {}
+    : config_(config), folder_(folder), node_(node), log_(std::move(log)) {
+  if (!config_.device.empty()) node_.ClaimDevice(config_.device, config_.planned.name);
+}
 
 BenchDevice::~BenchDevice() { Stop(); }
 
@@ -141,8 +143,9 @@ bool BenchDevice::Connect() {
     SayOnce(LogLevel::kError, "another instrument answers: '" + identification + "'");
     return instrument_->Disconnect(), false;
   }
-  if (!MakeGroups()) return instrument_->Disconnect(), false;
-  GiveBirth(identification);
+  const auto device = ClaimDevice(identification);
+  if (!device || !MakeGroups()) return instrument_->Disconnect(), false;
+  GiveBirth(*device, identification);
   instrument_->events().Advise(std::make_shared<Sink>(*this));
   instrument_->RunAllGroups();
   return true;
@@ -241,15 +244,24 @@ std::vector<Metric> BenchDevice::BirthMetrics(const std::string& identification)
   return metrics;
 }
 
-void BenchDevice::GiveBirth(const std::string& identification) {
+// Ids must not hang on which of two instruments is found first: commands for one would go to the other.
+std::optional<std::string> BenchDevice::ClaimDevice(const std::string& identification) {
+  const std::string& planned = config_.planned.serial_number;
+  std::string serial = SerialNumberIn(identification);
+  if (serial.empty()) serial = planned.empty() ? config_.planned.name : planned;
+  const std::string device = config_.device.empty() ? TopicIdOf(config_.planned.model + "-" + serial) : config_.device;
+  const std::string holder = node_.ClaimDevice(device, config_.planned.name);
+  if (holder == config_.planned.name) return device;
+  SayOnce(LogLevel::kError, "'" + device + "' is the id of " + holder +
+                                " already; where two instruments tell one serial number, name a \"device\" for each");
+  const std::lock_guard lock(mutex_);
+  device_.clear();
+  return std::nullopt;
+}
+
+void BenchDevice::GiveBirth(const std::string& device, const std::string& identification) {
   std::unique_lock lock(mutex_);
   const std::vector<Metric> metrics = BirthMetrics(identification);
-  std::string serial = SerialNumberIn(identification);
-  if (serial.empty())
-    serial = config_.planned.serial_number.empty() ? config_.planned.name : config_.planned.serial_number;
-  std::string device = config_.device.empty() ? TopicIdOf(config_.planned.model + "-" + serial) : config_.device;
-  // Two instruments that tell the same serial number are still two.
-  if (node_.IsAlive(device)) device = TopicIdOf(device + "-" + config_.planned.name);
   device_ = device;
   alive_ = true;
   last_good_ = std::chrono::steady_clock::now();

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -65,7 +66,9 @@ class BenchDevice {
   bool MakeGroups();
   bool AddGroup(const PublishedGroup& group);
   void AddOutputs();
-  void GiveBirth(const std::string& identification);
+  // The instrument's id on the broker. None, after a message, when another instrument of the bench has it.
+  std::optional<std::string> ClaimDevice(const std::string& identification);
+  void GiveBirth(const std::string& device, const std::string& identification);
   std::vector<Metric> BirthMetrics(const std::string& identification);
   void Watch();
   bool IsLost(SteadyTime now);

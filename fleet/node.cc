@@ -134,6 +134,12 @@ Node::Device& Node::DeviceOf(const std::string& name) {
   return place->second;
 }
 
+std::string Node::ClaimDevice(const std::string& name, const std::string& instrument) {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(claims_, [&](const auto& claim) { return claim.second == instrument && claim.first != name; });
+  return claims_.try_emplace(name, instrument).first->second;
+}
+
 void Node::DeviceBorn(const std::string& name, std::vector<Metric> metrics) {
   const std::lock_guard lock(mutex_);
   Device& device = DeviceOf(name);
@@ -164,12 +170,6 @@ void Node::DeviceDied(const std::string& name) {
     gap.metrics.push_back(std::move(metric));
   }
   Keep(name, std::move(gap));
-}
-
-bool Node::IsAlive(const std::string& name) const {
-  const std::lock_guard lock(mutex_);
-  const auto found = devices_.find(name);
-  return found != devices_.end() && found->second.alive;
 }
 
 std::vector<Metric> Node::Remember(Device& device, const std::vector<Metric>& metrics) {

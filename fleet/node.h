@@ -58,11 +58,13 @@ class Node final : public BrokerClient {
   // NDEATH.
   void SayDeath() override;
 
+  // Reserves an id for one instrument of the bench until the program's end, or until that instrument claims another id.
+  // Gives the one that has it: `instrument`, or an earlier one.
+  std::string ClaimDevice(const std::string& device, const std::string& instrument);
   // Publishes the device's birth. `metrics` are all that ever come, with their values. A device that is alive is born
   // again.
   void DeviceBorn(const std::string& device, std::vector<Metric> metrics);
   void DeviceDied(const std::string& device);
-  bool IsAlive(const std::string& device) const;
   // What changed. Metrics that the birth does not have are dropped.
   void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
 
@@ -114,6 +116,7 @@ class Node final : public BrokerClient {
   CommandHandler handler_;
   BrokerConnection* connection_ = nullptr;  // null while offline
   std::map<std::string, Device> devices_;
+  std::map<std::string, std::string> claims_;  // the instrument of each id
   std::uint8_t bd_seq_;
   std::uint8_t next_seq_ = 0;
   bool rebirth_wanted_ = false;

@@ -167,6 +167,12 @@ class Publish(bench.FleetTest):
         simulator.send_signal(signal.SIGCONT)
         listener.wait_for(lambda m: has_value(m) and m[VALUE]["properties"]["Quality"] == GOOD, "a good value")
 
+    def test_second_instrument_with_one_serial_number_is_asked_for_its_device(self):
+        meter = {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}]}
+        _, listener, _ = self.running(instruments={"left": meter, "right": meter})
+        self.wait_for_log(f"'{DEVICE}' is the id of ")
+        self.assertEqual({m.device for m in listener.messages if m.type == "DBIRTH"}, {DEVICE})
+
     def test_broker_away_and_back_loses_no_reading(self):
         broker = self.broker()
         listener = self.listener(broker)
