@@ -28,14 +28,31 @@ struct ValueWriter {
   void operator()(const std::string& value) const { message.set_string_value(value); }
 };
 
+// Codes of the wire for types that are read only.
+enum UnsignedType : std::uint32_t { kUInt8 = 5, kUInt16 = 6, kUInt32 = 7, kUInt64 = 8, kDateTime = 13 };
+
+// The same bits are a negative number in one type and a large one in another. Without a type nobody knows which.
+MetricValue ReadInt(std::uint32_t bits, std::uint32_t type) {
+  const auto number = static_cast<std::int32_t>(bits);
+  if (type == kUInt8 || type == kUInt16 || type == kUInt32) return std::int64_t{bits};
+  return type == 0 && number < 0 ? MetricValue() : MetricValue(number);
+}
+
+MetricValue ReadLong(std::uint64_t bits, std::uint32_t type) {
+  const auto number = static_cast<std::int64_t>(bits);
+  if (number >= 0) return number;
+  if (type == kUInt64 || type == kDateTime) return static_cast<double>(bits);
+  return type == 0 ? MetricValue() : MetricValue(number);
+}
+
 template <typename Message>
-MetricValue ReadValue(const Message& message) {
+MetricValue ReadValue(const Message& message, std::uint32_t type) {
   if (message.is_null()) return {};
   switch (message.value_case()) {
     case Message::kIntValue:
-      return static_cast<std::int32_t>(message.int_value());
+      return ReadInt(message.int_value(), type);
     case Message::kLongValue:
-      return static_cast<std::int64_t>(message.long_value());
+      return ReadLong(message.long_value(), type);
     case Message::kFloatValue:
       return static_cast<double>(message.float_value());
     case Message::kDoubleValue:
@@ -73,11 +90,17 @@ DataType ReadType(const wire::Metric& in, const MetricValue& value) {
 }
 
 Metric Read(const wire::Metric& in) {
-  Metric metric{.name = in.name(), .value = ReadValue(in), .time = in.timestamp(), .historical = in.is_historical()};
+  Metric metric{.name = in.name(),
+                .value = ReadValue(in, in.datatype()),
+                .time = in.timestamp(),
+                .historical = in.is_historical()};
   metric.type = ReadType(in, metric.value);
   const wire::PropertySet& properties = in.properties();
   const int count = std::min(properties.keys_size(), properties.values_size());
-  for (int k = 0; k < count; ++k) metric.properties.emplace_back(properties.keys(k), ReadValue(properties.values(k)));
+  for (int k = 0; k < count; ++k) {
+    const wire::PropertyValue& property = properties.values(k);
+    metric.properties.emplace_back(properties.keys(k), ReadValue(property, property.type()));
+  }
   return metric;
 }
 

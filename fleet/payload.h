@@ -17,7 +17,9 @@ namespace ulix::fleet {
 using UnixMs = std::uint64_t;
 UnixMs UnixNow();
 
-// Codes of the wire for the types of values that are written. Values of other types are read as the nearest of these.
+// Codes of the wire for the types of values that are written. Values of other types are read as one of these that
+// holds them; an unsigned number above 2^63 as the nearest double. A number whose type is not told is null where it
+// could be a negative or a large one.
 enum class DataType : std::uint32_t { kInt32 = 3, kInt64 = 4, kDouble = 10, kBoolean = 11, kString = 12 };
 
 // std::monostate: null. Texts are UTF-8.
