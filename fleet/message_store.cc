@@ -66,7 +66,11 @@ tl::expected<std::unique_ptr<MessageStore>, std::string> MessageStore::Open(cons
   if (failed) return tl::unexpected("the folder " + folder + " cannot be used: " + failed.message());
   for (const fs::directory_entry& file : files) {
     const auto number = SegmentNumber(file.path());
-    if (number) store->segments_.push_back({*number, file.file_size(failed), 0});
+    if (!number) continue;
+    if (file.file_size(failed) > 0)
+      store->segments_.push_back({*number, file.file_size(failed), 0});
+    else
+      fs::remove(file.path(), failed);
   }
   std::sort(store->segments_.begin(), store->segments_.end(),
             [](const Segment& a, const Segment& b) { return a.number < b.number; });
@@ -100,6 +104,19 @@ void MessageStore::EndSegment() {
   writing_.reset();
 }
 
+// What a full disk took of a record is cut off, so that the segment can go on later.
+bool MessageStore::WriteRecord(std::string_view framed) {
+  if (!writing_ && !StartSegment()) return false;
+  Segment& segment = segments_.back();
+  if (writing_->Append(framed)) {
+    segment.bytes += framed.size();
+    ++segment.records;
+    return true;
+  }
+  if (!writing_->CutTo(segment.bytes)) EndSegment();
+  return false;
+}
+
 bool MessageStore::Append(std::string_view record) {
   std::string framed;
   AppendWord(framed, static_cast<std::uint32_t>(record.size()));
@@ -107,13 +124,13 @@ bool MessageStore::Append(std::string_view record) {
   framed += record;
   const std::uint64_t segment_bytes = std::min(kMaxSegment, max_bytes_ / kSegments);
   if (writing_ && segments_.back().bytes + framed.size() > segment_bytes) EndSegment();
-  if ((!writing_ && !StartSegment()) || !writing_->Append(framed)) {
-    // What a full disk took of it is behind the last whole record, where reading ends.
-    EndSegment();
-    return ++lost_, false;
+  bool written = WriteRecord(framed);
+  const bool can_make_room = segments_.size() > (writing_ ? 1U : 0U);
+  if (!written && can_make_room) {
+    DropOldest();
+    written = WriteRecord(framed);
   }
-  segments_.back().bytes += framed.size();
-  ++segments_.back().records;
+  if (!written) return ++lost_, false;
   KeepWithinBound();
   return true;
 }
@@ -123,10 +140,12 @@ void MessageStore::Sync() {
 }
 
 void MessageStore::KeepWithinBound() {
-  while (segments_.size() > 1 && bytes() > max_bytes_) {
-    lost_ += std::max<std::uint64_t>(segments_.front().records, 1);
-    DropFirst();
-  }
+  while (segments_.size() > 1 && bytes() > max_bytes_) DropOldest();
+}
+
+void MessageStore::DropOldest() {
+  lost_ += std::max<std::uint64_t>(segments_.front().records, 1);
+  DropFirst();
 }
 
 void MessageStore::DropFirst() {

@@ -25,7 +25,8 @@ class MessageStore {
   static tl::expected<std::unique_ptr<MessageStore>, std::string> Open(const std::string& folder,
                                                                        std::uint64_t max_bytes);
 
-  // False when the disk does not take it; the record is then counted as lost.
+  // When the disk is full, the oldest segment makes room. False when it does not take the record even then; the record
+  // is counted as lost.
   bool Append(std::string_view record);
   void Sync();
   // The next record that was not given yet; none at the end. Damaged records are skipped.
@@ -35,7 +36,7 @@ class MessageStore {
   // Next begins again with the first record that was not confirmed.
   void Rewind();
 
-  bool empty() const { return segments_.empty(); }
+  bool empty() const { return bytes() == 0; }
   std::uint64_t bytes() const;
   // Records deleted for the bound or not taken by the disk, since Open.
   std::uint64_t lost() const { return lost_; }
@@ -50,9 +51,11 @@ class MessageStore {
   MessageStore(std::filesystem::path folder, std::uint64_t max_bytes);
   std::filesystem::path PathOf(std::uint64_t number) const;
   bool StartSegment();
+  bool WriteRecord(std::string_view framed);
   void EndSegment();
   void KeepWithinBound();
   void DropFirst();
+  void DropOldest();  // counts what is lost with it
   bool LoadSegment();
 
   const std::filesystem::path folder_;

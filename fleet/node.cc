@@ -205,10 +205,11 @@ void Node::Keep(const std::string& name, Payload payload) {
   payload.seq.reset();
   for (Metric& metric : payload.metrics) metric.historical = true;
   const std::uint64_t lost = device.store->lost();
-  device.store->Append(Encode(payload));
+  const bool kept = device.store->Append(Encode(payload));
   if (device.store->lost() == lost || device.loss_told) return;
   device.loss_told = true;
-  Say(LogLevel::kWarning, name + ": the store is full, the oldest messages are lost");
+  Say(LogLevel::kWarning, name + (kept ? ": the store is full, the oldest messages are lost"
+                                       : ": the disk of the store is full, messages are lost"));
 }
 
 void Node::KeepUnconfirmed() {
