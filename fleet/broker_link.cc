@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "fleet/mqtt_client.h"
 
@@ -91,6 +92,14 @@ void BrokerLink::Stop() {
   if (thread_.joinable()) thread_.join();
 }
 
+bool BrokerLink::IsMoving() {
+  using Clock = std::chrono::steady_clock;
+  const std::uint64_t turns = turns_;
+  if (std::exchange(last_turns_, turns) != turns) return true;
+  const Clock::time_point begun{Clock::duration(lookup_)};
+  return begun != Clock::time_point() && Clock::now() - begun < kMaxNameLookup;
+}
+
 bool BrokerLink::Publish(const std::string& topic, const std::string& payload, int qos) {
   int message = 0;
   const int result = mosquitto_publish(client_.get(), &message, topic.c_str(), static_cast<int>(payload.size()),
@@ -145,6 +154,15 @@ bool BrokerLink::Prepare() {
   return false;
 }
 
+// The library looks up the host's name before it returns. Without a name server that takes up to a minute.
+int BrokerLink::Connect() {
+  lookup_ = std::chrono::steady_clock::now().time_since_epoch().count();
+  const int result =
+      mosquitto_connect_async(client_.get(), settings_.host.c_str(), settings_.port, settings_.keep_alive);
+  lookup_ = 0;
+  return result;
+}
+
 void BrokerLink::RunSession() {
   subscriptions_ = 0;
   failed_ = false;
@@ -155,8 +173,7 @@ void BrokerLink::RunSession() {
   begun_ = true;
   accepted_ = false;
   if (!Prepare()) return;
-  const int result =
-      mosquitto_connect_async(client_.get(), settings_.host.c_str(), settings_.port, settings_.keep_alive);
+  const int result = Connect();
   if (result != MOSQ_ERR_SUCCESS) {
     NoteCause(result);
     return SayOnce(LogLevel::kWarning, reason_);

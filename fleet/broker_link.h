@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -20,6 +21,8 @@ namespace ulix::fleet {
 // user with a will of its own. A connection that gives no CONNACK or no SUBACK within ten seconds is given up.
 class BrokerLink final : private BrokerConnection {
  public:
+  static constexpr std::chrono::seconds kMaxNameLookup{120};
+
   // `folder` is where the files are that the settings name. `user` and what `log` uses outlive the link.
   BrokerLink(BrokerSettings settings, std::string password, std::string folder, BrokerClient& user, Log log);
   ~BrokerLink() override { Stop(); }
@@ -29,8 +32,9 @@ class BrokerLink final : private BrokerConnection {
   void Start();
   // Waits at most two seconds for what the broker has not confirmed, lets the user say its death, disconnects.
   void Stop();
-  // Counts while the thread is alive and not stuck, for a watchdog.
-  std::uint64_t turns() const { return turns_; }
+  // Whether the thread went on since the last call, or looks up the broker's name for less than kMaxNameLookup, for a
+  // watchdog. One thread calls it.
+  bool IsMoving();
   bool online() const { return online_; }
 
  private:
@@ -40,6 +44,7 @@ class BrokerLink final : private BrokerConnection {
 
   void Run();
   void RunSession();
+  int Connect();
   bool Prepare();
   void Loop();
   void NoteCause(int result);
@@ -60,6 +65,8 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<bool> stopping_ = false;
   std::atomic<bool> online_ = false;
   std::atomic<std::uint64_t> turns_ = 0;
+  std::uint64_t last_turns_ = 0;                            // of IsMoving
+  std::atomic<std::chrono::steady_clock::rep> lookup_ = 0;  // when the name's look-up began; 0: none is under way
 
   // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the user.
   MqttClient client_;

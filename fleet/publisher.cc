@@ -106,9 +106,4 @@ void Publisher::Stop() {
   if (link_) link_->Stop();
 }
 
-bool Publisher::IsMoving() {
-  const std::uint64_t turns = link_->turns();
-  return std::exchange(last_turns_, turns) != turns;
-}
-
 }  // namespace ulix::fleet

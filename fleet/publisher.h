@@ -1,7 +1,6 @@
 // The whole bench: its node, its instruments and its connection to the broker.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,8 +27,8 @@ class Publisher {
   void Start();
   // Says the node's death and disconnects everything.
   void Stop();
-  // Whether the connection's thread went on since the last call.
-  bool IsMoving();
+  // Whether the connection's thread went on since the last call (BrokerLink::IsMoving).
+  bool IsMoving() { return link_->IsMoving(); }
   bool online() const { return link_->online(); }
 
  private:
@@ -39,7 +38,6 @@ class Publisher {
   std::unique_ptr<Node> node_;
   std::vector<std::unique_ptr<BenchDevice>> devices_;
   std::unique_ptr<BrokerLink> link_;
-  std::uint64_t last_turns_ = 0;
 };
 
 // Where the store is when the configuration does not say: $STATE_DIRECTORY of a service, else
