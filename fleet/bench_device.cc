@@ -374,35 +374,31 @@ std::vector<Metric> BenchDevice::ValuesOf(const ChannelArrays& arrays) const {
 
 // --- commands ---
 
-bool BenchDevice::Command(const std::string& device, const Metric& command) {
+std::optional<std::string> BenchDevice::Command(const std::string& device, const Metric& command) {
   const std::lock_guard lock(mutex_);
-  if (device != device_) return false;
-  const auto refuse = [&](const std::string& why) {
-    Say(LogLevel::kWarning, "a command for " + command.name + " is refused: " + why);
-    return true;
-  };
+  if (device != device_) return std::nullopt;
   const auto name = OutputIn(command.name);
   const auto channel = std::find_if(channels_.begin(), channels_.end(), [&](const auto& entry) {
     return name && entry.second.is_output && entry.second.name == *name;
   });
-  if (channel == channels_.end()) return refuse("it is no output");
+  if (channel == channels_.end()) return "it is no output";
   const auto allowed =
       std::find_if(config_.writable.begin(), config_.writable.end(), [&](const WritableOutput& output) {
         return EqualIgnoringCase(output.channel, *name) || output.channel == std::to_string(channel->first);
       });
-  if (allowed == config_.writable.end()) return refuse("the configuration does not allow it");
+  if (allowed == config_.writable.end()) return "the configuration does not allow it";
   const auto value = NumberIn(command.value);
   const bool is_flag = std::holds_alternative<bool>(command.value);
-  if (!value || is_flag || !std::isfinite(*value) || command.historical) return refuse("it has no number");
+  if (!value || is_flag || !std::isfinite(*value) || command.historical) return "it has no number";
   if (*value < allowed->min || *value > allowed->max) {
-    return refuse(FormatGeneral(*value, 10) + " is not between " + FormatGeneral(allowed->min, 10) + " and " +
-                  FormatGeneral(allowed->max, 10));
+    return FormatGeneral(*value, 10) + " is not between " + FormatGeneral(allowed->min, 10) + " and " +
+           FormatGeneral(allowed->max, 10);
   }
-  if (!alive_) return refuse("the instrument is not there");
-  if (writes_.size() >= kMaxWrites) return refuse("too many commands wait");
+  if (!alive_) return "the instrument is not there";
+  if (writes_.size() >= kMaxWrites) return "too many commands wait";
   writes_.push_back({channel->first, *value});
   changed_.notify_all();
-  return true;
+  return "";
 }
 
 void BenchDevice::DoWrites() {

@@ -37,8 +37,8 @@ class BenchDevice {
   // Asks the thread to end; Stop also waits for the exchange under way, which the driver bounds.
   void RequestStop();
   void Stop();
-  // A command for a device. False when it is for another one.
-  bool Command(const std::string& device, const Metric& command);
+  // Takes a command for a device, or says why it does not. None when it is for another device; an empty text: taken.
+  std::optional<std::string> Command(const std::string& device, const Metric& command);
   std::uint64_t turns() const { return turns_; }
 
  private:

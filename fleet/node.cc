@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "fleet/json_mirror.h"
+#include "fleet/shown_text.h"
 
 namespace ulix::fleet {
 namespace {
@@ -292,23 +293,50 @@ Node::Health Node::Tick(SteadyTime now) {
 void Node::Received(const std::string& text, std::string_view bytes, bool retained) {
   const auto topic = ParseTopic(text);
   if (!topic || topic->group != options_.group || topic->node != options_.node) return;
-  if (retained) return Say(LogLevel::kWarning, "a retained command is ignored: " + text);
-  if (bytes.size() > kMaxCommandBytes) return Say(LogLevel::kWarning, "a command is too long: " + text);
+  if (retained) return Refuse("a retained command is ignored: " + text);
+  if (bytes.size() > kMaxCommandBytes) return Refuse("a command is too long: " + text);
   const auto payload = Decode(bytes);
-  if (!payload) return Say(LogLevel::kWarning, "a command is refused: " + payload.error());
+  if (!payload) return Refuse("a command is refused: " + payload.error());
   if (topic->type == MessageType::kNodeCommand && AsksForRebirth(*payload)) {
     const std::lock_guard lock(mutex_);
     rebirth_wanted_ = true;
   }
-  if (topic->type != MessageType::kDeviceCommand) return;
+  if (topic->type == MessageType::kDeviceCommand) Execute(topic->device, payload->metrics);
+}
+
+void Node::Execute(const std::string& device, const std::vector<Metric>& commands) {
   CommandHandler handler;
   {
     const std::lock_guard lock(mutex_);
     handler = handler_;
   }
   if (!handler) return;
-  const std::size_t count = std::min(payload->metrics.size(), kMaxCommands);
-  for (std::size_t k = 0; k < count; ++k) handler(topic->device, payload->metrics[k]);
+  std::string first;
+  std::size_t refused = 0;
+  for (std::size_t k = 0; k < commands.size(); ++k) {
+    const std::string why = k < kMaxCommands ? handler(device, commands[k]) : "there are too many in one message";
+    if (why.empty() || refused++ > 0) continue;
+    first = "a command for " + device + ", " + ShownText(commands[k].name) + ", is refused: " + why;
+  }
+  if (refused > 1) first += " (and " + std::to_string(refused - 1) + " more)";
+  if (refused > 0) Refuse(first);
+}
+
+// A flood of commands must not fill the log.
+void Node::Refuse(const std::string& text) {
+  std::uint64_t left_out = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - refusals_since_ >= kRefusalInterval) {
+      left_out = refusals_ - std::min(refusals_, kMaxRefusals);
+      refusals_since_ = now;
+      refusals_ = 0;
+    }
+    if (++refusals_ > kMaxRefusals) return;
+  }
+  if (left_out > 0) Say(LogLevel::kWarning, std::to_string(left_out) + " refused messages are not in this log");
+  Say(LogLevel::kWarning, text);
 }
 
 }  // namespace ulix::fleet

@@ -31,7 +31,8 @@ class Node final : public BrokerClient {
  public:
   // Opens the store of a device; null where none is kept.
   using StoreOpener = std::function<std::unique_ptr<MessageStore>(const std::string& device)>;
-  using CommandHandler = std::function<void(const std::string& device, const Metric& command)>;
+  // Executes a command or says why it does not; an empty text: it is executed.
+  using CommandHandler = std::function<std::string(const std::string& device, const Metric& command)>;
 
   struct Options {
     std::string group;
@@ -69,7 +70,8 @@ class Node final : public BrokerClient {
   void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
 
   void HandleCommandsWith(CommandHandler handler);
-  // Commands. Retained ones are ignored: a command is for now.
+  // Commands. Retained ones are ignored: a command is for now. What is refused is logged, one line for a message and at
+  // most kMaxRefusals lines in kRefusalInterval.
   void Received(const std::string& topic, std::string_view payload, bool retained) override;
   void Confirmed() override;
   // Sends history and asks for confirmations. kStuck when the broker has confirmed nothing for kMaxUnconfirmed: the
@@ -80,6 +82,8 @@ class Node final : public BrokerClient {
   static constexpr std::chrono::seconds kMaxUnconfirmed{10};
   static constexpr std::chrono::milliseconds kConfirmationInterval{500};
   static constexpr std::chrono::seconds kMinRebirthInterval{1};
+  static constexpr std::chrono::seconds kRefusalInterval{10};
+  static constexpr std::uint64_t kMaxRefusals = 20;
 
  private:
   struct Device {
@@ -109,6 +113,8 @@ class Node final : public BrokerClient {
   bool SendHistoryOf(const std::string& name, Device& device, std::size_t* bytes);
   void AskForConfirmation(SteadyTime now);
   Device& DeviceOf(const std::string& name);
+  void Execute(const std::string& device, const std::vector<Metric>& commands);
+  void Refuse(const std::string& text);
   void Say(LogLevel level, const std::string& text) const;
 
   const Options options_;
@@ -121,6 +127,8 @@ class Node final : public BrokerClient {
   std::uint8_t next_seq_ = 0;
   bool rebirth_wanted_ = false;
   std::optional<SteadyTime> last_rebirth_;
+  SteadyTime refusals_since_{};
+  std::uint64_t refusals_ = 0;  // since then
 
   std::deque<Unconfirmed> unconfirmed_;
   std::size_t unconfirmed_bytes_ = 0;

@@ -83,12 +83,13 @@ tl::expected<std::unique_ptr<Publisher>, std::string> Publisher::Make(const Publ
   for (const PublishedInstrument& instrument : config.instruments) {
     made->devices_.push_back(std::make_unique<BenchDevice>(instrument, config.folder, *made->node_, log));
   }
-  made->node_->HandleCommandsWith([publisher = made.get(), log](const std::string& device, const Metric& command) {
-    for (const auto& known : publisher->devices_) {
-      if (known->Command(device, command)) return;
-    }
-    log(LogLevel::kWarning, "a command for " + device + " is refused: there is no such device");
-  });
+  made->node_->HandleCommandsWith(
+      [publisher = made.get()](const std::string& device, const Metric& command) -> std::string {
+        for (const auto& known : publisher->devices_) {
+          if (const auto answer = known->Command(device, command)) return *answer;
+        }
+        return "there is no such device";
+      });
   BrokerSettings broker = config.broker;
   if (broker.client_id.empty()) broker.client_id = config.group + "." + config.node;
   made->link_ = std::make_unique<BrokerLink>(broker, *password, config.folder, *made->node_, log);

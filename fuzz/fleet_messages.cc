@@ -6,6 +6,7 @@
 #include "fleet/fleet_view.h"
 #include "fleet/node.h"
 #include "fleet/payload.h"
+#include "fleet/shown_text.h"
 #include "fuzz/require.h"
 
 namespace ulix::fleet {
@@ -42,6 +43,7 @@ void CheckNode(const std::string& topic, std::string_view bytes) {
   node.HandleCommandsWith([&](const std::string& device, const Metric&) {
     Require(IsTopicId(device), "a device has a valid id");
     ++commands;
+    return std::string();
   });
   node.Received(topic, bytes, false);
   node.Received("spBv1.0/g/DCMD/n/d", bytes, false);
@@ -57,6 +59,7 @@ void CheckView(const std::string& topic, std::string_view bytes) {
   }
   const std::string text = MetricsText("g", view.Benches(), true);
   for (const char c : text) Require(c == '\n' || static_cast<unsigned char>(c) >= ' ', "texts are clean");
+  Require(IsShowable(ShownText(bytes)), "a shown text can be shown");
   std::uint64_t dropped = 0;
   for (const FleetReport& report : view.TakeReports(&dropped)) {
     Require(!report.state.value || std::isfinite(*report.state.value), "values are numbers");

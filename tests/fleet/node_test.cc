@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <filesystem>
 
 #include "fleet/payload.h"
@@ -53,9 +56,13 @@ class NodeTest : public ::testing::Test {
   ~NodeTest() override { std::filesystem::remove_all(folder_); }
 
   Node::Options Options() {
-    return {.group = "lab", .node = "bench", .open_store = [this](const std::string& device) {
-              return std::move(*MessageStore::Open((folder_ / device).string(), 1 << 20));
-            }};
+    return {.group = "lab",
+            .node = "bench",
+            .open_store =
+                [this](const std::string& device) {
+                  return std::move(*MessageStore::Open((folder_ / device).string(), 1 << 20));
+                },
+            .log = [this](LogLevel, const std::string& text) { log_.push_back(text); }};
   }
   void GoOnline() {
     node_.BeginSession();
@@ -65,6 +72,7 @@ class NodeTest : public ::testing::Test {
 
   const std::filesystem::path folder_;
   FakeBroker broker_;
+  std::vector<std::string> log_;
   Node node_;
 };
 
@@ -163,7 +171,7 @@ TEST_F(NodeTest, RebirthRequests_AreAnsweredOnceASecond) {
 
 TEST_F(NodeTest, CommandsOfOthersOrRetained_AreIgnored) {
   int commands = 0;
-  node_.HandleCommandsWith([&](const std::string&, const Metric&) { ++commands; });
+  node_.HandleCommandsWith([&](const std::string&, const Metric&) { return ++commands, ""; });
   const std::string write = Encode({.metrics = {ValueOf(1)}});
   for (const char* topic : {"spBv1.0/lab/DCMD/other/a", "spBv1.0/x/DCMD/bench/a", "spBv1.0/lab/DDATA/bench/a", "a"}) {
     node_.Received(topic, write, false);
@@ -173,6 +181,27 @@ TEST_F(NodeTest, CommandsOfOthersOrRetained_AreIgnored) {
   EXPECT_EQ(commands, 0);
   node_.Received("spBv1.0/lab/DCMD/bench/a", write, false);
   EXPECT_EQ(commands, 1);
+}
+
+TEST_F(NodeTest, RefusedCommands_AreOneCleanLineForAMessageAndBounded) {
+  node_.HandleCommandsWith([](const std::string&, const Metric&) { return "no"; });
+  Metric forged = ValueOf(1);
+  forged.name = "x\nulix-publish: all is well\x1b[2J" + std::string(300, 'y');
+  const std::string message = Encode({.metrics = std::vector<Metric>(110, forged)});
+  for (int k = 0; k < 100; ++k) node_.Received("spBv1.0/lab/DCMD/bench/a", message, false);
+  EXPECT_EQ(log_.size(), Node::kMaxRefusals);
+  EXPECT_EQ(log_[0].find_first_of("\n\x1b"), std::string::npos);
+  EXPECT_LT(log_[0].size(), 300U);
+  EXPECT_THAT(log_[0], ::testing::EndsWith(", is refused: no (and 109 more)"));
+}
+
+TEST_F(NodeTest, DeviceId_StaysWithTheInstrumentThatHadItFirst) {
+  EXPECT_EQ(node_.ClaimDevice("m-1", "left"), "left");
+  EXPECT_EQ(node_.ClaimDevice("m-1", "right"), "left");
+  EXPECT_EQ(node_.ClaimDevice("m-1", "left"), "left");
+  // Cables that were exchanged: the instrument on the left is another one now.
+  EXPECT_EQ(node_.ClaimDevice("m-2", "left"), "left");
+  EXPECT_EQ(node_.ClaimDevice("m-1", "right"), "right");
 }
 
 class StoreTest : public NodeTest {
@@ -219,6 +248,37 @@ TEST_F(StoreTest, BoundReached_OldestGoAndAreCounted) {
   EXPECT_GT(left, 50U);
 }
 
+// A file size limit of the system stands for a full disk.
+class FullDisk {
+ public:
+  FullDisk() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit full{100, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(StoreTest, FullDisk_GetsNoFilesWithoutRecordsAndIsUsedAgain) {
+  const auto store = Open();
+  const std::string record(200, 'x');
+  {
+    const FullDisk full;
+    for (int k = 0; k < 50; ++k) EXPECT_FALSE(store->Append(record));
+    EXPECT_LE(std::distance(std::filesystem::directory_iterator(folder_ / "s"), {}), 1);
+    EXPECT_TRUE(store->empty());
+  }
+  EXPECT_EQ(store->lost(), 50U);
+  EXPECT_TRUE(store->Append(record));
+  EXPECT_EQ(store->Next(), record);
+}
+
 TEST_F(StoreTest, AppendedWhileRead_ComesToo) {
   const auto store = Open();
   store->Append("1");
@@ -249,6 +309,18 @@ TEST(FleetPayload, EveryKindOfValue_ComesBack) {
     payload.metrics.push_back(metric);
   }
   EXPECT_EQ(Decode(Encode(payload)), payload);
+}
+
+TEST(FleetPayload, UnsignedNumbers_AreNeverReadAsNegative) {
+  const auto read = [](std::uint32_t type, MetricValue bits) {
+    const Metric metric{.name = "m", .type = static_cast<DataType>(type), .value = std::move(bits)};
+    return Decode(Encode({.metrics = {metric}}))->metrics[0].value;
+  };
+  EXPECT_EQ(read(7, std::int32_t{-1}), MetricValue(std::int64_t{4294967295}));
+  EXPECT_EQ(read(8, std::int64_t{-1}), MetricValue(18446744073709551615.0));
+  EXPECT_EQ(read(8, std::int64_t{5}), MetricValue(std::int64_t{5}));
+  EXPECT_EQ(read(3, std::int32_t{-1}), MetricValue(std::int32_t{-1}));
+  EXPECT_EQ(read(0, std::int32_t{-1}), MetricValue()) << "a type that is not told";
 }
 
 }  // namespace
