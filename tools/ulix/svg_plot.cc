@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <ranges>
 
 #include "base/markup.h"
 #include "base/numbers.h"
@@ -412,9 +411,9 @@ std::vector<EndName> EndNamesOf(const Plot& plot, const Panel& panel) {
     free_from = name.y + kNameStep;
   }
   double free_to = panel.y.from;
-  for (EndName& name : std::views::reverse(names)) {
-    name.y = std::min(name.y, free_to);
-    free_to = name.y - kNameStep;
+  for (auto name = names.rbegin(); name != names.rend(); ++name) {
+    name->y = std::min(name->y, free_to);
+    free_to = name->y - kNameStep;
   }
   return names;
 }

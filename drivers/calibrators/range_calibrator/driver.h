@@ -30,7 +30,7 @@ class RangeCalibratorDriver final : public IdentifiedDriver {
   Expected<RangeReply> ReadRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
 
   // The record has one temperature unit; an instrument that was set by hand may have another one on its output.
-  struct UnitsRead {
+  struct alignas(8) UnitsRead {  // so that it is stored in one instruction
     std::uint32_t record = ~0U;  // as it was read; what it says of the output holds while the record has this unit
     std::uint32_t output = 0;
   };
