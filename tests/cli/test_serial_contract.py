@@ -311,14 +311,14 @@ class SerialTest(ContractTest):
                 self.assert_took(began, wait * 0.9)
 
     def test_a_trace_has_the_times_of_the_exchange(self):
-        timeout = self.short_timeout() / 1000
-        unit = self.plug_in(SerialInstrument(instruments.HART, {"t": Reply(b"t: 23.50\r", delay=timeout / 2), "s": SILENCE}))
-        _, _, trace = self.ulix("read", "hart", *self.short_waits(unit), "--trace")
+        delay, timeout = 0.3, 5
+        unit = self.plug_in(SerialInstrument(instruments.HART, {"t": Reply(b"t: 23.50\r", delay=delay), "s": SILENCE}))
+        _, _, trace = self.ulix("read", "hart", *unit.address, "--timeout", timeout * 1000, "--trace")
         lines = [line.split(" ", 1) for line in trace.splitlines() if re.match(r"[\d:.]+ [<>] ", line)]
         self.assertEqual([text for _, text in lines],
                          ["> lf=of<CR>", "> du=h<CR>", "> sa=0<CR>", "> t<CR>", "< t: 23.50<CR>", "> s<CR>"])
         seconds = [float(stamp.rsplit(":", 1)[1]) for stamp, _ in lines]
-        self.assertGreater((seconds[4] - seconds[3]) % 60, 0.4 * timeout, trace)
+        self.assertGreater((seconds[4] - seconds[3]) % 60, 0.9 * delay, trace)
         self.assertLess((seconds[5] - seconds[4]) % 60, timeout, trace)
 
     def text_of(self, expected):
