@@ -534,14 +534,14 @@ std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, c
 std::optional<Refusal> ApplyOutputs(Instrument& instrument, const std::vector<ChannelId>& outputs, const Form& form,
                                     Language language) {
   const EnteredPage entered{form.pages.front(), 0, language};
-  constexpr double kMost = std::numeric_limits<float>::max();
+  constexpr double kLargest = std::numeric_limits<float>::max();
   const auto is_left = [&](std::size_t k) { return Trimmed(entered.page.fields[k].value).empty(); };
   for (std::size_t k = 0; k < outputs.size(); ++k) {
-    if (!is_left(k) && !entered.Number(k, -kMost, kMost)) return entered.RefuseNumber(k, -kMost, kMost);
+    if (!is_left(k) && !entered.Number(k, -kLargest, kLargest)) return entered.RefuseNumber(k, -kLargest, kLargest);
   }
   for (std::size_t k = 0; k < outputs.size(); ++k) {
     if (is_left(k)) continue;
-    const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kMost, kMost)));
+    const HRESULT result = instrument.SetChanVal(outputs[k], Value(*entered.Number(k, -kLargest, kLargest)));
     if (Failed(result))
       return entered.Refuse(k, Localized(TextId::kNotTaken, language, {instrument.DescriptionOf(result)}));
   }

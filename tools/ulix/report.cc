@@ -144,8 +144,8 @@ Cell Page::Difference(std::optional<double> value) const {
 void Page::AddStatistics() {
   AddHeading(TextId::kStatistics);
   HtmlRow head{{Shown(TextId::kChannelLabel)}, {Shown(TextId::kUnit)}};
-  for (const TextId word : {TextId::kReadingCount, TextId::kFailedCount, TextId::kLeast, TextId::kMost, TextId::kMean,
-                            TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
+  for (const TextId word : {TextId::kReadingCount, TextId::kFailedCount, TextId::kMinimum, TextId::kMaximum,
+                            TextId::kMean, TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
     head.push_back({Text(word), Kind::kNumber});
   }
   HtmlTable table(head);
