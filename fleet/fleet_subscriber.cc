@@ -6,13 +6,10 @@
 namespace ulix::fleet {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr std::string_view kScheme = "mqtt://";
 constexpr std::string_view kTlsScheme = "mqtts://";
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
-constexpr std::chrono::seconds kAskInterval{10};
 
 tl::unexpected<std::string> NoAddress(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
 
@@ -78,8 +75,8 @@ std::vector<std::string> FleetSubscriber::topics() const { return {"spBv1.0/" + 
 // Whatever was known before may have changed meanwhile.
 void FleetSubscriber::Online(BrokerConnection& connection) {
   connection_ = &connection;
-  asked_.clear();
-  for (const auto& [node, bench] : view_.Benches()) AskForBirths(node);
+  requests_.Clear();
+  for (const auto& [node, bench] : view_.Benches()) requests_.Want(node);
 }
 
 void FleetSubscriber::Offline() {
@@ -88,16 +85,23 @@ void FleetSubscriber::Offline() {
 }
 
 // A bench never sends retained messages: such a one is of another time.
-void FleetSubscriber::Received(const std::string& topic, std::string_view payload, bool retained) {
-  if (retained || !view_.Received(topic, payload)) return;
-  if (const auto parsed = ParseTopic(topic)) AskForBirths(parsed->node);
+void FleetSubscriber::Received(const std::string& text, std::string_view payload, bool retained) {
+  if (retained) return;
+  const bool is_unknown = view_.Received(text, payload);
+  const auto topic = ParseTopic(text);
+  if (!topic) return;
+  if (is_unknown)
+    requests_.Want(topic->node);
+  else if (topic->type == MessageType::kNodeBirth)
+    requests_.Born(topic->node);
+}
+
+BrokerClient::Health FleetSubscriber::Tick(SteadyTime now) {
+  for (const std::string& node : requests_.TakeDue(now)) AskForBirths(node);
+  return Health::kGood;
 }
 
 void FleetSubscriber::AskForBirths(const std::string& node) {
-  const auto now = steady_clock::now();
-  const auto [asked, is_new] = asked_.try_emplace(node, now);
-  if (!connection_ || (!is_new && now - asked->second < kAskInterval)) return;
-  asked->second = now;
   connection_->Publish(
       TextOf({group_, MessageType::kNodeCommand, node, ""}),
       Encode({.time = UnixNow(),

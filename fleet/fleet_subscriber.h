@@ -1,8 +1,6 @@
 // Listens to the benches of a laboratory on a broker.
 #pragma once
 
-#include <chrono>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -11,6 +9,7 @@
 
 #include <tl/expected.hpp>
 
+#include "fleet/birth_requests.h"
 #include "fleet/broker_client.h"
 #include "fleet/broker_link.h"
 #include "fleet/fleet_view.h"
@@ -49,6 +48,7 @@ class FleetSubscriber final : private BrokerClient {
   void Online(BrokerConnection& connection) override;
   void Offline() override;
   void Received(const std::string& topic, std::string_view payload, bool retained) override;
+  Health Tick(SteadyTime now) override;
   void AskForBirths(const std::string& node);
 
   const std::string group_;
@@ -57,8 +57,8 @@ class FleetSubscriber final : private BrokerClient {
   std::string trouble_;  // Guarded by mutex_.
   // Of the link's thread.
   BrokerConnection* connection_ = nullptr;
-  std::map<std::string, SteadyTime, std::less<>> asked_;  // when each node was asked for its births
-  BrokerLink link_;                                       // ends first: it calls the others
+  BirthRequests requests_;
+  BrokerLink link_;  // ends first: it calls the others
 };
 
 }  // namespace ulix::fleet
