@@ -1,6 +1,7 @@
 #include "fleet/fleet_view.h"
 
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "base/numbers.h"
@@ -46,6 +47,24 @@ SeenChannel Told(const Metric& metric, const SeenChannel& before) {
   if (!unit.empty()) told.unit = unit;
   told.time = metric.time <= kLastTime ? metric.time : 0;
   return told;
+}
+
+// A reading that could not be sent when it was taken. `error` is the last one that was told before it.
+SeenChannel ToldLater(const Metric& metric, const std::string& unit, const SeenError& error) {
+  SeenChannel told = Told(metric, {.unit = unit});
+  if (told.quality == Quality::kGood) return told;
+  told.error = error.code;
+  told.error_text = error.text;
+  return told;
+}
+
+// The published code in a value; 0 where it holds none. Some write it as an unsigned number.
+std::int32_t CodeIn(const MetricValue& value) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (const auto* code = std::get_if<std::int32_t>(&value)) return *code;
+  const auto* wide = std::get_if<std::int64_t>(&value);
+  const bool fits = wide && *wide >= Limits::min() && *wide <= std::numeric_limits<std::uint32_t>::max();
+  return fits ? static_cast<std::int32_t>(*wide) : 0;
 }
 
 }  // namespace
@@ -96,31 +115,48 @@ SeenChannel* FleetView::ChannelOf(SeenInstrument& instrument, const std::string&
   return &instrument.channels[name];
 }
 
+// Errors of a channel are told once for its reading and its set point.
+void FleetView::TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& told) {
+  for (const Metric& metric : payload.metrics) {
+    const auto channel = Between(metric.name, kErrorStart, kErrorEnd);
+    if (!channel) continue;
+    for (const std::string& name : {*channel, *channel + kSetPointMark}) {
+      const auto found = instrument.channels.find(name);
+      if (found == instrument.channels.end()) continue;
+      SeenError error{CodeIn(metric.value), PropertyText(metric, "text")};
+      if (metric.historical) {
+        instrument.past_errors[name] = std::move(error);
+      } else {
+        found->second.error = error.code;
+        found->second.error_text = std::move(error.text);
+        told.insert(name);
+      }
+    }
+  }
+}
+
 void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInstrument& instrument) {
   std::set<std::string> told;
+  std::vector<std::pair<std::string, const Metric*>> values;
   for (const Metric& metric : payload.metrics) {
-    if (const auto failed = Between(metric.name, kErrorStart, kErrorEnd)) {
-      const auto channel = instrument.channels.find(*failed);
-      if (channel == instrument.channels.end() || metric.historical) continue;
-      channel->second.error = static_cast<std::int32_t>(NumberIn(metric.value).value_or(0));
-      channel->second.error_text = PropertyText(metric, "text");
-      told.insert(*failed);
-      continue;
-    }
     auto name = Between(metric.name, kValueStart, kValueEnd);
     if (const auto output = Between(metric.name, kSetPointStart, kSetPointEnd)) {
       // An output that was never set has nothing to tell.
       const bool is_set = !std::holds_alternative<std::monostate>(metric.value) || metric.quality() == Quality::kBad;
       if (is_set || instrument.channels.contains(*output + kSetPointMark)) name = *output + kSetPointMark;
     }
-    SeenChannel* const channel = name ? ChannelOf(instrument, *name) : nullptr;
-    if (!channel) continue;
-    if (metric.historical) {
-      Report({topic.node, topic.device, *name, Told(metric, {.unit = channel->unit}), true});
+    if (name && ChannelOf(instrument, *name)) values.emplace_back(*name, &metric);
+  }
+  // An error belongs to the values of its message, wherever it stands.
+  TakeErrors(payload, instrument, told);
+  for (const auto& [name, metric] : values) {
+    SeenChannel& channel = instrument.channels[name];
+    if (metric->historical) {
+      Report({topic.node, topic.device, name, ToldLater(*metric, channel.unit, instrument.past_errors[name]), true});
       continue;
     }
-    *channel = Told(metric, *channel);
-    told.insert(*name);
+    channel = Told(*metric, channel);
+    told.insert(name);
   }
   for (const std::string& name : told) Report({topic.node, topic.device, name, instrument.channels[name]});
 }

@@ -28,10 +28,16 @@ struct SeenChannel {
   bool operator==(const SeenChannel&) const = default;
 };
 
+struct SeenError {
+  std::int32_t code = 0;  // published; 0: success
+  std::string text;
+};
+
 struct SeenInstrument {
   bool connected = false;
   // By name: a channel that is read under its own name, one that was set as "NAME set point".
   std::map<std::string, SeenChannel> channels;
+  std::map<std::string, SeenError> past_errors;  // told last with historical readings, by name
 };
 
 struct SeenBench {
@@ -81,6 +87,7 @@ class FleetView {
  private:
   bool Take(const Topic& topic, const Payload& payload, SeenBench& bench);
   void TakeBirth(const Payload& payload, const std::string& name, SeenBench& bench);
+  void TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& told);
   void TakeMetrics(const Topic& topic, const Payload& payload, SeenInstrument& instrument);
   void TakeDeath(const Topic& topic, const Payload& payload, SeenBench& bench);
   void BenchGone(const std::string& name, SeenBench& bench);

@@ -117,6 +117,62 @@ TEST_F(FleetViewTest, HistoricalReading_IsReportedAndIsNotTheValueOfNow) {
   EXPECT_EQ(reports.back().state.value, 9);
 }
 
+TEST_F(FleetViewTest, HistoricalFailure_HasItsError) {
+  Run();
+  Metric failed = Reading(0, Quality::kBad);
+  failed.value = {};
+  Metric error{.name = "Channel/IN/Error code", .type = DataType::kInt32, .value = std::int32_t{-2146155517}};
+  error.SetProperty("text", std::string("Unable to read answer"));
+  error.historical = failed.historical = true;
+  Send("DDATA/bench/meter", {error, failed}, 2);
+  Send("DDATA/bench/meter", {failed}, 3);  // only changes of the code are told
+  std::uint64_t dropped = 0;
+  EXPECT_EQ(view_.TakeReports(&dropped).back().state.error_text, "Unable to read answer");
+  EXPECT_EQ(Channel().error, 0);
+}
+
+TEST_F(FleetViewTest, FailedCommand_HasItsError) {
+  Run();
+  Metric failed = Reading(0, Quality::kBad, "Outputs/OUT/Set point");
+  failed.value = {};
+  Metric error{.name = "Channel/OUT/Error code", .type = DataType::kInt32, .value = std::int32_t{-2146155517}};
+  error.SetProperty("text", std::string("Unable to read answer"));
+  Send("DDATA/bench/meter", {failed, error}, 2);
+  const SeenChannel set_point = view_.Benches().at("bench").instruments.at("meter").channels.at("OUT set point");
+  EXPECT_EQ(set_point.error, -2146155517);
+  EXPECT_EQ(set_point.error_text, "Unable to read answer");
+}
+
+TEST_F(FleetViewTest, ErrorCodeThatIsNone_IsZero) {
+  Run();
+  for (const MetricValue& none : {MetricValue(1e300), MetricValue(std::nan("")), MetricValue(std::int64_t{1} << 40)}) {
+    Send("DDATA/bench/meter", {{.name = "Channel/IN/Error code", .value = none}}, 2);
+    EXPECT_EQ(Channel().error, 0);
+  }
+}
+
+TEST_F(FleetViewTest, NamesInAnyScript_StayApart) {
+  for (const char* bench : {"стенд А", "стенд Б"}) Send(std::string("NBIRTH/") + bench, {BdSeq(1)}, 0);
+  EXPECT_EQ(view_.Benches().size(), 2U);
+  Send("NBIRTH/bench\u202Egnp", {BdSeq(1)}, 0);
+  EXPECT_EQ(view_.Benches().size(), 2U) << "a name that turns the writing round is none";
+}
+
+TEST(BirthRequests, GapSoonAfterARequest_IsAskedForWhenTheIntervalIsOver) {
+  BirthRequests requests;
+  const BirthRequests::SteadyTime start{};
+  const auto due_at = [&](int seconds) { return requests.TakeDue(start + std::chrono::seconds(seconds)).size(); };
+  requests.Want("bench");
+  EXPECT_EQ(due_at(0), 1U);
+  requests.Want("bench");
+  EXPECT_EQ(due_at(9), 0U);
+  EXPECT_EQ(due_at(10), 1U);
+  EXPECT_EQ(due_at(30), 0U);
+  requests.Want("bench");
+  requests.Born("bench");
+  EXPECT_EQ(due_at(60), 0U) << "its births came by themselves";
+}
+
 TEST_F(FleetViewTest, TextsOfAStranger_AreCleanAndBounded) {
   Run();
   Metric metric = Reading(1, Quality::kGood, "Inputs/\x1b[2J\xc2\x9b\xff" + std::string(5000, 'x') + "/Value");
