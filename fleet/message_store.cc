@@ -55,7 +55,7 @@ std::optional<std::uint64_t> SegmentNumber(const fs::path& path) {
 }  // namespace
 
 MessageStore::MessageStore(fs::path folder, std::uint64_t max_bytes)
-    : folder_(std::move(folder)), max_bytes_(std::max<std::uint64_t>(max_bytes, 64 * 1024)) {}
+    : folder_(std::move(folder)), max_bytes_(std::max(max_bytes, kMinBytes)) {}
 
 tl::expected<std::unique_ptr<MessageStore>, std::string> MessageStore::Open(const std::string& folder,
                                                                             std::uint64_t max_bytes) {

@@ -21,7 +21,9 @@ namespace ulix::fleet {
 // not lost. One program at a time; one thread at a time.
 class MessageStore {
  public:
-  // Makes the folder where it is not there. The error is a sentence. `max_bytes` is at least 64 KiB.
+  static constexpr std::uint64_t kMinBytes = 64 * 1024;
+
+  // Makes the folder where it is not there. The error is a sentence. `max_bytes` is at least kMinBytes.
   static tl::expected<std::unique_ptr<MessageStore>, std::string> Open(const std::string& folder,
                                                                        std::uint64_t max_bytes);
 

@@ -1,6 +1,7 @@
 #include "fleet/publish_config.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -12,6 +13,7 @@
 #include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "calibration/planned_instrument.h"
+#include "fleet/message_store.h"
 #include "fleet/topic.h"
 #include "platform/files.h"
 
@@ -32,8 +34,11 @@ constexpr std::size_t kMaxInstruments = 200;
 
 void ReadTopicId(JsonReader& from, const std::string& key, std::string& id) {
   const JsonNode* node = from.Require(key);
-  if (!node || !from.Text(key, id) || IsTopicId(id)) return;
-  from.Note(*node, key, "is to be a text without '+', '#' and '/'");
+  if (!node || !from.Text(key, id)) return;
+  if (!IsTopicId(id))
+    from.Note(*node, key, "is to be a text without '+', '#' and '/', of at most 200 bytes, of visible characters");
+  // It names a folder of the store, too.
+  if (id == "." || id == "..") from.Note(*node, key, "is to be a name");
 }
 
 // "tls": true, false or an object.
@@ -160,8 +165,12 @@ class ConfigChecker {
       planned.push_back(instrument.planned);
     }
     calibration::CheckPorts(planned, problems_);
+    if (config_.store.max_megabytes * 1e6 < static_cast<double>(MessageStore::kMinBytes * config_.instruments.size()))
+      Refuse(0, "store.max-megabytes", "is less than 0.066 for each instrument");
     const auto password = ReadPassword(config_.broker, config_.folder);
     if (!password) Refuse(0, "broker.password-file", password.error());
+    const std::string problem = TlsFileProblem(config_.broker, config_.folder);
+    if (!problem.empty()) Refuse(0, "broker.tls", problem);
   }
 
  private:
@@ -178,9 +187,17 @@ class ConfigChecker {
     const auto made = calibration::CheckInstrument(instrument.planned, config_.folder, problems_);
     if (!made) return;
     CheckGroups(*made, instrument, path);
+    CheckWritable(*made, instrument, path + ".allow-writes.");
+  }
+
+  // An output has a name and an id; limits for both would leave open which count.
+  void CheckWritable(Instrument& made, const PublishedInstrument& instrument, const std::string& path) {
+    std::set<ChannelId> taken;
     for (const WritableOutput& output : instrument.writable) {
-      calibration::CheckChannel(*made, output.channel, calibration::ChannelUse::kWrite, output.line,
-                                path + ".allow-writes." + output.channel, problems_);
+      const std::string place = path + output.channel;
+      const auto id = calibration::CheckChannel(made, output.channel, calibration::ChannelUse::kWrite, output.line,
+                                                place, problems_);
+      if (id && !taken.insert(*id).second) Refuse(output.line, place, "is there twice");
     }
   }
 
@@ -203,10 +220,34 @@ class ConfigChecker {
   std::set<std::string> devices_;
 };
 
+// Four decimal numbers up to 255, the first one 127. A name may begin like that, too.
+bool IsLoopbackAddress(std::string_view host) {
+  int numbers[4] = {};
+  for (int k = 0; k < 4; ++k) {
+    if (k > 0 && !host.starts_with('.')) return false;
+    if (k > 0) host.remove_prefix(1);
+    const auto [end, error] = std::from_chars(host.data(), host.data() + host.size(), numbers[k]);
+    if (error != std::errc() || numbers[k] < 0 || numbers[k] > 255) return false;
+    host.remove_prefix(static_cast<std::size_t>(end - host.data()));
+  }
+  return host.empty() && numbers[0] == 127;
+}
+
 }  // namespace
 
 bool IsLoopback(std::string_view host) {
-  return EqualIgnoringCase(host, "localhost") || host.starts_with("127.") || host == "::1";
+  return EqualIgnoringCase(host, "localhost") || IsLoopbackAddress(host) || host == "::1";
+}
+
+std::string TlsFileProblem(const BrokerSettings& broker, const std::string& folder) {
+  if (!broker.tls) return "";
+  for (const std::string& file : {broker.tls->ca_file, broker.tls->certificate, broker.tls->key}) {
+    if (file.empty()) continue;
+    const std::string name = calibration::PathInPlan(folder, file);
+    std::ifstream opened(platform::PathOf(name), std::ios::binary);
+    if (!opened || opened.peek() == std::ifstream::traits_type::eof()) return name + " cannot be read, or is empty";
+  }
+  return "";
 }
 
 tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder) {
@@ -221,6 +262,7 @@ tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker
     return tl::unexpected(name + " can be read by others; chmod 600 it");
   }
   std::ifstream file(path, std::ios::binary);
+  if (!file) return tl::unexpected(name + " cannot be read by this user");
   std::string password;
   if (!std::getline(file, password) || password.empty()) return tl::unexpected(name + " holds no password");
   if (password.ends_with('\r')) password.pop_back();

@@ -26,7 +26,7 @@ struct BrokerSettings {
   std::string user;
   std::string password_file;  // mode 0600; its first line is the password
   int keep_alive = 10;        // seconds
-  std::string client_id;
+  std::string client_id;      // empty: made from group and node
 };
 
 struct PublishedGroup {
@@ -86,6 +86,9 @@ LoadedConfig LoadConfig(std::string_view text, const std::string& folder);
 
 // Whether the host is this machine: localhost, 127.x.x.x or ::1.
 bool IsLoopback(std::string_view host);
+
+// What is wrong with a file that the TLS settings name, in a sentence; empty: nothing.
+std::string TlsFileProblem(const BrokerSettings& broker, const std::string& folder);
 
 // The password of the broker; empty where no file is named. The error is a sentence that does not hold the password.
 tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder);

@@ -19,6 +19,7 @@ VALUE = "Inputs/IN/Value"
 SET_POINT = "Outputs/OUT/Set point"
 GOOD, BAD, STALE = 192, 0, 500
 REBIRTH = "Node Control/Rebirth"
+SIM = {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}]}
 
 
 def has_value(message):
@@ -83,8 +84,7 @@ class Publish(bench.FleetTest):
         self.assertEqual((written[SET_POINT]["value"], written[SET_POINT]["properties"]["Quality"]), (2.5, GOOD))
 
     def test_commands_are_refused_without_an_allow_list(self):
-        instruments = {"calibrator": {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}]}}
-        broker, listener, _ = self.running(instruments=instruments)
+        broker, listener, _ = self.running(instruments={"calibrator": SIM})
         bench.send(broker.port, f"spBv1.0/lab/DCMD/bench-1/{DEVICE}", command(SET_POINT, 2.5))
         self.wait_for_log("the configuration does not allow it")
 
@@ -168,8 +168,7 @@ class Publish(bench.FleetTest):
         listener.wait_for(lambda m: has_value(m) and m[VALUE]["properties"]["Quality"] == GOOD, "a good value")
 
     def test_second_instrument_with_one_serial_number_is_asked_for_its_device(self):
-        meter = {"model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"]}]}
-        _, listener, _ = self.running(instruments={"left": meter, "right": meter})
+        _, listener, _ = self.running(instruments={"left": SIM, "right": SIM})
         self.wait_for_log(f"'{DEVICE}' is the id of ")
         self.assertEqual({m.device for m in listener.messages if m.type == "DBIRTH"}, {DEVICE})
 
@@ -329,6 +328,11 @@ class Check(bench.FleetTest):
                                     "allow-writes": {"IN": {"min": 0, "max": 1}}}}}, "the channel cannot be set"),
             ({"broker": {"host": "localhost", "password": "x"}}, "write it to a file of mode 0600"),
             ({"instruments": {}}, "names no instrument"),
+            ({"broker": {"host": "127.lab.example", "tls": {"ca-file": "none.crt"}}}, "none.crt cannot be read"),
+            ({"store": {"max-megabytes": 1}, "instruments": {f"i{k}": SIM for k in range(16)}}, "for each instrument"),
+            ({"instruments": {"x": SIM | {"device": ".."}}}, "device: is to be a name"),
+            ({"instruments": {"x": SIM | {"allow-writes": {"OUT": {"min": 0, "max": 1}, "1": {"min": 0, "max": 9}}}}},
+             "allow-writes.1: is there twice"),
         ]
         for change, wanted in cases:
             status, _, err = self.check(self.config(None, **change))
@@ -337,8 +341,8 @@ class Check(bench.FleetTest):
                 self.assertIn(wanted, err)
 
     def test_other_hosts_get_tls_unless_refused_with_a_warning(self):
-        _, out, _ = self.check(self.config(None, broker={"host": "broker.example"}))
-        self.assertIn("broker.example:8883 with TLS", out)
+        for host in ("broker.example", "127.0.0.1.example", "127.1"):
+            self.assertIn(f"{host}:8883 with TLS", self.check(self.config(None, broker={"host": host}))[1])
         status, out, err = self.check(self.config(None, broker={"host": "broker.example", "tls": False}))
         self.assertEqual(status, 0)
         self.assertIn("warning", err)
