@@ -129,12 +129,6 @@ void Node::SendMirror(const std::string& name, const std::vector<Metric>& metric
   connection_->Publish(topic, MirrorText(UnixNow(), metrics), 0);
 }
 
-Node::Device& Node::DeviceOf(const std::string& name) {
-  const auto [place, is_new] = devices_.try_emplace(name);
-  if (is_new && options_.open_store) place->second.store = options_.open_store(name);
-  return place->second;
-}
-
 std::string Node::ClaimDevice(const std::string& name, const std::string& instrument) {
   const std::lock_guard lock(mutex_);
   std::erase_if(claims_, [&](const auto& claim) { return claim.second == instrument && claim.first != name; });
@@ -143,7 +137,9 @@ std::string Node::ClaimDevice(const std::string& name, const std::string& instru
 
 void Node::DeviceBorn(const std::string& name, std::vector<Metric> metrics) {
   const std::lock_guard lock(mutex_);
-  Device& device = DeviceOf(name);
+  Device& device = devices_[name];
+  // A folder that could not be used may be there now.
+  if (!device.store && options_.open_store) device.store = options_.open_store(name);
   device.metrics = std::move(metrics);
   device.places.clear();
   for (std::size_t k = 0; k < device.metrics.size(); ++k) device.places.emplace(device.metrics[k].name, k);
@@ -154,7 +150,7 @@ void Node::DeviceBorn(const std::string& name, std::vector<Metric> metrics) {
 // A death that nobody hears is kept as what it means: from here on no value is known.
 void Node::DeviceDied(const std::string& name) {
   const std::lock_guard lock(mutex_);
-  Device& device = DeviceOf(name);
+  Device& device = devices_[name];
   if (!device.alive) return;
   device.alive = false;
   const UnixMs now = UnixNow();
@@ -186,7 +182,7 @@ std::vector<Metric> Node::Remember(Device& device, const std::vector<Metric>& me
 
 void Node::DeviceData(const std::string& name, const std::vector<Metric>& metrics) {
   const std::lock_guard lock(mutex_);
-  Device& device = DeviceOf(name);
+  Device& device = devices_[name];
   Payload payload{.time = UnixNow(), .metrics = Remember(device, metrics)};
   if (!device.alive || payload.metrics.empty()) return;
   // A connection that takes nothing any more must not fill the memory.
@@ -201,7 +197,7 @@ void Node::DeviceData(const std::string& name, const std::vector<Metric>& metric
 // --- history ---
 
 void Node::Keep(const std::string& name, Payload payload) {
-  Device& device = DeviceOf(name);
+  Device& device = devices_[name];
   if (!device.store) return;
   payload.seq.reset();
   for (Metric& metric : payload.metrics) metric.historical = true;

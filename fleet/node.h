@@ -112,7 +112,6 @@ class Node final : public BrokerClient {
   void SendHistory();
   bool SendHistoryOf(const std::string& name, Device& device, std::size_t* bytes);
   void AskForConfirmation(SteadyTime now);
-  Device& DeviceOf(const std::string& name);
   void Execute(const std::string& device, const std::vector<Metric>& commands);
   void Refuse(const std::string& text);
   void Say(LogLevel level, const std::string& text) const;

@@ -1,11 +1,13 @@
 #include "fleet/publisher.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "calibration/instruments.h"
 #include "core/version.h"
+#include "fleet/shown_text.h"
 #include "platform/files.h"
 
 namespace ulix::fleet {
@@ -15,6 +17,7 @@ namespace fs = std::filesystem;
 
 constexpr char kBdSeqFile[] = "bdseq";
 constexpr char kLockFile[] = "lock";
+constexpr char kDevicesFolder[] = "devices";
 
 std::string Environment(const char* name) {
   const char* text = std::getenv(name);
@@ -43,6 +46,70 @@ std::unique_ptr<platform::AppendFile> LockFolder(const fs::path& folder) {
   return std::move(opened.file);
 }
 
+// No two nodes have the same: group and node may have dots themselves.
+std::string NodeNameOf(const PublishConfig& config) {
+  std::string group;
+  for (const char c : config.group) group += c == '.' ? "%2E" : c == '%' ? "%25" : std::string(1, c);
+  return group + "." + config.node;
+}
+
+// Whether an instrument of the configuration has that id, or may have it once it is identified.
+bool CanBeOf(const PublishConfig& config, const std::string& device) {
+  return std::any_of(config.instruments.begin(), config.instruments.end(), [&](const PublishedInstrument& instrument) {
+    return instrument.device.empty() ? device.starts_with(TopicIdOf(instrument.planned.model + "-"))
+                                     : device == instrument.device;
+  });
+}
+
+std::uint64_t BytesIn(const fs::path& folder) {
+  std::uint64_t sum = 0;
+  std::error_code failed;
+  for (const fs::directory_entry& file : fs::directory_iterator(folder, failed)) {
+    const std::uint64_t bytes = file.file_size(failed);
+    if (!failed) sum += bytes;
+  }
+  return sum;
+}
+
+// The bytes of messages that wait for devices which the configuration does not have (any more), after a warning.
+std::uint64_t NoteOtherStores(const PublishConfig& config, const fs::path& folder, const Log& log) {
+  std::uint64_t sum = 0;
+  std::string names;
+  std::error_code failed;
+  for (const fs::directory_entry& store : fs::directory_iterator(folder, failed)) {
+    const std::string device = store.path().filename().string();
+    const std::uint64_t bytes = CanBeOf(config, device) ? 0 : BytesIn(store.path());
+    sum += bytes;
+    if (bytes > 0) names += (names.empty() ? "" : ", ") + device;
+  }
+  if (sum > 0) {
+    log(LogLevel::kWarning, std::to_string(sum) + " bytes of messages in " + folder.string() +
+                                " wait for devices that the configuration does not have: " + ShownText(names) +
+                                "; they take room until their folders are deleted");
+  }
+  return sum;
+}
+
+Node::Options NodeOptionsOf(const PublishConfig& config, const fs::path& folder, const Log& log) {
+  const fs::path devices = folder / kDevicesFolder;
+  const auto room = static_cast<std::uint64_t>(config.store.max_megabytes * 1e6);
+  const std::uint64_t share =
+      (room - std::min(room, NoteOtherStores(config, devices, log))) / config.instruments.size();
+  return {.group = config.group,
+          .node = config.node,
+          .last_bd_seq = KeptBdSeq(folder),
+          .keep_bd_seq = [folder](std::uint8_t bd_seq) { KeepBdSeq(folder, bd_seq); },
+          .metrics = {{.name = "Properties/Program", .type = DataType::kString, .value = std::string("ulix-publish")},
+                      {.name = "Properties/Version", .type = DataType::kString, .value = VersionText()}},
+          .open_store = [devices, share, log](const std::string& device) -> std::unique_ptr<MessageStore> {
+            auto store = MessageStore::Open((devices / device).string(), share);
+            if (!store) return log(LogLevel::kError, store.error()), nullptr;
+            return std::move(*store);
+          },
+          .mirror_prefix = config.json_mirror,
+          .log = log};
+}
+
 }  // namespace
 
 std::string StoreFolderOf(const PublishConfig& config) {
@@ -51,7 +118,7 @@ std::string StoreFolderOf(const PublishConfig& config) {
   if (base.empty() && !Environment("XDG_STATE_HOME").empty())
     base = fs::path(Environment("XDG_STATE_HOME")) / "ulix-publish";
   if (base.empty()) base = fs::path(Environment("HOME")) / ".local" / "state" / "ulix-publish";
-  return (base / (config.group + "." + config.node)).string();
+  return (base / NodeNameOf(config)).string();
 }
 
 tl::expected<std::unique_ptr<Publisher>, std::string> Publisher::Make(const PublishConfig& config, Log log) {
@@ -65,21 +132,7 @@ tl::expected<std::unique_ptr<Publisher>, std::string> Publisher::Make(const Publ
   made->lock_ = LockFolder(folder);
   if (!made->lock_) return tl::unexpected("the store " + folder.string() + " is in use by another publisher");
 
-  const auto share = static_cast<std::uint64_t>(config.store.max_megabytes * 1e6) / config.instruments.size();
-  made->node_ = std::make_unique<Node>(Node::Options{
-      .group = config.group,
-      .node = config.node,
-      .last_bd_seq = KeptBdSeq(folder),
-      .keep_bd_seq = [folder](std::uint8_t bd_seq) { KeepBdSeq(folder, bd_seq); },
-      .metrics = {{.name = "Properties/Program", .type = DataType::kString, .value = std::string("ulix-publish")},
-                  {.name = "Properties/Version", .type = DataType::kString, .value = VersionText()}},
-      .open_store = [folder, share, log](const std::string& device) -> std::unique_ptr<MessageStore> {
-        auto store = MessageStore::Open((folder / device).string(), share);
-        if (!store) return log(LogLevel::kError, store.error()), nullptr;
-        return std::move(*store);
-      },
-      .mirror_prefix = config.json_mirror,
-      .log = log});
+  made->node_ = std::make_unique<Node>(NodeOptionsOf(config, folder, log));
   for (const PublishedInstrument& instrument : config.instruments) {
     made->devices_.push_back(std::make_unique<BenchDevice>(instrument, config.folder, *made->node_, log));
   }
@@ -91,7 +144,7 @@ tl::expected<std::unique_ptr<Publisher>, std::string> Publisher::Make(const Publ
         return "there is no such device";
       });
   BrokerSettings broker = config.broker;
-  if (broker.client_id.empty()) broker.client_id = config.group + "." + config.node;
+  if (broker.client_id.empty()) broker.client_id = NodeNameOf(config);
   made->link_ = std::make_unique<BrokerLink>(broker, *password, config.folder, *made->node_, log);
   return made;
 }

@@ -41,7 +41,8 @@ class Publisher {
 };
 
 // Where the store is when the configuration does not say: $STATE_DIRECTORY of a service, else
-// $XDG_STATE_HOME/ulix-publish, else ~/.local/state/ulix-publish; in it a folder GROUP.NODE.
+// $XDG_STATE_HOME/ulix-publish, else ~/.local/state/ulix-publish; in it a folder GROUP.NODE, with "%2E" for
+// a dot in GROUP.
 std::string StoreFolderOf(const PublishConfig& config);
 
 }  // namespace ulix::fleet

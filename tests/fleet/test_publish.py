@@ -191,7 +191,7 @@ class Publish(bench.FleetTest):
         self.assertEqual(rebirth["bdSeq"]["value"], (birth["bdSeq"]["value"] + 1) % 256)
         listener.wait_for(lambda m: has_value(m) and not m[VALUE]["historical"])
         deadline = time.monotonic() + bench.WAIT
-        while any((self.folder / "store" / DEVICE).glob("*.messages")) and time.monotonic() < deadline:
+        while any((self.folder / "store/devices" / DEVICE).glob("*.messages")) and time.monotonic() < deadline:
             time.sleep(0.1)
         publisher.send_signal(signal.SIGTERM)
         listener.wait_for_type("NDEATH")
