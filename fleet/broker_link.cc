@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "fleet/mqtt_client.h"
+#include "fleet/shown_text.h"
 
 namespace ulix::fleet {
 namespace {
@@ -16,6 +17,8 @@ using std::chrono::seconds;
 
 constexpr seconds kMaxHandshake{10};
 constexpr seconds kMaxFarewell{2};
+constexpr seconds kSteadySession{30};
+constexpr int kManyShortSessions = 3;
 constexpr int kLoopMs = 100;
 constexpr milliseconds kTickInterval{100};
 constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality of service
@@ -43,7 +46,6 @@ struct BrokerLink::Callbacks {
     }
     if (++self.subscriptions_ != static_cast<int>(self.user_.topics().size())) return;
     self.said_.clear();
-    self.failures_ = 0;
     self.online_ = true;
     self.Say(LogLevel::kInfo, "connected to " + self.settings_.host);
     self.user_.Online(self);
@@ -53,6 +55,11 @@ struct BrokerLink::Callbacks {
   static void OnPublish(mosquitto*, void* link, int message) {
     auto& self = *static_cast<BrokerLink*>(link);
     if (message == self.acknowledged_message_) self.acknowledged_message_ = 0;
+  }
+  static void OnLog(mosquitto*, void* link, int level, const char* text) {
+    auto& self = *static_cast<BrokerLink*>(link);
+    const std::lock_guard lock(self.error_mutex_);
+    if (level == MOSQ_LOG_ERR && self.library_error_.empty()) self.library_error_ = text;
   }
   static void OnMessage(mosquitto*, void* link, const mosquitto_message* message) {
     const std::string_view bytes(static_cast<const char*>(message->payload),
@@ -137,20 +144,29 @@ bool BrokerLink::Prepare() {
   client_ = MakeMqttClient(settings_.client_id, this);
   mosquitto* client = client_.get();
   if (!client) return false;
+  mosquitto_log_callback_set(client, Callbacks::OnLog);
   mosquitto_connect_callback_set(client, Callbacks::OnConnect);
   mosquitto_subscribe_callback_set(client, Callbacks::OnSubscribe);
   mosquitto_unsubscribe_callback_set(client, Callbacks::OnUnsubscribe);
   mosquitto_disconnect_callback_set(client, Callbacks::OnDisconnect);
   mosquitto_publish_callback_set(client, Callbacks::OnPublish);
   mosquitto_message_callback_set(client, Callbacks::OnMessage);
+  return SetUp();
+}
+
+bool BrokerLink::SetUp() {
+  mosquitto* client = client_.get();
+  // The library has one code for every mistake in a file.
+  std::string cause = TlsFileProblem(settings_, folder_);
   int result = MOSQ_ERR_SUCCESS;
   if (const auto will = user_.will()) {
     result = mosquitto_will_set(client, will->topic.c_str(), static_cast<int>(will->payload.size()),
                                 will->payload.data(), 1, false);
   }
-  if (result == MOSQ_ERR_SUCCESS) result = SetUpSecurity(client, settings_, password_, folder_);
-  if (result == MOSQ_ERR_SUCCESS) return true;
-  SayOnce(LogLevel::kError, std::string("the connection cannot be set up: ") + mosquitto_strerror(result));
+  if (result == MOSQ_ERR_SUCCESS && cause.empty()) result = SetUpSecurity(client, settings_, password_, folder_);
+  if (result != MOSQ_ERR_SUCCESS) cause = mosquitto_strerror(result);
+  if (cause.empty()) return true;
+  SayOnce(LogLevel::kError, "the connection cannot be set up: " + cause);
   return false;
 }
 
@@ -168,6 +184,10 @@ void BrokerLink::RunSession() {
   failed_ = false;
   reason_ = "the broker " + settings_.host + " is not reached";
   acknowledged_message_ = 0;
+  {
+    const std::lock_guard lock(error_mutex_);
+    library_error_.clear();
+  }
   // An attempt that no broker accepted was no session.
   if (!begun_ || accepted_) user_.BeginSession();
   begun_ = true;
@@ -178,21 +198,36 @@ void BrokerLink::RunSession() {
     NoteCause(result);
     return SayOnce(LogLevel::kWarning, reason_);
   }
+  const auto begun = std::chrono::steady_clock::now();
   Loop();
   if (online_ && stopping_) Farewell();
   user_.Offline();
-  const bool was_online = online_.exchange(false);
-  if (stopping_) return;
-  SayOnce(LogLevel::kWarning, was_online ? "the connection to the broker is lost" : reason_);
+  if (online_.exchange(false)) {
+    reason_ = "the connection to the broker is lost";
+    NoteLength(std::chrono::steady_clock::now() - begun);
+  }
+  if (!stopping_) SayOnce(LogLevel::kWarning, reason_);
 }
 
-// The handshake may fail while the connection is made, or later.
+// The handshake may fail while the connection is made, or later: a broker that wants a certificate ends it after ours.
 void BrokerLink::NoteCause(int result) {
-  if (result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE) {
-    reason_ = "TLS with the broker fails: its certificate is not valid for " + settings_.host +
-              ", or its authority is not known";
-  } else if (result == MOSQ_ERR_EAI) {
-    reason_ = "the broker " + settings_.host + " is not found: no such host";
+  if (result == MOSQ_ERR_EAI) reason_ = "the broker " + settings_.host + " is not found: no such host";
+  if (!settings_.tls || accepted_) return;
+  const std::lock_guard lock(error_mutex_);
+  const bool is_handshake = result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE;
+  if (library_error_.empty() && !is_handshake) return;
+  const bool is_theirs = library_error_.empty() || library_error_.find("verif") != std::string::npos;
+  reason_ = "TLS with the broker fails: " +
+            (is_theirs ? "its certificate is not valid for " + settings_.host + ", or its authority is not known"
+                       : ShownText(library_error_));
+}
+
+// Two clients with one id end each other's sessions.
+void BrokerLink::NoteLength(std::chrono::steady_clock::duration session) {
+  if (session >= kSteadySession) {
+    failures_ = short_sessions_ = 0;
+  } else if (++short_sessions_ >= kManyShortSessions && !settings_.client_id.empty()) {
+    reason_ = "the broker ends every session soon: is another client connected as '" + settings_.client_id + "'?";
   }
 }
 

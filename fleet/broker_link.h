@@ -17,8 +17,9 @@ struct mosquitto;
 
 namespace ulix::fleet {
 
-// Connects, and connects again after 1, 2, 4 ... 30 s. Every connection that the broker accepts is a session of the
-// user with a will of its own. A connection that gives no CONNACK or no SUBACK within ten seconds is given up.
+// Connects, and connects again after 1, 2, 4 ... 30 s; after a session of half a minute it begins with 1 s again. Every
+// connection that the broker accepts is a session of the user with a will of its own. A connection that gives no
+// CONNACK or no SUBACK within ten seconds is given up.
 class BrokerLink final : private BrokerConnection {
  public:
   static constexpr std::chrono::seconds kMaxNameLookup{120};
@@ -46,8 +47,10 @@ class BrokerLink final : private BrokerConnection {
   void RunSession();
   int Connect();
   bool Prepare();
+  bool SetUp();
   void Loop();
   void NoteCause(int result);
+  void NoteLength(std::chrono::steady_clock::duration session);
   void Farewell();
   bool PauseBeforeRetry();
   void Say(LogLevel level, const std::string& text) const;
@@ -77,7 +80,11 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<int> acknowledged_message_ = 0;  // id of the message whose acknowledgement is awaited; 0: none
   std::string reason_;                         // why this session came to nothing
   std::string said_;
-  int failures_ = 0;  // sessions without a birth, one after the other
+  int failures_ = 0;        // sessions that ended before kSteadySession, one after the other
+  int short_sessions_ = 0;  // of these, the ones that the broker accepted
+
+  std::mutex error_mutex_;
+  std::string library_error_;  // the first one of this session. Guarded by error_mutex_.
 };
 
 }  // namespace ulix::fleet

@@ -10,6 +10,9 @@ namespace {
 constexpr char kSystemAuthorities[] = "/etc/ssl/certs";
 constexpr int kVerifyPeer = 1;
 
+// A key that is encrypted cannot be used: nobody is there to type its password.
+int NoPassword(char*, int, int, void*) { return 0; }
+
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
 }  // namespace
@@ -39,7 +42,7 @@ int SetUpSecurity(mosquitto* client, const BrokerSettings& settings, const std::
   const std::string ca = path(settings.tls->ca_file), certificate = path(settings.tls->certificate),
                     key = path(settings.tls->key);
   const int result = mosquitto_tls_set(client, OrNull(ca), ca.empty() ? kSystemAuthorities : nullptr,
-                                       OrNull(certificate), OrNull(key), nullptr);
+                                       OrNull(certificate), OrNull(key), NoPassword);
   return result == MOSQ_ERR_SUCCESS ? mosquitto_tls_opts_set(client, kVerifyPeer, nullptr, nullptr) : result;
 }
 

@@ -275,6 +275,47 @@ class Tls(bench.FleetTest):
         self.start_publisher(self.config(broker, broker=tls | {"tls": {"ca-file": "ca.crt"}}))
         self.wait_for_log("connected to localhost")
 
+    def test_cause_is_told_where_keys_do_not_serve(self):
+        self.certificates()
+        strict = bench.free_port()
+        broker = self.broker(lines=[f"listener {strict} 127.0.0.1", f"cafile {self.folder}/ca.crt",
+                                    f"certfile {self.folder}/broker.crt", f"keyfile {self.folder}/broker.key",
+                                    "require_certificate true"])
+        subprocess.run(["openssl", "genrsa", "-aes128", "-passout", "pass:secret", "-out", self.folder / "locked.key"],
+                       check=True, capture_output=True)
+        own = {"ca-file": "ca.crt", "certificate": "broker.crt", "key": "broker.key"}
+        cases = [({"ca-file": "ca.crt"}, "certificate required"), (own | {"key": "locked.key"}, "key"),
+                 (own | {"key": "ca.key"}, "key")]
+        for tls, cause in cases:
+            (self.folder / "log.txt").write_text("")
+            publisher = self.start_publisher(self.config(broker, broker={"host": "localhost", "port": strict, "tls": tls}))
+            self.wait_for_log("TLS with the broker fails: ")
+            self.assertIn(cause, self.log().split("TLS with the broker fails: ")[1].splitlines()[0])
+            publisher.kill()
+            publisher.wait()
+        self.start_publisher(self.config(broker, broker={"host": "localhost", "port": strict, "tls": own}))
+        self.wait_for_log("connected to localhost")
+
+
+class Rivals(bench.FleetTest):
+    def test_second_client_with_one_id_is_named_as_the_cause(self):
+        broker = self.broker()
+        for folder in ("one", "two"):
+            self.start_publisher(self.config(broker, store={"folder": folder}))
+            self.wait_for_log("connected to ")
+        self.wait_for_log("is another client connected as 'lab.bench-1'?")
+
+
+class Store(bench.FleetTest):
+    def test_messages_of_devices_that_left_are_told_at_the_start(self):
+        broker = self.broker()
+        other = self.folder / "store/devices/other-7"
+        other.mkdir(parents=True)
+        (other / "0000000001.messages").write_bytes(b"x" * 1000)
+        self.start_publisher(self.config(broker))
+        self.wait_for_log("1000 bytes of messages in ")
+        self.assertIn("other-7", self.log())
+
 
 class Example(bench.FleetTest):
     def test_five_benches_are_recorded(self):
