@@ -19,7 +19,7 @@ from typing import NamedTuple
 
 ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "controls", "tools")
 # The texts of these rooms are all in the catalogue; pairs of literals there are something else.
-USING_ROOMS = ("calibration",)
+USING_ROOMS = ("calibration", "fleet", "simulators")
 # In these rooms every sentence in a literal is shown to a user. The exceptions are listed below, each with its reason.
 SHOWN_ROOMS = ("core", "drivers", "forms", "controls")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
@@ -71,6 +71,8 @@ def name_of(found, brace):
     """The name of the pair that begins at `brace`: Enum::kWord of its row, or the constant. None when it is no text."""
     before = [token.text for token in found[max(0, brace - 5):brace]]
     if before[-1:] == [","]:
+        if before[0] == "(":  # A use of a text with its values.
+            return None
         return "".join(before[-4:-1]) if before[-3:-2] == ["::"] else ""
     if before[-1:] == ["="]:
         return before[-2] if before[-3:-2] == ["LocalizedText"] else "" if before[-3:-2] == ["."] else None
