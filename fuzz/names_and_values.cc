@@ -34,7 +34,7 @@ void CheckSetting(Settings& settings, std::string_view line) {
     return;
   }
   const SettingRow* row = settings.Find(line.substr(0, line.find('=')));
-  Require(row != nullptr && !cli::AllowedValues(*row).empty(), "what is set is there");
+  Require(row != nullptr && !cli::AllowedValues(*row, Language::kEnglish).empty(), "what is set is there");
   const auto after = settings.Snapshot();
   Require(settings.SetText(*row, settings.TextOf(*row)) == S_OK && settings.Snapshot() == after,
           "a setting takes its own text");

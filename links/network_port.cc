@@ -358,7 +358,7 @@ class BoundNetworkPort final : public platform::BoundPort {
     if (negotiated) return {std::move(port), {}};
     // A server that takes one client after the other answers the next one when its turn has come.
     if (!port->has_answered()) return {nullptr, {.cause = OpenFailureCause::kNoAnswer}};
-    return Refused("the server does not speak RFC 2217");
+    return {nullptr, {.cause = OpenFailureCause::kNoRfc2217}};
   }
 
   const PortUrl url_;

@@ -28,9 +28,10 @@ enum class OpenFailureCause {
   kUnknownHost,
   kRefused,  // a server does not take the connection; `detail` is what it says, if anything
   kNoAnswer,
-  kSettings,  // the line settings were refused; `detail` says which, where it is known
-  kNoTurn,    // the machine-wide lock of serial traffic was not had; `detail` names it and says why, in English
-  kSystem,    // any other failure; `os_error` says which
+  kSettings,   // the line settings were refused; `detail` says which, where it is known
+  kNoTurn,     // the machine-wide lock of serial traffic was not had; `detail` names it and says why, in English
+  kSystem,     // any other failure; `os_error` says which
+  kNoRfc2217,  // a server takes the connection, but does not speak RFC 2217
 };
 
 // Why a port could not be opened.

@@ -62,21 +62,21 @@ std::string Swollen(const std::string& reply) {
 
 }  // namespace
 
-tl::expected<Fault, std::string> ParseFault(std::string_view text) {
+calibration::Result<Fault> ParseFault(std::string_view text) {
   const std::string_view word = text.substr(0, text.find('='));
   const bool has_argument = word.size() < text.size();
   const auto row = std::find_if(std::begin(kRows), std::end(kRows),
                                 [&](const FaultRow& candidate) { return candidate.word == word; });
   if (row == std::end(kRows)) {
-    return tl::unexpected("no fault \"" + std::string(word) + "\"; there are " + AllUsages());
+    return calibration::Refused(TextId::kNoFault, {std::string(word), AllUsages()});
   }
   if (row->argument.empty()) {
-    if (has_argument) return tl::unexpected("fault " + Usage(*row) + " takes no argument");
+    if (has_argument) return calibration::Refused(TextId::kFaultTakesNothing, {Usage(*row)});
     return Fault{row->kind};
   }
   const auto amount = has_argument ? ParseAmount(text.substr(word.size() + 1), row->greatest) : std::nullopt;
   if (!amount) {
-    return tl::unexpected("fault " + Usage(*row) + " takes a whole number from 0 to " + std::to_string(row->greatest));
+    return calibration::Refused(TextId::kFaultTakesNumber, {Usage(*row), std::to_string(row->greatest)});
   }
   return Fault{row->kind, *amount};
 }

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tl/expected.hpp>
 
+#include "calibration/problem.h"
 #include "platform/clock.h"
 
 namespace ulix {
@@ -30,7 +30,7 @@ struct Fault {
 };
 
 // Parses "KIND" or "KIND=ARG". The failure is a sentence that names the mistake and what is accepted.
-tl::expected<Fault, std::string> ParseFault(std::string_view text);
+calibration::Result<Fault> ParseFault(std::string_view text);
 
 // The faults that apply at the same time, at most one of each kind.
 class FaultSet {

@@ -4,8 +4,8 @@
 
 namespace ulix {
 
-tl::expected<std::unique_ptr<PlanBench>, std::string> PlanBench::Make(const calibration::Plan& plan, double speed,
-                                                                      Date local_start) {
+calibration::Result<std::unique_ptr<PlanBench>> PlanBench::Make(const calibration::Plan& plan, double speed,
+                                                                Date local_start) {
   std::unique_ptr<PlanBench> made(new PlanBench(speed, local_start));
   std::vector<BenchInstrument> instruments;
   for (const auto& planned : plan.instruments) instruments.push_back({planned.name, planned.model});

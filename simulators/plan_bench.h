@@ -2,9 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
-
-#include <tl/expected.hpp>
 
 #include "calibration/run.h"
 #include "simulators/shared_bench.h"
@@ -17,8 +14,8 @@ class PlanBench {
   // `speed` is the number of simulated seconds per second of real time; 0 runs as fast as possible. The simulated local
   // time begins at `local_start`; to continue a run, pass the time of the first line of its journal. Returns a sentence
   // for the user when an instrument cannot be simulated.
-  static tl::expected<std::unique_ptr<PlanBench>, std::string> Make(const calibration::Plan& plan, double speed,
-                                                                    Date local_start);
+  static calibration::Result<std::unique_ptr<PlanBench>> Make(const calibration::Plan& plan, double speed,
+                                                              Date local_start);
 
   // Sets the services of a run to those of this bench. The bench must outlive the run.
   void Provide(calibration::RunServices& services);

@@ -62,26 +62,27 @@ SharedBench::SharedBench(const BenchPlan& plan, Clock& clock) : clock_(clock), w
 
 SharedBench::~SharedBench() = default;
 
-std::string SharedBench::Add(const BenchPlan& plan, const BenchInstrument& instrument) {
+calibration::Result<void> SharedBench::Add(const BenchPlan& plan, const BenchInstrument& instrument) {
   const SimulatorFactory create = FindSimulator(instrument.model);
-  if (create == nullptr) return instrument.model + " has no simulator";
+  if (create == nullptr) return calibration::Refused(TextId::kHasNoSimulator, {instrument.model});
   auto simulator = create(clock_);
   auto& seat = *seats_.emplace_back(std::make_unique<Seat>(*this));
   for (std::size_t k = 0; k < plan.sensors.size(); ++k) {
     const BenchSensor& sensor = plan.sensors[k];
     if (sensor.instrument == instrument.name) seat.Connect(InputOf(NameOfChannel(sensor, instrument.model)), k);
   }
-  if (!simulator->Place(seat)) return "a simulated " + instrument.model + " cannot share a world with others";
+  if (!simulator->Place(seat)) return calibration::Refused(TextId::kNoSharedWorld, {instrument.model});
   lines_[instrument.name] = std::make_shared<SimulatedBench>(std::move(simulator), clock_);
   return {};
 }
 
-tl::expected<std::unique_ptr<SharedBench>, std::string> SharedBench::Make(
-    const BenchPlan& plan, const std::vector<BenchInstrument>& instruments, Clock& clock) {
+calibration::Result<std::unique_ptr<SharedBench>> SharedBench::Make(const BenchPlan& plan,
+                                                                    const std::vector<BenchInstrument>& instruments,
+                                                                    Clock& clock) {
   std::unique_ptr<SharedBench> bench(new SharedBench(plan, clock));
   for (const BenchInstrument& instrument : instruments) {
-    std::string problem = bench->Add(plan, instrument);
-    if (!problem.empty()) return tl::unexpected<std::string>(std::move(problem));
+    const auto added = bench->Add(plan, instrument);
+    if (!added) return tl::unexpected(added.error());
   }
   return bench;
 }

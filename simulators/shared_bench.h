@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <tl/expected.hpp>
-
+#include "calibration/problem.h"
 #include "drivers/driver.h"
 #include "platform/mutex.h"
 #include "simulators/in_process_port.h"
@@ -26,9 +25,9 @@ class SharedBench {
   // `clock` is the clock of the world and of every instrument. For a bench at any speed, use a clock whose waits
   // advance the time. Returns a sentence for the user when a model cannot share a world, or when a sensor is connected
   // to an input that does not exist.
-  static tl::expected<std::unique_ptr<SharedBench>, std::string> Make(const BenchPlan& plan,
-                                                                      const std::vector<BenchInstrument>& instruments,
-                                                                      Clock& clock);
+  static calibration::Result<std::unique_ptr<SharedBench>> Make(const BenchPlan& plan,
+                                                                const std::vector<BenchInstrument>& instruments,
+                                                                Clock& clock);
 
   ~SharedBench();
   SharedBench(const SharedBench&) = delete;
@@ -49,7 +48,7 @@ class SharedBench {
  private:
   class Seat;
   SharedBench(const BenchPlan& plan, Clock& clock);
-  std::string Add(const BenchPlan& plan, const BenchInstrument& instrument);
+  calibration::Result<void> Add(const BenchPlan& plan, const BenchInstrument& instrument);
 
   Clock& clock_;
   platform::Mutex mutex_;  // guards world_

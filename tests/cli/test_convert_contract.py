@@ -126,7 +126,7 @@ class Conversions(ContractTest):
         for args, message in {
             ("K", "--mv", "60"): "--mv: type K: 60 mV is outside -6.45773795 to 54.886364 mV",
             ("pt100", "--mv", "1"): "--mv: the sensor's values are in ohm",
-            ("pt100", "nan"): "VALUE: 'nan' is no value; takes a finite number such as 138.5055",
+            ("pt100", "nan"): "VALUE: 'nan' is no value; takes a finite number such as 12.5",
             ("pt100",): "VALUE: is missing; takes ohms or millivolts, or --celsius with temperatures",
             ("pt100", "100", "--junction", "25"): "SENSOR: sensor 'pt100' has no 'junction'",
         }.items():

@@ -48,7 +48,17 @@ class WordsTest(ContractTest):
                            (" ; vouliez-vous dire 'IN' ?", ["read", "kelvo10", "INN", "--port", "sim"]),
                            ("'kelvo11' n'est pas un mod\u00e8le", ["read", "kelvo11", "--port", "sim"]),
                            ("input-function ne peut pas \u00eatre 'X' ; attend", ["config", "kelvo10", "show", "--set", "input-function=X"]),
-                           ("'12;5' n'est pas une valeur", ["set", "kelvo10", "OUT", "12;5", "--port", "sim"])):
+                           ("'12;5' n'est pas une valeur", ["set", "kelvo10", "OUT", "12;5", "--port", "sim"]),
+                           ("--period: 'soon' n'est pas accept\u00e9 ; attend un nombre entier de 1 \u00e0 86400000",
+                            ["scan", "kelvo10", "--port", "sim", "--period", "soon"]),
+                           ("--count: ne va pas avec --duration ; voir", ["scan", "kelvo10", "--port", "sim", "--period", 100,
+                                                                          "--count", 1, "--duration", 1]),
+                           ("--period: est donn\u00e9 trop de fois", ["scan", "kelvo10", "--port", "sim", "--period", 100,
+                                                                     "--period", 200]),
+                           ("extra: est un mot de trop", ["models", "extra"]),
+                           ("--period: manque ; attend MS (between readings", ["scan", "kelvo10", "--port", "sim"]),
+                           ("VALUE: manque ; attend des ohms", ["convert", "pt100"]),
+                           ("--fault: pas de d\u00e9faut \u00ab wind \u00bb", ["simulate", "kelvo10", "--fault", "wind"])):
             self.refused(said, *args, "--lang", "fr")
 
     def test_what_cannot_be_done_together_is_refused(self):

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 std::string Complaint(std::string_view text) {
   const auto fault = ParseFault(text);
-  return fault ? "" : fault.error();
+  return fault ? "" : fault.error().en;
 }
 
 TEST(FaultTextTest, FaultText_IsParsedOrItsMistakeNamed) {

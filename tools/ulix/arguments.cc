@@ -57,8 +57,8 @@ std::string Keys(const Settings& settings) {
   }
   std::string keys;
   for (const std::string& pattern : patterns) keys += (keys.empty() ? "" : ", ") + pattern;
-  if (keys.empty()) return "none";
-  return greatest.empty() ? keys : keys + " (N is 0 to " + std::string(greatest) + ")";
+  if (keys.empty()) return Shown(TextId::kNoSettings);
+  return greatest.empty() ? keys : Shown(TextId::kNumberedKeys, {keys, std::string(greatest)});
 }
 
 std::vector<std::string> AllKeys(const Settings& settings) {
@@ -76,9 +76,8 @@ bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& o
   return !failed && whole == fs::weakly_canonical(fs::absolute(other, failed), failed);
 }
 
-std::string NotTaken(const std::string& text, const std::string& kind, const std::string& least,
-                     const std::string& most) {
-  return "'" + text + "' is not taken; takes " + kind + " from " + least + " to " + most;
+std::string NotTaken(const std::string& text, TextId kind, const std::string& least, const std::string& most) {
+  return Shown(TextId::kNotWithin, {text, Shown(kind), least, most});
 }
 
 }  // namespace
@@ -91,7 +90,8 @@ CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
     const auto value = WholeInteger(digits, 10);
     const bool fits = value && *value >= least && *value <= most;
     const std::string typed = std::exchange(text, std::to_string(value.value_or(0)));
-    return fits ? std::string() : NotTaken(typed, "a whole number", std::to_string(least), std::to_string(most));
+    return fits ? std::string()
+                : NotTaken(typed, TextId::kPlanAWholeNumber, std::to_string(least), std::to_string(most));
   };
   return {take, ""};
 }
@@ -101,7 +101,7 @@ CLI::Validator Number(float least, float most) {
     const auto value = TypedNumber(text);
     const bool fits = value && *value >= least && *value <= most;
     if (fits) text = FormatShortest(static_cast<float>(*value));
-    return fits ? std::string() : NotTaken(text, "a number", FormatShortest(least), FormatShortest(most));
+    return fits ? std::string() : NotTaken(text, TextId::kPlanANumber, FormatShortest(least), FormatShortest(most));
   };
   return {take, ""};
 }
@@ -112,7 +112,7 @@ CLI::Validator OneOf(std::vector<std::string> words) {
     if (std::find(words.begin(), words.end(), typed) != words.end()) return std::string();
     std::string takes;
     for (const std::string& word : words) takes += (takes.empty() ? "" : ", ") + word;
-    return "'" + typed + "' is not known; takes " + takes + DidYouMean(typed, words);
+    return Shown(TextId::kNotAllowed, {typed, takes}) + DidYouMean(typed, words);
   };
   return {check, ""};
 }
@@ -125,7 +125,7 @@ CLI::Validator Duration() {
     const auto number = TypedNumber(unit == std::string::npos ? text : text.substr(0, text.size() - 1));
     const double seconds = number.value_or(-1) * (unit == std::string::npos ? 1.0 : kSeconds[unit]);
     if (seconds < 0 || seconds > std::numeric_limits<float>::max()) {
-      return "'" + text + "' is no duration; takes seconds, or 90s, 10m, 2h";
+      return Shown(TextId::kNotADuration, {text});
     }
     text = FormatFixed(seconds, 3);
     return std::string();
@@ -137,7 +137,7 @@ std::string MissingText(const CLI::Option& option) {
   std::string takes = option.get_description();
   takes.front() = static_cast<char>(std::tolower(static_cast<unsigned char>(takes.front())));
   const std::string type = option.get_type_name();
-  return "is missing; takes " + (type.empty() ? takes : type + " (" + takes + ")");
+  return Shown(TextId::kIsMissing, {type.empty() ? takes : type + " (" + takes + ")"});
 }
 
 PortArgument ParsePort(std::string_view text) {
@@ -158,8 +158,7 @@ HRESULT ParseCode(std::string_view text) {
   const bool fits = value && *value <= std::numeric_limits<std::uint32_t>::max() &&
                     *value >= (hexadecimal ? 0 : std::numeric_limits<std::int32_t>::min());
   if (fits) return static_cast<HRESULT>(static_cast<std::uint32_t>(*value));
-  throw UsageError("CODE", "'" + std::string(text) + "' is no result code; takes 32 bits as 0x80044403, " +
-                               "2147763203 or -2147204093");
+  throw UsageError("CODE", Shown(TextId::kNotACode, {std::string(text)}));
 }
 
 float ParseValue(const std::string& text) {
@@ -171,7 +170,7 @@ float ParseValue(const std::string& text) {
 std::pair<std::string, std::string> ParseAssignment(const std::string& argument, std::string_view text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string_view::npos || equals == 0) {
-    throw UsageError(argument, "'" + std::string(text) + "' is no setting; takes KEY=VALUE");
+    throw UsageError(argument, Shown(TextId::kNotAnAssignment, {std::string(text)}));
   }
   return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
 }
@@ -192,13 +191,12 @@ void ApplySetting(Settings& settings, std::string_view assignment) {
   const auto number = row->type == VariantType::kR4 ? TypedNumber(value) : std::nullopt;
   if (number) text = FormatShortest(static_cast<float>(*number));
   if (!text || Failed(settings.SetText(*row, *text))) {
-    throw UsageError("--set", Shown(TextId::kSettingCannotBe, {row->key, value, AllowedValues(*row)}));
+    throw UsageError("--set", Shown(TextId::kSettingCannotBe, {row->key, value, AllowedValues(*row, ShownLanguage())}));
   }
 }
 
 void CheckOneOutput(const std::string& csv, bool json) {
-  if (json && csv == kStandardOutput)
-    throw UsageError("--csv", "'-' is standard output, which --json writes to; takes a file beside --json");
+  if (json && csv == kStandardOutput) throw UsageError("--csv", Shown(TextId::kCsvBesideJson));
 }
 
 void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std::string& report) {
@@ -211,9 +209,9 @@ void CheckFilesDiffer(const std::string& csv, const std::string& plot, const std
   check("--plot", plot, report);
 }
 
-std::string AllowedValues(const SettingRow& row) {
-  if (row.type == VariantType::kBstr) return "a text in Windows-1252";
-  if (row.bits == 0) return "a number";
+std::string AllowedValues(const SettingRow& row, Language language) {
+  if (row.type == VariantType::kBstr) return Shown(TextId::kTextOfWindows1252, language);
+  if (row.bits == 0) return Shown(TextId::kPlanANumber, language);
   if (row.labels.empty() && row.is_signed) return "-2147483648 to 2147483647";
   if (row.labels.empty()) return "0 to " + std::to_string((std::uint64_t{1} << row.bits) - 1);
   std::string values;

@@ -53,7 +53,7 @@ std::optional<std::string> LibraryText(std::string_view typed);
 void ApplySetting(Settings& settings, std::string_view assignment);
 
 // The accepted values of a setting: "V50=1, V5=2", or the range of a number.
-std::string AllowedValues(const SettingRow& row);
+std::string AllowedValues(const SettingRow& row, Language language);
 
 // Refuses to replace an existing file without `force`. A pipe or a device may always be written to.
 void CheckMayReplace(const std::string& argument, const std::string& file, bool force);

@@ -12,6 +12,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/live_output.h"
 #include "tools/ulix/plan_prompt.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -35,9 +36,9 @@ int Calibrate(CalibrateOptions options) {
   const std::string second = options.words.size() > 1 ? options.words[1] : "";
   if (first == "new") return AskForPlan(second.empty() ? "plan.json" : second, options.connection.force);
   const bool action = first == "run" || first == "check" || first == "report";
-  if (!action && !second.empty()) throw UsageError(second, "is one word too many");
+  if (!action && !second.empty()) throw UsageError(second, Shown(TextId::kOneWordTooMany));
   if (action && second.empty())
-    throw UsageError(first, first == "report" ? "takes a run's folder" : "takes a plan's file");
+    throw UsageError(first, Shown(first == "report" ? TextId::kTakesRunFolder : TextId::kTakesPlanFile));
   if (first == "report") return run.folder = second, ReportRun(run);
   run.plan_file = action ? second : first;
   return first == "check" ? CheckPlanFile(run) : RunPlanFile(run);
@@ -54,8 +55,7 @@ Action DefineCalibrate(CLI::App& verb) {
   const auto dry = verb.add_flag("--dry-run", options->run.dry_run, "Print the time table and what would be refused");
   verb.add_flag("--resume", options->run.resume, "Go on with a run that ended early, where it was")->excludes(dry);
   verb.add_option("--run", options->run.folder,
-                  "The run's folder; one named after plan and time without it, with "
-                  "--resume the newest of them")
+                  "The run's folder; one named after plan and time without it, with --resume the newest of them")
       ->type_name("FOLDER");
   verb.add_option("--speed", options->speed, "Of simulated instruments: so many times as fast as time passes")
       ->type_name("X")

@@ -141,7 +141,7 @@ std::string LastFolder(const std::string& plan_file, const Plan& plan) {
 // The simulated bench of a run; null for a run with real instruments.
 std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& options, const std::string& folder) {
   if (!plan.simulated()) {
-    if (options.speed) throw UsageError("--speed", "takes effect where every instrument is on port sim");
+    if (options.speed) throw UsageError("--speed", Text(TextId::kSpeedNeedsSimulation, ShownLanguage()));
     return nullptr;
   }
   Date start = SystemClock().LocalTime();
@@ -150,7 +150,7 @@ std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& o
     if (header) start = calibration::DateOfIso(header->value("at", "")).value_or(start);
   }
   auto bench = PlanBench::Make(plan, options.speed.value_or(1), start);
-  if (!bench) throw UsageError("PLAN", bench.error());
+  if (!bench) throw UsageError("PLAN", bench.error().In(ShownLanguage()));
   return std::move(*bench);
 }
 
@@ -188,13 +188,13 @@ void WriteResults(const CalibrationOptions& options, const std::string& folder, 
 void CheckSigning(const Plan& plan, const std::string& sign) {
   if (sign.empty()) return;
   const std::size_t comma = sign.find(',');
-  if (comma == sign.npos) throw UsageError("--sign", "takes KEY.pem,CERT.pem");
+  if (comma == sign.npos) throw UsageError("--sign", Text(TextId::kTakesKeyAndCertificate, ShownLanguage()));
   if (plan.certificate.identifier.empty())
-    throw UsageError("--sign", "the plan asks for no certificate: it has no certificate.identifier");
+    throw UsageError("--sign", Text(TextId::kNoCertificateWanted, ShownLanguage()));
   for (const std::string& file : {sign.substr(0, comma), sign.substr(comma + 1)}) {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(platform::PathOf(file), ignored))
-      throw UsageError("--sign", "there is no file " + file);
+      throw UsageError("--sign", Text(TextId::kFileMissing, ShownLanguage(), {file}));
   }
   const auto tried = calibration::TrySigning(sign);
   if (!tried) throw UsageError("--sign", tried.error().In(ShownLanguage()));

@@ -13,6 +13,7 @@
 #include "calibration/files/reference_file.h"
 #include "calibration/files/rules_check.h"
 #include "calibration/files/signature.h"
+#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
@@ -174,11 +175,11 @@ int Show(const CertificateOptions& options) {
 
 int RunCertificate(const CertificateOptions& options) {
   if (options.action == "check") {
-    if (!options.page.empty()) throw UsageError("PAGE", "takes effect with show");
+    if (!options.page.empty()) throw UsageError("PAGE", Shown(TextId::kEffectWith, {"show"}));
     return Check(options);
   }
-  if (!options.schema.empty()) throw UsageError("--schema", "takes effect with check");
-  if (!options.trusted.empty()) throw UsageError("--trusted", "takes effect with check");
+  if (!options.schema.empty()) throw UsageError("--schema", Shown(TextId::kEffectWith, {"check"}));
+  if (!options.trusted.empty()) throw UsageError("--trusted", Shown(TextId::kEffectWith, {"check"}));
   return Show(options);
 }
 
@@ -189,7 +190,7 @@ Action DefineCertificate(CLI::App& verb) {
   verb.add_option("ACTION", options->action, "check or show")
       ->required()
       ->type_name("")
-      ->check(CLI::IsMember({"check", "show"}));
+      ->check(OneOf({"check", "show"}));
   verb.add_option("FILE", options->file, "A digital calibration certificate (DCC), ours or another's")
       ->required()
       ->type_name("");

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <exception>
 #include <iostream>
@@ -143,8 +144,7 @@ int RunVerb(int argc, char** argv) {
     const std::string typed = FirstUnknown(app);
     if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(typed));
     const std::string what = WhichOption(*app.get_subcommands().front(), typed);
-    if (!what.empty()) throw UsageError(typed, what);
-    throw;
+    throw UsageError(typed, what.empty() ? Shown(TextId::kOneWordTooMany) : what);
   } catch (const CLI::ArgumentMismatch& mismatch) {
     const std::string what = mismatch.what();
     if (!what.ends_with(" missing")) throw;
@@ -164,6 +164,32 @@ std::string TypedVerb(int argc, char** argv) {
   return std::find(names.begin(), names.end(), typed) == names.end() ? "VERB" : typed;
 }
 
+// What the parser says in English between an option and the rest of its message.
+struct ParserMessage {
+  std::string_view infix;
+  TextId text;
+};
+constexpr std::array kParserMessages = {
+    ParserMessage{" excludes ", TextId::kNotTogether},
+    ParserMessage{" requires ", TextId::kNotWithout},
+    ParserMessage{": At Most ", TextId::kGivenTooOften},
+};
+
+// The message of the parser in the language of the program. Messages of validators are in it already.
+std::string Explained(const CLI::ParseError& error) {
+  const std::string what = error.what();
+  if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr) return what;
+  for (const auto& [infix, text] : kParserMessages) {
+    const std::size_t at = what.find(infix);
+    if (at != std::string::npos) return what.substr(0, at) + ": " + Shown(text, {what.substr(at + infix.size())});
+  }
+  constexpr std::string_view kConversion = "Could not convert: ";
+  const std::size_t equals = what.find(" = ");
+  if (!what.starts_with(kConversion) || equals == std::string::npos) return what;
+  return what.substr(kConversion.size(), equals - kConversion.size()) + ": " +
+         Shown(TextId::kNotUnderstood, {what.substr(equals + 3)});
+}
+
 int Complain(int status, const std::string& what) {
   std::cout.flush();
   std::cerr << "ulix: " << what << '\n';
@@ -179,7 +205,7 @@ int RunCommandLine(int argc, char** argv) {
     std::cout.flush();
     return std::cout ? status : Complain(kFailed, CannotPrint().what());
   } catch (const CLI::ParseError& error) {
-    return Complain(kWrongUsage, std::string(error.what()) + "; " + Shown(TextId::kSeeHelp, {TypedVerb(argc, argv)}));
+    return Complain(kWrongUsage, Explained(error) + Shown(TextId::kSeeHelp, {TypedVerb(argc, argv)}));
   } catch (const UsageError& error) {
     return Complain(kWrongUsage, error.what());
   } catch (const OperationFailed& error) {

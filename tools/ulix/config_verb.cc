@@ -16,6 +16,7 @@
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/question.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -89,7 +90,7 @@ void CheckProgramFile(Session& session) {
   for (const SettingRow& row : settings.rows()) {
     if (!session.instrument().FileQuestionOf(row)) continue;
     const std::string file = settings.TextOf(row);
-    if (file.empty()) throw UsageError("--set", std::string(row.key) + " is missing; takes the program file to send");
+    if (file.empty()) throw UsageError("--set", Shown(TextId::kProgramFileMissing, {row.key}));
     const std::string cause = CauseOfUnreadable(Shown(file));
     if (!cause.empty()) throw OperationFailed(kFileNotFound, Shown(TextId::kUnableToRead, {Shown(file)}) + cause);
   }
@@ -148,9 +149,7 @@ constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit"
 // Checked first: without a terminal the verb must fail at once.
 void CheckSomebodyIsThere() {
   if (SomebodyIsThere()) return;
-  throw UsageError("edit",
-                   "asks questions, so standard input and standard output must be a terminal; elsewhere --set "
-                   "KEY=VALUE changes a setting");
+  throw UsageError("edit", Shown(TextId::kEditNeedsTerminal));
 }
 
 int Config(const ConfigOptions& options) {
@@ -177,8 +176,8 @@ Action DefineConfig(CLI::App& verb) {
   std::vector<std::string> words;
   for (const ConfigAction& row : kActions) words.emplace_back(row.word);
   verb.add_option("ACTION", options->action,
-                  "show: print it; edit: ask for each of its values, on a terminal; send: to the instrument; "
-                  "read: from the instrument")
+                  "show: print it; edit: ask for each of its values, on a terminal; send: to the instrument; read: "
+                  "from the instrument")
       ->required()
       ->type_name("show|edit|send|read")
       ->check(OneOf(words));

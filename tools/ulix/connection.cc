@@ -52,7 +52,7 @@ std::string Rates(std::span<const std::uint32_t> rates) {
 }
 
 UsageError NotARate(const std::string& text, std::span<const std::uint32_t> rates) {
-  return {"--baud", "'" + text + "' is no rate; takes one of " + Rates(rates)};
+  return {"--baud", Shown(TextId::kNotARate, {text, Rates(rates)})};
 }
 
 std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
@@ -114,7 +114,7 @@ void SetPort(SerialParams& params, const PortArgument& port) {
   const int number = platform::PortOfDevice(params.location);
   if (number > 0) params.port = number;
   if (number == 0 && !IsUrl(params.location))
-    throw UsageError("--port", "no port number stands for " + params.location);
+    throw UsageError("--port", Shown(TextId::kNoPortNumber, {params.location}));
 }
 
 std::vector<std::string> ModelIds() {
@@ -196,6 +196,8 @@ std::string CauseOf(const platform::OpenFailure& failure) {
       return Shown(TextId::kUnknownHost);
     case Cause::kRefused:
       return WithDetail(Shown(TextId::kConnectionRefused), failure.detail);
+    case Cause::kNoRfc2217:
+      return Shown(TextId::kConnectionRefused) + ": " + Shown(TextId::kNoRfc2217);
     case Cause::kNoAnswer:
       return Shown(TextId::kNoAnswerInTime);
     case Cause::kSettings:
@@ -320,7 +322,8 @@ void Session::ApplySettings() {
     named_settings_.insert(instrument_.settings().Find(ParseAssignment("--set", assignment).first)->key);
   }
   if (!options_.slave) return;
-  if (!instrument_.settings().Find("slave")) throw UsageError("--slave", options_.model + " is no Modbus slave");
+  if (!instrument_.settings().Find("slave"))
+    throw UsageError("--slave", Shown(TextId::kNotAModbusSlave, {options_.model}));
   ApplySetting(instrument_.settings(), "slave=" + std::to_string(*options_.slave));
 }
 
@@ -335,7 +338,7 @@ void Session::ConfigureNetwork(const ConnectionOptions& options) {
   Check(result);
   if (!options.port.empty()) address.reset();
   if (!options.host.empty()) address = NetworkAddress{options.host, address.value_or(NetworkAddress()).port};
-  if (options.tcp_port && !address) throw UsageError("--tcp-port", "takes effect with --host");
+  if (options.tcp_port && !address) throw UsageError("--tcp-port", Shown(TextId::kEffectWith, {"--host"}));
   if (options.tcp_port) address->port = *options.tcp_port;
   Check(instrument_.SetNetworkAddress(address));
 }

@@ -37,7 +37,7 @@ struct ConvertOptions {
 
 double TypedValue(const std::string& argument, const std::string& text) {
   const auto value = TypedNumber(text);
-  if (!value) throw UsageError(argument, "'" + text + "' is no value; takes a finite number such as 138.5055");
+  if (!value) throw UsageError(argument, Shown(TextId::kNotAValue, {text}));
   return *value;
 }
 
@@ -94,12 +94,12 @@ class Conversion {
 
 void CheckUnit(const char* argument, const std::vector<std::string>& values, const char* unit, const Conversion& of) {
   if (values.empty() || of.Unit() == unit) return;
-  throw UsageError(argument, "the sensor's values are in " + of.Unit());
+  throw UsageError(argument, Shown(TextId::kSensorValuesIn, {of.Unit()}));
 }
 
 int Convert(const ConvertOptions& options) {
   if (options.values.empty() && options.millivolts.empty() && options.ohms.empty() && options.celsius.empty()) {
-    throw UsageError("VALUE", "is missing; takes ohms or millivolts, or --celsius with temperatures");
+    throw UsageError("VALUE", Shown(TextId::kNothingToConvert));
   }
   Conversion conversion(options);
   CheckUnit("--mv", options.millivolts, "mV", conversion);
@@ -116,7 +116,8 @@ int Convert(const ConvertOptions& options) {
 
 Action DefineConvert(CLI::App& verb) {
   const auto options = std::make_shared<ConvertOptions>();
-  verb.add_option("SENSOR", options->sensor, "pt100, K, cvd:r0=100.02,a=3.913e-3, its90:r=25.5,range=zinc,a=...,b=...")
+  verb.add_option("SENSOR", options->sensor,
+                  "Such as pt100, K, cvd:r0=100.02,a=3.913e-3, its90:r=25.5,range=zinc,a=...,b=...")
       ->required()
       ->type_name("");
   verb.add_option("VALUE", options->values, "Ohms or millivolts, as the sensor has them")->type_name("");

@@ -34,7 +34,7 @@ void AddCsvSeparator(CLI::App& verb, char& separator) {
     else if (text == "tab" || text == "\t")
       separator = '\t';
     else
-      throw UsageError("--csv-separator", "'" + text + "' is no separator; takes comma, semicolon or tab");
+      throw UsageError("--csv-separator", Shown(TextId::kNotAllowed, {text, "comma, semicolon, tab"}));
   };
   verb.add_option_function<std::string>("--csv-separator", take, "Between the values of a line; comma if not given")
       ->type_name("comma|semicolon|tab");

@@ -12,6 +12,7 @@
 #include "platform/files.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -76,13 +77,14 @@ class Reader {
       }
     }
     if (file_.bad()) throw CannotRead(path_);
-    if (!has_head_) Refuse("holds no measurement");
+    if (!has_head_) Refuse(TextId::kCsvNoMeasurement);
     return std::move(measurement_);
   }
 
  private:
-  [[noreturn]] void Refuse(const std::string& what) const {
-    throw UsageError(path_, "line " + std::to_string(std::max<std::size_t>(number_, 1)) + " " + what);
+  [[noreturn]] void Refuse(TextId what, std::initializer_list<std::string> values = {}) const {
+    const std::string line = std::to_string(std::max<std::size_t>(number_, 1));
+    throw UsageError(path_, Shown(TextId::kCsvLine, {line, Shown(what, values)}));
   }
 
   void TakeNote(const std::string& note) {
@@ -118,13 +120,12 @@ class Reader {
   void TakeHead(const std::string& line) {
     constexpr std::string_view kSeparators = ",;\t";
     const bool head = line.starts_with("time") && line.size() > 4 && kSeparators.find(line[4]) != std::string::npos;
-    if (!head) Refuse("is no heading of a measurement: it has to begin with 'time' and a separator");
+    if (!head) Refuse(TextId::kCsvNoHeading);
     separator_ = line[4];
     has_head_ = true;
     const auto cells = Cells(line);
     is_memory_ = cells == std::vector<std::string>{"time", "channel", "value", "error"};
-    if (!is_memory_ && (cells.size() % 2 == 0 || cells.size() > 2 * kMaxChannels))
-      Refuse("has no pairs of value and error");
+    if (!is_memory_ && (cells.size() % 2 == 0 || cells.size() > 2 * kMaxChannels)) Refuse(TextId::kCsvNoPairs);
     is_memory_ ? KnowChannels() : TakeChannels(cells);
   }
 
@@ -156,7 +157,7 @@ class Reader {
     for (std::size_t k = 1; k + 1 < heads.size(); k += 2) {
       const std::string& error_head = heads[k + 1];
       constexpr std::string_view kError = " error";
-      if (!error_head.ends_with(kError)) Refuse("has no column '" + heads[k] + "' with its errors");
+      if (!error_head.ends_with(kError)) Refuse(TextId::kCsvNoErrors, {heads[k]});
       const std::string name = error_head.substr(0, error_head.size() - kError.size());
       Channel channel = ChannelNamed(name, IdOf(name, static_cast<ChannelId>(k / 2)));
       const std::string rest = heads[k].size() > name.size() ? heads[k].substr(name.size()) : std::string();
@@ -168,9 +169,9 @@ class Reader {
 
   void TakeRow(const std::vector<std::string>& cells) {
     const auto time = ParseTime(cells.front());
-    if (!time) Refuse("has no time: '" + cells.front() + "'");
+    if (!time) Refuse(TextId::kCsvNoTime, {cells.front()});
     const std::size_t wanted = is_memory_ ? 4 : 1 + 2 * channels_.size();
-    if (cells.size() != wanted) Refuse("has " + std::to_string(cells.size()) + " cells, not " + std::to_string(wanted));
+    if (cells.size() != wanted) Refuse(TextId::kCsvCells, {std::to_string(cells.size()), std::to_string(wanted)});
     ChannelArrays row;
     double late_s = 0;
     if (is_memory_) {
@@ -189,7 +190,7 @@ class Reader {
   void Add(ChannelArrays& row, ChannelId id, Date time, const std::string& value_cell, const std::string& error_cell) {
     const auto code = CodeIn(error_cell);
     const auto value = ParseCell(value_cell);
-    if (!value && !value_cell.empty()) Refuse("has no number: '" + value_cell + "'");
+    if (!value && !value_cell.empty()) Refuse(TextId::kCsvNoNumber, {value_cell});
     if (!value && !code) return;
     if (code && error_cell.size() > 11) measurement_.error_texts.emplace(*code, error_cell.substr(11));
     const bool doubtful = value && !error_cell.empty() && !code && !error_cell.starts_with("late ");

@@ -10,6 +10,7 @@
 #include "tools/ulix/failures.h"
 #include "tools/ulix/output.h"
 #include "tools/ulix/suggestion.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/verb_pages.h"
 #include "tools/ulix/verbs.h"
 
@@ -28,7 +29,9 @@ int Help(const CLI::App& app, const std::string& wanted) {
     std::cout << verb->help("ulix") << std::flush;
     return 0;
   }
-  throw UsageError("VERB", "'" + wanted + "' is no verb" + DidYouMean(wanted, names));
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+  throw UsageError("VERB", Shown(TextId::kNotAVerb, {wanted, list}) + DidYouMean(wanted, names));
 }
 
 int WritePages(const CLI::App& program, const std::string& folder) {

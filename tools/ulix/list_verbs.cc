@@ -39,6 +39,9 @@ constexpr const char* LinkWord(LinkKind kind) {
 
 std::string DisplayName(const ModelCard& card) { return Shown(card.display_name.In(Language::kEnglish)); }
 
+// Scripts get the English words.
+Language WordLanguage() { return OnTerminal() ? ShownLanguage() : Language::kEnglish; }
+
 // The channels that every instrument of the model has.
 std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
   return card.channels_in_instrument ? std::span<const ChannelRow>() : card.channels;
@@ -59,7 +62,7 @@ std::size_t RunLength(std::span<const ChannelRow> channels) {
 
 // Numbered channels that follow each other are one entry.
 std::string ChannelList(const ModelCard& card) {
-  std::string list = card.channels_in_instrument ? "as programmed" : "";
+  std::string list = card.channels_in_instrument ? Shown(TextId::kAsProgrammed, WordLanguage()) : "";
   const auto channels = FixedChannels(card);
   for (std::size_t first = 0; first < channels.size();) {
     const std::size_t count = RunLength(channels.subspan(first));
@@ -143,7 +146,10 @@ std::string DefaultOf(const SettingRow& row) {
 Json KeyJson(const SettingRow& row) {
   Json values = Json::array();
   for (const EnumLabel& label : row.labels) values.push_back({{"word", label.name}, {"code", label.code}});
-  return {{"key", row.key}, {"default", DefaultOf(row)}, {"takes", AllowedValues(row)}, {"values", values}};
+  return {{"key", row.key},
+          {"default", DefaultOf(row)},
+          {"takes", AllowedValues(row, Language::kEnglish)},
+          {"values", values}};
 }
 
 int ListKeys(const std::string& model, bool json) {
@@ -151,7 +157,7 @@ int ListKeys(const std::string& model, bool json) {
   Json array = Json::array();
   for (const SettingRow& row : FindModel(model)->card->settings) {
     array.push_back(KeyJson(row));
-    table.Add({row.key, DefaultOf(row), AllowedValues(row)});
+    table.Add({row.key, DefaultOf(row), AllowedValues(row, WordLanguage())});
   }
   json ? PrintJson(array) : table.Print();
   return 0;

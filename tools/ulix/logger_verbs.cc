@@ -66,8 +66,7 @@ std::optional<std::int32_t> BlockNumber(const std::string& text) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), block);
   const bool whole = error == std::errc() && end == text.data() + text.size();
   if (whole && block >= 0 && block <= static_cast<std::int32_t>(kLastMemBlock)) return block;
-  throw UsageError("BLOCK", text.empty() ? "is missing; takes a block's number from 0 to 99, or name:NAME"
-                                         : "'" + text + "' is no block; takes a number from 0 to 99, or name:NAME");
+  throw UsageError("BLOCK", text.empty() ? Shown(TextId::kBlockMissing) : Shown(TextId::kNotABlock, {text}));
 }
 
 // The block that the user named, from a connected session. The error lists the blocks that exist.
@@ -89,7 +88,7 @@ BlockRow FindBlock(Session& session, const std::string& text) {
 void CheckHasMemory(Session& session) {
   std::string name;
   if (session.instrument().GetMemBlockName(0, &name) != S_OK) {
-    throw UsageError("MODEL", std::string(session.instrument().card().model_id) + " records nothing");
+    throw UsageError("MODEL", Shown(TextId::kRecordsNothing, {session.instrument().card().model_id}));
   }
 }
 
@@ -327,7 +326,7 @@ int Program(const ProgramOptions& options) {
   ProgressBar bar;
   Session session(options.connection, {}, &bar);
   if (session.instrument().CheckProgram("", nullptr) == E_NOTIMPL) {
-    throw UsageError("MODEL", options.connection.model + " has no program");
+    throw UsageError("MODEL", Shown(TextId::kHasNoProgram, {options.connection.model}));
   }
   if (options.action == "check") return CheckProgram(session, options.file, language);
   if (!send) CheckMayReplace("FILE", options.file, options.connection.force);
@@ -354,7 +353,7 @@ constexpr std::array kMemoryArguments = {
 void CheckArguments(const CLI::App& verb, const std::string& action) {
   for (const auto& [name, actions] : kMemoryArguments) {
     const bool taken = actions.find(action) != std::string_view::npos;
-    if (!taken && !verb.get_option(name)->empty()) throw UsageError(name, action + " takes none");
+    if (!taken && !verb.get_option(name)->empty()) throw UsageError(name, Shown(TextId::kActionTakesNone, {action}));
   }
 }
 

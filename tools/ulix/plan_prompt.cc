@@ -241,11 +241,11 @@ int AskForPlan(const std::string& file, bool force) {
     WriteWholeFile(file, text);
     PrintLine(Text(TextId::kAskWritten, {file}));
     for (const auto& problem : calibration::LoadPlan(text, "").problems) {
-      std::cerr << file << ":" << calibration::Described(problem) << '\n';
+      std::cerr << file << ":" << calibration::Described(problem, ShownLanguage()) << '\n';
     }
     return 0;
   } catch (const Left&) {
-    throw UsageError("new", "nothing was written: the questions were not all answered");
+    throw UsageError("new", Text(TextId::kAskLeft));
   }
 }
 

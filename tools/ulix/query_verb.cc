@@ -77,8 +77,8 @@ Action DefineQuery(CLI::App& verb) {
   const auto options = std::make_shared<QueryOptions>();
   AddModel(verb, options->connection);
   verb.add_option("TEXT", options->text,
-                  "What to send, without the end of the line; to a Modbus instrument a request in "
-                  "hexadecimal, such as \"03 0000 0002\"")
+                  "What to send, without the end of the line; to a Modbus instrument a request in hexadecimal, such as "
+                  "\"03 0000 0002\"")
       ->required()
       ->type_name("");
   verb.add_flag("--no-reply", options->no_reply, "A command that the instrument does not answer");

@@ -26,7 +26,7 @@ struct ReportOptions {
 int ReportOfFile(const ReportOptions& options) {
   const ScanOptions& scan = options.scan;
   const std::string page = scan.report_file.empty() ? scan.connection.model : scan.report_file;
-  if (page.empty()) throw UsageError("FILE", "is missing; takes the page's name");
+  if (page.empty()) throw UsageError("FILE", Shown(TextId::kPageFileMissing));
   CheckKind("FILE", page, ".html");
   CheckMayReplace("FILE", page, scan.connection.force);
   const CsvMeasurement measurement = ReadCsvMeasurement(options.from_file);
@@ -58,8 +58,8 @@ int ReportBlock(const ReportOptions& options) {
 int Report(const ReportOptions& options) {
   if (!options.from_file.empty()) return ReportOfFile(options);
   CheckModel(options.scan.connection.model);
-  if (options.scan.report_file.empty()) throw UsageError("FILE", "is missing; takes the page's name");
-  if (!options.block && options.most > 0) throw UsageError("--max", "takes effect with --block");
+  if (options.scan.report_file.empty()) throw UsageError("FILE", Shown(TextId::kPageFileMissing));
+  if (!options.block && options.most > 0) throw UsageError("--max", Shown(TextId::kEffectWith, {"--block"}));
   return options.block ? ReportBlock(options) : Scan(options.scan);
 }
 
@@ -92,7 +92,7 @@ Action DefineReport(CLI::App& verb) {
       "2000. It is in the language of --lang.");
   return [=] {
     if (options->from_file.empty() && !options->block && period->empty())
-      throw UsageError("--period", "is missing; takes milliseconds, or --block");
+      throw UsageError("--period", Shown(TextId::kPeriodMissing));
     return Report(*options);
   };
 }

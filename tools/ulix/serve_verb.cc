@@ -51,7 +51,7 @@ ListenAddress ParseListenAddress(const std::string& argument, const std::string&
   const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), address.port);
   const bool whole = error == std::errc() && end == number.data() + number.size();
   if (!whole || address.port < 0 || address.port > 65535 || address.host.empty()) {
-    throw UsageError(argument, "'" + text + "' is no address; takes PORT or HOST:PORT, with a port from 0 to 65535");
+    throw UsageError(argument, Shown(TextId::kNotAnAddress, {text}));
   }
   return address;
 }
@@ -61,7 +61,7 @@ platform::PortAddress LocalPort(const std::string& text) {
   if (const int* number = std::get_if<int>(&port)) return {.number = *number, .location = {}};
   const std::string* location = std::get_if<std::string>(&port);
   if (!location || IsUrl(*location)) {
-    throw UsageError("--port", "'" + text + "' is no port of this machine; takes N, COMn or DEVICE");
+    throw UsageError("--port", Shown(TextId::kNotALocalPort, {text}));
   }
   return {.number = 0, .location = *location};
 }
@@ -104,8 +104,7 @@ std::unique_ptr<platform::ByteEndpoint> Listen(const ServeOptions& options) {
 }
 
 int Serve(const ServeOptions& options) {
-  if (!options.tcp && !options.rfc2217)
-    throw UsageError("--tcp", "is missing; takes [HOST:]PORT, or --rfc2217 in its place");
+  if (!options.tcp && !options.rfc2217) throw UsageError("--tcp", Shown(TextId::kListenMissing));
   const platform::PortAddress address = LocalPort(options.port);
   const auto found = platform::ResolvePort(address);
   if (!found.port) FailToOpen(options.port, found.failure);

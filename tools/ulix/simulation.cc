@@ -10,6 +10,7 @@
 #include "simulators/simulator.h"
 #include "tools/ulix/arguments.h"
 #include "tools/ulix/failures.h"
+#include "tools/ulix/texts.h"
 #include "tools/ulix/wire_log.h"
 
 namespace ulix::cli {
@@ -17,7 +18,7 @@ namespace {
 
 std::unique_ptr<Simulator> NewSimulator(const std::string& model) {
   const SimulatorFactory create = FindSimulator(model);
-  if (create == nullptr) throw UsageError("MODEL", model + " has no simulator");
+  if (create == nullptr) throw UsageError("MODEL", Shown(TextId::kHasNoSimulator, {model}));
   return create(SystemClock());
 }
 
@@ -47,7 +48,7 @@ void SimulatedInstrument::Set(const std::string& assignment) {
   const auto parsed = ParseAssignment("--set", assignment);
   instrument_.WithSimulator([&](Simulator& simulator) {
     if (Succeeded(simulator.Set(parsed.first, parsed.second))) return;
-    throw UsageError("--set", "'" + assignment + "' is not taken; there are now " + PropertyList(simulator));
+    throw UsageError("--set", Shown(TextId::kPropertyNotTaken, {assignment, PropertyList(simulator)}));
   });
 }
 
@@ -55,7 +56,7 @@ void SimulatedInstrument::SetFaults(const std::vector<std::string>& faults) {
   FaultSet set;
   for (const std::string& text : faults) {
     const auto fault = ParseFault(text);
-    if (!fault) throw UsageError("--fault", fault.error());
+    if (!fault) throw UsageError("--fault", fault.error().In(ShownLanguage()));
     set.Add(*fault);
   }
   instrument_.SetFaults(set);

@@ -148,12 +148,12 @@ int Watch::Run() {
 }
 
 int WatchStable(const WatchOptions& options, bool has_target) {
-  if (options.near > 0 && !has_target) throw UsageError("--near", "takes effect with --target");
+  if (options.near > 0 && !has_target) throw UsageError("--near", Shown(TextId::kEffectWith, {"--target"}));
   Session session(options.connection);
   if (!session.instrument().card().channels_in_instrument) SelectInputs(session.Channels(), options.channels);
   session.ConnectAndAsk();
   auto channels = SelectInputs(session.Channels(), options.channels);
-  if (channels.empty()) throw UsageError("CHANNEL", "takes an input, and the instrument as it is set has none");
+  if (channels.empty()) throw UsageError("CHANNEL", Shown(TextId::kNoInput));
   return Watch(session, options, std::move(channels), has_target).Run();
 }
 
@@ -161,7 +161,7 @@ bool IsAddress(const std::string& what) { return what.starts_with("mqtt://") || 
 
 std::string NothingToWatch(const std::string& what) {
   if (what == kStable || IsAddress(what)) return {};
-  return "'" + what + "' is not known; takes stable MODEL, or mqtt://HOST/GROUP";
+  return Shown(TextId::kNothingWatched, {what});
 }
 
 // Options of the other form of the verb have no effect.
@@ -170,14 +170,15 @@ void RefuseAllBut(const CLI::App& verb, const std::string& what, const std::vect
     return !option->empty() && std::find(taken.begin(), taken.end(), option) == taken.end();
   };
   for (const CLI::Option* option : verb.get_options(is_other)) {
-    throw UsageError(option->get_name(), "has no effect on " + verb.get_name() + " " + what);
+    throw UsageError(option->get_name(), Shown(TextId::kNoEffectOn, {verb.get_name() + " " + what}));
   }
 }
 
 void AddStability(CLI::App& verb, WatchOptions& options) {
   constexpr float kMaxLimit = std::numeric_limits<float>::max();
   const std::string group = "watch stable";
-  const auto add = [&](const char* name, auto& value, const char* help, const char* type, const CLI::Validator& check) {
+  const auto add = [&](const char* name, auto& value, const std::string& help, const char* type,
+                       const CLI::Validator& check) {
     verb.add_option(name, value, help)->type_name(type)->transform(check)->group(group);
   };
   add("--spread", options.spread, "Largest difference of two values in the window", "X", Number(0, kMaxLimit));
@@ -194,7 +195,7 @@ void AddStability(CLI::App& verb, WatchOptions& options) {
 std::vector<CLI::Option*> AddFleet(CLI::App& verb, FleetWatchOptions& options) {
   const std::string group = "watch mqtt://HOST/GROUP";
   std::vector<CLI::Option*> added;
-  const auto add = [&](const char* name, std::string& file, const char* help) {
+  const auto add = [&](const char* name, std::string& file, const std::string& help) {
     added.push_back(verb.add_option(name, file, help)->type_name("FILE")->group(group));
   };
   add("--password-file", options.password_file, "Its first line is the password of the user; mode 0600");
@@ -233,8 +234,7 @@ Action DefineWatch(CLI::App& verb) {
       "  ulix watch mqtt://localhost/lab                          every bench, live\n"
       "  ulix watch mqtts://me@broker/lab --password-file secret --http 9100\n"
       "A broker on another machine is reached with TLS; mqtts:// takes TLS on this machine too. On a terminal the "
-      "benches "
-      "are a table, elsewhere there is a line for each report. --http serves /metrics too, for Prometheus.\n"
+      "benches are a table, elsewhere there is a line for each report. --http serves /metrics too, for Prometheus.\n"
       "Exit status of stable: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.\n"
       "Exit status of mqtt://: 0 after Ctrl-C or --duration, 1 when the broker is not reached at first.");
   return [=, &verb] {
@@ -247,7 +247,7 @@ Action DefineWatch(CLI::App& verb) {
       return WatchFleet(options->fleet);
     }
     for (const CLI::Option* option : fleet) {
-      if (!option->empty()) throw UsageError(option->get_name(), "has no effect on watch stable");
+      if (!option->empty()) throw UsageError(option->get_name(), Shown(TextId::kNoEffectOn, {"watch stable"}));
     }
     CheckModel(options->connection.model);
     const CLI::Option& spread = *verb.get_option("--spread");

@@ -120,7 +120,7 @@ std::vector<LoggedExchange> ReadWireLog(const std::string& argument, const std::
     const std::size_t mark = line.find(' ');
     const bool sent = mark != std::string::npos && line.compare(mark, 3, " > ") == 0;
     const bool received = mark != std::string::npos && line.compare(mark, 3, " < ") == 0;
-    if (!sent && !received) throw UsageError(argument, "'" + line + "' is no line of a wire log");
+    if (!sent && !received) throw UsageError(argument, Shown(TextId::kNotAWireLog, {line}));
     if (sent) log.emplace_back();
     if (received && log.empty()) continue;
     (sent ? log.back().sent : log.back().received) += BytesOf(std::string_view(line).substr(mark + 3));

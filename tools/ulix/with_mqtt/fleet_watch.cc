@@ -60,7 +60,7 @@ std::string TextOf(const FleetReport& report, Language language) {
   if (state.value) text += fleet::NumberText(*state.value) + (state.unit.empty() ? "" : " " + state.unit);
   const std::string note = StateNote(state, language);
   if (!note.empty()) text += (state.value ? "  (" : "(") + note + ")";
-  return report.historical ? text + "  (historical)" : text;
+  return report.historical ? text + "  (" + Shown(TextId::kFleetHistorical, language) + ")" : text;
 }
 
 FleetAddress AddressOf(const FleetWatchOptions& options) {
@@ -68,7 +68,7 @@ FleetAddress AddressOf(const FleetWatchOptions& options) {
   if (!address) throw UsageError(options.url, address.error());
   fleet::BrokerSettings& broker = address->broker;
   const bool names_files = !options.ca_file.empty() || !options.certificate.empty();
-  if (options.no_tls && names_files) throw UsageError("--no-tls", "takes no certificates");
+  if (options.no_tls && names_files) throw UsageError("--no-tls", Shown(TextId::kNoTlsNoCertificates));
   if (options.no_tls) {
     // The usual port of the plain protocol, unless one was given.
     if (broker.tls && broker.port == 8883) broker.port = 1883;
@@ -77,7 +77,7 @@ FleetAddress AddressOf(const FleetWatchOptions& options) {
   if (names_files) broker.tls = {options.ca_file, options.certificate, options.key};
   broker.password_file = options.password_file;
   if (!options.password_file.empty() && broker.user.empty()) {
-    throw UsageError("--password-file", "needs a user: mqtt://USER@HOST/GROUP");
+    throw UsageError("--password-file", Shown(TextId::kPasswordNeedsUser));
   }
   return *address;
 }
