@@ -19,7 +19,8 @@ namespace {
 
 int Help(const CLI::App& app, const std::string& wanted) {
   if (wanted.empty()) {
-    std::cout << app.help() << std::flush;
+    // app.help() would describe the verb that was typed, which is this one.
+    std::cout << app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal) << std::flush;
     return 0;
   }
   std::vector<std::string> names;
