@@ -9,7 +9,7 @@ set(made ${CMAKE_BINARY_DIR}/installed)
 find_program(ULIX_GZIP gzip REQUIRED)
 add_custom_command(OUTPUT ${made}/ulix.stamp
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${made}/man
-  COMMAND ulix help --man-pages ${made}/man
+  COMMAND ulix help --man-pages ${made}/man --lang en
   COMMAND sh -c "'${ULIX_GZIP}' -9nf '${made}'/man/*.1"
   COMMAND ulix help --completion bash > ${made}/ulix.bash
   COMMAND ulix help --completion zsh > ${made}/_ulix

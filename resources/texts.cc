@@ -1089,6 +1089,503 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kAsProgrammed, {"as programmed", "selon le programme"}},
     {TextId::kNoRfc2217, {"the server does not speak RFC 2217", "le serveur ne parle pas RFC 2217"}},
     {TextId::kFleetHistorical, {"historical", "historique"}},
+    // Help pages of the command line.
+    {TextId::kHelpProgram,
+     {"ulix: instruments for calibration, test and data acquisition",
+      "ulix : instruments d'étalonnage, d'essai et d'acquisition de données"}},
+    {TextId::kHelpUsage, {"Usage", "Utilisation"}},
+    {TextId::kHelpArguments, {"Arguments", "Arguments"}},
+    {TextId::kHelpConnection, {"Connection", "Connexion"}},
+    {TextId::kHelpNoteOptions, {"Notes", "Remarques"}},
+    {TextId::kHelpVerbs, {"Verbs", "Verbes"}},
+    {TextId::kHelpRequired, {"REQUIRED", "OBLIGATOIRE"}},
+    {TextId::kHelpExcludes, {"Excludes", "Exclut"}},
+    {TextId::kHelpNeeds, {"Needs", "Demande"}},
+    {TextId::kHelpHelp, {"Show this help and end", "Montre cette aide et termine"}},
+    {TextId::kHelpVersion, {"Show the version and end", "Montre la version et termine"}},
+    {TextId::kHelpNotes,
+     {"Examples\n"
+      "  ulix models\n"
+      "  ulix identify kelvo10 --port 5\n"
+      "  ulix read kelvo10 --port sim --json\n"
+      "  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60\n"
+      "            --csv run.csv --plot run.svg\n"
+      "  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60\n"
+      "  ulix report memolog oven.html --block 1 --host 192.168.0.10\n"
+      "  ulix set kelvo10 OUT 12.5 --port COM5\n"
+      "  ulix config kelvo10 send --port 5 --set input-function=TC --save bench.cfg\n"
+      "  ulix config kelvo10 edit --config bench.cfg --save bench.cfg\n"
+      "  ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv\n"
+      "  ulix program memolog send oven.p90 --port 5 --slave 3\n"
+      "  ulix error 0x80044403 --lang fr\n"
+      "  ulix simulate kelvo10 --fault delay=200\n"
+      "\n"
+      "Ports\n"
+      "  5 or COM5      a port number; 'ulix ports' lists them\n"
+      "  /dev/ttyUSB0   a device path\n"
+      "  tcp://HOST:PORT, rfc2217://HOST:PORT\n"
+      "                 a serial port on a network, its bytes alone or with its line\n"
+      "                 settings\n"
+      "  sim            the model's own simulator, inside this program\n"
+      "  ULIX_COM5=/dev/ttyUSB0 in the environment says which device port 5 is\n"
+      "\n"
+      "Faults of simulated instruments\n"
+      "  silent  delay=MS  drip=MS  garbage  truncate  oversize  late  drop=N  refuse\n"
+      "\n"
+      "Output is a table on a terminal, plain lines elsewhere, and JSON with --json.\n"
+      "Exit status: 0 done, 1 the instrument, the link or a file failed, 2 wrong usage.\n"
+      "'ulix VERB --help' tells more about a verb.",
+      "Exemples\n"
+      "  ulix models\n"
+      "  ulix identify kelvo10 --port 5\n"
+      "  ulix read kelvo10 --port sim --json\n"
+      "  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60\n"
+      "            --csv run.csv --plot run.svg\n"
+      "  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60\n"
+      "  ulix report memolog four.html --block 1 --host 192.168.0.10\n"
+      "  ulix set kelvo10 OUT 12,5 --port COM5\n"
+      "  ulix config kelvo10 send --port 5 --set input-function=TC --save banc.cfg\n"
+      "  ulix config kelvo10 edit --config banc.cfg --save banc.cfg\n"
+      "  ulix memory memolog read 1 --host 192.168.0.10 --csv four.csv\n"
+      "  ulix program memolog send four.p90 --port 5 --slave 3\n"
+      "  ulix error 0x80044403 --lang fr\n"
+      "  ulix simulate kelvo10 --fault delay=200\n"
+      "\n"
+      "Ports\n"
+      "  5 ou COM5      un numéro de port ; 'ulix ports' les énumère\n"
+      "  /dev/ttyUSB0   un chemin de périphérique\n"
+      "  tcp://HOST:PORT, rfc2217://HOST:PORT\n"
+      "                 un port série sur un réseau, ses octets seuls ou avec les\n"
+      "                 réglages de sa ligne\n"
+      "  sim            le simulateur du modèle, dans ce programme\n"
+      "  ULIX_COM5=/dev/ttyUSB0 dans l'environnement dit où est le port 5\n"
+      "\n"
+      "Défauts des instruments simulés\n"
+      "  silent  delay=MS  drip=MS  garbage  truncate  oversize  late  drop=N  refuse\n"
+      "\n"
+      "La sortie est un tableau sur un terminal, de simples lignes ailleurs, et du JSON\n"
+      "avec --json.\n"
+      "Code de retour : 0 fait, 1 l'instrument, la liaison ou un fichier a échoué,\n"
+      "2 usage incorrect.\n"
+      "'ulix VERB --help' en dit plus sur un verbe."}},
+    {TextId::kManCommands, {"User Commands", "Commandes"}},
+    {TextId::kManName, {"NAME", "NOM"}},
+    {TextId::kManVerbs, {"VERBS", "VERBES"}},
+    {TextId::kManExitStatus, {"EXIT STATUS", "CODE DE RETOUR"}},
+    {TextId::kManExitText,
+     {"0 done; 1 the instrument, the link or a file failed; 2 wrong usage.",
+      "0 fait ; 1 l'instrument, la liaison ou un fichier a échoué ; 2 usage incorrect."}},
+    {TextId::kManSeeAlso, {"SEE ALSO", "VOIR AUSSI"}},
+    {TextId::kVerbModels,
+     {"What can be driven: model, display name, ProgID, link, channels",
+      "Ce qui peut être piloté : modèle, nom affiché, ProgID, liaison, voies"}},
+    {TextId::kVerbPorts,
+     {"The serial ports and USB instruments: number, name, device, stable path",
+      "Les ports série et les instruments USB : numéro, nom, périphérique, chemin stable"}},
+    {TextId::kVerbDetect, {"Which model answers on a line", "Quel modèle répond sur une ligne"}},
+    {TextId::kVerbKeys,
+     {"A model's settings: key, default, allowed words and their codes",
+      "Les réglages d'un modèle : clé, valeur par défaut, mots admis et leurs codes"}},
+    {TextId::kVerbIdentify, {"Print the instrument's identification", "Affiche l'identification de l'instrument"}},
+    {TextId::kVerbRead, {"One reading of each channel", "Une lecture de chaque voie"}},
+    {TextId::kVerbScan,
+     {"Readings at a period: live, as lines, as CSV, as a plot",
+      "Des lectures périodiques : en direct, en lignes, en CSV, en courbes"}},
+    {TextId::kVerbReport,
+     {"A scan or a logger's memory as a page to print and to keep",
+      "Une acquisition ou la mémoire d'un enregistreur, en page à imprimer et à conserver"}},
+    {TextId::kVerbPlot, {"A picture of what --csv has kept", "Une image de ce que --csv a conservé"}},
+    {TextId::kVerbSet, {"Write an output channel", "Écrit une voie de sortie"}},
+    {TextId::kVerbRun, {"Start the instrument", "Démarre l'instrument"}},
+    {TextId::kVerbStop, {"Stop the instrument", "Arrête l'instrument"}},
+    {TextId::kVerbQuery,
+     {"Send a text as it is and print the reply", "Envoie un texte tel quel et affiche la réponse"}},
+    {TextId::kVerbConsole, {"Exchanges as you type them", "Des échanges au fil de la frappe"}},
+    {TextId::kVerbConfig,
+     {"Show, edit, send or read the instrument's configuration",
+      "Montre, modifie, envoie ou lit la configuration de l'instrument"}},
+    {TextId::kVerbMemory,
+     {"List, read or clear what a logger has recorded", "Énumère, lit ou efface ce qu'un enregistreur a enregistré"}},
+    {TextId::kVerbProgram,
+     {"Check, send or read back a logger's program", "Vérifie, envoie ou relit le programme d'un enregistreur"}},
+    {TextId::kVerbError, {"What a result code means", "Ce que signifie un code de résultat"}},
+    {TextId::kVerbConvert,
+     {"Ohms and millivolts to temperature, and back", "Des ohms et des millivolts en température, et inversement"}},
+    {TextId::kVerbWatch,
+     {"Wait until channels are stable; or show the benches of a laboratory",
+      "Attend que des voies soient stables ; ou montre les bancs d'un laboratoire"}},
+    {TextId::kVerbCalibrate,
+     {"Carry out a calibration plan: set, wait until stable, read, report",
+      "Exécute un plan d'étalonnage : régler, attendre la stabilité, lire, rendre compte"}},
+    {TextId::kVerbCertificate,
+     {"Check a digital calibration certificate, or show it",
+      "Vérifie un certificat d'étalonnage numérique, ou le montre"}},
+    {TextId::kVerbSimulate,
+     {"Serve a simulated instrument to other programs",
+      "Met un instrument simulé à la disposition d'autres programmes"}},
+    {TextId::kVerbServe,
+     {"Share a serial line of this machine over the network",
+      "Partage une ligne série de cette machine sur le réseau"}},
+    {TextId::kVerbHelp, {"What a verb does and what it takes", "Ce que fait un verbe et ce qu'il prend"}},
+    {TextId::kVerbDemo,
+     {"The tour: a simulated instrument from plug to plot, in under half a minute",
+      "La visite : un instrument simulé, du branchement à la courbe, en moins d'une demi-minute"}},
+    {TextId::kHelpPort,
+     {"Where the instrument is; sim is the model's own simulator",
+      "Où est l'instrument ; sim est le simulateur du modèle"}},
+    {TextId::kHelpHost,
+     {"Where the instrument is on Ethernet; a number or a name",
+      "Où est l'instrument sur Ethernet ; un numéro ou un nom"}},
+    {TextId::kHelpTcpPort, {"Its port there; 502 if not given", "Son port à cette adresse ; 502 par défaut"}},
+    {TextId::kHelpSlave,
+     {"Its Modbus address, on Ethernet or on a line", "Son adresse Modbus, sur Ethernet ou sur une ligne"}},
+    {TextId::kHelpBaud, {"Bits per second", "Bits par seconde"}},
+    {TextId::kHelpModel,
+     {"The instrument's model word; 'ulix models' lists them",
+      "Le mot du modèle de l'instrument ; 'ulix models' les énumère"}},
+    {TextId::kHelpOnlyModel, {"Ask this model only", "N'interroger que ce modèle"}},
+    {TextId::kHelpLanguage,
+     {"Language and decimal separator of what is shown; the user's own if not given",
+      "Langue et séparateur décimal de l'affichage ; ceux de l'utilisateur par défaut"}},
+    {TextId::kHelpTimeout, {"Longest wait for the instrument", "Attente maximale de l'instrument"}},
+    {TextId::kHelpConfig, {"Start from a saved configuration", "Partir d'une configuration conservée"}},
+    {TextId::kHelpSetting,
+     {"Change a setting, by word or by stored number; may be repeated",
+      "Modifie un réglage, par mot ou par numéro ; peut être répété"}},
+    {TextId::kHelpNoConfig,
+     {"Do not ask the instrument how it is set", "Ne pas demander à l'instrument comment il est réglé"}},
+    {TextId::kHelpTrace, {"Show every exchange on standard error", "Montre chaque échange sur la sortie d'erreur"}},
+    {TextId::kHelpStats,
+     {"Show at the end, on standard error, what was counted",
+      "Montre à la fin, sur la sortie d'erreur, ce qui a été compté"}},
+    {TextId::kHelpRecord,
+     {"Keep every exchange in a file, for simulate --replay",
+      "Conserve chaque échange dans un fichier, pour simulate --replay"}},
+    {TextId::kHelpForce, {"Replace files that are there already", "Remplace les fichiers qui existent déjà"}},
+    {TextId::kHelpPlan,
+     {"A plan's file; or: check PLAN, new [FILE], report FOLDER",
+      "Le fichier d'un plan ; ou : check PLAN, new [FILE], report FOLDER"}},
+    {TextId::kHelpDryRun,
+     {"Print the time table and what would be refused", "Affiche le déroulement et ce qui serait refusé"}},
+    {TextId::kHelpResume,
+     {"Go on with a run that ended early, where it was", "Reprend où elle en était une campagne interrompue"}},
+    {TextId::kHelpRunFolder,
+     {"The run's folder; one named after plan and time without it, with --resume the newest of them",
+      "Le dossier de la campagne ; par défaut un dossier au nom du plan et de l'heure, avec --resume le plus récent"}},
+    {TextId::kHelpSpeed,
+     {"Of simulated instruments: so many times as fast as time passes",
+      "Pour des instruments simulés : tant de fois plus vite que le temps réel"}},
+    {TextId::kHelpSign, {"Sign the certificates with xmlsec1", "Signe les certificats avec xmlsec1"}},
+    {TextId::kHelpCalibrateNotes,
+     {"  ulix calibrate new dry-block.json          asks for a plan and writes it\n"
+      "  ulix calibrate check dry-block.json        what is wrong with a plan, with its lines\n"
+      "  ulix calibrate dry-block.json --dry-run    the time table\n"
+      "  ulix calibrate dry-block.json              runs it; Ctrl-C ends it and leaves the source safe\n"
+      "  ulix calibrate dry-block.json --resume     goes on where it was, after a crash too\n"
+      "  ulix calibrate report FOLDER --lang fr     writes report, table and certificates of a run anew\n"
+      "The folder gets journal.jsonl, results.csv, report.html and, where the plan asks for one, a certificate a "
+      "unit.\n"
+      "Exit status: 0 every point was taken and the source is safe, 1 not so, 2 the plan cannot run.",
+      "  ulix calibrate new dry-block.json          demande un plan et l'écrit\n"
+      "  ulix calibrate check dry-block.json        ce qui ne va pas dans un plan, avec ses lignes\n"
+      "  ulix calibrate dry-block.json --dry-run    le déroulement\n"
+      "  ulix calibrate dry-block.json              l'exécute ; Ctrl-C l'arrête et laisse la source en sécurité\n"
+      "  ulix calibrate dry-block.json --resume     reprend où il en était, même après une panne\n"
+      "  ulix calibrate report FOLDER --lang fr     réécrit rapport, tableau et certificats d'une campagne\n"
+      "Le dossier reçoit journal.jsonl, results.csv, report.html et, si le plan le demande, un certificat par "
+      "appareil.\n"
+      "Code de retour : 0 chaque point a été mesuré et la source est en sécurité, 1 sinon, 2 le plan ne peut pas être "
+      "exécuté."}},
+    {TextId::kHelpCertificateAction, {"check or show", "check ou show"}},
+    {TextId::kHelpCertificateFile,
+     {"A digital calibration certificate (DCC), ours or another's",
+      "Un certificat d'étalonnage numérique (DCC), d'ici ou d'ailleurs"}},
+    {TextId::kHelpCertificatePage,
+     {"With show: write a page for people, an HTML file, there",
+      "Avec show : y écrit une page lisible, un fichier HTML"}},
+    {TextId::kHelpSchema,
+     {"With check: the folder of the schema and the rules", "Avec check : le dossier du schéma et des règles"}},
+    {TextId::kHelpTrusted,
+     {"With check: verify the signature against this certificate",
+      "Avec check : vérifie la signature par ce certificat"}},
+    {TextId::kHelpCertificateNotes,
+     {"check reads the certificate within bounds, whoever made it, and tells what is wrong with it; with --schema also "
+      "what\n"
+      "the published schema and, where Java and Saxon are installed, its rules find. Exit status 1 with any finding.\n"
+      "show prints its results, or writes the page.",
+      "check lit le certificat dans des limites sûres, d'où qu'il vienne, et dit ce qui ne va pas ; avec --schema "
+      "aussi ce que\n"
+      "trouvent le schéma publié et, si Java et Saxon sont installés, ses règles. Code de retour 1 dès la première "
+      "anomalie.\n"
+      "show affiche ses résultats, ou écrit la page."}},
+    {TextId::kHelpConfigAction,
+     {"show: print it; edit: ask for each of its values, on a terminal; send: to the instrument; read: from the "
+      "instrument",
+      "show : l'affiche ; edit : demande chaque valeur, sur un terminal ; send : l'envoie à l'instrument ; read : la "
+      "lit dans l'instrument"}},
+    {TextId::kHelpSave,
+     {"Keep the configuration in a file for --config", "Conserve la configuration dans un fichier pour --config"}},
+    {TextId::kHelpConfigNotes,
+     {"show says whether it shows the instrument, which is asked where --port or --host names it, a file or the\n"
+      "defaults. edit needs no instrument. edit asks for the link and for every setting: Enter keeps the value in\n"
+      "brackets, < goes back, > to the next page, >> to the end, ? says what is taken. What changes is shown, and\n"
+      "applied when you say so. !, Ctrl-C or Ctrl-D stops, and nothing is changed or written.",
+      "show dit s'il montre l'instrument, interrogé si --port ou --host le désigne, un fichier ou les valeurs par\n"
+      "défaut. edit se passe d'instrument. edit demande la liaison et chaque réglage : Entrée garde la valeur entre\n"
+      "crochets, < revient, > passe à la page suivante, >> à la fin, ? dit ce qui est accepté. Les changements sont\n"
+      "montrés, et appliqués sur votre accord. !, Ctrl-C ou Ctrl-D arrête ; rien n'est alors modifié ni écrit."}},
+    {TextId::kHelpSensor,
+     {"Such as pt100, K, cvd:r0=100.02,a=3.913e-3, its90:r=25.5,range=zinc,a=...,b=...",
+      "Par exemple pt100, K, cvd:r0=100.02,a=3.913e-3, its90:r=25.5,range=zinc,a=...,b=..."}},
+    {TextId::kHelpElectrical, {"Ohms or millivolts, as the sensor has them", "Ohms ou millivolts, selon le capteur"}},
+    {TextId::kHelpMillivolts, {"Millivolts", "En millivolts"}},
+    {TextId::kHelpOhms, {"Ohms", "En ohms"}},
+    {TextId::kHelpCelsius, {"Temperatures, to be converted back", "Températures, à convertir en retour"}},
+    {TextId::kHelpJunction,
+     {"The temperature of a thermocouple's reference junction; 0 without",
+      "La température de la soudure froide d'un thermocouple ; 0 par défaut"}},
+    {TextId::kHelpSensorNotes,
+     {"Sensors\n"
+      "  pt25 pt100 pt500 pt1000                      industrial platinum, IEC 60751\n"
+      "  cvd:r0=100.0189,a=3.913e-3,b=-6.056e-7,c=1.372e-12   the same with individual coefficients\n"
+      "  B E J K N R S T                              thermocouples, IEC 60584-1\n"
+      "  its90:r=25.5,range=zinc,a=...,b=...          a standard thermometer; ranges gallium indium tin zinc "
+      "aluminium\n"
+      "        ,low-range=argon,low-a=...,low-b=...   silver (with c, d, w-aluminium), below 0.01 °C argon, mercury\n"
+      "A value outside of a sensor's range is refused.",
+      "Capteurs\n"
+      "  pt25 pt100 pt500 pt1000                      platine industriel, CEI 60751\n"
+      "  cvd:r0=100.0189,a=3.913e-3,b=-6.056e-7,c=1.372e-12   le même avec ses propres coefficients\n"
+      "  B E J K N R S T                              thermocouples, CEI 60584-1\n"
+      "  its90:r=25.5,range=zinc,a=...,b=...          un thermomètre étalon ; domaines gallium indium tin zinc "
+      "aluminium\n"
+      "        ,low-range=argon,low-a=...,low-b=...   silver (avec c, d, w-aluminium), sous 0,01 °C argon, mercury\n"
+      "Une valeur hors du domaine du capteur est refusée."}},
+    {TextId::kHelpSeparator,
+     {"Between the values of a line; comma if not given", "Entre les valeurs d'une ligne ; comma par défaut"}},
+    {TextId::kHelpDemoSeconds, {"Of each of the two long scans", "De chacune des deux longues acquisitions"}},
+    {TextId::kHelpDemoFolder,
+     {"Where the CSV and the plot go; else the temporary folder",
+      "Où vont le CSV et les courbes ; sinon le dossier temporaire"}},
+    {TextId::kHelpJsonObject, {"One JSON object", "Un objet JSON"}},
+    {TextId::kHelpDetectNotes,
+     {"Each model's identification is asked for in turn, at the model's own speed unless --baud is given, and nothing\n"
+      "else but what its connection needs. Each model has two attempts, because what others sent may stand before\n"
+      "the first.\n"
+      "Models without an identification are not found.",
+      "L'identification de chaque modèle est demandée à son tour, à la vitesse du modèle sauf si --baud est donné, et\n"
+      "rien d'autre que ce que sa connexion demande. Chaque modèle a deux essais, car des octets d'autres envois "
+      "peuvent\n"
+      "précéder le premier.\n"
+      "Les modèles sans identification ne sont pas trouvés."}},
+    {TextId::kHelpCode, {"0x80044403, or decimal with or without a sign", "0x80044403, ou décimal avec ou sans signe"}},
+    {TextId::kHelpShort,
+     {"The short text, the same in every language", "Le texte court, le même dans toutes les langues"}},
+    {TextId::kHelpManPages,
+     {"Write a page of the manual for each verb into this folder",
+      "Écrit une page de manuel par verbe dans ce dossier"}},
+    {TextId::kHelpCompletion, {"Print the completion of a shell", "Affiche la complétion d'un shell"}},
+    {TextId::kHelpTopic, {"The verb; without one, what there is", "Le verbe ; sans lui, ce qu'il y a"}},
+    {TextId::kHelpOutput, {"An output channel's id or name", "Le numéro ou le nom d'une voie de sortie"}},
+    {TextId::kHelpValue,
+     {"A number in the channel's unit, with a point or your own separator",
+      "Un nombre dans l'unité de la voie, avec un point ou votre propre séparateur"}},
+    {TextId::kHelpMin,
+     {"Nothing below it is set, unless you say so at the terminal",
+      "Rien n'est réglé en dessous, sauf accord au terminal"}},
+    {TextId::kHelpMax,
+     {"Nothing above it is set, unless you say so at the terminal",
+      "Rien n'est réglé au-dessus, sauf accord au terminal"}},
+    {TextId::kHelpJsonArray, {"One JSON array", "Un tableau JSON"}},
+    {TextId::kHelpHttp,
+     {"Show the values in a browser; without an address, to this machine only",
+      "Montre les valeurs dans un navigateur ; sans adresse, à cette machine seulement"}},
+    {TextId::kHelpMemoryAction,
+     {"list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest",
+      "list : les blocs ; read : les enregistrements de BLOCK ; clear : tous les enregistrements de BLOCK, ou ses N "
+      "plus anciens"}},
+    {TextId::kHelpBlock,
+     {"A block's number, from 0 to 99, or name:NAME", "Le numéro d'un bloc, de 0 à 99, ou name:NOM"}},
+    {TextId::kHelpClearCount,
+     {"How many records to clear; 0 is all", "Combien d'enregistrements effacer ; 0 est tous"}},
+    {TextId::kHelpNewest,
+     {"Read the newest N records only; 0 is all", "Ne lire que les N enregistrements les plus récents ; 0 est tous"}},
+    {TextId::kHelpClear,
+     {"Clear what was read, when that was all; a part is never cleared",
+      "Efface ce qui a été lu, si tout l'a été ; une partie n'est jamais effacée"}},
+    {TextId::kHelpYes, {"Clear without asking", "Efface sans demander"}},
+    {TextId::kHelpRecordsCsv,
+     {"Keep the records as lines of values; - is standard output",
+      "Conserve les enregistrements en lignes de valeurs ; - est la sortie standard"}},
+    {TextId::kHelpCurves, {"Draw the curves", "Trace les courbes"}},
+    {TextId::kHelpPage, {"Write a page to print and to keep", "Écrit une page à imprimer et à conserver"}},
+    {TextId::kHelpMemoryNotes,
+     {"Ctrl-C stops a read: the logger is let go, nothing is printed, written or cleared. Files are put in place\n"
+      "when all was read, and before anything is cleared.",
+      "Ctrl-C arrête une lecture : l'enregistreur est libéré, rien n'est affiché, écrit ni effacé. Les fichiers sont\n"
+      "mis en place quand tout a été lu, et avant tout effacement."}},
+    {TextId::kHelpProgramAction,
+     {"check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE",
+      "check : si FILE peut être envoyé ; send : FILE vers l'instrument ; read : son programme vers FILE"}},
+    {TextId::kHelpProgramFile, {"A program file", "Un fichier programme"}},
+    {TextId::kHelpProgramNotes,
+     {"A file that is read into is replaced only when all of the program has come.",
+      "Le fichier qui reçoit un programme n'est remplacé qu'une fois le programme entier reçu."}},
+    {TextId::kHelpTitle, {"Title of reports and plots", "Titre des rapports et des courbes"}},
+    {TextId::kHelpOperator, {"Who makes the measurement", "Qui fait la mesure"}},
+    {TextId::kHelpNote, {"A remark, kept with the readings", "Une remarque, conservée avec les lectures"}},
+    {TextId::kHelpCsvFile,
+     {"What --csv of scan, report or memory has kept", "Ce que --csv de scan, report ou memory a conservé"}},
+    {TextId::kHelpPicture,
+     {"The picture; beside the CSV file if none is given", "L'image ; par défaut à côté du fichier CSV"}},
+    {TextId::kHelpOtherTitle, {"In place of the one in the file", "Au lieu de celui du fichier"}},
+    {TextId::kHelpText,
+     {"What to send, without the end of the line; to a Modbus instrument a request in hexadecimal, such as \"03 0000 "
+      "0002\"",
+      "Ce qui est envoyé, sans la fin de ligne ; à un instrument Modbus une requête en hexadécimal, telle que \"03 "
+      "0000 0002\""}},
+    {TextId::kHelpNoReply,
+     {"A command that the instrument does not answer", "Une commande à laquelle l'instrument ne répond pas"}},
+    {TextId::kHelpQueryNotes,
+     {"The line is brought in sync again before the next value is read.",
+      "La liaison est resynchronisée avant la lecture suivante."}},
+    {TextId::kHelpConsoleNotes,
+     {"Each line is sent and its reply shown; a line that begins with ! has no reply. Ctrl-D or Ctrl-C ends.",
+      "Chaque ligne est envoyée et sa réponse affichée ; une ligne qui commence par ! n'a pas de réponse. Ctrl-D ou "
+      "Ctrl-C termine."}},
+    {TextId::kHelpChannels,
+     {"Ids or names; every input channel that is on if none is given",
+      "Numéros ou noms ; par défaut toutes les voies d'entrée en service"}},
+    {TextId::kHelpReportModel,
+     {"The instrument's model word; 'ulix models' lists them; none with --from",
+      "Le mot du modèle de l'instrument ; 'ulix models' les énumère ; aucun avec --from"}},
+    {TextId::kHelpReportFile,
+     {"The page, an HTML file that needs nothing else", "La page, un fichier HTML qui se suffit à lui-même"}},
+    {TextId::kHelpFrom,
+     {"Make the page of this file, which --csv has kept", "Fait la page de ce fichier, que --csv a conservé"}},
+    {TextId::kHelpReportBlock,
+     {"Of this block of the memory, from 0 to 99, not of a scan",
+      "De ce bloc de la mémoire, de 0 à 99, et non d'une acquisition"}},
+    {TextId::kHelpReportNewest,
+     {"With --block: its newest N records only; 0 is all",
+      "Avec --block : seulement ses N enregistrements les plus récents ; 0 est tous"}},
+    {TextId::kHelpReadingsToo,
+     {"Keep the readings as lines of values too", "Conserve aussi les lectures en lignes de valeurs"}},
+    {TextId::kHelpReportNotes,
+     {"A scan ends at --count, at --duration or with Ctrl-C. The page has the instrument, its settings, the curves,\n"
+      "statistics and errors of all readings, and the readings themselves: the first and the last 1000 of more than\n"
+      "2000. It is in the language of --lang.",
+      "Une acquisition finit à --count, à --duration ou par Ctrl-C. La page donne l'instrument, ses réglages, les\n"
+      "courbes, les statistiques et les erreurs de toutes les lectures, et les lectures elles-mêmes : au-delà de "
+      "2000,\n"
+      "les 1000 premières et les 1000 dernières. Elle est dans la langue de --lang."}},
+    {TextId::kHelpPeriod, {"Between readings; less than 100 is 100", "Entre les lectures ; moins de 100 vaut 100"}},
+    {TextId::kHelpDeadBand,
+     {"Report only changes of this share of the last report",
+      "Ne relever que les variations d'au moins cette part du dernier relevé"}},
+    {TextId::kHelpDeadBandAbs,
+     {"Report only changes of this size, in the channel's unit",
+      "Ne relever que les variations d'au moins cette valeur, dans l'unité de la voie"}},
+    {TextId::kHelpDeadTime,
+     {"Report anyway after more than this silence", "Relever tout de même au-delà de ce silence"}},
+    {TextId::kHelpCount, {"End after so many reports", "Finir après tant de relevés"}},
+    {TextId::kHelpDuration,
+     {"End after so long: seconds, or 90s, 10m, 2h", "Finir après cette durée : des secondes, ou 90s, 10m, 2h"}},
+    {TextId::kHelpReportsCsv,
+     {"Keep every report as a line of values; - is standard output",
+      "Conserve chaque relevé en ligne de valeurs ; - est la sortie standard"}},
+    {TextId::kHelpScanCurves, {"Draw the curves at the end", "Trace les courbes à la fin"}},
+    {TextId::kHelpScanPage,
+     {"Write a page to print and to keep at the end", "Écrit à la fin une page à imprimer et à conserver"}},
+    {TextId::kHelpJsonLines, {"One JSON object a line", "Un objet JSON par ligne"}},
+    {TextId::kHelpScanNotes,
+     {"Ends at --count, at --duration or with Ctrl-C, which hands the instrument back and writes the files.",
+      "Finit à --count, à --duration ou par Ctrl-C, qui rend l'instrument et écrit les fichiers."}},
+    {TextId::kHelpServedLine, {"The serial line of this machine", "La ligne série de cette machine"}},
+    {TextId::kHelpServeTcp,
+     {"Serve the line's bytes as they are, with the line set as given here",
+      "Sert les octets de la ligne tels quels, la ligne réglée comme indiqué ici"}},
+    {TextId::kHelpServeRfc2217,
+     {"Serve clients that set the line themselves, by RFC 2217",
+      "Sert des clients qui règlent eux-mêmes la ligne, par RFC 2217"}},
+    {TextId::kHelpServeNotes,
+     {"The first line is the host:port to connect to, as tcp://HOST:PORT or rfc2217://HOST:PORT. Without HOST only\n"
+      "programs of this machine reach it; 0.0.0.0 or [::] is every network. PORT 0 takes a free one. One client at a\n"
+      "time: another one is told who has the line. Nothing protects it: no password, no encryption.\n"
+      "A device that goes is opened again when it is back. Ctrl-C ends.",
+      "La première ligne est l'adresse host:port où se connecter, par tcp://HOST:PORT ou rfc2217://HOST:PORT. Sans "
+      "HOST\n"
+      "seuls les programmes de cette machine l'atteignent ; 0.0.0.0 ou [::] est tous les réseaux. PORT 0 en prend un\n"
+      "libre. Un client à la fois : un autre apprend qui a la ligne. Rien ne la protège : ni mot de passe, ni "
+      "chiffrement.\n"
+      "Un périphérique qui disparaît est rouvert à son retour. Ctrl-C termine."}},
+    {TextId::kHelpSimulateTcp,
+     {"Serve on this port of the machine, 0 for a free one; else on a terminal",
+      "Sert sur ce port de la machine, 0 pour un port libre ; sinon sur un terminal"}},
+    {TextId::kHelpSimulateRfc2217,
+     {"As --tcp, for clients that set the line by RFC 2217",
+      "Comme --tcp, pour des clients qui règlent la ligne par RFC 2217"}},
+    {TextId::kHelpProperty,
+     {"Change the simulated device; may be repeated", "Modifie l'appareil simulé ; peut être répété"}},
+    {TextId::kHelpFault, {"Order a fault; may be repeated", "Provoque un défaut ; peut être répété"}},
+    {TextId::kHelpReplay,
+     {"Answer as a file of --record or --trace says, and know nothing else",
+      "Répond comme le dit un fichier de --record ou --trace, et ne sait rien d'autre"}},
+    {TextId::kHelpSimulateNotes,
+     {"The first line is the device path or host:port to connect to. Ctrl-C ends; a request that the instrument\n"
+      "would not know makes the exit status 1. An unknown KEY or KIND prints those that there are.",
+      "La première ligne est le chemin du périphérique ou l'adresse host:port où se connecter. Ctrl-C termine ; une\n"
+      "requête que l'instrument ne connaîtrait pas donne le code de retour 1. Un KEY ou KIND inconnu affiche ceux qui\n"
+      "existent."}},
+    {TextId::kHelpSpread,
+     {"Largest difference of two values in the window", "Différence maximale entre deux valeurs de la fenêtre"}},
+    {TextId::kHelpDrift,
+     {"Largest drift over the window: |slope| times window; the spread if absent",
+      "Dérive maximale sur la fenêtre : |pente| fois fenêtre ; l'étendue par défaut"}},
+    {TextId::kHelpWindow,
+     {"Of time that is judged: seconds, or 90s, 10m, 2h; 10m if absent",
+      "De temps jugé : des secondes, ou 90s, 10m, 2h ; 10m par défaut"}},
+    {TextId::kHelpMinSamples, {"In the window; 10 if absent", "Dans la fenêtre ; 10 par défaut"}},
+    {TextId::kHelpTarget, {"The value that is approached", "La valeur approchée"}},
+    {TextId::kHelpNear,
+     {"Only values this near to the target count", "Seules comptent les valeurs aussi proches de la cible"}},
+    {TextId::kHelpWatchPeriod, {"Between readings; 1000 if absent", "Entre les lectures ; 1000 par défaut"}},
+    {TextId::kHelpGiveUp,
+     {"End with exit status 1 after this time", "Finir avec le code de retour 1 après cette durée"}},
+    {TextId::kHelpPasswordFile,
+     {"Its first line is the password of the user; mode 0600",
+      "Sa première ligne est le mot de passe de l'utilisateur ; mode 0600"}},
+    {TextId::kHelpCaFile,
+     {"Certificates of the authorities that are believed; the system's if absent",
+      "Certificats des autorités reconnues ; ceux du système par défaut"}},
+    {TextId::kHelpClientCertificate,
+     {"Of this program, where the broker asks for one", "De ce programme, si le courtier en demande un"}},
+    {TextId::kHelpClientKey, {"Of the certificate", "Du certificat"}},
+    {TextId::kHelpNoTls,
+     {"Values and password go over the network unprotected",
+      "Les valeurs et le mot de passe passent en clair sur le réseau"}},
+    {TextId::kHelpReportJson, {"One JSON object for each report of a channel", "Un objet JSON par relevé d'une voie"}},
+    {TextId::kHelpWatched,
+     {"stable, or mqtt://[USER@]HOST[:PORT]/GROUP: the benches of a group on a broker",
+      "stable, ou mqtt://[USER@]HOST[:PORT]/GROUP : les bancs d'un groupe sur un courtier"}},
+    {TextId::kHelpWatchModel,
+     {"With stable: the instrument's model word", "Avec stable : le mot du modèle de l'instrument"}},
+    {TextId::kHelpWatchNotes,
+     {"  ulix watch stable kelvo10 IN --port 5 --spread 0.01      ends once the channel is stable\n"
+      "  ulix watch mqtt://localhost/lab                          every bench, live\n"
+      "  ulix watch mqtts://me@broker/lab --password-file secret --http 9100\n"
+      "A broker on another machine is reached with TLS; mqtts:// takes TLS on this machine too. On a terminal the "
+      "benches are a table, elsewhere there is a line for each report. --http serves /metrics too, for Prometheus.\n"
+      "Exit status of stable: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.\n"
+      "Exit status of mqtt://: 0 after Ctrl-C or --duration, 1 when the broker is not reached at first.",
+      "  ulix watch stable kelvo10 IN --port 5 --spread 0.01      finit quand la voie est stable\n"
+      "  ulix watch mqtt://localhost/lab                          tous les bancs, en direct\n"
+      "  ulix watch mqtts://me@broker/lab --password-file secret --http 9100\n"
+      "Un courtier sur une autre machine est joint par TLS ; mqtts:// prend TLS aussi sur cette machine. Sur un "
+      "terminal les bancs sont un tableau, ailleurs il y a une ligne par relevé. --http sert aussi /metrics, pour "
+      "Prometheus.\n"
+      "Code de retour de stable : 0 quand toutes les voies sont stables, 1 à --give-up, après un échec ou Ctrl-C.\n"
+      "Code de retour de mqtt:// : 0 après Ctrl-C ou --duration, 1 quand le courtier n'est pas joint au départ."}},
 }};
 
 constexpr bool IsInOrder() {

@@ -56,7 +56,7 @@ class WordsTest(ContractTest):
                            ("--period: est donn\u00e9 trop de fois", ["scan", "kelvo10", "--port", "sim", "--period", 100,
                                                                      "--period", 200]),
                            ("extra: est un mot de trop", ["models", "extra"]),
-                           ("--period: manque ; attend MS (between readings", ["scan", "kelvo10", "--port", "sim"]),
+                           ("--period: manque ; attend MS (entre les lectures", ["scan", "kelvo10", "--port", "sim"]),
                            ("VALUE: manque ; attend des ohms", ["convert", "pt100"]),
                            ("--fault: pas de d\u00e9faut \u00ab wind \u00bb", ["simulate", "kelvo10", "--fault", "wind"])):
             self.refused(said, *args, "--lang", "fr")
@@ -95,14 +95,33 @@ class WordsTest(ContractTest):
         self.succeed("report", "--from", rows, page)
         self.assertRegex(page.read_text(), rf"<title>{re.escape(str(rows))}, scan</title>")
 
+    def help_pages(self, language):
+        """The page of each verb, and that of the program under ''."""
+        program = self.succeed("help", "--lang", language)
+        verbs = re.findall(r"^  ([a-z]+) ", re.split("(?m)^Ex[ae]mples$", program.replace("Examples", "Exemples"))[0], re.M)
+        self.assertGreater(len(verbs), 20)
+        return {"": program} | {verb: self.succeed(verb, "--help", "--lang", language) for verb in verbs}
+
     def test_help_fits_a_terminal(self):
-        verbs = re.findall(r"^  ([a-z]+) ", self.succeed("--help").split("Examples")[0], re.M)
-        pages = {verb: self.succeed(verb, "--help") for verb in verbs}
-        self.assertGreater(len(pages), 20)
-        for verb, page in {**pages, "": self.succeed("--help")}.items():
-            self.assertEqual([line for line in page.splitlines() if len(line) > 80], [], verb)
-        self.assertEqual([verb for verb, page in pages.items() if "Faults of simulated" in page], [])
-        self.assertRegex(self.succeed("--help"), r"(?m)^  ulix models\n  ulix identify kelvo10 --port 5$")
+        for language in ("en", "fr"):
+            pages = self.help_pages(language)
+            for verb, page in pages.items():
+                self.assertEqual([line for line in page.splitlines() if len(line) > 80], [], verb)
+            self.assertEqual([verb for verb, page in pages.items() if verb and "drip=MS" in page], [])
+            self.assertRegex(pages[""], r"(?m)^  ulix models\n  ulix identify kelvo10 --port 5$")
+
+    def test_help_is_in_the_users_language(self):
+        def described(page):
+            begins = [line[28:] for line in page.splitlines() if line[26:28] == "  " and line[28:29].strip()]
+            return {text for text in begins if re.search("[a-z]{2,} [a-z]{2,}", text)}
+        english, french = self.help_pages("en"), self.help_pages("fr")
+        self.assertEqual(english.keys(), french.keys())
+        for verb in english:
+            self.assertGreater(len(described(french[verb])), 0, verb)
+            self.assertEqual(described(english[verb]) & described(french[verb]), set(), verb)
+            self.assertNotRegex(french[verb], r"Usage:|REQUIRED|Excludes|Print this help|Connection:", verb)
+        self.env["LANG"] = "fr_FR.UTF-8"
+        self.assertEqual(self.succeed("scan", "--help"), french["scan"])
 
     @unittest.skipIf(UNDER_WINE, "it has no pseudo terminals")
     def test_models_fit_a_terminal(self):

@@ -48,33 +48,19 @@ int Calibrate(CalibrateOptions options) {
 
 Action DefineCalibrate(CLI::App& verb) {
   const auto options = std::make_shared<CalibrateOptions>();
-  verb.add_option("PLAN", options->words, "A plan's file; or: check PLAN, new [FILE], report FOLDER")
-      ->required()
-      ->expected(1, 2)
-      ->type_name("");
-  const auto dry = verb.add_flag("--dry-run", options->run.dry_run, "Print the time table and what would be refused");
-  verb.add_flag("--resume", options->run.resume, "Go on with a run that ended early, where it was")->excludes(dry);
-  verb.add_option("--run", options->run.folder,
-                  "The run's folder; one named after plan and time without it, with --resume the newest of them")
-      ->type_name("FOLDER");
-  verb.add_option("--speed", options->speed, "Of simulated instruments: so many times as fast as time passes")
+  verb.add_option("PLAN", options->words, Shown(TextId::kHelpPlan))->required()->expected(1, 2)->type_name("");
+  const auto dry = verb.add_flag("--dry-run", options->run.dry_run, Shown(TextId::kHelpDryRun));
+  verb.add_flag("--resume", options->run.resume, Shown(TextId::kHelpResume))->excludes(dry);
+  verb.add_option("--run", options->run.folder, Shown(TextId::kHelpRunFolder))->type_name("FOLDER");
+  verb.add_option("--speed", options->speed, Shown(TextId::kHelpSpeed))
       ->type_name("X")
       ->transform(Number(0.001F, kMaxSpeed));
   AddHttp(verb, options->run.http);
-  verb.add_option("--sign", options->run.sign, "Sign the certificates with xmlsec1")->type_name("KEY,CERT");
+  verb.add_option("--sign", options->run.sign, Shown(TextId::kHelpSign))->type_name("KEY,CERT");
   AddCsvSeparator(verb, options->run.csv_separator);
   AddForce(verb, options->connection);
   AddLanguage(verb, options->connection);
-  verb.footer(
-      "  ulix calibrate new dry-block.json          asks for a plan and writes it\n"
-      "  ulix calibrate check dry-block.json        what is wrong with a plan, with its lines\n"
-      "  ulix calibrate dry-block.json --dry-run    the time table\n"
-      "  ulix calibrate dry-block.json              runs it; Ctrl-C ends it and leaves the source safe\n"
-      "  ulix calibrate dry-block.json --resume     goes on where it was, after a crash too\n"
-      "  ulix calibrate report FOLDER --lang fr     writes report, table and certificates of a run anew\n"
-      "The folder gets journal.jsonl, results.csv, report.html and, where the plan asks for one, a certificate a "
-      "unit.\n"
-      "Exit status: 0 every point was taken and the source is safe, 1 not so, 2 the plan cannot run.");
+  verb.footer(Shown(TextId::kHelpCalibrateNotes));
   return [=] { return Calibrate(*options); };
 }
 

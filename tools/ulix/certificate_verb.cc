@@ -187,23 +187,16 @@ int RunCertificate(const CertificateOptions& options) {
 
 Action DefineCertificate(CLI::App& verb) {
   const auto options = std::make_shared<CertificateOptions>();
-  verb.add_option("ACTION", options->action, "check or show")
+  verb.add_option("ACTION", options->action, Shown(TextId::kHelpCertificateAction))
       ->required()
       ->type_name("")
       ->check(OneOf({"check", "show"}));
-  verb.add_option("FILE", options->file, "A digital calibration certificate (DCC), ours or another's")
-      ->required()
-      ->type_name("");
-  verb.add_option("PAGE", options->page, "With show: write a page for people, an HTML file, there")->type_name("");
-  verb.add_option("--schema", options->schema, "With check: the folder of the schema and the rules")->type_name("DIR");
-  verb.add_option("--trusted", options->trusted, "With check: verify the signature against this certificate")
-      ->type_name("CERT.pem");
+  verb.add_option("FILE", options->file, Shown(TextId::kHelpCertificateFile))->required()->type_name("");
+  verb.add_option("PAGE", options->page, Shown(TextId::kHelpCertificatePage))->type_name("");
+  verb.add_option("--schema", options->schema, Shown(TextId::kHelpSchema))->type_name("DIR");
+  verb.add_option("--trusted", options->trusted, Shown(TextId::kHelpTrusted))->type_name("CERT.pem");
   AddLanguage(verb, options->connection);
-  verb.footer(
-      "check reads the certificate within bounds, whoever made it, and tells what is wrong with it; with --schema also "
-      "what\n"
-      "the published schema and, where Java and Saxon are installed, its rules find. Exit status 1 with any finding.\n"
-      "show prints its results, or writes the page.");
+  verb.footer(Shown(TextId::kHelpCertificateNotes));
   return [=] { return RunCertificate(*options); };
 }
 

@@ -14,6 +14,7 @@
 
 #include "platform/terminal.h"
 #include "tools/ulix/arguments.h"
+#include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/help_format.h"
 #include "tools/ulix/output.h"
@@ -26,39 +27,6 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-
-constexpr char kFooter[] =
-    R"(Examples
-  ulix models
-  ulix identify kelvo10 --port 5
-  ulix read kelvo10 --port sim --json
-  ulix scan kelvo10 IN --port /dev/ttyUSB0 --period 500 --duration 60
-            --csv run.csv --plot run.svg
-  ulix report kelvo10 run.html IN --port 5 --period 500 --duration 60
-  ulix report memolog oven.html --block 1 --host 192.168.0.10
-  ulix set kelvo10 OUT 12.5 --port COM5
-  ulix config kelvo10 send --port 5 --set input-function=TC --save bench.cfg
-  ulix config kelvo10 edit --config bench.cfg --save bench.cfg
-  ulix memory memolog read 1 --host 192.168.0.10 --csv oven.csv
-  ulix program memolog send oven.p90 --port 5 --slave 3
-  ulix error 0x80044403 --lang fr
-  ulix simulate kelvo10 --fault delay=200
-
-Ports
-  5 or COM5      a port number; 'ulix ports' lists them
-  /dev/ttyUSB0   a device path
-  tcp://HOST:PORT, rfc2217://HOST:PORT
-                 a serial port on a network, its bytes alone or with its line
-                 settings
-  sim            the model's own simulator, inside this program
-  ULIX_COM5=/dev/ttyUSB0 in the environment says which device port 5 is
-
-Faults of simulated instruments
-  silent  delay=MS  drip=MS  garbage  truncate  oversize  late  drop=N  refuse
-
-Output is a table on a terminal, plain lines elsewhere, and JSON with --json.
-Exit status: 0 done, 1 the instrument, the link or a file failed, 2 wrong usage.
-'ulix VERB --help' tells more about a verb.)";
 
 std::vector<std::string> VerbNames() {
   std::vector<std::string> names;
@@ -123,19 +91,22 @@ void ShowLanguageOf(const std::vector<std::string>& arguments) {
 }
 
 int RunVerb(int argc, char** argv) {
-  CLI::App app("ulix: instruments for calibration, test and data acquisition", "ulix");
-  app.set_version_flag("-V,--version", "ulix " + VersionText());
+  auto arguments = ArgumentsOf(argc, argv);
+  ShowLanguageOf(arguments);  // The help pages are made with the verbs.
+  CLI::App app(Shown(TextId::kHelpProgram), "ulix");
+  app.set_help_flag("-h,--help", Shown(TextId::kHelpHelp));
+  app.set_version_flag("-V,--version", "ulix " + VersionText(), Shown(TextId::kHelpVersion));
   app.formatter(std::make_shared<HelpFormat>());
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // An argument that begins with '/' is a path on every system.
+  ConnectionOptions language;              // Of the verbs that do not keep it.
   std::map<const CLI::App*, Action> actions;
   for (const Verb& verb : Verbs()) {
-    CLI::App* const command = app.add_subcommand(verb.name, verb.summary);
+    CLI::App* const command = app.add_subcommand(verb.name, Shown(verb.summary));
     actions[command] = verb.define(*command);
+    if (command->get_option_no_throw("--lang") == nullptr) AddLanguage(*command, language);
   }
-  app.footer(kFooter);  // After the verbs, which would inherit it.
-  auto arguments = ArgumentsOf(argc, argv);
-  ShowLanguageOf(arguments);
+  app.footer(Shown(TextId::kHelpNotes));  // After the verbs, which would inherit it.
   try {
     app.parse(arguments);
   } catch (const CLI::Success& asked) {

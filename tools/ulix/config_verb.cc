@@ -175,20 +175,14 @@ Action DefineConfig(CLI::App& verb) {
   AddModel(verb, options->connection);
   std::vector<std::string> words;
   for (const ConfigAction& row : kActions) words.emplace_back(row.word);
-  verb.add_option("ACTION", options->action,
-                  "show: print it; edit: ask for each of its values, on a terminal; send: to the instrument; read: "
-                  "from the instrument")
+  verb.add_option("ACTION", options->action, Shown(TextId::kHelpConfigAction))
       ->required()
       ->type_name("show|edit|send|read")
       ->check(OneOf(words));
-  verb.add_option("--save", options->save_file, "Keep the configuration in a file for --config")->type_name("FILE");
+  verb.add_option("--save", options->save_file, Shown(TextId::kHelpSave))->type_name("FILE");
   AddForce(verb, options->connection);
   AddConnection(verb, options->connection);
-  verb.footer(
-      "show says whether it shows the instrument, which is asked where --port or --host names it, a file or the\n"
-      "defaults. edit needs no instrument. edit asks for the link and for every setting: Enter keeps the value in\n"
-      "brackets, < goes back, > to the next page, >> to the end, ? says what is taken. What changes is shown, and\n"
-      "applied when you say so. !, Ctrl-C or Ctrl-D stops, and nothing is changed or written.");
+  verb.footer(Shown(TextId::kHelpConfigNotes));
   return [=] { return Config(*options); };
 }
 

@@ -147,29 +147,29 @@ void SwitchOnUnknown(std::vector<Channel>& channels, const std::vector<CertainTr
   for (Channel& channel : channels) channel.on |= !any && !known[channel.id].on;
 }
 
-constexpr char kGroup[] = "Connection";
+std::string ConnectionGroup() { return Shown(TextId::kHelpConnection); }
 
 void AddPort(CLI::App& verb, ConnectionOptions& options) {
   const auto is_port = [](const std::string& text) { return ParsePort(text), std::string(); };
-  verb.add_option("--port", options.port, "Where the instrument is; sim is the model's own simulator")
+  verb.add_option("--port", options.port, Shown(TextId::kHelpPort))
       ->type_name("N|COMn|DEVICE|URL|sim")
       ->check(is_port)
-      ->group(kGroup);
+      ->group(ConnectionGroup());
 }
 
 void AddNetwork(CLI::App& verb, ConnectionOptions& options) {
-  verb.add_option("--host", options.host, "Where the instrument is on Ethernet; a number or a name")
+  verb.add_option("--host", options.host, Shown(TextId::kHelpHost))
       ->type_name("HOST")
       ->excludes(verb.get_option("--port"))
-      ->group(kGroup);
-  verb.add_option("--tcp-port", options.tcp_port, "Its port there; 502 if not given")
+      ->group(ConnectionGroup());
+  verb.add_option("--tcp-port", options.tcp_port, Shown(TextId::kHelpTcpPort))
       ->type_name("PORT")
       ->transform(WholeNumber(1, 65535))
-      ->group(kGroup);
-  verb.add_option("--slave", options.slave, "Its Modbus address, on Ethernet or on a line")
+      ->group(ConnectionGroup());
+  verb.add_option("--slave", options.slave, Shown(TextId::kHelpSlave))
       ->type_name("N")
       ->transform(WholeNumber(0, 255))
-      ->group(kGroup);
+      ->group(ConnectionGroup());
 }
 
 }  // namespace
@@ -216,13 +216,15 @@ void AddLineSettings(CLI::App& verb, ConnectionOptions& options) {
     if (error != std::errc() || end != text.data() + text.size()) throw NotARate(text, kBaudRates);
     options.baud_rate = rate;
   };
-  verb.add_option_function<std::string>("--baud", take_rate, "Bits per second")->type_name("RATE")->group(kGroup);
+  verb.add_option_function<std::string>("--baud", take_rate, Shown(TextId::kHelpBaud))
+      ->type_name("RATE")
+      ->group(ConnectionGroup());
   for (const LineField& field : LineFields()) {
     if (field.codes.empty()) continue;
     std::vector<std::string> names;
     for (const LineCode& code : field.codes) names.emplace_back(code.name);
     const auto take = [&options, &field](std::size_t code) { options.line.emplace_back(&field, code); };
-    AddChoice(verb, std::string("--") + field.key, names, Shown(field.label, Language::kEnglish), take)->group(kGroup);
+    AddChoice(verb, std::string("--") + field.key, names, Shown(field.label), take)->group(ConnectionGroup());
   }
 }
 
@@ -233,10 +235,7 @@ SerialParams WithLineSettings(SerialParams params, const ConnectionOptions& opti
 }
 
 void AddModel(CLI::App& verb, ConnectionOptions& options) {
-  verb.add_option("MODEL", options.model, "The instrument's model word; 'ulix models' lists them")
-      ->required()
-      ->type_name("")
-      ->check(NotAModel);
+  verb.add_option("MODEL", options.model, Shown(TextId::kHelpModel))->required()->type_name("")->check(NotAModel);
 }
 
 void CheckModel(const std::string& word) {
@@ -246,15 +245,14 @@ void CheckModel(const std::string& word) {
 }
 
 void AddModelOption(CLI::App& verb, ConnectionOptions& options) {
-  verb.add_option("--model", options.model, "Ask this model only")->type_name("MODEL")->check(NotAModel);
+  verb.add_option("--model", options.model, Shown(TextId::kHelpOnlyModel))->type_name("MODEL")->check(NotAModel);
 }
 
 void AddLanguage(CLI::App& verb, ConnectionOptions& options) {
-  AddChoice(verb, "--lang", {"en", "fr"},
-            "Language and decimal separator of what is shown; the user's own if not given", [&](std::size_t chosen) {
-              options.language = chosen == 0 ? Language::kEnglish : Language::kFrench;
-              ShowIn(*options.language);
-            });
+  AddChoice(verb, "--lang", {"en", "fr"}, Shown(TextId::kHelpLanguage), [&](std::size_t chosen) {
+    options.language = chosen == 0 ? Language::kEnglish : Language::kFrench;
+    ShowIn(*options.language);
+  });
 }
 
 Language LanguageOf(const ConnectionOptions& options) { return options.language.value_or(ShownLanguage()); }
@@ -263,29 +261,29 @@ void AddConnection(CLI::App& verb, ConnectionOptions& options) {
   AddPort(verb, options);
   AddLineSettings(verb, options);
   AddNetwork(verb, options);
-  verb.add_option("--timeout", options.timeout_ms, "Longest wait for the instrument")
+  verb.add_option("--timeout", options.timeout_ms, Shown(TextId::kHelpTimeout))
       ->type_name("MS")
       ->transform(WholeNumber(1, 3600000))
-      ->group(kGroup);
-  verb.add_option("--config", options.config_file, "Start from a saved configuration")
+      ->group(ConnectionGroup());
+  verb.add_option("--config", options.config_file, Shown(TextId::kHelpConfig))
       ->type_name("FILE")
-      ->group(kGroup);
-  verb.add_option("--set", options.settings, "Change a setting, by word or by stored number; may be repeated")
+      ->group(ConnectionGroup());
+  verb.add_option("--set", options.settings, Shown(TextId::kHelpSetting))
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false)
-      ->group(kGroup);
-  verb.add_flag("--no-config", options.no_config, "Do not ask the instrument how it is set")->group(kGroup);
-  verb.add_flag("--trace", options.trace, "Show every exchange on standard error")->group(kGroup);
-  verb.add_flag("--stats", options.stats, "Show at the end, on standard error, what was counted")->group(kGroup);
-  verb.add_option("--record", options.record_file, "Keep every exchange in a file, for simulate --replay")
+      ->group(ConnectionGroup());
+  verb.add_flag("--no-config", options.no_config, Shown(TextId::kHelpNoConfig))->group(ConnectionGroup());
+  verb.add_flag("--trace", options.trace, Shown(TextId::kHelpTrace))->group(ConnectionGroup());
+  verb.add_flag("--stats", options.stats, Shown(TextId::kHelpStats))->group(ConnectionGroup());
+  verb.add_option("--record", options.record_file, Shown(TextId::kHelpRecord))
       ->type_name("FILE")
-      ->group(kGroup);
+      ->group(ConnectionGroup());
   if (verb.get_option_no_throw("--force") == nullptr) AddForce(verb, options);
   AddLanguage(verb, options);
 }
 
 void AddForce(CLI::App& verb, ConnectionOptions& options) {
-  verb.add_flag("--force", options.force, "Replace files that are there already");
+  verb.add_flag("--force", options.force, Shown(TextId::kHelpForce));
 }
 
 Session::Session(const ConnectionOptions& options, LinkTrace trace, UserInterface* user_interface)

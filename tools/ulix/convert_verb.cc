@@ -116,27 +116,15 @@ int Convert(const ConvertOptions& options) {
 
 Action DefineConvert(CLI::App& verb) {
   const auto options = std::make_shared<ConvertOptions>();
-  verb.add_option("SENSOR", options->sensor,
-                  "Such as pt100, K, cvd:r0=100.02,a=3.913e-3, its90:r=25.5,range=zinc,a=...,b=...")
-      ->required()
-      ->type_name("");
-  verb.add_option("VALUE", options->values, "Ohms or millivolts, as the sensor has them")->type_name("");
-  verb.add_option("--mv", options->millivolts, "Millivolts")->type_name("VALUE...");
-  verb.add_option("--ohm", options->ohms, "Ohms")->type_name("VALUE...");
-  verb.add_option("--celsius", options->celsius, "Temperatures, to be converted back")->type_name("VALUE...");
-  verb.add_option("--junction", options->junction, "The temperature of a thermocouple's reference junction; 0 without")
-      ->type_name("CELSIUS");
-  verb.add_flag("--json", options->json, "One JSON array");
+  verb.add_option("SENSOR", options->sensor, Shown(TextId::kHelpSensor))->required()->type_name("");
+  verb.add_option("VALUE", options->values, Shown(TextId::kHelpElectrical))->type_name("");
+  verb.add_option("--mv", options->millivolts, Shown(TextId::kHelpMillivolts))->type_name("VALUE...");
+  verb.add_option("--ohm", options->ohms, Shown(TextId::kHelpOhms))->type_name("VALUE...");
+  verb.add_option("--celsius", options->celsius, Shown(TextId::kHelpCelsius))->type_name("VALUE...");
+  verb.add_option("--junction", options->junction, Shown(TextId::kHelpJunction))->type_name("CELSIUS");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonArray));
   AddLanguage(verb, options->connection);
-  verb.footer(
-      "Sensors\n"
-      "  pt25 pt100 pt500 pt1000                      industrial platinum, IEC 60751\n"
-      "  cvd:r0=100.0189,a=3.913e-3,b=-6.056e-7,c=1.372e-12   the same with individual coefficients\n"
-      "  B E J K N R S T                              thermocouples, IEC 60584-1\n"
-      "  its90:r=25.5,range=zinc,a=...,b=...          a standard thermometer; ranges gallium indium tin zinc "
-      "aluminium\n"
-      "        ,low-range=argon,low-a=...,low-b=...   silver (with c, d, w-aluminium), below 0.01 °C argon, mercury\n"
-      "A value outside of a sensor's range is refused.");
+  verb.footer(Shown(TextId::kHelpSensorNotes));
   return [=] { return Convert(*options); };
 }
 

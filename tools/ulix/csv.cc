@@ -36,7 +36,7 @@ void AddCsvSeparator(CLI::App& verb, char& separator) {
     else
       throw UsageError("--csv-separator", Shown(TextId::kNotAllowed, {text, "comma, semicolon, tab"}));
   };
-  verb.add_option_function<std::string>("--csv-separator", take, "Between the values of a line; comma if not given")
+  verb.add_option_function<std::string>("--csv-separator", take, Shown(TextId::kHelpSeparator))
       ->type_name("comma|semicolon|tab");
 }
 

@@ -289,12 +289,11 @@ int Demo(DemoOptions options) {
 
 Action DefineDemo(CLI::App& verb) {
   const auto options = std::make_shared<DemoOptions>();
-  verb.add_option("--seconds", options->seconds, "Of each of the two long scans")
+  verb.add_option("--seconds", options->seconds, Shown(TextId::kHelpDemoSeconds))
       ->capture_default_str()
       ->type_name("S")
       ->transform(Number(2, 3600));
-  verb.add_option("--dir", options->directory, "Where the CSV and the plot go; else the temporary folder")
-      ->type_name("DIR");
+  verb.add_option("--dir", options->directory, Shown(TextId::kHelpDemoFolder))->type_name("DIR");
   return [=] { return Demo(*options); };
 }
 

@@ -80,15 +80,11 @@ int Run(const DetectOptions& options) {
 
 Action DefineDetect(CLI::App& verb) {
   const auto options = std::make_shared<DetectOptions>();
-  verb.add_flag("--json", options->json, "One JSON object");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonObject));
   options->connection.timeout_ms = kProbeTimeoutMs;
   AddConnection(verb, options->connection);
   verb.get_option("--port")->required();
-  verb.footer(
-      "Each model's identification is asked for in turn, at the model's own speed unless --baud is given, and nothing\n"
-      "else but what its connection needs. Each model has two attempts, because what others sent may stand before\n"
-      "the first.\n"
-      "Models without an identification are not found.");
+  verb.footer(Shown(TextId::kHelpDetectNotes));
   return [=] { return Run(*options); };
 }
 

@@ -54,10 +54,10 @@ int Explain(const ErrorOptions& options) {
 
 Action DefineError(CLI::App& verb) {
   const auto options = std::make_shared<ErrorOptions>();
-  verb.add_option("CODE", options->code, "0x80044403, or decimal with or without a sign")->required()->type_name("");
+  verb.add_option("CODE", options->code, Shown(TextId::kHelpCode))->required()->type_name("");
   AddModelOption(verb, options->connection);
-  verb.add_flag("--short", options->short_text, "The short text, the same in every language");
-  verb.add_flag("--json", options->json, "One JSON object");
+  verb.add_flag("--short", options->short_text, Shown(TextId::kHelpShort));
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonObject));
   AddLanguage(verb, options->connection);
   return [=] { return Explain(*options); };
 }

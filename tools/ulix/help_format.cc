@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -88,7 +89,20 @@ class Footer {
 
 }  // namespace
 
-HelpFormat::HelpFormat() { column_width(kHelpColumn); }
+HelpFormat::HelpFormat() : before_colon_(ShownLanguage() == Language::kFrench ? " " : "") {
+  column_width(kHelpColumn);
+  label("Usage", Shown(TextId::kHelpUsage) + before_colon_);
+  label("Positionals", Shown(TextId::kHelpArguments));
+  label("SUBCOMMAND", "VERB");
+  label("REQUIRED", Shown(TextId::kHelpRequired));
+  label("Needs", Shown(TextId::kHelpNeeds) + before_colon_);
+  label("Excludes", Shown(TextId::kHelpExcludes) + before_colon_);
+}
+
+std::string HelpFormat::make_group(std::string group, bool is_positional,
+                                   std::vector<const CLI::Option*> options) const {
+  return CLI::Formatter::make_group(group + before_colon_, is_positional, options);
+}
 
 std::string HelpFormat::make_description(const CLI::App* app) const {
   return Narrowed(CLI::Formatter::make_description(app));
@@ -105,6 +119,12 @@ std::string HelpFormat::make_footer(const CLI::App* app) const {
 
 std::string HelpFormat::make_option(const CLI::Option* option, bool is_positional) const {
   return Entry(make_option_name(option, is_positional) + make_option_opts(option), make_option_desc(option));
+}
+
+std::string HelpFormat::make_subcommands(const CLI::App* app, CLI::AppFormatMode /*mode*/) const {
+  std::string verbs;
+  for (const CLI::App* verb : app->get_subcommands({})) verbs += make_subcommand(verb);
+  return verbs.empty() ? verbs : "\n" + Shown(TextId::kHelpVerbs) + before_colon_ + ":\n" + verbs;
 }
 
 std::string HelpFormat::make_subcommand(const CLI::App* verb) const {

@@ -57,9 +57,9 @@ Action DefineHelp(CLI::App& verb) {
   const auto pages = std::make_shared<std::string>();
   const auto shell = std::make_shared<std::string>();
   // What the installation is made with; people have no use for them.
-  verb.add_option("--man-pages", *pages, "Write a page of the manual for each verb into this folder")->group("");
-  verb.add_option("--completion", *shell, "Print the completion of a shell")->check(OneOf({"bash", "zsh"}))->group("");
-  verb.add_option("VERB", *wanted, "The verb; without one, what there is")->type_name("");
+  verb.add_option("--man-pages", *pages, Shown(TextId::kHelpManPages))->group("");
+  verb.add_option("--completion", *shell, Shown(TextId::kHelpCompletion))->check(OneOf({"bash", "zsh"}))->group("");
+  verb.add_option("VERB", *wanted, Shown(TextId::kHelpTopic))->type_name("");
   return [=, &verb] {
     const CLI::App& program = *verb.get_parent();
     if (!pages->empty()) return WritePages(program, *pages);

@@ -120,7 +120,7 @@ Action DefineOrder(CLI::App& verb, HRESULT (Instrument::*order)()) {
 Action DefineIdentify(CLI::App& verb) {
   const auto options = std::make_shared<IdentifyOptions>();
   AddModel(verb, options->connection);
-  verb.add_flag("--json", options->json, "One JSON object");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonObject));
   AddConnection(verb, options->connection);
   return [=] { return Identify(*options); };
 }
@@ -128,15 +128,13 @@ Action DefineIdentify(CLI::App& verb) {
 Action DefineSet(CLI::App& verb) {
   const auto options = std::make_shared<SetOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("CHANNEL", options->channel, "An output channel's id or name")->required()->type_name("");
-  verb.add_option("VALUE", options->value, "A number in the channel's unit, with a point or your own separator")
-      ->required()
-      ->type_name("");
+  verb.add_option("CHANNEL", options->channel, Shown(TextId::kHelpOutput))->required()->type_name("");
+  verb.add_option("VALUE", options->value, Shown(TextId::kHelpValue))->required()->type_name("");
   constexpr float kGreatest = std::numeric_limits<float>::max();
-  verb.add_option("--min", options->min, "Nothing below it is set, unless you say so at the terminal")
+  verb.add_option("--min", options->min, Shown(TextId::kHelpMin))
       ->type_name("X")
       ->transform(Number(-kGreatest, kGreatest));
-  verb.add_option("--max", options->max, "Nothing above it is set, unless you say so at the terminal")
+  verb.add_option("--max", options->max, Shown(TextId::kHelpMax))
       ->type_name("X")
       ->transform(Number(-kGreatest, kGreatest));
   AddConnection(verb, options->connection);

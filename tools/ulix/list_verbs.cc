@@ -165,7 +165,7 @@ int ListKeys(const std::string& model, bool json) {
 
 Action DefineList(CLI::App& verb, int (*list)(bool json)) {
   const auto json = std::make_shared<bool>(false);
-  verb.add_flag("--json", *json, "One JSON array");
+  verb.add_flag("--json", *json, Shown(TextId::kHelpJsonArray));
   return [=] { return list(*json); };
 }
 
@@ -179,7 +179,7 @@ Action DefineKeys(CLI::App& verb) {
   const auto options = std::make_shared<ConnectionOptions>();
   const auto json = std::make_shared<bool>(false);
   AddModel(verb, *options);
-  verb.add_flag("--json", *json, "One JSON array");
+  verb.add_flag("--json", *json, Shown(TextId::kHelpJsonArray));
   return [=] { return ListKeys(options->model, *json); };
 }
 

@@ -56,7 +56,7 @@ class PageOutput final : public ScanOutput {
 }  // namespace
 
 CLI::Option* AddHttp(CLI::App& verb, std::string& address) {
-  return verb.add_option("--http", address, "Show the values in a browser; without an address, to this machine only")
+  return verb.add_option("--http", address, Shown(TextId::kHelpHttp))
       ->type_name("PORT|ADDRESS:PORT")
       ->check(CLI::Validator(
           [](std::string& text) { return ParseLiveAddress(text) ? std::string() : Shown(TextId::kPageNoPort, {text}); },

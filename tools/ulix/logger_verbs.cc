@@ -362,32 +362,28 @@ void CheckArguments(const CLI::App& verb, const std::string& action) {
 Action DefineMemory(CLI::App& verb) {
   const auto options = std::make_shared<MemoryOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("ACTION", options->action,
-                  "list: the blocks; read: the records of BLOCK; clear: all records of BLOCK, or its N oldest")
+  verb.add_option("ACTION", options->action, Shown(TextId::kHelpMemoryAction))
       ->required()
       ->type_name("list|read|clear")
       ->check(OneOf({"list", "read", "clear"}));
-  verb.add_option("BLOCK", options->block, "A block's number, from 0 to 99, or name:NAME")->type_name("");
-  verb.add_option("N", options->count, "How many records to clear; 0 is all")
+  verb.add_option("BLOCK", options->block, Shown(TextId::kHelpBlock))->type_name("");
+  verb.add_option("N", options->count, Shown(TextId::kHelpClearCount))
       ->type_name("")
       ->transform(WholeNumber(0, UINT32_MAX));
-  verb.add_option("--max", options->most, "Read the newest N records only; 0 is all")
+  verb.add_option("--max", options->most, Shown(TextId::kHelpNewest))
       ->type_name("N")
       ->transform(WholeNumber(0, UINT32_MAX));
-  verb.add_flag("--clear", options->clear, "Clear what was read, when that was all; a part is never cleared");
-  verb.add_flag("--yes", options->yes, "Clear without asking");
-  verb.add_option("--csv", options->csv_file, "Keep the records as lines of values; - is standard output")
-      ->type_name("FILE|-");
+  verb.add_flag("--clear", options->clear, Shown(TextId::kHelpClear));
+  verb.add_flag("--yes", options->yes, Shown(TextId::kHelpYes));
+  verb.add_option("--csv", options->csv_file, Shown(TextId::kHelpRecordsCsv))->type_name("FILE|-");
   AddCsvSeparator(verb, options->csv_separator);
   AddNotes(verb, options->notes);
   AddForce(verb, options->connection);
-  verb.add_option("--plot", options->plot_file, "Draw the curves")->type_name("FILE.svg");
-  verb.add_option("--report", options->report_file, "Write a page to print and to keep")->type_name("FILE.html");
-  verb.add_flag("--json", options->json, "One JSON array");
+  verb.add_option("--plot", options->plot_file, Shown(TextId::kHelpCurves))->type_name("FILE.svg");
+  verb.add_option("--report", options->report_file, Shown(TextId::kHelpPage))->type_name("FILE.html");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonArray));
   AddConnection(verb, options->connection);
-  verb.footer(
-      "Ctrl-C stops a read: the logger is let go, nothing is printed, written or cleared. Files are put in place\n"
-      "when all was read, and before anything is cleared.");
+  verb.footer(Shown(TextId::kHelpMemoryNotes));
   return [=, &verb] {
     CheckArguments(verb, options->action);
     return Memory(*options);
@@ -397,15 +393,14 @@ Action DefineMemory(CLI::App& verb) {
 Action DefineProgram(CLI::App& verb) {
   const auto options = std::make_shared<ProgramOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("ACTION", options->action,
-                  "check: whether FILE can be sent; send: FILE to the instrument; read: its program into FILE")
+  verb.add_option("ACTION", options->action, Shown(TextId::kHelpProgramAction))
       ->required()
       ->type_name("check|send|read")
       ->check(OneOf({"check", "send", "read"}));
-  verb.add_option("FILE", options->file, "A program file")->required()->type_name("");
+  verb.add_option("FILE", options->file, Shown(TextId::kHelpProgramFile))->required()->type_name("");
   AddForce(verb, options->connection);
   AddConnection(verb, options->connection);
-  verb.footer("A file that is read into is replaced only when all of the program has come.");
+  verb.footer(Shown(TextId::kHelpProgramNotes));
   return [=] { return Program(*options); };
 }
 

@@ -14,6 +14,7 @@
 #include "platform/clock.h"
 #include "tools/ulix/interrupt.h"
 #include "tools/ulix/output.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -44,11 +45,12 @@ void AddNotes(CLI::App& verb, MeasurementNotes& notes) {
   const struct {
     const char* option;
     std::string& text;
-    const char* help;
-  } rows[] = {{"--title", notes.title, "Title of reports and plots"},
-              {"--operator", notes.operator_name, "Who makes the measurement"},
-              {"--note", notes.note, "A remark, kept with the readings"}};
-  for (const auto& [option, text, help] : rows) verb.add_option(option, text, help)->type_name("TEXT")->group("Notes");
+    std::string help;
+  } rows[] = {{"--title", notes.title, Shown(TextId::kHelpTitle)},
+              {"--operator", notes.operator_name, Shown(TextId::kHelpOperator)},
+              {"--note", notes.note, Shown(TextId::kHelpNote)}};
+  for (const auto& [option, text, help] : rows)
+    verb.add_option(option, text, help)->type_name("TEXT")->group(Shown(TextId::kHelpNoteOptions));
 }
 
 std::string UtcOffset() {

@@ -52,11 +52,9 @@ int Plot(const PlotOptions& options) {
 
 Action DefinePlot(CLI::App& verb) {
   const auto options = std::make_shared<PlotOptions>();
-  verb.add_option("FILE.csv", options->csv_file, "What --csv of scan, report or memory has kept")
-      ->required()
-      ->type_name("");
-  verb.add_option("FILE.svg", options->plot_file, "The picture; beside the CSV file if none is given")->type_name("");
-  verb.add_option("--title", options->title, "In place of the one in the file")->type_name("TEXT");
+  verb.add_option("FILE.csv", options->csv_file, Shown(TextId::kHelpCsvFile))->required()->type_name("");
+  verb.add_option("FILE.svg", options->plot_file, Shown(TextId::kHelpPicture))->type_name("");
+  verb.add_option("--title", options->title, Shown(TextId::kHelpOtherTitle))->type_name("TEXT");
   AddForce(verb, options->common);
   AddLanguage(verb, options->common);
   return [=] { return Plot(*options); };

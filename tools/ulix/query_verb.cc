@@ -76,14 +76,10 @@ int Console(const ConnectionOptions& connection) {
 Action DefineQuery(CLI::App& verb) {
   const auto options = std::make_shared<QueryOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("TEXT", options->text,
-                  "What to send, without the end of the line; to a Modbus instrument a request in hexadecimal, such as "
-                  "\"03 0000 0002\"")
-      ->required()
-      ->type_name("");
-  verb.add_flag("--no-reply", options->no_reply, "A command that the instrument does not answer");
+  verb.add_option("TEXT", options->text, Shown(TextId::kHelpText))->required()->type_name("");
+  verb.add_flag("--no-reply", options->no_reply, Shown(TextId::kHelpNoReply));
   AddConnection(verb, options->connection);
-  verb.footer("The line is brought in sync again before the next value is read.");
+  verb.footer(Shown(TextId::kHelpQueryNotes));
   return [=] { return Query(*options); };
 }
 
@@ -91,7 +87,7 @@ Action DefineConsole(CLI::App& verb) {
   const auto options = std::make_shared<ConnectionOptions>();
   AddModel(verb, *options);
   AddConnection(verb, *options);
-  verb.footer("Each line is sent and its reply shown; a line that begins with ! has no reply. Ctrl-D or Ctrl-C ends.");
+  verb.footer(Shown(TextId::kHelpConsoleNotes));
   return [=] { return Console(*options); };
 }
 

@@ -87,9 +87,8 @@ int Read(const ReadOptions& options) {
 Action DefineRead(CLI::App& verb) {
   const auto options = std::make_shared<ReadOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel that is on if none is given")
-      ->type_name("");
-  verb.add_flag("--json", options->json, "One JSON array");
+  verb.add_option("CHANNEL", options->channels, Shown(TextId::kHelpChannels))->type_name("");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonArray));
   AddConnection(verb, options->connection);
   return [=] { return Read(*options); };
 }

@@ -68,28 +68,20 @@ int Report(const ReportOptions& options) {
 Action DefineReport(CLI::App& verb) {
   const auto options = std::make_shared<ReportOptions>();
   options->scan.lines = false;
-  verb.add_option("MODEL", options->scan.connection.model,
-                  "The instrument's model word; 'ulix models' lists them; none with --from")
-      ->type_name("");
-  verb.add_option("FILE", options->scan.report_file, "The page, an HTML file that needs nothing else")->type_name("");
-  verb.add_option("--from", options->from_file, "Make the page of this file, which --csv has kept")
-      ->type_name("FILE.csv");
+  verb.add_option("MODEL", options->scan.connection.model, Shown(TextId::kHelpReportModel))->type_name("");
+  verb.add_option("FILE", options->scan.report_file, Shown(TextId::kHelpReportFile))->type_name("");
+  verb.add_option("--from", options->from_file, Shown(TextId::kHelpFrom))->type_name("FILE.csv");
   AddScan(verb, options->scan);
   const auto period = verb.get_option("--period")->required(false);
   const auto block =
-      verb.add_option("--block", options->block, "Of this block of the memory, from 0 to 99, not of a scan")
-          ->type_name("BLOCK")
-          ->excludes(period);
+      verb.add_option("--block", options->block, Shown(TextId::kHelpReportBlock))->type_name("BLOCK")->excludes(period);
   for (const char* name : {"CHANNEL", "--count", "--duration"}) block->excludes(verb.get_option(name));
-  verb.add_option("--max", options->most, "With --block: its newest N records only; 0 is all")
+  verb.add_option("--max", options->most, Shown(TextId::kHelpReportNewest))
       ->type_name("N")
       ->transform(WholeNumber(0, UINT32_MAX));
-  verb.add_option("--csv", options->scan.csv_file, "Keep the readings as lines of values too")->type_name("FILE");
+  verb.add_option("--csv", options->scan.csv_file, Shown(TextId::kHelpReadingsToo))->type_name("FILE");
   AddConnection(verb, options->scan.connection);
-  verb.footer(
-      "A scan ends at --count, at --duration or with Ctrl-C. The page has the instrument, its settings, the curves,\n"
-      "statistics and errors of all readings, and the readings themselves: the first and the last 1000 of more than\n"
-      "2000. It is in the language of --lang.");
+  verb.footer(Shown(TextId::kHelpReportNotes));
   return [=] {
     if (options->from_file.empty() && !options->block && period->empty())
       throw UsageError("--period", Shown(TextId::kPeriodMissing));

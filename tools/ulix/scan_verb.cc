@@ -127,23 +127,23 @@ constexpr float kGreatest = std::numeric_limits<float>::max();
 
 void AddPlan(CLI::App& verb, ScanPlan& plan) {
   GroupSettings& settings = plan.settings;
-  verb.add_option("--period", settings.period_ms, "Between readings; less than 100 is 100")
+  verb.add_option("--period", settings.period_ms, Shown(TextId::kHelpPeriod))
       ->required()
       ->type_name("MS")
       ->transform(WholeNumber(1, 86400000));
-  verb.add_option("--dead-band", settings.dead_band_percent, "Report only changes of this share of the last report")
+  verb.add_option("--dead-band", settings.dead_band_percent, Shown(TextId::kHelpDeadBand))
       ->type_name("PCT")
       ->transform(Number(0, kGreatest));
-  verb.add_option("--dead-band-abs", settings.dead_band_abs, "Report only changes of this size, in the channel's unit")
+  verb.add_option("--dead-band-abs", settings.dead_band_abs, Shown(TextId::kHelpDeadBandAbs))
       ->type_name("X")
       ->transform(Number(0, kGreatest));
-  verb.add_option("--dead-time-max", settings.dead_time_max_s, "Report anyway after more than this silence")
+  verb.add_option("--dead-time-max", settings.dead_time_max_s, Shown(TextId::kHelpDeadTime))
       ->type_name("S")
       ->transform(WholeNumber(0, UINT32_MAX));
-  const auto count = verb.add_option("--count", plan.count, "End after so many reports")
+  const auto count = verb.add_option("--count", plan.count, Shown(TextId::kHelpCount))
                          ->type_name("N")
                          ->transform(WholeNumber(1, std::int64_t{1} << 53U));
-  verb.add_option("--duration", plan.duration_s, "End after so long: seconds, or 90s, 10m, 2h")
+  verb.add_option("--duration", plan.duration_s, Shown(TextId::kHelpDuration))
       ->type_name("T")
       ->transform(Duration())
       ->excludes(count);
@@ -152,8 +152,7 @@ void AddPlan(CLI::App& verb, ScanPlan& plan) {
 }  // namespace
 
 void AddScan(CLI::App& verb, ScanOptions& options) {
-  verb.add_option("CHANNEL", options.channels, "Ids or names; every input channel that is on if none is given")
-      ->type_name("");
+  verb.add_option("CHANNEL", options.channels, Shown(TextId::kHelpChannels))->type_name("");
   AddPlan(verb, options.plan);
   AddCsvSeparator(verb, options.csv_separator);
   AddNotes(verb, options.notes);
@@ -164,15 +163,13 @@ Action DefineScan(CLI::App& verb) {
   const auto options = std::make_shared<ScanOptions>();
   AddModel(verb, options->connection);
   AddScan(verb, *options);
-  verb.add_option("--csv", options->csv_file, "Keep every report as a line of values; - is standard output")
-      ->type_name("FILE|-");
-  verb.add_option("--plot", options->plot_file, "Draw the curves at the end")->type_name("FILE.svg");
-  verb.add_option("--report", options->report_file, "Write a page to print and to keep at the end")
-      ->type_name("FILE.html");
-  verb.add_flag("--json", options->json, "One JSON object a line");
+  verb.add_option("--csv", options->csv_file, Shown(TextId::kHelpReportsCsv))->type_name("FILE|-");
+  verb.add_option("--plot", options->plot_file, Shown(TextId::kHelpScanCurves))->type_name("FILE.svg");
+  verb.add_option("--report", options->report_file, Shown(TextId::kHelpScanPage))->type_name("FILE.html");
+  verb.add_flag("--json", options->json, Shown(TextId::kHelpJsonLines));
   AddHttp(verb, options->http);
   AddConnection(verb, options->connection);
-  verb.footer("Ends at --count, at --duration or with Ctrl-C, which hands the instrument back and writes the files.");
+  verb.footer(Shown(TextId::kHelpScanNotes));
   return [=] { return Scan(*options); };
 }
 

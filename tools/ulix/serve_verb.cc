@@ -137,17 +137,13 @@ void AddListenAddress(CLI::App& verb, const std::string& name, std::optional<Lis
 
 Action DefineServe(CLI::App& verb) {
   const auto options = std::make_shared<ServeOptions>();
-  verb.add_option("--port", options->port, "The serial line of this machine")->type_name("N|COMn|DEVICE")->required();
-  AddListenAddress(verb, "--tcp", options->tcp, "Serve the line's bytes as they are, with the line set as given here");
-  AddListenAddress(verb, "--rfc2217", options->rfc2217, "Serve clients that set the line themselves, by RFC 2217");
+  verb.add_option("--port", options->port, Shown(TextId::kHelpServedLine))->type_name("N|COMn|DEVICE")->required();
+  AddListenAddress(verb, "--tcp", options->tcp, Shown(TextId::kHelpServeTcp));
+  AddListenAddress(verb, "--rfc2217", options->rfc2217, Shown(TextId::kHelpServeRfc2217));
   verb.get_option("--rfc2217")->excludes("--tcp");
   AddLineSettings(verb, options->connection);
   AddLanguage(verb, options->connection);
-  verb.footer(
-      "The first line is the host:port to connect to, as tcp://HOST:PORT or rfc2217://HOST:PORT. Without HOST only\n"
-      "programs of this machine reach it; 0.0.0.0 or [::] is every network. PORT 0 takes a free one. One client at a\n"
-      "time: another one is told who has the line. Nothing protects it: no password, no encryption.\n"
-      "A device that goes is opened again when it is back. Ctrl-C ends.");
+  verb.footer(Shown(TextId::kHelpServeNotes));
   return [=] { return Serve(*options); };
 }
 

@@ -64,25 +64,21 @@ int Simulate(const SimulateOptions& options) {
 Action DefineSimulate(CLI::App& verb) {
   const auto options = std::make_shared<SimulateOptions>();
   AddModel(verb, options->connection);
-  verb.add_option("--tcp", options->tcp_port, "Serve on this port of the machine, 0 for a free one; else on a terminal")
+  verb.add_option("--tcp", options->tcp_port, Shown(TextId::kHelpSimulateTcp))
       ->type_name("PORT")
       ->transform(WholeNumber(0, 65535));
-  verb.add_option("--rfc2217", options->rfc2217_port, "As --tcp, for clients that set the line by RFC 2217")
+  verb.add_option("--rfc2217", options->rfc2217_port, Shown(TextId::kHelpSimulateRfc2217))
       ->type_name("PORT")
       ->excludes("--tcp")
       ->transform(WholeNumber(0, 65535));
-  verb.add_option("--set", options->properties, "Change the simulated device; may be repeated")
+  verb.add_option("--set", options->properties, Shown(TextId::kHelpProperty))
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
-  verb.add_option("--fault", options->faults, "Order a fault; may be repeated")
+  verb.add_option("--fault", options->faults, Shown(TextId::kHelpFault))
       ->type_name("KIND[=ARG]")
       ->allow_extra_args(false);
-  verb.add_option("--replay", options->replay_file,
-                  "Answer as a file of --record or --trace says, and know nothing else")
-      ->type_name("FILE");
-  verb.footer(
-      "The first line is the device path or host:port to connect to. Ctrl-C ends; a request that the instrument\n"
-      "would not know makes the exit status 1. An unknown KEY or KIND prints those that there are.");
+  verb.add_option("--replay", options->replay_file, Shown(TextId::kHelpReplay))->type_name("FILE");
+  verb.footer(Shown(TextId::kHelpSimulateNotes));
   return [=] { return Simulate(*options); };
 }
 

@@ -9,6 +9,7 @@
 #include "base/text.h"
 #include "core/version.h"
 #include "drivers/catalogue.h"
+#include "tools/ulix/texts.h"
 
 namespace ulix::cli {
 namespace {
@@ -145,15 +146,16 @@ std::string ManPage(const CLI::App& app) {
   // A verb without notes of its own has those of the program.
   const bool own = !is_verb || app.get_footer() != app.get_parent()->get_footer();
   const std::string footer = own ? app.get_footer() : std::string();
-  std::string page = ".TH " + AsciiUpper(PageName(app)) + " 1 \"\" \"ulix " + VersionText() + "\" \"User Commands\"\n";
-  page += Section("NAME", Roff(PageName(app)) + " \\- " + Roff(app.get_description()) + "\n");
+  std::string page = ".TH " + AsciiUpper(PageName(app)) + " 1 \"\" \"ulix " + VersionText() + "\" \"" +
+                     Shown(TextId::kManCommands) + "\"\n";
+  page += Section(Shown(TextId::kManName), Roff(PageName(app)) + " \\- " + Roff(app.get_description()) + "\n");
   page += Section("SYNOPSIS", Synopsis(app));
   page += Section("ARGUMENTS", Paragraphs(app, true));
   page += Section("OPTIONS", Paragraphs(app, false));
-  page += Section("VERBS", VerbList(app));
+  page += Section(Shown(TextId::kManVerbs), VerbList(app));
   if (!footer.empty()) page += Section("NOTES", ".nf\n" + Roff(footer) + "\n.fi\n");
-  page += Section("EXIT STATUS", "0 done; 1 the instrument, the link or a file failed; 2 wrong usage.\n");
-  return page + Section("SEE ALSO", is_verb ? ".BR ulix (1)\n" : ".BR ulix\\-VERB (1)\n");
+  page += Section(Shown(TextId::kManExitStatus), Shown(TextId::kManExitText) + "\n");
+  return page + Section(Shown(TextId::kManSeeAlso), is_verb ? ".BR ulix (1)\n" : ".BR ulix\\-VERB (1)\n");
 }
 
 std::string BashCompletion(const CLI::App& program) {

@@ -5,6 +5,8 @@
 #include <functional>
 #include <span>
 
+#include "resources/texts.h"
+
 namespace CLI {
 class App;
 }
@@ -16,7 +18,7 @@ using Action = std::function<int()>;
 // One row for each verb. Help, man pages and completion are made from it.
 struct Verb {
   const char* name;
-  const char* summary;
+  TextId summary;
   Action (*define)(CLI::App& verb);
 };
 std::span<const Verb> Verbs();

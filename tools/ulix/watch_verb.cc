@@ -181,15 +181,14 @@ void AddStability(CLI::App& verb, WatchOptions& options) {
                        const CLI::Validator& check) {
     verb.add_option(name, value, help)->type_name(type)->transform(check)->group(group);
   };
-  add("--spread", options.spread, "Largest difference of two values in the window", "X", Number(0, kMaxLimit));
-  add("--drift", options.drift, "Largest drift over the window: |slope| times window; the spread if absent", "X",
-      Number(0, kMaxLimit));
-  add("--window", options.window, "Of time that is judged: seconds, or 90s, 10m, 2h; 10m if absent", "T", Duration());
-  add("--min-samples", options.min_samples, "In the window; 10 if absent", "N", WholeNumber(2, 1000000));
-  add("--target", options.target, "The value that is approached", "X", Number(-kMaxLimit, kMaxLimit));
-  add("--near", options.near, "Only values this near to the target count", "X", Number(0, kMaxLimit));
-  add("--period", options.period_ms, "Between readings; 1000 if absent", "MS", WholeNumber(100, 3600000));
-  add("--give-up", options.give_up, "End with exit status 1 after this time", "T", Duration());
+  add("--spread", options.spread, Shown(TextId::kHelpSpread), "X", Number(0, kMaxLimit));
+  add("--drift", options.drift, Shown(TextId::kHelpDrift), "X", Number(0, kMaxLimit));
+  add("--window", options.window, Shown(TextId::kHelpWindow), "T", Duration());
+  add("--min-samples", options.min_samples, Shown(TextId::kHelpMinSamples), "N", WholeNumber(2, 1000000));
+  add("--target", options.target, Shown(TextId::kHelpTarget), "X", Number(-kMaxLimit, kMaxLimit));
+  add("--near", options.near, Shown(TextId::kHelpNear), "X", Number(0, kMaxLimit));
+  add("--period", options.period_ms, Shown(TextId::kHelpWatchPeriod), "MS", WholeNumber(100, 3600000));
+  add("--give-up", options.give_up, Shown(TextId::kHelpGiveUp), "T", Duration());
 }
 
 std::vector<CLI::Option*> AddFleet(CLI::App& verb, FleetWatchOptions& options) {
@@ -198,15 +197,15 @@ std::vector<CLI::Option*> AddFleet(CLI::App& verb, FleetWatchOptions& options) {
   const auto add = [&](const char* name, std::string& file, const std::string& help) {
     added.push_back(verb.add_option(name, file, help)->type_name("FILE")->group(group));
   };
-  add("--password-file", options.password_file, "Its first line is the password of the user; mode 0600");
-  add("--ca-file", options.ca_file, "Certificates of the authorities that are believed; the system's if absent");
-  add("--certificate", options.certificate, "Of this program, where the broker asks for one");
-  add("--key", options.key, "Of the certificate");
+  add("--password-file", options.password_file, Shown(TextId::kHelpPasswordFile));
+  add("--ca-file", options.ca_file, Shown(TextId::kHelpCaFile));
+  add("--certificate", options.certificate, Shown(TextId::kHelpClientCertificate));
+  add("--key", options.key, Shown(TextId::kHelpClientKey));
   added[2]->needs(added[3]);
   added[3]->needs(added[2]);
-  added.push_back(verb.add_flag("--no-tls", options.no_tls, "Values and password go over the network unprotected"));
-  added.push_back(verb.add_flag("--json", options.json, "One JSON object for each report of a channel"));
-  added.push_back(verb.add_option("--duration", options.duration_s, "End after so long: seconds, or 90s, 10m, 2h")
+  added.push_back(verb.add_flag("--no-tls", options.no_tls, Shown(TextId::kHelpNoTls)));
+  added.push_back(verb.add_flag("--json", options.json, Shown(TextId::kHelpReportJson)));
+  added.push_back(verb.add_option("--duration", options.duration_s, Shown(TextId::kHelpDuration))
                       ->type_name("T")
                       ->transform(Duration()));
   added.push_back(AddHttp(verb, options.http));
@@ -218,25 +217,13 @@ std::vector<CLI::Option*> AddFleet(CLI::App& verb, FleetWatchOptions& options) {
 
 Action DefineWatch(CLI::App& verb) {
   const auto options = std::make_shared<WatchOptions>();
-  verb.add_option("WHAT", options->what,
-                  "stable, or mqtt://[USER@]HOST[:PORT]/GROUP: the benches of a group on a broker")
-      ->required()
-      ->type_name("")
-      ->check(NothingToWatch);
-  verb.add_option("MODEL", options->connection.model, "With stable: the instrument's model word")->type_name("");
-  verb.add_option("CHANNEL", options->channels, "Ids or names; every input channel that is on if none is given")
-      ->type_name("");
+  verb.add_option("WHAT", options->what, Shown(TextId::kHelpWatched))->required()->type_name("")->check(NothingToWatch);
+  verb.add_option("MODEL", options->connection.model, Shown(TextId::kHelpWatchModel))->type_name("");
+  verb.add_option("CHANNEL", options->channels, Shown(TextId::kHelpChannels))->type_name("");
   AddStability(verb, *options);
   const auto fleet = AddFleet(verb, options->fleet);
   AddConnection(verb, options->connection);
-  verb.footer(
-      "  ulix watch stable kelvo10 IN --port 5 --spread 0.01      ends once the channel is stable\n"
-      "  ulix watch mqtt://localhost/lab                          every bench, live\n"
-      "  ulix watch mqtts://me@broker/lab --password-file secret --http 9100\n"
-      "A broker on another machine is reached with TLS; mqtts:// takes TLS on this machine too. On a terminal the "
-      "benches are a table, elsewhere there is a line for each report. --http serves /metrics too, for Prometheus.\n"
-      "Exit status of stable: 0 once every channel is stable, 1 at --give-up, after a failure or Ctrl-C.\n"
-      "Exit status of mqtt://: 0 after Ctrl-C or --duration, 1 when the broker is not reached at first.");
+  verb.footer(Shown(TextId::kHelpWatchNotes));
   return [=, &verb] {
     if (IsAddress(options->what)) {
       auto taken = fleet;
