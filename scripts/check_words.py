@@ -21,17 +21,24 @@ ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "
 # The texts of these rooms are all in the catalogue; pairs of literals there are something else.
 USING_ROOMS = ("calibration", "fleet", "simulators")
 # In these rooms every sentence in a literal is shown to a user. The exceptions are listed below, each with its reason.
-SHOWN_ROOMS = ("core", "drivers", "forms", "controls")
+SHOWN_ROOMS = ("core", "drivers", "forms", "controls", "tools/live_page", "tools/ulix/")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
 SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}|&[A-Z][a-z]+")
 NO_SENTENCES = {
-    "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion)$"),  # for developers
+    "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion|static_assert)$"),  # for developers
     "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # sent by an instrument
     "traced": re.compile(r"^(Stop: Unable to kill (Timer|Scan) Thread|ImmediateRead: .*|(switch test|high range pressure|"
                          r"low range pressure|\(external\) pressure module|HART module|another item))$"),
     "published": re.compile(r"^UlixInstrAx 1\.0 Type Library$"),
+    "markup": re.compile(r"^(.*[<>]|\.(TP|BR)\b)", re.S),
+    "shell": re.compile(r"^(# Completion of ulix|#compdef ulix|esac\n)"),
+    "typed": re.compile(r"^(comma, semicolon, tab|read clear|list read|watch (stable|mqtt:.*))$"),  # words of the command line
+    "parser": re.compile(r"^Could not convert:$"),  # looked for in messages of a library
+    # In files and messages that programs read.
+    "kept": re.compile(r"^(reference read|other settings|not asked|no number in the reply|"
+                       r"a warning in place of a value; this is the one before)$"),
 }
 
 
@@ -79,6 +86,10 @@ def name_of(found, brace):
     return None
 
 
+def literals(found):
+    return [(k, token) for k, token in enumerate(found) if token.literal]
+
+
 def scan(path, found):
     """The pairs of one file, the literals outside them, and the rows with only one language."""
     pairs, others, halves = [], [], []
@@ -93,7 +104,7 @@ def scan(path, found):
             inside |= {k + 1, k + 3}
         elif name and kinds[:2] == ["s", "}"]:
             halves.append((path, token.line, found[k + 1].text))
-    others = [(k, token) for k, token in enumerate(found) if token.literal and k not in inside]
+    others = [(k, token) for k, token in literals(found) if k not in inside]
     return pairs, others, halves
 
 
@@ -125,8 +136,8 @@ def is_sentence(found, k):
     begin = next((j for j in range(k - 1, 0, -1) if not found[j].literal and found[j].text in ";{}"), 0)
     callees = [found[j - 1].text for j in range(begin + 1, k) if found[j].text == "("]
     excused = any(map(NO_SENTENCES["trace"].match, callees)) or any(
-        NO_SENTENCES[kind].match(text.strip()) for kind in ("wire", "traced", "published"))
-    return SENTENCE.search(text) and "::" not in text and "?" not in text and not excused
+        pattern.match(text.strip()) for kind, pattern in NO_SENTENCES.items() if kind != "trace")
+    return SENTENCE.search(text) and not re.search(r"::|://|\?", text) and not excused
 
 
 def published(path_tokens):
@@ -149,7 +160,7 @@ def check(root):
     def complain(path, line, what):
         complaints.append(f"{path}:{line}: {what}")
     for path, found in path_tokens.items():
-        own, others, halves = scan(path, found) if path.startswith(ROOMS) else ([], [], [])
+        own, others, halves = scan(path, found) if path.startswith(ROOMS) else ([], literals(found), [])
         pairs += own
         for path_, line, text in halves:
             complain(path_, line, f'one language only: "{text}"')

@@ -11,6 +11,7 @@ sys.path.insert(0, str(ROOT / "scripts"))
 import check_words  # noqa: E402
 
 TEXTS, KELVO10, FORMS = "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h", "forms/instrument_forms.cc"
+SCAN = "tools/ulix/scan_verb.cc"
 # Each fault: file, text, replacement, expected complaint.
 FAULTS = [
     (TEXTS, '"Voie %"', '"Voie"', "places for values differ"),
@@ -23,6 +24,7 @@ FAULTS = [
     (KELVO10, "namespace ulix", 'constexpr LocalizedText kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
+    (SCAN, "Shown(TextId::kHelpScanNotes)", '"It ends with Ctrl-C."', "shown in one language only"),
     (FORMS, "{entered.At(kPortField).label, PortName(kMaxPort)}", "{PortName(kMaxPort)}",
      "TextId::kPortRange is said with 1 values"),
 ]
@@ -39,6 +41,8 @@ class Words(unittest.TestCase):
             root = pathlib.Path(folder)
             for room in ("forms", "resources", "drivers", "links"):
                 shutil.copytree(ROOT / room, root / room)
+            (root / SCAN).parent.mkdir(parents=True)
+            shutil.copy(ROOT / SCAN, root / SCAN)
             before, _ = check_words.check(root)
             for name, right, wrong, what in FAULTS:
                 with self.subTest(wrong):
