@@ -22,19 +22,29 @@ def rows(topic, payload):
             yield bench, instrument, name, metric["time"], metric["value"], metric.get("unit"), metric["quality"]
 
 
+def record(database, topic, payload):
+    """Records a message. What others write under the mirror's topic is told and left out."""
+    try:
+        found = list(rows(topic, payload))
+        with database:
+            database.executemany("INSERT OR IGNORE INTO readings VALUES (?, ?, ?, ?, ?, ?, ?)", found)
+    except (ValueError, KeyError, TypeError, AttributeError, OverflowError, sqlite3.InterfaceError,
+            sqlite3.ProgrammingError) as wrong:
+        print(f"recorder.py: {topic} is no report of a bench: {wrong!r}", file=sys.stderr)
+
+
 def main():
     port, path = sys.argv[1:]
     for end in (signal.SIGTERM, signal.SIGINT):
         signal.signal(end, lambda *_: sys.exit(0))
     database = sqlite3.connect(path)
     database.execute(TABLE)
-    listener = subprocess.Popen(["mosquitto_sub", "-p", port, "-t", "mirror/#", "-F", "%t %p"], stdout=subprocess.PIPE,
+    listener = subprocess.Popen(["mosquitto_sub", "-p", port, "-t", "mirror/#", "-F", "%x %t"], stdout=subprocess.PIPE,
                                 text=True)
     try:
         for line in listener.stdout:
-            topic, _, payload = line.partition(" ")
-            with database:
-                database.executemany("INSERT OR IGNORE INTO readings VALUES (?, ?, ?, ?, ?, ?, ?)", rows(topic, payload))
+            payload, _, topic = line.rstrip("\n").partition(" ")
+            record(database, topic, bytes.fromhex(payload))
     finally:
         listener.terminate()
         database.close()

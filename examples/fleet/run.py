@@ -55,6 +55,16 @@ def wait_for_broker(port):
     sys.exit("run.py: mosquitto does not answer")
 
 
+def watch_over(processes, seconds):
+    """Until the time is over. A program that ends before it ends the example."""
+    until = time.monotonic() + seconds if seconds else float("inf")
+    while time.monotonic() < until:
+        time.sleep(0.2)
+        for process in processes:
+            if process.poll() is not None:
+                sys.exit(f"run.py: {process.args[1]} ended with {process.returncode}")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--seconds", type=float, help="end by itself")
@@ -74,7 +84,7 @@ def main():
             for bench in BENCHES:
                 config = bench_config(folder, bench, port)
                 processes.append(subprocess.Popen([options.build / "ulix-publish", "run", config]))
-            time.sleep(options.seconds if options.seconds else 1e9)
+            watch_over(processes, options.seconds)
         except KeyboardInterrupt:
             pass
         finally:

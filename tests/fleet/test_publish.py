@@ -322,16 +322,26 @@ class Example(bench.FleetTest):
         source = pathlib.Path(__file__).resolve().parents[2]
         database = self.folder / "fleet.sqlite"
         example = self.start(sys.executable, source / "examples/fleet/run.py", "--database", database, "--build",
-                             pathlib.Path(self.publish).parent, stdout=subprocess.DEVNULL)
-        deadline, benches = time.monotonic() + 2 * bench.WAIT, set()
-        while len(benches) < 5:
-            self.assertLess(time.monotonic(), deadline, benches)
-            time.sleep(0.5)
+                             pathlib.Path(self.publish).parent, stdout=subprocess.PIPE, text=True)
+        port = int(example.stdout.readline().split(":")[2].split("/")[0])
+
+        def recorded(wanted):
             try:
                 with contextlib.closing(sqlite3.connect(f"file:{database}?mode=ro", uri=True)) as opened:
-                    benches = set(opened.execute("SELECT DISTINCT bench FROM readings WHERE quality = 192"))
+                    return opened.execute(f"SELECT COUNT({wanted}) FROM readings WHERE quality = 192").fetchone()[0]
             except sqlite3.OperationalError:
-                continue
+                return 0
+
+        def wait_until_recorded(wanted, count):
+            deadline = time.monotonic() + 2 * bench.WAIT
+            while recorded(wanted) < count:
+                self.assertLess(time.monotonic(), deadline, wanted)
+                time.sleep(0.2)
+        wait_until_recorded("*", 1)
+        for garbage in (b"garbage", b"\xff{", b"[]", b'{"metrics": 1}'):
+            bench.send(port, "mirror/of/a stranger/x", garbage)
+        wait_until_recorded("*", recorded("*") + 20)
+        wait_until_recorded("DISTINCT bench", 5)
         example.terminate()
         self.assertEqual(example.wait(bench.WAIT), 0)
 
