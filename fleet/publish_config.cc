@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -9,12 +10,14 @@
 #include <memory>
 #include <set>
 
+#include "base/date.h"
 #include "base/text.h"
 #include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "calibration/planned_instrument.h"
 #include "fleet/message_store.h"
 #include "fleet/topic.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 
 namespace ulix::fleet {
@@ -111,6 +114,29 @@ void ReadWritable(JsonReader& from, std::vector<WritableOutput>& writable) {
   });
 }
 
+// Whether a text is a day of the calendar, YYYY-MM-DD.
+bool IsDay(std::string_view text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return false;
+  const auto number = [&](std::size_t from, std::size_t count) {
+    const std::string_view digits = text.substr(from, count);
+    return digits.find_first_not_of("0123456789") == digits.npos ? std::stoi(std::string(digits)) : 0;
+  };
+  const std::chrono::year_month_day day{std::chrono::year(number(0, 4)),
+                                        std::chrono::month(static_cast<unsigned>(number(5, 2))),
+                                        std::chrono::day(static_cast<unsigned>(number(8, 2)))};
+  return day.ok();
+}
+
+void ReadCertificate(JsonReader& from, CertificateNote& certificate) {
+  if (from.Require("identifier")) from.Text("identifier", certificate.identifier);
+  const JsonNode* node = from.Find("valid-until");
+  if (!node || !from.Text("valid-until", certificate.valid_until)) return;
+  if (!IsDay(certificate.valid_until)) return from.Note(*node, "valid-until", "is to be a day, YYYY-MM-DD");
+  const std::string today = IsoTime(SystemClock().LocalTime()).substr(0, certificate.valid_until.size());
+  if (certificate.valid_until < today)
+    from.problems().push_back({node->line, from.PathOf("valid-until"), "the certificate is no longer valid", true});
+}
+
 void ReadPublished(JsonReader& from, PublishedInstrument& instrument) {
   calibration::ReadInstrument(from, instrument.planned);
   if (from.Find("device")) ReadTopicId(from, "device", instrument.device);
@@ -118,11 +144,7 @@ void ReadPublished(JsonReader& from, PublishedInstrument& instrument) {
     from.Objects("groups", [&](JsonReader& spec) { ReadGroup(spec, instrument.groups.emplace_back()); });
   }
   ReadWritable(from, instrument.writable);
-  from.Object("certificate", [&](JsonReader& spec) {
-    instrument.certificate.emplace();
-    if (spec.Require("identifier")) spec.Text("identifier", instrument.certificate->identifier);
-    spec.Text("valid-until", instrument.certificate->valid_until);
-  });
+  from.Object("certificate", [&](JsonReader& spec) { ReadCertificate(spec, instrument.certificate.emplace()); });
   from.Seconds("lost-after", instrument.lost_after, 1, 3600);
 }
 

@@ -206,7 +206,7 @@ class FleetTest(unittest.TestCase):
             "instruments": {"calibrator": {
                 "model": "kelvo10", "port": "sim", "groups": [{"channels": ["IN"], "period": 0.1}],
                 "allow-writes": {"OUT": {"min": 0, "max": 10}},
-                "certificate": {"identifier": "C-42", "valid-until": "2027-01-31"}}},
+                "certificate": {"identifier": "C-42", "valid-until": "2099-01-31"}}},
         }
         config.update(more)
         path = self.folder / "bench.json"

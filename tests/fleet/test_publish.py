@@ -47,7 +47,7 @@ class Publish(bench.FleetTest):
         texts = {name: device[f"Properties/{name}"]["value"]
                  for name in ("Model", "Serial", "Certificate", "Certificate valid until")}
         self.assertEqual(texts, {"Model": "kelvo10", "Serial": "123456", "Certificate": "C-42",
-                                 "Certificate valid until": "2027-01-31"})
+                                 "Certificate valid until": "2099-01-31"})
         self.assertEqual(device[VALUE]["properties"], {"engUnit": "V", "Quality": STALE})
         self.assertEqual(device[SET_POINT]["value"], None)
         data = listener.wait_for(has_value)[VALUE]
@@ -364,7 +364,8 @@ class Check(bench.FleetTest):
         for name in ("bench-1.password", "lab-ca.crt"):
             (self.folder / name).write_text("x\n")
             (self.folder / name).chmod(0o600)
-        self.assertEqual(self.check(config)[::2], (0, ""))
+        status, _, err = self.check(config)
+        self.assertEqual(status, 0, err)
 
     def test_mistakes_are_told_with_line_and_reason(self):
         instrument = {"model": "kelvo01", "port": "sim", "groups": [{"chanels": ["IN"], "period": 0.01}]}
@@ -397,6 +398,16 @@ class Check(bench.FleetTest):
         status, out, err = self.check(self.config(None, broker={"host": "broker.example", "tls": False}))
         self.assertEqual(status, 0)
         self.assertIn("warning", err)
+
+    def test_certificate_that_is_over_is_warned_of(self):
+        def check(day):
+            certificate = {"certificate": {"identifier": "C-1", "valid-until": day}}
+            return self.check(self.config(None, instruments={"x": SIM | certificate}))
+        self.assertEqual(check("31.1.2020")[0], 2)
+        self.assertEqual(check("2027-02-29")[0], 2)
+        status, _, err = check("2020-01-31")
+        self.assertEqual(status, 0)
+        self.assertIn("warning: ", err)
 
     def test_missing_file_is_told(self):
         self.assertEqual(self.check(self.folder / "none.json")[0], 1)
