@@ -23,7 +23,7 @@ class SharedBenchTest : public ::testing::Test {
     if (plan_.sensors.empty())
       plan_.sensors.push_back({.instrument = "reader", .channel = channel, .lag = 5, .noise = 0});
     auto made = SharedBench::Make(plan_, {{"source", source}, {"reader", reader}}, time_.jumping());
-    ASSERT_TRUE(made) << made.error();
+    ASSERT_TRUE(made) << made.error().en;
     bench_ = std::move(*made);
     source_ = Connected("source", source);
     reader_ = Connected("reader", reader);
