@@ -96,7 +96,9 @@ void FleetSubscriber::Received(const std::string& text, std::string_view payload
     requests_.Born(topic->node);
 }
 
+// Ticks come while the connection is made, too; what is wanted then is asked for afterwards.
 BrokerClient::Health FleetSubscriber::Tick(SteadyTime now) {
+  if (!connection_) return Health::kGood;
   for (const std::string& node : requests_.TakeDue(now)) AskForBirths(node);
   return Health::kGood;
 }
