@@ -181,7 +181,7 @@ class InBrowser(LiveTest):
         _, address = self.serve("calibrate", path, "--run", self.folder / "run", "--speed", "200", "--http", "0", "--lang", "fr")
         browser = self.browse(address)
         self.wait_for(browser, "recent.length > 10")
-        for part in ("Voie", "Dérive / limite", "en direct", "référence", "Depuis le début"):
+        for part in ("Voie", "Dérive / max", "en direct", "référence", "Depuis le début"):
             self.wait_for(browser, f"document.body.innerText.includes('{part}')")
         browser.value("for (let k = 0; k < 100000; ++k) keep([1e6 + k, 1, 2]); 1")  # a day and more
         self.assertLessEqual(browser.value("recent.length"), 600)

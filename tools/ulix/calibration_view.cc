@@ -33,6 +33,7 @@ namespace {
 constexpr std::size_t kTakenShown = 5;
 constexpr std::size_t kMessagesShown = 3;
 constexpr std::chrono::milliseconds kRedraw(100);
+constexpr int kValueDigits = 7;  // a reading is a single-precision number
 
 std::string Local(double value, int digits = 4) { return ShownNumber(FormatGeneral(value, digits)); }
 
@@ -41,7 +42,7 @@ std::vector<std::string> WatchCells(const WatchedChannel& channel, Language lang
   const ChannelStatus& status = channel.status;
   const auto& report = status.stability;
   return {status.name,
-          status.value ? Local(*status.value, 8) : "×",
+          status.value ? Local(*status.value, kValueDigits) : "×",
           RatioText(report.spread, report.spread_limit, language),
           RatioText(report.drift, report.drift_limit, language),
           Cut(status.error.empty() ? StateText(report.state, language) : status.error, kMaxState),
@@ -182,13 +183,12 @@ std::string ActivityText(const RunStatus& status, Language language) {
 
 std::string TakenText(const Plan& plan, const PointSummary& point, Language language) {
   constexpr std::size_t kUnits = 4;
-  constexpr int kDigits = 8;
   std::string text =
       Utf8Of(TextId::kLiveTaken, language,
              {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
-              Local(point.reference, kDigits)});
+              Local(point.reference, kValueDigits)});
   for (std::size_t k = 0; k < std::min(kUnits, point.indications.size()); ++k) {
-    text += "  " + plan.units[k].name + " " + Local(point.indications[k], kDigits);
+    text += "  " + plan.units[k].name + " " + Local(point.indications[k], kValueDigits);
   }
   return text + (point.indications.size() > kUnits ? " …" : "");
 }
