@@ -1,10 +1,10 @@
 #include "tools/ulix/calibration_run.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <iostream>
-#include <regex>
 #include <vector>
 
 #include "base/sha256.h"
@@ -115,11 +115,20 @@ std::string NewFolder(const std::string& plan_file) {
   return folder;
 }
 
+// Whether a text is such as "20260131-101112" or "20260131-101112-2".
+bool IsTimeOfRun(std::string text) {
+  constexpr std::string_view kDateAndTime = "dddddddd-dddddd";
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c) != 0; }, 'd');
+  if (!text.starts_with(kDateAndTime)) return false;
+  const std::string number = text.substr(kDateAndTime.size());
+  return number.empty() || (number.size() > 1 && number[0] == '-' && number.find_first_not_of('d', 1) == number.npos);
+}
+
 // Whether the folder has the name of a run of this plan's file, and in it a run of this very plan that is not complete.
 bool IsOpenRunOf(const std::filesystem::path& folder, const std::string& stem, const std::string& digest) {
-  static const std::regex time_of_run("[0-9]{8}-[0-9]{6}(-[0-9]+)?");
   const std::string name = folder.filename().string();
-  if (!name.starts_with(stem) || !std::regex_match(name.substr(stem.size()), time_of_run)) return false;
+  if (!name.starts_with(stem) || !IsTimeOfRun(name.substr(stem.size()))) return false;
   const std::string journal = calibration::JournalPath(folder.string());
   const auto header = calibration::HeaderOfJournal(journal);
   return header && header->at("plan-sha256") == digest && !calibration::IsComplete(journal);
