@@ -31,6 +31,9 @@ class Quality(enum.IntEnum):
     STALE = 500
 
 
+_QUALITIES = {quality.value: quality for quality in Quality}
+
+
 class Model(NamedTuple):
     """A supported model."""
 
@@ -91,7 +94,7 @@ class Channel:
         value, unit, quality, stamp, error = device.read_one(self.id)
         if error < 0:
             raise self._instrument._error(error)
-        return Reading(value, unit, Quality(quality), stamp, time.time())
+        return Reading(value, unit, _QUALITIES[quality], stamp, time.time())
 
     async def read_async(self) -> Reading:
         """The same for a coroutine. A cancelled wait ends at once; the exchange with the instrument ends by itself."""
