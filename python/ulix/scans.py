@@ -124,6 +124,7 @@ class Scans:
 
     async def __aiter__(self) -> AsyncIterator[Scan]:
         loop = asyncio.get_running_loop()
+        scans = self._queue  # the thread keeps this alone: without this object the scans end
         arrived: asyncio.Queue[_ulix._Columns | None] = asyncio.Queue()
         room = threading.Semaphore(_AHEAD)  # further scans wait where their number has a bound
 
@@ -134,7 +135,6 @@ class Scans:
             with contextlib.suppress(RuntimeError):  # the loop is closed
                 loop.call_soon_threadsafe(arrived.put_nowait, columns)
 
-        scans = self._queue
         _forward(scans, tell)
         try:
             while (columns := await arrived.get()) is not None:
