@@ -1,4 +1,4 @@
-// A file that is only ever written at its end, by one program at a time.
+// A file that is only written at its end, and by one program at a time. For journals that must survive a crash.
 #pragma once
 
 #include <cstdint>
@@ -10,13 +10,15 @@
 
 namespace ulix::platform {
 
+// The destructor closes the file, so that another program may open it. Not thread-safe.
 class AppendFile {
  public:
   virtual ~AppendFile() = default;
-  // False when not all of it could be written. Bytes that were written stay in the file even if the program is killed
-  // right after.
+  // Writes the bytes at the end of the file. False when not all of them could be written: a part of them may then be in
+  // the file. Written bytes stay in the file even if the program is killed right afterwards, but a power failure may
+  // lose them before the next Sync.
   virtual bool Append(std::string_view bytes) = 0;
-  // Returns when all of it is on the disk; false when that failed.
+  // Waits until the whole file is on the disk. False when the system reports a failure.
   virtual bool Sync() = 0;
   // Shortens the file to its first `bytes` bytes; false when that failed.
   virtual bool CutTo(std::uint64_t bytes) = 0;
@@ -26,12 +28,13 @@ enum class AppendMode { kNew, kExisting };
 enum class AppendFailure { kExists, kMissing, kInUse, kOther };
 
 struct AppendOpenResult {
-  std::unique_ptr<AppendFile> file;  // null when it failed
-  AppendFailure failure = AppendFailure::kOther;
+  std::unique_ptr<AppendFile> file;               // null when the file could not be opened
+  AppendFailure failure = AppendFailure::kOther;  // has a meaning only without a file
 };
 
-// kNew creates the file, and fails with kExists if it exists. kExisting fails with kMissing if it does not. kInUse
-// while another program has it open in this way. Any program may read it meanwhile.
+// Opens a file for writing at its end. `path` is in the system's narrow encoding. kNew creates the file and fails with
+// kExists if it exists already. kExisting fails with kMissing if there is no such file. Both fail with kInUse while
+// another program has the file open through this function. Other programs may read the file at any time.
 AppendOpenResult OpenForAppending(const std::string& path, AppendMode mode);
 
 }  // namespace ulix::platform

@@ -1,4 +1,4 @@
-// Another program, run to its end.
+// Runs another program and waits for its end.
 #pragma once
 
 #include <chrono>
@@ -8,9 +8,12 @@
 
 namespace ulix::platform {
 
-// Runs `command` (a program of the search path, then its arguments; texts in the system's narrow encoding) with an
-// empty input, drops its output, and returns its exit status. None when it cannot be started, ends by a signal, or does
-// not end within `limit` (it is killed then). No shell is used: the program gets the arguments as they are.
+// Runs `command`: the program's name, looked up in the search path, then its arguments, all in the system's narrow
+// encoding. No shell is used, so the program gets the arguments as they are. Its input is empty and its output is
+// dropped. Returns the exit status. None when the program cannot be started, is ended by a signal, or does not end
+// within `limit`; in the last case it is killed.
+//
+// const auto status = RunProgram({"notify-send", "alarm"}, std::chrono::seconds(10));
 std::optional<int> RunProgram(const std::vector<std::string>& command, std::chrono::seconds limit);
 
 }  // namespace ulix::platform

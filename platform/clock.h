@@ -1,5 +1,5 @@
-// Time: a monotonic clock for every wait and schedule, and the local time for time stamps. Classes are given a clock,
-// so that tests can give them one that they control.
+// Time: a monotonic clock for waits and schedules, and the local time for time stamps. Classes get their clock from the
+// caller, so that tests can pass a clock which they control.
 #pragma once
 
 #include <chrono>
@@ -22,8 +22,8 @@ class Clock {
   virtual MonotonicTime Now() = 0;
   // The local time, in whole milliseconds.
   virtual Date LocalTime() = 0;
-  // Waits until `changed` is notified or `until` has come, or less: the caller checks its condition again. `lock` is
-  // released during the wait and held on return.
+  // Waits until `changed` is notified or `until` has come. A wait may also end earlier, so the caller checks its
+  // condition again. `lock` is released during the wait and held on return.
   virtual void WaitUntil(std::unique_lock<platform::Mutex>& lock, platform::ConditionVariable& changed,
                          MonotonicTime until) = 0;
   // Returns when `duration` has passed on this clock.

@@ -1,4 +1,5 @@
-// Conversions between the ANSI code page and those of instruments and files.
+// Conversions between Windows-1252, the encoding of texts in the library, and the encodings of instruments and file
+// names.
 #pragma once
 
 #include <span>
@@ -7,11 +8,12 @@
 
 namespace ulix::platform {
 
-// Convert text between Windows-1252 and the instrument's OEM code page in place, each byte to one byte.
+// Convert text in place between Windows-1252 and the OEM code page of instruments (850 on Linux, the system's own on
+// Windows). One byte becomes one byte. A character that the other page lacks becomes a similar one or '?'.
 void OemFromAnsi(std::span<char> text);
 void AnsiFromOem(std::span<char> text);
 
-// A file's name as the system's own functions take it.
+// A file name in Windows-1252 as the system's file functions take it: UTF-8 on Linux, unchanged on Windows.
 std::string PathFromAnsi(std::string_view name);
 
 }  // namespace ulix::platform

@@ -1,4 +1,4 @@
-// One end of a TCP connection, as numbers, and its text for persons.
+// One end of a TCP connection: its address, its port, and both as one text.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The time of day where the machine is.
+// The machine's local time.
 #pragma once
 
 #include "base/date.h"

@@ -1,5 +1,6 @@
-// The locks of the library. On Windows they are the system's own: those of the compiler's runtime allocate memory when
-// they are first locked, and a lock that fails in a destructor would end the host.
+// The locks of the library. On Linux they are those of the standard library. On Windows they are the system's own,
+// because the locks of the compiler's runtime allocate memory when they are first locked. When that fails in a
+// destructor, the host program would end.
 #pragma once
 
 #include "generated/mutex.h"

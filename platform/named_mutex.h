@@ -1,4 +1,4 @@
-// A recursive mutex that every process of the machine shares by its name.
+// A recursive mutex that all processes of the machine share by its name.
 #pragma once
 
 #include <chrono>
@@ -11,27 +11,31 @@ namespace ulix::platform {
 // Why a lock was not obtained.
 struct LockProblem {
   enum class Cause {
-    kNone,          // it was obtained
-    kHeld,          // another thread or process held it all the time; `holder` is the process, if the system knows it
-    kHolderGone,    // its holder ended without releasing it, which happens only after somebody set it by hand
+    kNone,          // the lock was obtained
+    kHeld,          // another thread or process held it all the time; `holder` is that process, where known
+    kHolderGone,    // its holder ended and did not release it; happens only after a person changed the object by hand
     kNoPermission,  // the object belongs to another program or user
-    kForeign,       // an object of another kind has its key
-    kNoRoom,        // the system has no more objects of its kind
+    kForeign,       // an object of another kind has the name or the key
+    kNoRoom,        // the system has reached its limit of such objects
     kSystem,        // any other failure; `os_error` says which
   };
   Cause cause = Cause::kNone;
-  std::string object;          // as the system's tools show it, such as "semaphore 0x554c0c1d (SerialComMutex1)"
+  std::string object;          // as the system's tools name it, such as "semaphore 0x554c0c1d (SerialComMutex1)"
   std::uint32_t os_error = 0;  // the system's error code; 0 when no call of the system failed
-  std::int64_t holder = 0;     // a process id; 0 when it is not known
+  std::int64_t holder = 0;     // a process id; 0 when not known
 
-  // For traces, in English: object, cause, and what the user can do.
+  // An English text for traces: the object, the cause, and what the user can do. Empty for kNone.
   std::string Describe() const;
 };
 
-// Any thread may use it. The thread that locked it unlocks it, as many times as it locked it. When a holder ends, also
-// when it is killed, the next waiting thread gets the mutex at once. Waiting threads of all processes get it in the
-// order of arrival, as far as the system keeps that order. After a fork the child holds nothing that its parent held.
-// An object that was removed from the system is created again.
+// Any thread may lock the mutex. The thread that locked it must unlock it, as many times as it locked it. When a
+// process that holds the mutex ends or is killed, the next waiting thread gets it at once. Threads of all processes get
+// it in the order in which they asked, as far as the system keeps that order. After a fork the child process does not
+// hold what its parent held. If the object is removed from the system, the next lock creates it again.
+//
+// NamedMutex mutex("SerialComMutex1");
+// LockProblem problem;
+// if (!mutex.LockFor(std::chrono::seconds(60), &problem)) TraceLine(problem.Describe());
 class NamedMutex {
  public:
   explicit NamedMutex(const std::string& name);
@@ -39,9 +43,10 @@ class NamedMutex {
   NamedMutex(const NamedMutex&) = delete;
   NamedMutex& operator=(const NamedMutex&) = delete;
 
-  // False when it was not obtained within `wait`, or when the system cannot provide it; `problem` then says why.
+  // False when the lock was not obtained within `wait`, or when the system cannot provide the mutex; `problem`, if
+  // given, then says why. A `wait` of 0 tries once. Succeeds at once in the thread that holds the mutex.
   bool LockFor(std::chrono::milliseconds wait, LockProblem* problem = nullptr);
-  // Does nothing in a thread that does not hold it.
+  // Releases the mutex once. Does nothing in a thread that does not hold it.
   void Unlock();
 
  private:
@@ -49,8 +54,8 @@ class NamedMutex {
   std::shared_ptr<Shared> shared_;
 };
 
-// Removes the object of a name from a system where it outlives its users. For tests, and for repairing what another
-// program left behind. Its holder does not notice; threads that wait for it get a new one.
+// Removes the object of a name, on a system where it outlives its users (Linux). For tests, and for repairs after
+// another program. The thread that holds it does not notice. Waiting threads go on with a new object.
 void RemoveNamedMutex(const std::string& name);
 
 }  // namespace ulix::platform

@@ -1,4 +1,4 @@
-// The manager of this machine's services, as a program that it runs tells it how it is.
+// Messages from a program to the manager of the machine's services (systemd on Linux) that started it.
 #pragma once
 
 #include <chrono>
@@ -7,10 +7,11 @@
 
 namespace ulix::platform {
 
-// Tells the manager a state, such as "READY=1", "STOPPING=1" or "WATCHDOG=1". False when no manager waits for it.
+// Sends a state to the manager, such as "READY=1", "STOPPING=1" or "WATCHDOG=1". False when no manager waits for
+// states, and always on Windows. Does not wait.
 bool TellServiceManager(std::string_view state);
 
-// Within which time the manager wants "WATCHDOG=1" again and again; none when it does not.
+// The interval within which the manager expects each next "WATCHDOG=1". None when it expects none.
 std::optional<std::chrono::milliseconds> ServiceWatchdog();
 
 }  // namespace ulix::platform

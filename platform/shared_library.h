@@ -1,4 +1,4 @@
-// Libraries that are loaded while the program runs, and where the program's own code was loaded from.
+// Libraries that are loaded while the program runs, and the folder from which this code itself was loaded.
 #pragma once
 
 #include <cstdint>
@@ -13,22 +13,23 @@ namespace ulix::platform {
 
 using AnyFunction = void (*)();
 
-// One loaded library. The destructor unloads it: no function that was found in it may be called afterwards.
+// One loaded library. The destructor unloads it; afterwards no function that was found in it may be called. Any thread
+// may use it.
 class SharedLibrary {
  public:
   virtual ~SharedLibrary() = default;
-  // The function of that name, or the system's error code when the library has none.
+  // The exported function of that name, or the system's error code when there is none.
   virtual tl::expected<AnyFunction, std::uint32_t> Find(const char* name) const = 0;
 };
 
-// The library, or the system's error code when the file does not exist or is no library that this program can load.
+// Loads a library. The system's error code when the file does not exist or this program cannot load it.
 tl::expected<std::unique_ptr<SharedLibrary>, std::uint32_t> LoadSharedLibrary(const std::filesystem::path& file);
 
 // The file name of a library on this system: "UlixWinUsb.dll", "libUlixWinUsb.so".
 std::string SharedLibraryFile(std::string_view name);
 
-// The folder of the module that this code is in: our library inside a host, or a program. The system's error code when
-// it cannot be found.
+// The folder of the file that contains this code: the library inside a host program, or the program itself. The
+// system's error code when the folder cannot be found.
 tl::expected<std::filesystem::path, std::uint32_t> OwnModuleFolder();
 
 }  // namespace ulix::platform

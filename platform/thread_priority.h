@@ -5,8 +5,8 @@ namespace ulix::platform {
 
 enum class ThreadPriority { kNormal, kTimeCritical };
 
-// True when the system granted the priority; otherwise the thread keeps the one it has. Needs a right on some systems
-// (docs/architecture.md).
+// Sets the priority of the calling thread. False when the system refuses; the thread then keeps its priority. Linux
+// needs a right for kTimeCritical (docs/architecture.md).
 bool SetThreadPriority(ThreadPriority priority);
 
 }  // namespace ulix::platform
