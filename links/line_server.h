@@ -1,4 +1,4 @@
-// Shares a serial line of this machine with a program on the network.
+// Serves a serial line of this machine to programs on the network.
 #pragma once
 
 #include <atomic>
@@ -17,35 +17,39 @@ namespace ulix {
 enum class LineEvent {
   kClientCame,
   kClientLeft,
-  kLineLost,  // the device went; clients are refused until it is back
-  kLineBack,
+  kLineLost,  // the device is gone; clients are refused until it is open again
+  kLineBack,  // the device is open again
 };
 
-// Moves bytes between one client at a time and the line. The port is open from Open on, so that no other program of
-// this machine has it. Every client finds the line with the settings of the options and with no old input.
+// Moves bytes between the line and one client at a time. The port stays open from Open on, so that no other program of
+// this machine can open it. For every new client the line gets the settings of the options, and old input is discarded.
 //
-// Transfers for a client on another machine take their turn at the machine-wide lock of serial traffic, one piece at a
-// time. A client on this machine holds that lock itself during its own operations, so none is taken for it.
+// For a client on another machine, each transfer takes the machine-wide lock of serial traffic. A client on this
+// machine holds that lock itself during its own operations, so the server does not take it.
 //
-// One thread uses it. Only what is passed to Serve as `stop` may change at any time.
+// One thread uses a server. Only the flag `stop` that is passed to Serve may change at any time, on any thread.
 class LineServer {
  public:
   struct Options {
     platform::LineSettings settings;
-    // Told of each event and of whom it is about: a client's address, or the port's location.
+    // Called for each event on the thread of Serve. `who` is the client's address, or the port's location.
     std::function<void(LineEvent event, const std::string& who)> tell = [](LineEvent, const std::string&) {};
-    // What a client is told that is not served: the one in whose place '%' stands has the line, or the device is gone.
+    // The text for a client that is refused: because another client has the line (its address replaces '%'), and
+    // because the device is gone.
     std::string busy_words;
     std::string lost_words;
   };
   LineServer(std::shared_ptr<platform::BoundPort> port, Options options);
   ~LineServer();
 
-  // Opens the port, as far as possible within a minute. Why not, or OpenFailureCause::kNone.
+  // Opens the port. Waits up to a minute for the machine-wide lock. The result is the reason of a failure, or has the
+  // cause kNone.
   platform::OpenFailure Open();
-  // What a client of MakeRfc2217Endpoint asks of the line.
+  // The functions through which MakeRfc2217Endpoint passes a client's requests to this line. They are valid as long as
+  // the server lives.
   LineControl Control();
-  // Serves until `stop` is set, which it notices within about a second. Output that the line has taken is sent.
+  // Serves until `stop` is set, and returns within about a second after that. Output that the line has accepted is
+  // still sent. A lost device is opened again as soon as it is back.
   void Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>& stop);
 
  private:

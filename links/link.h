@@ -1,4 +1,4 @@
-// A link: the wire between a session and its instrument, of whatever kind.
+// A link: the connection between a session and its instrument, of any kind.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,8 @@ namespace ulix {
 
 class SerialLink;
 
-// The network address of an instrument; none while its link is a serial one. A change applies at the next open.
+// The network address of an instrument. None while the instrument is on a serial line. A change applies at the next
+// open.
 class NetworkSetting {
  public:
   virtual ~NetworkSetting() = default;
@@ -28,75 +29,81 @@ class NetworkSetting {
   virtual void SetAddress(const std::optional<NetworkAddress>& address) = 0;
 };
 
-// The settings of a link in the form in which a configuration keeps them.
+// The settings of a link as a configuration stream stores them.
 class LinkParams {
  public:
   virtual ~LinkParams() = default;
+  // Sets the defaults.
   virtual void ResetParams() = 0;
   virtual void SaveParams(VariantWriter& writer) const = 0;
-  // Keeps what was read before the first value of another type, and returns that value's code.
+  // Reads the values that SaveParams wrote. E_INVALIDARG at a value of another type, or the stream's code at its end.
+  // What a failed load leaves is said by each kind of link: the values before the failure, or the old ones.
   virtual HRESULT LoadParams(VariantReader& reader) = 0;
 };
 
-// What hosts may set of a link; null for what it has not. A device on USB has none: its settings are the control's.
+// The settings of a link that a host may change. Null for those that the link does not have. A USB link has none: the
+// settings of its device are in the configuration record.
 struct LinkSettings {
   LinkParams* params = nullptr;
   SerialLink* serial = nullptr;
   NetworkSetting* network = nullptr;
 };
 
-// Threads: one session owns a link, and its exchange lock lets one thread at a time open, close, read and write.
-// Settings, texts, presence and interruptions may be used from any thread at any time.
+// Threads: one session uses a link, and its exchange lock lets one thread at a time open, close, read, write, and ask
+// whether the device is there. Settings, texts and interruptions may be used from any thread at any time.
 class Link {
  public:
   explicit Link(LinkSettings settings) : settings_(settings) {}
   virtual ~Link() = default;
 
-  // One attempt; S_OK when already open. The failure is the link's published code.
+  // Makes one attempt to open the link. S_OK when it is open already. A failure is one of the link's published codes.
   virtual HRESULT Open() = 0;
-  // For a reconnection: opens the device that was open last, and no other in its place.
+  // Opens the link for a reconnection: the device that was open last, and never another one in its place.
   virtual HRESULT Reopen() { return Open(); }
+  // S_OK when the link is closed already.
   virtual HRESULT Close() = 0;
   virtual bool IsOpen() const = 0;
-  // Whether the device or the peer has gone since the link was opened, as far as is known without a wait. IsOpen stays
+  // Whether the device or the peer has vanished since the link was opened, as far as known without a wait. IsOpen stays
   // true until the link is closed.
   virtual bool IsLost() { return false; }
-  // Whether the device is still plugged in. It asks the system and not the instrument: no wait, no byte on the line.
+  // Whether the device is still connected. Asks the system and not the instrument: does not wait and sends nothing.
   virtual bool DeviceIsThere() { return !IsLost(); }
-  // S_OK if this machine has all that the link needs besides the instrument, such as a USB helper library; else the
+  // Whether this machine has what the link needs besides the instrument, such as a USB helper library: S_OK, or the
   // code that says what is missing.
   virtual HRESULT Check() { return S_OK; }
 
-  // Between InterruptReads and ResumeReads a read returns what has come and does not wait for more. Calls nest: reads
-  // wait again after as many ResumeReads.
+  // Between InterruptReads and ResumeReads, reads return the bytes that have come and do not wait for more. Calls nest:
+  // reads wait again after the same number of ResumeReads.
   void InterruptReads() { AddInterruptions(1); }
   void ResumeReads() { AddInterruptions(-1); }
 
-  // How long a read waits for a reply to begin, and then for each piece of it.
+  // The timeout of a read: how long it waits for the first byte of a reply, and then for each further piece.
   virtual Milliseconds read_timeout() const = 0;
-  // Sets the read and the write timeout, in milliseconds, until the next Close; 0 keeps the one in force. Nothing on a
-  // link without timeouts of its own.
+  // Sets the read and the write timeout, in milliseconds, until the next Close; 0 keeps the present one. Has no effect
+  // on a link whose timeouts are fixed.
   virtual HRESULT ApplyTimeouts(std::uint32_t, std::uint32_t) { return S_OK; }
-  // Why the last Open or Reopen failed, where the link knows more than its code says.
+  // Why the last Open or Reopen failed, for links that know more than the code says.
   virtual platform::OpenFailure open_failure() const { return {}; }
-  // How long the bytes that were written still take on the line.
+  // The time that written bytes still need until they have left on the line.
   virtual Milliseconds TimeLeftOnWire() { return Milliseconds(0); }
 
-  // The published codes for a link that is not open and for failed transfers.
+  // The published codes of this kind of link, for a link that is not open and for failed transfers.
   virtual LinkCodes codes() const = 0;
-  // The code of an exchange while the device is gone. `opening` is the code of the failed attempt to open it again.
+  // The code of an exchange while the device is gone: the link's code for a lost device if it has one, else `opening`,
+  // the code of the failed attempt to open the link again.
   HRESULT CodeWhileLost(HRESULT opening) const { return Failed(codes().lost) ? codes().lost : opening; }
-  // Every code that the link raises, with its texts.
+  // Every code of the link, with its texts.
   virtual std::span<const ErrorRow> errors() const = 0;
-  // The one-line summary that hosts show.
+  // The one-line summary that hosts show, in Windows-1252.
   virtual std::string Info(Language language) const = 0;
   const LinkSettings& settings() const { return settings_; }
-  // The serial port and the address that a host may choose; null where there is none.
+  // The serial port and the network address that a host may choose; null where there is none.
   SerialLink* serial() const { return settings_.serial; }
   NetworkSetting* network() const { return settings_.network; }
 
  protected:
-  // Adds `count` interruptions, or removes them when it is negative. For links whose reads can be ended from outside.
+  // Adds `count` interruptions, or removes them when `count` is negative. Implemented by links whose reads can be ended
+  // early.
   virtual void AddInterruptions(int /*count*/) {}
 
  private:

@@ -10,23 +10,23 @@
 namespace ulix {
 
 enum class TraceDirection { kSent, kReceived };
-// Called for every piece that went over a link, after it went, on the thread that sent or received it. A sent message
-// comes as one piece; a reply may come in several.
+// Called for every piece of bytes after a link has sent or received it, on the thread of the transfer. A sent message
+// is one piece; a reply may be several.
 using LinkTrace = std::function<void(TraceDirection, std::string_view bytes)>;
 
-// Keeps what passed while the machine-wide mutex was held, and traces it after the mutex is free: a trace may take any
-// time. Not thread-safe.
+// Stores the bytes that pass while the machine-wide mutex is held. They are traced after the mutex is free, because a
+// trace may take any time. Not thread-safe.
 class HeldTrace {
  public:
-  // An empty trace keeps nothing.
+  // With an empty `trace`, Note stores nothing.
   explicit HeldTrace(LinkTrace trace) : trace_(std::move(trace)) {}
-  // Keeps a copy of the bytes. No bytes are no piece.
+  // Stores a copy of the bytes. Ignores an empty `bytes`.
   void Note(TraceDirection direction, std::string_view bytes) {
     if (!trace_ || bytes.empty()) return;
     if (pieces_.empty() || pieces_.back().first != direction) pieces_.emplace_back(direction, "");
     pieces_.back().second += bytes;
   }
-  // The pieces since the last Take, with neighbours of one direction joined.
+  // Returns the pieces since the last Take. Consecutive pieces of the same direction are joined into one.
   using Pieces = std::vector<std::pair<TraceDirection, std::string>>;
   Pieces Take() { return std::exchange(pieces_, {}); }
   // Calls the trace with each piece, in order. Call it without the mutex.

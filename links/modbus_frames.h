@@ -1,4 +1,5 @@
-// Modbus messages between bytes and values. Pure functions.
+// Conversions between Modbus messages and values. Pure functions. "PDU" (protocol data unit) is a request or reply
+// without slave address and checksum.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 
 namespace ulix::modbus {
 
+// The function codes that this library knows.
 enum Function : std::uint8_t {
   kReadCoils = 1,
   kReadInputs = 2,
@@ -20,57 +22,62 @@ enum Function : std::uint8_t {
   kWriteMultiple = 16,
   kReadAndWrite = 23,
 };
+// A slave that refuses a request answers with the function plus this flag, and an exception code.
 inline constexpr std::uint8_t kExceptionFlag = 0x80;
 enum Exception : std::uint8_t { kIllegalFunction = 1, kIllegalAddress = 2, kIllegalData = 3 };
 
+// Limits of the protocol: registers in one request, and bytes in one PDU.
 inline constexpr std::size_t kMaxRead = 125;
 inline constexpr std::size_t kMaxWritten = 123;
 inline constexpr std::size_t kLongestPdu = 253;
-inline constexpr int kMaxReply = kLongestPdu + 1;  // in a place that holds one with a terminator
+inline constexpr int kMaxReply = kLongestPdu + 1;  // as ReplyPlan::size, which counts a terminator
 
-void AppendWord(std::string& bytes, std::uint16_t value);  // high byte first
+// 16-bit words, high byte first. `bytes` must hold the word at `at`.
+void AppendWord(std::string& bytes, std::uint16_t value);
 std::uint16_t WordAt(std::string_view bytes, std::size_t at);
 
-// Requests without address and check ("protocol data units").
+// Request PDUs of functions 3, 16 and 6. Register addresses count from 0. The caller keeps to kMaxRead and kMaxWritten.
 std::string ReadRequest(std::uint16_t address, std::size_t count);
 std::string WriteRequest(std::uint16_t address, std::span<const std::uint16_t> registers);
 std::string WriteOneRequest(std::uint16_t address, std::uint16_t value);
 
-// The exception code of a reply to `request`; none when the reply is none.
+// The exception code in a reply to `request`. None when the reply is not an exception.
 std::optional<std::uint8_t> ExceptionIn(std::string_view reply, std::string_view request);
-// Fills all of `registers`; false for a reply of any other form or length.
+// Reads the registers of a reply to function 3 and fills all of `registers`. False for a reply of any other form or
+// length.
 bool TakeRegisters(std::string_view reply, std::span<std::uint16_t> registers);
-// Whether a write was confirmed: the reply repeats the request's function, address and count or value.
+// Whether a reply confirms a write: it repeats the function, the address, and the count or value of the request.
 bool Confirms(std::string_view reply, std::string_view request);
 
-// How a reply to a function goes on behind it.
+// The form of a reply after its function code.
 enum class ReplyForm {
   kUnknown,
-  kCounted,  // a count of bytes, then so many bytes: what reads bits or registers
-  kEcho,     // the next four bytes of the request: what only writes
+  kCounted,  // a count, then that number of bytes: replies to functions that read
+  kEcho,     // the next four bytes of the request: replies to functions that only write
 };
 ReplyForm FormOfReply(std::uint8_t function);
-// The count of bytes in the reply to a request whose reply is counted and that has at least kShortestFormed bytes.
+// The count of bytes in the reply to a request. The reply must have the form kCounted, and the request at least
+// kShortestFormed bytes.
 std::uint8_t CountOfReply(std::string_view request);
-inline constexpr std::size_t kShortestFormed = 5;  // bytes of a request whose reply has a known form, at least
+inline constexpr std::size_t kShortestFormed = 5;  // least bytes of a request whose reply has a known form
 
-// A request as a person types it: its bytes in hexadecimal, the function first, with blanks between bytes or without.
-// None for any other text, for a function beyond 1 to 127, and for a request that fits no frame.
+// A request as a person types it: bytes in hexadecimal, the function first, with or without blanks between bytes: "03
+// 0000 0002". None for any other text, for a function outside 1 to 127, and for more than kLongestPdu bytes.
 std::optional<std::string> RequestIn(std::string_view typed);
-// A message as it is shown to a person: "03 02 12 34".
+// A message as it is shown to a person, in hexadecimal: "03 02 12 34".
 std::string HexText(std::string_view message);
 
-// Check of a serial frame: CRC-16, polynomial 0xA001, low byte first on the wire.
+// The checksum of a serial frame: CRC-16 with polynomial 0xA001. Its low byte comes first on the line.
 std::uint16_t Crc16(std::string_view bytes);
-// Address, message and check.
+// A serial frame: slave address, PDU and checksum.
 std::string SerialFrame(std::uint8_t slave, std::string_view pdu);
-// Whole length of a serial reply of which at least three bytes are there; 0 where the form of the reply is unknown.
+// The length in bytes of a serial frame, from its first three or more bytes. 0 when the form of the reply is unknown.
 std::size_t SerialReplyLength(std::string_view start);
 
-// Head of a frame on a network: transaction, protocol 0, length of what follows, slave.
+// The head of a network frame, in bytes: transaction number, protocol 0, length of the rest, slave address.
 inline constexpr std::size_t kNetworkHead = 7;
 std::string NetworkFrame(std::uint16_t transaction, std::uint8_t slave, std::string_view pdu);
-// Whole length of the frame that begins with this head; 0 when it is no Modbus frame.
+// The length in bytes of the network frame that begins with this head. 0 when it is not a Modbus frame.
 std::size_t NetworkFrameLength(std::string_view head);
 
 }  // namespace ulix::modbus

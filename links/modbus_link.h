@@ -1,4 +1,4 @@
-// The link of a Modbus instrument. It is a serial line or a TCP connection: the one that is set when it is opened.
+// The link of a Modbus instrument: a serial line or a TCP connection, whichever is set when the link is opened.
 #pragma once
 
 #include <atomic>
@@ -9,19 +9,19 @@
 
 namespace ulix {
 
-// It owns a link of each kind. The operations of Link go to the one that is open or was open last. Errors, timeouts and
-// threads are those of that link.
+// A Modbus link owns a serial link and a TCP link. Its operations go to the one of the two that is open or was open
+// last. Errors, timeouts and threads are those of that one.
 class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
  public:
   struct Options {
-    const char* name;                     // of the instrument, as Info shows it
-    std::function<std::uint8_t()> slave;  // the slave address that the settings have at present
-    SerialLink::Options line;             // the first of its baud rates is the default
+    const char* name;                     // of the instrument, shown by Info; must outlive the link
+    std::function<std::uint8_t()> slave;  // gives the slave address in the present settings; called on any thread
+    SerialLink::Options line;             // the first of the baud rates is the default
     TcpLink::Options network;
   };
   explicit ModbusLink(Options options);
 
-  // The link of each kind, open or not.
+  // The two links, open or not.
   SerialLink& line() { return line_; }
   TcpLink& connection() { return connection_; }
   // Whether the link that is open, or was open last, is the TCP connection.
@@ -44,18 +44,18 @@ class ModbusLink final : public Link, public LinkParams, public NetworkSetting {
   // "Ethernet:MEMOLOG@10.0.0.7#1" or "COM 5:MEMOLOG#1 (9600 bds)".
   std::string Info(Language language) const override;
   void ResetParams() override;
-  // Kind of link (0 serial, 1 network), the values of the serial line, host, port. Loading takes all values or none.
-  // E_INVALIDARG also for a baud rate that users cannot choose.
+  // Values: kind of link (0 serial, 1 network), those of the serial line, host, port. A load that fails keeps the old
+  // settings. E_INVALIDARG also for a baud rate that users cannot choose.
   void SaveParams(VariantWriter& writer) const override;
   HRESULT LoadParams(VariantReader& reader) override;
 
   // The network address; none while the link is set to the serial line.
   std::optional<NetworkAddress> address() const override;
-  // An address sets the link to the network, none to the serial line, from the next Open on.
+  // Selects the connection of the next Open: the TCP connection with an address, the serial line with none.
   void SetAddress(const std::optional<NetworkAddress>& address) override;
 
  private:
-  // Interrupts the serial line only: a request on a network ends by itself within its timeout.
+  // Interrupts reads of the serial line only. A request on a network ends within its timeout.
   void AddInterruptions(int count) override;
   Link& current() const { return *current_.load(); }
   Link* Chosen();

@@ -1,4 +1,4 @@
-// Where an instrument on Ethernet is.
+// The network address of an instrument.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,8 @@
 namespace ulix {
 
 struct NetworkAddress {
-  std::string host;         // dotted number or host name
-  std::int32_t port = 502;  // that of Modbus
+  std::string host;         // a dotted number or a host name
+  std::int32_t port = 502;  // the TCP port; 502 is that of Modbus
 
   bool operator==(const NetworkAddress&) const = default;
 };

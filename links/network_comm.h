@@ -1,4 +1,4 @@
-// The shared TCP client link of instruments on Ethernet: blocks of bytes out, lines back.
+// A TCP connection to an instrument that is sent blocks of bytes and answers with lines.
 #pragma once
 
 #include <cstdint>
@@ -10,36 +10,39 @@
 
 namespace ulix {
 
-// Threads: it has no lock; the owner lets one thread at a time use it. Errors: the networkCommErr codes; each failure
-// but a partial send stores a text for the owner's error report. After a failed Send or ReceiveString the link stays
-// connected: the owner disconnects and connects again.
+// Threads: there is no lock; the owner lets one thread at a time use a connection.
+//
+// Errors: the networkCommErr codes. Each failure stores an English text in lastErrorText(), except E_INVALIDARG and a
+// partial send. After a failed Send or ReceiveString the connection stays; the owner disconnects and connects again.
 class CNetworkComm {
  public:
-  // `address`: a dotted number or a host name. `port`: a TCP port; only its low 16 bits count. Each wait for the peer
-  // lasts `timeout_seconds` at most; with a negative value every wait fails.
+  // `address` is a dotted number or a host name. `port` is a TCP port, of which the low 16 bits count. Each wait for
+  // the peer lasts at most `timeout_seconds`; with a negative value every wait fails as if the connection were closed.
   CNetworkComm(std::string address, std::int32_t port, std::int32_t timeout_seconds);
   // Copies the settings; the copy is not connected.
   CNetworkComm(const CNetworkComm& other);
   CNetworkComm& operator=(const CNetworkComm&) = delete;
 
-  // Closes a previous connection first. networkCommErrUnableToConnect; how long an attempt may take is the system's own
-  // limit.
+  // Connects, after closing an earlier connection. networkCommErrUnableToConnect on failure. The system's own limit
+  // bounds the attempt.
   HRESULT Connect();
   void Disconnect() { socket_.reset(); }
   bool IsConnected() const { return socket_ != nullptr; }
 
-  // Makes one send of `*length` bytes and stores in `*length` how many were sent, -1 if the system's send failed: S_OK
-  // in both cases, so callers compare. E_INVALIDARG for a negative length, which sends nothing;
-  // networkCommErrUnableToWriteComm after the timeout; networkCommErrConnexClosed without a connection.
+  // Passes `*length` bytes to the system in one send, and stores in `*length` how many it accepted. A failed send
+  // stores -1. The result is S_OK in both cases, so the caller compares the length. E_INVALIDARG for a negative length;
+  // networkCommErrUnableToWriteComm when the peer accepts nothing within the timeout; networkCommErrConnexClosed
+  // without a connection.
   HRESULT Send(const char* data, std::int32_t* length);
-  // Receives one line with its line feed and stores a zero behind it; `*count` is the number of bytes without that
-  // zero. `buffer` must be large enough for the longest line that the instrument sends. The timeout bounds the wait
-  // before each byte. After a failure the buffer has what came, and `*count` is unchanged:
-  // networkCommErrUnableToReadComm after the timeout, networkCommErrConnexClosed when the peer has left.
+  // Receives one line with its line feed, and stores a zero after it. `*count` is the number of bytes without the zero.
+  // `buffer` must hold the longest line that the instrument sends, and the zero. The timeout bounds the wait for each
+  // byte. On failure the buffer holds the bytes that came, and `*count` is unchanged: networkCommErrUnableToReadComm
+  // after the timeout, networkCommErrConnexClosed when the peer has closed the connection.
   HRESULT ReceiveString(char* buffer, std::int32_t* count);
-  // Receives up to `length` bytes; returns how many came before the timeout or the end of the connection.
+  // Receives up to `length` bytes. Returns how many came before the timeout or the end of the connection.
   std::int32_t Receive(char* buffer, std::int32_t length);
 
+  // The text of the last failure; empty before the first one.
   const std::string& lastErrorText() const { return last_error_text_; }
 
  private:

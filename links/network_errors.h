@@ -1,4 +1,4 @@
-// Texts of the network codes, for every control that is reached over Ethernet.
+// The texts of the networkCommErr codes, for all controls with a network link.
 #pragma once
 
 #include <span>

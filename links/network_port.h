@@ -1,4 +1,4 @@
-// A serial port behind a device server on the network.
+// Serial ports behind a serial port server on the network.
 #pragma once
 
 #include <memory>
@@ -9,12 +9,14 @@
 
 namespace ulix {
 
-// The serial port at a URL. Opening it connects to the server. With RFC 2217 the server must confirm every line
-// setting, but not modem lines and flow control. A failure to open says why, in the server's own words where it gives
-// any. A server or a cable that dies is noticed within two seconds: reads then end with kLinkLost.
+// The serial port at a URL; nothing is connected yet. Opening the port connects to the server. With RFC 2217 the server
+// must confirm the baud rate, data bits, parity and stop bits; it need not confirm DTR, RTS and flow control. A failure
+// to open gives the cause, and the server's own text if it sends one. A server or cable that fails later is noticed
+// within two seconds: reads then end with kLinkLost. `location` is what location() returns.
 std::shared_ptr<platform::BoundPort> BindNetworkPort(const PortUrl& url, std::string location);
 
-// The same as platform::ResolvePort, and besides: a location, or the entry of a number in the port map, may be a URL.
+// The same as platform::ResolvePort, except that a location, or the entry of a number in the port map, may also be a
+// URL (links/port_url.h). kNoSuchDevice for a malformed URL.
 platform::PortResolution ResolveSerialPort(const platform::PortAddress& address);
 
 }  // namespace ulix

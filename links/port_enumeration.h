@@ -1,11 +1,12 @@
-// The serial ports of the machine, as hosts list them.
+// The serial ports of the machine by their numbers, for hosts.
 #pragma once
 
 #include <vector>
 
 namespace ulix {
 
-// Fills `ports` with the numbers of the ports found, ascending, at most 256. Returns how many were found.
+// Replaces the content of `ports` by the numbers of the ports found, ascending, at most 256. Returns how many were
+// found.
 int EnumSerialPorts(std::vector<int>& ports);
 
 }  // namespace ulix

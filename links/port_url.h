@@ -15,11 +15,11 @@ struct PortUrl {
   std::uint16_t port = 0;
 };
 
-// Whether the text is meant as a URL and not as a device path.
+// Whether a location is a URL, well-formed or not, and not a device path.
 bool IsUrl(std::string_view location);
 
-// "tcp://HOST:PORT" (the bytes of the connection are the line's) or "rfc2217://HOST:PORT" (the server is told of line
-// settings and purges). An IPv6 address stands in brackets. None for anything else.
+// Parses "tcp://HOST:PORT" (the connection carries the bytes of the line only) or "rfc2217://HOST:PORT" (it also
+// carries line settings and purges). An IPv6 address stands in brackets: "tcp://[::1]:4001". None for any other text.
 std::optional<PortUrl> ParsePortUrl(std::string_view location);
 
 }  // namespace ulix

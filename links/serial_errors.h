@@ -1,4 +1,4 @@
-// Texts of the serial link's codes, for every control that owns such a link.
+// The texts of the serialCommErr codes, for all controls with a serial link.
 #pragma once
 
 #include <span>

@@ -1,5 +1,5 @@
-// The record that a USB link and the helper library share about one device. Plain data, of the same layout on every
-// system: the helper library may be of another compiler.
+// The record of one device, which a USB link and the helper library share. It is plain data with the same layout on
+// every system, because the helper library may come from another compiler.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@
 
 namespace ulix {
 
-// How a device is identified. Zeros mean "not known": the helper library then looks for the instrument.
+// The identity of a device. Zeros mean "not known"; the helper library then looks for the instrument.
 struct UsbIdentity {
   Guid guid;
   std::uint16_t vendor = 0;
@@ -18,9 +18,9 @@ struct UsbIdentity {
   bool operator==(const UsbIdentity&) const = default;
 };
 
-// Before a device is looked for, the record is zero but for the identity that the configuration has. From then on
-// `library` is the helper library's own. A lost device is connected again with the record that it had, by which the
-// library tells it from others of its kind.
+// Before a device is looked up, the record is zero except for the identity in the configuration. From then on only the
+// helper library uses `library`. A lost device is connected again with the same record, so that the helper library can
+// tell the device from others of its kind.
 struct UsbDevice {
   UsbIdentity identity;
   std::array<unsigned char, 4096> library{};

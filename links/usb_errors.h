@@ -1,4 +1,4 @@
-// Texts of the USB link's codes, for every control that owns such a link.
+// The texts of the winUsbCommErr codes, for all controls with a USB link.
 #pragma once
 
 #include <span>

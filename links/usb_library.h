@@ -1,5 +1,5 @@
-// The USB helper library: seven operations on one device, in a library of its own that is loaded while the program
-// runs, from the folder of this very module.
+// The USB helper library: seven operations on one device. It is a separate library, which is loaded at run time from
+// the folder of this module.
 #pragma once
 
 #include <array>
@@ -16,15 +16,15 @@
 
 namespace ulix {
 
-// The result of an operation for a device that the helper library knows by another identifier.
+// The result of an operation on a device that the helper library knows by another identifier.
 inline constexpr HRESULT kUsbBadIdentifier = static_cast<HRESULT>(0x80049302U);
 
-// Directions of transfers, for SetTimeout.
+// The directions of transfers, for UsbLibrary::SetTimeout.
 inline constexpr std::uint32_t kUsbInput = 1;
 inline constexpr std::uint32_t kUsbBothWays = 3;
 
-// The operations, under the names of the library's entry points. A negative result is a failure; of their codes only
-// kUsbBadIdentifier has a meaning here. The caller lets one thread at a time use a device.
+// The operations of the helper library. A negative result is a failure; only kUsbBadIdentifier among the codes has a
+// meaning here. The caller lets one thread at a time use a device.
 class UsbLibrary {
  public:
   virtual ~UsbLibrary() = default;
@@ -32,25 +32,31 @@ class UsbLibrary {
   virtual HRESULT GetInterfaceGuid(UsbDevice& device) = 0;
   // Opens the device that the identity names.
   virtual HRESULT Connect(UsbDevice& device) = 0;
-  // Sends `text`, which ends with a zero. `count` is 0 and becomes the number of bytes that were sent.
+  // Sends `text`, which ends with a zero. `count` is 0 on entry; the library stores the number of bytes sent, or leaves
+  // the 0 if it does not count.
   virtual HRESULT Write(UsbDevice& device, const char* text, std::uint32_t& count) = 0;
-  // Receives one reply. `size` is the size of `buffer` in bytes and becomes the number of bytes that came.
+  // Receives one reply. `size` is the size of `buffer` in bytes on entry, and the number of received bytes on return.
+  // Fails when the timeout is over; bytes that came before may then be in `buffer`, which must be zeroed and have one
+  // byte more than `size`.
   virtual HRESULT Read(UsbDevice& device, char* buffer, std::uint32_t& size) = 0;
+  // Sets the timeout of the transfers in one or both directions (kUsbInput, kUsbBothWays).
   virtual HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t milliseconds) = 0;
   // Discards pending transfers.
   virtual HRESULT Flush(UsbDevice& device) = 0;
+  // Closes the device.
   virtual HRESULT Disconnect(UsbDevice& device) = 0;
 };
 
-// The library, or the system's error code that says why it was not loaded.
+// The library, or the system's error code of the failed load.
 using LoadedUsbLibrary = tl::expected<std::shared_ptr<UsbLibrary>, std::uint32_t>;
 using UsbLibraryLoader = std::function<LoadedUsbLibrary()>;
 
-// Loads the helper library from a folder and looks up its entry points, in the order above. A library that lacks one is
-// unloaded again.
+// Loads the helper library from a folder and looks up its entry points. A library that lacks one of them is unloaded
+// again, and the load fails.
 LoadedUsbLibrary LoadUsbLibrary(const std::filesystem::path& folder);
 
-// The same from the folder of this module, which need not be the host's. It is the default loader of links.
+// The same, from the folder of this module, which may differ from the folder of the host program. Links use this loader
+// by default.
 LoadedUsbLibrary LoadOwnUsbLibrary();
 
 }  // namespace ulix
