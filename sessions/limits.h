@@ -5,10 +5,12 @@
 
 namespace ulix {
 
-inline constexpr int kMaxSyncQueries = 6;  // of one exchange
+// How many sync queries one exchange may send, and how often it may repeat its query after a stray reply.
+inline constexpr int kMaxSyncQueries = 6;
 
-// In read timeouts of the link: how long other replies may come before the expected one, how long a line may take to be
-// quiet for one read timeout, and how long an outstanding reply may take to come.
+// Times in multiples of the link's read timeout. kMaxReadTimeouts: how long an exchange reads other replies before the
+// expected one. kMaxSilenceTimeouts: how long it waits for the line to be silent for one read timeout.
+// kDrainReadTimeouts: how long an outstanding reply may still come.
 inline constexpr std::uint32_t kMaxReadTimeouts = 5;
 inline constexpr std::uint32_t kMaxSilenceTimeouts = 3;
 inline constexpr std::uint32_t kDrainReadTimeouts = 10;

@@ -1,4 +1,4 @@
-// The registers of one Modbus slave, within one exchange.
+// Access to the registers of one Modbus slave, within one exchange.
 #pragma once
 
 #include <cstdint>
@@ -16,27 +16,34 @@ struct ModbusRefusalCodes {
   HRESULT data;
 };
 
-// Register numbers are protocol addresses, from 0. Errors: the link's codes; the three codes above for exception
-// replies; the link's code for an unread reply for any other exception. Used on the thread of the exchange.
+// Register numbers are protocol addresses and count from 0. Errors: the link's codes; for the exceptions 1 to 3 the
+// codes above; for any other exception the link's code for an unread reply. Use an object only within its exchange and
+// on the thread of that exchange.
 //
-// A client of the remote Modbus server component would be another framer. The codes of its failures to open have texts
-// already (kNoModbusServer, kAccessRights).
+// Exchange([&](Conversation& talk) {
+// ModbusRegisters slave(talk, kRefusals);
+// std::array<std::uint16_t, 2> words{};
+// return slave.ReadHolding(100, words);
+// });
+//
+// A link to a remote Modbus server component does not exist yet. Its failures to open already have texts
+// (kNoModbusServer, kAccessRights).
 class ModbusRegisters {
  public:
   ModbusRegisters(Conversation& talk, const ModbusRefusalCodes& refusals) : talk_(talk), refusals_(refusals) {}
 
-  // The timeout of the next requests, in milliseconds; 0: the link's.
+  // Sets the timeout of the next requests, in milliseconds. 0: that of the link.
   void SetTimeout(std::uint32_t read_ms) { read_ms_ = read_ms; }
 
-  // Function 3. E_INVALIDARG for none or more than 125 registers.
+  // Reads registers with function 3. E_INVALIDARG for no register or more than 125.
   HRESULT ReadHolding(std::uint16_t address, std::span<std::uint16_t> registers);
-  // Function 16. E_INVALIDARG for none or more than 123 registers.
+  // Writes registers with function 16. E_INVALIDARG for no register or more than 123.
   HRESULT WriteMultiple(std::uint16_t address, std::span<const std::uint16_t> registers);
-  // Function 3 and function 6 for one register.
+  // Read one register with function 3, and write one with function 6.
   Expected<std::uint16_t> ReadOne(std::uint16_t address);
   HRESULT WriteOne(std::uint16_t address, std::uint16_t value);
 
-  // The link's code for a reply that did not come or that makes no sense.
+  // The link's code for a reply that did not come or cannot be read.
   HRESULT Unread() const { return talk_.Unread(); }
 
  private:

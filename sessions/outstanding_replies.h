@@ -1,4 +1,4 @@
-// The replies that may still come: those to queries that were sent and whose reply was not seen.
+// Outstanding replies: those to queries that were sent and whose reply was not received. They may still come.
 #pragma once
 
 #include <cstddef>
@@ -7,29 +7,31 @@
 
 namespace ulix {
 
-// The kinds into which a session can sort replies. Ambiguous replies look alike, so the session cannot see which query
-// one answers. A sync reply is recognised by its text. Where frames show the form of their query, each form is a kind
+// The kinds of replies that a session can tell apart. Ambiguous replies look alike: the session cannot see which query
+// they answer. A sync reply is recognised by its text. Where a reply shows the form of its query, each form is a kind
 // of its own, from kFirstForm up.
 enum class ReplyKind : std::uint32_t { kAmbiguous = 0, kSync = 1, kFirstForm = 2 };
 
-// An instrument answers in order, so a reply shows that no reply to an earlier query will come. If several queries of
-// its kind are outstanding, the reply counts for the first of them.
+// An instrument answers in order. So when a reply comes, no reply to an earlier query can follow. If several queries of
+// its kind are outstanding, the reply counts for the first of them. Not thread-safe: used under the exchange lock.
 class OutstandingReplies {
  public:
   OutstandingReplies() { runs_.reserve(kRoom); }
 
-  // A query that expects a reply of this kind was sent. Allocates nothing, so that none is forgotten.
+  // Records a sent query that expects a reply of this kind. Allocates no memory, so that it cannot fail.
   void OnSent(ReplyKind kind);
-  // A reply of this kind came. It settles all that was sent before the first query of this kind, and that query too. An
-  // ambiguous reply may be noise or half of a reply, so it never settles an ambiguous query.
+  // Records a received reply of this kind. It settles the first query of this kind and all queries before it. An
+  // ambiguous reply may be noise or half of a reply, so it settles only the queries before the first ambiguous one, and
+  // not that one.
   void OnReceived(ReplyKind kind);
   void Clear() { runs_.clear(); }
 
   bool empty() const { return runs_.empty(); }
   bool Expects(ReplyKind kind) const;
-  // The kind of the first outstanding reply. Not to be called when empty.
+  // The kind of the first outstanding reply. Must not be called when empty.
   ReplyKind front() const { return runs_.front().kind; }
-  // Whether there are too many for another query, after many of alternating kinds on a mute line. A handshake goes on.
+  // Whether the list is too long for another query. This happens after many unanswered queries of alternating kinds. A
+  // handshake is sent all the same; MakeRoom then shortens the list.
   bool full() const { return runs_.size() >= kMaxRuns; }
 
  private:
@@ -41,7 +43,7 @@ class OutstandingReplies {
     ReplyKind kind;
     std::size_t count;
   };
-  std::vector<Run> runs_;  // neighbours differ in kind, so there are two of any kind only with another between
+  std::vector<Run> runs_;  // neighbouring runs differ in kind
 };
 
 }  // namespace ulix

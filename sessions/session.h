@@ -1,5 +1,5 @@
-// The session between a driver and its link. It makes sure that a query gets its own reply, from the instrument that
-// was identified at Connect.
+// The session between a driver and its link. It ensures that each query gets its own reply, and that the reply comes
+// from the instrument that was identified at Connect.
 #pragma once
 
 #include <atomic>
@@ -27,77 +27,84 @@ class Conversation;
 enum class SessionState {
   kClosed,     // never opened, or closed by the host
   kOpen,       // the link is open; the host has not connected
-  kInSync,     // connected, and no reply is outstanding: the next reply belongs to the next query
+  kInSync,     // connected, and no reply is outstanding: the next reply answers the next query
   kOutOfSync,  // replies to earlier queries may still come
-  kLost,       // the device is gone; each exchange tries once to reconnect
+  kLost,       // the device is gone; each exchange makes one attempt to reconnect
 };
 
-// A query whose reply cannot be taken for another query's. It brings a line that is out of sync in sync again: the
-// session sends it and throws away every reply before its own.
+// A sync query: its reply cannot be mistaken for the reply to another query. When a line is out of sync, the session
+// sends the sync query and discards every reply before the sync reply. Then the line is in sync again.
 struct SyncQuery {
-  std::string_view query;      // empty: the model has none, and a line that is out of sync is drained
-  int trailing_lines = 0;      // lines that follow its reply and belong to it
-  std::string_view alternate;  // a query with another reply; needed where replies to `query` are values too
-  // No reply of this instrument has been recognised yet. If none is, the line is drained.
+  std::string_view query;      // empty: the model has none, and the session drains the line instead
+  int trailing_lines = 0;      // further lines of the sync reply
+  std::string_view alternate;  // a query with another reply; needed if a value can look like the sync reply
+  // Whether it is not known yet that this instrument's sync reply can be recognised. If it is not recognised, the
+  // session drains the line.
   bool assumed = false;
 };
 
-// What a session asks of the instrument's driver.
+// The part of a driver that its session calls, under the exchange lock.
 class SessionPeer {
  public:
   virtual ~SessionPeer() = default;
-  // The handshake, after Connect opened the link and after each reconnection. A driver that identifies the instrument
-  // passes the identification to Conversation::Admit before it sends anything that changes the instrument. False: the
-  // instrument answered, but refused to say what it is. After false and after a failure the link is closed again.
+  // Performs the handshake after Connect has opened the link, and after each reconnection. A driver that identifies the
+  // instrument passes the identification to Conversation::Admit before it sends anything that changes the instrument.
+  // False: the instrument answered but refused to identify itself. After false and after a failure the session closes
+  // the link.
   virtual Expected<bool> StartSession(Conversation& talk) = 0;
-  // Called before Disconnect closes the link. Failures are ignored.
+  // Called before Disconnect closes the link. Failures of its exchanges are ignored.
   virtual void EndSession(Conversation&) {}
+  // The sync query with the present settings.
   virtual SyncQuery sync_query() const { return {}; }
-  // Whether a line, up to its first zero byte, ends with a reply to the sync query. A reply that stopped midway may
-  // stand before it in the same line.
+  // Whether a line, up to its first zero byte, ends with a sync reply. The start of another reply that stopped midway
+  // may precede it in the same line.
   virtual bool IsSyncReply(std::string_view) const { return false; }
 };
 
-// Resynchronisation. An exchange leaves a reply outstanding when its reply did not come, stopped midway, or made no
-// sense: that reply may still come at any time, and could be taken for the next query's. Before the next value is
-// accepted the session sends the sync query and throws away all that comes before its reply. Without a sync query, or
-// where its reply turned out not to be recognisable, the session drains the line for ten read timeouts. An exchange in
-// sync sends no byte for this.
+// Resynchronisation. An exchange leaves a reply outstanding when the reply did not come, stopped midway, or could not
+// be read. That reply may still come at any time, and could be taken for the reply to the next query. So the session
+// sends the sync query before it accepts the next value, and discards everything before the sync reply. Without a sync
+// query, or when the sync reply turned out not to be recognisable, the session drains the line: it discards what comes
+// until ten read timeouts have passed since the failure. Each exchange drains for one read timeout at most, and fails
+// until the time is over. An exchange on a line that is in sync sends no extra byte.
 //
-// Reconnection. A device that vanishes closes the link. Each later exchange tries once to open the same device again,
-// and repeats the handshake where the host had connected. Until that succeeds exchanges give the link's code for a lost
-// device. An instrument with another identification than at Connect is refused with the model's code; so is every
-// exchange from then on, until the host connects anew.
+// Reconnection. When the device vanishes, the session closes the link. Each later exchange makes one attempt to open
+// the same device again, and repeats the handshake if the host had connected. Until this succeeds, exchanges fail with
+// the code of Link::CodeWhileLost. An instrument whose identification differs from the one at Connect is refused with
+// the model's code. From then on every exchange fails with that code, until the host calls Connect again.
 //
-// Any thread may call any member. The link and the peer outlive the session; the session closes the link at its end.
+// Threads: any thread may call any member. The link and the peer must outlive the session. The destructor closes the
+// link.
 class Session {
  public:
   struct Options {
     Clock* clock = &SystemClock();
-    std::uint32_t timeout_ms = 0;  // milliseconds; if not 0, it replaces all timeouts, also those of single replies
-    std::uint32_t read_ms = 0;     // milliseconds, for the open link; 0 keeps the link's own
-    std::uint32_t write_ms = 0;    // the same
-    int open_attempts = 1;         // of Open and Connect, a second apart
-    std::function<void(int attempt)> on_open_retried;  // called when not the first attempt opened the link
+    std::uint32_t timeout_ms = 0;  // milliseconds; if not 0, replaces all other timeouts, also those of single replies
+    std::uint32_t read_ms = 0;     // read timeout of the open link, in milliseconds; 0 keeps the link's own
+    std::uint32_t write_ms = 0;    // write timeout, in the same way
+    int open_attempts = 1;         // how often Open and Connect try to open the link, one second apart
+    // Called when a later attempt than the first one opened the link, with its number.
+    std::function<void(int attempt)> on_open_retried;
   };
   Session(Link& link, std::unique_ptr<Framer> framer, SessionPeer& peer, Options options);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Opens the link and sends nothing. S_OK also when it was open; on failure the link's code.
+  // Opens the link and sends nothing. S_OK when it is already open; on failure the link's code. A lost link is
+  // reconnected.
   HRESULT Open();
   bool IsOpen() const { return link_.IsOpen(); }
-  // Opens the link and runs the handshake. False for an instrument that refused to say what it is. The link is closed
-  // after false and after a failure, whose code is the link's or the model's.
+  // Opens the link and performs the handshake. False when the instrument refused to identify itself. A failure has a
+  // code of the link or of the model. After false and after a failure the link is closed.
   Expected<bool> Connect();
-  // Ends the session at the instrument and closes the link. Interrupts the exchange of another thread, and returns
-  // after that exchange has ended.
+  // Calls SessionPeer::EndSession and closes the link. Interrupts an exchange of another thread, and waits for its end.
   void Disconnect();
-  // S_OK, or the code that an exchange would fail with because the device is gone. Sends nothing and does not wait.
+  // Whether the device is present: S_OK, or the code with which an exchange would fail because the device is gone. S_OK
+  // also during an exchange of another thread, which notices a loss itself. Sends nothing and does not wait.
   HRESULT Presence();
-  // Between the two calls no exchange waits for the instrument: one under way fails soon, as with a mute instrument.
-  // Calls nest.
+  // Between these two calls no exchange waits for the instrument. An exchange in progress fails soon, as with an
+  // instrument that does not answer. Calls nest.
   void InterruptWaits();
   void ResumeWaits();
   // Whether another thread is in the middle of an exchange.
@@ -106,16 +113,19 @@ class Session {
   SessionState state() const { return state_; }
   SessionStatistics statistics() const;
 
-  // Runs `body`, which makes one query with its reply or a sequence that belongs together, alone on the link. The
-  // exchange lock is held meanwhile. It is not recursive: `body` uses the conversation that it is given and calls no
-  // member of the session. When the link is closed, or the device cannot be reconnected, `body` is not run and the
-  // result is the code of that failure.
+  // Runs `body` alone on the link, under the exchange lock. `body` makes one query with its reply, or a sequence that
+  // belongs together. The lock is not recursive: `body` uses the conversation that it is given and calls no member of
+  // the session. When the link is closed, or the device cannot be reconnected, `body` does not run, and the result is
+  // the code of that failure.
+  //
+  // const Expected<std::string> reply =
+  // session.Exchange([](Conversation& talk) { return talk.Query("MEAS?", {.size = 80}); });
   template <typename Body>
   auto Exchange(Body&& body) -> std::invoke_result_t<Body, Conversation&>;
 
  private:
   friend class Conversation;
-  // Raises a flag while it lives.
+  // Sets a flag during its lifetime.
   class Raised {
    public:
     explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
@@ -172,93 +182,100 @@ class Session {
 
   mutable platform::Mutex exchange_mutex_;
   std::atomic<SessionState> state_ = SessionState::kClosed;
-  std::atomic<int> interruptions_ = 0;  // while there are any, exchanges stop trying again
+  std::atomic<int> interruptions_ = 0;  // while above 0, exchanges make no further attempts
 
   // Guarded by exchange_mutex_.
-  bool connected_ = false;  // the host connected and did not disconnect since
-  // During StartSession and EndSession. Their exchanges are not held up to bring the line in sync, which an instrument
-  // that was switched off cannot always do before its handshake.
+  bool connected_ = false;  // between a successful Connect and Disconnect
+  // During StartSession and EndSession. Their exchanges do not resynchronise first, because an instrument that was
+  // switched off may need its handshake before it answers a sync query.
   bool shaking_hands_ = false;
   bool whole_ = false;                         // during a body of Conversation::Whole
-  bool redone_ = false;                        // that body runs again, because of a stray reply
+  bool redone_ = false;                        // that body runs again after a stray reply
   bool stray_ = false;                         // a reply in that body answered another query
-  std::optional<std::string> identification_;  // as the handshake admitted it
-  std::optional<HRESULT> refused_;             // the code, once another instrument came back in place of this one
+  std::optional<std::string> identification_;  // as admitted in the handshake
+  std::optional<HRESULT> refused_;             // the code, after another instrument has answered a reconnection
   OutstandingReplies outstanding_;
-  MonotonicTime drain_until_{};  // after it no outstanding reply comes any more
-  bool only_drains_ = false;     // an assumed sync reply was not recognised; until the line is in sync again
+  MonotonicTime drain_until_{};  // after this time no outstanding reply can come
+  bool only_drains_ = false;     // an assumed sync reply was not recognised; cleared when in sync
   SessionCounters counters_;
 };
 
-// What a driver makes of the reply to a command.
+// What a driver concludes from the reply to a command.
 struct Verdict {
   HRESULT code;
-  bool own_reply;  // false for one that may be another command's: the line is out of sync then
+  bool own_reply;  // false: the reply may belong to another command; the line is then out of sync
 };
 
-// What the body of an exchange may do on the link. Failures are the link's codes. It is used on the thread of the
-// exchange and is gone when the exchange ends.
+// The operations of the body of an exchange. Failures are the link's codes. A conversation is used on the thread of its
+// exchange, and ends with the exchange.
 class Conversation {
  public:
   explicit Conversation(Session& session) : session_(session) {}
   Conversation(const Conversation&) = delete;
   Conversation& operator=(const Conversation&) = delete;
 
-  // A command that has no reply.
+  // Sends a command that has no reply.
   HRESULT Send(std::string_view command) { return session_.Send(command); }
-  // Several, to the first that fails.
+  // Sends commands without replies, up to the first that fails.
   HRESULT SendEach(std::initializer_list<std::string_view> commands);
-  // Throws away what was received unasked, sends the query, and reads its reply. If a reply is outstanding, it first
-  // brings the line in sync.
+  // Discards bytes that came unasked, sends the query, and reads its reply. If a reply is outstanding, the session
+  // first resynchronises the line.
   Expected<std::string> Query(std::string_view query, const ReplyPlan& plan) { return session_.Query(query, plan); }
-  // The same for a reply that is a text for people and ends at its first zero byte, such as an identification. `part`,
-  // if given, finds the text in the reply; a reply in which it finds none is the link's code for an unread reply.
+  // The same for a reply that is a text, such as an identification: it ends at its first zero byte. `part`, if given,
+  // returns the wanted part of the reply. If that part is empty, the result is the link's code for an unread reply.
   using TextPart = std::string_view (*)(std::string_view reply);
   Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan, TextPart part = nullptr);
-  // The result of `parse` for the reply. If `parse` fails with the link's code for an unread reply, or with
-  // `unreadable`, the reply cannot be one to this query, and the line is out of sync.
+  // Makes the query and returns what `parse` makes of the reply. If `parse` fails with the link's code for an unread
+  // reply, or with `unreadable`, the reply cannot be the one to this query, and the line is out of sync.
+  //
+  // talk.Query("MEAS?", kPlan, [](const std::string& reply) { return ParseReading(reply); });
   template <typename Parse>
   auto Query(std::string_view query, const ReplyPlan& plan, Parse&& parse, HRESULT unreadable = S_OK)
       -> std::invoke_result_t<Parse, std::string>;
-  // Sends a command and gives the reply to `judge`, which returns a Verdict. The result is the verdict's code, or that
-  // of a reply that did not come.
+  // Sends a command and passes its reply to `judge`, which returns a Verdict. The result is the code of the verdict, or
+  // the link's code if no reply came.
   template <typename Judge>
   HRESULT Command(std::string_view command, const ReplyPlan& plan, Judge&& judge);
-  // The same for a query that a person typed, with the reply as it is shown to one (Framer::MessageOf, TextOf).
-  // E_INVALIDARG for a text that is no message. Where replies are lines, nothing is known of this one, and the line is
-  // out of sync afterwards.
+  // Makes a query that a person typed, and returns the reply as it is shown to a person (Framer::MessageOf, TextOf).
+  // E_INVALIDARG for a text that is not a message. Where replies are lines, the session cannot check this one, and
+  // marks the line as out of sync.
   Expected<std::string> QueryTyped(std::string_view typed);
-  // Sends a typed command and reads no reply. E_INVALIDARG as above.
+  // Sends a typed command and reads no reply. E_INVALIDARG as above. Where every message has a reply (Modbus on a
+  // serial line), this reply is then outstanding.
   HRESULT SendTyped(std::string_view typed);
-  // A further line of the reply. The link's code for an unread reply when none comes, or an empty one.
+  // Reads a further line of the reply. If no line or an empty one comes, the result is the link's code, and the line is
+  // out of sync.
   Expected<std::string> ReadReply(const ReplyPlan& plan) { return session_.ReadReply(plan); }
-  // Throws away what has come.
+  // Discards bytes that were received and not read.
   void DiscardInput() { session_.framer_->Discard(); }
-  // For a driver that knows that the last reply answered another query, or that a reply is still to come.
+  // Marks the line as out of sync. For a driver that knows that the last reply answered another query, or that a reply
+  // is still to come.
   void MarkOutOfSync() { session_.MarkOutOfSync(ReplyKind::kAmbiguous); }
-  // Runs `body`, a sequence of queries. If a reply in it answered another query, the line is brought in sync and all of
-  // `body` is run again.
+  // Runs `body`, a sequence of queries. If one of the replies answered another query, the session resynchronises the
+  // line and runs all of `body` again, up to six times in all. After the last one the result is the link's code for an
+  // unread reply.
   template <typename Body>
   HRESULT Whole(Body&& body);
-  // Within Whole: the last reply cannot be one to its query, so it answered another query. If the same happens in the
-  // second run, the reply is taken as it is.
+  // Within Whole: says that the last reply cannot be the one to its query. `body` then runs again. Has no effect in
+  // later runs: if the same reply comes again, it is the instrument's answer.
   void NoteStray() { session_.NoteStray(); }
   // Waits for `duration` after the written bytes have had their time on the line.
   void Pause(Milliseconds duration);
-  // For the handshake. S_OK at Connect, and after a reconnection if the identification is the one of Connect. Otherwise
-  // the result is `other_instrument`, and every exchange fails with that code until the host connects anew.
+  // For the handshake: compares the identification with the one at Connect. S_OK at Connect, and after a reconnection
+  // if they are the same. Otherwise the result is `other_instrument`, and every exchange fails with that code until the
+  // host calls Connect again.
   HRESULT Admit(const std::string& identification, HRESULT other_instrument) {
     return session_.Admit(identification, other_instrument);
   }
   Milliseconds read_timeout() const { return session_.link_.read_timeout(); }
-  // The link's code for a reply that did not come or made no sense.
+  // The link's code for a reply that did not come or cannot be read.
   HRESULT Unread() const { return session_.Unread(); }
 
  private:
   Session& session_;
 };
 
-// The result of an exchange that came to nothing.
+// A failure code as the result type of an exchange.
 template <typename Result>
 Result FailureAs(HRESULT code) {
   if constexpr (std::is_same_v<Result, HRESULT>) {

@@ -1,4 +1,4 @@
-// Text over a USB device: one transfer a reply.
+// The framer of USB devices that exchange texts: one transfer for each reply.
 #pragma once
 
 #include "links/usb_link.h"
@@ -6,23 +6,23 @@
 
 namespace ulix {
 
-// Each message is one transfer, and so is each reply of usual length (links/usb_link.h). The link's timeout applies to
-// every reply, whatever the plan says.
+// Each message is one transfer, and so is each reply of up to UsbLink::kReplySize bytes. The link's timeout applies to
+// every reply; the plan has no influence.
 class UsbFramer final : public Framer {
  public:
   UsbFramer(UsbLink& link, Clock& clock) : link_(link), clock_(clock) {}
 
   LinkOutcome Send(std::string_view message) override { return link_.Send(message); }
-  // One transfer. cut() tells whether the reply goes on in another one.
+  // Receives one transfer. cut() says whether the reply continues in another one.
   Reply Receive(const ReplyPlan&) override;
-  // A whole reply, however many transfers it takes, within five read timeouts.
+  // Receives a whole reply, in any number of transfers, within five read timeouts.
   Reply ReceiveAny(const ReplyPlan&) override;
   LinkOutcome Discard() override { return link_.Discard(); }
-  // Nothing comes unasked from a device whose line is in sync.
+  // Does nothing, because a USB device sends nothing unasked.
   void Prepare() override {}
   bool DiscardWithin(Milliseconds time) override;
   bool cut() const override { return link_.cut(); }
-  // Within five read timeouts.
+  // Waits for five read timeouts at most.
   bool SkipRest() override;
   bool HasPart() const override { return link_.HasPart(); }
 
