@@ -1,4 +1,4 @@
-// Every model that the library drives.
+// The catalogue: every model that the library supports.
 #pragma once
 
 #include <span>
@@ -8,12 +8,13 @@
 
 namespace ulix {
 
+// A model: its constants, and the function that makes its driver.
 struct CatalogueEntry {
   const ModelCard* card;
   DriverFactory create;
 };
 
-// Each model's room defines its own.
+// Each model's folder defines kEntry in driver.cc.
 #define ULIX_MODEL(model)             \
   namespace model {                   \
   extern const CatalogueEntry kEntry; \
@@ -21,9 +22,10 @@ struct CatalogueEntry {
 #include "drivers/models.def"
 #undef ULIX_MODEL
 
+// All entries, in the order of drivers/models.def.
 std::span<const CatalogueEntry> Catalogue();
 
-// The entry of a model word, any case; null when there is none.
+// The entry of a model id such as "kelvo10", in upper or lower case. Null when there is none.
 const CatalogueEntry* FindModel(std::string_view word);
 
 }  // namespace ulix

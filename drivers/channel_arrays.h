@@ -1,4 +1,4 @@
-// The last reading of a channel, and the four arrays of results of the interface.
+// The last reading of a channel, and the arrays in which hosts receive readings.
 #pragma once
 
 #include <cstddef>
@@ -14,10 +14,10 @@ namespace ulix {
 
 struct GroupChannel {
   ChannelId id = 0;
-  float value = 0.0F;       // With an error or with Doubt::kNoValue: the value of an earlier reading.
+  float value = 0.0F;       // With an error or Doubt::kNoValue this is the value of an earlier reading.
   HRESULT error = S_OK;     // 0 when the last reading succeeded.
   Date time = 0.0;          // Local time; 0 until the first reading.
-  MonotonicTime read_at{};  // Begin of the last reading's scan. The local time would not do: it can be set back.
+  MonotonicTime read_at{};  // Start of the last reading's scan, on a clock that is never set back.
   Doubt doubt = Doubt::kNone;
 };
 

@@ -1,11 +1,11 @@
-// Texts that several models have in common: one wording each.
+// Texts that several models share.
 #pragma once
 
 #include "base/text.h"
 
 namespace ulix {
 
-// Units as they are shown, the degree sign as one byte.
+// Units as they are shown. The degree sign is one byte of Windows-1252.
 inline constexpr const char* kCelsiusText =
     "\xB0"
     "C";
@@ -13,11 +13,11 @@ inline constexpr const char* kFahrenheitText =
     "\xB0"
     "F";
 
-// Of what is switched on or off.
+// Texts of settings that are on or off.
 inline constexpr LocalizedText kOnText = {"on", "oui"};
 inline constexpr LocalizedText kOffText = {"off", "non"};
 
-// Of errors.
+// Texts of errors.
 inline constexpr LocalizedText kNegativeAcknowledge = {"Device Negative Acknowledge",
                                                        "Acquittement négatif de l'appareil"};
 inline constexpr LocalizedText kSetPointOutOfRange = {"Setpoint temperature is out of range",

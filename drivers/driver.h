@@ -1,4 +1,5 @@
-// What the core knows of an instrument: one driver has one session on one link, and one configuration record.
+// The interface between the core and the driver of a model. A driver has one session on one link, and one configuration
+// record.
 #pragma once
 
 #include <atomic>
@@ -24,7 +25,7 @@ namespace ulix {
 struct Reading {
   HRESULT code = S_OK;
   float value = 0.0F;
-  Doubt doubt = Doubt::kNone;  // with kNoValue, S_OK comes without a value
+  Doubt doubt = Doubt::kNone;  // with kNoValue the code is S_OK, but there is no value
 };
 
 inline Reading ReadingOf(const Expected<float>& value) {
@@ -34,31 +35,40 @@ inline Reading ReadingOf(const Expected<Measured>& measured) {
   return measured ? Reading{S_OK, measured->value, measured->doubt} : Reading{.code = measured.error()};
 }
 
-// A limit of a channel, in the channel's unit. With LimitNo there is none.
+// An alarm limit of a channel, in the channel's unit. LimitNo: there is no limit.
 struct ChannelLimit {
   float value = 0.0F;
   eLimitLevel level = LimitNo;
 };
 
-// A channel of the model's table as the instrument is set, or as it said.
+// The properties of a channel with the present settings, or as the instrument reported them.
 struct ChannelTraits {
-  bool offered = true;  // false: the instrument does not have it
-  bool on = true;       // false: it has it, and it does not measure
-  std::string unit;     // empty: none, or not known
-  int resolution = kUnknownResolution;
+  bool offered = true;                  // false: the instrument does not have the channel
+  bool on = true;                       // false: the channel is switched off
+  std::string unit;                     // empty: no unit, or not known
+  int resolution = kUnknownResolution;  // decimals to show
   std::array<ChannelLimit, 2> limits;
 };
 
-// What an instrument has besides channels; null for what it has not.
+// What an instrument has besides channels. Null for what it does not have.
 struct Facilities {
   RecordedMemory* memory = nullptr;
   ProgramTransfer* program = nullptr;
   SetPointForwarding* set_point_forwarding = nullptr;
 };
 
-// Members that use the link may be called from several threads: each whole exchange (query and reply, or a sequence
-// that belongs together) is one Session::Exchange. Failures are the link's codes and those of the model's card. None of
-// them looks whether the host has connected: the core does.
+// Threads: members that use the link may be called from several threads. Each exchange (a query and its reply, or a
+// sequence that belongs together) is one Session::Exchange and holds the exchange lock. Errors: the codes of the link
+// and of the model. No member checks whether the host has connected; the core checks it.
+//
+// Ownership: the core owns the driver. The driver owns its link, its session and its settings. The card must outlive
+// the driver.
+//
+// A driver overrides StartSession and sync_query of SessionPeer, and the virtual members below:
+//
+// Reading MyDriver::ReadChannel(ChannelId id) {
+// return ReadingOf(Exchange([&](Conversation& talk) { return talk.Query("MEAS?", kPlan, ParseReading); }));
+// }
 class Driver : protected SessionPeer {
  public:
   Driver(const ModelCard& card, Wire wire, Facilities facilities = {});
@@ -72,11 +82,11 @@ class Driver : protected SessionPeer {
   Link& link() { return *link_; }
   const Link& link() const { return *link_; }
 
-  // As of the session and the link.
+  // The same as the members of Session with these names.
   HRESULT OpenLink() { return session_.Open(); }
   bool LinkIsOpen() const { return session_.IsOpen(); }
   Expected<bool> Connect() { return session_.Connect(); }
-  // Traces what the session counted.
+  // The same as Session::Disconnect; also writes the session's counters to the trace.
   void Disconnect();
   HRESULT Presence() { return session_.Presence(); }
   void InterruptWaits() { session_.InterruptWaits(); }
@@ -84,68 +94,70 @@ class Driver : protected SessionPeer {
   bool IsBusy() const { return session_.IsBusy(); }
   SessionState state() const { return session_.state(); }
   SessionStatistics statistics() const { return session_.statistics(); }
-  // What the user is to be told of the last connection although it is no failure; once.
+  // A warning about the last connection, which was not a failure. Each warning is returned once.
   std::optional<TextId> TakeWarning();
 
-  // The reply to the identification query, as it came; E_NOTIMPL for an instrument that has no such query.
+  // Asks the instrument for its identification. E_NOTIMPL for an instrument without such a query.
   virtual Expected<std::string> Identify() { return Failure(E_NOTIMPL); }
-  // What the instrument says of its version.
+  // Asks the instrument for its version.
   virtual Expected<std::string> DeviceVersion() { return Identify(); }
 
-  // Both succeed where the instrument has no configuration to be told or asked.
+  // Sends the configuration record to the instrument. S_OK for an instrument that takes none.
   virtual HRESULT SendCfg() { return S_OK; }
-  // Changes the record only when all of it was read. Of an instrument whose channels are its own affair: asks it which
-  // ones it has.
+  // Reads the configuration record from the instrument. The record changes only when all of it was read. If the
+  // instrument decides which channels it has, asks for its channels. S_OK for an instrument that cannot be asked.
   virtual HRESULT ReadCfg() { return S_OK; }
 
-  // E_INVALIDARG for a channel that cannot be read (written).
+  // Read a channel, and write a value to it in the channel's unit. E_INVALIDARG for a channel that cannot be read or
+  // written.
   virtual Reading ReadChannel(ChannelId) { return {.code = E_INVALIDARG}; }
   virtual HRESULT WriteChannel(ChannelId, float) { return E_INVALIDARG; }
 
-  // A query as a person typed it, and the reply as it is shown to one: text as it is, Modbus messages in hexadecimal.
-  // E_INVALIDARG for a text that is no message.
+  // Makes a query that a person typed, and returns the reply as it is shown to a person: a text as it is, a Modbus
+  // message in hexadecimal. E_INVALIDARG for a text that is not a message.
   Expected<std::string> RawQuery(std::string_view query);
-  // The same of a command that has no reply.
+  // The same for a command that has no reply.
   HRESULT RawCommand(std::string_view command);
 
-  // Start and stop what the instrument does by itself, such as temperature control or scans of its own. S_OK where it
-  // has no such command.
+  // Start and stop what the instrument does by itself, such as temperature control or its own scans. S_OK for an
+  // instrument without such commands.
   virtual HRESULT Run() { return S_OK; }
   virtual HRESULT Stop() { return S_OK; }
 
-  // Of a channel that the model has.
+  // The name of a channel, in Windows-1252. `id` must be in the model's table.
   virtual std::string ChannelName(ChannelId id) const { return card_.channels[id].name; }
-  // As in the card, unless the driver knows better; asked for channels that the model has.
+  // The properties of a channel; by default those in the card. `id` must be in the model's table. Sends nothing.
   virtual ChannelTraits DescribeChannel(ChannelId id) const;
 
-  // Whether the instrument has this channel of its model's table, the way it is set.
+  // Whether the instrument, with its present settings, has this channel of the model's table.
   bool OffersChannel(ChannelId id) const { return DescribeChannel(id).offered; }
-  // Whether such a channel is switched on.
+  // Whether the channel is offered and switched on.
   bool IsChannelOn(ChannelId id) const { return TraitsOf(id).on; }
-  // Asks the instrument which channels it has, where that is up to the instrument.
+  // Asks the instrument which channels it has, if the instrument decides that.
   HRESULT RefreshChannels() { return card_.channels_in_instrument ? ReadCfg() : S_OK; }
-  // Of an unknown channel, or one that is not offered: the unit is "", the resolution 6, and there is no limit.
+  // Unit, resolution (decimals) and alarm limit number `index` of a channel. For an unknown channel, or one that is not
+  // offered: "", 6 and no limit.
   std::string ChannelUnit(ChannelId id) const { return TraitsOf(id).unit; }
   int ChannelResolution(ChannelId id) const { return TraitsOf(id).resolution; }
   ChannelLimit Limit(ChannelId id, int index) const;
 
-  // Null for what the instrument has not. The driver owns them.
+  // What the instrument has besides channels; null for what it does not have. The driver owns the objects.
   RecordedMemory* memory() const { return facilities_.memory; }
   ProgramTransfer* program() const { return facilities_.program; }
   SetPointForwarding* set_point_forwarding() const { return facilities_.set_point_forwarding; }
 
  protected:
   Session& session() { return session_; }
-  // One exchange (sessions/session.h).
+  // Runs one exchange (Session::Exchange).
   template <typename Body>
   auto Exchange(Body&& body) {
     return session_.Exchange(std::forward<Body>(body));
   }
-  // An exchange of one query for a text.
+  // Makes one query for a text, in an exchange of its own.
   Expected<std::string> AskText(std::string_view query, const ReplyPlan& plan);
-  // A handshake that ended with the code.
+  // The result of a handshake that ended with this code.
   static Expected<bool> Started(HRESULT result) { return Failed(result) ? Failure(result) : Expected<bool>(true); }
-  // Keeps a warning for TakeWarning. A second one replaces the first.
+  // Stores a warning for TakeWarning. It replaces an earlier one.
   void Warn(TextId warning) { warning_ = static_cast<int>(warning); }
 
  private:
@@ -160,7 +172,7 @@ class Driver : protected SessionPeer {
   Session session_;
 };
 
-// While it lives, a driver's waits end.
+// Interrupts a driver's waits during its lifetime.
 class WaitInterruption {
  public:
   explicit WaitInterruption(Driver& driver) : driver_(driver) { driver_.InterruptWaits(); }
@@ -172,9 +184,10 @@ class WaitInterruption {
   Driver& driver_;
 };
 
+// Makes a driver; the caller owns it.
 using DriverFactory = std::unique_ptr<Driver> (*)(DriverServices services);
 
-// The factory of a driver's class.
+// The factory of a driver class.
 template <typename T>
 std::unique_ptr<Driver> MakeDriver(DriverServices services) {
   return std::make_unique<T>(std::move(services));

@@ -1,5 +1,6 @@
-// A driver whose instrument says what it is. The same question starts a session, shows after a reconnection that the
-// instrument is still the one of Connect, and brings a line in sync again, since its reply cannot be another's.
+// The base of drivers whose instrument can identify itself. The identification query has three uses. It starts a
+// session. After a reconnection it shows whether the instrument is still the one of Connect. It is the sync query,
+// because no other reply looks like an identification.
 #pragma once
 
 #include <string>
@@ -9,28 +10,30 @@
 
 namespace ulix {
 
-// How an instrument is asked what it is. The texts outlive the driver.
+// The identification query. Its texts must outlive the driver.
 struct IdentityQuery {
-  std::string_view query;    // empty: the host does not want to know which instrument it is
+  std::string_view query;    // empty: the settings switch identification off
   ReplyPlan reply;           // how its reply is read
-  HRESULT other_instrument;  // the code for another model, and for another instrument than the one of Connect
-  // How the reply begins: another reply that stopped midway may stand before it. Empty where that is not known.
+  HRESULT other_instrument;  // the code for another model, or another instrument than at Connect
+  // The start of the identification. Another reply that stopped midway may precede it in the line. Empty if the start
+  // is not known.
   std::string_view start = {};
-  // The identification in a reply; null: all of the reply. A reply without one is the link's code for an unread reply.
+  // Finds the identification in a reply. Null: it is the whole reply. A reply without one gives the link's code for an
+  // unread reply.
   Conversation::TextPart text = nullptr;
-  int trailing_lines = 0;           // as SyncQuery::trailing_lines
-  std::string_view alternate = {};  // as SyncQuery::alternate
+  int trailing_lines = 0;           // see SyncQuery::trailing_lines
+  std::string_view alternate = {};  // see SyncQuery::alternate
 };
 
 class IdentifiedDriver : public Driver {
  public:
   using Driver::Driver;
 
-  // Asks the instrument, in an exchange of its own.
+  // Asks for the identification, in an exchange of its own.
   Expected<std::string> Identify() override;
 
  protected:
-  // As the record is set.
+  // The query with the present settings. Called on any thread.
   virtual IdentityQuery identity_query() const = 0;
   // Whether an identification is one of this model.
   virtual bool IsModel(std::string_view identification) const = 0;
@@ -39,8 +42,8 @@ class IdentifiedDriver : public Driver {
   SyncQuery sync_query() const override;
   bool IsSyncReply(std::string_view reply) const override;
 
-  // Asks, checks the model, and admits the instrument. `other_instrument` for another model, or another instrument than
-  // the one of Connect.
+  // Asks for the identification, checks the model, and admits the instrument. IdentityQuery::other_instrument for
+  // another model, or another instrument than the one of Connect.
   Expected<std::string> CheckIdentity(Conversation& talk);
 };
 

@@ -1,4 +1,4 @@
-// Tables of instruments whose channels are many and alike: numbered names, and the same settings for each.
+// Tables for instruments with many similar channels: numbered names, and the same settings for each channel.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 
 namespace ulix {
 
-// A measured channel for each name. The names outlive the rows.
+// One input channel for each name. The names must outlive the rows.
 template <std::size_t kCount, std::size_t kSize>
 constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<NumberedTextOf<kSize>, kCount>& names) {
   std::array<ChannelRow, kCount> rows{};
@@ -18,16 +18,16 @@ constexpr std::array<ChannelRow, kCount> NumberedInputs(const std::array<Numbere
   return rows;
 }
 
-// One setting that every channel has: a small code, or a text. Each is a stored value of its own.
+// One setting that every channel has: a small code, or a text. Each is stored as a value of its own.
 struct ChannelField {
-  const char* key;      // behind "channel.12."
-  LocalizedText label;  // behind the channel's own
-  unsigned bits;        // of the code; 0 for a text
+  const char* key;      // the part after "channel.12."
+  LocalizedText label;  // the part after "Channel 12"
+  unsigned bits;        // of a code; 0 for a text
   std::span<const EnumLabel> words;
   std::uint32_t initial = 0;
 };
 
-// The keys and labels of every channel's fields, which the rows point to.
+// The keys and labels of every channel's fields. The rows point to these texts.
 template <const auto& kFields, std::size_t kCount>
 struct ChannelFieldTexts {
   using OfField = std::array<NumberedText, kCount>;
@@ -43,8 +43,8 @@ struct ChannelFieldTexts {
   static constexpr auto kFrench = Make("Voie ", [](const ChannelField& field) { return field.label.fr; });
 };
 
-// Puts the rows of `kCount` channels into a table from `first` on, a channel's fields together, stored in that order
-// from the number `first` on.
+// Fills rows of a table, from row `first` on, with the fields of `kCount` channels: all fields of the first channel,
+// then those of the next one. The stored values have the same numbers as the rows.
 template <const auto& kFields, std::size_t kCount, std::size_t kRows>
 constexpr void PutChannelSettings(std::array<SettingRow, kRows>& rows, std::size_t first) {
   using Texts = ChannelFieldTexts<kFields, kCount>;

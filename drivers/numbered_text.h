@@ -1,4 +1,4 @@
-// Names and keys of numbered things ("CH0", "CH1", ...), made when the program is compiled, for rows of tables.
+// Numbered names and keys ("CH0", "CH1", ...) for rows of tables, made at compile time.
 #pragma once
 
 #include <array>
@@ -7,12 +7,13 @@
 
 namespace ulix {
 
-// Zero-terminated.
+// A zero-terminated text in an array.
 template <std::size_t kSize>
 using NumberedTextOf = std::array<char, kSize>;
 using NumberedText = NumberedTextOf<64>;
 
-// `before`, the number from 0 to 9999, `after`. Does not compile where it does not fit.
+// The text `before`, the number (0 to 9999) and the text `after`, joined. Does not compile if the result is longer than
+// the array.
 template <std::size_t kSize = 64>
 consteval NumberedTextOf<kSize> NumberText(std::string_view before, std::size_t number, std::string_view after) {
   NumberedTextOf<kSize> text{};
@@ -29,7 +30,7 @@ consteval NumberedTextOf<kSize> NumberText(std::string_view before, std::size_t 
   return text;
 }
 
-// One for each number from `first`.
+// kCount such texts, with the numbers from `first` on.
 template <std::size_t kCount, std::size_t kSize = 64>
 consteval std::array<NumberedTextOf<kSize>, kCount> NumberTexts(std::string_view before, std::string_view after = {},
                                                                 std::size_t first = 0) {

@@ -1,4 +1,4 @@
-// What an instrument with a program of its own offers: the program between the instrument and a file.
+// The transfer of an instrument's program between the instrument and a file.
 #pragma once
 
 #include <cstdint>
@@ -10,26 +10,27 @@
 
 namespace ulix {
 
-// How a person is asked for a program file.
+// The texts with which a person is asked for a program file.
 struct ProgramFileKind {
-  LocalizedText title;  // of the question
-  LocalizedText files;  // what such files are called
-  const char* pattern;
-  const char* setting;  // key of the setting that keeps the file last selected
+  LocalizedText title;  // title of the dialog
+  LocalizedText files;  // the name of such files
+  const char* pattern;  // "*.p90"
+  const char* setting;  // key of the setting that holds the file selected last
 };
 
-// Paths are the system's. Each code is one of the model's card or of its link.
+// Paths are in the system's encoding. Errors: codes of the model and of its link. Send and Read return kCancelled when
+// `progress` asks to stop.
 class ProgramTransfer {
  public:
   virtual ~ProgramTransfer() = default;
   virtual const ProgramFileKind& file_kind() const = 0;
-  // Whether a file chosen by a person is one of the model's, by its first bytes.
+  // Whether the file is a program of this model, as its first bytes say: S_OK, or the model's code.
   virtual HRESULT Check(const std::string& path) = 0;
-  // How many records a file has, if all of it can be sent.
+  // The number of records in a file. Fails if any part of the file could not be sent.
   virtual Expected<std::uint32_t> CountRecords(const std::string& path) = 0;
-  // The file into the instrument. Nothing is sent of a file that is not whole and right.
+  // Sends the file to the instrument. If the file is incomplete or wrong, nothing is sent.
   virtual HRESULT Send(const std::string& path, const Progress& progress) = 0;
-  // The instrument's program into the file, which is put in place only when whole.
+  // Reads the instrument's program into the file. The file is replaced only after the whole program was read.
   virtual HRESULT Read(const std::string& path, const Progress& progress) = 0;
 };
 

@@ -1,4 +1,4 @@
-// What a logger with recorded memory blocks offers.
+// The recorded memory of a logger, in blocks.
 #pragma once
 
 #include <cstdint>
@@ -11,19 +11,19 @@
 
 namespace ulix {
 
-// Blocks have ids from 0 to this.
+// Block ids go from 0 to this number.
 inline constexpr std::uint32_t kLastMemBlock = 99;
 
 struct MemBlockStatus {
-  std::uint32_t size = 0;  // as programmed
-  std::uint32_t records = 0;
+  std::uint32_t size = 0;     // capacity in records, as programmed
+  std::uint32_t records = 0;  // content, in records
   bool recording = false;
 };
 
-// What one cycle of acquisition leaves in a block; zeros when that cannot be said.
+// What one acquisition cycle writes into a block. Zeros when not known.
 struct MemBlockCycle {
-  std::uint32_t records = 0;
-  std::uint32_t period = 0;
+  std::uint32_t records = 0;  // per cycle
+  std::uint32_t period = 0;   // of a cycle, in the unit of the program's measuring times
 };
 
 struct MemBlockRead {
@@ -31,29 +31,29 @@ struct MemBlockRead {
   bool cancelled = false;
 };
 
-// The next stored measurements, oldest first. A failure stops the read. Called with no lock held; `records` is reused
-// after the call.
+// Receives the next records, oldest first. A failure stops the read. Called on the reading thread with no lock held;
+// `records` is reused after the call.
 using TakeRecords = std::function<HRESULT(const ChannelArrays& records)>;
 
-// Ids are known to be in range.
+// Errors: codes of the model and of its link. Block ids must be between 0 and kLastMemBlock.
 class RecordedMemory {
  public:
   virtual ~RecordedMemory() = default;
 
-  // From the logger's program, which is asked for when the link is open and the program is not known yet; without
-  // either there are no blocks.
+  // These three take their results from the logger's program. If the program is not known yet and the link is open,
+  // they read it from the logger. Without a program there are no blocks.
   virtual Expected<std::vector<std::uint32_t>> Blocks() = 0;
   virtual Expected<std::uint32_t> BlockSize(std::uint32_t block) = 0;
   virtual Expected<MemBlockCycle> CyclePeriod(std::uint32_t block) = 0;
-  // Whether the program, as far as it is known, has any.
+  // Whether the program has blocks, as far as known. Sends nothing.
   virtual bool HasBlocks() const = 0;
 
   virtual Expected<MemBlockStatus> Status(std::uint32_t block) = 0;
-  // The newest records, at most `most` of them; all for 0. Frees whatever it holds of the logger also when it fails or
-  // is asked to stop.
+  // Reads the newest records, at most `most` of them; 0 reads all. Releases the logger's memory also after a failure or
+  // a stop.
   virtual Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
                                       const Progress& progress) = 0;
-  // The `count` oldest records; all for 0, and for more than there are.
+  // Clears the `count` oldest records. 0, or more than there are, clears all.
   virtual HRESULT Clear(std::uint32_t block, std::uint32_t count) = 0;
 };
 

@@ -1,4 +1,4 @@
-// An instrument whose set points can go to an object of the host in place of the line.
+// Set points that go to an object of the host instead of the instrument's line.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,16 @@
 
 namespace ulix {
 
-// The host's own object for its controller, given the configured address as it stands and degrees Celsius. What it
-// returns is what the write returns. Called on the thread that writes, with no lock held; several threads may call at
-// once.
+// The host's object for its own controller. It gets the configured address unchanged, and the set point in degrees
+// Celsius. Its result is the result of the write. It is called on the writing thread, with no lock held; several
+// threads may call it at once.
 using SetPointObject = std::function<HRESULT(std::uint32_t address, float degrees)>;
 
 class SetPointForwarding {
  public:
   virtual ~SetPointForwarding() = default;
-  // At any time, from any thread; an empty one takes the object away. Without one, such writes are E_NOTIMPL.
+  // Sets the object, at any time and from any thread. An empty function removes it. Without an object such writes give
+  // E_NOTIMPL.
   virtual void SetObject(SetPointObject object) = 0;
 };
 
