@@ -1,5 +1,5 @@
-// Pages for people: one HTML file that needs nothing else, for a screen and for A4. Texts are UTF-8 and are escaped
-// here.
+// HTML pages for people, on a screen and on A4 paper. A page is one file that needs no other file. Texts are UTF-8, and
+// these functions escape them.
 #pragma once
 
 #include <string>
@@ -12,9 +12,9 @@ namespace ulix {
 
 enum class CellKind {
   kText,
-  kNumber,   // to the right, unbroken
-  kOneLine,  // unbroken
-  kBad,      // a number that is to be noticed
+  kNumber,   // aligned to the right, never broken over lines
+  kOneLine,  // never broken over lines
+  kBad,      // a number that must catch the eye, such as a failure
 };
 
 struct HtmlCell {
@@ -23,17 +23,19 @@ struct HtmlCell {
 };
 using HtmlRow = std::vector<HtmlCell>;
 
-// From the document's type to the beginning of its body. Rows and pictures stay whole on paper, headings with what they
-// head; a table has its head on each of its pages. `more_style` is added to the style sheet.
+// The start of a page, from the document type to the start of the body. On paper, rows and pictures are not split over
+// pages, a heading stays with the text after it, and a table repeats its head on each page. `more_style` is appended to
+// the style sheet.
 std::string PageStart(const std::string& title, Language language, const std::string& more_style = {});
+// The end of a page.
 std::string PageEnd();
 
-// "<p class=\"note\">text</p>" with a line's end; without a class where none is given.
+// An element with a text, and a line end: "<p class=\"note\">text</p>\n". Without a class if `css_class` is empty.
 std::string HtmlElement(const std::string& name, const std::string& text, const std::string& css_class = {});
 
 class HtmlTable {
  public:
-  // Of more columns than a page has room for in its usual size it is set smaller.
+  // A table with these column heads. A table with many columns gets a smaller font, so that it fits the page.
   explicit HtmlTable(const HtmlRow& head);
   void Add(const HtmlRow& row);
   std::string Html() const;
@@ -42,7 +44,7 @@ class HtmlTable {
   std::string html_;
 };
 
-// Labels and what there is to say under them; a label with nothing to say is left out. Empty without any.
+// A list of labels and their texts. Pairs with an empty text are left out. Empty when all are.
 std::string HtmlFacts(const std::vector<std::pair<std::string, std::string>>& facts);
 
 }  // namespace ulix

@@ -1,4 +1,4 @@
-// What identifications have in common.
+// What the identifications of instruments have in common.
 #pragma once
 
 #include <string>

@@ -5,7 +5,7 @@
 
 namespace ulix {
 
-// Why a value that is valid by the instrument's protocol may not be the measured one.
+// Why a value that the instrument's protocol allows may not be the measured one.
 enum class Doubt : std::uint8_t {
   kNone,
   kNoNumber,  // The reply holds no number; the protocol prescribes 0.

@@ -14,10 +14,10 @@ struct DecimalPrefix {
   std::size_t length;
 };
 
-// Reads the decimal number at the start of `text`: leading blanks, a sign, digits with an optional point, an optional
-// exponent. Text after the number is ignored: "12.5 V" gives 12.5 and a length of 4. Empty without a number; "nan",
-// "inf" and hexadecimal digits are not numbers. A number too large for a double gives the largest double, one too small
-// gives 0.
+// Reads the decimal number at the start of `text`: optional blanks, an optional sign, digits with an optional point, an
+// optional exponent. Text after the number is ignored: "12.5 V" gives 12.5 and a length of 4. Empty without a number;
+// "nan", "inf" and hexadecimal digits are not numbers. A number too large for a double gives the largest double, one
+// too small gives 0.
 std::optional<DecimalPrefix> ParseDecimalPrefix(std::string_view text);
 
 // The number that is the whole of `text`; empty when anything follows it.

@@ -35,7 +35,8 @@ std::optional<FieldNumber> ParseField(std::string_view field, const FieldForm& f
 std::optional<float> ParseFloatField(std::string_view field, const FieldForm& form = {});
 std::optional<double> ParseDoubleField(std::string_view field, const FieldForm& form = {});
 
-// Whether a number stands for no value: SCPI tells of an overload by 9.9E37 of either sign, and of no value by 9.91E37.
+// Whether a number stands for "no value". SCPI instruments send 9.9E37 of either sign for an overload, and 9.91E37 for
+// a missing value.
 bool IsOverload(double value);
 
 // Whether a text has no control characters except blanks and line ends. A zero byte is a control character.

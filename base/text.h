@@ -49,7 +49,7 @@ inline std::string WithValues(std::string text, std::initializer_list<std::strin
 std::vector<std::string_view> SplitFields(std::string_view text, char separator);
 // The words of `text`: the parts between any of `separators`, without empty parts.
 std::vector<std::string_view> SplitWords(std::string_view text, std::string_view separators);
-// Empty where there are fewer.
+// The field at index `at`; empty if there are fewer fields.
 inline std::string_view FieldAt(std::span<const std::string_view> fields, std::size_t at) {
   return at < fields.size() ? fields[at] : std::string_view();
 }

@@ -25,8 +25,8 @@ struct ControlState {
   Clock& clock;
   ChannelTable channels;
   EventSinks sinks;
-  platform::Mutex
-      write_mutex;  // Held while a value is written: from the change of its record to the instrument's reply.
+  // Held while a value is written: from the change of its record to the instrument's reply.
+  platform::Mutex write_mutex;
 };
 
 // The state that a group shares with its threads.
@@ -76,7 +76,7 @@ class RunState {
   bool report_forced_ = false;                // Guarded by mutex_.
 };
 
-// The threads of one run. An immediate read of a stopped group is a run with a scan thread only.
+// The threads of one run of a group. An immediate read of a stopped group is a run with a scan thread only.
 class GroupRun {
  public:
   GroupRun(std::shared_ptr<ControlState> control, std::shared_ptr<GroupState> group);
@@ -88,7 +88,7 @@ class GroupRun {
   void StartScan();
   bool HasTimer() const;
   RunState& state() { return *state_; }
-  // Why the threads end. Trace lines name it.
+  // Why the threads end; trace lines name the reason.
   enum class Ending { kStop, kImmediateRead };
   // Tells the threads to end and waits at most a second for each. A thread that does not end in time is left behind.
   // Inside an event of this run it does not wait. May be called again, on any thread.

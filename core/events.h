@@ -116,7 +116,6 @@ class EventSinks {
   // False when the cookie is not (or no longer) in use.
   bool Unadvise(std::uint32_t cookie) { return sinks_.Remove(cookie); }
   // Calls an event of each sink: Fire(&EventSink::Progress, 100).
-
   template <typename... Parameters, typename... Arguments>
   void Fire(void (EventSink::*event)(Parameters...), const Arguments&... arguments) const {
     sinks_.ForEach([&](const auto& sink) { ((*sink).*event)(arguments...); });

@@ -80,12 +80,12 @@ class Instrument {
   HRESULT InstrType(std::string* type);
   // A fixed placeholder of the published interface.
   HRESULT GetCfgText(std::string* text);
-  // The link in words: "COM 5:KELVO10 (9600 bds , 8 Data Bits , ...)".
+  // The one-line summary of the link: "COM 5:CMX310 (9600 bds , 8 Data Bits , ...)" for a serial line.
   HRESULT GetCommInfo(std::string* info);
   // A number of the published interface, from the model card.
   HRESULT ExplKeyNum(std::int16_t* number);
-  // The text of a code, long or short. A code that is neither the control's nor its link's gives an empty text and sets
-  // `unknown` to 1.
+  // The text of a code, long or short. For a code that is neither the control's nor its link's, the text is empty and
+  // `unknown` is 1.
   HRESULT GetErrorText(HRESULT error, bool short_text, std::int32_t* unknown, std::string* text);
 
   // --- link and instrument ---
@@ -96,7 +96,7 @@ class Instrument {
   HRESULT Connect();
   // Stops all groups, ends the session and closes the link. Ends the waits of other threads. Always S_OK.
   HRESULT Disconnect();
-  // Whether the host is connected. A lost link changes nothing here; CheckPresence sees it.
+  // Whether the host is connected. This stays 1 after the link is lost; CheckPresence tells of the loss.
   HRESULT IsConnected(std::int32_t* connected);
   // The instrument's identity. Empty on failure.
   HRESULT Identify(std::string* identification);
@@ -130,9 +130,9 @@ class Instrument {
   HRESULT OutChans(std::vector<ChannelId>* channels);
   // The last value, error and time of each channel. Nothing is sent to the instrument.
   HRESULT GetChansVals(std::span<const ChannelId> channels, ChannelArrays* arrays);
-  // Reads one channel now, on the calling thread, and gives its record. The call lasts as long as the exchange; no
-  // group takes part, and no event is fired. A failed reading is in the record, as in the record of a scan.
-  // E_INVALIDARG for a channel that cannot be read.
+  // Reads one channel now, on the calling thread, and returns its record. The call waits for the exchange. No group
+  // takes part and no event is fired. The error of a failed reading is in the record, as after a scan. E_INVALIDARG for
+  // a channel that cannot be read.
   HRESULT ReadChan(ChannelId channel, GroupChannel* record);
   // Writes output channels, in channel units. A value that is not a finite number gives E_INVALIDARG. An input gives
   // the model's code. SetChansVals checks all values and ids before it sends the first one; it stops at the first
@@ -203,6 +203,8 @@ class Instrument {
   // The block's number, counted from 1.
   HRESULT GetMemBlockName(std::int32_t block, std::string* name);
   HRESULT GetMemBlockSize(std::int32_t block, std::uint32_t* size);
+  // What one acquisition cycle writes: its records, and its period in the unit of the logger's program. Zeros when the
+  // program does not say.
   HRESULT GetMemBlockCyclePeriod(std::int32_t block, std::uint32_t* cycle_records, std::uint32_t* cycle_period);
 
   // === Beyond the automation interface ===
@@ -253,8 +255,8 @@ class Instrument {
   platform::OpenFailure LinkFailure() const;
   // Whether this machine has what the link needs, such as a USB helper library: S_OK, or the code of what is missing.
   HRESULT CheckLink();
-  // Whether the device is still on its line: S_OK, or the code that a reading would fail with. Sends nothing and does
-  // not wait.
+  // Whether the device is still connected: S_OK, or the code with which a reading would fail. S_OK also during an
+  // exchange of another thread, which notices a loss itself. Sends nothing and does not wait.
   HRESULT CheckPresence();
   // The instrument's network address; none while it is on a serial line. E_NOTIMPL for a model without a network link.
   HRESULT GetNetworkAddress(std::optional<NetworkAddress>* address);
@@ -275,7 +277,7 @@ class Instrument {
   HRESULT SetSerialParams(const SerialParams& params);
   // Whether the instrument has the channel with its present settings: some models can be set to several instruments.
   bool OffersChannel(ChannelId channel) const;
-  // Whether it has the channel and the channel is switched on.
+  // Whether the instrument has the channel and the channel is switched on.
   bool IsChannelOn(ChannelId channel) const;
   // The sinks of this instrument. They are kept until they are unadvised.
   EventSinks& events();
