@@ -17,21 +17,21 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kOpenWait{60'000};
-constexpr milliseconds kPollPeriod{50};  // of what has no event: the end, a line that is back
-constexpr milliseconds kTurnWait{1000};  // then it is looked whether to stop, and the turn is asked for again
+constexpr milliseconds kPollPeriod{50};  // for `stop` and for a device that is back, which have no event
+constexpr milliseconds kTurnWait{1000};  // between checks of `stop`
 constexpr milliseconds kReopenPeriod{300};
 constexpr milliseconds kMaxLeaveWait{1000};
 constexpr std::uint32_t kServedReceiveQueue = 4096;
 constexpr std::uint32_t kServedTransmitQueue = 4096;
 constexpr platform::SerialTimeouts kTimeouts = {.read_ms = 50, .write_ms = 50};
-// A client that sends faster than the line goes is read no further.
+// When this much waits for the line, no more is read from the client.
 constexpr std::size_t kMaxToLine = 65536;
-// In place of a byte that arrived damaged: a value with it in its midst is no number.
+// Replaces a byte that arrived damaged, so that a value with this byte is not a valid number.
 constexpr char kDamagedByte = '\0';
 
 }  // namespace
 
-// A turn at the machine's serial traffic, where the client does not take one itself.
+// Holds the machine-wide lock of serial traffic, unless the client holds it itself.
 class LineServer::Turn {
  public:
   explicit Turn(LineServer& server)
@@ -104,7 +104,7 @@ void LineServer::Serve(platform::ByteEndpoint& endpoint, const std::atomic<bool>
   if (port_) PassToLine();
 }
 
-// Sees whether another client has come, or the last one has left.
+// Notices when a client has come or left.
 void LineServer::NoteClient() {
   const platform::EndpointClient now = endpoint_->client();
   if (now.number == client_.number) return;
@@ -115,7 +115,7 @@ void LineServer::NoteClient() {
   StartClient();
 }
 
-// What the client before has left on the line is none of this one's.
+// Clears what the client before has left.
 void LineServer::StartClient() {
   to_line_.clear();
   damaged_ = false;
@@ -151,7 +151,7 @@ void LineServer::PassToLine() {
   if (written.outcome == IoOutcome::kLinkLost) LoseLine();
 }
 
-// Also without a client, so that a device that went is noticed.
+// Runs also without a client, so that a lost device is noticed.
 void LineServer::PassToClient() {
   const Turn turn(*this);
   if (!turn) return;
@@ -164,7 +164,7 @@ void LineServer::PassToClient() {
   if (got.outcome == IoOutcome::kLinkLost || !port_->IsPresent()) LoseLine();
 }
 
-// The client is let go without a word: it would take words for the instrument's.
+// The client is disconnected without a text, because it would take a text for a reply of the instrument.
 void LineServer::LoseLine() {
   port_.reset();
   to_line_.clear();
@@ -187,7 +187,7 @@ void LineServer::SetRefusal(const std::string& to_all) {
   endpoint_->SetRefusal({.busy = options_.busy_words, .closed = to_all});
 }
 
-// Some drivers, and every pseudo terminal, discard what has not left when the port is closed or set.
+// Some drivers and all pseudo terminals discard bytes that have not left when the port is closed or configured.
 void LineServer::LetOutputLeave() const {
   const auto last = steady_clock::now() + kMaxLeaveWait;
   if (port_) std::this_thread::sleep_until(std::min(wire_free_, last));

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kLongestTypedNumber = 79;
 constexpr unsigned kMaxDigits = 15;
 
-// The separator's byte, or this when the system has not been asked.
+// `cached_separator` holds the separator's byte, or kNotAsked until the system was asked.
 constexpr int kNotAsked = -1;
 std::atomic<int> cached_separator = kNotAsked;
 
@@ -60,7 +60,7 @@ double ParseLocalNumber(const std::string& text, double maximum, double minimum)
 
 std::optional<double> TypedNumber(const std::string& text) {
   const std::optional<double> value = ParseDecimal(FromLocalDecimal(text, '.'));
-  // What is too large for a double reads as the largest.
+  // ParseDecimal gives the largest double for a number that is too large.
   return value && std::abs(*value) < std::numeric_limits<double>::max() ? value : std::nullopt;
 }
 

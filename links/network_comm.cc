@@ -41,7 +41,7 @@ HRESULT CNetworkComm::Connect() {
   return S_OK;
 }
 
-// Leaves the text of a wait that ended without a byte.
+// Stores a text when the wait ends without a byte.
 platform::SocketWait CNetworkComm::AwaitReadable() {
   const auto wait =
       socket_ ? socket_->AwaitReadable(std::chrono::seconds(timeout_seconds_)) : platform::SocketWait::kFailed;
@@ -56,7 +56,7 @@ HRESULT CNetworkComm::Send(const char* data, std::int32_t* length) {
       socket_ ? socket_->AwaitWritable(std::chrono::seconds(timeout_seconds_)) : platform::SocketWait::kFailed;
   if (wait == platform::SocketWait::kTimedOut) return Fail(networkCommErrUnableToWriteComm, kNotSent);
   if (wait == platform::SocketWait::kFailed) return Fail(networkCommErrConnexClosed, kClosed);
-  // Success whatever was sent, on purpose: owners compare the length with what they asked for.
+  // Deliberate: success whatever was sent. Callers compare the length with the one they asked for.
   *length = socket_->Send({data, static_cast<std::size_t>(*length)});
   return S_OK;
 }
@@ -70,7 +70,7 @@ HRESULT CNetworkComm::ReceiveByte(char* byte) {
   return count < 0 ? Fail(networkCommErrConnexClosed, kNotReceived) : S_OK;
 }
 
-// Byte by byte, so that what stands behind the line feed is left for the next line.
+// Reads byte by byte, so that bytes after the line feed stay for the next line.
 HRESULT CNetworkComm::ReceiveString(char* buffer, std::int32_t* count) {
   std::int32_t filled = 0;
   buffer[0] = '\0';
@@ -86,7 +86,7 @@ HRESULT CNetworkComm::ReceiveString(char* buffer, std::int32_t* count) {
 std::int32_t CNetworkComm::Receive(char* buffer, std::int32_t length) {
   std::int32_t received = 0;
   while (received < length) {
-    // Waited for twice, on purpose: the second wait decides.
+    // Deliberate: waits twice, as published. The second wait counts.
     if (AwaitReadable() != platform::SocketWait::kReady) return received;
     if (AwaitReadable() != platform::SocketWait::kReady) return received;
     const int count = socket_->Receive({buffer + received, static_cast<std::size_t>(length - received)});

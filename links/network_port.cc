@@ -27,27 +27,28 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kConnectWait{5000};
-// A server that has no room for another client says so at once and closes.
+// A server that accepts no further client sends a text at once and closes the connection.
 constexpr milliseconds kRefusalWait{50};
-constexpr milliseconds kAnswerWait{1000};       // of a server, to a setting
-constexpr milliseconds kNegotiationWait{3000};  // to the first offers: it may still be busy with its last client
+constexpr milliseconds kAnswerWait{1000};  // for the server's answer to a setting
+constexpr milliseconds kNegotiationWait{
+    3000};  // for the answer to the first offers; the server may still be busy with its last client
 constexpr milliseconds kCloseWait{300};
 constexpr milliseconds kSettleTime{100};
-constexpr milliseconds kFenceWait{500};  // and to a purge
-// Waits are cut into slices no longer than this, so that one can be interrupted.
+constexpr milliseconds kFenceWait{500};  // for the answer to a purge
+// A wait is cut into slices of at most this time, so that it can be interrupted.
 constexpr milliseconds kMaxSlice{200};
 constexpr std::size_t kMaxRefusalText = 200;
 
-// A connection as a serial port: what its bytes mean is up to the two kinds of it.
+// A connection as a serial port. The two derived classes encode and decode its bytes.
 class NetworkPort : public platform::SerialPort {
  public:
   explicit NetworkPort(std::unique_ptr<StreamSocket> socket) : socket_(std::move(socket)) {}
 
-  // A connection that is closed with bytes unread is reset, and the server may drop the last command with it: its end
-  // is awaited.
+  // Waits until the server has closed the connection too. Closing with unread bytes would reset the connection, and the
+  // server might then drop the last command.
   ~NetworkPort() override {
     if (lost_) return;
-    // Servers empty their line's buffer when a client leaves: the last command needs its time there.
+    // Servers discard the output of a client that leaves, so the last command gets time to leave first.
     std::this_thread::sleep_until(last_write_ + kSettleTime);
     socket_->FinishSending();
     std::array<char, 256> rest;
@@ -103,7 +104,7 @@ class NetworkPort : public platform::SerialPort {
   // Whether anything came from the server.
   bool has_answered() const { return answered_; }
 
-  // Whether the server closed the connection at once; what it said then, if anything.
+  // The server's text if it closed the connection at once; may be empty. None if the connection is open.
   std::optional<std::string> Refusal() {
     const auto end = steady_clock::now() + kRefusalWait;
     while (!lost_ && AwaitMore(end).outcome == IoOutcome::kComplete && received_.size() < kMaxRefusalText) {
@@ -116,7 +117,7 @@ class NetworkPort : public platform::SerialPort {
 
  protected:
   virtual std::string Encoded(std::string_view data) = 0;
-  // Appends what is data among the bytes.
+  // Appends the data in `bytes` to `data`.
   virtual void Decode(std::string_view bytes, std::string& data) = 0;
 
   IoResult SendAll(std::string_view bytes, steady_clock::time_point end) {
@@ -135,7 +136,7 @@ class NetworkPort : public platform::SerialPort {
     return {IoOutcome::kComplete, count, 0};
   }
 
-  // Until something has come, of whatever kind.
+  // Waits until anything has come from the server.
   IoResult AwaitMore(steady_clock::time_point end) {
     for (;;) {
       if (lost_) return Lost(0);
@@ -148,7 +149,7 @@ class NetworkPort : public platform::SerialPort {
     }
   }
 
-  // Takes what is there, waiting at most that long for it; whether there was anything.
+  // Receives the bytes that are there, or waits up to `wait` for the first ones. Whether there were any.
   bool ReceiveSome(milliseconds wait = milliseconds(0)) {
     std::array<char, 4096> buffer;
     const int count = lost_ ? 0 : wait.count() > 0 ? socket_->ReceiveWithin(buffer, wait) : socket_->Receive(buffer);
@@ -158,7 +159,7 @@ class NetworkPort : public platform::SerialPort {
     return count > 0;
   }
 
-  // Throws away what has come; whether anything did, or a reply is outstanding.
+  // Discards received bytes. Whether there were any, or a read was incomplete, so that more may follow.
   bool Discard() {
     ReceiveSome();
     const bool stale = !received_.empty() || unfinished_;
@@ -167,7 +168,7 @@ class NetworkPort : public platform::SerialPort {
     damaged_ = false;
     return stale;
   }
-  // The server says that a byte arrived damaged: what came with it is no reply.
+  // The server has reported a damaged byte: the bytes around it are not a valid reply.
   void NoteDamage() { damaged_ = true; }
   void ForgetReceived() { received_.clear(); }
   bool lost() const { return lost_; }
@@ -201,16 +202,16 @@ class NetworkPort : public platform::SerialPort {
 
   std::unique_ptr<StreamSocket> socket_;
   platform::SerialTimeouts timeouts_;
-  std::string received_;  // data that were not read yet
+  std::string received_;  // data that was not read yet
   steady_clock::time_point last_write_{};
   bool lost_ = false;
   bool damaged_ = false;
   bool answered_ = false;
-  bool unfinished_ = true;  // a read ended without all of its bytes since the last purge, or none was made yet
+  bool unfinished_ = true;  // since the last purge a read was incomplete, or there was no purge yet
   std::atomic<bool> interrupted_ = false;
 };
 
-// The server sets its line by itself: what it is set to is not known here, and all settings are taken.
+// The server has its own line settings. They are not known here, so every setting is accepted.
 class RawPort final : public NetworkPort {
  public:
   using NetworkPort::NetworkPort;
@@ -238,7 +239,7 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
  public:
   using NetworkPort::NetworkPort;
 
-  // Whether the server takes line settings at all.
+  // Offers the options. Whether the server accepts line settings.
   bool Negotiate() {
     using namespace telnet;
     sent_ = {OptionCommand(kWill, kComPort), OptionCommand(kWill, kBinary), OptionCommand(kDo, kBinary),
@@ -272,8 +273,9 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
                        [&](const auto& setting) { return Answer(setting.first, end) == setting.second; });
   }
 
-  // What the server has received and not passed on is asked to be thrown away where there may be any: the answer comes
-  // behind it. An exchange that found nothing left over costs no round trip.
+  // Asks the server to discard bytes that it has received and not passed on, if there may be any. Its answer follows
+  // all earlier bytes, so everything before the answer is discarded. After an exchange that left nothing, no request is
+  // sent, which saves a round trip.
   void Purge(bool input, bool output) override {
     using namespace telnet;
     const bool fence = input && Discard();
@@ -291,7 +293,7 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
   bool Command(std::string_view bytes) {
     return SendAll(bytes, steady_clock::now() + kAnswerWait).outcome == IoOutcome::kComplete;
   }
-  // The server's answer to a command; none when it gives none in time.
+  // The server's answer to a command; none when it does not come in time.
   std::optional<std::string> Answer(std::uint8_t code, steady_clock::time_point end) {
     while (!answers_.contains(code)) {
       if (AwaitMore(end).outcome != IoOutcome::kComplete) return std::nullopt;
@@ -308,7 +310,7 @@ class Rfc2217Port final : public NetworkPort, private telnet::Listener {
     if (damaged) NoteDamage();
     if (code > telnet::kAnswer) answers_[static_cast<std::uint8_t>(code - telnet::kAnswer)] = value;
   }
-  // An offer or a request of the server is answered once: an answer to an answer would go on for ever.
+  // Answers each offer or request of the server once. Answering answers would never end.
   void OnOption(std::uint8_t verb, std::uint8_t option) override {
     using namespace telnet;
     if (option == kComPort && verb == kDo) com_port_ = true;
@@ -356,7 +358,7 @@ class BoundNetworkPort final : public platform::BoundPort {
     const bool negotiated = port->Negotiate();
     if (auto words = port->Refusal()) return Refused(std::move(*words));
     if (negotiated) return {std::move(port), {}};
-    // A server that takes one client after the other answers the next one when its turn has come.
+    // No answer at all: a server may let a client wait until the one before has left.
     if (!port->has_answered()) return {nullptr, {.cause = OpenFailureCause::kNoAnswer}};
     return {nullptr, {.cause = OpenFailureCause::kNoRfc2217}};
   }

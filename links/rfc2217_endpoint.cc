@@ -16,10 +16,10 @@ using platform::ModemInputs;
 using platform::Parity;
 using std::chrono::steady_clock;
 
-// How often the line's inputs are looked at.
+// The period at which the line's inputs are polled.
 constexpr std::chrono::milliseconds kModemPeriod{50};
 
-// The line settings of the protocol.
+// Line settings as values of the protocol.
 struct LineValues {
   std::uint32_t rate = 9600;
   std::uint8_t data_bits = 8;
@@ -59,7 +59,7 @@ LineValues ValuesOf(const LineSettings& line) {
                                                               : telnet::kNoFlow};
 }
 
-// The three values of a request about an output.
+// The values of the three requests about an output.
 struct SignalRow {
   std::uint8_t ask, on, off;
   LineSignal signal;
@@ -68,7 +68,7 @@ constexpr std::array kSignals = {SignalRow{telnet::kAskDtr, telnet::kDtrOn, teln
                                  SignalRow{telnet::kAskRts, telnet::kRtsOn, telnet::kRtsOff, LineSignal::kRts},
                                  SignalRow{telnet::kAskBreak, telnet::kBreakOn, telnet::kBreakOff, LineSignal::kBreak}};
 
-// The inputs in the upper half, those that have changed in the lower one.
+// The upper half has the present inputs, the lower half those that have changed.
 std::uint8_t ModemBits(const ModemInputs& now, const ModemInputs& before) {
   const auto half = [](bool carrier, bool ring, bool dsr, bool cts) {
     return (carrier ? 8 : 0) + (ring ? 4 : 0) + (dsr ? 2 : 0) + (cts ? 1 : 0);
@@ -105,14 +105,14 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
   void Write(std::string_view bytes) override {
     NoteClient();
     const bool damaged = control_.take_damage && control_.take_damage();
-    // The line tells one kind of damage from the other no more than this.
+    // The line does not say whether the error was one of parity or of framing, so both bits are sent.
     const auto bits = static_cast<std::uint8_t>(of_client_.line_mask & (telnet::kParityError | telnet::kFramingError));
     if (damaged && bits != 0) AnswerByte(telnet::kLineState, bits);
     stream_->Write(telnet::Escaped(bytes));
   }
 
  private:
-  // What belongs to one client.
+  // The state of one client.
   struct ClientState {
     telnet::Decoder decoder = {};
     std::string received = {};
@@ -125,7 +125,7 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
     bool inputs_told = false;
   };
 
-  // A new client starts from the beginning.
+  // A new client gets a new state.
   void NoteClient() {
     const std::uint64_t number = stream_->client().number;
     if (number == 0 || number == client_number_) return;
@@ -182,7 +182,7 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
     if (value != 0) Change([&](LineValues& line) { line.*field = value; });
     AnswerByte(code, of_client_.line.*field);
   }
-  // An output of the line, or else a kind of flow control.
+  // A request about an output of the line, or else one about flow control.
   void AnswerControl(std::uint8_t value) {
     for (std::size_t k = 0; k < kSignals.size(); ++k) {
       const SignalRow& row = kSignals[k];

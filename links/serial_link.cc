@@ -34,11 +34,12 @@ bool RanOutOfTime(const platform::IoResult& result) {
 
 }  // namespace
 
-// One turn at the port: this link's own mutex and, for a port that other programs can reach, the machine-wide one.
+// Holds the mutexes of one operation on the port: the link's own and, for a port that other programs can reach, the
+// machine-wide one.
 class SerialLink::Hold {
  public:
   explicit Hold(SerialLink& link) : Hold(link, nullptr) {}
-  // For a port that is not open yet.
+  // For a port that is opened next.
   Hold(SerialLink& link, const platform::BoundPort* port) : own_(link.own_mutex_) {
     const bool of_machine = port ? port->IsOfMachine() : link.of_machine_;
     if (!of_machine) return;
@@ -60,14 +61,14 @@ class SerialLink::Hold {
   bool held_ = true;
 };
 
-// A read timeout for one call, put back by Restore; 0 changes nothing.
+// Sets a read timeout for one call; 0 keeps the present one. Restore sets the earlier one again.
 class SerialLink::ReadTimeout {
  public:
   ReadTimeout(SerialLink& link, std::uint32_t timeout_ms) : link_(link), saved_(link.timeouts()) {
     if (timeout_ms != 0) applied_ = changed_ = link.Apply({timeout_ms, saved_.write_ms});
   }
   bool applied() const { return applied_; }
-  // What the read comes to once the timeout is put back.
+  // Restores the earlier timeout. Returns the outcome of the read, or that of a refused timeout.
   LinkOutcome Restore(LinkOutcome read) {
     if (!changed_ || link_.Apply(saved_)) return applied_ ? read : LinkOutcome::kNotSet;
     return LinkOutcome::kNotPutBack;
@@ -86,7 +87,7 @@ SerialLink::SerialLink(Options options)
       port_mutex_(kPortMutexName),
       trace_(options_.trace) {}
 
-// Runs an operation on the open port, alone.
+// Runs an operation on the open port while it holds the mutexes, and traces its bytes afterwards.
 template <typename Body>
 LinkOutcome SerialLink::WithPort(Body&& body) {
   if (!open_) return LinkOutcome::kNotOpen;
@@ -152,7 +153,7 @@ HRESULT SerialLink::Open(Device device) {
   return open_ ? S_OK : serialCommErrUnableToOpenComm;
 }
 
-// The port, ready for use; null when any step of getting it there failed.
+// The opened and configured port; null when a step failed.
 std::unique_ptr<platform::SerialPort> SerialLink::OpenConfigured(const platform::PortResolution& found,
                                                                  const SerialParams& wanted) {
   if (found.port) of_machine_ = found.port->IsOfMachine();
@@ -175,9 +176,9 @@ bool SerialLink::Prepare(platform::SerialPort& port, const SerialParams& wanted)
   return true;
 }
 
-// The device that was found before, if it is wanted, or the one that the settings name now.
+// The device of the last Open for a reconnection, else the device that the settings name now.
 platform::PortResolution SerialLink::Find(Device device, const SerialParams& wanted) const {
-  // Some systems take a rate of zero or of their own choice; none is asked.
+  // Some systems accept a rate of 0 or set another rate, so an unsupported rate never reaches the system.
   if (!TakesRate(wanted.baudRate)) return {nullptr, {.cause = platform::OpenFailureCause::kSettings}};
   if (device == Device::kBound) {
     const std::lock_guard lock(params_mutex_);
@@ -204,7 +205,7 @@ HRESULT SerialLink::Close() {
   if (!open_) return S_OK;
   const Hold hold(*this);
   if (!hold) return E_FAIL;
-  // Some drivers, and every pseudo terminal, discard what has not left when the port is closed or opened again.
+  // Some drivers and all pseudo terminals discard bytes that have not left when the port is closed or opened again.
   if (DeviceIsThere()) options_.clock->SleepFor(std::min(TimeLeftOnWire(), kMaxCloseWait));
   open_ = false;
   SetPort(nullptr);
@@ -214,7 +215,7 @@ HRESULT SerialLink::Close() {
 void SerialLink::SetPort(std::unique_ptr<platform::SerialPort> port) {
   const std::lock_guard lock(port_life_mutex_);
   if (port && interruptions_ > 0) port->Interrupt(true);
-  port_.swap(port);  // closing one may take its time: not with the lock held
+  port_.swap(port);  // the old port is closed after the lock is released, because closing may take time
 }
 
 void SerialLink::AddInterruptions(int count) {
@@ -311,15 +312,16 @@ LinkOutcome SerialLink::WriteLocked(std::string_view bytes, std::uint32_t timeou
   trace_.Note(TraceDirection::kSent, bytes.substr(0, written.count));
   if (written.outcome != platform::IoOutcome::kComplete) {
     port_->ClearError();
-    return Note(written);  // the given timeout stays in force, as programs have come to expect
+    return Note(written);  // deliberate: the timeout of this call stays in force, because hosts expect it
   }
   return timeout_ms == 0 || Apply(saved) ? LinkOutcome::kComplete : LinkOutcome::kNotPutBack;
 }
 
-// A read that ran out of time while bytes were still leaving goes on for the rest of its time.
+// Reads from the port. The timeout begins when the written bytes have left. So if the port's time was over earlier, the
+// read goes on for the rest of that time.
 platform::IoResult SerialLink::ReadFrom(std::span<char> bytes) {
   const platform::IoResult got = port_->Read(bytes);
-  if (got.count > 0) wire_free_ = {};  // it answers what has left
+  if (got.count > 0) wire_free_ = {};  // a reply has begun, so the written bytes have left
   const platform::SerialTimeouts own = timeouts();
   if (!RanOutOfTime(got) || own.read_ms == 0 || wire_free_ == MonotonicTime{}) return got;
   const auto end = std::exchange(wire_free_, {}) + Milliseconds(own.read_ms);
@@ -350,12 +352,12 @@ LinkOutcome SerialLink::ReadLineLocked(std::span<char> buffer, char terminator, 
   ReadTimeout timeout(*this, timeout_ms);
   const LinkOutcome read = timeout.applied() ? ReadUpTo(buffer, terminator, filled) : LinkOutcome::kNotSet;
   const LinkOutcome result = timeout.Restore(read);
-  // Text is converted after a failed read too, as far as it came.
+  // The received part of a failed read is converted too.
   if (oemConversion && timeout.applied() && result == read) platform::AnsiFromOem(buffer.first(filled));
   return result;
 }
 
-// `filled` counts the bytes read, the terminator not among them.
+// `filled` counts the bytes read, without the terminator.
 LinkOutcome SerialLink::ReadUpTo(std::span<char> buffer, char terminator, std::size_t& filled) {
   platform::IoResult got;
   while (filled < buffer.size() - 1) {
@@ -383,7 +385,7 @@ std::string SerialLink::ReadLineText(int buffer_size, char terminator, std::uint
   return Failed(ReadLine(line, terminator, timeout_ms)) ? std::string() : std::string(buffer.data());
 }
 
-// A short read is a success, and how short is not told: owners know their frames.
+// A short read is a success; the caller knows the size of its frame.
 HRESULT SerialLink::ReadBytes(std::span<char> buffer, std::uint32_t timeout_ms) {
   const Received got = ReceiveBytes(buffer, timeout_ms);
   const bool some = got.count > 0 && got.outcome != LinkOutcome::kLinkLost && got.outcome != LinkOutcome::kNotPutBack;

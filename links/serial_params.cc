@@ -24,7 +24,7 @@ constexpr std::array kFields = {
     LineField{"handshake", TextId::kFlow, &SerialParams::handshakeCode, kHandshakes, 1},
 };
 
-// XON/XOFF has none.
+// Whether a code has a published text. XON/XOFF has none.
 bool HasPublishedText(const LineField& field, std::int64_t code) {
   const bool known = code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
   const TextId text = field.codes[known ? static_cast<std::size_t>(code) : 0].text;

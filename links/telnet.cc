@@ -47,7 +47,7 @@ void Decoder::Take(std::string_view bytes, std::string& data, Listener& listener
   }
 }
 
-// The byte behind an IAC.
+// Takes the byte after an IAC.
 void Decoder::TakeCommand(std::uint8_t byte, std::string& data, Listener&) {
   state_ = State::kData;
   if (byte == kIac) data += static_cast<char>(kIac);

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kLibraryName = "UlixWinUsb";
 
-// The entries in the order in which they are found. All of the C calling convention.
+// The entry points, in the order in which they are looked up. All have the C calling convention.
 struct Entries {
   HRESULT (*get_interface_guid)(UsbDevice*) = nullptr;
   HRESULT (*connect)(UsbDevice*) = nullptr;
@@ -26,7 +26,7 @@ class BoundUsbLibrary final : public UsbLibrary {
  public:
   explicit BoundUsbLibrary(std::unique_ptr<platform::SharedLibrary> library) : library_(std::move(library)) {}
 
-  // 0, or the system's code for the first entry that is missing.
+  // Looks up all entry points. 0, or the system's error code for the first one that is missing.
   std::uint32_t Bind();
 
   HRESULT GetInterfaceGuid(UsbDevice& device) override { return entries_.get_interface_guid(&device); }

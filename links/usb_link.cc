@@ -11,9 +11,9 @@ namespace ulix {
 namespace {
 
 constexpr std::uint32_t kDrainTimeoutMs = 1;
-// A device that still has something to say after so many blocks never ends.
+// After this many blocks the device is assumed to send without end.
 constexpr int kMaxDrained = 1000;
-constexpr std::size_t kMaxKept = 4096;  // of a reply that comes in pieces
+constexpr std::size_t kMaxKept = 4096;  // bytes of a reply that comes in several transfers
 
 }  // namespace
 
@@ -117,7 +117,7 @@ LinkOutcome UsbLink::DiscardOpen() {
   return OutcomeOfCall(library_->SetTimeout(*device_, kUsbBothWays, options_.timeout_ms), LinkOutcome::kNotSet);
 }
 
-// Reads blocks until none comes: a read that fails is how that shows, and no error.
+// Reads blocks until none comes. A failed read means that there are no more, and is not an error.
 LinkOutcome UsbLink::Drain() {
   const HRESULT set = library_->SetTimeout(*device_, kUsbInput, kDrainTimeoutMs);
   if (Failed(set)) return OutcomeOfCall(set, LinkOutcome::kNotFlushed);
@@ -144,7 +144,7 @@ LinkOutcome UsbLink::Send(std::string_view text) {
   std::uint32_t count = 0;
   const HRESULT result = library_->Write(*device_, terminated.c_str(), count);
   if (Failed(result)) return NoteLoss(OutcomeOfCall(result, LinkOutcome::kStoppedMidway));
-  // A library that does not count leaves the zero.
+  // A helper library that does not count leaves 0.
   const bool cut = count != 0 && count < terminated.size();
   Trace(TraceDirection::kSent, text.substr(0, cut ? count : text.size()));
   return NoteLoss(cut ? LinkOutcome::kStoppedMidway : LinkOutcome::kComplete);
@@ -167,7 +167,7 @@ UsbLink::Received UsbLink::Receive() {
 }
 
 UsbLink::Received UsbLink::ReceiveWhole(Deadline patience) {
-  bool ended = false;  // for all that the library says
+  bool ended = false;  // whether the last transfer seemed to end the reply
   while (!partial_.ends_with('\n')) {
     if (patience.Passed(*options_.clock)) return {LinkOutcome::kStoppedMidway, {}};
     const std::size_t before = partial_.size();

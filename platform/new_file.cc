@@ -10,9 +10,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Where the name leads; also when nothing is there yet.
+// Follows symbolic links, also to a target that does not exist yet.
 fs::path LinksFollowed(fs::path path) {
-  constexpr int kMaxLinks = 40;  // more go round in a circle
+  constexpr int kMaxLinks = 40;  // more links form a circle
   std::error_code failed;
   for (int followed = 0; followed < kMaxLinks && fs::is_symlink(path, failed); ++followed) {
     path = path.parent_path() / fs::read_symlink(path, failed);
@@ -44,7 +44,7 @@ NewFile::~NewFile() {
   if (!beside_.empty()) fs::remove(beside_, ignored);
 }
 
-// A name that somebody has is his.
+// Another program may use a name already; then the next random name is tried.
 bool NewFile::CreateBeside() {
   constexpr int kMaxNames = 10;
   for (int tried = 0; tried < kMaxNames && beside_.empty(); ++tried) {

@@ -7,8 +7,9 @@
 
 namespace ulix::platform {
 
-// Call this before the program opens anything. Until the program ends, the terminal shows UTF-8 on standard output and
-// standard error. A standard stream that is closed is opened on nothing, so that no file opened later takes its place.
+// Prepares the standard streams. Call this before the program opens anything. On Windows the console shows UTF-8 until
+// the program ends. On Linux each standard stream that is closed is opened on /dev/null, so that no file opened later
+// takes its place.
 void PrepareStandardStreams();
 
 // Whether standard output is a terminal whose cursor can be moved. Enables escape sequences where the system needs it.

@@ -9,14 +9,15 @@
 namespace ulix {
 namespace {
 
-// Read at once of what may have no end. Each byte may take a read timeout, and all other instruments wait so long.
+// The size of a piece of a line that may be endless. Each byte may take a read timeout, and all other instruments wait
+// meanwhile.
 constexpr std::size_t kPiece = 16;
 constexpr std::size_t kMaxLine = 100;
 
-// A line that is thrown away; as long as what a system holds for a reader.
+// The longest line that is discarded as one; the size of a system's receive buffer.
 constexpr int kMaxThrownAway = 4096;
 
-// Between looks at a line that is drained.
+// The polling period of a line that is drained.
 constexpr Milliseconds kPollPause{20};
 constexpr std::uint32_t kDrainReadMs = 1;
 
@@ -77,14 +78,14 @@ Reply LineFramer::Receive(const ReplyPlan& plan) {
     reply.outcome = ReadOn(reply.text, plan);
     if (reply.there() && !reply.text.empty()) return reply;
     if (reply.there() || reply.outcome == LinkOutcome::kNoFirstByte) continue;
-    if (reply.outcome != LinkOutcome::kStoppedMidway) break;  // behind a damaged byte the rest would pass for a number
+    if (reply.outcome != LinkOutcome::kStoppedMidway) break;  // after a damaged byte the rest could look like a number
   }
-  if (reply.there()) return reply;  // an empty one
+  if (reply.there()) return reply;  // an empty reply
   part_ = !reply.text.empty();
   return {.outcome = reply.outcome, .text = {}};
 }
 
-// Behind a line that was cut its rest comes, which is no reply.
+// After a line that was cut, its rest follows, which is not a reply.
 Reply LineFramer::ReceiveAny(const ReplyPlan& plan) {
   const ReplyPlan any = {.size = kMaxThrownAway, .attempts = plan.attempts, .read_ms = plan.read_ms, .chunked = true};
   Reply reply = Receive(any);
@@ -94,7 +95,8 @@ Reply LineFramer::ReceiveAny(const ReplyPlan& plan) {
   return reply;
 }
 
-// To the line's end or the plan's; what is longer than any reply, only while patience lasts.
+// Reads up to the end of the line or the size of the plan. A line longer than any reply is read for five read timeouts
+// at most.
 LinkOutcome LineFramer::ReadOn(std::string& line, const ReplyPlan& plan) {
   const auto size = static_cast<std::size_t>(plan.size);
   const Deadline patience =
@@ -112,7 +114,7 @@ LinkOutcome LineFramer::ReadOn(std::string& line, const ReplyPlan& plan) {
   return result;
 }
 
-// Of a line that was cut; false when its end does not come.
+// Reads the rest of a line that was cut; false when its end does not come.
 bool LineFramer::SkipRest() {
   std::string rest;
   const LinkOutcome read = ReadOn(rest, {.size = kMaxThrownAway, .chunked = true});

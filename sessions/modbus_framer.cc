@@ -10,9 +10,10 @@ namespace ulix {
 namespace {
 
 constexpr std::size_t kShortestReply = 5;  // an exception
-constexpr std::size_t kEchoed = 5;         // of a write: function, address, count or value
+constexpr std::size_t kEchoed = 5;         // bytes that a reply to a write repeats: function, address, count or value
 
-// Counts of registers that a model's own requests do not read, as far as possible; none is outstanding for ever.
+// Numbers of registers to read. Where possible a model's own requests read other numbers, so that at least one of these
+// is not outstanding.
 constexpr std::array<std::size_t, 6> kSyncCounts = {3, 4, 5, 6, 7, 8};
 
 constexpr std::uint32_t FunctionOf(ReplyKind kind) { return static_cast<std::uint32_t>(kind) >> 16U; }
@@ -21,7 +22,7 @@ ReplyKind KindOf(std::uint8_t function, std::uint32_t form) {
   return static_cast<ReplyKind>(std::uint32_t{function} << 16U | (form & 0xFFFFU));
 }
 
-// The silence between frames: three and a half characters, 1750 us above 19200 bits per second.
+// The silence between frames: 3.5 characters, or 1750 us above 19200 bits per second.
 constexpr std::uint32_t kFixedSilenceAbove = 19200;
 constexpr std::chrono::microseconds kFixedSilence{1750};
 
@@ -36,7 +37,7 @@ void RtuFramer::Reset() {
   quiet_since_ = clock_.Now();
 }
 
-// A character is eleven bits: a line without parity has a second stop bit or idles for it.
+// A character takes eleven bits: a line without parity has a second stop bit, or is idle for that time.
 std::chrono::microseconds RtuFramer::TimeOf(std::size_t characters) const {
   return std::chrono::microseconds(characters * 11 * 1'000'000 / rate_ + 1);
 }
@@ -56,8 +57,8 @@ Reply RtuFramer::Receive(const ReplyPlan& plan) {
   return reply;
 }
 
-// A reply must begin within the timeout after the request has left, and be whole within its time on the wire and the
-// timeout once more.
+// Reads the start of a frame, from which its length follows, then the rest. Each part must come within the timeout plus
+// its time on the line.
 Reply RtuFramer::ReceiveFrame(Milliseconds timeout) {
   const auto read = [&](std::span<char> bytes) {
     const auto time = timeout + std::chrono::ceil<Milliseconds>(TimeOf(bytes.size()));
@@ -72,7 +73,7 @@ Reply RtuFramer::ReceiveFrame(Milliseconds timeout) {
   const LinkOutcome ended = rest.empty() ? LinkOutcome::kComplete : read(rest);
   if (!IsComplete(ended)) return {.outcome = LinkOutcome::kStoppedMidway, .text = {}};
   const std::string_view frame(buffer_.data(), length);
-  // The check over a frame that ends in its own check is 0.
+  // The checksum over a frame including its own checksum is 0.
   const bool ours = frame[0] == static_cast<char>(slave_) && modbus::Crc16(frame) == 0;
   if (!ours) return {.outcome = LinkOutcome::kDamaged, .text = {}};
   return {.text = std::string(frame.substr(1, length - 3))};
@@ -101,7 +102,7 @@ bool RtuFramer::Refuses(ReplyKind came, ReplyKind kind) const {
   return FunctionOf(came) == (FunctionOf(kind) | modbus::kExceptionFlag);
 }
 
-// A reply of another form has no end that could be told.
+// The end of a reply of unknown form cannot be found.
 std::optional<std::string> RtuFramer::MessageOf(std::string_view typed) const {
   auto request = modbus::RequestIn(typed);
   const bool formed = request && request->size() >= modbus::kShortestFormed &&
@@ -123,15 +124,15 @@ LinkOutcome ModbusTcpFramer::Send(std::string_view request) {
   return link_.Send(modbus::NetworkFrame(++transaction_, slave_, request));
 }
 
-// What stands behind a reply, or came unasked, is no part of the next one.
+// Bytes after a reply, or bytes that came unasked, do not belong to the next reply.
 LinkOutcome ModbusTcpFramer::Discard() {
   link_.IsLost();
   link_.DropAll();
   return LinkOutcome::kComplete;
 }
 
-// Replies to earlier requests, which came late, are dropped, but do not extend the wait. A gateway that answers the
-// request in another unit's name has answered it.
+// Late replies to earlier requests are dropped and do not extend the wait. A reply with our number but another unit id
+// ends the wait, because a gateway has then answered this request.
 Reply ModbusTcpFramer::Receive(const ReplyPlan& plan) {
   const Milliseconds timeout = plan.read_ms != 0 ? Milliseconds(plan.read_ms) : link_.read_timeout();
   const MonotonicTime until = clock_.Now() + timeout;
@@ -141,7 +142,7 @@ Reply ModbusTcpFramer::Receive(const ReplyPlan& plan) {
     const std::size_t length = IsComplete(came) ? modbus::NetworkFrameLength(link_.received()) : 0;
     if (length != 0) came = link_.Await(length, until);
     const bool broken = IsComplete(came) ? length == 0 : came == LinkOutcome::kStoppedMidway;
-    if (broken) link_.GiveUp();  // the rest of a frame would pass for the start of the next
+    if (broken) link_.GiveUp();  // the rest of this frame could be taken for the start of the next one
     if (broken || !IsComplete(came))
       return {.outcome = broken && IsComplete(came) ? LinkOutcome::kDamaged : came, .text = {}};
     const std::string frame(link_.received().substr(0, length));

@@ -17,7 +17,7 @@ HRESULT ModbusRegisters::RefusalOf(std::uint8_t exception) const {
   }
 }
 
-// `take` says whether the reply is one to the request; one that is none may be another request's.
+// `take` returns whether the reply answers the request. If not, it may belong to another request.
 template <typename Take>
 HRESULT ModbusRegisters::Ask(const std::string& request, Take&& take) {
   HRESULT refusal = S_OK;

@@ -12,8 +12,8 @@ void OutstandingReplies::OnSent(ReplyKind kind) {
   ++runs_.back().count;
 }
 
-// The first run waits with the next of its kind. Without one, what is behind it becomes a reply that only a later
-// query's can settle.
+// Merges the first run with the next one of its kind. If there is none, the run behind it becomes ambiguous, so that
+// only a reply to a later query settles it.
 void OutstandingReplies::MakeRoom() {
   const Run first = runs_.front();
   runs_.erase(runs_.begin());

@@ -21,7 +21,7 @@ HRESULT Session::Open() {
   return state_ == SessionState::kLost ? Restore() : OpenLink();
 }
 
-// The machine-wide lock is free between the attempts.
+// The machine-wide mutex is free between the attempts.
 HRESULT Session::OpenLink() {
   if (link_.IsOpen()) return S_OK;
   HRESULT result = link_.Open();
@@ -33,7 +33,7 @@ HRESULT Session::OpenLink() {
   return Failed(result) ? result : TakeOpenedLink();
 }
 
-// Of a link that was just opened.
+// Prepares a link that was just opened.
 HRESULT Session::TakeOpenedLink() {
   framer_->Reset();
   const bool own = options_.timeout_ms != 0;
@@ -113,7 +113,8 @@ bool Session::IsBusy() const {
   return !exchange.owns_lock();
 }
 
-// An exchange that is under way finds out by itself. The link is closed by the next one, which may have to wait for it.
+// An exchange in progress notices a loss itself. The link is not closed here but by the next exchange, because closing
+// may take time.
 HRESULT Session::Presence() {
   const std::unique_lock exchange(exchange_mutex_, std::try_to_lock);
   if (!exchange) return S_OK;
@@ -135,7 +136,7 @@ void Session::NoteState() {
   }
 }
 
-// One attempt, whatever the options say: the next exchange makes the next.
+// Makes one attempt only, whatever the options say. The next exchange makes the next attempt.
 HRESULT Session::Restore() {
   NoteLoss();
   if (state_ != SessionState::kLost) return link_.IsOpen() ? HRESULT{S_OK} : link_.codes().closed;

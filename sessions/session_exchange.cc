@@ -6,7 +6,7 @@
 namespace ulix {
 namespace {
 
-// Within this the lines begin that belong to the reply before them.
+// A trailing line must begin within this time.
 constexpr std::uint32_t kTrailingMs = 1000;
 constexpr int kMaxTrailingLine = 4096;
 constexpr int kMaxTypedReply = 4096;
@@ -43,7 +43,7 @@ Expected<std::string> Conversation::QueryTyped(std::string_view typed) {
   return reply;
 }
 
-// Where every message has a reply, that one is still to come.
+// Where every message has a reply, the reply to this one is outstanding.
 HRESULT Conversation::SendTyped(std::string_view typed) {
   const auto message = session_.framer_->MessageOf(typed);
   if (!message) return E_INVALIDARG;
@@ -64,7 +64,7 @@ ReplyKind Session::KindOfReply(std::string_view reply) const {
   return IsSyncReply(reply) ? ReplyKind::kSync : ReplyKind::kAmbiguous;
 }
 
-// A timeout that the host chose replaces the one of the reply.
+// A timeout that the host chose replaces the timeout of the reply.
 ReplyPlan Session::Planned(ReplyPlan plan) const {
   if (options_.timeout_ms != 0) plan.read_ms = 0;
   return plan;
@@ -125,15 +125,15 @@ Expected<std::string> Session::ReadReply(const ReplyPlan& plan) {
 HRESULT Session::Ask(std::string_view query, ReplyKind kind) {
   if (outstanding_.empty()) framer_->Prepare();
   const LinkOutcome sent = framer_->Send(query);
-  // Some of it may have gone out.
+  // A part of the query may have been sent even on failure.
   if (sent != LinkOutcome::kNotOpen && !framer_->NamesItsQuery()) outstanding_.OnSent(kind);
   return IsComplete(sent) ? S_OK : CodeOfFailure(LinkStep::kWrite, sent);
 }
 
-// Whether a reply of a kind that came is one to the query that was sent last.
+// Whether a reply of kind `came` answers a query that expects `kind`.
 bool Session::Answers(ReplyKind came, ReplyKind kind) const { return came == kind || framer_->Refuses(came, kind); }
 
-// The next reply of that kind; others are thrown away. It may answer an earlier query of the kind.
+// Reads the next reply of the kind and discards others. The reply may answer an earlier query of the same kind.
 Expected<std::string> Session::Await(ReplyKind kind, const ReplyPlan& plan, bool settling) {
   const Deadline patience = Deadline::In(clock(), link_.read_timeout() * kMaxReadTimeouts);
   Reply reply = framer_->ReceiveAny(plan);
@@ -143,7 +143,7 @@ Expected<std::string> Session::Await(ReplyKind kind, const ReplyPlan& plan, bool
     const ReplyKind came = KindOfReply(reply.text);
     if (whole) outstanding_.OnReceived(came);
     if (whole && came == ReplyKind::kSync && !ReadTrailingLines(plan)) return Failure(Unread());
-    // A sync reply that stopped midway and the ambiguous one behind it may come as one.
+    // A sync reply that stopped midway and the ambiguous reply after it may come as one line.
     const bool flushed =
         settling && kind == ReplyKind::kAmbiguous && !outstanding_.empty() && outstanding_.front() == kind;
     if (whole && (flushed || Answers(came, kind))) {
@@ -155,13 +155,14 @@ Expected<std::string> Session::Await(ReplyKind kind, const ReplyPlan& plan, bool
     reply =
         patience.Passed(clock()) ? Reply{.outcome = LinkOutcome::kNoFirstByte, .text = {}} : framer_->ReceiveAny(plan);
   }
-  // In a handshake another model may be on the line, and be told from a silent one.
+  // During a handshake the reply of another model is returned, so that it can be told from an instrument that does not
+  // answer.
   if (shaking_hands_ && foreign.there() && !foreign.text.empty()) return std::move(foreign.text);
   if (settling && foreign.there() && peer_.sync_query().assumed) only_drains_ = true;
   return FailedRead(reply.outcome, plan);
 }
 
-// The lines that belong to a sync reply; false when one did not come.
+// Reads the trailing lines of a sync reply; false when one did not come.
 bool Session::ReadTrailingLines(const ReplyPlan& plan) {
   for (int line = 0; line < peer_.sync_query().trailing_lines; ++line) {
     if (!ReadReply({.size = kMaxTrailingLine, .attempts = plan.attempts, .chunked = true})) return false;
@@ -169,8 +170,8 @@ bool Session::ReadTrailingLines(const ReplyPlan& plan) {
   return true;
 }
 
-// The same on a line that is in sync: a model that leaves them out is not waited for long, and one that begins them and
-// stops may go on at any time.
+// The same on a line that is in sync. The wait is short, because some instruments leave the trailing lines out. If a
+// trailing line stops midway, its rest may come at any time, so the line is then out of sync.
 void Session::TryToReadTrailingLines() {
   for (int line = 0; line < peer_.sync_query().trailing_lines; ++line) {
     const auto trailing =
@@ -187,7 +188,7 @@ HRESULT Session::Resynchronise(ReplyKind wanted, std::string_view query, const R
   const SyncQuery sync = peer_.sync_query();
   const bool by_form = framer_->HasForms();
   if ((sync.query.empty() && !by_form) || only_drains_) return Drain();
-  if (wanted == ReplyKind::kSync && sync.alternate.empty()) return S_OK;  // any sync reply does
+  if (wanted == ReplyKind::kSync && sync.alternate.empty()) return S_OK;  // any sync reply will do
   if (framer_->NeedsSilence()) {
     if (const HRESULT silent = AwaitSilence(); Failed(silent)) return silent;
   }
@@ -202,12 +203,14 @@ HRESULT Session::Resynchronise(ReplyKind wanted, std::string_view query, const R
   return SettleBy(candidates, plan);
 }
 
-// Until nothing is outstanding: what was asked first is flushed by a reply of another kind, since that was asked later.
+// Sends candidates until no reply is outstanding. A reply to a later query of another kind settles the queries before
+// it.
 HRESULT Session::SettleBy(const std::vector<SyncCandidate>& candidates, const ReplyPlan& plan) {
   for (int queries = 0; !outstanding_.empty(); ++queries) {
     if (queries == kMaxSyncQueries) return Unread();
     const SyncCandidate& best = candidates[BestOf(candidates)];
-    // Of a line that this cuts in two, the rest can only be taken for an ambiguous reply, which settles nothing here.
+    // Discarding may cut a line in two. The rest of the line can only look like an ambiguous reply, and those settle
+    // nothing here.
     HRESULT result = best.kind == ReplyKind::kAmbiguous ? S_OK : DiscardAll();
     if (Succeeded(result)) result = Ask(best.query, best.kind);
     if (Succeeded(result)) result = CodeOf(Await(best.kind, plan, true));
@@ -217,7 +220,8 @@ HRESULT Session::SettleBy(const std::vector<SyncCandidate>& candidates, const Re
   return S_OK;
 }
 
-// The first that nothing outstanding can be taken for, else the first that was not asked first.
+// The first candidate whose kind no outstanding reply has; else the first one whose kind differs from the oldest
+// outstanding reply.
 std::size_t Session::BestOf(const std::vector<SyncCandidate>& candidates) const {
   const auto is_free = [&](const SyncCandidate& candidate) { return !outstanding_.Expects(candidate.kind); };
   const auto found = std::find_if(candidates.begin(), candidates.end(), is_free);
@@ -225,7 +229,7 @@ std::size_t Session::BestOf(const std::vector<SyncCandidate>& candidates) const 
   return candidates.size() > 1 && candidates[0].kind == outstanding_.front() ? 1 : 0;
 }
 
-// Until nothing has come for a whole read timeout.
+// Waits until nothing has come for a whole read timeout.
 HRESULT Session::AwaitSilence() {
   const Milliseconds quiet = link_.read_timeout();
   const Deadline patience = Deadline::In(clock(), quiet * kMaxSilenceTimeouts);
@@ -236,7 +240,7 @@ HRESULT Session::AwaitSilence() {
   return link_.IsOpen() ? HRESULT{S_OK} : Unread();
 }
 
-// Of one exchange, for one read timeout at most.
+// Drains the line for one read timeout at most.
 HRESULT Session::Drain() {
   const Deadline turn = Deadline::In(clock(), link_.read_timeout());
   while (clock().Now() < drain_until_ && interruptions_ == 0 && link_.IsOpen()) {
@@ -260,7 +264,7 @@ Expected<std::string> Session::Query(std::string_view query, const ReplyPlan& pl
   const ReplyKind kind = KindOfQuery(query);
   const ReplyPlan planned = Planned(plan);
   ++counters_.exchanges;
-  // Where sync replies are values too, one that comes each time anew is what the instrument says to this query.
+  // If a value can look like a sync reply, such a reply that comes again each time is the answer to this query.
   const bool values_too = !peer_.sync_query().alternate.empty();
   for (int attempt = 1; attempt <= kMaxSyncQueries; ++attempt) {
     auto reply = QueryOnce(query, kind, planned);
@@ -268,7 +272,7 @@ Expected<std::string> Session::Query(std::string_view query, const ReplyPlan& pl
     if (!may_stray || KindOfReply(*reply) != ReplyKind::kSync) return reply;
     if (values_too && !whole_ && attempt == kMaxSyncQueries) return reply;
     ++counters_.discarded;
-    MarkOutOfSync(kind);  // still: what came answers a query from before this connection
+    MarkOutOfSync(kind);  // the reply came from a query before this connection, so ours is still outstanding
     stray_ = whole_;
     if (whole_) break;
   }
@@ -278,7 +282,7 @@ Expected<std::string> Session::Query(std::string_view query, const ReplyPlan& pl
 Expected<std::string> Session::QueryOnce(std::string_view query, ReplyKind kind, const ReplyPlan& plan) {
   if (interruptions_ > 0) return Failure(Unread());
   if (framer_->cut() && !framer_->SkipRest()) MarkOutOfSync(ReplyKind::kAmbiguous);
-  if (whole_ && !outstanding_.empty()) return Failure(Unread());  // the sync was lost in the middle
+  if (whole_ && !outstanding_.empty()) return Failure(Unread());  // the line went out of sync within the sequence
   HRESULT result = shaking_hands_ ? S_OK : Resynchronise(kind, query, plan);
   if (Succeeded(result) && outstanding_.full() && !shaking_hands_) result = Unread();
   const bool in_sync = outstanding_.empty();
@@ -290,7 +294,7 @@ Expected<std::string> Session::QueryOnce(std::string_view query, ReplyKind kind,
   });
 }
 
-// On a line that is in sync.
+// Reads the reply on a line that is in sync.
 Expected<std::string> Session::TakeReply(ReplyKind kind, const ReplyPlan& plan) {
   Reply reply = framer_->Receive(plan);
   if (!reply.there() || reply.text.empty()) return FailedRead(reply.outcome, plan);

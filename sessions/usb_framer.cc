@@ -22,7 +22,7 @@ Reply UsbFramer::ReceiveAny(const ReplyPlan&) {
 
 bool UsbFramer::SkipRest() { return IsComplete(link_.ReceiveWhole(Patience()).outcome); }
 
-// The device does not say whether it had anything to discard.
+// Returns false, because the device does not say whether it had bytes to discard.
 bool UsbFramer::DiscardWithin(Milliseconds time) {
   const Deadline end = Deadline::In(clock_, time);
   while (IsComplete(link_.Discard()) && !end.Passed(clock_)) {

@@ -33,7 +33,7 @@ class PosixAppendFile final : public AppendFile {
   FileLock lock_;
 };
 
-// The file's name is on the disk only when its folder is.
+// A new file survives a power failure only after its folder is on the disk too.
 void SyncFolderOf(const std::string& path) {
   const auto folder = std::filesystem::path(path).parent_path();
   const FileDescriptor fd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

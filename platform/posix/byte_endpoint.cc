@@ -25,14 +25,16 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// False also when a signal came: the caller's wait is bounded, and it may have been told to stop.
+// Whether there is input before `until`. A signal also ends the wait with false, because it may have told the caller to
+// stop.
 bool WaitReadable(int fd, steady_clock::time_point until) {
   const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now()).count();
   pollfd entry{.fd = fd, .events = POLLIN, .revents = 0};
   return poll(&entry, 1, static_cast<int>(std::clamp<std::int64_t>(left, 0, 60'000))) > 0;
 }
 
-// Writes what the other end takes without waiting; `write_some` is write or send. False when the other end is gone.
+// Writes the bytes that the other end accepts without a wait; `write_some` is write or send. False when the other end
+// is gone.
 template <typename WriteSome>
 bool WriteWithoutWaiting(std::string_view bytes, WriteSome&& write_some) {
   while (!bytes.empty()) {
@@ -66,7 +68,7 @@ class PseudoTerminal final : public ByteEndpoint {
   }
 
  private:
-  // Closing throws away what the client has not read yet, so it gets a moment to read it.
+  // Closing discards bytes that the client has not read yet, so the client gets a moment to read them.
   void LetClientRead() {
     constexpr int kPolls = 20;
     constexpr int kPollMs = 5;
@@ -79,14 +81,14 @@ class PseudoTerminal final : public ByteEndpoint {
     }
   }
 
-  // Held open, so that a client that leaves does not hang up the line.
+  // The client's side is kept open, so that a client that leaves does not hang up the line.
   FileDescriptor client_side_;
   FileDescriptor master_;
   std::string path_;
 };
 
-// A client that is not served. It is told why, and closed when it has read it: closing it before it has would lose the
-// words with the bytes that it has sent.
+// A client that is not served. It is sent the reason, and its connection is closed after it has read the text. An
+// earlier close, with unread bytes of the client, would reset the connection and lose the text.
 struct RefusedClient {
   FileDescriptor socket;
   steady_clock::time_point until;
@@ -136,7 +138,7 @@ class TcpEndpoint final : public ByteEndpoint {
     bool client = false;
     bool listener = false;
   };
-  // Nothing is ready when the time is over, a signal came, or the other input has something.
+  // Neither is ready when the time is over, a signal came, or the other handle has input.
   Ready WaitForInput(steady_clock::time_point until) const {
     const auto left = std::chrono::ceil<milliseconds>(until - steady_clock::now()).count();
     const bool accepts = !client_.valid() || !refusal_.busy.empty();
@@ -178,7 +180,7 @@ class TcpEndpoint final : public ByteEndpoint {
   FileDescriptor listener_;
   FileDescriptor client_;
   std::string address_;
-  EndpointClient who_;  // the last one that was served
+  EndpointClient who_;  // the client that is or was served last
   EndpointRefusal refusal_;
   std::vector<RefusedClient> refused_;
   int other_input_ = kNoInput;
@@ -191,7 +193,7 @@ bool MakeRaw(int terminal) {
   return tcsetattr(terminal, TCSANOW, &settings) == 0;
 }
 
-// A socket that listens at the address; not valid when it cannot.
+// A socket that listens at the address; invalid when the system refuses.
 FileDescriptor ListenAt(const addrinfo& address) {
   FileDescriptor listener(socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
   const int on = 1;

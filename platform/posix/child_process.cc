@@ -11,7 +11,7 @@
 namespace ulix::platform {
 namespace {
 
-// Descriptors 0, 1 and 2 lead nowhere.
+// Connects the descriptors 0, 1 and 2 of the child to /dev/null.
 class NoStreams {
  public:
   NoStreams() {
@@ -29,7 +29,7 @@ class NoStreams {
   posix_spawn_file_actions_t actions_{};
 };
 
-// The status once the child has ended; none at the limit.
+// The status of the child after its end; none at the limit.
 std::optional<int> WaitFor(pid_t child, std::chrono::seconds limit) {
   constexpr std::chrono::milliseconds kPoll(10);
   const auto end = std::chrono::steady_clock::now() + limit;

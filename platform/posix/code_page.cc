@@ -7,8 +7,8 @@
 namespace ulix::platform {
 namespace {
 
-// OEM page 850 and ANSI page 1252: the lower halves are the same; what the other page lacks becomes the nearest letter
-// or line, else '?'.
+// OEM page 850 and ANSI page 1252. Their lower halves are the same. A character that the other page lacks becomes the
+// most similar letter or line, or else '?'.
 using HighHalf = std::array<unsigned char, 128>;
 
 // clang-format off

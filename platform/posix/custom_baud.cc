@@ -1,4 +1,4 @@
-// Apart from the other terminal code: the kernel's header and the C library's define the same names.
+// In a file of its own, because the kernel's header and that of the C library define the same names.
 #include "platform/posix/custom_baud.h"
 
 #include <asm/termbits.h>
@@ -13,7 +13,7 @@ bool SetCustomBaud(int fd, std::uint32_t rate) {
   settings.c_ispeed = rate;
   settings.c_ospeed = rate;
   if (ioctl(fd, TCSETS2, &settings) != 0 || ioctl(fd, TCGETS2, &settings) != 0) return false;
-  const std::uint32_t slack = rate / 50;  // what a divider may be off and receivers still take
+  const std::uint32_t slack = rate / 50;  // the error of a clock divider that receivers tolerate
   return settings.c_ospeed >= rate - slack && settings.c_ospeed <= rate + slack;
 }
 

@@ -5,7 +5,8 @@
 
 namespace ulix::platform {
 
-// Sets the speed in bits per second both ways; false when the driver refuses it or takes another one.
+// Sets the speed of both directions, in bits per second. False when the driver refuses it, or sets a speed that differs
+// by more than 2 %.
 bool SetCustomBaud(int fd, std::uint32_t rate);
 
 }  // namespace ulix::platform

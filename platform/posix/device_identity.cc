@@ -30,8 +30,8 @@ fs::path FolderWith(const char* attribute, fs::path from) {
   return {};
 }
 
-// The process that a line of the kernel's lock table names for this file: "1: FLOCK ADVISORY WRITE 708 00:05:1123 0
-// EOF".
+// The process in a line of the kernel's lock table, if the line is about this file; else 0. A line looks like "1: FLOCK
+// ADVISORY WRITE 708 00:05:1123 0 EOF".
 std::int64_t LockHolder(const std::string& line, const struct stat& file) {
   std::istringstream words(line);
   std::string number, kind, mode, access, place;
@@ -69,7 +69,7 @@ std::string UsbIdentity(dev_t device, const fs::path& sysfs) {
   const std::string number = std::to_string(major(device)) + ":" + std::to_string(minor(device));
   const fs::path folder = fs::canonical(sysfs / "dev/char" / number, error);
   if (error) return {};
-  // Hubs above the adapter have serial numbers too: the adapter's own is asked for.
+  // The nearest folder with a vendor id is that of the adapter; the hubs above it have serial numbers too.
   const fs::path adapter = FolderWith("idVendor", folder);
   if (adapter.empty()) return {};
   const fs::path interface = FolderWith("bInterfaceNumber", folder);

@@ -1,4 +1,4 @@
-// What tells one serial device from another of the same kind.
+// The identity of a serial device, which tells it from others of the same kind.
 #pragma once
 
 #include <sys/types.h>
@@ -11,13 +11,13 @@ namespace ulix::platform {
 
 inline constexpr const char* kSystemDevices = "/sys";
 
-// "usb 0403:6001 A6008isP 00 0": vendor, product, serial number, interface and port within it of the USB adapter
-// behind a character device, as far as it has them. Empty for a device that is on no USB. `sysfs` is the kernel's
-// device tree.
+// The identity of the USB adapter behind a character device, such as "usb 0403:6001 A6008isP 00 0": vendor, product,
+// serial number, interface, and port number, each as far as the adapter has it. Empty for a device that is not on USB.
+// `sysfs` is the kernel's device tree.
 std::string UsbIdentity(dev_t device, const std::filesystem::path& sysfs = kSystemDevices);
 
-// The process that has the device open or locked; 0 when none is seen. Processes of other users are seen by their locks
-// alone.
+// The process that has the device open or locked. 0 when none is found. A process of another user is found only if it
+// holds a lock.
 std::int64_t HolderOf(const std::string& path);
 
 }  // namespace ulix::platform

@@ -1,4 +1,4 @@
-// An advisory lock on an open file, which no other opener of the file can have at the same time.
+// An advisory lock on an open file. Only one opener of the file can have an exclusive lock.
 #pragma once
 
 #include <sys/file.h>
@@ -8,11 +8,11 @@
 
 namespace ulix::platform {
 
-// The kernel keeps the lock while any process has the descriptor open. A child of a fork has it too, so the process
-// that took the lock gives it back by itself, before it closes the descriptor. A child gives nothing back.
+// The kernel keeps the lock while any process has the descriptor open, which includes a child after a fork. So the
+// process that took the lock releases it before it closes the descriptor. A child releases nothing.
 class FileLock {
  public:
-  // Tries to take the lock, without waiting. `kind` is LOCK_EX or LOCK_SH. `errno` says why it is not held. The
+  // Tries to take the lock, without a wait. `kind` is LOCK_EX or LOCK_SH. If held() is false, `errno` says why. The
   // descriptor must stay open as long as this object lives.
   FileLock(int fd, int kind) : fd_(flock(fd, kind | LOCK_NB) == 0 ? fd : -1), process_(getpid()) {}
   FileLock(FileLock&& other) noexcept : fd_(std::exchange(other.fd_, -1)), process_(other.process_) {}

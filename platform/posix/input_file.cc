@@ -35,7 +35,7 @@ class LockedFile final : public InputFile {
 
 }  // namespace
 
-// Without waiting: a pipe would wait for its writer.
+// O_NONBLOCK, because opening a pipe would wait for its writer.
 std::unique_ptr<InputFile> OpenExcludingWriters(const std::string& path) {
   FileDescriptor fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat about {};

@@ -22,14 +22,14 @@ namespace {
 using std::chrono::nanoseconds;
 using std::chrono::steady_clock;
 
-constexpr int kEverybody = 0666;  // the kernel takes no umask off a semaphore
+constexpr int kEverybody = 0666;  // the umask does not apply to semaphores
 
-// How often this process was forked off another, itself counted by its parent: what a thread held before is not held
-// by the thread that it became.
+// How many forks lie between the first process and this one. After a fork the child's thread has the same id as its
+// parent's, but does not hold what that thread held.
 std::atomic<unsigned> forks = 0;
 
-// What the kernel takes as one operation. Zero is free, so that a new semaphore needs no initialisation that a killed
-// process could leave undone; the undo makes it free again when the process ends.
+// One operation of the kernel: waits for 0, then adds 1. The value 0 means free, so a new semaphore needs no
+// initialisation, which a killed process could leave undone. SEM_UNDO frees the semaphore when the process ends.
 std::array<sembuf, 2> LockOperation() {
   return {sembuf{.sem_num = 0, .sem_op = 0, .sem_flg = 0}, sembuf{.sem_num = 0, .sem_op = 1, .sem_flg = SEM_UNDO}};
 }
@@ -46,8 +46,8 @@ key_t SemaphoreKey(std::string_view name) {
   return static_cast<key_t>(0x554C0000U | (hash >> 16 ^ (hash & 0xFFFFU)));
 }
 
-// One per name and process. Threads wait in the kernel's queue, beside those of other processes: it hands the semaphore
-// over to the first of them, and lets nobody past who comes later.
+// One object for each name in a process. Threads wait in the kernel's queue together with those of other processes. The
+// kernel gives the semaphore to the first one in the queue.
 class NamedMutex::Shared {
  public:
   explicit Shared(std::string name) : name_(std::move(name)), key_(SemaphoreKey(name_)) {}
@@ -63,7 +63,7 @@ class NamedMutex::Shared {
       if (problem) *problem = Explain(error);
       return false;
     }
-    owner_.load();  // what the last owner wrote is seen from here on
+    owner_.load();  // makes the writes of the last owner visible
     depth_ = 1;
     forks_then_ = forks.load();
     owner_ = std::this_thread::get_id();
@@ -92,7 +92,7 @@ class NamedMutex::Shared {
     std::mutex mutex;
     std::map<std::string, std::weak_ptr<Shared>> known;
 
-    // Never destroyed: a fork may come at any time.
+    // Never destroyed, because a fork may happen at any time.
     static Registry& Get() {
       static Registry* const registry = [] {
         pthread_atfork([] { Get().mutex.lock(); }, [] { Get().mutex.unlock(); },
@@ -108,7 +108,7 @@ class NamedMutex::Shared {
 
   bool IsMine() const { return owner_ == std::this_thread::get_id() && forks_then_ == forks; }
 
-  // 0, or why not: EAGAIN when the time ran out.
+  // 0 when acquired; EAGAIN when the time ran out; else the system's error.
   int Acquire(std::chrono::milliseconds wait) {
     const int error = TryAtOnce();
     if (error != EAGAIN || wait.count() <= 0) return error;
@@ -119,7 +119,7 @@ class NamedMutex::Shared {
     }
   }
 
-  // Most locks are had at once: no clock is asked for them.
+  // Most locks are free. They are taken without asking the clock.
   int TryAtOnce() {
     auto operation = LockOperation();
     for (sembuf& part : operation) part.sem_flg |= IPC_NOWAIT;
@@ -133,8 +133,8 @@ class NamedMutex::Shared {
     return OnSemaphore([&](int id) { return semtimedop(id, operation.data(), operation.size(), &time); });
   }
 
-  // A semaphore that was removed from the system, as a log-out of its owner may do, is made again: twice in a row is no
-  // chance.
+  // Calls `call` with the semaphore's id. A semaphore that was removed from the system is created again and the call is
+  // repeated; the logout of its owner can remove it.
   template <typename Call>
   int OnSemaphore(Call&& call) {
     constexpr int kAttempts = 3;
@@ -150,7 +150,7 @@ class NamedMutex::Shared {
     return error;
   }
 
-  // The semaphore's id, made if there is none; -1 with errno set.
+  // The semaphore's id. Creates the semaphore if there is none. -1 on failure, with errno set.
   int Id() {
     int id = id_;
     if (id < 0) id_ = id = semget(key_, 1, IPC_CREAT | kEverybody);
@@ -179,7 +179,7 @@ class NamedMutex::Shared {
   const std::string name_;
   const key_t key_;
   std::atomic<int> id_ = -1;
-  // Of the thread that holds it; the others look whether they are it.
+  // The thread that holds the mutex. Other threads compare it with themselves.
   std::atomic<std::thread::id> owner_{};
   std::atomic<unsigned> forks_then_ = 0;
   int depth_ = 0;

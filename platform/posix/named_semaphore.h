@@ -7,8 +7,8 @@
 
 namespace ulix::platform {
 
-// The same for every program, whatever its word size: "UL" in the upper half, a hash of the name in the lower.
-// `ipcs -s` shows it.
+// The key of a name: "UL" in the upper half, a hash of the name in the lower half. It is the same in every program,
+// whatever its word size. `ipcs -s` shows it.
 key_t SemaphoreKey(std::string_view name);
 
 }  // namespace ulix::platform

@@ -20,7 +20,8 @@ bool CreateLike(const std::filesystem::path& original, const std::filesystem::pa
   const mode_t mode = there ? about.st_mode & kPermissions : 0666;
   const FileDescriptor fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
   if (!fd.valid() || !there) return fd.valid();
-  // Whoever may not give a file away goes on with one of his own, and some file systems have one mode for all.
+  // Failures are ignored: a user may not be allowed to change the owner, and some file systems have one mode for all
+  // files.
   [[maybe_unused]] const bool given = fchown(fd.get(), about.st_uid, about.st_gid) == 0;
   [[maybe_unused]] const bool as_was = fchmod(fd.get(), mode) == 0;
   return true;

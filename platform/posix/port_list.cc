@@ -19,9 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Devices named to this process that have no number of their own get one from here up.
+// PortOfDevice gives devices without a number one from here up.
 constexpr int kFirstFreeNumber = 200;
-constexpr int kLastNumber = 32767;  // the widest number that a saved configuration holds
+constexpr int kLastNumber = 32767;  // the largest number in a saved configuration
 
 std::mutex session_mutex;
 PortNumbers& SessionPorts() {
@@ -61,7 +61,7 @@ PortNumbers ExplicitPorts() {
   return ports;
 }
 
-// The kernel lists line numbers with nothing behind them; their type is 0.
+// The kernel also lists lines without hardware; their type is 0.
 bool IsPhantom(const std::string& name) {
   std::ifstream type("/sys/class/tty/" + name + "/type");
   int number = 0;
@@ -93,7 +93,7 @@ std::vector<std::string> MachineDevices() {
   return devices;
 }
 
-// The device that a path leads to, through whatever links; a path that leads nowhere, and a URL, stand for themselves.
+// The device behind a path, with symbolic links followed. A path that leads nowhere, or a URL, is returned unchanged.
 std::string DeviceBehind(const std::string& path) {
   std::error_code error;
   const fs::path device = fs::canonical(path, error);

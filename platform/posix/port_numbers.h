@@ -7,11 +7,11 @@
 
 namespace ulix::platform {
 
-using PortNumbers = std::map<int, std::string>;  // to device paths
+using PortNumbers = std::map<int, std::string>;  // number to device path
 
-// Numbers for `devices`, in their order, beside those that entries gave. A device that no entry names has its place as
-// its number, or, where an entry took that, the next that is free behind the last place: each device is there once, and
-// none is hidden.
+// Adds `devices` to the `ports` that entries gave. A device that no entry names gets its place in the list as its
+// number. If an entry has taken that number, the device gets the next free number after the last place. So each device
+// is listed once.
 PortNumbers NumberedPorts(PortNumbers ports, const std::vector<std::string>& devices);
 
 }  // namespace ulix::platform

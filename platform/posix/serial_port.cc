@@ -42,19 +42,19 @@ constexpr std::array kSpeeds = {SpeedRow{300, B300},      SpeedRow{600, B600},  
                                 SpeedRow{19200, B19200},  SpeedRow{38400, B38400}, SpeedRow{57600, B57600},
                                 SpeedRow{115200, B115200}};
 
-// With PARMRK a byte received with an error comes as this, a zero and the byte; a 0xFF that was meant comes twice.
+// With PARMRK a byte with an error comes as kMark, a zero and the byte. A received 0xFF comes twice.
 constexpr char kMark = '\xFF';
-// The bytes behind a mark come with it.
+// The bytes after a mark come together with it, so this wait is long enough.
 constexpr std::uint32_t kMarkWaitMs = 50;
 
-// Whatever link led to it.
+// Uses the name of the terminal, not the path, which may be a link.
 bool IsPseudoTerminal(int fd) {
   std::array<char, 64> name{};
   return ttyname_r(fd, name.data(), name.size()) == 0 && std::string_view(name.data()).starts_with("/dev/pts/");
 }
 
-// The time of one read or write. It runs from the first wait, since most bytes of a reply are there already and need
-// not ask the clock.
+// The time limit of one read or write. It starts at the first wait. Most bytes of a reply are there already, and for
+// these the clock is not asked.
 class TransferTime {
  public:
   explicit TransferTime(std::uint32_t ms) : ms_(ms) {}
@@ -72,7 +72,7 @@ class TransferTime {
   steady_clock::time_point end_{};
 };
 
-// An event that ends waits as long as it is set.
+// An event that ends all waits while it is set.
 class Interruption {
  public:
   Interruption() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -90,8 +90,8 @@ class Interruption {
   FileDescriptor event_;
 };
 
-// A pseudo terminal carries whole bytes: asked for parity or 7 data bits it would refuse, or take the rest of the
-// settings, as they differ from those it had.
+// A pseudo terminal carries whole bytes only. It must not be asked for parity or 7 data bits: depending on its present
+// settings, it refuses that or applies only the other settings.
 void SetWholeBytes(termios& settings) {
   settings.c_cflag &= ~static_cast<tcflag_t>(CSIZE | PARENB | PARODD);
   settings.c_cflag |= CS8;
@@ -105,7 +105,7 @@ void SetCharacterFormat(termios& settings, const LineSettings& line) {
   if (line.parity == Parity::kOdd) settings.c_cflag |= PARODD;
 }
 
-// DTR/DSR handshake is not something this kernel's terminals do: both lines are raised and data flows freely.
+// The kernel has no DTR/DSR flow control. With that setting both outputs are raised and data flows without control.
 void SetFlowControl(termios& settings, FlowControl flow) {
   settings.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF | IXANY);
   if (flow != FlowControl::kXonXoff) return;
@@ -149,7 +149,7 @@ class TerminalPort final : public SerialPort {
     SetBinary(settings, parity_checked_);
     if (!ApplyWithSpeed(settings, line.baud_rate)) return false;
     int lines = TIOCM_DTR | TIOCM_RTS;
-    ioctl(fd_.get(), TIOCMBIS, &lines);  // a terminal without modem lines fails here, and works
+    ioctl(fd_.get(), TIOCMBIS, &lines);  // fails for a terminal without modem lines, which works all the same
     return true;
   }
 
@@ -190,7 +190,7 @@ class TerminalPort final : public SerialPort {
 
   void ClearError() override {}
 
-  // A terminal whose device went, or whose other end closed, is hung up.
+  // A terminal is hung up when its device is gone, or when its other end was closed.
   bool IsPresent() override {
     pollfd entry{.fd = fd_.get(), .events = 0, .revents = 0};
     return poll(&entry, 1, 0) <= 0;
@@ -235,24 +235,25 @@ class TerminalPort final : public SerialPort {
     cfsetispeed(&settings, row->speed);
     cfsetospeed(&settings, row->speed);
     if (tcsetattr(fd_.get(), TCSANOW, &settings) != 0) return false;
-    // A driver that cannot do the speed keeps another one and reports success.
+    // A driver that does not support the speed keeps another one and reports success.
     termios taken{};
     return tcgetattr(fd_.get(), &taken) == 0 && cfgetospeed(&taken) == row->speed;
   }
 
-  // What ended a transfer of which `count` bytes were done.
+  // The result of a transfer that ended after `count` bytes.
   static IoResult Ended(IoResult why, std::size_t count) {
     if (why.outcome == IoOutcome::kNoFirstByte && count > 0) why.outcome = IoOutcome::kStoppedMidway;
     why.count = count;
     return why;
   }
 
-  // After a call that moved nothing: waits until it may, or says why it cannot. The call's errno still stands.
+  // Called after a read or write that transferred nothing, with its errno. Waits until the call may succeed, or returns
+  // the failure.
   IoResult WaitAfterRefusal(short events, TransferTime& time) {
     return errno == EAGAIN || errno == EINTR ? WaitUntilReady(events, time) : Lost();
   }
 
-  // Until the terminal is ready for `events`. Only what waits for the instrument's words can be interrupted.
+  // Waits until the terminal is ready for `events`. Only waits for input can be interrupted.
   IoResult WaitUntilReady(short events, TransferTime& time) {
     std::array<pollfd, 2> entries{{{.fd = fd_.get(), .events = events, .revents = 0},
                                    {.fd = interruption_.fd(), .events = POLLIN, .revents = 0}}};
@@ -284,7 +285,7 @@ class TerminalPort final : public SerialPort {
     return marked ? ResolveMark(time) : next;
   }
 
-  // The next byte as the driver gave it.
+  // The next byte as the terminal driver delivers it.
   IoResult NextByte(char& byte, TransferTime& time) {
     if (received_.empty()) {
       const IoResult filled = Receive(time);
@@ -295,7 +296,8 @@ class TerminalPort final : public SerialPort {
     return {};
   }
 
-  // Takes at least one byte from the driver. The first of a reply is waited for at once; later ones are mostly there.
+  // Reads at least one byte from the driver. After a write it waits first, because the reply has not come yet; later
+  // bytes are mostly there.
   IoResult Receive(TransferTime& time) {
     if (std::exchange(reply_awaited_, false)) {
       const IoResult wait = WaitUntilReady(POLLIN, time);
@@ -313,7 +315,7 @@ class TerminalPort final : public SerialPort {
     }
   }
 
-  // A mark was read: a second one stands for itself, anything else announces a byte that arrived damaged.
+  // After a mark: a second mark stands for the byte 0xFF; anything else announces a damaged byte.
   IoResult ResolveMark(TransferTime& time) {
     char next = kMark;
     IoResult result = NextByte(next, time);
@@ -327,9 +329,9 @@ class TerminalPort final : public SerialPort {
   Interruption interruption_;
   bool exclusive_mark_;
   bool parity_checked_ = false;
-  bool reply_awaited_ = false;  // nothing was read since the last write
-  // What came together is taken together, though it is asked for byte by byte. No other program has the port open, so
-  // nobody misses it.
+  bool reply_awaited_ = false;  // whether nothing was read since the last write
+  // The link asks for single bytes, but the port reads all bytes that have come at once. No other program has the port
+  // open, so no program misses them.
   std::array<char, 256> buffer_;
   std::span<const char> received_;  // the rest of buffer_
   SerialTimeouts timeouts_;
@@ -393,7 +395,8 @@ class BoundTerminal final : public BoundPort {
     FileLock lock(fd.get(), LOCK_EX);
     if (!lock.held()) return {nullptr, FailureOf(errno, path_)};
     RememberDevice(identity);
-    // A pseudo terminal would keep the mark as long as its instrument lives, also when we are killed.
+    // Pseudo terminals are not marked: they would keep the mark as long as their instrument lives, even after this
+    // program is killed.
     const bool mark = !IsPseudoTerminal(fd.get()) && ioctl(fd.get(), TIOCEXCL) == 0;
     return {std::make_unique<TerminalPort>(std::move(fd), std::move(lock), mark), {}};
   }

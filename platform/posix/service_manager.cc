@@ -24,7 +24,7 @@ std::optional<long long> NumberInEnvironment(const char* name) {
 
 }  // namespace
 
-// One datagram to the socket in NOTIFY_SOCKET; '@' stands for the zero byte of an abstract name.
+// Sends one datagram to the socket in NOTIFY_SOCKET. '@' stands for the zero byte of an abstract name.
 bool TellServiceManager(std::string_view state) {
   const char* name = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address{};

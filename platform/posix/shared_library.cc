@@ -29,7 +29,7 @@ class Loaded final : public SharedLibrary {
 
 }  // namespace
 
-// Nothing in the library takes the place of the program's own, nor the other way round.
+// RTLD_LOCAL: the library's functions do not replace those of the program.
 tl::expected<std::unique_ptr<SharedLibrary>, std::uint32_t> LoadSharedLibrary(const std::filesystem::path& file) {
   std::error_code failed;
   if (!std::filesystem::is_regular_file(file, failed)) {
@@ -42,7 +42,7 @@ tl::expected<std::unique_ptr<SharedLibrary>, std::uint32_t> LoadSharedLibrary(co
 
 std::string SharedLibraryFile(std::string_view name) { return "lib" + std::string(name) + ".so"; }
 
-// The loader knows a library by its path, and the program itself by no name at all.
+// The loader has the path of a library, and an empty name for the program itself.
 tl::expected<std::filesystem::path, std::uint32_t> OwnModuleFolder() {
   Dl_info info{};
   link_map* module = nullptr;

@@ -20,7 +20,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Without a limit the wait ends with what it waits for.
+// Without `wait` there is no limit.
 SocketWait Await(int fd, short events, std::optional<milliseconds> wait) {
   const auto end =
       steady_clock::now() + std::min(wait.value_or(milliseconds(0)), milliseconds(std::chrono::hours(876000)));
@@ -36,7 +36,7 @@ SocketWait Await(int fd, short events, std::optional<milliseconds> wait) {
   }
 }
 
-// 0, or the system's code of what went wrong.
+// 0, or the system's error code.
 int ConnectTo(int fd, const sockaddr* address, socklen_t length, std::optional<milliseconds> wait) {
   if (connect(fd, address, length) == 0) return 0;
   if (errno != EINPROGRESS) return errno;
@@ -78,13 +78,13 @@ class PosixSocket final : public StreamSocket {
   int Receive(std::span<char> bytes) override {
     return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT); });
   }
-  // One call of the system in place of two.
+  // On a blocking socket one system call replaces two.
   int ReceiveWithin(std::span<char> bytes, milliseconds wait) override {
     if (!blocks_) return StreamSocket::ReceiveWithin(bytes, wait);
     if (wait.count() <= 0 || !SetReceiveWait(wait)) return Receive(bytes);
     return Moved([&] { return recv(fd_.get(), bytes.data(), bytes.size(), 0); });
   }
-  // From now on a receive with a wait waits inside the call.
+  // From now on ReceiveWithin waits inside the receive call.
   void Block() {
     const int flags = fcntl(fd_.get(), F_GETFL);
     blocks_ = flags >= 0 && fcntl(fd_.get(), F_SETFL, flags & ~O_NONBLOCK) == 0;

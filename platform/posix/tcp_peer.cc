@@ -12,7 +12,7 @@
 namespace ulix::platform {
 namespace {
 
-// The kernel gives up at the retransmission after this time, which may be half a second later.
+// The kernel gives up at the first retransmission after this time, which may be half a second later.
 constexpr int kMaxUnansweredMs = 1000;
 
 using NameOfEnd = int (*)(int socket, sockaddr* address, socklen_t* size);

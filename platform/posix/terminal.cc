@@ -18,12 +18,12 @@ winsize OutputSize() {
 
 }  // namespace
 
-// The user's terminal takes what the user's locale says. The system gives the lowest free number to what is opened
-// next.
+// Each open gets the lowest free descriptor. The encoding of the terminal is that of the user's locale and is not
+// changed.
 void PrepareStandardStreams() {
   int opened = -1;
   do {
-    opened = open("/dev/null", O_RDONLY);  // what is written to it fails, as it should
+    opened = open("/dev/null", O_RDONLY);  // read-only, so that writing to a closed stream still fails
   } while (opened >= 0 && opened <= STDERR_FILENO);
   if (opened >= 0) close(opened);
 }
@@ -51,7 +51,7 @@ std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
   while (!stop) {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     if (poll(&input, 1, kGlanceMs) <= 0) continue;
-    // Byte by byte, since a pipe holds more than one line.
+    // Reads byte by byte, because a pipe may hold more than one line.
     char byte = '\0';
     const bool ended = read(STDIN_FILENO, &byte, 1) <= 0;
     if (ended && line.empty()) return std::nullopt;

@@ -5,7 +5,8 @@
 
 namespace ulix::platform {
 
-// Time-critical is the lowest real-time priority: above every ordinary thread, below the system's own.
+// Time-critical is the lowest real-time priority. It is above every ordinary thread and below the threads of the
+// system.
 bool SetThreadPriority(ThreadPriority priority) {
   const bool critical = priority == ThreadPriority::kTimeCritical;
   const int policy = critical ? SCHED_FIFO : SCHED_OTHER;

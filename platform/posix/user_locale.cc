@@ -10,7 +10,7 @@
 namespace ulix::platform {
 namespace {
 
-// The first of the variables that says anything, as the C library looks them up.
+// The first variable that is set, in the order in which the C library looks them up.
 const char* LocaleName(const char* category) {
   for (const char* variable : {"LC_ALL", category, "LANG"}) {
     if (const char* name = std::getenv(variable); name && *name) return name;
@@ -27,7 +27,7 @@ Language UserLanguage() { return IsFrench(LocaleName("LC_MESSAGES")) ? Language:
 char UserDecimalSeparator() {
   const char* name = LocaleName("LC_NUMERIC");
   const locale_t locale = newlocale(LC_NUMERIC_MASK, name, nullptr);
-  // Many machines name a locale whose data they do not have.
+  // The data of a locale are often not installed.
   if (!locale) return IsFrench(name) ? ',' : '.';
   const char* text = nl_langinfo_l(RADIXCHAR, locale);
   const char separator = text && *text ? *text : '.';

@@ -41,7 +41,7 @@ AppendFailure FailureOf(DWORD error) {
 
 AppendOpenResult OpenForAppending(const std::string& path, AppendMode mode) {
   const bool is_new = mode == AppendMode::kNew;
-  // Others may read it meanwhile, and none may write.
+  // Other programs may read the file meanwhile, but not write it.
   const HANDLE handle = CreateFileW(PathOf(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                     is_new ? CREATE_NEW : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return {nullptr, FailureOf(GetLastError())};

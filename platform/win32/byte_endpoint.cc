@@ -15,7 +15,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// A serial port has no event that can be waited for together with sockets: it is looked at this often.
+// A serial port has no event that can be waited for together with sockets, so it is polled at this period.
 constexpr milliseconds kOtherInputPeriod{1};
 
 bool OnlyLater() { return WSAGetLastError() == WSAEWOULDBLOCK; }
@@ -26,8 +26,8 @@ bool HasInput(InputHandle port) {
   return !ClearCommError(reinterpret_cast<HANDLE>(port), &errors, &state) || state.cbInQue > 0;
 }
 
-// A client that is not served. It is told why, and closed when it has read it: closing it before it has would lose the
-// words with the bytes that it has sent.
+// A client that is not served. It is sent the reason, and its connection is closed after it has read the text. An
+// earlier close, with unread bytes of the client, would reset the connection and lose the text.
 struct RefusedClient {
   SocketHandle socket;
   steady_clock::time_point until;
@@ -77,7 +77,7 @@ class TcpEndpoint final : public ByteEndpoint {
     bool client = false;
     bool listener = false;
   };
-  // Nothing is ready when the time is over, or when the other input has something.
+  // Neither is ready when the time is over, or when the other handle has input.
   Ready WaitForInput(steady_clock::time_point until) const {
     for (;;) {
       const auto left = std::max(std::chrono::ceil<milliseconds>(until - steady_clock::now()), milliseconds(0));
@@ -96,7 +96,7 @@ class TcpEndpoint final : public ByteEndpoint {
     return {.client = has_client && entries.front().revents != 0, .listener = accepts && entries.back().revents != 0};
   }
 
-  // False when the client is gone. What it does not take at once is lost.
+  // False when the client is gone. Bytes that the client does not accept at once are lost.
   static bool SendTo(const SocketHandle& client, std::string_view bytes) {
     while (!bytes.empty()) {
       const int count = send(client.get(), bytes.data(), static_cast<int>(bytes.size()), 0);
@@ -132,14 +132,14 @@ class TcpEndpoint final : public ByteEndpoint {
   SocketHandle listener_;
   SocketHandle client_;
   std::string address_;
-  EndpointClient who_;  // the last one that was served
+  EndpointClient who_;  // the client that is or was served last
   EndpointRefusal refusal_;
   std::vector<RefusedClient> refused_;
   InputHandle other_input_ = kNoInput;
 };
 
-// A socket that listens at the address; not valid when it cannot. Without the exclusive use another program could
-// listen on the same port.
+// A socket that listens at the address; invalid when the system refuses. Without SO_EXCLUSIVEADDRUSE another program
+// could listen on the same port.
 SocketHandle ListenAt(const addrinfo& address) {
   SocketHandle listener(socket(address.ai_family, SOCK_STREAM, IPPROTO_TCP));
   const BOOL on = TRUE;

@@ -5,7 +5,8 @@
 namespace ulix::platform {
 namespace {
 
-// As the runtime of the started program takes arguments apart: quotes around each, backslashes before a quote doubled.
+// An argument in the form in which the runtime of the started program parses it: in quotes, with backslashes before a
+// quote doubled.
 std::string Quoted(const std::string& argument) {
   std::string quoted = "\"";
   std::size_t backslashes = 0;

@@ -7,7 +7,7 @@
 
 namespace ulix::platform {
 
-// Some calls say "none" with a null handle, others with INVALID_HANDLE_VALUE; both are none here.
+// Some calls return null for "no handle", others INVALID_HANDLE_VALUE; this class treats both as no handle.
 class Handle {
  public:
   Handle() = default;

@@ -15,7 +15,7 @@ CONDITION_VARIABLE* VariableOf(void*& place) { return reinterpret_cast<CONDITION
 // The longest single wait. A longer one wakes up before its end, which callers must expect.
 constexpr std::chrono::milliseconds kMaxWait = std::chrono::hours(24);
 
-// Rounded up, so that a wait does not end before its time.
+// The result is rounded up, so that a wait does not end too early.
 DWORD MillisecondsUntil(std::chrono::steady_clock::time_point until) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
   return static_cast<DWORD>(std::clamp(left, std::chrono::milliseconds(0), kMaxWait).count());

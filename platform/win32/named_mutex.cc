@@ -9,7 +9,7 @@
 namespace ulix::platform {
 namespace {
 
-// A mutex made by a program with more rights grants us no more than to wait for it.
+// If a program with more rights has made the mutex, this program may only wait for it and release it.
 Handle OpenMutexNamed(const char* name) {
   Handle mutex(CreateMutexA(nullptr, FALSE, name));
   return mutex.valid() ? std::move(mutex) : Handle(OpenMutexA(SYNCHRONIZE, FALSE, name));
@@ -25,9 +25,10 @@ class NamedMutex::Shared {
 
   LockProblem Explain(bool timed_out) const {
     using enum LockProblem::Cause;
-    const LockProblem::Cause why = error_ == ERROR_ACCESS_DENIED    ? kNoPermission
-                                   : error_ == ERROR_INVALID_HANDLE ? kForeign  // the name is another kind of object's
-                                                                    : kSystem;
+    const LockProblem::Cause why = error_ == ERROR_ACCESS_DENIED ? kNoPermission
+                                   : error_ == ERROR_INVALID_HANDLE
+                                       ? kForeign  // an object of another kind has the name
+                                       : kSystem;
     return {.cause = timed_out ? kHeld : why, .object = "mutex " + name_, .os_error = error_};
   }
 
@@ -50,7 +51,7 @@ bool NamedMutex::LockFor(std::chrono::milliseconds wait, LockProblem* problem) {
 
 void NamedMutex::Unlock() { ReleaseMutex(shared_->handle()); }
 
-// The system removes it with its last user.
+// The system removes a mutex together with its last handle.
 void RemoveNamedMutex(const std::string&) {}
 
 }  // namespace ulix::platform

@@ -5,7 +5,7 @@
 
 namespace ulix::platform {
 
-// The library's own conversion widens byte by byte.
+// Converts with the system's code page; the standard library would only widen each byte.
 std::filesystem::path PathOf(const std::string& name) {
   std::wstring wide(name.size(), L'\0');
   const auto size = static_cast<int>(name.size());
@@ -13,7 +13,7 @@ std::filesystem::path PathOf(const std::string& name) {
   return wide;
 }
 
-// Devices have their names in every folder, and NUL is one: as a path it begins with \\.\ instead of that folder.
+// Device names such as NUL exist in every folder. Their full path begins with \\.\ instead of the folder.
 bool IsNoFile(const std::filesystem::path& path) {
   std::array<wchar_t, MAX_PATH> whole{};
   const DWORD length = GetFullPathNameW(path.c_str(), whole.size(), whole.data(), nullptr);
@@ -22,7 +22,7 @@ bool IsNoFile(const std::filesystem::path& path) {
   return device || (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
 }
 
-// Who may do what with it the folder says.
+// On Windows the folder determines the access rights of a new file.
 bool CreateLike(const std::filesystem::path&, const std::filesystem::path& path) {
   const Handle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
   return file.valid();

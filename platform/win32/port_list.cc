@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kDeviceFolder = R"(\\.\)";
 
-// The number behind "COM". A text of another form gives 0 or a number that is none: entries are not sifted.
+// The number after "COM". A text of another form gives 0 or a wrong number; hosts expect such entries in the list.
 int NumberOf(std::string_view text) {
   int number = 0;
   text = Trimmed(text.substr(std::min<std::size_t>(3, text.size())));
@@ -24,13 +24,14 @@ int NumberOf(std::string_view text) {
   return number;
 }
 
-// Where the user put ports of his own: values "COM5" = "rfc2217://bench-3:4001", or a device path.
+// The registry key with the user's entries: a value "COM5" holds a URL such as "rfc2217://bench-3:4001" or a device
+// path.
 constexpr const char* kPortMapKey = R"(Software\ULIX Servers\Ports)";
 
-// Ports by number: what the user mapped. The first entry of a number counts.
+// The user's entries by number. The first entry for a number counts.
 using PortMap = std::map<int, std::string>;
 
-// The number of an entry's name; 0 for a name that is none.
+// The number in an entry's name; 0 for any other name.
 int NumberOfEntry(std::string_view name, std::string_view prefix) {
   int number = 0;
   if (name.size() <= prefix.size() || !EqualIgnoringCase(name.substr(0, prefix.size()), prefix)) return 0;
@@ -81,8 +82,8 @@ void AddFile(PortMap& ports) {
   for (std::string line; std::getline(file, line);) AddEntry(ports, line, "COM");
 }
 
-// From the environment (ULIX_COM5), the registry, and the file "ulix\ports" in the user's application data, in this
-// order.
+// All entries: from the environment (ULIX_COM5), then the registry, then the file "ulix\ports" in the user's
+// application data.
 PortMap MappedPorts() {
   PortMap ports;
   AddEnvironment(ports);
@@ -93,7 +94,7 @@ PortMap MappedPorts() {
 
 std::string DevicePath(int port) { return std::string(kDeviceFolder) + "COM" + std::to_string(port); }
 
-// The numbers in the registry's order. What cannot be read of an entry stays as the one before left it.
+// The numbers in the order of the registry. An entry that cannot be read repeats the one before it, as hosts expect.
 std::vector<int> RegisteredPorts(HKEY key) {
   constexpr DWORD kBufferSize = 256;
   std::array<char, kBufferSize> name{};

@@ -51,15 +51,16 @@ void SetFlowControl(DCB& state, FlowControl flow) {
   state.XoffChar = kXoff;
 }
 
-// Reads wait in slices no longer than this, so that one can be interrupted.
+// A read waits in slices of at most this time, so that it can be interrupted.
 constexpr std::uint32_t kLongestSliceMs = 500;
 
-// How many slices a read of that time has; 1 for one that is not limited.
+// The number of slices of a read; 1 for a read without a limit.
 constexpr std::uint32_t SlicesOf(std::uint32_t read_ms) {
   return std::max(1U, (read_ms + kLongestSliceMs - 1) / kLongestSliceMs);
 }
 
-// What a transfer of `wanted` bytes came to. The times are the driver's, so a short one is one that ran out of time.
+// The result of a transfer of `wanted` bytes. The driver applies the timeouts, so a short transfer is one whose time
+// ran out.
 IoResult ResultOf(BOOL succeeded, DWORD count, std::size_t wanted) {
   if (!succeeded) return {IoOutcome::kLinkLost, count, GetLastError()};
   if (count == wanted) return {IoOutcome::kComplete, count, 0};
@@ -164,8 +165,8 @@ class CommPort final : public SerialPort {
 
  private:
   Handle port_;
-  bool limited_ = false;      // the time of a read
-  std::uint32_t slices_ = 1;  // of it
+  bool limited_ = false;      // whether a read has a time limit
+  std::uint32_t slices_ = 1;  // slices of that time
   std::atomic<bool> interrupted_ = false;
 };
 
@@ -175,7 +176,7 @@ OpenFailureCause CauseOf(DWORD error) {
     case ERROR_PATH_NOT_FOUND:
     case ERROR_INVALID_NAME:
       return OpenFailureCause::kNoSuchDevice;
-    case ERROR_ACCESS_DENIED:  // what a port says that another program has open
+    case ERROR_ACCESS_DENIED:  // the error for a port that another program has open
     case ERROR_SHARING_VIOLATION:
       return OpenFailureCause::kInUse;
     default:
@@ -183,7 +184,7 @@ OpenFailureCause CauseOf(DWORD error) {
   }
 }
 
-// The system keeps a port's number with its device: another adapter gets another one.
+// The system keeps a number for each device, so another adapter gets another number and another path.
 class BoundComm final : public BoundPort {
  public:
   explicit BoundComm(std::string path) : path_(std::move(path)) {}
@@ -202,7 +203,7 @@ class BoundComm final : public BoundPort {
   std::string path_;
 };
 
-// "COM5" is the name of a port up to 9 only; with the folder it is one at any number.
+// "COM5" works as a path only up to 9; DeviceOfPort gives the full path, which works for any number.
 std::optional<std::string> DeviceAt(const std::string& location) {
   const int number = PortOfDevice(location);
   return number > 0 ? DeviceOfPort(number) : std::optional(location);

@@ -1,4 +1,4 @@
-// No service of this system waits for such messages.
+// Windows has no service manager that takes such messages.
 #include "platform/service_manager.h"
 
 namespace ulix::platform {

@@ -26,7 +26,7 @@ class Loaded final : public SharedLibrary {
 
 }  // namespace
 
-// What the library needs itself is looked for in its own folder first, not in the host's.
+// The system looks for the library's own dependencies in the library's folder first, not in the host's.
 tl::expected<std::unique_ptr<SharedLibrary>, std::uint32_t> LoadSharedLibrary(const std::filesystem::path& file) {
   const HMODULE module = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
   if (!module) return tl::unexpected(static_cast<std::uint32_t>(GetLastError()));

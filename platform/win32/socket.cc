@@ -12,8 +12,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Select and not the newer poll: that one does not tell of a connection that failed on every version. Without a limit
-// the wait ends with what it waits for.
+// Uses select and not WSAPoll, which does not report a failed connection on every version of Windows. Without `wait`
+// there is no limit.
 SocketWait Await(SOCKET socket, bool writable, std::optional<milliseconds> wait) {
   constexpr milliseconds kLongestSelect{60'000};
   const auto end =
@@ -63,7 +63,7 @@ class WindowsSocket final : public StreamSocket {
   }
   OpenFailure connect_failure() const override { return failure_; }
 
-  // 0, or the system's code of what went wrong.
+  // 0, or the system's error code.
   int ConnectTo(const sockaddr* address, int length, std::optional<milliseconds> wait) {
     if (connect(socket_.get(), address, length) == 0) return 0;
     if (const int error = WSAGetLastError(); error != WSAEWOULDBLOCK) return error;

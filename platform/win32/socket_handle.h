@@ -1,4 +1,4 @@
-// A socket with one owner, and the library that sockets need.
+// A socket with one owner, and the start of the socket library.
 #pragma once
 
 #include <winsock2.h>
@@ -7,7 +7,7 @@
 
 namespace ulix::platform {
 
-// Sockets work while one of these lives.
+// Sockets work while at least one object of this class lives.
 class SocketLibrary {
  public:
   SocketLibrary() { ready_ = WSAStartup(MAKEWORD(2, 2), &data_) == 0; }

@@ -24,7 +24,8 @@ EndOfConnection End(SOCKET socket, NameOf name_of) {
 
 }  // namespace
 
-// A quiet peer is asked for a sign of life after a second, and ten times in the next one.
+// After one second without data the system asks the peer for a sign of life, and repeats this ten times within the next
+// second.
 bool WatchPeer(SOCKET socket) {
   const BOOL on = TRUE;
   setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&on), sizeof on);

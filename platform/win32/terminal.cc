@@ -8,7 +8,7 @@
 namespace ulix::platform {
 namespace {
 
-// The console's code page outlives the program, so it is put back.
+// The code page of the console outlives the program, so it is restored.
 class Utf8Output {
  public:
   Utf8Output() : before_(GetConsoleOutputCP()) { SetConsoleOutputCP(CP_UTF8); }
@@ -24,7 +24,7 @@ HANDLE Output() { return GetStdHandle(STD_OUTPUT_HANDLE); }
 HANDLE Input() { return GetStdHandle(STD_INPUT_HANDLE); }
 
 std::string Utf8(const std::wstring& wide) {
-  std::string text(3 * wide.size(), '\0');  // of each unit three bytes at most
+  std::string text(3 * wide.size(), '\0');  // at most three bytes for each unit
   const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), text.data(),
                                          static_cast<int>(text.size()), nullptr, nullptr);
   text.resize(static_cast<std::size_t>(length));
@@ -33,7 +33,7 @@ std::string Utf8(const std::wstring& wide) {
 
 }  // namespace
 
-// Handles of standard streams are not given to others.
+// Windows does not give the handles of standard streams to other files, so only the code page is set.
 void PrepareStandardStreams() { static const Utf8Output until_the_program_ends; }
 
 bool OutputIsTerminal() {
@@ -58,7 +58,7 @@ bool InputIsTerminal() {
   return GetConsoleMode(Input(), &mode);
 }
 
-// Ctrl-C ends a read that is under way with nothing read.
+// Ctrl-C ends a read in progress with no text.
 std::optional<std::string> ReadTypedLine(const std::atomic<bool>& stop) {
   if (!InputIsTerminal()) {
     std::string line;

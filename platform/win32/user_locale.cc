@@ -11,7 +11,7 @@ Language UserLanguage() {
 }
 
 char UserDecimalSeparator() {
-  std::array<char, 2> text{};  // of a longer separator the first character counts
+  std::array<char, 2> text{};  // the first character of a longer separator counts
   GetProfileStringA("intl", "sDecimal", ".", text.data(), text.size());
   return text[0] ? text[0] : '.';
 }
