@@ -15,7 +15,7 @@ bool IsReal(const SettingRow& row) { return row.type == VariantType::kR4; }
 
 std::uint32_t MaskOf(const SettingRow& row) { return row.bits >= 32 ? ~0U : (1U << row.bits) - 1U; }
 
-// Two's complement for a negative number.
+// The 32 bits of an integer; a negative one in two's complement.
 std::uint32_t BitsOf(double number) { return static_cast<std::uint32_t>(static_cast<std::int64_t>(number)); }
 
 StoredValue EmptyValue(VariantType type) {
@@ -165,7 +165,7 @@ void Settings::Replace(std::vector<StoredValue> values) {
   values_ = std::move(replacement);
 }
 
-// Whoever holds the values that were keeps them.
+// Changes a copy. Holders of the earlier values keep them unchanged.
 template <typename Put>
 void Settings::Change(Put&& put) {
   const std::lock_guard lock(mutex_);

@@ -9,9 +9,9 @@ namespace {
 constexpr std::uint32_t kSecondsPerDay = 86400;
 constexpr std::uint32_t kFractionsPerSecond = 128;
 constexpr double kFirstDay = 35065;                 // 1996-01-01
-constexpr std::uint32_t kDayAfter2100Leap = 38046;  // 2100-03-01 as the logger counts its days.
+constexpr std::uint32_t kDayAfter2100Leap = 38046;  // 2100-03-01 in the logger's count of days
 
-// What a kind of record means.
+// The meaning of a kind of record.
 enum class Meaning : std::uint8_t { kNothing, kMeasurement, kTime, kWholeSeconds };
 constexpr Meaning kMeanings[16] = {
     Meaning::kMeasurement, Meaning::kTime,    Meaning::kTime,         Meaning::kTime,
@@ -19,7 +19,7 @@ constexpr Meaning kMeanings[16] = {
     Meaning::kTime,        Meaning::kNothing, Meaning::kNothing,      Meaning::kNothing,
     Meaning::kNothing,     Meaning::kNothing, Meaning::kNothing,      Meaning::kNothing};
 
-// The eight bytes of a record as one number, byte 0 lowest.
+// The eight bytes of a record as one number; byte 0 is the lowest.
 std::uint64_t Load(const char* record) {
   std::uint64_t bits = 0;
   if constexpr (std::endian::native == std::endian::little) {

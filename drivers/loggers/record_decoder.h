@@ -1,4 +1,4 @@
-// Decodes the records of a logger's memory.
+// The decoder of records in a logger's memory.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace ulix {
 
-// A time of a logger's clock: whole seconds since 1996-01-01 00:00:00 and 128ths of a second. All zero: not set.
+// A time of a logger's clock: whole seconds since 1996-01-01 00:00:00, and 128ths of a second. All zeros: not set.
 struct TimeBase {
   std::uint32_t seconds = 0;
   std::uint32_t fraction = 0;  // in 1/128 s
@@ -17,7 +17,7 @@ struct TimeBase {
 };
 
 // The date of a number of days since 1996-01-01. Loggers count in cycles of 1461 days that begin with a leap year, so
-// that they have a 29 February 2100; it becomes the day after.
+// they have a 29 February 2100, which does not exist. It becomes 1 March 2100.
 Date DateOfDays(std::uint32_t days);
 Date DateOf(const TimeBase& time);
 

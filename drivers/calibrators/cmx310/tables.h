@@ -1,4 +1,5 @@
-// CMX310 calibrator: what it is, what it can be set to, what can go wrong. Source: the instrument's command reference.
+// The tables of the CMX310 calibrator: model card, channels, settings and errors. Source: the instrument's command
+// reference.
 #pragma once
 
 #include <array>
@@ -50,7 +51,7 @@ inline constexpr auto kSensorWords = std::array{
     EnumLabel{17, "TYP_PT1000"},
 };
 
-// Which connections, sensors and cold junctions go with which functions. A thermocouple may do without a connection.
+// Which connections, sensors and cold junctions are allowed with which functions. A thermocouple needs no connection.
 inline constexpr CodeRange kCurrents{7, 8}, kResistances{9, 11}, kThermocouple{12, 12}, kThermometer{13, 13};
 inline constexpr CodeRange kWires{1, 2}, kNoneOrWires{0, 2}, kTransmitters{3, 4};
 inline constexpr auto kInputConnections =

@@ -1,5 +1,5 @@
-// Kelvo10 process calibrator: what it is, what it can be set to, what can go wrong. Source: the instrument's command
-// reference.
+// The tables of the Kelvo10 process calibrator: model card, channels, settings and errors. Source: the instrument's
+// command reference.
 #pragma once
 
 #include <array>
@@ -48,7 +48,7 @@ inline constexpr auto kSensorWords = std::array{
     EnumLabel{25, "TYP_NI1000"},
 };
 
-// Which connections, sensors and cold junctions go with which functions. A thermocouple may do without a connection.
+// Which connections, sensors and cold junctions are allowed with which functions. A thermocouple needs no connection.
 inline constexpr CodeRange kCurrents{6, 7}, kResistances{8, 10}, kThermocouple{11, 11}, kThermometer{12, 12};
 inline constexpr CodeRange kWires{1, 3}, kNoneOrWires{0, 3}, kTransmitters{4, 7};
 inline constexpr auto kInputConnections =

@@ -9,7 +9,7 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\n', .reply_size = kLongestReply + 1};
 
-// The instrument switches relays after a range command and hears nothing meanwhile.
+// After a range command the instrument switches relays and ignores its line for this time.
 constexpr Milliseconds kRangePause{100};
 
 }  // namespace
@@ -28,7 +28,8 @@ Expected<bool> RangeCalibratorDriver::StartSession(Conversation& talk) {
 
 void RangeCalibratorDriver::EndSession(Conversation& talk) { talk.Send("LOC"); }
 
-// The output's command is built once the input's is sent: an output that cannot be expressed leaves the input set.
+// The output's command is built after the input's command was sent. So if the output has an unknown code, the input is
+// set all the same.
 HRESULT RangeCalibratorDriver::SendCfg() {
   return Exchange([this](Conversation& talk) -> HRESULT {
     const auto record = settings().Current();
@@ -36,7 +37,7 @@ HRESULT RangeCalibratorDriver::SendCfg() {
     if (Succeeded(result)) result = SendRange(talk, Side::kInput, *record);
     if (Succeeded(result)) result = SendRange(talk, Side::kOutput, *record);
     if (Failed(result)) return result;
-    units_read_ = UnitsRead{};  // both sides have the record's now
+    units_read_ = UnitsRead{};  // both sides now have the unit of the record
     return talk.Send("MEAS RUN");
   });
 }

@@ -1,4 +1,4 @@
-// A range calibrator on a serial line: one measured channel "IN", one sourced channel "OUT".
+// The driver of range calibrators on a serial line: one measured channel "IN" and one sourced channel "OUT".
 #pragma once
 
 #include <atomic>
@@ -29,9 +29,10 @@ class RangeCalibratorDriver final : public IdentifiedDriver {
   HRESULT SendRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
   Expected<RangeReply> ReadRange(Conversation& talk, Side side, const std::vector<StoredValue>& record);
 
-  // The record has one temperature unit; an instrument that was set by hand may have another one on its output.
-  struct alignas(8) UnitsRead {  // so that it is stored in one instruction
-    std::uint32_t record = ~0U;  // as it was read; what it says of the output holds while the record has this unit
+  // The temperature units that ReadCfg found. The record has only one unit, but an instrument that was set by hand may
+  // have another one on its output.
+  struct alignas(8) UnitsRead {  // aligned, so that it is stored in one instruction
+    std::uint32_t record = ~0U;  // the unit read for the record; `output` is valid while the record still has it
     std::uint32_t output = 0;
   };
 

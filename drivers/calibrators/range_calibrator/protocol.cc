@@ -23,18 +23,20 @@ const SettingRow& RowOn(const Model& model, Side side, SettingIndex of_input) {
   return Row(model, static_cast<SettingIndex>(of_input + step));
 }
 
-// Whether a range of this function names such a setting.
+// Whether the range command of this function has a word for this setting.
 bool IsNamed(const Model& model, Side side, SettingIndex of_input, std::uint32_t function) {
   return RowOn(model, side, of_input).depends->MeansSomething(function);
 }
 
-// A thermocouple needs no connection word and takes one; elsewhere a range either has one or none.
+// Whether the range command has a word for the connection. With a thermocouple this word is optional; with any other
+// function it is either required or not allowed.
 bool NamesConnection(const Model& model, Side side, const SideConfig& config) {
   const bool none_will_do = RowOn(model, side, kInputConnection).depends->Has(config.function, 0);
   return IsNamed(model, side, kInputConnection, config.function) && !(none_will_do && config.connection == 0);
 }
 
-// A word before those of the command. One that names the other side belongs to the other query's reply.
+// Whether a word is the header that may precede the words of a reply. The header of the other side belongs to the other
+// query.
 bool IsHeader(Side side, std::string_view word) {
   const std::string upper = AsciiUpper(word);
   constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ_";
@@ -42,7 +44,7 @@ bool IsHeader(Side side, std::string_view word) {
   return upper.find_first_not_of(kLetters) == upper.npos && !upper.ends_with(other);
 }
 
-// The places that words of a reply fill, each once.
+// The words found in a reply, each at most once.
 struct FoundWords {
   std::optional<std::uint32_t> function, connection, sensor, unit, cold_junction;
   std::optional<float> temperature;
@@ -70,7 +72,7 @@ bool IsWord(const Model& model, std::string_view word) {
   });
 }
 
-// Where a range has a unit of its own, its reply may name it: "V50,V".
+// Accepts the unit of an electrical range, which the reply may name: "V50,V".
 bool PutElectricalUnit(const Model& model, FoundWords& found, std::string_view word) {
   const bool known = std::any_of(model.functions.begin(), model.functions.end(), [&](const FunctionRow& function) {
     return function.unit && EqualIgnoringCase(function.unit, word);
@@ -80,7 +82,8 @@ bool PutElectricalUnit(const Model& model, FoundWords& found, std::string_view w
   return true;
 }
 
-// False for a word that fits no place or comes a second time. Words are compared whole: "RT" is no part of "JR_RTD".
+// Stores a word. False for an unknown word and for a second word of the same kind. Whole words are compared, so that
+// "RT" is not found in "JR_RTD".
 bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
   for (const Place& place : kPlaces) {
     const auto code = CodeOfLabel(Row(model, place.setting).labels, word);
@@ -96,7 +99,7 @@ bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
   return true;
 }
 
-// Whether what was found is all that the function needs.
+// Whether all words that the function needs were found.
 bool IsWhole(const Model& model, const FoundWords& found) {
   const FunctionRow* function = found.function ? FunctionOf(model, *found.function) : nullptr;
   if (!function) return false;

@@ -1,4 +1,5 @@
-// Between command lines of range calibrators and values. Pure functions, each given its model.
+// Conversions between command lines of range calibrators and values. Pure functions; each takes the model as an
+// argument.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +16,7 @@ namespace ulix::range_calibrator {
 
 enum class Side { kInput, kOutput };
 
-// Codes of the model's tables; a code outside its table is held as it is.
+// The configuration of one side, as codes of the model's tables. A code outside its table is stored unchanged.
 struct SideConfig {
   std::uint32_t function = 1;
   std::uint32_t connection = 0;
@@ -26,40 +27,41 @@ struct SideConfig {
   bool operator==(const SideConfig&) const = default;
 };
 
-// Parts of a configuration record.
+// Read and change the parts of a configuration record.
 SideConfig SideIn(const Model& model, const std::vector<StoredValue>& record, Side side);
 void PutSide(const Model& model, std::vector<StoredValue>& record, Side side, const SideConfig& config);
 std::uint32_t UnitIn(const Model& model, const std::vector<StoredValue>& record);
 void PutUnit(const Model& model, std::vector<StoredValue>& record, std::uint32_t unit);
 
-// "RANGE_IN ..." or "RANGE_OUT ...". A code that its table does not have is the model's range_not_supported.
+// The command "RANGE_IN ..." or "RANGE_OUT ...". The model's range_not_supported for a code that is not in its table.
 Expected<std::string> RangeCommand(const Model& model, Side side, const SideConfig& config, std::uint32_t unit);
 
-// What a configuration reply says of one side. `unit` is there when the reply names one.
+// The content of a configuration reply about one side. `unit` is set if the reply names a unit.
 struct RangeReply {
   SideConfig config;
   std::optional<std::uint32_t> unit;
 };
 
-// Longest reply, without its line feed. What is longer is cut there.
+// Longest reply in bytes, without its line feed. A longer reply is cut.
 inline constexpr std::size_t kLongestReply = 49;
 
-// Reads the reply to "CFG_IN?" or "CFG_OUT?": words of the range command in any order, in either case, behind a header
-// word or none. A connection or a sensor that the reply does not name is none; what it does not name of the cold
-// junction is as in `before`. An unknown word, a word twice, a temperature function without its sensor, the header of
-// the other side, a control character, or a line that may be cut in a word is the model's range_not_supported.
+// Parses the reply to "CFG_IN?" or "CFG_OUT?": the words of the range command, in any order and in upper or lower case,
+// with or without a header word. If the reply names no connection or sensor, there is none. Missing words of the cold
+// junction are taken from `before`. The model's range_not_supported for: an unknown word, a word twice, a temperature
+// function without its sensor, the header of the other side, a control character, or a line that may be cut within a
+// word.
 Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before);
 
-// The number at the start of a "MEAS?" reply; behind a blank anything may follow it, directly a unit of the family. A
-// reply that begins with no number is 0 with Doubt::kNoNumber, as hosts know it. serialCommErrUnableToReadComm: a
-// control character, a number that goes on in another way (12,25), that may be cut at the line's limit, or that a float
-// cannot hold.
+// Parses a "MEAS?" reply: the number at its start. A unit of the family may follow directly, and any text may follow
+// after a blank. Deliberate: a reply that does not begin with a number gives 0 with Doubt::kNoNumber, because hosts
+// expect it. serialCommErrUnableToReadComm for a control character, for other text directly after the number (12,25),
+// for a number that may be cut at the line's limit, and for one that a float cannot hold.
 Expected<Measured> ParseMeasure(std::string_view reply);
 
-// "OUT 100.099998": the float's own digits.
+// The command that sets the output: "OUT 100.099998", with the digits of the float.
 std::string OutputCommand(float value);
 
-// Unit and decimals of a function; "" and 6 for a code that is none.
+// Unit and decimals of a function; "" and 6 for an unknown code.
 std::string UnitOf(const Model& model, std::uint32_t function, std::uint32_t unit);
 int ResolutionOf(const Model& model, std::uint32_t function);
 

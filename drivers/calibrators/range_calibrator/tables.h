@@ -1,5 +1,5 @@
-// Calibrators with one measuring and one sourcing range, set by words. What the models of the family have in common;
-// what differs is in the Model of each.
+// The tables that range calibrators have in common. These calibrators have one measuring and one sourcing range, which
+// are set by words. Each model has a Model with what differs.
 #pragma once
 
 #include <array>
@@ -11,17 +11,17 @@
 
 namespace ulix::range_calibrator {
 
-// One measuring or sourcing function; its code is its place in the table plus 1.
+// One measuring or sourcing function. Its code is its index in the table plus 1.
 struct FunctionRow {
   const char* word;
   const char* unit;  // null: the temperature unit
   int resolution;    // decimals
 };
 
-// What differs between the models, beside the words of their settings; all of it lives as long as the program.
+// What differs between the models, besides the words of their settings. All of it must live as long as the program.
 struct Model {
   const ModelCard& card;
-  const char* identity;  // the word that its identification contains
+  const char* identity;  // a word that the identification contains
   HRESULT not_this_model;
   HRESULT range_not_supported;
   std::span<const FunctionRow> functions;
@@ -34,7 +34,7 @@ constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kC
   return words;
 }
 
-// What goes with the functions of a side. Forms offer these alone, and range commands name them.
+// The settings that are allowed with the functions of a side. Forms offer only these, and range commands contain them.
 struct SideDependences {
   Dependence connection, sensor, cold_junction;
 };
@@ -49,7 +49,8 @@ inline constexpr auto kColdJunctionWords = std::array{
 
 inline constexpr auto kUnitWords = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
 
-// How units of temperature are shown, by their code, the degree sign as one byte; any other code shows as the first.
+// The shown texts of temperature units, by code. The degree sign is one byte. An unknown code is shown as the first
+// unit.
 inline constexpr auto kUnitTexts = std::array{kCelsiusText, kFahrenheitText,
                                               "\xB0"
                                               "K"};
@@ -70,7 +71,7 @@ enum SettingIndex {
   kSettingCount,
 };
 
-// What the settings of a side are called, in the order of its rows.
+// Key and label of each setting of a side, in the order of its rows.
 using SideNames = std::array<std::pair<const char*, LocalizedText>, kOutputFunction - kInputFunction>;
 inline constexpr SideNames kInputNames = {{
     {"input-function", {"Input function", "Fonction d'entrée"}},
@@ -87,12 +88,13 @@ inline constexpr SideNames kOutputNames = {{
     {"output-cold-junction-temperature", {"Output cold-junction temperature", "Température de jonction de sortie"}},
 }};
 
-// The words of a model's ranges.
+// The words of a model's range commands.
 struct RangeWords {
   std::span<const EnumLabel> functions, connections, sensors;
 };
 
-// Three stored values from `stored` on: a word of bits, the cold junction, and its temperature.
+// Makes the rows of one side. They use three stored values from `stored` on: a word of bits, the cold junction, and its
+// temperature.
 constexpr void PutSideRows(SettingRow* rows, const SideNames& names, int stored, const RangeWords& words,
                            const SideDependences& depends) {
   constexpr auto kUi4 = VariantType::kUi4;
@@ -105,7 +107,7 @@ constexpr void PutSideRows(SettingRow* rows, const SideNames& names, int stored,
   for (std::size_t i = 0; i < names.size(); ++i) std::tie(rows[i].key, rows[i].label) = names[i];
 }
 
-// The configuration record: the same fields in every model, with the model's words.
+// The settings table: the same settings in every model, with the model's words.
 constexpr std::array<SettingRow, kSettingCount> RangeSettings(const RangeWords& words, const SideDependences& input,
                                                               const SideDependences& output) {
   std::array<SettingRow, kSettingCount> rows{};

@@ -17,17 +17,18 @@ constexpr std::array kQueries = {"t", "s"};  // by channel
 
 HartDriver::HartDriver(const DriverServices& services) : Driver(kCard, LineWire(kLine, services)) {}
 
-// No line feeds behind replies, no echo of commands, no temperatures unasked. What the unit says while it still echoes
-// is thrown away.
+// Switches off line feeds after replies, the echo of commands, and temperatures that come unasked. The echo that comes
+// before it is off is discarded.
 Expected<bool> HartDriver::StartSession(Conversation& talk) {
-  headings_ = {};  // another unit may be there
+  headings_ = {};  // the unit may be another one
   doubted_ = false;
   const HRESULT result = talk.SendEach({"lf=of", "du=h", "sa=0"});
   talk.DiscardInput();
   return Started(result);
 }
 
-// Until a temperature was read, it is taken to begin otherwise than a set point, if that begins as it should.
+// The query for the set point, if the heading of its reply differs from that of a temperature. Before a temperature was
+// read they are assumed to differ, if the heading of a set point is the usual one.
 SyncQuery HartDriver::sync_query() const {
   const auto& temperature = headings_[kTemperatureChannel];
   const auto& set_point = headings_[kSetPointChannel];
@@ -40,13 +41,13 @@ SyncQuery HartDriver::sync_query() const {
           .assumed = !temperature || !set_point};
 }
 
-// Behind a reply that stopped midway, the heading ends with the set point's.
+// If a reply that stopped midway precedes the reply, its heading only ends with that of a set point.
 bool HartDriver::TellsSetPoint(std::string_view heading) const {
   const auto& learned = headings_[kSetPointChannel];
   return learned && !learned->empty() ? heading.ends_with(*learned) : IsSetPoint(heading);
 }
 
-// Until a temperature was read, whatever does not tell a set point may be one.
+// Before a temperature was read, any heading that is not that of a set point may be one of a temperature.
 bool HartDriver::TellsTemperature(std::string_view heading) const {
   const auto& learned = headings_[kTemperatureChannel];
   return learned ? heading == *learned : !TellsSetPoint(heading);
@@ -61,8 +62,9 @@ bool HartDriver::IsSyncReply(std::string_view reply) const {
   return !sync_query().query.empty() && IsSetPointReply(reply);
 }
 
-// Another program that was ended while it waited leaves its reply behind. As the reply to "s" it would be a temperature
-// for a set point: the first such reply of a session is none. What comes once the line is in sync again is certain.
+// A program that ended while it waited leaves its reply on the line. After "s" such a reply would be a temperature in
+// place of a set point. So the first doubtful reply of a session is refused; after the resynchronisation a reply like
+// it is certain.
 Expected<Measurement> HartDriver::Take(ChannelId id, std::string_view reply) {
   const auto measured = ParseMeasurement(reply);
   if (!measured) return measured;
@@ -90,7 +92,7 @@ ChannelTraits HartDriver::DescribeChannel(ChannelId id) const {
   return traits;
 }
 
-// The unit keeps whatever it accepted; what it says it keeps must be what was sent.
+// The unit does not confirm a set point, so the set point is read back and compared with the one sent.
 HRESULT HartDriver::WriteChannel(ChannelId id, float value) {
   if (id >= kChannels.size()) return hartCtlErrChNum;
   if (id != kSetPointChannel) return E_INVALIDARG;

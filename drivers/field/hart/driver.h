@@ -1,4 +1,4 @@
-// HART interface unit on a serial line: a measured temperature and a set point.
+// The driver of the HART interface unit on a serial line: a measured temperature and a set point.
 #pragma once
 
 #include <array>
@@ -12,17 +12,18 @@
 
 namespace ulix::hart {
 
-// The unit has no query but the two, and how it begins its replies to them is not known for certain. It is learned from
-// replies that came in sync; until then a set point says S or SET and a temperature does not. Where both begin alike, a
-// lost reply is followed by draining.
+// The unit has only two queries, and the headings of its replies are not known for certain. The driver learns them from
+// replies on a line that is in sync. Until then it assumes that the heading of a set point ends with S or SP or
+// contains SET, and that of a temperature does not. If both headings are the same, the session drains the line after a
+// lost reply.
 class HartDriver final : public Driver {
  public:
   explicit HartDriver(const DriverServices& services);
 
-  // hartCtlErrChNum for a channel that is none.
+  // hartCtlErrChNum for an unknown channel.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
-  // The unit is that of the last reading.
+  // The temperature unit is that of the last reading.
   ChannelTraits DescribeChannel(ChannelId id) const override;
 
  private:
@@ -35,8 +36,8 @@ class HartDriver final : public Driver {
   bool IsSetPointReply(std::string_view reply) const;
 
   // Guarded by the exchange lock.
-  std::array<std::optional<std::string>, kChannels.size()> headings_;  // of the last reply to each query
-  bool doubted_ = false;  // a set point in this session that may have been a temperature
+  std::array<std::optional<std::string>, kChannels.size()> headings_;  // headings of the last replies, by channel
+  bool doubted_ = false;  // whether a doubtful set point was refused in this session
   std::array<std::atomic<const char*>, kChannels.size()> units_{kCelsiusText, kCelsiusText};
 };
 

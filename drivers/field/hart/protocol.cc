@@ -12,7 +12,8 @@ namespace {
 constexpr int kDecimals = 2;
 constexpr std::string_view kOfNumbers = "0123456789.-";
 
-// Not as a part of another number, such as 3.00 in 23.00, -3.00 or 3.004.
+// Whether a reply contains the number on its own, and not as a part of another one, such as 3.00 in 23.00, -3.00 or
+// 3.004.
 bool Contains(std::string_view reply, std::string_view number) {
   for (auto at = reply.find(number); at != reply.npos; at = reply.find(number, at + 1)) {
     const std::string_view behind = reply.substr(at + number.size(), 1);
@@ -58,12 +59,12 @@ bool IsSetPoint(std::string_view heading) {
   return letters.ends_with('S') || letters.ends_with("SP") || letters.find("SET") != letters.npos;
 }
 
-// The unit ends its reply with a character of its own, which is no part of the number.
+// The unit ends its reply with an extra character, which does not belong to the number.
 bool Confirms(std::string_view reply, std::string_view sent) {
   if (!IsPlainText(reply) || MayCutNumber(reply, kLongestReply)) return false;
   if (Contains(reply.substr(0, reply.empty() ? 0 : reply.size() - 1), sent)) return true;
   const auto value = ParseValue(reply);
-  // As numbers, since a set point sent as -0.00 may come back as 0.00.
+  // Compared as numbers, because a set point sent as -0.00 may come back as 0.00.
   return value && ParseDecimal(SetPointText(*value)) == ParseDecimal(sent);
 }
 

@@ -1,4 +1,4 @@
-// HART interface unit: what it is and what can go wrong. Source: the unit's command reference.
+// The tables of the HART interface unit: model card, channels and errors. Source: the unit's command reference.
 #pragma once
 
 #include <array>
@@ -11,11 +11,11 @@ namespace ulix::hart {
 
 inline constexpr ChannelId kTemperatureChannel = 0;
 inline constexpr ChannelId kSetPointChannel = 1;
-// The unit takes set points of two decimals.
+// The unit accepts set points with two decimals.
 inline constexpr auto kChannels =
     std::array{ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, 2}, ChannelRow{"SETPOINT", ChanIO, kCelsiusText, 2}};
 
-// Units behind a value, by what the unit calls them; of a reply without one it is degrees Celsius.
+// The unit names in replies. A reply without one is in degrees Celsius.
 struct UnitRow {
   std::string_view word;
   const char* text;

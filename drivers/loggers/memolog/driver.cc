@@ -27,7 +27,7 @@ auto OnRegisters(Conversation& talk, Body&& body) {
 
 }  // namespace
 
-// One exchange on the logger's registers.
+// Runs `body` with the logger's registers, in one exchange.
 template <typename Body>
 auto MemologDriver::OnLogger(Body&& body) {
   return Exchange([&](Conversation& talk) { return OnRegisters(talk, body); });
@@ -85,7 +85,7 @@ HRESULT MemologDriver::WriteRegister(std::uint16_t address, std::uint16_t value)
   return OnLogger([=](ModbusRegisters& registers) { return registers.WriteOne(address, value); });
 }
 
-// The logger starts anew, and mostly says nothing to it.
+// Restarts the logger, which usually sends no reply.
 HRESULT MemologDriver::Initialise() {
   return OnLogger([this](ModbusRegisters& registers) -> HRESULT {
     const auto usual = static_cast<std::uint32_t>(link().read_timeout().count());
@@ -151,15 +151,15 @@ ChannelTraits MemologDriver::DescribeChannel(ChannelId id) const {
           .limits = {LimitOf(channel->limits[0]), LimitOf(channel->limits[1])}};
 }
 
-// Two registers that hold a float, its low half first.
+// A value is a float in two registers, low half first.
 Reading MemologDriver::ReadChannel(ChannelId id) {
-  // The link first: behind a reconnection the program is another one.
+  // First an empty exchange: it reconnects a lost link, after which the program must be read again.
   const HRESULT ready = Exchange([](Conversation&) { return HRESULT{S_OK}; });
   if (Failed(ready)) return {.code = ready};
   if (const auto known = KnownProgram(); !known) return {.code = known.error()};
   return ReadingOf(OnLogger([&](ModbusRegisters& registers) -> Expected<float> {
     const auto program = CachedProgram();
-    if (!program) return Failure(memologCtlErrMemLocked);  // another one is being sent since
+    if (!program) return Failure(memologCtlErrMemLocked);  // a program is being sent now
     const ChannelRecord* channel = ChannelOf(program, id);
     if (channel == nullptr || !channel->value_register) return Failure(memologCtlErrChNum);
     std::array<std::uint16_t, 2> halves{};

@@ -1,4 +1,4 @@
-// Memolog data loggers: identified, programmed from a file, read out.
+// The driver of Memolog data loggers: identification, programs from files, readings and recorded memory.
 #pragma once
 
 #include <atomic>
@@ -13,8 +13,9 @@
 
 namespace ulix::memolog {
 
-// Long operations (a program, a block of memory) hold the exchange lock for each frame and not in between, so that no
-// lock is held while a host is told of the progress. A second one meanwhile is memologCtlErrMemLocked.
+// A long operation (the transfer of a program, the read of a memory block) holds the exchange lock for each frame and
+// releases it between frames. So no lock is held while the host is told of the progress. A second long operation at the
+// same time fails with memologCtlErrMemLocked.
 class MemologDriver final : public Driver, public RecordedMemory, public ProgramTransfer {
  public:
   explicit MemologDriver(const DriverServices& services);
@@ -22,12 +23,12 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
   // memologCtlErrNotMemolog for another instrument.
   Expected<std::string> Identify() override;
   Expected<std::string> DeviceVersion() override;
-  // The logger's program, into what is known of the channels.
+  // Reads the logger's program, which describes the channels.
   HRESULT ReadCfg() override { return CodeOf(LoadProgram()); }
   // memologCtlErrChNum for a channel that the program does not have.
   Reading ReadChannel(ChannelId id) override;
 
-  // From the program, as far as it is known.
+  // From the logger's program, if it is known.
   std::string ChannelName(ChannelId id) const override;
   ChannelTraits DescribeChannel(ChannelId id) const override;
 
@@ -56,25 +57,27 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
 
   template <typename Body>
   auto OnLogger(Body&& body);
-  // With the conversation of an exchange.
+  // Called within an exchange.
   static Expected<std::string> AskIdentification(Conversation& talk);
-  // Exchanges of one mailbox operation each.
+  // Each of these makes one exchange with one operation of the mailbox.
   Expected<std::string> AskText(std::string_view command);
   HRESULT Tell(Command command, const Words& data);
-  // `forgotten`: TimesForgotten() at the reply, by which parts of one read are known to be of the same logger.
+  // `forgotten` gets TimesForgotten() at the time of the reply. While it stays the same, all parts of a read come from
+  // the same logger.
   Expected<Words> Ask(Command command, const Words& data, std::size_t at_once, unsigned* forgotten = nullptr);
   Expected<std::uint16_t> ReadRegister(std::uint16_t address);
   HRESULT WriteRegister(std::uint16_t address, std::uint16_t value);
 
-  // The program as it is known: read from the logger when the link is open and none is known yet.
+  // The logger's program. If it is not known yet and the link is open, it is read from the logger.
   Expected<ProgramPointer> KnownProgram();
   ProgramPointer CachedProgram() const;
-  // What is being read of it is not remembered either.
+  // Forgets the program. A read in progress is not stored at its end either.
   void ForgetProgram();
   Expected<ProgramPointer> LoadProgram();
   unsigned TimesForgotten() const;
   static const ChannelRecord* ChannelOf(const ProgramPointer& program, ChannelId id);
-  // Every record of the logger's program in turn, until `take` fails or the program ends. It is the program known then.
+  // Reads the records of the logger's program, and calls `take` with each, until `take` fails or the program ends. At
+  // the end the program is stored as the known one.
   using TakeRecord = std::function<HRESULT(const ProgramRecord& record, std::uint32_t number, std::uint32_t count)>;
   Expected<ProgramPointer> ReadRecords(const TakeRecord& take);
   Expected<ProgramRecord> ReadRecord(Command command, const Words& data);
@@ -88,9 +91,9 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
 
   mutable platform::Mutex program_mutex_;
   ProgramPointer program_;             // guarded by program_mutex_; null while not known
-  unsigned forgotten_ = 0;             // so many times; guarded by program_mutex_
-  std::atomic<bool> busy_ = false;     // with a long operation
-  std::atomic<bool> sending_ = false;  // a program: nothing is asked for in between
+  unsigned forgotten_ = 0;             // how often the program was forgotten; guarded by program_mutex_
+  std::atomic<bool> busy_ = false;     // whether a long operation is in progress
+  std::atomic<bool> sending_ = false;  // whether a program is being sent; other queries then fail
 };
 
 }  // namespace ulix::memolog

@@ -1,4 +1,4 @@
-// The one long operation that a logger may be busy with.
+// The long operation of a logger; there is at most one at a time.
 #pragma once
 
 #include "drivers/loggers/memolog/driver.h"
@@ -13,7 +13,7 @@ class MemologDriver::LongOperation {
   }
   LongOperation(const LongOperation&) = delete;
   LongOperation& operator=(const LongOperation&) = delete;
-  // False when another one is under way.
+  // False when another one is in progress.
   bool begun() const { return begun_; }
 
  private:

@@ -7,7 +7,7 @@ namespace ulix::memolog {
 namespace {
 
 constexpr std::size_t kTextReplyRegisters = 50;
-constexpr std::uint16_t kTextReadyRegister = 649;  // read once before the reply; what it says is not known
+constexpr std::uint16_t kTextReadyRegister = 649;  // read once before the reply; the meaning of its value is not known
 constexpr std::uint16_t kFrameRegister = 44000;
 constexpr std::uint16_t kStatusRegister = 44198;
 constexpr std::size_t kMaxReadAtOnce = 125;

@@ -1,4 +1,4 @@
-// The two ways in which a Memolog is spoken to through its registers: lines of text, and program frames.
+// The two kinds of messages that go through a Memolog's registers: lines of text, and program frames.
 #pragma once
 
 #include <span>
@@ -10,22 +10,23 @@
 
 namespace ulix::memolog {
 
-// The first register of the lines of text.
+// The first register of a line of text.
 inline constexpr std::uint16_t kTextRegister = 600;
 
-// Within one exchange. Failures are those of the registers; memologErrExceptionCode plus the logger's status for a
-// frame that the logger refuses.
+// Used within one exchange. Errors: those of ModbusRegisters; for a frame that the logger refuses,
+// memologErrExceptionCode plus the logger's status.
 class Mailbox {
  public:
   explicit Mailbox(ModbusRegisters& registers) : registers_(registers) {}
 
-  // A command, and its reply up to its zero.
+  // Sends a command, or sends it and reads its reply up to the zero byte.
   HRESULT SendText(std::string_view command);
   Expected<std::string> AskText(std::string_view command);
 
-  // A frame whose reply is not read.
+  // Sends a frame and reads no reply.
   HRESULT Tell(Command command, std::span<const std::uint16_t> data);
-  // A frame and its reply from word 0 on: `at_once` words, and more when the reply's own count says so.
+  // Sends a frame and reads its reply from word 0 on: first `at_once` words, then more if the count in the reply says
+  // so.
   Expected<Words> Ask(Command command, std::span<const std::uint16_t> data, std::size_t at_once);
 
  private:

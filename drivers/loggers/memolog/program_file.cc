@@ -16,7 +16,7 @@ constexpr std::size_t kIdentificationSize = 80;
 constexpr std::size_t kMarkAt = 89;
 constexpr std::string_view kMark = "PROGRAM FILE";
 
-// The zero-terminated text of a field.
+// The text of a field, up to its first zero byte.
 std::string_view FieldOf(std::string_view head, std::size_t at, std::size_t size) {
   const std::string_view field = head.substr(at, size);
   return field.substr(0, field.find('\0'));
@@ -49,7 +49,7 @@ Expected<ProgramRecord> ProgramFile::Next() {
   std::array<char, 2> length{};
   const int count = file_->Read(length);
   if (count < 0) return Failure(memologCtlErrOpenFile);
-  if (count < 2) return ProgramRecord();  // a byte left over is no length
+  if (count < 2) return ProgramRecord();  // the end, or a single byte, which is not a length
   const std::size_t words = WordsOf({length.data(), length.size()}).front();
   if (words > kMaxRecordWords) return Failure(memologCtlErrInvalidProgFile);
   std::string bytes(words * 2, '\0');

@@ -10,15 +10,16 @@
 
 namespace ulix::memolog {
 
-// A file that is sent to a logger, read record by record.
+// A program file that is read record by record, to be sent to a logger.
 class ProgramFile {
  public:
-  // memologCtlErrOpenFile, also while somebody writes it; memologCtlErrInvalidProgFile for a head that no program file
-  // has.
+  // memologCtlErrOpenFile if the file cannot be opened, or while another program writes it.
+  // memologCtlErrInvalidProgFile if its head is not that of a program file.
   static Expected<ProgramFile> Open(const std::string& path);
-  // memologCtlErrInvalidProgFile for a record that is too long or cut short. Goes back to the first record.
+  // Counts the records, then goes back to the first one. memologCtlErrInvalidProgFile for a record that is too long or
+  // incomplete.
   Expected<std::uint32_t> CountRecords();
-  // Empty at the end.
+  // The next record; empty at the end of the file.
   Expected<ProgramRecord> Next();
 
  private:
@@ -26,13 +27,13 @@ class ProgramFile {
   std::unique_ptr<platform::InputFile> file_;
 };
 
-// Whether a file that a person chose is a logger's, by what stands at the start of its identification. Another check
-// than that of a file to be sent, on purpose: that one takes any file of the maker's.
+// Whether a file that a person chose is a program of a Memolog, as the start of its identification says. Deliberate:
+// this check is stricter than that of Open, which accepts program files of all the maker's loggers.
 HRESULT CheckChosenFile(const std::string& path);
 
-// The 512 bytes before the records.
+// The head of a file: 512 bytes before the records.
 std::string ProgramFileHead(const std::string& identification);
-// One record with its length before it.
+// One record, preceded by its length.
 std::string ProgramFileRecord(const ProgramRecord& record);
 
 }  // namespace ulix::memolog

@@ -22,7 +22,7 @@ std::uint32_t TwoWords(std::uint16_t low, std::uint16_t high) { return std::uint
 //                      measuring time, 2 words | register of the present value, 0 for none
 //   limit:             flags | value as a float, 2 words | 2 words not used
 //
-// Low words and low bytes first. Other kinds are for others.
+// Low words and low bytes come first. Records of other kinds are ignored.
 LimitDescriptor LimitIn(const ProgramRecord& record, std::size_t at) {
   return {LowByte(record[at]), std::bit_cast<float>(TwoWords(record[at + 1], record[at + 2]))};
 }

@@ -1,4 +1,4 @@
-// The logger's program: sent from a file, read back into one.
+// Transfers of the logger's program from a file and into a file.
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -10,7 +10,7 @@
 namespace ulix::memolog {
 namespace {
 
-// The last step of an operation, whatever came of it.
+// Reports the last step of an operation, and returns its result.
 HRESULT Ended(const Progress& progress, const ulix::LocalizedText& title, HRESULT result,
               const ulix::LocalizedText& done, const ulix::LocalizedText& failed) {
   progress({100, title, Failed(result) ? failed : done, {}});
@@ -32,7 +32,7 @@ HRESULT MemologDriver::Send(const std::string& path, const Progress& progress) {
   return Ended(progress, kSendTitle, SendFile(path, progress), kSent, kNotSent);
 }
 
-// All of the file is checked before a word is sent.
+// The whole file is checked before anything is sent.
 HRESULT MemologDriver::SendFile(const std::string& path, const Progress& progress) {
   const LongOperation operation(busy_);
   if (!operation.begun()) return memologCtlErrMemLocked;
@@ -67,9 +67,10 @@ Expected<ProgramRecord> MemologDriver::ReadRecord(Command command, const Words& 
   return ProgramRecord(reply->begin() + kFrameHead, reply->begin() + static_cast<std::ptrdiff_t>(kFrameHead + length));
 }
 
-// The program ends at the first record of length 0; the count that the logger tells serves the progress alone. A record
-// that comes a second time would never let it end: by its first two words the logger knows which one is next. A program
-// whose logger went in between, or was sent another, is none.
+// The program ends at the first record of length 0. The count of records that the logger reports is used for the
+// progress only. The logger finds the next record by the first two words of the record before, so a repeated record
+// would lead to an endless read, and is an error. If the logger is reconnected or gets another program meanwhile, the
+// read fails.
 Expected<MemologDriver::ProgramPointer> MemologDriver::ReadRecords(const TakeRecord& take) {
   constexpr std::size_t kCountAt = 2;
   unsigned forgotten = 0;

@@ -18,7 +18,7 @@ constexpr std::size_t kRequestWords = 4;  // of kReadRecords, repeated in its re
 std::uint16_t WireNumber(std::uint32_t block) { return static_cast<std::uint16_t>(block + 1); }
 std::uint16_t Word(unsigned low, unsigned high) { return static_cast<std::uint16_t>((low & 0xFFU) | high << 8U); }
 
-// Of the two bytes in a word.
+// The order of the two bytes in a word.
 enum class ByteOrder { kLowFirst, kHighFirst };
 
 Words Packed(std::string_view bytes, ByteOrder order) {
@@ -101,7 +101,7 @@ Words ReadRecordsData(std::uint32_t block, std::uint32_t first, std::uint32_t co
   return {kReadRecords, WireNumber(block), static_cast<std::uint16_t>(first), Word(count, 0)};
 }
 
-// More than the logger can hold is all of it, which it is told by a 0.
+// A count above the logger's capacity means all records, which the logger expects as 0.
 Words ClearData(std::uint32_t block, std::uint32_t count) {
   return {kClearRecords, WireNumber(block), 2, static_cast<std::uint16_t>(count > 0xFFFF ? 0 : count)};
 }

@@ -17,15 +17,15 @@ constexpr std::size_t kBlockStateReply = 8;
 
 }  // namespace
 
-// One read of a block under way.
+// The state of a read of a block.
 struct MemologDriver::BlockReading {
   std::uint32_t block;
-  std::uint32_t count = 0;  // records wanted
+  std::uint32_t count = 0;  // records to read
   BlockState state;
   const TakeRecords& take;
   const Progress& progress;
   bool cancelled = false;
-  unsigned forgotten = 0;  // when the block was looked at
+  unsigned forgotten = 0;  // TimesForgotten() when the read began
   RecordDecoder decoder{};
   ChannelArrays records{};
 
@@ -60,11 +60,12 @@ Expected<MemBlockCycle> MemologDriver::CyclePeriod(std::uint32_t block) {
   return KnownProgram().map([=](const ProgramPointer& program) { return CycleOf(*program, block); });
 }
 
-// A logger that is connected to is taken to be running.
+// A connected logger is assumed to be running.
 Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
   const auto reply = Ask(kMemoryBlock, BlockStateData(block), kBlockStateReply);
   if (!reply) return Failure(reply.error());
-  const auto size = BlockSize(block);  // in this order: the exchange may have met another logger
+  const auto size =
+      BlockSize(block);  // after Ask, whose exchange may have reconnected to a logger with another program
   if (!size) return Failure(size.error());
   const auto state = ParseBlockState(*reply);
   if (!state) return Failure(link().codes().unread);
@@ -82,7 +83,7 @@ Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t mo
   return MemBlockRead{reading.state.held, reading.cancelled};
 }
 
-// Whatever happens once the block may be frozen, it is released and the lock register gets back what it held.
+// Whatever happens after the block may be frozen, the block is released and the lock register gets its earlier value.
 HRESULT MemologDriver::ReadFrozen(BlockReading& reading) {
   const auto reply = Ask(kMemoryBlock, BlockStateData(reading.block), kBlockStateReply, &reading.forgotten);
   if (!reply) return reply.error();
@@ -107,7 +108,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
   const std::uint32_t first = reading.state.held - reading.count + 1;
   const std::uint32_t parts = (reading.count + kRecordsPerRead - 1) / kRecordsPerRead;
   for (std::uint32_t done = 0; done < reading.count;) {
-    // Before the exchange, so that also the first can be stopped.
+    // Before the exchange, so that the user can also stop the first one.
     const int percent = PercentOf(done, reading.count);
     reading.cancelled = !reading.progress({percent, kReadingTitle, kReadingBlock, {1 + done / kRecordsPerRead, parts}});
     if (reading.cancelled) return S_OK;
@@ -117,7 +118,7 @@ HRESULT MemologDriver::ReadNewest(BlockReading& reading) {
     const auto reply = Ask(kMemoryBlock, request, ReadRecordsReply(count), &forgotten);
     if (!reply) return reply.error();
     const auto records = RecordsIn(*reply, request);
-    // What went and came back may be another logger.
+    // After a reconnection the logger may have other records.
     if (!records || reading.forgotten != forgotten) return link().codes().unread;
     if (const HRESULT result = reading.Take(BytesOf(*records)); Failed(result)) return result;
     done += count;

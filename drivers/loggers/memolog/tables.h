@@ -1,4 +1,4 @@
-// Memolog data loggers: what they are, what can go wrong.
+// The tables of the Memolog data loggers: model card, channels, settings and errors.
 #pragma once
 
 #include <array>
@@ -10,13 +10,13 @@
 
 namespace ulix::memolog {
 
-// One of them stands in the identification: "ULIX,MEMOLOG90,1234567,V2.10".
+// The identification contains one of these words: "ULIX,MEMOLOG90,1234567,V2.10".
 inline constexpr std::array<const char*, 3> kModelWords = {"MEMOLOG20", "MEMOLOG90", "MEMOLOG140"};
 
-// Bits per second of the serial line; the first one is the default. 56000 is no rate of other serial links.
+// The baud rates of the serial line; the first one is the default. Other models do not have 56000.
 inline constexpr std::array<std::uint32_t, 4> kRates = {9600, 19200, 38400, 56000};
 
-// A channel's id is its number - 1. Which of them a logger has is up to its program.
+// A channel's id is its number minus 1. The logger's program determines which channels it has.
 inline constexpr auto kChannelNames = NumberTexts<kChannelCount, 8>("CH", "", 1);
 inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
@@ -36,7 +36,7 @@ inline constexpr ProgramFileKind kProgramFileKind = {
     .setting = kSettings[kProgramFile].key,
 };
 
-// Of long operations, as they go on.
+// Texts for the progress of long operations.
 inline constexpr LocalizedText kSendTitle = {"Program MEMOLOG", "Programmer le MEMOLOG"};
 inline constexpr LocalizedText kSent = {"Program sent", "Programme envoyé"};
 inline constexpr LocalizedText kNotSent = {"Unable to send Program File", "Impossible d'envoyer le fichier programme"};

@@ -15,7 +15,7 @@ constexpr std::string_view kFunctionQuery = "SENS:ELEC:FUNC?\n";
 constexpr std::string_view kErrorQuery = "SYST:ERR?\n";
 constexpr ReplyPlan kReply = {.size = UsbLink::kReplySize + 1};
 
-// With an error queue that was cleared.
+// Makes a query after clearing the error queue.
 Expected<std::string> QueryAfterClear(Conversation& talk, std::string_view query) {
   if (const HRESULT result = talk.Send(kClearErrors); Failed(result)) return Failure(result);
   return talk.Query(query, kReply);
@@ -27,7 +27,8 @@ Adt760Driver::Adt760Driver(const DriverServices& services)
     : IdentifiedDriver(kCard, UsbWire(
                                   adt761CtlErrWinUsbNotLoaded, [this] { return WantedDevice(); }, services)) {}
 
-// A text that is no GUID names no device; without one the device is looked for.
+// The device in the settings. An error for a text that is not a GUID. With an empty text the helper library looks for
+// the device.
 Expected<UsbIdentity> Adt760Driver::WantedDevice() const {
   const auto record = settings().Current();
   const auto guid = ParseGuid(TextIn(*record, kSettings[kGuid]));
@@ -42,8 +43,9 @@ Expected<bool> Adt760Driver::StartSession(Conversation& talk) {
   return Failed(result) ? Failure(result) : IdentifiedDriver::StartSession(talk);
 }
 
-// Where the host does not want to know which instrument it is, any may be there. What the error queue says while the
-// line is out of sync was never anybody's: it is cleared at the start of each operation.
+// The identification query is empty when the settings switch identification off, because any instrument may then be
+// connected. The identification is a safe sync query: errors that it leaves in the error queue are cleared at the start
+// of each operation.
 IdentityQuery Adt760Driver::identity_query() const {
   const bool wanted = CodeIn(*settings().Current(), kSettings[kIdentify]) != 0;
   return {.query = wanted ? kIdentifyQuery : std::string_view(),
@@ -74,7 +76,7 @@ HRESULT Adt760Driver::ReadErrorQueue(Conversation& talk) {
   return CheckErrorQueue(*answer);
 }
 
-// The queue is read after every answer, good or bad; the first failure counts.
+// The error queue is read after every answer, valid or not. The first failure counts.
 Reading Adt760Driver::ReadChannel(ChannelId id) {
   if (id >= kChannels.size()) return {.code = adt760CtlErrChNum};
   return ReadingOf(Exchange([&](Conversation& talk) -> Expected<float> {
@@ -117,7 +119,7 @@ HRESULT Adt760Driver::WriteChannel(ChannelId id, float value) {
   const auto command = WriteCommand(id, value);
   if (!command) return command.error();
   return Exchange([&](Conversation& talk) {
-    // Venting is never ended from here, deliberately: a zero clears the error queue and that is all.
+    // Deliberate: the control never ends venting. Writing 0 only clears the error queue.
     if (command->empty()) return talk.Send(kClearErrors);
     return talk.Whole([&] {
       const HRESULT result = talk.SendEach({kClearErrors, *command});

@@ -1,5 +1,5 @@
-// Additel ADT760 pressure calibrator on USB: pressures and an electrical input are read, pressure, current and vent
-// set.
+// The driver of the Additel ADT760 pressure calibrator on USB. It reads pressures and an electrical input, and sets
+// pressure, current and vent.
 #pragma once
 
 #include <atomic>
@@ -17,8 +17,8 @@ class Adt760Driver final : public IdentifiedDriver {
   explicit Adt760Driver(const DriverServices& services);
 
   Expected<std::string> Identify() override;
-  // The configuration is this side's alone: there is nothing to send or to read of it.
-  // adt760CtlErrChNum for a channel that is none or, when writing, an input.
+  // adt760CtlErrChNum for an unknown channel and for a write to an input. SendCfg and ReadCfg are not overridden: the
+  // instrument does not hold the configuration.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
   ChannelTraits DescribeChannel(ChannelId id) const override;
@@ -38,7 +38,7 @@ class Adt760Driver final : public IdentifiedDriver {
 
   mutable platform::Mutex last_error_mutex_;
   std::string last_error_;                                           // guarded by last_error_mutex_
-  std::atomic<const ElectricalFunction*> function_{&kFunctions[3]};  // that the electrical input last told
+  std::atomic<const ElectricalFunction*> function_{&kFunctions[3]};  // reported last by the electrical input
 };
 
 }  // namespace ulix::adt760

@@ -55,7 +55,7 @@ bool IsErrorQueue(std::string_view answer) {
   return whole && (behind.empty() || behind.starts_with(','));
 }
 
-// Only the leading whole number counts, as far as it has digits.
+// Only the whole number at the start of the answer counts.
 HRESULT CheckErrorQueue(std::string_view answer) {
   answer.remove_prefix(std::min(answer.find_first_not_of(kBlanks), answer.size()));
   if (answer.starts_with('+') || answer.starts_with('-')) answer.remove_prefix(1);

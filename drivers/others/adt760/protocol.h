@@ -1,4 +1,4 @@
-// Between ADT760 command lines and values. Pure functions.
+// Conversions between ADT760 command lines and values. Pure functions.
 #pragma once
 
 #include <string>
@@ -11,23 +11,24 @@ namespace ulix::adt760 {
 
 bool IsAdt760(std::string_view identification);
 
-// The function that an answer to "SENS:ELEC:FUNC?" tells, in any case; null for none of them.
+// The function in an answer to "SENS:ELEC:FUNC?", in upper or lower case. Null for an unknown one.
 const ElectricalFunction* FindFunction(std::string_view answer);
 
-// The value of a channel in the answer to its query: a number alone, or with a unit behind a blank or a comma.
-// adt760CtlErrNoMeasAvailable for anything else, for 9.9E37 and above of either sign, by which the instrument tells of
-// an overload or of no value, and for an answer that is longer than what is read of one. The vent channel is 1 while
-// venting and else 0; its answer is a word and no number.
+// Parses the answer to a channel's query: a number, alone or followed by a blank or a comma and a unit.
+// adt760CtlErrNoMeasAvailable for anything else, for an answer that was cut, and for 9.9E37 and above of either sign,
+// which the instrument sends for an overload or a missing value. The answer of the vent channel is a word; its value is
+// 1 while venting, else 0.
 Expected<float> ParseReading(std::string_view answer, ChannelId channel);
 
-// The command that sets an output channel, empty for one that has none: venting is never ended by a command.
-// adt760CtlErrChNum for a channel that is no output, adt760CtlErrOutOfRange for what is no finite number.
+// The command that sets an output channel. Empty for the end of venting, which has no command. adt760CtlErrChNum for a
+// channel that is not an output, adt760CtlErrOutOfRange for a value that is not finite.
 Expected<std::string> WriteCommand(ChannelId channel, float value);
 
-// Whether an answer can be one to "SYST:ERR?": a whole number, alone or with a comma behind it, as in 0,"No error". A
-// measured value or a word is none.
+// Whether an answer can be one to "SYST:ERR?": a whole number, alone or followed by a comma, as in 0,"No error". A
+// measured value or a word is not.
 bool IsErrorQueue(std::string_view answer);
-// Whether the answer to "SYST:ERR?" tells of an error: adt760CtlErrScpiCmde. One without a number tells of none.
+// adt760CtlErrScpiCmde if an answer to "SYST:ERR?" reports an error, else S_OK. An answer without a number reports
+// none.
 HRESULT CheckErrorQueue(std::string_view answer);
 
 }  // namespace ulix::adt760

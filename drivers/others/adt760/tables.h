@@ -1,5 +1,5 @@
-// Additel ADT760 pressure calibrator: what it is, what it can be set to, what can go wrong. Source: the calibrator's
-// command reference.
+// The tables of the Additel ADT760 pressure calibrator: model card, channels, settings and errors. Source: the
+// calibrator's command reference.
 #pragma once
 
 #include <array>
@@ -8,15 +8,16 @@
 
 namespace ulix::adt760 {
 
-// Stands in the answer to "*IDN?".
+// A word in the answer to "*IDN?".
 inline constexpr const char* kModelWord = "HPC-HOST";
 
 inline constexpr auto kYesNoWords = std::array{EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
 
-// The rows below, in order.
+// The rows of kSettings, in order.
 enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };
 
-// The device is looked for where the GUID is empty; vendor and product then narrow the search when they are not 0.
+// With an empty GUID the helper library looks for the device. Vendor and product then narrow the search if they are not
+// 0.
 inline constexpr auto kSettings = std::array{
     SettingRow{"identify",
                {"Identify on connection", "Identifier à la connexion"},
@@ -46,13 +47,13 @@ inline constexpr auto kChannels = std::array{
     ChannelRow{"VENT", ChanIO},
 };
 
-// What a channel is asked by; that of the electrical input depends on its function, below.
+// The query of each channel. The query of the electrical input depends on its function, see below.
 inline constexpr std::array<const char*, kChannels.size()> kQueries = {
     "MEAS:PRES1?\n", "MEAS:PRES2?\n", "MEAS:PRES3?\n", "MEAS:PRES4?\n", "MEAS:PRES5?\n", "MEAS:PRES6?\n", "",
     "SOUR:PRES?\n",  "CURR:SOUR?\n",  "OUTP:MODE?\n"};
 
-// The electrical input's functions, in the order in which their words are looked for in the answer to
-// "SENS:ELEC:FUNC?": the longer ones come before the one that they contain.
+// The functions of the electrical input. Their words are looked for in the answer to "SENS:ELEC:FUNC?" in this order,
+// so a longer word comes before one that it contains.
 struct ElectricalFunction {
   const char* word;
   const char* query;
@@ -70,7 +71,7 @@ inline constexpr auto kFunctions = std::array{
 
 inline constexpr const char* kPressureUnit = "mbar";
 inline constexpr const char* kCurrentUnit = "mA";
-// The calibrator takes set points of so many decimals.
+// The number of decimals of set points.
 inline constexpr int kResolution = 5;
 
 inline constexpr auto kErrors = std::array{
@@ -91,7 +92,8 @@ inline constexpr auto kErrors = std::array{
              8623,
              7623},
     ErrorRow{adt760CtlErrScpiCmde, {"Scpi command error", "Erreur de commande Scpi"}, "SCPI_ERROR", 8624, 7624},
-    // The enumerator is the other model's, deliberately: hosts know the code by it, and this control has its text.
+    // Deliberate: the enumerator is that of another model. Hosts know the code by this name, and this control has its
+    // text.
     ErrorRow{adt761CtlErrWinUsbNotLoaded,
              {"The Usb communication management library has not been loaded. Check the presence of the UlixWinUsb.dll "
               "file in the system.",
@@ -114,7 +116,7 @@ inline constexpr ModelCard kCard = {
     .input_write_code = adt760CtlErrChNum,
     .exception_code = adt760ErrExceptionCode,
     .channels = kChannels,
-    .settings_can_be_read = true,  // reading finds the device, whose identity the line of the link shows
+    .settings_can_be_read = true,  // ReadCfg finds the device, whose identity the link's summary shows
     .units_with_readings = true,
     .settings = kSettings,
     .link_settings = kLinkSettings,

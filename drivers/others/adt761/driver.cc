@@ -16,15 +16,15 @@ constexpr int kLongestAcknowledgement = 50;
 constexpr std::array<std::uint32_t, 7> kRates = {2400, 4800, 9600, 19200, 38400, 57600, 115200};
 constexpr LineProfile kLine = {
     .terminator = '\0', .reply_size = kLongestAnswer + 1, .open_attempts = 11, .baud_rates = kRates};
-constexpr int kLateAttempt = 5;  // from which on the user is told
+constexpr int kLateAttempt = 5;  // from this attempt on the user is warned
 
 constexpr std::string_view kTypeQuery = ":R:OTYPE";
 constexpr std::string_view kReleaseKeypad = ":W:OKEYLOCK:0";
 
-// A frame without its end may be cut anywhere, and counts for none.
+// Whether a frame has no end. It may be cut anywhere, so it counts as no answer.
 bool IsCut(std::string_view answer, int longest) { return answer.size() >= static_cast<std::size_t>(longest); }
 
-// One answer of at most `longest` bytes, its NUL included, without that.
+// Makes one query. The answer has at most `longest` bytes including its NUL, and is returned without it.
 Expected<std::string> Ask(Conversation& talk, std::string_view text, int longest) {
   return talk.Query(text, {longest + 1}, [longest](std::string&& answer) -> Expected<std::string> {
     if (IsCut(answer, longest)) return Failure(serialCommErrUnableToReadComm);
@@ -32,7 +32,8 @@ Expected<std::string> Ask(Conversation& talk, std::string_view text, int longest
   });
 }
 
-// What `parse` makes of the answer. One of which it makes nothing, and that says so neither, may be another query's.
+// Makes one query and returns what `parse` makes of the answer. An answer that `parse` refuses may belong to another
+// query, unless it says that there is no value.
 template <typename Parse>
 auto Ask(Conversation& talk, std::string_view text, int longest, Parse parse) -> decltype(parse(std::string_view())) {
   const auto answer = Ask(talk, text, longest);
@@ -72,7 +73,7 @@ Expected<bool> Adt761Driver::StartSession(Conversation& talk) {
   switch (ParseIntroduction(*answer)) {
     case Introduction::kAdt761:
       return Started(talk.Admit(*answer, adt761CtlErrNotAdt761));
-    case Introduction::kRefused:  // lenient on purpose: hosts look at IsConnected
+    case Introduction::kRefused:  // deliberate: no failure, because hosts look at IsConnected
       return false;
     case Introduction::kOther:
       break;
@@ -80,7 +81,7 @@ Expected<bool> Adt761Driver::StartSession(Conversation& talk) {
   return Failure(adt761CtlErrNotAdt761);
 }
 
-// What the instrument says to it comes too late for anybody.
+// The acknowledgement is not read, because the link is closed next.
 void Adt761Driver::EndSession(Conversation& talk) {
   talk.DiscardInput();
   talk.Send(kReleaseKeypad);
@@ -90,7 +91,7 @@ Expected<std::string> Adt761Driver::Identify() {
   return Exchange([](Conversation& talk) { return Ask(talk, kTypeQuery, kLongestAnswer); });
 }
 
-// Where the host does not want to know which instrument it is, any may be there.
+// Without identification there is no sync query, because any instrument may be connected.
 SyncQuery Adt761Driver::sync_query() const {
   return IdentifiesOnConnect() ? SyncQuery{.query = kTypeQuery} : SyncQuery{};
 }
@@ -124,7 +125,7 @@ Expected<float> Adt761Driver::Measure(Conversation& talk, ChannelId id) {
 Expected<const char*> Adt761Driver::ChooseQuery(Conversation& talk, ChannelId id) {
   const Channel& channel = kReadings[id];
   if (channel.first == FirstAsk::kNothing) return channel.query;
-  // Whatever is sourced, the sources' channels are there.
+  // The channels of the sources exist whatever is sourced.
   if (channel.first == FirstAsk::kSourcedItem) {
     return Ask(talk, kSourcedItemQuery, kLongestAnswer, [&](std::string_view answer) {
       return Accepted(answer, kSourcedItemQuery).map([&](const auto&) { return channel.query; });

@@ -15,12 +15,12 @@ namespace {
 constexpr std::string_view kAgreed = "F";
 constexpr std::string_view kRefused = "E";
 
-// The part before the first colon is field 0.
+// The fields of an answer. Field 0 is the part before the first colon.
 std::vector<std::string_view> FieldsOf(std::string_view answer) { return SplitFields(answer, ':'); }
 
 std::string_view NameIn(std::string_view query) { return query.substr(query.rfind(':') + 1); }
 
-// Whether a word is the name of something else that is asked: its answer came late.
+// Whether a word is the name of another query, whose answer came late.
 bool NamesAnother(std::string_view word, std::string_view name) {
   if (word.empty() || word == name) return false;
   const auto asks = [&](const char* query) { return query && NameIn(query) == word; };
@@ -29,14 +29,14 @@ bool NamesAnother(std::string_view word, std::string_view name) {
          std::any_of(kItems.begin(), kItems.end(), [&](const Item& item) { return asks(item.pressure_query); });
 }
 
-// Whether an answer is one frame: nothing before it, and no other one behind it, whose fields would pass for its own.
+// Whether an answer is exactly one frame. A second frame after it would look like more fields of the first one.
 bool IsOneFrame(const std::vector<std::string_view>& fields) {
   const auto starts_frame = [](std::string_view field) { return field == kAgreed || field == kRefused; };
   return fields.size() >= 2 && fields[0].empty() && std::none_of(fields.begin() + 2, fields.end(), starts_frame);
 }
 
-// The field that holds the value. None where the fields are not those of the form: a separator too many makes two
-// numbers of one.
+// The index of the field with the value. None if the fields do not have the expected form: an extra separator would
+// split one number into two.
 std::optional<std::size_t> PlaceOfValue(const std::vector<std::string_view>& fields, std::string_view name,
                                         AnswerForm form) {
   const auto place_if = [](bool fits, std::size_t place) { return fits ? std::optional(place) : std::nullopt; };
@@ -67,8 +67,8 @@ const Item& FindItem(std::string_view word) {
   return item ? *item : kOtherItem;
 }
 
-// A maker's word for a column of mercury or water has more in it than the unit ("MMHG", "INH2O4"). Inches come first,
-// since each of their words ends in the other.
+// Finds a unit by its word. The words for columns of mercury and water may be longer than the unit ("MMHG", "INH2O4").
+// Inches come first, because each of their words contains a shorter one.
 const Unit& FindUnit(std::string_view word) {
   if (const Unit* unit = RowWith(kUnits, &Unit::word, word)) return *unit;
   for (const std::string_view column : {"INHG", "HG", "INH2O", "H2O"}) {

@@ -1,4 +1,4 @@
-// Between ADT761 frames, as texts without their prefix and NUL, and values. Pure functions.
+// Conversions between ADT761 frames and values. Frames are given as texts, without prefix and NUL. Pure functions.
 #pragma once
 
 #include <optional>
@@ -11,38 +11,38 @@
 
 namespace ulix::adt761 {
 
-// What the answer to ":R:OTYPE" says.
+// The meaning of the answer to ":R:OTYPE", the identification.
 enum class Introduction { kAdt761, kRefused, kOther };
 Introduction ParseIntroduction(std::string_view answer);
 
-// Whether the instrument refuses to answer, or has no value to tell.
+// Whether the instrument refuses to answer, or has no value.
 bool SaysNothing(std::string_view answer);
 
-// By their whole word. Units of a column of mercury or water are also found inside a longer one. kOtherItem or kNoUnit
-// for any other word.
+// Find an item or a unit by its whole word. Units of columns of mercury and water are also found inside a longer word.
+// kOtherItem or kNoUnit for any other word.
 const Item& FindItem(std::string_view word);
 const Unit& FindUnit(std::string_view word);
 
-// The fields of an answer that agrees to `query`: adt761CtlErrNoMeasAvailable when the instrument refused, when the
-// answer names another question, and when it is not one whole frame.
+// The fields of an answer to `query`. adt761CtlErrNoMeasAvailable when the instrument refused, when the answer names
+// another query, and when it is not exactly one whole frame.
 Expected<std::vector<std::string_view>> Accepted(std::string_view answer, std::string_view query);
 
-// The item that the answer to kMeasuredItemQuery tells, its last field. adt761CtlErrNoMeasAvailable when there is none.
+// The item in the answer to kMeasuredItemQuery, its last field. adt761CtlErrNoMeasAvailable when there is none.
 Expected<Item> ParseItem(std::string_view answer);
 
-// Whether the channel is there while `item` is measured.
+// Whether the channel exists while `item` is measured.
 bool Provides(const Item& item, ChannelId channel);
 
 struct Measurement {
   float value;
-  const Unit* unit;  // kNoUnit for one that is not of the channel's quantity; null where answers tell none
+  const Unit* unit;  // kNoUnit for a unit of another quantity; null if answers name no unit
 };
-// A channel's value in the answer to `query`; adt761CtlErrNoMeasAvailable when there is none.
+// The value of a channel in the answer to `query`. adt761CtlErrNoMeasAvailable when there is none.
 Expected<Measurement> ParseReading(std::string_view answer, std::string_view query, const Channel& channel);
 
-// How the channel is set; null for one that is not.
+// How the channel is set. Null for a channel that cannot be set.
 const Write* FindWrite(ChannelId channel);
-// adt761CtlErrOutOfRange for what is no finite number.
+// The command for a value. adt761CtlErrOutOfRange for a value that is not finite.
 Expected<std::string> WriteCommand(const Write& write, float value);
 
 }  // namespace ulix::adt761

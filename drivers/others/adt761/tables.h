@@ -1,5 +1,5 @@
-// Additel ADT761 pressure calibrator: what it is, what it can be set to, what can go wrong. Source: the calibrator's
-// communication protocol.
+// The tables of the Additel ADT761 pressure calibrator: model card, channels, settings and errors. Source: the
+// calibrator's communication protocol.
 #pragma once
 
 #include <array>
@@ -8,29 +8,29 @@
 
 namespace ulix::adt761 {
 
-// What connecting does. Stored codes; any other than kInstrument is as kPortOnly.
+// What Connect does. Stored codes; every code except kInstrument means kPortOnly.
 enum LinkMode : std::uint32_t {
-  kPortOnly = 0,    // opens the port and asks nothing
-  kInstrument = 1,  // makes sure that the instrument is there
+  kPortOnly = 0,    // opens the port and sends nothing
+  kInstrument = 1,  // also identifies the instrument
 };
 inline constexpr auto kLinkModeWords = std::array{
     EnumLabel{kPortOnly, "port-only", {"port only", "port seul"}},
     EnumLabel{kInstrument, "instrument", {"instrument", "instrument"}},
 };
 
-// The rows below, in order.
+// The rows of kSettings, in order.
 enum SettingIndex { kLinkMode, kFramePrefix };
 
 inline constexpr auto kSettings = std::array{
     SettingRow{"link-mode", {"Link mode", "Mode de liaison"}, 0, VariantType::kUi4, 0, 32, kLinkModeWords, kInstrument},
-    // The byte before every frame.
+    // The byte that precedes every frame.
     SettingRow{"frame-prefix", {"Frame prefix", "Préfixe de trame"}, 1, VariantType::kUi1, 0, 8, {}, 1},
 };
 
-// What a unit, or an item that is measured, is of.
+// The quantity of a unit or of a measured item.
 enum class Quantity { kNone, kVoltage, kSwitch, kCurrent, kPressure };
 
-// The items that can be measured, as ":R:MITEM" tells them.
+// An item that can be measured, with its word in the answer to ":R:MITEM".
 struct Item {
   const char* word;
   Quantity quantity;
@@ -50,7 +50,7 @@ inline constexpr auto kItems = std::array{
 // An item without a row.
 inline constexpr Item kOtherItem = {"", Quantity::kNone, ":R:EPMVALUE", "another item"};
 
-// Units as answers tell them.
+// A unit, with its word in answers.
 struct Unit {
   const char* word;
   const char* display;
@@ -67,27 +67,27 @@ inline constexpr auto kUnits = std::array{
     Unit{"S", "s", Quantity::kSwitch},
 };
 
-// A unit without a row, or of another quantity than its channel: a switch test may be told in volts.
+// A unit without a row, or one of another quantity than the channel's: a switch test may be reported in volts.
 inline constexpr Unit kNoUnit = {"", "", Quantity::kNone};
 
 // How a channel is read.
 enum class AnswerForm {
-  kMeasured,  // the last two fields are the value and its unit
+  kMeasured,  // the last two fields are value and unit
   kNamed,     // field 2 repeats the item, field 3 is the value
   kSecond,    // field 2 is the value
 };
 
-// What is asked before a channel is.
+// The query that precedes the query of a channel.
 enum class FirstAsk { kNothing, kMeasuredItem, kSourcedItem };
 inline constexpr const char* kMeasuredItemQuery = ":R:MITEM";
 inline constexpr const char* kSourcedItemQuery = ":R:SITEM";
 
 struct Channel {
   FirstAsk first;
-  const char* query;  // null: the item's own
+  const char* query;  // null: that of the measured item
   AnswerForm form;
-  Quantity quantity;  // kNone: of no one
-  const char* unit;   // until an answer tells another
+  Quantity quantity;  // kNone: any
+  const char* unit;   // until an answer names another one
   int resolution;
 };
 
@@ -117,17 +117,17 @@ inline constexpr auto kChannels = std::array{
 };
 static_assert(kReadings.size() == kChannels.size());
 
-// How a channel is set: a command ending in its value, and how its acknowledgement begins.
+// How a channel is set: a command that ends in the value, and the start of its acknowledgement.
 struct Write {
   ChannelId channel;
-  const char* before;  // sent first, as it stands; null where nothing is
+  const char* before;  // a command sent before it; null: none
   const char* before_answer;
   const char* command;
-  int decimals;  // of the value; 0: 0 for 0, 1 for any other
+  int decimals;  // decimals of the value; 0: a switch, sent as 0 for 0 and as 1 for any other value
   const char* answer;
 };
 inline constexpr auto kWrites = std::array{
-    // Vents; the channel reads the atmosphere.
+    // A write vents; a read gives the atmospheric pressure.
     Write{kAtmosphereChannel, nullptr, nullptr, ":W:CVENT:", 0, ":F:CVENT:OK"},
     Write{5, nullptr, nullptr, ":W:SMAVAL:", 3, ":F:SMAVAL:OK"},
     Write{6, nullptr, nullptr, ":W:SMAPOWER:", 0, ":F:SMAPOWER:OK"},

@@ -17,7 +17,7 @@ constexpr ReplyPlan kResult = {.size = 512, .attempts = kAttempts};
 constexpr ReplyPlan kResultPrompt = {.size = 4, .attempts = kAttempts, .prefix_suffices = true};
 constexpr ReplyPlan kOrderPrompt = {.size = 50, .attempts = kAttempts};
 
-constexpr int kLateAttempt = 5;  // at opening, from which on it is traced
+constexpr int kLateAttempt = 5;  // from this attempt to open on, a line is traced
 
 constexpr Refusals kReadingRefusals = {flukehydraCtlErrCmdExecError, flukehydraCtlErrNoMeasAvailable};
 constexpr Refusals kConfigRefusals = {flukehydraCtlErrCmdSyntaxError, flukehydraCtlErrCmdExecError};
@@ -51,14 +51,15 @@ bool FlukeHydraDriver::IsModel(std::string_view identification) const { return I
 Expected<FlukeHydraDriver::Answer> FlukeHydraDriver::Ask(Conversation& talk, const std::string& query,
                                                          const Refusals& refusals) {
   auto result = talk.Query(query + '\r', kResult);
-  // The identification's prompt may still have been on its way when the line was purged, which may have cut it.
+  // When the line was purged, the prompt of the identification may still have been coming. Then its end is here, before
+  // the result.
   if (result && IsEndOfReady(*result)) result = talk.ReadReply(kResult);
   if (!result) return Failure(result.error());
   if (const HRESULT refusal = RefusalIn(*result, refusals); Failed(refusal)) return Failure(refusal);
   auto prompt = talk.ReadReply(kResultPrompt);
   if (!prompt) return Failure(prompt.error());
   if (IsPrompt(*prompt)) return Answer{std::move(*result), std::move(*prompt)};
-  // An empty prompt line ends the answer, too.
+  // An empty line also ends the answer.
   if (!WithoutReturn(*prompt).empty()) talk.MarkOutOfSync();
   return Failure(serialCommErrUnableToReadComm);
 }
@@ -70,7 +71,7 @@ Reading FlukeHydraDriver::ReadChannel(ChannelId id) {
   return Exchange([&](Conversation& talk) -> Reading {
     const auto answer = Ask(talk, "LAST? " + std::to_string(id), kReadingRefusals);
     if (!answer) return {.code = answer.error()};
-    // A value came with the prompt of a failure: the channel keeps the value it had.
+    // If a value comes with the prompt of a failure, the channel keeps its earlier value.
     if (IsImpossible(answer->prompt)) return {.doubt = Doubt::kNoValue};
     const auto value = ParseLast(answer->result, *scale);
     if (CodeOf(value) == serialCommErrUnableToReadComm) talk.MarkOutOfSync();
@@ -89,7 +90,7 @@ HRESULT FlukeHydraDriver::Stop() {
   return Exchange([](Conversation& talk) { return SendAndExpectPrompt(talk, "SCAN 0\r"); });
 }
 
-// A refused command has the link's code on purpose: hosts know it as the failure of a start or stop.
+// Deliberate: a refused command gives the link's code. Hosts know it as the failure of a start or stop.
 HRESULT FlukeHydraDriver::SendAndExpectPrompt(Conversation& talk, std::string_view command) {
   return talk.Command(command, kOrderPrompt, [](std::string_view prompt) {
     const bool empty = WithoutReturn(prompt).empty();

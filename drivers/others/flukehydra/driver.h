@@ -1,4 +1,5 @@
-// Fluke Hydra data bucket on a serial line: 21 measured channels, read from the instrument's last scan.
+// The driver of the Fluke Hydra data bucket on a serial line: 21 measured channels, whose values are those of the
+// instrument's last scan.
 #pragma once
 
 #include <string>
@@ -13,9 +14,9 @@ class FlukeHydraDriver final : public IdentifiedDriver {
  public:
   explicit FlukeHydraDriver(const DriverServices& services);
 
-  // Channels are set up at the instrument; the record says what was found there, and nothing is sent.
+  // Reads the setup of the channels into the record. The channels are set up at the instrument; nothing is sent.
   HRESULT ReadCfg() override;
-  // flukehydraCtlErrChNum for a channel that is none.
+  // flukehydraCtlErrChNum for an unknown channel.
   Reading ReadChannel(ChannelId id) override;
   HRESULT Run() override;
   HRESULT Stop() override;
@@ -30,9 +31,9 @@ class FlukeHydraDriver final : public IdentifiedDriver {
   IdentityQuery identity_query() const override;
   bool IsModel(std::string_view identification) const override;
   static Expected<Answer> Ask(Conversation& talk, const std::string& query, const Refusals& refusals);
-  // One configuration query's result.
+  // Makes one configuration query and returns its result.
   static Expected<std::string> AskConfig(Conversation& talk, const std::string& query);
-  // Sends a command that has no result and looks at its prompt.
+  // Sends a command that has no result, and checks its prompt.
   static HRESULT SendAndExpectPrompt(Conversation& talk, std::string_view command);
   static HRESULT ReadChannels(Conversation& talk, std::vector<StoredValue>& record);
   static HRESULT ReadShared(Conversation& talk, std::vector<StoredValue>& record);

@@ -15,11 +15,11 @@ namespace {
 
 constexpr std::string_view kReady = "=>";
 
-// Values that stand for none. No measurement comes near them.
+// Values that stand for a missing value. Real measurements are far below them.
 constexpr double kOverload = 1e9;  // of either sign
 constexpr double kOpenThermocouple = 9e9;
 
-// Longest interval that the instrument takes.
+// The longest scan interval of the instrument.
 constexpr std::uint32_t kMaxHours = 99;
 constexpr std::uint32_t kMaxMinutes = 59;
 constexpr std::uint32_t kMaxSeconds = 59;
@@ -41,7 +41,7 @@ std::optional<std::uint32_t> WholeNumber(std::string_view text, std::uint32_t gr
   return static_cast<std::uint32_t>(*number);
 }
 
-// An empty one keeps its place: "OHMS,,4" names no range.
+// The fields of a result. Empty fields count: "OHMS,,4" has no range.
 std::vector<std::string_view> Fields(std::string_view result) {
   auto fields = SplitFields(result, ',');
   for (std::string_view& field : fields) field = Trimmed(field);
@@ -55,7 +55,7 @@ Expected<ChannelConfig> TemperatureConfig(std::string_view sensor) {
   return ChannelConfig{kThermocouple, *type};
 }
 
-// A function by its word or its number.
+// The code of a function, from its word or its number.
 std::optional<std::uint32_t> FunctionCode(std::string_view field) {
   const auto code = CodeOfLabel(kFunctionWords, field);
   return code ? code : WholeNumber(field, kGreatestCode);

@@ -1,4 +1,4 @@
-// The Fluke Hydra's lines: pure functions between text and values. A line is given without its line feed.
+// Conversions between lines of the Fluke Hydra and values. Pure functions. Lines are given without their line feed.
 #pragma once
 
 #include <string>
@@ -13,23 +13,24 @@ namespace ulix::flukehydra {
 // The line without the carriage return that ends it.
 std::string_view WithoutReturn(std::string_view line);
 
-// Whether an identification comes from a data bucket: FLUKE,2635A,0,M2.41 A4.7 D1.0 L1.2
+// Whether an identification is that of a data bucket, such as "FLUKE,2635A,0,M2.41 A4.7 D1.0 L1.2".
 bool IsHydra(std::string_view identification);
 
-// Every answer ends in a prompt of its own line: ready, not understood, not possible.
+// Whether a line is a prompt. Every answer ends with a line that is a prompt: ready, not understood, or not possible.
 bool IsPrompt(std::string_view line);
-// Whether it is what a purge may leave of a prompt that was coming in: "=>", ">" or nothing.
+// Whether a line is what may remain of a ready prompt after a purge: "=>", ">" or nothing.
 bool IsEndOfReady(std::string_view line);
-// Whether a prompt tells of a failure; one that ends a query's answer is told by its start alone.
+// Whether a prompt reports a failure. IsRefusal compares the whole prompt of a command; IsImpossible looks only at the
+// start of the prompt after a result.
 bool IsRefusal(std::string_view prompt);
 bool IsImpossible(std::string_view prompt);
 
-// What a refusal in the place of a result means.
+// The codes of a refusal that comes in place of a result.
 struct Refusals {
   HRESULT not_understood;  // "=?"
   HRESULT not_possible;    // "=!"
 };
-// S_OK for a line that is no refusal.
+// The code of a refusal; S_OK for a line that is not a refusal.
 HRESULT RefusalIn(std::string_view result, const Refusals& refusals);
 
 struct ChannelConfig {
@@ -42,20 +43,21 @@ struct ChannelConfig {
 ChannelConfig ChannelIn(const std::vector<StoredValue>& values, ChannelId channel);
 void PutChannel(std::vector<StoredValue>& values, ChannelId channel, const ChannelConfig& config);
 
-// What a told value is multiplied by. A range that its function does not have is flukehydraCtlErrNack.
+// The factor for a channel's values. flukehydraCtlErrNack for a range that the function does not have.
 Expected<double> ScaleOf(const ChannelConfig& config);
 
-// The value of a "LAST?" result, scaled; a unit may follow it behind a blank or a comma. Overload is
-// flukehydraCtlErrOutOfRange, an open thermocouple flukehydraCtlErrOtc; what is no number, or none that fits a float,
-// is serialCommErrUnableToReadComm.
+// Parses the result of "LAST?" and multiplies it by `scale`. A blank or comma and a unit may follow the number.
+// flukehydraCtlErrOutOfRange for an overload, flukehydraCtlErrOtc for an open thermocouple,
+// serialCommErrUnableToReadComm for anything that is not a number or does not fit a float.
 Expected<float> ParseLast(std::string_view result, double scale);
 
-// The results of the configuration queries; one that is not understood is flukehydraCtlErrNack.
+// Parse the results of configuration queries. flukehydraCtlErrNack for a result that is not understood.
 Expected<ChannelConfig> ParseFunction(std::string_view result);                        // VDC,2  TEMP,K  OFF
 Expected<std::uint32_t> ParseNumber(std::string_view result, std::uint32_t greatest);  // one whole number
 Expected<std::uint32_t> ParseInterval(std::string_view result);                        // 0,1,30 or OFF, as seconds
 
-// "" and 6 where the function is none or unknown. `unit` is the code of the temperature unit.
+// Unit and decimals of a channel. "" and 6 if the function is off or unknown. `unit` is the code of the temperature
+// unit.
 std::string UnitOf(const ChannelConfig& config, std::uint32_t unit);
 int ResolutionOf(const ChannelConfig& config);
 

@@ -1,4 +1,4 @@
-// Fluke Hydra data bucket, the 2635 family: what it is, what its channels can measure, what can go wrong. Source: the
+// The tables of the Fluke Hydra data bucket, family 2635: model card, channels, settings and errors. Source: the
 // instrument's users manual, chapter on computer operation.
 #pragma once
 
@@ -13,9 +13,9 @@ namespace ulix::flukehydra {
 
 inline constexpr std::size_t kChannelCount = 21;
 
-// A range of a function. The instrument tells base units; its range decides in which unit the channel reports.
+// A range of a function. The instrument sends values in base units; the range determines the unit of the channel.
 struct RangeRow {
-  double scale;  // the value told is multiplied by it
+  double scale;  // factor for the instrument's value
   const char* unit;
   int resolution;  // decimals
 };
@@ -23,7 +23,7 @@ struct RangeRow {
 // One measuring function. Index 0 of its ranges is automatic.
 struct FunctionRow {
   std::uint32_t code;
-  const char* word;  // as "FUNC?" tells it
+  const char* word;  // in the result of "FUNC?"
   std::span<const RangeRow> ranges;
 };
 
@@ -44,7 +44,7 @@ inline constexpr auto kFrequencyRanges = std::array{
     RangeRow{0.001, "kHz", 3}, RangeRow{0.001, "kHz", 2}, RangeRow{0.000001, "MHz", 4},
 };
 
-// Functions whose ranges scale the value; the value of any other is taken as it is told.
+// The functions whose ranges scale the value. Values of other functions are not scaled.
 inline constexpr auto kScaledFunctions = std::array{
     FunctionRow{1, "VDC", kDirectVoltageRanges},
     FunctionRow{2, "VAC", kAlternatingVoltageRanges},
@@ -52,7 +52,7 @@ inline constexpr auto kScaledFunctions = std::array{
     FunctionRow{4, "FREQ", kFrequencyRanges},
 };
 
-inline constexpr unsigned kCodeBits = 4;  // of a function and of a range, as they are stored
+inline constexpr unsigned kCodeBits = 4;  // bits of a stored function or range
 inline constexpr std::uint32_t kGreatestCode = (1U << kCodeBits) - 1;
 
 inline constexpr std::uint32_t kThermocouple = 9;
@@ -68,7 +68,7 @@ inline constexpr auto kFunctionWords = std::array{
     EnumLabel{kResistanceThermometer, "RTD"},
 };
 
-// The range of a thermocouple is its type.
+// For a thermocouple, the range is its type.
 inline constexpr auto kThermocoupleTypes = std::array{
     EnumLabel{1, "J"}, EnumLabel{2, "K"}, EnumLabel{3, "E"}, EnumLabel{4, "T"}, EnumLabel{5, "N"},
     EnumLabel{6, "R"}, EnumLabel{7, "S"}, EnumLabel{8, "B"}, EnumLabel{9, "C"},
@@ -87,7 +87,7 @@ inline constexpr auto kChannelFields = std::array{
     ChannelField{".range", {": range", " : calibre"}, kCodeBits, {}},
 };
 
-// Function and range of each channel, then what the channels share.
+// The function and range of each channel come first, then the settings that all channels share.
 inline constexpr std::size_t kSharedSettings = 2 * kChannelCount;
 enum SharedSetting : std::size_t {
   kTemperatureUnit = kSharedSettings,

@@ -9,24 +9,25 @@
 namespace ulix::isotech {
 namespace {
 
-// Frames are read by their length; the terminator and the size serve nothing here.
+// Frames are read by their length, so terminator and reply size are not used.
 constexpr LineProfile kProfile = {.terminator = '\n', .reply_size = 64};
 
 constexpr ReplyPlan kAddressedAnswer = {.size = kAddressedAnswerSize, .read_ms = 100};
 constexpr ReplyPlan kLineAnswer = {.size = kLineAnswerSize, .read_ms = 1000};
 constexpr ReplyPlan kNextByte = {.size = 1, .read_ms = 1000};
 
-// The controller hears nothing for a while before and after a stop.
+// The controller ignores its line for this time before and after a stop.
 constexpr Milliseconds kStopPause{1000};
 
-// A stop answer that goes on beyond this has no end.
+// The longest answer to a stop, in bytes.
 constexpr int kLongestStopAnswer = 256;
 
 constexpr std::string_view kSetPointCommand = "ST";
 constexpr std::string_view kOutputOnCommand = "OC";
 constexpr std::string_view kStopCommand = "CP";
 
-// Of an answer that stopped midway the rest is zeros. One that is neither agreement nor refusal may be another frame's.
+// The verdict on an answer. An answer that is neither a confirmation nor a refusal may belong to another frame; an
+// answer that stopped midway, filled with zeros, is such a one.
 Verdict Judged(std::string_view answer, HRESULT judgement) {
   return {judgement, answer.back() != '\0' && (Succeeded(judgement) || IsRefusal(answer))};
 }
@@ -67,7 +68,7 @@ HRESULT IsotechDriver::SendSetPoint(float degrees) {
     case kLine:
       return SendLine(LineSetPointFrame(degrees), kSetPointCommand);
     default:
-      return E_INVALIDARG;  // a stored code that names no protocol
+      return E_INVALIDARG;  // an unknown stored code
   }
 }
 
@@ -78,7 +79,7 @@ HRESULT IsotechDriver::SendToObject(std::uint32_t address, float degrees) {
   return object ? object(address, degrees) : E_NOTIMPL;
 }
 
-// An address beyond the highest is sent as that one, and is that one from then on.
+// An address above the highest one is replaced by the highest one, also in the settings.
 HRESULT IsotechDriver::SendAddressed(std::uint32_t address, float degrees) {
   if (address > kHighestAddress) {
     address = kHighestAddress;

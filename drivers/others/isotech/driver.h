@@ -1,4 +1,4 @@
-// Isotech dry-block or bath calibrator: one channel "SETPOINT" to be set; nothing is measured.
+// The driver of Isotech dry-block and bath calibrators. One channel, "SETPOINT", can be set; nothing is measured.
 #pragma once
 
 #include <string>
@@ -18,14 +18,14 @@ class IsotechDriver final : public Driver, private SetPointForwarding {
   HRESULT Stop() override;
 
  private:
-  // The controllers have no identification query, and connecting asks them nothing.
+  // Sends nothing, because the controllers have no identification query.
   Expected<bool> StartSession(Conversation&) override { return true; }
   // Set points go to this object when the setting `model` is `object` (1).
   void SetObject(SetPointObject object) override;
   HRESULT SendSetPoint(float degrees);
   HRESULT SendToObject(std::uint32_t address, float degrees);
   HRESULT SendAddressed(std::uint32_t address, float degrees);
-  // `command` without its argument.
+  // Sends a frame and checks its answer. `command` is the command without its argument.
   HRESULT SendLine(std::string_view frame, std::string_view command);
   static HRESULT SendStop(Conversation& talk);
 

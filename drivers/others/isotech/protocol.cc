@@ -18,7 +18,7 @@ constexpr std::string_view kLongStopStart =
     "\x02"
     "GT";
 
-// A value with a blank in the place of a plus sign, at least five characters: printf's "% 5.1f".
+// A value with a blank instead of a plus sign, at least five characters long: printf's "% 5.1f".
 std::string BlankSigned(float value, int decimals) {
   constexpr std::size_t kWidth = 5;
   std::string text = FormatFixed(value, decimals);
@@ -43,14 +43,14 @@ char BlockCheck(std::string_view block) {
 
 }  // namespace
 
-// Written so that NaN fails.
+// The comparison is written so that NaN fails.
 HRESULT CheckSetPoint(std::uint32_t model, float degrees) {
   const bool possible = degrees >= -275.0F && degrees <= 10000.0F;
   const bool taken = model != kLine || (degrees >= -100.0F && degrees <= 40.0F);
   return possible && taken ? S_OK : isotechCtlErrOutOfRange;
 }
 
-// 999.95 is below 1000 and is sent as " 1000.0", as it always was.
+// Deliberate: 999.95 is below 1000, but is sent as " 1000.0", as hosts know it.
 std::string AddressedFrame(std::uint32_t address, float degrees) {
   const char tens = static_cast<char>('0' + address / 10);
   const char units = static_cast<char>('0' + address % 10);

@@ -1,4 +1,4 @@
-// Between the frames of Isotech controllers and values. Pure functions.
+// Conversions between frames of Isotech controllers and values. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -12,26 +12,27 @@ namespace ulix::isotech {
 inline constexpr std::size_t kAddressedAnswerSize = 1;
 inline constexpr std::size_t kLineAnswerSize = 5;
 
-// Whether a set point, in degrees Celsius, may be sent. isotechCtlErrOutOfRange if not; NaN never may.
+// Checks a set point in degrees Celsius. isotechCtlErrOutOfRange if it must not be sent, which includes NaN.
 HRESULT CheckSetPoint(std::uint32_t model, float degrees);
 
-// EOT, the address, each digit twice, STX, "SL" and the value, ETX, the block check. `address` is 99 at most.
+// The frame of an addressed controller: EOT, the address with each digit doubled, STX, "SL" and the value, ETX,
+// checksum. `address` is 99 at most.
 std::string AddressedFrame(std::uint32_t address, float degrees);
-// STX, a command and its argument, CR LF.
+// The frame of a line controller: STX, a command and its argument, CR LF.
 std::string LineFrame(std::string_view command);
-// STX, "ST0", sign, five digits, point, six digits, CR LF.
+// The frame of its set point: STX, "ST0", sign, five digits, point, six digits, CR LF.
 std::string LineSetPointFrame(float degrees);
 
-// Whether the controller agreed; isotechCtlErrNack for any other answer.
+// S_OK if the controller confirmed the frame; isotechCtlErrNack for any other answer.
 HRESULT CheckAddressedAnswer(std::string_view answer);
-// Whether it is the one byte by which an addressed controller refuses.
+// Whether an answer is the single byte with which an addressed controller refuses.
 bool IsRefusal(std::string_view answer);
-// `command` is the one that was sent, without its argument.
+// The same for a line controller. `command` is the command that was sent, without its argument.
 HRESULT CheckLineAnswer(std::string_view answer, std::string_view command);
 
-// Some controllers answer a stop with a longer frame, STX "GT" and more up to its LF, which agrees too.
+// Whether an answer is the longer one with which some controllers confirm a stop: STX "GT" and more, up to LF.
 bool IsLongStopAnswer(std::string_view answer);
-// Whether such a frame, as far as it was read, has its end.
+// Whether the part of such a frame that was read includes its end.
 bool HasEnded(std::string_view answer);
 
 }  // namespace ulix::isotech

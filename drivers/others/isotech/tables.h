@@ -1,4 +1,4 @@
-// Isotech dry-block and bath calibrators: what they are, what they can be set to, what can go wrong. Source: the
+// The tables of the Isotech dry-block and bath calibrators: model card, channels, settings and errors. Source: the
 // controllers' communication manuals.
 #pragma once
 
@@ -9,10 +9,10 @@
 
 namespace ulix::isotech {
 
-// How the controller is spoken to. Stored codes.
+// The protocol of the controller. Stored codes.
 enum Model : std::uint32_t {
-  kAddressed = 0,  // frames with an address and a block check
-  kObject = 1,     // set points go to an object of the host; the line stays silent
+  kAddressed = 0,  // frames with an address and a checksum
+  kObject = 1,     // set points go to an object of the host; nothing is sent on the line
   kLine = 2,       // frames that begin with STX and end in CR LF
 };
 inline constexpr auto kModelWords = std::array{
@@ -33,7 +33,7 @@ inline constexpr auto kStartModeWords = std::array{
 
 inline constexpr std::uint32_t kHighestAddress = 99;
 
-// The rows below, in order.
+// The rows of kSettings, in order.
 enum SettingIndex { kModel, kAddress, kStartMode, kStartSetPoint };
 
 inline constexpr auto kSettings = std::array{
@@ -42,7 +42,7 @@ inline constexpr auto kSettings = std::array{
     SettingRow{"address", {"Controller address", "Adresse du régulateur"}, 1, VariantType::kUi4, 0, 32, {}, 0},
     SettingRow{
         "start-mode", {"Start mode", "Mode de démarrage"}, 2, VariantType::kUi4, 0, 32, kStartModeWords, kSendSetPoint},
-    // Whole degrees Celsius.
+    // In whole degrees Celsius.
     SettingRow{
         "start-set-point", {"Start set point", "Consigne de démarrage"}, 3, VariantType::kUi4, 0, 32, {}, 0, true},
 };
@@ -55,7 +55,7 @@ inline constexpr auto kErrors = std::array{
              {"Device connected is not an Isotech", "L'appareil connecté n'est pas un Isotech"},
              "NOT_ISOTECH",
              3700},
-    // Spelt as programs know it.
+    // Deliberate: spelt as published.
     ErrorRow{isotechCtlErrNack, kNegativeAcknowledge, "NEG_ACKNOLEDGE", 3701},
     ErrorRow{isotechCtlErrOutOfRange, kSetPointOutOfRange, "OUT_OF_RANGE", 3702},
 };

@@ -11,15 +11,15 @@ namespace {
 
 constexpr std::array<std::uint32_t, 3> kRates = {9600, 19200, 115200};
 
-// Some units end an answer by CR LF: the line feed then stands before the next answer, or is purged.
+// Some units end an answer with CR LF. The line feed then precedes the next answer, or is purged.
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = 2048, .open_attempts = 11, .baud_rates = kRates};
 
-// Unless it says that the instrument refuses, an answer that does not confirm may be another command's.
+// The verdict on an answer. An answer that neither confirms nor refuses may belong to another command.
 Verdict Confirmed(bool confirms, std::string_view answer) {
   return {confirms ? S_OK : jofrartcptcCtlErrNack, confirms || IsError(answer)};
 }
 
-// Sends a command and expects that answer, or none where it is null; another is jofrartcptcCtlErrNack.
+// Sends a command and checks its answer. With a null `answer` none is read. Any other answer is jofrartcptcCtlErrNack.
 HRESULT SendAndExpect(Conversation& talk, std::string_view command, const char* answer) {
   if (!answer) return talk.Send(command);
   return talk.Command(command, kLine.usual(), [&](std::string_view told) {
@@ -44,7 +44,7 @@ const Dialect& JofraRtcPtcDriver::CurrentDialect() const {
   return CodeIn(*settings().Current(), kSettings[0]) == kCtcModel ? kCtc : kRtc;
 }
 
-// An instrument that is silent at the first question is none of these.
+// An instrument that does not answer the first query is not of these series.
 Expected<bool> JofraRtcPtcDriver::StartSession(Conversation& talk) {
   const Dialect& dialect = CurrentDialect();
   usual_fields_ = last_fields_ = 0;
@@ -56,7 +56,7 @@ Expected<bool> JofraRtcPtcDriver::StartSession(Conversation& talk) {
   return Started(Failed(result) ? result : Take(talk, dialect.log_on));
 }
 
-// A step that fails does not spare the instrument the next.
+// All steps are sent, even after one has failed.
 void JofraRtcPtcDriver::EndSession(Conversation& talk) {
   for (const Step& step : CurrentDialect().leave) SendAndExpect(talk, step.command, step.answer);
 }
@@ -72,9 +72,9 @@ IdentityQuery JofraRtcPtcDriver::identity_query() const {
 
 bool JofraRtcPtcDriver::IsModel(std::string_view answer) const { return IsOf(CurrentDialect(), answer); }
 
-// Whether an answer has as many fields as others of the session. A blank that was lost puts other fields in the places
-// of the channels. How many there are is not known; two answers in a row that are alike are right, also against the
-// first of all.
+// Whether an answer has the usual number of fields. A lost blank would move other values to the places of the channels.
+// The right number is not known beforehand, so it is learned: two consecutive answers with the same number are right,
+// even if the first answer of the session had another one.
 bool JofraRtcPtcDriver::IsUsual(std::size_t fields) {
   const bool usual = usual_fields_ == 0 || fields == usual_fields_ || fields == last_fields_;
   if (usual) usual_fields_ = fields;
@@ -103,7 +103,8 @@ HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
     if (Failed(sent)) return sent;
     return talk.Command(dialect.set_point, kLine.usual(), [&](std::string_view told) {
       Verdict verdict = Confirmed(ConfirmsSetPoint(dialect, Trimmed(told), value), Trimmed(told));
-      // Where the command has no answer of its own, a refusal may be its, and the query's answer is still to come.
+      // If the command has no answer of its own, this refusal may belong to the command, and the query's answer is
+      // still to come.
       verdict.own_reply = verdict.own_reply && (Succeeded(verdict.code) || dialect.set_point_answer);
       return verdict;
     });

@@ -1,4 +1,5 @@
-// Jofra dry-block calibrator on a serial line: its temperatures are read, its set point read and set.
+// The driver of Jofra dry-block calibrators on a serial line. It reads temperatures, and reads and writes the set
+// point.
 #pragma once
 
 #include <string>
@@ -24,11 +25,12 @@ class JofraRtcPtcDriver final : public IdentifiedDriver {
   void EndSession(Conversation& talk) override;
   IdentityQuery identity_query() const override;
   bool IsModel(std::string_view answer) const override;
-  // Of the series that is set.
+  // The dialect of the series in the settings.
   const Dialect& CurrentDialect() const;
   bool IsUsual(std::size_t fields);
 
-  // Of answers to the reading query in this session; 0 before the first. Guarded by the exchange lock.
+  // Numbers of fields in answers to the reading query in this session; 0 before the first answer. Guarded by the
+  // exchange lock.
   std::size_t usual_fields_ = 0;
   std::size_t last_fields_ = 0;
 };

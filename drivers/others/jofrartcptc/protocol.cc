@@ -19,13 +19,13 @@ constexpr std::string_view kNoMeasure = "NaN";
 
 constexpr double kZeroCelsius = 273.15;  // in kelvin
 
-// Half of the last digit compared, and what rounding to a float may add.
+// Half of the last compared digit, plus the rounding error of a float.
 constexpr double kHalfTenth = 0.05 + 1e-4;
 
-// A unit word of the CTC, and its way to degrees Celsius.
+// A unit word of the CTC, and its conversion to degrees Celsius.
 struct UnitRow {
   std::string_view word;
-  double zero;  // at 0 degrees Celsius
+  double zero;  // the value at 0 degrees Celsius
   double per_celsius;
 };
 constexpr std::array kUnits = {UnitRow{"CEL", 0, 1}, UnitRow{"FAR", 32, 1.8}, UnitRow{"KEL", kZeroCelsius, 1}};
@@ -35,8 +35,8 @@ std::optional<double> Celsius(double value, std::string_view unit) {
   return row ? std::optional((value - row->zero) / row->per_celsius) : std::nullopt;
 }
 
-// The fields of an RTC's answer to `query`, without its brackets; none when it is not one whole answer to that query.
-// Another one before it would shift the fields.
+// The fields of an RTC's answer to `query`, without its brackets. Empty if it is not exactly one whole answer to that
+// query, because another answer before it would shift the fields.
 std::vector<std::string_view> RtcFields(std::string_view answer, std::string_view query) {
   const bool whole = answer.starts_with('<') && answer.rfind('<') == 0 && answer.find('>') + 1 == answer.size();
   if (!whole || !IsPlainText(answer)) return {};
@@ -51,8 +51,8 @@ bool IsTold(const std::vector<std::string_view>& fields, const ChannelPlace& pla
   return (value == kNoMeasure || ParseField(value)) && Celsius(0, FieldAt(fields, place.unit));
 }
 
-// The fields of a CTC's answer to "READINGS?"; none when it has not each value and unit in its place. An answer to
-// another query is shorter, and one before it would shift the fields.
+// The fields of a CTC's answer to "READINGS?". Empty if not every value and unit is in its place. An answer to another
+// query is shorter; another answer before this one would shift the fields.
 std::vector<std::string_view> CtcFields(std::string_view answer) {
   if (!IsPlainText(answer)) return {};
   auto fields = SplitWords(answer, kCtc.separators);

@@ -1,5 +1,5 @@
-// The Jofra calibrators' lines: pure functions between text and values. Answers are given without line ends and blanks
-// around them; temperatures are degrees Celsius.
+// Conversions between lines of the Jofra calibrators and values. Pure functions. Answers are given without line ends
+// and surrounding blanks. Temperatures are in degrees Celsius.
 #pragma once
 
 #include <string>
@@ -10,27 +10,29 @@
 
 namespace ulix::jofrartcptc {
 
-// Whether the answer to "ascii+" is one of these calibrators'. One that speaks ASCII already, or knows nothing else,
-// takes the command for an error.
+// Whether the answer to "ascii+" comes from one of these calibrators. A calibrator that is already in ASCII mode, or
+// has only that mode, answers with an error.
 bool SpeaksAscii(std::string_view answer);
 
-// Whether the answer to the dialect's identification query comes from its series.
+// Whether an identification comes from the series of the dialect.
 bool IsOf(const Dialect& dialect, std::string_view identification);
 
-// Whether the instrument refuses what it was told.
+// Whether the instrument refuses a command.
 bool IsError(std::string_view answer);
 
-// A channel's temperature. "NaN" in its place is jofrartcptcCtlErrNoMeasAvailable, an error answer
-// jofrartcptcCtlErrNack. serialCommErrUnableToReadComm: no number there, or not one whole answer to the reading query
-// (an RTC's bracket is missing, another answer stands before it, a CTC's value or unit is not in its place).
+// Parses a channel's temperature. jofrartcptcCtlErrNoMeasAvailable for "NaN" in its place, jofrartcptcCtlErrNack for an
+// error answer. serialCommErrUnableToReadComm if there is no number, or if the text is not exactly one whole answer to
+// the reading query: a bracket of an RTC is missing, another answer precedes it, or a value or unit of a CTC is not in
+// its place.
 Expected<float> ParseReading(const Dialect& dialect, std::string_view answer, const ChannelPlace& place);
 
 std::size_t CountFields(const Dialect& dialect, std::string_view answer);
 
-// "Settemperature 50.00" or, in kelvin, "SETTEMP 323.15 KEL". What is no temperature is jofrartcptcCtlErrOutOfRange.
+// The command that sets the set point: "Settemperature 50.00" or, in kelvin, "SETTEMP 323.15 KEL".
+// jofrartcptcCtlErrOutOfRange for a value that cannot be a temperature.
 Expected<std::string> SetPointCommand(const Dialect& dialect, float value);
 
-// Whether the answer to the set point query tells `value`, to one decimal.
+// Whether the answer to the set point query has `value`, compared to one decimal.
 bool ConfirmsSetPoint(const Dialect& dialect, std::string_view answer, float value);
 
 }  // namespace ulix::jofrartcptc

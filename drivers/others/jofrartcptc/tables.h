@@ -1,5 +1,5 @@
-// AMETEK Jofra dry-block calibrators of the RTC, PTC and CTC series: what they are, what can go wrong. Source: the
-// instruments' remote control manuals.
+// The tables of the AMETEK Jofra dry-block calibrators, series RTC, PTC and CTC: model card, channels, settings and
+// errors. Source: the instruments' remote control manuals.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 
 namespace ulix::jofrartcptc {
 
-// Where a channel stands in the answer to the reading query, by fields from 0.
+// The place of a channel in the answer to the reading query: indexes of fields, from 0.
 struct ChannelPlace {
   const char* name;
   std::size_t value;
@@ -18,7 +18,7 @@ struct ChannelPlace {
 };
 inline constexpr std::size_t kNoField = ~std::size_t{0};
 
-// A channel's id is its place in its series' table.
+// A channel's id is its index in the table of the series.
 inline constexpr auto kRtcPlaces = std::array{
     ChannelPlace{"TRUE TEMPERATURE", 5, kNoField},
     ChannelPlace{"SENSOR TEMPERATURE", 15, kNoField},
@@ -32,10 +32,10 @@ inline constexpr auto kCtcPlaces = std::array{
     ChannelPlace{"TARGET TEMPERATURE", 2, 3},
     ChannelPlace{"INT. REF. TEMPERATURE", 0, 1},
 };
-inline constexpr ChannelId kTargetChannel = 2;  // of either series
+inline constexpr ChannelId kTargetChannel = 2;  // in every series
 inline constexpr const char* kUnknownChannel = "(UNKNOWN/UNSUPPORTED INPUT !?)";
 
-// One command and what must be answered to it; null: nothing is.
+// A command and its expected answer; null: the command has no answer.
 struct Step {
   const char* command;
   const char* answer;
@@ -50,19 +50,19 @@ inline constexpr auto kCtcPrelude = std::array{Step{"*CLS", nullptr}};
 inline constexpr auto kCtcLogOn = std::array{Step{"REMOTE", nullptr}, Step{"REMOTE_MODE?", "REMOTE"}};
 inline constexpr auto kCtcLeave = std::array{Step{"LOCAL", nullptr}};
 
-// What a series says differently.
+// What differs between the series.
 struct Dialect {
   std::span<const Step> prelude;
   const char* identify;
   const char* identification_start;
-  HRESULT not_this;  // the identification is another's
+  HRESULT not_this;  // the code for another instrument
   std::span<const Step> log_on;
   std::span<const Step> leave;
   const char* readings;
-  const char* separators;  // of answers' fields
+  const char* separators;  // between the fields of answers
   std::span<const ChannelPlace> channels;
   const char* set_point;         // the query
-  const char* set_point_answer;  // to the command; null: nothing is
+  const char* set_point_answer;  // the answer to the command; null: none
 };
 
 inline constexpr Dialect kRtc = {
@@ -100,7 +100,7 @@ inline constexpr auto kSettings = std::array{
     SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelWords, kRtcPtcModel},
 };
 
-// The CTC's ids, under the names of the RTC and PTC where these have them.
+// The channels of the CTC have the names of the RTC and PTC where both have them.
 inline constexpr auto kChannels = std::array{
     ChannelRow{kRtcPlaces[0].name, ChanIn, kCelsiusText, 2},
     ChannelRow{kRtcPlaces[1].name, ChanIn, kCelsiusText, 2},

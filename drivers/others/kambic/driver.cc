@@ -9,7 +9,7 @@
 namespace ulix::kambic {
 namespace {
 
-// Longest lines read, the line feed's place included.
+// Longest lines in bytes, including the line feed.
 constexpr int kIdentificationSize = 100;
 constexpr int kReadingSize = 150;
 constexpr int kSetPointSize = 50;
@@ -17,7 +17,7 @@ constexpr int kSetPointSize = 50;
 constexpr LineProfile kLine = {
     .terminator = '\n', .reply_size = kIdentificationSize, .read_ms = 3000, .write_ms = 3000};
 
-// Of a line that is longer than `size`, no word that may be cut.
+// A line without its last word, if it filled `size` and that word may be cut.
 std::string WholeWords(std::string line, int size) {
   const bool full = line.size() + 1 == static_cast<std::size_t>(size);
   if (full) line.erase(line.find_last_of(" \t\r") + 1);

@@ -1,4 +1,4 @@
-// Kambic calibration bath: its temperature is read, its set point read and set.
+// The driver of Kambic calibration baths. It reads the temperature, and reads and writes the set point.
 #pragma once
 
 #include <string_view>
@@ -11,7 +11,7 @@ class KambicDriver final : public IdentifiedDriver {
  public:
   explicit KambicDriver(const DriverServices& services);
 
-  // kambicCtlErrChNum for a channel that is none.
+  // kambicCtlErrChNum for an unknown channel.
   Reading ReadChannel(ChannelId id) override;
   HRESULT WriteChannel(ChannelId id, float value) override;
 

@@ -18,7 +18,7 @@ constexpr std::string_view kOutOfRange = "OUT OF RANGE";
 
 bool IsLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
-// The text behind a key; empty where it is missing. A letter before it makes it part of another one: "TSET=" ends in
+// The text after a key; empty if the key is missing. After a letter the key is a part of another one: "TSET=" ends in
 // "T=".
 std::string_view TextBehind(std::string_view answer, std::string_view key) {
   for (std::size_t at = answer.find(key); at != std::string_view::npos; at = answer.find(key, at + 1)) {
@@ -27,8 +27,8 @@ std::string_view TextBehind(std::string_view answer, std::string_view key) {
   return {};
 }
 
-// The number behind a key. It ends at a blank, at CR, at LF or with the answer, and does not go on behind blanks; in
-// anything else it is damaged.
+// The number after a key. It must end at a blank, CR, LF or the end of the answer, and must not go on after blanks.
+// Otherwise it is damaged.
 std::optional<double> NumberAt(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
   const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
@@ -55,8 +55,8 @@ Expected<std::string> SetPointCommand(float degrees) {
   return std::string(kSetPointWord) + FormatFixed(degrees, kResolution);
 }
 
-// Against the number as it was sent: the float itself may lie beside it. An answer that tells the bath's temperature is
-// one to "TXD".
+// Compares with the number that was sent, because the float may differ from it. An answer with the bath's temperature
+// belongs to "TXD".
 HRESULT CheckSetPointAnswer(std::string_view answer, std::string_view command) {
   if (Contains(answer, kCommandError)) return kambicCtlErrBadCmde;
   if (Contains(answer, kOutOfRange)) return kambicCtlErrOutOfRange;

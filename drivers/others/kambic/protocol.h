@@ -1,4 +1,4 @@
-// Between Kambic bath command lines and values. Pure functions.
+// Conversions between command lines of Kambic baths and values. Pure functions.
 #pragma once
 
 #include <string>
@@ -9,18 +9,18 @@
 
 namespace ulix::kambic {
 
-// Whether an identification line comes from a bath of the series.
+// Whether an identification is that of a bath of this series.
 bool IsKambic(std::string_view identification);
 
-// A channel's value in the answer to "TXD". kambicCtlErrBadCmde when the bath refused the command; kambicCtlErrBadResp
-// when the channel's key is missing, or a number behind it that ends at a blank or a line end. `channel` is a known
-// one.
+// Parses a channel's value in the answer to "TXD". kambicCtlErrBadCmde when the bath refused the command.
+// kambicCtlErrBadResp when the channel's key is missing, or is not followed by a number that ends at a blank or line
+// end. `channel` must be known.
 Expected<float> ParseReading(std::string_view answer, ChannelId channel);
 
-// "SETTEMP=30.000". kambicCtlErrOutOfRange for what is no finite number.
+// The command "SETTEMP=30.000". kambicCtlErrOutOfRange for a value that is not finite.
 Expected<std::string> SetPointCommand(float degrees);
-// Whether the bath took the set point of `command`: it must say the very number. kambicCtlErrBadCmde,
-// kambicCtlErrOutOfRange, or kambicCtlErrBadResp when it says another or none.
+// S_OK if the bath confirms the set point of `command` with the same number. kambicCtlErrBadCmde or
+// kambicCtlErrOutOfRange when it refuses; kambicCtlErrBadResp when it sends another number or none.
 HRESULT CheckSetPointAnswer(std::string_view answer, std::string_view command);
 
 }  // namespace ulix::kambic

@@ -1,4 +1,5 @@
-// Kambic calibration baths of the OB series: what they are, what can go wrong. Source: the bath's communication manual.
+// The tables of the Kambic calibration baths, series OB: model card, channels and errors. Source: the bath's
+// communication manual.
 #pragma once
 
 #include <array>
@@ -8,10 +9,10 @@
 
 namespace ulix::kambic {
 
-// One of them stands in the identification, in this case. A bath tells itself with a hyphen or without.
+// The identification contains one of these words, in upper case, with or without a hyphen.
 inline constexpr std::array<const char*, 6> kModelWords = {"OB7", "OB22", "OB50", "OB-7", "OB-22", "OB-50"};
 
-// A channel's number in the answer to "TXD" stands behind its key, up to a blank or the end of its line:
+// In the answer to "TXD" a channel's number follows its key, up to a blank or the end of its line:
 //
 //  T= 25.012 CR TSET= 30.000 CR LF
 //     |               |
@@ -19,7 +20,7 @@ inline constexpr std::array<const char*, 6> kModelWords = {"OB7", "OB22", "OB50"
 inline constexpr ChannelId kTemperatureChannel = 0;
 inline constexpr ChannelId kSetPointChannel = 1;
 inline constexpr std::array<const char*, 2> kKeys = {"T=", "TSET="};
-// The bath takes and tells thousandths.
+// Set points and readings have three decimals.
 inline constexpr int kResolution = 3;
 inline constexpr auto kChannels = std::array{ChannelRow{"TEMPERATURE", ChanIn, kCelsiusText, kResolution},
                                              ChannelRow{"SETPOINT", ChanIO, kCelsiusText, kResolution}};

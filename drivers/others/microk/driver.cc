@@ -12,7 +12,7 @@ namespace {
 
 constexpr LineProfile kLine = {.terminator = '\r', .reply_size = kReplySize, .read_ms = 3000, .write_ms = 3000};
 
-// At reading one reply. Fixed on purpose for the microK, whatever the timeouts are.
+// How often one reply is read. Deliberate: fixed for the microK, whatever the timeouts are.
 constexpr int kMicrokAttempts = 4;
 constexpr std::uint64_t kMillikMsPerAttempt = 1000;
 
@@ -28,13 +28,13 @@ Expected<std::vector<std::string>> ReadProbeNames(Conversation& talk) {
   return names;
 }
 
-// More of them the longer a reply may take.
+// More attempts for longer read timeouts.
 int AttemptsOfMillik(const Conversation& talk) {
   const auto read_ms = static_cast<std::uint64_t>(talk.read_timeout().count());
   return static_cast<int>(std::max<std::uint64_t>(read_ms * 9 / 10 / kMillikMsPerAttempt, 1));
 }
 
-// Failures of one channel's configuration; its readings fail with them, and those of no other channel.
+// Whether a failure is due to the configuration of one channel. Then only the readings of that channel fail.
 bool IsOneChannels(HRESULT result) {
   return result == microkCtlErrUserProbeNotFound || result == microkCtlErrBadInternalChanConfig;
 }
@@ -91,8 +91,9 @@ HRESULT MicrokDriver::SendCfg() {
   });
 }
 
-// Builds the queries of all channels; the first failure is returned, but that of the names before any, and each channel
-// keeps its own. Asks for the probes when a channel needs one; when they cannot be read, the next reading tries again.
+// Builds the queries of all channels, and stores the failure of each channel. If a channel needs a probe, the names of
+// the probes are read; if that fails, its failure is the result, and the next reading tries again. Otherwise the result
+// is the first failure of a channel.
 HRESULT MicrokDriver::PrepareQueries(Conversation& talk, const Record& record) {
   std::optional<Expected<std::vector<std::string>>> names;
   const auto number_of = [&](const std::string& probe) -> Expected<std::uint32_t> {
@@ -124,12 +125,12 @@ Reading MicrokDriver::ReadChannel(ChannelId id) {
   }));
 }
 
-// Records are never changed in place, so that the same one needs no look at what is in it.
+// The pointers are compared first, because a record is never changed in place.
 bool MicrokDriver::IsPreparedFor(const Record& record) const {
   return prepared_for_ == record || (prepared_for_ && *prepared_for_ == *record);
 }
 
-// A record that was changed since is taken up first, so that a value never comes in another unit than the channel's.
+// If the record has changed, the queries are built again first, so that a value always has the unit of its channel.
 Expected<float> MicrokDriver::MeasureMillik(Conversation& talk, ChannelId id, const Record& record) {
   if (!IsPreparedFor(record)) PrepareQueries(talk, record);
   return queries_[id].and_then([&](const std::string& query) {

@@ -1,4 +1,5 @@
-// microK bridge or milliK thermometer on a serial line: 35 measured channels, which of the two is a setting.
+// The driver of the microK bridge and the milliK thermometer on a serial line: 35 measured channels. A setting selects
+// one of the two.
 #pragma once
 
 #include <array>
@@ -17,18 +18,19 @@ class MicrokDriver final : public IdentifiedDriver {
  public:
   explicit MicrokDriver(const DriverServices& services);
 
-  // The reply that the connection began with; the instrument is not asked again.
+  // The identification at the start of the session. The instrument is not asked again.
   Expected<std::string> Identify() override;
-  // Nothing is sent to set a channel: the milliK's queries are built anew, which may ask for its probes.
+  // Sends no settings. For the milliK the queries of the channels are built again, which may read the names of its
+  // probes.
   HRESULT SendCfg() override;
   HRESULT ReadCfg() override { return E_NOTIMPL; }
-  // microkCtlErrMeasureNotAvailable for an id that is none, and on a milliK for a channel that is not enabled.
+  // microkCtlErrMeasureNotAvailable for an unknown channel, and on a milliK for one that is not enabled.
   Reading ReadChannel(ChannelId id) override;
   std::string ChannelName(ChannelId id) const override;
   // A milliK offers the channels that are enabled.
   ChannelTraits DescribeChannel(ChannelId id) const override;
 
-  // As the instrument named it when it was connected. Kept, never compared.
+  // The software version in the identification; none if it names none. Only for information.
   std::optional<double> instrument_version() const;
 
  private:
@@ -45,8 +47,8 @@ class MicrokDriver final : public IdentifiedDriver {
   std::string identification_;     // guarded by identity_mutex_
   std::optional<double> version_;  // guarded by identity_mutex_
   // Guarded by the exchange lock.
-  std::array<Expected<std::string>, kChannelCount> queries_;  // of the milliK
-  Record prepared_for_;                                       // the record that they were built from; null: none
+  std::array<Expected<std::string>, kChannelCount> queries_;  // the milliK's, by channel
+  Record prepared_for_;                                       // the record that queries_ were built from; null: none
 };
 
 }  // namespace ulix::microk

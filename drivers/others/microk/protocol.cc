@@ -15,9 +15,9 @@ constexpr int kTemperatureResolution = 4;
 constexpr double kMaxProbes = 999;
 
 struct KindRow {
-  const char* head;  // of the query, before the channel number
+  const char* head;  // the query up to the channel number
   const char* unit;  // null: the temperature unit
-  int resolution;    // decimals; 0: of the resistance range
+  int resolution;    // decimals; 0: those of the resistance range
 };
 
 constexpr std::array kKinds = {
@@ -25,11 +25,11 @@ constexpr std::array kKinds = {
     KindRow{"MEAS:TEMP", nullptr, kTemperatureResolution},
     KindRow{"MEAS:VOLT", "Volts", 7},
     KindRow{"MEAS:TEMP", nullptr, kTemperatureResolution},
-    // The instrument does not tell the unit of a current.
+    // The instrument does not say in which unit it sends a current.
     KindRow{"MEAS:CURR", "", 4},
 };
 
-// The current input has no number of its own, and is channel 3 when a probe converts it.
+// The query of the current input has no channel number; with a probe it is channel 3.
 constexpr const char* kCurrentQuery = "MEAS:CURR? ";
 constexpr const char* kCurrentProbeQuery = "MEAS:TEMP3? ";
 
@@ -60,7 +60,7 @@ Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t pr
   return WithOptions(kCurrentProbeQuery, {std::to_string(probe), Word(kUnitWords, config.unit)});
 }
 
-// A reply that fills its room was cut, perhaps inside the number.
+// A reply that fills the buffer was cut, perhaps inside the number.
 Expected<float> ParseNumber(std::string_view reply) {
   static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .separators = " \t,"};
   const bool was_cut = reply.size() + 1 >= kReplySize;
@@ -110,7 +110,7 @@ std::optional<double> VersionIn(Model model, std::string_view reply) {
 
 bool IsIdentification(Model model, std::string_view reply, std::string_view known) {
   if (known.empty()) return IsOf(model, reply);
-  // What was admitted may be a probe's name that came late. An identification with its version is one all the same.
+  // `known` may be a probe's name that came late. A line with a version is an identification all the same.
   const bool doubtful = !VersionIn(model, known);
   return reply.ends_with(known) || (doubtful && IsOf(model, reply) && VersionIn(model, reply));
 }

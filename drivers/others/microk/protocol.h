@@ -1,4 +1,4 @@
-// Between lines of the microK and milliK and values. Pure functions.
+// Conversions between lines of the microK and milliK and values. Pure functions.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace ulix::microk {
 
-// What one channel measures; codes of the tables, a code outside its table is held as it is.
+// What one channel measures, as codes of the tables. A code outside its table is stored unchanged.
 struct ChannelConfig {
   std::uint32_t enabled = 0;
   std::uint32_t kind = kResistance;
@@ -24,43 +24,44 @@ struct ChannelConfig {
   std::uint32_t junction = 0;
   std::string probe;  // name of the user probe, with kUserProbe
 
-  // Whether the measurement goes through a probe of the instrument's database.
+  // Whether the measurement uses a probe of the instrument's database.
   bool NeedsProbe() const;
 };
 
 Model ModelIn(const std::vector<StoredValue>& record);
-// Of kNoKind for an id that is no channel.
+// The configuration of a channel; its kind is kNoKind for an unknown channel.
 ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id);
 
-// Whether the reply to "*IDN?" comes from such an instrument.
+// Whether a reply to "*IDN?" comes from an instrument of this model.
 bool IsOf(Model model, std::string_view reply);
-// Whether a line ends with the reply to "*IDN?". `known` is the one of this connection: the model's word alone does not
-// tell it, since a probe's name may hold that too. Empty before the first one, when the word has to do.
+// Whether a line ends with the identification. `known` is the identification of this connection, or empty before the
+// first one. With `known` the line must contain it, because the model's word alone may also be in a probe's name.
 bool IsIdentification(Model model, std::string_view reply, std::string_view known);
-// The software version that the reply names; none when it names none.
+// The software version in the reply; none if it has none.
 std::optional<double> VersionIn(Model model, std::string_view reply);
-// Whether the milliK is put in remote mode: its reply goes on behind a comma.
+// Whether the milliK is to be switched to remote mode: its reply continues after a comma.
 bool TakesRemote(std::string_view reply);
 
-// "read12?": the whole query of a microK.
+// The query of a microK: "read12?".
 std::string ReadQuery(ChannelId id);
-// The milliK's query of a channel. `probe` is the number of its user probe, 0 for one that is not in the database:
-// microkCtlErrUserProbeNotFound. A code outside its table is microkCtlErrBadInternalChanConfig.
+// The query of a milliK for a channel. `probe` is the number of its user probe. microkCtlErrUserProbeNotFound if a
+// probe is needed and `probe` is 0, which means that it is not in the database. microkCtlErrBadInternalChanConfig for a
+// code outside its table.
 Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, std::uint32_t probe);
 
-// The value of a reply: a number alone, or with a unit behind a blank or a comma. serialCommErrUnableToReadComm for
-// anything else, for a number that a float cannot hold, and for a reply that filled its room.
-inline constexpr int kReplySize = 80;  // the terminator's place included
+// Parses a value: a number, alone or followed by a blank or a comma and a unit. serialCommErrUnableToReadComm for
+// anything else, for a number that a float cannot hold, and for a reply that filled the buffer.
+inline constexpr int kReplySize = 80;  // in bytes, including the terminator
 Expected<float> ParseMicrokReply(std::string_view reply);
-// Also microkCtlErrScpiCmdeError for a command that the instrument rejected.
+// The same; also microkCtlErrScpiCmdeError for a command that the instrument rejected.
 Expected<float> ParseMillikReply(std::string_view reply);
-// The number of probes in the database; the errors of ParseMillikReply.
+// The number of probes in the database. Errors as ParseMillikReply.
 Expected<std::uint32_t> ParseProbeCount(std::string_view reply);
-// A name of the database, without quotes around it; microkCtlErrScpiCmdeError for a command that was rejected,
-// serialCommErrUnableToReadComm for a name with control characters or one that was cut.
+// A name in the database, without its quotes. microkCtlErrScpiCmdeError for a rejected command,
+// serialCommErrUnableToReadComm for a name that was cut or has control characters.
 Expected<std::string> ParseProbeName(std::string_view reply);
 
-// Of what a channel measures; "" and 6 for a code that is none.
+// Unit and decimals of a channel; "" and 6 for an unknown code.
 std::string UnitOf(const ChannelConfig& config);
 int ResolutionOf(const ChannelConfig& config);
 

@@ -1,5 +1,5 @@
-// microK resistance bridge with its microsKanner scanners, and milliK thermometer: what they are, what they can be set
-// to, what can go wrong. Source: the instruments' command references.
+// The tables of the microK resistance bridge with its microsKanner scanners, and of the milliK thermometer: model card,
+// channels, settings and errors. Source: the instruments' command references.
 #pragma once
 
 #include <array>
@@ -13,14 +13,14 @@
 
 namespace ulix::microk {
 
-// Stored in the configuration. Anything but the milliK is taken for a microK.
+// Stored codes. Every code except kMillik means the microK.
 enum Model : std::int32_t { kMicrok = 0, kMillik = 1 };
 
 inline constexpr ChannelId kChannelCount = 35;
 inline constexpr ChannelId kFrontInputs = 3;
 
-// The number that the instrument knows a channel by: 1 to 3 on its front, 10 to 17, 20 to 27, 30 to 37 and 40 to 47 on
-// the scanners.
+// The instrument's number of a channel: 1 to 3 on its front, and 10 to 17, 20 to 27, 30 to 37 and 40 to 47 on the
+// scanners.
 constexpr unsigned InstrumentChannel(ChannelId id) {
   constexpr unsigned kScannerInputs = 8;
   if (id < kFrontInputs) return id + 1;
@@ -54,7 +54,7 @@ inline constexpr auto kKindWords = std::array{
     EnumLabel{kCurrentInput, "CURRENT", {"current input", "entrée courant"}},
 };
 
-// What a PRT or the current input is converted by, and the types of thermocouples.
+// The conversion of a PRT or of the current input, and the types of thermocouples.
 enum SubKind : std::uint32_t { kStandard, kUserProbe, kFirstThermocouple };
 inline constexpr auto kSubKindWords = std::array{
     EnumLabel{kStandard, "STANDARD", {"standard", "normalisée"}},
@@ -75,10 +75,10 @@ inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFir
 
 inline constexpr std::uint32_t kCelsius = 1;
 inline constexpr auto kUnitWords = std::array{EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
-// How they are shown.
+// The shown texts of the temperature units, by code.
 inline constexpr auto kUnitTexts = std::array{"K", kCelsiusText, kFahrenheitText};
 
-// In ohms. The resolution of a resistance goes with them.
+// Ranges in ohms. The resolution of a resistance depends on them.
 inline constexpr auto kRangeWords =
     std::array{EnumLabel{0, "115", {"115 Ohms", "115 Ohms"}}, EnumLabel{1, "460", {"460 Ohms", "460 Ohms"}},
                EnumLabel{2, "500000", {"500 kOhms", "500 kOhms"}}};
@@ -117,7 +117,7 @@ constexpr std::size_t SettingIndex(ChannelId id, Field field) {
 }
 inline constexpr std::size_t kSettingCount = SettingIndex(kChannelCount, kEnabled);
 
-// The model, then the fields of each channel; every one is a stored value of its own.
+// The model, then the fields of each channel. Each setting is a stored value of its own.
 inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
   rows[0] = {"model", {"Instrument model", "Modèle d'instrument"}, 0, VariantType::kUi4, 0, 32, kModelWords, kMicrok,
