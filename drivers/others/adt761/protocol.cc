@@ -68,7 +68,7 @@ const Item& FindItem(std::string_view word) {
 }
 
 // Finds a unit by its word. The words for columns of mercury and water may be longer than the unit ("MMHG", "INH2O4").
-// Inches come first, because each of their words contains a shorter one.
+// Inches come first, because "INHG" contains "HG" and "INH2O" contains "H2O".
 const Unit& FindUnit(std::string_view word) {
   if (const Unit* unit = RowWith(kUnits, &Unit::word, word)) return *unit;
   for (const std::string_view column : {"INHG", "HG", "INH2O", "H2O"}) {
