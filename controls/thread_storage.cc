@@ -1,6 +1,7 @@
-// Replaces the function of the compiler's runtime that finds a thread-local variable. That one allocates at a thread's
-// first use and ends the program when it cannot. The first use is often an exception: thus a thread without memory
-// could not even report it. Here the variables of the first threads are in memory that is always there.
+// Replaces the function of the compiler's runtime that finds a thread-local variable. The original allocates memory at
+// the first use in a thread, and ends the program when there is none. The first use is often an exception, so a thread
+// without memory could not even report that. Here the variables of the first 64 threads are in memory that is always
+// there.
 #include "controls/thread_storage.h"
 
 #include <windows.h>
@@ -17,13 +18,13 @@ namespace {
 struct Variable {
   std::size_t size;
   std::size_t alignment;
-  std::atomic<std::uintptr_t> number;  // from 1; 0 until the first use in any thread
+  std::atomic<std::uintptr_t> number;  // counted from 1; 0 before the first use in any thread
   const void* initial;                 // null: zeros
 };
 
 constexpr std::size_t kMaxVariables = 8;
 constexpr std::size_t kMaxBytes = 1024;  // of all variables of a thread
-constexpr int kReserved = 64;            // threads that need no memory
+constexpr int kReserved = 64;            // number of threads that need no allocation
 
 // The variables of one thread. None of them has a destructor.
 struct Block {

@@ -1,12 +1,12 @@
-// The storage of thread-local variables, exceptions in flight included.
+// The storage of thread-local variables, including that of thrown exceptions.
 #pragma once
 
 namespace ulix::controls {
 
-// Frees the thread-local variables of the calling thread, which ends.
+// Frees the thread-local variables of the calling thread. Called when the thread ends.
 void ReleaseThreadStorage();
 
-// Gives the system's slot back. To be called when the library is unloaded.
+// Releases the system's slot for thread-local data. Called when the library is unloaded.
 void ReleaseThreadSlot();
 
 }  // namespace ulix::controls

@@ -155,7 +155,7 @@ Field CodeField(const LineField& line, const SerialParams& params, Language lang
                 static_cast<std::size_t>(NumberIn(params, line)), static_cast<std::size_t>(line.otherwise));
 }
 
-// The fields of the network. With a host name the instrument is on the network, without one on the serial line.
+// Adds the fields of the network. With a host name the instrument is on the network, without one on the serial line.
 void AddNetwork(Instrument& instrument, Language language, Page& page) {
   std::optional<NetworkAddress> address;
   if (Failed(instrument.GetNetworkAddress(&address))) return;
@@ -165,7 +165,7 @@ void AddNetwork(Instrument& instrument, Language language, Page& page) {
       MakeField("tcp-port", Localized(TextId::kTcpPort, language), FieldKind::kNumber, std::to_string(shown.port)));
 }
 
-// The fields of the serial line in the order of CommField; none for an instrument without one.
+// Adds the fields of the serial line, in the order of CommField. Adds none for an instrument without a serial line.
 void AddLine(Instrument& instrument, Language language, Page& page) {
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return;
@@ -232,12 +232,12 @@ constexpr const char* kNoneCode = "0";  // The code of a setting to which none o
 
 bool HasFraction(const SettingRow& row) { return row.type == VariantType::kR4; }
 
-// The setting that a row depends on, in a record; null for a row that depends on none.
+// The row of the setting that `row` depends on. Null if it depends on none.
 const SettingRow* OtherOf(const Settings& record, const SettingRow& row) {
   return row.depends ? record.Find(row.depends->on) : nullptr;
 }
 
-// Whether a code can be chosen beside the rest of the record.
+// Whether a code can be chosen together with the other settings of the record.
 bool IsOffered(const Settings& record, const SettingRow& row, std::uint32_t code) {
   const SettingRow* other = OtherOf(record, row);
   return !other || row.depends->Has(CodeIn(*record.Current(), *other), code);
@@ -248,7 +248,8 @@ bool MeansSomething(const Settings& record, const SettingRow& row) {
   return !other || row.depends->MeansSomething(CodeIn(*record.Current(), *other));
 }
 
-// The labels that can be chosen beside the rest of the record, behind "none" where that is a choice as well.
+// The labels that can be chosen together with the other settings of the record. "None" comes first if it is a choice
+// too.
 std::vector<std::string> ChoicesBeside(const Settings& record, const SettingRow& row, Language language) {
   std::vector<std::string> choices;
   const bool means_something = MeansSomething(record, row);
@@ -261,7 +262,7 @@ std::vector<std::string> ChoicesBeside(const Settings& record, const SettingRow&
   return choices;
 }
 
-// What the choices of a row are made for.
+// The shown value of the setting on which the choices of a row depend.
 std::string ShownOfOther(const Settings& record, const SettingRow& row, Language language) {
   const SettingRow* other = OtherOf(record, row);
   return other ? record.TextOf(*other, language) : std::string();
@@ -273,7 +274,7 @@ void MakeChoice(const Settings& record, const SettingRow& row, Language language
   field.beside = ShownOfOther(record, row, language);
   if (!MeansSomething(record, row)) field.value = field.choices.front();
   if (ChoiceOf(field)) return;
-  // A code that is no choice is one while it is set.
+  // A code that is not a choice is shown as long as it is set.
   if (field.value == kNoneCode) field.value = Localized(TextId::kNoChoice, language);
   field.choices.insert(field.choices.begin(), field.value);
 }
@@ -296,7 +297,7 @@ bool IsOfLink(Instrument& instrument, const SettingRow& row) {
   return std::any_of(keys.begin(), keys.end(), [&](const char* key) { return std::string_view(key) == row.key; });
 }
 
-// The settings of the USB link, whether its library was found, and the device.
+// Adds the settings of the USB link, whether its helper library was found, and the device.
 void AddUsb(Instrument& instrument, Language language, Page& page) {
   if (instrument.card().link != LinkKind::kUsb) return;
   const bool found = Succeeded(instrument.CheckLink());
@@ -362,7 +363,8 @@ std::string WordOfShown(const SettingRow& row, const std::string& entered, Langu
   return entered == Localized(TextId::kNoChoice, language) ? kNoneCode : entered;
 }
 
-// Puts an entry into a record; false when the setting refuses it. A setting without meaning for the others is left.
+// Stores an entry in a record; false when the setting refuses it. A setting that has no meaning with the other settings
+// is left unchanged.
 bool Enter(Settings& record, const SettingRow& row, const Field& field, Language language) {
   if (!MeansSomething(record, row) && field.value == Localized(TextId::kNoChoice, language)) return true;
   if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
@@ -386,7 +388,7 @@ bool AdaptField(const Settings& record, const SettingRow& row, Language language
   return true;
 }
 
-// A setting comes after the one that it depends on.
+// One pass is enough, because a setting comes after the one that it depends on.
 bool AdaptChoices(Instrument& instrument, Form& form, Language language) {
   Settings record(instrument.settings().rows());
   record.Replace(instrument.settings().Snapshot());

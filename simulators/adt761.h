@@ -39,7 +39,7 @@ class Adt761Simulator final : public LineSimulator {
   std::string type_ = "Additel 761";
   std::string item_ = "LPM";   // The measured item: MA, V, SW, HPM, LPM, EPM, HART.
   std::string unit_ = "KPA";   // Of the pressures.
-  double value_ = 12.5;        // The measured value while the item is no pressure.
+  double value_ = 12.5;        // The measured value while the item is not a pressure.
   double atmosphere_ = 101.3;  // kPa
   double source_ = 4;          // mA
   bool source_power_ = false;
@@ -47,7 +47,7 @@ class Adt761Simulator final : public LineSimulator {
   bool keypad_locked_ = true;
   double run_kind_ = 0;
   std::string set_point_text_;  // When not empty, the set point in answers.
-  std::string refused_;         // The begin of the names of refused requests.
+  std::string refused_;         // The start of the names of refused requests.
   PropertyTable properties_;
 };
 

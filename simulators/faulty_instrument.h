@@ -51,7 +51,7 @@ class FaultyInstrument {
   mutable platform::Mutex mutex_;  // Guards all members below.
   std::unique_ptr<Simulator> simulator_;
   FaultSet faults_;
-  std::deque<Piece> under_way_;  // Bytes that are not due yet, in the order of time.
+  std::deque<Piece> under_way_;  // Bytes that were not taken yet, in the order of time.
   MonotonicTime free_at_{};      // When the last of them is due.
   std::string held_;             // The reply held back by `late`.
   int exchanges_ = 0;            // Queries since the faults were set.

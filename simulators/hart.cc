@@ -50,7 +50,8 @@ SimulatedReply HartSimulator::Localized(std::string_view word, double value) con
   return {(reply_text_.empty() ? text : reply_text_) + end_, true};
 }
 
-// False for a text that is no number with two decimals. A set point outside the limits is a known request.
+// False for a text that is not a number with two decimals. A set point outside the limits is a known request, but is
+// not applied.
 bool HartSimulator::TakeSetPoint(std::string_view number) {
   const auto value = ParseDecimal(number);
   if (!value || FormatFixed(*value, kReplyDecimals) != number) return false;

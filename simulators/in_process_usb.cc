@@ -36,7 +36,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
   platform::SerialTimeouts timeouts_{5000, 5000};
 };
 
-// A device that has vanished has no interface.
+// Fails for a device that has vanished.
 HRESULT SimulatedUsbLibrary::GetInterfaceGuid(UsbDevice& device) {
   if (!port_ && !open_()) return E_FAIL;
   if (!Matches(device.identity, kSimulatedUsbIdentity)) return kUsbBadIdentifier;

@@ -1,4 +1,4 @@
-// A simulated instrument on the line of a driver of this process: what the port "sim" means.
+// The port "sim": a simulated instrument on the line of a driver in this process.
 #pragma once
 
 #include <memory>
@@ -15,7 +15,7 @@ class SimulatedLine {
  public:
   // `model` is one of the catalogue.
   explicit SimulatedLine(std::string_view model);
-  // Services whose ways to the instrument lead here. They may outlive this object.
+  // Services whose ports, sockets and USB devices lead to this instrument. They may outlive this object.
   DriverServices ServicesOf(DriverServices services) const;
   // Adapts the simulated instrument to the settings: each property named like a setting takes the value of the setting.
   void Match(const Settings& settings);

@@ -28,8 +28,8 @@ class Simulator {
   virtual std::vector<SimulatedReply> Receive(std::string_view bytes) = 0;
   // Selects the frames of a network in place of those of a line, for protocols that have both. Call it before Receive.
   virtual void OnNetwork() {}
-  // Puts it, before any byte, where it shares a world with others; `place` outlives it. False for a model that is no
-  // source of what the others measure and measures nothing itself.
+  // Connects the device to a world that it shares with others. Call it before the first byte; `place` must outlive the
+  // simulator. False for a model that neither produces nor measures a quantity of the world.
   virtual bool Place(Surroundings& /*place*/) { return false; }
   // The instrument's own refusal, for the fault `refuse`.
   virtual std::string Refusal() const = 0;
@@ -53,7 +53,7 @@ class Simulator {
 
 using SimulatorFactory = std::unique_ptr<Simulator> (*)(Clock& clock);
 
-// Each model's simulator defines its own.
+// Each model's simulator defines its factory.
 #define ULIX_MODEL(model)                                 \
   namespace model {                                       \
   std::unique_ptr<Simulator> MakeSimulator(Clock& clock); \
@@ -61,7 +61,7 @@ using SimulatorFactory = std::unique_ptr<Simulator> (*)(Clock& clock);
 #include "drivers/models.def"
 #undef ULIX_MODEL
 
-// The simulator of a model word, any case; null when there is none.
+// The factory of a model id, in upper or lower case. Null when there is none.
 SimulatorFactory FindSimulator(std::string_view model);
 
 }  // namespace ulix
