@@ -1,6 +1,6 @@
-// A digital calibration certificate (DCC) as plain data: what its reader gives, its writer and its page take. Texts are
-// UTF-8. Numbers stay the texts that the certificate has, so that nothing is rounded twice; they are checked when they
-// are read. Elements that are not listed here are skipped by the reader.
+// A digital calibration certificate (DCC) as plain data. The reader makes this data; the writer and the page use it.
+// Texts are UTF-8. Numbers are stored as the texts in the certificate, so that nothing is rounded twice; the reader
+// checks them. The reader skips elements that have no field here.
 #pragma once
 
 #include <optional>
@@ -16,20 +16,21 @@ namespace ulix::calibration {
 // One text in several languages.
 struct MultilingualText {
   struct Content {
-    std::string language;  // ISO 639-1, empty where the certificate has none
+    std::string language;  // ISO 639-1; empty if the certificate names none
     std::string text;
   };
   std::vector<Content> contents;
 
   MultilingualText() = default;
-  // The same for every language.
+  // The same text for every language.
   MultilingualText(std::string text);           // NOLINT(google-explicit-constructor)
   MultilingualText(const BilingualText& text);  // NOLINT(google-explicit-constructor)
   MultilingualText(TextId id);                  // NOLINT(google-explicit-constructor)
   MultilingualText(std::string en, std::string fr);
 
   bool empty() const { return contents.empty(); }
-  // In that language, else in English, else the first; all contents of the chosen language, joined by blanks.
+  // The text in that language, else in English, else in the first one. Several contents of that language are joined by
+  // blanks.
   std::string In(std::string_view language) const;
 };
 
@@ -53,14 +54,14 @@ struct CertificateSoftware {
 
 // The digest of another document.
 struct DocumentDigest {
-  MultilingualText referral;  // what it is
-  std::string referral_id;    // its identifier
+  MultilingualText referral;  // what the document is
+  std::string referral_id;    // identifier of the document
   std::string procedure;      // SHA-256
   std::string value;
 };
 
 struct UncertaintyList {
-  std::vector<std::string> expanded;  // one for all values, or one each
+  std::vector<std::string> expanded;  // one for all values, or one for each
   std::vector<std::string> coverage_factor;
   std::vector<std::string> coverage_probability;
   std::vector<std::string> distribution;
@@ -69,24 +70,24 @@ struct UncertaintyList {
 // Values in one unit.
 struct NumberList {
   std::vector<std::string> numbers;
-  std::string unit;  // D-SI: "\\degreecelsius"
+  std::string unit;  // in D-SI notation: "\\degreecelsius"
   std::optional<UncertaintyList> uncertainty;
 };
 
 struct CertificateStatement;
 
 struct CertificateQuantity {
-  std::string ref_type;  // names between blanks
+  std::string ref_type;  // names separated by blanks
   MultilingualText name;
-  bool is_list = false;            // of si:realListXMLList, against a single si:real
+  bool is_list = false;            // si:realListXMLList; false: a single si:real
   std::vector<NumberList> values;  // the same values in one or several units
-  std::string text;                // of a quantity without numbers
+  std::string text;                // text of a quantity without numbers
   std::vector<CertificateStatement> meta_data;
 
   bool Has(std::string_view type) const;
 };
 
-// A statement on the certificate, or what is said of a quantity.
+// A statement about the certificate or about a quantity.
 struct CertificateStatement {
   std::string ref_type;
   MultilingualText name;
@@ -136,7 +137,7 @@ struct CertificateCondition {
   std::vector<CertificateQuantity> quantities;
 };
 
-// A table: quantities whose lists belong together, value by value.
+// A table: quantities whose values with the same index belong together.
 struct CertificateTable {
   std::string ref_type;
   MultilingualText name;
@@ -148,7 +149,7 @@ struct CertificateResult {
   std::string ref_type;
   MultilingualText name;
   MultilingualText description;
-  std::vector<CertificateTable> tables;  // nested ones too, in the order of the document
+  std::vector<CertificateTable> tables;  // including nested ones, in the order of the document
   std::vector<CertificateQuantity> quantities;
 };
 
@@ -181,12 +182,11 @@ struct Certificate {
   std::size_t signatures = 0;
 };
 
-// Whether `name` is one of the names between blanks.
+// Whether `name` is one of the names in `ref_types`, which are separated by blanks.
 bool HasRefType(std::string_view ref_types, std::string_view name);
 
-// What is wrong with a certificate beyond its form, one text a finding: mandatory entries that are missing, dates out
-// of order, tables whose lists differ in length, coverage factors below 1, negative uncertainties. Empty when all is
-// well.
+// Checks the content of a certificate. Returns one text for each finding: missing mandatory entries, dates in the wrong
+// order, tables whose lists differ in length, coverage factors below 1, negative uncertainties. Empty without findings.
 std::vector<Problem> CheckContent(const Certificate& certificate);
 
 }  // namespace ulix::calibration

@@ -25,7 +25,7 @@ bool IsCountry(const std::string& code) {
   return code.size() == 2 && code.find(' ') == code.npos && kCountries.find(code) != kCountries.npos;
 }
 
-// The serial number that names the unit: its own, else that of the instrument that it is a channel of.
+// The serial number of the unit, or else that of the instrument to which its channel belongs.
 std::string SerialNumberOf(const Plan& plan, const UnitPlan& unit) {
   if (!unit.serial_number.empty()) return unit.serial_number;
   const PlannedInstrument* const instrument = plan.FindInstrument(unit.channel.instrument);
@@ -126,7 +126,7 @@ std::vector<CertificateStatement> Builder::Statements() const {
                                                                 plan_.reference.certificate.accept_overdue})});
   }
   for (const std::string& remark : plan_.remarks) {
-    // Declarations have their languages; a remark is the same in both.
+    // Declarations have one text for each language; a remark is the same in both languages.
     if (!Trimmed(remark).empty()) statements.push_back({.declaration = MultilingualText(remark, remark)});
   }
   return statements;
@@ -167,7 +167,7 @@ std::vector<CertificateEquipment> Builder::Equipment() const {
   return equipment;
 }
 
-// Smallest and largest of what was noted of one condition; none where it was not.
+// The smallest and largest recorded value of one ambient condition; none if it was not recorded.
 struct Extremes {
   std::optional<double> min, max;
   void Take(const std::optional<double>& value) {
@@ -224,7 +224,7 @@ std::size_t DecimalsOf(const std::string& number) {
   return point == std::string::npos ? 0 : number.size() - point - 1;
 }
 
-// With at least two decimals, so that the same value stands there.
+// Adds 273.15 with at least two decimals, so that the value is exact.
 std::string InKelvin(const std::string& celsius) {
   constexpr std::size_t kDecimalsOfZero = 2;
   const double value = ParseDecimal(celsius).value_or(0) + kCelsiusZeroInKelvin;

@@ -1,4 +1,4 @@
-// The certificate of one unit, from a run and its evaluation.
+// Builds the certificate of one unit from a run and its evaluation.
 #pragma once
 
 #include <string>
@@ -9,13 +9,14 @@
 
 namespace ulix::calibration {
 
-// What a plan lacks for a certificate, a text an entry: identifier, laboratory with its country, customer, a person who
-// answers, a serial number for each unit, the reference's certificate. Empty when a certificate can be made.
+// What a plan lacks for a certificate, one text for each entry: identifier, laboratory with country, customer,
+// responsible person, serial number of each unit, certificate of the reference. Empty when a certificate can be made.
 std::vector<Problem> CertificateGaps(const Plan& plan);
 
-// Digital certificates take the plan's texts as they are, for both languages; their own are in English and French.
-// `issue_date` is YYYY-MM-DD. Several units get one certificate each, the identifier with "-1", "-2" behind it.
-// Refused: a run that is not complete, gaps in the plan, a unit of measurement that certificates do not know.
+// Builds the certificate of unit number `unit`. Texts of the plan are used unchanged for both languages; all other
+// texts are in English and French. `issue_date` is YYYY-MM-DD. If the run has several units, their certificates have
+// identifiers ending in "-1", "-2" and so on. Fails for a run that is not complete, for gaps in the plan, and for a
+// unit of measurement that certificates do not have.
 Result<Certificate> BuildCertificate(const RunResult& run, const Evaluation& evaluation, std::size_t unit,
                                      const std::string& issue_date);
 

@@ -29,7 +29,7 @@ std::string JoinedBy(const std::vector<std::string>& parts, const std::string& s
   return joined;
 }
 
-// A certificate's word for a decision, for people; a word that is not known stays as it is.
+// The shown text of a decision. An unknown word is shown unchanged.
 std::string LocalizedConformity(const std::string& name, Language language) {
   for (const Conformity one :
        {Conformity::kPass, Conformity::kFail, Conformity::kConditionalPass, Conformity::kConditionalFail}) {
@@ -38,7 +38,7 @@ std::string LocalizedConformity(const std::string& name, Language language) {
   return name;
 }
 
-// Labels and what stands behind them; empty ones are left out.
+// A list of labels and their texts. Pairs with an empty text are left out.
 class Facts {
  public:
   explicit Facts(Language language) : language_(language) {}
@@ -64,7 +64,7 @@ class Page {
   std::string Localized(TextId text, std::initializer_list<std::string> values = {}) const {
     return Utf8Of(text, language_, values);
   }
-  // Decimal separators as the language has them.
+  // The number with the decimal separator of the language.
   std::string Number(std::string number) const;
   void AddHeading(TextId text) { html_ += HtmlElement("h2", Localized(text)); }
   void AddHead();
@@ -119,7 +119,7 @@ NumberList ForPeople(NumberList list, bool humidity) {
   return list;
 }
 
-// "20.5 °C (U = 0.1, k = 2)", several values and units beside each other.
+// A quantity as text: "20.5 °C (U = 0.1, k = 2)". Several values or units are put side by side.
 std::string Page::QuantityText(const CertificateQuantity& quantity) const {
   std::vector<std::string> texts;
   for (const NumberList& list : quantity.values) {
@@ -284,7 +284,7 @@ void Page::AddColumns(const CertificateTable& table, std::vector<Column>& column
   }
 }
 
-// As many columns beside each other as the width of paper has room for; the first one of each part is the same.
+// Splits a wide table into parts that fit the paper. The first column is repeated in each part.
 void Page::AddTable(const CertificateTable& table) {
   constexpr std::size_t kMaxColumns = 10;
   std::vector<Column> columns;

@@ -1,5 +1,5 @@
-// A digital certificate as a page for people: one HTML file in English or French that needs nothing else and prints on
-// A4.
+// A digital certificate as a page for people, in English or French: one HTML file that needs no other file and prints
+// on A4.
 #pragma once
 
 #include <string>
@@ -10,13 +10,13 @@
 
 namespace ulix::calibration {
 
-// Every text and number of the certificate, as it has them. Texts are taken in the language where the certificate has
-// them in it. `sha256` is that of the certificate's file, printed at the end; `signature` says what is known of its
-// signature; either may be empty.
+// The page with every text and number of the certificate. Texts are in `language` if the certificate has them in that
+// language. `sha256` is the digest of the certificate's file and is printed at the end. `signature` is a text about the
+// signature. Both may be empty.
 std::string CertificatePage(const Certificate& certificate, Language language, const std::string& sha256 = {},
                             const std::string& signature = {});
 
-// The budgets of a run as a fragment of HTML: a table a point.
+// The uncertainty budgets of a run as a fragment of HTML, with one table for each point.
 std::string BudgetSection(const RunResult& run, const Evaluation& evaluation, Language language);
 
 }  // namespace ulix::calibration

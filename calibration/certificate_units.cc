@@ -36,7 +36,7 @@ struct WordRow {
 constexpr std::array kPrefixes = {WordRow{"micro", "µ", 1e-6}, WordRow{"milli", "m", 1e-3}, WordRow{"hecto", "h", 1e2},
                                   WordRow{"kilo", "k", 1e3},   WordRow{"mega", "M", 1e6},   WordRow{"centi", "c", 1e-2},
                                   WordRow{"nano", "n", 1e-9},  WordRow{"giga", "G", 1e9}};
-// The factor leads to the unit without prefix that a plan's row leads to as well.
+// Each factor converts to the unit without prefix, so that two rows can be converted into each other.
 constexpr std::array kUnits = {WordRow{"degreecelsius", "°C", 1},
                                WordRow{"kelvin", "K", 1},
                                WordRow{"pascal", "Pa", 1},

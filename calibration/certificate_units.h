@@ -1,4 +1,4 @@
-// Units of plans and instruments as digital certificates write them (D-SI: "\\kilo\\pascal"), and back.
+// Conversions between units of plans and those of digital certificates (D-SI: "\\kilo\\pascal").
 #pragma once
 
 #include <optional>
@@ -7,22 +7,22 @@
 
 namespace ulix::calibration {
 
-// How values of a plan's unit are written: value * factor in `unit`. Differences of temperatures are kelvins.
+// How a certificate states values of a plan's unit: value * factor, in `unit`. Temperature differences are in kelvins.
 struct CertificateUnit {
   std::string unit;
   std::string difference_unit;
   double factor = 1;
 };
 
-// None for a unit that certificates have no word for. Known: °C and the usual units of pressure.
+// The unit of certificates for a plan's unit: °C or a usual unit of pressure. None for any other.
 std::optional<CertificateUnit> CertificateUnitOf(std::string_view plan_unit);
 
-// A value of a certificate in a plan's unit; none where the two measure different things. A difference of temperatures
-// is the same number in kelvins and in degrees Celsius.
+// Converts a value of a certificate to a plan's unit. None if the two units are of different quantities. A temperature
+// difference is the same number in kelvins and in degrees Celsius.
 std::optional<double> FromCertificateUnit(double value, std::string_view unit, std::string_view plan_unit);
 std::optional<double> DifferenceFromCertificateUnit(double value, std::string_view unit, std::string_view plan_unit);
 
-// For people: "\\milli\\volt" is "mV". A text that is not known stays as it is.
+// A unit as people write it: "mV" for "\\milli\\volt". An unknown text is returned unchanged.
 std::string ReadableUnit(std::string_view unit);
 
 }  // namespace ulix::calibration

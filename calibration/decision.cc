@@ -21,7 +21,7 @@ constexpr std::array kConformities = {
 constexpr std::array kRules = {TextId::kRuleNone, TextId::kRuleSimple, TextId::kRuleGuardBand,
                                TextId::kRuleFourOutcomes};
 
-// Sums of printed decimals may miss each other by a rounding of binary arithmetic.
+// Compares with a small tolerance, because sums of printed decimals differ by rounding errors of binary arithmetic.
 bool Within(double value, double limit) { return value <= limit + 1e-12 * (std::abs(limit) + std::abs(value)); }
 
 }  // namespace

@@ -23,7 +23,7 @@ void AddTypeA(std::vector<BudgetTerm>& terms, TextId name, const ReadingSeries& 
   terms.push_back(term);
 }
 
-// Reading k of the unit less reading k of the reference.
+// The differences: reading k of the unit minus reading k of the reference.
 ReadingSeries Differences(const ReadingSeries& unit, const ReadingSeries& reference) {
   std::vector<SampledValue> readings = unit.readings;
   for (std::size_t k = 0; k < readings.size(); ++k) readings[k].value -= reference.readings[k].value;
@@ -38,7 +38,7 @@ void AddRepeatability(std::vector<BudgetTerm>& terms, const ReadingSeries& unit,
   AddTypeA(terms, TextId::kBudgetUnitRepeatability, unit);
 }
 
-// Pressure of the medium's column from the unit up to the reference, in the plan's unit.
+// The pressure of the medium's column between unit and reference, in the plan's unit.
 double HeadOf(const Plan& plan, const UnitPlan& unit) {
   constexpr double kGravity = 9.80665;  // m/s2, standard acceleration
   const double pascals = plan.density * kGravity * (plan.reference.height - unit.height);
@@ -60,7 +60,7 @@ class UnitEvaluation {
   std::optional<Problem> AddBudget(const PointResult& point, const std::optional<Correction>& correction,
                                    EvaluatedPoint& to) const;
   static Result<BudgetTerm> PlannedTerm(const UncertaintyTerm& term);
-  // False where a number of it is not finite.
+  // False if a number of the point is not finite.
   bool Finish(EvaluatedPoint& point) const;
   std::optional<Conformity> Decision(const EvaluatedPoint& point) const;
 
@@ -144,7 +144,7 @@ PrintedPoint Printed(const EvaluatedPoint& point) {
           .coverage_factor = FormatFixed(point.coverage_factor, 2)};
 }
 
-// On the printed numbers, for a reader to come to the same.
+// Uses the printed numbers, so that a reader of the certificate comes to the same decision.
 std::optional<Conformity> UnitEvaluation::Decision(const EvaluatedPoint& point) const {
   const DecisionPlan& decision = run_.plan.decision;
   if (decision.rule == DecisionRule::kNone || !(plan_.tolerance > 0)) return std::nullopt;
@@ -153,7 +153,7 @@ std::optional<Conformity> UnitEvaluation::Decision(const EvaluatedPoint& point) 
   return Decide(decision.rule, *deviation, plan_.tolerance, *expanded, decision.guard);
 }
 
-// Nothing is decided, nor printed, of a number that is none.
+// A point with a number that is not finite is neither decided nor printed.
 bool IsFinite(const EvaluatedPoint& point) {
   const double numbers[] = {point.reference, point.indication, point.deviation, point.expanded, point.coverage_factor};
   return std::all_of(std::begin(numbers), std::end(numbers), [](double number) { return std::isfinite(number); });
@@ -170,7 +170,7 @@ bool UnitEvaluation::Finish(EvaluatedPoint& point) const {
   return true;
 }
 
-// From the best to the worst.
+// The rank of a decision, from the best to the worst.
 int RankOf(Conformity conformity) {
   switch (conformity) {
     case Conformity::kPass:

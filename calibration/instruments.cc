@@ -60,7 +60,7 @@ Outcome<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned
   SerialParams params;
   if (Failed(instrument.GetSerialParams(&params))) return Because(planned.model + " is not on a serial line");
   if (own_port) {
-    // A number or COMn; anything else says itself where the port is.
+    // A number or COMn; any other text is a location.
     const bool com = planned.port.size() > 3 && EqualIgnoringCase(planned.port.substr(0, 3), "COM");
     const auto number = WholeNumber<int>(com ? std::string_view(planned.port).substr(3) : planned.port);
     if (number) params.port = *number;

@@ -1,4 +1,4 @@
-// The instruments of a plan as the library drives them.
+// Makes the library's instruments from those of a plan.
 #pragma once
 
 #include <memory>
@@ -12,25 +12,25 @@
 
 namespace ulix::calibration {
 
-// What went wrong, in a sentence for a person, UTF-8.
+// A result, or a sentence for a person that says what went wrong, in UTF-8.
 template <typename T>
 using Outcome = tl::expected<T, std::string>;
 
-// An instrument as the plan has it: configuration, settings, line or address. Nothing is opened. Reads the
-// configuration file where the plan names one.
+// Makes an instrument with the configuration, settings, and line or address of the plan. Reads the configuration file
+// if the plan names one. Does not open the link.
 Outcome<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
                                                     DriverServices services, Instrument::Options options);
 
-// A channel by its name, in any case, or by its id.
+// Finds a channel by its name, in upper or lower case, or by its id.
 Outcome<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id);
 
-// What a code means, in the instrument's language.
+// The text of a code, in the instrument's language.
 std::string ErrorTextOf(Instrument& instrument, HRESULT code);
 
-// The step between two values of a channel, from its decimals; 0 where they are not known.
+// The step between two values of a channel, from its decimals; 0 if these are not known.
 double ResolutionOf(Instrument& instrument, ChannelId channel);
 
-// A file that the plan names: relative ones are in the plan's folder.
+// The path of a file that the plan names. A relative name is in the plan's folder.
 std::string PathInPlan(const std::string& folder, const std::string& file);
 
 }  // namespace ulix::calibration

@@ -9,12 +9,12 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr std::size_t kMaxLine = std::size_t{16} << 20U;  // the plan is one
+constexpr std::size_t kMaxLine = std::size_t{16} << 20U;  // the plan is one line
 const std::string kNoDigest(64, '0');
 
 std::string DumpOf(const Json& entry) { return entry.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace); }
 
-// Why a line does not belong where it stands; empty when it does.
+// Why a line is not the one that must be at this place; empty when it is.
 BilingualText WhatIsWrong(const std::string& line, std::uint64_t number, const std::string& digest) {
   const Json entry = Json::parse(line, nullptr, false);
   if (!entry.is_object()) return Bilingual(TextId::kJournalNoObject);
@@ -48,7 +48,7 @@ tl::expected<JournalReader, JournalReader::Broken> JournalReader::Open(const std
   auto file = std::make_unique<std::ifstream>(platform::PathOf(path), std::ios::binary);
   if (!*file) return tl::unexpected(Broken{0, Bilingual(TextId::kJournalNoFile, {path})});
   std::string line;
-  // getline takes a last line without its end too, and says so by the end of the file.
+  // getline also returns a last line without its end; then the end of the file is reached.
   while (std::getline(*file, line) && !file->eof()) {
     if (line.size() > kMaxLine) return tl::unexpected(Broken{reader.lines_ + 1, Bilingual(TextId::kJournalTooLong)});
     BilingualText wrong = WhatIsWrong(line, reader.lines_, reader.last_digest_);

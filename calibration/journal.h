@@ -1,4 +1,4 @@
-// The journal of a run: a file with one JSON object a line. Lines are added and never changed.
+// The journal of a run: a file with one JSON object on each line. Lines are added and never changed.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ using Json = nlohmann::ordered_json;
 class JournalReader {
  public:
   struct Broken {
-    std::uint64_t line = 0;  // from 1; 0: the file as a whole
+    std::uint64_t line = 0;  // counted from 1; 0: the file as a whole
     BilingualText reason;
   };
   // Checks the chain of the whole file. The memory used does not depend on the size of the file.
@@ -31,7 +31,7 @@ class JournalReader {
 
   // Gives the next line. False at the end.
   bool Next(Json& entry);
-  std::uint64_t whole_bytes() const { return whole_bytes_; }  // up to the end of the last whole line
+  std::uint64_t whole_bytes() const { return whole_bytes_; }  // size up to the end of the last whole line
   std::uint64_t lines() const { return lines_; }
   const std::string& last_digest() const { return last_digest_; }
 
@@ -46,7 +46,7 @@ class JournalReader {
 class JournalWriter {
  public:
   static tl::expected<JournalWriter, platform::AppendFailure> Create(const std::string& path);
-  // Opens an existing journal and locks it against other writers. Read it then, and call GoOnAfter.
+  // Opens an existing journal and locks it against other writers. Next read the journal, then call GoOnAfter.
   static tl::expected<JournalWriter, platform::AppendFailure> Continue(const std::string& path);
   bool GoOnAfter(const JournalReader& reader);
 
@@ -54,7 +54,7 @@ class JournalWriter {
   // written in part.
   bool Append(const std::vector<Json>& entries);
   bool Append(const Json& entry) { return Append(std::vector<Json>{entry}); }
-  // Returns when the added lines are on the disk.
+  // Waits until the added lines are on the disk; false when that fails.
   bool Sync() { return file_->Sync(); }
 
  private:
@@ -66,11 +66,12 @@ class JournalWriter {
   std::string digest_;
 };
 
-// A text of an entry in both languages: "why" is the English one, "why-fr" the French one where it differs.
+// Stores a text of an entry in both languages: with the key "why", the English one under "why" and, if it differs, the
+// French one under "why-fr".
 void PutText(Json& fields, const std::string& key, const BilingualText& text);
 BilingualText TextIn(const Json& entry, const std::string& key);
 
-// "journal.jsonl" in a run's folder.
+// The path of the journal in a run's folder: "journal.jsonl".
 std::string JournalPath(const std::string& folder);
 
 }  // namespace ulix::calibration

@@ -18,7 +18,7 @@ struct Place {
   int column = 1;
 };
 
-// The text's characters; the parser's place is told as it goes.
+// Iterates over the characters of the text, and so knows the position of the parser.
 class CountingIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -92,7 +92,7 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
  private:
   using Kind = JsonNode::Kind;
 
-  // Offsets hardly ever go back, so that each character is counted about once.
+  // Offsets rarely go back, so each character is counted about once.
   Place PlaceOf(std::size_t offset) {
     offset = std::min(offset, text_.size());
     if (offset < counted_) counted_ = line_start_ = 0, lines_ = 0;
@@ -103,13 +103,13 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
     }
     return {lines_ + 1, static_cast<int>(offset - line_start_) + 1};
   }
-  // The parser has taken one character behind a number to see its end.
+  // The parser has already read one character after the number.
   bool PutNumber(double value) {
     const bool line_end = taken_ > 0 && taken_ <= text_.size() && text_[taken_ - 1] == '\n';
     Insert(Kind::kNumber, line_end ? taken_ - 1 : taken_).number_value = value;
     return true;
   }
-  // A new node in its place in the tree.
+  // Adds a new node at its place in the tree.
   JsonNode& Insert(Kind kind, std::size_t offset) {
     const bool member = !open_.empty() && open_.back()->object();
     JsonNode& node = open_.empty() ? root : member ? NewMember() : open_.back()->nodes.emplace_back();
@@ -142,15 +142,15 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
 
   std::string_view text_;
   const std::size_t& taken_;
-  std::vector<JsonNode*> open_;  // from the root; a node does not move while one inside it is open
+  std::vector<JsonNode*> open_;  // from the root; a node does not move while a node inside it is open
   std::string key_;
   int key_line_ = 0;
-  std::size_t counted_ = 0;     // characters whose lines are counted
-  std::size_t line_start_ = 0;  // of the line that the last of them is on
-  int lines_ = 0;               // complete ones before that
+  std::size_t counted_ = 0;     // characters counted so far
+  std::size_t line_start_ = 0;  // offset of the start of the present line
+  int lines_ = 0;               // complete lines before it
 };
 
-// Insertions, deletions, replacements and neighbours exchanged that make one of the other.
+// The number of insertions, deletions, replacements and swaps of neighbours that turn one text into the other.
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> before_last, last(b.size() + 1), row(b.size() + 1);
   std::iota(last.begin(), last.end(), 0);

@@ -1,4 +1,4 @@
-// A JSON text as a tree that knows where in the text each part stands, for messages to people.
+// A JSON text as a tree. Each node knows its line in the text, for messages to people.
 #pragma once
 
 #include <map>
@@ -12,10 +12,10 @@
 namespace ulix::calibration {
 
 struct JsonNode {
-  using Nodes = std::vector<JsonNode>;  // in the text's order
+  using Nodes = std::vector<JsonNode>;  // in the order of the text
   enum class Kind { kNull, kFlag, kNumber, kText, kObject, kArray };
 
-  // Null when it is another kind.
+  // Null if the node is of another kind.
   const Nodes* object() const { return kind == Kind::kObject ? &nodes : nullptr; }
   const Nodes* array() const { return kind == Kind::kArray ? &nodes : nullptr; }
   const std::string* text() const { return kind == Kind::kText ? &text_value : nullptr; }
@@ -23,11 +23,11 @@ struct JsonNode {
   const bool* flag() const { return kind == Kind::kFlag ? &flag_value : nullptr; }
 
   Kind kind = Kind::kNull;
-  int line = 0;        // from 1, where the value begins; of a member, where its key stands
-  std::string key;     // of a member of an object
-  bool again = false;  // a member whose key the object had already
+  int line = 0;        // counted from 1; the line of the value, or of the key of a member
+  std::string key;     // key of a member of an object
+  bool again = false;  // the object already has a member with this key
 
-  // One of them has a meaning, as `kind` says.
+  // Only the one that `kind` names has a meaning.
   bool flag_value = false;
   double number_value = 0;
   std::string text_value;
@@ -40,10 +40,10 @@ struct JsonMistake {
   std::string message;
 };
 
-// Texts are UTF-8. Nesting deeper than 64 and texts above 8 MiB are refused.
+// Parses a UTF-8 text. Fails for nesting deeper than 64 and for texts above 8 MiB.
 tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text);
 
-// The one of `words` that is most like `typed`, if any is like it: what a person may have meant.
+// The word most similar to `typed`, for "did you mean"; empty if none is similar.
 std::string Closest(std::string_view typed, const std::vector<std::string>& words);
 
 }  // namespace ulix::calibration

@@ -8,7 +8,7 @@
 namespace ulix::calibration {
 namespace {
 
-// A comment is for people.
+// Whether a key is that of a comment, which is ignored.
 bool IsComment(const std::string& key) { return key.starts_with('$') || key == "comment"; }
 
 std::string Joined(const std::vector<std::string>& words) {

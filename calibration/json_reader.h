@@ -1,4 +1,4 @@
-// Takes an object of a JSON text apart by its keys, and keeps what is wrong with it for a person to read.
+// Reads the members of a JSON object by their keys, and collects the problems for a person to read.
 #pragma once
 
 #include <functional>
@@ -19,28 +19,30 @@ namespace ulix::calibration {
 using PlanProblems = std::vector<PlanProblem>;
 
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
-// Beyond it no quantity of a plan makes sense, and sums and products of such numbers would not be finite.
+// No quantity of a plan is larger, and calculations with larger numbers might overflow.
 inline constexpr double kMaxNumber = 1e9;
 
-// A duration: a number of seconds, or a text such as "90s", "10m", "2h", "1d". None for anything else.
+// A duration in seconds: from a number of seconds, or from a text such as "90s", "10m", "2h", "1d". None for anything
+// else.
 std::optional<double> ParseDuration(const JsonNode& node);
 
-// One object. Each member function takes the key as known, whether the object has it or not, and leaves its argument
-// alone where it has not or where the value is wrong. Keys that nobody took are problems.
+// Reads one object. Each function marks its key as known. If the object does not have the key, or the value is wrong,
+// the argument stays unchanged; a wrong value is also a problem. Keys that no function has asked for are problems.
 class JsonReader {
  public:
   JsonReader(const JsonNode& node, std::string path, PlanProblems& problems);
-  // Notes the keys that nobody took.
+  // Reports the keys that no function has asked for.
   ~JsonReader();
   JsonReader(const JsonReader&) = delete;
   JsonReader& operator=(const JsonReader&) = delete;
 
-  // Null where the key is not there. A comment key begins with '$' or is "comment" and is never asked for.
+  // The value of a key; null if the object does not have it. Keys of comments begin with '$' or are "comment"; they are
+  // never asked for.
   const JsonNode* Find(const std::string& key);
-  const JsonNode* Require(const std::string& key);  // a problem where it is not there
+  const JsonNode* Require(const std::string& key);  // a missing key is a problem
 
   bool Text(const std::string& key, std::string& value);
-  bool Texts(const std::string& key, std::vector<std::string>& values);  // one text or a list
+  bool Texts(const std::string& key, std::vector<std::string>& values);  // one text or a list of texts
   bool Number(const std::string& key, double& value, double min = -kMaxNumber, double max = kMaxNumber);
   bool Number(const std::string& key, std::optional<double>& value, double min = -kMaxNumber, double max = kMaxNumber);
   bool Whole(const std::string& key, int& value, int min, int max);
@@ -57,14 +59,14 @@ class JsonReader {
     }
     return NoteChoice(key, word, known), false;
   }
-  // Runs `read` with a reader of the object under the key, or with one for each object of a list.
+  // Calls `read` with a reader of the object with this key, or with one reader for each object of a list.
   bool Object(const std::string& key, const std::function<void(JsonReader&)>& read);
   bool Objects(const std::string& key, const std::function<void(JsonReader&)>& read);
-  // Every member, as an object of names.
+  // Calls `read` with the name and value of every member of the object with this key.
   bool Named(const std::string& key, const std::function<void(const std::string& name, const JsonNode& node)>& read);
 
   void Note(const JsonNode& at, const std::string& key, const BilingualText& message);
-  void Note(const BilingualText& message);  // about the object as a whole
+  void Note(const BilingualText& message);  // adds a problem of the object as a whole
   int line() const { return node_.line; }
   const std::string& path() const { return path_; }
   PlanProblems& problems() { return problems_; }
@@ -80,10 +82,10 @@ class JsonReader {
   std::set<std::string> known_;
 };
 
-// What a message adds to a word that is not known: "; did you mean ...?", or nothing where no other is near.
+// The end of a message about an unknown word: "; did you mean ...?". Empty if no known word is similar.
 BilingualText DidYouMean(const std::string& meant);
 
-// A number as messages have it.
+// A number as text for messages.
 std::string NumberText(double value);
 
 }  // namespace ulix::calibration

@@ -1,5 +1,5 @@
-// A calibration by comparison as it was planned: what the plan's file says, checked and with its defaults filled in.
-// Texts are UTF-8. Temperatures are degrees Celsius, times are seconds, unless a field says otherwise.
+// The plan of a calibration by comparison: the content of the plan's file, checked, with its defaults filled in. Texts
+// are UTF-8. Temperatures are in degrees Celsius and times in seconds, unless a field says otherwise.
 #pragma once
 
 #include <cstdint>
@@ -17,29 +17,29 @@ namespace ulix::calibration {
 
 enum class Quantity { kTemperature, kPressure };
 
-// Why a plan cannot be used, or what is strange about it.
+// A problem of a plan: an error, which makes the plan unusable, or a warning.
 struct PlanProblem {
-  int line = 0;           // of the plan's file, from 1; 0 where it is about the file as a whole
+  int line = 0;           // in the plan's file, from 1; 0: the file as a whole
   std::string path;       // "units[1].tolerance"
-  BilingualText message;  // one sentence without its point
+  BilingualText message;  // one sentence without its full stop
   bool warning = false;
 };
 
-// One instrument by the name that the plan gives it.
+// One instrument of the plan.
 struct PlannedInstrument {
   std::string name;
   std::string model;  // model id of the catalogue
   std::string port;   // number, COMn, device, tcp://HOST:PORT, or "sim"; empty: as the configuration says
-  std::string host;   // of an instrument on Ethernet; empty for others
+  std::string host;   // of an instrument on Ethernet; empty for other instruments
   std::optional<int> tcp_port;
   std::string config_file;  // a persisted configuration to start from; empty: the defaults
   std::vector<std::pair<std::string, std::string>> settings;  // key and text, in the plan's order
   std::optional<std::uint32_t> baud_rate;
   std::uint32_t timeout_ms = 0;  // 0: the driver's own
-  std::string serial_number;     // must stand in the identification; empty: whatever answers is taken
+  std::string serial_number;     // must be in the identification; empty: not checked
   std::string manufacturer;      // for reports and certificates only
-  bool run = false;              // whether it is started before the first reading, and stopped at the end
-  int line = 0;                  // of the plan's file
+  bool run = false;              // whether the instrument is started before the first reading and stopped at the end
+  int line = 0;                  // in the plan's file
 
   bool simulated() const { return port == "sim"; }
 };
@@ -55,21 +55,21 @@ struct ChannelRef {
   }
 };
 
-// What turns ohms or millivolts into a temperature.
+// The sensor that turns ohms or millivolts into a temperature.
 struct SensorSpec {
-  // "pt100" (IEC 60751), "cvd" (r0 and coefficients), "its90" (rtpw and coefficients) or a thermocouple's letter;
-  // empty: the channel tells the plan's quantity itself.
+  // "pt100" (IEC 60751), "cvd" (r0 and coefficients), "its90" (rtpw and coefficients) or the letter of a thermocouple.
+  // Empty: the channel measures the plan's quantity itself.
   std::string type;
   std::optional<double> r0;                                  // ohms at 0 °C
   std::optional<double> rtpw;                                // ohms at 0.01 °C
-  std::string subrange;                                      // of its90
-  std::vector<std::pair<std::string, double>> coefficients;  // "a", "b", "c", "d"; A, B, C of cvd
+  std::string subrange;                                      // for its90
+  std::vector<std::pair<std::string, double>> coefficients;  // "a", "b", "c", "d" of its90; A, B, C of cvd
   std::optional<double> junction;                            // temperature of a thermocouple's cold junction
-  std::optional<ChannelRef> junction_channel;                // where it is measured instead
+  std::optional<ChannelRef> junction_channel;                // the channel that measures that temperature instead
   int line = 0;
 };
 
-// Two points of a straight line from what is read to the quantity, as of a 4 to 20 mA transmitter.
+// Two points of a straight line from the reading to the quantity, as for a 4 to 20 mA transmitter.
 struct Scale {
   double from_low = 0, from_high = 1;
   double to_low = 0, to_high = 1;
@@ -77,22 +77,22 @@ struct Scale {
 };
 
 struct CertificateRef {
-  std::string file;            // a DCC, or a table in JSON; empty: none. Relative to the plan's folder
-  std::string accept_overdue;  // the reason, printed; empty: an overdue certificate is refused
+  std::string file;            // a DCC or a table of values, relative to the plan's folder; empty: none
+  std::string accept_overdue;  // the reason to accept an overdue certificate, printed; empty: refused
   std::string sha256;          // expected digest in hexadecimal; empty: not checked
   int line = 0;
 };
 
-// What makes the quantity.
+// The source: what produces the quantity.
 struct SourcePlan {
-  ChannelRef channel;                // an output: the set point
-  std::optional<ChannelRef> actual;  // what the source measures itself; shown, never used
+  ChannelRef channel;                // the output for the set point
+  std::optional<ChannelRef> actual;  // the source's own measurement; only shown
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double safe = 0;    // what it is set to in every way out
-  double near = 0;    // the reference within this of the set point: near
-  double rate = 0;    // units a minute, for the time table; 0: not known
-  double settle = 0;  // seconds from near to quiet, for the time table
+  double safe = 0;    // set point at every end of the run
+  double near = 0;    // the reference is near if it is within this distance of the set point
+  double rate = 0;    // units per minute, for the time table; 0: not known
+  double settle = 0;  // seconds from near to stable, for the time table
 };
 
 struct ReferencePlan {
@@ -105,8 +105,8 @@ struct ReferencePlan {
   CertificateRef certificate;
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double resolution = 0;  // in the plan's unit; 0: from the channel
-  double height = 0;      // metres above the units, for the head correction of pressures
+  double resolution = 0;  // in the plan's unit; 0: that of the channel
+  double height = 0;      // metres above the units under test, for the head correction of pressures
 };
 
 struct UnitPlan {
@@ -114,30 +114,30 @@ struct UnitPlan {
   ChannelRef channel;
   std::string serial_number;
   std::string manufacturer, model;
-  std::string description;  // what it is, for the certificate
+  std::string description;  // of the unit, for the certificate
   SensorSpec sensor;
   std::optional<Scale> scale;
-  double tolerance = 0;  // of the deviation, either way; 0: none agreed
+  double tolerance = 0;  // limit of the deviation in both directions; 0: none agreed
   double min = -std::numeric_limits<double>::infinity();
   double max = std::numeric_limits<double>::infinity();
-  double resolution = 0;  // 0: from the channel
-  double height = 0;      // metres above the reference plane
+  double resolution = 0;  // 0: that of the channel
+  double height = 0;      // metres above the reference level
 };
 
-// When something counts as stable. Limits are in the plan's unit.
+// The rule for "stable". Limits are in the plan's unit.
 struct StabilityRule {
   double window = 600;   // seconds
   double spread = 0.02;  // largest difference of two values in the window
   double drift = 0.02;   // |slope of the regression| times the window
   int min_samples = 10;
-  double unit_spread = 0;  // of units; 0: as for the reference
+  double unit_spread = 0;  // for the units under test; 0: as for the reference
   double unit_drift = 0;
 
   bool operator==(const StabilityRule&) const = default;
 };
 
 enum class ReadingOrder {
-  kReferenceFirstAndLast,  // reference, units, units backwards, reference: a steady drift cancels
+  kReferenceFirstAndLast,  // reference, units, units in reverse order, reference: a steady drift cancels
   kReferenceThenUnits,
 };
 
@@ -155,7 +155,7 @@ struct PlannedPoint {
   double value = 0;
   Direction direction = Direction::kRising;
   int cycle = 1;
-  double dwell = 0;  // seconds to wait once stable, before reading
+  double dwell = 0;  // seconds to wait after stability, before the readings
   StabilityRule stability;
   ReadingRule readings;
   int line = 0;
@@ -165,19 +165,19 @@ struct PlannedPoint {
 struct PreloadPlan {
   int count = 0;
   double value = 0;
-  double dwell = 30;  // seconds at either end
+  double dwell = 30;  // seconds to stay at each end
 };
 
 enum class Phase { kAsFound, kAsLeft };
 
 struct LimitPlan {
-  double point = 4 * 3600;  // seconds from setting a point to its last reading
-  double run = 72 * 3600;   // of the whole
-  double lost = 120;        // an instrument that gives no reading for longer ends the run
-  int repeats = 3;          // of a point whose stability was lost while it was read
+  double point = 4 * 3600;  // longest time from the set point to the last reading, seconds
+  double run = 72 * 3600;   // longest time of the whole run, seconds
+  double lost = 120;        // longest time without a reading of an instrument, seconds; then the run ends
+  int repeats = 3;          // how often a point is repeated after it lost stability during the readings
 };
 
-// Conditions at the place of calibration. Measured ones are read at the start and the end of a phase.
+// The ambient conditions. Measured ones are read at the start and at the end of each phase.
 struct AmbientPlan {
   std::optional<double> temperature;  // °C
   std::optional<double> humidity;     // percent
@@ -191,20 +191,20 @@ struct AddressPlan {
 
 struct LaboratoryPlan {
   AddressPlan address;
-  std::string code;             // of its accreditation
-  std::string responsible;      // person who answers for the result
-  double best_uncertainty = 0;  // expanded, in the plan's unit: U is never below
+  std::string code;             // of the accreditation
+  std::string responsible;      // the person responsible for the result
+  double best_uncertainty = 0;  // expanded uncertainty in the plan's unit; U is never smaller
 };
 
-// One contribution to the uncertainty of a point that the run itself does not show.
+// One contribution to the uncertainty that the run cannot measure.
 struct UncertaintyTerm {
   std::string name;
-  double value = 0;                          // half width, or expanded uncertainty for normal ones; in the plan's unit
+  double value = 0;                          // half width, or expanded uncertainty if normal; in the plan's unit
   std::string distribution = "rectangular";  // normal, rectangular, triangular, u-shaped, resolution
-  double k = 2;                              // coverage factor of a normal one
+  double k = 2;                              // coverage factor of a normal distribution
   double sensitivity = 1;
   std::optional<double> degrees_of_freedom;  // none: infinite
-  std::string unit_under_test;               // name of the unit that it is for; empty: all
+  std::string unit_under_test;               // name of the unit to which it applies; empty: all
   int line = 0;
 };
 
@@ -216,7 +216,7 @@ struct DecisionPlan {
 };
 
 struct CertificatePlan {
-  std::string identifier;               // of the certificate to be made
+  std::string identifier;               // of the certificate that the run produces
   std::string location = "laboratory";  // DCC: laboratory, customer, laboratoryBranch, ...
   std::string method;                   // name of the procedure
   std::string norm;
@@ -227,9 +227,9 @@ struct Plan {
   std::string operator_name;
   std::string order_number;
   std::vector<std::string> remarks;
-  std::optional<Language> language;  // of reports; none: the user's
+  std::optional<Language> language;  // of reports; none: that of the user
   Quantity quantity = Quantity::kTemperature;
-  std::string unit = "°C";  // of every value of the plan: °C or a pressure
+  std::string unit = "°C";  // of all values of the plan: °C or a unit of pressure
   double density = 0;       // of the pressure medium, kg/m3, for the head correction
 
   LaboratoryPlan laboratory;
@@ -240,21 +240,21 @@ struct Plan {
   SourcePlan source;
   ReferencePlan reference;
   std::vector<UnitPlan> units;
-  std::vector<PlannedPoint> points;  // in the order in which they are taken, cycles and falling ones included
+  std::vector<PlannedPoint> points;  // in the order of the run, including repeated cycles and falling points
   PreloadPlan preload;
   std::vector<Phase> phases = {Phase::kAsFound};
-  double sampling = 1;  // seconds between two looks while a point is approached
+  double sampling = 1;  // seconds between two readings while the run approaches a point
   LimitPlan limits;
   AmbientPlan ambient;
   std::vector<UncertaintyTerm> uncertainty;
   DecisionPlan decision;
-  BenchPlan bench;  // of simulated instruments
+  BenchPlan bench;  // for simulated instruments
 
-  std::string folder;  // of the plan's file; files that it names are relative to it
-  std::string text;    // the file as it was read
+  std::string folder;  // folder of the plan's file; files in the plan are relative to it
+  std::string text;    // the text of the file
 
   const PlannedInstrument* FindInstrument(const std::string& name) const;
-  bool simulated() const;  // every instrument is
+  bool simulated() const;  // whether every instrument is simulated
 };
 
 }  // namespace ulix::calibration

@@ -18,7 +18,7 @@
 namespace ulix::calibration {
 namespace {
 
-// Why a sensor is none.
+// The problem of a sensor, if it has one.
 std::optional<Problem> WhyNoSensor(const SensorSpec& sensor) {
   if (sensor.type.empty()) return std::nullopt;
   const auto made = SensorOf(sensor);
@@ -92,7 +92,7 @@ void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& pat
                       DidYouMean(Closest(channel.instrument, names)));
   }
   const auto found = instruments_.find(channel.instrument);
-  if (found == instruments_.end()) return;  // told already
+  if (found == instruments_.end()) return;  // already reported
   calibration::CheckChannel(*found->second, channel.channel, use, channel.line, path, problems_);
 }
 
@@ -117,7 +117,7 @@ void PlanChecker::CheckChannels() {
   }
 }
 
-// By what it is, not by how it is written.
+// Whether two texts name the same channel, by name or id.
 bool SameChannel(const std::map<std::string, std::unique_ptr<Instrument>>& instruments, const ChannelRef& a,
                  const ChannelRef& b) {
   if (a == b) return true;
@@ -176,7 +176,8 @@ void PlanChecker::CheckPoint(const PlannedPoint& point) {
 }
 
 void PlanChecker::CheckPoints() {
-  std::set<std::pair<int, double>> told;  // falling and repeated points are the same ones
+  std::set<std::pair<int, double>>
+      told;  // each point is reported once, although falling and repeated points have it again
   for (const PlannedPoint& point : plan_.points) {
     if (told.emplace(point.line, point.value).second) CheckPoint(point);
   }

@@ -1,4 +1,4 @@
-// Whether the parts of a plan fit each other and what the library drives. No instrument is asked.
+// Checks whether the parts of a plan fit each other and the supported models. Sends nothing to any instrument.
 #pragma once
 
 #include <vector>
@@ -7,8 +7,8 @@
 
 namespace ulix::calibration {
 
-// Points outside a limit, a reference that is also a unit, a port used twice, channels and settings that a model does
-// not have, and the like.
+// The problems of a plan, such as a point outside a limit, a reference that is also a unit under test, a port used
+// twice, or a channel or setting that a model does not have.
 std::vector<PlanProblem> CheckPlan(const Plan& plan);
 
 }  // namespace ulix::calibration

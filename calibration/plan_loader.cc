@@ -16,7 +16,7 @@ constexpr double kDay = 86400;
 constexpr std::size_t kMaxPoints = 20000;
 constexpr int kMaxCycles = 100;
 
-// "block/TARGET TEMPERATURE" or {"instrument": "block", "channel": "TARGET TEMPERATURE"}.
+// Reads a channel: "block/TARGET TEMPERATURE" or {"instrument": "block", "channel": "TARGET TEMPERATURE"}.
 bool ReadChannel(const JsonNode& node, const std::string& path, PlanProblems& problems, ChannelRef& channel) {
   channel.line = node.line;
   if (const std::string* text = node.text()) {
@@ -171,7 +171,7 @@ void ReadReadings(JsonReader& from, ReadingRule& rule) {
 
 enum class Sequence { kAsListed, kRising, kRisingFalling };
 
-// The points of the plan as a person lists them, into the order in which they are taken.
+// Puts the listed points of the plan into the order of the run.
 class PointList {
  public:
   PointList(JsonReader& from, Plan& plan) : from_(from), plan_(plan) {}
@@ -238,7 +238,7 @@ class PointList {
     const double count = step == 0 ? -1 : (to - from) / step;
     if (count < 0) return spec.Note("\"step\" does not lead from \"from\" to \"to\"");
     if (count > static_cast<double>(kMaxPoints)) return spec.Note("makes more than 20000 points");
-    constexpr double kRounding = 1e-6;  // of a step
+    constexpr double kRounding = 1e-6;  // as a share of a step
     for (double k = 0; k <= count + kRounding; ++k) {
       point.value = from + k * step;
       Add(point);
@@ -460,7 +460,7 @@ void ReadPlan(JsonReader& from, Plan& plan) {
   ReadBench(from, plan);
 }
 
-// Within which the source counts as near where the plan does not say.
+// The default distance within which the source counts as near.
 double UsualNear(const Plan& plan) {
   constexpr double kDegrees = 0.5, kShareOfSpan = 0.01, kSpreads = 5;
   double low = kInfinity, high = -kInfinity, spread = 0;
@@ -490,7 +490,7 @@ LoadedPlan LoadPlan(std::string_view text, const std::string& folder) {
     if (document->object()) ReadPlan(reader, loaded.plan);
   }
   if (loaded.plan.source.near <= 0) loaded.plan.source.near = UsualNear(loaded.plan);
-  // What does not fit together says little while parts are missing.
+  // The parts are compared only if none is missing, because other problems would follow from a missing one.
   if (loaded.usable()) {
     const auto more = CheckPlan(loaded.plan);
     loaded.problems.insert(loaded.problems.end(), more.begin(), more.end());

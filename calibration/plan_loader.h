@@ -1,4 +1,4 @@
-// A plan's file into a plan, with everything that is wrong about it.
+// Loads a plan from its file, and reports all problems.
 #pragma once
 
 #include <string>
@@ -10,17 +10,18 @@
 namespace ulix::calibration {
 
 struct LoadedPlan {
-  Plan plan;                          // usable only where no problem is an error
+  Plan plan;                          // usable only if no problem is an error
   std::vector<PlanProblem> problems;  // in the order of their lines
 
   bool usable() const;
 };
 
-// The file's text, UTF-8. Its syntax, its keys and its values, one by one; then whether they fit each other and the
-// catalogue of models (calibration/plan_check.h). `folder` is where the files are that it names.
+// Loads a plan from the text of its file, in UTF-8. Checks syntax, keys and values; if all are right, checks whether
+// they fit each other and the supported models (calibration/plan_check.h). `folder` is the folder of the files that the
+// plan names.
 LoadedPlan LoadPlan(std::string_view text, const std::string& folder);
 
-// "12: units[1].tolerance: is to be a number".
+// A problem as one line of text: "12: units[1].tolerance: is to be a number".
 std::string Described(const PlanProblem& problem, Language language = Language::kEnglish);
 
 }  // namespace ulix::calibration

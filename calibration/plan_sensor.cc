@@ -12,7 +12,7 @@ namespace {
 
 struct UnitRow {
   std::string_view spelling;
-  std::string_view unit;  // of a sensor
+  std::string_view unit;  // unit of the sensor's signal
   double factor;
 };
 
@@ -38,7 +38,7 @@ std::string Assignment(std::string_view key, double value) {
   return std::string(key) + "=" + FormatGeneral(value, 17) + ",";
 }
 
-// As Sensor::Parse takes it.
+// The sensor as a text for Sensor::Parse.
 std::string TextOf(const SensorSpec& spec, std::optional<double> junction) {
   const bool low_only = EqualIgnoringCase(spec.subrange, "argon");
   std::string text = spec.type + ":" + RangeText(spec.subrange);
@@ -49,7 +49,7 @@ std::string TextOf(const SensorSpec& spec, std::optional<double> junction) {
   return text;
 }
 
-// Of the sensor's own unit in one of the instrument's. An empty unit is taken for the sensor's own.
+// The factor from the instrument's unit to that of the sensor. An empty unit means that of the sensor.
 Result<double> FactorOf(const Sensor& sensor, std::string_view unit) {
   if (unit.empty()) return 1;
   const auto row = std::find_if(kSensorUnits.begin(), kSensorUnits.end(), [&](const UnitRow& known) {

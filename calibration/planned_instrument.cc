@@ -20,7 +20,7 @@ std::optional<int> PortNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// "tcp://localhost:5" is "TCP://127.0.0.1:5".
+// A URL in a form that can be compared: "tcp://localhost:5" becomes "TCP://127.0.0.1:5".
 std::string CanonicalAddress(const std::string& url) {
   std::string address = AsciiUpper(url);
   for (const std::string_view local : {"://LOCALHOST", "://[::1]", "://IP6-LOCALHOST"}) {
@@ -30,8 +30,8 @@ std::string CanonicalAddress(const std::string& url) {
   return address;
 }
 
-// What a port is, however it is written: "COM05", "\\\\.\\COM5", "5" and the device of that number are one, and so is a
-// link to the device.
+// A port in a form that can be compared. "COM05", "\\\\.\\COM5", "5", the device of that number and a link to the
+// device are the same port.
 std::string CanonicalPort(const std::string& port) {
   if (port.find("://") != port.npos) return CanonicalAddress(port);
   std::string_view name = port;
@@ -46,7 +46,7 @@ std::string CanonicalPort(const std::string& port) {
   return failed ? device : path.string();
 }
 
-// A setting's value may be a number, a word or true and false.
+// The text of a setting's value, which may be a number, a text, or true or false.
 std::optional<std::string> SettingText(const JsonNode& node) {
   if (const std::string* text = node.text()) return *text;
   if (const double* number = node.number()) return NumberText(*number);
@@ -130,7 +130,7 @@ std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string&
     return std::optional<ChannelId>();
   };
   const auto id = FindChannel(instrument, channel);
-  // Which channels there are is the instrument's to say for some models: it is asked once it is connected.
+  // Some instruments decide themselves which channels they have. Then the channel is looked up after the connection.
   if (!id && instrument.card().channels_in_instrument) return std::nullopt;
   if (!id) return refuse(id.error());
   std::int32_t direction = ChanIn;

@@ -1,4 +1,5 @@
-// What files say of an instrument: read, and checked against what the library drives. No instrument is asked.
+// Reads the description of an instrument in a file, and checks it against the supported models. Sends nothing to any
+// instrument.
 #pragma once
 
 #include <map>
@@ -14,29 +15,29 @@
 
 namespace ulix::calibration {
 
-// The syntax mistake of a file, as a problem of it.
+// A syntax error of a file as a problem.
 PlanProblem ProblemOf(const JsonMistake& mistake);
 
-// Takes the keys of an instrument; other keys of the object are the caller's.
+// Reads the keys of an instrument. The caller reads the other keys of the object.
 void ReadInstrument(JsonReader& from, PlannedInstrument& instrument);
 
-// The instrument that was planned, to ask it for its channels. Null, with a problem noted, where its model, settings or
-// line are wrong.
+// Makes the planned instrument, so that its channels can be looked up. If model, settings or line are wrong, adds a
+// problem and returns null.
 std::unique_ptr<Instrument> CheckInstrument(const PlannedInstrument& planned, const std::string& folder,
                                             PlanProblems& problems);
 
-// Notes ports that two instruments share.
+// Adds a problem for each port that two instruments use.
 void CheckPorts(const std::vector<PlannedInstrument>& instruments, PlanProblems& problems);
 
 enum class ChannelUse { kRead, kWrite };
 
-// The channel of that name or id. None, with a problem noted, where the instrument has no such channel or it is not for
-// that use; none without a problem where only the instrument itself knows its channels.
+// Looks up a channel by name or id. If the instrument has no such channel, or not for this use, adds a problem and
+// returns none. Returns none without a problem if only the connected instrument knows its channels.
 std::optional<ChannelId> CheckChannel(Instrument& instrument, const std::string& channel, ChannelUse use, int line,
                                       const std::string& path, PlanProblems& problems);
 
-// Asks a connected instrument for its settings and channels, where they are its own and units hang on them. An
-// instrument that does not tell them keeps the defaults: S_OK.
+// Reads the settings and channels of a connected instrument, if they are stored there and units depend on them. S_OK
+// without a change for an instrument that cannot be asked.
 HRESULT AskOwnSettings(Instrument& instrument);
 
 }  // namespace ulix::calibration

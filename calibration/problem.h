@@ -1,5 +1,5 @@
-// Texts of this room in both languages, among them what is wrong with a plan, a certificate or a value. They are UTF-8:
-// they come from and go to JSON, XML and HTML, never to an instrument.
+// Texts of this folder in both languages, such as problems of a plan, a certificate or a value. They are UTF-8, because
+// they go to JSON, XML and HTML and never to an instrument.
 #pragma once
 
 #include <initializer_list>
@@ -27,10 +27,10 @@ struct BilingualText {
   std::string en, fr;
 };
 
-// One behind the other, in each language.
+// Joins two texts, in each language.
 inline BilingualText operator+(const BilingualText& a, const BilingualText& b) { return {a.en + b.en, a.fr + b.fr}; }
 
-// A text of the catalogue, with the values in place of its '%'s, in order. Each value is put in its own language.
+// A text of the catalogue. Each '%' is replaced by the next value, in the same language.
 BilingualText Bilingual(TextId id, std::initializer_list<BilingualText> values = {});
 
 using Problem = BilingualText;
@@ -42,7 +42,7 @@ inline tl::unexpected<Problem> Refused(TextId id, std::initializer_list<Bilingua
   return tl::unexpected<Problem>(Bilingual(id, values));
 }
 
-// A number for a message: at most nine significant digits, without trailing zeros.
+// A number as text for a message: at most nine significant digits, without trailing zeros.
 std::string Shortened(double value);
 
 }  // namespace ulix::calibration

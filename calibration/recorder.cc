@@ -5,10 +5,10 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr double kSyncSeconds = 10;  // of the run's time
+constexpr double kSyncSeconds = 10;  // in the time of the run
 constexpr char kResume[] = "resume";
 
-// What an entry says of the world: all but its place in the journal.
+// Whether two entries agree in everything except their place in the journal.
 bool Agree(const Json& written, const Json& done) {
   for (const auto& [key, value] : done.items()) {
     const auto found = written.find(key);
@@ -43,13 +43,14 @@ void Recorder::Note(const Json& entry) {
 void Recorder::Write(const Entries& entries, bool sync) {
   if (!writer_.Append(entries)) throw JournalFailed{Bilingual(TextId::kJournalFull)};
   for (const Json& entry : entries) Note(entry);
-  // A simulated run outlives its program; that it outlives the machine would cost it most of its time.
+  // A simulated run is not synchronised to the disk, which would take most of its time. So it survives the end of the
+  // program, but perhaps not a power failure.
   if (again_ || (!sync && last_seconds_ - last_sync_ < kSyncSeconds)) return;
   last_sync_ = last_seconds_;
   if (!writer_.Sync()) throw JournalFailed{Bilingual(TextId::kJournalNotKept)};
 }
 
-// What was done again must be what is written.
+// Takes entries from the journal. Steps that were carried out again must give the same entries.
 Recorder::Entries Recorder::Take(const std::string& kind, std::size_t count, const Entries& done) {
   Entries taken;
   while (taken.size() < count && next_) {
@@ -64,8 +65,8 @@ Recorder::Entries Recorder::Take(const std::string& kind, std::size_t count, con
   return taken;
 }
 
-// The end of what is written is where the program died. What is simulated died with it and is where it was; a real
-// bench has gone on.
+// Continues at the end of the journal, where the program ended. A simulated bench is in the same state as then. A real
+// bench has changed meanwhile, so the run must connect again.
 void Recorder::GoOn() {
   if (!std::exchange(goes_on_, false)) return;
   if (caught_up) caught_up();
@@ -90,7 +91,7 @@ Recorder::Entries Recorder::Do(const std::string& kind, std::size_t count, const
   Entries done = again_ ? act() : Entries();
   Entries taken = Take(kind, count, done);
   if (taken.size() == count) return taken;
-  GoOn();  // the last step was written in part
+  GoOn();  // only a part of the last step is in the journal
   Write({done.begin() + static_cast<std::ptrdiff_t>(taken.size()), done.end()}, sync);
   return done;
 }

@@ -1,5 +1,5 @@
-// The journal of a run as the run uses it. A new run carries out each step and writes it. A resumed run first takes the
-// steps from the journal, up to its end, and carries out the others.
+// Connects a run with its journal. A new run carries out each step and writes it. A resumed run first takes the steps
+// from the journal, up to its end, and then carries out the remaining ones.
 #pragma once
 
 #include <functional>
@@ -12,11 +12,11 @@
 
 namespace ulix::calibration {
 
-// Thrown to end the run. The source must then be made safe.
+// Thrown to end the run. The source must then be set to its safe value.
 struct RunStopped {
   BilingualText why;
 };
-// Thrown where the program was started again: the run connects again and begins the point again.
+// Thrown at the place where the program was started again. The run then connects again and repeats the point.
 struct RunRestarted {};
 // Thrown when the journal cannot be written, or does not belong to this plan.
 struct JournalFailed {
@@ -27,8 +27,8 @@ class Recorder {
  public:
   using Entries = std::vector<Json>;
 
-  // Without a reader the run is new. `again` is for simulated runs: while the journal is read, each step is carried out
-  // again as well, and must give the entries of the journal.
+  // Without `reader` the run is new. `again` is for simulated runs: each step in the journal is also carried out again,
+  // and must give the same entries.
   Recorder(JournalWriter writer, std::optional<JournalReader> reader, bool again);
 
   // Whether the next step is in the journal already.
@@ -36,22 +36,22 @@ class Recorder {
   // The kind of the next entry of the journal; empty at its end.
   std::string next_kind() const { return next_ ? next_->at("k").get<std::string>() : std::string(); }
   const Json& next() const { return *next_; }
-  // Whether the next step is carried out, for the first time or again.
+  // Whether the next step will be carried out, for the first time or again.
   bool acts() const { return again_ || !catching_up(); }
   // Called at the end of the journal of a resumed run, before the first new step.
   std::function<void()> caught_up;
   // Makes an entry with its kind, the present time and its fields.
   std::function<Json(const std::string& kind, Json fields)> stamped;
 
-  // One step. `act` carries it out and gives its `count` entries, which are then written to the file. They are forced
-  // to the disk when `sync` is set, and at least every ten seconds; a simulated run leaves this to the system. Throws
-  // RunRestarted where the journal says that the program was started again, and JournalFailed.
+  // Performs one step. `act` carries it out and returns its `count` entries, which are then written to the journal. A
+  // real run writes them through to the disk if `sync` is set, and at least every ten seconds. Throws RunRestarted if
+  // the journal says that the program was started again at this place, and JournalFailed.
   Entries Do(const std::string& kind, std::size_t count, const std::function<Entries()>& act, bool sync = true);
-  // To be called when the run has stopped. True when the journal continues behind this stop, or when a resumed run
-  // continues here for the first time.
+  // Call this when the run has stopped. True if the journal continues after this stop, or if the resumed run continues
+  // here.
   bool Resumed();
 
-  double last_seconds() const { return last_seconds_; }  // "t" of the last entry
+  double last_seconds() const { return last_seconds_; }  // the time "t" of the last entry
   const std::string& last_time() const { return last_time_; }
 
  private:
@@ -65,7 +65,7 @@ class Recorder {
   std::optional<JournalReader> reader_;
   std::optional<Json> next_;
   const bool again_;
-  bool goes_on_ = false;  // this run was resumed, and has written nothing yet
+  bool goes_on_ = false;  // whether the run was resumed and has written nothing yet
   double last_seconds_ = 0;
   std::string last_time_;
   double last_sync_ = 0;

@@ -13,23 +13,24 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr double kMaxFactor = 20;  // of coverage; beyond, a number is in the wrong place
+constexpr double kMaxFactor = 20;  // of a coverage factor; a larger number is in the wrong column
 
-constexpr double kMaxValue = 1e9;  // of a reference, in any unit
+constexpr double kMaxValue = 1e9;  // of a reference value, in any unit
 
-// Certificates that were read have numbers everywhere; a number that is none makes its point unsound.
+// The reader has checked the numbers of certificates. A text that is not a number gives NaN, which makes its point
+// invalid.
 double NumberOf(const std::string& text) {
   return ParseDecimal(text).value_or(std::numeric_limits<double>::quiet_NaN());
 }
 
-// Whether a list has one value for all points, or one each.
+// Whether a list has one value for all points, or one for each point.
 bool Fits(const std::vector<std::string>& list, std::size_t points) {
   return list.size() == 1 || list.size() == points;
 }
 
 const std::string& Each(const std::vector<std::string>& list, std::size_t k) { return list[list.size() == 1 ? 0 : k]; }
 
-// Half the last digit of a number as it is written: 0.0005 for "273.162", 5 for "1.2e2".
+// Half of the last digit of a written number: 0.0005 for "273.162", 5 for "1.2e2".
 double HalfLastDigit(const std::string& text) {
   const std::size_t exponent = std::min(text.find_first_of("eE"), text.size());
   const std::size_t point = text.find('.');
@@ -62,17 +63,18 @@ class TableReader {
   TableReader(const Certificate& certificate, const CertificateTable& table, const std::string& unit)
       : certificate_(certificate), table_(table), unit_(unit) {}
 
-  // Empty where the table is another one.
+  // The points of the table; empty if it is not a table of a calibration.
   Result<std::vector<ReferencePoint>> Points() const;
 
  private:
   const CertificateQuantity* Find(std::string_view type) const;
-  // The list that is in the plan's unit, or else can be converted to it; null without such a one.
+  // The list in the plan's unit, or else one that can be converted to it. Null if there is none.
   const NumberList* Chosen(const CertificateQuantity& quantity) const;
-  // What lists state more than once must be the same, within half their last digits or a tenth of U.
+  // The problem if lists contradict each other: values that are stated twice must agree within half of their last
+  // digits, or within a tenth of U.
   std::optional<Problem> Contradiction(const std::vector<ReferencePoint>& points) const;
   std::optional<Problem> Compared(const CertificateQuantity& quantity, const std::vector<ReferencePoint>& points) const;
-  // The uncertainty of any of the quantities, that of the deviation first.
+  // The uncertainty of one of the quantities; that of the deviation is preferred.
   const NumberList* Uncertain() const;
 
   const Certificate& certificate_;
@@ -97,7 +99,7 @@ const NumberList* TableReader::Chosen(const CertificateQuantity& quantity) const
   return chosen;
 }
 
-// The digits of the other numbers of the same point count as well: each was rounded on its own.
+// The last digits of the other numbers of the point are taken into account, because each number was rounded separately.
 std::optional<Problem> TableReader::Compared(const CertificateQuantity& quantity,
                                              const std::vector<ReferencePoint>& points) const {
   const bool is_error = quantity.Has("basic_measurementError");
@@ -183,7 +185,8 @@ bool IsAfterAdjustment(const CertificateMeasurement& measurement) {
   });
 }
 
-// The measurement that holds for the reference as it is used: as left where there is such a one.
+// The measurements in the order of preference: the one after adjustment applies to the reference in use, if there is
+// one.
 std::vector<const CertificateMeasurement*> InOrderOfUse(const Certificate& certificate) {
   std::vector<const CertificateMeasurement*> ordered;
   for (const bool after : {true, false}) {
@@ -206,7 +209,7 @@ Result<std::vector<ReferencePoint>> PointsOf(const Certificate& certificate, con
   return Refused(TextId::kReferenceNoTable, {certificate.identifier, unit});
 }
 
-// Of the calendar, as 2027-05-31.
+// Whether a text is a date of the calendar, such as 2027-05-31.
 bool IsDate(const std::string& text) {
   const auto digits = std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
   if (text.size() != 10 || text[4] != '-' || text[7] != '-' || digits != 8) return false;
@@ -236,7 +239,7 @@ std::optional<Problem> TakeStatements(const Certificate& certificate, const std:
   return std::nullopt;
 }
 
-// Empty fields count: a value that is left out must not move the others.
+// The fields of a line. Empty fields count, so that a missing value does not move the others.
 std::vector<std::string> FieldsOf(std::string_view line) {
   std::vector<std::string> fields;
   while (true) {
@@ -247,7 +250,7 @@ std::vector<std::string> FieldsOf(std::string_view line) {
   }
 }
 
-// A table in text, taken line by line.
+// Parses a table of values line by line.
 class TextTable {
  public:
   Result<ReferenceCertificate> Read(std::string_view text);
@@ -347,7 +350,7 @@ Result<Correction> ReferenceCertificate::At(double indication) const {
   const double high = points.back().indication;
   constexpr double kMargin = 0.01;
   const double margin = kMargin * (high - low);
-  // The margin is for the noise of a reading at the last point. A range that the certificate states has none.
+  // The margin allows for the noise of a reading at the last point. A range that the certificate states has no margin.
   const double reach_low = std::max(low - margin, min_valid.value_or(low - margin));
   const double reach_high = std::min(high + margin, max_valid.value_or(high + margin));
   if (!(indication >= reach_low && indication <= reach_high)) {

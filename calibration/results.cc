@@ -14,7 +14,7 @@ ReadingSeries SeriesOf(std::vector<SampledValue> readings) {
   series.readings = std::move(readings);
   const auto n = static_cast<double>(series.readings.size());
   if (n == 0) return series;
-  // Differences from the first reading: a sum of the values themselves would lose digits.
+  // Sums differences from the first reading, because a sum of the values themselves would lose digits.
   const double first = series.readings.front().value;
   double sum = 0, squares = 0, low = first, high = first;
   for (const SampledValue& reading : series.readings) {

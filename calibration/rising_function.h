@@ -1,4 +1,4 @@
-// Polynomials with their slopes, and the inverse of a function that rises all over a range.
+// Polynomials with their slopes, and the inverse of a function that rises in a whole range.
 #pragma once
 
 #include <cmath>
@@ -22,9 +22,9 @@ inline ValueAndSlope Polynomial(std::span<const double> coefficients, double x) 
   return sum;
 }
 
-// The argument in [low, high] at which `function` (double -> ValueAndSlope) has the value `target`: Newton's method,
-// kept inside a bracket that each step narrows. The result is as exact as the function's own rounding; at most 200
-// steps. The caller has checked that `target` lies between the values at both ends.
+// The argument in [low, high] at which `function` (double -> ValueAndSlope) has the value `target`. Uses Newton's
+// method inside a bracket that each step narrows, with at most 200 steps. The result is as exact as the rounding of the
+// function. `target` must be between the values at both ends.
 template <typename Function>
 double InverseOfRising(const Function& function, double target, double low, double high) {
   constexpr int kMaxSteps = 200;

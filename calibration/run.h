@@ -32,18 +32,18 @@ enum class Activity {
 struct ChannelStatus {
   std::string name;
   std::optional<double> value;  // the last reading, in the plan's unit; none when it failed
-  std::string error;            // of the last reading
+  std::string error;            // error of the last reading
   StabilityReport stability;
 };
 
-// A point that was taken, in a few numbers.
+// A summary of a point that was read.
 struct PointSummary {
   Phase phase = Phase::kAsFound;
   std::size_t index = 0;
   double nominal = 0;
   Direction direction = Direction::kRising;
   double reference = 0;
-  std::vector<double> indications;  // means, in the order of the units
+  std::vector<double> indications;  // means, in the order of the units under test
 };
 
 // The state of a run, after each reading of all channels.
@@ -54,8 +54,8 @@ struct RunStatus {
   std::size_t point = 0;  // index in the plan
   int attempt = 1;
   double nominal = 0;
-  std::size_t readings_done = 0, readings_wanted = 0;  // rounds of this point
-  double seconds = 0;                                  // since the run began
+  std::size_t readings_done = 0, readings_wanted = 0;  // rounds of readings at this point
+  double seconds = 0;                                  // since the start of the run
   Date time = 0;                                       // local
   std::optional<double> point_seconds_left, run_seconds_left;
   std::vector<ChannelStatus> channels;
@@ -80,12 +80,12 @@ struct RunServices {
   std::function<void(const PlannedInstrument&, Instrument&)> prepared;
   // The certificate of the reference, which the journal records; null when the plan names none.
   const ReferenceCertificate* reference = nullptr;
-  Clock* clock = &SystemClock();             // of the run's own waits
-  Clock* instrument_clock = &SystemClock();  // of the instruments
-  Language language = Language::kEnglish;    // of the instruments' error texts
+  Clock* clock = &SystemClock();             // for the waits of the run
+  Clock* instrument_clock = &SystemClock();  // for the instruments
+  Language language = Language::kEnglish;    // of error texts of the instruments
   const std::atomic<bool>* stop = nullptr;   // set to end the run early
-  // Asks a person to adjust the units; true when this was done. Empty when nobody is there. The source is safe
-  // meanwhile.
+  // Asks a person to adjust the units under test; true when the person has done so. Empty if no person is there.
+  // Meanwhile the source has its safe value.
   std::function<bool()> confirm_adjustment;
   RunObserver* observer = nullptr;
   // For a simulated bench, whose time passes only while the run waits. `adjust` adjusts its units; `hurry` makes it as
@@ -100,15 +100,15 @@ enum class RunMode { kNew, kResume };
 
 struct RunEnd {
   enum Kind {
-    kComplete,     // every point was taken
+    kComplete,     // every point was read
     kEndedEarly,   // the source was made safe; kResume goes on
-    kCannotStart,  // nothing was asked of any instrument: the folder, the journal
+    kCannotStart,  // nothing was sent to any instrument; the folder or the journal cannot be used
   };
   Kind kind = kCannotStart;
   BilingualText reason;              // a sentence for a person; empty when complete
-  bool safe = true;                  // whether the source took its safe value, or was never set
-  bool was_set = false;              // whether it was set to any point
-  BilingualText unsafe_reason = {};  // why it did not; a complete run can end so too
+  bool safe = true;                  // whether the source has accepted its safe value, or was never set
+  bool was_set = false;              // whether the source was set to any point
+  BilingualText unsafe_reason = {};  // why the source is not safe; possible after a complete run too
 };
 
 // Carries out a checked plan. The journal is written in `folder`, which is made when it is missing. Returns after the

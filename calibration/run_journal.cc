@@ -14,7 +14,7 @@
 namespace ulix::calibration {
 namespace {
 
-// Looks at a channel, of which no more are kept than are drawn.
+// The readings of a channel during the approach, thinned out for a plot.
 class Approach {
  public:
   explicit Approach(std::size_t most) : most_(most) {}
@@ -59,10 +59,10 @@ class ResultBuilder {
 
   RunResult& result_;
   std::size_t approach_;
-  std::size_t slots_ = 0;  // reference and units
+  std::size_t slots_ = 0;  // reference and units under test
   double ResolutionOf(std::size_t slot, double value) const;
 
-  std::vector<double> steps_;       // of the channels, in their own units
+  std::vector<double> steps_;       // of the channels, in the units of the channels
   std::vector<std::string> units_;  // of the channels
   PointResult point_;
   std::vector<std::vector<SampledValue>> readings_;
@@ -104,7 +104,7 @@ void ResultBuilder::TakeChannels(const Json& entry) {
   }
 }
 
-// In the plan's unit at `value`: the plan's own, else from the channel's step.
+// The resolution in the plan's unit at `value`: that of the plan, or else from the channel's step.
 double ResultBuilder::ResolutionOf(std::size_t slot, double value) const {
   const auto of = [&](const auto& planned) {
     if (planned.resolution > 0) return planned.resolution;

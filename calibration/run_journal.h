@@ -1,4 +1,4 @@
-// What a journal says of its run.
+// Reads the results of a run from its journal.
 #pragma once
 
 #include <optional>
@@ -15,20 +15,20 @@ namespace ulix::calibration {
 
 inline constexpr int kJournalFormat = 1;
 
-// "2026-01-31T10:11:12.345" as a date; none for another text.
+// The date of a text such as "2026-01-31T10:11:12.345"; none for any other text.
 std::optional<Date> DateOfIso(std::string_view text);
 
-// What is wrong with a journal, with its line.
+// The problem of a journal, with its line, as a sentence.
 BilingualText WhyUnreadable(const JournalReader::Broken& broken, const std::string& path);
 
-// The first line, which holds the plan. A sentence where it is none.
+// The first line of a journal, which has the plan. Fails with a sentence if it is not such a line.
 Result<Json> HeaderOfJournal(const std::string& path);
 
-// All that the run found, complete or not. A sentence where the journal was changed or cannot be read. `approach` gets
-// the looks at the channels too, for plots, thinned to so many a channel and point; 0: none.
+// The results of a run, complete or not. Fails with a sentence if the journal was changed or cannot be read. `approach`
+// is the number of readings before stability to return for each channel and point, thinned out for plots; 0: none.
 Result<RunResult> ReadRun(const std::string& folder, std::size_t approach = 0);
 
-// Whether the journal ends with a run's end after every point. Only its last lines are read.
+// Whether the journal ends with the end of a complete run. Reads only the last lines.
 bool IsComplete(const std::string& path);
 
 }  // namespace ulix::calibration

@@ -1,4 +1,4 @@
-// One run of a plan. Internal to the engine; other rooms use run.h.
+// One run of a plan. Internal to the run engine; other folders use run.h.
 #pragma once
 
 #include <map>
@@ -14,21 +14,21 @@
 
 namespace ulix::calibration {
 
-// A channel that the run reads. The reference is the first, then come the units, then the cold junctions.
+// A channel that the run reads: first the reference, then the units under test, then the cold junctions.
 struct Slot {
   std::string role;
   ChannelRef ref;
   SensorSpec sensor;
   std::optional<Scale> scale;
-  double resolution = 0;                // in the plan's unit, by the plan; 0: by the channel's step
-  double step = 0;                      // of the channel, in its own unit
-  std::optional<std::size_t> junction;  // slot of the cold junction's temperature
-  bool in_plan_unit = true;             // reference and units
+  double resolution = 0;                // from the plan, in its unit; 0: use the channel's step
+  double step = 0;                      // step of the channel, in the unit of the channel
+  std::optional<std::size_t> junction;  // index of the cold junction's slot
+  bool in_plan_unit = true;             // true for reference and units under test
 
   Station* station = nullptr;
   ChannelId channel = 0;
-  std::string unit;             // of the channel, once known
-  std::optional<double> value;  // the last one; none when it failed
+  std::string unit;             // unit of the channel, when known
+  std::optional<double> value;  // the last reading; none when it failed
   std::string error;
   std::optional<double> failing_since;
   StabilityDetector detector{StabilityLimits{}};
@@ -52,7 +52,7 @@ class Runner {
   RunEnd Run();
 
  private:
-  static constexpr std::size_t kReference = 0;  // among slots
+  static constexpr std::size_t kReference = 0;  // index in the slots
   enum class Purpose { kLook, kPoint };
 
   // Time and journal.
@@ -78,7 +78,7 @@ class Runner {
   void SetSource(double value);
   void TrySafeValue();
   void SendValue(double value);
-  // Why the source is not safe; empty: it is, or was never set.
+  // Sets the source to its safe value. Returns why this failed; empty if it succeeded or if the source was never set.
   BilingualText LeaveSafe();
   BilingualText SendSafeValue();
   Result<Station*> ReachSource();
@@ -98,7 +98,7 @@ class Runner {
   void CheckLost(Slot& slot, const Json& entry);
   void CheckIdentity(Slot& slot);
 
-  // The course.
+  // The course of the run.
   void TakePhases();
   void TakePhase();
   void Preload();
@@ -135,7 +135,7 @@ class Runner {
   ChannelId source_channel_ = 0;
   bool connected_ = false;
   bool source_was_set_ = false;
-  std::vector<std::string> doubtful_stations_;  // they failed, and were not identified since
+  std::vector<std::string> doubtful_stations_;  // those that failed and were not identified again yet
 
   std::size_t phase_ = 0;  // index in the plan
   bool phase_began_ = false;

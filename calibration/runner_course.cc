@@ -11,7 +11,7 @@
 namespace ulix::calibration {
 namespace {
 
-// For how long a condition has held without a break.
+// Measures for how long a condition has held without a break.
 class Holding {
  public:
   void Look(bool holds, double now) {
@@ -24,7 +24,7 @@ class Holding {
 
  private:
   bool holds_ = false;
-  double since_ = 0;  // seconds of the run
+  double since_ = 0;  // in seconds of the run
   double now_ = 0;
 };
 
@@ -55,7 +55,7 @@ void Runner::PrepareDetectors(const PlannedPoint& to) {
   state_ = StabilityState::kWaiting;
 }
 
-// Reference and units: the one that is furthest from being stable.
+// The state of that channel, among reference and units, which is furthest from being stable.
 StabilityState Runner::WorstState() {
   constexpr int kRank[] = {0, 1, 3, 4, 2};  // waiting, near, settling, stable, lost
   StabilityState worst = StabilityState::kStable;
@@ -95,7 +95,7 @@ void Runner::CheckLimits() {
                     {value, plan_.unit, limit, RoleOf(*slow), Bilingual(TextOf(slow->detector.report().state))}));
 }
 
-// Until reference and units are stable, and have been so for the point's dwell.
+// Waits until reference and units have been stable for the dwell of the point.
 void Runner::Approach() {
   Holding stable;
   for (;;) {
@@ -111,7 +111,7 @@ void Runner::Approach() {
   }
 }
 
-// Whether all stayed stable while it was read.
+// Reads the point. Whether all channels stayed stable meanwhile.
 bool Runner::ReadPoint() {
   const ReadingRule& rule = point().readings;
   const bool twice = rule.order == ReadingOrder::kReferenceFirstAndLast;
@@ -164,7 +164,7 @@ void Runner::TakePoint() {
   Summarize();
 }
 
-// Until the reference is near, and then for the dwell.
+// Sets the source, and waits until the reference is near and then for the dwell.
 void Runner::GoTo(double value, double dwell, const PlannedPoint& like) {
   PlannedPoint target = like;
   target.value = status_.nominal = value;
@@ -228,7 +228,7 @@ void Runner::TakePhase() {
   ++phase_;
 }
 
-// Between as found and as left somebody adjusts the units, with the source safe.
+// Between the phases "as found" and "as left" a person adjusts the units. Meanwhile the source has its safe value.
 bool Runner::AwaitAdjustment() {
   if (phase_ == 0 || phase_ >= plan_.phases.size() || adjusted_) return true;
   Tell(Activity::kAdjusting);
@@ -252,7 +252,7 @@ bool Runner::AwaitAdjustment() {
 void Runner::TakePhases() {
   while (phase_ < plan_.phases.size()) {
     if (phase_ > 0 && !adjusted_) {
-      // Nobody is sent to the units while the source may be hot.
+      // No person is asked to touch the units while the source may be hot.
       if (const BilingualText refusal = LeaveSafe(); !refusal.empty()) StopNow(refusal);
     }
     AwaitAdjustment();
@@ -266,7 +266,7 @@ RunEnd EndedEarly(const BilingualText& why, const BilingualText& unsafe) {
   return end;
 }
 
-// The source is made safe without a line in the journal.
+// Ends the run and sets the source to its safe value, without a line in the journal.
 RunEnd Runner::EndWithoutJournal(const BilingualText& why) {
   if (!source_was_set_ || !recorder_.acts()) return EndedEarly(why, {});
   const BilingualText refusal = SendSafeValue();
@@ -296,7 +296,7 @@ RunEnd Runner::Run() {
       }
     }
   } catch (const RunRestarted&) {
-    // A step of leaving safe was the last one of the journal: there is nothing else to leave.
+    // The last step in the journal is one of leaving the source safe, so nothing else is to do.
     end.reason = Bilingual(TextId::kRunEndedLeavingSafe);
   } catch (const JournalFailed& failure) {
     end = EndWithoutJournal(failure.why);

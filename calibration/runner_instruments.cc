@@ -1,4 +1,4 @@
-// Instruments of a run: connected, identified, the source set and left safe.
+// The instruments of a run: connecting, identifying, setting the source and leaving it safe.
 #include <algorithm>
 
 #include "calibration/json_reader.h"
@@ -49,7 +49,7 @@ void Runner::ConnectOne(const PlannedInstrument& planned) {
   }
 }
 
-// The source comes first: whatever is missing behind it, the source can be made safe.
+// The source is connected first, so that it can be set to its safe value whatever fails afterwards.
 void Runner::ConnectAll() {
   Tell(Activity::kConnecting);
   CloseAll();
@@ -65,7 +65,7 @@ void Runner::ConnectAll() {
   connected_ = true;
 }
 
-// Names become ids; a channel that the instrument turns out not to have ends the run.
+// Finds the ids of the channels. The run ends if an instrument does not have a channel.
 void Runner::FindChannels() {
   BilingualText missing;
   const auto find = [&](const ChannelRef& ref, ChannelId& id) {
@@ -110,7 +110,7 @@ void Runner::SetSource(double value) {
   SendValue(value);
 }
 
-// A source that does not take its safe value is not taken away from where it is.
+// Tries the safe value before the run: if the source refuses it, the source is not set to any other value.
 void Runner::TrySafeValue() {
   if (!source_was_set_) SendValue(plan_.source.safe);
 }
@@ -128,7 +128,7 @@ void Runner::SendValue(double value) {
   StopNow(Bilingual(TextId::kRunSourceRefuses, {NumberText(value), entry.at("failed").get<std::string>()}));
 }
 
-// The source's station; connected again where the run has lost it, or has not come to it.
+// The station of the source. Connects it if it was lost or not connected yet.
 Result<Station*> Runner::ReachSource() {
   const std::string& name = plan_.source.channel.instrument;
   std::unique_ptr<Station>& station = stations_[name];
@@ -176,7 +176,7 @@ BilingualText Runner::LeaveSafe() {
   return refusal;
 }
 
-// Only the same instrument may come back.
+// Checks that the same instrument has come back.
 void Runner::CheckIdentity(Slot& slot) {
   const std::string name = slot.ref.instrument;
   if (std::erase(doubtful_stations_, name) == 0) return;

@@ -1,4 +1,4 @@
-// Channels of a run: read, converted, judged.
+// The channels of a run: readings, conversions and stability.
 #include <algorithm>
 #include <future>
 #include <utility>
@@ -11,7 +11,7 @@
 namespace ulix::calibration {
 namespace {
 
-// "°C", "C", "CEL" are one, and so are "KPA" and "kPa".
+// A unit in a form that can be compared: "°C", "C" and "CEL" are the same, and so are "KPA" and "kPa".
 std::string PlainUnit(const std::string& unit) {
   std::string plain;
   for (const char c : AsciiUpper(unit)) {
@@ -63,7 +63,7 @@ void Runner::MakeSlots() {
   status_.catching_up = recorder_.catching_up();
 }
 
-// The name of a unit is its own; the other roles have names in both languages.
+// The name of a channel's role. A unit under test has its own name; the other roles have names in both languages.
 BilingualText Runner::RoleOf(const Slot& slot) const {
   if (&slot == &slots_[kReference]) return Bilingual(TextId::kRunRoleReference);
   return slot.in_plan_unit ? BilingualText(slot.role) : Bilingual(TextId::kRunRoleJunction);
@@ -92,7 +92,7 @@ Json Runner::ReadSlot(std::size_t number, Purpose purpose) {
     fields["u"] = unit;
     const auto value = Converted(slot, *reading.value, unit, error);
     if (value) fields["q"] = *value;
-    // As the junction of a thermocouple that is read right behind it.
+    // The temperature of the junction for the thermocouple that is read next.
     slot.value = value;
   }
   if (!error.empty()) fields["failed"] = error;
@@ -100,10 +100,11 @@ Json Runner::ReadSlot(std::size_t number, Purpose purpose) {
   return Stamped("r", std::move(fields));
 }
 
-// On different lines at once, on one line in order. A simulated bench has one time, and is read in order.
+// Reads channels on different lines at the same time, and channels on one line in order. A simulated bench has one time
+// for all and is read in order.
 std::vector<Json> Runner::ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose) {
   std::vector<Json> entries(slots.size());
-  std::map<std::string, std::vector<std::size_t>> lines;  // places in `slots`
+  std::map<std::string, std::vector<std::size_t>> lines;  // indexes in `slots`
   for (std::size_t k = 0; k < slots.size(); ++k) {
     const bool helps = slots_[slots[k]].junction.has_value() || !slots_[slots[k]].in_plan_unit;
     lines[services_.simulated || helps ? "" : slots_[slots[k]].station->line()].push_back(k);
@@ -165,7 +166,7 @@ void Runner::Read(const std::vector<std::size_t>& order, Purpose purpose) {
   for (const Json& entry : entries) Take(entry, purpose);
 }
 
-// Before the source is set for the first time, or anew after an interruption, each channel has said its unit.
+// Checks the unit of each channel before the source is set for the first time, and again after an interruption.
 void Runner::CheckUnits() {
   for (Slot& slot : slots_) slot.unit.clear();
   for (;;) {
@@ -177,7 +178,7 @@ void Runner::CheckUnits() {
   }
 }
 
-// Every channel once: what helps the others first.
+// Reads every channel once; cold junctions come first, because others need them.
 void Runner::Look() {
   std::vector<std::size_t> order;
   for (std::size_t k = plan_.units.size() + 1; k < slots_.size(); ++k) order.push_back(k);

@@ -1,4 +1,4 @@
-// A run's time, its journal, and what is told of it.
+// The time of a run, its journal, and the reports to its observer.
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -10,8 +10,8 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr double kGlanceSeconds = 0.25;  // how soon an end that is asked for is noticed
-constexpr double kTick = 0.001;          // of the journal's times
+constexpr double kGlanceSeconds = 0.25;  // period of the checks whether to stop
+constexpr double kTick = 0.001;          // resolution of times in the journal
 
 double Milli(double seconds) { return std::round(seconds * 1000) / 1000; }
 
@@ -27,7 +27,7 @@ Json Runner::Stamped(const std::string& kind, Json fields) const {
   return entry;
 }
 
-// The run's seconds go on where the journal ends: the time in between is no time of the run, and counts for no limit.
+// The time of the run continues where the journal ends. The time of the interruption does not count for any limit.
 void Runner::CaughtUp() {
   status_.catching_up = false;
   if (services_.simulated) {
@@ -59,7 +59,7 @@ void Runner::WaitUntil(double seconds) {
   }
 }
 
-// Without looking around.
+// Waits until this time of the run without reading channels.
 void Runner::PassTo(double seconds) {
   const double left = seconds - Now();
   if (left > 0) services_.clock->SleepFor(Milliseconds(std::llround(left * 1000)));

@@ -14,7 +14,8 @@ double WaySeconds(const Plan& plan, double from, double to) {
 TimeTable TimeTableOf(const Plan& plan) {
   TimeTable table;
   if (plan.points.empty()) return table;
-  // Where a real source stands before the run is not known: at its safe value, where the last run left it.
+  // The value of a real source before the run is not known. The safe value is assumed, because the last run has left it
+  // there.
   double from = plan.simulated() ? plan.bench.world.start : plan.source.safe;
   const double first = plan.points.front().value;
   for (int k = 0; k < plan.preload.count; ++k) {
@@ -23,7 +24,7 @@ TimeTable TimeTableOf(const Plan& plan) {
     from = first;
   }
   for (const PlannedPoint& point : plan.points) {
-    // The window must hold nothing but quiet; a source that is there already has nothing to settle.
+    // The window must begin after the settling. A source that is already at the value does not settle.
     const double settle = point.value == from && &point != plan.points.data() ? 0 : plan.source.settle;
     const double seconds = WaySeconds(plan, from, point.value) + settle + point.stability.window + point.dwell +
                            point.readings.count * point.readings.period;

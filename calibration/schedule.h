@@ -1,4 +1,4 @@
-// How long a plan takes.
+// Estimates how long a plan takes.
 #pragma once
 
 #include <vector>
@@ -7,12 +7,12 @@
 
 namespace ulix::calibration {
 
-// Seconds, from the source's rate and settling time and the detector's windows.
+// Durations in seconds, from the rate and settling time of the source and from the stability windows.
 struct TimeTable {
   double preload_seconds = 0;         // before the first point of a phase
-  std::vector<double> point_seconds;  // of each point: the way, settling, window, dwell, readings
+  std::vector<double> point_seconds;  // for each point: approach, settling, window, dwell, readings
   double phase_seconds = 0;
-  double run_seconds = 0;  // of all phases
+  double run_seconds = 0;  // all phases together
 };
 
 TimeTable TimeTableOf(const Plan& plan);

@@ -53,15 +53,15 @@ class Thermocouple : public Sensor::Function {
 
 using FunctionResult = Result<std::shared_ptr<const Sensor::Function>>;
 
-// The keys and values behind the ':' of a sensor's text. Each is taken once; what is left over is refused at the end.
+// The keys and values after the ':' of a sensor's text. Each is taken once; remaining ones are an error.
 class Parameters {
  public:
   static Result<Parameters> Parse(std::string_view sensor, std::string_view text);
 
-  // Sets `value` where the key is there.
+  // Sets `value` if the key is there.
   void Take(const std::string& key, double& value);
   std::optional<std::string> TakeText(const std::string& key);
-  // The first thing that was wrong, unknown keys included.
+  // The first problem, including unknown keys.
   std::optional<Problem> Fault() const;
   bool empty() const { return values_.empty(); }
 
@@ -146,7 +146,7 @@ constexpr std::array kRangeNames = {
     RangeName{"silver", Its90SubRange::kWaterToSilver},
 };
 
-// The deviation function whose keys begin with `prefix`; none where there is no range.
+// The deviation function whose keys begin with `prefix`; none if there is no range with this prefix.
 Result<std::optional<Its90Deviation>> TakeDeviation(Parameters& parameters, const std::string& prefix) {
   const auto name = parameters.TakeText(prefix + "range");
   if (!name) return std::nullopt;

@@ -8,8 +8,8 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr double kMaxGapShare = 0.1;  // of the window
-// The excess over the limits is compared with that of so much of the window earlier.
+constexpr double kMaxGapShare = 0.1;  // as a share of the window
+// The excess over the limits is compared with the one this share of the window earlier.
 constexpr double kExcessShare = 0.25;
 
 }  // namespace
@@ -85,7 +85,8 @@ void StabilityDetector::DropBefore(double seconds) {
   while (!highs_.empty() && highs_.front().seconds < seconds) highs_.pop_front();
 }
 
-// Once a window: sums that were added to and taken from for hours would carry the rounding of all of them.
+// Computes the sums again once for each window. Otherwise the rounding errors of hours of additions and subtractions
+// would accumulate.
 void StabilityDetector::Rebase() {
   origin_ = samples_.back();
   sums_ = {};
@@ -101,7 +102,7 @@ void StabilityDetector::JudgeSpread() {
   const double step = limits_.resolution / std::sqrt(12.0);
   report_.spread = highs_.front().value - lows_.front().value;
   report_.spread_limit = std::max(limits_.spread, step);
-  // Numbers with decimals are a little more or less than one step apart.
+  // Binary numbers for decimals that differ by one step may differ by slightly more.
   constexpr double kOneStep = 1.001;
   if (report_.spread <= kOneStep * limits_.resolution) report_.spread = std::min(report_.spread, step);
 }
@@ -144,7 +145,7 @@ void StabilityDetector::Judge(double seconds) {
   report_.seconds_left = TimeLeft(seconds);
 }
 
-// An approach that decays halves its excess in equal times.
+// The time left, if the excess decays exponentially: it halves in equal times.
 std::optional<double> StabilityDetector::TimeLeft(double seconds) {
   if (report_.state == StabilityState::kStable) return 0;
   const double unfilled = std::max(0.0, limits_.window - (seconds - began_));

@@ -1,4 +1,4 @@
-// What holds of every stability rule, in a plan and on the command line.
+// A check that applies to every stability rule, in a plan and on the command line.
 #pragma once
 
 #include <optional>
@@ -7,8 +7,9 @@
 
 namespace ulix::calibration {
 
-// Why a window cannot be judged: it holds fewer than `min_samples`, or they are further apart than a tenth of it, and
-// the detector would take each for a gap. Window and sampling in seconds. Nothing where it can be judged.
+// Why a window can never become stable: it has fewer samples than `min_samples`, or the samples are further apart than
+// a tenth of the window, so that the detector would see gaps. `window` and `sampling` are in seconds. None if the rule
+// is fine.
 std::optional<Problem> WhyWindowIsSparse(double window, double sampling, int min_samples);
 
 }  // namespace ulix::calibration

@@ -6,7 +6,7 @@
 namespace ulix::calibration {
 namespace {
 
-constexpr std::size_t kMaxRaw = 96;  // bytes kept of a reply
+constexpr std::size_t kMaxRaw = 96;  // bytes of a reply that are stored
 
 bool IsPartOfWord(char c) {
   const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || static_cast<unsigned char>(c) >= 0x80;
@@ -30,7 +30,7 @@ bool NamesSerialNumber(std::string_view identification, std::string_view serial_
   return HasWord(identification, serial_number);
 }
 
-// What came over the link since the last look.
+// The bytes received on the link since the last reading.
 struct Station::Received {
   void Note(TraceDirection direction, std::string_view bytes) {
     if (direction != TraceDirection::kReceived) return;

@@ -19,23 +19,23 @@ struct StationReading {
   std::optional<double> value;  // none when the reading failed
   HRESULT code = S_OK;
   std::string error;  // UTF-8; empty for a success
-  std::string raw;    // the bytes that the instrument sent; the last 96 of more
+  std::string raw;    // the bytes that the instrument sent, at most the last 96
 };
 
-// Whether an identification names a serial number: as a field or a word of its own, not as a part of another word or
-// number. The first of several fields is the maker and no number.
+// Whether an identification contains a serial number as a whole field or word, and not as a part of another one. The
+// first of several fields is the maker and is not compared.
 bool NamesSerialNumber(std::string_view identification, std::string_view serial_number);
 
 // One thread at a time may use a station. Different stations may be used by different threads.
 class Station {
  public:
-  // Makes the instrument and sends it nothing. `prepared` is called with it before it is connected.
+  // Makes the instrument without sending anything. `prepared` is called with the instrument before it is connected.
   static Result<std::unique_ptr<Station>> Make(const PlannedInstrument& planned, const std::string& folder,
                                                DriverServices services, Clock& clock, Language language,
                                                const std::function<void(Instrument&)>& prepared);
 
-  // Connects to the instrument, identifies it, sends it the settings of the plan and starts it if the plan says so.
-  // Gives the identification. The error says what failed, or that another serial number answered.
+  // Connects to the instrument, identifies it, sends the settings of the plan, and starts it if the plan says so.
+  // Returns the identification. The error says what failed, or that the serial number is another one.
   Result<std::string> Open();
   // The first part of Open: no settings are sent and nothing is started. For a source that must be made safe.
   Result<std::string> Reach();

@@ -74,7 +74,7 @@ struct Piece {
   std::span<const double> coefficients;
 };
 
-// The pieces of a type stand together, in rising order.
+// The pieces of one type are adjacent and in rising order.
 constexpr std::array kPieces = {
     Piece{ThermocoupleType::kB, 0, 630.615, kB1},      Piece{ThermocoupleType::kB, 630.615, 1820.0, kB2},
     Piece{ThermocoupleType::kE, -270.0, 0, kE1},       Piece{ThermocoupleType::kE, 0, 1000.0, kE2},
@@ -89,7 +89,7 @@ constexpr std::array kPieces = {
 
 constexpr std::string_view kLetters = "BEJKNRST";
 constexpr double kMinTypeBMillivolts = 0.291;
-constexpr double kMinTypeBCelsius = 250 - 5;  // where 0.291 mV is, with room for the rounding of both
+constexpr double kMinTypeBCelsius = 250 - 5;  // the temperature of 0.291 mV, with a margin for rounding
 
 std::span<const Piece> PiecesOf(ThermocoupleType type) {
   const auto is_of_type = [type](const Piece& piece) { return piece.type == type; };
@@ -97,7 +97,7 @@ std::span<const Piece> PiecesOf(ThermocoupleType type) {
   return {first, std::find_if_not(first, kPieces.end(), is_of_type)};
 }
 
-// What type K has above 0 C besides its polynomial.
+// The exponential term of type K above 0 C.
 ValueAndSlope TypeKPeak(double t) {
   constexpr double kHeight = 0.1185976;
   constexpr double kWidth = -1.183432e-4;

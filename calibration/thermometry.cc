@@ -52,7 +52,8 @@ tl::unexpected<Problem> Outside(double value, double low, double high, const std
                  {Shortened(value) + " " + unit, Shortened(low), Shortened(high) + " " + unit});
 }
 
-// Changes of the deviation by more than this share of W are no platinum's; below it, ratios have one temperature each.
+// The deviation of platinum changes by less than this share of W. Below this limit each ratio has exactly one
+// temperature.
 constexpr double kMaxDeviationSlope = 0.1;
 
 bool IsPlatinum(const Its90Deviation& deviation) {
@@ -69,7 +70,7 @@ bool IsPlatinum(const Its90Deviation& deviation) {
   return std::abs(last) <= kMaxDeviationSlope * high;
 }
 
-// W from Wr: W = Wr + deviation(W), whose right side hardly depends on W.
+// Computes W from Wr by iteration of W = Wr + deviation(W), whose right side hardly depends on W.
 double OwnRatio(const Its90Deviation& deviation, double reference_ratio) {
   constexpr int kMaxSteps = 60;
   double ratio = reference_ratio;

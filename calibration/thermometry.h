@@ -1,6 +1,7 @@
 // Platinum resistance thermometers: the international temperature scale of 1990 (ITS-90) for standard thermometers, the
-// Callendar-Van Dusen equation (IEC 60751) for industrial ones. Pure functions; temperatures in degrees Celsius unless
-// a name says kelvin, resistances in ohms. A value outside a range is refused, never extrapolated. Safe on any thread.
+// Callendar-Van Dusen equation (IEC 60751) for industrial ones. Temperatures are in degrees Celsius unless a name says
+// kelvin, resistances in ohms. A value outside a range fails and is never extrapolated. Pure functions, safe on any
+// thread.
 #pragma once
 
 #include <optional>
@@ -17,10 +18,11 @@ inline constexpr double kWaterTriplePointInKelvin = 273.16;
 // 1234.93 K. Source of the coefficients: H. Preston-Thomas, "The International Temperature Scale of 1990",
 // Metrologia 27 (1990), equations 9a and 10a.
 Result<double> Its90ReferenceRatio(double kelvin);
-// Its inverse, in kelvin, exact to the rounding of a double; the approximate inverses of the scale are not used.
+// The inverse, in kelvin, exact to the rounding of a double. The approximate inverse functions of the scale are not
+// used.
 Result<double> Its90Kelvin(double reference_ratio);
 
-// The sub-ranges whose deviation function is given here; the temperatures are its limits.
+// The supported sub-ranges, each with its limits and its deviation function.
 enum class Its90SubRange {
   kArgonToWater,      // 83.8058 K to 273.16 K: a(W-1) + b(W-1)ln W
   kMercuryToGallium,  // 234.3156 K to 29.7646 C: a(W-1) + b(W-1)^2
@@ -32,8 +34,8 @@ enum class Its90SubRange {
   kWaterToSilver,     // 0 C to 961.78 C: and, above aluminium, d(W-W(660.323 C))^2
 };
 
-// What a certificate of a standard thermometer gives for one sub-range. Coefficients that the sub-range's function does
-// not have are 0.
+// The deviation function of one sub-range, from the certificate of a standard thermometer. Coefficients that the
+// function does not have are 0.
 struct Its90Deviation {
   Its90SubRange sub_range = Its90SubRange::kWaterToZinc;
   double a = 0;
@@ -50,8 +52,9 @@ struct Its90Deviation {
 // or both.
 class StandardThermometer {
  public:
-  // Refused: a resistance that is not positive, no deviation, two for the same side, coefficients that are not those of
-  // platinum (a deviation above 0.01 at W = 2 or that changes faster than a tenth of W).
+  // Fails for a resistance that is not positive, for no deviation function or two on the same side, and for
+  // coefficients that platinum cannot have (a deviation above 0.01 at W = 2, or one that changes faster than a tenth of
+  // W).
   static Result<StandardThermometer> Make(double triple_point_ohms, std::optional<Its90Deviation> below,
                                           std::optional<Its90Deviation> above);
 
@@ -81,8 +84,7 @@ struct CallendarVanDusen {
   static constexpr double kMinCelsius = -200;
   static constexpr double kMaxCelsius = 850;
 
-  // What is wrong with the coefficients, if anything: r0 must be positive and the resistance must rise all over the
-  // range.
+  // The problem of the coefficients, if any: r0 must be positive, and the resistance must rise in the whole range.
   std::optional<Problem> Fault() const;
   Result<double> Ohms(double celsius) const;
   Result<double> Celsius(double ohms) const;

@@ -146,7 +146,7 @@ ReportedValue Report(double value, double expanded) {
   if (!(expanded > 0)) return {RoundedText(value, 6), "0"};
   const int decimals = UncertaintyDecimals(expanded);
   const double step = std::pow(10.0, -decimals);
-  // A hair above a whole number of steps, left by binary arithmetic, does not count as more.
+  // An excess over a whole number of steps that is only a rounding error does not count.
   const double steps = std::ceil(expanded / step * (1 - 1e-9));
   return {RoundedText(value, decimals), RoundedText(steps * step, decimals)};
 }

@@ -1,5 +1,5 @@
-// Uncertainty of measurement as the GUM (JCGM 100:2008) and EA-4/02 evaluate it. Pure functions, safe on any thread.
-// Nothing is rounded on the way; ReportedValue rounds what is printed.
+// Evaluation of measurement uncertainty according to the GUM (JCGM 100:2008) and EA-4/02. Pure functions, safe on any
+// thread. Only ReportedValue rounds.
 #pragma once
 
 #include <limits>
@@ -14,10 +14,10 @@
 namespace ulix::calibration {
 
 inline constexpr double kInfiniteFreedom = std::numeric_limits<double>::infinity();
-// Share of a normal distribution within two standard deviations.
+// The share of a normal distribution within two standard deviations.
 inline constexpr double kCoverageProbability = 0.9545;
 
-// What is known of a quantity, and with it what its value is divided by to give a standard uncertainty.
+// What is known about a quantity. It determines how the standard uncertainty follows from the value.
 enum class Distribution {
   kNormal,       // an expanded uncertainty; divided by its coverage factor
   kRectangular,  // half width / sqrt(3)
@@ -27,41 +27,43 @@ enum class Distribution {
   kTypeA,        // a standard uncertainty from observations
 };
 
-// "normal", "rectangular", "triangular", "u-shaped", "resolution", "type-a"; none for another text.
+// The distribution of a name: "normal", "rectangular", "triangular", "u-shaped", "resolution", "type-a". None for any
+// other text.
 std::optional<Distribution> DistributionOf(std::string_view name);
 TextId DistributionText(Distribution distribution);
 
 // One line of a budget.
 struct BudgetTerm {
   std::string name_en, name_fr;
-  double value = 0;  // in the unit of its quantity, as its distribution takes it
+  double value = 0;  // in the unit of the quantity; its meaning depends on the distribution
   Distribution distribution = Distribution::kRectangular;
-  double coverage_factor = 1;  // of a normal one
-  double sensitivity = 1;      // unit of the result per unit of the quantity
+  double coverage_factor = 1;  // of a normal distribution
+  double sensitivity = 1;      // units of the result per unit of the quantity
   double freedom = kInfiniteFreedom;
 
   double Divisor() const;
   double StandardUncertainty() const { return value / Divisor(); }
-  // Its share of the result's standard uncertainty, never negative.
+  // The contribution to the standard uncertainty of the result, never negative.
   double Contribution() const;
 };
 
-// The terms, taken as independent, and what follows from them.
+// A budget: terms that are assumed to be independent, and what follows from them.
 struct Budget {
   std::vector<BudgetTerm> terms;
-  double best_capability = 0;  // expanded uncertainty below which the laboratory states none
+  double best_capability = 0;  // the smallest expanded uncertainty that the laboratory states
 
-  // Square root of the sum of the squared contributions.
+  // The square root of the sum of the squared contributions.
   double StandardUncertainty() const;
-  // Welch-Satterthwaite, truncated to a whole number, at least 1; infinite where no term has a finite one.
+  // Effective degrees of freedom by Welch-Satterthwaite, truncated to a whole number, at least 1. Infinite if no term
+  // has a finite number.
   double EffectiveFreedom() const;
-  // For 95.45 %.
+  // The coverage factor for 95.45 %.
   double CoverageFactor() const;
-  // Factor times standard uncertainty, or the best capability where that is larger.
+  // Coverage factor times standard uncertainty, or the best capability if that is larger.
   double ExpandedUncertainty() const;
 };
 
-// The k for which Student's distribution holds `probability` between -k and k.
+// The k for which the share of Student's distribution between -k and k is `probability`.
 double StudentCoverageFactor(double freedom, double probability = kCoverageProbability);
 
 // A result and its uncertainty as they are printed. The uncertainty is rounded up to two significant digits; the result
@@ -71,7 +73,7 @@ struct ReportedValue {
   std::string uncertainty;
 };
 
-// The place of the second significant digit: 0.034 has 3 decimals, 34 none, 340 has -1.
+// The number of decimals of the second significant digit: 3 for 0.034, 0 for 34, -1 for 340.
 int UncertaintyDecimals(double expanded);
 // `value` rounded to so many decimals, which may be negative; never "-0".
 std::string RoundedText(double value, int decimals);

@@ -1,5 +1,5 @@
-// Digital calibration certificates as XML files. Of this folder alone links the XML library (libxml2); a build without
-// it has calibration/without_dcc in its place, where each function is refused.
+// Digital calibration certificates as XML files. Only this folder uses the XML library (libxml2). A build without
+// libxml2 uses calibration/without_dcc instead, where every function fails.
 #pragma once
 
 #include <string>
@@ -14,38 +14,39 @@ namespace ulix::calibration {
 // Whether this build reads and writes certificates.
 bool HasDcc();
 
-// What a document may have at most. More is refused before it costs memory.
+// The largest accepted document, in bytes. A larger one is refused before it is parsed.
 inline constexpr std::size_t kMaxDccBytes = 16U << 20;
 inline constexpr std::size_t kMaxDccElements = 200'000;
 
-// A certificate of the versions 3.0 to 3.3. Refused: what is no well-formed XML, a document type declaration (and with
-// it every entity), another root, a number that is none, a document that is too large or too deep. Nothing is fetched.
+// Reads a certificate of version 3.0 to 3.3. Fails for XML that is not well-formed, a document type declaration (and
+// therefore any entity), another root element, an invalid number, and a document that is too large or too deep. Never
+// loads anything from outside.
 Result<Certificate> ReadDcc(std::string_view xml);
 
-// The document, version 3.3.0. Refused where a mandatory entry is missing or a text holds what XML cannot (control
-// characters, bytes that are no UTF-8).
+// Writes a document of version 3.3.0. Fails if a mandatory entry is missing, or if a text cannot be written in XML
+// (control characters, invalid UTF-8).
 Result<std::string> WriteDcc(const Certificate& certificate);
 
-// What the XML schema in `folder` (.../dcc/v3.3.0/dcc.xsd under it, or dcc.xsd itself) finds wrong, a text a finding.
-// Refused when there is no schema. The document has passed ReadDcc.
+// Validates a document with the XML schema in `folder` (.../dcc/v3.3.0/dcc.xsd below it, or dcc.xsd in it). Returns one
+// text for each finding. Fails when there is no schema. The document must have passed ReadDcc.
 Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std::string& folder);
 
-// Whether the document's signature covers all of it: one signature that is a child of the root, with one reference to
-// the whole document, and no transform but "enveloped" and canonicalisation. Says nothing about who signed. A signature
-// that covers less would let the rest be changed. The document has passed ReadDcc.
+// Checks that the signature covers the whole document. There must be one signature, a child of the root, with one
+// reference to the whole document and only the transforms "enveloped" and canonicalisation; otherwise parts of the
+// document could be changed. Does not check who signed. The document must have passed ReadDcc.
 Result<void> CheckSignatureCoversAll(std::string_view xml);
 
-// What a rule of the certificates' keeper says of a document; `error` is false for a warning.
+// A finding of the official rules about a document. `error` is false for a warning.
 struct RuleFinding {
   bool error = true;
   std::string text;
 };
 
-// From the result of a run of the rules (Schematron's report, SVRL). What is for information alone, or about the
-// elements of a signature, is left out.
+// Reads the report of the rules (Schematron, SVRL). Leaves out findings that are only information, and those about the
+// elements of a signature.
 Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view report);
 
-// The document with an empty signature at its end, for xmlsec1 to fill in: exclusive canonicalisation, RSA with
+// Adds an empty signature at the end of the document, for xmlsec1 to fill in: exclusive canonicalisation, RSA with
 // SHA-256.
 Result<std::string> WithSignatureTemplate(std::string_view xml);
 

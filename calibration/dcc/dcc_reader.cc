@@ -1,5 +1,4 @@
-// From the XML of a certificate to its plain data. A reader takes what it knows and skips the rest: laboratories put
-// more into their certificates than anybody lists.
+// Reads the XML of a certificate into plain data. Unknown elements are skipped, because laboratories add their own.
 #include <charconv>
 #include <cmath>
 
@@ -19,10 +18,10 @@ std::vector<std::string> Tokens(const std::string& text) {
   return tokens;
 }
 
-// Beyond it a number is no measurement, and computing with it would not stay finite.
+// A larger number is not a measurement, and calculations with it might overflow.
 constexpr double kMaxCertificateNumber = 1e30;
 
-// Digits with an optional sign, point and exponent: no blanks, no names, nothing that a reader might take otherwise.
+// Whether a text is digits with an optional sign, point and exponent, and nothing else.
 bool IsNumber(const std::string& text) {
   if (text.find_first_not_of("+-.0123456789eE") != std::string::npos) return false;
   const auto number = ParseDecimal(text);
@@ -77,7 +76,7 @@ std::vector<std::string> Reader::Numbers(const xmlNode* node) {
   return numbers;
 }
 
-// A text has its contents; formulas and files beside them are skipped.
+// Reads the contents of a text; formulas and files in it are skipped.
 MultilingualText Reader::Text(const xmlNode* node) {
   MultilingualText text;
   ForEachChild(node, "content", [&](const xmlNode& content) {
@@ -200,7 +199,7 @@ std::vector<CertificateQuantity> Reader::Quantities(const xmlNode* data) {
   return found;
 }
 
-// Versions to 3.2 name the elements of an uncertainty otherwise than 3.3, for lists and for single values.
+// Versions up to 3.2 use other element names for an uncertainty than 3.3, for lists and for single values.
 UncertaintyList Reader::Uncertainty(const xmlNode& list, bool single) {
   const auto child = [&](const char* of_3_3, const char* of_3_2) {
     const xmlNode* const node = ChildOf(&list, of_3_3);
@@ -315,7 +314,7 @@ Result<Certificate> Reader::Read(const xmlNode& root) {
   if (const xmlNode* const results = ChildOf(&root, "measurementResults")) {
     ForEachChild(results, "measurementResult", [&](const xmlNode& node) {
       certificate.measurements.push_back(Measurement(node));
-      ReadSurroundings(*results, certificate.measurements.back());  // what holds for all of them
+      ReadSurroundings(*results, certificate.measurements.back());  // conditions of all results
     });
   }
   ForEachChild(&root, "Signature", [&](const xmlNode&) { ++certificate.signatures; });

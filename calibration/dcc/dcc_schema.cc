@@ -1,4 +1,4 @@
-// Certificates against the XML schema that their keeper publishes. The schema is not part of this project.
+// Checks certificates with the official XML schema. The schema is not part of this project.
 #include <libxml/xmlschemas.h>
 
 #include <filesystem>
@@ -22,7 +22,7 @@ void OnError(void* findings, xmlError* error) {
   found.push_back("line " + std::to_string(error->line) + ": " + std::string(Trimmed(text)));
 }
 
-// The schema of the certificates' newest known version that the folder has, wherever below it.
+// Finds the schema of the newest known version in the folder or anywhere below it.
 std::string SchemaIn(const std::string& folder) {
   std::error_code error;
   for (const char* path : {"dcc.xsd", "v3.3.0/dcc.xsd", "dcc/v3.3.0/dcc.xsd", "schema/dcc/v3.3.0/dcc.xsd"}) {
@@ -46,7 +46,7 @@ Result<Schema> LoadSchema(const std::string& folder) {
   return schema;
 }
 
-// Its elements have a form of their own, in which some are empty; the schema checks it.
+// The rules do not apply inside a signature, whose elements may be empty; the schema checks them.
 constexpr char kSignatureElement[] = "/Q{http://www.w3.org/2000/09/xmldsig#}Signature[";
 
 void AddRuleFindings(const xmlNode* report, const char* name, std::vector<RuleFinding>& findings) {

@@ -1,4 +1,4 @@
-// From plain data to the XML of a certificate, version 3.3.0, and its signature's empty form.
+// Writes plain data as the XML of a certificate, version 3.3.0, and adds an empty signature.
 #include <libxml/parser.h>
 
 #include <algorithm>
@@ -35,7 +35,7 @@ class Writer {
   xmlNode* Add(xmlNode* parent, const char* name) { return xmlNewChild(parent, dcc_, Bytes(name), nullptr); }
   xmlNode* AddSi(xmlNode* parent, const char* name) { return xmlNewChild(parent, si_, Bytes(name), nullptr); }
   void SetText(xmlNode* node, const std::string& text);
-  // Nothing where the text is empty.
+  // Adds an element with a text; nothing for an empty text.
   void AddValue(xmlNode* parent, const char* name, const std::string& text);
   void AddSiValue(xmlNode* parent, const char* name, const std::string& text);
   void AddText(xmlNode* parent, const char* name, const MultilingualText& text);
@@ -107,7 +107,7 @@ void Writer::AddSoftware(xmlNode* parent, const char* name, const std::vector<Ce
   }
 }
 
-// The vocabularies of the refTypes that are used.
+// Adds the definitions of the refTypes that are used.
 void Writer::AddRefTypeDefinitions(xmlNode* parent) {
   struct Vocabulary {
     const char* name;
@@ -379,7 +379,7 @@ std::size_t Count(const xmlNode* parent, std::string_view name) {
   return count;
 }
 
-// Elements of that name anywhere; the parser has bounded the depth.
+// The number of elements of that name at any depth. The recursion is limited, because the parser limits the depth.
 std::size_t CountAll(const xmlNode* parent, std::string_view name) {
   std::size_t count = 0;
   for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {

@@ -13,7 +13,7 @@
 namespace ulix::calibration {
 namespace {
 
-// What is counted and noticed while a document is parsed.
+// The state while a document is parsed.
 struct Watch {
   std::size_t elements = 0;
   bool document_type = false;
@@ -47,11 +47,11 @@ Problem MalformedAt(xmlParserCtxt* parser) {
                    {std::to_string(error != nullptr ? error->line : 0), std::string(Trimmed(text))});
 }
 
-// The parser compares every attribute of a tag with every other: the tags' lengths are looked at first. Encodings whose
-// tags could hide from that are not taken.
+// The parser compares every attribute of a tag with every other one, so a very long tag would take very long. The
+// lengths of tags are therefore checked first. Encodings in which this check could miss a tag are not accepted.
 constexpr std::size_t kMaxTagBytes = 64U << 10;
 
-// The document with one byte for each code unit of UTF-16; as it is in the other encodings.
+// The document with one byte for each code unit of UTF-16. A document in another encoding is returned unchanged.
 std::string Narrowed(std::string_view xml) {
   const bool big = xml.starts_with(std::string_view("\0<", 2)) || xml.starts_with("\xFE\xFF");
   const bool little = xml.starts_with(std::string_view("<\0", 2)) || xml.starts_with("\xFF\xFE");
@@ -64,7 +64,7 @@ std::string Narrowed(std::string_view xml) {
   return narrow;
 }
 
-// The encoding that the declaration names, in capitals; empty without one.
+// The encoding in the XML declaration, in upper case; empty if it has none.
 std::string DeclaredEncoding(std::string_view xml) {
   const std::size_t begin = xml.find("<?xml");
   if (begin == xml.npos) return {};
@@ -82,13 +82,13 @@ bool IsTakenEncoding(const std::string& name) {
   return listed || name.starts_with("ISO-8859-") || name.starts_with("WINDOWS-125");
 }
 
-// Behind the construct that begins at `at` and ends with `closing`.
+// The position after the construct that begins at `at` and ends with `closing`.
 std::size_t Behind(std::string_view xml, std::size_t at, std::string_view closing) {
   const std::size_t end = xml.find(closing, at);
   return end == xml.npos ? xml.size() : end + closing.size();
 }
 
-// Behind the tag that begins at `at`; a '>' in quotes does not end it.
+// The position after the tag that begins at `at`. A '>' in quotes does not end the tag.
 std::size_t BehindTag(std::string_view xml, std::size_t at) {
   char quote = 0;
   for (; at < xml.size(); ++at) {

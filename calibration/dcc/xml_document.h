@@ -1,4 +1,4 @@
-// An XML document in memory, as libxml2 has it, with the few questions that are asked of it.
+// An XML document in memory, as libxml2 has it, and functions to look into it.
 #pragma once
 
 #include <libxml/tree.h>
@@ -17,18 +17,18 @@ struct XmlDocumentDeleter {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDocumentDeleter>;
 
-// Within the limits of calibration/dcc/dcc.h; see there for what is refused.
+// Parses a document. ReadDcc in calibration/dcc/dcc.h says which documents are refused.
 Result<XmlDocument> ParseXml(std::string_view xml);
 
 inline const char* XmlName(const xmlNode& node) { return reinterpret_cast<const char*>(node.name); }
-// The first child element of that local name; null when there is none. Namespaces are not compared: each version of the
-// schema has had one and the same.
+// The first child element with that local name; null when there is none. Namespaces are not compared, because every
+// version of the schema has the same one.
 const xmlNode* ChildOf(const xmlNode* parent, std::string_view name);
 void ForEachChild(const xmlNode* parent, std::string_view name, const std::function<void(const xmlNode&)>& action);
-// All text inside, without the blanks around it; empty for null.
+// All text inside a node, without surrounding blanks; empty for null.
 std::string TextOf(const xmlNode* node);
 std::string AttributeOf(const xmlNode& node, const char* name);
-// Inside of a child of that name.
+// All text inside the first child with that name.
 inline std::string TextOfChild(const xmlNode* parent, std::string_view name) { return TextOf(ChildOf(parent, name)); }
 
 }  // namespace ulix::calibration

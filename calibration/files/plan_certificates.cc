@@ -15,7 +15,8 @@
 namespace ulix::calibration {
 namespace {
 
-// The number that the certificate must name: the probe's, else its instrument's. Empty: the plan has none.
+// The serial number that the certificate must contain: that of the probe, or else that of its instrument. Empty if the
+// plan has none.
 std::string ReferenceSerial(const Plan& plan) {
   if (!plan.reference.serial_number.empty()) return plan.reference.serial_number;
   const PlannedInstrument* const instrument = plan.FindInstrument(plan.reference.channel.instrument);
@@ -52,7 +53,7 @@ void CertificateCheck::CheckDate(const ReferenceCertificate& reference, const st
   Note(Bilingual(TextId::kReferenceOverdueAccepted, {reference.identifier, reference.due_date, reason}), true);
 }
 
-// The first point outside says enough.
+// Reports the first point outside only.
 void CertificateCheck::CheckPoints(const ReferenceCertificate& reference) {
   for (const PlannedPoint& point : plan_.points) {
     const auto correction = reference.At(point.value);
@@ -95,14 +96,14 @@ Result<void> WriteFile(const std::string& path, std::string_view bytes) {
   return {};
 }
 
-// One certificate, signed where that is asked for, and the page of the file as it is then.
+// Writes one certificate, signs it if asked, and writes its page, which has the digest of the final file.
 Result<void> WriteOne(const Certificate& certificate, const std::string& stem, const std::string& sign,
                       Language language) {
   const std::string xml_file = stem + ".xml";
   auto done = WriteDcc(certificate).and_then([&](const std::string& xml) { return WriteFile(xml_file, xml); });
   if (done && !sign.empty()) done = SignCertificate(xml_file, sign);
   if (!done) {
-    // An unsigned one must not be taken for what was asked for.
+    // An unsigned certificate is removed, so that nobody takes it for the signed one.
     std::error_code ignored;
     std::filesystem::remove(platform::PathOf(xml_file), ignored);
     return done;

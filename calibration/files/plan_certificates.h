@@ -1,4 +1,4 @@
-// The certificates of a calibration as files: the reference's that a plan names, and those that a run ends with.
+// The certificate files of a calibration: that of the reference, which the plan names, and those that a run produces.
 #pragma once
 
 #include <optional>
@@ -10,25 +10,25 @@
 
 namespace ulix::calibration {
 
-// The certificate of the plan's reference; none where the plan names none. Refused with the file's fault.
+// Loads the certificate of the plan's reference. None if the plan names none. Fails if the file cannot be used.
 Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const Plan& plan);
 
-// The same for a run. Refused also where the file is not the one that the run began with.
+// The same for a run. Also fails if the file is not the one with which the run began.
 Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run);
 
-// What is wrong with the reference's certificate for this plan: a file that cannot be read or is another one (sha256),
-// another serial number than the reference's (or its instrument's), a date of recalibration before `today` (YYYY-MM-DD)
-// without the plan's reason for accepting it, points outside of the calibrated range. Also what a plan that asks for a
-// certificate lacks for one. Problems that do not prevent the run are warnings.
+// Checks the certificate of the reference for this plan. Problems: a file that cannot be read or has another digest,
+// another serial number than that of the reference or its instrument, a recalibration date before `today` (YYYY-MM-DD)
+// that the plan does not accept with a reason, points outside of the calibrated range. If the plan asks for
+// certificates, also everything that it lacks for them. Problems that do not prevent the run are warnings.
 std::vector<PlanProblem> CheckCertificates(const Plan& plan, const std::string& today);
 
-// What a run ended with, for the caller to tell.
+// The files that were written for a run.
 struct WrittenCertificates {
-  std::vector<std::string> files;  // certificate and page of each unit
+  std::vector<std::string> files;  // the certificate and the page of each unit
 };
 
-// Writes a certificate and its page, in the language given, for each unit into `folder`: "certificate-1.xml",
-// "certificate-1.html". `sign` is "KEY.pem,CERT.pem" or empty. Refused as in BuildCertificate and SignCertificate.
+// Writes a certificate and its page for each unit into `folder`: "certificate-1.xml", "certificate-1.html". `sign` is
+// "KEY.pem,CERT.pem", or empty for unsigned certificates. Fails as BuildCertificate and SignCertificate do.
 Result<WrittenCertificates> WriteCertificates(const RunResult& run, const std::string& folder,
                                               const std::string& issue_date, const std::string& sign,
                                               Language language);

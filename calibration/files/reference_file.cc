@@ -18,7 +18,7 @@ bool IsXml(std::string_view bytes) {
   return Trimmed(bytes).starts_with('<');
 }
 
-// What "certificate check" finds fault with is no reference.
+// A certificate with findings of CheckContent is not accepted as a reference.
 Result<ReferenceCertificate> SoundReference(const Certificate& certificate, const std::string& unit) {
   const std::vector<Problem> findings = CheckContent(certificate);
   if (findings.empty()) return ReferenceFrom(certificate, unit);
@@ -28,7 +28,7 @@ Result<ReferenceCertificate> SoundReference(const Certificate& certificate, cons
 }  // namespace
 
 Result<std::string> ReadDocument(const std::string& path) {
-  // Opening a pipe would wait for its other end.
+  // A pipe is refused first, because opening it would wait for its writer.
   std::error_code failed;
   const auto status = std::filesystem::status(platform::PathOf(path), failed);
   const bool other = std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);

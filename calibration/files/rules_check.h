@@ -1,5 +1,5 @@
-// The rules (Schematron) that the keeper of digital certificates publishes beside the schema, run by Saxon where Java
-// and Saxon are installed.
+// Checks certificates with the official rules (Schematron), which are published together with the schema. Needs Java
+// and Saxon.
 #pragma once
 
 #include <optional>
@@ -10,8 +10,8 @@
 
 namespace ulix::calibration {
 
-// Empty optional where the rules (schematron/dcc.svrl in `folder`) or the programs are not there. Refused where they
-// ended without a result.
+// The findings of the rules. None if the rules (schematron/dcc.svrl in `folder`) or the programs are missing. Fails if
+// the programs end without a result.
 Result<std::optional<std::vector<RuleFinding>>> CheckDccRules(const std::string& path, const std::string& folder);
 
 }  // namespace ulix::calibration

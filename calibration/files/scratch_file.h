@@ -1,4 +1,4 @@
-// A file that is removed in every way out.
+// A temporary file. The destructor removes it.
 #pragma once
 
 #include <filesystem>

@@ -25,7 +25,7 @@ Result<void> RunXmlsec(std::vector<std::string> arguments, const Problem& failur
   return {};
 }
 
-// A name that no option can be mistaken for.
+// A path that cannot be mistaken for an option.
 std::string PathArgument(const std::string& path) { return path.starts_with('-') ? "./" + path : path; }
 
 Result<void> WriteDocument(const std::string& path, std::string_view bytes) {
@@ -46,7 +46,7 @@ Result<void> SignCertificate(const std::string& path, const std::string& key_and
                          PathArgument(unsigned_file.path)},
                         Bilingual(TextId::kSignatureNoSignature, {path, key_and_certificate}));
   if (!done) return done;
-  // What is signed with a key that is not the certificate's would be refused by everybody.
+  // The signature is verified at once: with a key that does not belong to the certificate, everybody would refuse it.
   const std::string certificate = key_and_certificate.substr(key_and_certificate.find(',') + 1);
   auto holds = RunXmlsec(
       {"--verify", "--enabled-key-data", "rsa", "--pubkey-cert-pem", certificate, PathArgument(signed_file.path)},
