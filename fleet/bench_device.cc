@@ -25,7 +25,7 @@ constexpr milliseconds kStaleSlack{2000};
 constexpr std::string_view kOutputs = "Outputs/";
 constexpr std::string_view kSetPoint = "/Set point";
 
-// Local times jump with daylight saving; the age of a stamp does not.
+// Converts through the age of the stamp, because local time jumps with daylight saving.
 UnixMs UnixOf(Date stamp) {
   const double age = (SystemClock().LocalTime() - stamp) * kMsPerDay;
   return UnixNow() - static_cast<UnixMs>(age > 0 && age < kMaxAgeMs ? std::llround(age) : 0);
@@ -40,7 +40,7 @@ std::string SetPointName(const std::string& channel) {
   return std::string(kOutputs) + channel + std::string(kSetPoint);
 }
 
-// The channel of "Outputs/CHANNEL/Set point"; none of another name.
+// The channel in "Outputs/CHANNEL/Set point"; none for any other name.
 std::optional<std::string> OutputIn(std::string_view name) {
   const bool fits =
       name.starts_with(kOutputs) && name.ends_with(kSetPoint) && name.size() > kOutputs.size() + kSetPoint.size();
@@ -55,7 +55,7 @@ struct BenchDevice::Judged {
   Quality quality;
 };
 
-// Lives as long as the instrument's sinks; the device outlives the instrument.
+// Passes the events of the instrument to the device, which outlives the instrument.
 class BenchDevice::Sink final : public EventSink {
  public:
   explicit Sink(BenchDevice& device) : device_(device) {}
@@ -202,7 +202,7 @@ BenchDevice::Channel& BenchDevice::ChannelOf(ChannelId id) {
   return channel;
 }
 
-// Some instruments tell the unit of a channel only with its reading.
+// Updates the unit of a channel, because some instruments send the unit only with a reading.
 void BenchDevice::RefreshUnit(Channel& channel, ChannelId id) {
   std::string unit;
   if (!instrument_->card().units_with_readings || Failed(instrument_->GetChanUnit(id, &unit))) return;
@@ -244,7 +244,8 @@ std::vector<Metric> BenchDevice::BirthMetrics(const std::string& identification)
   return metrics;
 }
 
-// Ids must not hang on which of two instruments is found first: commands for one would go to the other.
+// An id must not depend on which of two instruments is found first. Otherwise commands for one instrument could go to
+// the other.
 std::optional<std::string> BenchDevice::ClaimDevice(const std::string& identification) {
   const std::string& planned = config_.planned.serial_number;
   std::string serial = SerialNumberIn(identification);
@@ -305,7 +306,8 @@ void BenchDevice::Lose(const std::string& why) {
   instrument_->Disconnect();
 }
 
-// A failure inside a dead band is not reported; here it is seen. So is a reading that does not come any more.
+// Checks the channel records. This finds failures that a dead band keeps from being reported, and readings that no
+// longer come.
 void BenchDevice::Look() {
   std::vector<ChannelId> ids;
   {
@@ -318,7 +320,7 @@ void BenchDevice::Look() {
   if (Succeeded(instrument_->GetChansVals(ids, &arrays))) Take(arrays, false);
 }
 
-// A value is good only when it is known to be the measured one, and was measured lately.
+// The quality of a reading: good only if the value is certainly the measured one and recent.
 BenchDevice::Judged BenchDevice::Judge(Channel& channel, const ChannelArrays& arrays, std::size_t k) {
   const auto now = std::chrono::steady_clock::now();
   if (arrays.times[k] != channel.stamp) {
@@ -340,14 +342,14 @@ void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
   if (!alive_) return;
   for (std::size_t k = 0; k < arrays.size(); ++k) {
     const auto found = channels_.find(arrays.ids[k]);
-    if (found == channels_.end() || arrays.times[k] == 0) continue;  // not of ours, or not read yet
+    if (found == channels_.end() || arrays.times[k] == 0) continue;  // another channel, or one that was not read yet
     Channel& channel = found->second;
     RefreshUnit(channel, arrays.ids[k]);
     Judged judged = Judge(channel, arrays, k);
     const Quality before = channel.value.quality();
     const bool error_changed = std::exchange(channel.error, arrays.errors[k]) != arrays.errors[k];
-    // Between reports only a change of quality is news: values inside the dead band stay as they were told. A channel's
-    // first reading is left to its report.
+    // Between reports only a change of quality is published; a value inside the dead band is not. The first reading of
+    // a channel is published with its report.
     const bool differs = judged.quality != before || judged.value != channel.value.value || error_changed;
     const bool news = report ? differs : channel.is_told && before != judged.quality;
     if (error_changed) changed.push_back(ErrorMetric(channel, UnixOf(channel.stamp)));
@@ -359,7 +361,7 @@ void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
     if (news) changed.push_back(channel.value);
   }
   if (report && changed.empty()) changed = ValuesOf(arrays);
-  // In the order of time: what is told under the lock is in the order of the readings.
+  // Published under the lock, so that messages have the order of the readings.
   if (!changed.empty()) node_.DeviceData(device_, changed);
 }
 

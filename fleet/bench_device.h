@@ -1,4 +1,4 @@
-// One instrument of a bench: connected, scanned, published, written by command.
+// One instrument of a bench: keeps it connected, scans it, publishes its readings, and writes its outputs on command.
 #pragma once
 
 #include <chrono>
@@ -23,21 +23,24 @@ class SimulatedLine;
 
 namespace ulix::fleet {
 
-// Keeps the instrument connected with a thread of its own and publishes what its groups report. It looks for the device
-// five times a second: an unplugged one is published as dead within a second, and connected again when it is back.
+// A thread of the device keeps the instrument connected and publishes the reports of its groups. It checks five times a
+// second whether the device is present. An unplugged device is published as dead within a second, and connected again
+// when it is back.
 class BenchDevice {
  public:
-  // `node` and `log` outlive the device. `folder` is where the files are that the configuration names.
+  // `node` and `log` must outlive the device. `folder` is the folder of the files that the configuration names.
   BenchDevice(const PublishedInstrument& config, const std::string& folder, Node& node, Log log);
   ~BenchDevice();
   BenchDevice(const BenchDevice&) = delete;
   BenchDevice& operator=(const BenchDevice&) = delete;
 
   void Start();
-  // Asks the thread to end; Stop also waits for the exchange under way, which the driver bounds.
+  // RequestStop asks the thread to end. Stop also waits for its end and for the exchange in progress, whose time the
+  // driver limits.
   void RequestStop();
   void Stop();
-  // Takes a command for a device, or says why it does not. None when it is for another device; an empty text: taken.
+  // Executes a command. None if the command is for another device. Otherwise the reason of a refusal, or an empty text
+  // if the command is accepted.
   std::optional<std::string> Command(const std::string& device, const Metric& command);
   std::uint64_t turns() const { return turns_; }
 
@@ -48,11 +51,11 @@ class BenchDevice {
     std::string name;  // UTF-8
     std::string unit;
     std::uint32_t period_ms = 1000;
-    Metric value;            // last published
-    std::int32_t error = 0;  // last published
-    Date stamp = 0;          // of the last reading
+    Metric value;            // last published value
+    std::int32_t error = 0;  // last published error
+    Date stamp = 0;          // time of the last reading
     SteadyTime stamped_at{};
-    bool is_told = false;  // by a report
+    bool is_told = false;  // whether a report has published it
     bool is_read = false;
     bool is_output = false;
   };
@@ -66,7 +69,7 @@ class BenchDevice {
   bool MakeGroups();
   bool AddGroup(const PublishedGroup& group);
   void AddOutputs();
-  // The instrument's id on the broker. None, after a message, when another instrument of the bench has it.
+  // The instrument's id on the broker. If another instrument of the bench has it, logs a message and returns none.
   std::optional<std::string> ClaimDevice(const std::string& identification);
   void GiveBirth(const std::string& device, const std::string& identification);
   std::vector<Metric> BirthMetrics(const std::string& identification);
@@ -77,7 +80,7 @@ class BenchDevice {
   // Publishes what changed. A report gives all that it holds where nothing changed.
   void Take(const ChannelArrays& arrays, bool report);
   struct Judged;
-  // The reading's value and quality now. A good one counts as a sign of life.
+  // The present value and quality of a reading. A good reading also counts as a sign of life of the instrument.
   Judged Judge(Channel& channel, const ChannelArrays& arrays, std::size_t k);
   std::vector<Metric> ValuesOf(const ChannelArrays& arrays) const;
   void DoWrites();
@@ -93,7 +96,7 @@ class BenchDevice {
   const std::string folder_;
   Node& node_;
   const Log log_;
-  std::unique_ptr<SimulatedLine> simulated_;  // null: a real instrument
+  std::unique_ptr<SimulatedLine> simulated_;  // null for a real instrument
   std::unique_ptr<Instrument> instrument_;
   std::thread thread_;
   std::atomic<std::uint64_t> turns_ = 0;
@@ -103,7 +106,7 @@ class BenchDevice {
 
   mutable std::mutex mutex_;  // Guards the members below.
   std::condition_variable changed_;
-  std::string device_;  // id on the broker; empty before the first birth
+  std::string device_;  // its id on the broker; empty before the first birth
   bool alive_ = false;
   std::map<ChannelId, Channel> channels_;
   SteadyTime last_good_{};  // reading

@@ -1,4 +1,4 @@
-// When a host asks which bench for its births.
+// Decides when a host asks which bench to send its births again.
 #pragma once
 
 #include <chrono>
@@ -8,16 +8,16 @@
 
 namespace ulix::fleet {
 
-// Each bench is asked at most once in kMinInterval. One that is to be asked sooner is asked when that time is over.
+// Each bench is asked at most once in kMinInterval. An earlier request waits until that time is over.
 class BirthRequests {
  public:
   using SteadyTime = std::chrono::steady_clock::time_point;
   static constexpr std::chrono::seconds kMinInterval{10};
 
   void Want(const std::string& node) { nodes_[node].wanted = true; }
-  // Its births came: those that were missed are known now.
+  // The births of this bench have come, so no request is needed any more.
   void Born(const std::string& node);
-  // The benches to ask now. They count as asked.
+  // Returns the benches to ask now, and counts them as asked.
   std::vector<std::string> TakeDue(SteadyTime now);
   void Clear() { nodes_.clear(); }
 

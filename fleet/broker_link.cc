@@ -25,7 +25,7 @@ constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality o
 
 }  // namespace
 
-// Called by the library on the link's thread. No exception may pass it.
+// Functions that the MQTT library calls on the link's thread. No exception may leave them.
 struct BrokerLink::Callbacks {
   static void OnConnect(mosquitto* client, void* link, int code) {
     auto& self = *static_cast<BrokerLink*>(link);
@@ -115,8 +115,8 @@ bool BrokerLink::Publish(const std::string& topic, const std::string& payload, i
   return result == MOSQ_ERR_SUCCESS;
 }
 
-// A broker takes the packets of a client in their order. Its answer to this one says that it has the ones before; the
-// topic is one that is never subscribed to, so nothing changes.
+// A broker handles the packets of a client in order, so its answer to this packet says that it has received all earlier
+// ones. The packet unsubscribes from a topic that is never subscribed to, so it changes nothing.
 bool BrokerLink::RequestConfirmation() {
   const std::string topic = user_.topics().front() + "/confirmation";
   return mosquitto_unsubscribe(client_.get(), nullptr, topic.c_str()) == MOSQ_ERR_SUCCESS;
@@ -132,7 +132,7 @@ bool BrokerLink::PauseBeforeRetry() {
   const int doublings = std::min(failures_++, 5);
   const auto until = std::chrono::steady_clock::now() + std::min<seconds>(seconds(1 << doublings), seconds(30));
   std::unique_lock lock(mutex_);
-  // In pieces, so that the watchdog sees the thread.
+  // Waits in short pieces, so that the watchdog sees that the thread is alive.
   while (!stopping_ && std::chrono::steady_clock::now() < until) {
     changed_.wait_for(lock, milliseconds(500));
     ++turns_;
@@ -156,7 +156,7 @@ bool BrokerLink::Prepare() {
 
 bool BrokerLink::SetUp() {
   mosquitto* client = client_.get();
-  // The library has one code for every mistake in a file.
+  // The library has the same code for every problem of a TLS file, so the file is checked here.
   std::string cause = TlsFileProblem(settings_, folder_);
   int result = MOSQ_ERR_SUCCESS;
   if (const auto will = user_.will()) {
@@ -170,7 +170,7 @@ bool BrokerLink::SetUp() {
   return false;
 }
 
-// The library looks up the host's name before it returns. Without a name server that takes up to a minute.
+// The library looks up the host's name before it returns, which takes up to a minute without a name server.
 int BrokerLink::Connect() {
   lookup_ = std::chrono::steady_clock::now().time_since_epoch().count();
   const int result =
@@ -188,7 +188,7 @@ void BrokerLink::RunSession() {
     const std::lock_guard lock(error_mutex_);
     library_error_.clear();
   }
-  // An attempt that no broker accepted was no session.
+  // An attempt that no broker accepted does not count as a session.
   if (!begun_ || accepted_) user_.BeginSession();
   begun_ = true;
   accepted_ = false;
@@ -209,7 +209,7 @@ void BrokerLink::RunSession() {
   if (!stopping_) SayOnce(LogLevel::kWarning, reason_);
 }
 
-// The handshake may fail while the connection is made, or later: a broker that wants a certificate ends it after ours.
+// The TLS handshake may also fail after the connection was made: a broker that requires a certificate ends it later.
 void BrokerLink::NoteCause(int result) {
   if (result == MOSQ_ERR_EAI) reason_ = "the broker " + settings_.host + " is not found: no such host";
   if (!settings_.tls || accepted_) return;
@@ -222,7 +222,7 @@ void BrokerLink::NoteCause(int result) {
                        : ShownText(library_error_));
 }
 
-// Two clients with one id end each other's sessions.
+// Warns after several short sessions: two clients with the same id end each other's sessions.
 void BrokerLink::NoteLength(std::chrono::steady_clock::duration session) {
   if (session >= kSteadySession) {
     failures_ = short_sessions_ = 0;
@@ -240,7 +240,7 @@ void BrokerLink::Loop() {
     if (result != MOSQ_ERR_SUCCESS) return NoteCause(result);
     const auto now = std::chrono::steady_clock::now();
     if (!online_ && now - begun > kMaxHandshake) return;
-    // Each message that is published ends a turn.
+    // Each published message also ends a turn of the loop, so the time of the next tick is checked.
     if (now < next_tick) continue;
     next_tick = now + kTickInterval;
     if (user_.Tick(now) == BrokerClient::Health::kStuck) return;

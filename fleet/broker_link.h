@@ -1,4 +1,4 @@
-// The connection of a client to an MQTT broker, kept up by a thread of its own.
+// Keeps a client connected to an MQTT broker, with a thread of its own.
 #pragma once
 
 #include <atomic>
@@ -17,24 +17,25 @@ struct mosquitto;
 
 namespace ulix::fleet {
 
-// Connects, and connects again after 1, 2, 4 ... 30 s; after a session of half a minute it begins with 1 s again. Every
-// connection that the broker accepts is a session of the user with a will of its own. A connection that gives no
-// CONNACK or no SUBACK within ten seconds is given up.
+// After a failed or lost connection the link connects again after 1, 2, 4 ... 30 s. A session of half a minute or more
+// resets this to 1 s. Each accepted connection is one session of the client, with its own will. An attempt without
+// CONNACK or SUBACK within ten seconds is given up.
 class BrokerLink final : private BrokerConnection {
  public:
   static constexpr std::chrono::seconds kMaxNameLookup{120};
 
-  // `folder` is where the files are that the settings name. `user` and what `log` uses outlive the link.
+  // `folder` is the folder of the files that the settings name. `user` and everything that `log` uses must outlive the
+  // link.
   BrokerLink(BrokerSettings settings, std::string password, std::string folder, BrokerClient& user, Log log);
   ~BrokerLink() override { Stop(); }
   BrokerLink(const BrokerLink&) = delete;
   BrokerLink& operator=(const BrokerLink&) = delete;
 
   void Start();
-  // Waits at most two seconds for what the broker has not confirmed, lets the user say its death, disconnects.
+  // Waits at most two seconds for missing confirmations, calls SayDeath, and disconnects.
   void Stop();
-  // Whether the thread went on since the last call, or looks up the broker's name for less than kMaxNameLookup, for a
-  // watchdog. One thread calls it.
+  // For a watchdog: whether the thread has made progress since the last call, or has been looking up the broker's name
+  // for less than kMaxNameLookup. Call it on one thread only.
   bool IsMoving();
   bool online() const { return online_; }
 
@@ -54,7 +55,7 @@ class BrokerLink final : private BrokerConnection {
   void Farewell();
   bool PauseBeforeRetry();
   void Say(LogLevel level, const std::string& text) const;
-  // Says it once until something else happens.
+  // Logs the text, unless it was the last one logged.
   void SayOnce(LogLevel level, const std::string& text);
 
   const BrokerSettings settings_;
@@ -68,20 +69,21 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<bool> stopping_ = false;
   std::atomic<bool> online_ = false;
   std::atomic<std::uint64_t> turns_ = 0;
-  std::uint64_t last_turns_ = 0;                            // of IsMoving
-  std::atomic<std::chrono::steady_clock::rep> lookup_ = 0;  // when the name's look-up began; 0: none is under way
+  std::uint64_t last_turns_ = 0;  // at the last call of IsMoving
+  std::atomic<std::chrono::steady_clock::rep> lookup_ =
+      0;  // when the look-up of the name began; 0: none is in progress
 
-  // Of the thread. The client is used by other threads too, through Publish, between Online and Offline of the user.
+  // Used by the thread. Other threads also use the client, through Publish, between Online and Offline.
   MqttClient client_;
-  int subscriptions_ = 0;                      // that were answered in this session
-  bool failed_ = false;                        // the session is over
-  bool begun_ = false;                         // a session
-  bool accepted_ = false;                      // by the broker
+  int subscriptions_ = 0;                      // confirmed subscriptions of this session
+  bool failed_ = false;                        // whether the session is over
+  bool begun_ = false;                         // whether a session has begun
+  bool accepted_ = false;                      // whether the broker has accepted it
   std::atomic<int> acknowledged_message_ = 0;  // id of the message whose acknowledgement is awaited; 0: none
-  std::string reason_;                         // why this session came to nothing
+  std::string reason_;                         // why this session failed
   std::string said_;
-  int failures_ = 0;        // sessions that ended before kSteadySession, one after the other
-  int short_sessions_ = 0;  // of these, the ones that the broker accepted
+  int failures_ = 0;        // consecutive sessions shorter than kSteadySession
+  int short_sessions_ = 0;  // those of them that the broker accepted
 
   std::mutex error_mutex_;
   std::string library_error_;  // the first one of this session. Guarded by error_mutex_.

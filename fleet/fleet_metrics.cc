@@ -4,7 +4,7 @@
 namespace ulix::fleet {
 namespace {
 
-// A label's value: backslash and quote are escaped. The texts of a view have no line ends.
+// The value of a label, with backslash and quote escaped. The texts of a view have no line ends.
 std::string Quoted(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) quoted += c == '\\' || c == '"' ? std::string("\\") + c : std::string(1, c);

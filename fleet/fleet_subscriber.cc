@@ -20,7 +20,8 @@ std::optional<int> PortIn(std::string_view text) {
   return good ? std::optional(port) : std::nullopt;
 }
 
-// "HOST", "HOST:PORT"; an address of IPv6 stands in brackets. None where the port is none; 0: no port is told.
+// Parses "HOST" or "HOST:PORT"; an IPv6 address stands in brackets. Returns the port, 0 without one, and none for an
+// invalid port.
 std::optional<int> ReadHost(std::string_view text, std::string& host) {
   const std::size_t bracket = text.rfind(']');
   const std::size_t colon = text.rfind(':');
@@ -84,7 +85,7 @@ void FleetSubscriber::Offline() {
   view_.Disconnected();
 }
 
-// A bench never sends retained messages: such a one is of another time.
+// Ignores retained messages: a bench never sends them, so their time is unknown.
 void FleetSubscriber::Received(const std::string& text, std::string_view payload, bool retained) {
   if (retained) return;
   const bool is_unknown = view_.Received(text, payload);
@@ -96,7 +97,7 @@ void FleetSubscriber::Received(const std::string& text, std::string_view payload
     requests_.Born(topic->node);
 }
 
-// Ticks come while the connection is made, too; what is wanted then is asked for afterwards.
+// Ticks also come while the connection is made; then the requests wait.
 BrokerClient::Health FleetSubscriber::Tick(SteadyTime now) {
   if (!connection_) return Health::kGood;
   for (const std::string& node : requests_.TakeDue(now)) AskForBirths(node);

@@ -17,21 +17,21 @@
 
 namespace ulix::fleet {
 
-// "mqtt://[USER@]HOST[:PORT]/GROUP". TLS is on unless the host is this machine; "mqtts://" has it always. The error is
-// a sentence.
+// The address of a group of benches: "mqtt://[USER@]HOST[:PORT]/GROUP". TLS is used unless the host is this machine;
+// with "mqtts://" it is always used. The error is a sentence.
 struct FleetAddress {
   BrokerSettings broker;
   std::string group;
 };
 tl::expected<FleetAddress, std::string> ParseFleetAddress(std::string_view url);
-// Whether a text begins as such an address.
+// Whether a text begins like such an address.
 bool IsFleetAddress(std::string_view text);
 
-// Keeps a view up to date, and connects again when the broker was away. Asks a bench for its births, at most once in
-// ten seconds, when it does not know them or a message is missing. Nothing else is written.
+// Keeps a view up to date, and connects again when the broker was away. When the births of a bench are unknown or a
+// message is missing, asks the bench for its births, at most once in ten seconds. Publishes nothing else.
 class FleetSubscriber final : private BrokerClient {
  public:
-  // `view` outlives the subscriber.
+  // `view` must outlive the subscriber.
   FleetSubscriber(const FleetAddress& address, const std::string& password, FleetView& view);
   ~FleetSubscriber() override { Stop(); }
   FleetSubscriber(const FleetSubscriber&) = delete;
@@ -40,7 +40,7 @@ class FleetSubscriber final : private BrokerClient {
   void Start() { link_.Start(); }
   void Stop() { link_.Stop(); }
   bool online() const { return link_.online(); }
-  // Why it is not connected, in a sentence; empty while it is, and before the first attempt failed.
+  // Why there is no connection, in a sentence. Empty while connected, and before the first attempt has failed.
   std::string trouble() const;
 
  private:
@@ -55,10 +55,10 @@ class FleetSubscriber final : private BrokerClient {
   FleetView& view_;
   mutable std::mutex mutex_;
   std::string trouble_;  // Guarded by mutex_.
-  // Of the link's thread.
+  // Used by the link's thread only.
   BrokerConnection* connection_ = nullptr;
   BirthRequests requests_;
-  BrokerLink link_;  // ends first: it calls the others
+  BrokerLink link_;  // destroyed first, because its thread uses the members above
 };
 
 }  // namespace ulix::fleet

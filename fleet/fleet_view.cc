@@ -14,9 +14,9 @@ constexpr std::string_view kValueStart = "Inputs/", kValueEnd = "/Value";
 constexpr std::string_view kSetPointStart = "Outputs/", kSetPointEnd = "/Set point";
 constexpr std::string_view kErrorStart = "Channel/", kErrorEnd = "/Error code";
 constexpr char kSetPointMark[] = " set point";
-constexpr UnixMs kLastTime = 253'402'300'799'999;  // of the year 9999
+constexpr UnixMs kLastTime = 253'402'300'799'999;  // end of the year 9999
 
-// The channel in "START CHANNEL END"; none of another name.
+// The channel in a name that consists of `start`, channel and `end`; none for any other name.
 std::optional<std::string> Between(std::string_view name, std::string_view start, std::string_view end) {
   const bool fits = name.starts_with(start) && name.ends_with(end) && name.size() > start.size() + end.size();
   if (!fits) return std::nullopt;
@@ -36,7 +36,7 @@ std::optional<std::int64_t> BdSeqIn(const Payload& payload) {
   return std::nullopt;
 }
 
-// A reading told by a metric. The error and its text are told by another one.
+// The reading in a metric. Its error and the text are in another metric.
 SeenChannel Told(const Metric& metric, const SeenChannel& before) {
   SeenChannel told = before;
   told.value = NumberIn(metric.value);
@@ -49,7 +49,7 @@ SeenChannel Told(const Metric& metric, const SeenChannel& before) {
   return told;
 }
 
-// A reading that could not be sent when it was taken. `error` is the last one that was told before it.
+// A historical reading, which could not be sent at its time. `error` is the last error that was received before it.
 SeenChannel ToldLater(const Metric& metric, const std::string& unit, const SeenError& error) {
   SeenChannel told = Told(metric, {.unit = unit});
   if (told.quality == Quality::kGood) return told;
@@ -58,7 +58,7 @@ SeenChannel ToldLater(const Metric& metric, const std::string& unit, const SeenE
   return told;
 }
 
-// The published code in a value; 0 where it holds none. Some write it as an unsigned number.
+// The published code in a value; 0 if it holds none. Some programs write it as an unsigned number.
 std::int32_t CodeIn(const MetricValue& value) {
   using Limits = std::numeric_limits<std::int32_t>;
   if (const auto* code = std::get_if<std::int32_t>(&value)) return *code;
@@ -115,7 +115,7 @@ SeenChannel* FleetView::ChannelOf(SeenInstrument& instrument, const std::string&
   return &instrument.channels[name];
 }
 
-// Errors of a channel are told once for its reading and its set point.
+// Reads the errors of channels. One error metric is for both the reading and the set point of a channel.
 void FleetView::TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& told) {
   for (const Metric& metric : payload.metrics) {
     const auto channel = Between(metric.name, kErrorStart, kErrorEnd);
@@ -141,13 +141,13 @@ void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInst
   for (const Metric& metric : payload.metrics) {
     auto name = Between(metric.name, kValueStart, kValueEnd);
     if (const auto output = Between(metric.name, kSetPointStart, kSetPointEnd)) {
-      // An output that was never set has nothing to tell.
+      // An output that was never set has no value.
       const bool is_set = !std::holds_alternative<std::monostate>(metric.value) || metric.quality() == Quality::kBad;
       if (is_set || instrument.channels.contains(*output + kSetPointMark)) name = *output + kSetPointMark;
     }
     if (name && ChannelOf(instrument, *name)) values.emplace_back(*name, &metric);
   }
-  // An error belongs to the values of its message, wherever it stands.
+  // The errors first: an error belongs to the values of the same message, wherever it is in the message.
   TakeErrors(payload, instrument, told);
   for (const auto& [name, metric] : values) {
     SeenChannel& channel = instrument.channels[name];
@@ -161,7 +161,7 @@ void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInst
   for (const std::string& name : told) Report({topic.node, topic.device, name, instrument.channels[name]});
 }
 
-// A birth that was asked for changes nothing; that of a new session comes before those of the instruments.
+// A requested birth changes nothing. In a new session the birth of the bench comes before those of its instruments.
 void FleetView::TakeBirth(const Payload& payload, const std::string& name, SeenBench& bench) {
   const auto bd_seq = BdSeqIn(payload);
   if (bench.bd_seq && bd_seq != bench.bd_seq) BenchGone(name, bench);

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kSegments = 16;  // that the bound is divided into
+constexpr std::uint64_t kSegments = 16;  // into which the maximum size is divided
 constexpr std::uint64_t kMaxSegment = 1024 * 1024;
 constexpr std::size_t kHeader = 8;  // length and checksum, little-endian
 constexpr std::string_view kExtension = ".messages";
@@ -104,7 +104,7 @@ void MessageStore::EndSegment() {
   writing_.reset();
 }
 
-// What a full disk took of a record is cut off, so that the segment can go on later.
+// Cuts off an incomplete record on a full disk, so that the segment can be continued later.
 bool MessageStore::WriteRecord(std::string_view framed) {
   if (!writing_ && !StartSegment()) return false;
   Segment& segment = segments_.back();
@@ -171,7 +171,7 @@ bool MessageStore::LoadSegment() {
 
 std::optional<std::string> MessageStore::Next() {
   for (; read_segment_ < segments_.size(); ++read_segment_, read_at_ = 0, loaded_ = false) {
-    // The segment that is written may have grown since.
+    // The segment that is being written may have grown since it was loaded.
     const bool grown = loaded_ && read_text_.size() < segments_[read_segment_].bytes;
     if (!loaded_ || grown) LoadSegment();
     while (read_at_ + kHeader <= read_text_.size()) {
@@ -182,7 +182,7 @@ std::optional<std::string> MessageStore::Next() {
       read_at_ += kHeader + size;
       if (Crc32(record) == checksum) return record;
     }
-    // Reading goes on in the next segment only when this one is complete.
+    // Reading continues in the next segment only if this one is complete.
     if (read_segment_ + 1 == segments_.size() && writing_) return std::nullopt;
   }
   return std::nullopt;

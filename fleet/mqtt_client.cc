@@ -10,7 +10,7 @@ namespace {
 constexpr char kSystemAuthorities[] = "/etc/ssl/certs";
 constexpr int kVerifyPeer = 1;
 
-// A key that is encrypted cannot be used: nobody is there to type its password.
+// An encrypted key cannot be used, because nobody is there to type its password.
 int NoPassword(char*, int, int, void*) { return 0; }
 
 const char* OrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
@@ -18,7 +18,7 @@ const char* OrNull(const std::string& text) { return text.empty() ? nullptr : te
 }  // namespace
 
 MqttClient MakeMqttClient(const std::string& id, void* owner) {
-  // The library is set up once a process.
+  // The library is initialised once in a process.
   static const int done = mosquitto_lib_init();
   static_cast<void>(done);
   MqttClient client(mosquitto_new(OrNull(id), true, owner), mosquitto_destroy);

@@ -1,4 +1,4 @@
-// What every client of the MQTT library does.
+// Functions that every client of the MQTT library needs.
 #pragma once
 
 #include <memory>
@@ -12,12 +12,12 @@ namespace ulix::fleet {
 
 using MqttClient = std::unique_ptr<mosquitto, void (*)(mosquitto*)>;
 
-// A client whose callbacks get `owner`; its functions may be called from several threads. An empty id: the library
-// makes one. Null without memory.
+// Makes a client whose callbacks get `owner`. Its functions may be called from several threads. With an empty id the
+// library makes one. Null when there is no memory.
 MqttClient MakeMqttClient(const std::string& id, void* owner);
 
-// User, password and TLS with certificate check as the settings say; `folder` is where their files are. A code of the
-// library.
+// Sets user, password, and TLS with certificate check as the settings say. `folder` is the folder of their files.
+// Returns a code of the library.
 int SetUpSecurity(mosquitto* client, const BrokerSettings& settings, const std::string& password,
                   const std::string& folder);
 

@@ -12,10 +12,10 @@ namespace {
 constexpr char kBdSeq[] = "bdSeq";
 constexpr char kRebirth[] = "Node Control/Rebirth";
 constexpr std::size_t kMaxUnconfirmedBytes = 4 * 1024 * 1024;
-constexpr std::size_t kHistoryBatch = 256 * 1024;  // bytes, between two confirmations
-constexpr std::size_t kMaxCommands = 100;          // in one message
+constexpr std::size_t kHistoryBatch = 256 * 1024;  // bytes between two confirmations
+constexpr std::size_t kMaxCommands = 100;          // commands accepted in one message
 constexpr std::size_t kMaxCommandBytes = 64 * 1024;
-constexpr std::size_t kMetricBytes = 150;  // about, in memory
+constexpr std::size_t kMetricBytes = 150;  // approximate size in memory
 
 Metric BdSeqMetric(std::uint8_t bd_seq) {
   return {.name = kBdSeq, .type = DataType::kInt64, .value = std::int64_t{bd_seq}, .time = UnixNow()};
@@ -138,7 +138,7 @@ std::string Node::ClaimDevice(const std::string& name, const std::string& instru
 void Node::DeviceBorn(const std::string& name, std::vector<Metric> metrics) {
   const std::lock_guard lock(mutex_);
   Device& device = devices_[name];
-  // A folder that could not be used may be there now.
+  // Tries again to open the store: its folder may be usable now.
   if (!device.store && options_.open_store) device.store = options_.open_store(name);
   device.metrics = std::move(metrics);
   device.places.clear();
@@ -147,7 +147,7 @@ void Node::DeviceBorn(const std::string& name, std::vector<Metric> metrics) {
   if (connection_) SendDeviceBirth(name, device);
 }
 
-// A death that nobody hears is kept as what it means: from here on no value is known.
+// Without a connection the death goes to the store as stale values, because from now on no value is known.
 void Node::DeviceDied(const std::string& name) {
   const std::lock_guard lock(mutex_);
   Device& device = devices_[name];
@@ -185,7 +185,7 @@ void Node::DeviceData(const std::string& name, const std::vector<Metric>& metric
   Device& device = devices_[name];
   Payload payload{.time = UnixNow(), .metrics = Remember(device, metrics)};
   if (!device.alive || payload.metrics.empty()) return;
-  // A connection that takes nothing any more must not fill the memory.
+  // Messages that a stalled connection does not confirm must not fill the memory.
   const bool clogged = unconfirmed_bytes_ > kMaxUnconfirmedBytes;
   if (!connection_ || clogged || !Send(MessageType::kDeviceData, name, payload)) return Keep(name, std::move(payload));
   SendMirror(name, payload.metrics);
@@ -220,7 +220,7 @@ bool Node::SendHistoryOf(const std::string& name, Device& device, std::size_t* b
     const auto record = device.store->Next();
     if (!record) return true;
     auto payload = Decode(*record);
-    if (!payload) continue;  // of another version
+    if (!payload) continue;  // a record of another version
     *bytes += record->size();
     payload->time = UnixNow();
     SendMirror(name, payload->metrics);
@@ -230,7 +230,7 @@ bool Node::SendHistoryOf(const std::string& name, Device& device, std::size_t* b
   return true;
 }
 
-// One batch at a time: the next one follows when the broker has this one.
+// Sends one batch. The next one follows after the broker has confirmed this one.
 void Node::SendHistory() {
   if (last_history_ != 0) return;
   std::size_t bytes = 0;
@@ -318,7 +318,7 @@ void Node::Execute(const std::string& device, const std::vector<Metric>& command
   if (refused > 0) Refuse(first);
 }
 
-// A flood of commands must not fill the log.
+// Logs a refusal, but limits the number of lines, because many commands must not fill the log.
 void Node::Refuse(const std::string& text) {
   std::uint64_t left_out = 0;
   {

@@ -1,4 +1,4 @@
-// A bench as hosts see it on a broker: its births, deaths, data and commands, in the order that Sparkplug asks for.
+// A bench on a broker: its births, deaths, data and commands, in the order that Sparkplug requires.
 #pragma once
 
 #include <chrono>
@@ -20,62 +20,62 @@
 
 namespace ulix::fleet {
 
-// One node with its devices. Messages are counted and handed to the connection under one lock, so `seq` never skips.
+// One node with its devices. Messages are numbered and passed to the connection under one lock, so that `seq` has no
+// gaps.
 //
-// What is published while there is no connection goes to the device's store. What was published and not confirmed when
-// the connection was lost goes there too. When the device is born again, its store is sent as historical.
+// Data that is published without a connection goes to the store of the device, and so does data that was not confirmed
+// when the connection was lost. After the next birth of the device its store is sent as historical data.
 //
-// All members may be called from any thread. The command handler is called with no lock held; the log must not call the
-// node.
+// Any thread may call any member. The command handler is called with no lock held. The log must not call the node.
 class Node final : public BrokerClient {
  public:
-  // Opens the store of a device; null where none is kept.
+  // Opens the store of a device; null if the device has none.
   using StoreOpener = std::function<std::unique_ptr<MessageStore>(const std::string& device)>;
-  // Executes a command or says why it does not; an empty text: it is executed.
+  // Executes a command. Returns the reason of a refusal, or an empty text.
   using CommandHandler = std::function<std::string(const std::string& device, const Metric& command)>;
 
   struct Options {
     std::string group;
     std::string node;
-    std::uint8_t last_bd_seq = 255;                 // of the session before; the first one is 0 then
-    std::function<void(std::uint8_t)> keep_bd_seq;  // keeps it for the next program
-    std::vector<Metric> metrics;                    // of the node itself, beside those that every node has
+    std::uint8_t last_bd_seq = 255;                 // bdSeq of the session before; with 255 the first one is 0
+    std::function<void(std::uint8_t)> keep_bd_seq;  // stores it for the next program
+    std::vector<Metric> metrics;                    // of the node itself, besides those that every node has
     StoreOpener open_store;
-    std::string mirror_prefix;  // of the topics of the JSON mirror; empty: none
+    std::string mirror_prefix;  // prefix of the topics of the JSON mirror; empty: none
     Log log;
   };
 
   explicit Node(Options options);
 
-  // Counts bdSeq.
+  // Increments bdSeq.
   void BeginSession() override;
-  // NDEATH with the bdSeq of the next births.
+  // NDEATH, with the bdSeq of the next births.
   std::optional<Will> will() const override;
-  // Those of commands.
+  // The topics of commands.
   std::vector<std::string> topics() const override;
   // Sends the births.
   void Online(BrokerConnection& connection) override;
   void Offline() override;
-  // NDEATH.
+  // Publishes NDEATH.
   void SayDeath() override;
 
-  // Reserves an id for one instrument of the bench until the program's end, or until that instrument claims another id.
-  // Gives the one that has it: `instrument`, or an earlier one.
+  // Reserves an id for one instrument of the bench, until the end of the program or until that instrument claims
+  // another id. Returns the instrument that has the id: `instrument`, or an earlier one.
   std::string ClaimDevice(const std::string& device, const std::string& instrument);
-  // Publishes the device's birth. `metrics` are all that ever come, with their values. A device that is alive is born
-  // again.
+  // Publishes the birth of a device. `metrics` are all metrics that the device can ever send, with their values. A
+  // device that is alive is born again.
   void DeviceBorn(const std::string& device, std::vector<Metric> metrics);
   void DeviceDied(const std::string& device);
-  // What changed. Metrics that the birth does not have are dropped.
+  // Publishes changed metrics. Metrics that are not in the birth are ignored.
   void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
 
   void HandleCommandsWith(CommandHandler handler);
-  // Commands. Retained ones are ignored: a command is for now. What is refused is logged, one line for a message and at
-  // most kMaxRefusals lines in kRefusalInterval.
+  // Takes commands. Retained ones are ignored, because a command is meant for the present moment. Refusals are logged,
+  // one line for each message and at most kMaxRefusals lines in kRefusalInterval.
   void Received(const std::string& topic, std::string_view payload, bool retained) override;
   void Confirmed() override;
-  // Sends history and asks for confirmations. kStuck when the broker has confirmed nothing for kMaxUnconfirmed: the
-  // connection is dead.
+  // Sends historical data and asks for confirmations. kStuck when the broker has confirmed nothing for kMaxUnconfirmed,
+  // because the connection is then dead.
   Health Tick(SteadyTime now) override;
   bool HasUnconfirmed() const override;
 
@@ -90,8 +90,8 @@ class Node final : public BrokerClient {
     std::vector<Metric> metrics;                             // with their last values
     std::map<std::string, std::size_t, std::less<>> places;  // of the metrics, by name
     bool alive = false;
-    bool loss_told = false;               // that messages of it were lost
-    std::unique_ptr<MessageStore> store;  // null: none is kept
+    bool loss_told = false;               // whether a loss of its messages was logged
+    std::unique_ptr<MessageStore> store;  // null: none
   };
   struct Unconfirmed {
     std::uint64_t number = 0;
@@ -100,7 +100,7 @@ class Node final : public BrokerClient {
     std::size_t bytes = 0;
   };
 
-  // Sets the payload's seq.
+  // Sets the payload's seq and sends the message.
   bool Send(MessageType type, const std::string& device, Payload& payload);
   void SendNodeBirth();
   void SendDeviceBirth(const std::string& name, Device& device);
@@ -127,15 +127,15 @@ class Node final : public BrokerClient {
   bool rebirth_wanted_ = false;
   std::optional<SteadyTime> last_rebirth_;
   SteadyTime refusals_since_{};
-  std::uint64_t refusals_ = 0;  // since then
+  std::uint64_t refusals_ = 0;  // refusals since then
 
   std::deque<Unconfirmed> unconfirmed_;
   std::size_t unconfirmed_bytes_ = 0;
-  std::uint64_t published_ = 0;         // messages, in all
-  std::uint64_t asked_up_to_ = 0;       // the message that the confirmation under way is for
-  std::optional<SteadyTime> asked_at_;  // none: no confirmation is under way
+  std::uint64_t published_ = 0;         // number of messages in all
+  std::uint64_t asked_up_to_ = 0;       // number of the last message that the awaited confirmation covers
+  std::optional<SteadyTime> asked_at_;  // none: no confirmation is awaited
   std::optional<SteadyTime> last_asked_;
-  std::uint64_t last_history_ = 0;  // number of the last message from a store; 0: none is on its way
+  std::uint64_t last_history_ = 0;  // number of the last unconfirmed message from a store; 0: none
 };
 
 }  // namespace ulix::fleet

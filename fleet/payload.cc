@@ -10,7 +10,7 @@ namespace ulix::fleet {
 namespace {
 
 DataType TypeOf(const MetricValue& value) {
-  constexpr DataType kTypes[] = {DataType::kString,  // of a property that is null
+  constexpr DataType kTypes[] = {DataType::kString,  // the type of a null property
                                  DataType::kInt32,   DataType::kInt64, DataType::kDouble,
                                  DataType::kBoolean, DataType::kString};
   return kTypes[value.index()];
@@ -28,10 +28,11 @@ struct ValueWriter {
   void operator()(const std::string& value) const { message.set_string_value(value); }
 };
 
-// Codes of the wire for types that are read only.
+// Codes of types that are read but never written.
 enum UnsignedType : std::uint32_t { kUInt8 = 5, kUInt16 = 6, kUInt32 = 7, kUInt64 = 8, kDateTime = 13 };
 
-// The same bits are a negative number in one type and a large one in another. Without a type nobody knows which.
+// Reads an integer. The same bits are a negative number in one type and a large one in another, so without a type such
+// a value is null.
 MetricValue ReadInt(std::uint32_t bits, std::uint32_t type) {
   const auto number = static_cast<std::int32_t>(bits);
   if (type == kUInt8 || type == kUInt16 || type == kUInt32) return std::int64_t{bits};
@@ -80,7 +81,7 @@ void Write(const Metric& metric, wire::Metric& out) {
   }
 }
 
-// The type that fits the value; of a null, what the message says where it is known here.
+// The type of a value. For a null it is the type in the message, if that type is known.
 DataType ReadType(const wire::Metric& in, const MetricValue& value) {
   if (!std::holds_alternative<std::monostate>(value)) return TypeOf(value);
   for (const DataType type : {DataType::kInt32, DataType::kInt64, DataType::kBoolean, DataType::kString}) {

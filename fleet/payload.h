@@ -1,4 +1,4 @@
-// What the messages of a bench carry: Sparkplug B payloads, as values.
+// Sparkplug B payloads, the content of a bench's messages, as values.
 #pragma once
 
 #include <cstdint>
@@ -17,9 +17,9 @@ namespace ulix::fleet {
 using UnixMs = std::uint64_t;
 UnixMs UnixNow();
 
-// Codes of the wire for the types of values that are written. Values of other types are read as one of these that
-// holds them; an unsigned number above 2^63 as the nearest double. A number whose type is not told is null where it
-// could be a negative or a large one.
+// The codes of the types that are written. A value of another type is read as one of these types that can hold it; an
+// unsigned number above 2^63 becomes the nearest double. A number without a type is null if its bits could be a
+// negative or a large number.
 enum class DataType : std::uint32_t { kInt32 = 3, kInt64 = 4, kDouble = 10, kBoolean = 11, kString = 12 };
 
 // std::monostate: null. Texts are UTF-8.
@@ -35,15 +35,15 @@ struct Metric {
   std::string name;
   DataType type = DataType::kDouble;
   MetricValue value;
-  UnixMs time = 0;          // of the reading; 0: none given
+  UnixMs time = 0;          // time of the reading; 0: not given
   bool historical = false;  // sent later than it was taken
   std::vector<std::pair<std::string, MetricValue>> properties;
 
-  // Null where there is no such property.
+  // The value of a property; null if there is none.
   const MetricValue* Property(std::string_view key) const;
   // Sets the property, or adds it.
   void SetProperty(std::string_view key, MetricValue property);
-  // kGood for a metric that says nothing of its quality and has a value.
+  // The quality. kGood for a metric without the property that has a value.
   Quality quality() const;
   bool operator==(const Metric&) const = default;
 };
@@ -58,18 +58,18 @@ struct Payload {
 
 std::string Encode(const Payload& payload);
 
-// Bounds of what is read.
+// Limits of what is read.
 inline constexpr std::size_t kMaxPayloadBytes = 1024 * 1024;
 inline constexpr std::size_t kMaxMetrics = 10000;
 inline constexpr std::size_t kMaxProperties = 64;
 
-// Why the bytes are no payload, in a sentence, where they are none. Nothing in the bytes makes it use more memory than
-// a few times their size.
+// Decodes a payload. The error is a sentence. Whatever the bytes are, the memory used is at most a few times their
+// size.
 tl::expected<Payload, std::string> Decode(std::string_view bytes);
 
-// The number of a value that is one; true and false are 1 and 0.
+// The number in a value; true and false are 1 and 0. None for a text or null.
 std::optional<double> NumberIn(const MetricValue& value);
-// For people: "12.5", "true", "null".
+// A value as text for people: "12.5", "true", "null".
 std::string TextOf(const MetricValue& value);
 
 }  // namespace ulix::fleet

@@ -31,8 +31,8 @@ using calibration::PlanProblems;
 constexpr double kMaxPeriod = 24 * 3600;
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
-// The MQTT library takes no file numbers above 1023, and an instrument may have four files: its line with a lock, its
-// store, a socket.
+// The MQTT library supports no file descriptors above 1023, and an instrument may have four: its line, a lock, its
+// store and a socket.
 constexpr std::size_t kMaxInstruments = 200;
 
 void ReadTopicId(JsonReader& from, const std::string& key, std::string& id) {
@@ -40,7 +40,7 @@ void ReadTopicId(JsonReader& from, const std::string& key, std::string& id) {
   if (!node || !from.Text(key, id)) return;
   if (!IsTopicId(id))
     from.Note(*node, key, "is to be a text without '+', '#' and '/', of at most 200 bytes, of visible characters");
-  // It names a folder of the store, too.
+  // The name is also that of a folder of the store.
   if (id == "." || id == "..") from.Note(*node, key, "is to be a name");
 }
 
@@ -96,7 +96,7 @@ void ReadGroup(JsonReader& from, PublishedGroup& group) {
   if (from.Number("dead-band-percent", number, 0, 1000)) {
     group.settings.dead_band_percent = static_cast<float>(number);
   }
-  // Without the key, only a dead band decides.
+  // Without the key only the dead bands decide on reports.
   group.settings.dead_time_max_s = std::numeric_limits<std::uint32_t>::max();
   if (from.Seconds("max-report-interval", seconds, 1, kMaxPeriod)) {
     group.settings.dead_time_max_s = static_cast<std::uint32_t>(seconds);
@@ -172,7 +172,7 @@ void ReadConfig(JsonReader& from, PublishConfig& config) {
   });
 }
 
-// Whether what was read fits together and fits the models.
+// Checks whether the parts of a configuration fit each other and the models.
 class ConfigChecker {
  public:
   ConfigChecker(const PublishConfig& config, PlanProblems& problems) : config_(config), problems_(problems) {}
@@ -212,7 +212,7 @@ class ConfigChecker {
     CheckWritable(*made, instrument, path + ".allow-writes.");
   }
 
-  // An output has a name and an id; limits for both would leave open which count.
+  // An output can be named by name or by id. Limits for both would contradict each other.
   void CheckWritable(Instrument& made, const PublishedInstrument& instrument, const std::string& path) {
     std::set<ChannelId> taken;
     for (const WritableOutput& output : instrument.writable) {
@@ -242,7 +242,7 @@ class ConfigChecker {
   std::set<std::string> devices_;
 };
 
-// Four decimal numbers up to 255, the first one 127. A name may begin like that, too.
+// Whether a host is four decimal numbers up to 255, the first one 127. A host name may also begin with "127.".
 bool IsLoopbackAddress(std::string_view host) {
   int numbers[4] = {};
   for (int k = 0; k < 4; ++k) {

@@ -1,5 +1,5 @@
-// What ulix-publish is told by its file: the node, the broker, the instruments with their groups, and what may be
-// written. Texts are UTF-8.
+// The configuration file of ulix-publish: the node, the broker, the instruments with their groups, and the outputs that
+// may be written. Texts are UTF-8.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@
 namespace ulix::fleet {
 
 struct TlsSettings {
-  std::string ca_file;      // certificates of authorities; empty: those of the system
-  std::string certificate;  // of this program, where the broker asks for one
+  std::string ca_file;      // certificates of trusted authorities; empty: those of the system
+  std::string certificate;  // of this program, if the broker requires one
   std::string key;
 };
 
@@ -24,7 +24,7 @@ struct BrokerSettings {
   int port = 0;
   std::optional<TlsSettings> tls;  // none: plain TCP
   std::string user;
-  std::string password_file;  // mode 0600; its first line is the password
+  std::string password_file;  // must have mode 0600; its first line is the password
   int keep_alive = 10;        // seconds
   std::string client_id;      // empty: made from group and node
 };
@@ -35,7 +35,7 @@ struct PublishedGroup {
   int line = 0;
 };
 
-// An output that commands may write, between `min` and `max` in channel units.
+// An output that commands may write, with values from `min` to `max` in channel units.
 struct WritableOutput {
   std::string channel;
   double min = 0;
@@ -43,23 +43,23 @@ struct WritableOutput {
   int line = 0;
 };
 
-// The certificate of the instrument's last calibration, as hosts are told of it.
+// Facts about the instrument's last calibration, for hosts.
 struct CertificateNote {
   std::string identifier;
-  std::string valid_until;  // YYYY-MM-DD; empty: not said
+  std::string valid_until;  // YYYY-MM-DD; empty: not given
 };
 
 struct PublishedInstrument {
   calibration::PlannedInstrument planned;
-  std::string device;  // its id on the broker; empty: MODEL-SERIAL
+  std::string device;  // id on the broker; empty: MODEL-SERIAL
   std::vector<PublishedGroup> groups;
   std::vector<WritableOutput> writable;
   std::optional<CertificateNote> certificate;
-  double lost_after = 10;  // seconds without one good reading until it counts as lost
+  double lost_after = 10;  // seconds without a good reading after which the instrument counts as lost
 };
 
 struct StoreSettings {
-  std::string folder;  // empty: the folder of the service or of the user
+  std::string folder;  // empty: see StoreFolderOf
   double max_megabytes = 64;
 };
 
@@ -68,29 +68,29 @@ struct PublishConfig {
   std::string node;
   BrokerSettings broker;
   StoreSettings store;
-  std::string json_mirror;  // prefix of the mirror's topics; empty: none
+  std::string json_mirror;  // prefix of the topics of the JSON mirror; empty: no mirror
   std::vector<PublishedInstrument> instruments;
-  std::string folder;  // of the file; files that it names are relative to it
+  std::string folder;  // folder of the file; files that it names are relative to it
 };
 
 struct LoadedConfig {
-  PublishConfig config;                            // usable only where no problem is an error
+  PublishConfig config;                            // usable only if no problem is an error
   std::vector<calibration::PlanProblem> problems;  // in the order of their lines
 
   bool usable() const;
 };
 
-// Checks syntax, keys, values, whether they fit the catalogue of models, and the password file. No instrument and no
-// broker is asked.
+// Loads a configuration. Checks syntax, keys, values, whether they fit the supported models, and the password file.
+// Sends nothing to any instrument or broker.
 LoadedConfig LoadConfig(std::string_view text, const std::string& folder);
 
 // Whether the host is this machine: localhost, 127.x.x.x or ::1.
 bool IsLoopback(std::string_view host);
 
-// What is wrong with a file that the TLS settings name, in a sentence; empty: nothing.
+// The problem of a file in the TLS settings, as a sentence; empty if there is none.
 std::string TlsFileProblem(const BrokerSettings& broker, const std::string& folder);
 
-// The password of the broker; empty where no file is named. The error is a sentence that does not hold the password.
+// The password for the broker; empty if no file is named. The error is a sentence, which never contains the password.
 tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder);
 
 }  // namespace ulix::fleet

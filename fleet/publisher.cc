@@ -36,7 +36,8 @@ void KeepBdSeq(const fs::path& folder, std::uint8_t bd_seq) {
   file.Commit();
 }
 
-// One publisher a store: two would be one client of the broker, each ending the other's connection.
+// Locks the store for one publisher. Two would be the same client of the broker, and each would end the other's
+// connection.
 std::unique_ptr<platform::AppendFile> LockFolder(const fs::path& folder) {
   const std::string path = (folder / kLockFile).string();
   auto opened = platform::OpenForAppending(path, platform::AppendMode::kNew);
@@ -46,14 +47,14 @@ std::unique_ptr<platform::AppendFile> LockFolder(const fs::path& folder) {
   return std::move(opened.file);
 }
 
-// No two nodes have the same: group and node may have dots themselves.
+// A name that is unique for each node, although group and node may contain dots.
 std::string NodeNameOf(const PublishConfig& config) {
   std::string group;
   for (const char c : config.group) group += c == '.' ? "%2E" : c == '%' ? "%25" : std::string(1, c);
   return group + "." + config.node;
 }
 
-// Whether an instrument of the configuration has that id, or may have it once it is identified.
+// Whether an instrument of the configuration has this id, or may get it after its identification.
 bool CanBeOf(const PublishConfig& config, const std::string& device) {
   return std::any_of(config.instruments.begin(), config.instruments.end(), [&](const PublishedInstrument& instrument) {
     return instrument.device.empty() ? device.starts_with(TopicIdOf(instrument.planned.model + "-"))
@@ -71,7 +72,7 @@ std::uint64_t BytesIn(const fs::path& folder) {
   return sum;
 }
 
-// The bytes of messages that wait for devices which the configuration does not have (any more), after a warning.
+// The size of stored messages for devices that are not in the configuration. Logs a warning about them.
 std::uint64_t NoteOtherStores(const PublishConfig& config, const fs::path& folder, const Log& log) {
   std::uint64_t sum = 0;
   std::string names;

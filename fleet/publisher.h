@@ -1,4 +1,4 @@
-// The whole bench: its node, its instruments and its connection to the broker.
+// A whole bench: its node, its instruments and its connection to the broker.
 #pragma once
 
 #include <memory>
@@ -17,32 +17,32 @@ namespace ulix::fleet {
 
 class Publisher {
  public:
-  // Opens the store and reads the password. The error is a sentence: another publisher has the store, or a file cannot
-  // be used.
+  // Opens the store and reads the password. The error is a sentence, for example that another publisher has the store
+  // or that a file cannot be used.
   static tl::expected<std::unique_ptr<Publisher>, std::string> Make(const PublishConfig& config, Log log);
   ~Publisher() { Stop(); }
   Publisher(const Publisher&) = delete;
   Publisher& operator=(const Publisher&) = delete;
 
   void Start();
-  // Says the node's death and disconnects everything.
+  // Publishes the node's death and disconnects everything.
   void Stop();
-  // Whether the connection's thread went on since the last call (BrokerLink::IsMoving).
+  // Whether the connection's thread has made progress since the last call (BrokerLink::IsMoving).
   bool IsMoving() { return link_->IsMoving(); }
   bool online() const { return link_->online(); }
 
  private:
   Publisher() = default;
 
-  std::unique_ptr<platform::AppendFile> lock_;  // held by one publisher of this store
+  std::unique_ptr<platform::AppendFile> lock_;  // the lock of the store
   std::unique_ptr<Node> node_;
   std::vector<std::unique_ptr<BenchDevice>> devices_;
   std::unique_ptr<BrokerLink> link_;
 };
 
-// Where the store is when the configuration does not say: $STATE_DIRECTORY of a service, else
-// $XDG_STATE_HOME/ulix-publish, else ~/.local/state/ulix-publish; in it a folder GROUP.NODE, with "%2E" for
-// a dot in GROUP.
+// The folder of the store. If the configuration names none: $STATE_DIRECTORY of a service, else
+// $XDG_STATE_HOME/ulix-publish, else ~/.local/state/ulix-publish. In it there is a folder GROUP.NODE, with "%2E" for a
+// dot in GROUP.
 std::string StoreFolderOf(const PublishConfig& config);
 
 }  // namespace ulix::fleet

@@ -28,13 +28,13 @@ struct Topic {
 };
 
 std::string TextOf(const Topic& topic);
-// None for a topic of another form.
+// Parses a topic; none for a topic of another form.
 std::optional<Topic> ParseTopic(std::string_view text);
 
 // Whether a text can be a group, a node or a device: not empty, at most 200 bytes, no '+', '#' or '/', and showable
 // (fleet/shown_text.h).
 bool IsTopicId(std::string_view text);
-// The text with '-' in place of what an id may not have; "-" for an empty one.
+// The text with '-' in place of characters that an id must not have; "-" for an empty text.
 std::string TopicIdOf(std::string_view text);
 
 }  // namespace ulix::fleet
