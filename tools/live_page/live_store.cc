@@ -39,7 +39,7 @@ PageJson SeriesJson(const LiveSeries& series, Date frame_time) {
   return json;
 }
 
-// What the curves draw of a series.
+// The value of a series for its curve.
 std::optional<double> DrawnOf(const LiveSeries& series) {
   return series.quality == LiveQuality::kFailed ? std::nullopt : series.value;
 }

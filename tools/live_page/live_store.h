@@ -1,4 +1,4 @@
-// What a live page sends: the newest frame, and the past thinned to what a page can draw.
+// The data of a live page: the newest frame, and the past frames, thinned out to what a page can draw.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@
 
 namespace ulix {
 
-// Any thread. Memory does not grow with time.
+// Any thread may call any member. The memory used does not grow with time.
 class LiveStore {
  public:
   void Put(LiveFrame frame);
@@ -21,10 +21,10 @@ class LiveStore {
   void Close();
   bool closed() const;
 
-  // {"all":[[seconds, value or null, ...], ...], "recent":[...]}.
+  // The stored frames as JSON: {"all":[[seconds, value or null, ...], ...], "recent":[...]}.
   std::string History() const;
-  // The newest frame as JSON, when its number is not `seen`; `seen` becomes its number. Waits for one as long as
-  // `wait`. Empty when the time is over or the store is closed.
+  // Waits up to `wait` for a frame whose number is not `seen`. Returns the newest frame as JSON and stores its number
+  // in `seen`. Empty when the time is over or the store is closed.
   std::string Next(std::uint64_t& seen, std::chrono::milliseconds wait);
 
  private:
@@ -35,10 +35,10 @@ class LiveStore {
   mutable std::mutex mutex_;  // guards all members below
   std::condition_variable changed_;
   LiveFrame frame_;
-  std::uint64_t number_ = 0;  // of frames so far
+  std::uint64_t number_ = 0;  // number of frames so far
   bool closed_ = false;
   std::vector<Point> all_;
-  std::uint64_t stride_ = 1;  // every so many frames one is kept in all_
+  std::uint64_t stride_ = 1;  // one of this many frames is stored in all_
   std::deque<Point> recent_;
 };
 

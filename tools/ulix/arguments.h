@@ -23,7 +23,7 @@ namespace ulix::cli {
 // point. The bounds are included.
 CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
 CLI::Validator Number(float least, float most);
-// One of these words as it stands; another is answered by them and by the nearest.
+// Accepts exactly one of these words. The message about another word lists them and names the nearest one.
 CLI::Validator OneOf(std::vector<std::string> words);
 // Accepts "90", "90s", "10m" or "2h"; the value is in seconds.
 CLI::Validator Duration();

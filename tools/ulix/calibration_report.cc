@@ -29,7 +29,7 @@ div.one{max-width:32em}
 )css";
 
 constexpr std::size_t kMaxDrawnUnits = 6;
-constexpr std::size_t kLooksOfAPoint = 150;  // values of a point kept for the plots
+constexpr std::size_t kLooksOfAPoint = 150;  // values stored for the plots of each point
 
 std::string Joined(const std::vector<std::string>& parts, const std::string& separator) {
   std::string joined;

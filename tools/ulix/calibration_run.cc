@@ -99,8 +99,7 @@ void PrintTimeTable(const Plan& plan, Language language) {
                 : Text(TextId::kRunTotal, language, {total, std::to_string(plan.phases.size()), points}));
 }
 
-// The beginning of the folder names of a plan's runs: "dry-block-" for dry-block.json, as in
-// "dry-block-20260131-101112".
+// The start of the folder names of a plan's runs: "dry-block-" for dry-block.json, as in "dry-block-20260131-101112".
 std::string StemOf(const std::string& plan_file) { return platform::PathOf(plan_file).stem().string() + "-"; }
 
 std::string NewFolder(const std::string& plan_file) {
@@ -125,7 +124,7 @@ bool IsTimeOfRun(std::string text) {
   return number.empty() || (number.size() > 1 && number[0] == '-' && number.find_first_not_of('d', 1) == number.npos);
 }
 
-// Whether the folder has the name of a run of this plan's file, and in it a run of this very plan that is not complete.
+// Whether the folder has the name of a run of this plan's file, and contains an incomplete run of exactly this plan.
 bool IsOpenRunOf(const std::filesystem::path& folder, const std::string& stem, const std::string& digest) {
   const std::string name = folder.filename().string();
   if (!name.starts_with(stem) || !IsTimeOfRun(name.substr(stem.size()))) return false;
@@ -178,7 +177,7 @@ void WriteCertificatesOf(const CalibrationFindings& findings, const std::string&
   files.insert(files.end(), written->files.begin(), written->files.end());
 }
 
-// Each file is tried, whatever became of the others; their names are printed last, and the first failure is thrown.
+// Writes all files, even if one fails. Prints their names at the end, then throws the first failure.
 void WriteResults(const CalibrationOptions& options, const std::string& folder, Language language) {
   const CalibrationFindings findings = FindingsOf(folder, language);
   FirstFailure failure;
@@ -228,7 +227,7 @@ int ReportEnd(const Plan& plan, const CalibrationOptions& options, const RunEnd&
   return 1;
 }
 
-// The view of the terminal, and the live page where one is asked for.
+// The view on the terminal, and the live page if one is requested.
 std::unique_ptr<CalibrationView> ViewOf(const Plan& plan, const CalibrationOptions& options, Language language) {
   auto view = MakeCalibrationView(plan, language);
   if (options.http.empty()) return view;
@@ -281,7 +280,7 @@ int RunPlanFile(const CalibrationOptions& options) {
   if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file, plan) : NewFolder(options.plan_file);
   Tell(Text(TextId::kRunRunInto, file.language(), {folder}));
   const RunEnd end = CarryOut(plan, options, folder, file.language());
-  // Before the results: where the disk is full, they fail, and how the run ended must be known.
+  // Before the results are written: on a full disk that fails, but the user must still learn how the run ended.
   const int status = ReportEnd(plan, options, end, folder, file.language());
   WriteResults(options, folder, file.language());
   return status;

@@ -21,7 +21,8 @@ void Compare(CertainTraits& certain, const ChannelTraits& one, const ChannelTrai
   certain.on &= one.on == other.on;
 }
 
-// The codes of a setting's list. A number of a few bits is a code too, such as the range of a function.
+// The codes of a setting: those of its list, or all numbers of a setting with few bits, such as the range of a
+// function.
 std::vector<std::uint32_t> CodesOf(const SettingRow& row) {
   constexpr unsigned kBitsOfCode = 4;
   std::vector<std::uint32_t> codes;

@@ -1,4 +1,4 @@
-// Which channels have a certain unit although some settings of the instrument are unknown.
+// Finds out what is certain about the channels while some settings of the instrument are unknown.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 namespace ulix::cli {
 
-// What is certain of a channel.
+// What is certain about a channel.
 struct CertainTraits {
   bool unit = true;
   bool decimals = true;
@@ -18,8 +18,8 @@ struct CertainTraits {
   bool all() const { return unit && decimals && on; }
 };
 
-// One for each channel of the model: what stays as it is with `values`, whichever code any single setting has that is
-// not known. Nothing is sent: a driver of its own is asked.
+// The traits of each channel of the model that stay the same with `values` when any single unknown setting takes any of
+// its codes. Sends nothing: the answers come from a separate driver.
 std::vector<CertainTraits> CertainTraitsOf(const std::string& model, const std::vector<StoredValue>& values,
                                            const std::function<bool(const SettingRow& row)>& is_known);
 

@@ -24,10 +24,10 @@ struct Channel {
   bool on = true;       // The channel is switched on.
 };
 
-// A channel of a logger's records, of which only the number is known.
+// A channel in a logger's records of which only the number is known.
 Channel LoggerChannel(ChannelId id);
 
-// The one of `known` with this id; LoggerChannel where there is none.
+// The channel of `known` with this id, or LoggerChannel(id) if there is none.
 Channel ChannelOf(std::span<const Channel> known, ChannelId id);
 
 // "in", "out" or "in/out".

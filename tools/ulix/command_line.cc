@@ -42,7 +42,7 @@ std::string WhichVerb(const std::string& typed) {
   return Shown(TextId::kNotAVerb, {typed, list}) + DidYouMean(typed, names);
 }
 
-// The first typed argument that is no verb, option or value.
+// The first typed argument that is not a verb, an option or a value.
 std::string FirstUnknown(const CLI::App& app) {
   const auto unknown = app.remaining(true);
   return unknown.empty() ? std::string() : unknown.front();
@@ -99,7 +99,7 @@ int RunVerb(int argc, char** argv) {
   app.formatter(std::make_shared<HelpFormat>());
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // An argument that begins with '/' is a path on every system.
-  ConnectionOptions language;              // Of the verbs that do not keep it.
+  ConnectionOptions language;              // For the verbs that do not store it.
   std::map<const CLI::App*, Action> actions;
   for (const Verb& verb : Verbs()) {
     CLI::App* const command = app.add_subcommand(verb.name, Shown(verb.summary));
@@ -128,14 +128,14 @@ int RunVerb(int argc, char** argv) {
   return actions.at(app.get_subcommands().front())();
 }
 
-// The first argument where it is a verb.
+// The first argument if it is a verb, else empty.
 std::string TypedVerb(int argc, char** argv) {
   const std::string typed = argc > 1 ? argv[1] : "";
   const auto names = VerbNames();
   return std::find(names.begin(), names.end(), typed) == names.end() ? "VERB" : typed;
 }
 
-// What the parser says in English between an option and the rest of its message.
+// A part of the parser's English messages, between the option and the rest.
 struct ParserMessage {
   std::string_view infix;
   TextId text;
@@ -146,7 +146,7 @@ constexpr std::array kParserMessages = {
     ParserMessage{": At Most ", TextId::kGivenTooOften},
 };
 
-// The message of the parser in the language of the program. Messages of validators are in it already.
+// The parser's message in the language of the program. Messages of validators are already in that language.
 std::string Explained(const CLI::ParseError& error) {
   const std::string what = error.what();
   if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr) return what;

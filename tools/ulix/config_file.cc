@@ -31,7 +31,7 @@ std::string TextIn(const Json& trailer, const char* key) {
   return there ? trailer[key].get<std::string>() : std::string();
 }
 
-// A default may be a code that its list lacks.
+// Whether every setting has a code of its list. A default may have another code.
 bool HasListedCodes(const Settings& settings) {
   const auto values = settings.Current();
   return std::all_of(settings.rows().begin(), settings.rows().end(), [&](const SettingRow& row) {
@@ -41,12 +41,13 @@ bool HasListedCodes(const Settings& settings) {
 }
 
 bool BeginsWith(const SettingRow& row, const std::string& stream) {
-  constexpr std::size_t kVersion = 12;  // two numbers of four bytes, each behind its type
+  constexpr std::size_t kVersion = 12;  // two numbers of four bytes, each after its type
   return stream.size() > kVersion && static_cast<unsigned char>(stream[kVersion]) == static_cast<unsigned>(row.type);
 }
 
-// Whether a stream is whole up to the end of the settings and of the line, and theirs. A value of another type ends the
-// loading, as it does for hosts, and is taken for damage unless the values before it cannot be this model's either.
+// Whether a stream contains the whole settings and line of this model. As for hosts, loading ends at a value of another
+// type. Such a file counts as damaged if the values before it can be this model's, and otherwise as one of another
+// model.
 bool HoldsSettingsOf(const ModelCard& card, const std::string& bytes) {
   const auto driver = FindModel(card.model_id)->create({});
   MemoryStream stream(bytes);
@@ -55,7 +56,7 @@ bool HoldsSettingsOf(const ModelCard& card, const std::string& bytes) {
   HRESULT result = driver->settings().Load(reader);
   LinkParams* line = driver->link().settings().params;
   if (Succeeded(result) && line != nullptr) result = line->LoadParams(reader);
-  if (Succeeded(result)) return true;  // Codes that no list has are the driver's to refuse.
+  if (Succeeded(result)) return true;  // The driver refuses unknown codes later.
   if (result == kEndOfStream || card.settings.empty()) return false;
   return BeginsWith(card.settings.front(), bytes) && HasListedCodes(driver->settings());
 }

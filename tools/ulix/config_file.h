@@ -12,13 +12,14 @@
 
 namespace ulix::cli {
 
-// The trailer line of an instrument. `port_named`: the stream's port is one that the user named, and not the default.
+// The trailer line of an instrument. `port_named`: whether the user has named the stream's port, so that it is not the
+// default.
 std::string ConfigTrailer(Instrument& instrument, bool port_named);
 
-// Loads a file into an instrument. OperationFailed when the file cannot be read, is no configuration, or is one of
-// another model: the instrument then has its defaults. A file without the trailer line, from a host, counts as one of
-// this model unless its stream is cut, or has other values than the model's. Returns whether the file gives the
-// instrument's port or address; one without the trailer line always does.
+// Loads a file into an instrument. OperationFailed when the file cannot be read, is not a configuration, or is one of
+// another model; the instrument then has its defaults. A host's file has no trailer line. It counts as one of this
+// model unless its stream is incomplete or its values do not fit the model. Returns whether the file gives the
+// instrument's port or address; a file without the trailer line always does.
 bool LoadConfigFile(Instrument& instrument, const std::string& path);
 
 }  // namespace ulix::cli

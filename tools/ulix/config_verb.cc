@@ -51,7 +51,7 @@ std::string LineSummary(Session& session, const std::string& name) {
   const std::size_t place = text.find(kPublished);
   if (place != std::string::npos) text.replace(place, kPublished.size(), ":" + name + " (");
   if (session.simulated()) return name + " (" + Shown(TextId::kSimulated) + ")";
-  // A path has a number of this process only.
+  // The number of a port with a path is valid in this process only.
   SerialParams line;
   const bool has_path = Succeeded(session.instrument().GetSerialParams(&line)) && !line.location.empty();
   if (has_path && text.starts_with("COM ")) text.replace(0, text.find(':'), line.location);
@@ -96,7 +96,8 @@ void CheckProgramFile(Session& session) {
   }
 }
 
-// Refuses to send settings of which the user gave none: the defaults would change the instrument's configuration.
+// Sends the settings. Refuses when the user gave none, because the defaults would change the instrument's
+// configuration.
 void Send(Session& session, const ConfigOptions& options) {
   const ModelCard& card = session.instrument().card();
   if (!card.settings_can_be_sent)
@@ -146,7 +147,7 @@ struct ConfigAction {
 constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit", Edit}, ConfigAction{"send", Send},
                                  ConfigAction{"read", Read}};
 
-// Checked first: without a terminal the verb must fail at once.
+// Checked before anything else, because without a terminal the verb must fail at once.
 void CheckSomebodyIsThere() {
   if (SomebodyIsThere()) return;
   throw UsageError("edit", Shown(TextId::kEditNeedsTerminal));

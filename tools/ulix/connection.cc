@@ -73,7 +73,8 @@ LinkTrace TraceOf(const ConnectionOptions& options) {
   };
 }
 
-// A USB instrument has no port of its own; where one is named, `ulix simulate` serves the instrument there.
+// Whether a USB instrument is used through a port. USB instruments have no port; if one is named, `ulix simulate`
+// serves the instrument there.
 bool IsServedUsb(const ConnectionOptions& options) {
   const bool usb = FindModel(options.model)->card->link == LinkKind::kUsb;
   return usb && !options.port.empty() && std::holds_alternative<std::string>(ParsePort(options.port));
@@ -140,7 +141,7 @@ std::string WithDetail(const std::string& text, const std::string& detail) {
   return detail.empty() ? text : text + ": " + detail;
 }
 
-// Where the settings that are known switch no channel on, each channel counts as on whose settings are unknown.
+// If the known settings switch no channel on, every channel with unknown settings counts as on.
 void SwitchOnUnknown(std::vector<Channel>& channels, const std::vector<CertainTraits>& known) {
   const bool any = std::any_of(channels.begin(), channels.end(),
                                [&](const Channel& channel) { return known[channel.id].on && channel.on; });
@@ -381,7 +382,7 @@ std::string Session::LinkPlace() {
   SerialParams line;
   if (Failed(instrument_.GetSerialParams(&line))) return {};
   std::string place = line.location.empty() ? platform::DeviceOfPort(line.port).value_or(std::string()) : line.location;
-  constexpr std::string_view kWindowsFolder = R"(\\.\)";  // before a port's name, which is what people know
+  constexpr std::string_view kWindowsFolder = R"(\\.\)";  // precedes the name of a port, which people know without it
   if (place.starts_with(kWindowsFolder)) place.erase(0, kWindowsFolder.size());
   return place.empty() ? "COM" + std::to_string(line.port) + ": " : place + ": ";
 }
@@ -413,7 +414,7 @@ bool Session::IsKnown(const SettingRow& row) {
   return settings_source_ != SettingsSource::kDefaults;
 }
 
-// One for each channel of the model.
+// What is certain about each channel of the model.
 std::vector<CertainTraits> Session::KnownTraits() {
   const bool all = instrument_.card().settings_home == SettingsHome::kHost ||
                    settings_source_ == SettingsSource::kInstrument || settings_source_ == SettingsSource::kFile;

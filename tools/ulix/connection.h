@@ -49,12 +49,12 @@ enum class SettingsSource { kDefaults, kOptions, kFile, kInstrument };
 
 // Add arguments to a verb. `options` must outlive the parsing.
 void AddModel(CLI::App& verb, ConnectionOptions& options);
-// UsageError where the word is no model's.
+// UsageError if the word is not a model id.
 void CheckModel(const std::string& word);
 void AddModelOption(CLI::App& verb, ConnectionOptions& options);
 void AddLanguage(CLI::App& verb, ConnectionOptions& options);
 void AddConnection(CLI::App& verb, ConnectionOptions& options);
-// The line's settings alone: --baud and its like.
+// Adds the options of the serial line only, such as --baud.
 void AddLineSettings(CLI::App& verb, ConnectionOptions& options);
 void AddForce(CLI::App& verb, ConnectionOptions& options);
 
@@ -93,14 +93,14 @@ class Session {
   // for them.
   void ReadSettings();
   SettingsSource settings_source() const { return settings_source_; }
-  // Whether the record has the value that the setting has in the instrument, as far as the user or the instrument
-  // tells.
+  // Whether the record certainly has the value of the setting in the instrument, because the user gave it or the
+  // instrument was asked.
   bool IsKnown(const SettingRow& row);
   // Reports on standard error that --set leaves the unit or the decimals of one of these channels unknown.
   void ReportUnknownUnits(std::span<const Channel> channels);
   // Whether the options, or the file that they name, give the instrument's port or address.
   bool HasAddress() const { return has_address_; }
-  void SetHasAddress() { has_address_ = true; }  // When the user gave it otherwise.
+  void SetHasAddress() { has_address_ = true; }  // When the user gave the address in another way.
   // The channels that the instrument has. Connects first when only the instrument knows them. Units and decimals are
   // empty when they depend on unknown settings.
   std::vector<Channel> Channels();

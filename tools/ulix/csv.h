@@ -42,7 +42,7 @@ class CsvStream {
 // "time,IN (V),IN error": two columns for each channel.
 std::string CsvHeader(std::span<const Channel> channels, char separator = ',');
 
-// What is to be said of a value beside it, in English: "no number in the reply; late 1.2 s", or nothing.
+// The remark about a value, in English: "no number in the reply; late 1.2 s". Empty if there is none.
 std::string RemarkText(Doubt doubt, double late_s);
 
 // Local time to the millisecond, then either the value or the error of each of `channels`; the other cell is empty.

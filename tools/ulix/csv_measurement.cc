@@ -29,7 +29,7 @@ std::optional<Date> ParseTime(const std::string& text) {
   return DateFromCivil(time);
 }
 
-// "+01:00" in minutes.
+// An offset such as "+01:00", in minutes.
 std::optional<int> ParseOffset(const std::string& text) {
   int hours = 0, minutes = 0;
   if (text.size() != 6 || std::sscanf(text.c_str() + 1, "%2d:%2d", &hours, &minutes) != 2) return std::nullopt;
@@ -42,19 +42,19 @@ std::optional<float> ParseCell(const std::string& cell) {
   return error == std::errc() && end == cell.data() + cell.size() ? std::optional(value) : std::nullopt;
 }
 
-// "0x80044403 Unable to read answer": the code, where the cell begins with one.
+// The code at the start of a cell such as "0x80044403 Unable to read answer"; none if it does not begin with one.
 std::optional<HRESULT> CodeIn(const std::string& cell) {
   if (!cell.starts_with("0x")) return std::nullopt;
   return static_cast<HRESULT>(std::strtoul(cell.c_str(), nullptr, 16));
 }
 
-// "late 1.2 s", also behind another remark.
+// The seconds in "late 1.2 s", which may follow another remark.
 double LateIn(const std::string& cell) {
   const std::size_t at = cell.find("late ");
   return at == std::string::npos ? 0 : std::strtod(cell.c_str() + at + 5, nullptr);
 }
 
-// Takes the lines of one file apart.
+// Reads the lines of one file.
 class Reader {
  public:
   explicit Reader(const std::string& path) : path_(path) {
@@ -129,7 +129,7 @@ class Reader {
     is_memory_ ? KnowChannels() : TakeChannels(cells);
   }
 
-  // The id that a note gives this name; `otherwise` where none does.
+  // The channel id that a note gives for this name, or `otherwise`.
   ChannelId IdOf(const std::string& name, ChannelId otherwise) const {
     for (const auto& [key, text] : measurement_.notes) {
       if (key.starts_with("channel ") && text == name)
@@ -144,7 +144,7 @@ class Reader {
     return {id, name, ChanIn, measurement_.Note("unit " + name), resolution};
   }
 
-  // Of a memory block the channels are those of the notes and those of the rows.
+  // Determines the channels of a memory block: those in the notes and those in the rows.
   void KnowChannels() {
     std::vector<Channel> known;
     for (const auto& [key, name] : measurement_.notes) {
@@ -186,7 +186,7 @@ class Reader {
     measurement_.recording.AddReport(row, late_s);
   }
 
-  // Nothing where both cells are empty.
+  // Adds a value or an error to a row; nothing if both cells are empty.
   void Add(ChannelArrays& row, ChannelId id, Date time, const std::string& value_cell, const std::string& error_cell) {
     const auto code = CodeIn(error_cell);
     const auto value = ParseCell(value_cell);
@@ -203,12 +203,12 @@ class Reader {
 
   const std::string path_;
   std::ifstream file_;
-  std::size_t number_ = 0;  // of the line
+  std::size_t number_ = 0;  // number of the line
   CsvMeasurement measurement_;
   bool has_head_ = false;
   bool is_memory_ = false;
   char separator_ = ',';
-  std::vector<Channel> channels_;  // of the columns
+  std::vector<Channel> channels_;  // channels of the columns
   std::optional<int> first_offset_;
   double shift_ = 0;  // days
 };

@@ -1,4 +1,4 @@
-// A measurement read back from its CSV file alone, so that plots and reports can be made of it afterwards.
+// Reads a measurement from its CSV file, so that plots and reports can be made later.
 #pragma once
 
 #include <map>
@@ -13,17 +13,18 @@
 namespace ulix::cli {
 
 struct CsvMeasurement {
-  std::vector<std::pair<std::string, std::string>> notes;  // the lines of '#', in their order
+  std::vector<std::pair<std::string, std::string>> notes;  // the lines that begin with '#', in their order
   Recording recording{{}};
-  std::map<HRESULT, std::string> error_texts;  // of the codes in the file
+  std::map<HRESULT, std::string> error_texts;  // texts of the codes in the file
 
-  // Of the last note with this key; empty where there is none.
+  // The value of the last note with this key; empty if there is none.
   std::string Note(std::string_view key) const;
 };
 
-// Of a scan ("time,IN (V),IN error") or of a memory block ("time,channel,value,error"), with whichever of the three
-// separators its header has. Times of another offset from UTC than the first are put on the first one's.
-// OperationFailed when the file cannot be read, UsageError naming the line that is no part of such a file.
+// Reads the file of a scan ("time,IN (V),IN error") or of a memory block ("time,channel,value,error"), with any of the
+// three separators. If the offset from UTC changes in the file, all times are converted to the first offset.
+// OperationFailed when the file cannot be read; UsageError, which names the line, when a line does not belong to such a
+// file.
 CsvMeasurement ReadCsvMeasurement(const std::string& path);
 
 }  // namespace ulix::cli

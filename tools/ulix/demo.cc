@@ -1,4 +1,4 @@
-// demo: the demonstration. All that it shows goes over a real serial device of the system, and is checked.
+// demo: the demonstration. Everything that it shows goes over a real serial device of the system and is checked.
 #include <CLI/CLI.hpp>
 
 #include <array>

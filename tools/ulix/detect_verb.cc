@@ -32,8 +32,8 @@ struct Answer {
   std::string identification;
 };
 
-// What the queries of other models leave in an instrument ends with the first query of its own, which is then not
-// understood.
+// The queries of other models may leave a part of a request in the instrument, which spoils the first query that it
+// should understand. So each model is tried twice.
 constexpr int kAttempts = 2;
 
 // The identity of the instrument when it answers as this model; else none.

@@ -51,13 +51,13 @@ class FirstFailure {
   std::exception_ptr thrown_;
 };
 
-// Whether a code is a logger's own, of a record that it could not measure: no result of any operation is so small.
+// Whether a code is a logger's own error in a record. No operation has results in this range.
 constexpr bool IsRecordCode(HRESULT code) { return code < 0 && code >= -0x8000; }
 
 // The text of a system code that members of an instrument give, in UTF-8; empty for any other code.
 std::string SystemText(HRESULT code, Language language);
 
-// "0x80044403".
+// A code as text: "0x80044403".
 std::string CodeText(HRESULT code);
 // The code, and its text if there is one. Line breaks become blanks.
 std::string FailureLine(HRESULT code, const std::string& text);

@@ -1,4 +1,4 @@
-// Shows the benches of a laboratory as they tell a broker of themselves.
+// Shows the benches of a laboratory from their messages on a broker.
 #pragma once
 
 #include <optional>
@@ -19,9 +19,9 @@ struct FleetWatchOptions {
   Language language = Language::kEnglish;
 };
 
-// On a terminal a table that is redrawn in place, elsewhere one line for each report. Throws UsageError for an address
-// or a file that cannot be used, and OperationFailed when the broker is not reached at first, or when this program was
-// built without its MQTT library. A broker that is lost later is connected to again.
+// Shows a table that is redrawn in place on a terminal, and elsewhere one line for each report. Throws UsageError for
+// an address or a file that cannot be used, and OperationFailed when the first connection to the broker fails or when
+// this program was built without its MQTT library. If the broker is lost later, connects to it again.
 int WatchFleet(const FleetWatchOptions& options);
 
 }  // namespace ulix::cli

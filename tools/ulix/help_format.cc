@@ -10,7 +10,8 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::size_t kHelpWidth = 79;  // of a terminal of 80 columns, whose last one some terminals wrap
+constexpr std::size_t kHelpWidth =
+    79;  // one less than the 80 columns of a terminal, because some terminals wrap after the last one
 constexpr std::size_t kHelpColumn = 28;
 
 // A name, then its description from a fixed column on.
@@ -43,8 +44,8 @@ std::string Narrowed(const std::string& text) {
   return narrow;
 }
 
-// Lays out a footer. Lines with columns stay lines: where one is too long, its last column goes below. Other lines that
-// follow each other are wrapped as one paragraph where one of them is too long.
+// Lays out a footer. A line with columns stays a line; if it is too long, its last column goes below it. Other
+// consecutive lines are wrapped as one paragraph if one of them is too long.
 class Footer {
  public:
   explicit Footer(const std::string& footer) {

@@ -56,7 +56,7 @@ Action DefineHelp(CLI::App& verb) {
   const auto wanted = std::make_shared<std::string>();
   const auto pages = std::make_shared<std::string>();
   const auto shell = std::make_shared<std::string>();
-  // What the installation is made with; people have no use for them.
+  // Options for the installation, which users do not need, so the help does not list them.
   verb.add_option("--man-pages", *pages, Shown(TextId::kHelpManPages))->group("");
   verb.add_option("--completion", *shell, Shown(TextId::kHelpCompletion))->check(OneOf({"bash", "zsh"}))->group("");
   verb.add_option("VERB", *wanted, Shown(TextId::kHelpTopic))->type_name("");

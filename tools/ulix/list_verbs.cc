@@ -47,7 +47,7 @@ std::span<const ChannelRow> FixedChannels(const ModelCard& card) {
   return card.channels_in_instrument ? std::span<const ChannelRow>() : card.channels;
 }
 
-// How many channels from the first on are alike: numbered one after the other behind the same name, with one direction.
+// How many channels from the first on are similar: the same name with consecutive numbers, and the same direction.
 std::size_t RunLength(std::span<const ChannelRow> channels) {
   const std::string_view first = channels.front().name;
   const std::string_view stem = first.substr(0, first.find_first_of("0123456789"));
@@ -60,7 +60,7 @@ std::size_t RunLength(std::span<const ChannelRow> channels) {
   return count;
 }
 
-// Numbered channels that follow each other are one entry.
+// The list of channels; consecutive numbered channels are one entry.
 std::string ChannelList(const ModelCard& card) {
   std::string list = card.channels_in_instrument ? Shown(TextId::kAsProgrammed, WordLanguage()) : "";
   const auto channels = FixedChannels(card);

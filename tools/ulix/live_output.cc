@@ -70,7 +70,7 @@ std::unique_ptr<LivePage> ServePage(const std::string& address, LivePageOptions 
   const Language language = options.language;
   auto page = LivePage::Serve(*where, std::move(options));
   if (!page) throw OperationFailed(E_FAIL, page.error());
-  // On standard error, so that a script finds the port, and the output stays what it is.
+  // On standard error, so that a script can find the port and the standard output does not change.
   std::cerr << "ulix: " << Shown(TextId::kPageServed, language, {(*page)->url()}) << std::endl;
   return std::move(*page);
 }

@@ -38,7 +38,7 @@ std::size_t Widest(std::span<const LiveRow> rows, Text&& text) {
   return widest;
 }
 
-// Minimum, maximum and standard deviation of each channel, where the room is there; else nothing.
+// Minimum, maximum and standard deviation of each channel, if there is enough room.
 class StatisticsColumns {
  public:
   StatisticsColumns(std::span<const LiveRow> rows, Language language, std::size_t room) : language_(language) {
@@ -60,7 +60,7 @@ class StatisticsColumns {
   static constexpr std::array kHeads = {TextId::kMinHead, TextId::kMaxHead, TextId::kDeviationHead};
 
   static Row Texts(const LiveRow& row) {
-    constexpr int kDigits = 3;  // of a deviation: more would say nothing
+    constexpr int kDigits = 3;  // significant digits of a deviation; more have no meaning
     const Statistics& of = row.statistics;
     if (of.good() == 0) return {"--", "--", "--"};
     const auto value = [&](double number) { return ShownNumber(FormatValue(row.channel, static_cast<float>(number))); };
@@ -170,7 +170,7 @@ void LiveTable::Finish() {
   Draw();
 }
 
-// With a dead band reports come when they come: their count tells no time.
+// With a dead band the time between reports is not known, so a count of reports gives no time.
 std::optional<double> LiveTable::TimeLeft(double elapsed) const {
   if (plan_.duration_s) return *plan_.duration_s - elapsed;
   const GroupSettings& settings = plan_.settings;

@@ -1,4 +1,4 @@
-// memory, program: a logger's records, and the program by which it records.
+// memory, program: a logger's records, and its program.
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -133,7 +133,7 @@ ReportPlan PlanReport(Session& session, const MemoryOptions& options, std::int32
   return {options.report_file, std::move(facts), error_text, language};
 }
 
-// The channels as the logger's program names them; none where it tells no program.
+// The channels of the logger's program; none if the program is not known.
 std::vector<Channel> ProgrammedChannels(Session& session, const ConnectionOptions& options) {
   if (options.no_config || !session.instrument().card().channels_in_instrument) return {};
   try {
@@ -242,7 +242,7 @@ HRESULT ReadNewest(Session& session, const MemoryOptions& options, std::int32_t 
   }
 }
 
-// The block to read. A number is taken as it is where the logger does not list its blocks.
+// The block to read. If the logger does not list its blocks, any number is accepted.
 std::int32_t BlockToRead(Session& session, const MemoryOptions& options, bool has_program) {
   const auto number = BlockNumber(options.block);
   const std::vector<std::uint32_t> ids = number && has_program ? BlockIds(session) : std::vector<std::uint32_t>();
@@ -305,7 +305,7 @@ int Memory(const MemoryOptions& options) {
 
 namespace {
 
-// A failure that is the file's names it, and says why it cannot be read.
+// Throws for a failed transfer. A failure of the file names the file and the reason.
 void CheckTransfer(Session& session, const std::string& file, HRESULT result) {
   std::uint32_t records = 0;
   const HRESULT checked = Succeeded(result) ? S_OK : session.instrument().CheckProgram(file, &records);

@@ -19,13 +19,13 @@ struct MeasurementNotes {
   std::string note;
 };
 
-// The key of the line of a CSV that says that the settings it does not list were not asked.
+// The key of the CSV line which says that settings not listed in the file are unknown.
 inline constexpr char kOtherSettingsNote[] = "other settings";
 
 // Adds --title, --operator and --note. `notes` must outlive the parsing.
 void AddNotes(CLI::App& verb, MeasurementNotes& notes);
 
-// How far local time is ahead of UTC now: "+01:00".
+// The present offset of local time from UTC: "+01:00".
 std::string UtcOffset();
 
 // The header lines of a CSV file, such as "# model: kelvo10", each with its line end. The session must be connected:

@@ -20,7 +20,7 @@
 namespace ulix::cli {
 namespace {
 
-// Any code but 0 is an error, also a positive one: the codes are the logger's own.
+// The value of a record; none if its code is not 0. Positive codes are errors too, because they are the logger's own.
 std::optional<float> ValueOf(const ChannelArrays& records, std::size_t k) {
   const bool good = records.errors[k] == 0 && std::isfinite(records.values[k]);
   return good ? std::optional(records.values[k]) : std::nullopt;
@@ -97,7 +97,7 @@ class MemoryCsvFile final : public RecordSink {
   }
   std::string path_;
   char separator_;
-  std::unique_ptr<platform::NewFile> file_;  // Null: standard output, at the end.
+  std::unique_ptr<platform::NewFile> file_;  // Null for standard output, which is written at the end.
   std::string text_;
 };
 

@@ -15,8 +15,8 @@ namespace ulix::cli {
 std::string RecordJson(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 std::string RecordLine(const ChannelArrays& records, std::size_t k, std::span<const Channel> known = {});
 
-// Each output throws OperationFailed when it cannot write. Before Complete nothing is shown and no file is in its
-// place. The screen stores at most 65535 records, the size of a block; a CSV file grows as they come.
+// Each output throws OperationFailed when it cannot write. Nothing is shown and no file is replaced before Complete.
+// The screen output stores at most 65535 records, the size of a block; a CSV file grows while the records come.
 std::unique_ptr<RecordSink> MakeRecordLines(std::span<const Channel> known);
 std::unique_ptr<RecordSink> MakeRecordJson(std::span<const Channel> known);
 std::unique_ptr<RecordSink> MakeRecordCsv(const std::string& path, const std::string& notes, char separator);

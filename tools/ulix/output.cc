@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t kGap = 2;
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // The largest file that is read whole.
 
-// What the last call of the system for this file failed with, as ": no such folder"; empty where it is not known.
+// The cause of the last failed system call for this file, such as ": no such folder"; empty if it is not known.
 std::string CauseOf(const std::string& path, int system_error) {
   std::error_code ignored;
   const std::filesystem::path name = platform::PathOf(path);

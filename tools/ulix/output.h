@@ -70,10 +70,10 @@ void PrintJson(const Json& json);
 // Prints a message about a success, on a terminal only.
 void Tell(const std::string& text);
 
-// What a failed write (reading) of a file is reported as, with the cause that the system gave last.
+// The exception for a failed write or read of a file, with the cause that the system reported last.
 OperationFailed CannotWrite(const std::string& path);
 OperationFailed CannotRead(const std::string& path);
-// The same of standard output.
+// The same for standard output.
 OperationFailed CannotPrint();
 // Why a file cannot be read, as ": no such file"; empty when it can.
 std::string CauseOfUnreadable(const std::string& path);

@@ -10,7 +10,7 @@ constexpr std::size_t kMaxPoints = 100'000;
 constexpr std::size_t kKeptColumns = 8192;  // Many more than the columns of a drawing.
 constexpr std::size_t kMaxOfAColumn = 8;
 
-// The positions of the points that are kept of one column.
+// The indexes of the points that are kept for one column.
 class Column {
  public:
   void Add(const std::vector<PlotPoint>& points, std::size_t k) {

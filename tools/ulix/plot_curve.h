@@ -25,7 +25,8 @@ struct PlotCurve {
   std::string unit;
   std::vector<PlotPoint> points;  // in order of time
 
-  // Adds a point. The number of stored points is bounded: of too many, only those that matter to a drawing are kept.
+  // Adds a point. The number of stored points is limited: when there are too many, only those that a drawing needs are
+  // kept.
   void Add(const PlotPoint& point);
 };
 

@@ -1,4 +1,4 @@
-// plot: a picture of what was kept.
+// plot: draws a plot from a CSV file of a measurement.
 #include <CLI/CLI.hpp>
 
 #include <memory>
@@ -16,13 +16,13 @@ namespace ulix::cli {
 namespace {
 
 struct PlotOptions {
-  ConnectionOptions common;  // its language, and whether files are replaced
+  ConnectionOptions common;  // only its language and --force are used
   std::string csv_file;
   std::string plot_file;
   std::string title;
 };
 
-// Beside the CSV file where no other name is given.
+// The file of the plot: next to the CSV file, unless the user gave a name.
 std::string TargetOf(const PlotOptions& options) {
   if (!options.plot_file.empty()) return options.plot_file;
   const std::string& csv = options.csv_file;

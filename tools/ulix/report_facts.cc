@@ -17,14 +17,14 @@
 namespace ulix::cli {
 namespace {
 
-// What the instrument answers, or why it does not.
+// The instrument's identification, or why it could not be read.
 std::string Identification(Session& session) {
   std::string text;
   const HRESULT result = session.instrument().Identify(&text);
   return Failed(result) ? FailureLine(result, session.Explain(result)) : Shown(text);
 }
 
-// The network address, or all of the serial line's settings.
+// The network address, or all settings of the serial line.
 std::string LinkText(Session& session, Language language) {
   if (session.simulated()) return Shown(TextId::kSimulated, language);
   std::optional<NetworkAddress> address;
@@ -40,7 +40,7 @@ std::string LinkText(Session& session, Language language) {
   const Form form = CommForm(session.instrument(), language);
   for (const Field& field : form.pages.front().fields) {
     if (field.key == "host" || field.key == "tcp-port") continue;
-    // The number of a path is known to this process only.
+    // The number of a port with a path is valid in this process only.
     const bool path = field.key == "port" && !params.location.empty();
     text += (text.empty() ? "" : ", ") + (path ? params.location : field.value) + (field.unit.empty() ? "" : " ") +
             field.unit;
@@ -62,7 +62,7 @@ std::vector<Fact> InstrumentFacts(Session& session, Language language) {
           {Shown(TextId::kComputer, language), platform::MachineName()}};
 }
 
-// Those of `settings` that are known.
+// Keeps the settings that are known.
 template <typename IsKnown>
 void AddSettings(ReportFacts& facts, const Settings& settings, Language language, IsKnown&& is_known) {
   const Settings defaults(settings.rows());
@@ -79,7 +79,7 @@ void AddSettings(ReportFacts& facts, const Settings& settings, Language language
   if (!all) facts.settings.emplace_back(Shown(TextId::kOtherSettings, language), Shown(TextId::kNotAsked, language));
 }
 
-// As far as the model that the file names has them.
+// Adds the settings in the file that its model has.
 void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language language) {
   const CatalogueEntry* entry = FindModel(measurement.Note("model"));
   if (entry == nullptr) return;

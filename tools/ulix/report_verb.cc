@@ -1,4 +1,4 @@
-// report: a scan or a memory block as a page to print and to keep.
+// report: a scan or a memory block as a page for printing and for the archive.
 #include <CLI/CLI.hpp>
 
 #include <memory>
@@ -22,7 +22,8 @@ struct ReportOptions {
   std::string from_file;
 };
 
-// Made of the CSV file alone: no instrument takes part, and what is typed in a model's place may be the page.
+// Makes the report from the CSV file only, without an instrument. The first argument is then not a model but may be the
+// name of the page.
 int ReportOfFile(const ReportOptions& options) {
   const ScanOptions& scan = options.scan;
   const std::string page = scan.report_file.empty() ? scan.connection.model : scan.report_file;

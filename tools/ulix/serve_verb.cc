@@ -21,10 +21,10 @@
 namespace ulix::cli {
 namespace {
 
-// In the words of a refusal: the address of the client that has the line (platform/byte_endpoint.h).
+// Stands in the text of a refusal for the address of the client that has the line (platform/byte_endpoint.h).
 constexpr char kAddressPlace = '%';
 
-// Where clients connect to.
+// The address to which clients connect.
 struct ListenAddress {
   std::string host = platform::kLoopback;
   int port = 0;

@@ -20,7 +20,7 @@ std::vector<const CLI::App*> VerbsOf(const CLI::App& program) {
 
 // --- manual ---
 
-// No line may begin as a request; backslashes and dashes stand for themselves.
+// Escapes a text for roff, so that no line begins like a request and backslashes and dashes are printed.
 std::string Roff(const std::string& text) {
   std::string roff;
   for (const char c : text) {
@@ -77,7 +77,7 @@ std::string Section(const std::string& head, const std::string& body) {
 
 // --- completion ---
 
-// The words that an option takes, where its type names them.
+// The words that an option accepts, if its type names them.
 std::vector<std::string> WordsOf(const CLI::Option& option) {
   const std::string type = option.get_type_name();
   std::vector<std::string> words;
@@ -124,7 +124,8 @@ std::string VerbNames(const CLI::App& program) {
   return Joined(names);
 }
 
-// One branch a verb: the option before the cursor, else the options, else what the place holds.
+// The branch of a verb: completes the value of the option before the cursor, else options, else the argument at this
+// place.
 std::string BashBranch(const CLI::App& verb) {
   std::ostringstream out;
   out << "    " << verb.get_name() << ")\n      case \"$before\" in\n";
@@ -143,7 +144,7 @@ std::string BashBranch(const CLI::App& verb) {
 
 std::string ManPage(const CLI::App& app) {
   const bool is_verb = app.get_parent() != nullptr;
-  // A verb without notes of its own has those of the program.
+  // A verb without its own notes shows those of the program.
   const bool own = !is_verb || app.get_footer() != app.get_parent()->get_footer();
   const std::string footer = own ? app.get_footer() : std::string();
   std::string page = ".TH " + AsciiUpper(PageName(app)) + " 1 \"\" \"ulix " + VersionText() + "\" \"" +
@@ -177,7 +178,7 @@ std::string BashCompletion(const CLI::App& program) {
          "}\ncomplete -o default -F _ulix ulix\n";
 }
 
-// The one for bash, which zsh runs.
+// The completion for bash, which zsh can run.
 std::string ZshCompletion(const CLI::App& program) {
   return "#compdef ulix\n# Completion of ulix for zsh.\nautoload -U +X bashcompinit && bashcompinit\n" +
          BashCompletion(program);

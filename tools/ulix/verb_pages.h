@@ -1,4 +1,4 @@
-// What shells and readers of manuals get, made of the verbs as they are defined: the same tables as --help.
+// Manual pages and shell completions, made from the definitions of the verbs, from which --help is also made.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@ class App;
 
 namespace ulix::cli {
 
-// A page of the manual in section 1, in roff: of a verb, or of the program for the app that has the verbs.
+// A manual page of section 1, in roff: of a verb, or of the program if `app` is the one that has the verbs.
 std::string ManPage(const CLI::App& app);
 
-// Completion of verbs, options, words that options take, models and files.
+// Completes verbs, options, values of options, models and files.
 std::string BashCompletion(const CLI::App& program);
 std::string ZshCompletion(const CLI::App& program);
 

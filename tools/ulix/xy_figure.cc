@@ -85,7 +85,7 @@ bool Drawing::FindRanges() {
   return true;
 }
 
-// Zero has no sign.
+// The label of a tick. Zero is shown without a sign.
 std::string TickText(double at, int decimals, Language language) {
   const std::string text = FormatFixed(at, decimals);
   const bool zero = text.find_first_of("123456789") == std::string::npos;
@@ -117,7 +117,7 @@ void Drawing::AddAxes() {
   AddText(14, (kTop + kBottom) / 2, figure_.y_label, "middle", " transform=\"rotate(-90 14 " + middle + ")\"");
 }
 
-// As many names as there is room for.
+// Adds as many names as there is room for.
 void Drawing::AddLegend() {
   double x = kLeft;
   for (const XySeries& series : figure_.series) {

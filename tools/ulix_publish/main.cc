@@ -26,7 +26,7 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-// The journal of a service takes the level in front of each line.
+// Writes the level before each line, as the journal of a service expects.
 void LogToStandardError(LogLevel level, const std::string& text) {
   static std::mutex mutex;
   static const bool in_journal = std::getenv("JOURNAL_STREAM") != nullptr;
@@ -38,7 +38,7 @@ void LogToStandardError(LogLevel level, const std::string& text) {
   std::cerr << text << std::endl;
 }
 
-// None, after a message, where it cannot be read.
+// Loads the configuration. If it cannot be read, prints a message and returns none.
 std::optional<LoadedConfig> Load(const std::string& path) {
   std::ifstream file(platform::PathOf(path), std::ios::binary);
   if (!file || platform::IsNoFile(platform::PathOf(path))) {
@@ -76,7 +76,7 @@ int Check(const std::string& path) {
   return 0;
 }
 
-// Until Ctrl-C or the service's end.
+// Runs until Ctrl-C or until the service is stopped.
 void Serve(Publisher& publisher, const std::atomic<bool>& interrupted) {
   using Clock = std::chrono::steady_clock;
   const auto watchdog = platform::ServiceWatchdog();

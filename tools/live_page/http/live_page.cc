@@ -13,15 +13,16 @@
 namespace ulix {
 namespace {
 
-constexpr int kMaxReaders = 6;  // of the stream; the library has eight threads, and one stays free for the page
+constexpr int kMaxReaders =
+    6;  // readers of the stream; the library has eight threads, and some must stay free for the page
 constexpr std::chrono::milliseconds kBetweenFrames(200);
 constexpr std::chrono::milliseconds kKeepAlive(5000);
 constexpr std::chrono::milliseconds kLastEvents(2000);
 constexpr std::chrono::milliseconds kGlance(10);
-constexpr time_t kIdleSeconds = 1;  // the end of the program waits so long for idle connections
+constexpr time_t kIdleSeconds = 1;  // how long the end of the program waits for idle connections
 
-// Whether a request names this machine as its server. Without this check, the page of another site could read the
-// values through a name of its own that leads to this machine.
+// Whether a request names this machine as its server. Without this check, a page of another site could read the values
+// through a host name of that site which leads to this machine.
 bool NamesThisMachine(const std::string& host) {
   const std::string name = host.ends_with(']') ? host : host.substr(0, host.rfind(':'));
   return name == "localhost" || name == "127.0.0.1" || name == "[::1]";
@@ -67,7 +68,8 @@ class Server final : public LivePage {
   }
 
  private:
-  // The server drops its streams when it stops, so they end before that. A reader who takes nothing is not waited for.
+  // Waits until the streams have sent their last event, because the server drops them when it stops. Does not wait for
+  // a reader that accepts no data.
   void AwaitLastEvents() const {
     const auto end = std::chrono::steady_clock::now() + kLastEvents;
     while (readers_ > 0 && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(kGlance);

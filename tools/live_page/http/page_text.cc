@@ -27,7 +27,8 @@ canvas{width:100%;height:220px;display:block}
 .lost table,.lost canvas,.ended table{opacity:.5}
 )css";
 
-// The script thins what it draws as the program does, so that a page that is open for days stays as quick as it was.
+// The script thins out its points in the same way as the program does, so that a page which is open for days stays
+// fast.
 constexpr char kScript[] = R"js(
 'use strict';
 const colours=['#333333','#0072b2','#d55e00','#009e73','#cc79a7','#e69f00','#56b4e9','#6a3d9a'];

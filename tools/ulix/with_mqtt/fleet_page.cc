@@ -13,7 +13,7 @@ LiveSeries SeriesOf(const FleetRow& row, const std::string& name) {
   const fleet::SeenChannel& seen = row.state;
   LiveSeries series{.name = name, .unit = seen.unit, .cells = {{row.note, !row.note.empty()}}};
   if (seen.value) series.value = ParseDecimal(fleet::NumberText(*seen.value));
-  // A stale value is shown and not drawn: nobody measured it now.
+  // A stale value is shown but not drawn, because it was not measured now.
   if (seen.quality != fleet::Quality::kGood) series.quality = LiveQuality::kFailed;
   if (seen.time != 0) series.time = LocalDateOf(seen.time);
   return series;

@@ -12,7 +12,7 @@
 
 namespace ulix::cli {
 
-// A channel keeps its row, since the page draws one curve for each row: new channels come last. At most kMaxRows
+// A channel keeps its row, because the page draws one curve for each row; new channels come last. At most kMaxRows
 // channels are shown.
 class FleetPage {
  public:
@@ -27,7 +27,7 @@ class FleetPage {
   std::unique_ptr<LivePage> page_;
   const Language language_;
   const std::chrono::steady_clock::time_point began_;
-  std::map<std::string, std::size_t> places_;  // of the channels, by the names of their rows
+  std::map<std::string, std::size_t> places_;  // row of each channel, by the name of the row
 };
 
 }  // namespace ulix::cli

@@ -26,10 +26,10 @@ struct FleetCounts {
 
 std::vector<FleetRow> FleetRows(const fleet::SeenBenches& benches, Language language);
 FleetCounts CountsOf(const fleet::SeenBenches& benches);
-// "4 of 5 benches connected, 7 channels good, 0 bad, 1 stale".
+// The summary: "4 of 5 benches connected, 7 channels good, 0 bad, 1 stale".
 std::string CountsText(const FleetCounts& counts, Language language);
 
-// What is said of a value beside the value: nothing of a good one, else bad, stale, and why.
+// The remark about a value: empty for a good one, else bad or stale, and why.
 std::string StateNote(const fleet::SeenChannel& channel, Language language);
 
 // The headings and at most `most` rows, `width` columns wide. When there are more rows, those that are not good come

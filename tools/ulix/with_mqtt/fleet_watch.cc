@@ -116,7 +116,7 @@ class FleetWatch {
   }
 
  private:
-  // A wrong address shall be told at once.
+  // Waits for the first connection, so that a wrong address is reported at once.
   void AwaitBroker() {
     if (as_table_) block_.Show({Shown(TextId::kFleetConnecting, options_.language, {address_.broker.host})});
     while (!subscriber_.online() && !interrupted_) {
@@ -129,7 +129,7 @@ class FleetWatch {
     }
   }
 
-  // Further documents of the page are made on threads of its server; the page ends before the view.
+  // Makes the page. The server's threads use the view for other documents, so the page is destroyed before the view.
   std::unique_ptr<FleetPage> MakePage() {
     LivePageOptions page{.title = address_.group,
                          .columns = {Shown(TextId::kLiveState, options_.language)},
