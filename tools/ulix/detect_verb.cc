@@ -32,8 +32,8 @@ struct Answer {
   std::string identification;
 };
 
-// The queries of other models may leave a part of a request in the instrument, which spoils the first query that it
-// should understand. So each model is tried twice.
+// The queries of other models may leave a part of a request in the instrument. Then it does not understand the first
+// query that it should know, so each model is tried twice.
 constexpr int kAttempts = 2;
 
 // The identity of the instrument when it answers as this model; else none.

@@ -44,8 +44,8 @@ Expected<bool> Adt760Driver::StartSession(Conversation& talk) {
 }
 
 // The identification query is empty when the settings switch identification off, because any instrument may then be
-// connected. The identification is a safe sync query: errors that it leaves in the error queue are cleared at the start
-// of each operation.
+// connected. Reading the error queue as the alternate query loses no error, because every operation clears the queue at
+// its start.
 IdentityQuery Adt760Driver::identity_query() const {
   const bool wanted = CodeIn(*settings().Current(), kSettings[kIdentify]) != 0;
   return {.query = wanted ? kIdentifyQuery : std::string_view(),

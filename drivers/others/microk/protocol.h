@@ -35,7 +35,8 @@ ChannelConfig ConfigIn(const std::vector<StoredValue>& record, ChannelId id);
 // Whether a reply to "*IDN?" comes from an instrument of this model.
 bool IsOf(Model model, std::string_view reply);
 // Whether a line ends with the identification. `known` is the identification of this connection, or empty before the
-// first one. With `known` the line must contain it, because the model's word alone may also be in a probe's name.
+// first one. With `known` the line must end with it, because the model's word alone may also be in a probe's name. If
+// `known` has no version, it may itself be a probe's name, and an identification with a version is accepted too.
 bool IsIdentification(Model model, std::string_view reply, std::string_view known);
 // The software version in the reply; none if it has none.
 std::optional<double> VersionIn(Model model, std::string_view reply);
