@@ -10,7 +10,7 @@ BilingualText Bilingual(TextId id, std::initializer_list<BilingualText> values) 
     en.push_back(value.en);
     fr.push_back(value.fr);
   }
-  return {WithValues(Utf8Of(id, Language::kEnglish), en), WithValues(Utf8Of(id, Language::kFrench), fr)};
+  return {Utf8Of(id, Language::kEnglish, en), Utf8Of(id, Language::kFrench, fr)};
 }
 
 std::string Shortened(double value) { return FormatGeneral(value, 9); }

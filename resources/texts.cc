@@ -143,7 +143,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kNoErrors, {"No reading failed.", "Aucune lecture n'a échoué."}},
     {TextId::kErrorsLeftOut,
      {"% more readings failed; the first % failures are listed.",
-      "% autres lectures ont échoué ; les % premiers échecs sont listés."}},
+      "% {autre lecture a|autres lectures ont} échoué ; les % premiers échecs sont listés."}},
     {TextId::kNoNumber, {"no number", "pas un nombre"}},
     {TextId::kNoReadings, {"There is no reading.", "Il n'y a aucune lecture."}},
     {TextId::kRowsShortened,
@@ -161,11 +161,10 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     // Tables and progress.
     {TextId::kWaitingForReport,
      {"waiting for the first report; Ctrl-C ends", "en attente du premier relevé ; Ctrl-C termine"}},
-    {TextId::kOneReport, {"% report", "% relevé"}},
-    {TextId::kReports, {"% reports", "% relevés"}},
+    {TextId::kReports, {"% {report|reports}", "% {relevé|relevés}"}},
     {TextId::kReadingsFailed, {"% failed", "% en échec"}},
     {TextId::kCtrlCEnds, {"Ctrl-C ends", "Ctrl-C termine"}},
-    {TextId::kMoreChannels, {"... and % more channels", "... et % autres voies"}},
+    {TextId::kMoreChannels, {"... and % more channels", "... et % {autre voie|autres voies}"}},
     {TextId::kChannelHead, {"CHANNEL", "VOIE"}},
     {TextId::kValueHead, {"VALUE", "VALEUR"}},
     {TextId::kUnitHead, {"UNIT", "UNITÉ"}},
@@ -186,8 +185,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kKeyHead, {"KEY", "CLÉ"}},
     {TextId::kDefaultHead, {"DEFAULT", "DÉFAUT"}},
     {TextId::kTakesHead, {"TAKES", "ACCEPTE"}},
-    {TextId::kOneRecord, {"% record", "% enregistrement"}},
-    {TextId::kRecordCount, {"% records", "% enregistrements"}},
+    {TextId::kRecordCount, {"% {record|records}", "% {enregistrement|enregistrements}"}},
     {TextId::kProgramSent, {"Program sent", "Programme envoyé"}},
     {TextId::kProgramReRead, {"Program re-read", "Programme relu"}},
     {TextId::kConfigurationSent, {"configuration sent", "configuration envoyée"}},
@@ -219,14 +217,14 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kTourShown, {"ok: %", "ok : %"}},
     {TextId::kTourNotShown, {"NOT SHOWN: %", "NON MONTRÉ : %"}},
     {TextId::kTourAnswer, {"on % answers \"%\"", "sur % répond « % »"}},
-    {TextId::kTourLines, {"% lines went over the wire", "% lignes sont passées sur la liaison"}},
+    {TextId::kTourLines, {"% lines went over the wire", "% {ligne est passée|lignes sont passées} sur la liaison"}},
     {TextId::kTourScans, {"% scans, every one with a value", "% acquisitions, toutes avec une valeur"}},
     {TextId::kTourFollows, {"OUT set to %, wired to IN, which reads %", "OUT mis à %, relié à IN, qui lit %"}},
     {TextId::kTourFewReports,
      {"with a dead band of %, % scans made only % reports",
       "avec une bande morte de %, % acquisitions n'ont donné que % relevés"}},
     {TextId::kTourPlotTitle, {"Kelvo10 with its line pulled for a while", "Kelvo10, ligne débranchée un moment"}},
-    {TextId::kTourFailed, {"% readings failed: %", "% lectures ont échoué : %"}},
+    {TextId::kTourFailed, {"% readings failed: %", "% {lecture a|lectures ont} échoué : %"}},
     {TextId::kTourRecovered,
      {"readings are back with the line plugged in again", "les lectures reprennent, la ligne rebranchée"}},
     {TextId::kTourCsv, {"CSV:  %", "CSV :     %"}},
@@ -331,7 +329,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kSetAnyway, {"Set it anyway?", "Régler quand même ?"}},
     {TextId::kClearBlock, {"Clear block %?", "Effacer le bloc % ?"}},
     {TextId::kBlockCleared, {"cleared block %", "bloc % effacé"}},
-    {TextId::kBlockOf, {"% \"%\", % records", "% « % », % enregistrements"}},
+    {TextId::kBlockOf, {"% \"%\", % records", "% « % », % {enregistrement|enregistrements}"}},
     {TextId::kShowsInstrument, {"%, as the instrument says that it is set", "%, comme l'instrument dit être réglé"}},
     {TextId::kShowsFile, {"%, from the file %", "%, du fichier %"}},
     {TextId::kShowsOptions, {"%, defaults changed by --set", "%, valeurs par défaut modifiées par --set"}},
@@ -366,7 +364,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kLateReadings, {"Late reports", "Relevés en retard"}},
     {TextId::kDoubtfulReading, {"doubtful reading", "lecture douteuse"}},
     {TextId::kSerialNumber, {"Serial number", "Numéro de série"}},
-    {TextId::kSettingsAtDefault, {"% settings at their default", "% réglages à leur valeur par défaut"}},
+    {TextId::kSettingsAtDefault, {"% settings at their default", "% {réglage à sa|réglages à leur} valeur par défaut"}},
     {TextId::kElapsed, {"% elapsed", "% écoulées"}},
     {TextId::kTimeLeft, {"% left", "reste %"}},
     {TextId::kMinHead, {"MIN", "MIN"}},
@@ -393,9 +391,10 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
      {"the certificate was issued (%) before the calibration ended (%)",
       "le certificat est délivré (%) avant la fin de l'étalonnage (%)"}},
     {TextId::kCertificateLengths,
-     {"table '%': a list of % values beside one of %", "tableau '%' : une liste de % valeurs à côté d'une de %"}},
+     {"table '%': a list of % values beside one of %",
+      "tableau '%' : une liste de % {valeur|valeurs} à côté d'une de %"}},
     {TextId::kCertificateUncertaintyLength,
-     {"table '%': % uncertainties for % values", "tableau '%' : % incertitudes pour % valeurs"}},
+     {"table '%': % uncertainties for % values", "tableau '%' : % {incertitude|incertitudes} pour % {valeur|valeurs}"}},
     {TextId::kCertificateFactor,
      {"table '%': the coverage factor % is below 1", "tableau '%' : le facteur d'élargissement % est inférieur à 1"}},
     {TextId::kCertificateNegative,
@@ -666,14 +665,15 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kReportAttempts, {"read % times", "lu % fois"}},
     {TextId::kReportMoreUnits, {"The first % units are drawn.", "Les % premiers appareils sont tracés."}},
     // Calibration runs on the command line.
-    {TextId::kRunNoProblem, {"%: % points, % units; nothing to object", "% : % points, % appareils ; rien à redire"}},
+    {TextId::kRunNoProblem,
+     {"%: % points, % units; nothing to object", "% : % {point|points}, % {appareil|appareils} ; rien à redire"}},
     {TextId::kRunWarning, {"warning: ", "avertissement : "}},
     {TextId::kRunTimeTable, {"Begins", "Début"}},
     {TextId::kRunTakes, {"Takes", "Durée"}},
     {TextId::kRunWhat, {"What", "Quoi"}},
     {TextId::kRunPreloads, {"preloads", "mises en charge"}},
-    {TextId::kRunTotal, {"% for % phases of % points", "% pour % phases de % points"}},
-    {TextId::kRunTotalOnePhase, {"% for % points", "% pour % points"}},
+    {TextId::kRunTotal, {"% for % phases of % points", "% pour % phases de % {point|points}"}},
+    {TextId::kRunTotalOnePhase, {"% for % points", "% pour % {point|points}"}},
     {TextId::kRunRunInto, {"run in %", "campagne dans %"}},
     {TextId::kRunAdjustNow,
      {"The points as found are taken and the source is at its safe value. Adjust the units. Is that done?",
@@ -707,7 +707,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kLiveTimes,
      {"% since the beginning; left: point %, run %", "% depuis le début ; reste : point %, campagne %"}},
     {TextId::kLiveTaken, {"taken: %  reference %", "relevé : %  référence %"}},
-    {TextId::kLiveMoreChannels, {"and % more channels", "et % autres voies"}},
+    {TextId::kLiveMoreChannels, {"and % more channels", "et % {autre voie|autres voies}"}},
     {TextId::kLiveCatchingUp, {"going through the journal", "lecture du journal"}},
     {TextId::kLiveEnds,
      {"Ctrl-C ends the run and leaves the source safe", "Ctrl-C termine la campagne et met la source au repos"}},
@@ -727,7 +727,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
      {"signature: there is one, not verified (--trusted CERT.pem verifies it)",
       "signature : présente, non vérifiée (--trusted CERT.pem la vérifie)"}},
     {TextId::kCheckUnsigned, {"signature: none", "signature : aucune"}},
-    {TextId::kCheckWithFindings, {"% findings", "% constatations"}},
+    {TextId::kCheckWithFindings, {"% findings", "% {constatation|constatations}"}},
     // Questions for a plan.
     {TextId::kAskIntroduction,
      {"A plan of a calibration. Enter takes what stands in brackets; Ctrl-D leaves without a file.",
@@ -980,15 +980,17 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kFleetBenchGone, {"stale: the bench is gone", "périmé : le banc est parti"}},
     {TextId::kFleetInstrumentGone, {"stale: the instrument is gone", "périmé : l'instrument est parti"}},
     {TextId::kFleetNoInstrument, {"no instrument", "aucun instrument"}},
-    {TextId::kFleetBenches, {"% of % benches connected", "% bancs connectés sur %"}},
-    {TextId::kFleetChannels, {"% channels good, % bad, % stale", "voies : % bonnes, % mauvaises, % périmées"}},
+    {TextId::kFleetBenches, {"% of % benches connected", "% {banc connecté|bancs connectés} sur %"}},
+    {TextId::kFleetChannels,
+     {"% channels good, % bad, % stale", "voies : % {bonne|bonnes}, % {mauvaise|mauvaises}, % {périmée|périmées}"}},
     {TextId::kFleetWaiting,
      {"no bench of the group has sent anything yet", "aucun banc du groupe n'a encore rien envoyé"}},
     {TextId::kFleetConnecting, {"connecting to the broker %", "connexion au courtier %"}},
     {TextId::kFleetReconnecting, {"trying again: %", "nouvel essai : %"}},
     {TextId::kFleetDropped,
      {"% reports are left out: they are not read as fast as they come",
-      "% rapports omis : ils ne sont pas lus aussi vite qu'ils arrivent"}},
+      "% {relevé omis : il n'est pas lu aussi vite qu'il arrive|relevés omis : ils ne sont pas lus aussi vite qu'ils "
+      "arrivent}"}},
     {TextId::kFleetNotBuilt,
      {"this program was built without its MQTT library", "ce programme a été construit sans sa bibliothèque MQTT"}},
     // Wrong usage and rare failures of the command line.
@@ -1045,7 +1047,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kCsvNoPairs, {"has no pairs of value and error", "n'a pas de paires de valeur et d'erreur"}},
     {TextId::kCsvNoErrors, {"has no column '%' with its errors", "n'a pas de colonne '%' avec ses erreurs"}},
     {TextId::kCsvNoTime, {"has no time: '%'", "n'a pas d'heure : '%'"}},
-    {TextId::kCsvCells, {"has % cells, not %", "a % cellules, pas %"}},
+    {TextId::kCsvCells, {"has % cells, not %", "a % {cellule|cellules}, pas %"}},
     {TextId::kCsvNoNumber, {"has no number: '%'", "n'a pas de nombre : '%'"}},
     {TextId::kBlockMissing,
      {"is missing; takes a block's number from 0 to 99, or name:NAME",
@@ -1596,20 +1598,46 @@ constexpr bool IsInOrder() {
 }
 static_assert(IsInOrder());
 
+bool IsSingular(const std::string& count, Language language) {
+  return count == "1" || (count == "0" && language == Language::kFrench);
+}
+
+// Puts the values in their places, and the forms that they take.
+std::string Filled(std::string_view text, Language language, std::span<const std::string> values) {
+  if (values.empty()) return std::string(text);
+  std::string filled;
+  std::size_t next = 0;
+  while (!text.empty()) {
+    const std::size_t place = text.find_first_of("%{");
+    filled += text.substr(0, place);
+    if (place == text.npos) break;
+    text.remove_prefix(place);
+    const std::size_t bar = text.find('|'), end = text.find('}');
+    if (text.front() == '%' && next < values.size()) {
+      filled += values[next++];
+      text.remove_prefix(1);
+    } else if (text.front() == '{' && next > 0 && bar < end && end != text.npos) {
+      filled += IsSingular(values[next - 1], language) ? text.substr(1, bar - 1) : text.substr(bar + 1, end - bar - 1);
+      text.remove_prefix(end + 1);
+    } else {
+      filled += text.front();
+      text.remove_prefix(1);
+    }
+  }
+  return filled;
+}
+
 }  // namespace
 
 std::span<const TextRow> AllTexts() { return kTexts; }
 
-std::string Localized(TextId id, Language language) { return kTexts[static_cast<std::size_t>(id)].text.In(language); }
-
-std::string Localized(TextId id, Language language, std::initializer_list<std::string> values) {
-  return WithValues(Localized(id, language), values);
+std::string Utf8Of(TextId id, Language language, std::span<const std::string> values) {
+  const LocalizedText& text = kTexts[static_cast<std::size_t>(id)].text;
+  return Filled(language == Language::kFrench ? text.fr : text.en, language, values);
 }
 
-std::string Utf8Of(TextId id, Language language, std::initializer_list<std::string> values) {
-  const LocalizedText& text = kTexts[static_cast<std::size_t>(id)].text;
-  const std::string utf8 = language == Language::kFrench ? text.fr : text.en;
-  return values.size() == 0 ? utf8 : WithValues(utf8, values);
+std::string Localized(TextId id, Language language, std::initializer_list<std::string> values) {
+  return Filled(AnsiFromUtf8(Utf8Of(id, language)), language, std::span(values.begin(), values.size()));
 }
 
 }  // namespace ulix

@@ -142,7 +142,6 @@ enum class TextId : std::uint16_t {
   kSimulated,
   // Tables and progress.
   kWaitingForReport,
-  kOneReport,
   kReports,
   kReadingsFailed,
   kCtrlCEnds,
@@ -167,7 +166,6 @@ enum class TextId : std::uint16_t {
   kKeyHead,
   kDefaultHead,
   kTakesHead,
-  kOneRecord,
   kRecordCount,
   kProgramSent,
   kProgramReRead,
@@ -971,11 +969,17 @@ struct TextRow {
 // All texts, in the order of TextId.
 std::span<const TextRow> AllTexts();
 
-// A text in Windows-1252. The second form replaces each '%' by the next value:
-//   Localized(TextId::kUnableToRead, Language::kEnglish, {"run.csv"}) is "Unable to read run.csv".
-std::string Localized(TextId id, Language language);
-std::string Localized(TextId id, Language language, std::initializer_list<std::string> values);
-// The same in UTF-8, for texts that go to files and pages and never to an instrument.
-std::string Utf8Of(TextId id, Language language, std::initializer_list<std::string> values = {});
+// A text in UTF-8, for people, files and pages. Each '%' is replaced by the next value, and each "{one|many}" by the
+// form that the value before it takes: one for 1, in French also for 0. A text for which no values are given stays as
+// it is.
+//   Utf8Of(TextId::kUnableToRead, Language::kEnglish, {"run.csv"}) is "Unable to read run.csv";
+//   Utf8Of(TextId::kReports, Language::kFrench, {"0"}) is "0 relevé".
+std::string Utf8Of(TextId id, Language language, std::span<const std::string> values);
+inline std::string Utf8Of(TextId id, Language language, std::initializer_list<std::string> values = {}) {
+  return Utf8Of(id, language, std::span(values.begin(), values.size()));
+}
+
+// The same in Windows-1252, the encoding of the library's interfaces; so are the values.
+std::string Localized(TextId id, Language language, std::initializer_list<std::string> values = {});
 
 }  // namespace ulix

@@ -5,6 +5,7 @@ LocalizedText, or the value of a named field. The script finds the pairs by this
 - a language that is missing or empty
 - a text that cannot be written in Windows-1252
 - two languages with a different number of places for values
+- a choice between singular and plural, "{one|many}", that no value is before, or that is not closed
 - one English text with two French texts
 - a text that is not used
 - a use with more or fewer values than the text has places
@@ -25,6 +26,7 @@ SHOWN_ROOMS = ("core", "drivers", "forms", "controls", "tools/live_page", "tools
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
+CHOICE = re.compile(r"\{[^{}|]*\|[^{}|]*\}")
 SENTENCE = re.compile(r"[A-Za-z]{2,}[,.:]? [a-z]{2,}|&[A-Z][a-z]+")
 NO_SENTENCES = {
     "trace": re.compile(r"^(TraceLine|Trace|TraceFailure|TraceVersion|static_assert)$"),  # for developers
@@ -112,6 +114,12 @@ def places(text):
     return [place for place in PLACE.findall(text) if place != "%%"]
 
 
+def has_lost_choice(text):
+    """Whether a choice between singular and plural has no value before it, or is no whole one."""
+    lost = any("%" not in text[:choice.start()] for choice in CHOICE.finditer(text))
+    return lost or re.search(r"\{[^{}]*\||\|[^{}]*\}", CHOICE.sub("", text)) is not None
+
+
 def values_given(found):
     """Each use of a text with values, and their number: Localized(TextId::kName, [language,] {a, b})."""
     for k, token in enumerate(found):
@@ -185,6 +193,8 @@ def check(root):
                 tell("not to be had in Windows-1252")
         if places(pair.english) != places(pair.french):
             tell("places for values differ")
+        if has_lost_choice(pair.english) or has_lost_choice(pair.french):
+            tell("a choice without its value")
         if french.setdefault(pair.english, pair.french) != pair.french:
             tell(f'also translated as "{french[pair.english]}"')
         if pair.name and pair.name not in fixed and said[pair.name] < 2:

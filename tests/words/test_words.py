@@ -20,6 +20,8 @@ FAULTS = [
     (TEXTS, '"Voies"', '"Voies \u2192"', "not to be had in Windows-1252"),
     (TEXTS, '{"Data bits"', '{"Channels"', "also translated as"),
     (TEXTS, '    {TextId::kCancel,', '    {TextId::kNever, {"Never", "Jamais"}},\n    {TextId::kCancel,', "nothing says TextId::kNever"),
+    (TEXTS, '"% {relevé|relevés}"', '"{relevé|relevés} %"', "a choice without its value"),
+    (TEXTS, '"% {relevé|relevés}"', '"% {relevé|relevés"', "a choice without its value"),
     (TEXTS, '"%c bits de données"', '"%d bits de données"', "places for values differ"),
     (KELVO10, "namespace ulix", 'constexpr LocalizedText kNew = {"Newest", "Dernier"};\nnamespace ulix', "nothing says kNew"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),

@@ -47,7 +47,7 @@ class Report {
 
  private:
   std::string Text(TextId text, std::initializer_list<std::string> values = {}) const {
-    return Utf8Of(text, language_, values);
+    return Shown(text, language_, values);
   }
   std::string Local(const std::string& number) const { return InLanguage(number, language_); }
   std::string Short(double value) const { return Local(NumberText(value)); }
@@ -120,7 +120,7 @@ void Report::AddFacts() {
   const auto& certificate = findings_.evaluation.reference;
   const StabilityRule& rule = plan_.points.front().stability;
   std::string decision;
-  if (plan_.decision.rule != DecisionRule::kNone) decision = Utf8Of(DecisionRuleText(plan_.decision.rule), language_);
+  if (plan_.decision.rule != DecisionRule::kNone) decision = Shown(DecisionRuleText(plan_.decision.rule), language_);
   html_ += HtmlFacts(
       {{Text(TextId::kLaboratory), AddressText(plan_.laboratory.address)},
        {Text(TextId::kCustomer), AddressText(plan_.customer)},
@@ -153,7 +153,7 @@ HtmlCell Report::PointCell(const PointResult& point) const {
 HtmlCell Report::ResultCell(const EvaluatedPoint& point) const {
   if (!point.conformity) return {"–"};
   const bool good = *point.conformity == Conformity::kPass || *point.conformity == Conformity::kConditionalPass;
-  return {Utf8Of(ConformityText(*point.conformity), language_), good ? CellKind::kText : CellKind::kBad};
+  return {Shown(ConformityText(*point.conformity), language_), good ? CellKind::kText : CellKind::kBad};
 }
 
 void Report::AddPhase(const EvaluatedUnit& unit, std::size_t phase) {

@@ -41,10 +41,6 @@ namespace {
 constexpr char kReportFile[] = "report.html";
 constexpr char kTableFile[] = "results.csv";
 
-std::string Text(TextId text, Language language, std::initializer_list<std::string> values = {}) {
-  return Utf8Of(text, language, values);
-}
-
 std::string DayOfToday() { return IsoTime(SystemClock().LocalTime()).substr(0, 10); }
 
 // Loads a plan and prints its problems and warnings to standard error.
@@ -55,7 +51,7 @@ class PlanFile {
     language_ = options.language.value_or(loaded_.plan.language.value_or(ShownLanguage()));
     if (loaded_.usable()) AddCertificateProblems();
     for (const PlanProblem& problem : loaded_.problems) Print(options.plan_file, problem);
-    if (!loaded_.usable()) throw UsageError("PLAN", Text(TextId::kPlanCannotRun, language_, {options.plan_file}));
+    if (!loaded_.usable()) throw UsageError("PLAN", Shown(TextId::kPlanCannotRun, language_, {options.plan_file}));
   }
   const Plan& plan() const { return loaded_.plan; }
   Language language() const { return language_; }
@@ -68,7 +64,7 @@ class PlanFile {
     }
   }
   void Print(const std::string& file, const PlanProblem& problem) const {
-    std::cerr << file << ":" << (problem.warning ? " " + Text(TextId::kRunWarning, language_) : "")
+    std::cerr << file << ":" << (problem.warning ? " " + Shown(TextId::kRunWarning, language_) : "")
               << calibration::Described(problem, language_) << '\n';
   }
 
@@ -79,7 +75,7 @@ class PlanFile {
 void PrintTimeTable(const Plan& plan, Language language) {
   const auto times = calibration::TimeTableOf(plan);
   Table table(
-      {Text(TextId::kRunTimeTable, language), Text(TextId::kRunTakes, language), Text(TextId::kRunWhat, language)});
+      {Shown(TextId::kRunTimeTable, language), Shown(TextId::kRunTakes, language), Shown(TextId::kRunWhat, language)});
   double at = 0;
   const auto add = [&](double seconds, const std::string& what) {
     table.Add({ClockText(at), ClockText(seconds), what});
@@ -87,7 +83,7 @@ void PrintTimeTable(const Plan& plan, Language language) {
   };
   for (const calibration::Phase phase : plan.phases) {
     const std::string name = PhaseText(phase, language) + ", ";
-    if (plan.preload.count > 0) add(times.preload_seconds, name + Text(TextId::kRunPreloads, language));
+    if (plan.preload.count > 0) add(times.preload_seconds, name + Shown(TextId::kRunPreloads, language));
     for (std::size_t k = 0; k < plan.points.size(); ++k) {
       add(times.point_seconds[k], name + PointText(plan, plan.points[k].value, plan.points[k].direction, language));
     }
@@ -95,8 +91,8 @@ void PrintTimeTable(const Plan& plan, Language language) {
   table.Print();
   const std::string total = ClockText(times.run_seconds), points = std::to_string(plan.points.size());
   PrintLine(plan.phases.size() == 1
-                ? Text(TextId::kRunTotalOnePhase, language, {total, points})
-                : Text(TextId::kRunTotal, language, {total, std::to_string(plan.phases.size()), points}));
+                ? Shown(TextId::kRunTotalOnePhase, language, {total, points})
+                : Shown(TextId::kRunTotal, language, {total, std::to_string(plan.phases.size()), points}));
 }
 
 // The start of the folder names of a plan's runs: "dry-block-" for dry-block.json, as in "dry-block-20260131-101112".
@@ -142,14 +138,14 @@ std::string LastFolder(const std::string& plan_file, const Plan& plan) {
     if (IsOpenRunOf(entry.path(), StemOf(plan_file), digest)) folders.push_back(entry.path().filename().string());
   }
   std::sort(folders.rbegin(), folders.rend());
-  if (folders.empty()) throw UsageError("--resume", Text(TextId::kRunNoRun, ShownLanguage(), {"."}));
+  if (folders.empty()) throw UsageError("--resume", Shown(TextId::kRunNoRun, {"."}));
   return folders.front();
 }
 
 // The simulated bench of a run; null for a run with real instruments.
 std::unique_ptr<PlanBench> BenchOf(const Plan& plan, const CalibrationOptions& options, const std::string& folder) {
   if (!plan.simulated()) {
-    if (options.speed) throw UsageError("--speed", Text(TextId::kSpeedNeedsSimulation, ShownLanguage()));
+    if (options.speed) throw UsageError("--speed", Shown(TextId::kSpeedNeedsSimulation));
     return nullptr;
   }
   Date start = SystemClock().LocalTime();
@@ -171,7 +167,7 @@ void WriteCertificatesOf(const CalibrationFindings& findings, const std::string&
   const auto written = calibration::WriteCertificates(findings.run, folder, DayOfToday(), sign, language);
   if (!written) {
     if (!sign.empty()) throw OperationFailed(E_FAIL, written.error().In(language));
-    std::cerr << "ulix: " << Text(TextId::kRunNoCertificate, language, {written.error().In(language)}) << '\n';
+    std::cerr << "ulix: " << Shown(TextId::kRunNoCertificate, language, {written.error().In(language)}) << '\n';
     return;
   }
   files.insert(files.end(), written->files.begin(), written->files.end());
@@ -196,13 +192,12 @@ void WriteResults(const CalibrationOptions& options, const std::string& folder, 
 void CheckSigning(const Plan& plan, const std::string& sign) {
   if (sign.empty()) return;
   const std::size_t comma = sign.find(',');
-  if (comma == sign.npos) throw UsageError("--sign", Text(TextId::kTakesKeyAndCertificate, ShownLanguage()));
-  if (plan.certificate.identifier.empty())
-    throw UsageError("--sign", Text(TextId::kNoCertificateWanted, ShownLanguage()));
+  if (comma == sign.npos) throw UsageError("--sign", Shown(TextId::kTakesKeyAndCertificate));
+  if (plan.certificate.identifier.empty()) throw UsageError("--sign", Shown(TextId::kNoCertificateWanted));
   for (const std::string& file : {sign.substr(0, comma), sign.substr(comma + 1)}) {
     std::error_code ignored;
     if (!std::filesystem::is_regular_file(platform::PathOf(file), ignored))
-      throw UsageError("--sign", Text(TextId::kFileMissing, ShownLanguage(), {file}));
+      throw UsageError("--sign", Shown(TextId::kFileMissing, {file}));
   }
   const auto tried = calibration::TrySigning(sign);
   if (!tried) throw UsageError("--sign", tried.error().In(ShownLanguage()));
@@ -212,18 +207,18 @@ void CheckSigning(const Plan& plan, const std::string& sign) {
 int ReportEnd(const Plan& plan, const CalibrationOptions& options, const RunEnd& end, const std::string& folder,
               Language language) {
   if (!end.safe) {
-    std::cerr << "ulix: " << Text(TextId::kRunNotSafe, language, {end.unsafe_reason.In(language)}) << '\n';
+    std::cerr << "ulix: " << Shown(TextId::kRunNotSafe, language, {end.unsafe_reason.In(language)}) << '\n';
   }
   if (end.kind == RunEnd::kComplete) return end.safe ? 0 : 1;
   if (end.kind == RunEnd::kCannotStart) throw OperationFailed(E_FAIL, end.reason.In(language));
   std::cerr << "ulix: " << end.reason.In(language) << '\n';
   if (end.safe && end.was_set) {
     std::cerr << "ulix: "
-              << Text(TextId::kRunLeftSafe, language,
-                      {InLanguage(calibration::Shortened(plan.source.safe), language), plan.unit})
+              << Shown(TextId::kRunLeftSafe, language,
+                       {InLanguage(calibration::Shortened(plan.source.safe), language), plan.unit})
               << '\n';
   }
-  std::cerr << "ulix: " << Text(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
+  std::cerr << "ulix: " << Shown(TextId::kRunGoOn, language, {options.plan_file, folder}) << '\n';
   return 1;
 }
 
@@ -249,7 +244,7 @@ RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::
   if (SomebodyIsThere()) {
     services.confirm_adjustment = [&] {
       view->MakeRoom();
-      return AskYesOrNo(Text(TextId::kRunAdjustNow, language));
+      return AskYesOrNo(Shown(TextId::kRunAdjustNow, language));
     };
   }
   const RunEnd end =
@@ -263,8 +258,8 @@ RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::
 int CheckPlanFile(const CalibrationOptions& options) {
   const PlanFile file(options);
   PrintLine(
-      Text(TextId::kRunNoProblem, file.language(),
-           {options.plan_file, std::to_string(file.plan().points.size()), std::to_string(file.plan().units.size())}));
+      Shown(TextId::kRunNoProblem, file.language(),
+            {options.plan_file, std::to_string(file.plan().points.size()), std::to_string(file.plan().units.size())}));
   return 0;
 }
 
@@ -278,7 +273,7 @@ int RunPlanFile(const CalibrationOptions& options) {
   CheckSigning(plan, options.sign);
   std::string folder = options.folder;
   if (folder.empty()) folder = options.resume ? LastFolder(options.plan_file, plan) : NewFolder(options.plan_file);
-  Tell(Text(TextId::kRunRunInto, file.language(), {folder}));
+  Tell(Shown(TextId::kRunRunInto, file.language(), {folder}));
   const RunEnd end = CarryOut(plan, options, folder, file.language());
   // Before the results are written: on a full disk that fails, but the user must still learn how the run ended.
   const int status = ReportEnd(plan, options, end, folder, file.language());

@@ -113,14 +113,14 @@ void TerminalView::Draw() {
       Bold(Cut(PlaceText(plan_, status_, language_) + "  –  " + ActivityText(status_, language_), width))};
   const auto left = [](const std::optional<double>& seconds) { return seconds ? ClockText(*seconds) : "–"; };
   lines.push_back(
-      Cut(Utf8Of(TextId::kLiveTimes, language_,
-                 {ClockText(status_.seconds), left(status_.point_seconds_left), left(status_.run_seconds_left)}),
+      Cut(Shown(TextId::kLiveTimes, language_,
+                {ClockText(status_.seconds), left(status_.point_seconds_left), left(status_.run_seconds_left)}),
           width));
   const std::size_t room = height > others + 2 ? height - others - 1 : 1;
   for (std::string& line : WatchLines(channels_, width, room, language_)) lines.push_back(std::move(line));
   for (const std::string& line : taken_) lines.push_back(Cut(line, width));
   for (const std::string& line : messages_) lines.push_back(Cut(line, width));
-  if (status_.activity != Activity::kFinished) lines.push_back(Cut(Utf8Of(TextId::kLiveEnds, language_), width));
+  if (status_.activity != Activity::kFinished) lines.push_back(Cut(Shown(TextId::kLiveEnds, language_), width));
   if (lines.size() >= height) lines.resize(height - 1);
   block_.Show(lines);
 }
@@ -158,23 +158,23 @@ class LineView final : public CalibrationView {
 }  // namespace
 
 std::string ActivityText(const RunStatus& status, Language language) {
-  if (status.catching_up) return Utf8Of(TextId::kLiveCatchingUp, language);
+  if (status.catching_up) return Shown(TextId::kLiveCatchingUp, language);
   switch (status.activity) {
     case Activity::kConnecting:
-      return Utf8Of(TextId::kLiveConnecting, language);
+      return Shown(TextId::kLiveConnecting, language);
     case Activity::kPreloading:
-      return Utf8Of(TextId::kLivePreloading, language);
+      return Shown(TextId::kLivePreloading, language);
     case Activity::kDwelling:
-      return Utf8Of(TextId::kLiveDwelling, language);
+      return Shown(TextId::kLiveDwelling, language);
     case Activity::kReading:
-      return Utf8Of(TextId::kLiveReading, language,
-                    {std::to_string(status.readings_done + 1), std::to_string(status.readings_wanted)});
+      return Shown(TextId::kLiveReading, language,
+                   {std::to_string(status.readings_done + 1), std::to_string(status.readings_wanted)});
     case Activity::kAdjusting:
-      return Utf8Of(TextId::kLiveAdjusting, language);
+      return Shown(TextId::kLiveAdjusting, language);
     case Activity::kLeavingSafe:
-      return Utf8Of(TextId::kLiveLeavingSafe, language);
+      return Shown(TextId::kLiveLeavingSafe, language);
     case Activity::kFinished:
-      return Utf8Of(TextId::kLiveFinished, language);
+      return Shown(TextId::kLiveFinished, language);
     case Activity::kApproaching:
       break;
   }
@@ -184,9 +184,9 @@ std::string ActivityText(const RunStatus& status, Language language) {
 std::string TakenText(const Plan& plan, const PointSummary& point, Language language) {
   constexpr std::size_t kUnits = 4;
   std::string text =
-      Utf8Of(TextId::kLiveTaken, language,
-             {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
-              Local(point.reference, kValueDigits)});
+      Shown(TextId::kLiveTaken, language,
+            {PhaseText(point.phase, language) + ", " + PointText(plan, point.nominal, point.direction, language),
+             Local(point.reference, kValueDigits)});
   for (std::size_t k = 0; k < std::min(kUnits, point.indications.size()); ++k) {
     text += "  " + plan.units[k].name + " " + Local(point.indications[k], kValueDigits);
   }
@@ -197,8 +197,7 @@ std::string PlaceText(const Plan& plan, const RunStatus& status, Language langua
   if (status.point >= plan.points.size()) return {};
   const PlannedPoint& point = plan.points[status.point];
   return PhaseText(status.phase, language) + ", " +
-         Utf8Of(TextId::kLivePointOf, language,
-                {std::to_string(status.point + 1), std::to_string(plan.points.size())}) +
+         Shown(TextId::kLivePointOf, language, {std::to_string(status.point + 1), std::to_string(plan.points.size())}) +
          ": " + PointText(plan, point.value, point.direction, language);
 }
 
@@ -208,7 +207,7 @@ std::string RatioText(double value, double limit, Language language) {
   return limit > 0 ? text(value) + " / " + text(limit) : "–";
 }
 
-std::string StateText(StabilityState state, Language language) { return Utf8Of(calibration::TextOf(state), language); }
+std::string StateText(StabilityState state, Language language) { return Shown(calibration::TextOf(state), language); }
 
 std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
                                     Language language) {
@@ -221,7 +220,7 @@ std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, st
   for (const std::string& line : table.Lines(std::string::npos)) lines.push_back(Cut(line, width));
   lines.front() = Bold(lines.front());
   if (shown.size() < channels.size())
-    lines.push_back(Utf8Of(TextId::kLiveMoreChannels, language, {std::to_string(channels.size() - shown.size())}));
+    lines.push_back(Shown(TextId::kLiveMoreChannels, language, {std::to_string(channels.size() - shown.size())}));
   return lines;
 }
 
@@ -234,7 +233,7 @@ std::string ClockText(double seconds) {
 }
 
 std::string PhaseText(Phase phase, Language language) {
-  return Utf8Of(phase == Phase::kAsLeft ? TextId::kPhaseAsLeft : TextId::kPhaseAsFound, language);
+  return Shown(phase == Phase::kAsLeft ? TextId::kPhaseAsLeft : TextId::kPhaseAsFound, language);
 }
 
 std::string PointText(const Plan& plan, double value, Direction direction, Language language) {

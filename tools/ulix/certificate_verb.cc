@@ -35,10 +35,6 @@ struct CertificateOptions {
   std::string page;
 };
 
-std::string InShownLanguage(TextId text, std::initializer_list<std::string> values = {}) {
-  return Utf8Of(text, ShownLanguage(), values);
-}
-
 template <typename T>
 T OrFailure(calibration::Result<T> result) {
   if (!result) throw OperationFailed(E_INVALIDARG, result.error().In(ShownLanguage()));
@@ -54,7 +50,7 @@ class Findings {
 
  private:
   void Print(TextId kind, const std::string& text) {
-    PrintLine(InShownLanguage(kind, {text}));
+    PrintLine(Shown(kind, {text}));
     ++count_;
   }
   int count_ = 0;
@@ -63,32 +59,30 @@ class Findings {
 void CheckSchema(const CertificateOptions& options, const std::string& xml, Findings& findings) {
   const auto schema = OrFailure(calibration::CheckDccSchema(xml, options.schema));
   for (const std::string& finding : schema) findings.Error(finding);
-  if (schema.empty()) PrintLine(InShownLanguage(TextId::kCheckSchemaHolds));
+  if (schema.empty()) PrintLine(Shown(TextId::kCheckSchemaHolds));
 }
 
 void CheckRules(const CertificateOptions& options, Findings& findings) {
   const auto rules = OrFailure(calibration::CheckDccRules(options.file, options.schema));
-  if (!rules) return PrintLine(InShownLanguage(TextId::kCheckRulesSkipped));
+  if (!rules) return PrintLine(Shown(TextId::kCheckRulesSkipped));
   for (const calibration::RuleFinding& finding : *rules) {
     finding.error ? findings.Error(finding.text) : findings.Warning(finding.text);
   }
-  if (rules->empty()) PrintLine(InShownLanguage(TextId::kCheckRulesHold));
+  if (rules->empty()) PrintLine(Shown(TextId::kCheckRulesHold));
 }
 
 void CheckSignature(const CertificateOptions& options, const Certificate& certificate, Findings& findings) {
   if (options.trusted.empty())
-    return PrintLine(
-        InShownLanguage(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified));
+    return PrintLine(Shown(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified));
   const auto verified = calibration::VerifyCertificate(options.file, options.trusted);
-  verified ? PrintLine(InShownLanguage(TextId::kCheckSignatureHolds))
-           : findings.Error(verified.error().In(ShownLanguage()));
+  verified ? PrintLine(Shown(TextId::kCheckSignatureHolds)) : findings.Error(verified.error().In(ShownLanguage()));
 }
 
 int Check(const CertificateOptions& options) {
   const std::string xml = OrFailure(calibration::ReadDocument(options.file));
   const Certificate certificate = OrFailure(calibration::ReadDcc(xml));
-  PrintLine(InShownLanguage(TextId::kCheckWellFormed, {certificate.identifier, certificate.laboratory.name.In("en"),
-                                                       certificate.schema_version}));
+  PrintLine(Shown(TextId::kCheckWellFormed,
+                  {certificate.identifier, certificate.laboratory.name.In("en"), certificate.schema_version}));
   Findings findings;
   for (const Problem& problem : calibration::CheckContent(certificate)) findings.Error(problem.In(ShownLanguage()));
   if (!options.schema.empty()) {
@@ -97,8 +91,7 @@ int Check(const CertificateOptions& options) {
   }
   CheckSignature(options, certificate, findings);
   if (findings.count() > 0)
-    throw OperationFailed(E_INVALIDARG,
-                          InShownLanguage(TextId::kCheckWithFindings, {std::to_string(findings.count())}));
+    throw OperationFailed(E_INVALIDARG, Shown(TextId::kCheckWithFindings, {std::to_string(findings.count())}));
   return 0;
 }
 
@@ -141,8 +134,8 @@ void PrintFact(const std::string& text) {
 }
 
 int ShowAsText(const Certificate& certificate, const std::string& language) {
-  PrintLine(InShownLanguage(TextId::kCheckWellFormed, {certificate.identifier, certificate.laboratory.name.In(language),
-                                                       certificate.schema_version}));
+  PrintLine(Shown(TextId::kCheckWellFormed,
+                  {certificate.identifier, certificate.laboratory.name.In(language), certificate.schema_version}));
   PrintFact(certificate.begin_date + " - " + certificate.end_date);
   for (const calibration::CertificateItem& item : certificate.items) {
     std::string line = item.name.In(language);
@@ -168,7 +161,7 @@ int Show(const CertificateOptions& options) {
   const Language language = ShownLanguage();
   if (options.page.empty()) return ShowAsText(certificate, language == Language::kFrench ? "fr" : "en");
   const std::string signature =
-      InShownLanguage(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified);
+      Shown(certificate.signatures == 0 ? TextId::kCheckUnsigned : TextId::kCheckSignatureNotVerified);
   WriteWholeFile(options.page, calibration::CertificatePage(certificate, language, Sha256Hex(xml), signature));
   return 0;
 }

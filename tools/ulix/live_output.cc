@@ -25,7 +25,7 @@ class PageOutput final : public ScanOutput {
     if (reports_++ == 0) began_ = now;
     frame_.time = now;
     frame_.seconds = std::max(frame_.seconds, (now - began_) * kSecondsPerDay);
-    frame_.headline = Shown(reports_ == 1 ? TextId::kOneReport : TextId::kReports, {std::to_string(reports_)});
+    frame_.headline = Shown(TextId::kReports, {std::to_string(reports_)});
     for (std::size_t k = 0; k < report.data.size(); ++k) Take(report.data, k);
     page_->Show(frame_);
   }

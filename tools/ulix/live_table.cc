@@ -184,7 +184,7 @@ std::string LiveTable::StatusLine() const {
   const double seconds = (last_ - first_) * kSecondsPerDay;
   const double rate = seconds > 0 ? static_cast<double>(reports_ - 1) / seconds : 0;
   std::string status = ShownNumber(IsoTime(last_).substr(11)) + ", ";
-  status += Shown(reports_ == 1 ? TextId::kOneReport : TextId::kReports, language_, {std::to_string(reports_)}) + ", ";
+  status += Shown(TextId::kReports, language_, {std::to_string(reports_)}) + ", ";
   status += ShownNumber(FormatFixed(rate, 1)) + "/s";
   if (late_s_ > 0) status += ", " + Shown(TextId::kLateBy, language_, {ShownNumber(FormatFixed(late_s_, 1))});
   if (failed_ > 0) status += ", " + Shown(TextId::kReadingsFailed, language_, {std::to_string(failed_)});

@@ -162,7 +162,7 @@ void AddOutputs(Session& session, const MemoryOptions& options, std::int32_t blo
 }
 
 std::string RecordCount(std::uint32_t records, Language language) {
-  return Shown(records == 1 ? TextId::kOneRecord : TextId::kRecordCount, language, {std::to_string(records)});
+  return Shown(TextId::kRecordCount, language, {std::to_string(records)});
 }
 
 // A failed write ends the read like any other failure. The logger is freed before it is reported.

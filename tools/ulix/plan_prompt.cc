@@ -26,10 +26,6 @@ namespace {
 
 struct Left {};  // thrown when the user leaves
 
-std::string Text(TextId text, std::initializer_list<std::string> values = {}) {
-  return Utf8Of(text, ShownLanguage(), values);
-}
-
 std::optional<std::string> NextLine() {
   static const std::atomic<bool>& interrupted = CatchInterrupts();
   return platform::ReadTypedLine(interrupted);
@@ -41,7 +37,7 @@ using Check = std::function<std::string(const std::string&)>;
 std::string Ask(TextId question, const std::string& usual, const Check& check = {},
                 std::initializer_list<std::string> values = {}) {
   for (;;) {
-    std::cout << Text(question, values) << (usual.empty() ? "" : " [" + usual + "]") << ": " << std::flush;
+    std::cout << Shown(question, values) << (usual.empty() ? "" : " [" + usual + "]") << ": " << std::flush;
     const auto line = NextLine();
     if (!line) throw Left();
     std::string entry(Trimmed(*line));
@@ -56,19 +52,19 @@ std::string IsModel(const std::string& entry) {
   if (FindModel(entry)) return {};
   std::vector<std::string> models;
   for (const CatalogueEntry& one : Catalogue()) models.emplace_back(one.card->model_id);
-  const std::string why = Text(TextId::kAskNoModel);
+  const std::string why = Shown(TextId::kAskNoModel);
   return why + DidYouMean(entry, models);
 }
 
-std::string IsNumber(const std::string& entry) { return TypedNumber(entry) ? "" : Text(TextId::kAskNoNumber); }
-std::string IsThere(const std::string& entry) { return entry.empty() ? Text(TextId::kAskMissing) : ""; }
+std::string IsNumber(const std::string& entry) { return TypedNumber(entry) ? "" : Shown(TextId::kAskNoNumber); }
+std::string IsThere(const std::string& entry) { return entry.empty() ? Shown(TextId::kAskMissing) : ""; }
 
 Check IsOneOf(std::vector<std::string> words) {
   return [words = std::move(words)](const std::string& entry) {
     if (std::count(words.begin(), words.end(), entry) > 0) return std::string();
     std::string all;
     for (const std::string& word : words) all += (all.empty() ? "" : ", ") + word;
-    return Text(TextId::kAskNoChoice, {all});
+    return Shown(TextId::kAskNoChoice, {all});
   };
 }
 
@@ -76,12 +72,12 @@ std::string IsSensor(const std::string& entry) {
   if (entry == "none") return {};
   calibration::SensorSpec sensor;
   sensor.type = entry;
-  return calibration::SensorOf(sensor) ? "" : Text(TextId::kAskNoSensor);
+  return calibration::SensorOf(sensor) ? "" : Shown(TextId::kAskNoSensor);
 }
 
 std::string IsDuration(const std::string& entry) {
   const bool unit = !entry.empty() && std::string("smhd").find(entry.back()) != std::string::npos;
-  return TypedNumber(unit ? entry.substr(0, entry.size() - 1) : entry) ? "" : Text(TextId::kAskNoDuration);
+  return TypedNumber(unit ? entry.substr(0, entry.size() - 1) : entry) ? "" : Shown(TextId::kAskNoDuration);
 }
 
 std::vector<std::string> ListOf(const std::string& entry) {
@@ -95,7 +91,7 @@ std::string AreNumbers(const std::string& entry) {
   const bool good = !parts.empty() && std::all_of(parts.begin(), parts.end(), [](const std::string& part) {
     return TypedNumber(part).has_value();
   });
-  return good ? "" : Text(TextId::kAskNoNumber);
+  return good ? "" : Shown(TextId::kAskNoNumber);
 }
 
 double AskNumber(TextId question, const std::string& usual) { return *TypedNumber(Ask(question, usual, IsNumber)); }
@@ -161,7 +157,7 @@ void PlanPrompt::AddSensor(Json& to, const Place& place) {
 }
 
 void PlanPrompt::AskSource() {
-  std::cout << '\n' << Text(TextId::kAskSource) << '\n';
+  std::cout << '\n' << Shown(TextId::kAskSource) << '\n';
   const Place place = AskInstrument("source");
   Json source{{"set", AskChannel(place, true)}};
   source["safe"] = AskNumber(TextId::kAskSafe, plan_["quantity"] == "pressure" ? "0" : "20");
@@ -172,7 +168,7 @@ void PlanPrompt::AskSource() {
 }
 
 void PlanPrompt::AskReference() {
-  std::cout << '\n' << Text(TextId::kAskReference) << '\n';
+  std::cout << '\n' << Shown(TextId::kAskReference) << '\n';
   const Place place = AskInstrument("reference");
   Json reference{{"channel", AskChannel(place, false)}};
   AddSensor(reference, place);
@@ -185,7 +181,7 @@ void PlanPrompt::AskUnits() {
   plan_["units"] = Json::array();
   do {
     const std::string number = std::to_string(plan_["units"].size() + 1);
-    std::cout << '\n' << Text(TextId::kAskUnitHead, {number}) << '\n';
+    std::cout << '\n' << Shown(TextId::kAskUnitHead, {number}) << '\n';
     Json unit{{"name", Ask(TextId::kName, "Unit " + number, IsThere)}};
     const Place place = AskInstrument("unit-" + number);
     unit["channel"] = AskChannel(place, false);
@@ -214,7 +210,7 @@ void PlanPrompt::AskCourse() {
 }
 
 Json PlanPrompt::Run() {
-  std::cout << Text(TextId::kAskIntroduction) << '\n';
+  std::cout << Shown(TextId::kAskIntroduction) << '\n';
   plan_["plan"] = 1;
   plan_["title"] = Ask(TextId::kAskTitle, "Calibration", IsThere);
   const std::string person = Ask(TextId::kOperator, "");
@@ -239,13 +235,13 @@ int AskForPlan(const std::string& file, bool force) {
   try {
     const std::string text = PlanPrompt().Run().dump(2) + "\n";
     WriteWholeFile(file, text);
-    PrintLine(Text(TextId::kAskWritten, {file}));
+    PrintLine(Shown(TextId::kAskWritten, {file}));
     for (const auto& problem : calibration::LoadPlan(text, "").problems) {
       std::cerr << file << ":" << calibration::Described(problem, ShownLanguage()) << '\n';
     }
     return 0;
   } catch (const Left&) {
-    throw UsageError("new", Text(TextId::kAskLeft));
+    throw UsageError("new", Shown(TextId::kAskLeft));
   }
 }
 

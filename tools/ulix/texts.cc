@@ -16,8 +16,7 @@ Language& Chosen() {
 }  // namespace
 
 std::string Shown(TextId id, Language language, std::initializer_list<std::string> values) {
-  const std::string text = Shown(Localized(id, language));
-  return values.size() == 0 ? text : WithValues(text, values);
+  return Utf8Of(id, language, values);
 }
 
 std::string Shown(TextId id, std::initializer_list<std::string> values) { return Shown(id, ShownLanguage(), values); }

@@ -136,14 +136,13 @@ bool Watch::Wait(MonotonicTime until) const {
 int Watch::Run() {
   const MonotonicTime began = SystemClock().Now();
   for (MonotonicTime next = began;; next = std::max(next + Milliseconds(options_.period_ms), SystemClock().Now())) {
-    if (!Wait(next)) throw OperationFailed(kNoReading, Utf8Of(TextId::kWatchInterrupted, ShownLanguage()));
+    if (!Wait(next)) throw OperationFailed(kNoReading, Shown(TextId::kWatchInterrupted));
     const double seconds = std::chrono::duration<double>(SystemClock().Now() - began).count();
     Take(seconds);
     Show(seconds);
     if (Worst() == StabilityState::kStable) return 0;
     const bool gave_up = options_.give_up > 0 && seconds >= options_.give_up;
-    if (gave_up)
-      throw OperationFailed(kNoReading, Utf8Of(TextId::kWatchGaveUp, ShownLanguage(), {ClockText(options_.give_up)}));
+    if (gave_up) throw OperationFailed(kNoReading, Shown(TextId::kWatchGaveUp, {ClockText(options_.give_up)}));
   }
 }
 
