@@ -66,7 +66,7 @@ OpenFailure LineServer::Open() { return OpenInTurn(kOpenWait); }
 OpenFailure LineServer::OpenInTurn(milliseconds wait) {
   platform::LockProblem problem;
   const Turn turn(*this, true, wait, &problem);
-  if (!turn) return {.cause = OpenFailureCause::kNoTurn, .os_error = problem.os_error, .detail = problem.Describe()};
+  if (!turn) return {.cause = OpenFailureCause::kNoTurn, .os_error = problem.os_error, .lock = problem};
   platform::OpenResult opened = bound_->Open();
   if (!opened.port) return opened.failure;
   opened.port->SetQueueSizes(kServedReceiveQueue, kServedTransmitQueue);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/trace.h"
+#include "links/lock_problem.h"
 #include "links/serial_errors.h"
 #include "platform/code_page.h"
 #include "platform/mutex.h"
@@ -188,13 +189,12 @@ platform::PortResolution SerialLink::Find(Device device, const SerialParams& wan
 }
 
 void SerialLink::NoteNoTurn(const platform::LockProblem& problem) {
-  const std::string why = problem.Describe();
-  TraceLine(why);
+  TraceLine(Described(problem, Language::kEnglish));
   const std::lock_guard lock(params_mutex_);
   open_failure_ = {.cause = platform::OpenFailureCause::kNoTurn,
                    .os_error = problem.os_error,
                    .holder = problem.holder,
-                   .detail = why};
+                   .lock = problem};
 }
 platform::OpenFailure SerialLink::open_failure() const {
   const std::lock_guard lock(params_mutex_);

@@ -23,9 +23,6 @@ struct LockProblem {
   std::string object;          // as the system's tools name it, such as "semaphore 0x554c0c1d (SerialComMutex1)"
   std::uint32_t os_error = 0;  // the system's error code; 0 when no call of the system failed
   std::int64_t holder = 0;     // a process id; 0 when not known
-
-  // An English text for traces: the object, the cause, and what the user can do. Empty for kNone.
-  std::string Describe() const;
 };
 
 // Any thread may lock the mutex. The thread that locked it must unlock it, as many times as it locked it. When a
@@ -35,7 +32,7 @@ struct LockProblem {
 //
 // NamedMutex mutex("SerialComMutex1");
 // LockProblem problem;
-// if (!mutex.LockFor(std::chrono::seconds(60), &problem)) TraceLine(problem.Describe());
+// if (!mutex.LockFor(std::chrono::seconds(60), &problem)) TraceLine(problem.object);
 class NamedMutex {
  public:
   explicit NamedMutex(const std::string& name);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/named_mutex.h"
 #include "platform/serial_port.h"
 
 namespace ulix::platform {
@@ -30,7 +31,7 @@ enum class OpenFailureCause {
   kRefused,        // a server does not accept the connection; `detail` is its own text, if it sends one
   kNoAnswer,       // the host or the server did not answer in time
   kSettings,       // the line settings were refused; `detail` says which, where known
-  kNoTurn,         // the machine-wide lock of serial traffic was not obtained; `detail` says why, in English
+  kNoTurn,         // the machine-wide lock of serial traffic was not obtained; `lock` says why
   kSystem,         // any other failure; `os_error` says which
   kNoRfc2217,      // a server accepts the connection, but does not speak RFC 2217
 };
@@ -41,6 +42,7 @@ struct OpenFailure {
   std::uint32_t os_error = 0;  // the system's error code; 0 when no call of the system failed
   std::int64_t holder = 0;     // a process id; 0 when not known
   std::string detail;          // see the cause; empty when there is none
+  LockProblem lock;            // of kNoTurn
 };
 
 struct OpenResult {

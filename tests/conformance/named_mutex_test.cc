@@ -87,7 +87,7 @@ TEST_F(NamedMutexConformance, HeldByAnotherProcess_IsFreeWhenItUnlocksOrDies) {
     platform::LockProblem problem;
     EXPECT_FALSE(mutex.LockFor(milliseconds(50), &problem));
     EXPECT_EQ(problem.cause, platform::LockProblem::Cause::kHeld);
-    EXPECT_NE(problem.Describe().find(name), std::string::npos) << problem.Describe();
+    EXPECT_NE(problem.object.find(name), std::string::npos) << problem.object;
     fs::remove(file);
     ASSERT_TRUE(mutex.LockFor(kLong));
     mutex.Unlock();

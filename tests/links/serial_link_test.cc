@@ -315,7 +315,7 @@ TEST_F(SerialLinkTest, MutexHeldByAnotherThread_OpenLinkTimesOutAndNamesTheMutex
   EXPECT_EQ(TakeCalls(), Calls{});
   EXPECT_TRUE(impatient.IsOpen());
   EXPECT_EQ(impatient.open_failure().cause, platform::OpenFailureCause::kNoTurn);
-  EXPECT_NE(impatient.open_failure().detail.find("SerialComMutex1"), std::string::npos) << "says which object it is";
+  EXPECT_NE(impatient.open_failure().lock.object.find("SerialComMutex1"), std::string::npos);
   // The thread that holds the mutex can go on with its exchanges.
   EXPECT_EQ(impatient.WriteLine("A", '\n', 0), S_OK);
   EXPECT_EQ(impatient.Close(), S_OK);

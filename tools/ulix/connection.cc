@@ -14,6 +14,7 @@
 
 #include "base/trace.h"
 #include "links/local_number.h"
+#include "links/lock_problem.h"
 #include "links/port_url.h"
 #include "platform/port_list.h"
 #include "tools/ulix/arguments.h"
@@ -204,7 +205,7 @@ std::string CauseOf(const platform::OpenFailure& failure) {
     case Cause::kSettings:
       return Shown(TextId::kLineSettingsRefused);
     case Cause::kNoTurn:
-      return failure.detail;
+      return Shown(Described(failure.lock, ShownLanguage()));
   }
   return {};
 }

@@ -225,7 +225,7 @@ TEST_F(NamedMutexProcesses, SemaphoreOfAnotherMaker_GivesTheCause) {
                   if (foreign && setuid(65534) != 0) return false;
                   LockProblem problem;
                   const bool had = NamedMutex(name_).LockFor(kShort, &problem);
-                  return !had && problem.cause == c.cause && problem.Describe().find("semaphore 0x554c") == 0;
+                  return !had && problem.cause == c.cause && problem.object.find("semaphore 0x554c") == 0;
                 }).Succeeded());
   }
 }
