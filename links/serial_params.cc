@@ -9,7 +9,8 @@ namespace {
 constexpr int kFallbackPosition = 5;  // 9600
 
 constexpr std::array kDataBitsCodes = {LineCode{"7", TextId::kDataBitsCount}, LineCode{"8", TextId::kDataBitsCount}};
-constexpr std::array kStopBitsCodes = {LineCode{"1", TextId::kStopBitsCount}, LineCode{"2", TextId::kStopBitsCount}};
+constexpr std::array kStopBitsCodes = {LineCode{"1", TextId::kOneStopBit, TextId::kStopBitsCount},
+                                       LineCode{"2", TextId::kStopBitsCount}};
 constexpr std::array kParities = {LineCode{"even", TextId::kParityEven}, LineCode{"odd", TextId::kParityOdd},
                                   LineCode{"ignore", TextId::kParityIgnore}, LineCode{"none", TextId::kParityNone}};
 constexpr std::array kHandshakes = {LineCode{"hardware", TextId::kFlowHardware}, LineCode{"none", TextId::kFlowNone},
@@ -24,11 +25,34 @@ constexpr std::array kFields = {
     LineField{"handshake", TextId::kFlow, &SerialParams::handshakeCode, kHandshakes, 1},
 };
 
+bool IsCode(const LineField& field, std::int64_t code) {
+  return code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
+}
+
+// The text of a code, or of a number that is none.
+std::string TextOf(const LineField& field, std::int64_t code, TextId LineCode::*kind, Language language) {
+  const bool known = IsCode(field, code);
+  const LineCode& shown = field.codes[known ? static_cast<std::size_t>(code) : 0];
+  std::string text = Localized(known ? shown.*kind : shown.published, language);
+  const std::size_t place = text.find("%c");
+  if (place != std::string::npos) return text.replace(place, 2, known ? shown.name : "?");
+  return known ? text : "?";
+}
+
 // Whether a code has a published text. XON/XOFF has none.
 bool HasPublishedText(const LineField& field, std::int64_t code) {
-  const bool known = code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
-  const TextId text = field.codes[known ? static_cast<std::size_t>(code) : 0].text;
+  const TextId text = field.codes[IsCode(field, code) ? static_cast<std::size_t>(code) : 0].published;
   return AllTexts()[static_cast<std::size_t>(text)].string_number != 0;
+}
+
+std::string LineText(const SerialParams& params, TextId LineCode::*kind, Language language) {
+  std::string text = std::to_string(params.baudRate) + " bds";
+  for (const LineField& field : kFields) {
+    if (field.codes.empty()) continue;
+    const auto code = NumberIn(params, field);
+    text += " , " + (HasPublishedText(field, code) ? TextOf(field, code, kind, language) : "?");
+  }
+  return text;
 }
 
 template <typename Field, typename Stored>
@@ -69,22 +93,15 @@ void SetNumber(SerialParams& params, const LineField& field, std::int64_t number
 }
 
 std::string TextOf(const LineField& field, std::int64_t code, Language language) {
-  const bool known = code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
-  const LineCode& shown = field.codes[known ? static_cast<std::size_t>(code) : 0];
-  std::string text = Localized(shown.text, language);
-  const std::size_t place = text.find("%c");
-  if (place != std::string::npos) return text.replace(place, 2, known ? shown.name : "?");
-  return known ? text : "?";
+  return TextOf(field, code, &LineCode::text, language);
+}
+
+std::string LineText(const SerialParams& params, Language language) {
+  return LineText(params, &LineCode::text, language);
 }
 
 std::string CommInfoText(const SerialParams& params, Language language) {
-  std::string text = "COM " + std::to_string(params.port) + ":CMX310 (" + std::to_string(params.baudRate) + " bds";
-  for (const LineField& field : kFields) {
-    if (field.codes.empty()) continue;
-    const auto code = NumberIn(params, field);
-    text += " , " + (HasPublishedText(field, code) ? TextOf(field, code, language) : "?");
-  }
-  return text + ")";
+  return "COM " + std::to_string(params.port) + ":CMX310 (" + LineText(params, &LineCode::published, language) + ")";
 }
 
 platform::PortAddress PortAddressOf(const SerialParams& params) { return {params.port, params.location}; }

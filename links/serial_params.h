@@ -44,10 +44,16 @@ std::uint32_t BaudFromPosition(int position);
 int PositionOfBaud(std::uint32_t rate);
 std::string BaudText(std::uint32_t rate);
 
-// One code of a field: its name on the command line, and its text in forms. In the text '%c' stands for the name.
+// One code of a field: its name on the command line, its text for people, and its published text. In both texts '%c'
+// stands for the name.
 struct LineCode {
+  constexpr LineCode(const char* code_name, TextId both) : LineCode(code_name, both, both) {}
+  constexpr LineCode(const char* code_name, TextId shown, TextId of_hosts)
+      : name(code_name), text(shown), published(of_hosts) {}
+
   const char* name;
   TextId text;
+  TextId published;
 };
 
 // One field of the serial settings.
@@ -65,12 +71,16 @@ std::span<const LineField> LineFields();
 // Read and write one field.
 std::int64_t NumberIn(const SerialParams& params, const LineField& field);
 void SetNumber(SerialParams& params, const LineField& field, std::int64_t number);
-// The text of a code, in Windows-1252. For a number that is not a code: "?", or a text with '?' in place of the name.
-// The field must have codes.
+// The text of a code for people, in Windows-1252. For a number that is not a code: "?", or a text with '?' in place of
+// the name. The field must have codes.
 std::string TextOf(const LineField& field, std::int64_t code, Language language);
 
+// The settings of the line for people: "9600 bds , 8 Data Bits , ...".
+std::string LineText(const SerialParams& params, Language language);
+
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". "CMX310" is a fixed part of the
-// published text, whatever the instrument is; hosts show the text as it is.
+// published text, whatever the instrument is; hosts show the text as it is. It has the published texts: in French, one
+// stop bit is plural.
 std::string CommInfoText(const SerialParams& params, Language language);
 
 // The address of the port: number and location.

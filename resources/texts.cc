@@ -47,6 +47,8 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kSpeed, {"Speed", "Vitesse"}},
     {TextId::kDataBits, {"Data bits", "Bits de données"}},
     {TextId::kStopBits, {"Stop bits", "Bits d'arrêt"}},
+    // English hosts know it in the plural.
+    {TextId::kOneStopBit, {"1 Stop Bits", "1 bit d'arrêt"}},
     {TextId::kParity, {"Parity", "Parité"}},
     {TextId::kFlow, {"Flow control", "Contrôle de flux"}},
     {TextId::kHost, {"Network host (empty: serial)", "Hôte réseau (vide : série)"}},

@@ -45,6 +45,7 @@ enum class TextId : std::uint16_t {
   kSpeed,
   kDataBits,
   kStopBits,
+  kOneStopBit,
   kParity,
   kFlow,
   kHost,

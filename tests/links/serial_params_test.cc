@@ -30,10 +30,19 @@ TEST(SerialParamsTest, CommInfoText_DescribesTheLinkInBothLanguages) {
             " , 7 Data Bits , ? Stop Bits , Even Parity , Hardware Flow Control)");
   EXPECT_EQ(end({.dataBitsCode = 0, .stopBitsCode = 1, .parityCode = 0, .handshakeCode = 0}, kFr),
             " , 7 bits de donn\351es , 2 bits d'arr\352t , Parit\351 paire , Contr\364le de flux mat\351riel)");
+}
+
+TEST(SerialParamsTest, TextsForPeople_CountStopBitsInFrench) {
+  EXPECT_EQ(LineText({}, kEn), "9600 bds , 8 Data Bits , 1 Stop Bits , Parity Ignore , No Flow Control");
+  EXPECT_EQ(LineText({.parityCode = 3, .handshakeCode = 2}, kFr),
+            "9600 bds , 8 bits de donn\351es , 1 bit d'arr\352t , Parit\351 ignor\351e , ?");
   const auto text = [](std::size_t field, int code, Language language) {
     return TextOf(LineFields()[field], code, language);
   };
-  constexpr std::size_t kParity = 4, kHandshake = 5;
+  constexpr std::size_t kStopBits = 3, kParity = 4, kHandshake = 5;
+  EXPECT_EQ(text(kStopBits, 0, kFr), "1 bit d'arr\352t");
+  EXPECT_EQ(text(kStopBits, 1, kFr), "2 bits d'arr\352t");
+  EXPECT_EQ(text(kStopBits, 2, kFr), "? bits d'arr\352t");
   EXPECT_EQ(text(kHandshake, 1, kFr), "Sans contr\364le de flux");
   EXPECT_EQ(text(kHandshake, 2, kFr), "XON/XOFF");
   const std::tuple<int, const char*, const char*> parities[] = {{1, "Odd Parity", "Parit\351 impaire"},

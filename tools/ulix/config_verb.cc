@@ -42,19 +42,20 @@ std::string SourceLine(Session& session, const ConfigOptions& options, const std
   return Shown(named && silent ? TextId::kShowsDefaultsOfSilent : TextId::kShowsDefaults, language, {name});
 }
 
-// The published summary names CMX310 for every model; this line names the right one.
-std::string LineSummary(Session& session, const std::string& name) {
+// The published summary names CMX310 for every model and has texts of hosts; this line names the right model and has
+// the texts for people.
+std::string LineSummary(Session& session, const std::string& name, Language language) {
+  if (session.simulated()) return name + " (" + Shown(TextId::kSimulated) + ")";
   std::string text;
   session.Check(session.instrument().GetCommInfo(&text));
   text = Shown(text);
-  constexpr std::string_view kPublished = ":CMX310 (";
-  const std::size_t place = text.find(kPublished);
-  if (place != std::string::npos) text.replace(place, kPublished.size(), ":" + name + " (");
-  if (session.simulated()) return name + " (" + Shown(TextId::kSimulated) + ")";
-  // The number of a port with a path is valid in this process only.
+  const std::size_t place = text.find(":CMX310 (");
   SerialParams line;
-  const bool has_path = Succeeded(session.instrument().GetSerialParams(&line)) && !line.location.empty();
-  if (has_path && text.starts_with("COM ")) text.replace(0, text.find(':'), line.location);
+  const bool has_line = Succeeded(session.instrument().GetSerialParams(&line));
+  if (has_line && place != std::string::npos)
+    text = text.substr(0, place) + ":" + name + " (" + Shown(LineText(line, language)) + ")";
+  // The number of a port with a path is valid in this process only.
+  if (has_line && !line.location.empty() && text.starts_with("COM ")) text.replace(0, text.find(':'), line.location);
   return text;
 }
 
@@ -68,7 +69,7 @@ void Print(Session& session, const ConfigOptions& options) {
     const std::string code = row.labels.empty() ? text : std::to_string(CodeIn(*values, row));
     PrintLine(std::string(row.key) + " = " + (text == code ? text : text + " (" + code + ")"));
   }
-  PrintLine(LineSummary(session, name));
+  PrintLine(LineSummary(session, name, LanguageOf(options.connection)));
 }
 
 // Reads the settings from the instrument when the options name it and its model has queries for them. Fails when the
