@@ -43,8 +43,15 @@ TEST(ScanJsonTest, Values_AreShortestAndNullWhenJsonCannotHoldThem) {
 }
 
 TEST(ScanTextTest, Line_ShowsResolutionUnitAndError) {
-  EXPECT_EQ(ScanText(kChannels, kReport, ErrorTextOf),
+  EXPECT_EQ(ScanText(kChannels, kReport, ErrorTextOf, Language::kEnglish),
             "2026-01-31T10:11:12.345  IN 12.345 V  T, \"top\" 0x80044403 Unable to read answer");
+}
+
+TEST(ScanTextTest, LateReport_SaysSoInEachLanguage) {
+  ScanReport late = kReport;
+  late.late_s = 1.24;
+  EXPECT_TRUE(ScanText(kChannels, late, ErrorTextOf, Language::kEnglish).ends_with("  (late 1.2 s)"));
+  EXPECT_TRUE(ScanText(kChannels, late, ErrorTextOf, Language::kFrench).ends_with("  (1.2 s de retard)"));
 }
 
 TEST(LiveTableTest, Sparkline_SpansItsRangeWithCrossesForFailures) {

@@ -182,7 +182,7 @@ void PlanPrompt::AskUnits() {
   do {
     const std::string number = std::to_string(plan_["units"].size() + 1);
     std::cout << '\n' << Shown(TextId::kAskUnitHead, {number}) << '\n';
-    Json unit{{"name", Ask(TextId::kName, "Unit " + number, IsThere)}};
+    Json unit{{"name", Ask(TextId::kName, Shown(TextId::kAskUnitName, {number}), IsThere)}};
     const Place place = AskInstrument("unit-" + number);
     unit["channel"] = AskChannel(place, false);
     AddSensor(unit, place);

@@ -26,13 +26,14 @@ class JsonLines final : public ScanOutput {
 
 class PlainLines final : public ScanOutput {
  public:
-  PlainLines(std::span<const Channel> channels, ErrorText error_text)
-      : channels_(channels.begin(), channels.end()), error_text_(std::move(error_text)) {}
-  void Show(const ScanReport& report) override { PrintLine(ScanText(channels_, report, error_text_)); }
+  PlainLines(std::span<const Channel> channels, ErrorText error_text, Language language)
+      : channels_(channels.begin(), channels.end()), error_text_(std::move(error_text)), language_(language) {}
+  void Show(const ScanReport& report) override { PrintLine(ScanText(channels_, report, error_text_, language_)); }
 
  private:
   std::vector<Channel> channels_;
   ErrorText error_text_;
+  Language language_;
 };
 
 class ScanCsvFile final : public ScanOutput {
@@ -118,7 +119,8 @@ Json ScanJson(const ScanReport& report) {
   return json;
 }
 
-std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text) {
+std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text,
+                     Language language) {
   std::string text = report.data.times.empty() ? std::string() : IsoTime(report.data.times.front());
   for (std::size_t k = 0; k < report.data.size(); ++k) {
     const auto channel = std::find_if(channels.begin(), channels.end(),
@@ -129,20 +131,20 @@ std::string ScanText(std::span<const Channel> channels, const ScanReport& report
     text += Failed(error) ? FailureLine(error, error_text(error))
                           : FormatWithUnit(*channel, report.data.values[k]) + DoubtMark(report.data.doubts[k]);
   }
-  if (report.late_s > 0) text += "  (late " + FormatFixed(report.late_s, 1) + " s)";
-  return text;
+  if (report.late_s <= 0) return text;
+  return text + "  " + Shown(TextId::kLateRemark, language, {ShownNumber(FormatFixed(report.late_s, 1))});
 }
 
 std::unique_ptr<ScanOutput> MakeJsonLines() { return std::make_unique<JsonLines>(); }
 
-std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text) {
-  return std::make_unique<PlainLines>(channels, std::move(error_text));
+std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text, Language language) {
+  return std::make_unique<PlainLines>(channels, std::move(error_text), language);
 }
 
 std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language,
                                        const ScanPlan& plan) {
   if (OnTerminal()) return std::make_unique<LiveTable>(channels, std::move(error_text), language, plan);
-  return MakePlainLines(channels, std::move(error_text));
+  return MakePlainLines(channels, std::move(error_text), language);
 }
 
 std::unique_ptr<ScanOutput> MakeCsvFile(const std::string& path, const std::string& notes, char separator,

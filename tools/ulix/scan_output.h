@@ -17,8 +17,9 @@ Json ScanJson(const ScanReport& report);
 std::unique_ptr<ScanOutput> MakeJsonLines();
 
 // One report as one line of text: "2026-01-31T10:11:12.345  IN 12.345 V  ...".
-std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text);
-std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text);
+std::string ScanText(std::span<const Channel> channels, const ScanReport& report, const ErrorText& error_text,
+                     Language language);
+std::unique_ptr<ScanOutput> MakePlainLines(std::span<const Channel> channels, ErrorText error_text, Language language);
 
 // The live table on a terminal; plain lines when the output goes elsewhere.
 std::unique_ptr<ScanOutput> MakeScreen(std::span<const Channel> channels, ErrorText error_text, Language language,

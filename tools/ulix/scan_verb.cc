@@ -38,7 +38,7 @@ ScanOutputs OutputsFor(Session& session, const ScanOptions& options, std::span<c
     outputs.push_back(MakeJsonLines());
   } else if (options.csv_file != kStandardOutput && (options.lines || OnTerminal())) {
     // With a trace the output is plain lines: a table redrawn in place would overwrite the trace.
-    outputs.push_back(options.connection.trace ? MakePlainLines(channels, error_text)
+    outputs.push_back(options.connection.trace ? MakePlainLines(channels, error_text, language)
                                                : MakeScreen(channels, error_text, language, options.plan));
   }
   if (!options.csv_file.empty()) {
