@@ -34,7 +34,7 @@ int Main(const std::string& port) {
   planned.port = port;
   auto made =
       calibration::MakeInstrument(planned, "", planned.simulated() ? line.ServicesOf({}) : DriverServices(), {});
-  if (!made) Leave(made.error());
+  if (!made) Leave(made.error().en);
   Instrument& instrument = **made;
   if (planned.simulated()) line.Match(instrument.settings());
   Require("Connect", instrument.Connect());

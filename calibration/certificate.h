@@ -81,7 +81,7 @@ struct CertificateQuantity {
   MultilingualText name;
   bool is_list = false;            // si:realListXMLList; false: a single si:real
   std::vector<NumberList> values;  // the same values in one or several units
-  std::string text;                // text of a quantity without numbers
+  MultilingualText text;           // text of a quantity without numbers
   std::vector<CertificateStatement> meta_data;
 
   bool Has(std::string_view type) const;

@@ -213,8 +213,9 @@ std::vector<CertificateCondition> Builder::Conditions(const PhaseResult& result)
     conditions.push_back(condition);
   }
   if (conditions.empty()) {
-    conditions.push_back(
-        {.name = TextId::kAmbientConditions, .status = status, .quantities = {{.text = "not recorded"}}});
+    conditions.push_back({.name = TextId::kAmbientConditions,
+                          .status = status,
+                          .quantities = {{.text = TextId::kCertificateNotRecorded}}});
   }
   return conditions;
 }

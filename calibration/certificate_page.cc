@@ -127,7 +127,7 @@ std::string Page::QuantityText(const CertificateQuantity& quantity) const {
     for (const std::string& number : list.numbers) numbers.push_back(Number(number));
     texts.push_back(JoinedBy({JoinedBy(numbers, "  "), ReadableUnit(list.unit)}, " "));
   }
-  return quantity.values.empty() ? quantity.text : JoinedBy(texts, " = ");
+  return quantity.values.empty() ? Text(quantity.text) : JoinedBy(texts, " = ");
 }
 
 void Page::AddHead() {

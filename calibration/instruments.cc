@@ -9,6 +9,7 @@
 
 #include "base/text.h"
 #include "calibration/json_document.h"
+#include "calibration/json_reader.h"
 #include "drivers/catalogue.h"
 #include "platform/files.h"
 
@@ -22,43 +23,39 @@ std::optional<Number> WholeNumber(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-tl::unexpected<std::string> Because(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
-
-Outcome<void> ApplyConfiguration(Instrument& instrument, const PlannedInstrument& planned, const std::string& folder) {
+Result<void> ApplyConfiguration(Instrument& instrument, const PlannedInstrument& planned, const std::string& folder) {
   if (planned.config_file.empty()) {
     instrument.InitNew();
     return {};
   }
   const std::string path = PathInPlan(folder, planned.config_file);
   std::ifstream file(platform::PathOf(path), std::ios::binary);
-  if (!file) return Because("the configuration file " + path + " cannot be read");
+  if (!file) return Refused(TextId::kPlanConfigUnreadable, {path});
   MemoryStream stream(std::string(std::istreambuf_iterator<char>(file), {}));
-  if (Failed(instrument.Load(stream))) return Because(path + " is no configuration of a " + planned.model);
+  if (Failed(instrument.Load(stream))) return Refused(TextId::kPlanConfigOfOther, {path, planned.model});
   return {};
 }
 
-Outcome<void> ApplySettings(Instrument& instrument, const PlannedInstrument& planned) {
+Result<void> ApplySettings(Instrument& instrument, const PlannedInstrument& planned) {
   for (const auto& [key, text] : planned.settings) {
     const SettingRow* row = instrument.settings().Find(key);
     if (!row) {
       std::vector<std::string> keys;
       for (const SettingRow& known : instrument.settings().rows()) keys.emplace_back(known.key);
-      const std::string meant = Closest(key, keys);
-      return Because("\"" + key + "\" is no setting of " + planned.model +
-                     (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
+      return tl::unexpected(Bilingual(TextId::kPlanNoSetting, {key, planned.model}) + DidYouMean(Closest(key, keys)));
     }
     if (Failed(instrument.settings().SetText(*row, AnsiFromUtf8(text)))) {
-      return Because("the setting " + key + " does not take '" + text + "'");
+      return Refused(TextId::kPlanSettingNotTaken, {key, text});
     }
   }
   return {};
 }
 
-Outcome<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned) {
+Result<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned) {
   const bool own_port = !planned.port.empty() && !planned.simulated();
   if (!own_port && !planned.baud_rate) return {};
   SerialParams params;
-  if (Failed(instrument.GetSerialParams(&params))) return Because(planned.model + " is not on a serial line");
+  if (Failed(instrument.GetSerialParams(&params))) return Refused(TextId::kNotOnSerialLine, {planned.model});
   if (own_port) {
     // A number or COMn; any other text is a location.
     const bool com = planned.port.size() > 3 && EqualIgnoringCase(planned.port.substr(0, 3), "COM");
@@ -67,14 +64,14 @@ Outcome<void> ApplyLine(Instrument& instrument, const PlannedInstrument& planned
     params.location = number ? std::string() : planned.port;
   }
   params.baudRate = planned.baud_rate.value_or(params.baudRate);
-  if (Failed(instrument.SetSerialParams(params))) return Because("the line's settings are not taken");
+  if (Failed(instrument.SetSerialParams(params))) return Refused(TextId::kPlanLineNotTaken);
   return {};
 }
 
-Outcome<void> ApplyNetwork(Instrument& instrument, const PlannedInstrument& planned) {
+Result<void> ApplyNetwork(Instrument& instrument, const PlannedInstrument& planned) {
   if (planned.host.empty()) return {};
   const NetworkAddress address{planned.host, planned.tcp_port.value_or(NetworkAddress().port)};
-  if (Failed(instrument.SetNetworkAddress(address))) return Because(planned.model + " is not on a network");
+  if (Failed(instrument.SetNetworkAddress(address))) return Refused(TextId::kNotOnNetwork, {planned.model});
   return {};
 }
 
@@ -85,20 +82,20 @@ std::string PathInPlan(const std::string& folder, const std::string& file) {
   return path.is_absolute() || folder.empty() ? file : (platform::PathOf(folder) / path).string();
 }
 
-Outcome<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
-                                                    DriverServices services, Instrument::Options options) {
+Result<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
+                                                   DriverServices services, Instrument::Options options) {
   const CatalogueEntry* entry = FindModel(planned.model);
-  if (!entry) return Because("'" + planned.model + "' is no model");
+  if (!entry) return Refused(TextId::kPlanNoModel, {planned.model});
   if (planned.timeout_ms > 0) services.timeout_ms = planned.timeout_ms;
   auto instrument = std::make_unique<Instrument>(entry->create(std::move(services)), options);
-  if (auto done = ApplyConfiguration(*instrument, planned, folder); !done) return Because(done.error());
-  if (auto done = ApplySettings(*instrument, planned); !done) return Because(done.error());
-  if (auto done = ApplyNetwork(*instrument, planned); !done) return Because(done.error());
-  if (auto done = ApplyLine(*instrument, planned); !done) return Because(done.error());
+  if (auto done = ApplyConfiguration(*instrument, planned, folder); !done) return tl::unexpected(done.error());
+  if (auto done = ApplySettings(*instrument, planned); !done) return tl::unexpected(done.error());
+  if (auto done = ApplyNetwork(*instrument, planned); !done) return tl::unexpected(done.error());
+  if (auto done = ApplyLine(*instrument, planned); !done) return tl::unexpected(done.error());
   return instrument;
 }
 
-Outcome<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id) {
+Result<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id) {
   const auto count = static_cast<ChannelId>(instrument.card().channels.size());
   const auto id = WholeNumber<ChannelId>(name_or_id);
   std::vector<std::string> names;
@@ -110,9 +107,7 @@ Outcome<ChannelId> FindChannel(Instrument& instrument, const std::string& name_o
     if (meant && instrument.OffersChannel(channel)) return channel;
     names.push_back(name);
   }
-  const std::string meant = Closest(name_or_id, names);
-  return Because("there is no channel '" + name_or_id + "'" +
-                 (meant.empty() ? "" : "; did you mean \"" + meant + "\"?"));
+  return tl::unexpected(Bilingual(TextId::kPlanNoChannel, {name_or_id}) + DidYouMean(Closest(name_or_id, names)));
 }
 
 std::string ErrorTextOf(Instrument& instrument, HRESULT code) {

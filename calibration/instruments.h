@@ -5,24 +5,18 @@
 #include <string>
 #include <vector>
 
-#include <tl/expected.hpp>
-
 #include "calibration/plan.h"
 #include "core/instrument.h"
 
 namespace ulix::calibration {
 
-// A result, or a sentence for a person that says what went wrong, in UTF-8.
-template <typename T>
-using Outcome = tl::expected<T, std::string>;
-
 // Makes an instrument with the configuration, settings, and line or address of the plan. Reads the configuration file
 // if the plan names one. Does not open the link.
-Outcome<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
-                                                    DriverServices services, Instrument::Options options);
+Result<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& planned, const std::string& folder,
+                                                   DriverServices services, Instrument::Options options);
 
 // Finds a channel by its name, in upper or lower case, or by its id.
-Outcome<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id);
+Result<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id);
 
 // The text of a code, in the instrument's language.
 std::string ErrorTextOf(Instrument& instrument, HRESULT code);

@@ -1,6 +1,7 @@
 #include "calibration/json_document.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <numeric>
@@ -47,6 +48,47 @@ class CountingIterator {
   std::size_t* taken_;
 };
 
+// The text for what the parser calls by an English name, such as "string literal"; else the name, such as "'}'".
+BilingualText NamedByParser(const std::string& name) {
+  constexpr std::array<std::pair<std::string_view, TextId>, 7> kNames = {
+      {{"string literal", TextId::kPlanAText},
+       {"object key", TextId::kPlanAText},
+       {"number literal", TextId::kPlanANumber},
+       {"true literal", TextId::kPlanAFlag},
+       {"false literal", TextId::kPlanAFlag},
+       {"end of input", TextId::kJsonEnd},
+       {"'[', '{', or a literal", TextId::kJsonValue}}};
+  for (const auto& [known, text] : kNames) {
+    if (name == known) return Bilingual(text);
+  }
+  return name;
+}
+
+// What a message of the parser has behind `mark`, up to the next ';'; empty where it has no such mark.
+std::string Behind(const std::string& what, std::string_view mark) {
+  const std::size_t at = what.find(mark);
+  if (at == what.npos) return {};
+  const std::size_t begin = at + mark.size();
+  return what.substr(begin, what.find("; ", begin) - begin);
+}
+
+// A message of the parser, such as "... syntax error while parsing object - unexpected ']'; expected '}'", in both
+// languages.
+BilingualText SyntaxMistake(const std::string& what) {
+  constexpr std::array<std::pair<std::string_view, TextId>, 3> kTokens = {{{"invalid string", TextId::kJsonBadText},
+                                                                           {"invalid number", TextId::kJsonBadNumber},
+                                                                           {"invalid literal", TextId::kJsonBadWord}}};
+  BilingualText text = Bilingual(TextId::kJsonSyntax);
+  for (const auto& [name, mistake] : kTokens) {
+    if (what.find(name) != what.npos) return text + Bilingual(mistake);
+  }
+  const std::string unexpected = Behind(what, "unexpected ");
+  const std::string expected = Behind(what, "; expected ");
+  if (!unexpected.empty()) text = text + Bilingual(TextId::kJsonUnexpected, {NamedByParser(unexpected)});
+  if (!expected.empty()) text = text + Bilingual(TextId::kJsonExpected, {NamedByParser(expected)});
+  return text;
+}
+
 class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
  public:
   TreeBuilder(std::string_view text, const std::size_t& taken) : text_(text), taken_(taken) {}
@@ -79,10 +121,7 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   bool parse_error(std::size_t position, const std::string&, const nlohmann::detail::exception& error) override {
     if (!mistake.message.empty()) return false;
     const Place place = PlaceOf(position > 0 ? position - 1 : 0);
-    // "[json.exception.parse_error.101] parse error at line 3, column 7: syntax error while ...": from "syntax" on.
-    const std::string what = error.what();
-    const std::size_t begin = what.find(": ");
-    mistake = {place.line, place.column, begin == what.npos ? what : what.substr(begin + 2)};
+    mistake = {place.line, place.column, SyntaxMistake(error.what())};
     return false;
   }
 
@@ -129,7 +168,7 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   bool Open(Kind kind) {
     if (open_.size() >= kMaxDepth) {
       const Place place = PlaceOf(taken_);
-      mistake = {place.line, place.column, "more than 64 levels inside each other"};
+      mistake = {place.line, place.column, Bilingual(TextId::kJsonTooDeep, {std::to_string(kMaxDepth)})};
       return false;
     }
     open_.push_back(&Insert(kind, taken_));
@@ -170,7 +209,8 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 }  // namespace
 
 tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text) {
-  if (text.size() > kMaxBytes) return tl::unexpected(JsonMistake{0, 0, "larger than 8 MiB"});
+  if (text.size() > kMaxBytes)
+    return tl::unexpected(JsonMistake{0, 0, Bilingual(TextId::kJsonTooLarge, {std::to_string(kMaxBytes >> 20U)})});
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   std::size_t taken = 0;
   TreeBuilder builder(text, taken);

@@ -9,6 +9,8 @@
 
 #include <tl/expected.hpp>
 
+#include "calibration/problem.h"
+
 namespace ulix::calibration {
 
 struct JsonNode {
@@ -37,7 +39,7 @@ struct JsonNode {
 struct JsonMistake {
   int line = 0;
   int column = 0;
-  std::string message;
+  BilingualText message;
 };
 
 // Parses a UTF-8 text. Fails for nesting deeper than 64 and for texts above 8 MiB.

@@ -71,9 +71,10 @@ class JsonReader {
   const std::string& path() const { return path_; }
   PlanProblems& problems() { return problems_; }
   std::string PathOf(const std::string& key) const { return path_.empty() ? key : path_ + "." + key; }
+  // A word of the value that is none of `known`.
+  void NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known);
 
  private:
-  void NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known);
   bool InRange(const JsonNode& node, const std::string& key, double value, double min, double max);
 
   const JsonNode& node_;

@@ -48,7 +48,7 @@ void ReadOptionalChannel(JsonReader& from, const std::string& key, std::optional
 void ReadRange(JsonReader& from, double& min, double& max) {
   from.Number("min", min);
   from.Number("max", max);
-  if (min > max) from.Note("min is above max");
+  if (min > max) from.Note(Bilingual(TextId::kPlanMinAboveMax));
 }
 
 void ReadSensor(JsonReader& from, SensorSpec& sensor) {
@@ -89,7 +89,7 @@ void ReadScale(JsonReader& from, std::optional<Scale>& scale) {
     scale.emplace();
     pair("from", scale->from_low, scale->from_high);
     pair("to", scale->to_low, scale->to_high);
-    if (scale->from_low == scale->from_high) spec.Note("the two numbers of \"from\" are to differ");
+    if (scale->from_low == scale->from_high) spec.Note(Bilingual(TextId::kPlanScaleFlat));
   });
 }
 
@@ -197,6 +197,8 @@ class PointList {
   }
 
  private:
+  static BilingualText TooManyPoints() { return Bilingual(TextId::kPlanTooManyPoints, {std::to_string(kMaxPoints)}); }
+
   void ReadList() {
     const JsonNode* list = from_.Require("points");
     if (!list) return;
@@ -206,7 +208,7 @@ class PointList {
     for (const JsonNode& element : *list->array()) {
       ReadElement(element, from_.PathOf("points") + "[" + std::to_string(number++) + "]");
     }
-    if (listed_.empty()) from_.Note(*list, "points", "holds no point");
+    if (listed_.empty()) from_.Note(*list, "points", Bilingual(TextId::kPlanNoPoint));
   }
 
   void ReadElement(const JsonNode& element, const std::string& path) {
@@ -218,7 +220,7 @@ class PointList {
     }
     if (!element.object()) {
       from_.problems().push_back(
-          {element.line, path, "is to be a number, or an object with \"value\" or \"from\"", false});
+          {element.line, path, Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kPlanPointForm)}), false});
       return;
     }
     JsonReader spec(element, path, from_.problems());
@@ -236,8 +238,8 @@ class PointList {
     const bool whole = spec.Require("to") && spec.Require("step");
     if (!whole || !spec.Number("from", from) || !spec.Number("to", to) || !spec.Number("step", step)) return;
     const double count = step == 0 ? -1 : (to - from) / step;
-    if (count < 0) return spec.Note("\"step\" does not lead from \"from\" to \"to\"");
-    if (count > static_cast<double>(kMaxPoints)) return spec.Note("makes more than 20000 points");
+    if (count < 0) return spec.Note(Bilingual(TextId::kPlanStepAway));
+    if (count > static_cast<double>(kMaxPoints)) return spec.Note(TooManyPoints());
     constexpr double kRounding = 1e-6;  // as a share of a step
     for (double k = 0; k <= count + kRounding; ++k) {
       point.value = from + k * step;
@@ -253,8 +255,7 @@ class PointList {
     if (sequence != Sequence::kAsListed) {
       std::stable_sort(listed_.begin(), listed_.end(), [](const auto& a, const auto& b) { return a.value < b.value; });
     }
-    if (listed_.size() * static_cast<std::size_t>(cycles) * 2 > kMaxPoints)
-      return from_.Note("makes more than 20000 points");
+    if (listed_.size() * static_cast<std::size_t>(cycles) * 2 > kMaxPoints) return from_.Note(TooManyPoints());
     for (int cycle = 1; cycle <= cycles; ++cycle) {
       AddOneWay(listed_, cycle, sequence == Sequence::kAsListed);
       if (sequence == Sequence::kRisingFalling) AddOneWay({listed_.rbegin(), listed_.rend()}, cycle, false);
@@ -415,7 +416,7 @@ void ReadCourse(JsonReader& from, Plan& plan) {
     if (phase == "as-found" || phase == "as-left") {
       plan.phases.push_back(phase == "as-left" ? Phase::kAsLeft : Phase::kAsFound);
     } else {
-      from.Note(*from.Find("phases"), "phases", "'" + phase + "' is not known; takes as-found, as-left");
+      from.NoteChoice("phases", phase, {"as-found", "as-left"});
     }
   }
 }

@@ -87,9 +87,8 @@ void ReadInstrument(JsonReader& from, PlannedInstrument& instrument) {
 }
 
 PlanProblem ProblemOf(const JsonMistake& mistake) {
-  const BilingualText message = mistake.message;
-  if (mistake.column == 0) return {mistake.line, "", message, false};
-  return {mistake.line, "", Bilingual(TextId::kPlanColumn, {std::to_string(mistake.column), message}), false};
+  if (mistake.column == 0) return {mistake.line, "", mistake.message, false};
+  return {mistake.line, "", Bilingual(TextId::kPlanColumn, {std::to_string(mistake.column), mistake.message}), false};
 }
 
 std::unique_ptr<Instrument> CheckInstrument(const PlannedInstrument& planned, const std::string& folder,

@@ -125,7 +125,7 @@ bool BenchDevice::Connect() {
   if (config_.planned.simulated() && !simulated_) simulated_ = std::make_unique<SimulatedLine>(config_.planned.model);
   if (simulated_) services = simulated_->ServicesOf(services);
   auto made = calibration::MakeInstrument(config_.planned, folder_, services, {});
-  if (!made) return SayOnce(LogLevel::kError, made.error()), false;
+  if (!made) return SayOnce(LogLevel::kError, made.error().en), false;
   instrument_ = std::move(*made);
   if (simulated_) simulated_->Match(instrument_->settings());
   HRESULT result = instrument_->Connect();
@@ -168,7 +168,7 @@ bool BenchDevice::AddGroup(const PublishedGroup& group) {
   if (Succeeded(result)) result = instrument_->SetGroupSettings(id, group.settings);
   for (const std::string& name : group.channels) {
     const auto channel = calibration::FindChannel(*instrument_, name);
-    if (!channel) return SayOnce(LogLevel::kError, channel.error()), false;
+    if (!channel) return SayOnce(LogLevel::kError, channel.error().en), false;
     if (Succeeded(result)) result = instrument_->ConnectGroupChan(id, *channel);
     Channel& made = ChannelOf(*channel);
     made.is_read = true;

@@ -149,7 +149,7 @@ class Device {
     if (line_) services = line_->ServicesOf(services);
     own_settings_ = planned.settings.empty() && planned.config_file.empty();
     auto made = calibration::MakeInstrument(planned, "", services, {});
-    if (!made) throw Mistake{made.error()};
+    if (!made) throw Mistake{made.error().en};
     instrument_ = std::move(*made);
     if (line_) line_->Match(instrument_->settings());
   }

@@ -29,7 +29,7 @@ Result<std::string> WriteDcc(const Certificate& certificate);
 
 // Validates a document with the XML schema in `folder` (.../dcc/v3.3.0/dcc.xsd below it, or dcc.xsd in it). Returns one
 // text for each finding. Fails when there is no schema. The document must have passed ReadDcc.
-Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std::string& folder);
+Result<std::vector<BilingualText>> CheckDccSchema(std::string_view xml, const std::string& folder);
 
 // Checks that the signature covers the whole document. There must be one signature, a child of the root, with one
 // reference to the whole document and only the transforms "enveloped" and canonicalisation; otherwise parts of the

@@ -243,8 +243,10 @@ CertificateQuantity Reader::Quantity(const xmlNode& node) {
       ForEachChild(parent, name, [&](const xmlNode& values) { AddNumbers(values, quantity); });
     }
   }
+  quantity.text = TextIn(node, "noQuantity");
   for (const char* name : {"noQuantity", "charsXMLList"}) {
-    if (quantity.text.empty()) quantity.text = TextOfChild(&node, name);
+    const std::string words = TextOfChild(&node, name);
+    if (quantity.text.empty() && !words.empty()) quantity.text = words;
   }
   quantity.meta_data = Statements(ChildOf(&node, "measurementMetaData"), "metaData");
   return quantity;

@@ -13,13 +13,13 @@ namespace {
 
 constexpr std::size_t kMaxFindings = 50;
 
-using Findings = std::vector<std::string>;
+using Findings = std::vector<BilingualText>;
 
 void OnError(void* findings, xmlError* error) {
   auto& found = *static_cast<Findings*>(findings);
   if (found.size() >= kMaxFindings) return;
   const std::string text = error->message == nullptr ? "" : error->message;
-  found.push_back("line " + std::to_string(error->line) + ": " + std::string(Trimmed(text)));
+  found.push_back(Bilingual(TextId::kDccSchemaLine, {std::to_string(error->line), std::string(Trimmed(text))}));
 }
 
 // Finds the schema of the newest known version in the folder or anywhere below it.
@@ -70,7 +70,7 @@ Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view report) {
   });
 }
 
-Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std::string& folder) {
+Result<std::vector<BilingualText>> CheckDccSchema(std::string_view xml, const std::string& folder) {
   const auto document = ParseXml(xml);
   if (!document) return tl::unexpected(document.error());
   const auto schema = LoadSchema(folder);
@@ -80,7 +80,7 @@ Result<std::vector<std::string>> CheckDccSchema(std::string_view xml, const std:
   Findings findings;
   xmlSchemaSetValidStructuredErrors(validation.get(), OnError, &findings);
   if (xmlSchemaValidateDoc(validation.get(), document->get()) != 0 && findings.empty()) {
-    findings.emplace_back("the schema does not hold");
+    return Refused(TextId::kDccSchemaFails);
   }
   return findings;
 }

@@ -11,7 +11,7 @@ Result<std::string> WriteDcc(const Certificate& /*certificate*/) { return Refuse
 Result<void> CheckSignatureCoversAll(std::string_view /*xml*/) { return Refused(TextId::kDccNotBuilt); }
 Result<std::string> WithSignatureTemplate(std::string_view /*xml*/) { return Refused(TextId::kDccNotBuilt); }
 Result<std::vector<RuleFinding>> ReadRuleFindings(std::string_view /*report*/) { return Refused(TextId::kDccNotBuilt); }
-Result<std::vector<std::string>> CheckDccSchema(std::string_view /*xml*/, const std::string& /*folder*/) {
+Result<std::vector<BilingualText>> CheckDccSchema(std::string_view /*xml*/, const std::string& /*folder*/) {
   return Refused(TextId::kDccNotBuilt);
 }
 

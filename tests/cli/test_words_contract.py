@@ -61,6 +61,23 @@ class WordsTest(ContractTest):
                            ("--fault: pas de d\u00e9faut \u00ab wind \u00bb", ["simulate", "kelvo10", "--fault", "wind"])):
             self.refused(said, *args, "--lang", "fr")
 
+    def test_mistakes_of_a_plan_are_told_in_the_users_language(self):
+        plan = self.folder / "plan.json"
+        for text, english, french in (
+                ('{"source": 1,}', "1: column 14: syntax error: '}' is not expected here; expected: a text in quotes",
+                 "1: colonne 14 : erreur de syntaxe : on n'attend pas '}' ici ; on attend un texte entre guillemets"),
+                ('{"title"', "syntax error: the end is not expected here; expected: ':'",
+                 "erreur de syntaxe : on n'attend pas la fin ici ; on attend ':'"),
+                ('{"title": 01}', "syntax error: a number is not expected here",
+                 "erreur de syntaxe : on n'attend pas un nombre ici"),
+                ('{"title": nul}', "the word is neither in quotes nor true, false or null",
+                 "le mot n'est ni entre guillemets, ni true, false ou null")):
+            plan.write_text(text)
+            for language, wanted in (("en", english), ("fr", french)):
+                status, _, err = self.ulix("calibrate", plan, "--dry-run", "--lang", language)
+                self.assertEqual(status, 2)
+                self.assertIn(wanted, err)
+
     def test_what_cannot_be_done_together_is_refused(self):
         scan = "scan", "kelvo10", "--port", "sim", "--period", 100, "--count", 1
         self.refused("--csv: '-' is standard output", *scan, "--csv", "-", "--json")

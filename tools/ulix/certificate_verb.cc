@@ -58,7 +58,7 @@ class Findings {
 
 void CheckSchema(const CertificateOptions& options, const std::string& xml, Findings& findings) {
   const auto schema = OrFailure(calibration::CheckDccSchema(xml, options.schema));
-  for (const std::string& finding : schema) findings.Error(finding);
+  for (const calibration::BilingualText& finding : schema) findings.Error(finding.In(ShownLanguage()));
   if (schema.empty()) PrintLine(Shown(TextId::kCheckSchemaHolds));
 }
 
