@@ -39,12 +39,12 @@ fleet::PublishConfig ConfigOf(int bench, int port, const std::filesystem::path& 
 
 void Publish(int first, int last, int port, const std::filesystem::path& folder) {
   std::vector<std::unique_ptr<fleet::Publisher>> publishers;
-  const fleet::Log log = [](fleet::LogLevel level, const std::string& text) {
-    if (level != fleet::LogLevel::kInfo) std::fprintf(stderr, "%s\n", text.c_str());
+  const fleet::Log log = [](fleet::LogLevel level, const calibration::BilingualText& text) {
+    if (level != fleet::LogLevel::kInfo) std::fprintf(stderr, "%s\n", text.en.c_str());
   };
   for (int k = first; k < last; ++k) {
     auto made = fleet::Publisher::Make(ConfigOf(k, port, folder), log);
-    if (!made) Leave(made.error());
+    if (!made) Leave(made.error().en);
     (*made)->Start();
     publishers.push_back(std::move(*made));
     std::this_thread::sleep_for(kBetweenStarts);

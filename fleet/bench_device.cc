@@ -13,6 +13,8 @@
 namespace ulix::fleet {
 namespace {
 
+using calibration::Bilingual;
+using calibration::BilingualText;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLookInterval{200};
@@ -72,11 +74,11 @@ BenchDevice::BenchDevice(const PublishedInstrument& config, const std::string& f
 
 BenchDevice::~BenchDevice() { Stop(); }
 
-void BenchDevice::Say(LogLevel level, const std::string& text) const {
-  if (log_) log_(level, config_.planned.name + ": " + text);
+void BenchDevice::Say(LogLevel level, const BilingualText& text) const {
+  if (log_) log_(level, BilingualText(config_.planned.name + ": ") + text);
 }
 
-void BenchDevice::SayOnce(LogLevel level, const std::string& text) {
+void BenchDevice::SayOnce(LogLevel level, const BilingualText& text) {
   if (text == said_) return;
   said_ = text;
   Say(level, text);
@@ -125,7 +127,7 @@ bool BenchDevice::Connect() {
   if (config_.planned.simulated() && !simulated_) simulated_ = std::make_unique<SimulatedLine>(config_.planned.model);
   if (simulated_) services = simulated_->ServicesOf(services);
   auto made = calibration::MakeInstrument(config_.planned, folder_, services, {});
-  if (!made) return SayOnce(LogLevel::kError, made.error().en), false;
+  if (!made) return SayOnce(LogLevel::kError, made.error()), false;
   instrument_ = std::move(*made);
   if (simulated_) simulated_->Match(instrument_->settings());
   HRESULT result = instrument_->Connect();
@@ -140,7 +142,7 @@ bool BenchDevice::Connect() {
   }
   identification = Utf8FromAnsi(Trimmed(identification));
   if (identification.find(config_.planned.serial_number) == std::string::npos) {
-    SayOnce(LogLevel::kError, "another instrument answers: '" + identification + "'");
+    SayOnce(LogLevel::kError, Bilingual(TextId::kFleetOtherInstrument, {identification}));
     return instrument_->Disconnect(), false;
   }
   const auto device = ClaimDevice(identification);
@@ -168,7 +170,7 @@ bool BenchDevice::AddGroup(const PublishedGroup& group) {
   if (Succeeded(result)) result = instrument_->SetGroupSettings(id, group.settings);
   for (const std::string& name : group.channels) {
     const auto channel = calibration::FindChannel(*instrument_, name);
-    if (!channel) return SayOnce(LogLevel::kError, channel.error().en), false;
+    if (!channel) return SayOnce(LogLevel::kError, channel.error()), false;
     if (Succeeded(result)) result = instrument_->ConnectGroupChan(id, *channel);
     Channel& made = ChannelOf(*channel);
     made.is_read = true;
@@ -253,8 +255,7 @@ std::optional<std::string> BenchDevice::ClaimDevice(const std::string& identific
   const std::string device = config_.device.empty() ? TopicIdOf(config_.planned.model + "-" + serial) : config_.device;
   const std::string holder = node_.ClaimDevice(device, config_.planned.name);
   if (holder == config_.planned.name) return device;
-  SayOnce(LogLevel::kError, "'" + device + "' is the id of " + holder +
-                                " already; where two instruments tell one serial number, name a \"device\" for each");
+  SayOnce(LogLevel::kError, Bilingual(TextId::kFleetIdTaken, {device, holder}));
   const std::lock_guard lock(mutex_);
   device_.clear();
   return std::nullopt;
@@ -267,8 +268,8 @@ void BenchDevice::GiveBirth(const std::string& device, const std::string& identi
   alive_ = true;
   last_good_ = std::chrono::steady_clock::now();
   lock.unlock();
-  said_.clear();
-  Say(LogLevel::kInfo, "connected: '" + identification + "' is " + device);
+  said_ = {};
+  Say(LogLevel::kInfo, Bilingual(TextId::kFleetDeviceConnected, {identification, device}));
   node_.DeviceBorn(device, metrics);
 }
 
@@ -284,7 +285,7 @@ bool BenchDevice::IsLost(SteadyTime now) {
   std::uint32_t longest = 0;
   for (const PublishedGroup& group : config_.groups) longest = std::max(longest, group.settings.period_ms);
   if (without.count() < config_.lost_after + longest / 1000.0) return false;
-  return Lose("no reading succeeded for " + FormatGeneral(std::round(without.count())) + " s"), true;
+  return Lose(Bilingual(TextId::kFleetNoGoodReading, {FormatGeneral(std::round(without.count()))})), true;
 }
 
 void BenchDevice::Watch() {
@@ -294,14 +295,14 @@ void BenchDevice::Watch() {
   DoWrites();
 }
 
-void BenchDevice::Lose(const std::string& why) {
+void BenchDevice::Lose(const BilingualText& why) {
   std::unique_lock lock(mutex_);
   alive_ = false;
   writes_.clear();
   lock.unlock();
   node_.DeviceDied(device_);
   said_ = why;
-  Say(LogLevel::kWarning, "lost: " + why);
+  Say(LogLevel::kWarning, Bilingual(TextId::kFleetDeviceLost, {why}));
   instrument_->StopAllGroups();
   instrument_->Disconnect();
 }
@@ -376,28 +377,28 @@ std::vector<Metric> BenchDevice::ValuesOf(const ChannelArrays& arrays) const {
 
 // --- commands ---
 
-std::optional<std::string> BenchDevice::Command(const std::string& device, const Metric& command) {
+std::optional<BilingualText> BenchDevice::Command(const std::string& device, const Metric& command) {
   const std::lock_guard lock(mutex_);
   if (device != device_) return std::nullopt;
   const auto name = OutputIn(command.name);
   const auto channel = std::find_if(channels_.begin(), channels_.end(), [&](const auto& entry) {
     return name && entry.second.is_output && entry.second.name == *name;
   });
-  if (channel == channels_.end()) return "it is no output";
+  if (channel == channels_.end()) return Bilingual(TextId::kFleetNoOutput);
   const auto allowed =
       std::find_if(config_.writable.begin(), config_.writable.end(), [&](const WritableOutput& output) {
         return EqualIgnoringCase(output.channel, *name) || output.channel == std::to_string(channel->first);
       });
-  if (allowed == config_.writable.end()) return "the configuration does not allow it";
+  if (allowed == config_.writable.end()) return Bilingual(TextId::kFleetWriteNotAllowed);
   const auto value = NumberIn(command.value);
   const bool is_flag = std::holds_alternative<bool>(command.value);
-  if (!value || is_flag || !std::isfinite(*value) || command.historical) return "it has no number";
+  if (!value || is_flag || !std::isfinite(*value) || command.historical) return Bilingual(TextId::kFleetWriteNoNumber);
   if (*value < allowed->min || *value > allowed->max) {
-    return FormatGeneral(*value, 10) + " is not between " + FormatGeneral(allowed->min, 10) + " and " +
-           FormatGeneral(allowed->max, 10);
+    return Bilingual(TextId::kFleetWriteOutside,
+                     {FormatGeneral(*value, 10), FormatGeneral(allowed->min, 10), FormatGeneral(allowed->max, 10)});
   }
-  if (!alive_) return "the instrument is not there";
-  if (writes_.size() >= kMaxWrites) return "too many commands wait";
+  if (!alive_) return Bilingual(TextId::kFleetWriteAbsent);
+  if (writes_.size() >= kMaxWrites) return Bilingual(TextId::kFleetWriteTooMany);
   writes_.push_back({channel->first, *value});
   changed_.notify_all();
   return "";
@@ -430,9 +431,13 @@ void BenchDevice::DoWrite(const Write& write) {
     channel.error = error;
     metrics.push_back(ErrorMetric(channel, output.time));
   }
-  Say(Failed(result) ? LogLevel::kWarning : LogLevel::kInfo,
-      output.name + " is set to " + FormatGeneral(write.value, 10) +
-          (Failed(result) ? ": " + calibration::ErrorTextOf(*instrument_, result) : "") + " by command");
+  const std::string value = FormatGeneral(write.value, 10);
+  if (Failed(result)) {
+    Say(LogLevel::kWarning,
+        Bilingual(TextId::kFleetNotWritten, {output.name, value, calibration::ErrorTextOf(*instrument_, result)}));
+  } else {
+    Say(LogLevel::kInfo, Bilingual(TextId::kFleetWritten, {output.name, value}));
+  }
   node_.DeviceData(device_, metrics);
 }
 

@@ -41,7 +41,7 @@ class BenchDevice {
   void Stop();
   // Executes a command. None if the command is for another device. Otherwise the reason of a refusal, or an empty text
   // if the command is accepted.
-  std::optional<std::string> Command(const std::string& device, const Metric& command);
+  std::optional<calibration::BilingualText> Command(const std::string& device, const Metric& command);
   std::uint64_t turns() const { return turns_; }
 
  private:
@@ -75,7 +75,7 @@ class BenchDevice {
   std::vector<Metric> BirthMetrics(const std::string& identification);
   void Watch();
   bool IsLost(SteadyTime now);
-  void Lose(const std::string& why);
+  void Lose(const calibration::BilingualText& why);
   void Look();
   // Publishes what changed. A report gives all that it holds where nothing changed.
   void Take(const ChannelArrays& arrays, bool report);
@@ -86,8 +86,8 @@ class BenchDevice {
   void DoWrites();
   void DoWrite(const Write& write);
   void Pause(std::chrono::milliseconds duration);
-  void Say(LogLevel level, const std::string& text) const;
-  void SayOnce(LogLevel level, const std::string& text);
+  void Say(LogLevel level, const calibration::BilingualText& text) const;
+  void SayOnce(LogLevel level, const calibration::BilingualText& text);
   Channel& ChannelOf(ChannelId id);
   void RefreshUnit(Channel& channel, ChannelId id);
   Metric ErrorMetric(const Channel& channel, UnixMs time) const;
@@ -101,7 +101,7 @@ class BenchDevice {
   std::thread thread_;
   std::atomic<std::uint64_t> turns_ = 0;
   std::atomic<bool> stopping_ = false;
-  std::string said_;
+  calibration::BilingualText said_;
   std::vector<std::uint32_t> groups_;
 
   mutable std::mutex mutex_;  // Guards the members below.

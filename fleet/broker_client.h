@@ -8,10 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "calibration/problem.h"
+
 namespace ulix::fleet {
 
 enum class LogLevel { kError = 3, kWarning = 4, kInfo = 6 };  // the numbers of syslog
-using Log = std::function<void(LogLevel, const std::string&)>;
+using Log = std::function<void(LogLevel, const calibration::BilingualText&)>;
 
 // The connection to a broker, for its client. Publish and RequestConfirmation do not wait.
 class BrokerConnection {

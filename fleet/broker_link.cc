@@ -3,6 +3,7 @@
 #include <mosquitto.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <utility>
 
@@ -12,6 +13,8 @@
 namespace ulix::fleet {
 namespace {
 
+using calibration::Bilingual;
+using calibration::BilingualText;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -23,6 +26,15 @@ constexpr int kLoopMs = 100;
 constexpr milliseconds kTickInterval{100};
 constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality of service
 
+// Why the broker does not take the connection: the codes of CONNACK from 1 on.
+constexpr std::array kRefusals = {TextId::kBrokerProtocol, TextId::kBrokerClientId, TextId::kBrokerUnavailable,
+                                  TextId::kBrokerPassword, TextId::kBrokerNotAuthorised};
+
+BilingualText RefusalText(int code) {
+  const bool known = code >= 1 && code <= static_cast<int>(kRefusals.size());
+  return known ? Bilingual(kRefusals[static_cast<std::size_t>(code - 1)]) : mosquitto_connack_string(code);
+}
+
 }  // namespace
 
 // Functions that the MQTT library calls on the link's thread. No exception may leave them.
@@ -30,7 +42,7 @@ struct BrokerLink::Callbacks {
   static void OnConnect(mosquitto* client, void* link, int code) {
     auto& self = *static_cast<BrokerLink*>(link);
     if (code != 0) {
-      self.reason_ = std::string("the broker refuses: ") + mosquitto_connack_string(code);
+      self.reason_ = Bilingual(TextId::kFleetBrokerRefuses, {RefusalText(code)});
       self.failed_ = true;
       return;
     }
@@ -42,12 +54,12 @@ struct BrokerLink::Callbacks {
   static void OnSubscribe(mosquitto*, void* link, int, int count, const int* granted) {
     auto& self = *static_cast<BrokerLink*>(link);
     if (count > 0 && granted[0] >= kSubscriptionRefused) {
-      self.Say(LogLevel::kWarning, "the broker refuses a subscription");
+      self.Say(LogLevel::kWarning, Bilingual(TextId::kFleetSubscriptionRefused));
     }
     if (++self.subscriptions_ != static_cast<int>(self.user_.topics().size())) return;
-    self.said_.clear();
+    self.said_ = {};
     self.online_ = true;
-    self.Say(LogLevel::kInfo, "connected to " + self.settings_.host);
+    self.Say(LogLevel::kInfo, Bilingual(TextId::kFleetConnectedTo, {self.settings_.host}));
     self.user_.Online(self);
   }
   static void OnUnsubscribe(mosquitto*, void* link, int) { static_cast<BrokerLink*>(link)->user_.Confirmed(); }
@@ -76,11 +88,11 @@ BrokerLink::BrokerLink(BrokerSettings settings, std::string password, std::strin
       log_(std::move(log)),
       client_(nullptr, mosquitto_destroy) {}
 
-void BrokerLink::Say(LogLevel level, const std::string& text) const {
+void BrokerLink::Say(LogLevel level, const BilingualText& text) const {
   if (log_) log_(level, text);
 }
 
-void BrokerLink::SayOnce(LogLevel level, const std::string& text) {
+void BrokerLink::SayOnce(LogLevel level, const BilingualText& text) {
   if (text == said_) return;
   said_ = text;
   Say(level, text);
@@ -157,7 +169,7 @@ bool BrokerLink::Prepare() {
 bool BrokerLink::SetUp() {
   mosquitto* client = client_.get();
   // The library has the same code for every problem of a TLS file, so the file is checked here.
-  std::string cause = TlsFileProblem(settings_, folder_);
+  BilingualText cause = TlsFileProblem(settings_, folder_);
   int result = MOSQ_ERR_SUCCESS;
   if (const auto will = user_.will()) {
     result = mosquitto_will_set(client, will->topic.c_str(), static_cast<int>(will->payload.size()),
@@ -166,7 +178,7 @@ bool BrokerLink::SetUp() {
   if (result == MOSQ_ERR_SUCCESS && cause.empty()) result = SetUpSecurity(client, settings_, password_, folder_);
   if (result != MOSQ_ERR_SUCCESS) cause = mosquitto_strerror(result);
   if (cause.empty()) return true;
-  SayOnce(LogLevel::kError, "the connection cannot be set up: " + cause);
+  SayOnce(LogLevel::kError, Bilingual(TextId::kFleetNoSetup, {cause}));
   return false;
 }
 
@@ -182,7 +194,7 @@ int BrokerLink::Connect() {
 void BrokerLink::RunSession() {
   subscriptions_ = 0;
   failed_ = false;
-  reason_ = "the broker " + settings_.host + " is not reached";
+  reason_ = Bilingual(TextId::kFleetNotReached, {settings_.host});
   acknowledged_message_ = 0;
   {
     const std::lock_guard lock(error_mutex_);
@@ -203,7 +215,7 @@ void BrokerLink::RunSession() {
   if (online_ && stopping_) Farewell();
   user_.Offline();
   if (online_.exchange(false)) {
-    reason_ = "the connection to the broker is lost";
+    reason_ = Bilingual(TextId::kFleetConnectionLost);
     NoteLength(std::chrono::steady_clock::now() - begun);
   }
   if (!stopping_) SayOnce(LogLevel::kWarning, reason_);
@@ -211,15 +223,14 @@ void BrokerLink::RunSession() {
 
 // The TLS handshake may also fail after the connection was made: a broker that requires a certificate ends it later.
 void BrokerLink::NoteCause(int result) {
-  if (result == MOSQ_ERR_EAI) reason_ = "the broker " + settings_.host + " is not found: no such host";
+  if (result == MOSQ_ERR_EAI) reason_ = Bilingual(TextId::kFleetNoSuchHost, {settings_.host});
   if (!settings_.tls || accepted_) return;
   const std::lock_guard lock(error_mutex_);
   const bool is_handshake = result == MOSQ_ERR_TLS || result == MOSQ_ERR_TLS_HANDSHAKE;
   if (library_error_.empty() && !is_handshake) return;
   const bool is_theirs = library_error_.empty() || library_error_.find("verif") != std::string::npos;
-  reason_ = "TLS with the broker fails: " +
-            (is_theirs ? "its certificate is not valid for " + settings_.host + ", or its authority is not known"
-                       : ShownText(library_error_));
+  reason_ = Bilingual(TextId::kFleetTlsFails, {is_theirs ? Bilingual(TextId::kFleetCertificateInvalid, {settings_.host})
+                                                         : BilingualText(ShownText(library_error_))});
 }
 
 // Warns after several short sessions: two clients with the same id end each other's sessions.
@@ -227,7 +238,7 @@ void BrokerLink::NoteLength(std::chrono::steady_clock::duration session) {
   if (session >= kSteadySession) {
     failures_ = short_sessions_ = 0;
   } else if (++short_sessions_ >= kManyShortSessions && !settings_.client_id.empty()) {
-    reason_ = "the broker ends every session soon: is another client connected as '" + settings_.client_id + "'?";
+    reason_ = Bilingual(TextId::kFleetShortSessions, {settings_.client_id});
   }
 }
 

@@ -54,9 +54,9 @@ class BrokerLink final : private BrokerConnection {
   void NoteLength(std::chrono::steady_clock::duration session);
   void Farewell();
   bool PauseBeforeRetry();
-  void Say(LogLevel level, const std::string& text) const;
+  void Say(LogLevel level, const calibration::BilingualText& text) const;
   // Logs the text, unless it was the last one logged.
-  void SayOnce(LogLevel level, const std::string& text);
+  void SayOnce(LogLevel level, const calibration::BilingualText& text);
 
   const BrokerSettings settings_;
   const std::string password_;
@@ -80,8 +80,8 @@ class BrokerLink final : private BrokerConnection {
   bool begun_ = false;                         // whether a session has begun
   bool accepted_ = false;                      // whether the broker has accepted it
   std::atomic<int> acknowledged_message_ = 0;  // id of the message whose acknowledgement is awaited; 0: none
-  std::string reason_;                         // why this session failed
-  std::string said_;
+  calibration::BilingualText reason_;          // why this session failed
+  calibration::BilingualText said_;
   int failures_ = 0;        // consecutive sessions shorter than kSteadySession
   int short_sessions_ = 0;  // those of them that the broker accepted
 

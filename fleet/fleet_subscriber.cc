@@ -6,12 +6,13 @@
 namespace ulix::fleet {
 namespace {
 
+using calibration::BilingualText;
+using calibration::Refused;
+
 constexpr std::string_view kScheme = "mqtt://";
 constexpr std::string_view kTlsScheme = "mqtts://";
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
-
-tl::unexpected<std::string> NoAddress(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
 
 std::optional<int> PortIn(std::string_view text) {
   int port = 0;
@@ -35,24 +36,24 @@ std::optional<int> ReadHost(std::string_view text, std::string& host) {
 
 bool IsFleetAddress(std::string_view text) { return text.starts_with(kScheme) || text.starts_with(kTlsScheme); }
 
-tl::expected<FleetAddress, std::string> ParseFleetAddress(std::string_view url) {
-  if (!IsFleetAddress(url)) return NoAddress("takes mqtt://[USER@]HOST[:PORT]/GROUP");
+calibration::Result<FleetAddress> ParseFleetAddress(std::string_view url) {
+  if (!IsFleetAddress(url)) return Refused(TextId::kFleetAddressForm);
   const bool wants_tls = url.starts_with(kTlsScheme);
   url.remove_prefix(wants_tls ? kTlsScheme.size() : kScheme.size());
   const std::size_t slash = url.find('/');
-  if (slash == url.npos || slash + 1 == url.size()) return NoAddress("names no group: mqtt://HOST/GROUP");
+  if (slash == url.npos || slash + 1 == url.size()) return Refused(TextId::kFleetAddressNoGroup);
   FleetAddress address;
   address.group = url.substr(slash + 1);
-  if (!IsTopicId(address.group)) return NoAddress("'" + address.group + "' is no group");
+  if (!IsTopicId(address.group)) return Refused(TextId::kFleetAddressBadGroup, {address.group});
   std::string_view host = url.substr(0, slash);
   if (const std::size_t at = host.rfind('@'); at != host.npos) {
     address.broker.user = host.substr(0, at);
     host.remove_prefix(at + 1);
   }
-  if (address.broker.user.find(':') != std::string::npos) return NoAddress("a password does not belong in an address");
+  if (address.broker.user.find(':') != std::string::npos) return Refused(TextId::kFleetAddressPassword);
   const auto port = ReadHost(host, address.broker.host);
-  if (!port) return NoAddress("'" + std::string(host.substr(host.rfind(':') + 1)) + "' is no port");
-  if (address.broker.host.empty()) return NoAddress("names no host: mqtt://HOST/GROUP");
+  if (!port) return Refused(TextId::kFleetAddressBadPort, {std::string(host.substr(host.rfind(':') + 1))});
+  if (address.broker.host.empty()) return Refused(TextId::kFleetAddressNoHost);
   if (wants_tls || !IsLoopback(address.broker.host)) address.broker.tls.emplace();
   address.broker.port = *port != 0 ? *port : address.broker.tls ? kTlsPort : kPlainPort;
   return address;
@@ -61,12 +62,12 @@ tl::expected<FleetAddress, std::string> ParseFleetAddress(std::string_view url) 
 FleetSubscriber::FleetSubscriber(const FleetAddress& address, const std::string& password, FleetView& view)
     : group_(address.group),
       view_(view),
-      link_(address.broker, password, "", *this, [this](LogLevel level, auto& text) {
+      link_(address.broker, password, "", *this, [this](LogLevel level, const BilingualText& text) {
         const std::lock_guard lock(mutex_);
-        trouble_ = level == LogLevel::kInfo ? "" : text;
+        trouble_ = level == LogLevel::kInfo ? BilingualText() : text;
       }) {}
 
-std::string FleetSubscriber::trouble() const {
+BilingualText FleetSubscriber::trouble() const {
   const std::lock_guard lock(mutex_);
   return trouble_;
 }

@@ -23,7 +23,7 @@ struct FleetAddress {
   BrokerSettings broker;
   std::string group;
 };
-tl::expected<FleetAddress, std::string> ParseFleetAddress(std::string_view url);
+calibration::Result<FleetAddress> ParseFleetAddress(std::string_view url);
 // Whether a text begins like such an address.
 bool IsFleetAddress(std::string_view text);
 
@@ -41,7 +41,7 @@ class FleetSubscriber final : private BrokerClient {
   void Stop() { link_.Stop(); }
   bool online() const { return link_.online(); }
   // Why there is no connection, in a sentence. Empty while connected, and before the first attempt has failed.
-  std::string trouble() const;
+  calibration::BilingualText trouble() const;
 
  private:
   std::vector<std::string> topics() const override;
@@ -54,7 +54,7 @@ class FleetSubscriber final : private BrokerClient {
   const std::string group_;
   FleetView& view_;
   mutable std::mutex mutex_;
-  std::string trouble_;  // Guarded by mutex_.
+  calibration::BilingualText trouble_;  // Guarded by mutex_.
   // Used by the link's thread only.
   BrokerConnection* connection_ = nullptr;
   BirthRequests requests_;

@@ -57,13 +57,13 @@ std::optional<std::uint64_t> SegmentNumber(const fs::path& path) {
 MessageStore::MessageStore(fs::path folder, std::uint64_t max_bytes)
     : folder_(std::move(folder)), max_bytes_(std::max(max_bytes, kMinBytes)) {}
 
-tl::expected<std::unique_ptr<MessageStore>, std::string> MessageStore::Open(const std::string& folder,
-                                                                            std::uint64_t max_bytes) {
+calibration::Result<std::unique_ptr<MessageStore>> MessageStore::Open(const std::string& folder,
+                                                                      std::uint64_t max_bytes) {
   std::unique_ptr<MessageStore> store(new MessageStore(platform::PathOf(folder), max_bytes));
   std::error_code failed;
   fs::create_directories(store->folder_, failed);
   fs::directory_iterator files(store->folder_, failed);
-  if (failed) return tl::unexpected("the folder " + folder + " cannot be used: " + failed.message());
+  if (failed) return calibration::Refused(TextId::kFleetFolderUnusable, {folder, failed.message()});
   for (const fs::directory_entry& file : files) {
     const auto number = SegmentNumber(file.path());
     if (!number) continue;

@@ -10,8 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include <tl/expected.hpp>
-
+#include "calibration/problem.h"
 #include "platform/append_file.h"
 
 namespace ulix::fleet {
@@ -26,8 +25,7 @@ class MessageStore {
 
   // Opens a store, and makes the folder if it is missing. The error is a sentence. `max_bytes` must be at least
   // kMinBytes.
-  static tl::expected<std::unique_ptr<MessageStore>, std::string> Open(const std::string& folder,
-                                                                       std::uint64_t max_bytes);
+  static calibration::Result<std::unique_ptr<MessageStore>> Open(const std::string& folder, std::uint64_t max_bytes);
 
   // Adds a record. When the disk is full, the oldest segment is deleted. False if the disk does not accept the record
   // even then; it counts as lost.

@@ -9,6 +9,9 @@
 namespace ulix::fleet {
 namespace {
 
+using calibration::Bilingual;
+using calibration::BilingualText;
+
 constexpr char kBdSeq[] = "bdSeq";
 constexpr char kRebirth[] = "Node Control/Rebirth";
 constexpr std::size_t kMaxUnconfirmedBytes = 4 * 1024 * 1024;
@@ -30,7 +33,7 @@ bool AsksForRebirth(const Payload& payload) {
 
 Node::Node(Options options) : options_(std::move(options)), bd_seq_(options_.last_bd_seq) {}
 
-void Node::Say(LogLevel level, const std::string& text) const {
+void Node::Say(LogLevel level, const BilingualText& text) const {
   if (options_.log) options_.log(level, text);
 }
 
@@ -205,8 +208,8 @@ void Node::Keep(const std::string& name, Payload payload) {
   const bool kept = device.store->Append(Encode(payload));
   if (device.store->lost() == lost || device.loss_told) return;
   device.loss_told = true;
-  Say(LogLevel::kWarning, name + (kept ? ": the store is full, the oldest messages are lost"
-                                       : ": the disk of the store is full, messages are lost"));
+  Say(LogLevel::kWarning,
+      BilingualText(name + ": ") + Bilingual(kept ? TextId::kFleetStoreFull : TextId::kFleetStoreDiskFull));
 }
 
 void Node::KeepUnconfirmed() {
@@ -289,10 +292,10 @@ Node::Health Node::Tick(SteadyTime now) {
 void Node::Received(const std::string& text, std::string_view bytes, bool retained) {
   const auto topic = ParseTopic(text);
   if (!topic || topic->group != options_.group || topic->node != options_.node) return;
-  if (retained) return Refuse("a retained command is ignored: " + text);
-  if (bytes.size() > kMaxCommandBytes) return Refuse("a command is too long: " + text);
+  if (retained) return Refuse(Bilingual(TextId::kFleetRetainedCommand, {text}));
+  if (bytes.size() > kMaxCommandBytes) return Refuse(Bilingual(TextId::kFleetLongCommand, {text}));
   const auto payload = Decode(bytes);
-  if (!payload) return Refuse("a command is refused: " + payload.error());
+  if (!payload) return Refuse(Bilingual(TextId::kFleetCommandRefused, {payload.error()}));
   if (topic->type == MessageType::kNodeCommand && AsksForRebirth(*payload)) {
     const std::lock_guard lock(mutex_);
     rebirth_wanted_ = true;
@@ -307,19 +310,20 @@ void Node::Execute(const std::string& device, const std::vector<Metric>& command
     handler = handler_;
   }
   if (!handler) return;
-  std::string first;
+  BilingualText first;
   std::size_t refused = 0;
   for (std::size_t k = 0; k < commands.size(); ++k) {
-    const std::string why = k < kMaxCommands ? handler(device, commands[k]) : "there are too many in one message";
+    const BilingualText why =
+        k < kMaxCommands ? handler(device, commands[k]) : Bilingual(TextId::kFleetTooManyCommands);
     if (why.empty() || refused++ > 0) continue;
-    first = "a command for " + device + ", " + ShownText(commands[k].name) + ", is refused: " + why;
+    first = Bilingual(TextId::kFleetCommandForRefused, {device, ShownText(commands[k].name), why});
   }
-  if (refused > 1) first += " (and " + std::to_string(refused - 1) + " more)";
+  if (refused > 1) first = first + Bilingual(TextId::kFleetMoreRefused, {std::to_string(refused - 1)});
   if (refused > 0) Refuse(first);
 }
 
 // Logs a refusal, but limits the number of lines, because many commands must not fill the log.
-void Node::Refuse(const std::string& text) {
+void Node::Refuse(const BilingualText& text) {
   std::uint64_t left_out = 0;
   {
     const std::lock_guard lock(mutex_);
@@ -331,7 +335,7 @@ void Node::Refuse(const std::string& text) {
     }
     if (++refusals_ > kMaxRefusals) return;
   }
-  if (left_out > 0) Say(LogLevel::kWarning, std::to_string(left_out) + " refused messages are not in this log");
+  if (left_out > 0) Say(LogLevel::kWarning, Bilingual(TextId::kFleetRefusalsLeftOut, {std::to_string(left_out)}));
   Say(LogLevel::kWarning, text);
 }
 

@@ -32,7 +32,7 @@ class Node final : public BrokerClient {
   // Opens the store of a device; null if the device has none.
   using StoreOpener = std::function<std::unique_ptr<MessageStore>(const std::string& device)>;
   // Executes a command. Returns the reason of a refusal, or an empty text.
-  using CommandHandler = std::function<std::string(const std::string& device, const Metric& command)>;
+  using CommandHandler = std::function<calibration::BilingualText(const std::string& device, const Metric& command)>;
 
   struct Options {
     std::string group;
@@ -113,8 +113,8 @@ class Node final : public BrokerClient {
   bool SendHistoryOf(const std::string& name, Device& device, std::size_t* bytes);
   void AskForConfirmation(SteadyTime now);
   void Execute(const std::string& device, const std::vector<Metric>& commands);
-  void Refuse(const std::string& text);
-  void Say(LogLevel level, const std::string& text) const;
+  void Refuse(const calibration::BilingualText& text);
+  void Say(LogLevel level, const calibration::BilingualText& text) const;
 
   const Options options_;
   mutable std::mutex mutex_;  // Guards all members below.

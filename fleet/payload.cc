@@ -105,8 +105,6 @@ Metric Read(const wire::Metric& in) {
   return metric;
 }
 
-tl::unexpected<std::string> NoPayload(std::string reason) { return tl::unexpected<std::string>(std::move(reason)); }
-
 }  // namespace
 
 UnixMs UnixNow() {
@@ -142,18 +140,21 @@ std::string Encode(const Payload& payload) {
   return out.SerializeAsString();
 }
 
-tl::expected<Payload, std::string> Decode(std::string_view bytes) {
-  if (bytes.size() > kMaxPayloadBytes) return NoPayload("the payload is too long");
+calibration::Result<Payload> Decode(std::string_view bytes) {
+  if (bytes.size() > kMaxPayloadBytes) return calibration::Refused(TextId::kPayloadTooLong);
   wire::Payload in;
-  if (!in.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) return NoPayload("the payload is damaged");
-  if (static_cast<std::size_t>(in.metrics_size()) > kMaxMetrics) return NoPayload("the payload has too many metrics");
-  if (in.has_seq() && in.seq() > 255) return NoPayload("the seq is above 255");
+  if (!in.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())))
+    return calibration::Refused(TextId::kPayloadDamaged);
+  if (static_cast<std::size_t>(in.metrics_size()) > kMaxMetrics)
+    return calibration::Refused(TextId::kPayloadManyMetrics);
+  if (in.has_seq() && in.seq() > 255) return calibration::Refused(TextId::kPayloadSeq);
   Payload payload{.time = in.timestamp()};
   if (in.has_seq()) payload.seq = static_cast<std::uint8_t>(in.seq());
   for (const wire::Metric& metric : in.metrics()) {
     const wire::PropertySet& properties = metric.properties();
-    if (properties.keys_size() != properties.values_size()) return NoPayload("keys and values of properties differ");
-    if (static_cast<std::size_t>(properties.keys_size()) > kMaxProperties) return NoPayload("too many properties");
+    if (properties.keys_size() != properties.values_size()) return calibration::Refused(TextId::kPayloadProperties);
+    if (static_cast<std::size_t>(properties.keys_size()) > kMaxProperties)
+      return calibration::Refused(TextId::kPayloadManyProperties);
     payload.metrics.push_back(Read(metric));
   }
   return payload;

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include <tl/expected.hpp>
+#include "calibration/problem.h"
 
 namespace ulix::fleet {
 
@@ -65,7 +65,7 @@ inline constexpr std::size_t kMaxProperties = 64;
 
 // Decodes a payload. The error is a sentence. Whatever the bytes are, the memory used is at most a few times their
 // size.
-tl::expected<Payload, std::string> Decode(std::string_view bytes);
+calibration::Result<Payload> Decode(std::string_view bytes);
 
 // The number in a value; true and false are 1 and 0. None for a text or null.
 std::optional<double> NumberIn(const MetricValue& value);

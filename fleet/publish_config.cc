@@ -23,10 +23,13 @@
 namespace ulix::fleet {
 namespace {
 
+using calibration::Bilingual;
+using calibration::BilingualText;
 using calibration::JsonNode;
 using calibration::JsonReader;
 using calibration::PlanProblem;
 using calibration::PlanProblems;
+using calibration::Refused;
 
 constexpr double kMaxPeriod = 24 * 3600;
 constexpr int kPlainPort = 1883;
@@ -38,10 +41,9 @@ constexpr std::size_t kMaxInstruments = 200;
 void ReadTopicId(JsonReader& from, const std::string& key, std::string& id) {
   const JsonNode* node = from.Require(key);
   if (!node || !from.Text(key, id)) return;
-  if (!IsTopicId(id))
-    from.Note(*node, key, "is to be a text without '+', '#' and '/', of at most 200 bytes, of visible characters");
+  if (!IsTopicId(id)) from.Note(*node, key, Bilingual(TextId::kFleetTopicId));
   // The name is also that of a folder of the store.
-  if (id == "." || id == "..") from.Note(*node, key, "is to be a name");
+  if (id == "." || id == "..") from.Note(*node, key, Bilingual(TextId::kFleetIsToBeName));
 }
 
 // "tls": true, false or an object.
@@ -55,8 +57,7 @@ void ReadTls(JsonReader& from, BrokerSettings& broker) {
   if (const bool* wanted = node->flag()) {
     if (*wanted) broker.tls.emplace();
     if (!*wanted && !local) {
-      from.problems().push_back(
-          {node->line, from.PathOf("tls"), "data and password go over the network unprotected", true});
+      from.problems().push_back({node->line, from.PathOf("tls"), Bilingual(TextId::kFleetUnprotected), true});
     }
     return;
   }
@@ -65,7 +66,8 @@ void ReadTls(JsonReader& from, BrokerSettings& broker) {
     tls.Text("ca-file", broker.tls->ca_file);
     tls.Text("certificate", broker.tls->certificate);
     tls.Text("key", broker.tls->key);
-    if (broker.tls->certificate.empty() != broker.tls->key.empty()) tls.Note("needs both certificate and key");
+    if (broker.tls->certificate.empty() != broker.tls->key.empty())
+      tls.Note(Bilingual(TextId::kFleetCertificateAndKey));
   });
 }
 
@@ -79,9 +81,9 @@ void ReadBroker(JsonReader& from, BrokerSettings& broker) {
   from.Whole("keep-alive", broker.keep_alive, 5, 3600);
   from.Text("client-id", broker.client_id);
   if (const JsonNode* password = from.Find("password")) {
-    from.Note(*password, "password", "does not belong here; write it to a file of mode 0600 and name it password-file");
+    from.Note(*password, "password", Bilingual(TextId::kFleetPasswordHere));
   }
-  if (!broker.password_file.empty() && broker.user.empty()) from.Note("has a password-file and no user");
+  if (!broker.password_file.empty() && broker.user.empty()) from.Note(Bilingual(TextId::kFleetPasswordNoUser));
 }
 
 void ReadGroup(JsonReader& from, PublishedGroup& group) {
@@ -109,7 +111,7 @@ void ReadWritable(JsonReader& from, std::vector<WritableOutput>& writable) {
     JsonReader limits(node, from.PathOf("allow-writes." + name), from.problems());
     if (limits.Require("min")) limits.Number("min", output.min);
     if (limits.Require("max")) limits.Number("max", output.max);
-    if (output.min > output.max) limits.Note("min is above max");
+    if (output.min > output.max) limits.Note(Bilingual(TextId::kPlanMinAboveMax));
     writable.push_back(output);
   });
 }
@@ -131,10 +133,14 @@ void ReadCertificate(JsonReader& from, CertificateNote& certificate) {
   if (from.Require("identifier")) from.Text("identifier", certificate.identifier);
   const JsonNode* node = from.Find("valid-until");
   if (!node || !from.Text("valid-until", certificate.valid_until)) return;
-  if (!IsDay(certificate.valid_until)) return from.Note(*node, "valid-until", "is to be a day, YYYY-MM-DD");
+  if (!IsDay(certificate.valid_until)) {
+    return from.Note(*node, "valid-until", Bilingual(TextId::kPlanIsToBe, {Bilingual(TextId::kFleetADay)}));
+  }
   const std::string today = IsoTime(SystemClock().LocalTime()).substr(0, certificate.valid_until.size());
-  if (certificate.valid_until < today)
-    from.problems().push_back({node->line, from.PathOf("valid-until"), "the certificate is no longer valid", true});
+  if (certificate.valid_until < today) {
+    const BilingualText over = Bilingual(TextId::kFleetCertificateOver);
+    from.problems().push_back({node->line, from.PathOf("valid-until"), over, true});
+  }
 }
 
 void ReadPublished(JsonReader& from, PublishedInstrument& instrument) {
@@ -161,7 +167,7 @@ void ReadConfig(JsonReader& from, PublishConfig& config) {
   if (const JsonNode* node = from.Find("json-mirror"); node && from.Text("json-mirror", config.json_mirror)) {
     const bool good = !config.json_mirror.empty() && config.json_mirror.find_first_of("+#") == std::string::npos &&
                       !config.json_mirror.starts_with("spBv1.0") && !config.json_mirror.starts_with('$');
-    if (!good) from.Note(*node, "json-mirror", "is to be the begin of a topic, without '+' and '#', not spBv1.0");
+    if (!good) from.Note(*node, "json-mirror", Bilingual(TextId::kFleetMirrorTopic));
   }
   if (!from.Require("instruments")) return;
   from.Named("instruments", [&](const std::string& name, const JsonNode& node) {
@@ -178,9 +184,9 @@ class ConfigChecker {
   ConfigChecker(const PublishConfig& config, PlanProblems& problems) : config_(config), problems_(problems) {}
 
   void Check() {
-    if (config_.instruments.empty()) Refuse(0, "instruments", "names no instrument");
+    if (config_.instruments.empty()) Refuse(0, "instruments", Bilingual(TextId::kPlanNoInstruments));
     if (config_.instruments.size() > kMaxInstruments)
-      Refuse(0, "instruments", "are more than 200; a second publisher takes the others, with another node");
+      Refuse(0, "instruments", Bilingual(TextId::kFleetTooMany, {std::to_string(kMaxInstruments)}));
     std::vector<calibration::PlannedInstrument> planned;
     for (const PublishedInstrument& instrument : config_.instruments) {
       CheckOne(instrument);
@@ -188,23 +194,23 @@ class ConfigChecker {
     }
     calibration::CheckPorts(planned, problems_);
     if (config_.store.max_megabytes * 1e6 < static_cast<double>(MessageStore::kMinBytes * config_.instruments.size()))
-      Refuse(0, "store.max-megabytes", "is less than 0.066 for each instrument");
+      Refuse(0, "store.max-megabytes", Bilingual(TextId::kFleetStoreTooSmall));
     const auto password = ReadPassword(config_.broker, config_.folder);
     if (!password) Refuse(0, "broker.password-file", password.error());
-    const std::string problem = TlsFileProblem(config_.broker, config_.folder);
+    const BilingualText problem = TlsFileProblem(config_.broker, config_.folder);
     if (!problem.empty()) Refuse(0, "broker.tls", problem);
   }
 
  private:
-  void Refuse(int line, const std::string& path, const std::string& message) {
+  void Refuse(int line, const std::string& path, const BilingualText& message) {
     problems_.push_back({line, path, message, false});
   }
 
   void CheckOne(const PublishedInstrument& instrument) {
     const std::string path = "instruments." + instrument.planned.name;
-    if (instrument.groups.empty()) Refuse(instrument.planned.line, path, "has no group");
+    if (instrument.groups.empty()) Refuse(instrument.planned.line, path, Bilingual(TextId::kFleetNoGroup));
     if (!instrument.device.empty() && !devices_.insert(instrument.device).second) {
-      Refuse(instrument.planned.line, path + ".device", "'" + instrument.device + "' is there twice");
+      Refuse(instrument.planned.line, path + ".device", Bilingual(TextId::kFleetTwice, {instrument.device}));
     }
     const auto made = calibration::CheckInstrument(instrument.planned, config_.folder, problems_);
     if (!made) return;
@@ -219,7 +225,7 @@ class ConfigChecker {
       const std::string place = path + output.channel;
       const auto id = calibration::CheckChannel(made, output.channel, calibration::ChannelUse::kWrite, output.line,
                                                 place, problems_);
-      if (id && !taken.insert(*id).second) Refuse(output.line, place, "is there twice");
+      if (id && !taken.insert(*id).second) Refuse(output.line, place, Bilingual(TextId::kPlanTwice));
     }
   }
 
@@ -228,11 +234,11 @@ class ConfigChecker {
     for (std::size_t k = 0; k < instrument.groups.size(); ++k) {
       const PublishedGroup& group = instrument.groups[k];
       const std::string place = path + ".groups[" + std::to_string(k) + "].channels";
-      if (group.channels.empty()) Refuse(group.line, place, "names no channel");
+      if (group.channels.empty()) Refuse(group.line, place, Bilingual(TextId::kFleetNoChannel));
       for (const std::string& channel : group.channels) {
         const auto id =
             calibration::CheckChannel(made, channel, calibration::ChannelUse::kRead, group.line, place, problems_);
-        if (id && !taken.insert(*id).second) Refuse(group.line, place, "'" + channel + "' is there twice");
+        if (id && !taken.insert(*id).second) Refuse(group.line, place, Bilingual(TextId::kFleetTwice, {channel}));
       }
     }
   }
@@ -261,32 +267,34 @@ bool IsLoopback(std::string_view host) {
   return EqualIgnoringCase(host, "localhost") || IsLoopbackAddress(host) || host == "::1";
 }
 
-std::string TlsFileProblem(const BrokerSettings& broker, const std::string& folder) {
-  if (!broker.tls) return "";
+BilingualText TlsFileProblem(const BrokerSettings& broker, const std::string& folder) {
+  if (!broker.tls) return {};
   for (const std::string& file : {broker.tls->ca_file, broker.tls->certificate, broker.tls->key}) {
     if (file.empty()) continue;
     const std::string name = calibration::PathInPlan(folder, file);
     std::ifstream opened(platform::PathOf(name), std::ios::binary);
-    if (!opened || opened.peek() == std::ifstream::traits_type::eof()) return name + " cannot be read, or is empty";
+    if (!opened || opened.peek() == std::ifstream::traits_type::eof()) {
+      return Bilingual(TextId::kFleetFileEmpty, {name});
+    }
   }
-  return "";
+  return {};
 }
 
-tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder) {
+calibration::Result<std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder) {
   if (broker.password_file.empty()) return std::string();
   const std::string name = calibration::PathInPlan(folder, broker.password_file);
   const std::filesystem::path path = platform::PathOf(name);
   std::error_code failed;
   const auto status = std::filesystem::status(path, failed);
-  if (failed || !std::filesystem::is_regular_file(status)) return tl::unexpected(name + " is no file");
+  if (failed || !std::filesystem::is_regular_file(status)) return Refused(TextId::kReferenceNoFile, {name});
   using std::filesystem::perms;
   if ((status.permissions() & (perms::group_all | perms::others_all)) != perms::none) {
-    return tl::unexpected(name + " can be read by others; chmod 600 it");
+    return Refused(TextId::kFleetFileReadable, {name});
   }
   std::ifstream file(path, std::ios::binary);
-  if (!file) return tl::unexpected(name + " cannot be read by this user");
+  if (!file) return Refused(TextId::kFleetFileOfOther, {name});
   std::string password;
-  if (!std::getline(file, password) || password.empty()) return tl::unexpected(name + " holds no password");
+  if (!std::getline(file, password) || password.empty()) return Refused(TextId::kFleetNoPassword, {name});
   if (password.ends_with('\r')) password.pop_back();
   return password;
 }

@@ -88,9 +88,9 @@ LoadedConfig LoadConfig(std::string_view text, const std::string& folder);
 bool IsLoopback(std::string_view host);
 
 // The problem of a file in the TLS settings, as a sentence; empty if there is none.
-std::string TlsFileProblem(const BrokerSettings& broker, const std::string& folder);
+calibration::BilingualText TlsFileProblem(const BrokerSettings& broker, const std::string& folder);
 
 // The password for the broker; empty if no file is named. The error is a sentence, which never contains the password.
-tl::expected<std::string, std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder);
+calibration::Result<std::string> ReadPassword(const BrokerSettings& broker, const std::string& folder);
 
 }  // namespace ulix::fleet

@@ -14,6 +14,9 @@ namespace ulix::fleet {
 namespace {
 
 namespace fs = std::filesystem;
+using calibration::Bilingual;
+using calibration::BilingualText;
+using calibration::Refused;
 
 constexpr char kBdSeqFile[] = "bdseq";
 constexpr char kLockFile[] = "lock";
@@ -84,9 +87,8 @@ std::uint64_t NoteOtherStores(const PublishConfig& config, const fs::path& folde
     if (bytes > 0) names += (names.empty() ? "" : ", ") + device;
   }
   if (sum > 0) {
-    log(LogLevel::kWarning, std::to_string(sum) + " bytes of messages in " + folder.string() +
-                                " wait for devices that the configuration does not have: " + ShownText(names) +
-                                "; they take room until their folders are deleted");
+    log(LogLevel::kWarning,
+        Bilingual(TextId::kFleetOtherStores, {std::to_string(sum), folder.string(), ShownText(names)}));
   }
   return sum;
 }
@@ -122,27 +124,27 @@ std::string StoreFolderOf(const PublishConfig& config) {
   return (base / NodeNameOf(config)).string();
 }
 
-tl::expected<std::unique_ptr<Publisher>, std::string> Publisher::Make(const PublishConfig& config, Log log) {
+calibration::Result<std::unique_ptr<Publisher>> Publisher::Make(const PublishConfig& config, Log log) {
   const auto password = ReadPassword(config.broker, config.folder);
   if (!password) return tl::unexpected(password.error());
   const fs::path folder = platform::PathOf(StoreFolderOf(config));
   std::error_code failed;
   fs::create_directories(folder, failed);
-  if (failed) return tl::unexpected("the folder " + folder.string() + " cannot be made: " + failed.message());
+  if (failed) return Refused(TextId::kJournalNoFolder, {folder.string(), failed.message()});
   std::unique_ptr<Publisher> made(new Publisher);
   made->lock_ = LockFolder(folder);
-  if (!made->lock_) return tl::unexpected("the store " + folder.string() + " is in use by another publisher");
+  if (!made->lock_) return Refused(TextId::kFleetStoreInUse, {folder.string()});
 
   made->node_ = std::make_unique<Node>(NodeOptionsOf(config, folder, log));
   for (const PublishedInstrument& instrument : config.instruments) {
     made->devices_.push_back(std::make_unique<BenchDevice>(instrument, config.folder, *made->node_, log));
   }
   made->node_->HandleCommandsWith(
-      [publisher = made.get()](const std::string& device, const Metric& command) -> std::string {
+      [publisher = made.get()](const std::string& device, const Metric& command) -> BilingualText {
         for (const auto& known : publisher->devices_) {
           if (const auto answer = known->Command(device, command)) return *answer;
         }
-        return "there is no such device";
+        return Bilingual(TextId::kFleetNoSuchDevice);
       });
   BrokerSettings broker = config.broker;
   if (broker.client_id.empty()) broker.client_id = NodeNameOf(config);

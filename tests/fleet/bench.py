@@ -1,6 +1,7 @@
 """A broker, publishers and simulated instruments for the tests of the fleet."""
 
 import json
+import os
 import pathlib
 import queue
 import socket
@@ -17,6 +18,9 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from port_servers import free_port  # noqa: E402
 
 DEVICE = "kelvo10-123456"  # of the bench that FleetTest.config makes
+# Programs answer in the language of their user.
+ENGLISH = os.environ | {"LC_ALL": "C"}
+FRENCH = os.environ | {"LC_ALL": "fr_FR.UTF-8"}
 WAIT = 30  # seconds until a test gives up; a busy machine needs more than a moment
 
 
@@ -230,7 +234,8 @@ class FleetTest(unittest.TestCase):
     def start(self, *command, **options):
         log = open(self.folder / "log.txt", "ab")
         self.addCleanup(log.close)
-        process = subprocess.Popen([str(part) for part in command], stderr=options.pop("stderr", log), **options)
+        options = {"env": ENGLISH, "stderr": log} | options
+        process = subprocess.Popen([str(part) for part in command], **options)
         self.addCleanup(lambda: (process.kill(), process.communicate()))
         return process
 

@@ -62,7 +62,7 @@ class NodeTest : public ::testing::Test {
                 [this](const std::string& device) {
                   return std::move(*MessageStore::Open((folder_ / device).string(), 1 << 20));
                 },
-            .log = [this](LogLevel, const std::string& text) { log_.push_back(text); }};
+            .log = [this](LogLevel, const calibration::BilingualText& text) { log_.push_back(text.en); }};
   }
   void GoOnline() {
     node_.BeginSession();

@@ -347,9 +347,13 @@ class Example(bench.FleetTest):
 
 
 class Check(bench.FleetTest):
-    def check(self, config):
-        done = subprocess.run([self.publish, "check", config], capture_output=True, text=True, timeout=bench.WAIT)
-        return done.returncode, done.stdout, done.stderr.replace(str(config), "FILE")
+    def publish_says(self, *arguments, env=bench.ENGLISH):
+        done = subprocess.run([self.publish, *arguments], capture_output=True, text=True, timeout=bench.WAIT, env=env)
+        return done.returncode, done.stdout, done.stderr
+
+    def check(self, config, **options):
+        status, out, err = self.publish_says("check", config, **options)
+        return status, out, err.replace(str(config), "FILE")
 
     def test_good_file_is_summed_up(self):
         status, out, err = self.check(self.config(None))
@@ -411,6 +415,21 @@ class Check(bench.FleetTest):
 
     def test_missing_file_is_told(self):
         self.assertEqual(self.check(self.folder / "none.json")[0], 1)
+
+    def test_french_user_is_answered_in_french(self):
+        status, out, err = self.check(self.config(None), env=bench.FRENCH)
+        self.assertEqual((status, err), (0, ""))
+        self.assertIn("calibrator : kelvo10 sur sim, 1 voie, OUT peut \u00eatre \u00e9crite\n", out)
+        for change, wanted in (({"group": "a/b"}, "2: group: doit \u00eatre un texte sans '+', '#' ni '/'"),
+                               ({"instruments": {"x": SIM | {"groups": []}}}, "n'a pas de groupe"),
+                               ({"broker": {"host": "lab", "tls": False}}, "avertissement")):
+            with self.subTest(change):
+                self.assertIn(wanted, self.check(self.config(None, **change), env=bench.FRENCH)[2])
+        broken = self.folder / "broken.json"
+        broken.write_text('{"group": "lab",}')
+        self.assertIn("erreur de syntaxe : on n'attend pas '}' ici ; on attend un texte entre guillemets",
+                      self.check(broken, env=bench.FRENCH)[2])
+        self.assertIn("syntax error: '}' is not expected here; expected: a text in quotes", self.check(broken)[2])
 
 
 if __name__ == "__main__":

@@ -18,6 +18,8 @@
 #include "fleet/publisher.h"
 #include "platform/files.h"
 #include "platform/service_manager.h"
+#include "platform/user_locale.h"
+#include "resources/texts.h"
 #include "tools/ulix/interrupt.h"
 
 namespace ulix::fleet {
@@ -26,8 +28,12 @@ namespace {
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
+std::string Shown(TextId id, std::initializer_list<std::string> values = {}) {
+  return Utf8Of(id, platform::UserLanguage(), values);
+}
+
 // Writes the level before each line, as the journal of a service expects.
-void LogToStandardError(LogLevel level, const std::string& text) {
+void LogToStandardError(LogLevel level, const calibration::BilingualText& text) {
   static std::mutex mutex;
   static const bool in_journal = std::getenv("JOURNAL_STREAM") != nullptr;
   const std::lock_guard lock(mutex);
@@ -35,35 +41,40 @@ void LogToStandardError(LogLevel level, const std::string& text) {
     std::cerr << '<' << static_cast<int>(level) << '>';
   else
     std::cerr << "ulix-publish: ";
-  std::cerr << text << std::endl;
+  std::cerr << text.In(platform::UserLanguage()) << std::endl;
 }
 
 // Loads the configuration. If it cannot be read, prints a message and returns none.
 std::optional<LoadedConfig> Load(const std::string& path) {
   std::ifstream file(platform::PathOf(path), std::ios::binary);
   if (!file || platform::IsNoFile(platform::PathOf(path))) {
-    std::cerr << "ulix-publish: " << path << " cannot be read\n";
+    std::cerr << "ulix-publish: " << Shown(TextId::kReferenceUnreadable, {path}) << '\n';
     return std::nullopt;
   }
   const std::string text(std::istreambuf_iterator<char>(file), {});
   auto loaded = LoadConfig(text, platform::PathOf(path).parent_path().string());
   for (const auto& problem : loaded.problems) {
-    std::cerr << path << ":" << (problem.line > 0 ? "" : " ") << (problem.warning ? "warning: " : "")
-              << calibration::Described(problem) << '\n';
+    std::cerr << path << ":" << (problem.line > 0 ? "" : " ")
+              << (problem.warning ? Shown(TextId::kRunWarning) : std::string())
+              << calibration::Described(problem, platform::UserLanguage()) << '\n';
   }
   return loaded;
 }
 
 void PrintSummary(const PublishConfig& config) {
-  std::cout << config.group << "/" << config.node << " to " << config.broker.host << ":" << config.broker.port
-            << (config.broker.tls ? " with TLS" : "") << ", store " << StoreFolderOf(config) << '\n';
+  const std::string broker = config.broker.host + ":" + std::to_string(config.broker.port) +
+                             (config.broker.tls ? Shown(TextId::kPublishWithTls) : std::string());
+  std::cout << Shown(TextId::kPublishSummary, {config.group, config.node, broker, StoreFolderOf(config)}) << '\n';
   for (const PublishedInstrument& instrument : config.instruments) {
     std::size_t channels = 0;
     for (const PublishedGroup& group : instrument.groups) channels += group.channels.size();
-    std::cout << instrument.planned.name << ": " << instrument.planned.model << " on "
-              << (instrument.planned.port.empty() ? instrument.planned.host : instrument.planned.port) << ", "
-              << channels << " channels";
-    for (const WritableOutput& output : instrument.writable) std::cout << ", " << output.channel << " may be written";
+    const calibration::PlannedInstrument& planned = instrument.planned;
+    std::cout << Shown(
+        TextId::kPublishInstrument,
+        {planned.name, planned.model, planned.port.empty() ? planned.host : planned.port, std::to_string(channels)});
+    for (const WritableOutput& output : instrument.writable) {
+      std::cout << Shown(TextId::kPublishWritable, {output.channel});
+    }
     std::cout << '\n';
   }
 }
@@ -105,14 +116,15 @@ int Run(const std::string& path) {
 }
 
 int Main(int argc, char** argv) {
-  CLI::App app("Publishes the instruments of a bench to an MQTT broker, as Sparkplug B payloads.", "ulix-publish");
+  CLI::App app(Shown(TextId::kPublishProgram), "ulix-publish");
   std::string file;
-  app.set_version_flag("-V,--version", "ulix-publish " + VersionText());
+  app.set_help_flag("-h,--help", Shown(TextId::kHelpHelp));
+  app.set_version_flag("-V,--version", "ulix-publish " + VersionText(), Shown(TextId::kHelpVersion));
   app.require_subcommand(1);
-  CLI::App* run = app.add_subcommand("run", "Publish until Ctrl-C or the end of the service");
-  CLI::App* check = app.add_subcommand("check", "Say what is wrong with a configuration file, with its lines");
-  for (CLI::App* verb : {run, check}) verb->add_option("FILE", file, "The configuration file")->required();
-  app.footer("Exit status: 0 done; 1 a file or the store cannot be used; 2 wrong usage or configuration.");
+  CLI::App* run = app.add_subcommand("run", Shown(TextId::kPublishRun));
+  CLI::App* check = app.add_subcommand("check", Shown(TextId::kPublishCheck));
+  for (CLI::App* verb : {run, check}) verb->add_option("FILE", file, Shown(TextId::kPublishFile))->required();
+  app.footer(Shown(TextId::kPublishNotes));
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -65,7 +65,7 @@ std::string TextOf(const FleetReport& report, Language language) {
 
 FleetAddress AddressOf(const FleetWatchOptions& options) {
   auto address = fleet::ParseFleetAddress(options.url);
-  if (!address) throw UsageError(options.url, address.error());
+  if (!address) throw UsageError(options.url, address.error().In(options.language));
   fleet::BrokerSettings& broker = address->broker;
   const bool names_files = !options.ca_file.empty() || !options.certificate.empty();
   if (options.no_tls && names_files) throw UsageError("--no-tls", Shown(TextId::kNoTlsNoCertificates));
@@ -82,9 +82,9 @@ FleetAddress AddressOf(const FleetWatchOptions& options) {
   return *address;
 }
 
-std::string PasswordOf(const FleetAddress& address) {
+std::string PasswordOf(const FleetAddress& address, Language language) {
   const auto password = fleet::ReadPassword(address.broker, "");
-  if (!password) throw UsageError("--password-file", password.error());
+  if (!password) throw UsageError("--password-file", password.error().In(language));
   return *password;
 }
 
@@ -95,7 +95,7 @@ class FleetWatch {
         address_(AddressOf(options)),
         as_table_(OnTerminal() && !options.json),
         view_(address_.group, !as_table_),
-        subscriber_(address_, PasswordOf(address_), view_) {}
+        subscriber_(address_, PasswordOf(address_, options.language), view_) {}
 
   int Run() {
     subscriber_.Start();
@@ -120,7 +120,7 @@ class FleetWatch {
   void AwaitBroker() {
     if (as_table_) block_.Show({Shown(TextId::kFleetConnecting, options_.language, {address_.broker.host})});
     while (!subscriber_.online() && !interrupted_) {
-      const std::string trouble = subscriber_.trouble();
+      const std::string trouble = subscriber_.trouble().In(options_.language);
       if (!trouble.empty()) {
         subscriber_.Stop();
         throw OperationFailed(serialCommErrUnableToOpenComm, trouble);
@@ -152,7 +152,7 @@ class FleetWatch {
   }
 
   void Redraw() {
-    const std::string trouble = subscriber_.online() ? "" : subscriber_.trouble();
+    const std::string trouble = subscriber_.online() ? "" : subscriber_.trouble().In(options_.language);
     if (!as_table_ && trouble != told_trouble_ && !trouble.empty()) {
       Complain(Shown(TextId::kFleetReconnecting, options_.language, {trouble}));
     }
