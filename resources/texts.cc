@@ -308,7 +308,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kNotOnNetwork, {"% is not on a network", "% n'est pas sur un réseau"}},
     {TextId::kNoOptionOf, {"is no option of %", "n'est pas une option de %"}},
     {TextId::kWithoutValue, {"is given without its value", "est donné sans sa valeur"}},
-    {TextId::kSeeHelp, {"; see 'ulix % --help'", " ; voir 'ulix % --help'"}},
+    {TextId::kSeeHelp, {"; see '% --help'", " ; voir '% --help'"}},
     {TextId::kCannotBeAsked,
      {"% cannot be asked how it is set: nothing was read",
       "% ne peut pas dire comment il est réglé : rien n'a été lu"}},

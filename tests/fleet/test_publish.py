@@ -431,6 +431,20 @@ class Check(bench.FleetTest):
                       self.check(broken, env=bench.FRENCH)[2])
         self.assertIn("syntax error: '}' is not expected here; expected: a text in quotes", self.check(broken)[2])
 
+    def test_wrong_usage_is_told_in_the_users_language(self):
+        for arguments, english, french in (
+                ([], "VERB: is missing; takes run, check", "VERB: manque ; attend run, check"),
+                (["chek"], "VERB: 'chek' is no verb; takes run, check; did you mean 'check'?",
+                 "VERB: 'chek' n'est pas un verbe ; attend run, check ; vouliez-vous dire 'check' ?"),
+                (["check"], "FILE: is missing; takes the configuration file",
+                 "FILE: manque ; attend le fichier de configuration"),
+                (["run", "a", "b"], "b: is one word too many", "b: est un mot de trop"),
+                (["run", "a", "--fil"], "--fil: is no option of run", "--fil: n'est pas une option de run")):
+            for env, wanted in ((bench.ENGLISH, english), (bench.FRENCH, french)):
+                with self.subTest(wanted):
+                    self.assertEqual(self.publish_says(*arguments, env=env), (2, "", f"ulix-publish: {wanted}\n"))
+        self.assertIn("Publie jusqu'\u00e0 Ctrl-C", self.publish_says("--help", env=bench.FRENCH)[1])
+
 
 if __name__ == "__main__":
     bench.run(sys.argv[1:3])

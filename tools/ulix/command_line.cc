@@ -3,9 +3,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <array>
-#include <cctype>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -13,13 +10,12 @@
 #include <vector>
 
 #include "platform/terminal.h"
-#include "tools/ulix/arguments.h"
 #include "tools/ulix/connection.h"
 #include "tools/ulix/failures.h"
 #include "tools/ulix/help_format.h"
 #include "tools/ulix/output.h"
-#include "tools/ulix/suggestion.h"
 #include "tools/ulix/texts.h"
+#include "tools/ulix/usage.h"
 #include "tools/ulix/verbs.h"
 
 namespace ulix::cli {
@@ -27,56 +23,6 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-
-std::vector<std::string> VerbNames() {
-  std::vector<std::string> names;
-  for (const Verb& verb : Verbs()) names.emplace_back(verb.name);
-  return names;
-}
-
-std::string WhichVerb(const std::string& typed) {
-  const auto names = VerbNames();
-  std::string list;
-  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
-  if (typed.empty()) return Shown(TextId::kIsMissing, {list});
-  return Shown(TextId::kNotAVerb, {typed, list}) + DidYouMean(typed, names);
-}
-
-// The first typed argument that is not a verb, an option or a value.
-std::string FirstUnknown(const CLI::App& app) {
-  const auto unknown = app.remaining(true);
-  return unknown.empty() ? std::string() : unknown.front();
-}
-
-// The message about an option that the verb does not have; empty for any other extra argument.
-std::string WhichOption(const CLI::App& verb, const std::string& typed) {
-  if (!typed.starts_with('-')) return {};
-  std::vector<std::string> names;
-  for (const CLI::Option* option : verb.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-  }
-  return Shown(TextId::kNoOptionOf, {verb.get_name()}) + DidYouMean(typed.substr(0, typed.find('=')), names);
-}
-
-void CheckNothingIsMissing(const CLI::App& verb) {
-  const auto missing = [](const CLI::Option* option) { return option->get_required() && option->empty(); };
-  for (const CLI::Option* option : verb.get_options(missing))
-    throw UsageError(option->get_name(), MissingText(*option));
-}
-
-// The parser reads '-' and a digit as a number and any other '-' as an option, so -.5 and -,5 become -0.5 and -0,5. The
-// parser needs the arguments in reverse order.
-std::vector<std::string> ArgumentsOf(int argc, char** argv) {
-  std::vector<std::string> arguments;
-  for (int k = argc - 1; k > 0; --k) {
-    arguments.emplace_back(argv[k]);
-    std::string& argument = arguments.back();
-    const bool fraction = argument.size() > 2 && argument[0] == '-' && (argument[1] == '.' || argument[1] == ',') &&
-                          std::isdigit(static_cast<unsigned char>(argument[2]));
-    if (fraction) argument.insert(1, "0");
-  }
-  return arguments;
-}
 
 // Sets the language before the other arguments are parsed, because it decides how numbers are read.
 void ShowLanguageOf(const std::vector<std::string>& arguments) {
@@ -108,57 +54,11 @@ int RunVerb(int argc, char** argv) {
   }
   app.footer(Shown(TextId::kHelpNotes));  // After the verbs, which would inherit it.
   try {
-    app.parse(arguments);
+    ParseArguments(app, std::move(arguments));
   } catch (const CLI::Success& asked) {
     return app.exit(asked);
-  } catch (const CLI::ExtrasError&) {
-    const std::string typed = FirstUnknown(app);
-    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(typed));
-    const std::string what = WhichOption(*app.get_subcommands().front(), typed);
-    throw UsageError(typed, what.empty() ? Shown(TextId::kOneWordTooMany) : what);
-  } catch (const CLI::ArgumentMismatch& mismatch) {
-    const std::string what = mismatch.what();
-    if (!what.ends_with(" missing")) throw;
-    throw UsageError(what.substr(0, what.find(':')), Shown(TextId::kWithoutValue));
-  } catch (const CLI::RequiredError&) {
-    if (app.get_subcommands().empty()) throw UsageError("VERB", WhichVerb(FirstUnknown(app)));
-    CheckNothingIsMissing(*app.get_subcommands().front());
-    throw;
   }
   return actions.at(app.get_subcommands().front())();
-}
-
-// The first argument if it is a verb, else empty.
-std::string TypedVerb(int argc, char** argv) {
-  const std::string typed = argc > 1 ? argv[1] : "";
-  const auto names = VerbNames();
-  return std::find(names.begin(), names.end(), typed) == names.end() ? "VERB" : typed;
-}
-
-// A part of the parser's English messages, between the option and the rest.
-struct ParserMessage {
-  std::string_view infix;
-  TextId text;
-};
-constexpr std::array kParserMessages = {
-    ParserMessage{" excludes ", TextId::kNotTogether},
-    ParserMessage{" requires ", TextId::kNotWithout},
-    ParserMessage{": At Most ", TextId::kGivenTooOften},
-};
-
-// The parser's message in the language of the program. Messages of validators are already in that language.
-std::string Explained(const CLI::ParseError& error) {
-  const std::string what = error.what();
-  if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr) return what;
-  for (const auto& [infix, text] : kParserMessages) {
-    const std::size_t at = what.find(infix);
-    if (at != std::string::npos) return what.substr(0, at) + ": " + Shown(text, {what.substr(at + infix.size())});
-  }
-  constexpr std::string_view kConversion = "Could not convert: ";
-  const std::size_t equals = what.find(" = ");
-  if (!what.starts_with(kConversion) || equals == std::string::npos) return what;
-  return what.substr(kConversion.size(), equals - kConversion.size()) + ": " +
-         Shown(TextId::kNotUnderstood, {what.substr(equals + 3)});
 }
 
 int Complain(int status, const std::string& what) {
@@ -175,8 +75,6 @@ int RunCommandLine(int argc, char** argv) {
     const int status = RunVerb(argc, argv);
     std::cout.flush();
     return std::cout ? status : Complain(kFailed, CannotPrint().what());
-  } catch (const CLI::ParseError& error) {
-    return Complain(kWrongUsage, Explained(error) + Shown(TextId::kSeeHelp, {TypedVerb(argc, argv)}));
   } catch (const UsageError& error) {
     return Complain(kWrongUsage, error.what());
   } catch (const OperationFailed& error) {

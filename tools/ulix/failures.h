@@ -13,7 +13,8 @@ namespace ulix::cli {
 // Exit status 2. `what` names the argument and what it accepts.
 class UsageError : public std::runtime_error {
  public:
-  UsageError(const std::string& argument, const std::string& message) : std::runtime_error(argument + ": " + message) {}
+  UsageError(const std::string& argument, const std::string& message) : UsageError(argument + ": " + message) {}
+  explicit UsageError(const std::string& what) : std::runtime_error(what) {}
 };
 
 // The codes of files: the storage errors of the operating system, from the same range of codes.

@@ -18,19 +18,18 @@
 #include "fleet/publisher.h"
 #include "platform/files.h"
 #include "platform/service_manager.h"
-#include "platform/user_locale.h"
-#include "resources/texts.h"
+#include "tools/ulix/help_format.h"
 #include "tools/ulix/interrupt.h"
+#include "tools/ulix/texts.h"
+#include "tools/ulix/usage.h"
 
 namespace ulix::fleet {
 namespace {
 
+using cli::Shown;
+
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-
-std::string Shown(TextId id, std::initializer_list<std::string> values = {}) {
-  return Utf8Of(id, platform::UserLanguage(), values);
-}
 
 // Writes the level before each line, as the journal of a service expects.
 void LogToStandardError(LogLevel level, const calibration::BilingualText& text) {
@@ -41,7 +40,7 @@ void LogToStandardError(LogLevel level, const calibration::BilingualText& text) 
     std::cerr << '<' << static_cast<int>(level) << '>';
   else
     std::cerr << "ulix-publish: ";
-  std::cerr << text.In(platform::UserLanguage()) << std::endl;
+  std::cerr << text.In(cli::ShownLanguage()) << std::endl;
 }
 
 // Loads the configuration. If it cannot be read, prints a message and returns none.
@@ -56,7 +55,7 @@ std::optional<LoadedConfig> Load(const std::string& path) {
   for (const auto& problem : loaded.problems) {
     std::cerr << path << ":" << (problem.line > 0 ? "" : " ")
               << (problem.warning ? Shown(TextId::kRunWarning) : std::string())
-              << calibration::Described(problem, platform::UserLanguage()) << '\n';
+              << calibration::Described(problem, cli::ShownLanguage()) << '\n';
   }
   return loaded;
 }
@@ -120,15 +119,20 @@ int Main(int argc, char** argv) {
   std::string file;
   app.set_help_flag("-h,--help", Shown(TextId::kHelpHelp));
   app.set_version_flag("-V,--version", "ulix-publish " + VersionText(), Shown(TextId::kHelpVersion));
+  app.formatter(std::make_shared<cli::HelpFormat>());
   app.require_subcommand(1);
   CLI::App* run = app.add_subcommand("run", Shown(TextId::kPublishRun));
   CLI::App* check = app.add_subcommand("check", Shown(TextId::kPublishCheck));
-  for (CLI::App* verb : {run, check}) verb->add_option("FILE", file, Shown(TextId::kPublishFile))->required();
+  for (CLI::App* verb : {run, check})
+    verb->add_option("FILE", file, Shown(TextId::kPublishFile))->type_name("")->required();
   app.footer(Shown(TextId::kPublishNotes));
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+    cli::ParseArguments(app, cli::ArgumentsOf(argc, argv));
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
+  } catch (const cli::UsageError& error) {
+    std::cerr << "ulix-publish: " << error.what() << '\n';
+    return kWrongUsage;
   }
   return check->parsed() ? Check(file) : Run(file);
 }
