@@ -22,7 +22,7 @@ ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "
 # The texts of these rooms are all in the catalogue; pairs of literals there are something else.
 USING_ROOMS = ("calibration", "fleet", "simulators")
 # In these rooms every sentence in a literal is shown to a user. The exceptions are listed below, each with its reason.
-SHOWN_ROOMS = ("core", "drivers", "forms", "controls", "tools/live_page", "tools/ulix/")
+SHOWN_ROOMS = ("core", "drivers", "forms", "controls", "calibration", "fleet", "tools/live_page", "tools/ulix")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
@@ -37,10 +37,13 @@ NO_SENTENCES = {
     "markup": re.compile(r"^(.*[<>]|\.(TP|BR)\b)", re.S),
     "shell": re.compile(r"^(# Completion of ulix|#compdef ulix|esac\n)"),
     "typed": re.compile(r"^(comma, semicolon, tab|read clear|list read|watch (stable|mqtt:.*))$"),  # words of the command line
-    "parser": re.compile(r"^Could not convert:$"),  # looked for in messages of a library
+    "parser": re.compile(r"^((string|number|true|false) literal|object key|end of input|invalid (string|number|literal)|"
+                         r"Could not convert:)$"),  # said by a library, looked for in its messages
     # In files and messages that programs read.
-    "kept": re.compile(r"^(reference read|other settings|not asked|no number in the reply|"
-                       r"a warning in place of a value; this is the one before)$"),
+    "kept": re.compile(r"^(reference read|other settings|not asked|no number in the reply|the run is gone on with|"
+                       r"a warning in place of a value; this is the one before|the program was started again|"
+                       r"stability was lost|/?[Ss]et point|/Error code|Properties/.*)$"),
+    "metrics": re.compile(r"^(Whether th|Messages that |Value of the channel |Quality of the value|When the channel )"),
 }
 
 

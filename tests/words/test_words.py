@@ -11,7 +11,7 @@ sys.path.insert(0, str(ROOT / "scripts"))
 import check_words  # noqa: E402
 
 TEXTS, KELVO10, FORMS = "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h", "forms/instrument_forms.cc"
-SCAN = "tools/ulix/scan_verb.cc"
+SCAN, PLANS = "tools/ulix/scan_verb.cc", "calibration/plan_loader.cc"
 # Each fault: file, text, replacement, expected complaint.
 FAULTS = [
     (TEXTS, '"Voie %"', '"Voie"', "places for values differ"),
@@ -27,6 +27,7 @@ FAULTS = [
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
     (SCAN, "Shown(TextId::kHelpScanNotes)", '"It ends with Ctrl-C."', "shown in one language only"),
+    (PLANS, "Bilingual(TextId::kPlanMinAboveMax)", '"min is above max"', "shown in one language only"),
     (FORMS, "{entered.At(kPortField).label, PortName(kMaxPort)}", "{PortName(kMaxPort)}",
      "TextId::kPortRange is said with 1 values"),
 ]
@@ -43,8 +44,9 @@ class Words(unittest.TestCase):
             root = pathlib.Path(folder)
             for room in ("forms", "resources", "drivers", "links"):
                 shutil.copytree(ROOT / room, root / room)
-            (root / SCAN).parent.mkdir(parents=True)
-            shutil.copy(ROOT / SCAN, root / SCAN)
+            for name in (SCAN, PLANS):
+                (root / name).parent.mkdir(parents=True)
+                shutil.copy(ROOT / name, root / name)
             before, _ = check_words.check(root)
             for name, right, wrong, what in FAULTS:
                 with self.subTest(wrong):
