@@ -20,8 +20,8 @@ bool IsHydra(std::string_view identification);
 bool IsPrompt(std::string_view line);
 // Whether a line is what may remain of a ready prompt after a purge: "=>", ">" or nothing.
 bool IsEndOfReady(std::string_view line);
-// Whether a prompt reports a failure. IsRefusal compares the whole prompt of a command; IsImpossible looks only at the
-// start of the prompt after a result.
+// Whether a prompt reports a failure: not understood or not possible. IsImpossible is for the second one only. Both
+// look only at the start of the prompt.
 bool IsRefusal(std::string_view prompt);
 bool IsImpossible(std::string_view prompt);
 
