@@ -168,15 +168,15 @@ inline ComPtr<IUlixSetup> SetupOf(IUlixInstr* control) {
   return setup;
 }
 
-// The number of the port that the variable names, on which the runner put an instrument; 0 without one.
+// The number of the port in the environment variable, where the test runner has put an instrument; 0 without one.
 inline long PortOfTest(const char* variable) {
   const char* port = std::getenv(variable);
   return port ? std::atol(port) : 0;
 }
 
-// The control's setup object, with the control put on the port that the variable names. A pseudo terminal hands over
-// what was written some milliseconds later on a busy machine, and discards the rest when it is opened again. At the
-// default speed a control that closes it waits longer than that.
+// The setup object of the control, with the control on the port in the environment variable. On a busy machine a pseudo
+// terminal passes written bytes on some milliseconds later, and it discards the rest when it is opened again. A control
+// that closes it at this speed waits longer than that.
 inline ComPtr<IUlixSetup> OnPortOfTest(IUlixInstr* control, const char* variable, long baud_rate = 2400) {
   auto setup = SetupOf(control);
   EXPECT_GT(PortOfTest(variable), 0) << variable;

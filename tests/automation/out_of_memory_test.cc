@@ -68,14 +68,14 @@ class SystemMemory final : public IMallocSpy {
   STDMETHODIMP_(void) PostHeapMinimize() override {}
 
  private:
-  // Wine knows no watched block before the first one was made, and takes the release of any for that of a watched one.
+  // Before the first watched block is made, Wine mistakes the release of any block for that of a watched one.
   SystemMemory() {
     MakeEveryTextAnAllocation();
     EXPECT_EQ(CoRegisterMallocSpy(this), S_OK);
     CoTaskMemFree(CoTaskMemAlloc(1));
   }
 
-  // Exported by the system; no header declares it, and not every import library has it.
+  // The system exports this function, but no header declares it and not every import library has it.
   static void MakeEveryTextAnAllocation() {
     const auto set = GetProcAddress(GetModuleHandleW(L"oleaut32.dll"), "SetOaNoCache");
     ASSERT_NE(set, nullptr);
@@ -85,10 +85,10 @@ class SystemMemory final : public IMallocSpy {
   Countdown countdown_;
 };
 
-// The library's own allocator: those of the entries of its import table that allocate lead here.
+// Replaces the library's own allocator: the entries for it in the library's import table point here.
 class LibraryMemory {
  public:
-  // The library may have been loaded anew since the last call.
+  // The library may have been loaded again since the last call.
   static Countdown& Watched() {
     Divert("malloc", reinterpret_cast<void*>(Allocate));
     Divert("calloc", reinterpret_cast<void*>(AllocateZeros));
@@ -135,7 +135,7 @@ class LibraryMemory {
   static inline Countdown countdown_;
 };
 
-// While it lives, the allocation of that number fails.
+// During its lifetime the allocation with this number fails.
 class FailingAllocation {
  public:
   FailingAllocation(Countdown& memory, long number) : memory_(memory) { memory_.Start(number); }
@@ -147,7 +147,7 @@ class FailingAllocation {
   Countdown& memory_;
 };
 
-// Where members put their answers.
+// The variables that receive the members' results.
 struct Places {
   Places() = default;
   Places(const Places&) = delete;
@@ -164,7 +164,7 @@ struct Places {
 struct Call {
   const char* name;
   HRESULT (*make)(IUlixInstr* control, Places& places);
-  bool changes = false;  // what it changes before it fails is its own affair
+  bool changes = false;  // whether the call may change the configuration before it fails
 };
 
 const Variant& Ids(long id) {
@@ -208,7 +208,7 @@ HRESULT SetBoth(IUlixInstr* c, Places&) {
 using Instr = IUlixInstr*;
 using Out = Places&;
 
-// Every member but those that show a dialog, in the order of the interface.
+// Every member except those that show a dialog, in the order of the interface.
 const Call kCalls[] = {
     {"Version", [](Instr c, Out p) { return c->get_Version(&p.text); }},
     {"GetBinVersion", [](Instr c, Out p) { return c->GetBinVersion(&p.number, &p.other, &p.word); }},
@@ -334,8 +334,8 @@ TEST_P(OutOfMemory, FailedAllocationInAMember_IsACodeAndLosesNothing) {
   EXPECT_GT(failures, 15) << "allocations that were seen to fail";
 }
 
-// One array of four cannot be made, or the reading has no memory: neither event comes or both, the threads live on, and
-// a later tick reports.
+// There is no memory for one of the four arrays, or for the reading. Either both events come or none, the threads go
+// on, and a later tick reports.
 TEST_P(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
   ASSERT_EQ(setup->SetGroup(1, 200, 0, 1e6F, 1000), S_OK);
   bool ran_out = true;
@@ -361,7 +361,7 @@ TEST_P(OutOfMemory, FailedAllocationInAScan_FiresBothEventsOrNone) {
   EXPECT_GT(n, 4) << "an allocation at least for each array";
 }
 
-// A person who changes the first choice of every dialog that comes and accepts it, and cancels one that stays.
+// A user who changes the first choice of every dialog and accepts it, and cancels a dialog that stays open.
 class HastyPerson {
  public:
   HastyPerson() : thread_([this] { Watch(); }) {}
@@ -399,7 +399,8 @@ const Call kDialogs[] = {
     {"ShowProperties", [](Instr c, Out) { return c->ShowProperties(); }},
 };
 
-// A dialog makes too many allocations to let each of them fail: the first ones do, then fewer and fewer.
+// A dialog makes too many allocations to let each of them fail. The first ones fail one by one, later ones with growing
+// distances.
 TEST_P(OutOfMemory, FailedAllocationInADialog_EndsItAndChangesNothing) {
   for (const Call& call : kDialogs) {
     SCOPED_TRACE(call.name);

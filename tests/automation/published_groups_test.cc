@@ -1,4 +1,4 @@
-// Acquisition as published: which scans are reported, in what order and with what; what stops, and how soon.
+// Acquisition as published: which scans are reported, in which order and with which values, and how soon groups stop.
 #include "tests/automation/published_host.h"
 
 namespace published {
@@ -10,7 +10,7 @@ using std::chrono::steady_clock;
 
 constexpr long kGroup = 1;
 constexpr ULONG kFastest = 100, kForever = 1'000'000;
-// What a busy machine may take beside the time that is published.
+// The additional time that a busy machine may take.
 constexpr auto kSlack = milliseconds(1500);
 
 // A connected control with one group that reads the input, and a sink of its events.
@@ -27,11 +27,12 @@ class Acquisition : public testing::Test {
   void TearDown() override {
     if (!control) return;
     control->StopAllGroups();
-    control->SetChanVal(kOutput, Variant(0.0));  // it answers again
+    control->SetChanVal(kOutput, Variant(0.0));  // the instrument answers again
     control->Disconnect();
   }
   void SetOutput(double value) { ASSERT_EQ(control->SetChanVal(kOutput, Variant(value)), S_OK); }
-  // Once a scan has read the value and a later scan has begun to read, so that all events of the first were given.
+  // Waits until a scan has read the value and a later scan has begun, so that all events of the first scan have been
+  // fired.
   void AwaitScansOf(double value) {
     ASSERT_TRUE(Until([&] { return InputOf(control.Get()).value == static_cast<float>(value); })) << value;
     const DATE seen = InputOf(control.Get()).time;
@@ -42,7 +43,7 @@ class Acquisition : public testing::Test {
     for (const Event& event : log.events()) count += event.name == L"DataChange" ? 1 : 0;
     return count;
   }
-  // Runs the group and expects of each value set in turn whether its change is reported.
+  // Runs the group, sets each value in turn, and checks whether its change is reported.
   void ExpectReported(std::initializer_list<std::pair<double, bool>> steps) {
     ASSERT_EQ(control->RunGroup(kGroup), S_OK);
     AwaitScansOf(10);
@@ -137,7 +138,7 @@ TEST_F(Acquisition, EventsCarryFourArraysOnAThreadOfTheirOwn) {
 }
 
 TEST_F(Acquisition, SinksAreCalledInTheOrderInWhichTheyConnected) {
-  Start({});  // an immediate read waits for its report for a period
+  Start({});  // an immediate read waits one period for its report
   Sink second(log, L"second ");
   Advice other(control.Get(), second);
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
@@ -256,7 +257,7 @@ TEST_F(Acquisition, HungInstrumentDelaysAStopByTwoSecondsAtMost) {
   Start({kFastest, 0, 0, 0});
   SetOutput(kHangs);
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
-  Sleep(3 * kFastest);  // into the exchange that hangs
+  Sleep(3 * kFastest);  // until the exchange hangs
   EXPECT_LE(Took([&] { return control->StopGroup(kGroup); }), milliseconds(2000) + kSlack);
   long running = 1;
   EXPECT_EQ(control->IsGroupRunning(kGroup, &running), S_OK);

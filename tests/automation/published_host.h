@@ -1,6 +1,6 @@
-// A host that knows the published interface alone: it creates controls, configures them through the published stream,
-// sinks their events. The Kelvo10 on its port has its output wired to its input, so that it measures what it was set
-// to.
+// A host that knows only the published interface: it creates controls, configures them through the published stream,
+// and receives their events. The Kelvo10 on its port has its output wired to its input, so it measures the value that
+// was set.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ inline constexpr auto kDeadline = std::chrono::seconds(30);
 inline constexpr long kInput = 0, kOutput = 1, kNoSuchPort = 200;
 inline constexpr HRESULT kNotKelvo10 = HRESULT(0x80043B00), kUnableToOpen = HRESULT(0x80044400),
                          kUnableToRead = HRESULT(0x80044403);
-// What the wired instrument does when it is set to one of these.
+// When the wired instrument is set to one of these values, it answers late, or hangs.
 inline constexpr double kAnswersLate = 800, kHangs = 900;
 
 inline long PortFrom(const char* variable) {
@@ -114,7 +114,7 @@ inline void PutPort(Bytes& bytes, long port, ULONG baud_rate) {
   std::memcpy(&bytes.at(layout::kBaudValue), &baud_rate, sizeof baud_rate);
 }
 
-// Where a group's settings stand; their place in its block is the server's own choice.
+// Finds the settings of a group. Their place in the block is not published.
 inline std::size_t FindGroup(const Bytes& bytes, const GroupSettings& group) {
   const Bytes block = BlockOf(group);
   const auto found = std::search(bytes.begin() + layout::kGroups, bytes.end(), block.begin(), block.end());
@@ -137,9 +137,9 @@ inline ComPtr<Instr> Configured(long port, const GroupSettings& settings, ULONG 
   return control;
 }
 
-// The same on the port that the variable names. A pseudo terminal hands over what was written some milliseconds later
-// on a busy machine, and discards the rest when it is opened again: at this speed a control that closes it waits
-// longer.
+// The same on the port in the environment variable. On a busy machine a pseudo terminal passes written bytes on some
+// milliseconds later, and it discards the rest when it is opened again. A control that closes it at this speed waits
+// longer than that.
 inline ComPtr<Instr> ConfiguredOn(const char* variable, const GroupSettings& settings) {
   return Configured(PortFrom(variable), settings, 2400);
 }
@@ -155,7 +155,7 @@ struct Event {
   std::chrono::steady_clock::time_point when;
 };
 
-// What one sink, or several that share a log, was told.
+// The events of one sink, or of several sinks that share a log.
 class Log {
  public:
   void Add(Event event) {
@@ -165,7 +165,7 @@ class Log {
     events_.push_back(std::move(event));
     changed_.notify_all();
   }
-  // Whether so many came in time.
+  // Waits for that many events; false when they do not come in time.
   bool Await(std::size_t wanted) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, kDeadline, [&] { return events_.size() >= wanted; });
@@ -235,7 +235,7 @@ class Sink final : public Events {
   std::wstring name_;
 };
 
-// A sink is advised until `End`, or while this lives.
+// Advises a sink until End is called or the object is destroyed.
 class Advice {
  public:
   Advice(Instr* control, Sink& sink) {
@@ -255,7 +255,7 @@ class Advice {
   DWORD cookie_ = 0;
 };
 
-// The record of the input, as the control keeps it.
+// The channel record of the input.
 struct Record {
   float value = -1;
   long error = -1;

@@ -1,5 +1,5 @@
-// The published interface as a program uses it that was written from its document alone: members, values, failures,
-// texts, classes, and what a control keeps. In both bitnesses.
+// The published interface, used by a program that was written only from its document: members, values, failures, texts,
+// classes, and the stored configuration. In 32 and 64 bits.
 #include "tests/automation/published_members.h"
 
 #include <oleauto.h>
@@ -13,7 +13,7 @@
 namespace published {
 namespace {
 
-constexpr HRESULT kAny = 1;  // the document leaves the answer to the control
+constexpr HRESULT kAny = 1;  // the document does not say what the result is
 constexpr WORD kGet = DISPATCH_PROPERTYGET, kCall = DISPATCH_METHOD;
 
 // A member as published. What goes in: g G group 1 and its array; n N the input; o O the output; b block 0; r group 2;
@@ -41,7 +41,7 @@ constexpr Member kMembers[] = {
     {11, L"OutChans", kGet, "", "", "v", S_OK, S_OK},
     {12, L"CreateGroup", kCall, "", "", "l", S_OK, S_OK},
     {13, L"RemoveGroup", kCall, "r", "", "", S_OK, S_OK},
-    {14, L"EditGroup", kCall, "r", "", "i", E_INVALIDARG, E_INVALIDARG},  // the group that is gone: no dialog
+    {14, L"EditGroup", kCall, "r", "", "i", E_INVALIDARG, E_INVALIDARG},  // a group that was removed: no dialog
     {15, L"EditOutChans", kCall, "", "", "i", kAny, kAny},
     {16, L"EditCommParams", kCall, "", "", "i", kAny, kAny},
     {17, L"Connect", kCall, "", "", "", kUnableToOpen, S_OK},
@@ -125,13 +125,13 @@ VARTYPE TypeOf(char out) {
   return found == types.end() ? VARTYPE{VT_VARIANT} : found->second;
 }
 
-// One late-bound call of a member: its arguments, what came out, its result.
+// One late-bound call of a member: its arguments, its outputs, and its result.
 class LateCall {
  public:
   explicit LateCall(const Member& member) : member_(member) {
     for (const char* in = member.in; *in; ++in) arguments_.push_back(ArgumentIn(*in));
     const std::size_t outs = std::strlen(member.out);
-    kept_.resize(outs);  // its elements stay where they are
+    kept_.resize(outs);  // all at once, so that the elements do not move later
     for (std::size_t k = 0; k < outs; ++k) {
       VARIANT place{};
       place.vt = static_cast<VARTYPE>(TypeOf(member.out[k]) | VT_BYREF);
@@ -164,12 +164,13 @@ class LateCall {
   std::vector<VARIANT> arguments_, kept_;
 };
 
-// Opens a window that a person must close.
+// Whether the member opens a window that a person must close.
 bool ShowsAWindow(const Member& member) {
   return member.id == 15 || member.id == 16 || member.id == 21 || member.id == 39;
 }
 
-// What a member gave in `text`; taken by reference, as it is given after the arguments are read.
+// The text that a member has stored in `text`. Passed by reference, because the member is called after the arguments
+// are evaluated.
 std::wstring TakenText(HRESULT result, BSTR& text) {
   EXPECT_EQ(result, S_OK);
   return client::Taken(text);
@@ -196,7 +197,7 @@ class Connected : public testing::Test {
   void TearDown() override {
     if (control) control->Disconnect();
   }
-  // What the instrument measures after its output was set.
+  // The value that the instrument measures after its output was set.
   float Measured() {
     EXPECT_EQ(control->ImmediateReadGroups(IdArray({1})), S_OK);
     return InputOf(control.Get()).value;
@@ -233,7 +234,7 @@ TEST_F(Disconnected, EveryMemberTakesItsArgumentsByName) {
 
 TEST_F(Connected, EveryMemberTakesItsArgumentsByName) {
   for (const Member& member : kMembers) {
-    if (ShowsAWindow(member) || member.id == 18) continue;  // what follows needs the connection
+    if (ShowsAWindow(member) || member.id == 18) continue;  // the next members need the connection
     LateCall call(member);
     const HRESULT result = call.On(control.Get());
     EXPECT_NE(result, DISP_E_BADPARAMCOUNT) << member.name;
@@ -517,7 +518,7 @@ TEST_F(Connected, ConfigurationOutOfItsTableIsNotSent) {
   Bytes bytes = Saved(control.Get());
   ASSERT_EQ(control->Disconnect(), S_OK);
   constexpr std::size_t kInputFunction = 14;
-  bytes.at(kInputFunction) = 13;  // there are twelve
+  bytes.at(kInputFunction) = 13;  // one more than the twelve functions
   ASSERT_EQ(Load(control.Get(), bytes), S_OK);
   ASSERT_EQ(control->Connect(), S_OK);
   EXPECT_EQ(control->SendCfg(), HRESULT(0x80043B03));

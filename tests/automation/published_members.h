@@ -1,5 +1,5 @@
-// The published interface as a program knows it that has its document alone: no header and no type library of the
-// server. The order of the members is the order of the slots after those of IDispatch.
+// The published interface for a program that has only its document: no header and no type library of the server. The
+// order of the members is the order of the slots after those of IDispatch.
 #pragma once
 
 #include <oaidl.h>

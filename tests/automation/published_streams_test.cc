@@ -1,4 +1,4 @@
-// What a control keeps, by the published layout: written, read, cut anywhere, refused by a full disk.
+// The stored configuration in the published layout: written, read, cut anywhere, and refused by a full disk.
 #include <algorithm>
 #include <map>
 
@@ -10,7 +10,7 @@ namespace {
 constexpr ULONG kPeriod = 2500;
 constexpr GroupSettings kSettings{kPeriod, 1.5F, 0.25F, 60};
 
-// A stream in memory that takes only so many bytes.
+// A stream in memory with room for a number of bytes.
 class FullStream final : public IStream {
  public:
   explicit FullStream(std::size_t room) : room_(room) {}
@@ -138,7 +138,7 @@ TEST_F(Persistence, WrongTypeKeepsWhatStoodBeforeIt) {
   bytes.at(0) = VT_I4;
   EXPECT_EQ(Load(NewControl().Get(), bytes), E_INVALIDARG);
   bytes.at(0) = VT_UI4;
-  bytes.at(layout::kConfiguration) = VT_I4;  // of the port
+  bytes.at(layout::kConfiguration) = VT_I4;  // the type of the port's value
   const auto other = NewControl();
   Load(other.Get(), bytes);
   Variant groups;

@@ -44,7 +44,7 @@ inline std::string Narrow(const std::wstring& text) {
   return narrow;
 }
 
-// "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21".
+// An id as text: "9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21".
 inline std::string TextOf(REFGUID id) {
   wchar_t text[39];
   StringFromGUID2(id, text, 39);

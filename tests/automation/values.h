@@ -1,5 +1,5 @@
-// What any program over COM needs: variants, arrays, strings, error information, calls by name. No header of the
-// server.
+// What every program that uses COM needs: variants, arrays, strings, error information, calls by name. Uses no header
+// of the server.
 #pragma once
 
 #include <oaidl.h>

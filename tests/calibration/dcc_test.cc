@@ -14,7 +14,7 @@
 namespace ulix::calibration {
 namespace {
 
-// A certificate of one table, with whatever stands in for its parts.
+// A certificate with one table. A test can replace each of its parts.
 struct Parts {
   std::string prologue;
   std::string version = "3.3.0";
@@ -181,7 +181,7 @@ TEST_F(Dcc, ReferencesWithoutWhatIsNeeded_AreRefused) {
   EXPECT_FALSE(ReferenceFrom(*certificate, "kPa"));
 }
 
-// Entities would grow without bound or fetch files: no document type is read at all.
+// Entities could grow without limit or load files, so every document type declaration is refused.
 TEST_F(Dcc, EntityBombs_AreRefusedAtOnce) {
   std::string bomb = "<!DOCTYPE x [<!ENTITY a0 'aaaaaaaaaaaaaaaaaaaa'>";
   for (int k = 1; k < 30; ++k) {
@@ -263,7 +263,7 @@ TEST(Schema, ADocumentThatIsValid_HasNoFindings) {
   EXPECT_FALSE(CheckDccSchema(*document, folder + "/nowhere"));
 }
 
-// What is read from a valid document and written again is read as the same.
+// A valid document is read and written again. The result is valid and has the same numbers.
 TEST(WriteDcc, AValidDocumentReadAndWritten_IsStillValidAndHasItsNumbers) {
   SKIP_WITHOUT_SCHEMA(folder);
   const auto first = ReadDcc(*ReadDocument(folder + "/valid-temperature.xml"));

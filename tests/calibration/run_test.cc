@@ -126,7 +126,7 @@ class CalibrationRun : public ::testing::Test {
 // The error that the bench plants in the unit Pt100.
 double PlantedError(const PointResult& point) {
   const double share = point.nominal / 90, half = 0.015 * 4 * share * (1 - share);
-  // At the upper end the way down begins with what the way up ended with: nothing has turned yet.
+  // At the upper end the falling direction begins where the rising one ended, so the hysteresis has not turned yet.
   const bool turned = point.direction == Direction::kFalling && point.nominal < 60;
   return 0.05 + (turned ? half : -half);
 }
@@ -215,7 +215,7 @@ TEST_F(CalibrationRun, ResumeWithRealInstruments_BeginsThePointAnew) {
   const std::string journal = Bytes(Folder("whole"));
   Put(folder, journal.substr(0, journal.size() * 6 / 10));
   const auto taken = ReadRun(folder)->phases.at(0).points.size();
-  BenchRun real(kPlan);  // another bench, that has not stood still in between
+  BenchRun real(kPlan);  // another bench, which has changed meanwhile
   real.services_.simulated = false;
   const RunEnd end = real.Go(folder, RunMode::kResume);
   ASSERT_EQ(end.kind, RunEnd::kComplete) << end.reason.en;
@@ -235,7 +235,7 @@ std::string SourceLast() {
   return With(With(kPlan, bath, ""), "\"RTD\" } }\n", "\"RTD\" } },\n" + bath.substr(0, bath.size() - 2) + "\n");
 }
 
-// A run that died on its way to 60 °C, and the bath is still on its way there.
+// A run was killed on its way to 60 °C, and the bath still goes there.
 class DiedHot : public CalibrationRun {
  protected:
   DiedHot() {
@@ -425,7 +425,7 @@ TEST_F(CalibrationRun, ChannelInOhms_IsConvertedAndHasTheResolutionOfItsStep) {
   const ReadingSeries& unit = result->phases.at(0).points.at(0).units.at(1);
   EXPECT_NEAR(unit.mean, 30, 0.1);
   EXPECT_NEAR(unit.readings.at(0).raw, 111.67, 0.05);
-  const double slope = 0.387;  // ohms a kelvin
+  const double slope = 0.387;  // ohms per kelvin
   EXPECT_GT(unit.resolution, 0);
   const double decimals = -std::log10(unit.resolution * slope);
   EXPECT_NEAR(decimals, std::round(decimals), 0.01) << unit.resolution;

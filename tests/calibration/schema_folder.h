@@ -1,4 +1,4 @@
-// Where the schema and the examples of the certificates' keeper are. They are not part of this project.
+// The folder of the official schema and examples of certificates. They are not part of this project.
 #pragma once
 
 #include <gtest/gtest.h>

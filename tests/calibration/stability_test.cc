@@ -12,7 +12,7 @@
 namespace ulix::calibration {
 namespace {
 
-// What the detector must compute, over the samples of the window, from scratch.
+// The values that the detector must compute, here computed directly from the samples of the window.
 struct Expected {
   double spread, drift;
 };
@@ -63,7 +63,7 @@ TEST(StabilityDetector, Approach_GoesThroughItsStatesWithTheTimeLeft) {
       {.window = 100, .spread = 0.02, .drift = 0.02, .target = 50.0, .near = 0.5, .give_up = 1000});
   EXPECT_EQ(Feed(detector, 0, 10, 1, 20), StabilityState::kWaiting);
   EXPECT_EQ(detector.Add(10, 49.8).state, StabilityState::kNear);
-  detector.Add(50, 50.0);  // a gap: what was near before does not count
+  detector.Add(50, 50.0);  // after a gap the earlier samples do not count
   EXPECT_EQ(detector.samples(), 1U);
   EXPECT_NEAR(*detector.report().seconds_left, 100, 1e-9);
   EXPECT_EQ(Feed(detector, 51, 149.5, 1, 50.0), StabilityState::kNear);
@@ -84,7 +84,7 @@ TEST(StabilityDetector, FewSamplesOrNoNumber_AreNeverStable) {
   for (double t = 0; t < 1000; t += 1) broken.Add(t, std::nan(""));
   EXPECT_EQ(broken.report().state, StabilityState::kWaiting);
   StabilityDetector repeated({.window = 10});
-  for (int k = 0; k < 1000; ++k) repeated.Add(5, 1.0);  // a clock that stands still fills no window
+  for (int k = 0; k < 1000; ++k) repeated.Add(5, 1.0);  // a clock that does not advance never fills a window
   EXPECT_EQ(repeated.report().state, StabilityState::kNear);
 }
 
@@ -173,7 +173,7 @@ TEST(StabilityDetector, Approaches_AreNeverStableWhileTheErrorIsTwiceTheLimit) {
     if (stable) worst = std::max(worst, approach.error());
   }
   EXPECT_LT(worst, 2 * kLimit);
-  EXPECT_LT(never, approaches / 20 + 1);  // where noise and control cycle together exceed the limit
+  EXPECT_LT(never, approaches / 20 + 1);  // in these, noise and control cycle together exceed the limit
   RecordProperty("worst_error_mK", std::to_string(worst * 1000));
   RecordProperty("approaches", std::to_string(approaches));
 }

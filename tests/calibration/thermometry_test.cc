@@ -16,7 +16,8 @@ struct FixedPoint {
   double ratio;
 };
 
-// The table of the scale: each coefficient of the reference function moves at least one of its rows.
+// The fixed points of the scale. An error in any coefficient of the reference function changes at least one of these
+// rows.
 constexpr FixedPoint kFixedPoints[] = {
     {"e-H2", 13.8033, 0.00119007}, {"Ne", 24.5561, 0.00844974},  {"O2", 54.3584, 0.09171804},
     {"Ar", 83.8058, 0.21585975},   {"Hg", 234.3156, 0.84414211}, {"H2O", 273.16, 1},

@@ -18,7 +18,7 @@
 namespace ulix {
 namespace {
 
-// What an operation gives under a fault.
+// The outcome of an operation under a fault.
 struct FaultOutcome {
   HRESULT code;
   bool in_vain = false;                       // The operation takes at least the whole patience.
@@ -36,7 +36,7 @@ constexpr FaultOutcome kUnwritten = {serialCommErrUnableToWriteComm};
 constexpr FaultOutcome kUnopened = {serialCommErrUnableToOpenComm};
 constexpr FaultOutcome kNetMute = {.code = networkCommErrUnableToReadComm, .in_vain = true};
 constexpr FaultOutcome kNetNoReply = {networkCommErrUnableToReadComm};
-// The connection was given up, and the logger behind the next one does not say which it is.
+// The connection was closed, and the logger on the next connection does not identify itself.
 constexpr FaultOutcome kNetMuteHeld = {.code = networkCommErrUnableToReadComm, .in_vain = true, .leaves_held = true};
 constexpr FaultOutcome kNetNoReplyHeld = {.code = networkCommErrUnableToReadComm, .leaves_held = true};
 constexpr FaultOutcome kNetUnopened = {networkCommErrUnableToConnect};

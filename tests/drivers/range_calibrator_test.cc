@@ -41,7 +41,7 @@ TEST_P(RangeProtocol, EveryRangeCommand_IsReadBackAsItWasSent) {
   }
 }
 
-// What a person may choose beside a function makes a command, and no function is left without what it needs.
+// Every choice that is offered for a function makes a command, and every function gets all the settings that it needs.
 TEST_P(RangeProtocol, EveryChoiceOfferedForAFunction_CanBeSent) {
   const auto codes = [&](SettingIndex setting, std::uint32_t function) {
     const SettingRow& row = model.card.settings[static_cast<std::size_t>(setting)];

@@ -10,7 +10,7 @@
 namespace ulix {
 namespace {
 
-// How late the replies to a series of queries come.
+// The lateness of the replies to a series of queries.
 enum class LatenessPattern { kInTime, kAround, kLate, kBursts, kDripping, kCut, kMixed };
 
 class StaleReplies : public ReaderBench {

@@ -29,7 +29,7 @@ class FleetViewTest : public ::testing::Test {
   bool Send(const std::string& type, std::vector<Metric> metrics, std::optional<std::uint8_t> seq) {
     return view_.Received("spBv1.0/lab/" + type, Encode({.time = 1, .seq = seq, .metrics = std::move(metrics)}));
   }
-  // A bench with one instrument that told a good value.
+  // Makes a bench with one instrument that has sent a good value.
   void Run() {
     Send("NBIRTH/bench", {BdSeq(3)}, 0);
     Send("DBIRTH/bench/meter", {Reading(1.5)}, 1);
@@ -55,7 +55,7 @@ TEST_F(FleetViewTest, WhatIsNotKnownToBeTrue_IsStaleAndKeepsItsValue) {
   const std::vector<std::function<void()>> ends = {
       [&] { Send("DDEATH/bench/meter", {}, 2); },
       [&] { Send("NDEATH/bench", {BdSeq(3)}, std::nullopt); },
-      [&] { Send("NBIRTH/bench", {BdSeq(4)}, 0); },  // the bench began anew, its instruments did not yet
+      [&] { Send("NBIRTH/bench", {BdSeq(4)}, 0); },  // the bench has a new session, its instruments have none yet
       [&] { view_.Disconnected(); },
   };
   for (const auto& end : ends) {
@@ -125,7 +125,7 @@ TEST_F(FleetViewTest, HistoricalFailure_HasItsError) {
   error.SetProperty("text", std::string("Unable to read answer"));
   error.historical = failed.historical = true;
   Send("DDATA/bench/meter", {error, failed}, 2);
-  Send("DDATA/bench/meter", {failed}, 3);  // only changes of the code are told
+  Send("DDATA/bench/meter", {failed}, 3);  // only changes of the code are sent
   std::uint64_t dropped = 0;
   EXPECT_EQ(view_.TakeReports(&dropped).back().state.error_text, "Unable to read answer");
   EXPECT_EQ(Channel().error, 0);

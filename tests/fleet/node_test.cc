@@ -21,7 +21,7 @@ struct Sent {
   Payload payload;
 };
 
-// A broker that takes everything, or nothing.
+// A broker that accepts everything, or nothing.
 class FakeBroker final : public BrokerConnection {
  public:
   bool Publish(const std::string& topic, const std::string& payload, int) override {
@@ -82,7 +82,7 @@ TEST_F(NodeTest, EveryMessage_CountsSeqFromTheBirthWithoutASkip) {
   for (int k = 0; k < 100'000; ++k) {
     node_.DeviceData("a", {ValueOf(k)});
     if (k % 1000 == 0) TickAt(std::chrono::seconds(k)), node_.Confirmed();
-    if (k % 7919 == 0) broker_.takes = !broker_.takes;  // what is not taken uses no number
+    if (k % 7919 == 0) broker_.takes = !broker_.takes;  // a message that is not accepted uses no number
   }
   for (std::size_t k = 0; k < broker_.sent.size(); ++k) {
     ASSERT_EQ(broker_.sent[k].payload.seq, k % 256) << k;
@@ -108,7 +108,7 @@ TEST_F(NodeTest, UnconfirmedAndOffline_ComeAgainAsHistoryInOrder) {
   node_.DeviceData("a", {ValueOf(1)});
   TickAt(std::chrono::seconds(1));
   node_.DeviceData("a", {ValueOf(2)});
-  node_.Confirmed();  // of the first one only
+  node_.Confirmed();  // confirms the first one only
   node_.Offline();
   node_.DeviceData("a", {ValueOf(3)});
   broker_.sent.clear();
@@ -120,7 +120,7 @@ TEST_F(NodeTest, UnconfirmedAndOffline_ComeAgainAsHistoryInOrder) {
     history.push_back(message.payload.metrics[0].value);
   }
   EXPECT_THAT(history, ElementsAre(MetricValue(2.0), MetricValue(3.0)));
-  // Sent and not confirmed is sent again; confirmed is not.
+  // Unconfirmed messages are sent again; confirmed ones are not.
   node_.Offline();
   broker_.sent.clear();
   GoOnline();
@@ -199,7 +199,7 @@ TEST_F(NodeTest, DeviceId_StaysWithTheInstrumentThatHadItFirst) {
   EXPECT_EQ(node_.ClaimDevice("m-1", "left"), "left");
   EXPECT_EQ(node_.ClaimDevice("m-1", "right"), "left");
   EXPECT_EQ(node_.ClaimDevice("m-1", "left"), "left");
-  // Cables that were exchanged: the instrument on the left is another one now.
+  // The cables were swapped, so the instrument on the left is another one now.
   EXPECT_EQ(node_.ClaimDevice("m-2", "left"), "left");
   EXPECT_EQ(node_.ClaimDevice("m-1", "right"), "right");
 }
@@ -248,7 +248,7 @@ TEST_F(StoreTest, BoundReached_OldestGoAndAreCounted) {
   EXPECT_GT(left, 50U);
 }
 
-// A file size limit of the system stands for a full disk.
+// Simulates a full disk by the system's limit of file sizes.
 class FullDisk {
  public:
   FullDisk() {

@@ -182,7 +182,7 @@ TEST(DamagedByte, InAReply_FailsTheReadWithoutARetry) {
   EXPECT_EQ(driver.state(), SessionState::kOutOfSync);
 }
 
-// The prompt belongs to the identity reply. A model that leaves it out is as good as one that sends it.
+// The prompt belongs to the identity reply. An instrument that does not send it is accepted too.
 TEST(TrailingPrompt, StopsMidway_LeavesTheSessionOutOfSync) {
   const std::pair<const char*, SessionState> cases[] = {
       {"", SessionState::kInSync}, {"=>\r\n", SessionState::kInSync}, {"=", SessionState::kOutOfSync}};

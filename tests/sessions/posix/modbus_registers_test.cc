@@ -467,7 +467,7 @@ TEST_F(ModbusLineTest, TypedTextThatCannotBeSent_IsInvalidAndSendsNothing) {
   EXPECT_EQ(bench->WithSimulator([&](Simulator&) { return slave->requests; }), 0);
 }
 
-// Nobody reads the reply to a typed command. It is not taken for the next request's.
+// The reply to a typed command is not read. It is not taken for the reply to the next request.
 TEST_F(ModbusLineTest, ReplyToATypedCommand_IsNoLaterRequests) {
   Measure(1);
   const auto command = [](Conversation& talk) { return talk.SendTyped("03 0005 0001"); };
@@ -491,7 +491,7 @@ TEST_F(ModbusLineTest, Requests_AreThreeAndAHalfCharactersApart) {
   EXPECT_TRUE(master->ReadOne(5));
   const MonotonicTime start = clock.Now();
   EXPECT_TRUE(master->ReadOne(5));
-  EXPECT_EQ(clock.Now() - start, Milliseconds(5));  // three and a half characters at 9600 are 4.01 ms
+  EXPECT_EQ(clock.Now() - start, Milliseconds(5));  // 3.5 characters at 9600 bits per second take 4.01 ms
 }
 
 TEST_F(ModbusLineTest, LostPort_IsOpenedAgain) {
