@@ -1,4 +1,4 @@
-"""The library's times: days since 30 December 1899, local."""
+"""Conversions of the library's times: days since 30 December 1899, in local time."""
 
 from __future__ import annotations
 
@@ -12,8 +12,8 @@ _MS_PER_DAY = 86_400_000
 
 
 def with_zone(days: float, near: float | None = None) -> datetime.datetime:
-    """The time with the zone of this machine. In autumn an hour comes twice: then it is the one that is nearer to `near`
-    (seconds since 1970, UTC), or the first."""
+    """The time with the time zone of this machine. One hour comes twice in autumn: then the result is the one nearer to
+    `near` (seconds since 1970, UTC), or the first one without it."""
     local = _EPOCH + datetime.timedelta(milliseconds=round(days * _MS_PER_DAY))
     first, second = local.astimezone(), local.replace(fold=1).astimezone()
     if near is not None and abs(second.timestamp() - near) < abs(first.timestamp() - near):
@@ -22,6 +22,6 @@ def with_zone(days: float, near: float | None = None) -> datetime.datetime:
 
 
 def utc_array(days: NDArray[np.float64]) -> NDArray[np.datetime64]:
-    """The times as datetime64[ms] in UTC. The zone's rules hold for each time, summer time included."""
+    """The times as datetime64[ms] in UTC, each converted with the rules of the time zone, including summer time."""
     ms = [round(with_zone(day).timestamp() * 1000) for day in days.tolist()]
     return np.array(ms, dtype="datetime64[ms]")

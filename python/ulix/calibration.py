@@ -16,7 +16,7 @@ from . import _ulix
 
 @dataclass(frozen=True)
 class StabilityReport:
-    """What the detector says after a sample."""
+    """The state of the detector after a sample."""
 
     state: str
     """waiting, near, settling, stable or lost."""
@@ -31,7 +31,7 @@ class StabilityReport:
 
 
 class Stability:
-    """Says when a quantity has become stable: over a window of time, spread and drift keep their limits.
+    """Detects when a quantity has become stable: in a window of time, spread and drift keep their limits.
 
     Times are in seconds, limits in the quantity's unit.
     """
@@ -42,17 +42,17 @@ class Stability:
         self._detector = _ulix.StabilityDetector(window, spread, drift, min_samples, resolution, target, near, give_up)
 
     def add(self, seconds: float, value: float | None) -> StabilityReport:
-        """A sample at `seconds` on a clock that never goes back; None for a failed reading."""
+        """Adds a sample. `seconds` is a time on a clock that never goes back; None is a failed reading."""
         return StabilityReport(*self._detector.add(seconds, value))
 
     def reset(self) -> None:
-        """Forgets everything."""
+        """Forgets all samples."""
         self._detector.reset()
 
 
 @dataclass(frozen=True)
 class PlanProblem:
-    """What is wrong with a plan."""
+    """An error or a warning about a plan."""
 
     line: int
     path: str
@@ -65,21 +65,21 @@ class PlanProblem:
 
 @dataclass(frozen=True)
 class Plan:
-    """A calibration plan as `ulix calibrate` runs it. Usable where no problem is an error."""
+    """A calibration plan for `ulix calibrate`. It is usable if no problem is an error."""
 
     title: str
     unit: str
     points: NDArray[np.float64]
     units: dict[str, float]
-    """Each unit under test and its tolerance."""
+    """The name of each unit under test and its tolerance."""
     instruments: dict[str, str]
-    """Each instrument's name and model."""
+    """The name and model of each instrument."""
     problems: list[PlanProblem]
     usable: bool
 
 
 def load_plan(path: str | os.PathLike[str]) -> Plan:
-    """Reads and checks a plan. Its mistakes are in `problems`; a file that cannot be read raises OSError."""
+    """Reads and checks a plan. Its errors are in `problems`. Raises OSError for a file that cannot be read."""
     file = pathlib.Path(path)
     found = _ulix.load_plan(file.read_text(encoding="utf-8"), os.fspath(file.parent))
     return Plan(found["title"], found["unit"], np.array([point[0] for point in found["points"]], dtype=np.float64),
@@ -89,7 +89,7 @@ def load_plan(path: str | os.PathLike[str]) -> Plan:
 
 @dataclass(frozen=True)
 class CertifiedQuantity:
-    """Values of a certificate in one unit, with their expanded uncertainties where it has them."""
+    """Values of a certificate in one unit, with their expanded uncertainties if it has them."""
 
     name: str
     ref_type: str
@@ -118,7 +118,7 @@ def _date(text: str) -> datetime.date | None:
 
 
 def read_certificate(path: str | os.PathLike[str]) -> Certificate:
-    """Reads a certificate (DCC, XML). Raises ValueError for a file that is none."""
+    """Reads a certificate (DCC, XML). Raises ValueError for a file that is not a certificate."""
     found = _ulix.read_certificate(pathlib.Path(path).read_text(encoding="utf-8"))
     quantities = [
         CertifiedQuantity(quantity["name"], quantity["ref_type"], values["unit"],

@@ -10,7 +10,7 @@ codes: dict[str, int] = _ulix.error_codes()
 codes |= {"E_NOTIMPL": 0x80004001, "E_UNEXPECTED": 0x8000FFFF, "E_INVALIDARG": 0x80070057, "E_OUTOFMEMORY": 0x8007000E,
           "E_FAIL": 0x80004005}
 
-# The system's codes have no text of the library.
+# The library has no texts for codes of the system.
 _OF_SYSTEM_TEXTS = {"E_NOTIMPL": "The model has no such thing", "E_UNEXPECTED": "The instrument is not connected",
                     "E_INVALIDARG": "The instrument does not have or take this", "E_OUTOFMEMORY": "Not enough memory",
                     "E_FAIL": "Failed"}
@@ -39,7 +39,7 @@ class LinkError(Error):
 
 
 class InstrumentError(Error):
-    """The instrument answered something that is no valid answer, or it is another instrument."""
+    """The instrument gave an invalid answer, or it is another instrument."""
 
 
 class NotConnectedError(Error):
@@ -47,11 +47,11 @@ class NotConnectedError(Error):
 
 
 class NotSupportedError(Error):
-    """The model has no such thing."""
+    """The model does not support the call."""
 
 
 class ArgumentError(Error, ValueError):
-    """A channel, block or value that the instrument does not have or take."""
+    """A channel or block that the instrument does not have, or a value that it does not accept."""
 
 
 _NAMES = {code: name for name, code in codes.items()}

@@ -24,7 +24,7 @@ T = TypeVar("T")
 
 
 class Quality(enum.IntEnum):
-    """Whether a value is known to be the measured one."""
+    """Whether a value can be relied on."""
 
     BAD = 0
     GOOD = 192
@@ -52,7 +52,7 @@ class Reading(NamedTuple):
 
     @property
     def time(self) -> datetime.datetime:
-        """When it was taken, with the zone of this machine."""
+        """The time of the reading, with the time zone of this machine."""
         return with_zone(self.stamp, self.arrived)
 
     def __float__(self) -> float:
@@ -63,7 +63,7 @@ class Reading(NamedTuple):
 
 
 def models() -> list[Model]:
-    """Every model that the library drives."""
+    """All models that the library supports."""
     return [Model(*model) for model in _ulix.models()]
 
 
@@ -84,12 +84,12 @@ class Channel:
 
     @property
     def decimals(self) -> int | None:
-        """Decimals to show; None where they are not known."""
+        """Decimals to show; None if they are not known."""
         decimals = self._instrument._device.resolution(self.id)
         return decimals if decimals < 6 else None
 
     def read(self) -> Reading:
-        """Asks the instrument. A reading that failed raises its error."""
+        """Reads the channel now. Raises the error of a failed reading."""
         device = self._instrument._device
         value, unit, quality, stamp, error = device.read_one(self.id)
         if error < 0:
@@ -109,7 +109,7 @@ class Channel:
 
     @property
     def value(self) -> float:
-        """A reading's number. Assigning writes an output."""
+        """The value of a new reading. An assignment writes the output."""
         return self.read().value
 
     @value.setter
@@ -136,7 +136,7 @@ class MemoryBlock:
         return self._instrument._device.memory_status(self.number)[1]
 
     def read(self, newest: int = 0) -> Records:
-        """The newest records, oldest first; 0: all. Nothing is cleared."""
+        """Reads the newest records, oldest first; 0 reads all. Nothing is cleared."""
         device = self._instrument._device
         columns = device.read_memory(self.number, newest)
         names = {channel.id: channel.name for channel in self._instrument.channels.values()}
@@ -165,7 +165,7 @@ class Settings(MutableMapping[str, str]):
         return len(self._device.settings())
 
     def choices(self, key: str) -> list[str]:
-        """The words that the setting takes; empty for a number or a text."""
+        """The words that the setting accepts; empty for a number or a text."""
         return self._device.setting_labels(key)
 
 
@@ -251,7 +251,7 @@ class Instrument:
     # --- readings ---
 
     def read(self, channels: Iterable[str | Channel] | None = None) -> Scan:
-        """One scan of the channels; of all inputs where none are named. A failed reading is not a number there."""
+        """Reads the channels once, or all inputs if none are named. The value of a failed reading is NaN."""
         chosen = self._chosen(channels)
         if not chosen:
             raise ValueError("there is no channel to read")
@@ -264,8 +264,8 @@ class Instrument:
     def scans(self, channels: Iterable[str | Channel] | None = None, *, period: float = 1.0, dead_band: float = 0.0,
               dead_band_percent: float = 0.0, max_report_interval: float | None = None) -> Scans:
         """Begins to scan: `for scan in cal.scans(["IN"], period=0.5)`, or `async for`. `period` is in seconds, at least
-        0.1. With a dead band only scans with a value outside it come, and one each `max_report_interval` seconds where
-        that is given. Raises ValueError for what is no such number, NotConnectedError after close()."""
+        0.1. With a dead band only scans with a value outside it come, and one after each `max_report_interval` seconds
+        if that is given. Raises ValueError for an invalid number, NotConnectedError after close()."""
         chosen = self._chosen(channels)
         if not chosen:
             raise ValueError("there is no channel to scan")
@@ -279,7 +279,7 @@ class Instrument:
 
     def record(self, channels: Iterable[str | Channel] | None = None, *, period: float = 1.0,
                count: int | None = None, duration: float | None = None) -> Records:
-        """Scans until there are `count` scans or `duration` seconds have passed, and gives arrays."""
+        """Scans until there are `count` scans or `duration` seconds have passed. Returns arrays."""
         if (count is None) == (duration is None):
             raise ValueError("record takes count or duration")
         end = time.monotonic() + duration if duration is not None else float("inf")
@@ -311,15 +311,15 @@ class Instrument:
 
     @property
     def memory(self) -> list[MemoryBlock]:
-        """The blocks of a logger's memory; none of another model."""
+        """The memory blocks of a logger; empty for any other model."""
         return [MemoryBlock(self, number) for number in self._device.memory_blocks()]
 
     def query(self, text: str) -> str:
-        """Sends a query as it stands and gives the reply, for models of text lines."""
+        """Sends a query unchanged and returns the reply, for models with lines of text."""
         return self._device.query(text)
 
     def simulate(self, **properties: str | float) -> None:
-        """Sets what a simulated instrument measures: `cal.simulate(input=2.5)`."""
+        """Sets properties of a simulated instrument: `cal.simulate(input=2.5)`."""
         for key, value in properties.items():
             self._device.set_simulated(key.replace("_", "-"), str(value))
 
@@ -340,7 +340,7 @@ _open: weakref.WeakSet[Instrument] = weakref.WeakSet()
 
 @atexit.register
 def _close_all() -> None:
-    """Leaves the instruments in order when the program ends, also those that were not closed."""
+    """Disconnects all instruments when the program ends, also those that were not closed."""
     for instrument in list(_open):
         instrument.close()
 
@@ -361,9 +361,9 @@ def open(model: str, port: str | int | os.PathLike[str] | None = None, *, host: 
          settings: Mapping[str, str | float] | None = None) -> Instrument:
     """Connects an instrument.
 
-    port: a number, a device, an address such as tcp://HOST:PORT, or "sim" for a simulated one. host: of an instrument on
-    Ethernet. timeout: seconds for a reply. config: a configuration file. settings: key and value.
-    Raises LinkError or InstrumentError when it is not there, ValueError for what it does not take.
+    port: a number, a device, an address such as tcp://HOST:PORT, or "sim" for a simulated instrument. host: the host of
+    an instrument on Ethernet. timeout: seconds for a reply. config: a configuration file. settings: keys and values.
+    Raises LinkError or InstrumentError when the connection fails, ValueError for an argument that is not accepted.
     """
     texts = [(key, str(value)) for key, value in (settings or {}).items()]
     device = _ulix.Device(model, "" if port is None else os.fspath(port) if not isinstance(port, int) else str(port),

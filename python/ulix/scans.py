@@ -20,9 +20,9 @@ from numpy.typing import NDArray
 from . import _ulix
 from ._times import utc_array, with_zone
 
-_WAIT = 0.2  # seconds between two looks whether the scans were closed
+_WAIT = 0.2  # seconds between two checks whether the scans were closed
 _LONGEST_WAIT = 1e6  # seconds
-_AHEAD = 100  # scans that wait for an `async for`, beside those that wait in the library
+_AHEAD = 100  # scans that wait for an `async for`, besides those that wait in the library
 
 
 class Scan:
@@ -35,11 +35,11 @@ class Scan:
         self.names = names
         self.units = units
         self.time: datetime.datetime = with_zone(float(times[0]), time.time())
-        """When it began, with the zone of this machine."""
+        """The start of the scan, with the time zone of this machine."""
         self.value: NDArray[np.float64] = values
-        """In channel units; not a number where the reading failed."""
+        """Values in channel units; NaN for a failed reading."""
         self.quality: NDArray[np.int32] = quality
-        """192 good, 0 bad, 500 an earlier value."""
+        """192 is good, 0 is bad, 500 is an earlier value."""
         self.error: NDArray[np.int32] = errors
 
     def __getitem__(self, name: str) -> float:
@@ -62,7 +62,7 @@ class Records:
         self.names = names
         self.units = units
         self.time = time
-        """datetime64[ms], UTC."""
+        """Times as datetime64[ms], UTC."""
         self.value = value
         self.quality = quality
         self.error = error
@@ -82,10 +82,10 @@ class Records:
 
 
 class Scans:
-    """Scans under way, one a period. They end with close(), with a `with` block or `async for`, with the instrument's
-    close(), and when nobody has this object any longer.
+    """Running scans, one in each period. They end with close(), at the end of a `with` block or an `async for`, with the
+    instrument's close(), and when there is no reference to this object any more.
 
-    Iterating gives a Scan each; what comes meanwhile waits, up to 100000 scans (`missed` counts those that are dropped).
+    Each iteration gives a Scan. Up to 100000 scans wait for the iteration; `missed` counts those that are dropped.
     """
 
     def __init__(self, device: _ulix.Device, ids: list[int], names: tuple[str, ...], units: tuple[str, ...],
@@ -97,7 +97,7 @@ class Scans:
 
     @property
     def missed(self) -> int:
-        """Scans that nobody took in time."""
+        """The number of scans that were dropped because nobody took them in time."""
         return self._queue.missed
 
     def close(self) -> None:
@@ -124,9 +124,9 @@ class Scans:
 
     async def __aiter__(self) -> AsyncIterator[Scan]:
         loop = asyncio.get_running_loop()
-        scans = self._queue  # the thread keeps this alone: without this object the scans end
+        scans = self._queue  # the thread keeps a reference to the queue only, so that the scans end with this object
         arrived: asyncio.Queue[_ulix._Columns | None] = asyncio.Queue()
-        room = threading.Semaphore(_AHEAD)  # further scans wait where their number has a bound
+        room = threading.Semaphore(_AHEAD)  # further scans wait in the library, which limits their number
 
         def tell(columns: _ulix._Columns | None) -> None:
             while columns is not None and not room.acquire(timeout=_WAIT):
@@ -141,19 +141,19 @@ class Scans:
                 room.release()
                 yield Scan(self.names, self.units, columns)
         finally:
-            # Stopping may wait for the exchange under way; the loop does not.
+            # Stopping may wait for the exchange in progress, so it runs outside the event loop.
             threading.Thread(target=self.close, daemon=True).start()
 
     def on_queue(self, target: queue.Queue[Scan | None]) -> None:
-        """Puts every scan on the queue, and None at the end. The interpreter is never entered on a scan thread."""
-        def tell(columns: _ulix._Columns | None) -> None:  # keeps this object, and so the scans
+        """Puts every scan on the queue, and None at the end. No Python code runs on a scan thread."""
+        def tell(columns: _ulix._Columns | None) -> None:  # keeps a reference to this object, so that the scans go on
             target.put(None if columns is None else Scan(self.names, self.units, columns))
 
         _forward(self._queue, tell)
 
 
 def _forward(scans: _ulix.ScanQueue, tell: Callable[[_ulix._Columns | None], object]) -> None:
-    """Tells each scan on a thread of its own, and None at the end."""
+    """Calls a function with each scan on a separate thread, and with None at the end."""
     def forward() -> None:
         while not scans.ended:
             columns = scans.take(_WAIT)
@@ -175,7 +175,7 @@ def collect(scans: list[Scan], names: tuple[str, ...], units: tuple[str, ...]) -
 
 
 def records_of(columns: _ulix._Columns, names_of: dict[int, str], unit_of: Callable[[int], str]) -> Records:
-    """The records of a memory block: channels of the same time stand in one row."""
+    """The records of a memory block: channels with the same time are in one row."""
     ids, times, values, qualities, errors = columns
     channels = list(dict.fromkeys(ids.tolist()))
     places = {channel: place for place, channel in enumerate(channels)}
