@@ -1,5 +1,5 @@
-# What is installed, and where: the program with its pages and completions, the library with its headers and packages,
-# the rule for serial devices. Three components, of which scripts/package makes packages.
+# Says what is installed and where: the program with its manual pages and completions, the service, the Python package,
+# the library with its headers, and the rule for serial devices. scripts/package makes a package of each component.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -20,7 +20,7 @@ add_custom_target(pages ALL DEPENDS ${made}/ulix.stamp)
 
 install(TARGETS ulix COMPONENT program)
 if(TARGET usb_helper_libusb)
-  # Beside the program: it is looked for there.
+  # In the folder of the program, which looks for the library there.
   install(TARGETS usb_helper_libusb LIBRARY DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 endif()
 install(DIRECTORY ${made}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
@@ -68,7 +68,7 @@ install(FILES ${made}/ulix.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMP
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libulix-dev RENAME copyright COMPONENT library)
 
 # --- component udev ---
-# Debian reads rules of packages from /lib; with another prefix they stand below it, to be copied.
+# Debian reads the rules of packages from /lib. With another prefix the rules are installed below it and must be copied.
 set(ULIX_UDEV_RULES_DIR lib/udev/rules.d CACHE STRING "Where the rule for serial devices goes")
 install(FILES cmake/60-ulix.rules DESTINATION ${ULIX_UDEV_RULES_DIR} COMPONENT udev)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ulix-udev RENAME copyright COMPONENT udev)

@@ -1,8 +1,9 @@
-# The Python package ulix: its compiled part is built into python/ulix of the build folder, beside a copy of the rest.
+# The Python package ulix. Its compiled part is built into python/ulix of the build folder, next to a copy of the other
+# files.
 option(ULIX_PYTHON "Build the Python package, with pybind11 where it is found" ON)
-# The distribution's interpreter: its packages are for this one.
+# The interpreter of the distribution, for which its packages are made.
 set(ULIX_PYTHON_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The interpreter that the package is built for")
-# Of the sanitizers, that of threads can run beneath the interpreter: LD_PRELOAD=libtsan.so.2.
+# Only the thread sanitizer can run inside the interpreter: LD_PRELOAD=libtsan.so.2.
 if(NOT ULIX_PYTHON OR NOT EXISTS ${ULIX_PYTHON_EXECUTABLE} OR (ULIX_SANITIZERS AND NOT ULIX_SANITIZERS STREQUAL "thread"))
   return()
 endif()
@@ -22,7 +23,7 @@ if(ULIX_SANITIZERS)
 endif()
 target_link_libraries(ulix_python PRIVATE pybind11::headers ulixsim ulixcert)
 target_include_directories(ulix_python SYSTEM PRIVATE ${pybind11_INCLUDE_DIRS})
-# The library's own symbols stay inside, so that two versions can be in one process.
+# The library's symbols are not exported, so that two versions can be in one process.
 set_target_properties(ulix_python PROPERTIES OUTPUT_NAME _ulix LIBRARY_OUTPUT_DIRECTORY ${package}
   CXX_VISIBILITY_PRESET hidden)
 target_link_options(ulix_python PRIVATE -Wl,--exclude-libs,ALL)

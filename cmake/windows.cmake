@@ -12,7 +12,7 @@ foreach(package tl CLI nlohmann)
 endforeach()
 include_directories(SYSTEM ${header_folder})
 
-# The 32-bit and the 64-bit build have a Wine each.
+# The 32-bit and the 64-bit build have separate Wines.
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine)
 else()
