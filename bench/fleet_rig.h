@@ -1,4 +1,4 @@
-// Shared by the measurements of benches on a broker: a broker of their own, and a host that hears every message.
+// Shared by the measurements of benches on a broker: a separate broker, and a host that receives every message.
 #pragma once
 
 #include <mosquitto.h>
@@ -34,7 +34,7 @@ inline int FreePort() {
   return ntohs(address.sin_port);
 }
 
-// A folder that ends with this object.
+// A folder that is removed with this object.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -67,7 +67,7 @@ inline mosquitto* ConnectedClient(int port, void* owner = nullptr) {
   return client;
 }
 
-// mosquitto on a free port of this machine. It answers once it is made.
+// mosquitto on a free port of this machine. The broker answers when the constructor returns.
 class Broker {
  public:
   explicit Broker(const std::filesystem::path& folder)
@@ -77,7 +77,7 @@ class Broker {
                               << " 127.0.0.1\nallow_anonymous true\nuser root\nmax_queued_messages 0\n"
                               << "set_tcp_nodelay true\n"
                               << "log_dest none\n";
-          // It complains when it runs as root.
+          // mosquitto complains when it runs as root.
           if (!freopen("/dev/null", "w", stderr)) Leave("no /dev/null");
           execlp("mosquitto", "mosquitto", "-c", file.c_str(), nullptr);
         }) {
@@ -108,7 +108,7 @@ inline double MegabytesOf(pid_t process) {
   return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-// What a host at the broker hears of a group of benches.
+// A host at the broker that receives the messages of a group of benches.
 class Host {
  public:
   Host(int port, const std::string& group) : view_(group), client_(ConnectedClient(port, this)) {
@@ -129,7 +129,7 @@ class Host {
   std::uint64_t values() const { return values_; }
   std::uint64_t messages() const { return messages_; }
   const fleet::FleetView& view() const { return view_; }
-  // The milliseconds from each reading to its arrival here since the last call.
+  // Returns the age in milliseconds of each reading at its arrival, since the last call.
   std::vector<double> TakeLatencies() {
     const std::lock_guard lock(mutex_);
     return std::exchange(latencies_, {});

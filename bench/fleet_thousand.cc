@@ -1,5 +1,5 @@
-// What a thousand benches at one broker cost: each is a publisher of its own with a simulated instrument that it reads
-// once a second. A process holds a hundred of them; a host at the broker hears every message.
+// The cost of a thousand benches at one broker. Each bench is a publisher with a simulated instrument, which it reads
+// once a second. A process holds a hundred benches; a host at the broker receives every message.
 // bench_fleet_thousand [SECONDS [BENCHES]], 600 and 1000 if absent. The exit code is 1 when a bench is missing or a
 // message was lost.
 #include <sys/resource.h>
@@ -70,7 +70,7 @@ void AwaitAll(const Host& host, std::size_t benches) {
   }
 }
 
-// What some processes use from now on.
+// The processor time and memory that some processes use from now on.
 class Use {
  public:
   explicit Use(std::vector<pid_t> processes)

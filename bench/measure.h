@@ -117,7 +117,7 @@ class ComparedRounds {
   std::vector<Comparison> rounds_;
 };
 
-// A child process that ends with this object, or with this process.
+// A child process that is ended with this object, or with this process.
 class ChildProcess {
  public:
   // Fork before any thread is started.

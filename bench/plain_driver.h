@@ -1,4 +1,4 @@
-// A driver without an instrument, so that a program measures nothing of a driver.
+// A driver without an instrument, so that the measurement includes no driver.
 #pragma once
 
 #include "drivers/driver.h"

@@ -17,7 +17,7 @@ namespace {
 // The silence of the line takes no time on the clock, so the number of reads is limited instead.
 constexpr std::size_t kMaxReads = 200'000;
 
-// Answers each request with the next part of the input, and then no more.
+// Answers each request with the next part of the input, until the input ends.
 class Mouth final : public Simulator {
  public:
   explicit Mouth(std::string_view words) : words_(words) {}

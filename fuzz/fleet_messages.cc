@@ -12,7 +12,7 @@
 namespace ulix::fleet {
 namespace {
 
-// Not a number is not equal to itself.
+// Whether a value is NaN, which is not equal to itself.
 bool HasNaN(const MetricValue& value) {
   const double* number = std::get_if<double>(&value);
   return number && std::isnan(*number);
@@ -50,7 +50,7 @@ void CheckNode(const std::string& topic, std::string_view bytes) {
   Require(commands <= 200, "commands of a message are bounded");
 }
 
-// What a host keeps and shows of a message has no control characters, whatever came.
+// Whatever the message is, the texts that a host stores and shows have no control characters.
 void CheckView(const std::string& topic, std::string_view bytes) {
   FleetView view("g", true);
   view.Received(topic, bytes);

@@ -28,7 +28,7 @@ std::vector<ulix::ChannelId> InputsOf(ulix::Instrument& instrument) {
   return inputs;
 }
 
-// One scan of a group: values are read there, and stay known until the next.
+// Makes one scan of a group. Its values are available until the next scan.
 ulix::HRESULT ReadOnce(ulix::Instrument& instrument, const std::vector<ulix::ChannelId>& ids,
                        ulix::ChannelArrays& read) {
   std::uint32_t group = 0;
