@@ -82,7 +82,7 @@ class Records:
 
 
 class Scans:
-    """Running scans, one in each period. They end with close(), at the end of a `with` block or an `async for`, with the
+    """Running scans, one per period. They end with close(), at the end of a `with` block or an `async for`, with the
     instrument's close(), and when there is no reference to this object any more.
 
     Each iteration gives a Scan. Up to 100000 scans wait for the iteration; `missed` counts those that are dropped.
