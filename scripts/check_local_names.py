@@ -37,7 +37,7 @@ UNSCOPED = re.compile(r"^enum(?! class)\b[^{;]*\{([^}]*)\}", re.MULTILINE)
 
 
 def enumerators_in(text):
-    """The enumerators of enumerations that are no classes."""
+    """The names in each `enum` without `class`. Such a name belongs to the whole namespace."""
     return {name for body in UNSCOPED.findall(re.sub(r"//.*", "", text)) for name in re.findall(r"\b(k[A-Z]\w*)\b(?=\s*[=,}]|\s*$)", body)}
 
 

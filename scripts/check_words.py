@@ -80,10 +80,10 @@ def tokens(source):
 
 
 def name_of(found, brace):
-    """The name of the pair that begins at `brace`: Enum::kWord of its row, or the constant. None when it is no text."""
+    """The name of the pair that begins at `brace`: Enum::kWord of its row, or the constant. None for other pairs."""
     before = [token.text for token in found[max(0, brace - 5):brace]]
     if before[-1:] == [","]:
-        if before[0] == "(":  # A use of a text with its values.
+        if before[0] == "(":  # This is a use of a text, with its values.
             return None
         return "".join(before[-4:-1]) if before[-3:-2] == ["::"] else ""
     if before[-1:] == ["="]:
@@ -118,7 +118,7 @@ def places(text):
 
 
 def has_lost_choice(text):
-    """Whether a choice between singular and plural has no value before it, or is no whole one."""
+    """Whether a choice between singular and plural is incomplete or has no value before it."""
     lost = any("%" not in text[:choice.start()] for choice in CHOICE.finditer(text))
     return lost or re.search(r"\{[^{}]*\||\|[^{}]*\}", CHOICE.sub("", text)) is not None
 
@@ -152,7 +152,7 @@ def is_sentence(found, k):
 
 
 def published(path_tokens):
-    """The texts whose row ends with a number in the string table. Hosts use them by number, even if no code does."""
+    """The texts whose row ends with a number in the string table. Hosts use them by number, even if no code uses the name."""
     names = set()
     for found in path_tokens.values():
         texts = [token.text for token in found]
@@ -180,7 +180,7 @@ def check(root):
                 complain(path, token.line, f'shown in one language only: "{token.text.strip()}"')
         for k, token in enumerate(found):
             said[token.text] += not token.literal
-            # Another's size counted from its last word says nothing.
+            # The last enumerator of another enumeration gives the size of a list. This is not a use of a text.
             counts = [part.text for part in found[max(0, k - 3):k - 1] + found[k + 2:k + 4]] == [">", "(", ")", "+"]
             if token.text == "::" and not counts:
                 said["".join(part.text for part in found[k - 1:k + 2])] += 1

@@ -138,7 +138,7 @@ def value_of(entry, planned, junctions):
 
 
 def slope_of(entries, planned, junctions):
-    """The plan's unit a unit of the channel, where the readings of a point are."""
+    """The slope at the readings of a point: units of the plan per unit of the channel."""
     if not planned.get("sensor") and "scale" not in planned:
         return 1.0
     raw, step = mean([entry["v"] for entry in entries]), 1e-3

@@ -21,12 +21,12 @@ CLASSES = "HKEY_CURRENT_USER\\Software\\Classes\\"
 KEY = "Software\\Classes\\"  # below the hive of the user
 LIBRARY = "UlixInstrAx.dll"
 ASSEMBLY = "Ulix.Controls"
-# Fixed for ever: by it the system finds an older version to replace.
+# Never change this code. The system uses it to find an older version and to replace it.
 UPGRADE_CODE = "6C1E52E0-9B1B-4B53-8F0B-5B0C2A7D3000"
-# Fixed for the content of a component: a component gets a new id when its files change their names.
+# The id of a component. Change it only when the names of the files in the component change.
 COMPONENT = "6C1E52E0-9B1B-4B53-8F0B-5B0C2A7D30{number:02d}"
 PROCESSORS = {"x64": "amd64", "x86": "x86"}
-# What the registered number of MiscStatus stands for.
+# The names of the flags in the registered number of MiscStatus.
 MISC_STATUS = "recomposeonresize,cantlinkinside,insideout,activatewhenvisible,setclientsitefirst"
 README = """UlixInstrAx {version}: instrument controls for hosts of Windows 10 and later
 
@@ -61,7 +61,7 @@ def run(*command, **options):
 
 
 def exported(path):
-    """The values below the user's classes in an export of the registry: (key, name) to text."""
+    """Reads the values below the user's classes from an export of the registry: (key, name) to text."""
     values, key = {}, None
     for line in path.read_text("utf-16").splitlines():
         if match := re.fullmatch(r"\[(.+)\]", line):
@@ -74,7 +74,7 @@ def exported(path):
 
 
 def registration(library):
-    """What the library registers for a user. Its own path is left open: {path}, and {folder} for its folder."""
+    """The entries that the library registers for a user. {path} stands for its own path, {folder} for its folder."""
     with tempfile.TemporaryDirectory() as folder:
         env = {name: value for name, value in os.environ.items() if name not in ("DISPLAY", "XAUTHORITY")}
         env |= {"WINEPREFIX": f"{folder}/wine", "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree=;mshtml="}
@@ -99,15 +99,15 @@ def registration(library):
     folder_of = windows.rpartition("\\")[0]
     return {(key, name): text.replace(windows, "{path}").replace(folder_of, "{folder}")
             for (key, name), text in new.items()
-            # A key is kept for itself where it holds nothing: its presence is the information.
+            # An empty key is kept too, because its presence is the information.
             if name is not None or (key not in has_value and key not in keys_above)}
 
 
 def placed(values, bits, platform):
-    """The values of one library's registration, where a system of that platform keeps them.
+    """The values that one library registers, under the keys that a system of that platform uses for them.
 
-    The 32-bit library is registered like the 64-bit one. A 64-bit Windows has a place of its own for the classes of
-    32-bit programs; names and type libraries are for both."""
+    The 32-bit library is registered like the 64-bit one. A 64-bit Windows has separate keys for the classes of
+    32-bit programs. It has one set of names and type libraries for both bitnesses."""
     for (key, name), text in sorted(values.items(), key=lambda row: (row[0][0], row[0][1] or "")):
         if bits == "x86":
             key = key.replace("\\0\\win64", "\\0\\win32")
@@ -126,7 +126,7 @@ def rows(values, bits, platform):
 
 
 def component(bits, number, values, platform):
-    # What a 64-bit component writes stands where it says, also for 32-bit programs.
+    # A 64-bit component writes to the keys that it names, without redirection. This holds for 32-bit programs too.
     wide = ' Win64="yes"' if platform == "x64" else ""
     return f"""
           <Directory Id="FOLDER{bits}" Name="{bits}">
@@ -142,7 +142,7 @@ def component(bits, number, values, platform):
 
 
 def wix(platform, version, values):
-    """The source of an MSI. That for 64-bit Windows has both libraries."""
+    """The source of an MSI. The MSI for 64-bit Windows contains both libraries."""
     parts = {"x64": 10, "x86": 11} if platform == "x64" else {"x86": 12}
     folders = "".join(component(bits, number, values, platform) for bits, number in parts.items())
     used = [f"Files{bits}" for bits in parts]
@@ -171,7 +171,7 @@ def wix(platform, version, values):
 
 
 def assembly_manifest(values, bits):
-    """The manifest by which the system finds the classes beside a host program, without the registry."""
+    """The manifest that lets a host program use the classes beside it without the registry."""
     at = {key: text for (key, name), text in values.items() if name in ("", None)}
     library = next(key.split("\\")[1] for key in at if key.startswith("TypeLib\\"))
     classes, interfaces = [], []
