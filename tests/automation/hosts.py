@@ -1,4 +1,4 @@
-"""Runs hosts that nobody here wrote for: the examples, and a client written from the published interface alone.
+"""Runs the example hosts, and a client that is written from the published interface alone.
 
 Run as: python3 hosts.py library=FILE usb_helper=FILE interface_client=FILE example=FILE pascal_host=FILE [googletest
 options of the interface client]
@@ -8,7 +8,7 @@ import os
 import re
 
 from server import ROOT, Server, instruments, main, windows_path
-# From the folder that the one above knows.
+# This module is in the folder that the line above adds.
 import port_servers
 from serial_instrument import Reply, SILENCE, SerialInstrument
 
@@ -22,7 +22,7 @@ class LoopedInstrument(SerialInstrument):
     900 on it does not answer."""
 
     def __init__(self):
-        # The first pattern that fits a command answers it.
+        # The first pattern that matches a command gives the answer.
         rows = {r"OUT (?P<out>-?\d+\.\d{6})": None, r"MEAS\?": "{out} V"} | instruments.KELVO10.commands
         rows[r"MEAS\?"] = "{out} V"
         super().__init__(instruments.KELVO10._replace(commands=rows, state={"out": "0.000000"}))
@@ -36,7 +36,7 @@ class LoopedInstrument(SerialInstrument):
 
 
 class Hosts(Server):
-    env, server_prefix = os.environ, ()  # of the servers of ports
+    env, server_prefix = os.environ, ()  # for the servers of ports
 
     def instrument(self, unit):
         self.addCleanup(unit.close)
@@ -46,13 +46,13 @@ class Hosts(Server):
         return self.instrument(instruments.kelvo10())
 
     def run_on(self, unit, *command):
-        """What a host prints that is given the port of an instrument."""
+        """The output of a host that gets the port of an instrument."""
         printed = self.succeed("--com", f"{PORT}={unit.device}", *command, str(PORT))
         self.assertIn("*IDN?\n", unit.wire().decode())
         return printed
 
     def test_hosts(self):
-        # A registration takes longer than all of them.
+        # One registration for all hosts: it takes longer than all of them together.
         with self.registered():
             for host in (self.published_interface_client, self.cpp_example, self.cpp_example_on_mapped_ports, self.pascal_example,
                          self.script_examples, self.script_that_is_the_controller):
@@ -64,7 +64,7 @@ class Hosts(Server):
         links = ["--com", f"{LOOPED_PORT}={looped.device}", "--com", f"{OTHER_PORT}={other.device}"]
         env = os.environ | {"ULIX_TEST_LOOPED_PORT": str(LOOPED_PORT), "ULIX_TEST_OTHER_PORT": str(OTHER_PORT)}
         printed = self.succeed(*links, self.built["interface_client"], *self.options, env=env, seconds=240)
-        # A program that crashed ends as if all were well.
+        # A program that crashed can still exit with 0.
         self.assertIn("[  PASSED  ]", printed)
         print(re.search(r"\d+ tests? from \d+ test suites? ran.*", printed)[0])
 
@@ -72,7 +72,7 @@ class Hosts(Server):
         self.assertEqual(self.run_on(self.kelvo10(), self.built["example"]).count("IN: 12.345"), 3)
 
     def cpp_example_on_mapped_ports(self):
-        """The instrument is behind a serial port server; the host says a port number as for a serial port."""
+        """The instrument is behind a serial port server; the host uses a port number as for a serial port."""
         for server, mapped in ((port_servers.pyserial, self.in_environment), (port_servers.socat, self.in_registry)):
             with self.subTest(server.__name__):
                 unit = self.kelvo10()

@@ -1,4 +1,4 @@
-"""Runs the automation tests: a client that knows the type library, the registrations, what the library needs of a system.
+"""Runs the automation tests: a client that knows the type library, the registrations, the needs of the library.
 
 Run as: python3 run.py library=FILE usb_helper=FILE simulator=FILE client=FILE [googletest options of the client]
 """
@@ -19,8 +19,8 @@ SYSTEM_LIBRARIES = {"ADVAPI32.dll", "COMCTL32.dll", "COMDLG32.dll", "GDI32.dll",
                     "ole32.dll", "OLEAUT32.dll", "SHELL32.dll", "SHLWAPI.dll", "USER32.dll", "VERSION.dll",
                     "WINSPOOL.DRV", "WS2_32.dll"}
 
-# A Kelvo10's configuration as another program writes it, each value after its type: version, input and output, link, two
-# groups, highest id, directions.
+# The configuration of a Kelvo10 as another program writes it. Each value follows its type: version, input and output,
+# link, two groups, highest id, directions.
 UI4, UI2, UI1, R4, I2 = (19, "I"), (18, "H"), (17, "B"), (4, "f"), (2, "h")
 STREAM = b"".join(struct.pack("<H" + form, kind, value) for (kind, form), value in [
     (UI4, 0x00010000), (UI4, 7), (UI4, 3), (UI1, 2), (R4, 21.5), (UI4, 1), (UI1, 0), (R4, 0), (UI1, 2),
@@ -35,7 +35,7 @@ class Automation(Server):
         with self.registered("/n", "/i:user"):
             self.assertEqual(keys("HKLM"), [])
             self.assertGreater(len(keys("HKCU")), 50)
-            # Windows shows programs the user's classes before the machine's. This Wine does not, so they are copied.
+            # This Wine, unlike Windows, finds only the classes of the machine. So those of the user are copied.
             with tempfile.NamedTemporaryFile(suffix=".reg") as file:
                 self.succeed("regedit", "/e", windows_path(file.name), "HKEY_CURRENT_USER" + CLASSES)
                 text = pathlib.Path(file.name).read_text("utf-16")
@@ -72,7 +72,7 @@ class Automation(Server):
             if self.options:
                 print(output)
                 return
-            # The version is the library's own. The rest is as given, followed by the part of the host's form.
+            # The version is that of the library. The rest is as given, and then comes the part of the host's form.
             self.assertEqual(kept.read_bytes()[12:len(STREAM)], STREAM[12:])
             self.assertEqual(len(kept.read_bytes()), len(STREAM) + 12)
             for wanted in ("*IDN?", "REM", "MEAS?", "OUT 100.099998", "OPER", "LOC"):

@@ -1,6 +1,6 @@
-"""The component server as its hosts find it, under Wine: registered, with instruments on real terminals, taken away.
+"""Tests of the component server under Wine: it is registered, used with instruments on terminals, and removed.
 
-The tests that use it are given what was built by name: NAME=FILE..., then options of the test program, if any.
+The tests get the built files as NAME=FILE..., then options of the test program, if any.
 """
 
 import contextlib
@@ -21,11 +21,11 @@ import instruments  # noqa: E402
 from adt761_instrument import Adt761Instrument  # noqa: E402
 from serial_instrument import SerialInstrument  # noqa: E402
 
-# The Wine of the build's bitness.
+# The Wine for the bitness of the build.
 WINE = os.environ["ULIX_WINE"]
 HIVES = {"HKCU": "HKEY_CURRENT_USER", "HKLM": "HKEY_LOCAL_MACHINE"}
 CLASSES = r"\Software\Classes"
-# The library's own ids, from the table of the controls.
+# The ids of the library, from the table of the controls.
 IDS = re.findall(r"[0-9A-F]{8}(?:-[0-9A-F]{4}){3}-[0-9A-F]{12}", (ROOT / "controls" / "controls.def").read_text())
 OURS = re.compile("|".join(["UlixInstr", "UlixSetup", "6C1E52E0-9B1B", "A8DFAD2D-D3C9", "3DC98EAA-4F18", "5AC86136-E359",
                             "DA58B7C1-26DF", "9861775B-4481", *IDS]), re.I)
@@ -42,7 +42,7 @@ def windows_path(path):
 
 
 def wine(*arguments, seconds=180, **options):
-    """Runs a Windows program. Ends it and its children when it takes too long."""
+    """Runs a Windows program. Ends the program and its children if it takes too long."""
     with subprocess.Popen([WINE, *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
                           **options) as process:
         try:
@@ -66,10 +66,10 @@ def keys(hive):
 
 class Server(unittest.TestCase):
     built = {}  # files by name
-    options = ()  # of the test program
+    options = ()  # for the test program
 
     def setUp(self):
-        # The library looks for the USB helper library in its own folder. Here that is a simulated one.
+        # The library looks for the USB helper library in its own folder. Here this is a simulated one.
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         for file in (self.built["library"], self.built["usb_helper"]):
@@ -95,7 +95,7 @@ class Server(unittest.TestCase):
             self.assertEqual(keys(hive), [], "left behind")
 
     def simulated(self, model, *options):
-        """The device path of a simulated instrument, for a logger, whose memory a table of commands cannot describe."""
+        """The device path of a simulated logger. A table of commands cannot describe the memory of a logger."""
         process = subprocess.Popen([self.built["simulator"], "simulate", model, *options], stdout=subprocess.PIPE, text=True)
 
         def end():
@@ -117,7 +117,7 @@ class Server(unittest.TestCase):
 
     @contextlib.contextmanager
     def coming_late(self, folder, device):
-        """A link to the device. It is made five seconds after the file `wanted` and removed with it."""
+        """A link to the device. The link appears five seconds after the file `wanted` and is removed with that file."""
         wanted, link, over = folder / "wanted", folder / "late", threading.Event()
 
         def watch():

@@ -1,6 +1,7 @@
 """An Additel ADT761 pressure calibrator on a pseudo terminal, written from its frames alone.
 
-A frame is one byte of prefix, the text and a NUL; it is answered by ":F:" and more (accepted) or ":E:" (refused) and a NUL.
+A frame is one byte of prefix, the text and a NUL. The answer is ":F:" and a text (accepted) or ":E:"
+(refused), and a NUL.
 """
 
 import re
@@ -13,8 +14,9 @@ ORDERS = re.compile(r":W:OKEYLOCK:0|:W:OIPMUNIT:1|:W:CSV:-?\d+\.\d\d|:W:SMAVAL:-
 
 
 class Adt761Instrument(SerialInstrument):
-    """`item` is the quantity that the instrument measures. `answers` maps a command to its answer. A key has no prefix,
-    and that of a write has no value. Any other command, such as the release of the keypad, is accepted."""
+    """`item` is the quantity that the instrument measures. `answers` maps a command to its answer. The commands are
+    without the prefix, those that write also without the value. Any other command, such as
+    the release of the keypad, is accepted."""
 
     def __init__(self, answers=(), item="V", prefix=PREFIX):
         usual = {":R:OTYPE": ":F:OTYPE:Additel 761", ":R:MITEM": ":F:MITEM:" + item, ":R:SITEM": ":F:SITEM:MA",

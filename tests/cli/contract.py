@@ -20,7 +20,7 @@ from serial_instrument import TEST_LIMIT
 ULIX = "ulix"
 # Under Wine ports have other names, several programs can open one port, and the program offers no pseudo terminals.
 UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
-# The kind of server (port_servers.py) behind which every serial instrument is; empty: it is on a terminal.
+# The kind of server (port_servers.py) in front of every serial instrument. Empty means none: it is on a terminal.
 PORT_SERVER = os.environ.get("ULIX_PORT_SERVER", "")
 on_terminals_only = unittest.skipIf(PORT_SERVER, "a port behind a server has no such state, or none that it tells")
 NO_PORT = "ulix: 0x80044400 Unable to open communication\n"
@@ -32,28 +32,28 @@ def sets(**fields):
 
 
 class ContractTest(unittest.TestCase):
-    server_prefix = ()  # how the programs of port_servers.py are started
-    program = None  # the one under test, unless a test sets another
+    server_prefix = ()  # put before the commands of port_servers.py
+    program = None  # the program under test, unless a test sets another
     maxDiff = None
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        # The user's ports and language are removed. Local time is seven hours ahead of UTC, so that a test sees UTC used
-        # in its place.
+        # The user's ports and language are removed. Local time is seven hours ahead of UTC, so that a test notices if
+        # UTC is used in its place.
         self.env = {key: value for key, value in os.environ.items() if not key.startswith(("ULIX_", "LC_", "XDG_"))}
         self.env |= {"HOME": folder.name, "LANG": "C", "TZ": "TST-7"}
 
     def plug_in(self, unit):
         self.addCleanup(unit.close)
         if PORT_SERVER:
-            unit.idle_turns_to_end = 30  # what a server has not passed on yet
+            unit.idle_turns_to_end = 30  # a server may still hold bytes back
             unit.device = port_servers.KINDS[PORT_SERVER](self, unit.device)
         return unit
 
     def file(self, values):
-        """Makes a file of bytes, or a configuration file of values."""
+        """Makes a file from bytes, or a configuration file from values."""
         path = self.folder / "file.cfg"
         path.write_bytes(values if isinstance(values, bytes) else encode(values))
         return path
@@ -75,15 +75,15 @@ class ContractTest(unittest.TestCase):
         return 1 if UNDER_WINE else max(1, (time.monotonic() - began) / usual)
 
     def short_timeout(self):
-        """Milliseconds within which an instrument of a test surely answers, on a machine as slow as it is at present."""
+        """A timeout in milliseconds that the instruments of a test keep, even if the machine is slow at present."""
         return int((2000 if UNDER_WINE else 400) * self.pace())
 
     def short_waits(self, unit):
-        """The options of a connection to an instrument of which a reply is missing."""
+        """The options of a connection to an instrument that leaves a reply out."""
         return [*unit.address, "--timeout", str(self.short_timeout())]
 
     def assert_took(self, began, least):
-        """Expects the time since `began` to be `least` seconds, and not a multiple of it."""
+        """Expects the time since `began` to be at least `least` seconds, but not a multiple of it."""
         took = time.monotonic() - began
         self.assertGreaterEqual(took, least)
         self.assertLess(took, least + 4 * self.pace())
@@ -121,7 +121,7 @@ class ContractTest(unittest.TestCase):
 
 
 def have_own_semaphores():
-    """Gives this test its own machine-wide locks, where the user may, so that it does not wait for other programs."""
+    """Gives this test its own machine-wide locks, if the system allows it. Other programs then cannot delay it."""
     new_ipc_namespace = 0x08000000
     if sys.platform == "linux":
         ctypes.CDLL(None).unshare(new_ipc_namespace)
@@ -130,7 +130,7 @@ def have_own_semaphores():
 def main():
     global ULIX
     have_own_semaphores()
-    # A test that hangs says where, before its time is up.
+    # A test that hangs prints its stacks before its time is over.
     faulthandler.dump_traceback_later(280, repeat=True)
     ULIX = os.path.abspath(sys.argv.pop(1))
     unittest.main(verbosity=2)

@@ -1,4 +1,4 @@
-"""The serial instruments, each written from its published command set alone: a table of commands and answers."""
+"""The serial instruments, each as a table of commands and answers, written from its published command set alone."""
 
 from serial_instrument import CommandSet, SerialInstrument
 
@@ -12,7 +12,7 @@ def range_calibrator(name):
 
 KELVO10, CMX310 = range_calibrator("KELVO10"), range_calibrator("CMX310")
 
-# The address-framed protocol (the byte after ETX is the block check), and the line protocol, whose answers begin with STX.
+# Two protocols: one with addresses (the byte after ETX is the block check), one with lines (answers begin with STX).
 ISOTECH = CommandSet({r"\x04(\d)\1(\d)\2\x02SL ?[ -]*\d+(?:\.\d)?\x03.": "\x06",
                       r"\x02ST0[+-]\d{5}\.\d{6}\r\n": "\x02ST\r\n", r"\x02OC\r\n": "\x02OC\r\n",
                       r"\x02CP\r\n": "\x02CP\r\n"},

@@ -1,7 +1,7 @@
 """A Memolog logger on TCP or on a pseudo terminal, written from its register conventions alone.
 
-Every request is kept as (function, address, count or words); answers can be ordered to come late, short, under another
-transaction, as an exception, or not at all, from a given request on.
+Every request is kept as (function, address, count or words); from a given request on, answers
+can come late, short, with another transaction number, as an exception, or not at all.
 """
 
 import os
@@ -52,7 +52,7 @@ class Memolog:
         self.slave, self.identity, self.name, self.serial = slave, identity, name, serial
         self.blocks = {}  # block number from 1: list of 8-byte records
         self.program = []  # lists of words
-        self.incoming = None  # while in program mode
+        self.incoming = None  # not None in program mode
         self.frozen, self.freezes = set(), []
         self.recording, self.freezes_itself = 0, 0
         self.lock_register = 0
@@ -83,11 +83,11 @@ class Memolog:
 
     @property
     def where(self):
-        """The options of a connection on which every reply is waited for."""
+        """The options of a connection that waits for every reply."""
         return [*self.address, *PATIENT]
 
     def wait_for(self, request):
-        """Waits until the request has come."""
+        """Waits until the request has arrived."""
         end = time.monotonic() + TEST_LIMIT
         while request not in list(self.requests):
             if time.monotonic() > end:
@@ -145,7 +145,7 @@ class Memolog:
         return 9 + data[6] if data[1] == WRITE else 8
 
     def _answer(self, frame, send):
-        """True when the connection is to be dropped."""
+        """True if the connection must be dropped."""
         head, unit, pdu = (b"", frame[0], frame[1:-2]) if self.serial else (frame[:4], frame[6], frame[7:])
         if self.serial and crc16(frame[:-2]) != frame[-2:]:
             self.requests.append(("bad check", frame))

@@ -1,6 +1,6 @@
-"""Serial port servers of this machine: socat, ser2net, python3-serial's own, and `ulix serve`.
+"""Serial port servers of this machine: socat, ser2net, the server of python3-serial, and `ulix serve`.
 
-Each function starts one for a terminal and gives the URL of the port. It ends with the test.
+Each function starts a server for a terminal and returns the URL of the port. The server ends with the test.
 """
 
 import contextlib
@@ -17,7 +17,7 @@ import contract
 
 SER2NET = shutil.which("ser2net") or shutil.which("ser2net", path="/usr/sbin")
 PYSERIAL = pathlib.Path("/usr/share/doc/python3-serial/examples/rfc2217_server.py")
-# The server fails on a terminal without modem lines. A pseudo terminal has none, so they are made up.
+# The server fails on a terminal without modem lines. A pseudo terminal has none, so this code gives it some.
 ON_TERMINALS = """
 import runpy, serial.serialposix as posix, sys
 for line in ("cts", "dsr", "ri", "cd"):
@@ -42,8 +42,8 @@ def start(test, *command, **options):
 
 
 def start_on_port(test, host, command, **options):
-    """Starts a server that takes a port number and has no way to say which one it got. `command` makes its command
-    line. Another program may take the port first: then another one is tried."""
+    """Starts a server that takes a port number, because it cannot tell which free one it took itself. `command` makes
+    its command line. Another program may take the port first; then another port is tried."""
     for _ in range(20):
         port = free_port(host)
         process = start(test, *command(port), **options)
@@ -52,7 +52,7 @@ def start_on_port(test, host, command, **options):
             listener = listening_socket(process, port)
             if listener and listener in open_sockets(process):
                 return port
-            if listener:  # another program's
+            if listener:  # the listener of another program
                 break
             time.sleep(0.01)
         process.kill()
@@ -60,7 +60,7 @@ def start_on_port(test, host, command, **options):
 
 
 def free_port(host="127.0.0.1"):
-    """A port that no program has, from those that the kernel gives to nobody by itself."""
+    """A free port, of those that the kernel does not give out by itself."""
     family = socket.AF_INET6 if ":" in host else socket.AF_INET
     while True:
         port = random.randrange(15000, 32000)
@@ -70,8 +70,8 @@ def free_port(host="127.0.0.1"):
 
 
 def listening_socket(process, port):
-    """The number of the socket that listens on this port in the process's network, as the kernel's table gives it; a
-    connection would take the only place of some servers."""
+    """The number of the socket that listens on this port in the process's network, from the table of the kernel. A test
+    connection is no way to find out, because some servers take one client only."""
     for table in (pathlib.Path(f"/proc/{process.pid}/net/{name}") for name in ("tcp", "tcp6")):
         for fields in (line.split() for line in table.read_text().splitlines()[1:]):
             if fields[1].endswith(f":{port:04X}") and fields[3] == "0A":
@@ -82,7 +82,7 @@ def listening_socket(process, port):
 def open_sockets(process):
     targets = set()
     for descriptor in pathlib.Path(f"/proc/{process.pid}/fd").iterdir():
-        with contextlib.suppress(OSError):  # closed meanwhile
+        with contextlib.suppress(OSError):  # the file was closed meanwhile
             targets.add(os.readlink(descriptor))
     return targets
 
@@ -91,8 +91,8 @@ def bracketed(host):
     return f"[{host}]" if ":" in host else host
 
 
-# Without a short -t the program of the last client still reads the line when the next one comes. On its end it puts the
-# terminal back to its first settings, which would disturb the next one: they serve one after the other.
+# Without a short -t, the process of the last client still reads the line when the next client comes. When that process
+# ends, it restores the first settings of the terminal and would disturb the next client. So clients are served in turn.
 def socat(test, device, host="127.0.0.1"):
     family = "TCP6" if ":" in host else "TCP"
     port = start_on_port(test, host, lambda port: [
@@ -119,7 +119,7 @@ def ser2net_raw(test, device, host="127.0.0.1"):
 
 
 def ser2net_kicking(test, device, host="127.0.0.1"):
-    """A new client takes the line from one that is connected, and perhaps dead."""
+    """A new client takes the line from the one that is connected, because that one may be dead."""
     return ser2net(test, device, host, option="kickolduser: true")
 
 

@@ -1,6 +1,7 @@
 """A serial instrument on a pseudo terminal, described by the table of its command set alone.
 
-Every byte that arrives is kept with its time of arrival; every answer can be ordered: late, dripped, cut, missing.
+Every byte that arrives is kept with its time of arrival; every answer can be made late, slow, cut
+short or missing.
 """
 
 import os
@@ -13,7 +14,8 @@ from typing import NamedTuple
 
 
 class Reply(NamedTuple):
-    """The bytes of one answer: sent `delay` seconds late, `drip` seconds apart. With `vanish` the line then goes away."""
+    """The bytes of one answer: the first is `delay` seconds late, the next ones `drip` seconds apart. With `vanish`
+    the line then goes away."""
     data: bytes = b""
     delay: float = 0.0
     drip: float = 0.0
@@ -22,9 +24,9 @@ class Reply(NamedTuple):
 
 SILENCE = Reply()
 
-# Options for a test in which every reply comes, on however slow a machine.
+# Options for a test in which every reply comes, even on a very slow machine.
 PATIENT = ["--timeout", "20000"]
-TEST_LIMIT = 60  # seconds; longer than anything takes that a test waits for
+TEST_LIMIT = 60  # seconds; a test never waits that long
 
 
 class CommandSet(NamedTuple):
@@ -32,7 +34,7 @@ class CommandSet(NamedTuple):
     when there is no answer. The named groups of a pattern are stored in the instrument's state. Braces in an answer are
     filled from that state. A command is the first group of `frame`."""
     commands: dict
-    end: bytes = b"\n"  # of an answer
+    end: bytes = b"\n"  # the end of an answer
     frame: bytes = rb"([^\n]*)\n"
     state: dict = {}
 
@@ -49,25 +51,25 @@ class SerialInstrument:
         self._frame = re.compile(command_set.frame, re.DOTALL)
         self.state = dict(command_set.state)
         self.commands = []  # (monotonic seconds, whole command)
-        self.unknown = []  # commands that it has not
-        self.speed, self.two_stop_bits = None, None  # of the terminal when the last bytes came
-        self.line_settings = set()  # all that these two have been
+        self.unknown = []  # commands that are not in the table
+        self.speed, self.two_stop_bits = None, None  # settings of the terminal when the last bytes came
+        self.line_settings = set()  # all pairs of these two so far
         self._received = []  # (monotonic seconds, bytes)
         self._outbox = []  # (due, bytes, vanish), in order of sending
         self._partial = b""
         self._idle_turns = 0
-        self.idle_turns_to_end = 2  # without a byte: then all have come
+        self.idle_turns_to_end = 2  # turns without a byte, after which all bytes have come
         self._turned = threading.Condition()
         self._ended = False
         self._master, slave = os.openpty()
         self.device = os.ttyname(slave)
-        os.close(slave)  # held open, it would hide what a program does to the line on opening it
+        os.close(slave)  # an open slave would hide how a program changes the line when it opens it
         self._thread = threading.Thread(target=self._serve, daemon=True)
         self._thread.start()
 
     @property
     def where(self):
-        """The options of a connection on which every reply is waited for."""
+        """The options of a connection that waits for every reply."""
         return [*self.address, *PATIENT]
 
     @property
@@ -88,7 +90,7 @@ class SerialInstrument:
         return [when for when, text in self.commands if text == command]
 
     def wait_for(self, command, count=1):
-        """Waits until the command has come so many times."""
+        """Waits until the command has arrived the given number of times."""
         self._wait(lambda: len(self.times(command)) >= count)
 
     def wait_sent(self):
@@ -108,7 +110,7 @@ class SerialInstrument:
             idle = not any(event & select.POLLIN for _, event in ready)
             if not idle:
                 self._receive(os.read(self._master, 4096), time.monotonic())
-            elif ready:  # nobody has the line open, which a poll reports at once
+            elif ready:  # no program has the line open: a poll returns at once
                 time.sleep(0.001)
             while self._outbox and not self._ended and self._outbox[0][0] <= time.monotonic():
                 os.write(self._master, self._outbox[0][1])

@@ -1,4 +1,4 @@
-"""What a user types at `ulix` for an ADT760: with helper libraries beside the program, and over an emulated USB."""
+"""What a user types at `ulix` for an ADT760: with helper libraries beside the program, and over emulated USB."""
 
 import json
 import pathlib
@@ -23,7 +23,7 @@ class Adt760ContractTest(ContractTest):
         self.build = pathlib.Path(contract.ULIX).parent
 
     def with_library(self, library=None):
-        """Puts this helper library, or none, beside the program."""
+        """Puts this helper library beside the program, or removes it."""
         shutil.copy(self.build / "ulix", self.folder / "ulix")
         if library:
             shutil.copy(library, self.folder / LIBRARY)
@@ -56,7 +56,7 @@ class Adt760ContractTest(ContractTest):
 
 @unittest.skipUnless(usb_testbed.available(), "no umockdev-run here")
 class EmulatedUsbTest(ContractTest):
-    """The program with the libusb helper library, over a device that umockdev emulates."""
+    """The program with the libusb helper library, with a device that umockdev emulates."""
 
     def setUp(self):
         super().setUp()
@@ -67,7 +67,7 @@ class EmulatedUsbTest(ContractTest):
             self.skipTest("a sanitizer and umockdev both want to be loaded first")
 
     def over_usb(self, args, *exchanges, others=(), **how):
-        """`others` are the numbers of identical devices that nobody can have."""
+        """`others` are the numbers of identical devices that cannot be opened."""
         devices = [usb_testbed.description(0x0483, 0x5740, number) for number in others]
         devices.append(usb_testbed.description(0x0483, 0x5740, **how))
         (self.folder / "device").write_text("\n".join(devices))
@@ -81,10 +81,10 @@ class EmulatedUsbTest(ContractTest):
 
     def test_identify(self):
         self.assertEqual(self.over_usb(["identify", "adt760"], *self.HELLO), (0, "Additel,HPC-HOST,1,V1\n", ""))
-        for others in ((6,), (8,), (6, 8)):  # whichever the system lists first
+        for others in ((6,), (8,), (6, 8)):  # before and after it in the list of the system
             got = self.over_usb(["identify", "adt760"], *self.HELLO, others=others)
             self.assertEqual(got, (0, "Additel,HPC-HOST,1,V1\n", ""), others)
-        # A full packet is followed by another one.
+        # After a full packet comes another one.
         longer = "HPC-HOST," + "x" * 55, "y" * 9 + "\n"
         answer = self.over_usb(["identify", "adt760"], ("*CLS\n",), ("*IDN?\n", *longer))
         self.assertEqual(answer, (0, "".join(longer), ""))
@@ -96,7 +96,7 @@ class EmulatedUsbTest(ContractTest):
         self.assertEqual((status, err, row["value"]), (0, "", 1013.25))
         talk[-1] = ("SYST:ERR?\n", '-113,"Undefined header"\n')
         self.assertEqual(self.over_usb(["read", "adt760", "1"], *talk)[2], "ulix: 0x80046304 Scpi command error\n")
-        # A command that the device does not take, and one that it does not answer.
+        # First a command that the device does not accept, then one that it does not answer.
         self.assertEqual(self.over_usb(["read", "adt760", "0"], *talk)[2], "ulix: 0x80046602 Unable to send command\n")
         status, _, err = self.over_usb(["read", "adt760", "1"], *self.HELLO, ("MEAS:PRES2?\n",))
         self.assertEqual((status, err), (1, "ulix: 0x80046603 Unable to read answer\n"))

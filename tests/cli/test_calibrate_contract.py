@@ -1,4 +1,4 @@
-"""`ulix calibrate` and `ulix watch` on simulated instruments: plans, runs, interruptions, what a run leaves behind.
+"""`ulix calibrate` and `ulix watch` on simulated instruments: plans, runs, interruptions, and the files of a run.
 
 Run as: python3 test_calibrate_contract.py PATH_TO_ULIX [unittest arguments]
 """

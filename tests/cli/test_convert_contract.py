@@ -70,7 +70,7 @@ POINTS_OF_A_TYPE = 1500
 
 
 def emf(kind, celsius):
-    """In mV; `celsius` is a Fraction."""
+    """The voltage in mV. `celsius` is a Fraction."""
     pieces = [piece for piece in PIECES if piece[0] == kind]
     _, _, _, coefficients = next((piece for piece in pieces if celsius <= piece[2]), pieces[-1])
     total = sum(c * celsius ** k for k, c in enumerate(coefficients))
@@ -82,7 +82,7 @@ def emf(kind, celsius):
 
 
 def temperatures(kind):
-    """Ends of the range and multiples of a 16384th of a degree between them, which a double holds exactly."""
+    """The ends of the range, and between them multiples of 1/16384 degree, which a double holds exactly."""
     low = min(piece[1] for piece in PIECES if piece[0] == kind)
     high = max(piece[2] for piece in PIECES if piece[0] == kind)
     step = (high - low) / (POINTS_OF_A_TYPE - 1)
@@ -104,7 +104,7 @@ class ThermocoupleTables(ContractTest):
             voltages = self.convert(kind, "--celsius", *(repr(float(t)) for t in celsius))
             for t, mine, theirs in zip(celsius, expected, voltages, strict=True):
                 self.assertAlmostEqual(mine, theirs, delta=1e-10, msg=f"{kind} {float(t)}")
-            # Below, type B has two temperatures for one voltage.
+            # Below this voltage type B has two temperatures for one voltage.
             back = [(float(t), v) for t, v in zip(celsius, expected) if kind != "B" or v > 0.2911]
             for (t, _), theirs in zip(back, self.convert(kind, "--mv", *(repr(v) for _, v in inside(kind, back))), strict=True):
                 self.assertAlmostEqual(t, theirs, delta=1e-3, msg=kind)
@@ -113,7 +113,7 @@ class ThermocoupleTables(ContractTest):
 
 
 def inside(kind, rows):
-    """Moves the voltages of both ends into the range by one rounding."""
+    """Moves the voltages of both ends into the range by one step of rounding."""
     low, high = rows[0], rows[-1]
     return [(low[0], low[1] + 1e-9), *rows[1:-1], (high[0], high[1] - 1e-9)]
 

@@ -23,10 +23,10 @@ from test_calibrate_contract import PLAN
 
 
 class Browser:
-    """Chromium without a screen, asked through a pipe."""
+    """Chromium without a screen, controlled through a pipe."""
 
     def __init__(self):
-        # Its helpers may write to the folder until they are gone too.
+        # The processes of the browser may write to the folder until they have ended too.
         self.folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         asks, self.sends = os.pipe()
         self.receives, answers = os.pipe()
@@ -69,7 +69,7 @@ class Browser:
 
 class LiveTest(ContractTest):
     def serve(self, *arguments):
-        """Starts the program with a live page. Its address."""
+        """Starts the program with a live page and returns the address of the page."""
         program = subprocess.Popen([contract.ULIX, *map(str, arguments)], env=self.env, stdin=subprocess.DEVNULL,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         self.addCleanup(program.stderr.close)
@@ -95,7 +95,7 @@ class LiveTest(ContractTest):
         return connection.getresponse()
 
     def events(self, address):
-        """The events of a stream, as they come."""
+        """The events of a stream, as they arrive."""
         name = None
         for line in self.request(address, path="/events"):
             text = line.decode().rstrip("\n")
@@ -139,7 +139,7 @@ class Served(LiveTest):
         self.assertIsInstance(series["value"], float)
         self.assertEqual(series["quality"], "good")
         again = next(self.events(address))[1]
-        self.assertGreaterEqual(len(again["all"]), 3)  # a page has the past too
+        self.assertGreaterEqual(len(again["all"]), 3)  # a page shows earlier scans too
         program.send_signal(signal.SIGINT)
         self.assertEqual([name for name, _ in events if name != "frame"], ["end"])
         self.assertEqual(program.wait(TEST_LIMIT), 0)
@@ -183,7 +183,7 @@ class InBrowser(LiveTest):
         self.wait_for(browser, "recent.length > 10")
         for part in ("Voie", "Dérive / max", "en direct", "référence", "Depuis le début"):
             self.wait_for(browser, f"document.body.innerText.includes('{part}')")
-        browser.value("for (let k = 0; k < 100000; ++k) keep([1e6 + k, 1, 2]); 1")  # a day and more
+        browser.value("for (let k = 0; k < 100000; ++k) keep([1e6 + k, 1, 2]); 1")  # more than a day
         self.assertLessEqual(browser.value("recent.length"), 600)
         self.assertLessEqual(browser.value("all.length"), 2400)
 

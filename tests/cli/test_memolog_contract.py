@@ -102,7 +102,7 @@ class MemologTest(contract.ContractTest):
             sent += [frame_writes([5, len(record)] + record) for record in PROGRAM] + [frame_writes([6, 0])]
             init = (WRITE, TEXT, [0x494E, 0x4954, 0x4F55, 0x4900])
             self.assertEqual(logger.requests, IDN + [init] + sum(sent, []))
-            # 60 words go as one block; 61 as two, the one register first.
+            # 60 registers go as one block. 61 go as two, the block of one register first.
             self.assertEqual([len(write[2]) for write in sent[2]], [60])
             self.assertEqual([(write[1], len(write[2])) for write in sent[3]], [(FRAME + 60, 1), (FRAME, 60)])
             self.assertEqual((logger.program, logger.incoming), (PROGRAM, None))
@@ -129,13 +129,14 @@ class MemologTest(contract.ContractTest):
             self.fail_with(CODES["invalid"], "program", "memolog", "check", self.file(data))
         for missing in self.folder / "none", self.folder:
             self.fail_with(CODES["open"], "program", "memolog", "send", missing, *logger.where)
-        if not contract.UNDER_WINE:  # whose arguments are in the system's code page
+        if not contract.UNDER_WINE:  # Wine's arguments are in the system's code page
             named = self.file(good).rename(self.folder / "é€.p90")
             self.succeed("config", "memolog", "send", "--set", f"program-file={named}", *logger.where)
             self.assertEqual(logger.program, PROGRAM)
             status, _, err = self.ulix("config", "memolog", "send", "--set", "program-file=日本.p90", *logger.where)
             self.assertRegex(f"{status} {err}", "2 ulix: --set: .*日本.p90'; takes a text in Windows-1252")
-        # Any of the maker's program files can be sent, its mark in upper or lower case. The file dialog lists loggers' only.
+        # Every program file of the maker can be sent, with its mark in upper or lower case. The file dialog lists only
+        # those of loggers.
         other = self.file(program_file([], identity=b"XULIX,OTHER", mark=b"Program File", tail=b"\0\0"))
         self.fail_with(CODES["invalid"], "program", "memolog", "check", other)
         logger.requests.clear()
@@ -219,12 +220,12 @@ class MemologTest(contract.ContractTest):
         self.assertEqual(lines[:2] + lines[64:], ["time,channel,value,error", "1997-01-01T00:00:01.281,0,0.5,",
                                                   "1997-01-01T00:00:32.359,6,,0xFFFFFFFD", ""])
         self.assertIn("CH5", plot.read_text())
-        # A file that cannot be written keeps the logger's records.
+        # If the file cannot be written, the logger keeps its records.
         status, _, err = self.ulix("memory", "memolog", "read", 0, *logger.where, "--clear", "--csv", "/dev/full/x")
         self.assertEqual((status, len(logger.blocks[1])), (1, 65), err)
 
     def fail_at_every_step(self, steps, args, check):
-        """Tries every fault at each step of an operation. `check` then expects all to be well. `{}` is a folder."""
+        """Tries every fault at each step of an operation. Then `check` runs without a fault. `{}` is a folder."""
         def damage(kind):
             logger, folder = self.logger(), self.folder / f"{kind}-{args[1]}-{args[2]}"
             folder.mkdir()

@@ -1,5 +1,5 @@
-"""A cable that is pulled between `ulix` and the server of a serial port. A program of its own, because it leaves the
-machine's network.
+"""A cable that is pulled between `ulix` and the server of a serial port. This is a separate program because it
+leaves the network of the machine.
 
 Run as: python3 test_network_loss.py PATH_TO_ULIX [unittest arguments]
 """

@@ -1,4 +1,4 @@
-"""Serial instruments behind serial port servers of this machine: independent ones, and the program's own.
+"""Serial instruments behind serial port servers of this machine: independent servers and `ulix serve`.
 
 The contract tests of the models run behind these servers too: ULIX_PORT_SERVER=ser2net python3 test_serial_contract.py ...
 
@@ -31,7 +31,7 @@ class ServerTest(ContractTest):
 
     def plug_in(self, unit):
         self.addCleanup(unit.close)
-        unit.idle_turns_to_end = 30  # what a server has not passed on yet
+        unit.idle_turns_to_end = 30  # a server may still hold bytes back
         return unit
 
 
@@ -66,13 +66,13 @@ class NetworkPortTest(ServerTest):
                 unit.line_settings.clear()
                 code, _, error = self.ulix("read", "kelvo10", "in", "--port", url, *PATIENT, *options)
                 self.assertEqual(code, 0, f"{server} {error}")
-                # The last bytes may be read after the server has set the line back.
+                # The last bytes may be read after the server has restored the settings of the line.
                 self.assertIn((getattr(termios, f"B{rate}"), rate == 1200), unit.line_settings, str(server))
 
     def test_a_late_reply_is_never_another_querys_value(self):
         for server in SERVERS:
             timeout = self.short_timeout()
-            late = Reply(b"11.1\n", delay=1.4 * timeout / 1000)  # the read has ended
+            late = Reply(b"11.1\n", delay=1.4 * timeout / 1000)  # the reply comes when the read has ended
             # Replies keep their order: the reply to the next query comes after the late one.
             behind = Reply(b"KELVO10 SN 1234 V1.0\n", delay=0.8 * timeout / 1000)
             unit = self.plug_in(kelvo10({"MEAS?": [late, "22.2", late, "33.3", "44.4"],
@@ -83,7 +83,7 @@ class NetworkPortTest(ServerTest):
             self.assertRegex(output, "(?s)22\\.2.*33\\.3.*44\\.4", error)
 
     def test_faults_of_the_instrument_give_errors_and_no_wrong_value(self):
-        """All but late replies, which have a test of their own."""
+        """All faults except late replies, which have a separate test."""
         right, timeout = 12.345, self.short_timeout()
         faults = {"silent": SILENCE, "cut": Reply(b"12.3"), "garbage": Reply(b"\xff\x01\xfe\n\r\x1b[2J\xff\xff\n"),
                   "two numbers": "12.3412.34", "empty": "", "oversize": "9" * 300,
@@ -130,14 +130,14 @@ class NetworkPortTest(ServerTest):
 
 @unittest.skipIf(UNDER_WINE, "the terminals are this system's")
 class ServeTest(ServerTest):
-    """`ulix serve`: a line of this machine on the network."""
+    """Tests of `ulix serve`, which puts a serial line of this machine on the network."""
 
     def serve(self, device, *args):
         process = self.start("serve", "--port", str(device), *args)
         return process, self.read_line(process)
 
     def told(self, process, pattern):
-        """Waits until the server says this on standard error."""
+        """Waits until the server writes this to standard error."""
         heard = ""
         while not re.search(pattern, heard):
             line = process.stderr.readline().decode("utf-8")
@@ -157,7 +157,7 @@ class ServeTest(ServerTest):
             rows = [self.read_line(scan) for _ in range(3)]
             self.assertEqual([json.loads(row)["channels"][0]["error"] for row in rows], [0] * 3)
             self.assertEqual(self.interrupt(scan)[0], 0)
-            for _ in range(3):  # one after the other: each has the line
+            for _ in range(3):  # each client in turn gets the line
                 self.assertEqual(self.succeed("identify", "kelvo10", "--port", url, *PATIENT), "KELVO10 SN 1234 V1.0\n")
 
     def test_it_says_that_the_line_is_not_protected(self):

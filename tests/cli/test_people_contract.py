@@ -26,7 +26,7 @@ ESCAPES = re.compile(r"\x1b\[[0-9;]*[A-Za-z]")
 
 
 class Terminal:
-    """Runs a program on a terminal of a number of columns, and types its input."""
+    """Runs a program on a terminal with the given number of columns, and types its input."""
 
     def __init__(self, test, *args, columns=80):
         master, slave = os.openpty()

@@ -49,7 +49,7 @@ class PicturesTest(ContractTest):
             self.succeed("plot", rows, "--force")
             texts = self.texts(rows.with_suffix(".svg"))
             for text in ("Kelvo10, scan", "\u2190 \u00b0C", "mA \u2192", "T <1>", "I", "reading failed", "?", "02:00:00.0"):
-                self.assertIn(text, texts)  # the time of both offsets is one
+                self.assertIn(text, texts)  # both offsets give the same time
         self.succeed("plot", self.kept(MEMORY), self.folder / "oven.svg", "--lang", "fr", "--title", "Four")
         self.assertLess({"Four", "OVEN", "CH7", "198,6"}, {*self.texts(self.folder / "oven.svg")})
 

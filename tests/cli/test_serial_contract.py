@@ -108,12 +108,12 @@ class Attempt(NamedTuple):
     result: object  # the values of a read, the lines of other verbs, or the code of a failure
     wire: bytes
     unknown: list
-    text: str  # of the failure
+    text: str  # the text of the failure
     seconds: float
 
 
 def addressed(address, text):
-    """A set point for the controller at `address`: the block check covers what is between STX and itself."""
+    """A set point for the controller at `address`: the block check covers the bytes between STX and itself."""
     tens, units = divmod(address, 10)
     body = f"SL{text}\x03".encode()
     return b"\x04%d%d%d%d\x02" % (tens, tens, units, units) + body + bytes([functools.reduce(operator.xor, body)])
@@ -410,7 +410,7 @@ class SerialTest(ContractTest):
     def test_texts(self):
         rows = [(code, text, options) for code, texts in TEXTS.items() for text, options in zip(texts, ([], ["--lang", "fr"]))]
         for code, text, options in rows + [(code, text, ["--short"]) for code, text in SHORT_TEXTS.items()]:
-            if code == NO_METHOD:  # the system's, and no model's
+            if code == NO_METHOD:  # a code of the system, not of a model
                 continue
             with self.subTest((hex(code), options)):
                 model = MODELS.get(code >> 8 & 0xFF, "hart")

@@ -1,4 +1,4 @@
-"""Whose the settings are that `ulix` sends, shows, keeps and takes units from: the instrument's, a file's or the user's.
+"""Which settings `ulix` sends, shows, saves and takes units from: those of the instrument, of a file or of the user.
 
 Run as: python3 test_settings_contract.py PATH_TO_ULIX [unittest arguments]
 """

@@ -142,7 +142,7 @@ class ScanTest(ContractTest):
         late = [report for report in map(json.loads, out.splitlines()) if report["channels"][0]["value"] == 2.5]
         self.assertTrue(all(report["late"] > 0.2 for report in late) and late, out)
         self.assertRegex(rows.read_text(), r"(?m)^[^,]*,2\.5,late \d\.\d s$")
-        self.assertGreaterEqual(plot.read_text().count('<path d="M'), 2)  # no line over the wait
+        self.assertGreaterEqual(plot.read_text().count('<path d="M'), 2)  # the line has a gap for the wait
 
     def test_a_duration_has_a_unit(self):
         begun = time.monotonic()

@@ -1,7 +1,7 @@
-"""Two instruments present, one unplugged: `ulix` never reads or drives the other one, and has its own back.
+"""One of two instruments is unplugged: `ulix` never uses the other one instead, and takes its own up again.
 
-Each instrument is on a pseudo terminal behind a link, as a USB adapter has a name of its own. A number means the
-device that it had when the program connected: the user's port file stands for a list that moves.
+Each instrument is on a pseudo terminal with a symbolic link to it, which stands for the name of a USB adapter. A port
+number keeps the device that it had when the program connected. The user's port file stands for a list that changes.
 
 Run as: python3 test_two_instruments.py PATH_TO_ULIX [unittest arguments]
 """
@@ -39,7 +39,7 @@ class TwoInstrumentsTest(ContractTest):
         self.units.pop(path).close()
 
     def number(self, *paths):
-        """From now on the ports from NUMBER on are these."""
+        """Gives these devices the port numbers from NUMBER on."""
         ports = self.folder / ".config/ulix/ports"
         ports.parent.mkdir(parents=True, exist_ok=True)
         fresh = ports.with_suffix(".new")
@@ -47,7 +47,7 @@ class TwoInstrumentsTest(ContractTest):
         fresh.replace(ports)
 
     def scan(self, port):
-        """The rows of a scan as they come: a value, or the code of a failure."""
+        """The rows of a scan as they arrive: a value, or the code of a failure."""
         process = self.start("scan", "kelvo10", "IN", "--port", str(port), "--period", "100", "--json", *PATIENT)
 
         def rows():
@@ -66,7 +66,7 @@ class TwoInstrumentsTest(ContractTest):
         self.fail(f"{wanted} did not come: {seen}")
 
     def by_path_and_by_number(self, check, place=0):
-        """Of the instruments A, which measures 1, and B, which measures 2, the one at this place."""
+        """Which instrument is at this place: A, which measures 1, or B, which measures 2."""
         for port in (self.paths[place], NUMBER + place):
             with self.subTest(port=port):
                 self.plug(self.paths[0], "A", 1)
@@ -80,9 +80,9 @@ class TwoInstrumentsTest(ContractTest):
         process, rows = self.scan(port)
         self.await_row(rows, 1)
         self.unplug(own)
-        self.number(other)  # it moves up in the list
+        self.number(other)  # the other instrument moves up in the list
         self.assertNotIn(2, self.await_row(rows, GONE))
-        # Another instrument under the same name is asked what it is, and nothing else.
+        # Another instrument with the same name gets only the query for its identification.
         stranger = self.plug(own, "C", 3)
         self.assertNotIn(3, self.await_row(rows, NOT_KELVO10))
         self.assertEqual({next(rows) for _ in range(5)}, {NOT_KELVO10})
@@ -125,7 +125,7 @@ class TwoInstrumentsTest(ContractTest):
         self.unplug(own)
         status, _, err = self.ulix("set", "kelvo10", "OUT", 6, "--port", port, *PATIENT)
         self.assertEqual((status, err[:len(NO_PORT) - 1]), (1, NO_PORT[:-1]))
-        # It goes once it has said what it is.
+        # The instrument goes away once it has sent its identification.
         self.plug(own, "A", 1, **{"*IDN?": Reply(b"KELVO10 SN A V1.0\n", vanish=True)})
         status, _, err = self.ulix("set", "kelvo10", "OUT", 7, "--port", port, *PATIENT)
         self.assertEqual(status, 1, err)

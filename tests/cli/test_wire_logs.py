@@ -1,7 +1,7 @@
-"""Recorded exchanges, one log per model, played again: what `ulix` prints of them is known to the letter.
+"""Replays recorded exchanges, one log per model, and compares the output of `ulix` to the letter.
 
-Each FILE.log in wire_logs/ is what `ulix ... --record` kept, with the command in its line '# command:'; FILE.out is what
-the command prints. Run as: python3 test_wire_logs.py PATH_TO_ULIX [unittest arguments]
+Each FILE.log in wire_logs/ was written by `ulix ... --record` and has the command in its line '# command:'. FILE.out is
+the output of the command. Run as: python3 test_wire_logs.py PATH_TO_ULIX [unittest arguments]
 """
 
 import pathlib

@@ -1,4 +1,4 @@
-"""What `ulix` says when it refuses, asks or finds nothing.
+"""The texts of `ulix` when it refuses, asks or finds nothing.
 
 Run as: python3 test_words_contract.py PATH_TO_ULIX [unittest arguments]
 """

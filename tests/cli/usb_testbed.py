@@ -1,4 +1,4 @@
-"""An instrument on an emulated USB: its device, and a conversation to replay. Linux only, with umockdev-run.
+"""An instrument on emulated USB: its device, and a conversation to replay. Linux only, with umockdev-run.
 
 The device has one vendor-specific interface with a bulk endpoint each way, full speed.
 """
@@ -22,7 +22,7 @@ def descriptors(vendor, product, interface_class=0xFF):
 
 
 def description(vendor, product, number=7, **how):
-    """A device as umockdev-run takes it. The one with the number 7 is DEVICE; any other has no node and cannot be opened."""
+    """A device for umockdev-run. Number 7 is DEVICE. Any other number has no node and cannot be opened."""
     return f"""P: /devices/pci0000:00/0000:00:14.0/usb1/1-{number}
 {f"N: bus/usb/001/{number:03}" if number == 7 else "E: TAGS=:unopenable:"}
 E: DEVNAME=/dev/bus/usb/001/{number:03}
@@ -47,7 +47,7 @@ def transfer(endpoint, size, data):
 
 
 def conversation(*exchanges):
-    """The commands and the packets after each, as umockdev-run replays them. A read before any command gets no data."""
+    """The commands, each with its packets, for umockdev-run to replay. A read before any command gets no data."""
     lines = [f"@DEV {DEVICE}", transfer(IN, PACKET, b"")]
     for command, *packets in exchanges:
         lines.append(transfer(OUT, len(command), command.encode()))

@@ -2,8 +2,8 @@
 
 Run as: python3 run.py PROGRAM [googletest options]
 
-ULIX_PORT_SERVER=ser2net puts the ports behind servers of that kind (tests/cli/port_servers.py); `ulix serve` is the one of
-ULIX_TEST_ULIX.
+ULIX_PORT_SERVER=ser2net puts the ports behind servers of that kind (tests/cli/port_servers.py); for `ulix serve`,
+ULIX_TEST_ULIX names the program.
 """
 
 import os

@@ -1,4 +1,4 @@
-"""The examples agree with the type library, and check_examples finds the faults that are put into one."""
+"""The examples agree with the type library, and check_examples finds every fault that is put into an example."""
 
 import pathlib
 import sys

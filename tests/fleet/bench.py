@@ -17,11 +17,11 @@ import sparkplug_decoder
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from port_servers import free_port  # noqa: E402
 
-DEVICE = "kelvo10-123456"  # of the bench that FleetTest.config makes
-# Programs answer in the language of their user.
+DEVICE = "kelvo10-123456"  # in the bench that FleetTest.config makes
+# Programs write texts in the language of their user.
 ENGLISH = os.environ | {"LC_ALL": "C"}
 FRENCH = os.environ | {"LC_ALL": "fr_FR.UTF-8"}
-WAIT = 30  # seconds until a test gives up; a busy machine needs more than a moment
+WAIT = 30  # seconds until a test gives up; a busy machine is slow
 
 
 class Message:
@@ -31,7 +31,7 @@ class Message:
         levels = topic.split("/")
         self.type = levels[2] if levels[0] == "spBv1.0" else "mirror"
         self.device = levels[4] if len(levels) > 4 else None
-        # Commands are the tests' own, damaged ones too.
+        # Messages on the command topics come from the tests, and some are damaged.
         counted = self.type != "mirror" and not self.type.endswith("CMD")
         self.payload = sparkplug_decoder.decode(payload) if counted else {"metrics": {}}
 
@@ -77,7 +77,7 @@ class Broker:
 
 
 class Listener:
-    """Every message of a broker, in order."""
+    """Receives every message of a broker, in order."""
 
     def __init__(self, port):
         self.process = subprocess.Popen(
@@ -111,7 +111,7 @@ class Listener:
         raise AssertionError("the listener gets nothing")
 
     def wait_for(self, wanted, what="a message"):
-        """The next message that is wanted; those before it are passed over."""
+        """The next message that is wanted. Messages before it are skipped."""
         deadline = time.monotonic() + WAIT
         while True:
             left = deadline - time.monotonic()
@@ -135,7 +135,7 @@ class Listener:
 
 
 class Cable:
-    """A line between a publisher and the broker that can be cut and mended."""
+    """A connection between a publisher and the broker that a test can cut and restore."""
 
     def __init__(self, broker_port):
         self.broker_port = broker_port
@@ -218,7 +218,7 @@ class FleetTest(unittest.TestCase):
         return path
 
     def certificates(self):
-        """An authority, ca.crt, and the key and certificate of a broker on localhost."""
+        """A certificate authority, ca.crt, and the key and certificate of a broker on localhost."""
         def openssl(*arguments):
             subprocess.run(["openssl", *arguments], cwd=self.folder, check=True, capture_output=True)
         self.folder.chmod(0o755)
@@ -269,6 +269,6 @@ class FleetTest(unittest.TestCase):
 
 
 def run(programs):
-    """Runs the tests of a script whose first arguments are the programs."""
+    """Runs the tests of a script. Its first arguments are the programs."""
     FleetTest.publish, FleetTest.ulix = programs
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=1)

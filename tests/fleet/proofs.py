@@ -1,4 +1,4 @@
-"""Long proofs of ulix-publish against mosquitto; prints what it measured: proofs.py PUBLISH ULIX [MESSAGES].
+"""Long proofs of ulix-publish against mosquitto; prints the measured figures. Usage: proofs.py PUBLISH ULIX [MESSAGES].
 
 With the folder of the npm package sparkplug-payload in SPARKPLUG_PAYLOAD, that decoder reads every message too.
 """
@@ -72,7 +72,7 @@ def decoded_by_npm(messages):
 
 
 def away_and_back(broker, listener, seconds):
-    """The broker ends and starts again; births come with bdSeq + 1 and history is complete."""
+    """The broker ends and starts again. Births arrive with bdSeq + 1, and the history is complete."""
     before = [m for m in listener.messages if m.type == "NBIRTH"][-1]["bdSeq"]["value"]
     listener.stop()
     broker.stop()
@@ -83,7 +83,7 @@ def away_and_back(broker, listener, seconds):
     deadline = time.monotonic() + 120
     while time.monotonic() < deadline and not any(m.type == "DDATA" for m in after.messages):
         time.sleep(0.1)
-    # The births may have come before the listener was there.
+    # The births may have arrived before the listener started.
     bench.send(broker.port, "spBv1.0/lab/NCMD/bench", bench.sparkplug_decoder.command("Node Control/Rebirth", True))
     while time.monotonic() < deadline and not any(m.type == "NBIRTH" for m in after.messages):
         time.sleep(0.1)

@@ -1,4 +1,4 @@
-"""Decodes Sparkplug B payloads from their field numbers. Shares nothing with the program under test."""
+"""Decodes Sparkplug B payloads from their field numbers. It shares no code with the program under test."""
 
 import struct
 

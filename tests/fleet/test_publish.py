@@ -1,4 +1,4 @@
-"""ulix-publish against a real broker, read by a decoder that shares nothing with it: test_publish.py PUBLISH ULIX."""
+"""ulix-publish against a real broker, read by a decoder that shares no code with it: test_publish.py PUBLISH ULIX."""
 
 import contextlib
 import json
@@ -28,7 +28,7 @@ def has_value(message):
 
 class Publish(bench.FleetTest):
     def running(self, **more):
-        """A broker, its listener and a publisher whose first data came."""
+        """A broker, its listener and a publisher that has sent its first data."""
         broker = self.broker()
         listener = self.listener(broker)
         publisher = self.start_publisher(self.config(broker, **more))
@@ -134,7 +134,7 @@ class Publish(bench.FleetTest):
             "groups": [{"channels": ["IN"], "period": 0.2, "dead-band": 1000}]}})
         self.start_publisher(config)
         listener.wait_for(has_value, "data")
-        simulator.send_signal(signal.SIGSTOP)  # it holds its line and answers nothing
+        simulator.send_signal(signal.SIGSTOP)  # the simulator keeps its line open and does not answer
         bad = listener.wait_for(lambda m: m.type == "DDATA" and VALUE in m and m[VALUE]["value"] is None, "a bad value")
         self.assertEqual(bad[VALUE]["properties"]["Quality"], BAD)
         self.assertNotEqual(bad["Channel/IN/Error code"]["value"], 0)
@@ -150,7 +150,7 @@ class Publish(bench.FleetTest):
             "quiet": meter | {"device": "quiet", "groups": [{"channels": ["IN"], "period": 0.1, "dead-band": 1e6}]},
             "clock": meter | {"device": "clock", "groups": [{"channels": ["IN"], "period": 0.1}]}}))
         quiet = listener.wait_for(lambda m: has_value(m) and m.device == "quiet")
-        # Without an interval there is no report for the mere passing of time.
+        # Without an interval, time alone causes no report.
         listener.wait_for(lambda m: m.device == "clock" and m.at > quiet.at + 2.5)
         self.assertEqual([m for m in listener.messages if has_value(m) and m.device == "quiet"], [quiet])
 
@@ -198,7 +198,7 @@ class Publish(bench.FleetTest):
         values = [m[VALUE] for m in listener.messages if has_value(m)]
         away = [v for v in values if v["historical"] and gone + 0.5 < v["time"] / 1000 < back]
         self.assertGreater(len(away), 5)
-        # A reading each 0.1 s; none of them is missing, a busy machine may take some late.
+        # One reading each 0.1 s, and none is missing. A busy machine may take some late.
         times = sorted({v["time"] for v in values})
         gaps = [b - a for a, b in zip(times, times[1:])]
         self.assertLess(max(gaps), 1500, gaps)

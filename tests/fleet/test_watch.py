@@ -19,7 +19,7 @@ from sparkplug_decoder import command
 
 class WatchTest(bench.FleetTest):
     def watch(self, broker, *options, **more):
-        """A watch in JSON lines, and a function that gives its next line that fits."""
+        """A watch that writes JSON lines, and a function that returns the next line that matches."""
         program = self.start(self.ulix, "watch", f"mqtt://127.0.0.1:{broker.port}/lab", "--json", *options,
                              stdout=subprocess.PIPE, text=True, **more)
         lines, arrived = [], threading.Condition()
@@ -54,7 +54,7 @@ class WatchTest(bench.FleetTest):
         return broker, publisher, program, next_line
 
     def page(self):
-        """The address of the page that a watch serves."""
+        """The address of the live page of a watch."""
         deadline = time.monotonic() + bench.WAIT
         while not (found := re.search(r"live page: http://(localhost:\d+)/", self.log())):
             self.assertLess(time.monotonic(), deadline, self.log())
@@ -146,7 +146,7 @@ class Watch(WatchTest):
             while data := os.read(near, 65536):
                 shown += data
         except OSError:
-            pass  # the other end is closed
+            pass  # the other end was closed
         os.close(near)
         self.assertEqual(table.wait(bench.WAIT), 0)
         self.assertRegex(shown.decode(), r"BENCH +INSTRUMENT +CHANNEL +VALUE UNIT")

@@ -1,4 +1,4 @@
-"""What is installed is used: the program, its pages and completions, the library by each of its packages.
+"""Uses all that is installed: the program, its pages and completions, the library through each of its packages.
 
 Run as: python3 test_install.py BUILD_FOLDER [unittest arguments]
 """

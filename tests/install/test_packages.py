@@ -1,6 +1,6 @@
-"""The Debian packages, installed, used and removed on a clean Debian: a root of its own, made by debootstrap.
+"""The Debian packages, installed, used and removed on a clean Debian: a separate root made by debootstrap.
 
-Skipped where nobody may make one, or where it cannot be fetched. The root is kept in /var/lib/ulix-package-root, or
+Skipped if the user may not make a root, or if it cannot be fetched. The root is kept in /var/lib/ulix-package-root, or
 ULIX_PACKAGE_ROOT, for the next run; each run works on a copy. Run as: python3 test_packages.py [unittest arguments]
 """
 

@@ -1,4 +1,4 @@
-"""The Windows packages: each installed, used and removed, in Wine prefixes of this test alone.
+"""The Windows packages: each is installed, used and removed, in separate Wine prefixes.
 
 Skipped where only one bitness is built; the 32-bit part also where the 32-bit Wine of `scripts/setup wine32` is not there.
 Run as: python3 test_windows_packages.py X64_HOST X86_HOST [unittest arguments]; a host is the C++ example of that bitness.
@@ -27,7 +27,7 @@ READING = "IN: 12.345"
 
 
 class Prefix:
-    """A Wine of its own, in a folder."""
+    """A separate Wine prefix, in a folder."""
 
     def __init__(self, folder, bits):
         self.folder = pathlib.Path(folder)
@@ -50,21 +50,21 @@ class Prefix:
         self.run("wineserver", "-w", code=None)
 
     def classes(self):
-        """What is registered for the user, as the text of an export; empty when nothing is."""
+        """The text of an export of the user's classes; empty if nothing is registered."""
         file = self.folder / "classes.reg"
         file.unlink(missing_ok=True)
         self.run("regedit", "/e", windows_path(file), CLASSES, code=None)
         text = file.read_text("utf-16") if file.exists() else ""
-        return text if text.count("[") > 1 else ""  # the key above all classes alone is nothing
+        return text if text.count("[") > 1 else ""  # the key above all classes is always there
 
     def show_to_programs(self):
-        """Windows shows programs the user's classes. This Wine shows the machine's only: they are copied."""
+        """Copies the user's classes to those of the machine. This Wine, unlike Windows, finds only the latter."""
         file = self.folder / "copied.reg"
         file.write_text(self.classes().replace("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE"), "utf-16")
         self.run("regedit", windows_path(file))
 
     def reading(self, host):
-        """What a host program prints that reads a simulated instrument through the control."""
+        """The output of a host program that reads a simulated instrument through the control."""
         unit = instruments.kelvo10({"MEAS?": "12.345 V"})
         port = self.folder / f"wine/dosdevices/com{PORT}"
         port.unlink(missing_ok=True)
@@ -132,14 +132,14 @@ class WindowsPackagesTest(unittest.TestCase):
         prefix = self.prefix(bits)
         folder = self.unpacked(prefix, bits)
 
-        # By manifests beside the host program: nothing is registered.
+        # First with manifests beside the host program: nothing is registered.
         host = shutil.copy(HOSTS[bits], folder / "reader.exe")
         self.assertNotIn(READING, prefix.reading(host))
         shutil.copy(folder / "host.exe.manifest", folder / "reader.exe.manifest")
         self.assertEqual(prefix.reading(host).count(READING), 3)
         self.assertNotIn("UlixInstr", prefix.classes())
 
-        # By registration.
+        # Then with a registration.
         before = prefix.classes()
         prefix.run("cmd", "/c", windows_path(folder.parent / "register.cmd"))
         prefix.show_to_programs()
@@ -154,7 +154,8 @@ class WindowsPackagesTest(unittest.TestCase):
     def test_zip_for_32_bits(self):
         self.used_from_the_zip("x86")
 
-    # The installer writes what the library itself registers, in 32 bits too, where the rows were not taken from.
+    # The installer writes the same entries as the library. This holds in 32 bits too, although the rows come from the
+    # 64-bit library.
     def test_installer_registers_what_the_32_bit_library_does(self):
         prefix = self.prefix("x86")
         folder = self.unpacked(prefix, "x86")
@@ -172,7 +173,7 @@ def of_key(exported, key):
 
 
 def without_paths(exported):
-    """Lines of an export, sorted; paths are the same, and a key for itself may have an empty value."""
+    """Lines of an export, sorted; all paths are made equal, and a key without values may have an empty one."""
     return sorted(re.sub(r'"[A-Z]:\\\\[^",]*', '"PATH', line) for line in exported.splitlines() if line and line != '@=""')
 
 

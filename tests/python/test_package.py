@@ -136,7 +136,7 @@ class Concurrency(unittest.TestCase):
         cal = ulix.open("kelvo10", port=simulator.stdout.readline().decode().strip(), timeout=3)
         self.addCleanup(cal.close)
         cal.IN.read()
-        simulator.send_signal(19)  # SIGSTOP: it answers nothing, from the moment on that it has stopped
+        simulator.send_signal(19)  # SIGSTOP: once stopped, it does not answer
         while " T " not in pathlib.Path(f"/proc/{simulator.pid}/stat").read_text():
             time.sleep(0.01)
         return cal
@@ -178,7 +178,7 @@ class Concurrency(unittest.TestCase):
             readings = [await cancel(asyncio.create_task(cal.IN.read_async())) for _ in range(5)]
             return min(readings), min([await cancel(asyncio.create_task(iterate())) for _ in range(5)])
 
-        # The shortest of five: a busy machine delays any of them.
+        # The shortest of five runs counts, because a busy machine delays some of them.
         for seconds in asyncio.run(both()):
             self.assertLess(seconds, 0.1)
 
@@ -187,7 +187,7 @@ class Concurrency(unittest.TestCase):
         scans = cal.scans(["IN"], period=0.1)
         self.assertIsNotNone(scans.take(10))
         cal.close()
-        self.assertLess(len(list(scans)), 10)  # it ends
+        self.assertLess(len(list(scans)), 10)  # the iteration ends
         scans.close()
         cal.close()
         with self.assertRaises(ulix.NotConnectedError):

@@ -1,4 +1,4 @@
-"""The texts of this tree pass check_words, and check_words finds each kind of fault that is put into a copy of them."""
+"""The texts of this tree pass check_words, and check_words finds each kind of fault in a copy of the tree."""
 
 import pathlib
 import shutil
