@@ -32,7 +32,7 @@ struct LockProblem {
 //
 // NamedMutex mutex("SerialComMutex1");
 // LockProblem problem;
-// if (!mutex.LockFor(std::chrono::seconds(60), &problem)) TraceLine(problem.object);
+// if (!mutex.LockFor(std::chrono::seconds(60), &problem)) return problem.cause;
 class NamedMutex {
  public:
   explicit NamedMutex(const std::string& name);

@@ -42,7 +42,7 @@ struct OpenFailure {
   std::uint32_t os_error = 0;  // the system's error code; 0 when no call of the system failed
   std::int64_t holder = 0;     // a process id; 0 when not known
   std::string detail;          // see the cause; empty when there is none
-  LockProblem lock;            // of kNoTurn
+  LockProblem lock;            // why the lock was not obtained; used with kNoTurn only
 };
 
 struct OpenResult {
