@@ -1,4 +1,4 @@
-// Why the machine-wide lock of serial traffic was not obtained, as a text.
+// The text for users that says why the machine-wide lock of serial traffic was not obtained.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace ulix {
 
-// Object, cause, and what the user can do, in Windows-1252; empty where the lock was obtained.
+// Names the lock's system object, the cause, and what the user can do, in Windows-1252. Empty if the lock was obtained.
 std::string Described(const platform::LockProblem& problem, Language language);
 
 }  // namespace ulix

@@ -11,7 +11,7 @@ namespace ulix {
 
 // The line behind the server. Where a function is empty, requests for it succeed and have no effect.
 struct LineControl {
-  // Both return whether the line is now as the client asked.
+  // configure and set_signal return whether the line is now as the client asked.
   std::function<bool(const platform::LineSettings& settings)> configure;
   std::function<bool(platform::LineSignal signal, bool on)> set_signal;
   // Discards received bytes, and bytes not yet sent.

@@ -29,7 +29,7 @@ bool IsCode(const LineField& field, std::int64_t code) {
   return code >= 0 && code < static_cast<std::int64_t>(field.codes.size());
 }
 
-// The text of a code, or of a number that is none.
+// The text of a number, which is a code of the field or is unknown.
 std::string TextOf(const LineField& field, std::int64_t code, TextId LineCode::*kind, Language language) {
   const bool known = IsCode(field, code);
   const LineCode& shown = field.codes[known ? static_cast<std::size_t>(code) : 0];

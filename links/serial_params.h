@@ -44,8 +44,8 @@ std::uint32_t BaudFromPosition(int position);
 int PositionOfBaud(std::uint32_t rate);
 std::string BaudText(std::uint32_t rate);
 
-// One code of a field: its name on the command line, its text for people, and its published text. In both texts '%c'
-// stands for the name.
+// One code of a field: its name on the command line, its text for people, and its text in the published summary
+// (CommInfoText). In both texts '%c' stands for the name.
 struct LineCode {
   constexpr LineCode(const char* code_name, TextId both) : LineCode(code_name, both, both) {}
   constexpr LineCode(const char* code_name, TextId shown, TextId of_hosts)
@@ -79,8 +79,8 @@ std::string TextOf(const LineField& field, std::int64_t code, Language language)
 std::string LineText(const SerialParams& params, Language language);
 
 // The one-line summary of a link: "COM 1:CMX310 (9600 bds , 8 Data Bits , ...)". "CMX310" is a fixed part of the
-// published text, whatever the instrument is; hosts show the text as it is. It has the published texts: in French, one
-// stop bit is plural.
+// published text, whatever the instrument is; hosts show the text as it is. Its texts of the codes are the published
+// ones. In French, for example, one stop bit is written in the plural.
 std::string CommInfoText(const SerialParams& params, Language language);
 
 // The address of the port: number and location.

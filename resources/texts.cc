@@ -47,7 +47,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
     {TextId::kSpeed, {"Speed", "Vitesse"}},
     {TextId::kDataBits, {"Data bits", "Bits de données"}},
     {TextId::kStopBits, {"Stop bits", "Bits d'arrêt"}},
-    // English hosts know it in the plural.
+    // The published English text is in the plural.
     {TextId::kOneStopBit, {"1 Stop Bits", "1 bit d'arrêt"}},
     {TextId::kParity, {"Parity", "Parité"}},
     {TextId::kFlow, {"Flow control", "Contrôle de flux"}},
@@ -1777,7 +1777,7 @@ bool IsSingular(const std::string& count, Language language) {
   return count == "1" || (count == "0" && language == Language::kFrench);
 }
 
-// Puts the values in their places, and the forms that they take.
+// Replaces each '%' by its value, and each choice by the form that its value takes.
 std::string Filled(std::string_view text, Language language, std::span<const std::string> values) {
   if (values.empty()) return std::string(text);
   std::string filled;

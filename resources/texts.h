@@ -1087,8 +1087,8 @@ struct TextRow {
 std::span<const TextRow> AllTexts();
 
 // A text in UTF-8, for people, files and pages. Each '%' is replaced by the next value, and each "{one|many}" by the
-// form that the value before it takes: one for 1, in French also for 0. A text for which no values are given stays as
-// it is.
+// form that the value before it takes: one for 1, in French also for 0. Without values the text stays as it is, with
+// its '%' and choices.
 //   Utf8Of(TextId::kUnableToRead, Language::kEnglish, {"run.csv"}) is "Unable to read run.csv";
 //   Utf8Of(TextId::kReports, Language::kFrench, {"0"}) is "0 relevé".
 std::string Utf8Of(TextId id, Language language, std::span<const std::string> values);
@@ -1096,7 +1096,7 @@ inline std::string Utf8Of(TextId id, Language language, std::initializer_list<st
   return Utf8Of(id, language, std::span(values.begin(), values.size()));
 }
 
-// The same in Windows-1252, the encoding of the library's interfaces; so are the values.
+// The same in Windows-1252, the encoding of the library's interfaces. The values must be in Windows-1252 too.
 std::string Localized(TextId id, Language language, std::initializer_list<std::string> values = {});
 
 }  // namespace ulix
