@@ -48,7 +48,8 @@ class CountingIterator {
   std::size_t* taken_;
 };
 
-// The text for what the parser calls by an English name, such as "string literal"; else the name, such as "'}'".
+// The text for a token that the parser gives by an English name, such as "string literal". A token without such a text,
+// such as "'}'", stays as it is.
 BilingualText NamedByParser(const std::string& name) {
   constexpr std::array<std::pair<std::string_view, TextId>, 7> kNames = {
       {{"string literal", TextId::kPlanAText},
@@ -64,7 +65,7 @@ BilingualText NamedByParser(const std::string& name) {
   return name;
 }
 
-// What a message of the parser has behind `mark`, up to the next ';'; empty where it has no such mark.
+// The part of a parser's message behind `mark`, up to the next ';'. Empty if the message does not contain the mark.
 std::string Behind(const std::string& what, std::string_view mark) {
   const std::size_t at = what.find(mark);
   if (at == what.npos) return {};

@@ -29,7 +29,7 @@ struct JsonNode {
   std::string key;     // key of a member of an object
   bool again = false;  // the object already has a member with this key
 
-  // Only the one that `kind` names has a meaning.
+  // Of these four values, only the one that `kind` names has a meaning.
   bool flag_value = false;
   double number_value = 0;
   std::string text_value;

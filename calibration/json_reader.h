@@ -71,7 +71,7 @@ class JsonReader {
   const std::string& path() const { return path_; }
   PlanProblems& problems() { return problems_; }
   std::string PathOf(const std::string& key) const { return path_.empty() ? key : path_ + "." + key; }
-  // A word of the value that is none of `known`.
+  // Adds a problem: `word` in the value is not in `known`.
   void NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known);
 
  private:

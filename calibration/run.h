@@ -112,8 +112,8 @@ struct RunEnd {
 };
 
 // Carries out a checked plan. The journal is written in `folder`, which is made when it is missing. Returns after the
-// last point, when something ends the run early, or soon after `stop` is set. In each case the source has been set to
-// its safe value, if it accepts it (RunEnd::safe), and every instrument is disconnected. Throws nothing.
+// last point, when something ends the run early, or soon after RunServices::stop is set. In each case the source has
+// been set to its safe value, if it accepts it (RunEnd::safe), and every instrument is disconnected. Throws nothing.
 RunEnd RunCalibration(const Plan& plan, const std::string& folder, RunMode mode, const RunServices& services);
 
 }  // namespace ulix::calibration
