@@ -26,7 +26,7 @@ constexpr int kLoopMs = 100;
 constexpr milliseconds kTickInterval{100};
 constexpr int kSubscriptionRefused = 0x80;  // in SUBACK, instead of a quality of service
 
-// Why the broker does not take the connection: the codes of CONNACK from 1 on.
+// The reasons of a broker that refuses a connection: the codes of CONNACK from 1 on.
 constexpr std::array kRefusals = {TextId::kBrokerProtocol, TextId::kBrokerClientId, TextId::kBrokerUnavailable,
                                   TextId::kBrokerPassword, TextId::kBrokerNotAuthorised};
 
