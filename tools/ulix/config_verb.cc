@@ -42,8 +42,8 @@ std::string SourceLine(Session& session, const ConfigOptions& options, const std
   return Shown(named && silent ? TextId::kShowsDefaultsOfSilent : TextId::kShowsDefaults, language, {name});
 }
 
-// The published summary names CMX310 for every model and has texts of hosts; this line names the right model and has
-// the texts for people.
+// The published summary says CMX310 for every model and has the published texts. This line names the right model and
+// has the texts for people.
 std::string LineSummary(Session& session, const std::string& name, Language language) {
   if (session.simulated()) return name + " (" + Shown(TextId::kSimulated) + ")";
   std::string text;

@@ -23,7 +23,7 @@ inline constexpr HRESULT kFileNotFound = static_cast<HRESULT>(0x80030002U);
 inline constexpr HRESULT kNoReading = static_cast<HRESULT>(0x8000000AU);
 inline constexpr HRESULT kWriteFault = static_cast<HRESULT>(0x8003001DU);
 
-// Exit status 1. `what` is one line in UTF-8: "0x80044403 Unable to read answer".
+// Exit status 1. what() is one line in UTF-8 with the code and `text`: "0x80044403 Unable to read answer".
 class OperationFailed : public std::runtime_error {
  public:
   OperationFailed(HRESULT code, const std::string& text);

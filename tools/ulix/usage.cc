@@ -48,7 +48,7 @@ void CheckNothingIsMissing(const CLI::App& verb) {
     throw UsageError(option->get_name(), MissingText(*option));
 }
 
-// A part of the parser's English messages, between the option and the rest.
+// A mark in the parser's English messages, between the option and the rest, and the text for such a message.
 struct ParserMessage {
   std::string_view infix;
   TextId text;
@@ -74,14 +74,15 @@ std::string Explained(const CLI::ParseError& error) {
          Shown(TextId::kNotUnderstood, {what.substr(equals + 3)});
 }
 
-// "ulix VERB", or "ulix read" where the first argument is a verb.
+// The command in the hint "see 'COMMAND --help'". It ends with the first argument if that is a verb, else with VERB.
 std::string CommandOf(const CLI::App& program, const std::vector<std::string>& arguments) {
   const std::string first = arguments.empty() ? "" : arguments.back();
   const auto verbs = NamesOfVerbs(program);
   return program.get_name() + " " + (std::find(verbs.begin(), verbs.end(), first) == verbs.end() ? "VERB" : first);
 }
 
-// Throws a UsageError for the mistakes whose message needs to know the program.
+// Throws a UsageError for those errors whose message needs the verbs or options of the program. Other errors stay the
+// parser's.
 void Parse(CLI::App& program, std::vector<std::string>& arguments) {
   try {
     program.parse(arguments);

@@ -1,4 +1,4 @@
-// The arguments of a program with verbs, and what is wrong with them, in the language of the program.
+// Parses the arguments of a program with verbs. Errors are told in the language of the program.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,12 +10,12 @@
 
 namespace ulix::cli {
 
-// The arguments as the parser takes them: the last one first, and -.5 and -,5 as -0.5 and -0,5, since the parser reads
-// only '-' and a digit as a number.
+// The arguments in the form that the parser takes, the last one first. -.5 and -,5 become -0.5 and -0,5, because for
+// the parser a negative number begins with '-' and a digit.
 std::vector<std::string> ArgumentsOf(int argc, char** argv);
 
-// Parses the arguments, the last one first. Throws UsageError for wrong ones. Throws CLI::Success when help or the
-// version is wanted.
+// Parses the arguments, the last one first. Throws UsageError for wrong arguments. Throws CLI::Success if the user asks
+// for help or for the version.
 void ParseArguments(CLI::App& program, std::vector<std::string> arguments);
 
 }  // namespace ulix::cli
