@@ -37,7 +37,7 @@ void AnswerLines(platform::ByteEndpoint& endpoint) {
   }
 }
 
-// One server in a process of its own, and where it listens.
+// A server in a separate process, and the address where it listens.
 class LineServerProcess {
  public:
   explicit LineServerProcess(bool rfc2217) : endpoint_(Listen(rfc2217)), address_(endpoint_->address()) {

@@ -76,7 +76,7 @@ struct EnteredPage {
     return Refuse(field, Localized(TextId::kOutOfRange, language,
                                    {At(field).label, entered, ShownNumber(least), ShownNumber(most)}));
   }
-  // The number in a field. None, with a refusal, when it is no number or outside the limits.
+  // The number in a field. None if the text is not a number, or the number is outside the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= least && *value <= most ? value : std::nullopt;
@@ -388,7 +388,7 @@ bool AdaptField(const Settings& record, const SettingRow& row, Language language
   return true;
 }
 
-// One pass is enough, because a setting comes after the one that it depends on.
+// Adapts each choice once. This is enough, because a setting comes after the one that it depends on.
 bool AdaptChoices(Instrument& instrument, Form& form, Language language) {
   Settings record(instrument.settings().rows());
   record.Replace(instrument.settings().Snapshot());

@@ -36,7 +36,7 @@ class InProcessSocket final : public platform::StreamSocket {
     const platform::IoResult sent = line_->Write(bytes);
     return sent.outcome == IoOutcome::kComplete ? static_cast<int>(sent.count) : -1;
   }
-  // One byte at a time, as a TCP stream may come.
+  // Delivers one byte at a time, as a TCP stream may do.
   int Receive(std::span<char> bytes) override {
     would_wait_ = !came_ && line_->IsPresent();
     if (!came_) return would_wait_ ? -1 : 0;

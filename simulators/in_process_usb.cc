@@ -27,7 +27,7 @@ class SimulatedUsbLibrary final : public UsbLibrary {
   HRESULT Disconnect(UsbDevice& device) override;
 
  private:
-  // One byte more before the deadline.
+  // Reads the next byte. False if none comes before the deadline.
   bool ReadByte(char& byte, Deadline deadline);
 
   UsbLineOpener open_;

@@ -24,7 +24,7 @@ class PhysicalWorld {
   double set_point() const { return set_point_; }
   // The value that the source's own sensor measures.
   double Actual();
-  // One reading of a sensor. `sensor` is its index in the plan.
+  // One reading of a sensor. `number` is the index of the sensor in the plan.
   double Read(std::size_t number);
   // Simulates an adjustment of the units under test: from now on each has its offset after adjustment.
   void Adjust();

@@ -3,7 +3,7 @@
 
 namespace ulix {
 
-// Its resistance by IEC 60751.
+// Resistance of the thermometer in ohms, by IEC 60751.
 inline double PlatinumOhms(double celsius) {
   const double below = celsius < 0 ? -4.183e-12 * (celsius - 100) * celsius * celsius * celsius : 0;
   return 100 * (1 + 3.9083e-3 * celsius - 5.775e-7 * celsius * celsius + below);

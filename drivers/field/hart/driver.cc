@@ -47,7 +47,7 @@ bool HartDriver::TellsSetPoint(std::string_view heading) const {
   return learned && !learned->empty() ? heading.ends_with(*learned) : IsSetPoint(heading);
 }
 
-// Before a temperature was read, any heading that is not that of a set point may be one of a temperature.
+// Until the first temperature is read, every heading that is not the heading of a set point counts as a temperature.
 bool HartDriver::TellsTemperature(std::string_view heading) const {
   const auto& learned = headings_[kTemperatureChannel];
   return learned ? heading == *learned : !TellsSetPoint(heading);

@@ -27,7 +27,7 @@ constexpr std::string_view kOutputOnCommand = "OC";
 constexpr std::string_view kStopCommand = "CP";
 
 // The verdict on an answer. An answer that is neither a confirmation nor a refusal may belong to another frame; an
-// answer that stopped midway, filled with zeros, is such a one.
+// example is an answer that stopped midway and is filled with zeros.
 Verdict Judged(std::string_view answer, HRESULT judgement) {
   return {judgement, answer.back() != '\0' && (Succeeded(judgement) || IsRefusal(answer))};
 }
