@@ -44,7 +44,7 @@ class StreamSocket {
   // WouldWait() then says whether a later call may succeed. Receive returns 0 when the peer has closed the connection.
   virtual int Send(std::string_view bytes) = 0;
   virtual int Receive(std::span<char> bytes) = 0;
-  // The same as Receive, but waits up to `wait` for the first byte. -1 with WouldWait() when none came.
+  // Receives like Receive, but waits up to `wait` for the first byte. -1 with WouldWait() when none came.
   virtual int ReceiveWithin(std::span<char> bytes, std::chrono::milliseconds wait) {
     return AwaitReadable(wait) == SocketWait::kFailed ? -1 : Receive(bytes);
   }
