@@ -139,7 +139,7 @@ class AcqGroup {
 
 // Fires DevError for a code of the control's own block, SysError for any other code.
 void FireError(const ControlState& control, HRESULT code);
-// The same for a failed connection or reading, for models that report those.
+// Fires the event for a failed connection or reading. Only for models that report these failures; else does nothing.
 void FireFailure(const ControlState& control, HRESULT code);
 
 // Writes a trace line about a group, for example "InstrKelvo10::GrpID3::Stop: Unable to kill Scan Thread\n". Without

@@ -70,7 +70,8 @@ class Instrument {
 
   // The library's version: "1.0.0.0".
   HRESULT Version(std::string* version);
-  // The same as two words of two 16-bit parts. `error` is always 0.
+  // The library's version as two numbers: major (high 16 bits) and minor part, then the other two parts. `error` is
+  // always 0.
   HRESULT GetBinVersion(std::uint32_t* version_ms, std::uint32_t* version_ls, std::int32_t* error);
   // The instrument's version in the model's own form. Empty on failure.
   HRESULT GetDevVersion(std::string* version);

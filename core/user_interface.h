@@ -42,7 +42,8 @@ class UserInterface {
   virtual std::optional<std::string> ChooseFile(const FileQuestion&) { return std::string(); }
   // A long operation has come to `percent`, 0 to 100. False asks it to stop.
   virtual bool Progress(int /*percent*/) { return true; }
-  // The same with title and text of the operation, for a user interface that shows them.
+  // Like Progress, with the title and text of the operation, for a user interface that shows them. The operations call
+  // this member.
   virtual bool ShowProgress(const ShownProgress& step) { return Progress(step.percent); }
 };
 

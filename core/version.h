@@ -6,7 +6,7 @@
 
 namespace ulix {
 
-// The four 16-bit parts, two to a word.
+// The four 16-bit parts, two in each number: the first and third part are in the high bits.
 std::uint32_t FileVersionMS();
 std::uint32_t FileVersionLS();
 
