@@ -82,7 +82,7 @@ class Driver : protected SessionPeer {
   Link& link() { return *link_; }
   const Link& link() const { return *link_; }
 
-  // The same as the members of Session with these names.
+  // These members do what the members of Session with these names do.
   HRESULT OpenLink() { return session_.Open(); }
   bool LinkIsOpen() const { return session_.IsOpen(); }
   Expected<bool> Connect() { return session_.Connect(); }
@@ -116,7 +116,7 @@ class Driver : protected SessionPeer {
   // Makes a query that a person typed, and returns the reply as it is shown to a person: a text as it is, a Modbus
   // message in hexadecimal. E_INVALIDARG for a text that is not a message.
   Expected<std::string> RawQuery(std::string_view query);
-  // The same for a command that has no reply.
+  // Sends a command that a person typed and that has no reply. E_INVALIDARG as for RawQuery.
   HRESULT RawCommand(std::string_view command);
 
   // Start and stop what the instrument does by itself, such as temperature control or its own scans. S_OK for an

@@ -27,7 +27,8 @@ std::string LineSetPointFrame(float degrees);
 HRESULT CheckAddressedAnswer(std::string_view answer);
 // Whether an answer is the single byte with which an addressed controller refuses.
 bool IsRefusal(std::string_view answer);
-// The same for a line controller. `command` is the command that was sent, without its argument.
+// S_OK if a line controller confirmed the frame; isotechCtlErrNack for any other answer. `command` is the command that
+// was sent, without its argument.
 HRESULT CheckLineAnswer(std::string_view answer, std::string_view command);
 
 // Whether an answer is the longer one with which some controllers confirm a stop: STX "GT" and more, up to LF.

@@ -50,11 +50,14 @@ std::string ReadQuery(ChannelId id);
 // code outside its table.
 Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, std::uint32_t probe);
 
-// Parses a value: a number, alone or followed by a blank or a comma and a unit. serialCommErrUnableToReadComm for
-// anything else, for a number that a float cannot hold, and for a reply that filled the buffer.
+// Parses a value of a microK: a number, alone or followed by a blank or a comma and a unit.
+// microkCtlErrMeasureNotAvailable for a reply with "not enabled" or "not valid", and for an overload.
+// serialCommErrUnableToReadComm for anything else, for a number that a float cannot hold, and for a reply that filled
+// the buffer.
 inline constexpr int kReplySize = 80;  // in bytes, including the terminator
 Expected<float> ParseMicrokReply(std::string_view reply);
-// The same; also microkCtlErrScpiCmdeError for a command that the instrument rejected.
+// Parses a value of a milliK. microkCtlErrScpiCmdeError if the instrument rejected the command,
+// microkCtlErrMeasureNotAvailable for an overload, else serialCommErrUnableToReadComm as for a microK.
 Expected<float> ParseMillikReply(std::string_view reply);
 // The number of probes in the database. Errors as ParseMillikReply.
 Expected<std::uint32_t> ParseProbeCount(std::string_view reply);
