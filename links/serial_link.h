@@ -125,7 +125,7 @@ class SerialLink final : public Link, public LinkParams {
   // the result is S_OK at once, also on a closed port.
   HRESULT Purge(bool input, bool output);
 
-  // The same operations for a session. They return the outcome, which is more precise than the code.
+  // The operations that a session uses. They return the outcome, which is more precise than the code.
   struct Received {
     LinkOutcome outcome = LinkOutcome::kComplete;
     std::size_t count = 0;  // bytes read, including zeros, without the terminator

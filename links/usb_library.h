@@ -55,8 +55,8 @@ using UsbLibraryLoader = std::function<LoadedUsbLibrary()>;
 // again, and the load fails.
 LoadedUsbLibrary LoadUsbLibrary(const std::filesystem::path& folder);
 
-// The same, from the folder of this module, which may differ from the folder of the host program. Links use this loader
-// by default.
+// Loads the helper library from the folder of this module, which may differ from the folder of the host program. Links
+// use this loader by default.
 LoadedUsbLibrary LoadOwnUsbLibrary();
 
 }  // namespace ulix

@@ -1096,7 +1096,7 @@ inline std::string Utf8Of(TextId id, Language language, std::initializer_list<st
   return Utf8Of(id, language, std::span(values.begin(), values.size()));
 }
 
-// The same in Windows-1252, the encoding of the library's interfaces. The values must be in Windows-1252 too.
+// The text of Utf8Of in Windows-1252, the encoding of the library's interfaces. The values must be in Windows-1252 too.
 std::string Localized(TextId id, Language language, std::initializer_list<std::string> values = {});
 
 }  // namespace ulix

@@ -221,8 +221,9 @@ class Conversation {
   // Discards bytes that came unasked, sends the query, and reads its reply. If a reply is outstanding, the session
   // first resynchronises the line.
   Expected<std::string> Query(std::string_view query, const ReplyPlan& plan) { return session_.Query(query, plan); }
-  // The same for a reply that is a text, such as an identification: it ends at its first zero byte. `part`, if given,
-  // returns the wanted part of the reply. If that part is empty, the result is the link's code for an unread reply.
+  // Makes a query whose reply is a text, such as an identification. The text ends at the first zero byte of the reply.
+  // `part`, if given, returns the wanted part of the reply. If that part is empty, the result is the link's code for an
+  // unread reply.
   using TextPart = std::string_view (*)(std::string_view reply);
   Expected<std::string> QueryText(std::string_view query, const ReplyPlan& plan, TextPart part = nullptr);
   // Makes the query and returns what `parse` makes of the reply. If `parse` fails with the link's code for an unread

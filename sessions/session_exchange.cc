@@ -170,7 +170,7 @@ bool Session::ReadTrailingLines(const ReplyPlan& plan) {
   return true;
 }
 
-// The same on a line that is in sync. The wait is short, because some instruments leave the trailing lines out. If a
+// Reads the trailing lines on a line that is in sync. The wait is short, because some instruments leave them out. If a
 // trailing line stops midway, its rest may come at any time, so the line is then out of sync.
 void Session::TryToReadTrailingLines() {
   for (int line = 0; line < peer_.sync_query().trailing_lines; ++line) {
