@@ -13,7 +13,7 @@ namespace ulix::calibration {
 // Loads the certificate of the plan's reference. None if the plan names none. Fails if the file cannot be used.
 Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const Plan& plan);
 
-// The same for a run. Also fails if the file is not the one with which the run began.
+// Loads the certificate of the reference of a run. Also fails if the file is not the one with which the run began.
 Result<std::optional<ReferenceCertificate>> LoadReferenceOf(const RunResult& run);
 
 // Checks the certificate of the reference for this plan. Problems: a file that cannot be read or has another digest,
