@@ -40,7 +40,7 @@ const char* DoubtMark(Doubt doubt);
 
 // The value with the channel's decimals and a point.
 std::string FormatValue(const Channel& channel, float value);
-// The same with the unit.
+// The value as FormatValue gives it, then the unit.
 std::string FormatWithUnit(const Channel& channel, float value);
 
 // The channels that the user named, by id or by name in upper or lower case, in that order and each once. Without

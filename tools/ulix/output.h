@@ -73,7 +73,7 @@ void Tell(const std::string& text);
 // The exception for a failed write or read of a file, with the cause that the system reported last.
 OperationFailed CannotWrite(const std::string& path);
 OperationFailed CannotRead(const std::string& path);
-// The same for standard output.
+// The exception for a failed write to standard output.
 OperationFailed CannotPrint();
 // Why a file cannot be read, as ": no such file"; empty when it can.
 std::string CauseOfUnreadable(const std::string& path);

@@ -29,7 +29,7 @@ struct ReportFacts {
 // The facts of a connected session: the instrument and its settings. Asks the instrument for its identification. A '%'
 // in the title stands for the instrument's name.
 ReportFacts FactsOf(Session& session, const std::string& title, Language language);
-// The same facts, from a measurement that was read back from its file. The title is as it stands.
+// The facts of a measurement that was read back from its file. A '%' in the title stays as it is.
 ReportFacts FactsOf(const CsvMeasurement& measurement, const std::string& title, Language language);
 // Adds the user's notes. A title among them replaces the default title.
 void AddNotes(ReportFacts& facts, const MeasurementNotes& notes, Language language);

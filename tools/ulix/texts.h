@@ -11,7 +11,7 @@ namespace ulix::cli {
 
 // The text in the given language. Each value replaces one '%'.
 std::string Shown(TextId id, Language language, std::initializer_list<std::string> values = {});
-// The same in the language of the program: the user's language, or the one given to ShowIn.
+// The text in the language of the program: the user's language, or the one given to ShowIn.
 std::string Shown(TextId id, std::initializer_list<std::string> values = {});
 Language ShownLanguage();
 // Sets the language of the program, for texts and for numbers, shown and typed.
