@@ -107,7 +107,8 @@ double MedianPercent(int seconds) {
   return Percentile(rounds, 0.5);
 }
 
-// The same for as many bare pairs. They are started over the same time, because ticks that coincide cost less.
+// The processor time of the same number of bare pairs, in percent. Starting them takes `start_time`, because ticks that
+// coincide cost less.
 double BarePercent(int seconds, std::chrono::nanoseconds start_time) {
   std::deque<BarePair> pairs;
   while (pairs.size() < kInstruments) {

@@ -48,11 +48,11 @@ class FlukeHydraSimulator final : public LineSimulator {
   explicit FlukeHydraSimulator(Clock& clock);
 
   std::string Refusal() const override { return "=?\r\n"; }
-  // Also "function.N" and "value.N" of channel N.
   bool Place(Surroundings& place) override {
     model_.place = &place;
     return true;
   }
+  // Each channel N has the properties "function.N" and "value.N".
   HRESULT Set(std::string_view key, std::string_view value) override { return properties_.Set(key, value); }
   std::vector<std::pair<std::string, std::string>> Properties() const override { return properties_.Texts(); }
 

@@ -137,9 +137,9 @@ inline ComPtr<Instr> Configured(long port, const GroupSettings& settings, ULONG 
   return control;
 }
 
-// The same on the port in the environment variable. On a busy machine a pseudo terminal passes written bytes on some
-// milliseconds later, and it discards the rest when it is opened again. A control that closes it at this speed waits
-// longer than that.
+// A control configured for the port in the environment variable. On a busy machine a pseudo terminal passes written
+// bytes on some milliseconds later, and it discards the rest when it is opened again. A control that closes it at this
+// speed waits longer than that.
 inline ComPtr<Instr> ConfiguredOn(const char* variable, const GroupSettings& settings) {
   return Configured(PortFrom(variable), settings, 2400);
 }
