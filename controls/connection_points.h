@@ -46,8 +46,8 @@ class EventsPoint final : public IConnectionPoint {
 
  private:
   IConnectionPointContainer& owner_;
-  const std::shared_ptr<HostSinks>
-      hosts_;  // shared, because an event may still be going to the sinks when the control is destroyed
+  // Shared, because an event may still be going to the sinks when the control is destroyed.
+  const std::shared_ptr<HostSinks> hosts_;
 };
 
 HRESULT EnumThePoint(EventsPoint& point, IEnumConnectionPoints** points);

@@ -70,8 +70,8 @@ class BrokerLink final : private BrokerConnection {
   std::atomic<bool> online_ = false;
   std::atomic<std::uint64_t> turns_ = 0;
   std::uint64_t last_turns_ = 0;  // at the last call of IsMoving
-  std::atomic<std::chrono::steady_clock::rep> lookup_ =
-      0;  // when the look-up of the name began; 0: none is in progress
+  // When the look-up of the name began; 0: none is in progress.
+  std::atomic<std::chrono::steady_clock::rep> lookup_ = 0;
 
   // Used by the thread. Other threads also use the client, through Publish, between Online and Offline.
   MqttClient client_;

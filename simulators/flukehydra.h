@@ -26,8 +26,8 @@ class FlukeHydraModel {
   std::array<Channel, kChannels> channels;
   double swing = 1;    // Percent of a channel's value.
   double period = 20;  // Of the swing, seconds; 0 or less: no swing.
-  Surroundings* place =
-      nullptr;  // what is connected to the channels; a channel with nothing connected uses its own value
+  // What is connected to the channels; a channel with nothing connected uses its own value.
+  Surroundings* place = nullptr;
 
   bool scanning() const { return !stopped_.has_value(); }
   void Scan(bool on);

@@ -36,8 +36,8 @@ class PhysicalWorld {
     BenchSensor plan;
     double share = 1;   // the part of the difference to its place that the sensor makes up in one step
     double lagged = 0;  // the value of the sensor with its lag, without errors
-    double play =
-        -1;  // state of the hysteresis: -1 after rising, 1 after falling, between them after a change of direction
+    // State of the hysteresis: -1 after rising, 1 after falling, between them after a change of direction.
+    double play = -1;
     std::mt19937 random;
   };
   void Advance();

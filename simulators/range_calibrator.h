@@ -55,8 +55,8 @@ class CalibratorModel {
   double noise = 0.002;        // Greatest deviation of one measurement, same unit.
   bool follow_output = false;  // The input measures the output, and 0 while the output is off.
 
-  Surroundings* place =
-      nullptr;  // what is connected to the input, in the unit of its range; null: the values above apply
+  // What is connected to the input, in the unit of its range; null: the values above apply.
+  Surroundings* place = nullptr;
 
   double output = 0;
   bool output_on = false;

@@ -303,8 +303,8 @@ TEST_F(Groups, ImmediateReadLongerThanThePeriod_KeepsTheValueWithoutAReport) {
   Hold();
   std::thread opener([&] {
     AwaitReads(1);
-    std::this_thread::sleep_for(
-        300ms);  // Longer than the period of 100 ms, shorter than the wait for the thread's end.
+    // Longer than the period of 100 ms, shorter than the wait for the thread's end.
+    std::this_thread::sleep_for(300ms);
     Release();
   });
   EXPECT_EQ(instrument->ImmediateReadGroups(std::vector{group}), S_OK);

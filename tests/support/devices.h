@@ -39,8 +39,8 @@ struct Device {
   std::vector<Property> settings;
   std::vector<Property> bench;  // Properties that make the simulated quantities constant.
   std::vector<ChannelId> channels;
-  std::vector<const char*>
-      quantities;   // For each channel the simulator's property that sets its value; empty: none does.
+  // For each channel the simulator's property that sets its value; empty: none does.
+  std::vector<const char*> quantities;
   int patience_ms;  // How long a query for a value waits for its reply.
   ChannelId written = 0;
   DeviceCodes codes = kSerialCodes;

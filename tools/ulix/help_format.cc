@@ -10,8 +10,8 @@
 namespace ulix::cli {
 namespace {
 
-constexpr std::size_t kHelpWidth =
-    79;  // one less than the 80 columns of a terminal, because some terminals wrap after the last one
+// One less than the 80 columns of a terminal, because some terminals wrap after the last one.
+constexpr std::size_t kHelpWidth = 79;
 constexpr std::size_t kHelpColumn = 28;
 
 // A name, then its description from a fixed column on.

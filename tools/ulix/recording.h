@@ -112,8 +112,8 @@ class Recording {
 
   std::vector<Channel> known_;
   std::vector<RecordedChannel> channels_;
-  std::vector<std::optional<std::size_t>>
-      open_failures_;  // for each channel, the index of its failure run that is still going on
+  // For each channel, the index of its failure run that is still going on.
+  std::vector<std::optional<std::size_t>> open_failures_;
   std::vector<RecordedRow> first_rows_;
   std::deque<RecordedRow> last_rows_;
   std::uint64_t row_count_ = 0;

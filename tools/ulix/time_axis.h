@@ -14,8 +14,8 @@ inline constexpr double kSecondsPerDay = 86400;
 struct TimeTick {
   Date at = 0;
   std::string label;  // time of day, as precise as the distance between ticks requires
-  std::string
-      day;  // when the axis spans several days, the day at the first tick and at the first tick of each day; else empty
+  // When the axis spans several days, the day at the first tick and at the first tick of each day; else empty.
+  std::string day;
 };
 
 // Two to eight ticks at round times inside [low, high].

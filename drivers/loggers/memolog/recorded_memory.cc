@@ -64,8 +64,8 @@ Expected<MemBlockCycle> MemologDriver::CyclePeriod(std::uint32_t block) {
 Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
   const auto reply = Ask(kMemoryBlock, BlockStateData(block), kBlockStateReply);
   if (!reply) return Failure(reply.error());
-  const auto size =
-      BlockSize(block);  // after Ask, whose exchange may have reconnected to a logger with another program
+  // Asked after Ask, because its exchange may have reconnected to a logger with another program.
+  const auto size = BlockSize(block);
   if (!size) return Failure(size.error());
   const auto state = ParseBlockState(*reply);
   if (!state) return Failure(link().codes().unread);

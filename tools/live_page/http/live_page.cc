@@ -13,8 +13,8 @@
 namespace ulix {
 namespace {
 
-constexpr int kMaxReaders =
-    6;  // readers of the stream; the library has eight threads, and some must stay free for the page
+// Readers of the stream; the library has eight threads, and some must stay free for the page.
+constexpr int kMaxReaders = 6;
 constexpr std::chrono::milliseconds kBetweenFrames(200);
 constexpr std::chrono::milliseconds kKeepAlive(5000);
 constexpr std::chrono::milliseconds kLastEvents(2000);
