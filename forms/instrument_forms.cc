@@ -76,7 +76,7 @@ struct EnteredPage {
     return Refuse(field, Localized(TextId::kOutOfRange, language,
                                    {At(field).label, entered, ShownNumber(least), ShownNumber(most)}));
   }
-  // The number in a field. None if the text is not a number, or the number is outside the limits.
+  // The number in a field. None, with a refusal, when it is no number or outside the limits.
   std::optional<double> Number(std::size_t field, double least, double most) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= least && *value <= most ? value : std::nullopt;
