@@ -26,7 +26,8 @@ struct FaultCase {
   Milliseconds at_most;
 };
 
-// A wait advances the clock at once, unless the clock is stepped. All bytes sent to the instrument are recorded.
+// A wait advances the clock at once, unless the clock is stepped. The bytes sent to the instrument are recorded, those
+// received are counted.
 class LineBench : public testing::Test {
  protected:
   using Wrap = std::function<std::unique_ptr<Simulator>(std::unique_ptr<Simulator>)>;
@@ -43,6 +44,7 @@ class LineBench : public testing::Test {
     services.load_usb_library = UsbLoaderOf(bench, clock);
     services.trace = [this](TraceDirection direction, std::string_view bytes) {
       if (direction == TraceDirection::kSent) sent += bytes;
+      if (direction == TraceDirection::kReceived) received += bytes.size();
     };
     auto made = FindModel(model)->create(services);
     driver = made.get();
@@ -86,6 +88,7 @@ class LineBench : public testing::Test {
   ManualClock clock;
   std::shared_ptr<SimulatedBench> bench;
   std::string sent;
+  std::size_t received = 0;
   std::unique_ptr<Instrument> device;
   Driver* driver = nullptr;  // Owned by `device`.
 };
