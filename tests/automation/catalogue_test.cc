@@ -57,56 +57,47 @@ TEST(EveryControl, ProgId_CreatesItAndItNamesItsType) {
     EXPECT_TRUE(IsEqualGUID(id, control.id));
     const auto instrument = Make(control);
     ASSERT_TRUE(instrument);
-    BSTR text = nullptr;
-    EXPECT_EQ(instrument->get_InstrType(&text), S_OK);
-    EXPECT_FALSE(Taken(text).empty());
-    EXPECT_EQ(instrument->GetCfgText(&text), S_OK);
-    EXPECT_NE(Taken(text).find(L"XXXX_A_IMPLANTER"), std::wstring::npos);
+    EXPECT_EQ(TextOf(instrument.Get(), &IUlixInstr::get_InstrType), ModelOf(control));
+    EXPECT_NE(TextOf(instrument.Get(), &IUlixInstr::GetCfgText).find(L"XXXX_A_IMPLANTER"), std::wstring::npos);
     ComPtr<IPersistStreamInit> persist;
-    CLSID own;
     ASSERT_EQ(instrument.As(&persist), S_OK);
-    EXPECT_EQ(persist->GetClassID(&own), S_OK);
-    EXPECT_TRUE(IsEqualGUID(own, control.id));
+    EXPECT_TRUE(IsEqualGUID(ResultOf<CLSID>(persist.Get(), &IPersistStreamInit::GetClassID), control.id));
   }
+}
+
+// The part of a control with a name such as "IUlixInstrKelvo10Debug". A query for IDispatch would give the main
+// interface.
+ComPtr<IDispatch> PartOf(IUlixInstr* instrument, const std::wstring& wanted) {
+  ComPtr<IDispatch> part;
+  ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
+    if (NameOf(info) != wanted) return;
+    EXPECT_EQ(instrument->QueryInterface(attributes.guid, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
+  });
+  return part;
 }
 
 TEST(EveryControl, SpecAndDebugInterfaces_ExistAndATestConfigurationSurvivesAStream) {
   for (const ClassOfLibrary& control : ControlsOfLibrary()) {
     SCOPED_TRACE(Narrow(control.name));
-    const auto instrument = Make(control);
-    ASSERT_TRUE(instrument);
-    int found = 0;
-    ComPtr<IDispatch> debug;  // The Debug interface. A query for IDispatch would give the main interface.
-    ForEachType(TKIND_DISPATCH, [&](ITypeInfo* info, const TYPEATTR& attributes) {
-      const std::wstring name = NameOf(info), own = L"IUlixInstr" + ModelOf(control);
-      if (name != own + L"Spec" && name != own + L"Debug") return;
-      ComPtr<IDispatch> part;
-      EXPECT_EQ(instrument->QueryInterface(attributes.guid, reinterpret_cast<void**>(part.GetAddressOf())), S_OK);
-      ++found;
-      if (name == own + L"Debug") debug = part;
-    });
-    ASSERT_EQ(found, 2);
-    Variant nothing;
-    ASSERT_EQ(CallByName(debug.Get(), L"DebugCreateCfgTest", DISPATCH_METHOD, {}, &nothing), S_OK);
+    const auto instrument = Make(control), other = Make(control);
+    ASSERT_TRUE(instrument && other);
+    EXPECT_TRUE(PartOf(instrument.Get(), L"IUlixInstr" + ModelOf(control) + L"Spec"));
+    const auto debug = PartOf(instrument.Get(), L"IUlixInstr" + ModelOf(control) + L"Debug");
+    ASSERT_TRUE(debug);
+    ResultByName(debug.Get(), L"DebugCreateCfgTest", {});
 
     ComPtr<IStream> stream;
     ComPtr<IPersistStreamInit> persist, loaded;
-    const auto other = Make(control);
     instrument.As(&persist);
     other.As(&loaded);
     ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
     ASSERT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
     stream->Seek({}, STREAM_SEEK_SET, nullptr);
     ASSERT_EQ(loaded->Load(stream.Get()), S_OK);
-    Variant groups, channels, inputs;
-    EXPECT_EQ(other->get_Groups(&groups), S_OK);
-    EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1, 2}));
-    EXPECT_EQ(instrument->get_InChans(2, &channels), S_OK);
-    EXPECT_EQ(other->get_InChans(2, &inputs), S_OK);
-    EXPECT_EQ(Elements<long>(inputs), Elements<long>(channels));
-    long period = 0;
-    EXPECT_EQ(other->get_Period(2, &period), S_OK);
-    EXPECT_EQ(period, 5000);
+    EXPECT_EQ(ElementsOf<long>(other.Get(), &IUlixInstr::get_Groups), (std::vector<long>{1, 2}));
+    EXPECT_EQ(ElementsOf<long>(other.Get(), &IUlixInstr::get_InChans, 2),
+              ElementsOf<long>(instrument.Get(), &IUlixInstr::get_InChans, 2));
+    EXPECT_EQ(ResultOf<long>(other.Get(), &IUlixInstr::get_Period, 2), 5000);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <deque>
 #include <limits>
 #include <map>
+#include <tuple>
 
 #include "tests/automation/client.h"
 #include "tests/support/holdings.h"
@@ -35,6 +36,21 @@ class Connected : public testing::Test {
   void TearDown() override {
     if (control) control->Disconnect();
   }
+  // Connects, and makes a group that reads the input every 100 ms.
+  long ConnectWithGroup() {
+    EXPECT_EQ(control->Connect(), S_OK);
+    const auto group = ResultOf<long>(control.Get(), &IUlixInstr::CreateGroup);
+    EXPECT_EQ(setup->SetGroup(group, 100, 0, 0, 0), S_OK);
+    EXPECT_EQ(control->ConnectGroupChan(group, 0), S_OK);
+    return group;
+  }
+  // Changes a setting. Its text is shown as the settings table has it.
+  void Change() { ASSERT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK); }
+  static void ExpectChanged(IUlixInstr* other) {
+    const auto other_setup = SetupOf(other);
+    EXPECT_EQ(TextOf(other_setup.Get(), &IUlixSetup::get_Setting, Text(L"INPUT-function")), L"OHM500");
+    EXPECT_EQ(ResultOf<long>(other_setup.Get(), &IUlixSetup::get_Serial, Text(L"port")), PortOfTest("ULIX_TEST_PORT"));
+  }
   ComPtr<IUlixInstr> control;
   ComPtr<IUlixSetup> setup;
 };
@@ -42,19 +58,13 @@ class Connected : public testing::Test {
 TEST(Control, LateBoundCalls_GiveTheirResults) {
   const auto control = NewControl();
   ASSERT_TRUE(control);
-  Variant version, type, id, groups, resolution;
-  EXPECT_EQ(CallByName(control.Get(), L"Version", DISPATCH_PROPERTYGET, {}, &version), S_OK);
-  EXPECT_STREQ(version.bstrVal, L"1.0.0.0");
-  EXPECT_EQ(CallByName(control.Get(), L"InstrType", DISPATCH_PROPERTYGET, {}, &type), S_OK);
-  EXPECT_STREQ(type.bstrVal, L"Kelvo10");
-  EXPECT_EQ(CallByName(control.Get(), L"CreateGroup", DISPATCH_METHOD, {}, &id), S_OK);
-  EXPECT_EQ(id.lVal, 1);
-  EXPECT_EQ(CallByName(control.Get(), L"Groups", DISPATCH_PROPERTYGET, {}, &groups), S_OK);
-  EXPECT_EQ(groups.vt, 0x2003);
+  EXPECT_STREQ(GetByName(control.Get(), L"Version").bstrVal, L"1.0.0.0");
+  EXPECT_STREQ(GetByName(control.Get(), L"InstrType").bstrVal, L"Kelvo10");
+  EXPECT_EQ(ResultByName(control.Get(), L"CreateGroup", {}).lVal, 1);
+  const Variant groups = GetByName(control.Get(), L"Groups");
+  EXPECT_EQ(groups.vt, VT_ARRAY | VT_I4);
   EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1}));
-  Variant channel(1L);
-  EXPECT_EQ(CallByName(control.Get(), L"GetChanResol", DISPATCH_METHOD, {channel}, &resolution), S_OK);
-  EXPECT_EQ(resolution.iVal, 3);
+  EXPECT_EQ(ResultByName(control.Get(), L"GetChanResol", {Variant(1L)}).iVal, 3);
 }
 
 TEST(Control, QueryInterface_GivesThePublishedInterfacesOnly) {
@@ -95,18 +105,29 @@ TEST(Control, Failure_HasErrorInfoInTheUsersLanguage) {
   BSTR text = SysAllocString(L"before");
   EXPECT_EQ(control->Identify(&text), E_UNEXPECTED);
   EXPECT_EQ(text, nullptr);
-  Failure failure = TakeFailure();
+  const Failure failure = TakeFailure();
   EXPECT_EQ(failure.description, InUserLanguage(L"Communication not opened", L"Communication non ouverte"));
   EXPECT_EQ(failure.source, kProgId);
   EXPECT_TRUE(IsEqualGUID(failure.interface_id, __uuidof(IUlixInstr)));
-  EXPECT_EQ(control->Identify(nullptr), E_INVALIDARG);
-  EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
-  EXPECT_EQ(control->get_InChans(9, nullptr), E_INVALIDARG);
-  EXPECT_EQ(control->ConnectGroupChan(1, 1), E_INVALIDARG);
-  EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
-  Variant result;
+}
+
+TEST(Control, InvalidArgument_HasErrorInfoInTheUsersLanguage) {
+  const auto control = NewControl();
+  using Call = HRESULT (*)(IUlixInstr*);
+  for (const Call call : {Call([](IUlixInstr* c) { return c->Identify(nullptr); }),
+                          Call([](IUlixInstr* c) { return c->get_InChans(9, nullptr); }),
+                          Call([](IUlixInstr* c) { return c->ConnectGroupChan(1, 1); })}) {
+    EXPECT_EQ(call(control.Get()), E_INVALIDARG);
+    EXPECT_EQ(TakeFailure().description, InUserLanguage(L"Invalid Argument", L"Argument incorrect"));
+  }
+}
+
+TEST(Control, LateBoundFailure_HasItsCodeAndText) {
+  const auto control = NewControl();
   ASSERT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), kNoSuchPort), S_OK);
+  Variant result;
   EXPECT_EQ(CallByName(control.Get(), L"Connect", DISPATCH_METHOD, {}, &result), HRESULT(0x80044400));
+  BSTR text = nullptr;
   int unknown = 7;
   ASSERT_EQ(control->GetErrorText(HRESULT(0x80010105), 0, &unknown, &text), S_OK);
   EXPECT_EQ(unknown, 0);
@@ -116,69 +137,60 @@ TEST(Control, Failure_HasErrorInfoInTheUsersLanguage) {
   EXPECT_EQ(Taken(text), L"");
 }
 
-TEST_F(Connected, IdsThatAreNotAnArrayOfLong_AreInvalid) {
+TEST_F(Connected, GetChansVals_GivesExactArraysOfVariants) {
   ASSERT_EQ(control->Connect(), S_OK);
   Variant values, errors, times;
-  const Variant ids = IdArray({0, 1});
-  ASSERT_EQ(control->GetChansVals(ids, &values, &errors, &times), S_OK);
-  EXPECT_EQ(values.vt, 0x200C);
-  EXPECT_EQ(errors.vt, 0x2003);
-  EXPECT_EQ(times.vt, 0x2007);
+  ASSERT_EQ(control->GetChansVals(IdArray({0, 1}), &values, &errors, &times), S_OK);
+  EXPECT_EQ((std::array{values.vt, errors.vt, times.vt}), (std::array<VARTYPE, 3>{0x200C, 0x2003, 0x2007}));
   EXPECT_EQ(Elements<VARIANT>(values)[0].vt, VT_R4);
   EXPECT_EQ(Elements<DATE>(times), (std::vector<DATE>{0, 0}));
+  Variant none, no_errors, no_times;
+  ASSERT_EQ(control->GetChansVals(IdArray({}), &none, &no_errors, &no_times), S_OK);
+  EXPECT_TRUE(Elements<VARIANT>(none).empty());
+}
 
-  VARIANT by_reference = ids;
+TEST_F(Connected, IdsThatAreNotAnArrayOfLong_AreInvalid) {
+  ASSERT_EQ(control->Connect(), S_OK);
+  const Variant ids = IdArray({0, 1}), unknown = IdArray({0, 5}), number(1L);
+  Variant variants, other_errors, other_times;
+  ASSERT_EQ(control->GetChansVals(ids, &variants, &other_errors, &other_times), S_OK);
   SAFEARRAY* array = ids.parray;
+  VARIANT by_reference = ids;
   by_reference.vt = VT_ARRAY | VT_BYREF | VT_I4;
   by_reference.pparray = &array;
-  Variant wrong_values, wrong_errors, wrong_times;
-  EXPECT_EQ(control->GetChansVals(by_reference, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
-  EXPECT_EQ(control->GetChansVals(values, &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(control->GetChansVals(IdArray({0, 5}), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  EXPECT_EQ(wrong_values.vt, VT_EMPTY);
-  EXPECT_EQ(control->GetChansVals(Variant(1L), &wrong_values, &wrong_errors, &wrong_times), E_INVALIDARG);
-  const Variant none = IdArray({});
-  ASSERT_EQ(control->GetChansVals(none, &wrong_values, &wrong_errors, &wrong_times), S_OK);
-  EXPECT_TRUE(Elements<VARIANT>(wrong_values).empty());
+  for (const VARIANT& wrong : {by_reference, VARIANT(variants), VARIANT(unknown), VARIANT(number)}) {
+    Variant values, errors, times;
+    EXPECT_EQ(control->GetChansVals(wrong, &values, &errors, &times), E_INVALIDARG) << wrong.vt;
+    EXPECT_EQ(values.vt, VT_EMPTY) << wrong.vt;
+  }
 }
 
 TEST_F(Connected, RunningGroup_ReportsItsScansToASink) {
-  ASSERT_EQ(control->Connect(), S_OK);
-  BSTR text = nullptr;
-  ASSERT_EQ(control->Identify(&text), S_OK);
-  EXPECT_NE(Taken(text).find(L"KELVO10"), std::wstring::npos);
-  long group = 0;
-  ASSERT_EQ(control->CreateGroup(&group), S_OK);
-  ASSERT_EQ(setup->SetGroup(group, 100, 0, 0, 0), S_OK);
-  ASSERT_EQ(control->ConnectGroupChan(group, 0), S_OK);
+  const long group = ConnectWithGroup();
+  Sink sink;
+  const Advised advised(control.Get(), sink);
+  ASSERT_EQ(control->RunGroup(group), S_OK);
+  ASSERT_TRUE(sink.Await(2));
+  ASSERT_EQ(control->StopGroup(group), S_OK);
+  EXPECT_EQ((std::vector{sink.order()[0], sink.order()[1]}), (std::vector<std::wstring>{L"data 1", L"ready 1"}));
+  const Sink::Data data = sink.data()[0];
+  EXPECT_EQ(data.quantity, 1);
+  EXPECT_EQ(data.types, (std::array<VARTYPE, 4>{0x2003, 0x200C, 0x2003, 0x2007}));
+  EXPECT_EQ(data.ids, (std::vector<long>{0}));
+  EXPECT_EQ(std::pair(data.values[0].vt, data.values[0].fltVal), std::pair(VARTYPE{VT_R4}, 12.345F));
+  EXPECT_EQ(data.errors, (std::vector<long>{0}));
+  EXPECT_NEAR(data.times[0], LocalTimeNow(), 1.0 / 1440);
+}
 
+TEST_F(Connected, Sink_IsRemovedOnce) {
   ComPtr<IConnectionPointContainer> container;
   ComPtr<IConnectionPoint> point;
   control.As(&container);
   ASSERT_EQ(container->FindConnectionPoint(__uuidof(IUlixInstrEvents), &point), S_OK);
   Sink sink;
-  DWORD cookie = 0;
-  ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
-  ASSERT_EQ(control->RunGroup(group), S_OK);
-  ASSERT_TRUE(sink.Await(4));
-  ASSERT_EQ(control->StopGroup(group), S_OK);
+  const auto cookie = ResultOf<DWORD>(point.Get(), &IConnectionPoint::Advise, static_cast<IUnknown*>(&sink));
   EXPECT_EQ(point->Unadvise(cookie), S_OK);
   EXPECT_EQ(point->Unadvise(cookie), CONNECT_E_NOCONNECTION);
-  EXPECT_EQ(sink.order()[0], L"data 1");
-  EXPECT_EQ(sink.order()[1], L"ready 1");
-  const Sink::Data data = sink.data()[0];
-  EXPECT_EQ(data.quantity, 1);
-  EXPECT_EQ(data.types, (std::array<VARTYPE, 4>{0x2003, 0x200C, 0x2003, 0x2007}));
-  EXPECT_EQ(data.ids, (std::vector<long>{0}));
-  EXPECT_EQ(data.values[0].vt, VT_R4);
-  EXPECT_EQ(data.values[0].fltVal, 12.345F);
-  EXPECT_EQ(data.errors[0], 0);
-  SYSTEMTIME now;
-  GetLocalTime(&now);
-  DATE local = 0;
-  SystemTimeToVariantTime(&now, &local);
-  EXPECT_NEAR(data.times[0], local, 1.0 / 1440) << "local time";
 }
 
 TEST_F(Connected, SetChanVal_WritesOutputsOnly) {
@@ -274,52 +286,43 @@ TEST(Control, VariantThatIsNoFiniteNumber_IsInvalid) {
   }
 }
 
-TEST_F(Connected, Configuration_SurvivesStreamAndStorage) {
-  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"ohm500")), S_OK);
-  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
-  EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
-  ComPtr<IPersistStreamInit> persist;
+TEST_F(Connected, Configuration_SurvivesAStream) {
+  ComPtr<IPersistStreamInit> persist, loaded;
   control.As(&persist);
+  Change();
   EXPECT_EQ(persist->IsDirty(), S_OK);
-  ComPtr<IStream> stream;
+  ComPtr<IStream> stream, empty;
   ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
   ASSERT_EQ(persist->Save(stream.Get(), TRUE), S_OK);
   EXPECT_EQ(persist->IsDirty(), S_FALSE);
+  const auto other = NewControl();
+  other.As(&loaded);
+  stream->Seek({}, STREAM_SEEK_SET, nullptr);
+  EXPECT_EQ(loaded->Load(stream.Get()), S_OK);
+  ExpectChanged(other.Get());
+  ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &empty), S_OK);
+  EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
+}
 
+TEST_F(Connected, Configuration_SurvivesAStorage) {
+  Change();
   ComPtr<ILockBytes> bytes;
   ComPtr<IStorage> storage;
   ASSERT_EQ(CreateILockBytesOnHGlobal(nullptr, TRUE, &bytes), S_OK);
   ASSERT_EQ(StgCreateDocfileOnILockBytes(bytes.Get(), STGM_READWRITE | STGM_SHARE_EXCLUSIVE | STGM_CREATE, 0, &storage),
             S_OK);
-  ComPtr<IPersistStorage> stored;
+  ComPtr<IPersistStorage> stored, loaded;
   control.As(&stored);
   ASSERT_EQ(stored->Save(storage.Get(), FALSE), S_OK);
+  const auto other = NewControl();
+  other.As(&loaded);
+  EXPECT_EQ(loaded->Load(storage.Get()), S_OK);
+  ExpectChanged(other.Get());
+}
 
-  const auto loads = [&](auto&& load) {
-    const auto other = NewControl();
-    load(other.Get());
-    const auto other_setup = SetupOf(other.Get());
-    BSTR value = nullptr;
-    EXPECT_EQ(other_setup->get_Setting(Text(L"INPUT-function"), &value), S_OK);
-    EXPECT_EQ(Taken(value), L"OHM500");
-    long port = 0;
-    EXPECT_EQ(other_setup->get_Serial(Text(L"port"), &port), S_OK);
-    EXPECT_EQ(port, PortOfTest("ULIX_TEST_PORT"));
-  };
-  loads([&](IUlixInstr* other) {
-    ComPtr<IPersistStreamInit> loaded;
-    other->QueryInterface(IID_IPersistStreamInit, reinterpret_cast<void**>(loaded.GetAddressOf()));
-    stream->Seek({}, STREAM_SEEK_SET, nullptr);
-    EXPECT_EQ(loaded->Load(stream.Get()), S_OK);
-  });
-  loads([&](IUlixInstr* other) {
-    ComPtr<IPersistStorage> loaded;
-    other->QueryInterface(IID_IPersistStorage, reinterpret_cast<void**>(loaded.GetAddressOf()));
-    EXPECT_EQ(loaded->Load(storage.Get()), S_OK);
-  });
-  ComPtr<IStream> empty;
-  CreateStreamOnHGlobal(nullptr, TRUE, &empty);
-  EXPECT_EQ(persist->Load(empty.Get()), E_INVALIDARG);
+TEST_F(Connected, SettingThatIsUnknownOrHasAnUnknownValue_IsInvalid) {
+  EXPECT_EQ(setup->put_Setting(Text(L"input-function"), Text(L"V51")), E_INVALIDARG);
+  EXPECT_EQ(setup->put_Setting(Text(L"no-such"), Text(L"1")), E_INVALIDARG);
 }
 
 // A host's stream with room for a number of bytes. A write beyond it fails.
@@ -373,38 +376,33 @@ TEST(Persistence, SaveThatFails_LeavesTheControlDirty) {
 
 // Another program wrote the file `given` in the published layout. It is loaded here and saved to the file `kept`.
 // run.py compares both files.
+// The stream of run.py.
+void ExpectSettingsOfTheStream(IUlixInstr* control) {
+  EXPECT_EQ(ElementsOf<long>(control, &IUlixInstr::get_Groups), (std::vector<long>{4, 2}));
+  EXPECT_EQ(ElementsOf<long>(control, &IUlixInstr::get_InChans, 4), (std::vector<long>{0}));
+  const auto setup = SetupOf(control);
+  long period = 0, dead_time = 0;
+  float percent = 0, absolute = 0;
+  EXPECT_EQ(setup->GetGroup(4, &period, &percent, &absolute, &dead_time), S_OK);
+  EXPECT_EQ(std::tuple(period, percent, absolute, dead_time), std::tuple(250, 1.5F, 0.25F, 60));
+  EXPECT_EQ(ResultOf<long>(setup.Get(), &IUlixSetup::get_Serial, Text(L"baud")), 19200);
+  EXPECT_EQ(TextOf(setup.Get(), &IUlixSetup::get_Setting, Text(L"input-cold-junction")), L"JR_PROG");
+}
+
 TEST(Persistence, StreamOfAnotherProgram_IsLoadedAndSavedInTheSameLayout) {
   const char *given = std::getenv("ULIX_TEST_STREAM"), *kept = std::getenv("ULIX_TEST_KEPT");
   ASSERT_TRUE(given && kept);
   const auto control = NewControl();
-  const auto setup = SetupOf(control.Get());
   ComPtr<IPersistStreamInit> persist;
   control.As(&persist);
   ComPtr<IStream> stream, written;
   ASSERT_EQ(SHCreateStreamOnFileA(given, STGM_READ, &stream), S_OK);
   ASSERT_EQ(persist->Load(stream.Get()), S_OK);
   EXPECT_EQ(persist->IsDirty(), S_FALSE);
-  Variant groups, channels;
-  EXPECT_EQ(control->get_Groups(&groups), S_OK);
-  EXPECT_EQ(Elements<long>(groups), (std::vector<long>{4, 2}));
-  EXPECT_EQ(control->get_InChans(4, &channels), S_OK);
-  EXPECT_EQ(Elements<long>(channels), (std::vector<long>{0}));
-  long period = 0, dead_time = 0, rate = 0, next = 0;
-  float percent = 0, absolute = 0;
-  EXPECT_EQ(setup->GetGroup(4, &period, &percent, &absolute, &dead_time), S_OK);
-  EXPECT_EQ(period, 250);
-  EXPECT_EQ(percent, 1.5F);
-  EXPECT_EQ(absolute, 0.25F);
-  EXPECT_EQ(dead_time, 60);
-  EXPECT_EQ(setup->get_Serial(Text(L"baud"), &rate), S_OK);
-  EXPECT_EQ(rate, 19200);
-  BSTR value = nullptr;
-  EXPECT_EQ(setup->get_Setting(Text(L"input-cold-junction"), &value), S_OK);
-  EXPECT_EQ(Taken(value), L"JR_PROG");
+  ExpectSettingsOfTheStream(control.Get());
   ASSERT_EQ(SHCreateStreamOnFileA(kept, STGM_WRITE | STGM_CREATE, &written), S_OK);
   ASSERT_EQ(persist->Save(written.Get(), TRUE), S_OK);
-  EXPECT_EQ(control->CreateGroup(&next), S_OK);
-  EXPECT_EQ(next, 10) << "one more than the highest id ever used";
+  EXPECT_EQ(ResultOf<long>(control.Get(), &IUlixInstr::CreateGroup), 10) << "one more than the highest id ever used";
 }
 
 // A property bag in memory.

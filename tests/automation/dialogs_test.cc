@@ -69,6 +69,8 @@ class Dialogs : public testing::Test {
     setup->get_Setting(Text(key), &value);
     return Taken(value);
   }
+  // The label of the port's field.
+  static std::wstring Port() { return Local(L"Serial port", L"Port s\u00E9rie"); }
   auto EditCommParams() {
     return [this](int* result) { return control->EditCommParams(result); };
   }
@@ -80,11 +82,10 @@ class Dialogs : public testing::Test {
   ComPtr<IUlixSetup> setup;
 };
 
-TEST_F(Dialogs, Communication_SetsThePortAndRefusesNonsense) {
-  const std::wstring port = Local(L"Serial port", L"Port s\u00E9rie");
+TEST_F(Dialogs, Communication_TypedPortAndChosenSpeed_AreSet) {
   EXPECT_EQ(Meet(EditCommParams(),
                  [&](DialogUser& user) {
-                   EXPECT_TRUE(user.Type(user.Entry(port), L"COM77"));
+                   EXPECT_TRUE(user.Type(user.Entry(Port()), L"COM77"));
                    user.GoTo(user.Entry(Local(L"Speed", L"Vitesse")));
                    user.Press(VK_DOWN);
                    user.Picture("communication");
@@ -93,16 +94,20 @@ TEST_F(Dialogs, Communication_SetsThePortAndRefusesNonsense) {
             kTaken);
   EXPECT_EQ(Serial(L"port"), 77);
   EXPECT_EQ(Serial(L"baud"), 19200);
+}
+
+TEST_F(Dialogs, Communication_GivenUpOrNonsense_ChangesNothing) {
+  const long before = Serial(L"port");
   EXPECT_EQ(Meet(EditCommParams(),
                  [&](DialogUser& user) {
-                   EXPECT_TRUE(user.Type(user.Entry(port), L"COM8"));
+                   EXPECT_TRUE(user.Type(user.Entry(Port()), L"COM8"));
                    user.Press(VK_ESCAPE);
                  }),
             kGivenUp);
-  EXPECT_EQ(Serial(L"port"), 77);
+  EXPECT_EQ(Serial(L"port"), before);
   EXPECT_EQ(Meet(EditCommParams(),
                  [&](DialogUser& user) {
-                   EXPECT_TRUE(user.Type(user.Entry(port), L"elephant"));
+                   EXPECT_TRUE(user.Type(user.Entry(Port()), L"elephant"));
                    user.Press(VK_RETURN);
                    const std::wstring reason = Local(L"a port from COM1 to", L"un port de COM1 \u00E0");
                    EXPECT_TRUE(user.Eventually([&] { return user.Says(reason); }));
@@ -110,7 +115,7 @@ TEST_F(Dialogs, Communication_SetsThePortAndRefusesNonsense) {
                    user.Click(IDCANCEL);
                  }),
             kGivenUp);
-  EXPECT_EQ(Serial(L"port"), 77);
+  EXPECT_EQ(Serial(L"port"), before);
 }
 
 TEST_F(Dialogs, Configuration_SetsTheChosenValueAndRefusesNonsense) {

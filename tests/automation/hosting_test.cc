@@ -96,14 +96,11 @@ TEST(Hosting, FormOfAnotherContainer_ShowsAndResizesTheControl) {
     const Form form;
     const auto control = form.Control();
     ASSERT_TRUE(control);
-    HWND window = nullptr;
-    ASSERT_EQ(As<IOleInPlaceObject>(control.Get())->GetWindow(&window), S_OK);
-    EXPECT_TRUE(IsChild(form.host(), window));
-    EXPECT_TRUE(IsWindowVisible(window));
+    const auto window = ResultOf<HWND>(As<IOleInPlaceObject>(control.Get()).Get(), &IOleInPlaceObject::GetWindow);
+    EXPECT_TRUE(IsChild(form.host(), window) && IsWindowVisible(window));
     RECT place;
     GetClientRect(window, &place);
-    EXPECT_EQ(place.right, 200);
-    EXPECT_EQ(place.bottom, 120);
+    EXPECT_EQ(std::pair(place.right, place.bottom), std::pair(200L, 120L));
     DialogUser::Look(form.frame(), "form");
     SendMessageW(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
     EXPECT_EQ(double_clicks, 1);
@@ -111,10 +108,7 @@ TEST(Hosting, FormOfAnotherContainer_ShowsAndResizesTheControl) {
     HandleMessages();
     GetClientRect(window, &place);
     EXPECT_EQ(place.right, 240);
-
-    BSTR type = nullptr;
-    EXPECT_EQ(As<IUlixInstr>(control.Get())->get_InstrType(&type), S_OK);
-    EXPECT_EQ(Taken(type), L"Kelvo10");
+    EXPECT_EQ(TextOf(As<IUlixInstr>(control.Get()).Get(), &IUlixInstr::get_InstrType), L"Kelvo10");
     EXPECT_EQ(As<IOleObject>(control.Get())->Close(OLECLOSE_NOSAVE), S_OK);
     EXPECT_FALSE(IsWindow(window));
   }
@@ -126,28 +120,20 @@ TEST(Hosting, StreamToAnotherForm_KeepsSizeAndSettings) {
   ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
   {
     const auto control = Create<IUlixInstr>(kProgId);
-    const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
-    ASSERT_EQ(setup->Attach(control.Get()), S_OK);
-    ASSERT_EQ(setup->put_Serial(Text(L"port"), 12), S_OK);
+    ASSERT_EQ(SetupOf(control.Get())->put_Serial(Text(L"port"), 12), S_OK);
     SIZEL extent{8000, 3000}, nonsense{-1, 3000};
     EXPECT_EQ(As<IOleObject>(control.Get())->SetExtent(DVASPECT_CONTENT, &extent), S_OK);
     EXPECT_EQ(As<IOleObject>(control.Get())->SetExtent(DVASPECT_CONTENT, &nonsense), E_INVALIDARG);
     ASSERT_EQ(As<IPersistStreamInit>(control.Get())->Save(stream.Get(), TRUE), S_OK);
   }
   const Form form;
-  const auto control = form.Control();
+  const auto control = As<IUlixInstr>(form.Control().Get());
   ASSERT_TRUE(control);
   stream->Seek({}, STREAM_SEEK_SET, nullptr);
   ASSERT_EQ(As<IPersistStreamInit>(control.Get())->Load(stream.Get()), S_OK);
-  SIZEL extent{};
-  EXPECT_EQ(As<IOleObject>(control.Get())->GetExtent(DVASPECT_CONTENT, &extent), S_OK);
-  EXPECT_EQ(extent.cx, 8000);
-  EXPECT_EQ(extent.cy, 3000);
-  long port = 0;
-  const auto setup = Create<IUlixSetup>(L"Ulix.UlixSetup.1");
-  ASSERT_EQ(setup->Attach(control.Get()), S_OK);
-  EXPECT_EQ(setup->get_Serial(Text(L"port"), &port), S_OK);
-  EXPECT_EQ(port, 12);
+  const auto extent = ResultOf<SIZEL>(As<IOleObject>(control.Get()).Get(), &IOleObject::GetExtent, DVASPECT_CONTENT);
+  EXPECT_EQ(std::pair(extent.cx, extent.cy), std::pair(8000L, 3000L));
+  EXPECT_EQ(ResultOf<long>(SetupOf(control.Get()).Get(), &IUlixSetup::get_Serial, Text(L"port")), 12);
 }
 
 TEST(Hosting, Draw_ShowsIconAndName) {
@@ -200,49 +186,63 @@ TEST_F(Pages, PropertyFrameOfTheSystem_ShowsThePages) {
   person.join();
 }
 
-TEST_F(Pages, Apply_GivesTheEnteredValuesToTheControl) {
-  const HWND frame = CreateWindowExW(0, L"STATIC", L"Frame", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 900, 500, nullptr,
-                                     nullptr, nullptr, nullptr);
-  ComPtr<IPropertyPage> page;
-  ASSERT_EQ(CoCreateInstance(pages.pElems[0], nullptr, CLSCTX_INPROC_SERVER, __uuidof(IPropertyPage),
-                             reinterpret_cast<void**>(page.GetAddressOf())),
-            S_OK);
-  const RECT place{0, 0, 800, 400};
-  EXPECT_EQ(page->Activate(frame, &place, FALSE), E_UNEXPECTED) << "the page has no control yet";
-  IUnknown* objects[] = {control.Get()};
-  ASSERT_EQ(page->SetObjects(1, objects), S_OK);
-  ASSERT_EQ(page->Activate(frame, &place, FALSE), S_OK);
-  EXPECT_EQ(page->IsPageDirty(), S_FALSE);
-  const auto type = [&](const wchar_t* text) {
+// The first page, active in a frame of its own.
+class ActivePage : public Pages {
+ protected:
+  void SetUp() override {
+    Pages::SetUp();
+    ASSERT_EQ(CoCreateInstance(pages.pElems[0], nullptr, CLSCTX_INPROC_SERVER, __uuidof(IPropertyPage),
+                               reinterpret_cast<void**>(page.GetAddressOf())),
+              S_OK);
+    EXPECT_EQ(page->Activate(frame, &kPlace, FALSE), E_UNEXPECTED) << "the page has no control yet";
+    ASSERT_EQ(Show(control.Get()), S_OK);
+    ASSERT_EQ(page->Activate(frame, &kPlace, FALSE), S_OK);
+  }
+  void TearDown() override {
+    EXPECT_EQ(page->Deactivate(), S_OK);
+    DestroyWindow(frame);
+    Pages::TearDown();
+  }
+  HRESULT Show(IUnknown* object) { return page->SetObjects(1, &object); }
+  void Type(const wchar_t* text) {
     const HWND pane = GetWindow(frame, GW_CHILD);
     const HWND port = FindWindowExW(GetWindow(pane, GW_CHILD), nullptr, L"ComboBox", nullptr);
     ASSERT_TRUE(port);
     const HWND entry = GetWindow(port, GW_CHILD);
     SendMessageW(entry, EM_SETSEL, 0, -1);
     SendMessageW(entry, EM_REPLACESEL, TRUE, reinterpret_cast<LPARAM>(text));
-  };
-  type(L"COM44");
+  }
+  static constexpr RECT kPlace{0, 0, 800, 400};
+  const HWND frame = CreateWindowExW(0, L"STATIC", L"Frame", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 900, 500, nullptr,
+                                     nullptr, nullptr, nullptr);
+  ComPtr<IPropertyPage> page;
+};
+
+TEST_F(ActivePage, Apply_GivesTheEnteredValueToTheControl) {
+  EXPECT_EQ(page->IsPageDirty(), S_FALSE);
+  Type(L"COM44");
   EXPECT_EQ(page->IsPageDirty(), S_OK);
   EXPECT_EQ(page->Apply(), S_OK);
   EXPECT_EQ(page->IsPageDirty(), S_FALSE);
   EXPECT_EQ(Port(), 44);
-  type(L"elephant");
+  Type(L"elephant");
   EXPECT_EQ(page->Apply(), E_INVALIDARG);
   EXPECT_EQ(Port(), 44);
-  // The active page gets another control, then none. Nothing of the control before is left.
+}
+
+// The active page gets another control, then none. Nothing of the control before is left.
+TEST_F(ActivePage, OtherControl_GetsTheEnteredValueAlone) {
+  const long before = Port();
   const auto other = Create<IUlixInstr>(kProgId);
-  objects[0] = other.Get();
-  ASSERT_EQ(page->SetObjects(1, objects), S_OK);
-  type(L"COM55");
+  ASSERT_EQ(Show(other.Get()), S_OK);
+  Type(L"COM55");
   EXPECT_EQ(page->Apply(), S_OK);
-  EXPECT_EQ(Port(), 44);
+  EXPECT_EQ(Port(), before);
   ASSERT_EQ(setup->Attach(other.Get()), S_OK);
   EXPECT_EQ(Port(), 55);
   EXPECT_EQ(page->SetObjects(0, nullptr), S_OK);
   EXPECT_FALSE(GetWindow(frame, GW_CHILD));
   EXPECT_EQ(page->Apply(), S_OK);
-  EXPECT_EQ(page->Deactivate(), S_OK);
-  DestroyWindow(frame);
 }
 
 }  // namespace

@@ -113,12 +113,11 @@ TEST_F(Acquisition, SilenceIsCountedInWholeSecondsStrictly) {
   }
 }
 
-TEST_F(Acquisition, EventsCarryFourArraysOnAThreadOfTheirOwn) {
+TEST_F(Acquisition, DataChange_CarriesFourArrays) {
   Start({kFastest, 0, 0, 0});
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
-  ASSERT_TRUE(log.Await(2));
-  const auto events = log.events();
-  const Event& data = events[0];
+  ASSERT_TRUE(log.Await(1));
+  const Event data = log.events()[0];
   EXPECT_EQ(data.group, kGroup);
   EXPECT_EQ(data.quantity, 1);
   EXPECT_EQ(data.types, (std::vector<VARTYPE>{0x2003, 0x200C, 0x2003, 0x2007}));
@@ -126,15 +125,18 @@ TEST_F(Acquisition, EventsCarryFourArraysOnAThreadOfTheirOwn) {
   EXPECT_EQ(data.values, (std::vector<float>{10}));
   EXPECT_EQ(data.errors, (std::vector<long>{0}));
   ASSERT_EQ(data.times.size(), 1U);
-  SYSTEMTIME now;
-  GetLocalTime(&now);
-  DATE local = 0;
-  SystemTimeToVariantTime(&now, &local);
-  EXPECT_NEAR(data.times[0], local, 1.0 / 1440);
+  EXPECT_NEAR(data.times[0], client::LocalTimeNow(), 1.0 / 1440);
+}
+
+TEST_F(Acquisition, MeasReady_FollowsOnTheSameThreadOfTheGroup) {
+  Start({kFastest, 0, 0, 0});
+  ASSERT_EQ(control->RunGroup(kGroup), S_OK);
+  ASSERT_TRUE(log.Await(2));
+  const auto events = log.events();
   EXPECT_EQ(events[1].name, L"MeasReady");
   EXPECT_EQ(events[1].group, kGroup);
-  EXPECT_EQ(events[1].thread, data.thread);
-  EXPECT_NE(data.thread, GetCurrentThreadId());
+  EXPECT_EQ(events[1].thread, events[0].thread);
+  EXPECT_NE(events[0].thread, GetCurrentThreadId());
 }
 
 TEST_F(Acquisition, SinksAreCalledInTheOrderInWhichTheyConnected) {

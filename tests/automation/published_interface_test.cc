@@ -321,40 +321,35 @@ TEST_F(Disconnected, UnknownIdsAreRefusedWithErrorInformation) {
   EXPECT_EQ(v.vt, VT_EMPTY);
 }
 
+TEST_F(Disconnected, TextsOfTheKelvo10AreThePublishedOnes) {
+  Instr* c = control.Get();
+  EXPECT_EQ(client::TextOf(c, &Instr::InstrType), L"Kelvo10");
+  EXPECT_EQ(client::TextOf(c, &Instr::GetCfgText), L"KELVO10: XXXX_A_IMPLANTER");
+  EXPECT_EQ(client::TextOf(c, &Instr::GetChanName, kInput), L"IN");
+  EXPECT_EQ(client::TextOf(c, &Instr::GetChanDefName, kOutput), L"OUT");
+  EXPECT_EQ(client::TextOf(c, &Instr::GetChanUnit, kInput), L"V");
+  EXPECT_EQ(client::TextOf(c, &Instr::GetChanUnit, 77), L"");
+}
+
+TEST_F(Disconnected, ChannelsOfTheKelvo10AreThePublishedOnes) {
+  Instr* c = control.Get();
+  EXPECT_EQ(client::ResultOf<short>(c, &Instr::GetChanResol, kInput), 3);
+  EXPECT_EQ(client::ResultOf<short>(c, &Instr::GetChanResol, 77), 6);
+  short level = 9;
+  float limit = 9;
+  EXPECT_EQ(c->GetChanLim(kInput, 3, &limit, &level), S_OK);
+  EXPECT_EQ(std::pair(limit, level), std::pair(0.0F, short{0}));
+  EXPECT_EQ(client::ResultOf<int>(c, &Instr::GetChanDir, kInput), -1);
+  EXPECT_EQ(client::ResultOf<int>(c, &Instr::GetChanDir, kOutput), 1);
+  EXPECT_EQ(client::ElementsOf<long>(c, &Instr::OutChans), (std::vector<long>{kOutput}));
+}
+
 TEST_F(Disconnected, ConstantsOfTheKelvo10AreThePublishedOnes) {
   Instr* c = control.Get();
-  BSTR text = nullptr;
-  EXPECT_EQ(TakenText(c->InstrType(&text), text), L"Kelvo10");
-  EXPECT_EQ(TakenText(c->GetCfgText(&text), text), L"KELVO10: XXXX_A_IMPLANTER");
-  EXPECT_EQ(TakenText(c->GetChanName(kInput, &text), text), L"IN");
-  EXPECT_EQ(TakenText(c->GetChanDefName(kOutput, &text), text), L"OUT");
-  EXPECT_EQ(TakenText(c->GetChanUnit(kInput, &text), text), L"V");
-  EXPECT_EQ(TakenText(c->GetChanUnit(77, &text), text), L"");
-  short number = 0, level = 9;
-  float limit = 9;
-  EXPECT_EQ(c->ExplKeyNum(&number), S_OK);
-  EXPECT_EQ(number, 17);
-  EXPECT_EQ(c->GetChanResol(kInput, &number), S_OK);
-  EXPECT_EQ(number, 3);
-  EXPECT_EQ(c->GetChanResol(77, &number), S_OK);
-  EXPECT_EQ(number, 6);
-  EXPECT_EQ(c->GetChanLim(kInput, 3, &limit, &level), S_OK);
-  EXPECT_EQ(limit, 0);
-  EXPECT_EQ(level, 0);
-  int direction = 9;
-  EXPECT_EQ(c->GetChanDir(kInput, &direction), S_OK);
-  EXPECT_EQ(direction, -1);
-  EXPECT_EQ(c->GetChanDir(kOutput, &direction), S_OK);
-  EXPECT_EQ(direction, 1);
-  long answer = 9;
-  EXPECT_EQ(c->UseConnected(&answer), S_OK);
-  EXPECT_EQ(answer, 0);
-  EXPECT_EQ(c->CfgHasMemBlocks(&answer), S_OK);
-  EXPECT_EQ(answer, 0);
-  Variant outputs, blocks;
-  EXPECT_EQ(c->OutChans(&outputs), S_OK);
-  EXPECT_EQ(Elements<long>(outputs), (std::vector<long>{kOutput}));
-  EXPECT_EQ(c->MemBlocks(&blocks), S_OK);
+  EXPECT_EQ(client::ResultOf<short>(c, &Instr::ExplKeyNum), 17);
+  EXPECT_EQ(client::ResultOf<long>(c, &Instr::UseConnected), 0);
+  EXPECT_EQ(client::ResultOf<long>(c, &Instr::CfgHasMemBlocks), 0);
+  const auto blocks = client::ResultOf<Variant>(c, &Instr::MemBlocks);
   EXPECT_EQ(blocks.vt, VT_ARRAY | VT_I4);
   EXPECT_TRUE(Elements<long>(blocks).empty());
 }
@@ -410,25 +405,22 @@ TEST_F(Disconnected, ArgumentsAreCheckedBeforeTheConnection) {
 }
 
 TEST_F(Disconnected, GroupIdsAreGivenOnceUntilNoneIsLeft) {
-  long group = 0;
   EXPECT_EQ(control->RemoveGroup(1), S_OK);
-  EXPECT_EQ(control->CreateGroup(&group), S_OK);
-  EXPECT_EQ(group, 2) << "not the removed one's";
-  EXPECT_EQ(control->RemoveGroup(group), S_OK);
+  const auto second = client::ResultOf<long>(control.Get(), &Instr::CreateGroup);
+  EXPECT_EQ(second, 2) << "not the removed one's";
+  EXPECT_EQ(control->RemoveGroup(second), S_OK);
   Bytes bytes = Saved(control.Get());
   const ULONG highest = 0xFFFFFFFD;
   std::memcpy(&bytes.at(layout::kGroups + 2), &highest, sizeof highest);
   ASSERT_EQ(Load(control.Get(), bytes), S_OK);
-  EXPECT_EQ(control->CreateGroup(&group), S_OK);
-  EXPECT_EQ(static_cast<ULONG>(group), 0xFFFFFFFEU);
+  EXPECT_EQ(static_cast<ULONG>(client::ResultOf<long>(control.Get(), &Instr::CreateGroup)), 0xFFFFFFFEU);
   for (int k = 0; k < 2; ++k) {
+    long group = 0;
     EXPECT_EQ(control->CreateGroup(&group), E_UNEXPECTED);
     EXPECT_EQ(client::TakeFailure().description,
               InFrench() ? L"ID de groupe non disponible" : L"Group ID not available");
   }
-  Variant groups;
-  EXPECT_EQ(control->Groups(&groups), S_OK);
-  EXPECT_EQ(Elements<long>(groups).size(), 1U);
+  EXPECT_EQ(client::ElementsOf<long>(control.Get(), &Instr::Groups).size(), 1U);
 }
 
 TEST(Connecting, OtherInstrumentIsRefusedAndTheLinkClosed) {
@@ -458,9 +450,7 @@ TEST_F(Connected, IdentityIsTheInstrumentsReply) {
 TEST_F(Connected, RecordsBeginAtZeroAndArraysAreExact) {
   Variant values, errors, times;
   ASSERT_EQ(control->GetChansVals(IdArray({kOutput, kInput, kInput}), &values, &errors, &times), S_OK);
-  EXPECT_EQ(values.vt, 0x200C);
-  EXPECT_EQ(errors.vt, 0x2003);
-  EXPECT_EQ(times.vt, 0x2007);
+  EXPECT_EQ((std::vector{values.vt, errors.vt, times.vt}), (std::vector<VARTYPE>{0x200C, 0x2003, 0x2007}));
   EXPECT_EQ(Elements<DATE>(times), (std::vector<DATE>{0, 0, 0}));
   EXPECT_EQ(Elements<long>(errors), (std::vector<long>{0, 0, 0}));
   LONG lower = 9;

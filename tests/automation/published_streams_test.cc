@@ -164,27 +164,16 @@ TEST_F(Persistence, FailedSaveStaysDirtyWhereverItFails) {
 }
 
 TEST_F(Persistence, GroupsKeepTheirSettingsAndOrder) {
-  long second = 0;
-  ASSERT_EQ(control->CreateGroup(&second), S_OK);
+  const auto second = client::ResultOf<long>(control.Get(), &Instr::CreateGroup);
   const auto other = NewControl();
   ASSERT_EQ(Load(other.Get(), Saved(control.Get())), S_OK);
-  Variant groups, first, none;
-  ASSERT_EQ(other->Groups(&groups), S_OK);
-  EXPECT_EQ(Elements<long>(groups), (std::vector<long>{1, second}));
-  long period = 0, silent = 0;
-  float percent = 0, absolute = 0;
-  EXPECT_EQ(other->Period(1, &period), S_OK);
-  EXPECT_EQ(other->DeadBand(1, &percent), S_OK);
-  EXPECT_EQ(other->DeadBandAbs(1, &absolute), S_OK);
-  EXPECT_EQ(other->DeadTimeMax(1, &silent), S_OK);
-  EXPECT_EQ(period, long{kPeriod});
-  EXPECT_EQ(percent, 1.5F);
-  EXPECT_EQ(absolute, 0.25F);
-  EXPECT_EQ(silent, 60);
-  EXPECT_EQ(other->InChans(1, &first), S_OK);
-  EXPECT_EQ(Elements<long>(first), (std::vector<long>{kInput}));
-  EXPECT_EQ(other->InChans(second, &none), S_OK);
-  EXPECT_TRUE(Elements<long>(none).empty());
+  EXPECT_EQ(client::ElementsOf<long>(other.Get(), &Instr::Groups), (std::vector<long>{1, second}));
+  EXPECT_EQ(client::ResultOf<long>(other.Get(), &Instr::Period, 1), long{kPeriod});
+  EXPECT_EQ(client::ResultOf<float>(other.Get(), &Instr::DeadBand, 1), 1.5F);
+  EXPECT_EQ(client::ResultOf<float>(other.Get(), &Instr::DeadBandAbs, 1), 0.25F);
+  EXPECT_EQ(client::ResultOf<long>(other.Get(), &Instr::DeadTimeMax, 1), 60);
+  EXPECT_EQ(client::ElementsOf<long>(other.Get(), &Instr::InChans, 1), (std::vector<long>{kInput}));
+  EXPECT_TRUE(client::ElementsOf<long>(other.Get(), &Instr::InChans, second).empty());
 }
 
 TEST_F(Persistence, PeriodBelowItsFloorLoadsAsTheFloor) {

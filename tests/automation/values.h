@@ -2,6 +2,7 @@
 // of the server.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <oaidl.h>
 #include <ocidl.h>
 #include <windows.h>
@@ -76,6 +77,31 @@ inline std::wstring Taken(BSTR text) {
   return taken;
 }
 
+// What a member gives through its last parameter. A failure of the call fails the test.
+template <typename Result, typename Object, typename Member, typename... Arguments>
+Result ResultOf(Object* object, Member member, const Arguments&... arguments) {
+  Result result{};
+  EXPECT_EQ((object->*member)(arguments..., &result), S_OK);
+  return result;
+}
+template <typename Object, typename Member, typename... Arguments>
+std::wstring TextOf(Object* object, Member member, const Arguments&... arguments) {
+  return Taken(ResultOf<BSTR>(object, member, arguments...));
+}
+// The elements of an array that a member gives.
+template <typename Element, typename Object, typename Member, typename... Arguments>
+std::vector<Element> ElementsOf(Object* object, Member member, const Arguments&... arguments) {
+  return Elements<Element>(ResultOf<Variant>(object, member, arguments...));
+}
+
+inline DATE LocalTimeNow() {
+  SYSTEMTIME now;
+  GetLocalTime(&now);
+  DATE local = 0;
+  SystemTimeToVariantTime(&now, &local);
+  return local;
+}
+
 struct Failure {
   std::wstring description;
   std::wstring source;
@@ -109,6 +135,18 @@ inline HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD kind, std
   const HRESULT called =
       object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters, result, &exception, nullptr);
   return called == DISP_E_EXCEPTION ? exception.scode : called;
+}
+
+// The result of a property, or of a method, that is called by name.
+inline Variant GetByName(IDispatch* object, const wchar_t* name) {
+  Variant result;
+  EXPECT_EQ(CallByName(object, name, DISPATCH_PROPERTYGET, {}, &result), S_OK);
+  return result;
+}
+inline Variant ResultByName(IDispatch* object, const wchar_t* name, std::vector<VARIANT> arguments) {
+  Variant result;
+  EXPECT_EQ(CallByName(object, name, DISPATCH_METHOD, std::move(arguments), &result), S_OK);
+  return result;
 }
 
 }  // namespace client

@@ -58,9 +58,11 @@ StabilityState Feed(StabilityDetector& detector, double from, double to, double 
   return detector.report().state;
 }
 
-TEST(StabilityDetector, Approach_GoesThroughItsStatesWithTheTimeLeft) {
-  StabilityDetector detector(
-      {.window = 100, .spread = 0.02, .drift = 0.02, .target = 50.0, .near = 0.5, .give_up = 1000});
+constexpr StabilityLimits kApproach = {
+    .window = 100, .spread = 0.02, .drift = 0.02, .target = 50.0, .near = 0.5, .give_up = 1000};
+
+TEST(StabilityDetector, Approach_IsNearThenStableWhenTheWindowIsFull) {
+  StabilityDetector detector(kApproach);
   EXPECT_EQ(Feed(detector, 0, 10, 1, 20), StabilityState::kWaiting);
   EXPECT_EQ(detector.Add(10, 49.8).state, StabilityState::kNear);
   detector.Add(50, 50.0);  // after a gap the earlier samples do not count
@@ -69,9 +71,14 @@ TEST(StabilityDetector, Approach_GoesThroughItsStatesWithTheTimeLeft) {
   EXPECT_EQ(Feed(detector, 51, 149.5, 1, 50.0), StabilityState::kNear);
   EXPECT_NEAR(*detector.report().seconds_left, 1, 1e-9);
   EXPECT_EQ(detector.Add(150, 50.0).state, StabilityState::kStable);
-  EXPECT_EQ(detector.Add(151, 50.1).state, StabilityState::kLost);
-  EXPECT_EQ(Feed(detector, 152, 252.5, 1, 50.1), StabilityState::kStable);
-  EXPECT_EQ(detector.Add(253, std::nullopt).state, StabilityState::kLost);
+}
+
+TEST(StabilityDetector, StableValueThatChangesOrIsMissing_IsLost) {
+  StabilityDetector detector(kApproach);
+  ASSERT_EQ(Feed(detector, 0, 100.5, 1, 50.0), StabilityState::kStable);
+  EXPECT_EQ(detector.Add(101, 50.1).state, StabilityState::kLost);
+  EXPECT_EQ(Feed(detector, 102, 202.5, 1, 50.1), StabilityState::kStable);
+  EXPECT_EQ(detector.Add(203, std::nullopt).state, StabilityState::kLost);
   EXPECT_EQ(detector.samples(), 0U);
   EXPECT_FALSE(detector.report().gave_up);
   EXPECT_TRUE(detector.Add(1001, 50.0).gave_up);

@@ -105,18 +105,26 @@ TEST(Report, Uncertainty_IsRoundedUpToTwoDigitsAndTheResultWithIt) {
 }
 
 TEST(Decide, EachRule_HasItsLimits) {
-  const auto decide = [](DecisionRule rule, double deviation) { return Decide(rule, deviation, 0.5, 0.1); };
-  EXPECT_EQ(decide(DecisionRule::kSimple, 0.5), Conformity::kPass);
-  EXPECT_EQ(decide(DecisionRule::kSimple, -0.501), Conformity::kFail);
-  EXPECT_EQ(decide(DecisionRule::kGuardBand, 0.4), Conformity::kPass) << "0.4 + 0.1 is 0.5 in decimals";
-  EXPECT_EQ(decide(DecisionRule::kGuardBand, 0.401), Conformity::kFail);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, -0.4), Conformity::kPass);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, -0.401), Conformity::kConditionalPass);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, 0.5), Conformity::kConditionalPass);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, 0.501), Conformity::kConditionalFail);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, 0.6), Conformity::kConditionalFail);
-  EXPECT_EQ(decide(DecisionRule::kFourOutcomes, -0.601), Conformity::kFail);
-  EXPECT_EQ(Decide(DecisionRule::kGuardBand, 0.45, 0.5, 0.1, 0.5), Conformity::kPass) << "half of U is the guard band";
+  using enum DecisionRule;
+  using enum Conformity;
+  struct Case {
+    DecisionRule rule;
+    double deviation;
+    Conformity expected;
+  };
+  for (const Case& c : {Case{kSimple, 0.5, kPass},
+                        {kSimple, -0.501, kFail},
+                        {kGuardBand, 0.4, kPass},  // 0.4 + 0.1 is 0.5 in decimals
+                        {kGuardBand, 0.401, kFail},
+                        {kFourOutcomes, -0.4, kPass},
+                        {kFourOutcomes, -0.401, kConditionalPass},
+                        {kFourOutcomes, 0.5, kConditionalPass},
+                        {kFourOutcomes, 0.501, kConditionalFail},
+                        {kFourOutcomes, 0.6, kConditionalFail},
+                        {kFourOutcomes, -0.601, kFail}}) {
+    EXPECT_EQ(Decide(c.rule, c.deviation, 0.5, 0.1), c.expected) << "deviation " << c.deviation;
+  }
+  EXPECT_EQ(Decide(kGuardBand, 0.45, 0.5, 0.1, 0.5), kPass) << "half of U is the guard band";
 }
 
 }  // namespace

@@ -213,13 +213,14 @@ TEST(Instrument, Group_TakesKnownInputsOnly) {
   Rig rig;
   Instrument& device = *rig.instrument;
   EXPECT_EQ(rig.NewGroup(), 1U);
-  std::vector<std::uint32_t> ids;
+  std::vector<std::uint32_t> ids{7};
   EXPECT_EQ(device.InChans(1, &ids), S_OK);
   EXPECT_TRUE(ids.empty());
   EXPECT_EQ(device.ConnectGroupChan(1, 1), S_OK);
-  EXPECT_EQ(device.ConnectGroupChan(1, 2), E_INVALIDARG) << "an output";
-  EXPECT_EQ(device.ConnectGroupChan(1, 3), E_INVALIDARG);
-  EXPECT_EQ(device.ConnectGroupChan(2, 0), E_INVALIDARG);
+  constexpr ChannelId kOutput = 2, kUnknown = 3;
+  for (const auto& [group, channel] : {std::pair{1U, kOutput}, {1U, kUnknown}, {2U, ChannelId{0}}}) {
+    EXPECT_EQ(device.ConnectGroupChan(group, channel), E_INVALIDARG) << group << ' ' << channel;
+  }
   EXPECT_EQ(device.InChans(1, &ids), S_OK);
   EXPECT_EQ(ids, (std::vector<ChannelId>{1}));
   EXPECT_EQ(device.OutChans(&ids), S_OK);

@@ -101,19 +101,22 @@ constexpr double kMaxMegabytesMore = 4000;
 constexpr double kMaxMegabytesMore = 8;
 #endif
 
+void RunGroupOf(Instrument& instrument, std::shared_ptr<EventSink> sink) {
+  std::uint32_t group = 0;
+  ASSERT_EQ(instrument.Connect(), S_OK);
+  instrument.events().Advise(std::move(sink));
+  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
+  ASSERT_EQ(instrument.ConnectGroupChan(group, 0), S_OK);
+  ASSERT_EQ(instrument.SetGroupSettings(group, {.period_ms = kSoakPeriodMs}), S_OK);
+  ASSERT_EQ(instrument.RunGroup(group), S_OK);
+}
+
 TEST(Soak, LinesWithFaults_DeliverOnlyTheValueOfTheirOwnQuery) {
   FastClock clock(kTimesFaster);
   std::array<std::shared_ptr<Station>, kInstruments> stations;
   for (std::size_t i = 0; i < kInstruments; ++i) {
     stations[i] = std::make_shared<Station>(clock, static_cast<unsigned>(i + 1));
-    Instrument& instrument = *stations[i]->instrument;
-    std::uint32_t group = 0;
-    ASSERT_EQ(instrument.Connect(), S_OK);
-    instrument.events().Advise(stations[i]);
-    ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
-    ASSERT_EQ(instrument.ConnectGroupChan(group, 0), S_OK);
-    ASSERT_EQ(instrument.SetGroupSettings(group, {.period_ms = kSoakPeriodMs}), S_OK);
-    ASSERT_EQ(instrument.RunGroup(group), S_OK);
+    RunGroupOf(*stations[i]->instrument, stations[i]);
   }
   const std::chrono::milliseconds length(1000 * LongRun("ULIX_SOAK_SECONDS", 2));
   std::this_thread::sleep_for(length / 5);

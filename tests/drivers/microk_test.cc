@@ -47,26 +47,31 @@ TEST(MicrokProtocol, ProbeName_IsNotTakenForAnIdentity) {
   EXPECT_TRUE(IsIdentification(kMillik, "MilliK, 3.25, 1234", "MILLIK-REF")) << "a probe's name came at Connect";
 }
 
-TEST(MicrokProtocol, Reply_GivesItsValueOrItsError) {
+TEST(MicrokProtocol, MicrokReply_GivesItsValueOrNotAvailable) {
   for (const auto& [reply, value] : {std::pair{" +1.07E+02 ohm", 107.0F}, {"\n-0.5", -0.5F}, {"0. \t", 0.0F}}) {
     EXPECT_EQ(ParseMicrokReply(reply), value) << reply;
   }
-  for (const char* none : {"Channel 7 not enabled", "0.0 Not Valid"}) {
-    EXPECT_EQ(CodeOf(ParseMicrokReply(none)), microkCtlErrMeasureNotAvailable);
+  for (const char* none : {"Channel 7 not enabled", "0.0 Not Valid", "9.9E37", "-9.91E+37"}) {
+    EXPECT_EQ(CodeOf(ParseMicrokReply(none)), microkCtlErrMeasureNotAvailable) << none;
   }
-  for (const char* overload : {"9.9E37", "-9.91E+37"}) {
-    EXPECT_EQ(CodeOf(ParseMicrokReply(overload)), microkCtlErrMeasureNotAvailable);
-    EXPECT_EQ(CodeOf(ParseMillikReply(overload)), microkCtlErrMeasureNotAvailable);
-  }
-  EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
+}
+
+TEST(MicrokProtocol, MillikReply_GivesItsValueOrItsError) {
   EXPECT_EQ(ParseMillikReply("12.5 ERROR"), 12.5F) << "the error text is case sensitive";
+  EXPECT_EQ(CodeOf(ParseMillikReply("12.5 Error")), microkCtlErrScpiCmdeError);
+  for (const char* overload : {"9.9E37", "-9.91E+37"}) {
+    EXPECT_EQ(CodeOf(ParseMillikReply(overload)), microkCtlErrMeasureNotAvailable) << overload;
+  }
+  using namespace std::string_view_literals;
   const std::string too_long(79, '1');
-  for (const char* none :
-       {"ready", "nan", "1e39", "0x", "52,331", "60.39160.391", "60.391 12", "34\a.2", too_long.c_str()}) {
+  for (const std::string_view none : {"ready"sv, "nan"sv, "1e39"sv, "0x"sv, "52,331"sv, "60.39160.391"sv, "60.391 12"sv,
+                                      "34\a.2"sv, "24\0.131"sv, std::string_view(too_long)}) {
     EXPECT_EQ(CodeOf(ParseMillikReply(none)), serialCommErrUnableToReadComm) << none;
   }
+}
+
+TEST(MicrokProtocol, ProbeReplies_GiveTheCountAndTheName) {
   EXPECT_EQ(ParseProbeCount("12"), 12U);
-  EXPECT_EQ(CodeOf(ParseMillikReply(std::string_view("24\0.131", 7))), serialCommErrUnableToReadComm);
   for (const char* none : {"-1", "1e6", "1.5"}) EXPECT_EQ(CodeOf(ParseProbeCount(none)), serialCommErrUnableToReadComm);
   EXPECT_EQ(ParseProbeName(" \"PRT 1\" "), "PRT 1");
   EXPECT_EQ(ParseProbeName("\""), "\"");

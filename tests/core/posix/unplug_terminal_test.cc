@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -139,10 +140,22 @@ class UnplugTerminal : public testing::Test {
   bool AwaitOutcome(bool good) {
     return reports_->seen.Await([&](const Reports::Seen& s) { return s.count > 0 && (s.error == S_OK) == good; });
   }
-  void Unplug() { device_.reset(); }
-  void Plug(int value) {
+  // Unplugs the device and waits until the group reports that it is gone. Returns the time to the first failed scan.
+  milliseconds UnplugAndAwaitNotice() {
+    const auto start = steady_clock::now();
+    device_.reset();
+    EXPECT_TRUE(AwaitOutcome(false));
+    const milliseconds notice = Since(start);
+    EXPECT_TRUE(reports_->seen.Await([](const Reports::Seen& s) { return s.error == serialCommErrCommClosed; }));
+    return notice;
+  }
+  // Plugs a device with this value in and waits until the group reads it. Returns the time to the first value.
+  milliseconds PlugAndAwaitReturn(int value) {
+    const auto start = steady_clock::now();
     reports_->plugged = static_cast<float>(value);
     device_ = std::make_unique<PluggedDevice>(link_, value);
+    EXPECT_TRUE(AwaitOutcome(true));
+    return Since(start);
   }
 
   const std::filesystem::path folder_ =
@@ -162,25 +175,11 @@ TEST_F(UnplugTerminal, ReplugUnderTheSamePath_IsNoticedAndReconnected) {
   milliseconds slowest_notice{0}, slowest_return{0};
   const int cycles = LongRun("ULIX_UNPLUG_CYCLES", kUsualCycles);
   for (int cycle = 2; cycle < 2 + cycles; ++cycle) {
-    Unplug();
-    auto start = steady_clock::now();
-    ASSERT_TRUE(AwaitOutcome(false));
-    slowest_notice = std::max(slowest_notice, Since(start));
-    std::int32_t connected = 0, running = 0;
-    instrument_.IsConnected(&connected);
-    instrument_.IsGroupRunning(group_, &running);
-    EXPECT_TRUE(connected == 1 && running == 1) << "the loss of the link changes neither";
-    std::string text = "?";
-    EXPECT_TRUE(Failed(instrument_.Identify(&text)));
-    EXPECT_EQ(text, "");
-    ASSERT_TRUE(reports_->seen.Await([](const Reports::Seen& s) { return s.error == serialCommErrCommClosed; }));
+    slowest_notice = std::max(slowest_notice, UnplugAndAwaitNotice());
     const int before = reports_->seen.Get().count;
-    start = steady_clock::now();
-    Plug(cycle);
-    ASSERT_TRUE(AwaitOutcome(true));
-    const milliseconds back = Since(start);
+    const milliseconds back = PlugAndAwaitReturn(cycle);
     slowest_return = std::max(slowest_return, back);
-    EXPECT_LE(reports_->seen.Get().count - before, back.count() / kPeriodMs + 2) << "no burst of late scans";
+    ASSERT_LE(reports_->seen.Get().count - before, back.count() / kPeriodMs + 2) << "no burst of late scans";
   }
   // Other programs that use serial lines, such as other tests, delay the notice. A long run is run alone.
   if (cycles > kUsualCycles) {
@@ -189,22 +188,57 @@ TEST_F(UnplugTerminal, ReplugUnderTheSamePath_IsNoticedAndReconnected) {
   EXPECT_EQ(reports_->seen.Get().wrong, 0);
   EXPECT_EQ(HoldingsNow().handles, handles);
   EXPECT_EQ(ThreadsAlive(), threads);
-  Unplug();
-  ASSERT_TRUE(AwaitOutcome(false));
-  const auto start = steady_clock::now();
-  EXPECT_EQ(instrument_.StopGroup(group_), S_OK);
-  EXPECT_EQ(instrument_.Disconnect(), S_OK);
-  EXPECT_EQ(instrument_.Connect(), serialCommErrUnableToOpenComm);
-  EXPECT_LT(Since(start), kTestPatience) << "the calls return although the device is gone";
   std::printf("slowest notice %d ms, slowest return %d ms, %d scans\n", static_cast<int>(slowest_notice.count()),
               static_cast<int>(slowest_return.count()), reports_->seen.Get().count);
 }
 
+TEST_F(UnplugTerminal, DeviceAway_ConnectionAndGroupStayAndQueriesFail) {
+  ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
+  ASSERT_TRUE(AwaitOutcome(true));
+  UnplugAndAwaitNotice();
+  std::int32_t connected = 0, running = 0;
+  EXPECT_EQ(instrument_.IsConnected(&connected), S_OK);
+  EXPECT_EQ(instrument_.IsGroupRunning(group_, &running), S_OK);
+  EXPECT_TRUE(connected == 1 && running == 1) << "the loss of the link changes neither";
+  std::string text = "?";
+  EXPECT_TRUE(Failed(instrument_.Identify(&text)));
+  EXPECT_EQ(text, "");
+}
+
+TEST_F(UnplugTerminal, DeviceAway_StopDisconnectAndConnectReturn) {
+  ASSERT_EQ(instrument_.RunGroup(group_), S_OK);
+  ASSERT_TRUE(AwaitOutcome(true));
+  UnplugAndAwaitNotice();
+  const auto start = steady_clock::now();
+  EXPECT_EQ(instrument_.StopGroup(group_), S_OK);
+  EXPECT_EQ(instrument_.Disconnect(), S_OK);
+  EXPECT_EQ(instrument_.Connect(), serialCommErrUnableToOpenComm);
+  EXPECT_LT(Since(start), kTestPatience);
+}
+
 // Two instruments under two paths. Two port numbers lead to the paths.
-class TwoTerminals : public testing::Test {
+class TwoTerminals : public testing::TestWithParam<bool> {
  protected:
-  TwoTerminals() { std::filesystem::create_directory(folder_); }
-  ~TwoTerminals() override { std::filesystem::remove_all(folder_); }
+  // The host connects to the first instrument by its path, or by its number. The other one stays plugged in.
+  TwoTerminals() {
+    std::filesystem::create_directory(folder_);
+    auto made = FindModel("kelvo10")->create(Patient());
+    driver_ = made.get();
+    instrument_ = std::make_unique<Instrument>(std::move(made));
+    plugged_ = std::make_unique<PluggedDevice>(own_, 1, kFirst);
+    other_device_ = std::make_unique<PluggedDevice>(other_, 2, kSecond);
+    Number(own_, other_);
+    SerialParams params{.port = kNumber};
+    if (GetParam()) params.location = own_;
+    EXPECT_EQ(instrument_->SetSerialParams(params), S_OK);
+    EXPECT_EQ(instrument_->Connect(), S_OK);
+    EXPECT_EQ(Read(), 1.0F);
+  }
+  ~TwoTerminals() override {
+    EXPECT_EQ(other_device_->TakeHeard(), "") << "the other instrument was driven";
+    instrument_.reset();
+    std::filesystem::remove_all(folder_);
+  }
 
   static constexpr const char* kFirst = "ULIX,KELVO10,1,V2.10";
   static constexpr const char* kSecond = "ULIX,KELVO10,2,V2.10";
@@ -215,66 +249,57 @@ class TwoTerminals : public testing::Test {
     numbers_.emplace_back("ULIX_COM61", first);
     numbers_.emplace_back("ULIX_COM62", second);
   }
-  HRESULT Read(float* value) {
-    const Reading reading = driver_->ReadChannel(0);
-    *value = reading.value;
-    return reading.code;
+  // Unplugs the instrument. Its number leads to the other one then, as when the system numbers anew.
+  void Unplug() {
+    plugged_.reset();
+    Number(other_, own_);
   }
+  // None when the reading fails.
+  std::optional<float> Read() {
+    const Reading reading = driver_->ReadChannel(0);
+    return reading.code == S_OK ? std::optional(reading.value) : std::nullopt;
+  }
+  HRESULT Write() { return driver_->WriteChannel(1, 5.0F); }
 
   const std::filesystem::path folder_ =
       std::filesystem::temp_directory_path() / ("ulix-two-" + std::to_string(getpid()));
   const std::filesystem::path own_ = folder_ / "ttyUSB0";
   const std::filesystem::path other_ = folder_ / "ttyUSB1";
   std::deque<ScopedEnv> numbers_;
-  Driver* driver_ = nullptr;
+  std::unique_ptr<PluggedDevice> plugged_, other_device_;
+  std::unique_ptr<Instrument> instrument_;
+  Driver* driver_ = nullptr;  // Owned by `instrument_`.
 };
 
-TEST_F(TwoTerminals, OwnInstrumentReplugged_OtherOnesAreNeverReadOrWritten) {
-  for (const bool by_path : {true, false}) {
-    SCOPED_TRACE(by_path ? "by path" : "by number");
-    auto made = FindModel("kelvo10")->create(Patient());
-    driver_ = made.get();
-    Instrument instrument(std::move(made));
-    auto own = std::make_unique<PluggedDevice>(own_, 1, kFirst);
-    PluggedDevice other(other_, 2, kSecond);
-    Number(own_, other_);
-    SerialParams params{.port = kNumber};
-    if (by_path) params.location = own_;
-    ASSERT_EQ(instrument.SetSerialParams(params), S_OK);
-    ASSERT_EQ(instrument.Connect(), S_OK);
-    float value = 0;
-    ASSERT_EQ(Read(&value), S_OK);
-    EXPECT_EQ(value, 1);
-
-    own.reset();
-    Number(other_, own_);
-    for (int i = 0; i < 5; ++i) {
-      EXPECT_TRUE(Failed(Read(&value)));
-      EXPECT_TRUE(Failed(driver_->WriteChannel(1, 5.0F)));
-    }
-    // Another instrument at the same path is identified and receives nothing else.
-    {
-      PluggedDevice stranger(own_, 3, kSecond);
-      for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(Read(&value), kelvo10CtlErrNotKelvo10);
-        EXPECT_EQ(driver_->WriteChannel(1, 5.0F), kelvo10CtlErrNotKelvo10);
-      }
-      EXPECT_EQ(stranger.TakeHeard("*IDN?\n"), "*IDN?\n");
-      ASSERT_EQ(instrument.Disconnect(), S_OK);
-      Number(own_, other_);
-      ASSERT_EQ(instrument.Connect(), S_OK) << "a host that connects again accepts it";
-      ASSERT_EQ(Read(&value), S_OK);
-      EXPECT_EQ(value, 3);
-    }
-    EXPECT_TRUE(Failed(Read(&value)));
-    own = std::make_unique<PluggedDevice>(own_, 4, kSecond);
-    ASSERT_EQ(Read(&value), S_OK) << "the same instrument is back";
-    EXPECT_EQ(value, 4);
-    EXPECT_EQ(driver_->WriteChannel(1, 5.0F), S_OK);
-    EXPECT_NE(own->TakeHeard("OPER\n").find("OUT 5.000000"), std::string::npos);
-    EXPECT_EQ(other.TakeHeard(), "");
+TEST_P(TwoTerminals, OwnInstrumentReplugged_IsReadAndWrittenAgainAndNoOther) {
+  Unplug();
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(Read(), std::nullopt);
+    EXPECT_TRUE(Failed(Write()));
   }
+  plugged_ = std::make_unique<PluggedDevice>(own_, 4, kFirst);
+  EXPECT_EQ(Read(), 4.0F);
+  EXPECT_EQ(Write(), S_OK);
+  EXPECT_NE(plugged_->TakeHeard("OPER\n").find("OUT 5.000000"), std::string::npos);
 }
+
+TEST_P(TwoTerminals, AnotherInstrumentAtTheSamePath_IsAskedForItsIdentityOnlyUntilTheHostConnectsAgain) {
+  Unplug();
+  EXPECT_EQ(Read(), std::nullopt);
+  plugged_ = std::make_unique<PluggedDevice>(own_, 3, kSecond);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(driver_->ReadChannel(0).code, kelvo10CtlErrNotKelvo10);
+    EXPECT_EQ(Write(), kelvo10CtlErrNotKelvo10);
+  }
+  EXPECT_EQ(plugged_->TakeHeard("*IDN?\n"), "*IDN?\n");
+  ASSERT_EQ(instrument_->Disconnect(), S_OK);
+  Number(own_, other_);
+  ASSERT_EQ(instrument_->Connect(), S_OK);
+  EXPECT_EQ(Read(), 3.0F);
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, TwoTerminals, testing::Bool(),
+                         [](const auto& by_path) { return by_path.param ? "ByPath" : "ByNumber"; });
 
 }  // namespace
 }  // namespace ulix
