@@ -20,9 +20,10 @@ from typing import NamedTuple
 
 ROOMS = ("base", "core", "drivers", "forms", "links", "platform", "resources", "controls", "tools")
 # The texts of these rooms are all in the catalogue; pairs of literals there are something else.
-USING_ROOMS = ("calibration", "fleet", "simulators")
+USING_ROOMS = ("calibration", "fleet", "sessions", "simulators")
 # In these rooms every sentence in a literal is shown to a user. The exceptions are listed below, each with its reason.
-SHOWN_ROOMS = ("core", "drivers", "forms", "controls", "calibration", "fleet", "tools/live_page", "tools/ulix")
+SHOWN_ROOMS = ("base", "calibration", "controls", "core", "drivers", "fleet", "forms", "links", "platform", "sessions",
+               "tools/live_page", "tools/ulix")
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|\\\n|#\s*(?:include|error)[^\n]*|(?:L|u8|u|U)?"(?:[^"\\\n]|\\.)*"|'
                    r"'(?:[^'\\\n]|\\.)*'|\w+|::|\S", re.S)
 PLACE = re.compile(r"%(?:%|[-+#0]*[\d.]*[lh]*[cdiouxXeEfgGs])?")
@@ -33,7 +34,7 @@ NO_SENTENCES = {
     "wire": re.compile(r"^(<ASCII protocol activated>|<Error Invalid command or argument\(s\)>)$"),  # sent by an instrument
     "traced": re.compile(r"^(Stop: Unable to kill (Timer|Scan) Thread|ImmediateRead: .*|(switch test|high range pressure|"
                          r"low range pressure|\(external\) pressure module|HART module|another item))$"),
-    "published": re.compile(r"^UlixInstrAx 1\.0 Type Library$"),
+    "published": re.compile(r"^(UlixInstrAx 1\.0 Type Library|Connexion closed|Can't .*)$", re.S),
     "markup": re.compile(r"^(.*[<>]|\.(TP|BR)\b)", re.S),
     "shell": re.compile(r"^(# Completion of ulix|#compdef ulix|esac\n)"),
     "typed": re.compile(r"^(comma, semicolon, tab|read clear|list read|watch (stable|mqtt:.*))$"),  # words of the command line

@@ -11,7 +11,7 @@ sys.path.insert(0, str(ROOT / "scripts"))
 import check_words  # noqa: E402
 
 TEXTS, KELVO10, FORMS = "resources/texts.cc", "drivers/calibrators/kelvo10/tables.h", "forms/instrument_forms.cc"
-SCAN, PLANS = "tools/ulix/scan_verb.cc", "calibration/plan_loader.cc"
+SCAN, PLANS, LOCK = "tools/ulix/scan_verb.cc", "calibration/plan_loader.cc", "links/lock_problem.cc"
 # Each fault: file, text, replacement, expected complaint.
 FAULTS = [
     (TEXTS, '"Voie %"', '"Voie"', "places for values differ"),
@@ -27,6 +27,7 @@ FAULTS = [
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("Nothing to set here.")', "shown in one language only"),
     (FORMS, "Localized(TextId::kNothingToSet, language)", 'std::string("&Properties")', "shown in one language only"),
     (SCAN, "Shown(TextId::kHelpScanNotes)", '"It ends with Ctrl-C."', "shown in one language only"),
+    (LOCK, "Localized(TextId::kLockHeld, language, {problem.object})", 'problem.object + " is held"', "shown in one language only"),
     (PLANS, "Bilingual(TextId::kPlanMinAboveMax)", '"min is above max"', "shown in one language only"),
     (FORMS, "{entered.At(kPortField).label, PortName(kMaxPort)}", "{PortName(kMaxPort)}",
      "TextId::kPortRange is said with 1 values"),
