@@ -12,6 +12,7 @@ LocalizedText, or the value of a named field. The script finds the pairs by this
 - a sentence or a menu entry in one language only, in code whose texts users see
 """
 
+import functools
 import pathlib
 import re
 import sys
@@ -62,21 +63,24 @@ class Pair(NamedTuple):
     name: str  # name of the word or of the constant; empty when the row has none
 
 
+@functools.lru_cache(maxsize=None)
 def tokens(source):
     """The tokens of a source, without comments. Adjacent literals become one."""
     found = []
+    line = counted = 0
     for match in TOKEN.finditer(source):
         text = match.group()
+        line += source.count("\n", counted, match.start())
+        counted = match.start()
         if text.startswith(("//", "/*", "#", "\\\n")):
             continue
-        line = source.count("\n", 0, match.start()) + 1
         literal = text.endswith('"') and len(text) > 1
         if literal:
             text = text[text.index('"') + 1:-1].replace(r"\"", '"').replace(r"\n", "\n").replace(r"\\", "\\")
         if literal and found and found[-1].literal:
             found[-1] = Token(found[-1].text + text, found[-1].line, True)
         else:
-            found.append(Token(text, line, literal))
+            found.append(Token(text, line + 1, literal))
     return found
 
 
