@@ -103,6 +103,11 @@ HRESULT Instrument::GetErrorText(HRESULT error, bool short_text, std::int32_t* u
   });
 }
 
+std::string Instrument::ErrorTextIn(Language language, HRESULT error) const {
+  const ErrorRow* row = FindErrorText(*control_->driver, error);
+  return row ? row->long_text.In(language) : std::string();
+}
+
 HRESULT Instrument::GetSerialParams(SerialParams* params) {
   return Member([&]() -> HRESULT {
     if (!params) return E_INVALIDARG;
