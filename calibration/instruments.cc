@@ -75,6 +75,16 @@ Result<void> ApplyNetwork(Instrument& instrument, const PlannedInstrument& plann
   return {};
 }
 
+// A code with its text, which is in Windows-1252; its name where it has none.
+std::string WithCode(HRESULT code, const std::string& text) {
+  constexpr char kHex[] = "0123456789ABCDEF";
+  std::string shown = "0x";
+  for (int shift = 28; shift >= 0; shift -= 4) shown += kHex[(static_cast<std::uint32_t>(code) >> shift) & 15U];
+  if (!text.empty()) return shown + " " + Utf8FromAnsi(text);
+  const std::string_view name = ErrorCodeName(code);
+  return name.empty() ? shown : shown + " " + std::string(name);
+}
+
 }  // namespace
 
 std::string PathInPlan(const std::string& folder, const std::string& file) {
@@ -114,12 +124,12 @@ std::string ErrorTextOf(Instrument& instrument, HRESULT code) {
   std::int32_t unknown = 0;
   std::string text;
   instrument.GetErrorText(code, false, &unknown, &text);
-  constexpr char kHex[] = "0123456789ABCDEF";
-  std::string shown = "0x";
-  for (int shift = 28; shift >= 0; shift -= 4) shown += kHex[(static_cast<std::uint32_t>(code) >> shift) & 15U];
-  if (unknown == 0 && !text.empty()) return shown + " " + Utf8FromAnsi(text);
-  const std::string_view name = ErrorCodeName(code);
-  return name.empty() ? shown : shown + " " + std::string(name);
+  return WithCode(code, unknown == 0 ? text : std::string());
+}
+
+BilingualText ErrorTextsOf(const Instrument& instrument, HRESULT code) {
+  return {WithCode(code, instrument.ErrorTextIn(Language::kEnglish, code)),
+          WithCode(code, instrument.ErrorTextIn(Language::kFrench, code))};
 }
 
 double ResolutionOf(Instrument& instrument, ChannelId channel) {

@@ -18,8 +18,10 @@ Result<std::unique_ptr<Instrument>> MakeInstrument(const PlannedInstrument& plan
 // Finds a channel by its name, in upper or lower case, or by its id.
 Result<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or_id);
 
-// The text of a code, in the instrument's language.
+// A code and its text, in the instrument's language: "0x80044403 Unable to read answer".
 std::string ErrorTextOf(Instrument& instrument, HRESULT code);
+// The same in both languages.
+BilingualText ErrorTextsOf(const Instrument& instrument, HRESULT code);
 
 // The step between two values of a channel, from its decimals; 0 if these are not known.
 double ResolutionOf(Instrument& instrument, ChannelId channel);

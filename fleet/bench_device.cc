@@ -137,7 +137,7 @@ bool BenchDevice::Connect() {
   if (Succeeded(result)) result = own_settings ? calibration::AskOwnSettings(*instrument_) : instrument_->SendCfg();
   if (Succeeded(result) && config_.planned.run) result = instrument_->Run();
   if (Failed(result)) {
-    SayOnce(LogLevel::kWarning, calibration::ErrorTextOf(*instrument_, result));
+    SayOnce(LogLevel::kWarning, calibration::ErrorTextsOf(*instrument_, result));
     return instrument_->Disconnect(), false;
   }
   identification = Utf8FromAnsi(Trimmed(identification));
@@ -176,7 +176,7 @@ bool BenchDevice::AddGroup(const PublishedGroup& group) {
     made.is_read = true;
     made.period_ms = group.settings.period_ms;
   }
-  if (Failed(result)) return SayOnce(LogLevel::kError, calibration::ErrorTextOf(*instrument_, result)), false;
+  if (Failed(result)) return SayOnce(LogLevel::kError, calibration::ErrorTextsOf(*instrument_, result)), false;
   groups_.push_back(id);
   return true;
 }
@@ -277,7 +277,7 @@ void BenchDevice::GiveBirth(const std::string& device, const std::string& identi
 
 bool BenchDevice::IsLost(SteadyTime now) {
   const HRESULT presence = instrument_->CheckPresence();
-  if (Failed(presence)) return Lose(calibration::ErrorTextOf(*instrument_, presence)), true;
+  if (Failed(presence)) return Lose(calibration::ErrorTextsOf(*instrument_, presence)), true;
   const std::chrono::duration<double> without = now - [this] {
     const std::lock_guard lock(mutex_);
     return last_good_;
@@ -434,7 +434,7 @@ void BenchDevice::DoWrite(const Write& write) {
   const std::string value = FormatGeneral(write.value, 10);
   if (Failed(result)) {
     Say(LogLevel::kWarning,
-        Bilingual(TextId::kFleetNotWritten, {output.name, value, calibration::ErrorTextOf(*instrument_, result)}));
+        Bilingual(TextId::kFleetNotWritten, {output.name, value, calibration::ErrorTextsOf(*instrument_, result)}));
   } else {
     Say(LogLevel::kInfo, Bilingual(TextId::kFleetWritten, {output.name, value}));
   }

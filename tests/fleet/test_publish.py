@@ -233,6 +233,19 @@ class Publish(bench.FleetTest):
                 told.append(manager.recv(100))
         self.assertEqual(told[:3], [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"])
 
+    def test_log_is_in_the_users_language(self):
+        broker = self.broker(lines=["password_file " + str(self.passwords()), "allow_anonymous false"])
+        gone = {"instruments": {"gone": SIM | {"port": str(self.folder / "none")}}}
+        for env, causes in ((bench.FRENCH, ("ulix-publish: gone: 0x80044400 Impossible d'ouvrir la communication\n",
+                                            "le courtier refuse : non autoris\u00e9\n")),
+                            (bench.ENGLISH, ("ulix-publish: gone: 0x80044400 Unable to open communication\n",
+                                             "the broker refuses: Connection Refused: not authorised.\n"))):
+            publisher = self.start_publisher(self.config(broker, **gone), env=env)
+            for cause in causes:
+                self.wait_for_log(cause)
+            publisher.kill()
+            publisher.wait()
+
     def test_password_is_in_no_process_list_and_no_log(self):
         broker = self.broker(lines=["password_file " + str(self.passwords()), "allow_anonymous false"])
         secret = self.folder / "secret"
