@@ -88,7 +88,8 @@ class Instrument {
   // The text of a code, long or short. For a code that is neither the control's nor its link's, the text is empty and
   // `unknown` is 1.
   HRESULT GetErrorText(HRESULT error, bool short_text, std::int32_t* unknown, std::string* text);
-  // The long text of a code in a language of choice. Empty for a code that is neither the control's nor its link's.
+  // The long text of a code in the given language, in Windows-1252. Empty for a code that is neither the control's nor
+  // its link's.
   std::string ErrorTextIn(Language language, HRESULT error) const;
 
   // --- link and instrument ---
