@@ -75,7 +75,7 @@ Result<void> ApplyNetwork(Instrument& instrument, const PlannedInstrument& plann
   return {};
 }
 
-// A code with its text, which is in Windows-1252; its name where it has none.
+// A code with its text, which is in Windows-1252. If the text is empty, the code with its name.
 std::string WithCode(HRESULT code, const std::string& text) {
   constexpr char kHex[] = "0123456789ABCDEF";
   std::string shown = "0x";

@@ -20,7 +20,7 @@ Result<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or
 
 // A code and its text, in the instrument's language: "0x80044403 Unable to read answer".
 std::string ErrorTextOf(Instrument& instrument, HRESULT code);
-// The same in both languages.
+// A code and its text, as ErrorTextOf, in both languages.
 BilingualText ErrorTextsOf(const Instrument& instrument, HRESULT code);
 
 // The step between two values of a channel, from its decimals; 0 if these are not known.
