@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Checks the sizes of functions and the comments of contract headers: scripts/check_shape.py [--list].
 
-A function has the lines between its braces; one on a single line has one. Counted are all functions of the product, with
-the lambdas inside them. A contract header is read without its implementation: of 100 lines that are not blank, at least
-25 have a comment, alone or behind a declaration, and at most 50 have nothing else. --list prints the functions above the
-bound and every header.
+The size of a function is the number of lines between its braces, and 1 for a function on a single line. All functions
+of the product are counted, with the lambdas inside them. A contract header is read without its implementation: of 100
+lines that are not blank, at least 25 must have a comment, alone or behind a declaration, and at most 50 may have a
+comment only. --list prints the functions above the bound and every header.
 """
 
 import pathlib
@@ -56,7 +56,7 @@ def functions(text):
 
 
 def comments(text):
-    """Of a hundred lines of a header: those with a comment, and those with nothing else."""
+    """The percentage of a header's lines with a comment, and of lines with a comment only."""
     lines = [line for line in text.splitlines() if line.strip(" /")]
     some, only = (sum(bool(re.search(comment, line)) for line in lines) for comment in (r"(^|\s)//", r"^\s*//"))
     return 100 * some / len(lines), 100 * only / len(lines)
@@ -70,7 +70,7 @@ def main(arguments):
     lengths = [size for size, _ in sizes]
     median, of_nine_in_ten = statistics.median(lengths), lengths[len(lengths) * 9 // 10]
     shares = {name: comments(text) for name, text in texts.items()
-              if CONTRACTS.fullmatch(name) and IGNORED.sub("", text).strip()}  # not one that only includes another
+              if CONTRACTS.fullmatch(name) and IGNORED.sub("", text).strip()}  # without headers that only include one
     outside = {name: (some, only) for name, (some, only) in shares.items() if some < MIN_COMMENTS or only > MAX_COMMENTS}
     listed = "--list" in arguments
     for size, place in sizes if listed else ():
