@@ -376,7 +376,7 @@ TEST(Persistence, SaveThatFails_LeavesTheControlDirty) {
 
 // Another program wrote the file `given` in the published layout. It is loaded here and saved to the file `kept`.
 // run.py compares both files.
-// The stream of run.py.
+// Checks the settings in the stream that run.py provides.
 void ExpectSettingsOfTheStream(IUlixInstr* control) {
   EXPECT_EQ(ElementsOf<long>(control, &IUlixInstr::get_Groups), (std::vector<long>{4, 2}));
   EXPECT_EQ(ElementsOf<long>(control, &IUlixInstr::get_InChans, 4), (std::vector<long>{0}));

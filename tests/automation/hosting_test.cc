@@ -230,7 +230,7 @@ TEST_F(ActivePage, Apply_GivesTheEnteredValueToTheControl) {
   EXPECT_EQ(Port(), 44);
 }
 
-// The active page gets another control, then none. Nothing of the control before is left.
+// The active page gets another control, then none. It keeps nothing of the earlier control.
 TEST_F(ActivePage, OtherControl_GetsTheEnteredValueAlone) {
   const long before = Port();
   const auto other = Create<IUlixInstr>(kProgId);

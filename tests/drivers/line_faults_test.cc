@@ -443,8 +443,9 @@ void LineFaults::ExpectSilence(const Operation& operation) {
   bench->SetFaults({});
 }
 
-// The longest time that an operation may take under the fault: that of the replies that came, one wait for the one that
-// did not, the operation's pauses, and the resynchronisations. Before each the line must be quiet; a network need not.
+// The longest time that an operation may take under the fault: the time of the replies that came, one wait for the
+// reply that did not come, the operation's pauses, and the resynchronisations. Before each resynchronisation a serial
+// line must be quiet. A network need not be quiet.
 int LineFaults::MaxMs(const Row& row, const FaultOutcome& expected) const {
   int ms = row.pauses_ms + (row.queries + 2) * kWireMs;
   if (fault.kind == FaultKind::kDrop && Connects(row.operation)) ms += (row.open_attempts - 1) * 1000;

@@ -249,7 +249,7 @@ class TwoTerminals : public testing::TestWithParam<bool> {
     numbers_.emplace_back("ULIX_COM61", first);
     numbers_.emplace_back("ULIX_COM62", second);
   }
-  // Unplugs the instrument. Its number leads to the other one then, as when the system numbers anew.
+  // Unplugs the instrument. Its number then leads to the other one, as if the system had numbered the devices again.
   void Unplug() {
     plugged_.reset();
     Number(other_, own_);
