@@ -38,13 +38,13 @@ Control::Control(const ControlRow& row)
       hosting_(*static_cast<IUlixInstr*>(this), HostedFaceOf(row)) {}
 
 // When there is no memory for the description, only the code is returned.
-HRESULT Control::Told(HRESULT result) const noexcept {
+HRESULT Control::ReportIfFailed(HRESULT result) const noexcept {
   if (SUCCEEDED(result)) return result;
   Guarded([&] {
     ErrorInfo info = TakeErrorInfo();
     // The instrument did not record this failure: take the general description of the code.
     if (info.code != result) info.description = instrument_->DescriptionOf(result);
-    ReportError(__uuidof(IUlixInstr), ProgIdOf(row_, true), info.description);
+    ReportError(__uuidof(IUlixInstr), WideProgId(ControlClass(row_.class_word), true), info.description);
     return S_OK;
   });
   return result;

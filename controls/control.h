@@ -193,7 +193,7 @@ class Control final : public TypedDispatch<IUlixInstr>,
   HostedControl HostedFaceOf(const ControlRow& row);
   HRESULT CreateTestConfiguration();
   // Ends a member: sets the automation error information of a failure. Returns `result`.
-  HRESULT Told(HRESULT result) const noexcept;
+  HRESULT ReportIfFailed(HRESULT result) const noexcept;
   // Runs the body of a member. Turns an exception into an error code.
   template <typename Body>
   HRESULT Member(Body&& body);

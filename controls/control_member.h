@@ -13,11 +13,11 @@ template <typename Body>
 HRESULT Control::Member(Body&& body) {
   const ComPtr<IUlixInstr> alive(this);
   try {
-    return Told(body());
+    return ReportIfFailed(body());
   } catch (const std::bad_alloc&) {
-    return Told(E_OUTOFMEMORY);
+    return ReportIfFailed(E_OUTOFMEMORY);
   } catch (...) {
-    return Told(instrument_->card().exception_code);
+    return ReportIfFailed(instrument_->card().exception_code);
   }
 }
 

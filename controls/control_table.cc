@@ -45,8 +45,8 @@ const CatalogueEntry* ModelOf(const ControlRow& row) {
   return nullptr;
 }
 
-std::wstring ProgIdOf(const ControlRow& row, bool with_version) {
-  const std::string id = ProgId(row.class_word, with_version);
+std::wstring WideProgId(std::string_view library_class, bool with_version) {
+  const std::string id = ProgId(library_class, with_version);
   return {id.begin(), id.end()};
 }
 

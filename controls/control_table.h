@@ -5,6 +5,7 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "drivers/catalogue.h"
 
@@ -23,14 +24,14 @@ const ControlRow* FindControl(REFGUID class_id);
 // The model of a control.
 const CatalogueEntry* ModelOf(const ControlRow& row);
 
-// The ProgID of a control, such as "Ulix.UlixInstrKelvo10Ctl", with or without its version.
-std::wstring ProgIdOf(const ControlRow& row, bool with_version);
+// ProgId for the system, which takes wide characters.
+std::wstring WideProgId(std::string_view library_class, bool with_version);
 
 // An identifier as text, such as "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
 std::wstring GuidText(REFGUID id);
 
-// The class id and the ProgID of the setup object.
+// The class id and the class of the setup object.
 extern const GUID kSetupClassId;
-inline constexpr wchar_t kSetupProgId[] = L"Ulix.UlixSetup";
+inline constexpr char kSetupClass[] = "UlixSetup";
 
 }  // namespace ulix::controls

@@ -38,26 +38,21 @@ struct Registration {
   Entries entries;
 };
 
-struct ClassNames {
-  GUID id;
-  std::wstring title;
-  std::wstring prog_id;  // without version
-};
-
-void AddClass(Registration& registration, const ClassNames& names, const std::wstring& path) {
-  const std::wstring id = GuidText(names.id);
-  const std::wstring versioned = names.prog_id + L".1";
+void AddClass(Registration& registration, const GUID& class_id, std::string_view name, const std::wstring& path) {
+  const std::wstring id = GuidText(class_id);
+  const std::wstring title = std::wstring(name.begin(), name.end()) + L" Class";
+  const std::wstring prog_id = WideProgId(name, false), versioned = WideProgId(name, true);
   const std::wstring class_key = L"CLSID\\" + id;
-  registration.own_keys.insert(registration.own_keys.end(), {names.prog_id, versioned, class_key});
+  registration.own_keys.insert(registration.own_keys.end(), {prog_id, versioned, class_key});
   const Entries entries = {
-      {versioned, L"", names.title},
+      {versioned, L"", title},
       {versioned + L"\\CLSID", L"", id},
-      {names.prog_id, L"", names.title},
-      {names.prog_id + L"\\CLSID", L"", id},
-      {names.prog_id + L"\\CurVer", L"", versioned},
-      {class_key, L"", names.title},
+      {prog_id, L"", title},
+      {prog_id + L"\\CLSID", L"", id},
+      {prog_id + L"\\CurVer", L"", versioned},
+      {class_key, L"", title},
       {class_key + L"\\ProgID", L"", versioned},
-      {class_key + L"\\VersionIndependentProgID", L"", names.prog_id},
+      {class_key + L"\\VersionIndependentProgID", L"", prog_id},
       {class_key + L"\\Programmable", L"", L""},
       {class_key + L"\\InprocServer32", L"", path},
       {class_key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
@@ -92,14 +87,15 @@ void AddInterface(Registration& registration, const GUID& id, const std::wstring
 // Adds the class of a control, with the keys that allow a container to put it on a form.
 void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
   const std::wstring model = L"UlixInstr" + std::wstring(row.class_word, row.class_word + std::strlen(row.class_word));
-  AddClass(registration, {row.class_id, model + L"Ctl Class", ProgIdOf(row, false)}, path);
+  const std::string control_class = ControlClass(row.class_word);
+  AddClass(registration, row.class_id, control_class, path);
   AddInterface(registration, row.spec_id, L"I" + model + L"Spec");
   AddInterface(registration, row.debug_id, L"I" + model + L"Debug");
   const std::wstring class_key = L"CLSID\\" + GuidText(row.class_id);
   const Entries entries = {
       {class_key + L"\\Control", L"", L""},
       {class_key + L"\\Insertable", L"", L""},
-      {ProgIdOf(row, true) + L"\\Insertable", L"", L""},
+      {WideProgId(control_class, true) + L"\\Insertable", L"", L""},
       {class_key + L"\\ToolboxBitmap32", L"", path + L", " + kToolboxBitmap},
       {class_key + L"\\MiscStatus", L"", L"0"},
       {class_key + L"\\MiscStatus\\1", L"", kMiscStatusKey},
@@ -128,7 +124,7 @@ Registration WholeRegistration() {
   AddInterface(registration, __uuidof(IUlixInstrEvents), L"IUlixInstrEvents");
   AddInterface(registration, __uuidof(IUlixInstrReadFile), L"IUlixInstrReadFile");
   AddInterface(registration, __uuidof(IUlixSetup), L"IUlixSetup");
-  AddClass(registration, {kSetupClassId, L"UlixSetup Class", kSetupProgId}, path);
+  AddClass(registration, kSetupClassId, kSetupClass, path);
   for (const ControlRow& row : ControlTable()) AddControl(registration, row, path);
   for (const PageRow& page : PageTable()) AddPage(registration, page, path);
   return registration;

@@ -43,7 +43,7 @@ STDMETHODIMP SetupObject::InterfaceSupportsErrorInfo(REFIID id) {
   return IsEqualIID(id, __uuidof(IUlixSetup)) ? S_OK : S_FALSE;
 }
 
-HRESULT SetupObject::Told(HRESULT result) const noexcept {
+HRESULT SetupObject::ReportIfFailed(HRESULT result) const noexcept {
   if (FAILED(result)) {
     Guarded([&] {
       Describe(result);
@@ -58,19 +58,19 @@ void SetupObject::Describe(HRESULT result) const {
   const std::string text = control_                 ? control_->Access().DescriptionOf(result)
                            : result == E_UNEXPECTED ? Localized(TextId::kNotAttached, language)
                                                     : Localized(TextId::kInvalidArgument, language);
-  ReportError(__uuidof(IUlixSetup), std::wstring(kSetupProgId) + L".1", text);
+  ReportError(__uuidof(IUlixSetup), WideProgId(kSetupClass, true), text);
 }
 
 template <typename Body>
 HRESULT SetupObject::Attached(Body&& body) {
-  return Told(Guarded([&]() -> HRESULT { return control_ ? body(control_->Access()) : E_UNEXPECTED; }));
+  return ReportIfFailed(Guarded([&]() -> HRESULT { return control_ ? body(control_->Access()) : E_UNEXPECTED; }));
 }
 
 STDMETHODIMP SetupObject::Attach(IUnknown* control) {
   ComPtr<IInstrumentAccess> access;
   if (!control ||
       FAILED(control->QueryInterface(kInstrumentAccessId, reinterpret_cast<void**>(access.GetAddressOf())))) {
-    return Told(E_INVALIDARG);
+    return ReportIfFailed(E_INVALIDARG);
   }
   control_ = access;
   return S_OK;

@@ -37,7 +37,7 @@ class SetupObject final : public TypedDispatch<IUlixSetup>, public ISupportError
   ~SetupObject() = default;
   template <typename Body>
   HRESULT Attached(Body&& body);
-  HRESULT Told(HRESULT result) const noexcept;
+  HRESULT ReportIfFailed(HRESULT result) const noexcept;
   void Describe(HRESULT result) const;
 
   const InUse in_use_;

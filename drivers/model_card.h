@@ -19,7 +19,7 @@ enum eLimitLevel : std::int32_t { LimitLow = -1, LimitNo = 0, LimitHigh = 1 };
 
 enum class LinkKind { kSerial, kModbus, kUsb };
 
-inline constexpr int kUnknownResolution = 6;  // decimals
+inline constexpr int kUnknownResolution = 6;  // decimals; no channel shows more
 
 // A row of the channel table. The index of the row is the channel's id. If unit or resolution depend on the settings,
 // Driver::DescribeChannel gives them.
@@ -67,7 +67,9 @@ constexpr bool IsOwnCode(const ModelCard& card, HRESULT code) {
   return code >= card.exception_code && code - card.exception_code < kBlock;
 }
 
-// The ProgID of a class: "Ulix.UlixInstrKelvo10Ctl" for "Kelvo10", or the same with the version number.
-std::string ProgId(std::string_view class_name, bool with_version);
+// The name of a model's class, "UlixInstrKelvo10Ctl" for "Kelvo10".
+std::string ControlClass(std::string_view class_name);
+// The ProgID of a class of the library, such as "Ulix.UlixSetup", or the same with the version number.
+std::string ProgId(std::string_view library_class, bool with_version);
 
 }  // namespace ulix

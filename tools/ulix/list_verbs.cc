@@ -81,7 +81,7 @@ Json ModelJson(const ModelCard& card) {
   }
   return {{"model", card.model_id},
           {"name", DisplayName(card)},
-          {"progid", ProgId(card.class_name, true)},
+          {"progid", ProgId(ControlClass(card.class_name), true)},
           {"link", LinkWord(card.link)},
           {"channels", channels}};
 }
@@ -99,7 +99,7 @@ int ListModels(bool json) {
   for (const CatalogueEntry& entry : Catalogue()) {
     const ModelCard& card = *entry.card;
     array.push_back(ModelJson(card));
-    std::vector<std::string> cells = {card.model_id, DisplayName(card), ProgId(card.class_name, true),
+    std::vector<std::string> cells = {card.model_id, DisplayName(card), ProgId(ControlClass(card.class_name), true),
                                       LinkWord(card.link), ChannelList(card)};
     if (!HasRoomForNames()) cells.erase(cells.begin() + 1);
     table.Add(std::move(cells));
