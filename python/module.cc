@@ -204,10 +204,11 @@ class Device {
     Check(instrument_->GetChanUnit(id, &unit));
     return Utf8FromAnsi(unit);
   }
-  int Resolution(ChannelId id) {
+  // None where it is not known.
+  std::optional<int> Resolution(ChannelId id) {
     std::int16_t decimals = 0;
     Check(instrument_->GetChanResol(id, &decimals));
-    return decimals;
+    return decimals < kUnknownResolution ? std::optional<int>(decimals) : std::nullopt;
   }
 
   Columns Read(const std::vector<ChannelId>& ids) {

@@ -85,8 +85,7 @@ class Channel:
     @property
     def decimals(self) -> int | None:
         """Decimals to show; None if they are not known."""
-        decimals = self._instrument._device.resolution(self.id)
-        return decimals if decimals < 6 else None
+        return self._instrument._device.resolution(self.id)
 
     def read(self) -> Reading:
         """Reads the channel now. Raises the error of a failed reading."""

@@ -19,9 +19,9 @@ struct Channel {
   std::string name;
   eChanDir direction = ChanIn;
   std::string unit;
-  int resolution = 6;   // Decimals.
-  bool offered = true;  // The instrument has the channel with its present settings.
-  bool on = true;       // The channel is switched on.
+  int resolution = kUnknownResolution;  // Decimals.
+  bool offered = true;                  // The instrument has the channel with its present settings.
+  bool on = true;                       // The channel is switched on.
 };
 
 // A channel in a logger's records of which only the number is known.

@@ -42,7 +42,7 @@ ChannelRecord ChannelIn(const ProgramRecord& record) {
   channel.type = LowByte(record[6]);
   const std::size_t unit = HighByte(record[6]);
   channel.unit = unit < kUnits.size() ? kUnits[unit] : "";
-  channel.resolution = std::min<int>(record[7], 6);
+  channel.resolution = std::min<int>(record[7], kUnknownResolution);
   for (std::size_t i = 0; i < channel.limits.size(); ++i) channel.limits[i] = LimitIn(record, 8 + 5 * i);
   channel.measuring_time = TwoWords(record[18], record[19]);
   if (record[20] != 0) channel.value_register = record[20];
