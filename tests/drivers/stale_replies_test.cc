@@ -58,8 +58,8 @@ void StaleReplies::CheckLatenessPatterns() {
     EXPECT_EQ(wrong, 0);
   }
   EXPECT_GE(values, 500) << "the pattern kInTime alone gives as many";
-  // A few exchanges to get in sync, then the query. Each reply may take the whole patience, and its bytes may drip.
-  EXPECT_LE(longest.count(), 60 * model.patience_ms);
+  // The sync queries, then the query. Other replies may come before each reply.
+  EXPECT_LE(longest.count(), (kMaxSyncQueries + 1) * static_cast<int>(kMaxReadTimeouts) * model.patience_ms);
   RecordProperty("values", values);
   RecordProperty("longest_ms", static_cast<int>(longest.count()));
 }
@@ -76,7 +76,7 @@ void StaleReplies::CheckEveryLateness() {
       clock.SleepFor(Milliseconds(10));
     }
     clock.SleepFor(Milliseconds(20 * model.patience_ms));
-    EXPECT_GE(values, tenths < 20 ? 30 : 2);
+    EXPECT_GE(values, 5) << "those before the first late reply";
   }
   EXPECT_EQ(wrong, 0);
 }
@@ -192,24 +192,30 @@ TEST_F(CutReply, RestOfTheLine_IsReadBeforeTheNextQuery) {
   }
 }
 
+constexpr int kReplySize = 50;  // of a Kelvo10, the terminator included
+
 // A line that is not driven may give zeros without end.
 TEST_F(CutReply, EndlessZeros_FailInTime) {
   SetBench("measure-text", std::string(5000, '\0'));
   ASSERT_EQ(device->Connect(), S_OK);
-  bench->SetFaults({{FaultKind::kDrip, 100}});
+  constexpr Milliseconds kDrip{100};
+  bench->SetFaults({{FaultKind::kDrip, static_cast<int>(kDrip.count())}});
   const MonotonicTime before = clock.Now();
   driver->ReadChannel(0);
-  EXPECT_LE(clock.Now() - before, Milliseconds(10'000));
+  EXPECT_LE(clock.Now() - before, kReplySize * kDrip);
 }
 
 // Reading all of a slow noisy line would block the line, and with it all other instruments, for thousands of bytes.
 TEST_F(CutReply, SlowNoisyLine_FailsInTime) {
   ASSERT_EQ(device->Connect(), S_OK);
-  bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, 600}});
+  constexpr Milliseconds kDrip{600};
+  constexpr int kMaxLine =
+      100 + 16;  // what is read of a line that is thrown away, and the piece in which it is too long
+  bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, static_cast<int>(kDrip.count())}});
   for (int i = 0; i < 3; ++i) {
     const MonotonicTime before = clock.Now();
     driver->ReadChannel(0);
-    EXPECT_LE(clock.Now() - before, Milliseconds(200'000));
+    EXPECT_LE(clock.Now() - before, 2 * kMaxLine * kDrip);
   }
 }
 
