@@ -78,22 +78,22 @@ class Acquisition : public testing::Test {
   std::optional<Advice> advice;
 };
 
-TEST_F(Acquisition, EdgesOfTheAbsoluteBandAreReported) {
+TEST_F(Acquisition, EdgesOfTheAbsoluteBand_AreReported) {
   Start({kFastest, 0, 0.5F, kForever});
   ExpectReported({{9.6, false}, {10.4, false}, {10.0, false}, {9.5, true}, {9.9, false}, {10.0, true}, {10.5, true}});
 }
 
-TEST_F(Acquisition, EdgesOfTheRelativeBandAreReported) {
+TEST_F(Acquisition, EdgesOfTheRelativeBand_AreReported) {
   Start({kFastest, 10, 0, kForever});
   ExpectReported({{9.1, false}, {10.9, false}, {9.0, true}, {9.8, false}, {10.0, true}, {11.0, true}});
 }
 
-TEST_F(Acquisition, BandOfANegativeValueIsMeasuredFromItsSize) {
+TEST_F(Acquisition, BandOfANegativeValue_IsMeasuredFromItsSize) {
   Start({kFastest, 10, 0, kForever});
   ExpectReported({{-10.0, true}, {-10.9, false}, {-9.1, false}, {-11.0, true}});
 }
 
-TEST_F(Acquisition, ZeroBandsReportEveryScan) {
+TEST_F(Acquisition, ZeroBands_ReportEveryScan) {
   Start({kFastest, 0, 0, kForever});
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
   ASSERT_TRUE(log.Await(10));
@@ -101,7 +101,7 @@ TEST_F(Acquisition, ZeroBandsReportEveryScan) {
   for (std::size_t k = 0; k < 10; ++k) EXPECT_EQ(events[k].name, k % 2 ? L"MeasReady" : L"DataChange");
 }
 
-TEST_F(Acquisition, SilenceIsCountedInWholeSecondsStrictly) {
+TEST_F(Acquisition, ReportInterval_IsCountedInWholeSecondsStrictly) {
   Start({kFastest, 0, 1000, 1});
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
   ASSERT_TRUE(log.Await(6));
@@ -139,7 +139,7 @@ TEST_F(Acquisition, MeasReady_FollowsOnTheSameThreadOfTheGroup) {
   EXPECT_NE(events[0].thread, GetCurrentThreadId());
 }
 
-TEST_F(Acquisition, SinksAreCalledInTheOrderInWhichTheyConnected) {
+TEST_F(Acquisition, Sinks_AreCalledInTheOrderInWhichTheyConnected) {
   Start({});  // an immediate read waits one period for its report
   Sink second(log, L"second ");
   Advice other(control.Get(), second);
@@ -157,7 +157,7 @@ TEST_F(Acquisition, SinksAreCalledInTheOrderInWhichTheyConnected) {
   EXPECT_EQ(later[before].name, L"second DataChange");
 }
 
-TEST_F(Acquisition, ImmediateReadOfAStoppedGroupReportsOnce) {
+TEST_F(Acquisition, ImmediateReadOfAStoppedGroup_ReportsOnce) {
   Start({1000, 0, 1000, kForever});
   for (std::size_t k = 1; k <= 3; ++k) {
     ASSERT_EQ(control->ImmediateReadGroups(IdArray({kGroup})), S_OK);
@@ -168,7 +168,7 @@ TEST_F(Acquisition, ImmediateReadOfAStoppedGroupReportsOnce) {
   EXPECT_EQ(running, 0);
 }
 
-TEST_F(Acquisition, ImmediateReadOfARunningGroupReportsInsideTheBand) {
+TEST_F(Acquisition, ImmediateReadOfARunningGroup_ReportsInsideTheBand) {
   Start({kFastest, 0, 1000, kForever});
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
   AwaitScansOf(10);
@@ -180,7 +180,7 @@ TEST_F(Acquisition, ImmediateReadOfARunningGroupReportsInsideTheBand) {
   EXPECT_EQ(Reports(), 2U);
 }
 
-TEST_F(Acquisition, ImmediateReadStopsAtTheFirstUnknownGroup) {
+TEST_F(Acquisition, ImmediateRead_StopsAtTheFirstUnknownGroup) {
   Start({});
   long second = 0;
   ASSERT_EQ(control->CreateGroup(&second), S_OK);
@@ -189,14 +189,14 @@ TEST_F(Acquisition, ImmediateReadStopsAtTheFirstUnknownGroup) {
   EXPECT_EQ(control->ImmediateReadGroups(Variant(1L)), E_INVALIDARG);
 }
 
-TEST_F(Acquisition, ImmediateReadWaitsNoLongerThanAPeriod) {
+TEST_F(Acquisition, ImmediateRead_WaitsNoLongerThanAPeriod) {
   Start({kFastest, 0, 0, 0});
   SetOutput(kAnswersLate);
   const auto took = Took([&] { return control->ImmediateReadGroups(IdArray({kGroup})); });
   EXPECT_LE(took, milliseconds(kFastest + 1000) + kSlack);
 }
 
-TEST_F(Acquisition, GroupWithoutChannelsReportsNothing) {
+TEST_F(Acquisition, GroupWithoutChannels_ReportsNothing) {
   Start({kFastest, 0, 0, 0});
   ASSERT_EQ(control->RemoveGroupChan(kGroup, kInput), S_OK);
   Variant channels;
@@ -207,7 +207,7 @@ TEST_F(Acquisition, GroupWithoutChannelsReportsNothing) {
   EXPECT_EQ(log.size(), 0U);
 }
 
-TEST_F(Acquisition, RunAndStopAreHarmlessTwice) {
+TEST_F(Acquisition, RunAndStop_DoNothingTheSecondTime) {
   Start({kFastest, 0, 0, kForever});
   long running = 0;
   for (int k = 0; k < 2; ++k) EXPECT_EQ(control->RunGroup(kGroup), S_OK);
@@ -223,7 +223,7 @@ TEST_F(Acquisition, RunAndStopAreHarmlessTwice) {
   EXPECT_EQ(control->StopGroup(2), E_INVALIDARG);
 }
 
-TEST_F(Acquisition, AllGroupsRunAndStopTogether) {
+TEST_F(Acquisition, AllGroups_RunAndStopTogether) {
   Start({kFastest, 0, 0, 0});
   long second = 0, running = 0;
   ASSERT_EQ(control->CreateGroup(&second), S_OK);
@@ -239,7 +239,7 @@ TEST_F(Acquisition, AllGroupsRunAndStopTogether) {
   }
 }
 
-TEST_F(Acquisition, HungInstrumentIsAnErrorOfItsChannel) {
+TEST_F(Acquisition, HungInstrument_IsAnErrorOfItsChannel) {
   Start({kFastest, 0, 0, 0});
   SetOutput(kHangs);
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
@@ -255,7 +255,7 @@ TEST_F(Acquisition, HungInstrumentIsAnErrorOfItsChannel) {
   EXPECT_EQ(InputOf(control.Get()).error, 0);
 }
 
-TEST_F(Acquisition, HungInstrumentDelaysAStopByTwoSecondsAtMost) {
+TEST_F(Acquisition, HungInstrument_DelaysAStopByTwoSecondsAtMost) {
   Start({kFastest, 0, 0, 0});
   SetOutput(kHangs);
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
@@ -266,7 +266,7 @@ TEST_F(Acquisition, HungInstrumentDelaysAStopByTwoSecondsAtMost) {
   EXPECT_EQ(running, 0);
 }
 
-TEST_F(Acquisition, GroupIsRemovedInsideItsEvent) {
+TEST_F(Acquisition, GroupRemovedInsideItsEvent_FiresNoMore) {
   Start({kFastest, 0, 0, 0});
   advice->End();
   HRESULT removed = E_PENDING;
@@ -287,7 +287,7 @@ TEST_F(Acquisition, GroupIsRemovedInsideItsEvent) {
   EXPECT_EQ(log.size(), before);
 }
 
-TEST_F(Acquisition, GroupIsStoppedAndSinkUnadvisedInsideAnEvent) {
+TEST_F(Acquisition, GroupStoppedAndSinkUnadvisedInsideAnEvent_EndTheEvents) {
   Start({kFastest, 0, 0, 0});
   HRESULT stopped = E_PENDING;
   std::optional<Advice> own;
@@ -308,7 +308,7 @@ TEST_F(Acquisition, GroupIsStoppedAndSinkUnadvisedInsideAnEvent) {
   EXPECT_LE(log.size(), 2U);
 }
 
-TEST_F(Acquisition, ControlIsReleasedWhileItsGroupRuns) {
+TEST_F(Acquisition, ControlReleasedWhileItsGroupRuns_FiresNoMore) {
   Start({kFastest, 0, 0, 0});
   ASSERT_EQ(control->RunGroup(kGroup), S_OK);
   ASSERT_TRUE(log.Await(2));

@@ -205,7 +205,7 @@ class Connected : public testing::Test {
   ComPtr<Instr> control;
 };
 
-TEST_F(Disconnected, EveryMemberHasItsNumberUnderItsName) {
+TEST_F(Disconnected, EveryMember_HasItsNumberUnderItsName) {
   for (const Member& member : kMembers) {
     DISPID id = 0;
     auto* name = const_cast<wchar_t*>(member.name);
@@ -214,7 +214,7 @@ TEST_F(Disconnected, EveryMemberHasItsNumberUnderItsName) {
   }
 }
 
-TEST_F(Disconnected, EveryMemberTakesItsArgumentsByName) {
+TEST_F(Disconnected, EveryMember_TakesItsArgumentsByName) {
   for (const Member& member : kMembers) {
     if (ShowsAWindow(member)) continue;
     LateCall call(member);
@@ -232,7 +232,7 @@ TEST_F(Disconnected, EveryMemberTakesItsArgumentsByName) {
   }
 }
 
-TEST_F(Connected, EveryMemberTakesItsArgumentsByName) {
+TEST_F(Connected, EveryMember_TakesItsArgumentsByName) {
   for (const Member& member : kMembers) {
     if (ShowsAWindow(member) || member.id == 18) continue;  // the next members need the connection
     LateCall call(member);
@@ -246,7 +246,7 @@ TEST_F(Connected, EveryMemberTakesItsArgumentsByName) {
   }
 }
 
-TEST_F(Disconnected, NullOutPlacesAreRefused) {
+TEST_F(Disconnected, NullOutArgument_IsInvalid) {
   Instr* c = control.Get();
   VARIANT v{}, ids = IdArray({0});
   long l = 0;
@@ -291,7 +291,7 @@ TEST_F(Disconnected, NullOutPlacesAreRefused) {
   SafeArrayDestroy(ids.parray);
 }
 
-TEST_F(Disconnected, UnknownIdsAreRefusedWithErrorInformation) {
+TEST_F(Disconnected, UnknownId_IsInvalidWithErrorInformation) {
   long l = 0;
   float f = 0;
   Variant v;
@@ -321,7 +321,7 @@ TEST_F(Disconnected, UnknownIdsAreRefusedWithErrorInformation) {
   EXPECT_EQ(v.vt, VT_EMPTY);
 }
 
-TEST_F(Disconnected, TextsOfTheKelvo10AreThePublishedOnes) {
+TEST_F(Disconnected, TextsOfTheKelvo10_AreThePublishedOnes) {
   Instr* c = control.Get();
   EXPECT_EQ(client::TextOf(c, &Instr::InstrType), L"Kelvo10");
   EXPECT_EQ(client::TextOf(c, &Instr::GetCfgText), L"KELVO10: XXXX_A_IMPLANTER");
@@ -331,7 +331,7 @@ TEST_F(Disconnected, TextsOfTheKelvo10AreThePublishedOnes) {
   EXPECT_EQ(client::TextOf(c, &Instr::GetChanUnit, 77), L"");
 }
 
-TEST_F(Disconnected, ChannelsOfTheKelvo10AreThePublishedOnes) {
+TEST_F(Disconnected, ChannelsOfTheKelvo10_AreThePublishedOnes) {
   Instr* c = control.Get();
   EXPECT_EQ(client::ResultOf<short>(c, &Instr::GetChanResol, kInput), 3);
   EXPECT_EQ(client::ResultOf<short>(c, &Instr::GetChanResol, 77), 6);
@@ -344,7 +344,7 @@ TEST_F(Disconnected, ChannelsOfTheKelvo10AreThePublishedOnes) {
   EXPECT_EQ(client::ElementsOf<long>(c, &Instr::OutChans), (std::vector<long>{kOutput}));
 }
 
-TEST_F(Disconnected, ConstantsOfTheKelvo10AreThePublishedOnes) {
+TEST_F(Disconnected, ConstantsOfTheKelvo10_AreThePublishedOnes) {
   Instr* c = control.Get();
   EXPECT_EQ(client::ResultOf<short>(c, &Instr::ExplKeyNum), 17);
   EXPECT_EQ(client::ResultOf<long>(c, &Instr::UseConnected), 0);
@@ -354,7 +354,7 @@ TEST_F(Disconnected, ConstantsOfTheKelvo10AreThePublishedOnes) {
   EXPECT_TRUE(Elements<long>(blocks).empty());
 }
 
-TEST_F(Disconnected, LinkIsDescribedAsPublished) {
+TEST_F(Disconnected, CommInfo_IsThePublishedText) {
   BSTR text = nullptr;
   Bytes bytes = Saved(control.Get());
   PutPort(bytes, 1, 9600);
@@ -365,7 +365,7 @@ TEST_F(Disconnected, LinkIsDescribedAsPublished) {
   }
 }
 
-TEST_F(Disconnected, ErrorTextsAreThePublishedOnes) {
+TEST_F(Disconnected, ErrorTexts_AreThePublishedOnes) {
   const struct {
     HRESULT code;
     long wants_short;
@@ -391,7 +391,7 @@ TEST_F(Disconnected, ErrorTextsAreThePublishedOnes) {
   }
 }
 
-TEST_F(Disconnected, ArgumentsAreCheckedBeforeTheConnection) {
+TEST_F(Disconnected, Arguments_AreCheckedBeforeTheConnection) {
   Variant texts, v;
   texts.vt = VT_ARRAY | VT_VARIANT;
   texts.parray = SafeArrayCreateVector(VT_VARIANT, 0, 1);
@@ -404,7 +404,7 @@ TEST_F(Disconnected, ArgumentsAreCheckedBeforeTheConnection) {
   EXPECT_EQ(control->ImmediateReadGroups(texts), E_INVALIDARG);
 }
 
-TEST_F(Disconnected, GroupIdsAreGivenOnceUntilNoneIsLeft) {
+TEST_F(Disconnected, GroupIds_AreGivenOnceUntilNoneIsLeft) {
   EXPECT_EQ(control->RemoveGroup(1), S_OK);
   const auto second = client::ResultOf<long>(control.Get(), &Instr::CreateGroup);
   EXPECT_EQ(second, 2) << "not the removed one's";
@@ -423,7 +423,7 @@ TEST_F(Disconnected, GroupIdsAreGivenOnceUntilNoneIsLeft) {
   EXPECT_EQ(client::ElementsOf<long>(control.Get(), &Instr::Groups).size(), 1U);
 }
 
-TEST(Connecting, OtherInstrumentIsRefusedAndTheLinkClosed) {
+TEST(Connecting, OtherInstrument_IsRefusedAndTheLinkClosed) {
   const auto control = ConfiguredOn("ULIX_TEST_OTHER_PORT", {});
   ASSERT_TRUE(control);
   EXPECT_EQ(control->Connect(), kNotKelvo10);
@@ -435,7 +435,7 @@ TEST(Connecting, OtherInstrumentIsRefusedAndTheLinkClosed) {
   EXPECT_EQ(control->Disconnect(), S_OK);
 }
 
-TEST_F(Connected, IdentityIsTheInstrumentsReply) {
+TEST_F(Connected, Identity_IsTheInstrumentsReply) {
   BSTR text = nullptr;
   EXPECT_NE(TakenText(control->Identify(&text), text).find(L"KELVO10"), std::wstring::npos);
   EXPECT_EQ(control->Connect(), S_OK) << "once more";
@@ -447,7 +447,7 @@ TEST_F(Connected, IdentityIsTheInstrumentsReply) {
   EXPECT_EQ(text, nullptr);
 }
 
-TEST_F(Connected, RecordsBeginAtZeroAndArraysAreExact) {
+TEST_F(Connected, Records_BeginAtZeroInExactArrays) {
   Variant values, errors, times;
   ASSERT_EQ(control->GetChansVals(IdArray({kOutput, kInput, kInput}), &values, &errors, &times), S_OK);
   EXPECT_EQ((std::vector{values.vt, errors.vt, times.vt}), (std::vector<VARTYPE>{0x200C, 0x2003, 0x2007}));
@@ -462,7 +462,7 @@ TEST_F(Connected, RecordsBeginAtZeroAndArraysAreExact) {
   EXPECT_EQ(other.vt, VT_EMPTY);
 }
 
-TEST_F(Connected, EveryKindOfNumberIsAValue) {
+TEST_F(Connected, EveryKindOfNumber_IsAValue) {
   float set = 2;
   const auto expect_set = [&](const VARIANT& value, float expected) {
     EXPECT_EQ(control->SetChanVal(kOutput, value), S_OK) << "type " << value.vt;
@@ -486,7 +486,7 @@ TEST_F(Connected, EveryKindOfNumberIsAValue) {
   expect_set(nested, 42);
 }
 
-TEST_F(Connected, WhatIsNoNumberIsRefusedAndNotSent) {
+TEST_F(Connected, VariantThatIsNoNumber_IsRefusedAndNotSent) {
   ASSERT_EQ(control->SetChanVal(kOutput, Variant(5.0)), S_OK);
   Variant date(1.0), null, infinite(1e308 * 10), no_number(0.0);
   date.vt = VT_DATE;
@@ -504,7 +504,7 @@ TEST_F(Connected, WhatIsNoNumberIsRefusedAndNotSent) {
   EXPECT_EQ(Measured(), 5);
 }
 
-TEST_F(Connected, ConfigurationOutOfItsTableIsNotSent) {
+TEST_F(Connected, ConfigurationOutOfItsTable_IsNotSent) {
   Bytes bytes = Saved(control.Get());
   ASSERT_EQ(control->Disconnect(), S_OK);
   constexpr std::size_t kInputFunction = 14;
@@ -528,7 +528,7 @@ std::vector<PublishedClass> PublishedClasses() {
   return rows;
 }
 
-TEST(Classes, AreRegisteredAsControls) {
+TEST(Classes, EveryClass_IsRegisteredAsAControl) {
   for (const PublishedClass& row : PublishedClasses()) {
     GUID expected, found;
     ASSERT_EQ(CLSIDFromString(row.class_id.c_str(), &expected), S_OK);
@@ -556,7 +556,7 @@ TEST(Classes, AreRegisteredAsControls) {
   }
 }
 
-TEST(Classes, TellTheirInterfaces) {
+TEST(Classes, EveryClass_NamesItsInterfaces) {
   for (const PublishedClass& row : PublishedClasses()) {
     const auto control = NewControl((L"Ulix.UlixInstr" + row.model + L"Ctl.1").c_str());
     ASSERT_TRUE(control) << row.model;
@@ -579,7 +579,7 @@ TEST(Classes, TellTheirInterfaces) {
   }
 }
 
-TEST(TypeLibrary, NamesTheErrorsUnderTheirAlias) {
+TEST(TypeLibrary, EveryType_HasItsPublishedName) {
   ComPtr<ITypeLib> library;
   ASSERT_EQ(LoadRegTypeLib(kLibrary, 1, 0, LOCALE_NEUTRAL, &library), S_OK);
   for (const wchar_t* type : {L"ErrorConstants", L"eChanDir", L"eLimitLevel", L"IUlixInstr", L"IUlixInstrEvents",

@@ -77,7 +77,7 @@ class Persistence : public testing::Test {
   ComPtr<IPersistStreamInit> stored;
 };
 
-TEST_F(Persistence, LayoutIsThePublishedOne) {
+TEST_F(Persistence, Layout_IsThePublishedOne) {
   const Bytes bytes = Saved(control.Get());
   Bytes expected;
   Append(expected, VT_UI4, ULONG{1});  // function 1, no connection, no sensor
@@ -102,7 +102,7 @@ TEST_F(Persistence, LayoutIsThePublishedOne) {
             bytes.end());
 }
 
-TEST_F(Persistence, EveryCutLoadsWhatStandsBeforeIt) {
+TEST_F(Persistence, StreamCutAnywhere_LoadsWhatStandsBeforeTheCut) {
   const Bytes bytes = Saved(control.Get());
   const std::size_t group_end = FindGroup(bytes, kSettings) + BlockOf(kSettings).size();
   for (std::size_t size = 0; size <= bytes.size(); ++size) {
@@ -133,7 +133,7 @@ TEST_F(Persistence, EveryCutLoadsWhatStandsBeforeIt) {
   }
 }
 
-TEST_F(Persistence, WrongTypeKeepsWhatStoodBeforeIt) {
+TEST_F(Persistence, WrongType_KeepsWhatStoodBeforeIt) {
   Bytes bytes = Saved(control.Get());
   bytes.at(0) = VT_I4;
   EXPECT_EQ(Load(NewControl().Get(), bytes), E_INVALIDARG);
@@ -149,7 +149,7 @@ TEST_F(Persistence, WrongTypeKeepsWhatStoodBeforeIt) {
   EXPECT_EQ(Saved(other.Get()), bytes);
 }
 
-TEST_F(Persistence, FailedSaveStaysDirtyWhereverItFails) {
+TEST_F(Persistence, SaveThatFails_LeavesTheControlDirty) {
   const std::size_t size = Saved(control.Get()).size();
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
@@ -163,7 +163,7 @@ TEST_F(Persistence, FailedSaveStaysDirtyWhereverItFails) {
   EXPECT_EQ(stored->IsDirty(), S_FALSE);
 }
 
-TEST_F(Persistence, GroupsKeepTheirSettingsAndOrder) {
+TEST_F(Persistence, Groups_KeepTheirSettingsAndOrder) {
   const auto second = client::ResultOf<long>(control.Get(), &Instr::CreateGroup);
   const auto other = NewControl();
   ASSERT_EQ(Load(other.Get(), Saved(control.Get())), S_OK);
@@ -176,14 +176,14 @@ TEST_F(Persistence, GroupsKeepTheirSettingsAndOrder) {
   EXPECT_TRUE(client::ElementsOf<long>(other.Get(), &Instr::InChans, second).empty());
 }
 
-TEST_F(Persistence, PeriodBelowItsFloorLoadsAsTheFloor) {
+TEST_F(Persistence, PeriodBelowItsMinimum_LoadsAsTheMinimum) {
   const auto other = Configured(7, {20, 0, 0, 0});
   long period = 0;
   EXPECT_EQ(other->Period(1, &period), S_OK);
   EXPECT_EQ(period, 100);
 }
 
-TEST_F(Persistence, BagHoldsTheVersion) {
+TEST_F(Persistence, PropertyBag_HoldsTheVersion) {
   const auto bagged = Query<IPersistPropertyBag>(control.Get(), IID_IPersistPropertyBag);
   ASSERT_TRUE(bagged);
   Bag bag;
@@ -200,7 +200,7 @@ TEST_F(Persistence, BagHoldsTheVersion) {
   EXPECT_EQ(stored->IsDirty(), S_OK);
 }
 
-TEST_F(Persistence, StorageHoldsTheSameStream) {
+TEST_F(Persistence, Storage_HoldsTheSameStream) {
   ComPtr<ILockBytes> memory;
   ComPtr<IStorage> storage;
   ASSERT_EQ(CreateILockBytesOnHGlobal(nullptr, TRUE, &memory), S_OK);
