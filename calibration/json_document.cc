@@ -230,11 +230,11 @@ std::string Closest(std::string_view typed, const std::vector<std::string>& word
     return folded;
   };
   std::string best;
-  std::size_t least = std::max<std::size_t>(2, typed.size() / 3) + 1;
+  std::size_t smallest = std::max<std::size_t>(2, typed.size() / 3) + 1;
   for (const std::string& word : words) {
     const std::size_t distance = Distance(lower(typed), lower(word));
-    if (distance >= least) continue;
-    least = distance;
+    if (distance >= smallest) continue;
+    smallest = distance;
     best = word;
   }
   return best;

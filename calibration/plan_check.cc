@@ -177,9 +177,9 @@ void PlanChecker::CheckPoint(const PlannedPoint& point) {
 
 void PlanChecker::CheckPoints() {
   std::set<std::pair<int, double>>
-      told;  // each point is reported once, although falling and repeated points have it again
+      checked;  // each point is reported once, although falling and repeated points have it again
   for (const PlannedPoint& point : plan_.points) {
-    if (told.emplace(point.line, point.value).second) CheckPoint(point);
+    if (checked.emplace(point.line, point.value).second) CheckPoint(point);
   }
   if (plan_.preload.count == 0) return;
   PlannedPoint preload;
@@ -189,16 +189,16 @@ void PlanChecker::CheckPoints() {
 }
 
 void PlanChecker::CheckTimes() {
-  std::set<int> told;
+  std::set<int> checked;
   for (const PlannedPoint& point : plan_.points) {
     const StabilityRule& rule = point.stability;
-    if (!told.insert(point.line).second) continue;
+    if (!checked.insert(point.line).second) continue;
     const auto refuse = [&](const BilingualText& message) { Refuse(point.line, "stability", message); };
     if (rule.spread <= 0 || rule.drift <= 0) refuse(Bilingual(TextId::kPlanZeroLimits));
     if (const auto sparse = WhyWindowIsSparse(rule.window, plan_.sampling, rule.min_samples)) refuse(*sparse);
-    const double least = rule.window + point.dwell + point.readings.count * point.readings.period;
-    if (least >= plan_.limits.point) {
-      refuse(Bilingual(TextId::kPlanPointTooLong, {NumberText(least), NumberText(plan_.limits.point)}));
+    const double shortest = rule.window + point.dwell + point.readings.count * point.readings.period;
+    if (shortest >= plan_.limits.point) {
+      refuse(Bilingual(TextId::kPlanPointTooLong, {NumberText(shortest), NumberText(plan_.limits.point)}));
     }
   }
   std::set<Phase> phases;

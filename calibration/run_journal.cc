@@ -17,25 +17,25 @@ namespace {
 // The readings of a channel during the approach, thinned out for a plot.
 class Approach {
  public:
-  explicit Approach(std::size_t most) : most_(most) {}
-  void Add(const SampledValue& look) {
-    if (most_ == 0 || count_++ % stride_ != 0) return;
-    looks_.push_back(look);
-    if (looks_.size() < 2 * most_) return;
+  explicit Approach(std::size_t max_readings) : max_readings_(max_readings) {}
+  void Add(const SampledValue& reading) {
+    if (max_readings_ == 0 || count_++ % stride_ != 0) return;
+    readings_.push_back(reading);
+    if (readings_.size() < 2 * max_readings_) return;
     std::size_t kept = 0;
-    for (std::size_t k = 0; k < looks_.size(); k += 2) looks_[kept++] = looks_[k];
-    looks_.resize(kept);
+    for (std::size_t k = 0; k < readings_.size(); k += 2) readings_[kept++] = readings_[k];
+    readings_.resize(kept);
     stride_ *= 2;
   }
   std::vector<SampledValue> Take() {
     count_ = 0;
     stride_ = 1;
-    return std::exchange(looks_, {});
+    return std::exchange(readings_, {});
   }
 
  private:
-  std::size_t most_, count_ = 0, stride_ = 1;
-  std::vector<SampledValue> looks_;
+  std::size_t max_readings_, count_ = 0, stride_ = 1;
+  std::vector<SampledValue> readings_;
 };
 
 class ResultBuilder {
@@ -66,7 +66,7 @@ class ResultBuilder {
   std::vector<std::string> units_;  // of the channels
   PointResult point_;
   std::vector<std::vector<SampledValue>> readings_;
-  std::vector<Approach> looks_;
+  std::vector<Approach> readings_;
   std::vector<std::pair<double, double>> windows_;  // spread and drift
 };
 
@@ -142,7 +142,7 @@ void ResultBuilder::BeginPoint(const Json& entry) {
   point_.direction = entry.value("dir", "") == "falling" ? Direction::kFalling : Direction::kRising;
   point_.cycle = entry.value("cycle", 1);
   point_.began = TimeOf(entry);
-  looks_.assign(slots_, Approach(approach_));
+  readings_.assign(slots_, Approach(approach_));
   readings_.assign(slots_, {});
 }
 
@@ -160,7 +160,7 @@ void ResultBuilder::TakeReading(const Json& entry) {
   if (slot >= slots_ || readings_.empty() || !entry.contains("q")) return;
   const SampledValue value{entry.at("t"), TimeOf(entry), entry.at("q"), entry.value("v", 0.0)};
   if (entry.value("f", "") == "p") readings_[slot].push_back(value);
-  looks_[slot].Add(value);
+  readings_[slot].Add(value);
   units_[slot] = entry.value("u", "");
 }
 
@@ -169,7 +169,7 @@ void ResultBuilder::EndPoint(const Json& entry) {
   point_.ended = TimeOf(entry);
   for (std::size_t k = 0; k < slots_; ++k) {
     ReadingSeries series = SeriesOf(std::move(readings_[k]));
-    series.approach = looks_[k].Take();
+    series.approach = readings_[k].Take();
     series.resolution = ResolutionOf(k, series.mean);
     if (k < windows_.size()) std::tie(series.window_spread, series.window_drift) = windows_[k];
     if (k == 0)

@@ -53,7 +53,7 @@ class Runner {
 
  private:
   static constexpr std::size_t kReference = 0;  // index in the slots
-  enum class Purpose { kLook, kPoint };
+  enum class Purpose { kApproach, kPoint };
 
   // Time and journal.
   double Now() const;
@@ -86,7 +86,7 @@ class Runner {
   // Readings.
   std::vector<Json> ReadSlots(const std::vector<std::size_t>& slots, Purpose purpose);
   Json ReadSlot(std::size_t number, Purpose purpose);
-  void Look();
+  void ReadAll();
   void CheckUnits();
   void ReadRound();
   void Read(const std::vector<std::size_t>& order, Purpose purpose);
@@ -127,7 +127,7 @@ class Runner {
   const Json& header_;
   MonotonicTime began_;
   double offset_ = 0;  // the time of the run at `began_`, in seconds
-  double next_look_ = 0;
+  double next_scan_ = 0;
 
   std::vector<Slot> slots_;
   std::map<std::string, std::unique_ptr<Station>> stations_;

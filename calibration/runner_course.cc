@@ -14,7 +14,7 @@ namespace {
 // Measures for how long a condition has held without a break.
 class Holding {
  public:
-  void Look(bool holds, double now) {
+  void Note(bool holds, double now) {
     if (!holds || !holds_) since_ = now;
     holds_ = holds;
     now_ = now;
@@ -99,12 +99,12 @@ void Runner::CheckLimits() {
 void Runner::Approach() {
   Holding stable;
   for (;;) {
-    WaitUntil(next_look_);
-    next_look_ = std::max(next_look_ + plan_.sampling, recorder_.last_seconds());
-    Look();
+    WaitUntil(next_scan_);
+    next_scan_ = std::max(next_scan_ + plan_.sampling, recorder_.last_seconds());
+    ReadAll();
     const StabilityState state = WorstState();
     NoteState(state);
-    stable.Look(state == StabilityState::kStable, recorder_.last_seconds());
+    stable.Note(state == StabilityState::kStable, recorder_.last_seconds());
     if (stable.For(point().dwell)) return;
     Tell(stable.holds() ? Activity::kDwelling : Activity::kApproaching);
     CheckLimits();
@@ -132,7 +132,7 @@ bool Runner::ReadPoint() {
     if (state != StabilityState::kStable) return false;
     CheckLimits();
   }
-  next_look_ = next;
+  next_scan_ = next;
   return true;
 }
 
@@ -147,7 +147,7 @@ void Runner::TakePoint() {
   CheckLimits();
   SetSource(point().value);
   PrepareDetectors(point());
-  next_look_ = recorder_.last_seconds() + plan_.sampling;
+  next_scan_ = recorder_.last_seconds() + plan_.sampling;
   for (;;) {
     status_.readings_done = status_.readings_wanted = 0;
     Approach();
@@ -172,11 +172,11 @@ void Runner::GoTo(double value, double dwell, const PlannedPoint& like) {
   PrepareDetectors(target);
   Holding near;
   for (;;) {
-    WaitUntil(next_look_ = std::max(next_look_, recorder_.last_seconds()) + plan_.sampling);
-    Look();
+    WaitUntil(next_scan_ = std::max(next_scan_, recorder_.last_seconds()) + plan_.sampling);
+    ReadAll();
     Tell(Activity::kPreloading);
     const auto& reference = slots_[kReference].value;
-    near.Look(reference && std::abs(*reference - value) <= plan_.source.near, recorder_.last_seconds());
+    near.Note(reference && std::abs(*reference - value) <= plan_.source.near, recorder_.last_seconds());
     if (near.For(dwell)) return;
     CheckLimits();
   }

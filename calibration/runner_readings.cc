@@ -170,7 +170,7 @@ void Runner::Read(const std::vector<std::size_t>& order, Purpose purpose) {
 void Runner::CheckUnits() {
   for (Slot& slot : slots_) slot.unit.clear();
   for (;;) {
-    Look();
+    ReadAll();
     const bool known = std::none_of(slots_.begin(), slots_.end(),
                                     [](const Slot& slot) { return slot.failing_since && slot.unit.empty(); });
     if (known) return;
@@ -179,18 +179,18 @@ void Runner::CheckUnits() {
 }
 
 // Reads every channel once; cold junctions come first, because others need them.
-void Runner::Look() {
+void Runner::ReadAll() {
   std::vector<std::size_t> order;
   for (std::size_t k = plan_.units.size() + 1; k < slots_.size(); ++k) order.push_back(k);
   for (std::size_t k = 0; k <= plan_.units.size(); ++k) order.push_back(k);
-  Read(order, Purpose::kLook);
+  Read(order, Purpose::kApproach);
 }
 
 void Runner::ReadRound() {
   std::vector<std::size_t> helpers, units;
   for (std::size_t k = plan_.units.size() + 1; k < slots_.size(); ++k) helpers.push_back(k);
   for (std::size_t k = 1; k <= plan_.units.size(); ++k) units.push_back(k);
-  if (!helpers.empty()) Read(helpers, Purpose::kLook);
+  if (!helpers.empty()) Read(helpers, Purpose::kApproach);
   Read({kReference}, Purpose::kPoint);
   Read(units, Purpose::kPoint);
   if (point().readings.order == ReadingOrder::kReferenceThenUnits) return;

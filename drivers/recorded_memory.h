@@ -49,9 +49,9 @@ class RecordedMemory {
   virtual bool HasBlocks() const = 0;
 
   virtual Expected<MemBlockStatus> Status(std::uint32_t block) = 0;
-  // Reads the newest records, at most `most` of them; 0 reads all. Releases the logger's memory also after a failure or
-  // a stop.
-  virtual Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
+  // Reads the newest records, at most `max_records` of them; 0 reads all. Releases the logger's memory also after a
+  // failure or a stop.
+  virtual Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t max_records, const TakeRecords& take,
                                       const Progress& progress) = 0;
   // Clears the `count` oldest records. 0, or more than there are, clears all.
   virtual HRESULT Clear(std::uint32_t block, std::uint32_t count) = 0;

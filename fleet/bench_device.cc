@@ -291,7 +291,7 @@ bool BenchDevice::IsLost(SteadyTime now) {
 void BenchDevice::Watch() {
   const auto now = std::chrono::steady_clock::now();
   if (IsLost(now)) return;
-  Look();
+  ReadChannels();
   DoWrites();
 }
 
@@ -309,7 +309,7 @@ void BenchDevice::Lose(const BilingualText& why) {
 
 // Checks the channel records. This finds failures that a dead band keeps from being reported, and readings that no
 // longer come.
-void BenchDevice::Look() {
+void BenchDevice::ReadChannels() {
   std::vector<ChannelId> ids;
   {
     const std::lock_guard lock(mutex_);

@@ -76,7 +76,7 @@ class BenchDevice {
   void Watch();
   bool IsLost(SteadyTime now);
   void Lose(const calibration::BilingualText& why);
-  void Look();
+  void ReadChannels();
   // Publishes what changed. A report gives all that it holds where nothing changed.
   void Take(const ChannelArrays& arrays, bool report);
   struct Judged;

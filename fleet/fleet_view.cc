@@ -37,25 +37,25 @@ std::optional<std::int64_t> BdSeqIn(const Payload& payload) {
 }
 
 // The reading in a metric. Its error and the text are in another metric.
-SeenChannel Told(const Metric& metric, const SeenChannel& before) {
-  SeenChannel told = before;
-  told.value = NumberIn(metric.value);
-  told.quality = metric.quality();
-  if (told.value && !std::isfinite(*told.value)) told.value.reset();
-  if (!told.value && told.quality == Quality::kGood) told.quality = Quality::kBad;
+SeenChannel ReadingIn(const Metric& metric, const SeenChannel& before) {
+  SeenChannel channel = before;
+  channel.value = NumberIn(metric.value);
+  channel.quality = metric.quality();
+  if (channel.value && !std::isfinite(*channel.value)) channel.value.reset();
+  if (!channel.value && channel.quality == Quality::kGood) channel.quality = Quality::kBad;
   const std::string unit = PropertyText(metric, kUnitKey);
-  if (!unit.empty()) told.unit = unit;
-  told.time = metric.time <= kLastTime ? metric.time : 0;
-  return told;
+  if (!unit.empty()) channel.unit = unit;
+  channel.time = metric.time <= kLastTime ? metric.time : 0;
+  return channel;
 }
 
 // A historical reading, which could not be sent at its time. `error` is the last error that was received before it.
-SeenChannel ToldLater(const Metric& metric, const std::string& unit, const SeenError& error) {
-  SeenChannel told = Told(metric, {.unit = unit});
-  if (told.quality == Quality::kGood) return told;
-  told.error = error.code;
-  told.error_text = error.text;
-  return told;
+SeenChannel PastReading(const Metric& metric, const std::string& unit, const SeenError& error) {
+  SeenChannel channel = ReadingIn(metric, {.unit = unit});
+  if (channel.quality == Quality::kGood) return channel;
+  channel.error = error.code;
+  channel.error_text = error.text;
+  return channel;
 }
 
 // The published code in a value; 0 if it holds none. Some programs write it as an unsigned number.
@@ -116,7 +116,7 @@ SeenChannel* FleetView::ChannelOf(SeenInstrument& instrument, const std::string&
 }
 
 // Reads the errors of channels. One error metric is for both the reading and the set point of a channel.
-void FleetView::TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& told) {
+void FleetView::TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& changed) {
   for (const Metric& metric : payload.metrics) {
     const auto channel = Between(metric.name, kErrorStart, kErrorEnd);
     if (!channel) continue;
@@ -129,14 +129,14 @@ void FleetView::TakeErrors(const Payload& payload, SeenInstrument& instrument, s
       } else {
         found->second.error = error.code;
         found->second.error_text = std::move(error.text);
-        told.insert(name);
+        changed.insert(name);
       }
     }
   }
 }
 
 void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInstrument& instrument) {
-  std::set<std::string> told;
+  std::set<std::string> changed;
   std::vector<std::pair<std::string, const Metric*>> values;
   for (const Metric& metric : payload.metrics) {
     auto name = Between(metric.name, kValueStart, kValueEnd);
@@ -148,17 +148,17 @@ void FleetView::TakeMetrics(const Topic& topic, const Payload& payload, SeenInst
     if (name && ChannelOf(instrument, *name)) values.emplace_back(*name, &metric);
   }
   // The errors first: an error belongs to the values of the same message, wherever it is in the message.
-  TakeErrors(payload, instrument, told);
+  TakeErrors(payload, instrument, changed);
   for (const auto& [name, metric] : values) {
     SeenChannel& channel = instrument.channels[name];
     if (metric->historical) {
-      Report({topic.node, topic.device, name, ToldLater(*metric, channel.unit, instrument.past_errors[name]), true});
+      Report({topic.node, topic.device, name, PastReading(*metric, channel.unit, instrument.past_errors[name]), true});
       continue;
     }
-    channel = Told(*metric, channel);
-    told.insert(name);
+    channel = ReadingIn(*metric, channel);
+    changed.insert(name);
   }
-  for (const std::string& name : told) Report({topic.node, topic.device, name, instrument.channels[name]});
+  for (const std::string& name : changed) Report({topic.node, topic.device, name, instrument.channels[name]});
 }
 
 // A requested birth changes nothing. In a new session the birth of the bench comes before those of its instruments.

@@ -88,7 +88,7 @@ class FleetView {
  private:
   bool Take(const Topic& topic, const Payload& payload, SeenBench& bench);
   void TakeBirth(const Payload& payload, const std::string& name, SeenBench& bench);
-  void TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& told);
+  void TakeErrors(const Payload& payload, SeenInstrument& instrument, std::set<std::string>& changed);
   void TakeMetrics(const Topic& topic, const Payload& payload, SeenInstrument& instrument);
   void TakeDeath(const Topic& topic, const Payload& payload, SeenBench& bench);
   void BenchGone(const std::string& name, SeenBench& bench);

@@ -69,20 +69,20 @@ struct EnteredPage {
   const Field& At(std::size_t field) const { return page.fields[field]; }
   Refusal Refuse(std::size_t field, std::string reason) const { return {number, field, std::move(reason)}; }
   Refusal RefuseAs(std::size_t field, TextId reason) const { return Refuse(field, Localized(reason, language)); }
-  Refusal RefuseNumber(std::size_t field, double least, double most) const {
+  Refusal RefuseNumber(std::size_t field, double min, double max) const {
     if (!EnteredNumber(At(field).value)) return RefuseAs(field, TextId::kNotANumber);
-    if (Number(field, least, most)) return RefuseAs(field, TextId::kNotWhole);
+    if (Number(field, min, max)) return RefuseAs(field, TextId::kNotWhole);
     const std::string entered(Trimmed(At(field).value).substr(0, kMaxQuoted));
     return Refuse(field, Localized(TextId::kOutOfRange, language,
-                                   {At(field).label, entered, ShownNumber(least), ShownNumber(most)}));
+                                   {At(field).label, entered, ShownNumber(min), ShownNumber(max)}));
   }
   // The number in a field. None, with a refusal, when it is no number or outside the limits.
-  std::optional<double> Number(std::size_t field, double least, double most) const {
+  std::optional<double> Number(std::size_t field, double min, double max) const {
     const auto value = EnteredNumber(page.fields[field].value);
-    return value && *value >= least && *value <= most ? value : std::nullopt;
+    return value && *value >= min && *value <= max ? value : std::nullopt;
   }
-  std::optional<double> Whole(std::size_t field, double least, double most) const {
-    const auto value = Number(field, least, most);
+  std::optional<double> Whole(std::size_t field, double min, double max) const {
+    const auto value = Number(field, min, max);
     return value && *value == std::floor(*value) ? value : std::nullopt;
   }
 };
@@ -369,8 +369,8 @@ bool Enter(Settings& record, const SettingRow& row, const Field& field, Language
   if (!MeansSomething(record, row) && field.value == Localized(TextId::kNoChoice, language)) return true;
   if (field.kind != FieldKind::kNumber) return Succeeded(record.SetText(row, WordOfShown(row, field.value, language)));
   const auto value = EnteredNumber(field.value);
-  const auto [least, most] = Limits(row);
-  if (!value || *value < least || *value > most) return false;
+  const auto [min, max] = Limits(row);
+  if (!value || *value < min || *value > max) return false;
   if (!HasFraction(row) && *value != std::floor(*value)) return false;
   const std::string text = HasFraction(row) ? FormatShortest(static_cast<float>(*value)) : FormatFixed(*value, 0);
   return Succeeded(record.SetText(row, text));
@@ -428,8 +428,8 @@ std::optional<Refusal> ApplyCfg(Instrument& instrument, const Form& form, Langua
       const SettingRow* row = field.kind == FieldKind::kShown ? nullptr : record.Find(field.key);
       if (const auto reason = FileReason(instrument, field)) return entered.Refuse(k, *reason);
       if (!row || Enter(record, *row, field, language)) continue;
-      const auto [least, most] = Limits(*row);
-      return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, least, most)
+      const auto [min, max] = Limits(*row);
+      return field.kind == FieldKind::kNumber ? entered.RefuseNumber(k, min, max)
                                               : entered.RefuseAs(k, TextId::kNotAChoice);
     }
   }
@@ -509,15 +509,15 @@ std::optional<Refusal> ApplyGroup(Instrument& instrument, std::uint32_t group, c
   constexpr double kMaxReal = std::numeric_limits<float>::max();
   const struct {
     std::size_t field;
-    double least, most;
+    double min, max;
     std::optional<double> (EnteredPage::*read)(std::size_t, double, double) const;
   } limits[] = {{kPeriod, kShortestPeriodMs, kMaxWhole, &EnteredPage::Whole},
                 {kPercent, 0, kMaxReal, &EnteredPage::Number},
                 {kAbsolute, 0, kMaxReal, &EnteredPage::Number},
                 {kDeadTime, 0, kMaxWhole, &EnteredPage::Whole}};
   for (const auto& limit : limits) {
-    if (!(entered.*limit.read)(limit.field, limit.least, limit.most))
-      return entered.RefuseNumber(limit.field, limit.least, limit.most);
+    if (!(entered.*limit.read)(limit.field, limit.min, limit.max))
+      return entered.RefuseNumber(limit.field, limit.min, limit.max);
   }
   const auto number = [&](std::size_t field) { return EnteredNumber(entered.page.fields[field].value).value_or(0); };
   const GroupSettings settings{static_cast<std::uint32_t>(number(kPeriod)), static_cast<float>(number(kPercent)),

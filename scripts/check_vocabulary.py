@@ -40,6 +40,10 @@ AVOIDED = [
     (r"\blongest silence\b", "max report interval"),
     (r"\blengthy\b", "lparam"),
     (r"\b(CliWord|CodedWord)\b", "CliText, EnumLabel"),
+    (r"\b(Told|ToldLater)\(", "ReportIfFailed, a name of what was reported"),
+    (r"\b(auto|bool|double|float|string|string_view|HRESULT|optional<\w+>|set<[^>]*>)[&*]? told\b", "what was reported"),
+    (r"\b(next_)?[Ll]ooks?_\b|\bLook\(|\btwo looks\b|\blast look\b", "poll, reading, check"),
+    (r"\b(int|long|float|double|u?int\d+_t|size_t) (most|least)\b|\b(most|least)(_|\(\))", "max, min"),
     (r"\bnobody's\b", "no instrument's, nobody asked for"),
     (r"\bwaits for nobody\b", "returns at once"),
 ]

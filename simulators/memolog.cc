@@ -102,7 +102,7 @@ double SwingingValue(unsigned channel, double seconds) {
 // Writes records in the logger's layout.
 class MemologSimulator::Recorder {
  public:
-  explicit Recorder(std::size_t most) : most_(most) {}
+  explicit Recorder(std::size_t max_records) : max_records_(max_records) {}
 
   void TimeBase(unsigned kind, std::uint32_t seconds, unsigned fraction) {
     StoredRecord record = Start(kind, 0);
@@ -126,7 +126,7 @@ class MemologSimulator::Recorder {
     record[5] = static_cast<unsigned char>(error / 256 % 256);
     Add(record);
   }
-  bool full() const { return records_.size() >= most_; }
+  bool full() const { return records_.size() >= max_records_; }
   std::vector<StoredRecord> Take() { return std::move(records_); }
 
  private:
@@ -136,7 +136,7 @@ class MemologSimulator::Recorder {
   void Add(const StoredRecord& record) {
     if (!full()) records_.push_back(record);
   }
-  std::size_t most_;
+  std::size_t max_records_;
   std::vector<StoredRecord> records_;
 };
 

@@ -61,8 +61,8 @@ double PhysicalWorld::ValueAt(double height) const {
 }
 
 void PhysicalWorld::Step() {
-  const double most = plan_.rate / 60 * step_s_;
-  ramp_ += std::clamp(set_point_ - ramp_, -most, most);
+  const double max_step = plan_.rate / 60 * step_s_;
+  ramp_ += std::clamp(set_point_ - ramp_, -max_step, max_step);
   const double frequency = 1 / std::max(plan_.time_constant, 2 * step_s_);
   const double pull = frequency * frequency * (ramp_ - value_) - 2 * damping_ * frequency * speed_;
   speed_ += pull * step_s_;

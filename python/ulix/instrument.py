@@ -344,9 +344,9 @@ def _close_all() -> None:
         instrument.close()
 
 
-def _check_within(name: str, value: float, least: float, most: float = 4_294_967) -> None:
-    if not least <= value <= most:
-        raise ValueError(f"{name} is {value}, and takes {least:g} to {most}")
+def _check_within(name: str, value: float, minimum: float, maximum: float = 4_294_967) -> None:
+    if not minimum <= value <= maximum:
+        raise ValueError(f"{name} is {value}, and takes {minimum:g} to {maximum}")
 
 
 def _identifier(name: str) -> str:

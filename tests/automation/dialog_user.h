@@ -125,8 +125,8 @@ class DialogUser {
   bool IsOpen() const { return IsWindow(dialog_) && IsWindowVisible(dialog_); }
 
   // Saves a picture of the dialog when ULIX_TEST_PICTURES names a folder.
-  void Picture(const std::string& name) const { Look(dialog_, name); }
-  static void Look(HWND window, const std::string& name) {
+  void Picture(const std::string& name) const { SavePicture(dialog_, name); }
+  static void SavePicture(HWND window, const std::string& name) {
     const char* folder = std::getenv("ULIX_TEST_PICTURES");
     if (!folder) return;
     Sleep(200);  // Some parts are drawn when the program is idle.

@@ -356,10 +356,10 @@ class LoggerDialogs : public Dialogs {
     person.join();
     EXPECT_EQ(sink.percents().back(), 100);
   }
-  long ReadRecords(long most) {
+  long ReadRecords(long max_records) {
     Variant ids, values, errors, times;
     long count = -1;
-    EXPECT_EQ(control->ReadMemBlock(1, most, 0, &ids, &values, &errors, &times, &count), S_OK);
+    EXPECT_EQ(control->ReadMemBlock(1, max_records, 0, &ids, &values, &errors, &times, &count), S_OK);
     return count;
   }
   static std::wstring Question() {

@@ -101,7 +101,7 @@ TEST(Hosting, FormOfAnotherContainer_ShowsAndResizesTheControl) {
     RECT place;
     GetClientRect(window, &place);
     EXPECT_EQ(std::pair(place.right, place.bottom), std::pair(200L, 120L));
-    DialogUser::Look(form.frame(), "form");
+    DialogUser::SavePicture(form.frame(), "form");
     SendMessageW(window, WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(10, 10));
     EXPECT_EQ(double_clicks, 1);
     MoveWindow(form.host(), 20, 20, 240, 150, TRUE);

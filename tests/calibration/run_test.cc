@@ -77,7 +77,7 @@ class BenchRun : public RunObserver {
     return RunCalibration(plan_, folder, mode, services_);
   }
   void OnStatus(const RunStatus& status) override {
-    ++looks_;
+    ++statuses_;
     if (on_status_) on_status_(status);
   }
   void OnMessage(const BilingualText& text) override { messages_ += text.en + "\n"; }
@@ -88,7 +88,7 @@ class BenchRun : public RunObserver {
   std::atomic<bool> stop_ = false;
   std::function<void(const RunStatus&)> on_status_;
   std::string messages_;
-  int looks_ = 0;
+  int statuses_ = 0;
 };
 
 class CalibrationRun : public ::testing::Test {
@@ -290,7 +290,7 @@ TEST_F(DiedHot, RunThatIsResumedDaysLater_KeepsItsLimits) {
 
 TEST_F(CalibrationRun, JournalThatWasChanged_IsRefusedAndNotTouched) {
   BenchRun run(kPlan);
-  run.on_status_ = [&](const RunStatus&) { run.stop_ = run.looks_ > 20; };
+  run.on_status_ = [&](const RunStatus&) { run.stop_ = run.statuses_ > 20; };
   run.Go(Folder("run"));
   const std::string journal = Bytes(Folder("run"));
   std::string changed = journal;
@@ -356,8 +356,8 @@ TEST_F(CalibrationRun, StabilityLostWhileReading_ReadsThePointAgain) {
 TEST_F(CalibrationRun, AnotherInstrumentThatComesBack_EndsTheRun) {
   BenchRun run(kPlan);
   run.on_status_ = [&](const RunStatus& status) {
-    if (run.looks_ == 20) run.bench_->bench().Set("bucket", "last-text", "nonsense");
-    if (run.looks_ != 24) return;
+    if (run.statuses_ == 20) run.bench_->bench().Set("bucket", "last-text", "nonsense");
+    if (run.statuses_ != 24) return;
     run.bench_->bench().Set("bucket", "identity", "FLUKE,2635A,0,M9.9 A4.7 D1.0 L1.2");
     run.bench_->bench().Set("bucket", "last-text", "");
     static_cast<void>(status);
@@ -383,7 +383,7 @@ TEST_F(CalibrationRun, OtherSerialNumberOrUnit_IsRefusedBeforeTheSourceIsSet) {
   }
 }
 
-TEST(NamesSerialNumber, TakesAWholeFieldOrWordAndNoPartOfOne) {
+TEST(NamesSerialNumber, WholeFieldOrWord_IsTakenAndNoPartOfOne) {
   EXPECT_TRUE(NamesSerialNumber("ULIX,CMX310,310042", "310042"));
   EXPECT_TRUE(NamesSerialNumber("ULIX,CMX310, 310042 ,1.2", "310042"));
   EXPECT_TRUE(NamesSerialNumber("RTC-159 605157 00012", "605157 00012"));

@@ -124,13 +124,13 @@ TEST(StabilityDetector, NoiseAboveTheDriftLimit_IsJudgedByTheStandardErrorOfTheS
 TEST(StabilityDetector, DecayingApproach_ForetellsWhenItSettles) {
   constexpr double kWindow = 300, kLag = 400;
   StabilityDetector detector({.window = kWindow, .spread = 0.01, .drift = 0.01});
-  double told = 0, stable = 0;
+  double predicted = 0, stable = 0;
   for (double t = 0; t < 10000 && stable == 0; t += 2) {
     const auto& report = detector.Add(t, 100 - 50 * std::exp(-t / kLag));
-    if (t == 1500) told = t + *report.seconds_left;
+    if (t == 1500) predicted = t + *report.seconds_left;
     if (report.state == StabilityState::kStable) stable = t;
   }
-  EXPECT_NEAR(told, stable, 0.1 * stable);
+  EXPECT_NEAR(predicted, stable, 0.1 * stable);
 }
 
 // One approach of a source with overshoot and a control cycle, seen through a sensor with a lag and noise.

@@ -82,11 +82,11 @@ class ContractTest(unittest.TestCase):
         """The options of a connection to an instrument that leaves a reply out."""
         return [*unit.address, "--timeout", str(self.short_timeout())]
 
-    def assert_took(self, began, least):
-        """Expects the time since `began` to be at least `least` seconds, but not a multiple of it."""
+    def assert_took(self, began, seconds):
+        """Expects the time since `began` to be at least that many `seconds`, but not a multiple of it."""
         took = time.monotonic() - began
-        self.assertGreaterEqual(took, least)
-        self.assertLess(took, least + 4 * self.pace())
+        self.assertGreaterEqual(took, seconds)
+        self.assertLess(took, seconds + 4 * self.pace())
 
     def side_by_side(self, check, cases):
         """Checks independent cases at the same time, because they spend most of their time waiting."""

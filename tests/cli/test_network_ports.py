@@ -52,9 +52,9 @@ class NetworkPortTest(ServerTest):
         host, port = self.simulated("kelvo10", "--rfc2217", "0").rsplit(":", 1)
         with socket.create_connection((host, int(port)), TEST_LIMIT) as client:
             client.settimeout(TEST_LIMIT)
-            for asked, told in ((7, 8), (9, 9), (7, 9), (8, 8), (12, 12), (10, 12), (11, 11), (4, 6), (5, 5), (4, 5), (6, 6)):
+            for asked, answered in ((7, 8), (9, 9), (7, 9), (8, 8), (12, 12), (10, 12), (11, 11), (4, 6), (5, 5), (4, 5), (6, 6)):
                 client.sendall(bytes([0xFF, 0xFA, 0x2C, 5, asked, 0xFF, 0xF0]))
-                answer = bytes([0xFF, 0xFA, 0x2C, 105, told, 0xFF, 0xF0])
+                answer = bytes([0xFF, 0xFA, 0x2C, 105, answered, 0xFF, 0xF0])
                 self.assertEqual(client.recv(len(answer), socket.MSG_WAITALL), answer, asked)
 
     def test_settings_arrive_at_the_far_terminal(self):
@@ -136,7 +136,7 @@ class ServeTest(ServerTest):
         process = self.start("serve", "--port", str(device), *args)
         return process, self.read_line(process)
 
-    def told(self, process, pattern):
+    def expect_output(self, process, pattern):
         """Waits until the server writes this to standard error."""
         heard = ""
         while not re.search(pattern, heard):
@@ -164,7 +164,7 @@ class ServeTest(ServerTest):
         for args, words in ((["0"], "every program of this machine"), (["0.0.0.0:0"], "whoever reaches 0.0.0.0:"),
                             (["[::]:0"], r"whoever reaches \[::\]:"), (["0", "--lang", "fr"], "n'est pas protégée")):
             process, _ = self.serve(self.plug_in(kelvo10()).device, "--tcp", *args)
-            self.told(process, words)
+            self.expect_output(process, words)
 
     def test_it_ends_cleanly_on_every_signal(self):
         for end in signal.SIGINT, signal.SIGTERM, signal.SIGHUP:
@@ -198,13 +198,13 @@ class ServeTest(ServerTest):
         await_row(1.5)
         path.unlink()
         unit.close()
-        self.told(process, f"{re.escape(str(path))} is lost")
+        self.expect_output(process, f"{re.escape(str(path))} is lost")
         await_row(0x80044401)
         status, _, err = self.ulix("identify", "kelvo10", "--port", f"rfc2217://{where}")
         self.assertEqual(status, 1)
         self.assertIn(f"connection refused: {path} is lost", err)
         plug("2.5")
-        self.told(process, f"{re.escape(str(path))} is back")
+        self.expect_output(process, f"{re.escape(str(path))} is back")
         await_row(2.5)
 
     def test_a_line_that_cannot_be_opened_gives_the_cause(self):

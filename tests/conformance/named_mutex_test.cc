@@ -40,10 +40,10 @@ int HoldMutex(const std::string& name, const fs::path& file, const std::string& 
   platform::NamedMutex mutex(name);
   if (!mutex.LockFor(kLong)) return 1;
   std::ofstream(file) << "held";
-  const bool told = Await([&] { return !fs::exists(file); });
+  const bool released = Await([&] { return !fs::exists(file); });
   if (end == kDies) std::_Exit(0);
   mutex.Unlock();
-  return told ? 0 : 1;
+  return released ? 0 : 1;
 }
 
 class NamedMutexConformance : public testing::Test {

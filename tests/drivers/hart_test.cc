@@ -127,17 +127,18 @@ TEST_F(Hart, AnyReplyHeadings_LateReplyIsNeverTakenForAValue) {
     for (int i = 0; i < 12 && Failed(doubted.code); ++i) doubted = driver->ReadChannel(1);
     EXPECT_EQ(doubted.code, S_OK);
     EXPECT_EQ(doubted.value, 20.25F);
-    double told = 20;
+    double quantity = 20;
     for (int late_ms = 1100; late_ms < 9000; late_ms += 700) {
       bench->SetFaults({{FaultKind::kDelay, late_ms}});
       EXPECT_EQ(driver->ReadChannel(0).code, serialCommErrUnableToReadComm);
       bench->SetFaults({});
       Reading reading;
       for (int i = 0; i < 12; ++i) {
-        told += 0.25;
-        SetBench("set-point", FormatFixed(told, 2));
+        quantity += 0.25;
+        SetBench("set-point", FormatFixed(quantity, 2));
         reading = driver->ReadChannel(static_cast<ChannelId>(i % 2));
-        EXPECT_EQ(reading.code == S_OK ? reading.value : static_cast<float>(told), static_cast<float>(told)) << late_ms;
+        EXPECT_EQ(reading.code == S_OK ? reading.value : static_cast<float>(quantity), static_cast<float>(quantity))
+            << late_ms;
       }
       EXPECT_EQ(reading.code, S_OK) << "after ten read timeouts at the latest";
     }

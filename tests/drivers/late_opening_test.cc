@@ -28,7 +28,7 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
       return ++attempts > refusals ? OpenBench(bench) : platform::OpenResult{};
     });
     attempts = 0;
-    told.clear();
+    warning.clear();
     traced.clear();
     SetTraceSink([](std::string_view line) { traced += line; });
     Instrument device(FindModel(GetParam())->create(services), {.clock = &clock, .user_interface = this});
@@ -36,12 +36,12 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
     const HRESULT result = device.Connect();
     EXPECT_EQ(clock.Now() - start, Milliseconds(1000 * (attempts - 1)));
     EXPECT_FALSE(waiting);
-    told += Utf8FromAnsi(traced);
+    warning += Utf8FromAnsi(traced);
     return result;
   }
   void Warn(Instrument&, const std::string& text) override {
     EXPECT_FALSE(waiting);
-    told += text;
+    warning += text;
   }
   std::shared_ptr<void> ShowWait() override {
     waiting = true;
@@ -51,20 +51,20 @@ class LateOpening : public testing::TestWithParam<const char*>, public UserInter
   ManualClock clock{ManualClock::Mode::kAutomatic};
   int attempts = 0;
   bool waiting = false;
-  std::string told;
+  std::string warning;
 };
 
 TEST_P(LateOpening, PortBusy_IsTriedElevenTimesASecondApartAndWarnedFromTheFifth) {
   const std::map<std::string, std::string> texts = {
       {"adt761", "The serial port could be opened after several attempts only"},
       {"flukehydra", "FLUKE HYDRA Open() : ok, mais plus de 4 essais nécessaires !!!???"}};
-  for (const auto& [refusals, is_told] : {std::pair{3, false}, {4, true}, {10, true}}) {
+  for (const auto& [refusals, is_warned] : {std::pair{3, false}, {4, true}, {10, true}}) {
     EXPECT_EQ(ConnectWhenRefused(refusals), S_OK);
-    EXPECT_EQ(told, is_told && texts.contains(GetParam()) ? texts.at(GetParam()) : "");
+    EXPECT_EQ(warning, is_warned && texts.contains(GetParam()) ? texts.at(GetParam()) : "");
   }
   EXPECT_EQ(ConnectWhenRefused(11), serialCommErrUnableToOpenComm);
   EXPECT_EQ(attempts, 11);
-  EXPECT_EQ(told, "");
+  EXPECT_EQ(warning, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(, LateOpening, testing::Values("adt761", "flukehydra", "jofrartcptc"),

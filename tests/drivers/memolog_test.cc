@@ -111,9 +111,9 @@ class MemologTest : public LineBench {
     services.resolve_port = ResolverOf(bench);
     return Instrument(FindModel("memolog")->create(services), {.clock = &clock, .user_interface = &person});
   }
-  HRESULT ReadBlock(std::int32_t block, std::uint32_t most = 0, bool clear = false) {
+  HRESULT ReadBlock(std::int32_t block, std::uint32_t max_records = 0, bool clear = false) {
     arrays = {};
-    return device->ReadMemBlock(block, most, clear, &arrays, &read);
+    return device->ReadMemBlock(block, max_records, clear, &arrays, &read);
   }
   // Writes a file with the logger's program, changed so that the first channel measures the second one's value.
   void WriteOtherProgram() {

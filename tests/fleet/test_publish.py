@@ -227,11 +227,11 @@ class Publish(bench.FleetTest):
             manager.settimeout(bench.WAIT)
             environment = os.environ | {"NOTIFY_SOCKET": path, "WATCHDOG_USEC": "1000000"}
             publisher = self.start_publisher(self.config(broker), env=environment)
-            told = [manager.recv(100) for _ in range(3)]
+            messages = [manager.recv(100) for _ in range(3)]
             publisher.send_signal(signal.SIGTERM)
-            while told[-1] != b"STOPPING=1":
-                told.append(manager.recv(100))
-        self.assertEqual(told[:3], [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"])
+            while messages[-1] != b"STOPPING=1":
+                messages.append(manager.recv(100))
+        self.assertEqual(messages[:3], [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"])
 
     def test_log_is_in_the_users_language(self):
         broker = self.broker(lines=["password_file " + str(self.passwords()), "allow_anonymous false"])

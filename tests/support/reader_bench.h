@@ -48,13 +48,13 @@ class ReaderBench : public DeviceBench, public testing::WithParamInterface<Devic
   HRESULT AskOnce() {
     const auto which = static_cast<std::size_t>(Within(0, static_cast<int>(model.channels.size()) - 1));
     number = number % kNumbers + 1;
-    const double told = number / 4.0;
-    SetQuantity(told, which);
+    const double quantity = number / 4.0;
+    SetQuantity(quantity, which);
     const MonotonicTime before = clock.Now();
     const Reading reading = driver->ReadChannel(model.channels[which]);
     longest = std::max(longest, std::chrono::duration_cast<Milliseconds>(clock.Now() - before));
     if (reading.code == S_OK) ++values;
-    if (reading.code == S_OK && reading.value != static_cast<float>(told)) ++wrong;
+    if (reading.code == S_OK && reading.value != static_cast<float>(quantity)) ++wrong;
     return reading.code;
   }
 

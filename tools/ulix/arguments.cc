@@ -76,32 +76,31 @@ bool IsSameFile(const std::filesystem::path& one, const std::filesystem::path& o
   return !failed && whole == fs::weakly_canonical(fs::absolute(other, failed), failed);
 }
 
-std::string NotTaken(const std::string& text, TextId kind, const std::string& least, const std::string& most) {
-  return Shown(TextId::kNotWithin, {text, Shown(kind), least, most});
+std::string NotTaken(const std::string& text, TextId kind, const std::string& min, const std::string& max) {
+  return Shown(TextId::kNotWithin, {text, Shown(kind), min, max});
 }
 
 }  // namespace
 
 // The parser of the command line would read a leading zero as octal and 0x as hexadecimal, so it gets new digits.
-CLI::Validator WholeNumber(std::int64_t least, std::int64_t most) {
+CLI::Validator WholeNumber(std::int64_t min, std::int64_t max) {
   const auto take = [=](std::string& text) {
     std::string_view digits = Trimmed(text);
     if (digits.starts_with('+')) digits.remove_prefix(1);
     const auto value = WholeInteger(digits, 10);
-    const bool fits = value && *value >= least && *value <= most;
+    const bool fits = value && *value >= min && *value <= max;
     const std::string typed = std::exchange(text, std::to_string(value.value_or(0)));
-    return fits ? std::string()
-                : NotTaken(typed, TextId::kPlanAWholeNumber, std::to_string(least), std::to_string(most));
+    return fits ? std::string() : NotTaken(typed, TextId::kPlanAWholeNumber, std::to_string(min), std::to_string(max));
   };
   return {take, ""};
 }
 
-CLI::Validator Number(float least, float most) {
+CLI::Validator Number(float min, float max) {
   const auto take = [=](std::string& text) {
     const auto value = TypedNumber(text);
-    const bool fits = value && *value >= least && *value <= most;
+    const bool fits = value && *value >= min && *value <= max;
     if (fits) text = FormatShortest(static_cast<float>(*value));
-    return fits ? std::string() : NotTaken(text, TextId::kPlanANumber, FormatShortest(least), FormatShortest(most));
+    return fits ? std::string() : NotTaken(text, TextId::kPlanANumber, FormatShortest(min), FormatShortest(max));
   };
   return {take, ""};
 }

@@ -21,8 +21,8 @@ namespace ulix::cli {
 
 // Validators for an option's transform(): a whole number in decimal digits, with any leading zeros, and a number with a
 // point. The bounds are included.
-CLI::Validator WholeNumber(std::int64_t least, std::int64_t most);
-CLI::Validator Number(float least, float most);
+CLI::Validator WholeNumber(std::int64_t min, std::int64_t max);
+CLI::Validator Number(float min, float max);
 // Accepts exactly one of these words. The message about another word lists them and names the nearest one.
 CLI::Validator OneOf(std::vector<std::string> words);
 // Accepts "90", "90s", "10m" or "2h"; the value is in seconds.

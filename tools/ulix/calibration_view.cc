@@ -209,12 +209,12 @@ std::string RatioText(double value, double limit, Language language) {
 
 std::string StateText(StabilityState state, Language language) { return Shown(calibration::TextOf(state), language); }
 
-std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
+std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t max_lines,
                                     Language language) {
   Table table(Heads({TextId::kChannelLabel, TextId::kValueLabel, TextId::kLiveSpread, TextId::kLiveDrift,
                      TextId::kLiveState, TextId::kLiveLeft, TextId::kLiveTrend},
                     language));
-  const auto shown = channels.first(std::min(channels.size(), most));
+  const auto shown = channels.first(std::min(channels.size(), max_lines));
   for (const WatchedChannel& channel : shown) table.Add(WatchCells(channel, language));
   std::vector<std::string> lines;
   for (const std::string& line : table.Lines(std::string::npos)) lines.push_back(Cut(line, width));

@@ -36,7 +36,7 @@ inline constexpr std::size_t kWatchHistory = 24;
 
 // The headings and a line for each channel, limited in number, `width` columns wide: value, spread and drift with their
 // limits, state, time left, and a small trend.
-std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t most,
+std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, std::size_t width, std::size_t max_lines,
                                     Language language);
 std::string StateText(calibration::StabilityState state, Language language);
 

@@ -65,7 +65,7 @@ class StatisticsColumns {
     if (of.good() == 0) return {"--", "--", "--"};
     const auto value = [&](double number) { return ShownNumber(FormatValue(row.channel, static_cast<float>(number))); };
     const auto deviation = of.deviation();
-    return {value(of.least()), value(of.most()), deviation ? ShownNumber(FormatGeneral(*deviation, kDigits)) : "--"};
+    return {value(of.min()), value(of.max()), deviation ? ShownNumber(FormatGeneral(*deviation, kDigits)) : "--"};
   }
   std::string Line(const Row& row) const {
     std::string line;
@@ -91,8 +91,8 @@ std::string ClockText(double seconds) {
 
 }  // namespace
 
-std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most) {
-  const auto first = values.end() - static_cast<std::ptrdiff_t>(std::min(most, values.size()));
+std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t count) {
+  const auto first = values.end() - static_cast<std::ptrdiff_t>(std::min(count, values.size()));
   float low = INFINITY;
   float high = -INFINITY;
   std::for_each(first, values.end(), [&](const auto& value) {
@@ -109,7 +109,7 @@ std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_
 
 std::vector<std::string> LiveLines(std::span<const LiveRow> rows, std::size_t width, Language language) {
   const auto head = [&](TextId word) { return Shown(word, language); };
-  const auto wide = [&](TextId word, std::size_t least) { return std::max(DisplayWidth(head(word)), least); };
+  const auto wide = [&](TextId word, std::size_t min) { return std::max(DisplayWidth(head(word)), min); };
   const std::size_t names =
       wide(TextId::kChannelHead, Widest(rows, [](const LiveRow& row) { return row.channel.name; }));
   const std::size_t values = wide(TextId::kValueHead, std::max<std::size_t>(10, Widest(rows, ShownValue)));

@@ -14,9 +14,9 @@
 
 namespace ulix::cli {
 
-// The last `most` values as a line of block characters, from the lowest to the highest shown value. A cross is a failed
-// reading.
-std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t most);
+// The last `count` values as a line of block characters, from the lowest to the highest shown value. A cross is a
+// failed reading.
+std::string Sparkline(const std::deque<std::optional<float>>& values, std::size_t count);
 
 struct LiveRow {
   Channel channel;

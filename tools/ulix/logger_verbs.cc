@@ -229,8 +229,8 @@ class NewestRecords final : public RecordSink {
 HRESULT ReadNewest(Session& session, const MemoryOptions& options, std::int32_t block, RecordSink& sink,
                    std::uint32_t* read) {
   Instrument& instrument = session.instrument();
-  for (std::uint64_t wanted = options.most;; wanted *= 2) {
-    NewestRecords newest(options.most);
+  for (std::uint64_t wanted = options.max_records;; wanted *= 2) {
+    NewestRecords newest(options.max_records);
     const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(wanted, UINT32_MAX));
     const HRESULT result = instrument.StreamMemBlock(block, count, false, newest, read);
     if (Failed(result) || !newest.complete()) return result;
@@ -260,8 +260,9 @@ int ReadBlock(Session& session, const ProgressBar& bar, const MemoryOptions& opt
   AddOutputs(session, options, block, known, outputs);
   Guarded sink(outputs);
   std::uint32_t read = 0;
-  const HRESULT result = options.most == 0 ? session.instrument().StreamMemBlock(block, 0, options.clear, sink, &read)
-                                           : ReadNewest(session, options, block, sink, &read);
+  const HRESULT result = options.max_records == 0
+                             ? session.instrument().StreamMemBlock(block, 0, options.clear, sink, &read)
+                             : ReadNewest(session, options, block, sink, &read);
   sink.Rethrow();
   session.Check(result);
   if (!outputs.complete() && bar.interrupted()) ThrowCancelled();
@@ -370,7 +371,7 @@ Action DefineMemory(CLI::App& verb) {
   verb.add_option("N", options->count, Shown(TextId::kHelpClearCount))
       ->type_name("")
       ->transform(WholeNumber(0, UINT32_MAX));
-  verb.add_option("--max", options->most, Shown(TextId::kHelpNewest))
+  verb.add_option("--max", options->max_records, Shown(TextId::kHelpNewest))
       ->type_name("N")
       ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_flag("--clear", options->clear, Shown(TextId::kHelpClear));

@@ -15,7 +15,7 @@ struct MemoryOptions {
   std::string action;
   std::string block;
   std::optional<std::uint32_t> count;  // How many records to clear.
-  std::uint32_t most = 0;
+  std::uint32_t max_records = 0;
   bool clear = false;
   bool yes = false;  // Clear without a question.
   std::string csv_file;

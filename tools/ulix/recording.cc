@@ -11,10 +11,10 @@ constexpr double kHoursPerDay = 24;
 }  // namespace
 
 void Statistics::Add(Date time, double value) {
-  if (good_++ == 0) first_ = least_ = most_ = value;
+  if (good_++ == 0) first_ = min_ = max_ = value;
   last_ = value;
-  least_ = std::min(least_, value);
-  most_ = std::max(most_, value);
+  min_ = std::min(min_, value);
+  max_ = std::max(max_, value);
   const auto count = static_cast<double>(good_);
   const double from_time = time - mean_time_;
   const double from_mean = value - mean_;

@@ -27,8 +27,8 @@ class Statistics {
   // The functions from here on describe the good readings. At least one must have come.
   double first() const { return first_; }
   double last() const { return last_; }
-  double least() const { return least_; }
-  double most() const { return most_; }
+  double min() const { return min_; }
+  double max() const { return max_; }
   double mean() const { return mean_; }
   // The sample standard deviation; nullopt for fewer than two readings.
   std::optional<double> deviation() const;
@@ -40,8 +40,8 @@ class Statistics {
   std::uint64_t failed_ = 0;
   double first_ = 0;
   double last_ = 0;
-  double least_ = 0;
-  double most_ = 0;
+  double min_ = 0;
+  double max_ = 0;
   double mean_ = 0;
   double squares_ = 0;  // sum of the squared distances from the mean
   double mean_time_ = 0;

@@ -18,7 +18,7 @@ namespace {
 struct ReportOptions {
   ScanOptions scan;
   std::optional<std::string> block;
-  std::uint32_t most = 0;
+  std::uint32_t max_records = 0;
   std::string from_file;
 };
 
@@ -49,7 +49,7 @@ int ReportBlock(const ReportOptions& options) {
   memory.connection = options.scan.connection;
   memory.action = "read";
   memory.block = *options.block;
-  memory.most = options.most;
+  memory.max_records = options.max_records;
   memory.report_file = options.scan.report_file;
   memory.csv_file = options.scan.csv_file;
   memory.lines = false;
@@ -60,7 +60,7 @@ int Report(const ReportOptions& options) {
   if (!options.from_file.empty()) return ReportOfFile(options);
   CheckModel(options.scan.connection.model);
   if (options.scan.report_file.empty()) throw UsageError("FILE", Shown(TextId::kPageFileMissing));
-  if (!options.block && options.most > 0) throw UsageError("--max", Shown(TextId::kEffectWith, {"--block"}));
+  if (!options.block && options.max_records > 0) throw UsageError("--max", Shown(TextId::kEffectWith, {"--block"}));
   return options.block ? ReportBlock(options) : Scan(options.scan);
 }
 
@@ -77,7 +77,7 @@ Action DefineReport(CLI::App& verb) {
   const auto block =
       verb.add_option("--block", options->block, Shown(TextId::kHelpReportBlock))->type_name("BLOCK")->excludes(period);
   for (const char* name : {"CHANNEL", "--count", "--duration"}) block->excludes(verb.get_option(name));
-  verb.add_option("--max", options->most, Shown(TextId::kHelpReportNewest))
+  verb.add_option("--max", options->max_records, Shown(TextId::kHelpReportNewest))
       ->type_name("N")
       ->transform(WholeNumber(0, UINT32_MAX));
   verb.add_option("--csv", options->scan.csv_file, Shown(TextId::kHelpReadingsToo))->type_name("FILE");

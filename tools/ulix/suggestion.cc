@@ -33,14 +33,14 @@ std::string NearestOf(std::string_view typed, std::span<const std::string> candi
   constexpr std::size_t kLongestWord = 64;
   if (typed.empty() || typed.size() > kLongestWord) return {};
   std::string nearest;
-  std::size_t least = std::max<std::size_t>(1, typed.size() / 3) + 1;
+  std::size_t smallest = std::max<std::size_t>(1, typed.size() / 3) + 1;
   constexpr std::size_t kBeginning = 3;  // so many letters are enough to recognise a word by its beginning
   for (const std::string& candidate : candidates) {
     const bool begun = typed.size() >= kBeginning && AsciiUpper(candidate).starts_with(AsciiUpper(typed));
     if (begun) return candidate;
     const std::size_t distance = Distance(AsciiUpper(typed), AsciiUpper(candidate));
-    if (distance >= least) continue;
-    least = distance;
+    if (distance >= smallest) continue;
+    smallest = distance;
     nearest = candidate;
   }
   return nearest;

@@ -23,9 +23,9 @@ bool Contains(std::string_view reply, std::string_view number) {
   return false;
 }
 
-const char* UnitOf(std::string_view told) {
-  if (told.empty()) return kCelsiusText;
-  const UnitRow* row = RowWith(kUnits, &UnitRow::word, AsciiUpper(told));
+const char* UnitOf(std::string_view word) {
+  if (word.empty()) return kCelsiusText;
+  const UnitRow* row = RowWith(kUnits, &UnitRow::word, AsciiUpper(word));
   return row ? row->text : "";
 }
 

@@ -37,7 +37,7 @@ class MemologDriver final : public Driver, public RecordedMemory, public Program
   Expected<MemBlockCycle> CyclePeriod(std::uint32_t block) override;
   bool HasBlocks() const override;
   Expected<MemBlockStatus> Status(std::uint32_t block) override;
-  Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
+  Expected<MemBlockRead> Read(std::uint32_t block, std::uint32_t max_records, const TakeRecords& take,
                               const Progress& progress) override;
   HRESULT Clear(std::uint32_t block, std::uint32_t count) override;
 

@@ -72,10 +72,10 @@ Expected<MemBlockStatus> MemologDriver::Status(std::uint32_t block) {
   return MemBlockStatus{*size, state->held, state->recording};
 }
 
-Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t most, const TakeRecords& take,
+Expected<MemBlockRead> MemologDriver::Read(std::uint32_t block, std::uint32_t max_records, const TakeRecords& take,
                                            const Progress& progress) {
   BlockReading reading{.block = block, .state = {}, .take = take, .progress = progress};
-  reading.count = most;
+  reading.count = max_records;
   const LongOperation operation(busy_);
   const HRESULT result = operation.begun() ? ReadFrozen(reading) : memologCtlErrMemLocked;
   progress({100, kReadingTitle, kReadingEnds, {}});

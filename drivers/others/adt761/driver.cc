@@ -152,8 +152,8 @@ HRESULT Adt761Driver::WriteChannel(ChannelId id, float value) {
 }
 
 ChannelTraits Adt761Driver::DescribeChannel(ChannelId id) const {
-  const Unit* told = units_[id];
-  return {.unit = told ? told->display : kReadings[id].unit, .resolution = kReadings[id].resolution, .limits = {}};
+  const Unit* unit = units_[id];
+  return {.unit = unit ? unit->display : kReadings[id].unit, .resolution = kReadings[id].resolution, .limits = {}};
 }
 
 const CatalogueEntry kEntry{&kCard, MakeDriver<Adt761Driver>};

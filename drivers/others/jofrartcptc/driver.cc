@@ -22,9 +22,9 @@ Verdict Confirmed(bool confirms, std::string_view answer) {
 // Sends a command and checks its answer. With a null `answer` none is read. Any other answer is jofrartcptcCtlErrNack.
 HRESULT SendAndExpect(Conversation& talk, std::string_view command, const char* answer) {
   if (!answer) return talk.Send(command);
-  return talk.Command(command, kLine.usual(), [&](std::string_view told) {
-    told = Trimmed(told);
-    return Confirmed(told == answer, told);
+  return talk.Command(command, kLine.usual(), [&](std::string_view reply) {
+    reply = Trimmed(reply);
+    return Confirmed(reply == answer, reply);
   });
 }
 
@@ -101,8 +101,8 @@ HRESULT JofraRtcPtcDriver::WriteChannel(ChannelId id, float value) {
   return Exchange([&](Conversation& talk) -> HRESULT {
     const HRESULT sent = SendAndExpect(talk, *command, dialect.set_point_answer);
     if (Failed(sent)) return sent;
-    return talk.Command(dialect.set_point, kLine.usual(), [&](std::string_view told) {
-      Verdict verdict = Confirmed(ConfirmsSetPoint(dialect, Trimmed(told), value), Trimmed(told));
+    return talk.Command(dialect.set_point, kLine.usual(), [&](std::string_view reply) {
+      Verdict verdict = Confirmed(ConfirmsSetPoint(dialect, Trimmed(reply), value), Trimmed(reply));
       // If the command has no answer of its own, this refusal may belong to the command, and the query's answer is
       // still to come.
       verdict.own_reply = verdict.own_reply && (Succeeded(verdict.code) || dialect.set_point_answer);

@@ -110,15 +110,15 @@ Expected<std::string> SetPointCommand(const Dialect& dialect, float value) {
 
 //  <GetResponse SETTemperature 50.00>        323.15, KEL
 bool ConfirmsSetPoint(const Dialect& dialect, std::string_view answer, float value) {
-  std::optional<double> told;
+  std::optional<double> confirmed;
   if (IsCtcDialect(dialect)) {
     const auto fields = SplitWords(answer, dialect.separators);
-    if (fields.size() == 2) told = TemperatureAt(fields, 0, 1);
+    if (fields.size() == 2) confirmed = TemperatureAt(fields, 0, 1);
   } else {
     const auto fields = RtcFields(answer, dialect.set_point);
-    if (fields.size() == 3) told = TemperatureAt(fields, 2, kNoField);
+    if (fields.size() == 3) confirmed = TemperatureAt(fields, 2, kNoField);
   }
-  return told && std::abs(*told - value) <= kHalfTenth;
+  return confirmed && std::abs(*confirmed - value) <= kHalfTenth;
 }
 
 }  // namespace ulix::jofrartcptc

@@ -69,10 +69,10 @@ class PluggedDevice {
   PluggedDevice(const PluggedDevice&) = delete;
   PluggedDevice& operator=(const PluggedDevice&) = delete;
 
-  // What came since the last look, once `expected` is in it.
+  // What came since the last call, once `expected` is in it.
   std::string TakeHeard(std::string_view expected = "") {
-    const auto heard = [&](auto&& look) {
-      return instrument_.WithSimulator([&](Simulator& s) { return look(static_cast<Listening&>(s).heard); });
+    const auto heard = [&](auto&& act) {
+      return instrument_.WithSimulator([&](Simulator& s) { return act(static_cast<Listening&>(s).heard); });
     };
     const auto until = steady_clock::now() + kTestPatience;
     const auto has_come = [&](const std::string& text) { return text.find(expected) != text.npos; };

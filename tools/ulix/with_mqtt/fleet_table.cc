@@ -110,12 +110,12 @@ std::string CountsText(const FleetCounts& counts, Language language) {
                {std::to_string(counts.good), std::to_string(counts.bad), std::to_string(counts.stale)});
 }
 
-std::vector<std::string> FleetLines(std::vector<FleetRow> rows, std::size_t width, std::size_t most,
+std::vector<std::string> FleetLines(std::vector<FleetRow> rows, std::size_t width, std::size_t max_rows,
                                     Language language) {
   const std::size_t all = rows.size();
-  if (all > most) {
+  if (all > max_rows) {
     std::stable_partition(rows.begin(), rows.end(), [](const FleetRow& row) { return !row.note.empty(); });
-    rows.resize(most > 0 ? most - 1 : 0);
+    rows.resize(max_rows > 0 ? max_rows - 1 : 0);
   }
   const auto heads = Heads({TextId::kFleetBenchHead, TextId::kFleetInstrumentHead, TextId::kChannelHead,
                             TextId::kValueHead, TextId::kUnitHead, TextId::kFleetTimeHead, TextId::kFleetStateHead},

@@ -32,9 +32,10 @@ std::string CountsText(const FleetCounts& counts, Language language);
 // The remark about a value: empty for a good one, else bad or stale, and why.
 std::string StateNote(const fleet::SeenChannel& channel, Language language);
 
-// The headings and at most `most` rows, `width` columns wide. When there are more rows, those that are not good come
-// first, and the last line tells how many are left out.
-std::vector<std::string> FleetLines(std::vector<FleetRow> rows, std::size_t width, std::size_t most, Language language);
+// The headings and at most `max_rows` rows, `width` columns wide. When there are more rows, those that are not good
+// come first, and the last line tells how many are left out.
+std::vector<std::string> FleetLines(std::vector<FleetRow> rows, std::size_t width, std::size_t max_rows,
+                                    Language language);
 
 // The local time of a reading.
 Date LocalDateOf(fleet::UnixMs time);
