@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Lists the tests that have more than ten assertions: scripts/check_tests.py. The exit code is 1 if there are any.
+"""Checks the tests: scripts/check_tests.py. The exit code is 1 after a complaint.
 
-Counted are the EXPECT_ and ASSERT_ in the body of a C++ test and the self.assert of a Python test's method, as they stand
-in the text: an assertion in a loop over cases counts once, and what a helper function asserts does not count.
+A test has at most ten assertions: EXPECT_ and ASSERT_ in the body of a C++ test, self.assert in the method of a Python
+test. They are counted in the text: one in a loop over cases counts once, and those of helper functions do not count. The
+name of a C++ test says subject and expectation, as in "SetPointEchoDiffers_IsBadResp".
 """
 
 import ast
@@ -14,6 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 MAX_ASSERTIONS = 10
 # The format puts the closing brace of a test at the start of a line.
 CPP_TEST = re.compile(r"^TEST(?:_F|_P)?\((\w+),\s*(\w+)\) \{(.*?)^\}", re.MULTILINE | re.DOTALL)
+NO_SUBJECT = re.compile(r": \w+\.[A-Za-z0-9]+$")  # no underscore behind the suite
 
 
 def cpp_tests(text):
@@ -35,11 +37,11 @@ def main():
         if tests:
             text = path.read_text(encoding="utf-8")
             counts += [(count, f"{path.relative_to(ROOT)}: {name}") for name, count in tests(text)]
-    crowded = [(count, test) for count, test in counts if count > MAX_ASSERTIONS]
-    for count, test in crowded:
-        print(f"{test} has {count} assertions; at most {MAX_ASSERTIONS} are wanted")
-    print(f"{len(counts)} tests, {len(crowded)} with more than {MAX_ASSERTIONS} assertions")
-    return 1 if crowded else 0
+    complaints = [f"{test} has {count} assertions; at most {MAX_ASSERTIONS} are wanted"
+                  for count, test in counts if count > MAX_ASSERTIONS]
+    complaints += [f"{test}: a name as Subject_Expectation is wanted" for _, test in counts if NO_SUBJECT.search(test)]
+    print(*complaints, f"{len(counts)} tests, {len(complaints)} complaints", sep="\n")
+    return 1 if complaints else 0
 
 
 if __name__ == "__main__":
