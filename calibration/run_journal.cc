@@ -66,7 +66,7 @@ class ResultBuilder {
   std::vector<std::string> units_;  // of the channels
   PointResult point_;
   std::vector<std::vector<SampledValue>> readings_;
-  std::vector<Approach> readings_;
+  std::vector<Approach> approaches_;
   std::vector<std::pair<double, double>> windows_;  // spread and drift
 };
 
@@ -142,7 +142,7 @@ void ResultBuilder::BeginPoint(const Json& entry) {
   point_.direction = entry.value("dir", "") == "falling" ? Direction::kFalling : Direction::kRising;
   point_.cycle = entry.value("cycle", 1);
   point_.began = TimeOf(entry);
-  readings_.assign(slots_, Approach(approach_));
+  approaches_.assign(slots_, Approach(approach_));
   readings_.assign(slots_, {});
 }
 
@@ -160,7 +160,7 @@ void ResultBuilder::TakeReading(const Json& entry) {
   if (slot >= slots_ || readings_.empty() || !entry.contains("q")) return;
   const SampledValue value{entry.at("t"), TimeOf(entry), entry.at("q"), entry.value("v", 0.0)};
   if (entry.value("f", "") == "p") readings_[slot].push_back(value);
-  readings_[slot].Add(value);
+  approaches_[slot].Add(value);
   units_[slot] = entry.value("u", "");
 }
 
@@ -169,7 +169,7 @@ void ResultBuilder::EndPoint(const Json& entry) {
   point_.ended = TimeOf(entry);
   for (std::size_t k = 0; k < slots_; ++k) {
     ReadingSeries series = SeriesOf(std::move(readings_[k]));
-    series.approach = readings_[k].Take();
+    series.approach = approaches_[k].Take();
     series.resolution = ResolutionOf(k, series.mean);
     if (k < windows_.size()) std::tie(series.window_spread, series.window_drift) = windows_[k];
     if (k == 0)

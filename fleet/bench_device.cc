@@ -352,10 +352,10 @@ void BenchDevice::Take(const ChannelArrays& arrays, bool report) {
     // Between reports only a change of quality is published; a value inside the dead band is not. The first reading of
     // a channel is published with its report.
     const bool differs = judged.quality != before || judged.value != channel.value.value || error_changed;
-    const bool news = report ? differs : channel.is_told && before != judged.quality;
+    const bool news = report ? differs : channel.is_published && before != judged.quality;
     if (error_changed) changed.push_back(ErrorMetric(channel, UnixOf(channel.stamp)));
     if (!report && !news) continue;
-    channel.is_told = channel.is_told || report;
+    channel.is_published = channel.is_published || report;
     channel.value.time = UnixOf(channel.stamp);
     channel.value.value = std::move(judged.value);
     channel.value.SetProperty(kQualityKey, static_cast<std::int32_t>(judged.quality));

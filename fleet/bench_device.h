@@ -55,7 +55,7 @@ class BenchDevice {
     std::int32_t error = 0;  // last published error
     Date stamp = 0;          // time of the last reading
     SteadyTime stamped_at{};
-    bool is_told = false;  // whether a report has published it
+    bool is_published = false;  // whether a report has published it
     bool is_read = false;
     bool is_output = false;
   };

@@ -486,7 +486,7 @@ TEST_F(Connected, RepeatedUse_LeaksNothing) {
   });
   long group = 0;
   ASSERT_EQ(control->CreateGroup(&group), S_OK);
-  control->ConnectGroupChan(group, 0);
+  ASSERT_EQ(control->ConnectGroupChan(group, 0), S_OK);
   ExpectNothingLeftBy(cycles / 10, [&] {
     const HRESULT run = control->RunGroup(group);
     return run == S_OK ? control->StopGroup(group) : run;

@@ -176,7 +176,7 @@ TEST(Instrument, ReadChan_GivesTheRecordOfItsReading) {
   Instrument& device = *rig.instrument;
   GroupChannel record;
   EXPECT_EQ(device.ReadChan(0, &record), E_UNEXPECTED) << "not connected";
-  device.Connect();
+  ASSERT_EQ(device.Connect(), S_OK);
   rig.driver->reading = [](ChannelId) { return Reading{S_OK, 7.5F}; };
   EXPECT_EQ(device.ReadChan(0, &record), S_OK);
   EXPECT_EQ(record.value, 7.5F);
@@ -190,7 +190,7 @@ TEST(Instrument, ReadChan_GivesTheRecordOfItsReading) {
 TEST(Instrument, ReadChanOfNoInput_IsInvalid) {
   Rig rig;
   GroupChannel record;
-  rig.instrument->Connect();
+  ASSERT_EQ(rig.instrument->Connect(), S_OK);
   EXPECT_EQ(rig.instrument->ReadChan(2, &record), E_INVALIDARG) << "an output";
   EXPECT_EQ(rig.instrument->ReadChan(5, &record), E_INVALIDARG) << "unknown";
   EXPECT_EQ(rig.instrument->ReadChan(0, nullptr), E_INVALIDARG);
@@ -309,7 +309,7 @@ TEST(Persistence, StreamCutAnywhere_LoadsWhatPrecedesTheCut) {
     MemoryStream in(kWhole.substr(0, length));
     EXPECT_EQ(rig.instrument->Load(in), length < kVersions.size() ? E_INVALIDARG : S_OK);
     std::vector<std::uint32_t> groups;
-    rig.instrument->Groups(&groups);
+    EXPECT_EQ(rig.instrument->Groups(&groups), S_OK);
     const std::size_t first_group = kVersions.size() + kSettings.size() + 4;
     const std::size_t whole_groups =
         length < first_group ? 0 : std::min<std::size_t>(2, (length - first_group) / GroupBlock(1).size());
@@ -369,7 +369,7 @@ TEST(Persistence, InvalidValueInAStream_EndsTheLoadThere) {
     MemoryStream in(bytes);
     EXPECT_EQ(rig.instrument->Load(in), S_OK);
     std::vector<std::uint32_t> groups;
-    rig.instrument->Groups(&groups);
+    EXPECT_EQ(rig.instrument->Groups(&groups), S_OK);
     EXPECT_EQ(groups.size(), groups_kept);
     EXPECT_EQ(RealIn(rig.instrument->settings().Snapshot(), kFakeSettings[2]), groups_kept ? 2.0F : 1.5F);
   }
@@ -378,7 +378,7 @@ TEST(Persistence, InvalidValueInAStream_EndsTheLoadThere) {
 TEST(Persistence, LastGroupIdInAStream_LeavesNoneForANewGroup) {
   Rig rig;
   MemoryStream in(kVersions + kSettings + BytesOf({18, 0, 0, 0}) + BytesOf({19, 0, 0xFE, 0xFF, 0xFF, 0xFF}));
-  rig.instrument->Load(in);
+  ASSERT_EQ(rig.instrument->Load(in), S_OK);
   std::uint32_t id = 0;
   EXPECT_EQ(rig.instrument->CreateGroup(&id), E_UNEXPECTED);
   EXPECT_EQ(TakeErrorInfo().description, "Group ID not available");

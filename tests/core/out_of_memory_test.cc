@@ -269,7 +269,7 @@ TEST_F(OutOfMemory, DestructionOfAnInstrument_Ends) {
   bool ran_out = true;
   for (long n = 1; ran_out && n < kMaxAllocations; ++n) {
     MemoryRig rig("kelvo10");
-    rig.device->RunGroup(1);
+    ASSERT_EQ(rig.device->RunGroup(1), S_OK);
     const FailingAllocation failure(n);
     rig.device.reset();
     ran_out = failure.Happened();
@@ -303,7 +303,8 @@ TEST_F(OutOfMemory, Scan_LosesAtMostItsOwnReport) {
   for (long n = 1; n < kMaxAllocations; ++n) {
     SCOPED_TRACE(n);
     MemoryRig rig("kelvo10");
-    rig.device->SetGroupSettings(1, {.period_ms = 500, .dead_band_abs = 1e6F, .dead_time_max_s = 1000});
+    ASSERT_EQ(rig.device->SetGroupSettings(1, {.period_ms = 500, .dead_band_abs = 1e6F, .dead_time_max_s = 1000}),
+              S_OK);
     const auto sink = std::make_shared<CopyingSink>();
     rig.device->events().Advise(sink);
     ASSERT_EQ(rig.device->RunGroup(1), S_OK);
