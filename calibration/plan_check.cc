@@ -176,8 +176,8 @@ void PlanChecker::CheckPoint(const PlannedPoint& point) {
 }
 
 void PlanChecker::CheckPoints() {
-  std::set<std::pair<int, double>>
-      checked;  // each point is reported once, although falling and repeated points have it again
+  // Each point is reported once, although falling and repeated points have it again.
+  std::set<std::pair<int, double>> checked;
   for (const PlannedPoint& point : plan_.points) {
     if (checked.emplace(point.line, point.value).second) CheckPoint(point);
   }
