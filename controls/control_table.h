@@ -30,7 +30,7 @@ std::wstring WideProgId(std::string_view library_class, bool with_version);
 // An identifier as text, such as "{9D1BBC1A-43DF-4BA0-BFD6-D42A099DBC21}".
 std::wstring GuidText(REFGUID id);
 
-// The class id and the class of the setup object.
+// The class id and the class name of the setup object.
 extern const GUID kSetupClassId;
 inline constexpr char kSetupClass[] = "UlixSetup";
 

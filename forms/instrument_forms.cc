@@ -76,7 +76,7 @@ struct EnteredPage {
     return Refuse(field, Localized(TextId::kOutOfRange, language,
                                    {At(field).label, entered, ShownNumber(min), ShownNumber(max)}));
   }
-  // The number in a field. None, with a refusal, when it is no number or outside the limits.
+  // The number in a field. None if the text is not a number, or the number is outside the limits.
   std::optional<double> Number(std::size_t field, double min, double max) const {
     const auto value = EnteredNumber(page.fields[field].value);
     return value && *value >= min && *value <= max ? value : std::nullopt;
