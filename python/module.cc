@@ -36,7 +36,7 @@ struct Refused {
   HRESULT code;
   std::string text;  // UTF-8
 };
-// A mistake without a code: a model that is not known, a setting that is not taken.
+// An error without a code, such as an unknown model, or a setting that is refused.
 struct Mistake {
   std::string text;
 };
@@ -204,7 +204,7 @@ class Device {
     Check(instrument_->GetChanUnit(id, &unit));
     return Utf8FromAnsi(unit);
   }
-  // None where it is not known.
+  // None if it is not known.
   std::optional<int> Resolution(ChannelId id) {
     std::int16_t decimals = 0;
     Check(instrument_->GetChanResol(id, &decimals));
