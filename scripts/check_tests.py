@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 MAX_ASSERTIONS = 10
 # The format puts the closing brace of a test at the start of a line.
 CPP_TEST = re.compile(r"^TEST(?:_F|_P)?\((\w+),\s*(\w+)\) \{(.*?)^\}", re.MULTILINE | re.DOTALL)
-NO_SUBJECT = re.compile(r": \w+\.[A-Za-z0-9]+$")  # no underscore behind the suite
+NO_SUBJECT = re.compile(r": \w+\.[A-Za-z0-9]+$")  # no underscore after the suite's name
 
 
 def cpp_tests(text):
