@@ -11,7 +11,7 @@
 
 namespace ulix::cli {
 
-// One channel, or a bench or an instrument without any.
+// One row: a channel, or a bench or an instrument without channels.
 struct FleetRow {
   std::string bench, instrument, channel;
   fleet::SeenChannel state;
