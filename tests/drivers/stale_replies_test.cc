@@ -209,8 +209,8 @@ TEST_F(CutReply, EndlessZeros_FailInTime) {
 TEST_F(CutReply, SlowNoisyLine_FailsInTime) {
   ASSERT_EQ(device->Connect(), S_OK);
   constexpr Milliseconds kDrip{600};
-  constexpr int kMaxLine =
-      100 + 16;  // what is read of a line that is thrown away, and the piece in which it is too long
+  // The bytes that are read of a line before it is thrown away, and the piece that makes the line too long.
+  constexpr int kMaxLine = 100 + 16;
   bench->SetFaults({{FaultKind::kOversize}, {FaultKind::kDrip, static_cast<int>(kDrip.count())}});
   for (int i = 0; i < 3; ++i) {
     const MonotonicTime before = clock.Now();

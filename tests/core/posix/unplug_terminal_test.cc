@@ -69,7 +69,7 @@ class PluggedDevice {
   PluggedDevice(const PluggedDevice&) = delete;
   PluggedDevice& operator=(const PluggedDevice&) = delete;
 
-  // What came since the last call, once `expected` is in it.
+  // Takes the bytes received since the last call. Waits until they contain `expected`.
   std::string TakeHeard(std::string_view expected = "") {
     const auto heard = [&](auto&& act) {
       return instrument_.WithSimulator([&](Simulator& s) { return act(static_cast<Listening&>(s).heard); });
