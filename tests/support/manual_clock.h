@@ -38,6 +38,7 @@ class ManualClock final : public Clock {
   platform::ConditionVariable waiter_came_;
   Milliseconds elapsed_{0};
   std::set<std::thread::id> waiting_;
+  std::set<std::thread::id> users_;  // The threads that have asked for the time or waited.
 };
 
 }  // namespace ulix
