@@ -11,8 +11,6 @@ using calibration::Refused;
 
 constexpr std::string_view kScheme = "mqtt://";
 constexpr std::string_view kTlsScheme = "mqtts://";
-constexpr int kPlainPort = 1883;
-constexpr int kTlsPort = 8883;
 
 std::optional<int> PortIn(std::string_view text) {
   int port = 0;
@@ -55,7 +53,7 @@ calibration::Result<FleetAddress> ParseFleetAddress(std::string_view url) {
   if (!port) return Refused(TextId::kFleetAddressBadPort, {std::string(host.substr(host.rfind(':') + 1))});
   if (address.broker.host.empty()) return Refused(TextId::kFleetAddressNoHost);
   if (wants_tls || !IsLoopback(address.broker.host)) address.broker.tls.emplace();
-  address.broker.port = *port != 0 ? *port : address.broker.tls ? kTlsPort : kPlainPort;
+  address.broker.port = *port != 0 ? *port : address.broker.tls ? kMqttOverTlsPort : kMqttPort;
   return address;
 }
 

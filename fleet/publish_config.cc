@@ -32,8 +32,6 @@ using calibration::PlanProblems;
 using calibration::Refused;
 
 constexpr double kMaxPeriod = 24 * 3600;
-constexpr int kPlainPort = 1883;
-constexpr int kTlsPort = 8883;
 // The MQTT library supports no file descriptors above 1023, and an instrument may have four: its line, a lock, its
 // store and a socket.
 constexpr std::size_t kMaxInstruments = 200;
@@ -74,7 +72,7 @@ void ReadTls(JsonReader& from, BrokerSettings& broker) {
 void ReadBroker(JsonReader& from, BrokerSettings& broker) {
   if (from.Require("host")) from.Text("host", broker.host);
   ReadTls(from, broker);
-  broker.port = broker.tls ? kTlsPort : kPlainPort;
+  broker.port = broker.tls ? kMqttOverTlsPort : kMqttPort;
   from.Whole("port", broker.port, 1, 65535);
   from.Text("user", broker.user);
   from.Text("password-file", broker.password_file);
@@ -89,9 +87,9 @@ void ReadBroker(JsonReader& from, BrokerSettings& broker) {
 void ReadGroup(JsonReader& from, PublishedGroup& group) {
   group.line = from.line();
   if (from.Require("channels")) from.Texts("channels", group.channels);
-  double seconds = 1;
-  if (from.Seconds("period", seconds, kShortestPeriodMs / 1000.0, kMaxPeriod)) {
-    group.settings.period_ms = static_cast<std::uint32_t>(seconds * 1000 + 0.5);
+  double period_s = 1;
+  if (from.Seconds("period", period_s, kShortestPeriodMs / 1000.0, kMaxPeriod)) {
+    group.settings.period_ms = static_cast<std::uint32_t>(period_s * 1000 + 0.5);
   }
   double number = 0;
   if (from.Number("dead-band", number, 0)) group.settings.dead_band_abs = static_cast<float>(number);
@@ -100,8 +98,9 @@ void ReadGroup(JsonReader& from, PublishedGroup& group) {
   }
   // Without the key only the dead bands decide on reports.
   group.settings.dead_time_max_s = std::numeric_limits<std::uint32_t>::max();
-  if (from.Seconds("max-report-interval", seconds, 1, kMaxPeriod)) {
-    group.settings.dead_time_max_s = static_cast<std::uint32_t>(seconds);
+  double interval_s = 1;
+  if (from.Seconds("max-report-interval", interval_s, 1, kMaxPeriod)) {
+    group.settings.dead_time_max_s = static_cast<std::uint32_t>(interval_s);
   }
 }
 

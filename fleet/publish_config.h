@@ -19,6 +19,10 @@ struct TlsSettings {
   std::string key;
 };
 
+// The ports that are registered for MQTT.
+constexpr int kMqttPort = 1883;
+constexpr int kMqttOverTlsPort = 8883;
+
 struct BrokerSettings {
   std::string host;
   int port = 0;

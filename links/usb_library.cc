@@ -37,8 +37,8 @@ class BoundUsbLibrary final : public UsbLibrary {
   HRESULT Read(UsbDevice& device, char* buffer, std::uint32_t& size) override {
     return entries_.read(&device, buffer, &size);
   }
-  HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t milliseconds) override {
-    return entries_.set_timeout(&device, directions, milliseconds);
+  HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t timeout_ms) override {
+    return entries_.set_timeout(&device, directions, timeout_ms);
   }
   HRESULT Flush(UsbDevice& device) override { return entries_.flush(&device); }
   HRESULT Disconnect(UsbDevice& device) override { return entries_.disconnect(&device); }

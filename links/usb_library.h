@@ -40,7 +40,7 @@ class UsbLibrary {
   // byte more than `size`.
   virtual HRESULT Read(UsbDevice& device, char* buffer, std::uint32_t& size) = 0;
   // Sets the timeout of the transfers in one or both directions (kUsbInput, kUsbBothWays).
-  virtual HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t milliseconds) = 0;
+  virtual HRESULT SetTimeout(UsbDevice& device, std::uint32_t directions, std::uint32_t timeout_ms) = 0;
   // Discards pending transfers.
   virtual HRESULT Flush(UsbDevice& device) = 0;
   // Closes the device.

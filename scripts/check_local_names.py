@@ -18,6 +18,7 @@ TARGETS = (
     ("calibration/dcc calibration/files", "^$"),
     ("simulators", "^$"),
     ("tools/ulix", "^$"),
+    ("fleet", "^$"),
     ("tools/live_page", "^$"),
     ("controls", "^$"),
     ("tests", r"^tests/(conformance|automation|dialogs|controls)/"),

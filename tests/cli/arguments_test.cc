@@ -68,7 +68,7 @@ TEST(ArgumentsTest, WrongSetting_ErrorNamesWhatIsAccepted) {
       {"function", "KEY=VALUE"},      {"=V5", "KEY=VALUE"},        {"colour=red", "function, address, temperature"},
       {"function=V7", "V50=1, V5=2"}, {"address=256", "0 to 255"}, {"temperature=warm", "a number"}};
   for (const auto& [text, complaint] : complaints) {
-    EXPECT_THAT(Complaint([&] { ApplySetting(settings, text); }), HasSubstr(complaint)) << text;
+    EXPECT_THAT(Complaint([&, typed = text] { ApplySetting(settings, typed); }), HasSubstr(complaint)) << text;
   }
 }
 

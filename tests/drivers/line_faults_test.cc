@@ -543,7 +543,7 @@ void LineFaults::CheckGroup() {
     clock.SetMode(ManualClock::Mode::kAutomatic);
     BringBack();
   };
-  for (const std::size_t index : {0, 4, 8, 9}) {
+  for (const std::size_t index : {0u, 4u, 8u, 9u}) {
     SCOPED_TRACE(testing::Message() << "group, fault " << index);
     scan({FaultsOf(row->patience_ms)[index]}, row->outcomes()[index].code);
     scan({}, S_OK);

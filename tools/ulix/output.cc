@@ -25,7 +25,7 @@ constexpr std::size_t kGap = 2;
 constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;  // The largest file that is read whole.
 
 // The cause of the last failed system call for this file, such as ": no such folder"; empty if it is not known.
-std::string CauseOf(const std::string& path, int system_error) {
+std::string FileFailure(const std::string& path, int system_error) {
   std::error_code ignored;
   const std::filesystem::path name = platform::PathOf(path);
   const std::filesystem::path folder = name.parent_path();
@@ -60,12 +60,12 @@ void AppendWrapped(std::vector<std::string>& lines, const std::vector<std::strin
 }  // namespace
 
 OperationFailed CannotWrite(const std::string& path) {
-  const std::string cause = CauseOf(path, errno);
+  const std::string cause = FileFailure(path, errno);
   return {kWriteFault, Shown(TextId::kUnableToWrite, {path}) + cause};
 }
 
 OperationFailed CannotRead(const std::string& path) {
-  const std::string cause = CauseOf(path, errno);
+  const std::string cause = FileFailure(path, errno);
   return {kFileNotFound, Shown(TextId::kUnableToRead, {path}) + cause};
 }
 
@@ -76,7 +76,7 @@ std::string CauseOfUnreadable(const std::string& path) {
   const std::ifstream file(platform::PathOf(path), std::ios::binary);
   std::error_code ignored;
   const bool readable = file.is_open() && !std::filesystem::is_directory(platform::PathOf(path), ignored);
-  return readable ? std::string() : CauseOf(path, errno);
+  return readable ? std::string() : FileFailure(path, errno);
 }
 
 std::string Shown(std::string_view ansi) { return Utf8FromAnsi(ansi); }
