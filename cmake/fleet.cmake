@@ -24,4 +24,3 @@ target_include_directories(ulixfleet SYSTEM PUBLIC ${Protobuf_INCLUDE_DIRS} ${UL
 target_link_libraries(ulixfleet PUBLIC ulixsim PRIVATE ${ULIX_MOSQUITTO} protobuf::libprotobuf-lite)
 set_source_files_properties(${PROJECT_SOURCE_DIR}/fleet/payload.cc PROPERTIES COMPILE_OPTIONS -Wno-conversion)
 ulix_precompile(ulixfleet)
-set_target_properties(ulixfleet PROPERTIES UNITY_BUILD OFF)

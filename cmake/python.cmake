@@ -3,7 +3,7 @@
 option(ULIX_PYTHON "Build the Python package, with pybind11 where it is found" ON)
 # The interpreter of the distribution, for which its packages are made.
 set(ULIX_PYTHON_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The interpreter that the package is built for")
-# Only the thread sanitizer can run inside the interpreter: LD_PRELOAD=libtsan.so.2.
+# Only the thread sanitizer can run inside the interpreter: configure with g++ and set LD_PRELOAD=libtsan.so.2.
 if(NOT ULIX_PYTHON OR NOT EXISTS ${ULIX_PYTHON_EXECUTABLE} OR (ULIX_SANITIZERS AND NOT ULIX_SANITIZERS STREQUAL "thread"))
   return()
 endif()

@@ -19,6 +19,9 @@ else()
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/scripts/wine32)
 endif()
 
+# A batch of sources has more sections than the plain object format can count.
+add_compile_options(-Wa,-mbig-obj)
+
 # There is no GoogleTest package for Windows; it is built from the source package.
 set(BUILD_GMOCK ON)
 set(INSTALL_GTEST OFF)
