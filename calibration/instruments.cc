@@ -7,8 +7,8 @@
 #include <iterator>
 #include <optional>
 
+#include "base/nearest_word.h"
 #include "base/text.h"
-#include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "drivers/catalogue.h"
 #include "platform/files.h"
@@ -42,7 +42,8 @@ Result<void> ApplySettings(Instrument& instrument, const PlannedInstrument& plan
     if (!row) {
       std::vector<std::string> keys;
       for (const SettingRow& known : instrument.settings().rows()) keys.emplace_back(known.key);
-      return tl::unexpected(Bilingual(TextId::kPlanNoSetting, {key, planned.model}) + DidYouMean(Closest(key, keys)));
+      return tl::unexpected(Bilingual(TextId::kPlanNoSetting, {key, planned.model}) +
+                            DidYouMean(NearestWord(key, keys)));
     }
     if (Failed(instrument.settings().SetText(*row, AnsiFromUtf8(text)))) {
       return Refused(TextId::kPlanSettingNotTaken, {key, text});
@@ -117,7 +118,7 @@ Result<ChannelId> FindChannel(Instrument& instrument, const std::string& name_or
     if (meant && instrument.OffersChannel(channel)) return channel;
     names.push_back(name);
   }
-  return tl::unexpected(Bilingual(TextId::kPlanNoChannel, {name_or_id}) + DidYouMean(Closest(name_or_id, names)));
+  return tl::unexpected(Bilingual(TextId::kPlanNoChannel, {name_or_id}) + DidYouMean(NearestWord(name_or_id, names)));
 }
 
 std::string ErrorTextOf(Instrument& instrument, HRESULT code) {

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <iterator>
-#include <numeric>
 
 #include <nlohmann/json.hpp>
 
@@ -190,23 +189,6 @@ class TreeBuilder final : public nlohmann::json_sax<nlohmann::json> {
   int lines_ = 0;               // complete lines before it
 };
 
-// The number of insertions, deletions, replacements and swaps of neighbours that turn one text into the other.
-std::size_t Distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> before_last, last(b.size() + 1), row(b.size() + 1);
-  std::iota(last.begin(), last.end(), 0);
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    row[0] = i;
-    for (std::size_t k = 1; k <= b.size(); ++k) {
-      row[k] = std::min({last[k] + 1, row[k - 1] + 1, last[k - 1] + (a[i - 1] == b[k - 1] ? 0 : 1)});
-      const bool swapped = i > 1 && k > 1 && a[i - 1] == b[k - 2] && a[i - 2] == b[k - 1];
-      if (swapped) row[k] = std::min(row[k], before_last[k - 2] + 1);
-    }
-    before_last = last;
-    last = row;
-  }
-  return last.back();
-}
-
 }  // namespace
 
 tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text) {
@@ -219,25 +201,6 @@ tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text) {
                                                CountingIterator(text.data() + text.size(), &taken), &builder);
   if (!whole) return tl::unexpected(builder.mistake);
   return std::move(builder.root);
-}
-
-std::string Closest(std::string_view typed, const std::vector<std::string>& words) {
-  constexpr std::size_t kMaxTyped = 64;
-  if (typed.size() > kMaxTyped) return {};
-  const auto lower = [](std::string_view text) {
-    std::string folded(text);
-    for (char& c : folded) c = c == '_' || c == ' ' ? '-' : c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    return folded;
-  };
-  std::string best;
-  std::size_t smallest = std::max<std::size_t>(2, typed.size() / 3) + 1;
-  for (const std::string& word : words) {
-    const std::size_t distance = Distance(lower(typed), lower(word));
-    if (distance >= smallest) continue;
-    smallest = distance;
-    best = word;
-  }
-  return best;
 }
 
 }  // namespace ulix::calibration

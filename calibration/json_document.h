@@ -45,7 +45,4 @@ struct JsonMistake {
 // Parses a UTF-8 text. Fails for nesting deeper than 64 and for texts above 8 MiB.
 tl::expected<JsonNode, JsonMistake> ParseJson(std::string_view text);
 
-// The word most similar to `typed`, for "did you mean"; empty if none is similar.
-std::string Closest(std::string_view typed, const std::vector<std::string>& words);
-
 }  // namespace ulix::calibration

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "base/nearest_word.h"
 #include "base/numbers.h"
 
 namespace ulix::calibration {
@@ -47,7 +48,7 @@ JsonReader::~JsonReader() {
     if (member.again) Note(member, member.key, Bilingual(TextId::kPlanTwice));
     if (known_.contains(member.key) || IsComment(member.key)) continue;
     const std::vector<std::string> known(known_.begin(), known_.end());
-    const std::string meant = Closest(member.key, known);
+    const std::string meant = NearestWord(member.key, known);
     Note(member, member.key,
          meant.empty() ? Bilingual(TextId::kPlanUnknownKey, {Joined(known)})
                        : Bilingual(TextId::kPlanKeyMeant, {meant}));
@@ -152,7 +153,7 @@ bool JsonReader::Flag(const std::string& key, bool& value) {
 }
 
 void JsonReader::NoteChoice(const std::string& key, const std::string& word, const std::vector<std::string>& known) {
-  const std::string meant = Closest(word, known);
+  const std::string meant = NearestWord(word, known);
   Note(*Find(key), key,
        Bilingual(TextId::kPlanUnknownWord,
                  {word, meant.empty() ? BilingualText() : Bilingual(TextId::kPlanWordMeant, {meant}), Joined(known)}));

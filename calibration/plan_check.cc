@@ -7,8 +7,8 @@
 #include <set>
 #include <utility>
 
+#include "base/nearest_word.h"
 #include "calibration/instruments.h"
-#include "calibration/json_document.h"
 #include "calibration/json_reader.h"
 #include "calibration/plan_sensor.h"
 #include "calibration/planned_instrument.h"
@@ -89,7 +89,7 @@ void PlanChecker::CheckChannel(const ChannelRef& channel, const std::string& pat
     for (const PlannedInstrument& planned : plan_.instruments) names.push_back(planned.name);
     return Refuse(channel.line, path,
                   Bilingual(TextId::kPlanNoInstrumentNamed, {channel.instrument}) +
-                      DidYouMean(Closest(channel.instrument, names)));
+                      DidYouMean(NearestWord(channel.instrument, names)));
   }
   const auto found = instruments_.find(channel.instrument);
   if (found == instruments_.end()) return;  // already reported

@@ -6,6 +6,7 @@
 #include <map>
 #include <system_error>
 
+#include "base/nearest_word.h"
 #include "base/text.h"
 #include "drivers/catalogue.h"
 #include "platform/files.h"
@@ -97,9 +98,9 @@ std::unique_ptr<Instrument> CheckInstrument(const PlannedInstrument& planned, co
   if (!FindModel(planned.model)) {
     std::vector<std::string> models;
     for (const CatalogueEntry& entry : Catalogue()) models.emplace_back(entry.card->model_id);
-    problems.push_back({planned.line, path + ".model",
-                        Bilingual(TextId::kPlanNoModel, {planned.model}) + DidYouMean(Closest(planned.model, models)),
-                        false});
+    problems.push_back(
+        {planned.line, path + ".model",
+         Bilingual(TextId::kPlanNoModel, {planned.model}) + DidYouMean(NearestWord(planned.model, models)), false});
     return nullptr;
   }
   if (planned.port.empty() && planned.host.empty() && planned.config_file.empty()) {
