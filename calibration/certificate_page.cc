@@ -77,6 +77,8 @@ class Page {
   void AddConditions(const CertificateMeasurement& measurement);
   void AddTable(const CertificateTable& table);
   void AddColumns(const CertificateTable& table, std::vector<std::pair<Cell, std::vector<Cell>>>& columns) const;
+  void AddColumns(const CertificateQuantity& quantity, std::size_t rows,
+                  std::vector<std::pair<Cell, std::vector<Cell>>>& columns) const;
   void AddStatements();
   void AddFooter(const std::string& sha256);
   std::string Identifications(const std::vector<CertificateIdentification>& list) const;
@@ -251,36 +253,38 @@ std::size_t RowsOf(const CertificateTable& table) {
 
 void Page::AddColumns(const CertificateTable& table, std::vector<Column>& columns) const {
   const std::size_t rows = RowsOf(table);
-  const auto numbers = [this](const std::vector<std::string>& list) {
-    std::vector<std::string> texts;
-    for (const std::string& number : list) texts.push_back(Number(number));
-    return texts;
-  };
   std::vector<std::string> times = table.date_times;
   for (std::string& time : times) std::replace(time.begin(), time.end(), 'T', ' ');
   AddListColumn(columns, Localized(TextId::kTime), times, CellKind::kOneLine, rows);
-  for (const CertificateQuantity& quantity : table.quantities) {
-    for (const CertificateStatement& statement : quantity.meta_data) {
-      if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
-      for (const NumberList& list : statement.quantities.front().values) {
-        AddListColumn(columns, Text(statement.declaration) + " (" + ReadableUnit(list.unit) + ")",
-                      numbers(list.numbers), CellKind::kNumber, rows);
-      }
-    }
-    for (const NumberList& list : quantity.values) {
-      const std::string unit = " (" + ReadableUnit(list.unit) + ")";
-      AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), CellKind::kNumber, rows);
-      if (!list.uncertainty) continue;
-      AddListColumn(columns, Localized(TextId::kPageUncertainty) + unit, numbers(list.uncertainty->expanded),
+  for (const CertificateQuantity& quantity : table.quantities) AddColumns(quantity, rows, columns);
+}
+
+void Page::AddColumns(const CertificateQuantity& quantity, std::size_t rows, std::vector<Column>& columns) const {
+  const auto numbers = [this](const std::vector<std::string>& list) {
+    std::vector<std::string> texts(list.size());
+    std::ranges::transform(list, texts.begin(), [this](const std::string& number) { return Number(number); });
+    return texts;
+  };
+  for (const CertificateStatement& statement : quantity.meta_data) {
+    if (!statement.Has("basic_calibrationValue") || statement.quantities.empty()) continue;
+    for (const NumberList& list : statement.quantities.front().values) {
+      AddListColumn(columns, Text(statement.declaration) + " (" + ReadableUnit(list.unit) + ")", numbers(list.numbers),
                     CellKind::kNumber, rows);
-      AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), CellKind::kNumber, rows);
     }
-    for (const CertificateStatement& statement : quantity.meta_data) {
-      if (statement.conformity.empty()) continue;
-      std::vector<std::string> texts;
-      for (const std::string& name : statement.conformity) texts.push_back(LocalizedConformity(name, language_));
-      AddListColumn(columns, Text(statement.name), texts, CellKind::kOneLine, rows);
-    }
+  }
+  for (const NumberList& list : quantity.values) {
+    const std::string unit = " (" + ReadableUnit(list.unit) + ")";
+    AddListColumn(columns, Text(quantity.name) + unit, numbers(list.numbers), CellKind::kNumber, rows);
+    if (!list.uncertainty) continue;
+    AddListColumn(columns, Localized(TextId::kPageUncertainty) + unit, numbers(list.uncertainty->expanded),
+                  CellKind::kNumber, rows);
+    AddListColumn(columns, "k", numbers(list.uncertainty->coverage_factor), CellKind::kNumber, rows);
+  }
+  for (const CertificateStatement& statement : quantity.meta_data) {
+    if (statement.conformity.empty()) continue;
+    std::vector<std::string> texts;
+    for (const std::string& name : statement.conformity) texts.push_back(LocalizedConformity(name, language_));
+    AddListColumn(columns, Text(statement.name), texts, CellKind::kOneLine, rows);
   }
 }
 

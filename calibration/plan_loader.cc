@@ -241,8 +241,9 @@ class PointList {
     if (count < 0) return spec.Note(Bilingual(TextId::kPlanStepAway));
     if (count > static_cast<double>(kMaxPoints)) return spec.Note(TooManyPoints());
     constexpr double kRounding = 1e-6;  // as a share of a step
-    for (double k = 0; k <= count + kRounding; ++k) {
-      point.value = from + k * step;
+    const auto steps = static_cast<std::size_t>(count + kRounding);
+    for (std::size_t k = 0; k <= steps; ++k) {
+      point.value = from + static_cast<double>(k) * step;
       Add(point);
     }
   }

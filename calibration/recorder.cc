@@ -1,5 +1,6 @@
 #include "calibration/recorder.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ulix::calibration {
@@ -10,11 +11,11 @@ constexpr char kResume[] = "resume";
 
 // Whether two entries agree in everything except their place in the journal.
 bool Agree(const Json& written, const Json& done) {
-  for (const auto& [key, value] : done.items()) {
-    const auto found = written.find(key);
-    if (found == written.end() || *found != value) return false;
-  }
-  return true;
+  const auto items = done.items();
+  return std::all_of(items.begin(), items.end(), [&](const auto& item) {
+    const auto found = written.find(item.key());
+    return found != written.end() && *found == item.value();
+  });
 }
 
 JournalFailed FailedAt(const Json& entry, TextId why) {

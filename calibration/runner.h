@@ -92,7 +92,7 @@ class Runner {
   void Read(const std::vector<std::size_t>& order, Purpose purpose);
   void Take(const Json& entry, Purpose purpose);
   BilingualText RoleOf(const Slot& slot) const;
-  std::string PlaceOf(const Slot& slot) const { return slot.ref.instrument + "/" + slot.ref.channel; }
+  static std::string PlaceOf(const Slot& slot) { return slot.ref.instrument + "/" + slot.ref.channel; }
   std::optional<double> Converted(const Slot& slot, double raw, const std::string& unit, std::string& why) const;
   void CheckUnit(const Slot& slot, const std::string& unit);
   void CheckLost(Slot& slot, const Json& entry);

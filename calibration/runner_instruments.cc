@@ -171,7 +171,7 @@ BilingualText Runner::LeaveSafe() {
   };
   const Json entry = recorder_.Do("safe", 1, act).at(0);
   if (!entry.contains("failed")) return {};
-  const BilingualText refusal = Bilingual(TextId::kRunSafeRefused, {TextIn(entry, "failed")});
+  BilingualText refusal = Bilingual(TextId::kRunSafeRefused, {TextIn(entry, "failed")});
   Message(refusal);
   return refusal;
 }

@@ -328,7 +328,7 @@ BenchDevice::Judged BenchDevice::Judge(Channel& channel, const ChannelArrays& ar
     channel.stamp = arrays.times[k];
     channel.stamped_at = now;
   }
-  const double value = static_cast<double>(arrays.values[k]);
+  const auto value = static_cast<double>(arrays.values[k]);
   const bool is_number = arrays.doubts[k] != Doubt::kNoNumber && std::isfinite(value);
   if (Failed(arrays.errors[k]) || !is_number) return {{}, Quality::kBad};
   const auto old = milliseconds(static_cast<std::int64_t>(kStalePeriods * channel.period_ms)) + kStaleSlack;

@@ -75,7 +75,7 @@ class FleetView {
 
   // Takes a message. True if the bench must be asked for its births, because a message is missing or its birth was not
   // received.
-  bool Received(std::string_view topic, std::string_view payload);
+  bool Received(std::string_view text, std::string_view bytes);
   // The connection to the broker is lost: all channels become stale.
   void Disconnected();
 

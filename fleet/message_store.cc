@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kSegments = 16;  // into which the maximum size is divided
-constexpr std::uint64_t kMaxSegment = 1024 * 1024;
+constexpr std::uint64_t kMaxSegment = std::uint64_t{1} << 20U;
 constexpr std::size_t kHeader = 8;  // length and checksum, little-endian
 constexpr std::string_view kExtension = ".messages";
 

@@ -21,7 +21,7 @@ namespace ulix::fleet {
 // One program and one thread at a time may use a store.
 class MessageStore {
  public:
-  static constexpr std::uint64_t kMinBytes = 64 * 1024;
+  static constexpr std::uint64_t kMinBytes = std::uint64_t{64} << 10U;
 
   // Opens a store, and makes the folder if it is missing. The error is a sentence. `max_bytes` must be at least
   // kMinBytes.

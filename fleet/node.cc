@@ -14,10 +14,10 @@ using calibration::BilingualText;
 
 constexpr char kBdSeq[] = "bdSeq";
 constexpr char kRebirth[] = "Node Control/Rebirth";
-constexpr std::size_t kMaxUnconfirmedBytes = 4 * 1024 * 1024;
-constexpr std::size_t kHistoryBatch = 256 * 1024;  // bytes between two confirmations
-constexpr std::size_t kMaxCommands = 100;          // commands accepted in one message
-constexpr std::size_t kMaxCommandBytes = 64 * 1024;
+constexpr std::size_t kMaxUnconfirmedBytes = std::size_t{4} << 20U;
+constexpr std::size_t kHistoryBatch = std::size_t{256} << 10U;  // bytes between two confirmations
+constexpr std::size_t kMaxCommands = 100;                       // commands accepted in one message
+constexpr std::size_t kMaxCommandBytes = std::size_t{64} << 10U;
 constexpr std::size_t kMetricBytes = 150;  // approximate size in memory
 
 Metric BdSeqMetric(std::uint8_t bd_seq) {

@@ -61,18 +61,18 @@ class Node final : public BrokerClient {
 
   // Reserves an id for one instrument of the bench, until the end of the program or until that instrument claims
   // another id. Returns the instrument that has the id: `instrument`, or an earlier one.
-  std::string ClaimDevice(const std::string& device, const std::string& instrument);
+  std::string ClaimDevice(const std::string& name, const std::string& instrument);
   // Publishes the birth of a device. `metrics` are all metrics that the device can ever send, with their values. A
   // device that is alive is born again.
-  void DeviceBorn(const std::string& device, std::vector<Metric> metrics);
-  void DeviceDied(const std::string& device);
+  void DeviceBorn(const std::string& name, std::vector<Metric> metrics);
+  void DeviceDied(const std::string& name);
   // Publishes changed metrics. Metrics that are not in the birth are ignored.
-  void DeviceData(const std::string& device, const std::vector<Metric>& metrics);
+  void DeviceData(const std::string& name, const std::vector<Metric>& metrics);
 
   void HandleCommandsWith(CommandHandler handler);
   // Takes commands. Retained ones are ignored, because a command is meant for the present moment. Refusals are logged,
   // one line for each message and at most kMaxRefusals lines in kRefusalInterval.
-  void Received(const std::string& topic, std::string_view payload, bool retained) override;
+  void Received(const std::string& text, std::string_view bytes, bool retained) override;
   void Confirmed() override;
   // Sends historical data and asks for confirmations. kStuck when the broker has confirmed nothing for kMaxUnconfirmed,
   // because the connection is then dead.
@@ -108,7 +108,7 @@ class Node final : public BrokerClient {
   void SendMirror(const std::string& name, const std::vector<Metric>& metrics);
   void Keep(const std::string& name, Payload payload);
   void KeepUnconfirmed();
-  std::vector<Metric> Remember(Device& device, const std::vector<Metric>& metrics);
+  static std::vector<Metric> Remember(Device& device, const std::vector<Metric>& metrics);
   void SendHistory();
   bool SendHistoryOf(const std::string& name, Device& device, std::size_t* bytes);
   void AskForConfirmation(SteadyTime now);

@@ -124,7 +124,7 @@ std::string StoreFolderOf(const PublishConfig& config) {
   return (base / NodeNameOf(config)).string();
 }
 
-calibration::Result<std::unique_ptr<Publisher>> Publisher::Make(const PublishConfig& config, Log log) {
+calibration::Result<std::unique_ptr<Publisher>> Publisher::Make(const PublishConfig& config, const Log& log) {
   const auto password = ReadPassword(config.broker, config.folder);
   if (!password) return tl::unexpected(password.error());
   const fs::path folder = platform::PathOf(StoreFolderOf(config));

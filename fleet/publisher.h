@@ -19,7 +19,7 @@ class Publisher {
  public:
   // Opens the store and reads the password. The error is a sentence, for example that another publisher has the store
   // or that a file cannot be used.
-  static calibration::Result<std::unique_ptr<Publisher>> Make(const PublishConfig& config, Log log);
+  static calibration::Result<std::unique_ptr<Publisher>> Make(const PublishConfig& config, const Log& log);
   ~Publisher() { Stop(); }
   Publisher(const Publisher&) = delete;
   Publisher& operator=(const Publisher&) = delete;

@@ -86,7 +86,7 @@ class Rfc2217Endpoint final : public platform::ByteEndpoint, private telnet::Lis
   const std::string& address() const override { return stream_->address(); }
   platform::EndpointClient client() const override { return stream_->client(); }
   void DropClient() override { stream_->DropClient(); }
-  void SetRefusal(platform::EndpointRefusal refusal) override { stream_->SetRefusal(std::move(refusal)); }
+  void SetRefusal(const platform::EndpointRefusal& refusal) override { stream_->SetRefusal(refusal); }
   void WakeOn(platform::InputHandle handle) override { stream_->WakeOn(handle); }
 
   std::size_t Read(std::span<char> bytes, std::chrono::milliseconds wait) override {

@@ -49,7 +49,7 @@ class ByteEndpoint {
   // Closes the connection of that client.
   virtual void DropClient() {}
   // Replaces the texts for clients that are not served. At first both texts are empty.
-  virtual void SetRefusal(EndpointRefusal) {}
+  virtual void SetRefusal(const EndpointRefusal&) {}
   // From now on a Read also ends, and returns 0, when this handle has input. kNoInput ends that.
   virtual void WakeOn(InputHandle) {}
 };

@@ -37,7 +37,7 @@ class Reader {
   void Fail(const xmlNode& node, TextId text, const std::string& value);
 
   static MultilingualText Text(const xmlNode* node);
-  MultilingualText TextIn(const xmlNode& parent, std::string_view name) const { return Text(ChildOf(&parent, name)); }
+  static MultilingualText TextIn(const xmlNode& parent, std::string_view name) { return Text(ChildOf(&parent, name)); }
   static std::vector<std::string> Texts(const xmlNode& parent, std::string_view name);
   CertificateContact Contact(const xmlNode* node) const;
   std::vector<CertificateIdentification> Identifications(const xmlNode& parent) const;

@@ -109,7 +109,7 @@ class TcpEndpoint final : public ByteEndpoint {
   const std::string& address() const override { return address_; }
   EndpointClient client() const override { return client_.valid() ? who_ : EndpointClient{}; }
   void DropClient() override { client_ = FileDescriptor(); }
-  void SetRefusal(EndpointRefusal refusal) override { refusal_ = std::move(refusal); }
+  void SetRefusal(const EndpointRefusal& refusal) override { refusal_ = refusal; }
   void WakeOn(InputHandle handle) override { other_input_ = static_cast<int>(handle); }
 
   std::size_t Read(std::span<char> bytes, milliseconds wait) override {

@@ -48,7 +48,7 @@ class TcpEndpoint final : public ByteEndpoint {
   const std::string& address() const override { return address_; }
   EndpointClient client() const override { return client_.valid() ? who_ : EndpointClient{}; }
   void DropClient() override { client_ = SocketHandle(); }
-  void SetRefusal(EndpointRefusal refusal) override { refusal_ = std::move(refusal); }
+  void SetRefusal(const EndpointRefusal& refusal) override { refusal_ = refusal; }
   void WakeOn(InputHandle handle) override { other_input_ = handle; }
 
   std::size_t Read(std::span<char> bytes, milliseconds wait) override {

@@ -61,7 +61,7 @@ class Report {
   void AddHead();
   void AddFacts();
   std::string AmbientText() const;
-  std::string AddressText(const AddressPlan& address) const;
+  static std::string AddressText(const AddressPlan& address);
   void AddUnit(const EvaluatedUnit& unit);
   void AddPhase(const EvaluatedUnit& unit, std::size_t phase);
   void AddComparison(const EvaluatedUnit& unit);
@@ -93,7 +93,7 @@ void Report::AddHead() {
   if (!findings_.problem.empty()) AddNote(Text(TextId::kReportNotCorrected, {findings_.problem}));
 }
 
-std::string Report::AddressText(const AddressPlan& address) const {
+std::string Report::AddressText(const AddressPlan& address) {
   return Joined({address.name, Joined({address.street_number, address.street}, " "),
                  Joined({address.post_code, address.city}, " "), address.country},
                 ", ");

@@ -247,8 +247,7 @@ RunEnd CarryOut(const Plan& plan, const CalibrationOptions& options, const std::
       return AskYesOrNo(Shown(TextId::kRunAdjustNow, language));
     };
   }
-  const RunEnd end =
-      calibration::RunCalibration(plan, folder, options.resume ? RunMode::kResume : RunMode::kNew, services);
+  RunEnd end = calibration::RunCalibration(plan, folder, options.resume ? RunMode::kResume : RunMode::kNew, services);
   view->Finish();
   return end;
 }

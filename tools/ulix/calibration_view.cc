@@ -146,7 +146,7 @@ class LineView final : public CalibrationView {
 
  private:
   // A closed output does not end the calibration, so errors are ignored.
-  void Print(const std::string& text) { std::cout << ClockText(seconds_) << "  " << text << std::endl; }
+  void Print(const std::string& text) const { std::cout << ClockText(seconds_) << "  " << text << std::endl; }
 
   const Plan& plan_;
   const Language language_;

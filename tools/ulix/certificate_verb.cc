@@ -122,6 +122,7 @@ void PrintTable(const calibration::CertificateTable& certificate_table, const st
   Table table(heads);
   for (std::size_t r = 0; r < rows; ++r) {
     std::vector<std::string> row;
+    row.reserve(columns.size());
     for (const auto* column : columns)
       row.push_back(shown(column->size() == 1 ? column->front() : r < column->size() ? (*column)[r] : ""));
     table.Add(row);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <iterator>
 #include <memory>
 
 #include "forms/instrument_forms.h"
@@ -175,8 +176,8 @@ int Config(const ConfigOptions& options) {
 Action DefineConfig(CLI::App& verb) {
   const auto options = std::make_shared<ConfigOptions>();
   AddModel(verb, options->connection);
-  std::vector<std::string> words;
-  for (const ConfigAction& row : kActions) words.emplace_back(row.word);
+  std::vector<std::string> words(std::size(kActions));
+  std::ranges::transform(kActions, words.begin(), &ConfigAction::word);
   verb.add_option("ACTION", options->action, Shown(TextId::kHelpConfigAction))
       ->required()
       ->type_name("show|edit|send|read")

@@ -36,7 +36,7 @@ std::string Joined(const Rows& rows, const char* between, Name&& name) {
 }
 
 // Adds an option whose value is one of `choices`. `take` gets the position of the choice.
-CLI::Option* AddChoice(CLI::App& verb, const std::string& name, std::vector<std::string> choices,
+CLI::Option* AddChoice(CLI::App& verb, const std::string& name, const std::vector<std::string>& choices,
                        const std::string& help, const std::function<void(std::size_t)>& take) {
   const std::string allowed = Joined(choices, "|", [](const std::string& choice) { return choice; });
   const auto handle = [=](const std::string& text) {
@@ -64,7 +64,7 @@ std::unique_ptr<SimulatedLine> LineFor(const ConnectionOptions& options) {
 
 // The trace that the options ask for: exchanges are shown, recorded, both or neither.
 LinkTrace TraceOf(const ConnectionOptions& options) {
-  const LinkTrace shown = options.trace ? TraceToStandardError() : LinkTrace();
+  LinkTrace shown = options.trace ? TraceToStandardError() : LinkTrace();
   if (options.record_file.empty()) return shown;
   CheckMayReplace("--record", options.record_file, options.force);
   const LinkTrace kept = TraceToFile(options.record_file, options.model);
@@ -411,7 +411,7 @@ void Session::ReadSettings() {
 
 bool Session::IsKnown(const SettingRow& row) {
   if (instrument_.card().settings_home == SettingsHome::kHost) return true;
-  if (settings_source_ == SettingsSource::kOptions) return named_settings_.count(row.key) != 0;
+  if (settings_source_ == SettingsSource::kOptions) return named_settings_.contains(row.key);
   return settings_source_ != SettingsSource::kDefaults;
 }
 

@@ -75,7 +75,7 @@ BlockRow FindBlock(Session& session, const std::string& text) {
   const std::string name = number ? std::string() : text.substr(kByName.size());
   std::string there;
   for (const std::uint32_t id : BlockIds(session)) {
-    const BlockRow row = BlockStatus(session, static_cast<std::int32_t>(id));
+    BlockRow row = BlockStatus(session, static_cast<std::int32_t>(id));
     if (number ? row.id == *number : EqualIgnoringCase(row.name, name)) return row;
     there += (there.empty() ? "" : ", ") + std::to_string(row.id) + " name:" + row.name;
   }

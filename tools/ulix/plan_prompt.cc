@@ -117,7 +117,7 @@ class PlanPrompt {
     std::string instrument, model;
   };
   Place AskInstrument(const std::string& role);
-  std::string AskChannel(const Place& place, bool written);
+  static std::string AskChannel(const Place& place, bool written);
   void AddSensor(Json& to, const Place& place);
   void AskSource();
   void AskReference();

@@ -91,7 +91,7 @@ void AddSettings(ReportFacts& facts, const CsvMeasurement& measurement, Language
   }
   if (noted.empty()) return;
   const bool all = measurement.Note(kOtherSettingsNote).empty();
-  AddSettings(facts, settings, language, [&](const SettingRow& row) { return all || noted.count(row.key) != 0; });
+  AddSettings(facts, settings, language, [&](const SettingRow& row) { return all || noted.contains(row.key); });
 }
 
 }  // namespace

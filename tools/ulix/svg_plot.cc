@@ -411,9 +411,10 @@ std::vector<EndName> EndNamesOf(const Plot& plot, const Panel& panel) {
     free_from = name.y + kNameStep;
   }
   double free_to = panel.y.from;
-  for (auto name = names.rbegin(); name != names.rend(); ++name) {
-    name->y = std::min(name->y, free_to);
-    free_to = name->y - kNameStep;
+  for (std::size_t k = names.size(); k-- > 0;) {
+    EndName& name = names[k];
+    name.y = std::min(name.y, free_to);
+    free_to = name.y - kNameStep;
   }
   return names;
 }
