@@ -39,13 +39,13 @@ class Reader {
   static MultilingualText Text(const xmlNode* node);
   static MultilingualText TextIn(const xmlNode& parent, std::string_view name) { return Text(ChildOf(&parent, name)); }
   static std::vector<std::string> Texts(const xmlNode& parent, std::string_view name);
-  CertificateContact Contact(const xmlNode* node) const;
-  std::vector<CertificateIdentification> Identifications(const xmlNode& parent) const;
-  std::vector<CertificateSoftware> Software(const xmlNode* list) const;
-  CertificateItem Item(const xmlNode& node) const;
-  DocumentDigest Digest(const xmlNode& node) const;
+  static CertificateContact Contact(const xmlNode* node);
+  static std::vector<CertificateIdentification> Identifications(const xmlNode& parent);
+  static std::vector<CertificateSoftware> Software(const xmlNode* list);
+  static CertificateItem Item(const xmlNode& node);
+  static DocumentDigest Digest(const xmlNode& node);
 
-  void ReadCoreData(const xmlNode* core, Certificate& certificate) const;
+  static void ReadCoreData(const xmlNode* core, Certificate& certificate);
   void ReadAdministrativeData(const xmlNode* data, Certificate& certificate);
   CertificateStatement Statement(const xmlNode& node);
   std::vector<CertificateStatement> Statements(const xmlNode* list, std::string_view name);
@@ -92,7 +92,7 @@ std::vector<std::string> Reader::Texts(const xmlNode& parent, std::string_view n
   return texts;
 }
 
-CertificateContact Reader::Contact(const xmlNode* node) const {
+CertificateContact Reader::Contact(const xmlNode* node) {
   if (node == nullptr) return {};
   const xmlNode* const location = ChildOf(node, "location");
   CertificateContact contact{.name = TextIn(*node, "name"),
@@ -109,7 +109,7 @@ CertificateContact Reader::Contact(const xmlNode* node) const {
   return contact;
 }
 
-std::vector<CertificateIdentification> Reader::Identifications(const xmlNode& parent) const {
+std::vector<CertificateIdentification> Reader::Identifications(const xmlNode& parent) {
   std::vector<CertificateIdentification> found;
   ForEachChild(ChildOf(&parent, "identifications"), "identification", [&](const xmlNode& node) {
     found.push_back({TextOfChild(&node, "issuer"), TextOfChild(&node, "value"), TextIn(node, "name")});
@@ -117,7 +117,7 @@ std::vector<CertificateIdentification> Reader::Identifications(const xmlNode& pa
   return found;
 }
 
-std::vector<CertificateSoftware> Reader::Software(const xmlNode* list) const {
+std::vector<CertificateSoftware> Reader::Software(const xmlNode* list) {
   std::vector<CertificateSoftware> found;
   ForEachChild(list, "software", [&](const xmlNode& node) {
     found.push_back({TextIn(node, "name"), TextOfChild(&node, "release"), TextOfChild(&node, "type")});
@@ -125,7 +125,7 @@ std::vector<CertificateSoftware> Reader::Software(const xmlNode* list) const {
   return found;
 }
 
-CertificateItem Reader::Item(const xmlNode& node) const {
+CertificateItem Reader::Item(const xmlNode& node) {
   CertificateItem item{.name = TextIn(node, "name"),
                        .description = TextIn(node, "description"),
                        .model = TextOfChild(&node, "model"),
@@ -135,12 +135,12 @@ CertificateItem Reader::Item(const xmlNode& node) const {
   return item;
 }
 
-DocumentDigest Reader::Digest(const xmlNode& node) const {
+DocumentDigest Reader::Digest(const xmlNode& node) {
   return {TextIn(node, "referral"), TextOfChild(&node, "referralID"), TextOfChild(&node, "procedure"),
           TextOfChild(&node, "value")};
 }
 
-void Reader::ReadCoreData(const xmlNode* core, Certificate& certificate) const {
+void Reader::ReadCoreData(const xmlNode* core, Certificate& certificate) {
   if (core == nullptr) return;
   certificate.country = TextOfChild(core, "countryCodeISO3166_1");
   certificate.languages = Texts(*core, "usedLangCodeISO639_1");

@@ -61,7 +61,7 @@ constexpr std::array kParserMessages = {
 
 // The parser's message in the language of the program. Messages of validators are already in that language.
 std::string Explained(const CLI::ParseError& error) {
-  const std::string what = error.what();
+  std::string what = error.what();
   if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr) return what;
   for (const auto& [infix, text] : kParserMessages) {
     const std::size_t at = what.find(infix);
