@@ -46,7 +46,7 @@ enum class IoOutcome {
   kComplete,
   kNoFirstByte,    // the time ran out before the first byte
   kStoppedMidway,  // the time ran out after some of the bytes
-  kDamaged,        // a byte arrived with a parity or framing error; not reported on Windows
+  kDamaged,        // a byte arrived with a parity or framing error
   kLinkLost,       // the system call failed: the device is gone or refuses
   kCancelled,      // Interrupt ended the wait
 };

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/port_binding.h"
 #include "platform/port_list.h"
@@ -36,6 +37,7 @@ void SetCharacterFormat(DCB& state, const LineSettings& line) {
   state.Parity = kParities[static_cast<std::size_t>(line.parity)];
   state.fParity = line.parity != Parity::kNone;
   state.fBinary = TRUE;
+  state.fAbortOnError = FALSE;  // a damaged byte must not end all transfers
 }
 
 void SetFlowControl(DCB& state, FlowControl flow) {
@@ -66,6 +68,8 @@ IoResult ResultOf(BOOL succeeded, DWORD count, std::size_t wanted) {
   if (count == wanted) return {IoOutcome::kComplete, count, 0};
   return {count == 0 ? IoOutcome::kNoFirstByte : IoOutcome::kStoppedMidway, count, 0};
 }
+
+constexpr IoResult kDamagedBytes{IoOutcome::kDamaged, 0, ERROR_CRC};
 
 class CommPort final : public SerialPort {
  public:
@@ -104,8 +108,10 @@ class CommPort final : public SerialPort {
       const BOOL succeeded = ReadFile(port_.get(), rest.data(), static_cast<DWORD>(rest.size()), &count, nullptr);
       filled += count;
       const bool over = limited_ && slice >= slices_;
-      if (!succeeded || filled == bytes.size() || over)
-        return ResultOf(succeeded, static_cast<DWORD>(filled), bytes.size());
+      if (!succeeded || filled == bytes.size() || over) {
+        const IoResult result = ResultOf(succeeded, static_cast<DWORD>(filled), bytes.size());
+        return succeeded && filled > 0 && TakeDamage() ? kDamagedBytes : result;
+      }
       if (interrupted_) return {IoOutcome::kCancelled, filled, 0};
     }
   }
@@ -120,17 +126,14 @@ class CommPort final : public SerialPort {
     const DWORD input_actions = input ? PURGE_RXABORT | PURGE_RXCLEAR : 0;
     const DWORD output_actions = output ? PURGE_TXABORT | PURGE_TXCLEAR : 0;
     PurgeComm(port_.get(), input_actions | output_actions);
+    if (input) TakeDamage();
   }
 
-  void ClearError() override {
-    DWORD errors = 0;
-    ClearCommError(port_.get(), &errors, nullptr);
-  }
+  void ClearError() override { TakeDamage(); }
 
   bool IsPresent() override {
-    DWORD errors = 0;
     COMSTAT state{};
-    return ClearCommError(port_.get(), &errors, &state);
+    return AskState(state);
   }
 
   void Interrupt(bool on) override { interrupted_ = on; }
@@ -138,14 +141,13 @@ class CommPort final : public SerialPort {
   InputHandle input_handle() const override { return reinterpret_cast<InputHandle>(port_.get()); }
 
   IoResult ReadAvailable(std::span<char> bytes) override {
-    DWORD errors = 0;
     COMSTAT state{};
-    if (!ClearCommError(port_.get(), &errors, &state)) return {IoOutcome::kLinkLost, 0, GetLastError()};
+    if (!AskState(state)) return {IoOutcome::kLinkLost, 0, GetLastError()};
     const DWORD wanted = std::min(state.cbInQue, static_cast<DWORD>(bytes.size()));
     DWORD count = 0;
-    if (wanted == 0 || ReadFile(port_.get(), bytes.data(), wanted, &count, nullptr))
-      return {IoOutcome::kComplete, count, 0};
-    return {IoOutcome::kLinkLost, count, GetLastError()};
+    if (wanted > 0 && !ReadFile(port_.get(), bytes.data(), wanted, &count, nullptr))
+      return {IoOutcome::kLinkLost, count, GetLastError()};
+    return count > 0 && TakeDamage() ? kDamagedBytes : IoResult{IoOutcome::kComplete, count, 0};
   }
 
   bool SetSignal(LineSignal signal, bool on) override {
@@ -164,7 +166,22 @@ class CommPort final : public SerialPort {
   }
 
  private:
+  // Each question clears the errors in the system, so they are kept here.
+  bool AskState(COMSTAT& state) {
+    DWORD errors = 0;
+    const bool answered = ClearCommError(port_.get(), &errors, &state);
+    damaged_ |= (errors & (CE_RXPARITY | CE_FRAME)) != 0;
+    return answered;
+  }
+  // Whether a byte arrived with a parity or framing error since the last call.
+  bool TakeDamage() {
+    COMSTAT state{};
+    AskState(state);
+    return std::exchange(damaged_, false);
+  }
+
   Handle port_;
+  bool damaged_ = false;
   bool limited_ = false;      // whether a read has a time limit
   std::uint32_t slices_ = 1;  // slices of that time
   std::atomic<bool> interrupted_ = false;
