@@ -169,7 +169,7 @@ class InBrowser(LiveTest):
         browser = self.browse(address)
         self.wait_for(browser, "recent.length > 3")
         self.assertEqual(browser.value("el('link').textContent"), "live")
-        self.assertGreater(browser.value("el('series').rows.length"), 0)
+        self.wait_for(browser, "el('series').rows.length > 0")  # drawn with the next picture
         program.send_signal(signal.SIGINT)
         self.wait_for(browser, "document.body.className === 'ended'")
         self.scan(address.split(":")[1])
