@@ -69,7 +69,7 @@ class Hosts(Server):
         print(re.search(r"\d+ tests? from \d+ test suites? ran.*", printed)[0])
 
     def cpp_example(self):
-        self.assertEqual(self.run_on(self.kelvo10(), self.built["example"]).count("IN: 12.345"), 3)
+        self.assertGreaterEqual(self.run_on(self.kelvo10(), self.built["example"]).count("IN: 12.345"), 3)
 
     def cpp_example_on_mapped_ports(self):
         """The instrument is behind a serial port server; the host uses a port number as for a serial port."""
@@ -78,7 +78,7 @@ class Hosts(Server):
                 unit = self.kelvo10()
                 url = server(self, unit.device)
                 printed = self.succeed(self.built["example"], str(MAPPED_PORT), env=mapped(url))
-                self.assertEqual(printed.count("IN: 12.345"), 3, printed)
+                self.assertGreaterEqual(printed.count("IN: 12.345"), 3, printed)
                 self.assertIn("*IDN?\n", unit.wire().decode())
 
     def in_environment(self, url):
