@@ -169,7 +169,7 @@ void LineServer::LoseLine() {
   port_.reset();
   to_line_.clear();
   endpoint_->WakeOn(platform::kNoInput);
-  SetRefusal(options_.lost_words);
+  SetRefusal(options_.lost_refusal);
   endpoint_->DropClient();
   options_.tell(LineEvent::kLineLost, bound_->location());
   NoteClient();
@@ -184,7 +184,7 @@ void LineServer::ReopenLine() {
 }
 
 void LineServer::SetRefusal(const std::string& to_all) {
-  endpoint_->SetRefusal({.busy = options_.busy_words, .closed = to_all});
+  endpoint_->SetRefusal({.busy = options_.busy_refusal, .closed = to_all});
 }
 
 // Some drivers and all pseudo terminals discard bytes that have not left when the port is closed or configured.

@@ -36,8 +36,8 @@ class LineServer {
     std::function<void(LineEvent event, const std::string& who)> tell = [](LineEvent, const std::string&) {};
     // The text for a client that is refused: because another client has the line (its address replaces '%'), and
     // because the device is gone.
-    std::string busy_words;
-    std::string lost_words;
+    std::string busy_refusal;
+    std::string lost_refusal;
   };
   LineServer(std::shared_ptr<platform::BoundPort> port, Options options);
   ~LineServer();

@@ -111,8 +111,8 @@ int Serve(const ServeOptions& options) {
   const platform::LineSettings settings = LineSettingsOf(WithLineSettings(SerialParams(), options.connection));
   LineServer server(found.port, {.settings = settings,
                                  .tell = SayEvent,
-                                 .busy_words = Shown(TextId::kLineIsBusy, {std::string(1, kAddressPlace)}),
-                                 .lost_words = Shown(TextId::kLineIsLost, {found.port->location()})});
+                                 .busy_refusal = Shown(TextId::kLineIsBusy, {std::string(1, kAddressPlace)}),
+                                 .lost_refusal = Shown(TextId::kLineIsLost, {found.port->location()})});
   const std::atomic<bool>& interrupted = CatchInterrupts();
   if (const auto failure = server.Open(); failure.cause != platform::OpenFailureCause::kNone) {
     FailToOpen(options.port, failure);
