@@ -4,6 +4,7 @@
 #include <deque>
 #include <utility>
 
+#include "tools/ulix/output.h"
 #include "tools/ulix/texts.h"
 
 namespace ulix::cli {

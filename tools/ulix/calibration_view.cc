@@ -224,14 +224,6 @@ std::vector<std::string> WatchLines(std::span<const WatchedChannel> channels, st
   return lines;
 }
 
-std::string ClockText(double seconds) {
-  constexpr long kDay = 86400, kHour = 3600, kMinute = 60;
-  const long whole = std::lround(std::max(seconds, 0.0));
-  char text[40];
-  std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole % kDay / kHour, whole % kHour / kMinute, whole % kMinute);
-  return whole < kDay ? text : std::to_string(whole / kDay) + " d " + text;
-}
-
 std::string PhaseText(Phase phase, Language language) {
   return Shown(phase == Phase::kAsLeft ? TextId::kPhaseAsLeft : TextId::kPhaseAsFound, language);
 }

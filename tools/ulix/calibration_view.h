@@ -49,9 +49,6 @@ std::string TakenText(const calibration::Plan& plan, const calibration::PointSum
 // A spread or a drift with its limit, such as "0.012 / 0.02"; a dash without a limit.
 std::string RatioText(double value, double limit, Language language);
 
-// A duration such as "1:02:03", preceded by days if it is longer than a day.
-std::string ClockText(double seconds);
-
 std::string PhaseText(calibration::Phase phase, Language language);
 // A point with its unit and direction, such as "120 °C ↓".
 std::string PointText(const calibration::Plan& plan, double value, calibration::Direction direction, Language language);

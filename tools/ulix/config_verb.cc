@@ -143,7 +143,7 @@ void Save(Session& session, const std::string& path) {
 }
 
 struct ConfigAction {
-  const char* word;
+  const char* name;
   void (*act)(Session& session, const ConfigOptions& options);
 };
 constexpr std::array kActions = {ConfigAction{"show", Show}, ConfigAction{"edit", Edit}, ConfigAction{"send", Send},
@@ -163,7 +163,7 @@ int Config(const ConfigOptions& options) {
   CheckMayReplace("--save", options.save_file, options.connection.force || same);
   if (!options.save_file.empty()) CheckReplaceable(options.save_file);
   const auto action = std::find_if(kActions.begin(), kActions.end(),
-                                   [&](const ConfigAction& row) { return options.action == row.word; });
+                                   [&](const ConfigAction& row) { return options.action == row.name; });
   action->act(session, options);
   if (options.save_file.empty()) return 0;
   Save(session, options.save_file);
@@ -176,12 +176,12 @@ int Config(const ConfigOptions& options) {
 Action DefineConfig(CLI::App& verb) {
   const auto options = std::make_shared<ConfigOptions>();
   AddModel(verb, options->connection);
-  std::vector<std::string> words(std::size(kActions));
-  std::ranges::transform(kActions, words.begin(), &ConfigAction::word);
+  std::vector<std::string> names(std::size(kActions));
+  std::ranges::transform(kActions, names.begin(), &ConfigAction::name);
   verb.add_option("ACTION", options->action, Shown(TextId::kHelpConfigAction))
       ->required()
       ->type_name("show|edit|send|read")
-      ->check(OneOf(words));
+      ->check(OneOf(names));
   verb.add_option("--save", options->save_file, Shown(TextId::kHelpSave))->type_name("FILE");
   AddForce(verb, options->connection);
   AddConnection(verb, options->connection);

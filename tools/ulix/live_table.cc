@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 
 #include "base/numbers.h"
 #include "platform/clock.h"
@@ -77,17 +76,6 @@ class StatisticsColumns {
   std::array<std::size_t, 3> widths_{};
   std::size_t width_ = 0;
 };
-
-// "0:07", "1:02:03".
-std::string ClockText(double seconds) {
-  const auto whole = static_cast<long long>(std::max(seconds, 0.0));
-  std::array<char, 32> text{};
-  if (whole >= 3600)
-    std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
-  else
-    std::snprintf(text.data(), text.size(), "%lld:%02lld", whole / 60, whole % 60);
-  return text.data();
-}
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -97,6 +98,14 @@ std::string ShownTime(Date date, Language language) {
   std::string time = IsoTime(date);
   std::replace(time.begin(), time.end(), 'T', ' ');
   return InLanguage(std::move(time), language);
+}
+
+std::string ClockText(double seconds) {
+  constexpr long kDay = 86400, kHour = 3600, kMinute = 60;
+  const long whole = std::lround(std::max(seconds, 0.0));
+  char text[40];
+  std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole % kDay / kHour, whole % kHour / kMinute, whole % kMinute);
+  return whole < kDay ? text : std::to_string(whole / kDay) + " d " + text;
 }
 
 std::string ShownNumber(const std::string& number) { return OnTerminal() ? ToLocalDecimal(number, '.') : number; }

@@ -28,6 +28,8 @@ char DecimalSeparatorOf(Language language);
 std::string InLanguage(std::string number, Language language);
 // A time as "2026-01-31 10:11:12.345", with the decimal separator of a language.
 std::string ShownTime(Date date, Language language);
+// A duration such as "1:02:03", preceded by days if it is longer than a day.
+std::string ClockText(double seconds);
 
 // A number that has a point, with the user's own separator on a terminal.
 std::string ShownNumber(const std::string& number);

@@ -91,7 +91,7 @@ std::string Page::Duration() const {
   struct Pair {
     std::int64_t seconds;
     std::int64_t smaller;
-    TextId word;
+    TextId label;
   };
   constexpr std::array kPairs = {Pair{86400, 3600, TextId::kDays}, Pair{3600, 60, TextId::kHours},
                                  Pair{60, 1, TextId::kMinutes}};
@@ -99,7 +99,7 @@ std::string Page::Duration() const {
   const auto whole = static_cast<std::int64_t>(std::llround(seconds));
   for (const Pair& pair : kPairs) {
     if (whole < pair.seconds) continue;
-    return Shown(pair.word, language_,
+    return Shown(pair.label, language_,
                  {std::to_string(whole / pair.seconds), std::to_string(whole % pair.seconds / pair.smaller)});
   }
   return Shown(TextId::kSeconds, language_, {InLanguage(FormatFixed(seconds, 3), language_)});
@@ -144,9 +144,9 @@ Cell Page::Difference(std::optional<double> value) const {
 void Page::AddStatistics() {
   AddHeading(TextId::kStatistics);
   HtmlRow head{{Shown(TextId::kChannelLabel)}, {Shown(TextId::kUnit)}};
-  for (const TextId word : {TextId::kReadingCount, TextId::kFailedCount, TextId::kMinimum, TextId::kMaximum,
-                            TextId::kMean, TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
-    head.push_back({Text(word), Kind::kNumber});
+  for (const TextId label : {TextId::kReadingCount, TextId::kFailedCount, TextId::kMinimum, TextId::kMaximum,
+                             TextId::kMean, TextId::kDeviation, TextId::kFirst, TextId::kLast, TextId::kDrift}) {
+    head.push_back({Text(label), Kind::kNumber});
   }
   HtmlTable table(head);
   for (const auto& [channel, statistics, curve] : recording_.channels()) {
