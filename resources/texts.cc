@@ -1261,7 +1261,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
      {"Its Modbus address, on Ethernet or on a line", "Son adresse Modbus, sur Ethernet ou sur une ligne"}},
     {TextId::kHelpBaud, {"Bits per second", "Bits par seconde"}},
     {TextId::kHelpModel,
-     {"The instrument's model word; 'ulix models' lists them",
+     {"The instrument's model id; 'ulix models' lists them",
       "Le nom du modèle de l'instrument ; 'ulix models' les énumère"}},
     {TextId::kHelpOnlyModel, {"Ask this model only", "N'interroge que ce modèle"}},
     {TextId::kHelpLanguage,
@@ -1476,7 +1476,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
      {"Ids or names; every input channel that is on if none is given",
       "Numéros ou noms ; par défaut toutes les voies d'entrée en service"}},
     {TextId::kHelpReportModel,
-     {"The instrument's model word; 'ulix models' lists them; none with --from",
+     {"The instrument's model id; 'ulix models' lists them; none with --from",
       "Le nom du modèle de l'instrument ; 'ulix models' les énumère ; aucun avec --from"}},
     {TextId::kHelpReportFile,
      {"The page, an HTML file that needs nothing else", "La page, un fichier HTML qui se suffit à lui-même"}},
@@ -1588,7 +1588,7 @@ constexpr std::array<TextRow, static_cast<std::size_t>(TextId::kCount)> kTexts =
      {"stable, or mqtt://[USER@]HOST[:PORT]/GROUP: the benches of a group on a broker",
       "stable, ou mqtt://[USER@]HOST[:PORT]/GROUP : les bancs d'un groupe sur un courtier"}},
     {TextId::kHelpWatchModel,
-     {"With stable: the instrument's model word", "Avec stable : le nom du modèle de l'instrument"}},
+     {"With stable: the instrument's model id", "Avec stable : le nom du modèle de l'instrument"}},
     {TextId::kHelpWatchNotes,
      {"  ulix watch stable kelvo10 IN --port 5 --spread 0.01      ends once the channel is stable\n"
       "  ulix watch mqtt://localhost/lab                          every bench, live\n"

@@ -1,12 +1,12 @@
-#include "drivers/new_family/new_word/driver.h"
+#include "drivers/new_family/new_model/driver.h"
 
 #include <utility>
 
 #include "drivers/catalogue.h"
-#include "drivers/new_family/new_word/protocol.h"
-#include "drivers/new_family/new_word/tables.h"
+#include "drivers/new_family/new_model/protocol.h"
+#include "drivers/new_family/new_model/tables.h"
 
-namespace ulix::new_word {
+namespace ulix::new_model {
 namespace {
 
 constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
@@ -16,7 +16,7 @@ constexpr LineProfile kLines = {.terminator = '\n', .reply_size = 80};
 NewClassDriver::NewClassDriver(const DriverServices& services) : IdentifiedDriver(kCard, LineWire(kLines, services)) {}
 
 IdentityQuery NewClassDriver::identity_query() const {
-  return {.query = "*IDN?", .reply = kLines.usual(), .other_instrument = new_wordCtlErrNotNewClass};
+  return {.query = "*IDN?", .reply = kLines.usual(), .other_instrument = new_modelCtlErrNotNewClass};
 }
 
 bool NewClassDriver::IsModel(std::string_view identification) const { return IsNewClass(identification); }
@@ -45,4 +45,4 @@ Reading NewClassDriver::ReadChannel(ChannelId id) {
 
 const CatalogueEntry kEntry{&kCard, MakeDriver<NewClassDriver>};
 
-}  // namespace ulix::new_word
+}  // namespace ulix::new_model

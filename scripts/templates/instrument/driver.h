@@ -3,7 +3,7 @@
 
 #include "drivers/identified_driver.h"
 
-namespace ulix::new_word {
+namespace ulix::new_model {
 
 class NewClassDriver final : public IdentifiedDriver {
  public:
@@ -18,4 +18,4 @@ class NewClassDriver final : public IdentifiedDriver {
   bool IsModel(std::string_view identification) const override;
 };
 
-}  // namespace ulix::new_word
+}  // namespace ulix::new_model

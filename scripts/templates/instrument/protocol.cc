@@ -1,12 +1,12 @@
-#include "drivers/new_family/new_word/protocol.h"
+#include "drivers/new_family/new_model/protocol.h"
 
 #include "base/reply_field.h"
 #include "base/text.h"
-#include "drivers/new_family/new_word/tables.h"
+#include "drivers/new_family/new_model/tables.h"
 
-namespace ulix::new_word {
+namespace ulix::new_model {
 
-bool IsNewClass(std::string_view identification) { return identification.find("NEW_WORD") != std::string_view::npos; }
+bool IsNewClass(std::string_view identification) { return identification.find("NEW_MODEL") != std::string_view::npos; }
 
 Expected<float> ParseMeasure(std::string_view reply) {
   // The text that the protocol allows after the number. Any other text makes the reply invalid.
@@ -15,15 +15,15 @@ Expected<float> ParseMeasure(std::string_view reply) {
 }
 
 Expected<std::string> RateCommand(std::uint32_t rate) {
-  const std::string_view word = LabelOf(kRateWords, rate);
-  if (word.empty()) return Failure(E_INVALIDARG);
-  return "RATE " + std::string(word);
+  const std::string_view label = LabelOf(kRateLabels, rate);
+  if (label.empty()) return Failure(E_INVALIDARG);
+  return "RATE " + std::string(label);
 }
 
 Expected<std::uint32_t> ParseRate(std::string_view reply) {
-  const auto rate = CodeOfLabel(kRateWords, Trimmed(reply));
+  const auto rate = CodeOfLabel(kRateLabels, Trimmed(reply));
   if (!rate) return Failure(serialCommErrUnableToReadComm);
   return *rate;
 }
 
-}  // namespace ulix::new_word
+}  // namespace ulix::new_model

@@ -7,7 +7,7 @@
 
 #include "base/result.h"
 
-namespace ulix::new_word {
+namespace ulix::new_model {
 
 // Whether an identification line comes from this model.
 bool IsNewClass(std::string_view identification);
@@ -19,7 +19,7 @@ Expected<float> ParseMeasure(std::string_view reply);
 // The command for a rate, such as "RATE FAST"; E_INVALIDARG for a code that the table does not have.
 Expected<std::string> RateCommand(std::uint32_t rate);
 
-// The code of the word in a "RATE?" reply; serialCommErrUnableToReadComm for a word that the table does not have.
+// The code of the label in a "RATE?" reply; serialCommErrUnableToReadComm for a label that the table does not have.
 Expected<std::uint32_t> ParseRate(std::string_view reply);
 
-}  // namespace ulix::new_word
+}  // namespace ulix::new_model

@@ -1,4 +1,4 @@
-#include "simulators/new_word.h"
+#include "simulators/new_model.h"
 
 #include "base/numbers.h"
 
@@ -24,6 +24,6 @@ SimulatedReply NewClassSimulator::Answer(std::string_view request) {
   return {};
 }
 
-std::unique_ptr<Simulator> new_word::MakeSimulator(Clock& clock) { return std::make_unique<NewClassSimulator>(clock); }
+std::unique_ptr<Simulator> new_model::MakeSimulator(Clock& clock) { return std::make_unique<NewClassSimulator>(clock); }
 
 }  // namespace ulix

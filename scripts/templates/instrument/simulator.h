@@ -20,7 +20,7 @@ class NewClassSimulator final : public LineSimulator {
  private:
   SimulatedReply Answer(std::string_view request) override;
 
-  std::string identity_ = "ULIX,NEW_WORD,123456,V1.00";
+  std::string identity_ = "ULIX,NEW_MODEL,123456,V1.00";
   double input_ = 1.5;  // volts
   std::string rate_ = "SLOW";
   PropertyTable properties_;

@@ -2,10 +2,10 @@
 // in-process line.
 #include <gtest/gtest.h>
 
-#include "drivers/new_family/new_word/protocol.h"
+#include "drivers/new_family/new_model/protocol.h"
 #include "tests/support/line_bench.h"
 
-namespace ulix::new_word {
+namespace ulix::new_model {
 namespace {
 
 TEST(NewClassProtocol, ReadsTheNumberOfAMeasure) {
@@ -26,7 +26,7 @@ TEST(NewClassProtocol, RatesByWord) {
 
 class NewClass : public LineBench {
  protected:
-  NewClass() : LineBench("new_word") {}
+  NewClass() : LineBench("new_model") {}
   std::string Rate() { return device->settings().TextOf(*device->settings().Find("rate")); }
 };
 
@@ -34,7 +34,7 @@ TEST_F(NewClass, SaysExactlyTheseWords) {
   ASSERT_EQ(device->Connect(), S_OK);
   std::string text;
   EXPECT_EQ(device->Identify(&text), S_OK);
-  EXPECT_EQ(text, "ULIX,NEW_WORD,123456,V1.00");
+  EXPECT_EQ(text, "ULIX,NEW_MODEL,123456,V1.00");
   Set("rate", "FAST");
   EXPECT_EQ(device->SendCfg(), S_OK);
   EXPECT_EQ(driver->ReadChannel(0).value, 1.5F);
@@ -56,8 +56,8 @@ TEST_F(NewClass, ReadsItsConfigurationWholeOrNotAtAll) {
 
 TEST_F(NewClass, AnotherInstrumentOrNoneIsRefusedAndTheLinkClosed) {
   SetBench("identity", "MAKER,OTHER,0");
-  EXPECT_EQ(device->Connect(), new_wordCtlErrNotNewClass);
-  EXPECT_EQ(TakeErrorInfo().description, "Device connected is not a NEW_WORD");
+  EXPECT_EQ(device->Connect(), new_modelCtlErrNotNewClass);
+  EXPECT_EQ(TakeErrorInfo().description, "Device connected is not a NEW_MODEL");
   bench->SetFaults({{FaultKind::kSilent}});
   EXPECT_EQ(device->Connect(), serialCommErrUnableToReadComm);
   EXPECT_FALSE(IsConnected());
@@ -95,4 +95,4 @@ TEST_F(NewClass, TheSimulatorNotesWhatTheInstrumentDoesNotKnow) {
 }
 
 }  // namespace
-}  // namespace ulix::new_word
+}  // namespace ulix::new_model
