@@ -27,40 +27,41 @@ constexpr std::array kPlanUnits = {
     PlanUnitRow{"psi", "\\kilo\\pascal", 6.894757293168361},
 };
 
-struct WordRow {
-  std::string_view word;
+struct UnitPart {
+  std::string_view name;
   std::string_view symbol;
   double factor;
 };
 
-constexpr std::array kPrefixes = {WordRow{"micro", "µ", 1e-6}, WordRow{"milli", "m", 1e-3}, WordRow{"hecto", "h", 1e2},
-                                  WordRow{"kilo", "k", 1e3},   WordRow{"mega", "M", 1e6},   WordRow{"centi", "c", 1e-2},
-                                  WordRow{"nano", "n", 1e-9},  WordRow{"giga", "G", 1e9}};
+constexpr std::array kPrefixes = {UnitPart{"micro", "µ", 1e-6}, UnitPart{"milli", "m", 1e-3},
+                                  UnitPart{"hecto", "h", 1e2},  UnitPart{"kilo", "k", 1e3},
+                                  UnitPart{"mega", "M", 1e6},   UnitPart{"centi", "c", 1e-2},
+                                  UnitPart{"nano", "n", 1e-9},  UnitPart{"giga", "G", 1e9}};
 // Each factor converts to the unit without prefix, so that two rows can be converted into each other.
-constexpr std::array kUnits = {WordRow{"degreecelsius", "°C", 1},
-                               WordRow{"kelvin", "K", 1},
-                               WordRow{"pascal", "Pa", 1},
-                               WordRow{"bar", "bar", 1e5},
-                               WordRow{"ohm", "Ω", 1},
-                               WordRow{"volt", "V", 1},
-                               WordRow{"ampere", "A", 1},
-                               WordRow{"metre", "m", 1},
-                               WordRow{"second", "s", 1},
-                               WordRow{"one", "", 1},
-                               WordRow{"percent", "%", 0.01}};
+constexpr std::array kUnits = {UnitPart{"degreecelsius", "°C", 1},
+                               UnitPart{"kelvin", "K", 1},
+                               UnitPart{"pascal", "Pa", 1},
+                               UnitPart{"bar", "bar", 1e5},
+                               UnitPart{"ohm", "Ω", 1},
+                               UnitPart{"volt", "V", 1},
+                               UnitPart{"ampere", "A", 1},
+                               UnitPart{"metre", "m", 1},
+                               UnitPart{"second", "s", 1},
+                               UnitPart{"one", "", 1},
+                               UnitPart{"percent", "%", 0.01}};
 
 template <typename Rows>
-const typename Rows::value_type* Find(const Rows& rows, std::string_view word) {
-  const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.word == word; });
+const typename Rows::value_type* Find(const Rows& rows, std::string_view name) {
+  const auto row = std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.name == name; });
   return row == rows.end() ? nullptr : &*row;
 }
 
 // A unit with at most one prefix.
 struct ParsedUnit {
-  const WordRow* prefix = nullptr;
-  const WordRow* unit = nullptr;
+  const UnitPart* prefix = nullptr;
+  const UnitPart* unit = nullptr;
   double Factor() const { return (prefix != nullptr ? prefix->factor : 1) * unit->factor; }
-  bool IsPressure() const { return unit->word == "pascal" || unit->word == "bar"; }
+  bool IsPressure() const { return unit->name == "pascal" || unit->name == "bar"; }
 };
 
 std::optional<ParsedUnit> Parse(std::string_view text) {
@@ -93,8 +94,8 @@ std::optional<double> FromCertificateUnit(double value, std::string_view unit, s
   const auto wanted = CertificateUnitOf(plan_unit);
   if (!parsed || !wanted) return std::nullopt;
   if (wanted->unit != "\\degreecelsius") return PressureFrom(value, *parsed, *wanted);
-  if (parsed->unit->word == "degreecelsius") return value * parsed->Factor();
-  if (parsed->unit->word == "kelvin") return value * parsed->Factor() - kCelsiusZeroInKelvin;
+  if (parsed->unit->name == "degreecelsius") return value * parsed->Factor();
+  if (parsed->unit->name == "kelvin") return value * parsed->Factor() - kCelsiusZeroInKelvin;
   return std::nullopt;
 }
 
@@ -103,7 +104,7 @@ std::optional<double> DifferenceFromCertificateUnit(double value, std::string_vi
   const auto wanted = CertificateUnitOf(plan_unit);
   if (!parsed || !wanted) return std::nullopt;
   if (wanted->unit != "\\degreecelsius") return PressureFrom(value, *parsed, *wanted);
-  const bool temperature = parsed->unit->word == "degreecelsius" || parsed->unit->word == "kelvin";
+  const bool temperature = parsed->unit->name == "degreecelsius" || parsed->unit->name == "kelvin";
   return temperature ? std::optional(value * parsed->Factor()) : std::nullopt;
 }
 

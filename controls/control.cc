@@ -23,7 +23,7 @@ std::unique_ptr<Instrument> MakeInstrument(const ControlRow& row, UserInterface&
 }  // namespace
 
 HostedControl Control::HostedFaceOf(const ControlRow& row) {
-  return {row.class_id, WideOf(instrument_->card().display_name.In(platform::UserLanguage())), row.class_word,
+  return {row.class_id, WideOf(instrument_->card().display_name.In(platform::UserLanguage())), row.class_name,
           [this] { instrument_->ShowProperties(); }};
 }
 
@@ -44,7 +44,7 @@ HRESULT Control::ReportIfFailed(HRESULT result) const noexcept {
     ErrorInfo info = TakeErrorInfo();
     // The instrument did not record this failure: take the general description of the code.
     if (info.code != result) info.description = instrument_->DescriptionOf(result);
-    ReportError(__uuidof(IUlixInstr), WideProgId(ControlClass(row_.class_word), true), info.description);
+    ReportError(__uuidof(IUlixInstr), WideProgId(ControlClass(row_.class_name), true), info.description);
     return S_OK;
   });
   return result;

@@ -40,7 +40,7 @@ const ControlRow* FindControl(REFGUID class_id) {
 
 const CatalogueEntry* ModelOf(const ControlRow& row) {
   for (const CatalogueEntry& entry : Catalogue()) {
-    if (std::string_view(entry.card->class_name) == row.class_word) return &entry;
+    if (std::string_view(entry.card->class_name) == row.class_name) return &entry;
   }
   return nullptr;
 }

@@ -12,7 +12,7 @@
 namespace ulix::controls {
 
 struct ControlRow {
-  const char* class_word;  // such as "Kelvo10"; as on the model card
+  const char* class_name;  // such as "Kelvo10"; as on the model card
   GUID class_id;
   GUID spec_id;   // IUlixInstr<Model>Spec
   GUID debug_id;  // IUlixInstr<Model>Debug

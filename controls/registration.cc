@@ -86,8 +86,8 @@ void AddInterface(Registration& registration, const GUID& id, const std::wstring
 
 // Adds the class of a control, with the keys that allow a container to put it on a form.
 void AddControl(Registration& registration, const ControlRow& row, const std::wstring& path) {
-  const std::wstring model = L"UlixInstr" + std::wstring(row.class_word, row.class_word + std::strlen(row.class_word));
-  const std::string control_class = ControlClass(row.class_word);
+  const std::wstring model = L"UlixInstr" + std::wstring(row.class_name, row.class_name + std::strlen(row.class_name));
+  const std::string control_class = ControlClass(row.class_name);
   AddClass(registration, row.class_id, control_class, path);
   AddInterface(registration, row.spec_id, L"I" + model + L"Spec");
   AddInterface(registration, row.debug_id, L"I" + model + L"Debug");

@@ -16,10 +16,10 @@ std::span<const CatalogueEntry> Catalogue() {
   return models;
 }
 
-const CatalogueEntry* FindModel(std::string_view word) {
+const CatalogueEntry* FindModel(std::string_view model_id) {
   const auto models = Catalogue();
   const auto found = std::find_if(models.begin(), models.end(), [&](const CatalogueEntry& entry) {
-    return EqualIgnoringCase(entry.card->model_id, word);
+    return EqualIgnoringCase(entry.card->model_id, model_id);
   });
   return found == models.end() ? nullptr : &*found;
 }

@@ -26,6 +26,6 @@ struct CatalogueEntry {
 std::span<const CatalogueEntry> Catalogue();
 
 // The entry of a model id such as "kelvo10", in upper or lower case. Null when there is none.
-const CatalogueEntry* FindModel(std::string_view word);
+const CatalogueEntry* FindModel(std::string_view model_id);
 
 }  // namespace ulix

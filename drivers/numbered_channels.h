@@ -23,7 +23,7 @@ struct ChannelField {
   const char* key;      // the part after "channel.12."
   LocalizedText label;  // the part after "Channel 12"
   unsigned bits;        // of a code; 0 for a text
-  std::span<const EnumLabel> words;
+  std::span<const EnumLabel> labels;
   std::uint32_t initial = 0;
 };
 
@@ -58,7 +58,7 @@ constexpr void PutChannelSettings(std::array<SettingRow, kRows>& rows, std::size
                      kind.bits == 0 ? VariantType::kBstr : VariantType::kUi1,
                      0,
                      kind.bits,
-                     kind.words,
+                     kind.labels,
                      static_cast<double>(kind.initial)};
     }
   }

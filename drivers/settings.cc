@@ -123,24 +123,24 @@ void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::strin
   values[static_cast<std::size_t>(row.stored)] = std::move(value);
 }
 
-std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code) {
-  const EnumLabel* found = RowWith(words, &EnumLabel::code, code);
+std::string_view LabelOf(std::span<const EnumLabel> labels, std::uint32_t code) {
+  const EnumLabel* found = RowWith(labels, &EnumLabel::code, code);
   return found ? found->name : std::string_view();
 }
 
-std::optional<std::string> CommandOf(std::string command, std::span<const std::string> words) {
+std::optional<std::string> CommandOf(std::string command, std::span<const std::string> labels) {
   const char* before = "";
-  for (const std::string& word : words) {
-    if (word.empty()) return std::nullopt;
-    command += std::exchange(before, ",") + word;
+  for (const std::string& label : labels) {
+    if (label.empty()) return std::nullopt;
+    command += std::exchange(before, ",") + label;
   }
   return command;
 }
 
-std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word) {
-  const auto found =
-      std::find_if(words.begin(), words.end(), [&](const EnumLabel& w) { return EqualIgnoringCase(w.name, word); });
-  if (found == words.end()) return std::nullopt;
+std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> labels, std::string_view name) {
+  const auto found = std::find_if(labels.begin(), labels.end(),
+                                  [&](const EnumLabel& label) { return EqualIgnoringCase(label.name, name); });
+  if (found == labels.end()) return std::nullopt;
   return found->code;
 }
 

@@ -125,10 +125,10 @@ void PutReal(std::vector<StoredValue>& values, const SettingRow& row, float valu
 void PutText(std::vector<StoredValue>& values, const SettingRow& row, std::string value);
 
 // The name of a code; empty when it has none.
-std::string_view LabelOf(std::span<const EnumLabel> words, std::uint32_t code);
-// A command followed by `words`, with commas between them. None when a word is empty, because its code has no name.
-std::optional<std::string> CommandOf(std::string command, std::span<const std::string> words);
+std::string_view LabelOf(std::span<const EnumLabel> labels, std::uint32_t code);
+// A command followed by `labels`, with commas between them. None when a label is empty, because its code has no name.
+std::optional<std::string> CommandOf(std::string command, std::span<const std::string> labels);
 // The code of a name, in upper or lower case. None when there is none.
-std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> words, std::string_view word);
+std::optional<std::uint32_t> CodeOfLabel(std::span<const EnumLabel> labels, std::string_view name);
 
 }  // namespace ulix

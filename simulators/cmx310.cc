@@ -30,11 +30,12 @@ constexpr std::string_view kCmx310Connections[] = {"WIRE2", "WIRE3", "TXP", "TXA
 constexpr std::string_view kCmx310Sensors[] = {"TYP_K",  "TYP_T",     "TYP_J",     "TYP_E",     "TYP_N",     "TYP_U",
                                                "TYP_L",  "TYP_S",     "TYP_R",     "TYP_B",     "TYP_C",     "TYP_PL",
                                                "TYP_MO", "TYP_PT100", "TYP_PT200", "TYP_PT500", "TYP_PT1000"};
-constexpr RangeWords kCmx310Words{"ULIX,CMX310,310042,V1.30", kCmx310Functions, kCmx310Connections, kCmx310Sensors};
+constexpr RangeCalibratorTables kCmx310Tables{"ULIX,CMX310,310042,V1.30", kCmx310Functions, kCmx310Connections,
+                                              kCmx310Sensors};
 
 }  // namespace
 
-Cmx310Simulator::Cmx310Simulator(Clock& clock) : RangeCalibratorSimulator(kCmx310Words, clock) {}
+Cmx310Simulator::Cmx310Simulator(Clock& clock) : RangeCalibratorSimulator(kCmx310Tables, clock) {}
 
 std::unique_ptr<Simulator> cmx310::MakeSimulator(Clock& clock) { return std::make_unique<Cmx310Simulator>(clock); }
 

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kOversize = 4096;
 
 struct FaultRow {
-  std::string_view word;
+  std::string_view name;
   FaultKind kind;
   std::string_view argument;  // The argument's name in help texts; empty when there is none.
   int greatest = 0;
@@ -31,7 +31,7 @@ constexpr FaultRow kRows[] = {
 static_assert(std::size(kRows) == kFaultKinds);
 
 std::string Usage(const FaultRow& row) {
-  return row.argument.empty() ? std::string(row.word) : std::string(row.word).append("=").append(row.argument);
+  return row.argument.empty() ? std::string(row.name) : std::string(row.name).append("=").append(row.argument);
 }
 
 std::string AllUsages() {
@@ -63,18 +63,18 @@ std::string Swollen(const std::string& reply) {
 }  // namespace
 
 calibration::Result<Fault> ParseFault(std::string_view text) {
-  const std::string_view word = text.substr(0, text.find('='));
-  const bool has_argument = word.size() < text.size();
+  const std::string_view name = text.substr(0, text.find('='));
+  const bool has_argument = name.size() < text.size();
   const auto row = std::find_if(std::begin(kRows), std::end(kRows),
-                                [&](const FaultRow& candidate) { return candidate.word == word; });
+                                [&](const FaultRow& candidate) { return candidate.name == name; });
   if (row == std::end(kRows)) {
-    return calibration::Refused(TextId::kNoFault, {std::string(word), AllUsages()});
+    return calibration::Refused(TextId::kNoFault, {std::string(name), AllUsages()});
   }
   if (row->argument.empty()) {
     if (has_argument) return calibration::Refused(TextId::kFaultTakesNothing, {Usage(*row)});
     return Fault{row->kind};
   }
-  const auto amount = has_argument ? ParseAmount(text.substr(word.size() + 1), row->greatest) : std::nullopt;
+  const auto amount = has_argument ? ParseAmount(text.substr(name.size() + 1), row->greatest) : std::nullopt;
   if (!amount) {
     return calibration::Refused(TextId::kFaultTakesNumber, {Usage(*row), std::to_string(row->greatest)});
   }

@@ -11,15 +11,15 @@ namespace ulix {
 namespace {
 
 struct Unit {
-  std::string_view word;
+  std::string_view name;
   double factor;
   double offset;
 };
 constexpr Unit kUnits[] = {{"CEL", 1, 0}, {"FAR", 1.8, 32}, {"KEL", 1, 273.15}};
 
-const Unit* FindUnit(std::string_view word) {
+const Unit* FindUnit(std::string_view name) {
   const auto row =
-      std::find_if(std::begin(kUnits), std::end(kUnits), [&](const Unit& unit) { return unit.word == word; });
+      std::find_if(std::begin(kUnits), std::end(kUnits), [&](const Unit& unit) { return unit.name == name; });
   return row == std::end(kUnits) ? nullptr : row;
 }
 
@@ -71,14 +71,14 @@ HRESULT JofraRtcPtcSimulator::Set(std::string_view key, std::string_view value) 
 // The name of a request with an argument ends with a blank.
 struct JofraRtcPtcSimulator::Request {
   enum Series { kRtcPtc, kCtc, kBoth };
-  std::string_view word;
+  std::string_view name;
   Series series;
   bool needs_host;  // The host must have logged on or set remote mode.
   Taken (*handle)(JofraRtcPtcSimulator& self, std::string_view argument);
 
   bool Fits(std::string_view text, bool ctc) const {
     if (series != kBoth && (series == kCtc) != ctc) return false;
-    return word.ends_with(' ') ? text.starts_with(word) : text == word;
+    return name.ends_with(' ') ? text.starts_with(name) : text == name;
   }
 };
 
@@ -113,7 +113,7 @@ const std::vector<JofraRtcPtcSimulator::Request>& JofraRtcPtcSimulator::Requests
       {"REMOTE_MODE?", Request::kCtc, false,
        [](Self& self, Text) -> Taken { return self.taken_ ? "REMOTE" : "LOCAL"; }},
       {"READINGS?", Request::kCtc, false, [](Self& self, Text) { return self.Readings(); }},
-      {"SETTEMP ", Request::kCtc, true, [](Self& self, Text words) { return self.SetPointCtc(words); }},
+      {"SETTEMP ", Request::kCtc, true, [](Self& self, Text arguments) { return self.SetPointCtc(arguments); }},
       {"SETTEMP?", Request::kCtc, false,
        [](Self& self, Text) -> Taken { return self.WithUnit(self.block_.set_point); }},
   };
@@ -123,9 +123,9 @@ const std::vector<JofraRtcPtcSimulator::Request>& JofraRtcPtcSimulator::Requests
 SimulatedReply JofraRtcPtcSimulator::Answer(std::string_view request) {
   const auto row = std::find_if(Requests().begin(), Requests().end(),
                                 [&](const Request& candidate) { return candidate.Fits(request, IsCtc()); });
-  const bool known = row != Requests().end() && (IsCtc() || ascii_ || row->word == "ascii+");
+  const bool known = row != Requests().end() && (IsCtc() || ascii_ || row->name == "ascii+");
   const auto answer =
-      known && (taken_ || !row->needs_host) ? row->handle(*this, request.substr(row->word.size())) : std::nullopt;
+      known && (taken_ || !row->needs_host) ? row->handle(*this, request.substr(row->name.size())) : std::nullopt;
   if (!answer) {
     NoteUnknown(request);
     return {Refusal(), true};
@@ -184,10 +184,10 @@ JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::SetPointRtc(std::string_view n
   return "<SetResponse SETTemperature>";
 }
 
-JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::SetPointCtc(std::string_view words) {
-  const std::size_t blank = words.find(' ');
-  const auto value = ParseHundredths(words.substr(0, blank));
-  const Unit* unit = blank == words.npos ? nullptr : FindUnit(words.substr(blank + 1));
+JofraRtcPtcSimulator::Taken JofraRtcPtcSimulator::SetPointCtc(std::string_view arguments) {
+  const std::size_t blank = arguments.find(' ');
+  const auto value = ParseHundredths(arguments.substr(0, blank));
+  const Unit* unit = blank == arguments.npos ? nullptr : FindUnit(arguments.substr(blank + 1));
   if (!value || !unit) return std::nullopt;
   SetPoint((*value - unit->offset) / unit->factor);
   return "";

@@ -44,7 +44,7 @@ class JofraRtcPtcSimulator final : public LineSimulator {
   Taken LiveSensors();
   Taken Readings();
   Taken SetPointRtc(std::string_view number);
-  Taken SetPointCtc(std::string_view words);
+  Taken SetPointCtc(std::string_view arguments);
   Taken LogOn();
   Taken Remote();
   void SetPoint(double celsius);

@@ -22,12 +22,12 @@ constexpr std::string_view kKelvo10Sensors[] = {
     "TYP_K",     "TYP_T",     "TYP_J",    "TYP_E",    "TYP_N",     "TYP_U",     "TYP_L",     "TYP_S",     "TYP_R",
     "TYP_B",     "TYP_C",     "TYP_PL",   "TYP_MO",   "TYP_PT50",  "TYP_PT100", "TYP_PT200", "TYP_PT500", "TYP_PT1000",
     "TYP_A3916", "TYP_A3926", "TYP_CU10", "TYP_CU50", "TYP_NI100", "TYP_NI120", "TYP_NI1000"};
-constexpr RangeWords kKelvo10Words{"ULIX,KELVO10,123456,V2.10", kKelvo10Functions, kKelvo10Connections,
-                                   kKelvo10Sensors};
+constexpr RangeCalibratorTables kKelvo10Tables{"ULIX,KELVO10,123456,V2.10", kKelvo10Functions, kKelvo10Connections,
+                                               kKelvo10Sensors};
 
 }  // namespace
 
-Kelvo10Simulator::Kelvo10Simulator(Clock& clock) : RangeCalibratorSimulator(kKelvo10Words, clock) {}
+Kelvo10Simulator::Kelvo10Simulator(Clock& clock) : RangeCalibratorSimulator(kKelvo10Tables, clock) {}
 
 std::unique_ptr<Simulator> kelvo10::MakeSimulator(Clock& clock) { return std::make_unique<Kelvo10Simulator>(clock); }
 

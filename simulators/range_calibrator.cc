@@ -25,10 +25,10 @@ class Parameters {
  public:
   explicit Parameters(std::string_view text) : rest_(text) {}
 
-  // Takes the next parameter when it is one of `words`; else takes nothing and gives an empty text.
-  std::string_view TakeOneOf(std::span<const std::string_view> words) {
+  // Takes the next parameter when it is one of `labels`; else takes nothing and gives an empty text.
+  std::string_view TakeOneOf(std::span<const std::string_view> labels) {
     const std::string_view next = Next();
-    if (std::find(words.begin(), words.end(), next) == words.end()) return {};
+    if (std::find(labels.begin(), labels.end(), next) == labels.end()) return {};
     Skip(next);
     return next;
   }
@@ -42,9 +42,9 @@ class Parameters {
 
   const RangeFunction* TakeFunction(std::span<const RangeFunction> functions) {
     const auto row = std::find_if(functions.begin(), functions.end(),
-                                  [&](const RangeFunction& function) { return function.word == Next(); });
+                                  [&](const RangeFunction& function) { return function.label == Next(); });
     if (row == functions.end()) return nullptr;
-    Skip(row->word);
+    Skip(row->label);
     return &*row;
   }
 
@@ -52,18 +52,18 @@ class Parameters {
 
  private:
   std::string_view Next() const { return over_ ? std::string_view{} : rest_.substr(0, rest_.find(',')); }
-  void Skip(std::string_view word) {
-    over_ = word.size() == rest_.size();
-    rest_.remove_prefix(over_ ? word.size() : word.size() + 1);
+  void Skip(std::string_view name) {
+    over_ = name.size() == rest_.size();
+    rest_.remove_prefix(over_ ? name.size() : name.size() + 1);
   }
 
   std::string_view rest_;
   bool over_ = false;
 };
 
-bool TakeConnection(Parameters& from, std::span<const std::string_view> words, unsigned takes) {
+bool TakeConnection(Parameters& from, std::span<const std::string_view> labels, unsigned takes) {
   if (!(takes & (kConnection | kConnectionIfGiven))) return true;
-  return !from.TakeOneOf(words).empty() || (takes & kConnectionIfGiven);
+  return !from.TakeOneOf(labels).empty() || (takes & kConnectionIfGiven);
 }
 
 bool TakeColdJunction(Parameters& from) {
@@ -72,12 +72,12 @@ bool TakeColdJunction(Parameters& from) {
 }
 
 // The unit of the range's values; none when the parameters do not fit the function.
-std::optional<std::string_view> TakeUnit(Parameters& from, const RangeWords& words, const RangeFunction& function,
-                                         unsigned takes) {
+std::optional<std::string_view> TakeUnit(Parameters& from, const RangeCalibratorTables& tables,
+                                         const RangeFunction& function, unsigned takes) {
   std::string_view unit = function.unit;
-  if (!TakeConnection(from, words.connections, takes)) return std::nullopt;
+  if (!TakeConnection(from, tables.connections, takes)) return std::nullopt;
   if (takes & kSensorAndUnit) {
-    if (from.TakeOneOf(words.sensors).empty()) return std::nullopt;
+    if (from.TakeOneOf(tables.sensors).empty()) return std::nullopt;
     unit = from.TakeOneOf(kTemperatureUnits);
   }
   if ((takes & kColdJunction) && !TakeColdJunction(from)) return std::nullopt;
@@ -98,11 +98,11 @@ double CalibratorModel::Measure() {
   return connected ? *connected : Source() + random_.Next(noise);
 }
 
-RangeCalibratorSimulator::RangeCalibratorSimulator(const RangeWords& words, Clock& clock)
+RangeCalibratorSimulator::RangeCalibratorSimulator(const RangeCalibratorTables& tables, Clock& clock)
     : LineSimulator('\n'),
-      words_(words),
+      tables_(tables),
       model_(clock),
-      identity_(words.identity),
+      identity_(tables.identity),
       properties_{{"identity", &identity_},         {"input", &model_.input},
                   {"amplitude", &model_.amplitude}, {"period", &model_.period},
                   {"noise", &model_.noise},         {"follow-output", &model_.follow_output},
@@ -111,11 +111,11 @@ RangeCalibratorSimulator::RangeCalibratorSimulator(const RangeWords& words, Cloc
 // The name of a request with an argument ends with a blank. The handler gives the answer, or none for an argument that
 // the instrument refuses.
 struct RangeCalibratorSimulator::Request {
-  std::string_view word;
+  std::string_view name;
   bool answered;
   std::optional<std::string> (*handle)(RangeCalibratorSimulator& self, std::string_view argument);
 
-  bool Fits(std::string_view text) const { return word.ends_with(' ') ? text.starts_with(word) : text == word; }
+  bool Fits(std::string_view text) const { return name.ends_with(' ') ? text.starts_with(name) : text == name; }
 };
 
 const std::vector<RangeCalibratorSimulator::Request>& RangeCalibratorSimulator::Requests() {
@@ -128,8 +128,9 @@ const std::vector<RangeCalibratorSimulator::Request>& RangeCalibratorSimulator::
       {"*IDN?", true, [](Self& self, Text) -> Taken { return self.identity_; }},
       {"REM", false, [](Self& self, Text) { return done(self.model_.remote, true); }},
       {"LOC", false, [](Self& self, Text) { return done(self.model_.remote, false); }},
-      {"RANGE_IN ", false, [](Self& self, Text words) { return taken(self.TakeRange(self.input_, words)); }},
-      {"RANGE_OUT ", false, [](Self& self, Text words) { return taken(self.TakeRange(self.output_, words)); }},
+      {"RANGE_IN ", false, [](Self& self, Text parameters) { return taken(self.TakeRange(self.input_, parameters)); }},
+      {"RANGE_OUT ", false,
+       [](Self& self, Text parameters) { return taken(self.TakeRange(self.output_, parameters)); }},
       {"MEAS RUN", false, [](Self& self, Text) { return done(self.model_.measuring, true); }},
       {"CFG_IN?", true, [](Self& self, Text) -> Taken { return self.input_.Line(); }},
       {"CFG_OUT?", true, [](Self& self, Text) -> Taken { return self.output_.Line(); }},
@@ -143,7 +144,7 @@ const std::vector<RangeCalibratorSimulator::Request>& RangeCalibratorSimulator::
 SimulatedReply RangeCalibratorSimulator::Answer(std::string_view request) {
   const auto row = std::find_if(Requests().begin(), Requests().end(),
                                 [&](const Request& candidate) { return candidate.Fits(request); });
-  const auto answer = row == Requests().end() ? std::nullopt : row->handle(*this, request.substr(row->word.size()));
+  const auto answer = row == Requests().end() ? std::nullopt : row->handle(*this, request.substr(row->name.size()));
   if (!answer) NoteUnknown(request);
   return answer && row->answered ? SimulatedReply{*answer + '\n', true} : SimulatedReply{};
 }
@@ -154,13 +155,13 @@ std::string RangeCalibratorSimulator::MeasuredText() {
   return reply_unit_ ? number + ' ' + input_.unit : number;
 }
 
-bool RangeCalibratorSimulator::TakeRange(Side& side, std::string_view words) {
-  Parameters from(words);
-  const RangeFunction* function = from.TakeFunction(words_.functions);
-  if (!function || side.command.size() + words.size() > kLongestLine) return false;
-  const auto unit = TakeUnit(from, words_, *function, &side == &input_ ? function->input : function->output);
+bool RangeCalibratorSimulator::TakeRange(Side& side, std::string_view parameters) {
+  Parameters from(parameters);
+  const RangeFunction* function = from.TakeFunction(tables_.functions);
+  if (!function || side.command.size() + parameters.size() > kLongestLine) return false;
+  const auto unit = TakeUnit(from, tables_, *function, &side == &input_ ? function->input : function->output);
   if (!unit) return false;
-  side.words = words;
+  side.parameters = parameters;
   side.decimals = function->decimals;
   side.unit = *unit;
   return true;

@@ -29,7 +29,7 @@ enum : unsigned {
 
 // One measuring or sourcing function.
 struct RangeFunction {
-  std::string_view word;
+  std::string_view label;
   unsigned input;   // Flags of range_takes.
   unsigned output;  // Flags of range_takes.
   int decimals;
@@ -37,7 +37,7 @@ struct RangeFunction {
 };
 
 // The parameters of a model. They must outlive its simulators.
-struct RangeWords {
+struct RangeCalibratorTables {
   std::string_view identity;  // The answer to "*IDN?".
   std::span<const RangeFunction> functions;
   std::span<const std::string_view> connections;
@@ -89,25 +89,25 @@ class RangeCalibratorSimulator : public LineSimulator {
   std::string output_range() const { return output_.Line(); }
 
  protected:
-  RangeCalibratorSimulator(const RangeWords& words, Clock& clock);
+  RangeCalibratorSimulator(const RangeCalibratorTables& tables, Clock& clock);
 
  private:
   struct Side {
-    std::string command;  // The command that sets the range, with its blank.
-    std::string words;    // The parameters of the range as they came.
-    int decimals;         // Of the range's values.
-    std::string unit;     // After a value in replies.
-    std::string Line() const { return command + words; }
+    std::string command;     // The command that sets the range, with its blank.
+    std::string parameters;  // The parameters of the range as they came.
+    int decimals;            // Of the range's values.
+    std::string unit;        // After a value in replies.
+    std::string Line() const { return command + parameters; }
   };
   struct Request;
   static const std::vector<Request>& Requests();
 
   SimulatedReply Answer(std::string_view request) override;
   std::string MeasuredText();
-  bool TakeRange(Side& side, std::string_view words);
+  bool TakeRange(Side& side, std::string_view parameters);
   bool TakeOutput(std::string_view number);
 
-  const RangeWords& words_;
+  const RangeCalibratorTables& tables_;
   CalibratorModel model_;
   Side input_{"RANGE_IN ", "V50", 3, "V"};
   Side output_{"RANGE_OUT ", "V50", 3, "V"};

@@ -14,9 +14,9 @@ namespace ulix {
 
 inline constexpr auto kFakeChannels =
     std::array{ChannelRow{"A", ChanIn}, ChannelRow{"B", ChanIO}, ChannelRow{"C", ChanOut}};
-inline constexpr auto kFakeWords = std::array{EnumLabel{0, "off"}, EnumLabel{1, "on"}};
+inline constexpr auto kFakeLabels = std::array{EnumLabel{0, "off"}, EnumLabel{1, "on"}};
 inline constexpr auto kFakeSettings = std::array{
-    SettingRow{"mode", {"Mode", "Mode"}, 0, VariantType::kUi4, 0, 4, kFakeWords, 1},
+    SettingRow{"mode", {"Mode", "Mode"}, 0, VariantType::kUi4, 0, 4, kFakeLabels, 1},
     SettingRow{"depth", {"Depth", "Profondeur"}, 0, VariantType::kUi4, 4, 8, {}, 2},
     SettingRow{"level", {"Level", "Niveau"}, 1, VariantType::kR4, 0, 0, {}, 1.5},
 };

@@ -34,16 +34,16 @@ inline constexpr auto kFunctions = std::array{
     FunctionRow{"RT", nullptr, 1},
 };
 
-inline constexpr auto kFunctionWords = range_calibrator::WordsOf(kFunctions);
+inline constexpr auto kFunctionLabels = range_calibrator::LabelsOf(kFunctions);
 
-inline constexpr auto kConnectionWords = std::array{
+inline constexpr auto kConnectionLabels = std::array{
     EnumLabel{1, "WIRE2"},
     EnumLabel{2, "WIRE3"},
     EnumLabel{3, "TXP"},
     EnumLabel{4, "TXA"},
 };
 
-inline constexpr auto kSensorWords = std::array{
+inline constexpr auto kSensorLabels = std::array{
     EnumLabel{1, "TYP_K"},       EnumLabel{2, "TYP_T"},      EnumLabel{3, "TYP_J"},      EnumLabel{4, "TYP_E"},
     EnumLabel{5, "TYP_N"},       EnumLabel{6, "TYP_U"},      EnumLabel{7, "TYP_L"},      EnumLabel{8, "TYP_S"},
     EnumLabel{9, "TYP_R"},       EnumLabel{10, "TYP_B"},     EnumLabel{11, "TYP_C"},     EnumLabel{12, "TYP_PL"},
@@ -66,7 +66,7 @@ inline constexpr range_calibrator::SideDependences kOfInput = {
 inline constexpr range_calibrator::SideDependences kOfOutput = {
     {"output-function", {}}, {"output-function", kSensors}, {"output-function", kColdJunctions}};
 inline constexpr auto kSettings =
-    range_calibrator::RangeSettings({kFunctionWords, kConnectionWords, kSensorWords}, kOfInput, kOfOutput);
+    range_calibrator::RangeSettings({kFunctionLabels, kConnectionLabels, kSensorLabels}, kOfInput, kOfOutput);
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{cmx310CtlErrNotCmx310,

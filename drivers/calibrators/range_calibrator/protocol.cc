@@ -45,7 +45,7 @@ bool IsHeader(Side side, std::string_view word) {
 }
 
 // The words found in a reply, each at most once.
-struct FoundWords {
+struct FoundLabels {
   std::optional<std::uint32_t> function, connection, sensor, unit, cold_junction;
   std::optional<float> temperature;
   std::string_view electrical_unit;
@@ -53,27 +53,27 @@ struct FoundWords {
 
 struct Place {
   SettingIndex setting;
-  std::optional<std::uint32_t> FoundWords::*found;
+  std::optional<std::uint32_t> FoundLabels::*found;
 };
 
 constexpr std::string_view kSeparators = ", \t\r";
 
 constexpr std::array kPlaces = {
-    Place{kInputFunction, &FoundWords::function},
-    Place{kInputConnection, &FoundWords::connection},
-    Place{kInputSensor, &FoundWords::sensor},
-    Place{kTemperatureUnit, &FoundWords::unit},
-    Place{kInputColdJunction, &FoundWords::cold_junction},
+    Place{kInputFunction, &FoundLabels::function},
+    Place{kInputConnection, &FoundLabels::connection},
+    Place{kInputSensor, &FoundLabels::sensor},
+    Place{kTemperatureUnit, &FoundLabels::unit},
+    Place{kInputColdJunction, &FoundLabels::cold_junction},
 };
 
-bool IsWord(const Model& model, std::string_view word) {
+bool IsLabel(const Model& model, std::string_view word) {
   return std::any_of(kPlaces.begin(), kPlaces.end(), [&](const Place& place) {
     return CodeOfLabel(Row(model, place.setting).labels, word).has_value();
   });
 }
 
 // Accepts the unit of an electrical range, which the reply may name: "V50,V".
-bool PutElectricalUnit(const Model& model, FoundWords& found, std::string_view word) {
+bool PutElectricalUnit(const Model& model, FoundLabels& found, std::string_view word) {
   const bool known = std::any_of(model.functions.begin(), model.functions.end(), [&](const FunctionRow& function) {
     return function.unit && EqualIgnoringCase(function.unit, word);
   });
@@ -84,7 +84,7 @@ bool PutElectricalUnit(const Model& model, FoundWords& found, std::string_view w
 
 // Stores a word. False for an unknown word and for a second word of the same kind. Whole words are compared, so that
 // "RT" is not found in "JR_RTD".
-bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
+bool PutLabel(const Model& model, FoundLabels& found, std::string_view word) {
   for (const Place& place : kPlaces) {
     const auto code = CodeOfLabel(Row(model, place.setting).labels, word);
     if (!code) continue;
@@ -100,7 +100,7 @@ bool PutWord(const Model& model, FoundWords& found, std::string_view word) {
 }
 
 // Whether all words that the function needs were found.
-bool IsWhole(const Model& model, const FoundWords& found) {
+bool IsWhole(const Model& model, const FoundLabels& found) {
   const FunctionRow* function = found.function ? FunctionOf(model, *found.function) : nullptr;
   if (!function) return false;
   const bool has_electrical = !found.electrical_unit.empty();
@@ -139,7 +139,7 @@ void PutUnit(const Model& model, std::vector<StoredValue>& record, std::uint32_t
 Expected<std::string> RangeCommand(const Model& model, Side side, const SideConfig& config, std::uint32_t unit) {
   const FunctionRow* function = FunctionOf(model, config.function);
   if (!function) return Failure(model.range_not_supported);
-  std::vector<std::string> words = {function->word};
+  std::vector<std::string> words = {function->label};
   const auto add = [&](SettingIndex index, std::uint32_t code) {
     words.emplace_back(LabelOf(Row(model, index).labels, code));
   };
@@ -159,10 +159,10 @@ Expected<std::string> RangeCommand(const Model& model, Side side, const SideConf
 Expected<RangeReply> ParseRangeReply(const Model& model, Side side, std::string_view reply, const SideConfig& before) {
   const bool may_be_cut = reply.size() >= kLongestReply && reply.find_last_of(kSeparators) + 1 != reply.size();
   auto words = SplitWords(reply, kSeparators);
-  const bool has_header = !words.empty() && !IsWord(model, words.front()) && IsHeader(side, words.front());
+  const bool has_header = !words.empty() && !IsLabel(model, words.front()) && IsHeader(side, words.front());
   if (has_header) words.erase(words.begin());
-  FoundWords found;
-  const bool known = std::all_of(words.begin(), words.end(), [&](auto word) { return PutWord(model, found, word); });
+  FoundLabels found;
+  const bool known = std::all_of(words.begin(), words.end(), [&](auto word) { return PutLabel(model, found, word); });
   if (may_be_cut || !known || !IsWhole(model, found)) return Failure(model.range_not_supported);
   RangeReply range{before, found.unit};
   range.config.function = *found.function;

@@ -1,5 +1,5 @@
 // The tables that range calibrators have in common. These calibrators have one measuring and one sourcing range, which
-// are set by words. Each model has a Model with what differs.
+// are set by commands with labels. Each model has a Model with what differs.
 #pragma once
 
 #include <array>
@@ -13,12 +13,12 @@ namespace ulix::range_calibrator {
 
 // One measuring or sourcing function. Its code is its index in the table plus 1.
 struct FunctionRow {
-  const char* word;
+  const char* label;
   const char* unit;  // null: the temperature unit
   int resolution;    // decimals
 };
 
-// What differs between the models, besides the words of their settings. All of it must live as long as the program.
+// What differs between the models, besides the labels of their settings. All of it must live as long as the program.
 struct Model {
   const ModelCard& card;
   const char* identity;  // a word that the identification contains
@@ -28,10 +28,10 @@ struct Model {
 };
 
 template <std::size_t kCount>
-constexpr std::array<EnumLabel, kCount> WordsOf(const std::array<FunctionRow, kCount>& functions) {
-  std::array<EnumLabel, kCount> words{};
-  for (std::uint32_t i = 0; i < kCount; ++i) words[i] = {i + 1, functions[i].word};
-  return words;
+constexpr std::array<EnumLabel, kCount> LabelsOf(const std::array<FunctionRow, kCount>& functions) {
+  std::array<EnumLabel, kCount> labels{};
+  for (std::uint32_t i = 0; i < kCount; ++i) labels[i] = {i + 1, functions[i].label};
+  return labels;
 }
 
 // The settings that are allowed with the functions of a side. Forms offer only these, and range commands contain them.
@@ -40,14 +40,14 @@ struct SideDependences {
 };
 
 inline constexpr std::uint32_t kProgrammedColdJunction = 2;
-inline constexpr auto kColdJunctionWords = std::array{
+inline constexpr auto kColdJunctionLabels = std::array{
     EnumLabel{0, "JR_ON"},
     EnumLabel{1, "JR_OFF"},
     EnumLabel{kProgrammedColdJunction, "JR_PROG"},
     EnumLabel{3, "JR_RTD"},
 };
 
-inline constexpr auto kUnitWords = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
+inline constexpr auto kUnitLabels = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}, EnumLabel{2, "K"}};
 
 // The shown texts of temperature units, by code. The degree sign is one byte. An unknown code is shown as the first
 // unit.
@@ -88,33 +88,33 @@ inline constexpr SideNames kOutputNames = {{
     {"output-cold-junction-temperature", {"Output cold-junction temperature", "Température de jonction de sortie"}},
 }};
 
-// The words of a model's range commands.
-struct RangeWords {
+// The labels in a model's range commands.
+struct RangeLabels {
   std::span<const EnumLabel> functions, connections, sensors;
 };
 
 // Makes the rows of one side. They use three stored values from `stored` on: a word of bits, the cold junction, and its
 // temperature.
-constexpr void PutSideRows(SettingRow* rows, const SideNames& names, int stored, const RangeWords& words,
+constexpr void PutSideRows(SettingRow* rows, const SideNames& names, int stored, const RangeLabels& labels,
                            const SideDependences& depends) {
   constexpr auto kUi4 = VariantType::kUi4;
   constexpr auto kUi1 = VariantType::kUi1;
-  rows[0] = {"", {}, stored, kUi4, 0, 4, words.functions, 1};
-  rows[1] = {"", {}, stored, kUi4, 4, 3, words.connections, 0, false, &depends.connection};
-  rows[2] = {"", {}, stored, kUi4, 7, 5, words.sensors, 0, false, &depends.sensor};
-  rows[3] = {"", {}, stored + 1, kUi1, 0, 8, kColdJunctionWords, 0, false, &depends.cold_junction};
+  rows[0] = {"", {}, stored, kUi4, 0, 4, labels.functions, 1};
+  rows[1] = {"", {}, stored, kUi4, 4, 3, labels.connections, 0, false, &depends.connection};
+  rows[2] = {"", {}, stored, kUi4, 7, 5, labels.sensors, 0, false, &depends.sensor};
+  rows[3] = {"", {}, stored + 1, kUi1, 0, 8, kColdJunctionLabels, 0, false, &depends.cold_junction};
   rows[4] = {"", {}, stored + 2, VariantType::kR4};
   for (std::size_t i = 0; i < names.size(); ++i) std::tie(rows[i].key, rows[i].label) = names[i];
 }
 
-// The settings table: the same settings in every model, with the model's words.
-constexpr std::array<SettingRow, kSettingCount> RangeSettings(const RangeWords& words, const SideDependences& input,
+// The settings table: the same settings in every model, with the model's labels.
+constexpr std::array<SettingRow, kSettingCount> RangeSettings(const RangeLabels& labels, const SideDependences& input,
                                                               const SideDependences& output) {
   std::array<SettingRow, kSettingCount> rows{};
-  PutSideRows(&rows[kInputFunction], kInputNames, 0, words, input);
-  PutSideRows(&rows[kOutputFunction], kOutputNames, 3, words, output);
+  PutSideRows(&rows[kInputFunction], kInputNames, 0, labels, input);
+  PutSideRows(&rows[kOutputFunction], kOutputNames, 3, labels, output);
   rows[kTemperatureUnit] = {
-      "temperature-unit", {"Temperature unit", "Unité de température"}, 6, VariantType::kUi1, 0, 8, kUnitWords};
+      "temperature-unit", {"Temperature unit", "Unité de température"}, 6, VariantType::kUi1, 0, 8, kUnitLabels};
   return rows;
 }
 

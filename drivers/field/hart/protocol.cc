@@ -23,9 +23,9 @@ bool Contains(std::string_view reply, std::string_view number) {
   return false;
 }
 
-const char* UnitOf(std::string_view word) {
-  if (word.empty()) return kCelsiusText;
-  const UnitRow* row = RowWith(kUnits, &UnitRow::word, AsciiUpper(word));
+const char* UnitOf(std::string_view symbol) {
+  if (symbol.empty()) return kCelsiusText;
+  const UnitRow* row = RowWith(kUnits, &UnitRow::symbol, AsciiUpper(symbol));
   return row ? row->text : "";
 }
 
@@ -34,7 +34,7 @@ const char* UnitOf(std::string_view word) {
 std::string SetPointText(float value) { return FormatFixed(value, kDecimals); }
 
 Expected<Measurement> ParseMeasurement(std::string_view reply) {
-  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .joined_units = kUnitWords};
+  static constexpr FieldForm kForm = {.behind = FieldForm::Behind::kUnit, .joined_units = kUnitSymbols};
   const std::size_t colon = reply.find(':');
   const bool readable = colon != reply.npos && IsPlainText(reply) && !MayCutNumber(reply, kLongestReply);
   const auto number = readable ? ParseField(reply.substr(colon + 1), kForm) : std::nullopt;

@@ -17,11 +17,11 @@ inline constexpr auto kChannels =
 
 // The unit names in replies. A reply without one is in degrees Celsius.
 struct UnitRow {
-  std::string_view word;
+  std::string_view symbol;
   const char* text;
 };
 inline constexpr auto kUnits = std::array{UnitRow{"C", kCelsiusText}, UnitRow{"F", kFahrenheitText}, UnitRow{"K", "K"}};
-inline constexpr auto kUnitWords = std::array{kUnits[0].word, kUnits[1].word, kUnits[2].word};
+inline constexpr auto kUnitSymbols = std::array{kUnits[0].symbol, kUnits[1].symbol, kUnits[2].symbol};
 
 inline constexpr auto kErrors = std::array{
     ErrorRow{hartCtlErrNotHart,

@@ -11,7 +11,7 @@ namespace ulix::adt760 {
 // A word in the answer to "*IDN?".
 inline constexpr const char* kModelWord = "HPC-HOST";
 
-inline constexpr auto kYesNoWords = std::array{EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
+inline constexpr auto kYesNoLabels = std::array{EnumLabel{0, "no", {"no", "non"}}, EnumLabel{1, "yes", {"yes", "oui"}}};
 
 // The rows of kSettings, in order.
 enum SettingIndex { kIdentify, kGuid, kVendor, kProduct };
@@ -25,7 +25,7 @@ inline constexpr auto kSettings = std::array{
                VariantType::kUi4,
                0,
                32,
-               kYesNoWords,
+               kYesNoLabels,
                1},
     SettingRow{"guid", {"Device interface GUID", "GUID de l'interface"}, 1, VariantType::kBstr, 0, 0, {}, 0},
     SettingRow{"vendor-id", {"USB vendor id", "Identifiant USB du fabricant"}, 2, VariantType::kUi4, 0, 16, {}, 0},

@@ -13,7 +13,7 @@ enum LinkMode : std::uint32_t {
   kPortOnly = 0,    // opens the port and sends nothing
   kInstrument = 1,  // also identifies the instrument
 };
-inline constexpr auto kLinkModeWords = std::array{
+inline constexpr auto kLinkModeLabels = std::array{
     EnumLabel{kPortOnly, "port-only", {"port only", "port seul"}},
     EnumLabel{kInstrument, "instrument", {"instrument", "instrument"}},
 };
@@ -22,7 +22,8 @@ inline constexpr auto kLinkModeWords = std::array{
 enum SettingIndex { kLinkMode, kFramePrefix };
 
 inline constexpr auto kSettings = std::array{
-    SettingRow{"link-mode", {"Link mode", "Mode de liaison"}, 0, VariantType::kUi4, 0, 32, kLinkModeWords, kInstrument},
+    SettingRow{
+        "link-mode", {"Link mode", "Mode de liaison"}, 0, VariantType::kUi4, 0, 32, kLinkModeLabels, kInstrument},
     // The byte that precedes every frame.
     SettingRow{"frame-prefix", {"Frame prefix", "Préfixe de trame"}, 1, VariantType::kUi1, 0, 8, {}, 1},
 };

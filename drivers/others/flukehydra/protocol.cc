@@ -57,7 +57,7 @@ Expected<ChannelConfig> TemperatureConfig(std::string_view sensor) {
 
 // The code of a function, from its word or its number.
 std::optional<std::uint32_t> FunctionCode(std::string_view field) {
-  const auto code = CodeOfLabel(kFunctionWords, field);
+  const auto code = CodeOfLabel(kFunctionLabels, field);
   return code ? code : WholeNumber(field, kGreatestCode);
 }
 

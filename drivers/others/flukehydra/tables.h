@@ -58,7 +58,7 @@ inline constexpr std::uint32_t kGreatestCode = (1U << kCodeBits) - 1;
 inline constexpr std::uint32_t kThermocouple = 9;
 inline constexpr std::uint32_t kResistanceThermometer = 11;
 
-inline constexpr auto kFunctionWords = std::array{
+inline constexpr auto kFunctionLabels = std::array{
     EnumLabel{0, "OFF"},
     EnumLabel{1, "VDC"},
     EnumLabel{2, "VAC"},
@@ -74,16 +74,16 @@ inline constexpr auto kThermocoupleTypes = std::array{
     EnumLabel{6, "R"}, EnumLabel{7, "S"}, EnumLabel{8, "B"}, EnumLabel{9, "C"},
 };
 
-inline constexpr auto kUnitWords = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}};
+inline constexpr auto kUnitLabels = std::array{EnumLabel{0, "CEL"}, EnumLabel{1, "FAR"}};
 inline constexpr auto kUnitTexts = std::array{kCelsiusText, kFahrenheitText};
 inline constexpr int kTemperatureResolution = 2;
 
-inline constexpr auto kSwitchWords = std::array{EnumLabel{0, "OFF", kOffText}, EnumLabel{1, "ON", kOnText}};
-inline constexpr auto kRateWords =
+inline constexpr auto kSwitchLabels = std::array{EnumLabel{0, "OFF", kOffText}, EnumLabel{1, "ON", kOnText}};
+inline constexpr auto kRateLabels =
     std::array{EnumLabel{0, "SLOW", {"slow", "lente"}}, EnumLabel{1, "FAST", {"fast", "rapide"}}};
 
 inline constexpr auto kChannelFields = std::array{
-    ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionWords},
+    ChannelField{".function", {": function", " : fonction"}, kCodeBits, kFunctionLabels},
     ChannelField{".range", {": range", " : calibre"}, kCodeBits, {}},
 };
 
@@ -103,17 +103,23 @@ inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
   PutChannelSettings<kChannelFields, kChannelCount>(rows, 0);
   int stored = kSharedSettings;
-  rows[kTemperatureUnit] = {
-      "temperature-unit", {"Temperature unit", "Unité de température"}, stored, VariantType::kUi1, 0, 1, kUnitWords, 0};
+  rows[kTemperatureUnit] = {"temperature-unit",
+                            {"Temperature unit", "Unité de température"},
+                            stored,
+                            VariantType::kUi1,
+                            0,
+                            1,
+                            kUnitLabels,
+                            0};
   rows[kOpenThermocoupleCheck] = {"open-thermocouple-check",
                                   {"Open thermocouple check", "Détection de thermocouple ouvert"},
                                   stored++,
                                   VariantType::kUi1,
                                   1,
                                   1,
-                                  kSwitchWords,
+                                  kSwitchLabels,
                                   0};
-  rows[kRate] = {"rate", {"Measuring rate", "Vitesse de mesure"}, stored++, VariantType::kUi1, 0, 1, kRateWords, 0};
+  rows[kRate] = {"rate", {"Measuring rate", "Vitesse de mesure"}, stored++, VariantType::kUi1, 0, 1, kRateLabels, 0};
   rows[kInterval] = {"interval", {"Scan interval in seconds", "Intervalle de scrutation en secondes"},
                      stored,     VariantType::kUi4,
                      0,          32,

@@ -15,7 +15,7 @@ enum Model : std::uint32_t {
   kObject = 1,     // set points go to an object of the host; nothing is sent on the line
   kLine = 2,       // frames that begin with STX and end in CR LF
 };
-inline constexpr auto kModelWords = std::array{
+inline constexpr auto kModelLabels = std::array{
     EnumLabel{kAddressed, "addressed", {"addressed frames", "trames adressées"}},
     EnumLabel{kObject, "object", {"object of the host", "objet de l'hôte"}},
     EnumLabel{kLine, "line", {"lines of text", "lignes de texte"}},
@@ -26,7 +26,7 @@ enum StartMode : std::uint32_t {
   kSendSetPoint = 1,
   kSwitchOutputOn = 2,  // kLine only
 };
-inline constexpr auto kStartModeWords = std::array{
+inline constexpr auto kStartModeLabels = std::array{
     EnumLabel{kSendSetPoint, "set-point", {"send the set point", "envoyer la consigne"}},
     EnumLabel{kSwitchOutputOn, "output-on", {"switch the output on", "activer la sortie"}},
 };
@@ -38,10 +38,16 @@ enum SettingIndex { kModel, kAddress, kStartMode, kStartSetPoint };
 
 inline constexpr auto kSettings = std::array{
     SettingRow{
-        "model", {"Protocol model", "Modèle de protocole"}, 0, VariantType::kUi4, 0, 32, kModelWords, kAddressed},
+        "model", {"Protocol model", "Modèle de protocole"}, 0, VariantType::kUi4, 0, 32, kModelLabels, kAddressed},
     SettingRow{"address", {"Controller address", "Adresse du régulateur"}, 1, VariantType::kUi4, 0, 32, {}, 0},
-    SettingRow{
-        "start-mode", {"Start mode", "Mode de démarrage"}, 2, VariantType::kUi4, 0, 32, kStartModeWords, kSendSetPoint},
+    SettingRow{"start-mode",
+               {"Start mode", "Mode de démarrage"},
+               2,
+               VariantType::kUi4,
+               0,
+               32,
+               kStartModeLabels,
+               kSendSetPoint},
     // In whole degrees Celsius.
     SettingRow{
         "start-set-point", {"Start set point", "Consigne de démarrage"}, 3, VariantType::kUi4, 0, 32, {}, 0, true},

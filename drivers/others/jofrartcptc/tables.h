@@ -94,10 +94,10 @@ inline constexpr Dialect kCtc = {
 
 inline constexpr std::uint32_t kRtcPtcModel = 0;
 inline constexpr std::uint32_t kCtcModel = 1;
-inline constexpr auto kModelWords = std::array{EnumLabel{kRtcPtcModel, "RTC/PTC"}, EnumLabel{kCtcModel, "CTC"}};
+inline constexpr auto kModelLabels = std::array{EnumLabel{kRtcPtcModel, "RTC/PTC"}, EnumLabel{kCtcModel, "CTC"}};
 
 inline constexpr auto kSettings = std::array{
-    SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelWords, kRtcPtcModel},
+    SettingRow{"model", {"Model", "Modèle"}, 0, VariantType::kUi4, 0, 1, kModelLabels, kRtcPtcModel},
 };
 
 // The channels of the CTC have the names of the RTC and PTC where both have them.

@@ -40,7 +40,7 @@ std::optional<double> NumberAt(std::string_view text) {
 }  // namespace
 
 bool IsKambic(std::string_view identification) {
-  return std::any_of(kModelWords.begin(), kModelWords.end(),
+  return std::any_of(kModelNames.begin(), kModelNames.end(),
                      [&](const char* word) { return Contains(identification, word); });
 }
 

@@ -10,7 +10,7 @@
 namespace ulix::kambic {
 
 // The identification contains one of these words, in upper case, with or without a hyphen.
-inline constexpr std::array<const char*, 6> kModelWords = {"OB7", "OB22", "OB50", "OB-7", "OB-22", "OB-50"};
+inline constexpr std::array<const char*, 6> kModelNames = {"OB7", "OB22", "OB50", "OB-7", "OB-22", "OB-50"};
 
 // In the answer to "TXD" a channel's number follows its key, up to a blank or the end of its line:
 //

@@ -46,18 +46,18 @@ std::string Wrapped(const char* before, std::string_view word, const char* after
   return word.empty() ? std::string() : std::string(before).append(word).append(after);
 }
 
-std::string Word(std::span<const EnumLabel> words, std::uint32_t code) { return std::string(LabelOf(words, code)); }
+std::string Label(std::span<const EnumLabel> labels, std::uint32_t code) { return std::string(LabelOf(labels, code)); }
 
 std::string PrtConversion(const ChannelConfig& config, std::uint32_t probe) {
   if (config.sub_kind == kUserProbe) return std::to_string(probe);
   if (config.sub_kind != kStandard) return {};
-  return Wrapped("IEC60751(", LabelOf(kWiringWords, config.wiring), ")");
+  return Wrapped("IEC60751(", LabelOf(kWiringLabels, config.wiring), ")");
 }
 
 Expected<std::string> CurrentQuery(const ChannelConfig& config, std::uint32_t probe) {
   if (config.sub_kind == kStandard) return kCurrentQuery;
   if (config.sub_kind != kUserProbe) return Failure(microkCtlErrBadInternalChanConfig);
-  return WithOptions(kCurrentProbeQuery, {std::to_string(probe), Word(kUnitWords, config.unit)});
+  return WithOptions(kCurrentProbeQuery, {std::to_string(probe), Label(kUnitLabels, config.unit)});
 }
 
 // A reply that fills the buffer was cut, perhaps inside the number.
@@ -124,10 +124,10 @@ Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, st
   if (!row) return Failure(microkCtlErrBadInternalChanConfig);
   if (config.NeedsProbe() && probe == 0) return Failure(microkCtlErrUserProbeNotFound);
   const std::string head = row->head + std::to_string(InstrumentChannel(id)) + "? ";
-  const std::string unit = Word(kUnitWords, config.unit);
-  const std::string range = Word(kRangeWords, config.range);
-  const std::string current = Word(kCurrentWords, config.current);
-  const std::string junction = Word(kJunctionWords, config.junction);
+  const std::string unit = Label(kUnitLabels, config.unit);
+  const std::string range = Label(kRangeLabels, config.range);
+  const std::string current = Label(kCurrentLabels, config.current);
+  const std::string junction = Label(kJunctionLabels, config.junction);
   switch (config.kind) {
     case kResistance:
       return WithOptions(head, {range, current});
@@ -136,7 +136,7 @@ Expected<std::string> MeasureQuery(ChannelId id, const ChannelConfig& config, st
     case kVoltage:
       return WithOptions(head, {junction});
     case kThermocouple:
-      return WithOptions(head, {Wrapped("TYPE ", LabelOf(kThermocoupleWords, config.sub_kind), ""), unit, junction});
+      return WithOptions(head, {Wrapped("TYPE ", LabelOf(kThermocoupleLabels, config.sub_kind), ""), unit, junction});
     default:
       return CurrentQuery(config, probe);
   }

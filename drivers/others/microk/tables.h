@@ -37,7 +37,7 @@ inline constexpr auto kChannelNames = ChannelNames();
 
 inline constexpr auto kChannels = NumberedInputs(kChannelNames);
 
-inline constexpr auto kModelWords = std::array{EnumLabel{kMicrok, "microK"}, EnumLabel{kMillik, "milliK"}};
+inline constexpr auto kModelLabels = std::array{EnumLabel{kMicrok, "microK"}, EnumLabel{kMillik, "milliK"}};
 
 //  MEAS:TEMP12? IEC60751(4-WIRE) , C    , 115   , NORM
 //           |   |                  |      |       |
@@ -46,7 +46,7 @@ inline constexpr auto kModelWords = std::array{EnumLabel{kMicrok, "microK"}, Enu
 //  MEAS:TEMP12? TYPE K           , C    , INT        reference junction, of thermocouples and voltages
 //  MEAS:TEMP12? 4                , C    , 115 , NORM user probe, by its number in the instrument's database
 enum Kind : std::uint32_t { kResistance, kPrt, kVoltage, kThermocouple, kCurrentInput, kNoKind };
-inline constexpr auto kKindWords = std::array{
+inline constexpr auto kKindLabels = std::array{
     EnumLabel{kResistance, "RESISTANCE", {"resistance", "résistance"}},
     EnumLabel{kPrt, "PRT", {"PRT", "sonde platine"}},
     EnumLabel{kVoltage, "VOLTAGE", {"voltage", "tension"}},
@@ -56,7 +56,7 @@ inline constexpr auto kKindWords = std::array{
 
 // The conversion of a PRT or of the current input, and the types of thermocouples.
 enum SubKind : std::uint32_t { kStandard, kUserProbe, kFirstThermocouple };
-inline constexpr auto kSubKindWords = std::array{
+inline constexpr auto kSubKindLabels = std::array{
     EnumLabel{kStandard, "STANDARD", {"standard", "normalisée"}},
     EnumLabel{kUserProbe, "USER-PROBE", {"user probe", "sonde utilisateur"}},
     EnumLabel{2, "B"},
@@ -71,44 +71,44 @@ inline constexpr auto kSubKindWords = std::array{
     EnumLabel{11, "AU-PT", {"Au-Pt", "Au-Pt"}},
     EnumLabel{12, "PT-PD", {"Pt-Pd", "Pt-Pd"}},
 };
-inline constexpr auto kThermocoupleWords = std::span(kSubKindWords).subspan<kFirstThermocouple>();
+inline constexpr auto kThermocoupleLabels = std::span(kSubKindLabels).subspan<kFirstThermocouple>();
 
 inline constexpr std::uint32_t kCelsius = 1;
-inline constexpr auto kUnitWords = std::array{EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
+inline constexpr auto kUnitLabels = std::array{EnumLabel{0, "K"}, EnumLabel{kCelsius, "C"}, EnumLabel{2, "F"}};
 // The shown texts of the temperature units, by code.
 inline constexpr auto kUnitTexts = std::array{"K", kCelsiusText, kFahrenheitText};
 
 // Ranges in ohms. The resolution of a resistance depends on them.
-inline constexpr auto kRangeWords =
+inline constexpr auto kRangeLabels =
     std::array{EnumLabel{0, "115", {"115 Ohms", "115 Ohms"}}, EnumLabel{1, "460", {"460 Ohms", "460 Ohms"}},
                EnumLabel{2, "500000", {"500 kOhms", "500 kOhms"}}};
 inline constexpr auto kRangeResolutions = std::array{5, 4, 1};
 
-inline constexpr auto kCurrentWords = std::array{EnumLabel{0, "NORM"}, EnumLabel{1, "ROOT2"}};
+inline constexpr auto kCurrentLabels = std::array{EnumLabel{0, "NORM"}, EnumLabel{1, "ROOT2"}};
 inline constexpr std::uint32_t kFourWires = 1;
-inline constexpr auto kWiringWords =
+inline constexpr auto kWiringLabels =
     std::array{EnumLabel{0, "3-WIRE", {"3 wires", "3 fils"}}, EnumLabel{kFourWires, "4-WIRE", {"4 wires", "4 fils"}}};
-inline constexpr auto kJunctionWords =
+inline constexpr auto kJunctionLabels =
     std::array{EnumLabel{0, "INT", {"internal", "interne"}}, EnumLabel{1, "NON", {"none", "aucune"}}};
-inline constexpr auto kEnabledWords = std::array{EnumLabel{0, "off", kOffText}, EnumLabel{1, "on", kOnText}};
+inline constexpr auto kEnabledLabels = std::array{EnumLabel{0, "off", kOffText}, EnumLabel{1, "on", kOnText}};
 
 // The settings of one channel, in their stored order.
 enum Field { kEnabled, kKind, kSubKind, kUnit, kRange, kCurrent, kWiring, kJunction, kProbe };
 
 inline constexpr unsigned kCodeBits = 8;
 inline constexpr auto kFields = std::array{
-    ChannelField{".enabled", {": measured", " : mesurée"}, kCodeBits, kEnabledWords},
-    ChannelField{".kind", {": kind of measurement", " : nature de la mesure"}, kCodeBits, kKindWords, kResistance},
+    ChannelField{".enabled", {": measured", " : mesurée"}, kCodeBits, kEnabledLabels},
+    ChannelField{".kind", {": kind of measurement", " : nature de la mesure"}, kCodeBits, kKindLabels, kResistance},
     ChannelField{".sub-kind",
                  {": conversion or thermocouple type", " : conversion ou type de thermocouple"},
                  kCodeBits,
-                 kSubKindWords,
+                 kSubKindLabels,
                  kStandard},
-    ChannelField{".unit", {": temperature unit", " : unité de température"}, kCodeBits, kUnitWords, kCelsius},
-    ChannelField{".range", {": resistance range", " : calibre de résistance"}, kCodeBits, kRangeWords},
-    ChannelField{".current", {": sense current", " : courant de mesure"}, kCodeBits, kCurrentWords},
-    ChannelField{".wiring", {": wiring", " : raccordement"}, kCodeBits, kWiringWords, kFourWires},
-    ChannelField{".junction", {": reference junction", " : jonction de référence"}, kCodeBits, kJunctionWords},
+    ChannelField{".unit", {": temperature unit", " : unité de température"}, kCodeBits, kUnitLabels, kCelsius},
+    ChannelField{".range", {": resistance range", " : calibre de résistance"}, kCodeBits, kRangeLabels},
+    ChannelField{".current", {": sense current", " : courant de mesure"}, kCodeBits, kCurrentLabels},
+    ChannelField{".wiring", {": wiring", " : raccordement"}, kCodeBits, kWiringLabels, kFourWires},
+    ChannelField{".junction", {": reference junction", " : jonction de référence"}, kCodeBits, kJunctionLabels},
     ChannelField{".probe", {": user probe", " : sonde utilisateur"}, 0, {}},
 };
 
@@ -120,7 +120,7 @@ inline constexpr std::size_t kSettingCount = SettingIndex(kChannelCount, kEnable
 // The model, then the fields of each channel. Each setting is a stored value of its own.
 inline constexpr auto kSettings = [] {
   std::array<SettingRow, kSettingCount> rows{};
-  rows[0] = {"model", {"Instrument model", "Modèle d'instrument"}, 0, VariantType::kUi4, 0, 32, kModelWords, kMicrok,
+  rows[0] = {"model", {"Instrument model", "Modèle d'instrument"}, 0, VariantType::kUi4, 0, 32, kModelLabels, kMicrok,
              true};
   PutChannelSettings<kFields, kChannelCount>(rows, SettingIndex(0, kEnabled));
   for (ChannelId id = 0; id < kFrontInputs; ++id) rows[SettingIndex(id, kEnabled)].initial = 1;
