@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 
@@ -32,8 +33,9 @@ class InstrumentForms : public testing::Test {
   // Expects each choice of each setting to set the code for which it is shown.
   static void TakeEachChoice(Instrument& instrument, Language language) {
     Form form = PropertiesForm(instrument, language);
-    constexpr std::size_t kMaxChoices = 30;
-    for (std::size_t turn = 0; turn < kMaxChoices; ++turn) {
+    std::size_t max_choices = 0;
+    for (const SettingRow& row : instrument.settings().rows()) max_choices = std::max(max_choices, row.labels.size());
+    for (std::size_t turn = 0; turn < max_choices; ++turn) {
       const auto label_of = [&](const SettingRow& row) { return row.labels[turn % row.labels.size()]; };
       for (const SettingRow& row : instrument.settings().rows()) {
         if (!row.labels.empty()) FindField(form, row.key)->value = label_of(row).In(language);
@@ -210,43 +212,45 @@ TEST_F(InstrumentForms, PropertiesForm_UnchangedValuesOfEveryModel_AreAccepted) 
   }
 }
 
-TEST_F(InstrumentForms, GroupForm_BadPeriod_IsNamed) {
-  auto instrument = Make("kelvo10");
-  std::uint32_t group = 0;
-  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
-  Form form = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(Enter(form, "period", "99"), "Period: 99 is not in the range from 100 to 4294967295.");
-  EXPECT_EQ(Enter(form, "period", "2 s"), "This is not a number.");
-  EXPECT_EQ(Enter(form, "period", "1000,7"), "This is not a whole number.");
-  EXPECT_EQ(Enter(form, "period", "12345678"), "");
-  Form again = GroupForm(instrument, group, Language::kEnglish);
+// The form of a new group of the Kelvo10.
+class GroupForms : public InstrumentForms {
+ protected:
+  void SetUp() override {
+    InstrumentForms::SetUp();
+    ASSERT_EQ(instrument_.CreateGroup(&group_), S_OK);
+    form_ = GroupForm(instrument_, group_, Language::kEnglish);
+  }
+
+  Instrument instrument_ = Make("kelvo10");
+  std::uint32_t group_ = 0;
+  Form form_;
+};
+
+TEST_F(GroupForms, BadPeriod_IsNamed) {
+  EXPECT_EQ(Enter(form_, "period", "99"), "Period: 99 is not in the range from 100 to 4294967295.");
+  EXPECT_EQ(Enter(form_, "period", "2 s"), "This is not a number.");
+  EXPECT_EQ(Enter(form_, "period", "1000,7"), "This is not a whole number.");
+  EXPECT_EQ(Enter(form_, "period", "12345678"), "");
+  Form again = GroupForm(instrument_, group_, Language::kEnglish);
   EXPECT_EQ(FindField(again, "period")->value, "12345678") << "all digits are shown; OK would set a rounded value";
 }
 
-TEST_F(InstrumentForms, GroupForm_NegativeDeadBand_IsNamedWithItsRange) {
-  auto instrument = Make("kelvo10");
-  std::uint32_t group = 0;
-  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
-  Form form = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(Enter(form, "dead-band", "-1"), "Dead band, relative: -1 is not in the range from 0 to 3,4028235E+38.");
+TEST_F(GroupForms, NegativeDeadBand_IsNamedWithItsRange) {
+  EXPECT_EQ(Enter(form_, "dead-band", "-1"), "Dead band, relative: -1 is not in the range from 0 to 3,4028235E+38.");
 }
 
-TEST_F(InstrumentForms, GroupForm_GoodValues_SetTheGroupAndItsChannels) {
-  auto instrument = Make("kelvo10");
-  std::uint32_t group = 0;
-  ASSERT_EQ(instrument.CreateGroup(&group), S_OK);
-  Form form = GroupForm(instrument, group, Language::kEnglish);
-  EXPECT_EQ(Enter(form, "period", "250"), "");
-  FindField(form, "channel.0")->value = "1";
-  EXPECT_EQ(Enter(form, "dead-band", "0,5"), "");
+TEST_F(GroupForms, GoodValues_SetTheGroupAndItsChannels) {
+  EXPECT_EQ(Enter(form_, "period", "250"), "");
+  FindField(form_, "channel.0")->value = "1";
+  EXPECT_EQ(Enter(form_, "dead-band", "0,5"), "");
   GroupSettings settings;
   std::vector<ChannelId> members;
-  EXPECT_EQ(instrument.GetGroupSettings(group, &settings), S_OK);
+  EXPECT_EQ(instrument_.GetGroupSettings(group_, &settings), S_OK);
   EXPECT_EQ(settings, (GroupSettings{250, 0.5F, 0, 0}));
-  EXPECT_EQ(instrument.InChans(group, &members), S_OK);
+  EXPECT_EQ(instrument_.InChans(group_, &members), S_OK);
   EXPECT_EQ(members, (std::vector<ChannelId>{0}));
-  EXPECT_EQ(Enter(form, "channel.0", ""), "");
-  EXPECT_EQ(instrument.InChans(group, &members), S_OK);
+  EXPECT_EQ(Enter(form_, "channel.0", ""), "");
+  EXPECT_EQ(instrument_.InChans(group_, &members), S_OK);
   EXPECT_TRUE(members.empty());
 }
 
