@@ -14,9 +14,11 @@ import time
 import unittest
 
 import port_servers
+from own_locks import take_own_locks
 from range_calibrator_stream import encode
 from serial_instrument import TEST_LIMIT
 
+take_own_locks()
 ULIX = "ulix"
 # Under Wine ports have other names, several programs can open one port, and the program offers no pseudo terminals.
 UNDER_WINE = "ULIX_UNDER_WINE" in os.environ
@@ -90,7 +92,7 @@ class ContractTest(unittest.TestCase):
 
     def side_by_side(self, check, cases):
         """Checks independent cases at the same time, because they spend most of their time waiting."""
-        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+        with concurrent.futures.ThreadPoolExecutor(8, initializer=take_own_locks) as pool:
             for case, checked in [(case, pool.submit(check, *case)) for case in cases]:
                 with self.subTest(case):
                     checked.result()

@@ -35,6 +35,7 @@ class Adt761ContractTest(ContractTest):
 
     def read(self, unit, channel, error=""):
         status, out, err = self.ulix("read", "adt761", channel, "--json", *self.where(unit, error))
+        self.assertTrue(out, f"no row; status {status}: {err}")
         row, = json.loads(out)
         return row["value"], row["unit"], err if status else ""
 

@@ -15,7 +15,10 @@ import unittest
 import sparkplug_decoder
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
+from own_locks import take_own_locks  # noqa: E402
 from port_servers import free_port  # noqa: E402
+
+take_own_locks()
 
 DEVICE = "kelvo10-123456"  # in the bench that FleetTest.config makes
 # Programs write texts in the language of their user.

@@ -17,11 +17,14 @@ import unittest.mock
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PACKAGE, PROGRAM = sys.argv[1], sys.argv[2]
-sys.path.insert(0, PACKAGE)
+sys.path[:0] = [PACKAGE, str(SOURCE / "tests/cli")]
 
 import numpy as np  # noqa: E402
 
 import ulix  # noqa: E402
+from own_locks import take_own_locks  # noqa: E402
+
+take_own_locks()
 
 
 def sim(**options):
