@@ -95,7 +95,7 @@ class Station final : public EventSink {
 };
 
 // The thread sanitizer records accesses in memory of its own.
-#ifdef __SANITIZE_THREAD__
+#ifdef ULIX_THREAD_SANITIZER
 constexpr double kMaxMegabytesMore = 4000;
 #else
 constexpr double kMaxMegabytesMore = 8;
