@@ -77,7 +77,7 @@ TEST_F(LoggerMemory, ReadMemBlock_GivesFourArraysAndProgressTo100) {
   EXPECT_EQ(percents.back(), 100);
 }
 
-// A logger that refuses to clear: what was read is delivered beside the failure, which is told in every way.
+// The logger refuses to clear. The host gets the records that were read, and the failure as result, error and event.
 TEST_F(LoggerMemory, ReadMemBlockWhoseClearingFails_GivesTheRecordsAndTheFailure) {
   Connect("ULIX_TEST_KEEPING_MEMOLOG");
   const Read kept = ReadBlock(0);
