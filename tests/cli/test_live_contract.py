@@ -178,7 +178,8 @@ class InBrowser(LiveTest):
     def test_a_run_in_french_keeps_its_memory(self):
         path = self.folder / "plan.json"
         path.write_text(json.dumps(PLAN))
-        _, address = self.serve("calibrate", path, "--run", self.folder / "run", "--speed", "200", "--http", "0", "--lang", "fr")
+        # The run takes two minutes, so that the page comes up before its end on a busy machine too.
+        _, address = self.serve("calibrate", path, "--run", self.folder / "run", "--speed", "10", "--http", "0", "--lang", "fr")
         browser = self.browse(address)
         self.wait_for(browser, "recent.length > 10")
         for part in ("Voie", "Dérive / max", "en direct", "référence", "Depuis le début"):
