@@ -49,6 +49,8 @@ class InstallTest(unittest.TestCase):
         run("cmake", "--build", folder, "--target", "read_channels")
         return folder / "read_channels"
 
+
+class Installed(InstallTest):
     def test_the_program_runs(self):
         self.assertIn("kelvo10", run(self.program, "models"))
         self.assertTrue((self.root / "share/doc/ulix/copyright").read_text().strip())
@@ -89,6 +91,8 @@ class InstallTest(unittest.TestCase):
         run("g++", "-std=c++20", EXAMPLE / "read_channels.cc", "-o", example, *flags)
         self.assert_reads(example)
 
+
+class Sources(InstallTest):
     def test_built_with_its_sources(self):
         self.assert_reads(self.built("sources", f"-DULIX_SOURCE={SOURCE}", "-DCMAKE_CXX_COMPILER=clang++"))
 
